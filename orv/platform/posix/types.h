@@ -1,0 +1,122 @@
+#pragma once
+
+/// The names of the Windows interface that the library's callers use, for systems without it.
+
+#include <cstdint>
+
+#include "orv/platform/export.h"
+
+using BYTE = std::uint8_t;
+using WORD = std::uint16_t;
+using DWORD = std::uint32_t;
+using SHORT = std::int16_t;
+using INT = std::int32_t;
+using UINT = std::uint32_t;
+using LONG = std::int32_t;
+using ULONGLONG = std::uint64_t;
+using BOOL = std::int32_t;
+using WCHAR = char16_t;  ///< the 16-bit unit of records with a stored layout
+using HRESULT = std::int32_t;
+using HANDLE = void*;
+using HINSTANCE = struct HINSTANCE__*;
+using HMODULE = HINSTANCE;
+using HKEY = struct HKEY__*;
+
+constexpr BOOL FALSE = 0;
+constexpr BOOL TRUE = 1;
+
+constexpr HRESULT S_OK = 0;
+constexpr HRESULT E_FAIL = static_cast<HRESULT>(0x80004005);
+
+inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(std::intptr_t{-1});
+inline const HKEY HKEY_CURRENT_USER = reinterpret_cast<HKEY>(std::uintptr_t{0x80000001});
+inline const HKEY HKEY_LOCAL_MACHINE = reinterpret_cast<HKEY>(std::uintptr_t{0x80000002});
+
+constexpr DWORD REG_SZ = 1;
+constexpr DWORD REG_BINARY = 3;
+constexpr DWORD REG_DWORD = 4;
+
+/// System error codes, the values that log lines show.
+constexpr LONG ERROR_SUCCESS = 0;
+constexpr LONG ERROR_FILE_NOT_FOUND = 2;
+constexpr LONG ERROR_PATH_NOT_FOUND = 3;
+constexpr LONG ERROR_ACCESS_DENIED = 5;
+constexpr LONG ERROR_INVALID_HANDLE = 6;
+constexpr LONG ERROR_NOT_ENOUGH_MEMORY = 8;
+constexpr LONG ERROR_GEN_FAILURE = 31;
+constexpr LONG ERROR_SHARING_VIOLATION = 32;
+constexpr LONG ERROR_INVALID_PARAMETER = 87;
+constexpr LONG ERROR_INSUFFICIENT_BUFFER = 122;
+constexpr LONG ERROR_MOD_NOT_FOUND = 126;
+constexpr LONG ERROR_MORE_DATA = 234;
+constexpr LONG ERROR_NO_MORE_ITEMS = 259;
+constexpr LONG ERROR_INVALID_PRINTER_NAME = 1801;
+
+struct FILETIME {
+  DWORD dwLowDateTime;   ///< low half of the 100 ns intervals since 1601-01-01 UTC
+  DWORD dwHighDateTime;  ///< high half
+};
+
+struct GUID {
+  std::uint32_t Data1;
+  std::uint16_t Data2;
+  std::uint16_t Data3;
+  std::uint8_t Data4[8];
+};
+
+struct POINTL {
+  LONG x;
+  LONG y;
+};
+
+/// The public device mode: 220 bytes, 16-bit characters.
+struct DEVMODEW {
+  WCHAR dmDeviceName[32];
+  WORD dmSpecVersion;
+  WORD dmDriverVersion;
+  WORD dmSize;
+  WORD dmDriverExtra;
+  DWORD dmFields;
+  union {
+    struct {
+      SHORT dmOrientation;
+      SHORT dmPaperSize;
+      SHORT dmPaperLength;
+      SHORT dmPaperWidth;
+      SHORT dmScale;
+      SHORT dmCopies;
+      SHORT dmDefaultSource;
+      SHORT dmPrintQuality;
+    };
+    POINTL dmPosition;
+  };
+  SHORT dmColor;
+  SHORT dmDuplex;
+  SHORT dmYResolution;
+  SHORT dmTTOption;
+  SHORT dmCollate;
+  WCHAR dmFormName[32];
+  WORD dmLogPixels;
+  DWORD dmBitsPerPel;
+  DWORD dmPelsWidth;
+  DWORD dmPelsHeight;
+  union {
+    DWORD dmDisplayFlags;
+    DWORD dmNup;
+  };
+  DWORD dmDisplayFrequency;
+  DWORD dmICMMethod;
+  DWORD dmICMIntent;
+  DWORD dmMediaType;
+  DWORD dmDitherType;
+  DWORD dmReserved1;
+  DWORD dmReserved2;
+  DWORD dmPanningWidth;
+  DWORD dmPanningHeight;
+};
+static_assert(sizeof(DEVMODEW) == 220);
+
+/// The calling thread's last error code, as the functions of this library leave it.
+ORV_EXPORT DWORD GetLastError();
+/// Sets the calling thread's last error code.
+ORV_EXPORT void SetLastError(DWORD code);

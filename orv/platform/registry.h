@@ -1,0 +1,75 @@
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "orv/platform/types.h"
+
+/// The settings store: the registry on Windows, elsewhere one SQLite file for the user hive and one
+/// for the machine hive, with the same rules (names compare without regard to case, sub-keys and
+/// values enumerate in name order, several processes may use it at once). Roots are
+/// `HKEY_CURRENT_USER` and `HKEY_LOCAL_MACHINE`; paths separate their keys with backslashes. Every
+/// function returns a system error code, `ERROR_SUCCESS` when it did its work.
+
+namespace orv {
+
+/// The library's key below either hive.
+inline constexpr wchar_t kSettingsKey[] = L"Software\\orv Printer Driver";
+
+enum class RegistryAccess { kRead, kReadWrite };
+
+/// A key that is closed with its owner.
+class RegistryKey {
+ public:
+  RegistryKey() = default;
+  explicit RegistryKey(HKEY key) : key_(key) {}
+  RegistryKey(RegistryKey&& other) noexcept : key_(std::exchange(other.key_, nullptr)) {}
+  RegistryKey& operator=(RegistryKey&& other) noexcept {
+    std::swap(key_, other.key_);
+    return *this;
+  }
+  ~RegistryKey() { Close(); }
+
+  /// Opens an existing key below `parent`.
+  LONG Open(HKEY parent, const std::wstring& path, RegistryAccess access);
+  /// Opens a key below `parent` for reading and writing, creating it and its parents if missing.
+  LONG Create(HKEY parent, const std::wstring& path);
+  void Close();
+
+  HKEY get() const { return key_; }
+
+ private:
+  HKEY key_ = nullptr;
+};
+
+/// A value's type (`REG_SZ`, …) and bytes. Text is UTF-16LE with its terminator, in both homes.
+struct RegistryValue {
+  DWORD type = 0;
+  std::vector<BYTE> data;
+
+  static RegistryValue FromText(const std::wstring& text);
+  static RegistryValue FromNumber(DWORD number);
+
+  /// The text of a `REG_SZ` value up to its first terminator; empty for any other type.
+  std::wstring Text() const;
+  /// The number of a `REG_DWORD` value of four bytes into `*number`; false for any other value.
+  bool Number(DWORD* number) const;
+};
+
+LONG GetRegistryValue(HKEY key, const std::wstring& name, RegistryValue* value);
+LONG SetRegistryValue(HKEY key, const std::wstring& name, const RegistryValue& value);
+LONG DeleteRegistryValue(HKEY key, const std::wstring& name);
+/// Deletes the key at `path` below `parent` with everything under it.
+LONG DeleteRegistryTree(HKEY parent, const std::wstring& path);
+/// The names of all sub-keys of `key`, in name order.
+LONG ListRegistryKeys(HKEY key, std::vector<std::wstring>* names);
+/// The names of all values of `key`, in name order.
+LONG ListRegistryValues(HKEY key, std::vector<std::wstring>* names);
+
+/// Reads a text setting from `subKey` of the library's key: the current user's value, or the
+/// machine's when the user has none. A value that is missing in both, is no text, or is longer than
+/// 1,024 bytes reads as empty.
+std::wstring ReadSetting(const std::wstring& subKey, const std::wstring& name);
+
+}  // namespace orv

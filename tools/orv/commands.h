@@ -1,0 +1,19 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+/// The command families of the orv program. Each function adds its group with all its commands to
+/// the program; a command runs from its callback and ends with an `ExitCode` by throwing
+/// `CLI::RuntimeError` when it is not `kDone`.
+
+namespace orv::tool {
+
+/// What the program's exit tells a script.
+enum ExitCode {
+  kDone = 0,
+  kFindings = 1,    ///< the command ran and found something wrong
+  kUsage = 2,       ///< the command line is wrong
+  kUnreadable = 3,  ///< something could not be read or written
+};
+
+}  // namespace orv::tool
