@@ -1,0 +1,325 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "orv/platform/types.h"
+
+/// What one printer configuration file says, as plain records. `CConfigParser` fills them; a field
+/// that no property of the file sets is 0, false or empty. Records in the cache are shared between
+/// threads and never change.
+
+/// The file's own identity.
+struct FileInfo {
+  CString type;
+  CString configFileName;
+  std::int32_t version = 0;  ///< a file of version 13 or above has no device part here
+  CString creator;
+  std::int64_t created = 0;       ///< seconds since 1970-01-01, 0 when unknown
+  std::int64_t lastModified = 0;  ///< as `created`
+  CString culture;
+  CString sha256;  ///< the file's digest as 64 lower-case hexadecimal digits, empty if unsigned
+};
+
+/// The printer model.
+struct Model {
+  std::int32_t modelId = 0;
+  CString modelName;
+  CString boardName;
+  CString pnpID;
+  CString deviceId;
+  CString aRef;
+  CString orvModification;
+  CString deviceImageFile;
+};
+
+/// The label sizes that the printer takes; lengths in thousandths of a millimetre.
+struct Label {
+  std::int32_t widthMin = 0;
+  std::int32_t widthMax = 0;
+  std::int32_t widthDefault = 0;
+  std::int32_t heightMin = 0;
+  std::int32_t heightMax = 0;
+  std::int32_t heightDefault = 0;
+  std::int32_t maxGapDistance = 0;
+};
+
+/// The edge of the print head at which the material runs.
+enum MaterialGuidance : std::int32_t {
+  materialGuidanceLeft = 0,
+  materialGuidanceCentered = 1,
+  materialGuidanceRight = 2,
+};
+
+/// What the printer can do, as pairs of "the setting is offered" and "it is on by default".
+struct GeneralSettings {
+  std::int32_t printWidth = 0;
+  bool rotateLabelEnabled = false;
+  bool rotateLabelByDefault = false;
+  bool mirroredLabelPrintingEnabled = false;
+  bool mirroredLabelPrintingByDefault = false;
+  bool negativeLabelEnabled = false;
+  bool negativeLabelByDefault = false;
+  bool singleBufferEnabled = false;
+  bool singleBufferByDefault = false;
+  bool ignorePaperEndEnabled = false;
+  bool ignorePaperEndByDefault = false;
+  bool discardLabelPositionEnabled = false;
+  bool discardLabelPositionByDefault = false;
+  bool topSameAsBottomEnabled = false;
+  bool topSameAsBottomByDefault = false;
+  bool backfeedmodeEnabled = false;
+  bool backfeedmodeByDefault = false;
+  std::int32_t resolutionDpiX = 300;  ///< dots per inch
+  std::int32_t resolutionDpiY = 300;  ///< dots per inch
+  bool imageOptByDefault = false;
+  bool imageOptEnabled = false;
+  bool replaceContentByDefault = false;
+  bool replaceContentEnabled = false;
+  MaterialGuidance materialGuidance = materialGuidanceLeft;
+  bool ribbonSaverByDefault = false;
+  bool ribbonSaverEnabled = false;
+  bool customPageSizeByDefault = false;
+  bool customPageSizeEnabled = false;
+};
+
+/// One print mode: 0 thermal transfer, 1 direct thermal.
+struct PrintMode {
+  std::int32_t mode = 0;
+  bool enabled = false;
+};
+
+struct PrintModes {
+  std::int32_t defaultMode = 0;
+  std::vector<PrintMode> modes;  ///< in document order
+};
+
+/// The range of the vertical offset; kept as read, not checked.
+struct GlobalOffsetY {
+  std::int32_t min = 0;
+  std::int32_t max = 0;
+  std::int32_t step = 0;
+};
+
+/// The range of the horizontal head offset; kept as read, not checked.
+struct HeadsOffsetX {
+  bool enabled = false;
+  std::int32_t min = 0;
+  std::int32_t max = 0;
+  std::int32_t step = 0;
+};
+
+struct Darkness {
+  std::vector<std::int32_t> values;  ///< every level on offer, ascending
+  std::int32_t defaultValue = 0;
+};
+
+/// Print speeds, each multiplied by 1000.
+struct PrintSpeeds {
+  std::vector<std::int32_t> speeds;  ///< in document order
+  std::int32_t defaultSpeed = 0;
+};
+
+/// One media sensor: 0 continuous, 1 reflective top, 2 gap, 3 reflective bottom, 4 external
+/// positive edge, 5 external negative edge.
+struct SensorType {
+  std::int32_t type = 0;
+  bool enabled = false;
+};
+
+struct SensorTypes {
+  std::int32_t defaultType = 0;
+  std::vector<SensorType> types;  ///< in document order
+};
+
+struct Characteristics {
+  bool doubleSided = false;
+  bool color = false;  ///< prints in two colours
+};
+
+/// What every option of every family begins with.
+struct Option {
+  BOOL isDefault = 0;
+  CString optionName;
+  CString optionImageFile;
+};
+
+/// The options of one kind that can be fitted to the printer. `T` is the kind's option record.
+template <typename T>
+struct OptionFamily {
+  std::vector<T> options;  ///< the options that have a name, in file order
+  std::int32_t optionFamilyId = 0;
+  CString optionFamilyType;  ///< free text, used in messages
+  CString optionFamilyName;
+  CString optionFamilyImageFile;
+};
+
+struct Applicator : Option {
+  std::int32_t offsetMin = 0;
+  std::int32_t offsetMax = 0;
+  std::int32_t offsetStep = 0;
+  std::int32_t offsetDefault = 0;
+  std::int32_t startDelaySupportingAirMin = 0;
+  std::int32_t startDelaySupportingAirMax = 0;
+  std::int32_t startDelaySupportingAirStep = 0;
+  std::int32_t startDelaySupportingAirDefault = 0;
+  std::int32_t stopDelaySupportingAirMin = 0;
+  std::int32_t stopDelaySupportingAirMax = 0;
+  std::int32_t stopDelaySupportingAirStep = 0;
+  std::int32_t stopDelaySupportingAirDefault = 0;
+  std::int32_t startDelayPrintMin = 0;
+  std::int32_t startDelayPrintMax = 0;
+  std::int32_t startDelayPrintStep = 0;
+  std::int32_t startDelayPrintDefault = 0;
+  std::int32_t lockTimeMin = 0;
+  std::int32_t lockTimeMax = 0;
+  std::int32_t lockTimeStep = 0;
+  std::int32_t lockTimeDefault = 0;
+  std::int32_t blowTimeMin = 0;
+  std::int32_t blowTimeMax = 0;
+  std::int32_t blowTimeStep = 0;
+  std::int32_t blowTimeDefault = 0;
+};
+
+struct BarcodeVerifier : Option {};
+
+struct BarcodeVerifierWithPeel : Option {
+  std::int32_t offsetMin = 0;
+  std::int32_t offsetMax = 0;
+  std::int32_t offsetStep = 0;
+  std::int32_t offsetDefault = 0;
+};
+
+struct BeltApplicator : Option {
+  std::int32_t offsetMin = 0;
+  std::int32_t offsetMax = 0;
+  std::int32_t offsetStep = 0;
+  std::int32_t offsetDefault = 0;
+  std::int32_t startDelayPrintMin = 0;
+  std::int32_t startDelayPrintMax = 0;
+  std::int32_t startDelayPrintStep = 0;
+  std::int32_t startDelayPrintDefault = 0;
+  std::int32_t labelPositionMin = 0;
+  std::int32_t labelPositionMax = 0;
+  std::int32_t labelPositionStep = 0;
+  std::int32_t labelPositionDefault = 0;
+  std::int32_t applyRunningMin = 0;
+  std::int32_t applyRunningMax = 0;
+  std::int32_t applyRunningStep = 0;
+  std::int32_t applyRunningDefault = 0;
+  std::int32_t conveyorSpeedDefault = 0;
+  std::vector<std::int32_t> conveyorSpeeds;  ///< in file order
+};
+
+struct Cutter : Option {
+  std::int32_t offset1Min = 0;
+  std::int32_t offset1Max = 0;
+  std::int32_t offset1Step = 0;
+  std::int32_t offset1Default = 0;
+  std::int32_t offset2Min = 0;
+  std::int32_t offset2Max = 0;
+  std::int32_t offset2Step = 0;
+  std::int32_t offset2Default = 0;
+};
+
+struct DispensingModule : Option {
+  std::int32_t offsetMin = 0;
+  std::int32_t offsetMax = 0;
+  std::int32_t offsetStep = 0;
+  std::int32_t offsetDefault = 0;
+};
+
+struct IoModule : Option {
+  std::int32_t offsetMin = 0;
+  std::int32_t offsetMax = 0;
+  std::int32_t offsetStep = 0;
+  std::int32_t offsetDefault = 0;
+};
+
+struct PauseAdapter : Option {};
+
+struct PeelOff : Option {
+  std::int32_t offsetMin = 0;
+  std::int32_t offsetMax = 0;
+  std::int32_t offsetStep = 0;
+  std::int32_t offsetDefault = 0;
+};
+
+struct Perforator : Option {
+  std::int32_t offset1Min = 0;
+  std::int32_t offset1Max = 0;
+  std::int32_t offset1Step = 0;
+  std::int32_t offset1Default = 0;
+  std::int32_t offset2Min = 0;
+  std::int32_t offset2Max = 0;
+  std::int32_t offset2Step = 0;
+  std::int32_t offset2Default = 0;
+  std::int32_t perforatorDeepnessMin = 0;
+  std::int32_t perforatorDeepnessMax = 0;
+  std::int32_t perforatorDeepnessStep = 0;
+  std::int32_t perforatorDeepnessDefault = 0;
+};
+
+struct Rewinder : Option {};
+
+struct RibbonSaver : Option {};
+
+struct TearOff : Option {
+  std::int32_t offsetMin = 0;
+  std::int32_t offsetMax = 0;
+  std::int32_t offsetStep = 0;
+  std::int32_t offsetDefault = 0;
+};
+
+struct TubeApplicator : Option {
+  std::int32_t offsetMin = 0;
+  std::int32_t offsetMax = 0;
+  std::int32_t offsetStep = 0;
+  std::int32_t offsetDefault = 0;
+};
+
+struct WrappingApplicator : Option {
+  std::int32_t offsetMin = 0;
+  std::int32_t offsetMax = 0;
+  std::int32_t offsetStep = 0;
+  std::int32_t offsetDefault = 0;
+  std::int32_t wrapPosMin = 0;
+  std::int32_t wrapPosMax = 0;
+  std::int32_t wrapPosDefault = 0;
+};
+
+/// The printer that the file describes, section by section, then its option families.
+struct Device {
+  Model model;
+  Label label;
+  GeneralSettings generalSettings;
+  PrintModes printModes;
+  GlobalOffsetY globalOffsetY;
+  HeadsOffsetX headsOffsetX;
+  Darkness darkness;
+  PrintSpeeds printSpeeds;
+  SensorTypes sensorTypes;
+  Characteristics characteristics;
+
+  OptionFamily<Applicator> applicator;
+  OptionFamily<BarcodeVerifier> barcodeVerifier;
+  OptionFamily<BarcodeVerifierWithPeel> barcodeVerifierWithPeel;
+  OptionFamily<BeltApplicator> beltApplicator;
+  OptionFamily<Cutter> cutter;
+  OptionFamily<DispensingModule> dispensingModule;
+  OptionFamily<IoModule> ioModule;
+  OptionFamily<PauseAdapter> pauseAdapter;
+  OptionFamily<PeelOff> peelOff;
+  OptionFamily<Perforator> perforator;
+  OptionFamily<Rewinder> rewinder;
+  OptionFamily<RibbonSaver> ribbonSaver;
+  OptionFamily<TearOff> tearOff;
+  OptionFamily<TubeApplicator> tubeApplicator;
+  OptionFamily<WrappingApplicator> wrappingApplicator;
+};
+
+/// One configuration file.
+struct Config {
+  FileInfo fileInfo;
+  Device device;
+};
