@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+
+namespace orv {
+
+/// Flag bits of an element's record, above the level in the same word.
+enum ElemFlags : std::uint32_t {
+  ELEM_EMPTY = 0x10000,       ///< the start tag ended with `/>`
+  ELEM_DELETED = 0x20000,     ///< released: the record waits on the chain of deleted ones
+  ELEM_FIRST = 0x80000,       ///< the first child of its parent
+  ELEM_UNENDED = 0x100000,    ///< no end tag: the element is its start tag alone
+  ELEM_ILLDATA = 0x200000,    ///< a lone end tag or a syntax error lies in the content
+  ELEM_ILLFORMED = 0x800000,  ///< on the record a parse ran under: something was wrong
+};
+
+/// Where an element lies in the text and among the others. Indices name records; 0 is none.
+struct ElemPos {
+  std::uint32_t start;       ///< offset of the start tag's `<`
+  std::uint32_t length;      ///< to one past the end tag; the start tag alone when there is none
+  std::uint32_t tagLengths;  ///< low 22 bits the start tag's length, high 10 the end tag's
+  std::uint32_t levelFlags;  ///< low 16 bits the level, above them `ElemFlags`
+  std::uint32_t parent;
+  std::uint32_t child;     ///< the first child
+  std::uint32_t next;      ///< the next sibling
+  std::uint32_t previous;  ///< the previous sibling; of a first child, the last of its siblings
+};
+
+static_assert(sizeof(ElemPos) == 32);
+
+}  // namespace orv

@@ -1,0 +1,227 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "orv/platform/export.h"
+
+namespace orv {
+class ElemPosArray;
+class FileStream;
+class MarkupReader;
+class SavedPositions;
+struct NodePos;
+struct TokenPos;
+}  // namespace orv
+
+/// A text argument: a pointer to zero-terminated wide text that somebody else owns and that
+/// outlives the call. A null pointer reads as the empty text.
+class MCD_CSTR {
+ public:
+  MCD_CSTR() = default;
+  MCD_CSTR(const wchar_t* szText) : m_szText(szText) {}
+  MCD_CSTR(const std::wstring& strText) : m_szText(strText.c_str()) {}
+
+  /// Never null.
+  const wchar_t* c_str() const { return m_szText != nullptr ? m_szText : L""; }
+  std::wstring_view view() const { return c_str(); }
+  bool IsNull() const { return m_szText == nullptr; }
+  bool IsEmpty() const { return *c_str() == 0; }
+
+ private:
+  const wchar_t* m_szText = nullptr;
+};
+
+/// An XML document: one wide text of UTF-16 code units (one an element of the string) and an index
+/// of its elements. Reading never builds a tree: it walks the index, and what it returns is a copy
+/// that the caller owns. Offsets and lengths everywhere are counts of units of the text.
+///
+/// A document has a current place, made of three positions: the parent, the main position (the
+/// current element or node, one of the parent's children) and the child position (the current child
+/// of the main position). `FindElem` and `FindChildElem` move onward along siblings; `IntoElem` and
+/// `OutOfElem` move between levels. What is not found leaves the positions as they were.
+///
+/// No text is refused: an ill-formed document has an index as well, and what is wrong with it
+/// stands in the result record (`GetResult`, `GetError`). Nothing is thrown but the failure to
+/// allocate memory. An object belongs to one thread at a time; the static functions may run on any
+/// thread.
+class ORV_EXPORT CMarkup {
+ public:
+  /// Document flags, see `SetDocFlags`.
+  enum : int {
+    DOC_IGNORECASE = 8,              ///< names match without regard to ASCII case; on by default
+    DOC_READFILE = 16,               ///< a file is being read in parts (`Open`)
+    DOC_WRITEFILE = 32,              ///< a file is being written in parts (`Open`)
+    DOC_APPENDFILE = 64,             ///< … after what it held
+    DOC_TRIMWHITESPACE = 0x100,      ///< values are read without white space around them
+    DOC_COLLAPSEWHITESPACE = 0x200,  ///< … and with every inner run of white space as one space
+  };
+
+  /// Node types; each is a bit, so that `FindNode` takes any set of them.
+  enum : int {
+    NODE_NONE = 0,
+    NODE_ELEMENT = 1,
+    NODE_TEXT = 2,
+    NODE_WHITESPACE = 4,  ///< text that is only white space
+    NODE_CDATA_SECTION = 8,
+    NODE_PROCESSING_INSTRUCTION = 16,  ///< the XML declaration too
+    NODE_COMMENT = 32,
+    NODE_DOCUMENT_TYPE = 64,
+  };
+
+  /// An empty document with the default flags (`DOC_IGNORECASE`).
+  CMarkup();
+  /// A document with the default flags and this text.
+  CMarkup(MCD_CSTR szDoc);
+  /// An empty document with these flags, taken as they are.
+  CMarkup(int nFlags);
+  /// An independent copy, saved positions included.
+  CMarkup(const CMarkup& other);
+  /// Makes this an independent copy; does nothing when either object has a file open.
+  CMarkup& operator=(const CMarkup& other);
+  ~CMarkup();
+
+  /// Replaces the text and parses it. The positions are reset, saved positions forgotten, the
+  /// result record made anew. True when the document is well formed (`IsWellFormed`). A null text
+  /// empties the document and frees its index. False at once while a file is open, and for a text
+  /// of 2^31 units or more, which leaves the document empty.
+  bool SetDoc(const wchar_t* szDoc);
+  bool SetDoc(const std::wstring& strDoc);
+  /// The same without a copy: takes the text over.
+  bool SetDoc(std::wstring&& strDoc);
+
+  /// The text. The reference stays valid until the document changes.
+  const std::wstring& GetDoc() const { return m_strDoc; }
+
+  /// What the last parse, load or save found, as a small XML text: one empty element a finding.
+  const std::wstring& GetResult() const { return m_strResult; }
+  /// The result record in words: the first fault of the parse, and what happened to the file.
+  std::wstring GetError() const;
+
+  /// Whether exactly one root element and no fault was found. With a file open for writing always
+  /// true; with one open for reading true until a fault is met.
+  bool IsWellFormed() const;
+
+  int GetDocFlags() const { return m_nDocFlags; }
+  /// Sets the flags but for those that belong to an open file. They apply from the next call on;
+  /// the text is not parsed again.
+  void SetDocFlags(int nFlags) {
+    m_nDocFlags = nFlags & ~(DOC_READFILE | DOC_WRITEFILE | DOC_APPENDFILE);
+  }
+
+  /// All positions to none: the next `FindElem` starts at the top level.
+  void ResetPos();
+  /// The main and child positions to none: the next `FindElem` starts at the parent's first child.
+  void ResetMainPos();
+  /// The child position to none.
+  void ResetChildPos();
+
+  /// Moves the main position to the next element of this name (any name when empty) behind the main
+  /// position, or among all the parent's children when there is no main position. Only the first
+  /// name of a path counts: `item[2]` finds the next `item`. A name that begins with `/` and a
+  /// malformed predicate find nothing.
+  bool FindElem(MCD_CSTR szName = nullptr);
+  /// Moves the child position to the next child of this name of the main element. Without a main
+  /// position the next element becomes it first.
+  bool FindChildElem(MCD_CSTR szName = nullptr);
+  /// Moves the main position to the next node, in document order on the parent's level, whose type
+  /// is in the set `nType` (any type when 0) and returns its type; 0 when there is none. On a node
+  /// that is no element, `FindElem` goes on with the element after it.
+  int FindNode(int nType = 0);
+  /// One level down: the main element becomes the parent, the child position the main position.
+  bool IntoElem();
+  /// One level up: the parent becomes the main position, the main position the child position.
+  bool OutOfElem();
+
+  /// The type of the node at the main position, 0 for none.
+  int GetNodeType() const { return m_nNodeType; }
+
+  /// The name of the main (child) element. A node that is no element has a name of its own:
+  /// "#comment", "#cdata-section", "#text", or the target of a processing instruction.
+  std::wstring GetTagName() const;
+  std::wstring GetChildTagName() const;
+
+  /// The value of an attribute of the main (child) element, references decoded; empty when there is
+  /// none. Names follow `DOC_IGNORECASE`; of two attributes of one name the first counts.
+  /// `GetAttrib` reads the pseudo-attributes of a processing instruction as well.
+  std::wstring GetAttrib(MCD_CSTR szAttrib) const;
+  std::wstring GetChildAttrib(MCD_CSTR szAttrib) const;
+  /// The name and value of the main element's attribute number `n` (from 0). False, and both
+  /// untouched, when it has no such attribute.
+  bool GetNthAttrib(int n, std::wstring& strAttrib, std::wstring& strValue) const;
+  /// The name of the main element's attribute number `n` (from 0); empty when there is none.
+  std::wstring GetAttribName(int n) const;
+
+  /// The data of the main (child) element or node: its text, references decoded, and the text of
+  /// its CDATA sections. Empty for an element that holds elements.
+  std::wstring GetData() const;
+  std::wstring GetChildData() const;
+  /// The markup between the main element's start tag and its end tag, as it stands.
+  std::wstring GetElemContent() const;
+  /// The whole markup of the main (child) element, as it stands.
+  std::wstring GetSubDoc() const;
+  std::wstring GetChildSubDoc() const;
+
+  /// Views of the text itself, valid until the document changes; a null view when there is nothing.
+  /// The tag name of the main element, or the target of a processing instruction.
+  std::wstring_view GetTagNamePointer() const;
+  /// The data of the main element or node with its references as they stand: null for an element
+  /// whose content is more than a single run of text.
+  std::wstring_view GetDataPointer() const;
+
+  /// Remembers the three positions under a name, in one of any number of tables; the name "" is one
+  /// like others. Names compare exactly. False while a file is open.
+  bool SavePos(MCD_CSTR szPosName = nullptr, int nMap = 0);
+  /// Goes back to remembered positions; false when there are none of this name, or what they stood
+  /// on was removed.
+  bool RestorePos(MCD_CSTR szPosName = nullptr, int nMap = 0);
+  /// Gives a table of remembered positions room for `nSize` names. False while a file is open and
+  /// for a negative argument.
+  bool SetMapSize(int nSize, int nMap = 0);
+
+  /// Where in the text things stand, for messages; -1 when there is no such thing: the `<` of the
+  /// main (child) element, or the start of the main node; the first unit of an attribute's name;
+  /// the first unit of the main element's content. `orv::LineIndex` makes line and column of them.
+  int GetElemOffset() const;
+  int GetChildElemOffset() const;
+  int GetAttribOffset(MCD_CSTR szAttrib) const;
+  int GetContentOffset() const;
+
+  /// Decodes the character references of a text: numeric ones and the named ones of HTML 4. The
+  /// names are looked up without regard to case, and of a pair such as "Oslash" and "oslash" both
+  /// give the upper-case letter; callers rely on it. What is no known reference stays as it is.
+  /// `nTextLength` -1 means up to the terminating zero; of `nFlags` the two white space flags
+  /// count.
+  static std::wstring UnescapeText(const wchar_t* szText, int nTextLength = -1, int nFlags = 0);
+
+ private:
+  friend class orv::MarkupReader;
+
+  void x_InitMarkup();
+  bool x_SetDoc();
+  bool x_ParseDoc();
+  int x_ParseElem(int iPosParent, orv::TokenPos& token);
+  int x_GetFreePos();
+  bool x_AllocElemPos(int nNewSize = 0);
+  int x_ReleasePos(int iPos);
+  int x_GetParent(int i) const;
+  void x_SetPos(int iPosParent, int iPos, int iPosChild);
+  int x_FindElem(int iPosParent, int iPos, const wchar_t* szName) const;
+  std::wstring x_GetPath(int iPos) const;
+
+  std::wstring m_strDoc;
+  std::wstring m_strResult;
+  int m_iPosParent = 0;
+  int m_iPos = 0;
+  int m_iPosChild = 0;
+  int m_iPosFree = 1;
+  int m_iPosDeleted = 0;
+  int m_nNodeType = 0;
+  int m_nNodeOffset = 0;
+  int m_nNodeLength = 0;
+  int m_nDocFlags = DOC_IGNORECASE;
+  std::unique_ptr<orv::FileStream> m_pFileStream;
+  std::unique_ptr<orv::SavedPositions> m_pSavedPositions;
+  std::unique_ptr<orv::ElemPosArray> m_pElements;
+};

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "orv/xml/elem_pos.h"
+
+class CMarkup;
+
+namespace orv {
+
+/// Reads a document at its current place without allocating, for code that walks whole documents.
+/// Every view is valid until the document, or the buffer it was decoded into, changes.
+class MarkupReader {
+ public:
+  explicit MarkupReader(const CMarkup& doc) : doc_(doc) {}
+
+  /// The tag name of the main element; empty when there is none.
+  std::wstring_view TagName() const;
+
+  /// What `GetAttrib` gives: a piece of the document's text when there is nothing to decode in it,
+  /// else the decoded text, placed in `*buffer`. False when there is no such attribute.
+  bool Attrib(std::wstring_view name, std::wstring* buffer, std::wstring_view* value) const;
+
+  /// What `GetData` gives, in the same way.
+  std::wstring_view Data(std::wstring* buffer) const;
+
+  /// The index itself. Record 0 is the document's own; records below `RecordCount` that are not
+  /// `ELEM_DELETED` are its elements.
+  int RecordCount() const;
+  const ElemPos& Record(int index) const;
+
+ private:
+  const CMarkup& doc_;
+};
+
+}  // namespace orv
