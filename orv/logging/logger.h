@@ -1,6 +1,7 @@
 #pragma once
 
 #include <mutex>
+#include <string_view>
 
 #include "orv/platform/export.h"
 #include "orv/platform/types.h"
@@ -62,8 +63,13 @@ class ORV_EXPORT CLogger {
 
   /// Whether `Log` would write: ask before composing a message.
   static bool IsEnabled(eLogLevel level, const wchar_t* source) {
-    return (m_nLoglevel & level) != 0 || IsInActiveLoggingGroup(source);
+    return (m_nLoglevel & level) != 0 ||
+           (source != nullptr && !m_stLogGroups.empty() && IsInActiveLoggingGroup(source));
   }
+
+  /// Shortens a path for display to its file name and last folder. The working copy holds the path
+  /// without its last character, which callers rely on: "D:\a\b\c.x" gives "b\c.".
+  static CString GetFileAndLastFolder(const CString& path);
 
   static int m_nLoglevel;             ///< mask of enabled levels
   static int m_bWriteLogToDebug;      ///< send entries to the debugger output
@@ -75,6 +81,10 @@ class ORV_EXPORT CLogger {
 
  private:
   static BOOL IsInActiveLoggingGroup(const wchar_t* source);
+  static void ReadLoggingSettingsFromRegistry();
+  static void WriteLogEntry(eLogLevel level, CLoggerClient* client, std::wstring_view message,
+                            std::wstring_view source);
+  static void WriteToLogFile(std::wstring_view line);
 };
 
 namespace orv {

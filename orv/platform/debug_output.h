@@ -8,8 +8,11 @@ namespace orv {
 void WriteDebugOutput(const std::wstring& text);
 
 /// Redirects what `WriteDebugOutput` sends, for tests that read it; null restores the system's own.
-/// Set it while no other thread writes.
+/// The sink is called by every thread that writes, without a lock.
 using DebugOutputSink = void (*)(const std::wstring& text);
 void SetDebugOutputSink(DebugOutputSink sink);
+
+/// The system's own debugger output, which `WriteDebugOutput` uses.
+void WriteSystemDebugOutput(const std::wstring& text);
 
 }  // namespace orv

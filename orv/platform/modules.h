@@ -20,7 +20,8 @@ bool GetModulePath(HINSTANCE module, std::wstring* path);
 HINSTANCE OwnModule();
 
 /// Opens a library of resources read-only: nothing in it is run. Null, with the thread's last error
-/// set, when it cannot be opened. The handle is never closed.
+/// set, when it cannot be opened. The handle is never closed. On Linux the handle is the address at
+/// which the file's bytes can be read.
 HINSTANCE LoadResourceModule(const std::wstring& path);
 
 }  // namespace orv

@@ -1,0 +1,239 @@
+#include "orv/logging/logger.h"
+
+#include <algorithm>
+#include <cwchar>
+#include <filesystem>
+#include <limits>
+#include <string>
+
+#include "orv/platform/clock.h"
+#include "orv/platform/debug_output.h"
+#include "orv/platform/files.h"
+#include "orv/platform/letter_case.h"
+#include "orv/platform/modules.h"
+#include "orv/platform/registry.h"
+
+int CLogger::m_nLoglevel = eLogLevelError;
+int CLogger::m_bWriteLogToDebug = 1;
+int CLogger::m_bWriteLogToFile = 1;
+CString CLogger::m_stDesiredLogPath;
+CString CLogger::m_stLogGroups;
+std::mutex CLogger::m_csFileLock;
+int CLogger::m_nRefCount = 0;
+
+namespace {
+
+constexpr wchar_t kFamilyPrefix[] = L"orv_";
+constexpr wchar_t kSettingsSubKey[] = L"Test";
+constexpr std::wstring_view kDebugPrefix = L"orv Printer Driver Log: ";
+constexpr std::wstring_view kHeader =
+    L"Date\tTime\tMessage Type\tProcess\tDLL\tSource\tMessage\r\n";
+
+std::wstring_view TagOf(eLogLevel level) {
+  switch (level) {
+    case eLogLevelError:
+      return L"ERR\t";
+    case eLogLevelWarning:
+      return L"WAR\t";
+    case eLogLevelInfo:
+      return L"INF\t";
+    case eLogLevelTrace:
+      return L"TRC\t";
+  }
+  // A combination of levels has no tag, and its line a column fewer: readers of the log rely on it.
+  return {};
+}
+
+/// Appends a number that is not negative with leading zeros.
+void AppendPadded(std::wstring* text, int number, int width) {
+  wchar_t digits[10];
+  int count = 0;
+  do {
+    digits[count++] = static_cast<wchar_t>(L'0' + number % 10);
+    number /= 10;
+  } while (number > 0);
+  for (; width > count; --width) text->push_back(L'0');
+  while (count > 0) text->push_back(digits[--count]);
+}
+
+void AppendTimestamp(std::wstring* line) {
+  const orv::LocalTime now = orv::GetLocalTimeNow();
+  const struct {
+    int number;
+    int width;
+    wchar_t end;
+  } parts[] = {{now.day, 2, L'.'},         {now.month, 2, L'.'},  {now.year, 4, L'\t'},
+               {now.hour, 2, L':'},        {now.minute, 2, L':'}, {now.second, 2, L'.'},
+               {now.millisecond, 3, L'\t'}};
+  for (const auto& part : parts) {
+    AppendPadded(line, part.number, part.width);
+    line->push_back(part.end);
+  }
+}
+
+/// The file name of the process's program, found once.
+const std::wstring& ProcessName() {
+  static const std::wstring s_stProcessName = [] {
+    std::wstring path;
+    orv::GetModulePath(nullptr, &path);
+    return orv::FileNameOf(path);
+  }();
+  return s_stProcessName;
+}
+
+bool IsFolder(const std::wstring& path) {
+  std::error_code error;
+  return std::filesystem::is_directory(orv::ToPath(path), error);
+}
+
+/// The folder for log files: chosen once, kept for the life of the process, and looked for again
+/// with every entry as long as there is none.
+std::wstring LogFolder(const std::wstring& desired) {
+  static std::mutex lock;
+  static std::wstring s_stLogFolder;
+  const std::lock_guard guard(lock);
+  if (s_stLogFolder.empty()) {
+    if (!desired.empty() && IsFolder(desired)) {
+      s_stLogFolder = desired;
+    } else if (const std::wstring system = orv::SystemTempFolder(); IsFolder(system)) {
+      s_stLogFolder = system;
+    } else if (const std::wstring user = orv::UserTempFolder(); IsFolder(user)) {
+      s_stLogFolder = user;
+    }
+  }
+  return s_stLogFolder;
+}
+
+/// Writes text as little-endian 16-bit units without a byte-order mark.
+void WriteUnits(orv::ExclusiveFile* file, std::wstring_view text) {
+  if constexpr (sizeof(wchar_t) == sizeof(char16_t)) {
+    file->Write(text.data(), text.size() * sizeof(wchar_t));
+  } else {
+    const std::u16string units(text.begin(), text.end());
+    file->Write(units.data(), units.size() * sizeof(char16_t));
+  }
+}
+
+/// A switch is on only for exactly "1"; an empty setting leaves the default.
+int ReadSwitch(const wchar_t* name, int byDefault) {
+  const std::wstring value = orv::ReadSetting(kSettingsSubKey, name);
+  return value.empty() ? byDefault : value == L"1";
+}
+
+/// The decimal number at the start of a text, 0 without digits.
+int LeadingNumber(const std::wstring& text) {
+  const long number = std::wcstol(text.c_str(), nullptr, 10);
+  return static_cast<int>(
+      std::clamp<long>(number, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+}
+
+}  // namespace
+
+void CLogger::StartLogging(CLoggerClient* client) {
+  if (m_nRefCount == 0) {
+    ReadLoggingSettingsFromRegistry();
+    // These lines are written whatever the level mask says. The brackets hold the family prefix,
+    // not the process's name; readers of the log look for it.
+    for (const std::wstring& line :
+         {orv::Format(L"Logging start for new process (%ls)", kFamilyPrefix),
+          orv::Format(L"   Log Level   : %d", m_nLoglevel),
+          orv::Format(L"   Log to Debug: %d", m_bWriteLogToDebug),
+          orv::Format(L"   Log to File : %d", m_bWriteLogToFile)}) {
+      WriteLogEntry(eLogLevelInfo, client, line, {});
+    }
+  }
+  ++m_nRefCount;
+}
+
+void CLogger::StopLogging(CLoggerClient*) { --m_nRefCount; }
+
+void CLogger::Log(eLogLevel level, CLoggerClient* client, const wchar_t* message,
+                  const wchar_t* source) {
+  if (!IsEnabled(level, source)) return;
+  WriteLogEntry(level, client, message != nullptr ? message : L"",
+                source != nullptr ? source : L"");
+}
+
+BOOL CLogger::IsInActiveLoggingGroup(const wchar_t* source) {
+  if (source == nullptr || m_stLogGroups.empty()) return FALSE;
+  const std::wstring names = orv::LowerCase(source);
+  for (std::size_t start = 0; start < names.size();) {
+    const std::size_t end = std::min(names.find(L'#', start), names.size());
+    // Both ends of a name are marked, so that only whole names are found.
+    if (end > start &&
+        m_stLogGroups.find(L'#' + names.substr(start, end - start) + L'#') != CString::npos) {
+      return TRUE;
+    }
+    start = end + 1;
+  }
+  return FALSE;
+}
+
+void CLogger::WriteLogEntry(eLogLevel level, CLoggerClient* client, std::wstring_view message,
+                            std::wstring_view source) {
+  constexpr std::size_t kColumns = 64;  // more than date, time, tag, tabs and line end take
+  const std::wstring& process = ProcessName();
+  const std::wstring_view module =
+      client != nullptr && !client->HasError() ? client->m_stModuleName : std::wstring_view();
+
+  std::wstring entry;
+  entry.reserve(kDebugPrefix.size() + kColumns + process.size() + module.size() + source.size() +
+                message.size());
+  entry += kDebugPrefix;
+  AppendTimestamp(&entry);
+  entry += TagOf(level);
+  for (const std::wstring_view column : {std::wstring_view(process), module, source}) {
+    entry += column;
+    entry += L'\t';
+  }
+  entry += message;
+  entry += L"\r\n";
+
+  if (m_bWriteLogToDebug) orv::WriteDebugOutput(entry);
+  if (m_bWriteLogToFile) WriteToLogFile(std::wstring_view(entry).substr(kDebugPrefix.size()));
+}
+
+void CLogger::WriteToLogFile(std::wstring_view line) {
+  std::wstring path = LogFolder(m_stDesiredLogPath);
+  if (path.empty()) return;
+  const orv::LocalTime now = orv::GetLocalTimeNow();
+  path += orv::kPathSeparator;
+  path += kFamilyPrefix;
+  path += L"logfile";
+  for (const auto& [number, width] : {std::pair(now.year, 4), {now.month, 2}, {now.day, 2}}) {
+    path += L'-';
+    AppendPadded(&path, number, width);
+  }
+  path += L".log";
+
+  std::error_code error;
+  const bool isNew = !std::filesystem::exists(orv::ToPath(path), error);
+  const std::lock_guard guard(m_csFileLock);
+  orv::ExclusiveFile file;
+  // Somebody else may hold the file: the entry is lost then, and the caller is not kept waiting.
+  if (!file.Open(path) || !file.SeekToEnd()) return;
+  if (isNew) WriteUnits(&file, kHeader);
+  WriteUnits(&file, line);
+}
+
+void CLogger::ReadLoggingSettingsFromRegistry() {
+  m_stDesiredLogPath = orv::ReadSetting(kSettingsSubKey, L"LogPath");
+  m_bWriteLogToDebug = ReadSwitch(L"WriteLogToDebug", 1);
+  m_bWriteLogToFile = ReadSwitch(L"WriteLogToFile", 1);
+  const std::wstring level = orv::ReadSetting(kSettingsSubKey, L"LogLevel");
+  m_nLoglevel = level.empty() ? int{eLogLevelError} : LeadingNumber(level);
+  const std::wstring groups = orv::ReadSetting(kSettingsSubKey, L"LogGroups");
+  m_stLogGroups = groups.starts_with(L'#') ? orv::LowerCase(groups) : std::wstring();
+}
+
+CString CLogger::GetFileAndLastFolder(const CString& path) {
+  if (path.empty()) return {};
+  CString rest(path, 0, path.size() - 1);
+  while (std::count(rest.begin(), rest.end(), L'\\') > 1) {
+    // A component ends at its backslash; two in a row, as before a server's name, count as one.
+    std::size_t next = rest.find(L'\\') + 1;
+    if (rest[next] == L'\\') ++next;
+    rest.erase(0, next);
+  }
+  return rest;
+}

@@ -1,0 +1,25 @@
+#include "orv/logging/logger.h"
+#include "orv/platform/files.h"
+#include "orv/platform/modules.h"
+
+void CLoggerClient::Initialize(HINSTANCE hInstance) {
+  m_hInstance = hInstance;
+  m_stModulePath.clear();
+  m_stModuleName.clear();
+  m_stModuleFolder.clear();
+  m_stError.clear();
+
+  if (hInstance == nullptr || hInstance == reinterpret_cast<HINSTANCE>(INVALID_HANDLE_VALUE)) {
+    m_stError = L"Unable to determine path to DLL: hInstance is NULL";
+    return;
+  }
+  if (!orv::GetModulePath(hInstance, &m_stModulePath)) {
+    m_stError = orv::Format(L"Unable to determine path to DLL. Error code: %d",
+                            static_cast<int>(GetLastError()));
+    return;
+  }
+  m_stModuleName = orv::FileNameOf(m_stModulePath);
+  if (m_stModulePath.size() > m_stModuleName.size()) {
+    m_stModuleFolder.assign(m_stModulePath, 0, m_stModulePath.size() - m_stModuleName.size() - 1);
+  }
+}

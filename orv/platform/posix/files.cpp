@@ -1,0 +1,72 @@
+#include "orv/platform/files.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+
+#include "orv/text/utf8.h"
+
+namespace orv {
+namespace {
+
+/// A descriptor is kept as itself plus one, so that no file is null and descriptor 0 is one.
+void* ToHandle(int descriptor) { return reinterpret_cast<void*>(std::intptr_t{descriptor} + 1); }
+int ToDescriptor(void* handle) {
+  return static_cast<int>(reinterpret_cast<std::intptr_t>(handle) - 1);
+}
+
+}  // namespace
+
+const wchar_t kPathSeparator = L'/';
+
+std::filesystem::path ToPath(const std::wstring& name) { return WideToUtf8(name); }
+
+std::wstring FromPath(const std::filesystem::path& path) { return Utf8ToWide(path.native()); }
+
+std::wstring SystemTempFolder() { return L"/var/tmp"; }
+
+std::wstring UserTempFolder() {
+  const char* folder = std::getenv("TMPDIR");
+  return folder != nullptr && *folder != '\0' ? Utf8ToWide(folder) : L"/tmp";
+}
+
+bool ExclusiveFile::Open(const std::wstring& path) {
+  Close();
+  // A pipe or a device is no file to hold: opening one could block, or would take what is written.
+  const int file =
+      open(ToPath(path).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666);
+  if (file < 0) return false;
+  struct stat status {};
+  if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode) ||
+      flock(file, LOCK_EX | LOCK_NB) != 0) {
+    close(file);
+    return false;
+  }
+  handle_ = ToHandle(file);
+  return true;
+}
+
+bool ExclusiveFile::SeekToEnd() {
+  return handle_ != nullptr && lseek(ToDescriptor(handle_), 0, SEEK_END) >= 0;
+}
+
+bool ExclusiveFile::Write(const void* data, std::size_t size) {
+  if (handle_ == nullptr) return false;
+  ssize_t written;
+  do {
+    written = write(ToDescriptor(handle_), data, size);
+  } while (written < 0 && errno == EINTR);
+  return written >= 0 && static_cast<std::size_t>(written) == size;
+}
+
+void ExclusiveFile::Close() {
+  if (handle_ != nullptr) close(ToDescriptor(handle_));
+  handle_ = nullptr;
+}
+
+}  // namespace orv

@@ -1,0 +1,101 @@
+#include "orv/platform/registry.h"
+
+#include <windows.h>
+
+#include <algorithm>
+
+namespace orv {
+namespace {
+
+/// The longest names that the registry allows, in characters without the terminator.
+constexpr DWORD kMaxKeyName = 255;
+constexpr DWORD kMaxValueName = 16383;
+
+/// Collects what an enumerating call answers for 0, 1, 2 and so on until there is no more.
+template <typename Enumerate>
+LONG ListNames(DWORD longest, std::vector<std::wstring>* names, Enumerate enumerate) {
+  names->clear();
+  std::wstring buffer(longest + 1, L'\0');
+  for (DWORD index = 0;; ++index) {
+    DWORD length = longest + 1;
+    const LONG result = enumerate(index, buffer.data(), &length);
+    if (result == ERROR_NO_MORE_ITEMS) break;
+    if (result != ERROR_SUCCESS) return result;
+    names->push_back(buffer.substr(0, length));
+  }
+  return ERROR_SUCCESS;
+}
+
+bool PrecedesByName(const std::wstring& left, const std::wstring& right) {
+  return CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
+                              static_cast<int>(right.size()), TRUE) == CSTR_LESS_THAN;
+}
+
+}  // namespace
+
+LONG RegistryKey::Open(HKEY parent, const std::wstring& path, RegistryAccess access) {
+  Close();
+  const REGSAM rights = access == RegistryAccess::kRead ? KEY_READ : KEY_READ | KEY_WRITE;
+  return RegOpenKeyExW(parent, path.c_str(), 0, rights, &key_);
+}
+
+LONG RegistryKey::Create(HKEY parent, const std::wstring& path) {
+  Close();
+  return RegCreateKeyExW(parent, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
+                         KEY_READ | KEY_WRITE, nullptr, &key_, nullptr);
+}
+
+void RegistryKey::Close() {
+  if (key_ != nullptr) RegCloseKey(key_);
+  key_ = nullptr;
+}
+
+LONG GetRegistryValue(HKEY key, const std::wstring& name, RegistryValue* value) {
+  DWORD size = 0;
+  LONG result = RegQueryValueExW(key, name.c_str(), nullptr, &value->type, nullptr, &size);
+  // Somebody may make the value longer between the two calls.
+  while (result == ERROR_SUCCESS) {
+    value->data.resize(size);
+    BYTE none = 0;
+    BYTE* const data = size != 0 ? value->data.data() : &none;
+    result = RegQueryValueExW(key, name.c_str(), nullptr, &value->type, data, &size);
+    if (result == ERROR_SUCCESS) {
+      value->data.resize(size);
+      return result;
+    }
+    if (result == ERROR_MORE_DATA) result = ERROR_SUCCESS;
+  }
+  *value = {};
+  return result;
+}
+
+LONG SetRegistryValue(HKEY key, const std::wstring& name, const RegistryValue& value) {
+  return RegSetValueExW(key, name.c_str(), 0, value.type, value.data.data(),
+                        static_cast<DWORD>(value.data.size()));
+}
+
+LONG DeleteRegistryValue(HKEY key, const std::wstring& name) {
+  return RegDeleteValueW(key, name.c_str());
+}
+
+LONG DeleteRegistryTree(HKEY parent, const std::wstring& path) {
+  return RegDeleteTreeW(parent, path.c_str());
+}
+
+LONG ListRegistryKeys(HKEY key, std::vector<std::wstring>* names) {
+  return ListNames(kMaxKeyName, names, [key](DWORD index, wchar_t* name, DWORD* length) {
+    return RegEnumKeyExW(key, index, name, length, nullptr, nullptr, nullptr, nullptr);
+  });
+}
+
+LONG ListRegistryValues(HKEY key, std::vector<std::wstring>* names) {
+  const LONG result =
+      ListNames(kMaxValueName, names, [key](DWORD index, wchar_t* name, DWORD* length) {
+        return RegEnumValueW(key, index, name, length, nullptr, nullptr, nullptr, nullptr);
+      });
+  // The system keeps sub-keys in name order, values in the order in which they were made.
+  std::sort(names->begin(), names->end(), PrecedesByName);
+  return result;
+}
+
+}  // namespace orv
