@@ -1,0 +1,164 @@
+#include "orv/crypto/crypto_helper.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <string_view>
+
+#include "orv/crypto/encryption_aes.h"
+#include "orv/platform/files.h"
+#include "orv/platform/heap.h"
+#include "orv/text/utf8.h"
+
+using orv::HeapBuffer;
+using orv::LogFormat;
+
+namespace {
+
+/// The key text of every protected file: its characters are the key bytes.
+constexpr char kKeyText[] = "A94E27C1B08D4F6E93D5C2E718B04A6F";
+constexpr std::string_view kMarker = "CNF";
+constexpr std::uintmax_t kMaxLoadedSize = 10'000'000;
+
+CString ToText(const BYTE* bytes, std::size_t size) {
+  return orv::Utf8ToWide({reinterpret_cast<const char*>(bytes), size});
+}
+
+/// Reads an open file into a new buffer of `size` bytes; `*length` is what was there to read. Null
+/// without memory.
+HeapBuffer ReadAll(std::filebuf* file, std::uintmax_t size, DWORD* length) {
+  if (size > std::numeric_limits<DWORD>::max()) return nullptr;
+  HeapBuffer buffer(static_cast<BYTE*>(orv::HeapAllocate(static_cast<std::size_t>(size))));
+  if (buffer != nullptr) {
+    *length = static_cast<DWORD>(
+        file->sgetn(reinterpret_cast<char*>(buffer.get()), static_cast<std::streamsize>(size)));
+  }
+  return buffer;
+}
+
+/// Opens and reads the source of a conversion; null, with the reason logged, on failure.
+HeapBuffer ReadSource(const CString& path, DWORD* length, CLoggerClient* client) {
+  const std::filesystem::path file = orv::ToPath(path);
+  std::filebuf stream;
+  if (stream.open(file, std::ios::in | std::ios::out | std::ios::binary) == nullptr) {
+    LogFormat(eLogLevelError, client, nullptr, L"Unable to open the source file %ls\r\n",
+              path.c_str());
+    return nullptr;
+  }
+  HeapBuffer buffer = ReadAll(&stream, std::filesystem::file_size(file), length);
+  if (buffer == nullptr) {
+    CLogger::Log(eLogLevelError, client,
+                 L"Fatal Error: Unable to allocate buffer for reading the input file!", nullptr);
+  }
+  return buffer;
+}
+
+/// Puts bytes into the place of the target.
+DWORD WriteTarget(const CString& path, const BYTE* bytes, DWORD length, CLoggerClient* client) {
+  std::error_code ignored;
+  std::filesystem::remove(orv::ToPath(path), ignored);
+  orv::ExclusiveFile target;
+  if (!target.Open(path)) {
+    LogFormat(eLogLevelError, client, nullptr, L"Fatal Error: Unable to create target file %ls\r\n",
+              path.c_str());
+    return 1;
+  }
+  target.Write(bytes, length);  // not examined: callers rely on 0 once the target was opened
+  return 0;
+}
+
+bool IsProtected(const BYTE* bytes, DWORD length) {
+  return std::string_view(reinterpret_cast<const char*>(bytes), length).starts_with(kMarker);
+}
+
+}  // namespace
+
+CString CCryptoHelper::LoadFileUTF8(const CString& path, CLoggerClient* client) {
+  LogFormat(eLogLevelTrace, client, nullptr, L"Loading file %ls", path.c_str());
+  const auto fail = [&](const wchar_t* format) {
+    LogFormat(eLogLevelError, client, nullptr, format, path.c_str());
+    return CString();
+  };
+
+  const std::filesystem::path file = orv::ToPath(path);
+  std::error_code unreadable;
+  if (!std::filesystem::exists(file, unreadable)) return fail(L"The file %ls does not exist");
+  const std::uintmax_t size = std::filesystem::file_size(file);
+  if (size > kMaxLoadedSize) return fail(L"The file %ls is too large");
+
+  std::filebuf stream;
+  stream.pubsetbuf(nullptr, 0);  // one read, straight into the buffer
+  if (stream.open(file, std::ios::in | std::ios::binary) == nullptr) {
+    return fail(L"Unable to open the file %ls");
+  }
+  DWORD length = 0;
+  const HeapBuffer buffer = ReadAll(&stream, size, &length);
+  if (buffer == nullptr) {
+    return fail(L"Unable to allocate buffer for reading in the file %ls");
+  }
+
+  if (!IsProtected(buffer.get(), length)) {
+    CString text = ToText(buffer.get(), length);
+    if (text.empty()) {
+      return fail(L"Unable to convert unencrypted file content to UTF-8 for file %ls");
+    }
+    return text;
+  }
+
+  CEncryptionAES cipher(kKeyText, CStringA(kMarker));
+  if (cipher.m_nErrorCode != 0) {
+    LogFormat(eLogLevelError, client, nullptr,
+              L"Error in CEncryptionAES initialization for file %ls. Error code = %d", path.c_str(),
+              cipher.m_nErrorCode);
+    return {};
+  }
+  DWORD plainLength = 0;
+  DWORD code = 0;
+  const HeapBuffer plain(cipher.DecryptAsBytes(buffer.get(), length, &plainLength, &code));
+  if (plain == nullptr) {
+    LogFormat(eLogLevelError, client, nullptr,
+              L"Error in CEncryptionAES::DecryptAsBytes for file %ls. Error code = %d",
+              path.c_str(), code);
+    return {};
+  }
+  CString text = ToText(plain.get(), plainLength);
+  if (text.empty()) return fail(L"Unable to convert decrypted file content to UTF-8 for file %ls");
+  return text;
+}
+
+DWORD CCryptoHelper::AesEncryptFile(const CString& sourcePath, const CString& targetPath,
+                                    CLoggerClient* client) {
+  DWORD length = 0;
+  HeapBuffer source = ReadSource(sourcePath, &length, client);
+  if (source == nullptr) return 1;
+  CEncryptionAES cipher(kKeyText, CStringA(kMarker));
+  DWORD protectedLength = 0;
+  const HeapBuffer result(cipher.EncryptAsBytes(source.get(), length, &protectedLength));
+  source.reset();
+  if (result == nullptr) {
+    LogFormat(eLogLevelError, client, nullptr,
+              L"Error %d while encrypting the content of file %ls\r\n", cipher.m_nErrorCode,
+              sourcePath.c_str());
+    return 1;
+  }
+  return WriteTarget(targetPath, result.get(), protectedLength, client);
+}
+
+DWORD CCryptoHelper::AesDecryptFile(const CString& sourcePath, const CString& targetPath,
+                                    CLoggerClient* client) {
+  DWORD length = 0;
+  HeapBuffer source = ReadSource(sourcePath, &length, client);
+  if (source == nullptr) return 1;
+  CEncryptionAES cipher(kKeyText, CStringA(kMarker));
+  DWORD plainLength = 0;
+  DWORD code = 0;
+  const HeapBuffer plain(cipher.DecryptAsBytes(source.get(), length, &plainLength, &code));
+  source.reset();
+  if (plain == nullptr) {
+    LogFormat(eLogLevelError, client, nullptr,
+              L"Error %d while decrypting the content of file %ls\r\n", code, sourcePath.c_str());
+    return 1;
+  }
+  return WriteTarget(targetPath, plain.get(), plainLength, client);
+}
