@@ -1,0 +1,160 @@
+#include <memory>
+#include <utility>
+
+#include "orv/config/config_parser.h"
+#include "orv/config/properties.h"
+#include "orv/crypto/crypto_helper.h"
+#include "orv/crypto/encryption_aes.h"
+
+using orv::IntoChild;
+using orv::LogFormat;
+using orv::MissingElement;
+using orv::Property;
+
+namespace {
+
+/// What stands before the text when its digest is computed, and what stands in the digest's place.
+constexpr wchar_t kDigestSalt[] = L"7e4a91c2-3b5d-4f08-9a6e-21d4c8b07f53";
+constexpr std::wstring_view kDigestPlaceholder = L"{{sha256}}";
+
+/// The first version whose device part is described otherwise, and not here.
+constexpr int kFirstOtherVersion = 13;
+
+void StoreCreated(FileInfo& info, std::wstring_view value) {
+  info.created = orv::ToDateTime(value);
+}
+void StoreLastModified(FileInfo& info, std::wstring_view value) {
+  info.lastModified = orv::ToDateTime(value);
+}
+
+constexpr Property<FileInfo> kFileInfo[] = {
+    {L"type", &FileInfo::type},       {L"configfilename", &FileInfo::configFileName},
+    {L"version", &FileInfo::version}, {L"creator", &FileInfo::creator},
+    {L"created", &StoreCreated},      {L"lastModified", &StoreLastModified},
+    {L"culture", &FileInfo::culture}, {L"sha256", &FileInfo::sha256},
+};
+
+void LogTrace(CLoggerClient* logger, const wchar_t* message) {
+  CLogger::Log(eLogLevelTrace, logger, message, nullptr);
+}
+
+CString ReplaceAll(std::wstring_view text, std::wstring_view from, std::wstring_view to) {
+  CString result;
+  result.reserve(text.size());
+  std::size_t at = 0;
+  for (std::size_t found; (found = text.find(from, at)) != text.npos; at = found + from.size()) {
+    result.append(text, at, found - at).append(to);
+  }
+  return result.append(text, at);
+}
+
+/// Reports a digest that is not that of the file. A file without one is taken as it is, and no file
+/// is refused for its digest.
+void CheckDigest(const std::wstring& path, const CString& text, const CString& digest,
+                 CLoggerClient* logger) {
+  if (digest.empty()) return;
+  const CString computed = orv::ConfigDigest(text, digest);
+  if (computed == digest) return;
+  LogFormat(eLogLevelWarning, logger, nullptr, L"The hash value in the config file %ls is invalid!",
+            path.c_str());
+  LogFormat(eLogLevelWarning, logger, nullptr, L"File SHA256: %ls , Calculated SHA256: %ls ",
+            digest.c_str(), computed.c_str());
+}
+
+}  // namespace
+
+namespace orv {
+
+CString ConfigDigest(const CString& text, const CString& digest) {
+  return ComputeSha256Hex(digest.empty() ? text : ReplaceAll(text, digest, kDigestPlaceholder),
+                          kDigestSalt);
+}
+
+}  // namespace orv
+
+bool CConfigParser::Load(const std::wstring& path, Config** config, ConfigsCache* cache,
+                         CLoggerClient* logger) {
+  *config = nullptr;
+  if (cache != nullptr && (*config = cache->GetConfig(path)) != nullptr) return true;
+
+  CString text = CCryptoHelper::LoadFileUTF8(path, logger);
+  if (text.empty()) {
+    LogFormat(eLogLevelError, logger, nullptr, L"Unable to load the config file %ls", path.c_str());
+    return false;
+  }
+  LogTrace(logger, L"Successfully loaded the content of the config file");
+
+  CMarkup xml;
+  if (!xml.SetDoc(std::move(text))) {
+    LogFormat(eLogLevelError, logger, nullptr,
+              L"Error loading the config file %ls into the parser. Details: %ls", path.c_str(),
+              xml.GetError().c_str());
+    return false;
+  }
+  LogTrace(logger, L"Successfully loaded the config file into the parser");
+
+  auto loaded = std::make_unique<Config>();
+  const CString error = Parse(xml, *loaded, logger);
+  if (!error.empty()) {
+    LogFormat(eLogLevelError, logger, nullptr, L"Error parsing the config file %ls. Details: %ls",
+              path.c_str(), error.c_str());
+    return false;
+  }
+  LogTrace(logger, L"Successfully parsed the config file");
+
+  CheckDigest(path, xml.GetDoc(), loaded->fileInfo.sha256, logger);
+
+  // Somebody else may have loaded the same file in the meantime: then theirs is handed out.
+  Config* const existing = cache != nullptr ? cache->SetConfig(path, loaded.get()) : nullptr;
+  *config = existing != nullptr ? existing : loaded.release();
+  return true;
+}
+
+CString CConfigParser::Parse(CMarkup& xml, Config& config, CLoggerClient* logger) {
+  if (!xml.FindElem(L"xmlData")) return L"Root tag <xmlData> was not found!";
+  if (!IntoChild(xml, L"fileInfo")) return MissingElement(L"<fileInfo>");
+  CString error = ParseFileInfo(xml, config.fileInfo, logger, config.device.characteristics);
+  if (!error.empty()) return error;
+  xml.OutOfElem();
+  return Parse(config.fileInfo.version, xml, config, logger);
+}
+
+CString CConfigParser::Parse(int version, CMarkup& xml, Config& config, CLoggerClient* logger) {
+  // Such a file loads with the device's defaults; callers rely on it.
+  if (version >= kFirstOtherVersion) return {};
+  if (!IntoChild(xml, L"device")) return MissingElement(L"<device>");
+  CString error = ParseDevice(xml, config.device, logger);
+  if (!error.empty()) return error;
+  xml.OutOfElem();
+  return {};
+}
+
+CString CConfigParser::ParseFileInfo(CMarkup& xml, FileInfo& info, CLoggerClient* logger,
+                                     Characteristics& /*characteristics*/) {
+  // The two messages spell the element differently; people who read logs know them so.
+  if (!IntoChild(xml, L"properties")) return MissingElement(L"<fileinfo><properties>");
+  orv::ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
+    if (!orv::StoreProperty<FileInfo>(kFileInfo, name, value, info)) {
+      orv::WarnOfUnknownProperty(logger, L"<fileInfo><properties>", name, value);
+    }
+  });
+  xml.OutOfElem();
+  return {};
+}
+
+int CConfigParser::ConvertToInt(const CString& text) { return orv::ToInt(text); }
+int CConfigParser::ConvertToBool(const CString& text) { return orv::ToBool(text) ? 1 : 0; }
+std::int64_t CConfigParser::ConvertToDateTime(const CString& text) { return orv::ToDateTime(text); }
+
+bool CConfigParser::isPrinterTwoColor(Config* const config) {
+  return config->device.characteristics.color;
+}
+bool CConfigParser::isPrinterDoubleSided(Config* const config) {
+  return config->device.characteristics.doubleSided;
+}
+const wchar_t* CConfigParser::GetPrinterBoardName(Config* const config) {
+  return config->device.model.boardName.c_str();
+}
+int CConfigParser::GetMaxWidthInMicroMeter(Config* const config) {
+  return config->device.label.widthMax;
+}

@@ -1,0 +1,33 @@
+#include <cstdint>
+
+#include "orv/config/config_parser.h"
+
+CString CConfigParser::GenerateListValues(int min, int max, int step, int defaultValue,
+                                          std::list<int>& values) {
+  constexpr int kMostValues = 1000;
+
+  if (step == 0) return L"Step must not be 0!";
+  if (max > min && step < 0) return L"Max is greater than Min, but the Step is negative!";
+  if (max < min && step > 0) return L"Max is lower than Min, but the Step is not negative!";
+
+  bool metDefault = false;
+  int count = 0;
+  // A descending range passes the checks above and still has no values: callers rely on the refusal
+  // below. The value advances as 32 bits do, wrapping at the end.
+  for (std::int32_t value = min; value <= max;
+       value = static_cast<std::int32_t>(static_cast<std::uint32_t>(value) +
+                                         static_cast<std::uint32_t>(step))) {
+    values.push_back(value);
+    metDefault = metDefault || value == defaultValue;
+    if (++count > kMostValues) {
+      return L"Values for Min, Max and Step will produce more than 1000 entries!";
+    }
+  }
+
+  if (values.empty()) return L"Values for Min, Max and Step won't produce any values!";
+  if (!metDefault) return L"Values for Min, Max and Step won't produce the value for Default!";
+  if (values.back() != max) {
+    return L"Values for Min, Max and Step won't produce Max as last value in the list!";
+  }
+  return {};
+}

@@ -1,0 +1,103 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include "orv/config/values.h"
+#include "orv/logging/logger.h"
+#include "orv/platform/types.h"
+#include "orv/xml/markup.h"
+#include "orv/xml/markup_reader.h"
+
+/// The convention that every section of a configuration file follows: a `properties` element with
+/// any number of `property` children, the key in the attribute `name`, the value as the text. Keys
+/// compare without regard to ASCII case.
+
+namespace orv {
+
+/// Steps into the next child of this name; false, and no step, when there is none.
+inline bool IntoChild(CMarkup& xml, const wchar_t* name) {
+  return xml.FindChildElem(name) && xml.IntoElem();
+}
+
+/// Calls `use(name, value)` for each `property` child of the main element, in document order. The
+/// views are valid during the call.
+template <typename Use>
+void ForEachProperty(CMarkup& xml, Use use) {
+  const MarkupReader reader(xml);
+  std::wstring nameBuffer;
+  std::wstring valueBuffer;
+  while (IntoChild(xml, L"property")) {
+    std::wstring_view name;
+    reader.Attrib(L"name", &nameBuffer, &name);
+    use(name, reader.Data(&valueBuffer));
+    xml.OutOfElem();
+  }
+}
+
+/// Where and how a section keeps one property: the field says the conversion. A function serves
+/// what no field type says.
+template <typename Record>
+struct Property {
+  std::wstring_view key;
+  std::variant<std::int32_t Record::*, bool Record::*, CString Record::*,
+               std::optional<std::int32_t> Record::*, void (*)(Record&, std::wstring_view)>
+      field;
+};
+
+/// Stores a property by a section's table; false when the table does not know the key.
+template <typename Record>
+bool StoreProperty(std::span<const Property<Record>> table, std::wstring_view name,
+                   std::wstring_view value, Record& record) {
+  struct Store {
+    Record& record;
+    std::wstring_view value;
+    void operator()(std::int32_t Record::*field) const { record.*field = ToInt(value); }
+    void operator()(bool Record::*field) const { record.*field = ToBool(value); }
+    void operator()(CString Record::*field) const { record.*field = value; }
+    void operator()(std::optional<std::int32_t> Record::*field) const {
+      record.*field = ToInt(value);
+    }
+    void operator()(void (*store)(Record&, std::wstring_view)) const { store(record, value); }
+  };
+  for (const Property<Record>& property : table) {
+    if (EqualsIgnoreCase(property.key, name)) {
+      std::visit(Store{record, value}, property.field);
+      return true;
+    }
+  }
+  return false;
+}
+
+/// Warns of a key that the properties at `path` do not know.
+inline void WarnOfUnknownProperty(CLoggerClient* logger, const wchar_t* path,
+                                  std::wstring_view name, std::wstring_view value) {
+  LogFormat(eLogLevelWarning, logger, nullptr, L"Unknown property in %ls: %ls = %ls", path,
+            CString(name).c_str(), CString(value).c_str());
+}
+
+/// The message for an element that a file must have; `path` ends with the element itself.
+inline CString MissingElement(const wchar_t* path) {
+  return Format(L"Required element %ls was not found!", path);
+}
+
+/// Reads the `properties` child of the main element into `record` by the section's table. `path` is
+/// that of the `properties` element, as messages show it. Returns an error text, empty on success.
+template <typename Record>
+CString ReadProperties(CMarkup& xml, std::span<const Property<Record>> table, const wchar_t* path,
+                       Record& record, CLoggerClient* logger) {
+  if (!IntoChild(xml, L"properties")) return MissingElement(path);
+  ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
+    if (!StoreProperty(table, name, value, record)) {
+      WarnOfUnknownProperty(logger, path, name, value);
+    }
+  });
+  xml.OutOfElem();
+  return {};
+}
+
+}  // namespace orv
