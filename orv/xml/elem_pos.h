@@ -16,6 +16,10 @@ enum ElemFlags : std::uint32_t {
 
 /// Where an element lies in the text and among the others. Indices name records; 0 is none.
 struct ElemPos {
+  static constexpr std::uint32_t kLevelMask = 0xFFFF;
+  static constexpr int kStartTagBits = 22;
+  static constexpr std::uint32_t kStartTagMask = (1u << kStartTagBits) - 1;
+
   std::uint32_t start;       ///< offset of the start tag's `<`
   std::uint32_t length;      ///< to one past the end tag; the start tag alone when there is none
   std::uint32_t tagLengths;  ///< low 22 bits the start tag's length, high 10 the end tag's
@@ -24,6 +28,24 @@ struct ElemPos {
   std::uint32_t child;     ///< the first child
   std::uint32_t next;      ///< the next sibling
   std::uint32_t previous;  ///< the previous sibling; of a first child, the last of its siblings
+
+  std::uint32_t Level() const { return levelFlags & kLevelMask; }
+  std::uint32_t StartTagLength() const { return tagLengths & kStartTagMask; }
+  std::uint32_t EndTagLength() const { return tagLengths >> kStartTagBits; }
+
+  /// Lengths are stored modulo what their bits hold: callers rely on end tags of 1,024 units or
+  /// more being kept so.
+  void SetTagLengths(std::uint32_t startTag, std::uint32_t endTag) {
+    tagLengths = (startTag & kStartTagMask) | endTag << kStartTagBits;
+  }
+  void SetStartTagLength(std::uint32_t units) { SetTagLengths(units, EndTagLength()); }
+  void SetEndTagLength(std::uint32_t units) { SetTagLengths(StartTagLength(), units); }
+
+  std::uint32_t End() const { return start + length; }
+  std::uint32_t ContentStart() const { return start + StartTagLength(); }
+  std::uint32_t ContentEnd() const { return End() - EndTagLength(); }
+  /// Whether the element has no content because it is its start tag alone.
+  bool IsTagOnly() const { return StartTagLength() == length; }
 };
 
 static_assert(sizeof(ElemPos) == 32);

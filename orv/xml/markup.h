@@ -8,10 +8,10 @@
 
 namespace orv {
 class ElemPosArray;
-class FileStream;
 class MarkupReader;
 class SavedPositions;
-struct NodePos;
+struct Attribute;
+struct ElemPos;
 struct TokenPos;
 }  // namespace orv
 
@@ -170,8 +170,13 @@ class ORV_EXPORT CMarkup {
   /// whose content is more than a single run of text.
   std::wstring_view GetDataPointer() const;
 
+  /// The place of the main element as a path of tag names, with its number in brackets where
+  /// brothers of its name stand before it: "/list/item[2]". Empty without a main element.
+  std::wstring GetPath() const;
+
   /// Remembers the three positions under a name, in one of any number of tables; the name "" is one
-  /// like others. Names compare exactly. False while a file is open.
+  /// like others. Names compare exactly. A node that is no element is not remembered. False while a
+  /// file is open.
   bool SavePos(MCD_CSTR szPosName = nullptr, int nMap = 0);
   /// Goes back to remembered positions; false when there are none of this name, or what they stood
   /// on was removed.
@@ -195,19 +200,46 @@ class ORV_EXPORT CMarkup {
   /// count.
   static std::wstring UnescapeText(const wchar_t* szText, int nTextLength = -1, int nFlags = 0);
 
+  /// How text is escaped: flags of `EscapeText` and of the calls that write values.
+  enum : int {
+    ADD_KEEPREFS = 8,    ///< an `&` that begins a well-formed reference stays as it is
+    ESC_ATTRIB = 0x100,  ///< quotes are escaped as well, as in attribute values
+  };
+
+  /// Escapes the signs of markup in a text.
+  static std::wstring EscapeText(MCD_CSTR szText, int nFlags = 0);
+
+  /// Writes a code point as one or two UTF-16 units and their number to `nUTF16Len`. `pwszUTF16`
+  /// has room for two units; when it is null, only the number is given.
+  static void EncodeCharUTF16(int nUChar, wchar_t* pwszUTF16, int& nUTF16Len);
+
  private:
   friend class orv::MarkupReader;
 
-  void x_InitMarkup();
   bool x_SetDoc();
   bool x_ParseDoc();
   int x_ParseElem(int iPosParent, orv::TokenPos& token);
+  void x_AllocElemPos(int nNewSize = 0);
   int x_GetFreePos();
-  bool x_AllocElemPos(int nNewSize = 0);
   int x_ReleasePos(int iPos);
-  int x_GetParent(int i) const;
+  orv::ElemPos& x_Elem(int iPos) const;
+  int x_GetParent(int iPos) const;
   void x_SetPos(int iPosParent, int iPos, int iPosChild);
-  int x_FindElem(int iPosParent, int iPos, const wchar_t* szName) const;
+  bool x_HasFile() const { return (m_nDocFlags & (DOC_READFILE | DOC_WRITEFILE)) != 0; }
+  bool x_IsElement() const { return m_iPos != 0 && m_nNodeType == NODE_ELEMENT; }
+  bool x_IsOtherNode() const { return m_nNodeType > NODE_ELEMENT; }
+  int x_FindElem(int iPosParent, int iPos, MCD_CSTR szPath) const;
+  orv::TokenPos x_TokenAt(int nStart, int nEnd) const;
+  std::wstring_view x_GetTagName(int iPos) const;
+  std::wstring_view x_Range(int nStart, int nEnd) const;
+  std::wstring_view x_Content(int iPos) const;
+  std::wstring_view x_NodeData() const;
+  std::wstring x_MixedData(std::wstring_view content) const;
+  std::wstring x_GetData(int iPos) const;
+  std::wstring x_GetSubDoc(int iPos) const;
+  std::wstring x_Unescape(std::wstring_view text) const;
+  bool x_AttribPlace(bool bChild, std::wstring_view* text, std::size_t* nameStart) const;
+  bool x_FindAttrib(bool bChild, std::wstring_view name, orv::Attribute* attribute) const;
   std::wstring x_GetPath(int iPos) const;
 
   std::wstring m_strDoc;
@@ -221,7 +253,6 @@ class ORV_EXPORT CMarkup {
   int m_nNodeOffset = 0;
   int m_nNodeLength = 0;
   int m_nDocFlags = DOC_IGNORECASE;
-  std::unique_ptr<orv::FileStream> m_pFileStream;
   std::unique_ptr<orv::SavedPositions> m_pSavedPositions;
   std::unique_ptr<orv::ElemPosArray> m_pElements;
 };

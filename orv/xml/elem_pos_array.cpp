@@ -1,0 +1,47 @@
+#include "orv/xml/elem_pos_array.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+namespace orv {
+
+void ElemPosArray::Grow(int capacity) {
+  if (capacity <= capacity_) return;
+  const int lastSegment = capacity_ == 0 ? 0 : (capacity_ - 1) >> kSegmentBits;
+  const auto limit = static_cast<std::int64_t>(lastSegment + 2) << kSegmentBits;
+  capacity = static_cast<int>(std::min<std::int64_t>(capacity, limit));
+
+  const int neededSegment = (capacity - 1) >> kSegmentBits;
+  if (segments_.size() <= static_cast<std::size_t>(neededSegment)) {
+    segments_.resize(static_cast<std::size_t>(neededSegment) * 2 + 4);
+  }
+  // Full segments have their final size; only the last one and the new one are allocated.
+  for (int s = lastSegment; s <= neededSegment; ++s) {
+    const int first = s << kSegmentBits;
+    const int records = std::min(capacity - first, kSegmentRecords);
+    const int used = std::clamp(capacity_ - first, 0, kSegmentRecords);
+    if (used == records) continue;
+    Segment segment(static_cast<ElemPos*>(std::calloc(records, sizeof(ElemPos))));
+    if (segment == nullptr) throw std::bad_alloc();
+    if (used > 0) std::memcpy(segment.get(), segments_[s].get(), used * sizeof(ElemPos));
+    segments_[s] = std::move(segment);
+  }
+  capacity_ = capacity;
+}
+
+void ElemPosArray::Assign(const ElemPosArray& other, int count) {
+  Clear();
+  while (capacity_ < std::max(count, 8)) Grow(std::max(count, 8));
+  for (int first = 0; first < count; first += kSegmentRecords) {
+    const int records = std::min(count - first, kSegmentRecords);
+    std::memcpy(&(*this)[first], &other[first], records * sizeof(ElemPos));
+  }
+}
+
+void ElemPosArray::Clear() {
+  segments_.clear();
+  capacity_ = 0;
+}
+
+}  // namespace orv

@@ -1,0 +1,136 @@
+#include "orv/xml/markup.h"
+
+#include <limits>
+#include <utility>
+
+#include "orv/xml/elem_pos_array.h"
+#include "orv/xml/element_indexer.h"
+#include "orv/xml/result.h"
+#include "orv/xml/saved_positions.h"
+
+using orv::ElemPos;
+
+CMarkup::CMarkup()
+    : m_pSavedPositions(std::make_unique<orv::SavedPositions>()),
+      m_pElements(std::make_unique<orv::ElemPosArray>()) {
+  SetDoc(nullptr);
+}
+
+CMarkup::CMarkup(MCD_CSTR szDoc) : CMarkup() { SetDoc(szDoc.c_str()); }
+
+CMarkup::CMarkup(int nFlags) : CMarkup() { m_nDocFlags = nFlags; }
+
+CMarkup::CMarkup(const CMarkup& other) : CMarkup() { *this = other; }
+
+CMarkup& CMarkup::operator=(const CMarkup& other) {
+  if (this == &other || x_HasFile() || other.x_HasFile()) return *this;
+  m_strDoc = other.m_strDoc;
+  m_strResult = other.m_strResult;
+  m_iPosParent = other.m_iPosParent;
+  m_iPos = other.m_iPos;
+  m_iPosChild = other.m_iPosChild;
+  m_iPosFree = other.m_iPosFree;
+  m_iPosDeleted = other.m_iPosDeleted;
+  m_nNodeType = other.m_nNodeType;
+  m_nNodeOffset = other.m_nNodeOffset;
+  m_nNodeLength = other.m_nNodeLength;
+  m_nDocFlags = other.m_nDocFlags;
+  *m_pSavedPositions = *other.m_pSavedPositions;
+  m_pElements->Assign(*other.m_pElements, m_iPosFree);
+  return *this;
+}
+
+CMarkup::~CMarkup() = default;
+
+bool CMarkup::SetDoc(const wchar_t* szDoc) {
+  if (x_HasFile()) return false;
+  if (szDoc != nullptr) {
+    m_strDoc = szDoc;
+  } else {
+    m_strDoc.clear();
+    m_pElements->Clear();
+  }
+  return x_SetDoc();
+}
+
+bool CMarkup::SetDoc(const std::wstring& strDoc) {
+  if (x_HasFile()) return false;
+  m_strDoc = strDoc;
+  return x_SetDoc();
+}
+
+bool CMarkup::SetDoc(std::wstring&& strDoc) {
+  if (x_HasFile()) return false;
+  m_strDoc = std::move(strDoc);
+  return x_SetDoc();
+}
+
+bool CMarkup::x_SetDoc() {
+  m_strResult.clear();
+  return x_ParseDoc();
+}
+
+bool CMarkup::x_ParseDoc() {
+  if (m_strDoc.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
+    std::wstring().swap(m_strDoc);
+  }
+  const int length = static_cast<int>(m_strDoc.size());
+  ResetPos();
+  m_pSavedPositions->Clear();
+  m_iPosFree = 1;
+  m_iPosDeleted = 0;
+  x_AllocElemPos(length / 64 + 8);
+  x_Elem(0) = ElemPos{};
+
+  if (length > 0) {
+    orv::TokenPos token = x_TokenAt(0, length);
+    const int first = x_ParseElem(0, token);
+    ElemPos& document = x_Elem(0);
+    document.length = length;
+    document.child = first;
+    if (first == 0) {
+      orv::AddResult(m_strResult, L"no_root_element", nullptr, 0);
+    } else if (x_Elem(first).next != 0) {
+      orv::AddResult(m_strResult, L"root_has_sibling", nullptr, 0);
+    }
+  }
+  ResetPos();
+  return IsWellFormed();
+}
+
+int CMarkup::x_ParseElem(int iPosParent, orv::TokenPos& token) {
+  return orv::ElementIndexer(*m_pElements, &m_iPosFree, iPosParent, token, m_strResult).Run();
+}
+
+bool CMarkup::IsWellFormed() const {
+  if ((m_nDocFlags & DOC_WRITEFILE) != 0) return true;
+  if (m_pElements->Capacity() == 0) return false;
+  const ElemPos& document = x_Elem(0);
+  const bool noFault = (document.levelFlags & orv::ELEM_ILLFORMED) == 0;
+  if ((m_nDocFlags & DOC_READFILE) != 0) return noFault;
+  return noFault && document.child != 0 && x_Elem(static_cast<int>(document.child)).next == 0;
+}
+
+ElemPos& CMarkup::x_Elem(int iPos) const { return (*m_pElements)[iPos]; }
+
+int CMarkup::x_GetParent(int iPos) const { return static_cast<int>(x_Elem(iPos).parent); }
+
+/// Makes room for records; 0 means half as many again as are used.
+void CMarkup::x_AllocElemPos(int nNewSize) {
+  m_pElements->Grow(nNewSize != 0 ? nNewSize : m_iPosFree + m_iPosFree / 2);
+}
+
+int CMarkup::x_GetFreePos() {
+  if (m_iPosFree >= m_pElements->Capacity()) x_AllocElemPos();
+  return m_iPosFree++;
+}
+
+/// Puts a record on the chain of deleted ones; returns what was its next sibling.
+int CMarkup::x_ReleasePos(int iPos) {
+  ElemPos& element = x_Elem(iPos);
+  const int next = static_cast<int>(element.next);
+  element.next = m_iPosDeleted;
+  element.levelFlags = orv::ELEM_DELETED;
+  m_iPosDeleted = iPos;
+  return next;
+}

@@ -1,0 +1,581 @@
+#include <map>
+#include <set>
+
+#include "orv/xml/elem_pos_array.h"
+#include "orv/xml/entities.h"
+#include "orv/xml/line_index.h"
+#include "orv/xml/markup_masks.h"
+#include "orv/xml/scanner.h"
+#include "tests/xml_fixture.h"
+
+namespace {
+
+using orv::test::DumpIndex;
+using orv::test::IndexFault;
+using orv::test::Show;
+
+// --- Parsing ---
+
+struct ParseCase {
+  const wchar_t* text;
+  const wchar_t* result;  ///< the result record, whole
+  const wchar_t* error = L"";
+};
+
+TEST(XmlParse, FindingsOfEveryKind) {
+  const ParseCase cases[] = {
+      {L"", L""},
+      {L"<r/>", L""},
+      {L"<?xml version=\"1.0\"?>\r\n<!DOCTYPE r><!-- c --><r>t<![CDATA[<x>]]></r>\r\n", L""},
+      {L"text", L"<no_root_element/>", L"no root element"},
+      {L"<a/><b/>", L"<root_has_sibling/>", L"root element has sibling"},
+      {L"<a><b></a>", L"<unended_start_tag tagname=\"b\" offset=\"3\" offset2=\"7\"/>",
+       L"start tag 'b' at offset 3 expecting end tag at offset 7"},
+      {L"<a></b></a>", L"<lone_end_tag tagname=\"b\" offset=\"3\"/>",
+       L"lone end tag 'b' at offset 3"},
+      {L"</a>", L"<lone_end_tag tagname=\"a\" offset=\"0\"/><no_root_element/>",
+       L"lone end tag 'a' at offset 0"},
+      {L"<a>", L"<unended_start_tag tagname=\"a\" offset=\"0\" offset2=\"3\"/>",
+       L"start tag 'a' at offset 0 expecting end tag at offset 3"},
+      {L"<a><b",
+       L"<unterminated_tag_syntax type=\"start_tag\" offset=\"3\"/>"
+       L"<unended_start_tag tagname=\"a\" offset=\"0\" offset2=\"5\"/>",
+       L"unterminated tag at offset 3"},
+      {L"<a/><", L"<unterminated_tag_syntax type=\"tag\" offset=\"4\"/>",
+       L"unterminated tag at offset 4"},
+      {L"<a/></a", L"<unterminated_tag_syntax type=\"end_tag\" offset=\"4\"/>",
+       L"unterminated tag at offset 4"},
+      {L"<a/><?x ?", L"<unterminated_tag_syntax type=\"processing_instruction\" offset=\"4\"/>",
+       L"unterminated tag at offset 4"},
+      {L"<a/><!--->", L"<unterminated_tag_syntax type=\"comment\" offset=\"4\"/>",
+       L"unterminated tag at offset 4"},
+      {L"<a/><![CDATA[]>", L"<unterminated_tag_syntax type=\"cdata_section\" offset=\"4\"/>",
+       L"unterminated tag at offset 4"},
+      {L"<a/><!D [ '>' ", L"<unterminated_tag_syntax type=\"document_type\" offset=\"4\"/>",
+       L"unterminated tag at offset 4"},
+      {L"<a/><!", L"<unterminated_tag_syntax type=\"tag\" offset=\"4\"/>",
+       L"unterminated tag at offset 4"},
+      {L"<a/><!-", L"<unterminated_tag_syntax type=\"tag\" offset=\"4\"/>",
+       L"unterminated tag at offset 4"},
+      {L"<a/><![CDAT", L"<unterminated_tag_syntax type=\"tag\" offset=\"4\"/>",
+       L"unterminated tag at offset 4"},
+      {L"<a/><>", L"<first_tag_syntax offset=\"4\"/>",
+       L"tag syntax error at offset 4 expecting tag name / ! or ?"},
+      {L"<a/><1 <b>", L"<first_tag_syntax offset=\"4\"/>",
+       L"tag syntax error at offset 4 expecting tag name / ! or ?"},
+      {L"<a><!x></a>", L"<exclamation_tag_syntax offset=\"3\"/>",
+       L"tag syntax error at offset 3 expecting 'DOCTYPE' [ or -"},
+      {L"<a><!-x></a>", L"<comment_tag_syntax offset=\"3\"/>",
+       L"tag syntax error at offset 3 expecting - to begin comment"},
+      {L"<a><![CDATX[></a>", L"<cdata_section_syntax offset=\"3\"/>",
+       L"tag syntax error at offset 3 expecting 'CDATA'"},
+      {L"<!DOCTYPE a [ <!ELEMENT a ANY> <!xA> ]><a/>", L"<doctype_tag_syntax offset=\"31\"/>",
+       L"tag syntax error at offset 31 expecting markup declaration"},
+      {L"<a/><!x",
+       L"<exclamation_tag_syntax offset=\"4\"/>"
+       L"<unterminated_tag_syntax type=\"tag\" offset=\"4\"/>",
+       L"tag syntax error at offset 4 expecting 'DOCTYPE' [ or -"},
+      {L"<a></b&'></a>", L"<lone_end_tag tagname=\"b&amp;&apos;\" offset=\"3\"/>",
+       L"lone end tag 'b&'' at offset 3"},
+      // Well formed, though not at first sight.
+      {L"<a t=\"x>y\" u = '/>'/>", L""},
+      {L"<a b'c></a>", L""},
+      {L"<A ></a\n>", L""},
+      {L"<a=b></a>", L""},
+      {L"<a[1] x></a>", L""},
+      {L"<a></a '>", L""},
+      {L"<!DOCTYPE a [<!ENTITY x \"]>\"> <!-- ]> ' --> <?p ]> ?> <!ATTLIST a b (c) 'd'>]><a/>",
+       L""},
+      {L"\xFEFF<\x00E9/>", L""},
+  };
+  for (const ParseCase& c : cases) {
+    CMarkup doc;
+    const bool good = doc.SetDoc(c.text);
+    EXPECT_EQ(Show(doc.GetResult()), Show(c.result)) << Show(c.text);
+    EXPECT_EQ(good, *c.result == 0 && *c.text != 0) << Show(c.text);
+    EXPECT_EQ(Show(doc.GetError()), Show(c.error)) << Show(c.text);
+    EXPECT_EQ(IndexFault(doc), L"") << Show(c.text);
+  }
+}
+
+TEST(XmlParse, Records) {
+  // Offset, length, tag lengths, level and flags, number of the parent in document order.
+  const std::pair<const wchar_t*, const wchar_t*> cases[] = {
+      {L"", L"0+0 tags 0/0 flags 0 parent 0\n"},
+      {L"<a x='1'><b/>t<c>u</c ></a>",
+       L"0+27 tags 0/0 flags 0 parent 0\n"
+       L"0+27 tags 9/4 flags 80000 parent 0\n"
+       L"9+4 tags 4/0 flags 90001 parent 1\n"
+       L"14+9 tags 3/5 flags 1 parent 1\n"},
+      {L"<a/><b/>",
+       L"0+8 tags 0/0 flags 0 parent 0\n"
+       L"0+4 tags 4/0 flags 90000 parent 0\n"
+       L"4+4 tags 4/0 flags 10000 parent 0\n"},
+      // The children of unended elements become siblings after them; levels stay as parsed, and the
+      // mark of the fault moves to the element that holds it in the end.
+      {L"<a><b><c/><d></x><e/></a>",
+       L"0+25 tags 0/0 flags 800000 parent 0\n"
+       L"0+25 tags 3/4 flags 280000 parent 0\n"
+       L"3+3 tags 3/0 flags 180001 parent 1\n"
+       L"6+4 tags 4/0 flags 10002 parent 1\n"
+       L"10+3 tags 3/0 flags 100002 parent 1\n"
+       L"17+4 tags 4/0 flags 10003 parent 1\n"},
+      {L"<a><b>",
+       L"0+6 tags 0/0 flags 800000 parent 0\n"
+       L"0+3 tags 3/0 flags 180000 parent 0\n"
+       L"3+3 tags 3/0 flags 100001 parent 0\n"},
+  };
+  for (const auto& [text, records] : cases) {
+    CMarkup doc(text);
+    EXPECT_EQ(Show(DumpIndex(doc)), Show(records)) << Show(text);
+  }
+}
+
+TEST(XmlParse, LongEndTagIsKeptModulo1024) {
+  const CMarkup doc(L"<a>x</a" + std::wstring(1030, L' ') + L">");
+  EXPECT_TRUE(doc.IsWellFormed());
+  const orv::ElemPos& element = orv::MarkupReader(doc).Record(1);
+  EXPECT_EQ(element.EndTagLength(), 1034u - 1024u);
+  EXPECT_EQ(element.length, doc.GetDoc().size());
+}
+
+TEST(XmlParse, CaseOfNames) {
+  CMarkup doc;
+  EXPECT_TRUE(doc.SetDoc(L"<A></a>"));
+  // Behind a non-ASCII unit case counts.
+  EXPECT_TRUE(doc.SetDoc(L"<A\u00e9></a\u00e9>"));
+  EXPECT_FALSE(doc.SetDoc(L"<\u00e9A></\u00e9a>"));
+  doc.SetDocFlags(0);
+  EXPECT_FALSE(doc.SetDoc(L"<A></a>"));
+  EXPECT_EQ(Show(doc.GetResult()),
+            Show(L"<lone_end_tag tagname=\"a\" offset=\"3\"/>"
+                 L"<unended_start_tag tagname=\"A\" offset=\"0\" offset2=\"7\"/>"));
+}
+
+TEST(XmlParse, ResultStopsAtAThousandUnits) {
+  std::wstring text;
+  for (int i = 0; i < 1000; ++i) text += L"<1></x>";
+  const CMarkup doc(text);
+  EXPECT_GE(doc.GetResult().size(), 1000u);
+  EXPECT_LT(doc.GetResult().size(), 1100u);
+}
+
+TEST(XmlParse, FlagsAndCopies) {
+  CMarkup doc(L"<a><b/></a>");
+  doc.SetDocFlags(0xFF);
+  EXPECT_EQ(doc.GetDocFlags(), 0x8F);
+  EXPECT_EQ(CMarkup(0x21).GetDocFlags(), 0x21);
+  ASSERT_TRUE(doc.FindElem());
+  ASSERT_TRUE(doc.FindChildElem());
+  doc.SavePos(L"here");
+  CMarkup copy(doc);
+  doc.SetDoc(nullptr);
+  EXPECT_EQ(doc.GetDoc(), L"");
+  EXPECT_FALSE(doc.IsWellFormed());
+  EXPECT_EQ(copy.GetChildTagName(), L"b");
+  EXPECT_EQ(copy.GetDocFlags(), 0x8F);
+  copy.ResetPos();
+  EXPECT_TRUE(copy.RestorePos(L"here"));
+  EXPECT_EQ(copy.GetTagName(), L"a");
+  EXPECT_EQ(IndexFault(copy), L"");
+}
+
+/// Start tags by the scanner alone: where each begins and its length.
+std::vector<std::pair<int, int>> StartTags(const std::wstring& text) {
+  std::vector<std::pair<int, int>> tags;
+  orv::TokenPos token;
+  token.text = text.c_str();
+  token.length = static_cast<int>(text.size());
+  orv::NodePos node;
+  for (int type = 0; type != orv::kScanEnd;) {
+    const int before = token.next;
+    type = ScanNode(token, node);
+    if (type == CMarkup::NODE_ELEMENT) tags.emplace_back(node.start, node.length);
+    EXPECT_EQ(node.start, before);
+    EXPECT_TRUE(type == orv::kScanEnd || token.next > before) << Show(text);
+  }
+  return tags;
+}
+
+void ExpectSoundIndex(const std::wstring& text) {
+  CMarkup doc;
+  doc.SetDoc(text);
+  ASSERT_EQ(IndexFault(doc), L"") << Show(text);
+  const orv::MarkupReader reader(doc);
+  const auto tags = StartTags(text);
+  ASSERT_EQ(tags.size() + 1, static_cast<std::size_t>(reader.RecordCount())) << Show(text);
+  for (std::size_t i = 0; i < tags.size(); ++i) {
+    const orv::ElemPos& element = reader.Record(static_cast<int>(i) + 1);
+    ASSERT_EQ(tags[i].first, static_cast<int>(element.start)) << Show(text);
+    ASSERT_EQ(tags[i].second, static_cast<int>(element.StartTagLength())) << Show(text);
+  }
+  // Every way of reading at every element stays inside the text.
+  while (doc.FindElem()) {
+    doc.GetData();
+    doc.GetNthAttrib(0, *std::make_unique<std::wstring>(), *std::make_unique<std::wstring>());
+    while (doc.FindChildElem()) doc.GetChildAttrib(L"a");
+  }
+  doc.ResetPos();
+  while (doc.FindNode() != 0) doc.GetData();
+}
+
+TEST(XmlParse, EveryShortTextOfMarkupSigns) {
+  constexpr wchar_t kSigns[] = L"<>/a!-[]\"=";
+  constexpr int kSignCount = 10;
+  for (int length = 0; length <= 6; ++length) {
+    long total = 1;
+    for (int i = 0; i < length; ++i) total *= kSignCount;
+    for (long n = 0; n < total; ++n) {
+      std::wstring text;
+      long rest = n;
+      for (int i = 0; i < length; ++i, rest /= kSignCount)
+        text.insert(0, 1, kSigns[rest % kSignCount]);
+      ExpectSoundIndex(text);
+      if (HasFatalFailure()) return;
+    }
+  }
+}
+
+TEST(XmlParse, RandomPiecesOfMarkup) {
+  const wchar_t* pieces[] = {
+      L"<a>",  L"</a>",  L"<b x='1>'>", L"</b>",      L"<a/>", L"<c y=\"</a>\"/>",
+      L"text", L"<!--",  L"-->",        L"<![CDATA[", L"]]>",  L"<!DOCTYPE a [",
+      L"]>",   L"<?p",   L"?>",         L"<!ENTITY",  L"'",    L"\"",
+      L"<",    L">",     L" ",          L"</",        L"<!",   L"<aa=b>",
+      L"=",    L"<B\n>", L"</A >",      L"\U0001F600"};
+  std::uint32_t state = 12345;
+  const auto random = [&state](std::uint32_t limit) {
+    state = state * 1664525 + 1013904223;
+    return (state >> 8) % limit;
+  };
+  for (int round = 0; round < 20000; ++round) {
+    std::wstring text;
+    for (auto n = random(60); n > 0; --n) text += pieces[random(std::size(pieces))];
+    ExpectSoundIndex(text);
+    if (HasFatalFailure()) return;
+  }
+}
+
+/// Texts of a million units or more that a careless parser takes hours or a deep stack for.
+TEST(XmlParse, LargeAndFaultyTexts) {
+  const auto repeat = [](std::wstring_view piece, int count) {
+    std::wstring text;
+    for (int i = 0; i < count; ++i) text += piece;
+    return text;
+  };
+  constexpr int kMany = 1'000'000;
+  const std::wstring deep = repeat(L"<a>", kMany);
+  const std::wstring texts[] = {
+      repeat(L"<", kMany),
+      repeat(L"<>", kMany),
+      repeat(L"</x>", kMany),
+      repeat(L"<a ", kMany / 2),
+      repeat(L"<!-", kMany / 2),
+      deep,
+      deep + repeat(L"</a>", kMany),
+      deep + repeat(L"</b>", kMany),
+      repeat(L"<a><b>", kMany / 2) + repeat(L"</A>", kMany / 2),
+      repeat(L"<\u00e9A>", kMany / 4) + repeat(L"</\u00e9a>", kMany / 4),
+      L"<r>" + repeat(L"<a><b>", kMany / 2) + L"</r>",
+      L"<r>" + repeat(L"<a/>", kMany) + L"</r>",
+      L"<r a='" + repeat(L"x\"", kMany) + L"'/>",
+      L"<r " + repeat(L"'", kMany) + L"/>",
+      L"<r a=" + repeat(L" ", kMany) + repeat(L"'' ", kMany) + L"/>",
+      L"<" + repeat(L"a=", kMany) + L">" + repeat(L"</b>", 100000),
+      L"<!DOCTYPE r [" + repeat(L"<!x", kMany / 4),
+  };
+  for (const std::wstring& text : texts) {
+    CMarkup doc;
+    doc.SetDoc(text);
+    EXPECT_EQ(IndexFault(doc), L"") << Show(text.substr(0, 20));
+  }
+}
+
+TEST(XmlParse, MasksAreTheSameOnEveryPath) {
+  constexpr std::size_t kWords = 5;
+  std::wstring text;
+  std::uint32_t state = 99;
+  for (std::size_t i = 0; i < kWords * 64; ++i) {
+    // Signs, and units whose low byte or whose narrowing could look like one.
+    constexpr std::uint32_t kUnits[] = {'<',    '>',    '"',    '\'', 'a',
+                                        0x3C3C, 0x8022, 0xFF3E, 0,    0xFFFF};
+    state = state * 1664525 + 1013904223;
+    text += static_cast<wchar_t>(kUnits[(state >> 16) % std::size(kUnits)]);
+  }
+  orv::MaskWord plain[kWords];
+  orv::MaskWord best[kWords];
+  orv::FillMasksPlain(text.data(), kWords, plain);
+  orv::BestMaskFiller()(text.data(), kWords, best);
+  for (std::size_t w = 0; w < kWords; ++w) {
+    EXPECT_EQ(plain[w].less, best[w].less);
+    EXPECT_EQ(plain[w].greater, best[w].greater);
+    EXPECT_EQ(plain[w].quote, best[w].quote);
+  }
+}
+
+TEST(XmlIndex, GrowsByOneSegmentAtATime) {
+  orv::ElemPosArray records;
+  records.Grow(8);
+  EXPECT_EQ(records.Capacity(), 8);
+  records[7].start = 7;
+  records.Grow(1'000'000);
+  EXPECT_EQ(records.Capacity(), 2 * 65536);
+  records.Grow(200'000);
+  records.Grow(1'000'000);
+  EXPECT_EQ(records.Capacity(), 4 * 65536);
+  EXPECT_EQ(records[7].start, 7u);
+  EXPECT_EQ(records[8].start, 0u);
+  EXPECT_EQ(records[records.Capacity() - 1].length, 0u);
+}
+
+// --- Navigation ---
+
+TEST(XmlNavigate, WalksLevels) {
+  CMarkup doc(L"<r><a/><b/></r>");
+  EXPECT_FALSE(doc.IntoElem());
+  EXPECT_FALSE(doc.OutOfElem());
+  EXPECT_FALSE(doc.FindElem(L"/r"));
+  EXPECT_FALSE(doc.FindElem(L"//r"));
+  EXPECT_TRUE(doc.FindElem(L"r"));
+  EXPECT_TRUE(doc.IntoElem());
+  EXPECT_EQ(doc.GetNodeType(), CMarkup::NODE_NONE);
+  EXPECT_TRUE(doc.FindElem(L"b"));
+  EXPECT_FALSE(doc.FindElem(L"b"));
+  EXPECT_EQ(doc.GetTagName(), L"b");
+  doc.ResetMainPos();
+  EXPECT_TRUE(doc.FindElem());
+  EXPECT_EQ(doc.GetTagName(), L"a");
+  EXPECT_TRUE(doc.OutOfElem());
+  EXPECT_EQ(doc.GetTagName(), L"r");
+  EXPECT_EQ(doc.GetChildTagName(), L"a");
+  EXPECT_TRUE(doc.FindChildElem());
+  EXPECT_EQ(doc.GetChildTagName(), L"b");
+  EXPECT_FALSE(doc.FindChildElem());
+  doc.ResetChildPos();
+  EXPECT_EQ(doc.GetChildTagName(), L"");
+  EXPECT_EQ(doc.GetNodeType(), CMarkup::NODE_ELEMENT);
+  doc.ResetPos();
+  EXPECT_TRUE(doc.FindChildElem(L"b"));
+  EXPECT_EQ(doc.GetTagName(), L"r");
+}
+
+TEST(XmlNavigate, NamesInPaths) {
+  const struct {
+    const wchar_t* path;
+    const wchar_t* found;  ///< the tag name found, "" for none
+    int flags = CMarkup::DOC_IGNORECASE;
+  } cases[] = {
+      {nullptr, L"abc"}, {L"", L"abc"},      {L"ab", L"ab"},   {L"abc", L"abc"},
+      {L"abcd", L""},    {L"AB", L"ab"},     {L"AB", L"", 0},  {L"ab[2]", L"ab"},
+      {L"ab[0]", L""},   {L"ab[@x]", L"ab"}, {L"ab[@1]", L""}, {L"ab[c]/d", L"ab"},
+      {L"ab[", L""},     {L"ab/c", L"ab"},   {L"ab=1", L"ab"}, {L"ab c", L"ab"},
+      {L"ab\t", L""},    {L"/ab", L""},      {L"[1]", L""},    {L"\u00e9B", L"\u00e9B"},
+      {L"\u00e9b", L""}, {L"ab]", L"ab"},
+  };
+  for (const auto& c : cases) {
+    CMarkup doc(L"<abc/><ab/><\u00e9B/>");
+    doc.SetDocFlags(c.flags);
+    EXPECT_EQ(doc.FindElem(c.path), *c.found != 0);
+    EXPECT_EQ(Show(doc.GetTagName()), Show(c.found));
+  }
+}
+
+TEST(XmlNavigate, Nodes) {
+  CMarkup doc(
+      L"<?xml version='1.0'?>\r\n<!DOCTYPE r[]><!--c--><r> t&amp;<b>x</b><![CDATA[<]]></r>");
+  std::wstring walk;
+  const auto walkLevel = [&] {
+    while (const int type = doc.FindNode()) {
+      walk += std::to_wstring(type) + L":" + doc.GetTagName() + L"=" + doc.GetData() + L";";
+    }
+  };
+  walkLevel();
+  EXPECT_EQ(doc.GetAttrib(L"version"), L"");
+  doc.ResetPos();
+  ASSERT_TRUE(doc.FindElem());
+  doc.IntoElem();
+  walkLevel();
+  EXPECT_EQ(
+      Show(walk),
+      "16:xml=<?xml version='1.0'?>;4:#text=\\r\\n;64:DOCTYPE=<!DOCTYPE r[]>;32:#comment=c;1:r=;"
+      "2:#text= t&;1:b=x;8:#cdata-section=<;");
+  doc.ResetPos();
+  EXPECT_EQ(doc.FindNode(CMarkup::NODE_PROCESSING_INSTRUCTION), 16);
+  EXPECT_EQ(doc.GetAttrib(L"version"), L"1.0");
+  EXPECT_FALSE(doc.IntoElem());
+  EXPECT_TRUE(doc.FindElem(L"r"));
+  doc.IntoElem();
+  EXPECT_EQ(doc.FindNode(CMarkup::NODE_CDATA_SECTION | CMarkup::NODE_COMMENT), 8);
+  EXPECT_EQ(doc.GetSubDoc(), L"<![CDATA[<]]>");
+  EXPECT_FALSE(doc.FindElem());
+  EXPECT_FALSE(doc.FindChildElem());
+}
+
+TEST(XmlNavigate, SavedPositions) {
+  CMarkup doc(L"<r><a><b/></a><c/></r>");
+  doc.FindElem();
+  doc.IntoElem();
+  doc.FindChildElem(L"b");
+  EXPECT_TRUE(doc.SetMapSize(1 << 30, 3));
+  EXPECT_FALSE(doc.SetMapSize(-1));
+  EXPECT_TRUE(doc.SavePos(L"x", 3));
+  doc.FindElem(L"c");
+  EXPECT_TRUE(doc.SavePos());
+  EXPECT_FALSE(doc.RestorePos(L"x"));
+  EXPECT_TRUE(doc.RestorePos(L"x", 3));
+  EXPECT_EQ(doc.GetPath(), L"/r/a");
+  EXPECT_EQ(doc.GetChildTagName(), L"b");
+  EXPECT_TRUE(doc.RestorePos());
+  EXPECT_EQ(doc.GetTagName(), L"c");
+  doc.SetDoc(L"<r/>");
+  EXPECT_FALSE(doc.RestorePos());
+}
+
+// --- Reading ---
+
+TEST(XmlRead, Attributes) {
+  const struct {
+    const wchar_t* tag;
+    const wchar_t* name;
+    const wchar_t* value;
+    int offset;
+  } cases[] = {
+      {L"<a x=\"1\" y='2'/>", L"y", L"2", 9},
+      {L"<a x=\"1\" X='2'/>", L"X", L"1", 3},
+      {L"<a x = \"&lt;&#65;\">", L"x", L"<A", 3},
+      {L"<a x=1/2 y=3>", L"x", L"1/2", 3},
+      {L"<a x=1/2 y=3>", L"y", L"3", 9},
+      {L"<a x y=3>", L"x", L"", 3},
+      {L"<a x y=3>", L"y", L"3", 5},
+      {L"<a xy='1' x='2'>", L"x", L"2", 10},
+      {L"<a b=\"x='9'\" x='2'>", L"x", L"2", 13},
+      {L"<a/x='2'>", L"x", L"2", 3},
+      {L"<a x='2'>", L"a", L"", -1},
+      {L"<a x='2'>", L"", L"", -1},
+      {L"<a ='2' x=''>", L"x", L"", 8},
+      {L"<a>x='2'", L"x", L"", -1},
+  };
+  for (const auto& c : cases) {
+    CMarkup doc(c.tag);
+    ASSERT_TRUE(doc.FindElem()) << Show(c.tag);
+    EXPECT_EQ(Show(doc.GetAttrib(c.name)), Show(c.value)) << Show(c.tag);
+    EXPECT_EQ(doc.GetAttribOffset(c.name), c.offset) << Show(c.tag);
+    std::wstring buffer;
+    std::wstring_view value;
+    EXPECT_EQ(orv::MarkupReader(doc).Attrib(c.name, &buffer, &value), c.offset >= 0);
+    EXPECT_EQ(Show(value), Show(c.value));
+  }
+  CMarkup doc(L"<a x='1' =2 y=\"&amp;\"/>");
+  EXPECT_EQ(doc.GetAttrib(L"x"), L"");
+  doc.FindElem();
+  EXPECT_EQ(doc.GetAttrib(nullptr), L"");
+  std::wstring name;
+  std::wstring value;
+  EXPECT_TRUE(doc.GetNthAttrib(1, name, value));
+  EXPECT_EQ(name + L"=" + value, L"y=&");
+  EXPECT_FALSE(doc.GetNthAttrib(2, name, value));
+  EXPECT_EQ(doc.GetAttribName(0), L"x");
+}
+
+TEST(XmlRead, Data) {
+  const struct {
+    const wchar_t* text;
+    const wchar_t* data;
+    int flags = 0;
+  } cases[] = {
+      {L"<a/>", L""},
+      {L"<a>", L""},
+      {L"<a></a>", L""},
+      {L"<a> x&lt;y </a>", L" x<y "},
+      {L"<a> x  y </a>", L"x  y", CMarkup::DOC_TRIMWHITESPACE},
+      {L"<a>1<!--no-->2<?no?><![CDATA[&lt;]]> </a>", L"12&lt; "},
+      {L"<a>1<b/></a>", L""},
+      {L"<a>1<!x>2</x>3</a>", L"123"},
+  };
+  for (const auto& c : cases) {
+    CMarkup doc(c.text);
+    doc.SetDocFlags(c.flags);
+    ASSERT_TRUE(doc.FindElem());
+    EXPECT_EQ(Show(doc.GetData()), Show(c.data)) << Show(c.text);
+    std::wstring buffer;
+    EXPECT_EQ(Show(orv::MarkupReader(doc).Data(&buffer)), Show(c.data)) << Show(c.text);
+  }
+}
+
+TEST(XmlRead, PiecesAndPlaces) {
+  CMarkup doc(L"<r>\r\n <a x='1'>d&amp;</a>\n</r>");
+  EXPECT_EQ(doc.GetElemOffset(), -1);
+  EXPECT_EQ(doc.GetContentOffset(), -1);
+  ASSERT_TRUE(doc.FindChildElem());
+  EXPECT_EQ(doc.GetChildSubDoc(), L"<a x='1'>d&amp;</a>");
+  EXPECT_EQ(doc.GetChildData(), L"d&");
+  EXPECT_EQ(doc.GetChildAttrib(L"X"), L"1");
+  EXPECT_EQ(doc.GetChildElemOffset(), 6);
+  EXPECT_EQ(doc.GetSubDoc(), doc.GetDoc());
+  EXPECT_EQ(doc.GetElemContent(), L"\r\n <a x='1'>d&amp;</a>\n");
+  EXPECT_EQ(doc.GetDataPointer().data(), nullptr);
+  doc.IntoElem();
+  EXPECT_EQ(doc.GetTagNamePointer(), L"a");
+  EXPECT_EQ(doc.GetDataPointer(), L"d&amp;");
+  EXPECT_EQ(doc.GetContentOffset(), 15);
+
+  const orv::LineIndex lines(doc.GetDoc());
+  const int cases[][3] = {{-1, 1, 1}, {0, 1, 1},  {4, 1, 5}, {5, 2, 1},
+                          {6, 2, 2},  {26, 3, 1}, {99, 3, 5}};
+  for (const auto& [offset, line, column] : cases) {
+    EXPECT_EQ(lines.Find(offset).line, line) << offset;
+    EXPECT_EQ(lines.Find(offset).column, column) << offset;
+  }
+  EXPECT_EQ(orv::LineIndex(L"a\rb\n\nc").Find(5).line, 4);
+}
+
+TEST(XmlRead, Unescape) {
+  const struct {
+    const wchar_t* text;
+    const wchar_t* result;
+    int flags = 0;
+  } cases[] = {
+      {L"a&lt;b&AMP;&apos;&quot;&gt;", L"a<b&'\">"},
+      {L"&#65;&#x41;&#X41;", L"AAA"},
+      {L"&oslash;&Oslash;&omega;", L"\u00d8\u00d8\u03a9"},
+      {L"&euro;&thetasym;&zwnj;", L"\u20ac\u03d1\u200c"},
+      {L"&unknown;&toolongname;&;&&amp", L"&unknown;&toolongname;&;&&amp"},
+      {L"&#;&#x;&#1a;&#xg;&#0;&#xD800;&#x110000;", L"&#;&#x;&#1a;&#xg;&#0;&#xD800;&#x110000;"},
+      {L"&\u00e9;&am\u00e9;", L"&\u00e9;&am\u00e9;"},
+      {L"  a \t b  ", L"a b", CMarkup::DOC_COLLAPSEWHITESPACE},
+      {L"  a \t b  ", L"a \t b", CMarkup::DOC_TRIMWHITESPACE},
+      {L" &#32; \n&#32; ", L"   ", CMarkup::DOC_COLLAPSEWHITESPACE},
+      {L" \n ", L"", CMarkup::DOC_TRIMWHITESPACE},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(Show(CMarkup::UnescapeText(c.text, -1, c.flags)), Show(c.result));
+  }
+  EXPECT_EQ(CMarkup::UnescapeText(L"&#x1F600;"),
+            std::wstring({static_cast<wchar_t>(0xD83D), static_cast<wchar_t>(0xDE00)}));
+  EXPECT_EQ(CMarkup::UnescapeText(L"a&lt;b", 4), L"a&lt");
+  EXPECT_EQ(CMarkup::UnescapeText(nullptr), L"");
+}
+
+TEST(XmlRead, EntityBuckets) {
+  std::set<std::wstring> buckets;
+  int entries = 0;
+  for (int bucket = 0; bucket < 130; ++bucket) {
+    const std::wstring text = orv::EntityBucket(bucket);
+    buckets.insert(text);
+    for (std::size_t at = 0; at < text.size(); ++entries) at += 5 + (text[at] - L'0');
+  }
+  EXPECT_EQ(entries, 253);
+  EXPECT_TRUE(buckets.contains(L"60216oslash60217ugrave60248oslash60249ugrave"));
+  EXPECT_TRUE(buckets.contains(L"50937omega60221yacute58968lceil50969omega60253yacute"));
+  EXPECT_TRUE(buckets.contains(L"40185sup1"));
+}
+
+TEST(XmlRead, NullArguments) {
+  EXPECT_TRUE(MCD_CSTR().IsEmpty());
+  EXPECT_EQ(MCD_CSTR(nullptr).view(), L"");
+  CMarkup doc(MCD_CSTR(nullptr));
+  EXPECT_EQ(doc.GetDoc(), L"");
+  EXPECT_EQ(CMarkup::EscapeText(nullptr), L"");
+}
+
+}  // namespace
