@@ -6,6 +6,7 @@
 #include <limits>
 #include <string>
 
+#include "orv/logging/log_file.h"
 #include "orv/platform/clock.h"
 #include "orv/platform/debug_output.h"
 #include "orv/platform/files.h"
@@ -24,7 +25,6 @@ int CLogger::m_nRefCount = 0;
 namespace {
 
 constexpr wchar_t kFamilyPrefix[] = L"orv_";
-constexpr wchar_t kSettingsSubKey[] = L"Test";
 constexpr std::wstring_view kDebugPrefix = L"orv Printer Driver Log: ";
 constexpr std::wstring_view kHeader =
     L"Date\tTime\tMessage Type\tProcess\tDLL\tSource\tMessage\r\n";
@@ -81,26 +81,13 @@ const std::wstring& ProcessName() {
   return s_stProcessName;
 }
 
-bool IsFolder(const std::wstring& path) {
-  std::error_code error;
-  return std::filesystem::is_directory(orv::ToPath(path), error);
-}
-
 /// The folder for log files: chosen once, kept for the life of the process, and looked for again
 /// with every entry as long as there is none.
 std::wstring LogFolder(const std::wstring& desired) {
   static std::mutex lock;
   static std::wstring s_stLogFolder;
   const std::lock_guard guard(lock);
-  if (s_stLogFolder.empty()) {
-    if (!desired.empty() && IsFolder(desired)) {
-      s_stLogFolder = desired;
-    } else if (const std::wstring system = orv::SystemTempFolder(); IsFolder(system)) {
-      s_stLogFolder = system;
-    } else if (const std::wstring user = orv::UserTempFolder(); IsFolder(user)) {
-      s_stLogFolder = user;
-    }
-  }
+  if (s_stLogFolder.empty()) s_stLogFolder = orv::ChooseLogFolder(desired);
   return s_stLogFolder;
 }
 
@@ -116,7 +103,7 @@ void WriteUnits(orv::ExclusiveFile* file, std::wstring_view text) {
 
 /// A switch is on only for exactly "1"; an empty setting leaves the default.
 int ReadSwitch(const wchar_t* name, int byDefault) {
-  const std::wstring value = orv::ReadSetting(kSettingsSubKey, name);
+  const std::wstring value = orv::ReadSetting(orv::kLogSettings, name);
   return value.empty() ? byDefault : value == L"1";
 }
 
@@ -194,18 +181,9 @@ void CLogger::WriteLogEntry(eLogLevel level, CLoggerClient* client, std::wstring
 }
 
 void CLogger::WriteToLogFile(std::wstring_view line) {
-  std::wstring path = LogFolder(m_stDesiredLogPath);
-  if (path.empty()) return;
-  const orv::LocalTime now = orv::GetLocalTimeNow();
-  path += orv::kPathSeparator;
-  path += kFamilyPrefix;
-  path += L"logfile";
-  for (const auto& [number, width] : {std::pair(now.year, 4), {now.month, 2}, {now.day, 2}}) {
-    path += L'-';
-    AppendPadded(&path, number, width);
-  }
-  path += L".log";
-
+  const std::wstring folder = LogFolder(m_stDesiredLogPath);
+  if (folder.empty()) return;
+  const std::wstring path = orv::LogFilePath(folder, orv::GetLocalTimeNow());
   std::error_code error;
   const bool isNew = !std::filesystem::exists(orv::ToPath(path), error);
   const std::lock_guard guard(m_csFileLock);
@@ -217,12 +195,12 @@ void CLogger::WriteToLogFile(std::wstring_view line) {
 }
 
 void CLogger::ReadLoggingSettingsFromRegistry() {
-  m_stDesiredLogPath = orv::ReadSetting(kSettingsSubKey, L"LogPath");
+  m_stDesiredLogPath = orv::ReadSetting(orv::kLogSettings, orv::kLogPathSetting);
   m_bWriteLogToDebug = ReadSwitch(L"WriteLogToDebug", 1);
   m_bWriteLogToFile = ReadSwitch(L"WriteLogToFile", 1);
-  const std::wstring level = orv::ReadSetting(kSettingsSubKey, L"LogLevel");
+  const std::wstring level = orv::ReadSetting(orv::kLogSettings, L"LogLevel");
   m_nLoglevel = level.empty() ? int{eLogLevelError} : LeadingNumber(level);
-  const std::wstring groups = orv::ReadSetting(kSettingsSubKey, L"LogGroups");
+  const std::wstring groups = orv::ReadSetting(orv::kLogSettings, L"LogGroups");
   m_stLogGroups = groups.starts_with(L'#') ? orv::LowerCase(groups) : std::wstring();
 }
 

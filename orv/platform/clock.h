@@ -1,5 +1,7 @@
 #pragma once
 
+#include "orv/platform/export.h"
+
 namespace orv {
 
 /// A moment in local time, as people write it.
@@ -13,6 +15,6 @@ struct LocalTime {
   int millisecond;
 };
 
-LocalTime GetLocalTimeNow();
+ORV_EXPORT LocalTime GetLocalTimeNow();
 
 }  // namespace orv

@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <string>
 
+#include "orv/platform/export.h"
+
 /// Files and folders beyond what `std::filesystem` offers. Wide names become paths here and nowhere
 /// else, because the standard library of a system whose names are bytes does not take UTF-16.
 
@@ -13,9 +15,9 @@ namespace orv {
 extern const wchar_t kPathSeparator;
 
 /// The path that a wide name stands for.
-std::filesystem::path ToPath(const std::wstring& name);
+ORV_EXPORT std::filesystem::path ToPath(const std::wstring& name);
 /// The wide name of a path; bytes that are no UTF-8 become U+FFFD.
-std::wstring FromPath(const std::filesystem::path& path);
+ORV_EXPORT std::wstring FromPath(const std::filesystem::path& path);
 
 /// The part of a path behind its last separator; the whole path when there is none.
 std::wstring FileNameOf(const std::wstring& path);

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "orv/platform/export.h"
 #include "orv/platform/types.h"
 
 /// The settings store: the registry on Windows, elsewhere one SQLite file for the user hive and one
@@ -20,7 +21,7 @@ inline constexpr wchar_t kSettingsKey[] = L"Software\\orv Printer Driver";
 enum class RegistryAccess { kRead, kReadWrite };
 
 /// A key that is closed with its owner.
-class RegistryKey {
+class ORV_EXPORT RegistryKey {
  public:
   RegistryKey() = default;
   explicit RegistryKey(HKEY key) : key_(key) {}
@@ -44,7 +45,7 @@ class RegistryKey {
 };
 
 /// A value's type (`REG_SZ`, …) and bytes. Text is UTF-16LE with its terminator, in both homes.
-struct RegistryValue {
+struct ORV_EXPORT RegistryValue {
   DWORD type = 0;
   std::vector<BYTE> data;
 
@@ -57,19 +58,19 @@ struct RegistryValue {
   bool Number(DWORD* number) const;
 };
 
-LONG GetRegistryValue(HKEY key, const std::wstring& name, RegistryValue* value);
-LONG SetRegistryValue(HKEY key, const std::wstring& name, const RegistryValue& value);
-LONG DeleteRegistryValue(HKEY key, const std::wstring& name);
+ORV_EXPORT LONG GetRegistryValue(HKEY key, const std::wstring& name, RegistryValue* value);
+ORV_EXPORT LONG SetRegistryValue(HKEY key, const std::wstring& name, const RegistryValue& value);
+ORV_EXPORT LONG DeleteRegistryValue(HKEY key, const std::wstring& name);
 /// Deletes the key at `path` below `parent` with everything under it.
-LONG DeleteRegistryTree(HKEY parent, const std::wstring& path);
+ORV_EXPORT LONG DeleteRegistryTree(HKEY parent, const std::wstring& path);
 /// The names of all sub-keys of `key`, in name order.
-LONG ListRegistryKeys(HKEY key, std::vector<std::wstring>* names);
+ORV_EXPORT LONG ListRegistryKeys(HKEY key, std::vector<std::wstring>* names);
 /// The names of all values of `key`, in name order.
-LONG ListRegistryValues(HKEY key, std::vector<std::wstring>* names);
+ORV_EXPORT LONG ListRegistryValues(HKEY key, std::vector<std::wstring>* names);
 
 /// Reads a text setting from `subKey` of the library's key: the current user's value, or the
 /// machine's when the user has none. A value that is missing in both, is no text, or is longer than
 /// 1,024 bytes reads as empty.
-std::wstring ReadSetting(const std::wstring& subKey, const std::wstring& name);
+ORV_EXPORT std::wstring ReadSetting(const std::wstring& subKey, const std::wstring& name);
 
 }  // namespace orv

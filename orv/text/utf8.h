@@ -4,13 +4,15 @@
 #include <string>
 #include <string_view>
 
+#include "orv/platform/export.h"
+
 namespace orv {
 
 /// Decodes UTF-8 to UTF-16 code units, one unit an element. Every maximal ill-formed piece becomes
 /// one U+FFFD; a byte-order mark stays as U+FEFF. The same on every system.
-std::wstring Utf8ToWide(std::string_view bytes);
+ORV_EXPORT std::wstring Utf8ToWide(std::string_view bytes);
 
 /// Encodes UTF-16 code units as UTF-8; an unpaired surrogate becomes U+FFFD.
-std::string WideToUtf8(std::wstring_view text);
+ORV_EXPORT std::string WideToUtf8(std::wstring_view text);
 
 }  // namespace orv

@@ -16,4 +16,8 @@ enum ExitCode {
   kUnreadable = 3,  ///< something could not be read or written
 };
 
+void AddPrintersCommands(CLI::App* program);
+void AddRegistryCommands(CLI::App* program);
+void AddLogCommands(CLI::App* program);
+
 }  // namespace orv::tool

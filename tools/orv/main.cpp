@@ -1,14 +1,24 @@
 #include "tools/orv/commands.h"
 
+#include <algorithm>
+
+#include "orv/platform/console.h"
+
 int main(int argc, char** argv) {
   using namespace orv::tool;
 
   CLI::App program("Printer configuration, settings, pages and logs of the label-printer driver.",
                    "orv");
   program.require_subcommand(1);
+  AddPrintersCommands(&program);
+  AddRegistryCommands(&program);
+  AddLogCommands(&program);
 
   try {
-    program.parse(argc, argv);
+    // The parser takes the arguments last one first.
+    std::vector<std::string> arguments = orv::CommandLineArguments(argc, argv);
+    std::reverse(arguments.begin(), arguments.end());
+    program.parse(std::move(arguments));
   } catch (const CLI::RuntimeError& error) {
     return error.get_exit_code();
   } catch (const CLI::ParseError& error) {

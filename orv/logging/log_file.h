@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+#include "orv/platform/clock.h"
+#include "orv/platform/export.h"
+
+/// Where the log lies: for the logger that writes it and for the program that shows it.
+
+namespace orv {
+
+/// The sub-key of the library's settings that holds the logger's.
+inline constexpr wchar_t kLogSettings[] = L"Test";
+/// The setting that names the wanted folder.
+inline constexpr wchar_t kLogPathSetting[] = L"LogPath";
+
+/// The folder for log files: the wanted one, else the system's folder for files that may vanish,
+/// else the user's; empty when none of them is a folder.
+ORV_EXPORT std::wstring ChooseLogFolder(const std::wstring& wanted);
+
+/// The path of a day's log in a folder.
+ORV_EXPORT std::wstring LogFilePath(const std::wstring& folder, const LocalTime& day);
+
+}  // namespace orv

@@ -1,0 +1,26 @@
+#include "orv/platform/console.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace orv {
+
+std::vector<std::string> CommandLineArguments(int argc, char** argv) {
+  return argc > 1 ? std::vector<std::string>(argv + 1, argv + argc) : std::vector<std::string>();
+}
+
+bool WriteOutput(OutputStream stream, std::string_view text) {
+  const int descriptor = stream == OutputStream::kResults ? STDOUT_FILENO : STDERR_FILENO;
+  while (!text.empty()) {
+    const ssize_t written = write(descriptor, text.data(), text.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+void PauseMilliseconds(int milliseconds) { usleep(static_cast<useconds_t>(milliseconds) * 1000); }
+
+}  // namespace orv

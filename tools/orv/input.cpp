@@ -1,0 +1,73 @@
+#include "tools/orv/input.h"
+
+#include <charconv>
+#include <fstream>
+
+#include "orv/platform/files.h"
+#include "orv/text/utf8.h"
+
+namespace orv::tool {
+
+bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset) {
+  bytes->clear();
+  std::error_code error;
+  if (std::filesystem::is_directory(ToPath(path), error)) return false;
+  std::ifstream file(ToPath(path), std::ios::binary);
+  if (!file || !file.seekg(static_cast<std::streamoff>(offset))) return false;
+  char buffer[1 << 16];
+  while (file.read(buffer, sizeof buffer), file.gcount() > 0) {
+    bytes->append(buffer, static_cast<std::size_t>(file.gcount()));
+  }
+  return !file.bad();
+}
+
+bool WriteFile(const std::wstring& path, std::string_view bytes) {
+  std::ofstream file(ToPath(path), std::ios::binary | std::ios::trunc);
+  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  file.close();
+  return !file.fail();
+}
+
+std::wstring DecodeUtf16(std::string_view bytes) {
+  std::wstring text(bytes.size() / 2, L'\0');
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto low = static_cast<unsigned char>(bytes[2 * i]);
+    const auto high = static_cast<unsigned char>(bytes[2 * i + 1]);
+    text[i] = static_cast<wchar_t>(low | high << 8);
+  }
+  return text;
+}
+
+std::string EncodeUtf16(std::wstring_view text) {
+  std::string bytes;
+  bytes.reserve(text.size() * 2);
+  for (const wchar_t unit : text) {
+    bytes.push_back(static_cast<char>(unit));
+    bytes.push_back(static_cast<char>(unit >> 8));
+  }
+  return bytes;
+}
+
+std::wstring DecodeText(std::string_view bytes) {
+  if (bytes.starts_with("\xFF\xFE")) return DecodeUtf16(bytes.substr(2));
+  if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
+  return Utf8ToWide(bytes);
+}
+
+bool ParseNumber(std::wstring_view text, std::uint32_t* number) {
+  const std::string digits = WideToUtf8(text);
+  const bool isHex = digits.starts_with("0x") || digits.starts_with("0X");
+  const char* const first = digits.data() + (isHex ? 2 : 0);
+  const char* const last = digits.data() + digits.size();
+  const std::from_chars_result result = std::from_chars(first, last, *number, isHex ? 16 : 10);
+  return result.ec == std::errc() && result.ptr == last;
+}
+
+int HexDigit(wchar_t digit) {
+  if (digit >= L'0' && digit <= L'9') return digit - L'0';
+  if (digit >= L'a' && digit <= L'f') return digit - L'a' + 10;
+  if (digit >= L'A' && digit <= L'F') return digit - L'A' + 10;
+  return -1;
+}
+
+}  // namespace orv::tool

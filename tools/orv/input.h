@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+/// Reading files and numbers for commands.
+
+namespace orv::tool {
+
+/// Reads a file's bytes from an offset to its end; false when it cannot be read. The file is open
+/// only as long as that takes.
+bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset = 0);
+
+/// Writes a file anew; false when not all of it could be written.
+bool WriteFile(const std::wstring& path, std::string_view bytes);
+
+/// UTF-16LE bytes as wide text, without a byte-order mark being looked for.
+std::wstring DecodeUtf16(std::string_view bytes);
+/// Wide text as UTF-16LE bytes.
+std::string EncodeUtf16(std::wstring_view text);
+
+/// The text of a file that is UTF-16LE with a byte-order mark or UTF-8 with or without one; the
+/// mark is left out.
+std::wstring DecodeText(std::string_view bytes);
+
+/// The number that a text wholly is, decimal or with 0x in front; false when it is none or above
+/// 32 bits.
+bool ParseNumber(std::wstring_view text, std::uint32_t* number);
+
+/// The value of a hexadecimal digit; -1 for any other character.
+int HexDigit(wchar_t digit);
+
+}  // namespace orv::tool

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// The entries of a log file, as `docs/log-format.md` describes them.
+
+namespace orv::tool {
+
+struct LogEntry {
+  std::wstring date;  ///< as it stands there: day.month.year
+  std::wstring time;
+  std::wstring tag;  ///< empty in a line that was written without one
+  std::wstring process;
+  std::wstring module;
+  std::wstring source;
+  std::wstring message;  ///< lines after the first are parted by line feeds
+};
+
+/// The entries of a log's text. A line that does not begin with date and time belongs to the
+/// message before it; the header and what stands before the first entry are left out.
+std::vector<LogEntry> ParseLog(std::wstring_view text);
+
+/// "error", "warning", "info", "trace", or empty for an entry without tag.
+std::wstring LevelOf(const LogEntry& entry);
+/// Date and time as 2024-03-05T14:07:09.042.
+std::wstring IsoTimeOf(const LogEntry& entry);
+
+/// The titles and an entry's cells of the table in which a log is shown.
+std::vector<std::wstring> LogTitles();
+std::vector<std::wstring> LogRow(const LogEntry& entry);
+
+}  // namespace orv::tool

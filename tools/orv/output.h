@@ -1,0 +1,114 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// What every command of the orv program prints with. Results go to standard output through
+/// `Print`, as aligned text or as JSON; messages go to standard error through `Fail`.
+
+namespace orv::tool {
+
+/// Writes UTF-8 text to standard output: to a Windows console as its own wide text, to everything
+/// else as these bytes, without translating line ends.
+void Print(std::string_view text);
+void Print(std::wstring_view text);
+
+/// Writes "orv: MESSAGE" and a line end to standard error.
+void PrintMessage(const std::wstring& message);
+
+/// Ends the running command with a message and an exit code (`ExitCode` of commands.h).
+[[noreturn]] void Fail(int exitCode, const std::wstring& message);
+/// Ends the running command with an exit code; what there is to say has been said.
+[[noreturn]] void Finish(int exitCode);
+
+/// The wide text of an argument. The program's arguments are UTF-8 in both homes.
+std::wstring ToWide(const std::string& argument);
+
+/// The text that people know a system error code by, with the code.
+std::wstring DescribeError(long code);
+
+/// Rows of text in columns that line up, two spaces apart. A column is as wide as its widest cell,
+/// in code points; the last one is not padded. Characters that would move the cursor are shown as
+/// escapes such as "\t".
+class Table {
+ public:
+  /// With column titles; without any the table has no title line.
+  explicit Table(std::vector<std::wstring> titles = {}) : titles_(std::move(titles)) {}
+  void Add(std::vector<std::wstring> row) { rows_.push_back(std::move(row)); }
+  bool empty() const { return rows_.empty(); }
+  /// The table as UTF-8, each row with its line end. The rows are gone then, and the titles; rows
+  /// that are added later go on with the columns as wide as they are.
+  std::string TakeText();
+
+ private:
+  std::vector<std::wstring> titles_;
+  std::vector<std::size_t> widths_;
+  std::vector<std::vector<std::wstring>> rows_;
+};
+
+/// Composes a JSON document: two spaces a level, members in the order of the calls.
+///
+///   JsonWriter json;
+///   json.BeginObject();
+///   json.Member("name", name);  // the same as Key("name"), Value(name)
+///   json.Key("rows");
+///   json.BeginArray();
+///   ...
+///   json.EndArray();
+///   json.EndObject();
+///   Print(json.Text());
+class JsonWriter {
+ public:
+  enum class Style { kIndented, kOneLine };
+  explicit JsonWriter(Style style = Style::kIndented) : style_(style) {}
+
+  void BeginObject() { Begin('{'); }
+  void EndObject() { End('}'); }
+  void BeginArray() { Begin('['); }
+  void EndArray() { End(']'); }
+
+  /// The name of the member that comes next.
+  void Key(std::string_view name);
+
+  void Value(std::wstring_view text);
+  void Value(const std::wstring& text) { Value(std::wstring_view(text)); }
+  void Value(const wchar_t* text) { Value(std::wstring_view(text)); }
+  void Value(std::int64_t number);
+  void Value(std::uint64_t number);
+  void Value(std::int32_t number) { Value(std::int64_t{number}); }
+  void Value(std::uint32_t number) { Value(std::uint64_t{number}); }
+  /// A number that JSON cannot write (not finite) becomes null.
+  void Value(double number);
+  void Value(bool truth);
+  void Null();
+
+  template <typename T>
+  void Member(std::string_view name, const T& value) {
+    Key(name);
+    Value(value);
+  }
+
+  /// The document with its line end.
+  std::string Text() const { return text_ + "\n"; }
+
+ private:
+  void Begin(char bracket);
+  void End(char bracket);
+  void Element(std::string_view written);
+  void StartElement();
+  void NewLine();
+
+  Style style_;
+  std::string text_;
+  std::size_t depth_ = 0;
+  bool isFirst_ = true;    ///< nothing stands in the innermost brackets yet
+  bool afterKey_ = false;  ///< a member's name waits for its value
+};
+
+/// A JSON string with its quotes: control characters, quotes and backslashes are escaped; an
+/// unpaired surrogate becomes U+FFFD.
+std::string JsonString(std::wstring_view text);
+
+}  // namespace orv::tool

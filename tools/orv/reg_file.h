@@ -1,0 +1,46 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "orv/platform/registry.h"
+
+/// Registry files: the text form, version 5, in which registry editors export and import keys.
+
+namespace orv::tool {
+
+/// One step of an import.
+struct RegChange {
+  enum class Kind { kMakeKey, kDeleteKey, kSetValue, kDeleteValue };
+  Kind kind;
+  HKEY root;
+  std::wstring path;  ///< the key below its root
+  std::wstring name;  ///< of the value; empty is the key's default value
+  RegistryValue value;
+  std::size_t line;  ///< where the step stands, from 1
+};
+
+struct RegFault {
+  std::size_t line;
+  std::wstring message;
+};
+
+/// Reads a registry file's text: its steps in order, and everything that is wrong with it. Steps of
+/// a file with faults are not to be carried out.
+void ParseRegFile(std::wstring_view text, std::vector<RegChange>* changes,
+                  std::vector<RegFault>* faults);
+
+/// The first line of a registry file, with its line end and the empty line behind it.
+std::wstring RegFileHeader();
+/// A key's section heading with its line end.
+std::wstring FormatRegKey(const std::wstring& fullPath);
+/// A value's lines.
+std::wstring FormatRegValue(const std::wstring& name, const RegistryValue& value);
+
+/// Parts a key such as "HKCU\Software" (or with the long name of its hive) into hive and path.
+bool ParseKeyPath(std::wstring_view text, HKEY* root, std::wstring* path);
+/// The long form of a key's path.
+std::wstring FullKeyPath(HKEY root, const std::wstring& path);
+
+}  // namespace orv::tool
