@@ -3,13 +3,13 @@
 
 #include "orv/config/config_parser.h"
 #include "orv/config/properties.h"
+#include "orv/config/property_tables.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/crypto/encryption_aes.h"
 
 using orv::IntoChild;
 using orv::LogFormat;
 using orv::MissingElement;
-using orv::Property;
 
 namespace {
 
@@ -19,20 +19,6 @@ constexpr std::wstring_view kDigestPlaceholder = L"{{sha256}}";
 
 /// The first version whose device part is described otherwise, and not here.
 constexpr int kFirstOtherVersion = 13;
-
-void StoreCreated(FileInfo& info, std::wstring_view value) {
-  info.created = orv::ToDateTime(value);
-}
-void StoreLastModified(FileInfo& info, std::wstring_view value) {
-  info.lastModified = orv::ToDateTime(value);
-}
-
-constexpr Property<FileInfo> kFileInfo[] = {
-    {L"type", &FileInfo::type},       {L"configfilename", &FileInfo::configFileName},
-    {L"version", &FileInfo::version}, {L"creator", &FileInfo::creator},
-    {L"created", &StoreCreated},      {L"lastModified", &StoreLastModified},
-    {L"culture", &FileInfo::culture}, {L"sha256", &FileInfo::sha256},
-};
 
 void LogTrace(CLoggerClient* logger, const wchar_t* message) {
   CLogger::Log(eLogLevelTrace, logger, message, nullptr);
@@ -134,7 +120,7 @@ CString CConfigParser::ParseFileInfo(CMarkup& xml, FileInfo& info, CLoggerClient
   // The two messages spell the element differently; people who read logs know them so.
   if (!IntoChild(xml, L"properties")) return MissingElement(L"<fileinfo><properties>");
   orv::ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
-    if (!orv::StoreProperty<FileInfo>(kFileInfo, name, value, info)) {
+    if (!orv::StoreProperty<FileInfo>(orv::kFileInfoProperties, name, value, info)) {
       orv::WarnOfUnknownProperty(logger, L"<fileInfo><properties>", name, value);
     }
   });

@@ -1,7 +1,6 @@
-#include <optional>
-
 #include "orv/config/config_parser.h"
 #include "orv/config/properties.h"
+#include "orv/config/property_tables.h"
 
 /// The sections of `<device>`: a table for each that is a plain set of properties, and the walk
 /// that requires them in their order. A section is searched onward from the one before it, so one
@@ -9,200 +8,46 @@
 
 using orv::IntoChild;
 using orv::MissingElement;
-using orv::Property;
+using orv::Range;
 
 namespace {
 
-constexpr Property<Model> kModel[] = {
-    {L"modelId", &Model::modelId},
-    {L"modelName", &Model::modelName},
-    {L"boardName", &Model::boardName},
-    {L"pnpID", &Model::pnpID},
-    {L"deviceId", &Model::deviceId},
-    {L"aRef", &Model::aRef},
-    {L"orvModification", &Model::orvModification},
-    {L"deviceImageFile", &Model::deviceImageFile},
-};
-
-constexpr Property<Label> kLabel[] = {
-    {L"widthMin", &Label::widthMin},
-    {L"widthMax", &Label::widthMax},
-    {L"widthDefault", &Label::widthDefault},
-    {L"heightMin", &Label::heightMin},
-    {L"heightMax", &Label::heightMax},
-    {L"heightDefault", &Label::heightDefault},
-    {L"maxGapDistance", &Label::maxGapDistance},
-};
-
-/// A guidance that is none of these leaves the setting as it was.
-void StoreMaterialGuidance(GeneralSettings& settings, std::wstring_view value) {
-  constexpr struct {
-    std::wstring_view name;
-    MaterialGuidance guidance;
-  } kNames[] = {
-      {L"left", materialGuidanceLeft},         {L"centered", materialGuidanceCentered},
-      {L"right", materialGuidanceRight},       {L"leftHanded", materialGuidanceLeft},
-      {L"rightHanded", materialGuidanceRight},
-  };
-  for (const auto& [name, guidance] : kNames) {
-    if (orv::EqualsIgnoreCase(name, value)) settings.materialGuidance = guidance;
-  }
-}
-
-void Ignore(GeneralSettings&, std::wstring_view) {}
-
-constexpr Property<GeneralSettings> kGeneralSettings[] = {
-    {L"printWidth", &GeneralSettings::printWidth},
-    {L"rotateLabelEnabled", &GeneralSettings::rotateLabelEnabled},
-    {L"rotateLabelByDefault", &GeneralSettings::rotateLabelByDefault},
-    {L"mirroredLabelPrintingEnabled", &GeneralSettings::mirroredLabelPrintingEnabled},
-    {L"mirroredLabelPrintingByDefault", &GeneralSettings::mirroredLabelPrintingByDefault},
-    {L"negativeLabelEnabled", &GeneralSettings::negativeLabelEnabled},
-    {L"negativeLabelByDefault", &GeneralSettings::negativeLabelByDefault},
-    {L"singleBufferEnabled", &GeneralSettings::singleBufferEnabled},
-    {L"singleBufferByDefault", &GeneralSettings::singleBufferByDefault},
-    {L"ignorePaperEndEnabled", &GeneralSettings::ignorePaperEndEnabled},
-    {L"ignorePaperEndByDefault", &GeneralSettings::ignorePaperEndByDefault},
-    {L"discardLabelPositionEnabled", &GeneralSettings::discardLabelPositionEnabled},
-    {L"discardLabelPositionByDefault", &GeneralSettings::discardLabelPositionByDefault},
-    {L"topSameAsBottomEnabled", &GeneralSettings::topSameAsBottomEnabled},
-    {L"topSameAsBottomByDefault", &GeneralSettings::topSameAsBottomByDefault},
-    {L"backfeedmodeEnabled", &GeneralSettings::backfeedmodeEnabled},
-    {L"backfeedmodeByDefault", &GeneralSettings::backfeedmodeByDefault},
-    {L"resolutionDpiX", &GeneralSettings::resolutionDpiX},
-    {L"resolutionDpiY", &GeneralSettings::resolutionDpiY},
-    {L"imageOptByDefault", &GeneralSettings::imageOptByDefault},
-    {L"imageOptEnabled", &GeneralSettings::imageOptEnabled},
-    {L"replaceContentByDefault", &GeneralSettings::replaceContentByDefault},
-    {L"replaceContentEnabled", &GeneralSettings::replaceContentEnabled},
-    {L"materialGuidance", &StoreMaterialGuidance},
-    {L"ribbonSaverByDefault", &GeneralSettings::ribbonSaverByDefault},
-    {L"ribbonSaverEnabled", &GeneralSettings::ribbonSaverEnabled},
-    {L"customPageSizeByDefault", &GeneralSettings::customPageSizeByDefault},
-    {L"customPageSizeEnabled", &GeneralSettings::customPageSizeEnabled},
-    {L"test", &Ignore},  // a reserved key: no warning
-};
-
-/// A range as it is read: what the file leaves out has no value.
-struct Range {
-  std::optional<std::int32_t> min;
-  std::optional<std::int32_t> step;
-  std::optional<std::int32_t> max;
-  std::optional<std::int32_t> defaultValue;
-  std::optional<bool> enabled;
-};
-
-constexpr Property<Range> kGlobalOffsetY[] = {
-    {L"globalOffsetYMin", &Range::min},
-    {L"globalOffsetYStep", &Range::step},
-    {L"globalOffsetYMax", &Range::max},
-};
-
-/// Only "TRUE" enables the head offset; files rely on "true" being false here.
-void StoreHeadsOffsetEnabled(Range& range, std::wstring_view value) {
-  range.enabled = orv::ToUpperCaseBool(value);
-}
-
-constexpr Property<Range> kHeadsOffsetX[] = {
-    {L"headsOffsetXEnabled", &StoreHeadsOffsetEnabled},
-    {L"headsOffsetXMin", &Range::min},
-    {L"headsOffsetXStep", &Range::step},
-    {L"headsOffsetXMax", &Range::max},
-};
-
-constexpr Property<Range> kDarkness[] = {
-    {L"darknessMin", &Range::min},
-    {L"darknessStep", &Range::step},
-    {L"darknessMax", &Range::max},
-    {L"darknessDefault", &Range::defaultValue},
-};
-
-constexpr Property<Characteristics> kCharacteristics[] = {
-    {L"doubleSided", &Characteristics::doubleSided},
-    {L"color", &Characteristics::color},
-};
-
-/// A name and the number that records keep for it.
-struct NumberedName {
-  std::wstring_view name;
-  std::int32_t number;
-};
-
-constexpr NumberedName kPrintModes[] = {
-    {L"ThermalTransfer", 0},
-    {L"DirectThermal", 1},
-};
-
-constexpr NumberedName kSensorTypes[] = {
-    {L"SensorTypeContinous", 0},  // spelled so in every file
-    {L"SensorTypeReflectiveTop", 1},    {L"SensorTypeGap", 2},
-    {L"SensorTypeReflectiveBottom", 3}, {L"sensorTypeExternalPosEdge", 4},
-    {L"sensorTypeExternalNegEdge", 5},
-};
-
-/// A section that lists named entries, each in an element of its own, and names the default one.
-struct EntryList {
-  const wchar_t* element;         ///< the element of one entry
-  const wchar_t* propertiesPath;  ///< of the section's own properties, as messages show it
-  const wchar_t* entryPropertiesPath;
-  std::wstring_view defaultKey;     ///< the property that names the default
-  std::wstring_view defaultPrefix;  ///< what an entry's name has before that name
-  std::span<const NumberedName> names;
-  std::int32_t firstNumber;  ///< the number before any name was met
-};
-
-constexpr EntryList kPrintModeList = {
-    L"printMode",
-    L"<device><printModes><properties>",
-    L"<device><printModes><printMode><properties>",
-    L"printModedefault",
-    L"",
-    kPrintModes,
-    0,
-};
-
-constexpr EntryList kSensorTypeList = {
-    L"sensorType",
-    L"<device><sensorTypes><properties>",
-    L"<device><sensorTypes><sensorType><properties>",
-    L"SensorTypeDefault",
-    L"sensorType",
-    kSensorTypes,
-    2,
-};
-
-/// Reads such a section. `add(number, enabled)` takes each entry in document order.
+/// Reads a section that lists named entries. `add(number, enabled)` takes each entry in document
+/// order.
 ///
 /// The current number carries over from property to property and from entry to entry: a name that
 /// is not known is warned of and still adds an entry, under the number of the one before it, and is
 /// still compared with the default's name. Files rely on it.
 template <typename Add>
-CString ReadEntries(CMarkup& xml, const EntryList& list, std::int32_t& defaultNumber, Add add,
+CString ReadEntries(CMarkup& xml, const orv::EntryList& list, std::int32_t& defaultNumber, Add add,
                     CLoggerClient* logger) {
-  if (!IntoChild(xml, L"properties")) return MissingElement(list.propertiesPath);
+  const CString path = orv::Format(L"<device><%ls><properties>", list.section);
+  if (!IntoChild(xml, L"properties")) return MissingElement(path.c_str());
   CString defaultName(list.defaultPrefix);
   orv::ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
     if (orv::EqualsIgnoreCase(name, list.defaultKey)) {
       defaultName = CString(list.defaultPrefix).append(value);
     } else {
-      orv::WarnOfUnknownProperty(logger, list.propertiesPath, name, value);
+      orv::WarnOfUnknownProperty(logger, path.c_str(), name, value);
     }
   });
   xml.OutOfElem();
 
+  const CString entryPath =
+      orv::Format(L"<device><%ls><%ls><properties>", list.section, list.entry);
   std::int32_t number = list.firstNumber;
-  while (IntoChild(xml, list.element)) {
-    if (!IntoChild(xml, L"properties")) return MissingElement(list.entryPropertiesPath);
+  while (IntoChild(xml, list.entry)) {
+    if (!IntoChild(xml, L"properties")) return MissingElement(entryPath.c_str());
     orv::ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
       bool known = false;
-      for (const NumberedName& candidate : list.names) {
+      for (const orv::NumberedName& candidate : list.names) {
         if (orv::EqualsIgnoreCase(candidate.name, name)) {
           number = candidate.number;
           known = true;
           break;
         }
       }
-      if (!known) orv::WarnOfUnknownProperty(logger, list.entryPropertiesPath, name, value);
+      if (!known) orv::WarnOfUnknownProperty(logger, entryPath.c_str(), name, value);
       if (orv::EqualsIgnoreCase(name, defaultName)) defaultNumber = number;
       add(number, orv::ToBool(value));
     });
@@ -258,25 +103,28 @@ CString CConfigParser::ParseDevice(CMarkup& xml, Device& device, CLoggerClient* 
 
 CString CConfigParser::ParseDeviceModel(CMarkup& xml, Model& model, CLoggerClient* logger) {
   model = {};
-  return orv::ReadProperties<Model>(xml, kModel, L"<device><model><properties>", model, logger);
+  return orv::ReadProperties<Model>(xml, orv::kModelProperties, L"<device><model><properties>",
+                                    model, logger);
 }
 
 CString CConfigParser::ParseDeviceLabel(CMarkup& xml, Label& label, CLoggerClient* logger) {
   label.maxGapDistance = 0;
-  return orv::ReadProperties<Label>(xml, kLabel, L"<device><label><properties>", label, logger);
+  return orv::ReadProperties<Label>(xml, orv::kLabelProperties, L"<device><label><properties>",
+                                    label, logger);
 }
 
 CString CConfigParser::ParseDeviceGeneralSettings(CMarkup& xml, GeneralSettings& settings,
                                                   CLoggerClient* logger) {
   settings = {};
-  return orv::ReadProperties<GeneralSettings>(
-      xml, kGeneralSettings, L"<device><generalSettings><properties>", settings, logger);
+  return orv::ReadProperties<GeneralSettings>(xml, orv::kGeneralSettingsProperties,
+                                              L"<device><generalSettings><properties>", settings,
+                                              logger);
 }
 
 CString CConfigParser::ParseDevicePrintModes(CMarkup& xml, PrintModes& modes,
                                              CLoggerClient* logger) {
   return ReadEntries(
-      xml, kPrintModeList, modes.defaultMode,
+      xml, orv::kPrintModeList, modes.defaultMode,
       [&](std::int32_t mode, bool enabled) {
         modes.modes.push_back({mode, enabled});
       },
@@ -286,7 +134,7 @@ CString CConfigParser::ParseDevicePrintModes(CMarkup& xml, PrintModes& modes,
 CString CConfigParser::ParseDeviceGlobalOffsetY(CMarkup& xml, GlobalOffsetY& offset,
                                                 CLoggerClient* logger) {
   Range range;
-  CString error = orv::ReadProperties<Range>(xml, kGlobalOffsetY,
+  CString error = orv::ReadProperties<Range>(xml, orv::kGlobalOffsetYProperties,
                                              L"<device><globalOffsetY><properties>", range, logger);
   if (!error.empty()) return error;
   offset = {range.min.value_or(0), range.max.value_or(0), range.step.value_or(0)};
@@ -302,7 +150,7 @@ CString CConfigParser::ParseDeviceHeadsOffsetX(CMarkup& xml, HeadsOffsetX& offse
   if (!IntoChild(xml, L"properties")) return MissingElement(kPath);
   Range range;
   orv::ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
-    if (orv::StoreProperty<Range>(kHeadsOffsetX, name, value, range)) return;
+    if (orv::StoreProperty<Range>(orv::kHeadsOffsetXProperties, name, value, range)) return;
     // The odd words at the end are what people who read these logs search for.
     const CString key(name);
     orv::LogFormat(eLogLevelWarning, logger, nullptr,
@@ -311,10 +159,10 @@ CString CConfigParser::ParseDeviceHeadsOffsetX(CMarkup& xml, HeadsOffsetX& offse
   });
   xml.OutOfElem();
 
-  offset = {range.enabled.value_or(false), range.min.value_or(0), range.max.value_or(0),
+  offset = {range.enabled == TRUE, range.min.value_or(0), range.max.value_or(0),
             range.step.value_or(0)};
   // Either of the two stands for the minimum: files without a minimum load, with 0.
-  const bool hasMin = range.min.has_value() || range.enabled.has_value();
+  const bool hasMin = range.min.has_value() || range.enabled != Range::kAbsent;
   if (!hasMin || !range.step || !range.max) {
     return L"Missing property in <device><headsOffsetX><properties>: Min, Max or Step is missing!";
   }
@@ -324,8 +172,8 @@ CString CConfigParser::ParseDeviceHeadsOffsetX(CMarkup& xml, HeadsOffsetX& offse
 CString CConfigParser::ParseDeviceDarkness(CMarkup& xml, Darkness& darkness,
                                            CLoggerClient* logger) {
   Range range;
-  CString error =
-      orv::ReadProperties<Range>(xml, kDarkness, L"<device><darkness><properties>", range, logger);
+  CString error = orv::ReadProperties<Range>(xml, orv::kDarknessProperties,
+                                             L"<device><darkness><properties>", range, logger);
   if (!error.empty()) return error;
   if (!range.min || !range.step || !range.max || !range.defaultValue) {
     return L"Missing property in <device><darkness><properties>: Min, Max, Step or Default is "
@@ -367,7 +215,7 @@ CString CConfigParser::ParseDevicePrintSpeeds(CMarkup& xml, PrintSpeeds& speeds,
 CString CConfigParser::ParseDeviceSensorTypes(CMarkup& xml, SensorTypes& sensors,
                                               CLoggerClient* logger) {
   return ReadEntries(
-      xml, kSensorTypeList, sensors.defaultType,
+      xml, orv::kSensorTypeList, sensors.defaultType,
       [&](std::int32_t type, bool enabled) {
         sensors.types.push_back({type, enabled});
       },
@@ -379,7 +227,8 @@ CString CConfigParser::ParseDeviceCharacteristics(CMarkup& xml, Characteristics&
   // Both messages are those of the file information; people who read logs know them so.
   if (!IntoChild(xml, L"properties")) return MissingElement(L"<fileinfo><properties>");
   orv::ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
-    if (!orv::StoreProperty<Characteristics>(kCharacteristics, name, value, characteristics)) {
+    if (!orv::StoreProperty<Characteristics>(orv::kCharacteristicsProperties, name, value,
+                                             characteristics)) {
       orv::WarnOfUnknownProperty(logger, L"<fileInfo><properties>", name, value);
     }
   });

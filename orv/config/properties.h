@@ -1,13 +1,10 @@
 #pragma once
 
-#include <cstdint>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
-#include <variant>
 
-#include "orv/config/values.h"
+#include "orv/config/property.h"
 #include "orv/logging/logger.h"
 #include "orv/platform/types.h"
 #include "orv/xml/markup.h"
@@ -37,40 +34,6 @@ void ForEachProperty(CMarkup& xml, Use use) {
     use(name, reader.Data(&valueBuffer));
     xml.OutOfElem();
   }
-}
-
-/// Where and how a section keeps one property: the field says the conversion. A function serves
-/// what no field type says.
-template <typename Record>
-struct Property {
-  std::wstring_view key;
-  std::variant<std::int32_t Record::*, bool Record::*, CString Record::*,
-               std::optional<std::int32_t> Record::*, void (*)(Record&, std::wstring_view)>
-      field;
-};
-
-/// Stores a property by a section's table; false when the table does not know the key.
-template <typename Record>
-bool StoreProperty(std::span<const Property<Record>> table, std::wstring_view name,
-                   std::wstring_view value, Record& record) {
-  struct Store {
-    Record& record;
-    std::wstring_view value;
-    void operator()(std::int32_t Record::*field) const { record.*field = ToInt(value); }
-    void operator()(bool Record::*field) const { record.*field = ToBool(value); }
-    void operator()(CString Record::*field) const { record.*field = value; }
-    void operator()(std::optional<std::int32_t> Record::*field) const {
-      record.*field = ToInt(value);
-    }
-    void operator()(void (*store)(Record&, std::wstring_view)) const { store(record, value); }
-  };
-  for (const Property<Record>& property : table) {
-    if (EqualsIgnoreCase(property.key, name)) {
-      std::visit(Store{record, value}, property.field);
-      return true;
-    }
-  }
-  return false;
 }
 
 /// Warns of a key that the properties at `path` do not know.

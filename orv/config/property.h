@@ -1,0 +1,96 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <variant>
+
+#include "orv/config/config.h"
+#include "orv/config/values.h"
+#include "orv/platform/types.h"
+
+/// How a record keeps the properties of a configuration file: a table of keys and fields for each
+/// record (`orv/config/property_tables.h`). The kind of a field says how the text is converted, so
+/// that the loader, the checker and whoever shows a record go by the same table.
+
+namespace orv {
+
+/// A switch that only the exact text "TRUE" turns on.
+template <typename Record>
+struct UpperCaseBool {
+  std::int32_t Record::*field;
+};
+
+/// A moment, as `ToDateTime` reads it.
+template <typename Record>
+struct DateTime {
+  std::int64_t Record::*field;
+};
+
+/// A number that the record must know to be absent.
+template <typename Record>
+using OptionalInt = std::optional<std::int32_t> Record::*;
+
+/// The edge at which the material runs, by name; an unknown name leaves the field as it was.
+template <typename Record>
+struct Guidance {
+  MaterialGuidance Record::*field;
+};
+
+/// A key that is accepted and means nothing.
+struct Ignored {};
+
+template <typename Record>
+struct Property {
+  std::wstring_view key;
+  std::variant<std::int32_t Record::*, bool Record::*, CString Record::*, OptionalInt<Record>,
+               UpperCaseBool<Record>, DateTime<Record>, Guidance<Record>, Ignored>
+      field;
+};
+
+/// The names of the edges; the first one of each is the one to write.
+inline constexpr struct {
+  std::wstring_view name;
+  MaterialGuidance guidance;
+} kGuidanceNames[] = {
+    {L"left", materialGuidanceLeft},         {L"centered", materialGuidanceCentered},
+    {L"right", materialGuidanceRight},       {L"leftHanded", materialGuidanceLeft},
+    {L"rightHanded", materialGuidanceRight},
+};
+
+/// Converts and stores one value.
+template <typename Record>
+struct StoreValue {
+  Record& record;
+  std::wstring_view value;
+
+  void operator()(std::int32_t Record::*field) const { record.*field = ToInt(value); }
+  void operator()(bool Record::*field) const { record.*field = ToBool(value); }
+  void operator()(CString Record::*field) const { record.*field = value; }
+  void operator()(OptionalInt<Record> field) const { record.*field = ToInt(value); }
+  void operator()(UpperCaseBool<Record> to) const { record.*to.field = ToUpperCaseBool(value); }
+  void operator()(DateTime<Record> to) const { record.*to.field = ToDateTime(value); }
+  void operator()(Guidance<Record> to) const {
+    for (const auto& [name, guidance] : kGuidanceNames) {
+      if (EqualsIgnoreCase(name, value)) record.*to.field = guidance;
+    }
+  }
+  void operator()(Ignored) const {}
+};
+
+/// Stores a property by a table; false when the table does not know the key. Keys compare without
+/// regard to ASCII case.
+template <typename Record>
+bool StoreProperty(std::span<const Property<Record>> table, std::wstring_view name,
+                   std::wstring_view value, Record& record) {
+  for (const Property<Record>& property : table) {
+    if (EqualsIgnoreCase(property.key, name)) {
+      std::visit(StoreValue<Record>{record, value}, property.field);
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace orv
