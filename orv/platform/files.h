@@ -12,7 +12,7 @@
 namespace orv {
 
 /// The separator that the system writes between a folder and a name.
-extern const wchar_t kPathSeparator;
+ORV_EXPORT extern const wchar_t kPathSeparator;
 
 /// The path that a wide name stands for.
 ORV_EXPORT std::filesystem::path ToPath(const std::wstring& name);
@@ -20,7 +20,7 @@ ORV_EXPORT std::filesystem::path ToPath(const std::wstring& name);
 ORV_EXPORT std::wstring FromPath(const std::filesystem::path& path);
 
 /// The part of a path behind its last separator; the whole path when there is none.
-std::wstring FileNameOf(const std::wstring& path);
+ORV_EXPORT std::wstring FileNameOf(const std::wstring& path);
 
 /// The folders, in order of preference, for files that may vanish: the system's own, then the
 /// user's. Either may be no existing folder. Without a trailing separator on Linux; on Windows as

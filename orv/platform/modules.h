@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "orv/platform/export.h"
 #include "orv/platform/types.h"
 
 /// Loaded modules: programs and shared libraries. On Linux a module handle is the address at which
@@ -14,7 +15,7 @@ inline constexpr DWORD kMaxModulePath = 1024;
 
 /// The full path of a module's file; of the process's own program for a null handle. False, with
 /// the thread's last error set, when there is none.
-bool GetModulePath(HINSTANCE module, std::wstring* path);
+ORV_EXPORT bool GetModulePath(HINSTANCE module, std::wstring* path);
 
 /// The module that this library is part of.
 HINSTANCE OwnModule();

@@ -16,8 +16,12 @@ enum ExitCode {
   kUnreadable = 3,  ///< something could not be read or written
 };
 
+void AddConfigCommands(CLI::App* program);
 void AddPrintersCommands(CLI::App* program);
 void AddRegistryCommands(CLI::App* program);
 void AddLogCommands(CLI::App* program);
+
+/// `orv printers config`, part of the printers' group.
+void AddPrinterConfigCommand(CLI::App* printers);
 
 }  // namespace orv::tool

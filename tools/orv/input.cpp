@@ -1,6 +1,7 @@
 #include "tools/orv/input.h"
 
 #include <charconv>
+#include <filesystem>
 #include <fstream>
 
 #include "orv/platform/files.h"
@@ -22,10 +23,39 @@ bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset
 }
 
 bool WriteFile(const std::wstring& path, std::string_view bytes) {
-  std::ofstream file(ToPath(path), std::ios::binary | std::ios::trunc);
+  // Only a file can be replaced; a pipe or a device is written to.
+  std::error_code error;
+  const auto status = std::filesystem::status(ToPath(path), error);
+  const bool isDevice =
+      std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);
+  const std::wstring part = isDevice ? path : PartOf(path);
+  std::ofstream file(ToPath(part), std::ios::binary | std::ios::trunc);
   file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   file.close();
-  return !file.fail();
+  if (isDevice) return !file.fail();
+  if (file.fail()) {
+    std::filesystem::remove(ToPath(part), error);
+    return false;
+  }
+  return MoveOver(part, path);
+}
+
+std::wstring PartOf(const std::wstring& path) { return path + L".part"; }
+
+bool MoveOver(const std::wstring& part, const std::wstring& path) {
+  const std::filesystem::path from = ToPath(part);
+  std::filesystem::path to = ToPath(path);
+  std::error_code error;
+  // What a link leads to is replaced, not the link; and its permissions stay.
+  if (std::filesystem::exists(to, error)) {
+    to = std::filesystem::canonical(to, error);
+    std::filesystem::permissions(from, std::filesystem::status(to, error).permissions(), error);
+  }
+  std::filesystem::rename(from, to, error);
+  if (!error) return true;
+  std::error_code ignored;
+  std::filesystem::remove(from, ignored);
+  return false;
 }
 
 std::wstring DecodeUtf16(std::string_view bytes) {

@@ -12,8 +12,14 @@ namespace orv::tool {
 /// only as long as that takes.
 bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset = 0);
 
-/// Writes a file anew; false when not all of it could be written.
+/// Writes a file anew: afterwards it holds the new content, or after a failure, which gives false,
+/// still the old one.
 bool WriteFile(const std::wstring& path, std::string_view bytes);
+
+/// The name beside a file under which its new content is made.
+std::wstring PartOf(const std::wstring& path);
+/// Puts a finished file into the place of another; on failure removes it and gives false.
+bool MoveOver(const std::wstring& part, const std::wstring& path);
 
 /// UTF-16LE bytes as wide text, without a byte-order mark being looked for.
 std::wstring DecodeUtf16(std::string_view bytes);

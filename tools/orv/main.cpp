@@ -10,6 +10,7 @@ int main(int argc, char** argv) {
   CLI::App program("Printer configuration, settings, pages and logs of the label-printer driver.",
                    "orv");
   program.require_subcommand(1);
+  AddConfigCommands(&program);
   AddPrintersCommands(&program);
   AddRegistryCommands(&program);
   AddLogCommands(&program);

@@ -91,6 +91,7 @@ void AddPrintersCommands(CLI::App* program) {
   AddAddCommand(group);
   AddListCommand(group);
   AddRemoveCommand(group);
+  AddPrinterConfigCommand(group);
 }
 
 }  // namespace orv::tool

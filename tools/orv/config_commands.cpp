@@ -1,0 +1,336 @@
+#include <chrono>
+#include <filesystem>
+#include <memory>
+
+#include "orv/config/config_parser.h"
+#include "orv/config/values.h"
+#include "orv/crypto/crypto_helper.h"
+#include "orv/platform/files.h"
+#include "orv/platform/modules.h"
+#include "orv/text/utf8.h"
+#include "orv/xml/line_index.h"
+#include "tools/orv/commands.h"
+#include "tools/orv/config_check.h"
+#include "tools/orv/config_record.h"
+#include "tools/orv/input.h"
+#include "tools/orv/library_use.h"
+#include "tools/orv/output.h"
+
+namespace orv::tool {
+namespace {
+
+/// The bytes of a protected file begin so.
+constexpr std::string_view kMarker = "CNF";
+
+/// What stands in the place of the digest while it is computed.
+constexpr wchar_t kDigestPlaceholder[] = L"{{sha256}}";
+
+/// The text of a configuration file, plain or protected; ends the command when there is none.
+std::wstring LoadText(const std::wstring& path) {
+  std::string bytes;
+  if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + path);
+  std::wstring text = CCryptoHelper::LoadFileUTF8(path, nullptr);
+  if (text.empty()) {
+    Fail(kUnreadable, path + (bytes.empty()                ? L" is empty"
+                              : bytes.starts_with(kMarker) ? L" cannot be decrypted"
+                              : bytes.size() > 10'000'000  ? L" is too large"
+                                                           : L" cannot be read as text"));
+  }
+  return text;
+}
+
+std::wstring FileNameIn(const std::string& path) { return FileNameOf(ToWide(path)); }
+
+struct FileOptions {
+  std::vector<std::string> files;
+  bool asJson = false;
+};
+
+void AddJsonFlag(CLI::App* command, bool* asJson) {
+  command->add_flag("--json", *asJson, "Print JSON");
+}
+
+void PrintConfig(const Config& config, bool asJson) {
+  Print(asJson ? ConfigAsJson(config) : ConfigAsText(config));
+}
+
+void AddShowCommand(CLI::App* group) {
+  auto options = std::make_shared<FileOptions>();
+  CLI::App* command = group->add_subcommand("show", "Show what a configuration file says");
+  command->add_option("FILE", options->files, "A configuration file, plain or protected")
+      ->required()
+      ->expected(1);
+  AddJsonFlag(command, &options->asJson);
+  command->footer(
+      "Examples:\n  orv config show orv_conf_lx300.xml\n  orv config show --json "
+      "orv_conf_lx300.xml");
+  command->callback([options] {
+    const std::wstring path = ToWide(options->files.front());
+    CMarkup xml;
+    if (!xml.SetDoc(LoadText(path))) Fail(kFindings, path + L": " + xml.GetError());
+    Config config;
+    const CString error = CConfigParser::Parse(xml, config, nullptr);
+    if (!error.empty()) Fail(kFindings, path + L": " + error);
+    PrintConfig(config, options->asJson);
+  });
+}
+
+const wchar_t* NameOf(Severity severity) {
+  return severity == Severity::kError ? L"error" : L"warning";
+}
+
+void AddCheckCommand(CLI::App* group) {
+  auto options = std::make_shared<FileOptions>();
+  CLI::App* command =
+      group->add_subcommand("check", "Find everything wrong in configuration files");
+  command->add_option("FILE", options->files, "Configuration files, plain or protected")
+      ->required();
+  AddJsonFlag(command, &options->asJson);
+  command->footer(
+      "An error keeps the file from loading; a warning does not. Exits with 1 when there is any.\n"
+      "Examples:\n  orv config check orv_conf_lx300.xml\n  orv config check --json *.xml");
+  command->callback([options] {
+    JsonWriter json;
+    bool foundAny = false;
+    json.BeginArray();
+    for (const std::string& file : options->files) {
+      const std::wstring path = ToWide(file);
+      const std::wstring text = LoadText(path);
+      const LineIndex lines(text);
+      for (const Finding& finding : CheckConfig(text, FileNameIn(file))) {
+        foundAny = true;
+        const TextPosition at = lines.Find(finding.offset);
+        if (options->asJson) {
+          json.BeginObject();
+          json.Member("file", path);
+          json.Member("line", at.line);
+          json.Member("column", at.column);
+          json.Member("severity", NameOf(finding.severity));
+          json.Member("rule", finding.rule);
+          json.Member("text", finding.text);
+          json.EndObject();
+        } else {
+          Print(Format(L"%ls:%d:%d: %ls[%ls]: %ls\n", path.c_str(), at.line, at.column,
+                       NameOf(finding.severity), finding.rule, finding.text.c_str()));
+        }
+      }
+    }
+    json.EndArray();
+    if (options->asJson) Print(json.Text());
+    if (foundAny) Finish(kFindings);
+  });
+}
+
+/// Where a document keeps its digest.
+struct DigestPlace {
+  std::size_t offset;  ///< of the value
+  std::size_t length;
+};
+
+/// Finds the digest of a document, adding the property where there is none; false when there is no
+/// place for it.
+bool FindDigest(std::wstring* text, DigestPlace* place) {
+  CMarkup xml(*text);
+  if (!xml.FindElem(L"xmlData") || !xml.FindChildElem(L"fileInfo") || !xml.IntoElem() ||
+      !xml.FindChildElem(L"properties") || !xml.IntoElem()) {
+    return false;
+  }
+  std::size_t last = 0;
+  std::size_t lastEnd = 0;
+  while (xml.FindChildElem(L"property")) {
+    xml.IntoElem();
+    if (EqualsIgnoreCase(xml.GetAttrib(L"name"), L"sha256")) {
+      if (xml.GetContentOffset() < 0) return false;
+      *place = {static_cast<std::size_t>(xml.GetContentOffset()), xml.GetElemContent().size()};
+      return true;
+    }
+    last = static_cast<std::size_t>(xml.GetElemOffset());
+    lastEnd = last + xml.GetSubDoc().size();
+    xml.OutOfElem();
+  }
+  if (lastEnd == 0) return false;
+  // A line of its own, indented as the property before it.
+  const std::size_t line = text->find_last_not_of(L" \t", last - 1) + 1;
+  const std::wstring start =
+      L"\n" + text->substr(line, last - line) + L"<property name=\"sha256\">";
+  text->insert(lastEnd, start + L"</property>");
+  *place = {lastEnd + start.size(), 0};
+  return true;
+}
+
+/// Writes the protected or plain form of one file into the place of another: whole or not at all.
+void Convert(DWORD (*convert)(const CString&, const CString&, CLoggerClient*),
+             const std::wstring& from, const std::wstring& to) {
+  const std::wstring part = PartOf(to);
+  if (convert(from, part, nullptr) != 0) {
+    Fail(kUnreadable, L"cannot convert " + from + L" (it must be readable and writable)");
+  }
+  if (!MoveOver(part, to)) Fail(kUnreadable, L"cannot write " + to);
+}
+
+bool IsProtectedFile(const std::wstring& path) {
+  std::string bytes;
+  if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + path);
+  return bytes.starts_with(kMarker);
+}
+
+void AddSignCommand(CLI::App* group) {
+  auto file = std::make_shared<std::string>();
+  CLI::App* command = group->add_subcommand("sign", "Put the right digest into a file");
+  command->add_option("FILE", *file, "A configuration file; a protected one stays protected")
+      ->required();
+  command->footer("Example:\n  orv config sign orv_conf_lx300.xml");
+  command->callback([file] {
+    const std::wstring path = ToWide(*file);
+    const bool isProtected = IsProtectedFile(path);
+    std::wstring text = LoadText(path);
+    if (text.find(L'\uFFFD') != text.npos) {
+      Fail(kFindings, path + L" is not all UTF-8; signing it would lose what is not");
+    }
+    DigestPlace place{};
+    if (!FindDigest(&text, &place)) {
+      Fail(kFindings, path + L" has no <xmlData><fileInfo><properties> to hold a digest");
+    }
+    text.replace(place.offset, place.length, kDigestPlaceholder);
+    text.replace(place.offset, std::size(kDigestPlaceholder) - 1, ConfigDigest(text, {}));
+    const std::string bytes = WideToUtf8(text);
+    if (!isProtected) {
+      if (!WriteFile(path, bytes)) Fail(kUnreadable, L"cannot write " + path);
+      return;
+    }
+    const std::wstring plain = path + L".plain";
+    if (!WriteFile(plain, bytes)) Fail(kUnreadable, L"cannot write " + plain);
+    Convert(&CCryptoHelper::AesEncryptFile, plain, path);
+    std::error_code ignored;
+    std::filesystem::remove(ToPath(plain), ignored);
+  });
+}
+
+/// `protect` and `unprotect` differ in the direction only.
+struct Conversion {
+  const char* name;
+  const char* description;
+  const char* footer;
+  DWORD (*convert)(const CString&, const CString&, CLoggerClient*);
+  bool fromProtected;
+  const wchar_t* refusal;
+};
+
+void AddConversion(CLI::App* group, const Conversion& conversion) {
+  struct Options {
+    std::string in;
+    std::string out;
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App* command = group->add_subcommand(conversion.name, conversion.description);
+  command->add_option("IN", options->in, "The file to read")->required();
+  command->add_option("OUT", options->out, "The file to write; may be the same one")->required();
+  command->footer(conversion.footer);
+  command->callback([options, conversion] {
+    const std::wstring in = ToWide(options->in);
+    if (IsProtectedFile(in) != conversion.fromProtected) Fail(kFindings, in + conversion.refusal);
+    Convert(conversion.convert, in, ToWide(options->out));
+  });
+}
+
+/// How a load went, timed for people who wonder what the cache gives.
+struct TimedLoad {
+  Config* config = nullptr;
+  std::int64_t nanoseconds = 0;
+};
+
+TimedLoad LoadFor(HANDLE printer, LibraryUse* library) {
+  TimedLoad load;
+  const auto start = std::chrono::steady_clock::now();
+  CConfigParser::Load(printer, &load.config, library->cache(), library->client());
+  load.nanoseconds = std::chrono::nanoseconds(std::chrono::steady_clock::now() - start).count();
+  return load;
+}
+
+}  // namespace
+
+void AddConfigCommands(CLI::App* program) {
+  CLI::App* group = program->add_subcommand("config", "Printer configuration files");
+  group->require_subcommand(1);
+  group->footer(
+      "Examples:\n"
+      "  orv config check orv_conf_lx300.xml\n"
+      "  orv config show --json orv_conf_lx300.xml");
+  AddShowCommand(group);
+  AddCheckCommand(group);
+  AddSignCommand(group);
+  AddConversion(group, {"protect", "Write the protected form of a file",
+                        "Example:\n  orv config protect plain.xml orv_conf_lx300.xml",
+                        &CCryptoHelper::AesEncryptFile, false, L" is protected already"});
+  AddConversion(group, {"unprotect", "Write the plain form of a protected file",
+                        "Example:\n  orv config unprotect orv_conf_lx300.xml plain.xml",
+                        &CCryptoHelper::AesDecryptFile, true, L" is not protected"});
+}
+
+void AddPrinterConfigCommand(CLI::App* printers) {
+  struct Options {
+    std::string name;
+    std::string folder;
+    bool asJson = false;
+    bool showRecord = false;
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App* command =
+      printers->add_subcommand("config", "Show which configuration a printer uses, and load it");
+  command->add_option("NAME", options->name, "The printer's name")->required();
+  command->add_option("--config-dir", options->folder,
+                      "The folder of the configuration files (default: the program's own)");
+  command->add_flag("--record", options->showRecord, "Print the whole record instead");
+  AddJsonFlag(command, &options->asJson);
+  command->footer(
+      "Loads the file twice, as a driver would: the second time the cache answers.\n"
+      "Examples:\n  orv printers config \"Label 1\"\n"
+      "  orv printers config \"Label 1\" --config-dir examples --record --json");
+  command->callback([options] {
+    const std::wstring name = ToWide(options->name);
+    const OpenPrinter printer(name);
+    LibraryUse library(ToWide(options->folder));
+    wchar_t driver[kMaxModulePath];
+    wchar_t file[kMaxModulePath];
+    CConfigParser::GetPrinterDriverName(printer.get(), driver, kMaxModulePath, library.client());
+    CConfigParser::GetConfigXmlFilenameForPrinter(printer.get(), file, kMaxModulePath,
+                                                  library.client());
+    const std::wstring path = library.client()->m_stModuleFolder + kPathSeparator + file;
+
+    const TimedLoad first = LoadFor(printer.get(), &library);
+    if (first.config == nullptr) {
+      Fail(kFindings, L"the configuration of \"" + name + L"\" does not load: " + path +
+                          L"\n     (orv config check says why; so does the log: orv log show)");
+    }
+    const TimedLoad second = LoadFor(printer.get(), &library);
+    if (options->showRecord) return PrintConfig(*first.config, options->asJson);
+
+    const bool fromCache = second.config == first.config;
+    const std::wstring& model = first.config->device.model.modelName;
+    if (options->asJson) {
+      JsonWriter json;
+      json.BeginObject();
+      json.Member("printer", name);
+      json.Member("driver", driver);
+      json.Member("file", path);
+      json.Member("model", model);
+      json.Member("loadNanoseconds", first.nanoseconds);
+      json.Member("secondFromCache", fromCache);
+      json.Member("secondLoadNanoseconds", second.nanoseconds);
+      json.EndObject();
+      return Print(json.Text());
+    }
+    Table table;
+    table.Add({L"printer", name});
+    table.Add({L"driver", driver});
+    table.Add({L"file", path});
+    table.Add({L"model", model});
+    table.Add({L"first load", Format(L"from the file, %lld us",
+                                     static_cast<long long>(first.nanoseconds / 1000))});
+    table.Add({L"second load", Format(fromCache ? L"from the cache, %lld ns" : L"anew, %lld ns",
+                                      static_cast<long long>(second.nanoseconds))});
+    Print(table.TakeText());
+  });
+}
+
+}  // namespace orv::tool

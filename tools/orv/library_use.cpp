@@ -1,0 +1,31 @@
+#include "tools/orv/library_use.h"
+
+#include "orv/platform/files.h"
+#include "orv/platform/modules.h"
+#include "orv/platform/spooler.h"
+#include "tools/orv/commands.h"
+#include "tools/orv/output.h"
+
+namespace orv::tool {
+
+LibraryUse::LibraryUse(const std::wstring& configFolder) {
+  GetModulePath(nullptr, &client_.m_stModulePath);
+  client_.m_stModuleName = FileNameOf(client_.m_stModulePath);
+  client_.m_stModuleFolder =
+      configFolder.empty() ? FromPath(ToPath(client_.m_stModulePath).parent_path()) : configFolder;
+  CLogger::StartLogging(&client_);
+  cache_ = ConfigsCache::GetInstance();
+}
+
+LibraryUse::~LibraryUse() {
+  ConfigsCache::ReleaseInstance();
+  CLogger::StopLogging(&client_);
+}
+
+OpenPrinter::OpenPrinter(const std::wstring& name) : handle_(OpenPrinterHandle(name.c_str())) {
+  if (handle_ == nullptr) Fail(kFindings, L"there is no printer \"" + name + L"\"");
+}
+
+OpenPrinter::~OpenPrinter() { ClosePrinterHandle(handle_); }
+
+}  // namespace orv::tool

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <string>
+
+#include "orv/config/configs_cache.h"
+#include "orv/logging/logger.h"
+#include "orv/platform/types.h"
+
+/// The program as a module that uses the library the way the driver's modules do.
+
+namespace orv::tool {
+
+/// Logs under the program's name and holds the configuration cache while it lives. The library
+/// finds printers' configuration files in `configFolder`; empty means the program's own folder.
+class LibraryUse {
+ public:
+  explicit LibraryUse(const std::wstring& configFolder = {});
+  LibraryUse(const LibraryUse&) = delete;
+  LibraryUse& operator=(const LibraryUse&) = delete;
+  ~LibraryUse();
+
+  CLoggerClient* client() { return &client_; }
+  ConfigsCache* cache() { return cache_; }
+
+ private:
+  CLoggerClient client_;
+  ConfigsCache* cache_;
+};
+
+/// An open printer; constructing one ends the command when the spooler does not know the name.
+class OpenPrinter {
+ public:
+  explicit OpenPrinter(const std::wstring& name);
+  OpenPrinter(const OpenPrinter&) = delete;
+  OpenPrinter& operator=(const OpenPrinter&) = delete;
+  ~OpenPrinter();
+
+  HANDLE get() const { return handle_; }
+
+ private:
+  HANDLE handle_;
+};
+
+}  // namespace orv::tool
