@@ -1,0 +1,49 @@
+#pragma once
+
+#include "orv/platform/export.h"
+#include "orv/platform/graphics.h"
+#include "orv/platform/types.h"
+
+/// What the imaging code computes of single colours. Alpha is ignored on input; a colour that is
+/// returned has alpha 255. Stateless: any thread may call anything.
+class ORV_EXPORT ColorExtensions {
+ public:
+  /// 0.299 red + 0.587 green + 0.114 blue (the luma weights of ITU-R BT.601) as the quotient of
+  /// whole numbers (299 red + 587 green + 114 blue) / 1000, so that a grey v gives v exactly.
+  static double CalculateGrayValue(BYTE red, BYTE green, BYTE blue);
+
+  /// The grey with the colour's grey value, truncated.
+  static Color ToGray(const Color& colour);
+
+  /// Moves every channel away from 255 by the factor 255 / (255 - level), in single precision:
+  /// level 0 changes nothing, 255 makes everything black.
+  static Color StretchToDark(const Color& colour, BYTE level);
+
+  /// Whether red, green and blue are all at least 254.
+  static BOOL IsNearlyWhite(const Color& colour);
+  /// Whether red, green and blue are all at most 1.
+  static BOOL IsNearlyBlack(const Color& colour);
+
+  /// L*, a*, b* of a colour into `lab[0]` to `lab[2]`. The constants and the scale are this
+  /// system's own and no textbook's: callers compare tolerances with distances computed from them.
+  static void RGBToLab(const Color& colour, float* lab);
+
+  /// The distance of two colours in L*, a*, b*, divided by 72160 so that tolerances are small
+  /// numbers. Symmetric; 0 for equal colours.
+  static double CalculateToleranceCIE76(const Color& first, const Color& second);
+};
+
+namespace orv {
+
+/// What `CalculateToleranceCIE76` divides distances by.
+inline constexpr double kDistanceScale = 72160.0;
+
+/// A channel of 0 to 255 on the linear scale that `RGBToLab` weighs.
+float LinearChannel(BYTE channel);
+
+/// The grey value scaled by 1000, a whole number.
+constexpr int GrayThousandths(int red, int green, int blue) {
+  return 299 * red + 587 * green + 114 * blue;
+}
+
+}  // namespace orv

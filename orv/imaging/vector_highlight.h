@@ -1,0 +1,156 @@
+#pragma once
+
+/// The highlight of a page in vectors of single-precision lanes: distances are computed with a
+/// known greatest error, and only colours whose distance is that near to the tolerance are decided
+/// by `IsHighlight`.
+
+#include <algorithm>
+
+#include "orv/imaging/color_extensions.h"
+#include "orv/imaging/highlight.h"
+#include "orv/imaging/vector_pixels.h"
+
+namespace orv {
+namespace {
+
+/// How far a distance computed here, before scaling, may be from the one that `IsHighlight`
+/// compares; docs/imaging.md derives less than half of it.
+constexpr float kDistanceError = 1.0f;
+
+/// Above every distance that two colours can have, before scaling.
+constexpr double kGreatestDistance = 1e6;
+
+constexpr int kColours = 4 * kHalves;  ///< colours in a vector
+
+/// The cube root of a positive number to about 10 units in the last place. The first guess, from
+/// the bits of the number, is the reciprocal's within 5 %; a step of third order and one of second
+/// order follow. No guess is right for zero, which only black has, and black is decided before.
+inline VecFloat CubeRoot(VecFloat t) {
+  const VecFloat one = SetFloat(1.0f);
+  const VecFloat third = SetFloat(1.0f / 3.0f);
+  const Vec guess = Sub32(Set32(0x54A21D2A), Truncate(MulF(ToFloat(AsBits(t)), third)));
+  VecFloat r = AsFloat(guess);
+  VecFloat h = SubF(one, MulF(MulF(t, r), MulF(r, r)));
+  r = AddF(r, MulF(MulF(r, h), AddF(third, MulF(h, SetFloat(2.0f / 9.0f)))));
+  h = SubF(one, MulF(MulF(t, r), MulF(r, r)));
+  r = AddF(r, MulF(MulF(r, h), third));
+  return MulF(MulF(t, r), r);
+}
+
+class HighlightExtractor {
+ public:
+  explicit HighlightExtractor(const HighlightRule& rule)
+      : rule_(rule), linear_(LinearChannels().data()), factor_(StretchFactor(rule.colour)) {
+    ColorExtensions::RGBToLab(Color(rule.colour), lab_);
+    const double radius = std::min(rule.tolerance * kDistanceScale, kGreatestDistance);
+    const float inner = static_cast<float>(radius) - kDistanceError;
+    const float outer = static_cast<float>(radius) + kDistanceError;
+    inner_ = inner > 0.0f ? inner * inner : 0.0f;
+    outer_ = outer > 0.0f ? outer * outer : 0.0f;
+    for (Remembered& entry : remembered_) entry.colour = ~std::uint32_t{0};
+  }
+
+  /// Handles `kColours` pixels; reads four bytes more.
+  void Extract(std::uint8_t* pixels) {
+    const Vec spread = Indexes(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
+    const Vec colours = Shuffle(Load(pixels, pixels + 12), spread);
+    const Vec white = Set32(0xFFFFFF);
+    const Vec nearlyWhite = Equal32(Or(colours, Set32(0x010101)), white);
+    const Vec nearlyBlack = Equal32(And(colours, Set32(0xFEFEFE)), Zero());
+    const Vec excluded = Or(nearlyWhite, nearlyBlack);
+    std::uint32_t inside = 0;
+    if (const std::uint32_t open = ~SignBits32(excluded) & kAllColours; open != 0) {
+      const VecFloat distance = SquaredDistances(colours);
+      inside = SignBits32(LessF(distance, SetFloat(inner_))) & open;
+      std::uint32_t unsure = SignBits32(LessF(distance, SetFloat(outer_))) & open & ~inside;
+      for (; unsure != 0; unsure &= unsure - 1) {
+        const int index = __builtin_ctz(unsure);
+        if (Decide(ColourAt(pixels, index))) inside |= 1u << index;
+      }
+    }
+    if (inside == 0) {
+      std::memset(pixels, 255, 3 * kColours);
+      return;
+    }
+    alignas(32) std::uint8_t values[4 * kColours];
+    StoreAll(values, StretchedGreys(colours));
+    for (int i = 0; i < kColours; ++i) {
+      const std::uint8_t value = (inside >> i & 1) != 0 ? values[4 * i] : 255;
+      pixels[3 * i] = pixels[3 * i + 1] = pixels[3 * i + 2] = value;
+    }
+  }
+
+ private:
+  static constexpr std::uint32_t kAllColours = (1u << kColours) - 1;
+
+  struct Remembered {
+    std::uint32_t colour;
+    bool isHighlight;
+  };
+
+  static std::uint32_t ColourAt(const std::uint8_t* pixels, int index) {
+    const std::uint8_t* pixel = pixels + 3 * index;
+    return std::uint32_t{pixel[2]} << 16 | std::uint32_t{pixel[1]} << 8 | pixel[0];
+  }
+
+  bool Decide(std::uint32_t colour) {
+    Remembered& entry = remembered_[colour * 2654435761u >> 24];
+    if (entry.colour != colour) entry = {colour, IsHighlight(colour, rule_)};
+    return entry.isHighlight;
+  }
+
+  static VecFloat Weighted(VecFloat red, VecFloat green, VecFloat blue, float redWeight,
+                           float greenWeight, float blueWeight) {
+    return AddF(AddF(MulF(red, SetFloat(redWeight)), MulF(green, SetFloat(greenWeight))),
+                MulF(blue, SetFloat(blueWeight)));
+  }
+
+  VecFloat SquaredDistances(Vec colours) const {
+    const Vec byte = Set32(0xFF);
+    const VecFloat red = LookUp(linear_, And(ShiftRight32<16>(colours), byte));
+    const VecFloat green = LookUp(linear_, And(ShiftRight32<8>(colours), byte));
+    const VecFloat blue = LookUp(linear_, And(colours, byte));
+    const VecFloat fx = CubeRoot(
+        Weighted(red, green, blue, 0.412453f * 95.047f, 0.35758f * 95.047f, 0.180423f * 95.047f));
+    const VecFloat fy = CubeRoot(
+        Weighted(red, green, blue, 0.212671f * 100.0f, 0.71516f * 100.0f, 0.072169f * 100.0f));
+    const VecFloat fz = CubeRoot(Weighted(red, green, blue, 0.019334f * 108.883f,
+                                          0.119193f * 108.883f, 0.950227f * 108.883f));
+    const VecFloat lightness = SubF(MulF(fy, SetFloat(116.0f)), SetFloat(lab_[0] + 16.0f));
+    const VecFloat greenRed = SubF(MulF(SubF(fx, fy), SetFloat(500.0f)), SetFloat(lab_[1]));
+    const VecFloat blueYellow = SubF(MulF(SubF(fy, fz), SetFloat(200.0f)), SetFloat(lab_[2]));
+    return AddF(AddF(MulF(lightness, lightness), MulF(greenRed, greenRed)),
+                MulF(blueYellow, blueYellow));
+  }
+
+  /// What `StretchGrey` gives for each colour, by the same operations.
+  Vec StretchedGreys(Vec colours) const {
+    const Vec blueRed = And(colours, Set32(0x00FF00FF));
+    const Vec green = And(ShiftRight32<8>(colours), Set32(0xFF));
+    const Vec thousandths =
+        Add32(MulAddPairs(blueRed, Set32(299 << 16 | 114)), MulAddPairs(green, Set32(587)));
+    const Vec grey = ShiftRight32<22>(Mul32(ShiftRight32<3>(thousandths), Set32(33555)));
+    const VecFloat value =
+        SubF(SetFloat(255.0f), MulF(ToFloat(Sub32(Set32(255), grey)), SetFloat(factor_)));
+    return Truncate(MaxF(value, SetFloat(0.0f)));
+  }
+
+  HighlightRule rule_;
+  const float* linear_;
+  float factor_;
+  float lab_[3];
+  float inner_;  ///< squared distances below it are within the tolerance
+  float outer_;  ///< squared distances from it on are not
+  Remembered remembered_[256];
+};
+
+void ExtractHighlight(const PixelPlane& plane, const HighlightRule& rule) {
+  HighlightExtractor extractor(rule);
+  for (int y = 0; y < plane.height; ++y) {
+    ForRow<kColours, 4>(plane.Row(y), plane.width,
+                        [&](std::uint8_t* pixels, int) { extractor.Extract(pixels); });
+  }
+}
+
+}  // namespace
+}  // namespace orv

@@ -1,0 +1,134 @@
+#pragma once
+
+/// All vector loops, for the two files that compile them.
+
+#include "orv/imaging/vector_diffusion.h"
+#include "orv/imaging/vector_highlight.h"
+#include "orv/imaging/vector_pixels.h"
+
+namespace orv {
+namespace {
+
+/// A grey value is at least a whole threshold t exactly when an eighth of its thousandths, cut to a
+/// whole number, is at least 125 t.
+void Ordered(const PixelPlane& plane, const OrderedMatrix& matrix, Ink ink) {
+  constexpr int kCount = kBlock * kHalves;
+  const PixelBlock inkBlock = InkBlock(ink);
+  for (int y = 0; y < plane.height; ++y) {
+    // One period of every matrix is 16 columns: two of these vectors or one.
+    alignas(32) std::int16_t limits[16];
+    for (int x = 0; x < 16; ++x) {
+      limits[x] = static_cast<std::int16_t>(125 * matrix.Threshold(x, y) - 1);
+    }
+    ForRow<kCount, 0>(plane.Row(y), plane.width, [&](std::uint8_t* pixels, int x) {
+      std::uint8_t* second = pixels + kBlockBytes * (kHalves - 1);
+      const Vec eighths = SumGrey(LoadBlock(pixels, second)).eighths;
+      const Vec white = Greater16(eighths, LoadAll(limits + x % 16));
+      PaintBlock(pixels, second, white, inkBlock.head, inkBlock.tail);
+    });
+  }
+}
+
+/// For 16 pixels a half, one byte each in the order that `order` gives: 255 where the pixel is
+/// white. Reads two bytes more than the pixels.
+struct WhitePixels {
+  Vec first;   ///< where pixels 0 to 5 are
+  Vec middle;  ///< pixels 6 to 10
+  Vec last;    ///< pixels 11 to 15
+
+  Vec operator()(const std::uint8_t* pixels, const std::uint8_t* second) const {
+    // The least of three bytes in a row is that of a pixel at every third place.
+    const auto least = [&](int offset) {
+      return Min8(Min8(Load(pixels + offset, second + offset),
+                       Load(pixels + offset + 1, second + offset + 1)),
+                  Load(pixels + offset + 2, second + offset + 2));
+    };
+    const Vec leasts =
+        Or(Or(Shuffle(least(0), first), Shuffle(least(16), middle)), Shuffle(least(32), last));
+    return Equal8(leasts, Set8(255));
+  }
+};
+
+void Monochrome(const PixelPlane& source, std::uint8_t* target, std::ptrdiff_t targetStride) {
+  constexpr int kCount = 16 * kHalves;
+  // Pixels of a byte from the high bit down, so that sign bits are the bytes of the result.
+  const WhitePixels whitePixels = {
+      Indexes(-1, -1, 15, 12, 9, 6, 3, 0, -1, -1, -1, -1, -1, -1, -1, -1),
+      Indexes(5, 2, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 14, 11, 8),
+      Indexes(-1, -1, -1, -1, -1, -1, -1, -1, 13, 10, 7, 4, 1, -1, -1, -1)};
+  for (int y = 0; y < source.height; ++y) {
+    const std::uint8_t* row = source.Row(y);
+    std::uint8_t* bytes = target + y * targetStride;
+    int x = 0;
+    for (; x + kCount < source.width; x += kCount, bytes += kCount / 8) {
+      const std::uint8_t* pixels = row + 3 * x;
+      const std::uint32_t bits = SignBits8(whitePixels(pixels, pixels + 48));
+      std::memcpy(bytes, &bits, kCount / 8);
+    }
+    if (x < source.width) {
+      std::uint8_t copy[3 * kCount + 2];
+      std::memset(copy, 255, sizeof copy);
+      const int left = source.width - x;
+      std::memcpy(copy, row + 3 * x, static_cast<std::size_t>(3 * left));
+      const std::uint32_t bits = SignBits8(whitePixels(copy, copy + 48));
+      std::memcpy(bytes, &bits, static_cast<std::size_t>((left + 7) / 8));
+    }
+  }
+}
+
+void Whiten(const PixelPlane& plane, const PixelPlane& mask) {
+  constexpr int kCount = 16 * kHalves;
+  const WhitePixels whitePixels = {
+      Indexes(0, 3, 6, 9, 12, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1),
+      Indexes(-1, -1, -1, -1, -1, -1, 2, 5, 8, 11, 14, -1, -1, -1, -1, -1),
+      Indexes(-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 1, 4, 7, 10, 13)};
+  const Vec thirds[3] = {Indexes(0, 0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5),
+                         Indexes(5, 5, 6, 6, 6, 7, 7, 7, 8, 8, 8, 9, 9, 9, 10, 10),
+                         Indexes(10, 11, 11, 11, 12, 12, 12, 13, 13, 13, 14, 14, 14, 15, 15, 15)};
+  for (int y = 0; y < plane.height; ++y) {
+    std::uint8_t* row = plane.Row(y);
+    const std::uint8_t* maskRow = mask.Row(y);
+    int x = 0;
+    for (; x + kCount < plane.width; x += kCount) {
+      const std::uint8_t* maskPixels = maskRow + 3 * x;
+      const Vec white = whitePixels(maskPixels, maskPixels + 48);
+      if (SignBits8(white) == kAllSignBits8) continue;
+      for (int i = 0; i < 3; ++i) {
+        std::uint8_t* pixels = row + 3 * x + 16 * i;
+        const Vec whiten = AndNot(Shuffle(white, thirds[i]), Set8(255));
+        Store(pixels, pixels + 48, Or(Load(pixels, pixels + 48), whiten));
+      }
+    }
+    const PixelPlane rest = {row + 3 * x, plane.stride, plane.width - x, 1};
+    const PixelPlane maskRest = {mask.Row(y) + 3 * x, mask.stride, plane.width - x, 1};
+    kPlainKernels.whiten(rest, maskRest);
+  }
+}
+
+std::ptrdiff_t FirstNot255(const std::uint8_t* bytes, std::ptrdiff_t size) {
+  constexpr std::ptrdiff_t kBytes = sizeof(Vec);
+  std::ptrdiff_t i = 0;
+  for (; i + kBytes <= size; i += kBytes) {
+    const std::uint32_t white = SignBits8(Equal8(LoadAll(bytes + i), Set8(255)));
+    if (white != kAllSignBits8) return i + __builtin_ctz(~white);
+  }
+  return i + kPlainKernels.firstNot255(bytes + i, size - i);
+}
+
+std::ptrdiff_t LastNot255(const std::uint8_t* bytes, std::ptrdiff_t size) {
+  constexpr std::ptrdiff_t kBytes = sizeof(Vec);
+  for (; size >= kBytes; size -= kBytes) {
+    const std::uint32_t other =
+        ~SignBits8(Equal8(LoadAll(bytes + size - kBytes), Set8(255))) & kAllSignBits8;
+    if (other != 0) return size - kBytes + 31 - __builtin_clz(other);
+  }
+  return kPlainKernels.lastNot255(bytes, size);
+}
+
+constexpr ImagingKernels kVectorKernels = {
+    FloydSteinberg,   SierraLite, Ordered,     Monochrome,
+    ExtractHighlight, Whiten,     FirstNot255, LastNot255,
+};
+
+}  // namespace
+}  // namespace orv

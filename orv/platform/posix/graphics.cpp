@@ -1,0 +1,259 @@
+#include "orv/platform/graphics.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <utility>
+
+namespace {
+
+int BitsPerPixel(PixelFormat format) { return format >> 8 & 0xFF; }
+
+bool IsSupported(PixelFormat format) {
+  constexpr PixelFormat kFormats[] = {PixelFormat1bppIndexed, PixelFormat8bppIndexed,
+                                      PixelFormat24bppRGB, PixelFormat32bppRGB,
+                                      PixelFormat32bppARGB};
+  return std::find(std::begin(kFormats), std::end(kFormats), format) != std::end(kFormats);
+}
+
+/// Bytes of a row in `format`, padded to four; above INT_MAX for a width that no bitmap has.
+std::int64_t StrideOf(INT width, PixelFormat format) {
+  return (static_cast<std::int64_t>(width) * BitsPerPixel(format) + 31) / 32 * 4;
+}
+
+/// Black and white, or for 8 bits the 256 greys.
+std::vector<ARGB> DefaultPalette(PixelFormat format) {
+  std::vector<ARGB> palette;
+  if (format != PixelFormat1bppIndexed && format != PixelFormat8bppIndexed) return palette;
+  const ARGB count = ARGB{1} << BitsPerPixel(format);
+  for (ARGB i = 0; i < count; ++i) palette.push_back(0xFF000000 | i * 255 / (count - 1) * 0x010101);
+  return palette;
+}
+
+ARGB ReadPixel(const BYTE* row, INT x, PixelFormat format, const std::vector<ARGB>& palette) {
+  switch (format) {
+    case PixelFormat1bppIndexed:
+      return palette[row[x / 8] >> (7 - x % 8) & 1];
+    case PixelFormat8bppIndexed:
+      return row[x] < palette.size() ? palette[row[x]] : 0xFF000000;
+    case PixelFormat24bppRGB:
+      return Color::MakeARGB(255, row[x * 3 + 2], row[x * 3 + 1], row[x * 3]);
+    case PixelFormat32bppRGB:
+      return Color::MakeARGB(255, row[x * 4 + 2], row[x * 4 + 1], row[x * 4]);
+    default:
+      return Color::MakeARGB(row[x * 4 + 3], row[x * 4 + 2], row[x * 4 + 1], row[x * 4]);
+  }
+}
+
+BYTE NearestEntry(ARGB argb, const std::vector<ARGB>& palette) {
+  const Color wanted(argb);
+  std::size_t nearest = 0;
+  int least = INT_MAX;
+  for (std::size_t i = 0; i < palette.size(); ++i) {
+    const Color entry(palette[i]);
+    const int red = entry.GetRed() - wanted.GetRed();
+    const int green = entry.GetGreen() - wanted.GetGreen();
+    const int blue = entry.GetBlue() - wanted.GetBlue();
+    const int distance = red * red + green * green + blue * blue;
+    if (distance >= least) continue;
+    least = distance;
+    nearest = i;
+  }
+  return static_cast<BYTE>(nearest);
+}
+
+void WritePixel(BYTE* row, INT x, PixelFormat format, const std::vector<ARGB>& palette, ARGB argb) {
+  const Color colour(argb);
+  switch (format) {
+    case PixelFormat1bppIndexed: {
+      const BYTE bit = static_cast<BYTE>(0x80 >> x % 8);
+      row[x / 8] = static_cast<BYTE>(NearestEntry(argb, palette) != 0 ? row[x / 8] | bit
+                                                                      : row[x / 8] & ~bit);
+      return;
+    }
+    case PixelFormat8bppIndexed:
+      row[x] = NearestEntry(argb, palette);
+      return;
+    case PixelFormat32bppRGB:
+    case PixelFormat32bppARGB:
+      row[x * 4 + 3] = format == PixelFormat32bppARGB ? colour.GetAlpha() : 0;
+      row += x;  // the three colour bytes lie 4 x from the row's start
+      [[fallthrough]];
+    default:
+      row[x * 3] = colour.GetBlue();
+      row[x * 3 + 1] = colour.GetGreen();
+      row[x * 3 + 2] = colour.GetRed();
+  }
+}
+
+struct PixelArea {
+  BYTE* first;
+  INT stride;
+  INT x;  ///< of the area's left column in its rows
+  PixelFormat format;
+  const std::vector<ARGB>* palette;
+};
+
+void CopyPixels(const PixelArea& from, const PixelArea& to, INT width, INT height) {
+  const int bits = BitsPerPixel(from.format);
+  const bool wholeBytes = bits % 8 == 0 || (from.x % 8 == 0 && to.x % 8 == 0 && width % 8 == 0);
+  const bool same = from.format == to.format && wholeBytes && *from.palette == *to.palette;
+  const auto bytes = [bits](INT pixels) {
+    return static_cast<std::size_t>(pixels) * static_cast<std::size_t>(bits) / 8;
+  };
+  for (INT y = 0; y < height; ++y) {
+    const BYTE* source = from.first + static_cast<std::ptrdiff_t>(y) * from.stride;
+    BYTE* target = to.first + static_cast<std::ptrdiff_t>(y) * to.stride;
+    if (same) {
+      std::memcpy(target + bytes(to.x), source + bytes(from.x), bytes(width));
+      continue;
+    }
+    for (INT x = 0; x < width; ++x) {
+      WritePixel(target, to.x + x, to.format, *to.palette,
+                 ReadPixel(source, from.x + x, from.format, *from.palette));
+    }
+  }
+}
+
+}  // namespace
+
+/// What `UnlockBits` needs to write a converted copy back.
+struct Bitmap::Lock {
+  Rect rect;
+  UINT flags;
+  PixelFormat format;
+  INT stride;
+  std::vector<ARGB> palette;
+  std::vector<BYTE> copy;  ///< empty when the lock gave the bitmap's own memory
+};
+
+Bitmap::Bitmap(INT width, INT height, PixelFormat format) : format_(format) {
+  if (width <= 0 || height <= 0 || !IsSupported(format)) {
+    lastStatus_ = InvalidParameter;
+    return;
+  }
+  const std::int64_t stride = StrideOf(width, format);
+  if (stride > INT_MAX / height) {
+    lastStatus_ = OutOfMemory;
+    return;
+  }
+  pixels_ = static_cast<BYTE*>(
+      std::calloc(static_cast<std::size_t>(height), static_cast<std::size_t>(stride)));
+  if (pixels_ == nullptr) {
+    lastStatus_ = OutOfMemory;
+    return;
+  }
+  width_ = width;
+  height_ = height;
+  stride_ = static_cast<INT>(stride);
+  palette_ = DefaultPalette(format);
+}
+
+Bitmap::~Bitmap() { std::free(pixels_); }
+
+Status Bitmap::Record(Status status) const {
+  if (status != Ok) lastStatus_ = status;
+  return status;
+}
+
+Status Bitmap::GetLastStatus() const { return std::exchange(lastStatus_, Ok); }
+
+Status Bitmap::LockBits(const Rect* rect, UINT flags, PixelFormat format, BitmapData* data) {
+  if (data == nullptr || pixels_ == nullptr || !IsSupported(format))
+    return Record(InvalidParameter);
+  const Rect area = rect != nullptr ? *rect : Rect(0, 0, width_, height_);
+  if (area.X < 0 || area.Y < 0 || area.Width <= 0 || area.Height <= 0 ||
+      area.Width > width_ - area.X || area.Height > height_ - area.Y) {
+    return Record(InvalidParameter);
+  }
+  if (lock_ != nullptr) return Record(WrongState);
+
+  auto lock = std::unique_ptr<Lock>(new (std::nothrow) Lock{area, flags, format, stride_, {}, {}});
+  if (lock == nullptr) return Record(OutOfMemory);
+  BYTE* first = nullptr;
+  if (format == format_ && area.X * BitsPerPixel(format) % 8 == 0) {
+    first = Row(area.Y) + area.X * BitsPerPixel(format) / 8;
+  } else {
+    lock->palette = format == format_ ? palette_ : DefaultPalette(format);
+    lock->stride = static_cast<INT>(StrideOf(area.Width, format));
+    try {
+      lock->copy.resize(static_cast<std::size_t>(lock->stride) *
+                        static_cast<std::size_t>(area.Height));
+    } catch (const std::bad_alloc&) {
+      return Record(OutOfMemory);
+    }
+    first = lock->copy.data();
+    if ((flags & ImageLockModeRead) != 0) {
+      CopyPixels({Row(area.Y), stride_, area.X, format_, &palette_},
+                 {first, lock->stride, 0, format, &lock->palette}, area.Width, area.Height);
+    }
+  }
+  *data = {static_cast<UINT>(area.Width),
+           static_cast<UINT>(area.Height),
+           lock->stride,
+           format,
+           first,
+           0};
+  lock_ = std::move(lock);
+  return Ok;
+}
+
+Status Bitmap::UnlockBits(BitmapData* data) {
+  if (data == nullptr) return Record(InvalidParameter);
+  if (lock_ == nullptr) return Record(WrongState);
+  const std::unique_ptr<Lock> lock = std::move(lock_);
+  if (!lock->copy.empty() && (lock->flags & ImageLockModeWrite) != 0) {
+    CopyPixels({lock->copy.data(), lock->stride, 0, lock->format, &lock->palette},
+               {Row(lock->rect.Y), stride_, lock->rect.X, format_, &palette_}, lock->rect.Width,
+               lock->rect.Height);
+  }
+  return Ok;
+}
+
+Bitmap* Bitmap::Clone(INT x, INT y, INT width, INT height, PixelFormat format) const {
+  if (x < 0 || y < 0 || width <= 0 || height <= 0 || width > width_ - x || height > height_ - y) {
+    Record(InvalidParameter);
+    return nullptr;
+  }
+  auto clone = std::unique_ptr<Bitmap>(new (std::nothrow) Bitmap(width, height, format));
+  const Status status = clone != nullptr ? clone->GetLastStatus() : OutOfMemory;
+  if (Record(status) != Ok) return nullptr;
+  if (format == format_) clone->palette_ = palette_;
+  CopyPixels({Row(y), stride_, x, format_, &palette_},
+             {clone->pixels_, clone->stride_, 0, format, &clone->palette_}, width, height);
+  return clone.release();
+}
+
+INT Bitmap::GetPaletteSize() const {
+  if (palette_.empty()) return 0;
+  return static_cast<INT>(offsetof(ColorPalette, Entries) + palette_.size() * sizeof(ARGB));
+}
+
+Status Bitmap::GetPalette(ColorPalette* palette, INT size) const {
+  if (palette == nullptr || palette_.empty() || size < GetPaletteSize()) {
+    return Record(InvalidParameter);
+  }
+  palette->Flags = 0;
+  palette->Count = static_cast<UINT>(palette_.size());
+  std::memcpy(palette->Entries, palette_.data(), palette_.size() * sizeof(ARGB));
+  return Ok;
+}
+
+Status Bitmap::SetPalette(const ColorPalette* palette) {
+  if (palette == nullptr || palette_.empty() || palette->Count == 0 ||
+      palette->Count > UINT{1} << BitsPerPixel(format_)) {
+    return Record(InvalidParameter);
+  }
+  palette_.assign(palette->Entries, palette->Entries + palette->Count);
+  if (format_ == PixelFormat1bppIndexed) palette_.resize(2, 0xFF000000);
+  return Ok;
+}
+
+namespace orv {
+
+GraphicsSession::GraphicsSession() = default;
+GraphicsSession::~GraphicsSession() = default;
+
+}  // namespace orv

@@ -1,0 +1,70 @@
+#include "orv/platform/graphics.h"
+
+#include <cwchar>
+#include <memory>
+#include <vector>
+
+namespace orv {
+namespace {
+
+/// The encoder for a MIME type; false when the system has none.
+bool FindEncoder(const wchar_t* mimeType, CLSID* encoder) {
+  UINT count = 0;
+  UINT size = 0;
+  if (Gdiplus::GetImageEncodersSize(&count, &size) != Ok || size == 0) return false;
+  std::vector<BYTE> block(size);
+  auto* codecs = reinterpret_cast<Gdiplus::ImageCodecInfo*>(block.data());
+  if (Gdiplus::GetImageEncoders(count, size, codecs) != Ok) return false;
+  for (UINT i = 0; i < count; ++i) {
+    if (std::wcscmp(codecs[i].MimeType, mimeType) != 0) continue;
+    *encoder = codecs[i].Clsid;
+    return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+GraphicsSession::GraphicsSession() {
+  ULONG_PTR token = 0;
+  const Gdiplus::GdiplusStartupInput input;
+  if (Gdiplus::GdiplusStartup(&token, &input, nullptr) == Ok) {
+    token_ = reinterpret_cast<void*>(token);
+  }
+}
+
+GraphicsSession::~GraphicsSession() {
+  if (token_ != nullptr) Gdiplus::GdiplusShutdown(reinterpret_cast<ULONG_PTR>(token_));
+}
+
+Status LoadPng(const wchar_t* path, Bitmap** bitmap) {
+  *bitmap = nullptr;
+  if (GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES) return FileNotFound;
+  Bitmap file(path);
+  if (file.GetLastStatus() != Ok) return UnknownImageFormat;
+  GUID fileFormat;
+  if (file.GetRawFormat(&fileFormat) != Ok || fileFormat != Gdiplus::ImageFormatPNG) {
+    return UnknownImageFormat;
+  }
+
+  // A bitmap from a file keeps the file open and may have any format: hand out a copy of its own.
+  const INT width = static_cast<INT>(file.GetWidth());
+  const INT height = static_cast<INT>(file.GetHeight());
+  BitmapData data;
+  const Rect whole(0, 0, width, height);
+  if (file.LockBits(&whole, ImageLockModeRead, PixelFormat32bppARGB, &data) != Ok) {
+    return GenericError;
+  }
+  const PixelFormat format = IsOpaque(data) ? PixelFormat24bppRGB : PixelFormat32bppARGB;
+  file.UnlockBits(&data);
+  *bitmap = file.Clone(0, 0, width, height, format);
+  return *bitmap != nullptr ? Ok : OutOfMemory;
+}
+
+Status SavePng(Bitmap* bitmap, const wchar_t* path) {
+  CLSID encoder;
+  if (!FindEncoder(L"image/png", &encoder)) return UnknownImageFormat;
+  return bitmap->Save(path, &encoder, nullptr);
+}
+
+}  // namespace orv

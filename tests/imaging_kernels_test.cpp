@@ -1,0 +1,310 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "orv/imaging/color_extensions.h"
+#include "orv/imaging/highlight.h"
+#include "orv/imaging/kernels.h"
+
+/// Every instruction set against the plain loops: the same bits, and not a byte beside the pixels.
+
+namespace orv {
+namespace {
+
+constexpr std::uint8_t kGuard = 0xA5;
+
+/// Pixels with rows of any stride, filled with guard bytes around them.
+class Page {
+ public:
+  Page(int width, int height, int gap)
+      : width_(width),
+        height_(height),
+        stride_(3 * width + gap),
+        bytes_(kMargin * 2 + static_cast<std::size_t>(stride_ * height), kGuard) {}
+
+  PixelPlane Plane() { return {bytes_.data() + kMargin, stride_, width_, height_}; }
+  const std::vector<std::uint8_t>& bytes() const { return bytes_; }
+
+  void Fill(const std::function<std::uint32_t(int, int)>& colourAt) {
+    for (int y = 0; y < height_; ++y) {
+      std::uint8_t* pixel = Plane().Row(y);
+      for (int x = 0; x < width_; ++x, pixel += 3) {
+        const std::uint32_t colour = colourAt(x, y);
+        for (int i = 0; i < 3; ++i) pixel[i] = static_cast<std::uint8_t>(colour >> 8 * i);
+      }
+    }
+  }
+
+ private:
+  static constexpr std::size_t kMargin = 64;
+
+  int width_;
+  int height_;
+  int stride_;
+  std::vector<std::uint8_t> bytes_;
+};
+
+struct Picture {
+  const char* name;
+  std::function<std::uint32_t(std::mt19937&, int, int)> colourAt;
+};
+
+/// Noise of all colours; greys that sit at rounding edges; runs of white with text-like strokes;
+/// ramps; flat greys; colours close to the highlight colour of the tests.
+const std::vector<Picture>& Pictures() {
+  static const std::vector<Picture> pictures = {
+      {"noise", [](std::mt19937& random, int, int) { return random() & 0xFFFFFFu; }},
+      {"dark and light",
+       [](std::mt19937& random, int, int) { return random() % 2 != 0 ? 0xFEFFFFu : 0x010000u; }},
+      {"strokes",
+       [](std::mt19937& random, int x, int y) {
+         return x / 9 % 4 == 0 && y % 5 != 0 ? (random() % 8 == 0 ? 0xE01010u : 0u) : 0xFFFFFFu;
+       }},
+      {"ramp",
+       [](std::mt19937&, int x, int y) {
+         return static_cast<std::uint32_t>((x * 3 + y) & 255) << 16 | ((x + y * 2) & 255) << 8 |
+                ((255 - x) & 255);
+       }},
+      {"flat", [](std::mt19937&, int, int) { return 0x808080u; }},
+      {"black", [](std::mt19937&, int, int) { return 0u; }},
+      {"near the highlight",
+       [](std::mt19937& random, int, int) {
+         return 0xC02020u + random() % 64 * 0x10000u + random() % 64 * 0x100u + random() % 64;
+       }},
+  };
+  return pictures;
+}
+
+constexpr int kHeights[] = {1, 2, 15, 16, 17, 33, 70};
+constexpr Ink kInk = {10, 200, 30};
+
+class Kernels : public testing::TestWithParam<CpuLevel> {
+ protected:
+  void SetUp() override {
+    if (GetParam() > SupportedCpuLevel()) GTEST_SKIP() << "not on this processor";
+  }
+
+  const ImagingKernels& Tested() const { return ImagingKernelsFor(GetParam()); }
+
+  using Work = std::function<void(const ImagingKernels&, const PixelPlane&)>;
+
+  /// Runs the work with the tested and the plain loops on equal pages of one size.
+  void ExpectSame(const Picture& picture, int width, int height, int gap, const Work& work) {
+    std::mt19937 random(static_cast<unsigned>(width * 1000 + height));
+    Page expected(width, height, gap);
+    expected.Fill([&](int x, int y) { return picture.colourAt(random, x, y); });
+    Page actual = expected;
+    work(kPlainKernels, expected.Plane());
+    work(Tested(), actual.Plane());
+    ASSERT_TRUE(expected.bytes() == actual.bytes())
+        << picture.name << ' ' << width << " x " << height << " gap " << gap;
+  }
+
+  /// The same on every width up to 130 (every picture and some height with each) and on a few
+  /// wide pages.
+  void ExpectSameEverywhere(const Work& work) {
+    std::size_t turn = 0;
+    for (int width = 0; width <= 130; ++width) {
+      for (const Picture& picture : Pictures()) {
+        const int height = kHeights[turn % std::size(kHeights)];
+        const int gap = static_cast<int>(turn % 6);
+        ++turn;
+        ASSERT_NO_FATAL_FAILURE(ExpectSame(picture, width, height, gap, work));
+      }
+    }
+    for (const Picture& picture : Pictures()) {
+      ASSERT_NO_FATAL_FAILURE(ExpectSame(picture, 1000, 40, 0, work));
+    }
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Levels, Kernels, testing::Values(CpuLevel::kSse41, CpuLevel::kAvx2),
+                         [](const auto& level) {
+                           return level.param == CpuLevel::kAvx2 ? "Avx2" : "Sse41";
+                         });
+
+using Diffusion = bool (*ImagingKernels::*)(const PixelPlane&, int, Ink);
+
+TEST_P(Kernels, DiffuseErrorsAlike) {
+  for (const Diffusion method : {&ImagingKernels::floydSteinberg, &ImagingKernels::sierraLite}) {
+    ExpectSameEverywhere([&](const ImagingKernels& kernels, const PixelPlane& plane) {
+      EXPECT_TRUE((kernels.*method)(plane, 128, kInk));
+    });
+  }
+}
+
+TEST_P(Kernels, DiffuseErrorsAlikeAtEveryThreshold) {
+  const int thresholds[] = {-2147483647 - 1,
+                            -100000,
+                            -1501,
+                            -1500,
+                            -700,
+                            -1,
+                            0,
+                            1,
+                            2,
+                            64,
+                            127,
+                            129,
+                            254,
+                            255,
+                            256,
+                            257,
+                            300,
+                            900,
+                            1700,
+                            1701,
+                            5000,
+                            30000,
+                            1000000,
+                            2147483647};
+  for (const Diffusion method : {&ImagingKernels::floydSteinberg, &ImagingKernels::sierraLite}) {
+    for (const int threshold : thresholds) {
+      for (const Picture& picture : Pictures()) {
+        ASSERT_NO_FATAL_FAILURE(
+            ExpectSame(picture, 101, 75, 1,
+                       [&](const ImagingKernels& kernels, const PixelPlane& plane) {
+                         EXPECT_TRUE((kernels.*method)(plane, threshold, kInk));
+                       }))
+            << threshold;
+      }
+    }
+  }
+}
+
+TEST_P(Kernels, DiffuseVeryWideRowsAlike) {
+  for (const int width : {32000, 32001}) {
+    ExpectSame(Pictures()[0], width, 3, 0,
+               [](const ImagingKernels& kernels, const PixelPlane& plane) {
+                 kernels.floydSteinberg(plane, 100, kInk);
+               });
+  }
+}
+
+TEST_P(Kernels, DitherInOrderAlike) {
+  for (const int size : {4, 8, 16}) {
+    std::vector<std::uint8_t> entries(static_cast<std::size_t>(size * size));
+    std::mt19937 random(7);
+    for (std::uint8_t& entry : entries) entry = static_cast<std::uint8_t>(random());
+    entries[0] = 0;
+    entries[1] = 255;
+    const OrderedMatrix matrix = {size, entries.data()};
+    ExpectSameEverywhere([&](const ImagingKernels& kernels, const PixelPlane& plane) {
+      kernels.ordered(plane, matrix, kInk);
+    });
+  }
+}
+
+TEST_P(Kernels, DitherEveryGreyInOrderAlike) {
+  // All 256 greys and the colours one thousandth below and above each.
+  const std::uint8_t entries[16] = {0,   1,   2,   63,  64,  65,  127, 128,
+                                    129, 200, 201, 250, 252, 253, 254, 255};
+  const OrderedMatrix matrix = {4, entries};
+  const Picture picture = {"greys", [](std::mt19937& random, int x, int) {
+                             const unsigned grey = static_cast<unsigned>(x) % 256;
+                             return (grey * 0x010101u + random() % 3 - 1) & 0xFFFFFFu;
+                           }};
+  ExpectSame(picture, 2048, 16, 0, [&](const ImagingKernels& kernels, const PixelPlane& plane) {
+    kernels.ordered(plane, matrix, kInk);
+  });
+}
+
+TEST_P(Kernels, ReduceToOneBitAlike) {
+  ExpectSameEverywhere([&](const ImagingKernels& kernels, const PixelPlane& plane) {
+    // The result replaces the page's own bytes, where the comparison sees it and what is beside.
+    std::vector<std::uint8_t> bits(static_cast<std::size_t>((plane.width + 7) / 8 * plane.height));
+    kernels.monochrome(plane, bits.data(), (plane.width + 7) / 8);
+    for (int y = 0; y < plane.height; ++y) {
+      const int size = (plane.width + 7) / 8;
+      std::memset(plane.Row(y), 0, static_cast<std::size_t>(3 * plane.width));
+      std::memcpy(plane.Row(y), bits.data() + y * size, static_cast<std::size_t>(size));
+    }
+  });
+}
+
+TEST_P(Kernels, ExtractTheHighlightAlike) {
+  const HighlightRule rules[] = {{0xFFE03030, 0.05}, {0xFF0000FF, 0.3},         {0xFFE03030, 0},
+                                 {0xFFFFFFFF, 1.0},  {0xFF808080, -0.1},        {0xFF00FF00, 1e300},
+                                 {0xFF000000, 0.02}, {0xFFE03030, std::nan("")}};
+  for (const HighlightRule& rule : rules) {
+    std::size_t turn = 0;
+    for (int width = 0; width <= 40; ++width) {
+      const Picture& picture = Pictures()[turn++ % Pictures().size()];
+      ASSERT_NO_FATAL_FAILURE(
+          ExpectSame(picture, width, 3, static_cast<int>(turn % 4),
+                     [&](const ImagingKernels& kernels, const PixelPlane& plane) {
+                       kernels.extractHighlight(plane, rule);
+                     }))
+          << std::hex << rule.colour;
+    }
+  }
+}
+
+TEST_P(Kernels, DecideColoursAtTheToleranceAlike) {
+  // For tolerances that are exactly some colour's distance, that colour is in and the next
+  // farther one is out, whatever the rounding of a faster distance.
+  const Color highlight(0xFFD01818);
+  std::mt19937 random(3);
+  for (int i = 0; i < 40; ++i) {
+    const std::uint32_t colour = random() & 0xFFFFFF;
+    const double distance =
+        ColorExtensions::CalculateToleranceCIE76(Color(0xFF000000 | colour), highlight);
+    for (const double tolerance : {distance, std::nextafter(distance, 0.0)}) {
+      Page page(64, 1, 0);
+      page.Fill([&](int x, int) { return x % 2 == 0 ? colour : random() & 0xFFFFFF; });
+      Page expected = page;
+      Tested().extractHighlight(page.Plane(), {highlight.GetValue(), tolerance});
+      kPlainKernels.extractHighlight(expected.Plane(), {highlight.GetValue(), tolerance});
+      ASSERT_TRUE(page.bytes() == expected.bytes()) << std::hex << colour;
+    }
+  }
+}
+
+TEST_P(Kernels, WhitenAlike) {
+  ExpectSameEverywhere([](const ImagingKernels& kernels, const PixelPlane& plane) {
+    Page mask(plane.width, plane.height, static_cast<int>(plane.stride) - 3 * plane.width);
+    mask.Fill([](int x, int y) {
+      constexpr std::uint32_t kColours[] = {0xFFFFFF, 0xFEFFFF, 0xFFFEFF, 0xFFFFFE, 0};
+      return x / 40 % 2 != 0 ? 0xFFFFFFu : kColours[(x + y) % 5];
+    });
+    kernels.whiten(plane, mask.Plane());
+  });
+}
+
+TEST_P(Kernels, FindBytesThatAreNot255) {
+  for (std::size_t size = 0; size <= 100; ++size) {
+    std::vector<std::uint8_t> bytes(size, 255);
+    const auto length = static_cast<std::ptrdiff_t>(size);
+    EXPECT_EQ(Tested().firstNot255(bytes.data(), length), length);
+    EXPECT_EQ(Tested().lastNot255(bytes.data(), length), -1);
+    for (std::size_t i = 0; i < size; ++i) {
+      bytes[i] = 254;
+      EXPECT_EQ(Tested().firstNot255(bytes.data(), length), static_cast<std::ptrdiff_t>(i));
+      EXPECT_EQ(Tested().lastNot255(bytes.data(), length), static_cast<std::ptrdiff_t>(i));
+      bytes[i] = 255;
+    }
+  }
+}
+
+TEST_P(Kernels, LeaveRowsInReverseOrderAlike) {
+  // A negative stride walks a page from its bottom up.
+  Page page(90, 50, 2);
+  std::mt19937 random(1);
+  page.Fill([&](int, int) { return random() & 0xFFFFFF; });
+  Page expected = page;
+  for (Page* each : {&page, &expected}) {
+    PixelPlane plane = each->Plane();
+    plane.first += plane.stride * (plane.height - 1);
+    plane.stride = -plane.stride;
+    (each == &page ? Tested() : kPlainKernels).floydSteinberg(plane, 90, kInk);
+  }
+  EXPECT_TRUE(page.bytes() == expected.bytes());
+}
+
+}  // namespace
+}  // namespace orv
