@@ -24,7 +24,8 @@ struct tagOEMDEV {
   std::uint32_t dwSignature;
   std::uint32_t dwVersion;
 
-  /// The older layout (Ep), carried as received; `ConvertEp2Orv` reads and `ConvertOrv2Ep` writes it.
+  /// The older layout (Ep), carried as received; `ConvertEp2Orv` reads and `ConvertOrv2Ep` writes
+  /// it.
   std::uint8_t EpLayout[1608];
 
   std::uint32_t OutputFormatPNG;
@@ -255,9 +256,9 @@ static_assert(offsetof(tagOEMDEV, LengthScaling) == 2684);
 
 extern "C" {
 
-/// Brings the record `in` to the current version in `out`; the two may be the same. Only the current
-/// version is known: it is copied whole, any other is refused with a line in the log. Both records
-/// are required.
+/// Brings the record `in` to the current version in `out`; the two may be the same. Only the
+/// current version is known: it is copied whole, any other is refused with a line in the log. Both
+/// records are required.
 ORV_EXPORT BOOL ConvertOEMDevmodeVersions(CLoggerClient* logger, const tagOEMDEV* in,
                                           tagOEMDEV* out);
 
@@ -266,8 +267,8 @@ ORV_EXPORT BOOL ConvertOEMDevmodeVersions(CLoggerClient* logger, const tagOEMDEV
 ORV_EXPORT void ConvertEp2Orv(tagOEMDEV* record);
 
 /// Fills the older layout from the settings of the same record; words of it that stand for no
-/// setting are carried. Lengths lose what is below the older layout's unit, a hundred times coarser.
-/// A null record is ignored.
+/// setting are carried. Lengths lose what is below the older layout's unit, a hundred times
+/// coarser. A null record is ignored.
 ORV_EXPORT void ConvertOrv2Ep(tagOEMDEV* record);
 
 }  // extern "C"

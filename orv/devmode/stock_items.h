@@ -1,0 +1,111 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "orv/devmode/oemdev.h"
+#include "orv/logging/logger.h"
+#include "orv/platform/export.h"
+#include "orv/platform/types.h"
+
+/// A stock item: the settings of one label stock, stored under a name that users pick as a paper
+/// size. Lengths are thousandths of a millimetre, flags 0 or 1.
+struct StockItem {
+  GUID guid = {};       ///< all zero for an item without identity
+  CString DisplayName;  ///< becomes the public record's form name
+  DWORD SpeedInMmPerSec = 0;
+  DWORD Darkness = 0;
+  DWORD Darkness2 = 0;
+  DWORD PaperWidth = 0;
+  DWORD PaperLength = 0;
+  DWORD UnprintableLeft = 0;
+  DWORD UnprintableRight = 0;
+  DWORD UnprintableTop = 0;
+  DWORD UnprintableBottom = 0;
+  DWORD SensorType = 0;
+  DWORD GapDistance = 0;
+  DWORD IgnorePaperEnd = 0;
+  DWORD Rotation = 0;
+  DWORD Mirror = 0;
+  DWORD Invert = 0;
+  DWORD TopSameAsBottom = 0;
+  DWORD BackfeedMode = 0;
+  DWORD BackfeedSpeed = 0;
+  DWORD PrintMode = 0;
+  DWORD NumberCopies = 0;  ///< 0 leaves the application's
+  DWORD RibbonSaver = 0;
+  DWORD SingleBuffer = 0;
+  DWORD IgnoreLabelPosition = 0;
+  DWORD Disabled = 0;  ///< not offered to the user; keeps its number
+  DWORD OffsetX = 0;
+  DWORD OffsetY = 0;
+  DWORD LengthScaling = 0;  ///< a signed number's bits
+};
+
+extern "C" {
+
+/// Turns the paper size that an application chose in `in` into private and public settings: the
+/// stock item with that number, the record's selected item, or the application's own size. Nothing
+/// happens without all three records; `printerName` may be null.
+ORV_EXPORT void ApplyStockItem(const DEVMODEW* in, DEVMODEW* out, tagOEMDEV* dev, HANDLE printer,
+                               const wchar_t* printerName, CLoggerClient* logger);
+
+}  // extern "C"
+
+namespace orv {
+
+/// The public paper size of the first stock item; sizes from here on are items in their order.
+inline constexpr int kFirstStockPaperSize = 257;
+
+/// Where the items common to all printers lie, below `HKEY_CURRENT_USER`.
+inline constexpr wchar_t kCommonStockItemsPath[] =
+    L"Software\\orv Printer Driver\\Common Stockitems";
+
+/// One numeric registry value of an item and where it goes.
+struct StockValue {
+  const wchar_t* name;
+  DWORD StockItem::*field;
+  int recordOffset;  ///< in the private record; negative when it has no such field
+};
+/// Every numeric value of an item.
+ORV_EXPORT std::span<const StockValue> StockValues();
+
+/// A GUID as registry keys write it, with braces.
+ORV_EXPORT std::wstring FormatGuid(const GUID& guid);
+/// The GUID that a key's name is; all zero for a name that is none.
+ORV_EXPORT GUID ParseGuid(const std::wstring& text);
+ORV_EXPORT bool IsZeroGuid(const GUID& guid);
+
+/// Where a printer's own items lie, below `HKEY_CURRENT_USER`.
+ORV_EXPORT std::wstring StockItemsPath(const std::wstring& printerName,
+                                       const std::wstring& driverName);
+
+/// The items stored below `path` of the current user, in key order; none when there is no such key.
+/// A value that is missing, of another type or too long leaves its field empty.
+ORV_EXPORT std::vector<StockItem> ReadStockItems(const std::wstring& path);
+/// Stores an item under its GUID below `path`; an item without one is refused.
+ORV_EXPORT LONG WriteStockItem(const std::wstring& path, const StockItem& item);
+ORV_EXPORT LONG DeleteStockItem(const std::wstring& path, const GUID& guid);
+
+/// A printer's items in the order of their paper sizes: its own ones, from the session's entry when
+/// the session has one, then the common ones that are not among them.
+ORV_EXPORT std::vector<StockItem> LoadStockItems(HANDLE printer, const wchar_t* printerName,
+                                                 CLoggerClient* logger);
+
+/// The item that a merge applies, and why.
+struct StockChoice {
+  enum Reason {
+    kPaperSize,        ///< the application's paper size is its number
+    kSelected,         ///< the record's selected item
+    kRecordSize,       ///< no such item: the sizes at hand, as the first stock paper size
+    kApplicationSize,  ///< the application's own size
+  };
+  Reason reason;
+  int paperSize;
+  StockItem item;  ///< unnamed, without GUID, for the last two reasons
+};
+ORV_EXPORT StockChoice ChooseStockItem(std::vector<StockItem> items, const DEVMODEW& in,
+                                       const tagOEMDEV& record);
+
+}  // namespace orv

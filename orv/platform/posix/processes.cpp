@@ -1,0 +1,168 @@
+#include "orv/platform/processes.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <climits>
+#include <cstdint>
+#include <fstream>
+#include <limits>
+#include <string>
+#include <string_view>
+
+#include "orv/platform/files.h"
+#include "orv/text/utf8.h"
+
+namespace orv {
+namespace {
+
+/// What stands behind a handle. The start time tells the process from a later one with its id.
+struct OpenedProcess {
+  DWORD id;
+  std::uint64_t startTicks;
+};
+
+std::string ProcFile(DWORD id, const char* name) {
+  return "/proc/" + std::to_string(id) + '/' + name;
+}
+
+/// The beginning of a file, as much as a read gives.
+template <std::size_t N>
+std::string_view ReadStart(const char* path, char (&buffer)[N]) {
+  const int file = open(path, O_RDONLY | O_CLOEXEC);
+  if (file < 0) return {};
+  const ssize_t size = read(file, buffer, N);
+  close(file);
+  return {buffer, size > 0 ? static_cast<std::size_t>(size) : 0};
+}
+
+/// One process's line of facts.
+struct ProcessStatus {
+  std::string command;  ///< the program's name, cut to 15 bytes
+  char state = 0;
+  DWORD parentId = 0;
+  std::uint64_t startTicks = 0;  ///< clock ticks from the system's start
+};
+
+bool HasEnded(const ProcessStatus& status) {
+  return status.state == 'Z' || status.state == 'X' || status.state == 'x';
+}
+
+bool ReadStatus(DWORD id, ProcessStatus* status) {
+  char buffer[1024];
+  const std::string_view line = ReadStart(ProcFile(id, "stat").c_str(), buffer);
+  // The name stands in parentheses and may itself hold any character.
+  const std::size_t open = line.find('(');
+  const std::size_t close = line.rfind(')');
+  if (open == line.npos || close == line.npos || close + 2 >= line.size()) return false;
+  status->command = line.substr(open + 1, close - open - 1);
+  constexpr int kState = 3;  // fields count from 1; the state is the first behind the name
+  constexpr int kParent = 4;
+  constexpr int kStartTime = 22;
+  std::size_t at = close + 2;
+  for (int field = kState; field <= kStartTime; ++field) {
+    const std::size_t end = line.find(' ', at);
+    if (end == line.npos) return false;
+    const char* first = line.data() + at;
+    const char* last = line.data() + end;
+    if (field == kState) status->state = *first;
+    if (field == kParent) std::from_chars(first, last, status->parentId);
+    if (field == kStartTime) std::from_chars(first, last, status->startTicks);
+    at = end + 1;
+  }
+  return true;
+}
+
+/// The program's path; empty when the process is somebody else's.
+std::string ReadProgram(DWORD id) {
+  char buffer[PATH_MAX];
+  const ssize_t size = readlink(ProcFile(id, "exe").c_str(), buffer, sizeof(buffer));
+  std::string path(buffer, size > 0 ? static_cast<std::size_t>(size) : 0);
+  // A program whose file was replaced while it runs is still the same program.
+  constexpr std::string_view kDeleted = " (deleted)";
+  if (path.ends_with(kDeleted)) path.resize(path.size() - kDeleted.size());
+  return path;
+}
+
+/// When the system was started, in seconds since 1970; 0 when it does not say. Asked once: a clock
+/// that is set while the process runs must not change what started when.
+std::uint64_t BootSeconds() {
+  static const std::uint64_t s_seconds = [] {
+    std::ifstream facts("/proc/stat");
+    std::string key;
+    std::uint64_t seconds = 0;
+    while (facts >> key && key != "btime") facts.ignore(std::numeric_limits<int>::max(), '\n');
+    return facts >> seconds ? seconds : 0;
+  }();
+  return s_seconds;
+}
+
+const OpenedProcess* ProcessOf(HANDLE process) {
+  return static_cast<const OpenedProcess*>(process);
+}
+
+/// Whether the process behind a handle still runs.
+bool IsRunning(const OpenedProcess* process) {
+  ProcessStatus status;
+  if (process != nullptr && ReadStatus(process->id, &status) &&
+      status.startTicks == process->startTicks) {
+    return true;
+  }
+  SetLastError(ERROR_INVALID_HANDLE);
+  return false;
+}
+
+}  // namespace
+
+DWORD CurrentProcessId() { return static_cast<DWORD>(getpid()); }
+
+bool FindProcess(DWORD id, ProcessEntry* entry) {
+  ProcessStatus status;
+  if (!ReadStatus(id, &status) || HasEnded(status)) {
+    SetLastError(ERROR_NO_MORE_ITEMS);
+    return false;
+  }
+  const std::string program = ReadProgram(id);
+  *entry = {id, status.parentId,
+            program.empty() ? Utf8ToWide(status.command) : FileNameOf(Utf8ToWide(program))};
+  return true;
+}
+
+HANDLE OpenProcessHandle(DWORD id, ProcessAccess access) {
+  ProcessStatus status;
+  if (!ReadStatus(id, &status) || HasEnded(status)) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return nullptr;
+  }
+  // Basic facts are everybody's; for more a process has to be one that the caller may signal.
+  if (access != ProcessAccess::kQueryLimited && kill(static_cast<pid_t>(id), 0) != 0) {
+    SetLastError(errno == EPERM ? ERROR_ACCESS_DENIED : ERROR_INVALID_PARAMETER);
+    return nullptr;
+  }
+  return new OpenedProcess{id, status.startTicks};
+}
+
+void CloseProcessHandle(HANDLE process) { delete ProcessOf(process); }
+
+bool GetProcessPath(HANDLE process, std::wstring* path) {
+  path->clear();
+  if (!IsRunning(ProcessOf(process))) return false;
+  *path = Utf8ToWide(ReadProgram(ProcessOf(process)->id)).substr(0, kMaxProcessPath - 1);
+  if (path->empty()) SetLastError(ERROR_ACCESS_DENIED);
+  return !path->empty();
+}
+
+bool GetProcessCreationTime(HANDLE process, std::uint64_t* creationTime) {
+  if (!IsRunning(ProcessOf(process))) return false;
+  constexpr std::uint64_t kIntervalsPerSecond = 10'000'000;
+  constexpr std::uint64_t kSecondsFrom1601To1970 = 11'644'473'600;
+  const auto ticksPerSecond = static_cast<std::uint64_t>(sysconf(_SC_CLK_TCK));
+  *creationTime = (kSecondsFrom1601To1970 + BootSeconds()) * kIntervalsPerSecond +
+                  ProcessOf(process)->startTicks * (kIntervalsPerSecond / ticksPerSecond);
+  return true;
+}
+
+}  // namespace orv
