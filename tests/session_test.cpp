@@ -1,0 +1,222 @@
+#include "orv/session/session_data.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "orv/platform/registry.h"
+#include "tests/fixtures.h"
+
+namespace {
+
+using orv::RegistryKey;
+using orv::RegistryValue;
+using orv::test::LogLine;
+using orv::test::RunProgram;
+
+constexpr wchar_t kSessionPath[] = L"Software\\orv Printer Driver\\Session";
+
+/// Each test starts without the object.
+class Session : public ::testing::Test {
+ protected:
+  Session() { ReleaseSessionDataInstance(); }
+  ~Session() override { ReleaseSessionDataInstance(); }
+
+  /// Stores an entry of this very process, which tests then spoil.
+  void SaveEntry(const std::wstring& subKey) {
+    RegistryKey key;
+    ASSERT_EQ(key.Create(HKEY_CURRENT_USER, kSessionPath + (L"\\" + subKey)), ERROR_SUCCESS);
+    ASSERT_EQ(SaveSessionRegistryInfo(key.get()), 1U);
+  }
+  void SetEntryValue(const std::wstring& subKey, const wchar_t* name, const RegistryValue& value) {
+    RegistryKey key;
+    ASSERT_EQ(key.Create(HKEY_CURRENT_USER, kSessionPath + (L"\\" + subKey)), ERROR_SUCCESS);
+    ASSERT_EQ(SetRegistryValue(key.get(), name, value), ERROR_SUCCESS);
+  }
+  std::vector<std::wstring> Entries() {
+    RegistryKey key;
+    std::vector<std::wstring> names;
+    if (key.Open(HKEY_CURRENT_USER, kSessionPath, orv::RegistryAccess::kRead) == ERROR_SUCCESS) {
+      orv::ListRegistryKeys(key.get(), &names);
+    }
+    return names;
+  }
+
+  orv::test::ScratchRegistry registry_;
+  orv::test::LogCapture log_;
+  const std::uint32_t ownId_ = static_cast<std::uint32_t>(orv::test::OwnProcessId());
+  const std::wstring ownKey_ = std::to_wstring(ownId_);
+};
+
+TEST_F(Session, NullPointersAnswerZero) {
+  std::uint32_t answer = 7;
+  const std::uint64_t time = 0;
+  EXPECT_EQ(GetSessionProcessId(nullptr), 0U);
+  EXPECT_EQ(GetSessionParentProcessId(nullptr), 0U);
+  EXPECT_EQ(GetSessionParendHandle(nullptr), 0U);
+  EXPECT_EQ(GetSessionIsSystemParent(nullptr), 0U);
+  EXPECT_EQ(GetSessionReadUDS(nullptr, L"a", L"b"), 0U);
+  EXPECT_EQ(GetSessionReadUDS(&answer, nullptr, L"b"), 0U);
+  EXPECT_EQ(GetSessionReadUDS(&answer, L"a", nullptr), 0U);
+  EXPECT_EQ(GetSessionWriteUDS(nullptr), 0U);
+  EXPECT_EQ(IsSessionProcessStillValid(nullptr, 1, L"x", &time), 0U);
+  EXPECT_EQ(IsSessionProcessStillValid(&answer, 1, nullptr, &time), 0U);
+  EXPECT_EQ(IsSessionProcessStillValid(&answer, 1, L"x", nullptr), 0U);
+  EXPECT_EQ(SaveSessionRegistryInfo(nullptr), 0U);
+  EXPECT_EQ(CleanupRegSessionData(nullptr, L"b"), 0U);
+  EXPECT_EQ(CleanupRegSessionData(L"a", nullptr), 0U);
+  EXPECT_EQ(answer, 7U);
+  EXPECT_TRUE(log_.Take().empty());
+}
+
+TEST_F(Session, ProcessIdIsUnknownUntilMoreIsAsked) {
+  std::uint32_t id = 0;
+  EXPECT_EQ(GetSessionProcessId(&id), 1U);
+  EXPECT_EQ(id, 122U);
+  std::uint32_t parentId = 0;
+  EXPECT_EQ(GetSessionParentProcessId(&parentId), 1U);
+  EXPECT_NE(parentId, 121U);
+  EXPECT_EQ(GetSessionProcessId(&id), 1U);
+  EXPECT_EQ(id, ownId_);
+  HANDLE parent = nullptr;
+  HANDLE again = nullptr;
+  EXPECT_EQ(GetSessionParendHandle(&parent), 1U);
+  EXPECT_EQ(GetSessionParendHandle(&again), 1U);
+  EXPECT_EQ(parent, again);
+}
+
+TEST_F(Session, LastReleaseForgetsTheObject) {
+  SessionData* const instance = GetSessionDataInstance();
+  EXPECT_EQ(GetSessionDataInstance(), instance);
+  std::uint32_t id = 0;
+  ReloadSessionInfo();
+  ReleaseSessionDataInstance();
+  GetSessionProcessId(&id);
+  EXPECT_EQ(id, ownId_);
+  ReleaseSessionDataInstance();
+  GetSessionProcessId(&id);
+  EXPECT_EQ(id, 122U);
+}
+
+TEST_F(Session, SavesNameAndCreationTime) {
+  SaveEntry(ownKey_);
+  RegistryKey key;
+  key.Open(HKEY_CURRENT_USER, kSessionPath + (L"\\" + ownKey_), orv::RegistryAccess::kRead);
+  RegistryValue name;
+  RegistryValue time;
+  ASSERT_EQ(GetRegistryValue(key.get(), L"ProcessName", &name), ERROR_SUCCESS);
+  ASSERT_EQ(GetRegistryValue(key.get(), L"CreationTime", &time), ERROR_SUCCESS);
+  EXPECT_EQ(name.type, REG_SZ);
+  EXPECT_TRUE(name.Text().starts_with(L"session_test"));
+  EXPECT_EQ(name.data.size(), name.Text().size() * 2 + 2);
+  EXPECT_EQ(time.type, REG_BINARY);
+  ASSERT_EQ(time.data.size(), 8U);
+  std::uint64_t created = 0;
+  std::memcpy(&created, time.data.data(), 8);
+  // Between 2020 and 2200, so in the right unit and from the right epoch.
+  EXPECT_GT(created, 132'223'104'000'000'000U);
+  EXPECT_LT(created, 189'000'000'000'000'000U);
+
+  std::uint32_t isValid = 0;
+  log_.Take();
+  EXPECT_EQ(IsSessionProcessStillValid(&isValid, ownId_, name.Text().c_str(), &created), 1U);
+  EXPECT_EQ(isValid, 1U);
+  EXPECT_TRUE(log_.Take().empty());
+
+  IsSessionProcessStillValid(&isValid, ownId_, L"other.exe", &created);
+  EXPECT_EQ(isValid, 0U);
+  EXPECT_EQ(log_.Take(), (std::vector<LogLine>{{L"ERR", L"", L"SessionData",
+                                                L"Process not valid anymore. Current name: " +
+                                                    name.Text() + L"   Stored name: other.exe"}}));
+  const std::uint64_t stored = 0x00000002FFFFFFFF;
+  const auto half = [](std::uint64_t bits) { return std::to_wstring(static_cast<int>(bits)); };
+  IsSessionProcessStillValid(&isValid, ownId_, name.Text().c_str(), &stored);
+  EXPECT_EQ(isValid, 0U);
+  EXPECT_EQ(log_.TakeMessages(),
+            std::vector<std::wstring>{L"File time not valid anymore. Creation: " +
+                                      half(created & 0xFFFFFFFF) + L", " + half(created >> 32) +
+                                      L"   Stored: -1, 2"});
+  IsSessionProcessStillValid(&isValid, 0xFFFFFFF0, L"x", &stored);
+  EXPECT_EQ(isValid, 0U);
+  EXPECT_EQ(log_.TakeMessages(),
+            std::vector<std::wstring>{
+                L"Unable to open process for process validity check. Error code: 87"});
+}
+
+TEST_F(Session, CleanUpRemovesTheEndedAndTheReplaced) {
+  EXPECT_EQ(CleanupRegSessionData(L"printer", L"driver"), 1U);
+  EXPECT_EQ(log_.TakeMessages(),
+            std::vector<std::wstring>{L"Error accessing Session Data. Error code: 2"});
+
+  const orv::test::ProgramResult ended = RunProgram(ORV_SESSION_HELPER, {"save"});
+  ASSERT_EQ(ended.exitCode, 0) << ended.messages;
+  SaveEntry(ownKey_);
+  // Names that enumerate next to each other: deleting one must not hide the next.
+  const std::vector<std::wstring> gone = {L"4000000001", L"4000000002", L"4000000003", L"none"};
+  for (const std::wstring& name : gone) SaveEntry(name);
+  // The id as another spelling, with another program's creation time: an id that was used again.
+  SaveEntry(L"0" + ownKey_);
+  RegistryValue otherTime{REG_BINARY, std::vector<BYTE>(8, 1)};
+  SetEntryValue(L"0" + ownKey_, L"CreationTime", otherTime);
+  SaveEntry(L"00" + ownKey_);
+  SetEntryValue(L"00" + ownKey_, L"ProcessName", RegistryValue::FromText(L"other.exe"));
+  SaveEntry(L"4000000004");
+  otherTime.data.pop_back();
+  SetEntryValue(L"4000000004", L"CreationTime", otherTime);  // kept: not eight bytes
+  SetEntryValue(L"4000000005", L"ProcessName", RegistryValue::FromText(L"x"));  // kept: incomplete
+  ASSERT_EQ(Entries().size(), 10U);
+
+  log_.Take();
+  EXPECT_EQ(CleanupRegSessionData(L"printer", L"driver"), 1U);
+  std::vector<std::wstring> kept = {ownKey_, L"4000000004", L"4000000005"};
+  std::vector<std::wstring> entries = Entries();
+  std::sort(kept.begin(), kept.end());
+  std::sort(entries.begin(), entries.end());
+  EXPECT_EQ(entries, kept);
+  EXPECT_EQ(std::ranges::count(log_.TakeMessages(),
+                               L"Error retrieveing Session Data for process -294967291. Error "
+                               L"code: 2"),
+            1);
+}
+
+TEST_F(Session, ReadsFromTheSessionWhenItsKeyIsThere) {
+  std::uint32_t read = 7;
+  EXPECT_EQ(GetSessionReadUDS(&read, L"Label 1", L"driver"), 1U);
+  EXPECT_EQ(read, 0U);
+  RegistryKey key;
+  key.Create(HKEY_CURRENT_USER, std::wstring(kSessionPath) + L"\\Label 1\\driver");
+  EXPECT_EQ(GetSessionReadUDS(&read, L"Label 1", L"driver"), 1U);
+  EXPECT_EQ(read, 1U);
+  std::uint32_t write = 7;
+  EXPECT_EQ(GetSessionWriteUDS(&write), 1U);
+  EXPECT_EQ(write, 0U);
+}
+
+TEST_F(Session, SystemHostsAreKnownByTheirNames) {
+  const orv::test::TemporaryFolder folder;
+  const auto copyAs = [&](const char* name) {
+    const std::filesystem::path copy = folder.path() / name;
+    std::filesystem::copy_file(ORV_SESSION_HELPER, copy);
+    return copy.string();
+  };
+  EXPECT_EQ(RunProgram(ORV_SESSION_HELPER, {"host"}).output, "0");
+  const std::string console = copyAs("MMC.EXE");
+  EXPECT_EQ(RunProgram(console, {"host"}).output, "1");
+  EXPECT_EQ(RunProgram(console, {"start", ORV_SESSION_HELPER}).output, "1");
+  EXPECT_EQ(RunProgram(copyAs("sihost.exe"), {"host"}).output, "1");
+  EXPECT_EQ(RunProgram(copyAs("xmmc.exe"), {"start", ORV_SESSION_HELPER}).output, "0");
+
+  std::uint32_t isSystemParent = 7;
+  EXPECT_EQ(GetSessionIsSystemParent(&isSystemParent), 1U);
+  EXPECT_EQ(isSystemParent, 0U);
+  const std::vector<LogLine> lines = log_.Take();
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines.back().tag, L"TRC");
+  EXPECT_TRUE(lines.back().message.starts_with(L"UserData is called by process: "));
+  EXPECT_NE(lines.back().message.find(L"session_test"), std::wstring::npos);
+  GetSessionIsSystemParent(&isSystemParent);  // found out once
+  EXPECT_TRUE(log_.Take().empty());
+}
+
+}  // namespace

@@ -1,0 +1,246 @@
+#include "orv/devmode/stock_items.h"
+
+#include <gtest/gtest.h>
+
+#include "orv/platform/registry.h"
+#include "orv/session/session_data.h"
+#include "tests/devmode_fixture.h"
+
+namespace {
+
+using orv::RegistryKey;
+using orv::RegistryValue;
+using orv::StockValue;
+using orv::test::Bytes;
+using orv::test::LogLine;
+using orv::test::Word;
+
+constexpr wchar_t kPrinter[] = L"Label 1";
+constexpr wchar_t kUserKey[] = L"Software\\orv Printer Driver\\UI\\Label 1\\ORV-LX 4.3/300P+\\";
+constexpr wchar_t kGuidA[] = L"{00000001-0002-0003-0405-060708090A0B}";
+constexpr wchar_t kGuidB[] = L"{B0000001-0002-0003-0405-060708090a0b}";
+constexpr wchar_t kGuidC[] = L"{C0000001-0002-0003-0405-060708090a0b}";
+
+class StockItems : public ::testing::Test {
+ protected:
+  StockItems() {
+    ReleaseSessionDataInstance();
+    record_.AllowCustomPageSize = 1;
+    record_.PaperWidth = 61000;
+    record_.PaperHeight = 41000;
+    in_.dmPaperWidth = 500;
+    in_.dmPaperLength = 300;
+  }
+
+  void Put(const std::wstring& path, const wchar_t* name, const RegistryValue& value) {
+    RegistryKey key;
+    ASSERT_EQ(key.Create(HKEY_CURRENT_USER, path), ERROR_SUCCESS);
+    ASSERT_EQ(SetRegistryValue(key.get(), name, value), ERROR_SUCCESS);
+  }
+  void PutItem(const std::wstring& path, const std::wstring& name) {
+    Put(path, L"DisplayName", RegistryValue::FromText(name));
+    Put(path, L"PaperWidth", RegistryValue::FromNumber(55000));
+    Put(path, L"PaperLength", RegistryValue::FromNumber(33000));
+  }
+  std::wstring LoadedNames() {
+    std::wstring names;
+    for (const StockItem& item : orv::LoadStockItems(printer_.handle(), kPrinter, nullptr)) {
+      names += item.DisplayName + L' ';
+    }
+    return names;
+  }
+  /// What `ApplyStockItem` says, without the session's lines.
+  std::vector<LogLine> Apply() {
+    log_.Take();
+    ApplyStockItem(&in_, &out_, &record_, printer_.handle(), kPrinter, nullptr);
+    std::vector<LogLine> lines = log_.Take();
+    std::erase_if(lines, [](const LogLine& line) { return line.source != L"DevMode"; });
+    return lines;
+  }
+  static LogLine Info(const std::wstring& message) { return {L"INF", L"", L"DevMode", message}; }
+
+  orv::test::ScratchRegistry registry_;
+  orv::test::TestPrinter printer_{kPrinter, orv::test::kTestDriver};
+  orv::test::LogCapture log_;
+  const std::wstring stocks_ = std::wstring(kUserKey) + L"Stocks\\";
+  const std::wstring common_ = L"Software\\orv Printer Driver\\Common Stockitems\\";
+  tagOEMDEV record_{};
+  DEVMODEW in_{};
+  DEVMODEW out_{};
+};
+
+TEST(StockGuid, IsTheKeysName) {
+  const GUID guid = orv::ParseGuid(kGuidB);
+  EXPECT_EQ(guid.Data1, 0xB0000001U);
+  EXPECT_EQ(guid.Data2, 2);
+  EXPECT_EQ(guid.Data4[7], 0x0B);
+  EXPECT_EQ(orv::FormatGuid(guid), L"{B0000001-0002-0003-0405-060708090A0B}");
+  for (const wchar_t* name :
+       {L"", L"label", L"B0000001-0002-0003-0405-060708090a0b",
+        L"{B0000001-0002-0003-0405-060708090a0b]", L"{B0000001-0002-0003-0405_060708090a0b}",
+        L"{G0000001-0002-0003-0405-060708090a0b}", L"{B0000001-0002-0003-0405-060708090a0b}x"}) {
+    EXPECT_TRUE(orv::IsZeroGuid(orv::ParseGuid(name)));
+  }
+}
+
+TEST_F(StockItems, LoadWhatIsRight) {
+  const std::wstring path = stocks_ + kGuidA;
+  std::uint32_t number = 1000;
+  for (const StockValue& value : orv::StockValues()) {
+    Put(path, value.name, RegistryValue::FromNumber(number++));
+  }
+  EXPECT_EQ(number, 1027U);
+  Put(path, L"DisplayName", RegistryValue::FromText(std::wstring(129, L'n')));  // 260 bytes
+  const std::wstring bad = stocks_ + kGuidB;
+  Put(bad, L"DisplayName", RegistryValue::FromText(std::wstring(130, L'n')));  // 262 bytes
+  Put(bad, L"PaperWidth", RegistryValue::FromNumber(0xFFFFFFFF));
+  Put(bad, L"PaperLength", RegistryValue::FromText(L"5"));
+  Put(bad, L"Darkness", {REG_DWORD, {1, 2}});
+  Put(bad, L"Rotation", {REG_BINARY, {1, 0, 0, 0}});
+  Put(bad, L"Mirror", {REG_DWORD, {1, 0, 0, 0, 0}});
+  PutItem(stocks_ + L"~not a guid", L"plain");
+
+  const std::vector<StockItem> items = orv::LoadStockItems(printer_.handle(), kPrinter, nullptr);
+  ASSERT_EQ(items.size(), 3U);
+  EXPECT_EQ(items[0].DisplayName, std::wstring(129, L'n'));
+  number = 1000;
+  for (const StockValue& value : orv::StockValues()) {
+    EXPECT_EQ(items[0].*value.field, number++);
+  }
+  EXPECT_EQ(items[0].guid.Data1, 1U);
+  EXPECT_EQ(items[1].DisplayName, L"");
+  EXPECT_EQ(items[1].PaperWidth, 0xFFFFFFFFU);
+  for (const StockValue& value : orv::StockValues()) {
+    EXPECT_EQ(items[1].*value.field, value.field == &StockItem::PaperWidth ? 0xFFFFFFFF : 0);
+  }
+  EXPECT_TRUE(orv::IsZeroGuid(items[2].guid));
+  EXPECT_EQ(items[2].PaperWidth, 55000U);
+}
+
+TEST_F(StockItems, SourcesHaveAnOrder) {
+  EXPECT_EQ(LoadedNames(), L"");
+  EXPECT_EQ(log_.TakeMessages().back(), L"No User-Defined-Settings found in registry.");
+  PutItem(common_ + kGuidA, L"commonA");
+  PutItem(common_ + kGuidC, L"commonC");
+  PutItem(stocks_ + kGuidC, L"ownC");
+  PutItem(stocks_ + kGuidB, L"ownB");
+  EXPECT_EQ(LoadedNames(), L"ownB ownC commonA ");
+  const std::vector<std::wstring> messages = log_.TakeMessages();
+  EXPECT_EQ(messages.front(), L"Loading printer settings from registry");
+  EXPECT_EQ(messages.back(), L"Successfully Loaded User-Defined-Settings from the registry.");
+
+  // The session decides; its items lie under this process's id.
+  RegistryKey key;
+  key.Create(HKEY_CURRENT_USER,
+             L"Software\\orv Printer Driver\\Session\\Label 1\\ORV-LX 4.3/300P+");
+  EXPECT_EQ(LoadedNames(), L"ownB ownC commonA ");
+  PutItem(std::wstring(kUserKey) + L"Session\\" + std::to_wstring(orv::test::OwnProcessId()) +
+              L"\\" + kGuidA,
+          L"sessionA");
+  log_.Take();
+  EXPECT_EQ(LoadedNames(), L"sessionA commonC ");
+  EXPECT_EQ(log_.TakeMessages().back(),
+            L"Successfully Loaded User-Defined-Settings from session data.");
+}
+
+TEST_F(StockItems, APrinterThatIsNoneHasOnlyTheCommonOnes) {
+  PutItem(common_ + kGuidA, L"common");
+  PutItem(stocks_ + kGuidB, L"own");
+  const std::vector<StockItem> items = orv::LoadStockItems(nullptr, L"gone", nullptr);
+  ASSERT_EQ(items.size(), 1U);
+  EXPECT_EQ(items[0].DisplayName, L"common");
+  EXPECT_EQ(log_.Take().at(1),
+            (LogLine{L"ERR", L"", L"DevMode", L"printer gone could not be opened. Error code: 6"}));
+}
+
+TEST_F(StockItems, PaperSizesCountFrom257) {
+  PutItem(stocks_ + kGuidA, L"first");
+  PutItem(stocks_ + kGuidB, std::wstring(40, L's'));
+  Put(stocks_ + kGuidB, L"Disabled", RegistryValue::FromNumber(1));  // keeps its number
+  in_.dmPaperSize = 258;
+  out_.dmCopies = 3;
+  EXPECT_EQ(Apply(),
+            (std::vector<LogLine>{
+                Info(L"Loading printer settings from registry"),
+                Info(L"Successfully Loaded User-Defined-Settings from the registry."),
+                Info(L"Drevik.ApplyStockItem: Applying values for paper size 258"),
+                Info(L"Drevik.ApplyStockItem:   Using stock item from paper size for paper "
+                     L"dimensions: 55000 x 33000")}));
+  EXPECT_EQ(out_.dmPaperSize, 258);
+  EXPECT_EQ(out_.dmPaperWidth, 550);
+  EXPECT_EQ(out_.dmPaperLength, 330);
+  EXPECT_EQ(out_.dmCopies, 3);
+  EXPECT_EQ(out_.dmFormName[30], WCHAR{'s'});
+  EXPECT_EQ(out_.dmFormName[31], 0);
+  EXPECT_EQ(record_.PaperWidth, 55000U);
+  EXPECT_EQ(record_.PaperHeight, 33000U);
+  EXPECT_EQ(record_.StockItemGuid.Data1, 0xB0000001U);
+
+  // Too high a number: the record's item, at its own place.
+  in_.dmPaperSize = 259;
+  EXPECT_EQ(Apply().back(), Info(L"Drevik.ApplyStockItem:   No stock item found for given paper "
+                                 L"size. Using default stock item for paper size 258"));
+  EXPECT_EQ(out_.dmPaperSize, 258);
+
+  // And without one the sizes at hand.
+  record_.StockItemGuid = {};
+  EXPECT_EQ(Apply().back(),
+            (LogLine{L"WAR", L"", L"DevMode",
+                     L"Drevik.ApplyStockItem:   No stock item found for given paper size, and no "
+                     L"default stock item found. Using width and length from OEMDevMode settings: "
+                     L"50000 x 30000"}));
+  EXPECT_EQ(out_.dmPaperSize, 257);
+  EXPECT_EQ(out_.dmFormName[0], 0);
+}
+
+TEST_F(StockItems, TheApplicationsOwnSizeWhenItMayBe) {
+  PutItem(stocks_ + kGuidA, L"first");
+  record_.StockItemGuid = orv::ParseGuid(kGuidA);
+  in_.dmPaperSize = 256;
+  EXPECT_EQ(Apply().back(), Info(L"Drevik.ApplyStockItem:   Using application DevMode for paper "
+                                 L"dimensions: 50000 x 30000"));
+  EXPECT_EQ(out_.dmPaperSize, 256);
+  EXPECT_EQ(record_.PaperWidth, 50000U);
+  EXPECT_EQ(record_.StockItemGuid.Data1, 1U);  // stays selected
+  in_.dmPaperWidth = in_.dmPaperLength = 0;
+  record_.PaperWidth = 61050;
+  Apply();
+  EXPECT_EQ(record_.PaperWidth, 61050U);
+  EXPECT_EQ(out_.dmPaperWidth, 611);  // rounded
+  record_.AllowCustomPageSize = 0;
+  EXPECT_EQ(Apply().back(), Info(L"Drevik.ApplyStockItem:   No stock item found for given paper "
+                                 L"size. Using default stock item for paper size 257"));
+  EXPECT_EQ(out_.dmPaperSize, 257);
+}
+
+TEST_F(StockItems, CopyEveryValueThatTheRecordHas) {
+  StockItem item;
+  item.guid = orv::ParseGuid(kGuidC);
+  DWORD number = 1;
+  for (const StockValue& value : orv::StockValues()) item.*value.field = number++;
+  ASSERT_EQ(orv::WriteStockItem(orv::StockItemsPath(kPrinter, orv::test::kTestDriver), item),
+            ERROR_SUCCESS);
+  in_.dmPaperSize = 257;
+  const std::string before = Bytes(record_);
+  Apply();
+  const std::pair<std::size_t, DWORD> expected[] = {
+      {1696, 1},  {1700, 2},  {2676, 3},  {1896, 4},  {1900, 5},  {1624, 6},  {1628, 7},
+      {1632, 8},  {1636, 9},  {1668, 10}, {1672, 11}, {1648, 12}, {1676, 13}, {1652, 14},
+      {1656, 15}, {1660, 16}, {1684, 17}, {1688, 18}, {1680, 19}, {1704, 21}, {1708, 22},
+      {1712, 23}, {1640, 25}, {1644, 26}, {2684, 27}};
+  std::string bytes = before;
+  for (const auto& [offset, value] : expected) {
+    EXPECT_EQ(Word(record_, offset), value) << offset;
+    bytes.replace(offset, 4, Bytes(record_), offset, 4);
+  }
+  bytes.replace(2652, 16, Bytes(record_), 2652, 16);
+  EXPECT_EQ(Bytes(record_), bytes) << "nothing else changes";
+  EXPECT_EQ(out_.dmCopies, 20);
+
+  EXPECT_EQ(orv::DeleteStockItem(orv::StockItemsPath(kPrinter, orv::test::kTestDriver), item.guid),
+            ERROR_SUCCESS);
+  EXPECT_EQ(LoadedNames(), L"");
+  EXPECT_NE(orv::WriteStockItem(stocks_, StockItem{}), ERROR_SUCCESS);
+}
+
+}  // namespace
