@@ -74,28 +74,31 @@ bool CMarkup::x_ParseDoc() {
   if (m_strDoc.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
     std::wstring().swap(m_strDoc);
   }
-  const int length = static_cast<int>(m_strDoc.size());
   ResetPos();
   m_pSavedPositions->Clear();
+  x_IndexDoc();
+  return IsWellFormed();
+}
+
+/// Makes the index of the whole text; what is wrong goes to the result record.
+void CMarkup::x_IndexDoc() {
+  const int length = static_cast<int>(m_strDoc.size());
   m_iPosFree = 1;
   m_iPosDeleted = 0;
   x_AllocElemPos(length / 64 + 8);
   x_Elem(0) = ElemPos{};
+  if (length == 0) return;
 
-  if (length > 0) {
-    orv::TokenPos token = x_TokenAt(0, length);
-    const int first = x_ParseElem(0, token);
-    ElemPos& document = x_Elem(0);
-    document.length = length;
-    document.child = first;
-    if (first == 0) {
-      orv::AddResult(m_strResult, L"no_root_element", nullptr, 0);
-    } else if (x_Elem(first).next != 0) {
-      orv::AddResult(m_strResult, L"root_has_sibling", nullptr, 0);
-    }
+  orv::TokenPos token = x_TokenAt(0, length);
+  const int first = x_ParseElem(0, token);
+  ElemPos& document = x_Elem(0);
+  document.length = length;
+  document.child = first;
+  if (first == 0) {
+    orv::AddResult(m_strResult, L"no_root_element", nullptr, 0);
+  } else if (x_Elem(first).next != 0) {
+    orv::AddResult(m_strResult, L"root_has_sibling", nullptr, 0);
   }
-  ResetPos();
-  return IsWellFormed();
 }
 
 int CMarkup::x_ParseElem(int iPosParent, orv::TokenPos& token) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -68,6 +69,20 @@ class ORV_EXPORT CMarkup {
     NODE_PROCESSING_INSTRUCTION = 16,  ///< the XML declaration too
     NODE_COMMENT = 32,
     NODE_DOCUMENT_TYPE = 64,
+  };
+
+  /// How markup is written: flags of the adding calls and of `EscapeText`.
+  enum : int {
+    ADD_CDATA = 1,        ///< the value as a CDATA section instead of escaped text
+    ADD_NOLINES = 2,      ///< no line breaks
+    ADD_SPACEDEMPTY = 4,  ///< `<name />` instead of `<name/>`
+    ADD_KEEPREFS = 8,     ///< an `&` that begins a well-formed reference stays as it is
+    ADD_NOEND = 16,       ///< `<name>` without an end tag; not with a value
+    ESC_ATTRIB = 0x100,   ///< quotes are escaped as well, as in attribute values
+    /// For nodes: no line break, and the position stays where it is.
+    ADD_STAY = 0x1000,
+    ADD_INSERT = 0x2000,  ///< before the current position instead of after it
+    ADD_CHILD = 0x4000,   ///< on the child level under the main position
   };
 
   /// An empty document with the default flags (`DOC_IGNORECASE`).
@@ -193,6 +208,104 @@ class ORV_EXPORT CMarkup {
   int GetAttribOffset(MCD_CSTR szAttrib) const;
   int GetContentOffset() const;
 
+  /// Editing. Every call changes the text in place and keeps the index the same as a new parse of
+  /// the text would make it, in time proportional to what lies behind the change (in an ill-formed
+  /// document, to the whole text). All are refused while a file is open for reading, and when the
+  /// position they work on is missing; a refused call returns false and changes nothing.
+  ///
+  /// `AddElem` writes a new element after the main position, or as the parent's last child when
+  /// there is none, and makes it the main position; `InsertElem` writes it before, or as the first
+  /// child. The `Child` forms do the same with the child position under the main element. An
+  /// element without a value is an empty-element tag. A line break (CR LF) follows, and a parent
+  /// that is an empty-element tag is opened with one, unless `ADD_NOLINES`. A name that could not
+  /// stand in a tag is refused. While a file is open for writing, only the `Add` forms at the main
+  /// level work.
+  bool AddElem(MCD_CSTR szName, MCD_CSTR szValue = nullptr, int nFlags = 0) {
+    return x_AddElem(szName, szValue, nFlags & ~(ADD_INSERT | ADD_CHILD));
+  }
+  bool InsertElem(MCD_CSTR szName, MCD_CSTR szValue = nullptr, int nFlags = 0) {
+    return x_AddElem(szName, szValue, (nFlags & ~ADD_CHILD) | ADD_INSERT);
+  }
+  bool AddChildElem(MCD_CSTR szName, MCD_CSTR szValue = nullptr, int nFlags = 0) {
+    return x_AddElem(szName, szValue, (nFlags & ~ADD_INSERT) | ADD_CHILD);
+  }
+  bool InsertChildElem(MCD_CSTR szName, MCD_CSTR szValue = nullptr, int nFlags = 0) {
+    return x_AddElem(szName, szValue, nFlags | ADD_INSERT | ADD_CHILD);
+  }
+  bool AddElem(MCD_CSTR szName, int nValue, int nFlags = 0) {
+    return AddElem(szName, std::to_wstring(nValue), nFlags);
+  }
+  bool InsertElem(MCD_CSTR szName, int nValue, int nFlags = 0) {
+    return InsertElem(szName, std::to_wstring(nValue), nFlags);
+  }
+  bool AddChildElem(MCD_CSTR szName, int nValue, int nFlags = 0) {
+    return AddChildElem(szName, std::to_wstring(nValue), nFlags);
+  }
+  bool InsertChildElem(MCD_CSTR szName, int nValue, int nFlags = 0) {
+    return InsertChildElem(szName, std::to_wstring(nValue), nFlags);
+  }
+
+  /// The same with the root element of a well-formed document as it stands; what surrounds the root
+  /// is left out. A sub-document that is not well formed is refused.
+  bool AddSubDoc(MCD_CSTR szSubDoc, int nFlags = 0) {
+    return x_AddSubDoc(szSubDoc, nFlags & ~(ADD_INSERT | ADD_CHILD));
+  }
+  bool InsertSubDoc(MCD_CSTR szSubDoc, int nFlags = 0) {
+    return x_AddSubDoc(szSubDoc, (nFlags & ~ADD_CHILD) | ADD_INSERT);
+  }
+  bool AddChildSubDoc(MCD_CSTR szSubDoc, int nFlags = 0) {
+    return x_AddSubDoc(szSubDoc, (nFlags & ~ADD_INSERT) | ADD_CHILD);
+  }
+  bool InsertChildSubDoc(MCD_CSTR szSubDoc, int nFlags = 0) {
+    return x_AddSubDoc(szSubDoc, nFlags | ADD_INSERT | ADD_CHILD);
+  }
+
+  /// The same with a node of a type of `NODE_…` at the main level: text (escaped), white space,
+  /// CDATA, the inside of a comment or of a processing instruction, a whole document type
+  /// declaration, or the name of an element. What would read back as something else is refused.
+  /// Text and CDATA are never given a line break.
+  bool AddNode(int nType, MCD_CSTR szText, int nFlags = 0) {
+    return x_AddNode(nType, szText, nFlags & ~(ADD_INSERT | ADD_CHILD));
+  }
+  bool InsertNode(int nType, MCD_CSTR szText, int nFlags = 0) {
+    return x_AddNode(nType, szText, (nFlags & ~ADD_CHILD) | ADD_INSERT);
+  }
+
+  /// Sets an attribute of the main (child) element, or a pseudo-attribute of a processing
+  /// instruction: replaces its value, which keeps its quotes, or adds it at the end of the tag.
+  bool SetAttrib(MCD_CSTR szAttrib, MCD_CSTR szValue);
+  bool SetChildAttrib(MCD_CSTR szAttrib, MCD_CSTR szValue);
+  bool SetAttrib(MCD_CSTR szAttrib, int nValue) {
+    return SetAttrib(szAttrib, std::to_wstring(nValue));
+  }
+  bool SetChildAttrib(MCD_CSTR szAttrib, int nValue) {
+    return SetChildAttrib(szAttrib, std::to_wstring(nValue));
+  }
+  /// Other names for the same.
+  bool AddAttrib(MCD_CSTR szAttrib, MCD_CSTR szValue) { return SetAttrib(szAttrib, szValue); }
+  bool AddAttrib(MCD_CSTR szAttrib, int nValue) { return SetAttrib(szAttrib, nValue); }
+  bool AddChildAttrib(MCD_CSTR szAttrib, MCD_CSTR szValue) {
+    return SetChildAttrib(szAttrib, szValue);
+  }
+  bool AddChildAttrib(MCD_CSTR szAttrib, int nValue) { return SetChildAttrib(szAttrib, nValue); }
+  /// Removes an attribute of the main element; false when it has none of this name.
+  bool RemoveAttrib(MCD_CSTR szAttrib);
+
+  /// Replaces the content of the main (child) element by a text, or the text of a node that is no
+  /// element. Of the flags `ADD_CDATA` and `ADD_KEEPREFS` count.
+  bool SetData(MCD_CSTR szValue, int nFlags = 0);
+  bool SetChildData(MCD_CSTR szValue, int nFlags = 0);
+  bool SetData(int nValue) { return SetData(std::to_wstring(nValue)); }
+  bool SetChildData(int nValue) { return SetChildData(std::to_wstring(nValue)); }
+  /// Replaces the content of the main element by markup; what holds a fault is refused.
+  bool SetElemContent(MCD_CSTR szContent);
+
+  /// Removes the main (child) element or the main node with one line break right after it. The main
+  /// position becomes the element before it, or none under the parent; the child position likewise.
+  bool RemoveElem();
+  bool RemoveChildElem();
+  bool RemoveNode();
+
   /// Decodes the character references of a text: numeric ones and the named ones of HTML 4. The
   /// names are looked up without regard to case, and of a pair such as "Oslash" and "oslash" both
   /// give the upper-case letter; callers rely on it. What is no known reference stays as it is.
@@ -200,13 +313,7 @@ class ORV_EXPORT CMarkup {
   /// count.
   static std::wstring UnescapeText(const wchar_t* szText, int nTextLength = -1, int nFlags = 0);
 
-  /// How text is escaped: flags of `EscapeText` and of the calls that write values.
-  enum : int {
-    ADD_KEEPREFS = 8,    ///< an `&` that begins a well-formed reference stays as it is
-    ESC_ATTRIB = 0x100,  ///< quotes are escaped as well, as in attribute values
-  };
-
-  /// Escapes the signs of markup in a text.
+  /// Escapes the signs of markup in a text; of the flags `ADD_KEEPREFS` and `ESC_ATTRIB` count.
   static std::wstring EscapeText(MCD_CSTR szText, int nFlags = 0);
 
   /// Writes a code point as one or two UTF-16 units and their number to `nUTF16Len`. `pwszUTF16`
@@ -218,6 +325,7 @@ class ORV_EXPORT CMarkup {
 
   bool x_SetDoc();
   bool x_ParseDoc();
+  void x_IndexDoc();
   int x_ParseElem(int iPosParent, orv::TokenPos& token);
   void x_AllocElemPos(int nNewSize = 0);
   int x_GetFreePos();
@@ -241,6 +349,40 @@ class ORV_EXPORT CMarkup {
   bool x_AttribPlace(bool bChild, std::wstring_view* text, std::size_t* nameStart) const;
   bool x_FindAttrib(bool bChild, std::wstring_view name, orv::Attribute* attribute) const;
   std::wstring x_GetPath(int iPos) const;
+
+  struct InsertPlace;
+  bool x_AddElem(MCD_CSTR szName, MCD_CSTR szValue, int nFlags);
+  bool x_AddSubDoc(MCD_CSTR szSubDoc, int nFlags);
+  bool x_AddNode(int nType, MCD_CSTR szText, int nFlags);
+  static std::wstring x_CreateNode(int nType, MCD_CSTR szText);
+  static std::wstring x_EncodeCDATASection(std::wstring_view text);
+  bool x_FindPlace(int nFlags, InsertPlace* place) const;
+  int x_InsertNew(const InsertPlace& place, const std::wstring& markup, int nFlags);
+  void x_IndexNew(const InsertPlace& place, int iFirst, int nShift, int nFlags);
+  bool x_SetAttrib(bool bChild, std::wstring_view name, MCD_CSTR szValue);
+  bool x_SetData(int iPos, MCD_CSTR szValue, int nFlags);
+  bool x_SetNodeData(MCD_CSTR szValue);
+  void x_SetContent(int iPos, std::wstring_view content);
+  void x_OpenTag(int iPos, std::wstring_view content);
+  int x_ParseInPlace(int iPosParent, int nStart, int nEnd);
+  int x_ContentEnd(int iPos) const;
+  int x_TagClose(int iPos) const;
+  std::uint32_t x_LevelBelow(int iPosParent) const;
+  bool x_CanEdit(int iPos) const;
+  bool x_BeginAdd();
+  int x_AttribEnd(bool bChild) const;
+  void x_ChangeTag(bool bChild, int nOffset, int nCut, std::wstring_view text);
+  void x_RemoveElem(int iPos);
+  void x_LinkElem(int iPosParent, int iPosBefore, int iPos);
+  void x_UnlinkElem(int iPos);
+  void x_ReleaseSubDoc(int iPos);
+  void x_ReleaseChildren(int iPos);
+  void x_CheckSavedPos();
+  void x_DocChange(int nOffset, int nCut, std::wstring_view text);
+  void x_Adjust(int iPos, int nShift, bool bAfterPos);
+  void x_AdjustForNode(int iPosParent, int iPosBefore, int nShift);
+  void x_FinishEdit();
+  void x_Reparse();
 
   std::wstring m_strDoc;
   std::wstring m_strResult;

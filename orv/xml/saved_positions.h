@@ -18,6 +18,12 @@ class SavedPositions {
 
   void Clear() { tables_.clear(); }
   Table& At(int number) { return tables_[number]; }
+  template <class Visitor>
+  void ForEach(Visitor visit) {
+    for (auto& [number, table] : tables_) {
+      for (auto& [name, entry] : table) visit(entry);
+    }
+  }
   /// Forgets every entry for which `isGone` is true.
   template <class Predicate>
   void Drop(Predicate isGone) {
