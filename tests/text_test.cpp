@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "orv/text/format.h"
+#include "orv/text/utf8.h"
 
 namespace {
 
@@ -13,6 +16,97 @@ TEST(Format, GrowsToAnyLength) {
 TEST(Format, KeepsSurrogateUnits) {
   const std::wstring pair = {static_cast<wchar_t>(0xD83D), static_cast<wchar_t>(0xDE00)};
   EXPECT_EQ(orv::Format(L"%ls", pair.c_str()), pair);
+}
+
+struct Utf8Case {
+  const char* bytes;
+  std::wstring text;
+};
+
+/// Wide text of units that a literal cannot hold in both homes.
+std::wstring Units(std::initializer_list<unsigned> units) {
+  std::wstring text;
+  for (const unsigned unit : units) text.push_back(static_cast<wchar_t>(unit));
+  return text;
+}
+
+TEST(Utf8, DecodesEveryLengthAndItsLimits) {
+  const Utf8Case cases[] = {
+      {"", L""},
+      {"\x7F", L"\x7F"},
+      {"\xC2\x80", Units({0x80})},
+      {"\xDF\xBF", Units({0x7FF})},
+      {"\xE0\xA0\x80", Units({0x800})},
+      {"\xED\x9F\xBF", Units({0xD7FF})},
+      {"\xEE\x80\x80", Units({0xE000})},
+      {"\xEF\xBF\xBF", Units({0xFFFF})},
+      {"\xF0\x90\x80\x80", Units({0xD800, 0xDC00})},
+      {"\xF4\x8F\xBF\xBF", Units({0xDBFF, 0xDFFF})},
+      {"\xEF\xBB\xBF<", Units({0xFEFF, '<'})},
+  };
+  for (const Utf8Case& test : cases) {
+    EXPECT_EQ(orv::Utf8ToWide(test.bytes), test.text) << test.bytes;
+    EXPECT_EQ(orv::WideToUtf8(test.text), test.bytes);
+  }
+}
+
+TEST(Utf8, ReplacesEachMaximalIllFormedPiece) {
+  constexpr unsigned kBad = 0xFFFD;
+  const Utf8Case cases[] = {
+      {"\x80", Units({kBad})},  // nothing to continue
+      {"\xBF\xBF", Units({kBad, kBad})},
+      {"\xC0\x80", Units({kBad, kBad})},  // overlong, two bytes
+      {"\xC1\xBF"
+       "a",
+       Units({kBad, kBad, 'a'})},
+      {"\xE0\x9F\xBF", Units({kBad, kBad, kBad})},            // overlong, three bytes
+      {"\xF0\x8F\xBF\xBF", Units({kBad, kBad, kBad, kBad})},  // overlong, four bytes
+      {"\xED\xA0\x80", Units({kBad, kBad, kBad})},            // a surrogate
+      {"\xF4\x90\x80\x80", Units({kBad, kBad, kBad, kBad})},  // above U+10FFFF
+      {"\xF5\x80\x80\x80", Units({kBad, kBad, kBad, kBad})},
+      {"\xFE\xFF", Units({kBad, kBad})},
+      {"\xC3", Units({kBad})},  // cut off at the end
+      {"\xE2\x82", Units({kBad})},
+      {"\xF0\x9F\x98", Units({kBad})},
+      {"\xE2\x82"
+       "a",
+       Units({kBad, 'a'})},                                 // cut off by a letter
+      {"\xF0\x9F\x98\xE2\x82\xAC", Units({kBad, 0x20AC})},  // and by another lead byte
+      {"\xF0\x9F\xC3\xA9", Units({kBad, 0xE9})},
+      {"a\xF1\x80\x80\xE1\x80\xC2"
+       "b\x80"
+       "c\x80\xBF"
+       "d",
+       Units({'a', kBad, kBad, kBad, 'b', kBad, 'c', kBad, kBad, 'd'})},
+  };
+  for (const Utf8Case& test : cases) EXPECT_EQ(orv::Utf8ToWide(test.bytes), test.text);
+}
+
+TEST(Utf8, ReplacesUnpairedSurrogates) {
+  const std::wstring high = Units({0xD83D});
+  const std::wstring low = Units({0xDE00});
+  EXPECT_EQ(orv::WideToUtf8(high), "\xEF\xBF\xBD");
+  EXPECT_EQ(orv::WideToUtf8(low + high), "\xEF\xBF\xBD\xEF\xBF\xBD");
+  EXPECT_EQ(orv::WideToUtf8(high + L"a"),
+            "\xEF\xBF\xBD"
+            "a");
+  EXPECT_EQ(orv::WideToUtf8(high + high + low), "\xEF\xBF\xBD\xF0\x9F\x98\x80");
+}
+
+TEST(Utf8, ConvertsTheSameAtEveryPlaceOfABlock) {
+  // Plain text is converted in blocks: what is not plain must be right wherever it stands in one.
+  for (std::size_t before = 0; before < 70; ++before) {
+    for (const std::size_t after : {0, 1, 31, 32, 33, 5000}) {
+      const std::string ascii(before, 'x');
+      const std::string bytes = ascii + "\xC3\xA9\xF0\x9F\x98\x80" + std::string(after, 'y');
+      const std::wstring text =
+          std::wstring(before, L'x') + Units({0xE9, 0xD83D, 0xDE00}) + std::wstring(after, L'y');
+      ASSERT_EQ(orv::Utf8ToWide(bytes), text) << before << ' ' << after;
+      ASSERT_EQ(orv::WideToUtf8(text), bytes) << before << ' ' << after;
+    }
+  }
+  const std::string zeros("a\0b\0", 4);
+  EXPECT_EQ(orv::WideToUtf8(orv::Utf8ToWide(zeros)), zeros);
 }
 
 }  // namespace

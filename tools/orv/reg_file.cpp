@@ -41,8 +41,8 @@ class LineReader {
     if (rest_.empty()) return false;
     first_ = next_;
     line->assign(Trim(Take()));
-    // Only lists of bytes go on in the next line; text may end in a backslash in its own right.
-    while (line->ends_with(L'\\') && line->find(L"=hex") != std::wstring::npos && !rest_.empty()) {
+    // A list of bytes goes on in the next line behind a comma or its colon; nothing else does.
+    while ((line->ends_with(L",\\") || line->ends_with(L":\\")) && !rest_.empty()) {
       line->pop_back();
       line->append(Trim(Take()));
     }

@@ -129,13 +129,22 @@ std::string Fold(const std::wstring& name) { return WideToUtf8(UpperCase(name));
 
 std::wstring UpToTerminator(const std::wstring& text) { return text.substr(0, text.find(L'\0')); }
 
-/// A prepared statement in use: reset when done with.
+/// A prepared statement, or why it could not be prepared.
+struct Prepared {
+  sqlite3_stmt* statement;
+  int result;
+};
+
+/// A prepared statement in use: reset when done with. One that could not be prepared gives its
+/// error at the first step.
 class Query {
  public:
-  explicit Query(sqlite3_stmt* statement) : statement_(statement) {}
+  explicit Query(const Prepared& prepared)
+      : statement_(prepared.statement), result_(prepared.result) {}
   Query(const Query&) = delete;
   Query& operator=(const Query&) = delete;
   ~Query() {
+    if (statement_ == nullptr) return;
     sqlite3_reset(statement_);
     sqlite3_clear_bindings(statement_);
   }
@@ -157,7 +166,7 @@ class Query {
     return *this;
   }
 
-  int Step() { return sqlite3_step(statement_); }
+  int Step() { return statement_ != nullptr ? sqlite3_step(statement_) : result_; }
   sqlite3_int64 Number(int column) const { return sqlite3_column_int64(statement_, column); }
   std::string_view Bytes(int column) const {
     const auto* data = static_cast<const char*>(sqlite3_column_blob(statement_, column));
@@ -166,6 +175,7 @@ class Query {
 
  private:
   sqlite3_stmt* statement_;
+  int result_;
 };
 
 /// Which file a path leads to just now.
@@ -219,15 +229,16 @@ class Hive {
   sqlite3* database() const { return database_; }
 
   /// A statement ready to be bound and run; prepared once a connection.
-  sqlite3_stmt* Prepared(Statement statement) {
+  Prepared Prepare(Statement statement) {
     sqlite3_stmt*& prepared = statements_[statement];
+    int result = SQLITE_OK;
     if (prepared == nullptr) {
-      sqlite3_prepare_v3(database_, kSql[statement], -1, SQLITE_PREPARE_PERSISTENT, &prepared,
-                         nullptr);
+      result = sqlite3_prepare_v3(database_, kSql[statement], -1, SQLITE_PREPARE_PERSISTENT,
+                                  &prepared, nullptr);
     }
-    return prepared;
+    return {prepared, result};
   }
-  LONG Run(Statement statement) { return ErrorOf(Query(Prepared(statement)).Step()); }
+  LONG Run(Statement statement) { return ErrorOf(Query(Prepare(statement)).Step()); }
 
  private:
   LONG Connect(int flags) {
@@ -239,7 +250,7 @@ class Hive {
       if ((flags & SQLITE_OPEN_CREATE) != 0) {
         error = CreateTables();
       } else {
-        result = Query(Prepared(kHasSchema)).Step();
+        result = Query(Prepare(kHasSchema)).Step();
         // A file without tables is one that another process is about to fill, or was cut off from
         // filling.
         error = result == SQLITE_DONE ? ERROR_FILE_NOT_FOUND : ErrorOf(result);
@@ -368,7 +379,7 @@ std::optional<KeyHandle> Resolve(Store* store, HKEY key) {
 LONG CheckKey(const KeyHandle& key) {
   if (key.row == kRootKey) return ERROR_SUCCESS;
   if (key.generation != key.hive->generation()) return ERROR_KEY_DELETED;
-  const int found = Query(key.hive->Prepared(kFindKey)).Bind(1, key.row).Step();
+  const int found = Query(key.hive->Prepare(kFindKey)).Bind(1, key.row).Step();
   return found == SQLITE_DONE ? ERROR_KEY_DELETED : ErrorOf(found);
 }
 
@@ -424,7 +435,7 @@ LONG Descend(const std::wstring& path, bool create, KeyHandle* key) {
     if (name.size() > kMaxKeyName || ++key->depth > kMaxDepth) return ERROR_INVALID_PARAMETER;
     const std::string folded = Fold(name);
     {
-      Query find(key->hive->Prepared(kFindChild));
+      Query find(key->hive->Prepare(kFindChild));
       const int found = find.Bind(1, key->row).Bind(2, folded).Step();
       if (found == SQLITE_ROW) {
         key->row = find.Number(0);
@@ -434,7 +445,7 @@ LONG Descend(const std::wstring& path, bool create, KeyHandle* key) {
     }
     if (!create) return ERROR_FILE_NOT_FOUND;
     const std::string spelled = WideToUtf8(name);
-    const int added = Query(key->hive->Prepared(kAddChild))
+    const int added = Query(key->hive->Prepare(kAddChild))
                           .Bind(1, key->row)
                           .Bind(2, folded)
                           .Bind(3, spelled)
@@ -458,7 +469,7 @@ HKEY AddHandle(Store* store, KeyHandle key) {
 LONG ListNames(HKEY handle, Statement statement, std::vector<std::wstring>* names) {
   names->clear();
   const LONG result = Read(handle, [&](Store*, const KeyHandle& key) {
-    Query list(key.hive->Prepared(statement));
+    Query list(key.hive->Prepare(statement));
     list.Bind(1, key.row);
     int row;
     while ((row = list.Step()) == SQLITE_ROW) names->push_back(Utf8ToWide(list.Bytes(0)));
@@ -511,7 +522,7 @@ LONG GetRegistryValue(HKEY key, const std::wstring& name, RegistryValue* value) 
   *value = {};
   const std::string folded = Fold(UpToTerminator(name));
   return Read(key, [&](Store*, const KeyHandle& open) {
-    Query find(open.hive->Prepared(kFindValue));
+    Query find(open.hive->Prepare(kFindValue));
     const int found = find.Bind(1, open.row).Bind(2, folded).Step();
     if (found == SQLITE_DONE) return ERROR_FILE_NOT_FOUND;
     if (found != SQLITE_ROW) return ErrorOf(found);
@@ -529,7 +540,7 @@ LONG SetRegistryValue(HKEY key, const std::wstring& name, const RegistryValue& v
   const std::string spelled = WideToUtf8(valueName);
   return Write(key, MissingFile::kCreate, [&](Store*, const KeyHandle& open) {
     if (!open.writable) return ERROR_ACCESS_DENIED;
-    return ErrorOf(Query(open.hive->Prepared(kSetValue))
+    return ErrorOf(Query(open.hive->Prepare(kSetValue))
                        .Bind(1, open.row)
                        .Bind(2, folded)
                        .Bind(3, spelled)
@@ -544,7 +555,7 @@ LONG DeleteRegistryValue(HKEY key, const std::wstring& name) {
   return Write(key, MissingFile::kReport, [&](Store*, const KeyHandle& open) {
     if (!open.writable) return ERROR_ACCESS_DENIED;
     const int done =
-        Query(open.hive->Prepared(kDeleteValue)).Bind(1, open.row).Bind(2, folded).Step();
+        Query(open.hive->Prepare(kDeleteValue)).Bind(1, open.row).Bind(2, folded).Step();
     if (done != SQLITE_DONE) return ErrorOf(done);
     return sqlite3_changes(open.hive->database()) != 0 ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
   });
@@ -558,9 +569,9 @@ LONG DeleteRegistryTree(HKEY parent, const std::wstring& path) {
     // Without a path the key itself stays, empty.
     const bool staysItself = key.row == parentRow;
     if (staysItself && !key.writable) return ERROR_ACCESS_DENIED;
-    const int done = Query(key.hive->Prepared(kDeleteTreeValues)).Bind(1, key.row).Step();
+    const int done = Query(key.hive->Prepare(kDeleteTreeValues)).Bind(1, key.row).Step();
     if (done != SQLITE_DONE) return ErrorOf(done);
-    return ErrorOf(Query(key.hive->Prepared(kDeleteTreeKeys))
+    return ErrorOf(Query(key.hive->Prepare(kDeleteTreeKeys))
                        .Bind(1, key.row)
                        .Bind(2, staysItself ? key.row : 0)
                        .Step());

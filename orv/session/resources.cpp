@@ -1,0 +1,35 @@
+#include "orv/session/resources.h"
+
+#include <atomic>
+#include <string>
+
+#include "orv/platform/debug_output.h"
+#include "orv/platform/files.h"
+#include "orv/platform/modules.h"
+#include "orv/text/format.h"
+
+namespace {
+
+constexpr wchar_t kFamilyPrefix[] = L"orv_";
+std::atomic<HINSTANCE> cachedHandle{nullptr};
+
+}  // namespace
+
+HINSTANCE GetResourcesDllInstanceHandle() {
+  HINSTANCE handle = cachedHandle.load(std::memory_order_acquire);
+  if (handle != nullptr) return handle;
+
+  const std::wstring name = orv::Format(L"%lsresources", kFamilyPrefix);
+  std::wstring path;
+  orv::GetModulePath(orv::OwnModule(), &path);
+  path.resize(path.size() - orv::FileNameOf(path).size());
+  handle = orv::LoadResourceModule(path + name + L".dll");
+  if (handle == nullptr) {
+    orv::WriteDebugOutput(
+        orv::Format(L"%lsshared.dll: Unable to load library '%ls.dll'. Error code: %d",
+                    kFamilyPrefix, name.c_str(), static_cast<int>(GetLastError())));
+    return nullptr;
+  }
+  cachedHandle.store(handle, std::memory_order_release);
+  return handle;
+}

@@ -1,0 +1,125 @@
+#include "tests/fixtures.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <fstream>
+#include <mutex>
+
+#include "orv/platform/debug_output.h"
+#include "orv/platform/files.h"
+#include "orv/text/utf8.h"
+
+namespace orv::test {
+namespace {
+
+std::mutex capturedLock;
+std::vector<std::wstring> captured;
+
+void Capture(const std::wstring& text) {
+  const std::lock_guard guard(capturedLock);
+  captured.push_back(text);
+}
+
+std::wstring TakeColumn(std::wstring* line) {
+  const std::size_t end = line->find(L'\t');
+  std::wstring column = line->substr(0, end);
+  line->erase(0, end == std::wstring::npos ? end : end + 1);
+  return column;
+}
+
+}  // namespace
+
+TemporaryFolder::TemporaryFolder() {
+  static std::atomic<int> next{0};
+  path_ = std::filesystem::temp_directory_path() /
+          ("orv_test_" + std::to_string(OwnProcessId()) + "_" + std::to_string(next++));
+  std::filesystem::remove_all(path_);
+  std::filesystem::create_directories(path_);
+}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+std::wstring TemporaryFolder::Name(const std::wstring& name) const {
+  return FromPath(name.empty() ? path_ : path_ / ToPath(name));
+}
+
+void SetSetting(HKEY hive, const std::wstring& subKey, const std::wstring& name,
+                const std::wstring& text) {
+  RegistryKey key;
+  ASSERT_EQ(key.Create(hive, kSettingsKey + (L"\\" + subKey)), ERROR_SUCCESS);
+  ASSERT_EQ(SetRegistryValue(key.get(), name, RegistryValue::FromText(text)), ERROR_SUCCESS);
+}
+
+DebugCapture::DebugCapture() {
+  Take();
+  SetDebugOutputSink(Capture);
+}
+
+DebugCapture::~DebugCapture() { SetDebugOutputSink(nullptr); }
+
+std::vector<std::wstring> DebugCapture::Take() {
+  const std::lock_guard guard(capturedLock);
+  return std::exchange(captured, {});
+}
+
+LogCapture::LogCapture() {
+  CLogger::m_nLoglevel = 15;
+  CLogger::m_bWriteLogToDebug = 1;
+  CLogger::m_bWriteLogToFile = 0;
+}
+
+LogCapture::~LogCapture() {
+  CLogger::m_nLoglevel = level_;
+  CLogger::m_bWriteLogToDebug = toDebug_;
+  CLogger::m_bWriteLogToFile = toFile_;
+}
+
+std::vector<LogLine> LogCapture::Take() {
+  std::vector<LogLine> lines;
+  for (std::wstring& text : output_.Take()) {
+    TakeColumn(&text);  // date
+    TakeColumn(&text);  // time
+    LogLine& line = lines.emplace_back();
+    line.tag = TakeColumn(&text);
+    TakeColumn(&text);  // process
+    line.module = TakeColumn(&text);
+    line.source = TakeColumn(&text);
+    EXPECT_TRUE(text.ends_with(L"\r\n"));
+    line.message = text.substr(0, text.size() - 2);
+  }
+  return lines;
+}
+
+std::vector<std::wstring> LogCapture::TakeMessages() {
+  std::vector<std::wstring> messages;
+  for (LogLine& line : Take()) messages.push_back(std::move(line.message));
+  return messages;
+}
+
+std::string ReadBytes(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  EXPECT_TRUE(file.is_open()) << path;
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void WriteBytes(const std::filesystem::path& path, std::string_view bytes) {
+  std::ofstream file(path, std::ios::binary);
+  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  file.close();
+  EXPECT_FALSE(file.fail()) << path;
+}
+
+std::string Utf16Bytes(std::wstring_view text) {
+  std::string bytes;
+  for (const wchar_t unit : text) {
+    bytes.push_back(static_cast<char>(unit));
+    bytes.push_back(static_cast<char>(unit >> 8));
+  }
+  return bytes;
+}
+
+}  // namespace orv::test

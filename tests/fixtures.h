@@ -1,0 +1,139 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "orv/logging/logger.h"
+#include "orv/platform/registry.h"
+#include "orv/platform/types.h"
+
+/// What the test programs share: places of their own to work in, and ears on what the library says.
+/// Every class takes back in its destructor what it changed.
+
+namespace orv::test {
+
+/// An empty folder that is removed with everything in it.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  ~TemporaryFolder();
+
+  const std::filesystem::path& path() const { return path_; }
+  /// The wide name of a file or folder in it; of itself for an empty name.
+  std::wstring Name(const std::wstring& name = {}) const;
+
+ private:
+  std::filesystem::path path_;
+};
+
+/// A settings store of its own: as long as it lives, both hives are empty but for what the test
+/// writes (on Windows the machine's also holds a copy of the spooler's keys), and the real ones
+/// stay untouched. One at a time. Programs that are started meanwhile see the same store once they
+/// call `JoinScratchRegistry`, and on Linux by themselves.
+class ScratchRegistry {
+ public:
+  ScratchRegistry();
+  ScratchRegistry(const ScratchRegistry&) = delete;
+  ScratchRegistry& operator=(const ScratchRegistry&) = delete;
+  ~ScratchRegistry();
+
+ private:
+  TemporaryFolder folder_;
+};
+
+/// For a program that a test started: uses the test's store.
+void JoinScratchRegistry();
+
+/// Sets a text in a sub-key of the library's settings.
+void SetSetting(HKEY hive, const std::wstring& subKey, const std::wstring& name,
+                const std::wstring& text);
+
+/// A printer that the spooler knows; on Windows with its driver, a real one that does nothing.
+/// Needs a `ScratchRegistry`.
+class TestPrinter {
+ public:
+  TestPrinter(const std::wstring& name, const std::wstring& driver);
+  TestPrinter(const TestPrinter&) = delete;
+  TestPrinter& operator=(const TestPrinter&) = delete;
+  ~TestPrinter();
+
+  HANDLE handle() const { return handle_; }
+
+ private:
+  std::wstring name_;
+  std::wstring driver_;
+  HANDLE handle_;
+};
+
+/// Collects what is sent to the debugger output. One at a time.
+class DebugCapture {
+ public:
+  DebugCapture();
+  DebugCapture(const DebugCapture&) = delete;
+  DebugCapture& operator=(const DebugCapture&) = delete;
+  ~DebugCapture();
+
+  /// What was sent since the last call.
+  std::vector<std::wstring> Take();
+};
+
+/// One entry of the log in its columns.
+struct LogLine {
+  std::wstring tag;  ///< such as "ERR"
+  std::wstring module;
+  std::wstring source;
+  std::wstring message;
+  bool operator==(const LogLine&) const = default;
+};
+
+/// Collects the entries that are logged, of all levels, and keeps them from the log file and the
+/// system. One at a time; not together with `DebugCapture`.
+class LogCapture {
+ public:
+  LogCapture();
+  LogCapture(const LogCapture&) = delete;
+  LogCapture& operator=(const LogCapture&) = delete;
+  ~LogCapture();
+
+  /// The entries since the last call of either function.
+  std::vector<LogLine> Take();
+  /// Their messages alone.
+  std::vector<std::wstring> TakeMessages();
+
+ private:
+  DebugCapture output_;
+  int level_ = CLogger::m_nLoglevel;
+  int toDebug_ = CLogger::m_bWriteLogToDebug;
+  int toFile_ = CLogger::m_bWriteLogToFile;
+};
+
+/// A file's bytes; a failure of the test and nothing when it cannot be read.
+std::string ReadBytes(const std::filesystem::path& path);
+void WriteBytes(const std::filesystem::path& path, std::string_view bytes);
+
+/// Text as UTF-16LE bytes.
+std::string Utf16Bytes(std::wstring_view text);
+
+/// How a program ended.
+struct ProgramResult {
+  int exitCode = -1;
+  std::string output;    ///< what it wrote to standard output, and nothing else
+  std::string messages;  ///< to standard error
+};
+
+/// Runs a program of the build to its end. Arguments are UTF-8.
+ProgramResult RunProgram(const std::string& program, const std::vector<std::string>& arguments);
+
+/// A text of a library of resources by its number.
+std::wstring ReadResourceText(HINSTANCE resources, unsigned number);
+
+/// A number that no other running process has.
+unsigned long OwnProcessId();
+/// Sets a variable of the process's environment; an empty text removes it.
+void SetVariable(const char* name, const std::string& text);
+
+}  // namespace orv::test

@@ -1,0 +1,79 @@
+/// The second process of tests: does one thing that its first argument names, and ends with 0 when
+/// it could.
+
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "orv/logging/logger.h"
+#include "orv/platform/files.h"
+#include "orv/platform/modules.h"
+#include "orv/platform/registry.h"
+#include "orv/text/utf8.h"
+#include "tests/fixtures.h"
+
+namespace {
+
+using Arguments = std::vector<std::string>;
+
+/// PREFIX COUNT: makes that many keys below "Shared", each with a value, and rewrites one value
+/// that all processes share.
+int WriteRegistry(const Arguments& arguments) {
+  const std::wstring prefix = orv::Utf8ToWide(arguments[0]);
+  for (int i = 0; i < std::atoi(arguments[1].c_str()); ++i) {
+    orv::RegistryKey key;
+    const std::wstring name = prefix + std::to_wstring(i);
+    const orv::RegistryValue value = orv::RegistryValue::FromText(name);
+    if (key.Create(HKEY_CURRENT_USER, L"Shared\\" + name) != ERROR_SUCCESS ||
+        orv::SetRegistryValue(key.get(), L"Name", value) != ERROR_SUCCESS ||
+        key.Open(HKEY_CURRENT_USER, L"Shared", orv::RegistryAccess::kReadWrite) != ERROR_SUCCESS ||
+        orv::SetRegistryValue(key.get(), L"Last", value) != ERROR_SUCCESS) {
+      return 1;
+    }
+  }
+  return 0;
+}
+
+/// THREADS COUNT: every thread logs that many errors, as the registry says.
+int WriteLog(const Arguments& arguments) {
+  CLoggerClient client;
+  client.Initialize(orv::OwnModule());
+  CLogger::StartLogging(&client);
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < std::atoi(arguments[0].c_str()); ++thread) {
+    threads.emplace_back([&, thread] {
+      for (int i = 0; i < std::atoi(arguments[1].c_str()); ++i) {
+        orv::LogFormat(eLogLevelError, &client, L"Helper", L"<%d/%d>", thread, i);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  CLogger::StopLogging(&client);
+  return 0;
+}
+
+/// FILE: whether the file can be held.
+int HoldFile(const Arguments& arguments) {
+  orv::ExclusiveFile file;
+  return file.Open(orv::Utf8ToWide(arguments[0])) ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const struct {
+    std::string_view name;
+    std::size_t arguments;
+    int (*run)(const Arguments& arguments);
+  } jobs[] = {{"registry", 2, WriteRegistry}, {"log", 2, WriteLog}, {"hold", 1, HoldFile}};
+  if (argc < 2) return 2;
+  const Arguments arguments(argv + 2, argv + argc);
+  for (const auto& job : jobs) {
+    if (job.name == argv[1] && job.arguments == arguments.size()) {
+      orv::test::JoinScratchRegistry();
+      return job.run(arguments);
+    }
+  }
+  return 2;
+}

@@ -1,0 +1,405 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <thread>
+
+#include "orv/platform/clock.h"
+#include "orv/platform/files.h"
+#include "orv/platform/heap.h"
+#include "orv/platform/letter_case.h"
+#include "orv/platform/modules.h"
+#include "orv/platform/registry.h"
+#include "orv/platform/spooler.h"
+#include "orv/text/utf8.h"
+#include "tests/fixtures.h"
+
+namespace {
+
+using orv::RegistryAccess;
+using orv::RegistryKey;
+using orv::RegistryValue;
+using orv::test::ScratchRegistry;
+using orv::test::TemporaryFolder;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class RegistryTest : public testing::Test {
+ protected:
+  RegistryKey Make(const std::wstring& path) {
+    RegistryKey key;
+    EXPECT_EQ(key.Create(HKEY_CURRENT_USER, path), ERROR_SUCCESS);
+    return key;
+  }
+  static void Set(const RegistryKey& key, const std::wstring& name, const std::wstring& text) {
+    EXPECT_EQ(orv::SetRegistryValue(key.get(), name, RegistryValue::FromText(text)), ERROR_SUCCESS);
+  }
+  static std::wstring Get(const RegistryKey& key, const std::wstring& name) {
+    RegistryValue value;
+    EXPECT_EQ(orv::GetRegistryValue(key.get(), name, &value), ERROR_SUCCESS);
+    return value.Text();
+  }
+  static std::vector<std::wstring> Keys(const RegistryKey& key) {
+    std::vector<std::wstring> names;
+    EXPECT_EQ(orv::ListRegistryKeys(key.get(), &names), ERROR_SUCCESS);
+    return names;
+  }
+  static std::vector<std::wstring> Values(const RegistryKey& key) {
+    std::vector<std::wstring> names;
+    EXPECT_EQ(orv::ListRegistryValues(key.get(), &names), ERROR_SUCCESS);
+    return names;
+  }
+
+  ScratchRegistry registry_;
+};
+
+TEST_F(RegistryTest, NamesCompareWithoutCaseAndKeepTheirSpelling) {
+  RegistryKey key = Make(L"Top\\S\u00fcb\u0416");
+  Set(key, L"N\u00e4me", L"first");
+  Set(key, L"n\u00c4ME", L"second");
+  RegistryKey again;
+  ASSERT_EQ(again.Open(HKEY_CURRENT_USER, L"tOP\\s\u00dcB\u0436", RegistryAccess::kRead),
+            ERROR_SUCCESS);
+  EXPECT_EQ(Get(again, L"N\u00c4ME"), L"second");
+  EXPECT_THAT(Values(again), ElementsAre(L"N\u00e4me"));
+  EXPECT_THAT(Keys(Make(L"TOP")), ElementsAre(L"S\u00fcb\u0416"));
+}
+
+TEST_F(RegistryTest, NamesEnumerateInNameOrder) {
+  RegistryKey key = Make(L"Order");
+  for (const wchar_t* name : {L"b", L"C", L"10", L"\u00e9", L"a_", L"A", L"9"}) {
+    Make(L"Order\\" + std::wstring(name));
+    Set(key, name, L"");
+  }
+  Set(key, L"", L"the default value has the empty name");
+  EXPECT_THAT(Keys(key), ElementsAre(L"10", L"9", L"A", L"a_", L"b", L"C", L"\u00e9"));
+  EXPECT_THAT(Values(key), ElementsAre(L"", L"10", L"9", L"A", L"a_", L"b", L"C", L"\u00e9"));
+}
+
+TEST_F(RegistryTest, KeepsTypesAndBytes) {
+  const RegistryKey key = Make(L"Types");
+  const std::wstring surrogates = {static_cast<wchar_t>(0xD83D), static_cast<wchar_t>(0xDE00)};
+  const RegistryValue values[] = {
+      RegistryValue::FromText(L""),
+      RegistryValue::FromText(L"text " + surrogates),
+      RegistryValue::FromNumber(0),
+      RegistryValue::FromNumber(0xFFFFFFFF),
+      {REG_BINARY, {}},
+      {REG_BINARY, {0, 1, 0xFF, 0}},
+      {REG_BINARY, std::vector<BYTE>(100000, 0x5A)},
+      {7, {'a', 0, 0, 0, 0, 0}},
+  };
+  for (const RegistryValue& value : values) {  // each over the one before
+    ASSERT_EQ(orv::SetRegistryValue(key.get(), L"value", value), ERROR_SUCCESS);
+    RegistryValue read;
+    ASSERT_EQ(orv::GetRegistryValue(key.get(), L"value", &read), ERROR_SUCCESS);
+    EXPECT_EQ(read.type, value.type);
+    EXPECT_EQ(read.data, value.data);
+  }
+}
+
+TEST(RegistryValue, ReadsOnlyWhatItIs) {
+  EXPECT_EQ(RegistryValue::FromText(L"a\u20ac").data,
+            (std::vector<BYTE>{'a', 0, 0xAC, 0x20, 0, 0}));
+  EXPECT_EQ(RegistryValue::FromNumber(0x04030201).data, (std::vector<BYTE>{1, 2, 3, 4}));
+  const struct {
+    RegistryValue value;
+    std::wstring text;
+    bool isNumber;
+  } cases[] = {
+      {{REG_SZ, {'a', 0, 0, 0, 'b', 0}}, L"a", false},  // up to the terminator
+      {{REG_SZ, {'a', 0, 'b'}}, L"a", false},           // half a unit, no terminator
+      {{REG_BINARY, {'a', 0, 0, 0}}, L"", false},
+      {{REG_DWORD, {1, 0, 0, 0}}, L"", true},
+      {{REG_DWORD, {1, 0, 0}}, L"", false},
+      {{REG_DWORD, {1, 0, 0, 0, 0}}, L"", false},
+  };
+  for (const auto& test : cases) {
+    DWORD number = 77;
+    EXPECT_EQ(test.value.Text(), test.text);
+    EXPECT_EQ(test.value.Number(&number), test.isNumber);
+    EXPECT_EQ(number, test.isNumber ? 1u : 77u);
+  }
+}
+
+TEST_F(RegistryTest, WhatIsMissingIsNotFound) {
+  RegistryKey key;
+  RegistryValue value = RegistryValue::FromNumber(1);
+  EXPECT_EQ(key.Open(HKEY_LOCAL_MACHINE, L"None", RegistryAccess::kRead), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(key.get(), nullptr);
+  EXPECT_EQ(orv::DeleteRegistryTree(HKEY_CURRENT_USER, L"None"), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(orv::GetRegistryValue(HKEY_CURRENT_USER, L"None", &value), ERROR_FILE_NOT_FOUND);
+  EXPECT_TRUE(value.data.empty());
+  key = Make(L"Some");
+  EXPECT_EQ(orv::DeleteRegistryValue(key.get(), L"None"), ERROR_FILE_NOT_FOUND);
+  Set(key, L"One", L"1");
+  EXPECT_EQ(orv::DeleteRegistryValue(key.get(), L"ONE"), ERROR_SUCCESS);
+  EXPECT_THAT(Values(key), IsEmpty());
+}
+
+TEST_F(RegistryTest, DeletesWholeTrees) {
+  Make(L"Tree\\a\\b\\c");
+  Make(L"Tree\\a2");
+  Make(L"Tree2");
+  const RegistryKey inside = Make(L"Tree\\a\\b");
+  Set(inside, L"value", L"text");
+  RegistryKey parent;
+  // For deleting below it, a key need not be open for writing.
+  ASSERT_EQ(parent.Open(HKEY_CURRENT_USER, L"Tree", RegistryAccess::kRead), ERROR_SUCCESS);
+  EXPECT_EQ(orv::DeleteRegistryTree(parent.get(), L"A"), ERROR_SUCCESS);
+  EXPECT_THAT(Keys(parent), ElementsAre(L"a2"));
+
+  // What was open is gone for good, also when a key of that name is made again.
+  Make(L"Tree\\a\\b");
+  RegistryValue value;
+  std::vector<std::wstring> names;
+  EXPECT_NE(orv::GetRegistryValue(inside.get(), L"value", &value), ERROR_SUCCESS);
+  EXPECT_NE(orv::SetRegistryValue(inside.get(), L"value", value), ERROR_SUCCESS);
+  EXPECT_NE(orv::ListRegistryKeys(inside.get(), &names), ERROR_SUCCESS);
+  EXPECT_THAT(Values(Make(L"Tree\\a\\b")), IsEmpty());
+
+  EXPECT_EQ(orv::DeleteRegistryTree(HKEY_CURRENT_USER, L"Tree"), ERROR_SUCCESS);
+  EXPECT_THAT(Keys(RegistryKey(Make(L"Tree2"))), IsEmpty());
+  RegistryKey gone;
+  EXPECT_EQ(gone.Open(HKEY_CURRENT_USER, L"Tree\\a2", RegistryAccess::kRead), ERROR_FILE_NOT_FOUND);
+}
+
+TEST_F(RegistryTest, RefusesWhatIsNoHandle) {
+  for (const std::uintptr_t number : {0x0, 0x7FFFFFF0}) {
+    const HKEY bogus = reinterpret_cast<HKEY>(number);
+    RegistryKey key;
+    RegistryValue value = RegistryValue::FromText(L"x");
+    std::vector<std::wstring> names;
+    EXPECT_EQ(key.Open(bogus, L"a", RegistryAccess::kRead), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(key.Create(bogus, L"a"), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(orv::SetRegistryValue(bogus, L"a", value), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(orv::GetRegistryValue(bogus, L"a", &value), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(orv::DeleteRegistryValue(bogus, L"a"), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(orv::DeleteRegistryTree(bogus, L"a"), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(orv::ListRegistryKeys(bogus, &names), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(orv::ListRegistryValues(bogus, &names), ERROR_INVALID_HANDLE);
+  }
+}
+
+TEST_F(RegistryTest, AKeyOpenForReadingIsNotWritten) {
+  Set(Make(L"Fixed"), L"value", L"text");
+  RegistryKey key;
+  ASSERT_EQ(key.Open(HKEY_CURRENT_USER, L"Fixed\\", RegistryAccess::kRead), ERROR_SUCCESS);
+  EXPECT_EQ(orv::SetRegistryValue(key.get(), L"value", {}), ERROR_ACCESS_DENIED);
+  EXPECT_EQ(orv::DeleteRegistryValue(key.get(), L"value"), ERROR_ACCESS_DENIED);
+  EXPECT_EQ(Get(key, L"value"), L"text");
+  ASSERT_EQ(key.Open(HKEY_CURRENT_USER, L"Fixed", RegistryAccess::kReadWrite), ERROR_SUCCESS);
+  EXPECT_EQ(orv::DeleteRegistryValue(key.get(), L"value"), ERROR_SUCCESS);
+}
+
+TEST_F(RegistryTest, ASettingIsTheUsersElseTheMachines) {
+  struct Stored {
+    bool isThere;
+    RegistryValue value;
+  };
+  const auto text = [](const std::wstring& content) {
+    return Stored{true, RegistryValue::FromText(content)};
+  };
+  const Stored none{};
+  const std::wstring longest(511, L'x');  // 1,024 bytes with its terminator
+  const struct {
+    Stored user;
+    Stored machine;
+    std::wstring setting;
+  } cases[] = {
+      {none, none, L""},
+      {text(L"user"), none, L"user"},
+      {none, text(L"machine"), L"machine"},
+      {text(L"user"), text(L"machine"), L"user"},
+      {text(L""), text(L"machine"), L""},
+      {{true, RegistryValue::FromNumber(1)}, text(L"machine"), L""},
+      {none, text(longest), longest},
+      {none, text(longest + L"x"), L""},
+      {text(longest + L"x"), text(L"machine"), L""},
+  };
+  for (const auto& test : cases) {
+    for (const auto& [hive, stored] :
+         {std::pair(HKEY_CURRENT_USER, test.user), std::pair(HKEY_LOCAL_MACHINE, test.machine)}) {
+      orv::DeleteRegistryTree(hive, L"Software");
+      if (!stored.isThere) continue;
+      RegistryKey key;
+      ASSERT_EQ(key.Create(hive, orv::kSettingsKey + std::wstring(L"\\Sub")), ERROR_SUCCESS);
+      ASSERT_EQ(orv::SetRegistryValue(key.get(), L"Name", stored.value), ERROR_SUCCESS);
+    }
+    EXPECT_EQ(orv::ReadSetting(L"Sub", L"Name"), test.setting);
+    EXPECT_EQ(orv::ReadSetting(L"Other", L"Name"), L"");
+  }
+}
+
+TEST_F(RegistryTest, SeveralProcessesAndThreadsWriteAtOnce) {
+  constexpr int kWriters = 3;
+  constexpr int kKeys = 40;
+  Make(L"Shared");
+  std::vector<std::thread> threads;
+  for (int writer = 0; writer < kWriters; ++writer) {
+    threads.emplace_back([writer] {
+      const auto result = orv::test::RunProgram(
+          ORV_TEST_HELPER,
+          {"registry", "process" + std::to_string(writer) + "_", std::to_string(kKeys)});
+      EXPECT_EQ(result.exitCode, 0);
+    });
+    threads.emplace_back([this, writer] {
+      for (int i = 0; i < kKeys; ++i) {
+        const std::wstring name = L"thread" + std::to_wstring(writer) + L"_" + std::to_wstring(i);
+        Set(Make(L"Shared\\" + name), L"Name", name);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  const RegistryKey shared = Make(L"Shared");
+  const std::vector<std::wstring> keys = Keys(shared);
+  EXPECT_EQ(keys.size(), 2u * kWriters * kKeys);
+  for (const std::wstring& name : keys) EXPECT_EQ(Get(Make(L"Shared\\" + name), L"Name"), name);
+  EXPECT_TRUE(Get(shared, L"Last").starts_with(L"process"));
+}
+
+class SpoolerTest : public testing::Test {
+ protected:
+  ScratchRegistry registry_;
+};
+
+TEST_F(SpoolerTest, AnAddedPrinterIsFoundByItsHandle) {
+  orv::PrinterFacts facts;
+  {
+    const orv::test::TestPrinter printer(L"Label \u00e9 1", L"ORV-LX 4.3/300P+");
+    const orv::test::TestPrinter other(L"Another", L"ORV-S2");
+    ASSERT_TRUE(orv::GetPrinterFacts(printer.handle(), &facts));
+    EXPECT_EQ(facts.printerName, L"Label \u00e9 1");
+    EXPECT_EQ(facts.driverName, L"ORV-LX 4.3/300P+");
+    EXPECT_EQ(orv::AddSpoolerPrinter(L"Another", L"ORV-S2"), ERROR_PRINTER_ALREADY_EXISTS);
+
+    std::vector<orv::PrinterFacts> printers;
+    ASSERT_EQ(orv::ListSpoolerPrinters(&printers), ERROR_SUCCESS);
+    const auto isOurs = [](const orv::PrinterFacts& one) {
+      return one.driverName == L"ORV-LX 4.3/300P+" || one.driverName == L"ORV-S2";
+    };
+    std::erase_if(printers, std::not_fn(isOurs));
+    ASSERT_EQ(printers.size(), 2u);
+    EXPECT_EQ(printers[0].printerName, L"Another");
+    EXPECT_EQ(printers[1].printerName, L"Label \u00e9 1");
+  }
+  EXPECT_EQ(orv::OpenPrinterHandle(L"Another"), nullptr);
+  EXPECT_EQ(orv::RemoveSpoolerPrinter(L"Another"), ERROR_INVALID_PRINTER_NAME);
+}
+
+TEST_F(SpoolerTest, RefusesWhatIsNoPrinter) {
+  EXPECT_EQ(orv::OpenPrinterHandle(L"No such printer"), nullptr);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PRINTER_NAME));
+  orv::PrinterFacts facts{L"old", L"old"};
+  for (const HANDLE handle : {HANDLE{nullptr}, INVALID_HANDLE_VALUE,
+                              reinterpret_cast<HANDLE>(std::uintptr_t{0x123456})}) {
+    EXPECT_FALSE(orv::GetPrinterFacts(handle, &facts));
+    EXPECT_EQ(facts.printerName + facts.driverName, L"");
+  }
+  orv::ClosePrinterHandle(nullptr);
+}
+
+TEST(LetterCase, CoversEveryScript) {
+  EXPECT_EQ(orv::LowerCase(L"ORV-\u00c4\u0416\u03a3 1"), L"orv-\u00e4\u0436\u03c3 1");
+  EXPECT_EQ(orv::UpperCase(L"orv-\u00e4\u0436\u03c3 1"), L"ORV-\u00c4\u0416\u03a3 1");
+  EXPECT_EQ(orv::UpperCase(L"\u00df"), L"\u00df");  // one unit stays one unit
+}
+
+TEST(Files, ANameIsWhatStandsBehindTheLastSeparator) {
+  const std::wstring s(1, orv::kPathSeparator);
+  EXPECT_EQ(orv::FileNameOf(s + L"a" + s + L"b.c"), L"b.c");
+  EXPECT_EQ(orv::FileNameOf(L"b.c"), L"b.c");
+  EXPECT_EQ(orv::FileNameOf(L""), L"");
+  EXPECT_EQ(orv::FileNameOf(L"a" + s + L"b" + s), L"b" + s);
+}
+
+TEST(Files, NamesAndPathsAreEachOther) {
+  const TemporaryFolder folder;
+  const std::wstring name = folder.Name(L"\u00e9\u20ac.txt");
+  orv::test::WriteBytes(orv::ToPath(name), "x");
+  EXPECT_EQ(orv::FromPath(orv::ToPath(name)), name);
+  EXPECT_TRUE(std::filesystem::exists(folder.path() / std::filesystem::path(u8"\u00e9\u20ac.txt")));
+}
+
+TEST(ExclusiveFile, NobodyElseOpensItMeanwhile) {
+  const TemporaryFolder folder;
+  const std::wstring name = folder.Name(L"held");
+  const std::vector<std::string> holdIt = {"hold", orv::WideToUtf8(name)};
+  orv::ExclusiveFile file;
+  ASSERT_TRUE(file.Open(name));
+  ASSERT_TRUE(file.Write("first", 5));
+  orv::ExclusiveFile other;
+  EXPECT_FALSE(other.Open(name));
+  EXPECT_FALSE(other.Write("x", 1));
+  std::thread([&] { EXPECT_FALSE(other.Open(name)); }).join();
+  EXPECT_EQ(orv::test::RunProgram(ORV_TEST_HELPER, holdIt).exitCode, 1);
+  file.Close();
+  EXPECT_EQ(orv::test::RunProgram(ORV_TEST_HELPER, holdIt).exitCode, 0);
+  ASSERT_TRUE(other.Open(name));
+  ASSERT_TRUE(other.SeekToEnd());
+  ASSERT_TRUE(other.Write(" second", 7));
+  other.Close();
+  EXPECT_EQ(orv::test::ReadBytes(orv::ToPath(name)), "first second");
+}
+
+TEST(ExclusiveFile, OpensNoFolder) {
+  const TemporaryFolder folder;
+  orv::ExclusiveFile file;
+  EXPECT_FALSE(file.Open(folder.Name()));
+  EXPECT_FALSE(file.Open(folder.Name(L"missing") + orv::kPathSeparator + L"file"));
+}
+
+TEST(Modules, KnowTheirFiles) {
+  std::wstring own;
+  std::wstring program;
+  ASSERT_TRUE(orv::GetModulePath(orv::OwnModule(), &own));
+  ASSERT_TRUE(orv::GetModulePath(nullptr, &program));
+  EXPECT_EQ(own, program);  // the library's objects are part of this program
+  EXPECT_TRUE(orv::FileNameOf(own).starts_with(L"platform_test"));
+  EXPECT_TRUE(std::filesystem::exists(orv::ToPath(own)));
+
+  const HINSTANCE middle =
+      reinterpret_cast<HINSTANCE>(reinterpret_cast<std::uintptr_t>(orv::OwnModule()) + 0x1000);
+  for (const HINSTANCE bogus : {middle, reinterpret_cast<HINSTANCE>(std::uintptr_t{0x1230000})}) {
+    SetLastError(0);
+    EXPECT_FALSE(orv::GetModulePath(bogus, &own));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MOD_NOT_FOUND));
+    EXPECT_EQ(own, L"");
+  }
+}
+
+TEST(Modules, AResourceFileThatIsMissingIsAnError) {
+  const TemporaryFolder folder;
+  SetLastError(0);
+  EXPECT_EQ(orv::LoadResourceModule(folder.Name(L"none.dll")), nullptr);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+  orv::test::WriteBytes(folder.path() / "empty.dll", "");
+  EXPECT_EQ(orv::LoadResourceModule(folder.Name(L"empty.dll")), nullptr);
+  EXPECT_NE(GetLastError(), static_cast<DWORD>(ERROR_SUCCESS));
+}
+
+TEST(Clock, TellsTheTimeOfTheCLibrary) {
+  // A second may pass between the two looks.
+  const std::time_t before = std::time(nullptr);
+  const orv::LocalTime now = orv::GetLocalTimeNow();
+  std::tm local{};
+  local.tm_year = now.year - 1900;
+  local.tm_mon = now.month - 1;
+  local.tm_mday = now.day;
+  local.tm_hour = now.hour;
+  local.tm_min = now.minute;
+  local.tm_sec = now.second;
+  local.tm_isdst = -1;
+  EXPECT_GE(std::mktime(&local), before - 1);
+  EXPECT_LE(std::mktime(&local), std::time(nullptr));
+  EXPECT_TRUE(now.millisecond >= 0 && now.millisecond < 1000);
+}
+
+TEST(Heap, GivesABufferOfNoSizeToo) {
+  const orv::HeapBuffer buffer(static_cast<BYTE*>(orv::HeapAllocate(0)));
+  EXPECT_NE(buffer, nullptr);
+  EXPECT_EQ(orv::HeapAllocate(SIZE_MAX / 2), nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,81 @@
+#include "tests/fixtures.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "orv/platform/spooler.h"
+#include "orv/text/utf8.h"
+
+extern char** environ;
+
+namespace orv::test {
+
+ScratchRegistry::ScratchRegistry() { SetVariable("ORV_REGISTRY_DIR", folder_.path().native()); }
+
+ScratchRegistry::~ScratchRegistry() { SetVariable("ORV_REGISTRY_DIR", {}); }
+
+void JoinScratchRegistry() {}  // the environment says where it is
+
+TestPrinter::TestPrinter(const std::wstring& name, const std::wstring& driver)
+    : name_(name), driver_(driver) {
+  EXPECT_EQ(AddSpoolerPrinter(name_, driver_), ERROR_SUCCESS);
+  handle_ = OpenPrinterHandle(name_.c_str());
+  EXPECT_NE(handle_, nullptr);
+}
+
+TestPrinter::~TestPrinter() {
+  ClosePrinterHandle(handle_);
+  RemoveSpoolerPrinter(name_);
+}
+
+ProgramResult RunProgram(const std::string& program, const std::vector<std::string>& arguments) {
+  const TemporaryFolder folder;
+  const std::filesystem::path output = folder.path() / "output";
+  const std::filesystem::path messages = folder.path() / "messages";
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), O_WRONLY | O_CREAT, 0600);
+  posix_spawn_file_actions_addopen(&actions, 2, messages.c_str(), O_WRONLY | O_CREAT, 0600);
+  std::vector<char*> argv = {const_cast<char*>(program.c_str())};
+  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+  argv.push_back(nullptr);
+
+  ProgramResult result;
+  pid_t process = 0;
+  int status = 0;
+  const int error = posix_spawn(&process, program.c_str(), &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  EXPECT_EQ(error, 0) << program;
+  if (error != 0 || waitpid(process, &status, 0) != process) return result;
+  if (WIFEXITED(status)) result.exitCode = WEXITSTATUS(status);
+  result.output = ReadBytes(output);
+  result.messages = ReadBytes(messages);
+  return result;
+}
+
+std::wstring ReadResourceText(HINSTANCE resources, unsigned number) {
+  // The number stands in the file, so that the search ends there.
+  const auto* at = reinterpret_cast<const char*>(resources);
+  const std::string key = "\n" + std::to_string(number) + "\t";
+  while (std::string_view(at, key.size()) != key) ++at;
+  at += key.size();
+  return Utf8ToWide({at, static_cast<std::size_t>(std::strchr(at, '\n') - at)});
+}
+
+unsigned long OwnProcessId() { return static_cast<unsigned long>(getpid()); }
+
+void SetVariable(const char* name, const std::string& text) {
+  if (text.empty()) {
+    unsetenv(name);
+  } else {
+    setenv(name, text.c_str(), 1);
+  }
+}
+
+}  // namespace orv::test

@@ -1,0 +1,147 @@
+/// The files of the settings store, and what happens to them from outside.
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "orv/platform/registry.h"
+#include "tests/fixtures.h"
+
+namespace {
+
+using orv::RegistryAccess;
+using orv::RegistryKey;
+using orv::RegistryValue;
+using orv::test::SetVariable;
+using orv::test::TemporaryFolder;
+
+class RegistryFileTest : public testing::Test {
+ protected:
+  RegistryFileTest() { SetVariable("ORV_REGISTRY_DIR", folder_.path() / "store"); }
+  ~RegistryFileTest() override { SetVariable("ORV_REGISTRY_DIR", {}); }
+
+  static void Write(const std::wstring& text) {
+    RegistryKey key;
+    ASSERT_EQ(key.Create(HKEY_CURRENT_USER, L"Key"), ERROR_SUCCESS);
+    ASSERT_EQ(orv::SetRegistryValue(key.get(), L"Value", RegistryValue::FromText(text)),
+              ERROR_SUCCESS);
+  }
+  static std::wstring Read() {
+    RegistryKey key;
+    RegistryValue value;
+    if (key.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kRead) != ERROR_SUCCESS) return L"none";
+    orv::GetRegistryValue(key.get(), L"Value", &value);
+    return value.Text();
+  }
+
+  TemporaryFolder folder_;
+};
+
+TEST_F(RegistryFileTest, ReadingMakesNoFile) {
+  std::vector<std::wstring> names;
+  RegistryKey root;
+  EXPECT_EQ(Read(), L"none");
+  EXPECT_EQ(orv::ReadSetting(L"Test", L"LogLevel"), L"");
+  EXPECT_EQ(orv::ListRegistryKeys(HKEY_LOCAL_MACHINE, &names), ERROR_SUCCESS);
+  EXPECT_EQ(orv::DeleteRegistryTree(HKEY_CURRENT_USER, L"Key"), ERROR_FILE_NOT_FOUND);
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
+}
+
+TEST_F(RegistryFileTest, FollowsTheEnvironmentToAnotherFolder) {
+  Write(L"one");
+  RegistryKey stays;
+  ASSERT_EQ(stays.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kReadWrite), ERROR_SUCCESS);
+  SetVariable("ORV_REGISTRY_DIR", folder_.path() / "other");
+  EXPECT_EQ(Read(), L"none");
+  Write(L"two");
+  // A key that was open still belongs to the store that it was opened in.
+  ASSERT_EQ(orv::SetRegistryValue(stays.get(), L"Value", RegistryValue::FromText(L"three")),
+            ERROR_SUCCESS);
+  EXPECT_EQ(Read(), L"two");
+  SetVariable("ORV_REGISTRY_DIR", folder_.path() / "store");
+  EXPECT_EQ(Read(), L"three");
+}
+
+TEST_F(RegistryFileTest, LiesInTheUsersDataFolder) {
+  SetVariable("ORV_REGISTRY_DIR", {});
+  const std::string home = std::getenv("HOME") != nullptr ? std::getenv("HOME") : "";
+  SetVariable("HOME", folder_.path());
+  Write(L"home");
+  EXPECT_TRUE(std::filesystem::exists(folder_.path() / ".local/share/orv/user.sqlite"));
+  SetVariable("ORV_REGISTRY_DIR", folder_.path() / "x");
+  Read();
+  SetVariable("ORV_REGISTRY_DIR", {});
+  SetVariable("XDG_DATA_HOME", folder_.path() / "data");
+  Write(L"data");
+  EXPECT_TRUE(std::filesystem::exists(folder_.path() / "data/orv/user.sqlite"));
+  SetVariable("XDG_DATA_HOME", {});
+  SetVariable("HOME", {});
+  SetVariable("ORV_REGISTRY_DIR", folder_.path() / "x");
+  Read();
+  SetVariable("ORV_REGISTRY_DIR", {});
+  RegistryKey key;
+  key.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kRead);  // no home, no harm
+  SetVariable("HOME", home);
+}
+
+TEST_F(RegistryFileTest, NoticesThatItsFileWasReplaced) {
+  Write(L"one");
+  RegistryKey old;
+  ASSERT_EQ(old.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kReadWrite), ERROR_SUCCESS);
+  std::filesystem::remove_all(folder_.path() / "store");
+  RegistryValue value;
+  EXPECT_EQ(orv::GetRegistryValue(old.get(), L"Value", &value), ERROR_KEY_DELETED);
+  EXPECT_EQ(Read(), L"none");
+  Write(L"two");
+  EXPECT_EQ(Read(), L"two");
+  EXPECT_EQ(orv::GetRegistryValue(old.get(), L"Value", &value), ERROR_KEY_DELETED);
+  EXPECT_EQ(orv::SetRegistryValue(old.get(), L"Value", value), ERROR_KEY_DELETED);
+}
+
+TEST_F(RegistryFileTest, AFileThatIsNoStoreIsAnError) {
+  std::filesystem::create_directories(folder_.path() / "store");
+  orv::test::WriteBytes(folder_.path() / "store/user.sqlite", std::string(8192, 'x'));
+  RegistryKey key;
+  EXPECT_EQ(key.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kRead), ERROR_BADDB);
+  EXPECT_EQ(key.Create(HKEY_CURRENT_USER, L"Key"), ERROR_BADDB);
+  orv::test::WriteBytes(folder_.path() / "store/user.sqlite", "");  // another process starts it
+  EXPECT_EQ(key.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kRead), ERROR_FILE_NOT_FOUND);
+  Write(L"text");
+  EXPECT_EQ(Read(), L"text");
+}
+
+TEST_F(RegistryFileTest, AForkedProcessUsesAConnectionOfItsOwn) {
+  Write(L"parent");
+  RegistryKey key;
+  ASSERT_EQ(key.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kReadWrite), ERROR_SUCCESS);
+  const pid_t child = fork();
+  if (child == 0) {
+    // The open key is still good here.
+    const LONG result =
+        orv::SetRegistryValue(key.get(), L"Value", RegistryValue::FromText(L"child"));
+    _exit(result == ERROR_SUCCESS && Read() == L"child" ? 0 : 1);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(Read(), L"child");
+  Write(L"again");
+  EXPECT_EQ(Read(), L"again");
+}
+
+TEST_F(RegistryFileTest, NamesHaveLimits) {
+  RegistryKey key;
+  EXPECT_EQ(key.Create(HKEY_CURRENT_USER, std::wstring(255, L'k')), ERROR_SUCCESS);
+  EXPECT_EQ(key.Create(HKEY_CURRENT_USER, std::wstring(256, L'k')), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(key.Create(HKEY_CURRENT_USER, L"\\\\a\\\\b\\"), ERROR_SUCCESS);
+  EXPECT_EQ(key.Open(HKEY_CURRENT_USER, L"a\\b", RegistryAccess::kRead), ERROR_SUCCESS);
+  std::wstring deep;
+  for (int i = 0; i < 600; ++i) deep += L"d\\";
+  EXPECT_EQ(key.Create(HKEY_CURRENT_USER, deep), ERROR_INVALID_PARAMETER);
+  // Nothing is left of what failed.
+  EXPECT_EQ(key.Open(HKEY_CURRENT_USER, L"d", RegistryAccess::kRead), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(key.Create(HKEY_CURRENT_USER, deep.substr(0, 1000)), ERROR_SUCCESS);
+  EXPECT_EQ(orv::DeleteRegistryTree(HKEY_CURRENT_USER, L"d"), ERROR_SUCCESS);
+}
+
+}  // namespace

@@ -1,0 +1,323 @@
+/// The orv program: what its commands are made of, and the commands themselves, run as people run
+/// them.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "orv/text/utf8.h"
+#include "tests/fixtures.h"
+#include "tools/orv/commands.h"
+#include "tools/orv/input.h"
+#include "tools/orv/log_entry.h"
+#include "tools/orv/output.h"
+#include "tools/orv/reg_file.h"
+
+namespace orv::tool {
+namespace {
+
+using test::ProgramResult;
+using test::TemporaryFolder;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+TEST(Table, LinesUpInCodePointsAndShowsControlCharacters) {
+  Table table({L"NAME", L"N"});
+  table.Add({L"\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9", L"1"});
+  table.Add({L"a\tb\r\n\x01", L""});
+  EXPECT_EQ(table.TakeText(),
+            "NAME          N\n"
+            "\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9        1\n"
+            "a\\tb\\r\\n\\x01\n");
+  table.Add({L"b", L"2"});
+  EXPECT_EQ(table.TakeText(), "b             2\n");  // as wide as before
+}
+
+TEST(Json, IsWellFormedWhateverItHolds) {
+  const std::wstring lone(1, static_cast<wchar_t>(0xD800));
+  JsonWriter json;
+  json.BeginObject();
+  json.Member("text", L"\"\\\x1f\n\u20ac" + lone);
+  json.Key("empty");
+  json.BeginArray();
+  json.EndArray();
+  json.Key("numbers");
+  json.BeginArray();
+  json.Value(std::numeric_limits<std::int64_t>::min());
+  json.Value(std::numeric_limits<std::uint64_t>::max());
+  json.Value(0.1);
+  json.Value(std::nan(""));
+  json.Value(true);
+  json.EndArray();
+  json.EndObject();
+  EXPECT_EQ(json.Text(),
+            "{\n"
+            "  \"text\": \"\\\"\\\\\\u001f\\u000a\u20ac\uFFFD\",\n"
+            "  \"empty\": [],\n"
+            "  \"numbers\": [\n"
+            "    -9223372036854775808,\n"
+            "    18446744073709551615,\n"
+            "    0.1,\n"
+            "    null,\n"
+            "    true\n"
+            "  ]\n"
+            "}\n");
+}
+
+TEST(Input, NumbersAreWholeTexts) {
+  std::uint32_t number = 0;
+  EXPECT_TRUE(ParseNumber(L"4294967295", &number));
+  EXPECT_EQ(number, 4294967295u);
+  EXPECT_TRUE(ParseNumber(L"0XfF", &number));
+  EXPECT_EQ(number, 255u);
+  for (const wchar_t* text : {L"", L"0x", L"4294967296", L"-1", L"1 ", L" 1", L"1a", L"0x1g"}) {
+    EXPECT_FALSE(ParseNumber(text, &number)) << text;
+  }
+}
+
+constexpr std::wstring_view kRegHeader = L"Windows Registry Editor Version 5.00\r\n\r\n";
+
+TEST(RegFile, ReadsWhatItWrites) {
+  const RegistryValue values[] = {
+      RegistryValue::FromText(L""),
+      RegistryValue::FromText(L"C:\\a\\ \"\u20ac\"\\"),
+      RegistryValue::FromText(L"two\r\nlines"),
+      {REG_SZ, {'a', 0}},              // no terminator
+      {REG_SZ, {0, 0, 'a', 0, 0, 0}},  // and one too many
+      {REG_SZ, {}},
+      RegistryValue::FromNumber(0xDEADBEEF),
+      {REG_DWORD, {1, 2}},
+      {REG_BINARY, {}},
+      {REG_BINARY, std::vector<BYTE>(200, 0xA5)},
+      {7, {'a', 0, 0, 0}},
+  };
+  for (const RegistryValue& value : values) {
+    for (const wchar_t* name : {L"", L"plain", L"q\"\\=[;"}) {
+      const std::wstring text = RegFileHeader() + FormatRegKey(L"HKEY_CURRENT_USER\\a]b\\c") +
+                                FormatRegValue(name, value);
+      std::vector<RegChange> changes;
+      std::vector<RegFault> faults;
+      ParseRegFile(text, &changes, &faults);
+      ASSERT_TRUE(faults.empty()) << WideToUtf8(text);
+      ASSERT_EQ(changes.size(), 2u) << WideToUtf8(text);
+      EXPECT_EQ(changes[0].path, L"a]b\\c");
+      EXPECT_EQ(changes[1].name, name);
+      EXPECT_EQ(changes[1].value.type, value.type);
+      EXPECT_EQ(changes[1].value.data, value.data);
+      for (std::size_t start = 0; start < text.size();) {
+        const std::size_t end = text.find(L"\r\n", start);
+        EXPECT_LE(end - start, 80u);
+        start = end + 2;
+      }
+    }
+  }
+}
+
+TEST(RegFile, UnderstandsDeletionCommentsAndLooseSpacing) {
+  std::vector<RegChange> changes;
+  std::vector<RegFault> faults;
+  ParseRegFile(std::wstring(kRegHeader) +
+                   L"; comment\n\n [hkcu\\a]\n\"n\" = hex:01,\\\n  2 \n@=-\n[-HKLM\\b]\n",
+               &changes, &faults);
+  ASSERT_TRUE(faults.empty());
+  ASSERT_EQ(changes.size(), 4u);
+  EXPECT_EQ(changes[1].value.data, (std::vector<BYTE>{1, 2}));
+  EXPECT_EQ(changes[2].kind, RegChange::Kind::kDeleteValue);
+  EXPECT_EQ(changes[2].line, 8u);
+  EXPECT_EQ(changes[3].kind, RegChange::Kind::kDeleteKey);
+  EXPECT_EQ(changes[3].root, HKEY_LOCAL_MACHINE);
+}
+
+TEST(RegFile, NamesEveryFaultByItsLine) {
+  const struct {
+    const wchar_t* line;
+    const wchar_t* message;
+  } cases[] = {
+      {L"[HKCU\\a", L"the key has no closing bracket"},
+      {L"[HKXX\\a]", L"the key lies below neither HKEY_CURRENT_USER nor HKEY_LOCAL_MACHINE"},
+      {L"[-HKCU]", L"a whole hive is not deleted"},
+      {L"nonsense", L"the line is neither a key in brackets, a value nor a comment"},
+      {L"\"name", L"the line is neither a key in brackets, a value nor a comment"},
+      {L"\"name\\", L"the line is neither a key in brackets, a value nor a comment"},
+      {L"\"name\"", L"there is no equals sign behind the value's name"},
+      {L"@ \"x\"", L"there is no equals sign behind the value's name"},
+      {L"@=\"x", L"the text has no closing quote"},
+      {L"@=\"x\" y", L"something follows the text"},
+      {L"@=dword:", L"a dword has one to eight hexadecimal digits"},
+      {L"@=dword:123456789", L"a dword has one to eight hexadecimal digits"},
+      {L"@=dword:0x1", L"a dword has one to eight hexadecimal digits"},
+      {L"@=hex(:1", L"the type in brackets is no hexadecimal number"},
+      {L"@=hex(7)1", L"there is no colon behind the type"},
+      {L"@=hex:1,,2", L"bytes are pairs of hexadecimal digits with commas between them"},
+      {L"@=hex:123", L"bytes are pairs of hexadecimal digits with commas between them"},
+      {L"@=1", L"the data is neither \"text\", dword:, hex: nor hex(type):"},
+      {L"@=", L"the data is neither \"text\", dword:, hex: nor hex(type):"},
+  };
+  for (const auto& test : cases) {
+    std::vector<RegChange> changes;
+    std::vector<RegFault> faults;
+    ParseRegFile(std::wstring(kRegHeader) + L"[HKCU\\x]\n" + test.line + L"\n;\n@=oops", &changes,
+                 &faults);
+    ASSERT_EQ(faults.size(), 2u) << WideToUtf8(test.line);  // reading goes on behind a fault
+    EXPECT_EQ(faults[0].line, 4u);
+    EXPECT_EQ(faults[0].message, test.message);
+    EXPECT_EQ(faults[1].line, 6u);
+  }
+  for (const wchar_t* text : {L"", L"\n", L"[HKCU\\a]", L"\\\\\\"}) {
+    std::vector<RegChange> changes;
+    std::vector<RegFault> faults;
+    ParseRegFile(text, &changes, &faults);
+    ASSERT_EQ(faults.size(), 1u);
+    EXPECT_EQ(faults[0].line, 1u);
+  }
+}
+
+/// A log with everything that its lines can be.
+constexpr std::wstring_view kLog =
+    L"Date\tTime\tMessage Type\tProcess\tDLL\tSource\tMessage\r\n"
+    L"05.03.2024\t14:07:09.042\tERR\tp.exe\tm.dll\tConfig\ta\ttab\r\n"
+    L"05.03.2024\t14:07:09.043\tp.exe\t\tDevMode\tno tag\r\n"
+    L"05.03.2024\t14:07:10.000\tTRC\tq.exe\tm.dll\t\tfirst\r\nsecond\r\n\r\n"
+    L"05.03.2024\t14:07:11";  // cut off
+
+TEST(LogEntries, AreTakenApart) {
+  const std::vector<LogEntry> entries = ParseLog(kLog);
+  ASSERT_EQ(entries.size(), 3u);
+  EXPECT_THAT(LogRow(entries[0]),
+              ElementsAre(L"14:07:09.042", L"error", L"p.exe", L"m.dll", L"Config", L"a\ttab"));
+  EXPECT_THAT(LogRow(entries[1]),
+              ElementsAre(L"14:07:09.043", L"", L"p.exe", L"", L"DevMode", L"no tag"));
+  EXPECT_EQ(IsoTimeOf(entries[2]), L"2024-03-05T14:07:10.000");
+  EXPECT_EQ(entries[2].message, L"first\nsecond\n05.03.2024\t14:07:11");
+  EXPECT_TRUE(ParseLog(L"").empty());
+  EXPECT_TRUE(ParseLog(kLog.substr(0, 70)).empty());
+}
+
+class ToolTest : public testing::Test {
+ protected:
+  static ProgramResult Run(const std::vector<std::string>& arguments) {
+    return test::RunProgram(ORV_PROGRAM, arguments);
+  }
+  static void ExpectDone(const std::vector<std::string>& arguments, const std::string& output) {
+    const ProgramResult result = Run(arguments);
+    EXPECT_EQ(result.exitCode, kDone);
+    EXPECT_EQ(result.output, output);
+    EXPECT_EQ(result.messages, "");
+  }
+  static void ExpectFailed(const std::vector<std::string>& arguments, int exitCode,
+                           const std::string& message) {
+    const ProgramResult result = Run(arguments);
+    EXPECT_EQ(result.exitCode, exitCode);
+    EXPECT_THAT(result.messages, HasSubstr(message));
+  }
+
+  TemporaryFolder folder_;
+};
+
+/// On Windows the program sees the real user hive: it gets a key of its own.
+class RegistryToolTest : public ToolTest {
+ protected:
+  RegistryToolTest()
+      : path_(L"Software\\orv tool test " + std::to_wstring(test::OwnProcessId())),
+        key_("HKCU\\" + WideToUtf8(path_)) {
+    test::SetVariable("ORV_REGISTRY_DIR", WideToUtf8(folder_.Name()));
+  }
+  ~RegistryToolTest() override {
+    DeleteRegistryTree(HKEY_CURRENT_USER, path_);
+    test::SetVariable("ORV_REGISTRY_DIR", {});
+  }
+
+  std::wstring path_;
+  std::string key_;
+};
+
+TEST_F(RegistryToolTest, SetsShowsAndDeletes) {
+  ExpectDone({"registry", "set", key_, "T\u00e9xt", "a \"b\" \\ \u20ac"}, "");
+  ExpectDone({"registry", "set", key_, "Number", "0x10", "--type", "REG_DWORD"}, "");
+  ExpectDone({"registry", "set", key_ + "\\Sub", "Bytes", "00fF", "--type", "REG_BINARY"}, "");
+  ExpectDone({"registry", "get", key_, "t\u00c9XT"}, "a \"b\" \\ \u20ac\n");
+  ExpectDone({"registry", "get", key_ + "\\sub", "Bytes"}, "00ff\n");
+  ExpectDone({"registry", "list", key_},
+             "NAME    TYPE       DATA\n"
+             "Sub\\    key\n"
+             "Number  REG_DWORD  16\n"
+             "T\u00e9xt    REG_SZ     a \"b\" \\ \u20ac\n");
+  ExpectDone({"registry", "get", key_, "Number", "--json"},
+             "{\n  \"name\": \"Number\",\n  \"type\": \"REG_DWORD\",\n  \"data\": 16\n}\n");
+  ExpectDone({"registry", "delete", key_, "Number"}, "");
+  ExpectFailed({"registry", "get", key_, "Number"}, kFindings, "there is none of that name");
+  ExpectDone({"registry", "delete", key_}, "");
+  ExpectFailed({"registry", "list", key_}, kFindings, "there is none of that name");
+}
+
+TEST_F(RegistryToolTest, RefusesWrongUse) {
+  ExpectFailed({"registry", "list", "HKXX\\a"}, kUsage, "\"HKXX\\a\" is no key");
+  ExpectFailed({"registry", "delete", "HKCU"}, kUsage, "a whole hive is not deleted");
+  ExpectFailed({"registry", "set", key_, "n", "-1x", "--type", "REG_DWORD"}, kUsage, "no number");
+  ExpectFailed({"registry", "set", key_, "n", "abc", "--type", "REG_BINARY"}, kUsage, "pairs");
+  ExpectFailed({"registry", "set", key_, "n", "x", "--type", "REG_LINK"}, kUsage, "REG_LINK");
+  ExpectFailed({"registry"}, kUsage, "subcommand");
+}
+
+TEST_F(RegistryToolTest, ExportsWhatItImports) {
+  const std::string file = WideToUtf8(folder_.Name(L"a.reg"));
+  ExpectDone({"registry", "set", key_ + "\\a\\b", "n", "text \u20ac"}, "");
+  ExpectDone({"registry", "set", key_ + "\\c", "", "1", "--type", "REG_DWORD"}, "");
+  const ProgramResult exported = Run({"registry", "export", key_});
+  EXPECT_EQ(exported.exitCode, kDone);
+  const std::string full = "[HKEY_CURRENT_USER\\" + WideToUtf8(path_);
+  EXPECT_EQ(exported.output, "Windows Registry Editor Version 5.00\r\n\r\n" + full + "]\r\n\r\n" +
+                                 full + "\\a]\r\n\r\n" + full + "\\a\\b]\r\n\"n\"=\"text \u20ac\"" +
+                                 "\r\n\r\n" + full + "\\c]\r\n@=dword:00000001\r\n\r\n");
+  ExpectDone({"registry", "export", key_, "-o", file}, "");
+  const std::string bytes = test::ReadBytes(folder_.path() / "a.reg");
+  EXPECT_EQ(bytes, "\xFF\xFE" + test::Utf16Bytes(Utf8ToWide(exported.output)));
+
+  for (const std::string& text : {bytes, exported.output, "\xEF\xBB\xBF" + exported.output}) {
+    ExpectDone({"registry", "delete", key_}, "");
+    test::WriteBytes(folder_.path() / "a.reg", text);
+    ExpectDone({"registry", "import", file}, "");
+    EXPECT_EQ(Run({"registry", "export", key_}).output, exported.output);
+  }
+  // One fault, and nothing is changed.
+  test::WriteBytes(folder_.path() / "a.reg",
+                   "Windows Registry Editor Version 5.00\n" + full + "\\new]\n@=1\n");
+  ExpectFailed({"registry", "import", file}, kFindings, "a.reg:3: the data is neither");
+  EXPECT_EQ(Run({"registry", "export", key_}).output, exported.output);
+  ExpectFailed({"registry", "import", file + "x"}, kUnreadable, "cannot read");
+}
+
+TEST_F(ToolTest, ShowsALogFilteredAsTextAndJson) {
+  test::WriteBytes(folder_.path() / "a.log", test::Utf16Bytes(kLog.substr(0, kLog.size() - 20)));
+  const std::string file = WideToUtf8(folder_.Name(L"a.log"));
+  ExpectDone({"log", "show", "--file", file},
+             "TIME          LEVEL  PROCESS  DLL    SOURCE   MESSAGE\n"
+             "14:07:09.042  error  p.exe    m.dll  Config   a\\ttab\n"
+             "14:07:09.043         p.exe           DevMode  no tag\n"
+             "14:07:10.000  trace  q.exe    m.dll           first\\nsecond\n");
+  ExpectDone({"log", "show", "--file", file, "--source", "devmode", "--process", "P.EXE"},
+             "TIME          LEVEL  PROCESS  DLL  SOURCE   MESSAGE\n"
+             "14:07:09.043         p.exe         DevMode  no tag\n");
+  ExpectDone({"log", "show", "--file", file, "--level", "warning,error", "--json"},
+             "[\n  {\n    \"time\": \"2024-03-05T14:07:09.042\",\n    \"level\": \"error\",\n"
+             "    \"process\": \"p.exe\",\n    \"dll\": \"m.dll\",\n    \"source\": \"Config\",\n"
+             "    \"message\": \"a\\u0009tab\"\n  }\n]\n");
+  ExpectFailed({"log", "show", "--file", file + "x"}, kUnreadable, "cannot read the log");
+  ExpectFailed({"log", "show", "--date", "5.3.2024"}, kUsage, "is no date");
+  ExpectFailed({"log", "show", "--level", "loud"}, kUsage, "loud");
+}
+
+TEST_F(ToolTest, TellsOfPrinters) {
+  test::SetVariable("ORV_REGISTRY_DIR", WideToUtf8(folder_.Name()));
+  ExpectFailed({"printers", "remove", "No such printer"}, kFindings,
+               "there is no printer of that name");
+  const ProgramResult listed = Run({"printers", "list", "--json"});
+  EXPECT_EQ(listed.exitCode, kDone);
+  EXPECT_TRUE(listed.output.starts_with("[") && listed.output.ends_with("]\n"));
+  test::SetVariable("ORV_REGISTRY_DIR", {});
+}
+
+}  // namespace
+}  // namespace orv::tool

@@ -1,0 +1,158 @@
+#include "tests/fixtures.h"
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <winspool.h>
+
+#include <string>
+
+#include "orv/platform/spooler.h"
+#include "orv/text/utf8.h"
+
+namespace orv::test {
+namespace {
+
+constexpr wchar_t kHivesVariable[] = L"ORV_TEST_HIVES";
+constexpr wchar_t kSpoolerKey[] = L"System\\CurrentControlSet\\Control\\Print";
+constexpr wchar_t kEnvironment[] = L"Windows x64";
+
+/// The key of the real user hive below which both scratch hives lie.
+std::wstring HivesKey() {
+  wchar_t name[128];
+  const DWORD length = GetEnvironmentVariableW(kHivesVariable, name, 128);
+  return {name, length};
+}
+
+/// Puts the scratch hives in the place of the real ones, for this process alone.
+void UseHives(const std::wstring& hives) {
+  RegistryKey user;
+  RegistryKey machine;
+  ASSERT_EQ(user.Create(HKEY_CURRENT_USER, hives + L"\\user"), ERROR_SUCCESS);
+  ASSERT_EQ(machine.Create(HKEY_CURRENT_USER, hives + L"\\machine"), ERROR_SUCCESS);
+  ASSERT_EQ(RegOverridePredefKey(HKEY_CURRENT_USER, user.get()), ERROR_SUCCESS);
+  ASSERT_EQ(RegOverridePredefKey(HKEY_LOCAL_MACHINE, machine.get()), ERROR_SUCCESS);
+}
+
+/// An argument as the runtime of the started program takes it apart again.
+std::wstring Quote(const std::string& argument) {
+  std::wstring quoted = L"\"";
+  std::size_t backslashes = 0;
+  for (const wchar_t unit : Utf8ToWide(argument)) {
+    // Backslashes before a quote are doubled, and the quote has one of its own.
+    if (unit == L'"') quoted.append(backslashes + 1, L'\\');
+    backslashes = unit == L'\\' ? backslashes + 1 : 0;
+    quoted += unit;
+  }
+  quoted.append(backslashes, L'\\');
+  return quoted + L'"';
+}
+
+HANDLE CreateOutput(const std::filesystem::path& path) {
+  SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+  return CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited, CREATE_ALWAYS,
+                     FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+}  // namespace
+
+ScratchRegistry::ScratchRegistry() {
+  const std::wstring hives = L"Software\\orv tests\\" + std::to_wstring(OwnProcessId());
+  SetEnvironmentVariableW(kHivesVariable, hives.c_str());
+  RegDeleteTreeW(HKEY_CURRENT_USER, hives.c_str());
+  RegistryKey copy;
+  EXPECT_EQ(copy.Create(HKEY_CURRENT_USER, hives + L"\\machine\\" + kSpoolerKey), ERROR_SUCCESS);
+  RegistryKey spooler;
+  EXPECT_EQ(spooler.Open(HKEY_LOCAL_MACHINE, kSpoolerKey, RegistryAccess::kRead), ERROR_SUCCESS);
+  EXPECT_EQ(RegCopyTreeW(spooler.get(), nullptr, copy.get()), ERROR_SUCCESS);
+  UseHives(hives);
+}
+
+ScratchRegistry::~ScratchRegistry() {
+  RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
+  RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
+  EXPECT_EQ(RegDeleteTreeW(HKEY_CURRENT_USER, HivesKey().c_str()), ERROR_SUCCESS);
+  // Goes once no other test program has a store.
+  RegDeleteKeyW(HKEY_CURRENT_USER, L"Software\\orv tests");
+  SetEnvironmentVariableW(kHivesVariable, nullptr);
+}
+
+void JoinScratchRegistry() {
+  if (const std::wstring hives = HivesKey(); !hives.empty()) UseHives(hives);
+}
+
+TestPrinter::TestPrinter(const std::wstring& name, const std::wstring& driver)
+    : name_(name), driver_(driver), handle_(nullptr) {
+  // A driver's files are looked for in the spooler's own folder.
+  wchar_t folder[MAX_PATH];
+  DWORD size = 0;
+  EXPECT_TRUE(GetPrinterDriverDirectoryW(nullptr, const_cast<wchar_t*>(kEnvironment), 1,
+                                         reinterpret_cast<BYTE*>(folder), sizeof folder, &size));
+  std::wstring file =
+      std::wstring(folder) + L"\\orv_test_" + std::to_wstring(OwnProcessId()) + L".dll";
+  CopyFileW(Utf8ToWide(ORV_TEST_DRIVER).c_str(), file.c_str(), FALSE);  // in use from the second on
+  std::wstring environment = kEnvironment;
+  DRIVER_INFO_3W info{};
+  info.cVersion = 3;
+  info.pName = driver_.data();
+  info.pEnvironment = environment.data();
+  info.pDriverPath = info.pDataFile = info.pConfigFile = file.data();
+  EXPECT_TRUE(AddPrinterDriverW(nullptr, 3, reinterpret_cast<BYTE*>(&info))) << GetLastError();
+  EXPECT_EQ(AddSpoolerPrinter(name_, driver_), ERROR_SUCCESS);
+  handle_ = OpenPrinterHandle(name_.c_str());
+  EXPECT_NE(handle_, nullptr);
+}
+
+TestPrinter::~TestPrinter() {
+  ClosePrinterHandle(handle_);
+  EXPECT_EQ(RemoveSpoolerPrinter(name_), ERROR_SUCCESS);
+  // Stays as long as another printer uses it.
+  DeletePrinterDriverW(nullptr, const_cast<wchar_t*>(kEnvironment), driver_.data());
+}
+
+ProgramResult RunProgram(const std::string& program, const std::vector<std::string>& arguments) {
+  const TemporaryFolder folder;
+  const std::filesystem::path output = folder.path() / "output";
+  const std::filesystem::path messages = folder.path() / "messages";
+  std::wstring command = Quote(program);
+  for (const std::string& argument : arguments) command += L' ' + Quote(argument);
+  STARTUPINFOW start{};
+  start.cb = sizeof start;
+  start.dwFlags = STARTF_USESTDHANDLES;
+  start.hStdOutput = CreateOutput(output);
+  start.hStdError = CreateOutput(messages);
+
+  ProgramResult result;
+  PROCESS_INFORMATION process{};
+  const BOOL isStarted = CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                                        nullptr, &start, &process);
+  EXPECT_TRUE(isStarted) << program;
+  if (isStarted) {
+    DWORD code = 0;
+    WaitForSingleObject(process.hProcess, INFINITE);
+    GetExitCodeProcess(process.hProcess, &code);
+    result.exitCode = static_cast<int>(code);
+    CloseHandle(process.hProcess);
+    CloseHandle(process.hThread);
+  }
+  CloseHandle(start.hStdOutput);
+  CloseHandle(start.hStdError);
+  result.output = ReadBytes(output);
+  result.messages = ReadBytes(messages);
+  return result;
+}
+
+std::wstring ReadResourceText(HINSTANCE resources, unsigned number) {
+  wchar_t text[256];
+  const int length = LoadStringW(resources, number, text, 256);
+  return {text, static_cast<std::size_t>(length)};
+}
+
+unsigned long OwnProcessId() { return GetCurrentProcessId(); }
+
+void SetVariable(const char* name, const std::string& text) {
+  SetEnvironmentVariableW(Utf8ToWide(name).c_str(),
+                          text.empty() ? nullptr : Utf8ToWide(text).c_str());
+}
+
+}  // namespace orv::test
