@@ -50,6 +50,11 @@ bool GetPrinterFacts(HANDLE printer, PrinterFacts* facts) {
 }
 
 LONG AddSpoolerPrinter(const std::wstring& name, const std::wstring& driver) {
+  // Not every spooler minds that there is one of that name.
+  if (const HANDLE existing = OpenPrinterHandle(name.c_str())) {
+    ClosePrinter(existing);
+    return ERROR_PRINTER_ALREADY_EXISTS;
+  }
   // The port that writes to a file is the one that every spooler has.
   std::wstring printerName = name;
   std::wstring driverName = driver;
