@@ -90,7 +90,33 @@ const Source* CopyAscii(const Source* at, const Source* end, RunWriter<Unit>* wr
   return at;
 }
 
+/// The character of more than one byte, or the maximal ill-formed piece, that begins at `start`.
+inline Utf8Character DecodeMultiByte(const char* start, const char* end) {
+  const auto byte = static_cast<std::uint8_t>(*start);
+  const Lead& lead = kLeadOf[byte];
+  // The bits of the lead byte below its length marker.
+  char32_t code = byte & (0x3Fu >> lead.length);
+  std::uint8_t low = lead.low;
+  std::uint8_t high = lead.high;
+  const char* at = start + 1;
+  for (unsigned missing = lead.length; missing > 0; --missing, ++at) {
+    const auto next = at != end ? static_cast<std::uint8_t>(*at) : std::uint8_t{0};
+    if (next < low || next > high) return {kReplacement, static_cast<std::size_t>(at - start)};
+    code = (code << 6) | (next & 0x3Fu);
+    low = 0x80;
+    high = 0xBF;
+  }
+  if (lead.length == 0) code = kReplacement;
+  return {code, static_cast<std::size_t>(at - start)};
+}
+
 }  // namespace
+
+Utf8Character DecodeUtf8Character(std::string_view bytes) {
+  const auto first = static_cast<std::uint8_t>(bytes[0]);
+  if (first < 0x80) return {first, 1};
+  return DecodeMultiByte(bytes.data(), bytes.data() + bytes.size());
+}
 
 std::wstring Utf8ToWide(std::string_view bytes) {
   std::wstring text;
@@ -102,34 +128,19 @@ std::wstring Utf8ToWide(std::string_view bytes) {
     at = CopyAscii(at, end, &writer);
     // One block unit by unit before the next look for plain blocks.
     for (std::size_t n = 0; n < kAsciiBlock && at != end; ++n) {
-      const auto byte = static_cast<std::uint8_t>(*at++);
+      const auto byte = static_cast<std::uint8_t>(*at);
       if (byte < 0x80) {
         writer.Put(byte);
+        ++at;
         continue;
       }
-      const Lead& lead = kLeadOf[byte];
-      // The bits of the lead byte below its length marker.
-      char32_t code = byte & (0x3Fu >> lead.length);
-      unsigned missing = lead.length;
-      std::uint8_t low = lead.low;
-      std::uint8_t high = lead.high;
-      while (missing > 0 && at != end) {
-        const auto next = static_cast<std::uint8_t>(*at);
-        if (next < low || next > high) break;
-        code = (code << 6) | (next & 0x3Fu);
-        low = 0x80;
-        high = 0xBF;
-        --missing;
-        ++at;
-      }
-      if (lead.length == 0 || missing > 0) {
-        // The bytes read so far are one maximal ill-formed piece; the next one starts anew.
-        writer.Put(kReplacement);
-      } else if (code < 0x10000) {
-        writer.Put(code);
+      const Utf8Character character = DecodeMultiByte(at, end);
+      at += character.length;
+      if (character.code < 0x10000) {
+        writer.Put(character.code);
       } else {
-        writer.Put(0xD800 + ((code - 0x10000) >> 10));
-        writer.Put(0xDC00 + ((code - 0x10000) & 0x3FF));
+        writer.Put(0xD800 + ((character.code - 0x10000) >> 10));
+        writer.Put(0xDC00 + ((character.code - 0x10000) & 0x3FF));
       }
     }
   }

@@ -12,6 +12,15 @@ namespace orv {
 /// one U+FFFD; a byte-order mark stays as U+FEFF. The same on every system.
 ORV_EXPORT std::wstring Utf8ToWide(std::string_view bytes);
 
+/// One character of UTF-8, or one maximal ill-formed piece, which counts as U+FFFD.
+struct Utf8Character {
+  char32_t code;
+  std::size_t length;  ///< bytes, at least 1
+};
+
+/// The character that the bytes, of which there is at least one, begin with.
+Utf8Character DecodeUtf8Character(std::string_view bytes);
+
 /// Encodes UTF-16 code units as UTF-8; an unpaired surrogate becomes U+FFFD.
 ORV_EXPORT std::string WideToUtf8(std::wstring_view text);
 

@@ -6,6 +6,7 @@
 #include "orv/xml/attributes.h"
 #include "orv/xml/elem_pos_array.h"
 #include "orv/xml/element_indexer.h"
+#include "orv/xml/file_stream.h"
 #include "orv/xml/markup.h"
 #include "orv/xml/names.h"
 #include "orv/xml/saved_positions.h"
@@ -270,8 +271,12 @@ bool CMarkup::x_CanEdit(int iPos) const {
   return element.StartTagLength() > 2 && m_strDoc[element.ContentStart() - 1] == L'>';
 }
 
-/// Whether markup may be added; makes ready for it.
-bool CMarkup::x_BeginAdd() { return (m_nDocFlags & DOC_READFILE) == 0; }
+/// Whether markup may be added; makes room for it in a file being written.
+bool CMarkup::x_BeginAdd() {
+  if ((m_nDocFlags & DOC_READFILE) != 0) return false;
+  const bool isFull = x_IsWriting() && m_strDoc.size() > orv::kStreamPart;
+  return !isFull || x_WriteOut();
+}
 
 /// Finds where new markup goes; false when there is no position for it.
 bool CMarkup::x_FindPlace(int nFlags, InsertPlace* place) const {
@@ -491,7 +496,7 @@ bool CMarkup::SetChildData(MCD_CSTR szValue, int nFlags) {
 }
 
 bool CMarkup::x_SetData(int iPos, MCD_CSTR szValue, int nFlags) {
-  if (!x_CanEdit(iPos)) return false;
+  if (x_HasFile() || !x_CanEdit(iPos)) return false;
   const bool asCData = (nFlags & ADD_CDATA) != 0 && !szValue.IsEmpty();
   x_SetContent(iPos, asCData ? x_EncodeCDATASection(szValue.view())
                              : EscapeText(szValue, nFlags & ADD_KEEPREFS));
@@ -499,7 +504,7 @@ bool CMarkup::x_SetData(int iPos, MCD_CSTR szValue, int nFlags) {
 }
 
 bool CMarkup::SetElemContent(MCD_CSTR szContent) {
-  if (!x_IsElement() || !x_CanEdit(m_iPos)) return false;
+  if (x_HasFile() || !x_IsElement() || !x_CanEdit(m_iPos)) return false;
   CMarkup content;
   content.SetDocFlags(m_nDocFlags);
   content.SetDoc(szContent.c_str());

@@ -14,6 +14,10 @@ enum ElemFlags : std::uint32_t {
   ELEM_ILLFORMED = 0x800000,  ///< on the record a parse ran under: something was wrong
 };
 
+/// The start tag's length of an open element whose start tag is in a file already; no tag is so
+/// short.
+inline constexpr std::uint32_t kWrittenTag = 1;
+
 /// Where an element lies in the text and among the others. Indices name records; 0 is none.
 struct ElemPos {
   static constexpr std::uint32_t kLevelMask = 0xFFFF;

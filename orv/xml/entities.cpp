@@ -1,21 +1,13 @@
 #include "orv/xml/entities.h"
 
-#include <array>
-#include <cstddef>
-
-#include "orv/xml/names.h"
+#include "orv/xml/name_buckets.h"
 
 namespace orv {
 namespace {
 
-struct NamedEntity {
-  int code;
-  std::wstring_view name;
-};
-
 /// The character entities of HTML 4 and the five of XML, in the order of their names' units: of two
 /// names that differ in case alone the upper-case one stands first.
-constexpr NamedEntity kEntities[] = {
+constexpr auto kEntities = std::to_array<NamedValue>({
     {198, L"AElig"},    {193, L"Aacute"},  {194, L"Acirc"},   {192, L"Agrave"},  {913, L"Alpha"},
     {197, L"Aring"},    {195, L"Atilde"},  {196, L"Auml"},    {914, L"Beta"},    {199, L"Ccedil"},
     {935, L"Chi"},      {8225, L"Dagger"}, {916, L"Delta"},   {208, L"ETH"},     {201, L"Eacute"},
@@ -67,72 +59,17 @@ constexpr NamedEntity kEntities[] = {
     {249, L"ugrave"},   {168, L"uml"},     {978, L"upsih"},   {965, L"upsilon"}, {252, L"uuml"},
     {8472, L"weierp"},  {958, L"xi"},      {253, L"yacute"},  {165, L"yen"},     {255, L"yuml"},
     {950, L"zeta"},     {8205, L"zwj"},    {8204, L"zwnj"},
-};
+});
 
-constexpr int kBuckets = 130;
+template <std::size_t kSize>
+using EntityTable = NameBuckets<130, 1, 4, kSize>;
 
-constexpr int BucketOf(std::wstring_view name) {
-  int sum = 0;
-  for (const wchar_t unit : name) sum += ToLowerAscii(unit);
-  return sum % kBuckets;
-}
-
-/// The room that all buckets take: digits and name of each entry, and each bucket's zero.
-constexpr std::size_t kTableSize = [] {
-  std::size_t size = kBuckets;
-  for (const NamedEntity& entity : kEntities) size += 5 + entity.name.size();
-  return size;
-}();
-
-struct BucketTable {
-  std::array<wchar_t, kTableSize> text{};
-  std::array<unsigned short, kBuckets> start{};
-};
-
-/// Lays the entries out: the length of the name as one digit, the code point as four, the name in
-/// lower case.
-constexpr BucketTable kTable = [] {
-  constexpr std::size_t kCount = std::size(kEntities);
-  std::array<int, kCount> buckets{};
-  for (std::size_t i = 0; i < kCount; ++i) buckets[i] = BucketOf(kEntities[i].name);
-
-  BucketTable table;
-  std::size_t at = 0;
-  for (int bucket = 0; bucket < kBuckets; ++bucket) {
-    table.start[bucket] = static_cast<unsigned short>(at);
-    for (std::size_t i = 0; i < kCount; ++i) {
-      if (buckets[i] != bucket) continue;
-      const NamedEntity& entity = kEntities[i];
-      table.text[at++] = static_cast<wchar_t>(L'0' + entity.name.size());
-      for (int unit = 1000; unit > 0; unit /= 10) {
-        table.text[at++] = static_cast<wchar_t>(L'0' + entity.code / unit % 10);
-      }
-      for (const wchar_t unit : entity.name) table.text[at++] = ToLowerAscii(unit);
-    }
-    table.text[at++] = 0;
-  }
-  return table;
-}();
+constexpr EntityTable<EntityTable<1>::SizeFor(kEntities)> kTable(kEntities);
 
 }  // namespace
 
-const wchar_t* EntityBucket(int bucket) { return kTable.text.data() + kTable.start[bucket]; }
+const wchar_t* EntityBucket(int bucket) { return kTable.Bucket(bucket); }
 
-int FindEntity(std::wstring_view lowerName) {
-  const wchar_t* entry = EntityBucket(BucketOf(lowerName));
-  while (*entry != 0) {
-    const std::size_t length = *entry - L'0';
-    const wchar_t* name = entry + 5;
-    if (lowerName == std::wstring_view(name, length)) {
-      int code = 0;
-      for (const wchar_t* digit = entry + 1; digit < name; ++digit) {
-        code = code * 10 + (*digit - L'0');
-      }
-      return code;
-    }
-    entry = name + length;
-  }
-  return -1;
-}
+int FindEntity(std::wstring_view lowerName) { return kTable.Find(lowerName); }
 
 }  // namespace orv

@@ -5,6 +5,7 @@
 
 #include "orv/xml/elem_pos_array.h"
 #include "orv/xml/element_indexer.h"
+#include "orv/xml/file_stream.h"
 #include "orv/xml/result.h"
 #include "orv/xml/saved_positions.h"
 

@@ -9,10 +9,12 @@
 
 namespace orv {
 class ElemPosArray;
+class FileStream;
 class MarkupReader;
 class SavedPositions;
 struct Attribute;
 struct ElemPos;
+struct NodePos;
 struct TokenPos;
 }  // namespace orv
 
@@ -51,10 +53,13 @@ class ORV_EXPORT CMarkup {
  public:
   /// Document flags, see `SetDocFlags`.
   enum : int {
-    DOC_IGNORECASE = 8,              ///< names match without regard to ASCII case; on by default
-    DOC_READFILE = 16,               ///< a file is being read in parts (`Open`)
-    DOC_WRITEFILE = 32,              ///< a file is being written in parts (`Open`)
-    DOC_APPENDFILE = 64,             ///< … after what it held
+    DOC_UTF16LEFILE = 1,  ///< files are UTF-16, low byte first; set by `Load`, followed by `Save`
+    DOC_UTF16BEFILE = 2,  ///< … high byte first
+    DOC_UTF8MARK = 4,     ///< UTF-8 files have a byte-order mark
+    DOC_IGNORECASE = 8,   ///< names match without regard to ASCII case; on by default
+    DOC_READFILE = 16,    ///< a file is being read in parts (`Open`)
+    DOC_WRITEFILE = 32,   ///< a file is being written in parts (`Open`)
+    DOC_APPENDFILE = 64,  ///< … after what it held
     DOC_TRIMWHITESPACE = 0x100,      ///< values are read without white space around them
     DOC_COLLAPSEWHITESPACE = 0x200,  ///< … and with every inner run of white space as one space
   };
@@ -170,7 +175,7 @@ class ORV_EXPORT CMarkup {
 
   /// The data of the main (child) element or node: its text, references decoded, and the text of
   /// its CDATA sections. Empty for an element that holds elements.
-  std::wstring GetData() const;
+  std::wstring GetData();
   std::wstring GetChildData() const;
   /// The markup between the main element's start tag and its end tag, as it stands.
   std::wstring GetElemContent() const;
@@ -316,9 +321,81 @@ class ORV_EXPORT CMarkup {
   /// Escapes the signs of markup in a text; of the flags `ADD_KEEPREFS` and `ESC_ATTRIB` count.
   static std::wstring EscapeText(MCD_CSTR szText, int nFlags = 0);
 
-  /// Writes a code point as one or two UTF-16 units and their number to `nUTF16Len`. `pwszUTF16`
-  /// has room for two units; when it is null, only the number is given.
+  /// Characters. Decoding moves the pointer behind the character and gives its code point, U+FFFD
+  /// for ill-formed input, 0 at the end; a null end means up to the terminating zero. Encoding
+  /// writes up to four bytes or two units and gives their number; with a null target only that.
+  static int DecodeCharUTF8(const char*& pszUTF8, const char* pszUTF8End = nullptr);
+  static void EncodeCharUTF8(int nUChar, char* pszUTF8, int& nUTF8Len);
+  static int DecodeCharUTF16(const wchar_t*& pszUTF16, const wchar_t* pszUTF16End = nullptr);
   static void EncodeCharUTF16(int nUChar, wchar_t* pwszUTF16, int& nUTF16Len);
+
+  /// Converts a zero-terminated text; returns the bytes written, without a terminator, or needed
+  /// when the target is null. `nUTF8Count` is the room of the target: what does not fit is left
+  /// out, never half a character.
+  static int UTF16To8(char* pszUTF8, const wchar_t* pwszUTF16, int nUTF8Count);
+  /// Converts up to `nUTF8Count` bytes, or up to a zero; returns the units written, or needed when
+  /// the target is null. A target of as many units as there are bytes is always large enough.
+  static int UTF8To16(wchar_t* pwszUTF16, const char* pszUTF8, int nUTF8Count);
+
+  /// Whether bytes, up to a zero, could be UTF-8, overlong forms included. The outputs, which may
+  /// be null, get the number of lead bytes beyond ASCII (up to the first fault), and whether the
+  /// only fault is a sequence that the end cuts off.
+  static bool DetectUTF8(const char* pText, int nTextLen, int* pnNonASCII = nullptr,
+                         bool* pbErrorAtEnd = nullptr);
+
+  /// The Windows code page of an encoding's name: 0 for an empty name, -1 for an unknown one.
+  static int GetEncodingCodePage(MCD_CSTR szEncoding);
+  /// The encoding that a document says it is in: in its XML declaration, or the "Content-Type" of
+  /// an HTML head. Empty when it says none.
+  static std::wstring GetDeclaredEncoding(MCD_CSTR szDoc);
+
+  /// Base64: a leading line break (CR LF), lines of 64 characters, each ended by one; a short last
+  /// line has none unless it is padded, which callers rely on.
+  static std::wstring EncodeBase64(const unsigned char* pBuffer, int nBufferLen);
+  /// Decodes Base64 and returns the bytes written. Line breaks are skipped, other strange
+  /// characters count as some value. Stops at a group that the buffer has no room for and at a
+  /// group that is not complete. With a size of 0 returns a size that is enough.
+  static int DecodeBase64(const std::wstring& strBase64, unsigned char* pBuffer, int nBufferLen);
+
+  /// Reads a whole file as text: by its byte-order mark, as UTF-16 or UTF-32 by its first bytes, in
+  /// the encoding that it declares, as UTF-8, or in the system's narrow encoding. The result
+  /// record, when asked for, says what was done; the flags take over the form of the file. The
+  /// variant (0 or 1) makes no difference: both use the system's own files. False, the text
+  /// untouched, when the file cannot be read.
+  static bool ReadTextFile(int nVariant, MCD_CSTR szFile, std::wstring& strDoc,
+                           std::wstring* pstrResult = nullptr, int* pnDocFlags = nullptr);
+  /// Writes a text as a file: as UTF-16 or with a mark if the flags say so, else in the encoding
+  /// that it declares, else as UTF-8. The file is replaced when it is complete: a failure leaves
+  /// the old one whole.
+  static bool WriteTextFile(int nVariant, MCD_CSTR szFile, const std::wstring& strDoc,
+                            std::wstring* pstrResult = nullptr, int* pnDocFlags = nullptr);
+
+  /// `ReadTextFile` and `SetDoc`; true when the document is well formed. The result record tells of
+  /// the file, then of the parse. A file that cannot be read leaves the document as it was.
+  bool Load(MCD_CSTR szFile) { return x_Load(0, szFile); }
+  bool LoadWIN(MCD_CSTR szFile) { return x_Load(1, szFile); }
+  /// `WriteTextFile` of the document; the result record tells of it.
+  bool Save(MCD_CSTR szFile) { return x_Save(0, szFile); }
+  bool SaveWIN(MCD_CSTR szFile) { return x_Save(1, szFile); }
+
+  /// Opens a file to be read or written in parts, so that its size does not matter to memory; the
+  /// document is emptied first. `nFlags` is one of `DOC_READFILE`, `DOC_WRITEFILE` and
+  /// `DOC_APPENDFILE`. False, with a "file_error" in the result record, when it cannot be opened.
+  ///
+  /// Reading goes onward only: `FindElem`, `FindNode`, `IntoElem`, `OutOfElem` and `GetData` move
+  /// through the file, and what they pass cannot be seen again, also when they find nothing. The
+  /// start tags of the current element and of those around it stay at hand.
+  ///
+  /// Writing goes onward too: `AddElem`, `AddSubDoc` and `AddNode` add behind what is there,
+  /// `IntoElem` and `OutOfElem` change the level, and the start tag of an element can take
+  /// attributes until something is added after it. A written file takes the place of the old one in
+  /// `Close`; an appended one grows in place.
+  bool Open(MCD_CSTR szFile, int nFlags);
+  /// Hands what is complete of a file being written to the system; false when that fails.
+  bool Flush();
+  /// Ends the file and empties the document; the result record tells what was read or written.
+  /// False when no file was open or it could not be written whole.
+  bool Close();
 
  private:
   friend class orv::MarkupReader;
@@ -334,6 +411,8 @@ class ORV_EXPORT CMarkup {
   int x_GetParent(int iPos) const;
   void x_SetPos(int iPosParent, int iPos, int iPosChild);
   bool x_HasFile() const { return (m_nDocFlags & (DOC_READFILE | DOC_WRITEFILE)) != 0; }
+  bool x_IsReading() const;
+  bool x_IsWriting() const;
   bool x_IsElement() const { return m_iPos != 0 && m_nNodeType == NODE_ELEMENT; }
   bool x_IsOtherNode() const { return m_nNodeType > NODE_ELEMENT; }
   int x_FindElem(int iPosParent, int iPos, MCD_CSTR szPath) const;
@@ -344,11 +423,24 @@ class ORV_EXPORT CMarkup {
   std::wstring_view x_NodeData() const;
   std::wstring x_MixedData(std::wstring_view content) const;
   std::wstring x_GetData(int iPos) const;
+  std::wstring x_GetMainData() const;
   std::wstring x_GetSubDoc(int iPos) const;
   std::wstring x_Unescape(std::wstring_view text) const;
   bool x_AttribPlace(bool bChild, std::wstring_view* text, std::size_t* nameStart) const;
   bool x_FindAttrib(bool bChild, std::wstring_view name, orv::Attribute* attribute) const;
   std::wstring x_GetPath(int iPos) const;
+
+  bool x_Load(int nVariant, MCD_CSTR szFile);
+  bool x_Save(int nVariant, MCD_CSTR szFile);
+  bool x_ReadMore(int* at);
+  int x_ReadNode(orv::NodePos& node, int* at);
+  bool x_ReadPast(std::wstring strName);
+  bool x_EndsOpenElem(std::wstring_view name) const;
+  int x_ReadTo(int nTypes, MCD_CSTR szPath);
+  void x_ReadOut();
+  std::wstring x_ReadData();
+  bool x_WriteOut();
+  bool x_FinishWriting();
 
   struct InsertPlace;
   bool x_AddElem(MCD_CSTR szName, MCD_CSTR szValue, int nFlags);
@@ -395,6 +487,7 @@ class ORV_EXPORT CMarkup {
   int m_nNodeOffset = 0;
   int m_nNodeLength = 0;
   int m_nDocFlags = DOC_IGNORECASE;
+  std::unique_ptr<orv::FileStream> m_pFileStream;
   std::unique_ptr<orv::SavedPositions> m_pSavedPositions;
   std::unique_ptr<orv::ElemPosArray> m_pElements;
 };

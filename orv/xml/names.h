@@ -84,6 +84,17 @@ constexpr bool NameInMarkupIs(const wchar_t* name, const wchar_t* path, bool ign
   }
 }
 
+/// Whether a path can be searched for: it does not begin with `/`, and the predicate that may
+/// follow its first name is a position (from 1), an attribute test or a name.
+constexpr bool IsUsablePath(const wchar_t* path) {
+  if (*path == L'/') return false;
+  while (!EndsPathName(*path)) ++path;
+  if (*path != L'[') return true;
+  ++path;
+  if (*path == L'@') return IsNameStart(path[1]);
+  return (*path >= L'1' && *path <= L'9') || IsNameStart(*path);
+}
+
 /// Whether two whole names are the same.
 constexpr bool SameName(std::wstring_view a, std::wstring_view b, bool ignoreCase) {
   return a.size() == b.size() && CommonPrefix(a, b.data(), ignoreCase) == a.size();

@@ -2,26 +2,13 @@
 
 #include "orv/text/format.h"
 #include "orv/xml/elem_pos_array.h"
+#include "orv/xml/file_stream.h"
 #include "orv/xml/markup.h"
 #include "orv/xml/names.h"
 #include "orv/xml/saved_positions.h"
 #include "orv/xml/scanner.h"
 
 using orv::ElemPos;
-
-namespace {
-
-/// Whether the predicate that may follow a path's first name is a position, an attribute test or a
-/// name. Positions begin with 1 to 9.
-bool HasGoodPredicate(const wchar_t* path) {
-  while (!orv::EndsPathName(*path)) ++path;
-  if (*path != L'[') return true;
-  ++path;
-  if (*path == L'@') return orv::IsNameStart(path[1]);
-  return (*path >= L'1' && *path <= L'9') || orv::IsNameStart(*path);
-}
-
-}  // namespace
 
 void CMarkup::x_SetPos(int iPosParent, int iPos, int iPosChild) {
   m_iPosParent = iPosParent;
@@ -42,7 +29,7 @@ void CMarkup::ResetChildPos() { x_SetPos(m_iPosParent, m_iPos, 0); }
 /// `iPos` is 0; 0 when there is none.
 int CMarkup::x_FindElem(int iPosParent, int iPos, MCD_CSTR szPath) const {
   const wchar_t* path = szPath.c_str();
-  if (*path == L'/' || !HasGoodPredicate(path)) return 0;
+  if (!orv::IsUsablePath(path)) return 0;
   const bool ignoreCase = (m_nDocFlags & DOC_IGNORECASE) != 0;
   std::uint32_t found = iPos != 0 ? x_Elem(iPos).next : x_Elem(iPosParent).child;
   if (*path != 0) {
@@ -58,6 +45,7 @@ int CMarkup::x_FindElem(int iPosParent, int iPos, MCD_CSTR szPath) const {
 
 bool CMarkup::FindElem(MCD_CSTR szName) {
   if ((m_nDocFlags & DOC_WRITEFILE) != 0 || m_pElements->Capacity() == 0) return false;
+  if (x_IsReading()) return x_ReadTo(NODE_ELEMENT, szName) != NODE_NONE;
   const int found = x_FindElem(m_iPosParent, m_iPos, szName);
   if (found == 0) return false;
   x_SetPos(x_GetParent(found), found, 0);
@@ -78,11 +66,13 @@ bool CMarkup::FindChildElem(MCD_CSTR szName) {
 bool CMarkup::IntoElem() {
   if (!x_IsElement()) return false;
   x_SetPos(m_iPos, m_iPosChild, 0);
+  if (x_IsReading()) m_pFileStream->EnterElement();
   return true;
 }
 
 bool CMarkup::OutOfElem() {
   if (m_iPosParent == 0) return false;
+  if (x_IsReading()) x_ReadOut();
   const int main = m_iPosParent;
   x_SetPos(x_GetParent(main), main, m_iPos);
   return true;
@@ -90,6 +80,7 @@ bool CMarkup::OutOfElem() {
 
 int CMarkup::FindNode(int nType) {
   if ((m_nDocFlags & DOC_WRITEFILE) != 0 || m_pElements->Capacity() == 0) return NODE_NONE;
+  if (x_IsReading()) return x_ReadTo(nType, nullptr);
   const ElemPos& parent = x_Elem(m_iPosParent);
   const int end = static_cast<int>(parent.ContentEnd());
   int at = static_cast<int>(parent.ContentStart());

@@ -35,6 +35,10 @@ orv::TokenPos CMarkup::x_TokenAt(int nStart, int nEnd) const {
 }
 
 std::wstring_view CMarkup::x_GetTagName(int iPos) const {
+  // The start tag of an element that is being written may be gone; its end tag stays.
+  if (x_Elem(iPos).StartTagLength() == orv::kWrittenTag) {
+    return orv::TagNameAt(m_strDoc, x_ContentEnd(iPos) + 2);
+  }
   return orv::TagNameAt(m_strDoc, x_Elem(iPos).start + 1);
 }
 
@@ -175,7 +179,11 @@ std::wstring CMarkup::x_GetData(int iPos) const {
   return content.find(L'<') == content.npos ? x_Unescape(content) : x_MixedData(content);
 }
 
-std::wstring CMarkup::GetData() const {
+std::wstring CMarkup::GetData() {
+  return x_IsReading() && x_IsElement() ? x_ReadData() : x_GetMainData();
+}
+
+std::wstring CMarkup::x_GetMainData() const {
   if (x_IsElement()) return x_GetData(m_iPos);
   const bool isText = m_nNodeType == NODE_TEXT || m_nNodeType == NODE_WHITESPACE;
   return isText ? x_Unescape(x_NodeData()) : std::wstring(x_NodeData());
@@ -228,18 +236,6 @@ int CMarkup::GetContentOffset() const {
   return static_cast<int>(x_Elem(m_iPos).ContentStart());
 }
 
-void CMarkup::EncodeCharUTF16(int nUChar, wchar_t* pwszUTF16, int& nUTF16Len) {
-  const bool isPair = nUChar > 0xFFFF;
-  nUTF16Len = isPair ? 2 : 1;
-  if (pwszUTF16 == nullptr) return;
-  if (isPair) {
-    pwszUTF16[0] = static_cast<wchar_t>(0xD800 | (nUChar - 0x10000) >> 10);
-    pwszUTF16[1] = static_cast<wchar_t>(0xDC00 | (nUChar & 0x3FF));
-  } else {
-    pwszUTF16[0] = static_cast<wchar_t>(nUChar);
-  }
-}
-
 namespace orv {
 namespace {
 
@@ -269,7 +265,7 @@ std::wstring_view MarkupReader::Data(std::wstring* buffer) const {
       return content;
     }
   }
-  return *buffer = doc_.GetData();
+  return *buffer = doc_.x_GetMainData();
 }
 
 int MarkupReader::RecordCount() const { return doc_.m_iPosFree; }

@@ -14,15 +14,16 @@ namespace {
 class NodeScanner {
  public:
   NodeScanner(const TokenPos& token, NodePos& node)
-      : text_(token.text, token.length), start_(token.next), node_(node) {
+      : text_(token.text, token.length), start_(token.next), passed_(token.passed), node_(node) {
     node_.start = token.next;
     node_.flags = 0;
+    node_.hitEnd = false;
     node_.result.clear();
   }
 
   void Scan() {
     if (start_ >= text_.size()) {
-      hitEnd_ = true;
+      node_.hitEnd = true;
       Finish(kScanEnd, start_);
     } else if (text_[start_] != L'<') {
       ScanText();
@@ -45,11 +46,10 @@ class NodeScanner {
     }
   }
 
-  /// Whether the node runs to the end of the text, so that more text could change it.
-  bool HitEnd() const { return hitEnd_; }
-
  private:
   static constexpr std::size_t npos = std::wstring_view::npos;
+
+  int Offset(std::size_t place) const { return passed_ + static_cast<int>(place); }
 
   void Finish(int type, std::size_t end) {
     node_.type = type;
@@ -65,15 +65,14 @@ class NodeScanner {
 
   /// The text ends inside a construct that began at `start_`.
   void Unterminated(const wchar_t* typeName) {
-    hitEnd_ = true;
-    AddResult(node_.result, L"unterminated_tag_syntax", typeName, kResultType,
-              static_cast<int>(start_));
+    node_.hitEnd = true;
+    AddResult(node_.result, L"unterminated_tag_syntax", typeName, kResultType, Offset(start_));
     Finish(kScanError, text_.size());
   }
 
   /// The construct is wrong from `wrong` on; it lasts to the next `>`, which `wrong` itself may be.
   void Faulty(const wchar_t* entry, std::size_t wrong) {
-    AddResult(node_.result, entry, nullptr, 0, static_cast<int>(start_));
+    AddResult(node_.result, entry, nullptr, 0, Offset(start_));
     FinishAt(L">", wrong, kScanError, L"tag");
   }
 
@@ -83,7 +82,7 @@ class NodeScanner {
     const bool blank = end == text_.size() || text_[end] == L'<';
     if (!blank) end = text_.find(L'<', end);
     if (end == npos) end = text_.size();
-    hitEnd_ = end == text_.size();
+    node_.hitEnd = end == text_.size();
     Finish(blank ? CMarkup::NODE_WHITESPACE : CMarkup::NODE_TEXT, end);
   }
 
@@ -156,7 +155,7 @@ class NodeScanner {
       const wchar_t letter = ToUpperAscii(rest[2]);
       const bool known = rest[2] == L'A' || rest[2] == L'E' || rest[2] == L'N';
       if (letter >= L'A' && letter <= L'Z' && !known) {
-        AddResult(node_.result, L"doctype_tag_syntax", nullptr, 0, static_cast<int>(open));
+        AddResult(node_.result, L"doctype_tag_syntax", nullptr, 0, Offset(open));
         *type = kScanError;
       }
     }
@@ -171,8 +170,8 @@ class NodeScanner {
 
   std::wstring_view text_;
   std::size_t start_;
+  int passed_;
   NodePos& node_;
-  bool hitEnd_ = false;
 };
 
 }  // namespace

@@ -6,8 +6,6 @@
 
 namespace orv {
 
-class FileStream;
-
 /// What the scanner finds besides the node types of `CMarkup`.
 enum ScanResult : int {
   kScanEndTag = 0,
@@ -21,9 +19,9 @@ struct TokenPos {
   int end = -1;   ///< its last unit, -1 for none
   int next = 0;   ///< where the next node begins
   const wchar_t* text = nullptr;
-  int flags = 0;                 ///< the document's flags
-  FileStream* reader = nullptr;  ///< who gives more text at its end; null without a file
-  int length = 0;                ///< of the text, which may hold zero units
+  int flags = 0;   ///< the document's flags
+  int length = 0;  ///< of the text, which may hold zero units
+  int passed = 0;  ///< units of a file in front of the text; entries count from the file's start
 };
 
 /// What the scanner found.
@@ -32,6 +30,7 @@ struct NodePos {
   int start = 0;
   int length = 0;
   int flags = 0;        ///< `ELEM_EMPTY` or 0
+  bool hitEnd = false;  ///< the node runs to the end of the text: more text could change it
   std::wstring result;  ///< the result entries of syntax errors, for `kScanError`
 };
 

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace orv {
+
+/// A file that takes the place of another only when it is complete. Until then it has a name of its
+/// own beside it, and whatever goes wrong leaves the old file as it was.
+class NewFile {
+ public:
+  NewFile() = default;
+  NewFile(const NewFile&) = delete;
+  NewFile& operator=(const NewFile&) = delete;
+  /// Drops what was written unless it was committed.
+  ~NewFile();
+
+  /// Begins to write what will be the file `path`.
+  bool Open(const std::wstring& path);
+  bool IsOpen() const { return handle_ != nullptr; }
+  bool Write(std::string_view bytes);
+  /// Brings what was written to the disk and puts it in the place of the old file, whose access
+  /// rights it takes over on Linux; a symbolic link there stays and its target is replaced.
+  bool Commit();
+
+ private:
+  void* handle_ = nullptr;  ///< the system's file, null when closed
+  std::wstring path_;
+  std::wstring temporaryPath_;
+};
+
+}  // namespace orv

@@ -1,0 +1,77 @@
+#include "orv/platform/new_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+#include "orv/platform/files.h"
+
+namespace orv {
+namespace {
+
+/// A descriptor is kept as itself plus one, so that no file is null and descriptor 0 is one.
+void* ToHandle(int descriptor) { return reinterpret_cast<void*>(std::intptr_t{descriptor} + 1); }
+int ToDescriptor(void* handle) {
+  return static_cast<int>(reinterpret_cast<std::intptr_t>(handle) - 1);
+}
+
+/// The rights of a file that does not exist yet.
+mode_t NewFileMode() {
+  const mode_t mask = umask(0);
+  umask(mask);
+  return 0666 & ~mask;
+}
+
+}  // namespace
+
+NewFile::~NewFile() {
+  if (handle_ == nullptr) return;
+  close(ToDescriptor(handle_));
+  unlink(ToPath(temporaryPath_).c_str());
+}
+
+bool NewFile::Open(const std::wstring& path) {
+  std::error_code error;
+  const std::filesystem::path target = std::filesystem::canonical(ToPath(path), error);
+  path_ = error ? path : FromPath(target);
+  struct stat status {};
+  const bool exists = stat(ToPath(path_).c_str(), &status) == 0;
+  if (exists && !S_ISREG(status.st_mode)) return false;
+
+  std::string name = ToPath(path_).native() + ".XXXXXX";
+  const int file = mkostemp(name.data(), O_CLOEXEC);
+  if (file < 0) return false;
+  handle_ = ToHandle(file);
+  temporaryPath_ = FromPath(name);
+  return fchmod(file, exists ? status.st_mode & 07777 : NewFileMode()) == 0;
+}
+
+bool NewFile::Write(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(ToDescriptor(handle_), bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+bool NewFile::Commit() {
+  const int file = ToDescriptor(handle_);
+  const std::filesystem::path temporary = ToPath(temporaryPath_);
+  const bool isWritten = fsync(file) == 0;
+  const bool isClosed = close(file) == 0;
+  handle_ = nullptr;
+  if (isWritten && isClosed && std::rename(temporary.c_str(), ToPath(path_).c_str()) == 0) {
+    return true;
+  }
+  unlink(temporary.c_str());
+  return false;
+}
+
+}  // namespace orv

@@ -1,0 +1,129 @@
+#include "orv/xml/text_files.h"
+
+#include <fstream>
+#include <limits>
+
+#include "orv/platform/files.h"
+#include "orv/platform/new_file.h"
+#include "orv/xml/markup.h"
+#include "orv/xml/result.h"
+
+namespace orv {
+namespace {
+
+constexpr wchar_t kTextName[] = L"UTF-16";
+
+/// Lengths beyond what an entry holds are given as the most that it does.
+int ToEntryNumber(std::uint64_t number) {
+  constexpr std::uint64_t kMost = std::numeric_limits<int>::max();
+  return static_cast<int>(std::min(number, kMost));
+}
+
+bool ReadBytes(const std::wstring& file, std::string* bytes) {
+  std::ifstream stream(ToPath(file), std::ios::binary | std::ios::ate);
+  if (!stream) return false;
+  const std::streamoff size = stream.tellg();
+  if (size < 0 || size > std::numeric_limits<int>::max()) return false;
+  bytes->resize(static_cast<std::size_t>(size));
+  stream.seekg(0);
+  return static_cast<bool>(stream.read(bytes->data(), size));
+}
+
+}  // namespace
+
+void ReportRead(const TextDecoder& decoder, std::uint64_t length, std::wstring* result) {
+  const TextEncoding& encoding = decoder.Encoding();
+  const auto add = [result](const wchar_t* name) { AddResult(*result, name, nullptr, 0); };
+  if (encoding.hasMark) add(L"bom");
+  AddResult(*result, L"read", encoding.name.c_str(), kResultEncoding | kResultLength,
+            ToEntryNumber(length));
+  if (encoding.form != TextForm::kUtf16) {
+    AddResult(*result, L"converted_to", kTextName, kResultEncoding);
+  }
+  if (encoding.isBigEndian) add(L"endian_swap");
+  if (decoder.NullsRemoved() > 0) {
+    AddResult(*result, L"nulls_removed", nullptr, kResultCount, decoder.NullsRemoved());
+  }
+  if (decoder.HasLost()) add(L"conversion_loss");
+  if (encoding.isDetected) add(L"utf8_detection");
+  if (decoder.IsTruncated()) {
+    AddResult(*result, L"truncation_error", encoding.name.c_str(), kResultEncoding);
+  }
+}
+
+void ReportWrite(const TextEncoder& encoder, std::uint64_t length, std::wstring* result) {
+  const TextEncoding& encoding = encoder.Encoding();
+  const auto add = [result](const wchar_t* name) { AddResult(*result, name, nullptr, 0); };
+  if (encoding.form != TextForm::kUtf16) {
+    AddResult(*result, L"converted_from", kTextName, kResultEncoding);
+  }
+  if (encoding.hasMark) add(L"bom");
+  AddResult(*result, L"write", encoding.name.c_str(), kResultEncoding | kResultLength,
+            ToEntryNumber(length));
+  if (encoding.isBigEndian) add(L"endian_swap");
+  if (encoder.HasLost()) add(L"conversion_loss");
+}
+
+void ReportFileError(const wchar_t* what, const std::wstring& file, std::wstring* result) {
+  AddResult(*result, L"file_error", (what + file).c_str(), kResultMessage);
+}
+
+int FlagsOfFile(const TextEncoding& encoding, int docFlags) {
+  docFlags &= ~(CMarkup::DOC_UTF16LEFILE | CMarkup::DOC_UTF16BEFILE | CMarkup::DOC_UTF8MARK);
+  if (encoding.form == TextForm::kUtf16) {
+    docFlags |= encoding.isBigEndian ? CMarkup::DOC_UTF16BEFILE : CMarkup::DOC_UTF16LEFILE;
+  }
+  if (encoding.form == TextForm::kUtf8 && encoding.hasMark) docFlags |= CMarkup::DOC_UTF8MARK;
+  return docFlags;
+}
+
+}  // namespace orv
+
+using orv::TextDecoder;
+using orv::TextEncoder;
+
+bool CMarkup::ReadTextFile(int, MCD_CSTR szFile, std::wstring& strDoc, std::wstring* pstrResult,
+                           int* pnDocFlags) {
+  std::wstring result;
+  std::string bytes;
+  const bool isRead = orv::ReadBytes(szFile.c_str(), &bytes);
+  if (isRead) {
+    TextDecoder decoder(orv::DetectEncoding(bytes, true));
+    std::wstring text;
+    decoder.Decode(std::string_view(bytes).substr(decoder.Encoding().Mark().size()), true, &text);
+    strDoc = std::move(text);
+    orv::ReportRead(decoder, bytes.size(), &result);
+    if (pnDocFlags != nullptr) *pnDocFlags = orv::FlagsOfFile(decoder.Encoding(), *pnDocFlags);
+  } else {
+    orv::ReportFileError(L"cannot read ", szFile.c_str(), &result);
+  }
+  if (pstrResult != nullptr) *pstrResult = std::move(result);
+  return isRead;
+}
+
+bool CMarkup::WriteTextFile(int, MCD_CSTR szFile, const std::wstring& strDoc,
+                            std::wstring* pstrResult, int* pnDocFlags) {
+  std::wstring result;
+  TextEncoder encoder(orv::EncodingFor(strDoc, pnDocFlags != nullptr ? *pnDocFlags : 0));
+  std::string bytes(encoder.Encoding().Mark());
+  encoder.Encode(strDoc, true, &bytes);
+  orv::NewFile file;
+  const bool isWritten = file.Open(szFile.c_str()) && file.Write(bytes) && file.Commit();
+  if (isWritten) {
+    orv::ReportWrite(encoder, bytes.size(), &result);
+  } else {
+    orv::ReportFileError(L"cannot write ", szFile.c_str(), &result);
+  }
+  if (pstrResult != nullptr) *pstrResult = std::move(result);
+  return isWritten;
+}
+
+bool CMarkup::x_Load(int nVariant, MCD_CSTR szFile) {
+  if (x_HasFile()) return false;
+  return ReadTextFile(nVariant, szFile, m_strDoc, &m_strResult, &m_nDocFlags) && x_ParseDoc();
+}
+
+bool CMarkup::x_Save(int nVariant, MCD_CSTR szFile) {
+  if (x_HasFile()) return false;
+  return WriteTextFile(nVariant, szFile, m_strDoc, &m_strResult, &m_nDocFlags);
+}
