@@ -19,18 +19,33 @@ std::wstring CharsetOf(std::wstring mediaType) {
   return mediaType.substr(start, end == mediaType.npos ? end : end - start);
 }
 
-/// The encoding that an HTML document declares in its head.
-std::wstring HtmlEncoding(CMarkup doc) {
-  if (!doc.FindElem(L"html") || !doc.IntoElem() || !doc.FindElem(L"head") || !doc.IntoElem()) {
-    return {};
-  }
-  while (doc.FindElem(L"meta")) {
-    if (orv::SameName(doc.GetAttrib(L"http-equiv"), L"Content-Type", true)) {
-      const std::wstring charset = CharsetOf(doc.GetAttrib(L"content"));
+/// The value of an attribute of a tag.
+std::wstring AttributeOf(std::wstring_view tag, std::wstring_view name) {
+  orv::Attribute attribute;
+  return orv::FindAttribute(tag, 1, name, true, &attribute) ? std::wstring(attribute.value)
+                                                            : std::wstring();
+}
+
+/// The encoding that an HTML document declares in its head. The tags are taken in their order,
+/// because those of such documents often have no end.
+std::wstring HtmlEncoding(std::wstring_view text, orv::TokenPos token) {
+  orv::NodePos node;
+  bool isInHead = false;
+  for (;;) {
+    const int type = ScanNode(token, node);
+    const std::wstring_view tag = text.substr(node.start, node.length);
+    if (type == orv::kScanEnd) return {};
+    if (type == orv::kScanEndTag && orv::SameName(orv::TagNameAt(tag, 2), L"head", true)) return {};
+    if (type != CMarkup::NODE_ELEMENT) continue;
+    const std::wstring_view name = orv::TagNameAt(tag, 1);
+    if (orv::SameName(name, L"head", true)) isInHead = true;
+    if (orv::SameName(name, L"body", true)) return {};
+    if (!isInHead || !orv::SameName(name, L"meta", true)) continue;
+    if (orv::SameName(AttributeOf(tag, L"http-equiv"), L"Content-Type", true)) {
+      const std::wstring charset = CharsetOf(AttributeOf(tag, L"content"));
       if (!charset.empty()) return charset;
     }
   }
-  return {};
 }
 
 }  // namespace
@@ -66,7 +81,7 @@ std::wstring CMarkup::GetDeclaredEncoding(MCD_CSTR szDoc) {
     }
     if (type == NODE_ELEMENT) {
       const bool isHtml = orv::SameName(orv::TagNameAt(markup, 1), L"html", true);
-      return isHtml ? HtmlEncoding(CMarkup(szDoc)) : std::wstring();
+      return isHtml ? HtmlEncoding(text, token) : std::wstring();
     }
     if (type < NODE_ELEMENT) return {};
   }

@@ -83,17 +83,7 @@ ORV_AVX2 void FillMasksAvx2(const wchar_t* text, std::size_t words, MaskWord* ma
   }
 }
 
-MaskFiller ChooseMaskFiller() {
-  return __builtin_cpu_supports("avx2") ? FillMasksAvx2 : FillMasksSse2;
-}
-
-#else
-
-MaskFiller ChooseMaskFiller() { return FillMasksPlain; }
-
 #endif
-
-}  // namespace
 
 void FillMasksPlain(const wchar_t* text, std::size_t words, MaskWord* masks) {
   for (std::size_t w = 0; w < words; ++w) {
@@ -107,9 +97,19 @@ void FillMasksPlain(const wchar_t* text, std::size_t words, MaskWord* masks) {
   }
 }
 
-MaskFiller BestMaskFiller() {
-  static const MaskFiller filler = ChooseMaskFiller();
-  return filler;
+}  // namespace
+
+MaskFiller MaskFillerFor(CpuLevel level) {
+  switch (level) {
+#if defined(__x86_64__)
+    case CpuLevel::kAvx2:
+      return FillMasksAvx2;
+    case CpuLevel::kSse41:
+      return FillMasksSse2;
+#endif
+    default:
+      return FillMasksPlain;
+  }
 }
 
 void MarkupMasks::Mark(int from) {

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "orv/platform/cpu.h"
+
 namespace orv {
 
 /// Where the signs of markup stand in a piece of text: one bit a unit.
@@ -16,15 +18,14 @@ struct MaskWord {
 /// Fills the words for `words` times 64 units.
 using MaskFiller = void (*)(const wchar_t* text, std::size_t words, MaskWord* masks);
 
-/// The fastest filler that the processor runs, and the plain one; they give the same bits.
-MaskFiller BestMaskFiller();
-void FillMasksPlain(const wchar_t* text, std::size_t words, MaskWord* masks);
+/// The filler for an instruction set; all give the same bits.
+MaskFiller MaskFillerFor(CpuLevel level);
 
 /// Finds the signs of markup in a text from left to right, marking a window of it at a time.
 class MarkupMasks {
  public:
   MarkupMasks(const wchar_t* text, int length)
-      : fill_(BestMaskFiller()), text_(text), length_(length) {}
+      : fill_(MaskFillerFor(ActiveCpuLevel())), text_(text), length_(length) {}
 
   /// The offset of the first such sign at `from` or behind it; the text's length when there is
   /// none.

@@ -38,8 +38,10 @@ constexpr int kUtf16Page = 1200;
 constexpr int kUtf16BigEndianPage = 1201;
 constexpr int kUtf32Page = 65005;
 constexpr int kUtf8Page = 65001;
-constexpr int kEbcdicPage = 37;
-constexpr std::string_view kEbcdicDeclaration = "\x4C\x6F\xA7\x94"sv;  // <?xm
+/// The EBCDIC pages agree in the `<?` of a declaration, and all but a few of them in the rest of
+/// it.
+constexpr std::string_view kEbcdicDeclaration = "\x4C\x6F"sv;
+constexpr int kEbcdicPages[] = {37, 1026, 20905};
 
 constexpr wchar_t kReplacement = 0xFFFD;
 constexpr std::string_view kReplacementUtf8 = "\xEF\xBF\xBD";
@@ -60,6 +62,24 @@ bool IsMultiByte(int page) {
   return std::find(std::begin(kPages), std::end(kPages), page) != std::end(kPages) ||
          (page >= 20000 && page <= 20005) || (page >= 50220 && page <= 52936) ||
          (page >= 57002 && page <= 57011);
+}
+
+/// The encoding that bytes declare. All narrow encodings agree with ASCII or with EBCDIC in the
+/// letters of a declaration.
+std::wstring DeclaredInBytes(std::string_view head) {
+  std::wstring text;
+  if (head.starts_with(kEbcdicDeclaration)) {
+    for (const int page : kEbcdicPages) {
+      bool lost = false;
+      text.clear();
+      if (!DecodeCodePage(page, head, &text, &lost)) continue;
+      const std::wstring declared = CMarkup::GetDeclaredEncoding(text);
+      if (CMarkup::GetEncodingCodePage(declared) > 0) return declared;
+    }
+    return {};
+  }
+  for (const char byte : head) text += static_cast<wchar_t>(static_cast<std::uint8_t>(byte));
+  return CMarkup::GetDeclaredEncoding(text);
 }
 
 std::size_t CountOf(std::string_view text, std::string_view piece) {
@@ -120,14 +140,7 @@ TextEncoding DetectEncoding(std::string_view bytes, bool isWhole) {
     }
   }
 
-  // What else there is agrees with ASCII or with EBCDIC in the letters of a declaration.
-  const std::string_view reach = bytes.substr(0, kDeclarationReach);
-  std::wstring head;
-  bool lost = false;
-  if (!bytes.starts_with(kEbcdicDeclaration) || !DecodeCodePage(kEbcdicPage, reach, &head, &lost)) {
-    for (const char byte : reach) head += static_cast<wchar_t>(static_cast<std::uint8_t>(byte));
-  }
-  const std::wstring declared = CMarkup::GetDeclaredEncoding(head);
+  const std::wstring declared = DeclaredInBytes(bytes.substr(0, kDeclarationReach));
   const int page = CMarkup::GetEncodingCodePage(declared);
   if (page == kUtf8Page) return {};
   // Wide forms were seen above: a file of bytes that declares one is not to be believed.

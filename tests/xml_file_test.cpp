@@ -1,0 +1,552 @@
+#include <filesystem>
+#include <fstream>
+
+#include "orv/platform/code_pages.h"
+#include "orv/platform/files.h"
+#include "orv/xml/encoding_names.h"
+#include "orv/xml/result.h"
+#include "tests/xml_fixture.h"
+
+namespace {
+
+using namespace std::string_literals;
+using orv::test::IndexFault;
+using orv::test::Show;
+
+/// A folder that is gone with the test.
+class XmlFile : public testing::Test {
+ protected:
+  XmlFile() { std::filesystem::create_directories(orv::ToPath(folder_)); }
+  ~XmlFile() override { std::filesystem::remove_all(orv::ToPath(folder_)); }
+
+  std::wstring Path(const wchar_t* name) const { return folder_ + L"/" + name; }
+
+  std::wstring Put(const wchar_t* name, const std::string& bytes) const {
+    std::ofstream(orv::ToPath(Path(name)), std::ios::binary) << bytes;
+    return Path(name);
+  }
+
+  std::string Get(const wchar_t* name) const {
+    std::ifstream file(orv::ToPath(Path(name)), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+ private:
+  const testing::TestInfo* info_ = testing::UnitTest::GetInstance()->current_test_info();
+  std::wstring folder_ = orv::FromPath(
+      std::filesystem::temp_directory_path() /
+      ("orv_xml_"s + info_->name() + std::to_string(reinterpret_cast<std::uintptr_t>(this))));
+};
+
+// --- Base64 ---
+
+/// Straight from the definition.
+std::wstring PlainBase64(const std::string& bytes) {
+  const std::wstring alphabet = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::wstring text = L"\r\n";
+  for (std::size_t i = 0; i < bytes.size(); i += 3) {
+    unsigned group = 0;
+    for (std::size_t j = 0; j < 3; ++j) {
+      group = group << 8 | (i + j < bytes.size() ? static_cast<unsigned char>(bytes[i + j]) : 0u);
+    }
+    const std::size_t count = std::min<std::size_t>(3, bytes.size() - i);
+    for (std::size_t j = 0; j < 4; ++j) {
+      text += j <= count ? alphabet[group >> (18 - 6 * j) & 63] : L'=';
+    }
+    if (text.size() % 66 == 0 || count < 3) text += L"\r\n";
+  }
+  return text;
+}
+
+TEST(XmlBase64, EveryLengthAroundTheLineBreak) {
+  std::string bytes;
+  for (int length = 0; length <= 200; ++length) {
+    const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
+    const std::wstring text = CMarkup::EncodeBase64(data, length);
+    EXPECT_EQ(Show(text), Show(PlainBase64(bytes)));
+    std::string decoded(bytes.size() + 3, '#');
+    auto* target = reinterpret_cast<unsigned char*>(decoded.data());
+    EXPECT_GE(CMarkup::DecodeBase64(text, nullptr, 0), length);
+    EXPECT_EQ(CMarkup::DecodeBase64(text, target, length + 3), length);
+    EXPECT_EQ(decoded, bytes + "###");
+    // Too small a buffer ends at the last group that fits, and nothing behind it is touched.
+    if (length >= 4) {
+      std::fill(decoded.begin(), decoded.end(), '#');
+      const int written = CMarkup::DecodeBase64(text, target, length - 1);
+      EXPECT_LE(written, length - 1);
+      EXPECT_GE(written, length - 3);
+      EXPECT_EQ(decoded.find_first_not_of('#', written), decoded.npos);
+    }
+    bytes += static_cast<char>(length * 89 + 7);
+  }
+}
+
+TEST(XmlBase64, StrangeInput) {
+  const std::pair<const wchar_t*, std::string> cases[] = {
+      {L"YWI=", "ab"},    {L"Y\r\nW\nI\r=", "ab"}, {L"YWJj", "abc"}, {L"YWJjZ", "abc"},
+      {L"YQ==YWI=", "a"}, {L"!!!!", "\0\0\0"s},    {L"", ""},        {L"\u20acAAA", "\x94\0\0"s},
+  };
+  for (const auto& [text, bytes] : cases) {
+    unsigned char buffer[16];
+    const int length = CMarkup::DecodeBase64(text, buffer, sizeof buffer);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer), length), bytes) << Show(text);
+  }
+}
+
+// --- Characters ---
+
+TEST(XmlCharacters, EveryCodePointGoesRound) {
+  for (int code = 1; code <= 0x10FFFF; ++code) {
+    if (code >= 0xD800 && code < 0xE000) continue;
+    char bytes[4];
+    wchar_t units[2];
+    int byteCount = 0;
+    int unitCount = 0;
+    CMarkup::EncodeCharUTF8(code, bytes, byteCount);
+    CMarkup::EncodeCharUTF16(code, units, unitCount);
+    const char* byte = bytes;
+    const wchar_t* unit = units;
+    ASSERT_EQ(CMarkup::DecodeCharUTF8(byte, bytes + byteCount), code);
+    ASSERT_EQ(CMarkup::DecodeCharUTF16(unit, units + unitCount), code);
+    ASSERT_TRUE(byte == bytes + byteCount && unit == units + unitCount) << code;
+  }
+}
+
+TEST(XmlCharacters, IllFormedUtf8) {
+  // One character, or one U+FFFD for each maximal ill-formed piece.
+  const std::pair<std::string, int> cases[] = {
+      {"\x80", 1},
+      {"\xC0\x80", 2},
+      {"\xC2", 1},
+      {"\xC2"
+       "A",
+       1},
+      {"\xE0\x80\x80", 3},
+      {"\xE1\x80", 1},
+      {"\xED\xA0\x80", 3},
+      {"\xF0\x80\x80\x80", 4},
+      {"\xF1\x80\x80", 1},
+      {"\xF4\x90\x80\x80", 4},
+      {"\xF8\x88\x80", 3},
+      {"\xFF", 1},
+  };
+  for (const auto& [bytes, pieces] : cases) {
+    const char* at = bytes.data();
+    int replaced = 0;
+    while (at != bytes.data() + bytes.size()) {
+      replaced += CMarkup::DecodeCharUTF8(at, bytes.data() + bytes.size()) == 0xFFFD;
+    }
+    EXPECT_EQ(replaced, pieces) << testing::PrintToString(bytes);
+    wchar_t units[8];
+    const int count = CMarkup::UTF8To16(units, bytes.data(), static_cast<int>(bytes.size()));
+    EXPECT_EQ(std::count(units, units + count, L'\xFFFD'), pieces);
+  }
+}
+
+TEST(XmlCharacters, WholeStrings) {
+  const std::wstring text = {L'a', L'\u20ac', static_cast<wchar_t>(0xD83D),
+                             static_cast<wchar_t>(0xDE00), static_cast<wchar_t>(0xDC00)};
+  const std::string bytes = "a\xE2\x82\xAC\xF0\x9F\x98\x80\xEF\xBF\xBD";
+  EXPECT_EQ(CMarkup::UTF16To8(nullptr, text.c_str(), 0), 11);
+  // What fits, never half a character.
+  const int fits[] = {0, 1, 1, 1, 4, 4, 4, 4, 8, 8, 8, 11, 11};
+  for (int room = 0; room < 13; ++room) {
+    char buffer[16] = "###############";
+    EXPECT_EQ(CMarkup::UTF16To8(buffer, text.c_str(), room), fits[room]) << room;
+    EXPECT_EQ(std::string(buffer, fits[room]), bytes.substr(0, fits[room]));
+    EXPECT_EQ(buffer[fits[room]], '#');
+  }
+  EXPECT_EQ(CMarkup::UTF8To16(nullptr, bytes.c_str(), 100), 5);
+  wchar_t units[16];
+  EXPECT_EQ(CMarkup::UTF8To16(units, bytes.c_str(), 4), 2);
+  EXPECT_EQ(std::wstring(units, 2), L"a\u20ac");
+}
+
+TEST(XmlCharacters, DetectUtf8) {
+  const struct {
+    std::string bytes;
+    bool isUtf8;
+    int nonAscii;
+    bool errorAtEnd = false;
+  } cases[] = {
+      {"", true, 0},
+      {"abc", true, 0},
+      {"\xC3\xA9\xE2\x82\xAC", true, 2},
+      {"\xC3", false, 1, true},
+      {"\xE2\x82", false, 1, true},
+      {"\xC3"
+       "a",
+       false, 1},
+      {"\xF8\x80\x80", false, 1},
+      {"\xC0\x80", true, 1},
+      {"a\0\xFF"s, true, 0},
+      {"\x80\x80", true, 1},
+  };
+  for (const auto& c : cases) {
+    int nonAscii = -1;
+    bool errorAtEnd = true;
+    const int length = static_cast<int>(c.bytes.size());
+    EXPECT_EQ(CMarkup::DetectUTF8(c.bytes.data(), length, &nonAscii, &errorAtEnd), c.isUtf8);
+    EXPECT_EQ(nonAscii, c.nonAscii) << testing::PrintToString(c.bytes);
+    EXPECT_EQ(errorAtEnd, c.errorAtEnd) << testing::PrintToString(c.bytes);
+  }
+}
+
+// --- Names of encodings ---
+
+TEST(XmlEncodings, Names) {
+  const std::pair<std::wstring, int> cases[] = {
+      {L"", 0},
+      {L"UTF-32", 65005},
+      {L"UTF-32BE", 65005},
+      {L"utf-8", 65001},
+      {L"KSC_5601", 949},
+      {L"cseucpkdfmtjapanese", 20932},
+      {L"x-cp20003", 20003},
+      {L"L1", 28591},
+      {L"ccsid00858", 858},
+      {L"Shift_JIS", 932},
+      {L"asmo-708", 708},
+      {L"no such name", -1},
+      {std::wstring(100, L'a'), -1},
+  };
+  for (const auto& [name, page] : cases) {
+    EXPECT_EQ(CMarkup::GetEncodingCodePage(name), page) << Show(name);
+  }
+  const std::pair<const wchar_t*, const wchar_t*> documents[] = {
+      {L"<?xml version='1.0' encoding='ISO-8859-1'?><r/>", L"ISO-8859-1"},
+      {L"<?xml version='1.0'?><r encoding='x'/>", L""},
+      {L"<r><?xml encoding='x'?></r>", L""},
+      {L"<!DOCTYPE html><HTML><Head><meta name='a'><META http-equiv=content-type "
+       L"content=\"text/html; charset=koi8-r; x\"></Head>",
+       L"koi8-r"},
+      {L"plain", L""},
+  };
+  for (const auto& [text, encoding] : documents) {
+    EXPECT_EQ(Show(CMarkup::GetDeclaredEncoding(text)), Show(encoding)) << Show(text);
+  }
+}
+
+/// Every name of the table with its page.
+std::vector<std::pair<std::wstring, int>> AllEncodings() {
+  std::vector<std::pair<std::wstring, int>> all;
+  for (int bucket = 0; bucket < orv::kEncodingBuckets; ++bucket) {
+    const std::wstring text = orv::EncodingBucket(bucket);
+    for (std::size_t at = 0; at < text.size();) {
+      const std::size_t length = std::stoul(text.substr(at, 2));
+      all.emplace_back(text.substr(at + 7, length), std::stoi(text.substr(at + 2, 5)));
+      at += 7 + length;
+    }
+  }
+  return all;
+}
+
+TEST_F(XmlFile, EveryEncodingOfTheTableGoesRound) {
+  int converted = 0;
+  for (const auto& [name, page] : AllEncodings()) {
+    EXPECT_EQ(CMarkup::GetEncodingCodePage(name), page) << Show(name);
+    // The letters that the page has, of those that some page has.
+    std::wstring letters;
+    for (const wchar_t letter :
+         std::wstring_view(L"az<&\u00e9\u0141\u0416\u03b1\u05d0\u0e01\u3042\u4e2d\uac00")) {
+      std::string bytes;
+      bool lost = false;
+      std::wstring back;
+      if (orv::EncodeCodePage(page, {&letter, 1}, &bytes, &lost) && !lost &&
+          orv::DecodeCodePage(page, bytes, &back, &lost) && !lost &&
+          back == std::wstring(1, letter)) {
+        letters += letter;
+      }
+    }
+    const bool isWide = page == 1200 || page == 1201 || page >= 65000;
+    if (!letters.starts_with(L"az") && !isWide) continue;
+    ++converted;
+    if (page == 65000) continue;  // its declaration cannot be read before it is decoded
+    CMarkup doc;
+    doc.AddNode(CMarkup::NODE_PROCESSING_INSTRUCTION,
+                L"xml version=\"1.0\" encoding=\"" + name + L"\"");
+    doc.AddElem(L"r", isWide ? std::wstring(L"\u4e2d<") : letters);
+    const std::wstring text = doc.GetDoc();
+    ASSERT_TRUE(doc.Save(Path(L"x.xml"))) << Show(doc.GetError());
+    CMarkup loaded;
+    EXPECT_TRUE(loaded.Load(Path(L"x.xml"))) << Show(name) << Show(loaded.GetError());
+    EXPECT_EQ(Show(loaded.GetDoc()), Show(text)) << Show(loaded.GetError());
+    EXPECT_EQ(loaded.GetResult().find(L"conversion_loss"), std::wstring::npos) << Show(name);
+  }
+  EXPECT_GT(converted, 200);
+}
+
+TEST_F(XmlFile, FormsOfFiles) {
+  const std::wstring doc = L"<r>\u00e9</r>";
+  const struct {
+    std::string bytes;
+    std::wstring text;
+    const wchar_t* error;  ///< what `GetError` says
+    int flags = 0;
+  } cases[] = {
+      {"<r>e</r>", L"<r>e</r>", L"UTF-8 length 8 to UTF-16"},
+      {"<r>\xC3\xA9</r>", doc, L"UTF-8 length 9 to UTF-16 (used UTF-8 detection)"},
+      {"\xEF\xBB\xBF<r>\xC3\xA9</r>", doc, L"BOM + UTF-8 length 12 to UTF-16", 4},
+      {"<r>\xE9</r>", doc, L"ANSI length 8 to UTF-16"},
+      {"<?xml encoding='utf-8'?><r>\xE9</r>", L"<?xml encoding='utf-8'?><r>\uFFFD</r>",
+       L"UTF-8 length 32 to UTF-16 (chars lost in conversion!)"},
+      {"<?xml encoding='iso-8859-5'?><r>\xB6</r>", L"<?xml encoding='iso-8859-5'?><r>\u0416</r>",
+       L"iso-8859-5 length 37 to UTF-16"},
+      {"<?xml encoding='nonsense'?><r/>", L"<?xml encoding='nonsense'?><r/>",
+       L"UTF-8 length 31 to UTF-16"},
+      {"\xFF\xFE<\0r\0/\0>\0"s, L"<r/>", L"BOM + UTF-16LE length 10", 1},
+      {"\xFE\xFF\0<\0r\0/\0>"s, L"<r/>", L"BOM + UTF-16BE length 10 endian swap", 2},
+      {"<\0r\0/\0>\0x"s, L"<r/>", L"UTF-16LE length 9 encoding UTF-16LE adjustment error", 1},
+      {"\0<\0r\0/\0>"s, L"<r/>", L"UTF-16BE length 8 endian swap", 2},
+      {"\xFF\xFE\0\0<\0\0\0r\0\0\0/\0\0\0>\0\0\0"s, L"<r/>", L"BOM + UTF-32 length 20 to UTF-16"},
+      {"\0\0\xFE\xFF\0\0\0<\0\0\0r\0\0\0/\0\0\0>"s, L"<r/>",
+       L"BOM + UTF-32 length 20 to UTF-16 endian swap"},
+      {"<r\0/\0>"s, L"<r/>", L"UTF-8 length 6 to UTF-16 removed 2 nulls"},
+  };
+  for (const auto& c : cases) {
+    const std::wstring file = Put(L"in.xml", c.bytes);
+    CMarkup loaded;
+    EXPECT_TRUE(loaded.Load(file)) << Show(c.error);
+    EXPECT_EQ(Show(loaded.GetDoc()), Show(c.text)) << Show(c.error);
+    EXPECT_EQ(Show(loaded.GetError()), Show(c.error));
+    EXPECT_EQ(loaded.GetDocFlags(), CMarkup::DOC_IGNORECASE | c.flags) << Show(c.error);
+    // In parts the file says the same, but for how its end is known.
+    CMarkup parts;
+    EXPECT_TRUE(parts.Open(file, CMarkup::DOC_READFILE));
+    EXPECT_TRUE(parts.FindElem(L"r"));
+    EXPECT_EQ(Show(parts.GetData()), loaded.FindElem(L"r") ? Show(loaded.GetData()) : "");
+    EXPECT_FALSE(parts.FindElem());
+    EXPECT_TRUE(parts.Close());
+    EXPECT_EQ(Show(parts.GetError()), Show(c.error));
+  }
+}
+
+TEST_F(XmlFile, SavingSaysWhatItDid) {
+  const struct {
+    std::wstring text;
+    int flags;
+    std::string bytes;
+    const wchar_t* error;
+  } cases[] = {
+      {L"<r>\u20ac</r>", 8, "<r>\xE2\x82\xAC</r>", L"UTF-16 to UTF-8 length 10"},
+      {L"<r/>", 12, "\xEF\xBB\xBF<r/>", L"UTF-16 to BOM + UTF-8 length 7"},
+      {L"<r/>", 9, "\xFF\xFE<\0r\0/\0>\0"s, L"BOM + UTF-16LE length 10"},
+      {L"<r/>", 10, "\xFE\xFF\0<\0r\0/\0>"s, L"BOM + UTF-16BE length 10 endian swap"},
+      {L"<?xml encoding='l1'?>\u00e9\u0416", 8, "<?xml encoding='l1'?>\xE9?",
+       L"UTF-16 to l1 length 23 (chars lost in conversion!)"},
+      {L"\xD800", 8, "\xEF\xBF\xBD", L"UTF-16 to UTF-8 length 3 (chars lost in conversion!)"},
+  };
+  for (const auto& c : cases) {
+    std::wstring result;
+    int flags = c.flags;
+    EXPECT_TRUE(CMarkup::WriteTextFile(0, Path(L"out.xml"), c.text, &result, &flags));
+    EXPECT_EQ(Get(L"out.xml"), c.bytes) << Show(c.error);
+    CMarkup doc;
+    doc.SetDoc(c.text);
+    doc.SetDocFlags(c.flags);
+    EXPECT_TRUE(doc.SaveWIN(Path(L"out.xml")));
+    EXPECT_EQ(Show(doc.GetError()), Show(c.error));
+  }
+}
+
+TEST_F(XmlFile, FailuresLeaveFilesAndDocumentsWhole) {
+  CMarkup doc(L"<r/>");
+  EXPECT_FALSE(doc.Load(Path(L"missing.xml")));
+  EXPECT_EQ(doc.GetDoc(), L"<r/>");
+  EXPECT_EQ(doc.GetError(), L"cannot read " + Path(L"missing.xml"));
+  EXPECT_FALSE(doc.Save(Path(L"missing/x.xml")));
+  EXPECT_EQ(doc.GetError(), L"cannot write " + Path(L"missing/x.xml"));
+  EXPECT_FALSE(doc.Open(Path(L"missing.xml"), CMarkup::DOC_READFILE));
+  EXPECT_FALSE(doc.Open(Path(L"x.xml"), 0));
+  // A file that is given up while it is written leaves the old one.
+  Put(L"old.xml", "<old/>");
+  {
+    CMarkup writer;
+    ASSERT_TRUE(writer.Open(Path(L"old.xml"), CMarkup::DOC_WRITEFILE));
+    writer.AddElem(L"new");
+    EXPECT_TRUE(writer.Flush());
+    EXPECT_EQ(Get(L"old.xml"), "<old/>");
+  }
+  EXPECT_EQ(Get(L"old.xml"), "<old/>");
+  int files = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(orv::ToPath(Path(L"")))) {
+    files += entry.is_regular_file();
+  }
+  EXPECT_EQ(files, 1);
+}
+
+// --- Files in parts ---
+
+TEST_F(XmlFile, RefusalsWhileAFileIsOpen) {
+  Put(L"in.xml", "<r><a x='1'>v</a></r>");
+  CMarkup doc;
+  ASSERT_TRUE(doc.Open(Path(L"in.xml"), CMarkup::DOC_READFILE));
+  EXPECT_EQ(doc.GetDocFlags() & 0x70, 16);
+  EXPECT_FALSE(doc.Open(Path(L"in.xml"), CMarkup::DOC_READFILE));
+  EXPECT_FALSE(doc.SetDoc(L"<r/>"));
+  EXPECT_FALSE(doc.SetMapSize(1));
+  EXPECT_FALSE(doc.Load(Path(L"in.xml")));
+  EXPECT_FALSE(doc.Save(Path(L"in.xml")));
+  EXPECT_TRUE(doc.FindElem(L"r"));
+  EXPECT_FALSE(doc.FindChildElem());
+  EXPECT_FALSE(doc.AddElem(L"x"));
+  EXPECT_FALSE(doc.SetAttrib(L"x", 1));
+  EXPECT_FALSE(doc.SetData(L"x"));
+  EXPECT_FALSE(doc.RemoveElem());
+  EXPECT_FALSE(doc.Flush());
+  CMarkup copy(L"<keep/>");
+  copy = doc;
+  EXPECT_EQ(copy.GetDoc(), L"<keep/>");
+  EXPECT_TRUE(doc.IntoElem());
+  EXPECT_TRUE(doc.FindElem());
+  EXPECT_EQ(doc.GetAttrib(L"x"), L"1");
+  EXPECT_TRUE(doc.Close());
+  EXPECT_FALSE(doc.Close());
+  EXPECT_EQ(doc.GetDoc(), L"");
+
+  ASSERT_TRUE(doc.Open(Path(L"out.xml"), CMarkup::DOC_WRITEFILE));
+  EXPECT_TRUE(doc.IsWellFormed());
+  EXPECT_TRUE(doc.AddElem(L"r"));
+  EXPECT_FALSE(doc.FindElem());
+  EXPECT_FALSE(doc.AddChildElem(L"x"));
+  EXPECT_FALSE(doc.InsertElem(L"x"));
+  EXPECT_FALSE(doc.SetData(L"x"));
+  EXPECT_FALSE(doc.SetDoc(L"<r/>"));
+  EXPECT_TRUE(doc.Close());
+  EXPECT_EQ(Get(L"out.xml"), "<r/>\r\n");
+  // The flags alone are no file.
+  CMarkup flagged(CMarkup::DOC_READFILE);
+  EXPECT_FALSE(flagged.FindElem());
+  EXPECT_FALSE(flagged.Close());
+}
+
+/// Adds the same document to a CMarkup in memory or to one that writes a file.
+void WriteRecords(CMarkup& doc, int records, bool flushes) {
+  doc.AddNode(CMarkup::NODE_PROCESSING_INSTRUCTION, L"xml version=\"1.0\" encoding=\"UTF-8\"");
+  doc.AddElem(L"list");
+  doc.IntoElem();
+  for (int i = 0; i < records; ++i) {
+    doc.AddElem(L"record");
+    doc.AddAttrib(L"n", i);
+    if (flushes && i % 7 == 0) doc.Flush();
+    doc.IntoElem();
+    doc.AddElem(L"name", L"\xD83D\xDE00 & \u00e9");
+    doc.AddSubDoc(L"<sub a='>'><x/></sub>");
+    doc.AddNode(CMarkup::NODE_COMMENT, L" > ");
+    doc.OutOfElem();
+    ASSERT_EQ(doc.GetTagName(), L"record");
+  }
+  doc.OutOfElem();
+  doc.AddNode(CMarkup::NODE_COMMENT, L"end");
+}
+
+TEST_F(XmlFile, WritingInPartsGivesWhatMemoryGives) {
+  for (const bool flushes : {false, true}) {
+    constexpr int kRecords = 20000;
+    CMarkup memory;
+    WriteRecords(memory, kRecords, false);
+    CMarkup writer;
+    ASSERT_TRUE(writer.Open(Path(L"out.xml"), CMarkup::DOC_WRITEFILE));
+    WriteRecords(writer, kRecords, flushes);
+    EXPECT_LT(writer.GetDoc().size(), 300000u);
+    ASSERT_TRUE(writer.Close());
+    std::wstring text;
+    ASSERT_TRUE(CMarkup::ReadTextFile(0, Path(L"out.xml"), text));
+    EXPECT_TRUE(text == memory.GetDoc());
+
+    CMarkup reader;
+    ASSERT_TRUE(reader.Open(Path(L"out.xml"), CMarkup::DOC_READFILE));
+    EXPECT_EQ(reader.FindNode(), CMarkup::NODE_PROCESSING_INSTRUCTION);
+    EXPECT_EQ(reader.GetAttrib(L"encoding"), L"UTF-8");
+    ASSERT_TRUE(reader.FindElem(L"list") && reader.IntoElem());
+    int records = 0;
+    for (; reader.FindElem(L"record"); ++records) {
+      if (reader.GetAttrib(L"n") != std::to_wstring(records)) break;
+      if (records % 3 == 0) continue;
+      reader.IntoElem();
+      if (records % 3 == 1) {
+        ASSERT_TRUE(reader.FindElem(L"name"));
+        ASSERT_EQ(reader.GetData(), L"\xD83D\xDE00 & \u00e9");
+        ASSERT_TRUE(reader.FindElem(L"sub") && reader.IntoElem() && reader.FindElem(L"x"));
+        ASSERT_FALSE(reader.IntoElem() && reader.FindElem());
+        reader.OutOfElem();
+        reader.OutOfElem();
+      }
+      reader.OutOfElem();
+      ASSERT_EQ(reader.GetTagName(), L"record");
+    }
+    EXPECT_EQ(records, kRecords);
+    EXPECT_LT(reader.GetDoc().size(), 300000u);
+    EXPECT_TRUE(reader.OutOfElem());
+    EXPECT_EQ(reader.FindNode(CMarkup::NODE_COMMENT), CMarkup::NODE_COMMENT);
+    EXPECT_EQ(reader.GetData(), L"end");
+    EXPECT_TRUE(reader.IsWellFormed());
+    EXPECT_TRUE(reader.Close());
+  }
+}
+
+TEST_F(XmlFile, ReadingInPartsIsTheSameAcrossEveryBreak) {
+  // A long run in front moves the document over the end of the first part.
+  const std::string document =
+      "<r><a x=\">\">t&amp;\xE2\x82\xAC</a><![CDATA[<]]><!-- - --><b/></r>";
+  for (std::size_t shift = 0; shift <= document.size(); ++shift) {
+    Put(L"in.xml", "<!--" + std::string(65536 - 7 - shift, ' ') + "-->" + document);
+    CMarkup doc;
+    ASSERT_TRUE(doc.Open(Path(L"in.xml"), CMarkup::DOC_READFILE));
+    ASSERT_TRUE(doc.FindElem(L"r") && doc.IntoElem() && doc.FindElem(L"a")) << shift;
+    ASSERT_EQ(doc.GetAttrib(L"x"), L">");
+    ASSERT_EQ(doc.GetData(), L"t&\u20ac");
+    ASSERT_EQ(doc.FindNode(), CMarkup::NODE_CDATA_SECTION);
+    ASSERT_EQ(doc.GetData(), L"<");
+    ASSERT_EQ(doc.FindNode(), CMarkup::NODE_COMMENT);
+    ASSERT_EQ(doc.GetData(), L" - ");
+    ASSERT_TRUE(doc.FindElem() && doc.GetTagName() == L"b");
+    ASSERT_FALSE(doc.FindElem());
+    ASSERT_TRUE(doc.OutOfElem());
+    ASSERT_FALSE(doc.FindElem());
+    ASSERT_TRUE(doc.IsWellFormed());
+  }
+}
+
+TEST_F(XmlFile, FaultsInPartsAreFound) {
+  const char* const faulty[] = {"<r><a></r>",  "<r></x></r>",   "<r><a><b></a></r>",
+                                "<r><!x></r>", "<r>",           "<r><a><",
+                                "</r>",        "<r><a></b></a>"};
+  for (const char* text : faulty) {
+    Put(L"in.xml", text);
+    CMarkup doc;
+    ASSERT_TRUE(doc.Open(Path(L"in.xml"), CMarkup::DOC_READFILE));
+    for (int moves = 0; moves < 20; ++moves) {
+      if (!doc.FindElem()) doc.OutOfElem();
+      if (moves % 2 == 0) doc.IntoElem();
+    }
+    EXPECT_FALSE(doc.IsWellFormed()) << text;
+  }
+}
+
+TEST_F(XmlFile, AppendingGoesOnInTheFilesEncoding) {
+  Put(L"log.xml", "\xFF\xFE<\0a\0/\0>\0"s);
+  for (const wchar_t* name : {L"b", L"c"}) {
+    CMarkup doc;
+    ASSERT_TRUE(doc.Open(Path(L"log.xml"), CMarkup::DOC_APPENDFILE));
+    doc.AddElem(name, L"", CMarkup::ADD_NOLINES);
+    ASSERT_TRUE(doc.Close());
+  }
+  std::wstring text;
+  ASSERT_TRUE(CMarkup::ReadTextFile(0, Path(L"log.xml"), text));
+  EXPECT_EQ(text, L"<a/><b/><c/>");
+}
+
+TEST(XmlResult, EntriesOfEveryKind) {
+  std::wstring result;
+  orv::AddResult(result, L"a", L"v<", orv::kResultType, -1, 5);
+  orv::AddResult(result, L"b", L"e", orv::kResultEncoding | orv::kResultLength, 7);
+  orv::AddResult(result, L"c", L"m", orv::kResultMessage);
+  orv::AddResult(result, L"d", nullptr, orv::kResultNumber, 3);
+  orv::AddResult(result, L"b", nullptr, orv::kResultFind | orv::kResultCount, 9);
+  EXPECT_EQ(Show(result),
+            "<a type=\"v&lt;\" offset2=\"5\"/><b encoding=\"e\" length=\"7\" count=\"9\"/>"
+            "<c msg=\"m\"/><d n=\"3\"/>");
+}
+
+}  // namespace
