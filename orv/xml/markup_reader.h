@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 
+#include "orv/xml/attributes.h"
 #include "orv/xml/elem_pos.h"
 
 class CMarkup;
@@ -22,6 +23,18 @@ class MarkupReader {
   /// else the decoded text, placed in `*buffer`. False when there is no such attribute.
   bool Attrib(std::wstring_view name, std::wstring* buffer, std::wstring_view* value) const;
 
+  /// Calls `visit` with the name and the value, decoded through `*buffer`, of each attribute of the
+  /// main element.
+  template <class Visitor>
+  void ForEachAttrib(std::wstring* buffer, Visitor visit) const {
+    AttributeCursor cursor({}, 0);
+    if (!StartAttribs(&cursor)) return;
+    Attribute attribute;
+    while (cursor.Next(&attribute)) {
+      if (!attribute.name.empty()) visit(attribute.name, Decode(attribute.value, buffer));
+    }
+  }
+
   /// What `GetData` gives, in the same way.
   std::wstring_view Data(std::wstring* buffer) const;
 
@@ -31,6 +44,9 @@ class MarkupReader {
   const ElemPos& Record(int index) const;
 
  private:
+  bool StartAttribs(AttributeCursor* cursor) const;
+  std::wstring_view Decode(std::wstring_view text, std::wstring* buffer) const;
+
   const CMarkup& doc_;
 };
 

@@ -253,9 +253,21 @@ bool MarkupReader::Attrib(std::wstring_view name, std::wstring* buffer,
                           std::wstring_view* value) const {
   Attribute attribute;
   if (!doc_.x_FindAttrib(false, name, &attribute)) return false;
-  *value = attribute.value;
-  if (NeedsDecoding(*value, doc_.m_nDocFlags)) *value = *buffer = doc_.x_Unescape(*value);
+  *value = Decode(attribute.value, buffer);
   return true;
+}
+
+bool MarkupReader::StartAttribs(AttributeCursor* cursor) const {
+  std::wstring_view text;
+  std::size_t nameStart;
+  if (!doc_.x_AttribPlace(false, &text, &nameStart)) return false;
+  *cursor = AttributeCursor(text, nameStart);
+  return true;
+}
+
+std::wstring_view MarkupReader::Decode(std::wstring_view text, std::wstring* buffer) const {
+  if (!NeedsDecoding(text, doc_.m_nDocFlags)) return text;
+  return *buffer = doc_.x_Unescape(text);
 }
 
 std::wstring_view MarkupReader::Data(std::wstring* buffer) const {

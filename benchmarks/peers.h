@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+/// The XML parsers that ours is measured against, each behind the same two questions. A result is
+/// the number of elements and of units of attribute values and text seen, so that nothing is left
+/// out by the compiler.
+
+namespace orv::bench {
+
+struct PeerResult {
+  bool isGood;
+  std::size_t seen;
+};
+
+/// Parses into a tree, with the copy of the text that the parser needs.
+PeerResult PugixmlParse(const std::string& text);
+PeerResult PugixmlWideParse(const std::wstring& text);
+PeerResult ExpatParse(const std::string& text);
+PeerResult LibxmlParse(const std::string& text);
+
+/// Parses and visits every element's name, attributes and text.
+PeerResult PugixmlWalk(const std::string& text);
+PeerResult PugixmlWideWalk(const std::wstring& text);
+
+}  // namespace orv::bench

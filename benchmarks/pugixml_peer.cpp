@@ -1,0 +1,5 @@
+#define PEER_STRING std::string
+#define PEER_ENCODING pugi::encoding_utf8
+#define PEER_PARSE PugixmlParse
+#define PEER_WALK PugixmlWalk
+#include "benchmarks/pugixml_peer.inc"

@@ -1,0 +1,11 @@
+// Pugixml with wide text, from its source and under another name, beside the packaged library.
+
+#define PUGIXML_WCHAR_MODE
+#define pugi pugi_wide
+#include <pugixml.cpp>
+
+#define PEER_STRING std::wstring
+#define PEER_ENCODING pugi::encoding_wchar
+#define PEER_PARSE PugixmlWideParse
+#define PEER_WALK PugixmlWideWalk
+#include "benchmarks/pugixml_peer.inc"

@@ -1,0 +1,202 @@
+// The XML document against other parsers, on the same documents in the same run. Rates count units
+// of text (bytes for the peers that read UTF-8; the documents are ASCII).
+//
+// Real documents are named on the command line, before the options of Google Benchmark.
+
+#include <benchmark/benchmark.h>
+
+#include <fstream>
+#include <iterator>
+#include <memory>
+
+#include "benchmarks/peers.h"
+#include "orv/text/utf8.h"
+#include "orv/xml/markup.h"
+#include "orv/xml/markup_reader.h"
+
+namespace {
+
+struct Document {
+  std::string name;
+  std::string bytes;
+  std::wstring text;
+};
+
+/// A printer configuration of about `size` units: nested sections of short properties.
+std::string MakeConfiguration(std::size_t size) {
+  std::string xml = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n<xmlData>\r\n  <device>\r\n";
+  for (int section = 0; xml.size() < size; ++section) {
+    const std::string tag = "section" + std::to_string(section);
+    xml += "    <" + tag + ">\r\n      <properties>\r\n";
+    for (int i = 0; i < 8; ++i) {
+      xml += "        <property name=\"property" + std::to_string(i) + "\" type=\"int\">" +
+             std::to_string(section * 1000 + i) + "</property>\r\n";
+    }
+    xml += "      </properties>\r\n    </" + tag + ">\r\n";
+  }
+  return xml + "  </device>\r\n</xmlData>\r\n";
+}
+
+/// Records with attributes and text, some of it with references.
+std::string MakeRecords(std::size_t size) {
+  std::string xml = "<?xml version=\"1.0\"?>\n<records>\n";
+  for (int i = 0; xml.size() < size; ++i) {
+    const std::string number = std::to_string(i);
+    xml += "<record id=\"" + number + "\" kind=\"label\"><name>Label " + number +
+           "</name><note>printed &amp; cut, with some more text to it</note>" +
+           "<size width=\"100\" height='50'/></record>\n";
+  }
+  return xml + "</records>\n";
+}
+
+using Parse = void (*)(benchmark::State&, const Document&);
+
+void SetDoc(benchmark::State& state, const Document& document) {
+  for (auto _ : state) {
+    CMarkup doc;
+    benchmark::DoNotOptimize(doc.SetDoc(document.text));
+  }
+}
+
+/// The same object again and again: text and index keep their memory.
+void SetDocWarm(benchmark::State& state, const Document& document) {
+  CMarkup doc;
+  for (auto _ : state) benchmark::DoNotOptimize(doc.SetDoc(document.text));
+}
+
+void Walk(benchmark::State& state, const Document& document) {
+  for (auto _ : state) {
+    CMarkup doc;
+    doc.SetDoc(document.text);
+    const orv::MarkupReader reader(doc);
+    std::size_t seen = 0;
+    std::wstring buffer;
+    doc.FindElem();
+    for (bool done = false; !done;) {
+      reader.ForEachAttrib(
+          &buffer, [&seen](std::wstring_view, std::wstring_view value) { seen += value.size(); });
+      seen += 1 + reader.Data(&buffer).size();
+      doc.IntoElem();
+      while (!doc.FindElem() && !done) done = !doc.OutOfElem();
+    }
+    benchmark::DoNotOptimize(seen);
+  }
+}
+
+template <auto kPeer, auto kText>
+void Peer(benchmark::State& state, const Document& document) {
+  for (auto _ : state) {
+    const orv::bench::PeerResult result = kPeer(document.*kText);
+    if (!result.isGood) state.SkipWithError("not parsed");
+    benchmark::DoNotOptimize(result.seen);
+  }
+}
+
+void Register(const char* work, const std::shared_ptr<Document>& document, Parse parse) {
+  benchmark::RegisterBenchmark(
+      (std::string(work) + "/" + document->name).c_str(),
+      [document, parse](benchmark::State& state) {
+        parse(state, *document);
+        state.SetBytesProcessed(static_cast<std::int64_t>(document->text.size()) *
+                                static_cast<std::int64_t>(state.iterations()));
+      });
+}
+
+void RegisterDocument(std::string name, std::string bytes) {
+  auto document = std::make_shared<Document>();
+  document->name = std::move(name);
+  document->text = orv::Utf8ToWide(bytes);
+  document->bytes = std::move(bytes);
+  using namespace orv::bench;
+  Register("SetDoc", document, SetDoc);
+  Register("SetDocWarm", document, SetDocWarm);
+#if defined(ORV_PUGIXML_WIDE)
+  Register("pugixml_wide", document, Peer<PugixmlWideParse, &Document::text>);
+#endif
+  Register("pugixml", document, Peer<PugixmlParse, &Document::bytes>);
+  Register("expat", document, Peer<ExpatParse, &Document::bytes>);
+  Register("libxml2", document, Peer<LibxmlParse, &Document::bytes>);
+  Register("walk", document, Walk);
+#if defined(ORV_PUGIXML_WIDE)
+  Register("walk_pugixml_wide", document, Peer<PugixmlWideWalk, &Document::text>);
+#endif
+  Register("walk_pugixml", document, Peer<PugixmlWalk, &Document::bytes>);
+}
+
+void AppendElement(benchmark::State& state) {
+  CMarkup doc(L"<records/>");
+  doc.FindElem();
+  doc.IntoElem();
+  for (std::int64_t i = 0; i < state.range(0); ++i) doc.AddElem(L"record", L"value");
+  for (auto _ : state) doc.AddElem(L"record", L"value");
+}
+BENCHMARK(AppendElement)->Arg(1000)->Arg(1'000'000)->Iterations(100'000);
+
+std::string SampleBytes(std::int64_t size) {
+  std::string bytes;
+  for (std::int64_t i = 0; i < size; ++i) bytes += static_cast<char>(i * 131 + i / 251);
+  return bytes;
+}
+
+void EncodeBase64(benchmark::State& state) {
+  const std::string bytes = SampleBytes(state.range(0));
+  const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(CMarkup::EncodeBase64(data, static_cast<int>(bytes.size())));
+  }
+  state.SetBytesProcessed(state.range(0) * static_cast<std::int64_t>(state.iterations()));
+}
+BENCHMARK(EncodeBase64)->Arg(1 << 20);
+
+void DecodeBase64(benchmark::State& state) {
+  std::string bytes = SampleBytes(state.range(0));
+  auto* data = reinterpret_cast<unsigned char*>(bytes.data());
+  const std::wstring text = CMarkup::EncodeBase64(data, static_cast<int>(bytes.size()));
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(CMarkup::DecodeBase64(text, data, static_cast<int>(bytes.size())));
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(text.size() * state.iterations()));
+}
+BENCHMARK(DecodeBase64)->Arg(1 << 20);
+
+void Utf8To16(benchmark::State& state) {
+  const std::string bytes = MakeRecords(1 << 20);
+  std::wstring text(bytes.size(), L'\0');
+  const int size = static_cast<int>(bytes.size());
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(CMarkup::UTF8To16(text.data(), bytes.c_str(), size));
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(bytes.size() * state.iterations()));
+}
+BENCHMARK(Utf8To16);
+
+void Utf16To8(benchmark::State& state) {
+  const std::wstring text = orv::Utf8ToWide(MakeRecords(1 << 20));
+  std::string bytes(text.size() + 1, '\0');
+  const int size = static_cast<int>(bytes.size());
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(CMarkup::UTF16To8(bytes.data(), text.c_str(), size));
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(text.size() * state.iterations()));
+}
+BENCHMARK(Utf16To8);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  RegisterDocument("configuration_38K", MakeConfiguration(38'000));
+  for (const std::size_t kilobytes : {1, 32, 1024, 51200}) {
+    RegisterDocument("records_" + std::to_string(kilobytes) + "K", MakeRecords(kilobytes * 1024));
+  }
+  int options = 1;
+  for (int i = 1; i < argc; ++i) {
+    if (argv[i][0] == '-') {
+      argv[options++] = argv[i];
+      continue;
+    }
+    std::ifstream file(argv[i], std::ios::binary);
+    RegisterDocument(argv[i], {std::istreambuf_iterator<char>(file), {}});
+  }
+  benchmark::Initialize(&options, argv);
+  benchmark::RunSpecifiedBenchmarks();
+}
