@@ -5,9 +5,9 @@
 namespace orv {
 namespace {
 
-bool EndsAttributeName(wchar_t unit) {
-  return IsWhiteSpace(unit) || unit == L'/' || unit == L'=' || unit == L'>' || unit == L'?';
-}
+constexpr UnitSet kNameEnds(L" \n\t\r/=>?");
+/// What may stand between attributes.
+constexpr UnitSet kBetween(L" \n\t\r/?");
 
 }  // namespace
 
@@ -17,14 +17,11 @@ AttributeCursor::AttributeCursor(std::wstring_view text, std::size_t nameStart)
 }
 
 bool AttributeCursor::Next(Attribute* attribute) {
-  while (at_ < text_.size() &&
-         (IsWhiteSpace(text_[at_]) || text_[at_] == L'/' || text_[at_] == L'?')) {
-    ++at_;
-  }
+  while (at_ < text_.size() && kBetween.Has(text_[at_])) ++at_;
   if (at_ >= text_.size() || text_[at_] == L'>') return false;
 
   attribute->nameStart = at_;
-  while (at_ < text_.size() && !EndsAttributeName(text_[at_])) ++at_;
+  while (at_ < text_.size() && !kNameEnds.Has(text_[at_])) ++at_;
   attribute->name = text_.substr(attribute->nameStart, at_ - attribute->nameStart);
   SkipWhiteSpace();
   attribute->hasValue = at_ < text_.size() && text_[at_] == L'=';

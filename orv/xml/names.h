@@ -7,9 +7,26 @@
 
 namespace orv {
 
-constexpr bool IsWhiteSpace(wchar_t unit) {
-  return unit == L' ' || unit == L'\n' || unit == L'\t' || unit == L'\r';
-}
+/// A set of units below 64, for quick tests.
+class UnitSet {
+ public:
+  constexpr explicit UnitSet(std::wstring_view units) {
+    for (const wchar_t unit : units) bits_ |= std::uint64_t{1} << unit;
+  }
+
+  constexpr bool Has(wchar_t unit) const {
+    const auto code = static_cast<std::uint32_t>(unit);
+    return code < 64 && (bits_ >> code & 1) != 0;
+  }
+
+ private:
+  std::uint64_t bits_ = 0;
+};
+
+inline constexpr UnitSet kWhiteSpace(L" \n\t\r");
+inline constexpr UnitSet kTagNameEnds(L" \n\t\r/>");
+
+constexpr bool IsWhiteSpace(wchar_t unit) { return kWhiteSpace.Has(unit); }
 
 constexpr bool IsDigit(wchar_t unit) { return unit >= L'0' && unit <= L'9'; }
 
@@ -30,7 +47,7 @@ constexpr bool IsNameStart(wchar_t unit) {
 
 /// Whether a unit ends a tag name in markup.
 constexpr bool EndsTagName(wchar_t unit) {
-  return IsWhiteSpace(unit) || unit == L'/' || unit == L'>';
+  return kTagNameEnds.Has(unit);
 }
 
 /// Whether a unit ends a name in a path; zero stands for the path's end.
