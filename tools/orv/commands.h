@@ -20,6 +20,7 @@ void AddConfigCommands(CLI::App* program);
 void AddPrintersCommands(CLI::App* program);
 void AddRegistryCommands(CLI::App* program);
 void AddLogCommands(CLI::App* program);
+void AddXmlCommands(CLI::App* program);
 
 /// `orv printers config`, part of the printers' group.
 void AddPrinterConfigCommand(CLI::App* printers);

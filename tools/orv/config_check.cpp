@@ -11,6 +11,7 @@
 #include "orv/config/property_tables.h"
 #include "orv/text/format.h"
 #include "orv/xml/markup.h"
+#include "tools/orv/xml_faults.h"
 
 namespace orv::tool {
 namespace {
@@ -212,29 +213,8 @@ class Checker {
 
   /// Every fault that the parser met.
   void ReportSyntax() {
-    constexpr struct {
-      const wchar_t* entry;
-      const wchar_t* text;
-    } kTexts[] = {
-        {L"root_has_sibling", L"there must be one root element"},
-        {L"no_root_element", L"there is no element"},
-        {L"lone_end_tag", L"the end tag closes no open element"},
-        {L"unended_start_tag", L"the element is never closed"},
-        {L"unterminated_tag_syntax", L"the text ends inside this markup"},
-        {L"first_tag_syntax", L"'<' must be followed by a name, '/', '!' or '?'; write &lt;"},
-        {L"exclamation_tag_syntax", L"'<!' must be followed by '--', '[CDATA[' or 'DOCTYPE'"},
-        {L"doctype_tag_syntax", L"only declarations may stand here"},
-        {L"comment_tag_syntax", L"a comment begins with '<!--'"},
-        {L"cdata_section_syntax", L"a CDATA section begins with '<![CDATA['"},
-    };
-    CMarkup result(xml_.GetResult());
-    while (result.FindElem()) {
-      for (const auto& [entry, text] : kTexts) {
-        if (result.GetTagName() != entry) continue;
-        const std::wstring name = result.GetAttrib(L"tagname");
-        Report(Severity::kError, L"not-well-formed", ToInt(result.GetAttrib(L"offset")),
-               name.empty() ? text : text + (L": " + name));
-      }
+    for (const XmlFault& fault : FaultsOf(xml_.GetResult())) {
+      Report(Severity::kError, L"not-well-formed", fault.offset, fault.text);
     }
   }
 

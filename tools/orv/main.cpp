@@ -14,6 +14,7 @@ int main(int argc, char** argv) {
   AddPrintersCommands(&program);
   AddRegistryCommands(&program);
   AddLogCommands(&program);
+  AddXmlCommands(&program);
 
   try {
     // The parser takes the arguments last one first.
