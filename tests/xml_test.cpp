@@ -1,12 +1,11 @@
-#include <cstring>
 #include <set>
 
 #include "orv/platform/cpu.h"
 #include "orv/xml/elem_pos_array.h"
 #include "orv/xml/entities.h"
 #include "orv/xml/line_index.h"
-#include "orv/xml/markup_masks.h"
 #include "orv/xml/scanner.h"
+#include "orv/xml/signs.h"
 #include "tests/xml_fixture.h"
 
 namespace {
@@ -292,30 +291,28 @@ TEST(XmlParse, LargeAndFaultyTexts) {
   }
 }
 
-TEST(XmlParse, MasksAreTheSameOnEveryPath) {
-  constexpr std::size_t kWords = 5;
+TEST(XmlParse, SignsAreTheSameOnEveryPath) {
+  constexpr std::size_t kBlocks = 5;
   std::wstring text;
+  std::vector<std::uint32_t> expected;
   std::uint32_t state = 99;
-  for (std::size_t i = 0; i < kWords * 64; ++i) {
-    // Signs, and units whose low byte or whose narrowing could look like one.
+  for (std::size_t i = 0; i < kBlocks * orv::kSignBlock; ++i) {
+    // Signs, and units whose low byte or whose narrowing could look like one; one block is full.
     constexpr std::uint32_t kUnits[] = {'<',    '>',    '"',    '\'', 'a',
                                         0x3C3C, 0x8022, 0xFF3E, 0,    0xFFFF};
     state = state * 1664525 + 1013904223;
-    text += static_cast<wchar_t>(kUnits[(state >> 16) % std::size(kUnits)]);
+    const bool isFull = i / orv::kSignBlock == 2;
+    text += static_cast<wchar_t>(kUnits[(state >> 16) % (isFull ? 4 : std::size(kUnits))]);
+    if (std::wstring_view(L"<>\"'").find(text.back()) != std::wstring_view::npos) {
+      expected.push_back(static_cast<std::uint32_t>(1000 + i));
+    }
   }
-  orv::MaskWord plain[kWords];
-  orv::MaskFillerFor(orv::CpuLevel::kPlain)(text.data(), kWords, plain);
-  for (std::size_t unit = 0; unit < text.size(); ++unit) {
-    const orv::MaskWord& word = plain[unit / 64];
-    EXPECT_EQ(word.less >> unit % 64 & 1, text[unit] == L'<');
-    EXPECT_EQ(word.greater >> unit % 64 & 1, text[unit] == L'>');
-    EXPECT_EQ(word.quote >> unit % 64 & 1, text[unit] == L'"' || text[unit] == L'\'');
-  }
-  for (const orv::CpuLevel level : {orv::CpuLevel::kSse41, orv::CpuLevel::kAvx2}) {
+  for (const orv::CpuLevel level :
+       {orv::CpuLevel::kPlain, orv::CpuLevel::kSse41, orv::CpuLevel::kAvx2}) {
     if (level > orv::SupportedCpuLevel()) continue;
-    orv::MaskWord fast[kWords];
-    orv::MaskFillerFor(level)(text.data(), kWords, fast);
-    EXPECT_EQ(std::memcmp(plain, fast, sizeof plain), 0);
+    std::vector<std::uint32_t> signs(text.size() + 8);
+    signs.resize(orv::SignFinderFor(level)(text.data(), kBlocks, 1000, signs.data()));
+    EXPECT_EQ(signs, expected);
   }
 }
 

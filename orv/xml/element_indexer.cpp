@@ -1,8 +1,13 @@
 #include "orv/xml/element_indexer.h"
 
+#include <cstring>
+#include <optional>
+
 #include "orv/xml/markup.h"
 #include "orv/xml/names.h"
+#include "orv/xml/open_names.h"
 #include "orv/xml/result.h"
+#include "orv/xml/signs.h"
 
 namespace orv {
 namespace {
@@ -13,93 +18,153 @@ constexpr int kShortSearch = 32;
 /// Whether a unit of the text stands behind a whole open name, or where a name counts as ended.
 bool EndsOpenName(wchar_t unit) { return EndsTagName(unit) || EndsPathName(unit); }
 
-}  // namespace
+/// The number of leading units that two texts of `length` units have in common, or less than
+/// `length` when they differ.
+inline int EqualUnits(const wchar_t* a, const wchar_t* b, int length) {
+  constexpr int kUnitsInWord = 8 / sizeof(wchar_t);
+  int n = 0;
+  for (; n + kUnitsInWord <= length; n += kUnitsInWord) {
+    std::uint64_t wordA;
+    std::uint64_t wordB;
+    std::memcpy(&wordA, a + n, 8);
+    std::memcpy(&wordB, b + n, 8);
+    if (wordA != wordB) return n;
+  }
+  while (n < length && a[n] == b[n]) ++n;
+  return n;
+}
 
-ElementIndexer::ElementIndexer(ElemPosArray& elements, int* free, int base, const TokenPos& token,
-                               std::wstring& result)
-    : elements_(elements),
-      free_(free),
-      base_(base),
-      parent_(base),
-      token_(token),
-      text_(token.text),
-      ignoreCase_((token.flags & CMarkup::DOC_IGNORECASE) != 0),
-      baseLevel_(elements[base].Level()),
-      result_(result),
-      masks_(token.text, token.length) {}
+/// Open elements are known by their records alone.
+class ElementIndexer {
+ public:
+  ElementIndexer(ElemPosArray& elements, int* free, int base, const TokenPos& token,
+                 std::wstring& result)
+      : elements_(elements),
+        free_(free),
+        base_(base),
+        parent_(base),
+        token_(token),
+        text_(token.text),
+        ignoreCase_((token.flags & CMarkup::DOC_IGNORECASE) != 0),
+        baseLevel_(elements[base].Level()),
+        result_(result),
+        signs_(token.text, token.length) {}
+
+  int Run();
+
+ private:
+  int NextTagEnd(int tag);
+  void OpenElement(int start, int length);
+  void EndTag(int start, int length);
+  void EndTagOfOther(int start, int length);
+  int FindOpen(std::wstring_view name);
+  void CloseElement(int end, int endTagLength);
+  void CloseUnended(int until, int expectedAt);
+  void LinkLastChild(const ElemPos& parent);
+  void AddError(const NodePos& node);
+
+  std::wstring_view TagName(int start) const {
+    return TagNameAt({text_, static_cast<std::size_t>(token_.length)}, start + 1);
+  }
+  std::wstring_view OpenName(int element) const {
+    return TagName(static_cast<int>(elements_[element].start));
+  }
+
+  ElemPosArray& elements_;
+  int* free_;
+  const int base_;
+  int parent_;         ///< the innermost open element; `base_` when none is open
+  int lastChild_ = 0;  ///< of the parent
+  int depth_ = 0;
+  int firstElement_ = 0;
+  TokenPos token_;
+  const wchar_t* const text_;
+  const bool ignoreCase_;
+  const std::uint32_t baseLevel_;
+  std::wstring& result_;
+  SignStream signs_;
+  std::optional<OpenNames> openNames_;  ///< kept from the first long search on
+};
 
 int ElementIndexer::Run() {
   const int length = token_.length;
+  signs_.SkipTo(token_.next);
   NodePos node;
-  for (int at = token_.next;;) {
-    const int tag = masks_.NextLess(at);
+  for (;;) {
+    const int tag = signs_.Next();
     if (tag == length) break;
+    if (text_[tag] != L'<') continue;
     const wchar_t second = tag + 1 < length ? text_[tag + 1] : L'\0';
     int end = length;
     if (second == L'/') {
-      end = masks_.NextGreater(tag + 2);
+      do {
+        end = signs_.Next();
+      } while (end != length && text_[end] != L'>');
       if (end != length) EndTag(tag, end + 1 - tag);
     } else if (IsNameStart(second)) {
       end = NextTagEnd(tag);
       if (end != length) OpenElement(tag, end + 1 - tag);
     }
-    if (end != length) {
-      at = end + 1;
-      continue;
-    }
+    if (end != length) continue;
     // Comments and other rare nodes, and whatever is wrong.
     token_.next = tag;
     if (ScanNode(token_, node) == kScanError) AddError(node);
-    at = token_.next;
+    signs_.SkipTo(token_.next);
   }
   CloseUnended(base_, length);
+  LinkLastChild(elements_[base_]);
   return firstElement_;
 }
 
 /// The offset of the `>` of the start tag at `tag`; the text's length when it has none.
 int ElementIndexer::NextTagEnd(int tag) {
   const int length = token_.length;
-  for (int at = tag + 2;;) {
-    const int sign = masks_.NextGreaterOrQuote(at);
+  for (;;) {
+    const int sign = signs_.Next();
     if (sign == length || text_[sign] == L'>') return sign;
-    at = sign + 1;
-    if (!OpensValue(text_, tag, sign)) continue;
-    int close = masks_.NextQuote(at);
-    while (close != length && text_[close] != text_[sign]) close = masks_.NextQuote(close + 1);
+    if (text_[sign] == L'<' || !OpensValue(text_, tag, sign)) continue;
+    int close;
+    do {
+      close = signs_.Next();
+    } while (close != length && text_[close] != text_[sign]);
     if (close == length) return length;
-    at = close + 1;
   }
 }
 
 void ElementIndexer::OpenElement(int start, int length) {
   const int index = elements_.TakeFree(free_);
+  const bool isFirst = lastChild_ == 0;
+  const bool isEmpty = text_[start + length - 2] == L'/';
   ElemPos& element = elements_[index];
-  ElemPos& parent = elements_[parent_];
   element.start = start;
   element.length = length;
   element.SetTagLengths(length, 0);
   element.levelFlags = (baseLevel_ + depth_) & ElemPos::kLevelMask;
+  if (isFirst) element.levelFlags |= ELEM_FIRST;
+  if (isEmpty) element.levelFlags |= ELEM_EMPTY;
   element.parent = parent_;
   element.child = 0;
   element.next = 0;
-  if (parent.child != 0) {
-    ElemPos& first = elements_[parent.child];
-    element.previous = first.previous;
-    elements_[first.previous].next = index;
-    first.previous = index;
+  element.previous = isFirst ? index : lastChild_;
+  if (isFirst) {
+    elements_[parent_].child = index;
   } else {
-    parent.child = index;
-    element.previous = index;
-    element.levelFlags |= ELEM_FIRST;
+    elements_[lastChild_].next = index;
   }
   if (firstElement_ == 0) firstElement_ = index;
-  if (text_[start + length - 2] == L'/') {
-    element.levelFlags |= ELEM_EMPTY;
+  if (isEmpty) {
+    lastChild_ = index;
     return;
   }
   parent_ = index;
+  lastChild_ = 0;
   ++depth_;
   if (openNames_) openNames_->Add(TagName(start));
+}
+
+/// Makes the first child lead to the last one, when all are known.
+void ElementIndexer::LinkLastChild(const ElemPos& parent) {
+  if (parent.child != 0) elements_[parent.child].previous = lastChild_;
 }
 
 void ElementIndexer::EndTag(int start, int length) {
@@ -108,8 +173,7 @@ void ElementIndexer::EndTag(int start, int length) {
   const wchar_t* name = text_ + start + 2;
   const wchar_t* open = text_ + elements_[parent_].start + 1;
   const int nameLength = length - 3;
-  int n = 0;
-  while (n < nameLength && name[n] == open[n]) ++n;
+  const int n = EqualUnits(name, open, nameLength);
   if (n < nameLength || !EndsOpenName(open[n])) return EndTagOfOther(start, length);
   CloseElement(start + length, length);
 }
@@ -132,6 +196,7 @@ void ElementIndexer::EndTagOfOther(int start, int length) {
   CloseElement(start + length, length);
 }
 
+/// The innermost open element that an end tag of this name closes, -1 when there is none.
 int ElementIndexer::FindOpen(std::wstring_view name) {
   if (openNames_ && !openNames_->MayMatch(name)) return -1;
   int element = parent_;
@@ -160,6 +225,8 @@ void ElementIndexer::CloseElement(int end, int endTagLength) {
   if (openNames_) openNames_->Remove(OpenName(parent_));
   element.length = end - element.start;
   element.SetEndTagLength(endTagLength);
+  LinkLastChild(element);
+  lastChild_ = parent_;
   parent_ = static_cast<int>(element.parent);
   --depth_;
 }
@@ -169,20 +236,20 @@ void ElementIndexer::CloseElement(int end, int endTagLength) {
 /// by whoever calls, no element is ever moved twice.
 void ElementIndexer::CloseUnended(int until, int expectedAt) {
   if (parent_ == until) return;
-  std::uint32_t last = 0;
+  if (lastChild_ == 0) lastChild_ = parent_;
   bool illData = false;
-  for (int closing = parent_; closing != until;) {
+  for (int closing = parent_; closing != until; --depth_) {
     ElemPos& element = elements_[closing];
     if (openNames_) openNames_->Remove(OpenName(closing));
-    if (last == 0) last = element.child != 0 ? elements_[element.child].previous : closing;
     if (element.child != 0) {
       ElemPos& first = elements_[element.child];
       first.levelFlags &= ~ELEM_FIRST;
       first.previous = closing;
-      for (std::uint32_t child = element.child; child != 0; child = elements_[child].next) {
-        // The last child is the element closed before this one; behind it stand the children that
-        // were moved then.
-        if (static_cast<int>(elements_[child].parent) != closing) break;
+      // The last child is the element closed before this one; behind it stand the children that
+      // were moved then.
+      for (std::uint32_t child = element.child;
+           child != 0 && static_cast<int>(elements_[child].parent) == closing;
+           child = elements_[child].next) {
         elements_[child].parent = until;
       }
       element.next = element.child;
@@ -197,11 +264,9 @@ void ElementIndexer::CloseUnended(int until, int expectedAt) {
                 static_cast<int>(element.start), expectedAt);
     }
     closing = static_cast<int>(element.parent);
-    --depth_;
   }
   if (illData) elements_[until].levelFlags |= ELEM_ILLDATA;
   elements_[base_].levelFlags |= ELEM_ILLFORMED;
-  elements_[elements_[until].child].previous = last;
   parent_ = until;
 }
 
@@ -211,8 +276,11 @@ void ElementIndexer::AddError(const NodePos& node) {
   if (!IsResultFull(result_)) result_ += node.result;
 }
 
-std::wstring_view ElementIndexer::TagName(int start) const {
-  return TagNameAt({text_, static_cast<std::size_t>(token_.length)}, start + 1);
+}  // namespace
+
+int IndexElements(ElemPosArray& elements, int* free, int base, const TokenPos& token,
+                  std::wstring& result) {
+  return ElementIndexer(elements, free, base, token, result).Run();
 }
 
 }  // namespace orv

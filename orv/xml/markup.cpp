@@ -103,7 +103,7 @@ void CMarkup::x_IndexDoc() {
 }
 
 int CMarkup::x_ParseElem(int iPosParent, orv::TokenPos& token) {
-  return orv::ElementIndexer(*m_pElements, &m_iPosFree, iPosParent, token, m_strResult).Run();
+  return orv::IndexElements(*m_pElements, &m_iPosFree, iPosParent, token, m_strResult);
 }
 
 bool CMarkup::IsWellFormed() const {

@@ -46,9 +46,7 @@ constexpr bool IsNameStart(wchar_t unit) {
 }
 
 /// Whether a unit ends a tag name in markup.
-constexpr bool EndsTagName(wchar_t unit) {
-  return kTagNameEnds.Has(unit);
-}
+constexpr bool EndsTagName(wchar_t unit) { return kTagNameEnds.Has(unit); }
 
 /// Whether a unit ends a name in a path; zero stands for the path's end.
 constexpr bool EndsPathName(wchar_t unit) {

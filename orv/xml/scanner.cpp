@@ -176,12 +176,6 @@ class NodeScanner {
 
 }  // namespace
 
-bool OpensValue(const wchar_t* text, int tag, int quote) {
-  int before = quote - 1;
-  while (before > tag && IsWhiteSpace(text[before])) --before;
-  return text[before] == L'=';
-}
-
 int ScanNode(TokenPos& token, NodePos& node) {
   NodeScanner scanner(token, node);
   scanner.Scan();

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "orv/xml/names.h"
+
 /// The node scanner: splits a text into nodes, one a call.
 
 namespace orv {
@@ -40,6 +42,10 @@ int ScanNode(TokenPos& token, NodePos& node);
 
 /// Whether a quote at offset `quote` of a tag that begins at `tag` opens a value: only one that
 /// follows an equals sign does.
-bool OpensValue(const wchar_t* text, int tag, int quote);
+inline bool OpensValue(const wchar_t* text, int tag, int quote) {
+  int before = quote - 1;
+  while (before > tag && IsWhiteSpace(text[before])) --before;
+  return text[before] == L'=';
+}
 
 }  // namespace orv
