@@ -24,4 +24,8 @@ PeerResult LibxmlParse(const std::string& text);
 PeerResult PugixmlWalk(const std::string& text);
 PeerResult PugixmlWideWalk(const std::wstring& text);
 
+/// Parses and reads the name and the text of every property of a configuration.
+PeerResult PugixmlProperties(const std::string& text);
+PeerResult PugixmlWideProperties(const std::wstring& text);
+
 }  // namespace orv::bench

@@ -7,5 +7,7 @@
 #define PEER_STRING std::wstring
 #define PEER_ENCODING pugi::encoding_wchar
 #define PEER_PARSE PugixmlWideParse
+#define PEER_PROPERTIES PugixmlWideProperties
+#define PEER_NAME(text) L##text
 #define PEER_WALK PugixmlWideWalk
 #include "benchmarks/pugixml_peer.inc"

@@ -83,6 +83,32 @@ void Walk(benchmark::State& state, const Document& document) {
   }
 }
 
+/// Reads the name and the text of every property, as the configuration is read.
+void Properties(benchmark::State& state, const Document& document) {
+  for (auto _ : state) {
+    CMarkup doc;
+    doc.SetDoc(document.text);
+    const orv::MarkupReader reader(doc);
+    std::size_t seen = 0;
+    std::wstring buffer;
+    std::wstring_view name;
+    doc.FindChildElem();
+    doc.IntoElem();
+    while (doc.FindChildElem()) {
+      doc.IntoElem();
+      doc.FindChildElem(L"properties");
+      doc.IntoElem();
+      while (doc.FindChildElem(L"property")) {
+        if (reader.ChildAttrib(L"name", &buffer, &name)) seen += name.size();
+        seen += 1 + reader.ChildData(&buffer).size();
+      }
+      doc.OutOfElem();
+      doc.OutOfElem();
+    }
+    benchmark::DoNotOptimize(seen);
+  }
+}
+
 template <auto kPeer, auto kText>
 void Peer(benchmark::State& state, const Document& document) {
   for (auto _ : state) {
@@ -102,7 +128,7 @@ void Register(const char* work, const std::shared_ptr<Document>& document, Parse
       });
 }
 
-void RegisterDocument(std::string name, std::string bytes) {
+std::shared_ptr<Document> RegisterDocument(std::string name, std::string bytes) {
   auto document = std::make_shared<Document>();
   document->name = std::move(name);
   document->text = orv::Utf8ToWide(bytes);
@@ -121,6 +147,7 @@ void RegisterDocument(std::string name, std::string bytes) {
   Register("walk_pugixml_wide", document, Peer<PugixmlWideWalk, &Document::text>);
 #endif
   Register("walk_pugixml", document, Peer<PugixmlWalk, &Document::bytes>);
+  return document;
 }
 
 void AppendElement(benchmark::State& state) {
@@ -184,7 +211,12 @@ BENCHMARK(Utf16To8);
 }  // namespace
 
 int main(int argc, char** argv) {
-  RegisterDocument("configuration_38K", MakeConfiguration(38'000));
+  const auto configuration = RegisterDocument("configuration_38K", MakeConfiguration(38'000));
+  Register("properties", configuration, Properties);
+#if defined(ORV_PUGIXML_WIDE)
+  Register("properties_pugixml_wide", configuration,
+           Peer<orv::bench::PugixmlWideProperties, &Document::text>);
+#endif
   for (const std::size_t kilobytes : {1, 32, 1024, 51200}) {
     RegisterDocument("records_" + std::to_string(kilobytes) + "K", MakeRecords(kilobytes * 1024));
   }

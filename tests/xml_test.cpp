@@ -513,6 +513,12 @@ TEST(XmlRead, PiecesAndPlaces) {
   EXPECT_EQ(doc.GetChildSubDoc(), L"<a x='1'>d&amp;</a>");
   EXPECT_EQ(doc.GetChildData(), L"d&");
   EXPECT_EQ(doc.GetChildAttrib(L"X"), L"1");
+  const orv::MarkupReader reader(doc);
+  std::wstring buffer;
+  std::wstring_view value;
+  EXPECT_TRUE(reader.ChildAttrib(L"x", &buffer, &value) && value == L"1");
+  EXPECT_EQ(reader.ChildData(&buffer), L"d&");
+  EXPECT_EQ(reader.Data(&buffer), L"");
   EXPECT_EQ(doc.GetChildElemOffset(), 6);
   EXPECT_EQ(doc.GetSubDoc(), doc.GetDoc());
   EXPECT_EQ(doc.GetElemContent(), L"\r\n <a x='1'>d&amp;</a>\n");

@@ -4,10 +4,10 @@
 #include <vector>
 
 #include "orv/xml/attributes.h"
-#include "orv/xml/elem_pos_array.h"
 #include "orv/xml/element_indexer.h"
 #include "orv/xml/file_stream.h"
 #include "orv/xml/markup.h"
+#include "orv/xml/markup_index.h"
 #include "orv/xml/names.h"
 #include "orv/xml/saved_positions.h"
 #include "orv/xml/scanner.h"

@@ -1,6 +1,5 @@
 #include "orv/xml/element_indexer.h"
 
-#include <cstring>
 #include <optional>
 
 #include "orv/xml/markup.h"
@@ -17,22 +16,6 @@ constexpr int kShortSearch = 32;
 
 /// Whether a unit of the text stands behind a whole open name, or where a name counts as ended.
 bool EndsOpenName(wchar_t unit) { return EndsTagName(unit) || EndsPathName(unit); }
-
-/// The number of leading units that two texts of `length` units have in common, or less than
-/// `length` when they differ.
-inline int EqualUnits(const wchar_t* a, const wchar_t* b, int length) {
-  constexpr int kUnitsInWord = 8 / sizeof(wchar_t);
-  int n = 0;
-  for (; n + kUnitsInWord <= length; n += kUnitsInWord) {
-    std::uint64_t wordA;
-    std::uint64_t wordB;
-    std::memcpy(&wordA, a + n, 8);
-    std::memcpy(&wordB, b + n, 8);
-    if (wordA != wordB) return n;
-  }
-  while (n < length && a[n] == b[n]) ++n;
-  return n;
-}
 
 /// Open elements are known by their records alone.
 class ElementIndexer {
@@ -173,8 +156,9 @@ void ElementIndexer::EndTag(int start, int length) {
   const wchar_t* name = text_ + start + 2;
   const wchar_t* open = text_ + elements_[parent_].start + 1;
   const int nameLength = length - 3;
-  const int n = EqualUnits(name, open, nameLength);
-  if (n < nameLength || !EndsOpenName(open[n])) return EndTagOfOther(start, length);
+  if (!SameUnits(name, open, nameLength) || !EndsOpenName(open[nameLength])) {
+    return EndTagOfOther(start, length);
+  }
   CloseElement(start + length, length);
 }
 

@@ -3,9 +3,9 @@
 #include <limits>
 #include <utility>
 
-#include "orv/xml/elem_pos_array.h"
 #include "orv/xml/element_indexer.h"
 #include "orv/xml/file_stream.h"
+#include "orv/xml/markup_index.h"
 #include "orv/xml/result.h"
 #include "orv/xml/saved_positions.h"
 
@@ -114,10 +114,6 @@ bool CMarkup::IsWellFormed() const {
   if ((m_nDocFlags & DOC_READFILE) != 0) return noFault;
   return noFault && document.child != 0 && x_Elem(static_cast<int>(document.child)).next == 0;
 }
-
-ElemPos& CMarkup::x_Elem(int iPos) const { return (*m_pElements)[iPos]; }
-
-int CMarkup::x_GetParent(int iPos) const { return static_cast<int>(x_Elem(iPos).parent); }
 
 /// Makes room for records; 0 means half as many again as are used.
 void CMarkup::x_AllocElemPos(int nNewSize) {

@@ -23,6 +23,9 @@ class MarkupReader {
   /// else the decoded text, placed in `*buffer`. False when there is no such attribute.
   bool Attrib(std::wstring_view name, std::wstring* buffer, std::wstring_view* value) const;
 
+  /// The same of the child element, for `GetChildAttrib`.
+  bool ChildAttrib(std::wstring_view name, std::wstring* buffer, std::wstring_view* value) const;
+
   /// Calls `visit` with the name and the value, decoded through `*buffer`, of each attribute of the
   /// main element.
   template <class Visitor>
@@ -37,6 +40,8 @@ class MarkupReader {
 
   /// What `GetData` gives, in the same way.
   std::wstring_view Data(std::wstring* buffer) const;
+  /// What `GetChildData` gives, in the same way.
+  std::wstring_view ChildData(std::wstring* buffer) const;
 
   /// The index itself. Record 0 is the document's own; records below `RecordCount` that are not
   /// `ELEM_DELETED` are its elements.
@@ -44,6 +49,9 @@ class MarkupReader {
   const ElemPos& Record(int index) const;
 
  private:
+  bool AttribAt(bool isChild, std::wstring_view name, std::wstring* buffer,
+                std::wstring_view* value) const;
+  std::wstring_view DataOf(int element, std::wstring* buffer) const;
   bool StartAttribs(AttributeCursor* cursor) const;
   std::wstring_view Decode(std::wstring_view text, std::wstring* buffer) const;
 

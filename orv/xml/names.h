@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 /// The classes of characters that markup is made of, and how names compare.
@@ -24,6 +25,7 @@ class UnitSet {
 };
 
 inline constexpr UnitSet kWhiteSpace(L" \n\t\r");
+inline constexpr UnitSet kPathNameEnds({L"\0 /=", 4});
 inline constexpr UnitSet kTagNameEnds(L" \n\t\r/>");
 
 constexpr bool IsWhiteSpace(wchar_t unit) { return kWhiteSpace.Has(unit); }
@@ -50,7 +52,7 @@ constexpr bool EndsTagName(wchar_t unit) { return kTagNameEnds.Has(unit); }
 
 /// Whether a unit ends a name in a path; zero stands for the path's end.
 constexpr bool EndsPathName(wchar_t unit) {
-  return unit == 0 || unit == L' ' || unit == L'/' || unit == L'=' || unit == L'[' || unit == L']';
+  return kPathNameEnds.Has(unit) || unit == L'[' || unit == L']';
 }
 
 constexpr wchar_t ToUpperAscii(wchar_t unit) {
@@ -59,6 +61,24 @@ constexpr wchar_t ToUpperAscii(wchar_t unit) {
 
 constexpr wchar_t ToLowerAscii(wchar_t unit) {
   return unit >= L'A' && unit <= L'Z' ? static_cast<wchar_t>(unit - L'A' + L'a') : unit;
+}
+
+/// Whether two texts have the same `length` units; most names are too short for a call to pay.
+inline bool SameUnits(const wchar_t* a, const wchar_t* b, std::size_t length) {
+  constexpr std::size_t kUnitsInWord = 8 / sizeof(wchar_t);
+  for (; length >= kUnitsInWord; length -= kUnitsInWord) {
+    std::uint64_t wordA;
+    std::uint64_t wordB;
+    std::memcpy(&wordA, a, 8);
+    std::memcpy(&wordB, b, 8);
+    if (wordA != wordB) return false;
+    a += kUnitsInWord;
+    b += kUnitsInWord;
+  }
+  for (; length > 0; --length) {
+    if (*a++ != *b++) return false;
+  }
+  return true;
 }
 
 /// The name that begins at an offset of a text and ends as tag names do.
@@ -99,15 +119,19 @@ constexpr bool NameInMarkupIs(const wchar_t* name, const wchar_t* path, bool ign
   }
 }
 
-/// Whether a path can be searched for: it does not begin with `/`, and the predicate that may
-/// follow its first name is a position (from 1), an attribute test or a name.
-constexpr bool IsUsablePath(const wchar_t* path) {
-  if (*path == L'/') return false;
-  while (!EndsPathName(*path)) ++path;
-  if (*path != L'[') return true;
-  ++path;
-  if (*path == L'@') return IsNameStart(path[1]);
-  return (*path >= L'1' && *path <= L'9') || IsNameStart(*path);
+/// The length of a path's first name; -1 for a path that cannot be searched for: it begins with
+/// `/`, or the predicate that follows the name is not a position (from 1), an attribute test or a
+/// name.
+constexpr int PathNameLength(const wchar_t* path) {
+  if (*path == L'/') return -1;
+  const wchar_t* end = path;
+  while (!EndsPathName(*end)) ++end;
+  const int length = static_cast<int>(end - path);
+  if (*end != L'[') return length;
+  ++end;
+  const bool isGood =
+      *end == L'@' ? IsNameStart(end[1]) : (*end >= L'1' && *end <= L'9') || IsNameStart(*end);
+  return isGood ? length : -1;
 }
 
 /// Whether two whole names are the same.

@@ -1,23 +1,14 @@
 #include <algorithm>
 
 #include "orv/text/format.h"
-#include "orv/xml/elem_pos_array.h"
 #include "orv/xml/file_stream.h"
 #include "orv/xml/markup.h"
+#include "orv/xml/markup_index.h"
 #include "orv/xml/names.h"
 #include "orv/xml/saved_positions.h"
 #include "orv/xml/scanner.h"
 
 using orv::ElemPos;
-
-void CMarkup::x_SetPos(int iPosParent, int iPos, int iPosChild) {
-  m_iPosParent = iPosParent;
-  m_iPos = iPos;
-  m_iPosChild = iPosChild;
-  m_nNodeOffset = 0;
-  m_nNodeLength = 0;
-  m_nNodeType = iPos != 0 ? NODE_ELEMENT : NODE_NONE;
-}
 
 void CMarkup::ResetPos() { x_SetPos(0, 0, 0); }
 
@@ -29,16 +20,17 @@ void CMarkup::ResetChildPos() { x_SetPos(m_iPosParent, m_iPos, 0); }
 /// `iPos` is 0; 0 when there is none.
 int CMarkup::x_FindElem(int iPosParent, int iPos, MCD_CSTR szPath) const {
   const wchar_t* path = szPath.c_str();
-  if (!orv::IsUsablePath(path)) return 0;
+  const int length = orv::PathNameLength(path);
+  if (length < 0) return 0;
   const bool ignoreCase = (m_nDocFlags & DOC_IGNORECASE) != 0;
   std::uint32_t found = iPos != 0 ? x_Elem(iPos).next : x_Elem(iPosParent).child;
-  if (*path != 0) {
-    // The element's whole name is compared, so one that differs early costs little.
-    while (found != 0) {
-      const wchar_t* name = m_strDoc.c_str() + x_Elem(static_cast<int>(found)).start + 1;
-      if (orv::NameInMarkupIs(name, path, ignoreCase)) break;
-      found = x_Elem(static_cast<int>(found)).next;
-    }
+  if (*path == 0) return static_cast<int>(found);
+  for (; found != 0; found = x_Elem(static_cast<int>(found)).next) {
+    const std::size_t nameStart = x_Elem(static_cast<int>(found)).start + 1;
+    const wchar_t* name = m_strDoc.c_str() + nameStart;
+    const bool isSame = nameStart + length < m_strDoc.size() &&
+                        orv::SameUnits(name, path, length) && orv::EndsTagName(name[length]);
+    if (isSame || orv::NameInMarkupIs(name, path, ignoreCase)) break;
   }
   return static_cast<int>(found);
 }

@@ -1,6 +1,6 @@
 #include "orv/xml/attributes.h"
-#include "orv/xml/elem_pos_array.h"
 #include "orv/xml/markup.h"
+#include "orv/xml/markup_index.h"
 #include "orv/xml/markup_reader.h"
 #include "orv/xml/names.h"
 #include "orv/xml/scanner.h"
@@ -239,10 +239,16 @@ int CMarkup::GetContentOffset() const {
 namespace orv {
 namespace {
 
-/// Whether reading would change the text.
-bool NeedsDecoding(std::wstring_view text, int flags) {
+constexpr UnitSet kNotPlain(L"<&");
+
+/// Whether a content, or a value, is plain text that reading would not change.
+bool IsPlain(std::wstring_view text, int flags) {
   constexpr int kWhiteSpaceFlags = CMarkup::DOC_TRIMWHITESPACE | CMarkup::DOC_COLLAPSEWHITESPACE;
-  return (flags & kWhiteSpaceFlags) != 0 || text.find(L'&') != text.npos;
+  if ((flags & kWhiteSpaceFlags) != 0) return false;
+  for (const wchar_t unit : text) {
+    if (kNotPlain.Has(unit)) return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -251,8 +257,18 @@ std::wstring_view MarkupReader::TagName() const { return doc_.GetTagNamePointer(
 
 bool MarkupReader::Attrib(std::wstring_view name, std::wstring* buffer,
                           std::wstring_view* value) const {
+  return AttribAt(false, name, buffer, value);
+}
+
+bool MarkupReader::ChildAttrib(std::wstring_view name, std::wstring* buffer,
+                               std::wstring_view* value) const {
+  return AttribAt(true, name, buffer, value);
+}
+
+bool MarkupReader::AttribAt(bool isChild, std::wstring_view name, std::wstring* buffer,
+                            std::wstring_view* value) const {
   Attribute attribute;
-  if (!doc_.x_FindAttrib(false, name, &attribute)) return false;
+  if (!doc_.x_FindAttrib(isChild, name, &attribute)) return false;
   *value = Decode(attribute.value, buffer);
   return true;
 }
@@ -266,18 +282,24 @@ bool MarkupReader::StartAttribs(AttributeCursor* cursor) const {
 }
 
 std::wstring_view MarkupReader::Decode(std::wstring_view text, std::wstring* buffer) const {
-  if (!NeedsDecoding(text, doc_.m_nDocFlags)) return text;
+  if (IsPlain(text, doc_.m_nDocFlags)) return text;
   return *buffer = doc_.x_Unescape(text);
 }
 
 std::wstring_view MarkupReader::Data(std::wstring* buffer) const {
-  if (doc_.x_IsElement()) {
-    const std::wstring_view content = doc_.x_Content(doc_.m_iPos);
-    if (content.find(L'<') == content.npos && !NeedsDecoding(content, doc_.m_nDocFlags)) {
-      return content;
-    }
-  }
+  if (doc_.x_IsElement()) return DataOf(doc_.m_iPos, buffer);
   return *buffer = doc_.x_GetMainData();
+}
+
+std::wstring_view MarkupReader::ChildData(std::wstring* buffer) const {
+  return doc_.m_iPosChild != 0 ? DataOf(doc_.m_iPosChild, buffer) : std::wstring_view();
+}
+
+std::wstring_view MarkupReader::DataOf(int element, std::wstring* buffer) const {
+  if (doc_.x_Elem(element).child != 0) return {};
+  const std::wstring_view content = doc_.x_Content(element);
+  if (IsPlain(content, doc_.m_nDocFlags)) return content;
+  return *buffer = doc_.x_GetData(element);
 }
 
 int MarkupReader::RecordCount() const { return doc_.m_iPosFree; }

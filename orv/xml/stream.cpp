@@ -1,6 +1,6 @@
-#include "orv/xml/elem_pos_array.h"
 #include "orv/xml/file_stream.h"
 #include "orv/xml/markup.h"
+#include "orv/xml/markup_index.h"
 #include "orv/xml/names.h"
 #include "orv/xml/open_names.h"
 #include "orv/xml/result.h"
@@ -228,7 +228,7 @@ bool CMarkup::x_ReadPast(std::wstring strName) {
 int CMarkup::x_ReadTo(int nTypes, MCD_CSTR szPath) {
   orv::FileStream& stream = *m_pFileStream;
   const wchar_t* path = szPath.c_str();
-  if (!orv::IsUsablePath(path)) return NODE_NONE;
+  if (orv::PathNameLength(path) < 0) return NODE_NONE;
   const bool ignoreCase = (m_nDocFlags & DOC_IGNORECASE) != 0;
   if (stream.isContentAhead) {
     stream.isContentAhead = false;
