@@ -1,5 +1,6 @@
 #include "orv/devmode/oemdev.h"
 
+#include <algorithm>
 #include <cstring>
 #include <iterator>
 
@@ -35,6 +36,7 @@ std::uint32_t IsNotOne(std::uint32_t value) { return value != 1; }
 
 /// A number of the older layout and the setting that it stands for; both have the same width.
 struct NumberMapping {
+  const char* setting;
   std::size_t epOffset;
   std::size_t offset;
   std::size_t width;
@@ -42,33 +44,37 @@ struct NumberMapping {
   Conversion toEp;  ///< null: another row writes the word
 };
 
-#define SETTING(member) offsetof(tagOEMDEV, member), sizeof(tagOEMDEV::member)
+#define MAPPING(epOffset, member, ...)                                 \
+  NumberMapping {                                                      \
+#member, epOffset, offsetof(tagOEMDEV, member),                    \
+        sizeof(static_cast <tagOEMDEV*>(nullptr)->member), __VA_ARGS__ \
+  }
 
 constexpr NumberMapping kNumbers[] = {
-    {236, SETTING(CustomCommandDocumentStartType), Same, Same},
-    {238, SETTING(CustomCommandDocumentEndType), Same, Same},
-    {240, SETTING(CustomCommandPageStartType), Same, Same},
-    {242, SETTING(CustomCommandPageEndType), Same, Same},
-    {564, SETTING(CustomCommandDocumentDataStartType), Same, Same},
-    {566, SETTING(CustomCommandDocumentDataEndType), Same, Same},
-    {568, SETTING(CustomCommandPageDataStartType), Same, Same},
-    {570, SETTING(CustomCommandPageDataEndType), Same, Same},
-    {892, SETTING(Darkness2), Same, Same},
-    {1252, SETTING(Darkness), Same, Same},
-    {1256, SETTING(PrintSpeed), Same, Same},
-    {1260, SETTING(SensorType), OneToFive, OneToFive},
-    {1272, SETTING(RibbonSaver), IsOne, IsOne},
-    {1276, SETTING(OffsetY), Finer, CoarserSigned},
-    {1280, SETTING(GapDistance), Finer, Coarser},
+    MAPPING(236, CustomCommandDocumentStartType, Same, Same),
+    MAPPING(238, CustomCommandDocumentEndType, Same, Same),
+    MAPPING(240, CustomCommandPageStartType, Same, Same),
+    MAPPING(242, CustomCommandPageEndType, Same, Same),
+    MAPPING(564, CustomCommandDocumentDataStartType, Same, Same),
+    MAPPING(566, CustomCommandDocumentDataEndType, Same, Same),
+    MAPPING(568, CustomCommandPageDataStartType, Same, Same),
+    MAPPING(570, CustomCommandPageDataEndType, Same, Same),
+    MAPPING(892, Darkness2, Same, Same),
+    MAPPING(1252, Darkness, Same, Same),
+    MAPPING(1256, PrintSpeed, Same, Same),
+    MAPPING(1260, SensorType, OneToFive, OneToFive),
+    MAPPING(1272, RibbonSaver, IsOne, IsOne),
+    MAPPING(1276, OffsetY, Finer, CoarserSigned),
+    MAPPING(1280, GapDistance, Finer, Coarser),
     // The older layout has one offset for both devices; the peel-off device's goes back.
-    {1284, offsetof(tagOEMDEV, PeelOff.offset), sizeof(std::uint32_t), Finer, Coarser},
-    {1284, offsetof(tagOEMDEV, IoModule.offset), sizeof(std::uint32_t), Finer, nullptr},
-    {1288, SETTING(OffsetX), Finer, CoarserSigned},
-    {1356, SETTING(SoftwareOptimization), IsNotTwo, OneOrElseTwo},
-    {1360, SETTING(PrintMode), IsZero, IsNotOne},
-    {1368, SETTING(Mirror), IsOne, IsOne},
-    {1504, SETTING(BackFeedMode), OneOrTwo, OneOrTwo},
-    {1508, SETTING(Invert), IsOne, IsOne},
+    MAPPING(1284, PeelOff.offset, Finer, Coarser),
+    MAPPING(1284, IoModule.offset, Finer, nullptr),
+    MAPPING(1288, OffsetX, Finer, CoarserSigned),
+    MAPPING(1356, SoftwareOptimization, IsNotTwo, OneOrElseTwo),
+    MAPPING(1360, PrintMode, IsZero, IsNotOne),
+    MAPPING(1368, Mirror, IsOne, IsOne),
+    MAPPING(1504, BackFeedMode, OneOrTwo, OneOrTwo),
+    MAPPING(1508, Invert, IsOne, IsOne),
 };
 
 /// The rotation is the one setting that is narrower in the older layout.
@@ -80,19 +86,23 @@ enum CuttingMode : std::uint32_t { kNoCut = 0, kTearOff = 1, kPeelOff = 2 };
 
 /// A command string, the same bytes in both layouts.
 struct TextMapping {
+  const char* setting;
   std::size_t epOffset;
   std::size_t offset;
 };
 
+#define TEXT_MAPPING(epOffset, member) \
+  { #member, epOffset, offsetof(tagOEMDEV, member) }
+
 constexpr TextMapping kTexts[] = {
-    {244, offsetof(tagOEMDEV, CustomCommandDocumentStart)},
-    {324, offsetof(tagOEMDEV, CustomCommandDocumentEnd)},
-    {404, offsetof(tagOEMDEV, CustomCommandPageStart)},
-    {484, offsetof(tagOEMDEV, CustomCommandPageEnd)},
-    {572, offsetof(tagOEMDEV, CustomCommandDocumentDataStart)},
-    {652, offsetof(tagOEMDEV, CustomCommandDocumentDataEnd)},
-    {732, offsetof(tagOEMDEV, CustomCommandPageDataStart)},
-    {812, offsetof(tagOEMDEV, CustomCommandPageDataEnd)},
+    TEXT_MAPPING(244, CustomCommandDocumentStart),
+    TEXT_MAPPING(324, CustomCommandDocumentEnd),
+    TEXT_MAPPING(404, CustomCommandPageStart),
+    TEXT_MAPPING(484, CustomCommandPageEnd),
+    TEXT_MAPPING(572, CustomCommandDocumentDataStart),
+    TEXT_MAPPING(652, CustomCommandDocumentDataEnd),
+    TEXT_MAPPING(732, CustomCommandPageDataStart),
+    TEXT_MAPPING(812, CustomCommandPageDataEnd),
 };
 
 std::uint32_t Load(const std::uint8_t* bytes, std::size_t width) {
@@ -162,3 +172,21 @@ void ConvertOrv2Ep(tagOEMDEV* record) {
         : record->PeelOff.enabled != 0 ? kPeelOff
                                        : kNoCut);
 }
+
+namespace orv {
+
+std::vector<OlderWord> OlderLayoutWords() {
+  std::vector<OlderWord> words = {
+      {"Rotation", kEpRotation, sizeof(std::uint16_t)},
+      {"TearOff.enabled, PeelOff.enabled", kEpCuttingMode, sizeof(std::uint32_t)}};
+  for (const NumberMapping& number : kNumbers) {
+    words.push_back({number.setting, number.epOffset, number.width});
+  }
+  for (const TextMapping& text : kTexts) {
+    words.push_back({text.setting, text.epOffset, tagOEMDEV::kCommandSize});
+  }
+  std::ranges::stable_sort(words, {}, &OlderWord::offset);
+  return words;
+}
+
+}  // namespace orv

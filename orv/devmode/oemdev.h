@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "orv/logging/logger.h"
 #include "orv/platform/export.h"
@@ -277,6 +278,15 @@ namespace orv {
 
 /// Writes the header and the default of every setting. Bytes that belong to no setting (the older
 /// layout and three reserved words) stay untouched.
-void FillDefaults(const Config& config, tagOEMDEV* record);
+ORV_EXPORT void FillDefaults(const Config& config, tagOEMDEV* record);
+
+/// A word of the older layout and the settings that it stands for.
+struct OlderWord {
+  const char* setting;
+  std::size_t offset;  ///< in the record
+  std::size_t width;   ///< bytes
+};
+/// Every word of the older layout that stands for a setting, in the order of their offsets.
+ORV_EXPORT std::vector<OlderWord> OlderLayoutWords();
 
 }  // namespace orv

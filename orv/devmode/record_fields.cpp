@@ -437,6 +437,23 @@ void RepairRecord(const Config& config, tagOEMDEV* record, std::vector<Correctio
   }
 }
 
+std::wstring DescribeCorrections(std::span<const Correction> corrections) {
+  std::wstring text;
+  for (const Correction& correction : corrections) {
+    for (const char* name = correction.check->name; *name != '\0'; ++name) text += *name;
+    text += L':';
+    if (correction.check->field->kind == FieldKind::kText) {
+      text += L"trunked to " + std::to_wstring(tagOEMDEV::kCommandSize) + L" chars";
+    } else {
+      text += std::to_wstring(static_cast<std::int32_t>(correction.before));
+      text += L"->";
+      text += std::to_wstring(static_cast<std::int32_t>(correction.after));
+      text += L' ';
+    }
+  }
+  return text;
+}
+
 std::vector<std::int32_t> AllowedValues(const Config& config, AllowedList list) {
   const Device& device = config.device;
   std::vector<std::int32_t> values;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "orv/config/config.h"
@@ -89,6 +90,10 @@ ORV_EXPORT std::span<const RecordCheck> RecordChecks();
 /// be null.
 ORV_EXPORT void RepairRecord(const Config& config, tagOEMDEV* record,
                              std::vector<Correction>* corrections);
+
+/// Corrections as the log names them: "Name:old->new " for each number; a text's item has no
+/// trailing blank.
+ORV_EXPORT std::wstring DescribeCorrections(std::span<const Correction> corrections);
 
 /// The values of a configuration's list as the record stores them.
 ORV_EXPORT std::vector<std::int32_t> AllowedValues(const Config& config, AllowedList list);
