@@ -211,6 +211,20 @@ LONG WriteStockItem(const std::wstring& path, const StockItem& item) {
   return result;
 }
 
+LONG ImportStockItems(const std::wstring& path, std::span<const StockItem> items,
+                      CLoggerClient* logger) {
+  std::wstring names;
+  for (const StockItem& item : items) {
+    const LONG error = WriteStockItem(path, item);
+    if (error != ERROR_SUCCESS) return error;
+    names += (names.empty() ? L"" : L", ") + item.DisplayName;
+  }
+  LogFormat(eLogLevelInfo, logger, kSource, L"Number of imported layouts %ls",
+            std::to_wstring(items.size()).c_str());
+  LogFormat(eLogLevelInfo, logger, kSource, L"Layouts %ls imported from registry.", names.c_str());
+  return ERROR_SUCCESS;
+}
+
 LONG DeleteStockItem(const std::wstring& path, const GUID& guid) {
   RegistryKey key;
   const LONG result = key.Open(HKEY_CURRENT_USER, path, RegistryAccess::kReadWrite);

@@ -86,6 +86,9 @@ ORV_EXPORT std::wstring StockItemsPath(const std::wstring& printerName,
 ORV_EXPORT std::vector<StockItem> ReadStockItems(const std::wstring& path);
 /// Stores an item under its GUID below `path`; an item without one is refused.
 ORV_EXPORT LONG WriteStockItem(const std::wstring& path, const StockItem& item);
+/// Stores items below `path`, each in the place of the one with its GUID, and logs which.
+ORV_EXPORT LONG ImportStockItems(const std::wstring& path, std::span<const StockItem> items,
+                                 CLoggerClient* logger);
 ORV_EXPORT LONG DeleteStockItem(const std::wstring& path, const GUID& guid);
 
 /// A printer's items in the order of their paper sizes: its own ones, from the session's entry when

@@ -17,8 +17,10 @@ enum ExitCode {
 };
 
 void AddConfigCommands(CLI::App* program);
+void AddDevmodeCommands(CLI::App* program);
 void AddPrintersCommands(CLI::App* program);
 void AddRegistryCommands(CLI::App* program);
+void AddStockCommands(CLI::App* program);
 void AddLogCommands(CLI::App* program);
 void AddXmlCommands(CLI::App* program);
 

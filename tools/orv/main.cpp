@@ -11,6 +11,8 @@ int main(int argc, char** argv) {
                    "orv");
   program.require_subcommand(1);
   AddConfigCommands(&program);
+  AddDevmodeCommands(&program);
+  AddStockCommands(&program);
   AddPrintersCommands(&program);
   AddRegistryCommands(&program);
   AddLogCommands(&program);

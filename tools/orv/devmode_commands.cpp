@@ -1,0 +1,656 @@
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "orv/config/config_parser.h"
+#include "orv/devmode/devmode.h"
+#include "orv/devmode/stock_items.h"
+#include "orv/text/format.h"
+#include "tools/orv/commands.h"
+#include "tools/orv/input.h"
+#include "tools/orv/library_use.h"
+#include "tools/orv/output.h"
+#include "tools/orv/record_rules.h"
+#include "tools/orv/record_text.h"
+
+namespace orv::tool {
+namespace {
+
+/// The longest name of a configuration file, with its terminator.
+constexpr int kMaxDriverFileName = 1024;
+
+void AddConfigFolder(CLI::App* command, std::string* folder) {
+  command->add_option(
+      "--config-dir", *folder,
+      "The folder of the printers' configuration files; the program's own by default");
+}
+
+/// A field of the public record as an option. Lengths are given in millimetres and stored in
+/// tenths.
+struct PublicOption {
+  const char* name;
+  const char* description;
+  std::size_t offset;
+  bool isLength;
+};
+
+constexpr PublicOption kPublicOptions[] = {
+    {"--paper-size", "The paper size's number; 257 is the first stock item",
+     offsetof(DEVMODEW, dmPaperSize), false},
+    {"--width", "The paper's width in mm", offsetof(DEVMODEW, dmPaperWidth), true},
+    {"--length", "The paper's length in mm", offsetof(DEVMODEW, dmPaperLength), true},
+    {"--copies", "The number of copies", offsetof(DEVMODEW, dmCopies), false},
+    {"--orientation", "1 portrait, 2 landscape", offsetof(DEVMODEW, dmOrientation), false},
+    {"--scale", "The scale in percent", offsetof(DEVMODEW, dmScale), false},
+    {"--default-source", "The paper source", offsetof(DEVMODEW, dmDefaultSource), false},
+    {"--print-quality", "The print quality", offsetof(DEVMODEW, dmPrintQuality), false},
+    {"--color", "1 monochrome, 2 colour", offsetof(DEVMODEW, dmColor), false},
+    {"--duplex", "1 simplex, 2 or 3 duplex", offsetof(DEVMODEW, dmDuplex), false},
+    {"--collate", "1 collates copies", offsetof(DEVMODEW, dmCollate), false},
+};
+
+/// What a merge is asked for.
+struct MergeOptions {
+  std::string printer;
+  std::string in;
+  std::string out;
+  std::string configFolder;
+  std::string form;
+  std::optional<double> values[std::size(kPublicOptions)];
+  bool asText = false;
+  bool asJson = false;
+};
+
+void AddMergeOptions(CLI::App* command, MergeOptions* options) {
+  command->add_option("PRINTER", options->printer, "The printer's name")->required();
+  command->add_option("--in", options->in,
+                      "The incoming record; the printer's defaults if omitted");
+  for (std::size_t i = 0; i < std::size(kPublicOptions); ++i) {
+    command->add_option(kPublicOptions[i].name, options->values[i], kPublicOptions[i].description);
+  }
+  command->add_option("--form", options->form, "The form's name");
+  AddConfigFolder(command, &options->configFolder);
+  command->add_flag("--json", options->asJson, "Print JSON");
+}
+
+/// The application's public record: the incoming record's size unless the options say otherwise.
+DEVMODEW PublicRecord(const MergeOptions& options, const tagOEMDEV& record) {
+  constexpr int kUserPaperSize = 256;
+  constexpr double kTenthsPerMillimetre = 10;
+  constexpr std::uint32_t kThousandthsPerTenth = 100;
+  DEVMODEW result{};
+  result.dmSpecVersion = 0x0401;
+  result.dmSize = sizeof(DEVMODEW);
+  result.dmDriverExtra = sizeof(tagOEMDEV);
+  result.dmOrientation = 1;
+  result.dmCopies = 1;
+  result.dmPaperSize = kUserPaperSize;
+  result.dmPaperWidth = static_cast<SHORT>(record.PaperWidth / kThousandthsPerTenth);
+  result.dmPaperLength = static_cast<SHORT>(record.PaperHeight / kThousandthsPerTenth);
+  for (std::size_t i = 0; i < std::size(kPublicOptions); ++i) {
+    const PublicOption& option = kPublicOptions[i];
+    if (!options.values[i].has_value()) continue;
+    const double value =
+        std::round(*options.values[i] * (option.isLength ? kTenthsPerMillimetre : 1));
+    if (!(value >= INT16_MIN && value <= INT16_MAX)) {
+      Fail(kUsage, Widen(option.name) + L": the public record cannot hold this value");
+    }
+    const auto number = static_cast<SHORT>(value);
+    std::memcpy(reinterpret_cast<char*>(&result) + option.offset, &number, sizeof(number));
+  }
+  const std::wstring form = ToWide(options.form);
+  for (std::size_t i = 0; i < form.size() && i + 1 < std::size(result.dmFormName); ++i) {
+    result.dmFormName[i] = static_cast<WCHAR>(form[i]);
+  }
+  return result;
+}
+
+/// The library's answer to one request; ends the command when it refuses.
+void Request(LibraryUse* library, const std::wstring& printerName, DWORD mode, OEMDMPARAM* param) {
+  const HRESULT result =
+      hrOEMDevMode(library->client(), library->cache(), printerName.c_str(), mode, param);
+  if (result == S_OK) return;
+  Config* config = nullptr;
+  CConfigParser::Load(param->hPrinter, &config, library->cache(), library->client());
+  wchar_t name[kMaxDriverFileName] = {};
+  CConfigParser::GetConfigXmlFilenameForPrinter(param->hPrinter, name, kMaxDriverFileName, nullptr);
+  Fail(kFindings, config == nullptr
+                      ? L"the printer's configuration " + std::wstring(name) +
+                            L" does not load from " + library->client()->m_stModuleFolder +
+                            L" (--config-dir names another folder)"
+                      : L"the library refuses the record; `orv log show` says why");
+}
+
+tagOEMDEV Defaults(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name) {
+  tagOEMDEV record{};
+  OEMDMPARAM param{};
+  param.cbSize = sizeof(param);
+  param.hPrinter = printer.get();
+  param.pOEMDMOut = &record;
+  Request(library, name, OEMDM_DEFAULT, &param);
+  return record;
+}
+
+/// A printer's configuration, which its defaults have loaded into the cache.
+const Config& LoadedConfig(LibraryUse* library, const OpenPrinter& printer) {
+  Config* config = nullptr;
+  CConfigParser::Load(printer.get(), &config, library->cache(), library->client());
+  return *config;
+}
+
+void AddDefaultCommand(CLI::App* group) {
+  auto options = std::make_shared<MergeOptions>();
+  CLI::App* command = group->add_subcommand("default", "Write a printer's default record");
+  command->add_option("PRINTER", options->printer, "The printer's name")->required();
+  command->add_option("-o,--output", options->out, "The file to write")->required();
+  command->add_flag("--text", options->asText, "Write the record as text");
+  AddConfigFolder(command, &options->configFolder);
+  command->footer("Example:\n  orv devmode default \"Label 1\" -o label1.dev");
+  command->callback([options] {
+    LibraryUse library(ToWide(options->configFolder));
+    const std::wstring name = ToWide(options->printer);
+    const OpenPrinter printer(name);
+    WriteRecord(ToWide(options->out), Defaults(&library, printer, name), options->asText);
+  });
+}
+
+/// One way of a record through a merge.
+struct Merged {
+  tagOEMDEV defaults;
+  tagOEMDEV in;
+  tagOEMDEV applied;  ///< with the stock item, before the validation
+  tagOEMDEV out;
+  DEVMODEW publicIn;
+  DEVMODEW publicOut;
+  StockChoice choice;
+  std::vector<Correction> corrections;
+};
+
+Merged Merge(LibraryUse* library, const OpenPrinter& printer, const MergeOptions& options) {
+  const std::wstring name = ToWide(options.printer);
+  Merged merged{};
+  merged.defaults = Defaults(library, printer, name);
+  merged.in = options.in.empty() ? merged.defaults : ReadRecord(ToWide(options.in));
+  merged.publicIn = merged.publicOut = PublicRecord(options, merged.in);
+  // The driver hands over a record of its own to fill.
+  merged.out.dwSignature = tagOEMDEV::kSignature;
+  OEMDMPARAM param{};
+  param.cbSize = sizeof(param);
+  param.hPrinter = printer.get();
+  param.pPublicDMIn = &merged.publicIn;
+  param.pPublicDMOut = &merged.publicOut;
+  param.pOEMDMIn = &merged.in;
+  param.pOEMDMOut = &merged.out;
+  Request(library, name, OEMDM_MERGE, &param);
+
+  // The same steps one by one, to see what each did.
+  merged.choice = ChooseStockItem(LoadStockItems(printer.get(), name.c_str(), nullptr),
+                                  merged.publicIn, merged.in);
+  merged.applied = merged.in;
+  DEVMODEW ignored = merged.publicIn;
+  ApplyStockItem(&merged.publicIn, &ignored, &merged.applied, printer.get(), name.c_str(), nullptr);
+  tagOEMDEV repaired = merged.applied;
+  RepairRecord(LoadedConfig(library, printer), &repaired, &merged.corrections);
+  return merged;
+}
+
+std::wstring FormName(const DEVMODEW& record) {
+  std::wstring name;
+  for (const WCHAR unit : record.dmFormName) {
+    if (unit == 0) break;
+    name += static_cast<wchar_t>(unit);
+  }
+  return name;
+}
+
+void AddMergeCommand(CLI::App* group) {
+  auto options = std::make_shared<MergeOptions>();
+  CLI::App* command =
+      group->add_subcommand("merge", "Merge a record with an application's public record");
+  AddMergeOptions(command, options.get());
+  command->add_option("-o,--output", options->out, "The file to write the merged record to")
+      ->required();
+  command->add_flag("--text", options->asText, "Write the record as text");
+  command->footer(
+      "Prints the public record's answer and what was corrected.\n"
+      "Examples:\n"
+      "  orv devmode merge \"Label 1\" --in label1.dev --width 50 --length 30 -o merged.dev\n"
+      "  orv devmode merge \"Label 1\" --paper-size 257 -o stock.dev");
+  command->callback([options] {
+    LibraryUse library(ToWide(options->configFolder));
+    const OpenPrinter printer(ToWide(options->printer));
+    const Merged merged = Merge(&library, printer, *options);
+    WriteRecord(ToWide(options->out), merged.out, options->asText);
+    const DEVMODEW& out = merged.publicOut;
+    const std::wstring corrections = DescribeCorrections(merged.corrections);
+    if (options->asJson) {
+      JsonWriter json;
+      json.BeginObject();
+      json.Member("paperSize", std::int32_t{out.dmPaperSize});
+      json.Member("widthMm", out.dmPaperWidth / 10.0);
+      json.Member("lengthMm", out.dmPaperLength / 10.0);
+      json.Member("copies", std::int32_t{out.dmCopies});
+      json.Member("form", FormName(out));
+      json.Member("corrections", corrections);
+      json.EndObject();
+      return Print(json.Text());
+    }
+    Table table;
+    table.Add({L"paper size", std::to_wstring(out.dmPaperSize)});
+    table.Add({L"width", Format(L"%.1f mm", out.dmPaperWidth / 10.0)});
+    table.Add({L"length", Format(L"%.1f mm", out.dmPaperLength / 10.0)});
+    table.Add({L"copies", std::to_wstring(out.dmCopies)});
+    table.Add({L"form", FormName(out)});
+    table.Add({L"corrections", corrections.empty() ? L"none" : corrections});
+    Print(table.TakeText());
+  });
+}
+
+/// The unnamed bytes of the older layout that are not all zero, in lines of sixteen.
+void ForUnnamedBytes(const tagOEMDEV& record,
+                     const std::function<void(std::size_t, std::string_view)>& show) {
+  constexpr std::size_t kLine = 16;
+  std::string bytes(RecordBytes(record, 0, offsetof(tagOEMDEV, OutputFormatPNG)));
+  for (const OlderWord& word : OlderLayoutWords()) {
+    std::memset(bytes.data() + word.offset, 0, word.width);
+  }
+  for (std::size_t at = offsetof(tagOEMDEV, EpLayout); at < bytes.size(); at += kLine) {
+    const std::string_view line = std::string_view(bytes).substr(at, kLine);
+    if (line.find_first_not_of('\0') != line.npos) show(at, line);
+  }
+}
+
+/// A word of the older layout, or a command string of it, as a field.
+RecordField FieldOf(const OlderWord& word) {
+  RecordField field{};
+  field.name = word.setting;
+  field.offset = static_cast<std::uint16_t>(word.offset);
+  field.width = static_cast<std::uint16_t>(word.width);
+  field.kind = word.width > sizeof(std::uint32_t) ? FieldKind::kText : FieldKind::kUnsigned;
+  return field;
+}
+
+void ShowAsJson(const tagOEMDEV& record) {
+  JsonWriter json;
+  json.BeginObject();
+  for (const RecordField& field : RecordFields()) FieldMember(&json, field.name, record, field);
+  json.Key("olderLayout");
+  json.BeginArray();
+  for (const OlderWord& word : OlderLayoutWords()) {
+    json.BeginObject();
+    json.Member("offset", static_cast<std::uint32_t>(word.offset));
+    json.Member("setting", Widen(word.setting));
+    FieldMember(&json, "value", record, FieldOf(word));
+    json.EndObject();
+  }
+  json.EndArray();
+  json.EndObject();
+  Print(json.Text());
+}
+
+void ShowAsTable(const tagOEMDEV& record) {
+  Table table({L"OFFSET", L"FIELD", L"VALUE", L"UNIT", L"MEANING"});
+  for (const RecordField& field : RecordFields()) {
+    // The older layout follows word by word.
+    const bool isOlder = field.offset == offsetof(tagOEMDEV, EpLayout);
+    table.Add({std::to_wstring(field.offset), Widen(field.name),
+               isOlder ? L"(below)" : FieldText(record, field), Widen(field.unit),
+               Widen(field.meaning)});
+  }
+  Print(table.TakeText());
+  Table older({L"OFFSET", L"OLDER LAYOUT", L"VALUE"});
+  for (const OlderWord& word : OlderLayoutWords()) {
+    older.Add(
+        {std::to_wstring(word.offset), Widen(word.setting), FieldText(record, FieldOf(word))});
+  }
+  ForUnnamedBytes(record, [&](std::size_t offset, std::string_view bytes) {
+    older.Add({std::to_wstring(offset), L"(no name)", HexText(bytes)});
+  });
+  Print("\n" + older.TakeText());
+}
+
+void AddShowCommand(CLI::App* group) {
+  auto options = std::make_shared<MergeOptions>();
+  CLI::App* command = group->add_subcommand("show", "Show a record field by field");
+  command->add_option("FILE", options->in, "A record, as bytes or text")->required();
+  command->add_flag("--json", options->asJson, "Print JSON");
+  command->footer("Example:\n  orv devmode show label1.dev");
+  command->callback([options] {
+    const tagOEMDEV record = ReadRecord(ToWide(options->in));
+    options->asJson ? ShowAsJson(record) : ShowAsTable(record);
+  });
+}
+
+void AddConversion(CLI::App* group, const char* name, const char* description, bool toText) {
+  auto options = std::make_shared<MergeOptions>();
+  CLI::App* command = group->add_subcommand(name, description);
+  command->add_option("FILE", options->in, "A record, as bytes or text")->required();
+  command->add_option("-o,--output", options->out, "The file to write")->required();
+  command->footer(std::string("Example:\n  orv devmode ") + name + " label1.dev -o label1." + name);
+  command->callback([options, toText] {
+    WriteRecord(ToWide(options->out), ReadRecord(ToWide(options->in)), toText);
+  });
+}
+
+/// A value as a cell of a table with many columns.
+std::wstring Short(const std::wstring& text) {
+  constexpr std::size_t kLongest = 40;
+  return text.size() <= kLongest ? text : text.substr(0, kLongest - 3) + L"...";
+}
+
+/// One place where two records differ.
+struct Difference {
+  std::wstring name;
+  std::wstring a;
+  std::wstring b;
+};
+
+std::vector<Difference> Compare(const tagOEMDEV& a, const tagOEMDEV& b) {
+  std::vector<Difference> differences;
+  const auto compare = [&](const RecordField& field) {
+    if (RecordBytes(a, field.offset, field.width) != RecordBytes(b, field.offset, field.width)) {
+      differences.push_back({Widen(field.name), FieldText(a, field), FieldText(b, field)});
+    }
+  };
+  for (const RecordField& field : RecordFields()) {
+    if (field.offset != offsetof(tagOEMDEV, EpLayout)) {
+      compare(field);
+      continue;
+    }
+    // The older layout word by word, then what has no name.
+    std::string rest[2] = {std::string(RecordBytes(a, 0, sizeof(a))),
+                           std::string(RecordBytes(b, 0, sizeof(b)))};
+    for (const OlderWord& word : OlderLayoutWords()) {
+      RecordField older = FieldOf(word);
+      const std::string name = "older layout: " + std::string(word.setting);
+      older.name = name.c_str();
+      compare(older);
+      for (std::string& bytes : rest) std::memset(bytes.data() + word.offset, 0, word.width);
+    }
+    constexpr std::size_t kWord = 4;
+    for (std::size_t at = field.offset; at < std::size_t{field.offset} + field.width; at += kWord) {
+      const std::string_view own = std::string_view(rest[0]).substr(at, kWord);
+      const std::string_view other = std::string_view(rest[1]).substr(at, kWord);
+      if (own == other) continue;
+      differences.push_back({L"bytes at " + std::to_wstring(at), HexText(own), HexText(other)});
+    }
+  }
+  return differences;
+}
+
+void AddDiffCommand(CLI::App* group) {
+  struct Options {
+    std::string a;
+    std::string b;
+    bool asJson = false;
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App* command = group->add_subcommand("diff", "Show where two records differ");
+  command->add_option("A", options->a, "A record")->required();
+  command->add_option("B", options->b, "Another record")->required();
+  command->add_flag("--json", options->asJson, "Print JSON");
+  command->footer("Exits with 1 when they differ.\nExample:\n  orv devmode diff a.dev b.dev");
+  command->callback([options] {
+    const std::vector<Difference> differences =
+        Compare(ReadRecord(ToWide(options->a)), ReadRecord(ToWide(options->b)));
+    JsonWriter json;
+    Table table({L"FIELD", L"A", L"B"});
+    json.BeginArray();
+    for (const Difference& difference : differences) {
+      table.Add({difference.name, Short(difference.a), Short(difference.b)});
+      json.BeginObject();
+      json.Member("field", difference.name);
+      json.Member("a", difference.a);
+      json.Member("b", difference.b);
+      json.EndObject();
+    }
+    json.EndArray();
+    if (options->asJson) {
+      Print(json.Text());
+    } else if (!table.empty()) {
+      Print(table.TakeText());
+    }
+    if (!differences.empty()) Finish(kFindings);
+  });
+}
+
+/// One thing that the validation would change.
+struct CheckFinding {
+  std::wstring field;
+  std::wstring before;
+  std::wstring after;
+  std::wstring reason;
+};
+
+std::vector<CheckFinding> CheckRecord(const Config& config, const tagOEMDEV& record) {
+  std::vector<CheckFinding> findings;
+  const tagOEMDEV current = [] {
+    tagOEMDEV header{};
+    header.dwSize = tagOEMDEV::kSize;
+    header.dwSignature = tagOEMDEV::kSignature;
+    header.dwVersion = tagOEMDEV::kVersion;
+    return header;
+  }();
+  for (const RecordField& field : RecordFields().first(3)) {
+    if (FieldBits(record, field) != FieldBits(current, field)) {
+      findings.push_back({Widen(field.name), FieldText(record, field), FieldText(current, field),
+                          L"the header is stamped"});
+    }
+  }
+  tagOEMDEV repaired = record;
+  std::vector<Correction> corrections;
+  RepairRecord(config, &repaired, &corrections);
+  for (const Correction& correction : corrections) {
+    // Each correction starts from what the ones before it left.
+    const RecordField& field = *correction.check->field;
+    tagOEMDEV before = record;
+    tagOEMDEV after = repaired;
+    if (field.kind != FieldKind::kText) {
+      SetFieldBits(&before, field, correction.before);
+      SetFieldBits(&after, field, correction.after);
+    }
+    findings.push_back({Widen(field.name), FieldText(before, field), FieldText(after, field),
+                        ReasonText(config, correction)});
+  }
+  return findings;
+}
+
+void AddCheckCommand(CLI::App* group) {
+  struct Options {
+    std::string file;
+    std::string printer;
+    std::string config;
+    std::string configFolder;
+    bool asJson = false;
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App* command =
+      group->add_subcommand("check", "Say what the validation would correct, and why");
+  command->add_option("FILE", options->file, "A record, as bytes or text")->required();
+  CLI::Option* printerOption =
+      command->add_option("--printer", options->printer, "Check against this printer");
+  CLI::Option* configOption =
+      command->add_option("--config", options->config, "Check against this configuration file");
+  printerOption->excludes(configOption);
+  AddConfigFolder(command, &options->configFolder);
+  command->add_flag("--json", options->asJson, "Print JSON");
+  command->footer(
+      "Changes nothing; exits with 1 when something would be corrected.\n"
+      "Examples:\n"
+      "  orv devmode check label1.dev --printer \"Label 1\"\n"
+      "  orv devmode check label1.dev --config orv_conf_lx300.xml");
+  command->callback([options] {
+    if (options->printer.empty() == options->config.empty()) {
+      Fail(kUsage, L"check against --printer or --config");
+    }
+    LibraryUse library(ToWide(options->configFolder));
+    const tagOEMDEV record = ReadRecord(ToWide(options->file));
+    Config* config = nullptr;
+    if (!options->config.empty()) {
+      const std::wstring path = ToWide(options->config);
+      std::string bytes;
+      if (!ReadFile(path, &bytes) ||
+          !CConfigParser::Load(path, &config, library.cache(), library.client())) {
+        Fail(kUnreadable, L"cannot load " + path);
+      }
+    } else {
+      const std::wstring name = ToWide(options->printer);
+      const OpenPrinter printer(name);
+      Defaults(&library, printer, name);
+      CConfigParser::Load(printer.get(), &config, library.cache(), library.client());
+    }
+    const std::vector<CheckFinding> findings = CheckRecord(*config, record);
+    JsonWriter json;
+    Table table({L"FIELD", L"VALUE", L"WOULD BE", L"WHY"});
+    json.BeginArray();
+    for (const CheckFinding& finding : findings) {
+      table.Add({finding.field, Short(finding.before), Short(finding.after), finding.reason});
+      json.BeginObject();
+      json.Member("field", finding.field);
+      json.Member("value", finding.before);
+      json.Member("wouldBe", finding.after);
+      json.Member("why", finding.reason);
+      json.EndObject();
+    }
+    json.EndArray();
+    if (options->asJson) {
+      Print(json.Text());
+    } else if (!table.empty()) {
+      Print(table.TakeText());
+    }
+    if (!findings.empty()) Finish(kFindings);
+  });
+}
+
+/// What a stock item says of a field; empty when it says nothing.
+std::wstring StockText(const StockChoice& choice, const RecordField& field) {
+  if (field.offset == offsetof(tagOEMDEV, PaperWidth)) {
+    return std::to_wstring(choice.item.PaperWidth);
+  }
+  if (field.offset == offsetof(tagOEMDEV, PaperHeight)) {
+    return std::to_wstring(choice.item.PaperLength);
+  }
+  if (IsZeroGuid(choice.item.guid)) return {};
+  if (field.kind == FieldKind::kGuid) return FormatGuid(choice.item.guid);
+  for (const StockValue& value : StockValues()) {
+    if (value.recordOffset != field.offset) continue;
+    const DWORD number = choice.item.*value.field;
+    return field.kind == FieldKind::kSigned ? std::to_wstring(static_cast<std::int32_t>(number))
+                                            : std::to_wstring(number);
+  }
+  return {};
+}
+
+const wchar_t* ChoiceText(StockChoice::Reason reason) {
+  switch (reason) {
+    case StockChoice::kPaperSize:
+      return L"stock item of the paper size";
+    case StockChoice::kSelected:
+      return L"the record's stock item";
+    case StockChoice::kRecordSize:
+      return L"sizes at hand, no stock item found";
+    case StockChoice::kApplicationSize:
+      return L"the application's size";
+  }
+  return L"";
+}
+
+/// Which rule decided what a field holds after a merge.
+std::wstring DecisionText(const Config& config, const Merged& merged, const RecordField& field) {
+  std::wstring text;
+  for (const Correction& correction : merged.corrections) {
+    if (correction.check->field != &field) continue;
+    text += (text.empty() ? L"" : L"; then ") + ReasonText(config, correction);
+  }
+  if (!text.empty()) return text;
+  if (!StockText(merged.choice, field).empty()) return ChoiceText(merged.choice.reason);
+  if (field.offset < offsetof(tagOEMDEV, EpLayout)) return L"the header is stamped";
+  if (field.rule.kind == FieldRule::kAny) return L"carried, never checked";
+  return field.rule.offered.In(config) == 0 ? L"carried, not offered" : L"carried, allowed";
+}
+
+void AddExplainCommand(CLI::App* group) {
+  auto options = std::make_shared<MergeOptions>();
+  CLI::App* command = group->add_subcommand(
+      "explain", "Show for every field of a merge what goes in, what is allowed and what decides");
+  AddMergeOptions(command, options.get());
+  command->footer(
+      "Writes nothing.\nExample:\n  orv devmode explain \"Label 1\" --in label1.dev --paper-size "
+      "257");
+  command->callback([options] {
+    LibraryUse library(ToWide(options->configFolder));
+    const OpenPrinter printer(ToWide(options->printer));
+    const Merged merged = Merge(&library, printer, *options);
+    const Config& config = LoadedConfig(&library, printer);
+    JsonWriter json;
+    Table table(
+        {L"FIELD", L"INCOMING", L"DEFAULT", L"STOCK", L"ALLOWED", L"RESULT", L"DECIDED BY"});
+    json.BeginArray();
+    for (const RecordField& field : RecordFields()) {
+      if (field.offset == offsetof(tagOEMDEV, EpLayout)) continue;
+      const std::wstring stock = StockText(merged.choice, field);
+      const std::wstring byDefault =
+          field.hasDefault ? FieldText(merged.defaults, field) : L"untouched";
+      const std::wstring allowed = AllowedText(config, field);
+      const std::wstring decision = DecisionText(config, merged, field);
+      table.Add({Widen(field.name), Short(FieldText(merged.in, field)), Short(byDefault), stock,
+                 allowed, Short(FieldText(merged.out, field)), decision});
+      json.BeginObject();
+      json.Member("field", Widen(field.name));
+      FieldMember(&json, "incoming", merged.in, field);
+      json.Member("default", byDefault);
+      json.Member("stock", stock);
+      json.Member("allowed", allowed);
+      FieldMember(&json, "result", merged.out, field);
+      json.Member("decidedBy", decision);
+      json.EndObject();
+    }
+    json.EndArray();
+    Print(options->asJson ? json.Text() : table.TakeText());
+  });
+}
+
+void AddFieldsCommand(CLI::App* group) {
+  auto asMarkdown = std::make_shared<bool>(false);
+  CLI::App* command =
+      group->add_subcommand("fields", "Show the record's format: offsets, defaults and rules");
+  command->add_flag("--markdown", *asMarkdown, "Print the whole format as a Markdown document");
+  command->footer("Example:\n  orv devmode fields");
+  command->callback([asMarkdown] {
+    if (*asMarkdown) return Print(FormatDocument());
+    Table table({L"OFFSET", L"FIELD", L"UNIT", L"DEFAULT", L"ALLOWED", L"FALLBACK"});
+    for (const RecordField& field : RecordFields()) {
+      table.Add({std::to_wstring(field.offset), Widen(field.name), Widen(field.unit),
+                 DefaultText(field), RuleText(field), FallbackText(field)});
+    }
+    Print(table.TakeText());
+  });
+}
+
+}  // namespace
+
+void AddDevmodeCommands(CLI::App* program) {
+  CLI::App* group = program->add_subcommand("devmode", "Private settings records as files");
+  group->require_subcommand(1);
+  group->footer(
+      "A record is a file of 2688 bytes, or its text with one \"Name = value\" a line.\n"
+      "Examples:\n"
+      "  orv devmode default \"Label 1\" -o label1.dev\n"
+      "  orv devmode merge \"Label 1\" --in label1.dev --width 50 --length 30 -o merged.dev\n"
+      "  orv devmode diff label1.dev merged.dev");
+  AddDefaultCommand(group);
+  AddMergeCommand(group);
+  AddShowCommand(group);
+  AddDiffCommand(group);
+  AddCheckCommand(group);
+  AddExplainCommand(group);
+  AddConversion(group, "text", "Write a record as text", true);
+  AddConversion(group, "bytes", "Write a record as bytes", false);
+  AddFieldsCommand(group);
+}
+
+}  // namespace orv::tool

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+
+#include "orv/config/config.h"
+#include "orv/devmode/record_fields.h"
+
+/// The rules of the private record in words.
+
+namespace orv::tool {
+
+/// What a rule allows, as the table states it: "label.widthMin to label.widthMax".
+std::wstring RuleText(const RecordField& field);
+/// The default, as the table states it.
+std::wstring DefaultText(const RecordField& field);
+/// The fallback, as the table states it; empty for fields without a rule.
+std::wstring FallbackText(const RecordField& field);
+
+/// What a printer allows for a field: "10000 to 60000".
+std::wstring AllowedText(const Config& config, const RecordField& field);
+
+/// Why a correction was made.
+std::wstring ReasonText(const Config& config, const Correction& correction);
+
+/// The whole format as a Markdown document.
+std::string FormatDocument();
+
+}  // namespace orv::tool
