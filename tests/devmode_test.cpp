@@ -7,6 +7,7 @@
 #include "orv/config/configs_cache.h"
 #include "orv/devmode/differences.h"
 #include "orv/devmode/record_fields.h"
+#include "orv/platform/files.h"
 #include "tests/devmode_fixture.h"
 
 namespace {
@@ -55,6 +56,22 @@ TEST(Defaults, FillEveryWordButTheCarriedOnes) {
         << offset;
   }
   EXPECT_EQ(std::memcmp(&record.dwSignature, "1VRO", 4), 0);
+}
+
+TEST(Defaults, OfTheExamplePrintersAreTheirGoldenRecords) {
+  for (const char* model : {"dx600p", "lx300", "lx300p", "nx200"}) {
+    const std::filesystem::path examples = ORV_EXAMPLES;
+    Config* config = nullptr;
+    ASSERT_TRUE(
+        CConfigParser::Load(orv::FromPath(examples / (std::string("orv_conf_") + model + ".xml")),
+                            &config, nullptr, nullptr));
+    const std::unique_ptr<Config> owned(config);
+    tagOEMDEV record{};
+    orv::FillDefaults(*config, &record);
+    EXPECT_EQ(Bytes(record), orv::test::ReadBytes(std::filesystem::path(ORV_TEST_DATA) /
+                                                  "defaults" / (std::string(model) + ".dev")))
+        << model;
+  }
 }
 
 TEST(Defaults, AreWithinTheirOwnLimits) {

@@ -1,0 +1,138 @@
+// Merges of private records with a configuration in the cache. Logging is off except where a name
+// says otherwise; the registry, where it is read, is a fresh one without stock items.
+
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+
+#include "orv/config/config_parser.h"
+#include "orv/config/configs_cache.h"
+#include "orv/devmode/devmode.h"
+#include "orv/devmode/record_fields.h"
+#include "orv/devmode/stock_items.h"
+#include "orv/logging/logger.h"
+#include "orv/platform/files.h"
+#include "orv/platform/spooler.h"
+#include "orv/session/session_data.h"
+
+namespace {
+
+constexpr wchar_t kPrinter[] = L"Label 1";
+
+/// A printer whose configuration is loaded.
+struct Setup {
+  Setup() {
+    folder = std::filesystem::temp_directory_path() / "orv_devmode_bench";
+    std::filesystem::create_directories(folder);
+    setenv("ORV_REGISTRY_DIR", folder.c_str(), 1);
+    CLogger::m_nLoglevel = 0;
+    CLogger::m_bWriteLogToDebug = CLogger::m_bWriteLogToFile = 0;
+    orv::AddSpoolerPrinter(kPrinter, L"ORV-LX 300");
+    param.hPrinter = orv::OpenPrinterHandle(kPrinter);
+    client.m_stModuleFolder = orv::FromPath(ORV_EXAMPLES);
+    CConfigParser::Load(param.hPrinter, &config, cache, &client);
+    orv::FillDefaults(*config, &in);
+    in.BackFeedSpeed = in.PrintSpeed;
+    std::memset(&wrong, 0xEE, sizeof(wrong));
+    wrong.dwSignature = tagOEMDEV::kSignature;
+    wrong.dwVersion = tagOEMDEV::kVersion;
+    out.dwSignature = tagOEMDEV::kSignature;
+    publicIn.dmPaperSize = 256;
+    publicIn.dmCopies = 1;
+    publicIn.dmPaperWidth = publicIn.dmPaperLength = 500;
+    param.pOEMDMIn = &in;
+    param.pOEMDMOut = &out;
+    param.pPublicDMIn = &publicIn;
+    param.pPublicDMOut = &publicOut;
+  }
+  ~Setup() {
+    orv::ClosePrinterHandle(param.hPrinter);
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
+  }
+
+  std::filesystem::path folder;
+  CLoggerClient client;
+  ConfigsCache* cache = ConfigsCache::GetInstance();
+  Config* config = nullptr;
+  tagOEMDEV in{};
+  tagOEMDEV wrong{};
+  tagOEMDEV out{};
+  DEVMODEW publicIn{};
+  DEVMODEW publicOut{};
+  OEMDMPARAM param{};
+};
+
+Setup& TheSetup() {
+  static Setup s_setup;
+  return s_setup;
+}
+
+/// The library's own work of a merge: conversion and validation.
+void ConvertAndValidate(benchmark::State& state, const tagOEMDEV& in) {
+  Setup& setup = TheSetup();
+  for (auto _ : state) {
+    ConvertOEMDevmodeVersions(&setup.client, &in, &setup.out);
+    EnsureValidOEMDevmode(&setup.client, setup.config, &setup.out);
+    benchmark::DoNotOptimize(setup.out);
+  }
+}
+void BM_NothingToCorrect(benchmark::State& state) { ConvertAndValidate(state, TheSetup().in); }
+void BM_EverythingCorrected(benchmark::State& state) {
+  ConvertAndValidate(state, TheSetup().wrong);
+}
+void BM_EverythingCorrectedAndLoggedToNowhere(benchmark::State& state) {
+  CLogger::m_nLoglevel = eLogLevelWarning;
+  ConvertAndValidate(state, TheSetup().wrong);
+  CLogger::m_nLoglevel = 0;
+}
+BENCHMARK(BM_NothingToCorrect);
+BENCHMARK(BM_EverythingCorrected);
+BENCHMARK(BM_EverythingCorrectedAndLoggedToNowhere);
+
+/// A whole merge through the entry point, and the steps of it that ask the system.
+void BM_EntryPointMerge(benchmark::State& state) {
+  Setup& setup = TheSetup();
+  OEMDMPARAM param = setup.param;
+  if (state.range(0) == 0) param.pPublicDMIn = nullptr;  // no stock item is looked for
+  for (auto _ : state) {
+    if (hrOEMDevMode(&setup.client, setup.cache, kPrinter, OEMDM_MERGE, &param) != S_OK) {
+      state.SkipWithError("refused");
+    }
+  }
+}
+BENCHMARK(BM_EntryPointMerge)->ArgName("stock")->Arg(0)->Arg(1);
+
+void BM_CachedConfiguration(benchmark::State& state) {
+  Setup& setup = TheSetup();
+  Config* config = nullptr;
+  for (auto _ : state) {
+    CConfigParser::Load(setup.param.hPrinter, &config, setup.cache, &setup.client);
+    benchmark::DoNotOptimize(config);
+  }
+}
+void BM_LoadStockItems(benchmark::State& state) {
+  Setup& setup = TheSetup();
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(
+        orv::LoadStockItems(setup.param.hPrinter, kPrinter, &setup.client).size());
+  }
+}
+void BM_SessionDecides(benchmark::State& state) {
+  std::uint32_t read = 0;
+  for (auto _ : state) GetSessionReadUDS(&read, kPrinter, L"ORV-LX 300");
+}
+void BM_SessionCleanUp(benchmark::State& state) {
+  for (auto _ : state) CleanupRegSessionData(kPrinter, L"ORV-LX 300");
+}
+BENCHMARK(BM_CachedConfiguration);
+BENCHMARK(BM_LoadStockItems);
+BENCHMARK(BM_SessionDecides);
+BENCHMARK(BM_SessionCleanUp);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,152 @@
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "tests/devmode_fixture.h"
+
+namespace {
+
+using orv::test::ModuleFolder;
+using orv::test::ProgramResult;
+using orv::test::ReadBytes;
+using orv::test::WriteBytes;
+
+/// The program on a printer with its configuration, working in a folder of its own.
+class DevmodeTool : public ::testing::Test {
+ protected:
+  ProgramResult Run(std::vector<std::string> arguments) {
+    ProgramResult result = orv::test::RunProgram(ORV_PROGRAM, arguments);
+    std::erase(result.output, '\r');
+    std::erase(result.messages, '\r');
+    return result;
+  }
+  std::string File(const char* name) { return (folder_.path() / name).string(); }
+  std::string Configs() { return module_.folder().path().string(); }
+
+  orv::test::ScratchRegistry registry_;
+  orv::test::TestPrinter printer_{L"Label 1", orv::test::kTestDriver};
+  ModuleFolder module_;
+  orv::test::TemporaryFolder folder_;
+};
+
+bool Contains(const std::string& text, const std::string& part) {
+  return text.find(part) != text.npos;
+}
+
+TEST_F(DevmodeTool, TextFormKeepsEveryByte) {
+  std::mt19937 random(44);
+  for (int round = 0; round < 3; ++round) {
+    std::string bytes(2688, '\0');
+    for (char& byte : bytes) byte = static_cast<char>(round == 0 ? 0 : random());
+    if (round == 2)
+      bytes.replace(1936, 80, std::string("\0a\"\\\n\x7F\0", 7) + std::string(73, '\0'));
+    WriteBytes(File("a.dev"), bytes);
+    EXPECT_EQ(Run({"devmode", "text", File("a.dev"), "-o", File("a.txt")}).exitCode, 0);
+    EXPECT_EQ(Run({"devmode", "bytes", File("a.txt"), "-o", File("b.dev")}).exitCode, 0);
+    EXPECT_EQ(ReadBytes(File("b.dev")), bytes);
+    EXPECT_EQ(Run({"devmode", "diff", File("a.dev"), File("a.txt")}).exitCode, 0);
+  }
+}
+
+TEST_F(DevmodeTool, RefusesTextThatDoesNotFit) {
+  for (const char* line :
+       {"PaperWidth = -1", "PaperWidth = 4294967296", "OffsetX = 2147483648",
+        "CustomCommandPageEndType = 65536", "NoSuchField = 1", "PaperWidth", "StockItemGuid = {1}",
+        "CustomCommandPageEnd = \"a", "Reserved2588 = 000000000000000000", "EpLayout = 0g"}) {
+    WriteBytes(File("a.txt"), std::string("# orv private settings record\n") + line + "\n");
+    const ProgramResult result = Run({"devmode", "show", File("a.txt")});
+    EXPECT_EQ(result.exitCode, 1) << line;
+    EXPECT_TRUE(Contains(result.messages, "a.txt:2: ")) << result.messages;
+  }
+  WriteBytes(File("a.dev"), std::string(2687, '\0'));
+  EXPECT_EQ(Run({"devmode", "show", File("a.dev")}).exitCode, 1);
+  EXPECT_EQ(Run({"devmode", "show", File("none")}).exitCode, 3);
+  EXPECT_EQ(Run({"devmode", "default", "None", "-o", File("a.dev")}).exitCode, 1);
+}
+
+TEST_F(DevmodeTool, MergesChecksAndExplains) {
+  ASSERT_EQ(Run({"devmode", "default", "Label 1", "-o", File("a.txt"), "--text", "--config-dir",
+                 Configs()})
+                .exitCode,
+            0);
+  std::string text = ReadBytes(File("a.txt"));
+  const auto set = [&](const std::string& name, const std::string& value) {
+    const std::size_t at = text.find("\n" + name + " = ") + 1;
+    text.replace(at, text.find('\n', at) - at, name + " = " + value);
+  };
+  set("BackFeedSpeed", "50");
+  set("Darkness", "11");
+  set("UnprintableLeft", "70000");
+  WriteBytes(File("bad.txt"), text);
+  const ProgramResult check =
+      Run({"devmode", "check", File("bad.txt"), "--printer", "Label 1", "--config-dir", Configs()});
+  EXPECT_EQ(check.exitCode, 1);
+  EXPECT_TRUE(Contains(check.output, "wraps")) << check.output;
+  EXPECT_TRUE(Contains(check.output, "one of -10, -5 ... 20")) << check.output;
+  EXPECT_EQ(ReadBytes(File("bad.txt")), text) << "checking changes nothing";
+
+  const ProgramResult merge =
+      Run({"devmode", "merge", "Label 1", "--in", File("bad.txt"), "--width", "50.5", "--length",
+           "30", "--copies", "2", "--form", "Form", "-o", File("m.dev"), "--config-dir", Configs(),
+           "--json"});
+  EXPECT_EQ(merge.exitCode, 0) << merge.messages;
+  EXPECT_TRUE(
+      Contains(merge.output, "\"corrections\": \"UnprintableRight:0->-19500 Darkness:11->10 \""))
+      << merge.output;
+  const ProgramResult diff = Run({"devmode", "diff", File("bad.txt"), File("m.dev")});
+  EXPECT_EQ(diff.exitCode, 1);
+  for (const char* field : {"UnprintableRight", "Darkness", "PaperWidth", "PaperHeight"}) {
+    EXPECT_TRUE(Contains(diff.output, std::string("\n") + field + " ")) << diff.output;
+  }
+
+  const ProgramResult added =
+      Run({"stock", "add", "Shelf", "--printer", "Label 1", "--width", "44", "--length", "33",
+           "--set", "Darkness=15", "--set", "lengthscaling=-2"});
+  ASSERT_EQ(added.exitCode, 0) << added.messages;
+  const ProgramResult explained = Run({"devmode", "explain", "Label 1", "--in", File("bad.txt"),
+                                       "--paper-size", "257", "--config-dir", Configs()});
+  EXPECT_EQ(explained.exitCode, 0) << explained.messages;
+  const auto row = [&](const std::string& name) {
+    const std::size_t at = explained.output.find("\n" + name + " ") + 1;
+    std::string line = explained.output.substr(at, explained.output.find('\n', at) - at);
+    std::string words;
+    for (const char letter : line) {
+      if (letter != ' ' || words.back() != ' ') words += letter;
+    }
+    return words;
+  };
+  EXPECT_EQ(row("Darkness"), "Darkness 11 10 15 -10, -5 ... 20 15 stock item of the paper size");
+  EXPECT_EQ(row("LengthScaling"), "LengthScaling 0 0 -2 -5 to 5 -2 stock item of the paper size");
+  EXPECT_EQ(row("PaperWidth"),
+            "PaperWidth 60000 60000 44000 10000 to 100000 44000 stock item of the "
+            "paper size");
+  EXPECT_EQ(row("GrayTolerance"), "GrayTolerance 128 128 0 to 255 128 carried, allowed");
+}
+
+TEST_F(DevmodeTool, StockItemsGoOutAndIn) {
+  const std::string guid = "{00000001-0002-0003-0405-060708090A0B}";
+  ASSERT_EQ(Run({"stock", "add", "Shelf", "-p", "Label 1", "--guid", guid, "--width", "44"}).output,
+            guid + "\n");
+  EXPECT_EQ(Run({"stock", "add", "Other", "-p", "Label 1", "--guid", guid}).exitCode, 1);
+  EXPECT_EQ(Run({"stock", "edit", "Shelf", "-p", "Label 1", "--set", "NoSuch=1"}).exitCode, 2);
+  EXPECT_EQ(Run({"stock", "edit", "None", "-p", "Label 1", "--length", "5"}).exitCode, 1);
+  EXPECT_EQ(
+      Run({"stock", "edit", "Shelf", "-p", "Label 1", "--length", "5", "--name", "Bin"}).exitCode,
+      0);
+  ASSERT_EQ(Run({"stock", "export", "-p", "Label 1", "-o", File("s.reg")}).exitCode, 0);
+  EXPECT_EQ(Run({"stock", "import", File("s.reg"), "--common"}).exitCode, 0);
+  EXPECT_EQ(Run({"stock", "remove", guid, "-p", "Label 1"}).exitCode, 0);
+  // The common one has taken its place.
+  const std::string list = Run({"stock", "list", "-p", "Label 1"}).output;
+  EXPECT_TRUE(Contains(list, "257         " + guid + "  Bin   44.000 mm  5.000 mm")) << list;
+  EXPECT_EQ(Run({"stock", "list"}).exitCode, 2);
+}
+
+TEST(PrivateRecordPage, IsWhatTheTableSays) {
+  const ProgramResult result =
+      orv::test::RunProgram(ORV_PROGRAM, {"devmode", "fields", "--markdown"});
+  EXPECT_EQ(result.output, ReadBytes(ORV_PAGE))
+      << "print it anew: orv devmode fields --markdown > docs/private-record.md";
+}
+
+}  // namespace

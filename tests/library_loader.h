@@ -1,0 +1,12 @@
+#pragma once
+
+namespace orv::test {
+
+/// Loads a shared library by its path; null when it does not load.
+void* LoadSharedLibrary(const char* path);
+/// An export of a loaded library; null when there is none.
+void* FindSymbol(void* library, const char* name);
+/// Uses the settings store of the test that started this program.
+void JoinScratchSettings();
+
+}  // namespace orv::test

@@ -1,0 +1,15 @@
+#include "tests/library_loader.h"
+
+#include <dlfcn.h>
+
+namespace orv::test {
+
+void* LoadSharedLibrary(const char* path) { return dlopen(path, RTLD_NOW); }
+
+void* FindSymbol(void* library, const char* name) {
+  return library != nullptr ? dlsym(library, name) : nullptr;
+}
+
+void JoinScratchSettings() {}  // the environment says where they are
+
+}  // namespace orv::test
