@@ -1,7 +1,10 @@
 #include "orv/devmode/record_fields.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
+#include <iterator>
+#include <string>
 #include <string_view>
 #include <type_traits>
 #include <utility>
@@ -438,20 +441,27 @@ void RepairRecord(const Config& config, tagOEMDEV* record, std::vector<Correctio
 }
 
 std::wstring DescribeCorrections(std::span<const Correction> corrections) {
-  std::wstring text;
+  std::string text;
+  const auto appendNumber = [&text](std::uint32_t bits) {
+    char digits[16];
+    const auto end = std::to_chars(digits, std::end(digits), static_cast<std::int32_t>(bits)).ptr;
+    text.append(digits, end);
+  };
   for (const Correction& correction : corrections) {
-    for (const char* name = correction.check->name; *name != '\0'; ++name) text += *name;
-    text += L':';
+    text += correction.check->name;
+    text += ':';
     if (correction.check->field->kind == FieldKind::kText) {
-      text += L"trunked to " + std::to_wstring(tagOEMDEV::kCommandSize) + L" chars";
+      text += "trunked to ";
+      appendNumber(tagOEMDEV::kCommandSize);
+      text += " chars";
     } else {
-      text += std::to_wstring(static_cast<std::int32_t>(correction.before));
-      text += L"->";
-      text += std::to_wstring(static_cast<std::int32_t>(correction.after));
-      text += L' ';
+      appendNumber(correction.before);
+      text += "->";
+      appendNumber(correction.after);
+      text += ' ';
     }
   }
-  return text;
+  return {text.begin(), text.end()};
 }
 
 std::vector<std::int32_t> AllowedValues(const Config& config, AllowedList list) {

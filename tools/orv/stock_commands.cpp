@@ -103,7 +103,7 @@ void SetValues(StockItem* item, const StockOptions& options) {
     }
     std::wstring number = text.substr(sign + 1);
     const bool isNegative = number.starts_with(L'-');
-    DWORD bits = 0;
+    std::uint32_t bits = 0;
     if (!ParseNumber(number.substr(isNegative ? 1 : 0), &bits)) {
       Fail(kUsage, L"--set takes NAME=NUMBER with a number: " + text);
     }

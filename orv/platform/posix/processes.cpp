@@ -19,24 +19,16 @@
 namespace orv {
 namespace {
 
-/// What stands behind a handle. The start time tells the process from a later one with its id.
+/// What stands behind a handle: the process's own folder, which stays this process's, and empty
+/// once it has ended, whoever gets its id later.
 struct OpenedProcess {
-  DWORD id;
+  int folder;
   std::uint64_t startTicks;
 };
 
-std::string ProcFile(DWORD id, const char* name) {
-  return "/proc/" + std::to_string(id) + '/' + name;
-}
-
-/// The beginning of a file, as much as a read gives.
-template <std::size_t N>
-std::string_view ReadStart(const char* path, char (&buffer)[N]) {
-  const int file = open(path, O_RDONLY | O_CLOEXEC);
-  if (file < 0) return {};
-  const ssize_t size = read(file, buffer, N);
-  close(file);
-  return {buffer, size > 0 ? static_cast<std::size_t>(size) : 0};
+int OpenFolder(DWORD id) {
+  const std::string path = "/proc/" + std::to_string(id);
+  return open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
 }
 
 /// One process's line of facts.
@@ -51,9 +43,14 @@ bool HasEnded(const ProcessStatus& status) {
   return status.state == 'Z' || status.state == 'X' || status.state == 'x';
 }
 
-bool ReadStatus(DWORD id, ProcessStatus* status) {
+/// Reads the facts of the process with this folder; false when it has ended.
+bool ReadStatus(int folder, ProcessStatus* status) {
+  const int file = openat(folder, "stat", O_RDONLY | O_CLOEXEC);
+  if (file < 0) return false;
   char buffer[1024];
-  const std::string_view line = ReadStart(ProcFile(id, "stat").c_str(), buffer);
+  const ssize_t size = read(file, buffer, sizeof(buffer));
+  close(file);
+  const std::string_view line(buffer, size > 0 ? static_cast<std::size_t>(size) : 0);
   // The name stands in parentheses and may itself hold any character.
   const std::size_t open = line.find('(');
   const std::size_t close = line.rfind(')');
@@ -73,13 +70,13 @@ bool ReadStatus(DWORD id, ProcessStatus* status) {
     if (field == kStartTime) std::from_chars(first, last, status->startTicks);
     at = end + 1;
   }
-  return true;
+  return !HasEnded(*status);
 }
 
 /// The program's path; empty when the process is somebody else's.
-std::string ReadProgram(DWORD id) {
+std::string ReadProgram(int folder) {
   char buffer[PATH_MAX];
-  const ssize_t size = readlink(ProcFile(id, "exe").c_str(), buffer, sizeof(buffer));
+  const ssize_t size = readlinkat(folder, "exe", buffer, sizeof(buffer));
   std::string path(buffer, size > 0 ? static_cast<std::size_t>(size) : 0);
   // A program whose file was replaced while it runs is still the same program.
   constexpr std::string_view kDeleted = " (deleted)";
@@ -104,59 +101,54 @@ const OpenedProcess* ProcessOf(HANDLE process) {
   return static_cast<const OpenedProcess*>(process);
 }
 
-/// Whether the process behind a handle still runs.
-bool IsRunning(const OpenedProcess* process) {
-  ProcessStatus status;
-  if (process != nullptr && ReadStatus(process->id, &status) &&
-      status.startTicks == process->startTicks) {
-    return true;
-  }
-  SetLastError(ERROR_INVALID_HANDLE);
-  return false;
-}
-
 }  // namespace
 
 DWORD CurrentProcessId() { return static_cast<DWORD>(getpid()); }
 
 bool FindProcess(DWORD id, ProcessEntry* entry) {
+  const int folder = OpenFolder(id);
   ProcessStatus status;
-  if (!ReadStatus(id, &status) || HasEnded(status)) {
+  const bool isFound = folder >= 0 && ReadStatus(folder, &status);
+  if (isFound) {
+    const std::string program = ReadProgram(folder);
+    *entry = {id, status.parentId,
+              program.empty() ? Utf8ToWide(status.command) : FileNameOf(Utf8ToWide(program))};
+  } else {
     SetLastError(ERROR_NO_MORE_ITEMS);
-    return false;
   }
-  const std::string program = ReadProgram(id);
-  *entry = {id, status.parentId,
-            program.empty() ? Utf8ToWide(status.command) : FileNameOf(Utf8ToWide(program))};
-  return true;
+  if (folder >= 0) close(folder);
+  return isFound;
 }
 
 HANDLE OpenProcessHandle(DWORD id, ProcessAccess access) {
+  const int folder = OpenFolder(id);
   ProcessStatus status;
-  if (!ReadStatus(id, &status) || HasEnded(status)) {
-    SetLastError(ERROR_INVALID_PARAMETER);
-    return nullptr;
+  DWORD error = ERROR_SUCCESS;
+  if (folder < 0 || !ReadStatus(folder, &status)) {
+    error = ERROR_INVALID_PARAMETER;
+  } else if (access != ProcessAccess::kQueryLimited && kill(static_cast<pid_t>(id), 0) != 0) {
+    // Basic facts are everybody's; for more a process has to be one that the caller may signal.
+    error = errno == EPERM ? ERROR_ACCESS_DENIED : ERROR_INVALID_PARAMETER;
   }
-  // Basic facts are everybody's; for more a process has to be one that the caller may signal.
-  if (access != ProcessAccess::kQueryLimited && kill(static_cast<pid_t>(id), 0) != 0) {
-    SetLastError(errno == EPERM ? ERROR_ACCESS_DENIED : ERROR_INVALID_PARAMETER);
-    return nullptr;
-  }
-  return new OpenedProcess{id, status.startTicks};
+  if (error == ERROR_SUCCESS) return new OpenedProcess{folder, status.startTicks};
+  if (folder >= 0) close(folder);
+  SetLastError(error);
+  return nullptr;
 }
 
-void CloseProcessHandle(HANDLE process) { delete ProcessOf(process); }
+void CloseProcessHandle(HANDLE process) {
+  if (process == nullptr) return;
+  close(ProcessOf(process)->folder);
+  delete ProcessOf(process);
+}
 
 bool GetProcessPath(HANDLE process, std::wstring* path) {
-  path->clear();
-  if (!IsRunning(ProcessOf(process))) return false;
-  *path = Utf8ToWide(ReadProgram(ProcessOf(process)->id)).substr(0, kMaxProcessPath - 1);
+  *path = Utf8ToWide(ReadProgram(ProcessOf(process)->folder)).substr(0, kMaxProcessPath - 1);
   if (path->empty()) SetLastError(ERROR_ACCESS_DENIED);
   return !path->empty();
 }
 
 bool GetProcessCreationTime(HANDLE process, std::uint64_t* creationTime) {
-  if (!IsRunning(ProcessOf(process))) return false;
   constexpr std::uint64_t kIntervalsPerSecond = 10'000'000;
   constexpr std::uint64_t kSecondsFrom1601To1970 = 11'644'473'600;
   const auto ticksPerSecond = static_cast<std::uint64_t>(sysconf(_SC_CLK_TCK));
