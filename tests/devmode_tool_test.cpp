@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <random>
 
+#include "orv/platform/registry.h"
+#include "orv/text/utf8.h"
 #include "tests/devmode_fixture.h"
 
 namespace {
@@ -11,9 +14,25 @@ using orv::test::ProgramResult;
 using orv::test::ReadBytes;
 using orv::test::WriteBytes;
 
-/// The program on a printer with its configuration, working in a folder of its own.
+/// The program on a printer with its configuration, working in a folder of its own. On Windows the
+/// program sees the real hives: the printer's name is of this process alone.
 class DevmodeTool : public ::testing::Test {
  protected:
+  DevmodeTool() {
+    orv::test::SetVariable("ORV_REGISTRY_DIR", folder_.path().string());
+    printer_.emplace(orv::Utf8ToWide(name_), orv::test::kTestDriver);
+  }
+  ~DevmodeTool() override {
+    printer_.reset();
+    orv::RegistryKey printers;
+    if (printers.Open(HKEY_CURRENT_USER, orv::kSettingsKey + std::wstring(L"\\UI"),
+                      orv::RegistryAccess::kReadWrite) == ERROR_SUCCESS) {
+      orv::DeleteRegistryTree(printers.get(), orv::Utf8ToWide(name_));
+      printers.Close();
+    }
+    orv::test::SetVariable("ORV_REGISTRY_DIR", {});
+  }
+
   ProgramResult Run(std::vector<std::string> arguments) {
     ProgramResult result = orv::test::RunProgram(ORV_PROGRAM, arguments);
     std::erase(result.output, '\r');
@@ -23,10 +42,10 @@ class DevmodeTool : public ::testing::Test {
   std::string File(const char* name) { return (folder_.path() / name).string(); }
   std::string Configs() { return module_.folder().path().string(); }
 
-  orv::test::ScratchRegistry registry_;
-  orv::test::TestPrinter printer_{L"Label 1", orv::test::kTestDriver};
-  ModuleFolder module_;
+  const std::string name_ = "orv test " + std::to_string(orv::test::OwnProcessId());
   orv::test::TemporaryFolder folder_;
+  std::optional<orv::test::TestPrinter> printer_;
+  ModuleFolder module_;
 };
 
 bool Contains(const std::string& text, const std::string& part) {
@@ -65,10 +84,10 @@ TEST_F(DevmodeTool, RefusesTextThatDoesNotFit) {
 }
 
 TEST_F(DevmodeTool, MergesChecksAndExplains) {
-  ASSERT_EQ(Run({"devmode", "default", "Label 1", "-o", File("a.txt"), "--text", "--config-dir",
-                 Configs()})
-                .exitCode,
-            0);
+  ASSERT_EQ(
+      Run({"devmode", "default", name_, "-o", File("a.txt"), "--text", "--config-dir", Configs()})
+          .exitCode,
+      0);
   std::string text = ReadBytes(File("a.txt"));
   const auto set = [&](const std::string& name, const std::string& value) {
     const std::size_t at = text.find("\n" + name + " = ") + 1;
@@ -79,16 +98,15 @@ TEST_F(DevmodeTool, MergesChecksAndExplains) {
   set("UnprintableLeft", "70000");
   WriteBytes(File("bad.txt"), text);
   const ProgramResult check =
-      Run({"devmode", "check", File("bad.txt"), "--printer", "Label 1", "--config-dir", Configs()});
+      Run({"devmode", "check", File("bad.txt"), "--printer", name_, "--config-dir", Configs()});
   EXPECT_EQ(check.exitCode, 1);
   EXPECT_TRUE(Contains(check.output, "wraps")) << check.output;
   EXPECT_TRUE(Contains(check.output, "one of -10, -5 ... 20")) << check.output;
   EXPECT_EQ(ReadBytes(File("bad.txt")), text) << "checking changes nothing";
 
-  const ProgramResult merge =
-      Run({"devmode", "merge", "Label 1", "--in", File("bad.txt"), "--width", "50.5", "--length",
-           "30", "--copies", "2", "--form", "Form", "-o", File("m.dev"), "--config-dir", Configs(),
-           "--json"});
+  const ProgramResult merge = Run({"devmode", "merge", name_, "--in", File("bad.txt"), "--width",
+                                   "50.5", "--length", "30", "--copies", "2", "--form", "Form",
+                                   "-o", File("m.dev"), "--config-dir", Configs(), "--json"});
   EXPECT_EQ(merge.exitCode, 0) << merge.messages;
   EXPECT_TRUE(
       Contains(merge.output, "\"corrections\": \"UnprintableRight:0->-19500 Darkness:11->10 \""))
@@ -100,10 +118,10 @@ TEST_F(DevmodeTool, MergesChecksAndExplains) {
   }
 
   const ProgramResult added =
-      Run({"stock", "add", "Shelf", "--printer", "Label 1", "--width", "44", "--length", "33",
-           "--set", "Darkness=15", "--set", "lengthscaling=-2"});
+      Run({"stock", "add", "Shelf", "--printer", name_, "--width", "44", "--length", "33", "--set",
+           "Darkness=15", "--set", "lengthscaling=-2"});
   ASSERT_EQ(added.exitCode, 0) << added.messages;
-  const ProgramResult explained = Run({"devmode", "explain", "Label 1", "--in", File("bad.txt"),
+  const ProgramResult explained = Run({"devmode", "explain", name_, "--in", File("bad.txt"),
                                        "--paper-size", "257", "--config-dir", Configs()});
   EXPECT_EQ(explained.exitCode, 0) << explained.messages;
   const auto row = [&](const std::string& name) {
@@ -125,27 +143,29 @@ TEST_F(DevmodeTool, MergesChecksAndExplains) {
 
 TEST_F(DevmodeTool, StockItemsGoOutAndIn) {
   const std::string guid = "{00000001-0002-0003-0405-060708090A0B}";
-  ASSERT_EQ(Run({"stock", "add", "Shelf", "-p", "Label 1", "--guid", guid, "--width", "44"}).output,
+  ASSERT_EQ(Run({"stock", "add", "Shelf", "-p", name_, "--guid", guid, "--width", "44"}).output,
             guid + "\n");
-  EXPECT_EQ(Run({"stock", "add", "Other", "-p", "Label 1", "--guid", guid}).exitCode, 1);
-  EXPECT_EQ(Run({"stock", "edit", "Shelf", "-p", "Label 1", "--set", "NoSuch=1"}).exitCode, 2);
-  EXPECT_EQ(Run({"stock", "edit", "None", "-p", "Label 1", "--length", "5"}).exitCode, 1);
-  EXPECT_EQ(
-      Run({"stock", "edit", "Shelf", "-p", "Label 1", "--length", "5", "--name", "Bin"}).exitCode,
-      0);
-  ASSERT_EQ(Run({"stock", "export", "-p", "Label 1", "-o", File("s.reg")}).exitCode, 0);
+  EXPECT_EQ(Run({"stock", "add", "Other", "-p", name_, "--guid", guid}).exitCode, 1);
+  EXPECT_EQ(Run({"stock", "edit", "Shelf", "-p", name_, "--set", "NoSuch=1"}).exitCode, 2);
+  EXPECT_EQ(Run({"stock", "edit", "None", "-p", name_, "--length", "5"}).exitCode, 1);
+  EXPECT_EQ(Run({"stock", "edit", "Shelf", "-p", name_, "--length", "5", "--name", "Bin"}).exitCode,
+            0);
+  ASSERT_EQ(Run({"stock", "export", "-p", name_, "-o", File("s.reg")}).exitCode, 0);
   EXPECT_EQ(Run({"stock", "import", File("s.reg"), "--common"}).exitCode, 0);
-  EXPECT_EQ(Run({"stock", "remove", guid, "-p", "Label 1"}).exitCode, 0);
+  EXPECT_EQ(Run({"stock", "remove", guid, "-p", name_}).exitCode, 0);
   // The common one has taken its place.
-  const std::string list = Run({"stock", "list", "-p", "Label 1"}).output;
+  const std::string list = Run({"stock", "list", "-p", name_}).output;
   EXPECT_TRUE(Contains(list, "257         " + guid + "  Bin   44.000 mm  5.000 mm")) << list;
+  EXPECT_EQ(Run({"stock", "remove", guid, "--common"}).exitCode, 0);
   EXPECT_EQ(Run({"stock", "list"}).exitCode, 2);
 }
 
 TEST(PrivateRecordPage, IsWhatTheTableSays) {
   const ProgramResult result =
       orv::test::RunProgram(ORV_PROGRAM, {"devmode", "fields", "--markdown"});
-  EXPECT_EQ(result.output, ReadBytes(ORV_PAGE))
+  std::string page = ReadBytes(ORV_PAGE);
+  std::erase(page, '\r');
+  EXPECT_EQ(result.output, page)
       << "print it anew: orv devmode fields --markdown > docs/private-record.md";
 }
 

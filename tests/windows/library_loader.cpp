@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include <string>
-#include <utility>
 
 namespace orv::test {
 
@@ -18,18 +17,14 @@ void JoinScratchSettings() {
   wchar_t hives[128];
   const DWORD length = GetEnvironmentVariableW(L"ORV_TEST_HIVES", hives, 128);
   if (length == 0) return;
-  for (const auto& [root, name] :
-       {std::pair(HKEY_CURRENT_USER, L"\\user"), std::pair(HKEY_LOCAL_MACHINE, L"\\machine")}) {
-    // Opened through the real hive, which the first replacement takes away.
-    static HKEY real = nullptr;
-    if (real == nullptr) RegOpenKeyExW(HKEY_CURRENT_USER, nullptr, 0, KEY_READ, &real);
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(real, (std::wstring(hives, length) + name).c_str(), 0, KEY_ALL_ACCESS,
-                      &key) == ERROR_SUCCESS) {
-      RegOverridePredefKey(root, key);
-      RegCloseKey(key);
-    }
-  }
+  // Both are opened through the real hive, which the first replacement takes away.
+  HKEY user = nullptr;
+  HKEY machine = nullptr;
+  const std::wstring path(hives, length);
+  RegOpenKeyExW(HKEY_CURRENT_USER, (path + L"\\user").c_str(), 0, KEY_ALL_ACCESS, &user);
+  RegOpenKeyExW(HKEY_CURRENT_USER, (path + L"\\machine").c_str(), 0, KEY_ALL_ACCESS, &machine);
+  RegOverridePredefKey(HKEY_CURRENT_USER, user);
+  RegOverridePredefKey(HKEY_LOCAL_MACHINE, machine);
 }
 
 }  // namespace orv::test
