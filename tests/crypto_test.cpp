@@ -1,0 +1,433 @@
+/// The cipher, the digest and protected files, held against bytes that the openssl program made:
+///   openssl enc -aes-256-cbc -K $(printf %s KEY | xxd -p -c 64) -iv $(printf %s VECTOR | xxd -p)
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "orv/crypto/crypto_helper.h"
+#include "orv/crypto/encryption_aes.h"
+#include "orv/platform/files.h"
+#include "orv/platform/heap.h"
+#include "orv/text/utf8.h"
+#include "tests/fixtures.h"
+
+namespace {
+
+using orv::HeapBuffer;
+using orv::test::LogCapture;
+using orv::test::LogLine;
+using orv::test::ReadBytes;
+using orv::test::TemporaryFolder;
+using orv::test::WriteBytes;
+using testing::ElementsAre;
+
+constexpr std::string_view kKey = "A94E27C1B08D4F6E93D5C2E718B04A6F";
+/// The vectors of the first three encryptions of a thread.
+constexpr std::string_view kVectors[] = {"PHQGHUMEAYLNLFDX", "FIRCVSCXGGBWKFNQ",
+                                         "DUXWFNFOZVSRTKJP"};
+constexpr std::string_view kAlphabet = "abcdefghijklmnopqrstuvwxyz";
+
+const BYTE* BytesOf(std::string_view text) { return reinterpret_cast<const BYTE*>(text.data()); }
+DWORD SizeOf(std::string_view text) { return static_cast<DWORD>(text.size()); }
+
+std::string ToHex(std::string_view bytes) {
+  std::string hex;
+  for (const char byte : bytes) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    hex.push_back(kDigits[static_cast<BYTE>(byte) >> 4]);
+    hex.push_back(kDigits[static_cast<BYTE>(byte) & 15]);
+  }
+  return hex;
+}
+
+/// A result as bytes; "null" for none.
+std::string Take(BYTE* buffer, DWORD length) {
+  const HeapBuffer owned(buffer);
+  return buffer == nullptr ? "null" : std::string(reinterpret_cast<char*>(buffer), length);
+}
+
+std::string Encrypt(std::string_view key, std::string_view vector, std::string_view plain) {
+  DWORD length = 0;
+  BYTE* const cipher = AesCbcEncrypt(BytesOf(key), SizeOf(key), BytesOf(vector), SizeOf(vector),
+                                     BytesOf(plain), SizeOf(plain), &length);
+  return Take(cipher, length);
+}
+
+std::string Decrypt(std::string_view key, std::string_view vector, std::string_view cipher) {
+  // A buffer of exactly this size: the sanitizer sees a step beyond it.
+  const std::vector<BYTE> exact(cipher.begin(), cipher.end());
+  DWORD length = 0;
+  BYTE* const plain = AesCbcDecrypt(exact.data(), SizeOf(cipher), BytesOf(key), SizeOf(key),
+                                    BytesOf(vector), SizeOf(vector), &length);
+  return Take(plain, length);
+}
+
+CString DigestOf(std::string_view bytes) {
+  BYTE* const buffer = static_cast<BYTE*>(orv::HeapAllocate(bytes.size()));
+  std::copy(bytes.begin(), bytes.end(), buffer);
+  return Sha256Hex(buffer, SizeOf(bytes));
+}
+
+/// What `call` prints on the standard output.
+template <typename Call>
+std::string PrintedBy(Call call) {
+  testing::internal::CaptureStdout();
+  call();
+  std::string text = testing::internal::GetCapturedStdout();
+  std::erase(text, '\r');
+  return text;
+}
+
+/// The lines of the numbers 1 to 20,000, as `seq 1 20000` prints them.
+std::string ManyLines() {
+  std::string text;
+  for (int i = 1; i <= 20000; ++i) text += std::to_string(i) + "\n";
+  return text;
+}
+
+TEST(AesCbc, GivesTheBytesOfOpenssl) {
+  const struct {
+    std::size_t keySize;
+    std::size_t plainSize;
+    const char* cipher;
+  } cases[] = {
+      {32, 0, "3635d5ae0e3b28cbd5b190780c64afc6"},
+      {32, 1, "867f29438f860aba6d26a62ebf619c43"},
+      {32, 15, "1ce48303dbe01defaaa3dd3cb66d7d3c"},
+      {32, 16, "5ffb02fabb29ba07797310d6e2e7fec93700d0fc5e07343e2422d68c342ad185"},
+      {32, 17, "5ffb02fabb29ba07797310d6e2e7fec9f5bb21df6b41ba3fddecaf77435cde0d"},
+      {24, 17, "88f083ecd605179a167f44294afa3101226d5d887c8c0f8e764a3fbd75757ea8"},
+      {16, 17, "2e34a5cfce90d8d0cad53ed437c3faa908763bdb8106aae46aa60448385a9dff"},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.cipher);
+    const std::string_view key = kKey.substr(0, test.keySize);
+    const std::string_view plain = kAlphabet.substr(0, test.plainSize);
+    EXPECT_EQ(PrintedBy([&] {
+                const std::string cipher = Encrypt(key, kVectors[0], plain);
+                EXPECT_EQ(ToHex(cipher), test.cipher);
+                // Of a longer vector the first block counts.
+                EXPECT_EQ(Encrypt(key, "PHQGHUMEAYLNLFDX and more", plain), cipher);
+                EXPECT_EQ(Decrypt(key, kVectors[0], cipher), plain);
+              }),
+              "");
+  }
+}
+
+TEST(AesCbc, NamesTheStepThatFails) {
+  const std::string block(16, 'x');
+  const std::string badKey = "**** Error 0xc000000d returned by BCryptGenerateSymmetricKey\n";
+  const std::string badVector = "**** block length is longer than the provided IV length\n";
+  const std::string badSize = "**** Error 0xc0000206 returned by BCryptDecrypt\n";
+  const struct {
+    std::string key;
+    std::string vector;
+    std::string cipher;
+    std::string printed;
+    bool encrypts;
+  } cases[] = {
+      {"", block, block, badKey, false},
+      {std::string(31, 'k'), block, block, badKey, false},
+      {std::string(33, 'k'), block, block, badKey, false},
+      {std::string(64, 'k'), block, block, badKey, false},
+      {std::string(kKey), "", block, badVector, false},
+      {std::string(kKey), block.substr(1), block, badVector, false},
+      {"", "", block, badVector, false},  // the vector is looked at before the key
+      {std::string(kKey), block, "", badSize, true},
+      {std::string(kKey), block, block.substr(1), badSize, true},
+      {std::string(kKey), block, block + "x", badSize, true},
+      {std::string(kKey), block, block, "**** Error 0xc000003e returned by BCryptDecrypt\n", true},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.printed + std::to_string(test.cipher.size()));
+    EXPECT_EQ(PrintedBy([&] { EXPECT_EQ(Decrypt(test.key, test.vector, test.cipher), "null"); }),
+              test.printed);
+    EXPECT_EQ(PrintedBy([&] {
+                EXPECT_EQ(Encrypt(test.key, test.vector, "plain") != "null", test.encrypts);
+              }),
+              test.encrypts ? "" : test.printed);
+  }
+}
+
+/// Encrypts 16 bytes that already look like a padded block, and takes the real padding off.
+std::string EncryptedBlock(std::string_view plain) {
+  return Encrypt(kKey, kVectors[0], plain).substr(0, 16);
+}
+
+TEST(AesCbc, ChecksEveryByteOfThePadding) {
+  const struct {
+    std::string block;
+    std::string plain;
+  } cases[] = {
+      {std::string(15, 'a') + '\x01', std::string(15, 'a')},
+      {std::string(16, '\x10'), ""},
+      {"abcdefghijklmn\x02\x02", "abcdefghijklmn"},
+      {"abcdefghijklmn\x01\x02", "null"},
+      {std::string(15, '\0') + '\0', "null"},
+      {std::string(15, '\x11') + '\x11', "null"},
+      {'\x0f' + std::string(15, '\x10'), "null"},
+      {std::string(15, 'a') + '\xff', "null"},
+  };
+  for (const auto& test : cases) {
+    const std::string printed = PrintedBy([&] {
+      EXPECT_EQ(Decrypt(kKey, kVectors[0], EncryptedBlock(test.block)), test.plain)
+          << ToHex(test.block);
+    });
+    EXPECT_EQ(printed.empty(), test.plain != "null");
+  }
+}
+
+TEST(Sha256, GivesTheDigestsOfSha256sum) {
+  EXPECT_EQ(DigestOf(""), L"e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+  EXPECT_EQ(DigestOf("abc"), L"ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+  EXPECT_EQ(DigestOf(std::string(1000000, 'a')),
+            L"cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
+  EXPECT_EQ(DigestOf(ManyLines()),
+            L"f6351f5ead9a700e34275480b3856ea738122a7c57bdeb744a631251c069587a");
+}
+
+TEST(Sha256, SaltComesBeforeTheTextAndBothAreUtf8) {
+  // printf 'salt\xc3\xa9x\xf0\x9f\x98\x80' | sha256sum
+  const CString text = {L'x', static_cast<wchar_t>(0xD83D), static_cast<wchar_t>(0xDE00)};
+  EXPECT_EQ(ComputeSha256Hex(text, L"salt\u00e9"),
+            L"929a44d33f9432e17474019c9277152ab32ef22a785e7a2d98005d28df23835a");
+  EXPECT_EQ(ComputeSha256Hex(L"", L"abc"), DigestOf("abc"));
+  EXPECT_EQ(ComputeSha256Hex(L"abc", L""), DigestOf("abc"));
+  EXPECT_EQ(ComputeSha256Hex(L"", L""), L"");
+  EXPECT_EQ(ComputeSha256Hex(CString(1, L'\0'), L""), DigestOf(std::string(1, '\0')));
+}
+
+/// The vectors of a thread's encryptions, in turn by two objects.
+std::vector<std::string> VectorsOfOneThread() {
+  CEncryptionAES first("key", "CNF");
+  CEncryptionAES second("other key", "CNF");
+  std::vector<std::string> vectors;
+  for (CEncryptionAES* cipher : {&first, &second, &first}) {
+    DWORD length = 0;
+    BYTE* const bytes = cipher->EncryptAsBytes(BytesOf("x"), 1, &length);
+    vectors.push_back(Take(bytes, length).substr(4, 16));
+  }
+  return vectors;
+}
+
+TEST(EncryptionAes, EveryThreadHasTheSameVectorsAndItsObjectsShareThem) {
+  std::vector<std::string> vectors[4];
+  std::vector<std::thread> threads;
+  for (std::vector<std::string>& own : vectors) {
+    threads.emplace_back([&own] { own = VectorsOfOneThread(); });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (const std::vector<std::string>& own : vectors) {
+    EXPECT_THAT(own, ElementsAre(kVectors[0], kVectors[1], kVectors[2]));
+  }
+}
+
+TEST(EncryptionAes, RepeatsShortKeyTextsAndCutsLongOnes) {
+  const struct {
+    std::string text;
+    std::string key;
+  } cases[] = {
+      {std::string(kKey), std::string(kKey)},
+      {std::string(kKey) + "more", std::string(kKey)},
+      {"abcdefghijk", "abcdefghijkabcdefghijkabcdefghij"},
+      {"a", std::string(32, 'a')},
+      {"", std::string(32, '\0')},  // and does not hang
+  };
+  for (const auto& test : cases) {
+    const CEncryptionAES cipher(test.text, "CNF");
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(cipher.m_pKey), cipher.m_nKeyLength), test.key);
+    EXPECT_EQ(cipher.m_nErrorCode, 0u);
+  }
+}
+
+TEST(EncryptionAes, LaysOutAndReadsAnyMarker) {
+  for (const std::string marker : {"", "CNF", "a long marker"}) {
+    CEncryptionAES cipher(CStringA(kKey), marker);
+    DWORD length = 0;
+    BYTE* const bytes = cipher.EncryptAsBytes(BytesOf(kAlphabet), 26, &length);
+    const std::string form = Take(bytes, length);
+    EXPECT_EQ(form.size(), marker.size() + 1 + 16 + 32);
+    EXPECT_EQ(form.substr(0, marker.size() + 1), marker + "\x01");
+    const std::string vector = form.substr(marker.size() + 1, 16);
+    EXPECT_EQ(form.substr(marker.size() + 17), Encrypt(kKey, vector, kAlphabet));
+    DWORD code = 99;
+    BYTE* const plain = cipher.DecryptAsBytes(BytesOf(form), length, &length, &code);
+    EXPECT_EQ(Take(plain, length), kAlphabet);
+  }
+}
+
+class ProtectedFile : public testing::Test {
+ protected:
+  CString Name(const wchar_t* name) { return folder_.Name(name); }
+  void Write(const wchar_t* name, std::string_view bytes) {
+    WriteBytes(orv::ToPath(Name(name)), bytes);
+  }
+  std::string Read(const wchar_t* name) { return ReadBytes(orv::ToPath(Name(name))); }
+  /// Loads a file; its messages are in `log_` afterwards, without the one that opens every load.
+  CString Load(const wchar_t* name) {
+    CString text = CCryptoHelper::LoadFileUTF8(Name(name), nullptr);
+    lines_ = log_.Take();
+    EXPECT_EQ(lines_.front(), (LogLine{L"TRC", L"", L"", L"Loading file " + Name(name)}));
+    lines_.erase(lines_.begin());
+    return text;
+  }
+  static LogLine Error(const CString& message) { return {L"ERR", L"", L"", message}; }
+
+  TemporaryFolder folder_;
+  LogCapture log_;
+  std::vector<LogLine> lines_;
+};
+
+TEST_F(ProtectedFile, IsTheBytesOfOpensslBehindItsHeader) {
+  // A thread of its own has the first vector:
+  // (printf 'CNF\001PHQGHUMEAYLNLFDX'; seq 1 20000 | openssl enc ...) | sha256sum
+  const std::string plain = ManyLines();
+  Write(L"plain", plain);
+  std::thread([&] {
+    EXPECT_EQ(CCryptoHelper::AesEncryptFile(Name(L"plain"), Name(L"made"), nullptr), 0u);
+  }).join();
+  EXPECT_EQ(DigestOf(Read(L"made")),
+            L"ca3dc9f9cbeea32a69800e27d6d79249e7d25d6a896abca2e49ae848d10b25c6");
+  EXPECT_EQ(CCryptoHelper::AesDecryptFile(Name(L"made"), Name(L"back"), nullptr), 0u);
+  EXPECT_EQ(Read(L"back"), plain);
+  EXPECT_TRUE(log_.Take().empty());
+  EXPECT_EQ(Load(L"made"), orv::Utf8ToWide(plain));
+  EXPECT_TRUE(lines_.empty());
+}
+
+TEST_F(ProtectedFile, LoadsPlainAndProtectedTextAlike) {
+  const struct {
+    std::string bytes;
+    CString text;
+  } cases[] = {
+      {"x", L"x"},
+      {"CN", L"CN"},
+      {"cnf is no marker", L"cnf is no marker"},
+      {"\xEF\xBB\xBF<a/>", L"\uFEFF<a/>"},  // the mark stays
+      {"a\r\nb\x1a", L"a\r\nb\x1a"},        // every byte counts
+      {std::string("a\0b", 3), CString(L"a\0b", 3)},
+      {"\xC3\xA9\xE2\x82", L"\u00e9\uFFFD"},
+  };
+  for (const auto& test : cases) {
+    Write(L"plain", test.bytes);
+    ASSERT_EQ(CCryptoHelper::AesEncryptFile(Name(L"plain"), Name(L"made"), nullptr), 0u);
+    log_.Take();
+    for (const wchar_t* name : {L"plain", L"made"}) {
+      EXPECT_EQ(Load(name), test.text);
+      EXPECT_TRUE(lines_.empty());
+    }
+  }
+}
+
+TEST_F(ProtectedFile, RefusesEveryCutAndWrongHeaderWithItsCode) {
+  const std::string vector(16, 'V');
+  const std::string good = "CNF\x01" + vector + Encrypt(kKey, vector, "text");
+  Write(L"good", good);
+  ASSERT_EQ(Load(L"good"), L"text");
+
+  const struct {
+    std::string bytes;
+    int code;
+  } cases[] = {
+      {"CNF", 5},
+      {std::string("CNF\0", 4) + good.substr(4), 4},
+      {std::string("CNF\0", 4), 4},
+      {"CNF\x02" + good.substr(4), 7},
+      {"CNF\xff" + good.substr(4), 7},
+      {"CNF is how this text begins", 7},
+      {"CNF\x01", 0},
+      {good.substr(0, 19), 0},
+      {good.substr(0, 20), 5},  // a whole vector and nothing behind it
+      {good.substr(0, 21), 0},
+      {good.substr(0, 35), 0},
+      {good + "x", 0},
+      {good + good.substr(20), 0},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(ToHex(test.bytes));
+    const CString code = std::to_wstring(test.code);
+    Write(L"bad", test.bytes);
+    PrintedBy([&] {
+      EXPECT_EQ(Load(L"bad"), L"");
+      EXPECT_THAT(lines_, ElementsAre(Error(L"Error in CEncryptionAES::DecryptAsBytes for file " +
+                                            Name(L"bad") + L". Error code = " + code)));
+      EXPECT_EQ(CCryptoHelper::AesDecryptFile(Name(L"bad"), Name(L"out"), nullptr), 1u);
+      EXPECT_THAT(log_.Take(),
+                  ElementsAre(Error(L"Error " + code + L" while decrypting the content of file " +
+                                    Name(L"bad") + L"\r\n")));
+    });
+    EXPECT_FALSE(std::filesystem::exists(orv::ToPath(Name(L"out"))));
+  }
+  // Other codes than the load's: these are no protected files to it.
+  for (const auto& [bytes, code] : {std::pair("", L"5"), {"CN", L"5"}, {"<xml/>", L"6"}}) {
+    Write(L"bad", bytes);
+    EXPECT_EQ(CCryptoHelper::AesDecryptFile(Name(L"bad"), Name(L"out"), nullptr), 1u);
+    EXPECT_THAT(log_.TakeMessages(),
+                ElementsAre(CString(L"Error ") + code + L" while decrypting the content of file " +
+                            Name(L"bad") + L"\r\n"));
+  }
+}
+
+TEST_F(ProtectedFile, SaysWhyAFileIsNotLoaded) {
+  Load(L"none");
+  EXPECT_THAT(lines_, ElementsAre(Error(L"The file " + Name(L"none") + L" does not exist")));
+
+  Write(L"empty", "");
+  EXPECT_EQ(Load(L"empty"), L"");
+  EXPECT_THAT(lines_, ElementsAre(Error(L"Unable to convert unencrypted file content to UTF-8 for "
+                                        L"file " +
+                                        Name(L"empty"))));
+  ASSERT_EQ(CCryptoHelper::AesEncryptFile(Name(L"empty"), Name(L"made"), nullptr), 0u);
+  EXPECT_EQ(Read(L"made").size(), 36u);
+  EXPECT_EQ(Load(L"made"), L"");
+  EXPECT_THAT(lines_,
+              ElementsAre(Error(L"Unable to convert decrypted file content to UTF-8 for file " +
+                                Name(L"made"))));
+
+  Write(L"large", std::string(10'000'000, ' '));
+  EXPECT_EQ(Load(L"large").size(), 10'000'000u);
+  EXPECT_TRUE(lines_.empty());
+  Write(L"large", std::string(10'000'001, ' '));
+  EXPECT_EQ(Load(L"large"), L"");
+  EXPECT_THAT(lines_, ElementsAre(Error(L"The file " + Name(L"large") + L" is too large")));
+  // What is too large to load is not too large to convert.
+  EXPECT_EQ(CCryptoHelper::AesEncryptFile(Name(L"large"), Name(L"made"), nullptr), 0u);
+  EXPECT_EQ(Read(L"made").size(), 10'000'016u + 20u);
+
+  // A folder has no size.
+  EXPECT_THROW(CCryptoHelper::LoadFileUTF8(folder_.Name(), nullptr),
+               std::filesystem::filesystem_error);
+}
+
+using Conversion = DWORD (*)(const CString&, const CString&, CLoggerClient*);
+
+TEST_F(ProtectedFile, ConversionsNeedASourceAndATarget) {
+  Write(L"plain", "text");
+  ASSERT_EQ(CCryptoHelper::AesEncryptFile(Name(L"plain"), Name(L"made"), nullptr), 0u);
+  for (const auto& [convert, source] :
+       {std::pair<Conversion, const wchar_t*>{&CCryptoHelper::AesEncryptFile, L"plain"},
+        {&CCryptoHelper::AesDecryptFile, L"made"}}) {
+    for (const CString& missing : {Name(L"none"), folder_.Name()}) {
+      EXPECT_EQ(convert(missing, Name(L"new"), nullptr), 1u);
+      EXPECT_THAT(log_.Take(),
+                  ElementsAre(Error(L"Unable to open the source file " + missing + L"\r\n")));
+    }
+    EXPECT_FALSE(std::filesystem::exists(orv::ToPath(Name(L"new"))));
+
+    const CString nowhere = Name(L"no folder") + orv::kPathSeparator + L"out";
+    EXPECT_EQ(convert(Name(source), nowhere, nullptr), 1u);
+    EXPECT_THAT(log_.Take(), ElementsAre(Error(L"Fatal Error: Unable to create target file " +
+                                               nowhere + L"\r\n")));
+
+    // An old target goes first; none of its bytes stay.
+    Write(L"out", std::string(1000, 'o'));
+    EXPECT_EQ(convert(Name(source), Name(L"out"), nullptr), 0u);
+    EXPECT_EQ(Read(L"out").size(), source == std::wstring_view(L"plain") ? 36u : 4u);
+    EXPECT_TRUE(log_.Take().empty());
+  }
+}
+
+}  // namespace
