@@ -24,11 +24,12 @@ FileFacts FactsOf(const std::wstring& result, const wchar_t* work) {
   FileFacts facts;
   CMarkup entries(result);
   while (entries.FindElem()) {
-    if (entries.GetTagName() == work) {
+    const std::wstring_view name = entries.GetTagNamePointer();
+    if (name == work) {
       facts.encoding = entries.GetAttrib(L"encoding");
       facts.bytes = entries.GetAttrib(L"length");
     }
-    if (entries.GetTagName() == L"conversion_loss") facts.isLossy = true;
+    if (name == L"conversion_loss") facts.isLossy = true;
   }
   return facts;
 }
