@@ -2,14 +2,12 @@
 
 #include <pthread.h>
 #include <pwd.h>
-#include <sqlite3.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -18,14 +16,13 @@
 #include <unordered_map>
 
 #include "orv/platform/letter_case.h"
+#include "orv/platform/posix/hive.h"
 #include "orv/text/utf8.h"
 
-/// The settings store in SQLite: one file a hive. `docs/registry.md` describes the tables.
+/// The settings store in SQLite: one file a hive.
 ///
 /// One lock guards everything here, and it is held over a fork, so that a child never inherits a
-/// connection in the middle of a call. SQLite's own file locks order the processes. The rollback
-/// journal is used instead of a write-ahead log because that one needs to write beside the database
-/// even to read it, which users may not do to the machine's hive.
+/// connection in the middle of a call. SQLite's own file locks order the processes.
 
 namespace orv {
 namespace {
@@ -33,266 +30,11 @@ namespace {
 constexpr std::size_t kMaxKeyName = 255;
 constexpr std::size_t kMaxValueName = 16383;
 constexpr std::size_t kMaxDepth = 512;
-constexpr int kBusyMilliseconds = 30000;
-
-/// The row of the hive's root, which is always there.
-constexpr sqlite3_int64 kRootKey = 1;
-
-constexpr char kSchema[] =
-    "CREATE TABLE IF NOT EXISTS keys("
-    " id INTEGER PRIMARY KEY AUTOINCREMENT,"  // never used twice: a handle to a deleted key stays
-                                              // so
-    " parent INTEGER NOT NULL,"
-    " folded TEXT NOT NULL,"
-    " name TEXT NOT NULL,"
-    " UNIQUE(parent, folded));"
-    "CREATE TABLE IF NOT EXISTS key_values("
-    " key INTEGER NOT NULL,"
-    " folded TEXT NOT NULL,"
-    " name TEXT NOT NULL,"
-    " type INTEGER NOT NULL,"
-    " data BLOB NOT NULL,"
-    " PRIMARY KEY(key, folded)) WITHOUT ROWID;"
-    "INSERT OR IGNORE INTO keys(id, parent, folded, name) VALUES(1, 0, '', '');";
-
-enum Statement {
-  kHasSchema,
-  kBegin,
-  kCommit,
-  kRollback,
-  kFindKey,
-  kFindChild,
-  kAddChild,
-  kFindValue,
-  kSetValue,
-  kDeleteValue,
-  kDeleteTreeValues,
-  kDeleteTreeKeys,
-  kListKeys,
-  kListValues,
-  kStatementCount,
-};
-
-/// ?1 and everything below it.
-#define ORV_TREE                                                                        \
-  "WITH RECURSIVE tree(id) AS (SELECT ?1 UNION ALL SELECT keys.id FROM keys JOIN tree " \
-  "ON keys.parent = tree.id) "
-
-constexpr const char* kSql[kStatementCount] = {
-    "SELECT 1 FROM sqlite_master WHERE name = 'key_values'",
-    "BEGIN IMMEDIATE",
-    "COMMIT",
-    "ROLLBACK",
-    "SELECT 1 FROM keys WHERE id = ?1",
-    "SELECT id FROM keys WHERE parent = ?1 AND folded = ?2",
-    "INSERT INTO keys(parent, folded, name) VALUES(?1, ?2, ?3)",
-    "SELECT type, data FROM key_values WHERE key = ?1 AND folded = ?2",
-    "INSERT INTO key_values(key, folded, name, type, data) VALUES(?1, ?2, ?3, ?4, ?5) "
-    "ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data",
-    "DELETE FROM key_values WHERE key = ?1 AND folded = ?2",
-    ORV_TREE "DELETE FROM key_values WHERE key IN (SELECT id FROM tree)",
-    ORV_TREE "DELETE FROM keys WHERE id IN (SELECT id FROM tree) AND id <> ?2",
-    "SELECT name FROM keys WHERE parent = ?1 ORDER BY folded",
-    "SELECT name FROM key_values WHERE key = ?1 ORDER BY folded",
-};
-#undef ORV_TREE
-
-LONG ErrorOf(int sqliteResult) {
-  switch (sqliteResult & 0xFF) {
-    case SQLITE_OK:
-    case SQLITE_ROW:
-    case SQLITE_DONE:
-      return ERROR_SUCCESS;
-    case SQLITE_PERM:
-    case SQLITE_READONLY:
-    case SQLITE_CANTOPEN:
-    case SQLITE_AUTH:
-      return ERROR_ACCESS_DENIED;
-    case SQLITE_BUSY:
-    case SQLITE_LOCKED:
-      return ERROR_BUSY;
-    case SQLITE_NOMEM:
-      return ERROR_NOT_ENOUGH_MEMORY;
-    case SQLITE_FULL:
-      return ERROR_DISK_FULL;
-    case SQLITE_CORRUPT:
-    case SQLITE_NOTADB:
-    case SQLITE_ERROR:
-      return ERROR_BADDB;
-    default:
-      return ERROR_REGISTRY_IO_FAILED;
-  }
-}
 
 /// A name as it is compared.
 std::string Fold(const std::wstring& name) { return WideToUtf8(UpperCase(name)); }
 
 std::wstring UpToTerminator(const std::wstring& text) { return text.substr(0, text.find(L'\0')); }
-
-/// A prepared statement, or why it could not be prepared.
-struct Prepared {
-  sqlite3_stmt* statement;
-  int result;
-};
-
-/// A prepared statement in use: reset when done with. One that could not be prepared gives its
-/// error at the first step.
-class Query {
- public:
-  explicit Query(const Prepared& prepared)
-      : statement_(prepared.statement), result_(prepared.result) {}
-  Query(const Query&) = delete;
-  Query& operator=(const Query&) = delete;
-  ~Query() {
-    if (statement_ == nullptr) return;
-    sqlite3_reset(statement_);
-    sqlite3_clear_bindings(statement_);
-  }
-
-  // Bound text and bytes are not copied: they must live until the query has run.
-  Query& Bind(int index, sqlite3_int64 number) {
-    sqlite3_bind_int64(statement_, index, number);
-    return *this;
-  }
-  Query& Bind(int index, std::string_view text) {
-    sqlite3_bind_text64(statement_, index, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
-    return *this;
-  }
-  Query& Bind(int index, const std::vector<BYTE>& bytes) {
-    // A null pointer would bind NULL instead of an empty blob.
-    sqlite3_bind_blob64(statement_, index,
-                        bytes.empty() ? "" : static_cast<const void*>(bytes.data()), bytes.size(),
-                        SQLITE_STATIC);
-    return *this;
-  }
-
-  int Step() { return statement_ != nullptr ? sqlite3_step(statement_) : result_; }
-  sqlite3_int64 Number(int column) const { return sqlite3_column_int64(statement_, column); }
-  std::string_view Bytes(int column) const {
-    const auto* data = static_cast<const char*>(sqlite3_column_blob(statement_, column));
-    return {data, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))};
-  }
-
- private:
-  sqlite3_stmt* statement_;
-  int result_;
-};
-
-/// Which file a path leads to just now.
-struct FileIdentity {
-  dev_t device = 0;
-  ino_t inode = 0;
-  bool operator==(const FileIdentity&) const = default;
-};
-
-std::optional<FileIdentity> IdentityOf(const std::string& path) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0) return std::nullopt;
-  return FileIdentity{status.st_dev, status.st_ino};
-}
-
-/// One hive's file and the connection to it.
-class Hive {
- public:
-  explicit Hive(std::string path) : path_(std::move(path)) {}
-  Hive(const Hive&) = delete;
-  Hive& operator=(const Hive&) = delete;
-  ~Hive() { Disconnect(); }
-
-  const std::string& path() const { return path_; }
-  /// Changes when another file is found in the place of the one that was read: rows are new then.
-  int generation() const { return generation_; }
-
-  /// Makes the connection usable for reading. `ERROR_FILE_NOT_FOUND` when nothing was ever written.
-  LONG PrepareRead() {
-    if (path_.empty()) return ERROR_FILE_NOT_FOUND;
-    const std::optional<FileIdentity> current = IdentityOf(path_);
-    // An open connection keeps its file's number from being used for another file.
-    const bool isSameFile = database_ != nullptr && current == identity_;
-    if (isSameFile && owner_ == getpid()) return ERROR_SUCCESS;
-    Disconnect();
-    if (!isSameFile) ++generation_;
-    if (!current) return ERROR_FILE_NOT_FOUND;
-    return Connect(SQLITE_OPEN_READWRITE);
-  }
-
-  /// Makes the connection usable for writing, with file, folder and tables.
-  LONG PrepareWrite() {
-    if (path_.empty()) return ERROR_PATH_NOT_FOUND;
-    const LONG result = PrepareRead();
-    if (result != ERROR_FILE_NOT_FOUND) return result;
-    std::error_code ignored;  // opening reports what cannot be made
-    std::filesystem::create_directories(std::filesystem::path(path_).parent_path(), ignored);
-    return Connect(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
-  }
-
-  sqlite3* database() const { return database_; }
-
-  /// A statement ready to be bound and run; prepared once a connection.
-  Prepared Prepare(Statement statement) {
-    sqlite3_stmt*& prepared = statements_[statement];
-    int result = SQLITE_OK;
-    if (prepared == nullptr) {
-      result = sqlite3_prepare_v3(database_, kSql[statement], -1, SQLITE_PREPARE_PERSISTENT,
-                                  &prepared, nullptr);
-    }
-    return {prepared, result};
-  }
-  LONG Run(Statement statement) { return ErrorOf(Query(Prepare(statement)).Step()); }
-
- private:
-  LONG Connect(int flags) {
-    int result = sqlite3_open_v2(path_.c_str(), &database_, flags | SQLITE_OPEN_NOMUTEX, nullptr);
-    LONG error = ErrorOf(result);
-    owner_ = getpid();
-    if (error == ERROR_SUCCESS) {
-      sqlite3_busy_timeout(database_, kBusyMilliseconds);
-      if ((flags & SQLITE_OPEN_CREATE) != 0) {
-        error = CreateTables();
-      } else {
-        result = Query(Prepare(kHasSchema)).Step();
-        // A file without tables is one that another process is about to fill, or was cut off from
-        // filling.
-        error = result == SQLITE_DONE ? ERROR_FILE_NOT_FOUND : ErrorOf(result);
-      }
-    }
-    const std::optional<FileIdentity> identity = IdentityOf(path_);
-    if (error == ERROR_SUCCESS && !identity) error = ERROR_FILE_NOT_FOUND;
-    if (error != ERROR_SUCCESS) {
-      Disconnect();
-      return error;
-    }
-    identity_ = *identity;
-    return ERROR_SUCCESS;
-  }
-
-  LONG CreateTables() {
-    LONG error = Run(kBegin);
-    if (error != ERROR_SUCCESS) return error;
-    error = ErrorOf(sqlite3_exec(database_, kSchema, nullptr, nullptr, nullptr));
-    if (error == ERROR_SUCCESS) error = Run(kCommit);
-    if (error != ERROR_SUCCESS) Run(kRollback);
-    return error;
-  }
-
-  void Disconnect() {
-    // What a fork carried over belongs to the parent: closing it here could release the parent's
-    // file locks.
-    if (owner_ == getpid()) {
-      for (sqlite3_stmt* statement : statements_) sqlite3_finalize(statement);
-      sqlite3_close_v2(database_);
-    }
-    statements_.fill(nullptr);
-    database_ = nullptr;
-  }
-
-  std::string path_;
-  sqlite3* database_ = nullptr;
-  pid_t owner_ = 0;
-  FileIdentity identity_;
-  int generation_ = 0;
-  std::array<sqlite3_stmt*, kStatementCount> statements_{};
-};
 
 /// An open key.
 struct KeyHandle {
