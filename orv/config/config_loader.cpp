@@ -6,6 +6,7 @@
 #include "orv/config/property_tables.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/crypto/encryption_aes.h"
+#include "orv/text/utf8.h"
 
 using orv::IntoChild;
 using orv::LogFormat;
@@ -15,23 +16,13 @@ namespace {
 
 /// What stands before the text when its digest is computed, and what stands in the digest's place.
 constexpr wchar_t kDigestSalt[] = L"7e4a91c2-3b5d-4f08-9a6e-21d4c8b07f53";
-constexpr std::wstring_view kDigestPlaceholder = L"{{sha256}}";
+constexpr std::string_view kDigestPlaceholder = "{{sha256}}";
 
 /// The first version whose device part is described otherwise, and not here.
 constexpr int kFirstOtherVersion = 13;
 
 void LogTrace(CLoggerClient* logger, const wchar_t* message) {
   CLogger::Log(eLogLevelTrace, logger, message, nullptr);
-}
-
-CString ReplaceAll(std::wstring_view text, std::wstring_view from, std::wstring_view to) {
-  CString result;
-  result.reserve(text.size());
-  std::size_t at = 0;
-  for (std::size_t found; (found = text.find(from, at)) != text.npos; at = found + from.size()) {
-    result.append(text, at, found - at).append(to);
-  }
-  return result.append(text, at);
 }
 
 /// Reports a digest that is not that of the file. A file without one is taken as it is, and no file
@@ -52,8 +43,18 @@ void CheckDigest(const std::wstring& path, const CString& text, const CString& d
 namespace orv {
 
 CString ConfigDigest(const CString& text, const CString& digest) {
-  return ComputeSha256Hex(digest.empty() ? text : ReplaceAll(text, digest, kDigestPlaceholder),
-                          kDigestSalt);
+  // Encoded piece by piece: the text with its placeholder is never there as a whole.
+  std::string bytes = WideToUtf8(kDigestSalt);
+  bytes.reserve(bytes.size() + text.size());
+  const std::wstring_view whole = text;
+  std::size_t at = 0;
+  if (!digest.empty()) {
+    for (std::size_t found; (found = whole.find(digest, at)) != whole.npos;) {
+      bytes.append(WideToUtf8(whole.substr(at, found - at))).append(kDigestPlaceholder);
+      at = found + digest.size();
+    }
+  }
+  return Sha256HexOf(bytes.append(WideToUtf8(whole.substr(at))));
 }
 
 }  // namespace orv

@@ -28,11 +28,10 @@ void ForEachProperty(CMarkup& xml, Use use) {
   const MarkupReader reader(xml);
   std::wstring nameBuffer;
   std::wstring valueBuffer;
-  while (IntoChild(xml, L"property")) {
+  while (xml.FindChildElem(L"property")) {
     std::wstring_view name;
-    reader.Attrib(L"name", &nameBuffer, &name);
-    use(name, reader.Data(&valueBuffer));
-    xml.OutOfElem();
+    reader.ChildAttrib(L"name", &nameBuffer, &name);
+    use(name, reader.ChildData(&valueBuffer));
   }
 }
 

@@ -219,13 +219,15 @@ BYTE* AesCbcDecrypt(const BYTE* cipherText, DWORD cipherLength, const BYTE* key,
   return plain.release();
 }
 
-CString Sha256Hex(BYTE* data, DWORD length) {
-  const HeapBuffer owned(data);
-  BYTE digest[orv::kSha256Size];
-  if (Report(orv::Sha256(data, length, digest))) return {};
+CString orv::Sha256HexOf(std::string_view bytes) {
+  BYTE digest[kSha256Size];
+  if (Report(Sha256(reinterpret_cast<const BYTE*>(bytes.data()), static_cast<DWORD>(bytes.size()),
+                    digest))) {
+    return {};
+  }
   constexpr wchar_t kDigits[] = L"0123456789abcdef";
   CString text;
-  text.reserve(2 * orv::kSha256Size);
+  text.reserve(2 * kSha256Size);
   for (const BYTE value : digest) {
     text.push_back(kDigits[value >> 4]);
     text.push_back(kDigits[value & 15]);
@@ -233,11 +235,12 @@ CString Sha256Hex(BYTE* data, DWORD length) {
   return text;
 }
 
+CString Sha256Hex(BYTE* data, DWORD length) {
+  const HeapBuffer owned(data);
+  return orv::Sha256HexOf({reinterpret_cast<const char*>(data), length});
+}
+
 CString ComputeSha256Hex(const CString& text, const CString& salt) {
-  const CStringA bytes = orv::WideToUtf8(salt) + orv::WideToUtf8(text);
-  if (bytes.empty()) return {};
-  BYTE* const buffer = static_cast<BYTE*>(orv::HeapAllocate(bytes.size()));
-  if (buffer == nullptr) return {};
-  std::memcpy(buffer, bytes.data(), bytes.size());
-  return Sha256Hex(buffer, static_cast<DWORD>(bytes.size()));
+  const CStringA bytes = orv::WideToUtf8(salt + text);
+  return bytes.empty() ? CString() : orv::Sha256HexOf(bytes);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include "orv/platform/export.h"
 #include "orv/platform/types.h"
 
@@ -65,3 +67,10 @@ ORV_EXPORT CString ComputeSha256Hex(const CString& text, const CString& salt);
 ORV_EXPORT CString Sha256Hex(BYTE* data, DWORD length);
 
 }  // extern "C"
+
+namespace orv {
+
+/// The SHA-256 digest of bytes that stay the caller's, in the same form; empty on failure.
+CString Sha256HexOf(std::string_view bytes);
+
+}  // namespace orv

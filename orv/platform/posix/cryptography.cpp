@@ -8,15 +8,26 @@
 namespace orv {
 namespace {
 
+// Looked up once and kept: otherwise the library searches its providers for every operation.
+
+const EVP_CIPHER* Cipher(const char* name) { return EVP_CIPHER_fetch(nullptr, name, nullptr); }
+
 const EVP_CIPHER* CipherFor(std::size_t keyLength) {
-  switch (keyLength) {
-    case 16:
-      return EVP_aes_128_cbc();
-    case 24:
-      return EVP_aes_192_cbc();
-    default:
-      return EVP_aes_256_cbc();
+  if (keyLength == 16) {
+    static const EVP_CIPHER* const aes128 = Cipher("AES-128-CBC");
+    return aes128;
   }
+  if (keyLength == 24) {
+    static const EVP_CIPHER* const aes192 = Cipher("AES-192-CBC");
+    return aes192;
+  }
+  static const EVP_CIPHER* const aes256 = Cipher("AES-256-CBC");
+  return aes256;
+}
+
+const EVP_MD* Sha256Algorithm() {
+  static const EVP_MD* const sha256 = EVP_MD_fetch(nullptr, "SHA256", nullptr);
+  return sha256;
 }
 
 struct ContextDeleter {
@@ -103,7 +114,7 @@ CryptoFailure AesCbc::ImportKey() {
 
 CryptoFailure Sha256(const BYTE* data, DWORD length, BYTE (&digest)[kSha256Size]) {
   const std::unique_ptr<EVP_MD_CTX, ContextDeleter> context(EVP_MD_CTX_new());
-  if (context == nullptr || EVP_DigestInit_ex(context.get(), EVP_sha256(), nullptr) != 1) {
+  if (context == nullptr || EVP_DigestInit_ex(context.get(), Sha256Algorithm(), nullptr) != 1) {
     return {CryptoStep::kCreateHash, kStatusUnsuccessful};
   }
   if (EVP_DigestUpdate(context.get(), data, length) != 1) {

@@ -4,7 +4,9 @@
 
 #include <bcrypt.h>
 
+#include <atomic>
 #include <cstring>
+#include <cwchar>
 #include <utility>
 #include <vector>
 
@@ -27,40 +29,57 @@ CryptoFailure Failed(CryptoStep step, NTSTATUS status) {
   return {step, static_cast<std::uint32_t>(status)};
 }
 
-/// An algorithm's provider, closed with its owner.
+/// An algorithm's provider, opened by its first user and then shared by all threads: opening loads
+/// the algorithm. It is never closed, as that could wait, while the process ends, for threads that
+/// are gone already.
 class Provider {
  public:
-  Provider() = default;
-  Provider(const Provider&) = delete;
-  Provider& operator=(const Provider&) = delete;
-  ~Provider() {
-    if (handle_ != nullptr) BCryptCloseAlgorithmProvider(handle_, 0);
-  }
+  constexpr Provider(const wchar_t* algorithm, const wchar_t* chainingMode)
+      : algorithm_(algorithm), chainingMode_(chainingMode) {}
 
-  CryptoFailure Open(const wchar_t* algorithm) {
-    const NTSTATUS status = BCryptOpenAlgorithmProvider(&handle_, algorithm, nullptr, 0);
-    return Succeeded(status) ? CryptoFailure{} : Failed(CryptoStep::kOpenProvider, status);
+  CryptoFailure Open() {
+    if (handle_.load() != nullptr) return {};
+    BCRYPT_ALG_HANDLE handle = nullptr;
+    NTSTATUS status = BCryptOpenAlgorithmProvider(&handle, algorithm_, nullptr, 0);
+    if (!Succeeded(status)) return Failed(CryptoStep::kOpenProvider, status);
+    CryptoFailure failure;
+    if (chainingMode_ != nullptr) {
+      status =
+          BCryptSetProperty(handle, BCRYPT_CHAINING_MODE,
+                            reinterpret_cast<BYTE*>(const_cast<wchar_t*>(chainingMode_)),
+                            static_cast<ULONG>((wcslen(chainingMode_) + 1) * sizeof(wchar_t)), 0);
+      if (!Succeeded(status)) failure = Failed(CryptoStep::kChainingMode, status);
+    }
+    BCRYPT_ALG_HANDLE none = nullptr;
+    if (failure || !handle_.compare_exchange_strong(none, handle)) {
+      BCryptCloseAlgorithmProvider(handle, 0);  // of no use, or another thread was faster
+    }
+    return failure;
   }
 
   CryptoFailure Get(const wchar_t* property, DWORD* value) {
     ULONG size = 0;
-    const NTSTATUS status = BCryptGetProperty(handle_, property, reinterpret_cast<BYTE*>(value),
-                                              sizeof *value, &size, 0);
+    const NTSTATUS status =
+        BCryptGetProperty(get(), property, reinterpret_cast<BYTE*>(value), sizeof *value, &size, 0);
     return Succeeded(status) ? CryptoFailure{} : Failed(CryptoStep::kProperty, status);
   }
 
-  BCRYPT_ALG_HANDLE get() const { return handle_; }
+  BCRYPT_ALG_HANDLE get() const { return handle_.load(); }
 
  private:
-  BCRYPT_ALG_HANDLE handle_ = nullptr;
+  const wchar_t* const algorithm_;
+  const wchar_t* const chainingMode_;  ///< null for algorithms without one
+  std::atomic<BCRYPT_ALG_HANDLE> handle_ = nullptr;
 };
+
+constinit Provider aesProvider(BCRYPT_AES_ALGORITHM, BCRYPT_CHAIN_MODE_CBC);
+constinit Provider sha256Provider(BCRYPT_SHA256_ALGORITHM, nullptr);
 
 HeapBuffer AllocateBuffer(DWORD size) { return HeapBuffer(static_cast<BYTE*>(HeapAllocate(size))); }
 
 }  // namespace
 
 struct AesCbc::State {
-  Provider provider;
   HeapBuffer object;  ///< where the provider keeps the key; must outlive it
   DWORD objectLength = 0;
   BCRYPT_KEY_HANDLE key = nullptr;
@@ -78,19 +97,15 @@ AesCbc::~AesCbc() = default;
 
 CryptoFailure AesCbc::SetKey(const BYTE* key, DWORD keyLength) {
   State& state = *state_;
-  if (CryptoFailure failure = state.provider.Open(BCRYPT_AES_ALGORITHM)) return failure;
-  if (CryptoFailure failure = state.provider.Get(BCRYPT_OBJECT_LENGTH, &state.objectLength)) {
+  if (CryptoFailure failure = aesProvider.Open()) return failure;
+  if (CryptoFailure failure = aesProvider.Get(BCRYPT_OBJECT_LENGTH, &state.objectLength)) {
     return failure;
   }
   state.object = AllocateBuffer(state.objectLength);
   if (state.object == nullptr) return {CryptoStep::kAllocate, 0};
-  NTSTATUS status =
-      BCryptSetProperty(state.provider.get(), BCRYPT_CHAINING_MODE,
-                        reinterpret_cast<BYTE*>(const_cast<wchar_t*>(BCRYPT_CHAIN_MODE_CBC)),
-                        sizeof(BCRYPT_CHAIN_MODE_CBC), 0);
-  if (!Succeeded(status)) return Failed(CryptoStep::kChainingMode, status);
-  status = BCryptGenerateSymmetricKey(state.provider.get(), &state.key, state.object.get(),
-                                      state.objectLength, const_cast<BYTE*>(key), keyLength, 0);
+  const NTSTATUS status =
+      BCryptGenerateSymmetricKey(aesProvider.get(), &state.key, state.object.get(),
+                                 state.objectLength, const_cast<BYTE*>(key), keyLength, 0);
   if (!Succeeded(status)) return Failed(CryptoStep::kGenerateKey, status);
   return {};
 }
@@ -144,21 +159,21 @@ CryptoFailure AesCbc::DestroyKey() {
 CryptoFailure AesCbc::ImportKey() {
   std::memset(state_->object.get(), 0, state_->objectLength);
   const NTSTATUS status = BCryptImportKey(
-      state_->provider.get(), nullptr, kOpaqueKeyBlob, &state_->key, state_->object.get(),
+      aesProvider.get(), nullptr, kOpaqueKeyBlob, &state_->key, state_->object.get(),
       state_->objectLength, state_->blob.data(), static_cast<ULONG>(state_->blob.size()), 0);
   return Succeeded(status) ? CryptoFailure{} : Failed(CryptoStep::kImportKey, status);
 }
 
 CryptoFailure Sha256(const BYTE* data, DWORD length, BYTE (&digest)[kSha256Size]) {
-  Provider provider;
-  if (CryptoFailure failure = provider.Open(BCRYPT_SHA256_ALGORITHM)) return failure;
+  if (CryptoFailure failure = sha256Provider.Open()) return failure;
   DWORD objectLength = 0;
-  if (CryptoFailure failure = provider.Get(BCRYPT_OBJECT_LENGTH, &objectLength)) return failure;
+  if (CryptoFailure failure = sha256Provider.Get(BCRYPT_OBJECT_LENGTH, &objectLength))
+    return failure;
   const HeapBuffer object = AllocateBuffer(objectLength);
   if (object == nullptr) return {CryptoStep::kAllocate, 0};
   BCRYPT_HASH_HANDLE hash = nullptr;
   NTSTATUS status =
-      BCryptCreateHash(provider.get(), &hash, object.get(), objectLength, nullptr, 0, 0);
+      BCryptCreateHash(sha256Provider.get(), &hash, object.get(), objectLength, nullptr, 0, 0);
   if (!Succeeded(status)) return Failed(CryptoStep::kCreateHash, status);
   CryptoFailure failure;
   status = BCryptHashData(hash, const_cast<BYTE*>(data), length, 0);
