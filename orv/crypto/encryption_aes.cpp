@@ -43,9 +43,13 @@ constexpr struct {
     {CryptoStep::kFinishHash, L"**** Error 0x%x returned by BCryptFinishHash\n"},
 };
 
-/// Prints on the standard output without deciding for the host whether that stream is a wide one.
+orv::DiagnosticSink diagnosticSink = nullptr;
+
+/// Prints on the standard output, without deciding for the host whether that stream is a wide one.
 void Print(const wchar_t* line) {
-  if (std::fwide(stdout, 0) > 0) {
+  if (diagnosticSink != nullptr) {
+    diagnosticSink(orv::WideToUtf8(line).c_str());
+  } else if (std::fwide(stdout, 0) > 0) {
     std::fputws(line, stdout);
   } else {
     std::fputs(orv::WideToUtf8(line).c_str(), stdout);
@@ -218,6 +222,8 @@ BYTE* AesCbcDecrypt(const BYTE* cipherText, DWORD cipherLength, const BYTE* key,
   }
   return plain.release();
 }
+
+void orv::SetDiagnosticSink(DiagnosticSink sink) { diagnosticSink = sink; }
 
 CString orv::Sha256HexOf(std::string_view bytes) {
   BYTE digest[kSha256Size];

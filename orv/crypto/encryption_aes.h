@@ -70,6 +70,12 @@ ORV_EXPORT CString Sha256Hex(BYTE* data, DWORD length);
 
 namespace orv {
 
+/// Takes the line of a failed step, which ends in a line feed, in place of the standard output.
+using DiagnosticSink = void (*)(const char* line);
+/// Redirects those lines, for programs whose own results go to the standard output; null restores
+/// it. Set it before other threads use the functions.
+ORV_EXPORT void SetDiagnosticSink(DiagnosticSink sink);
+
 /// The SHA-256 digest of bytes that stay the caller's, in the same form; empty on failure.
 CString Sha256HexOf(std::string_view bytes);
 

@@ -252,6 +252,7 @@ class Checker {
                      bool hasProperties = false) {
     xml_.ResetMainPos();
     std::vector<int> firstAt(rules.size(), -1);
+    int lastProperty = -1;
     while (xml_.FindElem()) {
       const std::wstring name = xml_.GetTagName();
       const int at = xml_.GetElemOffset();
@@ -259,7 +260,9 @@ class Checker {
         return EqualsIgnoreCase(candidate.name, name);
       });
       if (rule == rules.end()) {
-        if (!hasProperties || !EqualsIgnoreCase(name, L"property")) {
+        if (hasProperties && EqualsIgnoreCase(name, L"property")) {
+          lastProperty = at;
+        } else {
           Warn(L"unknown-element", at, L"<" + parent + L"> has no <" + name + L"> element");
         }
         continue;
@@ -273,8 +276,9 @@ class Checker {
       CheckElement(*rule);
     }
 
-    int last = -1;
-    const wchar_t* lastName = L"";
+    // The properties are read before the elements, and nothing is searched backwards.
+    int last = lastProperty;
+    const wchar_t* lastName = L"property";
     for (std::size_t i = 0; i < rules.size(); ++i) {
       const std::wstring name = rules[i].name;
       if (firstAt[i] < 0) {
@@ -300,7 +304,7 @@ class Checker {
     xml_.IntoElem();
     if (!rule.properties.empty()) {
       const FoundProperties found = CheckProperties(rule.properties, rule.occurrence, offset);
-      CheckGroups(found);
+      CheckGroups(rule.properties, found);
       CheckMeaning(rule, found, offset);
     }
     if (name == L"optionFamilies") CheckFamilies();
@@ -321,6 +325,7 @@ class Checker {
   FoundProperties CheckProperties(std::span<const PropertyRule> rules, Occurrence occurrence,
                                   int offset) {
     FoundProperties found;
+    std::vector<bool> seen(rules.size());
     xml_.ResetMainPos();
     while (xml_.FindElem(L"property")) {
       FoundProperty property{xml_.GetAttrib(L"name"), xml_.GetData(), xml_.GetElemOffset()};
@@ -338,10 +343,12 @@ class Checker {
                L"\"" + property.name + L"\" is not known here; known are " + KeysOf(rules));
         }
       } else {
-        if (occurrence != Occurrence::kMany && Find(found, property.name) != nullptr) {
+        const std::size_t index = static_cast<std::size_t>(rule - rules.begin());
+        if (occurrence != Occurrence::kMany && seen[index]) {
           Warn(L"duplicate-property", property.offset,
                L"\"" + property.name + L"\" stands here twice; the last one counts");
         }
+        seen[index] = true;
         CheckValue(*rule, property, xml_.GetContentOffset());
       }
       found.push_back(std::move(property));
@@ -427,20 +434,22 @@ class Checker {
   }
 
   /// Checks that the minimum, maximum, step and default of every group agree.
-  void CheckGroups(const FoundProperties& properties) {
-    for (const FoundProperty& property : properties) {
+  void CheckGroups(std::span<const PropertyRule> rules, const FoundProperties& properties) {
+    for (const PropertyRule& rule : rules) {
       constexpr std::wstring_view kMin = L"Min";
-      if (!property.name.ends_with(kMin) || Find(properties, property.name) != &property) continue;
-      const std::wstring stem = property.name.substr(0, property.name.size() - kMin.size());
+      const FoundProperty* const min =
+          rule.key.ends_with(kMin) ? Find(properties, rule.key) : nullptr;
+      if (min == nullptr) continue;
+      const std::wstring stem(rule.key.substr(0, rule.key.size() - kMin.size()));
       const FoundProperty* const max = Find(properties, stem + L"Max");
       const FoundProperty* const step = Find(properties, stem + L"Step");
       const FoundProperty* const byDefault = Find(properties, stem + L"Default");
       if (max == nullptr) continue;
-      const std::int64_t low = ToInt(property.value);
+      const std::int64_t low = ToInt(min->value);
       const std::int64_t high = ToInt(max->value);
       if (low > high) {
-        Warn(L"range-order", property.offset,
-             L"\"" + property.name + L"\" is above \"" + max->name + L"\"");
+        Warn(L"range-order", min->offset,
+             L"\"" + min->name + L"\" is above \"" + max->name + L"\"");
         continue;
       }
       const std::int64_t width = step != nullptr ? ToInt(step->value) : 1;
@@ -470,7 +479,7 @@ class Checker {
     if (rule.properties.data() == kPrintSpeedDefaultRules && !found.empty()) {
       speedDefault_ = found.back();
     }
-    if (rule.properties.data() == kPrintSpeedRules) CheckSpeeds(found, offset);
+    if (rule.properties.data() == kPrintSpeedRules) CheckSpeeds(found);
     if (rule.properties.data() == kPrintModesRules || rule.properties.data() == kSensorTypesRules) {
       entryDefault_ = found.empty() ? FoundProperty{{}, {}, -1} : found.back();
       entries_.clear();
@@ -511,7 +520,7 @@ class Checker {
     if (!error.empty()) Report(Severity::kError, L"darkness-list", offset, error);
   }
 
-  void CheckSpeeds(const FoundProperties& found, int offset) {
+  void CheckSpeeds(const FoundProperties& found) {
     std::int32_t last = 0;
     for (const FoundProperty& property : found) {
       if (!EqualsIgnoreCase(property.name, L"printSpeed")) continue;
@@ -523,9 +532,7 @@ class Checker {
       }
       last = speed;
     }
-    if (speedDefault_.offset < 0) {
-      Warn(L"missing-property", offset, L"\"printSpeedDefault\" is missing and is 0");
-    } else if (!speeds_.contains(ToInt(speedDefault_.value))) {
+    if (speedDefault_.offset >= 0 && !speeds_.contains(ToInt(speedDefault_.value))) {
       Warn(L"default-not-listed", speedDefault_.offset, L"the default is none of the print speeds");
     }
   }
@@ -650,7 +657,7 @@ class Checker {
     if (xml_.FindElem(L"properties")) {
       xml_.IntoElem();
       const FoundProperties found = CheckProperties(rules, Occurrence::kEachOnce, offset);
-      CheckGroups(found);
+      CheckGroups(rules, found);
       const FoundProperty* const name = Find(found, L"optionName");
       if (name == nullptr || name->value.empty()) {
         Warn(L"option-without-name", offset, L"an option without a name is ignored");

@@ -1,10 +1,13 @@
+#include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <memory>
 
 #include "orv/config/config_parser.h"
 #include "orv/config/values.h"
 #include "orv/crypto/crypto_helper.h"
+#include "orv/crypto/encryption_aes.h"
 #include "orv/platform/files.h"
 #include "orv/platform/modules.h"
 #include "orv/text/utf8.h"
@@ -25,17 +28,27 @@ constexpr std::string_view kMarker = "CNF";
 /// What stands in the place of the digest while it is computed.
 constexpr wchar_t kDigestPlaceholder[] = L"{{sha256}}";
 
-/// The text of a configuration file, plain or protected; ends the command when there is none.
-std::wstring LoadText(const std::wstring& path) {
+/// Reads the text of a configuration file, plain or protected; false, with the reason in
+/// `*problem`, when there is none.
+bool ReadText(const std::wstring& path, std::wstring* text, std::wstring* problem) {
   std::string bytes;
-  if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + path);
-  std::wstring text = CCryptoHelper::LoadFileUTF8(path, nullptr);
-  if (text.empty()) {
-    Fail(kUnreadable, path + (bytes.empty()                ? L" is empty"
-                              : bytes.starts_with(kMarker) ? L" cannot be decrypted"
-                              : bytes.size() > 10'000'000  ? L" is too large"
-                                                           : L" cannot be read as text"));
+  if (!ReadFile(path, &bytes)) {
+    *problem = L"cannot read " + path;
+    return false;
   }
+  *text = CCryptoHelper::LoadFileUTF8(path, nullptr);
+  *problem = path + (bytes.empty()                ? L" is empty"
+                     : bytes.starts_with(kMarker) ? L" cannot be decrypted"
+                     : bytes.size() > 10'000'000  ? L" is too large"
+                                                  : L" cannot be read as text");
+  return !text->empty();
+}
+
+/// The text of a configuration file; ends the command when there is none.
+std::wstring LoadText(const std::wstring& path) {
+  std::wstring text;
+  std::wstring problem;
+  if (!ReadText(path, &text, &problem)) Fail(kUnreadable, problem);
   return text;
 }
 
@@ -87,18 +100,25 @@ void AddCheckCommand(CLI::App* group) {
       ->required();
   AddJsonFlag(command, &options->asJson);
   command->footer(
-      "An error keeps the file from loading; a warning does not. Exits with 1 when there is any.\n"
+      "An error keeps the file from loading; a warning does not. Exits with 1 when there is any,\n"
+      "with 3 when a file could not be read.\n"
       "Examples:\n  orv config check orv_conf_lx300.xml\n  orv config check --json *.xml");
   command->callback([options] {
     JsonWriter json;
-    bool foundAny = false;
+    int exitCode = kDone;
     json.BeginArray();
     for (const std::string& file : options->files) {
       const std::wstring path = ToWide(file);
-      const std::wstring text = LoadText(path);
+      std::wstring text;
+      std::wstring problem;
+      if (!ReadText(path, &text, &problem)) {
+        PrintMessage(problem);
+        exitCode = kUnreadable;
+        continue;
+      }
       const LineIndex lines(text);
       for (const Finding& finding : CheckConfig(text, FileNameIn(file))) {
-        foundAny = true;
+        exitCode = std::max<int>(exitCode, kFindings);
         const TextPosition at = lines.Find(finding.offset);
         if (options->asJson) {
           json.BeginObject();
@@ -117,7 +137,7 @@ void AddCheckCommand(CLI::App* group) {
     }
     json.EndArray();
     if (options->asJson) Print(json.Text());
-    if (foundAny) Finish(kFindings);
+    if (exitCode != kDone) Finish(exitCode);
   });
 }
 
@@ -174,6 +194,18 @@ bool IsProtectedFile(const std::wstring& path) {
   return bytes.starts_with(kMarker);
 }
 
+/// The plain form of a protected file for as long as a command needs it.
+struct PlainFile {
+  explicit PlainFile(const std::wstring& protectedPath) : path(protectedPath + L".plain.part") {}
+  PlainFile(const PlainFile&) = delete;
+  PlainFile& operator=(const PlainFile&) = delete;
+  ~PlainFile() {
+    std::error_code ignored;
+    std::filesystem::remove(ToPath(path), ignored);
+  }
+  std::wstring path;
+};
+
 void AddSignCommand(CLI::App* group) {
   auto file = std::make_shared<std::string>();
   CLI::App* command = group->add_subcommand("sign", "Put the right digest into a file");
@@ -198,11 +230,9 @@ void AddSignCommand(CLI::App* group) {
       if (!WriteFile(path, bytes)) Fail(kUnreadable, L"cannot write " + path);
       return;
     }
-    const std::wstring plain = path + L".plain";
-    if (!WriteFile(plain, bytes)) Fail(kUnreadable, L"cannot write " + plain);
-    Convert(&CCryptoHelper::AesEncryptFile, plain, path);
-    std::error_code ignored;
-    std::filesystem::remove(ToPath(plain), ignored);
+    const PlainFile plain(path);
+    if (!WriteFile(plain.path, bytes)) Fail(kUnreadable, L"cannot write " + plain.path);
+    Convert(&CCryptoHelper::AesEncryptFile, plain.path, path);
   });
 }
 
@@ -250,6 +280,8 @@ TimedLoad LoadFor(HANDLE printer, LibraryUse* library) {
 }  // namespace
 
 void AddConfigCommands(CLI::App* program) {
+  // Results alone go to the standard output.
+  SetDiagnosticSink([](const char* line) { std::fputs(line, stderr); });
   CLI::App* group = program->add_subcommand("config", "Printer configuration files");
   group->require_subcommand(1);
   group->footer(

@@ -1,0 +1,202 @@
+/// The orv program on configuration files, run as people run it.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <set>
+
+#include "orv/text/utf8.h"
+#include "tests/fixtures.h"
+
+namespace {
+
+using orv::test::ProgramResult;
+using orv::test::ReadBytes;
+using orv::test::WriteBytes;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr const char* kExamples[] = {"orv_conf_dx600p.xml", "orv_conf_lx300.xml",
+                                     "orv_conf_lx300p.xml", "orv_conf_nx200.xml"};
+
+class ConfigTool : public testing::Test {
+ protected:
+  static ProgramResult Run(std::vector<std::string> arguments) {
+    ProgramResult result = orv::test::RunProgram(ORV_PROGRAM, arguments);
+    std::erase(result.output, '\r');
+    return result;
+  }
+  static std::string Example(const std::string& name) {
+    return std::string(ORV_EXAMPLES) + "/" + name;
+  }
+  std::string File(const std::string& name) { return (folder_.path() / name).string(); }
+  /// Writes an example under its own name, with one piece replaced.
+  std::string Copy(const std::string& name, const std::string& piece = {},
+                   const std::string& by = {}) {
+    std::string bytes = ReadBytes(Example(name));
+    if (!piece.empty()) bytes.replace(bytes.find(piece), piece.size(), by);
+    WriteBytes(File(name), bytes);
+    return File(name);
+  }
+  void ExpectClean(const std::string& file) {
+    const ProgramResult result = Run({"config", "check", file});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.output, "");
+  }
+
+  orv::test::TemporaryFolder folder_;
+};
+
+TEST_F(ConfigTool, FindsNothingInTheExamples) {
+  for (const char* name : kExamples) ExpectClean(Example(name));
+}
+
+TEST_F(ConfigTool, FindsOneFaultOfEveryKind) {
+  const ProgramResult result =
+      Run({"config", "check", Example("faulty.xml"), Example("broken.xml")});
+  EXPECT_EQ(result.exitCode, 1);
+  std::set<std::string> rules;
+  const std::regex line("(.*):(\\d+):(\\d+): (error|warning)\\[([a-z-]+)\\]: .+");
+  std::istringstream lines(result.output);
+  int last = 0;
+  for (std::string text; std::getline(lines, text);) {
+    std::smatch match;
+    ASSERT_TRUE(std::regex_match(text, match, line)) << text;
+    rules.insert(match[5]);
+    // In the order of their places, file by file.
+    if (match[1] == Example("broken.xml") && last > 100) last = 0;
+    EXPECT_GE(std::stoi(match[2]), last) << text;
+    last = std::stoi(match[2]);
+  }
+  EXPECT_EQ(rules, (std::set<std::string>{
+                       "darkness-list",    "default-not-listed",  "default-outside-range",
+                       "digest",           "duplicate-entry",     "duplicate-family",
+                       "duplicate-option", "duplicate-property",  "element-order",
+                       "file-name",        "missing-element",     "missing-property",
+                       "no-options",       "not-a-boolean",       "not-a-number",
+                       "not-a-time",       "not-signed",          "not-well-formed",
+                       "number-too-large", "option-without-name", "property-without-name",
+                       "range-order",      "range-step",          "speed-duplicate",
+                       "speed-order",      "two-defaults",        "unknown-element",
+                       "unknown-family",   "unknown-property",    "unknown-value"}));
+}
+
+TEST_F(ConfigTool, SaysWhereAndHowMuchEachFaultMatters) {
+  const struct {
+    const char* piece;
+    const char* by;
+    const char* finding;
+  } cases[] = {
+      {"\"modelId\">3300<", "\"modelId\">33OO<",
+       ":19:34: warning[not-a-number]: \"modelId\" is read as 33; write only the digits of a whole "
+       "number\n"},
+      {"<label>", "<labels>", ":29:5: error[not-well-formed]: "},
+      {"<property name=\"printSpeedDefault\">100000</property>\n      <printSpeeds>",
+       "<printSpeeds>",
+       ":110:5: warning[missing-property]: \"printSpeedDefault\" is missing and takes its "
+       "default\n"},
+      {"name=\"widthMin\"", "name=\"WidthMin\" type=\"int\"", ""},
+      {"<model>", "<!-- -->\n<extra/><model>",
+       ":18:1: warning[unknown-element]: <device> has no <extra> element\n"},
+  };
+  for (const auto& test : cases) {
+    const std::string file = Copy("orv_conf_lx300.xml", test.piece, test.by);
+    Run({"config", "sign", file});
+    const ProgramResult result = Run({"config", "check", file});
+    EXPECT_THAT(result.output, HasSubstr(*test.finding != '\0' ? file + test.finding : ""));
+    EXPECT_EQ(result.exitCode, *test.finding != '\0' ? 1 : 0) << result.output;
+  }
+}
+
+TEST_F(ConfigTool, PrintsFindingsAsJsonAndGoesOnBehindAnUnreadableFile) {
+  const std::string file = Copy("orv_conf_nx200.xml", ">13<", ">13 <");
+  WriteBytes(File("bad.xml"), "CNF\x01" + std::string(32, 'x'));
+  const ProgramResult result =
+      Run({"config", "check", "--json", File("none.xml"), File("bad.xml"), file});
+  EXPECT_EQ(result.exitCode, 3);
+  EXPECT_THAT(result.messages, HasSubstr("cannot read " + File("none.xml")));
+  EXPECT_THAT(result.messages, HasSubstr("bad.xml cannot be decrypted"));
+  EXPECT_THAT(result.output, StartsWith("[\n  {\n    \"file\": \""));
+  EXPECT_THAT(result.output, HasSubstr("\"line\": 8,\n    \"column\": 32,\n    \"severity\": "
+                                       "\"warning\",\n    \"rule\": \"not-a-number\",\n"));
+}
+
+TEST_F(ConfigTool, SignsPlainAndProtectedFiles) {
+  const std::string original = ReadBytes(Example("orv_conf_lx300.xml"));
+  const std::size_t digest = original.find("\"sha256\">") + 9;
+  const std::string property = original.substr(digest - 24, 24 + 64 + 11);
+  // Whatever stands there, or whether anything does, the result is the same.
+  for (const std::string by :
+       {"<property name=\"sha256\"></property>", "", "<property name=\"sha256\">0</property>"}) {
+    const std::string file =
+        Copy("orv_conf_lx300.xml", by.empty() ? "\n      " + property : property, by);
+    EXPECT_EQ(Run({"config", "sign", file}).exitCode, 0);
+    EXPECT_EQ(ReadBytes(file), original) << by;
+  }
+
+  const std::string file = Copy("orv_conf_lx300.xml", ">LXB-2<", ">LXB-3<");
+  EXPECT_THAT(Run({"config", "check", file}).output, HasSubstr(":13:7: warning[digest]: "));
+  ASSERT_EQ(Run({"config", "protect", file, file}).exitCode, 0);
+  EXPECT_EQ(Run({"config", "sign", file}).exitCode, 0);
+  EXPECT_THAT(ReadBytes(file), StartsWith("CNF\x01"));
+  ExpectClean(file);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_.path()), {}), 1);
+
+  WriteBytes(file, "<xmlData/>");
+  EXPECT_EQ(Run({"config", "sign", file}).exitCode, 1);
+  WriteBytes(file, original + "\xE9");
+  EXPECT_EQ(Run({"config", "sign", file}).exitCode, 1);
+  EXPECT_EQ(ReadBytes(file), original + "\xE9");
+}
+
+TEST_F(ConfigTool, ProtectsAndUnprotectsWholeFilesOrNone) {
+  const std::string file = Copy("orv_conf_lx300.xml");
+  ASSERT_EQ(Run({"config", "protect", file, File("made")}).exitCode, 0);
+  EXPECT_EQ(Run({"config", "protect", File("made"), File("out")}).exitCode, 1);
+  EXPECT_EQ(Run({"config", "unprotect", file, File("out")}).exitCode, 1);
+  EXPECT_EQ(Run({"config", "unprotect", File("none"), File("out")}).exitCode, 3);
+  ASSERT_EQ(Run({"config", "unprotect", File("made"), File("out")}).exitCode, 0);
+  EXPECT_EQ(ReadBytes(File("out")), ReadBytes(file));
+  std::string bytes = ReadBytes(File("made"));
+  bytes.pop_back();
+  WriteBytes(File("made"), bytes);
+  const ProgramResult failed = Run({"config", "unprotect", File("made"), File("out")});
+  EXPECT_EQ(failed.exitCode, 3);
+  EXPECT_EQ(failed.output, "");
+  EXPECT_EQ(ReadBytes(File("out")), ReadBytes(file));
+}
+
+TEST_F(ConfigTool, ShowsTheRecord) {
+  const ProgramResult text = Run({"config", "show", Example("orv_conf_lx300p.xml")});
+  EXPECT_EQ(text.exitCode, 0);
+  EXPECT_THAT(text.output, testing::ContainsRegex("model.modelName +ORV-LX 300P\n"));
+  const ProgramResult json = Run({"config", "show", "--json", Example("orv_conf_dx600p.xml")});
+  for (const char* part :
+       {"\"beltApplicator\"", "\"conveyorSpeeds\": [", "\"doubleSided\": true"}) {
+    EXPECT_THAT(json.output, HasSubstr(part));
+  }
+  EXPECT_EQ(Run({"config", "show", Example("broken.xml")}).exitCode, 1);
+  EXPECT_EQ(Run({"config", "show", File("none")}).exitCode, 3);
+}
+
+TEST_F(ConfigTool, TellsWhichFileAPrinterUses) {
+  orv::test::SetVariable("ORV_REGISTRY_DIR", folder_.path().string());
+  const std::string name = "orv config test " + std::to_string(orv::test::OwnProcessId());
+  {
+    const orv::test::TestPrinter printer(orv::Utf8ToWide(name), L"ORV-LX 300P");
+    const ProgramResult found =
+        Run({"printers", "config", name, "--config-dir", ORV_EXAMPLES, "--json"});
+    EXPECT_EQ(found.exitCode, 0) << found.messages;
+    EXPECT_THAT(found.output, HasSubstr("orv_conf_lx300p.xml\""));
+    EXPECT_THAT(found.output, HasSubstr("\"secondFromCache\": true"));
+    const ProgramResult missing =
+        Run({"printers", "config", name, "--config-dir", folder_.path().string()});
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_THAT(missing.messages, HasSubstr("does not load"));
+  }
+  EXPECT_EQ(Run({"printers", "config", name}).exitCode, 1);
+  orv::test::SetVariable("ORV_REGISTRY_DIR", {});
+}
+
+}  // namespace
