@@ -30,13 +30,12 @@ class ElementIndexer {
         text_(token.text),
         ignoreCase_((token.flags & CMarkup::DOC_IGNORECASE) != 0),
         baseLevel_(elements[base].Level()),
-        result_(result),
-        signs_(token.text, token.length) {}
+        result_(result) {}
 
   int Run();
 
  private:
-  int NextTagEnd(int tag);
+  int NextTagEnd(int tag, SignCursor& signs) const;
   void OpenElement(int start, int length);
   void EndTag(int start, int length);
   void EndTagOfOther(int start, int length);
@@ -65,34 +64,35 @@ class ElementIndexer {
   const bool ignoreCase_;
   const std::uint32_t baseLevel_;
   std::wstring& result_;
-  SignStream signs_;
   std::optional<OpenNames> openNames_;  ///< kept from the first long search on
 };
 
 int ElementIndexer::Run() {
   const int length = token_.length;
-  signs_.SkipTo(token_.next);
+  SignPieces pieces(text_, length);
+  pieces.SkipTo(token_.next);
+  SignCursor signs(pieces);
   NodePos node;
   for (;;) {
-    const int tag = signs_.Next();
+    const int tag = signs.Next();
     if (tag == length) break;
     if (text_[tag] != L'<') continue;
     const wchar_t second = tag + 1 < length ? text_[tag + 1] : L'\0';
     int end = length;
     if (second == L'/') {
       do {
-        end = signs_.Next();
+        end = signs.Next();
       } while (end != length && text_[end] != L'>');
       if (end != length) EndTag(tag, end + 1 - tag);
     } else if (IsNameStart(second)) {
-      end = NextTagEnd(tag);
+      end = NextTagEnd(tag, signs);
       if (end != length) OpenElement(tag, end + 1 - tag);
     }
     if (end != length) continue;
     // Comments and other rare nodes, and whatever is wrong.
     token_.next = tag;
     if (ScanNode(token_, node) == kScanError) AddError(node);
-    signs_.SkipTo(token_.next);
+    signs.SkipTo(token_.next);
   }
   CloseUnended(base_, length);
   LinkLastChild(elements_[base_]);
@@ -100,15 +100,15 @@ int ElementIndexer::Run() {
 }
 
 /// The offset of the `>` of the start tag at `tag`; the text's length when it has none.
-int ElementIndexer::NextTagEnd(int tag) {
+int ElementIndexer::NextTagEnd(int tag, SignCursor& signs) const {
   const int length = token_.length;
   for (;;) {
-    const int sign = signs_.Next();
+    const int sign = signs.Next();
     if (sign == length || text_[sign] == L'>') return sign;
     if (text_[sign] == L'<' || !OpensValue(text_, tag, sign)) continue;
     int close;
     do {
-      close = signs_.Next();
+      close = signs.Next();
     } while (close != length && text_[close] != text_[sign]);
     if (close == length) return length;
   }

@@ -138,29 +138,27 @@ SignFinder SignFinderFor(CpuLevel level) {
   }
 }
 
-void SignStream::FindMore() {
-  next_ = 0;
-  const auto first = static_cast<std::uint32_t>(found_);
-  const auto left = static_cast<std::size_t>(length_ - found_);
-  if (left >= kSignBlock) {
-    const std::size_t blocks = std::min(left / kSignBlock, kBlocks);
-    count_ = find_(text_ + found_, blocks, first, signs_);
-    found_ += static_cast<int>(blocks * kSignBlock);
-  } else {
-    wchar_t tail[kSignBlock] = {};
-    std::copy_n(text_ + found_, left, tail);
-    count_ = find_(tail, 1, first, signs_);
-    found_ = length_;
+SignPieces::Piece SignPieces::More() {
+  std::size_t count = 0;
+  while (count == 0 && found_ < length_) {
+    const auto first = static_cast<std::uint32_t>(found_);
+    const auto left = static_cast<std::size_t>(length_ - found_);
+    if (left >= kSignBlock) {
+      const std::size_t blocks = std::min(left / kSignBlock, kBlocks);
+      count = find_(text_ + found_, blocks, first, signs_);
+      found_ += static_cast<int>(blocks * kSignBlock);
+    } else {
+      wchar_t tail[kSignBlock] = {};
+      std::copy_n(text_ + found_, left, tail);
+      count = find_(tail, 1, first, signs_);
+      found_ = length_;
+    }
   }
-}
-
-void SignStream::SkipTo(int offset) {
-  if (offset >= found_) {
-    found_ = offset;
-    next_ = count_ = 0;
-    return;
+  if (count == 0) {
+    signs_[0] = static_cast<std::uint32_t>(length_);
+    count = 1;
   }
-  while (next_ < count_ && static_cast<int>(signs_[next_]) < offset) ++next_;
+  return {signs_, signs_ + count};
 }
 
 }  // namespace orv

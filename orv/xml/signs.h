@@ -19,36 +19,61 @@ using SignFinder = std::size_t (*)(const wchar_t* text, std::size_t blocks, std:
 /// The finder for an instruction set; all give the same offsets.
 SignFinder SignFinderFor(CpuLevel level);
 
-/// The signs of a text from left to right, found a piece of the text at a time.
-class SignStream {
+/// Finds the signs of a text from left to right, a piece of the text at a time.
+class SignPieces {
  public:
-  SignStream(const wchar_t* text, int length)
+  SignPieces(const wchar_t* text, int length)
       : find_(SignFinderFor(ActiveCpuLevel())), text_(text), length_(length) {}
 
-  /// The offset of the next sign; the text's length when there is none.
-  int Next() {
-    while (next_ == count_) {
-      if (found_ >= length_) return length_;
-      FindMore();
-    }
-    return static_cast<int>(signs_[next_++]);
-  }
+  struct Piece {
+    const std::uint32_t* next;
+    const std::uint32_t* end;
+  };
 
-  /// Goes on with the signs at `offset` and behind it, which is not before what was taken last.
-  void SkipTo(int offset);
+  /// The signs of the next piece that has any. At the end of the text a piece with its length as
+  /// the only sign, again and again.
+  Piece More();
+
+  /// Goes on looking at `offset`, from where the next piece will begin.
+  void SkipTo(int offset) { found_ = offset; }
+
+  /// Up to where signs were looked for.
+  int Found() const { return found_; }
 
  private:
   static constexpr std::size_t kBlocks = 8;
 
-  void FindMore();
-
   SignFinder find_;
   const wchar_t* text_;
   int length_;
-  int found_ = 0;  ///< up to where signs were looked for
-  std::size_t next_ = 0;
-  std::size_t count_ = 0;
+  int found_ = 0;
   std::uint32_t signs_[kBlocks * kSignBlock + 8];
+};
+
+/// Takes the signs one after the other. Meant to live in registers: it holds no more than its place
+/// in a piece.
+class SignCursor {
+ public:
+  explicit SignCursor(SignPieces& pieces) : pieces_(pieces), piece_(pieces.More()) {}
+
+  /// The offset of the next sign; the text's length when there is none.
+  int Next() {
+    if (piece_.next == piece_.end) piece_ = pieces_.More();
+    return static_cast<int>(*piece_.next++);
+  }
+
+  /// Goes on with the signs at `offset` and behind it, which is not before what was taken last.
+  void SkipTo(int offset) {
+    if (offset >= pieces_.Found()) {
+      pieces_.SkipTo(offset);
+      piece_ = pieces_.More();
+    }
+    while (piece_.next != piece_.end && static_cast<int>(*piece_.next) < offset) ++piece_.next;
+  }
+
+ private:
+  SignPieces& pieces_;
+  SignPieces::Piece piece_;
 };
 
 }  // namespace orv
