@@ -1,10 +1,8 @@
-#include <filesystem>
-#include <fstream>
-
 #include "orv/platform/code_pages.h"
 #include "orv/platform/files.h"
 #include "orv/xml/encoding_names.h"
 #include "orv/xml/result.h"
+#include "tests/fixtures.h"
 #include "tests/xml_fixture.h"
 
 namespace {
@@ -13,29 +11,21 @@ using namespace std::string_literals;
 using orv::test::IndexFault;
 using orv::test::Show;
 
-/// A folder that is gone with the test.
 class XmlFile : public testing::Test {
  protected:
-  XmlFile() { std::filesystem::create_directories(orv::ToPath(folder_)); }
-  ~XmlFile() override { std::filesystem::remove_all(orv::ToPath(folder_)); }
-
-  std::wstring Path(const wchar_t* name) const { return folder_ + L"/" + name; }
+  std::wstring Path(const wchar_t* name) const { return folder_.Name(name); }
 
   std::wstring Put(const wchar_t* name, const std::string& bytes) const {
-    std::ofstream(orv::ToPath(Path(name)), std::ios::binary) << bytes;
+    orv::test::WriteBytes(orv::ToPath(Path(name)), bytes);
     return Path(name);
   }
 
   std::string Get(const wchar_t* name) const {
-    std::ifstream file(orv::ToPath(Path(name)), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    return orv::test::ReadBytes(orv::ToPath(Path(name)));
   }
 
  private:
-  const testing::TestInfo* info_ = testing::UnitTest::GetInstance()->current_test_info();
-  std::wstring folder_ = orv::FromPath(
-      std::filesystem::temp_directory_path() /
-      ("orv_xml_"s + info_->name() + std::to_string(reinterpret_cast<std::uintptr_t>(this))));
+  orv::test::TemporaryFolder folder_;
 };
 
 // --- Base64 ---

@@ -1,6 +1,8 @@
+#include <filesystem>
 #include <set>
 
 #include "orv/platform/cpu.h"
+#include "orv/platform/files.h"
 #include "orv/xml/elem_pos_array.h"
 #include "orv/xml/entities.h"
 #include "orv/xml/line_index.h"
@@ -289,6 +291,45 @@ TEST(XmlParse, LargeAndFaultyTexts) {
     doc.SetDoc(text);
     EXPECT_EQ(IndexFault(doc), L"") << Show(text.substr(0, 20));
   }
+}
+
+/// A document of several megabytes made of printer configurations, read whole.
+TEST(XmlParse, LargeRealDocument) {
+  std::wstring all = L"<all>\n";
+  int files = 0;
+  int properties = 0;
+  for (const char* name : {"orv_conf_dx600p.xml", "orv_conf_lx300.xml", "orv_conf_nx200.xml"}) {
+    CMarkup file;
+    ASSERT_TRUE(file.Load(orv::FromPath(std::filesystem::path(ORV_EXAMPLES) / name))) << name;
+    ASSERT_TRUE(file.FindElem());
+    for (std::size_t at = 0; (at = file.GetDoc().find(L"<property ", at)) != std::wstring::npos;) {
+      ++properties;
+      ++at;
+    }
+    all += file.GetSubDoc() + L"\n";
+    ++files;
+  }
+  const std::wstring once = all.substr(6);
+  constexpr int kTimes = 100;
+  for (int i = 1; i < kTimes; ++i) all += once;
+  all += L"</all>";
+  CMarkup doc(all);
+  ASSERT_TRUE(doc.IsWellFormed());
+  EXPECT_EQ(IndexFault(doc), L"");
+  int roots = 0;
+  int found = 0;
+  doc.FindElem();
+  doc.IntoElem();
+  while (doc.GetPath() != L"/all" || doc.GetChildTagName().empty()) {
+    // Down, else onward, else up and onward.
+    found += doc.GetTagName() == L"property" && !doc.GetAttrib(L"name").empty();
+    roots += doc.GetTagName() == L"xmlData";
+    doc.IntoElem();
+    while (!doc.FindElem() && doc.OutOfElem() && doc.GetTagName() != L"all") {
+    }
+  }
+  EXPECT_EQ(roots, files * kTimes);
+  EXPECT_EQ(found, properties * kTimes);
 }
 
 TEST(XmlParse, SignsAreTheSameOnEveryPath) {
