@@ -78,6 +78,9 @@ inline Vec UnpackLow64(Vec a, Vec b) { return _mm256_unpacklo_epi64(a, b); }
 inline Vec UnpackHigh64(Vec a, Vec b) { return _mm256_unpackhi_epi64(a, b); }
 
 /// Moves every 16-bit lane up by one; the last lane of `below` comes in at the bottom.
+inline Vec ShiftLanesUp(Vec value, Vec below) {
+  return _mm256_alignr_epi8(value, _mm256_permute2x128_si256(below, value, 0x21), 14);
+}
 inline Vec ShiftLanesUp(Vec value, Half below) {
   const Vec lower =
       _mm256_inserti128_si256(_mm256_castsi128_si256(below), _mm256_castsi256_si128(value), 1);
@@ -197,6 +200,12 @@ inline VecFloat LookUp(const float* table, Vec indexes) {
 }
 
 #endif
+
+/// A constant that the compiler does not know: a multiplication by it stays one instruction.
+inline Vec Opaque(Vec constant) {
+  asm("" : "+x"(constant));
+  return constant;
+}
 
 /// Shuffle indexes for both halves; -1 gives a zero byte.
 inline Vec Indexes(int i0, int i1, int i2, int i3, int i4, int i5, int i6, int i7, int i8, int i9,

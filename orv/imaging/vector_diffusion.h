@@ -1,9 +1,9 @@
 #pragma once
 
-/// Error diffusion in vectors of 16-bit lanes, one image row in each lane. Every row runs two
-/// pixels behind the one above it, so that all errors that a pixel takes from above are known, and
-/// each step handles one pixel of all rows. The rows of several vectors make a strip; what the
-/// last row of a strip passes down is kept for the next.
+/// Error diffusion in vectors of 16-bit lanes, one image row in each lane. Every row runs
+/// three pixels behind the one above it, so that all errors that a pixel takes from above are known
+/// a step before they are needed, and each step handles one pixel of all rows. The rows of several
+/// vectors make a strip; what the last row of a strip passes down is kept for the next.
 
 #include <memory>
 #include <new>
@@ -13,10 +13,10 @@
 namespace orv {
 namespace {
 
-constexpr int kLanes = 8 * kHalves;  ///< rows in a vector
-constexpr int kVectors = 2;          ///< vectors in a strip: their steps overlap in the pipeline
+constexpr int kLanes = 8 * kHalves;    ///< rows in a vector
+constexpr int kVectors = 4 / kHalves;  ///< vectors in a strip: their steps overlap in the pipeline
 constexpr int kStripRows = kLanes * kVectors;
-constexpr int kLag = 2;
+constexpr int kLag = 3;
 
 /// Thresholds up to here keep errors within 16 bits: an error never leaves the range from
 /// min(threshold - 255, 0) to max(threshold - 1, 0), widened downwards to a multiple of four, and
@@ -74,7 +74,15 @@ class StripDiffuser {
       : plane_(plane),
         ink_(InkBlock(ink)),
         limit_(Set16(threshold - 1)),
-        carry_(carry + kCarryFront) {}
+        carry_(carry + kCarryFront) {
+    for (int i = 0; i < kVectors; ++i) {
+      alignas(32) std::int16_t columns[kLanes];
+      for (int lane = 0; lane < kLanes; ++lane) {
+        columns[lane] = static_cast<std::int16_t>(-kLag * (i * kLanes + lane));
+      }
+      columns_[i] = LoadAll(columns);
+    }
+  }
 
   /// Errors of a row, with room before and behind for the columns that a strip's steps touch
   /// outside the image.
@@ -87,6 +95,14 @@ class StripDiffuser {
   }
 
  private:
+  /// The errors that the next step takes: of the pixel to the left and of three pixels above.
+  struct State {
+    Vec error[kVectors];
+    Vec upperRight[kVectors];
+    Vec above[kVectors];
+    Vec upperLeft[kVectors];
+  };
+
   static constexpr int kSpan = kLag * (kStripRows - 1);  ///< how far the last row is behind
   static constexpr int kCarryFront = kSpan + kBlock;
   static constexpr int kCarryBack = kSpan + 2 * kBlock;
@@ -94,11 +110,18 @@ class StripDiffuser {
   void RunStrip(int y) {
     rows_ = plane_.height - y < kStripRows ? plane_.height - y : kStripRows;
     first_ = plane_.Row(y);
-    for (int i = 0; i < kVectors; ++i) error_[i] = above_[i] = upperLeft_[i] = Zero();
-    above_[0] = ShiftLanesUp(Zero(), LoadHalf(carry_ - 7));
+    for (int i = 0; i < kVectors; ++i) {
+      state_.error[i] = state_.upperRight[i] = state_.above[i] = state_.upperLeft[i] = Zero();
+    }
+    state_.upperRight[0] = ShiftLanesUp(Zero(), LoadHalf(carry_ + 1 - 7));
+    state_.above[0] = ShiftLanesUp(Zero(), LoadHalf(carry_ - 7));
     for (int step = 0; step < plane_.width + kSpan; step += kBlock) {
       if (rows_ == kStripRows && step >= kSpan && step + kBlock <= plane_.width) {
-        for (int row = 0; row < kStripRows; ++row) pixels_[row] = PixelAt(row, step - kLag * row);
+        for (int row = 0; row < kStripRows; ++row) {
+          pixels_[row] = PixelAt(row, step - kLag * row);
+          // More rows than the processor foresees by itself.
+          _mm_prefetch(pixels_[row] + 4 * kBlockBytes, _MM_HINT_T0);
+        }
         RunBlock<false>(step);
       } else {
         RunEdgeBlock(step);
@@ -151,7 +174,7 @@ class StripDiffuser {
         const GreySums sums = SumGrey(LoadBlock(pixel[0], pixel[8 * (kHalves - 1)]));
         const Vec whole = WholeGrey(sums);
         // Twice the grey value, plus one when it is not whole.
-        const Vec isWhole = Equal16(sums.low, Mul16(whole, Set16(1000)));
+        const Vec isWhole = Equal16(sums.low, Mul16(whole, Opaque(Set16(1000))));
         grey[i][row] = Add16(Add16(whole, whole), Add16(isWhole, Set16(1)));
       }
       Transpose(grey[i]);
@@ -161,29 +184,35 @@ class StripDiffuser {
       }
     }
 
+    // Copies, because stores through the carry's pointer could change members.
+    State state = state_;
+    const Vec limit = limit_;
+    std::int16_t* carry = carry_ + step;
     // grey[i][s] becomes the mask of white pixels of step s.
+#pragma GCC unroll 8
     for (int s = 0; s < 8; ++s) {
-      const Half carried = LoadHalf(carry_ + step + s + 1 - 7);
-      Vec upperRight[kVectors];
-      upperRight[0] = ShiftLanesUp(error_[0], carried);
-      for (int i = 1; i < kVectors; ++i)
-        upperRight[i] = ShiftLanesUp(error_[i], LastHalf(error_[i - 1]));
+      Vec next[kVectors];
+      next[0] = ShiftLanesUp(state.error[0], LoadHalf(carry + s + 2 - 7));
+      for (int i = 1; i < kVectors; ++i) next[i] = ShiftLanesUp(state.error[i], state.error[i - 1]);
       for (int i = 0; i < kVectors; ++i) {
-        const Vec sum = Method::Sum(error_[i], upperRight[i], above_[i], upperLeft_[i]);
+        const Vec sum =
+            Method::Sum(state.error[i], state.upperRight[i], state.above[i], state.upperLeft[i]);
         // Truncation towards zero rounds a negative value with a fraction up.
         const Vec floor = Add16(grey[i][s], sum);
         const Vec value = Add16(floor, And(ShiftRight16<15>(floor), fraction[i][s]));
-        const Vec white = Greater16(value, limit_);
+        const Vec white = Greater16(value, limit);
         Vec error = Sub16(value, And(white, Set16(255)));
         if constexpr (atEdge) error = And(error, IsInside(step + s, i));
         grey[i][s] = white;
-        upperLeft_[i] = above_[i];
-        above_[i] = upperRight[i];
-        error_[i] = error;
+        state.upperLeft[i] = state.above[i];
+        state.above[i] = state.upperRight[i];
+        state.upperRight[i] = next[i];
+        state.error[i] = error;
       }
-      carry_[step + s - kSpan] =
-          static_cast<std::int16_t>(_mm_extract_epi16(LastHalf(error_[kVectors - 1]), 7));
+      carry[s - kSpan] =
+          static_cast<std::int16_t>(_mm_extract_epi16(LastHalf(state.error[kVectors - 1]), 7));
     }
+    state_ = state;
 
     for (int i = 0; i < kVectors; ++i) {
       Transpose(grey[i]);
@@ -196,25 +225,20 @@ class StripDiffuser {
 
   /// Lanes whose column at this step is inside the image.
   Vec IsInside(int step, int vector) const {
-    alignas(32) std::int16_t columns[kLanes];
-    for (int lane = 0; lane < kLanes; ++lane) {
-      columns[lane] = static_cast<std::int16_t>(step - kLag * (vector * kLanes + lane));
-    }
-    const Vec x = LoadAll(columns);
+    const Vec x = Add16(Set16(step), columns_[vector]);
     return And(Greater16(x, Set16(-1)), Greater16(Set16(plane_.width), x));
   }
 
   PixelPlane plane_;
   PixelBlock ink_;
   Vec limit_;
-  std::int16_t* carry_;  ///< errors of the last row of the strip above, by column
+  Vec columns_[kVectors];  ///< the columns that the lanes are at in step 0
+  std::int16_t* carry_;    ///< errors of the last row of the strip above, by column
 
   int rows_ = 0;                   ///< of the strip that are in the image
   std::uint8_t* first_ = nullptr;  ///< the strip's first pixel
   std::uint8_t* pixels_[kStripRows] = {};
-  Vec error_[kVectors];  ///< of the last step
-  Vec above_[kVectors];
-  Vec upperLeft_[kVectors];
+  State state_;
 };
 
 template <typename Method>

@@ -47,6 +47,8 @@ class HighlightExtractor {
     const float outer = static_cast<float>(radius) + kDistanceError;
     inner_ = inner > 0.0f ? inner * inner : 0.0f;
     outer_ = outer > 0.0f ? outer * outer : 0.0f;
+    darkest_ = LinearLightness(lab_[0] - outer) * 0.9999f;
+    lightest_ = LinearLightness(lab_[0] + outer) * 1.0001f;
     for (Remembered& entry : remembered_) entry.colour = ~std::uint32_t{0};
   }
 
@@ -59,10 +61,19 @@ class HighlightExtractor {
     const Vec nearlyBlack = Equal32(And(colours, Set32(0xFEFEFE)), Zero());
     const Vec excluded = Or(nearlyWhite, nearlyBlack);
     std::uint32_t inside = 0;
-    if (const std::uint32_t open = ~SignBits32(excluded) & kAllColours; open != 0) {
-      const VecFloat distance = SquaredDistances(colours);
-      inside = SignBits32(LessF(distance, SetFloat(inner_))) & open;
-      std::uint32_t unsure = SignBits32(LessF(distance, SetFloat(outer_))) & open & ~inside;
+    if (SignBits32(excluded) != kAllColours) {
+      const LinearColours linear = Linear(colours);
+      const VecFloat y =
+          Weighted(linear, 0.212671f * 100.0f, 0.71516f * 100.0f, 0.072169f * 100.0f);
+      // Most colours of a page differ enough in lightness alone.
+      const Vec isNear = And(LessF(SetFloat(darkest_), y), LessF(y, SetFloat(lightest_)));
+      const std::uint32_t open = SignBits32(AndNot(excluded, isNear));
+      std::uint32_t unsure = 0;
+      if (open != 0) {
+        const VecFloat distance = SquaredDistances(linear, y);
+        inside = SignBits32(LessF(distance, SetFloat(inner_))) & open;
+        unsure = SignBits32(LessF(distance, SetFloat(outer_))) & open & ~inside;
+      }
       for (; unsure != 0; unsure &= unsure - 1) {
         const int index = __builtin_ctz(unsure);
         if (Decide(ColourAt(pixels, index))) inside |= 1u << index;
@@ -93,29 +104,42 @@ class HighlightExtractor {
     return std::uint32_t{pixel[2]} << 16 | std::uint32_t{pixel[1]} << 8 | pixel[0];
   }
 
+  /// The Y whose L* is `lightness`, 0 for a lightness that none has.
+  static float LinearLightness(float lightness) {
+    const float root = std::max((lightness + 16.0f) / 116.0f, 0.0f);
+    return root * root * root;
+  }
+
   bool Decide(std::uint32_t colour) {
     Remembered& entry = remembered_[colour * 2654435761u >> 24];
     if (entry.colour != colour) entry = {colour, IsHighlight(colour, rule_)};
     return entry.isHighlight;
   }
 
-  static VecFloat Weighted(VecFloat red, VecFloat green, VecFloat blue, float redWeight,
-                           float greenWeight, float blueWeight) {
-    return AddF(AddF(MulF(red, SetFloat(redWeight)), MulF(green, SetFloat(greenWeight))),
-                MulF(blue, SetFloat(blueWeight)));
+  struct LinearColours {
+    VecFloat red;
+    VecFloat green;
+    VecFloat blue;
+  };
+
+  LinearColours Linear(Vec colours) const {
+    const Vec byte = Set32(0xFF);
+    return {LookUp(linear_, And(ShiftRight32<16>(colours), byte)),
+            LookUp(linear_, And(ShiftRight32<8>(colours), byte)),
+            LookUp(linear_, And(colours, byte))};
   }
 
-  VecFloat SquaredDistances(Vec colours) const {
-    const Vec byte = Set32(0xFF);
-    const VecFloat red = LookUp(linear_, And(ShiftRight32<16>(colours), byte));
-    const VecFloat green = LookUp(linear_, And(ShiftRight32<8>(colours), byte));
-    const VecFloat blue = LookUp(linear_, And(colours, byte));
-    const VecFloat fx = CubeRoot(
-        Weighted(red, green, blue, 0.412453f * 95.047f, 0.35758f * 95.047f, 0.180423f * 95.047f));
-    const VecFloat fy = CubeRoot(
-        Weighted(red, green, blue, 0.212671f * 100.0f, 0.71516f * 100.0f, 0.072169f * 100.0f));
-    const VecFloat fz = CubeRoot(Weighted(red, green, blue, 0.019334f * 108.883f,
-                                          0.119193f * 108.883f, 0.950227f * 108.883f));
+  static VecFloat Weighted(const LinearColours& c, float red, float green, float blue) {
+    return AddF(AddF(MulF(c.red, SetFloat(red)), MulF(c.green, SetFloat(green))),
+                MulF(c.blue, SetFloat(blue)));
+  }
+
+  VecFloat SquaredDistances(const LinearColours& linear, VecFloat y) const {
+    const VecFloat fx =
+        CubeRoot(Weighted(linear, 0.412453f * 95.047f, 0.35758f * 95.047f, 0.180423f * 95.047f));
+    const VecFloat fy = CubeRoot(y);
+    const VecFloat fz = CubeRoot(
+        Weighted(linear, 0.019334f * 108.883f, 0.119193f * 108.883f, 0.950227f * 108.883f));
     const VecFloat lightness = SubF(MulF(fy, SetFloat(116.0f)), SetFloat(lab_[0] + 16.0f));
     const VecFloat greenRed = SubF(MulF(SubF(fx, fy), SetFloat(500.0f)), SetFloat(lab_[1]));
     const VecFloat blueYellow = SubF(MulF(SubF(fy, fz), SetFloat(200.0f)), SetFloat(lab_[2]));
@@ -139,8 +163,10 @@ class HighlightExtractor {
   const float* linear_;
   float factor_;
   float lab_[3];
-  float inner_;  ///< squared distances below it are within the tolerance
-  float outer_;  ///< squared distances from it on are not
+  float inner_;     ///< squared distances below it are within the tolerance
+  float outer_;     ///< squared distances from it on are not
+  float darkest_;   ///< colours with a smaller Y are too dark, whatever their hue
+  float lightest_;  ///< those with a greater Y too light
   Remembered remembered_[256];
 };
 
