@@ -276,17 +276,29 @@ TEST_P(Kernels, WhitenAlike) {
   });
 }
 
-TEST_P(Kernels, FindBytesThatAreNot255) {
-  for (std::size_t size = 0; size <= 100; ++size) {
-    std::vector<std::uint8_t> bytes(size, 255);
-    const auto length = static_cast<std::ptrdiff_t>(size);
-    EXPECT_EQ(Tested().firstNot255(bytes.data(), length), length);
-    EXPECT_EQ(Tested().lastNot255(bytes.data(), length), -1);
-    for (std::size_t i = 0; i < size; ++i) {
-      bytes[i] = 254;
-      EXPECT_EQ(Tested().firstNot255(bytes.data(), length), static_cast<std::ptrdiff_t>(i));
-      EXPECT_EQ(Tested().lastNot255(bytes.data(), length), static_cast<std::ptrdiff_t>(i));
-      bytes[i] = 255;
+TEST_P(Kernels, FindContentAlike) {
+  // One or two dots on white, or none, at every column of every width; padding bits are ink.
+  std::mt19937 random(9);
+  for (int width = 0; width <= 300; ++width) {
+    const int stride = width / 8 + 3;
+    for (int dots = 0; dots < 12; ++dots) {
+      constexpr int kHeight = 5;
+      std::vector<std::uint8_t> bits(static_cast<std::size_t>(stride * kHeight), 0);
+      for (int y = 0; y < kHeight; ++y) {
+        for (int x = 0; x < width; ++x) bits[y * stride + x / 8] |= 0x80 >> x % 8;
+      }
+      for (int i = 0; i < dots % 3 && width > 0; ++i) {
+        const int x = static_cast<int>(random() % static_cast<unsigned>(width));
+        bits[random() % kHeight * static_cast<unsigned>(stride) + x / 8] &=
+            static_cast<std::uint8_t>(~(0x80 >> x % 8));
+      }
+      const BitPlane plane = {bits.data(), stride, width, kHeight};
+      using Search = int (*ImagingKernels::*)(const BitPlane&);
+      for (const Search search :
+           {&ImagingKernels::firstInkRow, &ImagingKernels::lastInkRow,
+            &ImagingKernels::firstInkColumn, &ImagingKernels::lastInkColumn}) {
+        ASSERT_EQ((Tested().*search)(plane), (kPlainKernels.*search)(plane)) << width;
+      }
     }
   }
 }

@@ -79,23 +79,30 @@ int BitmapHelper::GetMonochromeImage1BPP(Bitmap* source, Bitmap* target) {
 int BitmapHelper::SplitImage(Bitmap* source, Color& highlightColour, double tolerance,
                              eBitmapDitherer method, int threshold, Bitmap** background,
                              Bitmap** highlight) {
-  const std::unique_ptr<Bitmap> mask(
+  std::unique_ptr<Bitmap> mask(
       ExtractHighlightImage(source, highlightColour, tolerance, eBitmapDithererNone, 0));
   if (mask == nullptr) return 0;
+  *highlight = nullptr;
+  if (static_cast<unsigned>(method) > eBitmapDithererMatrix16) return 0;
 
-  // The undithered highlight is the mask: dithering a copy of it gives what extracting it from the
-  // source once more would.
-  std::unique_ptr<Bitmap> dithered(
-      BitmapRasterizer::Dither(mask.get(), method, threshold, highlightColour));
-  *highlight = dithered.get();
-  if (dithered == nullptr) return 0;
-
-  *background = ExtractBackgroundImage(source, mask.get(), method, threshold);
-  if (*background == nullptr) {
-    *highlight = nullptr;
+  std::unique_ptr<Bitmap> rest(ExtractBackgroundImage(source, mask.get(), method, threshold));
+  if (rest == nullptr) {
+    *background = nullptr;
     return 0;
   }
-  dithered.release();
+
+  // The mask has done its work and becomes the highlight: dithering it gives what extracting the
+  // highlight from the source a second time and dithering that would.
+  {
+    const orv::LockedBits bits(mask.get(), ImageLockModeRead | ImageLockModeWrite,
+                               PixelFormat24bppRGB);
+    if (!bits.IsLocked() ||
+        !BitmapRasterizer::Dither(bits.data(), method, threshold, highlightColour)) {
+      return 0;
+    }
+  }
+  *background = rest.release();
+  *highlight = mask.release();
   return 1;
 }
 

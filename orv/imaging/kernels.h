@@ -21,6 +21,16 @@ struct PixelPlane {
   std::uint8_t* Row(int y) const { return first + y * stride; }
 };
 
+/// One-bit pixels in memory, the leftmost in a byte's high bit.
+struct BitPlane {
+  const std::uint8_t* first;
+  std::ptrdiff_t stride;
+  int width;
+  int height;
+
+  const std::uint8_t* Row(int y) const { return first + y * stride; }
+};
+
 /// What a pixel that does not become white is set to.
 struct Ink {
   std::uint8_t blue;
@@ -62,9 +72,11 @@ struct ImagingKernels {
   /// Makes every pixel of `plane` white where `mask`, of the same size, is not white.
   void (*whiten)(const PixelPlane& plane, const PixelPlane& mask);
 
-  /// The index of the first or the last byte that is not 255, `size` or -1 when all are.
-  std::ptrdiff_t (*firstNot255)(const std::uint8_t* bytes, std::ptrdiff_t size);
-  std::ptrdiff_t (*lastNot255)(const std::uint8_t* bytes, std::ptrdiff_t size);
+  /// The outermost rows and columns that have ink, a 0 bit; -1 when there is none.
+  int (*firstInkRow)(const BitPlane& plane);
+  int (*lastInkRow)(const BitPlane& plane);
+  int (*firstInkColumn)(const BitPlane& plane);
+  int (*lastInkColumn)(const BitPlane& plane);
 };
 
 /// The functions of one level, which the processor must support.

@@ -4,6 +4,7 @@
 #include <new>
 
 #include "orv/imaging/color_extensions.h"
+#include "orv/imaging/content_scan.h"
 #include "orv/imaging/highlight.h"
 #include "orv/imaging/kernels.h"
 
@@ -132,17 +133,21 @@ void Whiten(const PixelPlane& plane, const PixelPlane& mask) {
   }
 }
 
-std::ptrdiff_t FirstNot255(const std::uint8_t* bytes, std::ptrdiff_t size) {
-  std::ptrdiff_t i = 0;
-  while (i < size && bytes[i] == 255) ++i;
-  return i;
-}
+struct Bytes {
+  static std::ptrdiff_t FirstNot255(const std::uint8_t* bytes, std::ptrdiff_t size) {
+    std::ptrdiff_t i = 0;
+    while (i < size && bytes[i] == 255) ++i;
+    return i;
+  }
 
-std::ptrdiff_t LastNot255(const std::uint8_t* bytes, std::ptrdiff_t size) {
-  std::ptrdiff_t i = size - 1;
-  while (i >= 0 && bytes[i] == 255) --i;
-  return i;
-}
+  static std::ptrdiff_t LastNot255(const std::uint8_t* bytes, std::ptrdiff_t size) {
+    std::ptrdiff_t i = size - 1;
+    while (i >= 0 && bytes[i] == 255) --i;
+    return i;
+  }
+};
+
+using Scan = ContentScan<Bytes>;
 
 }  // namespace
 
@@ -153,8 +158,10 @@ const ImagingKernels kPlainKernels = {
     Monochrome,
     ExtractHighlight,
     Whiten,
-    FirstNot255,
-    LastNot255,
+    Scan::FirstRow,
+    Scan::LastRow,
+    Scan::FirstColumn,
+    Scan::LastColumn,
 };
 
 }  // namespace orv

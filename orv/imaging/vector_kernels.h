@@ -2,6 +2,7 @@
 
 /// All vector loops, for the two files that compile them.
 
+#include "orv/imaging/content_scan.h"
 #include "orv/imaging/vector_diffusion.h"
 #include "orv/imaging/vector_highlight.h"
 #include "orv/imaging/vector_pixels.h"
@@ -105,29 +106,58 @@ void Whiten(const PixelPlane& plane, const PixelPlane& mask) {
   }
 }
 
-std::ptrdiff_t FirstNot255(const std::uint8_t* bytes, std::ptrdiff_t size) {
-  constexpr std::ptrdiff_t kBytes = sizeof(Vec);
-  std::ptrdiff_t i = 0;
-  for (; i + kBytes <= size; i += kBytes) {
-    const std::uint32_t white = SignBits8(Equal8(LoadAll(bytes + i), Set8(255)));
-    if (white != kAllSignBits8) return i + __builtin_ctz(~white);
-  }
-  return i + kPlainKernels.firstNot255(bytes + i, size - i);
-}
+/// Whole vectors; the rest of at least a vector's bytes overlaps the one before it.
+struct VectorBytes {
+  static constexpr std::ptrdiff_t kSize = sizeof(Vec);
 
-std::ptrdiff_t LastNot255(const std::uint8_t* bytes, std::ptrdiff_t size) {
-  constexpr std::ptrdiff_t kBytes = sizeof(Vec);
-  for (; size >= kBytes; size -= kBytes) {
-    const std::uint32_t other =
-        ~SignBits8(Equal8(LoadAll(bytes + size - kBytes), Set8(255))) & kAllSignBits8;
-    if (other != 0) return size - kBytes + 31 - __builtin_clz(other);
+  /// A bit for each byte that is not 255.
+  static std::uint32_t Not255(const std::uint8_t* bytes) {
+    return ~SignBits8(Equal8(LoadAll(bytes), Set8(255))) & kAllSignBits8;
   }
-  return kPlainKernels.lastNot255(bytes, size);
-}
+
+  static std::ptrdiff_t FirstNot255(const std::uint8_t* bytes, std::ptrdiff_t size) {
+    std::ptrdiff_t i = 0;
+    for (; i + kSize <= size; i += kSize) {
+      if (const std::uint32_t found = Not255(bytes + i); found != 0)
+        return i + __builtin_ctz(found);
+    }
+    if (size >= kSize) {
+      const std::uint32_t found = Not255(bytes + size - kSize);
+      return found != 0 ? size - kSize + __builtin_ctz(found) : size;
+    }
+    while (i < size && bytes[i] == 255) ++i;
+    return i;
+  }
+
+  static std::ptrdiff_t LastNot255(const std::uint8_t* bytes, std::ptrdiff_t size) {
+    std::ptrdiff_t end = size;
+    for (; end >= kSize; end -= kSize) {
+      if (const std::uint32_t found = Not255(bytes + end - kSize); found != 0) {
+        return end - kSize + 31 - __builtin_clz(found);
+      }
+    }
+    if (size >= kSize) {
+      const std::uint32_t found = Not255(bytes);
+      return found != 0 ? 31 - __builtin_clz(found) : -1;
+    }
+    while (end > 0 && bytes[end - 1] == 255) --end;
+    return end - 1;
+  }
+};
+
+using VectorScan = ContentScan<VectorBytes>;
 
 constexpr ImagingKernels kVectorKernels = {
-    FloydSteinberg,   SierraLite, Ordered,     Monochrome,
-    ExtractHighlight, Whiten,     FirstNot255, LastNot255,
+    FloydSteinberg,
+    SierraLite,
+    Ordered,
+    Monochrome,
+    ExtractHighlight,
+    Whiten,
+    VectorScan::FirstRow,
+    VectorScan::LastRow,
+    VectorScan::FirstColumn,
+    VectorScan::LastColumn,
 };
 
 }  // namespace

@@ -18,6 +18,9 @@ enum class OutputStream { kResults, kMessages };
 /// everything else as these bytes, without translating line ends. False when it cannot be written.
 bool WriteOutput(OutputStream stream, std::string_view text);
 
+/// Whether a stream goes to a terminal, where somebody watches.
+bool IsTerminal(OutputStream stream);
+
 /// Lets the program sleep.
 void PauseMilliseconds(int milliseconds);
 

@@ -18,6 +18,7 @@ enum ExitCode {
 
 void AddConfigCommands(CLI::App* program);
 void AddDevmodeCommands(CLI::App* program);
+void AddPageCommands(CLI::App* program);
 void AddPrintersCommands(CLI::App* program);
 void AddRegistryCommands(CLI::App* program);
 void AddStockCommands(CLI::App* program);

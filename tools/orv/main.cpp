@@ -17,6 +17,7 @@ int main(int argc, char** argv) {
   AddRegistryCommands(&program);
   AddLogCommands(&program);
   AddXmlCommands(&program);
+  AddPageCommands(&program);
 
   try {
     // The parser takes the arguments last one first.

@@ -21,6 +21,10 @@ bool WriteOutput(OutputStream stream, std::string_view text) {
   return true;
 }
 
+bool IsTerminal(OutputStream stream) {
+  return isatty(stream == OutputStream::kResults ? STDOUT_FILENO : STDERR_FILENO) != 0;
+}
+
 void PauseMilliseconds(int milliseconds) { usleep(static_cast<useconds_t>(milliseconds) * 1000); }
 
 }  // namespace orv

@@ -1,5 +1,7 @@
 #include "orv/platform/graphics.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
@@ -88,6 +90,17 @@ void WritePixel(BYTE* row, INT x, PixelFormat format, const std::vector<ARGB>& p
   }
 }
 
+/// Memory for pixels: large bitmaps ask for large pages, which take most of the time that touching
+/// fresh memory costs.
+BYTE* AllocatePixels(std::size_t size) {
+  constexpr std::size_t kLargePage = std::size_t{2} << 20;
+  if (size < 2 * kLargePage) return static_cast<BYTE*>(std::malloc(size));
+  size = (size + kLargePage - 1) / kLargePage * kLargePage;
+  void* pixels = std::aligned_alloc(kLargePage, size);
+  if (pixels != nullptr) madvise(pixels, size, MADV_HUGEPAGE);
+  return static_cast<BYTE*>(pixels);
+}
+
 struct PixelArea {
   BYTE* first;
   INT stride;
@@ -120,16 +133,19 @@ void CopyPixels(const PixelArea& from, const PixelArea& to, INT width, INT heigh
 }  // namespace
 
 /// What `UnlockBits` needs to write a converted copy back.
-struct Bitmap::Lock {
+struct Bitmap::Conversion {
   Rect rect;
   UINT flags;
   PixelFormat format;
   INT stride;
   std::vector<ARGB> palette;
-  std::vector<BYTE> copy;  ///< empty when the lock gave the bitmap's own memory
+  std::vector<BYTE> copy;
 };
 
-Bitmap::Bitmap(INT width, INT height, PixelFormat format) : format_(format) {
+Bitmap::Bitmap(INT width, INT height, PixelFormat format)
+    : Bitmap(width, height, format, Fill::kZero) {}
+
+Bitmap::Bitmap(INT width, INT height, PixelFormat format, Fill fill) : format_(format) {
   if (width <= 0 || height <= 0 || !IsSupported(format)) {
     lastStatus_ = InvalidParameter;
     return;
@@ -139,12 +155,13 @@ Bitmap::Bitmap(INT width, INT height, PixelFormat format) : format_(format) {
     lastStatus_ = OutOfMemory;
     return;
   }
-  pixels_ = static_cast<BYTE*>(
-      std::calloc(static_cast<std::size_t>(height), static_cast<std::size_t>(stride)));
+  const std::size_t size = static_cast<std::size_t>(stride) * static_cast<std::size_t>(height);
+  pixels_ = AllocatePixels(size);
   if (pixels_ == nullptr) {
     lastStatus_ = OutOfMemory;
     return;
   }
+  if (fill == Fill::kZero) std::memset(pixels_, 0, size);
   width_ = width;
   height_ = height;
   stride_ = static_cast<INT>(stride);
@@ -168,46 +185,44 @@ Status Bitmap::LockBits(const Rect* rect, UINT flags, PixelFormat format, Bitmap
       area.Width > width_ - area.X || area.Height > height_ - area.Y) {
     return Record(InvalidParameter);
   }
-  if (lock_ != nullptr) return Record(WrongState);
+  if (isLocked_) return Record(WrongState);
 
-  auto lock = std::unique_ptr<Lock>(new (std::nothrow) Lock{area, flags, format, stride_, {}, {}});
-  if (lock == nullptr) return Record(OutOfMemory);
   BYTE* first = nullptr;
-  if (format == format_ && area.X * BitsPerPixel(format) % 8 == 0) {
-    first = Row(area.Y) + area.X * BitsPerPixel(format) / 8;
+  INT stride = stride_;
+  const std::int64_t leftBits = static_cast<std::int64_t>(area.X) * BitsPerPixel(format);
+  if (format == format_ && leftBits % 8 == 0) {
+    first = Row(area.Y) + leftBits / 8;
   } else {
-    lock->palette = format == format_ ? palette_ : DefaultPalette(format);
-    lock->stride = static_cast<INT>(StrideOf(area.Width, format));
+    stride = static_cast<INT>(StrideOf(area.Width, format));
     try {
-      lock->copy.resize(static_cast<std::size_t>(lock->stride) *
-                        static_cast<std::size_t>(area.Height));
+      const std::size_t size =
+          static_cast<std::size_t>(stride) * static_cast<std::size_t>(area.Height);
+      conversion_ = std::make_unique<Conversion>(Conversion{
+          area, flags, format, stride, format == format_ ? palette_ : DefaultPalette(format),
+          std::vector<BYTE>(size)});
     } catch (const std::bad_alloc&) {
       return Record(OutOfMemory);
     }
-    first = lock->copy.data();
+    first = conversion_->copy.data();
     if ((flags & ImageLockModeRead) != 0) {
       CopyPixels({Row(area.Y), stride_, area.X, format_, &palette_},
-                 {first, lock->stride, 0, format, &lock->palette}, area.Width, area.Height);
+                 {first, stride, 0, format, &conversion_->palette}, area.Width, area.Height);
     }
   }
-  *data = {static_cast<UINT>(area.Width),
-           static_cast<UINT>(area.Height),
-           lock->stride,
-           format,
-           first,
-           0};
-  lock_ = std::move(lock);
+  *data = {static_cast<UINT>(area.Width), static_cast<UINT>(area.Height), stride, format, first, 0};
+  isLocked_ = true;
   return Ok;
 }
 
 Status Bitmap::UnlockBits(BitmapData* data) {
   if (data == nullptr) return Record(InvalidParameter);
-  if (lock_ == nullptr) return Record(WrongState);
-  const std::unique_ptr<Lock> lock = std::move(lock_);
-  if (!lock->copy.empty() && (lock->flags & ImageLockModeWrite) != 0) {
-    CopyPixels({lock->copy.data(), lock->stride, 0, lock->format, &lock->palette},
-               {Row(lock->rect.Y), stride_, lock->rect.X, format_, &palette_}, lock->rect.Width,
-               lock->rect.Height);
+  if (!isLocked_) return Record(WrongState);
+  isLocked_ = false;
+  const std::unique_ptr<Conversion> from = std::move(conversion_);
+  if (from != nullptr && (from->flags & ImageLockModeWrite) != 0) {
+    CopyPixels({from->copy.data(), from->stride, 0, from->format, &from->palette},
+               {Row(from->rect.Y), stride_, from->rect.X, format_, &palette_}, from->rect.Width,
+               from->rect.Height);
   }
   return Ok;
 }
@@ -217,10 +232,17 @@ Bitmap* Bitmap::Clone(INT x, INT y, INT width, INT height, PixelFormat format) c
     Record(InvalidParameter);
     return nullptr;
   }
-  auto clone = std::unique_ptr<Bitmap>(new (std::nothrow) Bitmap(width, height, format));
+  auto clone =
+      std::unique_ptr<Bitmap>(new (std::nothrow) Bitmap(width, height, format, Fill::kNone));
   const Status status = clone != nullptr ? clone->GetLastStatus() : OutOfMemory;
   if (Record(status) != Ok) return nullptr;
   if (format == format_) clone->palette_ = palette_;
+  // What no pixel covers: padding, and the rest of a last byte that holds fewer than eight pixels.
+  const INT covered =
+      static_cast<INT>(static_cast<std::int64_t>(width) * BitsPerPixel(format) / 8);
+  for (INT row = 0; row < height; ++row) {
+    std::memset(clone->Row(row) + covered, 0, static_cast<std::size_t>(clone->stride_ - covered));
+  }
   CopyPixels({Row(y), stride_, x, format_, &palette_},
              {clone->pixels_, clone->stride_, 0, format, &clone->palette_}, width, height);
   return clone.release();

@@ -120,7 +120,10 @@ class ORV_EXPORT Bitmap {
   Status SetPalette(const ColorPalette* palette);
 
  private:
-  struct Lock;
+  struct Conversion;
+
+  enum class Fill { kZero, kNone };
+  Bitmap(INT width, INT height, PixelFormat format, Fill fill);
 
   Status Record(Status status) const;
   BYTE* Row(INT y) const { return pixels_ + static_cast<std::ptrdiff_t>(y) * stride_; }
@@ -131,6 +134,7 @@ class ORV_EXPORT Bitmap {
   PixelFormat format_ = 0;
   BYTE* pixels_ = nullptr;
   std::vector<ARGB> palette_;
-  std::unique_ptr<Lock> lock_;
+  std::unique_ptr<Conversion> conversion_;
+  bool isLocked_ = false;
   mutable Status lastStatus_ = Ok;
 };

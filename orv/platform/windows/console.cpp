@@ -9,6 +9,13 @@
 #include "orv/text/utf8.h"
 
 namespace orv {
+namespace {
+
+HANDLE HandleOf(OutputStream stream) {
+  return GetStdHandle(stream == OutputStream::kResults ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
+}
+
+}  // namespace
 
 std::vector<std::string> CommandLineArguments(int, char**) {
   // The narrow arguments have lost what the process's code page cannot show.
@@ -22,11 +29,9 @@ std::vector<std::string> CommandLineArguments(int, char**) {
 
 bool WriteOutput(OutputStream stream, std::string_view text) {
   constexpr DWORD kLargestWrite = 1 << 14;  // an old console's buffer takes no more
-  const HANDLE output =
-      GetStdHandle(stream == OutputStream::kResults ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
-  DWORD mode = 0;
+  const HANDLE output = HandleOf(stream);
   DWORD written = 0;
-  if (GetConsoleMode(output, &mode)) {
+  if (IsTerminal(stream)) {
     const std::wstring wide = Utf8ToWide(text);
     for (std::size_t at = 0; at < wide.size(); at += written) {
       const auto count = static_cast<DWORD>(std::min<std::size_t>(wide.size() - at, kLargestWrite));
@@ -42,6 +47,11 @@ bool WriteOutput(OutputStream stream, std::string_view text) {
     text.remove_prefix(written);
   }
   return true;
+}
+
+bool IsTerminal(OutputStream stream) {
+  DWORD mode = 0;
+  return GetConsoleMode(HandleOf(stream), &mode) != 0;
 }
 
 void PauseMilliseconds(int milliseconds) { Sleep(static_cast<DWORD>(milliseconds)); }

@@ -1,0 +1,701 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "orv/imaging/bitmap_helper.h"
+#include "orv/imaging/color_extensions.h"
+#include "orv/imaging/pixels.h"
+#include "orv/platform/files.h"
+#include "tests/fixtures.h"
+#include "tests/png_file.h"
+
+namespace orv {
+namespace {
+
+using testing::ElementsAre;
+using BitmapPointer = std::unique_ptr<Bitmap>;
+
+const GraphicsSession graphics;
+
+Color Rgb(std::uint32_t rgb) { return Color(0xFF000000 | rgb); }
+
+/// A page whose pixels a function gives as 0xRRGGBB (0xAARRGGBB where there is alpha).
+BitmapPointer MakePage(int width, int height, const std::function<std::uint32_t(int, int)>& at,
+                       PixelFormat format = PixelFormat24bppRGB) {
+  BitmapPointer page(BitmapHelper::CreateBitmap(width, height, format));
+  const LockedBits bits(page.get(), ImageLockModeWrite, format);
+  const int size = format == PixelFormat24bppRGB ? 3 : 4;
+  for (int y = 0; y < height; ++y) {
+    auto* row = static_cast<BYTE*>(bits.data()->Scan0) + y * bits.data()->Stride;
+    for (int x = 0; x < width; ++x) {
+      const std::uint32_t colour = at(x, y);
+      std::memcpy(row + x * size, &colour, static_cast<std::size_t>(size));
+    }
+  }
+  return page;
+}
+
+BitmapPointer MakeFlat(int width, int height, std::uint32_t colour) {
+  return MakePage(width, height, [=](int, int) { return colour; });
+}
+
+/// The pixels of a bitmap, row by row, as 0xAARRGGBB.
+std::vector<std::uint32_t> Pixels(Bitmap* bitmap) {
+  std::vector<std::uint32_t> pixels;
+  const LockedBits bits(bitmap, ImageLockModeRead, PixelFormat32bppARGB);
+  for (UINT y = 0; y < bits.data()->Height; ++y) {
+    for (UINT x = 0; x < bits.data()->Width; ++x) {
+      std::uint32_t pixel;
+      std::memcpy(&pixel, bits.Row(y) + 4 * x, 4);
+      pixels.push_back(pixel);
+    }
+  }
+  return pixels;
+}
+
+/// A one-bit bitmap from text: '#' is ink.
+BitmapPointer MakeBits(const std::vector<std::string>& rows) {
+  const int width = static_cast<int>(rows.empty() ? 0 : rows[0].size());
+  const auto page = MakePage(width, static_cast<int>(rows.size()), [&](int x, int y) {
+    return rows[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)] == '#' ? 0u : 0xFFFFFFu;
+  });
+  BitmapPointer bits(
+      BitmapHelper::CreateBitmap(width, static_cast<int>(rows.size()), PixelFormat1bppIndexed));
+  EXPECT_EQ(BitmapHelper::GetMonochromeImage1BPP(page.get(), bits.get()), 1);
+  return bits;
+}
+
+std::uint64_t Hash(const void* data, std::size_t size, std::uint64_t hash = 14695981039346656037u) {
+  const auto* bytes = static_cast<const std::uint8_t*>(data);
+  for (std::size_t i = 0; i < size; ++i) hash = (hash ^ bytes[i]) * 1099511628211u;
+  return hash;
+}
+
+std::uint64_t HashOf(Bitmap* bitmap) {
+  const std::vector<std::uint32_t> pixels = Pixels(bitmap);
+  return Hash(pixels.data(), pixels.size() * 4);
+}
+
+// Colours.
+
+TEST(ColorExtensions, GreyValuesAreExact) {
+  for (int v = 0; v < 256; ++v) {
+    const BYTE grey = static_cast<BYTE>(v);
+    EXPECT_EQ(ColorExtensions::CalculateGrayValue(grey, grey, grey), v);
+    EXPECT_EQ(ColorExtensions::ToGray(Color(7, grey, grey, grey)).GetValue(),
+              Rgb(static_cast<std::uint32_t>(v) * 0x010101).GetValue());
+  }
+  EXPECT_EQ(ColorExtensions::CalculateGrayValue(255, 0, 0), 76.245);
+  EXPECT_EQ(ColorExtensions::ToGray(Rgb(0xFF0000)).GetValue(), 0xFF4C4C4Cu);
+  EXPECT_EQ(ColorExtensions::ToGray(Rgb(0x00FF00)).GetValue(), 0xFF959595u);
+}
+
+TEST(ColorExtensions, StretchToDark) {
+  constexpr struct {
+    std::uint32_t colour;
+    BYTE level;
+    std::uint32_t expected;
+  } kCases[] = {
+      {0x00123456, 0, 0xFF123456},   {0xFFC8C8C8, 128, 0xFF909090}, {0xFFFF8000, 128, 0xFFFF0000},
+      {0xFFFFFFFF, 254, 0xFFFFFFFF}, {0xFFFEFFFD, 254, 0xFF00FF00}, {0xFFFFFFFE, 255, 0xFF000000},
+      {0xFFFFFFFF, 255, 0xFF000000}, {0xFF000102, 1, 0xFF000001},
+  };
+  for (const auto& [colour, level, expected] : kCases) {
+    EXPECT_EQ(ColorExtensions::StretchToDark(Color(colour), level).GetValue(), expected)
+        << std::hex << colour << ' ' << int{level};
+  }
+}
+
+TEST(ColorExtensions, NearlyWhiteAndNearlyBlack) {
+  constexpr struct {
+    std::uint32_t colour;
+    bool white;
+    bool black;
+  } kCases[] = {{0xFEFEFE, true, false},  {0xFDFFFF, false, false}, {0xFFFDFF, false, false},
+                {0xFFFFFD, false, false}, {0x010101, false, true},  {0x020000, false, false},
+                {0x000200, false, false}, {0x000002, false, false}, {0x000000, false, true}};
+  for (const auto& [colour, white, black] : kCases) {
+    EXPECT_EQ(ColorExtensions::IsNearlyWhite(Color(colour)) != 0, white) << std::hex << colour;
+    EXPECT_EQ(ColorExtensions::IsNearlyBlack(Color(colour)) != 0, black) << std::hex << colour;
+  }
+}
+
+TEST(ColorExtensions, LabOfBlackIsNearZero) {
+  float lab[3];
+  ColorExtensions::RGBToLab(Rgb(0), lab);
+  EXPECT_EQ(lab[0], 116.0f * 0.13793103f - 16.0f);
+  EXPECT_EQ(lab[1], 0.0f);
+  EXPECT_EQ(lab[2], 0.0f);
+}
+
+TEST(ColorExtensions, LabFollowsItsOwnScale) {
+  // The formula in double precision, with the sum of a row of weights for a grey.
+  for (const int v : {1, 2, 64, 200, 255}) {
+    const double linear = std::pow((v + 0.0055) / 1.055, 2.4);
+    const double fx = std::cbrt(0.950456 * linear * 95.047);
+    const double fy = std::cbrt(linear * 100);
+    const double fz = std::cbrt(1.088754 * linear * 108.883);
+    float lab[3];
+    ColorExtensions::RGBToLab(
+        Color(255, static_cast<BYTE>(v), static_cast<BYTE>(v), static_cast<BYTE>(v)), lab);
+    EXPECT_NEAR(lab[0], 116 * fy - 16, 0.02);
+    EXPECT_NEAR(lab[1], 500 * (fx - fy), 0.1);
+    EXPECT_NEAR(lab[2], 200 * (fy - fz), 0.05);
+  }
+}
+
+TEST(ColorExtensions, LabIsTheSameToTheBitEverywhere) {
+  std::uint64_t hash = 14695981039346656037u;
+  for (std::uint32_t colour = 0; colour < 0x1000000; colour += 61) {
+    float lab[3];
+    ColorExtensions::RGBToLab(Rgb(colour), lab);
+    hash = Hash(lab, sizeof lab, hash);
+  }
+  EXPECT_EQ(hash, 1u);
+}
+
+TEST(ColorExtensions, DistanceIsSymmetricAndZeroForEqualColours) {
+  const Color red = Rgb(0xE02020);
+  const Color blue = Color(0x000030E0);
+  EXPECT_EQ(ColorExtensions::CalculateToleranceCIE76(red, red), 0);
+  EXPECT_EQ(ColorExtensions::CalculateToleranceCIE76(red, blue),
+            ColorExtensions::CalculateToleranceCIE76(blue, red));
+  float a[3];
+  float b[3];
+  ColorExtensions::RGBToLab(red, a);
+  ColorExtensions::RGBToLab(blue, b);
+  EXPECT_NEAR(ColorExtensions::CalculateToleranceCIE76(red, blue) * 72160,
+              std::hypot(a[0] - b[0], a[1] - b[1], a[2] - b[2]), 1e-2);
+}
+
+// Dithering.
+
+/// Error diffusion as it is described: an error entry for every pixel of the image, shares scaled
+/// by 256 and shifted when they are used, or shifted one by one.
+std::vector<std::uint32_t> Diffused(Bitmap* source, eBitmapDitherer method, int threshold) {
+  const int width = static_cast<int>(source->GetWidth());
+  const int height = static_cast<int>(source->GetHeight());
+  std::vector<std::uint32_t> pixels = Pixels(source);
+  std::vector<std::int32_t> errors(pixels.size());
+  const bool isFloyd = method == eBitmapDithererFloydSteinberg;
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      const auto at = static_cast<std::size_t>(y * width + x);
+      const Color colour(pixels[at]);
+      const int entry = isFloyd ? errors[at] >> 8 : errors[at];
+      const int value = (299 * colour.GetRed() + 587 * colour.GetGreen() + 114 * colour.GetBlue() +
+                         1000 * entry) /
+                        1000;
+      const bool isWhite = value >= threshold;
+      pixels[at] = isWhite ? 0xFFFFFFFF : 0xFF000000;
+      const int e = isWhite ? value - 255 : value;
+      const bool isLast = y == height - 1;
+      const auto below = at + static_cast<std::size_t>(width);
+      if (x < width - 1) errors[at + 1] += isFloyd ? e * 112 : (e * 512) >> 10;
+      if (!isLast && x > 0) errors[below - 1] += isFloyd ? e * 48 : (e * 256) >> 10;
+      if (!isLast) errors[below] += isFloyd ? e * 80 : (e * 256) >> 10;
+      if (!isLast && x < width - 1 && isFloyd) errors[below + 1] += e * 16;
+    }
+  }
+  return pixels;
+}
+
+TEST(BitmapRasterizer, DiffusesErrorsAsDescribed) {
+  const auto page = MakePage(67, 41, [](int x, int y) {
+    return static_cast<std::uint32_t>((x * x * 7 + y * 13) & 255) << 16 | ((x * 3) & 255) << 8 |
+           ((y * 31) & 255);
+  });
+  for (const auto method : {eBitmapDithererFloydSteinberg, eBitmapDithererSierraLite}) {
+    for (const int threshold : {-300, 0, 1, 100, 128, 255, 256, 400}) {
+      const BitmapPointer dithered(BitmapRasterizer::Dither(page.get(), method, threshold));
+      EXPECT_EQ(Pixels(dithered.get()), Diffused(page.get(), method, threshold))
+          << method << ' ' << threshold;
+    }
+  }
+}
+
+TEST(BitmapRasterizer, PassesNegativeErrorsOnRoundedDown) {
+  // A grey of 128 becomes white and passes -127 on: 7/16 of it are -55.56, which a shift makes -56;
+  // half of it is -63.5, which becomes -64.
+  const auto page = MakeFlat(2, 1, 0x808080);
+  constexpr struct {
+    eBitmapDitherer method;
+    int second;  ///< what the second pixel's value must come to
+  } kCases[] = {{eBitmapDithererFloydSteinberg, 72}, {eBitmapDithererSierraLite, 64}};
+  for (const auto& [method, second] : kCases) {
+    BitmapPointer dithered(BitmapRasterizer::Dither(page.get(), method, 128));
+    EXPECT_THAT(Pixels(dithered.get()), ElementsAre(0xFFFFFFFFu, 0xFF000000u));
+    dithered.reset(BitmapRasterizer::Dither(page.get(), method, second));
+    EXPECT_THAT(Pixels(dithered.get()), ElementsAre(0xFFFFFFFFu, 0xFFFFFFFFu));
+    // At a threshold above 128 the first pixel stays dark and passes +128 on instead.
+    dithered.reset(BitmapRasterizer::Dither(page.get(), method, 129));
+    EXPECT_THAT(Pixels(dithered.get()), ElementsAre(0xFF000000u, 0xFFFFFFFFu));
+  }
+}
+
+TEST(BitmapRasterizer, TruncatesNegativeValuesTowardsZero) {
+  // Four in a row of a grey just above 1/1000: with a threshold of 0 the truncated -0.9 is white.
+  const auto page = MakePage(3, 1, [](int x, int) { return x == 0 ? 0xFFFFFFu : 0x000001u; });
+  for (const auto method : {eBitmapDithererFloydSteinberg, eBitmapDithererSierraLite}) {
+    const BitmapPointer dithered(BitmapRasterizer::Dither(page.get(), method, 0));
+    EXPECT_EQ(Pixels(dithered.get()), Diffused(page.get(), method, 0));
+  }
+}
+
+TEST(BitmapRasterizer, WhiteStaysWhite) {
+  const auto page = MakeFlat(37, 21, 0xFFFFFF);
+  const auto white = Pixels(page.get());
+  for (int method = 0; method <= 5; ++method) {
+    for (const int threshold : {0, 128, 255}) {
+      const BitmapPointer dithered(
+          BitmapRasterizer::Dither(page.get(), static_cast<eBitmapDitherer>(method), threshold));
+      EXPECT_EQ(Pixels(dithered.get()), white) << method;
+    }
+  }
+}
+
+TEST(BitmapRasterizer, OrderedMethodsIndexColumnsBeforeRows) {
+  constexpr struct {
+    eBitmapDitherer method;
+    int x;
+    int y;
+    int threshold;
+  } kCases[] = {
+      {eBitmapDithererMatrix4, 0, 1, 195},   {eBitmapDithererMatrix4, 1, 0, 135},
+      {eBitmapDithererMatrix4, 7, 6, 150},   {eBitmapDithererMatrix8, 1, 0, 192},
+      {eBitmapDithererMatrix8, 0, 1, 128},   {eBitmapDithererMatrix8, 7, 2, 220},
+      {eBitmapDithererMatrix8, 13, 31, 100}, {eBitmapDithererMatrix16, 1, 0, 127},
+      {eBitmapDithererMatrix16, 0, 1, 191},  {eBitmapDithererMatrix16, 15, 15, 85},
+      {eBitmapDithererMatrix16, 1, 15, 127}, {eBitmapDithererMatrix16, 18, 33, 223},
+  };
+  for (const auto& [method, x, y, threshold] : kCases) {
+    for (const int grey : {threshold - 1, threshold}) {
+      const auto page = MakeFlat(40, 40, static_cast<std::uint32_t>(grey) * 0x010101);
+      const BitmapPointer dithered(BitmapRasterizer::Dither(page.get(), method, 999));
+      EXPECT_EQ(Pixels(dithered.get())[static_cast<std::size_t>(y * 40 + x)] == 0xFFFFFFFF,
+                grey == threshold)
+          << method << ' ' << x << ' ' << y << ' ' << grey;
+    }
+  }
+}
+
+TEST(BitmapRasterizer, OrderedMethodsWhitenBlackWhereTheThresholdIsZero) {
+  const auto page = MakeFlat(32, 32, 0);
+  constexpr struct {
+    eBitmapDitherer method;
+    int whites;
+  } kCases[] = {
+      {eBitmapDithererMatrix4, 0}, {eBitmapDithererMatrix8, 16}, {eBitmapDithererMatrix16, 4}};
+  for (const auto& [method, whites] : kCases) {
+    const BitmapPointer dithered(BitmapRasterizer::Dither(page.get(), method, 0));
+    const auto pixels = Pixels(dithered.get());
+    EXPECT_EQ(std::count(pixels.begin(), pixels.end(), 0xFFFFFFFF), whites) << method;
+  }
+}
+
+TEST(BitmapRasterizer, PaintsWithTheColourWhateverItsAlpha) {
+  Color colour(0x00123456);
+  for (int method = 1; method <= 5; ++method) {
+    const auto page = MakeFlat(5, 1, 0x010000);
+    const BitmapPointer dithered(
+        BitmapRasterizer::Dither(page.get(), static_cast<eBitmapDitherer>(method), 128, colour));
+    EXPECT_EQ(Pixels(dithered.get())[1], 0xFF123456u) << method;
+  }
+}
+
+TEST(BitmapRasterizer, KeepsTheSourceItsFormatAndRefusesUnknownMethods) {
+  const auto page = MakePage(
+      3, 2, [](int, int) { return 0x80402010u; }, PixelFormat32bppARGB);
+  const auto before = Pixels(page.get());
+  for (const int method : {6, 100, -1}) {
+    EXPECT_EQ(BitmapRasterizer::Dither(page.get(), static_cast<eBitmapDitherer>(method), 1),
+              nullptr);
+  }
+  const BitmapPointer copy(BitmapRasterizer::Dither(page.get(), eBitmapDithererMatrix4, 1));
+  EXPECT_EQ(copy->GetPixelFormat(), PixelFormat32bppARGB);
+  EXPECT_EQ(Pixels(copy.get())[0], 0xFFFFFFFFu);  // locked as 24 bits, the alpha is gone
+  EXPECT_EQ(Pixels(page.get()), before);
+
+  Bitmap empty(0, 0, PixelFormat24bppRGB);
+  EXPECT_EQ(BitmapRasterizer::Dither(&empty, eBitmapDithererNone, 1), nullptr);
+}
+
+// Bitmaps.
+
+TEST(BitmapHelper, CreatesZeroedBitmapsOrNone) {
+  const BitmapPointer bitmap(BitmapHelper::CreateBitmap(3, 2, PixelFormat24bppRGB));
+  EXPECT_THAT(Pixels(bitmap.get()), testing::Each(0xFF000000u));
+  Rect rect(9, 9, 9, 9);
+  BitmapHelper::GetDimensions(bitmap.get(), &rect);
+  EXPECT_EQ(rect.X, 0);
+  EXPECT_EQ(rect.Y, 0);
+  EXPECT_EQ(rect.Width, 3);
+  EXPECT_EQ(rect.Height, 2);
+  EXPECT_EQ(BitmapHelper::CreateBitmap(0, 5, PixelFormat24bppRGB), nullptr);
+  EXPECT_EQ(BitmapHelper::CreateBitmap(5, -1, PixelFormat24bppRGB), nullptr);
+  EXPECT_EQ(BitmapHelper::CreateBitmap(100000, 100000, PixelFormat24bppRGB), nullptr);
+  BitmapHelper::DeleteBitmap(nullptr);
+}
+
+TEST(BitmapHelper, CopiesRawRowsWithTheirPadding) {
+  const BitmapPointer bitmap(BitmapHelper::CreateBitmap(2, 3, PixelFormat24bppRGB));
+  const BYTE buffer[] = {1, 2, 3, 4, 5, 6, 0xEE, 0xEE, 7, 8, 9, 10, 11, 12, 0xEE, 0xEE};
+  BitmapHelper::Copy24BPPBufferToBitmap(buffer, 2, 2, bitmap.get());
+  EXPECT_THAT(Pixels(bitmap.get()), ElementsAre(0xFF030201u, 0xFF060504u, 0xFF090807u, 0xFF0C0B0Au,
+                                                0xFF000000u, 0xFF000000u));
+}
+
+TEST(Bitmaps, ConvertAndGuardTheirPixelsAlikeOnEverySystem) {
+  const auto page = MakePage(
+      3, 1, [](int x, int) { return 0x80102030u + x; }, PixelFormat32bppARGB);
+  const BitmapPointer opaque(page->Clone(0, 0, 3, 1, PixelFormat24bppRGB));
+  EXPECT_THAT(Pixels(opaque.get()), ElementsAre(0xFF102030u, 0xFF102031u, 0xFF102032u));
+  const BitmapPointer part(page->Clone(1, 0, 2, 1, PixelFormat32bppARGB));
+  EXPECT_THAT(Pixels(part.get()), ElementsAre(0x80102031u, 0x80102032u));
+  EXPECT_EQ(page->Clone(0, 0, 4, 1, PixelFormat24bppRGB), nullptr);
+  EXPECT_EQ(page->Clone(0, 0, 0, 0, PixelFormat24bppRGB), nullptr);
+
+  page->GetLastStatus();
+  const Rect all(0, 0, 3, 1);
+  BitmapData data;
+  BitmapData second;
+  ASSERT_EQ(page->LockBits(&all, ImageLockModeRead, PixelFormat24bppRGB, &data), Ok);
+  EXPECT_EQ(page->LockBits(&all, ImageLockModeRead, PixelFormat24bppRGB, &second), WrongState);
+  EXPECT_EQ(page->GetLastStatus(), WrongState);
+  EXPECT_EQ(page->GetLastStatus(), Ok);
+  page->UnlockBits(&data);
+  const Rect tooWide(0, 0, 4, 1);
+  EXPECT_EQ(page->LockBits(&tooWide, ImageLockModeRead, PixelFormat24bppRGB, &data),
+            InvalidParameter);
+}
+
+TEST(BitmapHelper, ReducesWhateverIsNotWhiteToInk) {
+  // White and its three nearest neighbours; the bits behind the last pixel are 1, the bytes behind
+  // it untouched.
+  constexpr std::uint32_t kColours[] = {0xFFFFFF, 0xFEFFFF, 0xFFFEFF, 0xFFFFFE};
+  for (const int width : {1, 4, 7, 8, 9, 17, 31}) {
+    const auto page = MakePage(width, 2, [&](int x, int y) { return kColours[(x + y) % 4]; });
+    const BitmapPointer bits(BitmapHelper::CreateBitmap(width, 2, PixelFormat1bppIndexed));
+    EXPECT_EQ(BitmapHelper::GetMonochromeImage1BPP(page.get(), bits.get()), 1);
+    const LockedBits locked(bits.get(), ImageLockModeRead, PixelFormat1bppIndexed);
+    for (UINT y = 0; y < 2; ++y) {
+      for (int x = 0; x < (width + 7) / 8 * 8; ++x) {
+        const bool isWhite = x >= width || (x + static_cast<int>(y)) % 4 == 0;
+        EXPECT_EQ((locked.Row(y)[x / 8] >> (7 - x % 8) & 1) != 0, isWhite) << width << ' ' << x;
+      }
+      for (int i = (width + 7) / 8; i < locked.data()->Stride; ++i) EXPECT_EQ(locked.Row(y)[i], 0);
+    }
+  }
+  EXPECT_EQ(BitmapHelper::GetMonochromeImage1BPP(nullptr, MakeFlat(1, 1, 0).get()), 0);
+  EXPECT_EQ(BitmapHelper::GetMonochromeImage1BPP(MakeFlat(1, 1, 0).get(), nullptr), 0);
+}
+
+TEST(BitmapHelper, ComparesOneBitImagesWithTheirPadding) {
+  const auto a = MakeBits({"#..........", "...........", "..........#"});
+  const auto b = MakeBits({"#..........", "...........", "..........#"});
+  EXPECT_EQ(BitmapHelper::Are1BPPBitmapsEqual(a.get(), b.get()), 1);
+  EXPECT_EQ(BitmapHelper::Are1BPPBitmapsEqual(a.get(), a.get()), 1);
+  EXPECT_EQ(BitmapHelper::Are1BPPBitmapsEqual(a.get(), nullptr), 0);
+  EXPECT_EQ(BitmapHelper::Are1BPPBitmapsEqual(nullptr, b.get()), 0);
+  EXPECT_EQ(BitmapHelper::Are1BPPBitmapsEqual(a.get(), MakeBits({"#.........."}).get()), 0);
+  EXPECT_EQ(BitmapHelper::Are1BPPBitmapsEqual(a.get(), MakeFlat(11, 3, 0).get()), 0);
+  {
+    const LockedBits bits(b.get(), ImageLockModeRead | ImageLockModeWrite, PixelFormat1bppIndexed);
+    static_cast<BYTE*>(bits.data()->Scan0)[bits.data()->Stride + 3] = 1;
+  }
+  EXPECT_EQ(BitmapHelper::Are1BPPBitmapsEqual(a.get(), b.get()), 0);
+}
+
+TEST(BitmapHelper, FindsContent) {
+  const struct {
+    std::vector<std::string> rows;
+    int firstRow, lastRow, firstColumn, lastColumn;
+  } cases[] = {
+      {{"...", "..."}, -1, -1, -1, -1},
+      {{"#"}, 0, 0, 0, 0},
+      {{".........", "........#", "........."}, 1, 1, 8, 8},
+      {{"................", "..#.............", ".............#..", "................"},
+       1,
+       2,
+       2,
+       13},
+      {{".................#", "#................."}, 0, 1, 0, 17},
+  };
+  for (const auto& expected : cases) {
+    const auto bits = MakeBits(expected.rows);
+    EXPECT_EQ(BitmapHelper::GetFirstContentRow1BPP(bits.get()), expected.firstRow);
+    EXPECT_EQ(BitmapHelper::GetLastContentRow1BPP(bits.get()), expected.lastRow);
+    EXPECT_EQ(BitmapHelper::GetFirstContentColumn1BPP(bits.get()), expected.firstColumn);
+    EXPECT_EQ(BitmapHelper::GetLastContentColumn1BPP(bits.get()), expected.lastColumn);
+  }
+}
+
+TEST(BitmapHelper, PaddingIsNoContent) {
+  // A fresh bitmap is all ink; whiten its pixels and leave the padding bits.
+  const BitmapPointer bits(BitmapHelper::CreateBitmap(13, 2, PixelFormat1bppIndexed));
+  {
+    const LockedBits locked(bits.get(), ImageLockModeWrite, PixelFormat1bppIndexed);
+    for (int y = 0; y < 2; ++y) {
+      BYTE* row = static_cast<BYTE*>(locked.data()->Scan0) + y * locked.data()->Stride;
+      row[0] = 0xFF;
+      row[1] = 0xF8;
+    }
+  }
+  EXPECT_EQ(BitmapHelper::GetFirstContentRow1BPP(bits.get()), -1);
+  EXPECT_EQ(BitmapHelper::GetLastContentRow1BPP(bits.get()), -1);
+  EXPECT_EQ(BitmapHelper::GetFirstContentColumn1BPP(bits.get()), -1);
+  EXPECT_EQ(BitmapHelper::GetLastContentColumn1BPP(bits.get()), -1);
+}
+
+TEST(BitmapHelper, AnEmptyBitmapHasItsFirstContentRowAtZero) {
+  Bitmap empty(0, 0, PixelFormat1bppIndexed);
+  EXPECT_EQ(BitmapHelper::GetFirstContentRow1BPP(&empty), 0);
+  EXPECT_EQ(BitmapHelper::GetLastContentRow1BPP(&empty), -1);
+  EXPECT_EQ(BitmapHelper::GetFirstContentColumn1BPP(&empty), -1);
+  EXPECT_EQ(BitmapHelper::GetLastContentColumn1BPP(&empty), -1);
+}
+
+// The split.
+
+struct SplitResult {
+  int code = 0;
+  BitmapPointer background;
+  BitmapPointer highlight;
+};
+
+SplitResult Split(Bitmap* page, std::uint32_t colour, double tolerance,
+                  eBitmapDitherer method = eBitmapDithererNone, int threshold = 128) {
+  Color highlightColour = Rgb(colour);
+  Bitmap* background = nullptr;
+  Bitmap* highlight = nullptr;
+  SplitResult result;
+  result.code = BitmapHelper::SplitImage(page, highlightColour, tolerance, method, threshold,
+                                         &background, &highlight);
+  result.background.reset(background);
+  result.highlight.reset(highlight);
+  return result;
+}
+
+TEST(SplitImage, SendsEachPixelToOnePlane) {
+  constexpr std::uint32_t kRed = 0xE02020;
+  const std::uint32_t colours[] = {kRed,     0xFFFFFF, 0x000000, 0xE12121,
+                                   0x2020E0, 0xFEFEFE, 0x010101};
+  const auto page = MakePage(7, 1, [&](int x, int) { return colours[x]; });
+  const SplitResult split = Split(page.get(), kRed, 0.02);
+  ASSERT_EQ(split.code, 1);
+  EXPECT_EQ(split.highlight->GetPixelFormat(), PixelFormat24bppRGB);
+  EXPECT_THAT(Pixels(split.highlight.get()),
+              ElementsAre(0xFF000000u, 0xFFFFFFFFu, 0xFFFFFFFFu, 0xFF010101u, 0xFFFFFFFFu,
+                          0xFFFFFFFFu, 0xFFFFFFFFu));
+  EXPECT_THAT(Pixels(split.background.get()),
+              ElementsAre(0xFFFFFFFFu, 0xFFFFFFFFu, 0xFF000000u, 0xFFFFFFFFu, 0xFF2020E0u,
+                          0xFFFEFEFEu, 0xFF010101u));
+}
+
+TEST(SplitImage, TheToleranceItselfBelongsToTheHighlight) {
+  constexpr std::uint32_t kNear = 0xD84040;
+  const double distance = ColorExtensions::CalculateToleranceCIE76(Rgb(kNear), Rgb(0xE02020));
+  const auto page = MakeFlat(19, 3, kNear);
+  EXPECT_NE(Pixels(Split(page.get(), 0xE02020, distance).highlight.get())[0], 0xFFFFFFFFu);
+  EXPECT_EQ(Pixels(Split(page.get(), 0xE02020, std::nextafter(distance, 0)).highlight.get())[0],
+            0xFFFFFFFFu);
+}
+
+TEST(SplitImage, NearlyWhiteAndNearlyBlackStayInTheBackground) {
+  for (const std::uint32_t colour : {0xFEFEFEu, 0x010101u, 0xFEFFFFu, 0u}) {
+    const auto page = MakeFlat(9, 2, colour);
+    EXPECT_THAT(Pixels(Split(page.get(), colour, 100).highlight.get()), testing::Each(0xFFFFFFFFu));
+  }
+}
+
+TEST(SplitImage, DithersThePlanesWithTheirColours) {
+  const auto page = MakePage(64, 20, [](int x, int) {
+    return x < 32 ? 0xE08080u + static_cast<std::uint32_t>(x) * 0x000101u
+                  : static_cast<std::uint32_t>(x) * 0x030303u;
+  });
+  for (int method = 1; method <= 5; ++method) {
+    const auto dither = static_cast<eBitmapDitherer>(method);
+    const SplitResult split = Split(page.get(), 0xE02020, 0.3, dither, 128);
+    const SplitResult plain = Split(page.get(), 0xE02020, 0.3);
+    Color red = Rgb(0xE02020);
+    const BitmapPointer highlight(
+        BitmapRasterizer::Dither(plain.highlight.get(), dither, 128, red));
+    EXPECT_EQ(Pixels(split.highlight.get()), Pixels(highlight.get())) << method;
+    const BitmapPointer whole(BitmapRasterizer::Dither(page.get(), dither, 128));
+    auto background = Pixels(whole.get());
+    const auto mask = Pixels(plain.highlight.get());
+    for (std::size_t i = 0; i < mask.size(); ++i) {
+      if (mask[i] != 0xFFFFFFFF) background[i] = 0xFFFFFFFF;
+    }
+    EXPECT_EQ(Pixels(split.background.get()), background) << method;
+  }
+}
+
+TEST(SplitImage, AnInvalidHighlightColourMakesTheHighlightBlack) {
+  // White has the grey 255: the stretch divides by zero, and everything not white becomes 0.
+  const auto page = MakeFlat(9, 1, 0xC0C0C0);
+  EXPECT_THAT(Pixels(Split(page.get(), 0xFFFFFF, 100).highlight.get()), testing::Each(0xFF000000u));
+}
+
+TEST(SplitImage, ReadsTheMaskWithTheBackgroundsStride) {
+  // A 32-bit source gives a 32-bit background, and three-byte steps over both: the first of four
+  // mask rows lies where the first row of the background is, the second a pixel short of it.
+  const auto page = MakePage(
+      4, 4, [](int, int y) { return y == 0 ? 0xFFE02020u : 0xFFFFFFFFu; }, PixelFormat32bppARGB);
+  const SplitResult split = Split(page.get(), 0xE02020, 0.02);
+  ASSERT_EQ(split.code, 1);
+  EXPECT_EQ(split.background->GetPixelFormat(), PixelFormat32bppARGB);
+  // Twelve bytes of sixteen in the first row are whitened.
+  const auto pixels = Pixels(split.background.get());
+  EXPECT_EQ(pixels[0], 0xFFFFFFFFu);
+  EXPECT_EQ(pixels[2], 0xFFFFFFFFu);
+  EXPECT_EQ(pixels[3], 0xFFE02020u);
+}
+
+TEST(SplitImage, LeavesNothingBehindWhenItFails) {
+  Bitmap* const untouched = reinterpret_cast<Bitmap*>(16);
+  const auto page = MakeFlat(4, 4, 0xE02020);
+  Bitmap empty(0, 0, PixelFormat24bppRGB);
+  Color red = Rgb(0xE02020);
+  const struct {
+    Bitmap* source;
+    int method;
+    Bitmap* highlight;
+  } cases[] = {{page.get(), 6, nullptr}, {page.get(), -1, nullptr}, {&empty, 1, untouched}};
+  for (const auto& [source, method, expected] : cases) {
+    Bitmap* background = untouched;
+    Bitmap* highlight = untouched;
+    EXPECT_EQ(BitmapHelper::SplitImage(source, red, 0.1, static_cast<eBitmapDitherer>(method), 1,
+                                       &background, &highlight),
+              0);
+    EXPECT_EQ(background, untouched);
+    EXPECT_EQ(highlight, expected);
+  }
+}
+
+TEST(SplitImage, TheSamplePageGivesTheSamePlanesEverywhere) {
+  Bitmap* loaded = nullptr;
+  ASSERT_EQ(LoadPng(FromPath(ORV_EXAMPLES "/label_page.png").c_str(), &loaded), Ok);
+  const BitmapPointer page(loaded);
+  EXPECT_EQ(page->GetPixelFormat(), PixelFormat24bppRGB);
+  constexpr struct {
+    eBitmapDitherer method;
+    std::uint64_t background;
+    std::uint64_t highlight;
+  } kGolden[] = {
+      {eBitmapDithererNone, 0u, 0u},       {eBitmapDithererFloydSteinberg, 0u, 0u},
+      {eBitmapDithererSierraLite, 0u, 0u}, {eBitmapDithererMatrix4, 0u, 0u},
+      {eBitmapDithererMatrix8, 0u, 0u},    {eBitmapDithererMatrix16, 0u, 0u},
+  };
+  for (const auto& [method, background, highlight] : kGolden) {
+    const SplitResult split = Split(page.get(), 0xE02020, 0.35, method, 128);
+    EXPECT_EQ(HashOf(split.background.get()), background) << method;
+    EXPECT_EQ(HashOf(split.highlight.get()), highlight) << method;
+  }
+}
+
+// Files.
+
+TEST(Png, ReadsEveryKindOfFile) {
+  const test::TemporaryFolder folder;
+  const std::wstring path = folder.Name(L"page.png");
+  for (const test::PngKind& kind : test::kPngKinds) {
+    for (const bool isInterlaced : {false, true}) {
+      constexpr int kWidth = 21;
+      constexpr int kHeight = 11;
+      test::WritePng(folder.path() / "page.png", kind, kWidth, kHeight, isInterlaced);
+      Bitmap* loaded = nullptr;
+      ASSERT_EQ(LoadPng(path.c_str(), &loaded), Ok) << kind.name;
+      const BitmapPointer page(loaded);
+      EXPECT_EQ(page->GetPixelFormat(), kind.hasAlpha ? PixelFormat32bppARGB : PixelFormat24bppRGB)
+          << kind.name;
+      std::vector<std::uint32_t> expected;
+      for (int y = 0; y < kHeight; ++y) {
+        for (int x = 0; x < kWidth; ++x) expected.push_back(test::PngColour(kind, x, y));
+      }
+      EXPECT_EQ(Pixels(page.get()), expected) << kind.name << (isInterlaced ? " interlaced" : "");
+    }
+  }
+}
+
+TEST(Png, RefusesWhatIsNoWholePng) {
+  const test::TemporaryFolder folder;
+  const std::wstring path = folder.Name(L"page.png");
+  const auto load = [&] {
+    Bitmap* loaded = nullptr;
+    const Status status = LoadPng(path.c_str(), &loaded);
+    EXPECT_EQ(loaded == nullptr, status != Ok);
+    BitmapHelper::DeleteBitmap(loaded);
+    return status;
+  };
+  EXPECT_EQ(load(), FileNotFound);
+  test::WriteBytes(folder.path() / "page.png", "P6 1 1 255\n   ");
+  EXPECT_EQ(load(), UnknownImageFormat);
+  test::WriteBytes(folder.path() / "page.png", "");
+  EXPECT_EQ(load(), UnknownImageFormat);
+
+  test::WritePng(folder.path() / "page.png", test::kPngKinds[0], 300, 200, false);
+  const std::string whole = test::ReadBytes(folder.path() / "page.png");
+  EXPECT_EQ(load(), Ok);
+  for (const std::size_t size : {std::size_t{8}, std::size_t{20}, whole.size() / 2}) {
+    test::WriteBytes(folder.path() / "page.png", whole.substr(0, size));
+    EXPECT_NE(load(), Ok) << size;
+  }
+}
+
+TEST(Png, WritesWhatItReads) {
+  const test::TemporaryFolder folder;
+  const std::wstring path = folder.Name(L"\u00e9.png");
+  const auto colour = [](int x, int y) {
+    return 0x80000000u + 0x102030u * static_cast<unsigned>(x) + static_cast<unsigned>(y);
+  };
+  const BitmapPointer pages[] = {MakePage(17, 5, colour),
+                                 MakePage(17, 5, colour, PixelFormat32bppARGB),
+                                 MakeBits({"#.#.......#", "...........", ".#........."})};
+  for (const BitmapPointer& page : pages) {
+    ASSERT_EQ(SavePng(page.get(), path.c_str()), Ok);
+    Bitmap* loaded = nullptr;
+    ASSERT_EQ(LoadPng(path.c_str(), &loaded), Ok);
+    EXPECT_EQ(Pixels(loaded), Pixels(page.get()));
+    BitmapHelper::DeleteBitmap(loaded);
+  }
+  EXPECT_NE(SavePng(pages[0].get(), folder.Name(L"missing/page.png").c_str()), Ok);
+}
+
+TEST(DevTestSaveBitmapAs, SavesAndLogsWhenTheSettingsAskForIt) {
+  const test::ScratchRegistry registry;
+  const test::TemporaryFolder folder;
+  test::SetSetting(HKEY_CURRENT_USER, L"Test", L"SaveIntermediateBitmapsEnabled", L"1");
+  test::SetSetting(HKEY_CURRENT_USER, L"Test", L"SaveIntermediateBitmapsPath", folder.Name());
+  test::LogCapture log;
+  const auto page = MakeFlat(5, 4, 0x123456);
+  BitmapHelper::DevTestSaveBitmapAs(page.get(), 7, 3, L"Mono", nullptr);
+
+  const auto lines = log.Take();
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].source, L"Rendering");
+  EXPECT_EQ(lines[0].tag, L"TRC");
+  const std::wstring start = L"BitmapHelper: Generated intermediate image ";
+  ASSERT_TRUE(lines[0].message.starts_with(start + L"Job007_2"));
+  const std::wstring name = lines[0].message.substr(start.size());
+  EXPECT_TRUE(name.ends_with(L"_Page03_Mono.png"));
+  EXPECT_EQ(name.size(), std::wstring(L"Job007_YYYYMMDD-HHMMSSmmm_Page03_Mono.png").size());
+  Bitmap* saved = nullptr;
+  ASSERT_EQ(LoadPng(folder.Name(name).c_str(), &saved), Ok);
+  EXPECT_EQ(Pixels(saved), Pixels(page.get()));
+  BitmapHelper::DeleteBitmap(saved);
+
+  // The settings hold for the process; saving that fails says nothing, the name is logged as ever.
+  test::SetSetting(HKEY_CURRENT_USER, L"Test", L"SaveIntermediateBitmapsEnabled", L"0");
+  BitmapHelper::DevTestSaveBitmapAs(page.get(), 1234, 100, L"a/b", nullptr);
+  ASSERT_THAT(log.TakeMessages(), testing::SizeIs(1));
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
+}
+
+}  // namespace
+}  // namespace orv

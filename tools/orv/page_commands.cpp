@@ -1,0 +1,610 @@
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+
+#include "orv/imaging/bitmap_helper.h"
+#include "orv/imaging/color_extensions.h"
+#include "orv/platform/console.h"
+#include "orv/text/format.h"
+#include "orv/text/utf8.h"
+#include "tools/orv/commands.h"
+#include "tools/orv/output.h"
+#include "tools/orv/page_file.h"
+
+namespace orv::tool {
+namespace {
+
+constexpr double kMillimetresPerInch = 25.4;
+
+/// The options of all page commands.
+struct PageOptions {
+  std::string input;
+  double dpi = 203;
+  bool json = false;
+
+  double Millimetres(int pixels) const { return pixels * kMillimetresPerInch / dpi; }
+};
+
+struct DitherOptions {
+  eBitmapDitherer method = eBitmapDithererFloydSteinberg;
+  int threshold = 128;
+};
+
+const std::map<std::string, eBitmapDitherer> kMethods = {
+    {"none", eBitmapDithererNone},
+    {"floyd-steinberg", eBitmapDithererFloydSteinberg},
+    {"sierra-lite", eBitmapDithererSierraLite},
+    {"matrix4", eBitmapDithererMatrix4},
+    {"matrix8", eBitmapDithererMatrix8},
+    {"matrix16", eBitmapDithererMatrix16},
+};
+
+void AddPageOptions(CLI::App* command, PageOptions* options) {
+  command->add_option("IN", options->input, "The page, a PNG image")->required();
+  command->add_option("--dpi", options->dpi, "Dots per inch of the print head, for sizes in mm")
+      ->check(CLI::Range(1.0, 100000.0))
+      ->capture_default_str();
+  command->add_flag("--json", options->json, "Print the result as JSON");
+}
+
+void AddDitherOptions(CLI::App* command, DitherOptions* options) {
+  command
+      ->add_option("--method", options->method,
+                   "none, floyd-steinberg (the default), sierra-lite, matrix4, matrix8 or matrix16")
+      ->transform(CLI::CheckedTransformer(kMethods).description("METHOD"));
+  command->add_option("--threshold", options->threshold, "Least grey value that becomes white")
+      ->capture_default_str();
+}
+
+/// A colour as six hexadecimal digits, with or without # in front.
+CLI::Option* AddColourOption(CLI::App* command, std::string* colour, const char* help) {
+  return command->add_option("--colour,--color", *colour, help)
+      ->check(CLI::Validator(
+          [](std::string& text) {
+            const std::size_t start = text.starts_with('#') ? 1 : 0;
+            const bool isColour =
+                text.size() == start + 6 &&
+                text.find_first_not_of("0123456789abcdefABCDEF", start) == std::string::npos;
+            return isColour ? std::string() : "not a colour such as E02020: " + text;
+          },
+          "RRGGBB"));
+}
+
+Color ToColour(const std::string& text) {
+  const std::size_t start = text.starts_with('#') ? 1 : 0;
+  return Color(0xFF000000 |
+               static_cast<std::uint32_t>(std::stoul(text.substr(start), nullptr, 16)));
+}
+
+/// Says on a terminal what is being done as long as it lives; large pages take a while.
+class Progress {
+ public:
+  Progress(const wchar_t* work, int width, int height) : work_(work) {
+    constexpr std::int64_t kLong = 2'000'000;  // pixels
+    isShown_ = std::int64_t{width} * height > kLong && IsTerminal(OutputStream::kMessages);
+    if (isShown_) WriteOutput(OutputStream::kMessages, WideToUtf8(Format(L"\r%ls ...", work)));
+  }
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+  ~Progress() {
+    if (isShown_) WriteOutput(OutputStream::kMessages, "\r" + std::string(50, ' ') + "\r");
+  }
+
+  void Report(int done, int all) {
+    const int percent = static_cast<int>(std::int64_t{done} * 100 / all);
+    if (!isShown_ || percent == percent_) return;
+    percent_ = percent;
+    WriteOutput(OutputStream::kMessages, WideToUtf8(Format(L"\r%ls ... %d %%", work_, percent)));
+  }
+
+ private:
+  const wchar_t* work_;
+  bool isShown_;
+  int percent_ = -1;
+};
+
+/// What a command found out, as lines of text or as members of a JSON object.
+class Report {
+ public:
+  explicit Report(const PageOptions& options) : options_(options) { json_.BeginObject(); }
+
+  void Text(const wchar_t* label, const char* key, const std::wstring& value) {
+    table_.Add({label, value});
+    json_.Member(key, value);
+  }
+
+  void Number(const wchar_t* label, const char* key, std::int64_t value) {
+    table_.Add({label, Format(L"%lld", static_cast<long long>(value))});
+    json_.Member(key, value);
+  }
+
+  /// A size in pixels and millimetres.
+  void Size(const wchar_t* label, const char* key, int width, int height) {
+    table_.Add({label, Format(L"%d x %d pixels, %.1f x %.1f mm", width, height,
+                              options_.Millimetres(width), options_.Millimetres(height))});
+    json_.Key(key);
+    json_.BeginObject();
+    json_.Member("width", width);
+    json_.Member("height", height);
+    json_.Member("widthMm", Rounded(options_.Millimetres(width)));
+    json_.Member("heightMm", Rounded(options_.Millimetres(height)));
+    json_.EndObject();
+  }
+
+  /// The first and the last of rows or columns, with where they are from the page's edge.
+  void Range(const wchar_t* label, const char* key, int first, int last) {
+    table_.Add({label, Format(L"%d to %d, %.1f to %.1f mm", first, last,
+                              options_.Millimetres(first), options_.Millimetres(last + 1))});
+    json_.Key(key);
+    json_.BeginObject();
+    json_.Member("first", first);
+    json_.Member("last", last);
+    json_.Member("firstMm", Rounded(options_.Millimetres(first)));
+    json_.Member("endMm", Rounded(options_.Millimetres(last + 1)));
+    json_.EndObject();
+  }
+
+  /// A count of pixels with its share of the page.
+  void Pixels(const wchar_t* label, const char* key, std::int64_t count, std::int64_t all) {
+    const double share =
+        all > 0 ? 100.0 * static_cast<double>(count) / static_cast<double>(all) : 0;
+    table_.Add({label, Format(L"%lld pixels, %.2f %%", static_cast<long long>(count), share)});
+    json_.Member(key, count);
+  }
+
+  JsonWriter& json() { return json_; }
+
+  /// Prints everything, and `more` behind it when it is text.
+  void Finish(const std::string& more = {}) {
+    json_.EndObject();
+    Print(options_.json ? json_.Text() : table_.TakeText() + more);
+  }
+
+ private:
+  static double Rounded(double millimetres) { return std::round(millimetres * 1000) / 1000; }
+
+  const PageOptions& options_;
+  Table table_;
+  JsonWriter json_;
+};
+
+std::int64_t PixelCount(Bitmap* page) {
+  return std::int64_t{page->GetWidth()} * std::int64_t{page->GetHeight()};
+}
+
+/// Calls `work(pixel, x, y)` for the blue, green and red bytes of every pixel.
+template <typename Work>
+void ForEachPixel(const PagePixels& pixels, const Work& work) {
+  for (int y = 0; y < pixels.height(); ++y) {
+    unsigned char* pixel = pixels.Row(y);
+    for (int x = 0; x < pixels.width(); ++x, pixel += 3) work(pixel, x, y);
+  }
+}
+
+bool IsWhite(const unsigned char* pixel) { return (pixel[0] & pixel[1] & pixel[2]) == 255; }
+
+std::int64_t CountInk(Bitmap* page) {
+  std::int64_t ink = 0;
+  ForEachPixel(PagePixels(page), [&](const unsigned char* pixel, int, int) {
+    if (!IsWhite(pixel)) ++ink;
+  });
+  return ink;
+}
+
+/// The page as one bit a pixel; ends the command without memory for it.
+PagePointer OneBitOf(Bitmap* page) {
+  PagePointer bits(BitmapHelper::CreateBitmap(static_cast<INT>(page->GetWidth()),
+                                              static_cast<INT>(page->GetHeight()),
+                                              PixelFormat1bppIndexed));
+  if (bits == nullptr) Fail(kUnreadable, L"not enough memory for the page");
+  BitmapHelper::GetMonochromeImage1BPP(page, bits.get());
+  return bits;
+}
+
+/// The rectangle that holds all ink; not valid on a page without any.
+struct Bounds {
+  int firstColumn = -1;
+  int firstRow = -1;
+  int lastColumn = -1;
+  int lastRow = -1;
+
+  bool IsValid() const { return lastRow >= 0; }
+  int Width() const { return lastColumn - firstColumn + 1; }
+  int Height() const { return lastRow - firstRow + 1; }
+};
+
+Bounds BoundsOf(Bitmap* bits) {
+  return {BitmapHelper::GetFirstContentColumn1BPP(bits), BitmapHelper::GetFirstContentRow1BPP(bits),
+          BitmapHelper::GetLastContentColumn1BPP(bits), BitmapHelper::GetLastContentRow1BPP(bits)};
+}
+
+void AddSize(Report* report, Bitmap* page) {
+  report->Size(L"page", "page", static_cast<int>(page->GetWidth()),
+               static_cast<int>(page->GetHeight()));
+}
+
+void AddBounds(Report* report, const Bounds& bounds) {
+  if (!bounds.IsValid()) {
+    report->json().Key("content");
+    report->json().Null();
+    return;
+  }
+  report->Size(L"content", "content", bounds.Width(), bounds.Height());
+  report->Range(L"columns", "columns", bounds.firstColumn, bounds.lastColumn);
+  report->Range(L"rows", "rows", bounds.firstRow, bounds.lastRow);
+}
+
+void AddMonoCommand(CLI::App* group) {
+  CLI::App* command = group->add_subcommand(
+      "mono", "Reduce a page to one bit a pixel: what is not pure white is ink");
+  const auto options = std::make_shared<PageOptions>();
+  const auto output = std::make_shared<std::string>();
+  AddPageOptions(command, options.get());
+  command->add_option("OUT", *output, "The one-bit PNG image to write")->required();
+  command->footer("Example:\n  orv page mono label.png label-mono.png");
+  command->callback([=] {
+    const GraphicsSession graphics;
+    const PagePointer page = LoadPage(ToWide(options->input));
+    const PagePointer bits = OneBitOf(page.get());
+    PageFiles files;
+    files.Add(bits.get(), ToWide(*output));
+    files.Finish();
+    Report report(*options);
+    AddSize(&report, page.get());
+    report.Pixels(L"ink", "ink", CountInk(page.get()), PixelCount(page.get()));
+    report.Text(L"written", "output", ToWide(*output));
+    report.Finish();
+  });
+}
+
+void AddDitherCommand(CLI::App* group) {
+  CLI::App* command =
+      group->add_subcommand("dither", "Dither a page to white and the colour of one print head");
+  const auto options = std::make_shared<PageOptions>();
+  const auto dither = std::make_shared<DitherOptions>();
+  const auto output = std::make_shared<std::string>();
+  const auto colour = std::make_shared<std::string>("000000");
+  AddPageOptions(command, options.get());
+  command->add_option("OUT", *output, "The PNG image to write")->required();
+  AddDitherOptions(command, dither.get());
+  AddColourOption(command, colour.get(), "The print colour")->capture_default_str();
+  command->footer(
+      "Examples:\n"
+      "  orv page dither photo.png dots.png\n"
+      "  orv page dither photo.png dots.png --method matrix8 --colour E02020");
+  command->callback([=] {
+    const GraphicsSession graphics;
+    const PagePointer page = LoadPage(ToWide(options->input));
+    Color printColour = ToColour(*colour);
+    const PagePointer dithered(
+        BitmapRasterizer::Dither(page.get(), dither->method, dither->threshold, printColour));
+    if (dithered == nullptr) Fail(kUnreadable, L"not enough memory to dither the page");
+    PageFiles files;
+    files.Add(dithered.get(), ToWide(*output));
+    files.Finish();
+    Report report(*options);
+    AddSize(&report, page.get());
+    report.Pixels(L"ink", "ink", CountInk(dithered.get()), PixelCount(page.get()));
+    report.Text(L"written", "output", ToWide(*output));
+    report.Finish();
+  });
+}
+
+/// Both planes as they print: one ink over the other on white paper.
+PagePointer PreviewOf(Bitmap* background, Bitmap* highlight) {
+  PagePointer preview(background->Clone(0, 0, static_cast<INT>(background->GetWidth()),
+                                        static_cast<INT>(background->GetHeight()),
+                                        PixelFormat24bppRGB));
+  if (preview == nullptr) Fail(kUnreadable, L"not enough memory for the preview");
+  const PagePixels ink(highlight);
+  ForEachPixel(PagePixels(preview.get()), [&](unsigned char* pixel, int x, int y) {
+    const unsigned char* other = ink.Row(y) + 3 * x;
+    for (int i = 0; i < 3; ++i) pixel[i] = std::min(pixel[i], other[i]);
+  });
+  return preview;
+}
+
+struct SplitOptions {
+  std::string colour;
+  double tolerance = 0.1;
+  std::string background;
+  std::string highlight;
+  std::string preview;
+};
+
+void AddToleranceOption(CLI::App* command, double* tolerance) {
+  command
+      ->add_option("--tolerance", *tolerance,
+                   "Greatest distance from the colour that still belongs to the highlight")
+      ->check(CLI::NonNegativeNumber)
+      ->capture_default_str();
+}
+
+void AddSplitCommand(CLI::App* group) {
+  CLI::App* command = group->add_subcommand(
+      "split", "Split a page for a printer with a black and a coloured print head");
+  const auto options = std::make_shared<PageOptions>();
+  const auto dither = std::make_shared<DitherOptions>();
+  const auto split = std::make_shared<SplitOptions>();
+  AddPageOptions(command, options.get());
+  AddDitherOptions(command, dither.get());
+  AddColourOption(command, &split->colour, "The second print colour")->required();
+  AddToleranceOption(command, &split->tolerance);
+  command->add_option("--background", split->background, "Where the black plane goes")->required();
+  command->add_option("--highlight", split->highlight, "Where the coloured plane goes")->required();
+  command->add_option("--preview", split->preview, "A picture of both planes on white paper");
+  command->footer(
+      "Examples:\n"
+      "  orv page split label.png --colour E02020 --background black.png --highlight red.png\n"
+      "  orv page split label.png --colour E02020 --tolerance 0.3 --method matrix8 \\\n"
+      "    --background black.png --highlight red.png --preview preview.png");
+  command->callback([=] {
+    const GraphicsSession graphics;
+    const PagePointer page = LoadPage(ToWide(options->input));
+    Color colour = ToColour(split->colour);
+    Bitmap* backgroundResult = nullptr;
+    Bitmap* highlightResult = nullptr;
+    Progress progress(L"Splitting the page", static_cast<int>(page->GetWidth()),
+                      static_cast<int>(page->GetHeight()));
+    const int isSplit =
+        BitmapHelper::SplitImage(page.get(), colour, split->tolerance, dither->method,
+                                 dither->threshold, &backgroundResult, &highlightResult);
+    const PagePointer background(backgroundResult);
+    const PagePointer highlight(highlightResult);
+    if (!isSplit) Fail(kUnreadable, L"not enough memory to split the page");
+
+    PageFiles files;
+    files.Add(background.get(), ToWide(split->background));
+    progress.Report(1, 3);
+    files.Add(highlight.get(), ToWide(split->highlight));
+    progress.Report(2, 3);
+    if (!split->preview.empty()) {
+      files.Add(PreviewOf(background.get(), highlight.get()).get(), ToWide(split->preview));
+    }
+    files.Finish();
+    Report report(*options);
+    AddSize(&report, page.get());
+    const std::int64_t all = PixelCount(page.get());
+    report.Pixels(L"background ink", "backgroundInk", CountInk(background.get()), all);
+    report.Pixels(L"highlight ink", "highlightInk", CountInk(highlight.get()), all);
+    report.Text(L"background", "background", ToWide(split->background));
+    report.Text(L"highlight", "highlight", ToWide(split->highlight));
+    if (!split->preview.empty()) report.Text(L"preview", "preview", ToWide(split->preview));
+    report.Finish();
+  });
+}
+
+void AddBoundsCommand(CLI::App* group) {
+  CLI::App* command =
+      group->add_subcommand("bounds", "Find the part of a page that has ink, all but pure white");
+  const auto options = std::make_shared<PageOptions>();
+  AddPageOptions(command, options.get());
+  command->footer("Example:\n  orv page bounds label.png --dpi 300");
+  command->callback([=] {
+    const GraphicsSession graphics;
+    const PagePointer page = LoadPage(ToWide(options->input));
+    const Bounds bounds = BoundsOf(OneBitOf(page.get()).get());
+    Report report(*options);
+    AddSize(&report, page.get());
+    AddBounds(&report, bounds);
+    report.Finish(bounds.IsValid() ? "" : "The page is white.\n");
+  });
+}
+
+void AddCompareCommand(CLI::App* group) {
+  CLI::App* command = group->add_subcommand(
+      "compare", "Compare two pages pixel by pixel; ends with 1 when they differ");
+  const auto options = std::make_shared<PageOptions>();
+  const auto other = std::make_shared<std::string>();
+  AddPageOptions(command, options.get());
+  command->add_option("OTHER", *other, "The page to compare with")->required();
+  command->footer("Example:\n  orv page compare before.png after.png");
+  command->callback([=] {
+    const GraphicsSession graphics;
+    const PagePointer first = LoadPage(ToWide(options->input));
+    const PagePointer second = LoadPage(ToWide(*other));
+    Report report(*options);
+    AddSize(&report, first.get());
+    if (first->GetWidth() != second->GetWidth() || first->GetHeight() != second->GetHeight()) {
+      report.Size(L"other page", "other", static_cast<int>(second->GetWidth()),
+                  static_cast<int>(second->GetHeight()));
+      report.json().Member("equal", false);
+      report.Finish("The pages differ in size.\n");
+      tool::Finish(kFindings);
+    }
+
+    const bool isInkEqual = BitmapHelper::Are1BPPBitmapsEqual(OneBitOf(first.get()).get(),
+                                                              OneBitOf(second.get()).get()) != 0;
+    std::int64_t count = 0;
+    Bounds bounds;
+    {
+      const PagePixels pixels(second.get());
+      ForEachPixel(PagePixels(first.get()), [&](const unsigned char* pixel, int x, int y) {
+        if (std::equal(pixel, pixel + 3, pixels.Row(y) + 3 * x)) return;
+        if (count++ == 0) bounds = {x, y, x, y};
+        bounds.firstColumn = std::min(bounds.firstColumn, x);
+        bounds.lastColumn = std::max(bounds.lastColumn, x);
+        bounds.lastRow = y;
+      });
+    }
+    report.Pixels(L"different", "different", count, PixelCount(first.get()));
+    report.Text(L"ink", "ink", isInkEqual ? L"the same" : L"different");
+    if (bounds.IsValid()) {
+      report.Range(L"columns", "columns", bounds.firstColumn, bounds.lastColumn);
+      report.Range(L"rows", "rows", bounds.firstRow, bounds.lastRow);
+    }
+    report.json().Member("equal", count == 0);
+    report.Finish(count == 0 ? "The pages are equal.\n" : "The pages differ.\n");
+    if (count != 0) tool::Finish(kFindings);
+  });
+}
+
+/// Distances of colours from one, remembered for those seen lately.
+class Distances {
+ public:
+  explicit Distances(const Color& colour) : colour_(colour), remembered_(kCount) {}
+
+  double To(std::uint32_t rgb) {
+    Entry& entry = remembered_[(rgb * 2654435761u) >> 16];
+    if (entry.rgb != rgb) {
+      entry = {rgb, ColorExtensions::CalculateToleranceCIE76(Color(0xFF000000 | rgb), colour_)};
+    }
+    return entry.distance;
+  }
+
+ private:
+  static constexpr std::size_t kCount = 1 << 16;
+  struct Entry {
+    std::uint32_t rgb = ~0u;
+    double distance = 0;
+  };
+
+  Color colour_;
+  std::vector<Entry> remembered_;
+};
+
+/// Where the pixels of a page lie from a colour at a tolerance.
+struct Explanation {
+  static constexpr int kBars = 16;       ///< the last one for everything farther
+  static constexpr int kBarsInside = 5;  ///< up to the tolerance
+  static constexpr double kNear = 1.25;  ///< near: up to this much of the tolerance
+
+  enum Class { kIn, kNearby, kOut, kNever };
+  std::array<std::int64_t, kBars> bars{};
+  std::array<std::int64_t, 4> classes{};
+};
+
+constexpr const char* kClassKeys[] = {"in", "near", "out", "never"};
+constexpr const wchar_t* kClassNames[] = {L"in the highlight", L"near it", L"out of it",
+                                          L"nearly white or black"};
+
+/// What becomes of a pixel of a class in the picture: the highlight colour, a loud one, or a pale
+/// shade of what it was.
+std::array<unsigned char, 3> ClassColour(Explanation::Class kind, const Color& highlight,
+                                         const unsigned char* pixel) {
+  if (kind == Explanation::kIn) {
+    return {highlight.GetBlue(), highlight.GetGreen(), highlight.GetRed()};
+  }
+  if (kind == Explanation::kNearby) return {255, 0, 255};
+  const double grey = ColorExtensions::CalculateGrayValue(pixel[2], pixel[1], pixel[0]);
+  const auto pale = static_cast<unsigned char>(255 - (255 - grey) / 4);
+  return {pale, pale, pale};
+}
+
+/// Counts the pixels of a page, which becomes the picture of where they lie.
+Explanation ExplainPage(Bitmap* page, const Color& colour, double tolerance) {
+  Explanation result;
+  Distances distances(colour);
+  const PagePixels pixels(page);
+  Progress progress(L"Measuring colours", pixels.width(), pixels.height());
+  ForEachPixel(pixels, [&](unsigned char* pixel, int x, int y) {
+    if (x == 0) progress.Report(y, pixels.height());
+    const std::uint32_t rgb =
+        std::uint32_t{pixel[2]} << 16 | std::uint32_t{pixel[1]} << 8 | pixel[0];
+    const Color own(0xFF000000 | rgb);
+    Explanation::Class kind = Explanation::kNever;
+    if (!ColorExtensions::IsNearlyWhite(own) && !ColorExtensions::IsNearlyBlack(own)) {
+      const double distance = distances.To(rgb);
+      kind = distance <= tolerance                        ? Explanation::kIn
+             : distance <= tolerance * Explanation::kNear ? Explanation::kNearby
+                                                          : Explanation::kOut;
+      // Bars end at their upper edge, so that the tolerance itself is inside.
+      const double bar = tolerance > 0 ? std::ceil(distance * Explanation::kBarsInside / tolerance)
+                                       : (distance > 0 ? Explanation::kBars : 1);
+      const double last = kind == Explanation::kIn ? Explanation::kBarsInside : Explanation::kBars;
+      ++result.bars[static_cast<std::size_t>(std::clamp(bar, 1.0, last)) - 1];
+    }
+    ++result.classes[kind];
+    const auto shade = ClassColour(kind, colour, pixel);
+    std::copy(shade.begin(), shade.end(), pixel);
+  });
+  return result;
+}
+
+/// The histogram as text, a bar of up to 40 signs for the fullest row.
+std::string HistogramText(const Explanation& explanation, double tolerance) {
+  const std::int64_t most = std::max<std::int64_t>(
+      1, *std::max_element(explanation.bars.begin(), explanation.bars.end()));
+  Table table({L"DISTANCE", L"PIXELS", L""});
+  for (int i = 0; i < Explanation::kBars; ++i) {
+    const double from = tolerance * i / Explanation::kBarsInside;
+    const std::int64_t count = explanation.bars[static_cast<std::size_t>(i)];
+    const bool isLast = i == Explanation::kBars - 1;
+    const std::wstring range =
+        isLast ? Format(L"above %.4g", from)
+               : Format(L"%.4g to %.4g", from, tolerance * (i + 1) / Explanation::kBarsInside);
+    const wchar_t sign = i < Explanation::kBarsInside ? L'#' : L'-';
+    table.Add({range, Format(L"%lld", static_cast<long long>(count)),
+               std::wstring(static_cast<std::size_t>((count * 40 + most - 1) / most), sign)});
+  }
+  return "\n" + table.TakeText();
+}
+
+void AddExplainCommand(CLI::App* group) {
+  CLI::App* command =
+      group->add_subcommand("explain", "Show how far a page's colours are from a highlight colour");
+  const auto options = std::make_shared<PageOptions>();
+  const auto colourText = std::make_shared<std::string>();
+  const auto tolerance = std::make_shared<double>(0.1);
+  const auto picture = std::make_shared<std::string>();
+  AddPageOptions(command, options.get());
+  AddColourOption(command, colourText.get(), "The highlight colour")->required();
+  AddToleranceOption(command, tolerance.get());
+  command->add_option("--picture", *picture,
+                      "A PNG image to write: the highlight in its colour, pixels just outside it\n"
+                      "in magenta, all others pale");
+  command->footer(
+      "Example:\n"
+      "  orv page explain label.png --colour E02020 --tolerance 0.2 --picture where.png");
+  command->callback([=] {
+    const GraphicsSession graphics;
+    const PagePointer page = LoadPage(ToWide(options->input));
+    const Color colour = ToColour(*colourText);
+    const Explanation explanation = ExplainPage(page.get(), colour, *tolerance);
+    if (!picture->empty()) {
+      PageFiles files;
+      files.Add(page.get(), ToWide(*picture));
+      files.Finish();
+    }
+    Report report(*options);
+    AddSize(&report, page.get());
+    report.json().Member("tolerance", *tolerance);
+    for (std::size_t i = 0; i < explanation.classes.size(); ++i) {
+      report.Pixels(kClassNames[i], kClassKeys[i], explanation.classes[i], PixelCount(page.get()));
+    }
+    report.json().Key("histogram");
+    report.json().BeginArray();
+    for (int i = 0; i < Explanation::kBars; ++i) {
+      report.json().BeginObject();
+      report.json().Member("from", *tolerance * i / Explanation::kBarsInside);
+      report.json().Member("pixels", explanation.bars[static_cast<std::size_t>(i)]);
+      report.json().EndObject();
+    }
+    report.json().EndArray();
+    report.Finish(HistogramText(explanation, *tolerance));
+  });
+}
+
+}  // namespace
+
+void AddPageCommands(CLI::App* program) {
+  CLI::App* group =
+      program->add_subcommand("page", "Prepare page images for print heads, as PNG files");
+  group->require_subcommand(1);
+  group->footer(
+      "Example:\n"
+      "  orv page split label.png --colour E02020 --background black.png --highlight red.png \\\n"
+      "    --preview preview.png");
+  AddMonoCommand(group);
+  AddDitherCommand(group);
+  AddSplitCommand(group);
+  AddBoundsCommand(group);
+  AddCompareCommand(group);
+  AddExplainCommand(group);
+}
+
+}  // namespace orv::tool

@@ -1,0 +1,97 @@
+#include "tools/orv/page_file.h"
+
+#include <filesystem>
+
+#include "orv/imaging/bitmap_helper.h"
+#include "orv/platform/files.h"
+#include "tools/orv/commands.h"
+#include "tools/orv/input.h"
+#include "tools/orv/output.h"
+
+namespace orv::tool {
+namespace {
+
+std::wstring Explain(Status status, const std::wstring& path) {
+  switch (status) {
+    case FileNotFound:
+      return L"cannot read " + path;
+    case UnknownImageFormat:
+      return path + L" is no PNG image";
+    case OutOfMemory:
+      return L"not enough memory for " + path;
+    default:
+      return path + L" is damaged";
+  }
+}
+
+/// A 24-bit page of what a 32-bit one with alpha looks like on white paper.
+PagePointer OverWhite(Bitmap* page) {
+  const INT width = static_cast<INT>(page->GetWidth());
+  const INT height = static_cast<INT>(page->GetHeight());
+  PagePointer flat(BitmapHelper::CreateBitmap(width, height, PixelFormat24bppRGB));
+  const Rect all(0, 0, width, height);
+  BitmapData from;
+  if (flat == nullptr ||
+      page->LockBits(&all, ImageLockModeRead, PixelFormat32bppARGB, &from) != Ok) {
+    return nullptr;
+  }
+  {
+    const PagePixels to(flat.get());
+    for (int y = 0; y < height; ++y) {
+      const auto* source = static_cast<const BYTE*>(from.Scan0) + std::ptrdiff_t{y} * from.Stride;
+      unsigned char* target = to.Row(y);
+      for (int x = 0; x < width; ++x, source += 4, target += 3) {
+        for (int i = 0; i < 3; ++i) {
+          const int shade = source[i] * source[3] + 255 * (255 - source[3]);
+          target[i] = static_cast<unsigned char>((shade + 127) / 255);
+        }
+      }
+    }
+  }
+  page->UnlockBits(&from);
+  return flat;
+}
+
+}  // namespace
+
+PagePointer LoadPage(const std::wstring& path) {
+  Bitmap* loaded = nullptr;
+  if (const Status status = LoadPng(path.c_str(), &loaded); status != Ok) {
+    Fail(kUnreadable, Explain(status, path));
+  }
+  PagePointer page(loaded);
+  if (page->GetPixelFormat() == PixelFormat32bppARGB) page = OverWhite(page.get());
+  if (page == nullptr) Fail(kUnreadable, Explain(OutOfMemory, path));
+  return page;
+}
+
+PageFiles::~PageFiles() {
+  std::error_code error;
+  for (const auto& [part, path] : files_) std::filesystem::remove(ToPath(part), error);
+}
+
+void PageFiles::Add(Bitmap* page, const std::wstring& path) {
+  files_.emplace_back(PartOf(path), path);
+  if (SavePng(page, files_.back().first.c_str()) != Ok) Fail(kUnreadable, L"cannot write " + path);
+}
+
+void PageFiles::Finish() {
+  for (const auto& [part, path] : files_) {
+    if (!MoveOver(part, path)) Fail(kUnreadable, L"cannot write " + path);
+  }
+  files_.clear();
+}
+
+PagePixels::PagePixels(Bitmap* page) : page_(page) {
+  const Rect all(0, 0, static_cast<INT>(page->GetWidth()), static_cast<INT>(page->GetHeight()));
+  if (page->LockBits(&all, ImageLockModeRead | ImageLockModeWrite, PixelFormat24bppRGB, &data_) !=
+      Ok) {
+    Fail(kUnreadable, L"cannot reach the pixels of a page");
+  }
+}
+
+unsigned char* PagePixels::Row(int y) const {
+  return static_cast<unsigned char*>(data_.Scan0) + std::ptrdiff_t{y} * data_.Stride;
+}
+
+}  // namespace orv::tool
