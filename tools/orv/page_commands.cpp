@@ -29,11 +29,6 @@ struct PageOptions {
   double Millimetres(int pixels) const { return pixels * kMillimetresPerInch / dpi; }
 };
 
-struct DitherOptions {
-  eBitmapDitherer method = eBitmapDithererFloydSteinberg;
-  int threshold = 128;
-};
-
 const std::map<std::string, eBitmapDitherer> kMethods = {
     {"none", eBitmapDithererNone},
     {"floyd-steinberg", eBitmapDithererFloydSteinberg},
@@ -41,6 +36,13 @@ const std::map<std::string, eBitmapDitherer> kMethods = {
     {"matrix4", eBitmapDithererMatrix4},
     {"matrix8", eBitmapDithererMatrix8},
     {"matrix16", eBitmapDithererMatrix16},
+};
+
+struct DitherOptions {
+  std::string name = "floyd-steinberg";
+  int threshold = 128;
+
+  eBitmapDitherer Method() const { return kMethods.at(name); }
 };
 
 void AddPageOptions(CLI::App* command, PageOptions* options) {
@@ -53,9 +55,10 @@ void AddPageOptions(CLI::App* command, PageOptions* options) {
 
 void AddDitherOptions(CLI::App* command, DitherOptions* options) {
   command
-      ->add_option("--method", options->method,
-                   "none, floyd-steinberg (the default), sierra-lite, matrix4, matrix8 or matrix16")
-      ->transform(CLI::CheckedTransformer(kMethods).description("METHOD"));
+      ->add_option("--method", options->name,
+                   "none, floyd-steinberg, sierra-lite, matrix4, matrix8 or matrix16")
+      ->check(CLI::IsMember(kMethods).description("METHOD"))
+      ->capture_default_str();
   command->add_option("--threshold", options->threshold, "Least grey value that becomes white")
       ->capture_default_str();
 }
@@ -281,7 +284,7 @@ void AddDitherCommand(CLI::App* group) {
     const PagePointer page = LoadPage(ToWide(options->input));
     Color printColour = ToColour(*colour);
     const PagePointer dithered(
-        BitmapRasterizer::Dither(page.get(), dither->method, dither->threshold, printColour));
+        BitmapRasterizer::Dither(page.get(), dither->Method(), dither->threshold, printColour));
     if (dithered == nullptr) Fail(kUnreadable, L"not enough memory to dither the page");
     PageFiles files;
     files.Add(dithered.get(), ToWide(*output));
@@ -351,7 +354,7 @@ void AddSplitCommand(CLI::App* group) {
     Progress progress(L"Splitting the page", static_cast<int>(page->GetWidth()),
                       static_cast<int>(page->GetHeight()));
     const int isSplit =
-        BitmapHelper::SplitImage(page.get(), colour, split->tolerance, dither->method,
+        BitmapHelper::SplitImage(page.get(), colour, split->tolerance, dither->Method(),
                                  dither->threshold, &backgroundResult, &highlightResult);
     const PagePointer background(backgroundResult);
     const PagePointer highlight(highlightResult);
