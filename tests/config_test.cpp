@@ -95,6 +95,13 @@ LogLine Trace(const CString& message) { return {L"TRC", L"", L"", message}; }
 LogLine Warning(const CString& message) { return {L"WAR", L"", L"", message}; }
 LogLine Error(const CString& message) { return {L"ERR", L"", L"", message}; }
 
+/// A piece of the file, what is put into its place, and what comes of it.
+struct Change {
+  const wchar_t* piece;
+  const wchar_t* by;
+  const wchar_t* result;
+};
+
 class ConfigLoad : public testing::Test {
  protected:
   ~ConfigLoad() override {
@@ -150,11 +157,7 @@ TEST_F(ConfigLoad, TellsEveryStep) {
 }
 
 TEST_F(ConfigLoad, EndsAtTheFirstElementThatMustBeThere) {
-  const struct {
-    const wchar_t* piece;
-    const wchar_t* by;
-    const wchar_t* element;
-  } cases[] = {
+  const Change cases[] = {
       {L"<fileInfo>[{version=12}]</fileInfo>", L"", L"<fileInfo>"},
       {L"<fileInfo>[{version=12}]", L"<fileInfo>", L"<fileinfo><properties>"},
       {L"<model>[{modelId=7}]</model>", L"", L"<device><model>"},
@@ -186,10 +189,10 @@ TEST_F(ConfigLoad, EndsAtTheFirstElementThatMustBeThere) {
       {L"[{conveyorSpeed=1}]", L"", L"<conveyorSpeed><properties>"},
   };
   for (const auto& test : cases) {
-    SCOPED_TRACE(orv::WideToUtf8(test.element));
+    SCOPED_TRACE(orv::WideToUtf8(test.result));
     EXPECT_EQ(Load(With(test.piece, test.by)), nullptr);
     EXPECT_THAT(Complaints(), ElementsAre(Error(L"Error parsing the config file " + path_ +
-                                                L". Details: Required element " + test.element +
+                                                L". Details: Required element " + test.result +
                                                 L" was not found!")));
   }
 }
@@ -201,11 +204,7 @@ TEST_F(ConfigLoad, EndsAtAPropertyThatMustBeThere) {
       L"Missing property in <device><headsOffsetX><properties>: Min, Max or Step is missing!";
   constexpr wchar_t kDarkness[] =
       L"Missing property in <device><darkness><properties>: Min, Max, Step or Default is missing!";
-  const struct {
-    const wchar_t* piece;
-    const wchar_t* by;
-    const wchar_t* error;
-  } cases[] = {
+  const Change cases[] = {
       {L"globalOffsetYMin=-1|", L"", kOffsetY},
       {L"globalOffsetYStep=1|", L"", kOffsetY},
       {L"|globalOffsetYMax=2", L"", kOffsetY},
@@ -223,10 +222,10 @@ TEST_F(ConfigLoad, EndsAtAPropertyThatMustBeThere) {
        L"be filled!"},
   };
   for (const auto& test : cases) {
-    SCOPED_TRACE(orv::WideToUtf8(test.error));
+    SCOPED_TRACE(orv::WideToUtf8(test.result));
     EXPECT_EQ(Load(With(test.piece, test.by)), nullptr);
     EXPECT_THAT(Complaints(), ElementsAre(Error(L"Error parsing the config file " + path_ +
-                                                L". Details: " + test.error)));
+                                                L". Details: " + test.result)));
   }
   EXPECT_EQ(Load(L"<other/>"), nullptr);
   EXPECT_THAT(Messages(), ElementsAre(L"Error parsing the config file " + path_ +
@@ -262,10 +261,7 @@ TEST_F(ConfigLoad, FindsSectionsOnlyInTheirOrder) {
 }
 
 TEST_F(ConfigLoad, WarnsOfWhatItDoesNotKnow) {
-  const struct {
-    const wchar_t* before;  ///< where `{x=y}` is put
-    const wchar_t* warning;
-  } unknown[] = {
+  const std::pair<const wchar_t*, const wchar_t*> unknown[] = {
       {L"{version", L"<fileInfo><properties>: x = y"},
       {L"{modelId", L"<device><model><properties>: x = y"},
       {L"{widthMax", L"<device><label><properties>: x = y"},
@@ -284,15 +280,12 @@ TEST_F(ConfigLoad, WarnsOfWhatItDoesNotKnow) {
       {L"{optionName", L"Option Family 'Belt': x = y"},
       {L"{conveyorSpeed=1", L"<conveyorSpeed><properties>: x = y"},
   };
+  // The unknown key is put before a piece of the file.
   for (const auto& [before, warning] : unknown) {
     EXPECT_NE(Load(With(before, std::wstring(L"{x=y}") + before)), nullptr);
     EXPECT_THAT(Complaints(), ElementsAre(Warning(CString(L"Unknown property in ") + warning)));
   }
-  const struct {
-    const wchar_t* piece;
-    const wchar_t* by;
-    const wchar_t* warning;
-  } odd[] = {
+  const Change odd[] = {
       {L"{optionName=B", L"{optionName=",
        L"Option Family 'Belt' has an option without a name. Ignoring it!"},
       {L"[{optionName=B}]<conveyorSpeed>[{conveyorSpeed=1}]</conveyorSpeed>", L"",
@@ -304,7 +297,7 @@ TEST_F(ConfigLoad, WarnsOfWhatItDoesNotKnow) {
   };
   for (const auto& test : odd) {
     EXPECT_NE(Load(With(test.piece, test.by)), nullptr);
-    EXPECT_THAT(Complaints(), ElementsAre(Warning(test.warning)));
+    EXPECT_THAT(Complaints(), ElementsAre(Warning(test.result)));
   }
   // The reserved key is no unknown one.
   EXPECT_NE(Load(With(L"<generalSettings>[", L"<generalSettings>[{Test=1|test=2}")), nullptr);
@@ -454,10 +447,7 @@ std::wstring EntriesText(int defaultNumber, const Entries& entries) {
 }
 
 TEST_F(ConfigLoad, CarriesTheCurrentModeOverFromEntryToEntry) {
-  const struct {
-    const wchar_t* section;
-    const wchar_t* entries;
-  } cases[] = {
+  const std::pair<const wchar_t*, const wchar_t*> cases[] = {
       {L"[{printModedefault=DirectThermal}]", L"0:"},
       {L"[{printModedefault=directthermal}]<printMode>[{DirectThermal=true}]</printMode>",
        L"1: 1+"},
@@ -474,19 +464,16 @@ TEST_F(ConfigLoad, CarriesTheCurrentModeOverFromEntryToEntry) {
   const std::wstring_view whole =
       L"[{printModedefault=DirectThermal}]<printMode>[{ThermalTransfer=true}]</printMode>"
       L"<printMode>[{DirectThermal=TRUE}]</printMode>";
-  for (const auto& test : cases) {
-    const auto config = Load(With(whole, test.section));
+  for (const auto& [section, entries] : cases) {
+    const auto config = Load(With(whole, section));
     ASSERT_NE(config, nullptr);
     const PrintModes& modes = config->device.printModes;
-    EXPECT_EQ(EntriesText(modes.defaultMode, modes.modes), test.entries);
+    EXPECT_EQ(EntriesText(modes.defaultMode, modes.modes), entries);
   }
 }
 
 TEST_F(ConfigLoad, ReadsSensorsByTheirNames) {
-  const struct {
-    const wchar_t* section;
-    const wchar_t* entries;
-  } cases[] = {
+  const std::pair<const wchar_t*, const wchar_t*> cases[] = {
       {L"[{SensorTypeDefault=ReflectiveTop}]<sensorType>[{SensorTypeContinous=true|"
        L"sensortypereflectivetop=false|SensorTypeGap=true|SensorTypeReflectiveBottom=true|"
        L"SensorTypeExternalPosEdge=true|sensorTypeExternalNegEdge=true}]</sensorType>",
@@ -501,11 +488,11 @@ TEST_F(ConfigLoad, ReadsSensorsByTheirNames) {
   };
   const std::wstring_view whole =
       L"[{SensorTypeDefault=Gap}]<sensorType>[{SensorTypeGap=true}]</sensorType>";
-  for (const auto& test : cases) {
-    const auto config = Load(With(whole, test.section));
+  for (const auto& [section, entries] : cases) {
+    const auto config = Load(With(whole, section));
     ASSERT_NE(config, nullptr);
     const SensorTypes& sensors = config->device.sensorTypes;
-    EXPECT_EQ(EntriesText(sensors.defaultType, sensors.types), test.entries);
+    EXPECT_EQ(EntriesText(sensors.defaultType, sensors.types), entries);
   }
 }
 
@@ -870,31 +857,28 @@ TEST(Cache, CountsItsReferencesAndKeepsTheFirstRecord) {
 
 TEST_F(ConfigLoad, FindsTheFileOfAPrinter) {
   const orv::test::ScratchRegistry registry;
-  const struct {
-    const wchar_t* driver;
-    const wchar_t* file;
-  } cases[] = {
+  const std::pair<const wchar_t*, const wchar_t*> cases[] = {
       {L"ORV-LX 4.3/300P+", L"orv_conf_lx43300pp.xml"},
       {L"Orv-A4+ 600", L"orv_conf_a4p600.xml"},
       {L"ORV LX", L"orv_conf_orvlx.xml"},
       {L"a++b", L"orv_conf_appb.xml"},
       {L"oorv-rv-x", L"orv_conf_orvx.xml"},  // what a removal leaves is not looked at again
   };
-  for (const auto& test : cases) {
-    const orv::test::TestPrinter printer(L"Test printer", test.driver);
+  for (const auto& [driver, file] : cases) {
+    const orv::test::TestPrinter printer(L"Test printer", driver);
     wchar_t text[40];
     EXPECT_TRUE(CConfigParser::GetPrinterName(printer.handle(), text, 40, nullptr));
     EXPECT_STREQ(text, L"Test printer");
     EXPECT_TRUE(CConfigParser::GetPrinterDriverName(printer.handle(), text, 40, nullptr));
-    EXPECT_STREQ(text, test.driver);
+    EXPECT_STREQ(text, driver);
     EXPECT_TRUE(CConfigParser::GetConfigXmlFilenameForPrinter(printer.handle(), text, 40, nullptr));
-    EXPECT_STREQ(text, test.file);
+    EXPECT_STREQ(text, file);
     EXPECT_TRUE(CConfigParser::GetConfigXmlFilenameForPrinter(printer.handle(), text, 5, nullptr));
     EXPECT_STREQ(text, L"orv_");
     EXPECT_TRUE(CConfigParser::GetPrinterName(printer.handle(), text, 1, nullptr));
     EXPECT_STREQ(text, L"");
 
-    WriteBytes(folder_.path() / orv::ToPath(test.file), orv::WideToUtf8(Expand(kFile)));
+    WriteBytes(folder_.path() / orv::ToPath(file), orv::WideToUtf8(Expand(kFile)));
     CLoggerClient client;
     client.m_stModuleFolder = folder_.Name();
     Config* config = nullptr;

@@ -158,10 +158,7 @@ std::string EncryptedBlock(std::string_view plain) {
 }
 
 TEST(AesCbc, ChecksEveryByteOfThePadding) {
-  const struct {
-    std::string block;
-    std::string plain;
-  } cases[] = {
+  const std::pair<std::string, std::string> cases[] = {
       {std::string(15, 'a') + '\x01', std::string(15, 'a')},
       {std::string(16, '\x10'), ""},
       {"abcdefghijklmn\x02\x02", "abcdefghijklmn"},
@@ -171,12 +168,11 @@ TEST(AesCbc, ChecksEveryByteOfThePadding) {
       {'\x0f' + std::string(15, '\x10'), "null"},
       {std::string(15, 'a') + '\xff', "null"},
   };
-  for (const auto& test : cases) {
+  for (const auto& [block, plain] : cases) {
     const std::string printed = PrintedBy([&] {
-      EXPECT_EQ(Decrypt(kKey, kVectors[0], EncryptedBlock(test.block)), test.plain)
-          << ToHex(test.block);
+      EXPECT_EQ(Decrypt(kKey, kVectors[0], EncryptedBlock(block)), plain) << ToHex(block);
     });
-    EXPECT_EQ(printed.empty(), test.plain != "null");
+    EXPECT_EQ(printed.empty(), plain != "null");
   }
 }
 
@@ -226,36 +222,17 @@ TEST(EncryptionAes, EveryThreadHasTheSameVectorsAndItsObjectsShareThem) {
 }
 
 TEST(EncryptionAes, RepeatsShortKeyTextsAndCutsLongOnes) {
-  const struct {
-    std::string text;
-    std::string key;
-  } cases[] = {
+  const std::pair<std::string, std::string> cases[] = {
       {std::string(kKey), std::string(kKey)},
       {std::string(kKey) + "more", std::string(kKey)},
       {"abcdefghijk", "abcdefghijkabcdefghijkabcdefghij"},
       {"a", std::string(32, 'a')},
       {"", std::string(32, '\0')},  // and does not hang
   };
-  for (const auto& test : cases) {
-    const CEncryptionAES cipher(test.text, "CNF");
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(cipher.m_pKey), cipher.m_nKeyLength), test.key);
+  for (const auto& [text, key] : cases) {
+    const CEncryptionAES cipher(text, "CNF");
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(cipher.m_pKey), cipher.m_nKeyLength), key);
     EXPECT_EQ(cipher.m_nErrorCode, 0u);
-  }
-}
-
-TEST(EncryptionAes, LaysOutAndReadsAnyMarker) {
-  for (const std::string marker : {"", "CNF", "a long marker"}) {
-    CEncryptionAES cipher(CStringA(kKey), marker);
-    DWORD length = 0;
-    BYTE* const bytes = cipher.EncryptAsBytes(BytesOf(kAlphabet), 26, &length);
-    const std::string form = Take(bytes, length);
-    EXPECT_EQ(form.size(), marker.size() + 1 + 16 + 32);
-    EXPECT_EQ(form.substr(0, marker.size() + 1), marker + "\x01");
-    const std::string vector = form.substr(marker.size() + 1, 16);
-    EXPECT_EQ(form.substr(marker.size() + 17), Encrypt(kKey, vector, kAlphabet));
-    DWORD code = 99;
-    BYTE* const plain = cipher.DecryptAsBytes(BytesOf(form), length, &length, &code);
-    EXPECT_EQ(Take(plain, length), kAlphabet);
   }
 }
 
@@ -299,10 +276,7 @@ TEST_F(ProtectedFile, IsTheBytesOfOpensslBehindItsHeader) {
 }
 
 TEST_F(ProtectedFile, LoadsPlainAndProtectedTextAlike) {
-  const struct {
-    std::string bytes;
-    CString text;
-  } cases[] = {
+  const std::pair<std::string, CString> cases[] = {
       {"x", L"x"},
       {"CN", L"CN"},
       {"cnf is no marker", L"cnf is no marker"},
@@ -311,12 +285,12 @@ TEST_F(ProtectedFile, LoadsPlainAndProtectedTextAlike) {
       {std::string("a\0b", 3), CString(L"a\0b", 3)},
       {"\xC3\xA9\xE2\x82", L"\u00e9\uFFFD"},
   };
-  for (const auto& test : cases) {
-    Write(L"plain", test.bytes);
+  for (const auto& [bytes, text] : cases) {
+    Write(L"plain", bytes);
     ASSERT_EQ(CCryptoHelper::AesEncryptFile(Name(L"plain"), Name(L"made"), nullptr), 0u);
     log_.Take();
     for (const wchar_t* name : {L"plain", L"made"}) {
-      EXPECT_EQ(Load(name), test.text);
+      EXPECT_EQ(Load(name), text);
       EXPECT_TRUE(lines_.empty());
     }
   }
@@ -328,10 +302,7 @@ TEST_F(ProtectedFile, RefusesEveryCutAndWrongHeaderWithItsCode) {
   Write(L"good", good);
   ASSERT_EQ(Load(L"good"), L"text");
 
-  const struct {
-    std::string bytes;
-    int code;
-  } cases[] = {
+  const std::pair<std::string, int> cases[] = {
       {"CNF", 5},
       {std::string("CNF\0", 4) + good.substr(4), 4},
       {std::string("CNF\0", 4), 4},
@@ -346,10 +317,10 @@ TEST_F(ProtectedFile, RefusesEveryCutAndWrongHeaderWithItsCode) {
       {good + "x", 0},
       {good + good.substr(20), 0},
   };
-  for (const auto& test : cases) {
-    SCOPED_TRACE(ToHex(test.bytes));
-    const CString code = std::to_wstring(test.code);
-    Write(L"bad", test.bytes);
+  for (const auto& [bytes, number] : cases) {
+    SCOPED_TRACE(ToHex(bytes));
+    const CString code = std::to_wstring(number);
+    Write(L"bad", bytes);
     PrintedBy([&] {
       EXPECT_EQ(Load(L"bad"), L"");
       EXPECT_THAT(lines_, ElementsAre(Error(L"Error in CEncryptionAES::DecryptAsBytes for file " +

@@ -93,7 +93,7 @@ bool FindPadding(const BYTE* plain, DWORD paddedLength, DWORD* plainLength) {
 /// Decrypts and finds the padding. `*plain` may hold bytes after a failure.
 CryptoFailure DecryptPadded(orv::AesCbc* cipher, const BYTE (&vector)[kAesBlockSize],
                             const BYTE* data, DWORD length, HeapBuffer* plain, DWORD* plainLength) {
-  if (length == 0 || length % kAesBlockSize != 0) {
+  if (length == 0 || length % kAesBlockSize != 0 || length > orv::kMaxCipherLength) {
     return {CryptoStep::kDecrypt, orv::kStatusInvalidBufferSize};
   }
   if (CryptoFailure failure = cipher->Decrypt(vector, data, length, plain)) return failure;
@@ -202,6 +202,10 @@ BYTE* AesCbcEncrypt(const BYTE* key, DWORD keyLength, const BYTE* iv, DWORD ivLe
   orv::AesCbc cipher;
   BYTE vector[kAesBlockSize];
   if (!Prepare(key, keyLength, iv, ivLength, vector, &cipher)) return nullptr;
+  if (plainLength >= orv::kMaxCipherLength) {
+    Report({CryptoStep::kEncrypt, orv::kStatusInvalidBufferSize});
+    return nullptr;
+  }
   HeapBuffer encrypted;
   if (Report(cipher.ExportKey()) ||
       Report(cipher.Encrypt(vector, plain, plainLength, &encrypted, cipherLength))) {

@@ -44,6 +44,9 @@ inline constexpr std::uint32_t kStatusInvalidBufferSize = 0xC0000206;
 
 inline constexpr DWORD kAesBlockSize = 16;
 inline constexpr DWORD kSha256Size = 32;
+/// The longest cipher text: systems count it in signed integers. Longer ones are for the caller to
+/// refuse.
+inline constexpr DWORD kMaxCipherLength = 0x7FFFFFF0;
 
 /// AES in CBC mode with one key. One thread at a time.
 class AesCbc {

@@ -59,10 +59,6 @@ CryptoFailure AesCbc::SetKey(const BYTE* key, DWORD keyLength) {
 
 CryptoFailure AesCbc::Encrypt(const BYTE (&vector)[kAesBlockSize], const BYTE* plain,
                               DWORD plainLength, HeapBuffer* cipher, DWORD* cipherLength) {
-  // The library counts in signed integers, and the padded text must fit one.
-  if (plainLength > 0x7FFFFFFF - kAesBlockSize) {
-    return {CryptoStep::kEncrypt, kStatusInvalidBufferSize};
-  }
   const DWORD padded = (plainLength / kAesBlockSize + 1) * kAesBlockSize;
   cipher->reset(static_cast<BYTE*>(HeapAllocate(padded)));
   if (*cipher == nullptr) return {CryptoStep::kAllocate, 0};
@@ -82,7 +78,6 @@ CryptoFailure AesCbc::Encrypt(const BYTE (&vector)[kAesBlockSize], const BYTE* p
 
 CryptoFailure AesCbc::Decrypt(const BYTE (&vector)[kAesBlockSize], const BYTE* cipher,
                               DWORD cipherLength, HeapBuffer* plain) {
-  if (cipherLength > 0x7FFFFFFF) return {CryptoStep::kDecrypt, kStatusInvalidBufferSize};
   plain->reset(static_cast<BYTE*>(HeapAllocate(cipherLength)));
   if (*plain == nullptr) return {CryptoStep::kAllocate, 0};
   EVP_CIPHER_CTX* const context = state_->context.get();
