@@ -10,6 +10,7 @@ int main(int argc, char** argv) {
   CLI::App program("Printer configuration, settings, pages and logs of the label-printer driver.",
                    "orv");
   program.require_subcommand(1);
+  program.allow_windows_style_options(false);  // arguments such as /list/item are no options
   AddConfigCommands(&program);
   AddDevmodeCommands(&program);
   AddStockCommands(&program);
