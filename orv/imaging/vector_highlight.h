@@ -22,9 +22,9 @@ constexpr double kGreatestDistance = 1e6;
 
 constexpr int kColours = 4 * kHalves;  ///< colours in a vector
 
-/// The cube root of a positive number to about 10 units in the last place. The first guess, from
-/// the bits of the number, is the reciprocal's within 5 %; a step of third order and one of second
-/// order follow. No guess is right for zero, which only black has, and black is decided before.
+/// The cube root of a positive number, within 6.6 times 2^-24 of it. The first guess, from the bits
+/// of the number, is that of the reciprocal within 3.5 %; a step of third order and one of second
+/// order follow. Zero has no root here; only black has it, and black is decided before.
 inline VecFloat CubeRoot(VecFloat t) {
   const VecFloat one = SetFloat(1.0f);
   const VecFloat third = SetFloat(1.0f / 3.0f);
