@@ -238,8 +238,7 @@ Bitmap* Bitmap::Clone(INT x, INT y, INT width, INT height, PixelFormat format) c
   if (Record(status) != Ok) return nullptr;
   if (format == format_) clone->palette_ = palette_;
   // What no pixel covers: padding, and the rest of a last byte that holds fewer than eight pixels.
-  const INT covered =
-      static_cast<INT>(static_cast<std::int64_t>(width) * BitsPerPixel(format) / 8);
+  const INT covered = static_cast<INT>(static_cast<std::int64_t>(width) * BitsPerPixel(format) / 8);
   for (INT row = 0; row < height; ++row) {
     std::memset(clone->Row(row) + covered, 0, static_cast<std::size_t>(clone->stride_ - covered));
   }
