@@ -155,19 +155,22 @@ bool FindDigest(std::wstring* text, DigestPlace* place) {
       !xml.FindChildElem(L"properties") || !xml.IntoElem()) {
     return false;
   }
+  bool found = false;
   std::size_t last = 0;
   std::size_t lastEnd = 0;
   while (xml.FindChildElem(L"property")) {
     xml.IntoElem();
     if (EqualsIgnoreCase(xml.GetAttrib(L"name"), L"sha256")) {
       if (xml.GetContentOffset() < 0) return false;
+      // Of several the last one counts when the file is loaded.
       *place = {static_cast<std::size_t>(xml.GetContentOffset()), xml.GetElemContent().size()};
-      return true;
+      found = true;
     }
     last = static_cast<std::size_t>(xml.GetElemOffset());
     lastEnd = last + xml.GetSubDoc().size();
     xml.OutOfElem();
   }
+  if (found) return true;
   if (lastEnd == 0) return false;
   // A line of its own, indented as the property before it.
   const std::size_t line = text->find_last_not_of(L" \t", last - 1) + 1;
