@@ -221,8 +221,8 @@ TEST_P(Kernels, ReduceToOneBitAlike) {
     kernels.monochrome(plane, bits.data(), (plane.width + 7) / 8);
     for (int y = 0; y < plane.height; ++y) {
       const int size = (plane.width + 7) / 8;
-      std::memset(plane.Row(y), 0, static_cast<std::size_t>(3 * plane.width));
-      std::memcpy(plane.Row(y), bits.data() + y * size, static_cast<std::size_t>(size));
+      std::fill_n(plane.Row(y), 3 * plane.width, std::uint8_t{0});
+      std::copy_n(bits.begin() + y * size, size, plane.Row(y));
     }
   });
 }

@@ -10,7 +10,7 @@
 #include "orv/platform/files.h"
 #include "orv/platform/graphics.h"
 #include "tests/fixtures.h"
-#include "tools/orv/commands.h"
+#include "tools/orv/exit_code.h"
 
 namespace orv::tool {
 namespace {

@@ -9,7 +9,7 @@
 
 #include "orv/text/utf8.h"
 #include "tests/fixtures.h"
-#include "tools/orv/commands.h"
+#include "tools/orv/exit_code.h"
 #include "tools/orv/input.h"
 #include "tools/orv/log_entry.h"
 #include "tools/orv/output.h"

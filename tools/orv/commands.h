@@ -2,19 +2,13 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/orv/exit_code.h"
+
 /// The command families of the orv program. Each function adds its group with all its commands to
 /// the program; a command runs from its callback and ends with an `ExitCode` by throwing
 /// `CLI::RuntimeError` when it is not `kDone`.
 
 namespace orv::tool {
-
-/// What the program's exit tells a script.
-enum ExitCode {
-  kDone = 0,
-  kFindings = 1,    ///< the command ran and found something wrong
-  kUsage = 2,       ///< the command line is wrong
-  kUnreadable = 3,  ///< something could not be read or written
-};
 
 void AddConfigCommands(CLI::App* program);
 void AddDevmodeCommands(CLI::App* program);
