@@ -1,3 +1,4 @@
+#include <filesystem>
 #include <memory>
 #include <utility>
 
@@ -23,6 +24,16 @@ constexpr int kFirstOtherVersion = 13;
 
 void LogTrace(CLoggerClient* logger, const wchar_t* message) {
   CLogger::Log(eLogLevelTrace, logger, message, nullptr);
+}
+
+/// The file's text, empty when there is none. A folder, a pipe or a device has no size that could
+/// be read: it counts as a file that cannot be loaded, and nothing is thrown at those who load.
+CString LoadText(const std::wstring& path, CLoggerClient* logger) {
+  try {
+    return CCryptoHelper::LoadFileUTF8(path, logger);
+  } catch (const std::filesystem::filesystem_error&) {
+    return {};
+  }
 }
 
 /// Reports a digest that is not that of the file. A file without one is taken as it is, and no file
@@ -64,7 +75,7 @@ bool CConfigParser::Load(const std::wstring& path, Config** config, ConfigsCache
   *config = nullptr;
   if (cache != nullptr && (*config = cache->GetConfig(path)) != nullptr) return true;
 
-  CString text = CCryptoHelper::LoadFileUTF8(path, logger);
+  CString text = LoadText(path, logger);
   if (text.empty()) {
     LogFormat(eLogLevelError, logger, nullptr, L"Unable to load the config file %ls", path.c_str());
     return false;

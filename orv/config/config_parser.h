@@ -19,8 +19,6 @@ class ORV_EXPORT CConfigParser {
   /// Loads the file at `path` into `*config`, which is null after a failure. With a cache the
   /// record belongs to the cache, and a path that it holds is answered without a look at the file;
   /// without one the caller deletes it. A digest that does not match is logged, never refused.
-  /// Throws `std::filesystem::filesystem_error` when the size of what exists cannot be read (a
-  /// folder).
   static bool Load(const std::wstring& path, Config** config, ConfigsCache* cache,
                    CLoggerClient* logger);
   /// Loads the file of a printer: the one named after its driver in the folder of the logger

@@ -151,6 +151,7 @@ CString CConfigParser::ParseDeviceHeadsOffsetX(CMarkup& xml, HeadsOffsetX& offse
   Range range;
   orv::ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
     if (orv::StoreProperty<Range>(orv::kHeadsOffsetXProperties, name, value, range)) return;
+    if (!CLogger::IsEnabled(eLogLevelWarning, nullptr)) return;
     // The odd words at the end are what people who read these logs search for.
     const CString key(name);
     orv::LogFormat(eLogLevelWarning, logger, nullptr,

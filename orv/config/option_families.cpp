@@ -58,7 +58,8 @@ CString ReadOptions(CMarkup& markup, OptionFamily<Kind>& family, CLoggerClient* 
     Kind option;
     orv::ForEachProperty(markup, [&](std::wstring_view name, std::wstring_view value) {
       if (!orv::StoreProperty<Option>(orv::kOptionProperties, name, value, option) &&
-          !orv::StoreProperty<Kind>(orv::KindProperties<Kind>::kTable, name, value, option)) {
+          !orv::StoreProperty<Kind>(orv::KindProperties<Kind>::kTable, name, value, option) &&
+          CLogger::IsEnabled(eLogLevelWarning, nullptr)) {
         Warn(client, family, L"Unknown property in Option Family '%ls': %ls = %ls", CString(name),
              CString(value));
       }

@@ -38,6 +38,7 @@ void ForEachProperty(CMarkup& xml, Use use) {
 /// Warns of a key that the properties at `path` do not know.
 inline void WarnOfUnknownProperty(CLoggerClient* logger, const wchar_t* path,
                                   std::wstring_view name, std::wstring_view value) {
+  if (!CLogger::IsEnabled(eLogLevelWarning, nullptr)) return;  // before anything is copied
   LogFormat(eLogLevelWarning, logger, nullptr, L"Unknown property in %ls: %ls = %ls", path,
             CString(name).c_str(), CString(value).c_str());
 }

@@ -225,14 +225,21 @@ LONG ListNames(HKEY handle, Statement statement, std::vector<std::wstring>* name
 
 LONG RegistryKey::Open(HKEY parent, const std::wstring& path, RegistryAccess access) {
   Close();
-  return Read(parent, [&](Store* store, KeyHandle key) {
-    const LONG result = Descend(path, false, &key);
-    if (result == ERROR_SUCCESS) {
-      key.writable = access == RegistryAccess::kReadWrite;
-      key_ = AddHandle(store, std::move(key));
-    }
-    return result;
+  const auto open = [&](Store* store, KeyHandle key) {
+    key.writable = access == RegistryAccess::kReadWrite;
+    key_ = AddHandle(store, std::move(key));
+    return ERROR_SUCCESS;
+  };
+  const LONG result = Read(parent, [&](Store* store, KeyHandle key) {
+    const LONG descended = Descend(path, false, &key);
+    return descended == ERROR_SUCCESS ? open(store, std::move(key)) : descended;
   });
+  if (result != ERROR_FILE_NOT_FOUND || !SplitPath(UpToTerminator(path)).empty()) return result;
+  // The root of a hive that was never written is there, and empty.
+  Store& store = TheStore();
+  const std::lock_guard guard(store.lock);
+  const std::optional<KeyHandle> root = Resolve(&store, parent);
+  return root ? open(&store, *root) : ERROR_INVALID_HANDLE;
 }
 
 LONG RegistryKey::Create(HKEY parent, const std::wstring& path) {
