@@ -561,6 +561,7 @@ class Checker {
   /// Checks the families in `<optionFamilies>`, which the document is inside of.
   void CheckFamilies() {
     std::set<std::int32_t> seen;
+    std::int32_t id = -1;  // carried over from family to family, as the loader does
     xml_.ResetMainPos();
     while (xml_.FindElem()) {
       const int offset = xml_.GetElemOffset();
@@ -569,7 +570,7 @@ class Checker {
              L"<optionFamilies> has no <" + xml_.GetTagName() + L"> element");
         continue;
       }
-      const std::int32_t id = ReadFamilyId(offset);
+      ReadFamilyId(offset, &id);
       bool known = false;
       ForEachFamily([&](auto family) {
         if (known || family.id != id) return;
@@ -585,17 +586,18 @@ class Checker {
     }
   }
 
-  /// The identifier of the family at the main position, -1 when it does not say one.
-  std::int32_t ReadFamilyId(int offset) {
-    std::int32_t id = -1;
+  /// Reads the identifier of the family at the main position; one that does not say its own leaves
+  /// what stands in `*id`.
+  void ReadFamilyId(int offset, std::int32_t* id) {
     xml_.IntoElem();
     xml_.ResetMainPos();
     if (xml_.FindElem(L"properties")) {
       xml_.IntoElem();
       xml_.ResetMainPos();
       while (xml_.FindElem(L"property")) {
-        if (EqualsIgnoreCase(xml_.GetAttrib(L"name"), L"optionFamilyId"))
-          id = ToInt(xml_.GetData());
+        if (EqualsIgnoreCase(xml_.GetAttrib(L"name"), L"optionFamilyId")) {
+          *id = ToInt(xml_.GetData());
+        }
       }
       xml_.OutOfElem();
     } else {
@@ -603,7 +605,6 @@ class Checker {
            L"the family has no <properties>: it is read as another one of the kind before it");
     }
     xml_.OutOfElem();
-    return id;
   }
 
   /// Checks the family at the main position.

@@ -31,16 +31,18 @@ constexpr wchar_t kDigestPlaceholder[] = L"{{sha256}}";
 /// Reads the text of a configuration file, plain or protected; false, with the reason in
 /// `*problem`, when there is none.
 bool ReadText(const std::wstring& path, std::wstring* text, std::wstring* problem) {
-  std::string bytes;
-  if (!ReadFile(path, &bytes)) {
+  std::string start;
+  if (!ReadFile(path, &start, 0, kMarker.size())) {
     *problem = L"cannot read " + path;
     return false;
   }
   *text = CCryptoHelper::LoadFileUTF8(path, nullptr);
-  *problem = path + (bytes.empty()                ? L" is empty"
-                     : bytes.starts_with(kMarker) ? L" cannot be decrypted"
-                     : bytes.size() > 10'000'000  ? L" is too large"
-                                                  : L" cannot be read as text");
+  std::error_code error;
+  *problem = path + (start.empty() ? L" is empty"
+                     : std::filesystem::file_size(ToPath(path), error) > 10'000'000
+                         ? L" is too large: configuration files have at most 10,000,000 bytes"
+                     : start == kMarker ? L" cannot be decrypted"
+                                        : L" cannot be read as text");
   return !text->empty();
 }
 
@@ -130,8 +132,9 @@ void AddCheckCommand(CLI::App* group) {
           json.Member("text", finding.text);
           json.EndObject();
         } else {
-          Print(Format(L"%ls:%d:%d: %ls[%ls]: %ls\n", path.c_str(), at.line, at.column,
-                       NameOf(finding.severity), finding.rule, finding.text.c_str()));
+          Print(Format(L"%ls:%d:%d: %ls[%ls]: ", path.c_str(), at.line, at.column,
+                       NameOf(finding.severity), finding.rule));
+          Print(Printable(finding.text) + "\n");
         }
       }
     }
@@ -156,19 +159,27 @@ bool FindDigest(std::wstring* text, DigestPlace* place) {
     return false;
   }
   bool found = false;
+  std::size_t emptyTagEnd = 0;
   std::size_t last = 0;
   std::size_t lastEnd = 0;
   while (xml.FindChildElem(L"property")) {
     xml.IntoElem();
-    if (EqualsIgnoreCase(xml.GetAttrib(L"name"), L"sha256")) {
-      if (xml.GetContentOffset() < 0) return false;
-      // Of several the last one counts when the file is loaded.
-      *place = {static_cast<std::size_t>(xml.GetContentOffset()), xml.GetElemContent().size()};
-      found = true;
-    }
     last = static_cast<std::size_t>(xml.GetElemOffset());
     lastEnd = last + xml.GetSubDoc().size();
+    if (EqualsIgnoreCase(xml.GetAttrib(L"name"), L"sha256")) {
+      // Of several the last one counts when the file is loaded.
+      const int content = xml.GetContentOffset();
+      *place = {static_cast<std::size_t>(content), xml.GetElemContent().size()};
+      emptyTagEnd = content < 0 ? lastEnd : 0;
+      found = true;
+    }
     xml.OutOfElem();
+  }
+  if (emptyTagEnd != 0) {
+    // An empty-element tag is parted into a start and an end tag.
+    const std::size_t slash = text->rfind(L'/', emptyTagEnd);
+    text->replace(slash, emptyTagEnd - slash, L"></property>");
+    *place = {slash + 1, 0};
   }
   if (found) return true;
   if (lastEnd == 0) return false;
@@ -186,15 +197,17 @@ void Convert(DWORD (*convert)(const CString&, const CString&, CLoggerClient*),
              const std::wstring& from, const std::wstring& to) {
   const std::wstring part = PartOf(to);
   if (convert(from, part, nullptr) != 0) {
-    Fail(kUnreadable, L"cannot convert " + from + L" (it must be readable and writable)");
+    Fail(kUnreadable, L"cannot make " + to + L" of " + from +
+                          L": that must be whole, readable and writable, and the folder of " + to +
+                          L" writable");
   }
   if (!MoveOver(part, to)) Fail(kUnreadable, L"cannot write " + to);
 }
 
 bool IsProtectedFile(const std::wstring& path) {
-  std::string bytes;
-  if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + path);
-  return bytes.starts_with(kMarker);
+  std::string start;
+  if (!ReadFile(path, &start, 0, kMarker.size())) Fail(kUnreadable, L"cannot read " + path);
+  return start == kMarker;
 }
 
 /// The plain form of a protected file for as long as a command needs it.
@@ -222,9 +235,14 @@ void AddSignCommand(CLI::App* group) {
     if (text.find(L'\uFFFD') != text.npos) {
       Fail(kFindings, path + L" is not all UTF-8; signing it would lose what is not");
     }
+    if (CMarkup xml; !xml.SetDoc(text)) {
+      Fail(kFindings, path + L": " + xml.GetError() + L" (orv config check says where)");
+    }
     DigestPlace place{};
     if (!FindDigest(&text, &place)) {
-      Fail(kFindings, path + L" has no <xmlData><fileInfo><properties> to hold a digest");
+      Fail(kFindings,
+           path +
+               L" has no <xmlData><fileInfo><properties> with a <property> to put a digest beside");
     }
     text.replace(place.offset, place.length, kDigestPlaceholder);
     text.replace(place.offset, std::size(kDigestPlaceholder) - 1, ConfigDigest(text, {}));

@@ -1,5 +1,6 @@
 #include "tools/orv/input.h"
 
+#include <algorithm>
 #include <charconv>
 #include <filesystem>
 #include <fstream>
@@ -9,16 +10,19 @@
 
 namespace orv::tool {
 
-bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset) {
+bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset,
+              std::size_t most) {
   bytes->clear();
   std::error_code error;
-  if (std::filesystem::is_directory(ToPath(path), error)) return false;
+  if (!std::filesystem::is_regular_file(ToPath(path), error)) return false;
   std::ifstream file(ToPath(path), std::ios::binary);
   if (!file || !file.seekg(static_cast<std::streamoff>(offset))) return false;
   char buffer[1 << 16];
-  while (file.read(buffer, sizeof buffer), file.gcount() > 0) {
+  do {
+    const std::size_t wanted = std::min(sizeof buffer, most - bytes->size());
+    file.read(buffer, static_cast<std::streamsize>(wanted));
     bytes->append(buffer, static_cast<std::size_t>(file.gcount()));
-  }
+  } while (file && bytes->size() < most);
   return !file.bad();
 }
 
@@ -47,12 +51,15 @@ bool MoveOver(const std::wstring& part, const std::wstring& path) {
   std::filesystem::path to = ToPath(path);
   std::error_code error;
   // What a link leads to is replaced, not the link; and its permissions stay.
-  if (std::filesystem::exists(to, error)) {
-    to = std::filesystem::canonical(to, error);
-    std::filesystem::permissions(from, std::filesystem::status(to, error).permissions(), error);
+  const std::filesystem::file_status old = std::filesystem::status(to, error);
+  if (!std::filesystem::exists(old) || std::filesystem::is_regular_file(old)) {
+    if (std::filesystem::exists(old)) {
+      to = std::filesystem::canonical(to, error);
+      std::filesystem::permissions(from, old.permissions(), error);
+    }
+    std::filesystem::rename(from, to, error);
+    if (!error) return true;
   }
-  std::filesystem::rename(from, to, error);
-  if (!error) return true;
   std::error_code ignored;
   std::filesystem::remove(from, ignored);
   return false;

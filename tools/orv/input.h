@@ -8,9 +8,10 @@
 
 namespace orv::tool {
 
-/// Reads a file's bytes from an offset to its end; false when it cannot be read. The file is open
-/// only as long as that takes.
-bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset = 0);
+/// Reads a file's bytes from an offset to its end, or as many as are wanted; false when they cannot
+/// be read, as those of a folder, a pipe or a device. The file is open only as long as that takes.
+bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset = 0,
+              std::size_t most = std::string::npos);
 
 /// Writes a file anew: afterwards it holds the new content, or after a failure, which gives false,
 /// still the old one.
@@ -18,7 +19,8 @@ bool WriteFile(const std::wstring& path, std::string_view bytes);
 
 /// The name beside a file under which its new content is made.
 std::wstring PartOf(const std::wstring& path);
-/// Puts a finished file into the place of another; on failure removes it and gives false.
+/// Puts a finished file into the place of another, never of a folder or a device; on failure
+/// removes it and gives false.
 bool MoveOver(const std::wstring& part, const std::wstring& path);
 
 /// UTF-16LE bytes as wide text, without a byte-order mark being looked for.

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstdio>
 #include <iterator>
 #include <optional>
 
@@ -21,8 +22,8 @@ constexpr int kReadAttempts = 20;
 constexpr int kReadPauseMilliseconds = 10;
 
 struct Options {
-  std::string file;
-  std::string date;
+  std::optional<std::string> file;
+  std::optional<std::string> date;
   std::vector<std::string> levels;
   std::vector<std::string> sources;
   std::vector<std::string> processes;
@@ -57,7 +58,8 @@ LocalTime ParseDate(const std::string& date) {
   LocalTime day{};
   int end = 0;
   if (std::sscanf(date.c_str(), "%4d-%2d-%2d%n", &day.year, &day.month, &day.day, &end) != 3 ||
-      static_cast<std::size_t>(end) != date.size()) {
+      static_cast<std::size_t>(end) != date.size() || day.year < 0 || day.month < 1 ||
+      day.month > 12 || day.day < 1 || day.day > 31) {
     Fail(kUsage, L"\"" + ToWide(date) + L"\" is no date such as 2024-03-05");
   }
   return day;
@@ -65,10 +67,10 @@ LocalTime ParseDate(const std::string& date) {
 
 /// The log to show: the named file, or the one of the named day, or of today.
 std::wstring LogPath(const Options& options) {
-  if (!options.file.empty()) return ToWide(options.file);
+  if (options.file) return ToWide(*options.file);
   const std::wstring folder = ChooseLogFolder(ReadSetting(kLogSettings, kLogPathSetting));
   if (folder.empty()) Fail(kUnreadable, L"there is no folder for logs");
-  return LogFilePath(folder, options.date.empty() ? GetLocalTimeNow() : ParseDate(options.date));
+  return LogFilePath(folder, options.date ? ParseDate(*options.date) : GetLocalTimeNow());
 }
 
 bool ReadPatiently(const std::wstring& path, std::uint64_t offset, std::string* bytes) {
@@ -84,10 +86,12 @@ void Show(const Options& options) {
   std::string bytes;
   if (!ReadPatiently(path, 0, &bytes)) Fail(kUnreadable, L"cannot read the log " + path);
   const std::wstring text = DecodeUtf16(bytes);
+  const std::vector<LogEntry> entries = ParseLog(text);
+  if (entries.empty() && !bytes.empty()) Fail(kFindings, path + L" holds no log entries");
   Table table(LogTitles());
   JsonWriter json;
   json.BeginArray();
-  for (const LogEntry& entry : ParseLog(text)) {
+  for (const LogEntry& entry : entries) {
     if (!IsWanted(entry, options)) continue;
     if (options.asJson) {
       WriteJsonEntry(entry, &json);

@@ -13,33 +13,6 @@
 namespace orv::tool {
 namespace {
 
-/// Control characters would move the cursor or end the row: they are shown as escapes.
-std::string Printable(std::wstring_view text) {
-  std::string printable;
-  for (const char byte : WideToUtf8(text)) {
-    const auto code = static_cast<unsigned char>(byte);
-    switch (byte) {
-      case '\t':
-        printable += "\\t";
-        break;
-      case '\r':
-        printable += "\\r";
-        break;
-      case '\n':
-        printable += "\\n";
-        break;
-      default:
-        if (code < 0x20 || code == 0x7F) {
-          constexpr char kDigits[] = "0123456789abcdef";
-          printable += {'\\', 'x', kDigits[code >> 4], kDigits[code & 0xF]};
-        } else {
-          printable += byte;
-        }
-    }
-  }
-  return printable;
-}
-
 /// The number of code points: of every byte that does not continue one.
 std::size_t WidthOf(const std::string& text) {
   return static_cast<std::size_t>(
@@ -69,6 +42,32 @@ constexpr ErrorText kErrorTexts[] = {
 };
 
 }  // namespace
+
+std::string Printable(std::wstring_view text) {
+  std::string printable;
+  for (const char byte : WideToUtf8(text)) {
+    const auto code = static_cast<unsigned char>(byte);
+    switch (byte) {
+      case '\t':
+        printable += "\\t";
+        break;
+      case '\r':
+        printable += "\\r";
+        break;
+      case '\n':
+        printable += "\\n";
+        break;
+      default:
+        if (code < 0x20 || code == 0x7F) {
+          constexpr char kDigits[] = "0123456789abcdef";
+          printable += {'\\', 'x', kDigits[code >> 4], kDigits[code & 0xF]};
+        } else {
+          printable += byte;
+        }
+    }
+  }
+  return printable;
+}
 
 void Print(std::string_view text) {
   if (!WriteOutput(OutputStream::kResults, text)) Finish(kUnreadable);

@@ -15,6 +15,10 @@ namespace orv::tool {
 void Print(std::string_view text);
 void Print(std::wstring_view text);
 
+/// Text as UTF-8 with control characters, which would move the cursor or end the line, as escapes
+/// such as "\t".
+std::string Printable(std::wstring_view text);
+
 /// Writes "orv: MESSAGE" and a line end to standard error.
 void PrintMessage(const std::wstring& message);
 

@@ -27,6 +27,9 @@ void AddAddCommand(CLI::App* group) {
   command->footer("Example:\n  orv printers add \"Label 1\" \"ORV-LX 4.3/300P\"");
   command->callback([options] {
     const std::wstring name = ToWide(options->name);
+    if (name.empty() || options->driver.empty()) {
+      Fail(kUsage, L"a printer has a name and a driver");
+    }
     const LONG error = AddSpoolerPrinter(name, ToWide(options->driver));
     if (error != ERROR_SUCCESS) {
       Fail(ExitCodeOf(error), L"cannot add the printer \"" + name + L"\": " + DescribeError(error));
