@@ -94,6 +94,14 @@ std::vector<LogLine> LogCapture::Take() {
   return lines;
 }
 
+std::wstring LogCapture::TakeText() {
+  std::wstring text;
+  for (const LogLine& line : Take()) {
+    text += line.tag + line.module + line.source + L" " + line.message + L"\n";
+  }
+  return text;
+}
+
 std::vector<std::wstring> LogCapture::TakeMessages() {
   std::vector<std::wstring> messages;
   for (LogLine& line : Take()) messages.push_back(std::move(line.message));
@@ -111,6 +119,15 @@ void WriteBytes(const std::filesystem::path& path, std::string_view bytes) {
   file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   file.close();
   EXPECT_FALSE(file.fail()) << path;
+}
+
+std::string ToHex(std::string_view bytes) {
+  std::string hex;
+  for (const char byte : bytes) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    hex += {kDigits[static_cast<BYTE>(byte) >> 4], kDigits[static_cast<BYTE>(byte) & 15]};
+  }
+  return hex;
 }
 
 std::string Utf16Bytes(std::wstring_view text) {

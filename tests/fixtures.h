@@ -99,8 +99,11 @@ class LogCapture {
   LogCapture& operator=(const LogCapture&) = delete;
   ~LogCapture();
 
-  /// The entries since the last call of either function.
+  /// The entries since the last call of any of these functions.
   std::vector<LogLine> Take();
+  /// The same as one text, a line each: tag, module and source without anything between them, a
+  /// blank and the message.
+  std::wstring TakeText();
   /// Their messages alone.
   std::vector<std::wstring> TakeMessages();
 
@@ -117,6 +120,8 @@ void WriteBytes(const std::filesystem::path& path, std::string_view bytes);
 
 /// Text as UTF-16LE bytes.
 std::string Utf16Bytes(std::wstring_view text);
+/// Bytes as lower-case hexadecimal digits.
+std::string ToHex(std::string_view bytes);
 
 /// How a program ended.
 struct ProgramResult {

@@ -77,7 +77,14 @@ TEST(Input, NumbersAreWholeTexts) {
   }
 }
 
-constexpr std::wstring_view kRegHeader = L"Windows Registry Editor Version 5.00\r\n\r\n";
+/// What the lines behind the header of a registry file say.
+struct RegText {
+  explicit RegText(const std::wstring& lines) {
+    ParseRegFile(L"Windows Registry Editor Version 5.00\r\n\r\n" + lines, &changes, &faults);
+  }
+  std::vector<RegChange> changes;
+  std::vector<RegFault> faults;
+};
 
 TEST(RegFile, ReadsWhatItWrites) {
   const RegistryValue values[] = {
@@ -95,17 +102,14 @@ TEST(RegFile, ReadsWhatItWrites) {
   };
   for (const RegistryValue& value : values) {
     for (const wchar_t* name : {L"", L"plain", L"q\"\\=[;"}) {
-      const std::wstring text = RegFileHeader() + FormatRegKey(L"HKEY_CURRENT_USER\\a]b\\c") +
-                                FormatRegValue(name, value);
-      std::vector<RegChange> changes;
-      std::vector<RegFault> faults;
-      ParseRegFile(text, &changes, &faults);
-      ASSERT_TRUE(faults.empty()) << WideToUtf8(text);
-      ASSERT_EQ(changes.size(), 2u) << WideToUtf8(text);
-      EXPECT_EQ(changes[0].path, L"a]b\\c");
-      EXPECT_EQ(changes[1].name, name);
-      EXPECT_EQ(changes[1].value.type, value.type);
-      EXPECT_EQ(changes[1].value.data, value.data);
+      const std::wstring text =
+          FormatRegKey(L"HKEY_CURRENT_USER\\a]b\\c") + FormatRegValue(name, value);
+      const RegText read(text);
+      ASSERT_TRUE(read.faults.empty() && read.changes.size() == 2u) << WideToUtf8(text);
+      EXPECT_EQ(read.changes[0].path, L"a]b\\c");
+      EXPECT_EQ(read.changes[1].name, name);
+      EXPECT_EQ(read.changes[1].value.type, value.type);
+      EXPECT_EQ(read.changes[1].value.data, value.data);
       for (std::size_t start = 0; start < text.size();) {
         const std::size_t end = text.find(L"\r\n", start);
         EXPECT_LE(end - start, 80u);
@@ -116,54 +120,40 @@ TEST(RegFile, ReadsWhatItWrites) {
 }
 
 TEST(RegFile, UnderstandsDeletionCommentsAndLooseSpacing) {
-  std::vector<RegChange> changes;
-  std::vector<RegFault> faults;
-  ParseRegFile(std::wstring(kRegHeader) +
-                   L"; comment\n\n [hkcu\\a]\n\"n\" = hex:01,\\\n  2 \n@=-\n[-HKLM\\b]\n",
-               &changes, &faults);
-  ASSERT_TRUE(faults.empty());
-  ASSERT_EQ(changes.size(), 4u);
-  EXPECT_EQ(changes[1].value.data, (std::vector<BYTE>{1, 2}));
-  EXPECT_EQ(changes[2].kind, RegChange::Kind::kDeleteValue);
-  EXPECT_EQ(changes[2].line, 8u);
-  EXPECT_EQ(changes[3].kind, RegChange::Kind::kDeleteKey);
-  EXPECT_EQ(changes[3].root, HKEY_LOCAL_MACHINE);
+  const RegText read(L"; comment\n\n [hkcu\\a]\n\"n\" = hex:01,\\\n  2 \n@=-\n[-HKLM\\b]\n");
+  ASSERT_TRUE(read.faults.empty() && read.changes.size() == 4u);
+  EXPECT_EQ(read.changes[1].value.data, (std::vector<BYTE>{1, 2}));
+  EXPECT_EQ(read.changes[2].kind, RegChange::Kind::kDeleteValue);
+  EXPECT_EQ(read.changes[2].line, 8u);
+  EXPECT_EQ(read.changes[3].kind, RegChange::Kind::kDeleteKey);
+  EXPECT_EQ(read.changes[3].root, HKEY_LOCAL_MACHINE);
 }
 
 TEST(RegFile, NamesEveryFaultByItsLine) {
-  const struct {
-    const wchar_t* line;
-    const wchar_t* message;
-  } cases[] = {
-      {L"[HKCU\\a", L"the key has no closing bracket"},
-      {L"[HKXX\\a]", L"the key lies below neither HKEY_CURRENT_USER nor HKEY_LOCAL_MACHINE"},
-      {L"[-HKCU]", L"a whole hive is not deleted"},
-      {L"nonsense", L"the line is neither a key in brackets, a value nor a comment"},
-      {L"\"name", L"the line is neither a key in brackets, a value nor a comment"},
-      {L"\"name\\", L"the line is neither a key in brackets, a value nor a comment"},
-      {L"\"name\"", L"there is no equals sign behind the value's name"},
-      {L"@ \"x\"", L"there is no equals sign behind the value's name"},
-      {L"@=\"x", L"the text has no closing quote"},
-      {L"@=\"x\" y", L"something follows the text"},
-      {L"@=dword:", L"a dword has one to eight hexadecimal digits"},
-      {L"@=dword:123456789", L"a dword has one to eight hexadecimal digits"},
-      {L"@=dword:0x1", L"a dword has one to eight hexadecimal digits"},
-      {L"@=hex(:1", L"the type in brackets is no hexadecimal number"},
-      {L"@=hex(7)1", L"there is no colon behind the type"},
-      {L"@=hex:1,,2", L"bytes are pairs of hexadecimal digits with commas between them"},
-      {L"@=hex:123", L"bytes are pairs of hexadecimal digits with commas between them"},
-      {L"@=1", L"the data is neither \"text\", dword:, hex: nor hex(type):"},
-      {L"@=", L"the data is neither \"text\", dword:, hex: nor hex(type):"},
-  };
-  for (const auto& test : cases) {
-    std::vector<RegChange> changes;
-    std::vector<RegFault> faults;
-    ParseRegFile(std::wstring(kRegHeader) + L"[HKCU\\x]\n" + test.line + L"\n;\n@=oops", &changes,
-                 &faults);
-    ASSERT_EQ(faults.size(), 2u) << WideToUtf8(test.line);  // reading goes on behind a fault
-    EXPECT_EQ(faults[0].line, 4u);
-    EXPECT_EQ(faults[0].message, test.message);
-    EXPECT_EQ(faults[1].line, 6u);
+  const std::pair<const wchar_t*, std::vector<std::wstring>> cases[] = {
+      {L"the key has no closing bracket", {L"[HKCU\\a"}},
+      {L"the key lies below neither HKEY_CURRENT_USER nor HKEY_LOCAL_MACHINE", {L"[HKXX\\a]"}},
+      {L"a whole hive is not deleted", {L"[-HKCU]"}},
+      {L"the line is neither a key in brackets, a value nor a comment",
+       {L"nonsense", L"\"name", L"\"name\\"}},
+      {L"there is no equals sign behind the value's name", {L"\"name\"", L"@ \"x\""}},
+      {L"the text has no closing quote", {L"@=\"x"}},
+      {L"something follows the text", {L"@=\"x\" y"}},
+      {L"a dword has one to eight hexadecimal digits",
+       {L"@=dword:", L"@=dword:123456789", L"@=dword:0x1"}},
+      {L"the type in brackets is no hexadecimal number", {L"@=hex(:1"}},
+      {L"there is no colon behind the type", {L"@=hex(7)1"}},
+      {L"bytes are pairs of hexadecimal digits with commas between them",
+       {L"@=hex:1,,2", L"@=hex:123"}},
+      {L"the data is neither \"text\", dword:, hex: nor hex(type):", {L"@=1", L"@="}}};
+  for (const auto& [message, lines] : cases) {
+    for (const std::wstring& line : lines) {
+      const RegText read(L"[HKCU\\x]\n" + line + L"\n;\n@=oops");
+      ASSERT_EQ(read.faults.size(), 2u) << WideToUtf8(line);  // reading goes on behind a fault
+      EXPECT_EQ(read.faults[0].line, 4u);
+      EXPECT_EQ(read.faults[0].message, message);
+      EXPECT_EQ(read.faults[1].line, 6u);
+    }
   }
   for (const wchar_t* text : {L"", L"\n", L"[HKCU\\a]", L"\\\\\\"}) {
     std::vector<RegChange> changes;
@@ -304,8 +294,13 @@ TEST_F(ToolTest, ShowsALogFilteredAsTextAndJson) {
              "[\n  {\n    \"time\": \"2024-03-05T14:07:09.042\",\n    \"level\": \"error\",\n"
              "    \"process\": \"p.exe\",\n    \"dll\": \"m.dll\",\n    \"source\": \"Config\",\n"
              "    \"message\": \"a\\u0009tab\"\n  }\n]\n");
+  test::WriteBytes(folder_.path() / "a.log", "this is no log");
+  ExpectFailed({"log", "show", "--file", file}, kFindings, "holds no log entries");
   ExpectFailed({"log", "show", "--file", file + "x"}, kUnreadable, "cannot read the log");
-  ExpectFailed({"log", "show", "--date", "5.3.2024"}, kUsage, "is no date");
+  ExpectFailed({"log", "show", "--file", ""}, kUnreadable, "cannot read the log");
+  for (const char* date : {"5.3.2024", "2024-13-01", "2024-01-00", ""}) {
+    ExpectFailed({"log", "show", "--date", date}, kUsage, "is no date");
+  }
   ExpectFailed({"log", "show", "--level", "loud"}, kUsage, "loud");
 }
 
@@ -313,6 +308,8 @@ TEST_F(ToolTest, TellsOfPrinters) {
   test::SetVariable("ORV_REGISTRY_DIR", WideToUtf8(folder_.Name()));
   ExpectFailed({"printers", "remove", "No such printer"}, kFindings,
                "there is no printer of that name");
+  ExpectFailed({"printers", "add", "", "ORV-LX"}, kUsage, "a printer has a name and a driver");
+  ExpectFailed({"printers", "add", "Label", ""}, kUsage, "a printer has a name and a driver");
   const ProgramResult listed = Run({"printers", "list", "--json"});
   EXPECT_EQ(listed.exitCode, kDone);
   EXPECT_TRUE(listed.output.starts_with("[") && listed.output.ends_with("]\n"));

@@ -8,14 +8,7 @@
 
 namespace {
 
-std::string ToHex(std::string_view bytes) {
-  std::string hex;
-  for (const char byte : bytes) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    hex += {kDigits[static_cast<BYTE>(byte) >> 4], kDigits[static_cast<BYTE>(byte) & 15]};
-  }
-  return hex;
-}
+using orv::test::ToHex;
 
 TEST(Openssl, ReadsAndWritesTheCipherTextOfProtectedFiles) {
   const orv::test::TemporaryFolder folder;

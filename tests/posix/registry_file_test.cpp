@@ -42,7 +42,8 @@ TEST_F(RegistryFileTest, ReadingMakesNoFile) {
   RegistryKey root;
   EXPECT_EQ(Read(), L"none");
   EXPECT_EQ(orv::ReadSetting(L"Test", L"LogLevel"), L"");
-  EXPECT_EQ(orv::ListRegistryKeys(HKEY_LOCAL_MACHINE, &names), ERROR_SUCCESS);
+  EXPECT_EQ(root.Open(HKEY_LOCAL_MACHINE, L"", RegistryAccess::kRead), ERROR_SUCCESS);
+  EXPECT_EQ(orv::ListRegistryKeys(root.get(), &names), ERROR_SUCCESS);
   EXPECT_EQ(orv::DeleteRegistryTree(HKEY_CURRENT_USER, L"Key"), ERROR_FILE_NOT_FOUND);
   EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
 }
