@@ -163,6 +163,9 @@ TEST_F(ConfigLoad, EndsAtWhatMustBeThere) {
        {L"{printSpeed=50|printSpeed=60}"}},
       {L"<device><sensorTypes><properties>", {L"[{SensorTypeDefault=Gap}]"}},
       {L"<device><sensorTypes><sensorType><properties>", {L"[{SensorTypeGap=true}]"}},
+      {L"<device><sensorTypes>",
+       {L"<sensorTypes>[{SensorTypeDefault=Gap}]<sensorType>[{SensorTypeGap=true}]</sensorType>"
+        L"</sensorTypes>"}},
       {L"<conveyorSpeed>", {L"<conveyorSpeed>[{conveyorSpeed=1}]</conveyorSpeed>"}},
       {L"<conveyorSpeed><properties>", {L"[{conveyorSpeed=1}]"}},
       {L"Missing property in <device><globalOffsetY><properties>: Min, Max or Step is missing!",
@@ -202,11 +205,11 @@ TEST_F(ConfigLoad, FindsSectionsOnlyInTheirOrder) {
     const std::wstring section = text.substr(start, size);
     text.erase(start, size).insert(text.find(L"</device>"), section);
     EXPECT_EQ(Load(text), nullptr);
-    EXPECT_TRUE(Log().ends_with(sections[i] == L"darkness"
+    EXPECT_EQ(Log(), ParseError(sections[i] == L"darkness"
                                     ? L"No print speeds defined. Either <device><printSpeeds> or "
-                                      L"<device><printSpeedLevel> should be filled!\n"
+                                      L"<device><printSpeedLevel> should be filled!"
                                     : L"Required element <device><" + sections[i + 1] +
-                                          L"> was not found!\n"));
+                                          L"> was not found!"));
   }
   // Another element between two sections does no harm, nor does another case of letters.
   EXPECT_NE(Load(With(L"<label>[{widthMax=9}]</label>",

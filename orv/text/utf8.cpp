@@ -47,10 +47,6 @@ class RunWriter {
     return run_ + used_;
   }
   void Advance(std::size_t count) { used_ += count; }
-  void Put(char32_t unit) {
-    *Reserve(1) = static_cast<Unit>(unit);
-    ++used_;
-  }
   /// Appends what is still in the buffer; the last call of every conversion.
   void Flush() {
     target_->append(run_, used_);
@@ -126,23 +122,26 @@ std::wstring Utf8ToWide(std::string_view bytes) {
   const char* const end = at + bytes.size();
   while (at != end) {
     at = CopyAscii(at, end, &writer);
-    // One block unit by unit before the next look for plain blocks.
+    // One block character by character before the next look for plain blocks.
+    wchar_t* const start = writer.Reserve(2 * kAsciiBlock);
+    wchar_t* out = start;
     for (std::size_t n = 0; n < kAsciiBlock && at != end; ++n) {
       const auto byte = static_cast<std::uint8_t>(*at);
       if (byte < 0x80) {
-        writer.Put(byte);
+        *out++ = static_cast<wchar_t>(byte);
         ++at;
         continue;
       }
       const Utf8Character character = DecodeMultiByte(at, end);
       at += character.length;
       if (character.code < 0x10000) {
-        writer.Put(character.code);
+        *out++ = static_cast<wchar_t>(character.code);
       } else {
-        writer.Put(0xD800 + ((character.code - 0x10000) >> 10));
-        writer.Put(0xDC00 + ((character.code - 0x10000) & 0x3FF));
+        *out++ = static_cast<wchar_t>(0xD800 + ((character.code - 0x10000) >> 10));
+        *out++ = static_cast<wchar_t>(0xDC00 + ((character.code - 0x10000) & 0x3FF));
       }
     }
+    writer.Advance(static_cast<std::size_t>(out - start));
   }
   writer.Flush();
   return text;
@@ -156,10 +155,13 @@ std::string WideToUtf8(std::wstring_view text) {
   const wchar_t* const end = at + text.size();
   while (at != end) {
     at = CopyAscii(at, end, &writer);
+    char* const start = writer.Reserve(4 * kAsciiBlock);
+    char* out = start;
+    const auto put = [&out](char32_t byte) { *out++ = static_cast<char>(byte); };
     for (std::size_t n = 0; n < kAsciiBlock && at != end; ++n) {
       auto code = static_cast<char32_t>(*at++);
       if (code < 0x80) {
-        writer.Put(code);
+        put(code);
         continue;
       }
       if (code >= 0xD800 && code < 0xDC00 && at != end && *at >= 0xDC00 && *at < 0xE000) {
@@ -168,18 +170,19 @@ std::string WideToUtf8(std::wstring_view text) {
         code = kReplacement;  // an unpaired surrogate, or no unit at all
       }
       if (code < 0x800) {
-        writer.Put(0xC0 | (code >> 6));
+        put(0xC0 | (code >> 6));
       } else {
         if (code < 0x10000) {
-          writer.Put(0xE0 | (code >> 12));
+          put(0xE0 | (code >> 12));
         } else {
-          writer.Put(0xF0 | (code >> 18));
-          writer.Put(0x80 | ((code >> 12) & 0x3F));
+          put(0xF0 | (code >> 18));
+          put(0x80 | ((code >> 12) & 0x3F));
         }
-        writer.Put(0x80 | ((code >> 6) & 0x3F));
+        put(0x80 | ((code >> 6) & 0x3F));
       }
-      writer.Put(0x80 | (code & 0x3F));
+      put(0x80 | (code & 0x3F));
     }
+    writer.Advance(static_cast<std::size_t>(out - start));
   }
   writer.Flush();
   return bytes;

@@ -119,6 +119,7 @@ void AddCheckCommand(CLI::App* group) {
         continue;
       }
       const LineIndex lines(text);
+      std::string shown;
       for (const Finding& finding : CheckConfig(text, FileNameIn(file))) {
         exitCode = std::max<int>(exitCode, kFindings);
         const TextPosition at = lines.Find(finding.offset);
@@ -132,11 +133,12 @@ void AddCheckCommand(CLI::App* group) {
           json.Member("text", finding.text);
           json.EndObject();
         } else {
-          Print(Format(L"%ls:%d:%d: %ls[%ls]: ", path.c_str(), at.line, at.column,
-                       NameOf(finding.severity), finding.rule));
-          Print(Printable(finding.text) + "\n");
+          shown += WideToUtf8(Format(L"%ls:%d:%d: %ls[%ls]: ", path.c_str(), at.line, at.column,
+                                     NameOf(finding.severity), finding.rule));
+          shown += Printable(finding.text) + "\n";
         }
       }
+      Print(shown);
     }
     json.EndArray();
     if (options->asJson) Print(json.Text());
