@@ -113,6 +113,11 @@ TEST_F(ConfigTool, SaysWhereAndHowMuchEachFaultMatters) {
        ":18:1: warning[unknown-element]: <device> has no <extra> element\n"},
       {"\"modelId\"", "\"\x1b\"",
        ":19:9: warning[unknown-property]: \"\\x1b\" is not known here; known are modelId, "},
+      // A belt applicator's option that is not read needs nothing.
+      {"<optionFamilies>",
+       "<optionFamilies><optionFamily><properties><property name=\"optionFamilyId\">14</property>"
+       "</properties><options><option/></options></optionFamily>",
+       ":149:114: warning[missing-element]: an option without <properties> is ignored\n"},
       // A family is of the kind before it until it says another.
       {"<property name=\"optionFamilyId\">1<", "<property name=\"optionFamilyID2\">1<",
        ":171:7: warning[duplicate-family]: the family stands here twice: its options are joined\n"},
@@ -123,6 +128,9 @@ TEST_F(ConfigTool, SaysWhereAndHowMuchEachFaultMatters) {
     const ProgramResult result = Run({"config", "check", file});
     EXPECT_THAT(result.output, HasSubstr(*test.finding != '\0' ? file + test.finding : ""));
     EXPECT_EQ(result.exitCode, *test.finding != '\0' ? 1 : 0) << result.output;
+    const std::string_view error = "error[";  // a warning does not come with errors
+    EXPECT_EQ(result.output.find(error) != std::string::npos,
+              std::string_view(test.finding).find(error) != std::string_view::npos);
   }
 }
 

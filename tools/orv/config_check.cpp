@@ -1,140 +1,18 @@
 #include "tools/orv/config_check.h"
 
 #include <algorithm>
-#include <array>
 #include <list>
-#include <memory>
 #include <set>
 #include <span>
 
 #include "orv/config/config_parser.h"
-#include "orv/config/property_tables.h"
 #include "orv/text/format.h"
 #include "orv/xml/markup.h"
+#include "tools/orv/config_rules.h"
 #include "tools/orv/xml_faults.h"
 
 namespace orv::tool {
 namespace {
-
-/// What the text of a property may be, in the order of the kinds of fields of `Property`.
-enum class ValueKind {
-  kInteger,
-  kBoolean,
-  kText,
-  kRequiredInteger,
-  kUpperCaseBoolean,
-  kDateTime,
-  kGuidance,
-  kIgnored,
-};
-
-struct PropertyRule {
-  std::wstring_view key;
-  ValueKind kind;
-};
-
-template <typename Record, std::size_t kCount>
-constexpr std::array<PropertyRule, kCount> RulesOf(const Property<Record> (&table)[kCount]) {
-  std::array<PropertyRule, kCount> rules{};
-  for (std::size_t i = 0; i < kCount; ++i) {
-    rules[i] = {table[i].key, static_cast<ValueKind>(table[i].field.index())};
-  }
-  return rules;
-}
-
-template <std::size_t kCount>
-constexpr std::array<PropertyRule, kCount> RulesOf(const NumberedName (&names)[kCount]) {
-  std::array<PropertyRule, kCount> rules{};
-  for (std::size_t i = 0; i < kCount; ++i) rules[i] = {names[i].name, ValueKind::kBoolean};
-  return rules;
-}
-
-constexpr auto kFileInfoRules = RulesOf(kFileInfoProperties);
-constexpr auto kModelRules = RulesOf(kModelProperties);
-constexpr auto kLabelRules = RulesOf(kLabelProperties);
-constexpr auto kGeneralSettingsRules = RulesOf(kGeneralSettingsProperties);
-constexpr auto kGlobalOffsetYRules = RulesOf(kGlobalOffsetYProperties);
-constexpr auto kHeadsOffsetXRules = RulesOf(kHeadsOffsetXProperties);
-constexpr auto kDarknessRules = RulesOf(kDarknessProperties);
-constexpr auto kCharacteristicsRules = RulesOf(kCharacteristicsProperties);
-constexpr auto kFamilyRules = RulesOf(kFamilyProperties);
-constexpr auto kPrintModeRules = RulesOf(kPrintModeNames);
-constexpr auto kSensorTypeRules = RulesOf(kSensorTypeNames);
-constexpr PropertyRule kPrintModesRules[] = {{L"printModedefault", ValueKind::kText}};
-constexpr PropertyRule kSensorTypesRules[] = {{L"SensorTypeDefault", ValueKind::kText}};
-constexpr PropertyRule kPrintSpeedDefaultRules[] = {{L"printSpeedDefault", ValueKind::kInteger}};
-constexpr PropertyRule kPrintSpeedRules[] = {{L"printSpeed", ValueKind::kInteger}};
-constexpr PropertyRule kConveyorSpeedRules[] = {{L"conveyorSpeed", ValueKind::kInteger}};
-
-/// How often the properties of one element appear.
-enum class Occurrence {
-  kEachOnce,   ///< every key of the rules, once
-  kAnyOnce,    ///< some of the keys, each at most once
-  kMany,       ///< the one key any number of times
-  kElsewhere,  ///< what is in the element is not for the rules: it is checked by who knows the
-               ///< family's kind, or not read at all
-};
-
-enum class Need { kRequired, kOptional, kMany };
-
-/// One element of the file: the elements in it, in the order in which the loader looks for them,
-/// and the properties directly in it.
-struct ElementRule {
-  const wchar_t* name;
-  Need need;
-  std::span<const ElementRule> children;
-  std::span<const PropertyRule> properties;
-  Occurrence occurrence = Occurrence::kEachOnce;
-};
-
-/// A `properties` element with these properties.
-constexpr ElementRule PropertiesRule(std::span<const PropertyRule> rules,
-                                     Occurrence occurrence = Occurrence::kEachOnce) {
-  return {L"properties", Need::kRequired, {}, rules, occurrence};
-}
-
-constexpr ElementRule kFileInfo[] = {PropertiesRule(kFileInfoRules)};
-constexpr ElementRule kModel[] = {PropertiesRule(kModelRules)};
-constexpr ElementRule kLabel[] = {PropertiesRule(kLabelRules)};
-constexpr ElementRule kGeneralSettings[] = {PropertiesRule(kGeneralSettingsRules)};
-constexpr ElementRule kPrintMode[] = {PropertiesRule(kPrintModeRules, Occurrence::kAnyOnce)};
-constexpr ElementRule kPrintModes[] = {PropertiesRule(kPrintModesRules),
-                                       {L"printMode", Need::kMany, kPrintMode, {}}};
-constexpr ElementRule kGlobalOffsetY[] = {PropertiesRule(kGlobalOffsetYRules)};
-constexpr ElementRule kHeadsOffsetX[] = {PropertiesRule(kHeadsOffsetXRules)};
-constexpr ElementRule kDarkness[] = {PropertiesRule(kDarknessRules)};
-constexpr ElementRule kPrintSpeeds[] = {PropertiesRule(kPrintSpeedRules, Occurrence::kMany)};
-constexpr ElementRule kPrintSpeed[] = {{L"printSpeeds", Need::kRequired, kPrintSpeeds, {}}};
-constexpr ElementRule kSensorType[] = {PropertiesRule(kSensorTypeRules, Occurrence::kAnyOnce)};
-constexpr ElementRule kSensorTypes[] = {PropertiesRule(kSensorTypesRules),
-                                        {L"sensorType", Need::kMany, kSensorType, {}}};
-constexpr ElementRule kCharacteristics[] = {PropertiesRule(kCharacteristicsRules)};
-constexpr ElementRule kConveyorSpeed[] = {PropertiesRule(kConveyorSpeedRules, Occurrence::kMany)};
-constexpr ElementRule kOptionPropertiesRule = {
-    L"properties", Need::kOptional, {}, {}, Occurrence::kElsewhere};
-constexpr ElementRule kPlainOption[] = {kOptionPropertiesRule};
-constexpr ElementRule kBeltOption[] = {kOptionPropertiesRule,
-                                       {L"conveyorSpeed", Need::kRequired, kConveyorSpeed, {}}};
-constexpr ElementRule kFamily[] = {{L"properties", Need::kOptional, {}, kFamilyRules},
-                                   {L"options", Need::kOptional, {}, {}, Occurrence::kElsewhere}};
-constexpr ElementRule kDevice[] = {
-    {L"model", Need::kRequired, kModel, {}},
-    {L"label", Need::kRequired, kLabel, {}},
-    {L"generalSettings", Need::kRequired, kGeneralSettings, {}},
-    {L"printModes", Need::kRequired, kPrintModes, {}},
-    {L"globalOffsetY", Need::kRequired, kGlobalOffsetY, {}},
-    {L"headsOffsetX", Need::kRequired, kHeadsOffsetX, {}},
-    {L"darkness", Need::kRequired, kDarkness, {}},
-    {L"printSpeed", Need::kOptional, kPrintSpeed, kPrintSpeedDefaultRules},
-    {L"sensorTypes", Need::kRequired, kSensorTypes, {}},
-    {L"characteristics", Need::kRequired, kCharacteristics, {}},
-    {L"optionFamilies", Need::kRequired, {}, {}, Occurrence::kElsewhere},
-};
-constexpr ElementRule kRoot[] = {{L"fileInfo", Need::kRequired, kFileInfo, {}},
-                                 {L"device", Need::kRequired, kDevice, {}}};
-constexpr ElementRule kRootWithoutDevice[] = {
-    {L"fileInfo", Need::kRequired, kFileInfo, {}},
-    {L"device", Need::kOptional, {}, {}, Occurrence::kElsewhere}};
 
 /// A property as it stands in the file.
 struct FoundProperty {
@@ -649,13 +527,15 @@ class Checker {
                    int* defaults) {
     const int offset = xml_.GetElemOffset();
     xml_.IntoElem();
-    if (isBelt) {
-      CheckChildren(kBeltOption, L"option", offset);
-    } else {
-      CheckChildren(kPlainOption, L"option", offset);
-    }
     xml_.ResetMainPos();
     if (xml_.FindElem(L"properties")) {
+      if (isBelt) {
+        CheckChildren(kBeltOption, L"option", offset);
+      } else {
+        CheckChildren(kPlainOption, L"option", offset);
+      }
+      xml_.ResetMainPos();
+      xml_.FindElem(L"properties");
       xml_.IntoElem();
       const FoundProperties found = CheckProperties(rules, Occurrence::kEachOnce, offset);
       CheckGroups(rules, found);
