@@ -46,8 +46,15 @@ class RegistryTest : public testing::Test {
     return names;
   }
   static Names Values(const RegistryKey& key) {
+    std::vector<orv::NamedRegistryValue> values;
+    EXPECT_EQ(orv::ListRegistryValues(key.get(), &values), ERROR_SUCCESS);
     Names names;
-    EXPECT_EQ(orv::ListRegistryValues(key.get(), &names), ERROR_SUCCESS);
+    for (const orv::NamedRegistryValue& named : values) {
+      RegistryValue alone;
+      EXPECT_EQ(orv::GetRegistryValue(key.get(), named.name, &alone), ERROR_SUCCESS);
+      EXPECT_TRUE(alone.type == named.value.type && alone.data == named.value.data);
+      names.push_back(named.name);
+    }
     return names;
   }
 
@@ -171,11 +178,12 @@ TEST_F(RegistryTest, RefusesWhatIsNoHandle) {
     RegistryKey key;
     RegistryValue value = RegistryValue::FromText(L"x");
     Names names;
+    std::vector<orv::NamedRegistryValue> values;
     for (const LONG result :
          {key.Open(bogus, L"a", RegistryAccess::kRead), key.Create(bogus, L"a"),
           orv::SetRegistryValue(bogus, L"a", value), orv::GetRegistryValue(bogus, L"a", &value),
           orv::DeleteRegistryValue(bogus, L"a"), orv::DeleteRegistryTree(bogus, L"a"),
-          orv::ListRegistryKeys(bogus, &names), orv::ListRegistryValues(bogus, &names)}) {
+          orv::ListRegistryKeys(bogus, &names), orv::ListRegistryValues(bogus, &values)}) {
       EXPECT_EQ(result, ERROR_INVALID_HANDLE);
     }
   }

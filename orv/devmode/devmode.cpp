@@ -6,6 +6,7 @@
 #include "orv/config/configs_cache.h"
 #include "orv/devmode/differences.h"
 #include "orv/devmode/stock_items.h"
+#include "orv/platform/registry.h"
 
 namespace {
 
@@ -117,6 +118,8 @@ HRESULT hrOEMDevMode(CLoggerClient* logger, ConfigsCache* cache, const wchar_t* 
     return Succeed(logger, L"Drevik.hrOEMDevMode END (OEMDM_SIZE, S_OK)");
   }
 
+  // The printer, the session and the stock items as they are now; the next call looks anew.
+  const orv::RegistryRequest request;
   Config* loaded = nullptr;
   const bool isLoaded = CConfigParser::Load(param->hPrinter, &loaded, cache, logger);
   // Without a cache the record is this call's own.

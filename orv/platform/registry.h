@@ -58,6 +58,12 @@ struct ORV_EXPORT RegistryValue {
   bool Number(DWORD* number) const;
 };
 
+/// A value with the name that it was first given.
+struct NamedRegistryValue {
+  std::wstring name;
+  RegistryValue value;
+};
+
 ORV_EXPORT LONG GetRegistryValue(HKEY key, const std::wstring& name, RegistryValue* value);
 ORV_EXPORT LONG SetRegistryValue(HKEY key, const std::wstring& name, const RegistryValue& value);
 ORV_EXPORT LONG DeleteRegistryValue(HKEY key, const std::wstring& name);
@@ -65,8 +71,19 @@ ORV_EXPORT LONG DeleteRegistryValue(HKEY key, const std::wstring& name);
 ORV_EXPORT LONG DeleteRegistryTree(HKEY parent, const std::wstring& path);
 /// The names of all sub-keys of `key`, in name order.
 ORV_EXPORT LONG ListRegistryKeys(HKEY key, std::vector<std::wstring>* names);
-/// The names of all values of `key`, in name order.
-ORV_EXPORT LONG ListRegistryValues(HKEY key, std::vector<std::wstring>* names);
+/// All values of `key`, in name order: the cheap way to read more than one.
+ORV_EXPORT LONG ListRegistryValues(HKEY key, std::vector<NamedRegistryValue>* values);
+
+/// One look at the settings store for one request: what this thread reads while the object lives is
+/// as the store was at the first read, unless this process changes it. Saves looking anew with
+/// every read whether another process has written; the Windows registry answers without that.
+class ORV_EXPORT RegistryRequest {
+ public:
+  RegistryRequest();
+  RegistryRequest(const RegistryRequest&) = delete;
+  RegistryRequest& operator=(const RegistryRequest&) = delete;
+  ~RegistryRequest();
+};
 
 /// Reads a text setting from `subKey` of the library's key: the current user's value, or the
 /// machine's when the user has none. A value that is missing in both, is no text, or is longer than

@@ -1,6 +1,7 @@
 /// The files of the settings store, and what happens to them from outside.
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -32,6 +33,16 @@ class RegistryFileTest : public testing::Test {
     if (key.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kRead) != ERROR_SUCCESS) return L"none";
     orv::GetRegistryValue(key.get(), L"Value", &value);
     return value.Text();
+  }
+
+  /// Forks, runs the work there and expects it to succeed.
+  template <typename Work>
+  static void InAnotherProcess(Work work) {
+    const pid_t child = fork();
+    if (child == 0) _exit(work() ? 0 : 1);
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
   }
 
   TemporaryFolder folder_;
@@ -115,19 +126,83 @@ TEST_F(RegistryFileTest, AForkedProcessUsesAConnectionOfItsOwn) {
   Write(L"parent");
   RegistryKey key;
   ASSERT_EQ(key.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kReadWrite), ERROR_SUCCESS);
-  const pid_t child = fork();
-  if (child == 0) {
+  InAnotherProcess([&] {
     // The open key is still good here.
-    const LONG result =
-        orv::SetRegistryValue(key.get(), L"Value", RegistryValue::FromText(L"child"));
-    _exit(result == ERROR_SUCCESS && Read() == L"child" ? 0 : 1);
-  }
-  int status = -1;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
+    return orv::SetRegistryValue(key.get(), L"Value", RegistryValue::FromText(L"child")) ==
+               ERROR_SUCCESS &&
+           Read() == L"child";
+  });
   EXPECT_EQ(Read(), L"child");
   Write(L"again");
   EXPECT_EQ(Read(), L"again");
+}
+
+TEST_F(RegistryFileTest, ReadsWhatAnotherProcessWroteInTheMeantime) {
+  const auto isThere = [](const wchar_t* path) {
+    return RegistryKey().Open(HKEY_CURRENT_USER, path, RegistryAccess::kRead) == ERROR_SUCCESS;
+  };
+  const auto keys = [] {
+    std::vector<std::wstring> names;
+    orv::ListRegistryKeys(HKEY_CURRENT_USER, &names);
+    return names.size();
+  };
+  Write(L"one");
+  for (const bool isWriteAhead : {false, true}) {
+    if (isWriteAhead) {
+      // Then writes no longer show in the file itself.
+      InAnotherProcess([&] {
+        sqlite3* database = nullptr;
+        return sqlite3_open((folder_.path() / "store/user.sqlite").c_str(), &database) ==
+                   SQLITE_OK &&
+               sqlite3_exec(database, "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr) ==
+                   SQLITE_OK;
+      });
+    }
+    for (int round = 0; round < 3; ++round) {
+      // All is read once, then changed by somebody else.
+      EXPECT_EQ(Read(), L"one");
+      EXPECT_FALSE(isThere(L"Key\\New"));
+      EXPECT_EQ(keys(), 1U);
+      const auto change = [] {
+        Write(L"two");
+        RegistryKey made;
+        return made.Create(HKEY_CURRENT_USER, L"Key\\New") == ERROR_SUCCESS &&
+               made.Create(HKEY_CURRENT_USER, L"Other") == ERROR_SUCCESS;
+      };
+      InAnotherProcess(change);
+      EXPECT_EQ(Read(), L"two");
+      EXPECT_TRUE(isThere(L"Key\\New"));
+      EXPECT_EQ(keys(), 2U);
+      InAnotherProcess([] {
+        return orv::DeleteRegistryTree(HKEY_CURRENT_USER, L"Other") == ERROR_SUCCESS &&
+               orv::DeleteRegistryTree(HKEY_CURRENT_USER, L"Key\\New") == ERROR_SUCCESS;
+      });
+      Write(L"one");
+    }
+  }
+}
+
+TEST_F(RegistryFileTest, OneRequestLooksOnceButSeesItsOwnWrites) {
+  Write(L"one");
+  const auto writeElsewhere = [](const wchar_t* text) {
+    InAnotherProcess([&] {
+      Write(text);
+      return true;
+    });
+  };
+  {
+    const orv::RegistryRequest request;
+    EXPECT_EQ(Read(), L"one");
+    writeElsewhere(L"two");
+    const orv::RegistryRequest inner;
+    EXPECT_EQ(Read(), L"one");
+    Write(L"three");
+    EXPECT_EQ(Read(), L"three");
+    writeElsewhere(L"four");
+  }
+  EXPECT_EQ(Read(), L"four");
+  const orv::RegistryRequest next;
+  EXPECT_EQ(Read(), L"four");
 }
 
 TEST_F(RegistryFileTest, NamesHaveLimits) {

@@ -87,24 +87,11 @@ void WriteJsonValue(const std::wstring& name, const RegistryValue& value, JsonWr
   json->EndObject();
 }
 
-struct NamedValue {
-  std::wstring name;
-  RegistryValue value;
-};
-
-/// All sub-keys and values of a key. A value that vanishes while they are read is left out.
+/// All sub-keys and values of a key.
 void ReadKey(HKEY key, const std::wstring& where, std::vector<std::wstring>* keys,
-             std::vector<NamedValue>* values) {
-  std::vector<std::wstring> names;
+             std::vector<NamedRegistryValue>* values) {
   Require(ListRegistryKeys(key, keys), L"list", where);
-  Require(ListRegistryValues(key, &names), L"list", where);
-  for (const std::wstring& name : names) {
-    NamedValue named{name, {}};
-    const LONG error = GetRegistryValue(key, name, &named.value);
-    if (error == ERROR_FILE_NOT_FOUND) continue;
-    Require(error, L"read", where);
-    values->push_back(std::move(named));
-  }
+  Require(ListRegistryValues(key, values), L"list", where);
 }
 
 void AddListCommand(CLI::App* group) {
@@ -121,7 +108,7 @@ void AddListCommand(CLI::App* group) {
     const KeyName name = ParseKey(options->key);
     const RegistryKey key = OpenKey(name, RegistryAccess::kRead);
     std::vector<std::wstring> keys;
-    std::vector<NamedValue> values;
+    std::vector<NamedRegistryValue> values;
     ReadKey(key.get(), name.Full(), &keys, &values);
     if (options->asJson) {
       JsonWriter json;
@@ -133,14 +120,14 @@ void AddListCommand(CLI::App* group) {
       json.EndArray();
       json.Key("values");
       json.BeginArray();
-      for (const NamedValue& value : values) WriteJsonValue(value.name, value.value, &json);
+      for (const NamedRegistryValue& value : values) WriteJsonValue(value.name, value.value, &json);
       json.EndArray();
       json.EndObject();
       return Print(json.Text());
     }
     Table table({L"NAME", L"TYPE", L"DATA"});
     for (const std::wstring& subKey : keys) table.Add({subKey + L"\\", L"key", L""});
-    for (const NamedValue& value : values) {
+    for (const NamedRegistryValue& value : values) {
       table.Add({value.name.empty() ? L"(default)" : value.name, NameOfType(value.value.type),
                  ShowData(value.value)});
     }
@@ -282,10 +269,11 @@ void AddExportCommand(CLI::App* group) {
       pending.pop_back();
       const RegistryKey key = OpenKey(name, RegistryAccess::kRead);
       std::vector<std::wstring> keys;
-      std::vector<NamedValue> values;
+      std::vector<NamedRegistryValue> values;
       ReadKey(key.get(), name.Full(), &keys, &values);
       text += FormatRegKey(name.Full());
-      for (const NamedValue& value : values) text += FormatRegValue(value.name, value.value);
+      for (const NamedRegistryValue& value : values)
+        text += FormatRegValue(value.name, value.value);
       text += L"\r\n";
       for (auto subKey = keys.rbegin(); subKey != keys.rend(); ++subKey) {
         pending.push_back(name.path.empty() ? *subKey : name.path + L"\\" + *subKey);

@@ -3,8 +3,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
-#include <optional>
+#include <span>
+#include <tuple>
+
+#include "orv/text/utf8.h"
 
 /// The rollback journal is used instead of a write-ahead log because that one needs to write beside
 /// the database even to read it, which users may not do to the machine's hive.
@@ -38,20 +42,20 @@ constexpr char kSchema[] =
 
 constexpr const char* kSql[kStatementCount] = {
     "SELECT 1 FROM sqlite_master WHERE name = 'key_values'",
+    "BEGIN",
     "BEGIN IMMEDIATE",
     "COMMIT",
     "ROLLBACK",
     "SELECT 1 FROM keys WHERE id = ?1",
     "SELECT id FROM keys WHERE parent = ?1 AND folded = ?2",
     "INSERT INTO keys(parent, folded, name) VALUES(?1, ?2, ?3)",
-    "SELECT type, data FROM key_values WHERE key = ?1 AND folded = ?2",
     "INSERT INTO key_values(key, folded, name, type, data) VALUES(?1, ?2, ?3, ?4, ?5) "
     "ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data",
     "DELETE FROM key_values WHERE key = ?1 AND folded = ?2",
     ORV_TREE "DELETE FROM key_values WHERE key IN (SELECT id FROM tree)",
     ORV_TREE "DELETE FROM keys WHERE id IN (SELECT id FROM tree) AND id <> ?2",
     "SELECT name FROM keys WHERE parent = ?1 ORDER BY folded",
-    "SELECT name FROM key_values WHERE key = ?1 ORDER BY folded",
+    "SELECT folded, name, type, data FROM key_values WHERE key = ?1 ORDER BY folded",
 };
 #undef ORV_TREE
 
@@ -90,16 +94,24 @@ LONG ErrorOf(int sqliteResult) {
   }
 }
 
-LONG Hive::PrepareRead() {
+LONG Hive::PrepareRead(std::uint64_t request) {
   if (path_.empty()) return ERROR_FILE_NOT_FOUND;
+  if (request != 0 && request == request_ && owner_ == getpid()) return ERROR_SUCCESS;
   const std::optional<FileIdentity> current = IdentityOf(path_);
   // An open connection keeps its file's number from being used for another file.
   const bool isSameFile = database_ != nullptr && current == identity_;
-  if (isSameFile && owner_ == getpid()) return ERROR_SUCCESS;
-  Disconnect();
-  if (!isSameFile) ++generation_;
-  if (!current) return ERROR_FILE_NOT_FOUND;
-  return Connect(SQLITE_OPEN_READWRITE);
+  if (isSameFile && owner_ == getpid()) {
+    const std::optional<FileState> state = ReadState();
+    if (!state || state != keptAt_) Forget();
+  } else {
+    Disconnect();
+    if (!isSameFile) ++generation_;
+    if (!current) return ERROR_FILE_NOT_FOUND;
+    const LONG error = Connect(SQLITE_OPEN_READWRITE);
+    if (error != ERROR_SUCCESS) return error;
+  }
+  request_ = request;
+  return ERROR_SUCCESS;
 }
 
 LONG Hive::PrepareWrite() {
@@ -122,6 +134,65 @@ Prepared Hive::Prepare(Statement statement) {
 }
 
 LONG Hive::Run(Statement statement) { return ErrorOf(Query(Prepare(statement)).Step()); }
+
+LONG Hive::ReadKey(sqlite3_int64 row, const KeyContent** content) {
+  auto known = keys_.find(row);
+  if (known == keys_.end()) {
+    KeyContent read;
+    const LONG error = ReadTogether([&] {
+      {
+        const int found = Query(Prepare(kFindKey)).Bind(1, row).Step();
+        if (found == SQLITE_DONE) return ERROR_SUCCESS;
+        if (found != SQLITE_ROW) return ErrorOf(found);
+        read.isThere = true;
+      }
+      Query values(Prepare(kListValues));
+      values.Bind(1, row);
+      int found;
+      while ((found = values.Step()) == SQLITE_ROW) {
+        const std::string_view bytes = values.Bytes(3);
+        read.values.push_back(
+            {std::string(values.Bytes(0)),
+             {Utf8ToWide(values.Bytes(1)),
+              {static_cast<DWORD>(values.Number(2)), {bytes.begin(), bytes.end()}}}});
+      }
+      if (found != SQLITE_DONE) return ErrorOf(found);
+      Query keys(Prepare(kListKeys));
+      keys.Bind(1, row);
+      while ((found = keys.Step()) == SQLITE_ROW) read.subKeys.push_back(Utf8ToWide(keys.Bytes(0)));
+      return ErrorOf(found);
+    });
+    if (error != ERROR_SUCCESS) return error;
+    known = keys_.emplace(row, std::move(read)).first;
+  }
+  *content = &known->second;
+  return ERROR_SUCCESS;
+}
+
+std::optional<Hive::FileState> Hive::ReadState() const {
+  // The database's header from byte 18: how the file is written and read (1 each with a rollback
+  // journal), and from byte 24 what every write changes, its count first. SQLite looks at the same
+  // bytes to know whether the pages that it has are current.
+  constexpr int kFormats = 18;
+  constexpr int kState = 24;
+  std::array<std::uint8_t, kState - kFormats + std::tuple_size_v<FileState>> header{};
+  sqlite3_file* file = nullptr;
+  if (sqlite3_file_control(database_, nullptr, SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK ||
+      file->pMethods == nullptr ||
+      file->pMethods->xRead(file, header.data(), header.size(), kFormats) != SQLITE_OK ||
+      header[0] != 1 || header[1] != 1) {
+    return std::nullopt;
+  }
+  FileState state;
+  std::ranges::copy(std::span(header).last(state.size()), state.begin());
+  return state;
+}
+
+void Hive::Forget() {
+  keys_.clear();
+  paths_.clear();
+  keptAt_.reset();
+}
 
 LONG Hive::Connect(int flags) {
   int result = sqlite3_open_v2(path_.c_str(), &database_, flags | SQLITE_OPEN_NOMUTEX, nullptr);
@@ -166,6 +237,8 @@ void Hive::Disconnect() {
   }
   statements_.fill(nullptr);
   database_ = nullptr;
+  request_ = 0;
+  Forget();
 }
 
 }  // namespace orv

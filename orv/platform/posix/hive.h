@@ -4,10 +4,17 @@
 #include <sys/types.h>
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
+#include "orv/platform/registry.h"
 #include "orv/platform/types.h"
 
 /// One hive of the settings store: an SQLite file, `docs/registry.md` describes its tables. Nothing
@@ -21,13 +28,13 @@ inline constexpr sqlite3_int64 kRootKey = 1;
 /// The statements that the registry runs; each names its parameters in hive.cpp.
 enum Statement {
   kHasSchema,
+  kBeginRead,
   kBegin,
   kCommit,
   kRollback,
   kFindKey,
   kFindChild,
   kAddChild,
-  kFindValue,
   kSetValue,
   kDeleteValue,
   kDeleteTreeValues,
@@ -96,7 +103,26 @@ struct FileIdentity {
   bool operator==(const FileIdentity&) const = default;
 };
 
-/// One hive's file and the connection to it.
+/// A key as one read found it.
+struct KeyContent {
+  struct Value {
+    std::string folded;
+    NamedRegistryValue named;
+  };
+  bool isThere = false;
+  std::vector<Value> values;  ///< in the order of their folded names
+  std::vector<std::wstring> subKeys;
+};
+
+/// Where a path leads to.
+struct PathEnd {
+  LONG result = ERROR_SUCCESS;
+  sqlite3_int64 row = 0;
+  std::size_t depth = 0;
+};
+
+/// One hive's file, the connection to it, and what was read from it. Reading a key again costs one
+/// look at the file's header instead of locks and queries; a write by anybody shows there.
 class Hive {
  public:
   explicit Hive(std::string path) : path_(std::move(path)) {}
@@ -108,10 +134,14 @@ class Hive {
   int generation() const { return generation_; }
 
   /// Makes the connection usable for reading. `ERROR_FILE_NOT_FOUND` when nothing was ever written.
-  LONG PrepareRead();
+  /// The reads of one request, which has a number of its own above 0, look at the file only once.
+  LONG PrepareRead(std::uint64_t request = 0);
 
   /// Makes the connection usable for writing, with file, folder and tables.
   LONG PrepareWrite();
+
+  /// Drops what was read and kept.
+  void Forget();
 
   sqlite3* database() const { return database_; }
 
@@ -120,7 +150,42 @@ class Hive {
   /// Runs a statement without parameters to its end.
   LONG Run(Statement statement);
 
+  /// What a key holds, read as a whole and kept as long as nobody writes to the file. The content
+  /// is good until the next call of a function that is not const.
+  LONG ReadKey(sqlite3_int64 row, const KeyContent** content);
+  /// Where a path from a key leads to, kept likewise: `walk()` finds it out with queries.
+  template <typename Walk>
+  PathEnd ReadPath(sqlite3_int64 row, const std::wstring& path, Walk walk) {
+    const auto known = paths_.find({row, path});
+    if (known != paths_.end()) return known->second;
+    PathEnd end;
+    const LONG error = ReadTogether([&] {
+      end = walk();
+      return end.result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : end.result;
+    });
+    if (error != ERROR_SUCCESS) return {error};
+    return paths_[{row, path}] = end;
+  }
+
  private:
+  /// The bytes of the file that every write to it changes.
+  using FileState = std::array<std::uint8_t, 16>;
+  /// Reads them; none when the file is written in a way that leaves them as they are.
+  std::optional<FileState> ReadState() const;
+  /// Runs queries that all see one state of the file, and forgets what was read of an older one.
+  template <typename Work>
+  LONG ReadTogether(Work work) {
+    LONG result = Run(kBeginRead);
+    if (result != ERROR_SUCCESS) return result;
+    result = work();
+    // Asked while the queries still keep every writer waiting. At any other time the state could be
+    // that of a write which is cut off and undone, and come back with another write.
+    const std::optional<FileState> state = ReadState();
+    if (state != keptAt_ || keys_.size() + paths_.size() >= kMostKept) Forget();
+    keptAt_ = state;
+    const LONG ended = Run(kCommit);
+    return result != ERROR_SUCCESS ? result : ended;
+  }
   LONG Connect(int flags);
   LONG CreateTables();
   void Disconnect();
@@ -131,6 +196,13 @@ class Hive {
   FileIdentity identity_;  ///< the file that it reads
   int generation_ = 0;
   std::array<sqlite3_stmt*, kStatementCount> statements_{};
+
+  /// Keys and paths that are kept at most: far more than the library reads.
+  static constexpr std::size_t kMostKept = 4096;
+  std::uint64_t request_ = 0;        ///< the one that looked at the file last
+  std::optional<FileState> keptAt_;  ///< the file's state when the rest was read
+  std::unordered_map<sqlite3_int64, KeyContent> keys_;
+  std::map<std::pair<sqlite3_int64, std::wstring>, PathEnd> paths_;
 };
 
 }  // namespace orv

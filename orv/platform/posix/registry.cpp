@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -30,6 +31,11 @@ namespace {
 constexpr std::size_t kMaxKeyName = 255;
 constexpr std::size_t kMaxValueName = 16383;
 constexpr std::size_t kMaxDepth = 512;
+
+/// The request that this thread is in: its number, 0 outside of one, and how many objects stand for
+/// it.
+thread_local std::uint64_t theRequest = 0;
+thread_local int theRequestObjects = 0;
 
 /// A name as it is compared.
 std::string Fold(const std::wstring& name) { return WideToUtf8(UpperCase(name)); }
@@ -117,25 +123,24 @@ std::optional<KeyHandle> Resolve(Store* store, HKEY key) {
   return found->second;
 }
 
-/// Whether the key that a handle stands for is still there.
-LONG CheckKey(const KeyHandle& key) {
-  if (key.row == kRootKey) return ERROR_SUCCESS;
-  if (key.generation != key.hive->generation()) return ERROR_KEY_DELETED;
-  const int found = Query(key.hive->Prepare(kFindKey)).Bind(1, key.row).Step();
-  return found == SQLITE_DONE ? ERROR_KEY_DELETED : ErrorOf(found);
-}
-
-/// Runs `work(key)` on a key for reading. `ERROR_FILE_NOT_FOUND` from a store without a file.
+/// Runs `work(key, content)` on a key for reading. `ERROR_FILE_NOT_FOUND` from a store without a
+/// file.
 template <typename Work>
 LONG Read(HKEY handle, Work work) {
   Store& store = TheStore();
   const std::lock_guard guard(store.lock);
   const std::optional<KeyHandle> key = Resolve(&store, handle);
   if (!key) return ERROR_INVALID_HANDLE;
-  LONG result = key->hive->PrepareRead();
-  if (result == ERROR_FILE_NOT_FOUND && key->row != kRootKey) return ERROR_KEY_DELETED;
-  if (result == ERROR_SUCCESS) result = CheckKey(*key);
-  return result != ERROR_SUCCESS ? result : work(&store, *key);
+  Hive& hive = *key->hive;
+  LONG result = hive.PrepareRead(theRequest);
+  if (key->row != kRootKey &&
+      (result == ERROR_FILE_NOT_FOUND || key->generation != hive.generation())) {
+    return ERROR_KEY_DELETED;
+  }
+  const KeyContent* content = nullptr;
+  if (result == ERROR_SUCCESS) result = hive.ReadKey(key->row, &content);
+  if (result != ERROR_SUCCESS) return result;
+  return content->isThere ? work(&store, *key, *content) : ERROR_KEY_DELETED;
 }
 
 enum class MissingFile { kCreate, kReport };
@@ -150,9 +155,12 @@ LONG Write(HKEY handle, MissingFile missingFile, Work work) {
   Hive& hive = *key->hive;
   LONG result = missingFile == MissingFile::kCreate ? hive.PrepareWrite() : hive.PrepareRead();
   if (result != ERROR_SUCCESS) return result;
+  if (key->row != kRootKey && key->generation != hive.generation()) return ERROR_KEY_DELETED;
   result = hive.Run(kBegin);
   if (result != ERROR_SUCCESS) return result;
-  result = CheckKey(*key);
+  hive.Forget();
+  const int found = Query(hive.Prepare(kFindKey)).Bind(1, key->row).Step();
+  result = found == SQLITE_DONE ? ERROR_KEY_DELETED : ErrorOf(found);
   if (result == ERROR_SUCCESS) result = work(&store, *key);
   if (result == ERROR_SUCCESS) result = hive.Run(kCommit);
   if (result != ERROR_SUCCESS) hive.Run(kRollback);
@@ -208,16 +216,13 @@ HKEY AddHandle(Store* store, KeyHandle key) {
   return reinterpret_cast<HKEY>(handle);
 }
 
-LONG ListNames(HKEY handle, Statement statement, std::vector<std::wstring>* names) {
-  names->clear();
-  const LONG result = Read(handle, [&](Store*, const KeyHandle& key) {
-    Query list(key.hive->Prepare(statement));
-    list.Bind(1, key.row);
-    int row;
-    while ((row = list.Step()) == SQLITE_ROW) names->push_back(Utf8ToWide(list.Bytes(0)));
-    return ErrorOf(row);
+/// Runs `list(content)` on a key for reading; the root of a hive that was never written is empty.
+template <typename List>
+LONG ListContent(HKEY handle, List list) {
+  const LONG result = Read(handle, [&](Store*, const KeyHandle&, const KeyContent& content) {
+    list(content);
+    return ERROR_SUCCESS;
   });
-  // The root of a hive that was never written is empty.
   return result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : result;
 }
 
@@ -228,18 +233,28 @@ LONG RegistryKey::Open(HKEY parent, const std::wstring& path, RegistryAccess acc
   const auto open = [&](Store* store, KeyHandle key) {
     key.writable = access == RegistryAccess::kReadWrite;
     key_ = AddHandle(store, std::move(key));
-    return ERROR_SUCCESS;
   };
-  const LONG result = Read(parent, [&](Store* store, KeyHandle key) {
-    const LONG descended = Descend(path, false, &key);
-    return descended == ERROR_SUCCESS ? open(store, std::move(key)) : descended;
+  const LONG result = Read(parent, [&](Store* store, KeyHandle key, const KeyContent&) {
+    const PathEnd end = key.hive->ReadPath(key.row, path, [&] {
+      KeyHandle found = key;
+      const LONG descended = Descend(path, false, &found);
+      return PathEnd{descended, found.row, found.depth};
+    });
+    if (end.result == ERROR_SUCCESS) {
+      key.row = end.row;
+      key.depth = end.depth;
+      open(store, std::move(key));
+    }
+    return end.result;
   });
   if (result != ERROR_FILE_NOT_FOUND || !SplitPath(UpToTerminator(path)).empty()) return result;
   // The root of a hive that was never written is there, and empty.
   Store& store = TheStore();
   const std::lock_guard guard(store.lock);
   const std::optional<KeyHandle> root = Resolve(&store, parent);
-  return root ? open(&store, *root) : ERROR_INVALID_HANDLE;
+  if (!root) return ERROR_INVALID_HANDLE;
+  open(&store, *root);
+  return ERROR_SUCCESS;
 }
 
 LONG RegistryKey::Create(HKEY parent, const std::wstring& path) {
@@ -267,17 +282,23 @@ void RegistryKey::Close() {
   key_ = nullptr;
 }
 
+RegistryRequest::RegistryRequest() {
+  static std::atomic<std::uint64_t> s_last{0};
+  if (theRequestObjects++ == 0) theRequest = ++s_last;
+}
+
+RegistryRequest::~RegistryRequest() {
+  if (--theRequestObjects == 0) theRequest = 0;
+}
+
 LONG GetRegistryValue(HKEY key, const std::wstring& name, RegistryValue* value) {
   *value = {};
   const std::string folded = Fold(UpToTerminator(name));
-  return Read(key, [&](Store*, const KeyHandle& open) {
-    Query find(open.hive->Prepare(kFindValue));
-    const int found = find.Bind(1, open.row).Bind(2, folded).Step();
-    if (found == SQLITE_DONE) return ERROR_FILE_NOT_FOUND;
-    if (found != SQLITE_ROW) return ErrorOf(found);
-    const std::string_view bytes = find.Bytes(1);
-    value->type = static_cast<DWORD>(find.Number(0));
-    value->data.assign(bytes.begin(), bytes.end());
+  return Read(key, [&](Store*, const KeyHandle&, const KeyContent& content) {
+    const auto found =
+        std::ranges::lower_bound(content.values, folded, {}, &KeyContent::Value::folded);
+    if (found == content.values.end() || found->folded != folded) return ERROR_FILE_NOT_FOUND;
+    *value = found->named.value;
     return ERROR_SUCCESS;
   });
 }
@@ -328,11 +349,15 @@ LONG DeleteRegistryTree(HKEY parent, const std::wstring& path) {
 }
 
 LONG ListRegistryKeys(HKEY key, std::vector<std::wstring>* names) {
-  return ListNames(key, kListKeys, names);
+  names->clear();
+  return ListContent(key, [&](const KeyContent& content) { *names = content.subKeys; });
 }
 
-LONG ListRegistryValues(HKEY key, std::vector<std::wstring>* names) {
-  return ListNames(key, kListValues, names);
+LONG ListRegistryValues(HKEY key, std::vector<NamedRegistryValue>* values) {
+  values->clear();
+  return ListContent(key, [&](const KeyContent& content) {
+    for (const KeyContent::Value& value : content.values) values->push_back(value.named);
+  });
 }
 
 }  // namespace orv

@@ -11,21 +11,6 @@ namespace {
 constexpr DWORD kMaxKeyName = 255;
 constexpr DWORD kMaxValueName = 16383;
 
-/// Collects what an enumerating call answers for 0, 1, 2 and so on until there is no more.
-template <typename Enumerate>
-LONG ListNames(DWORD longest, std::vector<std::wstring>* names, Enumerate enumerate) {
-  names->clear();
-  std::wstring buffer(longest + 1, L'\0');
-  for (DWORD index = 0;; ++index) {
-    DWORD length = longest + 1;
-    const LONG result = enumerate(index, buffer.data(), &length);
-    if (result == ERROR_NO_MORE_ITEMS) break;
-    if (result != ERROR_SUCCESS) return result;
-    names->push_back(buffer.substr(0, length));
-  }
-  return ERROR_SUCCESS;
-}
-
 bool PrecedesByName(const std::wstring& left, const std::wstring& right) {
   return CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
                               static_cast<int>(right.size()), TRUE) == CSTR_LESS_THAN;
@@ -82,20 +67,44 @@ LONG DeleteRegistryTree(HKEY parent, const std::wstring& path) {
   return RegDeleteTreeW(parent, path.c_str());
 }
 
+RegistryRequest::RegistryRequest() = default;
+RegistryRequest::~RegistryRequest() = default;
+
 LONG ListRegistryKeys(HKEY key, std::vector<std::wstring>* names) {
-  return ListNames(kMaxKeyName, names, [key](DWORD index, wchar_t* name, DWORD* length) {
-    return RegEnumKeyExW(key, index, name, length, nullptr, nullptr, nullptr, nullptr);
-  });
+  names->clear();
+  wchar_t name[kMaxKeyName + 1];
+  for (DWORD index = 0;; ++index) {
+    DWORD length = kMaxKeyName + 1;
+    const LONG result =
+        RegEnumKeyExW(key, index, name, &length, nullptr, nullptr, nullptr, nullptr);
+    if (result == ERROR_NO_MORE_ITEMS) return ERROR_SUCCESS;
+    if (result != ERROR_SUCCESS) return result;
+    names->emplace_back(name, length);
+  }
 }
 
-LONG ListRegistryValues(HKEY key, std::vector<std::wstring>* names) {
-  const LONG result =
-      ListNames(kMaxValueName, names, [key](DWORD index, wchar_t* name, DWORD* length) {
-        return RegEnumValueW(key, index, name, length, nullptr, nullptr, nullptr, nullptr);
-      });
+LONG ListRegistryValues(HKEY key, std::vector<NamedRegistryValue>* values) {
+  values->clear();
+  std::wstring name(kMaxValueName + 1, L'\0');
+  std::vector<BYTE> data(256);  // enough for most, and grown for the others
+  for (DWORD index = 0;;) {
+    DWORD length = kMaxValueName + 1;
+    DWORD type = 0;
+    auto size = static_cast<DWORD>(data.size());
+    const LONG result =
+        RegEnumValueW(key, index, name.data(), &length, nullptr, &type, data.data(), &size);
+    if (result == ERROR_NO_MORE_ITEMS) break;
+    if (result == ERROR_MORE_DATA) {
+      data.resize(std::max<std::size_t>(size, data.size() * 2));
+      continue;
+    }
+    if (result != ERROR_SUCCESS) return result;
+    values->push_back({name.substr(0, length), {type, {data.data(), data.data() + size}}});
+    ++index;
+  }
   // The system keeps sub-keys in name order, values in the order in which they were made.
-  std::sort(names->begin(), names->end(), PrecedesByName);
-  return result;
+  std::ranges::sort(*values, PrecedesByName, &NamedRegistryValue::name);
+  return ERROR_SUCCESS;
 }
 
 }  // namespace orv
