@@ -4,12 +4,14 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <climits>
 #include <cstdint>
 #include <fstream>
 #include <limits>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -20,10 +22,10 @@ namespace orv {
 namespace {
 
 /// What stands behind a handle: the process's own folder, which stays this process's, and empty
-/// once it has ended, whoever gets its id later.
+/// once it has ended, whoever gets its id later. The calling process needs none.
 struct OpenedProcess {
-  int folder;
-  std::uint64_t startTicks;
+  int folder;                ///< negative for the calling process
+  std::string program = {};  ///< its path; empty when the caller may not see it
 };
 
 int OpenFolder(DWORD id) {
@@ -97,6 +99,31 @@ std::uint64_t BootSeconds() {
   return s_seconds;
 }
 
+/// What the calling process knows of itself. It stays true as long as the process runs, so it is
+/// found once; a forked child finds its own.
+struct OwnFacts {
+  DWORD id = 0;
+  std::uint64_t startTicks = 0;
+  std::string program;
+};
+
+/// `id` is the calling process's. Empty when the system does not show the process its own folder.
+OwnFacts GetOwnFacts(DWORD id) {
+  static std::mutex lock;
+  static OwnFacts s_facts;
+  const std::lock_guard guard(lock);
+  if (s_facts.id != id) {
+    const int folder = OpenFolder(id);
+    ProcessStatus status;
+    s_facts = {};
+    if (folder >= 0 && ReadStatus(folder, &status)) {
+      s_facts = {id, status.startTicks, ReadProgram(folder)};
+    }
+    if (folder >= 0) close(folder);
+  }
+  return s_facts;
+}
+
 const OpenedProcess* ProcessOf(HANDLE process) {
   return static_cast<const OpenedProcess*>(process);
 }
@@ -106,6 +133,12 @@ const OpenedProcess* ProcessOf(HANDLE process) {
 DWORD CurrentProcessId() { return static_cast<DWORD>(getpid()); }
 
 bool FindProcess(DWORD id, ProcessEntry* entry) {
+  if (id == CurrentProcessId()) {
+    if (const OwnFacts own = GetOwnFacts(id); !own.program.empty()) {
+      *entry = {id, static_cast<DWORD>(getppid()), FileNameOf(Utf8ToWide(own.program))};
+      return true;
+    }
+  }
   const int folder = OpenFolder(id);
   ProcessStatus status;
   const bool isFound = folder >= 0 && ReadStatus(folder, &status);
@@ -121,29 +154,40 @@ bool FindProcess(DWORD id, ProcessEntry* entry) {
 }
 
 HANDLE OpenProcessHandle(DWORD id, ProcessAccess access) {
-  const int folder = OpenFolder(id);
-  ProcessStatus status;
-  DWORD error = ERROR_SUCCESS;
-  if (folder < 0 || !ReadStatus(folder, &status)) {
-    error = ERROR_INVALID_PARAMETER;
-  } else if (access != ProcessAccess::kQueryLimited && kill(static_cast<pid_t>(id), 0) != 0) {
-    // Basic facts are everybody's; for more a process has to be one that the caller may signal.
-    error = errno == EPERM ? ERROR_ACCESS_DENIED : ERROR_INVALID_PARAMETER;
+  if (id == CurrentProcessId()) {
+    if (OwnFacts own = GetOwnFacts(id); !own.program.empty()) {
+      return new OpenedProcess{-1, std::move(own.program)};
+    }
   }
-  if (error == ERROR_SUCCESS) return new OpenedProcess{folder, status.startTicks};
-  if (folder >= 0) close(folder);
+  const int folder = OpenFolder(id);
+  DWORD error = ERROR_INVALID_PARAMETER;
+  if (folder >= 0) {
+    std::string program = ReadProgram(folder);
+    ProcessStatus status;
+    // What has ended has no program any more, which is quicker to see than its status.
+    if (program.empty() && !ReadStatus(folder, &status)) {
+      error = ERROR_INVALID_PARAMETER;
+    } else if (access != ProcessAccess::kQueryLimited && kill(static_cast<pid_t>(id), 0) != 0) {
+      // Basic facts are everybody's; for more a process has to be one that the caller may signal.
+      error = errno == EPERM ? ERROR_ACCESS_DENIED : ERROR_INVALID_PARAMETER;
+    } else {
+      return new OpenedProcess{folder, std::move(program)};
+    }
+    close(folder);
+  }
   SetLastError(error);
   return nullptr;
 }
 
 void CloseProcessHandle(HANDLE process) {
   if (process == nullptr) return;
-  close(ProcessOf(process)->folder);
+  if (ProcessOf(process)->folder >= 0) close(ProcessOf(process)->folder);
   delete ProcessOf(process);
 }
 
 bool GetProcessPath(HANDLE process, std::wstring* path) {
-  *path = Utf8ToWide(ReadProgram(ProcessOf(process)->folder)).substr(0, kMaxProcessPath - 1);
+  *path = Utf8ToWide(ProcessOf(process)->program);
+  path->resize(std::min<std::size_t>(path->size(), kMaxProcessPath - 1));
   if (path->empty()) SetLastError(ERROR_ACCESS_DENIED);
   return !path->empty();
 }
@@ -151,9 +195,17 @@ bool GetProcessPath(HANDLE process, std::wstring* path) {
 bool GetProcessCreationTime(HANDLE process, std::uint64_t* creationTime) {
   constexpr std::uint64_t kIntervalsPerSecond = 10'000'000;
   constexpr std::uint64_t kSecondsFrom1601To1970 = 11'644'473'600;
+  const OpenedProcess& opened = *ProcessOf(process);
+  ProcessStatus status;
+  if (opened.folder < 0) {
+    status.startTicks = GetOwnFacts(CurrentProcessId()).startTicks;
+  } else if (!ReadStatus(opened.folder, &status)) {
+    SetLastError(ERROR_INVALID_PARAMETER);  // it has ended since
+    return false;
+  }
   const auto ticksPerSecond = static_cast<std::uint64_t>(sysconf(_SC_CLK_TCK));
   *creationTime = (kSecondsFrom1601To1970 + BootSeconds()) * kIntervalsPerSecond +
-                  ProcessOf(process)->startTicks * (kIntervalsPerSecond / ticksPerSecond);
+                  status.startTicks * (kIntervalsPerSecond / ticksPerSecond);
   return true;
 }
 
