@@ -1,5 +1,5 @@
 // Merges of private records with a configuration in the cache. Logging is off except where a name
-// says otherwise; the registry, where it is read, is a fresh one without stock items.
+// says otherwise; the registry, where it is read, is a fresh one.
 
 #include <benchmark/benchmark.h>
 
@@ -15,12 +15,14 @@
 #include "orv/devmode/stock_items.h"
 #include "orv/logging/logger.h"
 #include "orv/platform/files.h"
+#include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
 #include "orv/session/session_data.h"
 
 namespace {
 
 constexpr wchar_t kPrinter[] = L"Label 1";
+constexpr wchar_t kDriver[] = L"ORV-LX 300";
 
 /// A printer whose configuration is loaded.
 struct Setup {
@@ -30,7 +32,7 @@ struct Setup {
     setenv("ORV_REGISTRY_DIR", folder.c_str(), 1);
     CLogger::m_nLoglevel = 0;
     CLogger::m_bWriteLogToDebug = CLogger::m_bWriteLogToFile = 0;
-    orv::AddSpoolerPrinter(kPrinter, L"ORV-LX 300");
+    orv::AddSpoolerPrinter(kPrinter, kDriver);
     param.hPrinter = orv::OpenPrinterHandle(kPrinter);
     client.m_stModuleFolder = orv::FromPath(ORV_EXAMPLES);
     CConfigParser::Load(param.hPrinter, &config, cache, &client);
@@ -93,19 +95,50 @@ BENCHMARK(BM_NothingToCorrect);
 BENCHMARK(BM_EverythingCorrected);
 BENCHMARK(BM_EverythingCorrectedAndLoggedToNowhere);
 
-/// A whole merge through the entry point, and the steps of it that ask the system.
+/// Stock items of the printer as long as it lives.
+class StoredItems {
+ public:
+  explicit StoredItems(std::int64_t count) {
+    for (std::int64_t i = 1; i <= count; ++i) {
+      StockItem item;
+      item.guid.Data1 = static_cast<std::uint32_t>(i);
+      item.DisplayName = L"Shelf " + std::to_wstring(i);
+      item.PaperWidth = item.PaperLength = 50000;
+      orv::WriteStockItem(path_, item);
+    }
+  }
+  ~StoredItems() { orv::DeleteRegistryTree(HKEY_CURRENT_USER, path_); }
+
+ private:
+  const std::wstring path_ = orv::StockItemsPath(kPrinter, kDriver);
+};
+
+/// A whole merge through the entry point, with the printer's stock items looked at.
 void BM_EntryPointMerge(benchmark::State& state) {
   Setup& setup = TheSetup();
+  const StoredItems items(state.range(0));
+  for (auto _ : state) {
+    if (hrOEMDevMode(&setup.client, setup.cache, kPrinter, OEMDM_MERGE, &setup.param) != S_OK) {
+      state.SkipWithError("refused");
+    }
+  }
+}
+BENCHMARK(BM_EntryPointMerge)->ArgName("items")->Arg(0)->Arg(5)->Arg(50);
+
+/// Without the application's record no stock item is looked for.
+void BM_EntryPointMergeWithoutApplication(benchmark::State& state) {
+  Setup& setup = TheSetup();
   OEMDMPARAM param = setup.param;
-  if (state.range(0) == 0) param.pPublicDMIn = nullptr;  // no stock item is looked for
+  param.pPublicDMIn = nullptr;
   for (auto _ : state) {
     if (hrOEMDevMode(&setup.client, setup.cache, kPrinter, OEMDM_MERGE, &param) != S_OK) {
       state.SkipWithError("refused");
     }
   }
 }
-BENCHMARK(BM_EntryPointMerge)->ArgName("stock")->Arg(0)->Arg(1);
+BENCHMARK(BM_EntryPointMergeWithoutApplication);
 
+// The steps of a merge that ask the system.
 void BM_CachedConfiguration(benchmark::State& state) {
   Setup& setup = TheSetup();
   Config* config = nullptr;
@@ -123,10 +156,10 @@ void BM_LoadStockItems(benchmark::State& state) {
 }
 void BM_SessionDecides(benchmark::State& state) {
   std::uint32_t read = 0;
-  for (auto _ : state) GetSessionReadUDS(&read, kPrinter, L"ORV-LX 300");
+  for (auto _ : state) GetSessionReadUDS(&read, kPrinter, kDriver);
 }
 void BM_SessionCleanUp(benchmark::State& state) {
-  for (auto _ : state) CleanupRegSessionData(kPrinter, L"ORV-LX 300");
+  for (auto _ : state) CleanupRegSessionData(kPrinter, kDriver);
 }
 BENCHMARK(BM_CachedConfiguration);
 BENCHMARK(BM_LoadStockItems);

@@ -100,8 +100,15 @@ ORV_EXPORT std::vector<std::int32_t> AllowedValues(const Config& config, Allowed
 
 /// The bits of a number field, widened without a sign.
 inline std::uint32_t FieldBits(const tagOEMDEV& record, const RecordField& field) {
-  std::uint32_t bits = 0;
-  std::memcpy(&bits, reinterpret_cast<const std::uint8_t*>(&record) + field.offset, field.width);
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(&record) + field.offset;
+  // Sizes that the compiler knows: this is what a validation mostly does.
+  if (field.width == sizeof(std::uint16_t)) {
+    std::uint16_t bits;
+    std::memcpy(&bits, bytes, sizeof(bits));
+    return bits;
+  }
+  std::uint32_t bits;
+  std::memcpy(&bits, bytes, sizeof(bits));
   return bits;
 }
 inline void SetFieldBits(tagOEMDEV* record, const RecordField& field, std::uint32_t bits) {

@@ -5,8 +5,10 @@
 #include <cstring>
 #include <string_view>
 #include <type_traits>
+#include <unordered_map>
 #include <utility>
 
+#include "orv/platform/letter_case.h"
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
 #include "orv/session/session_data.h"
@@ -17,7 +19,8 @@ namespace {
 
 constexpr wchar_t kSource[] = L"DevMode";
 constexpr wchar_t kNameValue[] = L"DisplayName";
-constexpr std::size_t kMaxNameBytes = 260;  ///< with the terminator
+constexpr std::size_t kMaxNameBytes = (kMaxStockName + 1) * 2;  ///< with the terminator
+static_assert(kMaxNameBytes == 260);
 
 /// The private record counts in thousandths of a millimetre, the public one in tenths.
 constexpr int kThousandthsPerTenth = 100;
@@ -67,21 +70,14 @@ std::vector<StockItem> ReadItems(const RegistryKey& key) {
   std::vector<std::wstring> names;
   ListRegistryKeys(key.get(), &names);
   std::vector<StockItem> items;
+  std::vector<NamedRegistryValue> values;
   for (const std::wstring& name : names) {
     RegistryKey itemKey;
     if (itemKey.Open(key.get(), name, RegistryAccess::kRead) != ERROR_SUCCESS) continue;
     StockItem item;
     item.guid = ParseGuid(name);
-    RegistryValue value;
-    if (GetRegistryValue(itemKey.get(), kNameValue, &value) == ERROR_SUCCESS &&
-        value.data.size() <= kMaxNameBytes) {
-      item.DisplayName = value.Text();
-    }
-    for (const StockValue& number : kValues) {
-      if (GetRegistryValue(itemKey.get(), number.name, &value) == ERROR_SUCCESS) {
-        value.Number(&(item.*number.field));
-      }
-    }
+    ListRegistryValues(itemKey.get(), &values);
+    for (const NamedRegistryValue& named : values) SetStockValue(named, &item);
     items.push_back(std::move(item));
   }
   return items;
@@ -152,6 +148,29 @@ void Apply(const StockItem& item, int paperSize, DEVMODEW* out, tagOEMDEV* dev) 
 
 std::span<const StockValue> StockValues() { return kValues; }
 
+const StockValue* FindStockValue(const std::wstring& name) {
+  static const auto s_values = [] {
+    std::unordered_map<std::wstring, const StockValue*> byName;
+    for (const StockValue& value : kValues) {
+      byName.emplace(value.name, &value);  // the usual spelling, found without folding
+      byName.emplace(LowerCase(value.name), &value);
+    }
+    return byName;
+  }();
+  auto found = s_values.find(name);
+  if (found == s_values.end()) found = s_values.find(LowerCase(name));
+  return found != s_values.end() ? found->second : nullptr;
+}
+
+void SetStockValue(const NamedRegistryValue& stored, StockItem* item) {
+  if (const StockValue* const number = FindStockValue(stored.name)) {
+    stored.value.Number(&(item->*number->field));
+  } else if (LowerCase(stored.name) == LowerCase(kNameValue) &&
+             stored.value.data.size() <= kMaxNameBytes) {
+    item->DisplayName = stored.value.Text();
+  }
+}
+
 bool IsZeroGuid(const GUID& guid) { return SameGuid(guid, GUID{}); }
 
 std::wstring FormatGuid(const GUID& guid) {
@@ -198,7 +217,9 @@ std::vector<StockItem> ReadStockItems(const std::wstring& path) {
 }
 
 LONG WriteStockItem(const std::wstring& path, const StockItem& item) {
-  if (IsZeroGuid(item.guid)) return ERROR_INVALID_PARAMETER;
+  if (IsZeroGuid(item.guid) || item.DisplayName.size() > kMaxStockName) {
+    return ERROR_INVALID_PARAMETER;
+  }
   RegistryKey key;
   LONG result = key.Create(HKEY_CURRENT_USER, path + L'\\' + FormatGuid(item.guid));
   if (result == ERROR_SUCCESS) {

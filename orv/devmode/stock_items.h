@@ -7,6 +7,7 @@
 #include "orv/devmode/oemdev.h"
 #include "orv/logging/logger.h"
 #include "orv/platform/export.h"
+#include "orv/platform/registry.h"
 #include "orv/platform/types.h"
 
 /// A stock item: the settings of one label stock, stored under a name that users pick as a paper
@@ -70,6 +71,11 @@ struct StockValue {
 };
 /// Every numeric value of an item.
 ORV_EXPORT std::span<const StockValue> StockValues();
+/// The numeric value of a name, letter case apart; null when there is none.
+ORV_EXPORT const StockValue* FindStockValue(const std::wstring& name);
+/// Takes over a value as the registry has it. One that an item does not have, of another type or
+/// too long is left out.
+ORV_EXPORT void SetStockValue(const NamedRegistryValue& stored, StockItem* item);
 
 /// A GUID as registry keys write it, with braces.
 ORV_EXPORT std::wstring FormatGuid(const GUID& guid);
@@ -84,7 +90,11 @@ ORV_EXPORT std::wstring StockItemsPath(const std::wstring& printerName,
 /// The items stored below `path` of the current user, in key order; none when there is no such key.
 /// A value that is missing, of another type or too long leaves its field empty.
 ORV_EXPORT std::vector<StockItem> ReadStockItems(const std::wstring& path);
-/// Stores an item under its GUID below `path`; an item without one is refused.
+/// The longest name that reading an item takes over, in characters.
+inline constexpr std::size_t kMaxStockName = 129;
+
+/// Stores an item under its GUID below `path`. One without a GUID, or with a name that would not be
+/// read again, is refused.
 ORV_EXPORT LONG WriteStockItem(const std::wstring& path, const StockItem& item);
 /// Stores items below `path`, each in the place of the one with its GUID, and logs which.
 ORV_EXPORT LONG ImportStockItems(const std::wstring& path, std::span<const StockItem> items,

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -94,9 +95,9 @@ DEVMODEW PublicRecord(const MergeOptions& options, const tagOEMDEV& record) {
   for (std::size_t i = 0; i < std::size(kPublicOptions); ++i) {
     const PublicOption& option = kPublicOptions[i];
     if (!options.values[i].has_value()) continue;
-    const double value =
-        std::round(*options.values[i] * (option.isLength ? kTenthsPerMillimetre : 1));
-    if (!(value >= INT16_MIN && value <= INT16_MAX)) {
+    const double exact = *options.values[i] * (option.isLength ? kTenthsPerMillimetre : 1);
+    const double value = std::round(exact);
+    if (!(value >= INT16_MIN && value <= INT16_MAX) || (!option.isLength && value != exact)) {
       Fail(kUsage, Widen(option.name) + L": the public record cannot hold this value");
     }
     const auto number = static_cast<SHORT>(value);
@@ -107,6 +108,19 @@ DEVMODEW PublicRecord(const MergeOptions& options, const tagOEMDEV& record) {
     result.dmFormName[i] = static_cast<WCHAR>(form[i]);
   }
   return result;
+}
+
+/// Why the library refuses a record.
+std::wstring RefusalText(const tagOEMDEV* in) {
+  if (in != nullptr && in->dwSignature != tagOEMDEV::kSignature) {
+    return Format(L"the library refuses the record: its signature is %u, not %u", in->dwSignature,
+                  tagOEMDEV::kSignature);
+  }
+  if (in != nullptr && in->dwVersion != tagOEMDEV::kVersion) {
+    return Format(L"the library refuses the record: its version is %u, not %u", in->dwVersion,
+                  tagOEMDEV::kVersion);
+  }
+  return L"the library refuses the record; `orv log show` says why";
 }
 
 /// The library's answer to one request; ends the command when it refuses.
@@ -122,7 +136,7 @@ void Request(LibraryUse* library, const std::wstring& printerName, DWORD mode, O
                       ? L"the printer's configuration " + std::wstring(name) +
                             L" does not load from " + library->client()->m_stModuleFolder +
                             L" (--config-dir names another folder)"
-                      : L"the library refuses the record; `orv log show` says why");
+                      : RefusalText(static_cast<const tagOEMDEV*>(param->pOEMDMIn)));
 }
 
 tagOEMDEV Defaults(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name) {
@@ -292,20 +306,27 @@ void ShowAsJson(const tagOEMDEV& record) {
   Print(json.Text());
 }
 
+/// A value as a cell of a table; of a long one the beginning.
+std::wstring Short(const std::wstring& text, std::size_t widest = 40) {
+  return text.size() <= widest ? text : text.substr(0, widest - 3) + L"...";
+}
+
 void ShowAsTable(const tagOEMDEV& record) {
+  // As wide as a command string of plain characters; the other forms show the rest of garbage.
+  constexpr std::size_t kWidest = tagOEMDEV::kCommandSize + 2;
   Table table({L"OFFSET", L"FIELD", L"VALUE", L"UNIT", L"MEANING"});
   for (const RecordField& field : RecordFields()) {
     // The older layout follows word by word.
     const bool isOlder = field.offset == offsetof(tagOEMDEV, EpLayout);
     table.Add({std::to_wstring(field.offset), Widen(field.name),
-               isOlder ? L"(below)" : FieldText(record, field), Widen(field.unit),
+               isOlder ? L"(below)" : Short(FieldText(record, field), kWidest), Widen(field.unit),
                Widen(field.meaning)});
   }
   Print(table.TakeText());
   Table older({L"OFFSET", L"OLDER LAYOUT", L"VALUE"});
   for (const OlderWord& word : OlderLayoutWords()) {
-    older.Add(
-        {std::to_wstring(word.offset), Widen(word.setting), FieldText(record, FieldOf(word))});
+    older.Add({std::to_wstring(word.offset), Widen(word.setting),
+               Short(FieldText(record, FieldOf(word)), kWidest)});
   }
   ForUnnamedBytes(record, [&](std::size_t offset, std::string_view bytes) {
     older.Add({std::to_wstring(offset), L"(no name)", HexText(bytes)});
@@ -334,12 +355,6 @@ void AddConversion(CLI::App* group, const char* name, const char* description, b
   command->callback([options, toText] {
     WriteRecord(ToWide(options->out), ReadRecord(ToWide(options->in)), toText);
   });
-}
-
-/// A value as a cell of a table with many columns.
-std::wstring Short(const std::wstring& text) {
-  constexpr std::size_t kLongest = 40;
-  return text.size() <= kLongest ? text : text.substr(0, kLongest - 3) + L"...";
 }
 
 /// One place where two records differ.
@@ -493,9 +508,9 @@ void AddCheckCommand(CLI::App* group) {
     if (!options->config.empty()) {
       const std::wstring path = ToWide(options->config);
       std::string bytes;
-      if (!ReadFile(path, &bytes) ||
-          !CConfigParser::Load(path, &config, library.cache(), library.client())) {
-        Fail(kUnreadable, L"cannot load " + path);
+      if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + path);
+      if (!CConfigParser::Load(path, &config, library.cache(), library.client())) {
+        Fail(kUnreadable, path + L" does not load; `orv config check` says why");
       }
     } else {
       const std::wstring name = ToWide(options->printer);
@@ -526,23 +541,16 @@ void AddCheckCommand(CLI::App* group) {
   });
 }
 
-/// What a stock item says of a field; empty when it says nothing.
-std::wstring StockText(const StockChoice& choice, const RecordField& field) {
-  if (field.offset == offsetof(tagOEMDEV, PaperWidth)) {
-    return std::to_wstring(choice.item.PaperWidth);
+/// Whether what a merge applies, an item or only a size, sets a field.
+bool IsApplied(const StockChoice& choice, const RecordField& field) {
+  if (field.offset == offsetof(tagOEMDEV, PaperWidth) ||
+      field.offset == offsetof(tagOEMDEV, PaperHeight)) {
+    return true;
   }
-  if (field.offset == offsetof(tagOEMDEV, PaperHeight)) {
-    return std::to_wstring(choice.item.PaperLength);
-  }
-  if (IsZeroGuid(choice.item.guid)) return {};
-  if (field.kind == FieldKind::kGuid) return FormatGuid(choice.item.guid);
-  for (const StockValue& value : StockValues()) {
-    if (value.recordOffset != field.offset) continue;
-    const DWORD number = choice.item.*value.field;
-    return field.kind == FieldKind::kSigned ? std::to_wstring(static_cast<std::int32_t>(number))
-                                            : std::to_wstring(number);
-  }
-  return {};
+  if (IsZeroGuid(choice.item.guid)) return false;
+  return field.kind == FieldKind::kGuid ||
+         std::ranges::find(StockValues(), int{field.offset}, &StockValue::recordOffset) !=
+             StockValues().end();
 }
 
 const wchar_t* ChoiceText(StockChoice::Reason reason) {
@@ -567,7 +575,7 @@ std::wstring DecisionText(const Config& config, const Merged& merged, const Reco
     text += (text.empty() ? L"" : L"; then ") + ReasonText(config, correction);
   }
   if (!text.empty()) return text;
-  if (!StockText(merged.choice, field).empty()) return ChoiceText(merged.choice.reason);
+  if (IsApplied(merged.choice, field)) return ChoiceText(merged.choice.reason);
   if (field.offset < offsetof(tagOEMDEV, EpLayout)) return L"the header is stamped";
   if (field.rule.kind == FieldRule::kAny) return L"carried, never checked";
   return field.rule.offered.In(config) == 0 ? L"carried, not offered" : L"carried, allowed";
@@ -592,20 +600,25 @@ void AddExplainCommand(CLI::App* group) {
     json.BeginArray();
     for (const RecordField& field : RecordFields()) {
       if (field.offset == offsetof(tagOEMDEV, EpLayout)) continue;
-      const std::wstring stock = StockText(merged.choice, field);
-      const std::wstring byDefault =
-          field.hasDefault ? FieldText(merged.defaults, field) : L"untouched";
+      const bool isApplied = IsApplied(merged.choice, field);
       const std::wstring allowed = AllowedText(config, field);
       const std::wstring decision = DecisionText(config, merged, field);
-      table.Add({Widen(field.name), Short(FieldText(merged.in, field)), Short(byDefault), stock,
-                 allowed, Short(FieldText(merged.out, field)), decision});
+      table.Add({Widen(field.name), Short(FieldText(merged.in, field)),
+                 field.hasDefault ? Short(FieldText(merged.defaults, field)) : L"untouched",
+                 isApplied ? FieldText(merged.applied, field) : L"", allowed,
+                 Short(FieldText(merged.out, field)), decision});
+      const auto member = [&](std::string_view name, bool isThere, const tagOEMDEV& record) {
+        if (isThere) return FieldMember(&json, name, record, field);
+        json.Key(name);
+        json.Null();
+      };
       json.BeginObject();
       json.Member("field", Widen(field.name));
-      FieldMember(&json, "incoming", merged.in, field);
-      json.Member("default", byDefault);
-      json.Member("stock", stock);
+      member("incoming", true, merged.in);
+      member("default", field.hasDefault, merged.defaults);
+      member("stock", isApplied, merged.applied);
       json.Member("allowed", allowed);
-      FieldMember(&json, "result", merged.out, field);
+      member("result", true, merged.out);
       json.Member("decidedBy", decision);
       json.EndObject();
     }

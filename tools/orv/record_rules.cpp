@@ -31,7 +31,7 @@ std::wstring RangeText(const std::wstring& min, const std::wstring& max) {
 
 /// A list's values, those in even steps as a range.
 std::wstring ListedText(const std::vector<std::int32_t>& values) {
-  if (values.empty()) return L"nothing (an empty list)";
+  if (values.empty()) return L"nothing";
   constexpr std::size_t kWorthARange = 4;
   bool isEven = values.size() >= kWorthARange;
   for (std::size_t i = 2; i < values.size() && isEven; ++i) {
@@ -121,7 +121,11 @@ std::wstring ReasonText(const Config& config, const Correction& correction) {
   }
   if (field.rule.kind == FieldRule::kTerminated) return L"no NUL within its bytes";
   std::wstring text = L"must be " + AllowedText(config, field);
-  if (field.rule.kind == FieldRule::kList) text = L"must be one of " + AllowedText(config, field);
+  if (field.rule.kind == FieldRule::kList) {
+    text = AllowedValues(config, field.rule.list).empty()
+               ? L"the printer's list is empty"
+               : L"must be one of " + AllowedText(config, field);
+  }
   text += L"; falls back to " + FallbackText(field);
   if (std::string_view(check.name) != field.name) {
     text += L" (checked as " + Widen(check.name) + L")";

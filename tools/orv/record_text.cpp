@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <set>
 #include <string>
 
 #include "orv/devmode/stock_items.h"
@@ -200,6 +201,7 @@ std::string RecordAsText(const tagOEMDEV& record) {
 
 tagOEMDEV RecordFromText(const std::wstring& text, const std::wstring& path) {
   tagOEMDEV record{};
+  std::set<const RecordField*> named;
   int lineNumber = 0;
   for (std::size_t start = 0; start < text.size();) {
     const std::size_t end = std::min(text.find(L'\n', start), text.size());
@@ -207,15 +209,17 @@ tagOEMDEV RecordFromText(const std::wstring& text, const std::wstring& path) {
     start = end + 1;
     ++lineNumber;
     if (line.empty() || line[0] == L'#') continue;
+    const auto fail = [&](const std::wstring& message) {
+      Fail(kFindings, Format(L"%ls:%d: %ls", path.c_str(), lineNumber, message.c_str()));
+    };
     const std::size_t sign = line.find(L'=');
-    const RecordField* field = sign != line.npos ? FindField(Trim(line.substr(0, sign))) : nullptr;
-    if (field == nullptr) {
-      Fail(kFindings, Format(L"%ls:%d: expected \"Name = value\" with the name of a field",
-                             path.c_str(), lineNumber));
-    }
+    if (sign == line.npos) fail(L"expected \"Name = value\"");
+    const std::wstring name(Trim(line.substr(0, sign)));
+    const RecordField* const field = FindField(name);
+    if (field == nullptr) fail(L"there is no field \"" + name + L"\"");
+    if (!named.insert(field).second) fail(L"the field " + name + L" has a value already");
     if (!SetFieldText(&record, *field, Trim(line.substr(sign + 1)))) {
-      Fail(kFindings, Format(L"%ls:%d: the value does not fit the field %ls", path.c_str(),
-                             lineNumber, Widen(field->name).c_str()));
+      fail(L"the value does not fit the field " + name);
     }
   }
   return record;
@@ -224,13 +228,12 @@ tagOEMDEV RecordFromText(const std::wstring& text, const std::wstring& path) {
 tagOEMDEV ReadRecord(const std::wstring& path) {
   std::string bytes;
   if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + path);
-  if (bytes.starts_with(kTitle.substr(0, kTitle.size() - 1))) {
-    return RecordFromText(DecodeText(bytes), path);
-  }
+  const std::wstring title = Widen(kTitle.substr(0, kTitle.size() - 1));
+  const std::wstring text = DecodeText(bytes);
+  if (text.starts_with(title)) return RecordFromText(text, path);
   if (bytes.size() != sizeof(tagOEMDEV)) {
     Fail(kFindings, Format(L"%ls is no record: it has neither %d bytes nor the first line \"%ls\"",
-                           path.c_str(), static_cast<int>(sizeof(tagOEMDEV)),
-                           Widen(kTitle.substr(0, kTitle.size() - 1)).c_str()));
+                           path.c_str(), static_cast<int>(sizeof(tagOEMDEV)), title.c_str()));
   }
   tagOEMDEV record;
   std::memcpy(&record, bytes.data(), sizeof(record));

@@ -6,7 +6,6 @@
 #include <random>
 
 #include "orv/devmode/stock_items.h"
-#include "orv/platform/letter_case.h"
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
 #include "orv/text/format.h"
@@ -25,6 +24,7 @@ struct StockOptions {
   bool isCommon = false;
   std::string item;
   std::string name;
+  std::optional<std::string> newName;
   std::string guid;
   std::string file;
   std::optional<double> width;
@@ -95,20 +95,28 @@ void SetValues(StockItem* item, const StockOptions& options) {
   for (const std::string& pair : options.values) {
     const std::wstring text = ToWide(pair);
     const std::size_t sign = text.find(L'=');
-    const std::wstring name = LowerCase(text.substr(0, sign));
-    const auto value = std::ranges::find_if(
-        StockValues(), [&](const StockValue& known) { return LowerCase(known.name) == name; });
-    if (sign == text.npos || value == StockValues().end()) {
+    const StockValue* const value = FindStockValue(text.substr(0, sign));
+    if (sign == text.npos || value == nullptr) {
       Fail(kUsage, L"--set takes NAME=NUMBER with the name of a value: " + text);
     }
     std::wstring number = text.substr(sign + 1);
     const bool isNegative = number.starts_with(L'-');
     std::uint32_t bits = 0;
-    if (!ParseNumber(number.substr(isNegative ? 1 : 0), &bits)) {
+    if (!ParseNumber(number.substr(isNegative ? 1 : 0), &bits) ||
+        (isNegative && bits > 0x80000000)) {
       Fail(kUsage, L"--set takes NAME=NUMBER with a number: " + text);
     }
     item->*value->field = isNegative ? 0 - bits : bits;
   }
+}
+
+/// A name that users can see and that an item can have.
+CString NameFrom(const std::string& argument) {
+  CString name = ToWide(argument);
+  if (name.empty() || name.size() > kMaxStockName) {
+    Fail(kUsage, Format(L"a name has 1 to %d characters", static_cast<int>(kMaxStockName)));
+  }
+  return name;
 }
 
 void Store(const std::wstring& path, const StockItem& item) {
@@ -195,7 +203,7 @@ void AddAddCommand(CLI::App* group) {
         Fail(kFindings, L"there is a stock item with this GUID; `orv stock edit` changes it");
       }
     }
-    item.DisplayName = ToWide(options->name);
+    item.DisplayName = NameFrom(options->name);
     SetValues(&item, *options);
     Store(path, item);
     Print(FormatGuid(item.guid) + L"\n");
@@ -208,14 +216,14 @@ void AddEditCommand(CLI::App* group) {
   command->add_option("ITEM", options->item, "The item's GUID or name")->required();
   AddTarget(command, options.get());
   AddValues(command, options.get());
-  command->add_option("--name", options->name, "The new name");
+  command->add_option("--name", options->newName, "The new name");
   command->footer(std::string(kValuesHelp) +
                   "Example:\n  orv stock edit \"Shelf 50 x 30\" --printer \"Label 1\" --set "
                   "Disabled=1");
   command->callback([options] {
     const std::wstring path = TargetPath(*options);
     StockItem item = FindItem(path, ToWide(options->item));
-    if (!options->name.empty()) item.DisplayName = ToWide(options->name);
+    if (options->newName) item.DisplayName = NameFrom(*options->newName);
     SetValues(&item, *options);
     Store(path, item);
   });
@@ -261,26 +269,20 @@ void AddExportCommand(CLI::App* group) {
   });
 }
 
-bool EqualNames(const std::wstring& a, const std::wstring& b) {
-  return LowerCase(a) == LowerCase(b);
-}
-
 /// The items that a registry file sets, whatever printer it was written for.
 std::vector<StockItem> ItemsOf(const std::vector<RegChange>& changes) {
   std::vector<StockItem> items;
   for (const RegChange& change : changes) {
     const GUID guid = ParseGuid(change.path.substr(change.path.rfind(L'\\') + 1));
-    if (IsZeroGuid(guid)) continue;
+    if (IsZeroGuid(guid) || change.kind == RegChange::Kind::kDeleteKey) continue;
     auto item = std::ranges::find_if(
         items, [&](const StockItem& known) { return FormatGuid(known.guid) == FormatGuid(guid); });
     if (item == items.end()) {
       item = items.insert(item, StockItem{});
       item->guid = guid;
     }
-    if (change.kind != RegChange::Kind::kSetValue) continue;
-    if (EqualNames(change.name, L"DisplayName")) item->DisplayName = change.value.Text();
-    for (const StockValue& value : StockValues()) {
-      if (EqualNames(change.name, value.name)) change.value.Number(&((*item).*value.field));
+    if (change.kind == RegChange::Kind::kSetValue) {
+      SetStockValue({change.name, change.value}, &*item);
     }
   }
   return items;
@@ -308,10 +310,12 @@ void AddImportCommand(CLI::App* group) {
     }
     if (!faults.empty()) Finish(kFindings);
     LibraryUse library;
-    const LONG error = ImportStockItems(path, ItemsOf(changes), library.client());
+    const std::vector<StockItem> items = ItemsOf(changes);
+    const LONG error = ImportStockItems(path, items, library.client());
     if (error != ERROR_SUCCESS) {
       Fail(kUnreadable, L"cannot store the items: " + DescribeError(error));
     }
+    Print(Format(L"%zu stock items\n", items.size()));
   });
 }
 
