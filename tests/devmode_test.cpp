@@ -1,14 +1,27 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <map>
 #include <random>
 #include <set>
+#include <span>
+#include <utility>
 
 #include "orv/config/configs_cache.h"
 #include "orv/devmode/differences.h"
 #include "orv/devmode/record_fields.h"
 #include "orv/platform/files.h"
 #include "tests/devmode_fixture.h"
+
+// Counts what is allocated. Out of line, so that the compiler does not pair one's insides with the
+// other.
+static std::size_t allocations = 0;
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  ++allocations;
+  return std::malloc(size);
+}
+[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 
 namespace {
 
@@ -85,28 +98,15 @@ TEST(Defaults, AreWithinTheirOwnLimits) {
 }
 
 TEST(Versions, OnlyTheCurrentOneIsTaken) {
-  const std::wstring start = L"Drevik.ConvertOEMDevmodeVersions START";
+  const std::wstring name = L"Drevik.ConvertOEMDevmodeVersions";
   const struct {
     std::uint32_t version;
-    BOOL result;
-    std::vector<LogLine> log;
+    std::vector<std::pair<std::wstring, std::wstring>> log;  ///< tags and what follows the name
   } cases[] = {
-      {16, TRUE, {{L"TRC", L"", L"DevMode", L"Drevik.ConvertOEMDevmodeVersions END (TRUE)"}}},
-      {0,
-       FALSE,
-       {{L"ERR", L"", L"DevMode",
-         L"Drevik.ConvertOEMDevmodeVersions: END (FALSE, IN-version 0 is unknown for "
-         L"current version 16)"}}},
-      {17,
-       FALSE,
-       {{L"ERR", L"", L"DevMode",
-         L"Drevik.ConvertOEMDevmodeVersions: END (FALSE, IN-version 17 is unknown for "
-         L"current version 16)"}}},
-      {15,
-       FALSE,
-       {{L"ERR", L"", L"DevMode",
-         L"Drevik.ConvertOEMDevmodeVersions: OEMDevMode version 15 is not handled!"},
-        {L"ERR", L"", L"DevMode", L"Drevik.ConvertOEMDevmodeVersions END (FALSE)"}}},
+      {16, {{L"TRC", L" END (TRUE)"}}},
+      {0, {{L"ERR", L": END (FALSE, IN-version 0 is unknown for current version 16)"}}},
+      {17, {{L"ERR", L": END (FALSE, IN-version 17 is unknown for current version 16)"}}},
+      {15, {{L"ERR", L": OEMDevMode version 15 is not handled!"}, {L"ERR", L" END (FALSE)"}}},
   };
   for (const auto& test : cases) {
     tagOEMDEV in;
@@ -114,64 +114,47 @@ TEST(Versions, OnlyTheCurrentOneIsTaken) {
     in.dwVersion = test.version;
     tagOEMDEV out{};
     LogCapture log;
-    EXPECT_EQ(ConvertOEMDevmodeVersions(nullptr, &in, &out), test.result);
-    std::vector<LogLine> expected = test.log;
-    expected.insert(expected.begin(), {L"TRC", L"", L"DevMode", start});
+    EXPECT_EQ(ConvertOEMDevmodeVersions(nullptr, &in, &out), test.version == 16);
+    std::vector<LogLine> expected = {{L"TRC", L"", L"DevMode", name + L" START"}};
+    for (const auto& [tag, text] : test.log)
+      expected.push_back({tag, L"", L"DevMode", name + text});
     EXPECT_EQ(log.Take(), expected) << test.version;
-    EXPECT_EQ(Bytes(out) == Bytes(in), test.result == TRUE);
+    EXPECT_EQ(Bytes(out) == Bytes(in), test.version == 16);
   }
 }
 
-/// A word of the older layout, its value, and what it makes of a setting.
+/// A word of the older layout, its value, the setting's offset, what the word makes of it, and what
+/// the setting makes of the word again.
 struct EpCase {
   std::size_t epOffset;
-  std::size_t epWidth;
-  std::uint32_t epValue;
+  std::int32_t epValue;
   std::size_t offset;
-  std::uint32_t value;
-  std::uint32_t back;  ///< what the setting makes of the word again
+  std::int32_t value;
+  std::int32_t back;
 };
 
 TEST(OlderLayout, MapsWordByWord) {
-  const EpCase cases[] = {{230, 2, 0, 1676, 0, 0},
-                          {230, 2, 1, 1676, 2, 1},
-                          {230, 2, 2, 1676, 1, 2},
-                          {230, 2, 3, 1676, 3, 3},
-                          {230, 2, 4, 1676, 0, 0},
-                          {1252, 4, Bits(-7), 1700, Bits(-7), Bits(-7)},
-                          {892, 4, 9, 2676, 9, 9},
-                          {1256, 4, 150, 1696, 150, 150},
-                          {1260, 4, 5, 1668, 5, 5},
-                          {1260, 4, 6, 1668, 0, 0},
-                          {1272, 4, 2, 1704, 0, 0},
-                          {1272, 4, 1, 1704, 1, 1},
-                          {1276, 4, Bits(-3), 1644, Bits(-300), Bits(-3)},
-                          {1288, 4, 4, 1640, 400, 4},
-                          {1280, 4, 5, 1672, 500, 5},
-                          {1284, 4, 6, 1792, 600, 6},
-                          {1284, 4, 7, 1892, 700, 7},
-                          {1356, 4, 2, 1716, 0, 2},
-                          {1356, 4, 0, 1716, 1, 1},
-                          {1360, 4, 0, 1680, 1, 0},
-                          {1360, 4, 9, 1680, 0, 1},
-                          {1368, 4, 1, 1652, 1, 1},
-                          {1368, 4, 3, 1652, 0, 0},
-                          {1500, 4, 1, 1856, 1, 1},
-                          {1500, 4, 2, 1788, 1, 2},
-                          {1500, 4, 3, 1856, 0, 0},
-                          {1500, 4, 3, 1788, 0, 0},
-                          {1504, 4, 2, 1684, 2, 2},
-                          {1504, 4, 3, 1684, 0, 0},
-                          {1508, 4, 1, 1656, 1, 1}};
+  const EpCase cases[] = {
+      {230, 0, 1676, 0, 0},       {230, 1, 1676, 2, 1},        {230, 2, 1676, 1, 2},
+      {230, 3, 1676, 3, 3},       {230, 4, 1676, 0, 0},        {1252, -7, 1700, -7, -7},
+      {892, 9, 2676, 9, 9},       {1256, 150, 1696, 150, 150}, {1260, 5, 1668, 5, 5},
+      {1260, 6, 1668, 0, 0},      {1272, 2, 1704, 0, 0},       {1272, 1, 1704, 1, 1},
+      {1276, -3, 1644, -300, -3}, {1288, 4, 1640, 400, 4},     {1280, 5, 1672, 500, 5},
+      {1284, 6, 1792, 600, 6},    {1284, 7, 1892, 700, 7},     {1356, 2, 1716, 0, 2},
+      {1356, 0, 1716, 1, 1},      {1360, 0, 1680, 1, 0},       {1360, 9, 1680, 0, 1},
+      {1368, 1, 1652, 1, 1},      {1368, 3, 1652, 0, 0},       {1500, 1, 1856, 1, 1},
+      {1500, 2, 1788, 1, 2},      {1500, 3, 1856, 0, 0},       {1500, 3, 1788, 0, 0},
+      {1504, 2, 1684, 2, 2},      {1504, 3, 1684, 0, 0},       {1508, 1, 1656, 1, 1}};
   for (const EpCase& test : cases) {
+    const std::size_t width = test.epOffset == 230 ? 2 : 4;
     tagOEMDEV record{};
     SetWord(&record, test.offset, 0x77777777);
-    SetWord(&record, test.epOffset, test.epValue, test.epWidth);
+    SetWord(&record, test.epOffset, Bits(test.epValue), width);
     ConvertEp2Orv(&record);
-    EXPECT_EQ(Word(record, test.offset), test.value) << test.epOffset << " " << test.epValue;
-    SetWord(&record, test.epOffset, 0x5555, test.epWidth);
+    EXPECT_EQ(Word(record, test.offset), Bits(test.value)) << test.epOffset << " " << test.epValue;
+    SetWord(&record, test.epOffset, 0x5555, width);
     ConvertOrv2Ep(&record);
-    EXPECT_EQ(Word(record, test.epOffset, test.epWidth), test.back)
+    EXPECT_EQ(Word(record, test.epOffset, width), Bits(test.back))
         << test.epOffset << " " << test.epValue;
   }
   const std::pair<std::size_t, std::size_t> types[] = {{236, 1920}, {238, 1922}, {240, 1928},
@@ -206,12 +189,11 @@ TEST(OlderLayout, RoundTripKeepsMappedSettingsAndUnmappedWords) {
     record.Rotation = pick(4);
     record.SensorType = pick(6);
     record.BackFeedMode = pick(3);
-    record.RibbonSaver = pick(2);
-    record.SoftwareOptimization = pick(2);
-    record.PrintMode = pick(2);
-    record.Mirror = pick(2);
-    record.Invert = pick(2);
-    record.TearOff.enabled = pick(2);
+    for (std::uint32_t* flag :
+         {&record.RibbonSaver, &record.SoftwareOptimization, &record.PrintMode, &record.Mirror,
+          &record.Invert, &record.TearOff.enabled}) {
+      *flag = pick(2);
+    }
     record.PeelOff.enabled = record.TearOff.enabled == 0 ? pick(2) : 0;
     const tagOEMDEV before = record;
     ConvertOrv2Ep(&record);
@@ -223,14 +205,12 @@ TEST(OlderLayout, RoundTripKeepsMappedSettingsAndUnmappedWords) {
   }
 }
 
-/// One wrong word and the line about it.
-struct RepairCase {
-  std::size_t offset;
-  std::uint32_t value;
-  const wchar_t* item;
-  std::uint32_t repaired;
-  std::size_t width = 4;
-};
+/// A record that nothing is wrong with.
+tagOEMDEV ValidRecord() {
+  tagOEMDEV record = DefaultRecord();
+  record.BackFeedSpeed = 50;
+  return record;
+}
 
 std::vector<std::wstring> Warnings(LogCapture* log) {
   std::vector<std::wstring> warnings;
@@ -240,160 +220,131 @@ std::vector<std::wstring> Warnings(LogCapture* log) {
   return warnings;
 }
 
-/// A record that nothing is wrong with.
-tagOEMDEV ValidRecord() {
-  tagOEMDEV record = DefaultRecord();
-  record.BackFeedSpeed = 50;
-  return record;
+const std::wstring kWarning = L"Drevik.EnsureValidOEMDevmode: ";
+
+std::wstring Item(const std::wstring& name, std::uint32_t before, std::uint32_t after) {
+  return name + L':' + std::to_wstring(static_cast<std::int32_t>(before)) + L"->" +
+         std::to_wstring(static_cast<std::int32_t>(after)) + L' ';
+}
+
+/// A checked number with the last value that is right, the first one that is wrong, and what takes
+/// its place.
+struct Limit {
+  std::wstring name;
+  std::size_t offset;
+  std::uint32_t right;
+  std::uint32_t wrong;
+  std::uint32_t repaired;
+  std::size_t width = 4;
+};
+
+const wchar_t* const kCommands[] = {
+    L"CustomCommandDocumentStart",   L"CustomCommandDocumentEnd", L"CustomCommandDocumentDataStart",
+    L"CustomCommandDocumentDataEnd", L"CustomCommandPageStart",   L"CustomCommandPageEnd",
+    L"CustomCommandPageDataStart",   L"CustomCommandPageDataEnd"};
+
+/// Every checked number in the order of the checks, apart from the limits that two margins share.
+std::vector<Limit> Limits() {
+  std::vector<Limit> limits = {
+      {L"OutputFormatPNG", 1620, 1, 0, 1},
+      {L"PaperWidth", 1896, 10000, 9999, 60000},
+      {L"PaperHeight", 1900, 300000, 300001, 40000},
+      {L"UnprintableLeft", 1624, 60000, 100001, 0},
+      {L"UnprintableRight", 1628, 60000, 100001, 0},
+      {L"UnprintableTop", 1632, 40000, 300001, 0},
+      {L"UnprintableBottom", 1636, 40000, 300001, 0},
+      {L"OffsetX", 1640, 100000, 100001, 0},
+      {L"OffsetY", 1644, 300000, 300001, 0},
+      {L"LengthScaling", 2684, 5, 6, 0},
+      {L"IgnorePaperEnd", 1648, 1, 2, 0},
+      {L"Mirror", 1652, 1, 2, 1},
+      {L"Invert", 1656, 1, 2, 0},
+      {L"TopSideSameAsBottom", 1660, 1, 2, 0},
+      {L"Rotation", 1676, 3, 4, 2},
+      {L"PrintMode", 1680, 1, 2, 1},
+      {L"BackFeedMode", 1684, 2, 3, 1},
+      {L"BackFeedSpeed", 1688, 200, 51, 0},
+      {L"SensorType", 1668, 0, 1, 2},
+      {L"GapDistance", 1672, 20000, 20001, 0},
+      {L"UnitOfMeasure", 1692, 2, 3, 1},
+      {L"PrintSpeed", 1696, 200, 201, 100},
+      {L"Darkness", 1700, Bits(-10), 11, 10},
+      {L"Darkness2", 2676, 20, 21, 10},
+      {L"RibbonSaver", 1704, 1, 2, 0},
+      {L"SingleBufferMode", 1708, 1, 2, 1},
+      {L"IgnoreLabelPosition", 1712, 1, 2, 0},
+      {L"SoftwareOptimization", 1716, 1, 2, 1},
+      {L"SoftwareOptimization", 2672, 1, 2, 0},
+      {L"ImageOptimization", 1904, 1, 2, 0},
+      {L"CustomCommandSelectedPosition", 1908, 3, 4, 0},
+      {L"CustomCommandSelectedTypeStart", 1912, 4, 5, 0},
+      {L"CustomCommandSelectedTypeEnd", 1916, 4, 5, 0},
+  };
+  std::size_t offset = 1920;
+  for (const std::wstring command : kCommands) {
+    limits.push_back({command + L"Type", offset, 4, 5, 0, 2});
+    offset += 2;
+  }
+  limits.insert(limits.end(), {
+                                  {L"GrayTolerance", 2600, 255, 256, 128},
+                                  {L"DitheringAlgorithm", 2604, 5, 6, 1},
+                                  {L"AllowCustomPageSize", 2668, 0, 2, 1},
+                              });
+  const std::pair<const wchar_t*, std::size_t> devices[] = {
+      {L"Applicator", 1720},     {L"BarcodeVerifier", 1752}, {L"BarcodeVerifierWithPeel", 2608},
+      {L"BeltApplicator", 2616}, {L"Cutter", 1756},          {L"DispensingModule", 2640},
+      {L"PauseAdapter", 2644},   {L"PeelOff", 1788},         {L"IoModule", 1888},
+      {L"Perforator", 1796},     {L"Rewinder", 1852},        {L"RibbonSaver", 2648},
+      {L"TearOff", 1856}};
+  for (const auto& [device, enabled] : devices) {
+    limits.push_back({device + std::wstring(L".enabled"), enabled, 1, 2, 0});
+  }
+  return limits;
 }
 
 TEST(Validation, RepairsAndNamesEachField) {
-  const RepairCase cases[] = {
-      {1620, 0, L"OutputFormatPNG:0->1 ", 1},
-      {1896, 0, L"PaperWidth:0->60000 ", 60000},
-      {1896, 100001, L"PaperWidth:100001->60000 ", 60000},
-      {1896, Bits(-1), L"PaperWidth:-1->60000 ", 60000},
-      {1896, 10000, nullptr, 10000},
-      {1900, 4999, L"PaperHeight:4999->40000 ", 40000},
-      {1900, 300000, nullptr, 300000},
-      {1624, 100001, L"UnprintableLeft:100001->0 ", 0},
-      {1628, 60000, nullptr, 60000},
-      {1628, 60001, L"UnprintableRight:60001->60000 ", 60000},
-      {1628, 100001, L"UnprintableRight:100001->0 ", 0},
-      {1632, 300001, L"UnprintableTop:300001->0 ", 0},
-      {1636, 40001, L"UnprintableBottom:40001->40000 ", 40000},
-      {1636, 300001, L"UnprintableBottom:300001->0 ", 0},
-      {1640, Bits(-1), L"OffsetX:-1->0 ", 0},
-      {1640, 100001, L"OffsetX:100001->0 ", 0},
-      {1644, Bits(-1), L"OffsetY:-1->0 ", 0},
-      {1644, 300000, nullptr, 300000},
-      {2684, Bits(-6), L"LengthScaling:-6->0 ", 0},
-      {2684, Bits(-5), nullptr, Bits(-5)},
-      {2684, 6, L"LengthScaling:6->0 ", 0},
-      {1648, 2, L"IgnorePaperEnd:2->0 ", 0},
-      {1652, 2, L"Mirror:2->1 ", 1},
-      {1656, 2, L"Invert:2->0 ", 0},
-      {1660, 2, L"TopSideSameAsBottom:2->0 ", 0},
-      {1676, 4, L"Rotation:4->2 ", 2},
-      {1680, 2, L"PrintMode:2->1 ", 1},
-      {1684, 3, L"BackFeedMode:3->1 ", 1},
-      {1688, 0, L"BackFeedSpeed:0->0 ", 0},
-      {1688, 51, L"BackFeedSpeed:51->0 ", 0},
-      {1668, 1, L"SensorType:1->2 ", 2},
-      {1668, 0, nullptr, 0},
-      {1672, 20001, L"GapDistance:20001->0 ", 0},
-      {1692, 3, L"UnitOfMeasure:3->1 ", 1},
-      {1696, 200, nullptr, 200},
-      {1696, 201, L"PrintSpeed:201->100 ", 100},
-      {1700, Bits(-10), nullptr, Bits(-10)},
-      {1700, 11, L"Darkness:11->10 ", 10},
-      {2676, 11, L"Darkness2:11->10 ", 10},
-      {1704, 2, L"RibbonSaver:2->0 ", 0},
-      {1708, 2, L"SingleBufferMode:2->1 ", 1},
-      {1712, 2, L"IgnoreLabelPosition:2->0 ", 0},
-      {1716, 2, L"SoftwareOptimization:2->1 ", 1},
-      {2672, 2, L"SoftwareOptimization:2->0 ", 0},
-      {1904, 2, L"ImageOptimization:2->0 ", 0},
-      {1908, 4, L"CustomCommandSelectedPosition:4->0 ", 0},
-      {1912, 5, L"CustomCommandSelectedTypeStart:5->0 ", 0},
-      {1916, 5, L"CustomCommandSelectedTypeEnd:5->0 ", 0},
-      {1920, 5, L"CustomCommandDocumentStartType:5->0 ", 0, 2},
-      {1934, 65535, L"CustomCommandPageDataEndType:65535->0 ", 0, 2},
-      {2600, 256, L"GrayTolerance:256->128 ", 128},
-      {2604, 0, L"DitheringAlgorithm:0->1 ", 1},
-      {2604, 6, L"DitheringAlgorithm:6->1 ", 1},
-      {2668, 2, L"AllowCustomPageSize:2->1 ", 1},
-      {1720, 2, L"Applicator.enabled:2->0 ", 0},
-      {1856, 7, L"TearOff.enabled:7->0 ", 0},
-      {2648, 2, L"RibbonSaver.enabled:2->0 ", 0},
-      {1864, 2, nullptr, 2},
-      {1872, 2, nullptr, 2},
-      {1664, 9, nullptr, 9},
-  };
-  for (const RepairCase& test : cases) {
+  std::vector<Limit> limits = Limits();
+  // The other ends of some, and the limits that two margins share.
+  limits.insert(limits.end(), {{L"PaperWidth", 1896, 100000, 100001, 60000},
+                               {L"PaperWidth", 1896, 10000, Bits(-1), 60000},
+                               {L"PaperHeight", 1900, 5000, 4999, 40000},
+                               {L"OffsetX", 1640, 0, Bits(-1), 0},
+                               {L"OffsetY", 1644, 0, Bits(-1), 0},
+                               {L"LengthScaling", 2684, Bits(-5), Bits(-6), 0},
+                               {L"BackFeedSpeed", 1688, 50, 0, 0},
+                               {L"DitheringAlgorithm", 2604, 1, 0, 1},
+                               {L"UnprintableRight", 1628, 0, 60001, 60000},
+                               {L"UnprintableBottom", 1636, 0, 40001, 40000}});
+  const auto expect = [](const Limit& limit, std::uint32_t value, std::uint32_t after) {
     tagOEMDEV record = ValidRecord();
-    SetWord(&record, test.offset, test.value, test.width);
+    SetWord(&record, limit.offset, value, limit.width);
     LogCapture log;
     EXPECT_EQ(EnsureValidOEMDevmode(nullptr, &TestConfig(), &record), TRUE);
-    EXPECT_EQ(Word(record, test.offset, test.width), test.repaired) << test.offset;
-    const std::vector<std::wstring> expected =
-        test.item == nullptr ? std::vector<std::wstring>{}
-                             : std::vector<std::wstring>{
-                                   std::wstring(L"Drevik.EnsureValidOEMDevmode: ") + test.item};
-    EXPECT_EQ(Warnings(&log), expected) << test.offset << " " << test.value;
+    EXPECT_EQ(Word(record, limit.offset, limit.width), after) << limit.offset << " " << value;
+    std::vector<std::wstring> expected;
+    if (value != limit.right) expected.push_back(kWarning + Item(limit.name, value, after));
+    EXPECT_EQ(Warnings(&log), expected) << limit.offset << " " << value;
+  };
+  for (const Limit& limit : limits) {
+    expect(limit, limit.right, limit.right);
+    expect(limit, limit.wrong, limit.repaired);
   }
+  // No rule looks at these.
+  for (const std::size_t offset : {1664, 1864, 1872}) expect({{}, offset, 9, 9, 9}, 9, 9);
 }
 
 TEST(Validation, NamesEverythingInOneLineInOrder) {
   tagOEMDEV record;
   std::memset(&record, 0xEE, sizeof(record));
+  std::wstring expected = kWarning;
+  for (const Limit& limit : Limits()) {
+    if (limit.name == L"GrayTolerance") {  // the command strings come before it
+      for (const std::wstring command : kCommands) expected += command + L":trunked to 80 chars";
+    }
+    expected += Item(limit.name, Word(record, limit.offset, limit.width), limit.repaired);
+  }
   LogCapture log;
   EnsureValidOEMDevmode(nullptr, &TestConfig(), &record);
-  std::wstring expected = L"Drevik.EnsureValidOEMDevmode: ";
-  const auto add = [&](const wchar_t* before,
-                       std::initializer_list<std::pair<const wchar_t*, int>> items) {
-    for (const auto& [name, after] : items) {
-      expected += std::wstring(name) + L':' + before + L"->" + std::to_wstring(after) + L' ';
-    }
-  };
-  add(L"-286331154", {{L"OutputFormatPNG", 1},
-                      {L"PaperWidth", 60000},
-                      {L"PaperHeight", 40000},
-                      {L"UnprintableLeft", 0},
-                      {L"UnprintableRight", 0},
-                      {L"UnprintableTop", 0},
-                      {L"UnprintableBottom", 0},
-                      {L"OffsetX", 0},
-                      {L"OffsetY", 0},
-                      {L"LengthScaling", 0},
-                      {L"IgnorePaperEnd", 0},
-                      {L"Mirror", 1},
-                      {L"Invert", 0},
-                      {L"TopSideSameAsBottom", 0},
-                      {L"Rotation", 2},
-                      {L"PrintMode", 1},
-                      {L"BackFeedMode", 1},
-                      {L"BackFeedSpeed", 0},
-                      {L"SensorType", 2},
-                      {L"GapDistance", 0},
-                      {L"UnitOfMeasure", 1},
-                      {L"PrintSpeed", 100},
-                      {L"Darkness", 10},
-                      {L"Darkness2", 10},
-                      {L"RibbonSaver", 0},
-                      {L"SingleBufferMode", 1},
-                      {L"IgnoreLabelPosition", 0},
-                      {L"SoftwareOptimization", 1},
-                      {L"SoftwareOptimization", 0},
-                      {L"ImageOptimization", 0},
-                      {L"CustomCommandSelectedPosition", 0},
-                      {L"CustomCommandSelectedTypeStart", 0},
-                      {L"CustomCommandSelectedTypeEnd", 0}});
-  const std::vector<std::wstring> commands = {
-      L"DocumentStart", L"DocumentEnd", L"DocumentDataStart", L"DocumentDataEnd",
-      L"PageStart",     L"PageEnd",     L"PageDataStart",     L"PageDataEnd"};
-  for (const std::wstring& command : commands) {
-    expected += L"CustomCommand" + command + L"Type:61166->0 ";
-  }
-  for (const std::wstring& command : commands) {
-    expected += L"CustomCommand" + command + L":trunked to 80 chars";
-  }
-  add(L"-286331154", {{L"GrayTolerance", 128},
-                      {L"DitheringAlgorithm", 1},
-                      {L"AllowCustomPageSize", 1},
-                      {L"Applicator.enabled", 0},
-                      {L"BarcodeVerifier.enabled", 0},
-                      {L"BarcodeVerifierWithPeel.enabled", 0},
-                      {L"BeltApplicator.enabled", 0},
-                      {L"Cutter.enabled", 0},
-                      {L"DispensingModule.enabled", 0},
-                      {L"PauseAdapter.enabled", 0},
-                      {L"PeelOff.enabled", 0},
-                      {L"IoModule.enabled", 0},
-                      {L"Perforator.enabled", 0},
-                      {L"Rewinder.enabled", 0},
-                      {L"RibbonSaver.enabled", 0},
-                      {L"TearOff.enabled", 0}});
   const std::vector<LogLine> lines = {
       {L"TRC", L"", L"DevMode", L"Drevik.EnsureValidOEMDevmode START"},
       {L"WAR", L"", L"DevMode", expected},
@@ -402,6 +353,22 @@ TEST(Validation, NamesEverythingInOneLineInOrder) {
   for (std::size_t offset = 1936; offset < 2576; offset += 80) {
     EXPECT_EQ(Bytes(record).substr(offset, 80), std::string(79, '\xEE') + '\0');
   }
+}
+
+TEST(Validation, AllocatesOnlyToNameCorrections) {
+  tagOEMDEV valid = ValidRecord();
+  tagOEMDEV wrong;
+  std::memset(&wrong, 0xEE, sizeof(wrong));
+  wrong.dwVersion = tagOEMDEV::kVersion;
+  const int level = std::exchange(CLogger::m_nLoglevel, 0);
+  tagOEMDEV out{};
+  const std::size_t before = allocations;
+  for (const tagOEMDEV* record : {&valid, &wrong}) {
+    ConvertOEMDevmodeVersions(nullptr, record, &out);
+    EnsureValidOEMDevmode(nullptr, &TestConfig(), &out);
+  }
+  EXPECT_EQ(allocations, before);
+  CLogger::m_nLoglevel = level;
 }
 
 TEST(Validation, LastByteOfACommandIsItsEnd) {
@@ -423,9 +390,10 @@ TEST(Validation, MarginsShareTheCorrectedSize) {
   record.UnprintableTop = 50000;  // higher than the label: the bottom margin wraps
   LogCapture log;
   EnsureValidOEMDevmode(nullptr, &TestConfig(), &record);
-  EXPECT_EQ(Warnings(&log), std::vector<std::wstring>{
-                                L"Drevik.EnsureValidOEMDevmode: PaperWidth:1->60000 "
-                                L"UnprintableRight:30000->20000 UnprintableBottom:0->-10000 "});
+  EXPECT_EQ(Warnings(&log),
+            std::vector<std::wstring>{
+                kWarning + L"PaperWidth:1->60000 "
+                           L"UnprintableRight:30000->20000 UnprintableBottom:0->-10000 "});
   EXPECT_EQ(record.UnprintableBottom, Bits(-10000));
 }
 
@@ -651,7 +619,7 @@ TEST_F(EntryPoint, MergesAndLogsEveryStep) {
   in_.GapDistance = 20001;
   publicIn_.dmCopies = 10001;
   publicIn_.dmPaperLength = 0;
-  publicOut_.dmFields = 0xFFFFFFFF;
+  publicOut_.dmFields = 0x10;
   log_.Take();
   EXPECT_EQ(Call(OEMDM_MERGE), S_OK);
   const auto line = [&](const wchar_t* tag, const wchar_t* message) {
@@ -665,14 +633,10 @@ TEST_F(EntryPoint, MergesAndLogsEveryStep) {
       line(L"TRC", L"Drevik.ConvertOEMDevmode END (TRUE)"),
       line(L"WAR", L"Drevik.hrOEMDevMode PublicDevMode suspicious Copies 10001"),
       line(L"WAR", L"Drevik.hrOEMDevMode PublicDevMode suspicious PaperLength 0"),
-      line(L"TRC",
-           L"Drevik.hrOEMDevMode: DevModeDifferences: dmFields:  <-> DM_ORIENTATION,DM_PAPERSIZE,"
-           L"DM_PAPERLENGTH,DM_PAPERWIDTH,DM_SCALE,DM_POSITION,DM_NUP,DM_DISPLAYORIENTATION,"
-           L"DM_COPIES,DM_DEFAULTSOURCE,DM_PRINTQUALITY,DM_COLOR,DM_DUPLEX,DM_YRESOLUTION,"
-           L"DM_TTOPTION,DM_COLLATE,DM_FORMNAME,DM_LOGPIXELS,DM_BITSPERPEL,DM_PELSWIDTH,"
-           L"DM_PELSHEIGHT,DM_DISPLAYFLAGS,DM_DISPLAYFREQUENCY,DM_ICMMETHOD,DM_ICMINTENT,"
-           L"DM_MEDIATYPE,DM_DITHERTYPE,DM_PANNINGWIDTH,DM_PANNINGHEIGHT, dmPaperSize: 256 <-> 0, "
-           L"dmPaperWidth: 500 <-> 0, dmCopies: 10001 <-> 0, "),
+      line(
+          L"TRC",
+          L"Drevik.hrOEMDevMode: DevModeDifferences: dmFields:  <-> DM_SCALE, dmPaperSize: 256 <-> "
+          L"0, dmPaperWidth: 500 <-> 0, dmCopies: 10001 <-> 0, "),
       line(L"TRC", L"Drevik.hrOEMDevMode: DevModeIn  paper: 256, 500 x 0"),
       line(L"TRC", L"Drevik.hrOEMDevMode: DevModeOut paper: 0, 0 x 0"),
       line(L"INF", L"Loading printer settings from registry"),

@@ -14,7 +14,9 @@ extern "C" {
 /// defines them, and all but the size request need a printer whose configuration loads. Returns
 /// `S_OK`, or `E_FAIL` with the thread's last error `ERROR_INVALID_PARAMETER`; after a failure the
 /// output record holds nothing to rely on. A merge makes the output record and the public output
-/// record agree with the printer, its stock items and the application's public record.
+/// record agree with the printer, its stock items and the application's public record. Any thread
+/// may call, but merges with a public input record use the session's object (session_data.h): one
+/// of them at a time.
 ORV_EXPORT HRESULT hrOEMDevMode(CLoggerClient* logger, ConfigsCache* cache,
                                 const wchar_t* printerName, DWORD mode, OEMDMPARAM* param);
 
