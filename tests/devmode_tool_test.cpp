@@ -71,16 +71,38 @@ TEST_F(DevmodeTool, RefusesTextThatDoesNotFit) {
   for (const char* line :
        {"PaperWidth = -1", "PaperWidth = 4294967296", "OffsetX = 2147483648",
         "CustomCommandPageEndType = 65536", "NoSuchField = 1", "PaperWidth", "StockItemGuid = {1}",
-        "CustomCommandPageEnd = \"a", "Reserved2588 = 000000000000000000", "EpLayout = 0g"}) {
-    WriteBytes(File("a.txt"), std::string("# orv private settings record\n") + line + "\n");
+        "CustomCommandPageEnd = \"a", "Reserved2588 = 000000000000000000", "EpLayout = 0g",
+        "paperheight = 2"}) {
+    WriteBytes(File("a.txt"), std::string("\xEF\xBB\xBF# orv private settings record\r\n"
+                                          "PaperHeight = 1\r\n") +
+                                  line + "\r\n");
     const ProgramResult result = Run({"devmode", "show", File("a.txt")});
     EXPECT_EQ(result.exitCode, 1) << line;
-    EXPECT_TRUE(Contains(result.messages, "a.txt:2: ")) << result.messages;
+    EXPECT_TRUE(Contains(result.messages, "a.txt:3: ")) << result.messages;
   }
   WriteBytes(File("a.dev"), std::string(2687, '\0'));
   EXPECT_EQ(Run({"devmode", "show", File("a.dev")}).exitCode, 1);
   EXPECT_EQ(Run({"devmode", "show", File("none")}).exitCode, 3);
   EXPECT_EQ(Run({"devmode", "default", "None", "-o", File("a.dev")}).exitCode, 1);
+}
+
+TEST_F(DevmodeTool, SaysWhyAMergeIsRefused) {
+  std::string bytes(2688, '\0');
+  const auto merge = [&](std::vector<std::string> more) {
+    WriteBytes(File("a.dev"), bytes);
+    std::vector<std::string> arguments = {"devmode",     "merge",        name_,
+                                          "--in",        File("a.dev"),  "-o",
+                                          File("m.dev"), "--config-dir", Configs()};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return Run(arguments);
+  };
+  EXPECT_TRUE(Contains(merge({}).messages, "its signature is 0")) << merge({}).messages;
+  bytes.replace(4, 4, "1VRO");
+  EXPECT_TRUE(Contains(merge({}).messages, "its version is 0"));
+  bytes[8] = 16;
+  EXPECT_EQ(merge({"--copies", "2"}).exitCode, 0);
+  EXPECT_EQ(merge({"--copies", "1.5"}).exitCode, 2);
+  EXPECT_EQ(merge({"--width", "4000"}).exitCode, 2);
 }
 
 TEST_F(DevmodeTool, MergesChecksAndExplains) {
@@ -147,11 +169,20 @@ TEST_F(DevmodeTool, StockItemsGoOutAndIn) {
             guid + "\n");
   EXPECT_EQ(Run({"stock", "add", "Other", "-p", name_, "--guid", guid}).exitCode, 1);
   EXPECT_EQ(Run({"stock", "edit", "Shelf", "-p", name_, "--set", "NoSuch=1"}).exitCode, 2);
+  for (const std::string& name : {std::string(), std::string(130, 'n')}) {
+    EXPECT_EQ(Run({"stock", "add", name, "-p", name_}).exitCode, 2);
+    EXPECT_EQ(Run({"stock", "edit", "Shelf", "-p", name_, "--name", name}).exitCode, 2);
+  }
+  EXPECT_EQ(Run({"stock", "edit", "Shelf", "-p", name_, "--set", "Mirror=-2147483649"}).exitCode,
+            2);
   EXPECT_EQ(Run({"stock", "edit", "None", "-p", name_, "--length", "5"}).exitCode, 1);
   EXPECT_EQ(Run({"stock", "edit", "Shelf", "-p", name_, "--length", "5", "--name", "Bin"}).exitCode,
             0);
   ASSERT_EQ(Run({"stock", "export", "-p", name_, "-o", File("s.reg")}).exitCode, 0);
-  EXPECT_EQ(Run({"stock", "import", File("s.reg"), "--common"}).exitCode, 0);
+  EXPECT_EQ(Run({"stock", "import", File("s.reg"), "--common"}).output, "1 stock items\n");
+  WriteBytes(File("d.reg"), "Windows Registry Editor Version 5.00\r\n\r\n[-HKEY_CURRENT_USER\\x\\" +
+                                guid + "]\r\n");
+  EXPECT_EQ(Run({"stock", "import", File("d.reg"), "-p", name_}).output, "0 stock items\n");
   EXPECT_EQ(Run({"stock", "remove", guid, "-p", name_}).exitCode, 0);
   // The common one has taken its place.
   const std::string list = Run({"stock", "list", "-p", name_}).output;

@@ -241,6 +241,8 @@ TEST_F(StockItems, CopyEveryValueThatTheRecordHas) {
             ERROR_SUCCESS);
   EXPECT_EQ(LoadedNames(), L"");
   EXPECT_NE(orv::WriteStockItem(stocks_, StockItem{}), ERROR_SUCCESS);
+  item.DisplayName.assign(130, L'n');  // could not be read again
+  EXPECT_NE(orv::WriteStockItem(stocks_, item), ERROR_SUCCESS);
 }
 
 }  // namespace
