@@ -1,13 +1,17 @@
 #include "orv/text/utf8.h"
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 namespace orv {
 namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
+constexpr char kReplacementUtf8[] = "\xEF\xBF\xBD";
 
 /// What may follow a lead byte: the number of continuation bytes, and the range of the first of
 /// them, which excludes overlong forms, surrogates and code points above U+10FFFF (the Unicode
@@ -32,58 +36,36 @@ constexpr auto kLeadOf = [] {
   return table;
 }();
 
-/// Collects converted units in a buffer that stays in the processor's cache and appends them in
-/// runs: each unit of the result is written to memory once, without being zeroed before.
-template <typename Unit>
-class RunWriter {
- public:
-  static constexpr std::size_t kRun = 4096;
+// Text is converted into a buffer that stays in the processor's cache and handed on in runs, so
+// that no unit of the result is written beyond its end or zeroed before.
 
-  explicit RunWriter(std::basic_string<Unit>* target) : target_(target) {}
+/// Units of a run, and how many more a run has room for until it is full.
+constexpr std::size_t kRun = 4096;
+constexpr std::size_t kRoom = 100;
 
-  /// Room for `count` units (no more than `kRun`); `Advance` takes what was filled.
-  Unit* Reserve(std::size_t count) {
-    if (kRun - used_ < count) Flush();
-    return run_ + used_;
-  }
-  void Advance(std::size_t count) { used_ += count; }
-  /// Appends what is still in the buffer; the last call of every conversion.
-  void Flush() {
-    target_->append(run_, used_);
-    used_ = 0;
-  }
-
- private:
-  std::basic_string<Unit>* target_;
-  std::size_t used_ = 0;
-  Unit run_[kRun];
-};
-
-constexpr std::size_t kAsciiBlock = 32;
+constexpr std::ptrdiff_t kAsciiBlock = 32;
+/// The bits that bytes of ASCII do not have.
+constexpr std::uint64_t kNotAscii = 0x8080808080808080;
 
 bool IsAscii(const char* block) {
   std::uint64_t words[kAsciiBlock / 8];
   std::memcpy(words, block, kAsciiBlock);
-  return ((words[0] | words[1] | words[2] | words[3]) & 0x8080808080808080u) == 0;
+  return ((words[0] | words[1] | words[2] | words[3]) & kNotAscii) == 0;
 }
 
 bool IsAscii(const wchar_t* block) {
   // Summing the bits keeps the loop free of branches, so that it is done in vectors.
   std::uint32_t bits = 0;
-  for (std::size_t i = 0; i < kAsciiBlock; ++i) bits |= static_cast<std::uint32_t>(block[i]);
+  for (std::ptrdiff_t i = 0; i < kAsciiBlock; ++i) bits |= static_cast<std::uint32_t>(block[i]);
   return bits < 0x80;
 }
 
-/// Copies whole blocks of ASCII, the common case, as long as they last; returns where they end.
-template <typename Source, typename Unit>
-const Source* CopyAscii(const Source* at, const Source* end, RunWriter<Unit>* writer) {
-  while (static_cast<std::size_t>(end - at) >= kAsciiBlock && IsAscii(at)) {
-    Unit* target = writer->Reserve(kAsciiBlock);
-    for (std::size_t i = 0; i < kAsciiBlock; ++i) target[i] = static_cast<Unit>(at[i]);
-    writer->Advance(kAsciiBlock);
-    at += kAsciiBlock;
+template <std::size_t kCount, typename Source, typename Unit>
+inline void CopyUnits(const Source* __restrict source, Unit* __restrict target) {
+  using Value = std::make_unsigned_t<Source>;
+  for (std::size_t i = 0; i < kCount; ++i) {
+    target[i] = static_cast<Unit>(static_cast<Value>(source[i]));
   }
-  return at;
 }
 
 /// The character of more than one byte, or the maximal ill-formed piece, that begins at `start`.
@@ -106,6 +88,146 @@ inline Utf8Character DecodeMultiByte(const char* start, const char* end) {
   return {code, static_cast<std::size_t>(at - start)};
 }
 
+/// Writes a character as one unit or two; returns where the next one goes.
+inline wchar_t* PutWide(char32_t code, wchar_t* out) {
+  if (code < 0x10000) {
+    *out++ = static_cast<wchar_t>(code);
+  } else {
+    *out++ = static_cast<wchar_t>(0xD800 + ((code - 0x10000) >> 10));
+    *out++ = static_cast<wchar_t>(0xDC00 + ((code - 0x10000) & 0x3FF));
+  }
+  return out;
+}
+
+/// Converts the characters beyond ASCII that stand at `*at` one after another, up to `end` or a
+/// full run; returns where the next unit goes.
+inline wchar_t* DecodeBeyondAscii(const char** at, const char* end, wchar_t* out,
+                                  const wchar_t* full) {
+  const char* next = *at;
+  do {
+    // The well-formed ones are told by the fixed bits of all their bytes at once.
+    if (end - next >= 4) {
+      std::uint32_t four;
+      std::memcpy(&four, next, 4);
+      if ((four & 0xC0E0) == 0x80C0 && (four & 0x1E) != 0) {
+        *out++ = static_cast<wchar_t>((four & 0x1F) << 6 | (four >> 8 & 0x3F));
+        next += 2;
+        continue;
+      }
+      if ((four & 0xC0C0F0) == 0x8080E0) {
+        const char32_t code = (four & 0x0F) << 12 | (four >> 2 & 0xFC0) | (four >> 16 & 0x3F);
+        if (code >= 0x800 && (code < 0xD800 || code >= 0xE000)) {
+          *out++ = static_cast<wchar_t>(code);
+          next += 3;
+          continue;
+        }
+      }
+      if ((four & 0xC0C0C0F8) == 0x808080F0) {
+        const char32_t code = (four & 0x07) << 18 | (four << 4 & 0x3F000) | (four >> 10 & 0xFC0) |
+                              (four >> 24 & 0x3F);
+        if (code >= 0x10000 && code <= 0x10FFFF) {
+          out = PutWide(code, out);
+          next += 4;
+          continue;
+        }
+      }
+    }
+    const Utf8Character character = DecodeMultiByte(next, end);
+    next += character.length;
+    out = PutWide(character.code, out);
+  } while (next != end && static_cast<std::uint8_t>(*next) >= 0x80 && out < full);
+  *at = next;
+  return out;
+}
+
+/// Hands the wide text that bytes stand for to `take`, a run at a time.
+template <class Take>
+void DecodeRuns(std::string_view bytes, Take take) {
+  static_assert(std::endian::native == std::endian::little);
+  wchar_t run[kRun];
+  const wchar_t* const full = run + kRun - kRoom;
+  const char* at = bytes.data();
+  const char* const end = at + bytes.size();
+  while (at != end) {
+    wchar_t* out = run;
+    while (at != end && out <= full) {
+      // The ASCII in front of the next other character is copied with what follows it.
+      if (end - at >= 16) {
+        std::uint64_t words[2];
+        std::memcpy(words, at, 16);
+        CopyUnits<16>(at, out);
+        const std::uint64_t low = words[0] & kNotAscii;
+        const std::uint64_t high = words[1] & kNotAscii;
+        const int ascii = low != 0 ? std::countr_zero(low) / 8 : 8 + std::countr_zero(high) / 8;
+        at += ascii;
+        out += ascii;
+        if (ascii == 16) {
+          while (end - at >= kAsciiBlock && out <= full && IsAscii(at)) {
+            CopyUnits<kAsciiBlock>(at, out);
+            at += kAsciiBlock;
+            out += kAsciiBlock;
+          }
+          continue;
+        }
+      } else if (static_cast<std::uint8_t>(*at) < 0x80) {
+        *out++ = *at++;
+        continue;
+      }
+      out = DecodeBeyondAscii(&at, end, out, full);
+    }
+    take(run, static_cast<std::size_t>(out - run));
+  }
+}
+
+/// Hands the UTF-8 of a text to `take`, a run at a time; no run ends within a character.
+template <class Take>
+void EncodeRuns(std::wstring_view text, Take take) {
+  char run[kRun];
+  const char* const full = run + kRun - kRoom;
+  const wchar_t* at = text.data();
+  const wchar_t* const end = at + text.size();
+  while (at != end) {
+    char* out = run;
+    while (at != end && out <= full) {
+      if (end - at >= kAsciiBlock && IsAscii(at)) {
+        CopyUnits<kAsciiBlock>(at, out);
+        at += kAsciiBlock;
+        out += kAsciiBlock;
+        continue;
+      }
+      // A few units one by one before the next look for a plain block.
+      constexpr std::ptrdiff_t kFew = 24;
+      for (const wchar_t* const few = at + std::min(kFew, end - at);
+           at < few;) {  // at most 76 bytes
+        auto code = static_cast<char32_t>(*at++);
+        if (code < 0x80) {
+          *out++ = static_cast<char>(code);
+        } else if (code < 0x800) {
+          out[0] = static_cast<char>(0xC0 | code >> 6);
+          out[1] = static_cast<char>(0x80 | (code & 0x3F));
+          out += 2;
+        } else if (code < 0xD800 || code - 0xE000 < 0x2000) {
+          out[0] = static_cast<char>(0xE0 | code >> 12);
+          out[1] = static_cast<char>(0x80 | (code >> 6 & 0x3F));
+          out[2] = static_cast<char>(0x80 | (code & 0x3F));
+          out += 3;
+        } else if (code < 0xDC00 && at != end && *at >= 0xDC00 && *at < 0xE000) {
+          code = 0x10000 + ((code - 0xD800) << 10) + (static_cast<char32_t>(*at++) - 0xDC00);
+          out[0] = static_cast<char>(0xF0 | code >> 18);
+          out[1] = static_cast<char>(0x80 | (code >> 12 & 0x3F));
+          out[2] = static_cast<char>(0x80 | (code >> 6 & 0x3F));
+          out[3] = static_cast<char>(0x80 | (code & 0x3F));
+          out += 4;
+        } else {
+          // An unpaired surrogate, or no unit at all.
+          out = std::copy_n(kReplacementUtf8, 3, out);
+        }
+      }
+    }
+    take(run, static_cast<std::size_t>(out - run));
+  }
+}
+
 }  // namespace
 
 Utf8Character DecodeUtf8Character(std::string_view bytes) {
@@ -117,75 +239,43 @@ Utf8Character DecodeUtf8Character(std::string_view bytes) {
 std::wstring Utf8ToWide(std::string_view bytes) {
   std::wstring text;
   text.reserve(bytes.size());
-  RunWriter<wchar_t> writer(&text);
-  const char* at = bytes.data();
-  const char* const end = at + bytes.size();
-  while (at != end) {
-    at = CopyAscii(at, end, &writer);
-    // One block character by character before the next look for plain blocks.
-    wchar_t* const start = writer.Reserve(2 * kAsciiBlock);
-    wchar_t* out = start;
-    for (std::size_t n = 0; n < kAsciiBlock && at != end; ++n) {
-      const auto byte = static_cast<std::uint8_t>(*at);
-      if (byte < 0x80) {
-        *out++ = static_cast<wchar_t>(byte);
-        ++at;
-        continue;
-      }
-      const Utf8Character character = DecodeMultiByte(at, end);
-      at += character.length;
-      if (character.code < 0x10000) {
-        *out++ = static_cast<wchar_t>(character.code);
-      } else {
-        *out++ = static_cast<wchar_t>(0xD800 + ((character.code - 0x10000) >> 10));
-        *out++ = static_cast<wchar_t>(0xDC00 + ((character.code - 0x10000) & 0x3FF));
-      }
-    }
-    writer.Advance(static_cast<std::size_t>(out - start));
-  }
-  writer.Flush();
+  DecodeRuns(bytes, [&text](const wchar_t* run, std::size_t count) { text.append(run, count); });
   return text;
+}
+
+std::size_t Utf8ToWide(std::string_view bytes, wchar_t* target) {
+  std::size_t total = 0;
+  DecodeRuns(bytes, [&](const wchar_t* run, std::size_t count) {
+    if (target != nullptr) std::copy_n(run, count, target + total);
+    total += count;
+  });
+  return total;
 }
 
 std::string WideToUtf8(std::wstring_view text) {
   std::string bytes;
   bytes.reserve(text.size());
-  RunWriter<char> writer(&bytes);
-  const wchar_t* at = text.data();
-  const wchar_t* const end = at + text.size();
-  while (at != end) {
-    at = CopyAscii(at, end, &writer);
-    char* const start = writer.Reserve(4 * kAsciiBlock);
-    char* out = start;
-    const auto put = [&out](char32_t byte) { *out++ = static_cast<char>(byte); };
-    for (std::size_t n = 0; n < kAsciiBlock && at != end; ++n) {
-      auto code = static_cast<char32_t>(*at++);
-      if (code < 0x80) {
-        put(code);
-        continue;
-      }
-      if (code >= 0xD800 && code < 0xDC00 && at != end && *at >= 0xDC00 && *at < 0xE000) {
-        code = 0x10000 + ((code - 0xD800) << 10) + (static_cast<char32_t>(*at++) - 0xDC00);
-      } else if ((code >= 0xD800 && code < 0xE000) || code > 0xFFFF) {
-        code = kReplacement;  // an unpaired surrogate, or no unit at all
-      }
-      if (code < 0x800) {
-        put(0xC0 | (code >> 6));
-      } else {
-        if (code < 0x10000) {
-          put(0xE0 | (code >> 12));
-        } else {
-          put(0xF0 | (code >> 18));
-          put(0x80 | ((code >> 12) & 0x3F));
-        }
-        put(0x80 | ((code >> 6) & 0x3F));
-      }
-      put(0x80 | (code & 0x3F));
-    }
-    writer.Advance(static_cast<std::size_t>(out - start));
-  }
-  writer.Flush();
+  EncodeRuns(text, [&bytes](const char* run, std::size_t count) { bytes.append(run, count); });
   return bytes;
+}
+
+std::size_t WideToUtf8(std::wstring_view text, char* target, std::size_t room) {
+  std::size_t total = 0;
+  bool isFull = false;
+  EncodeRuns(text, [&](const char* run, std::size_t count) {
+    if (isFull) return;
+    if (target != nullptr) {
+      if (count > room - total) {
+        isFull = true;
+        count = room - total;
+        // Cut before a character rather than in it.
+        while (count > 0 && (run[count] & 0xC0) == 0x80) --count;
+      }
+      std::copy_n(run, count, target + total);
+    }
+    total += count;
+  });
+  return total;
 }
 
 }  // namespace orv

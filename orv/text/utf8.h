@@ -12,6 +12,10 @@ namespace orv {
 /// one U+FFFD; a byte-order mark stays as U+FEFF. The same on every system.
 ORV_EXPORT std::wstring Utf8ToWide(std::string_view bytes);
 
+/// The same into a target that is large enough (as many units as there are bytes always are);
+/// returns the units written, or needed when the target is null.
+std::size_t Utf8ToWide(std::string_view bytes, wchar_t* target);
+
 /// One character of UTF-8, or one maximal ill-formed piece, which counts as U+FFFD.
 struct Utf8Character {
   char32_t code;
@@ -23,5 +27,9 @@ Utf8Character DecodeUtf8Character(std::string_view bytes);
 
 /// Encodes UTF-16 code units as UTF-8; an unpaired surrogate becomes U+FFFD.
 ORV_EXPORT std::string WideToUtf8(std::wstring_view text);
+
+/// The same into a target with `room` for bytes: what does not fit is left out, never half a
+/// character. Returns the bytes written, or needed when the target is null.
+std::size_t WideToUtf8(std::wstring_view text, char* target, std::size_t room);
 
 }  // namespace orv

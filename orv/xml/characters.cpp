@@ -102,18 +102,10 @@ void CMarkup::EncodeCharUTF16(int nUChar, wchar_t* pwszUTF16, int& nUTF16Len) {
 }
 
 int CMarkup::UTF16To8(char* pszUTF8, const wchar_t* pwszUTF16, int nUTF8Count) {
-  const std::string bytes = orv::WideToUtf8(pwszUTF16);
-  if (pszUTF8 == nullptr) return static_cast<int>(bytes.size());
-  // What fits, cut before a character rather than in it.
-  std::size_t count = std::min<std::size_t>(bytes.size(), std::max(nUTF8Count, 0));
-  while (count > 0 && count < bytes.size() && (bytes[count] & 0xC0) == 0x80) --count;
-  std::memcpy(pszUTF8, bytes.data(), count);
-  return static_cast<int>(count);
+  return static_cast<int>(orv::WideToUtf8(pwszUTF16, pszUTF8, std::max(nUTF8Count, 0)));
 }
 
 int CMarkup::UTF8To16(wchar_t* pwszUTF16, const char* pszUTF8, int nUTF8Count) {
   const std::string_view bytes(pszUTF8, strnlen(pszUTF8, std::max(nUTF8Count, 0)));
-  const std::wstring text = orv::Utf8ToWide(bytes);
-  if (pwszUTF16 != nullptr) std::copy(text.begin(), text.end(), pwszUTF16);
-  return static_cast<int>(text.size());
+  return static_cast<int>(orv::Utf8ToWide(bytes, pwszUTF16));
 }

@@ -390,7 +390,7 @@ bool CMarkup::x_AddElem(MCD_CSTR szName, MCD_CSTR szValue, int nFlags) {
   std::uint32_t endTagLength = 0;
   if (hasValue) {
     markup += (nFlags & ADD_CDATA) != 0 ? x_EncodeCDATASection(szValue.view())
-                                        : EscapeText(szValue, nFlags & ADD_KEEPREFS);
+                                        : EscapeText(szValue, nFlags);
     endTagLength = static_cast<std::uint32_t>(name.size()) + 3;
     markup += L"</" + std::wstring(name) + L">";
   }
@@ -498,8 +498,7 @@ bool CMarkup::SetChildData(MCD_CSTR szValue, int nFlags) {
 bool CMarkup::x_SetData(int iPos, MCD_CSTR szValue, int nFlags) {
   if (x_HasFile() || !x_CanEdit(iPos)) return false;
   const bool asCData = (nFlags & ADD_CDATA) != 0 && !szValue.IsEmpty();
-  x_SetContent(iPos, asCData ? x_EncodeCDATASection(szValue.view())
-                             : EscapeText(szValue, nFlags & ADD_KEEPREFS));
+  x_SetContent(iPos, asCData ? x_EncodeCDATASection(szValue.view()) : EscapeText(szValue, nFlags));
   return true;
 }
 

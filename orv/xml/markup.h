@@ -76,7 +76,7 @@ class ORV_EXPORT CMarkup {
     NODE_DOCUMENT_TYPE = 64,
   };
 
-  /// How markup is written: flags of the adding calls and of `EscapeText`.
+  /// How markup is written: flags of the adding calls, which hand them on to `EscapeText`.
   enum : int {
     ADD_CDATA = 1,        ///< the value as a CDATA section instead of escaped text
     ADD_NOLINES = 2,      ///< no line breaks
@@ -297,7 +297,7 @@ class ORV_EXPORT CMarkup {
   bool RemoveAttrib(MCD_CSTR szAttrib);
 
   /// Replaces the content of the main (child) element by a text, or the text of a node that is no
-  /// element. Of the flags `ADD_CDATA` and `ADD_KEEPREFS` count.
+  /// element. Of the flags `ADD_CDATA` and those of `EscapeText` count.
   bool SetData(MCD_CSTR szValue, int nFlags = 0);
   bool SetChildData(MCD_CSTR szValue, int nFlags = 0);
   bool SetData(int nValue) { return SetData(std::to_wstring(nValue)); }
