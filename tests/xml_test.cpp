@@ -414,10 +414,10 @@ TEST(XmlNavigate, NamesInPaths) {
       {L"ab[0]", L""},   {L"ab[@x]", L"ab"}, {L"ab[@1]", L""}, {L"ab[c]/d", L"ab"},
       {L"ab[", L""},     {L"ab/c", L"ab"},   {L"ab=1", L"ab"}, {L"ab c", L"ab"},
       {L"ab\t", L""},    {L"/ab", L""},      {L"[1]", L""},    {L"\u00e9B", L"\u00e9B"},
-      {L"\u00e9b", L""}, {L"ab]", L"ab"},
+      {L"\u00e9b", L""}, {L"ab]", L"ab"},   {L"y\tz", L""},
   };
   for (const auto& c : cases) {
-    CMarkup doc(L"<abc/><ab/><\u00e9B/>");
+    CMarkup doc(L"<abc/><ab/><\u00e9B/><y\tz/>");
     doc.SetDocFlags(c.flags);
     EXPECT_EQ(doc.FindElem(c.path), *c.found != 0);
     EXPECT_EQ(Show(doc.GetTagName()), Show(c.found));

@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+#include "orv/xml/names.h"
+
 namespace orv {
 
 /// An attribute as it stands in the text; offsets count from the text's start.
@@ -11,23 +13,84 @@ struct Attribute {
   std::size_t valueStart = 0;
   std::wstring_view value;  ///< between its quotes, references not decoded
   bool hasValue = false;
+  bool isPlain = false;  ///< surely no reference in the value
 };
 
-/// Walks the attributes of a tag or the pseudo-attributes of an instruction.
+/// Walks the attributes of a tag or the pseudo-attributes of an instruction. In line, because most
+/// of what reading a document takes is spent here.
 class AttributeCursor {
  public:
   /// `nameStart` is where the tag name or the instruction's target begins.
-  AttributeCursor(std::wstring_view text, std::size_t nameStart);
+  AttributeCursor(std::wstring_view text, std::size_t nameStart)
+      : text_(text.data()), at_(text_ + nameStart), end_(text_ + text.size()) {
+    while (at_ != end_ && !EndsTagName(*at_)) ++at_;
+  }
 
   /// The next attribute; false at the end of the tag.
-  bool Next(Attribute* attribute);
+  bool Next(Attribute* attribute) {
+    while (at_ != end_ && kBetween.Has(*at_)) ++at_;
+    if (at_ == end_ || *at_ == L'>') return false;
+
+    const wchar_t* const name = at_;
+    while (at_ != end_ && !kNameEnds.Has(*at_)) ++at_;
+    attribute->nameStart = static_cast<std::size_t>(name - text_);
+    attribute->name = {name, static_cast<std::size_t>(at_ - name)};
+    SkipWhiteSpace();
+    attribute->hasValue = at_ != end_ && *at_ == L'=';
+    if (attribute->hasValue) {
+      ++at_;
+      TakeValue(attribute);
+    } else {
+      attribute->value = {};
+    }
+    return true;
+  }
 
  private:
-  void SkipWhiteSpace();
-  std::wstring_view TakeValue(std::size_t* start);
+  static constexpr UnitSet kNameEnds{L" \n\t\r/=>?"};
+  /// What may stand between attributes.
+  static constexpr UnitSet kBetween{L" \n\t\r/?"};
 
-  std::wstring_view text_;
-  std::size_t at_;
+  void SkipWhiteSpace() {
+    while (at_ != end_ && IsWhiteSpace(*at_)) ++at_;
+  }
+
+  /// A value in quotes, which runs to the end of the text when the second quote is missing, or a
+  /// bare one, which runs to white space or `>`.
+  void TakeValue(Attribute* attribute) {
+    SkipWhiteSpace();
+    const wchar_t* value = at_;
+    if (at_ != end_ && IsQuote(*at_)) {
+      const wchar_t quote = *at_;
+      const wchar_t* const valueEnd = Find(++value, quote);
+      at_ = valueEnd != end_ ? valueEnd + 1 : end_;
+      Place(value, valueEnd, attribute);
+      return;
+    }
+    while (at_ != end_ && !IsWhiteSpace(*at_) && *at_ != L'>') ++at_;
+    Place(value, at_, attribute);
+  }
+
+  void Place(const wchar_t* value, const wchar_t* valueEnd, Attribute* attribute) const {
+    attribute->valueStart = static_cast<std::size_t>(value - text_);
+    attribute->value = {value, static_cast<std::size_t>(valueEnd - value)};
+  }
+
+  /// Most values are too short for a call to pay.
+  const wchar_t* Find(const wchar_t* from, wchar_t unit) const {
+    constexpr std::ptrdiff_t kShort = 24;
+    const wchar_t* const close = end_ - from > kShort ? from + kShort : end_;
+    for (; from != close; ++from) {
+      if (*from == unit) return from;
+    }
+    const wchar_t* const end =
+        std::char_traits<wchar_t>::find(from, static_cast<std::size_t>(end_ - from), unit);
+    return end != nullptr ? end : end_;
+  }
+
+  const wchar_t* text_;
+  const wchar_t* at_;
+  const wchar_t* end_;
 };
 
 /// The first attribute of a name in the tag or instruction whose name begins at `nameStart`.

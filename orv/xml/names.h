@@ -104,6 +104,14 @@ constexpr std::size_t CommonPrefix(std::wstring_view name, const wchar_t* text, 
   return n;
 }
 
+/// Whether the tag name at `name`, in zero-terminated markup, has the very units of a
+/// zero-terminated text.
+constexpr bool IsWholeName(const wchar_t* name, const wchar_t* text) {
+  constexpr UnitSet kStops({L"\0 \n\t\r/>", 7});
+  for (; *name == *text && !kStops.Has(*text); ++text) ++name;
+  return *text == 0 && EndsTagName(*name);
+}
+
 /// Whether the tag name at `name`, in zero-terminated markup, is the first name of a
 /// zero-terminated path.
 constexpr bool NameInMarkupIs(const wchar_t* name, const wchar_t* path, bool ignoreCase) {

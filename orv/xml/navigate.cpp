@@ -20,19 +20,20 @@ void CMarkup::ResetChildPos() { x_SetPos(m_iPosParent, m_iPos, 0); }
 /// `iPos` is 0; 0 when there is none.
 int CMarkup::x_FindElem(int iPosParent, int iPos, MCD_CSTR szPath) const {
   const wchar_t* path = szPath.c_str();
-  const int length = orv::PathNameLength(path);
-  if (length < 0) return 0;
-  const bool ignoreCase = (m_nDocFlags & DOC_IGNORECASE) != 0;
-  std::uint32_t found = iPos != 0 ? x_Elem(iPos).next : x_Elem(iPosParent).child;
-  if (*path == 0) return static_cast<int>(found);
-  for (; found != 0; found = x_Elem(static_cast<int>(found)).next) {
-    const std::size_t nameStart = x_Elem(static_cast<int>(found)).start + 1;
-    const wchar_t* name = m_strDoc.c_str() + nameStart;
-    const bool isSame = nameStart + length < m_strDoc.size() &&
-                        orv::SameUnits(name, path, length) && orv::EndsTagName(name[length]);
-    if (isSame || orv::NameInMarkupIs(name, path, ignoreCase)) break;
+  auto found = static_cast<int>(iPos != 0 ? x_Elem(iPos).next : x_Elem(iPosParent).child);
+  // Mostly a plain name is looked for and the first element has it.
+  if (found != 0 && orv::IsWholeName(m_strDoc.c_str() + x_Elem(found).start + 1, path)) {
+    return found;
   }
-  return static_cast<int>(found);
+  if (orv::PathNameLength(path) < 0) return 0;
+  if (*path == 0) return found;
+  const bool ignoreCase = (m_nDocFlags & DOC_IGNORECASE) != 0;
+  while (found != 0) {
+    const ElemPos& element = x_Elem(found);
+    if (orv::NameInMarkupIs(m_strDoc.c_str() + element.start + 1, path, ignoreCase)) break;
+    found = static_cast<int>(element.next);
+  }
+  return found;
 }
 
 bool CMarkup::FindElem(MCD_CSTR szName) {

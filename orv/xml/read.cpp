@@ -239,14 +239,12 @@ int CMarkup::GetContentOffset() const {
 namespace orv {
 namespace {
 
-constexpr UnitSet kNotPlain(L"<&");
-
 /// Whether a content, or a value, is plain text that reading would not change.
 bool IsPlain(std::wstring_view text, int flags) {
   constexpr int kWhiteSpaceFlags = CMarkup::DOC_TRIMWHITESPACE | CMarkup::DOC_COLLAPSEWHITESPACE;
   if ((flags & kWhiteSpaceFlags) != 0) return false;
   for (const wchar_t unit : text) {
-    if (kNotPlain.Has(unit)) return false;
+    if (unit == L'<' || unit == L'&') return false;
   }
   return true;
 }
