@@ -42,6 +42,7 @@ class AttributeCursor {
       TakeValue(attribute);
     } else {
       attribute->value = {};
+      attribute->isPlain = true;
     }
     return true;
   }
@@ -62,11 +63,12 @@ class AttributeCursor {
     const wchar_t* value = at_;
     if (at_ != end_ && IsQuote(*at_)) {
       const wchar_t quote = *at_;
-      const wchar_t* const valueEnd = Find(++value, quote);
+      const wchar_t* const valueEnd = FindEnd(++value, quote, attribute);
       at_ = valueEnd != end_ ? valueEnd + 1 : end_;
       Place(value, valueEnd, attribute);
       return;
     }
+    attribute->isPlain = false;
     while (at_ != end_ && !IsWhiteSpace(*at_) && *at_ != L'>') ++at_;
     Place(value, at_, attribute);
   }
@@ -76,16 +78,23 @@ class AttributeCursor {
     attribute->value = {value, static_cast<std::size_t>(valueEnd - value)};
   }
 
-  /// Most values are too short for a call to pay.
-  const wchar_t* Find(const wchar_t* from, wchar_t unit) const {
+  /// The end of a quoted value. Most are too short for a call to pay, and are seen to be plain on
+  /// the way.
+  const wchar_t* FindEnd(const wchar_t* value, wchar_t quote, Attribute* attribute) const {
     constexpr std::ptrdiff_t kShort = 24;
-    const wchar_t* const close = end_ - from > kShort ? from + kShort : end_;
-    for (; from != close; ++from) {
-      if (*from == unit) return from;
+    const wchar_t* const shortEnd = end_ - value > kShort ? value + kShort : end_;
+    bool isPlain = true;
+    for (; value != shortEnd; ++value) {
+      if (*value == quote) {
+        attribute->isPlain = isPlain;
+        return value;
+      }
+      isPlain &= *value != L'&';
     }
-    const wchar_t* const end =
-        std::char_traits<wchar_t>::find(from, static_cast<std::size_t>(end_ - from), unit);
-    return end != nullptr ? end : end_;
+    attribute->isPlain = false;
+    const wchar_t* const longEnd =
+        std::char_traits<wchar_t>::find(value, static_cast<std::size_t>(end_ - value), quote);
+    return longEnd != nullptr ? longEnd : end_;
   }
 
   const wchar_t* text_;

@@ -34,7 +34,7 @@ class MarkupReader {
     if (!StartAttribs(&cursor)) return;
     Attribute attribute;
     while (cursor.Next(&attribute)) {
-      if (!attribute.name.empty()) visit(attribute.name, Decode(attribute.value, buffer));
+      if (!attribute.name.empty()) visit(attribute.name, ValueOf(attribute, buffer));
     }
   }
 
@@ -53,7 +53,7 @@ class MarkupReader {
                 std::wstring_view* value) const;
   std::wstring_view DataOf(int element, std::wstring* buffer) const;
   bool StartAttribs(AttributeCursor* cursor) const;
-  std::wstring_view Decode(std::wstring_view text, std::wstring* buffer) const;
+  std::wstring_view ValueOf(const Attribute& attribute, std::wstring* buffer) const;
 
   const CMarkup& doc_;
 };

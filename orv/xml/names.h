@@ -143,8 +143,9 @@ constexpr int PathNameLength(const wchar_t* path) {
 }
 
 /// Whether two whole names are the same.
-constexpr bool SameName(std::wstring_view a, std::wstring_view b, bool ignoreCase) {
-  return a.size() == b.size() && CommonPrefix(a, b.data(), ignoreCase) == a.size();
+inline bool SameName(std::wstring_view a, std::wstring_view b, bool ignoreCase) {
+  return a.size() == b.size() && (SameUnits(a.data(), b.data(), a.size()) ||
+                                  CommonPrefix(a, b.data(), ignoreCase) == a.size());
 }
 
 }  // namespace orv

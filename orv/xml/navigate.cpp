@@ -51,8 +51,7 @@ bool CMarkup::FindChildElem(MCD_CSTR szName) {
   if (m_iPos == 0) return false;
   const int found = x_FindElem(m_iPos, m_iPosChild, szName);
   if (found == 0) return false;
-  const int main = x_GetParent(found);
-  x_SetPos(x_GetParent(main), main, found);
+  x_SetPos(m_iPosParent, m_iPos, found);
   return true;
 }
 

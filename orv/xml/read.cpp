@@ -239,10 +239,13 @@ int CMarkup::GetContentOffset() const {
 namespace orv {
 namespace {
 
+bool ShapesWhiteSpace(int flags) {
+  return (flags & (CMarkup::DOC_TRIMWHITESPACE | CMarkup::DOC_COLLAPSEWHITESPACE)) != 0;
+}
+
 /// Whether a content, or a value, is plain text that reading would not change.
 bool IsPlain(std::wstring_view text, int flags) {
-  constexpr int kWhiteSpaceFlags = CMarkup::DOC_TRIMWHITESPACE | CMarkup::DOC_COLLAPSEWHITESPACE;
-  if ((flags & kWhiteSpaceFlags) != 0) return false;
+  if (ShapesWhiteSpace(flags)) return false;
   for (const wchar_t unit : text) {
     if (unit == L'<' || unit == L'&') return false;
   }
@@ -267,7 +270,7 @@ bool MarkupReader::AttribAt(bool isChild, std::wstring_view name, std::wstring* 
                             std::wstring_view* value) const {
   Attribute attribute;
   if (!doc_.x_FindAttrib(isChild, name, &attribute)) return false;
-  *value = Decode(attribute.value, buffer);
+  *value = ValueOf(attribute, buffer);
   return true;
 }
 
@@ -279,9 +282,11 @@ bool MarkupReader::StartAttribs(AttributeCursor* cursor) const {
   return true;
 }
 
-std::wstring_view MarkupReader::Decode(std::wstring_view text, std::wstring* buffer) const {
-  if (IsPlain(text, doc_.m_nDocFlags)) return text;
-  return *buffer = doc_.x_Unescape(text);
+std::wstring_view MarkupReader::ValueOf(const Attribute& attribute, std::wstring* buffer) const {
+  const std::wstring_view value = attribute.value;
+  const bool isPlain = attribute.isPlain && !ShapesWhiteSpace(doc_.m_nDocFlags);
+  if (isPlain || IsPlain(value, doc_.m_nDocFlags)) return value;
+  return *buffer = doc_.x_Unescape(value);
 }
 
 std::wstring_view MarkupReader::Data(std::wstring* buffer) const {
