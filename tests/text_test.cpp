@@ -31,19 +31,17 @@ std::wstring Units(std::initializer_list<unsigned> units) {
 }
 
 TEST(Utf8, DecodesEveryLengthAndItsLimits) {
-  const Utf8Case cases[] = {
-      {"", L""},
-      {"\x7F", L"\x7F"},
-      {"\xC2\x80", Units({0x80})},
-      {"\xDF\xBF", Units({0x7FF})},
-      {"\xE0\xA0\x80", Units({0x800})},
-      {"\xED\x9F\xBF", Units({0xD7FF})},
-      {"\xEE\x80\x80", Units({0xE000})},
-      {"\xEF\xBF\xBF", Units({0xFFFF})},
-      {"\xF0\x90\x80\x80", Units({0xD800, 0xDC00})},
-      {"\xF4\x8F\xBF\xBF", Units({0xDBFF, 0xDFFF})},
-      {"\xEF\xBB\xBF<", Units({0xFEFF, '<'})},
-  };
+  const Utf8Case cases[] = {{"", L""},
+                            {"\x7F", L"\x7F"},
+                            {"\xC2\x80", Units({0x80})},
+                            {"\xDF\xBF", Units({0x7FF})},
+                            {"\xE0\xA0\x80", Units({0x800})},
+                            {"\xED\x9F\xBF", Units({0xD7FF})},
+                            {"\xEE\x80\x80", Units({0xE000})},
+                            {"\xEF\xBF\xBF", Units({0xFFFF})},
+                            {"\xF0\x90\x80\x80", Units({0xD800, 0xDC00})},
+                            {"\xF4\x8F\xBF\xBF", Units({0xDBFF, 0xDFFF})},
+                            {"\xEF\xBB\xBF<", Units({0xFEFF, '<'})}};
   for (const Utf8Case& test : cases) {
     EXPECT_EQ(orv::Utf8ToWide(test.bytes), test.text) << test.bytes;
     EXPECT_EQ(orv::WideToUtf8(test.text), test.bytes);
@@ -77,8 +75,7 @@ TEST(Utf8, ReplacesEachMaximalIllFormedPiece) {
        "b\x80"
        "c\x80\xBF"
        "d",
-       Units({'a', kBad, kBad, kBad, 'b', kBad, 'c', kBad, kBad, 'd'})},
-  };
+       Units({'a', kBad, kBad, kBad, 'b', kBad, 'c', kBad, kBad, 'd'})}};
   for (const Utf8Case& test : cases) EXPECT_EQ(orv::Utf8ToWide(test.bytes), test.text);
 }
 
@@ -91,6 +88,49 @@ TEST(Utf8, ReplacesUnpairedSurrogates) {
             "\xEF\xBF\xBD"
             "a");
   EXPECT_EQ(orv::WideToUtf8(high + high + low), "\xEF\xBF\xBD\xF0\x9F\x98\x80");
+}
+
+/// Whole texts against their characters taken one by one, which are never taken together.
+TEST(Utf8, WholeTextsGiveWhatTheirCharactersGive) {
+  constexpr unsigned char kNext[] = {0, 0x41, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0, 0xF4};
+  constexpr int kCount = std::size(kNext);
+  std::string all;
+  for (int lead = 0x70; lead < 0x100; ++lead) {
+    for (int next = 0; next < kCount * kCount * kCount; ++next) {
+      for (const int byte : {lead, int{kNext[next % kCount]}, int{kNext[next / kCount % kCount]},
+                             int{kNext[next / kCount / kCount]}}) {
+        all += static_cast<char>(byte);
+      }
+      // What is in front moves the sequence to every place of a block.
+      all.append(static_cast<std::size_t>(next % 7), 'x');
+    }
+  }
+  std::wstring expected;
+  for (std::string_view rest = all; !rest.empty();) {
+    const auto [code, length] = orv::DecodeUtf8Character(rest);
+    rest.remove_prefix(length);
+    if (code > 0xFFFF) expected += Units({0xD7C0 + (code >> 10), 0xDC00 + (code & 0x3FF)});
+    if (code <= 0xFFFF) expected += static_cast<wchar_t>(code);
+  }
+  EXPECT_TRUE(orv::Utf8ToWide(all) == expected);
+  EXPECT_EQ(orv::Utf8ToWide(all, nullptr), expected.size());
+  std::wstring target(expected.size(), L'#');
+  EXPECT_EQ(orv::Utf8ToWide(all, target.data()), expected.size());
+  EXPECT_TRUE(target == expected);
+
+  // The other way every text is well formed, and comes back.
+  const std::string bytes = orv::WideToUtf8(expected);
+  EXPECT_TRUE(orv::Utf8ToWide(bytes) == expected);
+  EXPECT_EQ(orv::WideToUtf8(expected, nullptr, 0), bytes.size());
+  for (const std::size_t size :
+       {bytes.size(), bytes.size() / 2, bytes.size() / 3, std::size_t{1}}) {
+    std::string room(bytes.size() + 1, '#');
+    const std::size_t written = orv::WideToUtf8(expected, room.data(), size);
+    EXPECT_LE(written, size);
+    EXPECT_GE(written + 3, size);
+    EXPECT_TRUE(room.substr(0, written) == bytes.substr(0, written));
+    EXPECT_EQ(room.find_first_not_of('#', written), room.npos);
+  }
 }
 
 TEST(Utf8, ConvertsTheSameAtEveryPlaceOfABlock) {

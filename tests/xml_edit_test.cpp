@@ -45,6 +45,7 @@ TEST(XmlEdit, AddElements) {
       {L"", [](CMarkup& d) { return d.AddElem(L"a", L"]]>b", 3); },
        L"<a><![CDATA[]]]]><![CDATA[>b]]></a>"},
       {L"", [](CMarkup& d) { return d.AddElem(L"a", L"&amp;&", 10); }, L"<a>&amp;&amp;</a>"},
+      {L"", [](CMarkup& d) { return d.AddElem(L"a", L"\"'", 0x102); }, L"<a>&quot;&apos;</a>"},
       {L"", [](CMarkup& d) { return d.AddElem(L"a", -7, 2); }, L"<a>-7</a>"},
       {L"", [](CMarkup& d) { return d.AddElem(L"a", L"v", 16); }, nullptr},
       {L"", [](CMarkup& d) { return d.AddElem(L"a", L"", 18); }, L"<a>"},
@@ -87,8 +88,8 @@ TEST(XmlEdit, AddElements) {
          return d.FindElem() && d.IntoElem() && d.FindElem() && d.IntoElem() && d.AddElem(L"x");
        },
        L"<r><a>\r\n<x/>\r\n</a><b/></r>"},
-      // The long end tag's stored length is short of 1,024 units.
   });
+  // The long end tag's stored length is short of 1,024 units.
   CMarkup doc(L"<a>x</a" + std::wstring(1030, L' ') + L">");
   EXPECT_TRUE(doc.FindElem() && doc.AddChildElem(L"b", L"", 2));
   EXPECT_EQ(doc.GetDoc().substr(0, 12), L"<a>x<b/></a ");
@@ -247,8 +248,7 @@ TEST(XmlEdit, EscapeText) {
       {L"<a b=\"c\" d='e'>&", 0, L"&lt;a b=\"c\" d='e'&gt;&amp;"},
       {L"\"'", 0x100, L"&quot;&apos;"},
       {L"&amp; &x", 8, L"&amp; &amp;x"},
-      {L"&#65;&;&1;&a.b-9;&a b;&\u00e9;", 8, L"&#65;&amp;;&amp;1;&a.b-9;&amp;a b;&\u00e9;"},
-  };
+      {L"&#65;&;&1;&a.b-9;&a b;&\u00e9;", 8, L"&#65;&amp;;&amp;1;&a.b-9;&amp;a b;&\u00e9;"}};
   for (const auto& c : cases) {
     EXPECT_EQ(Show(CMarkup::EscapeText(c.text, c.flags)), Show(c.escaped));
   }
@@ -270,103 +270,48 @@ void Apply(CMarkup& doc, const Step& step) {
   const wchar_t* name = kNames[step.where % 4];
   const wchar_t* value = kValues[step.where / 4 % 4];
   const int flags = kFlags[step.flags % (step.where / 64 % 16 == 0 ? 8 : 7)];
-  switch (step.what % 32) {
-    case 0:
-      doc.AddElem(name, value, flags);
-      break;
-    case 1:
-      doc.InsertElem(name, value, flags);
-      break;
-    case 2:
-      doc.AddChildElem(name, value, flags);
-      break;
-    case 3:
-      doc.InsertChildElem(name, value, flags);
-      break;
-    case 4:
-      doc.AddSubDoc(kSubDocs[step.flags % 4], flags);
-      break;
-    case 5:
-      doc.InsertSubDoc(kSubDocs[step.flags % 4], flags);
-      break;
-    case 6:
-      doc.AddChildSubDoc(kSubDocs[step.flags % 4], flags);
-      break;
-    case 7:
-      doc.InsertChildSubDoc(kSubDocs[step.flags % 4], flags);
-      break;
-    case 8:
-      doc.AddNode(1 << step.flags % 7, value, flags);
-      break;
-    case 9:
-      doc.InsertNode(1 << step.flags % 7, value, flags);
-      break;
-    case 10:
-      doc.SetAttrib(name, value);
-      break;
-    case 11:
-      doc.SetChildAttrib(name, value);
-      break;
-    case 12:
-      doc.RemoveAttrib(name);
-      break;
-    case 13:
-      doc.SetData(value, flags);
-      break;
-    case 14:
-      doc.SetChildData(value, flags);
-      break;
-    case 15:
-      doc.SetElemContent(kSubDocs[step.flags % 4]);
-      break;
-    case 16:
-      doc.RemoveElem();
-      break;
-    case 17:
-      doc.RemoveChildElem();
-      break;
-    case 18:
-      doc.RemoveNode();
-      break;
-    case 19:
-      doc.SavePos(name);
-      break;
-    case 20:
-      doc.RestorePos(name);
-      break;
-    case 21:
-      doc.ResetPos();
-      break;
-    case 22:
-      doc.ResetMainPos();
-      break;
-    case 23:
-      doc.OutOfElem();
-      break;
-    case 24:
-      doc.FindNode();
-      break;
-    case 25:
-    case 26:
-      doc.FindElem();
-      break;
-    case 27:
-    case 28:
-      doc.FindChildElem();
-      break;
-    default:
-      doc.IntoElem();
-      break;
-  }
+  const wchar_t* subDoc = kSubDocs[step.flags % 4];
+  // Each a number; moves have several, so that documents get deep.
+  const std::function<void()> edits[] = {[&] { doc.AddElem(name, value, flags); },
+                                         [&] { doc.InsertElem(name, value, flags); },
+                                         [&] { doc.AddChildElem(name, value, flags); },
+                                         [&] { doc.InsertChildElem(name, value, flags); },
+                                         [&] { doc.AddSubDoc(subDoc, flags); },
+                                         [&] { doc.InsertSubDoc(subDoc, flags); },
+                                         [&] { doc.AddChildSubDoc(subDoc, flags); },
+                                         [&] { doc.InsertChildSubDoc(subDoc, flags); },
+                                         [&] { doc.AddNode(1 << step.flags % 7, value, flags); },
+                                         [&] { doc.InsertNode(1 << step.flags % 7, value, flags); },
+                                         [&] { doc.SetAttrib(name, value); },
+                                         [&] { doc.SetChildAttrib(name, value); },
+                                         [&] { doc.RemoveAttrib(name); },
+                                         [&] { doc.SetData(value, flags); },
+                                         [&] { doc.SetChildData(value, flags); },
+                                         [&] { doc.SetElemContent(subDoc); },
+                                         [&] { doc.RemoveElem(); },
+                                         [&] { doc.RemoveChildElem(); },
+                                         [&] { doc.RemoveNode(); },
+                                         [&] { doc.SavePos(name); },
+                                         [&] { doc.RestorePos(name); },
+                                         [&] { doc.ResetPos(); },
+                                         [&] { doc.ResetMainPos(); },
+                                         [&] { doc.OutOfElem(); },
+                                         [&] { doc.FindNode(); },
+                                         [&] { doc.FindElem(); },
+                                         [&] { doc.FindElem(); },
+                                         [&] { doc.FindChildElem(); },
+                                         [&] { doc.FindChildElem(); },
+                                         [&] { doc.IntoElem(); },
+                                         [&] { doc.IntoElem(); },
+                                         [&] { doc.IntoElem(); }};
+  edits[step.what % std::size(edits)]();
 }
 
-/// What a position is: the element must be one of the index, where its links say.
+/// Whether the positions stand at start tags, or nodes, of the text.
 bool PositionsHold(const CMarkup& doc) {
-  const orv::MarkupReader reader(doc);
-  const int element = doc.GetElemOffset();
+  const int size = static_cast<int>(doc.GetDoc().size());
   const int child = doc.GetChildElemOffset();
-  const auto in = [&](int offset) { return offset < static_cast<int>(doc.GetDoc().size()); };
-  return in(element) && in(child) && (child < 0 || doc.GetDoc()[child] == L'<');
+  return doc.GetElemOffset() < size && child < size && (child < 0 || doc.GetDoc()[child] == L'<');
 }
 
 /// Runs the steps on a start text; true when the index is that of a new parse after every one.
@@ -396,7 +341,7 @@ TEST(XmlEdit, RandomEditsKeepTheIndexOfANewParse) {
       L"<r> <a>1<b/>2</a><!--c--><![CDATA[<]]></r>",
       L"<r><a><b></r>",
       L"<r></x><a x=1/ ></r><!"};
-  constexpr int kRounds = 4000;
+  constexpr int kRounds = orv::test::Rounds(4000);
   constexpr int kSteps = 60;
   for (int round = 0; round < kRounds; ++round) {
     const std::wstring& start = starts[round % std::size(starts)];
@@ -405,10 +350,9 @@ TEST(XmlEdit, RandomEditsKeepTheIndexOfANewParse) {
     if (Holds(start, steps)) continue;
     // Leave out whatever can be left out while the fault stays.
     for (std::size_t i = 0; i < steps.size();) {
-      std::vector<Step> fewer;
-      for (std::size_t kept = 0; kept < steps.size(); ++kept) {
-        if (kept != i) fewer.push_back(steps[kept]);
-      }
+      const auto left = steps.begin() + static_cast<std::ptrdiff_t>(i);
+      std::vector<Step> fewer(steps.begin(), left);
+      fewer.insert(fewer.end(), left + 1, steps.end());
       if (Holds(start, fewer)) {
         ++i;
       } else {
@@ -430,7 +374,7 @@ TEST(XmlEdit, LongAppendingIsLinear) {
   CMarkup doc;
   doc.AddElem(L"r");
   doc.IntoElem();
-  for (int i = 0; i < 200000; ++i) {
+  for (int i = 0; i < orv::test::Rounds(200000); ++i) {
     doc.AddElem(L"item", i);
     doc.SetAttrib(L"n", i);
   }

@@ -1,3 +1,5 @@
+#include <set>
+
 #include "orv/platform/code_pages.h"
 #include "orv/platform/files.h"
 #include "orv/xml/encoding_names.h"
@@ -74,8 +76,7 @@ TEST(XmlBase64, EveryLengthAroundTheLineBreak) {
 TEST(XmlBase64, StrangeInput) {
   const std::pair<const wchar_t*, std::string> cases[] = {
       {L"YWI=", "ab"},    {L"Y\r\nW\nI\r=", "ab"}, {L"YWJj", "abc"}, {L"YWJjZ", "abc"},
-      {L"YQ==YWI=", "a"}, {L"!!!!", "\0\0\0"s},    {L"", ""},        {L"\u20acAAA", "\x94\0\0"s},
-  };
+      {L"YQ==YWI=", "a"}, {L"!!!!", "\0\0\0"s},    {L"", ""},        {L"\u20acAAA", "\x94\0\0"s}};
   for (const auto& [text, bytes] : cases) {
     unsigned char buffer[16];
     const int length = CMarkup::DecodeBase64(text, buffer, sizeof buffer);
@@ -99,37 +100,6 @@ TEST(XmlCharacters, EveryCodePointGoesRound) {
     ASSERT_EQ(CMarkup::DecodeCharUTF8(byte, bytes + byteCount), code);
     ASSERT_EQ(CMarkup::DecodeCharUTF16(unit, units + unitCount), code);
     ASSERT_TRUE(byte == bytes + byteCount && unit == units + unitCount) << code;
-  }
-}
-
-TEST(XmlCharacters, IllFormedUtf8) {
-  // One character, or one U+FFFD for each maximal ill-formed piece.
-  const std::pair<std::string, int> cases[] = {
-      {"\x80", 1},
-      {"\xC0\x80", 2},
-      {"\xC2", 1},
-      {"\xC2"
-       "A",
-       1},
-      {"\xE0\x80\x80", 3},
-      {"\xE1\x80", 1},
-      {"\xED\xA0\x80", 3},
-      {"\xF0\x80\x80\x80", 4},
-      {"\xF1\x80\x80", 1},
-      {"\xF4\x90\x80\x80", 4},
-      {"\xF8\x88\x80", 3},
-      {"\xFF", 1},
-  };
-  for (const auto& [bytes, pieces] : cases) {
-    const char* at = bytes.data();
-    int replaced = 0;
-    while (at != bytes.data() + bytes.size()) {
-      replaced += CMarkup::DecodeCharUTF8(at, bytes.data() + bytes.size()) == 0xFFFD;
-    }
-    EXPECT_EQ(replaced, pieces) << testing::PrintToString(bytes);
-    wchar_t units[8];
-    const int count = CMarkup::UTF8To16(units, bytes.data(), static_cast<int>(bytes.size()));
-    EXPECT_EQ(std::count(units, units + count, L'\xFFFD'), pieces);
   }
 }
 
@@ -158,20 +128,16 @@ TEST(XmlCharacters, DetectUtf8) {
     bool isUtf8;
     int nonAscii;
     bool errorAtEnd = false;
-  } cases[] = {
-      {"", true, 0},
-      {"abc", true, 0},
-      {"\xC3\xA9\xE2\x82\xAC", true, 2},
-      {"\xC3", false, 1, true},
-      {"\xE2\x82", false, 1, true},
-      {"\xC3"
-       "a",
-       false, 1},
-      {"\xF8\x80\x80", false, 1},
-      {"\xC0\x80", true, 1},
-      {"a\0\xFF"s, true, 0},
-      {"\x80\x80", true, 1},
-  };
+  } cases[] = {{"", true, 0},
+               {"abc", true, 0},
+               {"\xC3\xA9\xE2\x82\xAC", true, 2},
+               {"\xC3", false, 1, true},
+               {"\xE2\x82", false, 1, true},
+               {"\xC3\x61", false, 1},
+               {"\xF8\x80\x80", false, 1},
+               {"\xC0\x80", true, 1},
+               {"a\0\xFF"s, true, 0},
+               {"\x80\x80", true, 1}};
   for (const auto& c : cases) {
     int nonAscii = -1;
     bool errorAtEnd = true;
@@ -185,21 +151,19 @@ TEST(XmlCharacters, DetectUtf8) {
 // --- Names of encodings ---
 
 TEST(XmlEncodings, Names) {
-  const std::pair<std::wstring, int> cases[] = {
-      {L"", 0},
-      {L"UTF-32", 65005},
-      {L"UTF-32BE", 65005},
-      {L"utf-8", 65001},
-      {L"KSC_5601", 949},
-      {L"cseucpkdfmtjapanese", 20932},
-      {L"x-cp20003", 20003},
-      {L"L1", 28591},
-      {L"ccsid00858", 858},
-      {L"Shift_JIS", 932},
-      {L"asmo-708", 708},
-      {L"no such name", -1},
-      {std::wstring(100, L'a'), -1},
-  };
+  const std::pair<std::wstring, int> cases[] = {{L"", 0},
+                                                {L"UTF-32", 65005},
+                                                {L"UTF-32BE", 65005},
+                                                {L"utf-8", 65001},
+                                                {L"KSC_5601", 949},
+                                                {L"cseucpkdfmtjapanese", 20932},
+                                                {L"x-cp20003", 20003},
+                                                {L"L1", 28591},
+                                                {L"ccsid00858", 858},
+                                                {L"Shift_JIS", 932},
+                                                {L"asmo-708", 708},
+                                                {L"no such name", -1},
+                                                {std::wstring(100, L'a'), -1}};
   for (const auto& [name, page] : cases) {
     EXPECT_EQ(CMarkup::GetEncodingCodePage(name), page) << Show(name);
   }
@@ -210,8 +174,7 @@ TEST(XmlEncodings, Names) {
       {L"<!DOCTYPE html><HTML><Head><meta name='a'><META http-equiv=content-type "
        L"content=\"text/html; charset=koi8-r; x\"></Head>",
        L"koi8-r"},
-      {L"plain", L""},
-  };
+      {L"plain", L""}};
   for (const auto& [text, encoding] : documents) {
     EXPECT_EQ(Show(CMarkup::GetDeclaredEncoding(text)), Show(encoding)) << Show(text);
   }
@@ -229,6 +192,15 @@ std::vector<std::pair<std::wstring, int>> AllEncodings() {
     }
   }
   return all;
+}
+
+TEST(XmlEncodings, Buckets) {
+  std::set<std::wstring> buckets;
+  for (int i = 0; i < orv::kEncodingBuckets; ++i) buckets.insert(orv::EncodingBucket(i));
+  for (const wchar_t* bucket : {L"0800949ksc_5601", L"1920932cseucpkdfmtjapanese0920003x-cp20003",
+                                L"0228591l10920004x-cp20004", L"0600850ibm8501000858ccsid00858"}) {
+    EXPECT_TRUE(buckets.contains(bucket)) << Show(bucket);
+  }
 }
 
 TEST_F(XmlFile, EveryEncodingOfTheTableGoesRound) {
@@ -291,8 +263,7 @@ TEST_F(XmlFile, FormsOfFiles) {
       {"\xFF\xFE\0\0<\0\0\0r\0\0\0/\0\0\0>\0\0\0"s, L"<r/>", L"BOM + UTF-32 length 20 to UTF-16"},
       {"\0\0\xFE\xFF\0\0\0<\0\0\0r\0\0\0/\0\0\0>"s, L"<r/>",
        L"BOM + UTF-32 length 20 to UTF-16 endian swap"},
-      {"<r\0/\0>"s, L"<r/>", L"UTF-8 length 6 to UTF-16 removed 2 nulls"},
-  };
+      {"<r\0/\0>"s, L"<r/>", L"UTF-8 length 6 to UTF-16 removed 2 nulls"}};
   for (const auto& c : cases) {
     const std::wstring file = Put(L"in.xml", c.bytes);
     CMarkup loaded;
@@ -324,8 +295,7 @@ TEST_F(XmlFile, SavingSaysWhatItDid) {
       {L"<r/>", 10, "\xFE\xFF\0<\0r\0/\0>"s, L"BOM + UTF-16BE length 10 endian swap"},
       {L"<?xml encoding='l1'?>\u00e9\u0416", 8, "<?xml encoding='l1'?>\xE9?",
        L"UTF-16 to l1 length 23 (chars lost in conversion!)"},
-      {L"\xD800", 8, "\xEF\xBF\xBD", L"UTF-16 to UTF-8 length 3 (chars lost in conversion!)"},
-  };
+      {L"\xD800", 8, "\xEF\xBF\xBD", L"UTF-16 to UTF-8 length 3 (chars lost in conversion!)"}};
   for (const auto& c : cases) {
     std::wstring result;
     int flags = c.flags;
@@ -371,6 +341,8 @@ TEST_F(XmlFile, RefusalsWhileAFileIsOpen) {
   Put(L"in.xml", "<r><a x='1'>v</a></r>");
   CMarkup doc;
   ASSERT_TRUE(doc.Open(Path(L"in.xml"), CMarkup::DOC_READFILE));
+  EXPECT_EQ(doc.GetDocFlags() & 0x70, 16);
+  doc.SetDocFlags(CMarkup::DOC_IGNORECASE | CMarkup::DOC_WRITEFILE);
   EXPECT_EQ(doc.GetDocFlags() & 0x70, 16);
   EXPECT_FALSE(doc.Open(Path(L"in.xml"), CMarkup::DOC_READFILE));
   EXPECT_FALSE(doc.SetDoc(L"<r/>"));
@@ -432,7 +404,7 @@ void WriteRecords(CMarkup& doc, int records, bool flushes) {
 
 TEST_F(XmlFile, WritingInPartsGivesWhatMemoryGives) {
   for (const bool flushes : {false, true}) {
-    constexpr int kRecords = 20000;
+    constexpr int kRecords = orv::test::Rounds(20000);
     CMarkup memory;
     WriteRecords(memory, kRecords, false);
     CMarkup writer;
@@ -512,6 +484,22 @@ TEST_F(XmlFile, FaultsInPartsAreFound) {
     }
     EXPECT_FALSE(doc.IsWellFormed()) << text;
   }
+}
+
+/// End tags that close nothing, a long way down: none is looked for among all the open elements.
+TEST_F(XmlFile, DeepAndFaultyFileInParts) {
+  constexpr int kDepth = orv::test::Rounds(20000);
+  std::string text;
+  for (int i = 0; i < kDepth; ++i) text += "<a>";
+  for (int i = 0; i < kDepth; ++i) text += "</b>";
+  Put(L"in.xml", text + "<c/>");
+  CMarkup doc;
+  ASSERT_TRUE(doc.Open(Path(L"in.xml"), CMarkup::DOC_READFILE));
+  for (int i = 0; i < kDepth; ++i) ASSERT_TRUE(doc.FindElem(L"a") && doc.IntoElem());
+  EXPECT_TRUE(doc.FindElem(L"c"));
+  for (int i = 0; i < kDepth; ++i) ASSERT_TRUE(doc.OutOfElem());
+  EXPECT_FALSE(doc.OutOfElem());
+  EXPECT_FALSE(doc.IsWellFormed());
 }
 
 TEST_F(XmlFile, AppendingGoesOnInTheFilesEncoding) {

@@ -41,20 +41,18 @@ TEST_F(XmlTool, GetsValuesByPath) {
     const char* path;
     int exitCode;
     const char* output;
-  } cases[] = {
-      {"/list/item", 0, "v\xC3\xA9\n"},
-      {"/list/item/@id", 0, "1\n"},
-      {"/list/item[2]", 0, "<item><b/> <c/></item>\n"},
-      {"/list/item[2]/c", 0, "\n"},
-      {"/list/item[3]", 1, ""},
-      {"/list/item/@no", 1, ""},
-      {"/list/none/x", 1, ""},
-      {"list", 2, ""},
-      {"/list/item[0]", 2, ""},
-      {"/list/item[1", 2, ""},
-      {"/list//item", 2, ""},
-      {"/@id", 2, ""},
-  };
+  } cases[] = {{"/list/item", 0, "v\xC3\xA9\n"},
+               {"/list/item/@id", 0, "1\n"},
+               {"/list/item[2]", 0, "<item><b/> <c/></item>\n"},
+               {"/list/item[2]/c", 0, "\n"},
+               {"/list/item[3]", 1, ""},
+               {"/list/item/@no", 1, ""},
+               {"/list/none/x", 1, ""},
+               {"list", 2, ""},
+               {"/list/item[0]", 2, ""},
+               {"/list/item[1", 2, ""},
+               {"/list//item", 2, ""},
+               {"/@id", 2, ""}};
   for (const auto& c : cases) {
     const ProgramResult result = Run("get", {c.path});
     EXPECT_EQ(result.exitCode, c.exitCode) << c.path;

@@ -18,6 +18,10 @@ enum class OutputStream { kResults, kMessages };
 /// everything else as these bytes, without translating line ends. False when it cannot be written.
 bool WriteOutput(OutputStream stream, std::string_view text);
 
+/// Reads standard input to its end, as bytes without translating line ends. False when it cannot be
+/// read.
+bool ReadInput(std::string* bytes);
+
 /// Whether a stream goes to a terminal, where somebody watches.
 bool IsTerminal(OutputStream stream);
 

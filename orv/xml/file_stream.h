@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "orv/platform/new_file.h"
+#include "orv/xml/open_names.h"
 #include "orv/xml/text_coding.h"
 
 namespace orv {
@@ -50,7 +51,12 @@ class FileStream {
   /// The end tag of the parent has been passed.
   bool isParentEnded = false;
 
-  void EnterElement() {
+  /// Counts the names of the parent and of the elements around it, without regard to case: what
+  /// matches none of them matches none with it.
+  OpenNames parents{true};
+
+  void EnterElement(std::wstring_view name) {
+    parents.Add(name);
     isParentEnded = !isContentAhead;
     isContentAhead = false;
   }

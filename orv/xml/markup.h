@@ -124,10 +124,12 @@ class ORV_EXPORT CMarkup {
   bool IsWellFormed() const;
 
   int GetDocFlags() const { return m_nDocFlags; }
-  /// Sets the flags but for those that belong to an open file. They apply from the next call on;
-  /// the text is not parsed again.
+  /// Sets the flags but for the three of an open file, which stay as the file has them. They apply
+  /// from the next call on; the text is not parsed again.
   void SetDocFlags(int nFlags) {
-    m_nDocFlags = nFlags & ~(DOC_READFILE | DOC_WRITEFILE | DOC_APPENDFILE);
+    constexpr int kFileFlags = DOC_READFILE | DOC_WRITEFILE | DOC_APPENDFILE;
+    m_nDocFlags =
+        (nFlags & ~kFileFlags) | (m_pFileStream != nullptr ? m_nDocFlags & kFileFlags : 0);
   }
 
   /// All positions to none: the next `FindElem` starts at the top level.

@@ -57,8 +57,8 @@ bool CMarkup::FindChildElem(MCD_CSTR szName) {
 
 bool CMarkup::IntoElem() {
   if (!x_IsElement()) return false;
+  if (x_IsReading()) m_pFileStream->EnterElement(x_GetTagName(m_iPos));
   x_SetPos(m_iPos, m_iPosChild, 0);
-  if (x_IsReading()) m_pFileStream->EnterElement();
   return true;
 }
 

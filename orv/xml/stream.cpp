@@ -170,6 +170,7 @@ int CMarkup::x_ReadNode(orv::NodePos& node, int* at) {
 
 /// Whether an end tag of this name closes one of the elements around the current place.
 bool CMarkup::x_EndsOpenElem(std::wstring_view name) const {
+  if (!m_pFileStream->parents.MayMatch(name)) return false;
   const bool ignoreCase = (m_nDocFlags & DOC_IGNORECASE) != 0;
   for (int i = m_iPosParent; i != 0; i = x_GetParent(i)) {
     if (orv::SameName(x_GetTagName(i), name, ignoreCase)) return true;
@@ -305,6 +306,7 @@ void CMarkup::x_ReadOut() {
     x_ReadPast(name);
     m_iPosParent = parent;
   }
+  stream.parents.Remove(x_GetTagName(m_iPosParent));
   stream.isParentEnded = false;
 }
 

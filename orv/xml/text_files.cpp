@@ -77,10 +77,25 @@ int FlagsOfFile(const TextEncoding& encoding, int docFlags) {
   return docFlags;
 }
 
-}  // namespace orv
+std::wstring DecodeFile(std::string_view bytes, std::wstring* result, int* docFlags) {
+  TextDecoder decoder(DetectEncoding(bytes, true));
+  const TextEncoding& encoding = decoder.Encoding();
+  std::wstring text;
+  decoder.Decode(bytes.substr(encoding.Mark().size()), true, &text);
+  if (result != nullptr) ReportRead(decoder, bytes.size(), result);
+  if (docFlags != nullptr) *docFlags = FlagsOfFile(encoding, *docFlags);
+  return text;
+}
 
-using orv::TextDecoder;
-using orv::TextEncoder;
+std::string EncodeFile(const std::wstring& doc, int docFlags, std::wstring* result) {
+  TextEncoder encoder(EncodingFor(doc, docFlags));
+  std::string bytes(encoder.Encoding().Mark());
+  encoder.Encode(doc, true, &bytes);
+  if (result != nullptr) ReportWrite(encoder, bytes.size(), result);
+  return bytes;
+}
+
+}  // namespace orv
 
 bool CMarkup::ReadTextFile(int, MCD_CSTR szFile, std::wstring& strDoc, std::wstring* pstrResult,
                            int* pnDocFlags) {
@@ -88,12 +103,7 @@ bool CMarkup::ReadTextFile(int, MCD_CSTR szFile, std::wstring& strDoc, std::wstr
   std::string bytes;
   const bool isRead = orv::ReadBytes(szFile.c_str(), &bytes);
   if (isRead) {
-    TextDecoder decoder(orv::DetectEncoding(bytes, true));
-    std::wstring text;
-    decoder.Decode(std::string_view(bytes).substr(decoder.Encoding().Mark().size()), true, &text);
-    strDoc = std::move(text);
-    orv::ReportRead(decoder, bytes.size(), &result);
-    if (pnDocFlags != nullptr) *pnDocFlags = orv::FlagsOfFile(decoder.Encoding(), *pnDocFlags);
+    strDoc = orv::DecodeFile(bytes, &result, pnDocFlags);
   } else {
     orv::ReportFileError(L"cannot read ", szFile.c_str(), &result);
   }
@@ -104,14 +114,12 @@ bool CMarkup::ReadTextFile(int, MCD_CSTR szFile, std::wstring& strDoc, std::wstr
 bool CMarkup::WriteTextFile(int, MCD_CSTR szFile, const std::wstring& strDoc,
                             std::wstring* pstrResult, int* pnDocFlags) {
   std::wstring result;
-  TextEncoder encoder(orv::EncodingFor(strDoc, pnDocFlags != nullptr ? *pnDocFlags : 0));
-  std::string bytes(encoder.Encoding().Mark());
-  encoder.Encode(strDoc, true, &bytes);
+  const std::string bytes =
+      orv::EncodeFile(strDoc, pnDocFlags != nullptr ? *pnDocFlags : 0, &result);
   orv::NewFile file;
   const bool isWritten = file.Open(szFile.c_str()) && file.Write(bytes) && file.Commit();
-  if (isWritten) {
-    orv::ReportWrite(encoder, bytes.size(), &result);
-  } else {
+  if (!isWritten) {
+    result.clear();
     orv::ReportFileError(L"cannot write ", szFile.c_str(), &result);
   }
   if (pstrResult != nullptr) *pstrResult = std::move(result);

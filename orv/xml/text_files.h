@@ -1,10 +1,19 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
+#include "orv/platform/export.h"
 #include "orv/xml/text_coding.h"
 
 namespace orv {
+
+/// What `CMarkup::ReadTextFile` makes of a file of these bytes, for bytes that come from elsewhere;
+/// the outputs may be null.
+ORV_EXPORT std::wstring DecodeFile(std::string_view bytes, std::wstring* result, int* docFlags);
+
+/// The bytes that `CMarkup::WriteTextFile` writes; the result record says what that comes to.
+ORV_EXPORT std::string EncodeFile(const std::wstring& doc, int docFlags, std::wstring* result);
 
 /// Adds the entries that say what reading or writing `length` bytes of a file came to.
 void ReportRead(const TextDecoder& decoder, std::uint64_t length, std::wstring* result);

@@ -1,10 +1,10 @@
-#include <filesystem>
 #include <memory>
 
-#include "orv/platform/files.h"
+#include "orv/platform/console.h"
 #include "orv/text/format.h"
 #include "orv/xml/line_index.h"
 #include "orv/xml/markup.h"
+#include "orv/xml/text_files.h"
 #include "tools/orv/commands.h"
 #include "tools/orv/input.h"
 #include "tools/orv/output.h"
@@ -34,11 +34,25 @@ FileFacts FactsOf(const std::wstring& result, const wchar_t* work) {
   return facts;
 }
 
+constexpr wchar_t kStandardInput[] = L"-";
+
+/// The text of a file, or of standard input for "-"; false when it cannot be read.
+bool ReadText(const std::wstring& path, std::wstring* text, std::wstring* result, int* flags) {
+  if (path != kStandardInput) return CMarkup::ReadTextFile(0, path, *text, result, flags);
+  std::string bytes;
+  if (!ReadInput(&bytes)) return false;
+  *text = DecodeFile(bytes, result, flags);
+  return true;
+}
+
 /// Reads a file into a document of its form; ends the command when it cannot.
 void LoadDocument(const std::wstring& path, CMarkup* doc) {
-  if (doc->Load(path) || !doc->GetDoc().empty()) return;
-  Fail(kUnreadable,
-       doc->GetError().starts_with(L"cannot read") ? doc->GetError() : path + L" is empty");
+  std::wstring text;
+  int flags = doc->GetDocFlags();
+  if (!ReadText(path, &text, nullptr, &flags)) Fail(kUnreadable, L"cannot read " + path);
+  if (text.empty()) Fail(kUnreadable, path + L" is empty");
+  doc->SetDoc(std::move(text));
+  doc->SetDocFlags(flags);
 }
 
 void LoadWellFormed(const std::wstring& path, CMarkup* doc) {
@@ -46,18 +60,20 @@ void LoadWellFormed(const std::wstring& path, CMarkup* doc) {
   if (!doc->IsWellFormed()) Fail(kFindings, path + L" is not well formed; see orv xml check");
 }
 
+/// Writes a document in its encoding, to standard output for "-".
 void SaveDocument(const std::wstring& path, CMarkup* doc) {
-  if (!doc->Save(path)) Fail(kUnreadable, doc->GetError());
+  if (path == kStandardInput) {
+    Print(EncodeFile(doc->GetDoc(), doc->GetDocFlags(), nullptr));
+  } else if (!doc->Save(path)) {
+    Fail(kUnreadable, doc->GetError());
+  }
 }
 
-/// What saving would come to: the file itself is not touched, one beside it is.
-FileFacts TrySaving(const std::wstring& path, CMarkup* doc) {
-  const std::wstring trial = path + L".trial";
-  const bool isWritten = doc->Save(trial);
-  std::error_code error;
-  std::filesystem::remove(ToPath(trial), error);
-  if (!isWritten) Fail(kUnreadable, L"cannot write " + path);
-  return FactsOf(doc->GetResult(), L"write");
+/// What saving comes to, found out before any file is touched.
+FileFacts FactsOfSaving(const CMarkup& doc) {
+  std::wstring result;
+  EncodeFile(doc.GetDoc(), doc.GetDocFlags(), &result);
+  return FactsOf(result, L"write");
 }
 
 void AddCheckCommand(CLI::App* group) {
@@ -70,25 +86,29 @@ void AddCheckCommand(CLI::App* group) {
   command->add_option("FILE", options->files, "XML files in any encoding")->required();
   command->add_flag("--json", options->asJson, "Print JSON");
   command->footer(
-      "Shows each fault with line and column, and how the file was read. Exits with 1 when there "
-      "is\n"
-      "any fault.\nExamples:\n  orv xml check settings.xml\n  orv xml check --json *.xml");
+      "Shows each fault with line and column, and how the file was read; - stands for standard "
+      "input.\nExits with 1 when there is any fault, with 3 when a file cannot be read.\n"
+      "Examples:\n  orv xml check settings.xml\n  orv xml check --json *.xml");
   command->callback([options] {
     JsonWriter json;
-    bool foundAny = false;
+    int exitCode = kDone;
     json.BeginArray();
     for (const std::string& file : options->files) {
       const std::wstring path = ToWide(file);
       std::wstring text;
       std::wstring read;
-      if (!CMarkup::ReadTextFile(0, path, text, &read)) Fail(kUnreadable, L"cannot read " + path);
+      if (!ReadText(path, &text, &read, nullptr)) {
+        PrintMessage(L"cannot read " + path);
+        exitCode = kUnreadable;
+        continue;
+      }
       const FileFacts facts = FactsOf(read, L"read");
       const LineIndex lines(text);
       CMarkup doc;
       const bool isGood = doc.SetDoc(std::move(text));
       std::vector<XmlFault> faults = FaultsOf(doc.GetResult());
       if (!isGood && faults.empty()) faults.push_back({0, L"the file is empty"});
-      foundAny = foundAny || !isGood;
+      if (!isGood) exitCode = std::max<int>(exitCode, kFindings);
       if (options->asJson) {
         json.BeginObject();
         json.Member("file", path);
@@ -123,7 +143,7 @@ void AddCheckCommand(CLI::App* group) {
     }
     json.EndArray();
     if (options->asJson) Print(json.Text());
-    if (foundAny) Finish(kFindings);
+    if (exitCode != kDone) Finish(exitCode);
   });
 }
 
@@ -199,7 +219,8 @@ void AddGetCommand(CLI::App* group) {
   command->add_option("PATH", options->path, "Such as /list/item[2]/@name")->required();
   command->add_flag("--json", options->asJson, "Print JSON");
   command->footer(
-      "An element that holds elements is shown as its markup. Exits with 1 when there is none.\n"
+      "An element that holds elements is shown as its markup. Exits with 1 when there is none;\n"
+      "- stands for standard input.\n"
       "Examples:\n  orv xml get settings.xml /settings/printer/name\n"
       "  orv xml get settings.xml \"/settings/printer[2]/@id\"");
   command->callback([options] {
@@ -241,6 +262,7 @@ void AddSetCommand(CLI::App* group) {
   command->add_option("VALUE", options->value, "The new text")->required();
   command->footer(
       "The element must be there, an attribute may be new. Whatever the element held is replaced.\n"
+      "With - for the file, standard input is changed and written to standard output.\n"
       "Examples:\n  orv xml set settings.xml /settings/printer/name \"Packing line 2\"\n"
       "  orv xml set settings.xml /settings/printer/@id 7");
   command->callback([options] {
@@ -254,7 +276,7 @@ void AddSetCommand(CLI::App* group) {
     const bool isSet =
         path.attribute.empty() ? doc.SetData(value) : doc.SetAttrib(path.attribute, value);
     if (!isSet) Fail(kUsage, L"\"" + path.attribute + L"\" is no name of an attribute");
-    const FileFacts facts = TrySaving(file, &doc);
+    const FileFacts facts = FactsOfSaving(doc);
     if (facts.isLossy) Fail(kFindings, facts.encoding + L" cannot express all characters");
     SaveDocument(file, &doc);
   });
@@ -314,7 +336,8 @@ void AddFormatCommand(CLI::App* group) {
   command->add_option("--indent", options->indent, "Blanks a level")->check(CLI::Range(0u, 16u));
   command->add_flag("--in-place", options->inPlace, "Replace the file instead of printing it");
   command->footer(
-      "Elements with text in them, and those that say xml:space=\"preserve\", stay as they are.\n"
+      "Elements with text in them, and those that say xml:space=\"preserve\", stay as they are;\n"
+      "- stands for standard input.\n"
       "Examples:\n  orv xml format settings.xml\n  orv xml format --indent 4 --in-place "
       "settings.xml");
   command->callback([options] {
@@ -322,7 +345,7 @@ void AddFormatCommand(CLI::App* group) {
     CMarkup doc;
     LoadWellFormed(file, &doc);
     std::wstring text = FormatDocument(&doc, options->indent);
-    if (!options->inPlace) {
+    if (!options->inPlace || file == kStandardInput) {
       Print(text);
       return;
     }
@@ -338,7 +361,11 @@ void DeclareEncoding(const std::wstring& encoding, CMarkup* doc) {
   doc->ResetPos();
   while (const int type = doc->FindNode()) {
     if (type == CMarkup::NODE_PROCESSING_INSTRUCTION && doc->GetTagName() == L"xml") {
+      // The standalone declaration stays behind the encoding's, as it must be.
+      const std::wstring standalone = doc->GetAttrib(L"standalone");
+      const bool isBehind = doc->GetAttrib(L"encoding").empty() && doc->RemoveAttrib(L"standalone");
       doc->SetAttrib(L"encoding", encoding);
+      if (isBehind) doc->SetAttrib(L"standalone", standalone);
       return;
     }
     if (type == CMarkup::NODE_ELEMENT) break;
@@ -364,7 +391,8 @@ void AddConvertCommand(CLI::App* group) {
   command->add_flag("--lossy", options->mayLose, "Write ? for what the encoding cannot express");
   command->footer(
       "The declaration names the new encoding. Nothing is written when characters would be lost,\n"
-      "unless --lossy.\nExamples:\n  orv xml convert settings.xml --to UTF-8\n"
+      "unless --lossy. With - for the file, standard input is converted to standard output.\n"
+      "Examples:\n  orv xml convert settings.xml --to UTF-8\n"
       "  orv xml convert settings.xml --to UTF-16 -o settings16.xml");
   command->callback([options] {
     const std::wstring encoding = ToWide(options->encoding);
@@ -380,7 +408,7 @@ void AddConvertCommand(CLI::App* group) {
     doc.SetDocFlags((doc.GetDocFlags() & ~kForms) | (options->hasMark ? CMarkup::DOC_UTF8MARK : 0));
     DeclareEncoding(encoding, &doc);
 
-    const FileFacts facts = TrySaving(output, &doc);
+    const FileFacts facts = FactsOfSaving(doc);
     constexpr int kUtf8Page = 65001;
     if (facts.encoding == L"UTF-8" && CMarkup::GetEncodingCodePage(encoding) != kUtf8Page) {
       Fail(kFindings, L"this system cannot write " + encoding);

@@ -21,6 +21,16 @@ bool WriteOutput(OutputStream stream, std::string_view text) {
   return true;
 }
 
+bool ReadInput(std::string* bytes) {
+  char buffer[1 << 16];
+  for (;;) {
+    const ssize_t count = read(STDIN_FILENO, buffer, sizeof buffer);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return count == 0;
+    bytes->append(buffer, static_cast<std::size_t>(count));
+  }
+}
+
 bool IsTerminal(OutputStream stream) {
   return isatty(stream == OutputStream::kResults ? STDOUT_FILENO : STDERR_FILENO) != 0;
 }

@@ -49,6 +49,19 @@ bool WriteOutput(OutputStream stream, std::string_view text) {
   return true;
 }
 
+bool ReadInput(std::string* bytes) {
+  const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+  char buffer[1 << 14];
+  for (;;) {
+    DWORD count = 0;
+    if (!ReadFile(input, buffer, sizeof buffer, &count, nullptr)) {
+      return GetLastError() == ERROR_BROKEN_PIPE;  // how a pipe says that it has ended
+    }
+    if (count == 0) return true;
+    bytes->append(buffer, count);
+  }
+}
+
 bool IsTerminal(OutputStream stream) {
   DWORD mode = 0;
   return GetConsoleMode(HandleOf(stream), &mode) != 0;
