@@ -1,5 +1,3 @@
-#include <set>
-
 #include "orv/platform/code_pages.h"
 #include "orv/platform/files.h"
 #include "orv/xml/encoding_names.h"
@@ -192,15 +190,6 @@ std::vector<std::pair<std::wstring, int>> AllEncodings() {
     }
   }
   return all;
-}
-
-TEST(XmlEncodings, Buckets) {
-  std::set<std::wstring> buckets;
-  for (int i = 0; i < orv::kEncodingBuckets; ++i) buckets.insert(orv::EncodingBucket(i));
-  for (const wchar_t* bucket : {L"0800949ksc_5601", L"1920932cseucpkdfmtjapanese0920003x-cp20003",
-                                L"0228591l10920004x-cp20004", L"0600850ibm8501000858ccsid00858"}) {
-    EXPECT_TRUE(buckets.contains(bucket)) << Show(bucket);
-  }
 }
 
 TEST_F(XmlFile, EveryEncodingOfTheTableGoesRound) {

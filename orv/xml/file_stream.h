@@ -26,6 +26,9 @@ class FileStream {
   /// Appends some more text of the file, of `bytes` bytes or more; false at its end.
   bool Read(std::size_t bytes, std::wstring* text);
 
+  /// Whether `Read` has given the last text.
+  bool IsEnded() const { return isEnded_; }
+
   /// Writes text. The first text decides on the encoding of a new file, with the document's flags.
   bool Write(const std::wstring& text, std::size_t length, int docFlags);
   /// Hands what was written to the system.

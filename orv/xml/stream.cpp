@@ -133,6 +133,7 @@ bool CMarkup::x_FinishWriting() {
 /// Offsets in the unread text move; `*at` is one of them.
 bool CMarkup::x_ReadMore(int* at) {
   orv::FileStream& stream = *m_pFileStream;
+  if (stream.IsEnded()) return false;
   std::wstring kept;
   for (int i = 1; i < m_iPosFree; ++i) {
     ElemPos& element = x_Elem(i);
