@@ -46,7 +46,9 @@ inline Vec AndNot(Vec a, Vec b) { return _mm256_andnot_si256(a, b); }
 inline Vec Or(Vec a, Vec b) { return _mm256_or_si256(a, b); }
 inline Vec Shuffle(Vec value, Vec indexes) { return _mm256_shuffle_epi8(value, indexes); }
 inline Vec Min8(Vec a, Vec b) { return _mm256_min_epu8(a, b); }
+inline Vec SubSaturated8(Vec a, Vec b) { return _mm256_subs_epu8(a, b); }
 inline Vec Equal8(Vec a, Vec b) { return _mm256_cmpeq_epi8(a, b); }
+inline Vec Greater8(Vec a, Vec b) { return _mm256_cmpgt_epi8(a, b); }
 inline std::uint32_t SignBits8(Vec v) {
   return static_cast<std::uint32_t>(_mm256_movemask_epi8(v));
 }
@@ -54,6 +56,7 @@ constexpr std::uint32_t kAllSignBits8 = 0xFFFFFFFF;
 
 inline Vec Add16(Vec a, Vec b) { return _mm256_add_epi16(a, b); }
 inline Vec Sub16(Vec a, Vec b) { return _mm256_sub_epi16(a, b); }
+inline Vec Min16(Vec a, Vec b) { return _mm256_min_epi16(a, b); }
 inline Vec Mul16(Vec a, Vec b) { return _mm256_mullo_epi16(a, b); }
 inline Vec MulHigh16(Vec a, Vec b) { return _mm256_mulhi_epu16(a, b); }
 inline Vec Equal16(Vec a, Vec b) { return _mm256_cmpeq_epi16(a, b); }
@@ -140,12 +143,15 @@ inline Vec AndNot(Vec a, Vec b) { return _mm_andnot_si128(a, b); }
 inline Vec Or(Vec a, Vec b) { return _mm_or_si128(a, b); }
 inline Vec Shuffle(Vec value, Vec indexes) { return _mm_shuffle_epi8(value, indexes); }
 inline Vec Min8(Vec a, Vec b) { return _mm_min_epu8(a, b); }
+inline Vec SubSaturated8(Vec a, Vec b) { return _mm_subs_epu8(a, b); }
 inline Vec Equal8(Vec a, Vec b) { return _mm_cmpeq_epi8(a, b); }
+inline Vec Greater8(Vec a, Vec b) { return _mm_cmpgt_epi8(a, b); }
 inline std::uint32_t SignBits8(Vec v) { return static_cast<std::uint32_t>(_mm_movemask_epi8(v)); }
 constexpr std::uint32_t kAllSignBits8 = 0xFFFF;
 
 inline Vec Add16(Vec a, Vec b) { return _mm_add_epi16(a, b); }
 inline Vec Sub16(Vec a, Vec b) { return _mm_sub_epi16(a, b); }
+inline Vec Min16(Vec a, Vec b) { return _mm_min_epi16(a, b); }
 inline Vec Mul16(Vec a, Vec b) { return _mm_mullo_epi16(a, b); }
 inline Vec MulHigh16(Vec a, Vec b) { return _mm_mulhi_epu16(a, b); }
 inline Vec Equal16(Vec a, Vec b) { return _mm_cmpeq_epi16(a, b); }

@@ -3,7 +3,8 @@
 /// Error diffusion in vectors of 16-bit lanes, one image row in each lane. Every row runs
 /// three pixels behind the one above it, so that all errors that a pixel takes from above are known
 /// a step before they are needed, and each step handles one pixel of all rows. The rows of several
-/// vectors make a strip; what the last row of a strip passes down is kept for the next.
+/// vectors make a strip; what the last row of a strip passes down is kept for the next. Two kinds
+/// of blocks go faster: black and white ones that no error reaches, and white ones.
 
 #include <memory>
 #include <new>
@@ -73,6 +74,8 @@ class StripDiffuser {
   StripDiffuser(const PixelPlane& plane, int threshold, Ink ink, std::int16_t* carry)
       : plane_(plane),
         ink_(InkBlock(ink)),
+        isInkBlack_(ink.blue == 0 && ink.green == 0 && ink.red == 0),
+        keepsBlackAndWhite_(threshold >= 1 && threshold <= 255),
         limit_(Set16(threshold - 1)),
         carry_(carry + kCarryFront) {
     for (int i = 0; i < kVectors; ++i) {
@@ -166,6 +169,16 @@ class StripDiffuser {
   /// Eight steps. At an edge, errors of columns outside the image are cleared.
   template <bool atEdge>
   void RunBlock(int step) {
+    if (IsQuiet(step)) {
+      if (keepsBlackAndWhite_ && IsBlackAndWhite()) {
+        PaintBlackAndWhite();
+        StoreHalf(carry_ + step - kSpan, Half{});
+        return;
+      }
+    } else if (IsWhite() && RunWhiteBlock(step)) {
+      return;
+    }
+
     Vec grey[kVectors][8];
     Vec fraction[kVectors][8];
     for (int i = 0; i < kVectors; ++i) {
@@ -184,35 +197,19 @@ class StripDiffuser {
       }
     }
 
-    // Copies, because stores through the carry's pointer could change members.
-    State state = state_;
-    const Vec limit = limit_;
-    std::int16_t* carry = carry_ + step;
     // grey[i][s] becomes the mask of white pixels of step s.
-#pragma GCC unroll 8
-    for (int s = 0; s < 8; ++s) {
-      Vec next[kVectors];
-      next[0] = ShiftLanesUp(state.error[0], LoadHalf(carry + s + 2 - 7));
-      for (int i = 1; i < kVectors; ++i) next[i] = ShiftLanesUp(state.error[i], state.error[i - 1]);
-      for (int i = 0; i < kVectors; ++i) {
-        const Vec sum =
-            Method::Sum(state.error[i], state.upperRight[i], state.above[i], state.upperLeft[i]);
-        // Truncation towards zero rounds a negative value with a fraction up.
-        const Vec floor = Add16(grey[i][s], sum);
-        const Vec value = Add16(floor, And(ShiftRight16<15>(floor), fraction[i][s]));
-        const Vec white = Greater16(value, limit);
-        Vec error = Sub16(value, And(white, Set16(255)));
-        if constexpr (atEdge) error = And(error, IsInside(step + s, i));
-        grey[i][s] = white;
-        state.upperLeft[i] = state.above[i];
-        state.above[i] = state.upperRight[i];
-        state.upperRight[i] = next[i];
-        state.error[i] = error;
-      }
-      carry[s - kSpan] =
-          static_cast<std::int16_t>(_mm_extract_epi16(LastHalf(state.error[kVectors - 1]), 7));
-    }
-    state_ = state;
+    const Vec limit = limit_;
+    state_ = RunSteps(
+        step, [&](int i, int s, Vec sum) __attribute__((always_inline)) {
+          // Truncation towards zero rounds a negative value with a fraction up.
+          const Vec floor = Add16(grey[i][s], sum);
+          const Vec value = Add16(floor, And(ShiftRight16<15>(floor), fraction[i][s]));
+          const Vec white = Greater16(value, limit);
+          grey[i][s] = white;
+          const Vec error = Sub16(value, And(white, Set16(255)));
+          if constexpr (atEdge) return And(error, IsInside(step + s, i));
+          return error;
+        });
 
     for (int i = 0; i < kVectors; ++i) {
       Transpose(grey[i]);
@@ -223,6 +220,100 @@ class StripDiffuser {
     }
   }
 
+  /// Eight steps over pixels that are all white and inside the image: a pixel's error is the sum of
+  /// what its neighbours pass on. False, with nothing done, when one of them does not stay white.
+  bool RunWhiteBlock(int step) {
+    Vec least = Zero();
+    const State state = RunSteps(
+        step, [&](int, int, Vec sum) __attribute__((always_inline)) {
+          least = Min16(least, sum);
+          return sum;
+        });
+    if (SignBits8(Greater16(Add16(least, Set16(255)), limit_)) != kAllSignBits8) return false;
+    state_ = state;
+    return true;
+  }
+
+  /// Takes the errors of eight steps on. `errorOf(i, s, sum)` gives those of vector i in step s,
+  /// whose pixels get `sum` from their neighbours.
+  template <typename ErrorOf>
+  State RunSteps(int step, const ErrorOf& errorOf) {
+    // A copy, because stores through the carry's pointer could change members.
+    State state = state_;
+    std::int16_t* carry = carry_ + step;
+#pragma GCC unroll 8
+    for (int s = 0; s < 8; ++s) {
+      Vec next[kVectors];
+      next[0] = ShiftLanesUp(state.error[0], LoadHalf(carry + s + 2 - 7));
+      for (int i = 1; i < kVectors; ++i) next[i] = ShiftLanesUp(state.error[i], state.error[i - 1]);
+      for (int i = 0; i < kVectors; ++i) {
+        const Vec sum =
+            Method::Sum(state.error[i], state.upperRight[i], state.above[i], state.upperLeft[i]);
+        state.error[i] = errorOf(i, s, sum);
+        state.upperLeft[i] = state.above[i];
+        state.above[i] = state.upperRight[i];
+        state.upperRight[i] = next[i];
+      }
+      carry[s - kSpan] =
+          static_cast<std::int16_t>(_mm_extract_epi16(LastHalf(state.error[kVectors - 1]), 7));
+    }
+    return state;
+  }
+
+  /// Whether no error reaches the next eight steps.
+  bool IsQuiet(int step) const {
+    Vec any = Load(carry_ + step + 2, carry_ + step + 2);
+    for (int i = 0; i < kVectors; ++i) {
+      any = Or(Or(any, Or(state_.error[i], state_.upperRight[i])),
+               Or(state_.above[i], state_.upperLeft[i]));
+    }
+    return SignBits8(Equal8(any, Zero())) == kAllSignBits8;
+  }
+
+  bool IsWhite() const {
+    return ForEachVectorOfPixels([](int, int, std::uint8_t* first, std::uint8_t* second) {
+      const PixelBlock pixels = LoadBlock(first, second);
+      return SignBits8(Equal8(And(pixels.head, pixels.tail), Set8(255))) == kAllSignBits8;
+    });
+  }
+
+  /// Whether every pixel is black or white, which leave no error. What is outside the image counts
+  /// as black.
+  bool IsBlackAndWhite() const {
+    const Vec firstOfHead = Indexes(0, 0, 0, 3, 3, 3, 6, 6, 6, 9, 9, 9, 12, 12, 12, 15);
+    const Vec firstOfTail = Indexes(0, 1, 1, 1, 4, 4, 4, 7, 7, 7, 10, 10, 10, 13, 13, 13);
+    return ForEachVectorOfPixels([&](int, int, std::uint8_t* first, std::uint8_t* second) {
+      // All bytes of a pixel are what the sign of its first byte makes them.
+      const PixelBlock pixels = LoadBlock(first, second);
+      const Vec head = Shuffle(Greater8(Zero(), pixels.head), firstOfHead);
+      const Vec tail = Shuffle(Greater8(Zero(), pixels.tail), firstOfTail);
+      return SignBits8(And(Equal8(head, pixels.head), Equal8(tail, pixels.tail))) == kAllSignBits8;
+    });
+  }
+
+  void PaintBlackAndWhite() const {
+    if (isInkBlack_) return;
+    ForEachVectorOfPixels([&](int, int, std::uint8_t* first, std::uint8_t* second) {
+      const PixelBlock pixels = LoadBlock(first, second);
+      Store(first, second, Or(pixels.head, ink_.head));
+      Store(first + 8, second + 8, Or(pixels.tail, ink_.tail));
+      return true;
+    });
+  }
+
+  /// Calls `work(i, row, first, second)` for the block's pixels in the rows `row` of each half of
+  /// vector i, until it gives false, and gives what it gave last.
+  template <typename Work>
+  bool ForEachVectorOfPixels(const Work& work) const {
+    for (int i = 0; i < kVectors; ++i) {
+      for (int row = 0; row < 8; ++row) {
+        std::uint8_t* const* pixels = &pixels_[i * kLanes + row];
+        if (!work(i, row, pixels[0], pixels[8 * (kHalves - 1)])) return false;
+      }
+    }
+    return true;
+  }
+
   /// Lanes whose column at this step is inside the image.
   Vec IsInside(int step, int vector) const {
     const Vec x = Add16(Set16(step), columns_[vector]);
@@ -231,6 +322,8 @@ class StripDiffuser {
 
   PixelPlane plane_;
   PixelBlock ink_;
+  bool isInkBlack_;
+  bool keepsBlackAndWhite_;  ///< black and white pixels without errors stay as they are
   Vec limit_;
   Vec columns_[kVectors];  ///< the columns that the lanes are at in step 0
   std::int16_t* carry_;    ///< errors of the last row of the strip above, by column

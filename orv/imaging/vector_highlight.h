@@ -5,6 +5,8 @@
 /// by `IsHighlight`.
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 
 #include "orv/imaging/color_extensions.h"
 #include "orv/imaging/highlight.h"
@@ -47,8 +49,7 @@ class HighlightExtractor {
     const float outer = static_cast<float>(radius) + kDistanceError;
     inner_ = inner > 0.0f ? inner * inner : 0.0f;
     outer_ = outer > 0.0f ? outer * outer : 0.0f;
-    darkest_ = LinearLightness(lab_[0] - outer) * 0.9999f;
-    lightest_ = LinearLightness(lab_[0] + outer) * 1.0001f;
+    FindChannelLimits(outer);
     for (Remembered& entry : remembered_) entry.colour = ~std::uint32_t{0};
   }
 
@@ -56,24 +57,17 @@ class HighlightExtractor {
   void Extract(std::uint8_t* pixels) {
     const Vec spread = Indexes(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
     const Vec colours = Shuffle(Load(pixels, pixels + 12), spread);
-    const Vec white = Set32(0xFFFFFF);
-    const Vec nearlyWhite = Equal32(Or(colours, Set32(0x010101)), white);
+    // Most colours of a page have a channel that no colour within the tolerance has.
+    const Vec beyond = Or(SubSaturated8(colours, Set32(static_cast<int>(greatest_))),
+                          SubSaturated8(Set32(static_cast<int>(least_)), colours));
+    const Vec nearlyWhite = Equal32(Or(colours, Set32(0x010101)), Set32(0xFFFFFF));
     const Vec nearlyBlack = Equal32(And(colours, Set32(0xFEFEFE)), Zero());
-    const Vec excluded = Or(nearlyWhite, nearlyBlack);
+    const Vec isOpen = AndNot(Or(nearlyWhite, nearlyBlack), Equal32(beyond, Zero()));
     std::uint32_t inside = 0;
-    if (SignBits32(excluded) != kAllColours) {
-      const LinearColours linear = Linear(colours);
-      const VecFloat y =
-          Weighted(linear, 0.212671f * 100.0f, 0.71516f * 100.0f, 0.072169f * 100.0f);
-      // Most colours of a page differ enough in lightness alone.
-      const Vec isNear = And(LessF(SetFloat(darkest_), y), LessF(y, SetFloat(lightest_)));
-      const std::uint32_t open = SignBits32(AndNot(excluded, isNear));
-      std::uint32_t unsure = 0;
-      if (open != 0) {
-        const VecFloat distance = SquaredDistances(linear, y);
-        inside = SignBits32(LessF(distance, SetFloat(inner_))) & open;
-        unsure = SignBits32(LessF(distance, SetFloat(outer_))) & open & ~inside;
-      }
+    if (const std::uint32_t open = SignBits32(isOpen); open != 0) {
+      const VecFloat distance = SquaredDistances(Linear(colours));
+      inside = SignBits32(LessF(distance, SetFloat(inner_))) & open;
+      std::uint32_t unsure = SignBits32(LessF(distance, SetFloat(outer_))) & open & ~inside;
       for (; unsure != 0; unsure &= unsure - 1) {
         const int index = __builtin_ctz(unsure);
         if (Decide(ColourAt(pixels, index))) inside |= 1u << index;
@@ -92,7 +86,10 @@ class HighlightExtractor {
   }
 
  private:
-  static constexpr std::uint32_t kAllColours = (1u << kColours) - 1;
+  /// How much blue, green and red add to X, Y and Z.
+  static constexpr float kX[3] = {0.180423f * 95.047f, 0.35758f * 95.047f, 0.412453f * 95.047f};
+  static constexpr float kY[3] = {0.072169f * 100.0f, 0.71516f * 100.0f, 0.212671f * 100.0f};
+  static constexpr float kZ[3] = {0.950227f * 108.883f, 0.119193f * 108.883f, 0.019334f * 108.883f};
 
   struct Remembered {
     std::uint32_t colour;
@@ -104,10 +101,69 @@ class HighlightExtractor {
     return std::uint32_t{pixel[2]} << 16 | std::uint32_t{pixel[1]} << 8 | pixel[0];
   }
 
-  /// The Y whose L* is `lightness`, 0 for a lightness that none has.
-  static float LinearLightness(float lightness) {
-    const float root = std::max((lightness + 16.0f) / 116.0f, 0.0f);
-    return root * root * root;
+  /// Values of the blue, green and red channel.
+  using Channels = std::array<int, 3>;
+
+  /// Whether no colour from `least` to `greatest` is within `radius`, before scaling. L* grows with
+  /// every channel, a* with red and blue and against green, b* with red and green and against blue
+  /// (docs/imaging.md shows why), so that two corners hold the range of each.
+  bool IsBeyond(const Channels& least, const Channels& greatest, double radius) const {
+    const auto root = [this](const float(&weights)[3], int blue, int green, int red) {
+      return std::cbrt(double{weights[0]} * linear_[blue] + double{weights[1]} * linear_[green] +
+                       double{weights[2]} * linear_[red]);
+    };
+    const auto lightness = [&](int blue, int green, int red) {
+      return 116 * root(kY, blue, green, red) - 16;
+    };
+    const auto greenRed = [&](int blue, int green, int red) {
+      return 500 * (root(kX, blue, green, red) - root(kY, blue, green, red));
+    };
+    const auto blueYellow = [&](int blue, int green, int red) {
+      return 200 * (root(kY, blue, green, red) - root(kZ, blue, green, red));
+    };
+    const auto gap = [](double value, double from, double to) {
+      return std::max({0.0, from - value, value - to});
+    };
+    const double gaps[] = {
+        gap(lab_[0], lightness(least[0], least[1], least[2]),
+            lightness(greatest[0], greatest[1], greatest[2])),
+        gap(lab_[1], greenRed(least[0], greatest[1], least[2]),
+            greenRed(greatest[0], least[1], greatest[2])),
+        gap(lab_[2], blueYellow(greatest[0], least[1], least[2]),
+            blueYellow(least[0], greatest[1], greatest[2])),
+    };
+    return std::hypot(gaps[0], gaps[1], gaps[2]) > radius;
+  }
+
+  /// Finds channel limits that hold every colour within `radius`: takes slices off the cube of all
+  /// colours as long as one is beyond.
+  void FindChannelLimits(double radius) {
+    constexpr int kSlice = 8;
+    Channels least = {0, 0, 0};
+    Channels greatest = {255, 255, 255};
+    for (bool isSmaller = true; isSmaller;) {
+      isSmaller = false;
+      for (std::size_t channel = 0; channel < 3; ++channel) {
+        while (greatest[channel] - least[channel] > kSlice) {
+          Channels from = least;
+          from[channel] = greatest[channel] - kSlice + 1;
+          if (!IsBeyond(from, greatest, radius)) break;
+          greatest[channel] -= kSlice;
+          isSmaller = true;
+        }
+        while (greatest[channel] - least[channel] > kSlice) {
+          Channels to = greatest;
+          to[channel] = least[channel] + kSlice - 1;
+          if (!IsBeyond(least, to, radius)) break;
+          least[channel] += kSlice;
+          isSmaller = true;
+        }
+      }
+    }
+    for (std::size_t channel = 0; channel < 3; ++channel) {
+      least_ |= static_cast<std::uint32_t>(least[channel]) << 8 * channel;
+      greatest_ |= static_cast<std::uint32_t>(greatest[channel]) << 8 * channel;
+    }
   }
 
   bool Decide(std::uint32_t colour) {
@@ -129,17 +185,15 @@ class HighlightExtractor {
             LookUp(linear_, And(colours, byte))};
   }
 
-  static VecFloat Weighted(const LinearColours& c, float red, float green, float blue) {
-    return AddF(AddF(MulF(c.red, SetFloat(red)), MulF(c.green, SetFloat(green))),
-                MulF(c.blue, SetFloat(blue)));
+  static VecFloat Weighted(const LinearColours& c, const float (&weights)[3]) {
+    return AddF(AddF(MulF(c.red, SetFloat(weights[2])), MulF(c.green, SetFloat(weights[1]))),
+                MulF(c.blue, SetFloat(weights[0])));
   }
 
-  VecFloat SquaredDistances(const LinearColours& linear, VecFloat y) const {
-    const VecFloat fx =
-        CubeRoot(Weighted(linear, 0.412453f * 95.047f, 0.35758f * 95.047f, 0.180423f * 95.047f));
-    const VecFloat fy = CubeRoot(y);
-    const VecFloat fz = CubeRoot(
-        Weighted(linear, 0.019334f * 108.883f, 0.119193f * 108.883f, 0.950227f * 108.883f));
+  VecFloat SquaredDistances(const LinearColours& linear) const {
+    const VecFloat fx = CubeRoot(Weighted(linear, kX));
+    const VecFloat fy = CubeRoot(Weighted(linear, kY));
+    const VecFloat fz = CubeRoot(Weighted(linear, kZ));
     const VecFloat lightness = SubF(MulF(fy, SetFloat(116.0f)), SetFloat(lab_[0] + 16.0f));
     const VecFloat greenRed = SubF(MulF(SubF(fx, fy), SetFloat(500.0f)), SetFloat(lab_[1]));
     const VecFloat blueYellow = SubF(MulF(SubF(fy, fz), SetFloat(200.0f)), SetFloat(lab_[2]));
@@ -163,10 +217,10 @@ class HighlightExtractor {
   const float* linear_;
   float factor_;
   float lab_[3];
-  float inner_;     ///< squared distances below it are within the tolerance
-  float outer_;     ///< squared distances from it on are not
-  float darkest_;   ///< colours with a smaller Y are too dark, whatever their hue
-  float lightest_;  ///< those with a greater Y too light
+  float inner_;                 ///< squared distances below it are within the tolerance
+  float outer_;                 ///< squared distances from it on are not
+  std::uint32_t least_ = 0;     ///< of each channel, 0x00RRGGBB, in colours within outer_
+  std::uint32_t greatest_ = 0;  ///< the same
   Remembered remembered_[256];
 };
 
