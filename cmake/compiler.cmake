@@ -8,6 +8,9 @@ target_include_directories(orv_compiler INTERFACE "$<BUILD_INTERFACE:${PROJECT_S
 # instruction set, so contraction is off everywhere.
 target_compile_options(orv_compiler INTERFACE -Wall -Wextra -Wshadow -Wnon-virtual-dtor
                                               -ffp-contract=off)
+# Exported names are plain, whatever the functions behind them return.
+target_compile_options(orv_compiler INTERFACE
+                       "$<$<CXX_COMPILER_ID:Clang>:-Wno-return-type-c-linkage>")
 
 if(WIN32)
   target_compile_definitions(orv_compiler INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN

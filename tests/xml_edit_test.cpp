@@ -1,3 +1,5 @@
+#include <gtest/gtest.h>
+
 #include <functional>
 
 #include "tests/xml_fixture.h"

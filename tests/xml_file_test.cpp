@@ -1,3 +1,5 @@
+#include <gtest/gtest.h>
+
 #include "orv/platform/code_pages.h"
 #include "orv/platform/files.h"
 #include "orv/xml/encoding_names.h"

@@ -50,7 +50,7 @@ class ORV_EXPORT GraphicsSession {
   ~GraphicsSession();
 
  private:
-  void* token_ = nullptr;
+  [[maybe_unused]] void* token_ = nullptr;  // only one of the systems needs it
 };
 
 /// Reads a PNG file of any colour type, depth and interlacing. `*bitmap` becomes 24-bit RGB when

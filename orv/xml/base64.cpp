@@ -6,9 +6,7 @@ namespace {
 
 constexpr wchar_t kAlphabet[] = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-/// Output units after which a line ends: the leading line break, then 64 characters and a line
-/// break for each line.
-constexpr std::size_t kLine = 66;
+/// A line holds 64 characters, each group of three bytes makes four.
 constexpr std::size_t kGroupsInLine = 16;
 
 /// Two characters for every twelve bits.

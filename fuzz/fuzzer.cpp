@@ -1,0 +1,7 @@
+#include "fuzz/targets.h"
+
+/// A libFuzzer program for the one target that the build names.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  orv::fuzz::ORV_FUZZ_TARGET({data, size});
+  return 0;
+}

@@ -1,0 +1,79 @@
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <string_view>
+#include <vector>
+
+#include "fuzz/targets.h"
+
+/// The fuzz targets without the fuzzer. `fuzz_replay CORPUS` runs every target over the files of
+/// its folder, each also cut short at several places, so that what the targets check holds in every
+/// build; `fuzz_replay TARGET FILE...` runs one over files, to look into a find. A broken promise
+/// aborts; a target without files is an error.
+
+namespace {
+
+using orv::fuzz::Input;
+
+struct Target {
+  const char* name;
+  void (*run)(Input);
+};
+
+constexpr Target kTargets[] = {
+    {"XmlParse", &orv::fuzz::XmlParse},
+    {"XmlEdit", &orv::fuzz::XmlEdit},
+    {"XmlFile", &orv::fuzz::XmlFile},
+    {"XmlEscape", &orv::fuzz::XmlEscape},
+    {"Base64", &orv::fuzz::Base64},
+    {"ConfigFile", &orv::fuzz::ConfigFile},
+    {"ProtectedFile", &orv::fuzz::ProtectedFile},
+    {"Record", &orv::fuzz::Record},
+    {"Imaging", &orv::fuzz::Imaging},
+    {"RegistryFile", &orv::fuzz::RegistryFile},
+    {"RecordText", &orv::fuzz::RecordText},
+};
+
+std::vector<std::uint8_t> Read(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+void Run(const Target& target, const std::filesystem::path& path) {
+  const std::vector<std::uint8_t> bytes = Read(path);
+  for (const std::size_t part : {9, 8, 7, 6, 4, 1, 0}) {
+    target.run(Input(bytes).first(bytes.size() * part / 9));
+  }
+}
+
+/// The number of files run.
+int RunFolder(const Target& target, const std::filesystem::path& folder) {
+  int files = 0;
+  std::error_code none;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, none)) {
+    // Said before the run, so that what a crash was about can be seen.
+    std::printf("%s %s\n", target.name, entry.path().filename().string().c_str());
+    std::fflush(stdout);
+    Run(target, entry.path());
+    ++files;
+  }
+  return files;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  bool isComplete = argc > 1;
+  for (const Target& target : kTargets) {
+    if (argc == 2) {
+      const int files = RunFolder(target, std::filesystem::path(argv[1]) / target.name);
+      if (files == 0) {
+        std::fprintf(stderr, "no corpus of %s in %s\n", target.name, argv[1]);
+        isComplete = false;
+      }
+    } else if (argc > 2 && std::string_view(argv[1]) == target.name) {
+      for (int i = 2; i < argc; ++i) Run(target, argv[i]);
+    }
+  }
+  return isComplete ? 0 : 1;
+}
