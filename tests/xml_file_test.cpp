@@ -493,6 +493,15 @@ TEST_F(XmlFile, DeepAndFaultyFileInParts) {
   EXPECT_FALSE(doc.IsWellFormed());
 }
 
+TEST_F(XmlFile, TheLastNodeIsFoundWhereTheTextHasMovedTo) {
+  Put(L"in.xml", "<?xml version='1.0'?>\n<r>v</r>\n");
+  CMarkup doc;
+  ASSERT_TRUE(doc.Open(Path(L"in.xml"), CMarkup::DOC_READFILE));
+  std::wstring seen;
+  while (doc.FindNode() != 0) seen += L'[' + doc.GetTagName() + L'|' + doc.GetData() + L']';
+  EXPECT_EQ(Show(seen), "[xml|<?xml version='1.0'?>][#text|\\n][r|v][#text|\\n]");
+}
+
 TEST_F(XmlFile, AppendingGoesOnInTheFilesEncoding) {
   Put(L"log.xml", "\xFF\xFE<\0a\0/\0>\0"s);
   for (const wchar_t* name : {L"b", L"c"}) {

@@ -130,7 +130,8 @@ bool CMarkup::x_FinishWriting() {
 // --- Reading: records 1 and up are the open elements from the outside in, and the main one ---
 
 /// Drops what has been passed but for the start tags of the elements at hand, and reads more.
-/// Offsets in the unread text move; `*at` is one of them.
+/// Offsets in the unread text move, also when there turns out to be no more; `*at` is one of them.
+/// False, and nothing moved, when the end was met before.
 bool CMarkup::x_ReadMore(int* at) {
   orv::FileStream& stream = *m_pFileStream;
   if (stream.IsEnded()) return false;
@@ -147,9 +148,9 @@ bool CMarkup::x_ReadMore(int* at) {
   stream.passed -= shift;
   *at += shift;
   // Reading as much as there is keeps the rescanning of a long node within twice its length.
-  const bool isRead = stream.Read(m_strDoc.size(), &m_strDoc);
+  stream.Read(m_strDoc.size(), &m_strDoc);
   x_Elem(0).length = static_cast<std::uint32_t>(m_strDoc.size());
-  return isRead;
+  return true;
 }
 
 /// Scans the node at `*at` and moves that behind it; reads more of the file as needed.
