@@ -428,12 +428,16 @@ TEST_F(ConfigLoad, CarriesTheCurrentNumberOverFromEntryToEntry) {
   }
 }
 
-TEST_F(ConfigLoad, ReadsPrintSpeedsInTheirOrder) {
-  const auto config =
+TEST_F(ConfigLoad, ReadsSpeedsInTheirOrder) {
+  using Speeds = std::vector<std::int32_t>;
+  auto config =
       Load(With(L"{printSpeed=50|printSpeed=60}",
                 L"{printSpeed=9|PRINTSPEED=7|printSpeed=9|printSpeed=|printSpeed=99999999999}"));
   ASSERT_NE(config, nullptr);
-  EXPECT_EQ(config->device.printSpeeds.speeds, (std::vector<std::int32_t>{9, 7, 9, 0, 2147483647}));
+  EXPECT_EQ(config->device.printSpeeds.speeds, (Speeds{9, 7, 9, 0, 2147483647}));
+  config = Load(With(L"{conveyorSpeed=1}", L"{conveyorSpeed=5|CONVEYORSPEED=|conveyorSpeed=5}"));
+  ASSERT_NE(config, nullptr);
+  EXPECT_EQ(config->device.beltApplicator.options.at(0).conveyorSpeeds, (Speeds{5, 0, 5}));
 }
 
 /// Loads a file with these option families instead of the usual one.
@@ -562,15 +566,6 @@ TEST_F(OptionFamilies, KeepOnlyOptionsWithANameAndKnowOneSpellingOfTrue) {
   EXPECT_EQ(Log(),
             L"WAR Option Family 'P' has an option without properties!\n"
             L"WAR Option Family 'P' has an option without a name. Ignoring it!\n");
-}
-
-TEST_F(OptionFamilies, ReadConveyorSpeedsInTheirOrder) {
-  const auto config = LoadFamilies(
-      L"<optionFamily>[{optionFamilyId=14}]<options><option>[{optionName=o}]<conveyorSpeed>"
-      L"[{conveyorSpeed=5|CONVEYORSPEED=|conveyorSpeed=5}]</conveyorSpeed></option></options>"
-      L"</optionFamily>");
-  EXPECT_EQ(config->device.beltApplicator.options.at(0).conveyorSpeeds,
-            (std::vector<std::int32_t>{5, 0, 5}));
 }
 
 TEST_F(OptionFamilies, EntryPointsReadInsideAFamilyOfTheirKind) {

@@ -318,10 +318,7 @@ TEST(LogFile, TheWantedFolderIsTakenWhenItIsOne) {
 }
 
 TEST(Logger, ShortensPaths) {
-  const struct {
-    const wchar_t* path;
-    const wchar_t* shortened;
-  } cases[] = {
+  const std::pair<const wchar_t*, const wchar_t*> cases[] = {
       {L"", L""},
       {L"x", L""},
       {LR"(D:\a\b\c.x)", LR"(b\c.)"},
@@ -330,10 +327,9 @@ TEST(Logger, ShortensPaths) {
       {LR"(\\server\share\file)", LR"(share\fil)"},
       {LR"(a\b\)", LR"(a\b)"},
       {LR"(\\\\)", LR"(\)"},
-      {L"a/b/c.x", L"a/b/c."},
-  };
-  for (const auto& test : cases) {
-    EXPECT_EQ(CLogger::GetFileAndLastFolder(test.path), test.shortened) << test.path;
+      {L"a/b/c.x", L"a/b/c."}};
+  for (const auto& [path, shortened] : cases) {
+    EXPECT_EQ(CLogger::GetFileAndLastFolder(path), shortened) << path;
   }
 }
 
