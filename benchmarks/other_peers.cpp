@@ -1,6 +1,9 @@
 #include <expat.h>
 #include <libxml/parser.h>
 
+#include <rapidxml/rapidxml.hpp>
+#include <vector>
+
 #include "benchmarks/peers.h"
 
 namespace orv::bench {
@@ -23,6 +26,17 @@ PeerResult LibxmlParse(const std::string& text) {
                                 XML_PARSE_HUGE | XML_PARSE_NONET);
   xmlFreeDoc(doc);
   return {doc != nullptr, 0};
+}
+
+PeerResult RapidxmlParse(const std::string& text) {
+  std::vector<char> copy(text.c_str(), text.c_str() + text.size() + 1);
+  rapidxml::xml_document<> doc;
+  try {
+    doc.parse<rapidxml::parse_default>(copy.data());
+  } catch (const rapidxml::parse_error&) {
+    return {false, 0};
+  }
+  return {doc.first_node() != nullptr, 0};
 }
 
 }  // namespace orv::bench

@@ -19,6 +19,7 @@ PeerResult PugixmlParse(const std::string& text);
 PeerResult PugixmlWideParse(const std::wstring& text);
 PeerResult ExpatParse(const std::string& text);
 PeerResult LibxmlParse(const std::string& text);
+PeerResult RapidxmlParse(const std::string& text);
 
 /// Parses and visits every element's name, attributes and text.
 PeerResult PugixmlWalk(const std::string& text);

@@ -142,6 +142,7 @@ std::shared_ptr<Document> RegisterDocument(std::string name, std::string bytes) 
   Register("pugixml", document, Peer<PugixmlParse, &Document::bytes>);
   Register("expat", document, Peer<ExpatParse, &Document::bytes>);
   Register("libxml2", document, Peer<LibxmlParse, &Document::bytes>);
+  Register("rapidxml", document, Peer<RapidxmlParse, &Document::bytes>);
   Register("walk", document, Walk);
 #if defined(ORV_PUGIXML_WIDE)
   Register("walk_pugixml_wide", document, Peer<PugixmlWideWalk, &Document::text>);

@@ -1,0 +1,226 @@
+"""Runs the benchmark programs and whole commands, and prints ours beside the peers.
+
+report.py BUILD_FOLDER [--json] [--quick]: every benchmark runs pinned to one core, several times;
+what is shown is the median and the ratio of the medians. The rows below say what is compared.
+"""
+
+import argparse
+import json
+import os
+import platform
+import shutil
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+# A goal is the most that ours may take, as a share of the peer's time; or a time of its own.
+# {doc}, {page} and {kind} stand for every value of these lists.
+# Documents of the system's packages, measured where they are installed.
+REAL_DOCS = [path for path in ("/usr/share/gir-1.0/Gio-2.0.gir",
+                               "/usr/share/mime/packages/freedesktop.org.xml")
+             if os.path.exists(path)]
+DOCS = ["configuration_38K", "records_1K", "records_1024K", "records_51200K"] + REAL_DOCS
+PAGES = ["812x1218", "2400x3600"]
+
+ROWS = [
+    # program, what, ours, peer, peer's name, goal
+    ("xml", "SetDoc {doc}", "SetDoc/{doc}", "pugixml_wide/{doc}", "pugixml, wchar_t", 1 / 1.5),
+    ("xml", "SetDoc {doc}", "SetDoc/{doc}", "pugixml/{doc}", "pugixml, char", None),
+    ("xml", "SetDoc {doc}", "SetDoc/{doc}", "rapidxml/{doc}", "RapidXML", None),
+    ("xml", "SetDoc {doc}", "SetDoc/{doc}", "expat/{doc}", "expat", None),
+    ("xml", "SetDoc {doc}", "SetDoc/{doc}", "libxml2/{doc}", "libxml2", None),
+    ("xml", "SetDoc {doc}, warm heap", "SetDocWarm/{doc}", "pugixml_wide/{doc}",
+     "pugixml, wchar_t", 1 / 1.5),
+    ("xml", "parse and read all properties", "properties/configuration_38K",
+     "properties_pugixml_wide/configuration_38K", "pugixml, wchar_t", 1),
+    ("xml", "parse and walk {doc}", "walk/{doc}", "walk_pugixml_wide/{doc}", "pugixml, wchar_t", 1),
+    ("xml", "append an element to a million", "AppendElement/1000000/iterations:100000",
+     "AppendElement/1000/iterations:100000", "to a thousand", 1.5),
+    ("config", "cold Load of a protected file", "LoadProtected", None, None, "300 us"),
+    ("config", "cached Load", "LoadCached/threads:1", None, None, "100 ns"),
+    ("crypto", "AES-256-CBC encrypt, 1 MB", "EncryptOurs/1048576", "EncryptBare/1048576",
+     "OpenSSL EVP", 1 / 0.9),
+    ("crypto", "AES-256-CBC decrypt, 1 MB", "DecryptOurs/1048576", "DecryptBare/1048576",
+     "OpenSSL EVP", 1 / 0.9),
+    ("crypto", "SHA-256, 1 MB", "DigestOurs/1048576", "DigestBare/1048576", "OpenSSL EVP", 1 / 0.9),
+    ("devmode", "merge, nothing to correct", "BM_NothingToCorrect", None, None, "1 us"),
+    ("devmode", "merge, all corrected and logged to nowhere",
+     "BM_EverythingCorrectedAndLoggedToNowhere", None, None, "20 us"),
+    ("logging", "suppressed log call", "Logging/SuppressedCall", None, None, "2 ns"),
+    ("logging", "written line", "Logging/WrittenLine", "BareOpenAppendClose",
+     "bare open, append, close", 1.2),
+    ("imaging", "Floyd-Steinberg photo {page}", "FloydSteinberg/photo/{page}/avx2",
+     "FloydSteinberg/photo/{page}/plain", "plain loop", 1 / 6),
+    ("imaging", "Floyd-Steinberg {kind} {page}", "FloydSteinberg/{kind}/{page}/avx2",
+     "LeptonicaDither/{kind}/{page}", "Leptonica", 1 / 5),
+    ("imaging", "Sierra Lite photo {page}", "SierraLite/photo/{page}/avx2",
+     "SierraLite/photo/{page}/plain", "plain loop", 1 / 6),
+    ("imaging", "ordered 4 photo {page}", "Ordered4/photo/{page}/avx2",
+     "Ordered4/photo/{page}/plain", "plain loop", 1 / 8),
+    ("imaging", "ordered 8 photo {page}", "Ordered8/photo/{page}/avx2",
+     "Ordered8/photo/{page}/plain", "plain loop", 1 / 8),
+    ("imaging", "ordered 16 photo {page}", "Ordered16/photo/{page}/avx2",
+     "Ordered16/photo/{page}/plain", "plain loop", 1 / 8),
+    ("imaging", "ordered 8 photo {page}", "Ordered8/photo/{page}/avx2", "Copy/{page}",
+     "copy of the page", 3),
+    ("imaging", "24-bit to 1-bit {kind} {page}", "Monochrome/{kind}/{page}/avx2", "Copy/{page}",
+     "copy of the page", 1.5),
+    ("imaging", "four bounds {kind} {page}", "Bounds/{kind}/{page}", "LeptonicaBounds/{kind}/{page}",
+     "Leptonica", 1),
+    ("imaging", "SplitImage label {page}", "Split/label/{page}", "SplitStepByStep/label/{page}",
+     "plain steps", 1 / 15),
+    ("imaging", "SplitImage photo {page}", "Split/photo/{page}", "SplitStepByStep/photo/{page}",
+     "plain steps", 1 / 100),
+]
+
+
+def expanded(rows):
+    """Every row once for each value of the lists that it names."""
+    for row in rows:
+        variants = [row]
+        for name, values in (("{doc}", DOCS), ("{page}", PAGES), ("{kind}", ["text", "photo", "label"])):
+            variants = [
+                tuple(field.replace(name, value) if isinstance(field, str) else field for field in r)
+                for r in variants
+                for value in (values if any(name in f for f in r if isinstance(f, str)) else [""])
+            ]
+        yield from variants
+
+
+def pinned(command):
+    return ["taskset", "-c", str(max(os.sched_getaffinity(0)))] + command
+
+
+def run_benchmarks(program, quick, documents):
+    """The median time of every benchmark of a program, in seconds."""
+    command = pinned([program, *documents, "--benchmark_format=json", "--benchmark_report_aggregates_only=true",
+                      "--benchmark_enable_random_interleaving=true"])
+    command += (["--benchmark_repetitions=2", "--benchmark_min_time=0.01"] if quick else
+                ["--benchmark_repetitions=7", "--benchmark_min_time=0.1"])
+    found = json.loads(subprocess.run(command, check=True, capture_output=True, text=True).stdout)
+    unit = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1}
+    return {b["run_name"]: b["cpu_time"] * unit[b["time_unit"]] for b in found["benchmarks"]
+            if b.get("aggregate_name") == "median"}
+
+
+def run_command(command, repetitions):
+    """The median time of a whole command, in seconds; None when it is not installed."""
+    if shutil.which(command[0]) is None:
+        return None
+    times = []
+    for _ in range(repetitions):
+        start = time.perf_counter()
+        subprocess.run(pinned(command), check=True, stdout=subprocess.DEVNULL)
+        times.append(time.perf_counter() - start)
+    return statistics.median(times)
+
+
+def whole_commands(build, quick):
+    """Whole programs on a page of 2400 x 3600, process start and files included."""
+    repetitions = 1 if quick else 7
+    sample = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "examples", "label_page.png")
+    orv = os.path.join(build, "tools/orv/orv")
+    with tempfile.TemporaryDirectory() as folder:
+        page, black, red = (os.path.join(folder, name) for name in ("page.png", "black.png", "red.png"))
+        subprocess.run(["convert", sample, "-resize", "2400x3600!", "PNG24:" + page], check=True)
+        split = run_command([orv, "page", "split", page, "--colour", "E02020", "--background", black,
+                             "--highlight", red], repetitions)
+        files = run_command([os.path.join(build, "benchmarks/png_files"), page, black, red], repetitions)
+        # The same job in ImageMagick's words: the parts near a colour, both planes dithered.
+        plane = ["-colorspace", "gray", "-dither", "FloydSteinberg", "-monochrome"]
+        near = ["-fuzz", "30%", "-fill", "white"]
+        magick = run_command(
+            ["convert", page, "(", "-clone", "0", *near, "+opaque", "#E02020", *plane, "-write", red,
+             "+delete", ")", *near, "-opaque", "#E02020", *plane, black], repetitions)
+        dither = run_command([orv, "page", "dither", page, black, "--method", "floyd-steinberg"],
+                             repetitions)
+        pillow = run_command(
+            [sys.executable, "-c", "import sys; from PIL import Image; "
+             "Image.open(sys.argv[1]).convert('L').convert('1').save(sys.argv[2])", page, black],
+            repetitions)
+        netpbm = run_command(
+            ["sh", "-c", f"pngtopnm {page} | ppmtopgm | pamditherbw -floyd | pamtopnm | pnmtopng"],
+            repetitions)
+    yield ("orv page split, whole process", split, "ImageMagick", magick, 1 / 20)
+    yield ("orv page split, whole process", split, "reading and writing the files", files, 1.5)
+    yield ("orv page dither, whole process", dither, "Pillow", pillow, None)
+    yield ("orv page dither, whole process", dither, "Netpbm", netpbm, None)
+
+
+def shown(seconds):
+    if seconds is None:
+        return "-"
+    for factor, unit in ((1, "s"), (1e3, "ms"), (1e6, "us")):
+        if seconds * factor >= 1:
+            return f"{seconds * factor:.3g} {unit}"
+    return f"{seconds * 1e9:.3g} ns"
+
+
+def in_seconds(text):
+    number, unit = text.split()
+    return float(number) * {"ns": 1e-9, "us": 1e-6, "ms": 1e-3}[unit]
+
+
+def result(what, ours, name, peer, goal):
+    """One line of the report; `goal` is a ratio, a time, or None."""
+    ratio = ours / peer if ours is not None and peer else None
+    met = None
+    if isinstance(goal, str):
+        met = ours is not None and ours <= in_seconds(goal)
+    elif goal is not None and ratio is not None:
+        met = ratio <= goal
+    return {"work": what, "ours": ours, "peer": name, "peer_time": peer, "ratio": ratio,
+            "goal": goal if isinstance(goal, str) or goal is None else round(goal, 4), "met": met}
+
+
+def machine():
+    model = next((line.split(":", 1)[1].strip() for line in open("/proc/cpuinfo", encoding="ascii")
+                  if line.startswith("model name")), platform.processor())
+    compiler = subprocess.run(["c++", "--version"], capture_output=True, text=True).stdout.split("\n")[0]
+    return {"processor": model, "compiler": compiler, "flags": "-O2 -ffp-contract=off",
+            "allocator": "the C library's, default settings", "load": os.getloadavg()[0]}
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
+    parser.add_argument("build")
+    parser.add_argument("--json", action="store_true")
+    parser.add_argument("--quick", action="store_true")
+    options = parser.parse_args()
+
+    times = {}
+    for program in ("xml", "config", "crypto", "devmode", "logging", "imaging"):
+        print(f"running {program} ...", file=sys.stderr)
+        path = os.path.join(options.build, "benchmarks", program + "_bench")
+        times[program] = run_benchmarks(path, options.quick,
+                                        REAL_DOCS if program == "xml" else [])
+    results = []
+    for program, what, ours, peer, name, goal in expanded(ROWS):
+        if peer is not None and peer not in times[program]:
+            continue  # a peer that this build has not
+        results.append(result(what, times[program][ours], name, times[program].get(peer), goal))
+    print("running whole commands ...", file=sys.stderr)
+    for what, ours, name, peer, goal in whole_commands(options.build, options.quick):
+        results.append(result(what, ours, name, peer, goal))
+
+    report = {"machine": machine(), "results": results, "all": times}
+    with open(os.path.join(options.build, "report.json"), "w", encoding="ascii") as file:
+        json.dump(report, file, indent=1)
+    if options.json:
+        print(json.dumps(report, indent=1))
+        return
+    for key, value in report["machine"].items():
+        print(f"{key}: {value}")
+    print()
+    print("| work | ours | peer | its time | ours / peer | goal | met |")
+    print("|---|---|---|---|---|---|---|")
+    for r in results:
+        goal = "" if r["goal"] is None else r["goal"] if isinstance(r["goal"], str) else f"{r['goal']:.3g}"
+        print("|", " | ".join([r["work"], shown(r["ours"]), r["peer"] or "", shown(r["peer_time"]),
+                               "" if r["ratio"] is None else f"{r['ratio']:.3g}", goal,
+                               {None: "", True: "yes", False: "NO"}[r["met"]]]), "|")
+
+
+main()
