@@ -4,8 +4,8 @@
 #include "orv/platform/files.h"
 #include "orv/platform/graphics.h"
 
-/// `png_files PAGE PLANE...`: reads a page and its planes and writes the planes anew. What a command
-/// that splits a page cannot do without, to hold the whole command against.
+/// `png_files PAGE PLANE...`: reads a page and its planes and writes the planes anew. What a
+/// command that splits a page cannot do without, to hold the whole command against.
 
 int main(int argc, char** argv) {
   using namespace orv;
