@@ -2,6 +2,7 @@
 #include <vector>
 
 #include "fuzz/targets.h"
+#include "fuzz/xml_edits.h"
 #include "orv/platform/files.h"
 #include "orv/xml/line_index.h"
 #include "orv/xml/markup.h"
@@ -94,56 +95,14 @@ void XmlParse(Input input) {
 }
 
 void XmlEdit(Input input) {
-  static constexpr const wchar_t* kNames[] = {L"a", L"b", L"long", L"\u00e9", L"", L"a b"};
-  static constexpr const wchar_t* kValues[] = {L"", L"v", L"a<b>&'\"", L"]]>", L"?>", L"--"};
-  static constexpr const wchar_t* kMarkup[] = {
-      L"<s/>", L"<s><t x='>'/>u<v>w</v></s>", L"<s>", L"<a>1</a>", L"x<y/>", L"<!--c--><s/>"};
-  static constexpr int kFlags[] = {0, 1, 2, 3, 4, 6, 8, 16, 0x1000, 0x1002};
   Reader reader(input);
   Reader steps(reader.Bytes(reader.Byte()));
   CMarkup doc(AsText(reader.Bytes(2000)));
   CMarkup fresh;
   while (!steps.IsAtEnd()) {
-    const int what = steps.Below(36);
-    const wchar_t* name = kNames[steps.Below(std::size(kNames))];
-    const wchar_t* value = kValues[steps.Below(std::size(kValues))];
-    const wchar_t* markup = kMarkup[steps.Below(std::size(kMarkup))];
-    const int flags = kFlags[steps.Below(std::size(kFlags))];
-    const int type = 1 << steps.Below(7);
-    switch (what) {
-      // clang-format off
-      case 0: doc.AddElem(name, value, flags); break;
-      case 1: doc.InsertElem(name, value, flags); break;
-      case 2: doc.AddChildElem(name, value, flags); break;
-      case 3: doc.InsertChildElem(name, value, flags); break;
-      case 4: doc.AddSubDoc(markup, flags); break;
-      case 5: doc.InsertSubDoc(markup, flags); break;
-      case 6: doc.AddChildSubDoc(markup, flags); break;
-      case 7: doc.InsertChildSubDoc(markup, flags); break;
-      case 8: doc.AddNode(type, value, flags); break;
-      case 9: doc.InsertNode(type, value, flags); break;
-      case 10: doc.SetAttrib(name, value); break;
-      case 11: doc.SetChildAttrib(name, value); break;
-      case 12: doc.RemoveAttrib(name); break;
-      case 13: doc.SetData(value, flags); break;
-      case 14: doc.SetChildData(value, flags); break;
-      case 15: doc.SetElemContent(markup); break;
-      case 16: doc.RemoveElem(); break;
-      case 17: doc.RemoveChildElem(); break;
-      case 18: doc.RemoveNode(); break;
-      case 19: doc.SavePos(name); break;
-      case 20: doc.RestorePos(name); break;
-      case 21: doc.ResetPos(); break;
-      case 22: doc.ResetMainPos(); break;
-      case 23: doc.ResetChildPos(); break;
-      case 24: doc.OutOfElem(); break;
-      case 25: case 26: doc.FindNode(); break;
-      case 27: doc.FindElem(name); break;
-      case 28: case 29: doc.FindElem(); break;
-      case 30: case 31: doc.FindChildElem(); break;
-      default: doc.IntoElem(); break;
-        // clang-format on
-    }
+    const unsigned what = steps.Byte();
+    const unsigned where = static_cast<unsigned>(steps.Below(0x10000));
+    ApplyEdit(doc, {what, where, steps.Byte()});
     AskAll(doc);
     fresh.SetDoc(doc.GetDoc());
     Require(DumpIndex(doc) == DumpIndex(fresh), "the index is the one of a new parse");

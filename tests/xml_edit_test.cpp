@@ -2,10 +2,13 @@
 
 #include <functional>
 
+#include "fuzz/xml_edits.h"
 #include "tests/xml_fixture.h"
 
 namespace {
 
+using orv::fuzz::ApplyEdit;
+using orv::fuzz::EditStep;
 using orv::test::DumpIndex;
 using orv::test::IndexFault;
 using orv::test::Show;
@@ -256,59 +259,6 @@ TEST(XmlEdit, EscapeText) {
   }
 }
 
-/// One random edit, drawn from a few numbers so that a sequence can be shortened and run again.
-struct Step {
-  unsigned what;
-  unsigned where;
-  unsigned flags;
-};
-
-void Apply(CMarkup& doc, const Step& step) {
-  static constexpr const wchar_t* kNames[] = {L"a", L"b", L"long", L"\u00e9"};
-  static constexpr const wchar_t* kValues[] = {L"", L"v", L"a<b>&'\"", L"]]>"};
-  static constexpr const wchar_t* kSubDocs[] = {L"<s/>", L"<s><t x='>'/>u<v>w</v></s>", L"<s>",
-                                                L"<a>1</a>"};
-  static constexpr int kFlags[] = {0, 1, 2, 4, 8, 3, 6, 16};
-  const wchar_t* name = kNames[step.where % 4];
-  const wchar_t* value = kValues[step.where / 4 % 4];
-  const int flags = kFlags[step.flags % (step.where / 64 % 16 == 0 ? 8 : 7)];
-  const wchar_t* subDoc = kSubDocs[step.flags % 4];
-  // Each a number; moves have several, so that documents get deep.
-  const std::function<void()> edits[] = {[&] { doc.AddElem(name, value, flags); },
-                                         [&] { doc.InsertElem(name, value, flags); },
-                                         [&] { doc.AddChildElem(name, value, flags); },
-                                         [&] { doc.InsertChildElem(name, value, flags); },
-                                         [&] { doc.AddSubDoc(subDoc, flags); },
-                                         [&] { doc.InsertSubDoc(subDoc, flags); },
-                                         [&] { doc.AddChildSubDoc(subDoc, flags); },
-                                         [&] { doc.InsertChildSubDoc(subDoc, flags); },
-                                         [&] { doc.AddNode(1 << step.flags % 7, value, flags); },
-                                         [&] { doc.InsertNode(1 << step.flags % 7, value, flags); },
-                                         [&] { doc.SetAttrib(name, value); },
-                                         [&] { doc.SetChildAttrib(name, value); },
-                                         [&] { doc.RemoveAttrib(name); },
-                                         [&] { doc.SetData(value, flags); },
-                                         [&] { doc.SetChildData(value, flags); },
-                                         [&] { doc.SetElemContent(subDoc); },
-                                         [&] { doc.RemoveElem(); },
-                                         [&] { doc.RemoveChildElem(); },
-                                         [&] { doc.RemoveNode(); },
-                                         [&] { doc.SavePos(name); },
-                                         [&] { doc.RestorePos(name); },
-                                         [&] { doc.ResetPos(); },
-                                         [&] { doc.ResetMainPos(); },
-                                         [&] { doc.OutOfElem(); },
-                                         [&] { doc.FindNode(); },
-                                         [&] { doc.FindElem(); },
-                                         [&] { doc.FindElem(); },
-                                         [&] { doc.FindChildElem(); },
-                                         [&] { doc.FindChildElem(); },
-                                         [&] { doc.IntoElem(); },
-                                         [&] { doc.IntoElem(); },
-                                         [&] { doc.IntoElem(); }};
-  edits[step.what % std::size(edits)]();
-}
-
 /// Whether the positions stand at start tags, or nodes, of the text.
 bool PositionsHold(const CMarkup& doc) {
   const int size = static_cast<int>(doc.GetDoc().size());
@@ -317,11 +267,11 @@ bool PositionsHold(const CMarkup& doc) {
 }
 
 /// Runs the steps on a start text; true when the index is that of a new parse after every one.
-bool Holds(const std::wstring& start, const std::vector<Step>& steps) {
+bool Holds(const std::wstring& start, const std::vector<EditStep>& steps) {
   CMarkup doc(start);
   CMarkup fresh;
-  for (const Step& step : steps) {
-    Apply(doc, step);
+  for (const EditStep& step : steps) {
+    ApplyEdit(doc, step);
     fresh.SetDoc(doc.GetDoc());
     if (DumpIndex(doc) != DumpIndex(fresh) || !IndexFault(doc).empty() || !PositionsHold(doc)) {
       return false;
@@ -347,13 +297,13 @@ TEST(XmlEdit, RandomEditsKeepTheIndexOfANewParse) {
   constexpr int kSteps = 60;
   for (int round = 0; round < kRounds; ++round) {
     const std::wstring& start = starts[round % std::size(starts)];
-    std::vector<Step> steps;
+    std::vector<EditStep> steps;
     for (int i = 0; i < kSteps; ++i) steps.push_back({random(), random(), random()});
     if (Holds(start, steps)) continue;
     // Leave out whatever can be left out while the fault stays.
     for (std::size_t i = 0; i < steps.size();) {
       const auto left = steps.begin() + static_cast<std::ptrdiff_t>(i);
-      std::vector<Step> fewer(steps.begin(), left);
+      std::vector<EditStep> fewer(steps.begin(), left);
       fewer.insert(fewer.end(), left + 1, steps.end());
       if (Holds(start, fewer)) {
         ++i;
@@ -363,8 +313,8 @@ TEST(XmlEdit, RandomEditsKeepTheIndexOfANewParse) {
     }
     CMarkup doc(start);
     std::string history = Show(start);
-    for (const Step& step : steps) {
-      Apply(doc, step);
+    for (const EditStep& step : steps) {
+      ApplyEdit(doc, step);
       history += "\n" + std::to_string(step.what % 32) + ": " + Show(doc.GetDoc());
     }
     ExpectFreshIndex(doc);
