@@ -5,9 +5,11 @@
 
 #include <cmath>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <random>
 #include <string>
+#include <utility>
 
 #include "orv/imaging/bitmap_helper.h"
 #include "orv/imaging/kernels.h"
@@ -74,6 +76,14 @@ std::unique_ptr<Bitmap> MakePage(const Size& size, Kind kind) {
   return page;
 }
 
+/// The page, made once a process.
+Bitmap* PageOf(const Size& size, Kind kind) {
+  static std::map<std::pair<int, Kind>, std::unique_ptr<Bitmap>> pages;
+  std::unique_ptr<Bitmap>& page = pages[{size.width, kind}];
+  if (page == nullptr) page = MakePage(size, kind);
+  return page.get();
+}
+
 Bitmap* Copy(Bitmap* page) {
   return page->Clone(0, 0, static_cast<INT>(page->GetWidth()), static_cast<INT>(page->GetHeight()),
                      PixelFormat24bppRGB);
@@ -88,9 +98,8 @@ void CountPixels(benchmark::State& state, const Size& size) {
 /// Times `work` on a page whose pixels are put back before each run, untimed.
 template <typename Work>
 void RunOnPixels(benchmark::State& state, const Size& size, Kind kind, const Work& work) {
-  const auto original = MakePage(size, kind);
-  const auto page = MakePage(size, kind);
-  const orv::LockedBits from(original.get(), ImageLockModeRead, PixelFormat24bppRGB);
+  const std::unique_ptr<Bitmap> page(Copy(PageOf(size, kind)));
+  const orv::LockedBits from(PageOf(size, kind), ImageLockModeRead, PixelFormat24bppRGB);
   const orv::LockedBits to(page.get(), ImageLockModeWrite, PixelFormat24bppRGB);
   const PixelPlane plane = orv::PlaneOf(*to.data());
   const std::size_t bytes = static_cast<std::size_t>(plane.stride) * plane.height;
@@ -105,8 +114,7 @@ void RunOnPixels(benchmark::State& state, const Size& size, Kind kind, const Wor
 }
 
 void CopyPage(benchmark::State& state, const Size& size) {
-  const auto page = MakePage(size, kPhoto);
-  const orv::LockedBits from(page.get(), ImageLockModeRead, PixelFormat24bppRGB);
+  const orv::LockedBits from(PageOf(size, kPhoto), ImageLockModeRead, PixelFormat24bppRGB);
   const std::size_t bytes = static_cast<std::size_t>(from.data()->Stride) * from.data()->Height;
   const auto target = std::make_unique<std::uint8_t[]>(bytes);
   for (auto _ : state) {
@@ -138,12 +146,11 @@ void SplitStepByStep(Bitmap* source, const ImagingKernels& kernels, double toler
 }
 
 void Split(benchmark::State& state, const Size& size, Kind kind) {
-  const auto page = MakePage(size, kind);
   Color colour(0xFFE02020);
   for (auto _ : state) {
     Bitmap* background = nullptr;
     Bitmap* highlight = nullptr;
-    BitmapHelper::SplitImage(page.get(), colour, 0.1, eBitmapDithererFloydSteinberg, 128,
+    BitmapHelper::SplitImage(PageOf(size, kind), colour, 0.1, eBitmapDithererFloydSteinberg, 128,
                              &background, &highlight);
     BitmapHelper::DeleteBitmap(background);
     BitmapHelper::DeleteBitmap(highlight);
@@ -153,7 +160,7 @@ void Split(benchmark::State& state, const Size& size, Kind kind) {
 
 std::unique_ptr<Bitmap> MakeOneBitPage(const Size& size, Kind kind) {
   auto bits = std::make_unique<Bitmap>(size.width, size.height, PixelFormat1bppIndexed);
-  BitmapHelper::GetMonochromeImage1BPP(MakePage(size, kind).get(), bits.get());
+  BitmapHelper::GetMonochromeImage1BPP(PageOf(size, kind), bits.get());
   return bits;
 }
 
@@ -174,8 +181,7 @@ struct PixDeleter {
 using PixPointer = std::unique_ptr<Pix, PixDeleter>;
 
 void LeptonicaDither(benchmark::State& state, const Size& size, Kind kind) {
-  const auto page = MakePage(size, kind);
-  const orv::LockedBits bits(page.get(), ImageLockModeRead, PixelFormat24bppRGB);
+  const orv::LockedBits bits(PageOf(size, kind), ImageLockModeRead, PixelFormat24bppRGB);
   const PixelPlane plane = orv::PlaneOf(*bits.data());
   const PixPointer pix(pixCreate(size.width, size.height, 32));
   for (int y = 0; y < size.height; ++y) {
@@ -217,7 +223,7 @@ void RegisterLevel(const Size& size, CpuLevel level, const std::string& suffix) 
   const auto add = [&](const std::string& name, auto function) {
     benchmark::RegisterBenchmark((name + suffix).c_str(), function)->Unit(benchmark::kMicrosecond);
   };
-  for (const Kind kind : {kText, kPhoto, kLabel}) {
+  for (const Kind kind : {kText, kPhoto, kLabel, kWhite}) {
     const std::string page = std::string("/") + kKinds[kind];
     add("FloydSteinberg" + page, [&size, &kernels, kind](benchmark::State& state) {
       RunOnPixels(state, size, kind, [&](const PixelPlane& plane) {
@@ -236,15 +242,17 @@ void RegisterLevel(const Size& size, CpuLevel level, const std::string& suffix) 
       RunOnPixels(state, size, kind,
                   [&](const PixelPlane& plane) { kernels.monochrome(plane, bits.get(), stride); });
     });
-  }
-  for (const int n : {4, 8, 16}) {
-    add("Ordered" + std::to_string(n) + "/photo", [&size, &kernels, n](benchmark::State& state) {
-      std::uint8_t entries[256];
-      for (int i = 0; i < n * n; ++i) entries[i] = static_cast<std::uint8_t>(i * 255 / (n * n));
-      RunOnPixels(state, size, kPhoto, [&](const PixelPlane& plane) {
-        kernels.ordered(plane, {n, entries}, {0, 0, 0});
-      });
-    });
+    for (const int n : {4, 8, 16}) {
+      add("Ordered" + std::to_string(n) + page,
+          [&size, &kernels, kind, n](benchmark::State& state) {
+            std::uint8_t entries[256];
+            for (int i = 0; i < n * n; ++i)
+              entries[i] = static_cast<std::uint8_t>(i * 255 / (n * n));
+            RunOnPixels(state, size, kind, [&](const PixelPlane& plane) {
+              kernels.ordered(plane, {n, entries}, {0, 0, 0});
+            });
+          });
+    }
   }
 }
 
@@ -269,10 +277,8 @@ void RegisterAll() {
       add("LeptonicaBounds" + page,
           [&size, kind](benchmark::State& state) { LeptonicaBounds(state, size, kind); });
       add("Split" + page, [&size, kind](benchmark::State& state) { Split(state, size, kind); });
-      if (kind == kWhite) continue;
       add("SplitStepByStep" + page, [&size, kind](benchmark::State& state) {
-        const auto source = MakePage(size, kind);
-        for (auto _ : state) SplitStepByStep(source.get(), orv::kPlainKernels, 0.1);
+        for (auto _ : state) SplitStepByStep(PageOf(size, kind), orv::kPlainKernels, 0.1);
         CountPixels(state, size);
       });
       add("LeptonicaDither" + page,

@@ -7,9 +7,9 @@ namespace {
 /// Runs a search over the pixels of a bitmap as one bit each; one that cannot be locked has none.
 int Search(Bitmap* bitmap, int (*search)(const orv::BitPlane&)) {
   const orv::LockedBits bits(bitmap, ImageLockModeRead, PixelFormat1bppIndexed);
-  const BitmapData& data = *bits.data();
-  return search({static_cast<const std::uint8_t*>(data.Scan0), data.Stride,
-                 static_cast<int>(data.Width), static_cast<int>(data.Height)});
+  if (!bits.IsLocked()) return -1;
+  return search({static_cast<const std::uint8_t*>(bits.data()->Scan0), bits.data()->Stride,
+                 static_cast<int>(bitmap->GetWidth()), static_cast<int>(bitmap->GetHeight())});
 }
 
 }  // namespace

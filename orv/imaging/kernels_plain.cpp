@@ -133,21 +133,7 @@ void Whiten(const PixelPlane& plane, const PixelPlane& mask) {
   }
 }
 
-struct Bytes {
-  static std::ptrdiff_t FirstNot255(const std::uint8_t* bytes, std::ptrdiff_t size) {
-    std::ptrdiff_t i = 0;
-    while (i < size && bytes[i] == 255) ++i;
-    return i;
-  }
-
-  static std::ptrdiff_t LastNot255(const std::uint8_t* bytes, std::ptrdiff_t size) {
-    std::ptrdiff_t i = size - 1;
-    while (i >= 0 && bytes[i] == 255) --i;
-    return i;
-  }
-};
-
-using Scan = ContentScan<Bytes>;
+using Scan = ContentScan<WordBytes>;
 
 }  // namespace
 

@@ -2,6 +2,8 @@
 
 /// All vector loops, for the two files that compile them.
 
+#include <algorithm>
+
 #include "orv/imaging/content_scan.h"
 #include "orv/imaging/vector_diffusion.h"
 #include "orv/imaging/vector_highlight.h"
@@ -108,40 +110,38 @@ void Whiten(const PixelPlane& plane, const PixelPlane& mask) {
 
 /// Whole vectors; the rest of at least a vector's bytes overlaps the one before it.
 struct VectorBytes {
-  static constexpr std::ptrdiff_t kSize = sizeof(Vec);
+  static constexpr int kSize = sizeof(Vec);
 
-  /// A bit for each byte that is not 255.
-  static std::uint32_t Not255(const std::uint8_t* bytes) {
-    return ~SignBits8(Equal8(LoadAll(bytes), Set8(255))) & kAllSignBits8;
+  template <int rows>
+  static bool AreWhite(const std::uint8_t* bytes, std::ptrdiff_t stride, int size) {
+    if (size < kSize) return WordBytes::AreWhite<rows>(bytes, stride, size);
+    Vec all = Set8(255);
+    for (int i = 0;; i = std::min(i + kSize, size - kSize)) {
+      for (int y = 0; y < rows; ++y) all = And(all, LoadAll(bytes + y * stride + i));
+      if (i == size - kSize) break;
+    }
+    return SignBits8(Equal8(all, Set8(255))) == kAllSignBits8;
   }
 
-  static std::ptrdiff_t FirstNot255(const std::uint8_t* bytes, std::ptrdiff_t size) {
-    std::ptrdiff_t i = 0;
-    for (; i + kSize <= size; i += kSize) {
-      if (const std::uint32_t found = Not255(bytes + i); found != 0)
-        return i + __builtin_ctz(found);
-    }
-    if (size >= kSize) {
-      const std::uint32_t found = Not255(bytes + size - kSize);
-      return found != 0 ? size - kSize + __builtin_ctz(found) : size;
-    }
-    while (i < size && bytes[i] == 255) ++i;
-    return i;
+  static int StripSize(int all) {
+    return all < kSize ? WordBytes::StripSize(all) : std::min(all / kSize * kSize, 128);
   }
 
-  static std::ptrdiff_t LastNot255(const std::uint8_t* bytes, std::ptrdiff_t size) {
-    std::ptrdiff_t end = size;
-    for (; end >= kSize; end -= kSize) {
-      if (const std::uint32_t found = Not255(bytes + end - kSize); found != 0) {
-        return end - kSize + 31 - __builtin_clz(found);
+  static void Overlay(const Strip& strip, std::uint8_t* bytes) {
+    std::memset(bytes, 255, static_cast<std::size_t>(strip.size));
+    const std::uint8_t* row = strip.first;
+    for (int y = 0; y < strip.height && !strip.IsDone(bytes); y += kOverlaidRows) {
+      const int rows = std::min(strip.height - y, kOverlaidRows);
+      for (int i = 0; i < strip.size; i += kSize) {
+        Vec all = LoadAll(bytes + i);
+        const std::uint8_t* part = row + i;
+        for (int left = rows; left > 0; --left, part += strip.stride) {
+          all = And(all, LoadAll(part));
+        }
+        StoreAll(bytes + i, all);
       }
+      row += rows * strip.stride;
     }
-    if (size >= kSize) {
-      const std::uint32_t found = Not255(bytes);
-      return found != 0 ? 31 - __builtin_clz(found) : -1;
-    }
-    while (end > 0 && bytes[end - 1] == 255) --end;
-    return end - 1;
   }
 };
 

@@ -180,34 +180,44 @@ Status Bitmap::GetLastStatus() const { return std::exchange(lastStatus_, Ok); }
 Status Bitmap::LockBits(const Rect* rect, UINT flags, PixelFormat format, BitmapData* data) {
   if (data == nullptr || pixels_ == nullptr || !IsSupported(format))
     return Record(InvalidParameter);
-  const Rect area = rect != nullptr ? *rect : Rect(0, 0, width_, height_);
-  if (area.X < 0 || area.Y < 0 || area.Width <= 0 || area.Height <= 0 ||
-      area.Width > width_ - area.X || area.Height > height_ - area.Y) {
+  const INT x = rect != nullptr ? rect->X : 0;
+  const INT y = rect != nullptr ? rect->Y : 0;
+  const INT width = rect != nullptr ? rect->Width : width_;
+  const INT height = rect != nullptr ? rect->Height : height_;
+  if (x < 0 || y < 0 || width <= 0 || height <= 0 || width > width_ - x || height > height_ - y) {
     return Record(InvalidParameter);
   }
   if (isLocked_) return Record(WrongState);
 
-  BYTE* first = nullptr;
-  INT stride = stride_;
-  const std::int64_t leftBits = static_cast<std::int64_t>(area.X) * BitsPerPixel(format);
-  if (format == format_ && leftBits % 8 == 0) {
-    first = Row(area.Y) + leftBits / 8;
-  } else {
-    stride = static_cast<INT>(StrideOf(area.Width, format));
-    try {
-      const std::size_t size =
-          static_cast<std::size_t>(stride) * static_cast<std::size_t>(area.Height);
-      conversion_ = std::make_unique<Conversion>(Conversion{
-          area, flags, format, stride, format == format_ ? palette_ : DefaultPalette(format),
-          std::vector<BYTE>(size)});
-    } catch (const std::bad_alloc&) {
-      return Record(OutOfMemory);
-    }
-    first = conversion_->copy.data();
-    if ((flags & ImageLockModeRead) != 0) {
-      CopyPixels({Row(area.Y), stride_, area.X, format_, &palette_},
-                 {first, stride, 0, format, &conversion_->palette}, area.Width, area.Height);
-    }
+  const std::int64_t leftBits = static_cast<std::int64_t>(x) * BitsPerPixel(format);
+  if (format != format_ || leftBits % 8 != 0) {
+    return LockCopy(Rect(x, y, width, height), flags, format, data);
+  }
+  *data = {static_cast<UINT>(width),
+           static_cast<UINT>(height),
+           stride_,
+           format,
+           Row(y) + leftBits / 8,
+           0};
+  isLocked_ = true;
+  return Ok;
+}
+
+Status Bitmap::LockCopy(const Rect& area, UINT flags, PixelFormat format, BitmapData* data) {
+  const INT stride = static_cast<INT>(StrideOf(area.Width, format));
+  try {
+    const std::size_t size =
+        static_cast<std::size_t>(stride) * static_cast<std::size_t>(area.Height);
+    conversion_ = std::make_unique<Conversion>(
+        Conversion{area, flags, format, stride,
+                   format == format_ ? palette_ : DefaultPalette(format), std::vector<BYTE>(size)});
+  } catch (const std::bad_alloc&) {
+    return Record(OutOfMemory);
+  }
+  BYTE* first = conversion_->copy.data();
+  if ((flags & ImageLockModeRead) != 0) {
+    CopyPixels({Row(area.Y), stride_, area.X, format_, &palette_},
+               {first, stride, 0, format, &conversion_->palette}, area.Width, area.Height);
   }
   *data = {static_cast<UINT>(area.Width), static_cast<UINT>(area.Height), stride, format, first, 0};
   isLocked_ = true;

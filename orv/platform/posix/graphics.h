@@ -126,6 +126,7 @@ class ORV_EXPORT Bitmap {
   Bitmap(INT width, INT height, PixelFormat format, Fill fill);
 
   Status Record(Status status) const;
+  Status LockCopy(const Rect& area, UINT flags, PixelFormat format, BitmapData* data);
   BYTE* Row(INT y) const { return pixels_ + static_cast<std::ptrdiff_t>(y) * stride_; }
 
   INT width_ = 0;
