@@ -1,15 +1,18 @@
 #include "orv/imaging/bitmap_helper.h"
 #include "orv/imaging/kernels.h"
-#include "orv/imaging/pixels.h"
+#include "orv/platform/graphics.h"
 
 namespace {
 
 /// Runs a search over the pixels of a bitmap as one bit each; one that cannot be locked has none.
 int Search(Bitmap* bitmap, int (*search)(const orv::BitPlane&)) {
-  const orv::LockedBits bits(bitmap, ImageLockModeRead, PixelFormat1bppIndexed);
-  if (!bits.IsLocked()) return -1;
-  return search({static_cast<const std::uint8_t*>(bits.data()->Scan0), bits.data()->Stride,
-                 static_cast<int>(bitmap->GetWidth()), static_cast<int>(bitmap->GetHeight())});
+  const Rect all(0, 0, static_cast<INT>(bitmap->GetWidth()), static_cast<INT>(bitmap->GetHeight()));
+  BitmapData data;
+  if (bitmap->LockBits(&all, ImageLockModeRead, PixelFormat1bppIndexed, &data) != Ok) return -1;
+  const int found =
+      search({static_cast<const std::uint8_t*>(data.Scan0), data.Stride, all.Width, all.Height});
+  bitmap->UnlockBits(&data);
+  return found;
 }
 
 }  // namespace

@@ -56,15 +56,19 @@ struct WordBytes {
       return;
     }
     std::uint64_t all = ~std::uint64_t{0};
-    for (int y = 0; y < strip.height && !strip.IsDone(bytes);) {
-      const int end = std::min(y + kOverlaidRows, strip.height);
-      for (; y < end; ++y, row += strip.stride) {
+    const auto overlayRows = [&](int count) {
+      for (int i = 0; i < count; ++i, row += strip.stride) {
         std::uint64_t word;
         std::memcpy(&word, row, kSize);
         all &= word;
       }
       std::memcpy(bytes, &all, kSize);
+    };
+    int left = strip.height;
+    for (; left >= kOverlaidRows && !strip.IsDone(bytes); left -= kOverlaidRows) {
+      overlayRows(kOverlaidRows);
     }
+    if (!strip.IsDone(bytes)) overlayRows(left);
   }
 };
 

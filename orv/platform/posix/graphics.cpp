@@ -228,8 +228,9 @@ Status Bitmap::UnlockBits(BitmapData* data) {
   if (data == nullptr) return Record(InvalidParameter);
   if (!isLocked_) return Record(WrongState);
   isLocked_ = false;
+  if (conversion_ == nullptr) return Ok;
   const std::unique_ptr<Conversion> from = std::move(conversion_);
-  if (from != nullptr && (from->flags & ImageLockModeWrite) != 0) {
+  if ((from->flags & ImageLockModeWrite) != 0) {
     CopyPixels({from->copy.data(), from->stride, 0, from->format, &from->palette},
                {Row(from->rect.Y), stride_, from->rect.X, format_, &palette_}, from->rect.Width,
                from->rect.Height);
