@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -55,7 +56,8 @@ struct Picture {
 };
 
 /// Noise of all colours; greys that sit at rounding edges; runs of white with text-like strokes;
-/// ramps; flat greys; colours close to the highlight colour of the tests.
+/// nothing but black and white; white that the errors of greys above and beside flow into; ramps;
+/// flat greys; colours close to the highlight colour of the tests.
 const std::vector<Picture>& Pictures() {
   static const std::vector<Picture> pictures = {
       {"noise", [](std::mt19937& random, int, int) { return random() & 0xFFFFFFu; }},
@@ -64,6 +66,12 @@ const std::vector<Picture>& Pictures() {
       {"strokes",
        [](std::mt19937& random, int x, int y) {
          return x / 9 % 4 == 0 && y % 5 != 0 ? (random() % 8 == 0 ? 0xE01010u : 0u) : 0xFFFFFFu;
+       }},
+      {"black and white", [](std::mt19937&, int x,
+                             int y) { return (x / 13 * 5 + y / 7 * 3) % 4 == 0 ? 0u : 0xFFFFFFu; }},
+      {"white beside greys",
+       [](std::mt19937& random, int x, int y) {
+         return y < 3 || x < 5 ? random() % 256 * 0x010101u : 0xFFFFFFu;
        }},
       {"ramp",
        [](std::mt19937&, int x, int y) {
@@ -151,6 +159,7 @@ TEST_P(Kernels, DiffuseErrorsAlikeAtEveryThreshold) {
                             64,
                             127,
                             129,
+                            245,
                             254,
                             255,
                             256,
@@ -233,7 +242,7 @@ TEST_P(Kernels, ExtractTheHighlightAlike) {
                                  {0xFF000000, 0.02}, {0xFFE03030, std::nan("")}};
   for (const HighlightRule& rule : rules) {
     std::size_t turn = 0;
-    for (int width = 0; width <= 40; ++width) {
+    for (int width = 0; width <= 130; ++width) {
       const Picture& picture = Pictures()[turn++ % Pictures().size()];
       ASSERT_NO_FATAL_FAILURE(
           ExpectSame(picture, width, 3, static_cast<int>(turn % 4),
@@ -265,6 +274,31 @@ TEST_P(Kernels, DecideColoursAtTheToleranceAlike) {
   }
 }
 
+TEST_P(Kernels, DecideColoursFarAndNearAlike) {
+  // Colours all around many highlight colours, at distances far below to far above the tolerance.
+  std::mt19937 random(5);
+  for (int i = 0; i < 60; ++i) {
+    const std::uint32_t highlight = random() & 0xFFFFFF;
+    const HighlightRule rule = {0xFF000000 | highlight, std::pow(10.0, i % 8 / 2.0 - 3)};
+    const auto colourAt = [&](std::mt19937& noise, int x, int) -> std::uint32_t {
+      if (x % 2 == 0) return noise() & 0xFFFFFF;
+      const int reach = 2 << x / 2 % 7;
+      std::uint32_t colour = 0;
+      for (int shift = 0; shift < 24; shift += 8) {
+        const int channel = static_cast<int>(highlight >> shift & 255) - reach +
+                            static_cast<int>(noise() % static_cast<unsigned>(2 * reach + 1));
+        colour |= static_cast<std::uint32_t>(std::clamp(channel, 0, 255)) << shift;
+      }
+      return colour;
+    };
+    ASSERT_NO_FATAL_FAILURE(ExpectSame({"around", colourAt}, 128, 24, 0,
+                                       [&](const ImagingKernels& kernels, const PixelPlane& plane) {
+                                         kernels.extractHighlight(plane, rule);
+                                       }))
+        << std::hex << highlight << ' ' << rule.tolerance;
+  }
+}
+
 TEST_P(Kernels, WhitenAlike) {
   ExpectSameEverywhere([](const ImagingKernels& kernels, const PixelPlane& plane) {
     Page mask(plane.width, plane.height, static_cast<int>(plane.stride) - 3 * plane.width);
@@ -279,10 +313,13 @@ TEST_P(Kernels, WhitenAlike) {
 TEST_P(Kernels, FindContentAlike) {
   // One or two dots on white, or none, at every column of every width; padding bits are ink.
   std::mt19937 random(9);
-  for (int width = 0; width <= 300; ++width) {
+  // The widest pages have several strips behind the first.
+  std::vector<int> widths = {1015, 1100, 2047, 2400};
+  for (int width = 0; width <= 300; ++width) widths.push_back(width);
+  for (const int width : widths) {
     const int stride = width / 8 + 3;
     for (int dots = 0; dots < 12; ++dots) {
-      constexpr int kHeight = 5;
+      constexpr int kHeight = 21;
       std::vector<std::uint8_t> bits(static_cast<std::size_t>(stride * kHeight), 0);
       for (int y = 0; y < kHeight; ++y) {
         for (int x = 0; x < width; ++x) bits[y * stride + x / 8] |= 0x80 >> x % 8;

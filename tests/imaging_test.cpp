@@ -1,10 +1,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <new>
 #include <vector>
 
 #include "orv/imaging/bitmap_helper.h"
@@ -13,6 +16,37 @@
 #include "orv/platform/files.h"
 #include "tests/fixtures.h"
 #include "tests/png_file.h"
+
+/// What the program allocates, and the allocation that is to fail. All forms go through two
+/// functions, out of line so that the compiler does not pair one's insides with the other.
+static struct {
+  int failing = 0;  ///< fails the n-th array from now on that may be missing; 0 fails none
+  std::ptrdiff_t bitmaps = 0;
+  std::ptrdiff_t mostBitmaps = 0;
+  std::size_t greatest = 0;
+} allocations;
+
+[[gnu::noinline]] static void* Allocate(std::size_t size) {
+  if (size == sizeof(Bitmap)) {
+    allocations.mostBitmaps = std::max(allocations.mostBitmaps, ++allocations.bitmaps);
+  }
+  allocations.greatest = std::max(allocations.greatest, size);
+  return std::malloc(size);
+}
+[[gnu::noinline]] static void Release(void* block, std::size_t size = 0) {
+  if (size == sizeof(Bitmap)) --allocations.bitmaps;
+  std::free(block);
+}
+void* operator new(std::size_t size) { return Allocate(size); }
+void* operator new[](std::size_t size) { return Allocate(size); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+  return allocations.failing > 0 && --allocations.failing == 0 ? nullptr : Allocate(size);
+}
+void operator delete(void* block) noexcept { Release(block); }
+void operator delete[](void* block) noexcept { Release(block); }
+void operator delete(void* block, std::size_t size) noexcept { Release(block, size); }
+void operator delete[](void* block, std::size_t) noexcept { Release(block); }
 
 namespace orv {
 namespace {
@@ -575,6 +609,42 @@ TEST(SplitImage, LeavesNothingBehindWhenItFails) {
               0);
     EXPECT_EQ(background, untouched);
     EXPECT_EQ(highlight, expected);
+  }
+}
+
+TEST(SplitImage, SaysWhichPlaneMemoryDidNotSufficeFor) {
+  Bitmap* const untouched = reinterpret_cast<Bitmap*>(16);
+  const auto page = MakeFlat(40, 40, 0xE04040);
+  Color red = Rgb(0xE02020);
+  const struct {
+    int failing;  ///< the background is dithered before the highlight
+    Bitmap* background;
+  } cases[] = {{1, nullptr}, {2, untouched}};
+  for (const auto method : {eBitmapDithererFloydSteinberg, eBitmapDithererSierraLite}) {
+    for (const auto& [failing, expected] : cases) {
+      Bitmap* background = untouched;
+      Bitmap* highlight = untouched;
+      allocations.failing = failing;
+      const int code =
+          BitmapHelper::SplitImage(page.get(), red, 0.1, method, 128, &background, &highlight);
+      EXPECT_EQ(allocations.failing, 0);
+      EXPECT_EQ(code, 0) << failing;
+      EXPECT_EQ(background, expected) << failing;
+      EXPECT_EQ(highlight, nullptr) << failing;
+    }
+  }
+}
+
+TEST(SplitImage, NeedsAtMostAPageBesideItsResults) {
+  const auto page = MakeFlat(400, 600, 0xE04040);
+  for (int method = 0; method <= 5; ++method) {
+    const std::ptrdiff_t before = allocations.mostBitmaps = allocations.bitmaps;
+    allocations.greatest = 0;
+    const SplitResult split =
+        Split(page.get(), 0xE02020, 0.1, static_cast<eBitmapDitherer>(method));
+    ASSERT_EQ(split.code, 1);
+    EXPECT_LE(allocations.mostBitmaps - before, 3) << method;
+    EXPECT_LE(allocations.greatest, std::size_t{3 * 400 * 8}) << method;  // some rows
   }
 }
 
