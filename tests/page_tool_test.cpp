@@ -176,7 +176,12 @@ TEST_F(PageCommand, RefusesWhatItCannotUse) {
       {{"split", kLabel, "--colour", "E02020", "--tolerance", "-1", "--background", "a",
         "--highlight", "b"},
        kUsage,
-       "--tolerance"},
+       "not a distance"},
+      {{"explain", kLabel, "--colour", "E02020", "--tolerance", "nan"}, kUsage, "not a distance"},
+      {{"split", kLabel, "--colour", "E02020", "--background", File("out.png"), "--highlight",
+        (folder_.path() / "." / "out.png").string()},
+       kUsage,
+       "one file"},
   };
   for (const auto& [arguments, exitCode, message] : cases) {
     const ProgramResult result = Run(arguments);

@@ -323,7 +323,14 @@ void AddToleranceOption(CLI::App* command, double* tolerance) {
   command
       ->add_option("--tolerance", *tolerance,
                    "Greatest distance from the colour that still belongs to the highlight")
-      ->check(CLI::NonNegativeNumber)
+      ->check(CLI::Validator(
+          [](std::string& text) {
+            double value = -1;
+            const bool isTolerance =
+                CLI::detail::lexical_cast(text, value) && value >= 0 && std::isfinite(value);
+            return isTolerance ? std::string() : "not a distance of 0 or more: " + text;
+          },
+          "DISTANCE"))
       ->capture_default_str();
 }
 
@@ -528,8 +535,10 @@ Explanation ExplainPage(Bitmap* page, const Color& colour, double tolerance) {
   return result;
 }
 
-/// The histogram as text, a bar of up to 40 signs for the fullest row.
+/// The histogram as text, a bar of up to 40 signs for the fullest row; none without a tolerance to
+/// measure by.
 std::string HistogramText(const Explanation& explanation, double tolerance) {
+  if (tolerance == 0) return {};
   const std::int64_t most = std::max<std::int64_t>(
       1, *std::max_element(explanation.bars.begin(), explanation.bars.end()));
   Table table({L"DISTANCE", L"PIXELS", L""});

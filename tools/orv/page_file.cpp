@@ -71,6 +71,12 @@ PageFiles::~PageFiles() {
 }
 
 void PageFiles::Add(Bitmap* page, const std::wstring& path) {
+  for (const auto& [part, earlier] : files_) {
+    std::error_code error;
+    if (std::filesystem::equivalent(ToPath(part), ToPath(PartOf(path)), error)) {
+      Fail(kUsage, L"two results cannot go to one file: " + path);
+    }
+  }
   files_.emplace_back(PartOf(path), path);
   if (SavePng(page, files_.back().first.c_str()) != Ok) Fail(kUnreadable, L"cannot write " + path);
 }
