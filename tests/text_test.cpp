@@ -145,6 +145,28 @@ TEST(Utf8, ConvertsTheSameAtEveryPlaceOfABlock) {
       ASSERT_EQ(orv::WideToUtf8(text), bytes) << before << ' ' << after;
     }
   }
+  // Nothing but other characters, so that every kind of piece stands at every place of a step.
+  const std::pair<std::string, std::wstring> pieces[] = {
+      {"\xCE\xB1", L"\u03B1"},
+      {"\xE4\xB8\xAD", L"\u4E2D"},
+      {"\xC3", L"\uFFFD"},
+      {"\xE4\xB8", L"\uFFFD"},
+      {"\xC0\x80", L"\uFFFD\uFFFD"},
+      {"\xED\xA0\x80", L"\uFFFD\uFFFD\uFFFD"},
+      {"\xF0\x9F\x98\x80", Units({0xD83D, 0xDE00})}};
+  for (const auto& [fill, wideFill] : {pieces[0], pieces[1]}) {
+    for (const auto& [piece, widePiece] : pieces) {
+      std::string bytes;
+      std::wstring text;
+      for (int places = 0; places < 40; ++places) {
+        for (int i = 0; i < places; ++i) bytes += fill, text += wideFill;
+        bytes += piece;
+        text += widePiece;
+      }
+      ASSERT_EQ(orv::Utf8ToWide(bytes), text) << piece;
+      ASSERT_EQ(orv::Utf8ToWide(orv::WideToUtf8(text)), text) << piece;
+    }
+  }
   const std::string zeros("a\0b\0", 4);
   EXPECT_EQ(orv::WideToUtf8(orv::Utf8ToWide(zeros)), zeros);
 }

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <type_traits>
 
+#include "orv/text/utf8_blocks.h"
+
 namespace orv {
 namespace {
 
@@ -144,6 +146,7 @@ inline wchar_t* DecodeBeyondAscii(const char** at, const char* end, wchar_t* out
 template <class Take>
 void DecodeRuns(std::string_view bytes, Take take) {
   static_assert(std::endian::native == std::endian::little);
+  const Utf8BlockDecoder decodeBlocks = Utf8BlockDecoderFor(ActiveCpuLevel());
   wchar_t run[kRun];
   const wchar_t* const full = run + kRun - kRoom;
   const char* at = bytes.data();
@@ -173,7 +176,11 @@ void DecodeRuns(std::string_view bytes, Take take) {
         *out++ = *at++;
         continue;
       }
-      out = DecodeBeyondAscii(&at, end, out, full);
+      decodeBlocks(&at, end, &out, full);
+      // What the blocks leave: the rare character and the end of the text.
+      if (at != end && static_cast<std::uint8_t>(*at) >= 0x80 && out <= full) {
+        out = DecodeBeyondAscii(&at, end, out, full);
+      }
     }
     take(run, static_cast<std::size_t>(out - run));
   }
@@ -182,6 +189,7 @@ void DecodeRuns(std::string_view bytes, Take take) {
 /// Hands the UTF-8 of a text to `take`, a run at a time; no run ends within a character.
 template <class Take>
 void EncodeRuns(std::wstring_view text, Take take) {
+  const Utf8BlockEncoder encodeBlocks = Utf8BlockEncoderFor(ActiveCpuLevel());
   char run[kRun];
   const char* const full = run + kRun - kRoom;
   const wchar_t* at = text.data();
@@ -195,6 +203,9 @@ void EncodeRuns(std::wstring_view text, Take take) {
         out += kAsciiBlock;
         continue;
       }
+      const char* const before = out;
+      encodeBlocks(&at, end, &out, full);
+      if (out != before) continue;
       // A few units one by one before the next look for a plain block.
       constexpr std::ptrdiff_t kFew = 24;
       for (const wchar_t* const few = at + std::min(kFew, end - at);
