@@ -38,6 +38,21 @@ constexpr auto kValues = [] {
   return values;
 }();
 
+/// Marks the characters that are more than six bits of data: line breaks and padding.
+constexpr std::uint32_t kNotPlain = 1u << 31;
+
+/// The bits of each character below 128 where they stand in its group, by its place there.
+constexpr auto kPlaced = [] {
+  std::array<std::array<std::uint32_t, 128>, 4> placed{};
+  for (std::size_t place = 0; place < placed.size(); ++place) {
+    for (std::size_t c = 0; c < kValues.size(); ++c) {
+      placed[place][c] = (kValues[c] & 63u) << (18 - 6 * place);
+    }
+    for (const char c : {'\r', '\n', '='}) placed[place][c] = kNotPlain;
+  }
+  return placed;
+}();
+
 }  // namespace
 
 std::wstring CMarkup::EncodeBase64(const unsigned char* pBuffer, int nBufferLen) {
@@ -96,13 +111,10 @@ int CMarkup::DecodeBase64(const std::wstring& strBase64, unsigned char* pBuffer,
     if (inGroup == 0 && padding == 0) {
       while (end - at >= 4 && nBufferLen - written >= 3) {
         const auto any = static_cast<std::uint32_t>(at[0] | at[1] | at[2] | at[3]);
-        if (any >= 128 || at[0] <= L' ' || at[1] <= L' ' || at[2] <= L' ' || at[3] <= L' ' ||
-            at[2] == L'=' || at[3] == L'=' || at[0] == L'=' || at[1] == L'=') {
-          break;
-        }
-        const unsigned group = static_cast<unsigned>(kValues[at[0]]) << 18 |
-                               static_cast<unsigned>(kValues[at[1]]) << 12 |
-                               static_cast<unsigned>(kValues[at[2]]) << 6 | kValues[at[3]];
+        if (any >= 128) break;
+        const std::uint32_t group =
+            kPlaced[0][at[0]] | kPlaced[1][at[1]] | kPlaced[2][at[2]] | kPlaced[3][at[3]];
+        if ((group & kNotPlain) != 0) break;
         pBuffer[written] = static_cast<unsigned char>(group >> 16);
         pBuffer[written + 1] = static_cast<unsigned char>(group >> 8);
         pBuffer[written + 2] = static_cast<unsigned char>(group);
