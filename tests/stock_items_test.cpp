@@ -21,6 +21,9 @@ constexpr wchar_t kGuidA[] = L"{00000001-0002-0003-0405-060708090A0B}";
 constexpr wchar_t kGuidB[] = L"{B0000001-0002-0003-0405-060708090a0b}";
 constexpr wchar_t kGuidC[] = L"{C0000001-0002-0003-0405-060708090a0b}";
 
+const std::wstring kDefaultFor =
+    L"INF No stock item found for given paper size. Using default stock item for paper size ";
+
 class StockItems : public ::testing::Test {
  protected:
   StockItems() {
@@ -49,15 +52,17 @@ class StockItems : public ::testing::Test {
     }
     return names;
   }
-  /// What `ApplyStockItem` says, without the session's lines.
-  std::vector<LogLine> Apply() {
+  /// The level and the text of the last thing that `ApplyStockItem` says.
+  std::wstring Apply() {
     log_.Take();
     ApplyStockItem(&in_, &out_, &record_, printer_.handle(), kPrinter, nullptr);
-    std::vector<LogLine> lines = log_.Take();
-    std::erase_if(lines, [](const LogLine& line) { return line.source != L"DevMode"; });
-    return lines;
+    messages_ = log_.Take();
+    std::erase_if(messages_, [](const LogLine& line) { return line.source != L"DevMode"; });
+    const LogLine& last = messages_.back();
+    const std::wstring opening = L"Drevik.ApplyStockItem:   ";
+    EXPECT_TRUE(last.message.starts_with(opening));
+    return last.tag + L' ' + last.message.substr(opening.size());
   }
-  static LogLine Info(const std::wstring& message) { return {L"INF", L"", L"DevMode", message}; }
 
   orv::test::ScratchRegistry registry_;
   orv::test::TestPrinter printer_{kPrinter, orv::test::kTestDriver};
@@ -65,6 +70,7 @@ class StockItems : public ::testing::Test {
   const std::wstring stocks_ = std::wstring(kUserKey) + L"Stocks\\";
   const std::wstring common_ = L"Software\\orv Printer Driver\\Common Stockitems\\";
   tagOEMDEV record_{};
+  std::vector<LogLine> messages_;
   DEVMODEW in_{};
   DEVMODEW out_{};
 };
@@ -159,13 +165,10 @@ TEST_F(StockItems, PaperSizesCountFrom257) {
   Put(stocks_ + kGuidB, L"Disabled", RegistryValue::FromNumber(1));  // keeps its number
   in_.dmPaperSize = 258;
   out_.dmCopies = 3;
-  EXPECT_EQ(Apply(),
-            (std::vector<LogLine>{
-                Info(L"Loading printer settings from registry"),
-                Info(L"Successfully Loaded User-Defined-Settings from the registry."),
-                Info(L"Drevik.ApplyStockItem: Applying values for paper size 258"),
-                Info(L"Drevik.ApplyStockItem:   Using stock item from paper size for paper "
-                     L"dimensions: 55000 x 33000")}));
+  EXPECT_EQ(Apply(), L"INF Using stock item from paper size for paper dimensions: 55000 x 33000");
+  ASSERT_EQ(messages_.size(), 4U);
+  EXPECT_EQ(messages_[1].message, L"Successfully Loaded User-Defined-Settings from the registry.");
+  EXPECT_EQ(messages_[2].message, L"Drevik.ApplyStockItem: Applying values for paper size 258");
   EXPECT_EQ(out_.dmPaperSize, 258);
   EXPECT_EQ(out_.dmPaperWidth, 550);
   EXPECT_EQ(out_.dmPaperLength, 330);
@@ -178,17 +181,14 @@ TEST_F(StockItems, PaperSizesCountFrom257) {
 
   // Too high a number: the record's item, at its own place.
   in_.dmPaperSize = 259;
-  EXPECT_EQ(Apply().back(), Info(L"Drevik.ApplyStockItem:   No stock item found for given paper "
-                                 L"size. Using default stock item for paper size 258"));
+  EXPECT_EQ(Apply(), kDefaultFor + L"258");
   EXPECT_EQ(out_.dmPaperSize, 258);
 
   // And without one the sizes at hand.
   record_.StockItemGuid = {};
-  EXPECT_EQ(Apply().back(),
-            (LogLine{L"WAR", L"", L"DevMode",
-                     L"Drevik.ApplyStockItem:   No stock item found for given paper size, and no "
-                     L"default stock item found. Using width and length from OEMDevMode settings: "
-                     L"50000 x 30000"}));
+  EXPECT_EQ(Apply(),
+            L"WAR No stock item found for given paper size, and no default stock item found. Using "
+            L"width and length from OEMDevMode settings: 50000 x 30000");
   EXPECT_EQ(out_.dmPaperSize, 257);
   EXPECT_EQ(out_.dmFormName[0], 0);
 }
@@ -197,8 +197,7 @@ TEST_F(StockItems, TheApplicationsOwnSizeWhenItMayBe) {
   PutItem(stocks_ + kGuidA, L"first");
   record_.StockItemGuid = orv::ParseGuid(kGuidA);
   in_.dmPaperSize = 256;
-  EXPECT_EQ(Apply().back(), Info(L"Drevik.ApplyStockItem:   Using application DevMode for paper "
-                                 L"dimensions: 50000 x 30000"));
+  EXPECT_EQ(Apply(), L"INF Using application DevMode for paper dimensions: 50000 x 30000");
   EXPECT_EQ(out_.dmPaperSize, 256);
   EXPECT_EQ(record_.PaperWidth, 50000U);
   EXPECT_EQ(record_.StockItemGuid.Data1, 1U);  // stays selected
@@ -208,8 +207,7 @@ TEST_F(StockItems, TheApplicationsOwnSizeWhenItMayBe) {
   EXPECT_EQ(record_.PaperWidth, 61050U);
   EXPECT_EQ(out_.dmPaperWidth, 611);  // rounded
   record_.AllowCustomPageSize = 0;
-  EXPECT_EQ(Apply().back(), Info(L"Drevik.ApplyStockItem:   No stock item found for given paper "
-                                 L"size. Using default stock item for paper size 257"));
+  EXPECT_EQ(Apply(), kDefaultFor + L"257");
   EXPECT_EQ(out_.dmPaperSize, 257);
 }
 
@@ -218,17 +216,16 @@ TEST_F(StockItems, CopyEveryValueThatTheRecordHas) {
   item.guid = orv::ParseGuid(kGuidC);
   DWORD number = 1;
   for (const StockValue& value : orv::StockValues()) item.*value.field = number++;
-  ASSERT_EQ(orv::WriteStockItem(orv::StockItemsPath(kPrinter, orv::test::kTestDriver), item),
-            ERROR_SUCCESS);
+  const std::wstring path = orv::StockItemsPath(kPrinter, orv::test::kTestDriver);
+  ASSERT_EQ(orv::WriteStockItem(path, item), ERROR_SUCCESS);
   in_.dmPaperSize = 257;
-  const std::string before = Bytes(record_);
+  std::string bytes = Bytes(record_);
   Apply();
   const std::pair<std::size_t, DWORD> expected[] = {
       {1696, 1},  {1700, 2},  {2676, 3},  {1896, 4},  {1900, 5},  {1624, 6},  {1628, 7},
       {1632, 8},  {1636, 9},  {1668, 10}, {1672, 11}, {1648, 12}, {1676, 13}, {1652, 14},
       {1656, 15}, {1660, 16}, {1684, 17}, {1688, 18}, {1680, 19}, {1704, 21}, {1708, 22},
       {1712, 23}, {1640, 25}, {1644, 26}, {2684, 27}};
-  std::string bytes = before;
   for (const auto& [offset, value] : expected) {
     EXPECT_EQ(Word(record_, offset), value) << offset;
     bytes.replace(offset, 4, Bytes(record_), offset, 4);
@@ -237,8 +234,7 @@ TEST_F(StockItems, CopyEveryValueThatTheRecordHas) {
   EXPECT_EQ(Bytes(record_), bytes) << "nothing else changes";
   EXPECT_EQ(out_.dmCopies, 20);
 
-  EXPECT_EQ(orv::DeleteStockItem(orv::StockItemsPath(kPrinter, orv::test::kTestDriver), item.guid),
-            ERROR_SUCCESS);
+  EXPECT_EQ(orv::DeleteStockItem(path, item.guid), ERROR_SUCCESS);
   EXPECT_EQ(LoadedNames(), L"");
   EXPECT_NE(orv::WriteStockItem(stocks_, StockItem{}), ERROR_SUCCESS);
   item.DisplayName.assign(130, L'n');  // could not be read again
