@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -147,40 +148,16 @@ TEST_P(Kernels, DiffuseErrorsAlike) {
 }
 
 TEST_P(Kernels, DiffuseErrorsAlikeAtEveryThreshold) {
-  const int thresholds[] = {-2147483647 - 1,
-                            -100000,
-                            -1501,
-                            -1500,
-                            -700,
-                            -1,
-                            0,
-                            1,
-                            2,
-                            64,
-                            127,
-                            129,
-                            245,
-                            254,
-                            255,
-                            256,
-                            257,
-                            300,
-                            900,
-                            1700,
-                            1701,
-                            5000,
-                            30000,
-                            1000000,
-                            2147483647};
+  const int thresholds[] = {INT_MIN, -100000, -1501, -1500, -700,  -1,      0,      1,   2,
+                            64,      127,     129,   245,   254,   255,     256,    257, 300,
+                            900,     1700,    1701,  5000,  30000, 1000000, INT_MAX};
   for (const Diffusion method : {&ImagingKernels::floydSteinberg, &ImagingKernels::sierraLite}) {
     for (const int threshold : thresholds) {
       for (const Picture& picture : Pictures()) {
-        ASSERT_NO_FATAL_FAILURE(
-            ExpectSame(picture, 101, 75, 1,
-                       [&](const ImagingKernels& kernels, const PixelPlane& plane) {
-                         EXPECT_TRUE((kernels.*method)(plane, threshold, kInk));
-                       }))
-            << threshold;
+        const auto work = [&](const ImagingKernels& kernels, const PixelPlane& plane) {
+          EXPECT_TRUE((kernels.*method)(plane, threshold, kInk));
+        };
+        ASSERT_NO_FATAL_FAILURE(ExpectSame(picture, 101, 75, 1, work)) << threshold;
       }
     }
   }
@@ -188,10 +165,9 @@ TEST_P(Kernels, DiffuseErrorsAlikeAtEveryThreshold) {
 
 TEST_P(Kernels, DiffuseVeryWideRowsAlike) {
   for (const int width : {32000, 32001}) {
-    ExpectSame(Pictures()[0], width, 3, 0,
-               [](const ImagingKernels& kernels, const PixelPlane& plane) {
-                 kernels.floydSteinberg(plane, 100, kInk);
-               });
+    ExpectSame(Pictures()[0], width, 3, 0, [](const auto& kernels, const PixelPlane& plane) {
+      kernels.floydSteinberg(plane, 100, kInk);
+    });
   }
 }
 
@@ -241,14 +217,12 @@ TEST_P(Kernels, ExtractTheHighlightAlike) {
                                  {0xFFFFFFFF, 1.0},  {0xFF808080, -0.1},        {0xFF00FF00, 1e300},
                                  {0xFF000000, 0.02}, {0xFFE03030, std::nan("")}};
   for (const HighlightRule& rule : rules) {
-    std::size_t turn = 0;
+    const auto work = [&](const ImagingKernels& kernels, const PixelPlane& plane) {
+      kernels.extractHighlight(plane, rule);
+    };
     for (int width = 0; width <= 130; ++width) {
-      const Picture& picture = Pictures()[turn++ % Pictures().size()];
-      ASSERT_NO_FATAL_FAILURE(
-          ExpectSame(picture, width, 3, static_cast<int>(turn % 4),
-                     [&](const ImagingKernels& kernels, const PixelPlane& plane) {
-                       kernels.extractHighlight(plane, rule);
-                     }))
+      const Picture& picture = Pictures()[static_cast<std::size_t>(width) % Pictures().size()];
+      ASSERT_NO_FATAL_FAILURE(ExpectSame(picture, width, 3, width % 4, work))
           << std::hex << rule.colour;
     }
   }

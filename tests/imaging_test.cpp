@@ -445,28 +445,30 @@ TEST(BitmapHelper, ComparesOneBitImagesWithTheirPadding) {
   EXPECT_EQ(BitmapHelper::Are1BPPBitmapsEqual(a.get(), b.get()), 0);
 }
 
+/// The first and last row and the first and last column with ink.
+std::vector<int> Content(Bitmap* bits) {
+  return {BitmapHelper::GetFirstContentRow1BPP(bits), BitmapHelper::GetLastContentRow1BPP(bits),
+          BitmapHelper::GetFirstContentColumn1BPP(bits),
+          BitmapHelper::GetLastContentColumn1BPP(bits)};
+}
+
 TEST(BitmapHelper, FindsContent) {
   const struct {
     std::vector<std::string> rows;
-    int firstRow, lastRow, firstColumn, lastColumn;
+    std::vector<int> content;
   } cases[] = {
-      {{"...", "..."}, -1, -1, -1, -1},
-      {{"#"}, 0, 0, 0, 0},
-      {{".........", "........#", "........."}, 1, 1, 8, 8},
+      {{"...", "..."}, {-1, -1, -1, -1}},
+      {{"#"}, {0, 0, 0, 0}},
+      {{".........", "........#", "........."}, {1, 1, 8, 8}},
       {{"................", "..#.............", ".............#..", "................"},
-       1,
-       2,
-       2,
-       13},
-      {{".................#", "#................."}, 0, 1, 0, 17},
+       {1, 2, 2, 13}},
+      {{".................#", "#................."}, {0, 1, 0, 17}},
   };
-  for (const auto& expected : cases) {
-    const auto bits = MakeBits(expected.rows);
-    EXPECT_EQ(BitmapHelper::GetFirstContentRow1BPP(bits.get()), expected.firstRow);
-    EXPECT_EQ(BitmapHelper::GetLastContentRow1BPP(bits.get()), expected.lastRow);
-    EXPECT_EQ(BitmapHelper::GetFirstContentColumn1BPP(bits.get()), expected.firstColumn);
-    EXPECT_EQ(BitmapHelper::GetLastContentColumn1BPP(bits.get()), expected.lastColumn);
-  }
+  for (const auto& [rows, content] : cases) EXPECT_EQ(Content(MakeBits(rows).get()), content);
+
+  // Not -1 for the first row of a bitmap without rows.
+  Bitmap empty(0, 0, PixelFormat1bppIndexed);
+  EXPECT_THAT(Content(&empty), ElementsAre(0, -1, -1, -1));
 }
 
 TEST(BitmapHelper, PaddingIsNoContent) {
@@ -480,18 +482,7 @@ TEST(BitmapHelper, PaddingIsNoContent) {
       row[1] = 0xF8;
     }
   }
-  EXPECT_EQ(BitmapHelper::GetFirstContentRow1BPP(bits.get()), -1);
-  EXPECT_EQ(BitmapHelper::GetLastContentRow1BPP(bits.get()), -1);
-  EXPECT_EQ(BitmapHelper::GetFirstContentColumn1BPP(bits.get()), -1);
-  EXPECT_EQ(BitmapHelper::GetLastContentColumn1BPP(bits.get()), -1);
-}
-
-TEST(BitmapHelper, AnEmptyBitmapHasItsFirstContentRowAtZero) {
-  Bitmap empty(0, 0, PixelFormat1bppIndexed);
-  EXPECT_EQ(BitmapHelper::GetFirstContentRow1BPP(&empty), 0);
-  EXPECT_EQ(BitmapHelper::GetLastContentRow1BPP(&empty), -1);
-  EXPECT_EQ(BitmapHelper::GetFirstContentColumn1BPP(&empty), -1);
-  EXPECT_EQ(BitmapHelper::GetLastContentColumn1BPP(&empty), -1);
+  EXPECT_THAT(Content(bits.get()), testing::Each(-1));
 }
 
 // The split.

@@ -178,8 +178,9 @@ Status Bitmap::Record(Status status) const {
 Status Bitmap::GetLastStatus() const { return std::exchange(lastStatus_, Ok); }
 
 Status Bitmap::LockBits(const Rect* rect, UINT flags, PixelFormat format, BitmapData* data) {
-  if (data == nullptr || pixels_ == nullptr || !IsSupported(format))
+  if (data == nullptr || pixels_ == nullptr || (format != format_ && !IsSupported(format))) {
     return Record(InvalidParameter);
+  }
   const INT x = rect != nullptr ? rect->X : 0;
   const INT y = rect != nullptr ? rect->Y : 0;
   const INT width = rect != nullptr ? rect->Width : width_;
