@@ -3,6 +3,7 @@
 #include <limits>
 #include <utility>
 
+#include "orv/platform/pages.h"
 #include "orv/xml/element_indexer.h"
 #include "orv/xml/file_stream.h"
 #include "orv/xml/markup_index.h"
@@ -46,7 +47,7 @@ CMarkup::~CMarkup() = default;
 bool CMarkup::SetDoc(const wchar_t* szDoc) {
   if (x_HasFile()) return false;
   if (szDoc != nullptr) {
-    m_strDoc = szDoc;
+    x_CopyDoc(szDoc);
   } else {
     m_strDoc.clear();
     m_pElements->Clear();
@@ -56,7 +57,7 @@ bool CMarkup::SetDoc(const wchar_t* szDoc) {
 
 bool CMarkup::SetDoc(const std::wstring& strDoc) {
   if (x_HasFile()) return false;
-  m_strDoc = strDoc;
+  x_CopyDoc(strDoc);
   return x_SetDoc();
 }
 
@@ -64,6 +65,15 @@ bool CMarkup::SetDoc(std::wstring&& strDoc) {
   if (x_HasFile()) return false;
   m_strDoc = std::move(strDoc);
   return x_SetDoc();
+}
+
+void CMarkup::x_CopyDoc(std::wstring_view text) {
+  if (text.size() > m_strDoc.capacity()) {
+    m_strDoc.clear();
+    m_strDoc.reserve(text.size());
+    orv::PreferLargePages(m_strDoc.data(), text.size() * sizeof(wchar_t));
+  }
+  m_strDoc.assign(text);
 }
 
 bool CMarkup::x_SetDoc() {
