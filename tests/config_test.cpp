@@ -839,6 +839,12 @@ TEST_F(ConfigLoad, TakesFilesOfAnySize) {
                                     Repeat(L"<option>[{optionName=o}]</option>", 60000) +
                                     L"</options></optionFamily>"));
   EXPECT_EQ(config.device.rewinder.options.size(), 60000u);
+
+  // A million elements inside each other, ended and not.
+  constexpr int kDepth = 1000000;
+  const std::wstring deep = Repeat(L"<a>", kDepth);
+  EXPECT_NE(Load(With(L"<label>", deep + Repeat(L"</a>", kDepth) + L"<label>")), nullptr);
+  EXPECT_EQ(Load(With(L"<label>", deep + L"<label>")), nullptr);
 }
 
 }  // namespace
