@@ -4,8 +4,6 @@
 #include <cstring>
 #include <new>
 
-#include "orv/platform/pages.h"
-
 namespace orv {
 
 void ElemPosArray::Grow(int capacity) {
@@ -24,20 +22,10 @@ void ElemPosArray::Grow(int capacity) {
     const int records = std::min(capacity - first, kSegmentRecords);
     const int used = std::clamp(capacity_ - first, 0, kSegmentRecords);
     if (used == records) continue;
-    Segment& segment = segments_[s];
-    if (records == kSegmentRecords) {
-      Segment full(static_cast<ElemPos*>(AllocatePages(kSegmentBytes)), Release{true});
-      if (full == nullptr) throw std::bad_alloc();
-      if (used > 0) std::memcpy(full.get(), segment.get(), used * sizeof(ElemPos));
-      segment = std::move(full);
-      continue;
-    }
-    auto* const grown =
-        static_cast<ElemPos*>(std::realloc(segment.get(), records * sizeof(ElemPos)));
-    if (grown == nullptr) throw std::bad_alloc();
-    static_cast<void>(segment.release());
-    segment.reset(grown);
-    std::memset(grown + used, 0, (records - used) * sizeof(ElemPos));
+    Segment segment(static_cast<ElemPos*>(std::calloc(records, sizeof(ElemPos))));
+    if (segment == nullptr) throw std::bad_alloc();
+    if (used > 0) std::memcpy(segment.get(), segments_[s].get(), used * sizeof(ElemPos));
+    segments_[s] = std::move(segment);
   }
   capacity_ = capacity;
 }
@@ -54,14 +42,6 @@ void ElemPosArray::Assign(const ElemPosArray& other, int count) {
 void ElemPosArray::Clear() {
   segments_.clear();
   capacity_ = 0;
-}
-
-void ElemPosArray::Release::operator()(ElemPos* records) const {
-  if (isFull) {
-    ReleasePages(records, kSegmentBytes);
-  } else {
-    std::free(records);
-  }
 }
 
 }  // namespace orv

@@ -41,12 +41,8 @@ class ElemPosArray {
  private:
   static constexpr int kSlotMask = kSegmentRecords - 1;
 
-  static constexpr std::size_t kSegmentBytes = kSegmentRecords * sizeof(ElemPos);
-
-  /// Full segments are pages of their own, others come from the heap, where they grow.
   struct Release {
-    void operator()(ElemPos* records) const;
-    bool isFull = false;
+    void operator()(ElemPos* records) const { std::free(records); }
   };
   using Segment = std::unique_ptr<ElemPos, Release>;
 

@@ -3,7 +3,6 @@
 #include <limits>
 #include <utility>
 
-#include "orv/platform/pages.h"
 #include "orv/xml/element_indexer.h"
 #include "orv/xml/file_stream.h"
 #include "orv/xml/markup_index.h"
@@ -47,7 +46,7 @@ CMarkup::~CMarkup() = default;
 bool CMarkup::SetDoc(const wchar_t* szDoc) {
   if (x_HasFile()) return false;
   if (szDoc != nullptr) {
-    x_CopyDoc(szDoc);
+    m_strDoc = szDoc;
   } else {
     m_strDoc.clear();
     m_pElements->Clear();
@@ -57,7 +56,7 @@ bool CMarkup::SetDoc(const wchar_t* szDoc) {
 
 bool CMarkup::SetDoc(const std::wstring& strDoc) {
   if (x_HasFile()) return false;
-  x_CopyDoc(strDoc);
+  m_strDoc = strDoc;
   return x_SetDoc();
 }
 
@@ -65,15 +64,6 @@ bool CMarkup::SetDoc(std::wstring&& strDoc) {
   if (x_HasFile()) return false;
   m_strDoc = std::move(strDoc);
   return x_SetDoc();
-}
-
-void CMarkup::x_CopyDoc(std::wstring_view text) {
-  if (text.size() > m_strDoc.capacity()) {
-    m_strDoc.clear();
-    m_strDoc.reserve(text.size());
-    orv::PreferLargePages(m_strDoc.data(), text.size() * sizeof(wchar_t));
-  }
-  m_strDoc.assign(text);
 }
 
 bool CMarkup::x_SetDoc() {

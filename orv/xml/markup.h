@@ -402,7 +402,6 @@ class ORV_EXPORT CMarkup {
  private:
   friend class orv::MarkupReader;
 
-  void x_CopyDoc(std::wstring_view text);
   bool x_SetDoc();
   bool x_ParseDoc();
   void x_IndexDoc();
