@@ -142,8 +142,8 @@ class ContentScan {
     const std::uint8_t* row = plane.Row(y);
     std::uint8_t lastBytes = 255;
     for (int i = 0; i < rows; ++i) lastBytes &= row[last + i * plane.stride];
-    return (lastBytes | Padding(plane.width)) != 255 ||
-           !Bytes::template AreWhite<rows>(row, plane.stride, last);
+    return !Bytes::template AreWhite<rows>(row, plane.stride, last) ||
+           (lastBytes | Padding(plane.width)) != 255;
   }
 
   /// The `size` bytes of a strip that begins with byte `start` of each row, white where all rows

@@ -45,7 +45,6 @@ inline Vec And(Vec a, Vec b) { return _mm256_and_si256(a, b); }
 inline Vec AndNot(Vec a, Vec b) { return _mm256_andnot_si256(a, b); }
 inline Vec Or(Vec a, Vec b) { return _mm256_or_si256(a, b); }
 inline Vec Shuffle(Vec value, Vec indexes) { return _mm256_shuffle_epi8(value, indexes); }
-inline Vec Min8(Vec a, Vec b) { return _mm256_min_epu8(a, b); }
 inline Vec SubSaturated8(Vec a, Vec b) { return _mm256_subs_epu8(a, b); }
 inline Vec Equal8(Vec a, Vec b) { return _mm256_cmpeq_epi8(a, b); }
 inline Vec Greater8(Vec a, Vec b) { return _mm256_cmpgt_epi8(a, b); }
@@ -96,6 +95,8 @@ inline Vec Mul32(Vec a, Vec b) { return _mm256_mullo_epi32(a, b); }
 inline Vec Equal32(Vec a, Vec b) { return _mm256_cmpeq_epi32(a, b); }
 inline Vec MulAddPairs(Vec a, Vec b) { return _mm256_madd_epi16(a, b); }
 inline Vec Pack32(Vec a, Vec b) { return _mm256_packus_epi32(a, b); }
+inline Vec PackSigned32(Vec a, Vec b) { return _mm256_packs_epi32(a, b); }
+inline Vec PackSigned16(Vec a, Vec b) { return _mm256_packs_epi16(a, b); }
 template <int n>
 Vec ShiftRight32(Vec v) {
   return _mm256_srli_epi32(v, n);
@@ -142,7 +143,6 @@ inline Vec And(Vec a, Vec b) { return _mm_and_si128(a, b); }
 inline Vec AndNot(Vec a, Vec b) { return _mm_andnot_si128(a, b); }
 inline Vec Or(Vec a, Vec b) { return _mm_or_si128(a, b); }
 inline Vec Shuffle(Vec value, Vec indexes) { return _mm_shuffle_epi8(value, indexes); }
-inline Vec Min8(Vec a, Vec b) { return _mm_min_epu8(a, b); }
 inline Vec SubSaturated8(Vec a, Vec b) { return _mm_subs_epu8(a, b); }
 inline Vec Equal8(Vec a, Vec b) { return _mm_cmpeq_epi8(a, b); }
 inline Vec Greater8(Vec a, Vec b) { return _mm_cmpgt_epi8(a, b); }
@@ -182,6 +182,8 @@ inline Vec Mul32(Vec a, Vec b) { return _mm_mullo_epi32(a, b); }
 inline Vec Equal32(Vec a, Vec b) { return _mm_cmpeq_epi32(a, b); }
 inline Vec MulAddPairs(Vec a, Vec b) { return _mm_madd_epi16(a, b); }
 inline Vec Pack32(Vec a, Vec b) { return _mm_packus_epi32(a, b); }
+inline Vec PackSigned32(Vec a, Vec b) { return _mm_packs_epi32(a, b); }
+inline Vec PackSigned16(Vec a, Vec b) { return _mm_packs_epi16(a, b); }
 template <int n>
 Vec ShiftRight32(Vec v) {
   return _mm_srli_epi32(v, n);

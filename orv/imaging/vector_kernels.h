@@ -32,44 +32,47 @@ void Ordered(const PixelPlane& plane, const OrderedMatrix& matrix, Ink ink) {
   }
 }
 
-/// For 16 pixels a half, one byte each in the order that `order` gives: 255 where the pixel is
-/// white. Reads two bytes more than the pixels.
+/// For 16 pixels a half, one byte each: 255 where the pixel is white, else 0. Backwards, the pixels
+/// of each eight come in the order of a byte's bits, the last first, so that sign bits are bytes of
+/// a one-bit row.
+template <bool backwards>
 struct WhitePixels {
-  Vec first;   ///< where pixels 0 to 5 are
-  Vec middle;  ///< pixels 6 to 10
-  Vec last;    ///< pixels 11 to 15
+  // Four pixels, each in a lane of its own with a byte twice; the last four are read from four
+  // bytes further back, which keeps within the pixels.
+  const Vec four = backwards ? Indexes(9, 10, 11, 9, 6, 7, 8, 6, 3, 4, 5, 3, 0, 1, 2, 0)
+                             : Indexes(0, 1, 2, 0, 3, 4, 5, 3, 6, 7, 8, 6, 9, 10, 11, 9);
+  const Vec lastFour = backwards ? Indexes(13, 14, 15, 13, 10, 11, 12, 10, 7, 8, 9, 7, 4, 5, 6, 4)
+                                 : Indexes(4, 5, 6, 4, 7, 8, 9, 7, 10, 11, 12, 10, 13, 14, 15, 13);
+  const Vec white = Set8(255);
 
   Vec operator()(const std::uint8_t* pixels, const std::uint8_t* second) const {
-    // The least of three bytes in a row is that of a pixel at every third place.
-    const auto least = [&](int offset) {
-      return Min8(Min8(Load(pixels + offset, second + offset),
-                       Load(pixels + offset + 1, second + offset + 1)),
-                  Load(pixels + offset + 2, second + offset + 2));
+    const auto lanes = [&](int offset, Vec order) {
+      return Equal32(Shuffle(Load(pixels + offset, second + offset), order), white);
     };
-    const Vec leasts =
-        Or(Or(Shuffle(least(0), first), Shuffle(least(16), middle)), Shuffle(least(32), last));
-    return Equal8(leasts, Set8(255));
+    return PackSigned16(Eight(lanes(0, four), lanes(12, four)),
+                        Eight(lanes(24, four), lanes(32, lastFour)));
+  }
+
+ private:
+  static Vec Eight(Vec first, Vec last) {
+    return backwards ? PackSigned32(last, first) : PackSigned32(first, last);
   }
 };
 
 void Monochrome(const PixelPlane& source, std::uint8_t* target, std::ptrdiff_t targetStride) {
   constexpr int kCount = 16 * kHalves;
-  // Pixels of a byte from the high bit down, so that sign bits are the bytes of the result.
-  const WhitePixels whitePixels = {
-      Indexes(-1, -1, 15, 12, 9, 6, 3, 0, -1, -1, -1, -1, -1, -1, -1, -1),
-      Indexes(5, 2, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 14, 11, 8),
-      Indexes(-1, -1, -1, -1, -1, -1, -1, -1, 13, 10, 7, 4, 1, -1, -1, -1)};
+  const WhitePixels<true> whitePixels;
   for (int y = 0; y < source.height; ++y) {
     const std::uint8_t* row = source.Row(y);
     std::uint8_t* bytes = target + y * targetStride;
     int x = 0;
-    for (; x + kCount < source.width; x += kCount, bytes += kCount / 8) {
+    for (; x + kCount <= source.width; x += kCount, bytes += kCount / 8) {
       const std::uint8_t* pixels = row + 3 * x;
       const std::uint32_t bits = SignBits8(whitePixels(pixels, pixels + 48));
       std::memcpy(bytes, &bits, kCount / 8);
     }
     if (x < source.width) {
-      std::uint8_t copy[3 * kCount + 2];
+      std::uint8_t copy[3 * kCount];
       std::memset(copy, 255, sizeof copy);
       const int left = source.width - x;
       std::memcpy(copy, row + 3 * x, static_cast<std::size_t>(3 * left));
@@ -81,10 +84,7 @@ void Monochrome(const PixelPlane& source, std::uint8_t* target, std::ptrdiff_t t
 
 void Whiten(const PixelPlane& plane, const PixelPlane& mask) {
   constexpr int kCount = 16 * kHalves;
-  const WhitePixels whitePixels = {
-      Indexes(0, 3, 6, 9, 12, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1),
-      Indexes(-1, -1, -1, -1, -1, -1, 2, 5, 8, 11, 14, -1, -1, -1, -1, -1),
-      Indexes(-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 1, 4, 7, 10, 13)};
+  const WhitePixels<false> whitePixels;
   const Vec thirds[3] = {Indexes(0, 0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5),
                          Indexes(5, 5, 6, 6, 6, 7, 7, 7, 8, 8, 8, 9, 9, 9, 10, 10),
                          Indexes(10, 11, 11, 11, 12, 12, 12, 13, 13, 13, 14, 14, 14, 15, 15, 15)};
@@ -92,7 +92,7 @@ void Whiten(const PixelPlane& plane, const PixelPlane& mask) {
     std::uint8_t* row = plane.Row(y);
     const std::uint8_t* maskRow = mask.Row(y);
     int x = 0;
-    for (; x + kCount < plane.width; x += kCount) {
+    for (; x + kCount <= plane.width; x += kCount) {
       const std::uint8_t* maskPixels = maskRow + 3 * x;
       const Vec white = whitePixels(maskPixels, maskPixels + 48);
       if (SignBits8(white) == kAllSignBits8) continue;
