@@ -163,6 +163,7 @@ TEST_F(PageCommand, ExplainCountsEveryPixelOnce) {
 
 TEST_F(PageCommand, RefusesWhatItCannotUse) {
   test::WriteBytes(folder_.path() / "text.png", "no picture");
+  test::WriteBytes(folder_.path() / "cut.png", test::ReadBytes(kLabel).substr(0, 500));
   const struct {
     std::vector<std::string> arguments;
     int exitCode;
@@ -170,6 +171,7 @@ TEST_F(PageCommand, RefusesWhatItCannotUse) {
   } cases[] = {
       {{"mono", File("missing.png"), File("out.png")}, kUnreadable, "cannot read"},
       {{"mono", File("text.png"), File("out.png")}, kUnreadable, "is no PNG image"},
+      {{"mono", File("cut.png"), File("out.png")}, kUnreadable, "is damaged"},
       {{"dither", kLabel, File("out.png"), "--method", "foo"}, kUsage, "foo"},
       {{"dither", kLabel, File("out.png"), "--colour", "red"}, kUsage, "not a colour"},
       {{"explain", kLabel}, kUsage, "--colour"},

@@ -154,7 +154,9 @@ void JsonWriter::Value(std::uint64_t number) { Element(std::to_string(number)); 
 void JsonWriter::Value(double number) {
   if (!std::isfinite(number)) return Null();
   char buffer[32];
-  const std::to_chars_result result = std::to_chars(buffer, buffer + sizeof buffer, number);
+  // A double holds 15 digits; more would show how it was computed (0.06000000000000001).
+  const std::to_chars_result result =
+      std::to_chars(buffer, buffer + sizeof buffer, number, std::chars_format::general, 15);
   Element(std::string_view(buffer, static_cast<std::size_t>(result.ptr - buffer)));
 }
 

@@ -1,6 +1,9 @@
 #include "orv/platform/graphics.h"
 
+#include <cstring>
 #include <cwchar>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <vector>
 
@@ -23,6 +26,14 @@ bool FindEncoder(const wchar_t* mimeType, CLSID* encoder) {
   return false;
 }
 
+/// Whether a file begins as every PNG does, so that what cannot be read of it is damage.
+bool BeginsAsPng(const wchar_t* path) {
+  constexpr char kSignature[] = {'\x89', 'P', 'N', 'G', '\r', '\n', '\x1A', '\n'};
+  char bytes[sizeof kSignature] = {};
+  std::ifstream(std::filesystem::path(path), std::ios::binary).read(bytes, sizeof bytes);
+  return std::memcmp(bytes, kSignature, sizeof bytes) == 0;
+}
+
 }  // namespace
 
 GraphicsSession::GraphicsSession() {
@@ -41,7 +52,7 @@ Status LoadPng(const wchar_t* path, Bitmap** bitmap) {
   *bitmap = nullptr;
   if (GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES) return FileNotFound;
   Bitmap file(path);
-  if (file.GetLastStatus() != Ok) return UnknownImageFormat;
+  if (file.GetLastStatus() != Ok) return BeginsAsPng(path) ? GenericError : UnknownImageFormat;
   GUID fileFormat;
   if (file.GetRawFormat(&fileFormat) != Ok || fileFormat != Gdiplus::ImageFormatPNG) {
     return UnknownImageFormat;
