@@ -307,10 +307,10 @@ TEST(XmlParse, SignsAreTheSameOnEveryPath) {
       expected.push_back(static_cast<std::uint32_t>(1000 + i));
     }
   }
-  for (const orv::CpuLevel level :
-       {orv::CpuLevel::kPlain, orv::CpuLevel::kSse41, orv::CpuLevel::kAvx2}) {
+  for (const orv::CpuLevel level : {orv::CpuLevel::kPlain, orv::CpuLevel::kSse41,
+                                    orv::CpuLevel::kAvx2, orv::CpuLevel::kAvx512}) {
     if (level > orv::SupportedCpuLevel()) continue;
-    std::vector<std::uint32_t> signs(text.size() + 8);
+    std::vector<std::uint32_t> signs(text.size() + 16);
     signs.resize(orv::SignFinderFor(level)(text.data(), kBlocks, 1000, signs.data()));
     EXPECT_EQ(signs, expected);
   }

@@ -11,8 +11,10 @@ CpuLevel ChooseCpuLevel() {
   constexpr struct {
     std::string_view name;
     CpuLevel level;
-  } kNames[] = {
-      {"plain", CpuLevel::kPlain}, {"sse41", CpuLevel::kSse41}, {"avx2", CpuLevel::kAvx2}};
+  } kNames[] = {{"plain", CpuLevel::kPlain},
+                {"sse41", CpuLevel::kSse41},
+                {"avx2", CpuLevel::kAvx2},
+                {"avx512", CpuLevel::kAvx512}};
 
   const CpuLevel supported = SupportedCpuLevel();
   const char* asked = std::getenv("ORV_CPU");
@@ -27,6 +29,11 @@ CpuLevel ChooseCpuLevel() {
 
 CpuLevel SupportedCpuLevel() {
 #if defined(__x86_64__)
+  if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+      __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") &&
+      __builtin_cpu_supports("avx512vbmi2")) {
+    return CpuLevel::kAvx512;
+  }
   if (__builtin_cpu_supports("avx2")) return CpuLevel::kAvx2;
   if (__builtin_cpu_supports("sse4.1")) return CpuLevel::kSse41;
 #endif

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <new>
 
+#include "orv/platform/pages.h"
+
 namespace orv {
 
 void ElemPosArray::Grow(int capacity) {
@@ -24,6 +26,7 @@ void ElemPosArray::Grow(int capacity) {
     if (used == records) continue;
     Segment segment(static_cast<ElemPos*>(std::calloc(records, sizeof(ElemPos))));
     if (segment == nullptr) throw std::bad_alloc();
+    if (records == kSegmentRecords) PopulatePages(segment.get(), records * sizeof(ElemPos));
     if (used > 0) std::memcpy(segment.get(), segments_[s].get(), used * sizeof(ElemPos));
     segments_[s] = std::move(segment);
   }

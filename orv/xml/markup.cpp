@@ -1,8 +1,10 @@
 #include "orv/xml/markup.h"
 
 #include <limits>
+#include <string_view>
 #include <utility>
 
+#include "orv/platform/pages.h"
 #include "orv/xml/element_indexer.h"
 #include "orv/xml/file_stream.h"
 #include "orv/xml/markup_index.h"
@@ -10,6 +12,21 @@
 #include "orv/xml/saved_positions.h"
 
 using orv::ElemPos;
+
+namespace {
+
+/// Copies a text, which may be a part of `to`. Where the memory does not suffice, fresh memory takes
+/// its place, without a copy of what it held.
+void CopyText(std::wstring_view text, std::wstring* to) {
+  if (text.size() > to->capacity()) {
+    std::wstring().swap(*to);
+    to->reserve(text.size());
+    orv::PopulatePages(to->data(), text.size() * sizeof(wchar_t));
+  }
+  to->assign(text);
+}
+
+}  // namespace
 
 CMarkup::CMarkup()
     : m_pSavedPositions(std::make_unique<orv::SavedPositions>()),
@@ -46,7 +63,7 @@ CMarkup::~CMarkup() = default;
 bool CMarkup::SetDoc(const wchar_t* szDoc) {
   if (x_HasFile()) return false;
   if (szDoc != nullptr) {
-    m_strDoc = szDoc;
+    CopyText(szDoc, &m_strDoc);
   } else {
     m_strDoc.clear();
     m_pElements->Clear();
@@ -56,7 +73,7 @@ bool CMarkup::SetDoc(const wchar_t* szDoc) {
 
 bool CMarkup::SetDoc(const std::wstring& strDoc) {
   if (x_HasFile()) return false;
-  m_strDoc = strDoc;
+  CopyText(strDoc, &m_strDoc);
   return x_SetDoc();
 }
 

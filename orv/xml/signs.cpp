@@ -40,11 +40,19 @@ inline std::size_t WritePlaces(std::uint64_t bits, std::uint32_t first, std::uin
   return count;
 }
 
-// Units are narrowed to bytes first, four signs then cost four comparisons of 16 or 32 units.
-// Saturation sends every unit beyond a byte to 0x00, 0x7F or 0xFF, none of which is a sign.
+// Units are narrowed to bytes first. Saturation sends every unit beyond a byte to 0x00, 0x7F or
+// 0xFF, none of which is a sign. The signs differ in their low four bits, so that a byte is a sign
+// when it is the one that the table has there: one shuffle and one comparison find all four.
 
 #define ORV_SSE41 __attribute__((target("sse4.1,popcnt")))
 #define ORV_AVX2 __attribute__((target("avx2,bmi,popcnt")))
+#define ORV_AVX512 \
+  __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi,avx512vbmi2,popcnt")))
+
+/// The sign with the low bits of the index; at 0 a byte that a zero unit does not equal.
+ORV_SSE41 inline __m128i SignTable() {
+  return _mm_setr_epi8(-1, 0, '"', 0, 0, 0, 0, '\'', 0, 0, 0, 0, '<', 0, '>', 0);
+}
 
 ORV_SSE41 inline __m128i LoadBytes16(const wchar_t* text) {
   const auto* data = reinterpret_cast<const __m128i*>(text);
@@ -59,21 +67,14 @@ ORV_SSE41 inline __m128i LoadBytes16(const wchar_t* text) {
 
 ORV_SSE41 std::size_t FindSignsSse41(const wchar_t* text, std::size_t blocks, std::uint32_t first,
                                      std::uint32_t* signs) {
-  const __m128i less = _mm_set1_epi8('<');
-  const __m128i greater = _mm_set1_epi8('>');
-  const __m128i doubleQuote = _mm_set1_epi8('"');
-  const __m128i singleQuote = _mm_set1_epi8('\'');
+  const __m128i table = SignTable();
   std::size_t count = 0;
   for (; blocks > 0; --blocks, first += kSignBlock) {
     std::uint64_t bits = 0;
     for (std::size_t part = 0; part < kSignBlock; part += 16, text += 16) {
       const __m128i bytes = LoadBytes16(text);
-      const __m128i brackets =
-          _mm_or_si128(_mm_cmpeq_epi8(bytes, less), _mm_cmpeq_epi8(bytes, greater));
-      const __m128i quotes =
-          _mm_or_si128(_mm_cmpeq_epi8(bytes, doubleQuote), _mm_cmpeq_epi8(bytes, singleQuote));
-      const auto mask =
-          static_cast<std::uint16_t>(_mm_movemask_epi8(_mm_or_si128(brackets, quotes)));
+      const __m128i found = _mm_cmpeq_epi8(bytes, _mm_shuffle_epi8(table, bytes));
+      const auto mask = static_cast<std::uint16_t>(_mm_movemask_epi8(found));
       bits |= static_cast<std::uint64_t>(mask) << part;
     }
     count += WritePlaces(bits, first, signs + count);
@@ -99,27 +100,67 @@ ORV_AVX2 inline __m256i LoadBytes32(const wchar_t* text) {
 
 ORV_AVX2 std::size_t FindSignsAvx2(const wchar_t* text, std::size_t blocks, std::uint32_t first,
                                    std::uint32_t* signs) {
-  const __m256i less = _mm256_set1_epi8('<');
-  const __m256i greater = _mm256_set1_epi8('>');
-  const __m256i doubleQuote = _mm256_set1_epi8('"');
-  const __m256i singleQuote = _mm256_set1_epi8('\'');
+  const __m256i table = _mm256_broadcastsi128_si256(SignTable());
   std::size_t count = 0;
   for (; blocks > 0; --blocks, first += kSignBlock) {
     std::uint64_t bits = 0;
     for (std::size_t part = 0; part < kSignBlock; part += 32, text += 32) {
       const __m256i bytes = LoadBytes32(text);
-      const __m256i brackets =
-          _mm256_or_si256(_mm256_cmpeq_epi8(bytes, less), _mm256_cmpeq_epi8(bytes, greater));
-      const __m256i quotes = _mm256_or_si256(_mm256_cmpeq_epi8(bytes, doubleQuote),
-                                             _mm256_cmpeq_epi8(bytes, singleQuote));
-      const auto mask =
-          static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_or_si256(brackets, quotes)));
+      const __m256i found = _mm256_cmpeq_epi8(bytes, _mm256_shuffle_epi8(table, bytes));
+      const auto mask = static_cast<std::uint32_t>(_mm256_movemask_epi8(found));
       bits |= static_cast<std::uint64_t>(mask) << part;
     }
     count += WritePlaces(bits, first, signs + count);
   }
   return count;
 }
+
+// GCC 12 warns of values that its own header leaves undefined on purpose.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wuninitialized"
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+
+ORV_AVX512 inline __m512i LoadBytes64(const wchar_t* text) {
+  if constexpr (sizeof(wchar_t) == 2) {
+    const __m512i packed =
+        _mm512_packus_epi16(_mm512_loadu_si512(text), _mm512_loadu_si512(text + 32));
+    return _mm512_permutexvar_epi64(_mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7), packed);
+  } else {
+    const __m512i low = _mm512_packs_epi32(_mm512_loadu_si512(text), _mm512_loadu_si512(text + 16));
+    const __m512i high =
+        _mm512_packs_epi32(_mm512_loadu_si512(text + 32), _mm512_loadu_si512(text + 48));
+    return _mm512_permutexvar_epi32(
+        _mm512_setr_epi32(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15),
+        _mm512_packus_epi16(low, high));
+  }
+}
+
+/// Places are the bytes 0 to 63 whose bits are set, moved together.
+ORV_AVX512 std::size_t FindSignsAvx512(const wchar_t* text, std::size_t blocks, std::uint32_t first,
+                                       std::uint32_t* signs) {
+  alignas(64) std::uint8_t all[kSignBlock];
+  for (std::size_t i = 0; i < kSignBlock; ++i) all[i] = static_cast<std::uint8_t>(i);
+  const __m512i units = _mm512_load_si512(all);
+  const __m512i table = _mm512_broadcast_i32x4(SignTable());
+  std::size_t count = 0;
+  for (; blocks > 0; --blocks, first += kSignBlock, text += kSignBlock) {
+    const __m512i bytes = LoadBytes64(text);
+    const __mmask64 found = _mm512_cmpeq_epi8_mask(bytes, _mm512_shuffle_epi8(table, bytes));
+    const __m512i start = _mm512_set1_epi32(static_cast<int>(first));
+    __m512i places = _mm512_maskz_compress_epi8(found, units);
+    std::uint32_t* end = signs + count;
+    count += static_cast<std::size_t>(std::popcount(static_cast<std::uint64_t>(found)));
+    do {
+      const __m512i sixteen = _mm512_cvtepu8_epi32(_mm512_castsi512_si128(places));
+      _mm512_storeu_si512(end, _mm512_add_epi32(start, sixteen));
+      places = _mm512_shuffle_i64x2(places, places, 0b00'11'10'01);
+      end += 16;
+    } while (end < signs + count);
+  }
+  return count;
+}
+
+#pragma GCC diagnostic pop
 
 #endif
 
@@ -128,6 +169,8 @@ ORV_AVX2 std::size_t FindSignsAvx2(const wchar_t* text, std::size_t blocks, std:
 SignFinder SignFinderFor(CpuLevel level) {
   switch (level) {
 #if defined(__x86_64__)
+    case CpuLevel::kAvx512:
+      return FindSignsAvx512;
     case CpuLevel::kAvx2:
       return FindSignsAvx2;
     case CpuLevel::kSse41:

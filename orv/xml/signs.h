@@ -11,8 +11,8 @@ namespace orv {
 inline constexpr std::size_t kSignBlock = 64;
 
 /// Lists the signs of markup (`<`, `>` and both quotes) in `blocks` blocks of text: their offsets,
-/// counted from `first`, in order. Returns their number. May write eight offsets more than there
-/// are units, which mean nothing.
+/// counted from `first`, in order. Returns their number. May write sixteen offsets more than
+/// there are units, which mean nothing.
 using SignFinder = std::size_t (*)(const wchar_t* text, std::size_t blocks, std::uint32_t first,
                                    std::uint32_t* signs);
 
@@ -47,7 +47,7 @@ class SignPieces {
   const wchar_t* text_;
   int length_;
   int found_ = 0;
-  std::uint32_t signs_[kBlocks * kSignBlock + 8];
+  std::uint32_t signs_[kBlocks * kSignBlock + 16];
 };
 
 /// Takes the signs one after the other. Meant to live in registers: it holds no more than its place
