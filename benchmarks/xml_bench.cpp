@@ -85,6 +85,8 @@ void Walk(benchmark::State& state, const Document& document) {
 
 /// Reads the name and the text of every property, as the configuration is read.
 void Properties(benchmark::State& state, const Document& document) {
+  constexpr std::wstring_view kTagName = L"property";
+  constexpr std::wstring_view kKey = L"name";
   for (auto _ : state) {
     CMarkup doc;
     doc.SetDoc(document.text);
@@ -98,9 +100,9 @@ void Properties(benchmark::State& state, const Document& document) {
       doc.IntoElem();
       doc.FindChildElem(L"properties");
       doc.IntoElem();
-      while (doc.FindChildElem(L"property")) {
-        if (reader.ChildAttrib(L"name", &buffer, &name)) seen += name.size();
-        seen += 1 + reader.ChildData(&buffer).size();
+      for (int child = 0; (child = reader.NextChild(child, kTagName)) != 0;) {
+        if (reader.AttribOf(child, kTagName, kKey, &buffer, &name)) seen += name.size();
+        seen += 1 + reader.DataOf(child, &buffer).size();
       }
       doc.OutOfElem();
       doc.OutOfElem();

@@ -8,6 +8,10 @@ target_include_directories(orv_compiler INTERFACE "$<BUILD_INTERFACE:${PROJECT_S
 # instruction set, so contraction is off everywhere.
 target_compile_options(orv_compiler INTERFACE -Wall -Wextra -Wshadow -Wnon-virtual-dtor
                                               -ffp-contract=off)
+# The library's own calls go to its own functions, in line where that pays; exported names that a
+# program could replace would forbid it.
+target_compile_options(orv_compiler INTERFACE
+                       "$<$<CXX_COMPILER_ID:GNU>:-fno-semantic-interposition>")
 # Exported names are plain, whatever the functions behind them return.
 target_compile_options(orv_compiler INTERFACE
                        "$<$<CXX_COMPILER_ID:Clang>:-Wno-return-type-c-linkage>")

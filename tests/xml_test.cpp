@@ -495,8 +495,11 @@ TEST(XmlRead, PiecesAndPlaces) {
   const orv::MarkupReader reader(doc);
   std::wstring buffer;
   std::wstring_view value;
-  EXPECT_TRUE(reader.ChildAttrib(L"x", &buffer, &value) && value == L"1");
-  EXPECT_EQ(reader.ChildData(&buffer), L"d&");
+  const int child = reader.NextChild(0, L"a");
+  ASSERT_NE(child, 0);
+  EXPECT_TRUE(reader.AttribOf(child, L"a", L"x", &buffer, &value) && value == L"1");
+  EXPECT_EQ(reader.DataOf(child, &buffer), L"d&");
+  EXPECT_EQ(reader.NextChild(child, L"a") + reader.NextChild(0, L"ax"), 0);
   EXPECT_EQ(reader.Data(&buffer), L"");
   EXPECT_EQ(doc.GetChildElemOffset(), 6);
   EXPECT_EQ(doc.GetSubDoc(), doc.GetDoc());

@@ -197,6 +197,8 @@ CString CConfigParser::ParseDevicePrintSpeeds(CMarkup& xml, PrintSpeeds& speeds,
       orv::WarnOfUnknownProperty(logger, L"<device><printSpeed>", name, value);
     }
   });
+  // The speeds count only behind the last property.
+  while (xml.FindChildElem(L"property")) continue;
   if (!IntoChild(xml, L"printSpeeds")) return MissingElement(L"<printSpeed><printSpeeds>");
   if (!IntoChild(xml, L"properties")) {
     return MissingElement(L"<printSpeed><printSpeeds><properties>");

@@ -21,17 +21,19 @@ inline bool IntoChild(CMarkup& xml, const wchar_t* name) {
   return xml.FindChildElem(name) && xml.IntoElem();
 }
 
-/// Calls `use(name, value)` for each `property` child of the main element, in document order. The
-/// views are valid during the call.
+/// Calls `use(name, value)` for each `property` child of the main element, in document order, and
+/// moves no position. The views are valid during the call.
 template <typename Use>
-void ForEachProperty(CMarkup& xml, Use use) {
+void ForEachProperty(const CMarkup& xml, Use use) {
   const MarkupReader reader(xml);
   std::wstring nameBuffer;
   std::wstring valueBuffer;
-  while (xml.FindChildElem(L"property")) {
+  constexpr std::wstring_view kTagName = L"property";
+  constexpr std::wstring_view kKey = L"name";
+  for (int child = 0; (child = reader.NextChild(child, kTagName)) != 0;) {
     std::wstring_view name;
-    reader.ChildAttrib(L"name", &nameBuffer, &name);
-    use(name, reader.ChildData(&valueBuffer));
+    reader.AttribOf(child, kTagName, kKey, &nameBuffer, &name);
+    use(name, reader.DataOf(child, &valueBuffer));
   }
 }
 

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "orv/xml/names.h"
+#include "orv/xml/unit_search.h"
 
 namespace orv {
 
@@ -22,9 +22,9 @@ class AttributeCursor {
  public:
   /// `nameStart` is where the tag name or the instruction's target begins.
   AttributeCursor(std::wstring_view text, std::size_t nameStart)
-      : text_(text.data()), at_(text_ + nameStart), end_(text_ + text.size()) {
-    while (at_ != end_ && !EndsTagName(*at_)) ++at_;
-  }
+      : text_(text.data()),
+        end_(text_ + text.size()),
+        at_(FindNameEnd(text_ + nameStart, end_, kTagNameEnds)) {}
 
   /// The next attribute; false at the end of the tag.
   bool Next(Attribute* attribute) {
@@ -32,7 +32,7 @@ class AttributeCursor {
     if (at_ == end_ || *at_ == L'>') return false;
 
     const wchar_t* const name = at_;
-    while (at_ != end_ && !kNameEnds.Has(*at_)) ++at_;
+    at_ = FindNameEnd(at_, end_, kNameEnds);
     attribute->nameStart = static_cast<std::size_t>(name - text_);
     attribute->name = {name, static_cast<std::size_t>(at_ - name)};
     SkipWhiteSpace();
@@ -78,32 +78,44 @@ class AttributeCursor {
     attribute->value = {value, static_cast<std::size_t>(valueEnd - value)};
   }
 
-  /// The end of a quoted value. Most are too short for a call to pay, and are seen to be plain on
-  /// the way.
+  /// The end of a quoted value.
   const wchar_t* FindEnd(const wchar_t* value, wchar_t quote, Attribute* attribute) const {
-    constexpr std::ptrdiff_t kShort = 24;
-    const wchar_t* const shortEnd = end_ - value > kShort ? value + kShort : end_;
-    bool isPlain = true;
-    for (; value != shortEnd; ++value) {
-      if (*value == quote) {
-        attribute->isPlain = isPlain;
-        return value;
-      }
-      isPlain &= *value != L'&';
-    }
-    attribute->isPlain = false;
-    const wchar_t* const longEnd =
-        std::char_traits<wchar_t>::find(value, static_cast<std::size_t>(end_ - value), quote);
-    return longEnd != nullptr ? longEnd : end_;
+    const wchar_t* const found = FindEither(value, end_, quote, L'&');
+    attribute->isPlain = found == end_ || *found == quote;
+    return attribute->isPlain ? found : FindEither(found, end_, quote, quote);
   }
 
   const wchar_t* text_;
-  const wchar_t* at_;
   const wchar_t* end_;
+  const wchar_t* at_;
 };
 
 /// The first attribute of a name in the tag or instruction whose name begins at `nameStart`.
-bool FindAttribute(std::wstring_view text, std::size_t nameStart, std::wstring_view name,
-                   bool ignoreCase, Attribute* attribute);
+inline bool FindAttribute(std::wstring_view text, std::size_t nameStart, std::wstring_view name,
+                          bool ignoreCase, Attribute* attribute) {
+  AttributeCursor cursor(text, nameStart);
+  while (cursor.Next(attribute)) {
+    if (!attribute->name.empty() && SameName(attribute->name, name, ignoreCase)) return true;
+  }
+  return false;
+}
+
+/// The value of a tag's first attribute when the tag goes on, behind its own name, the way that
+/// nearly every tag is written: a blank, just this name, an equals sign, a quoted value without
+/// references. Null data when it does not.
+inline std::wstring_view FirstAttributeValue(std::wstring_view text, std::size_t tagNameEnd,
+                                             std::wstring_view name) {
+  const wchar_t* const at = text.data() + tagNameEnd;
+  const wchar_t* const end = text.data() + text.size();
+  const std::size_t length = name.size();
+  if (static_cast<std::size_t>(end - at) < length + 4 || at[0] != L' ' || at[length + 1] != L'=' ||
+      !IsQuote(at[length + 2]) || !SameUnits(at + 1, name.data(), length)) {
+    return {};
+  }
+  const wchar_t* const value = at + length + 3;
+  const wchar_t* const found = FindEither(value, end, at[length + 2], L'&');
+  if (found == end || *found == L'&') return {};
+  return {value, static_cast<std::size_t>(found - value)};
+}
 
 }  // namespace orv

@@ -15,8 +15,8 @@ using orv::ElemPos;
 
 namespace {
 
-/// Copies a text, which may be a part of `to`. Where the memory does not suffice, fresh memory takes
-/// its place, without a copy of what it held.
+/// Copies a text, which may be a part of `to`. Where the memory does not suffice, fresh memory
+/// takes its place, without a copy of what it held.
 void CopyText(std::wstring_view text, std::wstring* to) {
   if (text.size() > to->capacity()) {
     std::wstring().swap(*to);

@@ -23,9 +23,6 @@ class MarkupReader {
   /// else the decoded text, placed in `*buffer`. False when there is no such attribute.
   bool Attrib(std::wstring_view name, std::wstring* buffer, std::wstring_view* value) const;
 
-  /// The same of the child element, for `GetChildAttrib`.
-  bool ChildAttrib(std::wstring_view name, std::wstring* buffer, std::wstring_view* value) const;
-
   /// Calls `visit` with the name and the value, decoded through `*buffer`, of each attribute of the
   /// main element.
   template <class Visitor>
@@ -40,8 +37,16 @@ class MarkupReader {
 
   /// What `GetData` gives, in the same way.
   std::wstring_view Data(std::wstring* buffer) const;
-  /// What `GetChildData` gives, in the same way.
-  std::wstring_view ChildData(std::wstring* buffer) const;
+
+  /// The first child of the main element with this tag name, or with `after`, which is one of its
+  /// children, the first one behind that; 0 when there is none. The name is no path, and no
+  /// position of the document moves.
+  int NextChild(int after, std::wstring_view name) const;
+  /// `Attrib` and `Data` of the element of a record, whose tag name is known. Neither name has
+  /// units that could end it.
+  bool AttribOf(int element, std::wstring_view tagName, std::wstring_view name,
+                std::wstring* buffer, std::wstring_view* value) const;
+  std::wstring_view DataOf(int element, std::wstring* buffer) const;
 
   /// The index itself. Record 0 is the document's own; records below `RecordCount` that are not
   /// `ELEM_DELETED` are its elements.
@@ -49,9 +54,6 @@ class MarkupReader {
   const ElemPos& Record(int index) const;
 
  private:
-  bool AttribAt(bool isChild, std::wstring_view name, std::wstring* buffer,
-                std::wstring_view* value) const;
-  std::wstring_view DataOf(int element, std::wstring* buffer) const;
   bool StartAttribs(AttributeCursor* cursor) const;
   std::wstring_view ValueOf(const Attribute& attribute, std::wstring* buffer) const;
 

@@ -65,20 +65,24 @@ constexpr wchar_t ToLowerAscii(wchar_t unit) {
 
 /// Whether two texts have the same `length` units; most names are too short for a call to pay.
 inline bool SameUnits(const wchar_t* a, const wchar_t* b, std::size_t length) {
-  constexpr std::size_t kUnitsInWord = 8 / sizeof(wchar_t);
-  for (; length >= kUnitsInWord; length -= kUnitsInWord) {
+  const auto differs = [a, b](std::size_t byte) {
     std::uint64_t wordA;
     std::uint64_t wordB;
-    std::memcpy(&wordA, a, 8);
-    std::memcpy(&wordB, b, 8);
-    if (wordA != wordB) return false;
-    a += kUnitsInWord;
-    b += kUnitsInWord;
+    std::memcpy(&wordA, reinterpret_cast<const char*>(a) + byte, 8);
+    std::memcpy(&wordB, reinterpret_cast<const char*>(b) + byte, 8);
+    return wordA ^ wordB;
+  };
+  const std::size_t size = length * sizeof(wchar_t);
+  if (size < 8) {
+    for (std::size_t i = 0; i < length; ++i) {
+      if (a[i] != b[i]) return false;
+    }
+    return true;
   }
-  for (; length > 0; --length) {
-    if (*a++ != *b++) return false;
-  }
-  return true;
+  // The last word overlaps the one before it, so that lengths make no other way through.
+  std::uint64_t difference = differs(size - 8);
+  for (std::size_t byte = 0; byte + 8 < size; byte += 8) difference |= differs(byte);
+  return difference == 0;
 }
 
 /// The name that begins at an offset of a text and ends as tag names do.

@@ -243,33 +243,26 @@ bool ShapesWhiteSpace(int flags) {
   return (flags & (CMarkup::DOC_TRIMWHITESPACE | CMarkup::DOC_COLLAPSEWHITESPACE)) != 0;
 }
 
-/// Whether a content, or a value, is plain text that reading would not change.
-bool IsPlain(std::wstring_view text, int flags) {
-  if (ShapesWhiteSpace(flags)) return false;
-  for (const wchar_t unit : text) {
-    if (unit == L'<' || unit == L'&') return false;
-  }
-  return true;
+/// Whether a piece of a text, up to `end`, holds no unit that reading would change.
+bool IsPlain(std::wstring_view piece, const wchar_t* end, int flags) {
+  return !ShapesWhiteSpace(flags) &&
+         FindEither(piece.data(), end, L'<', L'&') >= piece.data() + piece.size();
 }
 
 }  // namespace
 
 std::wstring_view MarkupReader::TagName() const { return doc_.GetTagNamePointer(); }
 
+std::wstring_view MarkupReader::ValueOf(const Attribute& attribute, std::wstring* buffer) const {
+  const std::wstring_view value = attribute.value;
+  if (attribute.isPlain && !ShapesWhiteSpace(doc_.m_nDocFlags)) return value;
+  return *buffer = doc_.x_Unescape(value);
+}
+
 bool MarkupReader::Attrib(std::wstring_view name, std::wstring* buffer,
                           std::wstring_view* value) const {
-  return AttribAt(false, name, buffer, value);
-}
-
-bool MarkupReader::ChildAttrib(std::wstring_view name, std::wstring* buffer,
-                               std::wstring_view* value) const {
-  return AttribAt(true, name, buffer, value);
-}
-
-bool MarkupReader::AttribAt(bool isChild, std::wstring_view name, std::wstring* buffer,
-                            std::wstring_view* value) const {
   Attribute attribute;
-  if (!doc_.x_FindAttrib(isChild, name, &attribute)) return false;
+  if (!doc_.x_FindAttrib(false, name, &attribute)) return false;
   *value = ValueOf(attribute, buffer);
   return true;
 }
@@ -282,26 +275,50 @@ bool MarkupReader::StartAttribs(AttributeCursor* cursor) const {
   return true;
 }
 
-std::wstring_view MarkupReader::ValueOf(const Attribute& attribute, std::wstring* buffer) const {
-  const std::wstring_view value = attribute.value;
-  const bool isPlain = attribute.isPlain && !ShapesWhiteSpace(doc_.m_nDocFlags);
-  if (isPlain || IsPlain(value, doc_.m_nDocFlags)) return value;
-  return *buffer = doc_.x_Unescape(value);
-}
-
 std::wstring_view MarkupReader::Data(std::wstring* buffer) const {
   if (doc_.x_IsElement()) return DataOf(doc_.m_iPos, buffer);
   return *buffer = doc_.x_GetMainData();
 }
 
-std::wstring_view MarkupReader::ChildData(std::wstring* buffer) const {
-  return doc_.m_iPosChild != 0 ? DataOf(doc_.m_iPosChild, buffer) : std::wstring_view();
+int MarkupReader::NextChild(int after, std::wstring_view name) const {
+  const bool ignoreCase = (doc_.m_nDocFlags & CMarkup::DOC_IGNORECASE) != 0;
+  std::uint32_t child = after != 0 ? doc_.x_Elem(after).next : doc_.x_Elem(doc_.m_iPos).child;
+  while (child != 0) {
+    const ElemPos& element = doc_.x_Elem(static_cast<int>(child));
+    const wchar_t* const tagName = doc_.m_strDoc.data() + element.start + 1;
+    // The name and the two signs around it.
+    const bool isRoom = element.length >= name.size() + 2;
+    if (isRoom && EndsTagName(tagName[name.size()]) &&
+        SameName({tagName, name.size()}, name, ignoreCase)) {
+      break;
+    }
+    child = element.next;
+  }
+  return static_cast<int>(child);
+}
+
+bool MarkupReader::AttribOf(int element, std::wstring_view tagName, std::wstring_view name,
+                            std::wstring* buffer, std::wstring_view* value) const {
+  const std::wstring_view text = doc_.m_strDoc;
+  const std::size_t nameStart = doc_.x_Elem(element).start + 1;
+  if (!ShapesWhiteSpace(doc_.m_nDocFlags)) {
+    *value = FirstAttributeValue(text, nameStart + tagName.size(), name);
+    if (value->data() != nullptr) return true;
+  }
+  const bool ignoreCase = (doc_.m_nDocFlags & CMarkup::DOC_IGNORECASE) != 0;
+  Attribute attribute;
+  if (!FindAttribute(text, nameStart, name, ignoreCase, &attribute)) return false;
+  *value = ValueOf(attribute, buffer);
+  return true;
 }
 
 std::wstring_view MarkupReader::DataOf(int element, std::wstring* buffer) const {
   if (doc_.x_Elem(element).child != 0) return {};
   const std::wstring_view content = doc_.x_Content(element);
-  if (IsPlain(content, doc_.m_nDocFlags)) return content;
+  if (content.empty()) return content;
+  // The text goes on behind the content, with the end tag's `<`, which ends the search.
+  const wchar_t* const end = doc_.m_strDoc.data() + doc_.m_strDoc.size();
+  if (IsPlain(content, end, doc_.m_nDocFlags)) return content;
   return *buffer = doc_.x_GetData(element);
 }
 
