@@ -3,7 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdio>
+#include <map>
+#include <regex>
 #include <set>
 #include <sstream>
 
@@ -41,7 +42,7 @@ class ConfigTool : public testing::Test {
     return File(name);
   }
   void ExpectClean(const std::string& file) {
-    const ProgramResult result = Run({"config", "check", file});
+    const ProgramResult result = Run({"config", "check", "--strict", file});
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(result.output, "");
   }
@@ -49,92 +50,139 @@ class ConfigTool : public testing::Test {
   orv::test::TemporaryFolder folder_;
 };
 
-TEST_F(ConfigTool, FindsNothingInTheExamples) {
+TEST_F(ConfigTool, FindsNothingInTheExamplesAndInANewFile) {
   for (const char* name : kExamples) ExpectClean(Example(name));
-}
-
-TEST_F(ConfigTool, FindsOneFaultOfEveryKind) {
-  const ProgramResult result =
-      Run({"config", "check", Example("faulty.xml"), Example("broken.xml")});
-  EXPECT_EQ(result.exitCode, 1);
-  std::set<std::string> rules;
-  std::istringstream lines(result.output);
-  int last = 0;
-  std::string file = Example("faulty.xml") + ":";
-  for (std::string text; std::getline(lines, text);) {
-    if (!text.starts_with(file)) {
-      file = Example("broken.xml") + ":";
-      last = 0;
-    }
-    ASSERT_TRUE(text.starts_with(file)) << text;
-    int line = 0;
-    int column = 0;
-    int end = 0;
-    char severity[8] = "";
-    char rule[40] = "";
-    std::sscanf(text.c_str() + file.size(), "%d:%d: %7[a-z][%39[a-z-]]: %n", &line, &column,
-                severity, rule, &end);
-    EXPECT_THAT(severity, testing::AnyOf(testing::StrEq("error"), testing::StrEq("warning")));
-    EXPECT_TRUE(end > 0 && text.size() > file.size() + static_cast<std::size_t>(end)) << text;
-    rules.insert(rule);
-    // In the order of their places, file by file.
-    EXPECT_GE(line, last) << text;
-    last = line;
+  std::vector<std::string> arguments = {"config", "new", "--output", File("orv_conf_new3.xml")};
+  for (const int id : {0, 1, 2, 3, 4, 5, 6, 7, 9, 10, 14, 17, 18, 19, 20}) {
+    arguments.insert(arguments.end(), {"--family", std::to_string(id)});
   }
-  EXPECT_EQ(rules, (std::set<std::string>{
-                       "darkness-list",    "default-not-listed",  "default-outside-range",
-                       "digest",           "duplicate-entry",     "duplicate-family",
-                       "duplicate-option", "duplicate-property",  "element-order",
-                       "file-name",        "missing-element",     "missing-property",
-                       "no-options",       "not-a-boolean",       "not-a-number",
-                       "not-a-time",       "not-signed",          "not-well-formed",
-                       "number-too-large", "option-without-name", "property-without-name",
-                       "range-order",      "range-step",          "speed-duplicate",
-                       "speed-order",      "two-defaults",        "unknown-element",
-                       "unknown-family",   "unknown-property",    "unknown-value"}));
+  ASSERT_EQ(Run(arguments).exitCode, 0);
+  ExpectClean(File("orv_conf_new3.xml"));
+  const std::string bytes = ReadBytes(File("orv_conf_new3.xml"));
+  EXPECT_EQ(Run({"config", "sign", File("orv_conf_new3.xml")}).exitCode, 0);
+  EXPECT_EQ(ReadBytes(File("orv_conf_new3.xml")), bytes);
+  EXPECT_EQ(Run(arguments).exitCode, 1) << "the file is there already";
+  EXPECT_THAT(Run({"config", "new", "--family", "cuter"}).messages, HasSubstr("mean cutter?"));
 }
 
-TEST_F(ConfigTool, SaysWhereAndHowMuchEachFaultMatters) {
+TEST_F(ConfigTool, FindsTheFaultsOfEveryRuleWhereTheyAre) {
   const struct {
-    const char* piece;
-    const char* by;
-    const char* finding;
+    std::string piece;
+    std::string by;
+    std::string findings;  // every one but that of the digest, as LINE:COLUMN:RULE
   } cases[] = {
-      {"\"modelId\">3300<", "\"modelId\">33OO<",
-       ":19:34: warning[not-a-number]: \"modelId\" is read as 33; write only the digits of a whole "
-       "number\n"},
-      {"<label>", "<labels>", ":29:5: error[not-well-formed]: "},
-      {"<property name=\"printSpeedDefault\">100000</property>\n      <printSpeeds>",
-       "<printSpeeds>",
-       ":110:5: warning[missing-property]: \"printSpeedDefault\" is missing and takes its "
-       "default\n"},
-      {"name=\"widthMin\"", "name=\"WidthMin\" type=\"int\"", ""},
-      {"<model>", "<!-- -->\n<extra/><model>",
-       ":18:1: warning[unknown-element]: <device> has no <extra> element\n"},
-      {"\"modelId\"", "\"\x1b\"",
-       ":19:9: warning[unknown-property]: \"\\x1b\" is not known here; known are modelId, "},
-      // A belt applicator's option that is not read needs nothing.
-      {"<optionFamilies>",
-       "<optionFamilies><optionFamily><properties><property name=\"optionFamilyId\">14</property>"
-       "</properties><options><option/></options></optionFamily>",
-       ":149:114: warning[missing-element]: an option without <properties> is ignored\n"},
-      // A family is of the kind before it until it says another.
-      {"<property name=\"optionFamilyId\">1<", "<property name=\"optionFamilyID2\">1<",
-       ":171:7: warning[duplicate-family]: the family stands here twice: its options are joined\n"},
+      {"ORV model data<", "A < B<", "9:7:not-well-formed 9:34:not-well-formed"},
+      {">DXB-1<", ">DXB\xE9<", "21:39:not-utf8"},
+      {"UTF-8", "latin1", "1:21:declared-encoding"},
+      {"<label>", "<label/><label>", "29:5:missing-element 29:13:duplicate-element"},
+      {"<headsOffsetX>", "<darkness/><headsOffsetX>", "94:5:duplicate-element"},
+      {"<model>", "<labels/>text<model>", "17:5:unknown-element 17:14:stray-text"},
+      {"<printModes>", "<printModes><printMode/>", "72:17:element-not-read"},
+      {"<printSpeeds>\n        <properties>", "<printSpeeds>\n        <properties/><properties>",
+       "113:9:no-print-speed 113:22:duplicate-element"},
+      {"</printSpeeds>", "</printSpeeds><property name=\"printSpeedDefault\">75000</property>",
+       "112:7:element-order 119:21:duplicate-property"},
+      {"name=\"aRef\"", "nam=\"aRef\"", "18:7:missing-property 24:9:property-without-name"},
+      {"\"boardName\"", "\"widthMin\"", "18:7:missing-property 21:9:unknown-property"},
+      {"\"boardName\"", "\"boradName\"", "18:7:missing-property 21:9:unknown-property"},
+      {"<property name=\"color\"",
+       "<property name=\"Color\">false</property><property name=\"color\"",
+       "159:48:duplicate-property"},
+      {"\"globalOffsetYMax\"", "\"globalOffsetYStep\"",
+       "88:7:required-property 91:9:duplicate-property"},
+      {">DXB-1<", "><b/><", "21:36:element-in-value"},
+      {">6600<", ">66OO<", "19:34:not-a-number"},
+      {">6600<", ">99999999999<", "19:34:number-too-large"},
+      {"\"doubleSided\">true", "\"doubleSided\">yes", "158:38:not-a-boolean"},
+      {"XEnabled\">TRUE", "XEnabled\">true", "96:46:true-in-capitals"},
+      {"2026-03-02T08", "2026-02-29T08", "10:32:not-a-time"},
+      {"2026-03-02", "2027-03-02", "11:37:time-order"},
+      {">centered<", ">center<", "45:43:unknown-value"},
+      {">ORV-DX 600+<", "> <", "20:9:empty-name 20:36:white-space"},
+      {"MDL:", "MODE:", "23:35:device-id"},
+      {"YMin\">-20000", "YMin\">20100", "89:43:range-order"},
+      {"labelPositionStep\">500", "labelPositionStep\">300",
+       "296:50:range-step 297:53:default-outside-range"},
+      {"wrapPosDefault\">180", "wrapPosDefault\">361", "543:47:default-outside-range"},
+      {"darknessStep\">5", "darknessStep\">7", "105:39:darkness-list"},
+      {"darknessDefault\">75", "darknessDefault\">76", "107:42:darkness-list"},
+      {"DpiX\">600", "DpiX\">0", "43:41:not-positive"},
+      {"printWidth\">104000", "printWidth\">104", "42:37:unit-scale"},
+      {"printWidth\">104000", "printWidth\">104001", "42:37:print-width"},
+      {"maxGapDistance\">20000", "maxGapDistance\">1000001", "37:41:label-gap"},
+      {"ribbonSaverEnabled\">true", "ribbonSaverEnabled\">false", "67:47:default-not-offered"},
+      {">ReflectiveTop<", ">SensorTypeGap<", "123:44:default-not-listed"},
+      {"\"ThermalTransfer\">true", "\"ThermalTransfer\">false", "74:43:default-disabled"},
+      {"\"DirectThermal\"", "\"thermaltransfer\"", "74:43:default-disabled 83:11:duplicate-entry"},
+      {"\"printSpeed\">50000", "\"printSpeed\">125000", "116:39:speed-order"},
+      {"\"conveyorSpeed\">100000", "\"conveyorSpeed\">50000",
+       "302:53:default-not-listed 307:48:speed-duplicate"},
+      {"<conveyorSpeed>", "<conveyorSpeed><properties/></conveyorSpeed><conveyorSpeed>",
+       "304:28:empty-list 304:57:duplicate-element"},
+      {">17<", ">8<", "237:43:unknown-family"},
+      {">10</property>\n          <property name=\"optionFamilyType",
+       ">1</property>\n          <property name=\"optionFamilyType",
+       "342:45:family-type 398:7:duplicate-family"},
+      {">Perforator</property>\n          <property name=\"optionFamilyIm",
+       ">Cutter</property>\n          <property name=\"optionFamilyIm",
+       "423:45:duplicate-family-name"},
+      {"</optionFamily>", "</optionFamily><optionFamily/>",
+       "234:22:family-without-properties 234:22:duplicate-family 234:22:no-options"},
+      {">Guillotine<", "><", "324:15:option-without-name"},
+      {"<options>", "<options><option/>", "170:18:option-without-properties"},
+      {">Stamp 400<", ">Stamp 200<", "204:43:duplicate-option"},
+      {"Verifier V1</property>\n              <property "
+       "name=\"optionImageFile\">verifier.png</property>\n              <property "
+       "name=\"defaultOption\">FALSE",
+       "V</property><property name=\"optionImageFile\"></property><property "
+       "name=\"defaultOption\">TRUE</property></properties></"
+       "option>\n<option><properties><property name=\"optionName\">W</property><property "
+       "name=\"optionImageFile\"></property><property name=\"defaultOption\">TRUE",
+       "246:136:two-defaults"},
+      {"orv_conf_dx600p", "orv_conf_dx600", "7:39:file-name"},
+      {">12<", ">13<", "8:32:version-skips-device"},
+      {"4a6cd222c4ae19dd916afd8569f330cd6d558f9467be48752b4929d3fb9df197", "", "5:5:not-signed"},
+      {"<model>", "<!-- orv-check: allow digests, no-print-speed -->\n<model>",
+       "17:27:bad-allowance 17:36:bad-allowance"},
+      {"<model>", "<!-- orv-check: allow speed-order -->\n<model>", "17:27:unused-allowance"},
+      {"printWidth\">104000</property>",
+       "printWidth\">104001</property> <!-- orv-check: allow print-width -->", ""},
   };
+  const std::string original = ReadBytes(Example("orv_conf_dx600p.xml"));
+  std::vector<std::string> arguments = {"config", "check", "--ignore", "digest"};
+  std::vector<std::string> files;
   for (const auto& test : cases) {
-    const std::string file = Copy("orv_conf_lx300.xml", test.piece, test.by);
-    Run({"config", "sign", file});
-    const ProgramResult result = Run({"config", "check", file});
-    EXPECT_THAT(result.output, HasSubstr(*test.finding != '\0' ? file + test.finding : ""));
-    EXPECT_EQ(result.exitCode, *test.finding != '\0' ? 1 : 0) << result.output;
-    const std::string_view error = "error[";  // a warning does not come with errors
-    EXPECT_EQ(result.output.find(error) != std::string::npos,
-              std::string_view(test.finding).find(error) != std::string_view::npos);
+    const std::string folder = File(std::to_string(files.size()));
+    std::filesystem::create_directory(folder);
+    files.push_back(folder + "/orv_conf_dx600p.xml");
+    std::string bytes = original;
+    ASSERT_NE(bytes.find(test.piece), std::string::npos) << test.piece;
+    WriteBytes(files.back(), bytes.replace(bytes.find(test.piece), test.piece.size(), test.by));
+  }
+  arguments.insert(arguments.end(), files.begin(), files.end());
+  std::istringstream lines(Run(arguments).output);
+  std::map<std::string, std::string> found;
+  std::set<std::string> rules = {"digest", "not-loaded"};  // the one ignored, and what is left over
+  for (std::string text; std::getline(lines, text);) {
+    std::smatch match;
+    ASSERT_TRUE(std::regex_match(
+        text, match, std::regex("(.*xml):(\\d+:\\d+): (?:error|warning)\\[([a-z0-9-]+)\\]: .+")));
+    std::string& findings = found[match[1]];
+    findings += (findings.empty() ? "" : " ") + match[2].str() + ":" + match[3].str();
+    rules.insert(match[3]);
+  }
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    EXPECT_EQ(found[files[i]], cases[i].findings) << cases[i].by;
+  }
+
+  std::istringstream all(Run({"config", "check", "--explain"}).output);
+  std::string text;
+  for (std::getline(all, text); std::getline(all, text) && !text.empty();) {
+    EXPECT_EQ(rules.count(text.substr(0, text.find(' '))), 1u) << text;
   }
 }
 
-TEST_F(ConfigTool, PrintsFindingsAsJsonAndGoesOnBehindAnUnreadableFile) {
+TEST_F(ConfigTool, WarningsCountWhenTheyAreAskedToAndNotIgnored) {
   const std::string file = Copy("orv_conf_nx200.xml", ">13<", ">13 <");
   WriteBytes(File("bad.xml"), "CNF\x01" + std::string(32, 'x'));
   const ProgramResult result =
@@ -143,8 +191,69 @@ TEST_F(ConfigTool, PrintsFindingsAsJsonAndGoesOnBehindAnUnreadableFile) {
   EXPECT_THAT(result.messages, HasSubstr("cannot read " + File("none.xml")));
   EXPECT_THAT(result.messages, HasSubstr("bad.xml cannot be decrypted"));
   EXPECT_THAT(result.output, StartsWith("[\n  {\n    \"file\": \""));
-  EXPECT_THAT(result.output, HasSubstr("\"line\": 8,\n    \"column\": 32,\n    \"severity\": "
-                                       "\"warning\",\n    \"rule\": \"not-a-number\",\n"));
+  EXPECT_THAT(result.output,
+              HasSubstr("\"line\": 9,\n    \"column\": 32,\n    \"severity\": \"warning\",\n"
+                        "    \"rule\": \"not-a-number\",\n    \"text\": \"\\\"version\\\" is read "
+                        "as 13\",\n    \"allowed\": \"the digits of a whole number, nothing "
+                        "else\",\n    \"write\": \"13\"\n  }"));
+  EXPECT_EQ(Run({"config", "check", file}).exitCode, 0);
+  EXPECT_EQ(Run({"config", "check", "--strict", file}).exitCode, 1);
+  EXPECT_EQ(
+      Run({"config", "check", "--strict", "--ignore", "digest", "--ignore", "not-a-number", file})
+          .exitCode,
+      0);
+  const ProgramResult broken = Run({"config", "check", Example("broken.xml")});
+  EXPECT_EQ(broken.exitCode, 1);
+  EXPECT_THAT(broken.output,
+              HasSubstr("broken.xml:12:3: error[not-well-formed]: the end tag closes "
+                        "no open element: device\n"));
+  for (const char* option : {"--explain", "--ignore"}) {
+    const ProgramResult unknown = Run({"config", "check", option, "range-stpe"});
+    EXPECT_EQ(unknown.exitCode, 2);
+    EXPECT_THAT(unknown.messages, HasSubstr("did you mean range-step?"));
+  }
+  std::string page = ReadBytes(ORV_RULES_PAGE);
+  std::erase(page, '\r');
+  EXPECT_EQ(Run({"config", "check", "--explain", "all", "--markdown"}).output, page)
+      << "print it anew: orv config check --explain all --markdown > docs/config-check.md";
+}
+
+TEST_F(ConfigTool, TellsTwoModelsApartByMeaning) {
+  const std::string file = Copy("orv_conf_lx300.xml");
+  std::string bytes = ReadBytes(file);
+  const std::pair<std::string, std::string> changes[] = {
+      {"widthMax\">106000", "WidthMax\">114500"},  // letter case says nothing
+      {"2026-03-02", "2025-03-02"},                // nor does when the file was made
+      {"printSpeed\">50000", "printSpeed\">60000"},
+      {">Rotary knife<", ">Rotary cutter<"},
+      {"offset1Max\">20000", "offset1Max\">25000"},
+      {"Family>\n        <properties>\n          <property name=\"optionFamilyId\">0",
+       "Family>\n        <properties>\n          <property name=\"optionFamilyId\">5"},
+      {"\"DirectThermal\"", "\"Swap\""},
+      {"\"ThermalTransfer\">", "\"DirectThermal\">"},
+      {"\"Swap\"", "\"ThermalTransfer\""},
+  };
+  for (const auto& [piece, by] : changes) bytes.replace(bytes.find(piece), piece.size(), by);
+  WriteBytes(file, bytes);
+  const ProgramResult result = Run({"config", "diff", Example("orv_conf_lx300.xml"), file});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.output,
+            "label\n"
+            "  ~  widthMax  106 mm -> 114.5 mm\n"
+            "printModes\n"
+            "  ~  order     ThermalTransfer, DirectThermal -> DirectThermal, ThermalTransfer\n"
+            "printSpeeds\n"
+            "  -  50 mm/s\n"
+            "  +  60 mm/s\n"
+            "optionFamilies\n"
+            "  ~  cutter \"Guillotine\" offset1Max  20 mm -> 25 mm\n"
+            "  -  tearOff\n"
+            "  -  cutter \"Rotary knife\"\n"
+            "  +  cutter \"Rotary cutter\"\n"
+            "  +  rewinder\n");
+  const ProgramResult same = Run({"config", "diff", "--json", file, file});
+  EXPECT_EQ(same.exitCode, 0);
+  EXPECT_EQ(same.output, "{\n  \"same\": true,\n  \"changes\": []\n}\n");
 }
 
 TEST_F(ConfigTool, SignsPlainAndProtectedFiles) {
@@ -168,7 +277,7 @@ TEST_F(ConfigTool, SignsPlainAndProtectedFiles) {
   EXPECT_THAT(Run({"config", "check", file}).output, testing::Not(HasSubstr("[digest]")));
 
   file = Copy("orv_conf_lx300.xml", ">LXB-2<", ">LXB-3<");
-  EXPECT_THAT(Run({"config", "check", file}).output, HasSubstr(":13:7: warning[digest]: "));
+  EXPECT_THAT(Run({"config", "check", file}).output, HasSubstr(":13:31: warning[digest]: "));
   ASSERT_EQ(Run({"config", "protect", file, file}).exitCode, 0);
   EXPECT_EQ(Run({"config", "sign", file}).exitCode, 0);
   EXPECT_THAT(ReadBytes(file), StartsWith("CNF\x01"));

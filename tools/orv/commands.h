@@ -19,6 +19,11 @@ void AddStockCommands(CLI::App* program);
 void AddLogCommands(CLI::App* program);
 void AddXmlCommands(CLI::App* program);
 
+/// `orv config check`, `diff` and `new`, part of the group of configuration files.
+void AddConfigCheckCommand(CLI::App* group);
+void AddConfigDiffCommand(CLI::App* group);
+void AddConfigNewCommand(CLI::App* group);
+
 /// `orv printers config`, part of the printers' group.
 void AddPrinterConfigCommand(CLI::App* printers);
 

@@ -1,54 +1,67 @@
 #include "tools/orv/config_check.h"
 
 #include <algorithm>
-#include <list>
 #include <set>
 #include <span>
 
 #include "orv/config/config_parser.h"
 #include "orv/text/format.h"
 #include "orv/xml/markup.h"
+#include "tools/orv/check_allowances.h"
+#include "tools/orv/check_properties.h"
 #include "tools/orv/config_rules.h"
+#include "tools/orv/spelling.h"
 #include "tools/orv/xml_faults.h"
 
 namespace orv::tool {
 namespace {
 
-/// A property as it stands in the file.
-struct FoundProperty {
-  std::wstring name;
-  std::wstring value;
-  int offset;
-};
-using FoundProperties = std::vector<FoundProperty>;
-
-/// The last property of a key, which is the one that counts; null when there is none.
-const FoundProperty* Find(const FoundProperties& properties, std::wstring_view key) {
-  const FoundProperty* found = nullptr;
-  for (const FoundProperty& property : properties) {
-    if (EqualsIgnoreCase(property.name, key)) found = &property;
+std::vector<std::wstring_view> KeysOf(std::span<const PropertyRule> rules) {
+  std::vector<std::wstring_view> keys;
+  for (const PropertyRule& rule : rules) {
+    if (rule.kind != ValueKind::kIgnored) keys.push_back(rule.key);
   }
-  return found;
+  return keys;
 }
 
-/// How much of a text is the number that the loader reads from it.
-enum class NumberForm { kWhole, kPartly, kNone, kTooLarge };
-
-NumberForm FormOfNumber(std::wstring_view text) {
-  const std::size_t first = text.find_first_not_of(L" \t\r\n\v\f");
-  if (first == text.npos) return NumberForm::kNone;
-  std::size_t at = first + (text[first] == L'-' || text[first] == L'+');
-  const std::size_t digits = at;
-  while (at < text.size() && text[at] >= L'0' && text[at] <= L'9') ++at;
-  if (at == digits) return NumberForm::kNone;
-  if (at != text.size() || first != 0) return NumberForm::kPartly;
-  const std::wstring_view magnitude =
-      text.substr(std::min(text.find_first_not_of(L'0', digits), at - 1));
-  const std::wstring limit = text[first] == L'-' ? L"2147483648" : L"2147483647";
-  if (magnitude.size() > limit.size() || (magnitude.size() == limit.size() && magnitude > limit)) {
-    return NumberForm::kTooLarge;
+/// The element whose properties know a key, as a path; empty when there is none.
+std::wstring HomeOf(std::wstring_view key, std::span<const ElementRule> elements) {
+  for (const ElementRule& element : elements) {
+    for (const PropertyRule& rule : element.properties) {
+      if (EqualsIgnoreCase(rule.key, key)) return element.name;
+    }
+    const std::wstring inner = HomeOf(key, element.children);
+    if (inner == L"properties") return element.name;
+    if (!inner.empty()) return inner;
   }
-  return NumberForm::kWhole;
+  return {};
+}
+
+/// The kind of family that an identifier stands for; null for none.
+const wchar_t* FamilyName(std::int32_t id) {
+  const wchar_t* name = nullptr;
+  ForEachFamily([&](auto family) {
+    if (family.id == id && name == nullptr) name = family.name;
+  });
+  return name;
+}
+
+/// The first identifier of a kind of family; -1 for a name of none.
+std::int32_t FamilyNamed(std::wstring_view name) {
+  std::int32_t id = -1;
+  ForEachFamily([&](auto family) {
+    if (id < 0 && EqualsIgnoreCase(family.name, name)) id = family.id;
+  });
+  return id;
+}
+
+/// All identifiers and what they stand for.
+std::wstring FamilyList() {
+  std::wstring text;
+  ForEachFamily([&](auto family) {
+    text += (text.empty() ? L"" : L", ") + std::to_wstring(family.id) + L" " + family.name;
+  });
+  return text;
 }
 
 class Checker {
@@ -58,120 +71,168 @@ class Checker {
   }
 
   std::vector<Finding> Run() {
-    ReportSyntax();
+    CheckEncoding();
+    for (const XmlFault& fault : FaultsOf(xml_.GetResult())) {
+      Report(L"not-well-formed", fault.offset, fault.text);
+    }
+    xml_.ResetPos();
     if (!xml_.FindElem(L"xmlData")) {
-      Report(Severity::kError, L"missing-element", 0, L"the root element must be <xmlData>");
+      Report(L"missing-element", 0, L"the root element is not <xmlData>", L"<xmlData>");
     } else {
       CheckRoot();
     }
     // Whatever the rules above do not know of: the loader has the last word.
     Config config;
-    CMarkup fresh(xml_.GetDoc());
+    CMarkup fresh;
+    fresh.SetDoc(xml_.GetDoc());
     const CString error = CConfigParser::Parse(fresh, config, nullptr);
-    if (isWellFormed_ && !error.empty() && !HasErrors()) {
-      Report(Severity::kError, L"not-loaded", 0, error);
-    }
-    std::stable_sort(findings_.begin(), findings_.end(),
-                     [](const Finding& a, const Finding& b) { return a.offset < b.offset; });
-    return std::move(findings_);
+    if (isWellFormed_ && !error.empty() && !findings_.HasErrors()) Report(L"not-loaded", 0, error);
+    return WithoutAllowed(xml_.GetDoc(), &findings_);
   }
 
  private:
-  void Report(Severity severity, const wchar_t* rule, int offset, std::wstring text) {
-    findings_.push_back({severity, rule, std::max(offset, 0), std::move(text)});
-  }
-  void Warn(const wchar_t* rule, int offset, std::wstring text) {
-    Report(Severity::kWarning, rule, offset, std::move(text));
+  void Report(RuleName rule, int offset, std::wstring text, std::wstring allowed = {},
+              std::wstring proposal = {}) {
+    findings_.Report(rule, offset, std::move(text), std::move(allowed), std::move(proposal));
   }
 
-  bool HasErrors() const {
-    return std::any_of(findings_.begin(), findings_.end(),
-                       [](const Finding& finding) { return finding.severity == Severity::kError; });
-  }
-
-  /// Every fault that the parser met.
-  void ReportSyntax() {
-    for (const XmlFault& fault : FaultsOf(xml_.GetResult())) {
-      Report(Severity::kError, L"not-well-formed", fault.offset, fault.text);
+  void CheckEncoding() {
+    const std::size_t bad = xml_.GetDoc().find(L'\uFFFD');
+    if (bad != std::wstring::npos) {
+      Report(L"not-utf8", static_cast<int>(bad), L"there are bytes here that are not UTF-8",
+             L"UTF-8");
+    }
+    if (xml_.FindNode(CMarkup::NODE_PROCESSING_INSTRUCTION) == 0 || xml_.GetTagName() != L"xml") {
+      return;
+    }
+    const std::wstring encoding = xml_.GetAttrib(L"encoding");
+    if (!encoding.empty() && !EqualsIgnoreCase(encoding, L"utf-8")) {
+      Report(L"declared-encoding", xml_.GetAttribOffset(L"encoding"),
+             L"the file declares " + encoding + L" and is read as UTF-8", L"UTF-8", L"UTF-8");
     }
   }
 
   void CheckRoot() {
-    const FoundProperties* const info = CheckFileInfoFirst();
-    const bool hasDevice = info == nullptr || Find(*info, L"version") == nullptr ||
-                           ToInt(Find(*info, L"version")->value) < 13;
+    rootOffset_ = xml_.GetElemOffset();
+    ReadFileInfo();
+    const FoundProperty* const version = Find(fileInfo_, L"version");
+    readsDevice_ = version == nullptr || ToInt(version->value) < 13;
     xml_.IntoElem();
-    CheckChildren(hasDevice ? std::span<const ElementRule>(kRoot)
-                            : std::span<const ElementRule>(kRootWithoutDevice),
+    CheckChildren(readsDevice_ ? std::span<const ElementRule>(kRoot)
+                               : std::span<const ElementRule>(kRootWithoutDevice),
                   L"xmlData", rootOffset_);
     xml_.OutOfElem();
   }
 
   /// Reads the version before the walk; the walk reports what is wrong with the section.
-  const FoundProperties* CheckFileInfoFirst() {
-    rootOffset_ = xml_.GetElemOffset();
+  void ReadFileInfo() {
     CMarkup look(xml_);
     if (!look.FindChildElem(L"fileInfo") || !look.IntoElem() ||
         !look.FindChildElem(L"properties") || !look.IntoElem()) {
-      return nullptr;
+      return;
     }
     look.IntoElem();
     while (look.FindElem(L"property")) {
-      fileInfo_.push_back({look.GetAttrib(L"name"), look.GetData(), look.GetElemOffset()});
+      fileInfo_.push_back({look.GetAttrib(L"name"), look.GetData(), look.GetElemOffset(), 0});
     }
-    return &fileInfo_;
   }
 
+  /// A child element with a rule.
+  struct Child {
+    std::size_t rule;
+    int offset;
+    bool isRead = false;
+  };
+
   /// Checks what is in the element that the document is inside of: which elements, in which order,
-  /// and each of them.
-  /// `hasProperties` says that `property` elements, which have rules of their own, may stand there
-  /// as well.
+  /// and each of them that is read. `hasProperties` says that `property` elements, which have rules
+  /// of their own, may stand there as well.
   void CheckChildren(std::span<const ElementRule> rules, const std::wstring& parent, int offset,
                      bool hasProperties = false) {
+    std::vector<std::wstring_view> names;
+    for (const ElementRule& rule : rules) names.push_back(rule.name);
+    std::vector<Child> children;
+    int last = -1;  // the properties are read before the elements, and nothing backwards
     xml_.ResetMainPos();
-    std::vector<int> firstAt(rules.size(), -1);
-    int lastProperty = -1;
     while (xml_.FindElem()) {
       const std::wstring name = xml_.GetTagName();
       const int at = xml_.GetElemOffset();
-      const auto rule = std::find_if(rules.begin(), rules.end(), [&](const ElementRule& candidate) {
-        return EqualsIgnoreCase(candidate.name, name);
+      const auto rule = std::find_if(names.begin(), names.end(), [&](std::wstring_view known) {
+        return EqualsIgnoreCase(known, name);
       });
-      if (rule == rules.end()) {
-        if (hasProperties && EqualsIgnoreCase(name, L"property")) {
-          lastProperty = at;
-        } else {
-          Warn(L"unknown-element", at, L"<" + parent + L"> has no <" + name + L"> element");
-        }
-        continue;
+      if (rule != names.end()) {
+        children.push_back({static_cast<std::size_t>(rule - names.begin()), at});
+      } else if (hasProperties && EqualsIgnoreCase(name, L"property")) {
+        last = at;
+      } else {
+        std::vector<std::wstring_view> known = names;
+        if (hasProperties) known.push_back(L"property");
+        Report(L"unknown-element", at, L"<" + parent + L"> has no <" + name + L"> element",
+               Join(known), std::wstring(Nearest(name, known)));
       }
-      int& first = firstAt[static_cast<std::size_t>(rule - rules.begin())];
-      if (first >= 0 && rule->need != Need::kMany) {
-        Warn(L"duplicate-element", at, L"only the first <" + name + L"> is read");
-        continue;
-      }
-      if (first < 0) first = at;
-      CheckElement(*rule);
     }
+    FindRead(rules, parent, offset, last, &children);
+    auto child = children.begin();
+    xml_.ResetMainPos();
+    while (xml_.FindElem()) {
+      if (child == children.end() || xml_.GetElemOffset() != child->offset) continue;
+      if (child->isRead) CheckElement(rules[child->rule]);
+      ++child;
+    }
+    CheckStrayText(parent);
+  }
 
-    // The properties are read before the elements, and nothing is searched backwards.
-    int last = lastProperty;
+  /// Finds out, as the loader does, which children are read, and reports the others. `last` is the
+  /// offset from which on elements are searched.
+  void FindRead(std::span<const ElementRule> rules, const std::wstring& parent, int offset,
+                int last, std::vector<Child>* children) {
     const wchar_t* lastName = L"property";
     for (std::size_t i = 0; i < rules.size(); ++i) {
-      const std::wstring name = rules[i].name;
-      if (firstAt[i] < 0) {
-        if (rules[i].need == Need::kRequired) {
-          Report(Severity::kError, L"missing-element", offset,
-                 L"<" + parent + L"> must hold a <" + name + L"> element");
+      const std::wstring tag = std::wstring(L"<") + rules[i].name + L">";
+      const bool isRequired = rules[i].need == Need::kRequired;
+      const Child* first = nullptr;
+      const Child* early = nullptr;
+      int from = last;
+      for (Child& child : *children) {
+        if (child.rule != i) continue;
+        if (child.offset < from) {
+          early = early != nullptr ? early : &child;
+        } else if (first == nullptr || rules[i].need == Need::kMany) {
+          child.isRead = true;
+          first = first != nullptr ? first : &child;
+          last = child.offset;
         }
-      } else if (firstAt[i] < last) {
-        Report(rules[i].need == Need::kRequired ? Severity::kError : Severity::kWarning,
-               L"element-order", firstAt[i],
-               L"<" + name + L"> is not found here: it must stand after <" + lastName + L">");
-      } else {
-        last = firstAt[i];
-        lastName = rules[i].name;
       }
+      const std::wstring behind = std::wstring(L"behind <") + lastName + L">";
+      for (const Child& child : *children) {
+        if (child.rule != i || child.isRead) continue;
+        if (first != nullptr && rules[i].need != Need::kMany) {
+          Report(L"duplicate-element", child.offset, L"this " + tag + L" is not read",
+                 L"one " + tag);
+        } else if (!isRequired) {
+          Report(L"element-not-read", child.offset, tag + L" is not found here", behind);
+        }
+      }
+      if (first != nullptr) {
+        lastName = rules[i].name;
+      } else if (isRequired && early != nullptr) {
+        Report(L"element-order", early->offset, tag + L" is not found here", behind);
+      } else if (isRequired) {
+        Report(L"missing-element", offset, L"<" + parent + L"> has no " + tag + L" element", {},
+               tag + L" ... </" + rules[i].name + L">");
+      }
+    }
+  }
+
+  /// Reports text among the elements that the document is inside of.
+  void CheckStrayText(const std::wstring& parent) {
+    if (!isWellFormed_) return;  // text is often what is left of markup
+    xml_.ResetMainPos();
+    while (xml_.FindNode(CMarkup::NODE_TEXT | CMarkup::NODE_CDATA_SECTION) != 0) {
+      const std::size_t at = xml_.GetDoc().find_first_not_of(
+          L" \t\r\n", static_cast<std::size_t>(std::max(xml_.GetElemOffset(), 0)));
+      Report(L"stray-text", static_cast<int>(at), L"text in <" + parent + L"> is not read",
+             L"elements");
     }
   }
 
@@ -179,308 +240,289 @@ class Checker {
   void CheckElement(const ElementRule& rule) {
     const int offset = xml_.GetElemOffset();
     const std::wstring name = rule.name;
+    if (rule.occurrence == Occurrence::kElsewhere) {
+      if (name == L"optionFamilies") {
+        xml_.IntoElem();
+        CheckFamilies();
+        xml_.OutOfElem();
+      }
+      return;
+    }
     xml_.IntoElem();
     if (!rule.properties.empty()) {
       const FoundProperties found = CheckProperties(rule.properties, rule.occurrence, offset);
-      CheckGroups(rule.properties, found);
-      CheckMeaning(rule, found, offset);
+      // A range of darkness has a rule of its own, which the loader enforces.
+      if (rule.properties.data() != kDarknessRules.data()) {
+        CheckGroups(rule.properties, found, &findings_);
+      }
+      CheckMeaning(rule.properties.data(), found, offset);
     }
-    if (name == L"optionFamilies") CheckFamilies();
-    if (rule.occurrence != Occurrence::kElsewhere) {
-      CheckChildren(rule.children, name, offset, !rule.properties.empty());
-    }
+    CheckChildren(rule.children, name, offset, !rule.properties.empty());
     xml_.OutOfElem();
     if (name == kPrintModeList.section) CheckEntries(kPrintModeList, offset);
     if (name == kSensorTypeList.section) CheckEntries(kSensorTypeList, offset);
-    const bool isRead = rule.occurrence != Occurrence::kElsewhere;
-    if (name == L"device" && isRead && speeds_.empty()) {
-      Report(Severity::kError, L"no-print-speed", offset,
-             L"the device needs a <printSpeed> with at least one \"printSpeed\" property");
-    }
+  }
+
+  FoundProperty PropertyHere() {
+    const int offset = xml_.GetElemOffset();
+    const int content = xml_.GetContentOffset();
+    return {xml_.GetAttrib(L"name"), xml_.GetData(), offset, content >= 0 ? content : offset};
   }
 
   /// Checks the `property` elements in the element that the document is inside of.
   FoundProperties CheckProperties(std::span<const PropertyRule> rules, Occurrence occurrence,
                                   int offset) {
     FoundProperties found;
-    std::vector<bool> seen(rules.size());
     xml_.ResetMainPos();
     while (xml_.FindElem(L"property")) {
-      FoundProperty property{xml_.GetAttrib(L"name"), xml_.GetData(), xml_.GetElemOffset()};
-      if (property.name.empty()) {
-        Warn(L"property-without-name", property.offset,
-             L"the property needs a name attribute: <property name=\"…\">");
-      }
+      FoundProperty property = PropertyHere();
       const auto rule =
           std::find_if(rules.begin(), rules.end(), [&](const PropertyRule& candidate) {
             return EqualsIgnoreCase(candidate.key, property.name);
           });
-      if (rule == rules.end()) {
-        if (!property.name.empty()) {
-          Warn(L"unknown-property", property.offset,
-               L"\"" + property.name + L"\" is not known here; known are " + KeysOf(rules));
-        }
+      if (property.name.empty()) {
+        std::wstring key;
+        std::wstring value;
+        xml_.GetNthAttrib(0, key, value);
+        Report(L"property-without-name", property.offset, L"the property has no name attribute",
+               Join(KeysOf(rules)), L"<property name=\"" + value + L"\">");
+      } else if (rule == rules.end()) {
+        ReportUnknown(rules, property);
       } else {
-        const std::size_t index = static_cast<std::size_t>(rule - rules.begin());
-        if (occurrence != Occurrence::kMany && seen[index]) {
-          Warn(L"duplicate-property", property.offset,
-               L"\"" + property.name + L"\" stands here twice; the last one counts");
+        if (occurrence != Occurrence::kMany && Find(found, property.name) != nullptr) {
+          Report(L"duplicate-property", property.offset,
+                 L"\"" + property.name + L"\" stands here twice, and this one counts",
+                 L"one of them");
         }
-        seen[index] = true;
-        CheckValue(*rule, property, xml_.GetContentOffset());
+        if (xml_.FindChildElem()) {
+          Report(L"element-in-value", property.valueOffset,
+                 L"\"" + property.name + L"\" is empty because an element is in it", L"text");
+        } else {
+          CheckValue(*rule, property, &findings_);
+        }
       }
       found.push_back(std::move(property));
     }
-    if (occurrence == Occurrence::kEachOnce) {
-      for (const PropertyRule& rule : rules) {
-        // A file without a digest has a finding of its own.
-        if (rule.kind == ValueKind::kIgnored || rule.key == L"sha256" ||
-            Find(found, rule.key) != nullptr) {
-          continue;
-        }
-        const bool fails = rule.kind == ValueKind::kRequiredInteger &&
-                           !(rule.key == L"headsOffsetXMin" && Find(found, L"headsOffsetXEnabled"));
-        Report(fails ? Severity::kError : Severity::kWarning, L"missing-property", offset,
-               L"\"" + std::wstring(rule.key) + L"\" is missing" +
-                   (fails ? L": the file does not load without it" : L" and takes its default"));
-      }
-    }
+    if (occurrence == Occurrence::kEachOnce) ReportMissing(rules, found, offset);
     return found;
   }
 
-  static std::wstring KeysOf(std::span<const PropertyRule> rules) {
-    std::wstring text;
-    for (const PropertyRule& rule : rules) {
-      if (rule.kind == ValueKind::kIgnored) continue;
-      if (!text.empty()) text += L", ";
-      text += rule.key;
-    }
-    return text.empty() ? L"none" : text;
+  void ReportUnknown(std::span<const PropertyRule> rules, const FoundProperty& property) {
+    const std::vector<std::wstring_view> keys = KeysOf(rules);
+    std::wstring text = L"\"" + property.name + L"\" is not known here";
+    const std::wstring home = HomeOf(property.name, kRoot);
+    if (!home.empty()) text += L"; it belongs to <" + home + L">";
+    Report(L"unknown-property", property.offset, text, Join(keys),
+           home.empty() ? std::wstring(Nearest(property.name, keys)) : std::wstring());
   }
 
-  void CheckValue(const PropertyRule& rule, const FoundProperty& property, int valueOffset) {
-    const int offset = valueOffset >= 0 ? valueOffset : property.offset;
-    const std::wstring what = L"\"" + property.name + L"\" ";
-    const std::wstring_view value = property.value;
-    switch (rule.kind) {
-      case ValueKind::kInteger:
-      case ValueKind::kRequiredInteger:
-        switch (FormOfNumber(value)) {
-          case NumberForm::kWhole:
-            break;
-          case NumberForm::kPartly:
-            Warn(L"not-a-number", offset,
-                 what + L"is read as " + std::to_wstring(ToInt(value)) +
-                     L"; write only the digits of a whole number");
-            break;
-          case NumberForm::kNone:
-            Warn(L"not-a-number", offset, what + L"must be a whole number; it is read as 0");
-            break;
-          case NumberForm::kTooLarge:
-            Warn(L"number-too-large", offset,
-                 what + L"is read as " + std::to_wstring(ToInt(value)) +
-                     L", the nearest number of 32 bits");
-            break;
-        }
-        break;
-      case ValueKind::kBoolean:
-        if (!ToBool(value) && !EqualsIgnoreCase(value, L"false")) {
-          Warn(L"not-a-boolean", offset, what + L"must be true or false; it is read as false");
-        }
-        break;
-      case ValueKind::kUpperCaseBoolean:
-        if (!ToUpperCaseBool(value) && !EqualsIgnoreCase(value, L"false")) {
-          Warn(L"not-a-boolean", offset,
-               what + L"is read as false: only TRUE in capitals is true here");
-        }
-        break;
-      case ValueKind::kDateTime:
-        if (value.size() != 19) {
-          Warn(L"not-a-time", offset, what + L"must look like 2026-03-02T08:00:00; it is ignored");
-        }
-        break;
-      case ValueKind::kGuidance:
-        if (std::none_of(std::begin(kGuidanceNames), std::end(kGuidanceNames),
-                         [&](const auto& known) { return EqualsIgnoreCase(known.name, value); })) {
-          Warn(L"unknown-value", offset, what + L"must be left, centered or right; it is ignored");
-        }
-        break;
-      case ValueKind::kText:
-      case ValueKind::kIgnored:
-        break;
-    }
-  }
-
-  /// Checks that the minimum, maximum, step and default of every group agree.
-  void CheckGroups(std::span<const PropertyRule> rules, const FoundProperties& properties) {
+  void ReportMissing(std::span<const PropertyRule> rules, const FoundProperties& found,
+                     int offset) {
     for (const PropertyRule& rule : rules) {
-      constexpr std::wstring_view kMin = L"Min";
-      const FoundProperty* const min =
-          rule.key.ends_with(kMin) ? Find(properties, rule.key) : nullptr;
-      if (min == nullptr) continue;
-      const std::wstring stem(rule.key.substr(0, rule.key.size() - kMin.size()));
-      const FoundProperty* const max = Find(properties, stem + L"Max");
-      const FoundProperty* const step = Find(properties, stem + L"Step");
-      const FoundProperty* const byDefault = Find(properties, stem + L"Default");
-      if (max == nullptr) continue;
-      const std::int64_t low = ToInt(min->value);
-      const std::int64_t high = ToInt(max->value);
-      if (low > high) {
-        Warn(L"range-order", min->offset,
-             L"\"" + min->name + L"\" is above \"" + max->name + L"\"");
+      // A file without a digest has a finding of its own.
+      if (rule.kind == ValueKind::kIgnored || rule.key == L"sha256" ||
+          Find(found, rule.key) != nullptr) {
         continue;
       }
-      const std::int64_t width = step != nullptr ? ToInt(step->value) : 1;
-      if (width <= 0 && low != high) {
-        Warn(L"range-step", step->offset, L"\"" + step->name + L"\" must be above 0");
-      } else if (width > 0 && (high - low) % width != 0) {
-        Warn(L"range-step", step->offset,
-             L"\"" + step->name + L"\" does not lead from the minimum to the maximum");
-      }
-      if (byDefault == nullptr) continue;
-      const std::int64_t value = ToInt(byDefault->value);
-      if (value < low || value > high) {
-        Warn(L"default-outside-range", byDefault->offset,
-             Format(L"\"%ls\" must be from %lld to %lld", byDefault->name.c_str(),
-                    static_cast<long long>(low), static_cast<long long>(high)));
-      } else if (width > 0 && (value - low) % width != 0) {
-        Warn(L"default-outside-range", byDefault->offset,
-             L"\"" + byDefault->name + L"\" is not reached by the step");
+      const std::wstring what = L"\"" + std::wstring(rule.key) + L"\" is missing";
+      const std::wstring proposal =
+          L"<property name=\"" + std::wstring(rule.key) + L"\">...</property>";
+      const bool isMinWithEnabled =
+          rule.key == L"headsOffsetXMin" && Find(found, L"headsOffsetXEnabled") != nullptr;
+      if (rule.kind == ValueKind::kRequiredInteger && !isMinWithEnabled) {
+        Report(L"required-property", offset, what + L", and the file does not load without it", {},
+               proposal);
+      } else {
+        Report(L"missing-property", offset, what + L" and takes its default", {}, proposal);
       }
     }
   }
 
-  /// What certain sections must say beyond the form of each property.
-  void CheckMeaning(const ElementRule& rule, const FoundProperties& found, int offset) {
-    if (rule.properties.data() == kFileInfoRules.data()) CheckFileInfo(found, offset);
-    if (rule.properties.data() == kDarknessRules.data()) CheckDarkness(found, offset);
-    if (rule.properties.data() == kPrintSpeedDefaultRules && !found.empty()) {
-      speedDefault_ = found.back();
+  /// What certain sections must say beyond the form of each property. `section` tells which one it
+  /// is by its rules.
+  void CheckMeaning(const PropertyRule* section, const FoundProperties& found, int offset) {
+    if (section == kFileInfoRules.data()) CheckFileInfo(found, offset);
+    if (section == kModelRules.data()) CheckModel(found, &findings_);
+    if (section == kLabelRules.data()) {
+      CheckLabel(found, &findings_);
+      label_ = found;
     }
-    if (rule.properties.data() == kPrintSpeedRules) CheckSpeeds(found);
-    if (rule.properties.data() == kPrintModesRules || rule.properties.data() == kSensorTypesRules) {
-      entryDefault_ = found.empty() ? FoundProperty{{}, {}, -1} : found.back();
+    if (section == kGeneralSettingsRules.data()) CheckGeneralSettings(found, label_, &findings_);
+    if (section == kDarknessRules.data()) CheckDarkness(found, &findings_);
+    if (section == kPrintSpeedDefaultRules) speedDefault_ = found;
+    if (section == kPrintSpeedRules) {
+      if (Find(found, L"printSpeed") == nullptr) {
+        Report(L"no-print-speed", offset, L"the printer has no print speed", {},
+               L"<property name=\"printSpeed\">...</property>");
+      }
+      CheckSpeeds(found, L"printSpeed", Find(speedDefault_, L"printSpeedDefault"), &findings_);
+    }
+    if (section == kConveyorSpeedRules) {
+      if (Find(found, L"conveyorSpeed") == nullptr) {
+        Report(L"empty-list", offset, L"the option has no conveyor speed", {},
+               L"<property name=\"conveyorSpeed\">...</property>");
+      }
+      CheckSpeeds(found, L"conveyorSpeed", Find(option_, L"conveyorSpeedDefault"), &findings_);
+    }
+    if (section == kPrintModesRules || section == kSensorTypesRules) {
+      entryDefault_ = found;
       entries_.clear();
     }
-    if (rule.properties.data() == kPrintModeRules.data() ||
-        rule.properties.data() == kSensorTypeRules.data()) {
+    if (section == kPrintModeRules.data() || section == kSensorTypeRules.data()) {
       entries_.insert(entries_.end(), found.begin(), found.end());
     }
   }
 
   void CheckFileInfo(const FoundProperties& found, int offset) {
+    CheckTimes(found, &findings_);
+    const FoundProperty* const version = Find(found, L"version");
+    CMarkup look(xml_);
+    look.ResetPos();
+    if (!readsDevice_ && look.FindElem(L"xmlData") && look.FindChildElem(L"device")) {
+      Report(L"version-skips-device", version->valueOffset,
+             L"the device of a file of this version is not read", L"at most 12", L"12");
+    }
     const FoundProperty* const name = Find(found, L"configfilename");
     if (name != nullptr && !fileName_.empty() && !EqualsIgnoreCase(name->value, fileName_)) {
-      Warn(L"file-name", name->offset,
-           L"the file calls itself \"" + name->value + L"\" and is named \"" + fileName_ + L"\"");
+      Report(L"file-name", name->valueOffset,
+             L"the file calls itself \"" + name->value + L"\" and is named \"" + fileName_ + L"\"",
+             L"the name of the file", fileName_);
     }
     const FoundProperty* const digest = Find(found, L"sha256");
     if (digest == nullptr || digest->value.empty()) {
-      return Warn(L"not-signed", offset, L"the file has no digest; add one with orv config sign");
+      return Report(L"not-signed", offset, L"the file has no digest", {}, L"orv config sign");
     }
     const CString computed = ConfigDigest(xml_.GetDoc(), digest->value);
     if (computed != digest->value) {
-      Warn(L"digest", digest->offset,
-           L"the digest is not that of the file, which would be " + computed +
-               L"; put it right with orv config sign");
-    }
-  }
-
-  void CheckDarkness(const FoundProperties& found, int offset) {
-    const auto number = [&](const wchar_t* key) {
-      const FoundProperty* const property = Find(found, key);
-      return property != nullptr ? ToInt(property->value) : 0;
-    };
-    std::list<int> values;
-    const CString error = CConfigParser::GenerateListValues(
-        number(L"darknessMin"), number(L"darknessMax"), number(L"darknessStep"),
-        number(L"darknessDefault"), values);
-    if (!error.empty()) Report(Severity::kError, L"darkness-list", offset, error);
-  }
-
-  void CheckSpeeds(const FoundProperties& found) {
-    std::int32_t last = 0;
-    for (const FoundProperty& property : found) {
-      if (!EqualsIgnoreCase(property.name, L"printSpeed")) continue;
-      const std::int32_t speed = ToInt(property.value);
-      if (!speeds_.insert(speed).second) {
-        Warn(L"speed-duplicate", property.offset, L"this print speed stands in the list already");
-      } else if (speed < last) {
-        Warn(L"speed-order", property.offset, L"print speeds should ascend");
-      }
-      last = speed;
-    }
-    if (speedDefault_.offset >= 0 && !speeds_.contains(ToInt(speedDefault_.value))) {
-      Warn(L"default-not-listed", speedDefault_.offset, L"the default is none of the print speeds");
+      Report(L"digest", digest->valueOffset,
+             EqualsIgnoreCase(computed, digest->value)
+                 ? L"the digest is written in capitals"
+                 : L"the digest is not that of the file: it was changed after it was signed",
+             computed, L"orv config sign");
     }
   }
 
   /// Checks a section's entries against each other and against its default.
   void CheckEntries(const EntryList& list, int offset) {
-    std::set<std::wstring_view> seen;
-    bool isListed = false;
-    const std::wstring wanted = std::wstring(list.defaultPrefix) + entryDefault_.value;
-    for (const FoundProperty& entry : entries_) {
-      if (!seen.insert(entry.name).second) {
-        Warn(L"duplicate-entry", entry.offset, L"\"" + entry.name + L"\" is listed twice");
-      }
-      isListed = isListed || EqualsIgnoreCase(entry.name, wanted);
-    }
     if (entries_.empty()) {
-      Warn(L"missing-element", offset,
-           L"<" + std::wstring(list.section) + L"> lists no <" + list.entry + L">");
-    } else if (!isListed && entryDefault_.offset >= 0) {
-      Warn(L"default-not-listed", entryDefault_.offset,
-           L"no <" + std::wstring(list.entry) + L"> lists the default \"" + entryDefault_.value +
-               L"\"");
+      return Report(L"empty-list", offset,
+                    L"<" + std::wstring(list.section) + L"> lists no <" + list.entry + L">", {},
+                    std::wstring(L"<") + list.entry + L"> ... </" + list.entry + L">");
+    }
+    const FoundProperty* const byDefault = Find(entryDefault_, list.defaultKey);
+    const std::wstring wanted =
+        byDefault != nullptr ? std::wstring(list.defaultPrefix) + byDefault->value : std::wstring();
+    const auto withoutPrefix = [&](std::wstring_view name) {
+      const std::size_t size = list.defaultPrefix.size();
+      return EqualsIgnoreCase(name.substr(0, size), list.defaultPrefix) ? name.substr(size) : name;
+    };
+    std::vector<std::wstring_view> names;
+    const FoundProperty* chosen = nullptr;
+    FoundProperties before;
+    for (const FoundProperty& entry : entries_) {
+      if (Find(before, entry.name) != nullptr) {
+        Report(L"duplicate-entry", entry.offset, L"\"" + entry.name + L"\" is listed twice");
+      }
+      before.push_back(entry);
+      names.push_back(withoutPrefix(entry.name));
+      if (EqualsIgnoreCase(entry.name, wanted)) chosen = &entry;
+    }
+    if (byDefault == nullptr) return;
+    if (chosen == nullptr) {
+      Report(
+          L"default-not-listed", byDefault->valueOffset,
+          L"no <" + std::wstring(list.entry) + L"> lists the default \"" + byDefault->value + L"\"",
+          Join(names), std::wstring(Nearest(withoutPrefix(byDefault->value), names)));
+    } else if (!ToBool(chosen->value)) {
+      Report(L"default-disabled", byDefault->valueOffset,
+             L"the default \"" + byDefault->value + L"\" is disabled", {},
+             L"true for \"" + chosen->name + L"\", or another default");
     }
   }
 
+  /// What a family says of itself, and what it took over from the families before it.
+  struct FamilyText {
+    std::int32_t id = -1;
+    std::wstring type;
+    FoundProperty name{{}, {}, 0, 0};
+    int idOffset = 0;
+    int typeOffset = 0;
+  };
+
   /// Checks the families in `<optionFamilies>`, which the document is inside of.
   void CheckFamilies() {
-    std::set<std::int32_t> seen;
-    std::int32_t id = -1;  // carried over from family to family, as the loader does
+    std::set<const wchar_t*> seen;
+    std::vector<std::wstring> names;
+    FamilyText text;  // carried over from family to family, as the loader does
     xml_.ResetMainPos();
     while (xml_.FindElem()) {
       const int offset = xml_.GetElemOffset();
       if (!EqualsIgnoreCase(xml_.GetTagName(), L"optionFamily")) {
-        Warn(L"unknown-element", offset,
-             L"<optionFamilies> has no <" + xml_.GetTagName() + L"> element");
+        Report(L"unknown-element", offset,
+               L"<optionFamilies> has no <" + xml_.GetTagName() + L"> element", L"optionFamily",
+               L"optionFamily");
         continue;
       }
-      ReadFamilyId(offset, &id);
-      bool known = false;
-      ForEachFamily([&](auto family) {
-        if (known || family.id != id) return;
-        known = true;
-        CheckFamily(family, offset);
-      });
-      if (!known) {
-        Warn(L"unknown-family", offset,
-             L"the family has no optionFamilyId that is known: its options are ignored");
-      } else if (!seen.insert(id).second) {
-        Warn(L"duplicate-family", offset, L"the family stands here twice: its options are joined");
+      ReadFamily(offset, &text);
+      const wchar_t* const kind = FamilyName(text.id);
+      const std::int32_t meant = FamilyNamed(text.type);
+      if (kind == nullptr) {
+        Report(L"unknown-family", text.idOffset,
+               L"the family's identifier is not known, and its options are ignored", FamilyList(),
+               meant >= 0 ? std::to_wstring(meant) : std::wstring());
+      } else {
+        if (meant >= 0 && FamilyName(meant) != std::wstring_view(kind)) {
+          Report(L"family-type", text.typeOffset,
+                 L"the type says " + text.type + L", the identifier " + std::to_wstring(text.id) +
+                     L" is " + kind,
+                 {}, std::wstring(kind) + L", or the identifier " + std::to_wstring(meant));
+        }
+        if (!seen.insert(kind).second) {
+          Report(L"duplicate-family", offset,
+                 L"the family stands here twice: its options are joined",
+                 L"one " + std::wstring(kind));
+        } else if (!text.name.value.empty() &&
+                   std::find(names.begin(), names.end(), text.name.value) != names.end()) {
+          Report(L"duplicate-family-name", text.name.valueOffset,
+                 L"another family is called \"" + text.name.value + L"\" too",
+                 L"a name of its own");
+        }
+        names.push_back(text.name.value);
+        ForEachFamily([&](auto family) {
+          if (family.id == text.id) CheckFamily(family, offset);
+        });
       }
     }
+    CheckStrayText(L"optionFamilies");
   }
 
-  /// Reads the identifier of the family at the main position; one that does not say its own leaves
-  /// what stands in `*id`.
-  void ReadFamilyId(int offset, std::int32_t* id) {
+  /// Reads what the family at the main position says of itself; what it does not say stays.
+  void ReadFamily(int offset, FamilyText* text) {
+    text->name.value.clear();
+    text->idOffset = offset;
+    text->typeOffset = offset;
     xml_.IntoElem();
     xml_.ResetMainPos();
     if (xml_.FindElem(L"properties")) {
       xml_.IntoElem();
       xml_.ResetMainPos();
       while (xml_.FindElem(L"property")) {
-        if (EqualsIgnoreCase(xml_.GetAttrib(L"name"), L"optionFamilyId")) {
-          *id = ToInt(xml_.GetData());
+        const FoundProperty property = PropertyHere();
+        if (EqualsIgnoreCase(property.name, L"optionFamilyId")) {
+          text->id = ToInt(property.value);
+          text->idOffset = property.valueOffset;
+        } else if (EqualsIgnoreCase(property.name, L"optionFamilyType")) {
+          text->type = property.value;
+          text->typeOffset = property.valueOffset;
+        } else if (EqualsIgnoreCase(property.name, L"optionFamilyName")) {
+          text->name = property;
         }
       }
       xml_.OutOfElem();
     } else {
-      Warn(L"missing-element", offset,
-           L"the family has no <properties>: it is read as another one of the kind before it");
+      Report(L"family-without-properties", offset,
+             L"the family has no <properties>: it is read as another one of the kind before it", {},
+             L"<properties> ... </properties>");
     }
     xml_.OutOfElem();
   }
@@ -496,11 +538,15 @@ class Checker {
     };
     append(kOptionProperties);
     append(KindProperties<Kind>::kTable);
-    constexpr bool kIsBelt = std::is_same_v<Kind, BeltApplicator>;
+    const std::span<const ElementRule> option = std::is_same_v<Kind, BeltApplicator>
+                                                    ? std::span<const ElementRule>(kBeltOption)
+                                                    : std::span<const ElementRule>(kPlainOption);
 
     xml_.IntoElem();
     CheckChildren(kFamily, L"optionFamily", offset);
     xml_.ResetMainPos();
+    // The options are searched behind the properties.
+    xml_.FindElem(L"properties");
     std::set<std::wstring> names;
     int defaults = 0;
     bool hasOption = false;
@@ -510,64 +556,74 @@ class Checker {
       while (xml_.FindElem()) {
         if (EqualsIgnoreCase(xml_.GetTagName(), L"option")) {
           hasOption = true;
-          CheckOption(rules, kIsBelt, &names, &defaults);
+          CheckOption(rules, option, &names, &defaults);
         } else {
-          Warn(L"unknown-element", xml_.GetElemOffset(),
-               L"<options> has no <" + xml_.GetTagName() + L"> element");
+          Report(L"unknown-element", xml_.GetElemOffset(),
+                 L"<options> has no <" + xml_.GetTagName() + L"> element", L"option", L"option");
         }
       }
+      CheckStrayText(L"options");
       xml_.OutOfElem();
     }
     xml_.OutOfElem();
-    if (!hasOption) Warn(L"no-options", offset, L"the family has no options");
+    if (!hasOption) {
+      Report(L"no-options", offset, L"the family has no options", {},
+             L"<options> <option> ... </option> </options>");
+    }
   }
 
   /// Checks the option at the main position.
-  void CheckOption(std::span<const PropertyRule> rules, bool isBelt, std::set<std::wstring>* names,
-                   int* defaults) {
+  void CheckOption(std::span<const PropertyRule> rules, std::span<const ElementRule> children,
+                   std::set<std::wstring>* names, int* defaults) {
     const int offset = xml_.GetElemOffset();
     xml_.IntoElem();
     xml_.ResetMainPos();
     if (xml_.FindElem(L"properties")) {
-      if (isBelt) {
-        CheckChildren(kBeltOption, L"option", offset);
-      } else {
-        CheckChildren(kPlainOption, L"option", offset);
-      }
-      xml_.ResetMainPos();
-      xml_.FindElem(L"properties");
       xml_.IntoElem();
-      const FoundProperties found = CheckProperties(rules, Occurrence::kEachOnce, offset);
-      CheckGroups(rules, found);
-      const FoundProperty* const name = Find(found, L"optionName");
-      if (name == nullptr || name->value.empty()) {
-        Warn(L"option-without-name", offset, L"an option without a name is ignored");
-      } else if (!names->insert(name->value).second) {
-        Warn(L"duplicate-option", name->offset,
-             L"the family has two options named \"" + name->value + L"\"");
-      }
-      const FoundProperty* const isDefault = Find(found, L"defaultOption");
-      if (isDefault != nullptr && ToUpperCaseBool(isDefault->value) && ++*defaults == 2) {
-        Warn(L"two-defaults", isDefault->offset,
-             L"another option of the family is the default already; the first one counts");
-      }
+      option_ = CheckProperties(rules, Occurrence::kEachOnce, offset);
+      CheckGroups(rules, option_, &findings_);
+      CheckChildren({}, L"properties", offset, true);
       xml_.OutOfElem();
+      CheckChildren(children, L"option", offset);
+      CheckOptionName(offset, names, defaults);
     } else {
-      Warn(L"missing-element", offset, L"an option without <properties> is ignored");
+      Report(L"option-without-properties", offset, L"an option without <properties> is ignored", {},
+             L"<properties> ... </properties>");
     }
     xml_.OutOfElem();
+  }
+
+  /// Checks the option that was read last against those of its family before it.
+  void CheckOptionName(int offset, std::set<std::wstring>* names, int* defaults) {
+    const FoundProperty* const name = Find(option_, L"optionName");
+    if (name == nullptr || name->value.empty()) {
+      return Report(L"option-without-name", name != nullptr ? name->offset : offset,
+                    L"an option without a name is ignored", L"a name of its own");
+    }
+    if (!names->insert(name->value).second) {
+      Report(L"duplicate-option", name->valueOffset,
+             L"the family has two options named \"" + name->value + L"\"", L"a name of its own");
+    }
+    const FoundProperty* const isDefault = Find(option_, L"defaultOption");
+    if (isDefault != nullptr && ToUpperCaseBool(isDefault->value) && ++*defaults > 1) {
+      Report(L"two-defaults", isDefault->valueOffset,
+             L"another option of the family is the default already, and the first one counts",
+             L"one TRUE in a family", L"FALSE");
+    }
   }
 
   CMarkup xml_;
   bool isWellFormed_;
   std::wstring fileName_;
   int rootOffset_ = 0;
+  bool readsDevice_ = true;
+  Findings findings_;
   FoundProperties fileInfo_;
-  std::vector<Finding> findings_;
-  std::set<std::int32_t> speeds_;
-  FoundProperty speedDefault_{{}, {}, -1};
-  FoundProperty entryDefault_{{}, {}, -1};
+  FoundProperties label_;
+  FoundProperties speedDefault_;
+  FoundProperties entryDefault_;
   FoundProperties entries_;
+  FoundProperties option_;
 };
 
 }  // namespace

@@ -3,25 +3,24 @@
 #include <string>
 #include <vector>
 
+#include "tools/orv/check_rules.h"
+
 /// Finds what is wrong in a configuration file: all of it in one go, also what the loader passes
 /// over in silence.
 
 namespace orv::tool {
 
-enum class Severity {
-  kError,    ///< the file does not load
-  kWarning,  ///< the file loads, and probably not as it was meant
-};
-
 struct Finding {
-  Severity severity;
-  const wchar_t* rule;  ///< a short name that does not change, such as "unknown-property"
-  int offset;           ///< of the place in the text
-  std::wstring text;    ///< what is wrong, and what is allowed or what to write instead
+  const CheckRule* rule;
+  int offset;             ///< of the place in the text
+  std::wstring text;      ///< what is wrong
+  std::wstring allowed;   ///< what may stand there; empty where the text says it
+  std::wstring proposal;  ///< what to write there instead; empty where only the author knows
 };
 
-/// Checks a configuration's text. `fileName` is the name that the file has, without its folder. The
-/// findings are in the order of their places.
+/// Checks a configuration's text. `fileName` is the name that the file has, without its folder;
+/// empty when it has none. The findings are in the order of their places, without those that the
+/// file itself allows.
 std::vector<Finding> CheckConfig(const std::wstring& text, const std::wstring& fileName);
 
 }  // namespace orv::tool

@@ -13,8 +13,8 @@
 #include "orv/text/utf8.h"
 #include "orv/xml/line_index.h"
 #include "tools/orv/commands.h"
-#include "tools/orv/config_check.h"
 #include "tools/orv/config_record.h"
+#include "tools/orv/config_text.h"
 #include "tools/orv/input.h"
 #include "tools/orv/library_use.h"
 #include "tools/orv/output.h"
@@ -22,44 +22,8 @@
 namespace orv::tool {
 namespace {
 
-/// The bytes of a protected file begin so.
-constexpr std::string_view kMarker = "CNF";
-
 /// What stands in the place of the digest while it is computed.
 constexpr wchar_t kDigestPlaceholder[] = L"{{sha256}}";
-
-/// Reads the text of a configuration file, plain or protected; false, with the reason in
-/// `*problem`, when there is none.
-bool ReadText(const std::wstring& path, std::wstring* text, std::wstring* problem) {
-  std::string start;
-  if (!ReadFile(path, &start, 0, kMarker.size())) {
-    *problem = L"cannot read " + path;
-    return false;
-  }
-  *text = CCryptoHelper::LoadFileUTF8(path, nullptr);
-  std::error_code error;
-  *problem = path + (start.empty() ? L" is empty"
-                     : std::filesystem::file_size(ToPath(path), error) > 10'000'000
-                         ? L" is too large: configuration files have at most 10,000,000 bytes"
-                     : start == kMarker ? L" cannot be decrypted"
-                                        : L" cannot be read as text");
-  return !text->empty();
-}
-
-/// The text of a configuration file; ends the command when there is none.
-std::wstring LoadText(const std::wstring& path) {
-  std::wstring text;
-  std::wstring problem;
-  if (!ReadText(path, &text, &problem)) Fail(kUnreadable, problem);
-  return text;
-}
-
-std::wstring FileNameIn(const std::string& path) { return FileNameOf(ToWide(path)); }
-
-struct FileOptions {
-  std::vector<std::string> files;
-  bool asJson = false;
-};
 
 void AddJsonFlag(CLI::App* command, bool* asJson) {
   command->add_flag("--json", *asJson, "Print JSON");
@@ -70,79 +34,21 @@ void PrintConfig(const Config& config, bool asJson) {
 }
 
 void AddShowCommand(CLI::App* group) {
-  auto options = std::make_shared<FileOptions>();
+  struct Options {
+    std::string file;
+    bool asJson = false;
+  };
+  auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand("show", "Show what a configuration file says");
-  command->add_option("FILE", options->files, "A configuration file, plain or protected")
-      ->required()
-      ->expected(1);
+  command->add_option("FILE", options->file, "A configuration file, plain or protected")
+      ->required();
   AddJsonFlag(command, &options->asJson);
   command->footer(
       "Examples:\n  orv config show orv_conf_lx300.xml\n  orv config show --json "
       "orv_conf_lx300.xml");
   command->callback([options] {
-    const std::wstring path = ToWide(options->files.front());
-    CMarkup xml;
-    if (!xml.SetDoc(LoadText(path))) Fail(kFindings, path + L": " + xml.GetError());
-    Config config;
-    const CString error = CConfigParser::Parse(xml, config, nullptr);
-    if (!error.empty()) Fail(kFindings, path + L": " + error);
-    PrintConfig(config, options->asJson);
-  });
-}
-
-const wchar_t* NameOf(Severity severity) {
-  return severity == Severity::kError ? L"error" : L"warning";
-}
-
-void AddCheckCommand(CLI::App* group) {
-  auto options = std::make_shared<FileOptions>();
-  CLI::App* command =
-      group->add_subcommand("check", "Find everything wrong in configuration files");
-  command->add_option("FILE", options->files, "Configuration files, plain or protected")
-      ->required();
-  AddJsonFlag(command, &options->asJson);
-  command->footer(
-      "An error keeps the file from loading; a warning does not. Exits with 1 when there is any,\n"
-      "with 3 when a file could not be read.\n"
-      "Examples:\n  orv config check orv_conf_lx300.xml\n  orv config check --json *.xml");
-  command->callback([options] {
-    JsonWriter json;
-    int exitCode = kDone;
-    json.BeginArray();
-    for (const std::string& file : options->files) {
-      const std::wstring path = ToWide(file);
-      std::wstring text;
-      std::wstring problem;
-      if (!ReadText(path, &text, &problem)) {
-        PrintMessage(problem);
-        exitCode = kUnreadable;
-        continue;
-      }
-      const LineIndex lines(text);
-      std::string shown;
-      for (const Finding& finding : CheckConfig(text, FileNameIn(file))) {
-        exitCode = std::max<int>(exitCode, kFindings);
-        const TextPosition at = lines.Find(finding.offset);
-        if (options->asJson) {
-          json.BeginObject();
-          json.Member("file", path);
-          json.Member("line", at.line);
-          json.Member("column", at.column);
-          json.Member("severity", NameOf(finding.severity));
-          json.Member("rule", finding.rule);
-          json.Member("text", finding.text);
-          json.EndObject();
-        } else {
-          shown += WideToUtf8(Format(L"%ls:%d:%d: %ls[%ls]: ", path.c_str(), at.line, at.column,
-                                     NameOf(finding.severity), finding.rule));
-          shown += Printable(finding.text) + "\n";
-        }
-      }
-      Print(shown);
-    }
-    json.EndArray();
-    if (options->asJson) Print(json.Text());
-    if (exitCode != kDone) Finish(exitCode);
+    const std::wstring path = ToWide(options->file);
+    PrintConfig(LoadConfig(path), options->asJson);
   });
 }
 
@@ -208,8 +114,10 @@ void Convert(DWORD (*convert)(const CString&, const CString&, CLoggerClient*),
 
 bool IsProtectedFile(const std::wstring& path) {
   std::string start;
-  if (!ReadFile(path, &start, 0, kMarker.size())) Fail(kUnreadable, L"cannot read " + path);
-  return start == kMarker;
+  if (!ReadFile(path, &start, 0, kProtectedMarker.size())) {
+    Fail(kUnreadable, L"cannot read " + path);
+  }
+  return start == kProtectedMarker;
 }
 
 /// The plain form of a protected file for as long as a command needs it.
@@ -233,7 +141,7 @@ void AddSignCommand(CLI::App* group) {
   command->callback([file] {
     const std::wstring path = ToWide(*file);
     const bool isProtected = IsProtectedFile(path);
-    std::wstring text = LoadText(path);
+    std::wstring text = LoadConfigText(path);
     if (text.find(L'\uFFFD') != text.npos) {
       Fail(kFindings, path + L" is not all UTF-8; signing it would lose what is not");
     }
@@ -312,7 +220,9 @@ void AddConfigCommands(CLI::App* program) {
       "  orv config check orv_conf_lx300.xml\n"
       "  orv config show --json orv_conf_lx300.xml");
   AddShowCommand(group);
-  AddCheckCommand(group);
+  AddConfigCheckCommand(group);
+  AddConfigDiffCommand(group);
+  AddConfigNewCommand(group);
   AddSignCommand(group);
   AddConversion(group, {"protect", "Write the protected form of a file",
                         "Example:\n  orv config protect plain.xml orv_conf_lx300.xml",

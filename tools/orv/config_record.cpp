@@ -7,6 +7,7 @@
 #include "orv/config/property_tables.h"
 #include "orv/text/format.h"
 #include "orv/text/utf8.h"
+#include "tools/orv/config_keys.h"
 #include "tools/orv/output.h"
 
 namespace orv::tool {
@@ -109,6 +110,82 @@ class JsonRecordWriter {
   JsonWriter json_;
 };
 
+/// Collects the record's values with the names of what they are about.
+class ValueWriter {
+ public:
+  void Begin(std::wstring_view name) {
+    if (depth_++ == 0) {
+      section_ = name;
+    } else {
+      family_ = name;
+      item_ = name;
+      Add({}, {});
+    }
+  }
+  void End() {
+    if (--depth_ <= 1) item_.clear();
+    if (depth_ == 0) family_.clear();
+    // Behind its options a family says nothing more.
+  }
+  void BeginList(std::wstring_view) { ++depth_; }
+  void EndList() { --depth_; }
+  void BeginItem(std::size_t) {
+    ++depth_;
+    isItemNamed_ = false;
+  }
+
+  void Value(std::wstring_view key, std::wstring_view value) {
+    if (isItemNamed_) return Add(key, std::wstring(value), true);
+    // The first value of an item in a list is its name.
+    item_ = family_.empty() ? std::wstring(value) : family_ + L" \"" + std::wstring(value) + L"\"";
+    isItemNamed_ = true;
+    Add({}, {});
+  }
+  void Value(std::wstring_view key, std::int64_t value) {
+    Add(key, NumberWithUnit(KeyOf(key), value));
+  }
+  void Value(std::wstring_view key, bool value) { Add(key, value ? L"yes" : L"no"); }
+  void Value(std::wstring_view key, const std::vector<std::int32_t>& values) {
+    if (section_ == L"darkness") return Add(key, RangeText(values));
+    const std::wstring owner = item_;
+    for (const std::int32_t value : values) {
+      item_ = (owner.empty() ? L"" : owner + L" ") + NumberWithUnit(KeyOf(key), value);
+      Add({}, {});
+    }
+    item_ = owner;
+  }
+
+  std::vector<ConfigValue> TakeText() { return std::move(values_); }
+
+ private:
+  void Add(std::wstring_view key, std::wstring text, bool isText = false) {
+    values_.push_back({section_, item_, std::wstring(key), std::move(text), isText});
+  }
+
+  /// The file's key for a name of the record.
+  std::wstring KeyOf(std::wstring_view name) const {
+    if (name == L"speeds") return L"printSpeed";
+    if (name == L"conveyorSpeeds") return L"conveyorSpeed";
+    if (section_ == L"printSpeeds") return L"printSpeedDefault";
+    return FindConfigKey(name) != nullptr ? std::wstring(name) : section_ + std::wstring(name);
+  }
+
+  /// Levels, which are steps of one size.
+  static std::wstring RangeText(const std::vector<std::int32_t>& values) {
+    if (values.empty()) return L"none";
+    if (values.size() == 1) return std::to_wstring(values.front());
+    return Format(L"%d to %d in steps of %d", values.front(), values.back(),
+                  values[1] - values.front());
+  }
+
+  std::vector<ConfigValue> values_;
+  std::wstring section_;
+  std::wstring family_;
+  std::wstring item_;
+  bool isItemNamed_ = true;
+  int depth_ = 0;
+};
+
 /// Writes one field by its kind.
 template <typename Record, typename Writer>
 struct WriteField {
@@ -174,7 +251,7 @@ void WriteFamily(const wchar_t* name, const OptionFamily<Kind>& family, Writer& 
 }
 
 template <typename Writer>
-std::string WriteConfig(const Config& config) {
+auto WriteConfig(const Config& config) {
   Writer out;
   const Device& device = config.device;
   WriteSection<FileInfo>(L"fileInfo", kFileInfoProperties, config.fileInfo, out);
@@ -250,5 +327,9 @@ std::string WriteConfig(const Config& config) {
 std::string ConfigAsText(const Config& config) { return WriteConfig<TextWriter>(config); }
 
 std::string ConfigAsJson(const Config& config) { return WriteConfig<JsonRecordWriter>(config); }
+
+std::vector<ConfigValue> ConfigValues(const Config& config) {
+  return WriteConfig<ValueWriter>(config);
+}
 
 }  // namespace orv::tool

@@ -124,7 +124,7 @@ inline constexpr ElementRule kDevice[] = {
     {L"globalOffsetY", Need::kRequired, kGlobalOffsetY, {}},
     {L"headsOffsetX", Need::kRequired, kHeadsOffsetX, {}},
     {L"darkness", Need::kRequired, kDarkness, {}},
-    {L"printSpeed", Need::kOptional, kPrintSpeed, kPrintSpeedDefaultRules},
+    {L"printSpeed", Need::kRequired, kPrintSpeed, kPrintSpeedDefaultRules},
     {L"sensorTypes", Need::kRequired, kSensorTypes, {}},
     {L"characteristics", Need::kRequired, kCharacteristics, {}},
     {L"optionFamilies", Need::kRequired, {}, {}, Occurrence::kElsewhere},

@@ -1,0 +1,213 @@
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+#include "orv/text/utf8.h"
+#include "tools/orv/commands.h"
+#include "tools/orv/config_record.h"
+#include "tools/orv/config_text.h"
+#include "tools/orv/output.h"
+
+/// `orv config diff`: what two models have in common is left out.
+
+namespace orv::tool {
+namespace {
+
+enum class ChangeKind { kAdded, kRemoved, kChanged };
+
+struct Change {
+  ChangeKind kind;
+  std::wstring section;
+  std::wstring item;
+  std::wstring key;
+  std::wstring before;
+  std::wstring after;
+  bool isText = false;
+};
+
+/// Values that say something about the file, not about the printer.
+bool IsAboutTheFile(const ConfigValue& value) {
+  constexpr std::wstring_view kKeys[] = {L"created", L"lastModified", L"sha256"};
+  return value.section == L"fileInfo" &&
+         std::find(std::begin(kKeys), std::end(kKeys), value.key) != std::end(kKeys);
+}
+
+/// The values of a file, in which what has the same place has a number behind its name.
+std::vector<ConfigValue> ValuesOf(const Config& config) {
+  std::vector<ConfigValue> values = ConfigValues(config);
+  std::erase_if(values, IsAboutTheFile);
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (!values[i].key.empty()) continue;
+    const std::wstring name = values[i].item;
+    int number = 1;
+    for (std::size_t j = 0; j < i; ++j) {
+      if (values[j].key.empty() && values[j].section == values[i].section &&
+          (values[j].item == name || values[j].item.starts_with(name + L" ("))) {
+        ++number;
+      }
+    }
+    if (number == 1) continue;
+    for (std::size_t j = i; j < values.size() && values[j].item == name; ++j) {
+      values[j].item += L" (" + std::to_wstring(number) + L")";
+    }
+  }
+  return values;
+}
+
+const ConfigValue* Find(const std::vector<ConfigValue>& values, const ConfigValue& wanted) {
+  for (const ConfigValue& value : values) {
+    if (value.section == wanted.section && value.item == wanted.item && value.key == wanted.key) {
+      return &value;
+    }
+  }
+  return nullptr;
+}
+
+/// Whether the item that a value says something about is among these.
+bool HasItem(const std::vector<ConfigValue>& values, const ConfigValue& wanted) {
+  return wanted.item.empty() ||
+         Find(values, {wanted.section, wanted.item, {}, {}, false}) != nullptr;
+}
+
+/// What one file has and the other lacks: items only, without what they say.
+void AddMissing(const std::vector<ConfigValue>& from, const std::vector<ConfigValue>& other,
+                ChangeKind kind, std::vector<Change>* changes) {
+  std::vector<std::wstring> missing;
+  for (const ConfigValue& value : from) {
+    if (!value.key.empty() || HasItem(other, value)) continue;
+    // An option goes with its family.
+    const bool isInside = std::any_of(missing.begin(), missing.end(), [&](const auto& item) {
+      return value.item.starts_with(item + L" ");
+    });
+    if (isInside && value.section == L"optionFamilies") continue;
+    missing.push_back(value.item);
+    changes->push_back({kind, value.section, value.item, {}, {}, {}, false});
+  }
+}
+
+/// The items that both files have, in the order of the first one.
+std::wstring CommonItems(const std::vector<ConfigValue>& values,
+                         const std::vector<ConfigValue>& other, const std::wstring& section) {
+  std::wstring text;
+  for (const ConfigValue& value : values) {
+    if (value.section != section || !value.key.empty() || !HasItem(other, value)) continue;
+    text += (text.empty() ? L"" : L", ") + value.item;
+  }
+  return text;
+}
+
+std::vector<Change> Compare(const std::vector<ConfigValue>& before,
+                            const std::vector<ConfigValue>& after) {
+  std::vector<std::wstring> sections;
+  for (const auto* const values : {&before, &after}) {
+    for (const ConfigValue& value : *values) {
+      if (std::find(sections.begin(), sections.end(), value.section) == sections.end()) {
+        sections.push_back(value.section);
+      }
+    }
+  }
+  std::vector<Change> changes;
+  for (const ConfigValue& value : before) {
+    const ConfigValue* const other = value.key.empty() ? nullptr : Find(after, value);
+    if (other == nullptr || other->text == value.text) continue;
+    changes.push_back({ChangeKind::kChanged, value.section, value.item, value.key, value.text,
+                       other->text, value.isText});
+  }
+  AddMissing(before, after, ChangeKind::kRemoved, &changes);
+  AddMissing(after, before, ChangeKind::kAdded, &changes);
+  for (const std::wstring& section : sections) {
+    const std::wstring first = CommonItems(before, after, section);
+    const std::wstring second = CommonItems(after, before, section);
+    if (first != second) {
+      changes.push_back({ChangeKind::kChanged, section, {}, L"order", first, second, false});
+    }
+  }
+  const auto placeOf = [&](const Change& change) {
+    return std::find(sections.begin(), sections.end(), change.section);
+  };
+  std::stable_sort(changes.begin(), changes.end(),
+                   [&](const Change& a, const Change& b) { return placeOf(a) < placeOf(b); });
+  return changes;
+}
+
+const wchar_t* NameOf(ChangeKind kind) {
+  constexpr const wchar_t* kNames[] = {L"added", L"removed", L"changed"};
+  return kNames[static_cast<int>(kind)];
+}
+
+std::string AsJson(const std::vector<Change>& changes) {
+  JsonWriter json;
+  json.BeginObject();
+  json.Member("same", changes.empty());
+  json.Key("changes");
+  json.BeginArray();
+  for (const Change& change : changes) {
+    json.BeginObject();
+    json.Member("change", NameOf(change.kind));
+    json.Member("section", change.section);
+    json.Member("item", change.item);
+    json.Member("key", change.key);
+    json.Member("before", change.before);
+    json.Member("after", change.after);
+    json.EndObject();
+  }
+  json.EndArray();
+  json.EndObject();
+  return json.Text();
+}
+
+std::string AsText(const std::vector<Change>& changes) {
+  constexpr const wchar_t* kSigns[] = {L"  +", L"  -", L"  ~"};
+  std::string text;
+  Table table;
+  std::wstring section;
+  for (const Change& change : changes) {
+    if (change.section != section) {
+      text += table.TakeText() + WideToUtf8(change.section) + "\n";
+      section = change.section;
+    }
+    const bool hasBoth = !change.item.empty() && !change.key.empty();
+    const std::wstring what = change.item + (hasBoth ? L" " : L"") + change.key;
+    const std::wstring quote = change.isText ? L"\"" : L"";
+    table.Add({kSigns[static_cast<int>(change.kind)], what,
+               change.kind == ChangeKind::kChanged
+                   ? quote + change.before + quote + L" -> " + quote + change.after + quote
+                   : std::wstring()});
+  }
+  return text + table.TakeText();
+}
+
+}  // namespace
+
+void AddConfigDiffCommand(CLI::App* group) {
+  struct Options {
+    std::string before;
+    std::string after;
+    bool asJson = false;
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App* command = group->add_subcommand(
+      "diff", "Show what differs between two models, by meaning; ends with 1 when anything does");
+  command->add_option("A", options->before, "A configuration file, plain or protected")->required();
+  command->add_option("B", options->after, "The file to compare with it; - is standard input")
+      ->required();
+  command->add_flag("--json", options->asJson, "Print JSON");
+  command->footer(
+      "Compares what the files say, not how: order of keys, letter case, comments, digest and "
+      "times\n"
+      "do not count. Print modes, sensors, speeds and options are matched by name.\n"
+      "JSON: same, and changes with change (added, removed or changed), section, item, key, "
+      "before,\n"
+      "after.\n"
+      "Examples:\n"
+      "  orv config diff orv_conf_lx300.xml orv_conf_lx300p.xml\n"
+      "  orv config diff --json old/orv_conf_lx300.xml orv_conf_lx300.xml");
+  command->callback([options] {
+    const std::vector<Change> changes = Compare(ValuesOf(LoadConfig(ToWide(options->before))),
+                                                ValuesOf(LoadConfig(ToWide(options->after))));
+    Print(options->asJson ? AsJson(changes) : AsText(changes));
+    if (!changes.empty()) Finish(kFindings);
+  });
+}
+
+}  // namespace orv::tool

@@ -1,0 +1,59 @@
+#include "tools/orv/config_text.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <iostream>
+#include <iterator>
+
+#include "orv/config/config_parser.h"
+#include "orv/crypto/crypto_helper.h"
+#include "orv/crypto/encryption_aes.h"
+#include "orv/platform/files.h"
+#include "orv/text/utf8.h"
+#include "tools/orv/commands.h"
+#include "tools/orv/input.h"
+#include "tools/orv/output.h"
+
+namespace orv::tool {
+
+bool ReadConfigText(const std::wstring& path, std::wstring* text, std::wstring* problem) {
+  constexpr std::uintmax_t kMostBytes = 10'000'000;
+  constexpr wchar_t kTooLarge[] =
+      L" is too large: configuration files have at most 10,000,000 bytes";
+  if (path == L"-") {
+    const std::string bytes{std::istreambuf_iterator<char>(std::cin), {}};
+    *text = bytes.size() <= kMostBytes ? Utf8ToWide(bytes) : std::wstring();
+    *problem = std::wstring(L"standard input") + (bytes.empty() ? L" is empty" : kTooLarge);
+    return !text->empty();
+  }
+  std::string start;
+  if (!ReadFile(path, &start, 0, kProtectedMarker.size())) {
+    *problem = L"cannot read " + path;
+    return false;
+  }
+  *text = CCryptoHelper::LoadFileUTF8(path, nullptr);
+  std::error_code error;
+  *problem = path + (start.empty()                                                  ? L" is empty"
+                     : std::filesystem::file_size(ToPath(path), error) > kMostBytes ? kTooLarge
+                     : start == kProtectedMarker ? L" cannot be decrypted"
+                                                 : L" cannot be read as text");
+  return !text->empty();
+}
+
+std::wstring LoadConfigText(const std::wstring& path) {
+  std::wstring text;
+  std::wstring problem;
+  if (!ReadConfigText(path, &text, &problem)) Fail(kUnreadable, problem);
+  return text;
+}
+
+Config LoadConfig(const std::wstring& path) {
+  CMarkup xml;
+  if (!xml.SetDoc(LoadConfigText(path))) Fail(kFindings, path + L": " + xml.GetError());
+  Config config;
+  const CString error = CConfigParser::Parse(xml, config, nullptr);
+  if (!error.empty()) Fail(kFindings, path + L": " + error);
+  return config;
+}
+
+}  // namespace orv::tool

@@ -1,0 +1,51 @@
+#include "tools/orv/spelling.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <vector>
+
+#include "orv/config/values.h"
+
+namespace orv::tool {
+namespace {
+
+/// How many letters must be added, left out, replaced or swapped to make one word of the other.
+std::size_t Distance(std::wstring_view a, std::wstring_view b) {
+  // Three rows of the table: a swap looks two rows back.
+  std::vector<std::size_t> before(b.size() + 1);
+  std::vector<std::size_t> last(b.size() + 1);
+  std::vector<std::size_t> row(b.size() + 1);
+  for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
+  const auto same = [&](std::size_t i, std::size_t j) {
+    return EqualsIgnoreCase(a.substr(i, 1), b.substr(j, 1));
+  };
+  for (std::size_t i = 1; i <= a.size(); ++i) {
+    before.swap(last);
+    last.swap(row);
+    row[0] = i;
+    for (std::size_t j = 1; j <= b.size(); ++j) {
+      row[j] = std::min({last[j] + 1, row[j - 1] + 1, last[j - 1] + (same(i - 1, j - 1) ? 0 : 1)});
+      if (i > 1 && j > 1 && same(i - 1, j - 2) && same(i - 2, j - 1)) {
+        row[j] = std::min(row[j], before[j - 2] + 1);
+      }
+    }
+  }
+  return row[b.size()];
+}
+
+}  // namespace
+
+std::wstring_view Nearest(std::wstring_view word, std::span<const std::wstring_view> candidates) {
+  std::wstring_view nearest;
+  std::size_t least = std::max<std::size_t>(word.size() / 3, 1) + 1;
+  for (const std::wstring_view candidate : candidates) {
+    const std::size_t distance = Distance(word, candidate);
+    if (distance < least) {
+      least = distance;
+      nearest = candidate;
+    }
+  }
+  return nearest;
+}
+
+}  // namespace orv::tool
