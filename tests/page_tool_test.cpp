@@ -161,6 +161,123 @@ TEST_F(PageCommand, ExplainCountsEveryPixelOnce) {
   EXPECT_EQ(PixelAt(where.get(), 64, 1000), 0xFFFFFFu);
 }
 
+TEST_F(PageCommand, PreviewPrintsPlanesInTheirInksBesideRulers) {
+  ASSERT_EQ(Run({"split", kLabel, "--colour", "E02020", "--background", File("black.png"),
+                 "--highlight", File("red.png")})
+                .exitCode,
+            kDone);
+  const BitmapPointer planes[] = {Load(File("black.png")), Load(File("red.png"))};
+  const ProgramResult result =
+      Run({"preview", File("black.png"), File("red.png"), "--ink", "000080", "--ink", "F0E020",
+           "--dpi", "254", "--crop", "4,5,60,200px", "--zoom", "2", "-o", File("view.png")});
+  ASSERT_EQ(result.exitCode, kDone) << result.messages;
+  EXPECT_THAT(result.output, HasSubstr("columns  40 to 639, 4.0 to 64.0 mm\n"
+                                       "rows     50 to 249, 5.0 to 25.0 mm\n"));
+  const BitmapPointer view = Load(File("view.png"));
+  constexpr int kLeft = 62;
+  constexpr int kTop = 40;
+  int inks[2] = {};
+  for (int y = 0; y < 200; ++y) {
+    for (int x = 0; x < 600; x += 3) {
+      const bool isBlack = PixelAt(planes[0].get(), 40 + x, 50 + y) == 0;
+      const bool isRed = PixelAt(planes[1].get(), 40 + x, 50 + y) != 0xFFFFFF;
+      ASSERT_EQ(PixelAt(view.get(), kLeft + 2 * x + 1, kTop + 2 * y), isBlack ? 0x000080u
+                                                                      : isRed ? 0xF0E020u
+                                                                              : 0xFFFFFFu);
+      inks[0] += isBlack;
+      inks[1] += isRed;
+    }
+  }
+  EXPECT_GT(inks[0], 1000);
+  EXPECT_GT(inks[1], 1000);
+  // A millimetre is 20 pixels: a mark each half, longer and with a number each five, and the first
+  // row and column lie at 4 and 5 mm.
+  const auto isMark = [&](int x, int y) { return PixelAt(view.get(), x, y) == 0x282828; };
+  for (int tick = 0; tick <= 120; ++tick) {
+    EXPECT_TRUE(isMark(kLeft + 10 * tick, kTop - 1)) << tick;
+    EXPECT_FALSE(isMark(kLeft + 10 * tick + 5, kTop - 1)) << tick;
+    EXPECT_EQ(isMark(kLeft + 10 * tick, kTop - 12), tick % 10 == 2) << tick;
+    if (tick <= 40) {
+      EXPECT_EQ(isMark(kLeft - 12, kTop + 10 * tick), tick % 10 == 0) << tick;
+    }
+  }
+}
+
+TEST_F(PageCommand, CompareMethodsShowsWhatEachMethodMakes) {
+  ASSERT_EQ(Run({"compare-methods", kLabel, "--crop", "240px,640px,320px,100px", "--zoom", "1",
+                 "-o", File("methods.png")})
+                .exitCode,
+            kDone);
+  const BitmapPointer picture = Load(File("methods.png"));
+  const BitmapPointer page = Load(kLabel);
+  constexpr int kCaption = 42;
+  constexpr int kGap = 16;
+  for (int method = 0; method <= 5; ++method) {
+    Color black(0xFF000000);
+    const BitmapPointer dithered(
+        BitmapRasterizer::Dither(page.get(), static_cast<eBitmapDitherer>(method), 128, black));
+    const int left = kGap + method % 3 * (320 + kGap);
+    const int top = kGap + method / 3 * (kCaption + 100 + kGap) + kCaption;
+    for (int i = 0; i < 32000; i += 11) {
+      ASSERT_EQ(PixelAt(picture.get(), left + i % 320, top + i / 320),
+                PixelAt(dithered.get(), 240 + i % 320, 640 + i / 320))
+          << method;
+    }
+  }
+}
+
+TEST_F(PageCommand, LegibilityMeasuresBarsSpecksAndTones) {
+  // A bar of four columns, and a light grey in the last of four blocks; of the plane's bar a piece
+  // is missing and a dot is white, a dot of ink stands alone, and the grey is lost.
+  const auto write = [&](const std::string& name, const auto& shadeAt) {
+    Bitmap page(32, 32, PixelFormat24bppRGB);
+    {
+      const LockedBits bits(&page, ImageLockModeWrite, PixelFormat24bppRGB);
+      for (int y = 0; y < 32; ++y) {
+        std::uint8_t* row = static_cast<BYTE*>(bits.data()->Scan0) + y * bits.data()->Stride;
+        for (int x = 0; x < 32; ++x) std::fill_n(row + 3 * x, 3, shadeAt(x, y));
+      }
+    }
+    ASSERT_EQ(SavePng(&page, FromPath(File(name)).c_str()), Ok);
+  };
+  const auto isBar = [](int x) { return x >= 8 && x < 12; };
+  write("page.png", [&](int x, int y) -> std::uint8_t {
+    return isBar(x) ? 0 : x >= 16 && y >= 16 ? 153 : 255;
+  });
+  write("plane.png", [&](int x, int y) -> std::uint8_t {
+    const bool isLost = (x == 11 && y < 8) || (x == 9 && y == 20);
+    return (isBar(x) && !isLost) || (x == 24 && y == 4) ? 0 : 255;
+  });
+  EXPECT_EQ(
+      Run({"legibility", File("plane.png"), "--source", File("page.png"), "--dpi", "254"}).output,
+      "page      32 x 32 pixels, 3.2 x 3.2 mm\n"
+      "bars      32 measured, off by 0.28 dots on average, by 1.0 at most\n"
+      "spaces    none\n"
+      "isolated  1 dots and 1 holes in 120 dots of ink\n"
+      "tone      3 blocks, off by 14.51 % on average, by 40.0 % at most (at 1.6, 1.6 mm)\n"
+      "marks     width 7.03, tone 14.51, specks 1.67: 21.70 in all, 0 is best\n");
+  const ProgramResult best = Run({"legibility", kLabel, "--recommend"});
+  EXPECT_EQ(best.exitCode, kDone);
+  EXPECT_THAT(best.output, HasSubstr("recommended  sierra-lite\n"));
+  // Of the ordered methods two leave white dots in black bars, which only their widths tell.
+  EXPECT_THAT(best.output, testing::ContainsRegex("matrix8 +1.61 "));
+  EXPECT_THAT(best.output, testing::ContainsRegex("matrix4 +0.05 "));
+}
+
+TEST_F(PageCommand, TakesTheResolutionFromThePage) {
+  std::string bytes = test::ReadBytes(kLabel);
+  constexpr std::size_t kBehindHeader = 33;
+  const std::string resolution(
+      "\x00\x00\x00\x09"
+      "pHYs"
+      "\x00\x00\x2e\x23\x00\x00\x2e\x23\x01\x78\xa5\x3f\x76",
+      21);
+  bytes.insert(kBehindHeader, resolution);
+  test::WriteBytes(File("300.png"), bytes);
+  EXPECT_THAT(Run({"bounds", File("300.png")}).output, HasSubstr("68.7 x 103.1 mm"));
+  EXPECT_THAT(Run({"bounds", File("300.png"), "--dpi", "600"}).output, HasSubstr("34.4 x 51.6 mm"));
+}
+
 TEST_F(PageCommand, RefusesWhatItCannotUse) {
   test::WriteBytes(folder_.path() / "text.png", "no picture");
   test::WriteBytes(folder_.path() / "cut.png", test::ReadBytes(kLabel).substr(0, 500));
@@ -180,6 +297,14 @@ TEST_F(PageCommand, RefusesWhatItCannotUse) {
        kUsage,
        "not a distance"},
       {{"explain", kLabel, "--colour", "E02020", "--tolerance", "nan"}, kUsage, "not a distance"},
+      {{"preview", kLabel, "-o", File("out.png"), "--crop", "1,2,3"}, kUsage, "four lengths"},
+      {{"preview", kLabel, "-o", File("out.png"), "--crop", "1,2,3,4,5"}, kUsage, "four lengths"},
+      {{"preview", kLabel, "-o", File("out.png"), "--crop", "1,2,3,4cm"}, kUsage, "four lengths"},
+      {{"preview", kLabel, "-o", File("out.png"), "--crop", "9in,0,1,1"}, kUsage, "leaves nothing"},
+      {{"preview", kLabel, "-o", File("out.png"), "--ink", "000000", "--ink", "E02020"},
+       kUsage,
+       "more inks"},
+      {{"legibility", kLabel}, kUsage, "--source or --recommend"},
       {{"split", kLabel, "--colour", "E02020", "--background", File("out.png"), "--highlight",
         (folder_.path() / "." / "out.png").string()},
        kUsage,

@@ -24,6 +24,11 @@ void AddConfigCheckCommand(CLI::App* group);
 void AddConfigDiffCommand(CLI::App* group);
 void AddConfigNewCommand(CLI::App* group);
 
+/// `orv page preview`, `compare-methods` and `legibility`, part of the pages' group.
+void AddPagePreviewCommand(CLI::App* group);
+void AddPageMethodsCommand(CLI::App* group);
+void AddPageLegibilityCommand(CLI::App* group);
+
 /// `orv printers config`, part of the printers' group.
 void AddPrinterConfigCommand(CLI::App* printers);
 

@@ -2,9 +2,6 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <functional>
-#include <map>
-#include <optional>
 
 #include "orv/imaging/bitmap_helper.h"
 #include "orv/imaging/color_extensions.h"
@@ -14,74 +11,10 @@
 #include "tools/orv/commands.h"
 #include "tools/orv/output.h"
 #include "tools/orv/page_file.h"
+#include "tools/orv/page_options.h"
 
 namespace orv::tool {
 namespace {
-
-constexpr double kMillimetresPerInch = 25.4;
-
-/// The options of all page commands.
-struct PageOptions {
-  std::string input;
-  double dpi = 203;
-  bool json = false;
-
-  double Millimetres(int pixels) const { return pixels * kMillimetresPerInch / dpi; }
-};
-
-const std::map<std::string, eBitmapDitherer> kMethods = {
-    {"none", eBitmapDithererNone},
-    {"floyd-steinberg", eBitmapDithererFloydSteinberg},
-    {"sierra-lite", eBitmapDithererSierraLite},
-    {"matrix4", eBitmapDithererMatrix4},
-    {"matrix8", eBitmapDithererMatrix8},
-    {"matrix16", eBitmapDithererMatrix16},
-};
-
-struct DitherOptions {
-  std::string name = "floyd-steinberg";
-  int threshold = 128;
-
-  eBitmapDitherer Method() const { return kMethods.at(name); }
-};
-
-void AddPageOptions(CLI::App* command, PageOptions* options) {
-  command->add_option("IN", options->input, "The page, a PNG image")->required();
-  command->add_option("--dpi", options->dpi, "Dots per inch of the print head, for sizes in mm")
-      ->check(CLI::Range(1.0, 100000.0))
-      ->capture_default_str();
-  command->add_flag("--json", options->json, "Print the result as JSON");
-}
-
-void AddDitherOptions(CLI::App* command, DitherOptions* options) {
-  command
-      ->add_option("--method", options->name,
-                   "none, floyd-steinberg, sierra-lite, matrix4, matrix8 or matrix16")
-      ->check(CLI::IsMember(kMethods).description("METHOD"))
-      ->capture_default_str();
-  command->add_option("--threshold", options->threshold, "Least grey value that becomes white")
-      ->capture_default_str();
-}
-
-/// A colour as six hexadecimal digits, with or without # in front.
-CLI::Option* AddColourOption(CLI::App* command, std::string* colour, const char* help) {
-  return command->add_option("--colour,--color", *colour, help)
-      ->check(CLI::Validator(
-          [](std::string& text) {
-            const std::size_t start = text.starts_with('#') ? 1 : 0;
-            const bool isColour =
-                text.size() == start + 6 &&
-                text.find_first_not_of("0123456789abcdefABCDEF", start) == std::string::npos;
-            return isColour ? std::string() : "not a colour such as E02020: " + text;
-          },
-          "RRGGBB"));
-}
-
-Color ToColour(const std::string& text) {
-  const std::size_t start = text.starts_with('#') ? 1 : 0;
-  return Color(0xFF000000 |
-               static_cast<std::uint32_t>(std::stoul(text.substr(start), nullptr, 16)));
-}
 
 /// Says on a terminal what is being done as long as it lives; large pages take a while.
 class Progress {
@@ -110,85 +43,9 @@ class Progress {
   int percent_ = -1;
 };
 
-/// What a command found out, as lines of text or as members of a JSON object.
-class Report {
- public:
-  explicit Report(const PageOptions& options) : options_(options) { json_.BeginObject(); }
-
-  void Text(const wchar_t* label, const char* key, const std::wstring& value) {
-    table_.Add({label, value});
-    json_.Member(key, value);
-  }
-
-  void Number(const wchar_t* label, const char* key, std::int64_t value) {
-    table_.Add({label, Format(L"%lld", static_cast<long long>(value))});
-    json_.Member(key, value);
-  }
-
-  /// A size in pixels and millimetres.
-  void Size(const wchar_t* label, const char* key, int width, int height) {
-    table_.Add({label, Format(L"%d x %d pixels, %.1f x %.1f mm", width, height,
-                              options_.Millimetres(width), options_.Millimetres(height))});
-    json_.Key(key);
-    json_.BeginObject();
-    json_.Member("width", width);
-    json_.Member("height", height);
-    json_.Member("widthMm", Rounded(options_.Millimetres(width)));
-    json_.Member("heightMm", Rounded(options_.Millimetres(height)));
-    json_.EndObject();
-  }
-
-  /// The first and the last of rows or columns, with where they are from the page's edge.
-  void Range(const wchar_t* label, const char* key, int first, int last) {
-    table_.Add({label, Format(L"%d to %d, %.1f to %.1f mm", first, last,
-                              options_.Millimetres(first), options_.Millimetres(last + 1))});
-    json_.Key(key);
-    json_.BeginObject();
-    json_.Member("first", first);
-    json_.Member("last", last);
-    json_.Member("firstMm", Rounded(options_.Millimetres(first)));
-    json_.Member("endMm", Rounded(options_.Millimetres(last + 1)));
-    json_.EndObject();
-  }
-
-  /// A count of pixels with its share of the page.
-  void Pixels(const wchar_t* label, const char* key, std::int64_t count, std::int64_t all) {
-    const double share =
-        all > 0 ? 100.0 * static_cast<double>(count) / static_cast<double>(all) : 0;
-    table_.Add({label, Format(L"%lld pixels, %.2f %%", static_cast<long long>(count), share)});
-    json_.Member(key, count);
-  }
-
-  JsonWriter& json() { return json_; }
-
-  /// Prints everything, and `more` behind it when it is text.
-  void Finish(const std::string& more = {}) {
-    json_.EndObject();
-    Print(options_.json ? json_.Text() : table_.TakeText() + more);
-  }
-
- private:
-  static double Rounded(double millimetres) { return std::round(millimetres * 1000) / 1000; }
-
-  const PageOptions& options_;
-  Table table_;
-  JsonWriter json_;
-};
-
 std::int64_t PixelCount(Bitmap* page) {
   return std::int64_t{page->GetWidth()} * std::int64_t{page->GetHeight()};
 }
-
-/// Calls `work(pixel, x, y)` for the blue, green and red bytes of every pixel.
-template <typename Work>
-void ForEachPixel(const PagePixels& pixels, const Work& work) {
-  for (int y = 0; y < pixels.height(); ++y) {
-    unsigned char* pixel = pixels.Row(y);
-    for (int x = 0; x < pixels.width(); ++x, pixel += 3) work(pixel, x, y);
-  }
-}
-
-bool IsWhite(const unsigned char* pixel) { return (pixel[0] & pixel[1] & pixel[2]) == 255; }
 
 std::int64_t CountInk(Bitmap* page) {
   std::int64_t ink = 0;
@@ -225,11 +82,6 @@ Bounds BoundsOf(Bitmap* bits) {
           BitmapHelper::GetLastContentColumn1BPP(bits), BitmapHelper::GetLastContentRow1BPP(bits)};
 }
 
-void AddSize(Report* report, Bitmap* page) {
-  report->Size(L"page", "page", static_cast<int>(page->GetWidth()),
-               static_cast<int>(page->GetHeight()));
-}
-
 void AddBounds(Report* report, const Bounds& bounds) {
   if (!bounds.IsValid()) {
     report->json().Key("content");
@@ -251,13 +103,13 @@ void AddMonoCommand(CLI::App* group) {
   command->footer("Example:\n  orv page mono label.png label-mono.png");
   command->callback([=] {
     const GraphicsSession graphics;
-    const PagePointer page = LoadPage(ToWide(options->input));
+    const PagePointer page = LoadInput(options.get());
     const PagePointer bits = OneBitOf(page.get());
     PageFiles files;
     files.Add(bits.get(), ToWide(*output));
     files.Finish();
     Report report(*options);
-    AddSize(&report, page.get());
+    report.PageSize(page.get());
     report.Pixels(L"ink", "ink", CountInk(page.get()), PixelCount(page.get()));
     report.Text(L"written", "output", ToWide(*output));
     report.Finish();
@@ -281,16 +133,14 @@ void AddDitherCommand(CLI::App* group) {
       "  orv page dither photo.png dots.png --method matrix8 --colour E02020");
   command->callback([=] {
     const GraphicsSession graphics;
-    const PagePointer page = LoadPage(ToWide(options->input));
-    Color printColour = ToColour(*colour);
-    const PagePointer dithered(
-        BitmapRasterizer::Dither(page.get(), dither->Method(), dither->threshold, printColour));
-    if (dithered == nullptr) Fail(kUnreadable, L"not enough memory to dither the page");
+    const PagePointer page = LoadInput(options.get());
+    const PagePointer dithered =
+        Dithered(page.get(), dither->Method(), dither->threshold, ToColour(*colour));
     PageFiles files;
     files.Add(dithered.get(), ToWide(*output));
     files.Finish();
     Report report(*options);
-    AddSize(&report, page.get());
+    report.PageSize(page.get());
     report.Pixels(L"ink", "ink", CountInk(dithered.get()), PixelCount(page.get()));
     report.Text(L"written", "output", ToWide(*output));
     report.Finish();
@@ -354,7 +204,7 @@ void AddSplitCommand(CLI::App* group) {
       "    --background black.png --highlight red.png --preview preview.png");
   command->callback([=] {
     const GraphicsSession graphics;
-    const PagePointer page = LoadPage(ToWide(options->input));
+    const PagePointer page = LoadInput(options.get());
     Color colour = ToColour(split->colour);
     Bitmap* backgroundResult = nullptr;
     Bitmap* highlightResult = nullptr;
@@ -377,7 +227,7 @@ void AddSplitCommand(CLI::App* group) {
     }
     files.Finish();
     Report report(*options);
-    AddSize(&report, page.get());
+    report.PageSize(page.get());
     const std::int64_t all = PixelCount(page.get());
     report.Pixels(L"background ink", "backgroundInk", CountInk(background.get()), all);
     report.Pixels(L"highlight ink", "highlightInk", CountInk(highlight.get()), all);
@@ -396,10 +246,10 @@ void AddBoundsCommand(CLI::App* group) {
   command->footer("Example:\n  orv page bounds label.png --dpi 300");
   command->callback([=] {
     const GraphicsSession graphics;
-    const PagePointer page = LoadPage(ToWide(options->input));
+    const PagePointer page = LoadInput(options.get());
     const Bounds bounds = BoundsOf(OneBitOf(page.get()).get());
     Report report(*options);
-    AddSize(&report, page.get());
+    report.PageSize(page.get());
     AddBounds(&report, bounds);
     report.Finish(bounds.IsValid() ? "" : "The page is white.\n");
   });
@@ -415,10 +265,10 @@ void AddCompareCommand(CLI::App* group) {
   command->footer("Example:\n  orv page compare before.png after.png");
   command->callback([=] {
     const GraphicsSession graphics;
-    const PagePointer first = LoadPage(ToWide(options->input));
+    const PagePointer first = LoadInput(options.get());
     const PagePointer second = LoadPage(ToWide(*other));
     Report report(*options);
-    AddSize(&report, first.get());
+    report.PageSize(first.get());
     if (first->GetWidth() != second->GetWidth() || first->GetHeight() != second->GetHeight()) {
       report.Size(L"other page", "other", static_cast<int>(second->GetWidth()),
                   static_cast<int>(second->GetHeight()));
@@ -574,7 +424,7 @@ void AddExplainCommand(CLI::App* group) {
       "  orv page explain label.png --colour E02020 --tolerance 0.2 --picture where.png");
   command->callback([=] {
     const GraphicsSession graphics;
-    const PagePointer page = LoadPage(ToWide(options->input));
+    const PagePointer page = LoadInput(options.get());
     const Color colour = ToColour(*colourText);
     const Explanation explanation = ExplainPage(page.get(), colour, *tolerance);
     if (!picture->empty()) {
@@ -583,7 +433,7 @@ void AddExplainCommand(CLI::App* group) {
       files.Finish();
     }
     Report report(*options);
-    AddSize(&report, page.get());
+    report.PageSize(page.get());
     report.json().Member("tolerance", *tolerance);
     for (std::size_t i = 0; i < explanation.classes.size(); ++i) {
       report.Pixels(kClassNames[i], kClassKeys[i], explanation.classes[i], PixelCount(page.get()));
@@ -617,6 +467,9 @@ void AddPageCommands(CLI::App* program) {
   AddBoundsCommand(group);
   AddCompareCommand(group);
   AddExplainCommand(group);
+  AddPagePreviewCommand(group);
+  AddPageMethodsCommand(group);
+  AddPageLegibilityCommand(group);
 }
 
 }  // namespace orv::tool

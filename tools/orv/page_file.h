@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,6 +16,10 @@ using PagePointer = std::unique_ptr<Bitmap>;
 
 /// Reads a PNG as a 24-bit page, what is transparent over white; ends the command when it cannot.
 PagePointer LoadPage(const std::wstring& path);
+
+/// The dots per inch that a PNG says of itself. Nothing for 72 and 96, which programs write when
+/// they know none, and for pixels that are not square.
+std::optional<double> PngResolution(const std::wstring& path);
 
 /// The files that a command writes: all of them, or none when one cannot be written, which ends the
 /// command.
