@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <list>
-#include <optional>
 #include <set>
 
 #include "orv/config/config_parser.h"
@@ -415,14 +414,12 @@ void CheckDarkness(const FoundProperties& properties, Findings* findings) {
 void CheckSpeeds(const FoundProperties& speeds, std::wstring_view key,
                  const FoundProperty* byDefault, Findings* findings) {
   std::vector<std::int32_t> values;
-  const auto isListed = [&](std::int32_t speed) {
-    return std::find(values.begin(), values.end(), speed) != values.end();
-  };
+  std::set<std::int32_t> listed;
   for (const FoundProperty& property : speeds) {
     if (!EqualsIgnoreCase(property.name, key)) continue;
     const std::int32_t speed = ToInt(property.value);
     const std::wstring text = NumberWithUnit(key, speed);
-    if (isListed(speed)) {
+    if (!listed.insert(speed).second) {
       findings->Report(L"speed-duplicate", property.valueOffset,
                        text + L" stands in the list already");
     } else if (!values.empty() && speed < values.back()) {
@@ -432,7 +429,7 @@ void CheckSpeeds(const FoundProperties& speeds, std::wstring_view key,
     }
     values.push_back(speed);
   }
-  if (byDefault == nullptr || values.empty() || isListed(ToInt(byDefault->value))) return;
+  if (byDefault == nullptr || values.empty() || listed.contains(ToInt(byDefault->value))) return;
   const std::int32_t wanted = ToInt(byDefault->value);
   const auto distance = [&](std::int32_t speed) {
     return std::abs(std::int64_t{speed} - std::int64_t{wanted});

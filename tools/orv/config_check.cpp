@@ -7,6 +7,7 @@
 #include "orv/config/config_parser.h"
 #include "orv/text/format.h"
 #include "orv/xml/markup.h"
+#include "orv/xml/names.h"
 #include "tools/orv/check_allowances.h"
 #include "tools/orv/check_properties.h"
 #include "tools/orv/config_rules.h"
@@ -273,6 +274,7 @@ class Checker {
   FoundProperties CheckProperties(std::span<const PropertyRule> rules, Occurrence occurrence,
                                   int offset) {
     FoundProperties found;
+    std::vector<bool> seen(rules.size());
     xml_.ResetMainPos();
     while (xml_.FindElem(L"property")) {
       FoundProperty property = PropertyHere();
@@ -289,11 +291,13 @@ class Checker {
       } else if (rule == rules.end()) {
         ReportUnknown(rules, property);
       } else {
-        if (occurrence != Occurrence::kMany && Find(found, property.name) != nullptr) {
+        const std::size_t index = static_cast<std::size_t>(rule - rules.begin());
+        if (occurrence != Occurrence::kMany && seen[index]) {
           Report(L"duplicate-property", property.offset,
                  L"\"" + property.name + L"\" stands here twice, and this one counts",
                  L"one of them");
         }
+        seen[index] = true;
         if (xml_.FindChildElem()) {
           Report(L"element-in-value", property.valueOffset,
                  L"\"" + property.name + L"\" is empty because an element is in it", L"text");
@@ -375,13 +379,7 @@ class Checker {
 
   void CheckFileInfo(const FoundProperties& found, int offset) {
     CheckTimes(found, &findings_);
-    const FoundProperty* const version = Find(found, L"version");
-    CMarkup look(xml_);
-    look.ResetPos();
-    if (!readsDevice_ && look.FindElem(L"xmlData") && look.FindChildElem(L"device")) {
-      Report(L"version-skips-device", version->valueOffset,
-             L"the device of a file of this version is not read", L"at most 12", L"12");
-    }
+    if (!readsDevice_) CheckForDevice(*Find(found, L"version"));
     const FoundProperty* const name = Find(found, L"configfilename");
     if (name != nullptr && !fileName_.empty() && !EqualsIgnoreCase(name->value, fileName_)) {
       Report(L"file-name", name->valueOffset,
@@ -402,6 +400,16 @@ class Checker {
     }
   }
 
+  /// Reports a version that keeps a device from being read.
+  void CheckForDevice(const FoundProperty& version) {
+    CMarkup look(xml_);
+    look.ResetPos();
+    if (look.FindElem(L"xmlData") && look.FindChildElem(L"device")) {
+      Report(L"version-skips-device", version.valueOffset,
+             L"the device of a file of this version is not read", L"at most 12", L"12");
+    }
+  }
+
   /// Checks a section's entries against each other and against its default.
   void CheckEntries(const EntryList& list, int offset) {
     if (entries_.empty()) {
@@ -418,12 +426,13 @@ class Checker {
     };
     std::vector<std::wstring_view> names;
     const FoundProperty* chosen = nullptr;
-    FoundProperties before;
+    std::set<std::wstring> before;
     for (const FoundProperty& entry : entries_) {
-      if (Find(before, entry.name) != nullptr) {
+      std::wstring folded = entry.name;
+      std::transform(folded.begin(), folded.end(), folded.begin(), ToLowerAscii);
+      if (!before.insert(folded).second) {
         Report(L"duplicate-entry", entry.offset, L"\"" + entry.name + L"\" is listed twice");
       }
-      before.push_back(entry);
       names.push_back(withoutPrefix(entry.name));
       if (EqualsIgnoreCase(entry.name, wanted)) chosen = &entry;
     }

@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <map>
 #include <memory>
+#include <tuple>
 #include <vector>
 
 #include "orv/text/utf8.h"
@@ -32,72 +34,74 @@ bool IsAboutTheFile(const ConfigValue& value) {
          std::find(std::begin(kKeys), std::end(kKeys), value.key) != std::end(kKeys);
 }
 
-/// The values of a file, in which what has the same place has a number behind its name.
-std::vector<ConfigValue> ValuesOf(const Config& config) {
-  std::vector<ConfigValue> values = ConfigValues(config);
-  std::erase_if(values, IsAboutTheFile);
-  for (std::size_t i = 0; i < values.size(); ++i) {
-    if (!values[i].key.empty()) continue;
-    const std::wstring name = values[i].item;
-    int number = 1;
-    for (std::size_t j = 0; j < i; ++j) {
-      if (values[j].key.empty() && values[j].section == values[i].section &&
-          (values[j].item == name || values[j].item.starts_with(name + L" ("))) {
-        ++number;
-      }
-    }
-    if (number == 1) continue;
-    for (std::size_t j = i; j < values.size() && values[j].item == name; ++j) {
-      values[j].item += L" (" + std::to_wstring(number) + L")";
+/// The values of a file, to be looked up by their places.
+class Values {
+ public:
+  explicit Values(const Config& config) : all_(ConfigValues(config)) {
+    std::erase_if(all_, IsAboutTheFile);
+    NumberItems();
+    for (const ConfigValue& value : all_) places_.emplace(PlaceOf(value), &value);
+  }
+  Values(const Values&) = delete;
+  Values& operator=(const Values&) = delete;
+
+  auto begin() const { return all_.begin(); }
+  auto end() const { return all_.end(); }
+
+  /// The value of the same place; null when there is none.
+  const ConfigValue* Find(const ConfigValue& wanted) const {
+    const auto found = places_.find(PlaceOf(wanted));
+    return found != places_.end() ? found->second : nullptr;
+  }
+
+ private:
+  using Place = std::tuple<std::wstring_view, std::wstring_view, std::wstring_view>;
+  static Place PlaceOf(const ConfigValue& value) { return {value.section, value.item, value.key}; }
+
+  /// Gives a number to every further item of a name.
+  void NumberItems() {
+    std::map<std::pair<std::wstring, std::wstring>, int> counts;
+    for (std::size_t i = 0; i < all_.size(); ++i) {
+      if (!all_[i].key.empty()) continue;
+      const std::wstring name = all_[i].item;
+      const int number = ++counts[{all_[i].section, name}];
+      if (number == 1) continue;
+      std::size_t j = i;
+      do {
+        all_[j++].item += L" (" + std::to_wstring(number) + L")";
+      } while (j < all_.size() && all_[j].item == name && !all_[j].key.empty());
     }
   }
-  return values;
-}
 
-const ConfigValue* Find(const std::vector<ConfigValue>& values, const ConfigValue& wanted) {
-  for (const ConfigValue& value : values) {
-    if (value.section == wanted.section && value.item == wanted.item && value.key == wanted.key) {
-      return &value;
-    }
-  }
-  return nullptr;
-}
-
-/// Whether the item that a value says something about is among these.
-bool HasItem(const std::vector<ConfigValue>& values, const ConfigValue& wanted) {
-  return wanted.item.empty() ||
-         Find(values, {wanted.section, wanted.item, {}, {}, false}) != nullptr;
-}
+  std::vector<ConfigValue> all_;
+  std::map<Place, const ConfigValue*> places_;
+};
 
 /// What one file has and the other lacks: items only, without what they say.
-void AddMissing(const std::vector<ConfigValue>& from, const std::vector<ConfigValue>& other,
-                ChangeKind kind, std::vector<Change>* changes) {
-  std::vector<std::wstring> missing;
+void AddMissing(const Values& from, const Values& other, ChangeKind kind,
+                std::vector<Change>* changes) {
+  std::wstring missing;
   for (const ConfigValue& value : from) {
-    if (!value.key.empty() || HasItem(other, value)) continue;
-    // An option goes with its family.
-    const bool isInside = std::any_of(missing.begin(), missing.end(), [&](const auto& item) {
-      return value.item.starts_with(item + L" ");
-    });
+    if (!value.key.empty() || other.Find(value) != nullptr) continue;
+    // An option goes with its family, and a speed with its option: they follow it.
+    const bool isInside = !missing.empty() && value.item.starts_with(missing + L" ");
     if (isInside && value.section == L"optionFamilies") continue;
-    missing.push_back(value.item);
+    missing = value.item;
     changes->push_back({kind, value.section, value.item, {}, {}, {}, false});
   }
 }
 
 /// The items that both files have, in the order of the first one.
-std::wstring CommonItems(const std::vector<ConfigValue>& values,
-                         const std::vector<ConfigValue>& other, const std::wstring& section) {
+std::wstring CommonItems(const Values& values, const Values& other, const std::wstring& section) {
   std::wstring text;
   for (const ConfigValue& value : values) {
-    if (value.section != section || !value.key.empty() || !HasItem(other, value)) continue;
+    if (value.section != section || !value.key.empty() || other.Find(value) == nullptr) continue;
     text += (text.empty() ? L"" : L", ") + value.item;
   }
   return text;
 }
 
-std::vector<Change> Compare(const std::vector<ConfigValue>& before,
-                            const std::vector<ConfigValue>& after) {
+std::vector<Change> Compare(const Values& before, const Values& after) {
   std::vector<std::wstring> sections;
   for (const auto* const values : {&before, &after}) {
     for (const ConfigValue& value : *values) {
@@ -108,7 +112,7 @@ std::vector<Change> Compare(const std::vector<ConfigValue>& before,
   }
   std::vector<Change> changes;
   for (const ConfigValue& value : before) {
-    const ConfigValue* const other = value.key.empty() ? nullptr : Find(after, value);
+    const ConfigValue* const other = value.key.empty() ? nullptr : after.Find(value);
     if (other == nullptr || other->text == value.text) continue;
     changes.push_back({ChangeKind::kChanged, value.section, value.item, value.key, value.text,
                        other->text, value.isText});
@@ -203,8 +207,8 @@ void AddConfigDiffCommand(CLI::App* group) {
       "  orv config diff orv_conf_lx300.xml orv_conf_lx300p.xml\n"
       "  orv config diff --json old/orv_conf_lx300.xml orv_conf_lx300.xml");
   command->callback([options] {
-    const std::vector<Change> changes = Compare(ValuesOf(LoadConfig(ToWide(options->before))),
-                                                ValuesOf(LoadConfig(ToWide(options->after))));
+    const std::vector<Change> changes = Compare(Values(LoadConfig(ToWide(options->before))),
+                                                Values(LoadConfig(ToWide(options->after))));
     Print(options->asJson ? AsJson(changes) : AsText(changes));
     if (!changes.empty()) Finish(kFindings);
   });
