@@ -2,12 +2,11 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <iostream>
-#include <iterator>
 
 #include "orv/config/config_parser.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/crypto/encryption_aes.h"
+#include "orv/platform/console.h"
 #include "orv/platform/files.h"
 #include "orv/text/utf8.h"
 #include "tools/orv/commands.h"
@@ -21,7 +20,11 @@ bool ReadConfigText(const std::wstring& path, std::wstring* text, std::wstring* 
   constexpr wchar_t kTooLarge[] =
       L" is too large: configuration files have at most 10,000,000 bytes";
   if (path == L"-") {
-    const std::string bytes{std::istreambuf_iterator<char>(std::cin), {}};
+    std::string bytes;
+    if (!ReadInput(&bytes)) {
+      *problem = L"cannot read standard input";
+      return false;
+    }
     *text = bytes.size() <= kMostBytes ? Utf8ToWide(bytes) : std::wstring();
     *problem = std::wstring(L"standard input") + (bytes.empty() ? L" is empty" : kTooLarge);
     return !text->empty();
