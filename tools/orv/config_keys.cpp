@@ -78,9 +78,9 @@ constexpr ConfigKey kKeys[] = {
 
 /// The keys of options that come in groups, by their stems.
 constexpr ConfigKey kStems[] = {
-    {L"offset", kLength, false, nullptr, nullptr},
-    {L"offset1", kLength, false, nullptr, nullptr},
-    {L"offset2", kLength, false, nullptr, nullptr},
+    {L"offset", kLength, false, nullptr, L"thousandths of a millimetre"},
+    {L"offset1", kLength, false, nullptr, L"thousandths of a millimetre"},
+    {L"offset2", kLength, false, nullptr, L"thousandths of a millimetre"},
 };
 // clang-format on
 

@@ -86,7 +86,10 @@ class Skeleton {
     }
     if (rule.kind == ValueKind::kBoolean) return Property(rule.key, L"false", nullptr);
     for (const auto& [suffix, sample] : kGroupSamples) {
-      if (rule.key.ends_with(suffix)) Property(rule.key, sample, nullptr);
+      const bool isFirst = suffix == kGroupSamples[0].name;
+      if (rule.key.ends_with(suffix)) {
+        Property(rule.key, sample, key != nullptr && isFirst ? key->meaning : nullptr);
+      }
     }
   }
 

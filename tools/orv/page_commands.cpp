@@ -2,10 +2,10 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <optional>
 
 #include "orv/imaging/bitmap_helper.h"
 #include "orv/imaging/color_extensions.h"
-#include "orv/platform/console.h"
 #include "orv/text/format.h"
 #include "orv/text/utf8.h"
 #include "tools/orv/commands.h"
@@ -15,33 +15,6 @@
 
 namespace orv::tool {
 namespace {
-
-/// Says on a terminal what is being done as long as it lives; large pages take a while.
-class Progress {
- public:
-  Progress(const wchar_t* work, int width, int height) : work_(work) {
-    constexpr std::int64_t kLong = 2'000'000;  // pixels
-    isShown_ = std::int64_t{width} * height > kLong && IsTerminal(OutputStream::kMessages);
-    if (isShown_) WriteOutput(OutputStream::kMessages, WideToUtf8(Format(L"\r%ls ...", work)));
-  }
-  Progress(const Progress&) = delete;
-  Progress& operator=(const Progress&) = delete;
-  ~Progress() {
-    if (isShown_) WriteOutput(OutputStream::kMessages, "\r" + std::string(50, ' ') + "\r");
-  }
-
-  void Report(int done, int all) {
-    const int percent = static_cast<int>(std::int64_t{done} * 100 / all);
-    if (!isShown_ || percent == percent_) return;
-    percent_ = percent;
-    WriteOutput(OutputStream::kMessages, WideToUtf8(Format(L"\r%ls ... %d %%", work_, percent)));
-  }
-
- private:
-  const wchar_t* work_;
-  bool isShown_;
-  int percent_ = -1;
-};
 
 std::int64_t PixelCount(Bitmap* page) {
   return std::int64_t{page->GetWidth()} * std::int64_t{page->GetHeight()};
@@ -208,8 +181,7 @@ void AddSplitCommand(CLI::App* group) {
     Color colour = ToColour(split->colour);
     Bitmap* backgroundResult = nullptr;
     Bitmap* highlightResult = nullptr;
-    Progress progress(L"Splitting the page", static_cast<int>(page->GetWidth()),
-                      static_cast<int>(page->GetHeight()));
+    std::optional<Progress> progress(std::in_place, L"Splitting the page", page.get());
     const int isSplit =
         BitmapHelper::SplitImage(page.get(), colour, split->tolerance, dither->Method(),
                                  dither->threshold, &backgroundResult, &highlightResult);
@@ -219,13 +191,14 @@ void AddSplitCommand(CLI::App* group) {
 
     PageFiles files;
     files.Add(background.get(), ToWide(split->background));
-    progress.Report(1, 3);
+    progress->Report(1, 3);
     files.Add(highlight.get(), ToWide(split->highlight));
-    progress.Report(2, 3);
+    progress->Report(2, 3);
     if (!split->preview.empty()) {
       files.Add(PreviewOf(background.get(), highlight.get()).get(), ToWide(split->preview));
     }
     files.Finish();
+    progress.reset();  // before anything is printed
     Report report(*options);
     report.PageSize(page.get());
     const std::int64_t all = PixelCount(page.get());
@@ -360,7 +333,7 @@ Explanation ExplainPage(Bitmap* page, const Color& colour, double tolerance) {
   Explanation result;
   Distances distances(colour);
   const PagePixels pixels(page);
-  Progress progress(L"Measuring colours", pixels.width(), pixels.height());
+  Progress progress(L"Measuring colours", page);
   ForEachPixel(pixels, [&](unsigned char* pixel, int x, int y) {
     if (x == 0) progress.Report(y, pixels.height());
     const std::uint32_t rgb =

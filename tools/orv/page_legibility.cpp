@@ -80,14 +80,18 @@ void Judge(const PageOptions& options, Bitmap* plane, const LegibilityOptions& l
   report.Finish();
 }
 
-/// Tries every method and names the best.
-void Recommend(const PageOptions& options, Bitmap* page, int threshold) {
-  struct Trial {
-    const char* name;
-    Legibility legibility;
-  };
+/// A method and what it makes of a page.
+struct Trial {
+  const char* name;
+  Legibility legibility;
+};
+
+/// Tries every method; the best one is first.
+std::vector<Trial> TryMethods(Bitmap* page, int threshold) {
   std::vector<Trial> trials;
+  Progress progress(L"Trying methods", page);
   for (const auto& [name, method] : kDitherMethods) {
+    progress.Report(static_cast<int>(trials.size()), static_cast<int>(std::size(kDitherMethods)));
     if (method == eBitmapDithererNone) continue;  // leaves no plane
     const PagePointer plane = Dithered(page, method, threshold, Color(0xFF000000));
     trials.push_back({name, MeasureLegibility(page, plane.get())});
@@ -95,7 +99,12 @@ void Recommend(const PageOptions& options, Bitmap* page, int threshold) {
   std::stable_sort(trials.begin(), trials.end(), [](const Trial& a, const Trial& b) {
     return a.legibility.Loss() < b.legibility.Loss();
   });
+  return trials;
+}
 
+/// Names the best method, and shows how the others do.
+void Recommend(const PageOptions& options, Bitmap* page, int threshold) {
+  const std::vector<Trial> trials = TryMethods(page, threshold);
   Report report(options);
   report.PageSize(page);
   report.Text(L"recommended", "recommended", ToWide(trials.front().name));

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <optional>
 
+#include "orv/platform/console.h"
 #include "orv/text/format.h"
 #include "orv/text/utf8.h"
 #include "tools/orv/exit_code.h"
@@ -135,6 +136,24 @@ PageArea ViewOptions::Area(const PageOptions& options, int pageWidth, int pageHe
     Fail(kUsage, L"--crop leaves nothing of the page: " + ToWide(crop));
   }
   return area;
+}
+
+Progress::Progress(const wchar_t* work, Bitmap* page) : work_(work) {
+  constexpr std::int64_t kLong = 2'000'000;  // pixels
+  const std::int64_t pixels = std::int64_t{page->GetWidth()} * std::int64_t{page->GetHeight()};
+  isShown_ = pixels > kLong && IsTerminal(OutputStream::kMessages);
+  if (isShown_) WriteOutput(OutputStream::kMessages, WideToUtf8(Format(L"\r%ls ...", work)));
+}
+
+Progress::~Progress() {
+  if (isShown_) WriteOutput(OutputStream::kMessages, "\r" + std::string(50, ' ') + "\r");
+}
+
+void Progress::Report(int done, int all) {
+  const int percent = static_cast<int>(std::int64_t{done} * 100 / all);
+  if (!isShown_ || percent == percent_) return;
+  percent_ = percent;
+  WriteOutput(OutputStream::kMessages, WideToUtf8(Format(L"\r%ls ... %d %%", work_, percent)));
 }
 
 void Report::Text(const wchar_t* label, const char* key, const std::wstring& value) {

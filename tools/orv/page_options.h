@@ -96,6 +96,22 @@ void ForEachPixel(const PagePixels& pixels, const Work& work) {
 
 inline bool IsWhite(const unsigned char* pixel) { return (pixel[0] & pixel[1] & pixel[2]) == 255; }
 
+/// Says on a terminal what is being done as long as it lives; large pages take a while.
+class Progress {
+ public:
+  Progress(const wchar_t* work, Bitmap* page);
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+  ~Progress();
+
+  void Report(int done, int all);
+
+ private:
+  const wchar_t* work_;
+  bool isShown_;
+  int percent_ = -1;
+};
+
 /// What a command found out, as lines of text or as members of a JSON object.
 class Report {
  public:

@@ -72,8 +72,10 @@ Canvas DrawMethods(Bitmap* page, const PageArea& area, int zoom, int threshold,
   constexpr int kRows = (static_cast<int>(std::size(kDitherMethods)) + kColumns - 1) / kColumns;
   Canvas canvas(kGap + std::int64_t{kColumns} * (width + kGap),
                 kGap + std::int64_t{kRows} * (height + kGap), kMargin);
+  Progress progress(L"Trying methods", page);
   int number = 0;
   for (const auto& [name, method] : kDitherMethods) {
+    progress.Report(number, static_cast<int>(std::size(kDitherMethods)));
     const int x = kGap + number % kColumns * (width + kGap);
     const int y = kGap + number / kColumns * (height + kGap);
     const PagePointer dithered = Dithered(page, method, threshold, colour);
@@ -110,6 +112,7 @@ void AddPagePreviewCommand(CLI::App* group) {
   AddViewOptions(command, view.get());
   command->add_flag("--bare", preview->isBare, "Without the rulers");
   command->footer(
+      "JSON: page, the columns and rows that are shown, output.\n"
       "Examples:\n"
       "  orv page preview black.png red.png --dpi 300 -o preview.png\n"
       "  orv page preview black.png red.png --ink 000000 --ink E02020 --crop 5,5,30,20 --zoom 4 "
@@ -175,6 +178,7 @@ void AddPageMethodsCommand(CLI::App* group) {
   command->footer(
       "Dithers the whole page and shows the part, 30 x 20 mm in the middle unless --crop says\n"
       "another. Below a method's name stand its marks; orv page legibility explains them.\n"
+      "JSON: page, the columns and rows that are shown, output.\n"
       "Examples:\n"
       "  orv page compare-methods label.png -o methods.png\n"
       "  orv page compare-methods label.png --crop 5,118,30,20 --zoom 3 -o methods.png");
