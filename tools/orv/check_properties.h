@@ -31,8 +31,8 @@ class Findings {
  public:
   void Report(RuleName name, int offset, std::wstring text, std::wstring allowed = {},
               std::wstring proposal = {}) {
-    all_.push_back(
-        {name.rule, std::max(offset, 0), std::move(text), std::move(allowed), std::move(proposal)});
+    all_.push_back({&name.rule(), std::max(offset, 0), std::move(text), std::move(allowed),
+                    std::move(proposal)});
   }
   void Add(Finding&& finding) { all_.push_back(std::move(finding)); }
   bool HasErrors() const;

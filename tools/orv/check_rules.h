@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <iterator>
 #include <string_view>
 
 /// The rules of `orv config check`: the one table that findings, explanations, the document and
@@ -305,20 +307,27 @@ inline constexpr CheckRule kCheckRules[] = {
 };
 // clang-format on
 
+/// The number of a rule in the table; that of none is the table's size.
+constexpr std::size_t RuleIndex(std::wstring_view name) {
+  std::size_t index = 0;
+  while (index < std::size(kCheckRules) && kCheckRules[index].name != name) ++index;
+  return index;
+}
+
 /// The rule of a name; null when there is none.
-constexpr const CheckRule* FindCheckRule(std::wstring_view name) {
-  for (const CheckRule& rule : kCheckRules) {
-    if (rule.name == name) return &rule;
-  }
-  return nullptr;
+inline const CheckRule* FindCheckRule(std::wstring_view name) {
+  const std::size_t index = RuleIndex(name);
+  return index < std::size(kCheckRules) ? &kCheckRules[index] : nullptr;
 }
 
 /// A rule by its name. One that is not in the table does not compile.
 struct RuleName {
-  consteval RuleName(const wchar_t* name) : rule(FindCheckRule(name)) {
-    if (rule == nullptr) throw "no such rule";
+  consteval RuleName(const wchar_t* name) : index(RuleIndex(name)) {
+    if (index == std::size(kCheckRules)) throw "no such rule";
   }
-  const CheckRule* rule;
+  const CheckRule& rule() const { return kCheckRules[index]; }
+
+  std::size_t index;
 };
 
 }  // namespace orv::tool
