@@ -3,6 +3,8 @@
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -74,16 +76,33 @@ BENCHMARK_F(Logging, WrittenLine)(benchmark::State& state) {
   for (auto _ : state) CLogger::LOG_ERROR(&client_, kMessage, L"DevMode");
 }
 
+const std::string kLine(236, 'x');  // as many bytes as the line above has
+
 void BareOpenAppendClose(benchmark::State& state) {
   const std::string path = LogFolder() / "bare";
-  const std::string line(270, 'x');  // as many bytes as the line above has
   for (auto _ : state) {
     const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-    benchmark::DoNotOptimize(write(file, line.data(), line.size()));
+    benchmark::DoNotOptimize(write(file, kLine.data(), kLine.size()));
     close(file);
   }
 }
 BENCHMARK(BareOpenAppendClose);
+
+/// The same for a file that starts with a header and that nobody else may hold: whether it is there
+/// is asked first, then it is held while the line is written.
+void BareExclusiveAppend(benchmark::State& state) {
+  const std::string path = LogFolder() / "held";
+  for (auto _ : state) {
+    struct stat status;
+    benchmark::DoNotOptimize(stat(path.c_str(), &status));
+    const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    benchmark::DoNotOptimize(flock(file, LOCK_EX | LOCK_NB));
+    lseek(file, 0, SEEK_END);
+    benchmark::DoNotOptimize(write(file, kLine.data(), kLine.size()));
+    close(file);
+  }
+}
+BENCHMARK(BareExclusiveAppend);
 
 }  // namespace
 

@@ -56,7 +56,7 @@ int WriteLog(const Arguments& arguments) {
 /// FILE: whether the file can be held.
 int HoldFile(const Arguments& arguments) {
   orv::ExclusiveFile file;
-  return file.Open(orv::Utf8ToWide(arguments[0])) ? 0 : 1;
+  return file.Open(orv::ToPath(orv::Utf8ToWide(arguments[0]))) ? 0 : 1;
 }
 
 }  // namespace

@@ -228,7 +228,7 @@ TEST_F(LoggerTest, StartsAreCounted) {
 TEST_F(LoggerTest, AnEntryIsLostWhileSomebodyHoldsTheFile) {
   Start();
   orv::ExclusiveFile file;
-  ASSERT_TRUE(file.Open(orv::FromPath(LogFile())));
+  ASSERT_TRUE(file.Open(LogFile()));
   CLogger::LOG_ERROR(&client_, L"lost", nullptr);
   file.Close();
   CLogger::LOG_ERROR(&client_, L"kept", nullptr);

@@ -315,8 +315,8 @@ TEST(Files, NamesAndPathsAreEachOther) {
 
 TEST(ExclusiveFile, NobodyElseOpensItMeanwhile) {
   const TemporaryFolder folder;
-  const std::wstring name = folder.Name(L"held");
-  const std::vector<std::string> holdIt = {"hold", orv::WideToUtf8(name)};
+  const std::filesystem::path name = folder.path() / "held";
+  const std::vector<std::string> holdIt = {"hold", orv::WideToUtf8(orv::FromPath(name))};
   orv::ExclusiveFile file;
   ASSERT_TRUE(file.Open(name));
   ASSERT_TRUE(file.Write("first", 5));
@@ -331,9 +331,9 @@ TEST(ExclusiveFile, NobodyElseOpensItMeanwhile) {
   ASSERT_TRUE(other.SeekToEnd());
   ASSERT_TRUE(other.Write(" second", 7));
   other.Close();
-  EXPECT_EQ(orv::test::ReadBytes(orv::ToPath(name)), "first second");
-  EXPECT_FALSE(other.Open(folder.Name()));
-  EXPECT_FALSE(other.Open(folder.Name(L"missing") + orv::kPathSeparator + L"file"));
+  EXPECT_EQ(orv::test::ReadBytes(name), "first second");
+  EXPECT_FALSE(other.Open(folder.path()));
+  EXPECT_FALSE(other.Open(folder.path() / "missing" / "file"));
 }
 
 TEST(Modules, KnowTheirFiles) {

@@ -56,10 +56,11 @@ HeapBuffer ReadSource(const CString& path, DWORD* length, CLoggerClient* client)
 
 /// Puts bytes into the place of the target.
 DWORD WriteTarget(const CString& path, const BYTE* bytes, DWORD length, CLoggerClient* client) {
+  const std::filesystem::path file = orv::ToPath(path);
   std::error_code ignored;
-  std::filesystem::remove(orv::ToPath(path), ignored);
+  std::filesystem::remove(file, ignored);
   orv::ExclusiveFile target;
-  if (!target.Open(path)) {
+  if (!target.Open(file)) {
     LogFormat(eLogLevelError, client, nullptr, L"Fatal Error: Unable to create target file %ls\r\n",
               path.c_str());
     return 1;

@@ -1,6 +1,6 @@
 #include "orv/logging/log_file.h"
 
-#include <filesystem>
+#include <mutex>
 
 #include "orv/platform/files.h"
 #include "orv/text/format.h"
@@ -25,6 +25,25 @@ std::wstring ChooseLogFolder(const std::wstring& wanted) {
 std::wstring LogFilePath(const std::wstring& folder, const LocalTime& day) {
   return folder + kPathSeparator +
          Format(L"orv_logfile-%04d-%02d-%02d.log", day.year, day.month, day.day);
+}
+
+std::shared_ptr<const std::filesystem::path> LogFileOf(const LocalTime& day,
+                                                       const std::wstring& wanted) {
+  static std::mutex lock;
+  static std::wstring s_stLogFolder;
+  static LocalTime dayOfPath;
+  static std::shared_ptr<const std::filesystem::path> path;
+  const std::lock_guard guard(lock);
+  if (s_stLogFolder.empty()) s_stLogFolder = ChooseLogFolder(wanted);
+  if (s_stLogFolder.empty()) return nullptr;
+  // Most entries go where the one before went, whose path need not be made again.
+  const bool isSameDay =
+      day.day == dayOfPath.day && day.month == dayOfPath.month && day.year == dayOfPath.year;
+  if (path == nullptr || !isSameDay) {
+    path = std::make_shared<const std::filesystem::path>(ToPath(LogFilePath(s_stLogFolder, day)));
+    dayOfPath = day;
+  }
+  return path;
 }
 
 }  // namespace orv

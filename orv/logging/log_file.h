@@ -1,5 +1,7 @@
 #pragma once
 
+#include <filesystem>
+#include <memory>
 #include <string>
 
 #include "orv/platform/clock.h"
@@ -20,5 +22,11 @@ ORV_EXPORT std::wstring ChooseLogFolder(const std::wstring& wanted);
 
 /// The path of a day's log in a folder.
 ORV_EXPORT std::wstring LogFilePath(const std::wstring& folder, const LocalTime& day);
+
+/// The log of a day in the folder chosen of `wanted`; null when there is no folder. The folder is
+/// chosen once, kept for the life of the process, and looked for again with every entry as long as
+/// there is none. May be called from several threads.
+std::shared_ptr<const std::filesystem::path> LogFileOf(const LocalTime& day,
+                                                       const std::wstring& wanted);
 
 }  // namespace orv

@@ -81,16 +81,6 @@ const std::wstring& ProcessName() {
   return s_stProcessName;
 }
 
-/// The folder for log files: chosen once, kept for the life of the process, and looked for again
-/// with every entry as long as there is none.
-std::wstring LogFolder(const std::wstring& desired) {
-  static std::mutex lock;
-  static std::wstring s_stLogFolder;
-  const std::lock_guard guard(lock);
-  if (s_stLogFolder.empty()) s_stLogFolder = orv::ChooseLogFolder(desired);
-  return s_stLogFolder;
-}
-
 /// Writes text as little-endian 16-bit units without a byte-order mark.
 void WriteUnits(orv::ExclusiveFile* file, std::wstring_view text) {
   if constexpr (sizeof(wchar_t) == sizeof(char16_t)) {
@@ -181,15 +171,14 @@ void CLogger::WriteLogEntry(eLogLevel level, CLoggerClient* client, std::wstring
 }
 
 void CLogger::WriteToLogFile(std::wstring_view line) {
-  const std::wstring folder = LogFolder(m_stDesiredLogPath);
-  if (folder.empty()) return;
-  const std::wstring path = orv::LogFilePath(folder, orv::GetLocalTimeNow());
+  const auto path = orv::LogFileOf(orv::GetLocalTimeNow(), m_stDesiredLogPath);
+  if (path == nullptr) return;
   std::error_code error;
-  const bool isNew = !std::filesystem::exists(orv::ToPath(path), error);
+  const bool isNew = !std::filesystem::exists(*path, error);
   const std::lock_guard guard(m_csFileLock);
   orv::ExclusiveFile file;
   // Somebody else may hold the file: the entry is lost then, and the caller is not kept waiting.
-  if (!file.Open(path) || !file.SeekToEnd()) return;
+  if (!file.Open(*path) || !file.SeekToEnd()) return;
   if (isNew) WriteUnits(&file, kHeader);
   WriteUnits(&file, line);
 }

@@ -56,8 +56,7 @@ inline const wchar_t* FindNameEnd(const wchar_t* at, const wchar_t* end, UnitSet
   const __m128i at16 = _mm_set1_epi16(L'@');
   while (end - at >= 8) {
     const __m128i units = LoadEightUnits(at);
-    const __m128i signs =
-        _mm_and_si128(_mm_cmpgt_epi16(units, less), _mm_cmplt_epi16(units, at16));
+    const __m128i signs = _mm_and_si128(_mm_cmpgt_epi16(units, less), _mm_cmplt_epi16(units, at16));
     const int found = _mm_movemask_epi8(_mm_or_si128(_mm_cmplt_epi16(units, zero), signs));
     if (found == 0) {
       at += 8;

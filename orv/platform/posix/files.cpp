@@ -35,11 +35,10 @@ std::wstring UserTempFolder() {
   return folder != nullptr && *folder != '\0' ? Utf8ToWide(folder) : L"/tmp";
 }
 
-bool ExclusiveFile::Open(const std::wstring& path) {
+bool ExclusiveFile::Open(const std::filesystem::path& path) {
   Close();
   // A pipe or a device is no file to hold: opening one could block, or would take what is written.
-  const int file =
-      open(ToPath(path).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666);
+  const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666);
   if (file < 0) return false;
   struct stat status {};
   if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode) ||

@@ -24,7 +24,7 @@ std::wstring UserTempFolder() {
   return std::wstring(folder, length);
 }
 
-bool ExclusiveFile::Open(const std::wstring& path) {
+bool ExclusiveFile::Open(const std::filesystem::path& path) {
   Close();
   const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
                                   OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
