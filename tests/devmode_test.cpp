@@ -666,4 +666,26 @@ TEST_F(EntryPoint, MergesWithoutPublicRecords) {
   EXPECT_EQ(publicOut_.dmFields, 0x1010FU);
 }
 
+// What the work on a printer's way allocates does not grow with what it works on.
+TEST_F(EntryPoint, AllocatesLittle) {
+  const int level = std::exchange(CLogger::m_nLoglevel, 0);
+  const auto count = [](auto&& work) {
+    const std::size_t before = allocations;
+    work();
+    return allocations - before;
+  };
+  const std::wstring path = module_.folder().Name(orv::test::kTestConfigName);
+  EXPECT_EQ(Call(OEMDM_MERGE), S_OK);  // loads the configuration, reads the settings
+  EXPECT_LE(count([&] { EXPECT_EQ(Call(OEMDM_MERGE), S_OK); }), 150u);
+  Config* config = nullptr;
+  EXPECT_EQ(count([&] { EXPECT_TRUE(CConfigParser::Load(path, &config, cache_, nullptr)); }), 0u);
+  for (const int elements : {10, 1000, 30000}) {
+    std::wstring text = L"<r>";
+    for (int i = 0; i < elements; ++i) text += L"<p name='some name'>and its text</p>";
+    text += L"</r>";
+    EXPECT_LE(count([&] { EXPECT_TRUE(CMarkup().SetDoc(text)); }), 8u) << elements;
+  }
+  CLogger::m_nLoglevel = level;
+}
+
 }  // namespace
