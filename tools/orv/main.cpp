@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "orv/platform/console.h"
+#include "orv/version.h"
 
 int main(int argc, char** argv) {
   using namespace orv::tool;
@@ -11,6 +12,11 @@ int main(int argc, char** argv) {
                    "orv");
   program.require_subcommand(1);
   program.allow_windows_style_options(false);  // arguments such as /list/item are no options
+  program.set_version_flag("--version", "orv " ORV_VERSION, "Print the version and exit");
+  program.footer(
+      "Exit codes: 0 done, 1 something was found, 2 the command line is wrong, 3 something could\n"
+      "not be read or written.\n"
+      "Example:\n  orv config check --help");
   AddConfigCommands(&program);
   AddDevmodeCommands(&program);
   AddStockCommands(&program);

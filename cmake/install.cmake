@@ -1,0 +1,97 @@
+# What is installed, and where. The components are runtime (the library as programs need it),
+# development (what compiling against it needs), program (orv) and documents. Everything finds
+# everything else by relative paths, so that the whole can be moved.
+
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+# What callers include; each of these includes only others of them.
+set(public_headers
+    config/config.h
+    config/config_parser.h
+    config/configs_cache.h
+    crypto/crypto_helper.h
+    crypto/encryption_aes.h
+    devmode/devmode.h
+    devmode/oemdev.h
+    devmode/stock_items.h
+    imaging/bitmap_helper.h
+    imaging/bitmap_rasterizer.h
+    imaging/color_extensions.h
+    logging/logger.h
+    platform/export.h
+    platform/graphics.h
+    platform/registry.h
+    platform/spooler.h
+    platform/types.h
+    session/resources.h
+    session/session_data.h
+    text/format.h
+    xml/markup.h
+)
+if(NOT WIN32)
+  list(APPEND public_headers platform/posix/graphics.h platform/posix/types.h)
+endif()
+foreach(header IN LISTS public_headers)
+  cmake_path(GET header PARENT_PATH folder)
+  install(FILES orv/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orv/${folder}
+          COMPONENT development)
+endforeach()
+install(FILES ${PROJECT_BINARY_DIR}/include/orv/version.h
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orv COMPONENT development)
+
+install(TARGETS orv_shared EXPORT orv_shared_shared
+        RUNTIME COMPONENT runtime
+        LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
+        ARCHIVE COMPONENT development
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS orv_static EXPORT orv_shared_static
+        ARCHIVE COMPONENT development
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# The library looks for its resources in its own folder.
+if(WIN32)
+  set(library_folder ${CMAKE_INSTALL_BINDIR})
+else()
+  set(library_folder ${CMAKE_INSTALL_LIBDIR})
+endif()
+install(FILES ${PROJECT_BINARY_DIR}/orv/orv_resources.dll DESTINATION ${library_folder}
+        COMPONENT runtime)
+
+if(NOT WIN32)
+  set(static_packages OpenSSL PNG SQLite3)
+endif()
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/orv_shared)
+foreach(library IN ITEMS shared static)
+  install(EXPORT orv_shared_${library} FILE orv_shared-${library}.cmake NAMESPACE orv::
+          DESTINATION ${package_folder} COMPONENT development)
+endforeach()
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/orv_shared-config-version.cmake
+                                 COMPATIBILITY SameMajorVersion)
+configure_file(cmake/orv_shared-config.cmake.in orv_shared-config.cmake @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/orv_shared-config.cmake
+              ${PROJECT_BINARY_DIR}/orv_shared-config-version.cmake
+        DESTINATION ${package_folder} COMPONENT development)
+
+file(RELATIVE_PATH pc_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+if(WIN32)
+  set(pc_requires)
+  set(pc_libraries "-lgdiplus")
+  set(pc_private_libraries "-ladvapi32 -lbcrypt -lshlwapi -lwinspool")
+else()
+  set(pc_requires "libcrypto libpng sqlite3")
+  set(pc_libraries)
+  set(pc_private_libraries)
+endif()
+configure_file(cmake/orv_shared.pc.in orv_shared.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/orv_shared.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+        COMPONENT development)
+
+if(ORV_BUILD_TOOLS)
+  install(TARGETS orv RUNTIME COMPONENT program)
+  file(RELATIVE_PATH to_library /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+  set_target_properties(orv PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}")
+endif()
+
+install(FILES README.md CHANGELOG.md SECURITY.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR}
+        COMPONENT documents)
+install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents)

@@ -1,0 +1,18 @@
+# Everything that says the version takes it from the project's.
+
+configure_file(orv/version.h.in include/orv/version.h @ONLY)
+
+# orv_version_resource(TARGET TYPE DESCRIPTION): gives a Windows library (VFT_DLL) or program
+# (VFT_APP) the record that the system shows of a file; nothing elsewhere.
+function(orv_version_resource target type description)
+  if(NOT WIN32)
+    return()
+  endif()
+  get_target_property(kind ${target} TYPE)
+  set(suffix ".dll")
+  if(kind STREQUAL "EXECUTABLE")
+    set(suffix ".exe")
+  endif()
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/version.rc.in ${target}_version.rc @ONLY)
+  target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}_version.rc)
+endfunction()
