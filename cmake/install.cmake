@@ -91,6 +91,17 @@ if(ORV_BUILD_TOOLS)
   file(RELATIVE_PATH to_library /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
   set_target_properties(orv PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}")
 endif()
+if(TARGET manual)
+  install(DIRECTORY ${PROJECT_BINARY_DIR}/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+          COMPONENT program)
+  set(completion tools/orv/completion)
+  install(FILES ${completion}/orv.bash COMPONENT program RENAME orv
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  install(FILES ${completion}/_orv COMPONENT program
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+  install(FILES ${completion}/orv.fish COMPONENT program
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+endif()
 
 install(FILES README.md CHANGELOG.md SECURITY.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR}
         COMPONENT documents)

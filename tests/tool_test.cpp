@@ -6,8 +6,11 @@
 
 #include <cmath>
 #include <limits>
+#include <regex>
+#include <sstream>
 
 #include "orv/text/utf8.h"
+#include "orv/version.h"
 #include "tests/fixtures.h"
 #include "tools/orv/exit_code.h"
 #include "tools/orv/input.h"
@@ -20,6 +23,7 @@ namespace {
 
 using test::ProgramResult;
 using test::TemporaryFolder;
+using testing::AnyOf;
 using testing::HasSubstr;
 
 TEST(Table, LinesUpInCodePointsAndShowsControlCharacters) {
@@ -297,6 +301,49 @@ TEST_F(ToolTest, ShowsALogFilteredAsTextAndJson) {
     ExpectFailed({"log", "show", "--date", date}, kUsage, "is no date");
   }
   ExpectFailed({"log", "show", "--level", "loud"}, kUsage, "loud");
+}
+
+/// What completion offers behind some words: the first column of its lines.
+std::vector<std::string> Offered(std::vector<std::string> words) {
+  words.insert(words.begin(), {"complete", "orv"});
+  std::istringstream lines(test::RunProgram(ORV_PROGRAM, words).output);
+  std::vector<std::string> offered;
+  for (std::string line; std::getline(lines, line);) {
+    offered.push_back(line.substr(0, line.find('\t')));
+  }
+  EXPECT_FALSE(offered.empty()) << words.back();
+  return offered;
+}
+
+/// A name as the manual's source has it.
+std::string WithHyphens(const std::string& name) {
+  return std::regex_replace(name, std::regex("-"), "\\-");
+}
+
+TEST_F(ToolTest, HasAManualOfEveryCommand) {
+  EXPECT_THAT(Run({"--version"}).output, HasSubstr("orv " ORV_VERSION));
+  ExpectDone({"manual", WideToUtf8(folder_.Name())}, "");
+  EXPECT_THAT(test::ReadBytes(folder_.path() / "orv.1"), HasSubstr("\\fBorv\\-log\\fR(1)"));
+  for (const std::string& group : Offered({""})) {
+    const std::string page = test::ReadBytes(folder_.path() / ("orv-" + group + ".1"));
+    for (const std::string& command : Offered({group, ""})) {
+      const std::size_t start = page.find("\n.SS " + WithHyphens(command) + "\n");
+      ASSERT_NE(start, page.npos) << group << ' ' << command;
+      const std::string section = page.substr(start, page.find("\n.S", start + 1) - start);
+      if (group != "page") continue;  // each question is a process
+      for (const std::string& option : Offered({group, command, "--"})) {
+        if (option == "--help") continue;
+        EXPECT_THAT(section, HasSubstr("\\fB" + WithHyphens(option) + "\\fR"));
+      }
+    }
+    // Nothing of the help has become a request to the formatter.
+    std::istringstream lines(page);
+    for (std::string line; std::getline(lines, line);) {
+      if (!line.starts_with('.') && !line.starts_with('\'')) continue;
+      EXPECT_THAT(line.substr(0, 3),
+                  AnyOf(".TH", ".SH", ".SS", ".TP", ".PP", ".nf", ".fi", ".br", ".nh"));
+    }
+  }
 }
 
 TEST_F(ToolTest, TellsOfPrinters) {

@@ -29,6 +29,10 @@ void AddPagePreviewCommand(CLI::App* group);
 void AddPageMethodsCommand(CLI::App* group);
 void AddPageLegibilityCommand(CLI::App* group);
 
+/// Hidden commands: what the shells' completion asks, and the manual pages.
+void AddCompleteCommand(CLI::App* program);
+void AddManualCommand(CLI::App* program);
+
 /// `orv printers config`, part of the printers' group.
 void AddPrinterConfigCommand(CLI::App* printers);
 

@@ -242,7 +242,7 @@ void AddPrinterConfigCommand(CLI::App* printers) {
   auto options = std::make_shared<Options>();
   CLI::App* command =
       printers->add_subcommand("config", "Show which configuration a printer uses, and load it");
-  command->add_option("NAME", options->name, "The printer's name")->required();
+  command->add_option("PRINTER", options->name, "The printer's name")->required();
   command->add_option("--config-dir", options->folder,
                       "The folder of the configuration files (default: the program's own)");
   command->add_flag("--record", options->showRecord, "Print the whole record instead");

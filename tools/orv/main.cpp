@@ -25,6 +25,8 @@ int main(int argc, char** argv) {
   AddLogCommands(&program);
   AddXmlCommands(&program);
   AddPageCommands(&program);
+  AddCompleteCommand(&program);
+  AddManualCommand(&program);
 
   try {
     // The parser takes the arguments last one first.

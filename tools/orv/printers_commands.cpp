@@ -71,7 +71,7 @@ void AddListCommand(CLI::App* group) {
 void AddRemoveCommand(CLI::App* group) {
   auto name = std::make_shared<std::string>();
   CLI::App* command = group->add_subcommand("remove", "Remove a printer from the spooler");
-  command->add_option("NAME", *name, "The printer's name")->required();
+  command->add_option("PRINTER", *name, "The printer's name")->required();
   command->footer("Example:\n  orv printers remove \"Label 1\"");
   command->callback([name] {
     const LONG error = RemoveSpoolerPrinter(ToWide(*name));

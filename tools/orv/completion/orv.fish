@@ -1,0 +1,12 @@
+# Completion of orv's command lines in fish: the program itself says what may come next.
+
+function __orv_complete
+    set -l words (commandline -opc) (commandline -ct)
+    set -l lines ($words[1] complete $words 2>/dev/null)
+    if set -q lines[1]
+        printf '%s\n' $lines
+    else
+        __fish_complete_path (commandline -ct)
+    end
+end
+complete -c orv -f -a '(__orv_complete)'
