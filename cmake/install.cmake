@@ -74,13 +74,10 @@ install(FILES ${PROJECT_BINARY_DIR}/orv_shared-config.cmake
 
 file(RELATIVE_PATH pc_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 if(WIN32)
-  set(pc_requires)
-  set(pc_libraries "-lgdiplus")
-  set(pc_private_libraries "-ladvapi32 -lbcrypt -lshlwapi -lwinspool")
+  set(pc_libraries "-l:liborv_shared.dll.a -lgdiplus")  # by its file name: also found with -static
 else()
-  set(pc_requires "libcrypto libpng sqlite3")
-  set(pc_libraries)
-  set(pc_private_libraries)
+  set(pc_libraries "-lorv_shared")
+  set(pc_static_libraries "-lcrypto -lpng -lsqlite3")
 endif()
 configure_file(cmake/orv_shared.pc.in orv_shared.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/orv_shared.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
@@ -103,6 +100,7 @@ if(TARGET manual)
           DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 endif()
 
-install(FILES README.md CHANGELOG.md SECURITY.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR}
+set(documents_folder ${CMAKE_INSTALL_DATADIR}/doc/orv-shared)
+install(FILES README.md CHANGELOG.md SECURITY.md LICENSE DESTINATION ${documents_folder}
         COMPONENT documents)
-install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents)
+install(DIRECTORY docs examples DESTINATION ${documents_folder} COMPONENT documents)

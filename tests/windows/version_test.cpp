@@ -14,8 +14,8 @@ TEST(VersionRecord, IsInEveryFile) {
   for (const std::string path : {ORV_LIBRARY, ORV_RESOURCES, ORV_PROGRAM}) {
     SCOPED_TRACE(path);
     std::string record(GetFileVersionInfoSizeA(path.c_str(), nullptr), '\0');
-    ASSERT_TRUE(GetFileVersionInfoA(path.c_str(), 0, static_cast<DWORD>(record.size()),
-                                    record.data()));
+    ASSERT_TRUE(
+        GetFileVersionInfoA(path.c_str(), 0, static_cast<DWORD>(record.size()), record.data()));
     const auto text = [&record](const std::string& name) {
       void* value = nullptr;
       UINT length = 0;

@@ -1,0 +1,37 @@
+# Packages of what is installed: natively a .deb and a .tar.gz, for Windows a .zip.
+
+set(CPACK_PACKAGE_NAME orv-shared)
+set(CPACK_PACKAGE_VENDOR "the orv_shared authors")
+set(CPACK_PACKAGE_CONTACT "the orv_shared authors <maintainers@orv-shared.invalid>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "core of a label-printer driver, and the orv program")
+set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ
+                                                GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+string(TOLOWER ${CMAKE_SYSTEM_NAME} system)
+set(CPACK_SYSTEM_NAME ${system}-${CMAKE_SYSTEM_PROCESSOR})
+if(WIN32)
+  set(CPACK_GENERATOR ZIP)
+else()
+  set(CPACK_GENERATOR DEB TGZ)
+endif()
+
+# One package holds all components: each of them is small.
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_PACKAGE_SECTION misc)
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
+    "Reads printer configuration files, keeps the driver's settings records in
+order, prepares page images and writes the log. With the headers, what CMake
+and pkg-config need, and the orv program for configurations, settings, pages.")
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "libpng-dev, libsqlite3-dev, libssl-dev")  # for orv::static
+file(WRITE ${PROJECT_BINARY_DIR}/debian/triggers "activate-noawait ldconfig\n")
+file(WRITE ${PROJECT_BINARY_DIR}/debian/shlibs
+     "liborv_shared ${PROJECT_VERSION_MAJOR} ${CPACK_PACKAGE_NAME} (>= ${PROJECT_VERSION})\n")
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/debian/triggers
+                                       ${PROJECT_BINARY_DIR}/debian/shlibs)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/debian_files.cmake)
+
+include(CPack)
