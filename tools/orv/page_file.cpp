@@ -9,6 +9,7 @@
 #include "tools/orv/commands.h"
 #include "tools/orv/input.h"
 #include "tools/orv/output.h"
+#include "tools/orv/two_coloured.h"
 
 namespace orv::tool {
 namespace {
@@ -108,6 +109,8 @@ void PageFiles::Add(Bitmap* page, const std::wstring& path) {
     }
   }
   files_.emplace_back(PartOf(path), path);
+  const PagePointer twoColoured = TwoColoured(page);
+  if (twoColoured != nullptr) page = twoColoured.get();
   if (SavePng(page, files_.back().first.c_str()) != Ok) Fail(kUnreadable, L"cannot write " + path);
 }
 
