@@ -33,6 +33,21 @@ void ElemPosArray::Grow(int capacity) {
   capacity_ = capacity;
 }
 
+void ElemPosArray::Trim(int used) {
+  const int kept = used + used / 8 + 8;
+  if (capacity_ - used <= used / 4 || kept >= capacity_) return;
+  const int last = (kept - 1) >> kSegmentBits;
+  for (int s = (capacity_ - 1) >> kSegmentBits; s > last; --s) segments_[s] = nullptr;
+  Segment& segment = segments_[last];
+  const int records = kept - (last << kSegmentBits);
+  void* const smaller = std::realloc(segment.get(), records * sizeof(ElemPos));
+  if (smaller != nullptr) {
+    static_cast<void>(segment.release());
+    segment.reset(static_cast<ElemPos*>(smaller));
+  }
+  capacity_ = kept;
+}
+
 void ElemPosArray::Assign(const ElemPosArray& other, int count) {
   Clear();
   while (capacity_ < std::max(count, 8)) Grow(std::max(count, 8));

@@ -26,6 +26,10 @@ class ElemPosArray {
   /// segment: a request that reaches further is cut to the end of that segment.
   void Grow(int capacity);
 
+  /// Gives back what is behind the first `used` records, but for some room to grow, when it is more
+  /// than a quarter of what they take.
+  void Trim(int used);
+
   /// Holds copies of the first `count` records of another array, and room for eight at least.
   void Assign(const ElemPosArray& other, int count);
 

@@ -109,6 +109,7 @@ void CMarkup::x_IndexDoc() {
 
   orv::TokenPos token = x_TokenAt(0, length);
   const int first = x_ParseElem(0, token);
+  m_pElements->Trim(m_iPosFree);
   ElemPos& document = x_Elem(0);
   document.length = length;
   document.child = first;
