@@ -50,12 +50,19 @@ std::wstring LoadConfigText(const std::wstring& path) {
   return text;
 }
 
-Config LoadConfig(const std::wstring& path) {
+bool ParseConfig(const std::wstring& path, const std::wstring& text, Config* config,
+                 std::wstring* problem) {
   CMarkup xml;
-  if (!xml.SetDoc(LoadConfigText(path))) Fail(kFindings, path + L": " + xml.GetError());
+  const CString error =
+      xml.SetDoc(text) ? CConfigParser::Parse(xml, *config, nullptr) : CString(xml.GetError());
+  *problem = path + L": " + error;
+  return error.empty();
+}
+
+Config LoadConfig(const std::wstring& path) {
   Config config;
-  const CString error = CConfigParser::Parse(xml, config, nullptr);
-  if (!error.empty()) Fail(kFindings, path + L": " + error);
+  std::wstring problem;
+  if (!ParseConfig(path, LoadConfigText(path), &config, &problem)) Fail(kFindings, problem);
   return config;
 }
 

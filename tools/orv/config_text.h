@@ -19,6 +19,11 @@ bool ReadConfigText(const std::wstring& path, std::wstring* text, std::wstring* 
 /// The text of a file; ends the command when there is none.
 std::wstring LoadConfigText(const std::wstring& path);
 
+/// Reads a configuration as the loader does; false, with the reason in `*problem`, when it does not
+/// load.
+bool ParseConfig(const std::wstring& path, const std::wstring& text, Config* config,
+                 std::wstring* problem);
+
 /// What the loader reads from a file; ends the command when it does not load.
 Config LoadConfig(const std::wstring& path);
 

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -8,21 +7,17 @@
 #include <optional>
 
 #include "orv/config/config_parser.h"
-#include "orv/devmode/devmode.h"
-#include "orv/devmode/stock_items.h"
 #include "orv/text/format.h"
 #include "tools/orv/commands.h"
 #include "tools/orv/input.h"
 #include "tools/orv/library_use.h"
 #include "tools/orv/output.h"
+#include "tools/orv/record_merge.h"
 #include "tools/orv/record_rules.h"
 #include "tools/orv/record_text.h"
 
 namespace orv::tool {
 namespace {
-
-/// The longest name of a configuration file, with its terminator.
-constexpr int kMaxDriverFileName = 1024;
 
 void AddConfigFolder(CLI::App* command, std::string* folder) {
   command->add_option(
@@ -80,18 +75,8 @@ void AddMergeOptions(CLI::App* command, MergeOptions* options) {
 
 /// The application's public record: the incoming record's size unless the options say otherwise.
 DEVMODEW PublicRecord(const MergeOptions& options, const tagOEMDEV& record) {
-  constexpr int kUserPaperSize = 256;
   constexpr double kTenthsPerMillimetre = 10;
-  constexpr std::uint32_t kThousandthsPerTenth = 100;
-  DEVMODEW result{};
-  result.dmSpecVersion = 0x0401;
-  result.dmSize = sizeof(DEVMODEW);
-  result.dmDriverExtra = sizeof(tagOEMDEV);
-  result.dmOrientation = 1;
-  result.dmCopies = 1;
-  result.dmPaperSize = kUserPaperSize;
-  result.dmPaperWidth = static_cast<SHORT>(record.PaperWidth / kThousandthsPerTenth);
-  result.dmPaperLength = static_cast<SHORT>(record.PaperHeight / kThousandthsPerTenth);
+  DEVMODEW result = PublicRecordOf(record);
   for (std::size_t i = 0; i < std::size(kPublicOptions); ++i) {
     const PublicOption& option = kPublicOptions[i];
     if (!options.values[i].has_value()) continue;
@@ -110,50 +95,11 @@ DEVMODEW PublicRecord(const MergeOptions& options, const tagOEMDEV& record) {
   return result;
 }
 
-/// Why the library refuses a record.
-std::wstring RefusalText(const tagOEMDEV* in) {
-  if (in != nullptr && in->dwSignature != tagOEMDEV::kSignature) {
-    return Format(L"the library refuses the record: its signature is %u, not %u", in->dwSignature,
-                  tagOEMDEV::kSignature);
-  }
-  if (in != nullptr && in->dwVersion != tagOEMDEV::kVersion) {
-    return Format(L"the library refuses the record: its version is %u, not %u", in->dwVersion,
-                  tagOEMDEV::kVersion);
-  }
-  return L"the library refuses the record; `orv log show` says why";
-}
-
-/// The library's answer to one request; ends the command when it refuses.
-void Request(LibraryUse* library, const std::wstring& printerName, DWORD mode, OEMDMPARAM* param) {
-  const HRESULT result =
-      hrOEMDevMode(library->client(), library->cache(), printerName.c_str(), mode, param);
-  if (result == S_OK) return;
-  Config* config = nullptr;
-  CConfigParser::Load(param->hPrinter, &config, library->cache(), library->client());
-  wchar_t name[kMaxDriverFileName] = {};
-  CConfigParser::GetConfigXmlFilenameForPrinter(param->hPrinter, name, kMaxDriverFileName, nullptr);
-  Fail(kFindings, config == nullptr
-                      ? L"the printer's configuration " + std::wstring(name) +
-                            L" does not load from " + library->client()->m_stModuleFolder +
-                            L" (--config-dir names another folder)"
-                      : RefusalText(static_cast<const tagOEMDEV*>(param->pOEMDMIn)));
-}
-
 tagOEMDEV Defaults(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name) {
   tagOEMDEV record{};
-  OEMDMPARAM param{};
-  param.cbSize = sizeof(param);
-  param.hPrinter = printer.get();
-  param.pOEMDMOut = &record;
-  Request(library, name, OEMDM_DEFAULT, &param);
+  std::wstring problem;
+  if (!DefaultRecord(library, printer, name, &record, &problem)) Fail(kFindings, problem);
   return record;
-}
-
-/// A printer's configuration, which its defaults have loaded into the cache.
-const Config& LoadedConfig(LibraryUse* library, const OpenPrinter& printer) {
-  Config* config = nullptr;
-  CConfigParser::Load(printer.get(), &config, library->cache(), library->client());
-  return *config;
 }
 
 void AddDefaultCommand(CLI::App* group) {
@@ -172,43 +118,14 @@ void AddDefaultCommand(CLI::App* group) {
   });
 }
 
-/// One way of a record through a merge.
-struct Merged {
-  tagOEMDEV defaults;
-  tagOEMDEV in;
-  tagOEMDEV applied;  ///< with the stock item, before the validation
-  tagOEMDEV out;
-  DEVMODEW publicIn;
-  DEVMODEW publicOut;
-  StockChoice choice;
-  std::vector<Correction> corrections;
-};
-
 Merged Merge(LibraryUse* library, const OpenPrinter& printer, const MergeOptions& options) {
   const std::wstring name = ToWide(options.printer);
   Merged merged{};
   merged.defaults = Defaults(library, printer, name);
   merged.in = options.in.empty() ? merged.defaults : ReadRecord(ToWide(options.in));
-  merged.publicIn = merged.publicOut = PublicRecord(options, merged.in);
-  // The driver hands over a record of its own to fill.
-  merged.out.dwSignature = tagOEMDEV::kSignature;
-  OEMDMPARAM param{};
-  param.cbSize = sizeof(param);
-  param.hPrinter = printer.get();
-  param.pPublicDMIn = &merged.publicIn;
-  param.pPublicDMOut = &merged.publicOut;
-  param.pOEMDMIn = &merged.in;
-  param.pOEMDMOut = &merged.out;
-  Request(library, name, OEMDM_MERGE, &param);
-
-  // The same steps one by one, to see what each did.
-  merged.choice = ChooseStockItem(LoadStockItems(printer.get(), name.c_str(), nullptr),
-                                  merged.publicIn, merged.in);
-  merged.applied = merged.in;
-  DEVMODEW ignored = merged.publicIn;
-  ApplyStockItem(&merged.publicIn, &ignored, &merged.applied, printer.get(), name.c_str(), nullptr);
-  tagOEMDEV repaired = merged.applied;
-  RepairRecord(LoadedConfig(library, printer), &repaired, &merged.corrections);
+  merged.publicIn = PublicRecord(options, merged.in);
+  std::wstring problem;
+  if (!MergeRecord(library, printer, name, &merged, &problem)) Fail(kFindings, problem);
   return merged;
 }
 
@@ -541,46 +458,6 @@ void AddCheckCommand(CLI::App* group) {
   });
 }
 
-/// Whether what a merge applies, an item or only a size, sets a field.
-bool IsApplied(const StockChoice& choice, const RecordField& field) {
-  if (field.offset == offsetof(tagOEMDEV, PaperWidth) ||
-      field.offset == offsetof(tagOEMDEV, PaperHeight)) {
-    return true;
-  }
-  if (IsZeroGuid(choice.item.guid)) return false;
-  return field.kind == FieldKind::kGuid ||
-         std::ranges::find(StockValues(), int{field.offset}, &StockValue::recordOffset) !=
-             StockValues().end();
-}
-
-const wchar_t* ChoiceText(StockChoice::Reason reason) {
-  switch (reason) {
-    case StockChoice::kPaperSize:
-      return L"stock item of the paper size";
-    case StockChoice::kSelected:
-      return L"the record's stock item";
-    case StockChoice::kRecordSize:
-      return L"sizes at hand, no stock item found";
-    case StockChoice::kApplicationSize:
-      return L"the application's size";
-  }
-  return L"";
-}
-
-/// Which rule decided what a field holds after a merge.
-std::wstring DecisionText(const Config& config, const Merged& merged, const RecordField& field) {
-  std::wstring text;
-  for (const Correction& correction : merged.corrections) {
-    if (correction.check->field != &field) continue;
-    text += (text.empty() ? L"" : L"; then ") + ReasonText(config, correction);
-  }
-  if (!text.empty()) return text;
-  if (IsApplied(merged.choice, field)) return ChoiceText(merged.choice.reason);
-  if (field.offset < offsetof(tagOEMDEV, EpLayout)) return L"the header is stamped";
-  if (field.rule.kind == FieldRule::kAny) return L"carried, never checked";
-  return field.rule.offered.In(config) == 0 ? L"carried, not offered" : L"carried, allowed";
-}
-
 void AddExplainCommand(CLI::App* group) {
   auto options = std::make_shared<MergeOptions>();
   CLI::App* command = group->add_subcommand(
@@ -593,7 +470,7 @@ void AddExplainCommand(CLI::App* group) {
     LibraryUse library(ToWide(options->configFolder));
     const OpenPrinter printer(ToWide(options->printer));
     const Merged merged = Merge(&library, printer, *options);
-    const Config& config = LoadedConfig(&library, printer);
+    const Config& config = *merged.config;
     JsonWriter json;
     Table table(
         {L"FIELD", L"INCOMING", L"DEFAULT", L"STOCK", L"ALLOWED", L"RESULT", L"DECIDED BY"});
@@ -602,7 +479,7 @@ void AddExplainCommand(CLI::App* group) {
       if (field.offset == offsetof(tagOEMDEV, EpLayout)) continue;
       const bool isApplied = IsApplied(merged.choice, field);
       const std::wstring allowed = AllowedText(config, field);
-      const std::wstring decision = DecisionText(config, merged, field);
+      const std::wstring decision = DecisionText(merged, field);
       table.Add({Widen(field.name), Short(FieldText(merged.in, field)),
                  field.hasDefault ? Short(FieldText(merged.defaults, field)) : L"untouched",
                  isApplied ? FieldText(merged.applied, field) : L"", allowed,

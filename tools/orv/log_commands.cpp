@@ -1,15 +1,11 @@
 #include <algorithm>
-#include <cstdio>
-#include <iterator>
 #include <optional>
 
-#include "orv/logging/log_file.h"
 #include "orv/platform/console.h"
 #include "orv/platform/letter_case.h"
-#include "orv/platform/registry.h"
-#include "orv/text/format.h"
 #include "tools/orv/commands.h"
 #include "tools/orv/input.h"
+#include "tools/orv/log_day.h"
 #include "tools/orv/log_entry.h"
 #include "tools/orv/output.h"
 
@@ -17,9 +13,6 @@ namespace orv::tool {
 namespace {
 
 constexpr int kPollMilliseconds = 200;
-/// A writer holds the log without sharing for moments only.
-constexpr int kReadAttempts = 20;
-constexpr int kReadPauseMilliseconds = 10;
 
 struct Options {
   std::optional<std::string> file;
@@ -54,37 +47,15 @@ void WriteJsonEntry(const LogEntry& entry, JsonWriter* json) {
   json->EndObject();
 }
 
-LocalTime ParseDate(const std::string& date) {
-  LocalTime day{};
-  int end = 0;
-  if (std::sscanf(date.c_str(), "%4d-%2d-%2d%n", &day.year, &day.month, &day.day, &end) != 3 ||
-      static_cast<std::size_t>(end) != date.size() || day.year < 0 || day.month < 1 ||
-      day.month > 12 || day.day < 1 || day.day > 31) {
-    Fail(kUsage, L"\"" + ToWide(date) + L"\" is no date such as 2024-03-05");
-  }
-  return day;
-}
-
 /// The log to show: the named file, or the one of the named day, or of today.
 std::wstring LogPath(const Options& options) {
-  if (options.file) return ToWide(*options.file);
-  const std::wstring folder = ChooseLogFolder(ReadSetting(kLogSettings, kLogPathSetting));
-  if (folder.empty()) Fail(kUnreadable, L"there is no folder for logs");
-  return LogFilePath(folder, options.date ? ParseDate(*options.date) : GetLocalTimeNow());
-}
-
-bool ReadPatiently(const std::wstring& path, std::uint64_t offset, std::string* bytes) {
-  for (int attempt = 1; !ReadFile(path, bytes, offset); ++attempt) {
-    if (attempt == kReadAttempts) return false;
-    PauseMilliseconds(kReadPauseMilliseconds);
-  }
-  return true;
+  return options.file ? ToWide(*options.file) : DayLogPath(options.date);
 }
 
 void Show(const Options& options) {
   const std::wstring path = LogPath(options);
   std::string bytes;
-  if (!ReadPatiently(path, 0, &bytes)) Fail(kUnreadable, L"cannot read the log " + path);
+  if (!ReadLog(path, &bytes)) Fail(kUnreadable, L"cannot read the log " + path);
   const std::wstring text = DecodeUtf16(bytes);
   const std::vector<LogEntry> entries = ParseLog(text);
   if (entries.empty() && !bytes.empty()) Fail(kFindings, path + L" holds no log entries");

@@ -12,21 +12,10 @@
 #include "tools/orv/output.h"
 #include "tools/orv/page_file.h"
 #include "tools/orv/page_options.h"
+#include "tools/orv/page_planes.h"
 
 namespace orv::tool {
 namespace {
-
-std::int64_t PixelCount(Bitmap* page) {
-  return std::int64_t{page->GetWidth()} * std::int64_t{page->GetHeight()};
-}
-
-std::int64_t CountInk(Bitmap* page) {
-  std::int64_t ink = 0;
-  ForEachPixel(PagePixels(page), [&](const unsigned char* pixel, int, int) {
-    if (!IsWhite(pixel)) ++ink;
-  });
-  return ink;
-}
 
 /// The page as one bit a pixel; ends the command without memory for it.
 PagePointer OneBitOf(Bitmap* page) {
@@ -120,20 +109,6 @@ void AddDitherCommand(CLI::App* group) {
   });
 }
 
-/// Both planes as they print: one ink over the other on white paper.
-PagePointer PreviewOf(Bitmap* background, Bitmap* highlight) {
-  PagePointer preview(background->Clone(0, 0, static_cast<INT>(background->GetWidth()),
-                                        static_cast<INT>(background->GetHeight()),
-                                        PixelFormat24bppRGB));
-  if (preview == nullptr) Fail(kUnreadable, L"not enough memory for the preview");
-  const PagePixels ink(highlight);
-  ForEachPixel(PagePixels(preview.get()), [&](unsigned char* pixel, int x, int y) {
-    const unsigned char* other = ink.Row(y) + 3 * x;
-    for (int i = 0; i < 3; ++i) pixel[i] = std::min(pixel[i], other[i]);
-  });
-  return preview;
-}
-
 struct SplitOptions {
   std::string colour;
   double tolerance = 0.1;
@@ -141,21 +116,6 @@ struct SplitOptions {
   std::string highlight;
   std::string preview;
 };
-
-void AddToleranceOption(CLI::App* command, double* tolerance) {
-  command
-      ->add_option("--tolerance", *tolerance,
-                   "Greatest distance from the colour that still belongs to the highlight")
-      ->check(CLI::Validator(
-          [](std::string& text) {
-            double value = -1;
-            const bool isTolerance =
-                CLI::detail::lexical_cast(text, value) && value >= 0 && std::isfinite(value);
-            return isTolerance ? std::string() : "not a distance of 0 or more: " + text;
-          },
-          "DISTANCE"))
-      ->capture_default_str();
-}
 
 void AddSplitCommand(CLI::App* group) {
   CLI::App* command = group->add_subcommand(
@@ -178,32 +138,23 @@ void AddSplitCommand(CLI::App* group) {
   command->callback([=] {
     const GraphicsSession graphics;
     const PagePointer page = LoadInput(options.get());
-    Color colour = ToColour(split->colour);
-    Bitmap* backgroundResult = nullptr;
-    Bitmap* highlightResult = nullptr;
     std::optional<Progress> progress(std::in_place, L"Splitting the page", page.get());
-    const int isSplit =
-        BitmapHelper::SplitImage(page.get(), colour, split->tolerance, dither->Method(),
-                                 dither->threshold, &backgroundResult, &highlightResult);
-    const PagePointer background(backgroundResult);
-    const PagePointer highlight(highlightResult);
-    if (!isSplit) Fail(kUnreadable, L"not enough memory to split the page");
-
+    const Planes planes = SplitPage(page.get(), ToColour(split->colour), split->tolerance, *dither);
     PageFiles files;
-    files.Add(background.get(), ToWide(split->background));
+    files.Add(planes.background.get(), ToWide(split->background));
     progress->Report(1, 3);
-    files.Add(highlight.get(), ToWide(split->highlight));
+    files.Add(planes.highlight.get(), ToWide(split->highlight));
     progress->Report(2, 3);
     if (!split->preview.empty()) {
-      files.Add(PreviewOf(background.get(), highlight.get()).get(), ToWide(split->preview));
+      files.Add(PreviewOf(planes).get(), ToWide(split->preview));
     }
     files.Finish();
     progress.reset();  // before anything is printed
     Report report(*options);
     report.PageSize(page.get());
     const std::int64_t all = PixelCount(page.get());
-    report.Pixels(L"background ink", "backgroundInk", CountInk(background.get()), all);
-    report.Pixels(L"highlight ink", "highlightInk", CountInk(highlight.get()), all);
+    report.Pixels(L"background ink", "backgroundInk", CountInk(planes.background.get()), all);
+    report.Pixels(L"highlight ink", "highlightInk", CountInk(planes.highlight.get()), all);
     report.Text(L"background", "background", ToWide(split->background));
     report.Text(L"highlight", "highlight", ToWide(split->highlight));
     if (!split->preview.empty()) report.Text(L"preview", "preview", ToWide(split->preview));

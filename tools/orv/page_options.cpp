@@ -31,12 +31,16 @@ std::optional<double> ParseLength(std::string_view text, double dpi) {
 
 void AddPageOptions(CLI::App* command, PageOptions* options, const char* input, const char* help) {
   command->add_option(input, options->input, help)->required();
-  command
-      ->add_option("--dpi", options->dpi,
+  AddDpiOption(command, &options->dpi);
+  command->add_flag("--json", options->json, "Print the result as JSON");
+}
+
+CLI::Option* AddDpiOption(CLI::App* command, double* dpi) {
+  return command
+      ->add_option("--dpi", *dpi,
                    "Dots per inch of the print head, for sizes in mm (default: those of the\n"
                    "image, else 203)")
       ->check(CLI::Range(1.0, 100000.0));
-  command->add_flag("--json", options->json, "Print the result as JSON");
 }
 
 PagePointer LoadInput(PageOptions* options) {
@@ -65,6 +69,21 @@ void AddDitherOptions(CLI::App* command, DitherOptions* options) {
 
 void AddThresholdOption(CLI::App* command, int* threshold) {
   command->add_option("--threshold", *threshold, "Least grey value that becomes white")
+      ->capture_default_str();
+}
+
+void AddToleranceOption(CLI::App* command, double* tolerance) {
+  command
+      ->add_option("--tolerance", *tolerance,
+                   "Greatest distance from the colour that still belongs to the highlight")
+      ->check(CLI::Validator(
+          [](std::string& text) {
+            double value = -1;
+            const bool isTolerance =
+                CLI::detail::lexical_cast(text, value) && value >= 0 && std::isfinite(value);
+            return isTolerance ? std::string() : "not a distance of 0 or more: " + text;
+          },
+          "DISTANCE"))
       ->capture_default_str();
 }
 

@@ -29,6 +29,8 @@ struct PageOptions {
 void AddPageOptions(CLI::App* command, PageOptions* options, const char* input = "IN",
                     const char* help = "The page, a PNG image");
 
+CLI::Option* AddDpiOption(CLI::App* command, double* dpi);
+
 /// Loads the page, and with it the resolution where no option gave one: that of the file, else 203.
 PagePointer LoadInput(PageOptions* options);
 
@@ -56,6 +58,8 @@ struct DitherOptions {
 
 void AddDitherOptions(CLI::App* command, DitherOptions* options);
 void AddThresholdOption(CLI::App* command, int* threshold);
+/// How far from the second colour a split still goes.
+void AddToleranceOption(CLI::App* command, double* tolerance);
 
 /// A dithered copy of a page; ends the command without memory for it.
 PagePointer Dithered(Bitmap* page, eBitmapDitherer method, int threshold, Color colour);

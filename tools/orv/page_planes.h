@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+
+#include "tools/orv/page_file.h"
+#include "tools/orv/page_options.h"
+
+/// A page as the two print heads of a printer get it.
+
+namespace orv::tool {
+
+/// White planes with dots in their print colours.
+struct Planes {
+  PagePointer background;
+  PagePointer highlight;
+};
+
+/// Splits a page; ends the command without memory for it.
+Planes SplitPage(Bitmap* page, Color colour, double tolerance, const DitherOptions& dither);
+
+/// Both planes as they print: one ink over the other on white paper.
+PagePointer PreviewOf(const Planes& planes);
+
+std::int64_t PixelCount(Bitmap* page);
+/// The number of pixels that are not white.
+std::int64_t CountInk(Bitmap* page);
+
+}  // namespace orv::tool

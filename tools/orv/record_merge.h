@@ -1,0 +1,46 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "orv/devmode/oemdev.h"
+#include "orv/devmode/record_fields.h"
+#include "orv/devmode/stock_items.h"
+#include "tools/orv/library_use.h"
+
+/// A record's way through a merge step by step, and what decided each of its fields.
+
+namespace orv::tool {
+
+/// One way of a record through a merge.
+struct Merged {
+  tagOEMDEV defaults;
+  tagOEMDEV in;
+  tagOEMDEV applied;  ///< with the stock item, before the validation
+  tagOEMDEV out;
+  DEVMODEW publicIn;
+  DEVMODEW publicOut;
+  StockChoice choice;
+  std::vector<Correction> corrections;
+  const Config* config;  ///< the printer's, in the library's cache
+};
+
+/// The public record of an application that asks for nothing but a record's own size.
+DEVMODEW PublicRecordOf(const tagOEMDEV& record);
+
+/// A printer's defaults; false, with the reason in `*problem`, when the library has none.
+bool DefaultRecord(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name,
+                   tagOEMDEV* record, std::wstring* problem);
+
+/// Merges the record and the public record of `merged`, which keeps its defaults and gets the rest;
+/// false, with the reason in `*problem`, when the library refuses.
+bool MergeRecord(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name,
+                 Merged* merged, std::wstring* problem);
+
+/// Whether what a merge applies, an item or only a size, sets a field.
+bool IsApplied(const StockChoice& choice, const RecordField& field);
+
+/// Which rule decided what a field holds after a merge.
+std::wstring DecisionText(const Merged& merged, const RecordField& field);
+
+}  // namespace orv::tool
