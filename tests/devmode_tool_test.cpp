@@ -3,8 +3,11 @@
 #include <optional>
 #include <random>
 
+#include "orv/imaging/pixels.h"
+#include "orv/platform/graphics.h"
 #include "orv/platform/registry.h"
 #include "orv/text/utf8.h"
+#include "orv/xml/markup.h"
 #include "tests/devmode_fixture.h"
 
 namespace {
@@ -189,6 +192,82 @@ TEST_F(DevmodeTool, StockItemsGoOutAndIn) {
   EXPECT_TRUE(Contains(list, "257         " + guid + "  Bin   44.000 mm  5.000 mm")) << list;
   EXPECT_EQ(Run({"stock", "remove", guid, "--common"}).exitCode, 0);
   EXPECT_EQ(Run({"stock", "list"}).exitCode, 2);
+}
+
+TEST_F(DevmodeTool, ReportsAPrinterAsOneWholePage) {
+  const std::string hostile = "<script>&\"'</script>";
+  const std::string escaped = "&lt;script&gt;&amp;&quot;&#39;&lt;/script&gt;";
+  ASSERT_EQ(Run({"stock", "add", hostile, "-p", name_, "--width", "44"}).exitCode, 0);
+  std::string log = "05.03.2024\t14:07:09.042\tERR\tp.exe\tm.dll\tConfig\tthe first\r\n";
+  for (int i = 0; i < 200; ++i)
+    log += "05.03.2024\t14:07:09.043\tINF\tp\tm\t\t" + hostile + "\1\r\n";
+  WriteBytes(File("a.log"), orv::test::Utf16Bytes(orv::Utf8ToWide(log)));
+  WriteBytes(File("a.txt"),
+             "# orv private settings record\ndwSignature = 1330796081\ndwVersion = 16\n");
+  const orv::GraphicsSession graphics;
+  constexpr BYTE kPage[2][3] = {{0, 0, 0}, {0x20, 0x20, 0xE0}};  // black, red
+  Bitmap page(2, 1, PixelFormat24bppRGB);
+  std::memcpy(orv::LockedBits(&page, ImageLockModeWrite, PixelFormat24bppRGB).data()->Scan0, kPage,
+              sizeof kPage);
+  ASSERT_EQ(orv::SavePng(&page, folder_.Name(L"page.png").c_str()), Ok);
+
+  const auto report = [&](const std::string& configs, std::vector<std::string> more) {
+    more.insert(more.begin(), {"report", name_, "--config-dir", configs, "--log", File("a.log"),
+                               "--record", File("a.txt")});
+    return Run(more);
+  };
+  const ProgramResult made = report(Configs(), {"-o", File("r.html"), "--paper-size", "257",
+                                                "--page", File("page.png"), "--colour", "E02020"});
+  ASSERT_EQ(made.exitCode, 0) << made.messages;
+  EXPECT_EQ(made.output + made.messages, "");
+  const std::string html = ReadBytes(File("r.html"));
+  CMarkup xml;
+  EXPECT_TRUE(xml.SetDoc(orv::Utf8ToWide(html))) << orv::WideToUtf8(xml.GetError());
+  for (const char* part : {"<script", "://", "the first", " src=\"h", "url("}) {
+    EXPECT_FALSE(Contains(html, part)) << part;
+  }
+  // The item's name, its place in the record, a message with a control character; why a value is
+  // what it is; what of the log was cut off.
+  for (const std::string& part :
+       {"<div>" + escaped + "<small>{", "From the stock item &quot;" + escaped + "&quot; (",
+        "<div>" + escaped + "\\x01</div>", std::string("stock item of the paper size"),
+        std::string("must be one of 50, 100, 200; falls back to printSpeeds.defaultSpeed / 1000"),
+        std::string("last 200 of 201 entries are shown; before them there are 1 error, 0 warn")}) {
+    EXPECT_TRUE(Contains(html, part)) << part;
+  }
+  // The planes, in the order black, coloured, both.
+  constexpr BYTE kDots[3][2][3] = {{{0, 0, 0}, {255, 255, 255}},
+                                   {{255, 255, 255}, {0x20, 0x20, 0xE0}},
+                                   {{0, 0, 0}, {0x20, 0x20, 0xE0}}};
+  std::size_t at = 0;
+  for (const auto& dots : kDots) {
+    constexpr std::string_view kStart = "src=\"data:image/png;base64,";
+    at = html.find(kStart, at) + kStart.size();
+    std::string png(html.find('"', at) - at, '\0');
+    png.resize(static_cast<std::size_t>(CMarkup::DecodeBase64(
+        orv::Utf8ToWide(html.substr(at, png.size())), reinterpret_cast<unsigned char*>(png.data()),
+        static_cast<int>(png.size()))));
+    WriteBytes(File("plane.png"), png);
+    Bitmap* plane = nullptr;
+    ASSERT_EQ(orv::LoadPng(folder_.Name(L"plane.png").c_str(), &plane), Ok);
+    {
+      const orv::LockedBits bits(plane, ImageLockModeRead, PixelFormat24bppRGB);
+      EXPECT_EQ(std::memcmp(bits.Row(0), dots, sizeof dots), 0);
+    }
+    delete plane;
+  }
+
+  // Without its configuration the record is shown as it is.
+  const ProgramResult bare = report(File("none"), {"-o", "-"});
+  EXPECT_EQ(bare.exitCode, 0);
+  EXPECT_TRUE(bare.output.starts_with("<!DOCTYPE html>")) << bare.output.substr(0, 99);
+  EXPECT_TRUE(Contains(bare.output, "does not load: cannot read ")) << bare.messages;
+  EXPECT_TRUE(Contains(bare.output, "<caption>As it was given</caption>"));
+  EXPECT_EQ(report(Configs(), {"-o", File("none/r.html")}).exitCode, 3);
+  EXPECT_EQ(report(Configs(), {"-o", File("r.html"), "--page", File("a.txt")}).exitCode, 3);
+  EXPECT_EQ(report(Configs(), {"-o", File("r.html"), "--tolerance", "1"}).exitCode, 2);
+  EXPECT_EQ(Run({"report", "no such printer", "-o", File("r.html")}).exitCode, 1);
+  EXPECT_EQ(ReadBytes(File("r.html")), html) << "a failure leaves the file as it was";
 }
 
 TEST(PrivateRecordPage, IsWhatTheTableSays) {

@@ -326,7 +326,9 @@ TEST_F(ToolTest, HasAManualOfEveryCommand) {
   EXPECT_THAT(test::ReadBytes(folder_.path() / "orv.1"), HasSubstr("\\fBorv\\-log\\fR(1)"));
   for (const std::string& group : Offered({""})) {
     const std::string page = test::ReadBytes(folder_.path() / ("orv-" + group + ".1"));
-    for (const std::string& command : Offered({group, ""})) {
+    const bool isCommand = group == "report";
+    for (const std::string& command :
+         isCommand ? std::vector<std::string>{group} : Offered({group, ""})) {
       const std::size_t start = page.find("\n.SS " + WithHyphens(command) + "\n");
       ASSERT_NE(start, page.npos) << group << ' ' << command;
       const std::string section = page.substr(start, page.find("\n.S", start + 1) - start);

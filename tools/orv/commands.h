@@ -15,6 +15,7 @@ void AddDevmodeCommands(CLI::App* program);
 void AddPageCommands(CLI::App* program);
 void AddPrintersCommands(CLI::App* program);
 void AddRegistryCommands(CLI::App* program);
+void AddReportCommand(CLI::App* program);
 void AddStockCommands(CLI::App* program);
 void AddLogCommands(CLI::App* program);
 void AddXmlCommands(CLI::App* program);

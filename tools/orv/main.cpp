@@ -25,6 +25,7 @@ int main(int argc, char** argv) {
   AddLogCommands(&program);
   AddXmlCommands(&program);
   AddPageCommands(&program);
+  AddReportCommand(&program);
   AddCompleteCommand(&program);
   AddManualCommand(&program);
 

@@ -88,13 +88,17 @@ std::string Options(const CLI::App* command) {
 
 /// "orv config check [OPTIONS] FILE..."
 std::string Synopsis(const CLI::App* command) {
-  std::string roff =
-      Bold("orv " + command->get_parent()->get_name() + " " + command->get_name()) + " [options]";
+  std::string name = command->get_name();
+  for (const CLI::App* above = command->get_parent(); above != nullptr;
+       above = above->get_parent()) {
+    name = above->get_name() + " " + name;
+  }
+  std::string roff = Bold(name) + " [options]";
   for (const CLI::Option* option : command->get_options()) {
     if (!option->get_positional()) continue;
-    std::string name = Italic(option->get_name(true));
-    if (option->get_expected_max() > 1) name += "...";
-    roff += " " + (option->get_required() ? name : "[" + name + "]");
+    std::string argument = Italic(option->get_name(true));
+    if (option->get_expected_max() > 1) argument += "...";
+    roff += " " + (option->get_required() ? argument : "[" + argument + "]");
   }
   return roff + "\n";
 }
@@ -102,12 +106,15 @@ std::string Synopsis(const CLI::App* command) {
 std::string GroupPage(const CLI::App* group) {
   std::string roff = Title("orv-" + group->get_name(), group->get_description()) + ".SH SYNOPSIS\n";
   std::string commands = ".SH COMMANDS\n";
-  for (const CLI::App* command : group->get_subcommands(nullptr)) {
+  std::vector<const CLI::App*> members = group->get_subcommands(nullptr);
+  const bool isCommand = members.empty();  // the only one of its group
+  if (isCommand) members.push_back(group);
+  for (const CLI::App* command : members) {
     roff += Synopsis(command) + ".br\n";
     commands += ".SS " + Roff(command->get_name()) + "\n" + Synopsis(command) + ".PP\n" +
                 Roff(command->get_description()) + ".\n" + Options(command) + Footer(command);
   }
-  if (!group->get_footer().empty()) commands += ".SH NOTES\n" + Footer(group);
+  if (!isCommand && !group->get_footer().empty()) commands += ".SH NOTES\n" + Footer(group);
   return roff + commands + ".SH SEE ALSO\n" + Bold("orv") + "(1)\n";
 }
 

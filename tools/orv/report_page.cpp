@@ -1,0 +1,95 @@
+#include <algorithm>
+#include <filesystem>
+#include <random>
+
+#include "orv/platform/files.h"
+#include "orv/text/format.h"
+#include "orv/xml/markup.h"
+#include "tools/orv/exit_code.h"
+#include "tools/orv/input.h"
+#include "tools/orv/page_planes.h"
+#include "tools/orv/report_sections.h"
+
+namespace orv::tool {
+namespace {
+
+/// A page as the bytes of a PNG file. Systems write files only: one lies in the folder for
+/// temporary files meanwhile.
+std::string PngOf(Bitmap* page) {
+  std::random_device random;
+  std::error_code error;
+  const std::wstring path =
+      FromPath(std::filesystem::temp_directory_path(error) /
+               ToPath(Format(L"orv_report_%08x%08x.png", random(), random())));
+  PageFiles files;
+  files.Add(page, path);
+  std::string bytes;
+  if (!ReadFile(PartOf(path), &bytes)) Fail(kUnreadable, L"cannot read " + PartOf(path));
+  return bytes;
+}
+
+std::wstring DataUrl(const std::string& png) {
+  std::wstring text = CMarkup::EncodeBase64(reinterpret_cast<const unsigned char*>(png.data()),
+                                            static_cast<int>(png.size()));
+  std::erase_if(text, [](wchar_t sign) { return sign == L'\r' || sign == L'\n'; });
+  return L"data:image/png;base64," + text;
+}
+
+}  // namespace
+
+ReportPage MakePage(ReportPageOptions* options) {
+  const GraphicsSession graphics;
+  const PagePointer page = LoadInput(&options->page);
+  const Progress progress(L"Making the planes", page.get());
+  ReportPage result;
+  result.path = ToWide(options->page.input);
+  const auto add = [&](const wchar_t* name, Bitmap* plane) {
+    const auto width = static_cast<int>(plane->GetWidth());
+    const auto height = static_cast<int>(plane->GetHeight());
+    result.pictures.push_back(
+        {name, PngOf(plane), width, height, options->page.Millimetres(width),
+         options->page.Millimetres(height),
+         100.0 * static_cast<double>(CountInk(plane)) / static_cast<double>(PixelCount(plane))});
+  };
+  const DitherOptions& dither = options->dither;
+  if (options->colour.empty()) {
+    result.how = L"in black alone";
+    add(L"Black plane",
+        Dithered(page.get(), dither.Method(), dither.threshold, Color(0xFF000000)).get());
+  } else {
+    const Color colour = ToColour(options->colour);
+    result.how = Format(L"split at the colour %06X with a tolerance of %.4g",
+                        static_cast<unsigned>(colour.GetValue() & 0xFFFFFF), options->tolerance);
+    const Planes planes = SplitPage(page.get(), colour, options->tolerance, dither);
+    add(L"Black plane", planes.background.get());
+    add(L"Coloured plane", planes.highlight.get());
+    add(L"Both on paper", PreviewOf(planes).get());
+  }
+  result.how +=
+      Format(L", method %ls, threshold %d", ToWide(dither.name).c_str(), dither.threshold);
+  return result;
+}
+
+void WritePageSection(const ReportPage& page, HtmlWriter* html) {
+  html->Element("p",
+                page.path + L", " + page.how + L". On paper the pictures have the label's size.");
+  html->Begin("div", {{"class", L"pictures"}});
+  for (const ReportPicture& picture : page.pictures) {
+    const std::wstring facts =
+        Format(L"%d x %d dots, %.1f x %.1f mm, ink on %.2f %%", picture.width, picture.height,
+               picture.widthMm, picture.heightMm, picture.inkPercent);
+    html->Begin("figure", {{"style", Format(L"width:%.1fmm", picture.widthMm)}});
+    html->Empty("img", {{"alt", picture.name + L" of the page: " + facts},
+                        {"width", std::to_wstring(picture.width)},
+                        {"height", std::to_wstring(picture.height)},
+                        {"src", DataUrl(picture.png)}});
+    html->Begin("figcaption");
+    html->Element("strong", picture.name);
+    html->Element("small", facts);
+    html->End();
+    html->End();
+  }
+  html->End();
+}
+
+}  // namespace orv::tool
