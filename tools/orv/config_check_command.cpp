@@ -10,6 +10,7 @@
 #include "tools/orv/commands.h"
 #include "tools/orv/config_check.h"
 #include "tools/orv/config_text.h"
+#include "tools/orv/input.h"
 #include "tools/orv/output.h"
 
 /// `orv config check`.
@@ -120,7 +121,7 @@ void Check(const CheckOptions& options) {
       continue;
     }
     std::vector<Finding> findings =
-        CheckConfig(text, path == L"-" ? std::wstring() : FileNameOf(path));
+        CheckConfig(text, path == kStandardStream ? std::wstring() : FileNameOf(path));
     std::erase_if(findings, [&](const Finding& finding) {
       return std::find(ignored.begin(), ignored.end(), finding.rule->name) != ignored.end();
     });

@@ -104,8 +104,9 @@ bool FindDigest(std::wstring* text, DigestPlace* place) {
 void Convert(DWORD (*convert)(const CString&, const CString&, CLoggerClient*),
              const std::wstring& from, const std::wstring& to) {
   const std::wstring part = PartOf(to);
-  if (convert(from, part, nullptr) != 0) {
-    Fail(kUnreadable, L"cannot make " + to + L" of " + from +
+  const InputFile source(from);
+  if (convert(source.path(), part, nullptr) != 0) {
+    Fail(kUnreadable, L"cannot make " + to + L" of " + InputName(from) +
                           L": that must be whole, readable and writable, and the folder of " + to +
                           L" writable");
   }
@@ -115,14 +116,14 @@ void Convert(DWORD (*convert)(const CString&, const CString&, CLoggerClient*),
 bool IsProtectedFile(const std::wstring& path) {
   std::string start;
   if (!ReadFile(path, &start, 0, kProtectedMarker.size())) {
-    Fail(kUnreadable, L"cannot read " + path);
+    Fail(kUnreadable, L"cannot read " + InputName(path));
   }
   return start == kProtectedMarker;
 }
 
 /// The plain form of a protected file for as long as a command needs it.
 struct PlainFile {
-  explicit PlainFile(const std::wstring& protectedPath) : path(protectedPath + L".plain.part") {}
+  explicit PlainFile(const std::wstring& protectedPath) : path(PartOf(protectedPath) + L".plain") {}
   PlainFile(const PlainFile&) = delete;
   PlainFile& operator=(const PlainFile&) = delete;
   ~PlainFile() {
@@ -189,7 +190,7 @@ void AddConversion(CLI::App* group, const Conversion& conversion) {
   command->footer(conversion.footer);
   command->callback([options, conversion] {
     const std::wstring in = ToWide(options->in);
-    if (IsProtectedFile(in) != conversion.fromProtected) Fail(kFindings, in + conversion.refusal);
+    if (IsProtectedFile(in) != conversion.fromProtected) Fail(kFindings, InputName(in) + conversion.refusal);
     Convert(conversion.convert, in, ToWide(options->out));
   });
 }

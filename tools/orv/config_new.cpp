@@ -209,7 +209,7 @@ void AddConfigNewCommand(CLI::App* group) {
       "  orv config new --family cutter --family peelOff > orv_conf_new.xml");
   command->callback([options] {
     const std::wstring path = ToWide(options->output);
-    const bool toOutput = path.empty() || path == L"-";
+    const bool toOutput = path.empty() || path == kStandardStream;
     const std::vector<std::int32_t> families = FamiliesOf(options->families);
     std::wstring text =
         Skeleton(toOutput ? FindConfigKey(L"configfilename")->sample : FileNameOf(path), families)

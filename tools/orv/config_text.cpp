@@ -6,9 +6,7 @@
 #include "orv/config/config_parser.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/crypto/encryption_aes.h"
-#include "orv/platform/console.h"
 #include "orv/platform/files.h"
-#include "orv/text/utf8.h"
 #include "tools/orv/commands.h"
 #include "tools/orv/input.h"
 #include "tools/orv/output.h"
@@ -19,25 +17,18 @@ bool ReadConfigText(const std::wstring& path, std::wstring* text, std::wstring* 
   constexpr std::uintmax_t kMostBytes = 10'000'000;
   constexpr wchar_t kTooLarge[] =
       L" is too large: configuration files have at most 10,000,000 bytes";
-  if (path == L"-") {
-    std::string bytes;
-    if (!ReadInput(&bytes)) {
-      *problem = L"cannot read standard input";
-      return false;
-    }
-    *text = bytes.size() <= kMostBytes ? Utf8ToWide(bytes) : std::wstring();
-    *problem = std::wstring(L"standard input") + (bytes.empty() ? L" is empty" : kTooLarge);
-    return !text->empty();
-  }
+  const std::wstring name = InputName(path);
   std::string start;
   if (!ReadFile(path, &start, 0, kProtectedMarker.size())) {
-    *problem = L"cannot read " + path;
+    *problem = L"cannot read " + name;
     return false;
   }
-  *text = CCryptoHelper::LoadFileUTF8(path, nullptr);
+  const InputFile file(path);
+  *text = CCryptoHelper::LoadFileUTF8(file.path(), nullptr);
   std::error_code error;
-  *problem = path + (start.empty()                                                  ? L" is empty"
-                     : std::filesystem::file_size(ToPath(path), error) > kMostBytes ? kTooLarge
+  const std::uintmax_t size = std::filesystem::file_size(ToPath(file.path()), error);
+  *problem = name + (start.empty()               ? L" is empty"
+                     : size > kMostBytes         ? kTooLarge
                      : start == kProtectedMarker ? L" cannot be decrypted"
                                                  : L" cannot be read as text");
   return !text->empty();

@@ -425,9 +425,10 @@ void AddCheckCommand(CLI::App* group) {
     if (!options->config.empty()) {
       const std::wstring path = ToWide(options->config);
       std::string bytes;
-      if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + path);
-      if (!CConfigParser::Load(path, &config, library.cache(), library.client())) {
-        Fail(kUnreadable, path + L" does not load; `orv config check` says why");
+      if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(path));
+      const InputFile file(path);
+      if (!CConfigParser::Load(file.path(), &config, library.cache(), library.client())) {
+        Fail(kUnreadable, InputName(path) + L" does not load; `orv config check` says why");
       }
     } else {
       const std::wstring name = ToWide(options->printer);

@@ -4,15 +4,49 @@
 #include <charconv>
 #include <filesystem>
 #include <fstream>
+#include <random>
 
+#include "orv/platform/console.h"
 #include "orv/platform/files.h"
 #include "orv/text/utf8.h"
+#include "tools/orv/exit_code.h"
+#include "tools/orv/output.h"
 
 namespace orv::tool {
+namespace {
+
+bool IsStandardStream(const std::wstring& path) { return path == kStandardStream; }
+
+/// All of standard input; null when it cannot be read.
+const std::string* StandardInput() {
+  static std::string bytes;
+  static const bool isRead = ReadInput(&bytes);
+  return isRead ? &bytes : nullptr;
+}
+
+/// A path in the folder of temporary files that no other process has.
+std::wstring TemporaryPath(const wchar_t* ending) {
+  static const std::wstring start = [] {
+    std::random_device random;
+    std::error_code error;
+    const std::wstring name =
+        L"orv-" + std::to_wstring(random()) + L'-' + std::to_wstring(random());
+    return FromPath(std::filesystem::temp_directory_path(error) / ToPath(name));
+  }();
+  return start + ending;
+}
+
+}  // namespace
 
 bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset,
               std::size_t most) {
   bytes->clear();
+  if (IsStandardStream(path)) {
+    const std::string* const input = StandardInput();
+    if (input == nullptr) return false;
+    *bytes = input->substr(std::min<std::uint64_t>(offset, input->size()), most);
+    return true;
+  }
   std::error_code error;
   if (!std::filesystem::is_regular_file(ToPath(path), error)) return false;
   std::ifstream file(ToPath(path), std::ios::binary);
@@ -27,6 +61,7 @@ bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset
 }
 
 bool WriteFile(const std::wstring& path, std::string_view bytes) {
+  if (IsStandardStream(path)) return PrintContent(bytes);
   // Only a file can be replaced; a pipe or a device is written to.
   std::error_code error;
   const auto status = std::filesystem::status(ToPath(path), error);
@@ -44,12 +79,20 @@ bool WriteFile(const std::wstring& path, std::string_view bytes) {
   return MoveOver(part, path);
 }
 
-std::wstring PartOf(const std::wstring& path) { return path + L".part"; }
+std::wstring PartOf(const std::wstring& path) {
+  return IsStandardStream(path) ? TemporaryPath(L".part") : path + L".part";
+}
 
 bool MoveOver(const std::wstring& part, const std::wstring& path) {
   const std::filesystem::path from = ToPath(part);
   std::filesystem::path to = ToPath(path);
   std::error_code error;
+  if (IsStandardStream(path)) {
+    std::string bytes;
+    const bool isRead = ReadFile(part, &bytes);
+    std::filesystem::remove(from, error);
+    return isRead && PrintContent(bytes);
+  }
   // What a link leads to is replaced, not the link; and its permissions stay.
   const std::filesystem::file_status old = std::filesystem::status(to, error);
   if (!std::filesystem::exists(old) || std::filesystem::is_regular_file(old)) {
@@ -63,6 +106,24 @@ bool MoveOver(const std::wstring& part, const std::wstring& path) {
   std::error_code ignored;
   std::filesystem::remove(from, ignored);
   return false;
+}
+
+std::wstring InputName(const std::wstring& path) {
+  return IsStandardStream(path) ? L"standard input" : path;
+}
+
+InputFile::InputFile(const std::wstring& path) : path_(path), isCopy_(IsStandardStream(path)) {
+  if (!isCopy_) return;
+  path_ = TemporaryPath(L".in");
+  const std::string* const input = StandardInput();
+  if (input == nullptr || !WriteFile(path_, *input)) {
+    Fail(kUnreadable, L"cannot read standard input");
+  }
+}
+
+InputFile::~InputFile() {
+  std::error_code ignored;
+  if (isCopy_) std::filesystem::remove(ToPath(path_), ignored);
 }
 
 std::wstring DecodeUtf16(std::string_view bytes) {

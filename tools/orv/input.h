@@ -4,24 +4,48 @@
 #include <string>
 #include <string_view>
 
-/// Reading files and numbers for commands.
+/// Reading and writing files, and reading numbers, for commands. The path "-" stands for standard
+/// input and standard output.
 
 namespace orv::tool {
 
+inline constexpr wchar_t kStandardStream[] = L"-";
+
 /// Reads a file's bytes from an offset to its end, or as many as are wanted; false when they cannot
 /// be read, as those of a folder, a pipe or a device. The file is open only as long as that takes.
+/// Standard input is read once and can be read again.
 bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset = 0,
               std::size_t most = std::string::npos);
 
 /// Writes a file anew: afterwards it holds the new content, or after a failure, which gives false,
-/// still the old one.
+/// still the old one. To standard output it goes by `PrintContent`.
 bool WriteFile(const std::wstring& path, std::string_view bytes);
 
-/// The name beside a file under which its new content is made.
+/// The name beside a file under which its new content is made; for standard output one in the
+/// folder of temporary files, the same one every time.
 std::wstring PartOf(const std::wstring& path);
-/// Puts a finished file into the place of another, never of a folder or a device; on failure
-/// removes it and gives false.
+/// Puts a finished file into the place of another, never of a folder or a device, or writes it to
+/// standard output; on failure removes it and gives false.
 bool MoveOver(const std::wstring& part, const std::wstring& path);
+
+/// What messages call a file that is read.
+std::wstring InputName(const std::wstring& path);
+
+/// A file to be opened by its path: the file of that path, or for standard input a temporary copy
+/// that goes with this object.
+class InputFile {
+ public:
+  explicit InputFile(const std::wstring& path);
+  InputFile(const InputFile&) = delete;
+  InputFile& operator=(const InputFile&) = delete;
+  ~InputFile();
+
+  const std::wstring& path() const { return path_; }
+
+ private:
+  std::wstring path_;
+  bool isCopy_;
+};
 
 /// UTF-16LE bytes as wide text, without a byte-order mark being looked for.
 std::wstring DecodeUtf16(std::string_view bytes);

@@ -55,7 +55,7 @@ std::wstring LogPath(const Options& options) {
 void Show(const Options& options) {
   const std::wstring path = LogPath(options);
   std::string bytes;
-  if (!ReadLog(path, &bytes)) Fail(kUnreadable, L"cannot read the log " + path);
+  if (!ReadLog(path, &bytes)) Fail(kUnreadable, L"cannot read the log " + InputName(path));
   const std::wstring text = DecodeUtf16(bytes);
   const std::vector<LogEntry> entries = ParseLog(text);
   if (entries.empty() && !bytes.empty()) Fail(kFindings, path + L" holds no log entries");
@@ -129,6 +129,7 @@ void AddShowCommand(CLI::App* group) {
       "  orv log show --date 2024-03-05 --source DevMode --json\n"
       "  orv log show --follow");
   command->callback([options] {
+    if (options->follow && options->file == "-") Fail(kUsage, L"--follow takes no standard input");
     if (options->follow) Follow(*options);
     Show(*options);
   });

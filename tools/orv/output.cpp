@@ -41,6 +41,8 @@ constexpr ErrorText kErrorTexts[] = {
     {ERROR_PRINTER_ALREADY_EXISTS, L"the printer exists already"},
 };
 
+OutputStream resultStream = OutputStream::kResults;
+
 }  // namespace
 
 std::string Printable(std::wstring_view text) {
@@ -70,10 +72,15 @@ std::string Printable(std::wstring_view text) {
 }
 
 void Print(std::string_view text) {
-  if (!WriteOutput(OutputStream::kResults, text)) Finish(kUnreadable);
+  if (!WriteOutput(resultStream, text)) Finish(kUnreadable);
 }
 
 void Print(std::wstring_view text) { Print(WideToUtf8(text)); }
+
+bool PrintContent(std::string_view bytes) {
+  resultStream = OutputStream::kMessages;
+  return WriteOutput(OutputStream::kResults, bytes);
+}
 
 void PrintMessage(const std::wstring& message) {
   WriteOutput(OutputStream::kMessages, "orv: " + WideToUtf8(message) + "\n");

@@ -15,6 +15,10 @@ namespace orv::tool {
 void Print(std::string_view text);
 void Print(std::wstring_view text);
 
+/// Writes the content of a file to standard output; false when it cannot be written. What is printed
+/// afterwards goes to standard error, so that the content stays as it is.
+bool PrintContent(std::string_view bytes);
+
 /// Text as UTF-8 with control characters, which would move the cursor or end the line, as escapes
 /// such as "\t".
 std::string Printable(std::wstring_view text);

@@ -59,12 +59,13 @@ PagePointer OverWhite(Bitmap* page) {
 
 PagePointer LoadPage(const std::wstring& path) {
   Bitmap* loaded = nullptr;
-  if (const Status status = LoadPng(path.c_str(), &loaded); status != Ok) {
-    Fail(kUnreadable, Explain(status, path));
+  const InputFile file(path);
+  if (const Status status = LoadPng(file.path().c_str(), &loaded); status != Ok) {
+    Fail(kUnreadable, Explain(status, InputName(path)));
   }
   PagePointer page(loaded);
   if (page->GetPixelFormat() == PixelFormat32bppARGB) page = OverWhite(page.get());
-  if (page == nullptr) Fail(kUnreadable, Explain(OutOfMemory, path));
+  if (page == nullptr) Fail(kUnreadable, Explain(OutOfMemory, InputName(path)));
   return page;
 }
 

@@ -227,7 +227,7 @@ tagOEMDEV RecordFromText(const std::wstring& text, const std::wstring& path) {
 
 tagOEMDEV ReadRecord(const std::wstring& path) {
   std::string bytes;
-  if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + path);
+  if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(path));
   const std::wstring title = Widen(kTitle.substr(0, kTitle.size() - 1));
   const std::wstring text = DecodeText(bytes);
   if (text.starts_with(title)) return RecordFromText(text, path);

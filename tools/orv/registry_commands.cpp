@@ -279,9 +279,10 @@ void AddExportCommand(CLI::App* group) {
         pending.push_back(name.path.empty() ? *subKey : name.path + L"\\" + *subKey);
       }
     }
-    if (options->file.empty()) return Print(text);
-    if (!WriteFile(ToWide(options->file), "\xFF\xFE" + EncodeUtf16(text))) {
-      Fail(kUnreadable, L"cannot write " + ToWide(options->file));
+    const std::wstring file = ToWide(options->file);
+    if (file.empty() || file == kStandardStream) return Print(text);
+    if (!WriteFile(file, "\xFF\xFE" + EncodeUtf16(text))) {
+      Fail(kUnreadable, L"cannot write " + file);
     }
   });
 }
@@ -319,7 +320,7 @@ void AddImportCommand(CLI::App* group) {
   command->callback([file] {
     const std::wstring path = ToWide(*file);
     std::string bytes;
-    if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + path);
+    if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(path));
     std::vector<RegChange> changes;
     std::vector<RegFault> faults;
     ParseRegFile(DecodeText(bytes), &changes, &faults);

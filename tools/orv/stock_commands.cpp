@@ -248,7 +248,9 @@ void AddExportCommand(CLI::App* group) {
   auto options = std::make_shared<StockOptions>();
   CLI::App* command = group->add_subcommand("export", "Write stock items to a registry file");
   AddTarget(command, options.get());
-  command->add_option("-o,--output", options->file, "The file to write")->required();
+  command->add_option("-o,--output", options->file,
+                      "Write this file, as UTF-16 with byte-order mark, instead of UTF-8 text to "
+                      "standard output");
   command->footer("Example:\n  orv stock export --printer \"Label 1\" -o stock.reg");
   command->callback([options] {
     const std::wstring path = TargetPath(*options);
@@ -262,9 +264,11 @@ void AddExportCommand(CLI::App* group) {
       }
       text += L"\r\n";
     }
+    const std::wstring file = ToWide(options->file);
+    if (file.empty() || file == kStandardStream) return Print(text);
     // Registry editors expect UTF-16 with a byte-order mark.
-    if (!WriteFile(ToWide(options->file), EncodeUtf16(L'\uFEFF' + text))) {
-      Fail(kUnreadable, L"cannot write " + ToWide(options->file));
+    if (!WriteFile(file, EncodeUtf16(L'\uFEFF' + text))) {
+      Fail(kUnreadable, L"cannot write " + file);
     }
   });
 }
@@ -301,7 +305,7 @@ void AddImportCommand(CLI::App* group) {
     const std::wstring path = TargetPath(*options);
     const std::wstring file = ToWide(options->file);
     std::string bytes;
-    if (!ReadFile(file, &bytes)) Fail(kUnreadable, L"cannot read " + file);
+    if (!ReadFile(file, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(file));
     std::vector<RegChange> changes;
     std::vector<RegFault> faults;
     ParseRegFile(DecodeText(bytes), &changes, &faults);

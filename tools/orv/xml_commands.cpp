@@ -1,6 +1,5 @@
 #include <memory>
 
-#include "orv/platform/console.h"
 #include "orv/text/format.h"
 #include "orv/xml/line_index.h"
 #include "orv/xml/markup.h"
@@ -34,13 +33,11 @@ FileFacts FactsOf(const std::wstring& result, const wchar_t* work) {
   return facts;
 }
 
-constexpr wchar_t kStandardInput[] = L"-";
-
 /// The text of a file, or of standard input for "-"; false when it cannot be read.
 bool ReadText(const std::wstring& path, std::wstring* text, std::wstring* result, int* flags) {
-  if (path != kStandardInput) return CMarkup::ReadTextFile(0, path, *text, result, flags);
+  if (path != kStandardStream) return CMarkup::ReadTextFile(0, path, *text, result, flags);
   std::string bytes;
-  if (!ReadInput(&bytes)) return false;
+  if (!ReadFile(path, &bytes)) return false;
   *text = DecodeFile(bytes, result, flags);
   return true;
 }
@@ -49,20 +46,20 @@ bool ReadText(const std::wstring& path, std::wstring* text, std::wstring* result
 void LoadDocument(const std::wstring& path, CMarkup* doc) {
   std::wstring text;
   int flags = doc->GetDocFlags();
-  if (!ReadText(path, &text, nullptr, &flags)) Fail(kUnreadable, L"cannot read " + path);
-  if (text.empty()) Fail(kUnreadable, path + L" is empty");
+  if (!ReadText(path, &text, nullptr, &flags)) Fail(kUnreadable, L"cannot read " + InputName(path));
+  if (text.empty()) Fail(kUnreadable, InputName(path) + L" is empty");
   doc->SetDoc(std::move(text));
   doc->SetDocFlags(flags);
 }
 
 void LoadWellFormed(const std::wstring& path, CMarkup* doc) {
   LoadDocument(path, doc);
-  if (!doc->IsWellFormed()) Fail(kFindings, path + L" is not well formed; see orv xml check");
+  if (!doc->IsWellFormed()) Fail(kFindings, InputName(path) + L" is not well formed; see orv xml check");
 }
 
 /// Writes a document in its encoding, to standard output for "-".
 void SaveDocument(const std::wstring& path, CMarkup* doc) {
-  if (path == kStandardInput) {
+  if (path == kStandardStream) {
     Print(EncodeFile(doc->GetDoc(), doc->GetDocFlags(), nullptr));
   } else if (!doc->Save(path)) {
     Fail(kUnreadable, doc->GetError());
@@ -98,7 +95,7 @@ void AddCheckCommand(CLI::App* group) {
       std::wstring text;
       std::wstring read;
       if (!ReadText(path, &text, &read, nullptr)) {
-        PrintMessage(L"cannot read " + path);
+        PrintMessage(L"cannot read " + InputName(path));
         exitCode = kUnreadable;
         continue;
       }
@@ -345,7 +342,7 @@ void AddFormatCommand(CLI::App* group) {
     CMarkup doc;
     LoadWellFormed(file, &doc);
     std::wstring text = FormatDocument(&doc, options->indent);
-    if (!options->inPlace || file == kStandardInput) {
+    if (!options->inPlace || file == kStandardStream) {
       Print(text);
       return;
     }
