@@ -66,9 +66,12 @@ class FindingPrinter {
       if (asJson_) {
         AddToJson(file, at, finding);
       } else {
-        shown += WideToUtf8(Format(L"%ls:%d:%d: %ls[%ls]: ", file.c_str(), at.line, at.column,
-                                   NameOf(finding.rule->severity),
-                                   std::wstring(finding.rule->name).c_str()));
+        shown += WideToUtf8(Format(
+            L"%ls:%d:%d: %ls[%ls]: ", file.c_str(), at.line, at.column,
+            Painted(NameOf(finding.rule->severity),
+                    finding.rule->severity == Severity::kError ? Paint::kRed : Paint::kYellow)
+                .c_str(),
+            std::wstring(finding.rule->name).c_str()));
         shown += Printable(finding.text);
         if (!finding.allowed.empty()) shown += " | allowed: " + Printable(finding.allowed);
         if (!finding.proposal.empty()) shown += " | write: " + Printable(finding.proposal);

@@ -190,7 +190,8 @@ void AddConversion(CLI::App* group, const Conversion& conversion) {
   command->footer(conversion.footer);
   command->callback([options, conversion] {
     const std::wstring in = ToWide(options->in);
-    if (IsProtectedFile(in) != conversion.fromProtected) Fail(kFindings, InputName(in) + conversion.refusal);
+    if (IsProtectedFile(in) != conversion.fromProtected)
+      Fail(kFindings, InputName(in) + conversion.refusal);
     Convert(conversion.convert, in, ToWide(options->out));
   });
 }

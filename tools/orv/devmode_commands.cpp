@@ -10,6 +10,7 @@
 #include "orv/text/format.h"
 #include "tools/orv/commands.h"
 #include "tools/orv/input.h"
+#include "tools/orv/lengths.h"
 #include "tools/orv/library_use.h"
 #include "tools/orv/output.h"
 #include "tools/orv/record_merge.h"
@@ -37,8 +38,10 @@ struct PublicOption {
 constexpr PublicOption kPublicOptions[] = {
     {"--paper-size", "The paper size's number; 257 is the first stock item",
      offsetof(DEVMODEW, dmPaperSize), false},
-    {"--width", "The paper's width in mm", offsetof(DEVMODEW, dmPaperWidth), true},
-    {"--length", "The paper's length in mm", offsetof(DEVMODEW, dmPaperLength), true},
+    {"--width", "The paper's width in mm, or with in behind it", offsetof(DEVMODEW, dmPaperWidth),
+     true},
+    {"--length", "The paper's length in mm, or with in behind it",
+     offsetof(DEVMODEW, dmPaperLength), true},
     {"--copies", "The number of copies", offsetof(DEVMODEW, dmCopies), false},
     {"--orientation", "1 portrait, 2 landscape", offsetof(DEVMODEW, dmOrientation), false},
     {"--scale", "The scale in percent", offsetof(DEVMODEW, dmScale), false},
@@ -66,7 +69,9 @@ void AddMergeOptions(CLI::App* command, MergeOptions* options) {
   command->add_option("--in", options->in,
                       "The incoming record; the printer's defaults if omitted");
   for (std::size_t i = 0; i < std::size(kPublicOptions); ++i) {
-    command->add_option(kPublicOptions[i].name, options->values[i], kPublicOptions[i].description);
+    CLI::Option* const option = command->add_option(kPublicOptions[i].name, options->values[i],
+                                                    kPublicOptions[i].description);
+    if (kPublicOptions[i].isLength) option->transform(ToMillimetres());
   }
   command->add_option("--form", options->form, "The form's name");
   AddConfigFolder(command, &options->configFolder);
@@ -507,18 +512,33 @@ void AddExplainCommand(CLI::App* group) {
 
 void AddFieldsCommand(CLI::App* group) {
   auto asMarkdown = std::make_shared<bool>(false);
+  auto asJson = std::make_shared<bool>(false);
   CLI::App* command =
       group->add_subcommand("fields", "Show the record's format: offsets, defaults and rules");
+  command->add_flag("--json", *asJson, "Print JSON");
   command->add_flag("--markdown", *asMarkdown, "Print the whole format as a Markdown document");
   command->footer("Example:\n  orv devmode fields");
-  command->callback([asMarkdown] {
+  command->callback([asMarkdown, asJson] {
     if (*asMarkdown) return Print(FormatDocument());
+    JsonWriter json;
+    json.BeginArray();
     Table table({L"OFFSET", L"FIELD", L"UNIT", L"DEFAULT", L"ALLOWED", L"FALLBACK"});
     for (const RecordField& field : RecordFields()) {
       table.Add({std::to_wstring(field.offset), Widen(field.name), Widen(field.unit),
                  DefaultText(field), RuleText(field), FallbackText(field)});
+      json.BeginObject();
+      json.Member("offset", std::uint32_t{field.offset});
+      json.Member("bytes", std::uint32_t{field.width});
+      json.Member("field", Widen(field.name));
+      json.Member("unit", Widen(field.unit));
+      json.Member("meaning", Widen(field.meaning));
+      json.Member("default", DefaultText(field));
+      json.Member("allowed", RuleText(field));
+      json.Member("fallback", FallbackText(field));
+      json.EndObject();
     }
-    Print(table.TakeText());
+    json.EndArray();
+    Print(*asJson ? json.Text() : table.TakeText());
   });
 }
 

@@ -5,6 +5,7 @@
 #include "orv/platform/spooler.h"
 #include "tools/orv/commands.h"
 #include "tools/orv/output.h"
+#include "tools/orv/spelling.h"
 
 namespace orv::tool {
 
@@ -23,7 +24,12 @@ LibraryUse::~LibraryUse() {
 }
 
 OpenPrinter::OpenPrinter(const std::wstring& name) : handle_(OpenPrinterHandle(name.c_str())) {
-  if (handle_ == nullptr) Fail(kFindings, L"there is no printer \"" + name + L"\"");
+  if (handle_ != nullptr) return;
+  std::vector<PrinterFacts> printers;
+  ListSpoolerPrinters(&printers);
+  std::vector<std::wstring_view> names;
+  for (const PrinterFacts& printer : printers) names.push_back(printer.printerName);
+  Fail(kFindings, L"there is no printer \"" + name + L"\"" + DidYouMean(name, names));
 }
 
 OpenPrinter::~OpenPrinter() { ClosePrinterHandle(handle_); }

@@ -1,9 +1,9 @@
 #include "tools/orv/commands.h"
 
-#include <algorithm>
-
 #include "orv/platform/console.h"
 #include "orv/version.h"
+#include "tools/orv/mistakes.h"
+#include "tools/orv/output.h"
 
 int main(int argc, char** argv) {
   using namespace orv::tool;
@@ -29,15 +29,17 @@ int main(int argc, char** argv) {
   AddCompleteCommand(&program);
   AddManualCommand(&program);
 
+  const std::vector<std::string> arguments = orv::CommandLineArguments(argc, argv);
   try {
     // The parser takes the arguments last one first.
-    std::vector<std::string> arguments = orv::CommandLineArguments(argc, argv);
-    std::reverse(arguments.begin(), arguments.end());
-    program.parse(std::move(arguments));
+    program.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
   } catch (const CLI::RuntimeError& error) {
     return error.get_exit_code();
   } catch (const CLI::ParseError& error) {
-    return program.exit(error) == 0 ? kDone : kUsage;
+    if (program.exit(error) == 0) return kDone;
+    const std::wstring meant = WhatWasMeant(&program, arguments, error);
+    if (!meant.empty()) PrintMessage(L"did you mean " + meant + L"?");
+    return kUsage;
   }
   return kDone;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 
 #include "orv/platform/console.h"
 #include "orv/platform/types.h"
@@ -76,6 +77,21 @@ void Print(std::string_view text) {
 }
 
 void Print(std::wstring_view text) { Print(WideToUtf8(text)); }
+
+std::wstring Painted(std::wstring_view text, Paint paint) {
+  static const bool isColourful = [] {
+    const auto valueOf = [](const char* name) {
+      const char* const value = std::getenv(name);
+      return std::string_view(value == nullptr ? "" : value);
+    };
+    const std::string_view terminal = valueOf("TERM");  // consoles that know no colours have none
+    return IsTerminal(OutputStream::kResults) && valueOf("NO_COLOR").empty() && !terminal.empty() &&
+           terminal != "dumb";
+  }();
+  std::wstring painted(text);
+  return isColourful ? Format(L"\x1b[%dm%ls\x1b[0m", static_cast<int>(paint), painted.c_str())
+                     : painted;
+}
 
 bool PrintContent(std::string_view bytes) {
   resultStream = OutputStream::kMessages;

@@ -15,13 +15,19 @@ namespace orv::tool {
 void Print(std::string_view text);
 void Print(std::wstring_view text);
 
-/// Writes the content of a file to standard output; false when it cannot be written. What is printed
-/// afterwards goes to standard error, so that the content stays as it is.
+/// Writes the content of a file to standard output; false when it cannot be written. What is
+/// printed afterwards goes to standard error, so that the content stays as it is.
 bool PrintContent(std::string_view bytes);
 
 /// Text as UTF-8 with control characters, which would move the cursor or end the line, as escapes
 /// such as "\t".
 std::string Printable(std::wstring_view text);
+
+enum class Paint { kRed = 31, kYellow = 33 };
+
+/// Text in a colour when results go to a terminal that shows colours and NO_COLOR is not set, else
+/// as it is.
+std::wstring Painted(std::wstring_view text, Paint paint);
 
 /// Writes "orv: MESSAGE" and a line end to standard error.
 void PrintMessage(const std::wstring& message);

@@ -69,10 +69,10 @@ void Judge(const PageOptions& options, Bitmap* plane, const LegibilityOptions& l
   report.Line(L"tone", found.blocks == 0
                            ? L"none"
                            : Format(L"%lld blocks, off by %.2f %% on average, by %.1f %% at most "
-                                    L"(at %.1f, %.1f mm)",
+                                    L"(at %ls)",
                                     static_cast<long long>(found.blocks), 100 * found.tone,
-                                    100 * found.worstTone, options.Millimetres(found.worstX),
-                                    options.Millimetres(found.worstY)));
+                                    100 * found.worstTone,
+                                    options.Lengths(found.worstX, L", ", found.worstY).c_str()));
   report.Line(L"marks",
               Format(L"width %.2f, tone %.2f, specks %.2f: %.2f in all, 0 is best",
                      found.WidthMark(), found.ToneMark(), found.SpeckMark(), found.Loss()));

@@ -1,7 +1,6 @@
 #include "tools/orv/page_options.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstring>
 #include <optional>
 
@@ -15,16 +14,12 @@ namespace {
 
 constexpr double kCommonDpi = 203;
 
-/// A length in pixels: a number in millimetres, or with mm, in or px behind it.
-std::optional<double> ParseLength(std::string_view text, double dpi) {
-  double number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || !std::isfinite(number)) return {};
-  const std::string_view unit(end, static_cast<std::size_t>(text.data() + text.size() - end));
-  if (unit == "px") return number;
-  if (unit == "in") return number * dpi;
-  if (unit.empty() || unit == "mm") return number * dpi / kMillimetresPerInch;
-  return {};
+/// A length in pixels, of a number with px behind it or of another length.
+std::optional<double> ParsePixels(std::string_view text, double dpi) {
+  const bool isPixels = text.ends_with("px");
+  const std::optional<double> number =
+      ParseMillimetres(isPixels ? text.substr(0, text.size() - 2) : text);
+  return isPixels || !number ? number : *number * dpi / kMillimetresPerInch;
 }
 
 }  // namespace
@@ -33,6 +28,7 @@ void AddPageOptions(CLI::App* command, PageOptions* options, const char* input, 
   command->add_option(input, options->input, help)->required();
   AddDpiOption(command, &options->dpi);
   command->add_flag("--json", options->json, "Print the result as JSON");
+  command->add_flag("--inch", options->inInches, "Show lengths in inches");
 }
 
 CLI::Option* AddDpiOption(CLI::App* command, double* dpi) {
@@ -41,6 +37,12 @@ CLI::Option* AddDpiOption(CLI::App* command, double* dpi) {
                    "Dots per inch of the print head, for sizes in mm (default: those of the\n"
                    "image, else 203)")
       ->check(CLI::Range(1.0, 100000.0));
+}
+
+std::wstring PageOptions::Lengths(double pixels, const wchar_t* between, double otherPixels) const {
+  return inInches
+             ? Format(L"%.2f%ls%.2f in", pixels / dpi, between, otherPixels / dpi)
+             : Format(L"%.1f%ls%.1f mm", Millimetres(pixels), between, Millimetres(otherPixels));
 }
 
 PagePointer LoadInput(PageOptions* options) {
@@ -135,7 +137,7 @@ PageArea ViewOptions::Area(const PageOptions& options, int pageWidth, int pageHe
   bool isRight = true;
   while (isRight && count < 4) {
     const std::size_t comma = std::min(rest.find(','), rest.size());
-    const std::optional<double> length = ParseLength(rest.substr(0, comma), options.dpi);
+    const std::optional<double> length = ParsePixels(rest.substr(0, comma), options.dpi);
     isRight = length.has_value() && (comma < rest.size() || count == 3);
     edges[count++] = length.value_or(0);
     rest.remove_prefix(std::min(comma + 1, rest.size()));
@@ -186,8 +188,8 @@ void Report::Number(const wchar_t* label, const char* key, std::int64_t value) {
 }
 
 void Report::Size(const wchar_t* label, const char* key, int width, int height) {
-  table_.Add({label, Format(L"%d x %d pixels, %.1f x %.1f mm", width, height,
-                            options_.Millimetres(width), options_.Millimetres(height))});
+  table_.Add({label, Format(L"%d x %d pixels, ", width, height) +
+                         options_.Lengths(width, L" x ", height)});
   json_.Key(key);
   json_.BeginObject();
   json_.Member("width", width);
@@ -202,8 +204,8 @@ void Report::PageSize(Bitmap* page) {
 }
 
 void Report::Range(const wchar_t* label, const char* key, int first, int last) {
-  table_.Add({label, Format(L"%d to %d, %.1f to %.1f mm", first, last, options_.Millimetres(first),
-                            options_.Millimetres(last + 1))});
+  table_.Add(
+      {label, Format(L"%d to %d, ", first, last) + options_.Lengths(first, L" to ", last + 1.0)});
   json_.Key(key);
   json_.BeginObject();
   json_.Member("first", first);

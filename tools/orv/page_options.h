@@ -8,6 +8,7 @@
 #include <CLI/CLI.hpp>
 
 #include "orv/imaging/bitmap_rasterizer.h"
+#include "tools/orv/lengths.h"
 #include "tools/orv/output.h"
 #include "tools/orv/page_file.h"
 
@@ -15,15 +16,16 @@
 
 namespace orv::tool {
 
-inline constexpr double kMillimetresPerInch = 25.4;
-
 /// The options of all page commands.
 struct PageOptions {
   std::string input;
   double dpi = 0;  ///< 0 until the page is loaded, for its own resolution
   bool json = false;
+  bool inInches = false;  ///< what people read; JSON has millimetres
 
   double Millimetres(double pixels) const { return pixels * kMillimetresPerInch / dpi; }
+  /// Two lengths with a word between them, in the unit that people asked for.
+  std::wstring Lengths(double pixels, const wchar_t* between, double otherPixels) const;
 };
 
 void AddPageOptions(CLI::App* command, PageOptions* options, const char* input = "IN",

@@ -11,6 +11,7 @@
 #include "orv/text/utf8.h"
 #include "tools/orv/commands.h"
 #include "tools/orv/input.h"
+#include "tools/orv/spelling.h"
 
 namespace orv::tool {
 namespace {
@@ -94,6 +95,13 @@ std::wstring_view Trim(std::wstring_view text) {
   const std::size_t first = text.find_first_not_of(kBlank);
   if (first == text.npos) return {};
   return text.substr(first, text.find_last_not_of(kBlank) - first + 1);
+}
+
+/// The end of a message about a name that no field has.
+std::wstring NearestField(const std::wstring& name) {
+  std::vector<std::wstring> names;
+  for (const RecordField& field : RecordFields()) names.push_back(Widen(field.name));
+  return DidYouMean(name, std::vector<std::wstring_view>(names.begin(), names.end()));
 }
 
 }  // namespace
@@ -216,7 +224,7 @@ tagOEMDEV RecordFromText(const std::wstring& text, const std::wstring& path) {
     if (sign == line.npos) fail(L"expected \"Name = value\"");
     const std::wstring name(Trim(line.substr(0, sign)));
     const RecordField* const field = FindField(name);
-    if (field == nullptr) fail(L"there is no field \"" + name + L"\"");
+    if (field == nullptr) fail(L"there is no field \"" + name + L"\"" + NearestField(name));
     if (!named.insert(field).second) fail(L"the field " + name + L" has a value already");
     if (!SetFieldText(&record, *field, Trim(line.substr(sign + 1)))) {
       fail(L"the value does not fit the field " + name);

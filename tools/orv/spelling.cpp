@@ -48,4 +48,9 @@ std::wstring_view Nearest(std::wstring_view word, std::span<const std::wstring_v
   return nearest;
 }
 
+std::wstring DidYouMean(std::wstring_view word, std::span<const std::wstring_view> candidates) {
+  const std::wstring nearest(Nearest(word, candidates));
+  return nearest.empty() ? nearest : L"; did you mean " + nearest + L"?";
+}
+
 }  // namespace orv::tool

@@ -11,9 +11,11 @@
 #include "orv/text/format.h"
 #include "tools/orv/commands.h"
 #include "tools/orv/input.h"
+#include "tools/orv/lengths.h"
 #include "tools/orv/library_use.h"
 #include "tools/orv/output.h"
 #include "tools/orv/reg_file.h"
+#include "tools/orv/spelling.h"
 
 namespace orv::tool {
 namespace {
@@ -41,8 +43,10 @@ void AddTarget(CLI::App* command, StockOptions* options) {
 }
 
 void AddValues(CLI::App* command, StockOptions* options) {
-  command->add_option("--width", options->width, "The label's width in mm");
-  command->add_option("--length", options->length, "The label's length in mm");
+  command->add_option("--width", options->width, "The label's width in mm, or with in behind it")
+      ->transform(ToMillimetres());
+  command->add_option("--length", options->length, "The label's length in mm, or with in behind it")
+      ->transform(ToMillimetres());
   command->add_option("--set", options->values,
                       "NAME=NUMBER: another value, as the registry names it; may be repeated");
 }
@@ -97,7 +101,10 @@ void SetValues(StockItem* item, const StockOptions& options) {
     const std::size_t sign = text.find(L'=');
     const StockValue* const value = FindStockValue(text.substr(0, sign));
     if (sign == text.npos || value == nullptr) {
-      Fail(kUsage, L"--set takes NAME=NUMBER with the name of a value: " + text);
+      std::vector<std::wstring_view> names;
+      for (const StockValue& known : StockValues()) names.push_back(known.name);
+      Fail(kUsage, L"--set takes NAME=NUMBER with the name of a value: " + text +
+                       DidYouMean(text.substr(0, sign), names));
     }
     std::wstring number = text.substr(sign + 1);
     const bool isNegative = number.starts_with(L'-');

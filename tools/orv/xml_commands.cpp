@@ -54,7 +54,8 @@ void LoadDocument(const std::wstring& path, CMarkup* doc) {
 
 void LoadWellFormed(const std::wstring& path, CMarkup* doc) {
   LoadDocument(path, doc);
-  if (!doc->IsWellFormed()) Fail(kFindings, InputName(path) + L" is not well formed; see orv xml check");
+  if (!doc->IsWellFormed())
+    Fail(kFindings, InputName(path) + L" is not well formed; see orv xml check");
 }
 
 /// Writes a document in its encoding, to standard output for "-".
@@ -129,8 +130,8 @@ void AddCheckCommand(CLI::App* group) {
           json.Member("text", fault.text);
           json.EndObject();
         } else {
-          Print(Format(L"%ls:%d:%d: error: %ls\n", path.c_str(), at.line, at.column,
-                       fault.text.c_str()));
+          Print(Format(L"%ls:%d:%d: %ls: %ls\n", path.c_str(), at.line, at.column,
+                       Painted(L"error", Paint::kRed).c_str(), fault.text.c_str()));
         }
       }
       if (options->asJson) {
