@@ -75,7 +75,7 @@ class ORV_EXPORT CLogger {
   static int m_bWriteLogToDebug;      ///< send entries to the debugger output
   static int m_bWriteLogToFile;       ///< append entries to the daily file
   static CString m_stDesiredLogPath;  ///< the folder that the registry asks for
-  static CString m_stLogGroups;       ///< active groups, lower case, as #name#name#
+  static CString m_stLogGroups;       ///< active groups, lower case, as `#name#name#`
   static std::mutex m_csFileLock;     ///< serialises writes to the file
   static int m_nRefCount;             ///< starts not yet matched by stops
 

@@ -114,7 +114,9 @@ void AddDefaultCommand(CLI::App* group) {
   command->add_option("-o,--output", options->out, "The file to write")->required();
   command->add_flag("--text", options->asText, "Write the record as text");
   AddConfigFolder(command, &options->configFolder);
-  command->footer("Example:\n  orv devmode default \"Label 1\" -o label1.dev");
+  command->footer("Examples:\n"
+      "  orv devmode default \"Label 1\" -o label1.dev\n"
+      "  orv devmode default \"Label 1\" --text -o -");
   command->callback([options] {
     LibraryUse library(ToWide(options->configFolder));
     const std::wstring name = ToWide(options->printer);
@@ -261,7 +263,9 @@ void AddShowCommand(CLI::App* group) {
   CLI::App* command = group->add_subcommand("show", "Show a record field by field");
   command->add_option("FILE", options->in, "A record, as bytes or text")->required();
   command->add_flag("--json", options->asJson, "Print JSON");
-  command->footer("Example:\n  orv devmode show label1.dev");
+  command->footer("Examples:\n"
+      "  orv devmode show label1.dev\n"
+      "  orv devmode default \"Label 1\" -o - | orv devmode show - --json");
   command->callback([options] {
     const tagOEMDEV record = ReadRecord(ToWide(options->in));
     options->asJson ? ShowAsJson(record) : ShowAsTable(record);
@@ -273,7 +277,8 @@ void AddConversion(CLI::App* group, const char* name, const char* description, b
   CLI::App* command = group->add_subcommand(name, description);
   command->add_option("FILE", options->in, "A record, as bytes or text")->required();
   command->add_option("-o,--output", options->out, "The file to write")->required();
-  command->footer(std::string("Example:\n  orv devmode ") + name + " label1.dev -o label1." + name);
+  command->footer(std::string("Examples:\n  orv devmode ") + name + " label1.dev -o label1." + name +
+                  "\n  orv devmode " + name + " - -o - < label1.dev > copy.dev");
   command->callback([options, toText] {
     WriteRecord(ToWide(options->out), ReadRecord(ToWide(options->in)), toText);
   });
@@ -330,7 +335,10 @@ void AddDiffCommand(CLI::App* group) {
   command->add_option("A", options->a, "A record")->required();
   command->add_option("B", options->b, "Another record")->required();
   command->add_flag("--json", options->asJson, "Print JSON");
-  command->footer("Exits with 1 when they differ.\nExample:\n  orv devmode diff a.dev b.dev");
+  command->footer("Exits with 1 when they differ.\n"
+      "Examples:\n"
+      "  orv devmode diff a.dev b.dev\n"
+      "  orv devmode default \"Label 1\" -o - | orv devmode diff - a.dev --json");
   command->callback([options] {
     const std::vector<Difference> differences =
         Compare(ReadRecord(ToWide(options->a)), ReadRecord(ToWide(options->b)));
@@ -470,8 +478,9 @@ void AddExplainCommand(CLI::App* group) {
       "explain", "Show for every field of a merge what goes in, what is allowed and what decides");
   AddMergeOptions(command, options.get());
   command->footer(
-      "Writes nothing.\nExample:\n  orv devmode explain \"Label 1\" --in label1.dev --paper-size "
-      "257");
+      "Writes nothing.\nExamples:\n  orv devmode explain \"Label 1\" --in label1.dev --paper-size "
+      "257\n"
+      "  orv devmode explain \"Label 1\" --width 4in --length 6in --json");
   command->callback([options] {
     LibraryUse library(ToWide(options->configFolder));
     const OpenPrinter printer(ToWide(options->printer));
@@ -517,7 +526,7 @@ void AddFieldsCommand(CLI::App* group) {
       group->add_subcommand("fields", "Show the record's format: offsets, defaults and rules");
   command->add_flag("--json", *asJson, "Print JSON");
   command->add_flag("--markdown", *asMarkdown, "Print the whole format as a Markdown document");
-  command->footer("Example:\n  orv devmode fields");
+  command->footer("Examples:\n  orv devmode fields\n  orv devmode fields --markdown > private-record.md");
   command->callback([asMarkdown, asJson] {
     if (*asMarkdown) return Print(FormatDocument());
     JsonWriter json;
@@ -548,7 +557,8 @@ void AddDevmodeCommands(CLI::App* program) {
   CLI::App* group = program->add_subcommand("devmode", "Private settings records as files");
   group->require_subcommand(1);
   group->footer(
-      "A record is a file of 2688 bytes, or its text with one \"Name = value\" a line.\n"
+      "A record is a file of 2688 bytes, or its text with one \"Name = value\" a line; - stands for\n"
+      "standard input, and with -o for standard output.\n"
       "Examples:\n"
       "  orv devmode default \"Label 1\" -o label1.dev\n"
       "  orv devmode merge \"Label 1\" --in label1.dev --width 50 --length 30 -o merged.dev\n"

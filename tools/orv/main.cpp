@@ -16,7 +16,7 @@ int main(int argc, char** argv) {
   program.footer(
       "Exit codes: 0 done, 1 something was found, 2 the command line is wrong, 3 something could\n"
       "not be read or written.\n"
-      "Example:\n  orv config check --help");
+      "Examples:\n  orv config check orv_conf_lx300.xml\n  orv page split --help");
   AddConfigCommands(&program);
   AddDevmodeCommands(&program);
   AddStockCommands(&program);

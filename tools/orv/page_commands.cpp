@@ -62,7 +62,9 @@ void AddMonoCommand(CLI::App* group) {
   const auto output = std::make_shared<std::string>();
   AddPageOptions(command, options.get());
   command->add_option("OUT", *output, "The one-bit PNG image to write")->required();
-  command->footer("Example:\n  orv page mono label.png label-mono.png");
+  command->footer("Examples:\n"
+      "  orv page mono label.png label-mono.png\n"
+      "  orv page mono - - < label.png > label-mono.png");
   command->callback([=] {
     const GraphicsSession graphics;
     const PagePointer page = LoadInput(options.get());
@@ -167,7 +169,9 @@ void AddBoundsCommand(CLI::App* group) {
       group->add_subcommand("bounds", "Find the part of a page that has ink, all but pure white");
   const auto options = std::make_shared<PageOptions>();
   AddPageOptions(command, options.get());
-  command->footer("Example:\n  orv page bounds label.png --dpi 300");
+  command->footer("Examples:\n"
+      "  orv page bounds label.png --dpi 300\n"
+      "  orv page mono label.png - | orv page bounds - --inch");
   command->callback([=] {
     const GraphicsSession graphics;
     const PagePointer page = LoadInput(options.get());
@@ -186,7 +190,9 @@ void AddCompareCommand(CLI::App* group) {
   const auto other = std::make_shared<std::string>();
   AddPageOptions(command, options.get());
   command->add_option("OTHER", *other, "The page to compare with")->required();
-  command->footer("Example:\n  orv page compare before.png after.png");
+  command->footer("Examples:\n"
+      "  orv page compare before.png after.png\n"
+      "  orv page dither before.png - | orv page compare - after.png --json");
   command->callback([=] {
     const GraphicsSession graphics;
     const PagePointer first = LoadInput(options.get());
@@ -344,7 +350,8 @@ void AddExplainCommand(CLI::App* group) {
                       "A PNG image to write: the highlight in its colour, pixels just outside it\n"
                       "in magenta, all others pale");
   command->footer(
-      "Example:\n"
+      "Examples:\n"
+      "  orv page explain label.png --colour E02020\n"
       "  orv page explain label.png --colour E02020 --tolerance 0.2 --picture where.png");
   command->callback([=] {
     const GraphicsSession graphics;
@@ -382,7 +389,10 @@ void AddPageCommands(CLI::App* program) {
       program->add_subcommand("page", "Prepare page images for print heads, as PNG files");
   group->require_subcommand(1);
   group->footer(
-      "Example:\n"
+      "The path - stands for standard input or output; what there is to say about a page that goes\n"
+      "to standard output goes to standard error.\n"
+      "Examples:\n"
+      "  orv page bounds label.png\n"
       "  orv page split label.png --colour E02020 --background black.png --highlight red.png \\\n"
       "    --preview preview.png");
   AddMonoCommand(group);

@@ -24,7 +24,9 @@ void AddAddCommand(CLI::App* group) {
   CLI::App* command = group->add_subcommand("add", "Add a printer to the spooler");
   command->add_option("NAME", options->name, "The printer's name")->required();
   command->add_option("DRIVER", options->driver, "The name of its driver")->required();
-  command->footer("Example:\n  orv printers add \"Label 1\" \"ORV-LX 4.3/300P\"");
+  command->footer("Examples:\n"
+      "  orv printers add \"Label 3\" \"ORV-LX 4.3/300P\"\n"
+      "  orv printers add \"Packing line 2\" \"ORV-DX 600+\"");
   command->callback([options] {
     const std::wstring name = ToWide(options->name);
     if (name.empty() || options->driver.empty()) {
@@ -41,7 +43,7 @@ void AddListCommand(CLI::App* group) {
   auto asJson = std::make_shared<bool>(false);
   CLI::App* command = group->add_subcommand("list", "Show the spooler's printers");
   command->add_flag("--json", *asJson, "Print JSON");
-  command->footer("Example:\n  orv printers list --json");
+  command->footer("Examples:\n  orv printers list\n  orv printers list --json");
   command->callback([asJson] {
     std::vector<PrinterFacts> printers;
     const LONG error = ListSpoolerPrinters(&printers);
@@ -72,7 +74,9 @@ void AddRemoveCommand(CLI::App* group) {
   auto name = std::make_shared<std::string>();
   CLI::App* command = group->add_subcommand("remove", "Remove a printer from the spooler");
   command->add_option("PRINTER", *name, "The printer's name")->required();
-  command->footer("Example:\n  orv printers remove \"Label 1\"");
+  command->footer("Examples:\n"
+      "  orv printers remove \"Label 1\"\n"
+      "  orv printers remove \"Label 2\" && orv printers list");
   command->callback([name] {
     const LONG error = RemoveSpoolerPrinter(ToWide(*name));
     if (error != ERROR_SUCCESS) {
@@ -89,7 +93,7 @@ void AddPrintersCommands(CLI::App* program) {
   group->require_subcommand(1);
   group->footer(
       "Examples:\n"
-      "  orv printers add \"Label 1\" \"ORV-LX 4.3/300P\"\n"
+      "  orv printers add \"Label 3\" \"ORV-LX 4.3/300P\"\n"
       "  orv printers list");
   AddAddCommand(group);
   AddListCommand(group);

@@ -103,7 +103,9 @@ void AddListCommand(CLI::App* group) {
   CLI::App* command = group->add_subcommand("list", "Show a key's sub-keys and values");
   command->add_option("KEY", options->key, "The key")->required();
   command->add_flag("--json", options->asJson, "Print JSON");
-  command->footer("Example:\n  orv registry list \"HKCU\\Software\\orv Printer Driver\\Test\"");
+  command->footer("Examples:\n"
+      "  orv registry list \"HKCU\\Software\\orv Printer Driver\\Test\"\n"
+      "  orv registry list \"HKCU\\Software\\orv Printer Driver\" --json");
   command->callback([options] {
     const KeyName name = ParseKey(options->key);
     const RegistryKey key = OpenKey(name, RegistryAccess::kRead);
@@ -148,7 +150,9 @@ void AddGetCommand(CLI::App* group) {
       ->required();
   command->add_flag("--json", options->asJson, "Print JSON");
   command->footer(
-      "Example:\n  orv registry get \"HKCU\\Software\\orv Printer Driver\\Test\" LogLevel");
+      "Examples:\n"
+      "  orv registry get \"HKCU\\Software\\orv Printer Driver\\Test\" LogLevel\n"
+      "  orv registry get \"HKCU\\Software\\orv Printer Driver\\Test\" LogLevel --json");
   command->callback([options] {
     const KeyName name = ParseKey(options->key);
     const std::wstring valueName = ToWide(options->name);
@@ -206,7 +210,7 @@ void AddSetCommand(CLI::App* group) {
   command->footer(
       "Examples:\n"
       "  orv registry set \"HKCU\\Software\\orv Printer Driver\\Test\" LogLevel 15\n"
-      "  orv registry set HKCU\\Software\\Sample Count 0x10 --type REG_DWORD");
+      "  orv registry set \"HKCU\\Software\\Sample\" Count 0x10 --type REG_DWORD");
   command->callback([options] {
     const KeyName name = ParseKey(options->key);
     const RegistryValue value = ParseData(ToWide(options->data), options->type);
@@ -259,7 +263,9 @@ void AddExportCommand(CLI::App* group) {
                       "Write this file, as UTF-16 with byte-order mark, instead of UTF-8 text to "
                       "standard output");
   command->footer(
-      "Example:\n  orv registry export \"HKCU\\Software\\orv Printer Driver\" -o settings.reg");
+      "Examples:\n"
+      "  orv registry export \"HKCU\\Software\\orv Printer Driver\" -o settings.reg\n"
+      "  orv registry export \"HKCU\\Software\\orv Printer Driver\" | grep Log");
   command->callback([options] {
     const KeyName top = ParseKey(options->key);
     std::wstring text = RegFileHeader();
@@ -315,8 +321,8 @@ void AddImportCommand(CLI::App* group) {
   auto file = std::make_shared<std::string>();
   CLI::App* command =
       group->add_subcommand("import", "Carry out a registry file; one with faults changes nothing");
-  command->add_option("FILE", *file, "The file, UTF-16 with byte-order mark or UTF-8")->required();
-  command->footer("Example:\n  orv registry import settings.reg");
+  command->add_option("FILE", *file, "The file, UTF-16 with byte-order mark or UTF-8; - is standard input")->required();
+  command->footer("Examples:\n  orv registry import settings.reg\n  orv registry import - < settings.reg");
   command->callback([file] {
     const std::wstring path = ToWide(*file);
     std::string bytes;

@@ -152,7 +152,7 @@ void AddListCommand(CLI::App* group) {
   command->add_flag("--json", options->asJson, "Print JSON, with every value");
   command->footer(
       "A printer's list holds the common items too, each with the paper size that picks it.\n"
-      "Example:\n  orv stock list --printer \"Label 1\"");
+      "Examples:\n  orv stock list --printer \"Label 1\"\n  orv stock list --common --json");
   command->callback([options] {
     std::vector<StockItem> items;
     if (options->isCommon) {
@@ -198,7 +198,8 @@ void AddAddCommand(CLI::App* group) {
   AddValues(command, options.get());
   command->add_option("--guid", options->guid, "The item's GUID; a new one if omitted");
   command->footer(std::string(kValuesHelp) +
-                  "Example:\n  orv stock add \"Shelf 50 x 30\" --printer \"Label 1\" --width 50 "
+                  "Examples:\n  orv stock add \"Parcel 4 x 6\" --common --width 4in --length 6in\n"
+                  "  orv stock add \"Shelf 50 x 30\" --printer \"Label 1\" --width 50 "
                   "--length 30 --set Darkness=10");
   command->callback([options] {
     const std::wstring path = TargetPath(*options);
@@ -225,7 +226,8 @@ void AddEditCommand(CLI::App* group) {
   AddValues(command, options.get());
   command->add_option("--name", options->newName, "The new name");
   command->footer(std::string(kValuesHelp) +
-                  "Example:\n  orv stock edit \"Shelf 50 x 30\" --printer \"Label 1\" --set "
+                  "Examples:\n  orv stock edit \"Shelf\" --common --name \"Shelf 2 x 1\" --width 2in\n"
+                  "  orv stock edit \"Shelf 50 x 30\" --printer \"Label 1\" --set "
                   "Disabled=1");
   command->callback([options] {
     const std::wstring path = TargetPath(*options);
@@ -241,7 +243,9 @@ void AddRemoveCommand(CLI::App* group) {
   CLI::App* command = group->add_subcommand("remove", "Remove a stock item");
   command->add_option("ITEM", options->item, "The item's GUID or name")->required();
   AddTarget(command, options.get());
-  command->footer("Example:\n  orv stock remove \"Shelf 50 x 30\" --printer \"Label 1\"");
+  command->footer("Examples:\n"
+      "  orv stock remove \"Shelf 50 x 30\" --printer \"Label 1\"\n"
+      "  orv stock remove \"{5B0C7A52-31D4-4E8B-9C3F-6A1D2E4F7B90}\" --common");
   command->callback([options] {
     const std::wstring path = TargetPath(*options);
     const LONG error = DeleteStockItem(path, FindItem(path, ToWide(options->item)).guid);
@@ -258,7 +262,9 @@ void AddExportCommand(CLI::App* group) {
   command->add_option("-o,--output", options->file,
                       "Write this file, as UTF-16 with byte-order mark, instead of UTF-8 text to "
                       "standard output");
-  command->footer("Example:\n  orv stock export --printer \"Label 1\" -o stock.reg");
+  command->footer("Examples:\n"
+      "  orv stock export --printer \"Label 1\" -o stock.reg\n"
+      "  orv stock export --common | orv stock import - --printer \"Label 2\"");
   command->callback([options] {
     const std::wstring path = TargetPath(*options);
     std::wstring text = RegFileHeader();
@@ -307,7 +313,8 @@ void AddImportCommand(CLI::App* group) {
   AddTarget(command, options.get());
   command->footer(
       "Items come to the printer named here, whichever they were exported from.\n"
-      "Example:\n  orv stock import stock.reg --printer \"Label 2\"");
+      "Examples:\n  orv stock import stock.reg --printer \"Label 2\"\n"
+      "  orv stock export --printer \"Label 1\" | orv stock import - --common");
   command->callback([options] {
     const std::wstring path = TargetPath(*options);
     const std::wstring file = ToWide(options->file);
