@@ -14,6 +14,7 @@
 #include "tests/fixtures.h"
 #include "tools/orv/exit_code.h"
 #include "tools/orv/input.h"
+#include "tools/orv/lengths.h"
 #include "tools/orv/log_entry.h"
 #include "tools/orv/output.h"
 #include "tools/orv/reg_file.h"
@@ -77,6 +78,15 @@ TEST(Input, NumbersAreWholeTexts) {
   EXPECT_EQ(number, 255u);
   for (const wchar_t* text : {L"", L"0x", L"4294967296", L"-1", L"1 ", L" 1", L"1a", L"0x1g"}) {
     EXPECT_FALSE(ParseNumber(text, &number)) << text;
+  }
+}
+
+TEST(Lengths, AreMillimetresOrHaveAUnit) {
+  EXPECT_EQ(ParseMillimetres("12.5"), 12.5);
+  EXPECT_EQ(ParseMillimetres("50mm"), 50);
+  EXPECT_EQ(ParseMillimetres("2in"), 50.8);
+  for (const char* text : {"", "in", "1cm", "1 mm", "2inch", "nan", "inf", "1e999"}) {
+    EXPECT_EQ(ParseMillimetres(text), std::nullopt) << text;
   }
 }
 
@@ -345,6 +355,23 @@ TEST_F(ToolTest, HasAManualOfEveryCommand) {
       EXPECT_THAT(line.substr(0, 3),
                   AnyOf(".TH", ".SH", ".SS", ".TP", ".PP", ".nf", ".fi", ".br", ".nh"));
     }
+  }
+}
+
+TEST_F(ToolTest, SuggestsWhatWasMeant) {
+  const std::pair<std::vector<std::string>, std::string> cases[] = {
+      {{"confg"}, "config"},
+      {{"config", "chekc", "a"}, "check"},
+      {{"page", "bounds", "a", "--jsno=1"}, "--json"},
+      {{"page", "dither", "a", "b", "--method", "matrx4"}, "matrix4"},
+      {{"log", "show", "--level", "WARNIGN"}, "warning"},
+      {{"stock", "add", "A", "--common", "--set", "Darknes=1"}, "Darkness"}};
+  for (const auto& [arguments, meant] : cases) {
+    ExpectFailed(arguments, kUsage, "did you mean " + meant + "?");
+  }
+  for (const std::vector<std::string>& far :
+       {std::vector<std::string>{"quit"}, {"xml", "--loud"}}) {
+    EXPECT_THAT(Run(far).messages, testing::Not(HasSubstr("did you mean")));
   }
 }
 

@@ -138,7 +138,8 @@ void AddSignCommand(CLI::App* group) {
   CLI::App* command = group->add_subcommand("sign", "Put the right digest into a file");
   command->add_option("FILE", *file, "A configuration file; a protected one stays protected")
       ->required();
-  command->footer("Examples:\n  orv config sign orv_conf_lx300.xml\n"
+  command->footer(
+      "Examples:\n  orv config sign orv_conf_lx300.xml\n"
       "  orv config sign - < plain.xml > orv_conf_lx300.xml");
   command->callback([file] {
     const std::wstring path = ToWide(*file);
@@ -187,7 +188,10 @@ void AddConversion(CLI::App* group, const Conversion& conversion) {
   auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand(conversion.name, conversion.description);
   command->add_option("IN", options->in, "The file to read; - is standard input")->required();
-  command->add_option("OUT", options->out, "The file to write; may be the same one; - is standard output")->required();
+  command
+      ->add_option("OUT", options->out,
+                   "The file to write; may be the same one; - is standard output")
+      ->required();
   command->footer(conversion.footer);
   command->callback([options, conversion] {
     const std::wstring in = ToWide(options->in);
@@ -229,11 +233,11 @@ void AddConfigCommands(CLI::App* program) {
   AddSignCommand(group);
   AddConversion(group, {"protect", "Write the protected form of a file",
                         "Examples:\n  orv config protect plain.xml orv_conf_lx300.xml\n"
-      "  orv config sign - < plain.xml | orv config protect - orv_conf_lx300.xml",
+                        "  orv config sign - < plain.xml | orv config protect - orv_conf_lx300.xml",
                         &CCryptoHelper::AesEncryptFile, false, L" is protected already"});
   AddConversion(group, {"unprotect", "Write the plain form of a protected file",
                         "Examples:\n  orv config unprotect orv_conf_lx300p.xml plain.xml\n"
-      "  orv config unprotect orv_conf_lx300p.xml - | grep modelName",
+                        "  orv config unprotect orv_conf_lx300p.xml - | grep modelName",
                         &CCryptoHelper::AesDecryptFile, true, L" is not protected"});
 }
 

@@ -114,7 +114,8 @@ void AddDefaultCommand(CLI::App* group) {
   command->add_option("-o,--output", options->out, "The file to write")->required();
   command->add_flag("--text", options->asText, "Write the record as text");
   AddConfigFolder(command, &options->configFolder);
-  command->footer("Examples:\n"
+  command->footer(
+      "Examples:\n"
       "  orv devmode default \"Label 1\" -o label1.dev\n"
       "  orv devmode default \"Label 1\" --text -o -");
   command->callback([options] {
@@ -263,7 +264,8 @@ void AddShowCommand(CLI::App* group) {
   CLI::App* command = group->add_subcommand("show", "Show a record field by field");
   command->add_option("FILE", options->in, "A record, as bytes or text")->required();
   command->add_flag("--json", options->asJson, "Print JSON");
-  command->footer("Examples:\n"
+  command->footer(
+      "Examples:\n"
       "  orv devmode show label1.dev\n"
       "  orv devmode default \"Label 1\" -o - | orv devmode show - --json");
   command->callback([options] {
@@ -277,8 +279,8 @@ void AddConversion(CLI::App* group, const char* name, const char* description, b
   CLI::App* command = group->add_subcommand(name, description);
   command->add_option("FILE", options->in, "A record, as bytes or text")->required();
   command->add_option("-o,--output", options->out, "The file to write")->required();
-  command->footer(std::string("Examples:\n  orv devmode ") + name + " label1.dev -o label1." + name +
-                  "\n  orv devmode " + name + " - -o - < label1.dev > copy.dev");
+  command->footer(std::string("Examples:\n  orv devmode ") + name + " label1.dev -o label1." +
+                  name + "\n  orv devmode " + name + " - -o - < label1.dev > copy.dev");
   command->callback([options, toText] {
     WriteRecord(ToWide(options->out), ReadRecord(ToWide(options->in)), toText);
   });
@@ -335,7 +337,8 @@ void AddDiffCommand(CLI::App* group) {
   command->add_option("A", options->a, "A record")->required();
   command->add_option("B", options->b, "Another record")->required();
   command->add_flag("--json", options->asJson, "Print JSON");
-  command->footer("Exits with 1 when they differ.\n"
+  command->footer(
+      "Exits with 1 when they differ.\n"
       "Examples:\n"
       "  orv devmode diff a.dev b.dev\n"
       "  orv devmode default \"Label 1\" -o - | orv devmode diff - a.dev --json");
@@ -526,7 +529,8 @@ void AddFieldsCommand(CLI::App* group) {
       group->add_subcommand("fields", "Show the record's format: offsets, defaults and rules");
   command->add_flag("--json", *asJson, "Print JSON");
   command->add_flag("--markdown", *asMarkdown, "Print the whole format as a Markdown document");
-  command->footer("Examples:\n  orv devmode fields\n  orv devmode fields --markdown > private-record.md");
+  command->footer(
+      "Examples:\n  orv devmode fields\n  orv devmode fields --markdown > private-record.md");
   command->callback([asMarkdown, asJson] {
     if (*asMarkdown) return Print(FormatDocument());
     JsonWriter json;
@@ -557,7 +561,8 @@ void AddDevmodeCommands(CLI::App* program) {
   CLI::App* group = program->add_subcommand("devmode", "Private settings records as files");
   group->require_subcommand(1);
   group->footer(
-      "A record is a file of 2688 bytes, or its text with one \"Name = value\" a line; - stands for\n"
+      "A record is a file of 2688 bytes, or its text with one \"Name = value\" a line; - stands "
+      "for\n"
       "standard input, and with -o for standard output.\n"
       "Examples:\n"
       "  orv devmode default \"Label 1\" -o label1.dev\n"

@@ -108,7 +108,8 @@ void Show(const Options& options) {
 void AddShowCommand(CLI::App* group) {
   auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand("show", "Show the entries of a day's log");
-  CLI::Option* file = command->add_option("--file", options->file, "Show this log file; - is standard input");
+  CLI::Option* file =
+      command->add_option("--file", options->file, "Show this log file; - is standard input");
   command->add_option("--date", options->date, "Show the log of this day, as 2024-03-05")
       ->excludes(file);
   command
@@ -140,7 +141,8 @@ void AddShowCommand(CLI::App* group) {
 void AddLogCommands(CLI::App* program) {
   CLI::App* group = program->add_subcommand("log", "The driver's log");
   group->require_subcommand(1);
-  group->footer("Examples:\n  orv log show --level error\n  orv log show --file orv_logfile-2024-03-05.log");
+  group->footer(
+      "Examples:\n  orv log show --level error\n  orv log show --file orv_logfile-2024-03-05.log");
   AddShowCommand(group);
 }
 

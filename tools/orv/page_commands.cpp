@@ -62,7 +62,8 @@ void AddMonoCommand(CLI::App* group) {
   const auto output = std::make_shared<std::string>();
   AddPageOptions(command, options.get());
   command->add_option("OUT", *output, "The one-bit PNG image to write")->required();
-  command->footer("Examples:\n"
+  command->footer(
+      "Examples:\n"
       "  orv page mono label.png label-mono.png\n"
       "  orv page mono - - < label.png > label-mono.png");
   command->callback([=] {
@@ -169,7 +170,8 @@ void AddBoundsCommand(CLI::App* group) {
       group->add_subcommand("bounds", "Find the part of a page that has ink, all but pure white");
   const auto options = std::make_shared<PageOptions>();
   AddPageOptions(command, options.get());
-  command->footer("Examples:\n"
+  command->footer(
+      "Examples:\n"
       "  orv page bounds label.png --dpi 300\n"
       "  orv page mono label.png - | orv page bounds - --inch");
   command->callback([=] {
@@ -190,7 +192,8 @@ void AddCompareCommand(CLI::App* group) {
   const auto other = std::make_shared<std::string>();
   AddPageOptions(command, options.get());
   command->add_option("OTHER", *other, "The page to compare with")->required();
-  command->footer("Examples:\n"
+  command->footer(
+      "Examples:\n"
       "  orv page compare before.png after.png\n"
       "  orv page dither before.png - | orv page compare - after.png --json");
   command->callback([=] {
@@ -389,7 +392,8 @@ void AddPageCommands(CLI::App* program) {
       program->add_subcommand("page", "Prepare page images for print heads, as PNG files");
   group->require_subcommand(1);
   group->footer(
-      "The path - stands for standard input or output; what there is to say about a page that goes\n"
+      "The path - stands for standard input or output; what there is to say about a page that "
+      "goes\n"
       "to standard output goes to standard error.\n"
       "Examples:\n"
       "  orv page bounds label.png\n"

@@ -24,7 +24,8 @@ void AddAddCommand(CLI::App* group) {
   CLI::App* command = group->add_subcommand("add", "Add a printer to the spooler");
   command->add_option("NAME", options->name, "The printer's name")->required();
   command->add_option("DRIVER", options->driver, "The name of its driver")->required();
-  command->footer("Examples:\n"
+  command->footer(
+      "Examples:\n"
       "  orv printers add \"Label 3\" \"ORV-LX 4.3/300P\"\n"
       "  orv printers add \"Packing line 2\" \"ORV-DX 600+\"");
   command->callback([options] {
@@ -74,7 +75,8 @@ void AddRemoveCommand(CLI::App* group) {
   auto name = std::make_shared<std::string>();
   CLI::App* command = group->add_subcommand("remove", "Remove a printer from the spooler");
   command->add_option("PRINTER", *name, "The printer's name")->required();
-  command->footer("Examples:\n"
+  command->footer(
+      "Examples:\n"
       "  orv printers remove \"Label 1\"\n"
       "  orv printers remove \"Label 2\" && orv printers list");
   command->callback([name] {

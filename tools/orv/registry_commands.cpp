@@ -103,7 +103,8 @@ void AddListCommand(CLI::App* group) {
   CLI::App* command = group->add_subcommand("list", "Show a key's sub-keys and values");
   command->add_option("KEY", options->key, "The key")->required();
   command->add_flag("--json", options->asJson, "Print JSON");
-  command->footer("Examples:\n"
+  command->footer(
+      "Examples:\n"
       "  orv registry list \"HKCU\\Software\\orv Printer Driver\\Test\"\n"
       "  orv registry list \"HKCU\\Software\\orv Printer Driver\" --json");
   command->callback([options] {
@@ -321,8 +322,12 @@ void AddImportCommand(CLI::App* group) {
   auto file = std::make_shared<std::string>();
   CLI::App* command =
       group->add_subcommand("import", "Carry out a registry file; one with faults changes nothing");
-  command->add_option("FILE", *file, "The file, UTF-16 with byte-order mark or UTF-8; - is standard input")->required();
-  command->footer("Examples:\n  orv registry import settings.reg\n  orv registry import - < settings.reg");
+  command
+      ->add_option("FILE", *file,
+                   "The file, UTF-16 with byte-order mark or UTF-8; - is standard input")
+      ->required();
+  command->footer(
+      "Examples:\n  orv registry import settings.reg\n  orv registry import - < settings.reg");
   command->callback([file] {
     const std::wstring path = ToWide(*file);
     std::string bytes;

@@ -225,10 +225,11 @@ void AddEditCommand(CLI::App* group) {
   AddTarget(command, options.get());
   AddValues(command, options.get());
   command->add_option("--name", options->newName, "The new name");
-  command->footer(std::string(kValuesHelp) +
-                  "Examples:\n  orv stock edit \"Shelf\" --common --name \"Shelf 2 x 1\" --width 2in\n"
-                  "  orv stock edit \"Shelf 50 x 30\" --printer \"Label 1\" --set "
-                  "Disabled=1");
+  command->footer(
+      std::string(kValuesHelp) +
+      "Examples:\n  orv stock edit \"Shelf\" --common --name \"Shelf 2 x 1\" --width 2in\n"
+      "  orv stock edit \"Shelf 50 x 30\" --printer \"Label 1\" --set "
+      "Disabled=1");
   command->callback([options] {
     const std::wstring path = TargetPath(*options);
     StockItem item = FindItem(path, ToWide(options->item));
@@ -243,7 +244,8 @@ void AddRemoveCommand(CLI::App* group) {
   CLI::App* command = group->add_subcommand("remove", "Remove a stock item");
   command->add_option("ITEM", options->item, "The item's GUID or name")->required();
   AddTarget(command, options.get());
-  command->footer("Examples:\n"
+  command->footer(
+      "Examples:\n"
       "  orv stock remove \"Shelf 50 x 30\" --printer \"Label 1\"\n"
       "  orv stock remove \"{5B0C7A52-31D4-4E8B-9C3F-6A1D2E4F7B90}\" --common");
   command->callback([options] {
@@ -262,7 +264,8 @@ void AddExportCommand(CLI::App* group) {
   command->add_option("-o,--output", options->file,
                       "Write this file, as UTF-16 with byte-order mark, instead of UTF-8 text to "
                       "standard output");
-  command->footer("Examples:\n"
+  command->footer(
+      "Examples:\n"
       "  orv stock export --printer \"Label 1\" -o stock.reg\n"
       "  orv stock export --common | orv stock import - --printer \"Label 2\"");
   command->callback([options] {

@@ -423,7 +423,8 @@ void AddConvertCommand(CLI::App* group) {
 void AddXmlCommands(CLI::App* program) {
   CLI::App* group = program->add_subcommand("xml", "Check, read and change XML files");
   group->require_subcommand(1);
-  group->footer("Examples:\n  orv xml check settings.xml\n"
+  group->footer(
+      "Examples:\n  orv xml check settings.xml\n"
       "  orv xml get settings.xml /settings/printer/name");
   AddCheckCommand(group);
   AddGetCommand(group);
