@@ -24,16 +24,25 @@ const std::string* StandardInput() {
   return isRead ? &bytes : nullptr;
 }
 
-/// A path in the folder of temporary files that no other process has.
-std::wstring TemporaryPath(const wchar_t* ending) {
-  static const std::wstring start = [] {
+/// A folder that only this user can look into, as long as the program runs.
+struct PrivateFolder {
+  PrivateFolder() {
     std::random_device random;
-    std::error_code error;
-    const std::wstring name =
-        L"orv-" + std::to_wstring(random()) + L'-' + std::to_wstring(random());
-    return FromPath(std::filesystem::temp_directory_path(error) / ToPath(name));
-  }();
-  return start + ending;
+    path = std::filesystem::temp_directory_path(error) /
+           ToPath(L"orv-" + std::to_wstring(random()) + L'-' + std::to_wstring(random()));
+    std::filesystem::create_directory(path, error);
+    std::filesystem::permissions(path, std::filesystem::perms::owner_all, error);
+  }
+  PrivateFolder(const PrivateFolder&) = delete;
+  PrivateFolder& operator=(const PrivateFolder&) = delete;
+  ~PrivateFolder() { std::filesystem::remove_all(path, error); }
+  std::filesystem::path path;
+  std::error_code error;  ///< what cannot be made here cannot be written either
+};
+
+std::wstring TemporaryPath(const wchar_t* name) {
+  static const PrivateFolder folder;
+  return FromPath(folder.path / name);
 }
 
 }  // namespace
@@ -80,7 +89,7 @@ bool WriteFile(const std::wstring& path, std::string_view bytes) {
 }
 
 std::wstring PartOf(const std::wstring& path) {
-  return IsStandardStream(path) ? TemporaryPath(L".part") : path + L".part";
+  return IsStandardStream(path) ? TemporaryPath(L"output.part") : path + L".part";
 }
 
 bool MoveOver(const std::wstring& part, const std::wstring& path) {
@@ -114,7 +123,7 @@ std::wstring InputName(const std::wstring& path) {
 
 InputFile::InputFile(const std::wstring& path) : path_(path), isCopy_(IsStandardStream(path)) {
   if (!isCopy_) return;
-  path_ = TemporaryPath(L".in");
+  path_ = TemporaryPath(L"input");
   const std::string* const input = StandardInput();
   if (input == nullptr || !WriteFile(path_, *input)) {
     Fail(kUnreadable, L"cannot read standard input");

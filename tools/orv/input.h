@@ -21,8 +21,8 @@ bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset
 /// still the old one. To standard output it goes by `PrintContent`.
 bool WriteFile(const std::wstring& path, std::string_view bytes);
 
-/// The name beside a file under which its new content is made; for standard output one in the
-/// folder of temporary files, the same one every time.
+/// The name beside a file under which its new content is made; for standard output one in a
+/// folder for temporary files that only the user can look into, the same one every time.
 std::wstring PartOf(const std::wstring& path);
 /// Puts a finished file into the place of another, never of a folder or a device, or writes it to
 /// standard output; on failure removes it and gives false.
