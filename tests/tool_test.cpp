@@ -369,9 +369,9 @@ TEST_F(ToolTest, SuggestsWhatWasMeant) {
   for (const auto& [arguments, meant] : cases) {
     ExpectFailed(arguments, kUsage, "did you mean " + meant + "?");
   }
-  for (const std::vector<std::string>& far :
+  for (const std::vector<std::string>& strange :
        {std::vector<std::string>{"quit"}, {"xml", "--loud"}}) {
-    EXPECT_THAT(Run(far).messages, testing::Not(HasSubstr("did you mean")));
+    EXPECT_THAT(Run(strange).messages, testing::Not(HasSubstr("did you mean")));
   }
 }
 

@@ -19,6 +19,7 @@ using Gdiplus::ARGB;
 using Gdiplus::Bitmap;
 using Gdiplus::BitmapData;
 using Gdiplus::Color;
+using Gdiplus::ColorPalette;
 using Gdiplus::PixelFormat;
 using Gdiplus::Rect;
 
