@@ -118,6 +118,7 @@ TEST_F(XmlTool, Converts) {
   EXPECT_THAT(converted, HasSubstr("encoding=\"windows-1252\"?>"));
   EXPECT_THAT(converted, HasSubstr(">v\xE9</item>"));
   EXPECT_EQ(Run("convert", {"--to", "us-ascii"}).exitCode, 1);
+  EXPECT_EQ(Run("convert", {"--to", "UTF-7"}).exitCode, 1);  // would not be read back
   EXPECT_EQ(Content(), kDocument);
   EXPECT_EQ(Run("convert", {"--to", "us-ascii", "--lossy"}).exitCode, 0);
   EXPECT_THAT(Content(), HasSubstr(">v?</item>"));

@@ -414,6 +414,12 @@ void AddConvertCommand(CLI::App* group) {
     if (facts.isLossy && !options->mayLose) {
       Fail(kFindings, encoding + L" cannot express all characters of " + file);
     }
+    // A few encodings, such as UTF-7, hide even the declaration that names them.
+    int flags = doc.GetDocFlags();
+    const std::string bytes = EncodeFile(doc.GetDoc(), flags, nullptr);
+    if (!facts.isLossy && DecodeFile(bytes, nullptr, &flags) != doc.GetDoc()) {
+      Fail(kFindings, L"nobody could tell by its bytes that a file is in " + encoding);
+    }
     SaveDocument(output, &doc);
   });
 }
