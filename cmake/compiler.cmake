@@ -33,3 +33,11 @@ if(ORV_SANITIZE)
                                                 -fno-sanitize-recover=all)
   target_link_options(orv_compiler INTERFACE -fsanitize=${ORV_SANITIZE})
 endif()
+
+# For code that need not be fast, which the compiler is done with sooner so; most of all with
+# sanitizers.
+if(ORV_SANITIZE)
+  set(ORV_QUICK_BUILD -O0 -g1)
+else()
+  set(ORV_QUICK_BUILD -O1 -g1)
+endif()
