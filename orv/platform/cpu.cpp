@@ -29,9 +29,9 @@ CpuLevel ChooseCpuLevel() {
 
 CpuLevel SupportedCpuLevel() {
 #if defined(__x86_64__)
-  if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-      __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") &&
-      __builtin_cpu_supports("avx512vbmi2")) {
+  if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("avx512f") &&
+      __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl") &&
+      __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2")) {
     return CpuLevel::kAvx512;
   }
   if (__builtin_cpu_supports("avx2")) return CpuLevel::kAvx2;

@@ -15,15 +15,17 @@ using orv::ElemPos;
 
 namespace {
 
-/// Copies a text, which may be a part of `to`. Where the memory does not suffice, fresh memory
-/// takes its place, without a copy of what it held.
+/// Copies a text, which may be a part of `to`; `to` stays as it is when there is no memory.
 void CopyText(std::wstring_view text, std::wstring* to) {
-  if (text.size() > to->capacity()) {
-    std::wstring().swap(*to);
-    to->reserve(text.size());
-    orv::PopulatePages(to->data(), text.size() * sizeof(wchar_t));
+  if (text.size() <= to->capacity()) {
+    to->assign(text);
+    return;
   }
-  to->assign(text);
+  std::wstring fresh;
+  fresh.reserve(text.size());
+  orv::PopulatePages(fresh.data(), text.size() * sizeof(wchar_t));
+  fresh.assign(text);
+  to->swap(fresh);
 }
 
 }  // namespace

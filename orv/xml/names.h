@@ -112,7 +112,7 @@ constexpr std::size_t CommonPrefix(std::wstring_view name, const wchar_t* text, 
 /// zero-terminated text.
 constexpr bool IsWholeName(const wchar_t* name, const wchar_t* text) {
   constexpr UnitSet kStops({L"\0 \n\t\r/>", 7});
-  for (; *name == *text && !kStops.Has(*text); ++text) ++name;
+  for (; *name == *text && !kStops.Has(*text) && *text != L'['; ++text) ++name;
   return *text == 0 && EndsTagName(*name);
 }
 

@@ -1,6 +1,7 @@
 #include "orv/xml/signs.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 
 #include "orv/xml/names.h"
@@ -135,12 +136,16 @@ ORV_AVX512 inline __m512i LoadBytes64(const wchar_t* text) {
   }
 }
 
+constexpr auto kUnitsOfBlock = [] {
+  std::array<std::uint8_t, kSignBlock> units{};
+  for (std::size_t i = 0; i < kSignBlock; ++i) units[i] = static_cast<std::uint8_t>(i);
+  return units;
+}();
+
 /// Places are the bytes 0 to 63 whose bits are set, moved together.
 ORV_AVX512 std::size_t FindSignsAvx512(const wchar_t* text, std::size_t blocks, std::uint32_t first,
                                        std::uint32_t* signs) {
-  alignas(64) std::uint8_t all[kSignBlock];
-  for (std::size_t i = 0; i < kSignBlock; ++i) all[i] = static_cast<std::uint8_t>(i);
-  const __m512i units = _mm512_load_si512(all);
+  const __m512i units = _mm512_loadu_si512(kUnitsOfBlock.data());
   const __m512i table = _mm512_broadcast_i32x4(SignTable());
   std::size_t count = 0;
   for (; blocks > 0; --blocks, first += kSignBlock, text += kSignBlock) {
