@@ -102,7 +102,7 @@ inline bool FindAttribute(std::wstring_view text, std::size_t nameStart, std::ws
 
 /// The value of a tag's first attribute when the tag goes on, behind its own name, the way that
 /// nearly every tag is written: a blank, just this name, an equals sign, a quoted value without
-/// references. Null data when it does not.
+/// references. Null data when it does not. The name is not empty, and its end is within the text.
 inline std::wstring_view FirstAttributeValue(std::wstring_view text, std::size_t tagNameEnd,
                                              std::wstring_view name) {
   const wchar_t* const at = text.data() + tagNameEnd;

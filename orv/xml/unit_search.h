@@ -47,16 +47,17 @@ inline const wchar_t* FindEither(const wchar_t* at, const wchar_t* end, wchar_t 
   return at;
 }
 
-/// The first unit of a set in a piece of text; its end when there is none. The set holds no more
-/// than units below `0` and `=`, `>` and `?`, which is what ends names.
+/// The first unit of a set in a piece of text; its end when there is none. The set holds only units
+/// below `0`, and `=`, `>` and `?`: what ends names is among them.
 inline const wchar_t* FindNameEnd(const wchar_t* at, const wchar_t* end, UnitSet ends) {
 #if defined(__SSE2__)
   const __m128i zero = _mm_set1_epi16(L'0');
   const __m128i less = _mm_set1_epi16(L'<');
-  const __m128i at16 = _mm_set1_epi16(L'@');
+  const __m128i commercialAt = _mm_set1_epi16(L'@');
   while (end - at >= 8) {
     const __m128i units = LoadEightUnits(at);
-    const __m128i signs = _mm_and_si128(_mm_cmpgt_epi16(units, less), _mm_cmplt_epi16(units, at16));
+    const __m128i signs =
+        _mm_and_si128(_mm_cmpgt_epi16(units, less), _mm_cmplt_epi16(units, commercialAt));
     const int found = _mm_movemask_epi8(_mm_or_si128(_mm_cmplt_epi16(units, zero), signs));
     if (found == 0) {
       at += 8;
