@@ -119,7 +119,9 @@ ORV_AVX2 std::size_t FindSignsAvx2(const wchar_t* text, std::size_t blocks, std:
 // GCC 12 warns of values that its own header leaves undefined on purpose.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wuninitialized"
+#ifndef __clang__
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 
 ORV_AVX512 inline __m512i LoadBytes64(const wchar_t* text) {
   if constexpr (sizeof(wchar_t) == 2) {
