@@ -35,7 +35,7 @@ void Compare(const Pixels& page, const Work& work) {
 
 void Imaging(Input input) {
   Reader reader(input);
-  Pixels page = {{}, reader.Below(300), reader.Below(40), 0};
+  Pixels page = {{}, reader.Below(160), reader.Below(40), 0};
   page.stride = 3 * page.width + reader.Below(6);
   const int threshold = reader.Below(65536) % 2000 - 700;
   const Ink ink = {reader.Byte(), reader.Byte(), reader.Byte()};

@@ -92,7 +92,7 @@ class ContentScan {
   }
 
   static int FirstColumn(const BitPlane& plane) {
-    const int all = SizeOf(plane.width);
+    const int all = BytesOfRow(plane);
     int size = WordBytes::StripSize(all);
     for (int seen = 0; seen < all;) {
       const int start = std::min(seen, all - size);
@@ -108,7 +108,7 @@ class ContentScan {
   }
 
   static int LastColumn(const BitPlane& plane) {
-    const int all = SizeOf(plane.width);
+    const int all = BytesOfRow(plane);
     int size = WordBytes::StripSize(all);
     for (int end = all; end > 0;) {
       const int start = std::max(end - size, 0);
@@ -126,6 +126,11 @@ class ContentScan {
  private:
   static constexpr int kRows = 4;  ///< that are looked at together
   static constexpr int kGreatestStrip = 128;
+
+  /// Those to be looked at: none without rows, whose address may be null.
+  static int BytesOfRow(const BitPlane& plane) {
+    return plane.height > 0 ? SizeOf(plane.width) : 0;
+  }
 
   static int SizeOf(int width) { return width / 8 + (width % 8 != 0 ? 1 : 0); }
 
