@@ -2,16 +2,22 @@
 /// load of a printer's configuration and for each one after it.
 
 #include <benchmark/benchmark.h>
+#include <openssl/evp.h>
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
+#include "benchmarks/peers.h"
 #include "orv/config/config_parser.h"
 #include "orv/config/configs_cache.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/platform/files.h"
+#include "orv/text/utf8.h"
 #include "orv/xml/markup.h"
 
 namespace {
@@ -19,12 +25,33 @@ namespace {
 /// The largest example, which has every option family.
 const std::filesystem::path kExample = ORV_EXAMPLES "/orv_conf_dx600p.xml";
 
+/// The size of a large model's file.
+constexpr std::size_t kFileSize = 38'000;
+
+std::string ReadBytes(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// The example with more of the options that its first family has, up to a large model's size, and
+/// signed.
+std::string LargeConfiguration() {
+  std::string text = ReadBytes(kExample);
+  const std::size_t first = text.find("          <option>");
+  const std::size_t second = text.find("          <option>", first + 1);
+  const std::string option = text.substr(first, second - first);
+  while (text.size() < kFileSize) text.insert(first, option);
+  const std::size_t digest = text.find("\"sha256\">") + 9;
+  const std::wstring stated = orv::Utf8ToWide(text.substr(digest, 64));
+  return text.replace(digest, 64,
+                      orv::WideToUtf8(orv::ConfigDigest(orv::Utf8ToWide(text), stated)));
+}
+
 /// That file as it is and protected, in a folder that is removed at the end.
 struct Files {
   Files() {
     std::filesystem::create_directories(folder);
-    std::filesystem::copy_file(kExample, folder / "plain.xml",
-                               std::filesystem::copy_options::overwrite_existing);
+    std::ofstream(folder / "plain.xml", std::ios::binary) << LargeConfiguration();
     if (CCryptoHelper::AesEncryptFile(plain, protectedForm, nullptr) != 0) {
       throw std::runtime_error("cannot write the benchmark's files");
     }
@@ -50,6 +77,40 @@ void LoadProtected(benchmark::State& state) { Load(state, files.protectedForm); 
 void LoadPlain(benchmark::State& state) { Load(state, files.plain); }
 BENCHMARK(LoadProtected)->Unit(benchmark::kMicrosecond);
 BENCHMARK(LoadPlain)->Unit(benchmark::kMicrosecond);
+
+#if defined(ORV_PUGIXML_WIDE)
+/// The least that others need for the same, without files: the bytes decrypted, the text parsed and
+/// every element of it visited, and the digest of its bytes.
+void LoadPeers(benchmark::State& state) {
+  const std::string plain = ReadBytes(orv::ToPath(files.plain));
+  const std::wstring text = orv::Utf8ToWide(plain);
+  const auto size = static_cast<int>(plain.size());
+  const unsigned char key[32] = {1, 2, 3};
+  const unsigned char vector[16] = {4, 5, 6};
+  std::vector<unsigned char> cipher(plain.size() + 16);
+  int done = 0;
+  int rest = 0;
+  const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> context(
+      EVP_CIPHER_CTX_new(), EVP_CIPHER_CTX_free);
+  EVP_EncryptInit_ex(context.get(), EVP_aes_256_cbc(), nullptr, key, vector);
+  EVP_EncryptUpdate(context.get(), cipher.data(), &done,
+                    reinterpret_cast<const unsigned char*>(plain.data()), size);
+  EVP_EncryptFinal_ex(context.get(), cipher.data() + done, &rest);
+  const int length = done + rest;
+  std::vector<unsigned char> bytes(plain.size() + 32);
+  unsigned char digest[32];
+  for (auto _ : state) {
+    EVP_DecryptInit_ex(context.get(), EVP_aes_256_cbc(), nullptr, key, vector);
+    EVP_DecryptUpdate(context.get(), bytes.data(), &done, cipher.data(), length);
+    EVP_DecryptFinal_ex(context.get(), bytes.data() + done, &rest);
+    if (done + rest != size) state.SkipWithError("not decrypted");
+    if (!orv::bench::PugixmlWideWalk(text).isGood) state.SkipWithError("not parsed");
+    EVP_Digest(bytes.data(), plain.size(), digest, nullptr, EVP_sha256(), nullptr);
+    benchmark::DoNotOptimize(digest);
+  }
+}
+BENCHMARK(LoadPeers)->Unit(benchmark::kMicrosecond);
+#endif
 
 /// The steps of a load, to see where its time goes.
 void LoadText(benchmark::State& state) {

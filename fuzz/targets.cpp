@@ -5,10 +5,17 @@
 #include <fstream>
 #include <random>
 
+#include "orv/logging/logger.h"
 #include "orv/text/utf8.h"
 
 namespace orv::fuzz {
 namespace {
+
+/// Messages are composed, but what is said of made-up files is not for the driver's own log.
+const bool kLogsNothing = [] {
+  CLogger::m_bWriteLogToFile = FALSE;
+  return true;
+}();
 
 /// Removed when the process ends well; what a crash leaves is found below the temporary folder.
 class Folder {

@@ -61,11 +61,13 @@ CString ConfigDigest(const CString& text, const CString& digest) {
   std::size_t at = 0;
   if (!digest.empty()) {
     for (std::size_t found; (found = whole.find(digest, at)) != whole.npos;) {
-      bytes.append(WideToUtf8(whole.substr(at, found - at))).append(kDigestPlaceholder);
+      AppendUtf8(whole.substr(at, found - at), &bytes);
+      bytes.append(kDigestPlaceholder);
       at = found + digest.size();
     }
   }
-  return Sha256HexOf(bytes.append(WideToUtf8(whole.substr(at))));
+  AppendUtf8(whole.substr(at), &bytes);
+  return Sha256HexOf(bytes);
 }
 
 }  // namespace orv
@@ -131,8 +133,9 @@ CString CConfigParser::ParseFileInfo(CMarkup& xml, FileInfo& info, CLoggerClient
                                      Characteristics& /*characteristics*/) {
   // The two messages spell the element differently; people who read logs know them so.
   if (!IntoChild(xml, L"properties")) return MissingElement(L"<fileinfo><properties>");
+  orv::PropertyStore<FileInfo> properties(orv::kFileInfoProperties, info);
   orv::ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
-    if (!orv::StoreProperty<FileInfo>(orv::kFileInfoProperties, name, value, info)) {
+    if (!properties.Store(name, value)) {
       orv::WarnOfUnknownProperty(logger, L"<fileInfo><properties>", name, value);
     }
   });

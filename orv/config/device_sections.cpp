@@ -149,8 +149,9 @@ CString CConfigParser::ParseDeviceHeadsOffsetX(CMarkup& xml, HeadsOffsetX& offse
   constexpr wchar_t kPath[] = L"<device><headsOffsetX><properties>";
   if (!IntoChild(xml, L"properties")) return MissingElement(kPath);
   Range range;
+  orv::PropertyStore<Range> properties(orv::kHeadsOffsetXProperties, range);
   orv::ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
-    if (orv::StoreProperty<Range>(orv::kHeadsOffsetXProperties, name, value, range)) return;
+    if (properties.Store(name, value)) return;
     if (!CLogger::IsEnabled(eLogLevelWarning, nullptr)) return;
     // The odd words at the end are what people who read these logs search for.
     const CString key(name);
@@ -229,9 +230,9 @@ CString CConfigParser::ParseDeviceCharacteristics(CMarkup& xml, Characteristics&
                                                   CLoggerClient* logger) {
   // Both messages are those of the file information; people who read logs know them so.
   if (!IntoChild(xml, L"properties")) return MissingElement(L"<fileinfo><properties>");
+  orv::PropertyStore<Characteristics> properties(orv::kCharacteristicsProperties, characteristics);
   orv::ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
-    if (!orv::StoreProperty<Characteristics>(orv::kCharacteristicsProperties, name, value,
-                                             characteristics)) {
+    if (!properties.Store(name, value)) {
       orv::WarnOfUnknownProperty(logger, L"<fileInfo><properties>", name, value);
     }
   });

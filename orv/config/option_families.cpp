@@ -56,9 +56,10 @@ CString ReadOptions(CMarkup& markup, OptionFamily<Kind>& family, CLoggerClient* 
       continue;
     }
     Kind option;
+    orv::PropertyStore<Option> common(orv::kOptionProperties, option);
+    orv::PropertyStore<Kind> own(orv::KindProperties<Kind>::kTable, option);
     orv::ForEachProperty(markup, [&](std::wstring_view name, std::wstring_view value) {
-      if (!orv::StoreProperty<Option>(orv::kOptionProperties, name, value, option) &&
-          !orv::StoreProperty<Kind>(orv::KindProperties<Kind>::kTable, name, value, option) &&
+      if (!common.Store(name, value) && !own.Store(name, value) &&
           CLogger::IsEnabled(eLogLevelWarning, nullptr)) {
         Warn(client, family, L"Unknown property in Option Family '%ls': %ls = %ls", CString(name),
              CString(value));
@@ -83,9 +84,9 @@ CString ReadOptions(CMarkup& markup, OptionFamily<Kind>& family, CLoggerClient* 
 /// Reads the properties that the document is inside of.
 void ReadFamilyProperties(CMarkup& markup, orv::FamilyProperties& properties,
                           CLoggerClient* client) {
+  orv::PropertyStore<orv::FamilyProperties> store(orv::kFamilyProperties, properties);
   orv::ForEachProperty(markup, [&](std::wstring_view name, std::wstring_view value) {
-    if (!orv::StoreProperty<orv::FamilyProperties>(orv::kFamilyProperties, name, value,
-                                                   properties)) {
+    if (!store.Store(name, value)) {
       orv::WarnOfUnknownProperty(client, L"<device><optionFamilies><optionFamily><properties>",
                                  name, value);
     }

@@ -56,8 +56,9 @@ template <typename Record>
 CString ReadProperties(CMarkup& xml, std::span<const Property<Record>> table, const wchar_t* path,
                        Record& record, CLoggerClient* logger) {
   if (!IntoChild(xml, L"properties")) return MissingElement(path);
+  PropertyStore<Record> properties(table, record);
   ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
-    if (!StoreProperty(table, name, value, record)) {
+    if (!properties.Store(name, value)) {
       WarnOfUnknownProperty(logger, path, name, value);
     }
   });

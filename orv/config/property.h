@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -79,18 +80,31 @@ struct StoreValue {
   void operator()(Ignored) const {}
 };
 
-/// Stores a property by a table; false when the table does not know the key. Keys compare without
-/// regard to ASCII case.
+/// Stores properties in a record by its table. Keys compare without regard to ASCII case.
 template <typename Record>
-bool StoreProperty(std::span<const Property<Record>> table, std::wstring_view name,
-                   std::wstring_view value, Record& record) {
-  for (const Property<Record>& property : table) {
-    if (EqualsIgnoreCase(property.key, name)) {
-      std::visit(StoreValue<Record>{record, value}, property.field);
-      return true;
+class PropertyStore {
+ public:
+  PropertyStore(std::span<const Property<Record>> table, Record& record)
+      : table_(table), record_(record) {}
+
+  /// False when the table does not know the key.
+  bool Store(std::wstring_view key, std::wstring_view value) {
+    // Files have properties mostly in the table's order: the search goes on behind the last find.
+    for (std::size_t tried = 0; tried < table_.size(); ++tried) {
+      const Property<Record>& property = table_[next_];
+      next_ = next_ + 1 < table_.size() ? next_ + 1 : 0;
+      if (property.key.size() == key.size() && EqualsIgnoreCase(property.key, key)) {
+        std::visit(StoreValue<Record>{record_, value}, property.field);
+        return true;
+      }
     }
+    return false;
   }
-  return false;
-}
+
+ private:
+  std::span<const Property<Record>> table_;
+  Record& record_;
+  std::size_t next_ = 0;
+};
 
 }  // namespace orv

@@ -94,7 +94,7 @@ CString CCryptoHelper::LoadFileUTF8(const CString& path, CLoggerClient* client) 
     return fail(L"Unable to open the file %ls");
   }
   DWORD length = 0;
-  const HeapBuffer buffer = ReadAll(&stream, size, &length);
+  HeapBuffer buffer = ReadAll(&stream, size, &length);
   if (buffer == nullptr) {
     return fail(L"Unable to allocate buffer for reading in the file %ls");
   }
@@ -117,6 +117,7 @@ CString CCryptoHelper::LoadFileUTF8(const CString& path, CLoggerClient* client) 
   DWORD plainLength = 0;
   DWORD code = 0;
   const HeapBuffer plain(cipher.DecryptAsBytes(buffer.get(), length, &plainLength, &code));
+  buffer.reset();  // before the text, which is the largest part, needs memory
   if (plain == nullptr) {
     LogFormat(eLogLevelError, client, nullptr,
               L"Error in CEncryptionAES::DecryptAsBytes for file %ls. Error code = %d",

@@ -266,8 +266,12 @@ std::size_t Utf8ToWide(std::string_view bytes, wchar_t* target) {
 std::string WideToUtf8(std::wstring_view text) {
   std::string bytes;
   bytes.reserve(text.size());
-  EncodeRuns(text, [&bytes](const char* run, std::size_t count) { bytes.append(run, count); });
+  AppendUtf8(text, &bytes);
   return bytes;
+}
+
+void AppendUtf8(std::wstring_view text, std::string* bytes) {
+  EncodeRuns(text, [bytes](const char* run, std::size_t count) { bytes->append(run, count); });
 }
 
 std::size_t WideToUtf8(std::wstring_view text, char* target, std::size_t room) {

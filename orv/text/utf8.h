@@ -28,6 +28,9 @@ Utf8Character DecodeUtf8Character(std::string_view bytes);
 /// Encodes UTF-16 code units as UTF-8; an unpaired surrogate becomes U+FFFD.
 ORV_EXPORT std::string WideToUtf8(std::wstring_view text);
 
+/// The same at the end of `*bytes`.
+void AppendUtf8(std::wstring_view text, std::string* bytes);
+
 /// The same into a target with `room` for bytes: what does not fit is left out, never half a
 /// character. Returns the bytes written, or needed when the target is null.
 std::size_t WideToUtf8(std::wstring_view text, char* target, std::size_t room);
