@@ -305,7 +305,8 @@ TEST(Validation, RepairsAndNamesEachField) {
                                {L"BackFeedSpeed", 1688, 50, 0, 0},
                                {L"DitheringAlgorithm", 2604, 1, 0, 1},
                                {L"UnprintableRight", 1628, 0, 60001, 60000},
-                               {L"UnprintableBottom", 1636, 0, 40001, 40000}});
+                               {L"UnprintableBottom", 1636, 0, 40001, 40000},
+                               {L"OutputFormatPNG", 1620, 1, 2, 1}});
   const auto expect = [](const Limit& limit, std::uint32_t value, std::uint32_t after) {
     tagOEMDEV record = ValidRecord();
     SetWord(&record, limit.offset, value, limit.width);
@@ -317,6 +318,13 @@ TEST(Validation, RepairsAndNamesEachField) {
   for (const Limit& limit : limits) {
     expect(limit, limit.right, limit.right);
     expect(limit, limit.wrong, limit.repaired);
+  }
+  // The other end of every list and switch that begins with 0.
+  for (Limit limit : Limits()) {
+    if (limit.right > 5 || limit.wrong != limit.right + 1 || limit.name == L"LengthScaling")
+      continue;
+    limit.right = 0;
+    if (limit.name != L"DitheringAlgorithm") expect(limit, 0, 0);
   }
   // No rule looks at these.
   for (const std::size_t offset : {1664, 1864, 1872}) expect({{}, offset, 9, 9, 9}, 9, 9);
@@ -489,7 +497,9 @@ TEST(Differences, NamesEachFieldThatDiffers) {
             L"YResolution TTOption Collate FormName LogPixels BitsPerPel PelsWidth PelsHeight Nup "
             L"ICMMethod ICMIntent MediaType DitherType PanningWidth PanningHeight ");
   a = b = {};
-  a.dmFields = 0x1FFFFFFF;
+  a.dmDeviceName[1] = 'x';  // behind the name's end
+  EXPECT_EQ(orv::DescribeDifferences(&a, &b), L"none");
+  a.dmFields = 0xFFFFFFFF;  // the highest bits have no names
   EXPECT_EQ(orv::DescribeDifferences(&a, &b),
             L"dmFields: DM_ORIENTATION,DM_PAPERSIZE,DM_PAPERLENGTH,DM_PAPERWIDTH,DM_SCALE,"
             L"DM_POSITION,DM_NUP,DM_DISPLAYORIENTATION,DM_COPIES,DM_DEFAULTSOURCE,DM_PRINTQUALITY,"
