@@ -215,9 +215,9 @@ void ElementIndexer::CloseElement(int end, int endTagLength) {
   --depth_;
 }
 
-/// Closes every open element inside `until` at its start tag. Their children, the closed elements
-/// among them, all become children of `until` in document order. Since `until` is closed for good
-/// by whoever calls, no element is ever moved twice.
+/// Closes every open element inside `until`: each stays as long as its start tag, and its children,
+/// the closed elements among them, all become children of `until` in document order. Since `until`
+/// is closed for good by whoever calls, no element is ever moved twice.
 void ElementIndexer::CloseUnended(int until, int expectedAt) {
   if (parent_ == until) return;
   if (lastChild_ == 0) lastChild_ = parent_;
@@ -241,8 +241,6 @@ void ElementIndexer::CloseUnended(int until, int expectedAt) {
     }
     illData |= (element.levelFlags & ELEM_ILLDATA) != 0;
     element.levelFlags = (element.levelFlags & ~ELEM_ILLDATA) | ELEM_UNENDED;
-    element.SetEndTagLength(0);
-    element.length = element.StartTagLength();
     if (!IsResultFull(result_)) {
       AddResult(result_, L"unended_start_tag", std::wstring(OpenName(closing)).c_str(), 0,
                 static_cast<int>(element.start), expectedAt);
