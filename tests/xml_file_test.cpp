@@ -335,6 +335,7 @@ TEST_F(XmlFile, RefusalsWhileAFileIsOpen) {
   EXPECT_EQ(doc.GetDocFlags() & 0x70, 16);
   doc.SetDocFlags(CMarkup::DOC_IGNORECASE | CMarkup::DOC_WRITEFILE);
   EXPECT_EQ(doc.GetDocFlags() & 0x70, 16);
+  EXPECT_FALSE(doc.SavePos(L"a") || doc.RestorePos(L"a"));
   EXPECT_FALSE(doc.Open(Path(L"in.xml"), CMarkup::DOC_READFILE));
   EXPECT_FALSE(doc.SetDoc(L"<r/>"));
   EXPECT_FALSE(doc.SetMapSize(1));

@@ -67,6 +67,8 @@ TEST(XmlParse, FindingsOfEveryKind) {
       {L"<a=b></a>"},
       {L"<a[1] x></a>"},
       {L"<a></a '>"},
+      {L"<!DOCTYPE a '' \"\"><a/>"},
+      {L"<?\?><a/><!----><![CDATA[]]>"},
       {L"<!DOCTYPE a [<!ENTITY x \"]>\"> <!-- ]> ' --> <?p ]> ?> <!ATTLIST a b (c) 'd'>]><a/>"},
       {L"\xFEFF<\x00E9/>"}};
   for (const ParseCase& c : cases) {
@@ -403,7 +405,8 @@ TEST(XmlNavigate, SavedPositions) {
   doc.IntoElem();
   doc.FindChildElem(L"b");
   EXPECT_TRUE(doc.SetMapSize(1 << 30, 3));
-  EXPECT_FALSE(doc.SetMapSize(-1));
+  EXPECT_FALSE(doc.SetMapSize(-1) || doc.SetMapSize(1, -1));
+  EXPECT_FALSE(doc.SavePos(L"x", -1) || doc.RestorePos(L"x", -1));
   EXPECT_TRUE(doc.SavePos(L"x", 3));
   doc.FindElem(L"c");
   EXPECT_TRUE(doc.SavePos());
