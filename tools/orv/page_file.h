@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -55,6 +57,24 @@ class PagePixels {
  private:
   Bitmap* page_;
   BitmapData data_;
+};
+
+/// Eight pixels of one colour, to step over what a page has most of.
+class EightPixels {
+ public:
+  explicit EightPixels(const unsigned char* pixel) {
+    for (int i = 0; i < 8; ++i) std::memcpy(bytes_ + 3 * i, pixel, 3);
+  }
+  bool AreAt(const unsigned char* pixels) const {
+    std::uint64_t own[3];
+    std::uint64_t other[3];
+    std::memcpy(own, bytes_, sizeof(own));
+    std::memcpy(other, pixels, sizeof(other));
+    return ((own[0] ^ other[0]) | (own[1] ^ other[1]) | (own[2] ^ other[2])) == 0;
+  }
+
+ private:
+  unsigned char bytes_[3 * 8];
 };
 
 }  // namespace orv::tool

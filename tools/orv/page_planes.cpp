@@ -37,10 +37,22 @@ std::int64_t PixelCount(Bitmap* page) {
 }
 
 std::int64_t CountInk(Bitmap* page) {
+  constexpr unsigned char kWhite[] = {255, 255, 255};
+  const EightPixels white(kWhite);
+  const PagePixels pixels(page);
   std::int64_t ink = 0;
-  ForEachPixel(PagePixels(page), [&](const unsigned char* pixel, int, int) {
-    if (!IsWhite(pixel)) ++ink;
-  });
+  for (int y = 0; y < pixels.height(); ++y) {
+    const unsigned char* pixel = pixels.Row(y);
+    for (int left = pixels.width(); left > 0;) {
+      const int count = std::min(left, 8);
+      left -= count;
+      if (count == 8 && white.AreAt(pixel)) {
+        pixel += 3 * 8;
+        continue;
+      }
+      for (int i = 0; i < count; ++i, pixel += 3) ink += IsWhite(pixel) ? 0 : 1;
+    }
+  }
   return ink;
 }
 

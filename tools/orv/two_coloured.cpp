@@ -1,5 +1,6 @@
 #include "tools/orv/two_coloured.h"
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -16,29 +17,46 @@ std::uint32_t ColourAt(const unsigned char* pixel) {
 /// first pixel of a third.
 class Packer {
  public:
-  explicit Packer(std::uint32_t first) : first_(first), second_(first) {}
+  explicit Packer(const unsigned char* first)
+      : first_(ColourAt(first)), second_(first_), eight_(EightPixels(first)) {}
 
   bool PackRow(const unsigned char* pixels, int width, BYTE* bytes) {
-    for (int x = 0; x < width; x += 8, ++bytes) {
-      unsigned bits = 0;
-      for (int i = x; i < x + 8 && i < width; ++i, pixels += 3) {
-        const std::uint32_t colour = ColourAt(pixels);
-        if (colour == first_) continue;
-        if (second_ == first_) second_ = colour;
-        if (colour != second_) return false;
-        bits |= 0x80u >> (i - x);
+    int left = width;
+    for (; left >= 8; left -= 8, pixels += 3 * 8) {
+      // Most of a page has the colour of its corner.
+      if (eight_.AreAt(pixels)) {
+        *bytes++ = 0;
+      } else if (!Pack(pixels, 8, bytes++)) {
+        return false;
       }
-      *bytes = static_cast<BYTE>(bits);
     }
-    return true;
+    return left == 0 || Pack(pixels, left, bytes);
   }
 
   std::uint32_t first() const { return first_; }
   std::uint32_t second() const { return second_; }
 
  private:
+  /// Up to eight pixels. Without branches, since dots are spread without order.
+  bool Pack(const unsigned char* pixels, int count, BYTE* byte) {
+    unsigned bits = 0;
+    unsigned others = 0;
+    for (int i = 0; i < count; ++i, pixels += 3) {
+      const std::uint32_t colour = ColourAt(pixels);
+      bits = bits << 1 | unsigned{colour != first_};
+      others = others << 1 | unsigned{colour != first_ && colour != second_};
+    }
+    *byte = static_cast<BYTE>(bits << (8 - count));
+    if (others == 0) return true;
+    if (second_ != first_) return false;
+    // The first pixel of the second colour, which the others are to have too.
+    second_ = ColourAt(pixels - 3 * std::bit_width(others));
+    return Pack(pixels - 3 * count, count, byte);
+  }
+
   const std::uint32_t first_;
   std::uint32_t second_;
+  const EightPixels eight_;
 };
 
 }  // namespace
@@ -54,7 +72,7 @@ PagePointer TwoColoured(Bitmap* page) {
       packed->LockBits(&all, ImageLockModeWrite, PixelFormat1bppIndexed, &data) != Ok) {
     return nullptr;
   }
-  Packer packer(ColourAt(pixels.Row(0)));
+  Packer packer(pixels.Row(0));
   bool isPacked = true;
   for (int y = 0; isPacked && y < pixels.height(); ++y) {
     isPacked = packer.PackRow(pixels.Row(y), pixels.width(),
