@@ -368,6 +368,21 @@ TEST(XmlNavigate, NamesInPaths) {
   }
 }
 
+TEST(XmlNavigate, PathsCountElementsOfOneName) {
+  const std::pair<int, std::wstring> cases[] = {
+      {0, L"/r/a /r/b /r/a[2] /r/A "}, {CMarkup::DOC_IGNORECASE, L"/r/a /r/b /r/a[2] /r/A[3] "}};
+  for (const auto& [flags, expected] : cases) {
+    CMarkup doc(L"<r><a/><b/><a/><A/></r>");
+    doc.SetDocFlags(flags);
+    EXPECT_EQ(doc.GetPath(), L"");
+    doc.FindElem();
+    doc.IntoElem();
+    std::wstring paths;
+    while (doc.FindElem()) paths += doc.GetPath() + L' ';
+    EXPECT_EQ(Show(paths), Show(expected));
+  }
+}
+
 TEST(XmlNavigate, Nodes) {
   CMarkup doc(
       L"<?xml version='1.0'?>\r\n<!DOCTYPE r[]><!--c--><r> t&amp;<b>x</b><![CDATA[<]]></r>");

@@ -1,5 +1,6 @@
 #include "orv/xml/scanner.h"
 
+#include <algorithm>
 #include <string_view>
 
 #include "orv/xml/elem_pos.h"
@@ -80,8 +81,7 @@ class NodeScanner {
     std::size_t end = start_;
     while (end < text_.size() && IsWhiteSpace(text_[end])) ++end;
     const bool blank = end == text_.size() || text_[end] == L'<';
-    if (!blank) end = text_.find(L'<', end);
-    if (end == npos) end = text_.size();
+    end = std::min(text_.find(L'<', end), text_.size());
     node_.hitEnd = end == text_.size();
     Finish(blank ? CMarkup::NODE_WHITESPACE : CMarkup::NODE_TEXT, end);
   }
