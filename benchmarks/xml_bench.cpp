@@ -58,12 +58,6 @@ void SetDoc(benchmark::State& state, const Document& document) {
   }
 }
 
-/// The same object again and again: text and index keep their memory.
-void SetDocWarm(benchmark::State& state, const Document& document) {
-  CMarkup doc;
-  for (auto _ : state) benchmark::DoNotOptimize(doc.SetDoc(document.text));
-}
-
 void Walk(benchmark::State& state, const Document& document) {
   for (auto _ : state) {
     CMarkup doc;
@@ -137,7 +131,6 @@ std::shared_ptr<Document> RegisterDocument(std::string name, std::string bytes) 
   document->bytes = std::move(bytes);
   using namespace orv::bench;
   Register("SetDoc", document, SetDoc);
-  Register("SetDocWarm", document, SetDocWarm);
 #if defined(ORV_PUGIXML_WIDE)
   Register("pugixml_wide", document, Peer<PugixmlWideParse, &Document::text>);
 #endif
