@@ -110,7 +110,26 @@ void LoadPeers(benchmark::State& state) {
   }
 }
 BENCHMARK(LoadPeers)->Unit(benchmark::kMicrosecond);
+
+void ParseAndWalkPeer(benchmark::State& state) {
+  const std::wstring text = CCryptoHelper::LoadFileUTF8(files.plain, nullptr);
+  for (auto _ : state) benchmark::DoNotOptimize(orv::bench::PugixmlWideWalk(text));
+}
+BENCHMARK(ParseAndWalkPeer)->Unit(benchmark::kMicrosecond);
 #endif
+
+/// A text into its record.
+void ParseIntoConfig(benchmark::State& state) {
+  const std::wstring text = CCryptoHelper::LoadFileUTF8(files.plain, nullptr);
+  for (auto _ : state) {
+    CMarkup xml;
+    xml.SetDoc(text);
+    Config config;
+    if (!CConfigParser::Parse(xml, config, nullptr).empty()) state.SkipWithError("not parsed");
+    benchmark::DoNotOptimize(config.device.label.widthMax);
+  }
+}
+BENCHMARK(ParseIntoConfig)->Unit(benchmark::kMicrosecond);
 
 /// The steps of a load, to see where its time goes.
 void LoadText(benchmark::State& state) {

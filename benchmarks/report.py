@@ -54,6 +54,8 @@ ROWS = [
     ("xml", "parse and walk {doc}", "walk/{doc}", "walk_pugixml_wide/{doc}", "pugixml, wchar_t", 1),
     ("xml", "append an element to a million", "AppendElement/1000000/iterations:100000",
      "AppendElement/1000/iterations:100000", "to a thousand", 1.5),
+    ("config", "parse a configuration into its record", "ParseIntoConfig", "ParseAndWalkPeer",
+     "pugixml, wchar_t, parse and walk", 1),
     ("config", "cold Load of a protected file", "LoadProtected", None, None, "300 us"),
     ("config", "cold Load of a protected file", "LoadProtected", "LoadPeers",
      "EVP decrypt and digest, pugixml walk, no file", 1.3),

@@ -4,12 +4,10 @@
 #include <ctime>
 #include <limits>
 
+#include "orv/xml/names.h"
+
 namespace orv {
 namespace {
-
-constexpr wchar_t ToUpperAscii(wchar_t unit) {
-  return unit >= L'a' && unit <= L'z' ? static_cast<wchar_t>(unit - L'a' + L'A') : unit;
-}
 
 constexpr bool IsSpace(wchar_t unit) { return unit == L' ' || (unit >= L'\t' && unit <= L'\r'); }
 
@@ -17,9 +15,10 @@ constexpr bool IsSpace(wchar_t unit) { return unit == L' ' || (unit >= L'\t' && 
 
 bool EqualsIgnoreCase(std::wstring_view a, std::wstring_view b) {
   return a.size() == b.size() &&
-         std::equal(a.begin(), a.end(), b.begin(), [](wchar_t left, wchar_t right) {
-           return left == right || ToUpperAscii(left) == ToUpperAscii(right);
-         });
+         (SameUnits(a.data(), b.data(), a.size()) ||
+          std::equal(a.begin(), a.end(), b.begin(), [](wchar_t left, wchar_t right) {
+            return ToUpperAscii(left) == ToUpperAscii(right);
+          }));
 }
 
 std::int32_t ToInt(std::wstring_view text) {
