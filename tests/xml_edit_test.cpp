@@ -334,4 +334,16 @@ TEST(XmlEdit, LongAppendingIsLinear) {
   EXPECT_EQ(IndexFault(doc), L"");
 }
 
+// The index of a parsed document is cut to size; it grows again from there, across its segments.
+TEST(XmlEdit, ElementsAreAddedToALargeParsedDocument) {
+  std::wstring text = L"<r>";
+  for (int i = 0; i < 60'000; ++i) text += L"<a/>";
+  CMarkup doc(text + L"</r>");
+  ASSERT_TRUE(doc.FindElem());
+  for (int i = 0; i < 10'000; ++i) ASSERT_TRUE(doc.AddChildElem(L"b"));
+  EXPECT_EQ(IndexFault(doc), L"");
+  const CMarkup fresh(doc.GetDoc());
+  EXPECT_EQ(DumpIndex(doc) == DumpIndex(fresh), true);
+}
+
 }  // namespace

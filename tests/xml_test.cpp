@@ -7,6 +7,7 @@
 #include "orv/xml/line_index.h"
 #include "orv/xml/scanner.h"
 #include "orv/xml/signs.h"
+#include "orv/xml/unit_search.h"
 #include "tests/xml_fixture.h"
 
 namespace {
@@ -466,6 +467,10 @@ TEST(XmlRead, Attributes) {
     std::wstring_view value;
     EXPECT_EQ(orv::MarkupReader(doc).Attrib(c.name, &buffer, &value), c.offset >= 0);
     EXPECT_EQ(Show(value), Show(c.value));
+    if (*c.name == 0) continue;
+    value = {};
+    EXPECT_EQ(orv::MarkupReader(doc).AttribOf(1, L"a", c.name, &buffer, &value), c.offset >= 0);
+    EXPECT_EQ(Show(value), Show(c.value)) << Show(c.tag);
   }
   CMarkup doc(L"<a x='1' =2 y=\"&amp;\"/>");
   EXPECT_EQ(doc.GetAttrib(L"x"), L"");
@@ -499,6 +504,27 @@ TEST(XmlRead, Data) {
     EXPECT_EQ(Show(doc.GetData()), Show(c.data)) << Show(c.text);
     std::wstring buffer;
     EXPECT_EQ(Show(orv::MarkupReader(doc).Data(&buffer)), Show(c.data)) << Show(c.text);
+  }
+}
+
+TEST(XmlRead, NamesAndValuesEndAtTheFirstUnitThatEndsThem) {
+  constexpr orv::UnitSet kEnds(L" \n\t\r/=>?");
+  // Units that end nothing, some of which look like those that do when only their low bits count.
+  for (const wchar_t other : std::wstring_view(L"a!:;<@\x8000\xFFFD\x103D\x2020")) {
+    for (std::size_t length = 0; length <= 20; ++length) {
+      for (std::size_t at = 0; at <= length; ++at) {
+        std::wstring text(length, other);
+        const wchar_t* const first = text.data();
+        for (const wchar_t end : std::wstring_view(L"\"& \n\t\r/=>?")) {
+          if (at < length) text[at] = end;
+          const bool isEither = end == L'"' || end == L'&';
+          const auto found = static_cast<std::size_t>(
+              isEither ? orv::FindEither(first, first + length, L'"', L'&') - first
+                       : orv::FindNameEnd(first, first + length, kEnds) - first);
+          ASSERT_EQ(found, at) << int(other) << " x " << length << " " << int(end);
+        }
+      }
+    }
   }
 }
 
