@@ -11,7 +11,8 @@
 /// for the machine hive, with the same rules (names compare without regard to case, sub-keys and
 /// values enumerate in name order, several processes may use it at once). Roots are
 /// `HKEY_CURRENT_USER` and `HKEY_LOCAL_MACHINE`; paths separate their keys with backslashes. Every
-/// function returns a system error code, `ERROR_SUCCESS` when it did its work.
+/// function returns a system error code, `ERROR_SUCCESS` when it did its work; without memory it
+/// throws `std::bad_alloc`, and nothing is written.
 
 namespace orv {
 

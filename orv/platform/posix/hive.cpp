@@ -94,6 +94,19 @@ LONG ErrorOf(int sqliteResult) {
   }
 }
 
+Transaction::Transaction(Hive* hive, Statement begin)
+    : hive_(hive), result_(hive->Run(begin)), isOpen_(result_ == ERROR_SUCCESS) {}
+
+Transaction::~Transaction() {
+  if (isOpen_) hive_->RollBack();
+}
+
+LONG Transaction::Commit() {
+  result_ = hive_->Run(kCommit);
+  isOpen_ = result_ != ERROR_SUCCESS;
+  return result_;
+}
+
 LONG Hive::PrepareRead(std::uint64_t request) {
   if (path_.empty()) return ERROR_FILE_NOT_FOUND;
   if (request != 0 && request == request_ && owner_ == getpid()) return ERROR_SUCCESS;
@@ -220,12 +233,16 @@ LONG Hive::Connect(int flags) {
 }
 
 LONG Hive::CreateTables() {
-  LONG error = Run(kBegin);
-  if (error != ERROR_SUCCESS) return error;
-  error = ErrorOf(sqlite3_exec(database_, kSchema, nullptr, nullptr, nullptr));
-  if (error == ERROR_SUCCESS) error = Run(kCommit);
-  if (error != ERROR_SUCCESS) Run(kRollback);
-  return error;
+  Transaction transaction(this, kBegin);
+  if (transaction.result() != ERROR_SUCCESS) return transaction.result();
+  const LONG error = ErrorOf(sqlite3_exec(database_, kSchema, nullptr, nullptr, nullptr));
+  return error == ERROR_SUCCESS ? transaction.Commit() : error;
+}
+
+void Hive::RollBack() {
+  if (sqlite3_get_autocommit(database_) != 0) return;  // a grave error has rolled it back already
+  Run(kRollback);
+  if (sqlite3_get_autocommit(database_) == 0) Disconnect();
 }
 
 void Hive::Disconnect() {

@@ -121,6 +121,27 @@ struct PathEnd {
   std::size_t depth = 0;
 };
 
+class Hive;
+
+/// A transaction of a hive; one that is not committed is undone with the object, also when what
+/// was to be done in it throws.
+class Transaction {
+ public:
+  Transaction(Hive* hive, Statement begin);
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+  ~Transaction();
+
+  /// Whether it could begin.
+  LONG result() const { return result_; }
+  LONG Commit();
+
+ private:
+  Hive* hive_;
+  LONG result_;
+  bool isOpen_;
+};
+
 /// One hive's file, the connection to it, and what was read from it. Reading a key again costs one
 /// look at the file's header instead of locks and queries; a write by anybody shows there.
 class Hive {
@@ -144,6 +165,10 @@ class Hive {
   void Forget();
 
   sqlite3* database() const { return database_; }
+
+  /// Ends a transaction, whatever becomes of it, by rolling it back. A connection that cannot even
+  /// do that is closed, which does.
+  void RollBack();
 
   /// A statement ready to be bound and run; prepared once a connection.
   Prepared Prepare(Statement statement);
@@ -175,7 +200,8 @@ class Hive {
   /// Runs queries that all see one state of the file, and forgets what was read of an older one.
   template <typename Work>
   LONG ReadTogether(Work work) {
-    LONG result = Run(kBeginRead);
+    Transaction transaction(this, kBeginRead);
+    LONG result = transaction.result();
     if (result != ERROR_SUCCESS) return result;
     result = work();
     // Asked while the queries still keep every writer waiting. At any other time the state could be
@@ -183,7 +209,7 @@ class Hive {
     const std::optional<FileState> state = ReadState();
     if (state != keptAt_ || keys_.size() + paths_.size() >= kMostKept) Forget();
     keptAt_ = state;
-    const LONG ended = Run(kCommit);
+    const LONG ended = transaction.Commit();
     return result != ERROR_SUCCESS ? result : ended;
   }
   LONG Connect(int flags);

@@ -156,15 +156,13 @@ LONG Write(HKEY handle, MissingFile missingFile, Work work) {
   LONG result = missingFile == MissingFile::kCreate ? hive.PrepareWrite() : hive.PrepareRead();
   if (result != ERROR_SUCCESS) return result;
   if (key->row != kRootKey && key->generation != hive.generation()) return ERROR_KEY_DELETED;
-  result = hive.Run(kBegin);
-  if (result != ERROR_SUCCESS) return result;
+  Transaction transaction(&hive, kBegin);
+  if (transaction.result() != ERROR_SUCCESS) return transaction.result();
   hive.Forget();
   const int found = Query(hive.Prepare(kFindKey)).Bind(1, key->row).Step();
   result = found == SQLITE_DONE ? ERROR_KEY_DELETED : ErrorOf(found);
   if (result == ERROR_SUCCESS) result = work(&store, *key);
-  if (result == ERROR_SUCCESS) result = hive.Run(kCommit);
-  if (result != ERROR_SUCCESS) hive.Run(kRollback);
-  return result;
+  return result == ERROR_SUCCESS ? transaction.Commit() : result;
 }
 
 /// Splits a path at its backslashes; those at the end, or two in a row, add nothing.
