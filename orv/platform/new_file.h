@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -25,8 +26,9 @@ class NewFile {
 
  private:
   void* handle_ = nullptr;  ///< the system's file, null when closed
-  std::wstring path_;
-  std::wstring temporaryPath_;
+  // As the system has them: dropping the file must not need memory.
+  std::filesystem::path path_;
+  std::filesystem::path::string_type temporaryPath_;
 };
 
 }  // namespace orv

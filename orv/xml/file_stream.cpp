@@ -71,9 +71,13 @@ bool FileStream::Write(const std::wstring& text, std::size_t length, int docFlag
 
 bool FileStream::PutBytes(std::string_view bytes) {
   length_ += bytes.size();
-  if (written_.IsOpen()) return written_.Write(bytes);
-  return static_cast<bool>(
-      appended_.write(bytes.data(), static_cast<std::streamsize>(bytes.size())));
+  if (written_.IsOpen()) {
+    isWhole_ = isWhole_ && written_.Write(bytes);
+  } else {
+    isWhole_ = isWhole_ &&
+               appended_.write(bytes.data(), static_cast<std::streamsize>(bytes.size())).good();
+  }
+  return isWhole_;
 }
 
 bool FileStream::Flush() { return written_.IsOpen() || appended_.flush(); }

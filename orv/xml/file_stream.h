@@ -76,6 +76,7 @@ class FileStream {
   std::string head_;          ///< bytes read to find the encoding
   std::uint64_t length_ = 0;  ///< bytes read or written
   bool isEnded_ = false;      ///< the last bytes have been decoded
+  bool isWhole_ = true;       ///< all bytes could be written; nothing goes behind a gap
 };
 
 }  // namespace orv

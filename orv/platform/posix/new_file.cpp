@@ -32,22 +32,26 @@ mode_t NewFileMode() {
 NewFile::~NewFile() {
   if (handle_ == nullptr) return;
   close(ToDescriptor(handle_));
-  unlink(ToPath(temporaryPath_).c_str());
+  unlink(temporaryPath_.c_str());
 }
 
 bool NewFile::Open(const std::wstring& path) {
+  // What cannot be looked at is not taken for missing: a link would be replaced, and rights lost.
   std::error_code error;
-  const std::filesystem::path target = std::filesystem::canonical(ToPath(path), error);
-  path_ = error ? path : FromPath(target);
+  path_ = std::filesystem::canonical(ToPath(path), error);
+  if (error == std::errc::no_such_file_or_directory) {
+    path_ = ToPath(path);
+  } else if (error) {
+    return false;
+  }
   struct stat status {};
-  const bool exists = stat(ToPath(path_).c_str(), &status) == 0;
-  if (exists && !S_ISREG(status.st_mode)) return false;
+  const bool exists = stat(path_.c_str(), &status) == 0;
+  if (exists ? !S_ISREG(status.st_mode) : errno != ENOENT) return false;
 
-  std::string name = ToPath(path_).native() + ".XXXXXX";
-  const int file = mkostemp(name.data(), O_CLOEXEC);
+  temporaryPath_ = path_.native() + ".XXXXXX";
+  const int file = mkostemp(temporaryPath_.data(), O_CLOEXEC);
   if (file < 0) return false;
   handle_ = ToHandle(file);
-  temporaryPath_ = FromPath(name);
   return fchmod(file, exists ? status.st_mode & 07777 : NewFileMode()) == 0;
 }
 
@@ -63,14 +67,11 @@ bool NewFile::Write(std::string_view bytes) {
 
 bool NewFile::Commit() {
   const int file = ToDescriptor(handle_);
-  const std::filesystem::path temporary = ToPath(temporaryPath_);
   const bool isWritten = fsync(file) == 0;
   const bool isClosed = close(file) == 0;
   handle_ = nullptr;
-  if (isWritten && isClosed && std::rename(temporary.c_str(), ToPath(path_).c_str()) == 0) {
-    return true;
-  }
-  unlink(temporary.c_str());
+  if (isWritten && isClosed && std::rename(temporaryPath_.c_str(), path_.c_str()) == 0) return true;
+  unlink(temporaryPath_.c_str());
   return false;
 }
 
