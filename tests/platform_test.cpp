@@ -328,8 +328,7 @@ TEST(ExclusiveFile, NobodyElseOpensItMeanwhile) {
   file.Close();
   EXPECT_EQ(orv::test::RunProgram(ORV_TEST_HELPER, holdIt).exitCode, 0);
   ASSERT_TRUE(other.Open(name));
-  ASSERT_TRUE(other.SeekToEnd());
-  ASSERT_TRUE(other.Write(" second", 7));
+  ASSERT_TRUE(other.Append(" second", 7));
   other.Close();
   EXPECT_EQ(orv::test::ReadBytes(name), "first second");
   EXPECT_FALSE(other.Open(folder.path()));

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <exception>
 #include <filesystem>
 #include <limits>
 #include <string>
@@ -81,13 +82,13 @@ const std::wstring& ProcessName() {
   return s_stProcessName;
 }
 
-/// Writes text as little-endian 16-bit units without a byte-order mark.
-void WriteUnits(orv::ExclusiveFile* file, std::wstring_view text) {
+/// Appends text as little-endian 16-bit units without a byte-order mark, whole or not at all.
+bool AppendUnits(orv::ExclusiveFile* file, std::wstring_view text) {
   if constexpr (sizeof(wchar_t) == sizeof(char16_t)) {
-    file->Write(text.data(), text.size() * sizeof(wchar_t));
+    return file->Append(text.data(), text.size() * sizeof(wchar_t));
   } else {
     const std::u16string units(text.begin(), text.end());
-    file->Write(units.data(), units.size() * sizeof(char16_t));
+    return file->Append(units.data(), units.size() * sizeof(char16_t));
   }
 }
 
@@ -104,10 +105,21 @@ int LeadingNumber(const std::wstring& text) {
       std::clamp<long>(number, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
 
+/// Does a part of the logger's work, or what there is memory for of it.
+template <typename Work>
+void Attempt(Work work) {
+  try {
+    work();
+  } catch (const std::exception&) {
+    // Nobody who logs is to fail for it.
+  }
+}
+
 }  // namespace
 
 void CLogger::StartLogging(CLoggerClient* client) {
-  if (m_nRefCount == 0) {
+  if (m_nRefCount++ != 0) return;
+  Attempt([client] {
     ReadLoggingSettingsFromRegistry();
     // These lines are written whatever the level mask says. The brackets hold the family prefix,
     // not the process's name; readers of the log look for it.
@@ -118,8 +130,7 @@ void CLogger::StartLogging(CLoggerClient* client) {
           orv::Format(L"   Log to File : %d", m_bWriteLogToFile)}) {
       WriteLogEntry(eLogLevelInfo, client, line, {});
     }
-  }
-  ++m_nRefCount;
+  });
 }
 
 void CLogger::StopLogging(CLoggerClient*) { --m_nRefCount; }
@@ -127,23 +138,26 @@ void CLogger::StopLogging(CLoggerClient*) { --m_nRefCount; }
 void CLogger::Log(eLogLevel level, CLoggerClient* client, const wchar_t* message,
                   const wchar_t* source) {
   if (!IsEnabled(level, source)) return;
-  WriteLogEntry(level, client, message != nullptr ? message : L"",
-                source != nullptr ? source : L"");
+  Attempt([=] {
+    WriteLogEntry(level, client, message != nullptr ? message : L"",
+                  source != nullptr ? source : L"");
+  });
 }
 
 BOOL CLogger::IsInActiveLoggingGroup(const wchar_t* source) {
   if (source == nullptr || m_stLogGroups.empty()) return FALSE;
-  const std::wstring names = orv::LowerCase(source);
-  for (std::size_t start = 0; start < names.size();) {
-    const std::size_t end = std::min(names.find(L'#', start), names.size());
-    // Both ends of a name are marked, so that only whole names are found.
-    if (end > start &&
-        m_stLogGroups.find(L'#' + names.substr(start, end - start) + L'#') != CString::npos) {
-      return TRUE;
+  BOOL isActive = FALSE;
+  Attempt([source, &isActive] {
+    const std::wstring names = orv::LowerCase(source);
+    for (std::size_t start = 0; start < names.size() && !isActive;) {
+      const std::size_t end = std::min(names.find(L'#', start), names.size());
+      // Both ends of a name are marked, so that only whole names are found.
+      isActive = end > start && m_stLogGroups.find(L'#' + names.substr(start, end - start) +
+                                                   L'#') != CString::npos;
+      start = end + 1;
     }
-    start = end + 1;
-  }
-  return FALSE;
+  });
+  return isActive;
 }
 
 void CLogger::WriteLogEntry(eLogLevel level, CLoggerClient* client, std::wstring_view message,
@@ -178,9 +192,9 @@ void CLogger::WriteToLogFile(std::wstring_view line) {
   const std::lock_guard guard(m_csFileLock);
   orv::ExclusiveFile file;
   // Somebody else may hold the file: the entry is lost then, and the caller is not kept waiting.
-  if (!file.Open(*path) || !file.SeekToEnd()) return;
-  if (isNew) WriteUnits(&file, kHeader);
-  WriteUnits(&file, line);
+  if (!file.Open(*path)) return;
+  if (isNew && !AppendUnits(&file, kHeader)) return;
+  AppendUnits(&file, line);
 }
 
 void CLogger::ReadLoggingSettingsFromRegistry() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <mutex>
+#include <new>
 #include <string_view>
 
 #include "orv/platform/export.h"
@@ -35,7 +36,8 @@ class ORV_EXPORT CLoggerClient {
 /// The diagnostics channel of the library and of the modules that load it: one tab-separated line
 /// an entry, to the debugger output, to a daily file, or both, as the registry says when the first
 /// client starts logging. Any thread may log; starting and stopping are for one thread at a time.
-/// Logging never fails its caller. A null client is allowed everywhere.
+/// Logging never fails its caller: an entry that there is no memory or no room for is lost. A null
+/// client is allowed everywhere.
 class ORV_EXPORT CLogger {
  public:
   /// Counts a client in; the first one reads the settings and writes the start lines.
@@ -93,8 +95,11 @@ namespace orv {
 template <typename... Arguments>
 void LogFormat(eLogLevel level, CLoggerClient* client, const wchar_t* source, const wchar_t* format,
                Arguments... arguments) {
-  if (CLogger::IsEnabled(level, source)) {
+  if (!CLogger::IsEnabled(level, source)) return;
+  try {
     CLogger::Log(level, client, Format(format, arguments...).c_str(), source);
+  } catch (const std::bad_alloc&) {
+    // The entry is lost, like one that its file has no room for.
   }
 }
 

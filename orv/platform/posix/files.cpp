@@ -50,10 +50,6 @@ bool ExclusiveFile::Open(const std::filesystem::path& path) {
   return true;
 }
 
-bool ExclusiveFile::SeekToEnd() {
-  return handle_ != nullptr && lseek(ToDescriptor(handle_), 0, SEEK_END) >= 0;
-}
-
 bool ExclusiveFile::Write(const void* data, std::size_t size) {
   if (handle_ == nullptr) return false;
   ssize_t written;
@@ -61,6 +57,16 @@ bool ExclusiveFile::Write(const void* data, std::size_t size) {
     written = write(ToDescriptor(handle_), data, size);
   } while (written < 0 && errno == EINTR);
   return written >= 0 && static_cast<std::size_t>(written) == size;
+}
+
+bool ExclusiveFile::Append(const void* data, std::size_t size) {
+  if (handle_ == nullptr) return false;
+  const off_t end = lseek(ToDescriptor(handle_), 0, SEEK_END);
+  if (end < 0) return false;
+  if (Write(data, size)) return true;
+  // A disk that is full takes a part. What cannot be cut off again stays.
+  [[maybe_unused]] const int cut = ftruncate(ToDescriptor(handle_), end);
+  return false;
 }
 
 void ExclusiveFile::Close() {

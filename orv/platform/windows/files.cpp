@@ -33,15 +33,19 @@ bool ExclusiveFile::Open(const std::filesystem::path& path) {
   return true;
 }
 
-bool ExclusiveFile::SeekToEnd() {
-  LARGE_INTEGER zero{};
-  return handle_ != nullptr && SetFilePointerEx(handle_, zero, nullptr, FILE_END);
-}
-
 bool ExclusiveFile::Write(const void* data, std::size_t size) {
   if (handle_ == nullptr || size > MAXDWORD) return false;
   DWORD written = 0;
   return WriteFile(handle_, data, static_cast<DWORD>(size), &written, nullptr) && written == size;
+}
+
+bool ExclusiveFile::Append(const void* data, std::size_t size) {
+  LARGE_INTEGER end{};
+  if (handle_ == nullptr || !SetFilePointerEx(handle_, {}, &end, FILE_END)) return false;
+  if (Write(data, size)) return true;
+  // A disk that is full takes a part. What cannot be cut off again stays.
+  if (SetFilePointerEx(handle_, end, nullptr, FILE_BEGIN)) SetEndOfFile(handle_);
+  return false;
 }
 
 void ExclusiveFile::Close() {
