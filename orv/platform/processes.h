@@ -46,7 +46,8 @@ bool GetProcessCreationTime(HANDLE process, std::uint64_t* creationTime);
 /// A process that is closed with its owner.
 class ProcessHandle {
  public:
-  ProcessHandle(DWORD id, ProcessAccess access) : handle_(OpenProcessHandle(id, access)) {}
+  ProcessHandle(DWORD id, ProcessAccess access) : ProcessHandle(OpenProcessHandle(id, access)) {}
+  explicit ProcessHandle(HANDLE process) : handle_(process) {}
   ProcessHandle(const ProcessHandle&) = delete;
   ProcessHandle& operator=(const ProcessHandle&) = delete;
   ~ProcessHandle() { CloseProcessHandle(handle_); }

@@ -1,6 +1,7 @@
 #include "orv/session/resources.h"
 
 #include <atomic>
+#include <new>
 #include <string>
 
 #include "orv/platform/debug_output.h"
@@ -13,21 +14,28 @@ namespace {
 constexpr wchar_t kFamilyPrefix[] = L"orv_";
 std::atomic<HINSTANCE> cachedHandle{nullptr};
 
+HINSTANCE Open() {
+  const std::wstring name = orv::Format(L"%lsresources", kFamilyPrefix);
+  std::wstring path;
+  orv::GetModulePath(orv::OwnModule(), &path);
+  path.resize(path.size() - orv::FileNameOf(path).size());
+  const HINSTANCE handle = orv::LoadResourceModule(path + name + L".dll");
+  if (handle == nullptr) {
+    orv::WriteDebugOutput(
+        orv::Format(L"%lsshared.dll: Unable to load library '%ls.dll'. Error code: %d",
+                    kFamilyPrefix, name.c_str(), static_cast<int>(GetLastError())));
+  }
+  return handle;
+}
+
 }  // namespace
 
 HINSTANCE GetResourcesDllInstanceHandle() {
   HINSTANCE handle = cachedHandle.load(std::memory_order_acquire);
   if (handle != nullptr) return handle;
-
-  const std::wstring name = orv::Format(L"%lsresources", kFamilyPrefix);
-  std::wstring path;
-  orv::GetModulePath(orv::OwnModule(), &path);
-  path.resize(path.size() - orv::FileNameOf(path).size());
-  handle = orv::LoadResourceModule(path + name + L".dll");
-  if (handle == nullptr) {
-    orv::WriteDebugOutput(
-        orv::Format(L"%lsshared.dll: Unable to load library '%ls.dll'. Error code: %d",
-                    kFamilyPrefix, name.c_str(), static_cast<int>(GetLastError())));
+  try {
+    handle = Open();
+  } catch (const std::bad_alloc&) {
     return nullptr;
   }
   cachedHandle.store(handle, std::memory_order_release);

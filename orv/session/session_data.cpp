@@ -4,6 +4,7 @@
 #include <cstring>
 #include <cwchar>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -108,9 +109,8 @@ bool CheckParent(SessionData* session) {
       IsSystemHost(OpenParent(session), L"UserData is called with parent: %ls (%ls)");
   if (!session->isSystemParent) {
     CloseParent(session);
-    const HANDLE self = OpenForReading(session->processId);
-    session->isSystemParent = IsSystemHost(self, L"UserData is called by process: %ls (%ls)");
-    orv::CloseProcessHandle(self);
+    const ProcessHandle self(OpenForReading(session->processId));
+    session->isSystemParent = IsSystemHost(self.get(), L"UserData is called by process: %ls (%ls)");
   }
   session->isDetermined = true;
   return session->isSystemParent;
@@ -126,28 +126,27 @@ void Reload(SessionData* session) {
   session->isDetermined = false;
   session->processId = kUnknownProcess;
   session->parentProcessId = kUnknownParent;
+  session->processName.clear();  // an entry without a name is found out anew before it is saved
   CheckParent(session);
   session->creationTime = 0;
-  session->processName = ProgramName(session->processId);
   const ProcessHandle self(orv::CurrentProcessId(), ProcessAccess::kQueryLimited);
   if (self.get() != nullptr) orv::GetProcessCreationTime(self.get(), &session->creationTime);
+  session->processName = ProgramName(session->processId);
 }
 
 bool IsStillValid(std::uint32_t processId, const std::wstring& name, std::uint64_t stored) {
-  HANDLE process = orv::OpenProcessHandle(processId, ProcessAccess::kQuery);
-  if (process == nullptr) {
-    process = orv::OpenProcessHandle(processId, ProcessAccess::kQueryLimited);
+  HANDLE opened = orv::OpenProcessHandle(processId, ProcessAccess::kQuery);
+  if (opened == nullptr) {
+    opened = orv::OpenProcessHandle(processId, ProcessAccess::kQueryLimited);
   }
-  if (process == nullptr) {
+  const ProcessHandle process(opened);
+  if (opened == nullptr) {
     LogError(L"Unable to open process for process validity check. Error code: %i", LastError());
     return false;
   }
   std::uint64_t created = 0;
-  const bool hasTime = orv::GetProcessCreationTime(process, &created);
-  const int error = LastError();
-  orv::CloseProcessHandle(process);
-  if (!hasTime) {
-    LogError(L"Unable to retrieve process times. Error code: %i", error);
+  if (!orv::GetProcessCreationTime(opened, &created)) {
+    LogError(L"Unable to retrieve process times. Error code: %i", LastError());
     return false;
   }
   const auto low = [](std::uint64_t time) { return static_cast<int>(time & 0xFFFFFFFF); };
@@ -164,6 +163,16 @@ bool IsStillValid(std::uint32_t processId, const std::wstring& name, std::uint64
     return false;
   }
   return true;
+}
+
+/// Answers a call that needs memory, with 0 when there is none.
+template <typename Answer>
+std::uint32_t Answered(Answer answer) {
+  try {
+    return answer();
+  } catch (const std::bad_alloc&) {
+    return 0;
+  }
 }
 
 /// Finds everything out anew and checks this process against it.
@@ -202,84 +211,7 @@ void CleanUpEntry(HKEY sessions, const std::wstring& subKey) {
   }
 }
 
-}  // namespace
-
-SessionData* GetSessionDataInstance() {
-  ++theReferences;
-  return &Instance();
-}
-
-std::uint32_t ReleaseSessionDataInstance() {
-  if (theInstance == nullptr || --theReferences > 0) return 1;
-  CloseParent(theInstance);
-  delete std::exchange(theInstance, nullptr);
-  theReferences = 0;
-  return 1;
-}
-
-std::uint32_t GetSessionProcessId(std::uint32_t* processId) {
-  if (processId == nullptr) return 0;
-  // The test is against the other slot's mark, so that the first call answers "not yet known";
-  // callers rely on it.
-  if (Instance().parentProcessId == kUnknownProcess) ComputeIds(&Instance());
-  *processId = Instance().processId;
-  return 1;
-}
-
-std::uint32_t GetSessionParentProcessId(std::uint32_t* parentProcessId) {
-  if (parentProcessId == nullptr) return 0;
-  if (Instance().parentProcessId == kUnknownParent) ComputeIds(&Instance());
-  *parentProcessId = Instance().parentProcessId;
-  return 1;
-}
-
-std::uint32_t GetSessionParendHandle(HANDLE* parentHandle) {
-  if (parentHandle == nullptr) return 0;
-  ComputeIds(&Instance());
-  *parentHandle = OpenParent(&Instance());
-  return 1;
-}
-
-std::uint32_t GetSessionIsSystemParent(std::uint32_t* isSystemParent) {
-  if (isSystemParent == nullptr) return 0;
-  *isSystemParent = CheckParent(&Instance());
-  return 1;
-}
-
-std::uint32_t GetSessionReadUDS(std::uint32_t* read, const wchar_t* firstName,
-                                const wchar_t* secondName) {
-  if (read == nullptr || firstName == nullptr || secondName == nullptr) return 0;
-  SessionData& session = Instance();
-  *read = 1;
-  if (CheckParent(&session) || !IsOwnEntryValid(&session)) return 1;
-  orv::RegistryKey key;
-  *read = key.Open(HKEY_CURRENT_USER, SessionPath() + L'\\' + firstName + L'\\' + secondName,
-                   orv::RegistryAccess::kRead) == ERROR_SUCCESS;
-  return 1;
-}
-
-std::uint32_t GetSessionWriteUDS(std::uint32_t* write) {
-  if (write == nullptr) return 0;
-  SessionData& session = Instance();
-  *write = CheckParent(&session) || !IsOwnEntryValid(&session);
-  return 1;
-}
-
-std::uint32_t ReloadSessionInfo() {
-  Reload(&Instance());
-  return 1;
-}
-
-std::uint32_t IsSessionProcessStillValid(std::uint32_t* isValid, std::uint32_t processId,
-                                         const wchar_t* processName,
-                                         const std::uint64_t* creationTime) {
-  if (isValid == nullptr || processName == nullptr || creationTime == nullptr) return 0;
-  *isValid = IsStillValid(processId, processName, *creationTime);
-  return 1;
-}
-
-std::uint32_t SaveSessionRegistryInfo(HKEY key) {
-  if (key == nullptr) return 0;
+std::uint32_t SaveEntry(HKEY key) {
   SessionData& session = Instance();
   if (session.processName.empty()) Reload(&session);
   if (const LONG error =
@@ -301,8 +233,7 @@ std::uint32_t SaveSessionRegistryInfo(HKEY key) {
   return 1;
 }
 
-std::uint32_t CleanupRegSessionData(const wchar_t* firstName, const wchar_t* secondName) {
-  if (firstName == nullptr || secondName == nullptr) return 0;
+std::uint32_t CleanUpEntries() {
   orv::RegistryKey sessions;
   if (const LONG error =
           sessions.Open(HKEY_CURRENT_USER, SessionPath(), orv::RegistryAccess::kRead);
@@ -315,4 +246,109 @@ std::uint32_t CleanupRegSessionData(const wchar_t* firstName, const wchar_t* sec
   orv::ListRegistryKeys(sessions.get(), &names);
   for (const std::wstring& name : names) CleanUpEntry(sessions.get(), name);
   return 1;
+}
+
+}  // namespace
+
+SessionData* GetSessionDataInstance() {
+  SessionData* instance = nullptr;
+  Answered([&] {
+    instance = &Instance();
+    ++theReferences;
+    return 1;
+  });
+  return instance;
+}
+
+std::uint32_t ReleaseSessionDataInstance() {
+  if (theInstance == nullptr || --theReferences > 0) return 1;
+  CloseParent(theInstance);
+  delete std::exchange(theInstance, nullptr);
+  theReferences = 0;
+  return 1;
+}
+
+std::uint32_t GetSessionProcessId(std::uint32_t* processId) {
+  if (processId == nullptr) return 0;
+  return Answered([=] {
+    // The test is against the other slot's mark, so that the first call answers "not yet known";
+    // callers rely on it.
+    if (Instance().parentProcessId == kUnknownProcess) ComputeIds(&Instance());
+    *processId = Instance().processId;
+    return 1;
+  });
+}
+
+std::uint32_t GetSessionParentProcessId(std::uint32_t* parentProcessId) {
+  if (parentProcessId == nullptr) return 0;
+  return Answered([=] {
+    if (Instance().parentProcessId == kUnknownParent) ComputeIds(&Instance());
+    *parentProcessId = Instance().parentProcessId;
+    return 1;
+  });
+}
+
+std::uint32_t GetSessionParendHandle(HANDLE* parentHandle) {
+  if (parentHandle == nullptr) return 0;
+  return Answered([=] {
+    ComputeIds(&Instance());
+    *parentHandle = OpenParent(&Instance());
+    return 1;
+  });
+}
+
+std::uint32_t GetSessionIsSystemParent(std::uint32_t* isSystemParent) {
+  if (isSystemParent == nullptr) return 0;
+  return Answered([=] {
+    *isSystemParent = CheckParent(&Instance());
+    return 1;
+  });
+}
+
+std::uint32_t GetSessionReadUDS(std::uint32_t* read, const wchar_t* firstName,
+                                const wchar_t* secondName) {
+  if (read == nullptr || firstName == nullptr || secondName == nullptr) return 0;
+  return Answered([=] {
+    SessionData& session = Instance();
+    *read = 1;
+    if (CheckParent(&session) || !IsOwnEntryValid(&session)) return 1;
+    orv::RegistryKey key;
+    *read = key.Open(HKEY_CURRENT_USER, SessionPath() + L'\\' + firstName + L'\\' + secondName,
+                     orv::RegistryAccess::kRead) == ERROR_SUCCESS;
+    return 1;
+  });
+}
+
+std::uint32_t GetSessionWriteUDS(std::uint32_t* write) {
+  if (write == nullptr) return 0;
+  return Answered([=] {
+    SessionData& session = Instance();
+    *write = CheckParent(&session) || !IsOwnEntryValid(&session);
+    return 1;
+  });
+}
+
+std::uint32_t ReloadSessionInfo() {
+  return Answered([] {
+    Reload(&Instance());
+    return 1;
+  });
+}
+
+std::uint32_t IsSessionProcessStillValid(std::uint32_t* isValid, std::uint32_t processId,
+                                         const wchar_t* processName,
+                                         const std::uint64_t* creationTime) {
+  if (isValid == nullptr || processName == nullptr || creationTime == nullptr) return 0;
+  return Answered([=] {
+    *isValid = IsStillValid(processId, processName, *creationTime);
+    return 1;
+  });
+}
+
+std::uint32_t SaveSessionRegistryInfo(HKEY key) {
+  return key != nullptr ? Answered([=] { return SaveEntry(key); }) : 0;
+}
+
+std::uint32_t CleanupRegSessionData(const wchar_t* firstName, const wchar_t* secondName) {
+  return firstName != nullptr && secondName != nullptr ? Answered(CleanUpEntries) : 0;
 }

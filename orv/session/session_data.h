@@ -10,14 +10,15 @@
 /// object a process, made on first use. The functions below act on that object and hold no
 /// reference of their own: it lasts until a caller's last release. For one thread at a time.
 ///
-/// Every function returns 0 when its pointer argument is null, and then does nothing; otherwise 1,
-/// with the answer behind the pointer. Messages have no logger client.
+/// Every function returns 0 when its pointer argument is null, and then does nothing, and without
+/// memory, when a next call may do better; otherwise 1, with the answer behind the pointer.
+/// Messages have no logger client.
 
 struct SessionData;
 
 extern "C" {
 
-/// The object, with one reference more.
+/// The object, with one reference more; null without memory.
 ORV_EXPORT SessionData* GetSessionDataInstance();
 /// Drops a reference; the last one frees the object.
 ORV_EXPORT std::uint32_t ReleaseSessionDataInstance();

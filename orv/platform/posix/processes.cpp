@@ -5,15 +5,18 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <climits>
 #include <cstdint>
 #include <fstream>
 #include <limits>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "orv/platform/files.h"
 #include "orv/text/utf8.h"
@@ -28,10 +31,23 @@ struct OpenedProcess {
   std::string program = {};  ///< its path; empty when the caller may not see it
 };
 
-int OpenFolder(DWORD id) {
-  const std::string path = "/proc/" + std::to_string(id);
-  return open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
-}
+/// A process's own folder while it is looked at; negative when there is none.
+class ProcessFolder {
+ public:
+  explicit ProcessFolder(DWORD id)
+      : folder_(open(("/proc/" + std::to_string(id)).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
+  ProcessFolder(const ProcessFolder&) = delete;
+  ProcessFolder& operator=(const ProcessFolder&) = delete;
+  ~ProcessFolder() {
+    if (folder_ >= 0) close(folder_);
+  }
+
+  int get() const { return folder_; }
+  int Release() { return std::exchange(folder_, -1); }
+
+ private:
+  int folder_;
+};
 
 /// One process's line of facts.
 struct ProcessStatus {
@@ -86,17 +102,18 @@ std::string ReadProgram(int folder) {
   return path;
 }
 
-/// When the system was started, in seconds since 1970; 0 when it does not say. Asked once: a clock
-/// that is set while the process runs must not change what started when.
+/// When the system was started, in seconds since 1970; 0 when it does not say. Asked until it has
+/// said so once: a clock that is set while the process runs must not change what started when.
 std::uint64_t BootSeconds() {
-  static const std::uint64_t s_seconds = [] {
-    std::ifstream facts("/proc/stat");
-    std::string key;
-    std::uint64_t seconds = 0;
-    while (facts >> key && key != "btime") facts.ignore(std::numeric_limits<int>::max(), '\n');
-    return facts >> seconds ? seconds : 0;
-  }();
-  return s_seconds;
+  static std::atomic<std::uint64_t> s_seconds{0};
+  std::uint64_t known = s_seconds.load();
+  if (known != 0) return known;
+  std::ifstream facts("/proc/stat");
+  std::string key;
+  std::uint64_t seconds = 0;
+  while (facts >> key && key != "btime") facts.ignore(std::numeric_limits<int>::max(), '\n');
+  if (!(facts >> seconds)) return 0;
+  return s_seconds.compare_exchange_strong(known, seconds) ? seconds : known;
 }
 
 /// What the calling process knows of itself. It stays true as long as the process runs, so it is
@@ -113,13 +130,12 @@ OwnFacts GetOwnFacts(DWORD id) {
   static OwnFacts s_facts;
   const std::lock_guard guard(lock);
   if (s_facts.id != id) {
-    const int folder = OpenFolder(id);
+    const ProcessFolder folder(id);
     ProcessStatus status;
     s_facts = {};
-    if (folder >= 0 && ReadStatus(folder, &status)) {
-      s_facts = {id, status.startTicks, ReadProgram(folder)};
+    if (folder.get() >= 0 && ReadStatus(folder.get(), &status)) {
+      s_facts = {id, status.startTicks, ReadProgram(folder.get())};
     }
-    if (folder >= 0) close(folder);
   }
   return s_facts;
 }
@@ -139,17 +155,16 @@ bool FindProcess(DWORD id, ProcessEntry* entry) {
       return true;
     }
   }
-  const int folder = OpenFolder(id);
+  const ProcessFolder folder(id);
   ProcessStatus status;
-  const bool isFound = folder >= 0 && ReadStatus(folder, &status);
+  const bool isFound = folder.get() >= 0 && ReadStatus(folder.get(), &status);
   if (isFound) {
-    const std::string program = ReadProgram(folder);
+    const std::string program = ReadProgram(folder.get());
     *entry = {id, status.parentId,
               program.empty() ? Utf8ToWide(status.command) : FileNameOf(Utf8ToWide(program))};
   } else {
     SetLastError(ERROR_NO_MORE_ITEMS);
   }
-  if (folder >= 0) close(folder);
   return isFound;
 }
 
@@ -159,21 +174,22 @@ HANDLE OpenProcessHandle(DWORD id, ProcessAccess access) {
       return new OpenedProcess{-1, std::move(own.program)};
     }
   }
-  const int folder = OpenFolder(id);
+  ProcessFolder folder(id);
   DWORD error = ERROR_INVALID_PARAMETER;
-  if (folder >= 0) {
-    std::string program = ReadProgram(folder);
+  if (folder.get() >= 0) {
+    std::string program = ReadProgram(folder.get());
     ProcessStatus status;
     // What has ended has no program any more, which is quicker to see than its status.
-    if (program.empty() && !ReadStatus(folder, &status)) {
+    if (program.empty() && !ReadStatus(folder.get(), &status)) {
       error = ERROR_INVALID_PARAMETER;
     } else if (access != ProcessAccess::kQueryLimited && kill(static_cast<pid_t>(id), 0) != 0) {
       // Basic facts are everybody's; for more a process has to be one that the caller may signal.
       error = errno == EPERM ? ERROR_ACCESS_DENIED : ERROR_INVALID_PARAMETER;
     } else {
-      return new OpenedProcess{folder, std::move(program)};
+      auto opened = std::make_unique<OpenedProcess>(-1, std::move(program));
+      opened->folder = folder.Release();
+      return opened.release();
     }
-    close(folder);
   }
   SetLastError(error);
   return nullptr;
@@ -203,8 +219,13 @@ bool GetProcessCreationTime(HANDLE process, std::uint64_t* creationTime) {
     SetLastError(ERROR_INVALID_PARAMETER);  // it has ended since
     return false;
   }
+  const std::uint64_t bootSeconds = BootSeconds();
+  if (bootSeconds == 0) {
+    SetLastError(ERROR_GEN_FAILURE);
+    return false;
+  }
   const auto ticksPerSecond = static_cast<std::uint64_t>(sysconf(_SC_CLK_TCK));
-  *creationTime = (kSecondsFrom1601To1970 + BootSeconds()) * kIntervalsPerSecond +
+  *creationTime = (kSecondsFrom1601To1970 + bootSeconds) * kIntervalsPerSecond +
                   status.startTicks * (kIntervalsPerSecond / ticksPerSecond);
   return true;
 }

@@ -34,15 +34,11 @@ bool FindProcess(DWORD id, ProcessEntry* entry) {
   if (snapshot == INVALID_HANDLE_VALUE) return false;
   PROCESSENTRY32W process{};
   process.dwSize = sizeof(process);
-  bool isFound = false;
-  for (BOOL more = Process32FirstW(snapshot, &process); more && !isFound;
-       more = Process32NextW(snapshot, &process)) {
-    if (process.th32ProcessID != id) continue;
-    *entry = {id, process.th32ParentProcessID, process.szExeFile};
-    isFound = true;
-  }
+  BOOL isFound = Process32FirstW(snapshot, &process);
+  while (isFound && process.th32ProcessID != id) isFound = Process32NextW(snapshot, &process);
   CloseHandle(snapshot);
-  return isFound;
+  if (isFound) *entry = {id, process.th32ParentProcessID, process.szExeFile};
+  return isFound != FALSE;
 }
 
 HANDLE OpenProcessHandle(DWORD id, ProcessAccess access) {
