@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <new>
 #include <string_view>
 
 #include "orv/crypto/encryption_aes.h"
@@ -20,37 +21,59 @@ namespace {
 constexpr char kKeyText[] = "A94E27C1B08D4F6E93D5C2E718B04A6F";
 constexpr std::string_view kMarker = "CNF";
 constexpr std::uintmax_t kMaxLoadedSize = 10'000'000;
+constexpr wchar_t kNoLoadBuffer[] = L"Unable to allocate buffer for reading in the file %ls";
+constexpr wchar_t kNoBuffer[] =
+    L"Fatal Error: Unable to allocate buffer for reading the input file!";
 
 CString ToText(const BYTE* bytes, std::size_t size) {
   return orv::Utf8ToWide({reinterpret_cast<const char*>(bytes), size});
 }
 
-/// Reads an open file into a new buffer of `size` bytes; `*length` is what was there to read. Null
-/// without memory.
-HeapBuffer ReadAll(std::filebuf* file, std::uintmax_t size, DWORD* length) {
+HeapBuffer AllocateFor(std::uintmax_t size) {
   if (size > std::numeric_limits<DWORD>::max()) return nullptr;
-  HeapBuffer buffer(static_cast<BYTE*>(orv::HeapAllocate(static_cast<std::size_t>(size))));
-  if (buffer != nullptr) {
-    *length = static_cast<DWORD>(
-        file->sgetn(reinterpret_cast<char*>(buffer.get()), static_cast<std::streamsize>(size)));
+  return HeapBuffer(static_cast<BYTE*>(orv::HeapAllocate(static_cast<std::size_t>(size))));
+}
+
+/// Reads the first `size` bytes of an open file; false when it cannot give as many.
+bool ReadWhole(std::filebuf* file, std::uintmax_t size, BYTE* buffer) {
+  const auto wanted = static_cast<std::streamsize>(size);
+  try {
+    return file->sgetn(reinterpret_cast<char*>(buffer), wanted) == wanted;
+  } catch (const std::ios_base::failure&) {  // what the system could not read
+    return false;
   }
-  return buffer;
+}
+
+/// Runs a conversion; one that there is no memory for has failed.
+template <typename Conversion>
+DWORD Converted(CLoggerClient* client, Conversion convert) {
+  try {
+    return convert();
+  } catch (const std::bad_alloc&) {
+    CLogger::Log(eLogLevelError, client, kNoBuffer, nullptr);
+    return 1;
+  }
 }
 
 /// Opens and reads the source of a conversion; null, with the reason logged, on failure.
 HeapBuffer ReadSource(const CString& path, DWORD* length, CLoggerClient* client) {
   const std::filesystem::path file = orv::ToPath(path);
   std::filebuf stream;
-  if (stream.open(file, std::ios::in | std::ios::out | std::ios::binary) == nullptr) {
+  const auto fail = [&] {
     LogFormat(eLogLevelError, client, nullptr, L"Unable to open the source file %ls\r\n",
               path.c_str());
+    return HeapBuffer();
+  };
+  if (stream.open(file, std::ios::in | std::ios::out | std::ios::binary) == nullptr) return fail();
+  const std::uintmax_t size = std::filesystem::file_size(file);
+  HeapBuffer buffer = AllocateFor(size);
+  if (buffer == nullptr) {
+    CLogger::Log(eLogLevelError, client, kNoBuffer, nullptr);
     return nullptr;
   }
-  HeapBuffer buffer = ReadAll(&stream, std::filesystem::file_size(file), length);
-  if (buffer == nullptr) {
-    CLogger::Log(eLogLevelError, client,
-                 L"Fatal Error: Unable to allocate buffer for reading the input file!", nullptr);
-  }
+  // A target that held only a part of the source would take the place of a good one.
+  if (!ReadWhole(&stream, size, buffer.get())) return fail();
+  *length = static_cast<DWORD>(size);
   return buffer;
 }
 
@@ -73,10 +96,7 @@ bool IsProtected(const BYTE* bytes, DWORD length) {
   return std::string_view(reinterpret_cast<const char*>(bytes), length).starts_with(kMarker);
 }
 
-}  // namespace
-
-CString CCryptoHelper::LoadFileUTF8(const CString& path, CLoggerClient* client) {
-  LogFormat(eLogLevelTrace, client, nullptr, L"Loading file %ls", path.c_str());
+CString LoadText(const CString& path, CLoggerClient* client) {
   const auto fail = [&](const wchar_t* format) {
     LogFormat(eLogLevelError, client, nullptr, format, path.c_str());
     return CString();
@@ -93,11 +113,10 @@ CString CCryptoHelper::LoadFileUTF8(const CString& path, CLoggerClient* client) 
   if (stream.open(file, std::ios::in | std::ios::binary) == nullptr) {
     return fail(L"Unable to open the file %ls");
   }
-  DWORD length = 0;
-  HeapBuffer buffer = ReadAll(&stream, size, &length);
-  if (buffer == nullptr) {
-    return fail(L"Unable to allocate buffer for reading in the file %ls");
-  }
+  HeapBuffer buffer = AllocateFor(size);
+  if (buffer == nullptr) return fail(kNoLoadBuffer);
+  if (!ReadWhole(&stream, size, buffer.get())) return fail(L"Unable to open the file %ls");
+  const auto length = static_cast<DWORD>(size);
 
   if (!IsProtected(buffer.get(), length)) {
     CString text = ToText(buffer.get(), length);
@@ -129,8 +148,7 @@ CString CCryptoHelper::LoadFileUTF8(const CString& path, CLoggerClient* client) 
   return text;
 }
 
-DWORD CCryptoHelper::AesEncryptFile(const CString& sourcePath, const CString& targetPath,
-                                    CLoggerClient* client) {
+DWORD Encrypt(const CString& sourcePath, const CString& targetPath, CLoggerClient* client) {
   DWORD length = 0;
   HeapBuffer source = ReadSource(sourcePath, &length, client);
   if (source == nullptr) return 1;
@@ -147,8 +165,7 @@ DWORD CCryptoHelper::AesEncryptFile(const CString& sourcePath, const CString& ta
   return WriteTarget(targetPath, result.get(), protectedLength, client);
 }
 
-DWORD CCryptoHelper::AesDecryptFile(const CString& sourcePath, const CString& targetPath,
-                                    CLoggerClient* client) {
+DWORD Decrypt(const CString& sourcePath, const CString& targetPath, CLoggerClient* client) {
   DWORD length = 0;
   HeapBuffer source = ReadSource(sourcePath, &length, client);
   if (source == nullptr) return 1;
@@ -163,4 +180,26 @@ DWORD CCryptoHelper::AesDecryptFile(const CString& sourcePath, const CString& ta
     return 1;
   }
   return WriteTarget(targetPath, plain.get(), plainLength, client);
+}
+
+}  // namespace
+
+CString CCryptoHelper::LoadFileUTF8(const CString& path, CLoggerClient* client) {
+  LogFormat(eLogLevelTrace, client, nullptr, L"Loading file %ls", path.c_str());
+  try {
+    return LoadText(path, client);
+  } catch (const std::bad_alloc&) {
+    LogFormat(eLogLevelError, client, nullptr, kNoLoadBuffer, path.c_str());
+    return {};
+  }
+}
+
+DWORD CCryptoHelper::AesEncryptFile(const CString& sourcePath, const CString& targetPath,
+                                    CLoggerClient* client) {
+  return Converted(client, [&] { return Encrypt(sourcePath, targetPath, client); });
+}
+
+DWORD CCryptoHelper::AesDecryptFile(const CString& sourcePath, const CString& targetPath,
+                                    CLoggerClient* client) {
+  return Converted(client, [&] { return Decrypt(sourcePath, targetPath, client); });
 }

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 #include <cwchar>
+#include <new>
 
 #include "orv/crypto/vector_generator.h"
 #include "orv/platform/cryptography.h"
@@ -46,7 +47,7 @@ constexpr struct {
 orv::DiagnosticSink diagnosticSink = nullptr;
 
 /// Prints on the standard output, without deciding for the host whether that stream is a wide one.
-void Print(const wchar_t* line) {
+void PrintText(const wchar_t* line) {
   if (diagnosticSink != nullptr) {
     diagnosticSink(orv::WideToUtf8(line).c_str());
   } else if (std::fwide(stdout, 0) > 0) {
@@ -56,12 +57,33 @@ void Print(const wchar_t* line) {
   }
 }
 
+/// Prints a line with a status in it; without memory there is none.
+template <typename... Status>
+void Print(const wchar_t* format, Status... status) {
+  try {
+    PrintText(orv::Format(format, status...).c_str());
+  } catch (const std::bad_alloc&) {
+    // What is printed is for people; the result says it as well.
+  }
+}
+
 /// Prints the line of a failed step; whether there was one.
 bool Report(const CryptoFailure& failure) {
   for (const auto& [step, line] : kDiagnostics) {
-    if (step == failure.step) Print(orv::Format(line, failure.status).c_str());
+    if (step == failure.step) Print(line, failure.status);
   }
   return static_cast<bool>(failure);
+}
+
+/// Does work that makes a result; none, with the line printed, when there is no memory for it.
+template <typename Work>
+auto Made(Work work) -> decltype(work()) {
+  try {
+    return work();
+  } catch (const std::bad_alloc&) {
+    Report({CryptoStep::kAllocate, 0});
+    return {};
+  }
 }
 
 /// Makes the key and takes the vector's first block; false, with the line printed, on failure.
@@ -199,32 +221,36 @@ BYTE* CEncryptionAES::DecryptAsBytes(const BYTE* data, DWORD length, DWORD* outL
 
 BYTE* AesCbcEncrypt(const BYTE* key, DWORD keyLength, const BYTE* iv, DWORD ivLength,
                     const BYTE* plain, DWORD plainLength, DWORD* cipherLength) {
-  orv::AesCbc cipher;
-  BYTE vector[kAesBlockSize];
-  if (!Prepare(key, keyLength, iv, ivLength, vector, &cipher)) return nullptr;
-  if (plainLength >= orv::kMaxCipherLength) {
-    Report({CryptoStep::kEncrypt, orv::kStatusInvalidBufferSize});
-    return nullptr;
-  }
-  HeapBuffer encrypted;
-  if (Report(cipher.ExportKey()) ||
-      Report(cipher.Encrypt(vector, plain, plainLength, &encrypted, cipherLength))) {
-    return nullptr;
-  }
-  SelfTest(&cipher, vector, encrypted.get(), *cipherLength, plain, plainLength);
-  return encrypted.release();
+  return Made([&]() -> BYTE* {
+    orv::AesCbc cipher;
+    BYTE vector[kAesBlockSize];
+    if (!Prepare(key, keyLength, iv, ivLength, vector, &cipher)) return nullptr;
+    if (plainLength >= orv::kMaxCipherLength) {
+      Report({CryptoStep::kEncrypt, orv::kStatusInvalidBufferSize});
+      return nullptr;
+    }
+    HeapBuffer encrypted;
+    if (Report(cipher.ExportKey()) ||
+        Report(cipher.Encrypt(vector, plain, plainLength, &encrypted, cipherLength))) {
+      return nullptr;
+    }
+    SelfTest(&cipher, vector, encrypted.get(), *cipherLength, plain, plainLength);
+    return encrypted.release();
+  });
 }
 
 BYTE* AesCbcDecrypt(const BYTE* cipherText, DWORD cipherLength, const BYTE* key, DWORD keyLength,
                     const BYTE* iv, DWORD ivLength, DWORD* plainLength) {
-  orv::AesCbc cipher;
-  BYTE vector[kAesBlockSize];
-  if (!Prepare(key, keyLength, iv, ivLength, vector, &cipher)) return nullptr;
-  HeapBuffer plain;
-  if (Report(DecryptPadded(&cipher, vector, cipherText, cipherLength, &plain, plainLength))) {
-    return nullptr;
-  }
-  return plain.release();
+  return Made([&]() -> BYTE* {
+    orv::AesCbc cipher;
+    BYTE vector[kAesBlockSize];
+    if (!Prepare(key, keyLength, iv, ivLength, vector, &cipher)) return nullptr;
+    HeapBuffer plain;
+    if (Report(DecryptPadded(&cipher, vector, cipherText, cipherLength, &plain, plainLength))) {
+      return nullptr;
+    }
+    return plain.release();
+  });
 }
 
 void orv::SetDiagnosticSink(DiagnosticSink sink) { diagnosticSink = sink; }
@@ -247,10 +273,12 @@ CString orv::Sha256HexOf(std::string_view bytes) {
 
 CString Sha256Hex(BYTE* data, DWORD length) {
   const HeapBuffer owned(data);
-  return orv::Sha256HexOf({reinterpret_cast<const char*>(data), length});
+  return Made([=] { return orv::Sha256HexOf({reinterpret_cast<const char*>(data), length}); });
 }
 
 CString ComputeSha256Hex(const CString& text, const CString& salt) {
-  const CStringA bytes = orv::WideToUtf8(salt + text);
-  return bytes.empty() ? CString() : orv::Sha256HexOf(bytes);
+  return Made([&] {
+    const CStringA bytes = orv::WideToUtf8(salt + text);
+    return bytes.empty() ? CString() : orv::Sha256HexOf(bytes);
+  });
 }

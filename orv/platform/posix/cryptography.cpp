@@ -3,31 +3,42 @@
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
 
+#include <atomic>
 #include <vector>
 
 namespace orv {
 namespace {
 
-// Looked up once and kept: otherwise the library searches its providers for every operation.
+/// An algorithm, looked up once and kept: otherwise the library searches its providers for every
+/// operation. One that was not found, for want of memory perhaps, is looked up again.
+template <typename Algorithm, Algorithm* (*fetch)(OSSL_LIB_CTX*, const char*, const char*),
+          void (*release)(Algorithm*)>
+class Fetched {
+ public:
+  constexpr explicit Fetched(const char* name) : name_(name) {}
 
-const EVP_CIPHER* Cipher(const char* name) { return EVP_CIPHER_fetch(nullptr, name, nullptr); }
+  const Algorithm* Get() {
+    Algorithm* known = known_.load(std::memory_order_acquire);
+    if (known != nullptr) return known;
+    Algorithm* const found = fetch(nullptr, name_, nullptr);
+    if (found == nullptr || known_.compare_exchange_strong(known, found)) return found;
+    release(found);  // another thread was quicker
+    return known;
+  }
+
+ private:
+  const char* name_;
+  std::atomic<Algorithm*> known_{nullptr};
+};
+
+using FetchedCipher = Fetched<EVP_CIPHER, EVP_CIPHER_fetch, EVP_CIPHER_free>;
+constinit FetchedCipher aes128("AES-128-CBC");
+constinit FetchedCipher aes192("AES-192-CBC");
+constinit FetchedCipher aes256("AES-256-CBC");
+constinit Fetched<EVP_MD, EVP_MD_fetch, EVP_MD_free> sha256("SHA256");
 
 const EVP_CIPHER* CipherFor(std::size_t keyLength) {
-  if (keyLength == 16) {
-    static const EVP_CIPHER* const aes128 = Cipher("AES-128-CBC");
-    return aes128;
-  }
-  if (keyLength == 24) {
-    static const EVP_CIPHER* const aes192 = Cipher("AES-192-CBC");
-    return aes192;
-  }
-  static const EVP_CIPHER* const aes256 = Cipher("AES-256-CBC");
-  return aes256;
-}
-
-const EVP_MD* Sha256Algorithm() {
-  static const EVP_MD* const sha256 = EVP_MD_fetch(nullptr, "SHA256", nullptr);
-  return sha256;
+  return (keyLength == 16 ? aes128 : keyLength == 24 ? aes192 : aes256).Get();
 }
 
 struct ContextDeleter {
@@ -109,7 +120,7 @@ CryptoFailure AesCbc::ImportKey() {
 
 CryptoFailure Sha256(const BYTE* data, DWORD length, BYTE (&digest)[kSha256Size]) {
   const std::unique_ptr<EVP_MD_CTX, ContextDeleter> context(EVP_MD_CTX_new());
-  if (context == nullptr || EVP_DigestInit_ex(context.get(), Sha256Algorithm(), nullptr) != 1) {
+  if (context == nullptr || EVP_DigestInit_ex(context.get(), sha256.Get(), nullptr) != 1) {
     return {CryptoStep::kCreateHash, kStatusUnsuccessful};
   }
   if (EVP_DigestUpdate(context.get(), data, length) != 1) {
