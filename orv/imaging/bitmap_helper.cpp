@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "orv/imaging/kernels.h"
 #include "orv/imaging/pixels.h"
@@ -23,8 +24,12 @@ std::ptrdiff_t RowBytes(const orv::PixelPlane& plane) { return std::ptrdiff_t{3}
 }  // namespace
 
 Bitmap* BitmapHelper::CreateBitmap(INT width, INT height, PixelFormat format) {
-  auto bitmap = std::make_unique<Bitmap>(width, height, format);
-  return bitmap->GetLastStatus() == Ok ? bitmap.release() : nullptr;
+  try {
+    auto bitmap = std::make_unique<Bitmap>(width, height, format);
+    return bitmap->GetLastStatus() == Ok ? bitmap.release() : nullptr;
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
 }
 
 void BitmapHelper::DeleteBitmap(Bitmap* bitmap) { delete bitmap; }
@@ -153,7 +158,7 @@ void BitmapHelper::MaskHighlightImage(Bitmap* background, Bitmap* mask) {
 }
 
 void BitmapHelper::DevTestSaveBitmapAs(Bitmap* bitmap, int jobId, int page, const wchar_t* name,
-                                       CLoggerClient* client) {
+                                       CLoggerClient* client) try {
   // The folder for intermediate images, empty when saving is off.
   static const CString folder = orv::ReadSetting(L"Test", L"SaveIntermediateBitmapsEnabled") == L"1"
                                     ? orv::ReadSetting(L"Test", L"SaveIntermediateBitmapsPath")
@@ -168,4 +173,6 @@ void BitmapHelper::DevTestSaveBitmapAs(Bitmap* bitmap, int jobId, int page, cons
                  L"BitmapHelper: Generated intermediate image %ls", fileName.c_str());
   if (folder.empty()) return;
   orv::SavePng(bitmap, (folder + orv::kPathSeparator + fileName).c_str());
+} catch (const std::bad_alloc&) {
+  // A look at a page is not worth the page.
 }

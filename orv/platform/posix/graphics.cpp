@@ -156,8 +156,13 @@ Bitmap::Bitmap(INT width, INT height, PixelFormat format, Fill fill) : format_(f
     return;
   }
   const std::size_t size = static_cast<std::size_t>(stride) * static_cast<std::size_t>(height);
-  pixels_ = AllocatePixels(size);
+  try {
+    palette_ = DefaultPalette(format);
+    pixels_ = AllocatePixels(size);
+  } catch (const std::bad_alloc&) {
+  }
   if (pixels_ == nullptr) {
+    palette_.clear();
     lastStatus_ = OutOfMemory;
     return;
   }
@@ -165,7 +170,6 @@ Bitmap::Bitmap(INT width, INT height, PixelFormat format, Fill fill) : format_(f
   width_ = width;
   height_ = height;
   stride_ = static_cast<INT>(stride);
-  palette_ = DefaultPalette(format);
 }
 
 Bitmap::~Bitmap() { std::free(pixels_); }

@@ -13,8 +13,8 @@ namespace {
 
 using FilePointer = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
-FilePointer OpenFile(const wchar_t* path, const char* mode) {
-  return {std::fopen(ToPath(path).c_str(), mode), &std::fclose};
+FilePointer OpenFile(const std::filesystem::path& path, const char* mode) {
+  return {std::fopen(path.c_str(), mode), &std::fclose};
 }
 
 /// libpng reports errors by a jump to the last `setjmp`. Every function here that sets one holds
@@ -102,11 +102,8 @@ class PngWriter {
   png_infop info_ = nullptr;
 };
 
-}  // namespace
-
-Status LoadPng(const wchar_t* path, Bitmap** bitmap) {
-  *bitmap = nullptr;
-  const FilePointer file = OpenFile(path, "rb");
+Status Load(const wchar_t* path, Bitmap** bitmap) {
+  const FilePointer file = OpenFile(ToPath(path), "rb");
   if (file == nullptr) return FileNotFound;
   BYTE signature[8] = {};
   const std::size_t count = std::fread(signature, 1, sizeof signature, file.get());
@@ -140,7 +137,7 @@ Status LoadPng(const wchar_t* path, Bitmap** bitmap) {
   return Ok;
 }
 
-Status SavePng(Bitmap* bitmap, const wchar_t* path) {
+Status Save(Bitmap* bitmap, const std::filesystem::path& path) {
   PixelFormat format = bitmap->GetPixelFormat();
   if (format == PixelFormat32bppRGB) format = PixelFormat24bppRGB;
   const bool isIndexed = bitmap->GetPaletteSize() > 0;
@@ -175,6 +172,25 @@ Status SavePng(Bitmap* bitmap, const wchar_t* path) {
   }
   bitmap->UnlockBits(&data);
   return status;
+}
+
+}  // namespace
+
+Status LoadPng(const wchar_t* path, Bitmap** bitmap) {
+  *bitmap = nullptr;
+  try {
+    return Load(path, bitmap);
+  } catch (const std::bad_alloc&) {
+    return OutOfMemory;
+  }
+}
+
+Status SavePng(Bitmap* bitmap, const wchar_t* path) {
+  try {
+    return Save(bitmap, ToPath(path));
+  } catch (const std::bad_alloc&) {
+    return OutOfMemory;
+  }
 }
 
 }  // namespace orv

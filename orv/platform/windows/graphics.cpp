@@ -1,11 +1,10 @@
 #include "orv/platform/graphics.h"
 
+#include <cstdio>
 #include <cstring>
 #include <cwchar>
-#include <filesystem>
-#include <fstream>
 #include <memory>
-#include <vector>
+#include <new>
 
 namespace orv {
 namespace {
@@ -15,8 +14,9 @@ bool FindEncoder(const wchar_t* mimeType, CLSID* encoder) {
   UINT count = 0;
   UINT size = 0;
   if (Gdiplus::GetImageEncodersSize(&count, &size) != Ok || size == 0) return false;
-  std::vector<BYTE> block(size);
-  auto* codecs = reinterpret_cast<Gdiplus::ImageCodecInfo*>(block.data());
+  const std::unique_ptr<BYTE[]> block(new (std::nothrow) BYTE[size]);
+  if (block == nullptr) return false;
+  auto* codecs = reinterpret_cast<Gdiplus::ImageCodecInfo*>(block.get());
   if (Gdiplus::GetImageEncoders(count, size, codecs) != Ok) return false;
   for (UINT i = 0; i < count; ++i) {
     if (std::wcscmp(codecs[i].MimeType, mimeType) != 0) continue;
@@ -30,7 +30,10 @@ bool FindEncoder(const wchar_t* mimeType, CLSID* encoder) {
 bool BeginsAsPng(const wchar_t* path) {
   constexpr char kSignature[] = {'\x89', 'P', 'N', 'G', '\r', '\n', '\x1A', '\n'};
   char bytes[sizeof kSignature] = {};
-  std::ifstream(std::filesystem::path(path), std::ios::binary).read(bytes, sizeof bytes);
+  if (std::FILE* const file = _wfopen(path, L"rb")) {
+    std::fread(bytes, 1, sizeof bytes, file);
+    std::fclose(file);
+  }
   return std::memcmp(bytes, kSignature, sizeof bytes) == 0;
 }
 
