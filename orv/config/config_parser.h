@@ -13,7 +13,8 @@
 
 /// Loads printer configuration files. Functions that return a text return an error message, empty
 /// on success; the first message ends the load. Any thread may load; the cache sees to its own
-/// lock. A null logger is allowed everywhere.
+/// lock. A null logger is allowed everywhere. Nothing is thrown but the failure to allocate memory,
+/// which leaves no record anywhere.
 class ORV_EXPORT CConfigParser {
  public:
   /// Loads the file at `path` into `*config`, which is null after a failure. With a cache the

@@ -1,6 +1,7 @@
 #include "orv/devmode/devmode.h"
 
 #include <memory>
+#include <new>
 
 #include "orv/config/config_parser.h"
 #include "orv/config/configs_cache.h"
@@ -105,10 +106,8 @@ HRESULT Merge(CLoggerClient* logger, const Config& config, const wchar_t* printe
   return Succeed(logger, L"Drevik.hrOEMDevMode END (OEMDM_MERGE, S_OK)");
 }
 
-}  // namespace
-
-HRESULT hrOEMDevMode(CLoggerClient* logger, ConfigsCache* cache, const wchar_t* printerName,
-                     DWORD mode, OEMDMPARAM* param) {
+HRESULT Answer(CLoggerClient* logger, ConfigsCache* cache, const wchar_t* printerName, DWORD mode,
+               OEMDMPARAM* param) {
   CLogger::LOG_TRACE(logger, L"Drevik.hrOEMDevMode START", kSource);
   if (param == nullptr) {
     return Fail(logger, L"Drevik.hrOEMDevMode: ERROR_INVALID_PARAMETER");
@@ -143,5 +142,16 @@ HRESULT hrOEMDevMode(CLoggerClient* logger, ConfigsCache* cache, const wchar_t* 
       return Merge(logger, *loaded, printerName, *param);
     default:
       return Fail(logger, L"Drevik.hrOEMDevMode END (E_FAIL, Unknown mode)");
+  }
+}
+
+}  // namespace
+
+HRESULT hrOEMDevMode(CLoggerClient* logger, ConfigsCache* cache, const wchar_t* printerName,
+                     DWORD mode, OEMDMPARAM* param) {
+  try {
+    return Answer(logger, cache, printerName, mode, param);
+  } catch (const std::bad_alloc&) {
+    return Fail(logger, L"Drevik.hrOEMDevMode END (E_FAIL, out of memory)");
   }
 }

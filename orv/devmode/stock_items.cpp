@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <string_view>
 #include <type_traits>
 #include <unordered_map>
@@ -87,7 +88,9 @@ std::vector<StockItem> ReadItems(const RegistryKey& key) {
 bool LoadOwnItems(const std::wstring& printerName, const std::wstring& driverName,
                   std::vector<StockItem>* items, bool* isFromSession) {
   std::uint32_t readSession = 0;
-  GetSessionReadUDS(&readSession, printerName.c_str(), driverName.c_str());
+  if (GetSessionReadUDS(&readSession, printerName.c_str(), driverName.c_str()) == 0) {
+    throw std::bad_alloc();  // not the printer's items where the session's might be wanted
+  }
   CleanupRegSessionData(printerName.c_str(), driverName.c_str());
 
   const std::wstring path = PrinterPath(printerName, driverName);

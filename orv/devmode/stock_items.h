@@ -48,7 +48,8 @@ extern "C" {
 
 /// Turns the paper size that an application chose in `in` into private and public settings: the
 /// stock item with that number, the record's selected item, or the application's own size. Nothing
-/// happens without all three records; `printerName` may be null.
+/// happens without all three records; `printerName` may be null. Throws `std::bad_alloc`, with
+/// nothing changed, without memory.
 ORV_EXPORT void ApplyStockItem(const DEVMODEW* in, DEVMODEW* out, tagOEMDEV* dev, HANDLE printer,
                                const wchar_t* printerName, CLoggerClient* logger);
 
