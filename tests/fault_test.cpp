@@ -1,0 +1,582 @@
+#include "tests/faults.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <limits>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "orv/config/configs_cache.h"
+#include "orv/crypto/crypto_helper.h"
+#include "orv/crypto/encryption_aes.h"
+#include "orv/devmode/stock_items.h"
+#include "orv/imaging/bitmap_helper.h"
+#include "orv/platform/files.h"
+#include "orv/platform/modules.h"
+#include "orv/platform/registry.h"
+#include "orv/session/session_data.h"
+#include "orv/text/utf8.h"
+#include "tests/devmode_fixture.h"
+#include "tests/fixtures.h"
+
+/// What the library does when memory, or anything that it needs of the system, fails it: each
+/// operation runs with its first, its second, ... allocation, call to the system and write failing,
+/// alone and with all behind it, until it gets by without. However it ends, it ends as its
+/// declaration says, nothing is lost, leaked or half there, and the next call works.
+
+namespace orv::test {
+namespace {
+
+using faults::Kind;
+using faults::Mode;
+
+/// How an operation may end: a set of them is their sum.
+enum Ending : unsigned {
+  kDone = 1,
+  kFailed = 2,    ///< as its declaration says that it fails
+  kNoMemory = 4,  ///< it threw `std::bad_alloc`
+  kNoSize = 8,    ///< it threw `std::filesystem::filesystem_error`
+};
+
+struct Operation {
+  std::string name;
+  unsigned withoutMemory;   ///< how it may end when an allocation fails
+  unsigned withoutService;  ///< and when anything else does
+  /// Puts everything into its place.
+  std::function<void()> prepare;
+  /// Runs it, and does nothing else that needs memory.
+  std::function<Ending()> run;
+  /// Finds what is wrong behind an ending; empty when nothing is. `isWhole` when no call of the
+  /// system has failed, so that a result, if there is one, is the right one.
+  std::function<std::string(Ending, bool isWhole)> findWrong;
+};
+
+const char* NameOf(Kind kind) {
+  return kind == Kind::kAllocation ? "allocation" : kind == Kind::kCall ? "call" : "short write";
+}
+
+/// Runs an operation with one plan; whether anything was there to fail.
+bool RunWith(const Operation& operation, const faults::Plan& plan) {
+  const auto wrong = [&](const std::string& what) {
+    ADD_FAILURE() << operation.name << ": " << what << ", " << NameOf(plan.kind) << ' ' << plan.n
+                  << (plan.mode == Mode::kOnce ? " once" : " and on");
+  };
+  operation.prepare();
+  Ending ending = kNoMemory;
+  bool hasFired = false;
+  {
+    const faults::Armed armed(plan);
+    try {
+      ending = operation.run();
+    } catch (const std::bad_alloc&) {
+    } catch (const std::filesystem::filesystem_error&) {
+      ending = kNoSize;
+    }
+    hasFired = armed.HasFired();
+  }
+  const unsigned allowed = !hasFired                        ? kDone
+                           : plan.kind == Kind::kAllocation ? operation.withoutMemory
+                                                            : operation.withoutService;
+  if ((allowed & ending) == 0) wrong("ends with " + std::to_string(ending));
+  const bool isWhole = !hasFired || plan.kind == Kind::kAllocation;
+  if (const std::string what = operation.findWrong(ending, isWhole); !what.empty()) wrong(what);
+  return hasFired;
+}
+
+/// The plan and then a run without faults; false when there was nothing to fail.
+bool RunTwice(const Operation& operation, const faults::Plan& plan) {
+  if (!RunWith(operation, plan)) return false;
+  RunWith(operation, {plan.kind, std::numeric_limits<int>::max(), Mode::kOnce});
+  return true;
+}
+
+void Sweep(const Operation& operation) {
+  // What is looked up once a process and kept must not be kept when it could not be found.
+  for (const Kind kind : {Kind::kCall, Kind::kAllocation}) {
+    for (int n = 1; RunWith(operation, {kind, n, Mode::kFromThenOn}); ++n) {
+    }
+  }
+  for (const Kind kind : faults::kKinds) {
+    for (const Mode mode : {Mode::kOnce, Mode::kFromThenOn}) {
+      for (int n = 1; RunTwice(operation, {kind, n, mode}) && !testing::Test::HasFailure(); ++n) {
+        // The first time may fill what is kept; a leak goes on.
+        const long blocks = faults::LiveBlocks();
+        const long files = faults::OpenFiles();
+        RunTwice(operation, {kind, n, mode});
+        EXPECT_EQ(faults::LiveBlocks(), blocks)
+            << operation.name << ", " << NameOf(kind) << ' ' << n;
+        EXPECT_EQ(faults::OpenFiles(), files) << operation.name << ", " << NameOf(kind) << ' ' << n;
+      }
+    }
+  }
+}
+
+Ending EndingOf(bool isDone) { return isDone ? kDone : kFailed; }
+
+/// The log's folder is chosen once a process.
+const TemporaryFolder& LogFolder() {
+  static const TemporaryFolder folder;
+  return folder;
+}
+
+class Faults : public testing::Test {
+ protected:
+  Faults() {
+    SetDiagnosticSink([](const char*) {});
+    CLogger::m_nLoglevel = 15;
+    CLogger::m_bWriteLogToDebug = 0;
+    CLogger::m_bWriteLogToFile = 1;
+    CLogger::m_stDesiredLogPath = LogFolder().Name();
+    CLogger::LOG_ERROR(nullptr, L"The folder of the log is chosen now.", nullptr);
+  }
+  ~Faults() override {
+    ReleaseSessionDataInstance();
+    ConfigsCache::ReleaseInstance();
+    SetDiagnosticSink(nullptr);
+  }
+
+  /// A record with the defaults of a configuration, as bytes.
+  static std::string DefaultsOf(const Config& config) {
+    tagOEMDEV record{};
+    FillDefaults(config, &record);
+    return Bytes(record);
+  }
+
+  ScratchRegistry registry_;
+  ModuleFolder module_;
+  const std::wstring config_ = module_.folder().Name(kTestConfigName);
+  ConfigsCache* const cache_ = ConfigsCache::GetInstance();
+};
+
+// --- Protected files ---
+
+TEST_F(Faults, ProtectsAFile) {
+  const std::wstring source = module_.folder().Name(L"source");
+  const std::wstring target = module_.folder().Name(L"target");
+  const std::string plain = "<a>a text of more than one block</a>";
+  const std::string old = "old";
+  WriteBytes(ToPath(source), plain);
+  const auto prepare = [&] { WriteBytes(ToPath(target), old); };
+  const auto matches = [&](Ending ending, bool isWhole, const auto& hasContent) -> std::string {
+    std::error_code error;
+    const bool isThere = std::filesystem::exists(ToPath(target), error);
+    const std::string now = isThere ? ReadBytes(ToPath(target)) : "";
+    if (isWhole) return (ending == kDone ? hasContent(now) : now == old) ? "" : "another target";
+    // The old target goes first, and whether the new one could be written is not examined.
+    return ending == kDone || now == old || now.empty() ? "" : "a target behind a failure";
+  };
+  Sweep({"protect", kDone | kFailed, kDone | kFailed | kNoSize, prepare,
+         [&] { return EndingOf(CCryptoHelper::AesEncryptFile(source, target, nullptr) == 0); },
+         [&](Ending ending, bool isWhole) {
+           return matches(ending, isWhole, [&](const std::string&) {
+             return CCryptoHelper::LoadFileUTF8(target, nullptr) == Utf8ToWide(plain);
+           });
+         }});
+  ASSERT_EQ(CCryptoHelper::AesEncryptFile(source, source, nullptr), 0u);
+  Sweep({"unprotect", kFailed, kDone | kFailed | kNoSize, prepare,
+         [&] { return EndingOf(CCryptoHelper::AesDecryptFile(source, target, nullptr) == 0); },
+         [&](Ending ending, bool isWhole) {
+           return matches(ending, isWhole, [&](const std::string& now) { return now == plain; });
+         }});
+}
+
+TEST_F(Faults, ComputesADigestOrNone) {
+  const CString text(100, L'x');
+  const CString salt = L"salt";
+  CString digest;
+  Sweep({"digest", kFailed, kFailed, [&] { digest.clear(); },
+         [&] {
+           digest = ComputeSha256Hex(text, salt);
+           return EndingOf(!digest.empty());
+         },
+         [&](Ending ending, bool) {
+           const bool isRight =
+               digest == L"8fad875daa209aee1d4a077ce632b8131c1919ab08850eb8de88141a257ce663";
+           return ending != kDone || isRight ? "" : "another digest";
+         }});
+}
+
+// --- Configurations ---
+
+TEST_F(Faults, LoadsAConfigurationOrNone) {
+  const std::wstring protectedConfig = module_.folder().Name(L"protected.xml");
+  ASSERT_EQ(CCryptoHelper::AesEncryptFile(config_, protectedConfig, nullptr), 0u);
+  const std::string expected = DefaultsOf(*module_.Load());
+  for (const std::wstring& path : {config_, protectedConfig}) {
+    for (ConfigsCache* const cache : {static_cast<ConfigsCache*>(nullptr), cache_}) {
+      Config* config = nullptr;
+      Sweep({"load " + WideToUtf8(path), kDone | kFailed | kNoMemory, kDone | kFailed,
+             [&] { cache_->Clear(); },
+             [&] { return EndingOf(CConfigParser::Load(path, &config, cache, nullptr)); },
+             [&](Ending ending, bool) -> std::string {
+               const std::unique_ptr<Config> owned(cache == nullptr ? config : nullptr);
+               if ((ending == kDone) != (config != nullptr)) return "a record behind a failure";
+               if (cache != nullptr && cache->GetConfig(path) != config)
+                 return "another in the cache";
+               return config == nullptr || DefaultsOf(*config) == expected ? ""
+                                                                           : "a part of a record";
+             }});
+      if (HasFailure()) return;
+    }
+  }
+}
+
+// --- Documents ---
+
+TEST_F(Faults, SavesADocumentWholeOrNotAtAll) {
+  using std::filesystem::perms;
+  const TemporaryFolder folder;
+  const std::filesystem::path file = folder.path() / "document.xml";
+  // By a link, where there are any.
+  std::filesystem::path link = module_.folder().path() / "link.xml";
+  std::error_code noLinks;
+  std::filesystem::create_symlink(file, link, noLinks);
+  const std::wstring path = FromPath(noLinks ? file : link);
+  const std::string old = "<old/>";
+  CMarkup document(L"<a>\r\n<b c=\"\u00e9\">text</b>\r\n</a>\r\n");
+  const std::string saved = WideToUtf8(document.GetDoc());
+  long notRemoved = faults::FilesNotRemoved();
+  const auto prepare = [&] {
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+      std::filesystem::remove(entry.path());
+    }
+    WriteBytes(file, old);
+    std::filesystem::permissions(file, perms::owner_read | perms::owner_write);
+  };
+  const auto findWrong = [&](Ending ending, bool) -> std::string {
+    const long files = std::distance(std::filesystem::directory_iterator(folder.path()), {});
+    const long left = faults::FilesNotRemoved() - notRemoved;
+    notRemoved += left;
+    if (files > 1 + left) return "a file is left over";
+    if (!noLinks && !std::filesystem::is_symlink(link)) return "no link any more";
+    constexpr perms kOthers = perms::group_all | perms::others_all;
+    const perms rights = std::filesystem::status(file).permissions();
+    if (!noLinks && (rights & kOthers) != perms::none) return "other rights";
+    const std::string now = ReadBytes(file);
+    // What is said of a new file may need memory as well.
+    const bool isRight =
+        now == (ending == kDone ? saved : old) || (ending == kNoMemory && now == saved);
+    return isRight ? "" : "another file";
+  };
+  Sweep({"save", kDone | kFailed | kNoMemory, kDone | kFailed, prepare,
+         [&] { return EndingOf(document.Save(path)); }, findWrong});
+  Sweep({"save in parts", kFailed | kNoMemory, kDone | kFailed, prepare,
+         [&] {
+           CMarkup parts;
+           if (!parts.Open(path, CMarkup::DOC_WRITEFILE)) return kFailed;
+           parts.AddElem(L"a");
+           parts.IntoElem();
+           parts.AddElem(L"b", L"text");
+           parts.SetAttrib(L"c", L"\u00e9");
+           parts.Flush();
+           return EndingOf(parts.Close());
+         },
+         findWrong});
+}
+
+TEST_F(Faults, ReadsADocumentWholeOrNotAtAll) {
+  constexpr int kElements = 30;
+  CMarkup text(L"<a/>");
+  text.FindElem();
+  for (int i = 0; i < kElements; ++i) text.AddChildElem(L"b", L"some text");
+  const std::wstring path = module_.folder().Name(L"read.xml");
+  ASSERT_TRUE(text.Save(path));
+  std::unique_ptr<CMarkup> document;
+  const auto findWrong = [&](Ending ending, bool) -> std::string {
+    // Whatever there is can be walked through, and takes another text.
+    int elements = 0;
+    document->ResetPos();
+    while (document->FindElem()) ++elements;
+    while (document->FindChildElem()) ++elements;
+    document->IntoElem();
+    while (document->FindElem()) ++elements;
+    return ending != kDone || document->GetDoc() == text.GetDoc() ? "" : "another text";
+  };
+  const auto prepare = [&] { document = std::make_unique<CMarkup>(L"<c><d/></c>"); };
+  Sweep({"load a document", kFailed | kNoMemory, kDone | kFailed, prepare,
+         [&] { return EndingOf(document->Load(path)); }, findWrong});
+  Sweep({"parse", kFailed | kNoMemory, kDone, prepare,
+         [&] { return EndingOf(document->SetDoc(text.GetDoc())); }, findWrong});
+  const CMarkup& other = text;
+  Sweep({"copy", kNoMemory, kDone, prepare,
+         [&] {
+           *document = other;
+           return kDone;
+         },
+         findWrong});
+  Sweep({"read in parts", kFailed | kNoMemory, kDone | kFailed, prepare,
+         [&] {
+           int elements = 0;
+           if (!document->Open(path, CMarkup::DOC_READFILE)) return kFailed;
+           if (document->FindElem() && document->IntoElem()) {
+             while (document->FindElem() && document->GetData() == L"some text") ++elements;
+           }
+           const bool isClosed = document->Close();
+           return EndingOf(isClosed && elements == kElements);
+         },
+         [&](Ending, bool) {
+           document->Close();
+           return "";
+         }});
+  Sweep({"edit", kNoMemory, kDone, [&] { document = std::make_unique<CMarkup>(text); },
+         [&] {
+           document->FindElem();
+           document->AddChildElem(L"new", L"text that is longer than what is held in place & more");
+           document->AddChildAttrib(L"name", L"value");
+           document->FindElem();
+           document->RemoveElem();
+           return kDone;
+         },
+         [&](Ending, bool) {
+           findWrong(kFailed, false);
+           document->SetDoc(nullptr);
+           return "";
+         }});
+}
+
+// --- Pages ---
+
+TEST_F(Faults, MakesBitmapsOrNone) {
+  const GraphicsSession graphics;
+  using Page = std::unique_ptr<Bitmap>;
+  const Page page(BitmapHelper::CreateBitmap(40, 30, PixelFormat24bppRGB));
+  const Page grey(BitmapHelper::CreateBitmap(40, 30, PixelFormat8bppIndexed));
+  const std::wstring path = module_.folder().Name(L"page.png");
+  ASSERT_EQ(SavePng(page.get(), path.c_str()), Ok);
+  Color red(0xFFE02020);
+  Color black(0xFF000000);
+  Bitmap* made = nullptr;
+  Bitmap* second = nullptr;
+  struct Maker {
+    const char* name;
+    std::function<bool()> make;  ///< true when it says that there is a bitmap
+  };
+  std::vector<Maker> makers = {
+      {"create", [&] { return (made = BitmapHelper::CreateBitmap(9, 9, PixelFormat1bppIndexed)); }},
+      {"load a page", [&] { return LoadPng(path.c_str(), &made) == Ok; }},
+      {"save a page", [&] { return SavePng(page.get(), path.c_str()) == Ok; }},
+      {"copy a page", [&] { return (made = grey->Clone(0, 0, 40, 30, PixelFormat8bppIndexed)); }},
+  };
+  for (int method = 0; method <= 5; ++method) {
+    const auto ditherer = static_cast<eBitmapDitherer>(method);
+    for (Bitmap* const source : {page.get(), grey.get()}) {
+      makers.push_back({"dither", [&, ditherer, source] {
+                          return (made = BitmapRasterizer::Dither(source, ditherer, 128, black));
+                        }});
+      makers.push_back({"split", [&, ditherer, source] {
+                          return BitmapHelper::SplitImage(source, red, 0.1, ditherer, 128, &made,
+                                                          &second) == 1;
+                        }});
+    }
+  }
+  for (const Maker& maker : makers) {
+    Sweep({maker.name, kFailed, kDone | kFailed, [&] { made = second = nullptr; },
+           [&] { return EndingOf(maker.make()); },
+           [&](Ending ending, bool) -> std::string {
+             const Page first(made);
+             const Page other(second);
+             return ending == kDone || (made == nullptr && second == nullptr) ? "" : "a bitmap";
+           }});
+  }
+}
+
+// --- The log ---
+
+TEST_F(Faults, LogsALineOrNone) {
+  CLoggerClient client;
+  client.m_stModuleName = L"caller.dll";
+  const auto clear = [] {
+    for (const auto& entry : std::filesystem::directory_iterator(LogFolder().path())) {
+      std::filesystem::remove(entry.path());
+    }
+  };
+  const auto begin = [&] {
+    clear();
+    CLogger::LOG_ERROR(&client, L"The line in front.", nullptr);
+  };
+  // Every line has its seven columns and its end.
+  const auto findWrong = [](Ending, bool) -> std::string {
+    const std::string end = Utf16Bytes(L"\r\n");
+    for (const auto& entry : std::filesystem::directory_iterator(LogFolder().path())) {
+      const std::string bytes = ReadBytes(entry.path());
+      for (std::size_t at = 0; at < bytes.size();) {
+        const std::size_t behind = bytes.find(end, at);
+        if (behind == bytes.npos) return "a line without an end";
+        if (std::count(&bytes[at], &bytes[behind], '\t') != 6) return "a torn line";
+        at = behind + end.size();
+      }
+    }
+    return "";
+  };
+  for (const std::function<void()>& prepare : {std::function<void()>(clear), {begin}}) {
+    Sweep({"log", kDone, kDone, prepare,
+           [&] {
+             LogFormat(eLogLevelError, &client, L"A source", L"%d of a message of some length", 7);
+             return kDone;
+           },
+           findWrong});
+  }
+  CLoggerClient found;
+  const HINSTANCE module = OwnModule();
+  Sweep({"find a client's module", kDone | kFailed, kDone | kFailed, [] {},
+         [&] {
+           found.Initialize(module);
+           return EndingOf(!found.HasError());
+         },
+         [&](Ending ending, bool) {
+           const bool isEmpty = found.m_stModulePath.empty() && found.m_stModuleName.empty() &&
+                                found.m_stModuleFolder.empty();
+           return isEmpty == (ending == kFailed) ? "" : "a part of a client";
+         }});
+  SetSetting(HKEY_CURRENT_USER, L"Test", L"LogGroups", L"#Group#Other#");
+  SetSetting(HKEY_CURRENT_USER, L"Test", L"LogPath", LogFolder().Name());
+  Sweep({"start logging", kDone, kDone, begin,
+         [&] {
+           CLogger::StartLogging(&client);
+           CLogger::Log(eLogLevelTrace, &client, L"in a group", L"none#other");
+           CLogger::StopLogging(&client);
+           return kDone;
+         },
+         findWrong});
+  CLogger::m_stLogGroups.clear();
+}
+
+// --- What a printer's requests need: the settings store, the session, the stock items ---
+
+class RequestFaults : public Faults {
+ protected:
+  RequestFaults() {
+    for (int i = 0; i < 3; ++i) {
+      StockItem item;
+      item.guid = {static_cast<std::uint32_t>(i + 1), 0, 0, {}};
+      item.DisplayName = L"A stock of some name " + std::to_wstring(i);
+      item.PaperWidth = 50000;
+      EXPECT_EQ(WriteStockItem(i == 0 ? std::wstring(kCommonStockItemsPath) : items_, item),
+                ERROR_SUCCESS);
+    }
+    SaveSession(L"4000000001");
+    SaveSession(ownKey_);
+  }
+
+  static std::wstring SessionPath(const std::wstring& name) {
+    return kSettingsKey + (L"\\Session\\" + name);
+  }
+  static void SaveSession(const std::wstring& name) {
+    RegistryKey key;
+    EXPECT_EQ(key.Create(HKEY_CURRENT_USER, SessionPath(name)), ERROR_SUCCESS);
+    EXPECT_EQ(SaveSessionRegistryInfo(key.get()), 1u);
+  }
+  static bool HasSession(const std::wstring& name) {
+    RegistryKey key;
+    return key.Open(HKEY_CURRENT_USER, SessionPath(name), RegistryAccess::kRead) == ERROR_SUCCESS;
+  }
+
+  TestPrinter printer_{L"Label 1", kTestDriver};
+  const std::wstring items_ = StockItemsPath(L"Label 1", kTestDriver);
+  const std::wstring ownKey_ = std::to_wstring(OwnProcessId());
+};
+
+TEST_F(RequestFaults, SetsAValueOrLeavesIt) {
+  RegistryKey key;
+  ASSERT_EQ(key.Create(HKEY_CURRENT_USER, L"Key"), ERROR_SUCCESS);
+  key.Close();
+  const std::wstring old = L"the old value of some length";
+  const std::wstring changed = L"the new value of some length";
+  const auto write = [](const std::wstring& text) {
+    RegistryKey open;
+    return open.Create(HKEY_CURRENT_USER, L"Key") == ERROR_SUCCESS &&
+           SetRegistryValue(open.get(), L"Value", RegistryValue::FromText(text)) == ERROR_SUCCESS;
+  };
+  const auto read = [] {
+    RegistryKey open;
+    RegistryValue value;
+    EXPECT_EQ(open.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kRead), ERROR_SUCCESS);
+    EXPECT_EQ(GetRegistryValue(open.get(), L"Value", &value), ERROR_SUCCESS);
+    return value.Text();
+  };
+  Sweep({"set a value", kFailed | kNoMemory, kDone | kFailed, [&] { EXPECT_TRUE(write(old)); },
+         [&] { return EndingOf(write(changed)); },
+         [&](Ending ending, bool) {
+           const std::wstring now = read();
+           // A write that has been made may be said to have failed by what comes behind it.
+           return now == changed || (now == old && ending != kDone) ? "" : "another value";
+         }});
+}
+
+TEST_F(RequestFaults, CleansSessionsUp) {
+  Sweep({"clean up", kDone | kFailed, kDone,
+         [&] {
+           SaveSession(L"4000000001");
+           SaveSession(ownKey_);
+         },
+         [&] { return EndingOf(CleanupRegSessionData(L"Label 1", L"driver") == 1); },
+         [&](Ending ending, bool isWhole) {
+           if (!isWhole) return "";
+           if (!HasSession(ownKey_)) return "the session of a process that runs is gone";
+           return ending == kDone && HasSession(L"4000000001") ? "that of an ended one stays" : "";
+         }});
+  std::uint32_t answer = 0;
+  Sweep({"find the session out", kDone | kFailed, kDone, [] {},
+         [&] {
+           return EndingOf(ReloadSessionInfo() == 1 &&
+                           GetSessionReadUDS(&answer, L"Label 1", L"driver") == 1 &&
+                           GetSessionWriteUDS(&answer) == 1);
+         },
+         [&](Ending, bool) { return ""; }});
+}
+
+TEST_F(RequestFaults, LoadsStockItemsAndMerges) {
+  std::vector<StockItem> items;
+  Sweep({"stock items", kDone | kNoMemory, kDone, [] {},
+         [&] {
+           items = LoadStockItems(printer_.handle(), L"Label 1", nullptr);
+           return kDone;
+         },
+         [&](Ending ending, bool isWhole) -> std::string {
+           const std::vector<StockItem> loaded = std::move(items);
+           items.clear();
+           return ending != kDone || !isWhole || loaded.size() == 3 ? "" : "items are missing";
+         }});
+
+  tagOEMDEV in{};
+  FillDefaults(*module_.Load(), &in);
+  in.GapDistance = 20001;  // to be corrected, with a warning
+  tagOEMDEV out{};
+  DEVMODEW publicIn{};
+  DEVMODEW publicOut{};
+  publicIn.dmPaperSize = kFirstStockPaperSize + 1;
+  OEMDMPARAM param{};
+  param.hPrinter = printer_.handle();
+  param.pOEMDMIn = &in;
+  param.pOEMDMOut = &out;
+  param.pPublicDMIn = &publicIn;
+  param.pPublicDMOut = &publicOut;
+  std::string expected;
+  Sweep({"merge", kDone | kFailed, kDone | kFailed,
+         [&] {
+           cache_->Clear();
+           out = {};
+           out.dwSignature = tagOEMDEV::kSignature;
+           publicOut = {};
+           SetLastError(0);
+         },
+         [&] {
+           return EndingOf(hrOEMDevMode(&module_.client, cache_, L"Label 1", OEMDM_MERGE, &param) ==
+                           S_OK);
+         },
+         [&](Ending ending, bool isWhole) -> std::string {
+           if (ending == kFailed) return GetLastError() == 87 ? "" : "another error";
+           if (out.dwSize != tagOEMDEV::kSize || out.GapDistance != 0) return "not a valid record";
+           if (!isWhole) return "";
+           const std::string merged =
+               Bytes(out) + std::string(reinterpret_cast<char*>(&publicOut), sizeof publicOut);
+           if (expected.empty()) expected = merged;
+           return merged == expected && publicOut.dmPaperWidth == 500 ? "" : "another record";
+         }});
+}
+
+}  // namespace
+}  // namespace orv::test
