@@ -12,25 +12,37 @@
 #include "orv/imaging/color_extensions.h"
 #include "orv/imaging/highlight.h"
 #include "orv/imaging/kernels.h"
+#include "tests/guarded.h"
 
-/// Every instruction set against the plain loops: the same bits, and not a byte beside the pixels.
+/// Every instruction set against the plain loops: the same bits, and not a byte beside the pixels,
+/// which lie at the edge of memory that nobody may touch.
 
 namespace orv {
 namespace {
 
-constexpr std::uint8_t kGuard = 0xA5;
+using test::Edge;
+using test::Guarded;
 
-/// Pixels with rows of any stride, filled with guard bytes around them.
+/// Pixels with rows of any stride, at an edge of guarded memory.
 class Page {
  public:
-  Page(int width, int height, int gap)
+  Page(int width, int height, int gap, Edge edge = Edge::kEnd)
       : width_(width),
         height_(height),
         stride_(3 * width + gap),
-        bytes_(kMargin * 2 + static_cast<std::size_t>(stride_ * height), kGuard) {}
+        bytes_(static_cast<std::size_t>(stride_ * height - gap), edge) {
+    std::fill_n(bytes_.data(), bytes_.size(), Guarded<std::uint8_t>::kAround);
+  }
+  Page(const Page& other, Edge edge)
+      : Page(other.width_, other.height_, other.stride_ - 3 * other.width_, edge) {
+    std::copy_n(other.bytes_.data(), bytes_.size(), bytes_.data());
+  }
 
-  PixelPlane Plane() { return {bytes_.data() + kMargin, stride_, width_, height_}; }
-  const std::vector<std::uint8_t>& bytes() const { return bytes_; }
+  PixelPlane Plane() { return {bytes_.data(), stride_, width_, height_}; }
+  bool operator==(const Page& other) const {
+    return std::equal(bytes_.data(), bytes_.data() + bytes_.size(), other.bytes_.data()) &&
+           bytes_.IsUntouchedAround() && other.bytes_.IsUntouchedAround();
+  }
 
   void Fill(const std::function<std::uint32_t(int, int)>& colourAt) {
     for (int y = 0; y < height_; ++y) {
@@ -43,12 +55,10 @@ class Page {
   }
 
  private:
-  static constexpr std::size_t kMargin = 64;
-
   int width_;
   int height_;
   int stride_;
-  std::vector<std::uint8_t> bytes_;
+  Guarded<std::uint8_t> bytes_;
 };
 
 struct Picture {
@@ -107,11 +117,14 @@ class Kernels : public testing::TestWithParam<CpuLevel> {
     std::mt19937 random(static_cast<unsigned>(width * 1000 + height));
     Page expected(width, height, gap);
     expected.Fill([&](int x, int y) { return picture.colourAt(random, x, y); });
-    Page actual = expected;
+    Page atBegin(expected, Edge::kBegin);
+    Page atEnd(expected, Edge::kEnd);
     work(kPlainKernels, expected.Plane());
-    work(Tested(), actual.Plane());
-    ASSERT_TRUE(expected.bytes() == actual.bytes())
-        << picture.name << ' ' << width << " x " << height << " gap " << gap;
+    for (Page* const actual : {&atBegin, &atEnd}) {
+      work(Tested(), actual->Plane());
+      ASSERT_TRUE(expected == *actual)
+          << picture.name << ' ' << width << " x " << height << " gap " << gap;
+    }
   }
 
   /// The same on every width up to 130 (every picture and some height with each) and on a few
@@ -202,12 +215,16 @@ TEST_P(Kernels, DitherEveryGreyInOrderAlike) {
 TEST_P(Kernels, ReduceToOneBitAlike) {
   ExpectSameEverywhere([&](const ImagingKernels& kernels, const PixelPlane& plane) {
     // The result replaces the page's own bytes, where the comparison sees it and what is beside.
-    std::vector<std::uint8_t> bits(static_cast<std::size_t>((plane.width + 7) / 8 * plane.height));
-    kernels.monochrome(plane, bits.data(), (plane.width + 7) / 8);
-    for (int y = 0; y < plane.height; ++y) {
-      const int size = (plane.width + 7) / 8;
-      std::fill_n(plane.Row(y), 3 * plane.width, std::uint8_t{0});
-      std::copy_n(bits.begin() + y * size, size, plane.Row(y));
+    const int size = (plane.width + 7) / 8;
+    for (const Edge edge : test::kEdges) {
+      const Guarded<std::uint8_t> bits(static_cast<std::size_t>(size * plane.height), edge);
+      kernels.monochrome(plane, bits.data(), size);
+      EXPECT_TRUE(bits.IsUntouchedAround());
+      if (edge == Edge::kBegin) continue;
+      for (int y = 0; y < plane.height; ++y) {
+        std::fill_n(plane.Row(y), 3 * plane.width, std::uint8_t{0});
+        std::copy_n(bits.data() + y * size, size, plane.Row(y));
+      }
     }
   });
 }
@@ -240,10 +257,10 @@ TEST_P(Kernels, DecideColoursAtTheToleranceAlike) {
     for (const double tolerance : {distance, std::nextafter(distance, 0.0)}) {
       Page page(64, 1, 0);
       page.Fill([&](int x, int) { return x % 2 == 0 ? colour : random() & 0xFFFFFF; });
-      Page expected = page;
+      Page expected(page, Edge::kBegin);
       Tested().extractHighlight(page.Plane(), {highlight.GetValue(), tolerance});
       kPlainKernels.extractHighlight(expected.Plane(), {highlight.GetValue(), tolerance});
-      ASSERT_TRUE(page.bytes() == expected.bytes()) << std::hex << colour;
+      ASSERT_TRUE(page == expected) << std::hex << colour;
     }
   }
 }
@@ -275,7 +292,8 @@ TEST_P(Kernels, DecideColoursFarAndNearAlike) {
 
 TEST_P(Kernels, WhitenAlike) {
   ExpectSameEverywhere([](const ImagingKernels& kernels, const PixelPlane& plane) {
-    Page mask(plane.width, plane.height, static_cast<int>(plane.stride) - 3 * plane.width);
+    Page mask(plane.width, plane.height, static_cast<int>(plane.stride) - 3 * plane.width,
+              plane.width % 2 == 0 ? Edge::kBegin : Edge::kEnd);
     mask.Fill([](int x, int y) {
       constexpr std::uint32_t kColours[] = {0xFFFFFF, 0xFEFFFF, 0xFFFEFF, 0xFFFFFE, 0};
       return x / 40 % 2 != 0 ? 0xFFFFFFu : kColours[(x + y) % 5];
@@ -291,10 +309,15 @@ TEST_P(Kernels, FindContentAlike) {
   std::vector<int> widths = {1015, 1100, 2047, 2400};
   for (int width = 0; width <= 300; ++width) widths.push_back(width);
   for (const int width : widths) {
-    const int stride = width / 8 + 3;
+    const int rowBytes = (width + 7) / 8;
+    const int stride = rowBytes + width % 4;
     for (int dots = 0; dots < 12; ++dots) {
       constexpr int kHeight = 21;
-      std::vector<std::uint8_t> bits(static_cast<std::size_t>(stride * kHeight), 0);
+      const Guarded<std::uint8_t> guarded(
+          static_cast<std::size_t>(stride * (kHeight - 1) + rowBytes),
+          dots % 2 == 0 ? Edge::kBegin : Edge::kEnd);
+      std::uint8_t* const bits = guarded.data();
+      std::fill_n(bits, guarded.size(), std::uint8_t{0});
       for (int y = 0; y < kHeight; ++y) {
         for (int x = 0; x < width; ++x) bits[y * stride + x / 8] |= 0x80 >> x % 8;
       }
@@ -303,7 +326,7 @@ TEST_P(Kernels, FindContentAlike) {
         bits[random() % kHeight * static_cast<unsigned>(stride) + x / 8] &=
             static_cast<std::uint8_t>(~(0x80 >> x % 8));
       }
-      const BitPlane plane = {bits.data(), stride, width, kHeight};
+      const BitPlane plane = {bits, stride, width, kHeight};
       using Search = int (*ImagingKernels::*)(const BitPlane&);
       for (const Search search :
            {&ImagingKernels::firstInkRow, &ImagingKernels::lastInkRow,
@@ -319,14 +342,14 @@ TEST_P(Kernels, LeaveRowsInReverseOrderAlike) {
   Page page(90, 50, 2);
   std::mt19937 random(1);
   page.Fill([&](int, int) { return random() & 0xFFFFFF; });
-  Page expected = page;
+  Page expected(page, Edge::kBegin);
   for (Page* each : {&page, &expected}) {
     PixelPlane plane = each->Plane();
     plane.first += plane.stride * (plane.height - 1);
     plane.stride = -plane.stride;
     (each == &page ? Tested() : kPlainKernels).floydSteinberg(plane, 90, kInk);
   }
-  EXPECT_TRUE(page.bytes() == expected.bytes());
+  EXPECT_TRUE(page == expected);
 }
 
 }  // namespace

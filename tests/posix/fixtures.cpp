@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <spawn.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,6 +12,7 @@
 
 #include "orv/platform/spooler.h"
 #include "orv/text/utf8.h"
+#include "tests/guarded.h"
 
 extern char** environ;
 
@@ -69,6 +71,21 @@ std::wstring ReadResourceText(HINSTANCE resources, unsigned number) {
 }
 
 unsigned long OwnProcessId() { return static_cast<unsigned long>(getpid()); }
+
+std::span<std::uint8_t> MapGuarded(std::size_t size) {
+  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  const std::size_t inner = std::max(page, (size + page - 1) / page * page);
+  void* const all = mmap(nullptr, inner + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  EXPECT_NE(all, MAP_FAILED);
+  auto* const first = static_cast<std::uint8_t*>(all) + page;
+  EXPECT_EQ(mprotect(first, inner, PROT_READ | PROT_WRITE), 0);
+  return {first, inner};
+}
+
+void UnmapGuarded(std::span<std::uint8_t> pages) {
+  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  EXPECT_EQ(munmap(pages.data() - page, pages.size() + 2 * page), 0);
+}
 
 void SetVariable(const char* name, const std::string& text) {
   if (text.empty()) {

@@ -9,6 +9,7 @@
 
 #include "orv/platform/spooler.h"
 #include "orv/text/utf8.h"
+#include "tests/guarded.h"
 
 namespace orv::test {
 namespace {
@@ -16,6 +17,7 @@ namespace {
 constexpr wchar_t kHivesVariable[] = L"ORV_TEST_HIVES";
 constexpr wchar_t kSpoolerKey[] = L"System\\CurrentControlSet\\Control\\Print";
 constexpr wchar_t kEnvironment[] = L"Windows x64";
+constexpr std::size_t kPage = 4096;
 
 /// The key of the real user hive below which both scratch hives lie.
 std::wstring HivesKey() {
@@ -149,6 +151,20 @@ std::wstring ReadResourceText(HINSTANCE resources, unsigned number) {
 }
 
 unsigned long OwnProcessId() { return GetCurrentProcessId(); }
+
+std::span<std::uint8_t> MapGuarded(std::size_t size) {
+  const std::size_t inner = std::max(kPage, (size + kPage - 1) / kPage * kPage);
+  // What is reserved and not committed cannot be touched.
+  void* const all = VirtualAlloc(nullptr, inner + 2 * kPage, MEM_RESERVE, PAGE_NOACCESS);
+  EXPECT_NE(all, nullptr);
+  auto* const first = static_cast<std::uint8_t*>(all) + kPage;
+  EXPECT_EQ(VirtualAlloc(first, inner, MEM_COMMIT, PAGE_READWRITE), first);
+  return {first, inner};
+}
+
+void UnmapGuarded(std::span<std::uint8_t> pages) {
+  EXPECT_TRUE(VirtualFree(pages.data() - kPage, 0, MEM_RELEASE));
+}
 
 void SetVariable(const char* name, const std::string& text) {
   SetEnvironmentVariableW(Utf8ToWide(name).c_str(),
