@@ -24,13 +24,14 @@ constexpr std::uintmax_t kMaxLoadedSize = 10'000'000;
 constexpr wchar_t kNoLoadBuffer[] = L"Unable to allocate buffer for reading in the file %ls";
 constexpr wchar_t kNoBuffer[] =
     L"Fatal Error: Unable to allocate buffer for reading the input file!";
+constexpr std::uintmax_t kMaxConvertedSize = std::numeric_limits<DWORD>::max();
 
 CString ToText(const BYTE* bytes, std::size_t size) {
   return orv::Utf8ToWide({reinterpret_cast<const char*>(bytes), size});
 }
 
 HeapBuffer AllocateFor(std::uintmax_t size) {
-  if (size > std::numeric_limits<DWORD>::max()) return nullptr;
+  if (size > kMaxConvertedSize) return nullptr;
   return HeapBuffer(static_cast<BYTE*>(orv::HeapAllocate(static_cast<std::size_t>(size))));
 }
 
@@ -203,3 +204,28 @@ DWORD CCryptoHelper::AesDecryptFile(const CString& sourcePath, const CString& ta
                                     CLoggerClient* client) {
   return Converted(client, [&] { return Decrypt(sourcePath, targetPath, client); });
 }
+
+namespace orv {
+
+std::optional<std::string> ProtectBytes(std::string_view plain) {
+  if (plain.size() > kMaxConvertedSize) return std::nullopt;
+  CEncryptionAES cipher(kKeyText, CStringA(kMarker));
+  DWORD length = 0;
+  const HeapBuffer result(cipher.EncryptAsBytes(reinterpret_cast<const BYTE*>(plain.data()),
+                                                static_cast<DWORD>(plain.size()), &length));
+  if (result == nullptr) return std::nullopt;
+  return std::string(reinterpret_cast<const char*>(result.get()), length);
+}
+
+std::optional<std::string> UnprotectBytes(std::string_view bytes) {
+  if (bytes.size() > kMaxConvertedSize) return std::nullopt;
+  CEncryptionAES cipher(kKeyText, CStringA(kMarker));
+  DWORD length = 0;
+  DWORD code = 0;
+  const HeapBuffer plain(cipher.DecryptAsBytes(reinterpret_cast<const BYTE*>(bytes.data()),
+                                               static_cast<DWORD>(bytes.size()), &length, &code));
+  if (plain == nullptr) return std::nullopt;
+  return std::string(reinterpret_cast<const char*>(plain.get()), length);
+}
+
+}  // namespace orv

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <optional>
+#include <string>
+#include <string_view>
+
 #include "orv/logging/logger.h"
 #include "orv/platform/export.h"
 #include "orv/platform/types.h"
@@ -14,9 +18,19 @@ class ORV_EXPORT CCryptoHelper {
   static CString LoadFileUTF8(const CString& path, CLoggerClient* client);
 
   /// Writes the protected (plain) form of the source, which must be writable, to the target; an
-  /// existing target is deleted first. 0 on success, 1 on failure. Throws as `LoadFileUTF8`.
+  /// existing target is deleted first, and whether all could be written is not looked at. 0 on
+  /// success, 1 on failure. Throws as `LoadFileUTF8`.
   static DWORD AesEncryptFile(const CString& sourcePath, const CString& targetPath,
                               CLoggerClient* client);
   static DWORD AesDecryptFile(const CString& sourcePath, const CString& targetPath,
                               CLoggerClient* client);
 };
+
+namespace orv {
+
+/// The bytes of the protected form of a file with these bytes; nothing when there is no memory.
+ORV_EXPORT std::optional<std::string> ProtectBytes(std::string_view plain);
+/// The plain bytes of a protected file; nothing when it is none, or not whole.
+ORV_EXPORT std::optional<std::string> UnprotectBytes(std::string_view bytes);
+
+}  // namespace orv

@@ -4,11 +4,16 @@
 #include <string>
 #include <string_view>
 
+#include "orv/platform/export.h"
+
 namespace orv {
 
 /// A file that takes the place of another only when it is complete. Until then it has a name of its
-/// own beside it, and whatever goes wrong leaves the old file as it was.
-class NewFile {
+/// own beside it, and whatever goes wrong leaves the old file as it was. A process that is killed
+/// meanwhile leaves that other file behind: `NAME.` and six letters or digits on Linux,
+/// `NAME.PROCESS-NUMBER.tmp` on Windows, with the end of a long name cut off. Nothing reads it, and
+/// it may be deleted.
+class ORV_EXPORT NewFile {
  public:
   NewFile() = default;
   NewFile(const NewFile&) = delete;

@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <filesystem>
 #include <memory>
+#include <optional>
 
 #include "orv/config/config_parser.h"
 #include "orv/config/values.h"
@@ -52,6 +52,8 @@ void AddShowCommand(CLI::App* group) {
   });
 }
 
+using ConvertFunction = std::optional<std::string>(std::string_view);
+
 /// Where a document keeps its digest.
 struct DigestPlace {
   std::size_t offset;  ///< of the value
@@ -100,19 +102,6 @@ bool FindDigest(std::wstring* text, DigestPlace* place) {
   return true;
 }
 
-/// Writes the protected or plain form of one file into the place of another: whole or not at all.
-void Convert(DWORD (*convert)(const CString&, const CString&, CLoggerClient*),
-             const std::wstring& from, const std::wstring& to) {
-  const std::wstring part = PartOf(to);
-  const InputFile source(from);
-  if (convert(source.path(), part, nullptr) != 0) {
-    Fail(kUnreadable, L"cannot make " + to + L" of " + InputName(from) +
-                          L": that must be whole, readable and writable, and the folder of " + to +
-                          L" writable");
-  }
-  if (!MoveOver(part, to)) Fail(kUnreadable, L"cannot write " + to);
-}
-
 bool IsProtectedFile(const std::wstring& path) {
   std::string start;
   if (!ReadFile(path, &start, 0, kProtectedMarker.size())) {
@@ -121,17 +110,16 @@ bool IsProtectedFile(const std::wstring& path) {
   return start == kProtectedMarker;
 }
 
-/// The plain form of a protected file for as long as a command needs it.
-struct PlainFile {
-  explicit PlainFile(const std::wstring& protectedPath) : path(PartOf(protectedPath) + L".plain") {}
-  PlainFile(const PlainFile&) = delete;
-  PlainFile& operator=(const PlainFile&) = delete;
-  ~PlainFile() {
-    std::error_code ignored;
-    std::filesystem::remove(ToPath(path), ignored);
+/// The protected or plain form of a file's bytes; ends the command when there is none.
+std::string Converted(ConvertFunction* convert, const std::string& bytes,
+                      const std::wstring& name) {
+  std::optional<std::string> converted = convert(bytes);
+  if (!converted) {
+    Fail(kUnreadable, name + (convert == &ProtectBytes ? L" is too large for the memory"
+                                                       : L" cannot be decrypted"));
   }
-  std::wstring path;
-};
+  return *std::move(converted);
+}
 
 void AddSignCommand(CLI::App* group) {
   auto file = std::make_shared<std::string>();
@@ -159,14 +147,9 @@ void AddSignCommand(CLI::App* group) {
     }
     text.replace(place.offset, place.length, kDigestPlaceholder);
     text.replace(place.offset, std::size(kDigestPlaceholder) - 1, ConfigDigest(text, {}));
-    const std::string bytes = WideToUtf8(text);
-    if (!isProtected) {
-      if (!WriteFile(path, bytes)) Fail(kUnreadable, L"cannot write " + path);
-      return;
-    }
-    const PlainFile plain(path);
-    if (!WriteFile(plain.path, bytes)) Fail(kUnreadable, L"cannot write " + plain.path);
-    Convert(&CCryptoHelper::AesEncryptFile, plain.path, path);
+    std::string bytes = WideToUtf8(text);
+    if (isProtected) bytes = Converted(&ProtectBytes, bytes, path);
+    if (!WriteFile(path, std::move(bytes))) Fail(kUnreadable, L"cannot write " + path);
   });
 }
 
@@ -175,7 +158,7 @@ struct Conversion {
   const char* name;
   const char* description;
   const char* footer;
-  DWORD (*convert)(const CString&, const CString&, CLoggerClient*);
+  ConvertFunction* convert;
   bool fromProtected;
   const wchar_t* refusal;
 };
@@ -195,9 +178,14 @@ void AddConversion(CLI::App* group, const Conversion& conversion) {
   command->footer(conversion.footer);
   command->callback([options, conversion] {
     const std::wstring in = ToWide(options->in);
+    const std::wstring out = ToWide(options->out);
     if (IsProtectedFile(in) != conversion.fromProtected)
       Fail(kFindings, InputName(in) + conversion.refusal);
-    Convert(conversion.convert, in, ToWide(options->out));
+    std::string bytes;
+    if (!ReadFile(in, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(in));
+    if (!WriteFile(out, Converted(conversion.convert, bytes, InputName(in)))) {
+      Fail(kUnreadable, L"cannot write " + out);
+    }
   });
 }
 
@@ -234,11 +222,11 @@ void AddConfigCommands(CLI::App* program) {
   AddConversion(group, {"protect", "Write the protected form of a file",
                         "Examples:\n  orv config protect plain.xml orv_conf_lx300.xml\n"
                         "  orv config sign - < plain.xml | orv config protect - orv_conf_lx300.xml",
-                        &CCryptoHelper::AesEncryptFile, false, L" is protected already"});
+                        &ProtectBytes, false, L" is protected already"});
   AddConversion(group, {"unprotect", "Write the plain form of a protected file",
                         "Examples:\n  orv config unprotect orv_conf_lx300p.xml plain.xml\n"
                         "  orv config unprotect orv_conf_lx300p.xml - | grep modelName",
-                        &CCryptoHelper::AesDecryptFile, true, L" is not protected"});
+                        &UnprotectBytes, true, L" is not protected"});
 }
 
 void AddPrinterConfigCommand(CLI::App* printers) {

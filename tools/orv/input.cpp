@@ -24,7 +24,8 @@ const std::string* StandardInput() {
   return isRead ? &bytes : nullptr;
 }
 
-/// A folder that only this user can look into, as long as the program runs.
+/// A folder that only this user can look into, as long as the program runs. One that is killed
+/// leaves it behind.
 struct PrivateFolder {
   PrivateFolder() {
     std::random_device random;
@@ -39,11 +40,6 @@ struct PrivateFolder {
   std::filesystem::path path;
   std::error_code error;  ///< what cannot be made here cannot be written either
 };
-
-std::wstring TemporaryPath(const wchar_t* name) {
-  static const PrivateFolder folder;
-  return FromPath(folder.path / name);
-}
 
 }  // namespace
 
@@ -69,52 +65,35 @@ bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset
   return !file.bad();
 }
 
-bool WriteFile(const std::wstring& path, std::string_view bytes) {
-  if (IsStandardStream(path)) return PrintContent(bytes);
-  // Only a file can be replaced; a pipe or a device is written to.
+bool OutputFile::Write(std::string bytes) {
+  // Only a file can be replaced; a standard stream, a pipe or a device is written to at the end.
   std::error_code error;
-  const auto status = std::filesystem::status(ToPath(path), error);
-  const bool isDevice =
-      std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);
-  const std::wstring part = isDevice ? path : PartOf(path);
-  std::ofstream file(ToPath(part), std::ios::binary | std::ios::trunc);
-  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  file.close();
-  if (isDevice) return !file.fail();
-  if (file.fail()) {
-    std::filesystem::remove(ToPath(part), error);
-    return false;
-  }
-  return MoveOver(part, path);
+  const auto status = std::filesystem::status(ToPath(path_), error);
+  isReplaced_ = !IsStandardStream(path_) &&
+                (!std::filesystem::exists(status) || std::filesystem::is_regular_file(status) ||
+                 std::filesystem::is_directory(status));
+  if (isReplaced_) return file_.Open(path_) && file_.Write(bytes);
+  bytes_ = std::move(bytes);
+  return true;
 }
 
-std::wstring PartOf(const std::wstring& path) {
-  return IsStandardStream(path) ? TemporaryPath(L"output.part") : path + L".part";
+bool OutputFile::Commit() {
+  if (isReplaced_) return file_.Commit();
+  if (IsStandardStream(path_)) return PrintContent(bytes_);
+  std::ofstream device(ToPath(path_), std::ios::binary);
+  device.write(bytes_.data(), static_cast<std::streamsize>(bytes_.size()));
+  device.close();
+  return !device.fail();
 }
 
-bool MoveOver(const std::wstring& part, const std::wstring& path) {
-  const std::filesystem::path from = ToPath(part);
-  std::filesystem::path to = ToPath(path);
-  std::error_code error;
-  if (IsStandardStream(path)) {
-    std::string bytes;
-    const bool isRead = ReadFile(part, &bytes);
-    std::filesystem::remove(from, error);
-    return isRead && PrintContent(bytes);
-  }
-  // What a link leads to is replaced, not the link; and its permissions stay.
-  const std::filesystem::file_status old = std::filesystem::status(to, error);
-  if (!std::filesystem::exists(old) || std::filesystem::is_regular_file(old)) {
-    if (std::filesystem::exists(old)) {
-      to = std::filesystem::canonical(to, error);
-      std::filesystem::permissions(from, old.permissions(), error);
-    }
-    std::filesystem::rename(from, to, error);
-    if (!error) return true;
-  }
-  std::error_code ignored;
-  std::filesystem::remove(from, ignored);
-  return false;
+bool WriteFile(const std::wstring& path, std::string bytes) {
+  OutputFile file(path);
+  return file.Write(std::move(bytes)) && file.Commit();
+}
+
+std::wstring TemporaryPath(const wchar_t* name) {
+  static const PrivateFolder folder;
+  return FromPath(folder.path / name);
 }
 
 std::wstring InputName(const std::wstring& path) {

@@ -3,6 +3,9 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
+
+#include "orv/platform/new_file.h"
 
 /// Reading and writing files, and reading numbers, for commands. The path "-" stands for standard
 /// input and standard output.
@@ -17,16 +20,31 @@ inline constexpr wchar_t kStandardStream[] = L"-";
 bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset = 0,
               std::size_t most = std::string::npos);
 
-/// Writes a file anew: afterwards it holds the new content, or after a failure, which gives false,
-/// still the old one. To standard output it goes by `PrintContent`.
-bool WriteFile(const std::wstring& path, std::string_view bytes);
+/// A file that is written anew: it holds the old content until `Commit`, and then, or when it
+/// fails, all of the new or of the old. Standard output and what is no file get the content at the
+/// commit, the former by `PrintContent`.
+class OutputFile {
+ public:
+  explicit OutputFile(std::wstring path) : path_(std::move(path)) {}
 
-/// The name beside a file under which its new content is made; for standard output one in a
-/// folder for temporary files that only the user can look into, the same one every time.
-std::wstring PartOf(const std::wstring& path);
-/// Puts a finished file into the place of another, never of a folder or a device, or writes it to
-/// standard output; on failure removes it and gives false.
-bool MoveOver(const std::wstring& part, const std::wstring& path);
+  const std::wstring& path() const { return path_; }
+  /// Takes the whole content; false when there is no room for it, or no place.
+  bool Write(std::string bytes);
+  bool Commit();
+
+ private:
+  std::wstring path_;
+  NewFile file_;
+  bool isReplaced_ = false;
+  std::string bytes_;  ///< for what cannot be replaced
+};
+
+/// Writes one file in this way.
+bool WriteFile(const std::wstring& path, std::string bytes);
+
+/// A path in a folder for temporary files that only the user can look into and that goes when the
+/// program ends.
+std::wstring TemporaryPath(const wchar_t* name);
 
 /// What messages call a file that is read.
 std::wstring InputName(const std::wstring& path);

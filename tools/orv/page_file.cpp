@@ -6,6 +6,7 @@
 
 #include "orv/imaging/bitmap_helper.h"
 #include "orv/platform/files.h"
+#include "orv/platform/letter_case.h"
 #include "tools/orv/commands.h"
 #include "tools/orv/input.h"
 #include "tools/orv/output.h"
@@ -55,6 +56,19 @@ PagePointer OverWhite(Bitmap* page) {
   return flat;
 }
 
+/// Whether two paths lead to one file. For files that are not there yet their folder and name
+/// count; names that differ in case alone are one file on some systems.
+bool IsSamePlace(const std::wstring& one, const std::wstring& other) {
+  const auto folder = [](const std::wstring& path) {
+    std::error_code error;
+    return std::filesystem::absolute(ToPath(path), error).parent_path();
+  };
+  std::error_code error;
+  return std::filesystem::equivalent(ToPath(one), ToPath(other), error) ||
+         (LowerCase(FileNameOf(one)) == LowerCase(FileNameOf(other)) &&
+          std::filesystem::equivalent(folder(one), folder(other), error));
+}
+
 }  // namespace
 
 PagePointer LoadPage(const std::wstring& path) {
@@ -97,27 +111,32 @@ std::optional<double> PngResolution(const std::wstring& path) {
   return {};
 }
 
-PageFiles::~PageFiles() {
-  std::error_code error;
-  for (const auto& [part, path] : files_) std::filesystem::remove(ToPath(part), error);
+std::string PngOf(Bitmap* page) {
+  // Systems write files only.
+  const std::wstring path = TemporaryPath(L"page.png");
+  const PagePointer twoColoured = TwoColoured(page);
+  if (twoColoured != nullptr) page = twoColoured.get();
+  std::string bytes;
+  if (SavePng(page, path.c_str()) != Ok || !ReadFile(path, &bytes)) {
+    Fail(kUnreadable, L"cannot write " + path);
+  }
+  std::error_code ignored;
+  std::filesystem::remove(ToPath(path), ignored);
+  return bytes;
 }
 
 void PageFiles::Add(Bitmap* page, const std::wstring& path) {
-  for (const auto& [part, earlier] : files_) {
-    std::error_code error;
-    if (std::filesystem::equivalent(ToPath(part), ToPath(PartOf(path)), error)) {
+  for (const OutputFile& earlier : files_) {
+    if (IsSamePlace(earlier.path(), path)) {
       Fail(kUsage, L"two results cannot go to one file: " + path);
     }
   }
-  files_.emplace_back(PartOf(path), path);
-  const PagePointer twoColoured = TwoColoured(page);
-  if (twoColoured != nullptr) page = twoColoured.get();
-  if (SavePng(page, files_.back().first.c_str()) != Ok) Fail(kUnreadable, L"cannot write " + path);
+  if (!files_.emplace_back(path).Write(PngOf(page))) Fail(kUnreadable, L"cannot write " + path);
 }
 
 void PageFiles::Finish() {
-  for (const auto& [part, path] : files_) {
-    if (!MoveOver(part, path)) Fail(kUnreadable, L"cannot write " + path);
+  for (OutputFile& file : files_) {
+    if (!file.Commit()) Fail(kUnreadable, L"cannot write " + file.path());
   }
   files_.clear();
 }

@@ -2,13 +2,13 @@
 
 #include <cstdint>
 #include <cstring>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "orv/platform/graphics.h"
+#include "tools/orv/input.h"
 
 /// Page images as files, for the commands.
 
@@ -23,22 +23,20 @@ PagePointer LoadPage(const std::wstring& path);
 /// they know none, and for pixels that are not square.
 std::optional<double> PngResolution(const std::wstring& path);
 
+/// A page as the bytes of a PNG file; ends the command when there is no room for one.
+std::string PngOf(Bitmap* page);
+
 /// The files that a command writes: all of them, or none when one cannot be written, which ends the
 /// command.
 class PageFiles {
  public:
-  PageFiles() = default;
-  PageFiles(const PageFiles&) = delete;
-  PageFiles& operator=(const PageFiles&) = delete;
-  ~PageFiles();
-
-  /// Writes a page beside the place that it is for.
+  /// Writes a page that is for this place.
   void Add(Bitmap* page, const std::wstring& path);
   /// Puts every page into its place.
   void Finish();
 
  private:
-  std::vector<std::pair<std::wstring, std::wstring>> files_;  ///< where they are and are for
+  std::deque<OutputFile> files_;  ///< written, not yet in their places
 };
 
 /// The pixels of a page, locked as 24 bits until the end of the scope.

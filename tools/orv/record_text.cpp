@@ -249,8 +249,8 @@ tagOEMDEV ReadRecord(const std::wstring& path) {
 }
 
 void WriteRecord(const std::wstring& path, const tagOEMDEV& record, bool asText) {
-  const std::string text = asText ? RecordAsText(record) : std::string();
-  if (!WriteFile(path, asText ? std::string_view(text) : RecordBytes(record, 0, sizeof(record)))) {
+  if (!WriteFile(path, asText ? RecordAsText(record)
+                              : std::string(RecordBytes(record, 0, sizeof(record))))) {
     Fail(kUnreadable, L"cannot write " + path);
   }
 }

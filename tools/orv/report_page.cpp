@@ -13,21 +13,6 @@
 namespace orv::tool {
 namespace {
 
-/// A page as the bytes of a PNG file. Systems write files only: one lies in the folder for
-/// temporary files meanwhile.
-std::string PngOf(Bitmap* page) {
-  std::random_device random;
-  std::error_code error;
-  const std::wstring path =
-      FromPath(std::filesystem::temp_directory_path(error) /
-               ToPath(Format(L"orv_report_%08x%08x.png", random(), random())));
-  PageFiles files;
-  files.Add(page, path);
-  std::string bytes;
-  if (!ReadFile(PartOf(path), &bytes)) Fail(kUnreadable, L"cannot read " + PartOf(path));
-  return bytes;
-}
-
 std::wstring DataUrl(const std::string& png) {
   std::wstring text = CMarkup::EncodeBase64(reinterpret_cast<const unsigned char*>(png.data()),
                                             static_cast<int>(png.size()));

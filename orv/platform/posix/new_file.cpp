@@ -1,6 +1,7 @@
 #include "orv/platform/new_file.h"
 
 #include <fcntl.h>
+#include <limits.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -48,7 +49,10 @@ bool NewFile::Open(const std::wstring& path) {
   const bool exists = stat(path_.c_str(), &status) == 0;
   if (exists ? !S_ISREG(status.st_mode) : errno != ENOENT) return false;
 
-  temporaryPath_ = path_.native() + ".XXXXXX";
+  // A name may be as long as the system allows: what is added must have room.
+  constexpr std::string_view kSuffix = ".XXXXXX";
+  std::string name = path_.filename().native().substr(0, NAME_MAX - kSuffix.size());
+  temporaryPath_ = (path_.parent_path() / name.append(kSuffix)).native();
   const int file = mkostemp(temporaryPath_.data(), O_CLOEXEC);
   if (file < 0) return false;
   handle_ = ToHandle(file);

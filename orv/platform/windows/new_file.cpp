@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "orv/platform/files.h"
+
 namespace orv {
 
 NewFile::~NewFile() {
@@ -13,11 +15,14 @@ NewFile::~NewFile() {
 }
 
 bool NewFile::Open(const std::wstring& path) {
-  path_ = path;
-  // A name beside the file that nobody else uses.
+  path_ = ToPath(path);
+  // A name beside the file that nobody else uses; what is added to a long one must have room.
+  constexpr std::size_t kMostOfName = 200;
+  const std::wstring name = path_.filename().native().substr(0, kMostOfName);
   for (unsigned attempt = 0; attempt < 100; ++attempt) {
-    temporaryPath_ = path + L"." + std::to_wstring(GetCurrentProcessId()) + L"-" +
-                     std::to_wstring(GetTickCount() + attempt) + L".tmp";
+    const std::wstring own = name + L"." + std::to_wstring(GetCurrentProcessId()) + L"-" +
+                             std::to_wstring(GetTickCount() + attempt) + L".tmp";
+    temporaryPath_ = (path_.parent_path() / own).native();
     const HANDLE file = CreateFileW(temporaryPath_.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
                                     FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file != INVALID_HANDLE_VALUE) {
