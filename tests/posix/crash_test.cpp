@@ -1,0 +1,353 @@
+/// What is left of files when the process that writes them is killed, or the disk is full: each is
+/// the old or the new one, whole. `ORV_CRASH_ROUNDS` makes the rounds more, `ORV_CRASH_SEED` repeats
+/// a run that failed.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sqlite3.h>
+#include <sys/mman.h>
+#include <sys/ptrace.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cstdlib>
+#include <map>
+#include <random>
+#include <set>
+
+#include "orv/platform/registry.h"
+#include "orv/text/utf8.h"
+#include "tests/fixtures.h"
+
+namespace {
+
+using orv::RegistryAccess;
+using orv::RegistryKey;
+using orv::RegistryValue;
+using orv::test::ReadBytes;
+using orv::test::SetVariable;
+
+unsigned NumberFrom(const char* variable, unsigned byDefault) {
+  const char* const text = std::getenv(variable);
+  return text == nullptr ? byDefault : static_cast<unsigned>(std::strtoul(text, nullptr, 10));
+}
+
+class Crash : public testing::Test {
+ protected:
+  unsigned Below(unsigned limit) { return static_cast<unsigned>(random_() % limit); }
+
+  const unsigned seed_ = NumberFrom("ORV_CRASH_SEED", std::random_device()());
+  std::mt19937 random_{seed_};
+  orv::test::TemporaryFolder folder_;
+  testing::ScopedTrace trace_{__FILE__, __LINE__, "ORV_CRASH_SEED=" + std::to_string(seed_)};
+};
+
+// The settings store.
+
+constexpr unsigned kWriters = 3;
+constexpr wchar_t kKey[] = L"Crash";
+
+/// The value that a writer writes in a step; some take several pages of the file.
+std::wstring TextOf(unsigned writer, unsigned step) {
+  return std::to_wstring(writer) + L' ' + std::to_wstring(step) +
+         std::wstring(step * 7919 % 5000, static_cast<wchar_t>(L'a' + step % 26));
+}
+
+std::wstring KeyOf(unsigned writer) { return std::wstring(kKey) + L"\\w" + std::to_wstring(writer); }
+
+/// What a writer's keys hold.
+struct State {
+  std::wstring value;
+  bool hasSubKey = false;
+  bool operator==(const State&) const = default;
+};
+
+/// After a step: odd ones set the value, even ones make and delete a key in turn.
+State StateAfter(unsigned writer, unsigned step) {
+  return {step == 0 ? L"" : TextOf(writer, (step - 1) | 1), step >= 4 && step % 4 < 2};
+}
+
+bool RunStep(unsigned writer, unsigned step) {
+  RegistryKey key;
+  if (key.Create(HKEY_CURRENT_USER, KeyOf(writer)) != ERROR_SUCCESS) return false;
+  if (step % 4 == 0) return RegistryKey().Create(key.get(), L"sub\\key") == ERROR_SUCCESS;
+  if (step % 4 == 2) {
+    const LONG error = orv::DeleteRegistryTree(key.get(), L"sub");
+    return error == ERROR_SUCCESS || (step == 2 && error == ERROR_FILE_NOT_FOUND);
+  }
+  const RegistryValue value = RegistryValue::FromText(TextOf(writer, step));
+  RegistryKey shared;
+  return orv::SetRegistryValue(key.get(), L"Value", value) == ERROR_SUCCESS &&
+         shared.Open(HKEY_CURRENT_USER, kKey, RegistryAccess::kReadWrite) == ERROR_SUCCESS &&
+         orv::SetRegistryValue(shared.get(), L"Shared", value) == ERROR_SUCCESS;
+}
+
+std::wstring ReadText(const std::wstring& path, const wchar_t* name) {
+  RegistryKey key;
+  RegistryValue value;
+  if (key.Open(HKEY_CURRENT_USER, path, RegistryAccess::kRead) == ERROR_SUCCESS) {
+    orv::GetRegistryValue(key.get(), name, &value);
+  }
+  return value.Text();
+}
+
+State ReadState(unsigned writer) {
+  RegistryKey sub;
+  return {ReadText(KeyOf(writer), L"Value"),
+          sub.Open(HKEY_CURRENT_USER, KeyOf(writer) + L"\\sub\\key", RegistryAccess::kRead) ==
+              ERROR_SUCCESS};
+}
+
+/// What SQLite itself says of the file, over a connection of its own.
+std::string CheckStore(const std::filesystem::path& file) {
+  if (!std::filesystem::exists(file)) return "ok";  // killed before it was made
+  sqlite3* database = nullptr;
+  std::string said;
+  const auto add = [](void* to, int, char** columns, char**) {
+    *static_cast<std::string*>(to) += columns[0];
+    return 0;
+  };
+  if (sqlite3_open_v2(file.c_str(), &database, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK ||
+      sqlite3_exec(database, "PRAGMA integrity_check", add, &said, nullptr) != SQLITE_OK) {
+    said = sqlite3_errmsg(database);
+  }
+  sqlite3_close(database);
+  return said;
+}
+
+/// How far a writer has got, in memory that outlives it.
+struct Progress {
+  std::atomic<unsigned> begun;
+  std::atomic<unsigned> done;
+};
+
+TEST_F(Crash, KilledWritersLeaveTheSettingsOldOrNew) {
+  void* const shared = mmap(nullptr, sizeof(Progress) * kWriters, PROT_READ | PROT_WRITE,
+                            MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(shared, MAP_FAILED);
+  auto* const progress = static_cast<Progress*>(shared);
+  constexpr unsigned kRoundsPerStore = 8;
+  unsigned steps = 0;
+  for (unsigned round = 0; round < NumberFrom("ORV_CRASH_ROUNDS", 24); ++round) {
+    SCOPED_TRACE("round " + std::to_string(round));
+    const std::filesystem::path store =
+        folder_.path() / ("store" + std::to_string(round / kRoundsPerStore));
+    SetVariable("ORV_REGISTRY_DIR", store.native());
+    std::array<pid_t, kWriters> writers{};
+    for (unsigned writer = 0; writer < kWriters; ++writer) {
+      if (round % kRoundsPerStore == 0) progress[writer].begun = progress[writer].done = 0;
+      // A step that was cut off may have happened or not: the next one goes on behind it.
+      progress[writer].done = progress[writer].begun.load();
+      writers[writer] = fork();
+      if (writers[writer] != 0) continue;
+      for (;;) {
+        if (!RunStep(writer, ++progress[writer].begun)) _exit(1);
+        ++progress[writer].done;
+      }
+    }
+    usleep(Below(round % kRoundsPerStore == 0 ? 10'000 : 40'000));
+    std::array<int, kWriters> ends{};
+    for (const pid_t writer : writers) kill(writer, SIGKILL);
+    for (unsigned i = 0; i < kWriters; ++i) waitpid(writers[i], &ends[i], 0);
+
+    for (unsigned writer = 0; writer < kWriters; ++writer) {
+      EXPECT_TRUE(WIFSIGNALED(ends[writer])) << "a step failed";
+      const unsigned begun = progress[writer].begun;
+      const State state = ReadState(writer);
+      EXPECT_TRUE(state == StateAfter(writer, progress[writer].done) ||
+                  state == StateAfter(writer, begun))
+          << writer << " step " << begun << " value "
+          << orv::WideToUtf8(state.value.substr(0, 20)) << " key " << state.hasSubKey;
+      // The cut-off step counts as done from here on; where it was not, it is made up for.
+      if (begun != 0 && state != StateAfter(writer, begun)) RunStep(writer, begun);
+      steps += begun;
+    }
+    // The last of all writers' values: one of them, whole.
+    const std::wstring last = ReadText(kKey, L"Shared");
+    if (!last.empty()) {
+      unsigned writer = 0;
+      unsigned step = 0;
+      ASSERT_EQ(std::swscanf(last.c_str(), L"%u %u", &writer, &step), 2);
+      EXPECT_EQ(last, TextOf(writer, step));
+    }
+    EXPECT_EQ(CheckStore(store / "user.sqlite"), "ok");
+    if (HasFailure()) break;
+  }
+  SetVariable("ORV_REGISTRY_DIR", {});
+  munmap(shared, sizeof(Progress) * kWriters);
+  EXPECT_GT(steps, 100u);
+}
+
+// Files that the program writes.
+
+/// Runs the program under the eyes of this one. At a stop, before or behind a system call, the
+/// process may be killed: after `mostStops` of them. Gives the number of stops to the end, or -1
+/// where processes cannot be watched.
+int RunWatched(const std::vector<std::string>& arguments, int mostStops) {
+  std::vector<const char*> argv = {ORV_PROGRAM};
+  for (const std::string& argument : arguments) argv.push_back(argument.c_str());
+  argv.push_back(nullptr);
+  const pid_t process = fork();
+  if (process == 0) {
+    // The sanitizers' search for leaks needs to watch the process, too.
+    setenv("ASAN_OPTIONS", "detect_leaks=0", 1);
+    if (std::freopen("/dev/null", "w", stdout) == nullptr ||
+        ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) {
+      _exit(1);
+    }
+    raise(SIGSTOP);
+    execv(argv[0], const_cast<char**>(argv.data()));
+    _exit(1);
+  }
+  int status = 0;
+  int stops = -1;
+  while (waitpid(process, &status, 0) == process && WIFSTOPPED(status)) {
+    if (++stops == mostStops) kill(process, SIGKILL);
+    const int signal = WSTOPSIG(status) == SIGTRAP || stops == 0 ? 0 : WSTOPSIG(status);
+    if (ptrace(PTRACE_SYSCALL, process, nullptr, signal) != 0 && stops != mostStops) break;
+  }
+  return stops;
+}
+
+/// A command, and the files that it writes.
+struct Command {
+  std::vector<std::string> arguments;
+  std::vector<std::string> targets;
+};
+
+class ReplacedFiles : public Crash {
+ protected:
+  ReplacedFiles() {
+    SetVariable("ORV_REGISTRY_DIR", File("settings"));
+    const std::filesystem::path examples = ORV_EXAMPLES;
+    std::filesystem::create_directory(folder_.path() / "out");
+    std::string text = ReadBytes(examples / "orv_conf_lx300.xml");
+    text.replace(text.find(">LXB-2<"), 7, ">LXB-3<");
+    orv::test::WriteBytes(File("plain.xml"), text);
+    Run({"config", "protect", File("plain.xml"), File("protected.xml")});
+    Run({"config", "sign", File("plain.xml")});
+    Run({"printers", "add", "Label 1", "ORV-LX 300"});
+    Run({"stock", "add", "Shelf", "--common"});
+    page_ = (examples / "label_page.png").string();
+  }
+  ~ReplacedFiles() override { SetVariable("ORV_REGISTRY_DIR", {}); }
+
+  std::string File(const std::string& name) const { return (folder_.path() / name).string(); }
+  std::string Out(const std::string& name) const { return File("out/" + name); }
+  static void Run(const std::vector<std::string>& arguments) {
+    const orv::test::ProgramResult result = orv::test::RunProgram(ORV_PROGRAM, arguments);
+    EXPECT_EQ(result.exitCode, 0) << result.messages;
+  }
+
+  std::vector<Command> Commands() const {
+    return {
+        {{"config", "sign", Out("a.xml")}, {"a.xml"}},
+        {{"config", "sign", Out("p.xml")}, {"p.xml"}},
+        {{"config", "protect", File("plain.xml"), Out("b.xml")}, {"b.xml"}},
+        {{"config", "unprotect", File("protected.xml"), Out("c.xml")}, {"c.xml"}},
+        {{"xml", "set", Out("d.xml"), "/xmlData/@new", "value"}, {"d.xml"}},
+        {{"xml", "convert", File("plain.xml"), "--to", "UTF-16", "-o", Out("e.xml")}, {"e.xml"}},
+        {{"page", "dither", page_, Out("f.png")}, {"f.png"}},
+        {{"page", "split", page_, "--background", Out("g.png"), "--colour", "E02020", "--highlight",
+          Out("h.png")},
+         {"g.png", "h.png"}},
+        {{"devmode", "default", "Label 1", "--config-dir", ORV_EXAMPLES, "-o", Out("i.dev")},
+         {"i.dev"}},
+        {{"registry", "export", "HKCU\\Software", "-o", Out("j.reg")}, {"j.reg"}},
+        {{"stock", "export", "--common", "-o", Out("k.reg")}, {"k.reg"}},
+    };
+  }
+
+  /// Puts the old files of a command into their places; gives their content.
+  std::string PutOld(const Command& command) const {
+    std::filesystem::remove_all(Out(""));
+    std::filesystem::create_directory(Out(""));
+    std::string old = "old";
+    const std::string& verb = command.arguments[1];
+    if (verb == "sign" || verb == "set") {
+      old = ReadBytes(File(command.targets[0] == "p.xml" ? "protected.xml" : "plain.xml"));
+      if (verb == "sign" && command.targets[0] == "a.xml") {
+        old.replace(old.find("LXB-3"), 5, "LXB-4");
+      }
+    }
+    for (const std::string& target : command.targets) orv::test::WriteBytes(Out(target), old);
+    return old;
+  }
+
+  std::map<std::string, std::string> OutFiles() const {
+    std::map<std::string, std::string> files;
+    for (const auto& entry : std::filesystem::directory_iterator(Out(""))) {
+      files[entry.path().filename().string()] = ReadBytes(entry.path());
+    }
+    return files;
+  }
+
+  std::string page_;
+};
+
+TEST_F(ReplacedFiles, AreOldOrNewWhenTheirWriterIsKilled) {
+  const unsigned rounds = NumberFrom("ORV_CRASH_ROUNDS", 8);
+  for (const Command& command : Commands()) {
+    SCOPED_TRACE(command.arguments[0] + " " + command.arguments[1]);
+    const std::string old = PutOld(command);
+    const int stops = RunWatched(command.arguments, -1);
+    if (stops < 0) GTEST_SKIP() << "processes cannot be watched here";
+    const std::map<std::string, std::string> made = OutFiles();
+    ASSERT_EQ(made.size(), command.targets.size());
+    for (const auto& [name, bytes] : made) ASSERT_NE(bytes, old);
+    // Most of a run is the start; files are written in the last of its calls.
+    for (unsigned round = 0; round < rounds; ++round) {
+      const int last = std::min(stops, round % 4 == 0 ? stops : 100);
+      const int at = stops - static_cast<int>(Below(static_cast<unsigned>(last)));
+      PutOld(command);
+      RunWatched(command.arguments, at);
+      for (const auto& [name, bytes] : OutFiles()) {
+        const auto target = made.find(name);
+        if (target != made.end()) {
+          EXPECT_TRUE(bytes == old || bytes == target->second)
+              << name << " of " << bytes.size() << " bytes at stop " << at << " of " << stops;
+        } else {
+          // What lies beside it is known by its name.
+          EXPECT_EQ(made.count(name.substr(0, name.size() - std::min(name.size(), sizeof ".XXXXXX" - 1))), 1u)
+              << name;
+        }
+      }
+      for (const std::string& target : command.targets) {
+        EXPECT_TRUE(std::filesystem::exists(Out(target))) << target << " at stop " << at;
+      }
+    }
+    if (HasFailure()) break;
+  }
+}
+
+TEST_F(ReplacedFiles, StayWhenTheDiskIsFull) {
+  // No file may become longer than the limit, as on a disk that has no more room.
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+  const auto handler = signal(SIGXFSZ, SIG_IGN);
+  for (const Command& command : Commands()) {
+    SCOPED_TRACE(command.arguments[0] + " " + command.arguments[1]);
+    PutOld(command);
+    Run(command.arguments);
+    const std::size_t size = ReadBytes(Out(command.targets[0])).size();
+    const std::string old = PutOld(command);
+    for (const std::size_t room : {size - 1, size / 2}) {
+      const rlimit limit{room, before.rlim_max};
+      setrlimit(RLIMIT_FSIZE, &limit);
+      const orv::test::ProgramResult result =
+          orv::test::RunProgram(ORV_PROGRAM, command.arguments);
+      setrlimit(RLIMIT_FSIZE, &before);
+      EXPECT_EQ(result.exitCode, 3) << room;
+      EXPECT_NE(result.messages.find("cannot write"), std::string::npos) << result.messages;
+      const std::map<std::string, std::string> files = OutFiles();
+      EXPECT_EQ(files.size(), command.targets.size());  // nothing lies beside them
+      for (const auto& [name, bytes] : files) EXPECT_TRUE(bytes == old) << name;
+    }
+  }
+  signal(SIGXFSZ, handler);
+}
+
+}  // namespace
