@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <fstream>
 #include <mutex>
@@ -119,6 +120,30 @@ void WriteBytes(const std::filesystem::path& path, std::string_view bytes) {
   file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   file.close();
   EXPECT_FALSE(file.fail()) << path;
+}
+
+std::wstring WithoutTimes(std::wstring text) {
+  constexpr std::wstring_view kPattern = L"00.00.0000\t00:00:00.000\t";  // 0 is any digit
+  for (std::size_t at = 0; at + kPattern.size() <= text.size(); ++at) {
+    if (std::equal(kPattern.begin(), kPattern.end(), text.begin() + static_cast<std::ptrdiff_t>(at),
+                   [](wchar_t wanted, wchar_t is) {
+                     return wanted == L'0' ? is >= L'0' && is <= L'9' : is == wanted;
+                   })) {
+      text.replace(at, kPattern.size(), L"<time>\t");
+    }
+  }
+  return text;
+}
+
+std::wstring ReadLog(const std::filesystem::path& path) {
+  const std::string bytes = ReadBytes(path);
+  std::wstring text;
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+    text.push_back(static_cast<wchar_t>(static_cast<unsigned char>(bytes[i]) |
+                                        static_cast<unsigned char>(bytes[i + 1]) << 8));
+  }
+  EXPECT_EQ(bytes, Utf16Bytes(text));  // whole units
+  return WithoutTimes(text);
 }
 
 std::string ToHex(std::string_view bytes) {

@@ -114,6 +114,11 @@ class LogCapture {
   int toFile_ = CLogger::m_bWriteLogToFile;
 };
 
+/// A log's text with each date and time as "<time>".
+std::wstring WithoutTimes(std::wstring text);
+/// Such a text from a log file.
+std::wstring ReadLog(const std::filesystem::path& path);
+
 /// A file's bytes; a failure of the test and nothing when it cannot be read.
 std::string ReadBytes(const std::filesystem::path& path);
 void WriteBytes(const std::filesystem::path& path, std::string_view bytes);

@@ -16,6 +16,7 @@ using orv::test::DebugCapture;
 using orv::test::ScratchRegistry;
 using orv::test::SetSetting;
 using orv::test::TemporaryFolder;
+using orv::test::WithoutTimes;
 
 constexpr wchar_t kHeader[] = L"Date\tTime\tMessage Type\tProcess\tDLL\tSource\tMessage\r\n";
 
@@ -29,20 +30,6 @@ std::wstring OwnName() {
   std::wstring path;
   orv::GetModulePath(nullptr, &path);
   return orv::FileNameOf(path);
-}
-
-/// A log's text with each date and time as "<time>".
-std::wstring WithoutTimes(std::wstring text) {
-  constexpr std::wstring_view kPattern = L"00.00.0000\t00:00:00.000\t";  // 0 is any digit
-  for (std::size_t at = 0; at + kPattern.size() <= text.size(); ++at) {
-    if (std::equal(kPattern.begin(), kPattern.end(), text.begin() + static_cast<std::ptrdiff_t>(at),
-                   [](wchar_t wanted, wchar_t is) {
-                     return wanted == L'0' ? is >= L'0' && is <= L'9' : is == wanted;
-                   })) {
-      text.replace(at, kPattern.size(), L"<time>\t");
-    }
-  }
-  return text;
 }
 
 class LoggerTest : public testing::Test {
@@ -69,14 +56,7 @@ class LoggerTest : public testing::Test {
   /// The log file's text without its times; empty when there is none.
   static std::wstring LogText() {
     if (!std::filesystem::exists(LogFile())) return {};
-    const std::string bytes = orv::test::ReadBytes(LogFile());
-    std::wstring text;
-    for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-      text.push_back(static_cast<wchar_t>(static_cast<unsigned char>(bytes[i]) |
-                                          static_cast<unsigned char>(bytes[i + 1]) << 8));
-    }
-    EXPECT_EQ(bytes, orv::test::Utf16Bytes(text));  // whole units
-    return WithoutTimes(text);
+    return orv::test::ReadLog(LogFile());
   }
   /// The four lines that a start writes, without the header.
   static std::wstring Banner(const std::wstring& level) {

@@ -1,6 +1,6 @@
 /// What is left of files when the process that writes them is killed, or the disk is full: each is
-/// the old or the new one, whole. `ORV_CRASH_ROUNDS` makes the rounds more, `ORV_CRASH_SEED` repeats
-/// a run that failed.
+/// the old or the new one, whole. `ORV_CRASH_ROUNDS` makes the rounds more, `ORV_CRASH_SEED`
+/// repeats a run that failed.
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -56,7 +56,9 @@ std::wstring TextOf(unsigned writer, unsigned step) {
          std::wstring(step * 7919 % 5000, static_cast<wchar_t>(L'a' + step % 26));
 }
 
-std::wstring KeyOf(unsigned writer) { return std::wstring(kKey) + L"\\w" + std::to_wstring(writer); }
+std::wstring KeyOf(unsigned writer) {
+  return std::wstring(kKey) + L"\\w" + std::to_wstring(writer);
+}
 
 /// What a writer's keys hold.
 struct State {
@@ -159,8 +161,8 @@ TEST_F(Crash, KilledWritersLeaveTheSettingsOldOrNew) {
       const State state = ReadState(writer);
       EXPECT_TRUE(state == StateAfter(writer, progress[writer].done) ||
                   state == StateAfter(writer, begun))
-          << writer << " step " << begun << " value "
-          << orv::WideToUtf8(state.value.substr(0, 20)) << " key " << state.hasSubKey;
+          << writer << " step " << begun << " value " << orv::WideToUtf8(state.value.substr(0, 20))
+          << " key " << state.hasSubKey;
       // The cut-off step counts as done from here on; where it was not, it is made up for.
       if (begun != 0 && state != StateAfter(writer, begun)) RunStep(writer, begun);
       steps += begun;
@@ -311,7 +313,9 @@ TEST_F(ReplacedFiles, AreOldOrNewWhenTheirWriterIsKilled) {
               << name << " of " << bytes.size() << " bytes at stop " << at << " of " << stops;
         } else {
           // What lies beside it is known by its name.
-          EXPECT_EQ(made.count(name.substr(0, name.size() - std::min(name.size(), sizeof ".XXXXXX" - 1))), 1u)
+          EXPECT_EQ(
+              made.count(name.substr(0, name.size() - std::min(name.size(), sizeof ".XXXXXX" - 1))),
+              1u)
               << name;
         }
       }
@@ -337,8 +341,7 @@ TEST_F(ReplacedFiles, StayWhenTheDiskIsFull) {
     for (const std::size_t room : {size - 1, size / 2}) {
       const rlimit limit{room, before.rlim_max};
       setrlimit(RLIMIT_FSIZE, &limit);
-      const orv::test::ProgramResult result =
-          orv::test::RunProgram(ORV_PROGRAM, command.arguments);
+      const orv::test::ProgramResult result = orv::test::RunProgram(ORV_PROGRAM, command.arguments);
       setrlimit(RLIMIT_FSIZE, &before);
       EXPECT_EQ(result.exitCode, 3) << room;
       EXPECT_NE(result.messages.find("cannot write"), std::string::npos) << result.messages;

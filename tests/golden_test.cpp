@@ -1,0 +1,344 @@
+/// The same bytes everywhere: what the library makes of fixed inputs is in tests/golden, and every
+/// compiler, optimisation, system, instruction set and locale must make the same of them.
+/// `ORV_GOLDEN_WRITE=1` writes those files anew. Long results stand there as their SHA-256 digests.
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cstdlib>
+#include <functional>
+#include <random>
+#include <thread>
+
+#include "orv/config/configs_cache.h"
+#include "orv/crypto/crypto_helper.h"
+#include "orv/crypto/encryption_aes.h"
+#include "orv/devmode/stock_items.h"
+#include "orv/imaging/bitmap_helper.h"
+#include "orv/imaging/pixels.h"
+#include "orv/logging/log_file.h"
+#include "orv/platform/files.h"
+#include "orv/platform/modules.h"
+#include "orv/text/utf8.h"
+#include "orv/xml/markup.h"
+#include "tests/devmode_fixture.h"
+
+namespace {
+
+using orv::FromPath;
+using orv::WideToUtf8;
+using orv::test::ReadBytes;
+using orv::test::TemporaryFolder;
+
+std::string Digest(std::string_view bytes) { return WideToUtf8(orv::Sha256HexOf(bytes)); }
+std::string Digest(const void* data, std::size_t size) {
+  return Digest({static_cast<const char*>(data), size});
+}
+/// Short bytes in hexadecimal, long ones as their number and digest.
+std::string Show(const std::string& bytes) {
+  return bytes.size() <= 64 ? orv::test::ToHex(bytes)
+                            : std::to_string(bytes.size()) + " bytes " + Digest(bytes);
+}
+
+/// Every place of a text where `what` stands, replaced.
+std::wstring Replaced(std::wstring text, const std::wstring& what, std::wstring_view by) {
+  for (std::size_t at = 0; (at = text.find(what, at)) != text.npos; at += by.size()) {
+    text.replace(at, what.size(), by);
+  }
+  return text;
+}
+
+/// A printer with its configuration and items, as an application finds it.
+class Printer {
+ public:
+  Printer() {
+    const std::wstring own = orv::StockItemsPath(L"Label 1", orv::test::kTestDriver);
+    std::mt19937 random(7);
+    for (std::uint32_t i = 1; i <= 3; ++i) {
+      StockItem item;
+      item.guid.Data1 = i;
+      item.DisplayName = L"Stock \u20ac " + std::to_wstring(i);
+      for (const orv::StockValue& value : orv::StockValues()) item.*value.field = random() % 60000;
+      EXPECT_EQ(orv::WriteStockItem(i == 2 ? orv::kCommonStockItemsPath : own, item),
+                ERROR_SUCCESS);
+    }
+  }
+  ~Printer() { ConfigsCache::ReleaseInstance(); }
+
+  /// Merges a record with a public one and gives the result; the latter's result is in `out`.
+  HRESULT Merge(const tagOEMDEV& record, const DEVMODEW& in, tagOEMDEV* merged, DEVMODEW* out) {
+    tagOEMDEV input = record;
+    DEVMODEW publicIn = in;
+    OEMDMPARAM param{};
+    param.hPrinter = printer_.handle();
+    param.pOEMDMIn = &input;
+    param.pOEMDMOut = merged;
+    param.pPublicDMIn = &publicIn;
+    param.pPublicDMOut = out;
+    merged->dwSignature = tagOEMDEV::kSignature;
+    return hrOEMDevMode(&module_.client, cache_, L"Label 1", OEMDM_MERGE, &param);
+  }
+
+  orv::test::ModuleFolder& module() { return module_; }
+
+ private:
+  orv::test::ScratchRegistry registry_;
+  orv::test::TestPrinter printer_{L"Label 1", orv::test::kTestDriver};
+  orv::test::ModuleFolder module_;
+  ConfigsCache* cache_ = ConfigsCache::GetInstance();
+};
+
+/// A record with everything in it that bytes can be, in front or behind or in some places.
+tagOEMDEV RandomRecord(std::mt19937* random, unsigned oneIn) {
+  tagOEMDEV record{};
+  record.dwSize = tagOEMDEV::kSize;
+  record.dwVersion = tagOEMDEV::kVersion;
+  for (std::size_t at = 12; at < sizeof(record); at += 4) {
+    const std::uint32_t word = (*random)();
+    const std::uint32_t limit = 1u << (*random)() % 32;
+    if ((*random)() % oneIn == 0) orv::test::SetWord(&record, at, word % limit);
+  }
+  record.dwSignature = tagOEMDEV::kSignature;
+  return record;
+}
+
+std::string Records() {
+  Printer printer;
+  const orv::test::LogCapture log;
+  std::string text;
+  std::mt19937 random(2024);
+  for (int i = 0; i < 24; ++i) {
+    tagOEMDEV record = RandomRecord(&random, 1 + i % 4);
+    record.AllowCustomPageSize = i % 2;
+    DEVMODEW in{};
+    in.dmPaperSize = static_cast<SHORT>(i % 3 == 0 ? 256 : 255 + i % 6);
+    in.dmCopies = static_cast<SHORT>(random() % 3);
+    in.dmPaperWidth = static_cast<SHORT>(random());
+    in.dmPaperLength = static_cast<SHORT>(random());
+    tagOEMDEV merged{};
+    DEVMODEW out{};
+    const HRESULT result = printer.Merge(record, in, &merged, &out);
+    text += WideToUtf8(orv::Format(L"merge %d: %x, %u x %u, paper %d %d x %d, copies %d\n", i,
+                                   static_cast<unsigned>(result), merged.PaperWidth,
+                                   merged.PaperHeight, int{out.dmPaperSize}, int{out.dmPaperWidth},
+                                   int{out.dmPaperLength}, int{out.dmCopies}));
+    text += "  " + Digest(&merged, sizeof merged) + " " + Digest(&out, sizeof out) + "\n";
+    ConvertOrv2Ep(&merged);
+    text += "  older " + Digest(&merged, sizeof merged);
+    ConvertEp2Orv(&record);
+    text += " newer " + Digest(&record, sizeof record) + "\n";
+  }
+  return text;
+}
+
+std::string DigestOf(Bitmap* bitmap) {
+  if (bitmap == nullptr) return "none";
+  const orv::LockedBits bits(bitmap, ImageLockModeRead, PixelFormat32bppARGB);
+  std::string pixels;
+  for (UINT y = 0; y < bits.data()->Height; ++y) {
+    pixels.append(reinterpret_cast<const char*>(bits.Row(static_cast<int>(y))),
+                  std::size_t{bits.data()->Width} * 4);
+  }
+  return Digest(pixels);
+}
+
+std::string Planes() {
+  const orv::GraphicsSession graphics;
+  using Page = std::unique_ptr<Bitmap>;
+  Bitmap* sample = nullptr;
+  EXPECT_EQ(orv::LoadPng(FromPath(ORV_EXAMPLES "/label_page.png").c_str(), &sample), Ok);
+  // Noise of an odd width, with greys and colours on both sides of every border.
+  Page noise(BitmapHelper::CreateBitmap(173, 61, PixelFormat24bppRGB));
+  {
+    std::mt19937 random(5);
+    const orv::LockedBits bits(noise.get(), ImageLockModeWrite, PixelFormat24bppRGB);
+    for (int y = 0; y < 61; ++y) {
+      auto* row = static_cast<BYTE*>(bits.data()->Scan0) + y * bits.data()->Stride;
+      for (int x = 0; x < 173 * 3; ++x) row[x] = static_cast<BYTE>(random() >> (x % 7));
+    }
+  }
+  std::string text;
+  for (const Page& page : {Page(sample), std::move(noise)}) {
+    for (int method = eBitmapDithererNone; method <= eBitmapDithererMatrix16; ++method) {
+      for (const double tolerance : {0.1, 0.35}) {
+        const int threshold = tolerance < 0.2 ? 128 : 200;
+        Color ink(0xFFE02020);
+        const Page dithered(BitmapRasterizer::Dither(
+            page.get(), static_cast<eBitmapDitherer>(method), threshold, ink));
+        Bitmap* planes[2] = {};
+        const int result = BitmapHelper::SplitImage(page.get(), ink, tolerance,
+                                                    static_cast<eBitmapDitherer>(method), threshold,
+                                                    &planes[0], &planes[1]);
+        const Page background(planes[0]);
+        const Page highlight(planes[1]);
+        text += WideToUtf8(orv::Format(L"%u wide, method %d, threshold %d: %d\n", page->GetWidth(),
+                                       method, threshold, result));
+        for (const Page* plane : {&dithered, &background, &highlight}) {
+          text += "  " + DigestOf(plane->get()) + "\n";
+        }
+      }
+    }
+    const Page bits(BitmapHelper::CreateBitmap(static_cast<INT>(page->GetWidth()),
+                                               static_cast<INT>(page->GetHeight()),
+                                               PixelFormat1bppIndexed));
+    BitmapHelper::GetMonochromeImage1BPP(page.get(), bits.get());
+    text += WideToUtf8(orv::Format(L"one bit: %d %d %d %d ",
+                                   BitmapHelper::GetFirstContentRow1BPP(bits.get()),
+                                   BitmapHelper::GetLastContentRow1BPP(bits.get()),
+                                   BitmapHelper::GetFirstContentColumn1BPP(bits.get()),
+                                   BitmapHelper::GetLastContentColumn1BPP(bits.get()))) +
+            DigestOf(bits.get()) + "\n";
+  }
+  return text;
+}
+
+std::string ProtectedFiles() {
+  const TemporaryFolder folder;
+  std::string text;
+  for (const std::size_t size : {0, 1, 15, 16, 17, 43, 100'000}) {
+    std::string plain;
+    for (std::size_t i = 0; i < size; ++i) plain.push_back(static_cast<char>(i * 31 + size));
+    orv::test::WriteBytes(folder.path() / "plain", plain);
+    // A thread of its own begins with the first vector.
+    std::thread([&] {
+      for (int i = 1; i <= 2; ++i) {
+        EXPECT_EQ(CCryptoHelper::AesEncryptFile(folder.Name(L"plain"), folder.Name(L"made"), nullptr),
+                  0u);
+        const std::string made = ReadBytes(folder.path() / "made");
+        text += std::to_string(size) + " bytes, file " + std::to_string(i) + ": " + Show(made) + "\n";
+        EXPECT_EQ(orv::UnprotectBytes(made), plain);
+      }
+    }).join();
+  }
+  return text;
+}
+
+/// The log of loads and a merge at the finest level, with times, this program's name and folders
+/// masked.
+std::string LogLines() {
+  static const TemporaryFolder s_logs;  // the process chooses its folder once
+  Printer printer;
+  for (const auto& entry : std::filesystem::directory_iterator(s_logs.path())) {
+    std::filesystem::remove(entry);
+  }
+  const std::pair<const wchar_t*, std::wstring> settings[] = {
+      {L"LogPath", s_logs.Name()}, {L"LogLevel", L"15"}, {L"WriteLogToDebug", L"0"}};
+  for (const auto& [name, value] : settings) {
+    orv::test::SetSetting(HKEY_CURRENT_USER, L"Test", name, value);
+  }
+  CLoggerClient* const client = &printer.module().client;
+  CLogger::StartLogging(client);
+  const TemporaryFolder files;
+  for (const char* example : {"orv_conf_lx300p.xml", "faulty.xml", "broken.xml", "none.xml"}) {
+    const std::filesystem::path source = std::filesystem::path(ORV_EXAMPLES) / example;
+    if (std::filesystem::exists(source)) {
+      std::filesystem::copy_file(source, files.path() / example);
+    }
+    Config* config = nullptr;
+    CConfigParser::Load(FromPath(files.path() / example), &config, nullptr, client);
+    delete config;
+  }
+  std::mt19937 random(99);
+  const tagOEMDEV record = RandomRecord(&random, 3);
+  DEVMODEW in{};
+  in.dmPaperSize = 258;
+  tagOEMDEV merged{};
+  DEVMODEW out{};
+  printer.Merge(record, in, &merged, &out);
+  CLogger::StopLogging(client);
+  CLogger::m_nLoglevel = eLogLevelError;
+
+  const std::wstring log = orv::test::ReadLog(
+      orv::ToPath(orv::LogFilePath(s_logs.Name(), orv::GetLocalTimeNow())));
+  std::wstring program;
+  orv::GetModulePath(nullptr, &program);
+  std::wstring text = Replaced(log, orv::FileNameOf(program), L"PROGRAM");
+  for (const std::wstring& folder : {files.Name(), printer.module().folder().Name()}) {
+    text = Replaced(text, folder + orv::kPathSeparator, L"FOLDER/");
+  }
+  std::string lines;
+  for (std::size_t at = 0, end; (end = text.find(L"\r\n", at)) != text.npos; at = end + 2) {
+    // What the session says of this process is true of it alone.
+    const std::wstring line = text.substr(at, end - at);
+    if (line.find(L"\tSessionData\t") == line.npos) lines += WideToUtf8(line) + "\n";
+  }
+  return lines;
+}
+
+std::string Documents() {
+  const TemporaryFolder folder;
+  std::string text;
+  const auto say = [&text](const char* what, const std::wstring& said) {
+    text += std::string("  ") + what + ": " + WideToUtf8(said) + "\n";
+  };
+  constexpr std::pair<const wchar_t*, const wchar_t*> kEncodings[] = {
+      {L"", L"a\u00e9\u20ac"},          {L"UTF-8", L"a\u00e9\u20ac"},
+      {L"UTF-16", L"a\u00e9\u20ac"},    {L"UTF-16BE", L"a\u00e9\u20ac"},
+      {L"us-ascii", L"a\u00e9"},        {L"iso-8859-1", L"a\u00e9\u0416"},
+      {L"windows-1252", L"a\u00e9\u20ac"}, {L"windows-1254", L"\u0131\u0130\u015f"},
+      {L"iso-8859-5", L"\u0416\u0436"}, {L"koi8-r", L"\u0416\u0436"},
+      {L"shift_jis", L"\u3042\u4e2d"},  {L"gb2312", L"\u4e2d\u6587"},
+      {L"big5", L"\u4e2d\u6587"},       {L"euc-kr", L"\uac00"},
+      {L"none-such", L"a\u00e9"}};
+  for (const auto& [encoding, letters] : kEncodings) {
+    CMarkup doc;
+    if (*encoding != 0) {
+      doc.AddNode(CMarkup::NODE_PROCESSING_INSTRUCTION,
+                  L"xml version=\"1.0\" encoding=\"" + std::wstring(encoding) + L"\"");
+    }
+    doc.AddElem(L"list");
+    doc.AddChildElem(L"item", letters);
+    doc.AddChildAttrib(L"name", L"<\"&'>");
+    doc.AddChildElem(L"number", -12345);
+    text += "saved as " + WideToUtf8(encoding) + ": ";
+    const bool isSaved = doc.Save(folder.Name(L"x.xml"));
+    text += isSaved ? Show(ReadBytes(folder.path() / "x.xml")) + "\n" : "not\n";
+    say("said", Replaced(doc.GetError(), folder.Name() + orv::kPathSeparator, L"FOLDER/"));
+    if (!isSaved) continue;
+    CMarkup loaded;
+    loaded.Load(folder.Name(L"x.xml"));
+    say("read", loaded.GetError());
+    say("record", loaded.GetResult());
+    say("text", Replaced(loaded.GetDoc(), L"\r\n", L"|"));
+  }
+  for (const wchar_t* faulty :
+       {L"", L"text", L"<a", L"<a>", L"</a>", L"<a></b>", L"<a/><b/>", L"<a b='c>", L"<!--", L"<![CDATA[",
+        L"<?x", L"<!DOCTYPE a [", L"<a><b></a></b>", L"<a b=c d='e\"/>", L"<A></a>", L"<<>>"}) {
+    CMarkup doc;
+    text += "parsed " + WideToUtf8(faulty) + ": " + (doc.SetDoc(faulty) ? "good\n" : "bad\n");
+    say("error", doc.GetError());
+    say("record", doc.GetResult());
+  }
+  return text;
+}
+
+/// Locales in which numbers and letters are otherwise, by their names on either system; on Linux the
+/// build makes them.
+constexpr const char* kLocales[] = {"C", "de_DE", "tr_TR", "de-DE", "tr-TR"};
+
+class Golden : public testing::Test {
+ protected:
+  ~Golden() override { std::setlocale(LC_ALL, "C"); }
+
+  /// Holds what a function makes, in every locale, against the file.
+  static void Expect(const char* name, const std::function<std::string()>& make) {
+    const std::filesystem::path file = std::filesystem::path(ORV_GOLDEN) / name;
+    if (std::getenv("ORV_GOLDEN_WRITE") != nullptr) orv::test::WriteBytes(file, make());
+    const std::string golden = ReadBytes(file);
+    std::string used;
+    for (const char* const locale : kLocales) {
+      if (std::setlocale(LC_ALL, locale) == nullptr) continue;
+      EXPECT_EQ(make(), golden) << "in the locale " << locale;
+      used += std::string(locale) + " ";
+    }
+    RecordProperty("locales", used);
+  }
+};
+
+TEST_F(Golden, RecordsAfterMerges) { Expect("records.txt", Records); }
+TEST_F(Golden, PlanesOfPages) { Expect("planes.txt", Planes); }
+TEST_F(Golden, Protected) { Expect("protected.txt", ProtectedFiles); }
+TEST_F(Golden, LinesOfTheLog) { Expect("log.txt", LogLines); }
+TEST_F(Golden, DocumentsAndResults) { Expect("documents.txt", Documents); }
+
+}  // namespace
