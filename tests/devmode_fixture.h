@@ -10,14 +10,10 @@
 #include "orv/config/config_parser.h"
 #include "orv/devmode/devmode.h"
 #include "orv/devmode/oemdev.h"
+#include "tests/devmode_names.h"
 #include "tests/fixtures.h"
 
 namespace orv::test {
-
-/// The driver of a printer that offers every setting and has three families with a default option,
-/// and the name that its configuration file gets.
-inline constexpr wchar_t kTestDriver[] = L"ORV-LX 4.3/300P+";
-inline constexpr wchar_t kTestConfigName[] = L"orv_conf_lx43300pp.xml";
 
 /// The folder of a calling module with the printer's configuration beside it.
 class ModuleFolder {

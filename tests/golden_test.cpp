@@ -202,10 +202,12 @@ std::string ProtectedFiles() {
     // A thread of its own begins with the first vector.
     std::thread([&] {
       for (int i = 1; i <= 2; ++i) {
-        EXPECT_EQ(CCryptoHelper::AesEncryptFile(folder.Name(L"plain"), folder.Name(L"made"), nullptr),
-                  0u);
+        EXPECT_EQ(
+            CCryptoHelper::AesEncryptFile(folder.Name(L"plain"), folder.Name(L"made"), nullptr),
+            0u);
         const std::string made = ReadBytes(folder.path() / "made");
-        text += std::to_string(size) + " bytes, file " + std::to_string(i) + ": " + Show(made) + "\n";
+        text +=
+            std::to_string(size) + " bytes, file " + std::to_string(i) + ": " + Show(made) + "\n";
         EXPECT_EQ(orv::UnprotectBytes(made), plain);
       }
     }).join();
@@ -248,8 +250,8 @@ std::string LogLines() {
   CLogger::StopLogging(client);
   CLogger::m_nLoglevel = eLogLevelError;
 
-  const std::wstring log = orv::test::ReadLog(
-      orv::ToPath(orv::LogFilePath(s_logs.Name(), orv::GetLocalTimeNow())));
+  const std::wstring log =
+      orv::test::ReadLog(orv::ToPath(orv::LogFilePath(s_logs.Name(), orv::GetLocalTimeNow())));
   std::wstring program;
   orv::GetModulePath(nullptr, &program);
   std::wstring text = Replaced(log, orv::FileNameOf(program), L"PROGRAM");
@@ -272,13 +274,20 @@ std::string Documents() {
     text += std::string("  ") + what + ": " + WideToUtf8(said) + "\n";
   };
   constexpr std::pair<const wchar_t*, const wchar_t*> kEncodings[] = {
-      {L"", L"a\u00e9\u20ac"},          {L"UTF-8", L"a\u00e9\u20ac"},
-      {L"UTF-16", L"a\u00e9\u20ac"},    {L"UTF-16BE", L"a\u00e9\u20ac"},
-      {L"us-ascii", L"a\u00e9"},        {L"iso-8859-1", L"a\u00e9\u0416"},
-      {L"windows-1252", L"a\u00e9\u20ac"}, {L"windows-1254", L"\u0131\u0130\u015f"},
-      {L"iso-8859-5", L"\u0416\u0436"}, {L"koi8-r", L"\u0416\u0436"},
-      {L"shift_jis", L"\u3042\u4e2d"},  {L"gb2312", L"\u4e2d\u6587"},
-      {L"big5", L"\u4e2d\u6587"},       {L"euc-kr", L"\uac00"},
+      {L"", L"a\u00e9\u20ac"},
+      {L"UTF-8", L"a\u00e9\u20ac"},
+      {L"UTF-16", L"a\u00e9\u20ac"},
+      {L"UTF-16BE", L"a\u00e9\u20ac"},
+      {L"us-ascii", L"a\u00e9"},
+      {L"iso-8859-1", L"a\u00e9\u0416"},
+      {L"windows-1252", L"a\u00e9\u20ac"},
+      {L"windows-1254", L"\u0131\u0130\u015f"},
+      {L"iso-8859-5", L"\u0416\u0436"},
+      {L"koi8-r", L"\u0416\u0436"},
+      {L"shift_jis", L"\u3042\u4e2d"},
+      {L"gb2312", L"\u4e2d\u6587"},
+      {L"big5", L"\u4e2d\u6587"},
+      {L"euc-kr", L"\uac00"},
       {L"none-such", L"a\u00e9"}};
   for (const auto& [encoding, letters] : kEncodings) {
     CMarkup doc;
@@ -301,9 +310,9 @@ std::string Documents() {
     say("record", loaded.GetResult());
     say("text", Replaced(loaded.GetDoc(), L"\r\n", L"|"));
   }
-  for (const wchar_t* faulty :
-       {L"", L"text", L"<a", L"<a>", L"</a>", L"<a></b>", L"<a/><b/>", L"<a b='c>", L"<!--", L"<![CDATA[",
-        L"<?x", L"<!DOCTYPE a [", L"<a><b></a></b>", L"<a b=c d='e\"/>", L"<A></a>", L"<<>>"}) {
+  for (const wchar_t* faulty : {L"", L"text", L"<a", L"<a>", L"</a>", L"<a></b>", L"<a/><b/>",
+                                L"<a b='c>", L"<!--", L"<![CDATA[", L"<?x", L"<!DOCTYPE a [",
+                                L"<a><b></a></b>", L"<a b=c d='e\"/>", L"<A></a>", L"<<>>"}) {
     CMarkup doc;
     text += "parsed " + WideToUtf8(faulty) + ": " + (doc.SetDoc(faulty) ? "good\n" : "bad\n");
     say("error", doc.GetError());
@@ -312,8 +321,8 @@ std::string Documents() {
   return text;
 }
 
-/// Locales in which numbers and letters are otherwise, by their names on either system; on Linux the
-/// build makes them.
+/// Locales in which numbers and letters are otherwise, by their names on either system; on Linux
+/// the build makes them.
 constexpr const char* kLocales[] = {"C", "de_DE", "tr_TR", "de-DE", "tr-TR"};
 
 class Golden : public testing::Test {

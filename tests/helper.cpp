@@ -1,6 +1,7 @@
 /// The second process of tests: does one thing that its first argument names, and ends with 0 when
 /// it could.
 
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <thread>
@@ -12,6 +13,7 @@
 #include "orv/platform/registry.h"
 #include "orv/text/utf8.h"
 #include "tests/fixtures.h"
+#include "tests/load.h"
 
 namespace {
 
@@ -53,6 +55,16 @@ int WriteLog(const Arguments& arguments) {
   return 0;
 }
 
+/// FOLDER THREADS SECONDS: works under load and prints what came of it.
+int WorkUnderLoad(const Arguments& arguments) {
+  const orv::test::LoadTotals totals =
+      orv::test::RunLoad(orv::Utf8ToWide(arguments[0]), std::atoi(arguments[1].c_str()),
+                         std::atoi(arguments[2].c_str()));
+  std::printf("%d %d", totals.runs, totals.logged);
+  for (const std::string& result : totals.results) std::printf(" %s", result.c_str());
+  return 0;
+}
+
 /// FILE: whether the file can be held.
 int HoldFile(const Arguments& arguments) {
   orv::ExclusiveFile file;
@@ -66,7 +78,10 @@ int main(int argc, char** argv) {
     std::string_view name;
     std::size_t arguments;
     int (*run)(const Arguments& arguments);
-  } jobs[] = {{"registry", 2, WriteRegistry}, {"log", 2, WriteLog}, {"hold", 1, HoldFile}};
+  } jobs[] = {{"registry", 2, WriteRegistry},
+              {"log", 2, WriteLog},
+              {"load", 3, WorkUnderLoad},
+              {"hold", 1, HoldFile}};
   if (argc < 2) return 2;
   const Arguments arguments(argv + 2, argv + argc);
   for (const auto& job : jobs) {

@@ -1,0 +1,10 @@
+#pragma once
+
+namespace orv::test {
+
+/// The driver of a printer that offers every setting and has three families with a default option,
+/// and the name that its configuration file gets.
+inline constexpr wchar_t kTestDriver[] = L"ORV-LX 4.3/300P+";
+inline constexpr wchar_t kTestConfigName[] = L"orv_conf_lx43300pp.xml";
+
+}  // namespace orv::test

@@ -1,0 +1,166 @@
+#include "tests/load.h"
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "orv/config/config_parser.h"
+#include "orv/config/configs_cache.h"
+#include "orv/crypto/encryption_aes.h"
+#include "orv/devmode/devmode.h"
+#include "orv/logging/logger.h"
+#include "orv/platform/files.h"
+#include "orv/platform/registry.h"
+#include "orv/platform/spooler.h"
+#include "orv/session/session_data.h"
+#include "orv/text/utf8.h"
+#include "tests/devmode_names.h"
+#include "tests/fixtures.h"
+
+namespace orv::test {
+namespace {
+
+void Require(bool holds, const char* promise) {
+  if (holds) return;
+  std::fprintf(stderr, "load: it does not hold that %s\n", promise);
+  std::abort();
+}
+
+std::wstring SessionPath(unsigned long process) {
+  return std::wstring(kSettingsKey) + L"\\Session\\" + std::to_wstring(process);
+}
+
+/// One thread's work.
+class Worker {
+ public:
+  Worker(const std::wstring& folder, int thread, CLoggerClient* client, ConfigsCache* cache)
+      : folder_(folder), thread_(thread), client_(client), cache_(cache) {}
+
+  void Run(int run) {
+    LogFormat(eLogLevelError, client_, L"Load", L"%ls",
+              LoadMessage(OwnProcessId(), thread_, run).c_str());
+    std::string result;
+    for (const wchar_t* name : {kTestConfigName, L"protected.xml"}) {
+      Config* config = nullptr;
+      Require(CConfigParser::Load(folder_ + kPathSeparator + name, &config, nullptr, client_),
+              "a file loads");
+      tagOEMDEV defaults{};
+      FillDefaults(*config, &defaults);
+      delete config;
+      Add(defaults, &result);
+    }
+    Request(OEMDM_DEFAULT, false);
+    Add(in_ = out_, &result);
+    Request(OEMDM_CONVERT, false);
+    Request(OEMDM_MERGE, false);
+    Add(out_, &result);
+    {
+      // A merge with a public record and the session's functions are for one thread at a time.
+      static std::mutex s_session;
+      const std::lock_guard guard(s_session);
+      if (run % 16 == 0) LeaveAndCleanUp();
+      Request(OEMDM_MERGE, true);
+    }
+    Add(out_, &result);
+    Add(publicOut_, &result);
+    results.insert(WideToUtf8(Sha256HexOf(result)));
+  }
+
+  std::set<std::string> results;
+
+ private:
+  template <typename Record>
+  static void Add(const Record& record, std::string* result) {
+    result->append(reinterpret_cast<const char*>(&record), sizeof record);
+  }
+
+  void Request(DWORD mode, bool withPublic) {
+    DEVMODEW publicIn{};
+    publicIn.dmPaperSize = 257;
+    publicIn.dmCopies = 2;
+    publicOut_ = {};
+    OEMDMPARAM param{};
+    param.hPrinter = printer_;
+    param.pOEMDMIn = &in_;
+    param.pOEMDMOut = &out_;
+    param.pPublicDMIn = withPublic ? &publicIn : nullptr;
+    param.pPublicDMOut = &publicOut_;
+    out_.dwSignature = tagOEMDEV::kSignature;
+    Require(hrOEMDevMode(client_, cache_, L"Label 1", mode, &param) == S_OK, "requests succeed");
+  }
+
+  /// Leaves an entry of a process that is none, cleans up, and looks for this process's own.
+  void LeaveAndCleanUp() const {
+    RegistryKey stale;
+    RegistryKey own;
+    const unsigned long noProcess = 0x7F000000 + OwnProcessId() % 0x100000;
+    Require(stale.Create(HKEY_CURRENT_USER, SessionPath(noProcess)) == ERROR_SUCCESS &&
+                SaveSessionRegistryInfo(stale.get()) == 1,
+            "an entry can be left");
+    stale.Close();
+    CleanupRegSessionData(L"", L"");
+    Require(stale.Open(HKEY_CURRENT_USER, SessionPath(noProcess), RegistryAccess::kRead) ==
+                ERROR_FILE_NOT_FOUND,
+            "the entry of a process that is none goes");
+    Require(own.Open(HKEY_CURRENT_USER, SessionPath(OwnProcessId()), RegistryAccess::kRead) ==
+                ERROR_SUCCESS,
+            "the entry of a process that runs stays");
+  }
+
+  const std::wstring folder_;
+  const int thread_;
+  CLoggerClient* const client_;
+  ConfigsCache* const cache_;
+  const HANDLE printer_ = OpenPrinterHandle(L"Label 1");
+  tagOEMDEV in_{};
+  tagOEMDEV out_{};
+  DEVMODEW publicOut_{};
+};
+
+}  // namespace
+
+std::wstring LoadMessage(unsigned long process, int thread, int run) {
+  return Format(L"<%lu/%d/%d> ", process, thread, run) +
+         std::wstring(static_cast<std::size_t>(run * 37 % 300), static_cast<wchar_t>(L'a' + thread));
+}
+
+LoadTotals RunLoad(const std::wstring& folder, int threads, int seconds) {
+  CLoggerClient client;
+  client.m_stModuleFolder = folder;
+  client.m_stModuleName = L"load.dll";
+  CLogger::StartLogging(&client);
+  ConfigsCache* const cache = ConfigsCache::GetInstance();
+  {
+    RegistryKey own;
+    Require(own.Create(HKEY_CURRENT_USER, SessionPath(OwnProcessId())) == ERROR_SUCCESS &&
+                SaveSessionRegistryInfo(own.get()) == 1,
+            "the process's own entry can be written");
+  }
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+  LoadTotals totals;
+  std::mutex lock;
+  std::vector<std::thread> running;
+  for (int thread = 0; thread < threads; ++thread) {
+    running.emplace_back([&, thread] {
+      Worker worker(folder, thread, &client, cache);
+      int run = 0;
+      do {
+        worker.Run(run++);
+      } while (std::chrono::steady_clock::now() < end);
+      const std::lock_guard guard(lock);
+      totals.runs += run;
+      totals.logged += run;
+      totals.results.merge(worker.results);
+    });
+  }
+  for (std::thread& thread : running) thread.join();
+  ReleaseSessionDataInstance();
+  ConfigsCache::ReleaseInstance();
+  CLogger::StopLogging(&client);
+  return totals;
+}
+
+}  // namespace orv::test

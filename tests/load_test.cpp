@@ -1,0 +1,137 @@
+/// Many threads and processes at once. `ORV_LOAD_SECONDS` says for how long.
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <mutex>
+#include <sstream>
+#include <thread>
+
+#include "orv/crypto/crypto_helper.h"
+#include "orv/devmode/stock_items.h"
+#include "orv/logging/log_file.h"
+#include "orv/platform/files.h"
+#include "orv/text/utf8.h"
+#include "tests/devmode_fixture.h"
+#include "tests/load.h"
+
+namespace {
+
+using orv::test::LoadTotals;
+
+constexpr int kThreads = 4;
+
+int Seconds(int byDefault) {
+  const char* const text = std::getenv("ORV_LOAD_SECONDS");
+  return text != nullptr ? std::atoi(text) : byDefault;
+}
+
+class Load : public testing::Test {
+ protected:
+  Load() {
+    EXPECT_EQ(CCryptoHelper::AesEncryptFile(module_.folder().Name(orv::test::kTestConfigName),
+                                            module_.folder().Name(L"protected.xml"), nullptr),
+              0u);
+    StockItem item;
+    item.guid.Data1 = 1;
+    item.DisplayName = L"Stock";
+    item.PaperWidth = item.PaperLength = 50000;
+    EXPECT_EQ(orv::WriteStockItem(orv::kCommonStockItemsPath, item), ERROR_SUCCESS);
+    const std::pair<const wchar_t*, std::wstring> settings[] = {
+        {L"LogPath", LogFolder().Name()}, {L"LogLevel", L"1"}, {L"WriteLogToDebug", L"0"}};
+    for (const auto& [name, value] : settings) {
+      orv::test::SetSetting(HKEY_CURRENT_USER, L"Test", name, value);
+    }
+    for (const auto& entry : std::filesystem::directory_iterator(LogFolder().path())) {
+      std::filesystem::remove(entry);
+    }
+  }
+
+  /// The process chooses its folder for logs once.
+  static const orv::test::TemporaryFolder& LogFolder() {
+    static const orv::test::TemporaryFolder folder;
+    return folder;
+  }
+
+  /// How many entries of the load are in the logs, over midnight too. Every line is whole, and the
+  /// lines of a thread are in the order in which it wrote them.
+  static int CountWritten() {
+    int written = 0;
+    std::map<std::pair<unsigned long, int>, int> last;
+    for (const auto& entry : std::filesystem::directory_iterator(LogFolder().path())) {
+      const std::wstring text = orv::test::ReadLog(entry.path());
+      EXPECT_TRUE(text.ends_with(L"\r\n"));
+      for (std::size_t at = 0, end; (end = text.find(L"\r\n", at)) != text.npos; at = end + 2) {
+        const std::wstring line = text.substr(at, end - at);
+        EXPECT_EQ(line.find(L"<time>", 1), line.npos) << orv::WideToUtf8(line);  // one entry a line
+        const std::size_t source = line.find(L"\tload.dll\tLoad\t");
+        if (source == line.npos) {
+          // The header, the lines of a start, and what the session says of entries that it finds
+          // half written, gone or of no process.
+          EXPECT_TRUE(line.starts_with(L"Date\tTime\t") || line.starts_with(L"<time>\tINF\t") ||
+                      (line.starts_with(L"<time>\tERR\t") &&
+                       line.find(L"\t\tSessionData\t") != line.npos))
+              << orv::WideToUtf8(line);
+          continue;
+        }
+        const std::wstring message = line.substr(source + 15);
+        unsigned long process = 0;
+        int thread = 0;
+        int run = 0;
+        std::swscanf(message.c_str(), L"<%lu/%d/%d>", &process, &thread, &run);
+        EXPECT_EQ(message, orv::test::LoadMessage(process, thread, run));
+        EXPECT_TRUE(line.starts_with(L"<time>\tERR\t")) << orv::WideToUtf8(line);
+        const auto [known, isNew] = last.try_emplace({process, thread}, run);
+        EXPECT_TRUE(isNew || known->second < run) << orv::WideToUtf8(message);
+        known->second = run;
+        ++written;
+      }
+    }
+    return written;
+  }
+
+  orv::test::ScratchRegistry registry_;
+  orv::test::TestPrinter printer_{L"Label 1", orv::test::kTestDriver};
+  orv::test::ModuleFolder module_;
+};
+
+TEST_F(Load, ThreadsOfOneProcessLoseNothing) {
+  const LoadTotals totals = orv::test::RunLoad(module_.folder().Name(), kThreads, 1);
+  EXPECT_EQ(totals.results.size(), 1u);
+  EXPECT_EQ(CountWritten(), totals.logged);
+}
+
+TEST_F(Load, SixteenProcessesTearNothing) {
+  constexpr int kProcesses = 16;
+  const int seconds = Seconds(2);
+  LoadTotals all;
+  std::mutex lock;
+  std::vector<std::thread> processes;
+  for (int process = 0; process < kProcesses; ++process) {
+    processes.emplace_back([&] {
+      const orv::test::ProgramResult result = orv::test::RunProgram(
+          ORV_TEST_HELPER, {"load", orv::WideToUtf8(module_.folder().Name()),
+                            std::to_string(kThreads), std::to_string(seconds)});
+      EXPECT_EQ(result.exitCode, 0) << result.messages;
+      LoadTotals totals;
+      std::istringstream said(result.output);
+      std::string digest;
+      said >> totals.runs >> totals.logged;
+      const std::lock_guard guard(lock);
+      while (said >> digest) all.results.insert(digest);
+      all.runs += totals.runs;
+      all.logged += totals.logged;
+    });
+  }
+  for (std::thread& process : processes) process.join();
+  EXPECT_EQ(all.results.size(), 1u);
+  const int written = CountWritten();
+  EXPECT_GT(written, 0);
+  EXPECT_LE(written, all.logged);
+  std::printf("%d processes of %d threads, %d seconds: %d runs, %d entries, %d written, %d lost\n",
+              kProcesses, kThreads, seconds, all.runs, all.logged, written, all.logged - written);
+}
+
+}  // namespace
