@@ -843,8 +843,20 @@ TEST_F(ConfigLoad, TakesFilesOfAnySize) {
   // A million elements inside each other, ended and not.
   constexpr int kDepth = 1000000;
   const std::wstring deep = Repeat(L"<a>", kDepth);
-  EXPECT_NE(Load(With(L"<label>", deep + Repeat(L"</a>", kDepth) + L"<label>")), nullptr);
-  EXPECT_EQ(Load(With(L"<label>", deep + L"<label>")), nullptr);
+  orv::test::RunOnSmallStack([&] {
+    EXPECT_NE(Load(With(L"<label>", deep + Repeat(L"</a>", kDepth) + L"<label>")), nullptr);
+    EXPECT_EQ(Load(With(L"<label>", deep + L"<label>")), nullptr);
+  });
+}
+
+TEST_F(ConfigLoad, TakesTenMillionBytesAndNoMore) {
+  const std::string file = orv::WideToUtf8(Expand(kFile));
+  const std::string comment = "<!--" + std::string(10'000'000 - file.size() - 7, 'c') + "-->";
+  EXPECT_NE(Load(file + comment), nullptr);
+  EXPECT_EQ(Log(), L"");
+  EXPECT_EQ(Load(file + comment + " "), nullptr);
+  EXPECT_EQ(Log(), L"ERR The file " + path_ +
+                       L" is too large\nERR Unable to load the config file " + path_ + L"\n");
 }
 
 }  // namespace

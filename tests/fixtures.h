@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -137,6 +138,9 @@ struct ProgramResult {
 
 /// Runs a program of the build to its end. Arguments are UTF-8.
 ProgramResult RunProgram(const std::string& program, const std::vector<std::string>& arguments);
+
+/// Does work on a thread whose stack has 128 KB, and waits for it.
+void RunOnSmallStack(const std::function<void()>& work);
 
 /// A text of a library of resources by its number.
 std::wstring ReadResourceText(HINSTANCE resources, unsigned number);

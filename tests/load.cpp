@@ -124,7 +124,8 @@ class Worker {
 
 std::wstring LoadMessage(unsigned long process, int thread, int run) {
   return Format(L"<%lu/%d/%d> ", process, thread, run) +
-         std::wstring(static_cast<std::size_t>(run * 37 % 300), static_cast<wchar_t>(L'a' + thread));
+         std::wstring(static_cast<std::size_t>(run * 37 % 300),
+                      static_cast<wchar_t>(L'a' + thread));
 }
 
 LoadTotals RunLoad(const std::wstring& folder, int threads, int seconds) {

@@ -70,9 +70,9 @@ class Load : public testing::Test {
         if (source == line.npos) {
           // The header, the lines of a start, and what the session says of entries that it finds
           // half written, gone or of no process.
-          EXPECT_TRUE(line.starts_with(L"Date\tTime\t") || line.starts_with(L"<time>\tINF\t") ||
-                      (line.starts_with(L"<time>\tERR\t") &&
-                       line.find(L"\t\tSessionData\t") != line.npos))
+          EXPECT_TRUE(
+              line.starts_with(L"Date\tTime\t") || line.starts_with(L"<time>\tINF\t") ||
+              (line.starts_with(L"<time>\tERR\t") && line.find(L"\t\tSessionData\t") != line.npos))
               << orv::WideToUtf8(line);
           continue;
         }

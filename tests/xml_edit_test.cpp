@@ -346,4 +346,31 @@ TEST(XmlEdit, ElementsAreAddedToALargeParsedDocument) {
   EXPECT_EQ(DumpIndex(doc) == DumpIndex(fresh), true);
 }
 
+/// A start tag that is longer than an index tells is read, and nothing is added to it.
+TEST(XmlEdit, StartTagsOfFourMillionUnits) {
+  constexpr std::size_t kMost = orv::ElemPos::kStartTagMask;
+  for (const std::wstring end : {L"'>", L"'/>", L"'></r>", L"'>x<c/></r>"}) {
+    for (const std::size_t size : {kMost - 1, kMost, kMost + 1, kMost + 2, kMost + 3, 2 * kMost}) {
+      SCOPED_TRACE(Show(end) + std::to_string(size));
+      const std::size_t value = size - 6 - (end.find(L'>') + 1);
+      const std::wstring text = L"<r a='" + std::wstring(value, L'x') + end;
+      const bool fits = size < kMost;
+      CMarkup doc;
+      const bool isGood = doc.SetDoc(text);
+      EXPECT_EQ(isGood, end != L"'>");
+      EXPECT_TRUE(doc.FindElem());
+      EXPECT_EQ(doc.GetAttrib(L"a").size(), value);
+      EXPECT_EQ(Show(doc.GetElemContent()), fits && end.size() > 8 ? "x<c/>" : "");
+      EXPECT_EQ(doc.SetAttrib(L"b", L""), fits);
+      EXPECT_EQ(doc.SetDoc(text), isGood);
+      EXPECT_EQ(doc.FindElem() && doc.SetData(L"d"), fits);
+      EXPECT_EQ(doc.SetDoc(text), isGood);
+      EXPECT_EQ(doc.FindElem() && doc.IntoElem() && doc.AddElem(L"b"), fits);
+      EXPECT_EQ(doc.SetDoc(text), isGood);
+      EXPECT_EQ(doc.FindElem() && doc.AddNode(CMarkup::NODE_COMMENT, L"behind"), true);
+      EXPECT_EQ(doc.GetDoc().compare(0, text.size(), text), 0);
+    }
+  }
+}
+
 }  // namespace

@@ -61,7 +61,9 @@ inline std::wstring IndexFault(const CMarkup& doc) {
       return fault(L"outside the parent's content", i);
     }
     if (doc.GetDoc().at(element.start) != L'<') return fault(L"no start tag", i);
-    if (doc.GetDoc().at(element.ContentStart() - 1) != L'>') return fault(L"start tag length", i);
+    if (!element.IsStartTagCut() && doc.GetDoc().at(element.ContentStart() - 1) != L'>') {
+      return fault(L"start tag length", i);
+    }
     if (doc.GetDoc().at(element.End() - 1) != L'>') return fault(L"length", i);
     if (element.child != 0) {
       i = element.child;

@@ -8,6 +8,8 @@
 #include "orv/xml/scanner.h"
 #include "orv/xml/signs.h"
 #include "orv/xml/unit_search.h"
+#include "tests/fixtures.h"
+#include "tests/hostile_texts.h"
 #include "tests/xml_fixture.h"
 
 namespace {
@@ -259,38 +261,14 @@ TEST(XmlParse, RandomPiecesOfMarkup) {
   }
 }
 
-/// Texts of a million units or more that a careless parser takes hours or a deep stack for.
-TEST(XmlParse, LargeAndFaultyTexts) {
-  const auto repeat = [](std::wstring_view piece, int count) {
-    std::wstring text;
-    for (int i = 0; i < count; ++i) text += piece;
-    return text;
-  };
-  constexpr int kMany = orv::test::Rounds(1'000'000);
-  const std::wstring deep = repeat(L"<a>", kMany);
-  const std::wstring texts[] = {
-      repeat(L"<", kMany),
-      repeat(L"<>", kMany),
-      repeat(L"</x>", kMany),
-      repeat(L"<a ", kMany / 2),
-      repeat(L"<!-", kMany / 2),
-      deep,
-      deep + repeat(L"</a>", kMany),
-      deep + repeat(L"</b>", kMany),
-      repeat(L"<a><b>", kMany / 2) + repeat(L"</A>", kMany / 2),
-      repeat(L"<\u00e9A>", kMany / 4) + repeat(L"</\u00e9a>", kMany / 4),
-      L"<r>" + repeat(L"<a><b>", kMany / 2) + L"</r>",
-      L"<r>" + repeat(L"<a/>", kMany) + L"</r>",
-      L"<r a='" + repeat(L"x\"", kMany) + L"'/>",
-      L"<r " + repeat(L"'", kMany) + L"/>",
-      L"<r a=" + repeat(L" ", kMany) + repeat(L"'' ", kMany) + L"/>",
-      L"<" + repeat(L"a=", kMany) + L">" + repeat(L"</b>", kMany / 10),
-      L"<!DOCTYPE r [" + repeat(L"<!x", kMany / 4),
-  };
-  for (const std::wstring& text : texts) {
-    CMarkup doc;
-    doc.SetDoc(text);
-    EXPECT_EQ(IndexFault(doc), L"") << Show(text.substr(0, 20));
+TEST(XmlParse, HostileTextsOfAnyLengthTakeASmallStack) {
+  for (const orv::test::HostileText& hostile : orv::test::kHostileTexts) {
+    const std::wstring text = hostile.Make(orv::test::Rounds(4 << 20));
+    orv::test::RunOnSmallStack([&] {
+      CMarkup doc;
+      doc.SetDoc(text);
+      EXPECT_EQ(IndexFault(doc), L"") << hostile.name;
+    });
   }
 }
 

@@ -268,7 +268,8 @@ int CMarkup::x_TagClose(int iPos) const {
 bool CMarkup::x_CanEdit(int iPos) const {
   if (iPos == 0 || (m_nDocFlags & DOC_READFILE) != 0) return false;
   const ElemPos& element = x_Elem(iPos);
-  return element.StartTagLength() > 2 && m_strDoc[element.ContentStart() - 1] == L'>';
+  return element.StartTagLength() > 2 && !element.IsStartTagCut() &&
+         m_strDoc[element.ContentStart() - 1] == L'>';
 }
 
 /// Whether markup may be added; makes room for it in a file being written.
@@ -303,6 +304,8 @@ bool CMarkup::x_FindPlace(int nFlags, InsertPlace* place) const {
     }
     if (place->parent == 0) {
       place->offset = insert ? 0 : static_cast<int>(m_strDoc.size());
+    } else if (parent.IsStartTagCut()) {
+      return false;
     } else if (parent.IsTagOnly()) {
       place->opensParent = true;
       place->offset = static_cast<int>(parent.ContentStart());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 namespace orv {
@@ -37,19 +38,20 @@ struct ElemPos {
   std::uint32_t StartTagLength() const { return tagLengths & kStartTagMask; }
   std::uint32_t EndTagLength() const { return tagLengths >> kStartTagBits; }
 
-  /// Lengths are stored modulo what their bits hold: callers rely on end tags of 1,024 units or
-  /// more being kept so.
+  /// The end tag's length is stored modulo what its bits hold, which callers rely on. A start tag's
+  /// that is too great for its bits is cut: nobody knows then where the content begins.
   void SetTagLengths(std::uint32_t startTag, std::uint32_t endTag) {
-    tagLengths = (startTag & kStartTagMask) | endTag << kStartTagBits;
+    tagLengths = std::min(startTag, kStartTagMask) | endTag << kStartTagBits;
   }
+  bool IsStartTagCut() const { return StartTagLength() == kStartTagMask; }
   void SetStartTagLength(std::uint32_t units) { SetTagLengths(units, EndTagLength()); }
   void SetEndTagLength(std::uint32_t units) { SetTagLengths(StartTagLength(), units); }
 
   std::uint32_t End() const { return start + length; }
   std::uint32_t ContentStart() const { return start + StartTagLength(); }
   std::uint32_t ContentEnd() const { return End() - EndTagLength(); }
-  /// Whether the element has no content because it is its start tag alone.
-  bool IsTagOnly() const { return StartTagLength() == length; }
+  /// Whether the element has no content because it is its start tag alone, or none to be found.
+  bool IsTagOnly() const { return StartTagLength() == length || IsStartTagCut(); }
 };
 
 static_assert(sizeof(ElemPos) == 32);

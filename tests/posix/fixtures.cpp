@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <spawn.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -17,6 +18,11 @@
 extern char** environ;
 
 namespace orv::test {
+namespace {
+
+constexpr std::size_t kSmallStack = 128 * 1024;
+
+}  // namespace
 
 ScratchRegistry::ScratchRegistry() { SetVariable("ORV_REGISTRY_DIR", folder_.path().native()); }
 
@@ -59,6 +65,21 @@ ProgramResult RunProgram(const std::string& program, const std::vector<std::stri
   result.output = ReadBytes(output);
   result.messages = ReadBytes(messages);
   return result;
+}
+
+void RunOnSmallStack(const std::function<void()>& work) {
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  EXPECT_EQ(pthread_attr_setstacksize(&attributes, kSmallStack), 0);
+  pthread_t thread;
+  const auto run = [](void* given) -> void* {
+    (*static_cast<const std::function<void()>*>(given))();
+    return nullptr;
+  };
+  ASSERT_EQ(pthread_create(&thread, &attributes, run, const_cast<std::function<void()>*>(&work)),
+            0);
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
 }
 
 std::wstring ReadResourceText(HINSTANCE resources, unsigned number) {

@@ -16,6 +16,7 @@ namespace {
 
 constexpr wchar_t kHivesVariable[] = L"ORV_TEST_HIVES";
 constexpr wchar_t kSpoolerKey[] = L"System\\CurrentControlSet\\Control\\Print";
+constexpr SIZE_T kSmallStack = 128 * 1024;
 constexpr wchar_t kEnvironment[] = L"Windows x64";
 constexpr std::size_t kPage = 4096;
 
@@ -142,6 +143,19 @@ ProgramResult RunProgram(const std::string& program, const std::vector<std::stri
   result.output = ReadBytes(output);
   result.messages = ReadBytes(messages);
   return result;
+}
+
+void RunOnSmallStack(const std::function<void()>& work) {
+  const auto run = [](void* given) -> DWORD {
+    (*static_cast<const std::function<void()>*>(given))();
+    return 0;
+  };
+  const HANDLE thread =
+      CreateThread(nullptr, kSmallStack, run, const_cast<std::function<void()>*>(&work),
+                   STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
+  ASSERT_NE(thread, nullptr);
+  WaitForSingleObject(thread, INFINITE);
+  CloseHandle(thread);
 }
 
 std::wstring ReadResourceText(HINSTANCE resources, unsigned number) {
