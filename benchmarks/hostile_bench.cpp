@@ -8,15 +8,17 @@
 
 int main(int argc, char** argv) {
   for (const orv::test::HostileText& hostile : orv::test::kHostileTexts) {
-    benchmark::RegisterBenchmark(hostile.name, [&hostile](benchmark::State& state) {
-      const std::wstring text = hostile.Make(static_cast<std::size_t>(state.range(0)));
-      for (auto _ : state) {
-        CMarkup doc;
-        benchmark::DoNotOptimize(doc.SetDoc(text));
-      }
-      state.SetItemsProcessed(static_cast<std::int64_t>(text.size() * state.iterations()));
-      state.SetComplexityN(state.range(0));
-    })
+    benchmark::RegisterBenchmark(
+        hostile.name,
+        [&hostile](benchmark::State& state) {
+          const std::wstring text = hostile.Make(static_cast<std::size_t>(state.range(0)));
+          for (auto _ : state) {
+            CMarkup doc;
+            benchmark::DoNotOptimize(doc.SetDoc(text));
+          }
+          state.SetItemsProcessed(static_cast<std::int64_t>(text.size() * state.iterations()));
+          state.SetComplexityN(state.range(0));
+        })
         ->RangeMultiplier(2)
         ->Range(1 << 20, 4 << 20)
         ->Unit(benchmark::kMillisecond)

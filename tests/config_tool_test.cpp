@@ -9,6 +9,8 @@
 #include <set>
 #include <sstream>
 
+#include "orv/config/config_parser.h"
+#include "orv/platform/files.h"
 #include "orv/text/utf8.h"
 #include "tests/fixtures.h"
 
@@ -350,6 +352,64 @@ TEST_F(ConfigTool, SaysWhyThereIsNoTextToReadOrFileToWrite) {
     EXPECT_THAT(result.messages, HasSubstr(message));
   }
   EXPECT_EQ(countFiles(), before);
+}
+
+TEST_F(ConfigTool, FilesMayHaveAnyNameThatTheSystemAllows) {
+  const bool isPosix = std::filesystem::path::preferred_separator == '/';
+  const std::string original = ReadBytes(Example("orv_conf_lx300.xml"));
+  std::string deep;  // of a thousand characters
+  while (folder_.path().string().size() + deep.size() < 890) deep += std::string(100, 'd') + "/";
+  deep += std::string(1000 - folder_.path().string().size() - 1 - deep.size(), 'f');
+  const struct {
+    std::string name;
+    bool isAllowed = true;
+  } cases[] = {{"a b  c.xml"},
+               {"it's & so; $on%PATH%.xml"},
+               {"q\"uote\\.xml", isPosix},
+               {"\xF0\x9F\x98\x80 \xC3\xA9\xE2\x82\xAC.xml"},
+               {std::string(150, 'n')},
+               {std::string(255, 'n'), isPosix},
+               {deep, isPosix},
+               {std::string(256, 'n'), false},
+               {std::string(1000, 'n'), false}};
+  for (const auto& [name, isAllowed] : cases) {
+    SCOPED_TRACE(name);
+    const std::string file = File(name);
+    const std::wstring wide = orv::Utf8ToWide(file);
+    if (!isAllowed) {
+      const std::string good = Copy("orv_conf_lx300.xml");
+      for (const auto& [arguments, message] :
+           {std::pair<std::vector<std::string>, std::string>{{"show", file}, "orv: cannot read "},
+            {{"protect", good, file}, "orv: cannot write "}}) {
+        std::vector<std::string> all = {"config"};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        const ProgramResult result = Run(all);
+        EXPECT_EQ(result.exitCode, 3);
+        EXPECT_THAT(result.messages, StartsWith(message));
+      }
+      EXPECT_FALSE(CMarkup(L"<a/>").Save(wide));
+      continue;
+    }
+    std::filesystem::create_directories(orv::ToPath(wide).parent_path());
+    WriteBytes(orv::ToPath(wide), original);
+    EXPECT_EQ(Run({"config", "show", file}).exitCode, 0);
+    EXPECT_EQ(Run({"config", "protect", file, file}).exitCode, 0);
+    EXPECT_EQ(Run({"config", "sign", file}).exitCode, 0);
+    EXPECT_THAT(ReadBytes(orv::ToPath(wide)), StartsWith("CNF\x01"));
+    Config* config = nullptr;
+    EXPECT_TRUE(CConfigParser::Load(wide, &config, nullptr, nullptr));
+    delete config;
+    EXPECT_EQ(Run({"config", "unprotect", file, file}).exitCode, 0);
+    EXPECT_EQ(ReadBytes(orv::ToPath(wide)), original);
+    EXPECT_EQ(Run({"xml", "convert", Example("orv_conf_nx200.xml"), "--to", "UTF-16", "-o", file})
+                  .exitCode,
+              0);
+    CMarkup doc;
+    EXPECT_TRUE(doc.Load(wide) && doc.Save(wide)) << orv::WideToUtf8(doc.GetError());
+    std::filesystem::remove(orv::ToPath(wide));
+    EXPECT_TRUE(std::filesystem::is_empty(orv::ToPath(wide).parent_path()));
+    std::filesystem::remove_all(folder_.path() / name.substr(0, name.find('/')));
+  }
 }
 
 TEST_F(ConfigTool, ShowsTheRecord) {

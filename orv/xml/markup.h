@@ -48,8 +48,8 @@ class MCD_CSTR {
 /// No text is refused: an ill-formed document has an index as well, and what is wrong with it
 /// stands in the result record (`GetResult`, `GetError`). Nothing is thrown but the failure to
 /// allocate memory. An element whose start tag has 4,194,303 units or more can be read but for its
-/// content, and removed, but not changed. An object belongs to one thread at a time; the static functions may run on any
-/// thread.
+/// content, and removed, but not changed. An object belongs to one thread at a time; the static
+/// functions may run on any thread.
 class ORV_EXPORT CMarkup {
  public:
   /// Document flags, see `SetDocFlags`.

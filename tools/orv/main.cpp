@@ -1,5 +1,7 @@
 #include "tools/orv/commands.h"
 
+#include <iostream>
+
 #include "orv/platform/console.h"
 #include "orv/version.h"
 #include "tools/orv/mistakes.h"
@@ -36,7 +38,7 @@ int main(int argc, char** argv) {
   } catch (const CLI::RuntimeError& error) {
     return error.get_exit_code();
   } catch (const CLI::ParseError& error) {
-    if (program.exit(error) == 0) return kDone;
+    if (program.exit(error) == 0) return std::cout.flush() ? kDone : kUnreadable;  // help
     const std::wstring meant = WhatWasMeant(&program, arguments, error);
     if (!meant.empty()) PrintMessage(L"did you mean " + meant + L"?");
     return kUsage;

@@ -1,0 +1,159 @@
+/// Places where nothing can be written, users without a home, and the time of other places.
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <ctime>
+
+#include "orv/logging/log_file.h"
+#include "orv/platform/files.h"
+#include "orv/platform/registry.h"
+#include "orv/text/utf8.h"
+#include "orv/xml/markup.h"
+#include "tests/fixtures.h"
+
+namespace {
+
+using orv::RegistryKey;
+using orv::test::ProgramResult;
+using orv::test::ReadBytes;
+using orv::test::RunProgram;
+using orv::test::SetVariable;
+using orv::test::WriteBytes;
+
+/// Does work in a process of a user who is nobody, with no home and no rights; what fails there is
+/// printed and counted. Only root can become somebody else: others do it as themselves.
+template <typename Work>
+void AsNobody(Work work) {
+  constexpr uid_t kNobody = 54321;
+  const pid_t child = fork();
+  if (child == 0) {
+    if (geteuid() == 0 && (setgid(kNobody) != 0 || setuid(kNobody) != 0)) _exit(1);
+    work();
+    std::fflush(nullptr);
+    _exit(testing::Test::HasFailure() ? 1 : 0);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+}
+
+void ExpectFails(const std::vector<std::string>& arguments, const std::string& message) {
+  if (access(ORV_PROGRAM, X_OK) != 0) return;  // a folder that nobody may look into
+  const ProgramResult result = RunProgram(ORV_PROGRAM, arguments);
+  EXPECT_EQ(result.exitCode, 3) << arguments[0] << ' ' << arguments[1];
+  EXPECT_TRUE(result.messages.starts_with("orv: ") &&
+              result.messages.find(message) != std::string::npos)
+      << result.messages;
+}
+
+TEST(Places, AReadOnlyFolderStaysAsItIs) {
+  const orv::test::TemporaryFolder folder;
+  const std::string example = ReadBytes(ORV_EXAMPLES "/orv_conf_lx300.xml");
+  const auto path = [&](const char* name) { return (folder.path() / name).string(); };
+  WriteBytes(path("a.xml"), example);
+  std::filesystem::permissions(path("a.xml"), std::filesystem::perms(0444));
+  std::filesystem::permissions(folder.path(), std::filesystem::perms(0555));
+  AsNobody([&] {
+    CMarkup doc(L"<a/>");
+    for (const wchar_t* name : {L"a.xml", L"new.xml"}) {
+      EXPECT_FALSE(doc.Save(folder.Name(name)));
+      EXPECT_EQ(doc.GetError(), L"cannot write " + folder.Name(name));
+    }
+    ExpectFails({"config", "sign", path("a.xml")}, "cannot write " + path("a.xml"));
+    ExpectFails({"config", "protect", path("a.xml"), path("b.xml")}, "cannot write");
+    ExpectFails({"page", "mono", ORV_EXAMPLES "/label_page.png", path("c.png")}, "cannot write");
+    SetVariable("ORV_REGISTRY_DIR", path("store"));
+    RegistryKey key;
+    EXPECT_EQ(key.Create(HKEY_CURRENT_USER, L"Key"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(orv::ReadSetting(L"Test", L"LogLevel"), L"");
+    ExpectFails({"registry", "set", "HKCU\\Key", "n", "v"}, "access is denied");
+    // Entries that cannot be written are lost, and nothing else is.
+    CLogger::m_stDesiredLogPath = folder.Name();
+    CLogger::m_bWriteLogToDebug = 0;
+    CLogger::LOG_ERROR(nullptr, L"message", nullptr);
+  });
+  std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
+  EXPECT_EQ(ReadBytes(path("a.xml")), example);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
+}
+
+TEST(Places, AUserWithoutAHomeHasNoSettings) {
+  if (geteuid() != 0) GTEST_SKIP() << "this user has a home";
+  AsNobody([] {
+    for (const char* home : {"", "relative", "/proc/none"}) {
+      SetVariable("HOME", home);
+      SetVariable("XDG_DATA_HOME", *home == 'r' ? "relative/too" : "");
+      // The folder is looked up anew when the variable changes.
+      SetVariable("ORV_REGISTRY_DIR", "/proc/other");
+      orv::ReadSetting(L"Test", L"LogLevel");
+      SetVariable("ORV_REGISTRY_DIR", {});
+      EXPECT_EQ(orv::ReadSetting(L"Test", L"LogLevel"), L"");
+      RegistryKey key;
+      EXPECT_EQ(key.Create(HKEY_CURRENT_USER, L"Key"),
+                *home == '/' ? ERROR_ACCESS_DENIED : ERROR_PATH_NOT_FOUND)
+          << home;
+      ExpectFails({"registry", "set", "HKCU\\Key", "n", "v"},
+                  *home == '/' ? "access is denied" : "the folder does not exist");
+      if (access(ORV_PROGRAM, X_OK) == 0) {
+        EXPECT_EQ(RunProgram(ORV_PROGRAM, {"printers", "list"}).exitCode, 0);
+        EXPECT_EQ(RunProgram(ORV_PROGRAM, {"registry", "list", "HKCU"}).exitCode, 0);
+      }
+    }
+  });
+}
+
+TEST(Places, AFullDeviceIsNoSuccess) {
+  ExpectFails({"config", "protect", ORV_EXAMPLES "/orv_conf_lx300.xml", "/dev/full"},
+              "cannot write /dev/full");
+  ExpectFails({"page", "mono", ORV_EXAMPLES "/label_page.png", "/dev/full"}, "cannot write");
+  for (const char* command :
+       {"config show " ORV_EXAMPLES "/orv_conf_lx300p.xml",
+        "config unprotect " ORV_EXAMPLES "/orv_conf_lx300p.xml -",
+        "page dither " ORV_EXAMPLES "/label_page.png -", "config --help"}) {
+    const std::string line = std::string(ORV_PROGRAM " ") + command + " >/dev/full";
+    EXPECT_EQ(RunProgram("/bin/sh", {"-c", line}).exitCode, 3) << command;
+  }
+}
+
+TEST(Places, TheLogHasTheTimeOfThePlace) {
+  const orv::test::TemporaryFolder folder;
+  const orv::test::ScratchRegistry registry;
+  orv::test::SetSetting(HKEY_CURRENT_USER, L"Test", L"LogPath", folder.Name());
+  const char* const old = std::getenv("TZ");
+  const std::string zone = old != nullptr ? old : "";
+  // The sign before the hours is that of what makes Greenwich's time of the zone's.
+  const std::pair<const char*, int> cases[] = {{"UTC0", 0},
+                                               {"AAA-14", 14 * 60},
+                                               {"BBB+12", -12 * 60},
+                                               {"CCC-5:45", 5 * 60 + 45},
+                                               {"<+0330>-3:30", 3 * 60 + 30},
+                                               {"no/such zone", 0}};
+  for (const auto& [name, minutes] : cases) {
+    SetVariable("TZ", name);
+    const std::time_t before = std::time(nullptr) + minutes * 60;
+    EXPECT_EQ(RunProgram(ORV_TEST_HELPER, {"log", "1", "1"}).exitCode, 0);
+    const std::time_t after = std::time(nullptr) + minutes * 60;
+    bool isFound = false;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+      const std::string bytes = ReadBytes(entry.path());
+      std::string text;
+      for (std::size_t i = 0; i < bytes.size(); i += 2) text += bytes[i];
+      const std::size_t line = text.rfind('\n', text.size() - 2) + 1;
+      std::tm time{};
+      ASSERT_NE(strptime(text.c_str() + line, "%d.%m.%Y\t%H:%M:%S", &time), nullptr);
+      const std::time_t logged = timegm(&time);
+      char file[64];
+      std::strftime(file, sizeof file, "orv_logfile-%Y-%m-%d.log", &time);
+      EXPECT_EQ(entry.path().filename(), file);
+      isFound |= logged >= before && logged <= after;
+      std::filesystem::remove(entry.path());
+    }
+    EXPECT_TRUE(isFound) << name;
+  }
+  SetVariable("TZ", zone);
+}
+
+}  // namespace
