@@ -88,6 +88,9 @@ TEST(Lengths, AreMillimetresOrHaveAUnit) {
   for (const char* text : {"", "in", "1cm", "1 mm", "2inch", "nan", "inf", "1e999"}) {
     EXPECT_EQ(ParseMillimetres(text), std::nullopt) << text;
   }
+  EXPECT_EQ(LengthText(105700), L"105.7 mm");
+  EXPECT_EQ(LengthText(-10), L"-0.01 mm");
+  EXPECT_EQ(LengthText(0), L"0 mm");
 }
 
 /// What the lines behind the header of a registry file say.
@@ -234,7 +237,8 @@ class RegistryToolTest : public ToolTest {
 
 TEST_F(RegistryToolTest, SetsShowsAndDeletes) {
   ExpectDone({"registry", "set", key_, "T\u00e9xt", "a \"b\" \\ \u20ac"}, "");
-  ExpectDone({"registry", "set", key_, "Number", "0x10", "--type", "REG_DWORD"}, "");
+  ExpectDone({"registry", "set", key_, "Number", "0x10", "--type", "REG_DWORD", "--json"},
+             "{\n  \"command\": \"registry set\",\n  \"files\": []\n}\n");
   ExpectDone({"registry", "set", key_ + "\\Sub", "Bytes", "00fF", "--type", "REG_BINARY"}, "");
   ExpectDone({"registry", "get", key_, "t\u00c9XT"}, "a \"b\" \\ \u20ac\n");
   ExpectDone({"registry", "get", key_ + "\\sub", "Bytes"}, "00ff\n");
@@ -358,10 +362,36 @@ TEST_F(ToolTest, HasAManualOfEveryCommand) {
   }
 }
 
+TEST_F(ToolTest, TellsWhatCommandsDidBesideWhatTheyWrite) {
+  const std::string done = "{\n  \"command\": \"config new\",\n  \"files\": [\n    \"-\"\n  ]\n}\n";
+  const ProgramResult made = Run({"config", "new", "--json"});
+  EXPECT_EQ(made.output, Run({"config", "new"}).output);
+  EXPECT_EQ(made.messages, done);
+  ExpectFailed({"config", "new", "-o", WideToUtf8(folder_.Name(L"none")) + "/a.xml", "--json"},
+               kUnreadable, "cannot write");
+}
+
+TEST_F(ToolTest, HelpNamesValuesAndSaysWhatTheyGoWith) {
+  const std::string help = Run({"report", "--help"}).output;
+  for (const char* line :
+       {"  -o,--output FILE            The HTML file to write; - is standard output (required)\n",
+        "  --date DATE                 Show the log of this day, as 2024-03-05 (default: today; "
+        "not "
+        "with\n                              --log)\n",
+        "  --inch                      Show lengths in inches\n", "only with --page)\n"}) {
+    EXPECT_THAT(help, HasSubstr(line));
+  }
+  EXPECT_THAT(Run({"stock", "add", "--help"}).output,
+              testing::AllOf(HasSubstr("--width LENGTH "), HasSubstr("--set NAME=NUMBER "),
+                             HasSubstr("(may be repeated)")));
+}
+
 TEST_F(ToolTest, SuggestsWhatWasMeant) {
   const std::pair<std::vector<std::string>, std::string> cases[] = {
       {{"confg"}, "config"},
       {{"config", "chekc", "a"}, "check"},
+      {{"conf"}, "config"},
+      {{"config", "check", "--explain", "rang-step"}, "range-step"},
       {{"page", "bounds", "a", "--jsno=1"}, "--json"},
       {{"page", "dither", "a", "b", "--method", "matrx4"}, "matrix4"},
       {{"log", "show", "--level", "WARNIGN"}, "warning"},

@@ -87,9 +87,15 @@ TEST_F(XmlTool, ChecksFiles) {
   orv::test::WriteBytes(File(), "<a>\n  <b>\n </a>\n<c/>");
   const ProgramResult bad = Run("check");
   EXPECT_EQ(bad.exitCode, 1);
-  EXPECT_EQ(bad.output, File() + ": UTF-8, 20 bytes, not well formed\n" + File() +
-                            ":2:3: error: the element is never closed: b\n" + File() +
-                            ":1:1: error: there must be one root element\n");
+  EXPECT_EQ(
+      bad.output,
+      File() + ": UTF-8, 20 bytes, not well formed\n" + File() +
+          ":2:3: error: the element is never closed: b | allowed: one end tag for it | write: "
+          "</b>\n" +
+          File() +
+          ":1:1: error: there is more than one root element | allowed: one root "
+          "element with all others in it | write: one element around them, or "
+          "nothing behind one\n");
   EXPECT_THAT(Run("check", {"--json"}).output,
               HasSubstr("\"line\": 2,\n        \"column\": 3,\n        \"text\": \"the element"));
   EXPECT_EQ(Run("check", {(other_ / "none").string()}).exitCode, 3);

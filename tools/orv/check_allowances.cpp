@@ -97,13 +97,15 @@ std::vector<Finding> WithoutAllowed(const std::wstring& text, Findings* findings
   for (const Allowance& allowance : allowances) {
     const std::wstring fault = AllowanceFault(allowance.name);
     if (!fault.empty()) {
-      result.Report(
-          L"bad-allowance", allowance.offset, fault, L"the names of warnings",
-          std::wstring(FindCheckRule(allowance.name) != nullptr ? std::wstring_view()
-                                                                : NearestRule(allowance.name)));
+      const std::wstring nearest(FindCheckRule(allowance.name) == nullptr
+                                     ? NearestRule(allowance.name)
+                                     : std::wstring_view());
+      result.Report(L"bad-allowance", allowance.offset, fault, L"the names of warnings",
+                    nearest.empty() ? kNothing : nearest);
     } else if (!allowance.isUsed) {
       result.Report(L"unused-allowance", allowance.offset,
-                    L"there is no " + std::wstring(allowance.name) + L" here to allow");
+                    L"there is no " + std::wstring(allowance.name) + L" here to allow",
+                    L"the names of what is found here", kNothing);
     }
   }
   return result.Take();

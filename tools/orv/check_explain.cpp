@@ -4,25 +4,6 @@
 #include "tools/orv/output.h"
 
 namespace orv::tool {
-namespace {
-
-/// Text in lines of at most `width` characters, each with this in front.
-std::wstring Wrapped(std::wstring_view text, std::wstring_view indent, std::size_t width) {
-  std::wstring lines;
-  while (!text.empty()) {
-    std::size_t end = text.size();
-    if (end > width) {
-      const std::size_t blank = text.rfind(L' ', width);
-      end = blank == text.npos ? text.find(L' ') : blank;
-    }
-    lines.append(indent).append(text.substr(0, end)).append(L"\n");
-    text.remove_prefix(std::min(text.size(), end == text.npos ? end : end + 1));
-  }
-  return lines;
-}
-
-}  // namespace
-
 const wchar_t* NameOf(Severity severity) {
   return severity == Severity::kError ? L"error" : L"warning";
 }
@@ -72,8 +53,14 @@ std::string RulesAsMarkdown() {
       L"and probably not as it was meant. This page is printed by\n"
       L"`orv config check --explain all --markdown`; what the keys mean is in\n"
       L"[configuration-file.md](configuration-file.md).\n\n"
-      L"A finding is one line: `FILE:LINE:COLUMN: SEVERITY[RULE]: TEXT`, then ` | allowed: ` and\n"
-      L"` | write: ` where there is something to say. Lines and columns count from 1.\n\n"
+      L"A finding is one line: `FILE:LINE:COLUMN: SEVERITY[RULE]: TEXT`, then ` | allowed: ` with\n"
+      L"what may stand there and ` | write: ` with what to write instead, `nothing` where it is to "
+      L"be "
+      L"left\n"
+      L"out. Lines and columns count from 1. What keeps the file from being XML comes first, "
+      L"causes "
+      L"before\n"
+      L"what comes of them, then the rest in the order of the file.\n\n"
       L"The exit code is 0 without errors, 1 with any, and 3 when a file could not be read. With\n"
       L"`--strict` warnings count as errors do.\n\n"
       L"`--json` prints an array with one object a finding:\n\n"
@@ -84,8 +71,8 @@ std::string RulesAsMarkdown() {
       L"| `severity` | text | `error` or `warning` |\n"
       L"| `rule` | text | the rule's name |\n"
       L"| `text` | text | what is wrong |\n"
-      L"| `allowed` | text | what may stand there; empty where the text says it |\n"
-      L"| `write` | text | what to write instead; empty where only the author knows |\n\n"
+      L"| `allowed` | text | what may stand there |\n"
+      L"| `write` | text | what to write instead; `nothing` where it is to be left out |\n\n"
       L"With `--explain` the objects are rules: `rule`, `severity`, `summary`, `explanation`, "
       L"`wrong`\n"
       L"and `right`, an example.\n\n"

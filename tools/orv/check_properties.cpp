@@ -1,16 +1,22 @@
 #include "tools/orv/check_properties.h"
 
+#include <cmath>
 #include <cstdint>
 #include <list>
+#include <optional>
 #include <set>
 
 #include "orv/config/config_parser.h"
-#include "orv/text/format.h"
+#include "orv/text/utf8.h"
 #include "tools/orv/config_keys.h"
+#include "tools/orv/lengths.h"
 #include "tools/orv/spelling.h"
 
 namespace orv::tool {
 namespace {
+
+/// The proposal for a time that only the author knows.
+constexpr wchar_t kMeantTime[] = L"the time that is meant";
 
 constexpr std::wstring_view kWhiteSpace = L" \t\r\n\v\f";
 
@@ -59,6 +65,31 @@ bool IsMoment(std::wstring_view text) {
   return (isDay || isLeapDay) && field(11, 2) < 24 && field(14, 2) < 60 && field(17, 2) < 60;
 }
 
+/// A number as it stands in the file, and as people read it: "75000 (75 mm/s)".
+std::wstring NumberAndUnit(std::wstring_view key, std::int64_t number) {
+  return std::to_wstring(number) + L" (" + NumberWithUnit(key, number) + L")";
+}
+
+/// What numbers of a unit count.
+const wchar_t* UnitText(Unit unit) {
+  constexpr const wchar_t* kTexts[] = {L"a number", L"thousandths of a millimetre",
+                                       L"millimetres a second multiplied by 1000",
+                                       L"dots per inch, such as 300"};
+  return kTexts[static_cast<int>(unit)];
+}
+
+/// The number that a length with its unit stands for, as far as the key takes lengths.
+std::optional<std::wstring> IntendedNumber(const FoundProperty& property) {
+  const ConfigKey* const key = FindConfigKey(property.name);
+  std::wstring text = WithoutWhiteSpace(property.value);
+  std::erase(text, L' ');
+  if (key == nullptr || (key->unit != Unit::kLength && key->unit != Unit::kSpeed)) return {};
+  if (key->unit == Unit::kSpeed && text.ends_with(L"/s")) text.resize(text.size() - 2);
+  const std::optional<double> millimetres = ParseMillimetres(WideToUtf8(text));
+  if (!millimetres || std::abs(*millimetres) > 1e6) return {};
+  return std::to_wstring(std::llround(*millimetres * 1000));
+}
+
 void CheckInteger(const FoundProperty& property, Findings* findings) {
   const std::wstring what = Quoted(property.name) + L" is read as ";
   const std::wstring number = std::to_wstring(ToInt(property.value));
@@ -67,15 +98,17 @@ void CheckInteger(const FoundProperty& property, Findings* findings) {
       break;
     case NumberForm::kPartly:
       findings->Report(L"not-a-number", property.valueOffset, what + number,
-                       L"the digits of a whole number, nothing else", number);
+                       L"the digits of a whole number, nothing else",
+                       IntendedNumber(property).value_or(number));
       return;
     case NumberForm::kNone:
-      findings->Report(L"not-a-number", property.valueOffset, what + L"0", L"a whole number");
+      findings->Report(L"not-a-number", property.valueOffset, what + L"0", L"a whole number",
+                       L"0, or the number that is meant");
       return;
     case NumberForm::kTooLarge:
       findings->Report(L"number-too-large", property.valueOffset,
                        what + number + L", the nearest number of 32 bits",
-                       L"-2147483648 to 2147483647");
+                       L"-2147483648 to 2147483647", number);
       return;
   }
   const ConfigKey* const key = FindConfigKey(property.name);
@@ -83,14 +116,12 @@ void CheckInteger(const FoundProperty& property, Findings* findings) {
   const std::int32_t value = ToInt(property.value);
   if (value <= 0) {
     findings->Report(L"not-positive", property.valueOffset,
-                     Quoted(property.name) + L" is " + number, L"a number above 0");
+                     Quoted(property.name) + L" is " + number, L"a number above 0",
+                     UnitText(key->unit));
   } else if (value < 1000 && key->unit != Unit::kDpi) {
     findings->Report(L"unit-scale", property.valueOffset,
-                     Quoted(property.name) + L" is " + NumberWithUnit(property.name, value),
-                     key->unit == Unit::kLength
-                         ? L"thousandths of a millimetre, 1000 at least"
-                         : L"millimetres a second multiplied by 1000, 1000 at least",
-                     number + L"000");
+                     Quoted(property.name) + L" is " + NumberAndUnit(property.name, value),
+                     std::wstring(UnitText(key->unit)) + L", 1000 at least", number + L"000");
   }
 }
 
@@ -108,14 +139,14 @@ void CheckText(const FoundProperty& property, Findings* findings) {
   const std::wstring inner = WithoutWhiteSpace(property.value);
   if (inner != property.value) {
     findings->Report(L"white-space", property.valueOffset,
-                     Quoted(property.name) + L" has white space around its text", {},
-                     inner.empty() ? L"nothing" : inner);
+                     Quoted(property.name) + L" has white space around its text", L"the text alone",
+                     inner.empty() ? kNothing : inner);
   }
   const bool isName = EqualsIgnoreCase(property.name, L"modelName") ||
                       EqualsIgnoreCase(property.name, L"optionFamilyName");
   if (isName && inner.empty()) {
     findings->Report(L"empty-name", property.offset, Quoted(property.name) + L" is empty",
-                     L"a name for people");
+                     L"a name for people", L"what people call it");
   }
   if (EqualsIgnoreCase(property.name, L"type") && inner != L"printer") {
     findings->Report(L"unknown-value", property.valueOffset, L"the file describes no printer",
@@ -178,6 +209,12 @@ StepFault FaultOf(const Limit& low, const Limit& high, const Limit& step) {
       std::to_wstring(DividingStep(width, step.value)) + L", or " + last + L" for " + high.Name()};
 }
 
+/// The two ways out where a number must not be above another one.
+std::wstring AtMostOrMore(const Limit& number, const Limit& most) {
+  return std::to_wstring(most.value) + L", or " + std::to_wstring(number.value) + L" or more for " +
+         most.Name();
+}
+
 void CheckGroup(const Limit& low, const Limit& high, const Limit& step, const Limit& byDefault,
                 Findings* findings) {
   if (low.value > high.value) {
@@ -190,10 +227,9 @@ void CheckGroup(const Limit& low, const Limit& high, const Limit& step, const Li
   }
   const bool hasStep = step && step.value > 0;
   if (step && low.value != high.value && (!hasStep || (high.value - low.value) % step.value != 0)) {
-    const StepFault fault =
-        hasStep ? FaultOf(low, high, step)
-                : StepFault{
-                      step.Name() + L" is " + std::to_wstring(step.value), L"a number above 0", {}};
+    const StepFault fault = hasStep ? FaultOf(low, high, step)
+                                    : StepFault{step.Name() + L" is " + std::to_wstring(step.value),
+                                                L"a number above 0", L"1"};
     findings->Report(L"range-step", step.property->valueOffset, fault.text, fault.allowed,
                      fault.proposal);
   }
@@ -226,7 +262,11 @@ bool Findings::HasErrors() const {
 }
 
 std::vector<Finding> Findings::Take() {
-  std::stable_sort(all_.begin(), all_.end(),
+  // The faults of the markup are in their order already.
+  const auto rest = std::stable_partition(all_.begin(), all_.end(), [](const Finding& finding) {
+    return finding.rule->name == L"not-well-formed";
+  });
+  std::stable_sort(rest, all_.end(),
                    [](const Finding& a, const Finding& b) { return a.offset < b.offset; });
   return std::move(all_);
 }
@@ -265,10 +305,10 @@ void CheckValue(const PropertyRule& rule, const FoundProperty& property, Finding
       if (value.size() != 19) {
         findings->Report(L"not-a-time", property.valueOffset, what + L" is read as no time",
                          L"19 characters such as 2026-03-02T08:00:00",
-                         value.size() == 10 ? value + L"T00:00:00" : std::wstring());
+                         value.size() == 10 ? value + L"T00:00:00" : kMeantTime);
       } else if (!IsMoment(value)) {
         findings->Report(L"not-a-time", property.valueOffset, what + L" is a time that is none",
-                         L"a time that exists, such as 2026-03-02T08:00:00");
+                         L"a time that exists, such as 2026-03-02T08:00:00", kMeantTime);
       }
       break;
     case ValueKind::kGuidance: {
@@ -277,7 +317,7 @@ void CheckValue(const PropertyRule& rule, const FoundProperty& property, Finding
       if (std::none_of(names.begin(), names.end(),
                        [&](std::wstring_view name) { return EqualsIgnoreCase(name, value); })) {
         findings->Report(L"unknown-value", property.valueOffset, what + L" is ignored", Join(names),
-                         std::wstring(Nearest(value, names)));
+                         NearestOr(value, names, kOneOfThem));
       }
       break;
     }
@@ -312,7 +352,7 @@ void CheckTimes(const FoundProperties& properties, Findings* findings) {
   if (first != 0 && last != 0 && last < first) {
     findings->Report(L"time-order", modified->valueOffset,
                      Quoted(modified->name) + L" lies before " + Quoted(created->name),
-                     created->value + L" or later");
+                     created->value + L" or later", created->value);
   }
 }
 
@@ -335,13 +375,13 @@ void CheckLabel(const FoundProperties& properties, Findings* findings) {
   if (!gap || !longest) return;
   if (gap.value < 0) {
     findings->Report(L"not-positive", gap.property->valueOffset, gap.Name() + L" is negative",
-                     L"0 or more");
+                     L"0 or more", L"0");
   } else if (longest.value > 0 && gap.value > longest.value) {
     findings->Report(L"label-gap", gap.property->valueOffset,
-                     L"the gap of " + NumberWithUnit(gap.property->name, gap.value) +
+                     L"the gap of " + NumberAndUnit(gap.property->name, gap.value) +
                          L" is larger than the longest label, " +
-                         NumberWithUnit(longest.property->name, longest.value),
-                     L"at most " + std::to_wstring(longest.value));
+                         NumberAndUnit(longest.property->name, longest.value),
+                     L"at most " + std::to_wstring(longest.value), AtMostOrMore(gap, longest));
   }
 }
 
@@ -351,10 +391,10 @@ void CheckGeneralSettings(const FoundProperties& settings, const FoundProperties
   const Limit widest(label, L"widthMax");
   if (head && widest && widest.value > 0 && head.value > widest.value) {
     findings->Report(L"print-width", head.property->valueOffset,
-                     L"the print head of " + NumberWithUnit(head.property->name, head.value) +
+                     L"the print head of " + NumberAndUnit(head.property->name, head.value) +
                          L" is wider than the widest label, " +
-                         NumberWithUnit(widest.property->name, widest.value),
-                     L"at most " + std::to_wstring(widest.value));
+                         NumberAndUnit(widest.property->name, widest.value),
+                     L"at most " + std::to_wstring(widest.value), AtMostOrMore(head, widest));
   }
   constexpr std::wstring_view kByDefault = L"ByDefault";
   for (const PropertyRule& rule : kGeneralSettingsRules) {
@@ -367,7 +407,8 @@ void CheckGeneralSettings(const FoundProperties& settings, const FoundProperties
       findings->Report(L"default-not-offered", byDefault->valueOffset,
                        Quoted(byDefault->name) + L" is true, and " + Quoted(enabled->name) +
                            L" lets nobody change it",
-                       {}, L"false, or true for " + Quoted(enabled->name));
+                       L"true where users can change it",
+                       L"false, or true for " + Quoted(enabled->name));
     }
   }
 }
@@ -387,7 +428,7 @@ void CheckDarkness(const FoundProperties& properties, Findings* findings) {
   constexpr std::int64_t kMost = 1000;
   const std::int64_t width = high.value - low.value;
   const auto report = [&](const Limit& place, const std::wstring& text, std::wstring allowed,
-                          std::wstring proposal = {}) {
+                          std::wstring proposal) {
     findings->Report(L"darkness-list", place.property->valueOffset,
                      text + L", and the file does not load", std::move(allowed),
                      std::move(proposal));
@@ -397,10 +438,10 @@ void CheckDarkness(const FoundProperties& properties, Findings* findings) {
            std::to_wstring(high.value) + L", and " + std::to_wstring(low.value) + L" for " +
                high.Name());
   } else if (step.value <= 0) {
-    report(step, step.Name() + L" is " + std::to_wstring(step.value), L"a number above 0");
+    report(step, step.Name() + L" is " + std::to_wstring(step.value), L"a number above 0", L"1");
   } else if (width / step.value >= kMost) {
-    report(step, L"there are more than 1000 levels",
-           L"a step of " + std::to_wstring((width + kMost - 2) / (kMost - 1)) + L" at least");
+    const std::wstring least = std::to_wstring((width + kMost - 2) / (kMost - 1));
+    report(step, L"there are more than 1000 levels", L"a step of " + least + L" at least", least);
   } else if (width % step.value != 0) {
     const StepFault fault = FaultOf(low, high, step);
     report(step, fault.text, fault.allowed, fault.proposal);
@@ -413,37 +454,42 @@ void CheckDarkness(const FoundProperties& properties, Findings* findings) {
 
 void CheckSpeeds(const FoundProperties& speeds, std::wstring_view key,
                  const FoundProperty* byDefault, Findings* findings) {
-  std::vector<std::int32_t> values;
   std::set<std::int32_t> listed;
+  for (const FoundProperty& property : speeds) {
+    if (EqualsIgnoreCase(property.name, key)) listed.insert(ToInt(property.value));
+  }
+  std::wstring list;
+  for (const std::int32_t speed : listed) {
+    list += (list.empty() ? L"" : L", ") + std::to_wstring(speed);
+  }
+  std::set<std::int32_t> before;
+  const FoundProperty* last = nullptr;
   for (const FoundProperty& property : speeds) {
     if (!EqualsIgnoreCase(property.name, key)) continue;
     const std::int32_t speed = ToInt(property.value);
-    const std::wstring text = NumberWithUnit(key, speed);
-    if (!listed.insert(speed).second) {
+    if (!before.insert(speed).second) {
       findings->Report(L"speed-duplicate", property.valueOffset,
-                       text + L" stands in the list already");
-    } else if (!values.empty() && speed < values.back()) {
-      findings->Report(L"speed-order", property.valueOffset,
-                       text + L" comes after " + NumberWithUnit(key, values.back()),
-                       L"speeds that ascend");
+                       NumberAndUnit(key, speed) + L" stands in the list already",
+                       L"every speed once", kNothing);
+    } else if (last != nullptr && speed < ToInt(last->value)) {
+      findings->Report(
+          L"speed-order", property.valueOffset,
+          NumberAndUnit(key, speed) + L" comes after " + NumberAndUnit(key, ToInt(last->value)),
+          L"speeds that ascend", list);
     }
-    values.push_back(speed);
+    last = &property;
   }
-  if (byDefault == nullptr || values.empty() || listed.contains(ToInt(byDefault->value))) return;
+  if (byDefault == nullptr || listed.empty() || listed.contains(ToInt(byDefault->value))) return;
   const std::int32_t wanted = ToInt(byDefault->value);
   const auto distance = [&](std::int32_t speed) {
     return std::abs(std::int64_t{speed} - std::int64_t{wanted});
   };
   const std::int32_t nearest =
-      *std::min_element(values.begin(), values.end(),
+      *std::min_element(listed.begin(), listed.end(),
                         [&](std::int32_t a, std::int32_t b) { return distance(a) < distance(b); });
-  std::wstring list;
-  for (const std::int32_t value : values) {
-    list += (list.empty() ? L"" : L", ") + std::to_wstring(value);
-  }
   findings->Report(L"default-not-listed", byDefault->valueOffset,
-                   L"the default, " + NumberWithUnit(key, wanted) + L", is none of the speeds",
-                   list, std::to_wstring(nearest));
+                   L"the default, " + NumberAndUnit(key, wanted) + L", is none of the speeds", list,
+                   std::to_wstring(nearest));
 }
 
 }  // namespace orv::tool

@@ -29,14 +29,14 @@ const FoundProperty* Find(const FoundProperties& properties, std::wstring_view k
 /// Takes findings.
 class Findings {
  public:
-  void Report(RuleName name, int offset, std::wstring text, std::wstring allowed = {},
-              std::wstring proposal = {}) {
+  void Report(RuleName name, int offset, std::wstring text, std::wstring allowed,
+              std::wstring proposal) {
     all_.push_back({&name.rule(), std::max(offset, 0), std::move(text), std::move(allowed),
                     std::move(proposal)});
   }
   void Add(Finding&& finding) { all_.push_back(std::move(finding)); }
   bool HasErrors() const;
-  /// All of them, in the order of their places.
+  /// All of them: those of the markup, then the others in the order of their places.
   std::vector<Finding> Take();
 
  private:

@@ -10,17 +10,21 @@
 
 namespace orv::tool {
 
+inline constexpr wchar_t kNothing[] = L"nothing";
+inline constexpr wchar_t kOneOfThem[] = L"one of them";
+
 struct Finding {
   const CheckRule* rule;
   int offset;             ///< of the place in the text
   std::wstring text;      ///< what is wrong
-  std::wstring allowed;   ///< what may stand there; empty where the text says it
-  std::wstring proposal;  ///< what to write there instead; empty where only the author knows
+  std::wstring allowed;   ///< what may stand there
+  std::wstring proposal;  ///< what to write there instead; `kNothing` for what is to be left out
 };
 
 /// Checks a configuration's text. `fileName` is the name that the file has, without its folder;
-/// empty when it has none. The findings are in the order of their places, without those that the
-/// file itself allows.
+/// empty when it has none. What keeps the text from being XML comes first, causes before what comes
+/// of them, then the other findings in the order of their places; those that the file itself allows
+/// are left out.
 std::vector<Finding> CheckConfig(const std::wstring& text, const std::wstring& fileName);
 
 }  // namespace orv::tool

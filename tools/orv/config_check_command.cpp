@@ -8,9 +8,11 @@
 #include "tools/orv/check_allowances.h"
 #include "tools/orv/check_explain.h"
 #include "tools/orv/commands.h"
+#include "tools/orv/common_options.h"
 #include "tools/orv/config_check.h"
 #include "tools/orv/config_text.h"
 #include "tools/orv/input.h"
+#include "tools/orv/lengths.h"
 #include "tools/orv/output.h"
 
 /// `orv config check`.
@@ -72,10 +74,8 @@ class FindingPrinter {
                     finding.rule->severity == Severity::kError ? Paint::kRed : Paint::kYellow)
                 .c_str(),
             std::wstring(finding.rule->name).c_str()));
-        shown += Printable(finding.text);
-        if (!finding.allowed.empty()) shown += " | allowed: " + Printable(finding.allowed);
-        if (!finding.proposal.empty()) shown += " | write: " + Printable(finding.proposal);
-        shown += "\n";
+        shown += Printable(finding.text) + " | allowed: " + Printable(finding.allowed) +
+                 " | write: " + Printable(finding.proposal) + "\n";
       }
     }
     tool::Print(shown);
@@ -145,8 +145,7 @@ void AddConfigCheckCommand(CLI::App* group) {
   auto options = std::make_shared<CheckOptions>();
   CLI::App* command =
       group->add_subcommand("check", "Find everything wrong in configuration files");
-  command->add_option("FILE", options->files,
-                      "Configuration files, plain or protected; - is standard input");
+  AddInputFile(command, "FILE", &options->files, "Configuration files, plain or protected");
   CLI::Option* const explain = command
                                    ->add_option("--explain", options->explained,
                                                 "Explain a rule, or list all; \"all\" explains all")
@@ -157,7 +156,8 @@ void AddConfigCheckCommand(CLI::App* group) {
       ->allow_extra_args(false)
       ->type_name("RULE");
   command->add_flag("--strict", options->isStrict, "Warnings count for the exit code");
-  command->add_flag("--json", options->asJson, "Print JSON");
+  AddInchFlag(command);
+  AddJsonFlag(command, &options->asJson);
   command->add_flag("--markdown", options->asMarkdown, "Explain in Markdown")->needs(explain);
   command->footer(
       "An error keeps the file from loading; a warning does not. Exits with 1 when there is an\n"

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "orv/config/config_parser.h"
 #include "orv/config/values.h"
@@ -13,10 +14,13 @@
 #include "orv/text/utf8.h"
 #include "orv/xml/line_index.h"
 #include "tools/orv/commands.h"
+#include "tools/orv/common_options.h"
 #include "tools/orv/config_record.h"
 #include "tools/orv/config_text.h"
 #include "tools/orv/input.h"
+#include "tools/orv/lengths.h"
 #include "tools/orv/library_use.h"
+#include "tools/orv/outcome.h"
 #include "tools/orv/output.h"
 
 namespace orv::tool {
@@ -24,10 +28,6 @@ namespace {
 
 /// What stands in the place of the digest while it is computed.
 constexpr wchar_t kDigestPlaceholder[] = L"{{sha256}}";
-
-void AddJsonFlag(CLI::App* command, bool* asJson) {
-  command->add_flag("--json", *asJson, "Print JSON");
-}
 
 void PrintConfig(const Config& config, bool asJson) {
   Print(asJson ? ConfigAsJson(config) : ConfigAsText(config));
@@ -40,8 +40,9 @@ void AddShowCommand(CLI::App* group) {
   };
   auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand("show", "Show what a configuration file says");
-  command->add_option("FILE", options->file, "A configuration file, plain or protected")
+  AddInputFile(command, "FILE", &options->file, "A configuration file, plain or protected")
       ->required();
+  AddInchFlag(command);
   AddJsonFlag(command, &options->asJson);
   command->footer(
       "Examples:\n  orv config show orv_conf_lx300.xml\n  orv config show --json "
@@ -124,9 +125,11 @@ std::string Converted(ConvertFunction* convert, const std::string& bytes,
 void AddSignCommand(CLI::App* group) {
   auto file = std::make_shared<std::string>();
   CLI::App* command = group->add_subcommand("sign", "Put the right digest into a file");
-  command->add_option("FILE", *file, "A configuration file; a protected one stays protected")
+  AddInputFile(command, "FILE", file.get(),
+               "The configuration file to change; a protected one stays protected")
       ->required();
   command->footer(
+      "With - for the file, standard input is signed and written to standard output.\n"
       "Examples:\n  orv config sign orv_conf_lx300.xml\n"
       "  orv config sign - < plain.xml > orv_conf_lx300.xml");
   command->callback([file] {
@@ -149,7 +152,7 @@ void AddSignCommand(CLI::App* group) {
     text.replace(place.offset, std::size(kDigestPlaceholder) - 1, ConfigDigest(text, {}));
     std::string bytes = WideToUtf8(text);
     if (isProtected) bytes = Converted(&ProtectBytes, bytes, path);
-    if (!WriteFile(path, std::move(bytes))) Fail(kUnreadable, L"cannot write " + path);
+    SaveFile(path, std::move(bytes));
   });
 }
 
@@ -170,10 +173,8 @@ void AddConversion(CLI::App* group, const Conversion& conversion) {
   };
   auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand(conversion.name, conversion.description);
-  command->add_option("IN", options->in, "The file to read; - is standard input")->required();
-  command
-      ->add_option("OUT", options->out,
-                   "The file to write; may be the same one; - is standard output")
+  AddInputFile(command, "IN", &options->in, "The file to read")->required();
+  AddOutputFile(command, "OUT", &options->out, "The file to write, which may be the same one")
       ->required();
   command->footer(conversion.footer);
   command->callback([options, conversion] {
@@ -183,9 +184,7 @@ void AddConversion(CLI::App* group, const Conversion& conversion) {
       Fail(kFindings, InputName(in) + conversion.refusal);
     std::string bytes;
     if (!ReadFile(in, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(in));
-    if (!WriteFile(out, Converted(conversion.convert, bytes, InputName(in)))) {
-      Fail(kUnreadable, L"cannot write " + out);
-    }
+    SaveFile(out, Converted(conversion.convert, bytes, InputName(in)));
   });
 }
 
@@ -239,10 +238,10 @@ void AddPrinterConfigCommand(CLI::App* printers) {
   auto options = std::make_shared<Options>();
   CLI::App* command =
       printers->add_subcommand("config", "Show which configuration a printer uses, and load it");
-  command->add_option("PRINTER", options->name, "The printer's name")->required();
-  command->add_option("--config-dir", options->folder,
-                      "The folder of the configuration files (default: the program's own)");
+  AddPrinter(command, &options->name);
+  AddConfigFolder(command, &options->folder);
   command->add_flag("--record", options->showRecord, "Print the whole record instead");
+  AddInchFlag(command);
   AddJsonFlag(command, &options->asJson);
   command->footer(
       "Loads the file twice, as a driver would: the second time the cache answers.\n"

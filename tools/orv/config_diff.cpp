@@ -6,8 +6,10 @@
 
 #include "orv/text/utf8.h"
 #include "tools/orv/commands.h"
+#include "tools/orv/common_options.h"
 #include "tools/orv/config_record.h"
 #include "tools/orv/config_text.h"
+#include "tools/orv/lengths.h"
 #include "tools/orv/output.h"
 
 /// `orv config diff`: what two models have in common is left out.
@@ -192,10 +194,11 @@ void AddConfigDiffCommand(CLI::App* group) {
   auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand(
       "diff", "Show what differs between two models, by meaning; ends with 1 when anything does");
-  command->add_option("A", options->before, "A configuration file, plain or protected")->required();
-  command->add_option("B", options->after, "The file to compare with it; - is standard input")
+  AddInputFile(command, "A", &options->before, "A configuration file, plain or protected")
       ->required();
-  command->add_flag("--json", options->asJson, "Print JSON");
+  AddInputFile(command, "B", &options->after, "The file to compare with it")->required();
+  AddInchFlag(command);
+  AddJsonFlag(command, &options->asJson);
   command->footer(
       "Compares what the files say, not how: order of keys, letter case, comments, digest and "
       "times\n"

@@ -1,7 +1,7 @@
 #include "tools/orv/config_keys.h"
 
 #include "orv/config/values.h"
-#include "orv/text/format.h"
+#include "tools/orv/lengths.h"
 
 namespace orv::tool {
 namespace {
@@ -104,22 +104,13 @@ const ConfigKey* FindConfigKey(std::wstring_view key) {
   return nullptr;
 }
 
-std::wstring Thousandths(std::int64_t number) {
-  std::wstring text = Format(L"%ls%lld.%03lld", number < 0 ? L"-" : L"",
-                             static_cast<long long>(number < 0 ? -number : number) / 1000,
-                             static_cast<long long>(number < 0 ? -number : number) % 1000);
-  text.erase(text.find_last_not_of(L'0') + 1);
-  if (text.ends_with(L'.')) text.pop_back();
-  return text;
-}
-
 std::wstring NumberWithUnit(std::wstring_view key, std::int64_t number) {
   const ConfigKey* const known = FindConfigKey(key);
   switch (known != nullptr ? known->unit : Unit::kNone) {
     case Unit::kLength:
-      return Thousandths(number) + L" mm";
+      return LengthText(number);
     case Unit::kSpeed:
-      return Thousandths(number) + L" mm/s";
+      return LengthText(number) + L"/s";
     case Unit::kDpi:
       return std::to_wstring(number) + L" dpi";
     case Unit::kNone:

@@ -31,7 +31,4 @@ const ConfigKey* FindConfigKey(std::wstring_view key);
 /// The number of a key as people read it: "105.7 mm", "100 mm/s", "300 dpi", or only the number.
 std::wstring NumberWithUnit(std::wstring_view key, std::int64_t number);
 
-/// Thousandths as a decimal number: "105.7".
-std::wstring Thousandths(std::int64_t number);
-
 }  // namespace orv::tool

@@ -6,9 +6,11 @@
 #include "orv/text/utf8.h"
 #include "orv/xml/markup.h"
 #include "tools/orv/commands.h"
+#include "tools/orv/common_options.h"
 #include "tools/orv/config_keys.h"
 #include "tools/orv/config_rules.h"
 #include "tools/orv/input.h"
+#include "tools/orv/outcome.h"
 #include "tools/orv/output.h"
 #include "tools/orv/spelling.h"
 
@@ -188,14 +190,14 @@ std::vector<std::int32_t> FamiliesOf(const std::vector<std::string>& names) {
 
 void AddConfigNewCommand(CLI::App* group) {
   struct Options {
-    std::string output;
+    std::string output = "-";
     std::vector<std::string> families = {"tearOff"};
   };
   auto options = std::make_shared<Options>();
   CLI::App* command =
       group->add_subcommand("new", "Write a configuration file to begin with, with comments");
-  command->add_option("-o,--output", options->output,
-                      "The file to write, whose name it takes (default: standard output)");
+  AddOutputFile(command, "-o,--output", &options->output, "The file to write, whose name it takes")
+      ->capture_default_str();
   command
       ->add_option("--family", options->families,
                    "A family of options, by kind such as cutter or by number")
@@ -209,18 +211,18 @@ void AddConfigNewCommand(CLI::App* group) {
       "  orv config new --family cutter --family peelOff > orv_conf_new.xml");
   command->callback([options] {
     const std::wstring path = ToWide(options->output);
-    const bool toOutput = path.empty() || path == kStandardStream;
+    const bool toOutput = path == kStandardStream;
     const std::vector<std::int32_t> families = FamiliesOf(options->families);
     std::wstring text =
         Skeleton(toOutput ? FindConfigKey(L"configfilename")->sample : FileNameOf(path), families)
             .Make();
     const std::wstring placeholder = FindConfigKey(L"sha256")->sample;
     text.replace(text.find(placeholder), placeholder.size(), ConfigDigest(text, {}));
-    const std::string bytes = WideToUtf8(text);
-    if (toOutput) return Print(bytes);
     std::string old;
-    if (ReadFile(path, &old)) Fail(kFindings, path + L" exists already, and stays as it is");
-    if (!WriteFile(path, bytes)) Fail(kUnreadable, L"cannot write " + path);
+    if (!toOutput && ReadFile(path, &old)) {
+      Fail(kFindings, path + L" exists already, and stays as it is");
+    }
+    SaveFile(path, WideToUtf8(text));
   });
 }
 

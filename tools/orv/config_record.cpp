@@ -29,7 +29,15 @@ std::wstring_view NameOf(std::span<const NumberedName> names, std::int32_t numbe
   return L"?";
 }
 
-/// Writes the record as places and values.
+/// The file's key for a name of the record in a section.
+std::wstring KeyOf(const std::wstring& section, std::wstring_view name) {
+  if (name == L"speeds") return L"printSpeed";
+  if (name == L"conveyorSpeeds") return L"conveyorSpeed";
+  if (section == L"printSpeeds") return L"printSpeedDefault";
+  return FindConfigKey(name) != nullptr ? std::wstring(name) : section + std::wstring(name);
+}
+
+/// Writes the record as places and values, lengths and speeds also as people read them.
 class TextWriter {
  public:
   void Begin(std::wstring_view name) {
@@ -51,16 +59,21 @@ class TextWriter {
   void Value(std::wstring_view key, std::wstring_view value) {
     table_.Add({path_ + std::wstring(key), std::wstring(value)});
   }
-  void Value(std::wstring_view key, std::int64_t value) { Value(key, std::to_wstring(value)); }
+  void Value(std::wstring_view key, std::int64_t value) {
+    Value(key, std::vector{static_cast<std::int32_t>(value)});
+  }
   void Value(std::wstring_view key, bool value) { Value(key, value ? L"yes" : L"no"); }
   void Value(std::wstring_view key, const wchar_t* value) { Value(key, std::wstring_view(value)); }
   void Value(std::wstring_view key, const std::vector<std::int32_t>& values) {
+    const std::wstring fileKey = KeyOf(path_.substr(0, path_.find(L'.')), key);
     std::wstring text;
+    std::wstring withUnit;
     for (const std::int32_t value : values) {
-      if (!text.empty()) text += L", ";
-      text += std::to_wstring(value);
+      const std::wstring between = text.empty() ? L"" : L", ";
+      text += between + std::to_wstring(value);
+      withUnit += between + NumberWithUnit(fileKey, value);
     }
-    Value(key, text);
+    Value(key, withUnit.starts_with(text) ? text : text + L" (" + withUnit + L")");
   }
 
   std::string TakeText() { return table_.TakeText(); }
@@ -142,14 +155,14 @@ class ValueWriter {
     Add({}, {});
   }
   void Value(std::wstring_view key, std::int64_t value) {
-    Add(key, NumberWithUnit(KeyOf(key), value));
+    Add(key, NumberWithUnit(KeyOf(section_, key), value));
   }
   void Value(std::wstring_view key, bool value) { Add(key, value ? L"yes" : L"no"); }
   void Value(std::wstring_view key, const std::vector<std::int32_t>& values) {
     if (section_ == L"darkness") return Add(key, RangeText(values));
     const std::wstring owner = item_;
     for (const std::int32_t value : values) {
-      item_ = (owner.empty() ? L"" : owner + L" ") + NumberWithUnit(KeyOf(key), value);
+      item_ = (owner.empty() ? L"" : owner + L" ") + NumberWithUnit(KeyOf(section_, key), value);
       Add({}, {});
     }
     item_ = owner;
@@ -160,14 +173,6 @@ class ValueWriter {
  private:
   void Add(std::wstring_view key, std::wstring text, bool isText = false) {
     values_.push_back({section_, item_, std::wstring(key), std::move(text), isText});
-  }
-
-  /// The file's key for a name of the record.
-  std::wstring KeyOf(std::wstring_view name) const {
-    if (name == L"speeds") return L"printSpeed";
-    if (name == L"conveyorSpeeds") return L"conveyorSpeed";
-    if (section_ == L"printSpeeds") return L"printSpeedDefault";
-    return FindConfigKey(name) != nullptr ? std::wstring(name) : section_ + std::wstring(name);
   }
 
   /// Levels, which are steps of one size.

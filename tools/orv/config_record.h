@@ -9,7 +9,7 @@
 
 namespace orv::tool {
 
-/// Two columns: the place of each value, such as "label.widthMin", and the value.
+/// Two columns: the place of each value, such as "label.widthMin", and the value: "20000 (20 mm)".
 std::string ConfigAsText(const Config& config);
 
 /// An object with one member a section, in the order of the file.

@@ -9,6 +9,7 @@
 #include "orv/config/config_parser.h"
 #include "orv/text/format.h"
 #include "tools/orv/commands.h"
+#include "tools/orv/common_options.h"
 #include "tools/orv/input.h"
 #include "tools/orv/lengths.h"
 #include "tools/orv/library_use.h"
@@ -19,12 +20,6 @@
 
 namespace orv::tool {
 namespace {
-
-void AddConfigFolder(CLI::App* command, std::string* folder) {
-  command->add_option(
-      "--config-dir", *folder,
-      "The folder of the printers' configuration files; the program's own by default");
-}
 
 /// A field of the public record as an option. Lengths are given in millimetres and stored in
 /// tenths.
@@ -65,17 +60,17 @@ struct MergeOptions {
 };
 
 void AddMergeOptions(CLI::App* command, MergeOptions* options) {
-  command->add_option("PRINTER", options->printer, "The printer's name")->required();
-  command->add_option("--in", options->in,
-                      "The incoming record; the printer's defaults if omitted");
+  AddPrinter(command, &options->printer);
+  AddInputFile(command, "--in", &options->in, "The incoming record, as bytes or text")
+      ->default_str("the printer's defaults");
   for (std::size_t i = 0; i < std::size(kPublicOptions); ++i) {
     CLI::Option* const option = command->add_option(kPublicOptions[i].name, options->values[i],
                                                     kPublicOptions[i].description);
     if (kPublicOptions[i].isLength) option->transform(ToMillimetres());
   }
-  command->add_option("--form", options->form, "The form's name");
+  command->add_option("--form", options->form, "The form's name")->type_name("NAME");
   AddConfigFolder(command, &options->configFolder);
-  command->add_flag("--json", options->asJson, "Print JSON");
+  AddJsonFlag(command, &options->asJson);
 }
 
 /// The application's public record: the incoming record's size unless the options say otherwise.
@@ -110,8 +105,8 @@ tagOEMDEV Defaults(LibraryUse* library, const OpenPrinter& printer, const std::w
 void AddDefaultCommand(CLI::App* group) {
   auto options = std::make_shared<MergeOptions>();
   CLI::App* command = group->add_subcommand("default", "Write a printer's default record");
-  command->add_option("PRINTER", options->printer, "The printer's name")->required();
-  command->add_option("-o,--output", options->out, "The file to write")->required();
+  AddPrinter(command, &options->printer);
+  AddOutputFile(command, "-o,--output", &options->out, "The file to write")->required();
   command->add_flag("--text", options->asText, "Write the record as text");
   AddConfigFolder(command, &options->configFolder);
   command->footer(
@@ -151,7 +146,8 @@ void AddMergeCommand(CLI::App* group) {
   CLI::App* command =
       group->add_subcommand("merge", "Merge a record with an application's public record");
   AddMergeOptions(command, options.get());
-  command->add_option("-o,--output", options->out, "The file to write the merged record to")
+  AddInchFlag(command);
+  AddOutputFile(command, "-o,--output", &options->out, "The file to write the merged record to")
       ->required();
   command->add_flag("--text", options->asText, "Write the record as text");
   command->footer(
@@ -180,8 +176,9 @@ void AddMergeCommand(CLI::App* group) {
     }
     Table table;
     table.Add({L"paper size", std::to_wstring(out.dmPaperSize)});
-    table.Add({L"width", Format(L"%.1f mm", out.dmPaperWidth / 10.0)});
-    table.Add({L"length", Format(L"%.1f mm", out.dmPaperLength / 10.0)});
+    constexpr int kThousandthsPerTenth = 100;
+    table.Add({L"width", LengthText(out.dmPaperWidth * kThousandthsPerTenth)});
+    table.Add({L"length", LengthText(out.dmPaperLength * kThousandthsPerTenth)});
     table.Add({L"copies", std::to_wstring(out.dmCopies)});
     table.Add({L"form", FormName(out)});
     table.Add({L"corrections", corrections.empty() ? L"none" : corrections});
@@ -244,7 +241,8 @@ void ShowAsTable(const tagOEMDEV& record) {
     // The older layout follows word by word.
     const bool isOlder = field.offset == offsetof(tagOEMDEV, EpLayout);
     table.Add({std::to_wstring(field.offset), Widen(field.name),
-               isOlder ? L"(below)" : Short(FieldText(record, field), kWidest), Widen(field.unit),
+               isOlder ? L"(below)" : Short(FieldText(record, field), kWidest),
+               Widen(field.unit) + (IsLength(field) ? L": " + FieldLength(record, field) : L""),
                Widen(field.meaning)});
   }
   Print(table.TakeText());
@@ -262,8 +260,9 @@ void ShowAsTable(const tagOEMDEV& record) {
 void AddShowCommand(CLI::App* group) {
   auto options = std::make_shared<MergeOptions>();
   CLI::App* command = group->add_subcommand("show", "Show a record field by field");
-  command->add_option("FILE", options->in, "A record, as bytes or text")->required();
-  command->add_flag("--json", options->asJson, "Print JSON");
+  AddInputFile(command, "FILE", &options->in, "A record, as bytes or text")->required();
+  AddInchFlag(command);
+  AddJsonFlag(command, &options->asJson);
   command->footer(
       "Examples:\n"
       "  orv devmode show label1.dev\n"
@@ -277,8 +276,8 @@ void AddShowCommand(CLI::App* group) {
 void AddConversion(CLI::App* group, const char* name, const char* description, bool toText) {
   auto options = std::make_shared<MergeOptions>();
   CLI::App* command = group->add_subcommand(name, description);
-  command->add_option("FILE", options->in, "A record, as bytes or text")->required();
-  command->add_option("-o,--output", options->out, "The file to write")->required();
+  AddInputFile(command, "FILE", &options->in, "A record, as bytes or text")->required();
+  AddOutputFile(command, "-o,--output", &options->out, "The file to write")->required();
   command->footer(std::string("Examples:\n  orv devmode ") + name + " label1.dev -o label1." +
                   name + "\n  orv devmode " + name + " - -o - < label1.dev > copy.dev");
   command->callback([options, toText] {
@@ -334,9 +333,9 @@ void AddDiffCommand(CLI::App* group) {
   };
   auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand("diff", "Show where two records differ");
-  command->add_option("A", options->a, "A record")->required();
-  command->add_option("B", options->b, "Another record")->required();
-  command->add_flag("--json", options->asJson, "Print JSON");
+  AddInputFile(command, "A", &options->a, "A record")->required();
+  AddInputFile(command, "B", &options->b, "Another record")->required();
+  AddJsonFlag(command, &options->asJson);
   command->footer(
       "Exits with 1 when they differ.\n"
       "Examples:\n"
@@ -418,14 +417,15 @@ void AddCheckCommand(CLI::App* group) {
   auto options = std::make_shared<Options>();
   CLI::App* command =
       group->add_subcommand("check", "Say what the validation would correct, and why");
-  command->add_option("FILE", options->file, "A record, as bytes or text")->required();
+  AddInputFile(command, "FILE", &options->file, "A record, as bytes or text")->required();
   CLI::Option* printerOption =
-      command->add_option("--printer", options->printer, "Check against this printer");
+      command->add_option("--printer", options->printer, "Check against this printer")
+          ->type_name("PRINTER");
   CLI::Option* configOption =
-      command->add_option("--config", options->config, "Check against this configuration file");
+      AddInputFile(command, "--config", &options->config, "Check against this configuration file");
   printerOption->excludes(configOption);
   AddConfigFolder(command, &options->configFolder);
-  command->add_flag("--json", options->asJson, "Print JSON");
+  AddJsonFlag(command, &options->asJson);
   command->footer(
       "Changes nothing; exits with 1 when something would be corrected.\n"
       "Examples:\n"
@@ -527,7 +527,7 @@ void AddFieldsCommand(CLI::App* group) {
   auto asJson = std::make_shared<bool>(false);
   CLI::App* command =
       group->add_subcommand("fields", "Show the record's format: offsets, defaults and rules");
-  command->add_flag("--json", *asJson, "Print JSON");
+  AddJsonFlag(command, asJson.get());
   command->add_flag("--markdown", *asMarkdown, "Print the whole format as a Markdown document");
   command->footer(
       "Examples:\n  orv devmode fields\n  orv devmode fields --markdown > private-record.md");

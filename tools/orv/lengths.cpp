@@ -3,7 +3,28 @@
 #include <charconv>
 #include <cmath>
 
+#include "orv/text/format.h"
+
 namespace orv::tool {
+namespace {
+
+bool showsInches = false;
+
+/// A decimal number without the zeros at its end.
+std::wstring Trimmed(std::wstring number) {
+  number.erase(number.find_last_not_of(L'0') + 1);
+  if (number.ends_with(L'.')) number.pop_back();
+  return number;
+}
+
+/// Thousandths as a decimal number.
+std::wstring Thousandths(std::int64_t number) {
+  const std::int64_t size = number < 0 ? -number : number;
+  return Trimmed(Format(L"%ls%lld.%03lld", number < 0 ? L"-" : L"",
+                        static_cast<long long>(size / 1000), static_cast<long long>(size % 1000)));
+}
+
+}  // namespace
 
 std::optional<double> ParseMillimetres(std::string_view text) {
   double number = 0;
@@ -25,6 +46,19 @@ CLI::Validator ToMillimetres() {
         return std::string();
       },
       "LENGTH");
+}
+
+void AddInchFlag(CLI::App* command) {
+  command->add_flag("--inch", showsInches, "Show lengths in inches");
+}
+
+bool ShowsInches() { return showsInches; }
+
+std::wstring LengthText(std::int64_t thousandths) {
+  if (!showsInches) return Thousandths(thousandths) + L" mm";
+  // As many digits as tell every two lengths apart.
+  const double inches = static_cast<double>(thousandths) / 1000 / kMillimetresPerInch;
+  return Trimmed(Format(L"%.5f", inches)) + L" in";
 }
 
 }  // namespace orv::tool

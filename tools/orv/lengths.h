@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include <CLI/CLI.hpp>
@@ -16,5 +18,13 @@ std::optional<double> ParseMillimetres(std::string_view text);
 
 /// For the options of commands: makes plain millimetres of a length.
 CLI::Validator ToMillimetres();
+
+/// Gives a command `--inch`: people read lengths in inches then, and speeds in inches a second.
+/// JSON keeps its units.
+void AddInchFlag(CLI::App* command);
+bool ShowsInches();
+
+/// A number of thousandths of a millimetre as people read it: "105.7 mm" or "4.16142 in".
+std::wstring LengthText(std::int64_t thousandths);
 
 }  // namespace orv::tool

@@ -4,6 +4,7 @@
 #include "orv/platform/console.h"
 #include "orv/platform/letter_case.h"
 #include "tools/orv/commands.h"
+#include "tools/orv/common_options.h"
 #include "tools/orv/input.h"
 #include "tools/orv/log_day.h"
 #include "tools/orv/log_entry.h"
@@ -108,22 +109,25 @@ void Show(const Options& options) {
 void AddShowCommand(CLI::App* group) {
   auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand("show", "Show the entries of a day's log");
-  CLI::Option* file =
-      command->add_option("--file", options->file, "Show this log file; - is standard input");
+  CLI::Option* file = AddInputFile(command, "--file", &options->file, "Show this log file");
   command->add_option("--date", options->date, "Show the log of this day, as 2024-03-05")
+      ->type_name("DATE")
+      ->default_str("today")
       ->excludes(file);
   command
       ->add_option("--level", options->levels,
-                   "Only entries of these levels: error, warning, "
-                   "info, trace")
-      ->check(CLI::IsMember({"error", "warning", "info", "trace"}, CLI::ignore_case))
+                   "Only entries of these levels: error, warning, info, trace")
+      ->check(CLI::IsMember({"error", "warning", "info", "trace"}, CLI::ignore_case)
+                  .description("LEVEL"))
       ->delimiter(',');
   command->add_option("--source", options->sources, "Only entries of these sources")
+      ->type_name("SOURCE")
       ->delimiter(',');
   command->add_option("--process", options->processes, "Only entries of these processes")
+      ->type_name("PROCESS")
       ->delimiter(',');
   command->add_flag("--follow", options->follow, "Go on showing entries as they are written");
-  command->add_flag("--json", options->asJson, "Print JSON; with --follow one entry a line");
+  AddJsonFlag(command, &options->asJson, "Print JSON; with --follow one entry a line");
   command->footer(
       "Examples:\n"
       "  orv log show --level error,warning\n"

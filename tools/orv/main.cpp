@@ -5,6 +5,8 @@
 #include "orv/platform/console.h"
 #include "orv/version.h"
 #include "tools/orv/mistakes.h"
+#include "tools/orv/option_help.h"
+#include "tools/orv/outcome.h"
 #include "tools/orv/output.h"
 
 int main(int argc, char** argv) {
@@ -12,6 +14,7 @@ int main(int argc, char** argv) {
 
   CLI::App program("Printer configuration, settings, pages and logs of the label-printer driver.",
                    "orv");
+  SetHelpFormat(&program);
   program.require_subcommand(1);
   program.allow_windows_style_options(false);  // arguments such as /list/item are no options
   program.set_version_flag("--version", "orv " ORV_VERSION, "Print the version and exit");
@@ -28,6 +31,7 @@ int main(int argc, char** argv) {
   AddXmlCommands(&program);
   AddPageCommands(&program);
   AddReportCommand(&program);
+  AddOutcomeFlags(&program);
   AddCompleteCommand(&program);
   AddManualCommand(&program);
 
@@ -35,12 +39,15 @@ int main(int argc, char** argv) {
   try {
     // The parser takes the arguments last one first.
     program.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    PrintOutcome(&program);
   } catch (const CLI::RuntimeError& error) {
     return error.get_exit_code();
   } catch (const CLI::ParseError& error) {
-    if (program.exit(error) == 0) return std::cout.flush() ? kDone : kUnreadable;  // help
-    const std::wstring meant = WhatWasMeant(&program, arguments, error);
-    if (!meant.empty()) PrintMessage(L"did you mean " + meant + L"?");
+    if (error.get_exit_code() == 0) {  // the help was asked for
+      program.exit(error);
+      return std::cout.flush() ? kDone : kUnreadable;
+    }
+    PrintMessage(DescribeMistake(&program, arguments, error));
     return kUsage;
   }
   return kDone;

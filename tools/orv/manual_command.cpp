@@ -3,7 +3,8 @@
 
 #include "orv/version.h"
 #include "tools/orv/commands.h"
-#include "tools/orv/input.h"
+#include "tools/orv/option_help.h"
+#include "tools/orv/outcome.h"
 #include "tools/orv/output.h"
 
 /// Makes the manual pages of what the program's help says: one of the program, and one of each
@@ -55,14 +56,6 @@ std::string Footer(const CLI::App* command) {
   return isExample ? roff + ".fi\n" : roff;
 }
 
-/// What a value is to be, as short as the help has it: "TEXT:METHOD" is METHOD.
-std::string ValueName(const CLI::Option* option) {
-  const std::string type = option->get_type_name();
-  const std::size_t colon = type.find(':');
-  const std::string check = colon == type.npos ? "" : type.substr(colon + 1);
-  return check.empty() || check.find(' ') != check.npos ? type.substr(0, colon) : check;
-}
-
 std::string Names(const CLI::Option* option) {
   if (option->get_positional()) return Italic(option->get_name(true));
   std::string names;
@@ -76,12 +69,7 @@ std::string Options(const CLI::App* command) {
   std::string roff;
   for (const CLI::Option* option : command->get_options()) {
     if (option == command->get_help_ptr() && command->get_parent() != nullptr) continue;
-    roff += ".TP\n" + Names(option) + "\n" + Roff(option->get_description());
-    if (!option->get_default_str().empty()) {
-      roff += " (" + Roff(option->get_default_str()) + " if omitted)";
-    }
-    if (option->nonpositional() && option->get_required()) roff += " (required)";
-    roff += ".\n";
+    roff += ".TP\n" + Names(option) + "\n" + Roff(Explanation(option)) + ".\n";
   }
   return roff;
 }
@@ -135,8 +123,7 @@ std::string ProgramPage(const CLI::App* program) {
 }
 
 void WritePage(const std::string& folder, const std::string& name, const std::string& roff) {
-  const std::wstring file = ToWide(folder + "/" + name + ".1");
-  if (!WriteFile(file, roff)) Fail(kUnreadable, L"cannot write " + file);
+  SaveFile(ToWide(folder + "/" + name + ".1"), roff);
 }
 
 }  // namespace

@@ -72,6 +72,20 @@ std::string Printable(std::wstring_view text) {
   return printable;
 }
 
+std::wstring Wrapped(std::wstring_view text, std::wstring_view indent, std::size_t width) {
+  std::wstring lines;
+  while (!text.empty()) {
+    std::size_t end = text.size();
+    if (end > width) {
+      const std::size_t blank = text.rfind(L' ', width);
+      end = blank == text.npos ? text.find(L' ') : blank;
+    }
+    lines.append(indent).append(text.substr(0, end)).append(L"\n");
+    text.remove_prefix(std::min(text.size(), end == text.npos ? end : end + 1));
+  }
+  return lines;
+}
+
 void Print(std::string_view text) {
   if (!WriteOutput(resultStream, text)) Finish(kUnreadable);
 }

@@ -23,6 +23,10 @@ bool PrintContent(std::string_view bytes);
 /// such as "\t".
 std::string Printable(std::wstring_view text);
 
+/// Text in lines of at most `width` characters, each with this in front; a longer word has a line
+/// of its own.
+std::wstring Wrapped(std::wstring_view text, std::wstring_view indent, std::size_t width);
+
 enum class Paint { kRed = 31, kYellow = 33 };
 
 /// Text in a colour when results go to a terminal that shows colours and NO_COLOR is not set, else

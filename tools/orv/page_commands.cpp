@@ -9,6 +9,7 @@
 #include "orv/text/format.h"
 #include "orv/text/utf8.h"
 #include "tools/orv/commands.h"
+#include "tools/orv/common_options.h"
 #include "tools/orv/output.h"
 #include "tools/orv/page_file.h"
 #include "tools/orv/page_options.h"
@@ -61,7 +62,7 @@ void AddMonoCommand(CLI::App* group) {
   const auto options = std::make_shared<PageOptions>();
   const auto output = std::make_shared<std::string>();
   AddPageOptions(command, options.get());
-  command->add_option("OUT", *output, "The one-bit PNG image to write")->required();
+  AddOutputFile(command, "OUT", output.get(), "The one-bit PNG image to write")->required();
   command->footer(
       "Examples:\n"
       "  orv page mono label.png label-mono.png\n"
@@ -89,7 +90,7 @@ void AddDitherCommand(CLI::App* group) {
   const auto output = std::make_shared<std::string>();
   const auto colour = std::make_shared<std::string>("000000");
   AddPageOptions(command, options.get());
-  command->add_option("OUT", *output, "The PNG image to write")->required();
+  AddOutputFile(command, "OUT", output.get(), "The PNG image to write")->required();
   AddDitherOptions(command, dither.get());
   AddColourOption(command, colour.get(), "The print colour")->capture_default_str();
   command->footer(
@@ -130,9 +131,12 @@ void AddSplitCommand(CLI::App* group) {
   AddDitherOptions(command, dither.get());
   AddColourOption(command, &split->colour, "The second print colour")->required();
   AddToleranceOption(command, &split->tolerance);
-  command->add_option("--background", split->background, "Where the black plane goes")->required();
-  command->add_option("--highlight", split->highlight, "Where the coloured plane goes")->required();
-  command->add_option("--preview", split->preview, "A picture of both planes on white paper");
+  AddOutputFile(command, "--background", &split->background, "The PNG image of the black plane")
+      ->required();
+  AddOutputFile(command, "--highlight", &split->highlight, "The PNG image of the coloured plane")
+      ->required();
+  AddOutputFile(command, "--preview", &split->preview,
+                "A PNG image to write of both planes on white paper");
   command->footer(
       "Examples:\n"
       "  orv page split label.png --colour E02020 --background black.png --highlight red.png\n"
@@ -191,7 +195,7 @@ void AddCompareCommand(CLI::App* group) {
   const auto options = std::make_shared<PageOptions>();
   const auto other = std::make_shared<std::string>();
   AddPageOptions(command, options.get());
-  command->add_option("OTHER", *other, "The page to compare with")->required();
+  AddInputFile(command, "OTHER", other.get(), "The page to compare with")->required();
   command->footer(
       "Examples:\n"
       "  orv page compare before.png after.png\n"
@@ -349,9 +353,9 @@ void AddExplainCommand(CLI::App* group) {
   AddPageOptions(command, options.get());
   AddColourOption(command, colourText.get(), "The highlight colour")->required();
   AddToleranceOption(command, tolerance.get());
-  command->add_option("--picture", *picture,
-                      "A PNG image to write: the highlight in its colour, pixels just outside it\n"
-                      "in magenta, all others pale");
+  AddOutputFile(command, "--picture", picture.get(),
+                "A PNG image to write: the highlight in its colour, pixels just outside it in "
+                "magenta, all others pale");
   command->footer(
       "Examples:\n"
       "  orv page explain label.png --colour E02020\n"

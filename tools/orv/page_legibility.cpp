@@ -5,6 +5,7 @@
 #include "orv/text/format.h"
 #include "orv/text/utf8.h"
 #include "tools/orv/commands.h"
+#include "tools/orv/common_options.h"
 #include "tools/orv/legibility.h"
 #include "tools/orv/page_options.h"
 
@@ -134,7 +135,7 @@ void AddPageLegibilityCommand(CLI::App* group) {
   AddPageOptions(command, options.get(), "PLANE",
                  "A plane, in which all but white is ink; with --recommend the page; a PNG image");
   CLI::Option* const source =
-      command->add_option("--source", legibility->source, "The page that the plane was made of");
+      AddInputFile(command, "--source", &legibility->source, "The page that the plane was made of");
   command
       ->add_flag("--recommend", legibility->recommends,
                  "Dither the page by every method, and name the one that shows it best")

@@ -7,6 +7,7 @@
 #include "orv/platform/console.h"
 #include "orv/text/format.h"
 #include "orv/text/utf8.h"
+#include "tools/orv/common_options.h"
 #include "tools/orv/exit_code.h"
 
 namespace orv::tool {
@@ -24,23 +25,23 @@ std::optional<double> ParsePixels(std::string_view text, double dpi) {
 
 }  // namespace
 
-void AddPageOptions(CLI::App* command, PageOptions* options, const char* input, const char* help) {
-  command->add_option(input, options->input, help)->required();
+void AddPageOptions(CLI::App* command, PageOptions* options, const char* input,
+                    const char* meaning) {
+  AddInputFile(command, input, &options->input, meaning)->required();
   AddDpiOption(command, &options->dpi);
-  command->add_flag("--json", options->json, "Print the result as JSON");
-  command->add_flag("--inch", options->inInches, "Show lengths in inches");
+  AddInchFlag(command);
+  AddJsonFlag(command, &options->json);
 }
 
 CLI::Option* AddDpiOption(CLI::App* command, double* dpi) {
   return command
-      ->add_option("--dpi", *dpi,
-                   "Dots per inch of the print head, for sizes in mm (default: those of the\n"
-                   "image, else 203)")
-      ->check(CLI::Range(1.0, 100000.0));
+      ->add_option("--dpi", *dpi, "Dots per inch of the print head, for lengths, 1 to 100000")
+      ->check(CLI::Range(1.0, 100000.0))
+      ->default_str("those of the image, else 203");
 }
 
 std::wstring PageOptions::Lengths(double pixels, const wchar_t* between, double otherPixels) const {
-  return inInches
+  return ShowsInches()
              ? Format(L"%.2f%ls%.2f in", pixels / dpi, between, otherPixels / dpi)
              : Format(L"%.1f%ls%.1f mm", Millimetres(pixels), between, Millimetres(otherPixels));
 }
@@ -70,14 +71,15 @@ void AddDitherOptions(CLI::App* command, DitherOptions* options) {
 }
 
 void AddThresholdOption(CLI::App* command, int* threshold) {
-  command->add_option("--threshold", *threshold, "Least grey value that becomes white")
+  command->add_option("--threshold", *threshold, "Least grey value that becomes white, 0 to 255")
       ->capture_default_str();
 }
 
 void AddToleranceOption(CLI::App* command, double* tolerance) {
   command
-      ->add_option("--tolerance", *tolerance,
-                   "Greatest distance from the colour that still belongs to the highlight")
+      ->add_option(
+          "--tolerance", *tolerance,
+          "Greatest distance from the colour that still belongs to the highlight, 0 or more")
       ->check(CLI::Validator(
           [](std::string& text) {
             double value = -1;
@@ -119,11 +121,12 @@ Color ToColour(const std::string& text) {
 
 void AddViewOptions(CLI::App* command, ViewOptions* view) {
   command
-      ->add_option("--crop", view->crop,
-                   "The part of the page to show: its left and top edge, width and height, in mm\n"
-                   "or with px or in behind a number")
+      ->add_option(
+          "--crop", view->crop,
+          "The part of the page to show: its left and top edge, width and height, in mm or "
+          "with in or px behind a number")
       ->type_name("X,Y,WIDTH,HEIGHT");
-  command->add_option("--zoom", view->zoom, "How many pixels a dot becomes on each side")
+  command->add_option("--zoom", view->zoom, "How many pixels a dot becomes on each side, 1 to 64")
       ->check(CLI::Range(1, 64))
       ->type_name("N")
       ->capture_default_str();

@@ -21,7 +21,6 @@ struct PageOptions {
   std::string input;
   double dpi = 0;  ///< 0 until the page is loaded, for its own resolution
   bool json = false;
-  bool inInches = false;  ///< what people read; JSON has millimetres
 
   double Millimetres(double pixels) const { return pixels * kMillimetresPerInch / dpi; }
   /// Two lengths with a word between them, in the unit that people asked for.
@@ -29,7 +28,7 @@ struct PageOptions {
 };
 
 void AddPageOptions(CLI::App* command, PageOptions* options, const char* input = "IN",
-                    const char* help = "The page, a PNG image");
+                    const char* meaning = "The page, a PNG image");
 
 CLI::Option* AddDpiOption(CLI::App* command, double* dpi);
 

@@ -3,6 +3,7 @@
 
 #include "orv/text/format.h"
 #include "tools/orv/commands.h"
+#include "tools/orv/common_options.h"
 #include "tools/orv/legibility.h"
 #include "tools/orv/page_canvas.h"
 #include "tools/orv/page_options.h"
@@ -102,12 +103,12 @@ void AddPagePreviewCommand(CLI::App* group) {
   const auto preview = std::make_shared<PreviewOptions>();
   const auto view = std::make_shared<ViewOptions>();
   AddPageOptions(command, options.get(), "PLANE", "A plane, or a whole page; a PNG image");
-  command->add_option("MORE", preview->more, "Planes that print over the first one, of its size");
-  command->add_option("-o,--output", preview->output, "The PNG image to write")->required();
-  command
-      ->add_option("--ink", preview->inks,
-                   "The ink of a plane, once for each in their order (default: its own colours)")
+  AddInputFile(command, "MORE", &preview->more,
+               "Planes that print over the first one, of its size");
+  AddOutputFile(command, "-o,--output", &preview->output, "The PNG image to write")->required();
+  command->add_option("--ink", preview->inks, "The ink of a plane, once for each in their order")
       ->check(IsColour())
+      ->default_str("its own colours")
       ->allow_extra_args(false);
   AddViewOptions(command, view.get());
   command->add_flag("--bare", preview->isBare, "Without the rulers");
@@ -171,7 +172,7 @@ void AddPageMethodsCommand(CLI::App* group) {
   const auto threshold = std::make_shared<int>(128);
   view->zoom = 2;
   AddPageOptions(command, options.get());
-  command->add_option("-o,--output", *output, "The PNG image to write")->required();
+  AddOutputFile(command, "-o,--output", output.get(), "The PNG image to write")->required();
   AddViewOptions(command, view.get());
   AddThresholdOption(command, threshold.get());
   AddColourOption(command, colour.get(), "The print colour")->capture_default_str();

@@ -1,5 +1,6 @@
 #include "orv/platform/spooler.h"
 #include "tools/orv/commands.h"
+#include "tools/orv/common_options.h"
 #include "tools/orv/output.h"
 
 namespace orv::tool {
@@ -43,7 +44,7 @@ void AddAddCommand(CLI::App* group) {
 void AddListCommand(CLI::App* group) {
   auto asJson = std::make_shared<bool>(false);
   CLI::App* command = group->add_subcommand("list", "Show the spooler's printers");
-  command->add_flag("--json", *asJson, "Print JSON");
+  AddJsonFlag(command, asJson.get());
   command->footer("Examples:\n  orv printers list\n  orv printers list --json");
   command->callback([asJson] {
     std::vector<PrinterFacts> printers;
@@ -74,7 +75,7 @@ void AddListCommand(CLI::App* group) {
 void AddRemoveCommand(CLI::App* group) {
   auto name = std::make_shared<std::string>();
   CLI::App* command = group->add_subcommand("remove", "Remove a printer from the spooler");
-  command->add_option("PRINTER", *name, "The printer's name")->required();
+  AddPrinter(command, name.get());
   command->footer(
       "Examples:\n"
       "  orv printers remove \"Label 1\"\n"

@@ -11,6 +11,8 @@
 #include "orv/text/utf8.h"
 #include "tools/orv/commands.h"
 #include "tools/orv/input.h"
+#include "tools/orv/lengths.h"
+#include "tools/orv/outcome.h"
 #include "tools/orv/spelling.h"
 
 namespace orv::tool {
@@ -191,6 +193,13 @@ void FieldMember(JsonWriter* json, std::string_view name, const tagOEMDEV& recor
   }
 }
 
+bool IsLength(const RecordField& field) { return std::string_view(field.unit) == "1/1000 mm"; }
+
+std::wstring FieldLength(const tagOEMDEV& record, const RecordField& field) {
+  // Lengths below 0 come from files into unsigned fields too.
+  return LengthText(static_cast<std::int32_t>(FieldBits(record, field)));
+}
+
 const RecordField* FindField(std::wstring_view name) {
   const std::wstring folded = LowerCase(std::wstring(name));
   for (const RecordField& field : RecordFields()) {
@@ -249,10 +258,8 @@ tagOEMDEV ReadRecord(const std::wstring& path) {
 }
 
 void WriteRecord(const std::wstring& path, const tagOEMDEV& record, bool asText) {
-  if (!WriteFile(path, asText ? RecordAsText(record)
-                              : std::string(RecordBytes(record, 0, sizeof(record))))) {
-    Fail(kUnreadable, L"cannot write " + path);
-  }
+  SaveFile(path, asText ? RecordAsText(record)
+                        : std::string(RecordBytes(record, 0, sizeof(record))));
 }
 
 }  // namespace orv::tool

@@ -23,6 +23,11 @@ bool SetFieldText(tagOEMDEV* record, const RecordField& field, std::wstring_view
 void FieldMember(JsonWriter* json, std::string_view name, const tagOEMDEV& record,
                  const RecordField& field);
 
+/// Whether a field holds a length, in thousandths of a millimetre.
+bool IsLength(const RecordField& field);
+/// Such a length as people read it.
+std::wstring FieldLength(const tagOEMDEV& record, const RecordField& field);
+
 /// The field of a name, letter case apart; null when there is none.
 const RecordField* FindField(std::wstring_view name);
 

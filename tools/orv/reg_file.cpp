@@ -5,7 +5,9 @@
 
 #include "orv/platform/letter_case.h"
 #include "orv/text/format.h"
+#include "orv/text/utf8.h"
 #include "tools/orv/input.h"
+#include "tools/orv/outcome.h"
 
 namespace orv::tool {
 namespace {
@@ -243,6 +245,10 @@ void ParseRegFile(std::wstring_view text, std::vector<RegChange>* changes,
 }
 
 std::wstring RegFileHeader() { return std::wstring(kHeader) + L"\r\n\r\n"; }
+
+void SaveRegFile(const std::wstring& path, const std::wstring& text) {
+  SaveFile(path, path == kStandardStream ? WideToUtf8(text) : EncodeUtf16(L'\uFEFF' + text));
+}
 
 std::wstring FormatRegKey(const std::wstring& fullPath) { return L"[" + fullPath + L"]\r\n"; }
 

@@ -38,6 +38,10 @@ std::wstring FormatRegKey(const std::wstring& fullPath);
 /// A value's lines.
 std::wstring FormatRegValue(const std::wstring& name, const RegistryValue& value);
 
+/// Writes a registry file: in UTF-16 with a byte-order mark, which registry editors expect, or in
+/// UTF-8 to standard output. Ends the command when that fails.
+void SaveRegFile(const std::wstring& path, const std::wstring& text);
+
 /// Parts a key such as "HKCU\Software" (or with the long name of its hive) into hive and path.
 bool ParseKeyPath(std::wstring_view text, HKEY* root, std::wstring* path);
 /// The long form of a key's path.

@@ -4,7 +4,9 @@
 #include "orv/text/format.h"
 #include "orv/text/utf8.h"
 #include "tools/orv/commands.h"
+#include "tools/orv/common_options.h"
 #include "tools/orv/input.h"
+#include "tools/orv/outcome.h"
 #include "tools/orv/output.h"
 #include "tools/orv/reg_file.h"
 
@@ -102,7 +104,7 @@ void AddListCommand(CLI::App* group) {
   auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand("list", "Show a key's sub-keys and values");
   command->add_option("KEY", options->key, "The key")->required();
-  command->add_flag("--json", options->asJson, "Print JSON");
+  AddJsonFlag(command, &options->asJson);
   command->footer(
       "Examples:\n"
       "  orv registry list \"HKCU\\Software\\orv Printer Driver\\Test\"\n"
@@ -149,7 +151,7 @@ void AddGetCommand(CLI::App* group) {
   command->add_option("KEY", options->key, "The key")->required();
   command->add_option("NAME", options->name, "The value's name; \"\" for the default value")
       ->required();
-  command->add_flag("--json", options->asJson, "Print JSON");
+  AddJsonFlag(command, &options->asJson);
   command->footer(
       "Examples:\n"
       "  orv registry get \"HKCU\\Software\\orv Printer Driver\\Test\" LogLevel\n"
@@ -206,7 +208,7 @@ void AddSetCommand(CLI::App* group) {
                    "Text; a number, decimal or with 0x; or bytes as hexadecimal digits")
       ->required();
   command->add_option("--type", options->type, "REG_SZ, REG_DWORD or REG_BINARY")
-      ->check(CLI::IsMember({"REG_SZ", "REG_DWORD", "REG_BINARY"}))
+      ->check(CLI::IsMember({"REG_SZ", "REG_DWORD", "REG_BINARY"}).description("TYPE"))
       ->capture_default_str();
   command->footer(
       "Examples:\n"
@@ -254,15 +256,15 @@ void AddDeleteCommand(CLI::App* group) {
 void AddExportCommand(CLI::App* group) {
   struct Options {
     std::string key;
-    std::string file;
+    std::string file = "-";
   };
   auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand(
       "export", "Write a key with everything below it as registry file text, version 5");
   command->add_option("KEY", options->key, "The key")->required();
-  command->add_option("-o,--output", options->file,
-                      "Write this file, as UTF-16 with byte-order mark, instead of UTF-8 text to "
-                      "standard output");
+  AddOutputFile(command, "-o,--output", &options->file,
+                "The file to write, in UTF-16 with byte-order mark, or in UTF-8 to standard output")
+      ->capture_default_str();
   command->footer(
       "Examples:\n"
       "  orv registry export \"HKCU\\Software\\orv Printer Driver\" -o settings.reg\n"
@@ -286,11 +288,7 @@ void AddExportCommand(CLI::App* group) {
         pending.push_back(name.path.empty() ? *subKey : name.path + L"\\" + *subKey);
       }
     }
-    const std::wstring file = ToWide(options->file);
-    if (file.empty() || file == kStandardStream) return Print(text);
-    if (!WriteFile(file, "\xFF\xFE" + EncodeUtf16(text))) {
-      Fail(kUnreadable, L"cannot write " + file);
-    }
+    SaveRegFile(ToWide(options->file), text);
   });
 }
 
@@ -322,9 +320,7 @@ void AddImportCommand(CLI::App* group) {
   auto file = std::make_shared<std::string>();
   CLI::App* command =
       group->add_subcommand("import", "Carry out a registry file; one with faults changes nothing");
-  command
-      ->add_option("FILE", *file,
-                   "The file, UTF-16 with byte-order mark or UTF-8; - is standard input")
+  AddInputFile(command, "FILE", file.get(), "The file, in UTF-16 with byte-order mark or in UTF-8")
       ->required();
   command->footer(
       "Examples:\n  orv registry import settings.reg\n  orv registry import - < settings.reg");

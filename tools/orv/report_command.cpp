@@ -7,9 +7,11 @@
 #include "orv/platform/spooler.h"
 #include "orv/text/format.h"
 #include "tools/orv/commands.h"
+#include "tools/orv/common_options.h"
 #include "tools/orv/config_text.h"
 #include "tools/orv/input.h"
 #include "tools/orv/log_day.h"
+#include "tools/orv/outcome.h"
 #include "tools/orv/record_text.h"
 #include "tools/orv/report_sections.h"
 #include "tools/orv/report_style.h"
@@ -186,10 +188,7 @@ void MakeReport(ReportOptions* options) {
   facts.model = FindModel(&library, printer);
   facts.record = FindRecord(&library, printer, facts.printer, *options);
   facts.stockItems = LoadStockItems(printer.get(), facts.printer.c_str(), nullptr);
-  const std::string text = ReportText(facts);
-  const std::wstring output = ToWide(options->output);
-  if (output == L"-") return Print(text);
-  if (!WriteFile(output, text)) Fail(kUnreadable, L"cannot write " + output);
+  SaveFile(ToWide(options->output), ReportText(facts));
 }
 
 }  // namespace
@@ -198,28 +197,27 @@ void AddReportCommand(CLI::App* program) {
   auto options = std::make_shared<ReportOptions>();
   CLI::App* command = program->add_subcommand(
       "report", "Write all that there is to know of a printer as one page for a browser");
-  command->add_option("PRINTER", options->printer, "The printer's name")->required();
+  AddPrinter(command, &options->printer);
+  AddOutputFile(command, "-o,--output", &options->output, "The HTML file to write")->required();
+  AddInputFile(command, "--record", &options->record,
+               "The private record to explain, as bytes or text")
+      ->default_str("the printer's defaults");
   command
-      ->add_option("-o,--output", options->output,
-                   "The HTML file to write, or - for standard output")
-      ->required();
-  command->add_option("--record", options->record,
-                      "The private record to explain, as bytes or text (default: the printer's\n"
-                      "defaults)");
-  command->add_option("--paper-size", options->paperSize,
-                      "The paper size that an application asks for; 257 is the first stock item\n"
-                      "(default: the record's own size)");
-  command->add_option("--config-dir", options->configFolder,
-                      "The folder of the configuration files (default: the program's own)");
-  CLI::Option* log = command->add_option("--log", options->logFile, "Show this log file");
-  command
-      ->add_option("--date", options->date,
-                   "Show the log of this day, as 2024-03-05 (default: today's)")
+      ->add_option("--paper-size", options->paperSize,
+                   "The paper size that an application asks for; 257 is the first stock item")
+      ->default_str("the record's own size");
+  AddConfigFolder(command, &options->configFolder);
+  CLI::Option* log = AddInputFile(command, "--log", &options->logFile, "Show this log file");
+  command->add_option("--date", options->date, "Show the log of this day, as 2024-03-05")
+      ->type_name("DATE")
+      ->default_str("today")
       ->excludes(log);
+  AddInchFlag(command);
   ReportPageOptions& page = options->page;
-  CLI::Option* input =
-      command->add_option("--page", page.page.input, "Show the planes of this page, a PNG image");
-  AddColourOption(command, &page.colour, "The page's second print colour (default: black alone)");
+  CLI::Option* input = AddInputFile(command, "--page", &page.page.input,
+                                    "Show the planes of this page, a PNG image");
+  AddColourOption(command, &page.colour, "The page's second print colour")
+      ->default_str("black alone");
   AddToleranceOption(command, &page.tolerance);
   AddDitherOptions(command, &page.dither);
   AddDpiOption(command, &page.page.dpi);

@@ -33,7 +33,7 @@ ReportPage MakePage(ReportPageOptions* options) {
     const auto height = static_cast<int>(plane->GetHeight());
     result.pictures.push_back(
         {name, PngOf(plane), width, height, options->page.Millimetres(width),
-         options->page.Millimetres(height),
+         options->page.Lengths(width, L" x ", height),
          100.0 * static_cast<double>(CountInk(plane)) / static_cast<double>(PixelCount(plane))});
   };
   const DitherOptions& dither = options->dither;
@@ -60,9 +60,8 @@ void WritePageSection(const ReportPage& page, HtmlWriter* html) {
                 page.path + L", " + page.how + L". On paper the pictures have the label's size.");
   html->Begin("div", {{"class", L"pictures"}});
   for (const ReportPicture& picture : page.pictures) {
-    const std::wstring facts =
-        Format(L"%d x %d dots, %.1f x %.1f mm, ink on %.2f %%", picture.width, picture.height,
-               picture.widthMm, picture.heightMm, picture.inkPercent);
+    const std::wstring facts = Format(L"%d x %d dots, %ls, ink on %.2f %%", picture.width,
+                                      picture.height, picture.size.c_str(), picture.inkPercent);
     html->Begin("figure", {{"style", Format(L"width:%.1fmm", picture.widthMm)}});
     html->Empty("img", {{"alt", picture.name + L" of the page: " + facts},
                         {"width", std::to_wstring(picture.width)},

@@ -4,7 +4,6 @@
 #include <string_view>
 
 #include "orv/text/format.h"
-#include "tools/orv/config_keys.h"
 #include "tools/orv/record_rules.h"
 #include "tools/orv/record_text.h"
 #include "tools/orv/report_sections.h"
@@ -40,11 +39,9 @@ std::wstring CaptionOf(Group group, const Merged& merged) {
   }
 }
 
-/// What people read a number as: a length in millimetres, or only its unit.
+/// What people read a number as: a length, or only its unit.
 std::wstring UnitNote(const tagOEMDEV& record, const RecordField& field) {
-  if (std::string_view(field.unit) != "1/1000 mm") return Widen(field.unit);
-  // Lengths below 0 come from files into unsigned fields too.
-  return Thousandths(static_cast<std::int32_t>(FieldBits(record, field))) + L" mm";
+  return IsLength(field) ? FieldLength(record, field) : Widen(field.unit);
 }
 
 HtmlCell NameCell(const RecordField& field) { return {Widen(field.name), Widen(field.meaning)}; }

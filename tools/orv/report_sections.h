@@ -39,7 +39,7 @@ struct ReportPicture {
   int width;          ///< dots
   int height;
   double widthMm;
-  double heightMm;
+  std::wstring size;  ///< its lengths on paper
   double inkPercent;
 };
 

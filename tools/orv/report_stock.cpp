@@ -1,5 +1,5 @@
 #include "orv/text/format.h"
-#include "tools/orv/config_keys.h"
+#include "tools/orv/lengths.h"
 #include "tools/orv/report_sections.h"
 
 namespace orv::tool {
@@ -37,8 +37,8 @@ void WriteStockSection(const std::vector<StockItem>& items, const GUID& selected
     if (item.Disabled != 0) note += L"; disabled";
     table.Row({{item.DisplayName, note},
                {std::to_wstring(paperSize++)},
-               {Thousandths(item.PaperWidth) + L" mm"},
-               {Thousandths(item.PaperLength) + L" mm"},
+               {LengthText(item.PaperWidth)},
+               {LengthText(item.PaperLength)},
                {SettingsOf(item)}},
               isSelected ? L"good" : L"");
   }

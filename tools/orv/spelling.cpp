@@ -45,7 +45,18 @@ std::wstring_view Nearest(std::wstring_view word, std::span<const std::wstring_v
       nearest = candidate;
     }
   }
-  return nearest;
+  constexpr std::size_t kLeastBeginning = 3;
+  if (!nearest.empty() || word.size() < kLeastBeginning) return nearest;
+  const auto begun = std::ranges::find_if(candidates, [&](std::wstring_view candidate) {
+    return EqualsIgnoreCase(candidate.substr(0, word.size()), word);
+  });
+  return begun != candidates.end() ? *begun : nearest;
+}
+
+std::wstring NearestOr(std::wstring_view word, std::span<const std::wstring_view> candidates,
+                       const wchar_t* otherwise) {
+  const std::wstring nearest(Nearest(word, candidates));
+  return nearest.empty() ? otherwise : nearest;
 }
 
 std::wstring DidYouMean(std::wstring_view word, std::span<const std::wstring_view> candidates) {

@@ -9,11 +9,15 @@
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
 #include "orv/text/format.h"
+#include "orv/text/utf8.h"
 #include "tools/orv/commands.h"
+#include "tools/orv/common_options.h"
 #include "tools/orv/input.h"
 #include "tools/orv/lengths.h"
 #include "tools/orv/library_use.h"
+#include "tools/orv/outcome.h"
 #include "tools/orv/output.h"
+#include "tools/orv/record_text.h"
 #include "tools/orv/reg_file.h"
 #include "tools/orv/spelling.h"
 
@@ -37,18 +41,19 @@ struct StockOptions {
 
 void AddTarget(CLI::App* command, StockOptions* options) {
   CLI::Option* printer =
-      command->add_option("-p,--printer", options->printer, "The printer's own items");
+      command->add_option("-p,--printer", options->printer, "The printer's own items")
+          ->type_name("PRINTER");
   command->add_flag("--common", options->isCommon, "The items common to all printers")
       ->excludes(printer);
 }
 
 void AddValues(CLI::App* command, StockOptions* options) {
-  command->add_option("--width", options->width, "The label's width in mm, or with in behind it")
+  command->add_option("--width", options->width, "The label's width, in mm or with in behind it")
       ->transform(ToMillimetres());
-  command->add_option("--length", options->length, "The label's length in mm, or with in behind it")
+  command->add_option("--length", options->length, "The label's length, in mm or with in behind it")
       ->transform(ToMillimetres());
-  command->add_option("--set", options->values,
-                      "NAME=NUMBER: another value, as the registry names it; may be repeated");
+  command->add_option("--set", options->values, "Another value, as the registry names it")
+      ->type_name("NAME=NUMBER");
 }
 
 constexpr char kValuesHelp[] =
@@ -56,7 +61,7 @@ constexpr char kValuesHelp[] =
     "UnprintableRight UnprintableTop UnprintableBottom SensorType GapDistance IgnorePaperEnd\n"
     "Rotation Mirror Invert TopSameAsBottom BackfeedMode BackfeedSpeed PrintMode NumberCopies\n"
     "RibbonSaver SingleBuffer IgnoreLabelPosition Disabled OffsetX OffsetY LengthScaling;\n"
-    "lengths in thousandths of a millimetre.\n";
+    "lengths in thousandths of a millimetre, or with mm or in behind them.\n";
 
 /// Where the items lie that the options name.
 std::wstring TargetPath(const StockOptions& options) {
@@ -93,6 +98,13 @@ DWORD LengthOf(double millimetres) {
   return static_cast<DWORD>(thousandths);
 }
 
+/// Whether a value is a length, as the field of the record is that it sets.
+bool HoldsLength(const StockValue& value) {
+  return std::ranges::any_of(RecordFields(), [&](const RecordField& field) {
+    return int{field.offset} == value.recordOffset && IsLength(field);
+  });
+}
+
 void SetValues(StockItem* item, const StockOptions& options) {
   if (options.width) item->PaperWidth = LengthOf(*options.width);
   if (options.length) item->PaperLength = LengthOf(*options.length);
@@ -107,6 +119,11 @@ void SetValues(StockItem* item, const StockOptions& options) {
                        DidYouMean(text.substr(0, sign), names));
     }
     std::wstring number = text.substr(sign + 1);
+    const bool hasUnit = number.ends_with(L"mm") || number.ends_with(L"in");
+    if (const auto length = ParseMillimetres(WideToUtf8(number));
+        length && hasUnit && HoldsLength(*value)) {
+      number = std::to_wstring(std::llround(*length * 1000));
+    }
     const bool isNegative = number.starts_with(L'-');
     std::uint32_t bits = 0;
     if (!ParseNumber(number.substr(isNegative ? 1 : 0), &bits) ||
@@ -149,7 +166,8 @@ void AddListCommand(CLI::App* group) {
   auto options = std::make_shared<StockOptions>();
   CLI::App* command = group->add_subcommand("list", "Show stock items");
   AddTarget(command, options.get());
-  command->add_flag("--json", options->asJson, "Print JSON, with every value");
+  AddInchFlag(command);
+  AddJsonFlag(command, &options->asJson, "Print JSON, with every value");
   command->footer(
       "A printer's list holds the common items too, each with the paper size that picks it.\n"
       "Examples:\n  orv stock list --printer \"Label 1\"\n  orv stock list --common --json");
@@ -170,10 +188,8 @@ void AddListCommand(CLI::App* group) {
     int paperSize = kFirstStockPaperSize;
     for (const StockItem& item : items) {
       const std::wstring number = options->isCommon ? L"-" : std::to_wstring(paperSize);
-      table.Add({number, FormatGuid(item.guid), item.DisplayName,
-                 Format(L"%.3f mm", item.PaperWidth / 1000.0),
-                 Format(L"%.3f mm", item.PaperLength / 1000.0),
-                 item.Disabled != 0 ? L"yes" : L"no"});
+      table.Add({number, FormatGuid(item.guid), item.DisplayName, LengthText(item.PaperWidth),
+                 LengthText(item.PaperLength), item.Disabled != 0 ? L"yes" : L"no"});
       json.BeginObject();
       if (!options->isCommon) json.Member("paperSize", paperSize);
       json.Member("guid", FormatGuid(item.guid));
@@ -196,7 +212,9 @@ void AddAddCommand(CLI::App* group) {
   command->add_option("NAME", options->name, "The name that users see")->required();
   AddTarget(command, options.get());
   AddValues(command, options.get());
-  command->add_option("--guid", options->guid, "The item's GUID; a new one if omitted");
+  command->add_option("--guid", options->guid, "The item's GUID")
+      ->type_name("GUID")
+      ->default_str("a new one");
   command->footer(std::string(kValuesHelp) +
                   "Examples:\n  orv stock add \"Parcel 4 x 6\" --common --width 4in --length 6in\n"
                   "  orv stock add \"Shelf 50 x 30\" --printer \"Label 1\" --width 50 "
@@ -214,7 +232,7 @@ void AddAddCommand(CLI::App* group) {
     item.DisplayName = NameFrom(options->name);
     SetValues(&item, *options);
     Store(path, item);
-    Print(FormatGuid(item.guid) + L"\n");
+    NoteResult("guid", FormatGuid(item.guid), FormatGuid(item.guid));
   });
 }
 
@@ -224,7 +242,7 @@ void AddEditCommand(CLI::App* group) {
   command->add_option("ITEM", options->item, "The item's GUID or name")->required();
   AddTarget(command, options.get());
   AddValues(command, options.get());
-  command->add_option("--name", options->newName, "The new name");
+  command->add_option("--name", options->newName, "The new name")->type_name("NAME");
   command->footer(
       std::string(kValuesHelp) +
       "Examples:\n  orv stock edit \"Shelf\" --common --name \"Shelf 2 x 1\" --width 2in\n"
@@ -261,9 +279,10 @@ void AddExportCommand(CLI::App* group) {
   auto options = std::make_shared<StockOptions>();
   CLI::App* command = group->add_subcommand("export", "Write stock items to a registry file");
   AddTarget(command, options.get());
-  command->add_option("-o,--output", options->file,
-                      "Write this file, as UTF-16 with byte-order mark, instead of UTF-8 text to "
-                      "standard output");
+  options->file = "-";
+  AddOutputFile(command, "-o,--output", &options->file,
+                "The file to write, in UTF-16 with byte-order mark, or in UTF-8 to standard output")
+      ->capture_default_str();
   command->footer(
       "Examples:\n"
       "  orv stock export --printer \"Label 1\" -o stock.reg\n"
@@ -280,12 +299,7 @@ void AddExportCommand(CLI::App* group) {
       }
       text += L"\r\n";
     }
-    const std::wstring file = ToWide(options->file);
-    if (file.empty() || file == kStandardStream) return Print(text);
-    // Registry editors expect UTF-16 with a byte-order mark.
-    if (!WriteFile(file, EncodeUtf16(L'\uFEFF' + text))) {
-      Fail(kUnreadable, L"cannot write " + file);
-    }
+    SaveRegFile(ToWide(options->file), text);
   });
 }
 
@@ -311,7 +325,8 @@ std::vector<StockItem> ItemsOf(const std::vector<RegChange>& changes) {
 void AddImportCommand(CLI::App* group) {
   auto options = std::make_shared<StockOptions>();
   CLI::App* command = group->add_subcommand("import", "Store the stock items of a registry file");
-  command->add_option("FILE", options->file, "What `orv stock export` or a registry editor wrote")
+  AddInputFile(command, "FILE", &options->file,
+               "What `orv stock export` or a registry editor wrote")
       ->required();
   AddTarget(command, options.get());
   command->footer(
@@ -336,7 +351,8 @@ void AddImportCommand(CLI::App* group) {
     if (error != ERROR_SUCCESS) {
       Fail(kUnreadable, L"cannot store the items: " + DescribeError(error));
     }
-    Print(Format(L"%zu stock items\n", items.size()));
+    NoteResult("items", static_cast<std::int64_t>(items.size()),
+               Format(L"%zu stock items", items.size()));
   });
 }
 

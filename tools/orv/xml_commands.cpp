@@ -1,11 +1,14 @@
 #include <memory>
 
 #include "orv/text/format.h"
+#include "orv/text/utf8.h"
 #include "orv/xml/line_index.h"
 #include "orv/xml/markup.h"
 #include "orv/xml/text_files.h"
 #include "tools/orv/commands.h"
+#include "tools/orv/common_options.h"
 #include "tools/orv/input.h"
+#include "tools/orv/outcome.h"
 #include "tools/orv/output.h"
 #include "tools/orv/xml_faults.h"
 
@@ -58,21 +61,16 @@ void LoadWellFormed(const std::wstring& path, CMarkup* doc) {
     Fail(kFindings, InputName(path) + L" is not well formed; see orv xml check");
 }
 
-/// Writes a document in its encoding, to standard output for "-".
-void SaveDocument(const std::wstring& path, CMarkup* doc) {
-  if (path == kStandardStream) {
-    Print(EncodeFile(doc->GetDoc(), doc->GetDocFlags(), nullptr));
-  } else if (!doc->Save(path)) {
-    Fail(kUnreadable, doc->GetError());
+/// A document as the bytes of its encoding, and what came of making them.
+struct EncodedDocument {
+  explicit EncodedDocument(const CMarkup& doc) {
+    std::wstring result;
+    bytes = EncodeFile(doc.GetDoc(), doc.GetDocFlags(), &result);
+    facts = FactsOf(result, L"write");
   }
-}
-
-/// What saving comes to, found out before any file is touched.
-FileFacts FactsOfSaving(const CMarkup& doc) {
-  std::wstring result;
-  EncodeFile(doc.GetDoc(), doc.GetDocFlags(), &result);
-  return FactsOf(result, L"write");
-}
+  std::string bytes;
+  FileFacts facts;
+};
 
 void AddCheckCommand(CLI::App* group) {
   struct Options {
@@ -81,11 +79,11 @@ void AddCheckCommand(CLI::App* group) {
   };
   auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand("check", "Find what keeps files from being XML");
-  command->add_option("FILE", options->files, "XML files in any encoding")->required();
-  command->add_flag("--json", options->asJson, "Print JSON");
+  AddInputFile(command, "FILE", &options->files, "XML files in any encoding")->required();
+  AddJsonFlag(command, &options->asJson);
   command->footer(
-      "Shows each fault with line and column, and how the file was read; - stands for standard "
-      "input.\nExits with 1 when there is any fault, with 3 when a file cannot be read.\n"
+      "Shows each fault with line and column, and how the file was read.\n"
+      "Exits with 1 when there is any fault, with 3 when a file cannot be read.\n"
       "Examples:\n  orv xml check settings.xml\n  orv xml check --json *.xml");
   command->callback([options] {
     JsonWriter json;
@@ -105,7 +103,9 @@ void AddCheckCommand(CLI::App* group) {
       CMarkup doc;
       const bool isGood = doc.SetDoc(std::move(text));
       std::vector<XmlFault> faults = FaultsOf(doc.GetResult());
-      if (!isGood && faults.empty()) faults.push_back({0, L"the file is empty"});
+      if (!isGood && faults.empty()) {
+        faults.push_back({0, L"the file is empty", L"one root element", L"<root/>"});
+      }
       if (!isGood) exitCode = std::max<int>(exitCode, kFindings);
       if (options->asJson) {
         json.BeginObject();
@@ -128,10 +128,13 @@ void AddCheckCommand(CLI::App* group) {
           json.Member("line", at.line);
           json.Member("column", at.column);
           json.Member("text", fault.text);
+          json.Member("allowed", fault.allowed);
+          json.Member("write", fault.proposal);
           json.EndObject();
         } else {
-          Print(Format(L"%ls:%d:%d: %ls: %ls\n", path.c_str(), at.line, at.column,
-                       Painted(L"error", Paint::kRed).c_str(), fault.text.c_str()));
+          Print(Format(L"%ls:%d:%d: %ls: %ls | allowed: %ls | write: %ls\n", path.c_str(), at.line,
+                       at.column, Painted(L"error", Paint::kRed).c_str(), fault.text.c_str(),
+                       fault.allowed.c_str(), fault.proposal.c_str()));
         }
       }
       if (options->asJson) {
@@ -213,12 +216,11 @@ void AddGetCommand(CLI::App* group) {
   };
   auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand("get", "Show the value of an element or attribute");
-  command->add_option("FILE", options->file, "An XML file in any encoding")->required();
+  AddInputFile(command, "FILE", &options->file, "An XML file in any encoding")->required();
   command->add_option("PATH", options->path, "Such as /list/item[2]/@name")->required();
-  command->add_flag("--json", options->asJson, "Print JSON");
+  AddJsonFlag(command, &options->asJson);
   command->footer(
-      "An element that holds elements is shown as its markup. Exits with 1 when there is none;\n"
-      "- stands for standard input.\n"
+      "An element that holds elements is shown as its markup. Exits with 1 when there is none.\n"
       "Examples:\n  orv xml get settings.xml /settings/printer/name\n"
       "  orv xml get settings.xml \"/settings/printer[2]/@id\"");
   command->callback([options] {
@@ -255,7 +257,8 @@ void AddSetCommand(CLI::App* group) {
   };
   auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand("set", "Change the value of an element or attribute");
-  command->add_option("FILE", options->file, "An XML file, which keeps its encoding")->required();
+  AddInputFile(command, "FILE", &options->file, "An XML file, which keeps its encoding")
+      ->required();
   command->add_option("PATH", options->path, "Such as /list/item[2]/@name")->required();
   command->add_option("VALUE", options->value, "The new text")->required();
   command->footer(
@@ -274,9 +277,11 @@ void AddSetCommand(CLI::App* group) {
     const bool isSet =
         path.attribute.empty() ? doc.SetData(value) : doc.SetAttrib(path.attribute, value);
     if (!isSet) Fail(kUsage, L"\"" + path.attribute + L"\" is no name of an attribute");
-    const FileFacts facts = FactsOfSaving(doc);
-    if (facts.isLossy) Fail(kFindings, facts.encoding + L" cannot express all characters");
-    SaveDocument(file, &doc);
+    EncodedDocument encoded(doc);
+    if (encoded.facts.isLossy) {
+      Fail(kFindings, encoded.facts.encoding + L" cannot express all characters");
+    }
+    SaveFile(file, std::move(encoded.bytes));
   });
 }
 
@@ -330,12 +335,13 @@ void AddFormatCommand(CLI::App* group) {
   };
   auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand("format", "Lay out a file with a line an element");
-  command->add_option("FILE", options->file, "A well-formed XML file")->required();
-  command->add_option("--indent", options->indent, "Blanks a level")->check(CLI::Range(0u, 16u));
+  AddInputFile(command, "FILE", &options->file, "A well-formed XML file")->required();
+  command->add_option("--indent", options->indent, "Blanks a level, 0 to 16")
+      ->check(CLI::Range(0u, 16u))
+      ->capture_default_str();
   command->add_flag("--in-place", options->inPlace, "Replace the file instead of printing it");
   command->footer(
-      "Elements with text in them, and those that say xml:space=\"preserve\", stay as they are;\n"
-      "- stands for standard input.\n"
+      "Elements with text in them, and those that say xml:space=\"preserve\", stay as they are.\n"
       "Examples:\n  orv xml format settings.xml\n  orv xml format --indent 4 --in-place "
       "settings.xml");
   command->callback([options] {
@@ -343,12 +349,9 @@ void AddFormatCommand(CLI::App* group) {
     CMarkup doc;
     LoadWellFormed(file, &doc);
     std::wstring text = FormatDocument(&doc, options->indent);
-    if (!options->inPlace || file == kStandardStream) {
-      Print(text);
-      return;
-    }
+    if (!options->inPlace) return SaveFile(kStandardStream, WideToUtf8(text));
     doc.SetDoc(std::move(text));
-    SaveDocument(file, &doc);
+    SaveFile(file, EncodedDocument(doc).bytes);
   });
 }
 
@@ -381,10 +384,11 @@ void AddConvertCommand(CLI::App* group) {
   };
   auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand("convert", "Write a file in another encoding");
-  command->add_option("FILE", options->file, "An XML file in any encoding")->required();
+  AddInputFile(command, "FILE", &options->file, "An XML file in any encoding")->required();
   command->add_option("--to", options->encoding, "The encoding, such as UTF-8 or windows-1252")
+      ->type_name("ENCODING")
       ->required();
-  command->add_option("--output,-o", options->output, "The file to write instead of FILE");
+  AddOutputFile(command, "-o,--output", &options->output, "The file to write")->default_str("FILE");
   command->add_flag("--mark", options->hasMark, "Begin UTF-8 with a byte-order mark");
   command->add_flag("--lossy", options->mayLose, "Write ? for what the encoding cannot express");
   command->footer(
@@ -406,21 +410,20 @@ void AddConvertCommand(CLI::App* group) {
     doc.SetDocFlags((doc.GetDocFlags() & ~kForms) | (options->hasMark ? CMarkup::DOC_UTF8MARK : 0));
     DeclareEncoding(encoding, &doc);
 
-    const FileFacts facts = FactsOfSaving(doc);
+    const auto& [bytes, facts] = EncodedDocument(doc);
     constexpr int kUtf8Page = 65001;
     if (facts.encoding == L"UTF-8" && CMarkup::GetEncodingCodePage(encoding) != kUtf8Page) {
       Fail(kFindings, L"this system cannot write " + encoding);
     }
     if (facts.isLossy && !options->mayLose) {
-      Fail(kFindings, encoding + L" cannot express all characters of " + file);
+      Fail(kFindings, encoding + L" cannot express all characters of " + InputName(file));
     }
     // A few encodings, such as UTF-7, hide even the declaration that names them.
     int flags = doc.GetDocFlags();
-    const std::string bytes = EncodeFile(doc.GetDoc(), flags, nullptr);
     if (!facts.isLossy && DecodeFile(bytes, nullptr, &flags) != doc.GetDoc()) {
       Fail(kFindings, L"nobody could tell by its bytes that a file is in " + encoding);
     }
-    SaveDocument(output, &doc);
+    SaveFile(output, std::move(bytes));
   });
 }
 

@@ -9,9 +9,12 @@ namespace orv::tool {
 struct XmlFault {
   int offset;
   std::wstring text;
+  std::wstring allowed;   ///< what may stand there
+  std::wstring proposal;  ///< what to write there instead; "nothing" for what is to be left out
 };
 
-/// The faults that the result record of a parse tells of, in its order.
+/// The faults that the result record of a parse tells of: causes before what comes of them, and
+/// each kind in the order of places.
 std::vector<XmlFault> FaultsOf(const std::wstring& result);
 
 }  // namespace orv::tool
