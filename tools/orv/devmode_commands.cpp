@@ -444,7 +444,7 @@ void AddCheckCommand(CLI::App* group) {
       if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(path));
       const InputFile file(path);
       if (!CConfigParser::Load(file.path(), &config, library.cache(), library.client())) {
-        Fail(kUnreadable, InputName(path) + L" does not load; `orv config check` says why");
+        Fail(kFindings, InputName(path) + L" does not load; `orv config check` says why");
       }
     } else {
       const std::wstring name = ToWide(options->printer);

@@ -51,8 +51,8 @@ tr.good { background: var(--good-paper); }
 tr.bad th, tr.error th, tr.warning th, tr.good th { padding-left: .5rem; }
 .record .wide { table-layout: fixed; }
 .record .wide thead th:nth-child(1) { width: 26%; }
-.record .wide thead th:nth-child(2) { width: 13%; }
-.record .wide thead th:nth-child(3) { width: 22%; }
+.record .wide thead th:nth-child(2) { width: 12%; }
+.record .wide thead th:nth-child(3) { width: 26%; }
 .record .wide thead th:nth-child(4) { width: 16%; }
 .columns { columns: 24rem; column-gap: 3rem; }
 .columns table { margin: 0 0 1.5rem; break-inside: avoid; }
