@@ -101,6 +101,6 @@ if(TARGET manual)
 endif()
 
 set(documents_folder ${CMAKE_INSTALL_DATADIR}/doc/orv-shared)
-install(FILES README.md CHANGELOG.md SECURITY.md LICENSE DESTINATION ${documents_folder}
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md LICENSE DESTINATION ${documents_folder}
         COMPONENT documents)
 install(DIRECTORY docs examples DESTINATION ${documents_folder} COMPONENT documents)

@@ -2,7 +2,18 @@
 
 set(CPACK_PACKAGE_NAME orv-shared)
 set(CPACK_PACKAGE_VENDOR "the orv_shared authors")
-set(CPACK_PACKAGE_CONTACT "the orv_shared authors <maintainers@orv-shared.invalid>")
+# Who answers for a package: who makes it, as Debian's tools are told, or the author of the sources.
+if(DEFINED ENV{DEBEMAIL})
+  set(CPACK_PACKAGE_CONTACT "$ENV{DEBFULLNAME} <$ENV{DEBEMAIL}>")
+else()
+  execute_process(COMMAND git log -1 "--format=%an <%ae>"
+                  WORKING_DIRECTORY ${PROJECT_SOURCE_DIR} ERROR_QUIET
+                  OUTPUT_VARIABLE CPACK_PACKAGE_CONTACT OUTPUT_STRIP_TRAILING_WHITESPACE)
+endif()
+if(NOT CPACK_PACKAGE_CONTACT)
+  cmake_host_system_information(RESULT host QUERY FQDN)
+  set(CPACK_PACKAGE_CONTACT "$ENV{USER} <$ENV{USER}@${host}>")
+endif()
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "core of a label-printer driver, and the orv program")
 set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
 set(CPACK_STRIP_FILES ON)

@@ -35,8 +35,8 @@ class ORV_EXPORT ConfigsCache {
   /// Destroys every record, in the order of the paths. Takes no lock.
   void Clear();
 
-  static ConfigsCache* m_pInstance;
-  static int m_nReferenceCounter;  ///< references that were not given back
+  static ConfigsCache* m_pInstance;  ///< the one instance, null when there is none
+  static int m_nReferenceCounter;    ///< references that were not given back
 
  private:
   ConfigsCache() = default;

@@ -37,8 +37,8 @@ class ORV_EXPORT CEncryptionAES {
   /// nothing is read beyond `length`.
   BYTE* DecryptAsBytes(const BYTE* data, DWORD length, DWORD* outLength, DWORD* code);
 
-  CStringA m_stKeyText;
-  CStringA m_stMagic;
+  CStringA m_stKeyText;    ///< the text that the key is made of
+  CStringA m_stMagic;      ///< the marker that opens a protected file
   BYTE* m_pKey = nullptr;  ///< the key, null when it could not be built
   DWORD m_nKeyLength = 0;  ///< 32
   DWORD m_nErrorCode = 0;  ///< 0; 1 no memory for the key, 2 none for the vector, 3 unknown mode

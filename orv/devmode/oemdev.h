@@ -15,12 +15,13 @@ struct Config;
 /// Lengths are thousandths of a millimetre, speeds and darkness plain numbers, flags 0 or 1. What
 /// each field means, its default and its limits stand in one table (record_fields.cpp).
 struct tagOEMDEV {
-  static constexpr std::uint32_t kSize = 2688;
+  static constexpr std::uint32_t kSize = 2688;             ///< bytes
   static constexpr std::uint32_t kSignature = 0x4F525631;  ///< "ORV1", most significant byte first
   static constexpr std::uint32_t kVersion = 16;            ///< the only current version
 
   static constexpr std::size_t kCommandSize = 80;  ///< bytes of a command string, with its NUL
 
+  /// The header: `kSize`, `kSignature` and `kVersion`.
   std::uint32_t dwSize;
   std::uint32_t dwSignature;
   std::uint32_t dwVersion;
@@ -29,6 +30,7 @@ struct tagOEMDEV {
   /// it.
   std::uint8_t EpLayout[1608];
 
+  /// Page, sensor, speed and darkness.
   std::uint32_t OutputFormatPNG;
   std::uint32_t UnprintableLeft;
   std::uint32_t UnprintableRight;
@@ -55,24 +57,24 @@ struct tagOEMDEV {
   std::uint32_t IgnoreLabelPosition;
   std::uint32_t SoftwareOptimization;
 
-  // Blocks of the optional devices: whether the device is used, then the device's parameters.
+  /// Blocks of the optional devices: whether the device is used, then the device's parameters.
   struct {
     std::uint32_t enabled;
-    std::uint32_t offset;
-    std::uint32_t startDelaySupportingAir;
-    std::uint32_t stopDelaySupportingAir;
-    std::uint32_t startDelayPrint;
-    std::uint32_t lockTime;
-    std::uint32_t blowTime;
-    std::uint32_t reserved;
+    std::uint32_t offset;                   ///< thousandths of a millimetre
+    std::uint32_t startDelaySupportingAir;  ///< until the supporting air starts
+    std::uint32_t stopDelaySupportingAir;   ///< until it stops
+    std::uint32_t startDelayPrint;          ///< until printing starts
+    std::uint32_t lockTime;                 ///< in which start signals are ignored
+    std::uint32_t blowTime;                 ///< that the blast lasts
+    std::uint32_t reserved;                 ///< 0
   } Applicator;
   struct {
     std::uint32_t enabled;
   } BarcodeVerifier;
   struct {
     std::uint32_t enabled;
-    std::uint32_t offset1;
-    std::uint32_t offset2;
+    std::uint32_t offset1;  ///< of the first cut
+    std::uint32_t offset2;  ///< of the second cut
     std::uint32_t reserved[5];
   } Cutter;
   struct {
@@ -83,7 +85,7 @@ struct tagOEMDEV {
     std::uint32_t enabled;
     std::uint32_t offset1;
     std::uint32_t offset2;
-    std::uint32_t perforatorDeepness;
+    std::uint32_t perforatorDeepness;  ///< how deep it perforates
     std::uint32_t reserved[10];
   } Perforator;
   struct {
@@ -100,7 +102,7 @@ struct tagOEMDEV {
   struct {
     std::uint32_t enabled;
     std::uint32_t offset;
-    std::uint32_t wrapPos;
+    std::uint32_t wrapPos;  ///< where the label is wrapped around
     std::uint32_t reserved;
   } WrappingApplicator;
   struct {
@@ -108,6 +110,7 @@ struct tagOEMDEV {
     std::uint32_t offset;
   } IoModule;
 
+  /// The label, the commands that jobs get around them, and how images become dots.
   std::uint32_t PaperWidth;
   std::uint32_t PaperHeight;
   std::uint32_t ImageOptimization;
@@ -138,6 +141,7 @@ struct tagOEMDEV {
   std::uint32_t GrayTolerance;
   std::uint32_t DitheringAlgorithm;
 
+  /// Blocks of further optional devices.
   struct {
     std::uint32_t enabled;
     std::uint32_t offset;
@@ -146,9 +150,9 @@ struct tagOEMDEV {
     std::uint32_t enabled;
     std::uint32_t offset;
     std::uint32_t startDelayPrint;
-    std::uint32_t labelPosition;
-    std::uint32_t applyRunning;
-    std::uint32_t conveyorSpeed;
+    std::uint32_t labelPosition;  ///< where the label is taken
+    std::uint32_t applyRunning;   ///< apply while the belt runs
+    std::uint32_t conveyorSpeed;  ///< of the belt
   } BeltApplicator;
   struct {
     std::uint32_t enabled;
@@ -161,13 +165,14 @@ struct tagOEMDEV {
   } RibbonSaverOption;
 
   GUID StockItemGuid;  ///< the selected stock item; all zero for none
+  /// Page sizes, the second print head, and the scale.
   std::uint32_t AllowCustomPageSize;
   std::uint32_t SoftwareOptimizationAux;
   std::int32_t Darkness2;  ///< of the second print head
   std::uint32_t Reserved2680;
   std::int32_t LengthScaling;
 };
-using OEMDEV = tagOEMDEV;
+using OEMDEV = tagOEMDEV;  ///< another name of the same
 
 static_assert(sizeof(tagOEMDEV) == tagOEMDEV::kSize);
 static_assert(offsetof(tagOEMDEV, EpLayout) == 12);
@@ -282,9 +287,9 @@ ORV_EXPORT void FillDefaults(const Config& config, tagOEMDEV* record);
 
 /// A word of the older layout and the settings that it stands for.
 struct OlderWord {
-  const char* setting;
-  std::size_t offset;  ///< in the record
-  std::size_t width;   ///< bytes
+  const char* setting;  ///< the name of the field that it stands for
+  std::size_t offset;   ///< in the record
+  std::size_t width;    ///< bytes
 };
 /// Every word of the older layout that stands for a setting, in the order of their offsets.
 ORV_EXPORT std::vector<OlderWord> OlderLayoutWords();

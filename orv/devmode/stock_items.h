@@ -15,6 +15,7 @@
 struct StockItem {
   GUID guid = {};       ///< all zero for an item without identity
   CString DisplayName;  ///< becomes the public record's form name
+  /// What fields of the private record take over, under nearly the same names.
   DWORD SpeedInMmPerSec = 0;
   DWORD Darkness = 0;
   DWORD Darkness2 = 0;
@@ -66,9 +67,9 @@ inline constexpr wchar_t kCommonStockItemsPath[] =
 
 /// One numeric registry value of an item and where it goes.
 struct StockValue {
-  const wchar_t* name;
-  DWORD StockItem::*field;
-  int recordOffset;  ///< in the private record; negative when it has no such field
+  const wchar_t* name;      ///< as the registry has it
+  DWORD StockItem::*field;  ///< where the item keeps it
+  int recordOffset;         ///< in the private record; negative when it has no such field
 };
 /// Every numeric value of an item.
 ORV_EXPORT std::span<const StockValue> StockValues();
@@ -82,6 +83,7 @@ ORV_EXPORT void SetStockValue(const NamedRegistryValue& stored, StockItem* item)
 ORV_EXPORT std::wstring FormatGuid(const GUID& guid);
 /// The GUID that a key's name is; all zero for a name that is none.
 ORV_EXPORT GUID ParseGuid(const std::wstring& text);
+/// Whether it is the GUID of nothing.
 ORV_EXPORT bool IsZeroGuid(const GUID& guid);
 
 /// Where a printer's own items lie, below `HKEY_CURRENT_USER`.
@@ -100,6 +102,7 @@ ORV_EXPORT LONG WriteStockItem(const std::wstring& path, const StockItem& item);
 /// Stores items below `path`, each in the place of the one with its GUID, and logs which.
 ORV_EXPORT LONG ImportStockItems(const std::wstring& path, std::span<const StockItem> items,
                                  CLoggerClient* logger);
+/// Deletes the item of a GUID below `path`; `ERROR_FILE_NOT_FOUND` when there is none.
 ORV_EXPORT LONG DeleteStockItem(const std::wstring& path, const GUID& guid);
 
 /// A printer's items in the order of their paper sizes: its own ones, from the session's entry when
@@ -109,16 +112,18 @@ ORV_EXPORT std::vector<StockItem> LoadStockItems(HANDLE printer, const wchar_t* 
 
 /// The item that a merge applies, and why.
 struct StockChoice {
+  /// What decided.
   enum Reason {
     kPaperSize,        ///< the application's paper size is its number
     kSelected,         ///< the record's selected item
     kRecordSize,       ///< no such item: the sizes at hand, as the first stock paper size
     kApplicationSize,  ///< the application's own size
   };
-  Reason reason;
-  int paperSize;
+  Reason reason;   ///< why it is that item
+  int paperSize;   ///< the public record's answer
   StockItem item;  ///< unnamed, without GUID, for the last two reasons
 };
+/// Chooses among a printer's items as `ApplyStockItem` does, and changes nothing.
 ORV_EXPORT StockChoice ChooseStockItem(std::vector<StockItem> items, const DEVMODEW& in,
                                        const tagOEMDEV& record);
 

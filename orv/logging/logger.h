@@ -26,11 +26,11 @@ class ORV_EXPORT CLoggerClient {
   /// Nonzero when `Initialize` failed.
   BOOL HasError() const { return !m_stError.empty(); }
 
-  HINSTANCE m_hInstance = nullptr;
-  CString m_stModulePath;    ///< the module's file, whole path
-  CString m_stModuleName;    ///< its file name
-  CString m_stModuleFolder;  ///< the path without name and separator
-  CString m_stError;         ///< empty, or why `Initialize` failed
+  HINSTANCE m_hInstance = nullptr;  ///< the module
+  CString m_stModulePath;           ///< the module's file, whole path
+  CString m_stModuleName;           ///< its file name
+  CString m_stModuleFolder;         ///< the path without name and separator
+  CString m_stError;                ///< empty, or why `Initialize` failed
 };
 
 /// The diagnostics channel of the library and of the modules that load it: one tab-separated line
@@ -50,6 +50,7 @@ class ORV_EXPORT CLogger {
   static void Log(eLogLevel level, CLoggerClient* client, const wchar_t* message,
                   const wchar_t* source);
 
+  /// `Log` with the level in the name.
   static void LOG_TRACE(CLoggerClient* client, const wchar_t* message, const wchar_t* source) {
     Log(eLogLevelTrace, client, message, source);
   }

@@ -19,12 +19,14 @@ namespace orv {
 /// The library's key below either hive.
 inline constexpr wchar_t kSettingsKey[] = L"Software\\orv Printer Driver";
 
+/// What a key is opened for.
 enum class RegistryAccess { kRead, kReadWrite };
 
 /// A key that is closed with its owner.
 class ORV_EXPORT RegistryKey {
  public:
   RegistryKey() = default;
+  /// Takes over a key that is open.
   explicit RegistryKey(HKEY key) : key_(key) {}
   RegistryKey(RegistryKey&& other) noexcept : key_(std::exchange(other.key_, nullptr)) {}
   RegistryKey& operator=(RegistryKey&& other) noexcept {
@@ -37,8 +39,10 @@ class ORV_EXPORT RegistryKey {
   LONG Open(HKEY parent, const std::wstring& path, RegistryAccess access);
   /// Opens a key below `parent` for reading and writing, creating it and its parents if missing.
   LONG Create(HKEY parent, const std::wstring& path);
+  /// Closes the key; without one it does nothing.
   void Close();
 
+  /// The open key, null for none; this object keeps it.
   HKEY get() const { return key_; }
 
  private:
@@ -47,9 +51,10 @@ class ORV_EXPORT RegistryKey {
 
 /// A value's type (`REG_SZ`, …) and bytes. Text is UTF-16LE with its terminator, in both homes.
 struct ORV_EXPORT RegistryValue {
-  DWORD type = 0;
-  std::vector<BYTE> data;
+  DWORD type = 0;          ///< `REG_SZ` and others
+  std::vector<BYTE> data;  ///< as the registry stores it
 
+  /// A `REG_SZ` of a text, and a `REG_DWORD` of a number.
   static RegistryValue FromText(const std::wstring& text);
   static RegistryValue FromNumber(DWORD number);
 
@@ -61,10 +66,12 @@ struct ORV_EXPORT RegistryValue {
 
 /// A value with the name that it was first given.
 struct NamedRegistryValue {
-  std::wstring name;
-  RegistryValue value;
+  std::wstring name;    ///< empty for the default value of a key
+  RegistryValue value;  ///< its type and bytes
 };
 
+/// Reads, sets or deletes the value of a name, letter case apart. These and the functions below
+/// return a system error code; of what is not there it is `ERROR_FILE_NOT_FOUND`.
 ORV_EXPORT LONG GetRegistryValue(HKEY key, const std::wstring& name, RegistryValue* value);
 ORV_EXPORT LONG SetRegistryValue(HKEY key, const std::wstring& name, const RegistryValue& value);
 ORV_EXPORT LONG DeleteRegistryValue(HKEY key, const std::wstring& name);

@@ -14,12 +14,13 @@ namespace orv {
 
 /// Opens a printer by its name; null when there is none. Close it with `ClosePrinterHandle`.
 ORV_EXPORT HANDLE OpenPrinterHandle(const wchar_t* name);
+/// Closes what `OpenPrinterHandle` gave; null is allowed.
 ORV_EXPORT void ClosePrinterHandle(HANDLE printer);
 
 /// What the spooler says of a printer at information level 2.
 struct PrinterFacts {
-  std::wstring printerName;
-  std::wstring driverName;
+  std::wstring printerName;  ///< what users call it
+  std::wstring driverName;   ///< its driver's, which decides the configuration file
 };
 
 /// Asks the spooler for a printer's facts. False when the spooler does not answer for the handle;

@@ -22,6 +22,7 @@ using CStringA = std::string;
 /// The driver interface's argument block of a device-mode call, in the layout that the spooler's
 /// plug-in interface fixes.
 struct OEMDMPARAM {
+  /// The block's own size, the printer, the records that go in, and where the answers go.
   DWORD cbSize;
   void* pdriverobj;
   HANDLE hPrinter;

@@ -23,12 +23,15 @@ struct TokenPos;
 class MCD_CSTR {
  public:
   MCD_CSTR() = default;
+  /// A text that stays where it is; null is allowed.
   MCD_CSTR(const wchar_t* szText) : m_szText(szText) {}
   MCD_CSTR(const std::wstring& strText) : m_szText(strText.c_str()) {}
 
   /// Never null.
   const wchar_t* c_str() const { return m_szText != nullptr ? m_szText : L""; }
+  /// The text, up to its zero.
   std::wstring_view view() const { return c_str(); }
+  /// Whether there was a null pointer, and whether the text is empty, as a null one is.
   bool IsNull() const { return m_szText == nullptr; }
   bool IsEmpty() const { return *c_str() == 0; }
 
@@ -124,6 +127,7 @@ class ORV_EXPORT CMarkup {
   /// true; with one open for reading true until a fault is met.
   bool IsWellFormed() const;
 
+  /// The flags, with what the last load found out about its file's form.
   int GetDocFlags() const { return m_nDocFlags; }
   /// Sets the flags but for the three of an open file, which stay as the file has them. They apply
   /// from the next call on; the text is not parsed again.

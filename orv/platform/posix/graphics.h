@@ -38,14 +38,17 @@ enum Status {
 class Color {
  public:
   Color() = default;
+  /// A colour of its channels; without alpha it is opaque.
   explicit Color(ARGB argb) : value_(argb) {}
   Color(BYTE red, BYTE green, BYTE blue) : Color(255, red, green, blue) {}
   Color(BYTE alpha, BYTE red, BYTE green, BYTE blue) : value_(MakeARGB(alpha, red, green, blue)) {}
 
+  /// The 32 bits of channels.
   static ARGB MakeARGB(BYTE alpha, BYTE red, BYTE green, BYTE blue) {
     return ARGB{alpha} << 24 | ARGB{red} << 16 | ARGB{green} << 8 | blue;
   }
 
+  /// A channel, or all of them.
   BYTE GetAlpha() const { return static_cast<BYTE>(value_ >> 24); }
   BYTE GetRed() const { return static_cast<BYTE>(value_ >> 16); }
   BYTE GetGreen() const { return static_cast<BYTE>(value_ >> 8); }
@@ -56,10 +59,13 @@ class Color {
   ARGB value_ = 0xFF000000;
 };
 
+/// An area of a bitmap, in pixels.
 struct Rect {
   Rect() = default;
+  /// An area from its left and top edge on.
   Rect(INT x, INT y, INT width, INT height) : X(x), Y(y), Width(width), Height(height) {}
 
+  /// The left and top edge, and the size.
   INT X = 0;
   INT Y = 0;
   INT Width = 0;
@@ -68,18 +74,18 @@ struct Rect {
 
 /// Pixels that `Bitmap::LockBits` gives access to.
 struct BitmapData {
-  UINT Width;
-  UINT Height;
-  INT Stride;  ///< bytes from one row to the next
-  INT PixelFormat;
-  void* Scan0;  ///< the first pixel of the first row
-  std::uintptr_t Reserved;
+  UINT Width;               ///< of the area, in pixels
+  UINT Height;              ///< of the area, in pixels
+  INT Stride;               ///< bytes from one row to the next
+  INT PixelFormat;          ///< of the pixels that are seen
+  void* Scan0;              ///< the first pixel of the first row
+  std::uintptr_t Reserved;  ///< the lock's own
 };
 
 /// The colours of an indexed bitmap.
 struct ColorPalette {
-  UINT Flags;
-  UINT Count;
+  UINT Flags;       ///< none are used
+  UINT Count;       ///< of the colours
   ARGB Entries[1];  ///< `Count` of them
 };
 
@@ -95,6 +101,7 @@ class ORV_EXPORT Bitmap {
   Bitmap& operator=(const Bitmap&) = delete;
   ~Bitmap();
 
+  /// The size in pixels, and the form of a pixel.
   UINT GetWidth() const { return static_cast<UINT>(width_); }
   UINT GetHeight() const { return static_cast<UINT>(height_); }
   PixelFormat GetPixelFormat() const { return format_; }
@@ -107,6 +114,7 @@ class ORV_EXPORT Bitmap {
   /// `ImageLockModeRead` and converted back by `UnlockBits` when it has `ImageLockModeWrite`. Only
   /// one lock at a time.
   Status LockBits(const Rect* rect, UINT flags, PixelFormat format, BitmapData* data);
+  /// Ends the access to the pixels.
   Status UnlockBits(BitmapData* data);
 
   /// A new bitmap of an area in `format`, padding zeroed; null when the area is empty or leaves the
@@ -116,6 +124,7 @@ class ORV_EXPORT Bitmap {
 
   /// Bytes of the palette, 0 for a bitmap without one.
   INT GetPaletteSize() const;
+  /// Copies the palette out, into `size` bytes at most, and in.
   Status GetPalette(ColorPalette* palette, INT size) const;
   Status SetPalette(const ColorPalette* palette);
 

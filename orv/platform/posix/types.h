@@ -59,25 +59,31 @@ constexpr LONG ERROR_KEY_DELETED = 1018;
 constexpr LONG ERROR_INVALID_PRINTER_NAME = 1801;
 constexpr LONG ERROR_PRINTER_ALREADY_EXISTS = 1802;
 
+/// A time as files and registry keys have it.
 struct FILETIME {
   DWORD dwLowDateTime;   ///< low half of the 100 ns intervals since 1601-01-01 UTC
   DWORD dwHighDateTime;  ///< high half
 };
 
+/// An identifier that nobody else has.
 struct GUID {
+  /// Its 128 bits, in the parts that its text form shows.
   std::uint32_t Data1;
   std::uint16_t Data2;
   std::uint16_t Data3;
   std::uint8_t Data4[8];
 };
 
+/// A point of the screen.
 struct POINTL {
+  /// Its place.
   LONG x;
   LONG y;
 };
 
 /// The public device mode: 220 bytes, 16-bit characters.
 struct DEVMODEW {
+  /// What an application asks of a printer, in the system's units: sizes in tenths of a millimetre.
   WCHAR dmDeviceName[32];
   WORD dmSpecVersion;
   WORD dmDriverVersion;
@@ -86,16 +92,16 @@ struct DEVMODEW {
   DWORD dmFields;
   union {
     struct {
-      SHORT dmOrientation;
-      SHORT dmPaperSize;
-      SHORT dmPaperLength;
-      SHORT dmPaperWidth;
-      SHORT dmScale;
-      SHORT dmCopies;
-      SHORT dmDefaultSource;
-      SHORT dmPrintQuality;
+      SHORT dmOrientation;    ///< 1 portrait, 2 landscape
+      SHORT dmPaperSize;      ///< a number of a size
+      SHORT dmPaperLength;    ///< tenths of a millimetre
+      SHORT dmPaperWidth;     ///< tenths of a millimetre
+      SHORT dmScale;          ///< percent
+      SHORT dmCopies;         ///< how many
+      SHORT dmDefaultSource;  ///< a number of a source
+      SHORT dmPrintQuality;   ///< dots per inch, or a grade below 0
     };
-    POINTL dmPosition;
+    POINTL dmPosition;  ///< of a display
   };
   SHORT dmColor;
   SHORT dmDuplex;
@@ -108,8 +114,8 @@ struct DEVMODEW {
   DWORD dmPelsWidth;
   DWORD dmPelsHeight;
   union {
-    DWORD dmDisplayFlags;
-    DWORD dmNup;
+    DWORD dmDisplayFlags;  ///< of a display
+    DWORD dmNup;           ///< pages on a sheet
   };
   DWORD dmDisplayFrequency;
   DWORD dmICMMethod;
