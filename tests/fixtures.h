@@ -136,8 +136,10 @@ struct ProgramResult {
   std::string messages;  ///< to standard error
 };
 
-/// Runs a program of the build to its end. Arguments are UTF-8.
-ProgramResult RunProgram(const std::string& program, const std::vector<std::string>& arguments);
+/// Runs a program of the build to its end. Arguments are UTF-8; `input` are the bytes of its
+/// standard input.
+ProgramResult RunProgram(const std::string& program, const std::vector<std::string>& arguments,
+                         const std::string& input = {});
 
 /// Does work on a thread whose stack has 128 KB, and waits for it.
 void RunOnSmallStack(const std::function<void()>& work);

@@ -25,9 +25,9 @@ class PageCommand : public testing::Test {
  protected:
   static constexpr const char* kLabel = ORV_EXAMPLES "/label_page.png";
 
-  ProgramResult Run(std::vector<std::string> arguments) {
+  ProgramResult Run(std::vector<std::string> arguments, const std::string& input = {}) {
     arguments.insert(arguments.begin(), "page");
-    return test::RunProgram(ORV_PROGRAM, arguments);
+    return test::RunProgram(ORV_PROGRAM, arguments, input);
   }
 
   std::string File(const std::string& name) const { return (folder_.path() / name).string(); }
@@ -116,6 +116,10 @@ TEST_F(PageCommand, MonoAndDitherWriteWhatTheLibraryMakes) {
   ASSERT_EQ(Run({"dither", kLabel, File("dots.png"), "--method", "matrix8", "--colour", "0000FF"})
                 .exitCode,
             kDone);
+  // The same bytes come and go by the standard streams, and what there is to say beside them.
+  const ProgramResult streamed = Run({"mono", "-", "-"}, test::ReadBytes(kLabel));
+  EXPECT_EQ(streamed.output, test::ReadBytes(File("mono.png")));
+  EXPECT_THAT(streamed.messages, HasSubstr("written  -\n"));
   const BitmapPointer page = Load(kLabel);
   const BitmapPointer mono = Load(File("mono.png"));
   Color blue(0xFF0000FF);

@@ -42,12 +42,16 @@ TestPrinter::~TestPrinter() {
   RemoveSpoolerPrinter(name_);
 }
 
-ProgramResult RunProgram(const std::string& program, const std::vector<std::string>& arguments) {
+ProgramResult RunProgram(const std::string& program, const std::vector<std::string>& arguments,
+                         const std::string& input) {
   const TemporaryFolder folder;
   const std::filesystem::path output = folder.path() / "output";
   const std::filesystem::path messages = folder.path() / "messages";
+  WriteBytes(folder.path() / "input", input);
+  const std::string inputPath = folder.path() / "input";
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, 0, inputPath.c_str(), O_RDONLY, 0);
   posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), O_WRONLY | O_CREAT, 0600);
   posix_spawn_file_actions_addopen(&actions, 2, messages.c_str(), O_WRONLY | O_CREAT, 0600);
   std::vector<char*> argv = {const_cast<char*>(program.c_str())};

@@ -51,9 +51,10 @@ std::wstring Quote(const std::string& argument) {
   return quoted + L'"';
 }
 
-HANDLE CreateOutput(const std::filesystem::path& path) {
+/// A file as a standard stream of another process.
+HANDLE OpenStream(const std::filesystem::path& path, DWORD access, DWORD disposition) {
   SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-  return CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited, CREATE_ALWAYS,
+  return CreateFileW(path.c_str(), access, FILE_SHARE_READ, &inherited, disposition,
                      FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
@@ -113,17 +114,20 @@ TestPrinter::~TestPrinter() {
   DeletePrinterDriverW(nullptr, const_cast<wchar_t*>(kEnvironment), driver_.data());
 }
 
-ProgramResult RunProgram(const std::string& program, const std::vector<std::string>& arguments) {
+ProgramResult RunProgram(const std::string& program, const std::vector<std::string>& arguments,
+                         const std::string& input) {
   const TemporaryFolder folder;
   const std::filesystem::path output = folder.path() / "output";
   const std::filesystem::path messages = folder.path() / "messages";
   std::wstring command = Quote(program);
   for (const std::string& argument : arguments) command += L' ' + Quote(argument);
+  WriteBytes(folder.path() / "input", input);
   STARTUPINFOW start{};
   start.cb = sizeof start;
   start.dwFlags = STARTF_USESTDHANDLES;
-  start.hStdOutput = CreateOutput(output);
-  start.hStdError = CreateOutput(messages);
+  start.hStdInput = OpenStream(folder.path() / "input", GENERIC_READ, OPEN_EXISTING);
+  start.hStdOutput = OpenStream(output, GENERIC_WRITE, CREATE_ALWAYS);
+  start.hStdError = OpenStream(messages, GENERIC_WRITE, CREATE_ALWAYS);
 
   ProgramResult result;
   PROCESS_INFORMATION process{};
@@ -138,6 +142,7 @@ ProgramResult RunProgram(const std::string& program, const std::vector<std::stri
     CloseHandle(process.hProcess);
     CloseHandle(process.hThread);
   }
+  CloseHandle(start.hStdInput);
   CloseHandle(start.hStdOutput);
   CloseHandle(start.hStdError);
   result.output = ReadBytes(output);

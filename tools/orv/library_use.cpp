@@ -23,13 +23,17 @@ LibraryUse::~LibraryUse() {
   CLogger::StopLogging(&client_);
 }
 
-OpenPrinter::OpenPrinter(const std::wstring& name) : handle_(OpenPrinterHandle(name.c_str())) {
-  if (handle_ != nullptr) return;
+std::wstring DidYouMeanPrinter(const std::wstring& name) {
   std::vector<PrinterFacts> printers;
   ListSpoolerPrinters(&printers);
   std::vector<std::wstring_view> names;
   for (const PrinterFacts& printer : printers) names.push_back(printer.printerName);
-  Fail(kFindings, L"there is no printer \"" + name + L"\"" + DidYouMean(name, names));
+  return DidYouMean(name, names);
+}
+
+OpenPrinter::OpenPrinter(const std::wstring& name) : handle_(OpenPrinterHandle(name.c_str())) {
+  if (handle_ != nullptr) return;
+  Fail(kFindings, L"there is no printer \"" + name + L"\"" + DidYouMeanPrinter(name));
 }
 
 OpenPrinter::~OpenPrinter() { ClosePrinterHandle(handle_); }

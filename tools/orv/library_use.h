@@ -27,6 +27,9 @@ class LibraryUse {
   ConfigsCache* cache_;
 };
 
+/// The end of a message about a printer that is not there: "; did you mean NAME?", or nothing.
+std::wstring DidYouMeanPrinter(const std::wstring& name);
+
 /// An open printer; constructing one ends the command when the spooler does not know the name.
 class OpenPrinter {
  public:

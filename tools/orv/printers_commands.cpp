@@ -1,6 +1,7 @@
 #include "orv/platform/spooler.h"
 #include "tools/orv/commands.h"
 #include "tools/orv/common_options.h"
+#include "tools/orv/library_use.h"
 #include "tools/orv/output.h"
 
 namespace orv::tool {
@@ -84,7 +85,8 @@ void AddRemoveCommand(CLI::App* group) {
     const LONG error = RemoveSpoolerPrinter(ToWide(*name));
     if (error != ERROR_SUCCESS) {
       Fail(ExitCodeOf(error),
-           L"cannot remove the printer \"" + ToWide(*name) + L"\": " + DescribeError(error));
+           L"cannot remove the printer \"" + ToWide(*name) + L"\": " + DescribeError(error) +
+               (error == ERROR_INVALID_PRINTER_NAME ? DidYouMeanPrinter(ToWide(*name)) : L""));
     }
   });
 }

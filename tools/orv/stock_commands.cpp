@@ -80,12 +80,17 @@ std::wstring TargetPath(const StockOptions& options) {
 /// none, or more than one.
 StockItem FindItem(const std::wstring& path, const std::wstring& key) {
   const GUID guid = ParseGuid(key);
-  std::vector<StockItem> found = ReadStockItems(path);
+  const std::vector<StockItem> all = ReadStockItems(path);
+  std::vector<StockItem> found = all;
   std::erase_if(found, [&](const StockItem& item) {
     return IsZeroGuid(guid) ? item.DisplayName != key || IsZeroGuid(item.guid)
                             : FormatGuid(item.guid) != FormatGuid(guid);
   });
-  if (found.empty()) Fail(kFindings, L"there is no stock item \"" + key + L"\"");
+  if (found.empty()) {
+    std::vector<std::wstring_view> names;
+    for (const StockItem& item : all) names.push_back(item.DisplayName);
+    Fail(kFindings, L"there is no stock item \"" + key + L"\"" + DidYouMean(key, names));
+  }
   if (found.size() > 1) {
     Fail(kFindings, L"several stock items are named \"" + key + L"\"; use the GUID");
   }
