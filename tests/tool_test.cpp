@@ -372,7 +372,8 @@ TEST_F(ToolTest, TellsWhatCommandsDidBesideWhatTheyWrite) {
 }
 
 TEST_F(ToolTest, HelpNamesValuesAndSaysWhatTheyGoWith) {
-  const std::string help = Run({"report", "--help"}).output;
+  std::string help = Run({"report", "--help"}).output;
+  std::erase(help, '\r');
   for (const char* line :
        {"  -o,--output FILE            The HTML file to write; - is standard output (required)\n",
         "  --date DATE                 Show the log of this day, as 2024-03-05 (default: today; "
