@@ -258,8 +258,8 @@ tagOEMDEV ReadRecord(const std::wstring& path) {
 }
 
 void WriteRecord(const std::wstring& path, const tagOEMDEV& record, bool asText) {
-  SaveFile(path, asText ? RecordAsText(record)
-                        : std::string(RecordBytes(record, 0, sizeof(record))));
+  SaveFile(path,
+           asText ? RecordAsText(record) : std::string(RecordBytes(record, 0, sizeof(record))));
 }
 
 }  // namespace orv::tool

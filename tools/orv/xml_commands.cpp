@@ -410,7 +410,7 @@ void AddConvertCommand(CLI::App* group) {
     doc.SetDocFlags((doc.GetDocFlags() & ~kForms) | (options->hasMark ? CMarkup::DOC_UTF8MARK : 0));
     DeclareEncoding(encoding, &doc);
 
-    const auto& [bytes, facts] = EncodedDocument(doc);
+    auto [bytes, facts] = EncodedDocument(doc);
     constexpr int kUtf8Page = 65001;
     if (facts.encoding == L"UTF-8" && CMarkup::GetEncodingCodePage(encoding) != kUtf8Page) {
       Fail(kFindings, L"this system cannot write " + encoding);
