@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <map>
 #include <random>
@@ -124,6 +125,7 @@ struct EpCase {
 };
 
 TEST(OlderLayout, MapsWordByWord) {
+  EXPECT_TRUE(std::ranges::is_sorted(orv::OlderLayoutWords(), {}, &orv::OlderWord::offset));
   const EpCase cases[] = {
       {230, 0, 1676, 0, 0},       {230, 1, 1676, 2, 1},        {230, 2, 1676, 1, 2},
       {230, 3, 1676, 3, 3},       {230, 4, 1676, 0, 0},        {1252, -7, 1700, -7, -7},
