@@ -294,6 +294,7 @@ TEST_F(PageCommand, RefusesWhatItCannotUse) {
       {{"mono", File("text.png"), File("out.png")}, kUnreadable, "is no PNG image"},
       {{"mono", File("cut.png"), File("out.png")}, kUnreadable, "is damaged"},
       {{"dither", kLabel, File("out.png"), "--method", "foo"}, kUsage, "foo"},
+      {{"dither", kLabel, File("out.png"), "--threshold", "256"}, kUsage, "range 0 to 255"},
       {{"dither", kLabel, File("out.png"), "--colour", "red"}, kUsage, "not a colour"},
       {{"explain", kLabel}, kUsage, "--colour"},
       {{"split", kLabel, "--colour", "E02020", "--tolerance", "-1", "--background", "a",

@@ -49,7 +49,7 @@ Candidates Printers() {
 }
 
 /// What an option or argument takes: printers, or the words of its description that its own check
-/// lets pass, which are those that it lists.
+/// lets pass, which are those that it lists. Numbers there are only bounds.
 Candidates ValuesOf(CLI::Option* option) {
   if (option->check_name("PRINTER") || option->check_lname("printer")) return Printers();
   const CLI::Validator* check = nullptr;
@@ -65,7 +65,8 @@ Candidates ValuesOf(CLI::Option* option) {
       word += letter;
       continue;
     }
-    if (!word.empty() && (*check)(word).empty()) candidates.push_back({word, ""});
+    const bool isName = !word.empty() && std::isalpha(static_cast<unsigned char>(word[0])) != 0;
+    if (isName && (*check)(word).empty()) candidates.push_back({word, ""});
     word.clear();
   }
   return candidates;

@@ -72,6 +72,7 @@ void AddDitherOptions(CLI::App* command, DitherOptions* options) {
 
 void AddThresholdOption(CLI::App* command, int* threshold) {
   command->add_option("--threshold", *threshold, "Least grey value that becomes white, 0 to 255")
+      ->check(CLI::Range(0, 255))
       ->capture_default_str();
 }
 
