@@ -261,7 +261,7 @@ TEST_F(RegistryToolTest, RefusesWrongUse) {
   ExpectFailed({"registry", "set", key_, "n", "-1x", "--type", "REG_DWORD"}, kUsage, "no number");
   ExpectFailed({"registry", "set", key_, "n", "abc", "--type", "REG_BINARY"}, kUsage, "pairs");
   ExpectFailed({"registry", "set", key_, "n", "x", "--type", "REG_LINK"}, kUsage, "REG_LINK");
-  ExpectFailed({"registry"}, kUsage, "subcommand");
+  ExpectFailed({"registry"}, kUsage, "a command is missing");
 }
 
 TEST_F(RegistryToolTest, ExportsWhatItImports) {
@@ -394,6 +394,7 @@ TEST_F(ToolTest, SuggestsWhatWasMeant) {
       {{"conf"}, "config"},
       {{"config", "check", "--explain", "rang-step"}, "range-step"},
       {{"page", "bounds", "a", "--jsno=1"}, "--json"},
+      {{"config", "show", "a", "-inch"}, "--inch"},
       {{"page", "dither", "a", "b", "--method", "matrx4"}, "matrix4"},
       {{"log", "show", "--level", "WARNIGN"}, "warning"},
       {{"stock", "add", "A", "--common", "--set", "Darknes=1"}, "Darkness"}};
@@ -404,6 +405,18 @@ TEST_F(ToolTest, SuggestsWhatWasMeant) {
        {std::vector<std::string>{"quit"}, {"xml", "--loud"}}) {
     EXPECT_THAT(Run(strange).messages, testing::Not(HasSubstr("did you mean")));
   }
+}
+
+TEST_F(ToolTest, SaysWhatIsWrongInTheWordsOfTheHelp) {
+  const std::pair<std::vector<std::string>, std::string> cases[] = {
+      {{}, "a command is missing (orv --help"},
+      {{"-x"}, "no option -x (orv --help"},
+      {{"config", "show", "a", "b"}, "no place for b (orv config show --help"},
+      {{"report", "a", "-o", "b", "--paper-size", "A4"}, "not a number: --paper-size = A4"},
+      {{"stock", "add", "A", "--common", "--width", "-1in"}, "--width takes a length from 0 to"},
+      {{"stock", "add", "A", "--common", "--set", "Mirror"},
+       "takes NAME=NUMBER, which is not Mirror"}};
+  for (const auto& [arguments, text] : cases) ExpectFailed(arguments, kUsage, text);
 }
 
 TEST_F(ToolTest, TellsOfPrinters) {

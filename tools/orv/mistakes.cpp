@@ -1,6 +1,8 @@
 #include "tools/orv/mistakes.h"
 
 #include <algorithm>
+#include <cctype>
+#include <utility>
 
 #include "orv/text/utf8.h"
 #include "tools/orv/output.h"
@@ -43,8 +45,12 @@ Mistake FindMistake(CLI::App* program, const std::vector<std::string>& arguments
   CLI::App* command = program;
   for (const std::string& argument : arguments) {
     const std::string word = argument.substr(0, argument.find('='));
-    if (word.starts_with("--") && word.size() > 2) {
-      if (command->get_option_no_throw(word) != nullptr) continue;
+    const bool isLong = word.starts_with("--") && word.size() > 2;
+    const bool isShort =
+        word.size() > 1 && word[0] == '-' && std::isalpha(static_cast<unsigned char>(word[1])) != 0;
+    if (isLong || isShort) {
+      // A short option's value may stand right behind it.
+      if (command->get_option_no_throw(isLong ? word : word.substr(0, 2)) != nullptr) continue;
       mistake.text = L"there is no option " + ToWide(word) + Suggestion(word, OptionNames(command));
       return mistake;
     }
@@ -77,6 +83,21 @@ std::wstring ValueSuggestion(const std::string& message) {
   return Suggestion(message.substr(word, list - word), values);
 }
 
+/// What the parser says, in the words of the help where it has others.
+std::wstring Reworded(const std::string& message) {
+  constexpr std::pair<std::string_view, std::string_view> kWords[] = {
+      {"A subcommand is required", "a command is missing"},
+      {"The following argument was not expected: ", "there is no place for "},
+      {"The following arguments were not expected: ", "there is no place for "},
+      {"Could not convert: ", "not a number: "}};
+  for (const auto& [theirs, ours] : kWords) {
+    if (message.starts_with(theirs)) {
+      return ToWide(std::string(ours) + message.substr(theirs.size()));
+    }
+  }
+  return ToWide(message);
+}
+
 }  // namespace
 
 std::wstring DescribeMistake(CLI::App* program, const std::vector<std::string>& arguments,
@@ -85,7 +106,7 @@ std::wstring DescribeMistake(CLI::App* program, const std::vector<std::string>& 
   const bool isValue = error.get_name() == "ValidationError";
   const std::string message = error.what();
   const std::wstring text =
-      isValue || mistake.text.empty() ? ToWide(message) + ValueSuggestion(message) : mistake.text;
+      isValue || mistake.text.empty() ? Reworded(message) + ValueSuggestion(message) : mistake.text;
   return text + L" (" + mistake.command + L" --help says more)";
 }
 

@@ -97,9 +97,11 @@ StockItem FindItem(const std::wstring& path, const std::wstring& key) {
   return found.front();
 }
 
-DWORD LengthOf(double millimetres) {
+DWORD LengthOf(const wchar_t* option, double millimetres) {
   const double thousandths = std::round(millimetres * 1000);
-  if (!(thousandths >= 0 && thousandths <= INT32_MAX)) Fail(kUsage, L"a length is out of range");
+  if (!(thousandths >= 0 && thousandths <= INT32_MAX)) {
+    Fail(kUsage, std::wstring(option) + L" takes a length from 0 to " + LengthText(INT32_MAX));
+  }
   return static_cast<DWORD>(thousandths);
 }
 
@@ -111,13 +113,14 @@ bool HoldsLength(const StockValue& value) {
 }
 
 void SetValues(StockItem* item, const StockOptions& options) {
-  if (options.width) item->PaperWidth = LengthOf(*options.width);
-  if (options.length) item->PaperLength = LengthOf(*options.length);
+  if (options.width) item->PaperWidth = LengthOf(L"--width", *options.width);
+  if (options.length) item->PaperLength = LengthOf(L"--length", *options.length);
   for (const std::string& pair : options.values) {
     const std::wstring text = ToWide(pair);
     const std::size_t sign = text.find(L'=');
+    if (sign == text.npos) Fail(kUsage, L"--set takes NAME=NUMBER, which is not " + text);
     const StockValue* const value = FindStockValue(text.substr(0, sign));
-    if (sign == text.npos || value == nullptr) {
+    if (value == nullptr) {
       std::vector<std::wstring_view> names;
       for (const StockValue& known : StockValues()) names.push_back(known.name);
       Fail(kUsage, L"--set takes NAME=NUMBER with the name of a value: " + text +
