@@ -178,6 +178,16 @@ TEST_F(DevmodeTool, StockItemsGoOutAndIn) {
   }
   EXPECT_EQ(Run({"stock", "edit", "Shelf", "-p", name_, "--set", "Mirror=-2147483649"}).exitCode,
             2);
+  // Only lengths have a unit of lengths.
+  EXPECT_EQ(Run({"stock", "edit", "Shelf", "-p", name_, "--set", "Mirror=1mm"}).exitCode, 2);
+  EXPECT_EQ(Run({"stock", "edit", "Shelf", "-p", name_, "--set", "GapDistance=0.1in", "--set",
+                 "OffsetX=-2mm"})
+                .exitCode,
+            0);
+  const std::string values = Run({"stock", "list", "-p", name_, "--json"}).output;
+  EXPECT_TRUE(Contains(values, "\"GapDistance\": 2540,")) << values;
+  EXPECT_TRUE(Contains(values, "\"OffsetX\": 4294965296,")) << values;
+  EXPECT_TRUE(Contains(Run({"stock", "edit", "Shlef", "-p", name_}).messages, "mean Shelf?"));
   EXPECT_EQ(Run({"stock", "edit", "None", "-p", name_, "--length", "5"}).exitCode, 1);
   EXPECT_EQ(Run({"stock", "edit", "Shelf", "-p", name_, "--length", "5", "--name", "Bin"}).exitCode,
             0);
@@ -192,6 +202,29 @@ TEST_F(DevmodeTool, StockItemsGoOutAndIn) {
   EXPECT_TRUE(Contains(list, "257         " + guid + "  Bin   44 mm  5 mm")) << list;
   EXPECT_EQ(Run({"stock", "remove", guid, "--common"}).exitCode, 0);
   EXPECT_EQ(Run({"stock", "list"}).exitCode, 2);
+}
+
+TEST_F(DevmodeTool, ShowsLengthsInInchesWhenAskedTo) {
+  ASSERT_EQ(
+      Run({"stock", "add", "Shelf", "-p", name_, "--width", "50.8", "--length", "1in"}).exitCode,
+      0);
+  const std::string page = ORV_EXAMPLES "/label_page.png";
+  const std::string model = ORV_EXAMPLES "/orv_conf_lx300.xml";
+  const std::pair<std::vector<std::string>, std::string> cases[] = {
+      {{"stock", "list", "-p", name_}, "Shelf  2 in   1 in "},
+      {{"devmode", "merge", name_, "--config-dir", Configs(), "--width", "50.8", "-o",
+        File("a.dev")},
+       "width        2 in\n"},
+      {{"devmode", "show", File("a.dev")}, "  1/1000 mm: 2 in  "},
+      {{"config", "show", model}, " 106000 (4.17323 in)\n"},
+      {{"config", "show", model}, " (1.9685 in/s, 2.95276 in/s, "},
+      {{"page", "bounds", page}, " 4.00 x 6.00 in\n"},
+      {{"report", name_, "--page", page, "-o", "-"}, ", 4.00 x 6.00 in, "}};
+  for (auto [arguments, text] : cases) {
+    arguments.push_back("--inch");
+    const std::string output = Run(arguments).output;
+    EXPECT_TRUE(Contains(output, text)) << text << "\n" << output.substr(0, 4000);
+  }
 }
 
 TEST_F(DevmodeTool, ReportsAPrinterAsOneWholePage) {
