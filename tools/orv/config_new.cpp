@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <memory>
 #include <span>
 
@@ -175,11 +176,12 @@ std::vector<std::int32_t> FamiliesOf(const std::vector<std::string>& names) {
     });
     if (ids.size() != before) continue;
     std::wstring known;
-    for (const std::wstring_view kind : kinds) {
-      known += (known.empty() ? L"" : L", ") + std::wstring(kind);
+    for (auto kind = kinds.begin(); kind != kinds.end(); ++kind) {
+      if (std::find(kinds.begin(), kind, *kind) != kind) continue;  // one kind has two identifiers
+      known += (known.empty() ? L"" : L", ") + std::wstring(*kind);
     }
     const std::wstring_view nearest = Nearest(name, kinds);
-    Fail(kUsage, L"there is no family " + name +
+    Fail(kUsage, L"there is no family \"" + name + L"\"" +
                      (nearest.empty() ? L"; known are " + known
                                       : L"; did you mean " + std::wstring(nearest) + L"?"));
   }
