@@ -225,6 +225,15 @@ TEST_F(ConfigTool, WarningsCountWhenTheyAreAskedToAndNotIgnored) {
   EXPECT_EQ(places, "7:34 11:3 8:37 12:3 7:7 8:7 1:1 ");
   EXPECT_THAT(broken.output, HasSubstr("closes no open element: propety | allowed: the end tag of "
                                        "the element that is open | write: </property>\n"));
+  // A wide encoding is one fault, not those of every character.
+  for (const std::string encoding : {"UTF-16LE", "UTF-16BE"}) {
+    const std::string wide = Copy("orv_conf_lx300.xml");
+    EXPECT_EQ(Run({"xml", "convert", wide, "--to", encoding}).exitCode, 0);
+    EXPECT_THAT(Run({"config", "check", wide}).output,
+                testing::EndsWith(
+                    "orv_conf_lx300.xml:1:1: error[not-well-formed]: the file is in UTF-16 and is "
+                    "read as UTF-8 | allowed: UTF-8 | write: orv xml convert --to UTF-8\n"));
+  }
   // Lengths and speeds with units are put into the units of the file.
   for (const auto& [piece, by, meant] :
        {std::tuple{"widthMax\">106000", "widthMax\">106.5 mm", "106500"},

@@ -8,6 +8,13 @@
 namespace orv::tool {
 
 std::vector<Finding> Checker::Run() {
+  // As UTF-8 such a file is full of faults, all of one cause.
+  constexpr std::size_t kBeginning = 4;
+  if (!isWellFormed_ && xml_.GetDoc().find(L'\0') < kBeginning) {
+    Report(L"not-well-formed", 0, L"the file is in UTF-16 and is read as UTF-8", L"UTF-8",
+           L"orv xml convert --to UTF-8");
+    return findings_.Take();
+  }
   CheckEncoding();
   for (const XmlFault& fault : FaultsOf(xml_.GetResult())) {
     Report(L"not-well-formed", fault.offset, fault.text, fault.allowed, fault.proposal);
