@@ -12,7 +12,6 @@
 #include <cstdint>
 #include <fstream>
 #include <limits>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -186,9 +185,9 @@ HANDLE OpenProcessHandle(DWORD id, ProcessAccess access) {
       // Basic facts are everybody's; for more a process has to be one that the caller may signal.
       error = errno == EPERM ? ERROR_ACCESS_DENIED : ERROR_INVALID_PARAMETER;
     } else {
-      auto opened = std::make_unique<OpenedProcess>(-1, std::move(program));
-      opened->folder = folder.Release();
-      return opened.release();
+      auto* const opened = new OpenedProcess{-1, std::move(program)};
+      opened->folder = folder.Release();  // now that there is an owner for it
+      return opened;
     }
   }
   SetLastError(error);
