@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <functional>
 #include <limits>
+#include <memory>
 #include <new>
 #include <string>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "orv/config/configs_cache.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/crypto/encryption_aes.h"
+#include "orv/devmode/record_fields.h"
 #include "orv/devmode/stock_items.h"
 #include "orv/imaging/bitmap_helper.h"
 #include "orv/platform/files.h"
@@ -419,18 +421,20 @@ TEST_F(Faults, LogsALineOrNone) {
            },
            findWrong});
   }
-  CLoggerClient found;
-  const HINSTANCE module = OwnModule();
-  Sweep({"find a client's module", kDone | kFailed, kDone | kFailed, [] {},
-         [&] {
-           found.Initialize(module);
-           return EndingOf(!found.HasError());
-         },
-         [&](Ending ending, bool) {
-           const bool isEmpty = found.m_stModulePath.empty() && found.m_stModuleName.empty() &&
-                                found.m_stModuleFolder.empty();
-           return isEmpty == (ending == kFailed) ? "" : "a part of a client";
-         }});
+  std::unique_ptr<CLoggerClient> found;
+  for (const HINSTANCE module : {OwnModule(), HINSTANCE{}}) {
+    Sweep({"find a client's module", kDone | kFailed, kDone | kFailed,
+           [&] { found = std::make_unique<CLoggerClient>(); },
+           [&] {
+             found->Initialize(module);
+             return EndingOf((found->HasError() != 0) == (module == nullptr));
+           },
+           [&](Ending, bool) {
+             const bool isEmpty = found->m_stModulePath.empty() && found->m_stModuleName.empty() &&
+                                  found->m_stModuleFolder.empty();
+             return isEmpty == (found->HasError() != 0) ? "" : "a part of a client";
+           }});
+  }
   SetSetting(HKEY_CURRENT_USER, L"Test", L"LogGroups", L"#Group#Other#");
   SetSetting(HKEY_CURRENT_USER, L"Test", L"LogPath", LogFolder().Name());
   Sweep({"start logging", kDone, kDone, begin,
@@ -542,8 +546,17 @@ TEST_F(RequestFaults, LoadsStockItemsAndMerges) {
          }});
 
   tagOEMDEV in{};
-  FillDefaults(*module_.Load(), &in);
-  in.GapDistance = 20001;  // to be corrected, with a warning
+  const auto config = module_.Load();
+  FillDefaults(*config, &in);
+  // To be corrected, with a warning.
+  in.GapDistance = 20001;
+  in.UnprintableLeft = 70000;
+  tagOEMDEV right = in;
+  RepairRecord(*config, &right, nullptr);
+  tagOEMDEV repaired{};
+  Sweep({"repair", kDone, kDone, [&] { repaired = in; },
+         [&] { return EndingOf(EnsureValidOEMDevmode(nullptr, config.get(), &repaired) == TRUE); },
+         [&](Ending, bool) { return Bytes(repaired) == Bytes(right) ? "" : "repaired in part"; }});
   tagOEMDEV out{};
   DEVMODEW publicIn{};
   DEVMODEW publicOut{};

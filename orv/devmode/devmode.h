@@ -22,8 +22,7 @@ ORV_EXPORT HRESULT hrOEMDevMode(CLoggerClient* logger, ConfigsCache* cache,
 
 /// Makes a record safe to print with: stamps its header and replaces every value that the printer
 /// does not offer by a fixed fallback, all of them named in one warning line. Always returns
-/// `TRUE`. A null `config` skips the checks. Throws `std::bad_alloc` when there is no memory for
-/// the warning.
+/// `TRUE`. A null `config` skips the checks. A warning that there is no memory for is lost.
 ORV_EXPORT BOOL EnsureValidOEMDevmode(CLoggerClient* logger, const Config* config, tagOEMDEV* dev);
 
 }  // extern "C"

@@ -1,3 +1,4 @@
+#include <new>
 #include <string>
 #include <vector>
 
@@ -7,6 +8,22 @@
 namespace {
 
 constexpr wchar_t kSource[] = L"DevMode";
+
+/// Repairs a record and names what was wrong with it; without memory it is repaired all the same.
+void RepairWithWarning(CLoggerClient* logger, const Config& config, tagOEMDEV* dev) {
+  const tagOEMDEV given = *dev;
+  try {
+    std::vector<orv::Correction> corrections;
+    orv::RepairRecord(config, dev, &corrections);
+    if (corrections.empty()) return;
+    const std::wstring text =
+        L"Drevik.EnsureValidOEMDevmode: " + orv::DescribeCorrections(corrections);
+    CLogger::LOG_WARNING(logger, text.c_str(), kSource);
+  } catch (const std::bad_alloc&) {
+    *dev = given;
+    orv::RepairRecord(config, dev, nullptr);
+  }
+}
 
 }  // namespace
 
@@ -19,13 +36,7 @@ BOOL EnsureValidOEMDevmode(CLoggerClient* logger, const Config* config, tagOEMDE
   }
   if (dev != nullptr && config != nullptr) {
     if (CLogger::IsEnabled(eLogLevelWarning, kSource)) {
-      std::vector<orv::Correction> corrections;
-      orv::RepairRecord(*config, dev, &corrections);
-      if (!corrections.empty()) {
-        const std::wstring text =
-            L"Drevik.EnsureValidOEMDevmode: " + orv::DescribeCorrections(corrections);
-        CLogger::LOG_WARNING(logger, text.c_str(), kSource);
-      }
+      RepairWithWarning(logger, *config, dev);
     } else {
       orv::RepairRecord(*config, dev, nullptr);
     }

@@ -12,11 +12,11 @@ void CLoggerClient::Initialize(HINSTANCE hInstance) {
   m_stModuleFolder.clear();
   m_stError.clear();
 
-  if (hInstance == nullptr || hInstance == reinterpret_cast<HINSTANCE>(INVALID_HANDLE_VALUE)) {
-    m_stError = L"Unable to determine path to DLL: hInstance is NULL";
-    return;
-  }
   try {
+    if (hInstance == nullptr || hInstance == reinterpret_cast<HINSTANCE>(INVALID_HANDLE_VALUE)) {
+      m_stError = L"Unable to determine path to DLL: hInstance is NULL";
+      return;
+    }
     if (!orv::GetModulePath(hInstance, &m_stModulePath)) {
       m_stError = orv::Format(L"Unable to determine path to DLL. Error code: %d",
                               static_cast<int>(GetLastError()));
