@@ -38,6 +38,7 @@ HINSTANCE GetResourcesDllInstanceHandle() {
   } catch (const std::bad_alloc&) {
     return nullptr;
   }
-  cachedHandle.store(handle, std::memory_order_release);
+  // What another thread has found meanwhile stays.
+  if (handle != nullptr) cachedHandle.store(handle, std::memory_order_release);
   return handle;
 }
