@@ -28,7 +28,8 @@ class ORV_EXPORT CCryptoHelper {
 
 namespace orv {
 
-/// The bytes of the protected form of a file with these bytes; nothing when there is no memory.
+/// The bytes of the protected form of a file with these bytes; nothing when they cannot be made.
+/// This and the next throw `std::bad_alloc` when there is no memory to hand the result out.
 ORV_EXPORT std::optional<std::string> ProtectBytes(std::string_view plain);
 /// The plain bytes of a protected file; nothing when it is none, or not whole.
 ORV_EXPORT std::optional<std::string> UnprotectBytes(std::string_view bytes);
