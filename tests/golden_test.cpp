@@ -343,6 +343,9 @@ class Golden : public testing::Test {
       if (!inEveryLocale) break;
     }
     RecordProperty("locales", used);
+    if (inEveryLocale && std::getenv("LOCPATH") != nullptr) {
+      EXPECT_EQ(used, "C de_DE tr_TR ");
+    }
   }
 };
 
