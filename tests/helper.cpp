@@ -60,7 +60,7 @@ int WorkUnderLoad(const Arguments& arguments) {
   const orv::test::LoadTotals totals =
       orv::test::RunLoad(orv::Utf8ToWide(arguments[0]), std::atoi(arguments[1].c_str()),
                          std::atoi(arguments[2].c_str()));
-  std::printf("%d %d", totals.runs, totals.logged);
+  std::printf("%d", totals.runs);
   for (const std::string& result : totals.results) std::printf(" %s", result.c_str());
   return 0;
 }

@@ -153,7 +153,6 @@ LoadTotals RunLoad(const std::wstring& folder, int threads, int seconds) {
       } while (std::chrono::steady_clock::now() < end);
       const std::lock_guard guard(lock);
       totals.runs += run;
-      totals.logged += run;
       totals.results.merge(worker.results);
     });
   }

@@ -8,8 +8,7 @@
 namespace orv::test {
 
 struct LoadTotals {
-  int runs = 0;
-  int logged = 0;                 ///< entries with the source "Load"
+  int runs = 0;                   ///< each logs one entry with the source "Load"
   std::set<std::string> results;  ///< what came of the loads and merges: one and the same
 };
 
