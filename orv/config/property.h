@@ -93,6 +93,7 @@ class PropertyStore {
     for (std::size_t tried = 0; tried < table_.size(); ++tried) {
       const Property<Record>& property = table_[next_];
       next_ = next_ + 1 < table_.size() ? next_ + 1 : 0;
+      // Most keys differ in length: the comparison is worth its call only for the others.
       if (property.key.size() == key.size() && EqualsIgnoreCase(property.key, key)) {
         std::visit(StoreValue<Record>{record_, value}, property.field);
         return true;

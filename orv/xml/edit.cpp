@@ -197,7 +197,25 @@ int CMarkup::x_ParseInPlace(int iPosParent, int nStart, int nEnd) {
 
 /// In an ill-formed document any edit may change what belongs to what: it is indexed anew.
 void CMarkup::x_FinishEdit() {
-  if ((x_Elem(0).levelFlags & orv::ELEM_ILLFORMED) != 0 && !x_HasFile()) x_Reparse();
+  if ((x_Elem(0).levelFlags & orv::ELEM_ILLFORMED) == 0 || x_HasFile()) return;
+  x_Reparse();
+  if ((x_Elem(0).levelFlags & orv::ELEM_ILLFORMED) == 0) x_CheckNode();
+}
+
+/// Forgets the main node when it is none: a new comment ends one that had no end, and is part of
+/// it. Were it removed as a node, the index would say nothing of the fault that comes back.
+void CMarkup::x_CheckNode() {
+  if (!x_IsOtherNode() || (m_nNodeType & (NODE_TEXT | NODE_WHITESPACE)) != 0) return;
+  const int type = m_nNodeType;
+  const int offset = m_nNodeOffset;
+  const int parent = m_iPosParent;
+  const int before = m_iPos;
+  x_SetPos(parent, before, 0);
+  int found;
+  do {
+    found = FindNode();
+  } while (found != NODE_NONE && found != NODE_ELEMENT && m_nNodeOffset < offset);
+  if (found != type || m_nNodeOffset != offset) x_SetPos(parent, before, 0);
 }
 
 /// Parses the text again, the result record untouched, and finds the positions by their offsets.

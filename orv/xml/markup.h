@@ -481,6 +481,7 @@ class ORV_EXPORT CMarkup {
   void x_Adjust(int iPos, int nShift, bool bAfterPos);
   void x_AdjustForNode(int iPosParent, int iPosBefore, int nShift);
   void x_FinishEdit();
+  void x_CheckNode();
   void x_Reparse();
 
   std::wstring m_strDoc;
