@@ -96,7 +96,11 @@ class Worker {
   void LeaveAndCleanUp() const {
     RegistryKey stale;
     RegistryKey own;
-    const unsigned long noProcess = 0x7F000000 + OwnProcessId() % 0x100000;
+    // A new one each time: another process that has looked at the last entry may still delete what
+    // has its name.
+    static unsigned long s_count = 0;
+    const unsigned long noProcess =
+        0x7F000000 + OwnProcessId() % 0x10000 * 0x100 + s_count++ % 0x100;
     Require(stale.Create(HKEY_CURRENT_USER, SessionPath(noProcess)) == ERROR_SUCCESS &&
                 SaveSessionRegistryInfo(stale.get()) == 1,
             "an entry can be left");
