@@ -23,6 +23,8 @@ Function* Next(const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
+size_t Taken(size_t size) { return Fails(Kind::kShortWrite) ? size / 2 : size; }
+
 }  // namespace
 
 // A call that fails as `failure` says, with this error.
@@ -38,14 +40,13 @@ Function* Next(const char* name) {
 
 FAILING(int, open, (const char* path, int flags, unsigned mode), (path, flags, mode), -1, EACCES)
 FAILING(int, open64, (const char* path, int flags, unsigned mode), (path, flags, mode), -1, EACCES)
-FAILING(int, openat, (int folder, const char* path, int flags, unsigned mode),
-        (folder, path, flags, mode), -1, EMFILE)
+FAILING(int, openat, (int at, const char* path, int how, unsigned mode), (at, path, how, mode), -1,
+        EMFILE)
 FAILING(int, mkostemp, (char* name, int flags), (name, flags), -1, EACCES)
 FAILING(void*, fopen, (const char* path, const char* mode), (path, mode), nullptr, EACCES)
 FAILING(void*, fopen64, (const char* path, const char* mode), (path, mode), nullptr, EACCES)
 FAILING(ssize_t, read, (int file, void* to, size_t size), (file, to, size), -1, EIO)
-FAILING(ssize_t, pread64, (int file, void* to, size_t size, off64_t at), (file, to, size, at), -1,
-        EIO)
+FAILING(ssize_t, pread64, (int file, void* to, size_t n, off64_t at), (file, to, n, at), -1, EIO)
 FAILING(off_t, lseek, (int file, off_t at, int from), (file, at, from), -1, EIO)
 FAILING(off64_t, lseek64, (int file, off64_t at, int from), (file, at, from), -1, EIO)
 FAILING(int, ftruncate, (int file, off_t size), (file, size), -1, EIO)
@@ -63,37 +64,37 @@ FAILING(int, fstat, (int file, void* status), (file, status), -1, EIO)
 FAILING(int, fstat64, (int file, void* status), (file, status), -1, EIO)
 FAILING(char*, realpath, (const char* path, char* to), (path, to), nullptr, EACCES)
 FAILING(ssize_t, readlink, (const char* path, char* to, size_t size), (path, to, size), -1, EACCES)
-FAILING(ssize_t, readlinkat, (int folder, const char* path, char* to, size_t size),
-        (folder, path, to, size), -1, EACCES)
+FAILING(ssize_t, readlinkat, (int at, const char* path, char* to, size_t n), (at, path, to, n), -1,
+        EACCES)
 FAILING(void*, mmap, (void* at, size_t size, int rights, int flags, int file, off_t from),
         (at, size, rights, flags, file, from), reinterpret_cast<void*>(-1), ENOMEM)
 FAILING(int, madvise, (void* at, size_t size, int advice), (at, size, advice), -1, ENOMEM)
 FAILING(void*, iconv_open, (const char* to, const char* from), (to, from),
         reinterpret_cast<void*>(-1), EMFILE)
 
-FAILING(void*, EVP_CIPHER_fetch, (void* context, const char* name, const char* properties),
-        (context, name, properties), nullptr, 0)
-FAILING(void*, EVP_MD_fetch, (void* context, const char* name, const char* properties),
-        (context, name, properties), nullptr, 0)
-FAILING(void*, EVP_CIPHER_CTX_new, (), (), nullptr, 0)
-FAILING(void*, EVP_MD_CTX_new, (), (), nullptr, 0)
-FAILING(int, EVP_EncryptInit_ex, (void* c, void* type, void* e, void* key, void* iv),
-        (c, type, e, key, iv), 0, 0)
-FAILING(int, EVP_DecryptInit_ex, (void* c, void* type, void* e, void* key, void* iv),
-        (c, type, e, key, iv), 0, 0)
-FAILING(int, EVP_EncryptUpdate, (void* c, void* out, int* done, void* in, int size),
-        (c, out, done, in, size), 0, 0)
-FAILING(int, EVP_DecryptUpdate, (void* c, void* out, int* done, void* in, int size),
-        (c, out, done, in, size), 0, 0)
-FAILING(int, EVP_EncryptFinal_ex, (void* c, void* out, int* done), (c, out, done), 0, 0)
-FAILING(int, EVP_CIPHER_CTX_set_padding, (void* c, int pad), (c, pad), 0, 0)
-FAILING(int, EVP_DigestInit_ex, (void* c, void* type, void* e), (c, type, e), 0, 0)
-FAILING(int, EVP_DigestUpdate, (void* c, void* data, size_t size), (c, data, size), 0, 0)
-FAILING(int, EVP_DigestFinal_ex, (void* c, void* out, unsigned* size), (c, out, size), 0, 0)
+// OpenSSL's all say null or 0.
+#define FAILING_EVP(Type, name, parameters, arguments) \
+  FAILING(Type, EVP_##name, parameters, arguments, {}, 0)
+
+FAILING_EVP(void*, CIPHER_fetch, (void* c, const char* name, const char* p), (c, name, p))
+FAILING_EVP(void*, MD_fetch, (void* c, const char* name, const char* p), (c, name, p))
+FAILING_EVP(void*, CIPHER_CTX_new, (), ())
+FAILING_EVP(void*, MD_CTX_new, (), ())
+FAILING_EVP(int, EncryptInit_ex, (void* c, void* t, void* e, void* k, void* iv), (c, t, e, k, iv))
+FAILING_EVP(int, DecryptInit_ex, (void* c, void* t, void* e, void* k, void* iv), (c, t, e, k, iv))
+FAILING_EVP(int, EncryptUpdate, (void* c, void* o, int* n, void* i, int size), (c, o, n, i, size))
+FAILING_EVP(int, DecryptUpdate, (void* c, void* o, int* n, void* i, int size), (c, o, n, i, size))
+FAILING_EVP(int, EncryptFinal_ex, (void* c, void* out, int* done), (c, out, done))
+FAILING_EVP(int, CIPHER_CTX_set_padding, (void* c, int pad), (c, pad))
+FAILING_EVP(int, DigestInit_ex, (void* c, void* type, void* e), (c, type, e))
+FAILING_EVP(int, DigestUpdate, (void* c, void* data, size_t size), (c, data, size))
+FAILING_EVP(int, DigestFinal_ex, (void* c, void* out, unsigned* size), (c, out, size))
 
 // What reached the disk is lost with the disk; the time for it is saved.
 extern "C" int fsync(int) { return Fails(Kind::kCall) ? (errno = EIO, -1) : 0; }
 extern "C" int fdatasync(int) { return Fails(Kind::kCall) ? (errno = EIO, -1) : 0; }
+
+FAILING(int, unlink, (const char* path), (path), (++filesNotRemoved, -1), EACCES)
 
 // Closing gives the file back whatever it says.
 #define FAILING_BEHIND(name, Parameter, failure)          \
@@ -109,54 +110,25 @@ extern "C" int fdatasync(int) { return Fails(Kind::kCall) ? (errno = EIO, -1) : 
 FAILING_BEHIND(close, int, -1)
 FAILING_BEHIND(fclose, void*, -1)
 
-extern "C" int unlink(const char* path) {
-  static const auto next = Next<int(const char*)>("unlink");
-  if (!Fails(Kind::kCall)) return next(path);
-  ++filesNotRemoved;
-  errno = EACCES;
-  return -1;
-}
-
 // Writing may also take only a part.
-extern "C" ssize_t write(int file, const void* from, size_t size) {
-  static const auto next = Next<ssize_t(int, const void*, size_t)>("write");
-  if (Fails(Kind::kCall)) {
-    errno = ENOSPC;
-    return -1;
-  }
-  return next(file, from, Fails(Kind::kShortWrite) ? size / 2 : size);
-}
-
-extern "C" ssize_t pwrite64(int file, const void* from, size_t size, off64_t at) {
-  static const auto next = Next<ssize_t(int, const void*, size_t, off64_t)>("pwrite64");
-  if (Fails(Kind::kCall)) {
-    errno = ENOSPC;
-    return -1;
-  }
-  return next(file, from, Fails(Kind::kShortWrite) ? size / 2 : size, at);
-}
-
-extern "C" size_t fwrite(const void* from, size_t size, size_t count, void* file) {
-  static const auto next = Next<size_t(const void*, size_t, size_t, void*)>("fwrite");
-  return Fails(Kind::kCall) ? 0
-                            : next(from, size, Fails(Kind::kShortWrite) ? count / 2 : count, file);
-}
+FAILING(ssize_t, write, (int file, const void* from, size_t size), (file, from, Taken(size)), -1,
+        ENOSPC)
+FAILING(ssize_t, pwrite64, (int file, const void* from, size_t size, off64_t at),
+        (file, from, Taken(size), at), -1, ENOSPC)
+FAILING(size_t, fwrite, (const void* from, size_t size, size_t count, void* file),
+        (from, size, Taken(count), file), 0, ENOSPC)
 
 // The C library's memory, as far as the program's own objects ask for it, and SQLite's.
-extern "C" void* __real_malloc(size_t size);
-extern "C" void* __wrap_malloc(size_t size) { return orv::test::faults::Allocate(size); }
-extern "C" void* __real_calloc(size_t count, size_t size);
-extern "C" void* __wrap_calloc(size_t count, size_t size) {
-  return Fails(Kind::kAllocation) ? nullptr : __real_calloc(count, size);
-}
-extern "C" void* __real_realloc(void* block, size_t size);
-extern "C" void* __wrap_realloc(void* block, size_t size) {
-  return Fails(Kind::kAllocation) ? nullptr : __real_realloc(block, size);
-}
-extern "C" void* __real_aligned_alloc(size_t alignment, size_t size);
-extern "C" void* __wrap_aligned_alloc(size_t alignment, size_t size) {
-  return Fails(Kind::kAllocation) ? nullptr : __real_aligned_alloc(alignment, size);
-}
+#define FAILING_MEMORY(name, parameters, arguments)                      \
+  extern "C" void* __real_##name parameters;                             \
+  extern "C" void* __wrap_##name parameters {                            \
+    return Fails(Kind::kAllocation) ? nullptr : __real_##name arguments; \
+  }
+
+FAILING_MEMORY(malloc, (size_t size), (size))
+FAILING_MEMORY(calloc, (size_t count, size_t size), (count, size))
+FAILING_MEMORY(realloc, (void* block, size_t size), (block, size))
+FAILING_MEMORY(aligned_alloc, (size_t alignment, size_t size), (alignment, size))
 
 namespace {
 
@@ -179,7 +151,7 @@ sqlite3_mem_methods sqliteMemory;
 
 namespace orv::test::faults {
 
-void* Allocate(size_t size) { return Fails(Kind::kAllocation) ? nullptr : __real_malloc(size); }
+void* Allocate(size_t size) { return __wrap_malloc(size); }
 
 long OpenFiles() {
   long files = 0;
