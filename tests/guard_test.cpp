@@ -26,24 +26,21 @@ constexpr std::size_t kLongest = 130;
 
 /// Repeated, and cut at every length: markup with everything that it has, runs of the characters
 /// that are taken together, and what is not well formed.
-const std::vector<std::wstring>& Texts() {
-  static const std::vector<std::wstring> texts = {
-      L"<a b='c' d=\"e&amp;f\">text &lt; &#x41;&unknown;<!-- c --><![CDATA[d]]><?p q='r'?></a>",
-      L"<!DOCTYPE x [<!ELEMENT y (z)>]><x/>",
-      L"<element with a very long start tag and no end ",
-      L"<a b=\"no quote behind it, and an & and a &name and a &#1",
-      L"plain text",
-      L"\u00e9\u00fc\u03b1",
-      L"\u4e2d\u6587 ",
-      L"a\u00e9bc\u4e2ddefghijklmnopqrstuvwxyz",
-      std::wstring{static_cast<wchar_t>(0xD83D), static_cast<wchar_t>(0xDE00), L'x'},
-      std::wstring{static_cast<wchar_t>(0xDE00), static_cast<wchar_t>(0xD83D)},
-      L"\"'<>",
-      L"&&&amp",
-      L"    \t\r\n ",
-      L"QUJDREVG/+="};
-  return texts;
-}
+const std::wstring kTexts[] = {
+    L"<a b='c' d=\"e&amp;f\">text &lt; &#x41;&unknown;<!-- c --><![CDATA[d]]><?p q='r'?></a>",
+    L"<!DOCTYPE x [<!ELEMENT y (z)>]><x/>",
+    L"<element with a very long start tag and no end ",
+    L"<a b=\"no quote behind it, and an & and a &name and a &#1",
+    L"plain text",
+    L"\u00e9\u00fc\u03b1",
+    L"\u4e2d\u6587 ",
+    L"a\u00e9bc\u4e2ddefghijklmnopqrstuvwxyz",
+    std::wstring{static_cast<wchar_t>(0xD83D), static_cast<wchar_t>(0xDE00), L'x'},
+    std::wstring{static_cast<wchar_t>(0xDE00), static_cast<wchar_t>(0xD83D)},
+    L"\"'<>",
+    L"&&&amp",
+    L"    \t\r\n ",
+    L"QUJDREVG/+="};
 
 template <typename Text>
 Text Cut(const Text& text, std::size_t length) {
@@ -55,7 +52,7 @@ Text Cut(const Text& text, std::size_t length) {
 /// Runs `check(text, edge)` with every text.
 template <typename Check>
 void ForEachText(Check check) {
-  for (const std::wstring& whole : Texts()) {
+  for (const std::wstring& whole : kTexts) {
     for (std::size_t length = 0; length <= kLongest; ++length) {
       const std::wstring text = Cut(whole, length);
       for (const Edge edge : test::kEdges) check(text, edge);
@@ -67,7 +64,7 @@ TEST(Guard, SignsAreFoundWithinWholeBlocks) {
   for (const auto level :
        {CpuLevel::kPlain, CpuLevel::kSse41, CpuLevel::kAvx2, CpuLevel::kAvx512}) {
     if (level > SupportedCpuLevel()) continue;
-    for (const std::wstring& whole : Texts()) {
+    for (const std::wstring& whole : kTexts) {
       for (const std::size_t blocks : {1, 2, 3, 8}) {
         const std::wstring text = Cut(whole, blocks * kSignBlock);
         std::vector<std::uint32_t> expected(text.size() + 16);
@@ -86,29 +83,26 @@ TEST(Guard, SignsAreFoundWithinWholeBlocks) {
 TEST(Guard, DocumentsAreParsedUpToTheirTerminator) {
   ForEachText([](const std::wstring& text, Edge edge) {
     const Guarded<wchar_t> guarded(std::wstring_view(text.c_str(), text.size() + 1), edge);
+    const int length = static_cast<int>(text.size());
     ElemPosArray elements;
     elements.Grow(8);
     elements[0] = {};
     int free = 1;
     std::wstring result;
-    const int length = static_cast<int>(text.size());
     IndexElements(elements, &free, 0, {.text = guarded.data(), .length = length}, result);
-    std::vector<int> nodes;
-    NodePos node;
-    TokenPos token{.text = guarded.data(), .length = length};
-    do {
-      nodes.push_back(ScanNode(token, node));
-    } while (nodes.back() != kScanEnd);
-
+    const auto nodesOf = [length](const wchar_t* at) {
+      std::vector<int> nodes;
+      NodePos node;
+      TokenPos token{.text = at, .length = length};
+      do {
+        nodes.push_back(ScanNode(token, node));
+      } while (nodes.back() != kScanEnd);
+      return nodes;
+    };
     CMarkup document;
     document.SetDoc(text);
-    std::vector<int> expected;
-    TokenPos again{.text = text.c_str(), .length = length};
-    do {
-      expected.push_back(ScanNode(again, node));
-    } while (expected.back() != kScanEnd);
     ASSERT_TRUE(document.GetResult().starts_with(result)) << WideToUtf8(text);
-    ASSERT_EQ(nodes, expected) << WideToUtf8(text);
+    ASSERT_EQ(nodesOf(guarded.data()), nodesOf(text.c_str())) << WideToUtf8(text);
   });
 }
 

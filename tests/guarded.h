@@ -39,8 +39,7 @@ class Guarded {
   Guarded(std::basic_string_view<Unit> text, Edge edge) : Guarded(text.size(), edge) {
     std::ranges::copy(text, units_.begin());
   }
-  Guarded(const Guarded&) = delete;
-  Guarded& operator=(const Guarded&) = delete;
+  Guarded& operator=(Guarded&&) = delete;
   ~Guarded() { UnmapGuarded(pages_); }
 
   Unit* data() const { return units_.data(); }
