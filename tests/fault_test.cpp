@@ -118,12 +118,6 @@ void Sweep(const Operation& operation) {
 
 Ending EndingOf(bool isDone) { return isDone ? kDone : kFailed; }
 
-/// The log's folder is chosen once a process.
-const TemporaryFolder& LogFolder() {
-  static const TemporaryFolder folder;
-  return folder;
-}
-
 class Faults : public testing::Test {
  protected:
   Faults() {
@@ -352,11 +346,8 @@ TEST_F(Faults, MakesBitmapsOrNone) {
   Color black(0xFF000000);
   Bitmap* made = nullptr;
   Bitmap* second = nullptr;
-  struct Maker {
-    const char* name;
-    std::function<bool()> make;  ///< true when it says that there is a bitmap
-  };
-  std::vector<Maker> makers = {
+  // Each is true when it says that there is a bitmap.
+  std::vector<std::pair<const char*, std::function<bool()>>> makers = {
       {"create", [&] { return (made = BitmapHelper::CreateBitmap(9, 9, PixelFormat1bppIndexed)); }},
       {"load a page", [&] { return LoadPng(path.c_str(), &made) == Ok; }},
       {"save a page", [&] { return SavePng(page.get(), path.c_str()) == Ok; }},
@@ -374,9 +365,9 @@ TEST_F(Faults, MakesBitmapsOrNone) {
                         }});
     }
   }
-  for (const Maker& maker : makers) {
-    Sweep({maker.name, kFailed, kDone | kFailed, [&] { made = second = nullptr; },
-           [&] { return EndingOf(maker.make()); },
+  for (const auto& [name, make] : makers) {
+    Sweep({name, kFailed, kDone | kFailed, [&] { made = second = nullptr; },
+           [&] { return EndingOf(make()); },
            [&](Ending ending, bool) -> std::string {
              const Page first(made);
              const Page other(second);
@@ -390,13 +381,8 @@ TEST_F(Faults, MakesBitmapsOrNone) {
 TEST_F(Faults, LogsALineOrNone) {
   CLoggerClient client;
   client.m_stModuleName = L"caller.dll";
-  const auto clear = [] {
-    for (const auto& entry : std::filesystem::directory_iterator(LogFolder().path())) {
-      std::filesystem::remove(entry.path());
-    }
-  };
   const auto begin = [&] {
-    clear();
+    ClearLogs();
     CLogger::LOG_ERROR(&client, L"The line in front.", nullptr);
   };
   // Every line has its seven columns and its end.
@@ -413,7 +399,7 @@ TEST_F(Faults, LogsALineOrNone) {
     }
     return "";
   };
-  for (const std::function<void()>& prepare : {std::function<void()>(clear), {begin}}) {
+  for (const std::function<void()>& prepare : {std::function<void()>(ClearLogs), {begin}}) {
     Sweep({"log", kDone, kDone, prepare,
            [&] {
              LogFormat(eLogLevelError, &client, L"A source", L"%d of a message of some length", 7);
@@ -461,21 +447,7 @@ class RequestFaults : public Faults {
       EXPECT_EQ(WriteStockItem(i == 0 ? std::wstring(kCommonStockItemsPath) : items_, item),
                 ERROR_SUCCESS);
     }
-    SaveSession(L"4000000001");
-    SaveSession(ownKey_);
-  }
-
-  static std::wstring SessionPath(const std::wstring& name) {
-    return kSettingsKey + (L"\\Session\\" + name);
-  }
-  static void SaveSession(const std::wstring& name) {
-    RegistryKey key;
-    EXPECT_EQ(key.Create(HKEY_CURRENT_USER, SessionPath(name)), ERROR_SUCCESS);
-    EXPECT_EQ(SaveSessionRegistryInfo(key.get()), 1u);
-  }
-  static bool HasSession(const std::wstring& name) {
-    RegistryKey key;
-    return key.Open(HKEY_CURRENT_USER, SessionPath(name), RegistryAccess::kRead) == ERROR_SUCCESS;
+    EXPECT_TRUE(SaveSession(L"4000000001") && SaveSession(ownKey_));
   }
 
   TestPrinter printer_{L"Label 1", kTestDriver};
@@ -484,27 +456,15 @@ class RequestFaults : public Faults {
 };
 
 TEST_F(RequestFaults, SetsAValueOrLeavesIt) {
-  RegistryKey key;
-  ASSERT_EQ(key.Create(HKEY_CURRENT_USER, L"Key"), ERROR_SUCCESS);
-  key.Close();
   const std::wstring old = L"the old value of some length";
   const std::wstring changed = L"the new value of some length";
   const auto write = [](const std::wstring& text) {
-    RegistryKey open;
-    return open.Create(HKEY_CURRENT_USER, L"Key") == ERROR_SUCCESS &&
-           SetRegistryValue(open.get(), L"Value", RegistryValue::FromText(text)) == ERROR_SUCCESS;
-  };
-  const auto read = [] {
-    RegistryKey open;
-    RegistryValue value;
-    EXPECT_EQ(open.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kRead), ERROR_SUCCESS);
-    EXPECT_EQ(GetRegistryValue(open.get(), L"Value", &value), ERROR_SUCCESS);
-    return value.Text();
+    return SetUserValue(L"Key", L"Value", RegistryValue::FromText(text));
   };
   Sweep({"set a value", kFailed | kNoMemory, kDone | kFailed, [&] { EXPECT_TRUE(write(old)); },
          [&] { return EndingOf(write(changed)); },
          [&](Ending ending, bool) {
-           const std::wstring now = read();
+           const std::wstring now = UserText(L"Key", L"Value");
            // A write that has been made may be said to have failed by what comes behind it.
            return now == changed || (now == old && ending != kDone) ? "" : "another value";
          }});
@@ -512,15 +472,15 @@ TEST_F(RequestFaults, SetsAValueOrLeavesIt) {
 
 TEST_F(RequestFaults, CleansSessionsUp) {
   Sweep({"clean up", kDone | kFailed, kDone,
-         [&] {
-           SaveSession(L"4000000001");
-           SaveSession(ownKey_);
-         },
+         [&] { EXPECT_TRUE(SaveSession(L"4000000001") && SaveSession(ownKey_)); },
          [&] { return EndingOf(CleanupRegSessionData(L"Label 1", L"driver") == 1); },
          [&](Ending ending, bool isWhole) {
            if (!isWhole) return "";
-           if (!HasSession(ownKey_)) return "the session of a process that runs is gone";
-           return ending == kDone && HasSession(L"4000000001") ? "that of an ended one stays" : "";
+           if (!HasUserKey(SessionPath(ownKey_)))
+             return "the session of a process that runs is gone";
+           return ending == kDone && HasUserKey(SessionPath(L"4000000001"))
+                      ? "that of an ended one stays"
+                      : "";
          }});
   std::uint32_t answer = 0;
   Sweep({"find the session out", kDone | kFailed, kDone, [] {},

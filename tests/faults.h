@@ -28,8 +28,7 @@ struct Plan {
 class Armed {
  public:
   explicit Armed(const Plan& plan);
-  Armed(const Armed&) = delete;
-  Armed& operator=(const Armed&) = delete;
+  Armed& operator=(Armed&&) = delete;
   ~Armed();
 
   /// Whether anything has failed.

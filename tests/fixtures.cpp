@@ -9,6 +9,7 @@
 
 #include "orv/platform/debug_output.h"
 #include "orv/platform/files.h"
+#include "orv/session/session_data.h"
 #include "orv/text/utf8.h"
 
 namespace orv::test {
@@ -53,6 +54,34 @@ void SetSetting(HKEY hive, const std::wstring& subKey, const std::wstring& name,
   RegistryKey key;
   ASSERT_EQ(key.Create(hive, kSettingsKey + (L"\\" + subKey)), ERROR_SUCCESS);
   ASSERT_EQ(SetRegistryValue(key.get(), name, RegistryValue::FromText(text)), ERROR_SUCCESS);
+}
+
+bool SetUserValue(const std::wstring& key, const std::wstring& name, const RegistryValue& value) {
+  RegistryKey open;
+  return open.Create(HKEY_CURRENT_USER, key) == ERROR_SUCCESS &&
+         SetRegistryValue(open.get(), name, value) == ERROR_SUCCESS;
+}
+
+std::wstring UserText(const std::wstring& key, const std::wstring& name) {
+  RegistryKey open;
+  RegistryValue value;
+  open.Open(HKEY_CURRENT_USER, key, RegistryAccess::kRead);
+  GetRegistryValue(open.get(), name, &value);
+  return value.Text();
+}
+
+bool HasUserKey(const std::wstring& key) {
+  return RegistryKey().Open(HKEY_CURRENT_USER, key, RegistryAccess::kRead) == ERROR_SUCCESS;
+}
+
+std::wstring SessionPath(const std::wstring& name) {
+  return L"Software\\orv Printer Driver\\Session\\" + name;
+}
+
+bool SaveSession(const std::wstring& name) {
+  RegistryKey key;
+  return key.Create(HKEY_CURRENT_USER, SessionPath(name)) == ERROR_SUCCESS &&
+         SaveSessionRegistryInfo(key.get()) == 1;
 }
 
 DebugCapture::DebugCapture() {
@@ -120,6 +149,24 @@ void WriteBytes(const std::filesystem::path& path, std::string_view bytes) {
   file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   file.close();
   EXPECT_FALSE(file.fail()) << path;
+}
+
+const TemporaryFolder& LogFolder() {
+  static const TemporaryFolder folder;
+  return folder;
+}
+
+void ClearLogs() {
+  for (const auto& entry : std::filesystem::directory_iterator(LogFolder().path())) {
+    std::filesystem::remove(entry);
+  }
+}
+
+void LogToFileAlone(const std::wstring& level) {
+  ClearLogs();
+  SetSetting(HKEY_CURRENT_USER, L"Test", L"LogPath", LogFolder().Name());
+  SetSetting(HKEY_CURRENT_USER, L"Test", L"LogLevel", level);
+  SetSetting(HKEY_CURRENT_USER, L"Test", L"WriteLogToDebug", L"0");
 }
 
 std::wstring WithoutTimes(std::wstring text) {

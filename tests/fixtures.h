@@ -19,8 +19,7 @@ namespace orv::test {
 class TemporaryFolder {
  public:
   TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(TemporaryFolder&&) = delete;
   ~TemporaryFolder();
 
   const std::filesystem::path& path() const { return path_; }
@@ -38,8 +37,6 @@ class TemporaryFolder {
 class ScratchRegistry {
  public:
   ScratchRegistry();
-  ScratchRegistry(const ScratchRegistry&) = delete;
-  ScratchRegistry& operator=(const ScratchRegistry&) = delete;
   ~ScratchRegistry();
 
  private:
@@ -52,14 +49,21 @@ void JoinScratchRegistry();
 /// Sets a text in a sub-key of the library's settings.
 void SetSetting(HKEY hive, const std::wstring& subKey, const std::wstring& name,
                 const std::wstring& text);
+/// Sets a value of a key in the user's hive, which it makes; whether it could.
+bool SetUserValue(const std::wstring& key, const std::wstring& name, const RegistryValue& value);
+/// A text there, empty when there is none, and whether there is a key.
+std::wstring UserText(const std::wstring& key, const std::wstring& name);
+bool HasUserKey(const std::wstring& key);
+/// The key of a session's entry, and leaving one there that tells of this process.
+std::wstring SessionPath(const std::wstring& name);
+bool SaveSession(const std::wstring& name);
 
 /// A printer that the spooler knows; on Windows with its driver, a real one that does nothing.
 /// Needs a `ScratchRegistry`.
 class TestPrinter {
  public:
   TestPrinter(const std::wstring& name, const std::wstring& driver);
-  TestPrinter(const TestPrinter&) = delete;
-  TestPrinter& operator=(const TestPrinter&) = delete;
+  TestPrinter& operator=(TestPrinter&&) = delete;
   ~TestPrinter();
 
   HANDLE handle() const { return handle_; }
@@ -74,8 +78,7 @@ class TestPrinter {
 class DebugCapture {
  public:
   DebugCapture();
-  DebugCapture(const DebugCapture&) = delete;
-  DebugCapture& operator=(const DebugCapture&) = delete;
+  DebugCapture& operator=(DebugCapture&&) = delete;
   ~DebugCapture();
 
   /// What was sent since the last call.
@@ -96,8 +99,6 @@ struct LogLine {
 class LogCapture {
  public:
   LogCapture();
-  LogCapture(const LogCapture&) = delete;
-  LogCapture& operator=(const LogCapture&) = delete;
   ~LogCapture();
 
   /// The entries since the last call of any of these functions.
@@ -115,6 +116,11 @@ class LogCapture {
   int toFile_ = CLogger::m_bWriteLogToFile;
 };
 
+/// The folder of the program's log files, which a process chooses once: all its tests share it.
+const TemporaryFolder& LogFolder();
+void ClearLogs();
+/// Settings that send the entries of a level to a file there and nowhere else; no file is there.
+void LogToFileAlone(const std::wstring& level);
 /// A log's text with each date and time as "<time>".
 std::wstring WithoutTimes(std::wstring text);
 /// Such a text from a log file.

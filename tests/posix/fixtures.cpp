@@ -18,12 +18,6 @@
 extern char** environ;
 
 namespace orv::test {
-namespace {
-
-constexpr std::size_t kSmallStack = 128 * 1024;
-
-}  // namespace
-
 ScratchRegistry::ScratchRegistry() { SetVariable("ORV_REGISTRY_DIR", folder_.path().native()); }
 
 ScratchRegistry::~ScratchRegistry() { SetVariable("ORV_REGISTRY_DIR", {}); }
@@ -74,7 +68,7 @@ ProgramResult RunProgram(const std::string& program, const std::vector<std::stri
 void RunOnSmallStack(const std::function<void()>& work) {
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
-  EXPECT_EQ(pthread_attr_setstacksize(&attributes, kSmallStack), 0);
+  EXPECT_EQ(pthread_attr_setstacksize(&attributes, 128 * 1024), 0);
   pthread_t thread;
   const auto run = [](void* given) -> void* {
     (*static_cast<const std::function<void()>*>(given))();
