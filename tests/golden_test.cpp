@@ -218,16 +218,8 @@ std::string ProtectedFiles() {
 /// The log of loads and a merge at the finest level, with times, this program's name and folders
 /// masked.
 std::string LogLines() {
-  static const TemporaryFolder s_logs;  // the process chooses its folder once
   Printer printer;
-  for (const auto& entry : std::filesystem::directory_iterator(s_logs.path())) {
-    std::filesystem::remove(entry);
-  }
-  const std::pair<const wchar_t*, std::wstring> settings[] = {
-      {L"LogPath", s_logs.Name()}, {L"LogLevel", L"15"}, {L"WriteLogToDebug", L"0"}};
-  for (const auto& [name, value] : settings) {
-    orv::test::SetSetting(HKEY_CURRENT_USER, L"Test", name, value);
-  }
+  orv::test::LogToFileAlone(L"15");
   CLoggerClient* const client = &printer.module().client;
   CLogger::StartLogging(client);
   const TemporaryFolder files;
@@ -250,8 +242,8 @@ std::string LogLines() {
   CLogger::StopLogging(client);
   CLogger::m_nLoglevel = eLogLevelError;
 
-  const std::wstring log =
-      orv::test::ReadLog(orv::ToPath(orv::LogFilePath(s_logs.Name(), orv::GetLocalTimeNow())));
+  const std::wstring log = orv::test::ReadLog(
+      orv::ToPath(orv::LogFilePath(orv::test::LogFolder().Name(), orv::GetLocalTimeNow())));
   std::wstring program;
   orv::GetModulePath(nullptr, &program);
   std::wstring text = Replaced(log, orv::FileNameOf(program), L"PROGRAM");
