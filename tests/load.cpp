@@ -29,10 +29,6 @@ void Require(bool holds, const char* promise) {
   std::abort();
 }
 
-std::wstring SessionPath(unsigned long process) {
-  return std::wstring(kSettingsKey) + L"\\Session\\" + std::to_wstring(process);
-}
-
 /// One thread's work.
 class Worker {
  public:
@@ -95,22 +91,17 @@ class Worker {
   /// Leaves an entry of a process that is none, cleans up, and looks for this process's own.
   void LeaveAndCleanUp() const {
     RegistryKey stale;
-    RegistryKey own;
     // A new one each time: another process that has looked at the last entry may still delete what
     // has its name.
     static unsigned long s_count = 0;
-    const unsigned long noProcess =
-        0x7F000000 + OwnProcessId() % 0x10000 * 0x100 + s_count++ % 0x100;
-    Require(stale.Create(HKEY_CURRENT_USER, SessionPath(noProcess)) == ERROR_SUCCESS &&
-                SaveSessionRegistryInfo(stale.get()) == 1,
-            "an entry can be left");
-    stale.Close();
+    const std::wstring noProcess =
+        std::to_wstring(0x7F000000 + OwnProcessId() % 0x10000 * 0x100 + s_count++ % 0x100);
+    Require(SaveSession(noProcess), "an entry can be left");
     CleanupRegSessionData(L"", L"");
     Require(stale.Open(HKEY_CURRENT_USER, SessionPath(noProcess), RegistryAccess::kRead) ==
                 ERROR_FILE_NOT_FOUND,
             "the entry of a process that is none goes");
-    Require(own.Open(HKEY_CURRENT_USER, SessionPath(OwnProcessId()), RegistryAccess::kRead) ==
-                ERROR_SUCCESS,
+    Require(HasUserKey(SessionPath(std::to_wstring(OwnProcessId()))),
             "the entry of a process that runs stays");
   }
 
@@ -138,12 +129,7 @@ LoadTotals RunLoad(const std::wstring& folder, int threads, int seconds) {
   client.m_stModuleName = L"load.dll";
   CLogger::StartLogging(&client);
   ConfigsCache* const cache = ConfigsCache::GetInstance();
-  {
-    RegistryKey own;
-    Require(own.Create(HKEY_CURRENT_USER, SessionPath(OwnProcessId())) == ERROR_SUCCESS &&
-                SaveSessionRegistryInfo(own.get()) == 1,
-            "the process's own entry can be written");
-  }
+  Require(SaveSession(std::to_wstring(OwnProcessId())), "the process's own entry can be written");
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
   LoadTotals totals;
   std::mutex lock;

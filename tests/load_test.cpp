@@ -23,11 +23,6 @@ using orv::test::LoadTotals;
 
 constexpr int kThreads = 4;
 
-int Seconds(int byDefault) {
-  const char* const text = std::getenv("ORV_LOAD_SECONDS");
-  return text != nullptr ? std::atoi(text) : byDefault;
-}
-
 class Load : public testing::Test {
  protected:
   Load() {
@@ -39,24 +34,7 @@ class Load : public testing::Test {
     item.DisplayName = L"Stock";
     item.PaperWidth = item.PaperLength = 50000;
     EXPECT_EQ(orv::WriteStockItem(orv::kCommonStockItemsPath, item), ERROR_SUCCESS);
-    const std::pair<const wchar_t*, std::wstring> settings[] = {
-        {L"LogPath", LogFolder().Name()}, {L"LogLevel", L"1"}, {L"WriteLogToDebug", L"0"}};
-    for (const auto& [name, value] : settings) {
-      orv::test::SetSetting(HKEY_CURRENT_USER, L"Test", name, value);
-    }
-    ClearLogs();
-  }
-
-  static void ClearLogs() {
-    for (const auto& entry : std::filesystem::directory_iterator(LogFolder().path())) {
-      std::filesystem::remove(entry);
-    }
-  }
-
-  /// The process chooses its folder for logs once.
-  static const orv::test::TemporaryFolder& LogFolder() {
-    static const orv::test::TemporaryFolder folder;
-    return folder;
+    orv::test::LogToFileAlone(L"1");
   }
 
   /// How many entries of the load are in the logs, over midnight too. Every line is whole, and the
@@ -64,7 +42,7 @@ class Load : public testing::Test {
   static int CountWritten() {
     int written = 0;
     std::map<std::pair<unsigned long, int>, int> last;
-    for (const auto& entry : std::filesystem::directory_iterator(LogFolder().path())) {
+    for (const auto& entry : std::filesystem::directory_iterator(orv::test::LogFolder().path())) {
       const std::wstring text = orv::test::ReadLog(entry.path());
       EXPECT_TRUE(text.ends_with(L"\r\n"));
       for (std::size_t at = 0, end; (end = text.find(L"\r\n", at)) != text.npos; at = end + 2) {
@@ -106,18 +84,19 @@ TEST_F(Load, ThreadsLoseNothingAndProcessesTearNothing) {
   const LoadTotals threads = orv::test::RunLoad(module_.folder().Name(), kThreads, 1);
   EXPECT_EQ(threads.results.size(), 1u);
   EXPECT_EQ(CountWritten(), threads.runs);
-  ClearLogs();
+  orv::test::ClearLogs();
 
   constexpr int kProcesses = 16;
-  const int seconds = Seconds(2);
+  const char* const given = std::getenv("ORV_LOAD_SECONDS");
+  const std::string seconds = given != nullptr ? given : "2";
   LoadTotals all{0, threads.results};
   std::mutex lock;
   std::vector<std::thread> processes;
   for (int process = 0; process < kProcesses; ++process) {
     processes.emplace_back([&] {
       const orv::test::ProgramResult result = orv::test::RunProgram(
-          ORV_TEST_HELPER, {"load", orv::WideToUtf8(module_.folder().Name()),
-                            std::to_string(kThreads), std::to_string(seconds)});
+          ORV_TEST_HELPER,
+          {"load", orv::WideToUtf8(module_.folder().Name()), std::to_string(kThreads), seconds});
       EXPECT_EQ(result.exitCode, 0) << result.messages;
       LoadTotals totals;
       std::istringstream said(result.output);
@@ -133,8 +112,8 @@ TEST_F(Load, ThreadsLoseNothingAndProcessesTearNothing) {
   const int written = CountWritten();
   EXPECT_GT(written, 0);
   EXPECT_LE(written, all.runs);
-  std::printf("%d processes of %d threads, %d seconds: %d entries, %d written, %d lost\n",
-              kProcesses, kThreads, seconds, all.runs, written, all.runs - written);
+  std::printf("%d processes of %d threads, %s seconds: %d entries, %d written, %d lost\n",
+              kProcesses, kThreads, seconds.c_str(), all.runs, written, all.runs - written);
 }
 
 }  // namespace
