@@ -8,7 +8,6 @@
 #include <string_view>
 
 #include "orv/logging/logger.h"
-#include "orv/platform/registry.h"
 #include "orv/session/session_data.h"
 #include "tests/fixtures.h"
 
@@ -18,10 +17,8 @@ int main(int argc, char** argv) {
   if (verb == "save") {
     orv::test::JoinScratchRegistry();
     const unsigned long id = orv::test::OwnProcessId();
-    orv::RegistryKey key;
-    key.Create(HKEY_CURRENT_USER, orv::kSettingsKey + (L"\\Session\\" + std::to_wstring(id)));
     std::printf("%lu", id);
-    return SaveSessionRegistryInfo(key.get()) == 1 ? 0 : 1;
+    return orv::test::SaveSession(std::to_wstring(id)) ? 0 : 1;
   }
   if (verb == "host") {
     std::uint32_t isSystemParent = 2;

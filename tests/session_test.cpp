@@ -14,8 +14,9 @@ using orv::RegistryKey;
 using orv::RegistryValue;
 using orv::test::LogLine;
 using orv::test::RunProgram;
-
-constexpr wchar_t kSessionPath[] = L"Software\\orv Printer Driver\\Session";
+using orv::test::SaveSession;
+using orv::test::SessionPath;
+using orv::test::SetUserValue;
 
 /// Each test starts without the object.
 class Session : public ::testing::Test {
@@ -23,21 +24,10 @@ class Session : public ::testing::Test {
   Session() { ReleaseSessionDataInstance(); }
   ~Session() override { ReleaseSessionDataInstance(); }
 
-  /// Stores an entry of this very process, which tests then spoil.
-  void SaveEntry(const std::wstring& subKey) {
-    RegistryKey key;
-    ASSERT_EQ(key.Create(HKEY_CURRENT_USER, kSessionPath + (L"\\" + subKey)), ERROR_SUCCESS);
-    ASSERT_EQ(SaveSessionRegistryInfo(key.get()), 1U);
-  }
-  void SetEntryValue(const std::wstring& subKey, const wchar_t* name, const RegistryValue& value) {
-    RegistryKey key;
-    ASSERT_EQ(key.Create(HKEY_CURRENT_USER, kSessionPath + (L"\\" + subKey)), ERROR_SUCCESS);
-    ASSERT_EQ(SetRegistryValue(key.get(), name, value), ERROR_SUCCESS);
-  }
   std::vector<std::wstring> Entries() {
     RegistryKey key;
     std::vector<std::wstring> names;
-    if (key.Open(HKEY_CURRENT_USER, kSessionPath, orv::RegistryAccess::kRead) == ERROR_SUCCESS) {
+    if (key.Open(HKEY_CURRENT_USER, SessionPath({}), orv::RegistryAccess::kRead) == ERROR_SUCCESS) {
       orv::ListRegistryKeys(key.get(), &names);
     }
     return names;
@@ -52,20 +42,17 @@ class Session : public ::testing::Test {
 TEST_F(Session, NullPointersAnswerZero) {
   std::uint32_t answer = 7;
   const std::uint64_t time = 0;
-  EXPECT_EQ(GetSessionProcessId(nullptr), 0U);
-  EXPECT_EQ(GetSessionParentProcessId(nullptr), 0U);
-  EXPECT_EQ(GetSessionParendHandle(nullptr), 0U);
-  EXPECT_EQ(GetSessionIsSystemParent(nullptr), 0U);
-  EXPECT_EQ(GetSessionReadUDS(nullptr, L"a", L"b"), 0U);
-  EXPECT_EQ(GetSessionReadUDS(&answer, nullptr, L"b"), 0U);
-  EXPECT_EQ(GetSessionReadUDS(&answer, L"a", nullptr), 0U);
-  EXPECT_EQ(GetSessionWriteUDS(nullptr), 0U);
-  EXPECT_EQ(IsSessionProcessStillValid(nullptr, 1, L"x", &time), 0U);
-  EXPECT_EQ(IsSessionProcessStillValid(&answer, 1, nullptr, &time), 0U);
-  EXPECT_EQ(IsSessionProcessStillValid(&answer, 1, L"x", nullptr), 0U);
-  EXPECT_EQ(SaveSessionRegistryInfo(nullptr), 0U);
-  EXPECT_EQ(CleanupRegSessionData(nullptr, L"b"), 0U);
-  EXPECT_EQ(CleanupRegSessionData(L"a", nullptr), 0U);
+  for (const std::uint32_t result :
+       {GetSessionProcessId(nullptr), GetSessionParentProcessId(nullptr),
+        GetSessionParendHandle(nullptr), GetSessionIsSystemParent(nullptr),
+        GetSessionReadUDS(nullptr, L"a", L"b"), GetSessionReadUDS(&answer, nullptr, L"b"),
+        GetSessionReadUDS(&answer, L"a", nullptr), GetSessionWriteUDS(nullptr),
+        IsSessionProcessStillValid(nullptr, 1, L"x", &time),
+        IsSessionProcessStillValid(&answer, 1, nullptr, &time),
+        IsSessionProcessStillValid(&answer, 1, L"x", nullptr), SaveSessionRegistryInfo(nullptr),
+        CleanupRegSessionData(nullptr, L"b"), CleanupRegSessionData(L"a", nullptr)}) {
+    EXPECT_EQ(result, 0U);
+  }
   EXPECT_EQ(answer, 7U);
   EXPECT_TRUE(log_.Take().empty());
 }
@@ -95,9 +82,9 @@ TEST_F(Session, ProcessIdIsUnknownUntilMoreIsAskedAndAfterTheLastRelease) {
 }
 
 TEST_F(Session, SavesNameAndCreationTime) {
-  SaveEntry(ownKey_);
+  EXPECT_TRUE(SaveSession(ownKey_));
   RegistryKey key;
-  key.Open(HKEY_CURRENT_USER, kSessionPath + (L"\\" + ownKey_), orv::RegistryAccess::kRead);
+  key.Open(HKEY_CURRENT_USER, SessionPath(ownKey_), orv::RegistryAccess::kRead);
   RegistryValue name;
   RegistryValue time;
   ASSERT_EQ(GetRegistryValue(key.get(), L"ProcessName", &name), ERROR_SUCCESS);
@@ -146,29 +133,30 @@ TEST_F(Session, CleanUpRemovesTheEndedAndTheReplaced) {
 
   const orv::test::ProgramResult ended = RunProgram(ORV_SESSION_HELPER, {"save"});
   ASSERT_EQ(ended.exitCode, 0) << ended.messages;
-  SaveEntry(ownKey_);
+  EXPECT_TRUE(SaveSession(ownKey_));
   // Names that enumerate next to each other: deleting one must not hide the next.
   const std::vector<std::wstring> gone = {L"4000000001", L"4000000002", L"4000000003", L"none"};
-  for (const std::wstring& name : gone) SaveEntry(name);
-  // The id as another spelling, with another program's creation time: an id that was used again.
-  SaveEntry(L"0" + ownKey_);
-  RegistryValue otherTime{REG_BINARY, std::vector<BYTE>(8, 1)};
-  SetEntryValue(L"0" + ownKey_, L"CreationTime", otherTime);
-  SaveEntry(L"00" + ownKey_);
-  SetEntryValue(L"00" + ownKey_, L"ProcessName", RegistryValue::FromText(L"other.exe"));
-  SaveEntry(L"4000000004");
-  otherTime.data.pop_back();
-  SetEntryValue(L"4000000004", L"CreationTime", otherTime);  // kept: not eight bytes
-  SetEntryValue(L"4000000005", L"ProcessName", RegistryValue::FromText(L"x"));  // kept: incomplete
+  for (const std::wstring& name : gone) EXPECT_TRUE(SaveSession(name));
+  // The id in other spellings, with another program's time or name: an id that was used again.
+  const struct {
+    std::wstring entry;
+    const wchar_t* name;
+    RegistryValue value;
+  } spoilt[] = {{L"0" + ownKey_, L"CreationTime", {REG_BINARY, std::vector<BYTE>(8, 1)}},
+                {L"00" + ownKey_, L"ProcessName", RegistryValue::FromText(L"other.exe")},
+                {L"4000000004", L"CreationTime", {REG_BINARY, std::vector<BYTE>(7, 1)}}};  // kept
+  for (const auto& [entry, name, value] : spoilt) {
+    EXPECT_TRUE(SaveSession(entry) && SetUserValue(SessionPath(entry), name, value));
+  }
+  // Kept: incomplete.
+  SetUserValue(SessionPath(L"4000000005"), L"ProcessName", RegistryValue::FromText(L"x"));
   ASSERT_EQ(Entries().size(), 10U);
 
   log_.Take();
   EXPECT_EQ(CleanupRegSessionData(L"printer", L"driver"), 1U);
   std::vector<std::wstring> kept = {ownKey_, L"4000000004", L"4000000005"};
-  std::vector<std::wstring> entries = Entries();
   std::sort(kept.begin(), kept.end());
-  std::sort(entries.begin(), entries.end());
-  EXPECT_EQ(entries, kept);
+  EXPECT_EQ(Entries(), kept);
   EXPECT_EQ(std::ranges::count(log_.TakeMessages(),
                                L"Error retrieveing Session Data for process -294967291. Error "
                                L"code: 2"),
@@ -180,7 +168,7 @@ TEST_F(Session, ReadsFromTheSessionWhenItsKeyIsThere) {
   EXPECT_EQ(GetSessionReadUDS(&read, L"Label 1", L"driver"), 1U);
   EXPECT_EQ(read, 0U);
   RegistryKey key;
-  key.Create(HKEY_CURRENT_USER, std::wstring(kSessionPath) + L"\\Label 1\\driver");
+  key.Create(HKEY_CURRENT_USER, SessionPath(L"Label 1\\driver"));
   EXPECT_EQ(GetSessionReadUDS(&read, L"Label 1", L"driver"), 1U);
   EXPECT_EQ(read, 1U);
   std::uint32_t write = 7;
