@@ -22,18 +22,9 @@ class RegistryFileTest : public testing::Test {
   ~RegistryFileTest() override { SetVariable("ORV_REGISTRY_DIR", {}); }
 
   static void Write(const std::wstring& text) {
-    RegistryKey key;
-    ASSERT_EQ(key.Create(HKEY_CURRENT_USER, L"Key"), ERROR_SUCCESS);
-    ASSERT_EQ(orv::SetRegistryValue(key.get(), L"Value", RegistryValue::FromText(text)),
-              ERROR_SUCCESS);
+    EXPECT_TRUE(orv::test::SetUserValue(L"Key", L"Value", RegistryValue::FromText(text)));
   }
-  static std::wstring Read() {
-    RegistryKey key;
-    RegistryValue value;
-    if (key.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kRead) != ERROR_SUCCESS) return L"none";
-    orv::GetRegistryValue(key.get(), L"Value", &value);
-    return value.Text();
-  }
+  static std::wstring Read() { return orv::test::UserText(L"Key", L"Value"); }
 
   /// Forks, runs the work there and expects it to succeed.
   template <typename Work>
@@ -51,7 +42,7 @@ class RegistryFileTest : public testing::Test {
 TEST_F(RegistryFileTest, ReadingMakesNoFile) {
   std::vector<std::wstring> names;
   RegistryKey root;
-  EXPECT_EQ(Read(), L"none");
+  EXPECT_EQ(Read(), L"");
   EXPECT_EQ(orv::ReadSetting(L"Test", L"LogLevel"), L"");
   EXPECT_EQ(root.Open(HKEY_LOCAL_MACHINE, L"", RegistryAccess::kRead), ERROR_SUCCESS);
   EXPECT_EQ(orv::ListRegistryKeys(root.get(), &names), ERROR_SUCCESS);
@@ -64,7 +55,7 @@ TEST_F(RegistryFileTest, FollowsTheEnvironmentToAnotherFolder) {
   RegistryKey stays;
   ASSERT_EQ(stays.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kReadWrite), ERROR_SUCCESS);
   SetVariable("ORV_REGISTRY_DIR", folder_.path() / "other");
-  EXPECT_EQ(Read(), L"none");
+  EXPECT_EQ(Read(), L"");
   Write(L"two");
   // A key that was open still belongs to the store that it was opened in.
   ASSERT_EQ(orv::SetRegistryValue(stays.get(), L"Value", RegistryValue::FromText(L"three")),
@@ -75,24 +66,19 @@ TEST_F(RegistryFileTest, FollowsTheEnvironmentToAnotherFolder) {
 }
 
 TEST_F(RegistryFileTest, LiesInTheUsersDataFolder) {
-  SetVariable("ORV_REGISTRY_DIR", {});
   const std::string home = std::getenv("HOME") != nullptr ? std::getenv("HOME") : "";
   SetVariable("HOME", folder_.path());
-  Write(L"home");
-  EXPECT_TRUE(std::filesystem::exists(folder_.path() / ".local/share/orv/user.sqlite"));
-  SetVariable("ORV_REGISTRY_DIR", folder_.path() / "x");
-  Read();
-  SetVariable("ORV_REGISTRY_DIR", {});
-  SetVariable("XDG_DATA_HOME", folder_.path() / "data");
-  Write(L"data");
-  EXPECT_TRUE(std::filesystem::exists(folder_.path() / "data/orv/user.sqlite"));
+  for (const auto& [data, folder] :
+       {std::pair("", ".local/share/orv"), std::pair("data", "data/orv")}) {
+    SetVariable("XDG_DATA_HOME", *data != 0 ? (folder_.path() / data).string() : "");
+    // The folder is looked up anew when this variable changes.
+    SetVariable("ORV_REGISTRY_DIR", folder_.path() / "x");
+    Read();
+    SetVariable("ORV_REGISTRY_DIR", {});
+    Write(L"text");
+    EXPECT_TRUE(std::filesystem::exists(folder_.path() / folder / "user.sqlite"));
+  }
   SetVariable("XDG_DATA_HOME", {});
-  SetVariable("HOME", {});
-  SetVariable("ORV_REGISTRY_DIR", folder_.path() / "x");
-  Read();
-  SetVariable("ORV_REGISTRY_DIR", {});
-  RegistryKey key;
-  key.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kRead);  // no home, no harm
   SetVariable("HOME", home);
 }
 
@@ -103,7 +89,7 @@ TEST_F(RegistryFileTest, NoticesThatItsFileWasReplaced) {
   std::filesystem::remove_all(folder_.path() / "store");
   RegistryValue value;
   EXPECT_EQ(orv::GetRegistryValue(old.get(), L"Value", &value), ERROR_KEY_DELETED);
-  EXPECT_EQ(Read(), L"none");
+  EXPECT_EQ(Read(), L"");
   Write(L"two");
   EXPECT_EQ(Read(), L"two");
   EXPECT_EQ(orv::GetRegistryValue(old.get(), L"Value", &value), ERROR_KEY_DELETED);
@@ -138,9 +124,6 @@ TEST_F(RegistryFileTest, AForkedProcessUsesAConnectionOfItsOwn) {
 }
 
 TEST_F(RegistryFileTest, ReadsWhatAnotherProcessWroteInTheMeantime) {
-  const auto isThere = [](const wchar_t* path) {
-    return RegistryKey().Open(HKEY_CURRENT_USER, path, RegistryAccess::kRead) == ERROR_SUCCESS;
-  };
   const auto keys = [] {
     std::vector<std::wstring> names;
     orv::ListRegistryKeys(HKEY_CURRENT_USER, &names);
@@ -161,7 +144,7 @@ TEST_F(RegistryFileTest, ReadsWhatAnotherProcessWroteInTheMeantime) {
     for (int round = 0; round < 3; ++round) {
       // All is read once, then changed by somebody else.
       EXPECT_EQ(Read(), L"one");
-      EXPECT_FALSE(isThere(L"Key\\New"));
+      EXPECT_FALSE(orv::test::HasUserKey(L"Key\\New"));
       EXPECT_EQ(keys(), 1U);
       const auto change = [] {
         Write(L"two");
@@ -171,7 +154,7 @@ TEST_F(RegistryFileTest, ReadsWhatAnotherProcessWroteInTheMeantime) {
       };
       InAnotherProcess(change);
       EXPECT_EQ(Read(), L"two");
-      EXPECT_TRUE(isThere(L"Key\\New"));
+      EXPECT_TRUE(orv::test::HasUserKey(L"Key\\New"));
       EXPECT_EQ(keys(), 2U);
       InAnotherProcess([] {
         return orv::DeleteRegistryTree(HKEY_CURRENT_USER, L"Other") == ERROR_SUCCESS &&
