@@ -7,7 +7,6 @@
 
 #include "orv/platform/clock.h"
 #include "orv/platform/files.h"
-#include "orv/platform/heap.h"
 #include "orv/platform/letter_case.h"
 #include "orv/platform/modules.h"
 #include "orv/platform/registry.h"
@@ -378,11 +377,6 @@ TEST(Clock, TellsTheTimeOfTheCLibrary) {
   };
   EXPECT_TRUE(isNow(before) || isNow(after));
   EXPECT_TRUE(now.millisecond >= 0 && now.millisecond < 1000);
-}
-
-TEST(Heap, GivesABufferOfNoSizeToo) {
-  const orv::HeapBuffer buffer(static_cast<BYTE*>(orv::HeapAllocate(0)));
-  EXPECT_NE(buffer, nullptr);
 }
 
 }  // namespace
