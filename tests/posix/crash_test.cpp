@@ -24,11 +24,11 @@
 
 namespace {
 
-using orv::RegistryAccess;
 using orv::RegistryKey;
 using orv::RegistryValue;
 using orv::test::ReadBytes;
 using orv::test::SetVariable;
+using orv::test::UserText;
 
 unsigned NumberFrom(const char* variable, unsigned byDefault) {
   const char* const text = std::getenv(variable);
@@ -81,26 +81,12 @@ bool RunStep(unsigned writer, unsigned step) {
     return error == ERROR_SUCCESS || (step == 2 && error == ERROR_FILE_NOT_FOUND);
   }
   const RegistryValue value = RegistryValue::FromText(TextOf(writer, step));
-  RegistryKey shared;
   return orv::SetRegistryValue(key.get(), L"Value", value) == ERROR_SUCCESS &&
-         shared.Open(HKEY_CURRENT_USER, kKey, RegistryAccess::kReadWrite) == ERROR_SUCCESS &&
-         orv::SetRegistryValue(shared.get(), L"Shared", value) == ERROR_SUCCESS;
-}
-
-std::wstring ReadText(const std::wstring& path, const wchar_t* name) {
-  RegistryKey key;
-  RegistryValue value;
-  if (key.Open(HKEY_CURRENT_USER, path, RegistryAccess::kRead) == ERROR_SUCCESS) {
-    orv::GetRegistryValue(key.get(), name, &value);
-  }
-  return value.Text();
+         orv::test::SetUserValue(kKey, L"Shared", value);
 }
 
 State ReadState(unsigned writer) {
-  RegistryKey sub;
-  return {ReadText(KeyOf(writer), L"Value"),
-          sub.Open(HKEY_CURRENT_USER, KeyOf(writer) + L"\\sub\\key", RegistryAccess::kRead) ==
-              ERROR_SUCCESS};
+  return {UserText(KeyOf(writer), L"Value"), orv::test::HasUserKey(KeyOf(writer) + L"\\sub\\key")};
 }
 
 /// What SQLite itself says of the file, over a connection of its own.
@@ -168,7 +154,7 @@ TEST_F(Crash, KilledWritersLeaveTheSettingsOldOrNew) {
       steps += begun;
     }
     // The last of all writers' values: one of them, whole.
-    const std::wstring last = ReadText(kKey, L"Shared");
+    const std::wstring last = UserText(kKey, L"Shared");
     if (!last.empty()) {
       unsigned writer = 0;
       unsigned step = 0;
@@ -224,16 +210,18 @@ class ReplacedFiles : public Crash {
  protected:
   ReplacedFiles() {
     SetVariable("ORV_REGISTRY_DIR", File("settings"));
-    const std::filesystem::path examples = ORV_EXAMPLES;
     std::filesystem::create_directory(folder_.path() / "out");
-    std::string text = ReadBytes(examples / "orv_conf_lx300.xml");
+    std::string text = ReadBytes(ORV_EXAMPLES "/orv_conf_lx300.xml");
     text.replace(text.find(">LXB-2<"), 7, ">LXB-3<");
     orv::test::WriteBytes(File("plain.xml"), text);
     Run({"config", "protect", File("plain.xml"), File("protected.xml")});
     Run({"config", "sign", File("plain.xml")});
+    // No longer what was signed.
+    text = ReadBytes(File("plain.xml"));
+    text.replace(text.find("LXB-3"), 5, "LXB-4");
+    orv::test::WriteBytes(File("changed.xml"), text);
     Run({"printers", "add", "Label 1", "ORV-LX 300"});
     Run({"stock", "add", "Shelf", "--common"});
-    page_ = (examples / "label_page.png").string();
   }
   ~ReplacedFiles() override { SetVariable("ORV_REGISTRY_DIR", {}); }
 
@@ -267,14 +255,8 @@ class ReplacedFiles : public Crash {
   std::string PutOld(const Command& command) const {
     std::filesystem::remove_all(Out(""));
     std::filesystem::create_directory(Out(""));
-    std::string old = "old";
-    const std::string& verb = command.arguments[1];
-    if (verb == "sign" || verb == "set") {
-      old = ReadBytes(File(command.targets[0] == "p.xml" ? "protected.xml" : "plain.xml"));
-      if (verb == "sign" && command.targets[0] == "a.xml") {
-        old.replace(old.find("LXB-3"), 5, "LXB-4");
-      }
-    }
+    const bool isProtected = command.targets[0] == "p.xml";
+    const std::string old = ReadBytes(File(isProtected ? "protected.xml" : "changed.xml"));
     for (const std::string& target : command.targets) orv::test::WriteBytes(Out(target), old);
     return old;
   }
@@ -287,7 +269,7 @@ class ReplacedFiles : public Crash {
     return files;
   }
 
-  std::string page_;
+  const std::string page_ = ORV_EXAMPLES "/label_page.png";
 };
 
 TEST_F(ReplacedFiles, AreOldOrNewWhenTheirWriterIsKilled) {
