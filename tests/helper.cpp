@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "orv/logging/logger.h"
@@ -24,33 +23,22 @@ using Arguments = std::vector<std::string>;
 int WriteRegistry(const Arguments& arguments) {
   const std::wstring prefix = orv::Utf8ToWide(arguments[0]);
   for (int i = 0; i < std::atoi(arguments[1].c_str()); ++i) {
-    orv::RegistryKey key;
     const std::wstring name = prefix + std::to_wstring(i);
     const orv::RegistryValue value = orv::RegistryValue::FromText(name);
-    if (key.Create(HKEY_CURRENT_USER, L"Shared\\" + name) != ERROR_SUCCESS ||
-        orv::SetRegistryValue(key.get(), L"Name", value) != ERROR_SUCCESS ||
-        key.Open(HKEY_CURRENT_USER, L"Shared", orv::RegistryAccess::kReadWrite) != ERROR_SUCCESS ||
-        orv::SetRegistryValue(key.get(), L"Last", value) != ERROR_SUCCESS) {
+    if (!orv::test::SetUserValue(L"Shared\\" + name, L"Name", value) ||
+        !orv::test::SetUserValue(L"Shared", L"Last", value)) {
       return 1;
     }
   }
   return 0;
 }
 
-/// THREADS COUNT: every thread logs that many errors, as the registry says.
-int WriteLog(const Arguments& arguments) {
+/// Logs an error, as the registry says.
+int WriteLog(const Arguments&) {
   CLoggerClient client;
   client.Initialize(orv::OwnModule());
   CLogger::StartLogging(&client);
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < std::atoi(arguments[0].c_str()); ++thread) {
-    threads.emplace_back([&, thread] {
-      for (int i = 0; i < std::atoi(arguments[1].c_str()); ++i) {
-        orv::LogFormat(eLogLevelError, &client, L"Helper", L"<%d/%d>", thread, i);
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  CLogger::LOG_ERROR(&client, L"message", L"Helper");
   CLogger::StopLogging(&client);
   return 0;
 }
@@ -79,7 +67,7 @@ int main(int argc, char** argv) {
     std::size_t arguments;
     int (*run)(const Arguments& arguments);
   } jobs[] = {{"registry", 2, WriteRegistry},
-              {"log", 2, WriteLog},
+              {"log", 0, WriteLog},
               {"load", 3, WorkUnderLoad},
               {"hold", 1, HoldFile}};
   if (argc < 2) return 2;

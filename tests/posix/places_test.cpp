@@ -118,9 +118,8 @@ TEST(Places, AFullDeviceIsNoSuccess) {
 }
 
 TEST(Places, TheLogHasTheTimeOfThePlace) {
-  const orv::test::TemporaryFolder folder;
   const orv::test::ScratchRegistry registry;
-  orv::test::SetSetting(HKEY_CURRENT_USER, L"Test", L"LogPath", folder.Name());
+  orv::test::LogToFileAlone(L"1");
   const char* const old = std::getenv("TZ");
   const std::string zone = old != nullptr ? old : "";
   // The sign before the hours is that of what makes Greenwich's time of the zone's.
@@ -133,10 +132,10 @@ TEST(Places, TheLogHasTheTimeOfThePlace) {
   for (const auto& [name, minutes] : cases) {
     SetVariable("TZ", name);
     const std::time_t before = std::time(nullptr) + minutes * 60;
-    EXPECT_EQ(RunProgram(ORV_TEST_HELPER, {"log", "1", "1"}).exitCode, 0);
+    EXPECT_EQ(RunProgram(ORV_TEST_HELPER, {"log"}).exitCode, 0);
     const std::time_t after = std::time(nullptr) + minutes * 60;
     bool isFound = false;
-    for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+    for (const auto& entry : std::filesystem::directory_iterator(orv::test::LogFolder().path())) {
       const std::string bytes = ReadBytes(entry.path());
       std::string text;
       for (std::size_t i = 0; i < bytes.size(); i += 2) text += bytes[i];
@@ -148,8 +147,8 @@ TEST(Places, TheLogHasTheTimeOfThePlace) {
       std::strftime(file, sizeof file, "orv_logfile-%Y-%m-%d.log", &time);
       EXPECT_EQ(entry.path().filename(), file);
       isFound |= logged >= before && logged <= after;
-      std::filesystem::remove(entry.path());
     }
+    orv::test::ClearLogs();
     EXPECT_TRUE(isFound) << name;
   }
   SetVariable("TZ", zone);
