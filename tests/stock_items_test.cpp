@@ -36,9 +36,7 @@ class StockItems : public ::testing::Test {
   }
 
   void Put(const std::wstring& path, const wchar_t* name, const RegistryValue& value) {
-    RegistryKey key;
-    ASSERT_EQ(key.Create(HKEY_CURRENT_USER, path), ERROR_SUCCESS);
-    ASSERT_EQ(SetRegistryValue(key.get(), name, value), ERROR_SUCCESS);
+    EXPECT_TRUE(orv::test::SetUserValue(path, name, value));
   }
   void PutItem(const std::wstring& path, const std::wstring& name) {
     Put(path, L"DisplayName", RegistryValue::FromText(name));
@@ -143,9 +141,7 @@ TEST_F(StockItems, SourcesHaveAnOrder) {
             (LogLine{L"ERR", L"", L"DevMode", L"printer gone could not be opened. Error code: 6"}));
 
   // The session decides; its items lie under this process's id.
-  RegistryKey key;
-  key.Create(HKEY_CURRENT_USER,
-             L"Software\\orv Printer Driver\\Session\\Label 1\\ORV-LX 4.3/300P+");
+  RegistryKey().Create(HKEY_CURRENT_USER, orv::test::SessionPath(L"Label 1\\ORV-LX 4.3/300P+"));
   EXPECT_EQ(LoadedNames(), L"ownB ownC commonA ");
   PutItem(std::wstring(kUserKey) + L"Session\\" + std::to_wstring(orv::test::OwnProcessId()) +
               L"\\" + kGuidA,
