@@ -55,7 +55,6 @@ FAILING(int, fchmod, (int file, unsigned mode), (file, mode), -1, EPERM)
 FAILING(int, flock, (int file, int operation), (file, operation), -1, EWOULDBLOCK)
 FAILING(int, fcntl64, (int file, int command, void* argument), (file, command, argument), -1, EIO)
 FAILING(int, rename, (const char* from, const char* to), (from, to), -1, EACCES)
-FAILING(int, mkdir, (const char* path, unsigned mode), (path, mode), -1, EACCES)
 FAILING(int, access, (const char* path, int mode), (path, mode), -1, EACCES)
 FAILING(int, stat, (const char* path, void* status), (path, status), -1, EACCES)
 FAILING(int, stat64, (const char* path, void* status), (path, status), -1, EACCES)
@@ -66,11 +65,6 @@ FAILING(char*, realpath, (const char* path, char* to), (path, to), nullptr, EACC
 FAILING(ssize_t, readlink, (const char* path, char* to, size_t size), (path, to, size), -1, EACCES)
 FAILING(ssize_t, readlinkat, (int at, const char* path, char* to, size_t n), (at, path, to, n), -1,
         EACCES)
-FAILING(void*, mmap, (void* at, size_t size, int rights, int flags, int file, off_t from),
-        (at, size, rights, flags, file, from), reinterpret_cast<void*>(-1), ENOMEM)
-FAILING(int, madvise, (void* at, size_t size, int advice), (at, size, advice), -1, ENOMEM)
-FAILING(void*, iconv_open, (const char* to, const char* from), (to, from),
-        reinterpret_cast<void*>(-1), EMFILE)
 
 // OpenSSL's all say null or 0.
 #define FAILING_EVP(Type, name, parameters, arguments) \
