@@ -1,0 +1,27 @@
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include "tests/fixtures.h"
+
+namespace orv::test {
+
+/// A run of the program: how it ends, and what it prints and then says of it.
+struct ProgramRun {
+  std::vector<std::string> arguments;
+  int exitCode;
+  testing::Matcher<const std::string&> said;
+};
+
+/// Runs the program once for each row, in their order.
+inline void ExpectRuns(const std::vector<ProgramRun>& runs) {
+  for (const auto& [arguments, exitCode, said] : runs) {
+    const ProgramResult result = RunProgram(ORV_PROGRAM, arguments);
+    std::string text = result.output + result.messages;
+    std::erase(text, '\r');
+    EXPECT_EQ(result.exitCode, exitCode) << testing::PrintToString(arguments);
+    EXPECT_THAT(text, said) << testing::PrintToString(arguments);
+  }
+}
+
+}  // namespace orv::test
