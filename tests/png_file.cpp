@@ -21,16 +21,8 @@ std::uint32_t PaletteColour(const PngKind& kind, unsigned index) {
 }
 
 int ChannelCount(const PngKind& kind) {
-  switch (kind.colourType) {
-    case 2:
-      return 3;
-    case 4:
-      return 2;
-    case 6:
-      return 4;
-    default:
-      return 1;
-  }
+  constexpr int kCounts[] = {1, 0, 3, 1, 2, 0, 4};
+  return kCounts[kind.colourType];
 }
 
 std::string BigEndian(std::uint32_t value) {
@@ -120,20 +112,18 @@ void WritePng(const std::filesystem::path& path, const PngKind& kind, int width,
     if (kind.hasTransparency) file += Chunk("tRNS", alphas);
   }
 
+  constexpr std::array<std::array<int, 4>, 8> kPasses = {{{0, 0, 1, 1},  // alone, or else the rest
+                                                          {0, 0, 8, 8},
+                                                          {4, 0, 8, 8},
+                                                          {0, 4, 4, 8},
+                                                          {2, 0, 4, 4},
+                                                          {0, 2, 2, 4},
+                                                          {1, 0, 2, 2},
+                                                          {0, 1, 1, 2}}};
   std::string rows;
-  if (isInterlaced) {
-    constexpr std::array<std::array<int, 4>, 7> kPasses = {{{0, 0, 8, 8},
-                                                            {4, 0, 8, 8},
-                                                            {0, 4, 4, 8},
-                                                            {2, 0, 4, 4},
-                                                            {0, 2, 2, 4},
-                                                            {1, 0, 2, 2},
-                                                            {0, 1, 1, 2}}};
-    for (const auto& [x, y, stepX, stepY] : kPasses) {
-      rows += Rows(kind, width, height, x, y, stepX, stepY);
-    }
-  } else {
-    rows = Rows(kind, width, height, 0, 0, 1, 1);
+  for (std::size_t i = isInterlaced; i < (isInterlaced ? kPasses.size() : 1); ++i) {
+    const auto& [x, y, stepX, stepY] = kPasses[i];
+    rows += Rows(kind, width, height, x, y, stepX, stepY);
   }
   WriteBytes(path, file + Chunk("IDAT", Stored(rows)) + Chunk("IEND", ""));
 }
