@@ -1,6 +1,5 @@
 /// The orv program on configuration files, run as people run it.
 
-#include <cstdio>
 #include <map>
 #include <regex>
 #include <set>
@@ -159,22 +158,16 @@ TEST_F(ConfigTool, FindsTheFaultsOfEveryRuleWhereTheyAre) {
   }
   arguments.insert(arguments.end(), files.begin(), files.end());
   std::istringstream lines(Run(arguments).output);
+  const std::regex form(
+      "(.+\\.xml):(\\d+:\\d+): [a-z]+\\[([a-z0-9-]+)\\]: .+ \\| allowed: .+ \\| write: .+");
   std::map<std::string, std::string> found;
   std::set<std::string> rules = {"digest", "not-loaded"};  // the one ignored, and what is left over
   for (std::string text; std::getline(lines, text);) {
-    const std::size_t end = text.find(".xml:") + 4;
-    int line = 0;
-    int column = 0;
-    int length = 0;
-    char rule[40] = "";
-    std::sscanf(text.c_str() + end, ":%d:%d: %*[a-z][%39[a-z0-9-]]: %n", &line, &column, rule,
-                &length);
-    ASSERT_TRUE(length > 0) << text;
-    EXPECT_TRUE(std::regex_search(text, std::regex(": .+ \\| allowed: .+ \\| write: .+"))) << text;
-    std::string& findings = found[text.substr(0, end)];
-    findings += (findings.empty() ? "" : " ") + std::to_string(line) + ":" +
-                std::to_string(column) + ":" + rule;
-    rules.insert(rule);
+    std::smatch parts;
+    ASSERT_TRUE(std::regex_match(text, parts, form)) << text;
+    std::string& findings = found[parts[1]];
+    findings += (findings.empty() ? "" : " ") + parts[2].str() + ":" + parts[3].str();
+    rules.insert(parts[3]);
   }
   for (std::size_t i = 0; i < files.size(); ++i) {
     EXPECT_EQ(found[files[i]], cases[i].findings) << cases[i].by;
@@ -208,8 +201,7 @@ TEST_F(ConfigTool, WarningsCountWhenTheyAreAskedToAndNotIgnored) {
   std::istringstream lines(broken.output);
   std::string places;
   for (std::string line; std::getline(lines, line) && line.find("well-formed") != line.npos;) {
-    const std::size_t start = line.find(".xml:") + 5;
-    places += line.substr(start, line.find(": ", start) - start) + " ";
+    places += std::regex_replace(line, std::regex(".+\\.xml:(\\d+:\\d+): .+"), "$1 ");
   }
   EXPECT_EQ(places, "7:34 11:3 8:37 12:3 7:7 8:7 1:1 ");
   EXPECT_THAT(broken.output, HasSubstr("closes no open element: propety | allowed: the end tag of "
