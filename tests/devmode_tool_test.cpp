@@ -10,6 +10,7 @@
 
 namespace {
 
+using orv::test::ExpectDone;
 using orv::test::ExpectRuns;
 using orv::test::ModuleFolder;
 using orv::test::ProgramResult;
@@ -107,10 +108,8 @@ TEST_F(DevmodeTool, SaysWhyAMergeIsRefused) {
 }
 
 TEST_F(DevmodeTool, MergesChecksAndExplains) {
-  ExpectRuns(
-      {{{"devmode", "default", name_, "-o", File("a.txt"), "--text", "--config-dir", Configs()},
-        0,
-        _}});
+  ExpectDone(
+      {"devmode", "default", name_, "-o", File("a.txt"), "--text", "--config-dir", Configs()});
   std::string text = ReadBytes(File("a.txt"));
   const auto set = [&](const std::string& name, const std::string& value) {
     const std::size_t at = text.find("\n" + name + " = ") + 1;
@@ -212,7 +211,7 @@ TEST_F(DevmodeTool, ShowsLengthsInInchesWhenAskedTo) {
 TEST_F(DevmodeTool, ReportsAPrinterAsOneWholePage) {
   const std::string hostile = "<script>&\"'</script>";
   const std::string escaped = "&lt;script&gt;&amp;&quot;&#39;&lt;/script&gt;";
-  ExpectRuns({{{"stock", "add", hostile, "-p", name_, "--width", "44"}, 0, _}});
+  ExpectDone({"stock", "add", hostile, "-p", name_, "--width", "44"});
   std::string log = "05.03.2024\t14:07:09.042\tERR\tp.exe\tm.dll\tConfig\tthe first\r\n";
   for (int i = 0; i < 200; ++i)
     log += "05.03.2024\t14:07:09.043\tINF\tp\tm\t\t" + hostile + "\1\r\n";
@@ -245,10 +244,8 @@ TEST_F(DevmodeTool, ReportsAPrinterAsOneWholePage) {
     EXPECT_NE(html.find(part), html.npos) << part;
   }
   // The planes, in the order black, coloured, both.
-  ExpectRuns({{{"page", "split", page, "--colour", "E02020", "--background", File("0.png"),
-                "--highlight", File("1.png"), "--preview", File("2.png")},
-               0,
-               _}});
+  ExpectDone({"page", "split", page, "--colour", "E02020", "--background", File("0.png"),
+              "--highlight", File("1.png"), "--preview", File("2.png")});
   std::size_t at = 0;
   for (const char* plane : {"0.png", "1.png", "2.png"}) {
     const std::string png = ReadBytes(File(plane));

@@ -24,4 +24,9 @@ inline void ExpectRuns(const std::vector<ProgramRun>& runs) {
   }
 }
 
+/// Runs it once, for what it is to do.
+inline void ExpectDone(const std::vector<std::string>& arguments) {
+  ExpectRuns({{arguments, 0, testing::_}});
+}
+
 }  // namespace orv::test
