@@ -194,7 +194,7 @@ TEST_F(ConfigTool, WarningsCountWhenTheyAreAskedToAndNotIgnored) {
         0,
         ""},
        {{"config", "check", "--explain", "range-stpe"}, 2, HasSubstr("mean range-step?")},
-       {{"config", "check", "--ignore", "range-stpe", file}, 2, HasSubstr("an range-step?")},
+       {{"config", "check", "--ignore", "range-stpe", file}, 2, HasSubstr("mean range-step?")},
        {{"config", "show", Example("broken.xml")}, 1, _}});
   const ProgramResult broken = Run({"config", "check", Example("broken.xml")});
   EXPECT_EQ(broken.exitCode, 1);
