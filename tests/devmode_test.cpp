@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <map>
+#include <new>
 #include <random>
 #include <set>
 #include <span>
@@ -20,6 +21,9 @@ static std::size_t allocations = 0;
 [[gnu::noinline]] void* operator new(std::size_t size) {
   ++allocations;
   return std::malloc(size);
+}
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return ::operator new(size);
 }
 [[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
 [[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
