@@ -195,6 +195,9 @@ TEST_F(ConfigTool, WarningsCountWhenTheyAreAskedToAndNotIgnored) {
         ""},
        {{"config", "check", "--explain", "range-stpe"}, 2, HasSubstr("mean range-step?")},
        {{"config", "check", "--ignore", "range-stpe", file}, 2, HasSubstr("mean range-step?")},
+       {{"config", "show", "a", "b", "c"}, 2, HasSubstr("no place for b c (")},
+       {{"help", "config", "chekc"}, 2, HasSubstr("mean check?")},
+       {{"help", "config", "check"}, 0, Run({"config", "check", "--help"}).output},
        {{"config", "show", Example("broken.xml")}, 1, _}});
   const ProgramResult broken = Run({"config", "check", Example("broken.xml")});
   EXPECT_EQ(broken.exitCode, 1);
@@ -323,7 +326,7 @@ TEST_F(ConfigTool, SaysWhyThereIsNoTextToReadOrFileToWrite) {
   WriteBytes(File("bad"), "CNF\x01" + std::string(32, 'x'));
   const std::string folder = folder_.path().string();
   const std::pair<std::vector<std::string>, const char*> cases[] = {
-      {{"show", ""}, "cannot read "},
+      {{"show", ""}, "cannot read \"\": the path is empty"},
       {{"show", File("none")}, "cannot read "},
       {{"check", folder}, "cannot read "},
       {{"sign", folder}, "cannot read "},

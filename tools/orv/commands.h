@@ -30,7 +30,8 @@ void AddPagePreviewCommand(CLI::App* group);
 void AddPageMethodsCommand(CLI::App* group);
 void AddPageLegibilityCommand(CLI::App* group);
 
-/// Hidden commands: what the shells' completion asks, and the manual pages.
+/// Hidden commands: the help by a word, what the shells' completion asks, and the manual pages.
+void AddHelpCommand(CLI::App* program);
 void AddCompleteCommand(CLI::App* program);
 void AddManualCommand(CLI::App* program);
 

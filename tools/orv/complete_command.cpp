@@ -5,6 +5,8 @@
 #include "orv/platform/spooler.h"
 #include "orv/text/utf8.h"
 #include "tools/orv/commands.h"
+#include "tools/orv/mistakes.h"
+#include "tools/orv/option_help.h"
 #include "tools/orv/output.h"
 
 /// What the shells ask when somebody wants a word completed. They hand over the command line's
@@ -20,13 +22,6 @@ struct Candidate {
   std::string meaning;
 };
 using Candidates = std::vector<Candidate>;
-
-CLI::App* FindCommand(CLI::App* group, const std::string& name) {
-  for (CLI::App* command : group->get_subcommands(nullptr)) {
-    if (command->get_name() == name) return command;
-  }
-  return nullptr;
-}
 
 CLI::Option* FindPositional(CLI::App* command, std::size_t index) {
   CLI::Option* last = nullptr;
@@ -52,6 +47,7 @@ Candidates Printers() {
 /// lets pass, which are those that it lists. Numbers there are only bounds.
 Candidates ValuesOf(CLI::Option* option) {
   if (option->check_name("PRINTER") || option->check_lname("printer")) return Printers();
+  if (ValueName(option) == "N") return {};  // any number
   const CLI::Validator* check = nullptr;
   try {
     check = option->get_validator(0);

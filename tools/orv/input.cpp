@@ -96,8 +96,12 @@ std::wstring TemporaryPath(const wchar_t* name) {
   return FromPath(folder.path / name);
 }
 
+std::wstring PathName(const std::wstring& path) {
+  return path.empty() ? L"\"\": the path is empty" : path;
+}
+
 std::wstring InputName(const std::wstring& path) {
-  return IsStandardStream(path) ? L"standard input" : path;
+  return IsStandardStream(path) ? L"standard input" : PathName(path);
 }
 
 InputFile::InputFile(const std::wstring& path) : path_(path), isCopy_(IsStandardStream(path)) {

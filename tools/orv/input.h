@@ -46,6 +46,8 @@ bool WriteFile(const std::wstring& path, std::string bytes);
 /// program ends.
 std::wstring TemporaryPath(const wchar_t* name);
 
+/// What messages call a path: the path, and of an empty one that it is empty.
+std::wstring PathName(const std::wstring& path);
 /// What messages call a file that is read.
 std::wstring InputName(const std::wstring& path);
 

@@ -8,6 +8,7 @@
 #include "tools/orv/input.h"
 #include "tools/orv/log_day.h"
 #include "tools/orv/log_entry.h"
+#include "tools/orv/option_values.h"
 #include "tools/orv/output.h"
 
 namespace orv::tool {
@@ -117,8 +118,7 @@ void AddShowCommand(CLI::App* group) {
   command
       ->add_option("--level", options->levels,
                    "Only entries of these levels: error, warning, info, trace")
-      ->check(CLI::IsMember({"error", "warning", "info", "trace"}, CLI::ignore_case)
-                  .description("LEVEL"))
+      ->check(OneOf({"error", "warning", "info", "trace"}, "LEVEL"))
       ->delimiter(',');
   command->add_option("--source", options->sources, "Only entries of these sources")
       ->type_name("SOURCE")

@@ -21,6 +21,7 @@ int main(int argc, char** argv) {
   program.footer(
       "Exit codes: 0 done, 1 something was found, 2 the command line is wrong, 3 something could\n"
       "not be read or written.\n"
+      "orv help COMMAND says the same as orv COMMAND --help.\n"
       "Examples:\n  orv config check orv_conf_lx300.xml\n  orv page split --help");
   AddConfigCommands(&program);
   AddDevmodeCommands(&program);
@@ -32,6 +33,7 @@ int main(int argc, char** argv) {
   AddPageCommands(&program);
   AddReportCommand(&program);
   AddOutcomeFlags(&program);
+  AddHelpCommand(&program);
   AddCompleteCommand(&program);
   AddManualCommand(&program);
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <utility>
 
 #include "orv/text/utf8.h"
 #include "tools/orv/output.h"
@@ -17,9 +16,9 @@ std::wstring Suggestion(const std::string& word, const std::vector<std::wstring>
   return DidYouMean(ToWide(word), views);
 }
 
-std::vector<std::wstring> CommandNames(CLI::App* group) {
+std::vector<std::wstring> CommandNames(const CLI::App* group) {
   std::vector<std::wstring> names;
-  for (const CLI::App* command : group->get_subcommands(nullptr)) {
+  for (const CLI::App* command : group->get_subcommands([](const CLI::App*) { return true; })) {
     if (!command->get_group().empty()) names.push_back(ToWide(command->get_name()));
   }
   return names;
@@ -54,59 +53,60 @@ Mistake FindMistake(CLI::App* program, const std::vector<std::string>& arguments
       mistake.text = L"there is no option " + ToWide(word) + Suggestion(word, OptionNames(command));
       return mistake;
     }
-    const std::vector<CLI::App*> commands = command->get_subcommands(nullptr);
-    if (word.starts_with("-") || commands.empty()) continue;
-    const auto next = std::ranges::find(commands, word, &CLI::App::get_name);
-    if (next == commands.end()) {
-      mistake.text =
-          L"there is no command " + ToWide(word) + Suggestion(word, CommandNames(command));
+    if (word.starts_with("-") || command->get_subcommands(nullptr).empty()) continue;
+    CLI::App* const next = FindCommand(command, word);
+    if (next == nullptr) {
+      mistake.text = UnknownCommand(command, word);
       return mistake;
     }
-    command = *next;
+    command = next;
     mistake.command += L" " + ToWide(word);
   }
   return mistake;
 }
 
-/// The values that a message lists behind a wrong one: "--method: matrx4 not in {none,matrix4}".
-std::wstring ValueSuggestion(const std::string& message) {
-  const std::size_t list = message.find(" not in {");
-  if (list == message.npos) return {};
-  const std::size_t word = message.rfind(' ', list - 1) + 1;
-  std::vector<std::wstring> values;
-  const std::size_t end = message.find('}', list);
-  for (std::size_t at = message.find('{', list) + 1; at < end;) {
-    const std::size_t comma = std::min(message.find(',', at), end);
-    values.push_back(ToWide(message.substr(at, comma - at)));
-    at = comma + 1;
+/// What the parser says, in the words of the help where it has others. A message that is not known
+/// stays as it is.
+std::wstring Reworded(const CLI::App* program, const CLI::ParseError& error) {
+  constexpr struct {
+    CLI::ExitCodes error;
+    std::string_view theirs;
+    std::string_view ours;
+  } kWords[] = {{CLI::ExitCodes::RequiredError, "A subcommand is required", "a command is missing"},
+                {CLI::ExitCodes::RequiresError, " requires ", " goes only with "},
+                {CLI::ExitCodes::ExcludesError, " excludes ", " does not go with "},
+                {CLI::ExitCodes::ConversionError, "Could not convert: ", "not a number: "}};
+  const auto code = static_cast<CLI::ExitCodes>(error.get_exit_code());
+  if (code == CLI::ExitCodes::ExtrasError) {
+    // The parser's message has them last one first.
+    return L"there is no place for " + ToWide(CLI::detail::join(program->remaining(true), " "));
   }
-  return Suggestion(message.substr(word, list - word), values);
-}
-
-/// What the parser says, in the words of the help where it has others.
-std::wstring Reworded(const std::string& message) {
-  constexpr std::pair<std::string_view, std::string_view> kWords[] = {
-      {"A subcommand is required", "a command is missing"},
-      {"The following argument was not expected: ", "there is no place for "},
-      {"The following arguments were not expected: ", "there is no place for "},
-      {"Could not convert: ", "not a number: "}};
-  for (const auto& [theirs, ours] : kWords) {
-    if (message.starts_with(theirs)) {
-      return ToWide(std::string(ours) + message.substr(theirs.size()));
-    }
+  std::string message = error.what();
+  for (const auto& [known, theirs, ours] : kWords) {
+    const std::size_t at = code == known ? message.find(theirs) : message.npos;
+    if (at != message.npos) message.replace(at, theirs.size(), ours);
   }
   return ToWide(message);
 }
 
 }  // namespace
 
+CLI::App* FindCommand(CLI::App* group, const std::string& name) {
+  const std::vector<CLI::App*> commands = group->get_subcommands(nullptr);
+  const auto found = std::ranges::find(commands, name, &CLI::App::get_name);
+  return found != commands.end() ? *found : nullptr;
+}
+
+std::wstring UnknownCommand(const CLI::App* group, const std::string& name) {
+  return L"there is no command " + ToWide(name) + Suggestion(name, CommandNames(group));
+}
+
 std::wstring DescribeMistake(CLI::App* program, const std::vector<std::string>& arguments,
                              const CLI::ParseError& error) {
   const Mistake mistake = FindMistake(program, arguments);
-  const bool isValue = error.get_name() == "ValidationError";
-  const std::string message = error.what();
+  const bool isValue = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ValidationError);
   const std::wstring text =
-      isValue || mistake.text.empty() ? Reworded(message) + ValueSuggestion(message) : mistake.text;
+      isValue || mistake.text.empty() ? Reworded(program, error) : mistake.text;
   return text + L" (" + mistake.command + L" --help says more)";
 }
 

@@ -43,7 +43,7 @@ std::string OutcomeAsJson(const std::string& command) {
 }  // namespace
 
 void SaveFile(const std::wstring& path, std::string bytes) {
-  if (!WriteFile(path, std::move(bytes))) Fail(kUnreadable, L"cannot write " + path);
+  if (!WriteFile(path, std::move(bytes))) Fail(kUnreadable, L"cannot write " + PathName(path));
   NoteFile(path);
 }
 

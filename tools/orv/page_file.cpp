@@ -18,7 +18,7 @@ namespace {
 std::wstring Explain(Status status, const std::wstring& path) {
   switch (status) {
     case FileNotFound:
-      return L"cannot read " + path;
+      return L"cannot read " + PathName(path);
     case UnknownImageFormat:
       return path + L" is no PNG image";
     case OutOfMemory:
@@ -131,12 +131,14 @@ void PageFiles::Add(Bitmap* page, const std::wstring& path) {
       Fail(kUsage, L"two results cannot go to one file: " + path);
     }
   }
-  if (!files_.emplace_back(path).Write(PngOf(page))) Fail(kUnreadable, L"cannot write " + path);
+  if (!files_.emplace_back(path).Write(PngOf(page))) {
+    Fail(kUnreadable, L"cannot write " + PathName(path));
+  }
 }
 
 void PageFiles::Finish() {
   for (OutputFile& file : files_) {
-    if (!file.Commit()) Fail(kUnreadable, L"cannot write " + file.path());
+    if (!file.Commit()) Fail(kUnreadable, L"cannot write " + PathName(file.path()));
   }
   files_.clear();
 }

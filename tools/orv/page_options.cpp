@@ -9,6 +9,7 @@
 #include "orv/text/utf8.h"
 #include "tools/orv/common_options.h"
 #include "tools/orv/exit_code.h"
+#include "tools/orv/option_values.h"
 
 namespace orv::tool {
 namespace {
@@ -36,7 +37,7 @@ void AddPageOptions(CLI::App* command, PageOptions* options, const char* input,
 CLI::Option* AddDpiOption(CLI::App* command, double* dpi) {
   return command
       ->add_option("--dpi", *dpi, "Dots per inch of the print head, for lengths, 1 to 100000")
-      ->check(CLI::Range(1.0, 100000.0))
+      ->check(InRange(1, 100000))
       ->default_str("those of the image, else 203");
 }
 
@@ -65,14 +66,14 @@ void AddDitherOptions(CLI::App* command, DitherOptions* options) {
   command
       ->add_option("--method", options->name,
                    "none, floyd-steinberg, sierra-lite, matrix4, matrix8 or matrix16")
-      ->check(CLI::IsMember(names).description("METHOD"))
+      ->check(OneOf(std::move(names), "METHOD"))
       ->capture_default_str();
   AddThresholdOption(command, &options->threshold);
 }
 
 void AddThresholdOption(CLI::App* command, int* threshold) {
   command->add_option("--threshold", *threshold, "Least grey value that becomes white, 0 to 255")
-      ->check(CLI::Range(0, 255))
+      ->check(InRange(0, 255))
       ->capture_default_str();
 }
 
@@ -128,7 +129,7 @@ void AddViewOptions(CLI::App* command, ViewOptions* view) {
           "with in or px behind a number")
       ->type_name("X,Y,WIDTH,HEIGHT");
   command->add_option("--zoom", view->zoom, "How many pixels a dot becomes on each side, 1 to 64")
-      ->check(CLI::Range(1, 64))
+      ->check(InRange(1, 64))
       ->type_name("N")
       ->capture_default_str();
 }

@@ -6,6 +6,7 @@
 #include "tools/orv/commands.h"
 #include "tools/orv/common_options.h"
 #include "tools/orv/input.h"
+#include "tools/orv/option_values.h"
 #include "tools/orv/outcome.h"
 #include "tools/orv/output.h"
 #include "tools/orv/reg_file.h"
@@ -208,7 +209,7 @@ void AddSetCommand(CLI::App* group) {
                    "Text; a number, decimal or with 0x; or bytes as hexadecimal digits")
       ->required();
   command->add_option("--type", options->type, "REG_SZ, REG_DWORD or REG_BINARY")
-      ->check(CLI::IsMember({"REG_SZ", "REG_DWORD", "REG_BINARY"}).description("TYPE"))
+      ->check(OneOf({"REG_SZ", "REG_DWORD", "REG_BINARY"}, "TYPE"))
       ->capture_default_str();
   command->footer(
       "Examples:\n"

@@ -11,6 +11,7 @@
 #include "tools/orv/config_text.h"
 #include "tools/orv/input.h"
 #include "tools/orv/log_day.h"
+#include "tools/orv/option_values.h"
 #include "tools/orv/outcome.h"
 #include "tools/orv/record_text.h"
 #include "tools/orv/report_sections.h"
@@ -48,7 +49,8 @@ ReportLog FindLog(const ReportOptions& options) {
   log.path = options.logFile ? ToWide(*options.logFile) : DayLogPath(options.date);
   std::string bytes;
   log.isThere = ReadLog(log.path, &bytes);
-  if (!log.isThere && options.logFile) Fail(kUnreadable, L"cannot read the log " + log.path);
+  if (!log.isThere && options.logFile)
+    Fail(kUnreadable, L"cannot read the log " + InputName(log.path));
   log.entries = ParseLog(DecodeUtf16(bytes));
   return log;
 }
@@ -205,6 +207,7 @@ void AddReportCommand(CLI::App* program) {
   command
       ->add_option("--paper-size", options->paperSize,
                    "The paper size that an application asks for; 257 is the first stock item")
+      ->check(InRange(1, INT16_MAX))
       ->default_str("the record's own size");
   AddConfigFolder(command, &options->configFolder);
   CLI::Option* log = AddInputFile(command, "--log", &options->logFile, "Show this log file");

@@ -8,6 +8,7 @@
 #include "tools/orv/commands.h"
 #include "tools/orv/common_options.h"
 #include "tools/orv/input.h"
+#include "tools/orv/option_values.h"
 #include "tools/orv/outcome.h"
 #include "tools/orv/output.h"
 #include "tools/orv/xml_faults.h"
@@ -337,7 +338,7 @@ void AddFormatCommand(CLI::App* group) {
   CLI::App* command = group->add_subcommand("format", "Lay out a file with a line an element");
   AddInputFile(command, "FILE", &options->file, "A well-formed XML file")->required();
   command->add_option("--indent", options->indent, "Blanks a level, 0 to 16")
-      ->check(CLI::Range(0u, 16u))
+      ->check(InRange(0, 16))
       ->capture_default_str();
   command->add_flag("--in-place", options->inPlace, "Replace the file instead of printing it");
   command->footer(
