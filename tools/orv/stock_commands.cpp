@@ -105,11 +105,19 @@ DWORD LengthOf(const wchar_t* option, double millimetres) {
   return static_cast<DWORD>(thousandths);
 }
 
-/// Whether a value is a length, as the field of the record is that it sets.
-bool HoldsLength(const StockValue& value) {
-  return std::ranges::any_of(RecordFields(), [&](const RecordField& field) {
-    return int{field.offset} == value.recordOffset && IsLength(field);
-  });
+/// The field of the record that a value sets; null for none.
+const RecordField* FieldOf(const StockValue& value) {
+  const auto field = std::ranges::find(RecordFields(), value.recordOffset,
+                                       [](const RecordField& known) { return int{known.offset}; });
+  return field != RecordFields().end() ? &*field : nullptr;
+}
+
+/// A value as the number that the record takes it for.
+std::int64_t NumberOf(const StockItem& item, const StockValue& value) {
+  const DWORD bits = item.*value.field;
+  const RecordField* const field = FieldOf(value);
+  const bool isSigned = field != nullptr && field->kind == FieldKind::kSigned;
+  return isSigned ? std::int64_t{static_cast<std::int32_t>(bits)} : std::int64_t{bits};
 }
 
 void SetValues(StockItem* item, const StockOptions& options) {
@@ -129,7 +137,7 @@ void SetValues(StockItem* item, const StockOptions& options) {
     std::wstring number = text.substr(sign + 1);
     const bool hasUnit = number.ends_with(L"mm") || number.ends_with(L"in");
     if (const auto length = ParseMillimetres(WideToUtf8(number));
-        length && hasUnit && HoldsLength(*value)) {
+        length && hasUnit && FieldOf(*value) != nullptr && IsLength(*FieldOf(*value))) {
       number = std::to_wstring(std::llround(*length * 1000));
     }
     const bool isNegative = number.starts_with(L'-');
@@ -204,7 +212,7 @@ void AddListCommand(CLI::App* group) {
       json.Member("DisplayName", item.DisplayName);
       for (const StockValue& value : StockValues()) {
         const std::wstring_view name = value.name;
-        json.Member(std::string(name.begin(), name.end()), std::uint32_t{item.*value.field});
+        json.Member(std::string(name.begin(), name.end()), NumberOf(item, value));
       }
       json.EndObject();
       ++paperSize;
@@ -360,7 +368,7 @@ void AddImportCommand(CLI::App* group) {
       Fail(kUnreadable, L"cannot store the items: " + DescribeError(error));
     }
     NoteResult("items", static_cast<std::int64_t>(items.size()),
-               Format(L"%zu stock items", items.size()));
+               Format(L"%zu stock item%ls", items.size(), items.size() == 1 ? L"" : L"s"));
   });
 }
 
