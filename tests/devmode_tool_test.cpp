@@ -100,11 +100,13 @@ TEST_F(DevmodeTool, SaysWhyAMergeIsRefused) {
   expect("2", 1, "its version is 0");
   bytes[8] = 16;
   expect("2", 0, "");
-  expect("1.5", 2, "");
-  ExpectRuns({{{"devmode", "merge", name_, "-o", File("m.dev"), "--config-dir", Configs(),
-                "--width", "4000"},
-               2,
-               _}});
+  expect("1.5", 2, "--copies takes whole numbers");
+  expect("-1", 2, "-1 is not in the range 1 to 32767");
+  for (const char* width : {"4000", "-1"}) {
+    ExpectRuns({{{"devmode", "explain", name_, "--width", width, "--config-dir", Configs()},
+                 2,
+                 HasSubstr("takes a length from 0 to 3276.7 mm")}});
+  }
 }
 
 TEST_F(DevmodeTool, MergesChecksAndExplains) {
@@ -130,7 +132,7 @@ TEST_F(DevmodeTool, MergesChecksAndExplains) {
               {{"devmode", "diff", File("bad.txt"), File("m.dev")},
                1,
                AllOf(HasSubstr("\nUnprintableRight "), HasSubstr("\nDarkness "),
-                     HasSubstr("\nPaperWidth "), HasSubstr("\nPaperHeight "))},
+                     HasSubstr(" 50.5 mm\n"), HasSubstr("\nPaperHeight "))},
               {{"stock", "add", "Shelf", "--printer", name_, "--width", "44", "--length", "33",
                 "--set", "Darkness=15", "--set", "lengthscaling=-2"},
                0,
@@ -144,7 +146,7 @@ TEST_F(DevmodeTool, MergesChecksAndExplains) {
   for (const char* row :
        {"Darkness 11 10 15 -10, -5 ... 20 15 stock item of the paper size",
         "LengthScaling 0 0 -2 -5 to 5 -2 stock item of the paper size",
-        "PaperWidth 60000 60000 44000 10000 to 100000 44000 stock item of the paper size",
+        "PaperWidth 60 mm 60 mm 44 mm 10 mm to 100 mm 44 mm stock item of the paper size",
         "GrayTolerance 128 128 0 to 255 128 carried, allowed"}) {
     EXPECT_THAT(rows, HasSubstr("\n" + std::string(row) + "\n"));
   }
@@ -172,12 +174,12 @@ TEST_F(DevmodeTool, StockItemsGoOutAndIn) {
         _},
        {{"stock", "list", "-p", name_, "--json"},
         0,
-        AllOf(HasSubstr("\"GapDistance\": 2540,"), HasSubstr("\"OffsetX\": 4294965296,"))},
+        AllOf(HasSubstr("\"GapDistance\": 2540,"), HasSubstr("\"OffsetX\": -2000,"))},
        {{"stock", "edit", "Shlef", "-p", name_}, 1, HasSubstr("mean Shelf?")},
        {{"stock", "edit", "None", "-p", name_, "--length", "5"}, 1, _},
        {{"stock", "edit", "Shelf", "-p", name_, "--length", "5", "--name", "Bin"}, 0, _},
        {{"stock", "export", "-p", name_, "-o", File("s.reg")}, 0, _},
-       {{"stock", "import", File("s.reg"), "--common"}, 0, "1 stock items\n"},
+       {{"stock", "import", File("s.reg"), "--common"}, 0, "1 stock item\n"},
        {{"stock", "import", File("d.reg"), "-p", name_}, 0, "0 stock items\n"},
        {{"stock", "remove", guid, "-p", name_}, 0, _},
        // The common one has taken its place.
@@ -198,6 +200,9 @@ TEST_F(DevmodeTool, ShowsLengthsInInchesWhenAskedTo) {
          File("a.dev"), "--inch"},
         0,
         HasSubstr("width        2 in\n")},
+       {{"devmode", "explain", name_, "--config-dir", Configs(), "--in", File("a.dev"), "--inch"},
+        0,
+        HasSubstr(" 0.3937 in to 3.93701 in ")},
        {{"devmode", "show", File("a.dev"), "--inch"}, 0, HasSubstr("  1/1000 mm: 2 in  ")},
        {{"config", "show", model, "--inch"},
         0,

@@ -13,6 +13,7 @@
 #include "tools/orv/input.h"
 #include "tools/orv/lengths.h"
 #include "tools/orv/library_use.h"
+#include "tools/orv/option_values.h"
 #include "tools/orv/output.h"
 #include "tools/orv/record_merge.h"
 #include "tools/orv/record_rules.h"
@@ -22,29 +23,32 @@ namespace orv::tool {
 namespace {
 
 /// A field of the public record as an option. Lengths are given in millimetres and stored in
-/// tenths.
+/// tenths, which the bounds count too.
 struct PublicOption {
   const char* name;
   const char* description;
   std::size_t offset;
-  bool isLength;
+  SHORT least = 1;
+  SHORT most = INT16_MAX;
+  bool isLength = false;
 };
 
 constexpr PublicOption kPublicOptions[] = {
     {"--paper-size", "The paper size's number; 257 is the first stock item",
-     offsetof(DEVMODEW, dmPaperSize), false},
+     offsetof(DEVMODEW, dmPaperSize)},
     {"--width", "The paper's width in mm, or with in behind it", offsetof(DEVMODEW, dmPaperWidth),
-     true},
+     0, INT16_MAX, true},
     {"--length", "The paper's length in mm, or with in behind it",
-     offsetof(DEVMODEW, dmPaperLength), true},
-    {"--copies", "The number of copies", offsetof(DEVMODEW, dmCopies), false},
-    {"--orientation", "1 portrait, 2 landscape", offsetof(DEVMODEW, dmOrientation), false},
-    {"--scale", "The scale in percent", offsetof(DEVMODEW, dmScale), false},
-    {"--default-source", "The paper source", offsetof(DEVMODEW, dmDefaultSource), false},
-    {"--print-quality", "The print quality", offsetof(DEVMODEW, dmPrintQuality), false},
-    {"--color", "1 monochrome, 2 colour", offsetof(DEVMODEW, dmColor), false},
-    {"--duplex", "1 simplex, 2 or 3 duplex", offsetof(DEVMODEW, dmDuplex), false},
-    {"--collate", "1 collates copies", offsetof(DEVMODEW, dmCollate), false},
+     offsetof(DEVMODEW, dmPaperLength), 0, INT16_MAX, true},
+    {"--copies", "The number of copies", offsetof(DEVMODEW, dmCopies)},
+    {"--orientation", "1 portrait, 2 landscape", offsetof(DEVMODEW, dmOrientation), 1, 2},
+    {"--scale", "The scale in percent", offsetof(DEVMODEW, dmScale)},
+    {"--default-source", "The paper source", offsetof(DEVMODEW, dmDefaultSource)},
+    {"--print-quality", "Dots per inch, or -1 (draft) to -4 (high)",
+     offsetof(DEVMODEW, dmPrintQuality), -4},
+    {"--colour,--color", "1 monochrome, 2 colour", offsetof(DEVMODEW, dmColor), 1, 2},
+    {"--duplex", "1 simplex, 2 or 3 duplex", offsetof(DEVMODEW, dmDuplex), 1, 3},
+    {"--collate", "1 collates copies", offsetof(DEVMODEW, dmCollate), 0, 1},
 };
 
 /// What a merge is asked for.
@@ -66,7 +70,9 @@ void AddMergeOptions(CLI::App* command, MergeOptions* options) {
   for (std::size_t i = 0; i < std::size(kPublicOptions); ++i) {
     CLI::Option* const option = command->add_option(kPublicOptions[i].name, options->values[i],
                                                     kPublicOptions[i].description);
-    if (kPublicOptions[i].isLength) option->transform(ToMillimetres());
+    const PublicOption& known = kPublicOptions[i];
+    known.isLength ? option->transform(ToMillimetres())
+                   : option->check(InRange(known.least, known.most));
   }
   command->add_option("--form", options->form, "The form's name")->type_name("NAME");
   AddConfigFolder(command, &options->configFolder);
@@ -76,15 +82,19 @@ void AddMergeOptions(CLI::App* command, MergeOptions* options) {
 /// The application's public record: the incoming record's size unless the options say otherwise.
 DEVMODEW PublicRecord(const MergeOptions& options, const tagOEMDEV& record) {
   constexpr double kTenthsPerMillimetre = 10;
+  constexpr int kThousandthsPerTenth = 100;
   DEVMODEW result = PublicRecordOf(record);
   for (std::size_t i = 0; i < std::size(kPublicOptions); ++i) {
     const PublicOption& option = kPublicOptions[i];
     if (!options.values[i].has_value()) continue;
     const double exact = *options.values[i] * (option.isLength ? kTenthsPerMillimetre : 1);
     const double value = std::round(exact);
-    if (!(value >= INT16_MIN && value <= INT16_MAX) || (!option.isLength && value != exact)) {
-      Fail(kUsage, Widen(option.name) + L": the public record cannot hold this value");
+    if (option.isLength && !(value >= option.least && value <= option.most)) {
+      Fail(kUsage, Widen(option.name) + L" takes a length from 0 to " +
+                       LengthText(option.most * kThousandthsPerTenth));
     }
+    if (!option.isLength && value != exact)
+      Fail(kUsage, Widen(option.name) + L" takes whole numbers");
     const auto number = static_cast<SHORT>(value);
     std::memcpy(reinterpret_cast<char*>(&result) + option.offset, &number, sizeof(number));
   }
@@ -202,11 +212,14 @@ void ForUnnamedBytes(const tagOEMDEV& record,
 
 /// A word of the older layout, or a command string of it, as a field.
 RecordField FieldOf(const OlderWord& word) {
+  // What the word stands for tells the sign, but not the unit.
+  const RecordField* const setting = FindField(Widen(word.setting));
   RecordField field{};
   field.name = word.setting;
+  field.unit = "";
   field.offset = static_cast<std::uint16_t>(word.offset);
   field.width = static_cast<std::uint16_t>(word.width);
-  field.kind = word.width > sizeof(std::uint32_t) ? FieldKind::kText : FieldKind::kUnsigned;
+  field.kind = setting != nullptr ? setting->kind : FieldKind::kUnsigned;
   return field;
 }
 
@@ -240,10 +253,12 @@ void ShowAsTable(const tagOEMDEV& record) {
   for (const RecordField& field : RecordFields()) {
     // The older layout follows word by word.
     const bool isOlder = field.offset == offsetof(tagOEMDEV, EpLayout);
-    table.Add({std::to_wstring(field.offset), Widen(field.name),
-               isOlder ? L"(below)" : Short(FieldText(record, field), kWidest),
-               Widen(field.unit) + (IsLength(field) ? L": " + FieldLength(record, field) : L""),
-               Widen(field.meaning)});
+    table.Add(
+        {std::to_wstring(field.offset), Widen(field.name),
+         isOlder ? L"(below)" : Short(FieldText(record, field), kWidest),
+         Widen(field.unit) +
+             (IsLength(field) ? L": " + FieldText(record, field, LengthForm::kReadable) : L""),
+         Widen(field.meaning)});
   }
   Print(table.TakeText());
   Table older({L"OFFSET", L"OLDER LAYOUT", L"VALUE"});
@@ -285,6 +300,9 @@ void AddConversion(CLI::App* group, const char* name, const char* description, b
   });
 }
 
+/// How a command writes lengths.
+LengthForm FormFor(bool asJson) { return asJson ? LengthForm::kStored : LengthForm::kReadable; }
+
 /// One place where two records differ.
 struct Difference {
   std::wstring name;
@@ -292,11 +310,12 @@ struct Difference {
   std::wstring b;
 };
 
-std::vector<Difference> Compare(const tagOEMDEV& a, const tagOEMDEV& b) {
+std::vector<Difference> Compare(const tagOEMDEV& a, const tagOEMDEV& b, LengthForm form) {
   std::vector<Difference> differences;
   const auto compare = [&](const RecordField& field) {
     if (RecordBytes(a, field.offset, field.width) != RecordBytes(b, field.offset, field.width)) {
-      differences.push_back({Widen(field.name), FieldText(a, field), FieldText(b, field)});
+      differences.push_back(
+          {Widen(field.name), FieldText(a, field, form), FieldText(b, field, form)});
     }
   };
   for (const RecordField& field : RecordFields()) {
@@ -335,6 +354,7 @@ void AddDiffCommand(CLI::App* group) {
   CLI::App* command = group->add_subcommand("diff", "Show where two records differ");
   AddInputFile(command, "A", &options->a, "A record")->required();
   AddInputFile(command, "B", &options->b, "Another record")->required();
+  AddInchFlag(command);
   AddJsonFlag(command, &options->asJson);
   command->footer(
       "Exits with 1 when they differ.\n"
@@ -342,8 +362,8 @@ void AddDiffCommand(CLI::App* group) {
       "  orv devmode diff a.dev b.dev\n"
       "  orv devmode default \"Label 1\" -o - | orv devmode diff - a.dev --json");
   command->callback([options] {
-    const std::vector<Difference> differences =
-        Compare(ReadRecord(ToWide(options->a)), ReadRecord(ToWide(options->b)));
+    const std::vector<Difference> differences = Compare(
+        ReadRecord(ToWide(options->a)), ReadRecord(ToWide(options->b)), FormFor(options->asJson));
     JsonWriter json;
     Table table({L"FIELD", L"A", L"B"});
     json.BeginArray();
@@ -373,7 +393,8 @@ struct CheckFinding {
   std::wstring reason;
 };
 
-std::vector<CheckFinding> CheckRecord(const Config& config, const tagOEMDEV& record) {
+std::vector<CheckFinding> CheckRecord(const Config& config, const tagOEMDEV& record,
+                                      LengthForm form) {
   std::vector<CheckFinding> findings;
   const tagOEMDEV current = [] {
     tagOEMDEV header{};
@@ -400,8 +421,8 @@ std::vector<CheckFinding> CheckRecord(const Config& config, const tagOEMDEV& rec
       SetFieldBits(&before, field, correction.before);
       SetFieldBits(&after, field, correction.after);
     }
-    findings.push_back({Widen(field.name), FieldText(before, field), FieldText(after, field),
-                        ReasonText(config, correction)});
+    findings.push_back({Widen(field.name), FieldText(before, field, form),
+                        FieldText(after, field, form), ReasonText(config, correction, form)});
   }
   return findings;
 }
@@ -425,6 +446,7 @@ void AddCheckCommand(CLI::App* group) {
       AddInputFile(command, "--config", &options->config, "Check against this configuration file");
   printerOption->excludes(configOption);
   AddConfigFolder(command, &options->configFolder);
+  AddInchFlag(command);
   AddJsonFlag(command, &options->asJson);
   command->footer(
       "Changes nothing; exits with 1 when something would be corrected.\n"
@@ -452,7 +474,8 @@ void AddCheckCommand(CLI::App* group) {
       Defaults(&library, printer, name);
       CConfigParser::Load(printer.get(), &config, library.cache(), library.client());
     }
-    const std::vector<CheckFinding> findings = CheckRecord(*config, record);
+    const std::vector<CheckFinding> findings =
+        CheckRecord(*config, record, FormFor(options->asJson));
     JsonWriter json;
     Table table({L"FIELD", L"VALUE", L"WOULD BE", L"WHY"});
     json.BeginArray();
@@ -480,6 +503,7 @@ void AddExplainCommand(CLI::App* group) {
   CLI::App* command = group->add_subcommand(
       "explain", "Show for every field of a merge what goes in, what is allowed and what decides");
   AddMergeOptions(command, options.get());
+  AddInchFlag(command);
   command->footer(
       "Writes nothing.\nExamples:\n  orv devmode explain \"Label 1\" --in label1.dev --paper-size "
       "257\n"
@@ -489,6 +513,7 @@ void AddExplainCommand(CLI::App* group) {
     const OpenPrinter printer(ToWide(options->printer));
     const Merged merged = Merge(&library, printer, *options);
     const Config& config = *merged.config;
+    const LengthForm form = FormFor(options->asJson);
     JsonWriter json;
     Table table(
         {L"FIELD", L"INCOMING", L"DEFAULT", L"STOCK", L"ALLOWED", L"RESULT", L"DECIDED BY"});
@@ -496,12 +521,12 @@ void AddExplainCommand(CLI::App* group) {
     for (const RecordField& field : RecordFields()) {
       if (field.offset == offsetof(tagOEMDEV, EpLayout)) continue;
       const bool isApplied = IsApplied(merged.choice, field);
-      const std::wstring allowed = AllowedText(config, field);
-      const std::wstring decision = DecisionText(merged, field);
-      table.Add({Widen(field.name), Short(FieldText(merged.in, field)),
-                 field.hasDefault ? Short(FieldText(merged.defaults, field)) : L"untouched",
-                 isApplied ? FieldText(merged.applied, field) : L"", allowed,
-                 Short(FieldText(merged.out, field)), decision});
+      const std::wstring allowed = AllowedText(config, field, form);
+      const std::wstring decision = DecisionText(merged, field, form);
+      table.Add({Widen(field.name), Short(FieldText(merged.in, field, form)),
+                 field.hasDefault ? Short(FieldText(merged.defaults, field, form)) : L"untouched",
+                 isApplied ? FieldText(merged.applied, field, form) : L"", allowed,
+                 Short(FieldText(merged.out, field, form)), decision});
       const auto member = [&](std::string_view name, bool isThere, const tagOEMDEV& record) {
         if (isThere) return FieldMember(&json, name, record, field);
         json.Key(name);

@@ -7,7 +7,6 @@
 #include "orv/devmode/devmode.h"
 #include "orv/text/format.h"
 #include "tools/orv/record_rules.h"
-#include "tools/orv/record_text.h"
 
 namespace orv::tool {
 namespace {
@@ -125,12 +124,12 @@ bool IsApplied(const StockChoice& choice, const RecordField& field) {
              StockValues().end();
 }
 
-std::wstring DecisionText(const Merged& merged, const RecordField& field) {
+std::wstring DecisionText(const Merged& merged, const RecordField& field, LengthForm form) {
   const Config& config = *merged.config;
   std::wstring text;
   for (const Correction& correction : merged.corrections) {
     if (correction.check->field != &field) continue;
-    text += (text.empty() ? L"" : L"; then ") + ReasonText(config, correction);
+    text += (text.empty() ? L"" : L"; then ") + ReasonText(config, correction, form);
   }
   if (!text.empty()) return text;
   if (IsApplied(merged.choice, field)) return ChoiceText(merged.choice.reason);

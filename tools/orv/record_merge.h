@@ -7,6 +7,7 @@
 #include "orv/devmode/record_fields.h"
 #include "orv/devmode/stock_items.h"
 #include "tools/orv/library_use.h"
+#include "tools/orv/record_text.h"
 
 /// A record's way through a merge step by step, and what decided each of its fields.
 
@@ -41,6 +42,6 @@ bool MergeRecord(LibraryUse* library, const OpenPrinter& printer, const std::wst
 bool IsApplied(const StockChoice& choice, const RecordField& field);
 
 /// Which rule decided what a field holds after a merge.
-std::wstring DecisionText(const Merged& merged, const RecordField& field);
+std::wstring DecisionText(const Merged& merged, const RecordField& field, LengthForm form);
 
 }  // namespace orv::tool

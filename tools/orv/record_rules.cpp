@@ -2,12 +2,11 @@
 
 #include "orv/text/format.h"
 #include "orv/text/utf8.h"
-#include "tools/orv/record_text.h"
 
 namespace orv::tool {
 namespace {
 
-std::wstring NumberText(const RuleNumber& number, FieldKind kind = FieldKind::kSigned) {
+std::wstring RuleNumberText(const RuleNumber& number, FieldKind kind = FieldKind::kSigned) {
   if (number.text != nullptr) return Widen(number.text);
   return kind == FieldKind::kUnsigned ? std::to_wstring(static_cast<std::uint32_t>(number.constant))
                                       : std::to_wstring(number.constant);
@@ -76,39 +75,40 @@ std::wstring RuleText(const RecordField& field) {
     case FieldRule::kTerminated:
       return kTerminated;
     case FieldRule::kRange:
-      text = RangeText(NumberText(rule.min), NumberText(rule.max));
+      text = RangeText(RuleNumberText(rule.min), RuleNumberText(rule.max));
       break;
     case FieldRule::kList:
       text = ListText(rule.list);
       break;
   }
-  if (rule.offered.text != nullptr) text += L", when " + NumberText(rule.offered);
+  if (rule.offered.text != nullptr) text += L", when " + RuleNumberText(rule.offered);
   return text;
 }
 
 std::wstring DefaultText(const RecordField& field) {
   if (!field.hasDefault) return L"untouched";
-  return NumberText(field.byDefault, field.kind);
+  return RuleNumberText(field.byDefault, field.kind);
 }
 
 std::wstring FallbackText(const RecordField& field) {
   const bool hasFallback =
       field.rule.kind == FieldRule::kRange || field.rule.kind == FieldRule::kList;
-  return hasFallback ? NumberText(field.rule.fallback) : L"";
+  return hasFallback ? RuleNumberText(field.rule.fallback) : L"";
 }
 
-std::wstring AllowedText(const Config& config, const RecordField& field) {
+std::wstring AllowedText(const Config& config, const RecordField& field, LengthForm form) {
   const FieldRule& rule = field.rule;
   if (rule.kind == FieldRule::kAny) return L"anything";
   if (rule.kind == FieldRule::kTerminated) return kTerminated;
   if (rule.offered.In(config) == 0) return L"anything (not offered)";
   if (rule.kind == FieldRule::kRange) {
-    return RangeText(std::to_wstring(rule.min.In(config)), std::to_wstring(rule.max.In(config)));
+    return RangeText(NumberText(field, rule.min.In(config), form),
+                     NumberText(field, rule.max.In(config), form));
   }
   return ListedText(AllowedValues(config, rule.list));
 }
 
-std::wstring ReasonText(const Config& config, const Correction& correction) {
+std::wstring ReasonText(const Config& config, const Correction& correction, LengthForm form) {
   const RecordCheck& check = *correction.check;
   const RecordField& field = *check.field;
   if (check.opposite != nullptr) {
@@ -120,11 +120,11 @@ std::wstring ReasonText(const Config& config, const Correction& correction) {
     return text;
   }
   if (field.rule.kind == FieldRule::kTerminated) return L"no NUL within its bytes";
-  std::wstring text = L"must be " + AllowedText(config, field);
+  std::wstring text = L"must be " + AllowedText(config, field, form);
   if (field.rule.kind == FieldRule::kList) {
     text = AllowedValues(config, field.rule.list).empty()
                ? L"the printer's list is empty"
-               : L"must be one of " + AllowedText(config, field);
+               : L"must be one of " + AllowedText(config, field, form);
   }
   text += L"; falls back to " + FallbackText(field);
   if (std::string_view(check.name) != field.name) {

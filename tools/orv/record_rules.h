@@ -4,6 +4,7 @@
 
 #include "orv/config/config.h"
 #include "orv/devmode/record_fields.h"
+#include "tools/orv/record_text.h"
 
 /// The rules of the private record in words.
 
@@ -16,11 +17,11 @@ std::wstring DefaultText(const RecordField& field);
 /// The fallback, as the table states it; empty for fields without a rule.
 std::wstring FallbackText(const RecordField& field);
 
-/// What a printer allows for a field: "10000 to 60000".
-std::wstring AllowedText(const Config& config, const RecordField& field);
+/// What a printer allows for a field: "10000 to 60000", or "10 mm to 60 mm".
+std::wstring AllowedText(const Config& config, const RecordField& field, LengthForm form);
 
 /// Why a correction was made.
-std::wstring ReasonText(const Config& config, const Correction& correction);
+std::wstring ReasonText(const Config& config, const Correction& correction, LengthForm form);
 
 /// The whole format as a Markdown document.
 std::string FormatDocument();

@@ -122,7 +122,11 @@ std::wstring HexText(std::string_view bytes) {
   return text;
 }
 
-std::wstring FieldText(const tagOEMDEV& record, const RecordField& field) {
+std::wstring FieldText(const tagOEMDEV& record, const RecordField& field, LengthForm form) {
+  if (form == LengthForm::kReadable && IsLength(field)) {
+    // Lengths below 0 come from files into unsigned fields too.
+    return NumberText(field, static_cast<std::int32_t>(FieldBits(record, field)), form);
+  }
   const std::string_view bytes = RecordBytes(record, field.offset, field.width);
   switch (field.kind) {
     case FieldKind::kUnsigned:
@@ -195,9 +199,9 @@ void FieldMember(JsonWriter* json, std::string_view name, const tagOEMDEV& recor
 
 bool IsLength(const RecordField& field) { return std::string_view(field.unit) == "1/1000 mm"; }
 
-std::wstring FieldLength(const tagOEMDEV& record, const RecordField& field) {
-  // Lengths below 0 come from files into unsigned fields too.
-  return LengthText(static_cast<std::int32_t>(FieldBits(record, field)));
+std::wstring NumberText(const RecordField& field, std::int64_t number, LengthForm form) {
+  return form == LengthForm::kReadable && IsLength(field) ? LengthText(number)
+                                                          : std::to_wstring(number);
 }
 
 const RecordField* FindField(std::wstring_view name) {

@@ -14,9 +14,13 @@ namespace orv::tool {
 /// A narrow constant of the library's tables as wide text.
 std::wstring Widen(std::string_view text);
 
+/// How lengths are written: as the record counts them, or with a unit as people read them.
+enum class LengthForm { kStored, kReadable };
+
 /// A field's value: a number; a text in quotes with escapes, its trailing NULs left out; a GUID; or
 /// bytes as hexadecimal digits, their trailing zeros left out. Nothing is lost.
-std::wstring FieldText(const tagOEMDEV& record, const RecordField& field);
+std::wstring FieldText(const tagOEMDEV& record, const RecordField& field,
+                       LengthForm form = LengthForm::kStored);
 /// Takes what `FieldText` gives; false when the text does not fit the field.
 bool SetFieldText(tagOEMDEV* record, const RecordField& field, std::wstring_view text);
 /// The value as a member of a JSON object.
@@ -25,8 +29,8 @@ void FieldMember(JsonWriter* json, std::string_view name, const tagOEMDEV& recor
 
 /// Whether a field holds a length, in thousandths of a millimetre.
 bool IsLength(const RecordField& field);
-/// Such a length as people read it.
-std::wstring FieldLength(const tagOEMDEV& record, const RecordField& field);
+/// A number of a field as text; a length in one of the forms.
+std::wstring NumberText(const RecordField& field, std::int64_t number, LengthForm form);
 
 /// The field of a name, letter case apart; null when there is none.
 const RecordField* FindField(std::wstring_view name);

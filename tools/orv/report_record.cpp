@@ -39,9 +39,11 @@ std::wstring CaptionOf(Group group, const Merged& merged) {
   }
 }
 
-/// What people read a number as: a length, or only its unit.
-std::wstring UnitNote(const tagOEMDEV& record, const RecordField& field) {
-  return IsLength(field) ? FieldLength(record, field) : Widen(field.unit);
+constexpr LengthForm kForm = LengthForm::kReadable;
+
+/// The unit of a number that does not have it in its text.
+std::wstring UnitNote(const RecordField& field) {
+  return IsLength(field) ? L"" : Widen(field.unit);
 }
 
 HtmlCell NameCell(const RecordField& field) { return {Widen(field.name), Widen(field.meaning)}; }
@@ -60,19 +62,19 @@ void WriteMerged(const Merged& merged, HtmlWriter* html) {
         {L"Field", L"Value", L"Default", L"Allowed", L"Decided by"});
     for (const RecordField* const at : groups[group]) {
       const RecordField& field = *at;
-      const std::wstring given = FieldText(merged.in, field);
-      HtmlCell value = {FieldText(merged.out, field), UnitNote(merged.out, field)};
+      const std::wstring given = FieldText(merged.in, field, kForm);
+      HtmlCell value = {FieldText(merged.out, field, kForm), UnitNote(field)};
       if (value.text != given) value.note += (value.note.empty() ? L"" : L"; ") + (L"was " + given);
       HtmlCell byDefault = {L"untouched"};
       if (field.hasDefault) {
-        byDefault = {FieldText(merged.defaults, field),
+        byDefault = {FieldText(merged.defaults, field, kForm),
                      field.byDefault.text != nullptr ? DefaultText(field) : L"fixed"};
       }
       table.Row({NameCell(field),
                  value,
                  byDefault,
-                 {AllowedText(*merged.config, field)},
-                 {DecisionText(merged, field)}},
+                 {AllowedText(*merged.config, field, kForm)},
+                 {DecisionText(merged, field, kForm)}},
                 group == kCorrected ? L"bad" : L"");
     }
   }
@@ -82,7 +84,7 @@ void WriteGiven(const tagOEMDEV& record, HtmlWriter* html) {
   HtmlTable table(html, L"As it was given", {L"Field", L"Value"});
   for (const RecordField& field : RecordFields()) {
     if (field.offset == offsetof(tagOEMDEV, EpLayout)) continue;
-    table.Row({NameCell(field), {FieldText(record, field), UnitNote(record, field)}});
+    table.Row({NameCell(field), {FieldText(record, field, kForm), UnitNote(field)}});
   }
 }
 
@@ -96,12 +98,20 @@ std::wstring ReportRecord::Summary() const {
 
 void WriteRecordSection(const ReportRecord& record, HtmlWriter* html) {
   if (record.merged) {
+    const int paperSize = record.merged->publicIn.dmPaperSize;
+    const bool isUnknown = paperSize >= kFirstStockPaperSize &&
+                           record.merged->choice.reason != StockChoice::kPaperSize;
     html->Element(
         "p", L"What " +
                  (record.given ? record.path + L" becomes" : L"the printer's defaults become") +
                  Format(L" when a document of the public paper size %d is printed; an "
                         L"application may ask for another size.",
-                        int{record.merged->publicIn.dmPaperSize}));
+                        paperSize));
+    if (isUnknown) {
+      html->Element(
+          "p", Format(L"The paper size %d is not known: no stock item has this number.", paperSize),
+          {{"class", L"bad"}});
+    }
     WriteMerged(*record.merged, html);
   } else if (record.given) {
     html->Element("p", L"Nothing explains the values: " + record.problem, {{"class", L"bad"}});
