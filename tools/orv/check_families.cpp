@@ -62,6 +62,9 @@ void Checker::CheckFamilies() {
                    L" is " + kind,
                L"the kind of the identifier",
                std::wstring(kind) + L", or the identifier " + std::to_wstring(meant));
+      } else if (meant < 0 && !text.type.empty()) {
+        Report(L"unknown-family-type", text.typeOffset,
+               L"the type " + text.type + L" is the name of no family", FamilyList(), kind);
       }
       if (!seen.insert(kind).second) {
         Report(L"duplicate-family", offset, L"the family stands here twice: its options are joined",

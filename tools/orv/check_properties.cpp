@@ -112,13 +112,21 @@ void CheckInteger(const FoundProperty& property, Findings* findings) {
       return;
   }
   const ConfigKey* const key = FindConfigKey(property.name);
-  if (key == nullptr || !key->isPositive) return;
+  if (key == nullptr) return;
   const std::int32_t value = ToInt(property.value);
-  if (value <= 0) {
+  const auto [least, most] = key->bounds;
+  const bool isScaled = key->unit == Unit::kLength || key->unit == Unit::kSpeed;
+  if (value < least) {
+    const std::wstring meant = value < 0 ? std::to_wstring(-std::int64_t{value}) : key->sample;
     findings->Report(L"not-positive", property.valueOffset,
-                     Quoted(property.name) + L" is " + number, L"a number above 0",
-                     UnitText(key->unit));
-  } else if (value < 1000 && key->unit != Unit::kDpi) {
+                     Quoted(property.name) + L" is " + number,
+                     least > 0 ? L"a number above 0" : L"0 or more",
+                     key->unit == Unit::kNone ? meant : UnitText(key->unit));
+  } else if (value > most) {
+    findings->Report(L"resolution-scale", property.valueOffset,
+                     Quoted(property.name) + L" is " + NumberWithUnit(property.name, value),
+                     L"at most " + std::to_wstring(most), UnitText(key->unit));
+  } else if (value < 1000 && least > 0 && isScaled) {
     findings->Report(L"unit-scale", property.valueOffset,
                      Quoted(property.name) + L" is " + NumberAndUnit(property.name, value),
                      std::wstring(UnitText(key->unit)) + L", 1000 at least", number + L"000");
@@ -226,10 +234,8 @@ void CheckGroup(const Limit& low, const Limit& high, const Limit& step, const Li
     return;
   }
   const bool hasStep = step && step.value > 0;
-  if (step && low.value != high.value && (!hasStep || (high.value - low.value) % step.value != 0)) {
-    const StepFault fault = hasStep ? FaultOf(low, high, step)
-                                    : StepFault{step.Name() + L" is " + std::to_wstring(step.value),
-                                                L"a number above 0", L"1"};
+  if (hasStep && (high.value - low.value) % step.value != 0) {
+    const StepFault fault = FaultOf(low, high, step);
     findings->Report(L"range-step", step.property->valueOffset, fault.text, fault.allowed,
                      fault.proposal);
   }
@@ -337,9 +343,14 @@ void CheckGroups(std::span<const PropertyRule> rules, const FoundProperties& pro
     const std::wstring stem(rule.key.substr(0, rule.key.size() - kMin.size()));
     const Limit low(properties, stem + L"Min");
     const Limit high(properties, stem + L"Max");
+    const Limit step(properties, stem + L"Step");
+    if (step && step.value <= 0) {
+      findings->Report(L"range-step", step.property->valueOffset,
+                       step.Name() + L" is " + std::to_wstring(step.value), L"a number above 0",
+                       L"1");
+    }
     if (!low || !high) continue;
-    CheckGroup(low, high, Limit(properties, stem + L"Step"), Limit(properties, stem + L"Default"),
-               findings);
+    CheckGroup(low, high, step, Limit(properties, stem + L"Default"), findings);
   }
 }
 
@@ -373,10 +384,7 @@ void CheckLabel(const FoundProperties& properties, Findings* findings) {
   const Limit gap(properties, L"maxGapDistance");
   const Limit longest(properties, L"heightMax");
   if (!gap || !longest) return;
-  if (gap.value < 0) {
-    findings->Report(L"not-positive", gap.property->valueOffset, gap.Name() + L" is negative",
-                     L"0 or more", L"0");
-  } else if (longest.value > 0 && gap.value > longest.value) {
+  if (longest.value > 0 && gap.value > longest.value) {
     findings->Report(L"label-gap", gap.property->valueOffset,
                      L"the gap of " + NumberAndUnit(gap.property->name, gap.value) +
                          L" is larger than the longest label, " +

@@ -173,9 +173,9 @@ inline constexpr CheckRule kCheckRules[] = {
      L"otherwise.",
      L"darknessMin 0, darknessStep 7, darknessMax 150",
      L"darknessMin 0, darknessStep 5, darknessMax 150"},
-    {L"not-positive", Severity::kWarning, L"A size, resolution or speed that is not above 0",
-     L"Sizes of labels, the print width, resolutions and speeds must be above 0, and a gap 0 at "
-     L"least. A resolution with an empty text is 0, not 300.",
+    {L"not-positive", Severity::kWarning, L"A size, resolution, speed or version that is not above 0",
+     L"Sizes of labels, the print width, resolutions, speeds and the version must be above 0, a gap and "
+     L"the model's number 0 at least. A resolution with an empty text is 0, not 300.",
      L"<property name=\"resolutionDpiX\"></property>",
      L"<property name=\"resolutionDpiX\">300</property>"},
     {L"unit-scale", Severity::kWarning, L"A length or speed that looks like millimetres",
@@ -183,6 +183,10 @@ inline constexpr CheckRule kCheckRules[] = {
      L"size or speed below 1 mm is taken for one that was not multiplied.",
      L"<property name=\"widthMax\">106</property>",
      L"<property name=\"widthMax\">106000</property>"},
+    {L"resolution-scale", Severity::kWarning, L"A resolution that no print head has",
+     L"Resolutions are dots per inch, some hundreds of them. One above 10000 is taken for a slip.",
+     L"<property name=\"resolutionDpiX\">300000</property>",
+     L"<property name=\"resolutionDpiX\">300</property>"},
     {L"print-width", Severity::kWarning, L"The print head is wider than the widest label",
      L"printWidth and widthMax contradict each other: dots beyond the widest label would never be "
      L"used. One of the two is wrong in most cases.",
@@ -240,6 +244,11 @@ inline constexpr CheckRule kCheckRules[] = {
      L"The identifier alone decides how the options are read. The type is free text for messages, but "
      L"here it is the name of another family: one of the two was left over from a copy.",
      L"optionFamilyId 10, optionFamilyType PeelOff",
+     L"optionFamilyId 1, optionFamilyType PeelOff"},
+    {L"unknown-family-type", Severity::kWarning, L"The type is the name of no family",
+     L"The identifier alone decides how the options are read, and the type is free text for messages. One "
+     L"that names no family says nothing to whoever reads them, and is a slip in most cases.",
+     L"optionFamilyId 1, optionFamilyType PealOff",
      L"optionFamilyId 1, optionFamilyType PeelOff"},
     {L"duplicate-family", Severity::kWarning, L"A family stands there twice",
      L"The options of both are joined, and the second one's texts are kept. The identifiers 3 and 23 "

@@ -16,10 +16,16 @@ enum class Unit {
   kDpi,     ///< dots per inch
 };
 
+/// The numbers of a key that make sense.
+struct NumberBounds {
+  std::int32_t least;
+  std::int32_t most;
+};
+
 struct ConfigKey {
   std::wstring_view key;
   Unit unit;
-  bool isPositive;  ///< only values above 0 make sense
+  NumberBounds bounds;
   const wchar_t* sample;
   const wchar_t* meaning;
 };
