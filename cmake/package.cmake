@@ -2,17 +2,26 @@
 
 set(CPACK_PACKAGE_NAME orv-shared)
 set(CPACK_PACKAGE_VENDOR "the orv_shared authors")
-# Who answers for a package: who makes it, as Debian's tools are told, or the author of the sources.
-if(DEFINED ENV{DEBEMAIL})
-  set(CPACK_PACKAGE_CONTACT "$ENV{DEBFULLNAME} <$ENV{DEBEMAIL}>")
+# Who answers for a package: who makes it, as Debian's tools are told by DEBFULLNAME and DEBEMAIL, of
+# which the latter may hold the name too; what they do not say, the author of the sources, or the user.
+function(find_contact result variable form otherwise)
+  set(value "$ENV{${variable}}")
+  if(NOT value)
+    execute_process(COMMAND git log -1 --format=${form} WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
+                    ERROR_QUIET OUTPUT_VARIABLE value OUTPUT_STRIP_TRAILING_WHITESPACE)
+  endif()
+  if(NOT value)
+    set(value "${otherwise}")
+  endif()
+  set(${result} "${value}" PARENT_SCOPE)
+endfunction()
+cmake_host_system_information(RESULT host QUERY FQDN)
+find_contact(name DEBFULLNAME %an "$ENV{USER}")
+find_contact(mail DEBEMAIL %ae "$ENV{USER}@${host}")
+if(mail MATCHES "<.*>")
+  set(CPACK_PACKAGE_CONTACT "${mail}")
 else()
-  execute_process(COMMAND git log -1 "--format=%an <%ae>"
-                  WORKING_DIRECTORY ${PROJECT_SOURCE_DIR} ERROR_QUIET
-                  OUTPUT_VARIABLE CPACK_PACKAGE_CONTACT OUTPUT_STRIP_TRAILING_WHITESPACE)
-endif()
-if(NOT CPACK_PACKAGE_CONTACT)
-  cmake_host_system_information(RESULT host QUERY FQDN)
-  set(CPACK_PACKAGE_CONTACT "$ENV{USER} <$ENV{USER}@${host}>")
+  set(CPACK_PACKAGE_CONTACT "${name} <${mail}>")
 endif()
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "core of a label-printer driver, and the orv program")
 set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
