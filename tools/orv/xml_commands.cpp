@@ -258,7 +258,8 @@ void AddSetCommand(CLI::App* group) {
   };
   auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand("set", "Change the value of an element or attribute");
-  AddInputFile(command, "FILE", &options->file, "An XML file, which keeps its encoding")
+  AddInputFile(command, "FILE", &options->file,
+               "An XML file, which is replaced and keeps its encoding")
       ->required();
   command->add_option("PATH", options->path, "Such as /list/item[2]/@name")->required();
   command->add_option("VALUE", options->value, "The new text")->required();
@@ -384,17 +385,19 @@ void AddConvertCommand(CLI::App* group) {
     bool mayLose = false;
   };
   auto options = std::make_shared<Options>();
-  CLI::App* command = group->add_subcommand("convert", "Write a file in another encoding");
+  CLI::App* command = group->add_subcommand("convert", "Put a file into another encoding");
   AddInputFile(command, "FILE", &options->file, "An XML file in any encoding")->required();
   command->add_option("--to", options->encoding, "The encoding, such as UTF-8 or windows-1252")
       ->type_name("ENCODING")
       ->required();
-  AddOutputFile(command, "-o,--output", &options->output, "The file to write")->default_str("FILE");
+  AddOutputFile(command, "-o,--output", &options->output, "The file to write")
+      ->default_str("FILE itself, which is replaced");
   command->add_flag("--mark", options->hasMark, "Begin UTF-8 with a byte-order mark");
   command->add_flag("--lossy", options->mayLose, "Write ? for what the encoding cannot express");
   command->footer(
       "The declaration names the new encoding. Nothing is written when characters would be lost,\n"
-      "unless --lossy. With - for the file, standard input is converted to standard output.\n"
+      "unless --lossy. Without -o the file itself is replaced, as by orv xml set; with - for the\n"
+      "file, standard input is converted to standard output.\n"
       "Examples:\n  orv xml convert settings.xml --to UTF-8\n"
       "  orv xml convert settings.xml --to UTF-16 -o settings16.xml");
   command->callback([options] {
