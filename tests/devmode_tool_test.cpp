@@ -265,6 +265,8 @@ TEST_F(DevmodeTool, ReportsAPrinterAsOneWholePage) {
   report(File("none"), {"-o", "-"}, 0,
          AllOf(testing::StartsWith("<!DOCTYPE html>"), HasSubstr("does not load: cannot read "),
                HasSubstr("<caption>As it was given</caption>")));
+  report(Configs(), {"-o", "-", "--paper-size", "999"}, 0,
+         HasSubstr("paper size 999 is not known"));
   report(Configs(), {"-o", File("none/r.html")}, 3, _);
   report(Configs(), {"-o", File("r.html"), "--page", File("a.txt")}, 3, _);
   report(Configs(), {"-o", File("r.html"), "--tolerance", "1"}, 2, _);
