@@ -1,5 +1,4 @@
-/// The orv program: what its commands are made of, and the commands themselves, run as people run
-/// them.
+/// What the orv program's commands are made of, and its manual.
 
 #include <cmath>
 #include <limits>
@@ -19,9 +18,6 @@ namespace orv::tool {
 namespace {
 
 using test::ExpectRuns;
-using test::ProgramResult;
-using test::TemporaryFolder;
-using testing::_;
 using testing::AnyOf;
 using testing::HasSubstr;
 
@@ -178,112 +174,6 @@ TEST(RegFile, NamesEveryFaultByItsLine) {
   }
 }
 
-/// A log with everything that its lines can be.
-constexpr std::wstring_view kLog =
-    L"Date\tTime\tMessage Type\tProcess\tDLL\tSource\tMessage\r\n"
-    L"05.03.2024\t14:07:09.042\tERR\tp.exe\tm.dll\tConfig\ta\ttab\r\n"
-    L"05.03.2024\t14:07:09.043\tp.exe\t\tDevMode\tno tag\r\n"
-    L"05.03.2024\t14:07:10.000\tTRC\tq.exe\tm.dll\t\tfirst\r\nsecond\r\n\r\n"
-    L"05.03.2024\t14:07:11";  // cut off
-
-class ToolTest : public testing::Test {
- protected:
-  static ProgramResult Run(const std::vector<std::string>& arguments) {
-    return test::RunProgram(ORV_PROGRAM, arguments);
-  }
-
-  TemporaryFolder folder_;
-};
-
-/// On Windows the program sees the real user hive: it gets a key of its own.
-class RegistryToolTest : public ToolTest {
- protected:
-  RegistryToolTest()
-      : path_(L"Software\\orv tool test " + std::to_wstring(test::OwnProcessId())),
-        key_("HKCU\\" + WideToUtf8(path_)) {
-    test::SetVariable("ORV_REGISTRY_DIR", WideToUtf8(folder_.Name()));
-  }
-  ~RegistryToolTest() override {
-    DeleteRegistryTree(HKEY_CURRENT_USER, path_);
-    test::SetVariable("ORV_REGISTRY_DIR", {});
-  }
-
-  std::wstring path_;
-  std::string key_;
-};
-
-TEST_F(RegistryToolTest, SetsShowsAndDeletes) {
-  ExpectRuns(
-      {{{"registry", "set", key_, "T\u00e9xt", "a \"b\" \\ \u20ac"}, kDone, ""},
-       {{"registry", "set", key_, "Number", "0x10", "--type", "REG_DWORD"}, kDone, ""},
-       {{"registry", "set", key_ + "\\Sub", "Bytes", "00fF", "--type", "REG_BINARY"}, kDone, ""},
-       {{"registry", "get", key_, "t\u00c9XT"}, kDone, "a \"b\" \\ \u20ac\n"},
-       {{"registry", "get", key_ + "\\sub", "Bytes"}, kDone, "00ff\n"},
-       {{"registry", "list", key_},
-        kDone,
-        "NAME    TYPE       DATA\n"
-        "Sub\\    key\n"
-        "Number  REG_DWORD  16\n"
-        "T\u00e9xt    REG_SZ     a \"b\" \\ \u20ac\n"},
-       {{"registry", "delete", key_, "Number"}, kDone, ""},
-       {{"registry", "get", key_, "Number"}, kFindings, HasSubstr("there is none of that name")},
-       {{"registry", "delete", key_}, kDone, ""},
-       {{"registry", "list", key_}, kFindings, HasSubstr("there is none of that name")}});
-}
-
-TEST_F(RegistryToolTest, ExportsWhatItImports) {
-  const std::string file = WideToUtf8(folder_.Name(L"a.reg"));
-  ExpectRuns({{{"registry", "set", key_ + "\\a\\b", "n", "text \u20ac"}, kDone, ""},
-              {{"registry", "set", key_ + "\\c", "", "1", "--type", "REG_DWORD"}, kDone, ""},
-              {{"registry", "export", key_, "-o", file}, kDone, ""}});
-  const ProgramResult exported = Run({"registry", "export", key_});
-  EXPECT_EQ(exported.exitCode, kDone);
-  const std::string full = "[HKEY_CURRENT_USER\\" + WideToUtf8(path_);
-  EXPECT_EQ(exported.output, "Windows Registry Editor Version 5.00\r\n\r\n" + full + "]\r\n\r\n" +
-                                 full + "\\a]\r\n\r\n" + full + "\\a\\b]\r\n\"n\"=\"text \u20ac\"" +
-                                 "\r\n\r\n" + full + "\\c]\r\n@=dword:00000001\r\n\r\n");
-  const std::string bytes = test::ReadBytes(folder_.path() / "a.reg");
-  EXPECT_EQ(bytes, "\xFF\xFE" + test::Utf16Bytes(Utf8ToWide(exported.output)));
-
-  for (const std::string& text : {bytes, exported.output, "\xEF\xBB\xBF" + exported.output}) {
-    test::WriteBytes(folder_.path() / "a.reg", text);
-    ExpectRuns(
-        {{{"registry", "delete", key_}, kDone, ""}, {{"registry", "import", file}, kDone, ""}});
-    EXPECT_EQ(Run({"registry", "export", key_}).output, exported.output);
-  }
-  // One fault, and nothing is changed.
-  test::WriteBytes(folder_.path() / "a.reg",
-                   "Windows Registry Editor Version 5.00\n" + full + "\\new]\n@=1\n");
-  ExpectRuns({{{"registry", "import", file}, kFindings, HasSubstr("a.reg:3: the data is neither")},
-              {{"registry", "import", file + "x"}, kUnreadable, HasSubstr("cannot read")}});
-  EXPECT_EQ(Run({"registry", "export", key_}).output, exported.output);
-}
-
-TEST_F(ToolTest, ShowsALogFilteredAsTextAndJson) {
-  test::WriteBytes(folder_.path() / "a.log", test::Utf16Bytes(kLog));
-  const std::string file = WideToUtf8(folder_.Name(L"a.log"));
-  ExpectRuns(
-      {{{"log", "show", "--file", file},
-        kDone,
-        "TIME          LEVEL  PROCESS  DLL    SOURCE   MESSAGE\n"
-        "14:07:09.042  error  p.exe    m.dll  Config   a\\ttab\n"
-        "14:07:09.043         p.exe           DevMode  no tag\n"
-        "14:07:10.000  trace  q.exe    m.dll           first\\nsecond\\n05.03.2024\\t14:07:11\n"},
-       {{"log", "show", "--file", file, "--source", "devmode", "--process", "P.EXE"},
-        kDone,
-        "TIME          LEVEL  PROCESS  DLL  SOURCE   MESSAGE\n"
-        "14:07:09.043         p.exe         DevMode  no tag\n"},
-       {{"log", "show", "--file", file, "--level", "warning,error", "--json"},
-        kDone,
-        "[\n  {\n    \"time\": \"2024-03-05T14:07:09.042\",\n    \"level\": \"error\",\n"
-        "    \"process\": \"p.exe\",\n    \"dll\": \"m.dll\",\n    \"source\": \"Config\",\n"
-        "    \"message\": \"a\\u0009tab\"\n  }\n]\n"},
-       {{"log", "show", "--file", file + "x"}, kUnreadable, HasSubstr("cannot read the log")},
-       {{"log", "show", "--file", ""}, kUnreadable, HasSubstr("cannot read the log")}});
-  test::WriteBytes(folder_.path() / "a.log", test::Utf16Bytes(kLog.substr(0, 70)));
-  ExpectRuns({{{"log", "show", "--file", file}, kFindings, HasSubstr("holds no log entries")}});
-}
-
 /// What completion offers behind some words: the first column of its lines.
 std::vector<std::string> Offered(std::vector<std::string> words) {
   words.insert(words.begin(), {"complete", "orv"});
@@ -301,12 +191,13 @@ std::string WithHyphens(const std::string& name) {
   return std::regex_replace(name, std::regex("-"), "\\-");
 }
 
-TEST_F(ToolTest, HasAManualOfEveryCommand) {
-  EXPECT_THAT(Run({"--version"}).output, HasSubstr("orv " ORV_VERSION));
-  ExpectRuns({{{"manual", WideToUtf8(folder_.Name())}, kDone, ""}});
-  EXPECT_THAT(test::ReadBytes(folder_.path() / "orv.1"), HasSubstr("\\fBorv\\-log\\fR(1)"));
+TEST(Manual, CoversEveryCommand) {
+  const test::TemporaryFolder folder;
+  ExpectRuns({{{"--version"}, kDone, HasSubstr("orv " ORV_VERSION)},
+              {{"manual", WideToUtf8(folder.Name())}, kDone, ""}});
+  EXPECT_THAT(test::ReadBytes(folder.path() / "orv.1"), HasSubstr("\\fBorv\\-log\\fR(1)"));
   for (const std::string& group : Offered({""})) {
-    const std::string page = test::ReadBytes(folder_.path() / ("orv-" + group + ".1"));
+    const std::string page = test::ReadBytes(folder.path() / ("orv-" + group + ".1"));
     const bool isCommand = group == "report";
     for (const std::string& command :
          isCommand ? std::vector<std::string>{group} : Offered({group, ""})) {
@@ -327,75 +218,6 @@ TEST_F(ToolTest, HasAManualOfEveryCommand) {
                   AnyOf(".TH", ".SH", ".SS", ".TP", ".PP", ".nf", ".fi", ".br", ".nh"));
     }
   }
-}
-
-TEST_F(ToolTest, TellsWhatCommandsDidBesideWhatTheyWrite) {
-  const ProgramResult made = Run({"config", "new", "--json"});
-  EXPECT_EQ(made.output, Run({"config", "new"}).output);
-  EXPECT_THAT(made.messages, HasSubstr("\"files\": [\n    \"-\"\n  ]\n}\n"));
-  const std::string nowhere = WideToUtf8(folder_.Name(L"none")) + "/a.xml";
-  ExpectRuns(
-      {{{"config", "new", "-o", nowhere, "--json"}, kUnreadable, HasSubstr("cannot write")}});
-}
-
-TEST_F(ToolTest, HelpNamesValuesAndSaysWhatTheyGoWith) {
-  ExpectRuns(
-      {{{"report", "--help"},
-        kDone,
-        testing::AllOf(
-            HasSubstr("  -o,--output FILE            The HTML file to write; - is standard output "
-                      "(required)\n"),
-            HasSubstr("  --date DATE                 Show the log of this day, as 2024-03-05 "
-                      "(default: today; not with\n                              --log)\n"),
-            HasSubstr("  --inch                      Show lengths in inches\n"),
-            HasSubstr("only with --page)\n"))},
-       {{"stock", "add", "--help"},
-        kDone,
-        testing::AllOf(HasSubstr("--width LENGTH "), HasSubstr("--set NAME=NUMBER "),
-                       HasSubstr("(may be repeated)"))}});
-}
-
-TEST_F(ToolTest, SaysWhatIsWrongInTheWordsOfTheHelpAndWhatWasMeant) {
-  test::SetVariable("ORV_REGISTRY_DIR", WideToUtf8(folder_.Name()));
-  const std::pair<std::vector<std::string>, std::string> cases[] = {
-      {{"confg"}, "did you mean config?"},
-      {{"config", "chekc", "a"}, "did you mean check?"},
-      {{"conf"}, "did you mean config?"},
-      {{"config", "check", "--explain", "rang-step"}, "did you mean range-step?"},
-      {{"config", "new", "--family", "cuter"}, "mean cutter?"},
-      {{"page", "bounds", "a", "--jsno=1"}, "did you mean --json?"},
-      {{"config", "show", "a", "-inch"}, "did you mean --inch?"},
-      {{"page", "dither", "a", "b", "--method", "matrx4"}, "did you mean matrix4?"},
-      {{"log", "show", "--level", "WARNIGN"}, "did you mean warning?"},
-      {{"stock", "add", "A", "--common", "--set", "Darknes=1"}, "did you mean Darkness?"},
-      {{}, "a command is missing (orv --help"},
-      {{"registry"}, "a command is missing"},
-      {{"-x"}, "no option -x (orv --help"},
-      {{"config", "show", "a", "b"}, "no place for b (orv config show --help"},
-      {{"report", "a", "-o", "b", "--paper-size", "A4"}, "not a number: --paper-size = A4"},
-      {{"stock", "add", "A", "--common", "--width", "-1in"}, "--width takes a length from 0 to"},
-      {{"stock", "add", "A", "--common", "--set", "Mirror"},
-       "takes NAME=NUMBER, which is not Mirror"},
-      {{"printers", "add", "", "ORV-LX"}, "a printer has a name and a driver"},
-      {{"printers", "add", "Label", ""}, "a printer has a name and a driver"},
-      {{"log", "show", "--date", "5.3.2024"}, "is no date"},
-      {{"log", "show", "--date", "2024-13-01"}, "is no date"},
-      {{"log", "show", "--date", "2024-01-00"}, "is no date"},
-      {{"log", "show", "--date", ""}, "is no date"},
-      {{"log", "show", "--level", "loud"}, "loud"},
-      {{"registry", "list", "HKXX\\a"}, "\"HKXX\\a\" is no key"},
-      {{"registry", "delete", "HKCU"}, "a whole hive is not deleted"},
-      {{"registry", "set", "HKCU\\k", "n", "-1x", "--type", "REG_DWORD"}, "no number"},
-      {{"registry", "set", "HKCU\\k", "n", "abc", "--type", "REG_BINARY"}, "pairs"},
-      {{"registry", "set", "HKCU\\k", "n", "x", "--type", "REG_LINK"}, "REG_LINK"}};
-  for (const auto& [arguments, text] : cases) ExpectRuns({{arguments, kUsage, HasSubstr(text)}});
-  const auto noIdea = testing::Not(HasSubstr("did you mean"));
-  ExpectRuns({{{"quit"}, kUsage, noIdea},
-              {{"xml", "--loud"}, kUsage, noIdea},
-              {{"printers", "remove", "No such printer"},
-               kFindings,
-               HasSubstr("there is no printer of that name")}});
-  test::SetVariable("ORV_REGISTRY_DIR", {});
 }
 
 }  // namespace

@@ -1,0 +1,359 @@
+/// The commands of the orv program, run as people run them. What they are to say is in
+/// commands/*.txt, whose form commands/README.md describes.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <functional>
+#include <map>
+#include <optional>
+#include <sstream>
+#include <utility>
+
+#include "orv/platform/files.h"
+#include "orv/platform/registry.h"
+#include "orv/text/utf8.h"
+#include "tests/devmode_names.h"
+#include "tests/fixtures.h"
+
+namespace orv::test {
+namespace {
+
+namespace fs = std::filesystem;
+using Lines = std::vector<std::string>;
+
+// Whole paths: scenarios run in folders of their own, on Windows perhaps of another drive.
+const std::string kProgram = fs::absolute(ORV_PROGRAM).string();
+const fs::path kExamples = fs::absolute(ORV_EXAMPLES);
+const fs::path kModel = fs::absolute(ORV_TEST_DATA "/devmode_config.xml");
+
+/// Stands for any lines, and in a line for any text.
+constexpr std::string_view kAny = "...";
+/// The keys that scenarios may use: on Windows the program sees the user's real ones.
+const std::wstring kKeys[] = {L"Software\\orv test",
+                              kSettingsKey + std::wstring(L"\\UI\\orv test")};
+
+/// A file to write or a command to run, by its first line, and the lines below it: the file's
+/// content, or what the command is to say.
+struct Step {
+  std::size_t line;  ///< counted from 1
+  std::string text;
+  Lines block;
+};
+
+struct Scenario {
+  fs::path file;
+  std::size_t line = 0;
+  std::string heading;
+  std::vector<Step> steps;
+};
+void PrintTo(const Scenario& scenario, std::ostream* stream) { *stream << scenario.heading; }
+
+Lines ReadLines(const fs::path& file) {
+  std::istringstream text(ReadBytes(file));
+  Lines lines;
+  for (std::string line; std::getline(text, line);) {
+    std::erase(line, '\r');
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+bool StartsStep(std::string_view line) { return line.starts_with("$ ") || line.starts_with("> "); }
+
+std::vector<Scenario> ReadScenarios() {
+  std::vector<fs::path> files;
+  for (const auto& entry : fs::directory_iterator(ORV_COMMANDS)) {
+    if (entry.path().extension() == ".txt") files.push_back(fs::absolute(entry.path()));
+  }
+  std::sort(files.begin(), files.end());
+  std::vector<Scenario> scenarios;
+  for (const fs::path& file : files) {
+    Lines lines = ReadLines(file);
+    if (lines.empty()) lines.emplace_back();  // a scenario that fails
+    std::size_t number = 0;
+    for (const std::string& line : lines) {
+      const bool isHeading = line.starts_with("# ");
+      if (++number == 1 || isHeading) {
+        scenarios.push_back({file, number, isHeading ? line.substr(2) : "Nothing", {}});
+      }
+      std::vector<Step>& steps = scenarios.back().steps;
+      if (StartsStep(line)) {
+        steps.push_back({number, line, {}});
+      } else if (!steps.empty()) {
+        steps.back().block.push_back(line);
+      }
+    }
+  }
+  for (Scenario& scenario : scenarios) {
+    for (Step& step : scenario.steps) {
+      while (!step.block.empty() && step.block.back().empty()) step.block.pop_back();
+    }
+  }
+  if (scenarios.empty()) scenarios.push_back({ORV_COMMANDS, 1, "Nothing", {}});
+  return scenarios;
+}
+
+/// Words between blanks; a part in quotes of either kind is taken as it is.
+Lines SplitWords(std::string_view text) {
+  Lines words;
+  char quote = 0;
+  bool isWord = false;
+  for (const char sign : text) {
+    if (quote == 0 && sign == ' ') {
+      isWord = false;
+      continue;
+    }
+    if (!std::exchange(isWord, true)) words.emplace_back();
+    if (quote == 0 && (sign == '"' || sign == '\'')) {
+      quote = sign;
+    } else if (quote == sign) {
+      quote = 0;
+    } else {
+      words.back() += sign;
+    }
+  }
+  EXPECT_EQ(quote, 0) << "no closing quote: " << text;
+  return words;
+}
+
+constexpr std::string_view kHex = "0123456789abcdef";
+
+/// Text in which \x41 is one byte.
+std::string Unescape(std::string text) {
+  for (std::size_t at = 0; (at = text.find("\\x", at)) != text.npos; ++at) {
+    text.replace(at, 4, 1,
+                 static_cast<char>(kHex.find(text.at(at + 2)) << 4 | kHex.find(text.at(at + 3))));
+  }
+  return text;
+}
+
+/// The bytes that lines of a file's content stand for: a backslash at the end of a line keeps a
+/// line end from following.
+std::string ToBytes(const Lines& lines) {
+  std::string bytes;
+  for (const std::string& line : lines) {
+    bytes += Unescape(line);
+    if (line.ends_with('\\')) {
+      bytes.pop_back();
+    } else {
+      bytes += '\n';
+    }
+  }
+  return bytes;
+}
+
+/// The reverse of it: bytes as lines that are written in a scenario.
+Lines ToLines(const std::string& bytes) {
+  Lines lines;
+  for (std::size_t start = 0; start < bytes.size();) {
+    const std::size_t end = std::min(bytes.find('\n', start), bytes.size());
+    const std::string line = bytes.substr(start, end - start);
+    const bool isText = WideToUtf8(Utf8ToWide(line)) == line && !line.starts_with("\xEF\xBB\xBF");
+    std::string& shown = lines.emplace_back();
+    for (const char sign : line) {
+      const auto byte = static_cast<unsigned char>(sign);
+      const bool isMark = shown.empty() && (StartsStep(line) || line.starts_with("# "));
+      if (byte < ' ' || byte == 0x7F || isMark || (byte > 0x7F && !isText)) {
+        shown += {'\\', 'x', kHex[byte >> 4], kHex[byte & 15]};
+      } else {
+        shown += sign;
+      }
+    }
+    if (end == bytes.size()) shown += '\\';
+    start = end + 1;
+  }
+  while (!lines.empty() && lines.back().empty()) lines.pop_back();
+  return lines;
+}
+
+/// Whether elements are what a pattern says, some of which stand for any number of them.
+template <typename Sequence, typename IsAny, typename IsSame>
+bool Matches(const Sequence& pattern, const Sequence& actual, IsAny isAny, IsSame isSame) {
+  std::size_t at = 0;
+  std::size_t resumeAt = pattern.size() + 1;  // behind the last one that stands for any
+  std::size_t resumeFrom = 0;
+  for (std::size_t i = 0; i < actual.size() || at < pattern.size();) {
+    if (at < pattern.size() && isAny(pattern[at])) {
+      resumeAt = ++at;
+      resumeFrom = i;
+    } else if (i < actual.size() && at < pattern.size() && isSame(pattern[at], actual[i])) {
+      ++at;
+      ++i;
+    } else if (resumeAt <= pattern.size() && resumeFrom < actual.size()) {
+      at = resumeAt;
+      i = ++resumeFrom;
+    } else {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool LineMatches(std::string pattern, const std::string& actual) {
+  for (std::size_t at; (at = pattern.find(kAny)) != pattern.npos;) {
+    pattern.replace(at, kAny.size(), 1, '\0');
+  }
+  return Matches(
+      pattern, actual, [](char sign) { return sign == '\0'; }, std::equal_to<>());
+}
+
+/// What was expected (-) and what there is (+), but for the lines that begin and end both.
+std::string Difference(const Lines& expected, const Lines& actual) {
+  const std::size_t shorter = std::min(expected.size(), actual.size());
+  std::size_t head = 0;
+  while (head < shorter && LineMatches(expected[head], actual[head])) ++head;
+  std::size_t tail = 0;
+  while (tail < shorter - head &&
+         LineMatches(expected[expected.size() - 1 - tail], actual[actual.size() - 1 - tail])) {
+    ++tail;
+  }
+  std::string text;
+  const auto add = [&text](const char* mark, const Lines& lines, std::size_t from, std::size_t to) {
+    for (std::size_t i = from; i < to; ++i) text += mark + lines[i] + '\n';
+  };
+  add("  ", actual, 0, head);
+  add("- ", expected, head, expected.size() - tail);
+  add("+ ", actual, head, actual.size() - tail);
+  add("  ", actual, actual.size() - tail, actual.size());
+  return text;
+}
+
+/// What maintainers want to be expected from now on: lines in place of a step's block.
+std::map<fs::path, std::map<std::size_t, std::pair<std::size_t, Lines>>> accepted;
+
+class Commands : public testing::TestWithParam<Scenario> {
+ protected:
+  Commands() {
+    SetVariable("ORV_REGISTRY_DIR", settings_.path().string());
+    fs::current_path(folder_.path());
+    fs::create_directory("examples");
+    for (const auto& entry : fs::directory_iterator(kExamples)) {
+      if (entry.is_regular_file()) fs::copy_file(entry, "examples" / entry.path().filename());
+    }
+  }
+  ~Commands() override {
+    printer_.reset();
+    fs::current_path(start_);
+    for (const std::wstring& key : kKeys) DeleteRegistryTree(HKEY_CURRENT_USER, key);
+    SetVariable("ORV_REGISTRY_DIR", {});
+  }
+  static void TearDownTestSuite() {
+    for (const auto& [file, blocks] : accepted) {
+      Lines lines = ReadLines(file);
+      for (auto block = blocks.rbegin(); block != blocks.rend(); ++block) {
+        const auto at = lines.begin() + static_cast<std::ptrdiff_t>(block->first);
+        const auto& [size, by] = block->second;
+        lines.insert(lines.erase(at, at + static_cast<std::ptrdiff_t>(size)), by.begin(), by.end());
+      }
+      std::string text;
+      for (const std::string& line : lines) text += line + '\n';
+      WriteBytes(file, text);
+    }
+  }
+
+  Lines Perform(Lines words);
+
+  const fs::path start_ = fs::current_path();
+  TemporaryFolder settings_;
+  TemporaryFolder folder_;
+  std::optional<TestPrinter> printer_;
+};
+
+/// What a command says and how it ends, as a scenario has it.
+Lines Commands::Perform(Lines words) {
+  std::map<std::string, std::string> streams;  // the files in place of standard ones
+  while (words.size() > 2 && (words.end()[-2] == "<" || words.end()[-2] == ">")) {
+    streams[words.end()[-2]] = words.back();
+    words.resize(words.size() - 2);
+  }
+  const std::string name = words.at(0);
+  words.erase(words.begin());
+  if (name == "orv") {
+    ProgramResult result =
+        RunProgram(kProgram, words, streams.contains("<") ? ReadBytes(streams["<"]) : "");
+    if (streams.contains(">")) WriteBytes(streams[">"], std::exchange(result.output, {}));
+    std::erase(result.output, '\r');
+    std::erase(result.messages, '\r');
+    Lines said = ToLines(result.output + result.messages);
+    if (result.exitCode != 0) said.push_back('[' + std::to_string(result.exitCode) + ']');
+    return said;
+  }
+  if (name == "cat" && words.size() == 1) return ToLines(ReadBytes(words[0]));
+  if (name == "cp" && words.size() == 2) {
+    WriteBytes(words[1], ReadBytes(words[0]));
+    return {};
+  }
+  if (name == "cmp" && words.size() == 2) {
+    return ReadBytes(words[0]) == ReadBytes(words[1]) ? Lines() : Lines{"[1]"};
+  }
+  if (name == "printer" && words.size() == 1) {
+    printer_.emplace(Utf8ToWide(words[0]), kTestDriver);
+    fs::create_directory("models");
+    fs::copy_file(kModel, fs::path("models") / ToPath(kTestConfigName));
+    return {};
+  }
+  if (name == "replace" && words.size() == 3) {
+    std::string bytes = ReadBytes(words[0]);
+    const std::string text = Unescape(words[1]);
+    const std::size_t at = bytes.find(text);
+    if (at == bytes.npos) return {"[1]"};
+    WriteBytes(words[0], bytes.replace(at, text.size(), Unescape(words[2])));
+    return {};
+  }
+  if (name == "ls" && words.empty()) {
+    Lines names;
+    for (const auto& entry : fs::directory_iterator(".")) {
+      if (entry.is_regular_file()) names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+  ADD_FAILURE() << "no such command, or not with these arguments: " << name;
+  return {};
+}
+
+TEST_P(Commands, SayWhatTheyAreToSay) {
+  const Scenario& scenario = GetParam();
+  const std::string file = scenario.file.string();
+  bool hasRun = false;
+  for (const auto& [number, text, block] : scenario.steps) {
+    const auto line = static_cast<int>(number);
+    const testing::ScopedTrace trace(file.c_str(), line, text);
+    const Lines words = SplitWords(text.substr(2));
+    if (text.starts_with('>')) {
+      const std::string bytes = ToBytes(block);
+      WriteBytes(words.at(0), words.back() == "UTF-16" ? Utf16Bytes(Utf8ToWide(bytes)) : bytes);
+      continue;
+    }
+    hasRun = hasRun || words.at(0) == "orv";
+    const Lines actual = Perform(words);
+    if (Matches(
+            block, actual, [](const std::string& each) { return each == kAny; }, LineMatches)) {
+      continue;
+    }
+    ADD_FAILURE_AT(file.c_str(), line) << Difference(block, actual);
+    if (std::getenv("ORV_ACCEPT") != nullptr)
+      accepted[scenario.file][number] = {block.size(), actual};
+  }
+  if (!hasRun) ADD_FAILURE_AT(file.c_str(), static_cast<int>(scenario.line)) << "no command of orv";
+}
+
+/// Such as "xml_GetsValuesByPath".
+std::string ScenarioName(const testing::TestParamInfo<Scenario>& scenario) {
+  std::string name = scenario.param.file.stem().string() + '_';
+  bool isStart = true;
+  for (const char sign : scenario.param.heading) {
+    const bool isLetter = std::isalnum(static_cast<unsigned char>(sign)) != 0;
+    if (isLetter) name += isStart ? static_cast<char>(std::toupper(sign)) : sign;
+    isStart = !isLetter;
+  }
+  return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Commands, testing::ValuesIn(ReadScenarios()), ScenarioName);
+
+}  // namespace
+}  // namespace orv::test
