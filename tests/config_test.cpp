@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <ctime>
 #include <iomanip>
@@ -21,6 +22,8 @@
 
 namespace {
 
+using orv::test::ExpectTable;
+using orv::test::Fields;
 using orv::test::LogCapture;
 using orv::test::TemporaryFolder;
 using orv::test::WriteBytes;
@@ -75,13 +78,6 @@ std::wstring With(std::wstring_view piece, std::wstring_view by) {
   EXPECT_NE(at, text.npos) << orv::WideToUtf8(piece);
   return Expand(text.replace(at, piece.size(), by));
 }
-
-/// A piece of the file, what is put into its place, and what comes of it.
-struct Change {
-  std::wstring piece;
-  std::wstring by;
-  const wchar_t* result;
-};
 
 class ConfigLoad : public testing::Test {
  protected:
@@ -146,49 +142,13 @@ TEST_F(ConfigLoad, TellsEveryStep) {
 }
 
 TEST_F(ConfigLoad, EndsAtWhatMustBeThere) {
-  // What is taken out of the file, and the details; those in brackets name an element.
-  const std::pair<const wchar_t*, std::vector<std::wstring>> cases[] = {
-      {L"<fileInfo>", {L"<fileInfo>[{version=12}]</fileInfo>"}},
-      {L"<fileinfo><properties>", {L"[{version=12}]", L"[{color=true}]"}},
-      {L"<device><model>", {L"<model>[{modelId=7}]</model>"}},
-      {L"<device><model><properties>", {L"[{modelId=7}]"}},
-      {L"<device><label><properties>", {L"[{widthMax=9}]"}},
-      {L"<device><generalSettings><properties>", {L"[]"}},
-      {L"<device><printModes><properties>", {L"[{printModedefault=DirectThermal}]"}},
-      {L"<device><printModes><printMode><properties>", {L"[{DirectThermal=TRUE}]"}},
-      {L"<device><globalOffsetY><properties>",
-       {L"[{globalOffsetYMin=-1|globalOffsetYStep=1|globalOffsetYMax=2}]"}},
-      {L"<device><headsOffsetX><properties>",
-       {L"[{headsOffsetXEnabled=TRUE|headsOffsetXMin=3|headsOffsetXStep=1|headsOffsetXMax=4}]"}},
-      {L"<device><darkness><properties>",
-       {L"[{darknessMin=0|darknessStep=5|darknessMax=10|darknessDefault=5}]"}},
-      {L"<printSpeed><printSpeeds>",
-       {L"<printSpeeds>[{printSpeed=50|printSpeed=60}]</printSpeeds>"}},
-      {L"<printSpeed><printSpeeds><properties>", {L"[{printSpeed=50|printSpeed=60}]"}},
-      {L"No print speeds defined. Either <device><printSpeeds> or <device><printSpeedLevel> should "
-       L"be filled!",
-       {L"{printSpeed=50|printSpeed=60}"}},
-      {L"<device><sensorTypes><properties>", {L"[{SensorTypeDefault=Gap}]"}},
-      {L"<device><sensorTypes><sensorType><properties>", {L"[{SensorTypeGap=true}]"}},
-      {L"<device><sensorTypes>",
-       {L"<sensorTypes>[{SensorTypeDefault=Gap}]<sensorType>[{SensorTypeGap=true}]</sensorType>"
-        L"</sensorTypes>"}},
-      {L"<conveyorSpeed>", {L"<conveyorSpeed>[{conveyorSpeed=1}]</conveyorSpeed>"}},
-      {L"<conveyorSpeed><properties>", {L"[{conveyorSpeed=1}]"}},
-      {L"Missing property in <device><globalOffsetY><properties>: Min, Max or Step is missing!",
-       {L"globalOffsetYMin=-1|", L"globalOffsetYStep=1|", L"|globalOffsetYMax=2"}},
-      {L"Missing property in <device><headsOffsetX><properties>: Min, Max or Step is missing!",
-       {L"headsOffsetXEnabled=TRUE|headsOffsetXMin=3|", L"headsOffsetXStep=1|",
-        L"|headsOffsetXMax=4"}},
-      {L"Missing property in <device><darkness><properties>: Min, Max, Step or Default is missing!",
-       {L"darknessMin=0|", L"darknessStep=5|", L"darknessMax=10|", L"|darknessDefault=5"}}};
-  for (const auto& [details, pieces] : cases) {
-    for (const std::wstring& piece : pieces) {
-      ExpectError(With(piece, L""),
-                  *details == L'<' ? CString(L"Required element ") + details + L" was not found!"
-                                   : details);
-    }
-  }
+  ExpectTable("config_required", [this](const Fields& fields) {
+    EXPECT_EQ(Load(With(fields[0], L"")), nullptr);
+    const std::wstring begin = L"ERR Error parsing the config file " + path_ + L". Details: ";
+    const std::wstring log = Log();
+    EXPECT_TRUE(log.starts_with(begin)) << orv::WideToUtf8(log);
+    return log.substr(std::min(begin.size(), log.size()));
+  });
   ExpectError(With(L"darknessStep=5", L"darknessStep="),
               L"Error in <device><darkness><properties>: Step must not be 0!");
   // Nothing is searched backwards, so the default must stand before the list.
@@ -385,50 +345,17 @@ std::wstring EntriesText(int defaultNumber, const Entries& entries) {
 }
 
 TEST_F(ConfigLoad, CarriesTheCurrentNumberOverFromEntryToEntry) {
-  constexpr wchar_t kModes[] =
-      L"[{printModedefault=DirectThermal}]<printMode>[{ThermalTransfer=true}]</printMode>"
-      L"<printMode>[{DirectThermal=TRUE}]</printMode>";
-  constexpr wchar_t kSensors[] =
-      L"[{SensorTypeDefault=Gap}]<sensorType>[{SensorTypeGap=true}]</sensorType>";
-  const Change cases[] = {
-      {kModes, kModes, L"1: 0+ 1+"},
-      {kModes, L"[{printModedefault=DirectThermal}]", L"0:"},
-      {kModes, L"[{printModedefault=directthermal}]<printMode>[{DirectThermal=true}]</printMode>",
-       L"1: 1+"},
-      {kModes, L"[{printModedefault=Other}]<printMode>[{DirectThermal=true}]</printMode>",
-       L"0: 1+"},
-      // An unknown name adds an entry under the mode before it, and may be the default.
-      {kModes,
-       L"[{printModedefault=x}]<printMode>[{y=true}]</printMode>"
-       L"<printMode>[{DirectThermal=1}]</printMode><printMode>[{x=TRUE|ThermalTransfer=true}]"
-       L"</printMode>",
-       L"1: 0+ 1- 1+ 0+"},
-      {kModes, L"[]<printMode>[<property>true</property>]</printMode>", L"0: 0+"},
-      // An entry that stands before its section's own properties is not found.
-      {kModes, L"<printMode>[{DirectThermal=true}]</printMode>[]", L"0:"},
-      {kSensors,
-       L"[{SensorTypeDefault=ReflectiveTop}]<sensorType>[{SensorTypeContinous=true|"
-       L"sensortypereflectivetop=false|SensorTypeGap=true|SensorTypeReflectiveBottom=true|"
-       L"SensorTypeExternalPosEdge=true|sensorTypeExternalNegEdge=true}]</sensorType>",
-       L"1: 0+ 1- 2+ 3+ 4+ 5+"},
-      // The default is named without the prefix.
-      {kSensors,
-       L"[{SensorTypeDefault=SensorTypeGap}]<sensorType>[{SensorTypeGap=true}]</sensorType>",
-       L"0: 2+"},
-      {kSensors, L"[]<sensorType>[{SensorTypeGap=true}]</sensorType>", L"0: 2+"},
-      // Before any name was met, the sensor is the gap sensor.
-      {kSensors,
-       L"[{SensorTypeDefault=X}]<sensorType>[{SensorTypeX=true}]</sensorType>"
-       L"<sensorType>[{SensorTypeContinous=}]</sensorType><sensorType>[{x=true}]</sensorType>",
-       L"2: 2+ 0- 0+"},
-  };
-  for (const auto& test : cases) {
-    const Config config = Read(With(test.piece, test.by));
+  ExpectTable("config_entries", [this](const Fields& fields) {
+    const bool isMode = fields[0] == L"mode";
+    const Config config = Read(
+        With(isMode ? L"[{printModedefault=DirectThermal}]<printMode>[{ThermalTransfer=true}]"
+                      L"</printMode><printMode>[{DirectThermal=TRUE}]</printMode>"
+                    : L"[{SensorTypeDefault=Gap}]<sensorType>[{SensorTypeGap=true}]</sensorType>",
+             fields[1]));
     const auto& [modes, sensors] = std::tie(config.device.printModes, config.device.sensorTypes);
-    EXPECT_EQ(test.piece == kModes ? EntriesText(modes.defaultMode, modes.modes)
-                                   : EntriesText(sensors.defaultType, sensors.types),
-              test.result);
-  }
+    return isMode ? EntriesText(modes.defaultMode, modes.modes)
+                  : EntriesText(sensors.defaultType, sensors.types);
+  });
 }
 
 #define GROUP(Kind, stem)                                                  \
@@ -576,29 +503,11 @@ TEST_F(OptionFamilies, EntryPointsReadInsideAFamilyOfTheirKind) {
 }
 
 TEST(ConfigValues, ConvertAsFilesRelyOnIt) {
-  constexpr int kMax = 2147483647;
-  const std::pair<const wchar_t*, int> numbers[] = {{L" \t\r\n12 3", 12},
-                                                    {L"+7", 7},
-                                                    {L"-08x", -8},
-                                                    {L"2147483647", kMax},
-                                                    {L"2147483648", kMax},
-                                                    {L"-2147483648", -kMax - 1},
-                                                    {L"4294967297", kMax},
-                                                    {L"-99999999999999999999999", -kMax - 1},
-                                                    {L"00000000000000000000000000005", 5}};
-  for (const auto& [text, number] : numbers) {
-    EXPECT_EQ(CConfigParser::ConvertToInt(text), number) << orv::WideToUtf8(text);
-  }
-  // Only ASCII digits count.
-  for (const wchar_t* text : {L"", L"x", L"-", L"+-1", L"0x10", L"\u0661"}) {
-    EXPECT_EQ(CConfigParser::ConvertToInt(text), 0) << orv::WideToUtf8(text);
-  }
-  for (const wchar_t* text : {L"true", L"TRUE", L"tRuE"}) {
-    EXPECT_EQ(CConfigParser::ConvertToBool(text), 1);
-  }
-  for (const wchar_t* text : {L"", L"1", L"yes", L"on", L" true", L"true ", L"tru", L"trueX"}) {
-    EXPECT_EQ(CConfigParser::ConvertToBool(text), 0) << text;
-  }
+  ExpectTable("config_values", [](const Fields& fields) {
+    const std::wstring& text = fields[0];
+    return std::to_wstring(CConfigParser::ConvertToInt(text)) +
+           (CConfigParser::ConvertToBool(text) != 0 ? L", true" : L", false");
+  });
 }
 
 TEST(ConfigValues, TakeTimesByPlaceAndInLocalTime) {
@@ -617,46 +526,16 @@ TEST(ConfigValues, TakeTimesByPlaceAndInLocalTime) {
 }
 
 TEST(ListValues, ReachTheMaximumOrSayWhyNot) {
-  const wchar_t kTooMany[] = L"Values for Min, Max and Step will produce more than 1000 entries!";
-  const wchar_t kNotMax[] =
-      L"Values for Min, Max and Step won't produce Max as last value in the list!";
-  const wchar_t kNotDefault[] =
-      L"Values for Min, Max and Step won't produce the value for Default!";
-  const wchar_t kNone[] = L"Values for Min, Max and Step won't produce any values!";
-  const int kLow = -2147483647 - 1;
-  const int kHigh = 2147483647;
-  const struct {
-    int min, max, step, byDefault;
-    const wchar_t* error;
-    std::size_t count;
-    int last;
-  } cases[] = {
-      {0, 1000, 250, 500, L"", 5, 1000},
-      {0, 999, 1, 0, L"", 1000, 999},
-      {0, 1000, 1, 0, kTooMany, 1001, 1000},
-      {0, 10, 3, 3, kNotMax, 4, 9},
-      {0, 10, 5, 4, kNotDefault, 3, 10},
-      {0, 10, 3, 4, kNotDefault, 4, 9},
-      {5, 5, 1, 5, L"", 1, 5},
-      {5, 5, 9, 5, L"", 1, 5},
-      {5, 5, -1, 5, kTooMany, 1001, -995},
-      {10, 0, -2, 4, kNone, 0, 0},
-      {10, 0, 2, 4, L"Max is lower than Min, but the Step is not negative!", 0, 0},
-      {0, 10, -2, 4, L"Max is greater than Min, but the Step is negative!", 0, 0},
-      {0, 10, 0, 0, L"Step must not be 0!", 0, 0},
-      {10, 0, 0, 0, L"Step must not be 0!", 0, 0},
-      // Every value is at most the highest: the sequence wraps and goes on.
-      {kHigh - 1, kHigh, 1, kHigh, kTooMany, 1001, kLow + 998},
-      {kLow, kLow + 2, 2, kLow, L"", 2, kLow + 2},
-  };
-  for (const auto& test : cases) {
+  ExpectTable("config_lists", [](const Fields& fields) {
+    int numbers[4];
+    std::ranges::transform(fields, numbers,
+                           [](const std::wstring& text) { return std::stoi(text); });
     std::list<int> values;
-    EXPECT_EQ(
-        CConfigParser::GenerateListValues(test.min, test.max, test.step, test.byDefault, values),
-        test.error);
-    EXPECT_EQ(values.size(), test.count) << orv::WideToUtf8(test.error);
-    EXPECT_EQ(values.empty() ? 0 : values.back(), test.last);
-  }
+    const CString error =
+        CConfigParser::GenerateListValues(numbers[0], numbers[1], numbers[2], numbers[3], values);
+    return std::to_wstring(values.size()) + L" to " +
+           std::to_wstring(values.empty() ? 0 : values.back()) + L" (" + error + L")";
+  });
   std::list<int> kept = {-7};
   EXPECT_EQ(CConfigParser::GenerateListValues(1, 3, 1, 2, kept), L"");
   EXPECT_EQ(kept, (std::list<int>{-7, 1, 2, 3}));

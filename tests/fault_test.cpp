@@ -471,25 +471,34 @@ TEST_F(RequestFaults, SetsAValueOrLeavesIt) {
 }
 
 TEST_F(RequestFaults, CleansSessionsUp) {
+  const std::wstring incomplete = L"4000000005";
+  SetUserValue(SessionPath(incomplete), L"ProcessName", RegistryValue::FromText(L"x"));
   Sweep({"clean up", kDone | kFailed, kDone,
          [&] { EXPECT_TRUE(SaveSession(L"4000000001") && SaveSession(ownKey_)); },
          [&] { return EndingOf(CleanupRegSessionData(L"Label 1", L"driver") == 1); },
          [&](Ending ending, bool isWhole) {
-           if (!isWhole) return "";
-           if (!HasUserKey(SessionPath(ownKey_)))
+           if (!HasUserKey(SessionPath(incomplete))) return "what tells of no process is gone";
+           if (isWhole && !HasUserKey(SessionPath(ownKey_)))
              return "the session of a process that runs is gone";
-           return ending == kDone && HasUserKey(SessionPath(L"4000000001"))
-                      ? "that of an ended one stays"
-                      : "";
+           if (isWhole && ending == kDone && HasUserKey(SessionPath(L"4000000001")))
+             return "that of an ended one stays";
+           // A process that cannot be examined counts as ended; it can save its session again.
+           if (!SaveSession(ownKey_)) return "the session cannot be saved again";
+           CleanupRegSessionData(L"Label 1", L"driver");
+           return HasUserKey(SessionPath(ownKey_)) && !HasUserKey(SessionPath(L"4000000001"))
+                      ? ""
+                      : "the next clean-up does something else";
          }});
   std::uint32_t answer = 0;
-  Sweep({"find the session out", kDone | kFailed, kDone, [] {},
+  Sweep({"find the session out", kDone | kFailed, kDone, [&] { answer = 7; },
          [&] {
            return EndingOf(ReloadSessionInfo() == 1 &&
                            GetSessionReadUDS(&answer, L"Label 1", L"driver") == 1 &&
                            GetSessionWriteUDS(&answer) == 1);
          },
-         [&](Ending, bool) { return ""; }});
+         [&](Ending ending, bool) {
+           return ending != kDone || answer == 0 ? "" : "it counts as a host of the system";
+         }});
 }
 
 TEST_F(RequestFaults, LoadsStockItemsAndMerges) {

@@ -4,12 +4,15 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
 #include <fstream>
 #include <mutex>
+#include <sstream>
 
 #include "orv/platform/debug_output.h"
 #include "orv/platform/files.h"
 #include "orv/session/session_data.h"
+#include "orv/text/format.h"
 #include "orv/text/utf8.h"
 
 namespace orv::test {
@@ -28,6 +31,35 @@ std::wstring TakeColumn(std::wstring* line) {
   std::wstring column = line->substr(0, end);
   line->erase(0, end == std::wstring::npos ? end : end + 1);
   return column;
+}
+
+/// A text in the signs of a table's line, and back.
+std::string Escape(std::wstring_view text) {
+  std::string line;
+  for (const wchar_t unit : text) {
+    const std::size_t known = std::wstring_view(L"\\\r\n\t").find(unit);
+    if (known != std::wstring_view::npos) {
+      line += {'\\', "\\rnt"[known]};
+    } else {
+      line += unit >= 0x20 && unit < 0x7F ? std::string(1, static_cast<char>(unit))
+                                          : WideToUtf8(Format(L"\\u%04X", unit));
+    }
+  }
+  return line;
+}
+std::wstring Unescape(std::string_view line) {
+  std::wstring text;
+  for (std::size_t at = 0; at < line.size(); ++at) {
+    const char next = line[at] == '\\' ? line[++at] : '\0';
+    const std::size_t known = next == '\0' ? 9 : std::string_view("\\rnt").find(next);
+    if (next == 'u') {
+      text += static_cast<wchar_t>(std::stoul(std::string(line.substr(at + 1, 4)), nullptr, 16));
+      at += 4;
+    } else {
+      text += known < 4 ? L"\\\r\n\t"[known] : static_cast<wchar_t>(line[at]);
+    }
+  }
+  return text;
 }
 
 }  // namespace
@@ -149,6 +181,31 @@ void WriteBytes(const std::filesystem::path& path, std::string_view bytes) {
   file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   file.close();
   EXPECT_FALSE(file.fail()) << path;
+}
+
+void ExpectTable(const std::string& name, const std::function<std::wstring(const Fields&)>& make) {
+  const std::filesystem::path path = std::filesystem::path(ORV_TEST_DATA) / (name + ".txt");
+  std::istringstream lines(ReadBytes(path));
+  std::string made;
+  int number = 0;
+  for (std::string line; std::getline(lines, line);) {
+    const std::size_t arrow = line.find(" =>");
+    if (arrow != line.npos && !line.starts_with('#')) {
+      Fields fields;
+      for (std::size_t at = 0, end = 0; at <= arrow; at = end + 3) {
+        end = std::min(line.find(" | ", at), arrow);
+        fields.push_back(Unescape(std::string_view(line).substr(at, end - at)));
+      }
+      const std::string output = Escape(make(fields));
+      const std::string now = line.substr(0, arrow + 3) + (output.empty() ? "" : " " + output);
+      ++number;
+      EXPECT_EQ(now, line) << path;
+      line = now;
+    }
+    made += line + "\n";
+  }
+  if (std::getenv("ORV_GOLDEN_WRITE") != nullptr) WriteBytes(path, made);
+  EXPECT_GT(number, 0) << path;
 }
 
 const TemporaryFolder& LogFolder() {

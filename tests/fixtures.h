@@ -130,6 +130,13 @@ std::wstring ReadLog(const std::filesystem::path& path);
 std::string ReadBytes(const std::filesystem::path& path);
 void WriteBytes(const std::filesystem::path& path, std::string_view bytes);
 
+/// Holds what a function makes of each line of a table of tests/data against what the line says:
+/// "input => output", where the input is of fields that " | " parts. Signs that are not ASCII stand
+/// as \uXXXX, line breaks and tabs as \r, \n and \t. Lines from '#' on are remarks.
+/// `ORV_GOLDEN_WRITE=1` writes the outputs anew.
+using Fields = std::vector<std::wstring>;
+void ExpectTable(const std::string& name, const std::function<std::wstring(const Fields&)>& make);
+
 /// Text as UTF-16LE bytes.
 std::string Utf16Bytes(std::wstring_view text);
 /// Bytes as lower-case hexadecimal digits.

@@ -10,6 +10,7 @@
 #include "orv/platform/files.h"
 #include "orv/platform/modules.h"
 #include "orv/platform/registry.h"
+#include "orv/session/session_data.h"
 #include "orv/text/utf8.h"
 #include "tests/fixtures.h"
 #include "tests/load.h"
@@ -43,13 +44,34 @@ int WriteLog(const Arguments&) {
   return 0;
 }
 
-/// FOLDER THREADS SECONDS: works under load and prints what came of it.
+/// FOLDER THREADS SECONDS HOW: works under load, silent or not, and prints what came of it.
 int WorkUnderLoad(const Arguments& arguments) {
   const orv::test::LoadTotals totals =
       orv::test::RunLoad(orv::Utf8ToWide(arguments[0]), std::atoi(arguments[1].c_str()),
-                         std::atoi(arguments[2].c_str()));
+                         std::atoi(arguments[2].c_str()), arguments[3] == "silent");
   std::printf("%d", totals.runs);
   for (const std::string& result : totals.results) std::printf(" %s", result.c_str());
+  return 0;
+}
+
+/// Writes its own entry below the session key and prints its process id.
+int SaveOwnSession(const Arguments&) {
+  const unsigned long id = orv::test::OwnProcessId();
+  std::printf("%lu", id);
+  return orv::test::SaveSession(std::to_wstring(id)) ? 0 : 1;
+}
+
+/// Prints whether it counts as started by a system host.
+int TellHost(const Arguments&) {
+  std::uint32_t isSystemParent = 2;
+  GetSessionIsSystemParent(&isSystemParent);
+  std::printf("%u", isSystemParent);
+  return 0;
+}
+
+/// PROGRAM: starts "PROGRAM host" and prints what that prints.
+int StartHost(const Arguments& arguments) {
+  std::printf("%s", orv::test::RunProgram(arguments[0], {"host"}).output.c_str());
   return 0;
 }
 
@@ -66,15 +88,16 @@ int main(int argc, char** argv) {
     std::string_view name;
     std::size_t arguments;
     int (*run)(const Arguments& arguments);
-  } jobs[] = {{"registry", 2, WriteRegistry},
-              {"log", 0, WriteLog},
-              {"load", 3, WorkUnderLoad},
+    bool isQuiet = false;  ///< keeps what the library says out of the system's log
+  } jobs[] = {{"registry", 2, WriteRegistry}, {"log", 0, WriteLog},  {"load", 4, WorkUnderLoad},
+              {"save", 0, SaveOwnSession, true},    {"host", 0, TellHost, true}, {"start", 1, StartHost, true},
               {"hold", 1, HoldFile}};
   if (argc < 2) return 2;
   const Arguments arguments(argv + 2, argv + argc);
   for (const auto& job : jobs) {
     if (job.name == argv[1] && job.arguments == arguments.size()) {
       orv::test::JoinScratchRegistry();
+      if (job.isQuiet) CLogger::m_bWriteLogToFile = 0;
       return job.run(arguments);
     }
   }

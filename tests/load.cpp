@@ -123,11 +123,13 @@ std::wstring LoadMessage(unsigned long process, int thread, int run) {
                       static_cast<wchar_t>(L'a' + thread));
 }
 
-LoadTotals RunLoad(const std::wstring& folder, int threads, int seconds) {
+LoadTotals RunLoad(const std::wstring& folder, int threads, int seconds, bool isSilent) {
   CLoggerClient client;
   client.m_stModuleFolder = folder;
   client.m_stModuleName = L"load.dll";
-  CLogger::StartLogging(&client);
+  // A start writes its lines whatever the level.
+  if (isSilent) CLogger::m_nLoglevel = 0;
+  if (!isSilent) CLogger::StartLogging(&client);
   ConfigsCache* const cache = ConfigsCache::GetInstance();
   Require(SaveSession(std::to_wstring(OwnProcessId())), "the process's own entry can be written");
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
@@ -149,7 +151,7 @@ LoadTotals RunLoad(const std::wstring& folder, int threads, int seconds) {
   for (std::thread& thread : running) thread.join();
   ReleaseSessionDataInstance();
   ConfigsCache::ReleaseInstance();
-  CLogger::StopLogging(&client);
+  if (!isSilent) CLogger::StopLogging(&client);
   return totals;
 }
 

@@ -10,6 +10,8 @@
 
 namespace {
 
+using orv::test::ExpectTable;
+using orv::test::Fields;
 using orv::test::LogFolder;
 using orv::test::TemporaryFolder;
 using orv::test::WithoutTimes;
@@ -103,77 +105,34 @@ TEST_F(LoggerTest, TheDebuggerGetsTheLineWithItsPrefix) {
 }
 
 TEST_F(LoggerTest, SettingsHaveDefaultsAndOddities) {
-  const struct {
-    const wchar_t* name;
-    const wchar_t* text;
-    const wchar_t* expected;  ///< level, debugger, file, groups
-  } cases[] = {
-      {L"Other", L"", L"1 1 1 "},
-      {L"LogLevel", L"15", L"15 1 1 "},
-      {L"LogLevel", L"  7up", L"7 1 1 "},
-      {L"LogLevel", L"abc", L"0 1 1 "},
-      {L"LogLevel", L"", L"1 1 1 "},
-      {L"LogLevel", L"-1", L"-1 1 1 "},
-      {L"LogLevel", L"99999999999999999999", L"2147483647 1 1 "},
-      {L"WriteLogToDebug", L"0", L"1 0 1 "},
-      {L"WriteLogToDebug", L"true", L"1 0 1 "},
-      {L"WriteLogToFile", L"01", L"1 1 0 "},
-      {L"WriteLogToFile", L" 1", L"1 1 0 "},
-      {L"WriteLogToFile", L"", L"1 1 1 "},
-      {L"LogGroups", L"#DevMode#Config#", L"1 1 1 #devmode#config#"},
-      {L"LogGroups", L"DevMode#", L"1 1 1 "},
-      {L"LogGroups", L"#\u00c4#", L"1 1 1 #\u00e4#"},
-  };
-  for (const auto& test : cases) {
+  ExpectTable("log_settings", [this](const Fields& fields) {
     // What an earlier start left behind must not matter.
     CLogger::m_nLoglevel = CLogger::m_bWriteLogToDebug = CLogger::m_bWriteLogToFile = 99;
     CLogger::m_stLogGroups = L"#old#";
     orv::DeleteRegistryTree(HKEY_CURRENT_USER, L"Software");
     Set(L"LogPath", LogFolder().Name());
-    Set(test.name, test.text);
+    Set(fields[0], fields[1]);
     Start();
     CLogger::StopLogging(&client_);
-    EXPECT_EQ(orv::Format(L"%d %d %d %ls", CLogger::m_nLoglevel, CLogger::m_bWriteLogToDebug,
-                          CLogger::m_bWriteLogToFile, CLogger::m_stLogGroups.c_str()),
-              test.expected);
     EXPECT_EQ(CLogger::m_stDesiredLogPath, LogFolder().Name());
-  }
+    return orv::Format(L"%d %d %d '%ls'", CLogger::m_nLoglevel, CLogger::m_bWriteLogToDebug,
+                       CLogger::m_bWriteLogToFile, CLogger::m_stLogGroups.c_str());
+  });
 }
 
 TEST_F(LoggerTest, LevelsAndGroupsDecideWhatIsWritten) {
   Start();
-  const struct {
-    int mask;
-    const wchar_t* groups;
-    int level;
-    const wchar_t* source;
-    bool isWritten;
-  } cases[] = {
-      {1, L"", 1, nullptr, true},
-      {1, L"", 8, L"DevMode", false},
-      {1, L"#devmode#config#", 8, L"DevMode", true},
-      {1, L"#devmode#config#", 8, L"CONFIG", true},
-      {1, L"#devmode#config#", 8, L"Conf", false},
-      {1, L"#devmode#config#", 8, L"DevMode#Config", true},
-      {1, L"#devmode#config#", 8, L"Other##Config", true},
-      {1, L"#devmode#config#", 8, L"#", false},
-      {1, L"#devmode#config#", 8, L"", false},
-      {1, L"#devmode#config#", 8, nullptr, false},
-      {1, L"#devmode", 8, L"DevMode", false},  // no mark at its end
-      {0, L"", 1, nullptr, false},
-      {6, L"", 3, nullptr, true},  // one bit of two
-      {8, L"", 3, nullptr, false},
-      {15, L"", 16, nullptr, false},
-  };
-  for (const auto& test : cases) {
-    CLogger::m_nLoglevel = test.mask;
-    CLogger::m_stLogGroups = test.groups;
+  ExpectTable("log_groups", [this](const Fields& fields) {
+    CLogger::m_nLoglevel = std::stoi(fields[0]);
+    CLogger::m_stLogGroups = fields[1];
     debug_.Take();
-    const auto level = static_cast<eLogLevel>(test.level);
-    CLogger::Log(level, &client_, L"message", test.source);
-    EXPECT_EQ(debug_.Take().size(), test.isWritten ? 1u : 0u) << test.groups;
-    EXPECT_EQ(CLogger::IsEnabled(level, test.source), test.isWritten);
-  }
+    const auto level = static_cast<eLogLevel>(std::stoi(fields[2]));
+    const wchar_t* const source = fields.size() > 3 ? fields[3].c_str() : nullptr;
+    CLogger::Log(level, &client_, L"message", source);
+    const bool isWritten = CLogger::IsEnabled(level, source);
+    EXPECT_EQ(debug_.Take().size(), isWritten ? 1u : 0u);
+    return std::wstring(isWritten ? L"written" : L"not");
+  });
 }
 
 TEST_F(LoggerTest, StartsAreCounted) {
@@ -241,19 +200,9 @@ TEST(LogFile, TheWantedFolderIsTakenWhenItIsOne) {
 }
 
 TEST(Logger, ShortensPaths) {
-  const std::pair<const wchar_t*, const wchar_t*> cases[] = {
-      {L"", L""},
-      {L"x", L""},
-      {LR"(D:\a\b\c.x)", LR"(b\c.)"},
-      {LR"(a\b)", LR"(a\)"},
-      {LR"(a\bc)", LR"(a\b)"},
-      {LR"(\\server\share\file)", LR"(share\fil)"},
-      {LR"(a\b\)", LR"(a\b)"},
-      {LR"(\\\\)", LR"(\)"},
-      {L"a/b/c.x", L"a/b/c."}};
-  for (const auto& [path, shortened] : cases) {
-    EXPECT_EQ(CLogger::GetFileAndLastFolder(path), shortened) << path;
-  }
+  ExpectTable("log_paths", [](const Fields& fields) {
+    return CLogger::GetFileAndLastFolder(fields[0].c_str());
+  });
 }
 
 TEST(LoggerClient, KnowsItsModuleOrWhyNot) {

@@ -131,7 +131,7 @@ TEST_F(Session, CleanUpRemovesTheEndedAndTheReplaced) {
   EXPECT_EQ(log_.TakeMessages(),
             std::vector<std::wstring>{L"Error accessing Session Data. Error code: 2"});
 
-  const orv::test::ProgramResult ended = RunProgram(ORV_SESSION_HELPER, {"save"});
+  const orv::test::ProgramResult ended = RunProgram(ORV_TEST_HELPER, {"save"});
   ASSERT_EQ(ended.exitCode, 0) << ended.messages;
   EXPECT_TRUE(SaveSession(ownKey_));
   // Names that enumerate next to each other: deleting one must not hide the next.
@@ -180,15 +180,15 @@ TEST_F(Session, SystemHostsAreKnownByTheirNames) {
   const orv::test::TemporaryFolder folder;
   const auto copyAs = [&](const char* name) {
     const std::filesystem::path copy = folder.path() / name;
-    std::filesystem::copy_file(ORV_SESSION_HELPER, copy);
+    std::filesystem::copy_file(ORV_TEST_HELPER, copy);
     return copy.string();
   };
-  EXPECT_EQ(RunProgram(ORV_SESSION_HELPER, {"host"}).output, "0");
+  EXPECT_EQ(RunProgram(ORV_TEST_HELPER, {"host"}).output, "0");
   const std::string console = copyAs("MMC.EXE");
   EXPECT_EQ(RunProgram(console, {"host"}).output, "1");
-  EXPECT_EQ(RunProgram(console, {"start", ORV_SESSION_HELPER}).output, "1");
+  EXPECT_EQ(RunProgram(console, {"start", ORV_TEST_HELPER}).output, "1");
   EXPECT_EQ(RunProgram(copyAs("sihost.exe"), {"host"}).output, "1");
-  EXPECT_EQ(RunProgram(copyAs("xmmc.exe"), {"start", ORV_SESSION_HELPER}).output, "0");
+  EXPECT_EQ(RunProgram(copyAs("xmmc.exe"), {"start", ORV_TEST_HELPER}).output, "0");
 
   std::uint32_t isSystemParent = 7;
   EXPECT_EQ(GetSessionIsSystemParent(&isSystemParent), 1U);

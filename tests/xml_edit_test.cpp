@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "fuzz/xml_edits.h"
+#include "tests/fixtures.h"
 #include "tests/xml_fixture.h"
 
 namespace {
@@ -211,18 +212,9 @@ TEST(XmlEdit, Nodes) {
 }
 
 TEST(XmlEdit, EscapeText) {
-  const struct {
-    const wchar_t* text;
-    int flags;
-    const wchar_t* escaped;
-  } cases[] = {
-      {L"<a b=\"c\" d='e'>&", 0, L"&lt;a b=\"c\" d='e'&gt;&amp;"},
-      {L"\"'", 0x100, L"&quot;&apos;"},
-      {L"&amp; &x", 8, L"&amp; &amp;x"},
-      {L"&#65;&;&1;&a.b-9;&a b;&\u00e9;", 8, L"&#65;&amp;;&amp;1;&a.b-9;&amp;a b;&\u00e9;"}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(Show(CMarkup::EscapeText(c.text, c.flags)), Show(c.escaped));
-  }
+  orv::test::ExpectTable("xml_escape", [](const orv::test::Fields& fields) {
+    return CMarkup::EscapeText(fields[0].c_str(), std::stoi(fields[1]));
+  });
 }
 
 /// Whether the positions stand at start tags, or nodes, of the text.

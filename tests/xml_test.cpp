@@ -15,125 +15,24 @@
 namespace {
 
 using orv::test::DumpIndex;
+using orv::test::ExpectTable;
+using orv::test::Fields;
 using orv::test::IndexFault;
 using orv::test::Show;
 
 // --- Parsing ---
 
-struct ParseCase {
-  const wchar_t* text;
-  const wchar_t* result = L"";  ///< the result record, whole
-  const wchar_t* error = L"";
-};
-
 TEST(XmlParse, FindingsOfEveryKind) {
-  const ParseCase cases[] = {
-      {L"", L""},
-      {L"<r/>", L""},
-      {L"<?xml version=\"1.0\"?>\r\n<!DOCTYPE r><!-- c --><r>t<![CDATA[<x>]]></r>\r\n", L""},
-      {L"text", L"<no_root_element/>", L"no root element"},
-      {L"<a/><b/>", L"<root_has_sibling/>", L"root element has sibling"},
-      {L"<a><b></a>", L"<unended_start_tag tagname=\"b\" offset=\"3\" offset2=\"7\"/>",
-       L"start tag 'b' at offset 3 expecting end tag at offset 7"},
-      {L"<a></b></a>", L"<lone_end_tag tagname=\"b\" offset=\"3\"/>",
-       L"lone end tag 'b' at offset 3"},
-      {L"</a>", L"<lone_end_tag tagname=\"a\" offset=\"0\"/><no_root_element/>",
-       L"lone end tag 'a' at offset 0"},
-      {L"<a>", L"<unended_start_tag tagname=\"a\" offset=\"0\" offset2=\"3\"/>",
-       L"start tag 'a' at offset 0 expecting end tag at offset 3"},
-      {L"<a><b",
-       L"<unterminated_tag_syntax type=\"start_tag\" offset=\"3\"/>"
-       L"<unended_start_tag tagname=\"a\" offset=\"0\" offset2=\"5\"/>",
-       L"unterminated tag at offset 3"},
-      {L"<a/><>", L"<first_tag_syntax offset=\"4\"/>",
-       L"tag syntax error at offset 4 expecting tag name / ! or ?"},
-      {L"<a/><1 <b>", L"<first_tag_syntax offset=\"4\"/>",
-       L"tag syntax error at offset 4 expecting tag name / ! or ?"},
-      {L"<a><!x></a>", L"<exclamation_tag_syntax offset=\"3\"/>",
-       L"tag syntax error at offset 3 expecting 'DOCTYPE' [ or -"},
-      {L"<a><!-x></a>", L"<comment_tag_syntax offset=\"3\"/>",
-       L"tag syntax error at offset 3 expecting - to begin comment"},
-      {L"<a><![CDATX[></a>", L"<cdata_section_syntax offset=\"3\"/>",
-       L"tag syntax error at offset 3 expecting 'CDATA'"},
-      {L"<!DOCTYPE a [ <!ELEMENT a ANY> <!xA> ]><a/>", L"<doctype_tag_syntax offset=\"31\"/>",
-       L"tag syntax error at offset 31 expecting markup declaration"},
-      {L"<a/><!x",
-       L"<exclamation_tag_syntax offset=\"4\"/>"
-       L"<unterminated_tag_syntax type=\"tag\" offset=\"4\"/>",
-       L"tag syntax error at offset 4 expecting 'DOCTYPE' [ or -"},
-      {L"<a></b&'></a>", L"<lone_end_tag tagname=\"b&amp;&apos;\" offset=\"3\"/>",
-       L"lone end tag 'b&'' at offset 3"},
-      // Well formed, though not at first sight.
-      {L"<a t=\"x>y\" u = '/>'/>"},
-      {L"<a b'c></a>"},
-      {L"<A ></a\n>"},
-      {L"<a=b></a>"},
-      {L"<a[1] x></a>"},
-      {L"<a></a '>"},
-      {L"<!DOCTYPE a '' \"\"><a/>"},
-      {L"<?\?><a/><!----><![CDATA[]]>"},
-      {L"<!DOCTYPE a [<!ENTITY x \"]>\"> <!-- ]> ' --> <?p ]> ?> <!ATTLIST a b (c) 'd'>]><a/>"},
-      {L"\xFEFF<\x00E9/>"}};
-  for (const ParseCase& c : cases) {
+  ExpectTable("xml_findings", [](const Fields& fields) {
     CMarkup doc;
-    const bool good = doc.SetDoc(c.text);
-    EXPECT_EQ(Show(doc.GetResult()), Show(c.result)) << Show(c.text);
-    EXPECT_EQ(good, *c.result == 0 && *c.text != 0) << Show(c.text);
-    EXPECT_EQ(Show(doc.GetError()), Show(c.error)) << Show(c.text);
-    EXPECT_EQ(IndexFault(doc), L"") << Show(c.text);
-  }
-}
-
-TEST(XmlParse, MarkupThatTheTextEndsIn) {
-  const std::pair<const wchar_t*, std::vector<const wchar_t*>> cases[] = {
-      {L"tag", {L"<", L"<!", L"<!-", L"<![CDAT"}},
-      {L"start_tag", {L"<b ", L"<b c='>"}},
-      {L"end_tag", {L"</a"}},
-      {L"processing_instruction", {L"<?x ?"}},
-      {L"comment", {L"<!--->"}},
-      {L"cdata_section", {L"<![CDATA[]>"}},
-      {L"document_type", {L"<!D [ '>' "}}};
-  for (const auto& [type, ends] : cases) {
-    for (const wchar_t* end : ends) {
-      CMarkup doc;
-      EXPECT_FALSE(doc.SetDoc(std::wstring(L"<a/>") + end));
-      EXPECT_EQ(Show(doc.GetResult()),
-                Show(orv::Format(L"<unterminated_tag_syntax type=\"%ls\" offset=\"4\"/>", type)));
-      EXPECT_EQ(Show(doc.GetError()), "unterminated tag at offset 4");
-    }
-  }
+    const bool isGood = doc.SetDoc(fields[0]);
+    EXPECT_EQ(IndexFault(doc), L"") << Show(fields[0]);
+    return (isGood ? L"good;" : L"bad;") + doc.GetResult() + L";" + doc.GetError();
+  });
 }
 
 TEST(XmlParse, Records) {
-  // Offset, length, tag lengths, level and flags, number of the parent in document order.
-  const std::pair<const wchar_t*, const wchar_t*> cases[] = {
-      {L"", L"0+0 tags 0/0 flags 0 parent 0\n"},
-      {L"<a x='1'><b/>t<c>u</c ></a>",
-       L"0+27 tags 0/0 flags 0 parent 0\n"
-       L"0+27 tags 9/4 flags 80000 parent 0\n"
-       L"9+4 tags 4/0 flags 90001 parent 1\n"
-       L"14+9 tags 3/5 flags 1 parent 1\n"},
-      {L"<a/><b/>",
-       L"0+8 tags 0/0 flags 0 parent 0\n"
-       L"0+4 tags 4/0 flags 90000 parent 0\n"
-       L"4+4 tags 4/0 flags 10000 parent 0\n"},
-      // The children of unended elements become siblings after them; levels stay as parsed, and the
-      // mark of the fault moves to the element that holds it in the end.
-      {L"<a><b><c/><d></x><e/></a>",
-       L"0+25 tags 0/0 flags 800000 parent 0\n"
-       L"0+25 tags 3/4 flags 280000 parent 0\n"
-       L"3+3 tags 3/0 flags 180001 parent 1\n"
-       L"6+4 tags 4/0 flags 10002 parent 1\n"
-       L"10+3 tags 3/0 flags 100002 parent 1\n"
-       L"17+4 tags 4/0 flags 10003 parent 1\n"},
-      {L"<a><b>",
-       L"0+6 tags 0/0 flags 800000 parent 0\n"
-       L"0+3 tags 3/0 flags 180000 parent 0\n"
-       L"3+3 tags 3/0 flags 100001 parent 0\n"}};
-  for (const auto& [text, records] : cases) {
-    CMarkup doc(text);
-    EXPECT_EQ(Show(DumpIndex(doc)), Show(records)) << Show(text);
-  }
+  ExpectTable("xml_records", [](const Fields& fields) { return DumpIndex(CMarkup(fields[0])); });
 }
 
 TEST(XmlParse, LongEndTagIsKeptModulo1024) {
@@ -329,22 +228,15 @@ TEST(XmlNavigate, WalksLevels) {
 }
 
 TEST(XmlNavigate, NamesInPaths) {
-  const struct {
-    const wchar_t* path;
-    const wchar_t* found;  ///< the tag name found, "" for none
-    int flags = CMarkup::DOC_IGNORECASE;
-  } cases[] = {{nullptr, L"abc"}, {L"", L"abc"},      {L"ab", L"ab"},   {L"abc", L"abc"},
-               {L"abcd", L""},    {L"AB", L"ab"},     {L"AB", L"", 0},  {L"ab[2]", L"ab"},
-               {L"ab[0]", L""},   {L"ab[@x]", L"ab"}, {L"ab[@1]", L""}, {L"ab[c]/d", L"ab"},
-               {L"ab[", L""},     {L"ab/c", L"ab"},   {L"ab=1", L"ab"}, {L"ab c", L"ab"},
-               {L"ab\t", L""},    {L"/ab", L""},      {L"[1]", L""},    {L"\u00e9B", L"\u00e9B"},
-               {L"\u00e9b", L""}, {L"ab]", L"ab"},    {L"y\tz", L""}};
-  for (const auto& c : cases) {
+  ExpectTable("xml_paths", [](const Fields& fields) {
     CMarkup doc(L"<abc/><ab/><\u00e9B/><y\tz/>");
-    doc.SetDocFlags(c.flags);
-    EXPECT_EQ(doc.FindElem(c.path), *c.found != 0);
-    EXPECT_EQ(Show(doc.GetTagName()), Show(c.found));
-  }
+    if (fields.size() > 1) doc.SetDocFlags(0);
+    const bool isFound = doc.FindElem(fields[0]);
+    EXPECT_EQ(isFound, !doc.GetTagName().empty());
+    return doc.GetTagName();
+  });
+  CMarkup doc(L"<abc/>");
+  EXPECT_TRUE(doc.FindElem(nullptr));
 }
 
 TEST(XmlNavigate, PathsCountElementsOfOneName) {
@@ -417,39 +309,21 @@ TEST(XmlNavigate, SavedPositions) {
 // --- Reading ---
 
 TEST(XmlRead, Attributes) {
-  const struct {
-    const wchar_t* tag;
-    const wchar_t* name;
-    const wchar_t* value;
-    int offset;
-  } cases[] = {{L"<a x=\"1\" y='2'/>", L"y", L"2", 9},
-               {L"<a x=\"1\" X='2'/>", L"X", L"1", 3},
-               {L"<a x = \"&lt;&#65;\">", L"x", L"<A", 3},
-               {L"<a x=1/2 y=3>", L"x", L"1/2", 3},
-               {L"<a x=1/2 y=3>", L"y", L"3", 9},
-               {L"<a x y=3>", L"x", L"", 3},
-               {L"<a x y=3>", L"y", L"3", 5},
-               {L"<a xy='1' x='2'>", L"x", L"2", 10},
-               {L"<a b=\"x='9'\" x='2'>", L"x", L"2", 13},
-               {L"<a/x='2'>", L"x", L"2", 3},
-               {L"<a x='2'>", L"a", L"", -1},
-               {L"<a x='2'>", L"", L"", -1},
-               {L"<a ='2' x=''>", L"x", L"", 8},
-               {L"<a>x='2'", L"x", L"", -1}};
-  for (const auto& c : cases) {
-    CMarkup doc(c.tag);
-    ASSERT_TRUE(doc.FindElem()) << Show(c.tag);
-    EXPECT_EQ(Show(doc.GetAttrib(c.name)), Show(c.value)) << Show(c.tag);
-    EXPECT_EQ(doc.GetAttribOffset(c.name), c.offset) << Show(c.tag);
+  ExpectTable("xml_attributes", [](const Fields& fields) {
+    CMarkup found(fields[0]);
+    EXPECT_TRUE(found.FindElem());
+    const int offset = found.GetAttribOffset(fields[1]);
     std::wstring buffer;
     std::wstring_view value;
-    EXPECT_EQ(orv::MarkupReader(doc).Attrib(c.name, &buffer, &value), c.offset >= 0);
-    EXPECT_EQ(Show(value), Show(c.value));
-    if (*c.name == 0) continue;
+    EXPECT_EQ(orv::MarkupReader(found).Attrib(fields[1], &buffer, &value), offset >= 0);
+    EXPECT_EQ(value, found.GetAttrib(fields[1]));
     value = {};
-    EXPECT_EQ(orv::MarkupReader(doc).AttribOf(1, L"a", c.name, &buffer, &value), c.offset >= 0);
-    EXPECT_EQ(Show(value), Show(c.value)) << Show(c.tag);
-  }
+    EXPECT_EQ(!fields[1].empty() &&
+                  orv::MarkupReader(found).AttribOf(1, L"a", fields[1], &buffer, &value),
+              offset >= 0);
+    EXPECT_EQ(value, found.GetAttrib(fields[1]));
+    return std::to_wstring(offset) + L" (" + std::wstring(value) + L")";
+  });
   CMarkup doc(L"<a x='1' =2 y=\"&amp;\"/>");
   EXPECT_EQ(doc.GetAttrib(L"x"), L"");
   doc.FindElem();
@@ -463,26 +337,14 @@ TEST(XmlRead, Attributes) {
 }
 
 TEST(XmlRead, Data) {
-  const struct {
-    const wchar_t* text;
-    const wchar_t* data;
-    int flags = 0;
-  } cases[] = {{L"<a/>", L""},
-               {L"<a>", L""},
-               {L"<a></a>", L""},
-               {L"<a> x&lt;y </a>", L" x<y "},
-               {L"<a> x  y </a>", L"x  y", CMarkup::DOC_TRIMWHITESPACE},
-               {L"<a>1<!--no-->2<?no?><![CDATA[&lt;]]> </a>", L"12&lt; "},
-               {L"<a>1<b/></a>", L""},
-               {L"<a>1<!x>2</x>3</a>", L"123"}};
-  for (const auto& c : cases) {
-    CMarkup doc(c.text);
-    doc.SetDocFlags(c.flags);
-    ASSERT_TRUE(doc.FindElem());
-    EXPECT_EQ(Show(doc.GetData()), Show(c.data)) << Show(c.text);
+  ExpectTable("xml_data", [](const Fields& fields) {
+    CMarkup doc(fields[0]);
+    doc.SetDocFlags(fields.size() > 1 ? CMarkup::DOC_TRIMWHITESPACE : 0);
+    EXPECT_TRUE(doc.FindElem());
     std::wstring buffer;
-    EXPECT_EQ(Show(orv::MarkupReader(doc).Data(&buffer)), Show(c.data)) << Show(c.text);
-  }
+    EXPECT_EQ(orv::MarkupReader(doc).Data(&buffer), doc.GetData());
+    return L"'" + doc.GetData() + L"'";
+  });
 }
 
 TEST(XmlRead, NamesAndValuesEndAtTheFirstUnitThatEndsThem) {
@@ -543,27 +405,13 @@ TEST(XmlRead, PiecesAndPlaces) {
 }
 
 TEST(XmlRead, Unescape) {
-  const struct {
-    const wchar_t* text;
-    const wchar_t* result;
-    int flags = 0;
-  } cases[] = {
-      {L"a&lt;b&AMP;&apos;&quot;&gt;", L"a<b&'\">"},
-      {L"&#65;&#x41;&#X41;", L"AAA"},
-      {L"&oslash;&Oslash;&omega;", L"\u00d8\u00d8\u03a9"},
-      {L"&euro;&thetasym;&zwnj;", L"\u20ac\u03d1\u200c"},
-      {L"&unknown;&toolongname;&;&&amp", L"&unknown;&toolongname;&;&&amp"},
-      {L"&#;&#x;&#1a;&#xg;&#0;&#xD800;&#x110000;", L"&#;&#x;&#1a;&#xg;&#0;&#xD800;&#x110000;"},
-      {L"&\u00e9;&am\u00e9;", L"&\u00e9;&am\u00e9;"},
-      {L"  a \t b  ", L"a b", CMarkup::DOC_COLLAPSEWHITESPACE},
-      {L"  a \t b  ", L"a \t b", CMarkup::DOC_TRIMWHITESPACE},
-      {L" &#32; \n&#32; ", L"   ", CMarkup::DOC_COLLAPSEWHITESPACE},
-      {L" \n ", L"", CMarkup::DOC_TRIMWHITESPACE}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(Show(CMarkup::UnescapeText(c.text, -1, c.flags)), Show(c.result));
-  }
-  EXPECT_EQ(CMarkup::UnescapeText(L"&#x1F600;"),
-            std::wstring({static_cast<wchar_t>(0xD83D), static_cast<wchar_t>(0xDE00)}));
+  ExpectTable("xml_unescape", [](const Fields& fields) {
+    const std::wstring& how = fields[1];
+    const int flags = how == L"collapse" ? CMarkup::DOC_COLLAPSEWHITESPACE
+                      : how == L"trim"   ? CMarkup::DOC_TRIMWHITESPACE
+                                         : 0;
+    return L"'" + CMarkup::UnescapeText(fields[0].c_str(), -1, flags) + L"'";
+  });
   EXPECT_EQ(CMarkup::UnescapeText(L"a&lt;b", 4), L"a&lt");
   EXPECT_EQ(CMarkup::UnescapeText(nullptr), L"");
   EXPECT_EQ(CMarkup::EscapeText(nullptr), L"");
