@@ -16,6 +16,7 @@
 #include "orv/config/configs_cache.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/platform/files.h"
+#include "orv/text/format.h"
 #include "orv/text/utf8.h"
 #include "orv/xml/markup.h"
 #include "tests/fixtures.h"
@@ -191,40 +192,23 @@ TEST_F(ConfigLoad, WarnsOfEveryKeyThatItDoesNotKnow) {
   }
   text.insert(text.find(L"</properties></generalSettings>"), Expand(L"{Test=1|test=2}"));
   EXPECT_NE(Load(text), nullptr);
-  std::wstring warnings;
-  for (const wchar_t* where :
-       {L"<fileInfo><properties>: x = y", L"<device><model><properties>: x = y",
-        L"<device><label><properties>: x = y", L"<device><generalSettings><properties>: x = y",
-        L"<device><printModes><properties>: x = y",
-        L"<device><printModes><printMode><properties>: x = y",
-        L"<device><printModes><printMode><properties>: x = y",
-        L"<device><globalOffsetY><properties>: x = y",
-        L"<device><headsOffsetX><properties>: x = y - compared x end",
-        L"<device><darkness><properties>: x = y", L"<device><printSpeed>: x = y",
-        L"<device><printSpeed><properties>: x = y", L"<device><sensorTypes><properties>: x = y",
-        L"<device><sensorTypes><sensorType><properties>: x = y", L"<fileInfo><properties>: x = y",
-        L"<device><optionFamilies><optionFamily><properties>: x = y",
-        L"Option Family 'Belt': x = y", L"<conveyorSpeed><properties>: x = y"}) {
-    warnings += CString(L"WAR Unknown property in ") + where + L"\n";
-  }
-  EXPECT_EQ(Log(), warnings);
+  orv::test::ExpectText("config_unknown", Log());
   CLogger::m_nLoglevel = 0;  // and nothing when nobody listens
   EXPECT_NE(Load(text), nullptr);
   EXPECT_EQ(Log(), L"");
 }
 
 TEST_F(ConfigLoad, VersionDecidesWhetherADeviceIsRead) {
-  for (const wchar_t* version : {L"12", L"0", L"-13", L"x", L"", L"12.9"}) {
-    const CString info = CString(L"<fileInfo>[{version=") + version + L"}]</fileInfo>";
-    ExpectError(Expand(L"<xmlData>" + info + L"</xmlData>"),
-                L"Required element <device> was not found!");
-  }
-  for (const wchar_t* version : {L"13", L" +13x", L"2147483648"}) {
-    const Config config = Read(With(L"version=12", CString(L"version=") + version));
-    EXPECT_EQ(config.device.model.modelId, 0);
+  ExpectTable("config_versions", [this](const Fields& fields) {
+    const CString info = CString(L"<fileInfo>[{version=") + fields[0] + L"}]</fileInfo>";
+    const bool isRead = Load(Expand(L"<xmlData>" + info + L"</xmlData>")) == nullptr;
+    EXPECT_EQ(Log().ends_with(L"Details: Required element <device> was not found!\n"), isRead);
+    const Config config = Read(With(L"<fileInfo>[{version=12}]</fileInfo>", info));
+    EXPECT_EQ(config.device.model.modelId, isRead ? 7 : 0);
     EXPECT_EQ(config.device.generalSettings.resolutionDpiX, 300);
     EXPECT_EQ(Log(), L"");
-  }
+    return std::wstring(isRead ? L"read" : L"not read");
+  });
 }
 
 /// A field of a record, by name.
@@ -307,31 +291,13 @@ TEST_F(ConfigLoad, SwitchesOnOneSettingByItsKey) {
 }
 
 TEST_F(ConfigLoad, ReadsTheValuesOfOneKeyAsFilesRelyOnIt) {
-  const std::pair<CString, MaterialGuidance> guidances[] = {
-      {L"LEFT", materialGuidanceLeft},         {L"leftHanded", materialGuidanceLeft},
-      {L"centered", materialGuidanceCentered}, {L"RightHanded", materialGuidanceRight},
-      {L"center", materialGuidanceLeft},       {L"right|materialGuidance=", materialGuidanceRight}};
-  for (const auto& [value, guidance] : guidances) {
-    const Config config =
-        Read(With(L"<generalSettings>[", L"<generalSettings>[{materialGuidance=" + value + L"}"));
-    EXPECT_EQ(config.device.generalSettings.materialGuidance, guidance);
-  }
-  const struct {
-    const wchar_t* properties;
-    bool enabled;
-    int min;
-  } heads[] = {{L"headsOffsetXEnabled=TRUE|headsOffsetXMin=3|", true, 3},
-               {L"headsOffsetXEnabled=true|headsOffsetXMin=3|", false, 3},
-               {L"headsOffsetXMin=|", false, 0},
-               {L"headsOffsetXEnabled=TRUE|", true, 0},  // stands for the minimum as well
-               {L"headsOffsetXEnabled=|", false, 0}};
-  for (const auto& test : heads) {
-    const Config config =
-        Read(With(L"headsOffsetXEnabled=TRUE|headsOffsetXMin=3|", test.properties));
-    const HeadsOffsetX& offset = config.device.headsOffsetX;
-    EXPECT_TRUE(offset.enabled == test.enabled && offset.min == test.min && offset.step == 1 &&
-                offset.max == 4);
-  }
+  ExpectTable("config_keys", [this](const Fields& fields) {
+    const Device device = Read(With(fields[0], fields[1])).device;
+    const HeadsOffsetX& heads = device.headsOffsetX;
+    return orv::Format(L"guidance %d; heads %d, %d to %d by %d",
+                       static_cast<int>(device.generalSettings.materialGuidance),
+                       static_cast<int>(heads.enabled), heads.min, heads.max, heads.step);
+  });
 }
 
 /// Entries as "number+" for enabled ones and "number-" for others, the default in front.

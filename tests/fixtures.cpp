@@ -208,6 +208,12 @@ void ExpectTable(const std::string& name, const std::function<std::wstring(const
   EXPECT_GT(number, 0) << path;
 }
 
+void ExpectText(const std::string& name, const std::wstring& text) {
+  const std::filesystem::path path = std::filesystem::path(ORV_TEST_DATA) / (name + ".txt");
+  if (std::getenv("ORV_GOLDEN_WRITE") != nullptr) WriteBytes(path, WideToUtf8(text));
+  EXPECT_EQ(WideToUtf8(text), ReadBytes(path)) << path;
+}
+
 const TemporaryFolder& LogFolder() {
   static const TemporaryFolder folder;
   return folder;

@@ -136,6 +136,8 @@ void WriteBytes(const std::filesystem::path& path, std::string_view bytes);
 /// `ORV_GOLDEN_WRITE=1` writes the outputs anew.
 using Fields = std::vector<std::wstring>;
 void ExpectTable(const std::string& name, const std::function<std::wstring(const Fields&)>& make);
+/// Holds a text of several lines against a file there; the same variable writes it anew.
+void ExpectText(const std::string& name, const std::wstring& text);
 
 /// Text as UTF-16LE bytes.
 std::string Utf16Bytes(std::wstring_view text);

@@ -89,8 +89,9 @@ int main(int argc, char** argv) {
     std::size_t arguments;
     int (*run)(const Arguments& arguments);
     bool isQuiet = false;  ///< keeps what the library says out of the system's log
-  } jobs[] = {{"registry", 2, WriteRegistry}, {"log", 0, WriteLog},  {"load", 4, WorkUnderLoad},
-              {"save", 0, SaveOwnSession, true},    {"host", 0, TellHost, true}, {"start", 1, StartHost, true},
+  } jobs[] = {{"registry", 2, WriteRegistry}, {"log", 0, WriteLog},
+              {"load", 4, WorkUnderLoad},     {"save", 0, SaveOwnSession, true},
+              {"host", 0, TellHost, true},    {"start", 1, StartHost, true},
               {"hold", 1, HoldFile}};
   if (argc < 2) return 2;
   const Arguments arguments(argv + 2, argv + argc);

@@ -4,6 +4,7 @@
 
 #include "orv/text/format.h"
 #include "orv/text/utf8.h"
+#include "tests/fixtures.h"
 
 namespace {
 
@@ -18,11 +19,6 @@ TEST(Format, KeepsSurrogateUnits) {
   EXPECT_EQ(orv::Format(L"%ls", pair.c_str()), pair);
 }
 
-struct Utf8Case {
-  const char* bytes;
-  std::wstring text;
-};
-
 /// Wide text of units that a literal cannot hold in both homes.
 std::wstring Units(std::initializer_list<unsigned> units) {
   std::wstring text;
@@ -30,46 +26,14 @@ std::wstring Units(std::initializer_list<unsigned> units) {
   return text;
 }
 
-TEST(Utf8, DecodesEveryLengthAndItsLimits) {
-  const Utf8Case cases[] = {{"", L""},
-                            {"\x7F", L"\x7F"},
-                            {"\xC2\x80", Units({0x80})},
-                            {"\xDF\xBF", Units({0x7FF})},
-                            {"\xE0\xA0\x80", Units({0x800})},
-                            {"\xED\x9F\xBF", Units({0xD7FF})},
-                            {"\xEE\x80\x80", Units({0xE000})},
-                            {"\xEF\xBF\xBF", Units({0xFFFF})},
-                            {"\xF0\x90\x80\x80", Units({0xD800, 0xDC00})},
-                            {"\xF4\x8F\xBF\xBF", Units({0xDBFF, 0xDFFF})},
-                            {"\xEF\xBB\xBF<", Units({0xFEFF, '<'})}};
-  for (const Utf8Case& test : cases) {
-    EXPECT_EQ(orv::Utf8ToWide(test.bytes), test.text) << test.bytes;
-    EXPECT_EQ(orv::WideToUtf8(test.text), test.bytes);
-  }
-}
-
-TEST(Utf8, ReplacesEachMaximalIllFormedPiece) {
-  constexpr unsigned kBad = 0xFFFD;
-  const Utf8Case cases[] = {
-      {"\x80", Units({kBad})},  // nothing to continue
-      {"\xBF\xBF", Units({kBad, kBad})},
-      {"\xC0\x80", Units({kBad, kBad})},  // overlong, two bytes
-      {"\xC1\xBFx", Units({kBad, kBad, 'x'})},
-      {"\xE0\x9F\xBF", Units({kBad, kBad, kBad})},            // overlong, three bytes
-      {"\xF0\x8F\xBF\xBF", Units({kBad, kBad, kBad, kBad})},  // overlong, four bytes
-      {"\xED\xA0\x80", Units({kBad, kBad, kBad})},            // a surrogate
-      {"\xF4\x90\x80\x80", Units({kBad, kBad, kBad, kBad})},  // above U+10FFFF
-      {"\xF5\x80\x80\x80", Units({kBad, kBad, kBad, kBad})},
-      {"\xFE\xFF", Units({kBad, kBad})},
-      {"\xC3", Units({kBad})},  // cut off at the end
-      {"\xE2\x82", Units({kBad})},
-      {"\xF0\x9F\x98", Units({kBad})},
-      {"\xE2\x82x", Units({kBad, 'x'})},                    // cut off by a letter
-      {"\xF0\x9F\x98\xE2\x82\xAC", Units({kBad, 0x20AC})},  // and by another lead byte
-      {"\xF0\x9F\xC3\xA9", Units({kBad, 0xE9})},
-      {"w\xF1\x80\x80\xE1\x80\xC2x\x80y\x80\xBFz",
-       Units({'w', kBad, kBad, kBad, 'x', kBad, 'y', kBad, kBad, 'z'})}};
-  for (const Utf8Case& test : cases) EXPECT_EQ(orv::Utf8ToWide(test.bytes), test.text);
+TEST(Utf8, DecodesWhatIsWellFormedAndReplacesEachPieceThatIsNot) {
+  orv::test::ExpectTable("utf8", [](const orv::test::Fields& fields) {
+    const std::string bytes(fields[0].begin(), fields[0].end());
+    const std::wstring text = orv::Utf8ToWide(bytes);
+    const bool isWellFormed = text.find(0xFFFD) == text.npos;
+    EXPECT_EQ(orv::WideToUtf8(text) == bytes, isWellFormed);
+    return text;
+  });
 }
 
 TEST(Utf8, ReplacesUnpairedSurrogates) {

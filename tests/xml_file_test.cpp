@@ -280,19 +280,13 @@ TEST_F(XmlFile, RefusalsWhileAFileIsOpen) {
   EXPECT_EQ(doc.GetDocFlags() & 0x70, 16);
   doc.SetDocFlags(CMarkup::DOC_IGNORECASE | CMarkup::DOC_WRITEFILE);
   EXPECT_EQ(doc.GetDocFlags() & 0x70, 16);
-  EXPECT_FALSE(doc.SavePos(L"a") || doc.RestorePos(L"a"));
-  EXPECT_FALSE(doc.Open(Path(L"in.xml"), CMarkup::DOC_READFILE));
-  EXPECT_FALSE(doc.SetDoc(L"<r/>"));
-  EXPECT_FALSE(doc.SetMapSize(1));
-  EXPECT_FALSE(doc.Load(Path(L"in.xml")));
-  EXPECT_FALSE(doc.Save(Path(L"in.xml")));
-  EXPECT_TRUE(doc.FindElem(L"r"));
-  EXPECT_FALSE(doc.FindChildElem());
-  EXPECT_FALSE(doc.AddElem(L"x"));
-  EXPECT_FALSE(doc.SetAttrib(L"x", 1));
-  EXPECT_FALSE(doc.SetData(L"x"));
-  EXPECT_FALSE(doc.RemoveElem());
-  EXPECT_FALSE(doc.Flush());
+  for (const bool isDone :
+       {doc.SavePos(L"a"), doc.RestorePos(L"a"), doc.Open(Path(L"in.xml"), CMarkup::DOC_READFILE),
+        doc.SetDoc(L"<r/>"), doc.SetMapSize(1), doc.Load(Path(L"in.xml")),
+        doc.Save(Path(L"in.xml")), !doc.FindElem(L"r"), doc.FindChildElem(), doc.AddElem(L"x"),
+        doc.SetAttrib(L"x", 1), doc.SetData(L"x"), doc.RemoveElem(), doc.Flush()}) {
+    EXPECT_FALSE(isDone);
+  }
   CMarkup copy(L"<keep/>");
   copy = doc;
   EXPECT_EQ(copy.GetDoc(), L"<keep/>");
@@ -305,12 +299,10 @@ TEST_F(XmlFile, RefusalsWhileAFileIsOpen) {
 
   ASSERT_TRUE(doc.Open(Path(L"out.xml"), CMarkup::DOC_WRITEFILE));
   EXPECT_TRUE(doc.IsWellFormed());
-  EXPECT_TRUE(doc.AddElem(L"r"));
-  EXPECT_FALSE(doc.FindElem());
-  EXPECT_FALSE(doc.AddChildElem(L"x"));
-  EXPECT_FALSE(doc.InsertElem(L"x"));
-  EXPECT_FALSE(doc.SetData(L"x"));
-  EXPECT_FALSE(doc.SetDoc(L"<r/>"));
+  for (const bool isDone : {!doc.AddElem(L"r"), doc.FindElem(), doc.AddChildElem(L"x"),
+                            doc.InsertElem(L"x"), doc.SetData(L"x"), doc.SetDoc(L"<r/>")}) {
+    EXPECT_FALSE(isDone);
+  }
   EXPECT_TRUE(doc.Close());
   EXPECT_EQ(Get(L"out.xml"), "<r/>\r\n");
   // The flags alone are no file.
