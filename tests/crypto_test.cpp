@@ -15,6 +15,8 @@
 namespace {
 
 using orv::HeapBuffer;
+using orv::test::ExpectTable;
+using orv::test::Fields;
 using orv::test::LogCapture;
 using orv::test::ReadBytes;
 using orv::test::TemporaryFolder;
@@ -76,32 +78,19 @@ std::string ManyLines() {
 }
 
 TEST(AesCbc, GivesTheBytesOfOpenssl) {
-  const struct {
-    std::size_t keySize;
-    std::size_t plainSize;
-    const char* cipher;
-  } cases[] = {
-      {32, 0, "3635d5ae0e3b28cbd5b190780c64afc6"},
-      {32, 1, "867f29438f860aba6d26a62ebf619c43"},
-      {32, 15, "1ce48303dbe01defaaa3dd3cb66d7d3c"},
-      {32, 16, "5ffb02fabb29ba07797310d6e2e7fec93700d0fc5e07343e2422d68c342ad185"},
-      {32, 17, "5ffb02fabb29ba07797310d6e2e7fec9f5bb21df6b41ba3fddecaf77435cde0d"},
-      {24, 17, "88f083ecd605179a167f44294afa3101226d5d887c8c0f8e764a3fbd75757ea8"},
-      {16, 17, "2e34a5cfce90d8d0cad53ed437c3faa908763bdb8106aae46aa60448385a9dff"},
-  };
-  for (const auto& test : cases) {
-    SCOPED_TRACE(test.cipher);
-    const std::string_view key = kKey.substr(0, test.keySize);
-    const std::string_view plain = kAlphabet.substr(0, test.plainSize);
+  ExpectTable("aes", [](const Fields& fields) {
+    const std::string_view key = kKey.substr(0, std::stoul(fields[0]));
+    const std::string_view plain = kAlphabet.substr(0, std::stoul(fields[1]));
+    std::string cipher;
     EXPECT_EQ(PrintedBy([&] {
-                const std::string cipher = Encrypt(key, kVectors[0], plain);
-                EXPECT_EQ(ToHex(cipher), test.cipher);
+                cipher = Encrypt(key, kVectors[0], plain);
                 // Of a longer vector the first block counts.
                 EXPECT_EQ(Encrypt(key, "PHQGHUMEAYLNLFDX and more", plain), cipher);
                 EXPECT_EQ(Decrypt(key, kVectors[0], cipher), plain);
               }),
               "");
-  }
+    return orv::Utf8ToWide(ToHex(cipher));
+  });
 }
 
 TEST(AesCbc, NamesTheStepThatFails) {
@@ -259,23 +248,15 @@ TEST_F(ProtectedFile, IsTheBytesOfOpensslBehindItsHeader) {
 }
 
 TEST_F(ProtectedFile, LoadsPlainAndProtectedTextAlike) {
-  const std::pair<std::string, CString> cases[] = {
-      {"x", L"x"},
-      {"CN", L"CN"},
-      {"cnf is no marker", L"cnf is no marker"},
-      {"\xEF\xBB\xBF<a/>", L"\uFEFF<a/>"},  // the mark stays
-      {"a\r\nb\x1a", L"a\r\nb\x1a"},        // every byte counts
-      {std::string("a\0b", 3), CString(L"a\0b", 3)},
-      {"\xC3\xA9\xE2\x82", L"\u00e9\uFFFD"},
-  };
-  for (const auto& [bytes, text] : cases) {
-    Write(L"plain", bytes);
-    ASSERT_EQ(CCryptoHelper::AesEncryptFile(Name(L"plain"), Name(L"made"), nullptr), 0u);
-    for (const wchar_t* name : {L"plain", L"made"}) {
-      EXPECT_EQ(Load(name), text);
-      EXPECT_EQ(Log(), L"");
-    }
-  }
+  ExpectTable("protected", [this](const Fields& fields) {
+    Write(L"plain", std::string(fields[0].begin(), fields[0].end()));
+    EXPECT_EQ(CCryptoHelper::AesEncryptFile(Name(L"plain"), Name(L"made"), nullptr), 0u);
+    const CString text = Load(L"plain");
+    EXPECT_EQ(Log(), L"");
+    EXPECT_EQ(Load(L"made"), text);
+    EXPECT_EQ(Log(), L"");
+    return text;
+  });
 }
 
 TEST_F(ProtectedFile, RefusesEveryCutAndWrongHeaderWithItsCode) {

@@ -13,6 +13,7 @@
 #include "orv/devmode/differences.h"
 #include "orv/devmode/record_fields.h"
 #include "orv/platform/files.h"
+#include "orv/text/format.h"
 #include "tests/devmode_fixture.h"
 
 // Counts what is allocated. Out of line, so that the compiler does not pair one's insides with the
@@ -55,27 +56,21 @@ tagOEMDEV DefaultRecord() {
 std::uint32_t Bits(std::int32_t value) { return static_cast<std::uint32_t>(value); }
 
 TEST(Defaults, FillEveryWordButTheCarriedOnes) {
-  // Every word that is not 0, by its offset.
-  const std::map<std::size_t, std::uint32_t> expected = {
-      {0, 2688},     {4, 0x4F525631},   {8, 16},     {1620, 1},  {1652, 1},   {1668, 2},
-      {1676, 2},     {1680, 1},         {1684, 2},   {1692, 1},  {1696, 100}, {1700, 10},
-      {1708, 1},     {1716, 1},         {1720, 1},   {1724, 11}, {1728, 12},  {1732, 13},
-      {1736, 14},    {1740, 15},        {1744, 16},  {1872, 1},  {1876, 31},  {1880, 32},
-      {1896, 60000}, {1900, 40000},     {2576, 255}, {2596, 15}, {2600, 128}, {2604, 1},
-      {2616, 1},     {2620, Bits(-21)}, {2624, 22},  {2628, 23}, {2632, 24},  {2636, 250},
-      {2668, 1},     {2676, 10}};
   tagOEMDEV record;
   std::memset(&record, 0xA5, sizeof(record));
   orv::FillDefaults(TestConfig(), &record);
+  std::wstring words;  // those that are not 0
   for (std::size_t offset = 0; offset < sizeof(record); offset += 4) {
     const bool isCarried =
         (offset >= 12 && offset < 1620) || offset == 2580 || offset == 2588 || offset == 2592;
-    const auto found = expected.find(offset);
-    EXPECT_EQ(Word(record, offset), isCarried                 ? 0xA5A5A5A5
-                                    : found != expected.end() ? found->second
-                                                              : 0)
-        << offset;
+    const std::uint32_t word = Word(record, offset);
+    if (isCarried) {
+      EXPECT_EQ(word, 0xA5A5A5A5) << offset;
+    } else if (word != 0) {
+      words += orv::Format(L"%d %d\n", static_cast<int>(offset), static_cast<int>(word));
+    }
   }
+  ExpectText("devmode_defaults", words);
   EXPECT_EQ(std::memcmp(&record.dwSignature, "1VRO", 4), 0);
 }
 
@@ -96,29 +91,17 @@ TEST(Defaults, OfTheExamplePrintersAreTheirGoldenRecords) {
 }
 
 TEST(Versions, OnlyTheCurrentOneIsTaken) {
-  const std::wstring name = L"Drevik.ConvertOEMDevmodeVersions";
-  const struct {
-    std::uint32_t version;
-    std::vector<std::pair<std::wstring, std::wstring>> log;  ///< tags and what follows the name
-  } cases[] = {
-      {16, {{L"TRC", L" END (TRUE)"}}},
-      {0, {{L"ERR", L": END (FALSE, IN-version 0 is unknown for current version 16)"}}},
-      {17, {{L"ERR", L": END (FALSE, IN-version 17 is unknown for current version 16)"}}},
-      {15, {{L"ERR", L": OEMDevMode version 15 is not handled!"}, {L"ERR", L" END (FALSE)"}}},
-  };
-  for (const auto& test : cases) {
+  ExpectTable("devmode_versions", [](const Fields& fields) {
     tagOEMDEV in;
     std::memset(&in, 0x3C, sizeof(in));
-    in.dwVersion = test.version;
+    in.dwVersion = static_cast<std::uint32_t>(std::stoul(fields[0]));
     tagOEMDEV out{};
     LogCapture log;
-    EXPECT_EQ(ConvertOEMDevmodeVersions(nullptr, &in, &out), test.version == 16);
-    std::vector<LogLine> expected = {{L"TRC", L"", L"DevMode", name + L" START"}};
-    for (const auto& [tag, text] : test.log)
-      expected.push_back({tag, L"", L"DevMode", name + text});
-    EXPECT_EQ(log.Take(), expected) << test.version;
-    EXPECT_EQ(Bytes(out) == Bytes(in), test.version == 16);
-  }
+    const bool isTaken = ConvertOEMDevmodeVersions(nullptr, &in, &out);
+    EXPECT_EQ(isTaken, in.dwVersion == 16);
+    EXPECT_EQ(Bytes(out) == Bytes(in), isTaken);
+    return log.TakeText();
+  });
 }
 
 TEST(OlderLayout, MapsWordByWord) {

@@ -110,11 +110,6 @@ std::uint64_t Hash(const void* data, std::size_t size, std::uint64_t hash = 1469
   return hash;
 }
 
-std::uint64_t HashOf(Bitmap* bitmap) {
-  const std::vector<std::uint32_t> pixels = Pixels(bitmap);
-  return Hash(pixels.data(), pixels.size() * 4);
-}
-
 // Colours.
 
 TEST(ColorExtensions, GreyValuesAreExact) {
@@ -636,30 +631,6 @@ TEST(SplitImage, NeedsAtMostAPageBesideItsResults) {
     ASSERT_EQ(split.code, 1);
     EXPECT_LE(allocations.mostBitmaps - before, 3) << method;
     EXPECT_LE(allocations.greatest, std::size_t{3 * 400 * 8}) << method;  // some rows
-  }
-}
-
-TEST(SplitImage, TheSamplePageGivesTheSamePlanesEverywhere) {
-  Bitmap* loaded = nullptr;
-  ASSERT_EQ(LoadPng(FromPath(ORV_EXAMPLES "/label_page.png").c_str(), &loaded), Ok);
-  const BitmapPointer page(loaded);
-  EXPECT_EQ(page->GetPixelFormat(), PixelFormat24bppRGB);
-  constexpr struct {
-    eBitmapDitherer method;
-    std::uint64_t background;
-    std::uint64_t highlight;
-  } kGolden[] = {
-      {eBitmapDithererNone, 5359264936775282427u, 11585164792336142029u},
-      {eBitmapDithererFloydSteinberg, 16192046538464155581u, 14286153409579322885u},
-      {eBitmapDithererSierraLite, 3420028837818637253u, 17163801812443310325u},
-      {eBitmapDithererMatrix4, 14710594782360310748u, 6802481860872035364u},
-      {eBitmapDithererMatrix8, 11245588094282187709u, 13442920547255918812u},
-      {eBitmapDithererMatrix16, 1139739718903229061u, 3097763791698979749u},
-  };
-  for (const auto& [method, background, highlight] : kGolden) {
-    const SplitResult split = Split(page.get(), 0xE02020, 0.35, method, 128);
-    EXPECT_EQ(HashOf(split.background.get()), background) << method;
-    EXPECT_EQ(HashOf(split.highlight.get()), highlight) << method;
   }
 }
 

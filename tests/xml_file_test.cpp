@@ -125,29 +125,15 @@ TEST(XmlCharacters, WholeStrings) {
 }
 
 TEST(XmlCharacters, DetectUtf8) {
-  const struct {
-    std::string bytes;
-    bool isUtf8;
-    int nonAscii;
-    bool errorAtEnd = false;
-  } cases[] = {{"", true, 0},
-               {"abc", true, 0},
-               {"\xC3\xA9\xE2\x82\xAC", true, 2},
-               {"\xC3", false, 1, true},
-               {"\xE2\x82", false, 1, true},
-               {"\xC3\x61", false, 1},
-               {"\xF8\x80\x80", false, 1},
-               {"\xC0\x80", true, 1},
-               {"a\0\xFF"s, true, 0},
-               {"\x80\x80", true, 1}};
-  for (const auto& c : cases) {
+  ExpectTable("xml_detect", [](const Fields& fields) {
+    const std::string bytes(fields[0].begin(), fields[0].end());
     int nonAscii = -1;
     bool errorAtEnd = true;
-    const int length = static_cast<int>(c.bytes.size());
-    EXPECT_EQ(CMarkup::DetectUTF8(c.bytes.data(), length, &nonAscii, &errorAtEnd), c.isUtf8);
-    EXPECT_EQ(nonAscii, c.nonAscii) << testing::PrintToString(c.bytes);
-    EXPECT_EQ(errorAtEnd, c.errorAtEnd) << testing::PrintToString(c.bytes);
-  }
+    const bool isUtf8 =
+        CMarkup::DetectUTF8(bytes.data(), static_cast<int>(bytes.size()), &nonAscii, &errorAtEnd);
+    return orv::Format(L"%ls, %d%ls", isUtf8 ? L"UTF-8" : L"none", nonAscii,
+                       errorAtEnd ? L", ends in one" : L"");
+  });
 }
 
 // --- Names of encodings ---
