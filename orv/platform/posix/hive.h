@@ -167,7 +167,9 @@ class Hive {
   sqlite3* database() const { return database_; }
 
   /// Ends a transaction, whatever becomes of it, by rolling it back. A connection that cannot even
-  /// do that is closed, which does.
+  /// do that is closed, which does: what was kept of it is dropped, the caller gets the error that
+  /// led here, and the next call opens the file anew, where whoever comes first undoes what is
+  /// left.
   void RollBack();
 
   /// A statement ready to be bound and run; prepared once a connection.
