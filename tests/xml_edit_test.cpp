@@ -123,6 +123,10 @@ TEST(XmlEdit, Attributes) {
       {L"<r x= />", set(L"x", L"2"), L"<r x= \"2\"/>"},
       {L"<r x= >", set(L"y", L"2"), L"<r x= \"\" y=\"2\">"},
       {L"<r x y/>", set(L"x", L"2"), L"<r x=\"2\" y/>"},
+      {L"<r=></r=>", set(L"x", L"2"), L"<r= x=\"2\"></r=>"},
+      {L"<r x=\"='\" y= '=\"'/>", set(L"z", L"2"), L"<r x=\"='\" y= '=\"' z=\"2\"/>"},
+      {L"<r=\" x= |='1 y=\"2\"3>4</r>", set(L"x", L"2"), nullptr},  // is parsed otherwise than read
+      {L"<r x=a=' y='1'2>3</r>", remove(L"y"), nullptr},
       {L"<r/>", set(L"", L"2"), nullptr},
       {L"<r/>", set(L"a b", L"2"), nullptr},
       {L"<r/>", EDIT(d.SetAttrib(L"x", 1)), nullptr},

@@ -90,7 +90,8 @@ class AttributeCursor {
   const wchar_t* at_;
 };
 
-/// The first attribute of a name in the tag or instruction whose name begins at `nameStart`.
+/// The first attribute of a name in the tag or instruction whose name begins at `nameStart`. When
+/// there is none, `attribute` is the last one of any name, if any.
 inline bool FindAttribute(std::wstring_view text, std::size_t nameStart, std::wstring_view name,
                           bool ignoreCase, Attribute* attribute) {
   AttributeCursor cursor(text, nameStart);

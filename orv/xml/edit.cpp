@@ -552,13 +552,32 @@ bool CMarkup::SetChildAttrib(MCD_CSTR szAttrib, MCD_CSTR szValue) {
   return x_SetAttrib(true, szAttrib.view(), szValue);
 }
 
+/// Whether the attributes of a tag are read with the quotes that the parse took for those of
+/// values. They are not where the tag's name or a bare value holds an equals sign and then a quote:
+/// there a change could end the tag somewhere else.
+static bool ReadsAsParsed(std::wstring_view text, int tag, int end) {
+  orv::AttributeCursor cursor(text, static_cast<std::size_t>(tag) + 1);
+  orv::Attribute attribute;
+  for (int at = tag + 2; at < end; ++at) {
+    if (!orv::IsQuote(text[at]) || !orv::OpensValue(text.data(), tag, at)) continue;
+    do {
+      if (!cursor.Next(&attribute)) return false;
+    } while (!attribute.hasValue || !orv::IsQuote(text[attribute.valueStart - 1]));
+    if (static_cast<int>(attribute.valueStart) != at + 1) return false;
+    at += static_cast<int>(attribute.value.size()) + 1;
+  }
+  return true;
+}
+
 /// Where the tag or instruction at a position can take another attribute; -1 for none.
 int CMarkup::x_AttribEnd(bool bChild) const {
   if (!bChild && m_nNodeType == NODE_PROCESSING_INSTRUCTION) {
     return m_nNodeOffset + m_nNodeLength - 2;
   }
   const int iPos = bChild ? m_iPosChild : x_IsElement() ? m_iPos : 0;
-  return iPos != 0 && x_CanEdit(iPos) ? x_TagClose(iPos) : -1;
+  if (iPos == 0 || !x_CanEdit(iPos)) return -1;
+  const int end = x_TagClose(iPos);
+  return ReadsAsParsed(m_strDoc, static_cast<int>(x_Elem(iPos).start), end) ? end : -1;
 }
 
 /// Replaces units within the tag or instruction at a position.
@@ -584,10 +603,8 @@ bool CMarkup::x_SetAttrib(bool bChild, std::wstring_view name, MCD_CSTR szValue)
   const std::wstring value = EscapeText(szValue, ESC_ATTRIB);
   orv::Attribute attribute;
   if (!x_FindAttrib(bChild, name, &attribute)) {
-    // An equals sign without a value would take the new attribute for one.
-    int last = end - 1;
-    while (orv::IsWhiteSpace(m_strDoc[last])) --last;
-    const bool dangles = m_strDoc[last] == L'=';
+    // The last attribute's equals sign without a value would take the new attribute for one.
+    const bool dangles = attribute.hasValue && static_cast<int>(attribute.valueStart) >= end;
     if (m_strDoc[end] == L'/' && m_strDoc[end - 1] == L' ') --end;
     x_ChangeTag(bChild, end, 0,
                 (dangles ? L"\"\" " : L" ") + std::wstring(name) + L"=\"" + value + L"\"");

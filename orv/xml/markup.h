@@ -285,6 +285,8 @@ class ORV_EXPORT CMarkup {
 
   /// Sets an attribute of the main (child) element, or a pseudo-attribute of a processing
   /// instruction: replaces its value, which keeps its quotes, or adds it at the end of the tag.
+  /// False, and nothing changes, without such a position, for what is no name, and in a tag where
+  /// an equals sign and a quote stand within a name or a value without quotes.
   bool SetAttrib(MCD_CSTR szAttrib, MCD_CSTR szValue);
   bool SetChildAttrib(MCD_CSTR szAttrib, MCD_CSTR szValue);
   bool SetAttrib(MCD_CSTR szAttrib, int nValue) {
