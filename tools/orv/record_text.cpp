@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <map>
 #include <set>
 #include <string>
 
@@ -205,11 +206,13 @@ std::wstring NumberText(const RecordField& field, std::int64_t number, LengthFor
 }
 
 const RecordField* FindField(std::wstring_view name) {
-  const std::wstring folded = LowerCase(std::wstring(name));
-  for (const RecordField& field : RecordFields()) {
-    if (LowerCase(Widen(field.name)) == folded) return &field;
-  }
-  return nullptr;
+  static const auto fields = [] {
+    std::map<std::wstring, const RecordField*> byName;
+    for (const RecordField& field : RecordFields()) byName[LowerCase(Widen(field.name))] = &field;
+    return byName;
+  }();
+  const auto found = fields.find(LowerCase(std::wstring(name)));
+  return found != fields.end() ? found->second : nullptr;
 }
 
 std::string RecordAsText(const tagOEMDEV& record) {

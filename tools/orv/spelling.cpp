@@ -39,6 +39,8 @@ std::wstring_view Nearest(std::wstring_view word, std::span<const std::wstring_v
   std::wstring_view nearest;
   std::size_t least = std::max<std::size_t>(word.size() / 3, 1) + 1;
   for (const std::wstring_view candidate : candidates) {
+    const auto [shorter, longer] = std::minmax({word.size(), candidate.size()});
+    if (longer - shorter >= least) continue;  // that many letters differ at least
     const std::size_t distance = Distance(word, candidate);
     if (distance < least) {
       least = distance;
