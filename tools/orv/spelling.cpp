@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 #include "orv/config/values.h"
@@ -9,17 +10,22 @@
 namespace orv::tool {
 namespace {
 
-/// How many letters must be added, left out, replaced or swapped to make one word of the other.
-std::size_t Distance(std::wstring_view a, std::wstring_view b) {
+wchar_t Fold(wchar_t unit) {
+  return unit >= L'a' && unit <= L'z' ? static_cast<wchar_t>(unit - L'a' + L'A') : unit;
+}
+
+/// How many letters must be added, left out, replaced or swapped to make one word of the other;
+/// anything not below `bound` when there are that many.
+std::size_t Distance(std::wstring_view a, std::wstring_view b, std::size_t bound) {
   // Three rows of the table: a swap looks two rows back.
   std::vector<std::size_t> before(b.size() + 1);
   std::vector<std::size_t> last(b.size() + 1);
   std::vector<std::size_t> row(b.size() + 1);
   for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
-  const auto same = [&](std::size_t i, std::size_t j) {
-    return EqualsIgnoreCase(a.substr(i, 1), b.substr(j, 1));
-  };
-  for (std::size_t i = 1; i <= a.size(); ++i) {
+  const auto same = [&](std::size_t i, std::size_t j) { return Fold(a[i]) == Fold(b[j]); };
+  std::size_t least = 0;  // of the last row; no later one is below it and the one before
+  std::size_t leastBefore = 0;
+  for (std::size_t i = 1; i <= a.size() && std::min(least, leastBefore) < bound; ++i) {
     before.swap(last);
     last.swap(row);
     row[0] = i;
@@ -29,8 +35,9 @@ std::size_t Distance(std::wstring_view a, std::wstring_view b) {
         row[j] = std::min(row[j], before[j - 2] + 1);
       }
     }
+    leastBefore = std::exchange(least, *std::ranges::min_element(row));
   }
-  return row[b.size()];
+  return std::max(row[b.size()], std::min(least, leastBefore));
 }
 
 }  // namespace
@@ -41,7 +48,7 @@ std::wstring_view Nearest(std::wstring_view word, std::span<const std::wstring_v
   for (const std::wstring_view candidate : candidates) {
     const auto [shorter, longer] = std::minmax({word.size(), candidate.size()});
     if (longer - shorter >= least) continue;  // that many letters differ at least
-    const std::size_t distance = Distance(word, candidate);
+    const std::size_t distance = Distance(word, candidate, least);
     if (distance < least) {
       least = distance;
       nearest = candidate;
