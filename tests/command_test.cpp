@@ -165,7 +165,8 @@ Lines ToLines(const std::string& bytes) {
     if (end == bytes.size()) shown += '\\';
     start = end + 1;
   }
-  while (!lines.empty() && lines.back().empty()) lines.pop_back();
+  // Empty lines at the end would count as those between scenarios.
+  for (auto line = lines.rbegin(); line != lines.rend() && line->empty(); ++line) *line = "\\x0a\\";
   return lines;
 }
 

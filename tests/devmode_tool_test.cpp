@@ -72,9 +72,11 @@ TEST_F(DevmodeTool, ReportsAPrinterAsOneWholePage) {
   WriteBytes(File("a.txt"),
              "# orv private settings record\ndwSignature = 1330796081\ndwVersion = 16\n");
   const std::string page = ORV_EXAMPLES "/label_page.png";
-  ExpectDone({"report", name_, "--config-dir", Configs(), "--log", File("a.log"), "--record",
-              File("a.txt"), "-o", File("r.html"), "--paper-size", "257", "--page", page,
-              "--colour", "E02020"});
+  ExpectRuns({{{"report", name_, "--config-dir", Configs(), "--log", File("a.log"), "--record",
+                File("a.txt"), "-o", File("r.html"), "--paper-size", "257", "--page", page,
+                "--colour", "E02020"},
+               0,
+               ""}});
   const std::string html = ReadBytes(File("r.html"));
   CMarkup xml;
   EXPECT_TRUE(xml.SetDoc(orv::Utf8ToWide(html))) << orv::WideToUtf8(xml.GetError());

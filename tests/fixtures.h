@@ -132,8 +132,8 @@ void WriteBytes(const std::filesystem::path& path, std::string_view bytes);
 
 /// Holds what a function makes of each line of a table of tests/data against what the line says:
 /// "input => output", where the input is of fields that " | " parts. Signs that are not ASCII stand
-/// as \uXXXX, line breaks and tabs as \r, \n and \t. Lines from '#' on are remarks.
-/// `ORV_GOLDEN_WRITE=1` writes the outputs anew.
+/// as \uXXXX, line breaks, tabs and backslashes as \r, \n, \t and \\. Lines from '#' on are
+/// remarks. `ORV_GOLDEN_WRITE=1` writes the outputs anew.
 using Fields = std::vector<std::wstring>;
 void ExpectTable(const std::string& name, const std::function<std::wstring(const Fields&)>& make);
 /// Holds a text of several lines against a file there; the same variable writes it anew.
