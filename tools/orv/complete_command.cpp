@@ -88,6 +88,13 @@ Candidates CommandsOf(CLI::App* group) {
 
 /// What may stand in the place of the last word.
 Candidates Complete(CLI::App* command, std::span<const std::string> words) {
+  if (words.size() > 1 && words.front() == "help") {
+    for (const std::string& word : words.subspan(1, words.size() - 2)) {
+      command = FindCommand(command, word);
+      if (command == nullptr) return {};
+    }
+    return CommandsOf(command);
+  }
   CLI::Option* waiting = nullptr;  // for its value
   std::size_t positionals = 0;
   for (const std::string& word : words) {

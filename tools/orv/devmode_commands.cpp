@@ -33,6 +33,8 @@ struct PublicOption {
   bool isLength = false;
 };
 
+constexpr int kThousandthsPerTenth = 100;
+
 constexpr PublicOption kPublicOptions[] = {
     {"--paper-size", "The paper size's number; 257 is the first stock item",
      offsetof(DEVMODEW, dmPaperSize)},
@@ -71,7 +73,7 @@ void AddMergeOptions(CLI::App* command, MergeOptions* options) {
     CLI::Option* const option = command->add_option(kPublicOptions[i].name, options->values[i],
                                                     kPublicOptions[i].description);
     const PublicOption& known = kPublicOptions[i];
-    known.isLength ? option->transform(ToMillimetres())
+    known.isLength ? option->transform(ToMillimetres(known.most * kThousandthsPerTenth))
                    : option->check(InRange(known.least, known.most));
   }
   command->add_option("--form", options->form, "The form's name")->type_name("NAME");
@@ -82,20 +84,12 @@ void AddMergeOptions(CLI::App* command, MergeOptions* options) {
 /// The application's public record: the incoming record's size unless the options say otherwise.
 DEVMODEW PublicRecord(const MergeOptions& options, const tagOEMDEV& record) {
   constexpr double kTenthsPerMillimetre = 10;
-  constexpr int kThousandthsPerTenth = 100;
   DEVMODEW result = PublicRecordOf(record);
   for (std::size_t i = 0; i < std::size(kPublicOptions); ++i) {
     const PublicOption& option = kPublicOptions[i];
     if (!options.values[i].has_value()) continue;
     const double exact = *options.values[i] * (option.isLength ? kTenthsPerMillimetre : 1);
-    const double value = std::round(exact);
-    if (option.isLength && !(value >= option.least && value <= option.most)) {
-      Fail(kUsage, Widen(option.name) + L" takes a length from 0 to " +
-                       LengthText(option.most * kThousandthsPerTenth));
-    }
-    if (!option.isLength && value != exact)
-      Fail(kUsage, Widen(option.name) + L" takes whole numbers");
-    const auto number = static_cast<SHORT>(value);
+    const auto number = static_cast<SHORT>(std::round(exact));
     std::memcpy(reinterpret_cast<char*>(&result) + option.offset, &number, sizeof(number));
   }
   const std::wstring form = ToWide(options.form);
@@ -139,6 +133,7 @@ Merged Merge(LibraryUse* library, const OpenPrinter& printer, const MergeOptions
   merged.publicIn = PublicRecord(options, merged.in);
   std::wstring problem;
   if (!MergeRecord(library, printer, name, &merged, &problem)) Fail(kFindings, problem);
+  if (const std::wstring text = UnknownPaperSize(merged); !text.empty()) PrintMessage(text);
   return merged;
 }
 
@@ -186,7 +181,6 @@ void AddMergeCommand(CLI::App* group) {
     }
     Table table;
     table.Add({L"paper size", std::to_wstring(out.dmPaperSize)});
-    constexpr int kThousandthsPerTenth = 100;
     table.Add({L"width", LengthText(out.dmPaperWidth * kThousandthsPerTenth)});
     table.Add({L"length", LengthText(out.dmPaperLength * kThousandthsPerTenth)});
     table.Add({L"copies", std::to_wstring(out.dmCopies)});

@@ -10,15 +10,20 @@ namespace orv::tool {
 
 void AddHelpCommand(CLI::App* program) {
   auto words = std::make_shared<std::vector<std::string>>();
-  CLI::App* command = program->add_subcommand("help");
+  CLI::App* command = program->add_subcommand("help", "Show the help of a command");
   command->group("");  // says what --help says
-  command->add_option("COMMAND", *words);
+  command->add_option("COMMAND", *words, "The command's words");
   command->callback([program, words] {
     CLI::App* asked = program;
     std::string name = program->get_name();
     for (const std::string& word : *words) {
       CLI::App* const next = FindCommand(asked, word);
-      if (next == nullptr) Fail(kUsage, UnknownCommand(asked, word));
+      if (next == nullptr) {
+        const bool isGroup = !asked->get_subcommands(nullptr).empty();
+        Fail(kUsage,
+             (isGroup ? UnknownCommand(asked, word) : L"there is no place for " + ToWide(word)) +
+                 L" (" + ToWide(name) + L" --help says more)");
+      }
       asked = next;
       name += " " + word;
     }

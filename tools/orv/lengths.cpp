@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "orv/text/format.h"
+#include "orv/text/utf8.h"
 
 namespace orv::tool {
 namespace {
@@ -36,11 +37,14 @@ std::optional<double> ParseMillimetres(std::string_view text) {
   return {};
 }
 
-CLI::Validator ToMillimetres() {
+CLI::Validator ToMillimetres(std::int64_t most) {
   return CLI::Validator(
-      [](std::string& text) {
+      [most](std::string& text) {
         const std::optional<double> length = ParseMillimetres(text);
         if (!length) return "not a length such as 50, 50mm or 2in: " + text;
+        if (*length < 0 || *length * 1000 > static_cast<double>(most)) {
+          return text + " is not in the range 0 to " + WideToUtf8(LengthText(most));
+        }
         char digits[32];
         text.assign(digits, std::to_chars(digits, digits + sizeof digits, *length).ptr);
         return std::string();

@@ -118,7 +118,7 @@ void AddShowCommand(CLI::App* group) {
   command
       ->add_option("--level", options->levels,
                    "Only entries of these levels: error, warning, info, trace")
-      ->check(OneOf({"error", "warning", "info", "trace"}, "LEVEL"))
+      ->transform(OneOf({"error", "warning", "info", "trace"}, "LEVEL"))
       ->delimiter(',');
   command->add_option("--source", options->sources, "Only entries of these sources")
       ->type_name("SOURCE")

@@ -4,6 +4,7 @@
 #include <cctype>
 
 #include "orv/text/utf8.h"
+#include "tools/orv/option_help.h"
 #include "tools/orv/output.h"
 #include "tools/orv/spelling.h"
 
@@ -65,6 +66,18 @@ Mistake FindMistake(CLI::App* program, const std::vector<std::string>& arguments
   return mistake;
 }
 
+/// That an option lacks its value, or has too many; nothing when the message names no option.
+std::wstring WrongCount(const CLI::App* program, const std::string& message) {
+  const CLI::App* command = program;
+  while (!command->get_subcommands().empty()) command = command->get_subcommands().back();
+  const std::string name = message.substr(0, message.find(':'));
+  const CLI::Option* const option = command->get_option_no_throw(name);
+  if (option == nullptr) return {};
+  return ToWide(name + " " + ValueName(option)) + (message.ends_with(" missing")
+                                                       ? L": the value is missing"
+                                                       : L": there is a value already");
+}
+
 /// What the parser says, in the words of the help where it has others. A message that is not known
 /// stays as it is.
 std::wstring Reworded(const CLI::App* program, const CLI::ParseError& error) {
@@ -82,6 +95,10 @@ std::wstring Reworded(const CLI::App* program, const CLI::ParseError& error) {
     return L"there is no place for " + ToWide(CLI::detail::join(program->remaining(true), " "));
   }
   std::string message = error.what();
+  if (code == CLI::ExitCodes::ArgumentMismatch) {
+    const std::wstring text = WrongCount(program, message);
+    if (!text.empty()) return text;
+  }
   for (const auto& [known, theirs, ours] : kWords) {
     const std::size_t at = code == known ? message.find(theirs) : message.npos;
     if (at != message.npos) message.replace(at, theirs.size(), ours);

@@ -1,6 +1,7 @@
 #include "tools/orv/option_values.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "orv/config/values.h"
 #include "orv/text/utf8.h"
@@ -14,6 +15,7 @@ CLI::Validator InRange(int least, int most) {
       [least, most](std::string& text) {
         double number = 0;
         if (!CLI::detail::lexical_cast(text, number)) return std::string();
+        if (number != std::trunc(number)) return text + " is no whole number";
         if (number >= least && number <= most) return std::string();
         return text + " is not in the range " + std::to_string(least) + " to " +
                std::to_string(most);

@@ -9,10 +9,11 @@
 
 namespace orv::tool {
 
-/// A number of these bounds. What is no number at all passes: the parser says so.
+/// A whole number of these bounds. What is no number at all passes: the parser says so.
 CLI::Validator InRange(int least, int most);
 
-/// One of these words, letter case apart; the help calls it by `name`.
+/// Makes one of these words, letter case apart, the word as it stands here; the help calls it by
+/// `name`.
 CLI::Validator OneOf(std::vector<std::string> words, const char* name);
 
 }  // namespace orv::tool

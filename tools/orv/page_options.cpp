@@ -66,7 +66,7 @@ void AddDitherOptions(CLI::App* command, DitherOptions* options) {
   command
       ->add_option("--method", options->name,
                    "none, floyd-steinberg, sierra-lite, matrix4, matrix8 or matrix16")
-      ->check(OneOf(std::move(names), "METHOD"))
+      ->transform(OneOf(std::move(names), "METHOD"))
       ->capture_default_str();
   AddThresholdOption(command, &options->threshold);
 }

@@ -113,6 +113,13 @@ bool MergeRecord(LibraryUse* library, const OpenPrinter& printer, const std::wst
   return true;
 }
 
+std::wstring UnknownPaperSize(const Merged& merged) {
+  const int paperSize = merged.publicIn.dmPaperSize;
+  if (paperSize < kFirstStockPaperSize || merged.choice.reason == StockChoice::kPaperSize)
+    return {};
+  return Format(L"the paper size %d is not known: no stock item has this number", paperSize);
+}
+
 bool IsApplied(const StockChoice& choice, const RecordField& field) {
   if (field.offset == offsetof(tagOEMDEV, PaperWidth) ||
       field.offset == offsetof(tagOEMDEV, PaperHeight)) {

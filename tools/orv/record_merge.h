@@ -38,6 +38,10 @@ bool DefaultRecord(LibraryUse* library, const OpenPrinter& printer, const std::w
 bool MergeRecord(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name,
                  Merged* merged, std::wstring* problem);
 
+/// That no stock item has the paper size that the application asks for; empty when one has, or when
+/// the size is no stock item's.
+std::wstring UnknownPaperSize(const Merged& merged);
+
 /// Whether what a merge applies, an item or only a size, sets a field.
 bool IsApplied(const StockChoice& choice, const RecordField& field);
 

@@ -209,7 +209,7 @@ void AddSetCommand(CLI::App* group) {
                    "Text; a number, decimal or with 0x; or bytes as hexadecimal digits")
       ->required();
   command->add_option("--type", options->type, "REG_SZ, REG_DWORD or REG_BINARY")
-      ->check(OneOf({"REG_SZ", "REG_DWORD", "REG_BINARY"}, "TYPE"))
+      ->transform(OneOf({"REG_SZ", "REG_DWORD", "REG_BINARY"}, "TYPE"))
       ->capture_default_str();
   command->footer(
       "Examples:\n"

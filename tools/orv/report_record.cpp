@@ -98,20 +98,14 @@ std::wstring ReportRecord::Summary() const {
 
 void WriteRecordSection(const ReportRecord& record, HtmlWriter* html) {
   if (record.merged) {
-    const int paperSize = record.merged->publicIn.dmPaperSize;
-    const bool isUnknown = paperSize >= kFirstStockPaperSize &&
-                           record.merged->choice.reason != StockChoice::kPaperSize;
     html->Element(
         "p", L"What " +
                  (record.given ? record.path + L" becomes" : L"the printer's defaults become") +
                  Format(L" when a document of the public paper size %d is printed; an "
                         L"application may ask for another size.",
-                        paperSize));
-    if (isUnknown) {
-      html->Element(
-          "p", Format(L"The paper size %d is not known: no stock item has this number.", paperSize),
-          {{"class", L"bad"}});
-    }
+                        int{record.merged->publicIn.dmPaperSize}));
+    const std::wstring unknown = UnknownPaperSize(*record.merged);
+    if (!unknown.empty()) html->Element("p", L"Beware: " + unknown + L".", {{"class", L"bad"}});
     WriteMerged(*record.merged, html);
   } else if (record.given) {
     html->Element("p", L"Nothing explains the values: " + record.problem, {{"class", L"bad"}});

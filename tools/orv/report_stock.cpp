@@ -37,8 +37,8 @@ void WriteStockSection(const std::vector<StockItem>& items, const GUID& selected
     if (item.Disabled != 0) note += L"; disabled";
     table.Row({{item.DisplayName, note},
                {std::to_wstring(paperSize++)},
-               {LengthText(item.PaperWidth)},
-               {LengthText(item.PaperLength)},
+               {StockLengthText(item.PaperWidth)},
+               {StockLengthText(item.PaperLength)},
                {SettingsOf(item)}},
               isSelected ? L"good" : L"");
   }

@@ -49,9 +49,9 @@ void AddTarget(CLI::App* command, StockOptions* options) {
 
 void AddValues(CLI::App* command, StockOptions* options) {
   command->add_option("--width", options->width, "The label's width, in mm or with in behind it")
-      ->transform(ToMillimetres());
+      ->transform(ToMillimetres(INT32_MAX));
   command->add_option("--length", options->length, "The label's length, in mm or with in behind it")
-      ->transform(ToMillimetres());
+      ->transform(ToMillimetres(INT32_MAX));
   command->add_option("--set", options->values, "Another value, as the registry names it")
       ->type_name("NAME=NUMBER");
 }
@@ -97,13 +97,7 @@ StockItem FindItem(const std::wstring& path, const std::wstring& key) {
   return found.front();
 }
 
-DWORD LengthOf(const wchar_t* option, double millimetres) {
-  const double thousandths = std::round(millimetres * 1000);
-  if (!(thousandths >= 0 && thousandths <= INT32_MAX)) {
-    Fail(kUsage, std::wstring(option) + L" takes a length from 0 to " + LengthText(INT32_MAX));
-  }
-  return static_cast<DWORD>(thousandths);
-}
+DWORD LengthOf(double millimetres) { return static_cast<DWORD>(std::round(millimetres * 1000)); }
 
 /// The field of the record that a value sets; null for none.
 const RecordField* FieldOf(const StockValue& value) {
@@ -112,17 +106,26 @@ const RecordField* FieldOf(const StockValue& value) {
   return field != RecordFields().end() ? &*field : nullptr;
 }
 
-/// A value as the number that the record takes it for.
+/// Whether a value is a length; the record has the label's own under other names.
+bool IsStockLength(const StockValue& value) {
+  const RecordField* const field = FieldOf(value);
+  return field != nullptr
+             ? IsLength(*field)
+             : value.field == &StockItem::PaperWidth || value.field == &StockItem::PaperLength;
+}
+
+/// A value as the number that the record takes it for; lengths can be below 0 wherever they stand.
 std::int64_t NumberOf(const StockItem& item, const StockValue& value) {
   const DWORD bits = item.*value.field;
   const RecordField* const field = FieldOf(value);
-  const bool isSigned = field != nullptr && field->kind == FieldKind::kSigned;
+  const bool isSigned =
+      IsStockLength(value) || (field != nullptr && field->kind == FieldKind::kSigned);
   return isSigned ? std::int64_t{static_cast<std::int32_t>(bits)} : std::int64_t{bits};
 }
 
 void SetValues(StockItem* item, const StockOptions& options) {
-  if (options.width) item->PaperWidth = LengthOf(L"--width", *options.width);
-  if (options.length) item->PaperLength = LengthOf(L"--length", *options.length);
+  if (options.width) item->PaperWidth = LengthOf(*options.width);
+  if (options.length) item->PaperLength = LengthOf(*options.length);
   for (const std::string& pair : options.values) {
     const std::wstring text = ToWide(pair);
     const std::size_t sign = text.find(L'=');
@@ -137,7 +140,7 @@ void SetValues(StockItem* item, const StockOptions& options) {
     std::wstring number = text.substr(sign + 1);
     const bool hasUnit = number.ends_with(L"mm") || number.ends_with(L"in");
     if (const auto length = ParseMillimetres(WideToUtf8(number));
-        length && hasUnit && FieldOf(*value) != nullptr && IsLength(*FieldOf(*value))) {
+        length && hasUnit && IsStockLength(*value)) {
       number = std::to_wstring(std::llround(*length * 1000));
     }
     const bool isNegative = number.starts_with(L'-');
@@ -204,8 +207,8 @@ void AddListCommand(CLI::App* group) {
     int paperSize = kFirstStockPaperSize;
     for (const StockItem& item : items) {
       const std::wstring number = options->isCommon ? L"-" : std::to_wstring(paperSize);
-      table.Add({number, FormatGuid(item.guid), item.DisplayName, LengthText(item.PaperWidth),
-                 LengthText(item.PaperLength), item.Disabled != 0 ? L"yes" : L"no"});
+      table.Add({number, FormatGuid(item.guid), item.DisplayName, StockLengthText(item.PaperWidth),
+                 StockLengthText(item.PaperLength), item.Disabled != 0 ? L"yes" : L"no"});
       json.BeginObject();
       if (!options->isCommon) json.Member("paperSize", paperSize);
       json.Member("guid", FormatGuid(item.guid));
