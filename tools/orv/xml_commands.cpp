@@ -193,6 +193,13 @@ XmlPath ParsePath(const std::wstring& argument) {
   return path;
 }
 
+/// Whether a name can be that of an attribute.
+bool IsAttributeName(const std::wstring& name) {
+  CMarkup doc;
+  doc.AddElem(L"a");
+  return doc.SetAttrib(name, L"");
+}
+
 /// Makes the element of a path the main one; false when there is none.
 bool GoTo(const XmlPath& path, CMarkup* doc) {
   doc->ResetPos();
@@ -278,7 +285,13 @@ void AddSetCommand(CLI::App* group) {
     const std::wstring value = ToWide(options->value);
     const bool isSet =
         path.attribute.empty() ? doc.SetData(value) : doc.SetAttrib(path.attribute, value);
-    if (!isSet) Fail(kUsage, L"\"" + path.attribute + L"\" is no name of an attribute");
+    if (!isSet && !IsAttributeName(path.attribute)) {
+      Fail(kUsage, L"\"" + path.attribute + L"\" is no name of an attribute");
+    }
+    if (!isSet) {
+      Fail(kFindings, L"the quotes in the tag of " + name.substr(0, name.find(L"/@")) +
+                          L" can be read in two ways, so it is not changed");
+    }
     EncodedDocument encoded(doc);
     if (encoded.facts.isLossy) {
       Fail(kFindings, encoded.facts.encoding + L" cannot express all characters");
