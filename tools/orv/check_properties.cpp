@@ -78,58 +78,74 @@ const wchar_t* UnitText(Unit unit) {
   return kTexts[static_cast<int>(unit)];
 }
 
+/// Whether a key's numbers are those of people multiplied by 1000.
+bool IsScaled(const ConfigKey& key) {
+  return key.unit == Unit::kLength || key.unit == Unit::kSpeed;
+}
+
+/// The least of them above 0 that is likely.
+constexpr std::int32_t kLeastScaled = 1000;
+
 /// The number that a length with its unit stands for, as far as the key takes lengths.
-std::optional<std::wstring> IntendedNumber(const FoundProperty& property) {
-  const ConfigKey* const key = FindConfigKey(property.name);
+std::optional<std::int64_t> IntendedNumber(const ConfigKey& key, const FoundProperty& property) {
   std::wstring text = WithoutWhiteSpace(property.value);
   std::erase(text, L' ');
-  if (key == nullptr || (key->unit != Unit::kLength && key->unit != Unit::kSpeed)) return {};
-  if (key->unit == Unit::kSpeed && text.ends_with(L"/s")) text.resize(text.size() - 2);
+  if (!IsScaled(key)) return {};
+  if (key.unit == Unit::kSpeed && text.ends_with(L"/s")) text.resize(text.size() - 2);
   const std::optional<double> millimetres = ParseMillimetres(WideToUtf8(text));
   if (!millimetres || std::abs(*millimetres) > 1e6) return {};
-  return std::to_wstring(std::llround(*millimetres * 1000));
+  return std::llround(*millimetres * 1000);
+}
+
+/// What to write for a number that a key does not take as it is: without its sign where only that
+/// is wrong, else what the key counts. Obeys the other rules too.
+std::wstring Proposal(const ConfigKey& key, std::int64_t number) {
+  const auto [least, most] = key.bounds;
+  const std::int64_t meant = number < least ? -number : number;
+  const bool isUnscaled = least > 0 && IsScaled(key) && meant < kLeastScaled;
+  if (meant >= least && meant <= most && !isUnscaled) return std::to_wstring(meant);
+  return key.unit == Unit::kNone ? key.sample : UnitText(key.unit);
 }
 
 void CheckInteger(const FoundProperty& property, Findings* findings) {
   const std::wstring what = Quoted(property.name) + L" is read as ";
-  const std::wstring number = std::to_wstring(ToInt(property.value));
+  const std::int32_t value = ToInt(property.value);
+  const std::wstring number = std::to_wstring(value);
+  static constexpr ConfigKey kUnknown = {{}, Unit::kNone, {INT32_MIN, INT32_MAX}, nullptr, nullptr};
+  const ConfigKey* const known = FindConfigKey(property.name);
+  const ConfigKey& key = known != nullptr ? *known : kUnknown;
+  const auto [least, most] = key.bounds;
   switch (FormOfNumber(property.value)) {
     case NumberForm::kWhole:
       break;
     case NumberForm::kPartly:
       findings->Report(L"not-a-number", property.valueOffset, what + number,
                        L"the digits of a whole number, nothing else",
-                       IntendedNumber(property).value_or(number));
+                       Proposal(key, IntendedNumber(key, property).value_or(value)));
       return;
     case NumberForm::kNone:
       findings->Report(L"not-a-number", property.valueOffset, what + L"0", L"a whole number",
-                       L"0, or the number that is meant");
+                       least > 0 ? Proposal(key, 0) : L"0, or the number that is meant");
       return;
     case NumberForm::kTooLarge:
       findings->Report(L"number-too-large", property.valueOffset,
                        what + number + L", the nearest number of 32 bits",
-                       L"-2147483648 to 2147483647", number);
+                       std::to_wstring(least) + L" to " + std::to_wstring(most),
+                       Proposal(key, value));
       return;
   }
-  const ConfigKey* const key = FindConfigKey(property.name);
-  if (key == nullptr) return;
-  const std::int32_t value = ToInt(property.value);
-  const auto [least, most] = key->bounds;
-  const bool isScaled = key->unit == Unit::kLength || key->unit == Unit::kSpeed;
   if (value < least) {
-    const std::wstring meant = value < 0 ? std::to_wstring(-std::int64_t{value}) : key->sample;
     findings->Report(L"not-positive", property.valueOffset,
                      Quoted(property.name) + L" is " + number,
-                     least > 0 ? L"a number above 0" : L"0 or more",
-                     key->unit == Unit::kNone ? meant : UnitText(key->unit));
+                     least > 0 ? L"a number above 0" : L"0 or more", Proposal(key, value));
   } else if (value > most) {
     findings->Report(L"resolution-scale", property.valueOffset,
                      Quoted(property.name) + L" is " + NumberWithUnit(property.name, value),
-                     L"at most " + std::to_wstring(most), UnitText(key->unit));
-  } else if (value < 1000 && least > 0 && isScaled) {
+                     L"at most " + std::to_wstring(most), Proposal(key, value));
+  } else if (value < kLeastScaled && least > 0 && IsScaled(key)) {
     findings->Report(L"unit-scale", property.valueOffset,
                      Quoted(property.name) + L" is " + NumberAndUnit(property.name, value),
-                     std::wstring(UnitText(key->unit)) + L", 1000 at least", number + L"000");
+                     std::wstring(UnitText(key.unit)) + L", 1000 at least", number + L"000");
   }
 }
 
