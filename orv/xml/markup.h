@@ -302,7 +302,8 @@ class ORV_EXPORT CMarkup {
     return SetChildAttrib(szAttrib, szValue);
   }
   bool AddChildAttrib(MCD_CSTR szAttrib, int nValue) { return SetChildAttrib(szAttrib, nValue); }
-  /// Removes an attribute of the main element; false when it has none of this name.
+  /// Removes an attribute of the main element; false when it has none of this name, and in the tags
+  /// that `SetAttrib` refuses.
   bool RemoveAttrib(MCD_CSTR szAttrib);
 
   /// Replaces the content of the main (child) element by a text, or the text of a node that is no
