@@ -3,21 +3,21 @@
 set(CPACK_PACKAGE_NAME orv-shared)
 set(CPACK_PACKAGE_VENDOR "the orv_shared authors")
 # Who answers for a package: who makes it, as Debian's tools are told by DEBFULLNAME and DEBEMAIL, of
-# which the latter may hold the name too; what they do not say, the author of the sources, or the user.
-function(find_contact result variable form otherwise)
-  set(value "$ENV{${variable}}")
-  if(NOT value)
-    execute_process(COMMAND git log -1 --format=${form} WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
-                    ERROR_QUIET OUTPUT_VARIABLE value OUTPUT_STRIP_TRAILING_WHITESPACE)
-  endif()
-  if(NOT value)
-    set(value "${otherwise}")
-  endif()
-  set(${result} "${value}" PARENT_SCOPE)
-endfunction()
-cmake_host_system_information(RESULT host QUERY FQDN)
-find_contact(name DEBFULLNAME %an "$ENV{USER}")
-find_contact(mail DEBEMAIL %ae "$ENV{USER}@${host}")
+# which the latter may hold the name too, or else the author of the sources. Name and address are one
+# person's: what is missing of them is the user's.
+set(name "$ENV{DEBFULLNAME}")
+set(mail "$ENV{DEBEMAIL}")
+if(NOT name AND NOT mail)
+  execute_process(COMMAND git log -1 "--format=%an <%ae>" WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
+                  ERROR_QUIET OUTPUT_VARIABLE mail OUTPUT_STRIP_TRAILING_WHITESPACE)
+endif()
+if(NOT name)
+  set(name "$ENV{USER}")
+endif()
+if(NOT mail)
+  cmake_host_system_information(RESULT host QUERY FQDN)
+  set(mail "$ENV{USER}@${host}")
+endif()
 if(mail MATCHES "<.*>")
   set(CPACK_PACKAGE_CONTACT "${mail}")
 else()
