@@ -202,20 +202,29 @@ void CMarkup::x_FinishEdit() {
   if ((x_Elem(0).levelFlags & orv::ELEM_ILLFORMED) == 0) x_CheckNode();
 }
 
-/// Forgets the main node when it is none: a new comment ends one that had no end, and is part of
-/// it. Were it removed as a node, the index would say nothing of the fault that comes back.
+/// Forgets the main node when it is none: new markup can end what had no end, and be part of it.
+/// Were that changed as a node, the index would say nothing of what comes of it. A text may have
+/// become part of a longer one.
 void CMarkup::x_CheckNode() {
-  if (!x_IsOtherNode() || (m_nNodeType & (NODE_TEXT | NODE_WHITESPACE)) != 0) return;
+  if (!x_IsOtherNode()) return;
+  constexpr int kText = NODE_TEXT | NODE_WHITESPACE;
   const int type = m_nNodeType;
   const int offset = m_nNodeOffset;
+  const int length = m_nNodeLength;
   const int parent = m_iPosParent;
   const int before = m_iPos;
   x_SetPos(parent, before, 0);
   int found;
   do {
     found = FindNode();
-  } while (found != NODE_NONE && found != NODE_ELEMENT && m_nNodeOffset < offset);
-  if (found != type || m_nNodeOffset != offset) x_SetPos(parent, before, 0);
+  } while (found != NODE_NONE && found != NODE_ELEMENT && m_nNodeOffset + m_nNodeLength <= offset);
+  const bool isText = (type & kText) != 0 && (found & kText) != 0 && m_nNodeOffset <= offset;
+  const bool isSame = isText || (found == type && m_nNodeOffset == offset);
+  x_SetPos(parent, before, 0);
+  if (!isSame) return;
+  m_nNodeType = type;
+  m_nNodeOffset = offset;
+  m_nNodeLength = length;
 }
 
 /// Parses the text again, the result record untouched, and finds the positions by their offsets.
