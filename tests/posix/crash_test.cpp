@@ -221,6 +221,9 @@ class ReplacedFiles : public Crash {
     text = ReadBytes(File("plain.xml"));
     text.replace(text.find("LXB-3"), 5, "LXB-4");
     orv::test::WriteBytes(File("changed.xml"), text);
+    // A log that nobody else writes, for the report.
+    orv::test::WriteBytes(File("a.log"), orv::test::Utf16Bytes(L"05.03.2024\t14:07:09.042\tERR\t"
+                                                               L"p.exe\tm.dll\tConfig\tfirst\r\n"));
     Run({"printers", "add", "Label 1", "ORV-LX 300"});
     Run({"stock", "add", "Shelf", "--common"});
     Run({"devmode", "default", "Label 1", "--config-dir", ORV_EXAMPLES, "-o", File("a.dev")});
@@ -251,7 +254,9 @@ class ReplacedFiles : public Crash {
         {{"registry", "export", "HKCU\\Software", "-o", Out("j.reg")}, {"j.reg"}},
         {{"stock", "export", "--common", "-o", Out("k.reg")}, {"k.reg"}},
         {{"config", "new", "-o", Out("l.xml")}, {"l.xml"}, true},
-        {{"report", "Label 1", "--config-dir", ORV_EXAMPLES, "-o", Out("m.html")}, {"m.html"}},
+        {{"report", "Label 1", "--config-dir", ORV_EXAMPLES, "--log", File("a.log"), "-o",
+          Out("m.html")},
+         {"m.html"}},
         {{"page", "mono", page_, Out("n.png")}, {"n.png"}},
         {{"page", "preview", page_, "-o", Out("o.png")}, {"o.png"}},
         {{"page", "compare-methods", page_, "-o", Out("q.png")}, {"q.png"}},
