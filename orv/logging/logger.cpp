@@ -105,9 +105,10 @@ int LeadingNumber(const std::wstring& text) {
       std::clamp<long>(number, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
 
-/// Does a part of the logger's work, or what there is memory for of it.
+/// Does a part of the logger's work, or what there is memory for of it. Never in line: calls that
+/// are suppressed need not make room for it.
 template <typename Work>
-void Attempt(Work work) {
+[[gnu::noinline]] void Attempt(Work work) {
   try {
     work();
   } catch (const std::exception&) {
