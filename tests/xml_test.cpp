@@ -64,6 +64,30 @@ TEST(XmlParse, ResultStopsAtAThousandUnits) {
   EXPECT_LT(doc.GetResult().size(), 1100u);
 }
 
+TEST(XmlParse, TakesAnyTextAsACopy) {
+  // Longer than what is looked through at once, with a comment that is stepped over.
+  std::wstring text = L"<r><a/><!--" + std::wstring(2000, L'-') + L"--><b>";
+  for (int i = 0; i < 400; ++i) text += L"<c/>";
+  text += L"</b></r>";
+  const std::wstring beyondCaches = L"<r>" + std::wstring(std::size_t{9} << 20, L'x') + L"</r>";
+  CMarkup doc;
+  const auto expectTaken = [&doc](const std::wstring& wanted) {
+    CMarkup moved;
+    moved.SetDoc(std::wstring(wanted));
+    ASSERT_EQ(doc.GetDoc(), wanted);
+    EXPECT_EQ(doc.IsWellFormed(), moved.IsWellFormed());
+    EXPECT_EQ(orv::MarkupReader(doc).RecordCount(), orv::MarkupReader(moved).RecordCount());
+  };
+  for (const std::wstring& each : {text, beyondCaches, std::wstring(L"<r>"), text}) {
+    doc.SetDoc(each);
+    expectTaken(each);
+  }
+  doc.SetDoc(doc.GetDoc());
+  expectTaken(text);
+  doc.SetDoc(doc.GetDoc().c_str() + 3);
+  expectTaken(text.substr(3));
+}
+
 TEST(XmlParse, FlagsAndCopies) {
   CMarkup doc(L"<a><b/></a>");
   doc.SetDocFlags(0xFF);

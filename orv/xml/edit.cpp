@@ -241,7 +241,7 @@ void CMarkup::x_Reparse() {
 
   std::wstring result;
   std::swap(result, m_strResult);
-  x_IndexDoc();
+  x_IndexDoc(m_strDoc);
   m_strResult = std::move(result);
 
   // The records of a new index stand in document order.

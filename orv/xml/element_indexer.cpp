@@ -32,7 +32,7 @@ class ElementIndexer {
         baseLevel_(elements[base].Level()),
         result_(result) {}
 
-  int Run();
+  int Run(TrailingCopy* copy);
 
  private:
   int NextTagEnd(int tag, SignCursor& signs) const;
@@ -67,9 +67,9 @@ class ElementIndexer {
   std::optional<OpenNames> openNames_;  ///< kept from the first long search on
 };
 
-int ElementIndexer::Run() {
+int ElementIndexer::Run(TrailingCopy* copy) {
   const int length = token_.length;
-  SignPieces pieces(text_, length);
+  SignPieces pieces(text_, length, copy);
   pieces.SkipTo(token_.next);
   SignCursor signs(pieces);
   NodePos node;
@@ -261,8 +261,8 @@ void ElementIndexer::AddError(const NodePos& node) {
 }  // namespace
 
 int IndexElements(ElemPosArray& elements, int* free, int base, const TokenPos& token,
-                  std::wstring& result) {
-  return ElementIndexer(elements, free, base, token, result).Run();
+                  std::wstring& result, TrailingCopy* copy) {
+  return ElementIndexer(elements, free, base, token, result).Run(copy);
 }
 
 }  // namespace orv

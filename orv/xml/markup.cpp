@@ -1,5 +1,6 @@
 #include "orv/xml/markup.h"
 
+#include <functional>
 #include <limits>
 #include <string_view>
 #include <utility>
@@ -10,22 +11,22 @@
 #include "orv/xml/markup_index.h"
 #include "orv/xml/result.h"
 #include "orv/xml/saved_positions.h"
+#include "orv/xml/signs.h"
 
 using orv::ElemPos;
 
 namespace {
 
-/// Copies a text, which may be a part of `to`; `to` stays as it is when there is no memory.
-void CopyText(std::wstring_view text, std::wstring* to) {
-  if (text.size() <= to->capacity()) {
-    to->assign(text);
-    return;
-  }
-  std::wstring fresh;
-  fresh.reserve(text.size());
-  orv::PopulatePages(fresh.data(), text.size() * sizeof(wchar_t));
-  fresh.assign(text);
-  to->swap(fresh);
+/// The most units of a document; a longer one counts as empty.
+constexpr std::size_t kMostUnits = std::numeric_limits<int>::max();
+
+/// The most units that are copied while they are looked through: from there on the C library copies
+/// past the caches, which takes less than what a second look at the text does.
+constexpr std::size_t kMostTrailed = (std::size_t{32} << 20) / sizeof(wchar_t);
+
+bool IsPartOf(std::wstring_view text, const std::wstring& whole) {
+  const std::less<const wchar_t*> before;
+  return !before(text.data(), whole.data()) && !before(whole.data() + whole.size(), text.data());
 }
 
 }  // namespace
@@ -63,54 +64,72 @@ CMarkup& CMarkup::operator=(const CMarkup& other) {
 CMarkup::~CMarkup() = default;
 
 bool CMarkup::SetDoc(const wchar_t* szDoc) {
+  if (szDoc != nullptr) return x_CopyDoc(szDoc);
   if (x_HasFile()) return false;
-  if (szDoc != nullptr) {
-    CopyText(szDoc, &m_strDoc);
-  } else {
-    m_strDoc.clear();
-    m_pElements->Clear();
-  }
-  return x_SetDoc();
-}
-
-bool CMarkup::SetDoc(const std::wstring& strDoc) {
-  if (x_HasFile()) return false;
-  CopyText(strDoc, &m_strDoc);
-  return x_SetDoc();
-}
-
-bool CMarkup::SetDoc(std::wstring&& strDoc) {
-  if (x_HasFile()) return false;
-  m_strDoc = std::move(strDoc);
-  return x_SetDoc();
-}
-
-bool CMarkup::x_SetDoc() {
+  m_strDoc.clear();
+  m_pElements->Clear();
   m_strResult.clear();
   return x_ParseDoc();
 }
 
-bool CMarkup::x_ParseDoc() {
-  if (m_strDoc.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
-    std::wstring().swap(m_strDoc);
+bool CMarkup::SetDoc(const std::wstring& strDoc) { return x_CopyDoc(strDoc); }
+
+bool CMarkup::SetDoc(std::wstring&& strDoc) {
+  if (x_HasFile()) return false;
+  m_strDoc = std::move(strDoc);
+  m_strResult.clear();
+  return x_ParseDoc();
+}
+
+/// Takes a copy of a text, which may be a part of the document. The document stays as it is when
+/// there is no memory for the copy.
+bool CMarkup::x_CopyDoc(std::wstring_view text) {
+  if (x_HasFile()) return false;
+  if (text.size() > kMostUnits) text = {};
+  if (text.size() > m_strDoc.capacity()) {
+    std::wstring fresh;
+    fresh.reserve(text.size());
+    orv::PopulatePages(fresh.data(), text.size() * sizeof(wchar_t));
+    m_strDoc.swap(fresh);
   }
+  if (text.size() > kMostTrailed || IsPartOf(text, m_strDoc)) {
+    m_strDoc.assign(text);
+    m_strResult.clear();
+    return x_ParseDoc();
+  }
+  m_strDoc.clear();
+  orv::TrailingCopy copy(text, &m_strDoc);
+  m_strResult.clear();
+  return x_ParseDoc(text, &copy);
+}
+
+bool CMarkup::x_ParseDoc() {
+  if (m_strDoc.size() > kMostUnits) std::wstring().swap(m_strDoc);
+  return x_ParseDoc(m_strDoc, nullptr);
+}
+
+/// Makes the document's index anew from its text, or from the text that a copy is being made of.
+bool CMarkup::x_ParseDoc(std::wstring_view text, orv::TrailingCopy* copy) {
   ResetPos();
   m_pSavedPositions->Clear();
-  x_IndexDoc();
+  x_IndexDoc(text, copy);
   return IsWellFormed();
 }
 
 /// Makes the index of the whole text; what is wrong goes to the result record.
-void CMarkup::x_IndexDoc() {
-  const int length = static_cast<int>(m_strDoc.size());
+void CMarkup::x_IndexDoc(std::wstring_view text, orv::TrailingCopy* copy) {
+  const int length = static_cast<int>(text.size());
   m_iPosFree = 1;
   m_iPosDeleted = 0;
   x_AllocElemPos(length / 64 + 8);
   x_Elem(0) = ElemPos{};
   if (length == 0) return;
 
-  orv::TokenPos token = x_TokenAt(0, length);
-  const int first = x_ParseElem(0, token);
+  orv::TokenPos token;
+  token.text = text.data();
+  token.flags = m_nDocFlags;
+  token.length = length;
+  const int first = x_ParseElem(0, token, copy);
   m_pElements->Trim(m_iPosFree);
   ElemPos& document = x_Elem(0);
   document.length = length;
@@ -122,8 +141,8 @@ void CMarkup::x_IndexDoc() {
   }
 }
 
-int CMarkup::x_ParseElem(int iPosParent, orv::TokenPos& token) {
-  return orv::IndexElements(*m_pElements, &m_iPosFree, iPosParent, token, m_strResult);
+int CMarkup::x_ParseElem(int iPosParent, orv::TokenPos& token, orv::TrailingCopy* copy) {
+  return orv::IndexElements(*m_pElements, &m_iPosFree, iPosParent, token, m_strResult, copy);
 }
 
 bool CMarkup::IsWellFormed() const {

@@ -12,6 +12,7 @@ class ElemPosArray;
 class FileStream;
 class MarkupReader;
 class SavedPositions;
+class TrailingCopy;
 struct Attribute;
 struct ElemPos;
 struct NodePos;
@@ -410,10 +411,11 @@ class ORV_EXPORT CMarkup {
  private:
   friend class orv::MarkupReader;
 
-  bool x_SetDoc();
+  bool x_CopyDoc(std::wstring_view text);
   bool x_ParseDoc();
-  void x_IndexDoc();
-  int x_ParseElem(int iPosParent, orv::TokenPos& token);
+  bool x_ParseDoc(std::wstring_view text, orv::TrailingCopy* copy);
+  void x_IndexDoc(std::wstring_view text, orv::TrailingCopy* copy = nullptr);
+  int x_ParseElem(int iPosParent, orv::TokenPos& token, orv::TrailingCopy* copy = nullptr);
   void x_AllocElemPos(int nNewSize = 0);
   int x_GetFreePos();
   int x_ReleasePos(int iPos);

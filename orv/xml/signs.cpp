@@ -203,6 +203,7 @@ SignPieces::Piece SignPieces::More() {
       count = find_(tail, 1, first, signs_);
       found_ = length_;
     }
+    if (copy_ != nullptr) copy_->To(static_cast<std::size_t>(found_));
   }
   if (count == 0) {
     signs_[0] = static_cast<std::uint32_t>(length_);
