@@ -18,6 +18,12 @@ using Half = __m128i;
 inline Half LoadHalf(const void* from) { return _mm_loadu_si128(static_cast<const Half*>(from)); }
 inline void StoreHalf(void* to, Half value) { _mm_storeu_si128(static_cast<Half*>(to), value); }
 
+/// Asks for the bytes that a loop comes to a kilobyte later; they may lie outside the pixels.
+inline void PrefetchAhead(const void* from) {
+  const auto ahead = reinterpret_cast<std::uintptr_t>(from) + 1024;
+  _mm_prefetch(reinterpret_cast<const char*>(ahead), _MM_HINT_T0);
+}
+
 #if defined(__AVX2__)
 
 using Vec = __m256i;

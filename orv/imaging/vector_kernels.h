@@ -24,6 +24,8 @@ void Ordered(const PixelPlane& plane, const OrderedMatrix& matrix, Ink ink) {
       limits[x] = static_cast<std::int16_t>(125 * matrix.Threshold(x, y) - 1);
     }
     ForRow<kCount, 0>(plane.Row(y), plane.width, [&](std::uint8_t* pixels, int x) {
+      // The loop does so little that it would wait for rows that are in no near cache.
+      PrefetchAhead(pixels);
       std::uint8_t* second = pixels + kBlockBytes * (kHalves - 1);
       const Vec eighths = SumGrey(LoadBlock(pixels, second)).eighths;
       const Vec white = Greater16(eighths, LoadAll(limits + x % 16));
