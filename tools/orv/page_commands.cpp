@@ -18,16 +18,6 @@
 namespace orv::tool {
 namespace {
 
-/// The page as one bit a pixel; ends the command without memory for it.
-PagePointer OneBitOf(Bitmap* page) {
-  PagePointer bits(BitmapHelper::CreateBitmap(static_cast<INT>(page->GetWidth()),
-                                              static_cast<INT>(page->GetHeight()),
-                                              PixelFormat1bppIndexed));
-  if (bits == nullptr) Fail(kUnreadable, L"not enough memory for the page");
-  BitmapHelper::GetMonochromeImage1BPP(page, bits.get());
-  return bits;
-}
-
 /// The rectangle that holds all ink; not valid on a page without any.
 struct Bounds {
   int firstColumn = -1;

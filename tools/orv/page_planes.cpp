@@ -1,6 +1,9 @@
 #include "tools/orv/page_planes.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstring>
 
 #include "orv/imaging/bitmap_helper.h"
 #include "tools/orv/exit_code.h"
@@ -36,23 +39,34 @@ std::int64_t PixelCount(Bitmap* page) {
   return std::int64_t{page->GetWidth()} * std::int64_t{page->GetHeight()};
 }
 
+PagePointer OneBitOf(Bitmap* page) {
+  PagePointer bits(BitmapHelper::CreateBitmap(static_cast<INT>(page->GetWidth()),
+                                              static_cast<INT>(page->GetHeight()),
+                                              PixelFormat1bppIndexed));
+  if (bits == nullptr) Fail(kUnreadable, L"not enough memory for the page");
+  BitmapHelper::GetMonochromeImage1BPP(page, bits.get());
+  return bits;
+}
+
 std::int64_t CountInk(Bitmap* page) {
-  constexpr unsigned char kWhite[] = {255, 255, 255};
-  const EightPixels white(kWhite);
-  const PagePixels pixels(page);
+  constexpr int kWord = sizeof(std::uint64_t);
+  const PagePointer bits = OneBitOf(page);
+  const Rect all(0, 0, static_cast<INT>(bits->GetWidth()), static_cast<INT>(bits->GetHeight()));
+  BitmapData data;
+  if (bits->LockBits(&all, ImageLockModeRead, PixelFormat1bppIndexed, &data) != Ok) {
+    Fail(kUnreadable, L"cannot reach the pixels of a page");
+  }
+  const int rowBytes = (all.Width + 7) / 8;  // what is left of the last one is white
   std::int64_t ink = 0;
-  for (int y = 0; y < pixels.height(); ++y) {
-    const unsigned char* pixel = pixels.Row(y);
-    for (int left = pixels.width(); left > 0;) {
-      const int count = std::min(left, 8);
-      left -= count;
-      if (count == 8 && white.AreAt(pixel)) {
-        pixel += 3 * 8;
-        continue;
-      }
-      for (int i = 0; i < count; ++i, pixel += 3) ink += IsWhite(pixel) ? 0 : 1;
+  for (int y = 0; y < all.Height; ++y) {
+    const auto* row = static_cast<const BYTE*>(data.Scan0) + std::ptrdiff_t{y} * data.Stride;
+    for (int i = 0; i < rowBytes; i += kWord) {
+      std::uint64_t white = ~std::uint64_t{0};
+      std::memcpy(&white, row + i, static_cast<std::size_t>(std::min(kWord, rowBytes - i)));
+      ink += std::popcount(~white);
     }
   }
+  bits->UnlockBits(&data);
   return ink;
 }
 

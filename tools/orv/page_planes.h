@@ -21,6 +21,9 @@ Planes SplitPage(Bitmap* page, Color colour, double tolerance, const DitherOptio
 /// Both planes as they print: one ink over the other on white paper.
 PagePointer PreviewOf(const Planes& planes);
 
+/// A 24-bit page with one bit a pixel: ink is all but pure white. Ends the command without memory.
+PagePointer OneBitOf(Bitmap* page);
+
 std::int64_t PixelCount(Bitmap* page);
 /// The number of pixels that are not white.
 std::int64_t CountInk(Bitmap* page);
