@@ -3,6 +3,8 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <vector>
 
 #include "orv/imaging/bitmap_helper.h"
 
@@ -22,11 +24,11 @@ class Packer {
 
   bool PackRow(const unsigned char* pixels, int width, BYTE* bytes) {
     int left = width;
-    for (; left >= 8; left -= 8, pixels += 3 * 8) {
+    for (; left >= 8; left -= 8, pixels += kEight, ++bytes) {
       // Most of a page has the colour of its corner.
       if (eight_.AreAt(pixels)) {
-        *bytes++ = 0;
-      } else if (!Pack(pixels, 8, bytes++)) {
+        *bytes = 0;
+      } else if (!PackKnown(pixels, bytes) && !Pack(pixels, 8, bytes)) {
         return false;
       }
     }
@@ -37,7 +39,35 @@ class Packer {
   std::uint32_t second() const { return second_; }
 
  private:
-  /// Up to eight pixels. Without branches, since dots are spread without order.
+  static constexpr std::size_t kEight = 3 * 8;  ///< bytes of eight pixels
+
+  /// Eight pixels of the two colours, told apart by one channel. False when the second colour is
+  /// not known yet or there is a third.
+  bool PackKnown(const unsigned char* pixels, BYTE* byte) const {
+    if (groups_.empty()) return false;
+    unsigned bits = 0;
+    for (int i = 0; i < 8; ++i) {
+      bits = bits << 1 | unsigned{pixels[3 * i + channel_] != firstShade_};
+    }
+    *byte = static_cast<BYTE>(bits);
+    return std::memcmp(pixels, &groups_[kEight * bits], kEight) == 0;
+  }
+
+  void SetSecond(std::uint32_t colour) {
+    second_ = colour;
+    channel_ = std::countr_zero(first_ ^ second_) / 8;
+    firstShade_ = static_cast<unsigned char>(first_ >> 8 * channel_);
+    for (unsigned bits = 0; bits < 256; ++bits) {
+      for (int i = 7; i >= 0; --i) {
+        const std::uint32_t pixel = (bits >> i & 1) != 0 ? second_ : first_;
+        for (int shift = 0; shift < 24; shift += 8) {
+          groups_.push_back(static_cast<unsigned char>(pixel >> shift));
+        }
+      }
+    }
+  }
+
+  /// Up to eight pixels, of which the second colour may be learnt.
   bool Pack(const unsigned char* pixels, int count, BYTE* byte) {
     unsigned bits = 0;
     unsigned others = 0;
@@ -50,13 +80,16 @@ class Packer {
     if (others == 0) return true;
     if (second_ != first_) return false;
     // The first pixel of the second colour, which the others are to have too.
-    second_ = ColourAt(pixels - 3 * std::bit_width(others));
+    SetSecond(ColourAt(pixels - 3 * std::bit_width(others)));
     return Pack(pixels - 3 * count, count, byte);
   }
 
   const std::uint32_t first_;
   std::uint32_t second_;
   const EightPixels eight_;
+  int channel_ = 0;                    ///< one that tells the colours apart
+  unsigned char firstShade_ = 0;       ///< the first colour's, in that channel
+  std::vector<unsigned char> groups_;  ///< eight pixels for each byte, once both colours are known
 };
 
 }  // namespace
