@@ -285,13 +285,21 @@ TEST_F(Faults, ReadsADocumentWholeOrNotAtAll) {
     // Whatever there is can be walked through, and takes another text.
     int elements = 0;
     document->ResetPos();
-    while (document->FindElem()) ++elements;
+    while (document->FindElem()) {
+      if (document->GetElemOffset() >= static_cast<int>(document->GetDoc().size())) {
+        return "an element outside the text";
+      }
+      ++elements;
+    }
     while (document->FindChildElem()) ++elements;
     document->IntoElem();
     while (document->FindElem()) ++elements;
     return ending != kDone || document->GetDoc() == text.GetDoc() ? "" : "another text";
   };
-  const auto prepare = [&] { document = std::make_unique<CMarkup>(L"<c><d/></c>"); };
+  // What is there before is longer than what comes, and has its elements at its end.
+  const std::wstring before =
+      L"<!--" + std::wstring(text.GetDoc().size(), L'x') + L"--><c><d/></c>";
+  const auto prepare = [&] { document = std::make_unique<CMarkup>(before); };
   Sweep({"load a document", kFailed | kNoMemory, kDone | kFailed, prepare,
          [&] { return EndingOf(document->Load(path)); }, findWrong});
   Sweep({"parse", kFailed | kNoMemory, kDone, prepare,

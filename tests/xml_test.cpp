@@ -69,14 +69,15 @@ TEST(XmlParse, TakesAnyTextAsACopy) {
   std::wstring text = L"<r><a/><!--" + std::wstring(2000, L'-') + L"--><b>";
   for (int i = 0; i < 400; ++i) text += L"<c/>";
   text += L"</b></r>";
-  const std::wstring beyondCaches = L"<r>" + std::wstring(std::size_t{9} << 20, L'x') + L"</r>";
+  const std::wstring beyondCaches =
+      L"<r>" + std::wstring((std::size_t{33} << 20) / sizeof(wchar_t), L'x') + L"</r>";
   CMarkup doc;
   const auto expectTaken = [&doc](const std::wstring& wanted) {
     CMarkup moved;
     moved.SetDoc(std::wstring(wanted));
     ASSERT_EQ(doc.GetDoc(), wanted);
-    EXPECT_EQ(doc.IsWellFormed(), moved.IsWellFormed());
-    EXPECT_EQ(orv::MarkupReader(doc).RecordCount(), orv::MarkupReader(moved).RecordCount());
+    EXPECT_TRUE(orv::test::DumpIndex(doc) == orv::test::DumpIndex(moved));
+    EXPECT_EQ(doc.GetResult(), moved.GetResult());
   };
   for (const std::wstring& each : {text, beyondCaches, std::wstring(L"<r>"), text}) {
     doc.SetDoc(each);
@@ -86,6 +87,9 @@ TEST(XmlParse, TakesAnyTextAsACopy) {
   expectTaken(text);
   doc.SetDoc(doc.GetDoc().c_str() + 3);
   expectTaken(text.substr(3));
+  const std::wstring result = doc.GetResult();
+  doc.SetDoc(doc.GetResult());
+  expectTaken(result);
 }
 
 TEST(XmlParse, FlagsAndCopies) {

@@ -11,7 +11,7 @@
 #include "orv/xml/markup_index.h"
 #include "orv/xml/result.h"
 #include "orv/xml/saved_positions.h"
-#include "orv/xml/signs.h"
+#include "orv/xml/trailing_copy.h"
 
 using orv::ElemPos;
 
@@ -45,8 +45,17 @@ CMarkup::CMarkup(const CMarkup& other) : CMarkup() { *this = other; }
 
 CMarkup& CMarkup::operator=(const CMarkup& other) {
   if (this == &other || x_HasFile() || other.x_HasFile()) return *this;
-  m_strDoc = other.m_strDoc;
-  m_strResult = other.m_strResult;
+  // Everything that takes memory comes first, so that there is a whole document without it too.
+  std::wstring text = other.m_strDoc;
+  std::wstring result = other.m_strResult;
+  auto savedPositions = std::make_unique<orv::SavedPositions>(*other.m_pSavedPositions);
+  auto elements = std::make_unique<orv::ElemPosArray>();
+  elements->Assign(*other.m_pElements, other.m_iPosFree);
+
+  m_strDoc = std::move(text);
+  m_strResult = std::move(result);
+  m_pSavedPositions = std::move(savedPositions);
+  m_pElements = std::move(elements);
   m_iPosParent = other.m_iPosParent;
   m_iPos = other.m_iPos;
   m_iPosChild = other.m_iPosChild;
@@ -56,8 +65,6 @@ CMarkup& CMarkup::operator=(const CMarkup& other) {
   m_nNodeOffset = other.m_nNodeOffset;
   m_nNodeLength = other.m_nNodeLength;
   m_nDocFlags = other.m_nDocFlags;
-  *m_pSavedPositions = *other.m_pSavedPositions;
-  m_pElements->Assign(*other.m_pElements, m_iPosFree);
   return *this;
 }
 
@@ -81,8 +88,8 @@ bool CMarkup::SetDoc(std::wstring&& strDoc) {
   return x_ParseDoc();
 }
 
-/// Takes a copy of a text, which may be a part of the document. The document stays as it is when
-/// there is no memory for the copy.
+/// Takes a copy of a text, which may be a part of the document or of its result record, and behind
+/// which a unit can be read. The document stays as it is when there is no memory for the copy.
 bool CMarkup::x_CopyDoc(std::wstring_view text) {
   if (x_HasFile()) return false;
   if (text.size() > kMostUnits) text = {};
@@ -92,7 +99,7 @@ bool CMarkup::x_CopyDoc(std::wstring_view text) {
     orv::PopulatePages(fresh.data(), text.size() * sizeof(wchar_t));
     m_strDoc.swap(fresh);
   }
-  if (text.size() > kMostTrailed || IsPartOf(text, m_strDoc)) {
+  if (text.size() > kMostTrailed || IsPartOf(text, m_strDoc) || IsPartOf(text, m_strResult)) {
     m_strDoc.assign(text);
     m_strResult.clear();
     return x_ParseDoc();
@@ -121,6 +128,7 @@ void CMarkup::x_IndexDoc(std::wstring_view text, orv::TrailingCopy* copy) {
   const int length = static_cast<int>(text.size());
   m_iPosFree = 1;
   m_iPosDeleted = 0;
+  if (m_pElements->Capacity() != 0) x_Elem(0) = ElemPos{};  // whatever the next step throws
   x_AllocElemPos(length / 64 + 8);
   x_Elem(0) = ElemPos{};
   if (length == 0) return;

@@ -2,10 +2,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
-#include <string_view>
 
 #include "orv/platform/cpu.h"
+#include "orv/xml/trailing_copy.h"
 
 namespace orv {
 
@@ -21,31 +20,10 @@ using SignFinder = std::size_t (*)(const wchar_t* text, std::size_t blocks, std:
 /// The finder for an instruction set; all give the same offsets.
 SignFinder SignFinderFor(CpuLevel level);
 
-/// Copies a text in the wake of something that reads it, so that a text beyond the processor's
-/// caches comes out of memory once and not twice. Whatever happens, the copy is whole at the end.
-class TrailingCopy {
- public:
-  /// `to` is empty, has room for all of `from`, and is no part of it.
-  TrailingCopy(std::wstring_view from, std::wstring* to) : from_(from), to_(to) {}
-  TrailingCopy(const TrailingCopy&) = delete;
-  TrailingCopy& operator=(const TrailingCopy&) = delete;
-  ~TrailingCopy() { To(from_.size()); }
-
-  /// Goes on up to an offset of the text.
-  void To(std::size_t offset) {
-    const std::size_t copied = to_->size();
-    if (offset > copied) to_->append(from_, copied, offset - copied);
-  }
-
- private:
-  std::wstring_view from_;
-  std::wstring* to_;
-};
-
 /// Finds the signs of a text from left to right, a piece of the text at a time.
 class SignPieces {
  public:
-  /// With a copy, that follows from piece to piece.
+  /// `copy`, null for none, follows from piece to piece.
   SignPieces(const wchar_t* text, int length, TrailingCopy* copy)
       : find_(SignFinderFor(ActiveCpuLevel())), text_(text), length_(length), copy_(copy) {}
 

@@ -25,7 +25,7 @@ PagePointer PreviewOf(const Planes& planes);
 PagePointer OneBitOf(Bitmap* page);
 
 std::int64_t PixelCount(Bitmap* page);
-/// The number of pixels that are not white.
+/// The number of pixels of a 24-bit page that are not white. Ends the command without memory.
 std::int64_t CountInk(Bitmap* page);
 
 }  // namespace orv::tool

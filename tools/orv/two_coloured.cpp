@@ -1,10 +1,10 @@
 #include "tools/orv/two_coloured.h"
 
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <vector>
 
 #include "orv/imaging/bitmap_helper.h"
 
@@ -44,7 +44,7 @@ class Packer {
   /// Eight pixels of the two colours, told apart by one channel. False when the second colour is
   /// not known yet or there is a third.
   bool PackKnown(const unsigned char* pixels, BYTE* byte) const {
-    if (groups_.empty()) return false;
+    if (second_ == first_) return false;
     unsigned bits = 0;
     for (int i = 0; i < 8; ++i) {
       bits = bits << 1 | unsigned{pixels[3 * i + channel_] != firstShade_};
@@ -57,11 +57,12 @@ class Packer {
     second_ = colour;
     channel_ = std::countr_zero(first_ ^ second_) / 8;
     firstShade_ = static_cast<unsigned char>(first_ >> 8 * channel_);
+    unsigned char* next = groups_.data();
     for (unsigned bits = 0; bits < 256; ++bits) {
       for (int i = 7; i >= 0; --i) {
         const std::uint32_t pixel = (bits >> i & 1) != 0 ? second_ : first_;
         for (int shift = 0; shift < 24; shift += 8) {
-          groups_.push_back(static_cast<unsigned char>(pixel >> shift));
+          *next++ = static_cast<unsigned char>(pixel >> shift);
         }
       }
     }
@@ -87,9 +88,9 @@ class Packer {
   const std::uint32_t first_;
   std::uint32_t second_;
   const EightPixels eight_;
-  int channel_ = 0;                    ///< one that tells the colours apart
-  unsigned char firstShade_ = 0;       ///< the first colour's, in that channel
-  std::vector<unsigned char> groups_;  ///< eight pixels for each byte, once both colours are known
+  int channel_ = 0;                                 ///< one that tells the colours apart
+  unsigned char firstShade_ = 0;                    ///< the first colour's, in that channel
+  std::array<unsigned char, 256 * kEight> groups_;  ///< eight pixels for each byte, once it is set
 };
 
 }  // namespace
