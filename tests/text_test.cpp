@@ -81,15 +81,23 @@ TEST(Utf8, WholeTextsGiveWhatTheirCharactersGive) {
 
 TEST(Utf8, ConvertsTheSameAtEveryPlaceOfABlock) {
   // Plain text is converted in blocks: what is not plain must be right wherever it stands in one.
-  for (std::size_t before = 0; before < 70; ++before) {
-    for (const std::size_t after : {0, 1, 31, 32, 33, 5000}) {
-      const std::string ascii(before, 'x');
-      const std::string bytes = ascii + "\xC3\xA9\xF0\x9F\x98\x80" + std::string(after, 'y');
-      const std::wstring text =
-          std::wstring(before, L'x') + Units({0xE9, 0xD83D, 0xDE00}) + std::wstring(after, L'y');
-      ASSERT_EQ(orv::Utf8ToWide(bytes), text) << before << ' ' << after;
-      ASSERT_EQ(orv::WideToUtf8(text), bytes) << before << ' ' << after;
+  const std::pair<std::string, std::wstring> middles[] = {
+      {"\xC3\xA9\xF0\x9F\x98\x80", Units({0xE9, 0xD83D, 0xDE00})}, {"\xE8\x80\x81", L"\u8001"}};
+  for (const auto& [middle, wideMiddle] : middles) {
+    for (std::size_t before = 0; before < 70; ++before) {
+      for (const std::size_t after : {0, 1, 31, 32, 33, 5000}) {
+        const std::string bytes = std::string(before, 'x') + middle + std::string(after, 'y');
+        const std::wstring text =
+            std::wstring(before, L'x') + wideMiddle + std::wstring(after, L'y');
+        ASSERT_EQ(orv::Utf8ToWide(bytes), text) << before << ' ' << after;
+        ASSERT_EQ(orv::WideToUtf8(text), bytes) << before << ' ' << after;
+      }
     }
+  }
+  if constexpr (sizeof(wchar_t) == 4) {
+    const std::wstring noUnit =
+        L'a' + std::wstring(1, static_cast<wchar_t>(0x80000041)) + std::wstring(64, L'b');
+    EXPECT_EQ(orv::WideToUtf8(noUnit), "a\xEF\xBF\xBD" + std::string(64, 'b'));
   }
   // Nothing but other characters, so that every kind of piece stands at every place of a step.
   const std::pair<std::string, std::wstring> pieces[] = {

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "orv/text/narrow.h"
 #include "orv/text/utf8_blocks.h"
 
 namespace orv {
@@ -55,19 +56,34 @@ bool IsAscii(const char* block) {
   return ((words[0] | words[1] | words[2] | words[3]) & kNotAscii) == 0;
 }
 
-bool IsAscii(const wchar_t* block) {
-  // Summing the bits keeps the loop free of branches, so that it is done in vectors.
-  std::uint32_t bits = 0;
-  for (std::ptrdiff_t i = 0; i < kAsciiBlock; ++i) bits |= static_cast<std::uint32_t>(block[i]);
-  return bits < 0x80;
-}
-
 template <std::size_t kCount, typename Source, typename Unit>
 inline void CopyUnits(const Source* __restrict source, Unit* __restrict target) {
   using Value = std::make_unsigned_t<Source>;
   for (std::size_t i = 0; i < kCount; ++i) {
     target[i] = static_cast<Unit>(static_cast<Value>(source[i]));
   }
+}
+
+/// Writes a block of units as bytes; false when they are not all ASCII, and the bytes mean nothing.
+inline bool CopyAscii(const wchar_t* block, char* target) {
+#if defined(__SSE2__)
+  const auto* units = reinterpret_cast<const __m128i*>(block);
+  constexpr std::size_t kLoads = kAsciiBlock * sizeof(wchar_t) / sizeof(__m128i);
+  __m128i bits = _mm_setzero_si128();
+  for (std::size_t i = 0; i < kLoads; ++i) bits = _mm_or_si128(bits, _mm_loadu_si128(units + i));
+  auto* bytes = reinterpret_cast<__m128i*>(target);
+  _mm_storeu_si128(bytes, NarrowUnits(block));
+  _mm_storeu_si128(bytes + 1, NarrowUnits(block + 16));
+  const __m128i beyond = sizeof(wchar_t) == 2 ? _mm_set1_epi16(~0x7F) : _mm_set1_epi32(~0x7F);
+  const __m128i isAscii = _mm_cmpeq_epi8(_mm_and_si128(bits, beyond), _mm_setzero_si128());
+  return _mm_movemask_epi8(isAscii) == 0xFFFF;
+#else
+  // Summing the bits keeps the loop free of branches, so that it is done in vectors.
+  std::uint32_t bits = 0;
+  for (std::ptrdiff_t i = 0; i < kAsciiBlock; ++i) bits |= static_cast<std::uint32_t>(block[i]);
+  CopyUnits<kAsciiBlock>(block, target);
+  return bits < 0x80;
+#endif
 }
 
 /// The character of more than one byte, or the maximal ill-formed piece, that begins at `start`.
@@ -197,8 +213,7 @@ void EncodeRuns(std::wstring_view text, Take take) {
   while (at != end) {
     char* out = run;
     while (at != end && out <= full) {
-      if (end - at >= kAsciiBlock && IsAscii(at)) {
-        CopyUnits<kAsciiBlock>(at, out);
+      if (end - at >= kAsciiBlock && CopyAscii(at, out)) {
         at += kAsciiBlock;
         out += kAsciiBlock;
         continue;

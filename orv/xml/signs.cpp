@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 
+#include "orv/text/narrow.h"
 #include "orv/xml/names.h"
 
 #if defined(__x86_64__)
@@ -41,9 +42,9 @@ inline std::size_t WritePlaces(std::uint64_t bits, std::uint32_t first, std::uin
   return count;
 }
 
-// Units are narrowed to bytes first. Saturation sends every unit beyond a byte to 0x00, 0x7F or
-// 0xFF, none of which is a sign. The signs differ in their low four bits, so that a byte is a sign
-// when it is the one that the table has there: one shuffle and one comparison find all four.
+// Units are narrowed to bytes first; those beyond a byte become no sign. The signs differ in their
+// low four bits, so that a byte is a sign when it is the one that the table has there: one shuffle
+// and one comparison find all four.
 
 #define ORV_SSE41 __attribute__((target("sse4.1,popcnt")))
 #define ORV_AVX2 __attribute__((target("avx2,bmi,popcnt")))
@@ -55,17 +56,6 @@ ORV_SSE41 inline __m128i SignTable() {
   return _mm_setr_epi8(-1, 0, '"', 0, 0, 0, 0, '\'', 0, 0, 0, 0, '<', 0, '>', 0);
 }
 
-ORV_SSE41 inline __m128i LoadBytes16(const wchar_t* text) {
-  const auto* data = reinterpret_cast<const __m128i*>(text);
-  if constexpr (sizeof(wchar_t) == 2) {
-    return _mm_packus_epi16(_mm_loadu_si128(data), _mm_loadu_si128(data + 1));
-  } else {
-    const __m128i low = _mm_packs_epi32(_mm_loadu_si128(data), _mm_loadu_si128(data + 1));
-    const __m128i high = _mm_packs_epi32(_mm_loadu_si128(data + 2), _mm_loadu_si128(data + 3));
-    return _mm_packus_epi16(low, high);
-  }
-}
-
 ORV_SSE41 std::size_t FindSignsSse41(const wchar_t* text, std::size_t blocks, std::uint32_t first,
                                      std::uint32_t* signs) {
   const __m128i table = SignTable();
@@ -73,7 +63,7 @@ ORV_SSE41 std::size_t FindSignsSse41(const wchar_t* text, std::size_t blocks, st
   for (; blocks > 0; --blocks, first += kSignBlock) {
     std::uint64_t bits = 0;
     for (std::size_t part = 0; part < kSignBlock; part += 16, text += 16) {
-      const __m128i bytes = LoadBytes16(text);
+      const __m128i bytes = NarrowUnits(text);
       const __m128i found = _mm_cmpeq_epi8(bytes, _mm_shuffle_epi8(table, bytes));
       const auto mask = static_cast<std::uint16_t>(_mm_movemask_epi8(found));
       bits |= static_cast<std::uint64_t>(mask) << part;
