@@ -153,10 +153,11 @@ def whole_commands(build, quick):
                              "--highlight", red], repetitions)
         files = None
         if split is not None:
-            bits = [plane + ".pbm" for plane in (black, red)]
-            for plane, target in zip((black, red), bits):
-                subprocess.run(["convert", plane, "-fill", "black", "+opaque", "white", target], check=True)
-            files = run_command([os.path.join(build, "benchmarks/png_files"), page, *bits], repetitions)
+            for written in (black, red):
+                subprocess.run(["convert", written, "-fill", "black", "+opaque", "white",
+                                written + ".pbm"], check=True)
+            files = run_command([os.path.join(build, "benchmarks/png_files"), page, black + ".pbm",
+                                 red + ".pbm"], repetitions)
         # The same job in ImageMagick's words: the parts near a colour, both planes dithered. Ours
         # writes one-bit images with zlib's level 1, and so do the others.
         plane = ["-define", "png:compression-level=1", "-colorspace", "gray", "-dither", "FloydSteinberg", "-monochrome"]

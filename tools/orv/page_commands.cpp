@@ -66,7 +66,7 @@ void AddMonoCommand(CLI::App* group) {
     files.Finish();
     Report report(*options);
     report.PageSize(page.get());
-    report.Pixels(L"ink", "ink", CountInk(page.get()), PixelCount(page.get()));
+    report.Pixels(L"ink", "ink", CountInkOfBits(bits.get()), PixelCount(page.get()));
     report.Text(L"written", "output", ToWide(*output));
     report.Finish();
   });

@@ -48,9 +48,10 @@ PagePointer OneBitOf(Bitmap* page) {
   return bits;
 }
 
-std::int64_t CountInk(Bitmap* page) {
+std::int64_t CountInk(Bitmap* page) { return CountInkOfBits(OneBitOf(page).get()); }
+
+std::int64_t CountInkOfBits(Bitmap* bits) {
   constexpr int kWord = sizeof(std::uint64_t);
-  const PagePointer bits = OneBitOf(page);
   const Rect all(0, 0, static_cast<INT>(bits->GetWidth()), static_cast<INT>(bits->GetHeight()));
   BitmapData data;
   if (bits->LockBits(&all, ImageLockModeRead, PixelFormat1bppIndexed, &data) != Ok) {

@@ -27,5 +27,7 @@ PagePointer OneBitOf(Bitmap* page);
 std::int64_t PixelCount(Bitmap* page);
 /// The number of pixels of a 24-bit page that are not white. Ends the command without memory.
 std::int64_t CountInk(Bitmap* page);
+/// The same of what `OneBitOf` gave.
+std::int64_t CountInkOfBits(Bitmap* bits);
 
 }  // namespace orv::tool
