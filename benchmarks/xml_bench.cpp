@@ -11,6 +11,7 @@
 
 #include "benchmarks/peers.h"
 #include "orv/text/utf8.h"
+#include "orv/xml/child_reader.h"
 #include "orv/xml/markup.h"
 #include "orv/xml/markup_reader.h"
 
@@ -79,25 +80,20 @@ void Walk(benchmark::State& state, const Document& document) {
 
 /// Reads the name and the text of every property, as the configuration is read.
 void Properties(benchmark::State& state, const Document& document) {
-  constexpr std::wstring_view kTagName = L"property";
-  constexpr std::wstring_view kKey = L"name";
   for (auto _ : state) {
     CMarkup doc;
     doc.SetDoc(document.text);
-    const orv::MarkupReader reader(doc);
     std::size_t seen = 0;
-    std::wstring buffer;
     std::wstring_view name;
+    std::wstring_view value;
     doc.FindChildElem();
     doc.IntoElem();
     while (doc.FindChildElem()) {
       doc.IntoElem();
       doc.FindChildElem(L"properties");
       doc.IntoElem();
-      for (int child = 0; (child = reader.NextChild(child, kTagName)) != 0;) {
-        if (reader.AttribOf(child, kTagName, kKey, &buffer, &name)) seen += name.size();
-        seen += 1 + reader.DataOf(child, &buffer).size();
-      }
+      orv::ChildReader properties(doc, orv::MarkupReader(doc).Main(), L"<property name=\"");
+      while (properties.Next({}, &name, &value)) seen += name.size() + 1 + value.size();
       doc.OutOfElem();
       doc.OutOfElem();
     }

@@ -3,6 +3,7 @@
 #include <set>
 
 #include "orv/platform/cpu.h"
+#include "orv/xml/child_reader.h"
 #include "orv/xml/entities.h"
 #include "orv/xml/line_index.h"
 #include "orv/xml/scanner.h"
@@ -345,11 +346,6 @@ TEST(XmlRead, Attributes) {
     std::wstring_view value;
     EXPECT_EQ(orv::MarkupReader(found).Attrib(fields[1], &buffer, &value), offset >= 0);
     EXPECT_EQ(value, found.GetAttrib(fields[1]));
-    value = {};
-    EXPECT_EQ(!fields[1].empty() &&
-                  orv::MarkupReader(found).AttribOf(1, L"a", fields[1], &buffer, &value),
-              offset >= 0);
-    EXPECT_EQ(value, found.GetAttrib(fields[1]));
     return std::to_wstring(offset) + L" (" + std::wstring(value) + L")";
   });
   CMarkup doc(L"<a x='1' =2 y=\"&amp;\"/>");
@@ -396,6 +392,48 @@ TEST(XmlRead, NamesAndValuesEndAtTheFirstUnitThatEndsThem) {
   }
 }
 
+/// The same children by way of the document's positions.
+TEST(XmlRead, ChildrenAreReadAlikeInEveryWay) {
+  constexpr std::wstring_view kOpening = L"<a n=\"";
+  const std::wstring children[] = {L"<a n=\"12\">34</a>",
+                                   L"<a n=\"1\" n='2'>3</a>",
+                                   L"<a n=\"123\"/>",
+                                   L"<a n=\"\"></a>",
+                                   L"<a  n='1'>&lt;</a>",
+                                   L"<A N=\"&#49;2\">1</A>",
+                                   L"<a m='1' n='12'> 1 </a>",
+                                   L"<a n=\"12'>3</a>\">4</a>",
+                                   L"<a n=\"1<2>\">3<b/>4</a>",
+                                   L"<a>1<![CDATA[<2]]></a>",
+                                   L"<a/>",
+                                   L"<ab n=\"1\">2</ab>",
+                                   L"<b n=\"1\">2</b>",
+                                   L"<a n=\"1\">2<!--3-->4</a>",
+                                   L"<a n=\"12\">"};
+  for (const std::wstring& first : children) {
+    for (const std::wstring& second : children) {
+      for (const int flags : {0, int{CMarkup::DOC_IGNORECASE}, int{CMarkup::DOC_TRIMWHITESPACE}}) {
+        CMarkup doc;
+        doc.SetDocFlags(flags);
+        doc.SetDoc(L"<r>" + first + second + L"</r>");
+        for (const wchar_t* guess : {L"", L"1", L"12", L"123", L"0"}) {
+          doc.ResetPos();
+          doc.FindElem();
+          orv::ChildReader reader(doc, orv::MarkupReader(doc).Main(), kOpening);
+          std::wstring_view value;
+          std::wstring_view data;
+          while (reader.Next(guess, &value, &data)) {
+            ASSERT_TRUE(doc.FindChildElem(L"a")) << orv::WideToUtf8(doc.GetDoc());
+            EXPECT_EQ(value, doc.GetChildAttrib(L"n")) << orv::WideToUtf8(doc.GetDoc());
+            EXPECT_EQ(data, doc.GetChildData()) << orv::WideToUtf8(doc.GetDoc());
+          }
+          EXPECT_FALSE(doc.FindChildElem(L"a")) << orv::WideToUtf8(doc.GetDoc());
+        }
+      }
+    }
+  }
+}
+
 TEST(XmlRead, PiecesAndPlaces) {
   CMarkup doc(L"<r>\r\n <a x='1'>d&amp;</a>\n</r>");
   EXPECT_EQ(doc.GetElemOffset(), -1);
@@ -407,11 +445,6 @@ TEST(XmlRead, PiecesAndPlaces) {
   const orv::MarkupReader reader(doc);
   std::wstring buffer;
   std::wstring_view value;
-  const int child = reader.NextChild(0, L"a");
-  ASSERT_NE(child, 0);
-  EXPECT_TRUE(reader.AttribOf(child, L"a", L"x", &buffer, &value) && value == L"1");
-  EXPECT_EQ(reader.DataOf(child, &buffer), L"d&");
-  EXPECT_EQ(reader.NextChild(child, L"a") + reader.NextChild(0, L"ax"), 0);
   EXPECT_EQ(reader.Data(&buffer), L"");
   EXPECT_EQ(doc.GetChildElemOffset(), 6);
   EXPECT_EQ(doc.GetSubDoc(), doc.GetDoc());

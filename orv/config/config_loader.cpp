@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "orv/config/config_parser.h"
+#include "orv/config/list_values.h"
 #include "orv/config/properties.h"
 #include "orv/config/property_tables.h"
 #include "orv/crypto/crypto_helper.h"
@@ -133,14 +134,17 @@ CString CConfigParser::ParseFileInfo(CMarkup& xml, FileInfo& info, CLoggerClient
                                      Characteristics& /*characteristics*/) {
   // The two messages spell the element differently; people who read logs know them so.
   if (!IntoChild(xml, L"properties")) return MissingElement(L"<fileinfo><properties>");
-  orv::PropertyStore<FileInfo> properties(orv::kFileInfoProperties, info);
-  orv::ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
-    if (!properties.Store(name, value)) {
-      orv::WarnOfUnknownProperty(logger, L"<fileInfo><properties>", name, value);
-    }
-  });
+  orv::StoreProperties<FileInfo>(
+      xml, orv::kFileInfoProperties, info, [&](std::wstring_view name, std::wstring_view value) {
+        orv::WarnOfUnknownProperty(logger, L"<fileInfo><properties>", name, value);
+      });
   xml.OutOfElem();
   return {};
+}
+
+CString CConfigParser::GenerateListValues(int min, int max, int step, int defaultValue,
+                                          std::list<int>& values) {
+  return orv::GenerateValues(min, max, step, defaultValue, &values);
 }
 
 int CConfigParser::ConvertToInt(const CString& text) { return orv::ToInt(text); }

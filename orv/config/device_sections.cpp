@@ -1,4 +1,5 @@
 #include "orv/config/config_parser.h"
+#include "orv/config/list_values.h"
 #include "orv/config/properties.h"
 #include "orv/config/property_tables.h"
 
@@ -21,23 +22,20 @@ namespace {
 template <typename Add>
 CString ReadEntries(CMarkup& xml, const orv::EntryList& list, std::int32_t& defaultNumber, Add add,
                     CLoggerClient* logger) {
-  const CString path = orv::Format(L"<device><%ls><properties>", list.section);
-  if (!IntoChild(xml, L"properties")) return MissingElement(path.c_str());
+  if (!IntoChild(xml, L"properties")) return MissingElement(list.path);
   CString defaultName(list.defaultPrefix);
   orv::ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
     if (orv::EqualsIgnoreCase(name, list.defaultKey)) {
       defaultName = CString(list.defaultPrefix).append(value);
     } else {
-      orv::WarnOfUnknownProperty(logger, path.c_str(), name, value);
+      orv::WarnOfUnknownProperty(logger, list.path, name, value);
     }
   });
   xml.OutOfElem();
 
-  const CString entryPath =
-      orv::Format(L"<device><%ls><%ls><properties>", list.section, list.entry);
   std::int32_t number = list.firstNumber;
   while (IntoChild(xml, list.entry)) {
-    if (!IntoChild(xml, L"properties")) return MissingElement(entryPath.c_str());
+    if (!IntoChild(xml, L"properties")) return MissingElement(list.entryPath);
     orv::ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
       bool known = false;
       for (const orv::NumberedName& candidate : list.names) {
@@ -47,7 +45,7 @@ CString ReadEntries(CMarkup& xml, const orv::EntryList& list, std::int32_t& defa
           break;
         }
       }
-      if (!known) orv::WarnOfUnknownProperty(logger, entryPath.c_str(), name, value);
+      if (!known) orv::WarnOfUnknownProperty(logger, list.entryPath, name, value);
       if (orv::EqualsIgnoreCase(name, defaultName)) defaultNumber = number;
       add(number, orv::ToBool(value));
     });
@@ -149,16 +147,17 @@ CString CConfigParser::ParseDeviceHeadsOffsetX(CMarkup& xml, HeadsOffsetX& offse
   constexpr wchar_t kPath[] = L"<device><headsOffsetX><properties>";
   if (!IntoChild(xml, L"properties")) return MissingElement(kPath);
   Range range;
-  orv::PropertyStore<Range> properties(orv::kHeadsOffsetXProperties, range);
-  orv::ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
-    if (properties.Store(name, value)) return;
-    if (!CLogger::IsEnabled(eLogLevelWarning, nullptr)) return;
-    // The odd words at the end are what people who read these logs search for.
-    const CString key(name);
-    orv::LogFormat(eLogLevelWarning, logger, nullptr,
-                   L"Unknown property in %ls: %ls = %ls - compared %ls end", kPath, key.c_str(),
-                   CString(value).c_str(), key.c_str());
-  });
+  orv::StoreProperties<Range>(xml, orv::kHeadsOffsetXProperties, range,
+                              [&](std::wstring_view name, std::wstring_view value) {
+                                if (!CLogger::IsEnabled(eLogLevelWarning, nullptr)) return;
+                                // The odd words at the end are what people who read these logs
+                                // search for.
+                                const CString key(name);
+                                orv::LogFormat(
+                                    eLogLevelWarning, logger, nullptr,
+                                    L"Unknown property in %ls: %ls = %ls - compared %ls end", kPath,
+                                    key.c_str(), CString(value).c_str(), key.c_str());
+                              });
   xml.OutOfElem();
 
   offset = {range.enabled == TRUE, range.min.value_or(0), range.max.value_or(0),
@@ -181,8 +180,8 @@ CString CConfigParser::ParseDeviceDarkness(CMarkup& xml, Darkness& darkness,
     return L"Missing property in <device><darkness><properties>: Min, Max, Step or Default is "
            L"missing!";
   }
-  std::list<int> values;
-  error = GenerateListValues(*range.min, *range.max, *range.step, *range.defaultValue, values);
+  std::vector<std::int32_t> values;
+  error = orv::GenerateValues(*range.min, *range.max, *range.step, *range.defaultValue, &values);
   if (!error.empty()) return L"Error in <device><darkness><properties>: " + error;
   darkness.values.insert(darkness.values.end(), values.begin(), values.end());
   darkness.defaultValue = *range.defaultValue;
@@ -230,12 +229,11 @@ CString CConfigParser::ParseDeviceCharacteristics(CMarkup& xml, Characteristics&
                                                   CLoggerClient* logger) {
   // Both messages are those of the file information; people who read logs know them so.
   if (!IntoChild(xml, L"properties")) return MissingElement(L"<fileinfo><properties>");
-  orv::PropertyStore<Characteristics> properties(orv::kCharacteristicsProperties, characteristics);
-  orv::ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
-    if (!properties.Store(name, value)) {
-      orv::WarnOfUnknownProperty(logger, L"<fileInfo><properties>", name, value);
-    }
-  });
+  orv::StoreProperties<Characteristics>(xml, orv::kCharacteristicsProperties, characteristics,
+                                        [&](std::wstring_view name, std::wstring_view value) {
+                                          orv::WarnOfUnknownProperty(
+                                              logger, L"<fileInfo><properties>", name, value);
+                                        });
   xml.OutOfElem();
   return {};
 }

@@ -19,57 +19,59 @@ void Warn(CLoggerClient* client, const OptionFamily<Kind>& family, const wchar_t
                  arguments.c_str()...);
 }
 
-/// Reads what an option has besides its properties, with the document inside the option. Only the
-/// belt applicator has something.
+/// Reads what an option has behind its properties. Only the belt applicator has something.
 template <typename Kind>
-CString ReadExtras(CMarkup&, Kind&, CLoggerClient*) {
+CString ReadExtras(const CMarkup&, int, Kind&, CLoggerClient*) {
   return {};
 }
 
 template <>
-CString ReadExtras(CMarkup& markup, BeltApplicator& option, CLoggerClient* client) {
-  if (!IntoChild(markup, L"conveyorSpeed")) return MissingElement(L"<conveyorSpeed>");
-  if (!IntoChild(markup, L"properties")) return MissingElement(L"<conveyorSpeed><properties>");
-  orv::ForEachProperty(markup, [&](std::wstring_view name, std::wstring_view value) {
+CString ReadExtras(const CMarkup& markup, int properties, BeltApplicator& option,
+                   CLoggerClient* client) {
+  const orv::MarkupReader reader(markup);
+  const int conveyorSpeed = reader.Next(properties, L"conveyorSpeed");
+  if (conveyorSpeed == 0) return MissingElement(L"<conveyorSpeed>");
+  const int speeds = reader.Child(conveyorSpeed, L"properties");
+  if (speeds == 0) return MissingElement(L"<conveyorSpeed><properties>");
+  orv::ForEachProperty(markup, speeds, [&](std::wstring_view name, std::wstring_view value) {
     if (orv::EqualsIgnoreCase(name, L"conveyorSpeed")) {
       option.conveyorSpeeds.push_back(orv::ToInt(value));
     } else {
       orv::WarnOfUnknownProperty(client, L"<conveyorSpeed><properties>", name, value);
     }
   });
-  markup.OutOfElem();
-  markup.OutOfElem();
   return {};
 }
 
-/// Reads the options of a family; the document is inside the family.
+/// Reads the options of a family; the document is inside the family. Options are by far the most
+/// that a file has, so they are walked by their records.
 template <typename Kind>
 CString ReadOptions(CMarkup& markup, OptionFamily<Kind>& family, CLoggerClient* client) {
   if (!IntoChild(markup, L"options")) {
     Warn(client, family, L"Option Family '%ls' has no options defined!");
     return {};
   }
-  while (IntoChild(markup, L"option")) {
-    if (!IntoChild(markup, L"properties")) {
+  const orv::MarkupReader reader(markup);
+  const int first = reader.Child(reader.Main(), L"option");
+  std::size_t count = family.options.size();
+  for (int element = first; element != 0; element = reader.Next(element, L"option")) ++count;
+  family.options.reserve(count);
+  for (int element = first; element != 0; element = reader.Next(element, L"option")) {
+    const int properties = reader.Child(element, L"properties");
+    if (properties == 0) {
       Warn(client, family, L"Option Family '%ls' has an option without properties!");
-      markup.OutOfElem();
       continue;
     }
     Kind option;
-    orv::PropertyStore<Option> common(orv::kOptionProperties, option);
-    orv::PropertyStore<Kind> own(orv::KindProperties<Kind>::kTable, option);
-    orv::ForEachProperty(markup, [&](std::wstring_view name, std::wstring_view value) {
-      if (!common.Store(name, value) && !own.Store(name, value) &&
-          CLogger::IsEnabled(eLogLevelWarning, nullptr)) {
-        Warn(client, family, L"Unknown property in Option Family '%ls': %ls = %ls", CString(name),
-             CString(value));
-      }
-    });
-    markup.OutOfElem();
-
-    CString error = ReadExtras(markup, option, client);
+    orv::StoreProperties<Kind>(markup, properties, orv::KindProperties<Kind>::kTable, option,
+                               [&](std::wstring_view name, std::wstring_view value) {
+                                 if (!CLogger::IsEnabled(eLogLevelWarning, nullptr)) return;
+                                 Warn(client, family,
+                                      L"Unknown property in Option Family '%ls': %ls = %ls",
+                                      CString(name), CString(value));
+                               });
+    CString error = ReadExtras(markup, properties, option, client);
     if (!error.empty()) return error;
-    markup.OutOfElem();
 
     if (option.optionName.empty()) {
       Warn(client, family, L"Option Family '%ls' has an option without a name. Ignoring it!");
@@ -84,13 +86,12 @@ CString ReadOptions(CMarkup& markup, OptionFamily<Kind>& family, CLoggerClient* 
 /// Reads the properties that the document is inside of.
 void ReadFamilyProperties(CMarkup& markup, orv::FamilyProperties& properties,
                           CLoggerClient* client) {
-  orv::PropertyStore<orv::FamilyProperties> store(orv::kFamilyProperties, properties);
-  orv::ForEachProperty(markup, [&](std::wstring_view name, std::wstring_view value) {
-    if (!store.Store(name, value)) {
-      orv::WarnOfUnknownProperty(client, L"<device><optionFamilies><optionFamily><properties>",
-                                 name, value);
-    }
-  });
+  orv::StoreProperties<orv::FamilyProperties>(
+      markup, orv::kFamilyProperties, properties,
+      [&](std::wstring_view name, std::wstring_view value) {
+        orv::WarnOfUnknownProperty(client, L"<device><optionFamilies><optionFamily><properties>",
+                                   name, value);
+      });
 }
 
 /// Stores a family's properties and reads its options.

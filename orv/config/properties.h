@@ -7,6 +7,7 @@
 #include "orv/config/property.h"
 #include "orv/logging/logger.h"
 #include "orv/platform/types.h"
+#include "orv/xml/child_reader.h"
 #include "orv/xml/markup.h"
 #include "orv/xml/markup_reader.h"
 
@@ -21,20 +22,44 @@ inline bool IntoChild(CMarkup& xml, const wchar_t* name) {
   return xml.FindChildElem(name) && xml.IntoElem();
 }
 
-/// Calls `use(name, value)` for each `property` child of the main element, in document order, and
-/// moves no position. The views are valid during the call.
+/// How a property begins.
+inline constexpr std::wstring_view kPropertyOpening = L"<property name=\"";
+
+/// Calls `use(name, value)` for each `property` child of an element, in document order, and moves
+/// no position. The views are valid during the call.
+template <typename Use>
+void ForEachProperty(const CMarkup& xml, int element, Use use) {
+  ChildReader properties(xml, element, kPropertyOpening);
+  std::wstring_view name;
+  std::wstring_view value;
+  while (properties.Next({}, &name, &value)) use(name, value);
+}
+
+/// The same for the main element.
 template <typename Use>
 void ForEachProperty(const CMarkup& xml, Use use) {
-  const MarkupReader reader(xml);
-  std::wstring nameBuffer;
-  std::wstring valueBuffer;
-  constexpr std::wstring_view kTagName = L"property";
-  constexpr std::wstring_view kKey = L"name";
-  for (int child = 0; (child = reader.NextChild(child, kTagName)) != 0;) {
-    std::wstring_view name;
-    reader.AttribOf(child, kTagName, kKey, &nameBuffer, &name);
-    use(name, reader.DataOf(child, &valueBuffer));
+  ForEachProperty(xml, MarkupReader(xml).Main(), use);
+}
+
+/// Stores each `property` child of an element in `record` by the record's table, and calls
+/// `unknown(name, value)` for those whose key the table does not know.
+template <typename Record, typename Unknown>
+void StoreProperties(const CMarkup& xml, int element, std::span<const Property<Record>> table,
+                     Record& record, Unknown unknown) {
+  ChildReader properties(xml, element, kPropertyOpening);
+  PropertyStore<Record> store(table, record);
+  std::wstring_view name;
+  std::wstring_view value;
+  while (properties.Next(store.ExpectedKey(), &name, &value)) {
+    if (!store.Store(name, value)) unknown(name, value);
   }
+}
+
+/// The same for the main element.
+template <typename Record, typename Unknown>
+void StoreProperties(const CMarkup& xml, std::span<const Property<Record>> table, Record& record,
+                     Unknown unknown) {
+  StoreProperties(xml, MarkupReader(xml).Main(), table, record, unknown);
 }
 
 /// Warns of a key that the properties at `path` do not know.
@@ -56,11 +81,8 @@ template <typename Record>
 CString ReadProperties(CMarkup& xml, std::span<const Property<Record>> table, const wchar_t* path,
                        Record& record, CLoggerClient* logger) {
   if (!IntoChild(xml, L"properties")) return MissingElement(path);
-  PropertyStore<Record> properties(table, record);
-  ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
-    if (!properties.Store(name, value)) {
-      WarnOfUnknownProperty(logger, path, name, value);
-    }
+  StoreProperties<Record>(xml, table, record, [&](std::wstring_view name, std::wstring_view value) {
+    WarnOfUnknownProperty(logger, path, name, value);
   });
   xml.OutOfElem();
   return {};

@@ -87,14 +87,16 @@ class PropertyStore {
   PropertyStore(std::span<const Property<Record>> table, Record& record)
       : table_(table), record_(record) {}
 
+  /// The key that probably comes next: files have properties mostly in the table's order.
+  std::wstring_view ExpectedKey() const { return table_[next_].key; }
+
   /// False when the table does not know the key.
   bool Store(std::wstring_view key, std::wstring_view value) {
-    // Files have properties mostly in the table's order: the search goes on behind the last find.
+    // The search goes on behind the last find.
     for (std::size_t tried = 0; tried < table_.size(); ++tried) {
       const Property<Record>& property = table_[next_];
       next_ = next_ + 1 < table_.size() ? next_ + 1 : 0;
-      // Most keys differ in length: the comparison is worth its call only for the others.
-      if (property.key.size() == key.size() && EqualsIgnoreCase(property.key, key)) {
+      if (property.key.data() == key.data() || EqualsIgnoreCase(property.key, key)) {
         std::visit(StoreValue<Record>{record_, value}, property.field);
         return true;
       }

@@ -129,16 +129,34 @@ inline constexpr NumberedName kSensorTypeNames[] = {
 struct EntryList {
   const wchar_t* section;
   const wchar_t* entry;             ///< the element of one entry
+  const wchar_t* path;              ///< of the section's properties, as messages show it
+  const wchar_t* entryPath;         ///< of an entry's properties
   std::wstring_view defaultKey;     ///< the section's property that names the default
   std::wstring_view defaultPrefix;  ///< what an entry's name has before that name
   std::span<const NumberedName> names;
   std::int32_t firstNumber;  ///< the number before any name was met
 };
 
-inline constexpr EntryList kPrintModeList = {L"printModes", L"printMode",    L"printModedefault",
-                                             L"",           kPrintModeNames, 0};
+inline constexpr EntryList kPrintModeList = {
+    .section = L"printModes",
+    .entry = L"printMode",
+    .path = L"<device><printModes><properties>",
+    .entryPath = L"<device><printModes><printMode><properties>",
+    .defaultKey = L"printModedefault",
+    .defaultPrefix = L"",
+    .names = kPrintModeNames,
+    .firstNumber = 0,
+};
 inline constexpr EntryList kSensorTypeList = {
-    L"sensorTypes", L"sensorType", L"SensorTypeDefault", L"sensorType", kSensorTypeNames, 2};
+    .section = L"sensorTypes",
+    .entry = L"sensorType",
+    .path = L"<device><sensorTypes><properties>",
+    .entryPath = L"<device><sensorTypes><sensorType><properties>",
+    .defaultKey = L"SensorTypeDefault",
+    .defaultPrefix = L"sensorType",
+    .names = kSensorTypeNames,
+    .firstNumber = 2,
+};
 
 /// What a family says of itself.
 struct FamilyProperties {
@@ -155,18 +173,18 @@ inline constexpr Property<FamilyProperties> kFamilyProperties[] = {
     {L"optionFamilyImageFile", &FamilyProperties::optionFamilyImageFile},
 };
 
-/// The keys of every option.
-inline constexpr Property<Option> kOptionProperties[] = {
-    {L"optionName", &Option::optionName},
-    {L"optionImageFile", &Option::optionImageFile},
-    // Only "TRUE" marks the default; files rely on "true" being false here.
-    {L"defaultOption", UpperCaseBool<Option>{&Option::isDefault}},
-};
+/// The properties of every option.
+#define ORV_OPTION(Kind)                                                           \
+  Property<Kind>{L"optionName", &Kind::optionName},                                \
+      Property<Kind>{L"optionImageFile", &Kind::optionImageFile}, Property<Kind> { \
+    /* Only "TRUE" marks the default; files rely on "true" being false here. */    \
+    L"defaultOption", UpperCaseBool<Kind> { &Kind::isDefault }                     \
+  }
 
-/// The keys of one kind of option besides those: none by default.
+/// The properties of one kind of option: by default those of every option alone.
 template <typename Kind>
 struct KindProperties {
-  static constexpr std::span<const Property<Kind>> kTable{};
+  static constexpr Property<Kind> kTable[] = {ORV_OPTION(Kind)};
 };
 
 /// The four properties of a group: a stem followed by Min, Max, Step and Default.
@@ -180,12 +198,13 @@ struct KindProperties {
 /// A kind whose only group is the offset.
 template <typename Kind>
 struct OffsetProperties {
-  static constexpr Property<Kind> kTable[] = {ORV_GROUP(Kind, offset)};
+  static constexpr Property<Kind> kTable[] = {ORV_OPTION(Kind), ORV_GROUP(Kind, offset)};
 };
 
 template <>
 struct KindProperties<Applicator> {
   static constexpr Property<Applicator> kTable[] = {
+      ORV_OPTION(Applicator),
       ORV_GROUP(Applicator, offset),
       ORV_GROUP(Applicator, startDelaySupportingAir),
       ORV_GROUP(Applicator, stopDelaySupportingAir),
@@ -199,6 +218,7 @@ struct KindProperties<BarcodeVerifierWithPeel> : OffsetProperties<BarcodeVerifie
 template <>
 struct KindProperties<BeltApplicator> {
   static constexpr Property<BeltApplicator> kTable[] = {
+      ORV_OPTION(BeltApplicator),
       ORV_GROUP(BeltApplicator, offset),
       ORV_GROUP(BeltApplicator, startDelayPrint),
       ORV_GROUP(BeltApplicator, labelPosition),
@@ -209,6 +229,7 @@ struct KindProperties<BeltApplicator> {
 template <>
 struct KindProperties<Cutter> {
   static constexpr Property<Cutter> kTable[] = {
+      ORV_OPTION(Cutter),
       ORV_GROUP(Cutter, offset1),
       ORV_GROUP(Cutter, offset2),
   };
@@ -222,6 +243,7 @@ struct KindProperties<PeelOff> : OffsetProperties<PeelOff> {};
 template <>
 struct KindProperties<Perforator> {
   static constexpr Property<Perforator> kTable[] = {
+      ORV_OPTION(Perforator),
       ORV_GROUP(Perforator, offset1),
       ORV_GROUP(Perforator, offset2),
       ORV_GROUP(Perforator, perforatorDeepness),
@@ -234,6 +256,7 @@ struct KindProperties<TubeApplicator> : OffsetProperties<TubeApplicator> {};
 template <>
 struct KindProperties<WrappingApplicator> {
   static constexpr Property<WrappingApplicator> kTable[] = {
+      ORV_OPTION(WrappingApplicator),
       ORV_GROUP(WrappingApplicator, offset),
       {L"wrapPosMin", &WrappingApplicator::wrapPosMin},  // this group has no step
       {L"wrapPosMax", &WrappingApplicator::wrapPosMax},
@@ -242,6 +265,7 @@ struct KindProperties<WrappingApplicator> {
 };
 
 #undef ORV_GROUP
+#undef ORV_OPTION
 
 /// A family's identifier and its member of `Device`.
 template <typename Kind>

@@ -101,20 +101,22 @@ inline bool FindAttribute(std::wstring_view text, std::size_t nameStart, std::ws
   return false;
 }
 
-/// The value of a tag's first attribute when the tag goes on, behind its own name, the way that
-/// nearly every tag is written: a blank, just this name, an equals sign, a quoted value without
-/// references. Null data when it does not. The name is not empty, and its end is within the text.
-inline std::wstring_view FirstAttributeValue(std::wstring_view text, std::size_t tagNameEnd,
-                                             std::wstring_view name) {
-  const wchar_t* const at = text.data() + tagNameEnd;
+/// The value of a tag's first attribute when the tag at an offset of the text begins the way that
+/// nearly every such tag is written, `opening`, which is all up to the value and ends with its
+/// quote, and has no reference in the value. Null data when it does not. A value that is just
+/// `guess`, which has no quote, is found without a search and is given as `guess` itself.
+inline std::wstring_view ValueBehind(std::wstring_view text, std::size_t offset,
+                                     std::wstring_view opening, std::wstring_view guess) {
+  const wchar_t* const at = text.data() + offset;
   const wchar_t* const end = text.data() + text.size();
-  const std::size_t length = name.size();
-  if (static_cast<std::size_t>(end - at) < length + 4 || at[0] != L' ' || at[length + 1] != L'=' ||
-      !IsQuote(at[length + 2]) || !SameUnits(at + 1, name.data(), length)) {
-    return {};
+  const auto rest = static_cast<std::size_t>(end - at);
+  if (rest < opening.size() || !SameUnits(at, opening.data(), opening.size())) return {};
+  const wchar_t* const value = at + opening.size();
+  if (rest > opening.size() + guess.size() && value[guess.size()] == opening.back() &&
+      SameUnits(value, guess.data(), guess.size())) {
+    return guess;
   }
-  const wchar_t* const value = at + length + 3;
-  const wchar_t* const found = FindEither(value, end, at[length + 2], L'&');
+  const wchar_t* const found = FindEither(value, end, opening.back(), L'&');
   if (found == end || *found == L'&') return {};
   return {value, static_cast<std::size_t>(found - value)};
 }

@@ -129,7 +129,8 @@ void CMarkup::x_IndexDoc(std::wstring_view text, orv::TrailingCopy* copy) {
   m_iPosFree = 1;
   m_iPosDeleted = 0;
   if (m_pElements->Capacity() != 0) x_Elem(0) = ElemPos{};  // whatever the next step throws
-  x_AllocElemPos(length / 64 + 8);
+  // Configurations have an element about every 58 units, so that one request is enough.
+  x_AllocElemPos(length / 48 + 8);
   x_Elem(0) = ElemPos{};
   if (length == 0) return;
 

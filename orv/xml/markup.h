@@ -10,6 +10,7 @@
 namespace orv {
 class ElemPosArray;
 class FileStream;
+class ChildReader;
 class MarkupReader;
 class SavedPositions;
 class TrailingCopy;
@@ -409,6 +410,7 @@ class ORV_EXPORT CMarkup {
   bool Close();
 
  private:
+  friend class orv::ChildReader;
   friend class orv::MarkupReader;
 
   bool x_CopyDoc(std::wstring_view text);

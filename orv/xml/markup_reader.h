@@ -38,15 +38,13 @@ class MarkupReader {
   /// What `GetData` gives, in the same way.
   std::wstring_view Data(std::wstring* buffer) const;
 
-  /// The first child of the main element with this tag name, or with `after`, which is one of its
-  /// children, the first one behind that; 0 when there is none. The name is no path, and no
-  /// position of the document moves.
-  int NextChild(int after, std::wstring_view name) const;
-  /// `Attrib` and `Data` of the element of a record, whose tag name is known. Neither name has
-  /// units that could end it.
-  bool AttribOf(int element, std::wstring_view tagName, std::wstring_view name,
-                std::wstring* buffer, std::wstring_view* value) const;
-  std::wstring_view DataOf(int element, std::wstring* buffer) const;
+  /// The record of the main element; 0 when there is none.
+  int Main() const;
+  /// The first child of an element with a tag name, which has no units that could end it; 0 when
+  /// there is none.
+  int Child(int element, std::wstring_view tagName) const;
+  /// The next sibling of an element with a tag name, in the same way.
+  int Next(int element, std::wstring_view tagName) const;
 
   /// The index itself. Record 0 is the document's own; records below `RecordCount` that are not
   /// `ELEM_DELETED` are its elements.
@@ -54,6 +52,7 @@ class MarkupReader {
   const ElemPos& Record(int index) const;
 
  private:
+  int FirstNamed(std::uint32_t element, std::wstring_view tagName) const;
   bool StartAttribs(AttributeCursor* cursor) const;
   std::wstring_view ValueOf(const Attribute& attribute, std::wstring* buffer) const;
 

@@ -1,8 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <cstring>
 #include <string_view>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 /// The classes of characters that markup is made of, and how names compare.
 
@@ -65,24 +68,26 @@ constexpr wchar_t ToLowerAscii(wchar_t unit) {
 
 /// Whether two texts have the same `length` units; most names are too short for a call to pay.
 inline bool SameUnits(const wchar_t* a, const wchar_t* b, std::size_t length) {
-  const auto differs = [a, b](std::size_t byte) {
-    std::uint64_t wordA;
-    std::uint64_t wordB;
-    std::memcpy(&wordA, reinterpret_cast<const char*>(a) + byte, 8);
-    std::memcpy(&wordB, reinterpret_cast<const char*>(b) + byte, 8);
-    return wordA ^ wordB;
-  };
   const std::size_t size = length * sizeof(wchar_t);
-  if (size < 8) {
-    for (std::size_t i = 0; i < length; ++i) {
-      if (a[i] != b[i]) return false;
-    }
-    return true;
+#if defined(__SSE2__)
+  if (size >= 16) {
+    const auto same = [a, b](std::size_t byte) {
+      const auto load = [byte](const wchar_t* text) {
+        return _mm_loadu_si128(
+            reinterpret_cast<const __m128i*>(reinterpret_cast<const char*>(text) + byte));
+      };
+      return _mm_cmpeq_epi32(load(a), load(b));
+    };
+    // The last piece overlaps the one before it, so that lengths make no other way through.
+    __m128i all = same(size - 16);
+    for (std::size_t byte = 0; byte + 16 < size; byte += 16) all = _mm_and_si128(all, same(byte));
+    return _mm_movemask_epi8(all) == 0xFFFF;
   }
-  // The last word overlaps the one before it, so that lengths make no other way through.
-  std::uint64_t difference = differs(size - 8);
-  for (std::size_t byte = 0; byte + 8 < size; byte += 8) difference |= differs(byte);
-  return difference == 0;
+#endif
+  for (std::size_t i = 0; i < length; ++i) {
+    if (a[i] != b[i]) return false;
+  }
+  return true;
 }
 
 /// The name that begins at an offset of a text and ends as tag names do.

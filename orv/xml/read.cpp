@@ -237,19 +237,6 @@ int CMarkup::GetContentOffset() const {
 }
 
 namespace orv {
-namespace {
-
-bool ShapesWhiteSpace(int flags) {
-  return (flags & (CMarkup::DOC_TRIMWHITESPACE | CMarkup::DOC_COLLAPSEWHITESPACE)) != 0;
-}
-
-/// Whether a piece of a text, up to `end`, holds no unit that reading would change.
-bool IsPlain(std::wstring_view piece, const wchar_t* end, int flags) {
-  return !ShapesWhiteSpace(flags) &&
-         FindEither(piece.data(), end, L'<', L'&') >= piece.data() + piece.size();
-}
-
-}  // namespace
 
 std::wstring_view MarkupReader::TagName() const { return doc_.GetTagNamePointer(); }
 
@@ -276,50 +263,31 @@ bool MarkupReader::StartAttribs(AttributeCursor* cursor) const {
 }
 
 std::wstring_view MarkupReader::Data(std::wstring* buffer) const {
-  if (doc_.x_IsElement()) return DataOf(doc_.m_iPos, buffer);
+  if (doc_.x_IsElement() && !ShapesWhiteSpace(doc_.m_nDocFlags)) {
+    const std::wstring_view content = PlainContent(doc_.m_strDoc, doc_.x_Elem(doc_.m_iPos));
+    if (content.data() != nullptr) return content;
+  }
   return *buffer = doc_.x_GetMainData();
 }
 
-int MarkupReader::NextChild(int after, std::wstring_view name) const {
-  const bool ignoreCase = (doc_.m_nDocFlags & CMarkup::DOC_IGNORECASE) != 0;
-  std::uint32_t child = after != 0 ? doc_.x_Elem(after).next : doc_.x_Elem(doc_.m_iPos).child;
-  while (child != 0) {
-    const ElemPos& element = doc_.x_Elem(static_cast<int>(child));
-    const wchar_t* const tagName = doc_.m_strDoc.data() + element.start + 1;
-    // The name and the two signs around it.
-    const bool isRoom = element.length >= name.size() + 2;
-    if (isRoom && EndsTagName(tagName[name.size()]) &&
-        SameName({tagName, name.size()}, name, ignoreCase)) {
-      break;
-    }
-    child = element.next;
-  }
-  return static_cast<int>(child);
+int MarkupReader::Main() const { return doc_.m_iPos; }
+
+int MarkupReader::Child(int element, std::wstring_view tagName) const {
+  return FirstNamed(doc_.x_Elem(element).child, tagName);
 }
 
-bool MarkupReader::AttribOf(int element, std::wstring_view tagName, std::wstring_view name,
-                            std::wstring* buffer, std::wstring_view* value) const {
-  const std::wstring_view text = doc_.m_strDoc;
-  const std::size_t nameStart = doc_.x_Elem(element).start + 1;
-  if (!ShapesWhiteSpace(doc_.m_nDocFlags)) {
-    *value = FirstAttributeValue(text, nameStart + tagName.size(), name);
-    if (value->data() != nullptr) return true;
-  }
-  const bool ignoreCase = (doc_.m_nDocFlags & CMarkup::DOC_IGNORECASE) != 0;
-  Attribute attribute;
-  if (!FindAttribute(text, nameStart, name, ignoreCase, &attribute)) return false;
-  *value = ValueOf(attribute, buffer);
-  return true;
+int MarkupReader::Next(int element, std::wstring_view tagName) const {
+  return FirstNamed(doc_.x_Elem(element).next, tagName);
 }
 
-std::wstring_view MarkupReader::DataOf(int element, std::wstring* buffer) const {
-  if (doc_.x_Elem(element).child != 0) return {};
-  const std::wstring_view content = doc_.x_Content(element);
-  if (content.empty()) return content;
-  // The text goes on behind the content, with the end tag's `<`, which ends the search.
-  const wchar_t* const end = doc_.m_strDoc.data() + doc_.m_strDoc.size();
-  if (IsPlain(content, end, doc_.m_nDocFlags)) return content;
-  return *buffer = doc_.x_GetData(element);
+/// The first of an element and the siblings behind it that has a tag name.
+int MarkupReader::FirstNamed(std::uint32_t element, std::wstring_view tagName) const {
+  while (element != 0) {
+    const ElemPos& record = doc_.x_Elem(static_cast<int>(element));
+    if (IsNamed(doc_.m_strDoc, record, tagName, doc_.m_nDocFlags)) break;
+    element = record.next;
+  }
+  return static_cast<int>(element);
 }
 
 int MarkupReader::RecordCount() const { return doc_.m_iPosFree; }

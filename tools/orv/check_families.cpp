@@ -116,14 +116,7 @@ void Checker::ReadFamily(int offset, FamilyText* text) {
 
 template <typename Kind>
 void Checker::CheckFamily(FamilyMember<Kind>, int offset) {
-  std::vector<PropertyRule> rules;
-  const auto append = [&rules](const auto& table) {
-    for (const auto& property : table) {
-      rules.push_back({property.key, static_cast<ValueKind>(property.field.index())});
-    }
-  };
-  append(kOptionProperties);
-  append(KindProperties<Kind>::kTable);
+  static constexpr auto kRules = RulesOf(KindProperties<Kind>::kTable);
   const std::span<const ElementRule> option = std::is_same_v<Kind, BeltApplicator>
                                                   ? std::span<const ElementRule>(kBeltOption)
                                                   : std::span<const ElementRule>(kPlainOption);
@@ -142,7 +135,7 @@ void Checker::CheckFamily(FamilyMember<Kind>, int offset) {
     while (xml_.FindElem()) {
       if (EqualsIgnoreCase(xml_.GetTagName(), L"option")) {
         hasOption = true;
-        CheckOption(rules, option, &names, &defaults);
+        CheckOption(kRules, option, &names, &defaults);
       } else {
         Report(L"unknown-element", xml_.GetElemOffset(),
                L"<options> has no <" + xml_.GetTagName() + L"> element", L"option", L"option");

@@ -143,10 +143,7 @@ class Skeleton {
       Element(L"options", [&] {
         Element(L"option", [&] {
           Element(L"properties", [&] {
-            for (const auto& field : kOptionProperties) Property({field.key, {}});
-            for (const auto& field : KindProperties<Kind>::kTable) {
-              Property({field.key, ValueKind::kInteger});
-            }
+            for (const PropertyRule& rule : RulesOf(KindProperties<Kind>::kTable)) Property(rule);
           });
           if constexpr (std::is_same_v<Kind, BeltApplicator>) Write(kBeltOption[1]);
         });

@@ -244,7 +244,6 @@ void WriteFamily(const wchar_t* name, const OptionFamily<Kind>& family, Writer& 
   for (std::size_t i = 0; i < family.options.size(); ++i) {
     const Kind& option = family.options[i];
     out.BeginItem(i);
-    WriteFields<Option>(kOptionProperties, option, out);
     WriteFields<Kind>(KindProperties<Kind>::kTable, option, out);
     if constexpr (std::is_same_v<Kind, BeltApplicator>) {
       out.Value(L"conveyorSpeeds", option.conveyorSpeeds);

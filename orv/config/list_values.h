@@ -1,9 +1,15 @@
+#pragma once
+
 #include <cstdint>
 
-#include "orv/config/config_parser.h"
+#include "orv/platform/types.h"
 
-CString CConfigParser::GenerateListValues(int min, int max, int step, int defaultValue,
-                                          std::list<int>& values) {
+namespace orv {
+
+/// What `CConfigParser::GenerateListValues` does, for a sequence of any kind.
+template <typename Values>
+CString GenerateValues(std::int32_t min, std::int32_t max, std::int32_t step,
+                       std::int32_t defaultValue, Values* values) {
   constexpr int kMostValues = 1000;
 
   if (step == 0) return L"Step must not be 0!";
@@ -17,17 +23,19 @@ CString CConfigParser::GenerateListValues(int min, int max, int step, int defaul
   for (std::int32_t value = min; value <= max;
        value = static_cast<std::int32_t>(static_cast<std::uint32_t>(value) +
                                          static_cast<std::uint32_t>(step))) {
-    values.push_back(value);
+    values->push_back(value);
     metDefault = metDefault || value == defaultValue;
     if (++count > kMostValues) {
       return L"Values for Min, Max and Step will produce more than 1000 entries!";
     }
   }
 
-  if (values.empty()) return L"Values for Min, Max and Step won't produce any values!";
+  if (values->empty()) return L"Values for Min, Max and Step won't produce any values!";
   if (!metDefault) return L"Values for Min, Max and Step won't produce the value for Default!";
-  if (values.back() != max) {
+  if (values->back() != max) {
     return L"Values for Min, Max and Step won't produce Max as last value in the list!";
   }
   return {};
 }
+
+}  // namespace orv
