@@ -68,21 +68,32 @@ constexpr wchar_t ToLowerAscii(wchar_t unit) {
 
 /// Whether two texts have the same `length` units; most names are too short for a call to pay.
 inline bool SameUnits(const wchar_t* a, const wchar_t* b, std::size_t length) {
-  const std::size_t size = length * sizeof(wchar_t);
 #if defined(__SSE2__)
+// GCC 12 also looks at sizes that a short constant cannot have.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Warray-bounds"
+  const std::size_t size = length * sizeof(wchar_t);
+  const char* const bytesA = reinterpret_cast<const char*>(a);
+  const char* const bytesB = reinterpret_cast<const char*>(b);
+  // Pieces, of which the last overlaps the one before it, so that lengths make no other way
+  // through.
   if (size >= 16) {
-    const auto same = [a, b](std::size_t byte) {
-      const auto load = [byte](const wchar_t* text) {
-        return _mm_loadu_si128(
-            reinterpret_cast<const __m128i*>(reinterpret_cast<const char*>(text) + byte));
-      };
-      return _mm_cmpeq_epi32(load(a), load(b));
+    const auto same = [=](std::size_t byte) {
+      return _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytesA + byte)),
+                            _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytesB + byte)));
     };
-    // The last piece overlaps the one before it, so that lengths make no other way through.
     __m128i all = same(size - 16);
     for (std::size_t byte = 0; byte + 16 < size; byte += 16) all = _mm_and_si128(all, same(byte));
     return _mm_movemask_epi8(all) == 0xFFFF;
   }
+  if (size >= 8) {
+    const auto same = [=](std::size_t byte) {
+      return _mm_cmpeq_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytesA + byte)),
+                            _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytesB + byte)));
+    };
+    return _mm_movemask_epi8(_mm_and_si128(same(0), same(size - 8))) == 0xFFFF;
+  }
+#pragma GCC diagnostic pop
 #endif
   for (std::size_t i = 0; i < length; ++i) {
     if (a[i] != b[i]) return false;
