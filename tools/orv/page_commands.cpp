@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdint>
 #include <optional>
+#include <utility>
 
 #include "orv/imaging/bitmap_helper.h"
 #include "orv/imaging/color_extensions.h"
@@ -14,6 +15,7 @@
 #include "tools/orv/page_file.h"
 #include "tools/orv/page_options.h"
 #include "tools/orv/page_planes.h"
+#include "tools/orv/two_coloured.h"
 
 namespace orv::tool {
 namespace {
@@ -66,7 +68,7 @@ void AddMonoCommand(CLI::App* group) {
     files.Finish();
     Report report(*options);
     report.PageSize(page.get());
-    report.Pixels(L"ink", "ink", CountInkOfBits(bits.get()), PixelCount(page.get()));
+    report.Pixels(L"ink", "ink", CountInk(bits.get()), PixelCount(page.get()));
     report.Text(L"written", "output", ToWide(*output));
     report.Finish();
   });
@@ -91,7 +93,7 @@ void AddDitherCommand(CLI::App* group) {
     const GraphicsSession graphics;
     const PagePointer page = LoadInput(options.get());
     const PagePointer dithered =
-        Dithered(page.get(), dither->Method(), dither->threshold, ToColour(*colour));
+        Packed(Dithered(page.get(), dither->Method(), dither->threshold, ToColour(*colour)));
     PageFiles files;
     files.Add(dithered.get(), ToWide(*output));
     files.Finish();
@@ -136,15 +138,16 @@ void AddSplitCommand(CLI::App* group) {
     const GraphicsSession graphics;
     const PagePointer page = LoadInput(options.get());
     std::optional<Progress> progress(std::in_place, L"Splitting the page", page.get());
-    const Planes planes = SplitPage(page.get(), ToColour(split->colour), split->tolerance, *dither);
+    Planes planes = SplitPage(page.get(), ToColour(split->colour), split->tolerance, *dither);
+    PagePointer preview;
+    if (!split->preview.empty()) preview = PreviewOf(planes);
+    planes = {Packed(std::move(planes.background)), Packed(std::move(planes.highlight))};
     PageFiles files;
     files.Add(planes.background.get(), ToWide(split->background));
     progress->Report(1, 3);
     files.Add(planes.highlight.get(), ToWide(split->highlight));
     progress->Report(2, 3);
-    if (!split->preview.empty()) {
-      files.Add(PreviewOf(planes).get(), ToWide(split->preview));
-    }
+    if (preview != nullptr) files.Add(preview.get(), ToWide(split->preview));
     files.Finish();
     progress.reset();  // before anything is printed
     Report report(*options);

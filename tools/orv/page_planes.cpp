@@ -48,26 +48,33 @@ PagePointer OneBitOf(Bitmap* page) {
   return bits;
 }
 
-std::int64_t CountInk(Bitmap* page) { return CountInkOfBits(OneBitOf(page).get()); }
-
-std::int64_t CountInkOfBits(Bitmap* bits) {
-  constexpr int kWord = sizeof(std::uint64_t);
-  const Rect all(0, 0, static_cast<INT>(bits->GetWidth()), static_cast<INT>(bits->GetHeight()));
+std::int64_t CountInk(Bitmap* page) {
+  if (page->GetPixelFormat() != PixelFormat1bppIndexed) return CountInk(OneBitOf(page).get());
+  alignas(ColorPalette) BYTE block[sizeof(ColorPalette) + sizeof(ARGB)];
+  auto* palette = reinterpret_cast<ColorPalette*>(block);
+  const Rect all(0, 0, static_cast<INT>(page->GetWidth()), static_cast<INT>(page->GetHeight()));
   BitmapData data;
-  if (bits->LockBits(&all, ImageLockModeRead, PixelFormat1bppIndexed, &data) != Ok) {
+  if (page->GetPalette(palette, sizeof block) != Ok ||
+      page->LockBits(&all, ImageLockModeRead, PixelFormat1bppIndexed, &data) != Ok) {
     Fail(kUnreadable, L"cannot reach the pixels of a page");
   }
-  const int rowBytes = (all.Width + 7) / 8;  // what is left of the last one is white
-  std::int64_t ink = 0;
+  std::int64_t ones = 0;
   for (int y = 0; y < all.Height; ++y) {
     const auto* row = static_cast<const BYTE*>(data.Scan0) + std::ptrdiff_t{y} * data.Stride;
-    for (int i = 0; i < rowBytes; i += kWord) {
-      std::uint64_t white = ~std::uint64_t{0};
-      std::memcpy(&white, row + i, static_cast<std::size_t>(std::min(kWord, rowBytes - i)));
-      ink += std::popcount(~white);
+    int left = all.Width;
+    for (; left >= 64; left -= 64, row += 8) {
+      std::uint64_t bits;
+      std::memcpy(&bits, row, sizeof bits);
+      ones += std::popcount(bits);
     }
+    for (; left >= 8; left -= 8) ones += std::popcount(*row++);
+    if (left > 0) ones += std::popcount(static_cast<BYTE>(*row >> (8 - left)));
   }
-  bits->UnlockBits(&data);
+  page->UnlockBits(&data);
+  constexpr ARGB kWhite = 0xFFFFFFFF;
+  std::int64_t ink = 0;
+  if (palette->Entries[0] != kWhite) ink += PixelCount(page) - ones;
+  if (palette->Entries[1] != kWhite) ink += ones;
   return ink;
 }
 

@@ -25,9 +25,8 @@ PagePointer PreviewOf(const Planes& planes);
 PagePointer OneBitOf(Bitmap* page);
 
 std::int64_t PixelCount(Bitmap* page);
-/// The number of pixels of a 24-bit page that are not white. Ends the command without memory.
+/// The number of pixels that are not white, of a page of 24 bits or one bit a pixel. Ends the
+/// command without memory.
 std::int64_t CountInk(Bitmap* page);
-/// The same of what `OneBitOf` gave.
-std::int64_t CountInkOfBits(Bitmap* bits);
 
 }  // namespace orv::tool

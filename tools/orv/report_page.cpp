@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <random>
+#include <utility>
 
 #include "orv/platform/files.h"
 #include "orv/text/format.h"
@@ -9,6 +10,7 @@
 #include "tools/orv/input.h"
 #include "tools/orv/page_planes.h"
 #include "tools/orv/report_sections.h"
+#include "tools/orv/two_coloured.h"
 
 namespace orv::tool {
 namespace {
@@ -28,7 +30,9 @@ ReportPage MakePage(ReportPageOptions* options) {
   const Progress progress(L"Making the planes", page.get());
   ReportPage result;
   result.path = ToWide(options->page.input);
-  const auto add = [&](const wchar_t* name, Bitmap* plane) {
+  const auto add = [&](const wchar_t* name, PagePointer picture) {
+    picture = Packed(std::move(picture));
+    Bitmap* const plane = picture.get();
     const auto width = static_cast<int>(plane->GetWidth());
     const auto height = static_cast<int>(plane->GetHeight());
     result.pictures.push_back(
@@ -39,16 +43,16 @@ ReportPage MakePage(ReportPageOptions* options) {
   const DitherOptions& dither = options->dither;
   if (options->colour.empty()) {
     result.how = L"in black alone";
-    add(L"Black plane",
-        Dithered(page.get(), dither.Method(), dither.threshold, Color(0xFF000000)).get());
+    add(L"Black plane", Dithered(page.get(), dither.Method(), dither.threshold, Color(0xFF000000)));
   } else {
     const Color colour = ToColour(options->colour);
     result.how = Format(L"split at the colour %06X with a tolerance of %.4g",
                         static_cast<unsigned>(colour.GetValue() & 0xFFFFFF), options->tolerance);
-    const Planes planes = SplitPage(page.get(), colour, options->tolerance, dither);
-    add(L"Black plane", planes.background.get());
-    add(L"Coloured plane", planes.highlight.get());
-    add(L"Both on paper", PreviewOf(planes).get());
+    Planes planes = SplitPage(page.get(), colour, options->tolerance, dither);
+    PagePointer preview = PreviewOf(planes);
+    add(L"Black plane", std::move(planes.background));
+    add(L"Coloured plane", std::move(planes.highlight));
+    add(L"Both on paper", std::move(preview));
   }
   result.how +=
       Format(L", method %ls, threshold %d", ToWide(dither.name).c_str(), dither.threshold);

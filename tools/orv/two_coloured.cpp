@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include "orv/imaging/bitmap_helper.h"
 
@@ -124,6 +125,11 @@ PagePointer TwoColoured(Bitmap* page) {
   palette->Entries[1] = kOpaque | packer.second();
   if (packed->SetPalette(palette) != Ok) return nullptr;
   return packed;
+}
+
+PagePointer Packed(PagePointer page) {
+  PagePointer packed = TwoColoured(page.get());
+  return packed != nullptr ? std::move(packed) : std::move(page);
 }
 
 }  // namespace orv::tool

@@ -9,4 +9,7 @@ namespace orv::tool {
 /// take a small part of the time and of the space, and they read as the same pixels.
 PagePointer TwoColoured(Bitmap* page);
 
+/// That form of a page, or the page itself.
+PagePointer Packed(PagePointer page);
+
 }  // namespace orv::tool
