@@ -45,31 +45,17 @@ std::wstring_view TagOf(eLogLevel level) {
   return {};
 }
 
-/// Appends a number that is not negative with leading zeros.
-void AppendPadded(std::wstring* text, int number, int width) {
-  wchar_t digits[10];
-  int count = 0;
-  do {
-    digits[count++] = static_cast<wchar_t>(L'0' + number % 10);
-    number /= 10;
-  } while (number > 0);
-  for (; width > count; --width) text->push_back(L'0');
-  while (count > 0) text->push_back(digits[--count]);
-}
-
-void AppendTimestamp(std::wstring* line) {
-  const orv::LocalTime now = orv::GetLocalTimeNow();
+void AppendTimestamp(std::wstring* line, const orv::LocalTime& now) {
+  wchar_t text[] = L"00.00.0000\t00:00:00.000\t";
   const struct {
     int number;
-    int width;
-    wchar_t end;
-  } parts[] = {{now.day, 2, L'.'},         {now.month, 2, L'.'},  {now.year, 4, L'\t'},
-               {now.hour, 2, L':'},        {now.minute, 2, L':'}, {now.second, 2, L'.'},
-               {now.millisecond, 3, L'\t'}};
-  for (const auto& part : parts) {
-    AppendPadded(line, part.number, part.width);
-    line->push_back(part.end);
+    int end;  ///< where its last digit stands, behind zeros
+  } parts[] = {{now.day, 1},     {now.month, 4},   {now.year, 9},        {now.hour, 12},
+               {now.minute, 15}, {now.second, 18}, {now.millisecond, 22}};
+  for (auto [number, end] : parts) {
+    for (; number > 0; number /= 10) text[end--] = static_cast<wchar_t>(L'0' + number % 10);
   }
+  *line += text;
 }
 
 /// The file name of the process's program, found once.
@@ -171,8 +157,9 @@ void CLogger::WriteLogEntry(eLogLevel level, CLoggerClient* client, std::wstring
   std::wstring entry;
   entry.reserve(kDebugPrefix.size() + kColumns + process.size() + module.size() + source.size() +
                 message.size());
+  const orv::LocalTime now = orv::GetLocalTimeNow();
   entry += kDebugPrefix;
-  AppendTimestamp(&entry);
+  AppendTimestamp(&entry, now);
   entry += TagOf(level);
   for (const std::wstring_view column : {std::wstring_view(process), module, source}) {
     entry += column;
@@ -182,11 +169,11 @@ void CLogger::WriteLogEntry(eLogLevel level, CLoggerClient* client, std::wstring
   entry += L"\r\n";
 
   if (m_bWriteLogToDebug) orv::WriteDebugOutput(entry);
-  if (m_bWriteLogToFile) WriteToLogFile(std::wstring_view(entry).substr(kDebugPrefix.size()));
+  if (m_bWriteLogToFile) WriteToLogFile(std::wstring_view(entry).substr(kDebugPrefix.size()), now);
 }
 
-void CLogger::WriteToLogFile(std::wstring_view line) {
-  const auto path = orv::LogFileOf(orv::GetLocalTimeNow(), m_stDesiredLogPath);
+void CLogger::WriteToLogFile(std::wstring_view line, const orv::LocalTime& now) {
+  const auto path = orv::LogFileOf(now, m_stDesiredLogPath);
   if (path == nullptr) return;
   std::error_code error;
   const bool isNew = !std::filesystem::exists(*path, error);

@@ -4,6 +4,7 @@
 #include <new>
 #include <string_view>
 
+#include "orv/platform/clock.h"
 #include "orv/platform/export.h"
 #include "orv/platform/types.h"
 #include "orv/text/format.h"
@@ -87,7 +88,7 @@ class ORV_EXPORT CLogger {
   static void ReadLoggingSettingsFromRegistry();
   static void WriteLogEntry(eLogLevel level, CLoggerClient* client, std::wstring_view message,
                             std::wstring_view source);
-  static void WriteToLogFile(std::wstring_view line);
+  static void WriteToLogFile(std::wstring_view line, const orv::LocalTime& now);
 };
 
 namespace orv {

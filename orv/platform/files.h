@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 
@@ -49,6 +50,7 @@ class ExclusiveFile {
 
  private:
   void* handle_ = nullptr;  ///< the system's file, null when closed
+  std::int64_t end_ = 0;    ///< where `Append` writes, on systems that must be told
 };
 
 }  // namespace orv

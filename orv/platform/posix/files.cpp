@@ -40,12 +40,14 @@ bool ExclusiveFile::Open(const std::filesystem::path& path) {
   // A pipe or a device is no file to hold: opening one could block, or would take what is written.
   const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666);
   if (file < 0) return false;
+  // The size is taken while nobody else can change it.
   struct stat status {};
-  if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode) ||
-      flock(file, LOCK_EX | LOCK_NB) != 0) {
+  if (flock(file, LOCK_EX | LOCK_NB) != 0 || fstat(file, &status) != 0 ||
+      !S_ISREG(status.st_mode)) {
     close(file);
     return false;
   }
+  end_ = status.st_size;
   handle_ = ToHandle(file);
   return true;
 }
@@ -61,11 +63,17 @@ bool ExclusiveFile::Write(const void* data, std::size_t size) {
 
 bool ExclusiveFile::Append(const void* data, std::size_t size) {
   if (handle_ == nullptr) return false;
-  const off_t end = lseek(ToDescriptor(handle_), 0, SEEK_END);
-  if (end < 0) return false;
-  if (Write(data, size)) return true;
+  const int file = ToDescriptor(handle_);
+  ssize_t written;
+  do {
+    written = pwrite(file, data, size, end_);
+  } while (written < 0 && errno == EINTR);
+  if (written >= 0 && static_cast<std::size_t>(written) == size) {
+    end_ += written;
+    return true;
+  }
   // A disk that is full takes a part. What cannot be cut off again stays.
-  [[maybe_unused]] const int cut = ftruncate(ToDescriptor(handle_), end);
+  [[maybe_unused]] const int cut = ftruncate(file, end_);
   return false;
 }
 
