@@ -16,19 +16,21 @@ namespace {
 /// whole number, is at least 125 t.
 void Ordered(const PixelPlane& plane, const OrderedMatrix& matrix, Ink ink) {
   constexpr int kCount = kBlock * kHalves;
+  constexpr int kPeriod = 16;  // of every matrix, in both directions; two of these vectors or one
   const PixelBlock inkBlock = InkBlock(ink);
-  for (int y = 0; y < plane.height; ++y) {
-    // One period of every matrix is 16 columns: two of these vectors or one.
-    alignas(32) std::int16_t limits[16];
-    for (int x = 0; x < 16; ++x) {
-      limits[x] = static_cast<std::int16_t>(125 * matrix.Threshold(x, y) - 1);
+  alignas(32) std::int16_t limits[kPeriod][kPeriod];
+  for (int y = 0; y < kPeriod; ++y) {
+    for (int x = 0; x < kPeriod; ++x) {
+      limits[y][x] = static_cast<std::int16_t>(125 * matrix.Threshold(x, y) - 1);
     }
+  }
+  for (int y = 0; y < plane.height; ++y) {
     ForRow<kCount, 0>(plane.Row(y), plane.width, [&](std::uint8_t* pixels, int x) {
       // The loop does so little that it would wait for rows that are in no near cache.
       PrefetchAhead(pixels);
       std::uint8_t* second = pixels + kBlockBytes * (kHalves - 1);
       const Vec eighths = SumGrey(LoadBlock(pixels, second)).eighths;
-      const Vec white = Greater16(eighths, LoadAll(limits + x % 16));
+      const Vec white = Greater16(eighths, LoadAll(limits[y % kPeriod] + x % kPeriod));
       PaintBlock(pixels, second, white, inkBlock.head, inkBlock.tail);
     });
   }
