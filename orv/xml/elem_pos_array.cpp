@@ -24,7 +24,7 @@ void ElemPosArray::Grow(int capacity) {
     const int records = std::min(capacity - first, kSegmentRecords);
     const int used = std::clamp(capacity_ - first, 0, kSegmentRecords);
     if (used == records) continue;
-    Segment segment(static_cast<ElemPos*>(std::calloc(records, sizeof(ElemPos))));
+    Segment segment(static_cast<ElemPos*>(std::malloc(records * sizeof(ElemPos))));
     if (segment == nullptr) throw std::bad_alloc();
     if (records == kSegmentRecords) PopulatePages(segment.get(), records * sizeof(ElemPos));
     if (used > 0) std::memcpy(segment.get(), segments_[s].get(), used * sizeof(ElemPos));

@@ -22,8 +22,8 @@ class ElemPosArray {
   /// Records that there is room for.
   int Capacity() const { return capacity_; }
 
-  /// Makes room for at least `capacity` records, new ones zeroed, but begins at most one new
-  /// segment: a request that reaches further is cut to the end of that segment.
+  /// Makes room for at least `capacity` records, whose words hold anything, but begins at most one
+  /// new segment: a request that reaches further is cut to the end of that segment.
   void Grow(int capacity);
 
   /// Gives back what is behind the first `used` records, but for some room to grow, when it is more
@@ -36,7 +36,7 @@ class ElemPosArray {
   /// Frees every record.
   void Clear();
 
-  /// The next record that was never used, counted up in `*free`. Its words hold anything.
+  /// The next record that was never used, counted up in `*free`.
   int TakeFree(int* free) {
     if (*free >= capacity_) Grow(capacity_ + capacity_ / 2 + 1);
     return (*free)++;

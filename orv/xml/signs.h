@@ -43,7 +43,8 @@ class SignPieces {
   int Found() const { return found_; }
 
  private:
-  static constexpr std::size_t kBlocks = 8;
+  /// In a piece: of a long text no more than a processor asks its memory for at once.
+  static constexpr std::size_t kBlocks = 4;
 
   SignFinder find_;
   const wchar_t* text_;
