@@ -157,6 +157,9 @@ TEST_F(ConfigLoad, EndsAtWhatMustBeThere) {
                    L"</printSpeeds>",
                    L"<printSpeeds>[{printSpeed=50}]</printSpeeds>{printSpeedDefault=50}"),
               L"Required element <printSpeed><printSpeeds> was not found!");
+  ExpectError(With(L"[{optionName=B}]<conveyorSpeed>[{conveyorSpeed=1}]</conveyorSpeed>",
+                   L"<conveyorSpeed>[{conveyorSpeed=1}]</conveyorSpeed>[{optionName=B}]"),
+              L"Required element <conveyorSpeed> was not found!");
 }
 
 TEST_F(ConfigLoad, FindsSectionsOnlyInTheirOrder) {

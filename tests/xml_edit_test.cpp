@@ -287,6 +287,8 @@ TEST(XmlEdit, StartTagsOfFourMillionUnits) {
       EXPECT_TRUE(doc.FindElem());
       EXPECT_EQ(doc.GetAttrib(L"a").size(), value);
       EXPECT_EQ(Show(doc.GetElemContent()), fits && end.size() > 8 ? "x<c/>" : "");
+      std::wstring buffer;
+      EXPECT_EQ(orv::MarkupReader(doc).Data(&buffer), doc.GetData());
       EXPECT_EQ(doc.SetAttrib(L"b", L""), fits);
       EXPECT_EQ(doc.SetDoc(text), isGood);
       EXPECT_EQ(doc.FindElem() && doc.SetData(L"d"), fits);

@@ -392,7 +392,20 @@ TEST(XmlRead, NamesAndValuesEndAtTheFirstUnitThatEndsThem) {
   }
 }
 
-/// The same children by way of the document's positions.
+TEST(XmlRead, NamesDifferInAnyUnit) {
+  for (std::size_t length = 0; length <= 40; ++length) {
+    const std::wstring name(length, L'n');
+    std::wstring other = name;
+    EXPECT_TRUE(orv::SameUnits(name.data(), other.data(), length)) << length;
+    for (wchar_t& unit : other) {
+      unit = L'm';
+      EXPECT_FALSE(orv::SameUnits(name.data(), other.data(), length)) << length;
+      unit = L'n';
+    }
+  }
+}
+
+/// The reader gives what moving the child position gives.
 TEST(XmlRead, ChildrenAreReadAlikeInEveryWay) {
   constexpr std::wstring_view kOpening = L"<a n=\"";
   const std::wstring children[] = {L"<a n=\"12\">34</a>",
@@ -401,6 +414,7 @@ TEST(XmlRead, ChildrenAreReadAlikeInEveryWay) {
                                    L"<a n=\"\"></a>",
                                    L"<a  n='1'>&lt;</a>",
                                    L"<A N=\"&#49;2\">1</A>",
+                                   L"<a n=\"&#49;2\">1</a>",
                                    L"<a m='1' n='12'> 1 </a>",
                                    L"<a n=\"12'>3</a>\">4</a>",
                                    L"<a n=\"1<2>\">3<b/>4</a>",
@@ -412,11 +426,14 @@ TEST(XmlRead, ChildrenAreReadAlikeInEveryWay) {
                                    L"<a n=\"12\">"};
   for (const std::wstring& first : children) {
     for (const std::wstring& second : children) {
-      for (const int flags : {0, int{CMarkup::DOC_IGNORECASE}, int{CMarkup::DOC_TRIMWHITESPACE}}) {
+      for (const int flags :
+           {0, int{CMarkup::DOC_IGNORECASE}, int{CMarkup::DOC_COLLAPSEWHITESPACE}}) {
         CMarkup doc;
         doc.SetDocFlags(flags);
         doc.SetDoc(L"<r>" + first + second + L"</r>");
-        for (const wchar_t* guess : {L"", L"1", L"12", L"123", L"0"}) {
+        for (const std::wstring_view guess :
+             {std::wstring_view(), std::wstring_view(L"1"), std::wstring_view(L"12"),
+              std::wstring_view(L"123"), std::wstring_view(L"0")}) {
           doc.ResetPos();
           doc.FindElem();
           orv::ChildReader reader(doc, orv::MarkupReader(doc).Main(), kOpening);

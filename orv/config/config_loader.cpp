@@ -134,10 +134,8 @@ CString CConfigParser::ParseFileInfo(CMarkup& xml, FileInfo& info, CLoggerClient
                                      Characteristics& /*characteristics*/) {
   // The two messages spell the element differently; people who read logs know them so.
   if (!IntoChild(xml, L"properties")) return MissingElement(L"<fileinfo><properties>");
-  orv::StoreProperties<FileInfo>(
-      xml, orv::kFileInfoProperties, info, [&](std::wstring_view name, std::wstring_view value) {
-        orv::WarnOfUnknownProperty(logger, L"<fileInfo><properties>", name, value);
-      });
+  orv::StoreOrWarn<FileInfo>(xml, orv::kFileInfoProperties, L"<fileInfo><properties>", info,
+                             logger);
   xml.OutOfElem();
   return {};
 }

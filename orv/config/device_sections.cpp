@@ -22,20 +22,25 @@ namespace {
 template <typename Add>
 CString ReadEntries(CMarkup& xml, const orv::EntryList& list, std::int32_t& defaultNumber, Add add,
                     CLoggerClient* logger) {
-  if (!IntoChild(xml, L"properties")) return MissingElement(list.path);
+  // Composed for messages alone, which most files need none of.
+  const auto path = [&list] { return orv::Format(L"<device><%ls><properties>", list.section); };
+  const auto entryPath = [&list] {
+    return orv::Format(L"<device><%ls><%ls><properties>", list.section, list.entry);
+  };
+  if (!IntoChild(xml, L"properties")) return MissingElement(path().c_str());
   CString defaultName(list.defaultPrefix);
   orv::ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
     if (orv::EqualsIgnoreCase(name, list.defaultKey)) {
       defaultName = CString(list.defaultPrefix).append(value);
     } else {
-      orv::WarnOfUnknownProperty(logger, list.path, name, value);
+      orv::WarnOfUnknownProperty(logger, path().c_str(), name, value);
     }
   });
   xml.OutOfElem();
 
   std::int32_t number = list.firstNumber;
   while (IntoChild(xml, list.entry)) {
-    if (!IntoChild(xml, L"properties")) return MissingElement(list.entryPath);
+    if (!IntoChild(xml, L"properties")) return MissingElement(entryPath().c_str());
     orv::ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
       bool known = false;
       for (const orv::NumberedName& candidate : list.names) {
@@ -45,7 +50,7 @@ CString ReadEntries(CMarkup& xml, const orv::EntryList& list, std::int32_t& defa
           break;
         }
       }
-      if (!known) orv::WarnOfUnknownProperty(logger, list.entryPath, name, value);
+      if (!known) orv::WarnOfUnknownProperty(logger, entryPath().c_str(), name, value);
       if (orv::EqualsIgnoreCase(name, defaultName)) defaultNumber = number;
       add(number, orv::ToBool(value));
     });
@@ -144,20 +149,19 @@ CString CConfigParser::ParseDeviceGlobalOffsetY(CMarkup& xml, GlobalOffsetY& off
 
 CString CConfigParser::ParseDeviceHeadsOffsetX(CMarkup& xml, HeadsOffsetX& offset,
                                                CLoggerClient* logger) {
-  constexpr wchar_t kPath[] = L"<device><headsOffsetX><properties>";
+  static constexpr wchar_t kPath[] = L"<device><headsOffsetX><properties>";
   if (!IntoChild(xml, L"properties")) return MissingElement(kPath);
   Range range;
-  orv::StoreProperties<Range>(xml, orv::kHeadsOffsetXProperties, range,
-                              [&](std::wstring_view name, std::wstring_view value) {
-                                if (!CLogger::IsEnabled(eLogLevelWarning, nullptr)) return;
-                                // The odd words at the end are what people who read these logs
-                                // search for.
-                                const CString key(name);
-                                orv::LogFormat(
-                                    eLogLevelWarning, logger, nullptr,
-                                    L"Unknown property in %ls: %ls = %ls - compared %ls end", kPath,
-                                    key.c_str(), CString(value).c_str(), key.c_str());
-                              });
+  const auto warn = [logger](std::wstring_view name, std::wstring_view value) {
+    if (!CLogger::IsEnabled(eLogLevelWarning, nullptr)) return;
+    // The odd words at the end are what people who read these logs search for.
+    const CString key(name);
+    orv::LogFormat(eLogLevelWarning, logger, nullptr,
+                   L"Unknown property in %ls: %ls = %ls - compared %ls end", kPath, key.c_str(),
+                   CString(value).c_str(), key.c_str());
+  };
+  orv::StoreProperties<Range>(xml, orv::MarkupReader(xml).Main(), orv::kHeadsOffsetXProperties,
+                              range, warn);
   xml.OutOfElem();
 
   offset = {range.enabled == TRUE, range.min.value_or(0), range.max.value_or(0),
@@ -229,11 +233,8 @@ CString CConfigParser::ParseDeviceCharacteristics(CMarkup& xml, Characteristics&
                                                   CLoggerClient* logger) {
   // Both messages are those of the file information; people who read logs know them so.
   if (!IntoChild(xml, L"properties")) return MissingElement(L"<fileinfo><properties>");
-  orv::StoreProperties<Characteristics>(xml, orv::kCharacteristicsProperties, characteristics,
-                                        [&](std::wstring_view name, std::wstring_view value) {
-                                          orv::WarnOfUnknownProperty(
-                                              logger, L"<fileInfo><properties>", name, value);
-                                        });
+  orv::StoreOrWarn<Characteristics>(xml, orv::kCharacteristicsProperties, L"<fileInfo><properties>",
+                                    characteristics, logger);
   xml.OutOfElem();
   return {};
 }

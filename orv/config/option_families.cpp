@@ -3,6 +3,7 @@
 #include "orv/config/config_parser.h"
 #include "orv/config/properties.h"
 #include "orv/config/property_tables.h"
+#include "orv/xml/markup_reader.h"
 
 /// Option families: one reader for the options of every kind, driven by the kind's table of keys.
 
@@ -47,15 +48,25 @@ CString ReadExtras(const CMarkup& markup, int properties, BeltApplicator& option
 /// that a file has, so they are walked by their records.
 template <typename Kind>
 CString ReadOptions(CMarkup& markup, OptionFamily<Kind>& family, CLoggerClient* client) {
+  constexpr auto& kTable = orv::KindProperties<Kind>::kTable;
+  static_assert(kTable[0].key == L"optionName", "ORV_OPTION comes first");
   if (!IntoChild(markup, L"options")) {
     Warn(client, family, L"Option Family '%ls' has no options defined!");
     return {};
   }
+  const auto warn = [&family, client](std::wstring_view name, std::wstring_view value) {
+    if (!CLogger::IsEnabled(eLogLevelWarning, nullptr)) return;
+    Warn(client, family, L"Unknown property in Option Family '%ls': %ls = %ls", CString(name),
+         CString(value));
+  };
   const orv::MarkupReader reader(markup);
   const int first = reader.Child(reader.Main(), L"option");
-  std::size_t count = family.options.size();
-  for (int element = first; element != 0; element = reader.Next(element, L"option")) ++count;
-  family.options.reserve(count);
+  // Nearly every family stands in one place of its file, and needs room but once.
+  if (family.options.empty()) {
+    std::size_t count = 0;
+    for (int element = first; element != 0; element = reader.Next(element, L"option")) ++count;
+    family.options.reserve(count);
+  }
   for (int element = first; element != 0; element = reader.Next(element, L"option")) {
     const int properties = reader.Child(element, L"properties");
     if (properties == 0) {
@@ -63,13 +74,7 @@ CString ReadOptions(CMarkup& markup, OptionFamily<Kind>& family, CLoggerClient* 
       continue;
     }
     Kind option;
-    orv::StoreProperties<Kind>(markup, properties, orv::KindProperties<Kind>::kTable, option,
-                               [&](std::wstring_view name, std::wstring_view value) {
-                                 if (!CLogger::IsEnabled(eLogLevelWarning, nullptr)) return;
-                                 Warn(client, family,
-                                      L"Unknown property in Option Family '%ls': %ls = %ls",
-                                      CString(name), CString(value));
-                               });
+    orv::StoreProperties<Kind>(markup, properties, kTable, option, warn);
     CString error = ReadExtras(markup, properties, option, client);
     if (!error.empty()) return error;
 
@@ -86,12 +91,9 @@ CString ReadOptions(CMarkup& markup, OptionFamily<Kind>& family, CLoggerClient* 
 /// Reads the properties that the document is inside of.
 void ReadFamilyProperties(CMarkup& markup, orv::FamilyProperties& properties,
                           CLoggerClient* client) {
-  orv::StoreProperties<orv::FamilyProperties>(
-      markup, orv::kFamilyProperties, properties,
-      [&](std::wstring_view name, std::wstring_view value) {
-        orv::WarnOfUnknownProperty(client, L"<device><optionFamilies><optionFamily><properties>",
-                                   name, value);
-      });
+  orv::StoreOrWarn<orv::FamilyProperties>(markup, orv::kFamilyProperties,
+                                          L"<device><optionFamilies><optionFamily><properties>",
+                                          properties, client);
 }
 
 /// Stores a family's properties and reads its options.

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <span>
-#include <string>
 #include <string_view>
 
 #include "orv/config/property.h"
@@ -55,19 +54,23 @@ void StoreProperties(const CMarkup& xml, int element, std::span<const Property<R
   }
 }
 
-/// The same for the main element.
-template <typename Record, typename Unknown>
-void StoreProperties(const CMarkup& xml, std::span<const Property<Record>> table, Record& record,
-                     Unknown unknown) {
-  StoreProperties(xml, MarkupReader(xml).Main(), table, record, unknown);
-}
-
 /// Warns of a key that the properties at `path` do not know.
 inline void WarnOfUnknownProperty(CLoggerClient* logger, const wchar_t* path,
                                   std::wstring_view name, std::wstring_view value) {
   if (!CLogger::IsEnabled(eLogLevelWarning, nullptr)) return;  // before anything is copied
   LogFormat(eLogLevelWarning, logger, nullptr, L"Unknown property in %ls: %ls = %ls", path,
             CString(name).c_str(), CString(value).c_str());
+}
+
+/// Stores the properties of the main element in `record` and warns of unknown ones. `path` is that
+/// of the element, as messages show it.
+template <typename Record>
+void StoreOrWarn(const CMarkup& xml, std::span<const Property<Record>> table, const wchar_t* path,
+                 Record& record, CLoggerClient* logger) {
+  StoreProperties(xml, MarkupReader(xml).Main(), table, record,
+                  [&](std::wstring_view name, std::wstring_view value) {
+                    WarnOfUnknownProperty(logger, path, name, value);
+                  });
 }
 
 /// The message for an element that a file must have; `path` ends with the element itself.
@@ -81,9 +84,7 @@ template <typename Record>
 CString ReadProperties(CMarkup& xml, std::span<const Property<Record>> table, const wchar_t* path,
                        Record& record, CLoggerClient* logger) {
   if (!IntoChild(xml, L"properties")) return MissingElement(path);
-  StoreProperties<Record>(xml, table, record, [&](std::wstring_view name, std::wstring_view value) {
-    WarnOfUnknownProperty(logger, path, name, value);
-  });
+  StoreOrWarn(xml, table, path, record, logger);
   xml.OutOfElem();
   return {};
 }

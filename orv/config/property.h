@@ -80,7 +80,8 @@ struct StoreValue {
   void operator()(Ignored) const {}
 };
 
-/// Stores properties in a record by its table. Keys compare without regard to ASCII case.
+/// Stores properties in a record by its table, which is not empty. Keys compare without regard to
+/// ASCII case.
 template <typename Record>
 class PropertyStore {
  public:

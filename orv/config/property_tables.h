@@ -129,8 +129,6 @@ inline constexpr NumberedName kSensorTypeNames[] = {
 struct EntryList {
   const wchar_t* section;
   const wchar_t* entry;             ///< the element of one entry
-  const wchar_t* path;              ///< of the section's properties, as messages show it
-  const wchar_t* entryPath;         ///< of an entry's properties
   std::wstring_view defaultKey;     ///< the section's property that names the default
   std::wstring_view defaultPrefix;  ///< what an entry's name has before that name
   std::span<const NumberedName> names;
@@ -140,8 +138,6 @@ struct EntryList {
 inline constexpr EntryList kPrintModeList = {
     .section = L"printModes",
     .entry = L"printMode",
-    .path = L"<device><printModes><properties>",
-    .entryPath = L"<device><printModes><printMode><properties>",
     .defaultKey = L"printModedefault",
     .defaultPrefix = L"",
     .names = kPrintModeNames,
@@ -150,8 +146,6 @@ inline constexpr EntryList kPrintModeList = {
 inline constexpr EntryList kSensorTypeList = {
     .section = L"sensorTypes",
     .entry = L"sensorType",
-    .path = L"<device><sensorTypes><properties>",
-    .entryPath = L"<device><sensorTypes><sensorType><properties>",
     .defaultKey = L"SensorTypeDefault",
     .defaultPrefix = L"sensorType",
     .names = kSensorTypeNames,

@@ -49,7 +49,7 @@ void AppendTimestamp(std::wstring* line, const orv::LocalTime& now) {
   wchar_t text[] = L"00.00.0000\t00:00:00.000\t";
   const struct {
     int number;
-    int end;  ///< where its last digit stands, behind zeros
+    int end;  ///< where its last digit stands, behind zeros; years have four digits
   } parts[] = {{now.day, 1},     {now.month, 4},   {now.year, 9},        {now.hour, 12},
                {now.minute, 15}, {now.second, 18}, {now.millisecond, 22}};
   for (auto [number, end] : parts) {

@@ -4,10 +4,13 @@
 #include <new>
 #include <string_view>
 
-#include "orv/platform/clock.h"
 #include "orv/platform/export.h"
 #include "orv/platform/types.h"
 #include "orv/text/format.h"
+
+namespace orv {
+struct LocalTime;
+}
 
 /// Levels of log entries; the values are bits of the level mask.
 enum eLogLevel {

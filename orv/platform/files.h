@@ -41,10 +41,11 @@ class ExclusiveFile {
   /// Opens for reading and writing, creating the file if missing; existing content stays.
   bool Open(const std::filesystem::path& path);
   bool Open(const std::wstring& name) = delete;  // `ToPath` makes a path of a name
-  /// Writes at the current position in one call; false unless every byte was written.
+  /// Writes behind what was written before, from the start on, in one call; false unless every byte
+  /// was written.
   bool Write(const void* data, std::size_t size);
   /// Writes behind the end in one call. False, and the file as it was, unless every byte was
-  /// written.
+  /// written. An open file is either written or appended to.
   bool Append(const void* data, std::size_t size);
   void Close();
 

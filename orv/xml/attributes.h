@@ -104,7 +104,8 @@ inline bool FindAttribute(std::wstring_view text, std::size_t nameStart, std::ws
 /// The value of a tag's first attribute when the tag at an offset of the text begins the way that
 /// nearly every such tag is written, `opening`, which is all up to the value and ends with its
 /// quote, and has no reference in the value. Null data when it does not. A value that is just
-/// `guess`, which has no quote, is found without a search and is given as `guess` itself.
+/// `guess`, which has no quote and no reference, is found without a search and is given as `guess`
+/// itself; an empty guess is none.
 inline std::wstring_view ValueBehind(std::wstring_view text, std::size_t offset,
                                      std::wstring_view opening, std::wstring_view guess) {
   const wchar_t* const at = text.data() + offset;
@@ -112,8 +113,8 @@ inline std::wstring_view ValueBehind(std::wstring_view text, std::size_t offset,
   const auto rest = static_cast<std::size_t>(end - at);
   if (rest < opening.size() || !SameUnits(at, opening.data(), opening.size())) return {};
   const wchar_t* const value = at + opening.size();
-  if (rest > opening.size() + guess.size() && value[guess.size()] == opening.back() &&
-      SameUnits(value, guess.data(), guess.size())) {
+  if (!guess.empty() && rest > opening.size() + guess.size() &&
+      value[guess.size()] == opening.back() && SameUnits(value, guess.data(), guess.size())) {
     return guess;
   }
   const wchar_t* const found = FindEither(value, end, opening.back(), L'&');

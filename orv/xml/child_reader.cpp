@@ -37,11 +37,14 @@ bool ChildReader::ReadOther(int child, std::wstring_view* value) {
   const std::size_t blank = opening_.find(L' ');
   const ElemPos& element = elements_[child];
   if (!IsNamed(text_, element, opening_.substr(1, blank - 1), doc_.m_nDocFlags)) return false;
-  const std::wstring_view name = opening_.substr(blank + 1, opening_.size() - blank - 3);
+  const std::size_t equals = opening_.size() - 2;  // and a quote behind it
+  const std::wstring_view name = opening_.substr(blank + 1, equals - blank - 1);
   const bool ignoreCase = (doc_.m_nDocFlags & CMarkup::DOC_IGNORECASE) != 0;
   Attribute attribute;
   if (FindAttribute(text_, element.start + 1, name, ignoreCase, &attribute)) {
-    *value = valueBuffer_ = doc_.x_Unescape(attribute.value);
+    const bool isPlain = attribute.isPlain && !shapesWhiteSpace_;
+    if (!isPlain) valueBuffer_ = doc_.x_Unescape(attribute.value);
+    *value = isPlain ? attribute.value : std::wstring_view(valueBuffer_);
   }
   return true;
 }

@@ -10,8 +10,9 @@ class CMarkup;
 namespace orv {
 
 /// Reads those children of an element that have one tag name, in document order: of each the value
-/// of one attribute and the data, without allocating where there is nothing to decode. No position
-/// of the document moves; it must not change meanwhile.
+/// of one attribute and the data. Made for many children of one kind, such as properties: those
+/// that begin in the usual way and need no decoding take a few comparisons. No position of the
+/// document moves; it must not change meanwhile.
 class ChildReader {
  public:
   /// `parent` is the parent's record. `opening` tells the two names, and how nearly every such
@@ -20,8 +21,8 @@ class ChildReader {
 
   /// Takes the next child; false when there is none. `*value` is what `GetAttrib` gives, empty for
   /// a child without the attribute, `*data` what `GetData` gives; both are valid until the next
-  /// call. `guess` is what the value probably is, without quotes, or empty: when it is that,
-  /// `*value` is `guess` itself.
+  /// call. `guess` is what the value probably is, without quotes and references, or empty: when it
+  /// is that, `*value` is `guess` itself.
   bool Next(std::wstring_view guess, std::wstring_view* value, std::wstring_view* data);
 
  private:

@@ -10,7 +10,8 @@ class CMarkup;
 
 namespace orv {
 
-/// Reads a document at its current place without allocating, for code that walks whole documents.
+/// Reads a document at its current place, or finds its way among the records of its elements,
+/// without allocating: for code that walks whole documents.
 /// Every view is valid until the document, or the buffer it was decoded into, changes.
 class MarkupReader {
  public:

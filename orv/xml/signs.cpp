@@ -162,7 +162,7 @@ ORV_AVX512 std::size_t FindSignsAvx512(const wchar_t* text, std::size_t blocks, 
 #endif
 
 /// Units from which on a text is not to be had from the near caches.
-constexpr int kLongText = 1 << 18;
+constexpr int kLongText = (1 << 20) / sizeof(wchar_t);
 
 /// Asks for what is looked at a page of memory later: the processor by itself looks ahead no
 /// further than to the end of a page. What lies behind the text does no harm.

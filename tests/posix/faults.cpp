@@ -107,6 +107,8 @@ FAILING_BEHIND(fclose, void*, -1)
 // Writing may also take only a part.
 FAILING(ssize_t, write, (int file, const void* from, size_t size), (file, from, Taken(size)), -1,
         ENOSPC)
+FAILING(ssize_t, pwrite, (int file, const void* from, size_t size, off_t at),
+        (file, from, Taken(size), at), -1, ENOSPC)
 FAILING(ssize_t, pwrite64, (int file, const void* from, size_t size, off64_t at),
         (file, from, Taken(size), at), -1, ENOSPC)
 FAILING(size_t, fwrite, (const void* from, size_t size, size_t count, void* file),

@@ -140,7 +140,7 @@ void AddSplitCommand(CLI::App* group) {
     std::optional<Progress> progress(std::in_place, L"Splitting the page", page.get());
     Planes planes = SplitPage(page.get(), ToColour(split->colour), split->tolerance, *dither);
     PagePointer preview;
-    if (!split->preview.empty()) preview = PreviewOf(planes);
+    if (!split->preview.empty()) preview = PreviewOf(planes);  // of planes of 24 bits
     planes = {Packed(std::move(planes.background)), Packed(std::move(planes.highlight))};
     PageFiles files;
     files.Add(planes.background.get(), ToWide(split->background));

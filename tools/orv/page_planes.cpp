@@ -50,7 +50,7 @@ PagePointer OneBitOf(Bitmap* page) {
 
 std::int64_t CountInk(Bitmap* page) {
   if (page->GetPixelFormat() != PixelFormat1bppIndexed) return CountInk(OneBitOf(page).get());
-  alignas(ColorPalette) BYTE block[sizeof(ColorPalette) + sizeof(ARGB)];
+  alignas(ColorPalette) BYTE block[sizeof(ColorPalette) + sizeof(ARGB)] = {};
   auto* palette = reinterpret_cast<ColorPalette*>(block);
   const Rect all(0, 0, static_cast<INT>(page->GetWidth()), static_cast<INT>(page->GetHeight()));
   BitmapData data;

@@ -18,7 +18,7 @@ struct Planes {
 /// Splits a page; ends the command without memory for it.
 Planes SplitPage(Bitmap* page, Color colour, double tolerance, const DitherOptions& dither);
 
-/// Both planes as they print: one ink over the other on white paper.
+/// Both planes, of 24 bits a pixel, as they print: one ink over the other on white paper.
 PagePointer PreviewOf(const Planes& planes);
 
 /// A 24-bit page with one bit a pixel: ink is all but pure white. Ends the command without memory.
