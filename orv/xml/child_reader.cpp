@@ -4,6 +4,7 @@
 #include "orv/xml/markup_index.h"
 
 namespace orv {
+
 ChildReader::ChildReader(const CMarkup& doc, int parent, std::wstring_view opening)
     : doc_(doc),
       elements_(*doc.m_pElements),
