@@ -21,12 +21,12 @@ void CMarkup::ResetChildPos() { x_SetPos(m_iPosParent, m_iPos, 0); }
 int CMarkup::x_FindElem(int iPosParent, int iPos, MCD_CSTR szPath) const {
   const wchar_t* path = szPath.c_str();
   auto found = static_cast<int>(iPos != 0 ? x_Elem(iPos).next : x_Elem(iPosParent).child);
+  if (*path == 0) return found;
   // Mostly a plain name is looked for and the first element has it.
   if (found != 0 && orv::IsWholeName(m_strDoc.c_str() + x_Elem(found).start + 1, path)) {
     return found;
   }
   if (orv::PathNameLength(path) < 0) return 0;
-  if (*path == 0) return found;
   const bool ignoreCase = (m_nDocFlags & DOC_IGNORECASE) != 0;
   while (found != 0) {
     const ElemPos& element = x_Elem(found);

@@ -9,7 +9,7 @@ namespace orv {
 void PopulatePages(void* memory, std::size_t size) {
 #if defined(MADV_POPULATE_WRITE)
   // Less comes from memory that the process has had before, as a rule.
-  constexpr std::size_t kLeast = std::size_t{1} << 17;
+  constexpr std::size_t kLeast = std::size_t{1} << 18;
   constexpr std::size_t kPage = 4096;
   if (size < kLeast) return;
   const std::size_t before = -reinterpret_cast<std::uintptr_t>(memory) % kPage;
