@@ -135,22 +135,10 @@ struct EntryList {
   std::int32_t firstNumber;  ///< the number before any name was met
 };
 
-inline constexpr EntryList kPrintModeList = {
-    .section = L"printModes",
-    .entry = L"printMode",
-    .defaultKey = L"printModedefault",
-    .defaultPrefix = L"",
-    .names = kPrintModeNames,
-    .firstNumber = 0,
-};
+inline constexpr EntryList kPrintModeList = {L"printModes", L"printMode",    L"printModedefault",
+                                             L"",           kPrintModeNames, 0};
 inline constexpr EntryList kSensorTypeList = {
-    .section = L"sensorTypes",
-    .entry = L"sensorType",
-    .defaultKey = L"SensorTypeDefault",
-    .defaultPrefix = L"sensorType",
-    .names = kSensorTypeNames,
-    .firstNumber = 2,
-};
+    L"sensorTypes", L"sensorType", L"SensorTypeDefault", L"sensorType", kSensorTypeNames, 2};
 
 /// What a family says of itself.
 struct FamilyProperties {
