@@ -12,13 +12,13 @@
 #include <string>
 #include <vector>
 
+#include "base/utf8.h"
 #include "benchmarks/peers.h"
 #include "orv/config/config_parser.h"
 #include "orv/config/configs_cache.h"
 #include "orv/crypto/crypto_helper.h"
-#include "orv/platform/files.h"
-#include "orv/text/utf8.h"
 #include "orv/xml/markup.h"
+#include "platform/files.h"
 
 namespace {
 

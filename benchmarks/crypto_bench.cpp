@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "orv/crypto/encryption_aes.h"
-#include "orv/platform/heap.h"
+#include "platform/heap.h"
 
 namespace {
 

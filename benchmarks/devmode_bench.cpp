@@ -8,16 +8,16 @@
 #include <filesystem>
 #include <string>
 
+#include "devmode/record_fields.h"
 #include "orv/config/config_parser.h"
 #include "orv/config/configs_cache.h"
 #include "orv/devmode/devmode.h"
-#include "orv/devmode/record_fields.h"
 #include "orv/devmode/stock_items.h"
 #include "orv/logging/logger.h"
-#include "orv/platform/files.h"
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
 #include "orv/session/session_data.h"
+#include "platform/files.h"
 
 namespace {
 

@@ -11,9 +11,9 @@
 #include <string>
 #include <utility>
 
+#include "imaging/kernels.h"
+#include "imaging/pixels.h"
 #include "orv/imaging/bitmap_helper.h"
-#include "orv/imaging/kernels.h"
-#include "orv/imaging/pixels.h"
 
 /// Page work on one core, beside a copy of the page, the plain loops and Leptonica. Every figure is
 /// for a whole page; the counter is the time per pixel.

@@ -12,8 +12,8 @@
 #include <string>
 
 #include "orv/logging/logger.h"
-#include "orv/platform/modules.h"
 #include "orv/platform/registry.h"
+#include "platform/modules.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "orv/platform/files.h"
 #include "orv/platform/graphics.h"
+#include "platform/files.h"
 
 /// `png_files PAGE PLANE.pbm...`: reads a page and writes planes, which it finds as raw bits, as
 /// one-bit PNG files. What a command that splits a page cannot do without, to hold the whole

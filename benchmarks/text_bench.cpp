@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "orv/text/utf8.h"
+#include "base/utf8.h"
 
 namespace {
 

@@ -9,11 +9,11 @@
 #include <iterator>
 #include <memory>
 
+#include "base/utf8.h"
 #include "benchmarks/peers.h"
-#include "orv/text/utf8.h"
-#include "orv/xml/child_reader.h"
 #include "orv/xml/markup.h"
-#include "orv/xml/markup_reader.h"
+#include "xml/child_reader.h"
+#include "xml/markup_reader.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 add_library(orv_compiler INTERFACE)
 target_compile_features(orv_compiler INTERFACE cxx_std_20)
-target_include_directories(orv_compiler INTERFACE "${PROJECT_SOURCE_DIR}"
+target_include_directories(orv_compiler INTERFACE "${PROJECT_SOURCE_DIR}/include"
                                                   "${PROJECT_BINARY_DIR}/include")
 
 # A fused multiply-add rounds once where the sources say twice; results must not depend on the

@@ -5,38 +5,13 @@
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-# What callers include; each of these includes only others of them.
-set(public_headers
-    config/config.h
-    config/config_parser.h
-    config/configs_cache.h
-    crypto/crypto_helper.h
-    crypto/encryption_aes.h
-    devmode/devmode.h
-    devmode/oemdev.h
-    devmode/stock_items.h
-    imaging/bitmap_helper.h
-    imaging/bitmap_rasterizer.h
-    imaging/color_extensions.h
-    logging/logger.h
-    platform/export.h
-    platform/graphics.h
-    platform/registry.h
-    platform/spooler.h
-    platform/types.h
-    session/resources.h
-    session/session_data.h
-    text/format.h
-    xml/markup.h
-)
-if(NOT WIN32)
-  list(APPEND public_headers platform/posix/graphics.h platform/posix/types.h)
+# What callers include: everything below include/. Elsewhere than on Windows the system's types come
+# from the library's own headers.
+if(WIN32)
+  set(other_system PATTERN posix EXCLUDE)
 endif()
-foreach(header IN LISTS public_headers)
-  cmake_path(GET header PARENT_PATH folder)
-  install(FILES orv/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orv/${folder}
-          COMPONENT development)
-endforeach()
+install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
+        ${other_system})
 install(FILES ${PROJECT_BINARY_DIR}/include/orv/version.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orv COMPONENT development)
 
@@ -54,7 +29,7 @@ if(WIN32)
 else()
   set(library_folder ${CMAKE_INSTALL_LIBDIR})
 endif()
-install(FILES ${PROJECT_BINARY_DIR}/orv/orv_resources.dll DESTINATION ${library_folder}
+install(FILES ${PROJECT_BINARY_DIR}/lib/orv_resources.dll DESTINATION ${library_folder}
         COMPONENT runtime)
 
 if(NOT WIN32)
@@ -85,8 +60,6 @@ install(FILES ${PROJECT_BINARY_DIR}/orv_shared.pc DESTINATION ${CMAKE_INSTALL_LI
 
 if(ORV_BUILD_TOOLS)
   install(TARGETS orv RUNTIME COMPONENT program)
-  file(RELATIVE_PATH to_library /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
-  set_target_properties(orv PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}")
 endif()
 if(TARGET manual)
   install(DIRECTORY ${PROJECT_BINARY_DIR}/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1

@@ -1,6 +1,6 @@
 # Everything that says the version takes it from the project's.
 
-configure_file(orv/version.h.in include/orv/version.h @ONLY)
+configure_file(cmake/version.h.in include/orv/version.h @ONLY)
 
 # orv_version_resource(TARGET TYPE DESCRIPTION): gives a Windows library (VFT_DLL) or program
 # (VFT_APP) the record that the system shows of a file; nothing elsewhere.

@@ -5,8 +5,8 @@
 #include "orv/config/config_parser.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/crypto/encryption_aes.h"
-#include "orv/platform/files.h"
-#include "orv/platform/heap.h"
+#include "platform/files.h"
+#include "platform/heap.h"
 
 namespace orv::fuzz {
 

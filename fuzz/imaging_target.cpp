@@ -2,7 +2,7 @@
 #include <vector>
 
 #include "fuzz/targets.h"
-#include "orv/imaging/kernels.h"
+#include "imaging/kernels.h"
 
 namespace orv::fuzz {
 namespace {

@@ -7,9 +7,9 @@
 #include "orv/config/config_parser.h"
 #include "orv/devmode/devmode.h"
 #include "orv/devmode/oemdev.h"
-#include "orv/platform/files.h"
-#include "tools/orv/record_text.h"
-#include "tools/orv/reg_file.h"
+#include "platform/files.h"
+#include "tools/orv/devmode/record_text.h"
+#include "tools/orv/registry/reg_file.h"
 
 namespace orv::fuzz {
 namespace {

@@ -5,8 +5,8 @@
 #include <fstream>
 #include <random>
 
+#include "base/utf8.h"
 #include "orv/logging/logger.h"
-#include "orv/text/utf8.h"
 
 namespace orv::fuzz {
 namespace {

@@ -12,9 +12,9 @@
 #include <sstream>
 #include <utility>
 
-#include "orv/platform/files.h"
+#include "base/utf8.h"
 #include "orv/platform/registry.h"
-#include "orv/text/utf8.h"
+#include "platform/files.h"
 #include "tests/devmode_names.h"
 #include "tests/fixtures.h"
 

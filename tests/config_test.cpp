@@ -13,12 +13,12 @@
 #include <sstream>
 #include <thread>
 
+#include "base/utf8.h"
 #include "orv/config/configs_cache.h"
 #include "orv/crypto/crypto_helper.h"
-#include "orv/platform/files.h"
 #include "orv/text/format.h"
-#include "orv/text/utf8.h"
 #include "orv/xml/markup.h"
+#include "platform/files.h"
 #include "tests/fixtures.h"
 
 namespace {

@@ -5,9 +5,9 @@
 #include <set>
 #include <sstream>
 
+#include "base/utf8.h"
 #include "orv/config/config_parser.h"
-#include "orv/platform/files.h"
-#include "orv/text/utf8.h"
+#include "platform/files.h"
 #include "tests/program_runs.h"
 
 namespace {

@@ -5,11 +5,11 @@
 
 #include <thread>
 
+#include "base/utf8.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/crypto/encryption_aes.h"
-#include "orv/platform/files.h"
-#include "orv/platform/heap.h"
-#include "orv/text/utf8.h"
+#include "platform/files.h"
+#include "platform/heap.h"
 #include "tests/fixtures.h"
 
 namespace {

@@ -9,11 +9,11 @@
 #include <span>
 #include <utility>
 
+#include "devmode/differences.h"
+#include "devmode/record_fields.h"
 #include "orv/config/configs_cache.h"
-#include "orv/devmode/differences.h"
-#include "orv/devmode/record_fields.h"
-#include "orv/platform/files.h"
 #include "orv/text/format.h"
+#include "platform/files.h"
 #include "tests/devmode_fixture.h"
 
 // Counts what is allocated. Out of line, so that the compiler does not pair one's insides with the

@@ -1,8 +1,8 @@
 #include <optional>
 #include <random>
 
+#include "base/utf8.h"
 #include "orv/platform/registry.h"
-#include "orv/text/utf8.h"
 #include "orv/xml/markup.h"
 #include "tests/devmode_fixture.h"
 #include "tests/program_runs.h"
@@ -50,7 +50,7 @@ TEST_F(DevmodeTool, TextFormKeepsEveryByte) {
     std::string bytes(2688, '\0');
     for (char& byte : bytes) byte = static_cast<char>(round == 0 ? 0 : random());
     if (round == 2)
-      bytes.replace(1936, 80, std::string("\0a\"\\\n\x7F\0", 7) + std::string(73, '\0'));
+      bytes.replace(1936, 80, std::string(80, '\0')).replace(1936, 7, "\0a\"\\\n\x7F\0", 7);
     WriteBytes(File("a.dev"), bytes);
     ExpectRuns({{{"devmode", "text", File("a.dev"), "-o", File("a.txt")}, 0, _},
                 {{"devmode", "bytes", File("a.txt"), "-o", File("b.dev")}, 0, _},

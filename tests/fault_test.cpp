@@ -10,17 +10,17 @@
 #include <string>
 #include <vector>
 
+#include "base/utf8.h"
+#include "devmode/record_fields.h"
 #include "orv/config/configs_cache.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/crypto/encryption_aes.h"
-#include "orv/devmode/record_fields.h"
 #include "orv/devmode/stock_items.h"
 #include "orv/imaging/bitmap_helper.h"
-#include "orv/platform/files.h"
-#include "orv/platform/modules.h"
 #include "orv/platform/registry.h"
 #include "orv/session/session_data.h"
-#include "orv/text/utf8.h"
+#include "platform/files.h"
+#include "platform/modules.h"
 #include "tests/devmode_fixture.h"
 #include "tests/fixtures.h"
 

@@ -9,11 +9,11 @@
 #include <mutex>
 #include <sstream>
 
-#include "orv/platform/debug_output.h"
-#include "orv/platform/files.h"
+#include "base/utf8.h"
 #include "orv/session/session_data.h"
 #include "orv/text/format.h"
-#include "orv/text/utf8.h"
+#include "platform/debug_output.h"
+#include "platform/files.h"
 
 namespace orv::test {
 namespace {

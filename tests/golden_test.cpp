@@ -10,17 +10,17 @@
 #include <random>
 #include <thread>
 
+#include "base/utf8.h"
+#include "imaging/pixels.h"
+#include "logging/log_file.h"
 #include "orv/config/configs_cache.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/crypto/encryption_aes.h"
 #include "orv/devmode/stock_items.h"
 #include "orv/imaging/bitmap_helper.h"
-#include "orv/imaging/pixels.h"
-#include "orv/logging/log_file.h"
-#include "orv/platform/files.h"
-#include "orv/platform/modules.h"
-#include "orv/text/utf8.h"
 #include "orv/xml/markup.h"
+#include "platform/files.h"
+#include "platform/modules.h"
 #include "tests/devmode_fixture.h"
 
 /// The C library keeps its copy of the folder for locales when it changes them.

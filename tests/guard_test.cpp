@@ -6,15 +6,15 @@
 #include <string>
 #include <vector>
 
+#include "base/utf8.h"
+#include "base/utf8_blocks.h"
 #include "orv/crypto/encryption_aes.h"
-#include "orv/platform/heap.h"
-#include "orv/text/utf8.h"
-#include "orv/text/utf8_blocks.h"
-#include "orv/xml/attributes.h"
-#include "orv/xml/element_indexer.h"
 #include "orv/xml/markup.h"
-#include "orv/xml/signs.h"
+#include "platform/heap.h"
 #include "tests/guarded.h"
+#include "xml/attributes.h"
+#include "xml/element_indexer.h"
+#include "xml/signs.h"
 
 namespace orv {
 namespace {

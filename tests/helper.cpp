@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
+#include "base/utf8.h"
 #include "orv/logging/logger.h"
-#include "orv/platform/files.h"
-#include "orv/platform/modules.h"
 #include "orv/platform/registry.h"
 #include "orv/session/session_data.h"
-#include "orv/text/utf8.h"
+#include "platform/files.h"
+#include "platform/modules.h"
 #include "tests/fixtures.h"
 #include "tests/load.h"
 

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "imaging/highlight.h"
+#include "imaging/kernels.h"
 #include "orv/imaging/color_extensions.h"
-#include "orv/imaging/highlight.h"
-#include "orv/imaging/kernels.h"
 #include "tests/guarded.h"
 
 /// Every instruction set against the plain loops: the same bits, and not a byte beside the pixels,

@@ -10,10 +10,10 @@
 #include <new>
 #include <vector>
 
+#include "imaging/pixels.h"
 #include "orv/imaging/bitmap_helper.h"
 #include "orv/imaging/color_extensions.h"
-#include "orv/imaging/pixels.h"
-#include "orv/platform/files.h"
+#include "platform/files.h"
 #include "tests/fixtures.h"
 #include "tests/png_file.h"
 

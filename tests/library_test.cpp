@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "orv/text/utf8.h"
+#include "base/utf8.h"
 #include "tests/devmode_fixture.h"
 
 namespace {

@@ -7,16 +7,16 @@
 #include <thread>
 #include <vector>
 
+#include "base/utf8.h"
 #include "orv/config/config_parser.h"
 #include "orv/config/configs_cache.h"
 #include "orv/crypto/encryption_aes.h"
 #include "orv/devmode/devmode.h"
 #include "orv/logging/logger.h"
-#include "orv/platform/files.h"
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
 #include "orv/session/session_data.h"
-#include "orv/text/utf8.h"
+#include "platform/files.h"
 #include "tests/devmode_names.h"
 #include "tests/fixtures.h"
 

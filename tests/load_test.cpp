@@ -9,11 +9,11 @@
 #include <sstream>
 #include <thread>
 
+#include "base/utf8.h"
+#include "logging/log_file.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/devmode/stock_items.h"
-#include "orv/logging/log_file.h"
-#include "orv/platform/files.h"
-#include "orv/text/utf8.h"
+#include "platform/files.h"
 #include "tests/devmode_fixture.h"
 #include "tests/load.h"
 

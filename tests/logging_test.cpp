@@ -2,10 +2,10 @@
 
 #include <thread>
 
-#include "orv/logging/log_file.h"
+#include "logging/log_file.h"
 #include "orv/logging/logger.h"
-#include "orv/platform/files.h"
-#include "orv/platform/modules.h"
+#include "platform/files.h"
+#include "platform/modules.h"
 #include "tests/fixtures.h"
 
 namespace {

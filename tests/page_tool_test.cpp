@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <memory>
 
+#include "imaging/pixels.h"
 #include "orv/imaging/bitmap_helper.h"
-#include "orv/imaging/pixels.h"
-#include "orv/platform/files.h"
 #include "orv/platform/graphics.h"
+#include "platform/files.h"
 #include "tests/program_runs.h"
 
 namespace orv::tool {

@@ -5,14 +5,14 @@
 #include <optional>
 #include <thread>
 
-#include "orv/platform/clock.h"
-#include "orv/platform/files.h"
-#include "orv/platform/letter_case.h"
-#include "orv/platform/modules.h"
+#include "base/utf8.h"
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
 #include "orv/text/format.h"
-#include "orv/text/utf8.h"
+#include "platform/clock.h"
+#include "platform/files.h"
+#include "platform/letter_case.h"
+#include "platform/modules.h"
 #include "tests/fixtures.h"
 
 namespace {

@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "orv/platform/files.h"
-#include "orv/platform/modules.h"
+#include "platform/files.h"
+#include "platform/modules.h"
 #include "tests/fixtures.h"
 
 namespace {

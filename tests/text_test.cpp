@@ -2,8 +2,8 @@
 
 #include <string>
 
+#include "base/utf8.h"
 #include "orv/text/format.h"
-#include "orv/text/utf8.h"
 #include "tests/fixtures.h"
 
 namespace {

@@ -5,14 +5,14 @@
 #include <regex>
 #include <sstream>
 
-#include "orv/text/utf8.h"
+#include "base/utf8.h"
 #include "orv/version.h"
 #include "tests/program_runs.h"
-#include "tools/orv/exit_code.h"
-#include "tools/orv/input.h"
-#include "tools/orv/lengths.h"
-#include "tools/orv/output.h"
-#include "tools/orv/reg_file.h"
+#include "tools/orv/common/exit_code.h"
+#include "tools/orv/common/input.h"
+#include "tools/orv/common/lengths.h"
+#include "tools/orv/common/output.h"
+#include "tools/orv/registry/reg_file.h"
 
 namespace orv::tool {
 namespace {

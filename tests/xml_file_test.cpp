@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
-#include "orv/platform/code_pages.h"
-#include "orv/platform/files.h"
-#include "orv/xml/encoding_names.h"
-#include "orv/xml/result.h"
+#include "platform/code_pages.h"
+#include "platform/files.h"
 #include "tests/fixtures.h"
 #include "tests/xml_fixture.h"
+#include "xml/encoding_names.h"
+#include "xml/result.h"
 
 namespace {
 

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "base/utf8.h"
 #include "orv/text/format.h"
-#include "orv/text/utf8.h"
 #include "orv/xml/markup.h"
-#include "orv/xml/markup_reader.h"
+#include "xml/markup_reader.h"
 
 namespace orv::test {
 

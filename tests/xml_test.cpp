@@ -2,16 +2,16 @@
 
 #include <set>
 
-#include "orv/platform/cpu.h"
-#include "orv/xml/child_reader.h"
-#include "orv/xml/entities.h"
-#include "orv/xml/line_index.h"
-#include "orv/xml/scanner.h"
-#include "orv/xml/signs.h"
-#include "orv/xml/unit_search.h"
+#include "base/cpu.h"
 #include "tests/fixtures.h"
 #include "tests/hostile_texts.h"
 #include "tests/xml_fixture.h"
+#include "xml/child_reader.h"
+#include "xml/entities.h"
+#include "xml/line_index.h"
+#include "xml/scanner.h"
+#include "xml/signs.h"
+#include "xml/unit_search.h"
 
 namespace {
 

@@ -18,8 +18,8 @@
 #include <random>
 #include <set>
 
+#include "base/utf8.h"
 #include "orv/platform/registry.h"
-#include "orv/text/utf8.h"
 #include "tests/fixtures.h"
 
 namespace {

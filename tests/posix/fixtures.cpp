@@ -11,8 +11,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/utf8.h"
 #include "orv/platform/spooler.h"
-#include "orv/text/utf8.h"
 #include "tests/guarded.h"
 
 extern char** environ;

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "orv/crypto/crypto_helper.h"
-#include "orv/platform/files.h"
+#include "platform/files.h"
 #include "tests/fixtures.h"
 
 namespace {

@@ -7,11 +7,11 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "orv/logging/log_file.h"
-#include "orv/platform/files.h"
+#include "base/utf8.h"
+#include "logging/log_file.h"
 #include "orv/platform/registry.h"
-#include "orv/text/utf8.h"
 #include "orv/xml/markup.h"
+#include "platform/files.h"
 #include "tests/fixtures.h"
 
 namespace {

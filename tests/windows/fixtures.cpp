@@ -7,8 +7,8 @@
 
 #include <string>
 
+#include "base/utf8.h"
 #include "orv/platform/spooler.h"
-#include "orv/text/utf8.h"
 #include "tests/guarded.h"
 
 namespace orv::test {

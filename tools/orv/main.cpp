@@ -1,13 +1,13 @@
-#include "tools/orv/commands.h"
+#include "tools/orv/common/commands.h"
 
 #include <iostream>
 
-#include "orv/platform/console.h"
 #include "orv/version.h"
-#include "tools/orv/mistakes.h"
-#include "tools/orv/option_help.h"
-#include "tools/orv/outcome.h"
-#include "tools/orv/output.h"
+#include "platform/console.h"
+#include "tools/orv/common/mistakes.h"
+#include "tools/orv/common/option_help.h"
+#include "tools/orv/common/outcome.h"
+#include "tools/orv/common/output.h"
 
 int main(int argc, char** argv) {
   using namespace orv::tool;

@@ -1,0 +1,141 @@
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <string>
+
+#include "orv/config/config.h"
+#include "orv/config/configs_cache.h"
+#include "orv/logging/logger.h"
+#include "orv/platform/export.h"
+#include "orv/platform/types.h"
+#include "orv/xml/markup.h"
+
+/// Loads printer configuration files. Functions that return a text return an error message, empty
+/// on success; the first message ends the load. Any thread may load; the cache sees to its own
+/// lock. A null logger is allowed everywhere. Nothing is thrown but the failure to allocate memory,
+/// which leaves no record anywhere.
+class ORV_EXPORT CConfigParser {
+ public:
+  /// Loads the file at `path` into `*config`, which is null after a failure. With a cache the
+  /// record belongs to the cache, and a path that it holds is answered without a look at the file;
+  /// without one the caller deletes it. A digest that does not match is logged, never refused.
+  static bool Load(const std::wstring& path, Config** config, ConfigsCache* cache,
+                   CLoggerClient* logger);
+  /// Loads the file of a printer: the one named after its driver in the folder of the logger
+  /// client's module.
+  static bool Load(HANDLE printer, Config** config, ConfigsCache* cache, CLoggerClient* logger);
+
+  /// The names that the spooler gives a printer, into a buffer of `bufferChars` characters: cut to
+  /// fit, always terminated. False only for an invalid handle; a name that cannot be read is empty.
+  static bool GetPrinterName(HANDLE printer, wchar_t* buffer, int bufferChars,
+                             CLoggerClient* logger);
+  static bool GetPrinterDriverName(HANDLE printer, wchar_t* buffer, int bufferChars,
+                                   CLoggerClient* logger);
+  /// The name, without folder, of the configuration file for a printer's driver.
+  static bool GetConfigXmlFilenameForPrinter(HANDLE printer, wchar_t* buffer, int bufferChars,
+                                             CLoggerClient* logger);
+
+  /// Reads a whole document from its top level.
+  static CString Parse(CMarkup& xml, Config& config, CLoggerClient* logger);
+  /// Reads what a file of this version holds besides its file information: a version of 13 or above
+  /// has nothing more that is read.
+  static CString Parse(int version, CMarkup& xml, Config& config, CLoggerClient* logger);
+
+  /// The readers of the sections. Each is called with the document inside the section's element.
+  /// `ParseFileInfo` leaves its last argument alone.
+  static CString ParseFileInfo(CMarkup& xml, FileInfo& info, CLoggerClient* logger,
+                               Characteristics& characteristics);
+  static CString ParseDevice(CMarkup& xml, Device& device, CLoggerClient* logger);
+  static CString ParseDeviceModel(CMarkup& xml, Model& model, CLoggerClient* logger);
+  static CString ParseDeviceLabel(CMarkup& xml, Label& label, CLoggerClient* logger);
+  static CString ParseDeviceGeneralSettings(CMarkup& xml, GeneralSettings& settings,
+                                            CLoggerClient* logger);
+  static CString ParseDevicePrintModes(CMarkup& xml, PrintModes& modes, CLoggerClient* logger);
+  static CString ParseDeviceGlobalOffsetY(CMarkup& xml, GlobalOffsetY& offset,
+                                          CLoggerClient* logger);
+  static CString ParseDeviceHeadsOffsetX(CMarkup& xml, HeadsOffsetX& offset, CLoggerClient* logger);
+  static CString ParseDeviceDarkness(CMarkup& xml, Darkness& darkness, CLoggerClient* logger);
+  static CString ParseDevicePrintSpeeds(CMarkup& xml, PrintSpeeds& speeds, CLoggerClient* logger);
+  static CString ParseDeviceSensorTypes(CMarkup& xml, SensorTypes& sensors, CLoggerClient* logger);
+  static CString ParseDeviceCharacteristics(CMarkup& xml, Characteristics& characteristics,
+                                            CLoggerClient* logger);
+
+  /// Reads every option family into its member of `device`, chosen by the family's identifier.
+  static CString ParseDeviceOptionFamilies(CMarkup& markup, Device& device, CLoggerClient* client);
+  /// Reads a family's properties; the document (a copy) is inside `properties`. What the file does
+  /// not say stays as it was.
+  static CString ParseDeviceOptionFamilyProperties(CMarkup markup, int& optionFamilyId,
+                                                   CString& optionFamilyType,
+                                                   CString& optionFamilyName,
+                                                   CString& optionFamilyImageFile,
+                                                   CLoggerClient* client);
+  static CString ParseDeviceOptionFamilyApplicatorOptions(CMarkup& markup,
+                                                          OptionFamily<Applicator>& family,
+                                                          CLoggerClient* client);
+  static CString ParseDeviceOptionFamilyBarcodeVerifierOptions(
+      CMarkup& markup, OptionFamily<BarcodeVerifier>& family, CLoggerClient* client);
+  static CString ParseDeviceOptionFamilyBarcodeVerifierWithPeelOptions(
+      CMarkup& markup, OptionFamily<BarcodeVerifierWithPeel>& family, CLoggerClient* client);
+  static CString ParseDeviceOptionFamilyBeltApplicatorOptions(CMarkup& markup,
+                                                              OptionFamily<BeltApplicator>& family,
+                                                              CLoggerClient* client);
+  static CString ParseDeviceOptionFamilyCutterOptions(CMarkup& markup, OptionFamily<Cutter>& family,
+                                                      CLoggerClient* client);
+  static CString ParseDeviceOptionFamilyDispensingModuleOptions(
+      CMarkup& markup, OptionFamily<DispensingModule>& family, CLoggerClient* client);
+  static CString ParseDeviceOptionFamilyIoModuleOptions(CMarkup& markup,
+                                                        OptionFamily<IoModule>& family,
+                                                        CLoggerClient* client);
+  static CString ParseDeviceOptionFamilyPauseAdapterOptions(CMarkup& markup,
+                                                            OptionFamily<PauseAdapter>& family,
+                                                            CLoggerClient* client);
+  static CString ParseDeviceOptionFamilyPeelOffOptions(CMarkup& markup,
+                                                       OptionFamily<PeelOff>& family,
+                                                       CLoggerClient* client);
+  static CString ParseDeviceOptionFamilyPerforatorOptions(CMarkup& markup,
+                                                          OptionFamily<Perforator>& family,
+                                                          CLoggerClient* client);
+  static CString ParseDeviceOptionFamilyRewinderOptions(CMarkup& markup,
+                                                        OptionFamily<Rewinder>& family,
+                                                        CLoggerClient* client);
+  static CString ParseDeviceOptionFamilyRibbonSaverOptions(CMarkup& markup,
+                                                           OptionFamily<RibbonSaver>& family,
+                                                           CLoggerClient* client);
+  static CString ParseDeviceOptionFamilyTearOffOptions(CMarkup& markup,
+                                                       OptionFamily<TearOff>& family,
+                                                       CLoggerClient* client);
+  static CString ParseDeviceOptionFamilyTubeApplicatorOptions(CMarkup& markup,
+                                                              OptionFamily<TubeApplicator>& family,
+                                                              CLoggerClient* client);
+  static CString ParseDeviceOptionFamilyWrappingApplicatorOptions(
+      CMarkup& markup, OptionFamily<WrappingApplicator>& family, CLoggerClient* client);
+
+  /// Expands a range into the list of its values, appended to `values` in ascending order, and
+  /// checks that the step reaches the maximum exactly, that the default is one of at most 1000
+  /// values, and that there is a value at all. After a failure the list keeps what was generated.
+  static CString GenerateListValues(int min, int max, int step, int defaultValue,
+                                    std::list<int>& values);
+
+  /// The conversions of property texts; `src/config/values.h` describes them.
+  static int ConvertToInt(const CString& text);
+  static int ConvertToBool(const CString& text);
+  static std::int64_t ConvertToDateTime(const CString& text);
+
+  /// Short cuts to what callers ask of a loaded record. None checks for a null record.
+  static bool isPrinterTwoColor(Config* const config);
+  static bool isPrinterDoubleSided(Config* const config);
+  /// The board's name, inside the record.
+  static const wchar_t* GetPrinterBoardName(Config* const config);
+  /// The widest label, in micrometres.
+  static int GetMaxWidthInMicroMeter(Config* const config);
+};
+
+namespace orv {
+
+/// The digest that belongs into a configuration file: of a fixed salt and the text in which every
+/// occurrence of `digest`, the value that the file states, is replaced by "{{sha256}}". 64
+/// lower-case hexadecimal digits; empty when it cannot be computed.
+ORV_EXPORT CString ConfigDigest(const CString& text, const CString& digest);
+
+}  // namespace orv

@@ -1,7 +1,0 @@
-#include "orv/imaging/vector_kernels.h"
-
-namespace orv {
-
-const ImagingKernels kAvx2Kernels = kVectorKernels;
-
-}  // namespace orv

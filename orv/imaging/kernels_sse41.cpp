@@ -1,7 +1,0 @@
-#include "orv/imaging/vector_kernels.h"
-
-namespace orv {
-
-const ImagingKernels kSse41Kernels = kVectorKernels;
-
-}  // namespace orv

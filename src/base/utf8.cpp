@@ -1,0 +1,311 @@
+#include "base/utf8.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#include "base/narrow.h"
+#include "base/utf8_blocks.h"
+
+namespace orv {
+namespace {
+
+constexpr char32_t kReplacement = 0xFFFD;
+constexpr char kReplacementUtf8[] = "\xEF\xBF\xBD";
+
+/// What may follow a lead byte: the number of continuation bytes, and the range of the first of
+/// them, which excludes overlong forms, surrogates and code points above U+10FFFF (the Unicode
+/// Standard, table 3-7). A length of 0 marks a byte that leads nothing.
+struct Lead {
+  std::uint8_t first;
+  std::uint8_t last;
+  std::uint8_t length;
+  std::uint8_t low;
+  std::uint8_t high;
+};
+constexpr Lead kLeads[] = {
+    {0xC2, 0xDF, 1, 0x80, 0xBF}, {0xE0, 0xE0, 2, 0xA0, 0xBF}, {0xE1, 0xEC, 2, 0x80, 0xBF},
+    {0xED, 0xED, 2, 0x80, 0x9F}, {0xEE, 0xEF, 2, 0x80, 0xBF}, {0xF0, 0xF0, 3, 0x90, 0xBF},
+    {0xF1, 0xF3, 3, 0x80, 0xBF}, {0xF4, 0xF4, 3, 0x80, 0x8F},
+};
+constexpr auto kLeadOf = [] {
+  std::array<Lead, 256> table{};
+  for (const Lead& lead : kLeads) {
+    for (unsigned byte = lead.first; byte <= lead.last; ++byte) table[byte] = lead;
+  }
+  return table;
+}();
+
+// Text is converted into a buffer that stays in the processor's cache and handed on in runs, so
+// that no unit of the result is written beyond its end or zeroed before.
+
+/// Units of a run, and how many more a run has room for until it is full.
+constexpr std::size_t kRun = 4096;
+constexpr std::size_t kRoom = 100;
+
+constexpr std::ptrdiff_t kAsciiBlock = 32;
+/// The bits that bytes of ASCII do not have.
+constexpr std::uint64_t kNotAscii = 0x8080808080808080;
+
+bool IsAscii(const char* block) {
+  std::uint64_t words[kAsciiBlock / 8];
+  std::memcpy(words, block, kAsciiBlock);
+  return ((words[0] | words[1] | words[2] | words[3]) & kNotAscii) == 0;
+}
+
+template <std::size_t kCount, typename Source, typename Unit>
+inline void CopyUnits(const Source* __restrict source, Unit* __restrict target) {
+  using Value = std::make_unsigned_t<Source>;
+  for (std::size_t i = 0; i < kCount; ++i) {
+    target[i] = static_cast<Unit>(static_cast<Value>(source[i]));
+  }
+}
+
+/// Writes a block of units as bytes; false when they are not all ASCII, and the bytes mean nothing.
+inline bool CopyAscii(const wchar_t* block, char* target) {
+#if defined(__SSE2__)
+  const auto* units = reinterpret_cast<const __m128i*>(block);
+  constexpr std::size_t kLoads = kAsciiBlock * sizeof(wchar_t) / sizeof(__m128i);
+  __m128i bits = _mm_setzero_si128();
+  for (std::size_t i = 0; i < kLoads; ++i) bits = _mm_or_si128(bits, _mm_loadu_si128(units + i));
+  auto* bytes = reinterpret_cast<__m128i*>(target);
+  _mm_storeu_si128(bytes, NarrowUnits(block));
+  _mm_storeu_si128(bytes + 1, NarrowUnits(block + 16));
+  const __m128i beyond = sizeof(wchar_t) == 2 ? _mm_set1_epi16(~0x7F) : _mm_set1_epi32(~0x7F);
+  const __m128i isAscii = _mm_cmpeq_epi8(_mm_and_si128(bits, beyond), _mm_setzero_si128());
+  return _mm_movemask_epi8(isAscii) == 0xFFFF;
+#else
+  // Summing the bits keeps the loop free of branches, so that it is done in vectors.
+  std::uint32_t bits = 0;
+  for (std::ptrdiff_t i = 0; i < kAsciiBlock; ++i) bits |= static_cast<std::uint32_t>(block[i]);
+  CopyUnits<kAsciiBlock>(block, target);
+  return bits < 0x80;
+#endif
+}
+
+/// The character of more than one byte, or the maximal ill-formed piece, that begins at `start`.
+inline Utf8Character DecodeMultiByte(const char* start, const char* end) {
+  const auto byte = static_cast<std::uint8_t>(*start);
+  const Lead& lead = kLeadOf[byte];
+  // The bits of the lead byte below its length marker.
+  char32_t code = byte & (0x3Fu >> lead.length);
+  std::uint8_t low = lead.low;
+  std::uint8_t high = lead.high;
+  const char* at = start + 1;
+  for (unsigned missing = lead.length; missing > 0; --missing, ++at) {
+    const auto next = at != end ? static_cast<std::uint8_t>(*at) : std::uint8_t{0};
+    if (next < low || next > high) return {kReplacement, static_cast<std::size_t>(at - start)};
+    code = (code << 6) | (next & 0x3Fu);
+    low = 0x80;
+    high = 0xBF;
+  }
+  if (lead.length == 0) code = kReplacement;
+  return {code, static_cast<std::size_t>(at - start)};
+}
+
+/// Writes a character as one unit or two; returns where the next one goes.
+inline wchar_t* PutWide(char32_t code, wchar_t* out) {
+  if (code < 0x10000) {
+    *out++ = static_cast<wchar_t>(code);
+  } else {
+    *out++ = static_cast<wchar_t>(0xD800 + ((code - 0x10000) >> 10));
+    *out++ = static_cast<wchar_t>(0xDC00 + ((code - 0x10000) & 0x3FF));
+  }
+  return out;
+}
+
+/// Converts the characters beyond ASCII that stand at `*at` one after another, up to `end` or a
+/// full run; returns where the next unit goes.
+inline wchar_t* DecodeBeyondAscii(const char** at, const char* end, wchar_t* out,
+                                  const wchar_t* full) {
+  const char* next = *at;
+  do {
+    // The well-formed ones are told by the fixed bits of all their bytes at once.
+    if (end - next >= 4) {
+      std::uint32_t four;
+      std::memcpy(&four, next, 4);
+      if ((four & 0xC0E0) == 0x80C0 && (four & 0x1E) != 0) {
+        *out++ = static_cast<wchar_t>((four & 0x1F) << 6 | (four >> 8 & 0x3F));
+        next += 2;
+        continue;
+      }
+      if ((four & 0xC0C0F0) == 0x8080E0) {
+        const char32_t code = (four & 0x0F) << 12 | (four >> 2 & 0xFC0) | (four >> 16 & 0x3F);
+        if (code >= 0x800 && (code < 0xD800 || code >= 0xE000)) {
+          *out++ = static_cast<wchar_t>(code);
+          next += 3;
+          continue;
+        }
+      }
+      if ((four & 0xC0C0C0F8) == 0x808080F0) {
+        const char32_t code = (four & 0x07) << 18 | (four << 4 & 0x3F000) | (four >> 10 & 0xFC0) |
+                              (four >> 24 & 0x3F);
+        if (code >= 0x10000 && code <= 0x10FFFF) {
+          out = PutWide(code, out);
+          next += 4;
+          continue;
+        }
+      }
+    }
+    const Utf8Character character = DecodeMultiByte(next, end);
+    next += character.length;
+    out = PutWide(character.code, out);
+  } while (next != end && static_cast<std::uint8_t>(*next) >= 0x80 && out < full);
+  *at = next;
+  return out;
+}
+
+/// Hands the wide text that bytes stand for to `take`, a run at a time.
+template <class Take>
+void DecodeRuns(std::string_view bytes, Take take) {
+  static_assert(std::endian::native == std::endian::little);
+  const Utf8BlockDecoder decodeBlocks = Utf8BlockDecoderFor(ActiveCpuLevel());
+  wchar_t run[kRun];
+  const wchar_t* const full = run + kRun - kRoom;
+  const char* at = bytes.data();
+  const char* const end = at + bytes.size();
+  while (at != end) {
+    wchar_t* out = run;
+    while (at != end && out <= full) {
+      // The ASCII in front of the next other character is copied with what follows it.
+      if (end - at >= 16) {
+        std::uint64_t words[2];
+        std::memcpy(words, at, 16);
+        CopyUnits<16>(at, out);
+        const std::uint64_t low = words[0] & kNotAscii;
+        const std::uint64_t high = words[1] & kNotAscii;
+        const int ascii = low != 0 ? std::countr_zero(low) / 8 : 8 + std::countr_zero(high) / 8;
+        at += ascii;
+        out += ascii;
+        if (ascii == 16) {
+          while (end - at >= kAsciiBlock && out <= full && IsAscii(at)) {
+            CopyUnits<kAsciiBlock>(at, out);
+            at += kAsciiBlock;
+            out += kAsciiBlock;
+          }
+          continue;
+        }
+      } else if (static_cast<std::uint8_t>(*at) < 0x80) {
+        *out++ = *at++;
+        continue;
+      }
+      decodeBlocks(&at, end, &out, full);
+      // What the blocks leave: the rare character and the end of the text.
+      if (at != end && static_cast<std::uint8_t>(*at) >= 0x80 && out <= full) {
+        out = DecodeBeyondAscii(&at, end, out, full);
+      }
+    }
+    take(run, static_cast<std::size_t>(out - run));
+  }
+}
+
+/// Hands the UTF-8 of a text to `take`, a run at a time; no run ends within a character.
+template <class Take>
+void EncodeRuns(std::wstring_view text, Take take) {
+  const Utf8BlockEncoder encodeBlocks = Utf8BlockEncoderFor(ActiveCpuLevel());
+  char run[kRun];
+  const char* const full = run + kRun - kRoom;
+  const wchar_t* at = text.data();
+  const wchar_t* const end = at + text.size();
+  while (at != end) {
+    char* out = run;
+    while (at != end && out <= full) {
+      if (end - at >= kAsciiBlock && CopyAscii(at, out)) {
+        at += kAsciiBlock;
+        out += kAsciiBlock;
+        continue;
+      }
+      const char* const before = out;
+      encodeBlocks(&at, end, &out, full);
+      if (out != before) continue;
+      // A few units one by one before the next look for a plain block.
+      constexpr std::ptrdiff_t kFew = 24;
+      for (const wchar_t* const few = at + std::min(kFew, end - at);
+           at < few;) {  // at most 76 bytes
+        auto code = static_cast<char32_t>(*at++);
+        if (code < 0x80) {
+          *out++ = static_cast<char>(code);
+        } else if (code < 0x800) {
+          out[0] = static_cast<char>(0xC0 | code >> 6);
+          out[1] = static_cast<char>(0x80 | (code & 0x3F));
+          out += 2;
+        } else if (code < 0xD800 || code - 0xE000 < 0x2000) {
+          out[0] = static_cast<char>(0xE0 | code >> 12);
+          out[1] = static_cast<char>(0x80 | (code >> 6 & 0x3F));
+          out[2] = static_cast<char>(0x80 | (code & 0x3F));
+          out += 3;
+        } else if (code < 0xDC00 && at != end && *at >= 0xDC00 && *at < 0xE000) {
+          code = 0x10000 + ((code - 0xD800) << 10) + (static_cast<char32_t>(*at++) - 0xDC00);
+          out[0] = static_cast<char>(0xF0 | code >> 18);
+          out[1] = static_cast<char>(0x80 | (code >> 12 & 0x3F));
+          out[2] = static_cast<char>(0x80 | (code >> 6 & 0x3F));
+          out[3] = static_cast<char>(0x80 | (code & 0x3F));
+          out += 4;
+        } else {
+          // An unpaired surrogate, or no unit at all.
+          out = std::copy_n(kReplacementUtf8, 3, out);
+        }
+      }
+    }
+    take(run, static_cast<std::size_t>(out - run));
+  }
+}
+
+}  // namespace
+
+Utf8Character DecodeUtf8Character(std::string_view bytes) {
+  const auto first = static_cast<std::uint8_t>(bytes[0]);
+  if (first < 0x80) return {first, 1};
+  return DecodeMultiByte(bytes.data(), bytes.data() + bytes.size());
+}
+
+std::wstring Utf8ToWide(std::string_view bytes) {
+  std::wstring text;
+  text.reserve(bytes.size());
+  DecodeRuns(bytes, [&text](const wchar_t* run, std::size_t count) { text.append(run, count); });
+  return text;
+}
+
+std::size_t Utf8ToWide(std::string_view bytes, wchar_t* target) {
+  std::size_t total = 0;
+  DecodeRuns(bytes, [&](const wchar_t* run, std::size_t count) {
+    if (target != nullptr) std::copy_n(run, count, target + total);
+    total += count;
+  });
+  return total;
+}
+
+std::string WideToUtf8(std::wstring_view text) {
+  std::string bytes;
+  bytes.reserve(text.size());
+  AppendUtf8(text, &bytes);
+  return bytes;
+}
+
+void AppendUtf8(std::wstring_view text, std::string* bytes) {
+  EncodeRuns(text, [bytes](const char* run, std::size_t count) { bytes->append(run, count); });
+}
+
+std::size_t WideToUtf8(std::wstring_view text, char* target, std::size_t room) {
+  std::size_t total = 0;
+  bool isFull = false;
+  EncodeRuns(text, [&](const char* run, std::size_t count) {
+    if (isFull) return;
+    if (target != nullptr) {
+      if (count > room - total) {
+        isFull = true;
+        count = room - total;
+        // Cut before a character rather than in it.
+        while (count > 0 && (run[count] & 0xC0) == 0x80) --count;
+      }
+      std::copy_n(run, count, target + total);
+    }
+    total += count;
+  });
+  return total;
+}
+
+}  // namespace orv

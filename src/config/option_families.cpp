@@ -1,0 +1,185 @@
+#include <utility>
+
+#include "config/properties.h"
+#include "config/property_tables.h"
+#include "orv/config/config_parser.h"
+#include "xml/markup_reader.h"
+
+/// Option families: one reader for the options of every kind, driven by the kind's table of keys.
+
+using orv::IntoChild;
+using orv::MissingElement;
+
+namespace {
+
+/// Logs a warning that names the family by its type text.
+template <typename Kind, typename... Arguments>
+void Warn(CLoggerClient* client, const OptionFamily<Kind>& family, const wchar_t* format,
+          const Arguments&... arguments) {
+  orv::LogFormat(eLogLevelWarning, client, nullptr, format, family.optionFamilyType.c_str(),
+                 arguments.c_str()...);
+}
+
+/// Reads what an option has behind its properties. Only the belt applicator has something.
+template <typename Kind>
+CString ReadExtras(const CMarkup&, int, Kind&, CLoggerClient*) {
+  return {};
+}
+
+template <>
+CString ReadExtras(const CMarkup& markup, int properties, BeltApplicator& option,
+                   CLoggerClient* client) {
+  const orv::MarkupReader reader(markup);
+  const int conveyorSpeed = reader.Next(properties, L"conveyorSpeed");
+  if (conveyorSpeed == 0) return MissingElement(L"<conveyorSpeed>");
+  const int speeds = reader.Child(conveyorSpeed, L"properties");
+  if (speeds == 0) return MissingElement(L"<conveyorSpeed><properties>");
+  orv::ForEachProperty(markup, speeds, [&](std::wstring_view name, std::wstring_view value) {
+    if (orv::EqualsIgnoreCase(name, L"conveyorSpeed")) {
+      option.conveyorSpeeds.push_back(orv::ToInt(value));
+    } else {
+      orv::WarnOfUnknownProperty(client, L"<conveyorSpeed><properties>", name, value);
+    }
+  });
+  return {};
+}
+
+/// Reads the options of a family; the document is inside the family. Options are by far the most
+/// that a file has, so they are walked by their records.
+template <typename Kind>
+CString ReadOptions(CMarkup& markup, OptionFamily<Kind>& family, CLoggerClient* client) {
+  constexpr auto& kTable = orv::KindProperties<Kind>::kTable;
+  static_assert(kTable[0].key == L"optionName", "ORV_OPTION comes first");
+  if (!IntoChild(markup, L"options")) {
+    Warn(client, family, L"Option Family '%ls' has no options defined!");
+    return {};
+  }
+  const auto warn = [&family, client](std::wstring_view name, std::wstring_view value) {
+    if (!CLogger::IsEnabled(eLogLevelWarning, nullptr)) return;
+    Warn(client, family, L"Unknown property in Option Family '%ls': %ls = %ls", CString(name),
+         CString(value));
+  };
+  const orv::MarkupReader reader(markup);
+  const int first = reader.Child(reader.Main(), L"option");
+  // Nearly every family stands in one place of its file, and needs room but once.
+  if (family.options.empty()) {
+    std::size_t count = 0;
+    for (int element = first; element != 0; element = reader.Next(element, L"option")) ++count;
+    family.options.reserve(count);
+  }
+  for (int element = first; element != 0; element = reader.Next(element, L"option")) {
+    const int properties = reader.Child(element, L"properties");
+    if (properties == 0) {
+      Warn(client, family, L"Option Family '%ls' has an option without properties!");
+      continue;
+    }
+    Kind option;
+    orv::StoreProperties<Kind>(markup, properties, kTable, option, warn);
+    CString error = ReadExtras(markup, properties, option, client);
+    if (!error.empty()) return error;
+
+    if (option.optionName.empty()) {
+      Warn(client, family, L"Option Family '%ls' has an option without a name. Ignoring it!");
+    } else {
+      family.options.push_back(std::move(option));
+    }
+  }
+  markup.OutOfElem();
+  return {};
+}
+
+/// Reads the properties that the document is inside of.
+void ReadFamilyProperties(CMarkup& markup, orv::FamilyProperties& properties,
+                          CLoggerClient* client) {
+  orv::StoreOrWarn<orv::FamilyProperties>(markup, orv::kFamilyProperties,
+                                          L"<device><optionFamilies><optionFamily><properties>",
+                                          properties, client);
+}
+
+/// Stores a family's properties and reads its options.
+template <typename Kind>
+CString ReadFamily(CMarkup& markup, OptionFamily<Kind>& family,
+                   const orv::FamilyProperties& properties, CLoggerClient* client) {
+  family.optionFamilyId = properties.optionFamilyId;
+  family.optionFamilyType = properties.optionFamilyType;
+  family.optionFamilyName = properties.optionFamilyName;
+  family.optionFamilyImageFile = properties.optionFamilyImageFile;
+  return ReadOptions(markup, family, client);
+}
+
+/// No family has this identifier: a first family that does not say its own is unknown.
+constexpr std::int32_t kNoFamily = 99;
+
+}  // namespace
+
+CString CConfigParser::ParseDeviceOptionFamilies(CMarkup& markup, Device& device,
+                                                 CLoggerClient* client) {
+  // Carried over from family to family: one that does not say its identifier is read under that of
+  // the family before it. Files rely on it.
+  orv::FamilyProperties properties{kNoFamily, {}, {}, {}};
+  while (IntoChild(markup, L"optionFamily")) {
+    if (IntoChild(markup, L"properties")) {
+      ReadFamilyProperties(markup, properties, client);
+      markup.OutOfElem();
+    } else {
+      CLogger::Log(eLogLevelWarning, client,
+                   L"Option Family without <properties> found. Ignoring it!", nullptr);
+    }
+    bool known = false;
+    CString error;
+    orv::ForEachFamily([&](auto family) {
+      if (known || family.id != properties.optionFamilyId) return;
+      known = true;
+      error = ReadFamily(markup, device.*family.member, properties, client);
+    });
+    if (!error.empty()) return error;
+    if (!known) {
+      orv::LogFormat(eLogLevelWarning, client, nullptr,
+                     L"Unknown Option Family Type in "
+                     L"<device><optionFamilies><optionFamily><properties>: %ls",
+                     properties.optionFamilyType.c_str());
+    }
+    markup.OutOfElem();
+  }
+  return {};
+}
+
+CString CConfigParser::ParseDeviceOptionFamilyProperties(CMarkup markup, int& optionFamilyId,
+                                                         CString& optionFamilyType,
+                                                         CString& optionFamilyName,
+                                                         CString& optionFamilyImageFile,
+                                                         CLoggerClient* client) {
+  orv::FamilyProperties properties{optionFamilyId, optionFamilyType, optionFamilyName,
+                                   optionFamilyImageFile};
+  ReadFamilyProperties(markup, properties, client);
+  optionFamilyId = properties.optionFamilyId;
+  optionFamilyType = properties.optionFamilyType;
+  optionFamilyName = properties.optionFamilyName;
+  optionFamilyImageFile = properties.optionFamilyImageFile;
+  return {};
+}
+
+// One entry point a kind, for callers that stand inside a family of that kind.
+#define ORV_OPTIONS(Kind)                                                   \
+  CString CConfigParser::ParseDeviceOptionFamily##Kind##Options(            \
+      CMarkup& markup, OptionFamily<Kind>& family, CLoggerClient* client) { \
+    return ReadOptions(markup, family, client);                             \
+  }
+
+ORV_OPTIONS(Applicator)
+ORV_OPTIONS(BarcodeVerifier)
+ORV_OPTIONS(BarcodeVerifierWithPeel)
+ORV_OPTIONS(BeltApplicator)
+ORV_OPTIONS(Cutter)
+ORV_OPTIONS(DispensingModule)
+ORV_OPTIONS(IoModule)
+ORV_OPTIONS(PauseAdapter)
+ORV_OPTIONS(PeelOff)
+ORV_OPTIONS(Perforator)
+ORV_OPTIONS(Rewinder)
+ORV_OPTIONS(RibbonSaver)
+ORV_OPTIONS(TearOff)
+ORV_OPTIONS(TubeApplicator)
+ORV_OPTIONS(WrappingApplicator)
+
+#undef ORV_OPTIONS

@@ -1,0 +1,231 @@
+#include "orv/crypto/crypto_helper.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <new>
+#include <string_view>
+
+#include "base/utf8.h"
+#include "orv/crypto/encryption_aes.h"
+#include "platform/files.h"
+#include "platform/heap.h"
+
+using orv::HeapBuffer;
+using orv::LogFormat;
+
+namespace {
+
+/// The key text of every protected file: its characters are the key bytes.
+constexpr char kKeyText[] = "A94E27C1B08D4F6E93D5C2E718B04A6F";
+constexpr std::string_view kMarker = "CNF";
+constexpr std::uintmax_t kMaxLoadedSize = 10'000'000;
+constexpr wchar_t kNoLoadBuffer[] = L"Unable to allocate buffer for reading in the file %ls";
+constexpr wchar_t kNoBuffer[] =
+    L"Fatal Error: Unable to allocate buffer for reading the input file!";
+constexpr std::uintmax_t kMaxConvertedSize = std::numeric_limits<DWORD>::max();
+
+CString ToText(const BYTE* bytes, std::size_t size) {
+  return orv::Utf8ToWide({reinterpret_cast<const char*>(bytes), size});
+}
+
+HeapBuffer AllocateFor(std::uintmax_t size) {
+  if (size > kMaxConvertedSize) return nullptr;
+  return HeapBuffer(static_cast<BYTE*>(orv::HeapAllocate(static_cast<std::size_t>(size))));
+}
+
+/// Reads the first `size` bytes of an open file; false when it cannot give as many.
+bool ReadWhole(std::filebuf* file, std::uintmax_t size, BYTE* buffer) {
+  const auto wanted = static_cast<std::streamsize>(size);
+  try {
+    return file->sgetn(reinterpret_cast<char*>(buffer), wanted) == wanted;
+  } catch (const std::ios_base::failure&) {  // what the system could not read
+    return false;
+  }
+}
+
+/// Runs a conversion; one that there is no memory for has failed.
+template <typename Conversion>
+DWORD Converted(CLoggerClient* client, Conversion convert) {
+  try {
+    return convert();
+  } catch (const std::bad_alloc&) {
+    CLogger::Log(eLogLevelError, client, kNoBuffer, nullptr);
+    return 1;
+  }
+}
+
+/// Opens and reads the source of a conversion; null, with the reason logged, on failure.
+HeapBuffer ReadSource(const CString& path, DWORD* length, CLoggerClient* client) {
+  const std::filesystem::path file = orv::ToPath(path);
+  std::filebuf stream;
+  const auto fail = [&] {
+    LogFormat(eLogLevelError, client, nullptr, L"Unable to open the source file %ls\r\n",
+              path.c_str());
+    return HeapBuffer();
+  };
+  if (stream.open(file, std::ios::in | std::ios::out | std::ios::binary) == nullptr) return fail();
+  const std::uintmax_t size = std::filesystem::file_size(file);
+  HeapBuffer buffer = AllocateFor(size);
+  if (buffer == nullptr) {
+    CLogger::Log(eLogLevelError, client, kNoBuffer, nullptr);
+    return nullptr;
+  }
+  // A target that held only a part of the source would take the place of a good one.
+  if (!ReadWhole(&stream, size, buffer.get())) return fail();
+  *length = static_cast<DWORD>(size);
+  return buffer;
+}
+
+/// Puts bytes into the place of the target.
+DWORD WriteTarget(const CString& path, const BYTE* bytes, DWORD length, CLoggerClient* client) {
+  const std::filesystem::path file = orv::ToPath(path);
+  std::error_code ignored;
+  std::filesystem::remove(file, ignored);
+  orv::ExclusiveFile target;
+  if (!target.Open(file)) {
+    LogFormat(eLogLevelError, client, nullptr, L"Fatal Error: Unable to create target file %ls\r\n",
+              path.c_str());
+    return 1;
+  }
+  target.Write(bytes, length);  // not examined: callers rely on 0 once the target was opened
+  return 0;
+}
+
+bool IsProtected(const BYTE* bytes, DWORD length) {
+  return std::string_view(reinterpret_cast<const char*>(bytes), length).starts_with(kMarker);
+}
+
+CString LoadText(const CString& path, CLoggerClient* client) {
+  const auto fail = [&](const wchar_t* format) {
+    LogFormat(eLogLevelError, client, nullptr, format, path.c_str());
+    return CString();
+  };
+
+  const std::filesystem::path file = orv::ToPath(path);
+  std::error_code unreadable;
+  if (!std::filesystem::exists(file, unreadable)) return fail(L"The file %ls does not exist");
+  const std::uintmax_t size = std::filesystem::file_size(file);
+  if (size > kMaxLoadedSize) return fail(L"The file %ls is too large");
+
+  std::filebuf stream;
+  stream.pubsetbuf(nullptr, 0);  // one read, straight into the buffer
+  if (stream.open(file, std::ios::in | std::ios::binary) == nullptr) {
+    return fail(L"Unable to open the file %ls");
+  }
+  HeapBuffer buffer = AllocateFor(size);
+  if (buffer == nullptr) return fail(kNoLoadBuffer);
+  if (!ReadWhole(&stream, size, buffer.get())) return fail(L"Unable to open the file %ls");
+  const auto length = static_cast<DWORD>(size);
+
+  if (!IsProtected(buffer.get(), length)) {
+    CString text = ToText(buffer.get(), length);
+    if (text.empty()) {
+      return fail(L"Unable to convert unencrypted file content to UTF-8 for file %ls");
+    }
+    return text;
+  }
+
+  CEncryptionAES cipher(kKeyText, CStringA(kMarker));
+  if (cipher.m_nErrorCode != 0) {
+    LogFormat(eLogLevelError, client, nullptr,
+              L"Error in CEncryptionAES initialization for file %ls. Error code = %d", path.c_str(),
+              cipher.m_nErrorCode);
+    return {};
+  }
+  DWORD plainLength = 0;
+  DWORD code = 0;
+  const HeapBuffer plain(cipher.DecryptAsBytes(buffer.get(), length, &plainLength, &code));
+  buffer.reset();  // before the text, which is the largest part, needs memory
+  if (plain == nullptr) {
+    LogFormat(eLogLevelError, client, nullptr,
+              L"Error in CEncryptionAES::DecryptAsBytes for file %ls. Error code = %d",
+              path.c_str(), code);
+    return {};
+  }
+  CString text = ToText(plain.get(), plainLength);
+  if (text.empty()) return fail(L"Unable to convert decrypted file content to UTF-8 for file %ls");
+  return text;
+}
+
+DWORD Encrypt(const CString& sourcePath, const CString& targetPath, CLoggerClient* client) {
+  DWORD length = 0;
+  HeapBuffer source = ReadSource(sourcePath, &length, client);
+  if (source == nullptr) return 1;
+  CEncryptionAES cipher(kKeyText, CStringA(kMarker));
+  DWORD protectedLength = 0;
+  const HeapBuffer result(cipher.EncryptAsBytes(source.get(), length, &protectedLength));
+  source.reset();
+  if (result == nullptr) {
+    LogFormat(eLogLevelError, client, nullptr,
+              L"Error %d while encrypting the content of file %ls\r\n", cipher.m_nErrorCode,
+              sourcePath.c_str());
+    return 1;
+  }
+  return WriteTarget(targetPath, result.get(), protectedLength, client);
+}
+
+DWORD Decrypt(const CString& sourcePath, const CString& targetPath, CLoggerClient* client) {
+  DWORD length = 0;
+  HeapBuffer source = ReadSource(sourcePath, &length, client);
+  if (source == nullptr) return 1;
+  CEncryptionAES cipher(kKeyText, CStringA(kMarker));
+  DWORD plainLength = 0;
+  DWORD code = 0;
+  const HeapBuffer plain(cipher.DecryptAsBytes(source.get(), length, &plainLength, &code));
+  source.reset();
+  if (plain == nullptr) {
+    LogFormat(eLogLevelError, client, nullptr,
+              L"Error %d while decrypting the content of file %ls\r\n", code, sourcePath.c_str());
+    return 1;
+  }
+  return WriteTarget(targetPath, plain.get(), plainLength, client);
+}
+
+}  // namespace
+
+CString CCryptoHelper::LoadFileUTF8(const CString& path, CLoggerClient* client) {
+  LogFormat(eLogLevelTrace, client, nullptr, L"Loading file %ls", path.c_str());
+  try {
+    return LoadText(path, client);
+  } catch (const std::bad_alloc&) {
+    LogFormat(eLogLevelError, client, nullptr, kNoLoadBuffer, path.c_str());
+    return {};
+  }
+}
+
+DWORD CCryptoHelper::AesEncryptFile(const CString& sourcePath, const CString& targetPath,
+                                    CLoggerClient* client) {
+  return Converted(client, [&] { return Encrypt(sourcePath, targetPath, client); });
+}
+
+DWORD CCryptoHelper::AesDecryptFile(const CString& sourcePath, const CString& targetPath,
+                                    CLoggerClient* client) {
+  return Converted(client, [&] { return Decrypt(sourcePath, targetPath, client); });
+}
+
+namespace orv {
+
+std::optional<std::string> ProtectBytes(std::string_view plain) {
+  if (plain.size() > kMaxConvertedSize) return std::nullopt;
+  CEncryptionAES cipher(kKeyText, CStringA(kMarker));
+  DWORD length = 0;
+  const HeapBuffer result(cipher.EncryptAsBytes(reinterpret_cast<const BYTE*>(plain.data()),
+                                                static_cast<DWORD>(plain.size()), &length));
+  if (result == nullptr) return std::nullopt;
+  return std::string(reinterpret_cast<const char*>(result.get()), length);
+}
+
+std::optional<std::string> UnprotectBytes(std::string_view bytes) {
+  if (bytes.size() > kMaxConvertedSize) return std::nullopt;
+  CEncryptionAES cipher(kKeyText, CStringA(kMarker));
+  DWORD length = 0;
+  DWORD code = 0;
+  const HeapBuffer plain(cipher.DecryptAsBytes(reinterpret_cast<const BYTE*>(bytes.data()),
+                                               static_cast<DWORD>(bytes.size()), &length, &code));
+  if (plain == nullptr) return std::nullopt;
+  return std::string(reinterpret_cast<const char*>(plain.get()), length);
+}
+
+}  // namespace orv

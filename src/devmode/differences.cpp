@@ -1,0 +1,172 @@
+#include "devmode/differences.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <type_traits>
+
+namespace orv {
+namespace {
+
+/// The flags of `dmFields` from the lowest bit up.
+constexpr const wchar_t* kFieldFlags[] = {
+    L"DM_ORIENTATION",
+    L"DM_PAPERSIZE",
+    L"DM_PAPERLENGTH",
+    L"DM_PAPERWIDTH",
+    L"DM_SCALE",
+    L"DM_POSITION",
+    L"DM_NUP",
+    L"DM_DISPLAYORIENTATION",
+    L"DM_COPIES",
+    L"DM_DEFAULTSOURCE",
+    L"DM_PRINTQUALITY",
+    L"DM_COLOR",
+    L"DM_DUPLEX",
+    L"DM_YRESOLUTION",
+    L"DM_TTOPTION",
+    L"DM_COLLATE",
+    L"DM_FORMNAME",
+    L"DM_LOGPIXELS",
+    L"DM_BITSPERPEL",
+    L"DM_PELSWIDTH",
+    L"DM_PELSHEIGHT",
+    L"DM_DISPLAYFLAGS",
+    L"DM_DISPLAYFREQUENCY",
+    L"DM_ICMMETHOD",
+    L"DM_ICMINTENT",
+    L"DM_MEDIATYPE",
+    L"DM_DITHERTYPE",
+    L"DM_PANNINGWIDTH",
+    L"DM_PANNINGHEIGHT",
+};
+
+enum class Kind { kName, kFlags, kSigned16, kUnsigned16, kNumber32 };
+
+template <typename T>
+constexpr Kind KindOf() {
+  if constexpr (std::is_array_v<T>) return Kind::kName;
+  if constexpr (sizeof(T) == sizeof(DWORD)) return Kind::kNumber32;
+  return std::is_signed_v<T> ? Kind::kSigned16 : Kind::kUnsigned16;
+}
+
+struct PublicField {
+  const wchar_t* name;
+  std::size_t offset;
+  std::size_t width;
+  Kind kind;
+};
+
+#define FIELD(member)                                                  \
+  PublicField {                                                        \
+    L"" #member, offsetof(DEVMODEW, member), sizeof(DEVMODEW::member), \
+        KindOf<decltype(DEVMODEW::member)>()                           \
+  }
+
+constexpr PublicField kFields[] = {
+    FIELD(dmDeviceName),
+    FIELD(dmSpecVersion),
+    FIELD(dmDriverVersion),
+    FIELD(dmSize),
+    FIELD(dmDriverExtra),
+    {L"dmFields", offsetof(DEVMODEW, dmFields), sizeof(DEVMODEW::dmFields), Kind::kFlags},
+    FIELD(dmOrientation),
+    FIELD(dmPaperSize),
+    FIELD(dmPaperLength),
+    FIELD(dmPaperWidth),
+    FIELD(dmScale),
+    FIELD(dmCopies),
+    FIELD(dmDefaultSource),
+    FIELD(dmPrintQuality),
+    FIELD(dmColor),
+    FIELD(dmDuplex),
+    FIELD(dmYResolution),
+    FIELD(dmTTOption),
+    FIELD(dmCollate),
+    FIELD(dmFormName),
+    FIELD(dmLogPixels),
+    FIELD(dmBitsPerPel),
+    FIELD(dmPelsWidth),
+    FIELD(dmPelsHeight),
+    FIELD(dmNup),
+    FIELD(dmICMMethod),
+    FIELD(dmICMIntent),
+    FIELD(dmMediaType),
+    FIELD(dmDitherType),
+    FIELD(dmPanningWidth),
+    FIELD(dmPanningHeight),
+};
+
+/// A name up to its terminator, or the whole field when it has none.
+std::wstring NameAt(const std::uint8_t* bytes, std::size_t width) {
+  std::wstring name;
+  for (std::size_t at = 0; at < width; at += sizeof(WCHAR)) {
+    WCHAR unit = 0;
+    std::memcpy(&unit, bytes + at, sizeof(unit));
+    if (unit == 0) break;
+    name += static_cast<wchar_t>(unit);
+  }
+  return name;
+}
+
+template <typename T>
+T NumberAt(const std::uint8_t* bytes) {
+  T number;
+  std::memcpy(&number, bytes, sizeof(number));
+  return number;
+}
+
+std::wstring FlagNames(DWORD flags) {
+  std::wstring names;
+  for (std::size_t bit = 0; bit < std::size(kFieldFlags); ++bit) {
+    if ((flags >> bit & 1) == 0) continue;
+    if (!names.empty()) names += L',';
+    names += kFieldFlags[bit];
+  }
+  return names;
+}
+
+/// A field's value as the log shows it; of `dmFields` only the flags that the other record lacks.
+std::wstring ValueText(const PublicField& field, const std::uint8_t* own,
+                       const std::uint8_t* other) {
+  switch (field.kind) {
+    case Kind::kName:
+      return NameAt(own, field.width);
+    case Kind::kFlags:
+      return FlagNames(NumberAt<DWORD>(own) & ~NumberAt<DWORD>(other));
+    case Kind::kSigned16:
+      return std::to_wstring(NumberAt<std::int16_t>(own));
+    case Kind::kUnsigned16:
+      return std::to_wstring(NumberAt<std::uint16_t>(own));
+    case Kind::kNumber32:
+      return std::to_wstring(NumberAt<std::int32_t>(own));
+  }
+  return {};
+}
+
+bool IsSame(const PublicField& field, const std::uint8_t* a, const std::uint8_t* b) {
+  // Behind a name's terminator anything may stand.
+  return field.kind == Kind::kName ? NameAt(a, field.width) == NameAt(b, field.width)
+                                   : std::memcmp(a, b, field.width) == 0;
+}
+
+}  // namespace
+
+std::wstring DescribeDifferences(const DEVMODEW* a, const DEVMODEW* b) {
+  if (a == b) return L"none (same address)";
+  std::wstring text;
+  if (a != nullptr && b != nullptr) {
+    for (const PublicField& field : kFields) {
+      const auto* own = reinterpret_cast<const std::uint8_t*>(a) + field.offset;
+      const auto* other = reinterpret_cast<const std::uint8_t*>(b) + field.offset;
+      if (IsSame(field, own, other)) continue;
+      text += field.name;
+      text +=
+          L": " + ValueText(field, own, other) + L" <-> " + ValueText(field, other, own) + L", ";
+    }
+  }
+  return text.empty() ? L"none" : text;
+}
+
+}  // namespace orv

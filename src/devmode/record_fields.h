@@ -1,0 +1,116 @@
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "orv/config/config.h"
+#include "orv/devmode/oemdev.h"
+
+/// The private record's format as data: every field once, with its default, its limits and its
+/// fallback, and the order in which the fields are checked. Defaults, validation, the readable
+/// form, the text form and the differences of two records all work from it.
+
+namespace orv {
+
+enum class FieldKind : std::uint8_t {
+  kUnsigned,  ///< a number of `width` bytes
+  kSigned,    ///< as above, below zero too
+  kText,      ///< characters up to a NUL
+  kGuid,
+  kBytes,  ///< carried, without a meaning here
+};
+
+/// A number that a rule names: a constant, or what a configuration says.
+struct RuleNumber {
+  const char* text = nullptr;  ///< as documents show it; null for a constant
+  std::int32_t (*read)(const Config& config) = nullptr;  ///< null for a constant
+  std::int32_t constant = 0;
+
+  std::int32_t In(const Config& config) const { return read != nullptr ? read(config) : constant; }
+};
+
+/// The lists of a configuration that a value may have to be in.
+enum class AllowedList : std::uint8_t { kPrintSpeeds, kSensorTypes, kDarkness };
+
+/// What a field's value has to be, and what takes its place when it is not.
+struct FieldRule {
+  enum Kind : std::uint8_t {
+    kAny,         ///< never checked
+    kRange,       ///< `min` to `max`; compares as the field's kind does
+    kList,        ///< one of `list`
+    kTerminated,  ///< a NUL within the text; the last byte becomes one in any case
+  };
+  Kind kind = kAny;
+  AllowedList list = AllowedList::kPrintSpeeds;
+  RuleNumber min = {};
+  RuleNumber max = {};
+  RuleNumber fallback = {};
+  RuleNumber offered = {nullptr, nullptr, 1};  ///< the rule holds only when this is not 0
+};
+
+struct RecordField {
+  const char* name;
+  std::uint16_t offset;
+  std::uint16_t width;  ///< bytes
+  FieldKind kind;
+  const char* unit;      ///< empty for flags, texts and bytes
+  bool hasDefault;       ///< false: the defaults leave the bytes as they are
+  RuleNumber byDefault;  ///< 0 fills texts, GUIDs and bytes with zeros
+  FieldRule rule;
+  const char* meaning;
+};
+
+/// One step of the validation.
+struct RecordCheck {
+  const char* name;          ///< the field's name in the correction line
+  const RecordField* field;  ///< what is checked and repaired
+  /// Both null: the field's own rule. Else the field and its opposite margin together must not
+  /// exceed the size; the field gives way.
+  const RecordField* opposite = nullptr;
+  const RecordField* size = nullptr;
+};
+
+/// One repair of a record.
+struct Correction {
+  const RecordCheck* check;
+  std::uint32_t before;  ///< bits of the old value; unused for texts
+  std::uint32_t after;
+};
+
+/// Every field in the order of its offset; together they cover the whole record.
+std::span<const RecordField> RecordFields();
+/// The checks in their order, which matters: margins are fitted into the corrected size.
+std::span<const RecordCheck> RecordChecks();
+
+/// Runs all checks on a record and repairs it. Each repair is appended to `corrections`, which may
+/// be null.
+void RepairRecord(const Config& config, tagOEMDEV* record, std::vector<Correction>* corrections);
+
+/// Corrections as the log names them: "Name:old->new " for each number; a text's item has no
+/// trailing blank.
+std::wstring DescribeCorrections(std::span<const Correction> corrections);
+
+/// The values of a configuration's list as the record stores them.
+std::vector<std::int32_t> AllowedValues(const Config& config, AllowedList list);
+
+/// The bits of a number field, widened without a sign.
+inline std::uint32_t FieldBits(const tagOEMDEV& record, const RecordField& field) {
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(&record) + field.offset;
+  // Sizes that the compiler knows: this is what a validation mostly does.
+  if (field.width == sizeof(std::uint16_t)) {
+    std::uint16_t bits;
+    std::memcpy(&bits, bytes, sizeof(bits));
+    return bits;
+  }
+  std::uint32_t bits;
+  std::memcpy(&bits, bytes, sizeof(bits));
+  return bits;
+}
+inline void SetFieldBits(tagOEMDEV* record, const RecordField& field, std::uint32_t bits) {
+  std::memcpy(reinterpret_cast<std::uint8_t*>(record) + field.offset, &bits, field.width);
+}
+
+}  // namespace orv

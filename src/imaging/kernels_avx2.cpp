@@ -1,0 +1,7 @@
+#include "imaging/vector_kernels.h"
+
+namespace orv {
+
+const ImagingKernels kAvx2Kernels = kVectorKernels;
+
+}  // namespace orv

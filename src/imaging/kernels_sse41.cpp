@@ -1,0 +1,7 @@
+#include "imaging/vector_kernels.h"
+
+namespace orv {
+
+const ImagingKernels kSse41Kernels = kVectorKernels;
+
+}  // namespace orv

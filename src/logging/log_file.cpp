@@ -1,0 +1,49 @@
+#include "logging/log_file.h"
+
+#include <mutex>
+
+#include "orv/text/format.h"
+#include "platform/files.h"
+
+namespace orv {
+namespace {
+
+bool IsFolder(const std::wstring& path) {
+  std::error_code error;
+  return !path.empty() && std::filesystem::is_directory(ToPath(path), error);
+}
+
+}  // namespace
+
+std::wstring ChooseLogFolder(const std::wstring& wanted) {
+  if (IsFolder(wanted)) return wanted;
+  if (const std::wstring system = SystemTempFolder(); IsFolder(system)) return system;
+  if (const std::wstring user = UserTempFolder(); IsFolder(user)) return user;
+  return {};
+}
+
+std::wstring LogFilePath(const std::wstring& folder, const LocalTime& day) {
+  return folder + kPathSeparator +
+         Format(L"orv_logfile-%04d-%02d-%02d.log", day.year, day.month, day.day);
+}
+
+std::shared_ptr<const std::filesystem::path> LogFileOf(const LocalTime& day,
+                                                       const std::wstring& wanted) {
+  static std::mutex lock;
+  static std::wstring s_stLogFolder;
+  static LocalTime dayOfPath;
+  static std::shared_ptr<const std::filesystem::path> path;
+  const std::lock_guard guard(lock);
+  if (s_stLogFolder.empty()) s_stLogFolder = ChooseLogFolder(wanted);
+  if (s_stLogFolder.empty()) return nullptr;
+  // Most entries go where the one before went, whose path need not be made again.
+  const bool isSameDay =
+      day.day == dayOfPath.day && day.month == dayOfPath.month && day.year == dayOfPath.year;
+  if (path == nullptr || !isSameDay) {
+    path = std::make_shared<const std::filesystem::path>(ToPath(LogFilePath(s_stLogFolder, day)));
+    dayOfPath = day;
+  }
+  return path;
+}
+
+}  // namespace orv

@@ -1,0 +1,208 @@
+#include "orv/logging/logger.h"
+
+#include <algorithm>
+#include <cwchar>
+#include <exception>
+#include <filesystem>
+#include <limits>
+#include <string>
+
+#include "logging/log_file.h"
+#include "orv/platform/registry.h"
+#include "platform/clock.h"
+#include "platform/debug_output.h"
+#include "platform/files.h"
+#include "platform/letter_case.h"
+#include "platform/modules.h"
+
+int CLogger::m_nLoglevel = eLogLevelError;
+int CLogger::m_bWriteLogToDebug = 1;
+int CLogger::m_bWriteLogToFile = 1;
+CString CLogger::m_stDesiredLogPath;
+CString CLogger::m_stLogGroups;
+std::mutex CLogger::m_csFileLock;
+int CLogger::m_nRefCount = 0;
+
+namespace {
+
+constexpr wchar_t kFamilyPrefix[] = L"orv_";
+constexpr std::wstring_view kDebugPrefix = L"orv Printer Driver Log: ";
+constexpr std::wstring_view kHeader =
+    L"Date\tTime\tMessage Type\tProcess\tDLL\tSource\tMessage\r\n";
+
+std::wstring_view TagOf(eLogLevel level) {
+  switch (level) {
+    case eLogLevelError:
+      return L"ERR\t";
+    case eLogLevelWarning:
+      return L"WAR\t";
+    case eLogLevelInfo:
+      return L"INF\t";
+    case eLogLevelTrace:
+      return L"TRC\t";
+  }
+  // A combination of levels has no tag, and its line a column fewer: readers of the log rely on it.
+  return {};
+}
+
+void AppendTimestamp(std::wstring* line, const orv::LocalTime& now) {
+  wchar_t text[] = L"00.00.0000\t00:00:00.000\t";
+  const struct {
+    int number;
+    int end;  ///< where its last digit stands, behind zeros; years have four digits
+  } parts[] = {{now.day, 1},     {now.month, 4},   {now.year, 9},        {now.hour, 12},
+               {now.minute, 15}, {now.second, 18}, {now.millisecond, 22}};
+  for (auto [number, end] : parts) {
+    for (; number > 0; number /= 10) text[end--] = static_cast<wchar_t>(L'0' + number % 10);
+  }
+  *line += text;
+}
+
+/// The file name of the process's program, found once.
+const std::wstring& ProcessName() {
+  static const std::wstring s_stProcessName = [] {
+    std::wstring path;
+    orv::GetModulePath(nullptr, &path);
+    return orv::FileNameOf(path);
+  }();
+  return s_stProcessName;
+}
+
+/// Appends text as little-endian 16-bit units without a byte-order mark, whole or not at all.
+bool AppendUnits(orv::ExclusiveFile* file, std::wstring_view text) {
+  if constexpr (sizeof(wchar_t) == sizeof(char16_t)) {
+    return file->Append(text.data(), text.size() * sizeof(wchar_t));
+  } else {
+    const std::u16string units(text.begin(), text.end());
+    return file->Append(units.data(), units.size() * sizeof(char16_t));
+  }
+}
+
+/// A switch is on only for exactly "1"; an empty setting leaves the default.
+int ReadSwitch(const wchar_t* name, int byDefault) {
+  const std::wstring value = orv::ReadSetting(orv::kLogSettings, name);
+  return value.empty() ? byDefault : value == L"1";
+}
+
+/// The decimal number at the start of a text, 0 without digits.
+int LeadingNumber(const std::wstring& text) {
+  const long number = std::wcstol(text.c_str(), nullptr, 10);
+  return static_cast<int>(
+      std::clamp<long>(number, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+}
+
+/// Does a part of the logger's work, or what there is memory for of it. Never in line: calls that
+/// are suppressed need not make room for it.
+template <typename Work>
+[[gnu::noinline]] void Attempt(Work work) {
+  try {
+    work();
+  } catch (const std::exception&) {
+    // Nobody who logs is to fail for it.
+  }
+}
+
+}  // namespace
+
+void CLogger::StartLogging(CLoggerClient* client) {
+  if (m_nRefCount++ != 0) return;
+  Attempt([client] {
+    ReadLoggingSettingsFromRegistry();
+    // These lines are written whatever the level mask says. The brackets hold the family prefix,
+    // not the process's name; readers of the log look for it.
+    for (const std::wstring& line :
+         {orv::Format(L"Logging start for new process (%ls)", kFamilyPrefix),
+          orv::Format(L"   Log Level   : %d", m_nLoglevel),
+          orv::Format(L"   Log to Debug: %d", m_bWriteLogToDebug),
+          orv::Format(L"   Log to File : %d", m_bWriteLogToFile)}) {
+      WriteLogEntry(eLogLevelInfo, client, line, {});
+    }
+  });
+}
+
+void CLogger::StopLogging(CLoggerClient*) { --m_nRefCount; }
+
+void CLogger::Log(eLogLevel level, CLoggerClient* client, const wchar_t* message,
+                  const wchar_t* source) {
+  if (!IsEnabled(level, source)) return;
+  Attempt([=] {
+    WriteLogEntry(level, client, message != nullptr ? message : L"",
+                  source != nullptr ? source : L"");
+  });
+}
+
+BOOL CLogger::IsInActiveLoggingGroup(const wchar_t* source) {
+  if (source == nullptr || m_stLogGroups.empty()) return FALSE;
+  BOOL isActive = FALSE;
+  Attempt([source, &isActive] {
+    const std::wstring names = orv::LowerCase(source);
+    for (std::size_t start = 0; start < names.size() && !isActive;) {
+      const std::size_t end = std::min(names.find(L'#', start), names.size());
+      // Both ends of a name are marked, so that only whole names are found.
+      isActive = end > start && m_stLogGroups.find(L'#' + names.substr(start, end - start) +
+                                                   L'#') != CString::npos;
+      start = end + 1;
+    }
+  });
+  return isActive;
+}
+
+void CLogger::WriteLogEntry(eLogLevel level, CLoggerClient* client, std::wstring_view message,
+                            std::wstring_view source) {
+  constexpr std::size_t kColumns = 64;  // more than date, time, tag, tabs and line end take
+  const std::wstring& process = ProcessName();
+  const std::wstring_view module =
+      client != nullptr && !client->HasError() ? client->m_stModuleName : std::wstring_view();
+
+  std::wstring entry;
+  entry.reserve(kDebugPrefix.size() + kColumns + process.size() + module.size() + source.size() +
+                message.size());
+  const orv::LocalTime now = orv::GetLocalTimeNow();
+  entry += kDebugPrefix;
+  AppendTimestamp(&entry, now);
+  entry += TagOf(level);
+  for (const std::wstring_view column : {std::wstring_view(process), module, source}) {
+    entry += column;
+    entry += L'\t';
+  }
+  entry += message;
+  entry += L"\r\n";
+
+  if (m_bWriteLogToDebug) orv::WriteDebugOutput(entry);
+  if (m_bWriteLogToFile) WriteToLogFile(std::wstring_view(entry).substr(kDebugPrefix.size()), now);
+}
+
+void CLogger::WriteToLogFile(std::wstring_view line, const orv::LocalTime& now) {
+  const auto path = orv::LogFileOf(now, m_stDesiredLogPath);
+  if (path == nullptr) return;
+  std::error_code error;
+  const bool isNew = !std::filesystem::exists(*path, error);
+  const std::lock_guard guard(m_csFileLock);
+  orv::ExclusiveFile file;
+  // Somebody else may hold the file: the entry is lost then, and the caller is not kept waiting.
+  if (!file.Open(*path)) return;
+  if (isNew && !AppendUnits(&file, kHeader)) return;
+  AppendUnits(&file, line);
+}
+
+void CLogger::ReadLoggingSettingsFromRegistry() {
+  m_stDesiredLogPath = orv::ReadSetting(orv::kLogSettings, orv::kLogPathSetting);
+  m_bWriteLogToDebug = ReadSwitch(L"WriteLogToDebug", 1);
+  m_bWriteLogToFile = ReadSwitch(L"WriteLogToFile", 1);
+  const std::wstring level = orv::ReadSetting(orv::kLogSettings, L"LogLevel");
+  m_nLoglevel = level.empty() ? int{eLogLevelError} : LeadingNumber(level);
+  const std::wstring groups = orv::ReadSetting(orv::kLogSettings, L"LogGroups");
+  m_stLogGroups = groups.starts_with(L'#') ? orv::LowerCase(groups) : std::wstring();
+}
+
+CString CLogger::GetFileAndLastFolder(const CString& path) {
+  if (path.empty()) return {};
+  CString rest(path, 0, path.size() - 1);
+  while (std::count(rest.begin(), rest.end(), L'\\') > 1) {
+    // A component ends at its backslash; two in a row, as before a server's name, count as one.
+    std::size_t next = rest.find(L'\\') + 1;
+    if (rest[next] == L'\\') ++next;
+    rest.erase(0, next);
+  }
+  return rest;
+}

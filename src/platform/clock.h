@@ -1,0 +1,18 @@
+#pragma once
+
+namespace orv {
+
+/// A moment in local time, as people write it.
+struct LocalTime {
+  int year;
+  int month;  ///< 1 to 12
+  int day;    ///< 1 to 31
+  int hour;
+  int minute;
+  int second;
+  int millisecond;
+};
+
+LocalTime GetLocalTimeNow();
+
+}  // namespace orv

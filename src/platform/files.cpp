@@ -1,0 +1,19 @@
+#include "platform/files.h"
+
+namespace orv {
+
+std::wstring FileNameOf(const std::wstring& path) {
+  // A name ends a path: behind a trailing separator there is none, and the last component with its
+  // separator counts as the name.
+  const std::wstring separators = kPathSeparator == L'/' ? L"/" : L"\\/:";
+  for (std::size_t at = path.size(); at-- > 0;) {
+    const bool isSeparator = separators.find(path[at]) != std::wstring::npos;
+    if (isSeparator && at + 1 < path.size() &&
+        separators.find(path[at + 1]) == std::wstring::npos) {
+      return path.substr(at + 1);
+    }
+  }
+  return path;
+}
+
+}  // namespace orv

@@ -1,0 +1,40 @@
+#include "platform/console.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace orv {
+
+std::vector<std::string> CommandLineArguments(int argc, char** argv) {
+  return argc > 1 ? std::vector<std::string>(argv + 1, argv + argc) : std::vector<std::string>();
+}
+
+bool WriteOutput(OutputStream stream, std::string_view text) {
+  const int descriptor = stream == OutputStream::kResults ? STDOUT_FILENO : STDERR_FILENO;
+  while (!text.empty()) {
+    const ssize_t written = write(descriptor, text.data(), text.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+bool ReadInput(std::string* bytes) {
+  char buffer[1 << 16];
+  for (;;) {
+    const ssize_t count = read(STDIN_FILENO, buffer, sizeof buffer);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return count == 0;
+    bytes->append(buffer, static_cast<std::size_t>(count));
+  }
+}
+
+bool IsTerminal(OutputStream stream) {
+  return isatty(stream == OutputStream::kResults ? STDOUT_FILENO : STDERR_FILENO) != 0;
+}
+
+void PauseMilliseconds(int milliseconds) { usleep(static_cast<useconds_t>(milliseconds) * 1000); }
+
+}  // namespace orv

@@ -1,0 +1,135 @@
+#include "platform/cryptography.h"
+
+#include <openssl/crypto.h>
+#include <openssl/evp.h>
+
+#include <atomic>
+#include <vector>
+
+namespace orv {
+namespace {
+
+/// An algorithm, looked up once and kept: otherwise the library searches its providers for every
+/// operation. One that was not found, for want of memory perhaps, is looked up again.
+template <typename Algorithm, Algorithm* (*fetch)(OSSL_LIB_CTX*, const char*, const char*),
+          void (*release)(Algorithm*)>
+class Fetched {
+ public:
+  constexpr explicit Fetched(const char* name) : name_(name) {}
+
+  const Algorithm* Get() {
+    Algorithm* known = known_.load(std::memory_order_acquire);
+    if (known != nullptr) return known;
+    Algorithm* const found = fetch(nullptr, name_, nullptr);
+    if (found == nullptr || known_.compare_exchange_strong(known, found)) return found;
+    release(found);  // another thread was quicker
+    return known;
+  }
+
+ private:
+  const char* name_;
+  std::atomic<Algorithm*> known_{nullptr};
+};
+
+using FetchedCipher = Fetched<EVP_CIPHER, EVP_CIPHER_fetch, EVP_CIPHER_free>;
+constinit FetchedCipher aes128("AES-128-CBC");
+constinit FetchedCipher aes192("AES-192-CBC");
+constinit FetchedCipher aes256("AES-256-CBC");
+constinit Fetched<EVP_MD, EVP_MD_fetch, EVP_MD_free> sha256("SHA256");
+
+const EVP_CIPHER* CipherFor(std::size_t keyLength) {
+  return (keyLength == 16 ? aes128 : keyLength == 24 ? aes192 : aes256).Get();
+}
+
+struct ContextDeleter {
+  void operator()(EVP_CIPHER_CTX* context) const { EVP_CIPHER_CTX_free(context); }
+  void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
+};
+
+}  // namespace
+
+struct AesCbc::State {
+  std::unique_ptr<EVP_CIPHER_CTX, ContextDeleter> context{EVP_CIPHER_CTX_new()};
+  std::vector<BYTE> key;
+  std::vector<BYTE> exported;
+
+  ~State() {
+    OPENSSL_cleanse(key.data(), key.size());
+    OPENSSL_cleanse(exported.data(), exported.size());
+  }
+};
+
+AesCbc::AesCbc() : state_(std::make_unique<State>()) {}
+AesCbc::~AesCbc() = default;
+
+CryptoFailure AesCbc::SetKey(const BYTE* key, DWORD keyLength) {
+  if (state_->context == nullptr) return {CryptoStep::kAllocate, 0};
+  state_->key.assign(key, key + keyLength);
+  return {};
+}
+
+CryptoFailure AesCbc::Encrypt(const BYTE (&vector)[kAesBlockSize], const BYTE* plain,
+                              DWORD plainLength, HeapBuffer* cipher, DWORD* cipherLength) {
+  const DWORD padded = (plainLength / kAesBlockSize + 1) * kAesBlockSize;
+  cipher->reset(static_cast<BYTE*>(HeapAllocate(padded)));
+  if (*cipher == nullptr) return {CryptoStep::kAllocate, 0};
+  EVP_CIPHER_CTX* const context = state_->context.get();
+  int length = 0;
+  int rest = 0;
+  if (EVP_EncryptInit_ex(context, CipherFor(state_->key.size()), nullptr, state_->key.data(),
+                         vector) != 1 ||
+      EVP_EncryptUpdate(context, cipher->get(), &length, plain, static_cast<int>(plainLength)) !=
+          1 ||
+      EVP_EncryptFinal_ex(context, cipher->get() + length, &rest) != 1) {
+    return {CryptoStep::kEncrypt, kStatusUnsuccessful};
+  }
+  *cipherLength = static_cast<DWORD>(length + rest);
+  return {};
+}
+
+CryptoFailure AesCbc::Decrypt(const BYTE (&vector)[kAesBlockSize], const BYTE* cipher,
+                              DWORD cipherLength, HeapBuffer* plain) {
+  plain->reset(static_cast<BYTE*>(HeapAllocate(cipherLength)));
+  if (*plain == nullptr) return {CryptoStep::kAllocate, 0};
+  EVP_CIPHER_CTX* const context = state_->context.get();
+  int length = 0;
+  if (EVP_DecryptInit_ex(context, CipherFor(state_->key.size()), nullptr, state_->key.data(),
+                         vector) != 1 ||
+      EVP_CIPHER_CTX_set_padding(context, 0) != 1 ||
+      EVP_DecryptUpdate(context, plain->get(), &length, cipher, static_cast<int>(cipherLength)) !=
+          1) {
+    return {CryptoStep::kDecrypt, kStatusUnsuccessful};
+  }
+  return {};
+}
+
+CryptoFailure AesCbc::ExportKey() {
+  state_->exported = state_->key;
+  return {};
+}
+
+CryptoFailure AesCbc::DestroyKey() {
+  OPENSSL_cleanse(state_->key.data(), state_->key.size());
+  return {};
+}
+
+CryptoFailure AesCbc::ImportKey() {
+  state_->key = state_->exported;
+  return {};
+}
+
+CryptoFailure Sha256(const BYTE* data, DWORD length, BYTE (&digest)[kSha256Size]) {
+  const std::unique_ptr<EVP_MD_CTX, ContextDeleter> context(EVP_MD_CTX_new());
+  if (context == nullptr || EVP_DigestInit_ex(context.get(), sha256.Get(), nullptr) != 1) {
+    return {CryptoStep::kCreateHash, kStatusUnsuccessful};
+  }
+  if (EVP_DigestUpdate(context.get(), data, length) != 1) {
+    return {CryptoStep::kHashData, kStatusUnsuccessful};
+  }
+  if (EVP_DigestFinal_ex(context.get(), digest, nullptr) != 1) {
+    return {CryptoStep::kFinishHash, kStatusUnsuccessful};
+  }
+  return {};
+}
+
+}  // namespace orv

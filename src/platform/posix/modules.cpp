@@ -1,0 +1,115 @@
+#include "platform/modules.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <link.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "base/utf8.h"
+#include "platform/files.h"
+
+namespace orv {
+namespace {
+
+DWORD SystemErrorOf(int error) {
+  switch (error) {
+    case ENOENT:
+      return ERROR_FILE_NOT_FOUND;
+    case ENOTDIR:
+      return ERROR_PATH_NOT_FOUND;
+    case EACCES:
+    case EPERM:
+      return ERROR_ACCESS_DENIED;
+    case ENOMEM:
+      return ERROR_NOT_ENOUGH_MEMORY;
+    default:
+      return ERROR_GEN_FAILURE;
+  }
+}
+
+/// The file mapped at an address, as the kernel names it: the dynamic linker knows only the name by
+/// which the module was asked for, which may be relative to a folder that is no longer current.
+std::string MappedFileAt(const void* address) {
+  std::ifstream maps("/proc/self/maps");
+  std::string line;
+  while (std::getline(maps, line)) {
+    unsigned long first = 0;
+    int nameAt = 0;
+    if (std::sscanf(line.c_str(), "%lx-%*x %*s %*x %*s %*u %n", &first, &nameAt) == 1 &&
+        first == reinterpret_cast<std::uintptr_t>(address)) {
+      return line.substr(static_cast<std::size_t>(nameAt));
+    }
+  }
+  return {};
+}
+
+std::string ProgramPath() {
+  std::error_code error;
+  return std::filesystem::read_symlink("/proc/self/exe", error).native();
+}
+
+bool IsProgram(const link_map* module) { return module->l_name[0] == '\0'; }
+
+}  // namespace
+
+bool GetModulePath(HINSTANCE module, std::wstring* path) {
+  std::string file;
+  if (module == nullptr) {
+    file = ProgramPath();
+  } else {
+    Dl_info info{};
+    link_map* map = nullptr;
+    if (dladdr1(module, &info, reinterpret_cast<void**>(&map), RTLD_DL_LINKMAP) != 0 &&
+        info.dli_fbase == module) {
+      if (IsProgram(map)) {
+        file = ProgramPath();
+      } else {
+        file = info.dli_fname[0] == '/' ? info.dli_fname : MappedFileAt(module);
+      }
+    }
+  }
+  if (file.empty()) {
+    path->clear();
+    SetLastError(ERROR_MOD_NOT_FOUND);
+    return false;
+  }
+  *path = Utf8ToWide(file).substr(0, kMaxModulePath - 1);
+  return true;
+}
+
+HINSTANCE OwnModule() {
+  Dl_info info{};
+  if (dladdr(reinterpret_cast<const void*>(&OwnModule), &info) == 0) return nullptr;
+  return static_cast<HINSTANCE>(info.dli_fbase);
+}
+
+HINSTANCE LoadResourceModule(const std::wstring& path) {
+  const int file = open(ToPath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (file < 0) {
+    SetLastError(SystemErrorOf(errno));
+    return nullptr;
+  }
+  void* memory = MAP_FAILED;
+  struct stat status {};
+  if (fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0) {
+    memory =
+        mmap(nullptr, static_cast<std::size_t>(status.st_size), PROT_READ, MAP_PRIVATE, file, 0);
+  }
+  close(file);
+  if (memory == MAP_FAILED) {
+    SetLastError(ERROR_BAD_EXE_FORMAT);
+    return nullptr;
+  }
+  return static_cast<HINSTANCE>(memory);
+}
+
+}  // namespace orv

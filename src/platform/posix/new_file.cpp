@@ -1,0 +1,82 @@
+#include "platform/new_file.h"
+
+#include <fcntl.h>
+#include <limits.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+#include "platform/files.h"
+
+namespace orv {
+namespace {
+
+/// A descriptor is kept as itself plus one, so that no file is null and descriptor 0 is one.
+void* ToHandle(int descriptor) { return reinterpret_cast<void*>(std::intptr_t{descriptor} + 1); }
+int ToDescriptor(void* handle) {
+  return static_cast<int>(reinterpret_cast<std::intptr_t>(handle) - 1);
+}
+
+/// The rights of a file that does not exist yet.
+mode_t NewFileMode() {
+  const mode_t mask = umask(0);
+  umask(mask);
+  return 0666 & ~mask;
+}
+
+}  // namespace
+
+NewFile::~NewFile() {
+  if (handle_ == nullptr) return;
+  close(ToDescriptor(handle_));
+  unlink(temporaryPath_.c_str());
+}
+
+bool NewFile::Open(const std::wstring& path) {
+  // What cannot be looked at is not taken for missing: a link would be replaced, and rights lost.
+  std::error_code error;
+  path_ = std::filesystem::canonical(ToPath(path), error);
+  if (error == std::errc::no_such_file_or_directory) {
+    path_ = ToPath(path);
+  } else if (error) {
+    return false;
+  }
+  struct stat status {};
+  const bool exists = stat(path_.c_str(), &status) == 0;
+  if (exists ? !S_ISREG(status.st_mode) : errno != ENOENT) return false;
+
+  // A name may be as long as the system allows: what is added must have room.
+  constexpr std::string_view kSuffix = ".XXXXXX";
+  std::string name = path_.filename().native().substr(0, NAME_MAX - kSuffix.size());
+  temporaryPath_ = (path_.parent_path() / name.append(kSuffix)).native();
+  const int file = mkostemp(temporaryPath_.data(), O_CLOEXEC);
+  if (file < 0) return false;
+  handle_ = ToHandle(file);
+  return fchmod(file, exists ? status.st_mode & 07777 : NewFileMode()) == 0;
+}
+
+bool NewFile::Write(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(ToDescriptor(handle_), bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+bool NewFile::Commit() {
+  const int file = ToDescriptor(handle_);
+  const bool isWritten = fsync(file) == 0;
+  const bool isClosed = close(file) == 0;
+  handle_ = nullptr;
+  if (isWritten && isClosed && std::rename(temporaryPath_.c_str(), path_.c_str()) == 0) return true;
+  unlink(temporaryPath_.c_str());
+  return false;
+}
+
+}  // namespace orv

@@ -1,0 +1,198 @@
+#include <png.h>
+
+#include <csetjmp>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+
+#include "orv/platform/graphics.h"
+#include "platform/files.h"
+
+namespace orv {
+namespace {
+
+using FilePointer = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+FilePointer OpenFile(const std::filesystem::path& path, const char* mode) {
+  return {std::fopen(path.c_str(), mode), &std::fclose};
+}
+
+/// libpng reports errors by a jump to the last `setjmp`. Every function here that sets one holds
+/// only plain values and calls nothing of C++ behind it, so that no destructor is jumped over.
+[[noreturn]] void OnError(png_structp png, png_const_charp) { png_longjmp(png, 1); }
+void OnWarning(png_structp, png_const_charp) {}
+
+class PngReader {
+ public:
+  explicit PngReader(std::FILE* file)
+      : file_(file),
+        png_(png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, OnError, OnWarning)) {
+    if (png_ != nullptr) info_ = png_create_info_struct(png_);
+  }
+  PngReader(const PngReader&) = delete;
+  PngReader& operator=(const PngReader&) = delete;
+  ~PngReader() { png_destroy_read_struct(&png_, &info_, nullptr); }
+
+  bool IsReady() const { return info_ != nullptr; }
+  png_uint_32 width() const { return png_get_image_width(png_, info_); }
+  png_uint_32 height() const { return png_get_image_height(png_, info_); }
+  bool HasAlpha() const { return png_get_channels(png_, info_) == 4; }
+
+  /// Reads up to the pixels and asks for blue, green, red and, where there is one, alpha bytes.
+  bool ReadHeader() {
+    if (setjmp(png_jmpbuf(png_)) != 0) return false;
+    png_init_io(png_, file_);
+    png_read_info(png_, info_);
+    png_set_expand(png_);
+    png_set_strip_16(png_);
+    png_set_gray_to_rgb(png_);
+    png_set_bgr(png_);
+    passes_ = png_set_interlace_handling(png_);
+    png_read_update_info(png_, info_);
+    return true;
+  }
+
+  bool ReadPixels(BYTE* first, std::ptrdiff_t stride, png_uint_32 rows) {
+    if (setjmp(png_jmpbuf(png_)) != 0) return false;
+    for (int pass = 0; pass < passes_; ++pass) {
+      for (png_uint_32 y = 0; y < rows; ++y) png_read_row(png_, first + y * stride, nullptr);
+    }
+    png_read_end(png_, nullptr);
+    return true;
+  }
+
+ private:
+  std::FILE* file_;
+  png_structp png_;
+  png_infop info_ = nullptr;
+  int passes_ = 1;
+};
+
+class PngWriter {
+ public:
+  explicit PngWriter(std::FILE* file)
+      : file_(file),
+        png_(png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, OnError, OnWarning)) {
+    if (png_ != nullptr) info_ = png_create_info_struct(png_);
+  }
+  PngWriter(const PngWriter&) = delete;
+  PngWriter& operator=(const PngWriter&) = delete;
+  ~PngWriter() { png_destroy_write_struct(&png_, &info_); }
+
+  bool IsReady() const { return info_ != nullptr; }
+
+  bool Write(const BitmapData& data, int depth, int colourType, const png_color* palette,
+             int paletteSize) {
+    if (setjmp(png_jmpbuf(png_)) != 0) return false;
+    png_init_io(png_, file_);
+    png_set_IHDR(png_, info_, data.Width, data.Height, depth, colourType, PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    // A longer search takes three times as long and saves little of a dithered plane.
+    if (depth == 1) png_set_compression_level(png_, 1);
+    if (paletteSize > 0) png_set_PLTE(png_, info_, palette, paletteSize);
+    png_write_info(png_, info_);
+    png_set_bgr(png_);
+    const BYTE* row = static_cast<const BYTE*>(data.Scan0);
+    for (UINT y = 0; y < data.Height; ++y, row += data.Stride) png_write_row(png_, row);
+    png_write_end(png_, nullptr);
+    return true;
+  }
+
+ private:
+  std::FILE* file_;
+  png_structp png_;
+  png_infop info_ = nullptr;
+};
+
+Status Load(const wchar_t* path, Bitmap** bitmap) {
+  const FilePointer file = OpenFile(ToPath(path), "rb");
+  if (file == nullptr) return FileNotFound;
+  BYTE signature[8] = {};
+  const std::size_t count = std::fread(signature, 1, sizeof signature, file.get());
+  if (count != sizeof signature || png_sig_cmp(signature, 0, sizeof signature) != 0) {
+    return UnknownImageFormat;
+  }
+  std::rewind(file.get());
+
+  PngReader reader(file.get());
+  if (!reader.IsReady()) return OutOfMemory;
+  if (!reader.ReadHeader()) return GenericError;
+  const PixelFormat format = reader.HasAlpha() ? PixelFormat32bppARGB : PixelFormat24bppRGB;
+  auto result = std::make_unique<Bitmap>(static_cast<INT>(reader.width()),
+                                         static_cast<INT>(reader.height()), format);
+  if (const Status status = result->GetLastStatus(); status != Ok) return status;
+  BitmapData data;
+  if (const Status status = result->LockBits(nullptr, ImageLockModeWrite, format, &data);
+      status != Ok) {
+    return status;
+  }
+  const bool isRead = reader.ReadPixels(static_cast<BYTE*>(data.Scan0), data.Stride, data.Height);
+  const bool dropAlpha = isRead && reader.HasAlpha() && IsOpaque(data);
+  result->UnlockBits(&data);
+  if (!isRead) return GenericError;
+  if (dropAlpha) {
+    result.reset(result->Clone(0, 0, static_cast<INT>(result->GetWidth()),
+                               static_cast<INT>(result->GetHeight()), PixelFormat24bppRGB));
+    if (result == nullptr) return OutOfMemory;
+  }
+  *bitmap = result.release();
+  return Ok;
+}
+
+Status Save(Bitmap* bitmap, const std::filesystem::path& path) {
+  PixelFormat format = bitmap->GetPixelFormat();
+  if (format == PixelFormat32bppRGB) format = PixelFormat24bppRGB;
+  const bool isIndexed = bitmap->GetPaletteSize() > 0;
+  const int depth = isIndexed ? format >> 8 & 0xFF : 8;
+  const int colourType = isIndexed                        ? PNG_COLOR_TYPE_PALETTE
+                         : format == PixelFormat32bppARGB ? PNG_COLOR_TYPE_RGB_ALPHA
+                                                          : PNG_COLOR_TYPE_RGB;
+  png_color colours[256];
+  int colourCount = 0;
+  if (isIndexed) {
+    alignas(ColorPalette) BYTE block[sizeof(ColorPalette) + 256 * sizeof(ARGB)];
+    auto* palette = reinterpret_cast<ColorPalette*>(block);
+    bitmap->GetPalette(palette, sizeof block);
+    colourCount = static_cast<int>(palette->Count);
+    for (int i = 0; i < colourCount; ++i) {
+      const Color entry(palette->Entries[i]);
+      colours[i] = {entry.GetRed(), entry.GetGreen(), entry.GetBlue()};
+    }
+  }
+
+  BitmapData data;
+  if (const Status status = bitmap->LockBits(nullptr, ImageLockModeRead, format, &data);
+      status != Ok) {
+    return status;
+  }
+  Status status = Win32Error;
+  if (FilePointer file = OpenFile(path, "wb"); file != nullptr) {
+    PngWriter writer(file.get());
+    const bool isWritten =
+        writer.IsReady() && writer.Write(data, depth, colourType, colours, colourCount);
+    if (std::fclose(file.release()) == 0 && isWritten) status = Ok;
+  }
+  bitmap->UnlockBits(&data);
+  return status;
+}
+
+}  // namespace
+
+Status LoadPng(const wchar_t* path, Bitmap** bitmap) {
+  *bitmap = nullptr;
+  try {
+    return Load(path, bitmap);
+  } catch (const std::bad_alloc&) {
+    return OutOfMemory;
+  }
+}
+
+Status SavePng(Bitmap* bitmap, const wchar_t* path) {
+  try {
+    return Save(bitmap, ToPath(path));
+  } catch (const std::bad_alloc&) {
+    return OutOfMemory;
+  }
+}
+
+}  // namespace orv

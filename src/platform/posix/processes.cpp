@@ -1,0 +1,232 @@
+#include "platform/processes.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <charconv>
+#include <climits>
+#include <cstdint>
+#include <fstream>
+#include <limits>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "base/utf8.h"
+#include "platform/files.h"
+
+namespace orv {
+namespace {
+
+/// What stands behind a handle: the process's own folder, which stays this process's, and empty
+/// once it has ended, whoever gets its id later. The calling process needs none.
+struct OpenedProcess {
+  int folder;                ///< negative for the calling process
+  std::string program = {};  ///< its path; empty when the caller may not see it
+};
+
+/// A process's own folder while it is looked at; negative when there is none.
+class ProcessFolder {
+ public:
+  explicit ProcessFolder(DWORD id)
+      : folder_(open(("/proc/" + std::to_string(id)).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
+  ProcessFolder(const ProcessFolder&) = delete;
+  ProcessFolder& operator=(const ProcessFolder&) = delete;
+  ~ProcessFolder() {
+    if (folder_ >= 0) close(folder_);
+  }
+
+  int get() const { return folder_; }
+  int Release() { return std::exchange(folder_, -1); }
+
+ private:
+  int folder_;
+};
+
+/// One process's line of facts.
+struct ProcessStatus {
+  std::string command;  ///< the program's name, cut to 15 bytes
+  char state = 0;
+  DWORD parentId = 0;
+  std::uint64_t startTicks = 0;  ///< clock ticks from the system's start
+};
+
+bool HasEnded(const ProcessStatus& status) {
+  return status.state == 'Z' || status.state == 'X' || status.state == 'x';
+}
+
+/// Reads the facts of the process with this folder; false when it has ended.
+bool ReadStatus(int folder, ProcessStatus* status) {
+  const int file = openat(folder, "stat", O_RDONLY | O_CLOEXEC);
+  if (file < 0) return false;
+  char buffer[1024];
+  const ssize_t size = read(file, buffer, sizeof(buffer));
+  close(file);
+  const std::string_view line(buffer, size > 0 ? static_cast<std::size_t>(size) : 0);
+  // The name stands in parentheses and may itself hold any character.
+  const std::size_t open = line.find('(');
+  const std::size_t close = line.rfind(')');
+  if (open == line.npos || close == line.npos || close + 2 >= line.size()) return false;
+  status->command = line.substr(open + 1, close - open - 1);
+  constexpr int kState = 3;  // fields count from 1; the state is the first behind the name
+  constexpr int kParent = 4;
+  constexpr int kStartTime = 22;
+  std::size_t at = close + 2;
+  for (int field = kState; field <= kStartTime; ++field) {
+    const std::size_t end = line.find(' ', at);
+    if (end == line.npos) return false;
+    const char* first = line.data() + at;
+    const char* last = line.data() + end;
+    if (field == kState) status->state = *first;
+    if (field == kParent) std::from_chars(first, last, status->parentId);
+    if (field == kStartTime) std::from_chars(first, last, status->startTicks);
+    at = end + 1;
+  }
+  return !HasEnded(*status);
+}
+
+/// The program's path; empty when the process is somebody else's.
+std::string ReadProgram(int folder) {
+  char buffer[PATH_MAX];
+  const ssize_t size = readlinkat(folder, "exe", buffer, sizeof(buffer));
+  std::string path(buffer, size > 0 ? static_cast<std::size_t>(size) : 0);
+  // A program whose file was replaced while it runs is still the same program.
+  constexpr std::string_view kDeleted = " (deleted)";
+  if (path.ends_with(kDeleted)) path.resize(path.size() - kDeleted.size());
+  return path;
+}
+
+/// When the system was started, in seconds since 1970; 0 when it does not say. Asked until it has
+/// said so once: a clock that is set while the process runs must not change what started when.
+std::uint64_t BootSeconds() {
+  static std::atomic<std::uint64_t> s_seconds{0};
+  std::uint64_t known = s_seconds.load();
+  if (known != 0) return known;
+  std::ifstream facts("/proc/stat");
+  std::string key;
+  std::uint64_t seconds = 0;
+  while (facts >> key && key != "btime") facts.ignore(std::numeric_limits<int>::max(), '\n');
+  if (!(facts >> seconds)) return 0;
+  return s_seconds.compare_exchange_strong(known, seconds) ? seconds : known;
+}
+
+/// What the calling process knows of itself. It stays true as long as the process runs, so it is
+/// found once; a forked child finds its own.
+struct OwnFacts {
+  DWORD id = 0;
+  std::uint64_t startTicks = 0;
+  std::string program;
+};
+
+/// `id` is the calling process's. Empty when the system does not show the process its own folder.
+OwnFacts GetOwnFacts(DWORD id) {
+  static std::mutex lock;
+  static OwnFacts s_facts;
+  const std::lock_guard guard(lock);
+  if (s_facts.id != id) {
+    const ProcessFolder folder(id);
+    ProcessStatus status;
+    s_facts = {};
+    if (folder.get() >= 0 && ReadStatus(folder.get(), &status)) {
+      s_facts = {id, status.startTicks, ReadProgram(folder.get())};
+    }
+  }
+  return s_facts;
+}
+
+const OpenedProcess* ProcessOf(HANDLE process) {
+  return static_cast<const OpenedProcess*>(process);
+}
+
+}  // namespace
+
+DWORD CurrentProcessId() { return static_cast<DWORD>(getpid()); }
+
+bool FindProcess(DWORD id, ProcessEntry* entry) {
+  if (id == CurrentProcessId()) {
+    if (const OwnFacts own = GetOwnFacts(id); !own.program.empty()) {
+      *entry = {id, static_cast<DWORD>(getppid()), FileNameOf(Utf8ToWide(own.program))};
+      return true;
+    }
+  }
+  const ProcessFolder folder(id);
+  ProcessStatus status;
+  const bool isFound = folder.get() >= 0 && ReadStatus(folder.get(), &status);
+  if (isFound) {
+    const std::string program = ReadProgram(folder.get());
+    *entry = {id, status.parentId,
+              program.empty() ? Utf8ToWide(status.command) : FileNameOf(Utf8ToWide(program))};
+  } else {
+    SetLastError(ERROR_NO_MORE_ITEMS);
+  }
+  return isFound;
+}
+
+HANDLE OpenProcessHandle(DWORD id, ProcessAccess access) {
+  if (id == CurrentProcessId()) {
+    if (OwnFacts own = GetOwnFacts(id); !own.program.empty()) {
+      return new OpenedProcess{-1, std::move(own.program)};
+    }
+  }
+  ProcessFolder folder(id);
+  DWORD error = ERROR_INVALID_PARAMETER;
+  if (folder.get() >= 0) {
+    std::string program = ReadProgram(folder.get());
+    ProcessStatus status;
+    // What has ended has no program any more, which is quicker to see than its status.
+    if (program.empty() && !ReadStatus(folder.get(), &status)) {
+      error = ERROR_INVALID_PARAMETER;
+    } else if (access != ProcessAccess::kQueryLimited && kill(static_cast<pid_t>(id), 0) != 0) {
+      // Basic facts are everybody's; for more a process has to be one that the caller may signal.
+      error = errno == EPERM ? ERROR_ACCESS_DENIED : ERROR_INVALID_PARAMETER;
+    } else {
+      auto* const opened = new OpenedProcess{-1, std::move(program)};
+      opened->folder = folder.Release();  // now that there is an owner for it
+      return opened;
+    }
+  }
+  SetLastError(error);
+  return nullptr;
+}
+
+void CloseProcessHandle(HANDLE process) {
+  if (process == nullptr) return;
+  if (ProcessOf(process)->folder >= 0) close(ProcessOf(process)->folder);
+  delete ProcessOf(process);
+}
+
+bool GetProcessPath(HANDLE process, std::wstring* path) {
+  *path = Utf8ToWide(ProcessOf(process)->program);
+  path->resize(std::min<std::size_t>(path->size(), kMaxProcessPath - 1));
+  if (path->empty()) SetLastError(ERROR_ACCESS_DENIED);
+  return !path->empty();
+}
+
+bool GetProcessCreationTime(HANDLE process, std::uint64_t* creationTime) {
+  constexpr std::uint64_t kIntervalsPerSecond = 10'000'000;
+  constexpr std::uint64_t kSecondsFrom1601To1970 = 11'644'473'600;
+  const OpenedProcess& opened = *ProcessOf(process);
+  ProcessStatus status;
+  if (opened.folder < 0) {
+    status.startTicks = GetOwnFacts(CurrentProcessId()).startTicks;
+  } else if (!ReadStatus(opened.folder, &status)) {
+    SetLastError(ERROR_INVALID_PARAMETER);  // it has ended since
+    return false;
+  }
+  const std::uint64_t bootSeconds = BootSeconds();
+  if (bootSeconds == 0) {
+    SetLastError(ERROR_GEN_FAILURE);
+    return false;
+  }
+  const auto ticksPerSecond = static_cast<std::uint64_t>(sysconf(_SC_CLK_TCK));
+  *creationTime = (kSecondsFrom1601To1970 + bootSeconds) * kIntervalsPerSecond +
+                  status.startTicks * (kIntervalsPerSecond / ticksPerSecond);
+  return true;
+}
+
+}  // namespace orv

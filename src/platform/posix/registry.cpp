@@ -1,0 +1,361 @@
+#include "orv/platform/registry.h"
+
+#include <pthread.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "base/utf8.h"
+#include "platform/letter_case.h"
+#include "platform/posix/hive.h"
+
+/// The settings store in SQLite: one file a hive.
+///
+/// One lock guards everything here, and it is held over a fork, so that a child never inherits a
+/// connection in the middle of a call. SQLite's own file locks order the processes.
+
+namespace orv {
+namespace {
+
+constexpr std::size_t kMaxKeyName = 255;
+constexpr std::size_t kMaxValueName = 16383;
+constexpr std::size_t kMaxDepth = 512;
+
+/// The request that this thread is in: its number, 0 outside of one, and how many objects stand for
+/// it.
+thread_local std::uint64_t theRequest = 0;
+thread_local int theRequestObjects = 0;
+
+/// A name as it is compared.
+std::string Fold(const std::wstring& name) { return WideToUtf8(UpperCase(name)); }
+
+std::wstring UpToTerminator(const std::wstring& text) { return text.substr(0, text.find(L'\0')); }
+
+/// An open key.
+struct KeyHandle {
+  std::shared_ptr<Hive> hive;  ///< the store that it was opened in stays its own
+  int generation = 0;          ///< of the hive when it gave the row
+  sqlite3_int64 row = kRootKey;
+  bool writable = false;
+  std::size_t depth = 0;
+};
+
+struct Store {
+  std::mutex lock;
+  std::string folder;  ///< what `ORV_REGISTRY_DIR` held when the hives were found
+  std::shared_ptr<Hive> user;
+  std::shared_ptr<Hive> machine;
+  std::unordered_map<std::uintptr_t, KeyHandle> handles;
+  std::uintptr_t nextHandle = 0x100;
+};
+
+/// Lives for ever: keys may be closed by destructors that run after the library's own.
+Store& TheStore() {
+  static Store* const store = [] {
+    auto* made = new Store;
+    pthread_atfork([] { TheStore().lock.lock(); }, [] { TheStore().lock.unlock(); },
+                   [] { TheStore().lock.unlock(); });
+    return made;
+  }();
+  return *store;
+}
+
+std::string Variable(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? value : "";
+}
+
+/// The user's data folder as the desktop's base directory rules give it; empty when the user has no
+/// home.
+std::string UserDataFolder() {
+  // A relative path there is to be ignored.
+  std::string folder = Variable("XDG_DATA_HOME");
+  if (folder.starts_with('/')) return folder;
+  folder = Variable("HOME");
+  if (!folder.starts_with('/')) {
+    std::array<char, 4096> buffer;
+    passwd entry{};
+    passwd* found = nullptr;
+    if (getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found) != 0 ||
+        found == nullptr || found->pw_dir == nullptr || found->pw_dir[0] != '/') {
+      return {};
+    }
+    folder = found->pw_dir;
+  }
+  return folder + "/.local/share";
+}
+
+/// Finds the hives' files, anew when the environment names another folder.
+void LocateHives(Store* store) {
+  const std::string folder = Variable("ORV_REGISTRY_DIR");
+  if (store->user != nullptr && folder == store->folder) return;
+  store->folder = folder;
+  std::string userFolder = folder;
+  std::string machineFolder = folder;
+  if (folder.empty()) {
+    userFolder = UserDataFolder();
+    if (!userFolder.empty()) userFolder += "/orv";
+    machineFolder = "/var/lib/orv";
+  }
+  store->user = std::make_shared<Hive>(userFolder.empty() ? "" : userFolder + "/user.sqlite");
+  store->machine = std::make_shared<Hive>(machineFolder + "/machine.sqlite");
+}
+
+/// The open key behind a handle; none when the handle is not one.
+std::optional<KeyHandle> Resolve(Store* store, HKEY key) {
+  if (key == HKEY_CURRENT_USER || key == HKEY_LOCAL_MACHINE) {
+    LocateHives(store);
+    return KeyHandle{key == HKEY_CURRENT_USER ? store->user : store->machine, 0, kRootKey, true, 0};
+  }
+  const auto found = store->handles.find(reinterpret_cast<std::uintptr_t>(key));
+  if (found == store->handles.end()) return std::nullopt;
+  return found->second;
+}
+
+/// Runs `work(key, content)` on a key for reading. `ERROR_FILE_NOT_FOUND` from a store without a
+/// file.
+template <typename Work>
+LONG Read(HKEY handle, Work work) {
+  Store& store = TheStore();
+  const std::lock_guard guard(store.lock);
+  const std::optional<KeyHandle> key = Resolve(&store, handle);
+  if (!key) return ERROR_INVALID_HANDLE;
+  Hive& hive = *key->hive;
+  LONG result = hive.PrepareRead(theRequest);
+  if (key->row != kRootKey &&
+      (result == ERROR_FILE_NOT_FOUND || key->generation != hive.generation())) {
+    return ERROR_KEY_DELETED;
+  }
+  const KeyContent* content = nullptr;
+  if (result == ERROR_SUCCESS) result = hive.ReadKey(key->row, &content);
+  if (result != ERROR_SUCCESS) return result;
+  return content->isThere ? work(&store, *key, *content) : ERROR_KEY_DELETED;
+}
+
+enum class MissingFile { kCreate, kReport };
+
+/// Runs `work(key)` on a key in one transaction, which is undone when the work fails.
+template <typename Work>
+LONG Write(HKEY handle, MissingFile missingFile, Work work) {
+  Store& store = TheStore();
+  const std::lock_guard guard(store.lock);
+  const std::optional<KeyHandle> key = Resolve(&store, handle);
+  if (!key) return ERROR_INVALID_HANDLE;
+  Hive& hive = *key->hive;
+  LONG result = missingFile == MissingFile::kCreate ? hive.PrepareWrite() : hive.PrepareRead();
+  if (result != ERROR_SUCCESS) return result;
+  if (key->row != kRootKey && key->generation != hive.generation()) return ERROR_KEY_DELETED;
+  Transaction transaction(&hive, kBegin);
+  if (transaction.result() != ERROR_SUCCESS) return transaction.result();
+  hive.Forget();
+  const int found = Query(hive.Prepare(kFindKey)).Bind(1, key->row).Step();
+  result = found == SQLITE_DONE ? ERROR_KEY_DELETED : ErrorOf(found);
+  if (result == ERROR_SUCCESS) result = work(&store, *key);
+  return result == ERROR_SUCCESS ? transaction.Commit() : result;
+}
+
+/// Splits a path at its backslashes; those at the end, or two in a row, add nothing.
+std::vector<std::wstring> SplitPath(const std::wstring& path) {
+  std::vector<std::wstring> names;
+  std::size_t start = 0;
+  while (start < path.size()) {
+    const std::size_t end = std::min(path.find(L'\\', start), path.size());
+    if (end > start) names.push_back(path.substr(start, end - start));
+    start = end + 1;
+  }
+  return names;
+}
+
+/// Walks from a key down a path, making the keys that are missing when `create`.
+LONG Descend(const std::wstring& path, bool create, KeyHandle* key) {
+  for (const std::wstring& name : SplitPath(UpToTerminator(path))) {
+    if (name.size() > kMaxKeyName || ++key->depth > kMaxDepth) return ERROR_INVALID_PARAMETER;
+    const std::string folded = Fold(name);
+    {
+      Query find(key->hive->Prepare(kFindChild));
+      const int found = find.Bind(1, key->row).Bind(2, folded).Step();
+      if (found == SQLITE_ROW) {
+        key->row = find.Number(0);
+        continue;
+      }
+      if (found != SQLITE_DONE) return ErrorOf(found);
+    }
+    if (!create) return ERROR_FILE_NOT_FOUND;
+    const std::string spelled = WideToUtf8(name);
+    const int added = Query(key->hive->Prepare(kAddChild))
+                          .Bind(1, key->row)
+                          .Bind(2, folded)
+                          .Bind(3, spelled)
+                          .Step();
+    if (added != SQLITE_DONE) return ErrorOf(added);
+    key->row = sqlite3_last_insert_rowid(key->hive->database());
+  }
+  return ERROR_SUCCESS;
+}
+
+HKEY AddHandle(Store* store, KeyHandle key) {
+  key.generation = key.hive->generation();
+  const std::uintptr_t handle = store->nextHandle;
+  store->nextHandle += 4;
+  // The predefined handles are far away, but a process may live long.
+  if (store->nextHandle == 0x80000000) store->nextHandle = 0x100000000;
+  store->handles.emplace(handle, std::move(key));
+  return reinterpret_cast<HKEY>(handle);
+}
+
+/// Runs `list(content)` on a key for reading; the root of a hive that was never written is empty.
+template <typename List>
+LONG ListContent(HKEY handle, List list) {
+  const LONG result = Read(handle, [&](Store*, const KeyHandle&, const KeyContent& content) {
+    list(content);
+    return ERROR_SUCCESS;
+  });
+  return result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : result;
+}
+
+}  // namespace
+
+LONG RegistryKey::Open(HKEY parent, const std::wstring& path, RegistryAccess access) {
+  Close();
+  const auto open = [&](Store* store, KeyHandle key) {
+    key.writable = access == RegistryAccess::kReadWrite;
+    key_ = AddHandle(store, std::move(key));
+  };
+  const LONG result = Read(parent, [&](Store* store, KeyHandle key, const KeyContent&) {
+    const PathEnd end = key.hive->ReadPath(key.row, path, [&] {
+      KeyHandle found = key;
+      const LONG descended = Descend(path, false, &found);
+      return PathEnd{descended, found.row, found.depth};
+    });
+    if (end.result == ERROR_SUCCESS) {
+      key.row = end.row;
+      key.depth = end.depth;
+      open(store, std::move(key));
+    }
+    return end.result;
+  });
+  if (result != ERROR_FILE_NOT_FOUND || !SplitPath(UpToTerminator(path)).empty()) return result;
+  // The root of a hive that was never written is there, and empty.
+  Store& store = TheStore();
+  const std::lock_guard guard(store.lock);
+  const std::optional<KeyHandle> root = Resolve(&store, parent);
+  if (!root) return ERROR_INVALID_HANDLE;
+  open(&store, *root);
+  return ERROR_SUCCESS;
+}
+
+LONG RegistryKey::Create(HKEY parent, const std::wstring& path) {
+  Close();
+  HKEY made = nullptr;
+  const LONG result = Write(parent, MissingFile::kCreate, [&](Store* store, KeyHandle key) {
+    const LONG descended = Descend(path, true, &key);
+    if (descended == ERROR_SUCCESS) {
+      key.writable = true;
+      made = AddHandle(store, std::move(key));
+    }
+    return descended;
+  });
+  key_ = made;
+  if (result != ERROR_SUCCESS) Close();
+  return result;
+}
+
+void RegistryKey::Close() {
+  if (key_ != nullptr) {
+    Store& store = TheStore();
+    const std::lock_guard guard(store.lock);
+    store.handles.erase(reinterpret_cast<std::uintptr_t>(key_));
+  }
+  key_ = nullptr;
+}
+
+RegistryRequest::RegistryRequest() {
+  static std::atomic<std::uint64_t> s_last{0};
+  if (theRequestObjects++ == 0) theRequest = ++s_last;
+}
+
+RegistryRequest::~RegistryRequest() {
+  if (--theRequestObjects == 0) theRequest = 0;
+}
+
+LONG GetRegistryValue(HKEY key, const std::wstring& name, RegistryValue* value) {
+  *value = {};
+  const std::string folded = Fold(UpToTerminator(name));
+  return Read(key, [&](Store*, const KeyHandle&, const KeyContent& content) {
+    const auto found =
+        std::ranges::lower_bound(content.values, folded, {}, &KeyContent::Value::folded);
+    if (found == content.values.end() || found->folded != folded) return ERROR_FILE_NOT_FOUND;
+    *value = found->named.value;
+    return ERROR_SUCCESS;
+  });
+}
+
+LONG SetRegistryValue(HKEY key, const std::wstring& name, const RegistryValue& value) {
+  const std::wstring valueName = UpToTerminator(name);
+  if (valueName.size() > kMaxValueName) return ERROR_INVALID_PARAMETER;
+  const std::string folded = Fold(valueName);
+  const std::string spelled = WideToUtf8(valueName);
+  return Write(key, MissingFile::kCreate, [&](Store*, const KeyHandle& open) {
+    if (!open.writable) return ERROR_ACCESS_DENIED;
+    return ErrorOf(Query(open.hive->Prepare(kSetValue))
+                       .Bind(1, open.row)
+                       .Bind(2, folded)
+                       .Bind(3, spelled)
+                       .Bind(4, value.type)
+                       .Bind(5, value.data)
+                       .Step());
+  });
+}
+
+LONG DeleteRegistryValue(HKEY key, const std::wstring& name) {
+  const std::string folded = Fold(UpToTerminator(name));
+  return Write(key, MissingFile::kReport, [&](Store*, const KeyHandle& open) {
+    if (!open.writable) return ERROR_ACCESS_DENIED;
+    const int done =
+        Query(open.hive->Prepare(kDeleteValue)).Bind(1, open.row).Bind(2, folded).Step();
+    if (done != SQLITE_DONE) return ErrorOf(done);
+    return sqlite3_changes(open.hive->database()) != 0 ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
+  });
+}
+
+LONG DeleteRegistryTree(HKEY parent, const std::wstring& path) {
+  return Write(parent, MissingFile::kReport, [&](Store*, KeyHandle key) {
+    const sqlite3_int64 parentRow = key.row;
+    const LONG result = Descend(path, false, &key);
+    if (result != ERROR_SUCCESS) return result;
+    // Without a path the key itself stays, empty.
+    const bool staysItself = key.row == parentRow;
+    if (staysItself && !key.writable) return ERROR_ACCESS_DENIED;
+    const int done = Query(key.hive->Prepare(kDeleteTreeValues)).Bind(1, key.row).Step();
+    if (done != SQLITE_DONE) return ErrorOf(done);
+    return ErrorOf(Query(key.hive->Prepare(kDeleteTreeKeys))
+                       .Bind(1, key.row)
+                       .Bind(2, staysItself ? key.row : 0)
+                       .Step());
+  });
+}
+
+LONG ListRegistryKeys(HKEY key, std::vector<std::wstring>* names) {
+  names->clear();
+  return ListContent(key, [&](const KeyContent& content) { *names = content.subKeys; });
+}
+
+LONG ListRegistryValues(HKEY key, std::vector<NamedRegistryValue>* values) {
+  values->clear();
+  return ListContent(key, [&](const KeyContent& content) {
+    for (const KeyContent::Value& value : content.values) values->push_back(value.named);
+  });
+}
+
+}  // namespace orv

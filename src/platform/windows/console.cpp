@@ -1,0 +1,72 @@
+#include "platform/console.h"
+
+#include <windows.h>
+
+#include <shellapi.h>
+
+#include <algorithm>
+
+#include "base/utf8.h"
+
+namespace orv {
+namespace {
+
+HANDLE HandleOf(OutputStream stream) {
+  return GetStdHandle(stream == OutputStream::kResults ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
+}
+
+}  // namespace
+
+std::vector<std::string> CommandLineArguments(int, char**) {
+  // The narrow arguments have lost what the process's code page cannot show.
+  int count = 0;
+  wchar_t** const wide = CommandLineToArgvW(GetCommandLineW(), &count);
+  std::vector<std::string> arguments;
+  for (int i = 1; i < count; ++i) arguments.push_back(WideToUtf8(wide[i]));
+  LocalFree(wide);
+  return arguments;
+}
+
+bool WriteOutput(OutputStream stream, std::string_view text) {
+  constexpr DWORD kLargestWrite = 1 << 14;  // an old console's buffer takes no more
+  const HANDLE output = HandleOf(stream);
+  DWORD written = 0;
+  if (IsTerminal(stream)) {
+    const std::wstring wide = Utf8ToWide(text);
+    for (std::size_t at = 0; at < wide.size(); at += written) {
+      const auto count = static_cast<DWORD>(std::min<std::size_t>(wide.size() - at, kLargestWrite));
+      if (!WriteConsoleW(output, wide.data() + at, count, &written, nullptr) || written == 0) {
+        return false;
+      }
+    }
+    return true;
+  }
+  while (!text.empty()) {
+    const auto count = static_cast<DWORD>(std::min<std::size_t>(text.size(), kLargestWrite));
+    if (!WriteFile(output, text.data(), count, &written, nullptr) || written == 0) return false;
+    text.remove_prefix(written);
+  }
+  return true;
+}
+
+bool ReadInput(std::string* bytes) {
+  const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+  char buffer[1 << 14];
+  for (;;) {
+    DWORD count = 0;
+    if (!ReadFile(input, buffer, sizeof buffer, &count, nullptr)) {
+      return GetLastError() == ERROR_BROKEN_PIPE;  // how a pipe says that it has ended
+    }
+    if (count == 0) return true;
+    bytes->append(buffer, count);
+  }
+}
+
+bool IsTerminal(OutputStream stream) {
+  DWORD mode = 0;
+  return GetConsoleMode(HandleOf(stream), &mode) != 0;
+}
+
+void PauseMilliseconds(int milliseconds) { Sleep(static_cast<DWORD>(milliseconds)); }
+
+}  // namespace orv

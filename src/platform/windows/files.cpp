@@ -1,0 +1,56 @@
+#include "platform/files.h"
+
+#include <windows.h>
+
+namespace orv {
+
+const wchar_t kPathSeparator = L'\\';
+
+std::filesystem::path ToPath(const std::wstring& name) { return name; }
+
+std::wstring FromPath(const std::filesystem::path& path) { return path.wstring(); }
+
+std::wstring SystemTempFolder() {
+  wchar_t folder[260];
+  const UINT length = GetWindowsDirectoryW(folder, 260);
+  if (length == 0 || length >= 260) return {};
+  return std::wstring(folder, length) + L"\\temp";
+}
+
+std::wstring UserTempFolder() {
+  wchar_t folder[1024];
+  const DWORD length = GetTempPathW(1024, folder);
+  if (length == 0 || length >= 1024) return {};
+  return std::wstring(folder, length);
+}
+
+bool ExclusiveFile::Open(const std::filesystem::path& path) {
+  Close();
+  const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                  OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return false;
+  handle_ = file;
+  return true;
+}
+
+bool ExclusiveFile::Write(const void* data, std::size_t size) {
+  if (handle_ == nullptr || size > MAXDWORD) return false;
+  DWORD written = 0;
+  return WriteFile(handle_, data, static_cast<DWORD>(size), &written, nullptr) && written == size;
+}
+
+bool ExclusiveFile::Append(const void* data, std::size_t size) {
+  LARGE_INTEGER end{};
+  if (handle_ == nullptr || !SetFilePointerEx(handle_, {}, &end, FILE_END)) return false;
+  if (Write(data, size)) return true;
+  // A disk that is full takes a part. What cannot be cut off again stays.
+  if (SetFilePointerEx(handle_, end, nullptr, FILE_BEGIN)) SetEndOfFile(handle_);
+  return false;
+}
+
+void ExclusiveFile::Close() {
+  if (handle_ != nullptr) CloseHandle(handle_);
+  handle_ = nullptr;
+}
+
+}  // namespace orv

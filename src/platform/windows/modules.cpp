@@ -1,0 +1,26 @@
+#include "platform/modules.h"
+
+#include <windows.h>
+
+namespace orv {
+
+bool GetModulePath(HINSTANCE module, std::wstring* path) {
+  wchar_t buffer[kMaxModulePath];
+  const DWORD length = GetModuleFileNameW(module, buffer, kMaxModulePath);
+  path->assign(buffer, length);
+  return length != 0;
+}
+
+HINSTANCE OwnModule() {
+  HMODULE module = nullptr;
+  GetModuleHandleExW(
+      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+      reinterpret_cast<const wchar_t*>(&OwnModule), &module);
+  return module;
+}
+
+HINSTANCE LoadResourceModule(const std::wstring& path) {
+  return LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
+}
+
+}  // namespace orv

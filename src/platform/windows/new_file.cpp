@@ -1,0 +1,58 @@
+#include "platform/new_file.h"
+
+#include <windows.h>
+
+#include <algorithm>
+
+#include "platform/files.h"
+
+namespace orv {
+
+NewFile::~NewFile() {
+  if (handle_ == nullptr) return;
+  CloseHandle(handle_);
+  DeleteFileW(temporaryPath_.c_str());
+}
+
+bool NewFile::Open(const std::wstring& path) {
+  path_ = ToPath(path);
+  // A name beside the file that nobody else uses; what is added to a long one must have room.
+  constexpr std::size_t kMostOfName = 200;
+  const std::wstring name = path_.filename().native().substr(0, kMostOfName);
+  for (unsigned attempt = 0; attempt < 100; ++attempt) {
+    const std::wstring own = name + L"." + std::to_wstring(GetCurrentProcessId()) + L"-" +
+                             std::to_wstring(GetTickCount() + attempt) + L".tmp";
+    temporaryPath_ = (path_.parent_path() / own).native();
+    const HANDLE file = CreateFileW(temporaryPath_.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file != INVALID_HANDLE_VALUE) {
+      handle_ = file;
+      return true;
+    }
+    if (GetLastError() != ERROR_FILE_EXISTS) return false;
+  }
+  return false;
+}
+
+bool NewFile::Write(std::string_view bytes) {
+  constexpr std::size_t kMost = 1u << 30;
+  while (!bytes.empty()) {
+    DWORD written = 0;
+    const auto size = static_cast<DWORD>(std::min(bytes.size(), kMost));
+    if (!WriteFile(handle_, bytes.data(), size, &written, nullptr) || written == 0) return false;
+    bytes.remove_prefix(written);
+  }
+  return true;
+}
+
+bool NewFile::Commit() {
+  const bool isWritten = FlushFileBuffers(handle_) != 0;
+  CloseHandle(handle_);
+  handle_ = nullptr;
+  constexpr DWORD kFlags = MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH;
+  if (isWritten && MoveFileExW(temporaryPath_.c_str(), path_.c_str(), kFlags)) return true;
+  DeleteFileW(temporaryPath_.c_str());
+  return false;
+}
+
+}  // namespace orv

@@ -1,0 +1,77 @@
+#define PSAPI_VERSION 2
+#include "platform/processes.h"
+
+#include <windows.h>
+
+#include <psapi.h>
+#include <tlhelp32.h>
+
+namespace orv {
+namespace {
+
+DWORD RightsOf(ProcessAccess access) {
+  switch (access) {
+    case ProcessAccess::kQueryAndRead:
+      return PROCESS_QUERY_INFORMATION | PROCESS_VM_READ;
+    case ProcessAccess::kQueryLimitedAndRead:
+      return PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_VM_READ;
+    case ProcessAccess::kQuery:
+      return PROCESS_QUERY_INFORMATION;
+    case ProcessAccess::kQueryLimited:
+      return PROCESS_QUERY_LIMITED_INFORMATION;
+    case ProcessAccess::kFull:
+      return PROCESS_ALL_ACCESS;
+  }
+  return 0;
+}
+
+}  // namespace
+
+DWORD CurrentProcessId() { return GetCurrentProcessId(); }
+
+bool FindProcess(DWORD id, ProcessEntry* entry) {
+  const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+  if (snapshot == INVALID_HANDLE_VALUE) return false;
+  PROCESSENTRY32W process{};
+  process.dwSize = sizeof(process);
+  BOOL isFound = Process32FirstW(snapshot, &process);
+  while (isFound && process.th32ProcessID != id) isFound = Process32NextW(snapshot, &process);
+  CloseHandle(snapshot);
+  if (isFound) *entry = {id, process.th32ParentProcessID, process.szExeFile};
+  return isFound != FALSE;
+}
+
+HANDLE OpenProcessHandle(DWORD id, ProcessAccess access) {
+  const HANDLE process = OpenProcess(RightsOf(access), FALSE, id);
+  // The system keeps an ended process, and its id, as long as anybody holds a handle to it.
+  DWORD exitCode = STILL_ACTIVE;
+  if (process != nullptr && GetExitCodeProcess(process, &exitCode) && exitCode != STILL_ACTIVE) {
+    CloseHandle(process);
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return nullptr;
+  }
+  return process;
+}
+
+void CloseProcessHandle(HANDLE process) {
+  if (process != nullptr) CloseHandle(process);
+}
+
+bool GetProcessPath(HANDLE process, std::wstring* path) {
+  wchar_t buffer[kMaxProcessPath];
+  const DWORD length = GetModuleFileNameExW(process, nullptr, buffer, kMaxProcessPath);
+  path->assign(buffer, length);
+  return length != 0;
+}
+
+bool GetProcessCreationTime(HANDLE process, std::uint64_t* creationTime) {
+  FILETIME created{};
+  FILETIME exited{};
+  FILETIME kernel{};
+  FILETIME user{};
+  if (!GetProcessTimes(process, &created, &exited, &kernel, &user)) return false;
+  *creationTime = std::uint64_t{created.dwHighDateTime} << 32 | created.dwLowDateTime;
+  return true;
+}
+
+}  // namespace orv

@@ -1,0 +1,125 @@
+#pragma once
+
+#include <string_view>
+
+#include "xml/unit_search.h"
+
+namespace orv {
+
+/// An attribute as it stands in the text; offsets count from the text's start.
+struct Attribute {
+  std::size_t nameStart = 0;
+  std::wstring_view name;  ///< empty for a value without a name
+  std::size_t valueStart = 0;
+  std::wstring_view value;  ///< between its quotes, references not decoded
+  bool hasValue = false;
+  bool isPlain = false;  ///< surely no reference in the value
+};
+
+/// Walks the attributes of a tag or the pseudo-attributes of an instruction. In line, because most
+/// of what reading a document takes is spent here.
+class AttributeCursor {
+ public:
+  /// `nameStart` is where the tag name or the instruction's target begins.
+  AttributeCursor(std::wstring_view text, std::size_t nameStart)
+      : text_(text.data()),
+        end_(text_ + text.size()),
+        at_(FindNameEnd(text_ + nameStart, end_, kTagNameEnds)) {}
+
+  /// The next attribute; false at the end of the tag.
+  bool Next(Attribute* attribute) {
+    while (at_ != end_ && kBetween.Has(*at_)) ++at_;
+    if (at_ == end_ || *at_ == L'>') return false;
+
+    const wchar_t* const name = at_;
+    at_ = FindNameEnd(at_, end_, kNameEnds);
+    attribute->nameStart = static_cast<std::size_t>(name - text_);
+    attribute->name = {name, static_cast<std::size_t>(at_ - name)};
+    SkipWhiteSpace();
+    attribute->hasValue = at_ != end_ && *at_ == L'=';
+    if (attribute->hasValue) {
+      ++at_;
+      TakeValue(attribute);
+    } else {
+      attribute->value = {};
+      attribute->isPlain = true;
+    }
+    return true;
+  }
+
+ private:
+  static constexpr UnitSet kNameEnds{L" \n\t\r/=>?"};
+  /// What may stand between attributes.
+  static constexpr UnitSet kBetween{L" \n\t\r/?"};
+
+  void SkipWhiteSpace() {
+    while (at_ != end_ && IsWhiteSpace(*at_)) ++at_;
+  }
+
+  /// A value in quotes, which runs to the end of the text when the second quote is missing, or a
+  /// bare one, which runs to white space or `>`.
+  void TakeValue(Attribute* attribute) {
+    SkipWhiteSpace();
+    const wchar_t* value = at_;
+    if (at_ != end_ && IsQuote(*at_)) {
+      const wchar_t quote = *at_;
+      const wchar_t* const valueEnd = FindEnd(++value, quote, attribute);
+      at_ = valueEnd != end_ ? valueEnd + 1 : end_;
+      Place(value, valueEnd, attribute);
+      return;
+    }
+    attribute->isPlain = false;
+    while (at_ != end_ && !IsWhiteSpace(*at_) && *at_ != L'>') ++at_;
+    Place(value, at_, attribute);
+  }
+
+  void Place(const wchar_t* value, const wchar_t* valueEnd, Attribute* attribute) const {
+    attribute->valueStart = static_cast<std::size_t>(value - text_);
+    attribute->value = {value, static_cast<std::size_t>(valueEnd - value)};
+  }
+
+  /// The end of a quoted value.
+  const wchar_t* FindEnd(const wchar_t* value, wchar_t quote, Attribute* attribute) const {
+    const wchar_t* const found = FindEither(value, end_, quote, L'&');
+    attribute->isPlain = found == end_ || *found == quote;
+    return attribute->isPlain ? found : FindEither(found, end_, quote, quote);
+  }
+
+  const wchar_t* text_;
+  const wchar_t* end_;
+  const wchar_t* at_;
+};
+
+/// The first attribute of a name in the tag or instruction whose name begins at `nameStart`. When
+/// there is none, `attribute` is the last one of any name, if any.
+inline bool FindAttribute(std::wstring_view text, std::size_t nameStart, std::wstring_view name,
+                          bool ignoreCase, Attribute* attribute) {
+  AttributeCursor cursor(text, nameStart);
+  while (cursor.Next(attribute)) {
+    if (!attribute->name.empty() && SameName(attribute->name, name, ignoreCase)) return true;
+  }
+  return false;
+}
+
+/// The value of a tag's first attribute when the tag at an offset of the text begins the way that
+/// nearly every such tag is written, `opening`, which is all up to the value and ends with its
+/// quote, and has no reference in the value. Null data when it does not. A value that is just
+/// `guess`, which has no quote and no reference, is found without a search and is given as `guess`
+/// itself; an empty guess is none.
+inline std::wstring_view ValueBehind(std::wstring_view text, std::size_t offset,
+                                     std::wstring_view opening, std::wstring_view guess) {
+  const wchar_t* const at = text.data() + offset;
+  const wchar_t* const end = text.data() + text.size();
+  const auto rest = static_cast<std::size_t>(end - at);
+  if (rest < opening.size() || !SameUnits(at, opening.data(), opening.size())) return {};
+  const wchar_t* const value = at + opening.size();
+  if (!guess.empty() && rest > opening.size() + guess.size() &&
+      value[guess.size()] == opening.back() && SameUnits(value, guess.data(), guess.size())) {
+    return guess;
+  }
+  const wchar_t* const found = FindEither(value, end, opening.back(), L'&');
+  if (found == end || *found == L'&') return {};
+  return {value, static_cast<std::size_t>(found - value)};
+}
+
+}  // namespace orv

@@ -1,0 +1,65 @@
+#include "xml/elem_pos_array.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "platform/pages.h"
+
+namespace orv {
+
+void ElemPosArray::Grow(int capacity) {
+  if (capacity <= capacity_) return;
+  const int lastSegment = capacity_ == 0 ? 0 : (capacity_ - 1) >> kSegmentBits;
+  const auto limit = static_cast<std::int64_t>(lastSegment + 2) << kSegmentBits;
+  capacity = static_cast<int>(std::min<std::int64_t>(capacity, limit));
+
+  const int neededSegment = (capacity - 1) >> kSegmentBits;
+  if (segments_.size() <= static_cast<std::size_t>(neededSegment)) {
+    segments_.resize(static_cast<std::size_t>(neededSegment) * 2 + 4);
+  }
+  // Full segments have their final size; only the last one and the new one are allocated.
+  for (int s = lastSegment; s <= neededSegment; ++s) {
+    const int first = s << kSegmentBits;
+    const int records = std::min(capacity - first, kSegmentRecords);
+    const int used = std::clamp(capacity_ - first, 0, kSegmentRecords);
+    if (used == records) continue;
+    Segment segment(static_cast<ElemPos*>(std::malloc(records * sizeof(ElemPos))));
+    if (segment == nullptr) throw std::bad_alloc();
+    if (records == kSegmentRecords) PopulatePages(segment.get(), records * sizeof(ElemPos));
+    if (used > 0) std::memcpy(segment.get(), segments_[s].get(), used * sizeof(ElemPos));
+    segments_[s] = std::move(segment);
+  }
+  capacity_ = capacity;
+}
+
+void ElemPosArray::Trim(int used) {
+  const int kept = used + used / 8 + 8;
+  if (capacity_ - used <= used / 4 || kept >= capacity_) return;
+  const int last = (kept - 1) >> kSegmentBits;
+  for (int s = (capacity_ - 1) >> kSegmentBits; s > last; --s) segments_[s] = nullptr;
+  Segment& segment = segments_[last];
+  const int records = kept - (last << kSegmentBits);
+  void* const smaller = std::realloc(segment.get(), records * sizeof(ElemPos));
+  if (smaller != nullptr) {
+    static_cast<void>(segment.release());
+    segment.reset(static_cast<ElemPos*>(smaller));
+  }
+  capacity_ = kept;
+}
+
+void ElemPosArray::Assign(const ElemPosArray& other, int count) {
+  Clear();
+  while (capacity_ < std::max(count, 8)) Grow(std::max(count, 8));
+  for (int first = 0; first < count; first += kSegmentRecords) {
+    const int records = std::min(count - first, kSegmentRecords);
+    std::memcpy(&(*this)[first], &other[first], records * sizeof(ElemPos));
+  }
+}
+
+void ElemPosArray::Clear() {
+  segments_.clear();
+  capacity_ = 0;
+}
+
+}  // namespace orv

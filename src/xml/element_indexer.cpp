@@ -1,0 +1,268 @@
+#include "xml/element_indexer.h"
+
+#include <optional>
+
+#include "orv/xml/markup.h"
+#include "xml/names.h"
+#include "xml/open_names.h"
+#include "xml/result.h"
+#include "xml/signs.h"
+
+namespace orv {
+namespace {
+
+/// Open elements that a search for an end tag's element looks at before names are counted.
+constexpr int kShortSearch = 32;
+
+/// Whether a unit of the text stands behind a whole open name, or where a name counts as ended.
+bool EndsOpenName(wchar_t unit) { return EndsTagName(unit) || EndsPathName(unit); }
+
+/// Open elements are known by their records alone.
+class ElementIndexer {
+ public:
+  ElementIndexer(ElemPosArray& elements, int* free, int base, const TokenPos& token,
+                 std::wstring& result)
+      : elements_(elements),
+        free_(free),
+        base_(base),
+        parent_(base),
+        token_(token),
+        text_(token.text),
+        ignoreCase_((token.flags & CMarkup::DOC_IGNORECASE) != 0),
+        baseLevel_(elements[base].Level()),
+        result_(result) {}
+
+  int Run(TrailingCopy* copy);
+
+ private:
+  int NextTagEnd(int tag, SignCursor& signs) const;
+  void OpenElement(int start, int length);
+  void EndTag(int start, int length);
+  void EndTagOfOther(int start, int length);
+  int FindOpen(std::wstring_view name);
+  void CloseElement(int end, int endTagLength);
+  void CloseUnended(int until, int expectedAt);
+  void LinkLastChild(const ElemPos& parent);
+  void AddError(const NodePos& node);
+
+  std::wstring_view TagName(int start) const {
+    return TagNameAt({text_, static_cast<std::size_t>(token_.length)}, start + 1);
+  }
+  std::wstring_view OpenName(int element) const {
+    return TagName(static_cast<int>(elements_[element].start));
+  }
+
+  ElemPosArray& elements_;
+  int* free_;
+  const int base_;
+  int parent_;         ///< the innermost open element; `base_` when none is open
+  int lastChild_ = 0;  ///< of the parent
+  int depth_ = 0;
+  int firstElement_ = 0;
+  TokenPos token_;
+  const wchar_t* const text_;
+  const bool ignoreCase_;
+  const std::uint32_t baseLevel_;
+  std::wstring& result_;
+  std::optional<OpenNames> openNames_;  ///< kept from the first long search on
+};
+
+int ElementIndexer::Run(TrailingCopy* copy) {
+  const int length = token_.length;
+  SignPieces pieces(text_, length, copy);
+  pieces.SkipTo(token_.next);
+  SignCursor signs(pieces);
+  NodePos node;
+  for (;;) {
+    const int tag = signs.Next();
+    if (tag == length) break;
+    if (text_[tag] != L'<') continue;
+    const wchar_t second = tag + 1 < length ? text_[tag + 1] : L'\0';
+    int end = length;
+    if (second == L'/') {
+      do {
+        end = signs.Next();
+      } while (end != length && text_[end] != L'>');
+      if (end != length) EndTag(tag, end + 1 - tag);
+    } else if (IsNameStart(second)) {
+      end = NextTagEnd(tag, signs);
+      if (end != length) OpenElement(tag, end + 1 - tag);
+    }
+    if (end != length) continue;
+    // Comments and other rare nodes, and whatever is wrong.
+    token_.next = tag;
+    if (ScanNode(token_, node) == kScanError) AddError(node);
+    signs.SkipTo(token_.next);
+  }
+  CloseUnended(base_, length);
+  LinkLastChild(elements_[base_]);
+  return firstElement_;
+}
+
+/// The offset of the `>` of the start tag at `tag`; the text's length when it has none.
+int ElementIndexer::NextTagEnd(int tag, SignCursor& signs) const {
+  const int length = token_.length;
+  for (;;) {
+    const int sign = signs.Next();
+    if (sign == length || text_[sign] == L'>') return sign;
+    if (text_[sign] == L'<' || !OpensValue(text_, tag, sign)) continue;
+    int close;
+    do {
+      close = signs.Next();
+    } while (close != length && text_[close] != text_[sign]);
+    if (close == length) return length;
+  }
+}
+
+void ElementIndexer::OpenElement(int start, int length) {
+  const int index = elements_.TakeFree(free_);
+  const bool isFirst = lastChild_ == 0;
+  const bool isEmpty = text_[start + length - 2] == L'/';
+  ElemPos& element = elements_[index];
+  element.start = start;
+  element.length = length;
+  element.SetTagLengths(length, 0);
+  element.levelFlags = (baseLevel_ + depth_) & ElemPos::kLevelMask;
+  if (isFirst) element.levelFlags |= ELEM_FIRST;
+  if (isEmpty) element.levelFlags |= ELEM_EMPTY;
+  element.parent = parent_;
+  element.child = 0;
+  element.next = 0;
+  element.previous = isFirst ? index : lastChild_;
+  if (isFirst) {
+    elements_[parent_].child = index;
+  } else {
+    elements_[lastChild_].next = index;
+  }
+  if (firstElement_ == 0) firstElement_ = index;
+  if (isEmpty) {
+    lastChild_ = index;
+    return;
+  }
+  parent_ = index;
+  lastChild_ = 0;
+  ++depth_;
+  if (openNames_) openNames_->Add(TagName(start));
+}
+
+/// Makes the first child lead to the last one, when all are known.
+void ElementIndexer::LinkLastChild(const ElemPos& parent) {
+  if (parent.child != 0) elements_[parent.child].previous = lastChild_;
+}
+
+void ElementIndexer::EndTag(int start, int length) {
+  if (depth_ == 0) return EndTagOfOther(start, length);
+  // The usual end tag has the very units of the innermost open name between `</` and `>`.
+  const wchar_t* name = text_ + start + 2;
+  const wchar_t* open = text_ + elements_[parent_].start + 1;
+  const int nameLength = length - 3;
+  if (!SameUnits(name, open, nameLength) || !EndsOpenName(open[nameLength])) {
+    return EndTagOfOther(start, length);
+  }
+  CloseElement(start + length, length);
+}
+
+void ElementIndexer::EndTagOfOther(int start, int length) {
+  const std::wstring_view name = TagName(start + 1);
+  const int match = FindOpen(name);
+  if (match < 0) {
+    elements_[base_].levelFlags |= ELEM_ILLFORMED;
+    elements_[parent_].levelFlags |= ELEM_ILLDATA;
+    if (!IsResultFull(result_)) {
+      AddResult(result_, L"lone_end_tag", std::wstring(name).c_str(), 0, start);
+    }
+    return;
+  }
+  if (match != parent_) {
+    elements_[base_].levelFlags |= ELEM_ILLFORMED;
+    CloseUnended(match, start + 1);
+  }
+  CloseElement(start + length, length);
+}
+
+/// The innermost open element that an end tag of this name closes, -1 when there is none.
+int ElementIndexer::FindOpen(std::wstring_view name) {
+  if (openNames_ && !openNames_->MayMatch(name)) return -1;
+  int element = parent_;
+  for (int up = 0; up < depth_; ++up) {
+    if (up == kShortSearch && !openNames_) {
+      openNames_.emplace(ignoreCase_);
+      int open = parent_;
+      for (int i = 0; i < depth_; ++i) {
+        openNames_->Add(OpenName(open));
+        open = static_cast<int>(elements_[open].parent);
+      }
+      if (!openNames_->MayMatch(name)) return -1;
+    }
+    const wchar_t* open = text_ + elements_[element].start + 1;
+    if (CommonPrefix(name, open, ignoreCase_) == name.size() && EndsOpenName(open[name.size()])) {
+      return element;
+    }
+    element = static_cast<int>(elements_[element].parent);
+  }
+  return -1;
+}
+
+/// Closes the innermost open element with the end tag that ends at `end`.
+void ElementIndexer::CloseElement(int end, int endTagLength) {
+  ElemPos& element = elements_[parent_];
+  if (openNames_) openNames_->Remove(OpenName(parent_));
+  element.length = end - element.start;
+  element.SetEndTagLength(endTagLength);
+  LinkLastChild(element);
+  lastChild_ = parent_;
+  parent_ = static_cast<int>(element.parent);
+  --depth_;
+}
+
+/// Closes every open element inside `until`: each stays as long as its start tag, and its children,
+/// the closed elements among them, all become children of `until` in document order. Since `until`
+/// is closed for good by whoever calls, no element is ever moved twice.
+void ElementIndexer::CloseUnended(int until, int expectedAt) {
+  if (parent_ == until) return;
+  if (lastChild_ == 0) lastChild_ = parent_;
+  bool illData = false;
+  for (int closing = parent_; closing != until; --depth_) {
+    ElemPos& element = elements_[closing];
+    if (openNames_) openNames_->Remove(OpenName(closing));
+    if (element.child != 0) {
+      ElemPos& first = elements_[element.child];
+      first.levelFlags &= ~ELEM_FIRST;
+      first.previous = closing;
+      // The last child is the element closed before this one; behind it stand the children that
+      // were moved then.
+      for (std::uint32_t child = element.child;
+           child != 0 && static_cast<int>(elements_[child].parent) == closing;
+           child = elements_[child].next) {
+        elements_[child].parent = until;
+      }
+      element.next = element.child;
+      element.child = 0;
+    }
+    illData |= (element.levelFlags & ELEM_ILLDATA) != 0;
+    element.levelFlags = (element.levelFlags & ~ELEM_ILLDATA) | ELEM_UNENDED;
+    if (!IsResultFull(result_)) {
+      AddResult(result_, L"unended_start_tag", std::wstring(OpenName(closing)).c_str(), 0,
+                static_cast<int>(element.start), expectedAt);
+    }
+    closing = static_cast<int>(element.parent);
+  }
+  if (illData) elements_[until].levelFlags |= ELEM_ILLDATA;
+  elements_[base_].levelFlags |= ELEM_ILLFORMED;
+  parent_ = until;
+}
+
+void ElementIndexer::AddError(const NodePos& node) {
+  elements_[base_].levelFlags |= ELEM_ILLFORMED;
+  elements_[parent_].levelFlags |= ELEM_ILLDATA;
+  if (!IsResultFull(result_)) result_ += node.result;
+}
+
+}  // namespace
+
+int IndexElements(ElemPosArray& elements, int* free, int base, const TokenPos& token,
+                  std::wstring& result, TrailingCopy* copy) {
+  return ElementIndexer(elements, free, base, token, result).Run(copy);
+}
+
+}  // namespace orv

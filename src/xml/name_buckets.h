@@ -1,0 +1,88 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <span>
+#include <string_view>
+
+#include "xml/names.h"
+
+namespace orv {
+
+struct NamedValue {
+  int value;
+  std::wstring_view name;
+};
+
+/// A table of names in lower case, in `kBuckets` zero-terminated buckets: a name stands in the one
+/// numbered by the sum of its units modulo their number. An entry is the length of the name and its
+/// value, each with a fixed number of decimal digits, and the name. Made at compile time.
+template <int kBuckets, int kLengthDigits, int kValueDigits, std::size_t kSize>
+class NameBuckets {
+ public:
+  /// Names keep their order within a bucket and are put into lower case.
+  template <std::size_t kCount>
+  constexpr explicit NameBuckets(const std::array<NamedValue, kCount>& names) {
+    std::array<int, kCount> buckets{};
+    for (std::size_t i = 0; i < kCount; ++i) buckets[i] = BucketOf(names[i].name);
+    std::size_t at = 0;
+    for (int bucket = 0; bucket < kBuckets; ++bucket) {
+      starts_[bucket] = static_cast<unsigned short>(at);
+      for (std::size_t i = 0; i < kCount; ++i) {
+        if (buckets[i] != bucket) continue;
+        PutNumber(static_cast<int>(names[i].name.size()), kLengthDigits, &at);
+        PutNumber(names[i].value, kValueDigits, &at);
+        for (const wchar_t unit : names[i].name) text_[at++] = ToLowerAscii(unit);
+      }
+      text_[at++] = 0;
+    }
+  }
+
+  /// The units that a table of these names takes.
+  static constexpr std::size_t SizeFor(std::span<const NamedValue> names) {
+    std::size_t size = kBuckets;
+    for (const NamedValue& entry : names) size += kLengthDigits + kValueDigits + entry.name.size();
+    return size;
+  }
+
+  constexpr const wchar_t* Bucket(int bucket) const { return text_.data() + starts_[bucket]; }
+
+  /// The value of the first entry of a name in lower case; -1 when there is none.
+  constexpr int Find(std::wstring_view lowerName) const {
+    const wchar_t* entry = Bucket(BucketOf(lowerName));
+    while (*entry != 0) {
+      const int length = Number(entry, kLengthDigits);
+      const wchar_t* name = entry + kLengthDigits + kValueDigits;
+      if (lowerName == std::wstring_view(name, length)) {
+        return Number(entry + kLengthDigits, kValueDigits);
+      }
+      entry = name + length;
+    }
+    return -1;
+  }
+
+ private:
+  static constexpr int BucketOf(std::wstring_view name) {
+    unsigned sum = 0;
+    for (const wchar_t unit : name) sum += static_cast<char16_t>(ToLowerAscii(unit));
+    return static_cast<int>(sum % kBuckets);
+  }
+
+  constexpr void PutNumber(int number, int digits, std::size_t* at) {
+    for (int i = digits - 1; i >= 0; --i, number /= 10) {
+      text_[*at + i] = static_cast<wchar_t>(L'0' + number % 10);
+    }
+    *at += digits;
+  }
+
+  static constexpr int Number(const wchar_t* digits, int count) {
+    int number = 0;
+    for (int i = 0; i < count; ++i) number = number * 10 + (digits[i] - L'0');
+    return number;
+  }
+
+  std::array<wchar_t, kSize> text_{};
+  std::array<unsigned short, kBuckets> starts_{};
+};
+
+}  // namespace orv

@@ -1,0 +1,188 @@
+#include "xml/scanner.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "orv/xml/markup.h"
+#include "xml/elem_pos.h"
+#include "xml/names.h"
+#include "xml/result.h"
+
+namespace orv {
+namespace {
+
+/// Scans one node of the text in memory.
+class NodeScanner {
+ public:
+  NodeScanner(const TokenPos& token, NodePos& node)
+      : text_(token.text, token.length), start_(token.next), passed_(token.passed), node_(node) {
+    node_.start = token.next;
+    node_.flags = 0;
+    node_.hitEnd = false;
+    node_.result.clear();
+  }
+
+  void Scan() {
+    if (start_ >= text_.size()) {
+      node_.hitEnd = true;
+      Finish(kScanEnd, start_);
+    } else if (text_[start_] != L'<') {
+      ScanText();
+    } else if (start_ + 1 == text_.size()) {
+      Unterminated(L"tag");
+    } else if (IsNameStart(text_[start_ + 1])) {
+      ScanStartTag();
+    } else {
+      switch (text_[start_ + 1]) {
+        case L'/':
+          return FinishAt(L">", start_ + 2, kScanEndTag, L"end_tag");
+        case L'?':
+          return FinishAt(L"?>", start_ + 2, CMarkup::NODE_PROCESSING_INSTRUCTION,
+                          L"processing_instruction");
+        case L'!':
+          return ScanDeclaration();
+        default:
+          return Faulty(L"first_tag_syntax", start_ + 1);
+      }
+    }
+  }
+
+ private:
+  static constexpr std::size_t npos = std::wstring_view::npos;
+
+  int Offset(std::size_t place) const { return passed_ + static_cast<int>(place); }
+
+  void Finish(int type, std::size_t end) {
+    node_.type = type;
+    node_.length = static_cast<int>(end - start_);
+  }
+
+  /// Ends the node behind the next `closing`.
+  void FinishAt(std::wstring_view closing, std::size_t from, int type, const wchar_t* typeName) {
+    const std::size_t found = text_.find(closing, from);
+    if (found == npos) return Unterminated(typeName);
+    Finish(type, found + closing.size());
+  }
+
+  /// The text ends inside a construct that began at `start_`.
+  void Unterminated(const wchar_t* typeName) {
+    node_.hitEnd = true;
+    AddResult(node_.result, L"unterminated_tag_syntax", typeName, kResultType, Offset(start_));
+    Finish(kScanError, text_.size());
+  }
+
+  /// The construct is wrong from `wrong` on; it lasts to the next `>`, which `wrong` itself may be.
+  void Faulty(const wchar_t* entry, std::size_t wrong) {
+    AddResult(node_.result, entry, nullptr, 0, Offset(start_));
+    FinishAt(L">", wrong, kScanError, L"tag");
+  }
+
+  void ScanText() {
+    std::size_t end = start_;
+    while (end < text_.size() && IsWhiteSpace(text_[end])) ++end;
+    const bool blank = end == text_.size() || text_[end] == L'<';
+    end = std::min(text_.find(L'<', end), text_.size());
+    node_.hitEnd = end == text_.size();
+    Finish(blank ? CMarkup::NODE_WHITESPACE : CMarkup::NODE_TEXT, end);
+  }
+
+  void ScanStartTag() {
+    for (std::size_t i = start_ + 2; i < text_.size(); ++i) {
+      const wchar_t unit = text_[i];
+      if (unit == L'>') {
+        if (text_[i - 1] == L'/') node_.flags = ELEM_EMPTY;
+        return Finish(CMarkup::NODE_ELEMENT, i + 1);
+      }
+      if (IsQuote(unit) &&
+          OpensValue(text_.data(), static_cast<int>(start_), static_cast<int>(i))) {
+        i = text_.find(unit, i + 1);
+        if (i == npos) break;
+      }
+    }
+    Unterminated(L"start_tag");
+  }
+
+  void ScanDeclaration() {
+    static constexpr std::wstring_view kCData = L"<![CDATA[";
+    const std::size_t third = start_ + 2;
+    if (third == text_.size()) return Unterminated(L"tag");
+    switch (text_[third]) {
+      case L'-':
+        if (third + 1 == text_.size()) return Unterminated(L"tag");
+        if (text_[third + 1] != L'-') return Faulty(L"comment_tag_syntax", third + 1);
+        return FinishAt(L"-->", third + 2, CMarkup::NODE_COMMENT, L"comment");
+      case L'[':
+        for (std::size_t i = 3; i < kCData.size(); ++i) {
+          if (start_ + i == text_.size()) return Unterminated(L"tag");
+          if (text_[start_ + i] != kCData[i]) return Faulty(L"cdata_section_syntax", start_ + i);
+        }
+        return FinishAt(L"]]>", start_ + kCData.size(), CMarkup::NODE_CDATA_SECTION,
+                        L"cdata_section");
+      case L'D':
+        return ScanDocumentType();
+      default:
+        return Faulty(L"exclamation_tag_syntax", third);
+    }
+  }
+
+  /// Brackets hold the internal subset; in it `>` ends nothing but the declaration it stands in.
+  void ScanDocumentType() {
+    int type = CMarkup::NODE_DOCUMENT_TYPE;
+    int brackets = 0;
+    std::size_t i = start_ + 3;
+    while (i < text_.size()) {
+      const wchar_t unit = text_[i];
+      if (unit == L'>' && brackets == 0) return Finish(type, i + 1);
+      if (unit == L'[') ++brackets;
+      if (unit == L']' && brackets > 0) --brackets;
+      if (IsQuote(unit)) {
+        i = Behind(text_.substr(i, 1), i + 1);
+      } else if (unit == L'<' && brackets > 0) {
+        i = ScanSubsetMarkup(i, &type);
+      } else {
+        ++i;
+      }
+    }
+    Unterminated(L"document_type");
+  }
+
+  /// Where scanning goes on after the `<` at `open` in an internal subset.
+  std::size_t ScanSubsetMarkup(std::size_t open, int* type) {
+    const std::wstring_view rest = text_.substr(open);
+    if (rest.starts_with(L"<!--")) return Behind(L"-->", open + 4);
+    if (rest.starts_with(L"<?")) return Behind(L"?>", open + 2);
+    if (rest.starts_with(L"<!") && rest.size() > 2) {
+      const wchar_t letter = ToUpperAscii(rest[2]);
+      const bool known = rest[2] == L'A' || rest[2] == L'E' || rest[2] == L'N';
+      if (letter >= L'A' && letter <= L'Z' && !known) {
+        AddResult(node_.result, L"doctype_tag_syntax", nullptr, 0, Offset(open));
+        *type = kScanError;
+      }
+    }
+    return open + 1;
+  }
+
+  /// One past the next `closing`, or the end of the text.
+  std::size_t Behind(std::wstring_view closing, std::size_t from) const {
+    const std::size_t found = text_.find(closing, from);
+    return found == npos ? text_.size() : found + closing.size();
+  }
+
+  std::wstring_view text_;
+  std::size_t start_;
+  int passed_;
+  NodePos& node_;
+};
+
+}  // namespace
+
+int ScanNode(TokenPos& token, NodePos& node) {
+  NodeScanner scanner(token, node);
+  scanner.Scan();
+  token.start = node.start;
+  token.next = node.start + node.length;
+  token.end = token.next - 1;
+  return node.type;
+}
+
+}  // namespace orv

@@ -1,0 +1,317 @@
+#include "xml/text_coding.h"
+
+#include <algorithm>
+#include <cstdint>
+
+#include "base/utf8.h"
+#include "orv/xml/markup.h"
+#include "platform/code_pages.h"
+
+namespace orv {
+namespace {
+
+using namespace std::string_view_literals;
+
+/// Beginnings of files that tell the encoding.
+struct Beginning {
+  std::string_view bytes;
+  TextForm form;
+  bool isBigEndian;
+  bool isMark;
+  const wchar_t* name;
+};
+
+/// The longer ones of equal beginnings first. Without a mark the first character is a `<`.
+constexpr Beginning kBeginnings[] = {
+    {"\xEF\xBB\xBF"sv, TextForm::kUtf8, false, true, L"UTF-8"},
+    {"\xFF\xFE\0\0"sv, TextForm::kUtf32, false, true, L"UTF-32"},
+    {"\0\0\xFE\xFF"sv, TextForm::kUtf32, true, true, L"UTF-32"},
+    {"\xFF\xFE"sv, TextForm::kUtf16, false, true, L"UTF-16LE"},
+    {"\xFE\xFF"sv, TextForm::kUtf16, true, true, L"UTF-16BE"},
+    {"<\0\0\0"sv, TextForm::kUtf32, false, false, L"UTF-32"},
+    {"\0\0\0<"sv, TextForm::kUtf32, true, false, L"UTF-32"},
+    {"<\0"sv, TextForm::kUtf16, false, false, L"UTF-16LE"},
+    {"\0<"sv, TextForm::kUtf16, true, false, L"UTF-16BE"},
+};
+
+constexpr int kUtf16Page = 1200;
+constexpr int kUtf16BigEndianPage = 1201;
+constexpr int kUtf32Page = 65005;
+constexpr int kUtf8Page = 65001;
+/// The EBCDIC pages agree in the `<?` of a declaration, and all but a few of them in the rest of
+/// it.
+constexpr std::string_view kEbcdicDeclaration = "\x4C\x6F"sv;
+constexpr int kEbcdicPages[] = {37, 1026, 20905};
+
+constexpr wchar_t kReplacement = 0xFFFD;
+constexpr std::string_view kReplacementUtf8 = "\xEF\xBF\xBD";
+
+/// Bytes within which a declaration must stand to be found.
+constexpr std::size_t kDeclarationReach = 2048;
+
+bool IsKnownPage(int codePage) {
+  std::wstring nothing;
+  bool lost = false;
+  return codePage > 0 && DecodeCodePage(codePage, {}, &nothing, &lost);
+}
+
+/// Whether a page has characters of more than one byte or states that shifts change.
+bool IsMultiByte(int page) {
+  constexpr int kPages[] = {932,   936,   949,   950,   1361,  10001, 10002,
+                            10003, 10008, 20932, 20936, 20949, 54936, 65000};
+  return std::find(std::begin(kPages), std::end(kPages), page) != std::end(kPages) ||
+         (page >= 20000 && page <= 20005) || (page >= 50220 && page <= 52936) ||
+         (page >= 57002 && page <= 57011);
+}
+
+/// The encoding that bytes declare. All narrow encodings agree with ASCII or with EBCDIC in the
+/// letters of a declaration.
+std::wstring DeclaredInBytes(std::string_view head) {
+  std::wstring text;
+  if (head.starts_with(kEbcdicDeclaration)) {
+    for (const int page : kEbcdicPages) {
+      bool lost = false;
+      text.clear();
+      if (!DecodeCodePage(page, head, &text, &lost)) continue;
+      const std::wstring declared = CMarkup::GetDeclaredEncoding(text);
+      if (CMarkup::GetEncodingCodePage(declared) > 0) return declared;
+    }
+    return {};
+  }
+  for (const char byte : head) text += static_cast<wchar_t>(static_cast<std::uint8_t>(byte));
+  return CMarkup::GetDeclaredEncoding(text);
+}
+
+std::size_t CountOf(std::string_view text, std::string_view piece) {
+  std::size_t count = 0;
+  for (std::size_t at = 0; (at = text.find(piece, at)) != text.npos; at += piece.size()) ++count;
+  return count;
+}
+
+/// The units of a UTF-16 or UTF-32 text of `kSize` bytes a unit.
+template <std::size_t kSize>
+std::uint32_t UnitAt(const char* bytes, bool isBigEndian) {
+  std::uint32_t unit = 0;
+  for (std::size_t i = 0; i < kSize; ++i) {
+    const auto byte = static_cast<std::uint8_t>(bytes[isBigEndian ? i : kSize - 1 - i]);
+    unit = unit << 8 | byte;
+  }
+  return unit;
+}
+
+template <std::size_t kSize>
+void AppendUnit(std::uint32_t unit, bool isBigEndian, std::string* bytes) {
+  for (std::size_t i = 0; i < kSize; ++i) {
+    *bytes += static_cast<char>(unit >> 8 * (isBigEndian ? kSize - 1 - i : i));
+  }
+}
+
+/// Where the last character of UTF-8 begins when the bytes cut it off, else their end.
+std::size_t WholeUtf8(std::string_view bytes) {
+  for (std::size_t back = 1; back <= std::min<std::size_t>(3, bytes.size()); ++back) {
+    const auto byte = static_cast<std::uint8_t>(bytes[bytes.size() - back]);
+    if (byte < 0x80) break;
+    if (byte < 0xC0) continue;
+    const std::size_t length = byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
+    return length > back ? bytes.size() - back : bytes.size();
+  }
+  return bytes.size();
+}
+
+}  // namespace
+
+std::string_view TextEncoding::Mark() const {
+  if (!hasMark) return {};
+  for (const Beginning& beginning : kBeginnings) {
+    if (beginning.isMark && beginning.form == form && beginning.isBigEndian == isBigEndian) {
+      return beginning.bytes;
+    }
+  }
+  return {};
+}
+
+TextEncoding DetectEncoding(std::string_view bytes, bool isWhole) {
+  for (const Beginning& beginning : kBeginnings) {
+    if (bytes.starts_with(beginning.bytes)) {
+      return {.form = beginning.form,
+              .isBigEndian = beginning.isBigEndian,
+              .hasMark = beginning.isMark,
+              .name = beginning.name};
+    }
+  }
+
+  const std::wstring declared = DeclaredInBytes(bytes.substr(0, kDeclarationReach));
+  const int page = CMarkup::GetEncodingCodePage(declared);
+  if (page == kUtf8Page) return {};
+  // Wide forms were seen above: a file of bytes that declares one is not to be believed.
+  if (page != kUtf16Page && page != kUtf16BigEndianPage && page != kUtf32Page &&
+      IsKnownPage(page)) {
+    return {.form = TextForm::kCodePage, .codePage = page, .name = declared};
+  }
+
+  int nonAscii = 0;
+  bool errorAtEnd = false;
+  const bool isUtf8 =
+      CMarkup::DetectUTF8(bytes.data(),
+                          static_cast<int>(std::min<std::size_t>(bytes.size(), 1 << 30)), &nonAscii,
+                          &errorAtEnd) ||
+      (errorAtEnd && !isWhole);
+  if (isUtf8) return {.isDetected = nonAscii > 0};
+  return {.form = TextForm::kCodePage, .codePage = SystemCodePage(), .name = L"ANSI"};
+}
+
+TextEncoding EncodingFor(const std::wstring& doc, int docFlags) {
+  if ((docFlags & CMarkup::DOC_UTF16LEFILE) != 0) {
+    return {.form = TextForm::kUtf16, .hasMark = true, .name = L"UTF-16LE"};
+  }
+  if ((docFlags & CMarkup::DOC_UTF16BEFILE) != 0) {
+    return {.form = TextForm::kUtf16, .isBigEndian = true, .hasMark = true, .name = L"UTF-16BE"};
+  }
+  const std::wstring declared = CMarkup::GetDeclaredEncoding(doc);
+  const int page = CMarkup::GetEncodingCodePage(declared);
+  switch (page) {
+    case kUtf16Page:
+      return {.form = TextForm::kUtf16, .hasMark = true, .name = L"UTF-16LE"};
+    case kUtf16BigEndianPage:
+      return {.form = TextForm::kUtf16, .isBigEndian = true, .hasMark = true, .name = L"UTF-16BE"};
+    case kUtf32Page: {
+      const bool isBigEndian = declared.ends_with(L"BE") || declared.ends_with(L"be");
+      return {
+          .form = TextForm::kUtf32, .isBigEndian = isBigEndian, .hasMark = true, .name = L"UTF-32"};
+    }
+    default:
+      if (page != kUtf8Page && IsKnownPage(page)) {
+        return {.form = TextForm::kCodePage, .codePage = page, .name = declared};
+      }
+      return {.hasMark = (docFlags & CMarkup::DOC_UTF8MARK) != 0};
+  }
+}
+
+/// The length of the bytes without a character that they cut off.
+std::size_t TextDecoder::WholeLength(std::string_view bytes) const {
+  switch (encoding_.form) {
+    case TextForm::kUtf8:
+      return WholeUtf8(bytes);
+    case TextForm::kUtf16:
+      return bytes.size() / 2 * 2;
+    case TextForm::kUtf32:
+      return bytes.size() / 4 * 4;
+    case TextForm::kCodePage:
+      break;
+  }
+  if (!IsMultiByte(encoding_.codePage)) return bytes.size();
+  // At the end of a line no character is cut, and every state is the first one.
+  const std::size_t lineEnd = bytes.rfind('\n');
+  return lineEnd != bytes.npos ? lineEnd + 1 : 0;
+}
+
+void TextDecoder::Decode(std::string_view bytes, bool isLast, std::wstring* text) {
+  if (!waiting_.empty()) {
+    waiting_ += bytes;
+    bytes = waiting_;
+  }
+  const std::size_t whole = WholeLength(bytes);
+  const std::size_t before = text->size();
+  if (isLast) {
+    truncated_ = whole < bytes.size() && encoding_.form != TextForm::kCodePage;
+    DecodeWhole(bytes, text);
+  } else {
+    DecodeWhole(bytes.substr(0, whole), text);
+    waiting_ = std::string(bytes.substr(whole));
+  }
+
+  if (text->find(L'\0', before) == text->npos) return;
+  const auto end =
+      std::remove(text->begin() + static_cast<std::ptrdiff_t>(before), text->end(), L'\0');
+  nulls_ += static_cast<int>(text->end() - end);
+  text->erase(end, text->end());
+}
+
+void TextDecoder::DecodeWhole(std::string_view bytes, std::wstring* text) {
+  const bool swapped = encoding_.isBigEndian;
+  switch (encoding_.form) {
+    case TextForm::kUtf8: {
+      const std::size_t before = text->size();
+      if (before == 0) {
+        *text = Utf8ToWide(bytes);
+      } else {
+        *text += Utf8ToWide(bytes);
+      }
+      // A replacement character that the file holds itself is no loss.
+      const auto added = std::count(text->begin() + static_cast<std::ptrdiff_t>(before),
+                                    text->end(), kReplacement);
+      if (static_cast<std::size_t>(added) > CountOf(bytes, kReplacementUtf8)) hasLost_ = true;
+      break;
+    }
+    case TextForm::kUtf16:
+      text->reserve(text->size() + bytes.size() / 2);
+      for (std::size_t i = 0; i + 2 <= bytes.size(); i += 2) {
+        *text += static_cast<wchar_t>(UnitAt<2>(bytes.data() + i, swapped));
+      }
+      break;
+    case TextForm::kUtf32:
+      text->reserve(text->size() + bytes.size() / 4);
+      for (std::size_t i = 0; i + 4 <= bytes.size(); i += 4) {
+        std::uint32_t code = UnitAt<4>(bytes.data() + i, swapped);
+        if (code > 0x10FFFF || (code >= 0xD800 && code < 0xE000)) {
+          code = kReplacement;
+          hasLost_ = true;
+        }
+        wchar_t units[2];
+        int count = 0;
+        CMarkup::EncodeCharUTF16(static_cast<int>(code), units, count);
+        text->append(units, count);
+      }
+      break;
+    case TextForm::kCodePage:
+      DecodeCodePage(encoding_.codePage, bytes, text, &hasLost_);
+      break;
+  }
+}
+
+void TextEncoder::Encode(std::wstring_view text, bool isLast, std::string* bytes) {
+  if (!waiting_.empty()) {
+    waiting_ += text;
+    text = waiting_;
+  }
+  std::size_t whole = text.size();
+  if (!isLast && whole > 0 && (text[whole - 1] & 0xFC00) == 0xD800) --whole;
+  EncodeWhole(text.substr(0, whole), bytes);
+  waiting_ = std::wstring(text.substr(whole));
+}
+
+void TextEncoder::EncodeWhole(std::wstring_view text, std::string* bytes) {
+  const bool swapped = encoding_.isBigEndian;
+  switch (encoding_.form) {
+    case TextForm::kUtf8: {
+      const std::string encoded = WideToUtf8(text);
+      const auto own = std::count(text.begin(), text.end(), kReplacement);
+      if (CountOf(encoded, kReplacementUtf8) > static_cast<std::size_t>(own)) hasLost_ = true;
+      *bytes += encoded;
+      break;
+    }
+    case TextForm::kUtf16:
+      bytes->reserve(bytes->size() + text.size() * 2);
+      for (const wchar_t unit : text) {
+        AppendUnit<2>(static_cast<std::uint32_t>(unit), swapped, bytes);
+      }
+      break;
+    case TextForm::kUtf32: {
+      bytes->reserve(bytes->size() + text.size() * 4);
+      const wchar_t* at = text.data();
+      const wchar_t* const end = at + text.size();
+      while (at != end) {
+        const bool isOwn = *at == kReplacement;
+        const int code = CMarkup::DecodeCharUTF16(at, end);
+        if (code == kReplacement && !isOwn) hasLost_ = true;
+        AppendUnit<4>(static_cast<std::uint32_t>(code), swapped, bytes);
+      }
+      break;
+    }
+    case TextForm::kCodePage:
+      EncodeCodePage(encoding_.codePage, text, bytes, &hasLost_);
+      break;
+  }
+}
+
+}  // namespace orv

@@ -1,0 +1,137 @@
+#include "xml/text_files.h"
+
+#include <fstream>
+#include <limits>
+
+#include "orv/xml/markup.h"
+#include "platform/files.h"
+#include "platform/new_file.h"
+#include "xml/result.h"
+
+namespace orv {
+namespace {
+
+constexpr wchar_t kTextName[] = L"UTF-16";
+
+/// Lengths beyond what an entry holds are given as the most that it does.
+int ToEntryNumber(std::uint64_t number) {
+  constexpr std::uint64_t kMost = std::numeric_limits<int>::max();
+  return static_cast<int>(std::min(number, kMost));
+}
+
+bool ReadBytes(const std::wstring& file, std::string* bytes) {
+  std::ifstream stream(ToPath(file), std::ios::binary | std::ios::ate);
+  if (!stream) return false;
+  const std::streamoff size = stream.tellg();
+  if (size < 0 || size > std::numeric_limits<int>::max()) return false;
+  bytes->resize(static_cast<std::size_t>(size));
+  stream.seekg(0);
+  return static_cast<bool>(stream.read(bytes->data(), size));
+}
+
+}  // namespace
+
+void ReportRead(const TextDecoder& decoder, std::uint64_t length, std::wstring* result) {
+  const TextEncoding& encoding = decoder.Encoding();
+  const auto add = [result](const wchar_t* name) { AddResult(*result, name, nullptr, 0); };
+  if (encoding.hasMark) add(L"bom");
+  AddResult(*result, L"read", encoding.name.c_str(), kResultEncoding | kResultLength,
+            ToEntryNumber(length));
+  if (encoding.form != TextForm::kUtf16) {
+    AddResult(*result, L"converted_to", kTextName, kResultEncoding);
+  }
+  if (encoding.isBigEndian) add(L"endian_swap");
+  if (decoder.NullsRemoved() > 0) {
+    AddResult(*result, L"nulls_removed", nullptr, kResultCount, decoder.NullsRemoved());
+  }
+  if (decoder.HasLost()) add(L"conversion_loss");
+  if (encoding.isDetected) add(L"utf8_detection");
+  if (decoder.IsTruncated()) {
+    AddResult(*result, L"truncation_error", encoding.name.c_str(), kResultEncoding);
+  }
+}
+
+void ReportWrite(const TextEncoder& encoder, std::uint64_t length, std::wstring* result) {
+  const TextEncoding& encoding = encoder.Encoding();
+  const auto add = [result](const wchar_t* name) { AddResult(*result, name, nullptr, 0); };
+  if (encoding.form != TextForm::kUtf16) {
+    AddResult(*result, L"converted_from", kTextName, kResultEncoding);
+  }
+  if (encoding.hasMark) add(L"bom");
+  AddResult(*result, L"write", encoding.name.c_str(), kResultEncoding | kResultLength,
+            ToEntryNumber(length));
+  if (encoding.isBigEndian) add(L"endian_swap");
+  if (encoder.HasLost()) add(L"conversion_loss");
+}
+
+void ReportFileError(const wchar_t* what, const std::wstring& file, std::wstring* result) {
+  AddResult(*result, L"file_error", (what + file).c_str(), kResultMessage);
+}
+
+int FlagsOfFile(const TextEncoding& encoding, int docFlags) {
+  docFlags &= ~(CMarkup::DOC_UTF16LEFILE | CMarkup::DOC_UTF16BEFILE | CMarkup::DOC_UTF8MARK);
+  if (encoding.form == TextForm::kUtf16) {
+    docFlags |= encoding.isBigEndian ? CMarkup::DOC_UTF16BEFILE : CMarkup::DOC_UTF16LEFILE;
+  }
+  if (encoding.form == TextForm::kUtf8 && encoding.hasMark) docFlags |= CMarkup::DOC_UTF8MARK;
+  return docFlags;
+}
+
+std::wstring DecodeFile(std::string_view bytes, std::wstring* result, int* docFlags) {
+  TextDecoder decoder(DetectEncoding(bytes, true));
+  const TextEncoding& encoding = decoder.Encoding();
+  std::wstring text;
+  decoder.Decode(bytes.substr(encoding.Mark().size()), true, &text);
+  if (result != nullptr) ReportRead(decoder, bytes.size(), result);
+  if (docFlags != nullptr) *docFlags = FlagsOfFile(encoding, *docFlags);
+  return text;
+}
+
+std::string EncodeFile(const std::wstring& doc, int docFlags, std::wstring* result) {
+  TextEncoder encoder(EncodingFor(doc, docFlags));
+  std::string bytes(encoder.Encoding().Mark());
+  encoder.Encode(doc, true, &bytes);
+  if (result != nullptr) ReportWrite(encoder, bytes.size(), result);
+  return bytes;
+}
+
+}  // namespace orv
+
+bool CMarkup::ReadTextFile(int, MCD_CSTR szFile, std::wstring& strDoc, std::wstring* pstrResult,
+                           int* pnDocFlags) {
+  std::wstring result;
+  std::string bytes;
+  const bool isRead = orv::ReadBytes(szFile.c_str(), &bytes);
+  if (isRead) {
+    strDoc = orv::DecodeFile(bytes, &result, pnDocFlags);
+  } else {
+    orv::ReportFileError(L"cannot read ", szFile.c_str(), &result);
+  }
+  if (pstrResult != nullptr) *pstrResult = std::move(result);
+  return isRead;
+}
+
+bool CMarkup::WriteTextFile(int, MCD_CSTR szFile, const std::wstring& strDoc,
+                            std::wstring* pstrResult, int* pnDocFlags) {
+  std::wstring result;
+  const std::string bytes =
+      orv::EncodeFile(strDoc, pnDocFlags != nullptr ? *pnDocFlags : 0, &result);
+  orv::NewFile file;
+  const bool isWritten = file.Open(szFile.c_str()) && file.Write(bytes) && file.Commit();
+  if (!isWritten) {
+    result.clear();
+    orv::ReportFileError(L"cannot write ", szFile.c_str(), &result);
+  }
+  if (pstrResult != nullptr) *pstrResult = std::move(result);
+  return isWritten;
+}
+
+bool CMarkup::x_Load(int nVariant, MCD_CSTR szFile) {
+  if (x_HasFile()) return false;
+  return ReadTextFile(nVariant, szFile, m_strDoc, &m_strResult, &m_nDocFlags) && x_ParseDoc();
+}
+
+bool CMarkup::x_Save(int nVariant, MCD_CSTR szFile) {
+  if (x_HasFile()) return false;
+  return WriteTextFile(nVariant, szFile, m_strDoc, &m_strResult, &m_nDocFlags);
+}

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <bit>
+
+#include "xml/names.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+/// Where names, values and texts end: eight units a step, in line, because most are short.
+
+namespace orv {
+
+#if defined(__SSE2__)
+
+/// Units of 16 bits; those beyond become the least or the greatest such number.
+inline __m128i LoadEightUnits(const wchar_t* text) {
+  const auto* data = reinterpret_cast<const __m128i*>(text);
+  if constexpr (sizeof(wchar_t) == 2) {
+    return _mm_loadu_si128(data);
+  } else {
+    return _mm_packs_epi32(_mm_loadu_si128(data), _mm_loadu_si128(data + 1));
+  }
+}
+
+/// The first of eight units that a comparison found, which found one.
+inline int FirstFound(int signBits) {
+  return std::countr_zero(static_cast<unsigned>(signBits)) / 2;
+}
+
+#endif
+
+/// The first of two units, which are ASCII, in a piece of text; its end when there is none.
+inline const wchar_t* FindEither(const wchar_t* at, const wchar_t* end, wchar_t a, wchar_t b) {
+#if defined(__SSE2__)
+  const __m128i as = _mm_set1_epi16(static_cast<short>(a));
+  const __m128i bs = _mm_set1_epi16(static_cast<short>(b));
+  for (; end - at >= 8; at += 8) {
+    const __m128i units = LoadEightUnits(at);
+    const int found =
+        _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi16(units, as), _mm_cmpeq_epi16(units, bs)));
+    if (found != 0) return at + FirstFound(found);
+  }
+#endif
+  while (at != end && *at != a && *at != b) ++at;
+  return at;
+}
+
+/// The first unit of a set in a piece of text; its end when there is none. The set holds only units
+/// below `0`, and `=`, `>` and `?`: what ends names is among them.
+inline const wchar_t* FindNameEnd(const wchar_t* at, const wchar_t* end, UnitSet ends) {
+#if defined(__SSE2__)
+  const __m128i zero = _mm_set1_epi16(L'0');
+  const __m128i less = _mm_set1_epi16(L'<');
+  const __m128i commercialAt = _mm_set1_epi16(L'@');
+  while (end - at >= 8) {
+    const __m128i units = LoadEightUnits(at);
+    const __m128i signs =
+        _mm_and_si128(_mm_cmpgt_epi16(units, less), _mm_cmplt_epi16(units, commercialAt));
+    const int found = _mm_movemask_epi8(_mm_or_si128(_mm_cmplt_epi16(units, zero), signs));
+    if (found == 0) {
+      at += 8;
+    } else {
+      at += FirstFound(found);
+      if (ends.Has(*at)) return at;
+      ++at;
+    }
+  }
+#endif
+  while (at != end && !ends.Has(*at)) ++at;
+  return at;
+}
+
+}  // namespace orv

@@ -1,0 +1,163 @@
+#include "tools/orv/common/input.h"
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include "base/utf8.h"
+#include "platform/console.h"
+#include "platform/files.h"
+#include "tools/orv/common/exit_code.h"
+#include "tools/orv/common/output.h"
+
+namespace orv::tool {
+namespace {
+
+bool IsStandardStream(const std::wstring& path) { return path == kStandardStream; }
+
+/// All of standard input; null when it cannot be read.
+const std::string* StandardInput() {
+  static std::string bytes;
+  static const bool isRead = ReadInput(&bytes);
+  return isRead ? &bytes : nullptr;
+}
+
+/// A folder that only this user can look into, as long as the program runs. One that is killed
+/// leaves it behind.
+struct PrivateFolder {
+  PrivateFolder() {
+    std::random_device random;
+    path = std::filesystem::temp_directory_path(error) /
+           ToPath(L"orv-" + std::to_wstring(random()) + L'-' + std::to_wstring(random()));
+    std::filesystem::create_directory(path, error);
+    std::filesystem::permissions(path, std::filesystem::perms::owner_all, error);
+  }
+  PrivateFolder(const PrivateFolder&) = delete;
+  PrivateFolder& operator=(const PrivateFolder&) = delete;
+  ~PrivateFolder() { std::filesystem::remove_all(path, error); }
+  std::filesystem::path path;
+  std::error_code error;  ///< what cannot be made here cannot be written either
+};
+
+}  // namespace
+
+bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset,
+              std::size_t most) {
+  bytes->clear();
+  if (IsStandardStream(path)) {
+    const std::string* const input = StandardInput();
+    if (input == nullptr) return false;
+    *bytes = input->substr(std::min<std::uint64_t>(offset, input->size()), most);
+    return true;
+  }
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(ToPath(path), error)) return false;
+  std::ifstream file(ToPath(path), std::ios::binary);
+  if (!file || !file.seekg(static_cast<std::streamoff>(offset))) return false;
+  char buffer[1 << 16];
+  do {
+    const std::size_t wanted = std::min(sizeof buffer, most - bytes->size());
+    file.read(buffer, static_cast<std::streamsize>(wanted));
+    bytes->append(buffer, static_cast<std::size_t>(file.gcount()));
+  } while (file && bytes->size() < most);
+  return !file.bad();
+}
+
+bool OutputFile::Write(std::string bytes) {
+  // Only a file can be replaced; a standard stream, a pipe or a device is written to at the end.
+  std::error_code error;
+  const auto status = std::filesystem::status(ToPath(path_), error);
+  isReplaced_ = !IsStandardStream(path_) &&
+                (!std::filesystem::exists(status) || std::filesystem::is_regular_file(status) ||
+                 std::filesystem::is_directory(status));
+  if (isReplaced_) return file_.Open(path_) && file_.Write(bytes);
+  bytes_ = std::move(bytes);
+  return true;
+}
+
+bool OutputFile::Commit() {
+  if (isReplaced_) return file_.Commit();
+  if (IsStandardStream(path_)) return PrintContent(bytes_);
+  std::ofstream device(ToPath(path_), std::ios::binary);
+  device.write(bytes_.data(), static_cast<std::streamsize>(bytes_.size()));
+  device.close();
+  return !device.fail();
+}
+
+bool WriteFile(const std::wstring& path, std::string bytes) {
+  OutputFile file(path);
+  return file.Write(std::move(bytes)) && file.Commit();
+}
+
+std::wstring TemporaryPath(const wchar_t* name) {
+  static const PrivateFolder folder;
+  return FromPath(folder.path / name);
+}
+
+std::wstring PathName(const std::wstring& path) {
+  return path.empty() ? L"\"\": the path is empty" : path;
+}
+
+std::wstring InputName(const std::wstring& path) {
+  return IsStandardStream(path) ? L"standard input" : PathName(path);
+}
+
+InputFile::InputFile(const std::wstring& path) : path_(path), isCopy_(IsStandardStream(path)) {
+  if (!isCopy_) return;
+  path_ = TemporaryPath(L"input");
+  const std::string* const input = StandardInput();
+  if (input == nullptr || !WriteFile(path_, *input)) {
+    Fail(kUnreadable, L"cannot read standard input");
+  }
+}
+
+InputFile::~InputFile() {
+  std::error_code ignored;
+  if (isCopy_) std::filesystem::remove(ToPath(path_), ignored);
+}
+
+std::wstring DecodeUtf16(std::string_view bytes) {
+  std::wstring text(bytes.size() / 2, L'\0');
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto low = static_cast<unsigned char>(bytes[2 * i]);
+    const auto high = static_cast<unsigned char>(bytes[2 * i + 1]);
+    text[i] = static_cast<wchar_t>(low | high << 8);
+  }
+  return text;
+}
+
+std::string EncodeUtf16(std::wstring_view text) {
+  std::string bytes;
+  bytes.reserve(text.size() * 2);
+  for (const wchar_t unit : text) {
+    bytes.push_back(static_cast<char>(unit));
+    bytes.push_back(static_cast<char>(unit >> 8));
+  }
+  return bytes;
+}
+
+std::wstring DecodeText(std::string_view bytes) {
+  if (bytes.starts_with("\xFF\xFE")) return DecodeUtf16(bytes.substr(2));
+  if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
+  return Utf8ToWide(bytes);
+}
+
+bool ParseNumber(std::wstring_view text, std::uint32_t* number) {
+  const std::string digits = WideToUtf8(text);
+  const bool isHex = digits.starts_with("0x") || digits.starts_with("0X");
+  const char* const first = digits.data() + (isHex ? 2 : 0);
+  const char* const last = digits.data() + digits.size();
+  const std::from_chars_result result = std::from_chars(first, last, *number, isHex ? 16 : 10);
+  return result.ec == std::errc() && result.ptr == last;
+}
+
+int HexDigit(wchar_t digit) {
+  if (digit >= L'0' && digit <= L'9') return digit - L'0';
+  if (digit >= L'a' && digit <= L'f') return digit - L'a' + 10;
+  if (digit >= L'A' && digit <= L'F') return digit - L'A' + 10;
+  return -1;
+}
+
+}  // namespace orv::tool

@@ -1,0 +1,41 @@
+#include "tools/orv/common/library_use.h"
+
+#include "orv/platform/spooler.h"
+#include "platform/files.h"
+#include "platform/modules.h"
+#include "tools/orv/common/commands.h"
+#include "tools/orv/common/output.h"
+#include "tools/orv/common/spelling.h"
+
+namespace orv::tool {
+
+LibraryUse::LibraryUse(const std::wstring& configFolder) {
+  GetModulePath(nullptr, &client_.m_stModulePath);
+  client_.m_stModuleName = FileNameOf(client_.m_stModulePath);
+  client_.m_stModuleFolder =
+      configFolder.empty() ? FromPath(ToPath(client_.m_stModulePath).parent_path()) : configFolder;
+  CLogger::StartLogging(&client_);
+  cache_ = ConfigsCache::GetInstance();
+}
+
+LibraryUse::~LibraryUse() {
+  ConfigsCache::ReleaseInstance();
+  CLogger::StopLogging(&client_);
+}
+
+std::wstring DidYouMeanPrinter(const std::wstring& name) {
+  std::vector<PrinterFacts> printers;
+  ListSpoolerPrinters(&printers);
+  std::vector<std::wstring_view> names;
+  for (const PrinterFacts& printer : printers) names.push_back(printer.printerName);
+  return DidYouMean(name, names);
+}
+
+OpenPrinter::OpenPrinter(const std::wstring& name) : handle_(OpenPrinterHandle(name.c_str())) {
+  if (handle_ != nullptr) return;
+  Fail(kFindings, L"there is no printer \"" + name + L"\"" + DidYouMeanPrinter(name));
+}
+
+OpenPrinter::~OpenPrinter() { ClosePrinterHandle(handle_); }
+
+}  // namespace orv::tool

@@ -1,0 +1,238 @@
+#include "tools/orv/common/output.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+
+#include "base/utf8.h"
+#include "orv/platform/types.h"
+#include "orv/text/format.h"
+#include "platform/console.h"
+#include "tools/orv/common/commands.h"
+
+namespace orv::tool {
+namespace {
+
+/// The number of code points: of every byte that does not continue one.
+std::size_t WidthOf(const std::string& text) {
+  return static_cast<std::size_t>(
+      std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xC0) != 0x80; }));
+}
+
+struct ErrorText {
+  long code;
+  const wchar_t* text;
+};
+constexpr ErrorText kErrorTexts[] = {
+    {ERROR_FILE_NOT_FOUND, L"there is none of that name"},
+    {ERROR_PATH_NOT_FOUND, L"the folder does not exist"},
+    {ERROR_ACCESS_DENIED, L"access is denied"},
+    {ERROR_INVALID_HANDLE, L"the handle is not valid"},
+    {ERROR_NOT_ENOUGH_MEMORY, L"there is not enough memory"},
+    {ERROR_SHARING_VIOLATION, L"somebody else is using it"},
+    {ERROR_INVALID_PARAMETER, L"the name is not valid"},
+    {ERROR_DISK_FULL, L"the disk is full"},
+    {ERROR_BUSY, L"somebody else is using it"},
+    {ERROR_BADDB, L"the settings store is damaged"},
+    {ERROR_REGISTRY_IO_FAILED, L"the settings store cannot be read or written"},
+    {ERROR_KEY_DELETED, L"the key has been deleted"},
+    {1797, L"the printer driver is unknown"},
+    {ERROR_INVALID_PRINTER_NAME, L"there is no printer of that name"},
+    {ERROR_PRINTER_ALREADY_EXISTS, L"the printer exists already"},
+};
+
+OutputStream resultStream = OutputStream::kResults;
+
+}  // namespace
+
+std::string Printable(std::wstring_view text) {
+  std::string printable;
+  for (const char byte : WideToUtf8(text)) {
+    const auto code = static_cast<unsigned char>(byte);
+    switch (byte) {
+      case '\t':
+        printable += "\\t";
+        break;
+      case '\r':
+        printable += "\\r";
+        break;
+      case '\n':
+        printable += "\\n";
+        break;
+      default:
+        if (code < 0x20 || code == 0x7F) {
+          constexpr char kDigits[] = "0123456789abcdef";
+          printable += {'\\', 'x', kDigits[code >> 4], kDigits[code & 0xF]};
+        } else {
+          printable += byte;
+        }
+    }
+  }
+  return printable;
+}
+
+std::wstring Wrapped(std::wstring_view text, std::wstring_view indent, std::size_t width) {
+  std::wstring lines;
+  while (!text.empty()) {
+    std::size_t end = text.size();
+    if (end > width) {
+      const std::size_t blank = text.rfind(L' ', width);
+      end = blank == text.npos ? text.find(L' ') : blank;
+    }
+    lines.append(indent).append(text.substr(0, end)).append(L"\n");
+    text.remove_prefix(std::min(text.size(), end == text.npos ? end : end + 1));
+  }
+  return lines;
+}
+
+void Print(std::string_view text) {
+  if (!WriteOutput(resultStream, text)) Finish(kUnreadable);
+}
+
+void Print(std::wstring_view text) { Print(WideToUtf8(text)); }
+
+std::wstring Painted(std::wstring_view text, Paint paint) {
+  static const bool isColourful = [] {
+    const auto valueOf = [](const char* name) {
+      const char* const value = std::getenv(name);
+      return std::string_view(value == nullptr ? "" : value);
+    };
+    const std::string_view terminal = valueOf("TERM");  // consoles that know no colours have none
+    return IsTerminal(OutputStream::kResults) && valueOf("NO_COLOR").empty() && !terminal.empty() &&
+           terminal != "dumb";
+  }();
+  std::wstring painted(text);
+  return isColourful ? Format(L"\x1b[%dm%ls\x1b[0m", static_cast<int>(paint), painted.c_str())
+                     : painted;
+}
+
+bool PrintContent(std::string_view bytes) {
+  resultStream = OutputStream::kMessages;
+  return WriteOutput(OutputStream::kResults, bytes);
+}
+
+void PrintMessage(const std::wstring& message) {
+  WriteOutput(OutputStream::kMessages, "orv: " + WideToUtf8(message) + "\n");
+}
+
+void Fail(int exitCode, const std::wstring& message) {
+  PrintMessage(message);
+  Finish(exitCode);
+}
+
+void Finish(int exitCode) { throw CLI::RuntimeError(exitCode); }
+
+std::wstring ToWide(const std::string& argument) { return Utf8ToWide(argument); }
+
+std::wstring DescribeError(long code) {
+  const auto* const known =
+      std::find_if(std::begin(kErrorTexts), std::end(kErrorTexts),
+                   [code](const ErrorText& error) { return error.code == code; });
+  if (known == std::end(kErrorTexts)) return Format(L"system error %ld", code);
+  return Format(L"%ls (system error %ld)", known->text, code);
+}
+
+std::string Table::TakeText() {
+  std::vector<std::vector<std::string>> rows;
+  const auto addRow = [&rows](const std::vector<std::wstring>& row) {
+    std::vector<std::string>& cells = rows.emplace_back();
+    for (const std::wstring& cell : row) cells.push_back(Printable(cell));
+  };
+  if (!titles_.empty()) addRow(titles_);
+  for (const std::vector<std::wstring>& row : rows_) addRow(row);
+
+  for (const std::vector<std::string>& row : rows) {
+    widths_.resize(std::max(widths_.size(), row.size()));
+    for (std::size_t i = 0; i < row.size(); ++i) widths_[i] = std::max(widths_[i], WidthOf(row[i]));
+  }
+  std::string text;
+  for (const std::vector<std::string>& row : rows) {
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      text += row[i];
+      if (i + 1 < row.size()) text.append(widths_[i] - WidthOf(row[i]) + 2, ' ');
+    }
+    text.erase(text.find_last_not_of(' ') + 1);  // the padding before cells that are empty
+    text += '\n';
+  }
+  titles_.clear();
+  rows_.clear();
+  return text;
+}
+
+std::string JsonString(std::wstring_view text) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string json = "\"";
+  for (const char byte : WideToUtf8(text)) {
+    const auto code = static_cast<unsigned char>(byte);
+    if (byte == '"' || byte == '\\') {
+      json += {'\\', byte};
+    } else if (code < 0x20) {
+      json += {'\\', 'u', '0', '0', kDigits[code >> 4], kDigits[code & 0xF]};
+    } else {
+      json += byte;
+    }
+  }
+  return json + '"';
+}
+
+void JsonWriter::Key(std::string_view name) {
+  StartElement();
+  text_ += JsonString(Utf8ToWide(name)) + ": ";
+  afterKey_ = true;
+}
+
+void JsonWriter::Value(std::wstring_view text) { Element(JsonString(text)); }
+
+void JsonWriter::Value(std::int64_t number) { Element(std::to_string(number)); }
+
+void JsonWriter::Value(std::uint64_t number) { Element(std::to_string(number)); }
+
+void JsonWriter::Value(double number) {
+  if (!std::isfinite(number)) return Null();
+  char buffer[32];
+  // A double holds 15 digits; more would show how it was computed (0.06000000000000001).
+  const std::to_chars_result result =
+      std::to_chars(buffer, buffer + sizeof buffer, number, std::chars_format::general, 15);
+  Element(std::string_view(buffer, static_cast<std::size_t>(result.ptr - buffer)));
+}
+
+void JsonWriter::Value(bool truth) { Element(truth ? "true" : "false"); }
+
+void JsonWriter::Null() { Element("null"); }
+
+void JsonWriter::Begin(char bracket) {
+  StartElement();
+  text_ += bracket;
+  ++depth_;
+  isFirst_ = true;
+}
+
+void JsonWriter::End(char bracket) {
+  --depth_;
+  if (!isFirst_) NewLine();
+  text_ += bracket;
+  isFirst_ = false;
+}
+
+void JsonWriter::Element(std::string_view written) {
+  StartElement();
+  text_ += written;
+}
+
+void JsonWriter::StartElement() {
+  if (!afterKey_ && depth_ > 0) {
+    if (!isFirst_) text_ += ',';
+    NewLine();
+  }
+  afterKey_ = false;
+  isFirst_ = false;
+}
+
+void JsonWriter::NewLine() {
+  if (style_ == Style::kOneLine) return;
+  text_ += '\n';
+  text_.append(depth_ * 2, ' ');
+}
+
+}  // namespace orv::tool

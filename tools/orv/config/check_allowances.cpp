@@ -1,0 +1,114 @@
+#include "tools/orv/config/check_allowances.h"
+
+#include "tools/orv/common/spelling.h"
+#include "xml/line_index.h"
+
+namespace orv::tool {
+namespace {
+
+constexpr std::wstring_view kCommentStart = L"<!--";
+constexpr std::wstring_view kCommentEnd = L"-->";
+constexpr std::wstring_view kMarker = L"orv-check: allow ";
+constexpr std::wstring_view kSeparators = L" \t\r\n,";
+
+/// One rule that a comment allows, and the lines in which it does.
+struct Allowance {
+  std::wstring_view name;
+  int offset;  ///< of the name
+  int firstLine;
+  int lastLine;
+  bool isUsed = false;
+};
+
+/// Every comment of a text, well-formed or not: its inside.
+template <typename Use>
+void ForEachComment(std::wstring_view text, Use use) {
+  for (std::size_t at = text.find(kCommentStart); at != text.npos;
+       at = text.find(kCommentStart, at)) {
+    at += kCommentStart.size();
+    const std::size_t end = text.find(kCommentEnd, at);
+    if (end == text.npos) return;
+    use(at, end);
+    at = end;
+  }
+}
+
+std::vector<Allowance> FindAllowances(std::wstring_view text) {
+  std::vector<Allowance> found;
+  const LineIndex lines(text);
+  const std::size_t root = text.find(L"<xmlData");
+  ForEachComment(text, [&](std::size_t start, std::size_t end) {
+    const std::wstring_view inside = text.substr(start, end - start);
+    const std::size_t marker = inside.find_first_not_of(kSeparators);
+    if (marker == inside.npos || !inside.substr(marker).starts_with(kMarker)) return;
+    const bool isForAll = end < root && root != text.npos;
+    const int firstLine = isForAll ? 0 : lines.Find(static_cast<int>(start)).line;
+    const int lastLine = lines.Find(static_cast<int>(isForAll ? text.size() : end)).line + 1;
+    std::size_t at = marker + kMarker.size();
+    while ((at = inside.find_first_not_of(kSeparators, at)) != inside.npos) {
+      const std::size_t next = std::min(inside.find_first_of(kSeparators, at), inside.size());
+      found.push_back(
+          {inside.substr(at, next - at), static_cast<int>(start + at), firstLine, lastLine});
+      at = next;
+    }
+  });
+  return found;
+}
+
+}  // namespace
+
+std::wstring_view NearestRule(std::wstring_view name) {
+  std::vector<std::wstring_view> names;
+  for (const CheckRule& rule : kCheckRules) names.push_back(rule.name);
+  return Nearest(name, names);
+}
+
+std::wstring AllowanceFault(std::wstring_view name) {
+  const CheckRule* const rule = FindCheckRule(name);
+  if (rule == nullptr) return L"there is no rule " + std::wstring(name);
+  if (rule->severity == Severity::kError) {
+    return std::wstring(name) + L" is an error: the file would still not load";
+  }
+  return {};
+}
+
+std::vector<Finding> WithoutAllowed(const std::wstring& text, Findings* findings) {
+  std::vector<Allowance> allowances = FindAllowances(text);
+  if (allowances.empty()) return findings->Take();
+  const LineIndex lines(text);
+  std::vector<Finding> all = findings->Take();
+  std::erase_if(all, [&](const Finding& finding) {
+    if (finding.rule->severity == Severity::kError) return false;
+    const int line = lines.Find(finding.offset).line;
+    bool isAllowed = false;
+    for (Allowance& allowance : allowances) {
+      if (allowance.name != finding.rule->name || line < allowance.firstLine ||
+          line > allowance.lastLine) {
+        continue;
+      }
+      allowance.isUsed = true;
+      isAllowed = true;
+    }
+    return isAllowed;
+  });
+
+  Findings result;
+  for (Finding& finding : all) result.Add(std::move(finding));
+  for (const Allowance& allowance : allowances) {
+    const std::wstring fault = AllowanceFault(allowance.name);
+    if (!fault.empty()) {
+      const std::wstring nearest(FindCheckRule(allowance.name) == nullptr
+                                     ? NearestRule(allowance.name)
+                                     : std::wstring_view());
+      result.Report(L"bad-allowance", allowance.offset, fault, L"the names of warnings",
+                    nearest.empty() ? kNothing : nearest);
+    } else if (!allowance.isUsed) {
+      result.Report(L"unused-allowance", allowance.offset,
+                    L"there is no " + std::wstring(allowance.name) + L" here to allow",
+                    L"the names of what is found here", kNothing);
+    }
+  }
+  return result.Take();
+}
+
+}  // namespace orv::tool

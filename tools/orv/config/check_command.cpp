@@ -1,0 +1,176 @@
+#include <algorithm>
+#include <memory>
+
+#include "base/utf8.h"
+#include "orv/text/format.h"
+#include "platform/files.h"
+#include "tools/orv/common/commands.h"
+#include "tools/orv/common/input.h"
+#include "tools/orv/common/lengths.h"
+#include "tools/orv/common/options.h"
+#include "tools/orv/common/output.h"
+#include "tools/orv/config/check.h"
+#include "tools/orv/config/check_allowances.h"
+#include "tools/orv/config/check_explain.h"
+#include "tools/orv/config/text.h"
+#include "xml/line_index.h"
+
+/// `orv config check`.
+
+namespace orv::tool {
+namespace {
+
+struct CheckOptions {
+  std::vector<std::string> files;
+  std::vector<std::string> ignored;
+  std::string explained;
+  bool isStrict = false;
+  bool asJson = false;
+  bool asMarkdown = false;
+};
+
+/// Ends the command when a rule of this name cannot be ignored or explained.
+[[noreturn]] void FailOnRule(const std::wstring& fault, const std::wstring& name) {
+  const std::wstring_view nearest = NearestRule(name);
+  Fail(kUsage, fault +
+                   (nearest.empty() || nearest == name
+                        ? std::wstring()
+                        : L"; did you mean " + std::wstring(nearest) + L"?") +
+                   L" (orv config check --explain lists all)");
+}
+
+void Explain(const CheckOptions& options) {
+  const std::wstring name = ToWide(options.explained);
+  const bool isAll = name == L"all";
+  const CheckRule* const rule = FindCheckRule(name);
+  if (rule == nullptr && !isAll && name != L"list") {
+    FailOnRule(L"there is no rule " + name, name);
+  }
+  if (options.asJson) return Print(RulesAsJson(rule));
+  if (options.asMarkdown) return Print(RulesAsMarkdown());
+  if (rule != nullptr) return Print(RuleAsText(*rule));
+  if (!isAll) return Print(RulesAsText());
+  std::string text;
+  for (const CheckRule& each : kCheckRules) text += (text.empty() ? "" : "\n") + RuleAsText(each);
+  Print(text);
+}
+
+/// Findings as they are printed, file after file.
+class FindingPrinter {
+ public:
+  explicit FindingPrinter(bool asJson) : asJson_(asJson) { json_.BeginArray(); }
+
+  void Print(const std::wstring& file, const LineIndex& lines,
+             const std::vector<Finding>& findings) {
+    std::string shown;
+    for (const Finding& finding : findings) {
+      const TextPosition at = lines.Find(finding.offset);
+      if (asJson_) {
+        AddToJson(file, at, finding);
+      } else {
+        shown += WideToUtf8(Format(
+            L"%ls:%d:%d: %ls[%ls]: ", file.c_str(), at.line, at.column,
+            Painted(NameOf(finding.rule->severity),
+                    finding.rule->severity == Severity::kError ? Paint::kRed : Paint::kYellow)
+                .c_str(),
+            std::wstring(finding.rule->name).c_str()));
+        shown += Printable(finding.text) + " | allowed: " + Printable(finding.allowed) +
+                 " | write: " + Printable(finding.proposal) + "\n";
+      }
+    }
+    tool::Print(shown);
+  }
+
+  void Finish() {
+    json_.EndArray();
+    if (asJson_) tool::Print(json_.Text());
+  }
+
+ private:
+  void AddToJson(const std::wstring& file, const TextPosition& at, const Finding& finding) {
+    json_.BeginObject();
+    json_.Member("file", file);
+    json_.Member("line", at.line);
+    json_.Member("column", at.column);
+    json_.Member("severity", NameOf(finding.rule->severity));
+    json_.Member("rule", finding.rule->name);
+    json_.Member("text", finding.text);
+    json_.Member("allowed", finding.allowed);
+    json_.Member("write", finding.proposal);
+    json_.EndObject();
+  }
+
+  bool asJson_;
+  JsonWriter json_;
+};
+
+void Check(const CheckOptions& options) {
+  std::vector<std::wstring> ignored;
+  for (const std::string& name : options.ignored) {
+    ignored.push_back(ToWide(name));
+    const std::wstring fault = AllowanceFault(ignored.back());
+    if (!fault.empty()) FailOnRule(fault, ignored.back());
+  }
+  if (options.files.empty()) Fail(kUsage, L"FILE is required (orv config check --help)");
+  FindingPrinter printer(options.asJson);
+  int exitCode = kDone;
+  for (const std::string& file : options.files) {
+    const std::wstring path = ToWide(file);
+    std::wstring text;
+    std::wstring problem;
+    if (!ReadConfigText(path, &text, &problem)) {
+      PrintMessage(problem);
+      exitCode = kUnreadable;
+      continue;
+    }
+    std::vector<Finding> findings =
+        CheckConfig(text, path == kStandardStream ? std::wstring() : FileNameOf(path));
+    std::erase_if(findings, [&](const Finding& finding) {
+      return std::find(ignored.begin(), ignored.end(), finding.rule->name) != ignored.end();
+    });
+    for (const Finding& finding : findings) {
+      if (finding.rule->severity == Severity::kError || options.isStrict) {
+        exitCode = std::max<int>(exitCode, kFindings);
+      }
+    }
+    printer.Print(path, LineIndex(text), findings);
+  }
+  printer.Finish();
+  if (exitCode != kDone) Finish(exitCode);
+}
+
+}  // namespace
+
+void AddConfigCheckCommand(CLI::App* group) {
+  auto options = std::make_shared<CheckOptions>();
+  CLI::App* command =
+      group->add_subcommand("check", "Find everything wrong in configuration files");
+  AddInputFile(command, "FILE", &options->files, "Configuration files, plain or protected");
+  CLI::Option* const explain = command
+                                   ->add_option("--explain", options->explained,
+                                                "Explain a rule, or list all; \"all\" explains all")
+                                   ->expected(0, 1)
+                                   ->type_name("RULE")
+                                   ->default_str("list");
+  command->add_option("--ignore", options->ignored, "Leave out the warnings of a rule")
+      ->allow_extra_args(false)
+      ->type_name("RULE");
+  command->add_flag("--strict", options->isStrict, "Warnings count for the exit code");
+  AddInchFlag(command);
+  AddJsonFlag(command, &options->asJson);
+  command->add_flag("--markdown", options->asMarkdown, "Explain in Markdown")->needs(explain);
+  command->footer(
+      "An error keeps the file from loading; a warning does not. Exits with 1 when there is an\n"
+      "error, with 3 when a file could not be read.\n"
+      "JSON: an array of objects with file, line, column, severity, rule, text, allowed, write.\n"
+      "Examples:\n"
+      "  orv config check orv_conf_lx300.xml\n"
+      "  orv config check --strict --ignore not-signed --json orv_conf_*.xml\n"
+      "  orv config check --explain range-step");
+  command->callback([options, explain] {
+    if (explain->count() > 0) return Explain(*options);
+    Check(*options);
+  });
+}
+
+}  // namespace orv::tool

@@ -1,0 +1,226 @@
+#include "tools/orv/config/checker.h"
+
+#include <algorithm>
+
+#include "tools/orv/common/spelling.h"
+
+namespace orv::tool {
+namespace {
+
+std::vector<std::wstring_view> KeysOf(std::span<const PropertyRule> rules) {
+  std::vector<std::wstring_view> keys;
+  for (const PropertyRule& rule : rules) {
+    if (rule.kind != ValueKind::kIgnored) keys.push_back(rule.key);
+  }
+  return keys;
+}
+
+/// The element whose properties know a key, as a path; empty when there is none.
+std::wstring HomeOf(std::wstring_view key, std::span<const ElementRule> elements) {
+  for (const ElementRule& element : elements) {
+    for (const PropertyRule& rule : element.properties) {
+      if (EqualsIgnoreCase(rule.key, key)) return element.name;
+    }
+    const std::wstring inner = HomeOf(key, element.children);
+    if (inner == L"properties") return element.name;
+    if (!inner.empty()) return inner;
+  }
+  return {};
+}
+
+}  // namespace
+
+void Checker::CheckChildren(std::span<const ElementRule> rules, const std::wstring& parent,
+                            int offset, bool hasProperties) {
+  std::vector<std::wstring_view> names;
+  for (const ElementRule& rule : rules) names.push_back(rule.name);
+  std::vector<Child> children;
+  int last = -1;  // the properties are read before the elements, and nothing backwards
+  xml_.ResetMainPos();
+  while (xml_.FindElem()) {
+    const std::wstring name = xml_.GetTagName();
+    const int at = xml_.GetElemOffset();
+    const auto rule = std::find_if(names.begin(), names.end(), [&](std::wstring_view known) {
+      return EqualsIgnoreCase(known, name);
+    });
+    if (rule != names.end()) {
+      children.push_back({static_cast<std::size_t>(rule - names.begin()), at});
+    } else if (hasProperties && EqualsIgnoreCase(name, L"property")) {
+      last = at;
+    } else {
+      std::vector<std::wstring_view> known = names;
+      if (hasProperties) known.push_back(L"property");
+      Report(L"unknown-element", at, L"<" + parent + L"> has no <" + name + L"> element",
+             Join(known), NearestOr(name, known, kNothing));
+    }
+  }
+  FindRead(rules, parent, offset, last, &children);
+  auto child = children.begin();
+  xml_.ResetMainPos();
+  while (xml_.FindElem()) {
+    if (child == children.end() || xml_.GetElemOffset() != child->offset) continue;
+    if (child->isRead) CheckElement(rules[child->rule]);
+    ++child;
+  }
+  CheckStrayText(parent);
+}
+
+void Checker::FindRead(std::span<const ElementRule> rules, const std::wstring& parent, int offset,
+                       int last, std::vector<Child>* children) {
+  const wchar_t* lastName = L"property";
+  for (std::size_t i = 0; i < rules.size(); ++i) {
+    const std::wstring tag = std::wstring(L"<") + rules[i].name + L">";
+    const bool isRequired = rules[i].need == Need::kRequired;
+    const Child* first = nullptr;
+    const Child* early = nullptr;
+    int from = last;
+    for (Child& child : *children) {
+      if (child.rule != i) continue;
+      if (child.offset < from) {
+        early = early != nullptr ? early : &child;
+      } else if (first == nullptr || rules[i].need == Need::kMany) {
+        child.isRead = true;
+        first = first != nullptr ? first : &child;
+        last = child.offset;
+      }
+    }
+    const std::wstring behind = std::wstring(L"behind <") + lastName + L">";
+    for (const Child& child : *children) {
+      if (child.rule != i || child.isRead) continue;
+      if (first != nullptr && rules[i].need != Need::kMany) {
+        Report(L"duplicate-element", child.offset, L"this " + tag + L" is not read", L"one " + tag,
+               kNothing);
+      } else if (!isRequired) {
+        Report(L"element-not-read", child.offset, tag + L" is not found here", behind,
+               tag + L" " + behind);
+      }
+    }
+    if (first != nullptr) {
+      lastName = rules[i].name;
+    } else if (isRequired && early != nullptr) {
+      Report(L"element-order", early->offset, tag + L" is not found here", behind,
+             tag + L" " + behind);
+    } else if (isRequired) {
+      Report(L"missing-element", offset, L"<" + parent + L"> has no " + tag + L" element",
+             L"one " + tag, tag + L" ... </" + rules[i].name + L">");
+    }
+  }
+}
+
+void Checker::CheckStrayText(const std::wstring& parent) {
+  if (!isWellFormed_) return;  // text is often what is left of markup
+  xml_.ResetMainPos();
+  while (xml_.FindNode(CMarkup::NODE_TEXT | CMarkup::NODE_CDATA_SECTION) != 0) {
+    const std::size_t at = xml_.GetDoc().find_first_not_of(
+        L" \t\r\n", static_cast<std::size_t>(std::max(xml_.GetElemOffset(), 0)));
+    Report(L"stray-text", static_cast<int>(at), L"text in <" + parent + L"> is not read",
+           L"elements", kNothing);
+  }
+}
+
+void Checker::CheckElement(const ElementRule& rule) {
+  const int offset = xml_.GetElemOffset();
+  const std::wstring name = rule.name;
+  if (rule.occurrence == Occurrence::kElsewhere) {
+    if (name == L"optionFamilies") {
+      xml_.IntoElem();
+      CheckFamilies();
+      xml_.OutOfElem();
+    }
+    return;
+  }
+  xml_.IntoElem();
+  if (!rule.properties.empty()) {
+    const FoundProperties found = CheckProperties(rule.properties, rule.occurrence, offset);
+    // A range of darkness has a rule of its own, which the loader enforces.
+    if (rule.properties.data() != kDarknessRules.data()) {
+      CheckGroups(rule.properties, found, &findings_);
+    }
+    CheckMeaning(rule.properties.data(), found, offset);
+  }
+  CheckChildren(rule.children, name, offset, !rule.properties.empty());
+  xml_.OutOfElem();
+  if (name == kPrintModeList.section) CheckEntries(kPrintModeList, offset);
+  if (name == kSensorTypeList.section) CheckEntries(kSensorTypeList, offset);
+}
+
+FoundProperty Checker::PropertyHere() {
+  const int offset = xml_.GetElemOffset();
+  const int content = xml_.GetContentOffset();
+  return {xml_.GetAttrib(L"name"), xml_.GetData(), offset, content >= 0 ? content : offset};
+}
+
+FoundProperties Checker::CheckProperties(std::span<const PropertyRule> rules, Occurrence occurrence,
+                                         int offset) {
+  FoundProperties found;
+  std::vector<bool> seen(rules.size());
+  xml_.ResetMainPos();
+  while (xml_.FindElem(L"property")) {
+    FoundProperty property = PropertyHere();
+    const auto rule = std::find_if(rules.begin(), rules.end(), [&](const PropertyRule& candidate) {
+      return EqualsIgnoreCase(candidate.key, property.name);
+    });
+    if (property.name.empty()) {
+      std::wstring key;
+      std::wstring value;
+      xml_.GetNthAttrib(0, key, value);
+      Report(L"property-without-name", property.offset, L"the property has no name attribute",
+             Join(KeysOf(rules)), L"<property name=\"" + (value.empty() ? L"..." : value) + L"\">");
+    } else if (rule == rules.end()) {
+      ReportUnknown(rules, property);
+    } else {
+      const std::size_t index = static_cast<std::size_t>(rule - rules.begin());
+      if (occurrence != Occurrence::kMany && seen[index]) {
+        Report(L"duplicate-property", property.offset,
+               L"\"" + property.name + L"\" stands here twice, and this one counts", L"one of them",
+               kNothing);
+      }
+      seen[index] = true;
+      if (xml_.FindChildElem()) {
+        Report(L"element-in-value", property.valueOffset,
+               L"\"" + property.name + L"\" is empty because an element is in it", L"text",
+               L"the text alone");
+      } else {
+        CheckValue(*rule, property, &findings_);
+      }
+    }
+    found.push_back(std::move(property));
+  }
+  if (occurrence == Occurrence::kEachOnce) ReportMissing(rules, found, offset);
+  return found;
+}
+
+void Checker::ReportUnknown(std::span<const PropertyRule> rules, const FoundProperty& property) {
+  const std::vector<std::wstring_view> keys = KeysOf(rules);
+  std::wstring text = L"\"" + property.name + L"\" is not known here";
+  const std::wstring home = HomeOf(property.name, kRoot);
+  if (!home.empty()) text += L"; it belongs to <" + home + L">";
+  Report(
+      L"unknown-property", property.offset, text, Join(keys),
+      home.empty() ? NearestOr(property.name, keys, kNothing) : L"the property in <" + home + L">");
+}
+
+void Checker::ReportMissing(std::span<const PropertyRule> rules, const FoundProperties& found,
+                            int offset) {
+  constexpr wchar_t kAllowed[] = L"every key of the section once";
+  for (const PropertyRule& rule : rules) {
+    // A file without a digest has a finding of its own.
+    if (rule.kind == ValueKind::kIgnored || rule.key == L"sha256" ||
+        Find(found, rule.key) != nullptr) {
+      continue;
+    }
+    const std::wstring what = L"\"" + std::wstring(rule.key) + L"\" is missing";
+    const std::wstring proposal =
+        L"<property name=\"" + std::wstring(rule.key) + L"\">...</property>";
+    const bool isMinWithEnabled =
+        rule.key == L"headsOffsetXMin" && Find(found, L"headsOffsetXEnabled") != nullptr;
+    if (rule.kind == ValueKind::kRequiredInteger && !isMinWithEnabled) {
+      Report(L"required-property", offset, what + L", and the file does not load without it",
+             kAllowed, proposal);
+    } else {
+      Report(L"missing-property", offset, what + L" and takes its default", kAllowed, proposal);
+    }
+  }
+}
+
+}  // namespace orv::tool

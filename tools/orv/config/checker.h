@@ -1,0 +1,111 @@
+#pragma once
+
+#include <set>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "orv/xml/markup.h"
+#include "tools/orv/config/check_properties.h"
+#include "tools/orv/config/rules.h"
+
+/// The walk of `orv config check` through a document, as the loader walks. Its parts are in files
+/// of their own: elements and properties, sections, and families of options.
+
+namespace orv::tool {
+
+class Checker {
+ public:
+  Checker(const std::wstring& text, const std::wstring& fileName)
+      : isWellFormed_(xml_.SetDoc(text)), fileName_(fileName) {}
+
+  std::vector<Finding> Run();
+
+ private:
+  /// A child element with a rule.
+  struct Child {
+    std::size_t rule;
+    int offset;
+    bool isRead = false;
+  };
+
+  /// What a family says of itself, and what it took over from the families before it.
+  struct FamilyText {
+    std::int32_t id = -1;
+    std::wstring type;
+    FoundProperty name{{}, {}, 0, 0};
+    int idOffset = 0;
+    int typeOffset = 0;
+  };
+
+  void Report(RuleName rule, int offset, std::wstring text, std::wstring allowed,
+              std::wstring proposal) {
+    findings_.Report(rule, offset, std::move(text), std::move(allowed), std::move(proposal));
+  }
+
+  // The document: config_check.cpp.
+  void CheckEncoding();
+  void CheckRoot();
+  /// Reads the version before the walk; the walk reports what is wrong with the section.
+  void ReadFileInfo();
+
+  // Elements and properties: check_elements.cpp.
+  /// Checks what is in the element that the document is inside of: which elements, in which order,
+  /// and each of them that is read. `hasProperties` says that `property` elements, which have rules
+  /// of their own, may stand there as well.
+  void CheckChildren(std::span<const ElementRule> rules, const std::wstring& parent, int offset,
+                     bool hasProperties = false);
+  /// Finds out, as the loader does, which children are read, and reports the others. `last` is the
+  /// offset from which on elements are searched.
+  void FindRead(std::span<const ElementRule> rules, const std::wstring& parent, int offset,
+                int last, std::vector<Child>* children);
+  /// Reports text among the elements that the document is inside of.
+  void CheckStrayText(const std::wstring& parent);
+  /// Checks the element at the main position.
+  void CheckElement(const ElementRule& rule);
+  FoundProperty PropertyHere();
+  /// Checks the `property` elements in the element that the document is inside of.
+  FoundProperties CheckProperties(std::span<const PropertyRule> rules, Occurrence occurrence,
+                                  int offset);
+  void ReportUnknown(std::span<const PropertyRule> rules, const FoundProperty& property);
+  void ReportMissing(std::span<const PropertyRule> rules, const FoundProperties& found, int offset);
+
+  // What single sections must say: check_sections.cpp.
+  /// What certain sections must say beyond the form of each property. `section` tells which one it
+  /// is by its rules.
+  void CheckMeaning(const PropertyRule* section, const FoundProperties& found, int offset);
+  void CheckFileInfo(const FoundProperties& found, int offset);
+  /// Reports a version that keeps a device from being read.
+  void CheckForDevice(const FoundProperty& version);
+  /// Checks a section's entries against each other and against its default.
+  void CheckEntries(const EntryList& list, int offset);
+
+  // Families of options: check_families.cpp.
+  /// Checks the families in `<optionFamilies>`, which the document is inside of.
+  void CheckFamilies();
+  /// Reads what the family at the main position says of itself; what it does not say stays.
+  void ReadFamily(int offset, FamilyText* text);
+  /// Checks the family at the main position.
+  template <typename Kind>
+  void CheckFamily(FamilyMember<Kind>, int offset);
+  /// Checks the option at the main position.
+  void CheckOption(std::span<const PropertyRule> rules, std::span<const ElementRule> children,
+                   std::set<std::wstring>* names, int* defaults);
+  /// Checks the option that was read last against those of its family before it.
+  void CheckOptionName(int offset, std::set<std::wstring>* names, int* defaults);
+
+  CMarkup xml_;
+  bool isWellFormed_;
+  std::wstring fileName_;
+  int rootOffset_ = 0;
+  bool readsDevice_ = true;
+  Findings findings_;
+  FoundProperties fileInfo_;
+  FoundProperties label_;
+  FoundProperties speedDefault_;
+  FoundProperties entryDefault_;
+  FoundProperties entries_;
+  FoundProperties option_;
+};
+
+}  // namespace orv::tool

@@ -1,0 +1,60 @@
+#include "tools/orv/config/text.h"
+
+#include <cstdint>
+#include <filesystem>
+
+#include "orv/config/config_parser.h"
+#include "orv/crypto/crypto_helper.h"
+#include "orv/crypto/encryption_aes.h"
+#include "platform/files.h"
+#include "tools/orv/common/commands.h"
+#include "tools/orv/common/input.h"
+#include "tools/orv/common/output.h"
+
+namespace orv::tool {
+
+bool ReadConfigText(const std::wstring& path, std::wstring* text, std::wstring* problem) {
+  constexpr std::uintmax_t kMostBytes = 10'000'000;
+  constexpr wchar_t kTooLarge[] =
+      L" is too large: configuration files have at most 10,000,000 bytes";
+  const std::wstring name = InputName(path);
+  std::string start;
+  if (!ReadFile(path, &start, 0, kProtectedMarker.size())) {
+    *problem = L"cannot read " + name;
+    return false;
+  }
+  const InputFile file(path);
+  *text = CCryptoHelper::LoadFileUTF8(file.path(), nullptr);
+  std::error_code error;
+  const std::uintmax_t size = std::filesystem::file_size(ToPath(file.path()), error);
+  *problem = name + (start.empty()               ? L" is empty"
+                     : size > kMostBytes         ? kTooLarge
+                     : start == kProtectedMarker ? L" cannot be decrypted"
+                                                 : L" cannot be read as text");
+  return !text->empty();
+}
+
+std::wstring LoadConfigText(const std::wstring& path) {
+  std::wstring text;
+  std::wstring problem;
+  if (!ReadConfigText(path, &text, &problem)) Fail(kUnreadable, problem);
+  return text;
+}
+
+bool ParseConfig(const std::wstring& path, const std::wstring& text, Config* config,
+                 std::wstring* problem) {
+  CMarkup xml;
+  const CString error =
+      xml.SetDoc(text) ? CConfigParser::Parse(xml, *config, nullptr) : CString(xml.GetError());
+  *problem = path + L": " + error;
+  return error.empty();
+}
+
+Config LoadConfig(const std::wstring& path) {
+  Config config;
+  std::wstring problem;
+  if (!ParseConfig(path, LoadConfigText(path), &config, &problem)) Fail(kFindings, problem);
+  return config;
+}
+
+}  // namespace orv::tool

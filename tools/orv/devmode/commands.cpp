@@ -1,0 +1,601 @@
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "orv/config/config_parser.h"
+#include "orv/text/format.h"
+#include "tools/orv/common/commands.h"
+#include "tools/orv/common/input.h"
+#include "tools/orv/common/lengths.h"
+#include "tools/orv/common/library_use.h"
+#include "tools/orv/common/option_values.h"
+#include "tools/orv/common/options.h"
+#include "tools/orv/common/output.h"
+#include "tools/orv/devmode/record_merge.h"
+#include "tools/orv/devmode/record_rules.h"
+#include "tools/orv/devmode/record_text.h"
+
+namespace orv::tool {
+namespace {
+
+/// A field of the public record as an option. Lengths are given in millimetres and stored in
+/// tenths, which the bounds count too.
+struct PublicOption {
+  const char* name;
+  const char* description;
+  std::size_t offset;
+  SHORT least = 1;
+  SHORT most = INT16_MAX;
+  bool isLength = false;
+};
+
+constexpr int kThousandthsPerTenth = 100;
+
+constexpr PublicOption kPublicOptions[] = {
+    {"--paper-size", "The paper size's number; 257 is the first stock item",
+     offsetof(DEVMODEW, dmPaperSize)},
+    {"--width", "The paper's width in mm, or with in behind it", offsetof(DEVMODEW, dmPaperWidth),
+     0, INT16_MAX, true},
+    {"--length", "The paper's length in mm, or with in behind it",
+     offsetof(DEVMODEW, dmPaperLength), 0, INT16_MAX, true},
+    {"--copies", "The number of copies", offsetof(DEVMODEW, dmCopies)},
+    {"--orientation", "1 portrait, 2 landscape", offsetof(DEVMODEW, dmOrientation), 1, 2},
+    {"--scale", "The scale in percent", offsetof(DEVMODEW, dmScale)},
+    {"--default-source", "The paper source", offsetof(DEVMODEW, dmDefaultSource)},
+    {"--print-quality", "Dots per inch, or -1 (draft) to -4 (high)",
+     offsetof(DEVMODEW, dmPrintQuality), -4},
+    {"--colour,--color", "1 monochrome, 2 colour", offsetof(DEVMODEW, dmColor), 1, 2},
+    {"--duplex", "1 simplex, 2 or 3 duplex", offsetof(DEVMODEW, dmDuplex), 1, 3},
+    {"--collate", "1 collates copies", offsetof(DEVMODEW, dmCollate), 0, 1},
+};
+
+/// What a merge is asked for.
+struct MergeOptions {
+  std::string printer;
+  std::string in;
+  std::string out;
+  std::string configFolder;
+  std::string form;
+  std::optional<double> values[std::size(kPublicOptions)];
+  bool asText = false;
+  bool asJson = false;
+};
+
+void AddMergeOptions(CLI::App* command, MergeOptions* options) {
+  AddPrinter(command, &options->printer);
+  AddInputFile(command, "--in", &options->in, "The incoming record, as bytes or text")
+      ->default_str("the printer's defaults");
+  for (std::size_t i = 0; i < std::size(kPublicOptions); ++i) {
+    CLI::Option* const option = command->add_option(kPublicOptions[i].name, options->values[i],
+                                                    kPublicOptions[i].description);
+    const PublicOption& known = kPublicOptions[i];
+    known.isLength ? option->transform(ToMillimetres(known.most * kThousandthsPerTenth))
+                   : option->check(InRange(known.least, known.most));
+  }
+  command->add_option("--form", options->form, "The form's name")->type_name("NAME");
+  AddConfigFolder(command, &options->configFolder);
+  AddJsonFlag(command, &options->asJson);
+}
+
+/// The application's public record: the incoming record's size unless the options say otherwise.
+DEVMODEW PublicRecord(const MergeOptions& options, const tagOEMDEV& record) {
+  constexpr double kTenthsPerMillimetre = 10;
+  DEVMODEW result = PublicRecordOf(record);
+  for (std::size_t i = 0; i < std::size(kPublicOptions); ++i) {
+    const PublicOption& option = kPublicOptions[i];
+    if (!options.values[i].has_value()) continue;
+    const double exact = *options.values[i] * (option.isLength ? kTenthsPerMillimetre : 1);
+    const auto number = static_cast<SHORT>(std::round(exact));
+    std::memcpy(reinterpret_cast<char*>(&result) + option.offset, &number, sizeof(number));
+  }
+  const std::wstring form = ToWide(options.form);
+  for (std::size_t i = 0; i < form.size() && i + 1 < std::size(result.dmFormName); ++i) {
+    result.dmFormName[i] = static_cast<WCHAR>(form[i]);
+  }
+  return result;
+}
+
+tagOEMDEV Defaults(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name) {
+  tagOEMDEV record{};
+  std::wstring problem;
+  if (!DefaultRecord(library, printer, name, &record, &problem)) Fail(kFindings, problem);
+  return record;
+}
+
+void AddDefaultCommand(CLI::App* group) {
+  auto options = std::make_shared<MergeOptions>();
+  CLI::App* command = group->add_subcommand("default", "Write a printer's default record");
+  AddPrinter(command, &options->printer);
+  AddOutputFile(command, "-o,--output", &options->out, "The file to write")->required();
+  command->add_flag("--text", options->asText, "Write the record as text");
+  AddConfigFolder(command, &options->configFolder);
+  command->footer(
+      "Examples:\n"
+      "  orv devmode default \"Label 1\" -o label1.dev\n"
+      "  orv devmode default \"Label 1\" --text -o -");
+  command->callback([options] {
+    LibraryUse library(ToWide(options->configFolder));
+    const std::wstring name = ToWide(options->printer);
+    const OpenPrinter printer(name);
+    WriteRecord(ToWide(options->out), Defaults(&library, printer, name), options->asText);
+  });
+}
+
+Merged Merge(LibraryUse* library, const OpenPrinter& printer, const MergeOptions& options) {
+  const std::wstring name = ToWide(options.printer);
+  Merged merged{};
+  merged.defaults = Defaults(library, printer, name);
+  merged.in = options.in.empty() ? merged.defaults : ReadRecord(ToWide(options.in));
+  merged.publicIn = PublicRecord(options, merged.in);
+  std::wstring problem;
+  if (!MergeRecord(library, printer, name, &merged, &problem)) Fail(kFindings, problem);
+  if (const std::wstring text = UnknownPaperSize(merged); !text.empty()) PrintMessage(text);
+  return merged;
+}
+
+std::wstring FormName(const DEVMODEW& record) {
+  std::wstring name;
+  for (const WCHAR unit : record.dmFormName) {
+    if (unit == 0) break;
+    name += static_cast<wchar_t>(unit);
+  }
+  return name;
+}
+
+void AddMergeCommand(CLI::App* group) {
+  auto options = std::make_shared<MergeOptions>();
+  CLI::App* command =
+      group->add_subcommand("merge", "Merge a record with an application's public record");
+  AddMergeOptions(command, options.get());
+  AddInchFlag(command);
+  AddOutputFile(command, "-o,--output", &options->out, "The file to write the merged record to")
+      ->required();
+  command->add_flag("--text", options->asText, "Write the record as text");
+  command->footer(
+      "Prints the public record's answer and what was corrected.\n"
+      "Examples:\n"
+      "  orv devmode merge \"Label 1\" --in label1.dev --width 50 --length 30 -o merged.dev\n"
+      "  orv devmode merge \"Label 1\" --paper-size 257 -o stock.dev");
+  command->callback([options] {
+    LibraryUse library(ToWide(options->configFolder));
+    const OpenPrinter printer(ToWide(options->printer));
+    const Merged merged = Merge(&library, printer, *options);
+    WriteRecord(ToWide(options->out), merged.out, options->asText);
+    const DEVMODEW& out = merged.publicOut;
+    const std::wstring corrections = DescribeCorrections(merged.corrections);
+    if (options->asJson) {
+      JsonWriter json;
+      json.BeginObject();
+      json.Member("paperSize", std::int32_t{out.dmPaperSize});
+      json.Member("widthMm", out.dmPaperWidth / 10.0);
+      json.Member("lengthMm", out.dmPaperLength / 10.0);
+      json.Member("copies", std::int32_t{out.dmCopies});
+      json.Member("form", FormName(out));
+      json.Member("corrections", corrections);
+      json.EndObject();
+      return Print(json.Text());
+    }
+    Table table;
+    table.Add({L"paper size", std::to_wstring(out.dmPaperSize)});
+    table.Add({L"width", LengthText(out.dmPaperWidth * kThousandthsPerTenth)});
+    table.Add({L"length", LengthText(out.dmPaperLength * kThousandthsPerTenth)});
+    table.Add({L"copies", std::to_wstring(out.dmCopies)});
+    table.Add({L"form", FormName(out)});
+    table.Add({L"corrections", corrections.empty() ? L"none" : corrections});
+    Print(table.TakeText());
+  });
+}
+
+/// The unnamed bytes of the older layout that are not all zero, in lines of sixteen.
+void ForUnnamedBytes(const tagOEMDEV& record,
+                     const std::function<void(std::size_t, std::string_view)>& show) {
+  constexpr std::size_t kLine = 16;
+  std::string bytes(RecordBytes(record, 0, offsetof(tagOEMDEV, OutputFormatPNG)));
+  for (const OlderWord& word : OlderLayoutWords()) {
+    std::memset(bytes.data() + word.offset, 0, word.width);
+  }
+  for (std::size_t at = offsetof(tagOEMDEV, EpLayout); at < bytes.size(); at += kLine) {
+    const std::string_view line = std::string_view(bytes).substr(at, kLine);
+    if (line.find_first_not_of('\0') != line.npos) show(at, line);
+  }
+}
+
+/// A word of the older layout, or a command string of it, as a field.
+RecordField FieldOf(const OlderWord& word) {
+  // What the word stands for tells the sign, but not the unit.
+  const RecordField* const setting = FindField(Widen(word.setting));
+  RecordField field{};
+  field.name = word.setting;
+  field.unit = "";
+  field.offset = static_cast<std::uint16_t>(word.offset);
+  field.width = static_cast<std::uint16_t>(word.width);
+  field.kind = setting != nullptr ? setting->kind : FieldKind::kUnsigned;
+  return field;
+}
+
+void ShowAsJson(const tagOEMDEV& record) {
+  JsonWriter json;
+  json.BeginObject();
+  for (const RecordField& field : RecordFields()) FieldMember(&json, field.name, record, field);
+  json.Key("olderLayout");
+  json.BeginArray();
+  for (const OlderWord& word : OlderLayoutWords()) {
+    json.BeginObject();
+    json.Member("offset", static_cast<std::uint32_t>(word.offset));
+    json.Member("setting", Widen(word.setting));
+    FieldMember(&json, "value", record, FieldOf(word));
+    json.EndObject();
+  }
+  json.EndArray();
+  json.EndObject();
+  Print(json.Text());
+}
+
+/// A value as a cell of a table; of a long one the beginning.
+std::wstring Short(const std::wstring& text, std::size_t widest = 40) {
+  return text.size() <= widest ? text : text.substr(0, widest - 3) + L"...";
+}
+
+void ShowAsTable(const tagOEMDEV& record) {
+  // As wide as a command string of plain characters; the other forms show the rest of garbage.
+  constexpr std::size_t kWidest = tagOEMDEV::kCommandSize + 2;
+  Table table({L"OFFSET", L"FIELD", L"VALUE", L"UNIT", L"MEANING"});
+  for (const RecordField& field : RecordFields()) {
+    // The older layout follows word by word.
+    const bool isOlder = field.offset == offsetof(tagOEMDEV, EpLayout);
+    table.Add(
+        {std::to_wstring(field.offset), Widen(field.name),
+         isOlder ? L"(below)" : Short(FieldText(record, field), kWidest),
+         Widen(field.unit) +
+             (IsLength(field) ? L": " + FieldText(record, field, LengthForm::kReadable) : L""),
+         Widen(field.meaning)});
+  }
+  Print(table.TakeText());
+  Table older({L"OFFSET", L"OLDER LAYOUT", L"VALUE"});
+  for (const OlderWord& word : OlderLayoutWords()) {
+    older.Add({std::to_wstring(word.offset), Widen(word.setting),
+               Short(FieldText(record, FieldOf(word)), kWidest)});
+  }
+  ForUnnamedBytes(record, [&](std::size_t offset, std::string_view bytes) {
+    older.Add({std::to_wstring(offset), L"(no name)", HexText(bytes)});
+  });
+  Print("\n" + older.TakeText());
+}
+
+void AddShowCommand(CLI::App* group) {
+  auto options = std::make_shared<MergeOptions>();
+  CLI::App* command = group->add_subcommand("show", "Show a record field by field");
+  AddInputFile(command, "FILE", &options->in, "A record, as bytes or text")->required();
+  AddInchFlag(command);
+  AddJsonFlag(command, &options->asJson);
+  command->footer(
+      "Examples:\n"
+      "  orv devmode show label1.dev\n"
+      "  orv devmode default \"Label 1\" -o - | orv devmode show - --json");
+  command->callback([options] {
+    const tagOEMDEV record = ReadRecord(ToWide(options->in));
+    options->asJson ? ShowAsJson(record) : ShowAsTable(record);
+  });
+}
+
+void AddConversion(CLI::App* group, const char* name, const char* description, bool toText) {
+  auto options = std::make_shared<MergeOptions>();
+  CLI::App* command = group->add_subcommand(name, description);
+  AddInputFile(command, "FILE", &options->in, "A record, as bytes or text")->required();
+  AddOutputFile(command, "-o,--output", &options->out, "The file to write")->required();
+  command->footer(std::string("Examples:\n  orv devmode ") + name + " label1.dev -o label1." +
+                  name + "\n  orv devmode " + name + " - -o - < label1.dev > copy.dev");
+  command->callback([options, toText] {
+    WriteRecord(ToWide(options->out), ReadRecord(ToWide(options->in)), toText);
+  });
+}
+
+/// How a command writes lengths.
+LengthForm FormFor(bool asJson) { return asJson ? LengthForm::kStored : LengthForm::kReadable; }
+
+/// One place where two records differ.
+struct Difference {
+  std::wstring name;
+  std::wstring a;
+  std::wstring b;
+};
+
+std::vector<Difference> Compare(const tagOEMDEV& a, const tagOEMDEV& b, LengthForm form) {
+  std::vector<Difference> differences;
+  const auto compare = [&](const RecordField& field) {
+    if (RecordBytes(a, field.offset, field.width) != RecordBytes(b, field.offset, field.width)) {
+      differences.push_back(
+          {Widen(field.name), FieldText(a, field, form), FieldText(b, field, form)});
+    }
+  };
+  for (const RecordField& field : RecordFields()) {
+    if (field.offset != offsetof(tagOEMDEV, EpLayout)) {
+      compare(field);
+      continue;
+    }
+    // The older layout word by word, then what has no name.
+    std::string rest[2] = {std::string(RecordBytes(a, 0, sizeof(a))),
+                           std::string(RecordBytes(b, 0, sizeof(b)))};
+    for (const OlderWord& word : OlderLayoutWords()) {
+      RecordField older = FieldOf(word);
+      const std::string name = "older layout: " + std::string(word.setting);
+      older.name = name.c_str();
+      compare(older);
+      for (std::string& bytes : rest) std::memset(bytes.data() + word.offset, 0, word.width);
+    }
+    constexpr std::size_t kWord = 4;
+    for (std::size_t at = field.offset; at < std::size_t{field.offset} + field.width; at += kWord) {
+      const std::string_view own = std::string_view(rest[0]).substr(at, kWord);
+      const std::string_view other = std::string_view(rest[1]).substr(at, kWord);
+      if (own == other) continue;
+      differences.push_back({L"bytes at " + std::to_wstring(at), HexText(own), HexText(other)});
+    }
+  }
+  return differences;
+}
+
+void AddDiffCommand(CLI::App* group) {
+  struct Options {
+    std::string a;
+    std::string b;
+    bool asJson = false;
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App* command = group->add_subcommand("diff", "Show where two records differ");
+  AddInputFile(command, "A", &options->a, "A record")->required();
+  AddInputFile(command, "B", &options->b, "Another record")->required();
+  AddInchFlag(command);
+  AddJsonFlag(command, &options->asJson);
+  command->footer(
+      "Exits with 1 when they differ.\n"
+      "Examples:\n"
+      "  orv devmode diff a.dev b.dev\n"
+      "  orv devmode default \"Label 1\" -o - | orv devmode diff - a.dev --json");
+  command->callback([options] {
+    const std::vector<Difference> differences = Compare(
+        ReadRecord(ToWide(options->a)), ReadRecord(ToWide(options->b)), FormFor(options->asJson));
+    JsonWriter json;
+    Table table({L"FIELD", L"A", L"B"});
+    json.BeginArray();
+    for (const Difference& difference : differences) {
+      table.Add({difference.name, Short(difference.a), Short(difference.b)});
+      json.BeginObject();
+      json.Member("field", difference.name);
+      json.Member("a", difference.a);
+      json.Member("b", difference.b);
+      json.EndObject();
+    }
+    json.EndArray();
+    if (options->asJson) {
+      Print(json.Text());
+    } else if (!table.empty()) {
+      Print(table.TakeText());
+    }
+    if (!differences.empty()) Finish(kFindings);
+  });
+}
+
+/// One thing that the validation would change.
+struct CheckFinding {
+  std::wstring field;
+  std::wstring before;
+  std::wstring after;
+  std::wstring reason;
+};
+
+std::vector<CheckFinding> CheckRecord(const Config& config, const tagOEMDEV& record,
+                                      LengthForm form) {
+  std::vector<CheckFinding> findings;
+  const tagOEMDEV current = [] {
+    tagOEMDEV header{};
+    header.dwSize = tagOEMDEV::kSize;
+    header.dwSignature = tagOEMDEV::kSignature;
+    header.dwVersion = tagOEMDEV::kVersion;
+    return header;
+  }();
+  for (const RecordField& field : RecordFields().first(3)) {
+    if (FieldBits(record, field) != FieldBits(current, field)) {
+      findings.push_back({Widen(field.name), FieldText(record, field), FieldText(current, field),
+                          L"the header is stamped"});
+    }
+  }
+  tagOEMDEV repaired = record;
+  std::vector<Correction> corrections;
+  RepairRecord(config, &repaired, &corrections);
+  for (const Correction& correction : corrections) {
+    // Each correction starts from what the ones before it left.
+    const RecordField& field = *correction.check->field;
+    tagOEMDEV before = record;
+    tagOEMDEV after = repaired;
+    if (field.kind != FieldKind::kText) {
+      SetFieldBits(&before, field, correction.before);
+      SetFieldBits(&after, field, correction.after);
+    }
+    findings.push_back({Widen(field.name), FieldText(before, field, form),
+                        FieldText(after, field, form), ReasonText(config, correction, form)});
+  }
+  return findings;
+}
+
+void AddCheckCommand(CLI::App* group) {
+  struct Options {
+    std::string file;
+    std::string printer;
+    std::string config;
+    std::string configFolder;
+    bool asJson = false;
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App* command =
+      group->add_subcommand("check", "Say what the validation would correct, and why");
+  AddInputFile(command, "FILE", &options->file, "A record, as bytes or text")->required();
+  CLI::Option* printerOption =
+      command->add_option("--printer", options->printer, "Check against this printer")
+          ->type_name("PRINTER");
+  CLI::Option* configOption =
+      AddInputFile(command, "--config", &options->config, "Check against this configuration file");
+  printerOption->excludes(configOption);
+  AddConfigFolder(command, &options->configFolder);
+  AddInchFlag(command);
+  AddJsonFlag(command, &options->asJson);
+  command->footer(
+      "Changes nothing; exits with 1 when something would be corrected.\n"
+      "Examples:\n"
+      "  orv devmode check label1.dev --printer \"Label 1\"\n"
+      "  orv devmode check label1.dev --config orv_conf_lx300.xml");
+  command->callback([options] {
+    if (options->printer.empty() == options->config.empty()) {
+      Fail(kUsage, L"check against --printer or --config");
+    }
+    LibraryUse library(ToWide(options->configFolder));
+    const tagOEMDEV record = ReadRecord(ToWide(options->file));
+    Config* config = nullptr;
+    if (!options->config.empty()) {
+      const std::wstring path = ToWide(options->config);
+      std::string bytes;
+      if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(path));
+      const InputFile file(path);
+      if (!CConfigParser::Load(file.path(), &config, library.cache(), library.client())) {
+        Fail(kFindings, InputName(path) + L" does not load; `orv config check` says why");
+      }
+    } else {
+      const std::wstring name = ToWide(options->printer);
+      const OpenPrinter printer(name);
+      Defaults(&library, printer, name);
+      CConfigParser::Load(printer.get(), &config, library.cache(), library.client());
+    }
+    const std::vector<CheckFinding> findings =
+        CheckRecord(*config, record, FormFor(options->asJson));
+    JsonWriter json;
+    Table table({L"FIELD", L"VALUE", L"WOULD BE", L"WHY"});
+    json.BeginArray();
+    for (const CheckFinding& finding : findings) {
+      table.Add({finding.field, Short(finding.before), Short(finding.after), finding.reason});
+      json.BeginObject();
+      json.Member("field", finding.field);
+      json.Member("value", finding.before);
+      json.Member("wouldBe", finding.after);
+      json.Member("why", finding.reason);
+      json.EndObject();
+    }
+    json.EndArray();
+    if (options->asJson) {
+      Print(json.Text());
+    } else if (!table.empty()) {
+      Print(table.TakeText());
+    }
+    if (!findings.empty()) Finish(kFindings);
+  });
+}
+
+void AddExplainCommand(CLI::App* group) {
+  auto options = std::make_shared<MergeOptions>();
+  CLI::App* command = group->add_subcommand(
+      "explain", "Show for every field of a merge what goes in, what is allowed and what decides");
+  AddMergeOptions(command, options.get());
+  AddInchFlag(command);
+  command->footer(
+      "Writes nothing.\nExamples:\n  orv devmode explain \"Label 1\" --in label1.dev --paper-size "
+      "257\n"
+      "  orv devmode explain \"Label 1\" --width 4in --length 6in --json");
+  command->callback([options] {
+    LibraryUse library(ToWide(options->configFolder));
+    const OpenPrinter printer(ToWide(options->printer));
+    const Merged merged = Merge(&library, printer, *options);
+    const Config& config = *merged.config;
+    const LengthForm form = FormFor(options->asJson);
+    JsonWriter json;
+    Table table(
+        {L"FIELD", L"INCOMING", L"DEFAULT", L"STOCK", L"ALLOWED", L"RESULT", L"DECIDED BY"});
+    json.BeginArray();
+    for (const RecordField& field : RecordFields()) {
+      if (field.offset == offsetof(tagOEMDEV, EpLayout)) continue;
+      const bool isApplied = IsApplied(merged.choice, field);
+      const std::wstring allowed = AllowedText(config, field, form);
+      const std::wstring decision = DecisionText(merged, field, form);
+      table.Add({Widen(field.name), Short(FieldText(merged.in, field, form)),
+                 field.hasDefault ? Short(FieldText(merged.defaults, field, form)) : L"untouched",
+                 isApplied ? FieldText(merged.applied, field, form) : L"", allowed,
+                 Short(FieldText(merged.out, field, form)), decision});
+      const auto member = [&](std::string_view name, bool isThere, const tagOEMDEV& record) {
+        if (isThere) return FieldMember(&json, name, record, field);
+        json.Key(name);
+        json.Null();
+      };
+      json.BeginObject();
+      json.Member("field", Widen(field.name));
+      member("incoming", true, merged.in);
+      member("default", field.hasDefault, merged.defaults);
+      member("stock", isApplied, merged.applied);
+      json.Member("allowed", allowed);
+      member("result", true, merged.out);
+      json.Member("decidedBy", decision);
+      json.EndObject();
+    }
+    json.EndArray();
+    Print(options->asJson ? json.Text() : table.TakeText());
+  });
+}
+
+void AddFieldsCommand(CLI::App* group) {
+  auto asMarkdown = std::make_shared<bool>(false);
+  auto asJson = std::make_shared<bool>(false);
+  CLI::App* command =
+      group->add_subcommand("fields", "Show the record's format: offsets, defaults and rules");
+  AddJsonFlag(command, asJson.get());
+  command->add_flag("--markdown", *asMarkdown, "Print the whole format as a Markdown document");
+  command->footer(
+      "Examples:\n  orv devmode fields\n  orv devmode fields --markdown > private-record.md");
+  command->callback([asMarkdown, asJson] {
+    if (*asMarkdown) return Print(FormatDocument());
+    JsonWriter json;
+    json.BeginArray();
+    Table table({L"OFFSET", L"FIELD", L"UNIT", L"DEFAULT", L"ALLOWED", L"FALLBACK"});
+    for (const RecordField& field : RecordFields()) {
+      table.Add({std::to_wstring(field.offset), Widen(field.name), Widen(field.unit),
+                 DefaultText(field), RuleText(field), FallbackText(field)});
+      json.BeginObject();
+      json.Member("offset", std::uint32_t{field.offset});
+      json.Member("bytes", std::uint32_t{field.width});
+      json.Member("field", Widen(field.name));
+      json.Member("unit", Widen(field.unit));
+      json.Member("meaning", Widen(field.meaning));
+      json.Member("default", DefaultText(field));
+      json.Member("allowed", RuleText(field));
+      json.Member("fallback", FallbackText(field));
+      json.EndObject();
+    }
+    json.EndArray();
+    Print(*asJson ? json.Text() : table.TakeText());
+  });
+}
+
+}  // namespace
+
+void AddDevmodeCommands(CLI::App* program) {
+  CLI::App* group = program->add_subcommand("devmode", "Private settings records as files");
+  group->require_subcommand(1);
+  group->footer(
+      "A record is a file of 2688 bytes, or its text with one \"Name = value\" a line; - stands "
+      "for\n"
+      "standard input, and with -o for standard output.\n"
+      "Examples:\n"
+      "  orv devmode default \"Label 1\" -o label1.dev\n"
+      "  orv devmode merge \"Label 1\" --in label1.dev --width 50 --length 30 -o merged.dev\n"
+      "  orv devmode diff label1.dev merged.dev");
+  AddDefaultCommand(group);
+  AddMergeCommand(group);
+  AddShowCommand(group);
+  AddDiffCommand(group);
+  AddCheckCommand(group);
+  AddExplainCommand(group);
+  AddConversion(group, "text", "Write a record as text", true);
+  AddConversion(group, "bytes", "Write a record as bytes", false);
+  AddFieldsCommand(group);
+}
+
+}  // namespace orv::tool

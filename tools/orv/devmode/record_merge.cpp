@@ -1,0 +1,148 @@
+#include "tools/orv/devmode/record_merge.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "orv/config/config_parser.h"
+#include "orv/devmode/devmode.h"
+#include "orv/text/format.h"
+#include "tools/orv/devmode/record_rules.h"
+
+namespace orv::tool {
+namespace {
+
+/// The longest name of a configuration file, with its terminator.
+constexpr int kMaxDriverFileName = 1024;
+
+/// Why the library refuses a record.
+std::wstring RefusalText(const tagOEMDEV* in) {
+  if (in != nullptr && in->dwSignature != tagOEMDEV::kSignature) {
+    return Format(L"the library refuses the record: its signature is %u, not %u", in->dwSignature,
+                  tagOEMDEV::kSignature);
+  }
+  if (in != nullptr && in->dwVersion != tagOEMDEV::kVersion) {
+    return Format(L"the library refuses the record: its version is %u, not %u", in->dwVersion,
+                  tagOEMDEV::kVersion);
+  }
+  return L"the library refuses the record; `orv log show` says why";
+}
+
+/// The library's answer to one request; false with the reason when it refuses.
+bool Request(LibraryUse* library, const std::wstring& printerName, DWORD mode, OEMDMPARAM* param,
+             std::wstring* problem) {
+  const HRESULT result =
+      hrOEMDevMode(library->client(), library->cache(), printerName.c_str(), mode, param);
+  if (result == S_OK) return true;
+  Config* config = nullptr;
+  CConfigParser::Load(param->hPrinter, &config, library->cache(), library->client());
+  wchar_t name[kMaxDriverFileName] = {};
+  CConfigParser::GetConfigXmlFilenameForPrinter(param->hPrinter, name, kMaxDriverFileName, nullptr);
+  *problem = config == nullptr
+                 ? L"the printer's configuration " + std::wstring(name) + L" does not load from " +
+                       library->client()->m_stModuleFolder + L" (--config-dir names another folder)"
+                 : RefusalText(static_cast<const tagOEMDEV*>(param->pOEMDMIn));
+  return false;
+}
+
+const wchar_t* ChoiceText(StockChoice::Reason reason) {
+  switch (reason) {
+    case StockChoice::kPaperSize:
+      return L"stock item of the paper size";
+    case StockChoice::kSelected:
+      return L"the record's stock item";
+    case StockChoice::kRecordSize:
+      return L"sizes at hand, no stock item found";
+    case StockChoice::kApplicationSize:
+      return L"the application's size";
+  }
+  return L"";
+}
+
+}  // namespace
+
+DEVMODEW PublicRecordOf(const tagOEMDEV& record) {
+  constexpr int kUserPaperSize = 256;
+  constexpr std::uint32_t kThousandthsPerTenth = 100;
+  DEVMODEW result{};
+  result.dmSpecVersion = 0x0401;
+  result.dmSize = sizeof(DEVMODEW);
+  result.dmDriverExtra = sizeof(tagOEMDEV);
+  result.dmOrientation = 1;
+  result.dmCopies = 1;
+  result.dmPaperSize = kUserPaperSize;
+  result.dmPaperWidth = static_cast<SHORT>(record.PaperWidth / kThousandthsPerTenth);
+  result.dmPaperLength = static_cast<SHORT>(record.PaperHeight / kThousandthsPerTenth);
+  return result;
+}
+
+bool DefaultRecord(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name,
+                   tagOEMDEV* record, std::wstring* problem) {
+  OEMDMPARAM param{};
+  param.cbSize = sizeof(param);
+  param.hPrinter = printer.get();
+  param.pOEMDMOut = record;
+  return Request(library, name, OEMDM_DEFAULT, &param, problem);
+}
+
+bool MergeRecord(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name,
+                 Merged* merged, std::wstring* problem) {
+  merged->publicOut = merged->publicIn;
+  // The driver hands over a record of its own to fill.
+  merged->out.dwSignature = tagOEMDEV::kSignature;
+  OEMDMPARAM param{};
+  param.cbSize = sizeof(param);
+  param.hPrinter = printer.get();
+  param.pPublicDMIn = &merged->publicIn;
+  param.pPublicDMOut = &merged->publicOut;
+  param.pOEMDMIn = &merged->in;
+  param.pOEMDMOut = &merged->out;
+  if (!Request(library, name, OEMDM_MERGE, &param, problem)) return false;
+
+  // The same steps one by one, to see what each did.
+  merged->choice = ChooseStockItem(LoadStockItems(printer.get(), name.c_str(), nullptr),
+                                   merged->publicIn, merged->in);
+  merged->applied = merged->in;
+  DEVMODEW ignored = merged->publicIn;
+  ApplyStockItem(&merged->publicIn, &ignored, &merged->applied, printer.get(), name.c_str(),
+                 nullptr);
+  tagOEMDEV repaired = merged->applied;
+  Config* config = nullptr;
+  CConfigParser::Load(printer.get(), &config, library->cache(), library->client());
+  merged->config = config;
+  RepairRecord(*config, &repaired, &merged->corrections);
+  return true;
+}
+
+std::wstring UnknownPaperSize(const Merged& merged) {
+  const int paperSize = merged.publicIn.dmPaperSize;
+  if (paperSize < kFirstStockPaperSize || merged.choice.reason == StockChoice::kPaperSize)
+    return {};
+  return Format(L"the paper size %d is not known: no stock item has this number", paperSize);
+}
+
+bool IsApplied(const StockChoice& choice, const RecordField& field) {
+  if (field.offset == offsetof(tagOEMDEV, PaperWidth) ||
+      field.offset == offsetof(tagOEMDEV, PaperHeight)) {
+    return true;
+  }
+  if (IsZeroGuid(choice.item.guid)) return false;
+  return field.kind == FieldKind::kGuid ||
+         std::ranges::find(StockValues(), int{field.offset}, &StockValue::recordOffset) !=
+             StockValues().end();
+}
+
+std::wstring DecisionText(const Merged& merged, const RecordField& field, LengthForm form) {
+  const Config& config = *merged.config;
+  std::wstring text;
+  for (const Correction& correction : merged.corrections) {
+    if (correction.check->field != &field) continue;
+    text += (text.empty() ? L"" : L"; then ") + ReasonText(config, correction, form);
+  }
+  if (!text.empty()) return text;
+  if (IsApplied(merged.choice, field)) return ChoiceText(merged.choice.reason);
+  if (field.offset < offsetof(tagOEMDEV, EpLayout)) return L"the header is stamped";
+  if (field.rule.kind == FieldRule::kAny) return L"carried, never checked";
+  return field.rule.offered.In(config) == 0 ? L"carried, not offered" : L"carried, allowed";
+}
+
+}  // namespace orv::tool

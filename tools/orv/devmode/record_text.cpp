@@ -1,0 +1,272 @@
+#include "tools/orv/devmode/record_text.h"
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <set>
+#include <string>
+
+#include "base/utf8.h"
+#include "orv/devmode/stock_items.h"
+#include "orv/text/format.h"
+#include "platform/letter_case.h"
+#include "tools/orv/common/commands.h"
+#include "tools/orv/common/input.h"
+#include "tools/orv/common/lengths.h"
+#include "tools/orv/common/outcome.h"
+#include "tools/orv/common/spelling.h"
+
+namespace orv::tool {
+namespace {
+
+constexpr std::string_view kTitle = "# orv private settings record\n";
+
+std::string_view WithoutTrailingZeros(std::string_view bytes) {
+  return bytes.substr(0, bytes.find_last_not_of('\0') + 1);
+}
+
+std::wstring Quote(std::string_view bytes) {
+  std::wstring text = L"\"";
+  for (const char byte : WithoutTrailingZeros(bytes)) {
+    const auto code = static_cast<unsigned char>(byte);
+    if (byte == '"' || byte == '\\') {
+      text += L'\\';
+      text += static_cast<wchar_t>(code);
+    } else if (code >= 0x20 && code < 0x7F) {
+      text += static_cast<wchar_t>(code);
+    } else {
+      text += Format(L"\\x%02X", static_cast<unsigned>(code));
+    }
+  }
+  return text + L'"';
+}
+
+bool ReadHexByte(std::wstring_view digits, std::string* bytes) {
+  if (digits.size() < 2) return false;
+  const int high = HexDigit(digits[0]);
+  const int low = HexDigit(digits[1]);
+  if (high < 0 || low < 0) return false;
+  bytes->push_back(static_cast<char>(high << 4 | low));
+  return true;
+}
+
+bool Unquote(std::wstring_view text, std::string* bytes) {
+  if (text.size() < 2 || text.front() != L'"' || text.back() != L'"') return false;
+  text = text.substr(1, text.size() - 2);
+  while (!text.empty()) {
+    if (text[0] != L'\\') {
+      if (text[0] > 0x7E || text[0] == L'"') return false;
+      bytes->push_back(static_cast<char>(text[0]));
+      text.remove_prefix(1);
+    } else if (text.size() > 1 && (text[1] == L'\\' || text[1] == L'"')) {
+      bytes->push_back(static_cast<char>(text[1]));
+      text.remove_prefix(2);
+    } else if (text.size() > 3 && text[1] == L'x' && ReadHexByte(text.substr(2, 2), bytes)) {
+      text.remove_prefix(4);
+    } else {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool ReadHex(std::wstring_view text, std::string* bytes) {
+  if (text == L"0") return true;
+  for (; !text.empty(); text.remove_prefix(2)) {
+    if (!ReadHexByte(text, bytes)) return false;
+  }
+  return true;
+}
+
+/// A number of any sign that fits the field.
+bool ReadFieldNumber(std::wstring_view text, const RecordField& field, std::uint32_t* bits) {
+  const bool isNegative = text.starts_with(L'-');
+  std::uint32_t number = 0;
+  if (!ParseNumber(text.substr(isNegative ? 1 : 0), &number)) return false;
+  if (isNegative) {
+    if (field.kind != FieldKind::kSigned || number > 0x80000000) return false;
+    number = 0 - number;
+  } else if (field.kind == FieldKind::kSigned && number > 0x7FFFFFFF) {
+    return false;
+  }
+  *bits = number;
+  return field.width == sizeof(std::uint32_t) || number <= 0xFFFF;
+}
+
+std::wstring_view Trim(std::wstring_view text) {
+  constexpr std::wstring_view kBlank = L" \t\r";
+  const std::size_t first = text.find_first_not_of(kBlank);
+  if (first == text.npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlank) - first + 1);
+}
+
+/// The end of a message about a name that no field has.
+std::wstring NearestField(const std::wstring& name) {
+  std::vector<std::wstring> names;
+  for (const RecordField& field : RecordFields()) names.push_back(Widen(field.name));
+  return DidYouMean(name, std::vector<std::wstring_view>(names.begin(), names.end()));
+}
+
+}  // namespace
+
+std::wstring Widen(std::string_view text) { return {text.begin(), text.end()}; }
+
+std::string_view RecordBytes(const tagOEMDEV& record, std::size_t offset, std::size_t size) {
+  return {reinterpret_cast<const char*>(&record) + offset, size};
+}
+
+std::wstring HexText(std::string_view bytes) {
+  std::wstring text;
+  for (const char byte : bytes) {
+    text += Format(L"%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
+  }
+  return text;
+}
+
+std::wstring FieldText(const tagOEMDEV& record, const RecordField& field, LengthForm form) {
+  if (form == LengthForm::kReadable && IsLength(field)) {
+    // Lengths below 0 come from files into unsigned fields too.
+    return NumberText(field, static_cast<std::int32_t>(FieldBits(record, field)), form);
+  }
+  const std::string_view bytes = RecordBytes(record, field.offset, field.width);
+  switch (field.kind) {
+    case FieldKind::kUnsigned:
+      return std::to_wstring(FieldBits(record, field));
+    case FieldKind::kSigned:
+      return std::to_wstring(static_cast<std::int32_t>(FieldBits(record, field)));
+    case FieldKind::kText:
+      return Quote(bytes);
+    case FieldKind::kGuid: {
+      GUID guid;
+      std::memcpy(&guid, bytes.data(), sizeof(guid));
+      return FormatGuid(guid);
+    }
+    case FieldKind::kBytes: {
+      const std::wstring text = HexText(WithoutTrailingZeros(bytes));
+      return text.empty() ? L"0" : text;
+    }
+  }
+  return {};
+}
+
+bool SetFieldText(tagOEMDEV* record, const RecordField& field, std::wstring_view text) {
+  char* target = reinterpret_cast<char*>(record) + field.offset;
+  std::string bytes;
+  switch (field.kind) {
+    case FieldKind::kUnsigned:
+    case FieldKind::kSigned: {
+      std::uint32_t bits = 0;
+      if (!ReadFieldNumber(text, field, &bits)) return false;
+      SetFieldBits(record, field, bits);
+      return true;
+    }
+    case FieldKind::kGuid: {
+      const GUID guid = ParseGuid(std::wstring(text));
+      if (IsZeroGuid(guid) && text != FormatGuid({})) return false;
+      std::memcpy(target, &guid, sizeof(guid));
+      return true;
+    }
+    case FieldKind::kText:
+      if (!Unquote(text, &bytes)) return false;
+      break;
+    case FieldKind::kBytes:
+      if (!ReadHex(text, &bytes)) return false;
+      break;
+  }
+  if (bytes.size() > field.width) return false;
+  std::memset(target, 0, field.width);
+  std::memcpy(target, bytes.data(), bytes.size());
+  return true;
+}
+
+void FieldMember(JsonWriter* json, std::string_view name, const tagOEMDEV& record,
+                 const RecordField& field) {
+  switch (field.kind) {
+    case FieldKind::kUnsigned:
+      return json->Member(name, FieldBits(record, field));
+    case FieldKind::kSigned:
+      return json->Member(name, static_cast<std::int32_t>(FieldBits(record, field)));
+    case FieldKind::kText: {
+      const std::string_view bytes = RecordBytes(record, field.offset, field.width);
+      std::wstring text;
+      for (const char byte : WithoutTrailingZeros(bytes)) text += static_cast<unsigned char>(byte);
+      return json->Member(name, text);
+    }
+    case FieldKind::kGuid:
+    case FieldKind::kBytes:
+      return json->Member(name, FieldText(record, field));
+  }
+}
+
+bool IsLength(const RecordField& field) { return std::string_view(field.unit) == "1/1000 mm"; }
+
+std::wstring NumberText(const RecordField& field, std::int64_t number, LengthForm form) {
+  return form == LengthForm::kReadable && IsLength(field) ? LengthText(number)
+                                                          : std::to_wstring(number);
+}
+
+const RecordField* FindField(std::wstring_view name) {
+  static const auto fields = [] {
+    std::map<std::wstring, const RecordField*> byName;
+    for (const RecordField& field : RecordFields()) byName[LowerCase(Widen(field.name))] = &field;
+    return byName;
+  }();
+  const auto found = fields.find(LowerCase(std::wstring(name)));
+  return found != fields.end() ? found->second : nullptr;
+}
+
+std::string RecordAsText(const tagOEMDEV& record) {
+  std::string text(kTitle);
+  for (const RecordField& field : RecordFields()) {
+    text += std::string(field.name) + " = " + WideToUtf8(FieldText(record, field)) + '\n';
+  }
+  return text;
+}
+
+tagOEMDEV RecordFromText(const std::wstring& text, const std::wstring& path) {
+  tagOEMDEV record{};
+  std::set<const RecordField*> named;
+  int lineNumber = 0;
+  for (std::size_t start = 0; start < text.size();) {
+    const std::size_t end = std::min(text.find(L'\n', start), text.size());
+    const std::wstring_view line = Trim(std::wstring_view(text).substr(start, end - start));
+    start = end + 1;
+    ++lineNumber;
+    if (line.empty() || line[0] == L'#') continue;
+    const auto fail = [&](const std::wstring& message) {
+      Fail(kFindings, Format(L"%ls:%d: %ls", path.c_str(), lineNumber, message.c_str()));
+    };
+    const std::size_t sign = line.find(L'=');
+    if (sign == line.npos) fail(L"expected \"Name = value\"");
+    const std::wstring name(Trim(line.substr(0, sign)));
+    const RecordField* const field = FindField(name);
+    if (field == nullptr) fail(L"there is no field \"" + name + L"\"" + NearestField(name));
+    if (!named.insert(field).second) fail(L"the field " + name + L" has a value already");
+    if (!SetFieldText(&record, *field, Trim(line.substr(sign + 1)))) {
+      fail(L"the value does not fit the field " + name);
+    }
+  }
+  return record;
+}
+
+tagOEMDEV ReadRecord(const std::wstring& path) {
+  std::string bytes;
+  if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(path));
+  const std::wstring title = Widen(kTitle.substr(0, kTitle.size() - 1));
+  const std::wstring text = DecodeText(bytes);
+  if (text.starts_with(title)) return RecordFromText(text, path);
+  if (bytes.size() != sizeof(tagOEMDEV)) {
+    Fail(kFindings, Format(L"%ls is no record: it has neither %d bytes nor the first line \"%ls\"",
+                           path.c_str(), static_cast<int>(sizeof(tagOEMDEV)), title.c_str()));
+  }
+  tagOEMDEV record;
+  std::memcpy(&record, bytes.data(), sizeof(record));
+  return record;
+}
+
+void WriteRecord(const std::wstring& path, const tagOEMDEV& record, bool asText) {
+  SaveFile(path,
+           asText ? RecordAsText(record) : std::string(RecordBytes(record, 0, sizeof(record))));
+}
+
+}  // namespace orv::tool

@@ -1,0 +1,88 @@
+#include "tools/orv/log/entry.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace orv::tool {
+namespace {
+
+struct Level {
+  std::wstring_view tag;
+  std::wstring_view name;
+};
+constexpr Level kLevels[] = {
+    {L"ERR", L"error"}, {L"WAR", L"warning"}, {L"INF", L"info"}, {L"TRC", L"trace"}};
+
+const Level* FindLevel(std::wstring_view tag) {
+  const auto* const level = std::find_if(std::begin(kLevels), std::end(kLevels),
+                                         [tag](const Level& l) { return l.tag == tag; });
+  return level != std::end(kLevels) ? level : nullptr;
+}
+
+/// Whether a line begins with date and time: a zero stands for any digit.
+bool IsEntryStart(std::wstring_view line) {
+  constexpr std::wstring_view kPattern = L"00.00.0000\t00:00:00.000\t";
+  return line.size() >= kPattern.size() &&
+         std::equal(kPattern.begin(), kPattern.end(), line.begin(), [](wchar_t wanted, wchar_t is) {
+           return wanted == L'0' ? is >= L'0' && is <= L'9' : is == wanted;
+         });
+}
+
+std::wstring TakeColumn(std::wstring_view* line) {
+  const std::size_t end = std::min(line->find(L'\t'), line->size());
+  std::wstring column(line->substr(0, end));
+  line->remove_prefix(std::min(end + 1, line->size()));
+  return column;
+}
+
+LogEntry ParseEntry(std::wstring_view line) {
+  LogEntry entry;
+  entry.date = TakeColumn(&line);
+  entry.time = TakeColumn(&line);
+  // A line without tag has one column fewer.
+  if (FindLevel(line.substr(0, line.find(L'\t'))) != nullptr) entry.tag = TakeColumn(&line);
+  entry.process = TakeColumn(&line);
+  entry.module = TakeColumn(&line);
+  entry.source = TakeColumn(&line);
+  entry.message = line;
+  return entry;
+}
+
+}  // namespace
+
+std::vector<LogEntry> ParseLog(std::wstring_view text) {
+  std::vector<LogEntry> entries;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find(L'\n'), text.size());
+    std::wstring_view line = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    if (line.ends_with(L'\r')) line.remove_suffix(1);
+    if (IsEntryStart(line)) {
+      entries.push_back(ParseEntry(line));
+    } else if (!entries.empty() && !line.empty()) {
+      // A message may hold line ends; one at its end leaves an empty line, which shows nothing.
+      entries.back().message.append(L"\n").append(line);
+    }
+  }
+  return entries;
+}
+
+std::wstring LevelOf(const LogEntry& entry) {
+  const Level* const level = FindLevel(entry.tag);
+  return level != nullptr ? std::wstring(level->name) : std::wstring();
+}
+
+std::wstring IsoTimeOf(const LogEntry& entry) {
+  return entry.date.substr(6, 4) + L"-" + entry.date.substr(3, 2) + L"-" + entry.date.substr(0, 2) +
+         L"T" + entry.time;
+}
+
+std::vector<std::wstring> LogTitles() {
+  return {L"TIME", L"LEVEL", L"PROCESS", L"DLL", L"SOURCE", L"MESSAGE"};
+}
+
+std::vector<std::wstring> LogRow(const LogEntry& entry) {
+  return {entry.time, LevelOf(entry), entry.process, entry.module, entry.source, entry.message};
+}
+
+}  // namespace orv::tool

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <array>
+#include <memory>
+#include <string_view>
+
+#include "tools/orv/page/file.h"
+#include "tools/orv/page/options.h"
+
+/// A picture for people that is put together of parts of pages, lines and text.
+
+namespace orv::tool {
+
+/// Blue, green and red, as pixels have them.
+using Shade = std::array<unsigned char, 3>;
+inline constexpr Shade kPaper = {255, 255, 255};
+inline constexpr Shade kMargin = {236, 236, 236};
+inline constexpr Shade kLine = {140, 140, 140};
+inline constexpr Shade kText = {40, 40, 40};
+
+class Canvas {
+ public:
+  /// A picture of one shade; ends the command without memory for it.
+  Canvas(std::int64_t width, std::int64_t height, const Shade& shade);
+
+  int width() const { return pixels_->width(); }
+  int height() const { return pixels_->height(); }
+
+  /// Fills a rectangle; what lies outside the picture is left out.
+  void Fill(int x, int y, int width, int height, const Shade& shade);
+  /// Writes a line of text, its top left at x, y, in letters of `size` times 5 x 7 pixels.
+  void Text(int x, int y, std::string_view text, int size, const Shade& shade);
+  /// Puts a part of a page here, each pixel as a square of `zoom` pixels.
+  void Put(int x, int y, const PagePixels& page, const PageArea& area, int zoom);
+
+  /// Writes the picture, the only file of a command.
+  void Save(const std::wstring& path);
+
+ private:
+  PagePointer page_;
+  std::unique_ptr<PagePixels> pixels_;
+};
+
+/// How wide a line of text is.
+int TextWidth(std::string_view text, int size);
+
+}  // namespace orv::tool

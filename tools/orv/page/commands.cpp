@@ -1,0 +1,410 @@
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <optional>
+#include <utility>
+
+#include "base/utf8.h"
+#include "orv/imaging/bitmap_helper.h"
+#include "orv/imaging/color_extensions.h"
+#include "orv/text/format.h"
+#include "tools/orv/common/commands.h"
+#include "tools/orv/common/options.h"
+#include "tools/orv/common/output.h"
+#include "tools/orv/page/file.h"
+#include "tools/orv/page/options.h"
+#include "tools/orv/page/planes.h"
+#include "tools/orv/page/two_colours.h"
+
+namespace orv::tool {
+namespace {
+
+/// The rectangle that holds all ink; not valid on a page without any.
+struct Bounds {
+  int firstColumn = -1;
+  int firstRow = -1;
+  int lastColumn = -1;
+  int lastRow = -1;
+
+  bool IsValid() const { return lastRow >= 0; }
+  int Width() const { return lastColumn - firstColumn + 1; }
+  int Height() const { return lastRow - firstRow + 1; }
+};
+
+Bounds BoundsOf(Bitmap* bits) {
+  return {BitmapHelper::GetFirstContentColumn1BPP(bits), BitmapHelper::GetFirstContentRow1BPP(bits),
+          BitmapHelper::GetLastContentColumn1BPP(bits), BitmapHelper::GetLastContentRow1BPP(bits)};
+}
+
+void AddBounds(Report* report, const Bounds& bounds) {
+  if (!bounds.IsValid()) {
+    report->json().Key("content");
+    report->json().Null();
+    return;
+  }
+  report->Size(L"content", "content", bounds.Width(), bounds.Height());
+  report->Range(L"columns", "columns", bounds.firstColumn, bounds.lastColumn);
+  report->Range(L"rows", "rows", bounds.firstRow, bounds.lastRow);
+}
+
+void AddMonoCommand(CLI::App* group) {
+  CLI::App* command = group->add_subcommand(
+      "mono", "Reduce a page to one bit a pixel: what is not pure white is ink");
+  const auto options = std::make_shared<PageOptions>();
+  const auto output = std::make_shared<std::string>();
+  AddPageOptions(command, options.get());
+  AddOutputFile(command, "OUT", output.get(), "The one-bit PNG image to write")->required();
+  command->footer(
+      "Examples:\n"
+      "  orv page mono label.png label-mono.png\n"
+      "  orv page mono - - < label.png > label-mono.png");
+  command->callback([=] {
+    const GraphicsSession graphics;
+    const PagePointer page = LoadInput(options.get());
+    const PagePointer bits = OneBitOf(page.get());
+    PageFiles files;
+    files.Add(bits.get(), ToWide(*output));
+    files.Finish();
+    Report report(*options);
+    report.PageSize(page.get());
+    report.Pixels(L"ink", "ink", CountInk(bits.get()), PixelCount(page.get()));
+    report.Text(L"written", "output", ToWide(*output));
+    report.Finish();
+  });
+}
+
+void AddDitherCommand(CLI::App* group) {
+  CLI::App* command =
+      group->add_subcommand("dither", "Dither a page to white and the colour of one print head");
+  const auto options = std::make_shared<PageOptions>();
+  const auto dither = std::make_shared<DitherOptions>();
+  const auto output = std::make_shared<std::string>();
+  const auto colour = std::make_shared<std::string>("000000");
+  AddPageOptions(command, options.get());
+  AddOutputFile(command, "OUT", output.get(), "The PNG image to write")->required();
+  AddDitherOptions(command, dither.get());
+  AddColourOption(command, colour.get(), "The print colour")->capture_default_str();
+  command->footer(
+      "Examples:\n"
+      "  orv page dither photo.png dots.png\n"
+      "  orv page dither photo.png dots.png --method matrix8 --colour E02020");
+  command->callback([=] {
+    const GraphicsSession graphics;
+    const PagePointer page = LoadInput(options.get());
+    const PagePointer dithered =
+        Packed(Dithered(page.get(), dither->Method(), dither->threshold, ToColour(*colour)));
+    PageFiles files;
+    files.Add(dithered.get(), ToWide(*output));
+    files.Finish();
+    Report report(*options);
+    report.PageSize(page.get());
+    report.Pixels(L"ink", "ink", CountInk(dithered.get()), PixelCount(page.get()));
+    report.Text(L"written", "output", ToWide(*output));
+    report.Finish();
+  });
+}
+
+struct SplitOptions {
+  std::string colour;
+  double tolerance = 0.1;
+  std::string background;
+  std::string highlight;
+  std::string preview;
+};
+
+void AddSplitCommand(CLI::App* group) {
+  CLI::App* command = group->add_subcommand(
+      "split", "Split a page for a printer with a black and a coloured print head");
+  const auto options = std::make_shared<PageOptions>();
+  const auto dither = std::make_shared<DitherOptions>();
+  const auto split = std::make_shared<SplitOptions>();
+  AddPageOptions(command, options.get());
+  AddDitherOptions(command, dither.get());
+  AddColourOption(command, &split->colour, "The second print colour")->required();
+  AddToleranceOption(command, &split->tolerance);
+  AddOutputFile(command, "--background", &split->background, "The PNG image of the black plane")
+      ->required();
+  AddOutputFile(command, "--highlight", &split->highlight, "The PNG image of the coloured plane")
+      ->required();
+  AddOutputFile(command, "--preview", &split->preview,
+                "A PNG image to write of both planes on white paper");
+  command->footer(
+      "Examples:\n"
+      "  orv page split label.png --colour E02020 --background black.png --highlight red.png\n"
+      "  orv page split label.png --colour E02020 --tolerance 0.3 --method matrix8 \\\n"
+      "    --background black.png --highlight red.png --preview preview.png");
+  command->callback([=] {
+    const GraphicsSession graphics;
+    const PagePointer page = LoadInput(options.get());
+    std::optional<Progress> progress(std::in_place, L"Splitting the page", page.get());
+    Planes planes = SplitPage(page.get(), ToColour(split->colour), split->tolerance, *dither);
+    PagePointer preview;
+    if (!split->preview.empty()) preview = PreviewOf(planes);  // of planes of 24 bits
+    planes = {Packed(std::move(planes.background)), Packed(std::move(planes.highlight))};
+    PageFiles files;
+    files.Add(planes.background.get(), ToWide(split->background));
+    progress->Report(1, 3);
+    files.Add(planes.highlight.get(), ToWide(split->highlight));
+    progress->Report(2, 3);
+    if (preview != nullptr) files.Add(preview.get(), ToWide(split->preview));
+    files.Finish();
+    progress.reset();  // before anything is printed
+    Report report(*options);
+    report.PageSize(page.get());
+    const std::int64_t all = PixelCount(page.get());
+    report.Pixels(L"background ink", "backgroundInk", CountInk(planes.background.get()), all);
+    report.Pixels(L"highlight ink", "highlightInk", CountInk(planes.highlight.get()), all);
+    report.Text(L"background", "background", ToWide(split->background));
+    report.Text(L"highlight", "highlight", ToWide(split->highlight));
+    if (!split->preview.empty()) report.Text(L"preview", "preview", ToWide(split->preview));
+    report.Finish();
+  });
+}
+
+void AddBoundsCommand(CLI::App* group) {
+  CLI::App* command =
+      group->add_subcommand("bounds", "Find the part of a page that has ink, all but pure white");
+  const auto options = std::make_shared<PageOptions>();
+  AddPageOptions(command, options.get());
+  command->footer(
+      "Examples:\n"
+      "  orv page bounds label.png --dpi 300\n"
+      "  orv page mono label.png - | orv page bounds - --inch");
+  command->callback([=] {
+    const GraphicsSession graphics;
+    const PagePointer page = LoadInput(options.get());
+    const Bounds bounds = BoundsOf(OneBitOf(page.get()).get());
+    Report report(*options);
+    report.PageSize(page.get());
+    AddBounds(&report, bounds);
+    report.Finish(bounds.IsValid() ? "" : "The page is white.\n");
+  });
+}
+
+void AddCompareCommand(CLI::App* group) {
+  CLI::App* command = group->add_subcommand(
+      "compare", "Compare two pages pixel by pixel; ends with 1 when they differ");
+  const auto options = std::make_shared<PageOptions>();
+  const auto other = std::make_shared<std::string>();
+  AddPageOptions(command, options.get());
+  AddInputFile(command, "OTHER", other.get(), "The page to compare with")->required();
+  command->footer(
+      "Examples:\n"
+      "  orv page compare before.png after.png\n"
+      "  orv page dither before.png - | orv page compare - after.png --json");
+  command->callback([=] {
+    const GraphicsSession graphics;
+    const PagePointer first = LoadInput(options.get());
+    const PagePointer second = LoadPage(ToWide(*other));
+    Report report(*options);
+    report.PageSize(first.get());
+    if (first->GetWidth() != second->GetWidth() || first->GetHeight() != second->GetHeight()) {
+      report.Size(L"other page", "other", static_cast<int>(second->GetWidth()),
+                  static_cast<int>(second->GetHeight()));
+      report.json().Member("equal", false);
+      report.Finish("The pages differ in size.\n");
+      tool::Finish(kFindings);
+    }
+
+    const bool isInkEqual = BitmapHelper::Are1BPPBitmapsEqual(OneBitOf(first.get()).get(),
+                                                              OneBitOf(second.get()).get()) != 0;
+    std::int64_t count = 0;
+    Bounds bounds;
+    {
+      const PagePixels pixels(second.get());
+      ForEachPixel(PagePixels(first.get()), [&](const unsigned char* pixel, int x, int y) {
+        if (std::equal(pixel, pixel + 3, pixels.Row(y) + 3 * x)) return;
+        if (count++ == 0) bounds = {x, y, x, y};
+        bounds.firstColumn = std::min(bounds.firstColumn, x);
+        bounds.lastColumn = std::max(bounds.lastColumn, x);
+        bounds.lastRow = y;
+      });
+    }
+    report.Pixels(L"different", "different", count, PixelCount(first.get()));
+    report.Text(L"ink", "ink", isInkEqual ? L"the same" : L"different");
+    if (bounds.IsValid()) {
+      report.Range(L"columns", "columns", bounds.firstColumn, bounds.lastColumn);
+      report.Range(L"rows", "rows", bounds.firstRow, bounds.lastRow);
+    }
+    report.json().Member("equal", count == 0);
+    report.Finish(count == 0 ? "The pages are equal.\n" : "The pages differ.\n");
+    if (count != 0) tool::Finish(kFindings);
+  });
+}
+
+/// Distances of colours from one, remembered for those seen lately.
+class Distances {
+ public:
+  explicit Distances(const Color& colour) : colour_(colour), remembered_(kCount) {}
+
+  double To(std::uint32_t rgb) {
+    Entry& entry = remembered_[(rgb * 2654435761u) >> 16];
+    if (entry.rgb != rgb) {
+      entry = {rgb, ColorExtensions::CalculateToleranceCIE76(Color(0xFF000000 | rgb), colour_)};
+    }
+    return entry.distance;
+  }
+
+ private:
+  static constexpr std::size_t kCount = 1 << 16;
+  struct Entry {
+    std::uint32_t rgb = ~0u;
+    double distance = 0;
+  };
+
+  Color colour_;
+  std::vector<Entry> remembered_;
+};
+
+/// Where the pixels of a page lie from a colour at a tolerance.
+struct Explanation {
+  static constexpr int kBars = 16;       ///< the last one for everything farther
+  static constexpr int kBarsInside = 5;  ///< up to the tolerance
+  static constexpr double kNear = 1.25;  ///< near: up to this much of the tolerance
+
+  enum Class { kIn, kNearby, kOut, kNever };
+  std::array<std::int64_t, kBars> bars{};
+  std::array<std::int64_t, 4> classes{};
+};
+
+constexpr const char* kClassKeys[] = {"in", "near", "out", "never"};
+constexpr const wchar_t* kClassNames[] = {L"in the highlight", L"near it", L"out of it",
+                                          L"nearly white or black"};
+
+/// What becomes of a pixel of a class in the picture: the highlight colour, a loud one, or a pale
+/// shade of what it was.
+std::array<unsigned char, 3> ClassColour(Explanation::Class kind, const Color& highlight,
+                                         const unsigned char* pixel) {
+  if (kind == Explanation::kIn) {
+    return {highlight.GetBlue(), highlight.GetGreen(), highlight.GetRed()};
+  }
+  if (kind == Explanation::kNearby) return {255, 0, 255};
+  const double grey = ColorExtensions::CalculateGrayValue(pixel[2], pixel[1], pixel[0]);
+  const auto pale = static_cast<unsigned char>(255 - (255 - grey) / 4);
+  return {pale, pale, pale};
+}
+
+/// Counts the pixels of a page, which becomes the picture of where they lie.
+Explanation ExplainPage(Bitmap* page, const Color& colour, double tolerance) {
+  Explanation result;
+  Distances distances(colour);
+  const PagePixels pixels(page);
+  Progress progress(L"Measuring colours", page);
+  ForEachPixel(pixels, [&](unsigned char* pixel, int x, int y) {
+    if (x == 0) progress.Report(y, pixels.height());
+    const std::uint32_t rgb =
+        std::uint32_t{pixel[2]} << 16 | std::uint32_t{pixel[1]} << 8 | pixel[0];
+    const Color own(0xFF000000 | rgb);
+    Explanation::Class kind = Explanation::kNever;
+    if (!ColorExtensions::IsNearlyWhite(own) && !ColorExtensions::IsNearlyBlack(own)) {
+      const double distance = distances.To(rgb);
+      kind = distance <= tolerance                        ? Explanation::kIn
+             : distance <= tolerance * Explanation::kNear ? Explanation::kNearby
+                                                          : Explanation::kOut;
+      // Bars end at their upper edge, so that the tolerance itself is inside.
+      const double bar = tolerance > 0 ? std::ceil(distance * Explanation::kBarsInside / tolerance)
+                                       : (distance > 0 ? Explanation::kBars : 1);
+      const double last = kind == Explanation::kIn ? Explanation::kBarsInside : Explanation::kBars;
+      ++result.bars[static_cast<std::size_t>(std::clamp(bar, 1.0, last)) - 1];
+    }
+    ++result.classes[kind];
+    const auto shade = ClassColour(kind, colour, pixel);
+    std::copy(shade.begin(), shade.end(), pixel);
+  });
+  return result;
+}
+
+/// The histogram as text, a bar of up to 40 signs for the fullest row; none without a tolerance to
+/// measure by.
+std::string HistogramText(const Explanation& explanation, double tolerance) {
+  if (tolerance == 0) return {};
+  const std::int64_t most = std::max<std::int64_t>(
+      1, *std::max_element(explanation.bars.begin(), explanation.bars.end()));
+  Table table({L"DISTANCE", L"PIXELS", L""});
+  for (int i = 0; i < Explanation::kBars; ++i) {
+    const double from = tolerance * i / Explanation::kBarsInside;
+    const std::int64_t count = explanation.bars[static_cast<std::size_t>(i)];
+    const bool isLast = i == Explanation::kBars - 1;
+    const std::wstring range =
+        isLast ? Format(L"above %.4g", from)
+               : Format(L"%.4g to %.4g", from, tolerance * (i + 1) / Explanation::kBarsInside);
+    const wchar_t sign = i < Explanation::kBarsInside ? L'#' : L'-';
+    table.Add({range, Format(L"%lld", static_cast<long long>(count)),
+               std::wstring(static_cast<std::size_t>((count * 40 + most - 1) / most), sign)});
+  }
+  return "\n" + table.TakeText();
+}
+
+void AddExplainCommand(CLI::App* group) {
+  CLI::App* command =
+      group->add_subcommand("explain", "Show how far a page's colours are from a highlight colour");
+  const auto options = std::make_shared<PageOptions>();
+  const auto colourText = std::make_shared<std::string>();
+  const auto tolerance = std::make_shared<double>(0.1);
+  const auto picture = std::make_shared<std::string>();
+  AddPageOptions(command, options.get());
+  AddColourOption(command, colourText.get(), "The highlight colour")->required();
+  AddToleranceOption(command, tolerance.get());
+  AddOutputFile(command, "--picture", picture.get(),
+                "A PNG image to write: the highlight in its colour, pixels just outside it in "
+                "magenta, all others pale");
+  command->footer(
+      "Examples:\n"
+      "  orv page explain label.png --colour E02020\n"
+      "  orv page explain label.png --colour E02020 --tolerance 0.2 --picture where.png");
+  command->callback([=] {
+    const GraphicsSession graphics;
+    const PagePointer page = LoadInput(options.get());
+    const Color colour = ToColour(*colourText);
+    const Explanation explanation = ExplainPage(page.get(), colour, *tolerance);
+    if (!picture->empty()) {
+      PageFiles files;
+      files.Add(page.get(), ToWide(*picture));
+      files.Finish();
+    }
+    Report report(*options);
+    report.PageSize(page.get());
+    report.json().Member("tolerance", *tolerance);
+    for (std::size_t i = 0; i < explanation.classes.size(); ++i) {
+      report.Pixels(kClassNames[i], kClassKeys[i], explanation.classes[i], PixelCount(page.get()));
+    }
+    report.json().Key("histogram");
+    report.json().BeginArray();
+    for (int i = 0; i < Explanation::kBars; ++i) {
+      report.json().BeginObject();
+      report.json().Member("from", *tolerance * i / Explanation::kBarsInside);
+      report.json().Member("pixels", explanation.bars[static_cast<std::size_t>(i)]);
+      report.json().EndObject();
+    }
+    report.json().EndArray();
+    report.Finish(HistogramText(explanation, *tolerance));
+  });
+}
+
+}  // namespace
+
+void AddPageCommands(CLI::App* program) {
+  CLI::App* group =
+      program->add_subcommand("page", "Prepare page images for print heads, as PNG files");
+  group->require_subcommand(1);
+  group->footer(
+      "The path - stands for standard input or output; what there is to say about a page that "
+      "goes\n"
+      "to standard output goes to standard error.\n"
+      "Examples:\n"
+      "  orv page bounds label.png\n"
+      "  orv page split label.png --colour E02020 --background black.png --highlight red.png \\\n"
+      "    --preview preview.png");
+  AddMonoCommand(group);
+  AddDitherCommand(group);
+  AddSplitCommand(group);
+  AddBoundsCommand(group);
+  AddCompareCommand(group);
+  AddExplainCommand(group);
+  AddPagePreviewCommand(group);
+  AddPageMethodsCommand(group);
+  AddPageLegibilityCommand(group);
+}
+
+}  // namespace orv::tool

@@ -1,0 +1,158 @@
+#include "tools/orv/page/file.h"
+
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+
+#include "orv/imaging/bitmap_helper.h"
+#include "platform/files.h"
+#include "platform/letter_case.h"
+#include "tools/orv/common/commands.h"
+#include "tools/orv/common/input.h"
+#include "tools/orv/common/output.h"
+#include "tools/orv/page/two_colours.h"
+
+namespace orv::tool {
+namespace {
+
+std::wstring Explain(Status status, const std::wstring& path) {
+  switch (status) {
+    case FileNotFound:
+      return L"cannot read " + PathName(path);
+    case UnknownImageFormat:
+      return path + L" is no PNG image";
+    case OutOfMemory:
+      return L"not enough memory for " + path;
+    default:
+      return path + L" is damaged";
+  }
+}
+
+/// A 24-bit page of what a 32-bit one with alpha looks like on white paper.
+PagePointer OverWhite(Bitmap* page) {
+  const INT width = static_cast<INT>(page->GetWidth());
+  const INT height = static_cast<INT>(page->GetHeight());
+  PagePointer flat(BitmapHelper::CreateBitmap(width, height, PixelFormat24bppRGB));
+  const Rect all(0, 0, width, height);
+  BitmapData from;
+  if (flat == nullptr ||
+      page->LockBits(&all, ImageLockModeRead, PixelFormat32bppARGB, &from) != Ok) {
+    return nullptr;
+  }
+  {
+    const PagePixels to(flat.get());
+    for (int y = 0; y < height; ++y) {
+      const auto* source = static_cast<const BYTE*>(from.Scan0) + std::ptrdiff_t{y} * from.Stride;
+      unsigned char* target = to.Row(y);
+      for (int x = 0; x < width; ++x, source += 4, target += 3) {
+        for (int i = 0; i < 3; ++i) {
+          const int shade = source[i] * source[3] + 255 * (255 - source[3]);
+          target[i] = static_cast<unsigned char>((shade + 127) / 255);
+        }
+      }
+    }
+  }
+  page->UnlockBits(&from);
+  return flat;
+}
+
+/// Whether two paths lead to one file. For files that are not there yet their folder and name
+/// count; names that differ in case alone are one file on some systems.
+bool IsSamePlace(const std::wstring& one, const std::wstring& other) {
+  const auto folder = [](const std::wstring& path) {
+    std::error_code error;
+    return std::filesystem::absolute(ToPath(path), error).parent_path();
+  };
+  std::error_code error;
+  return std::filesystem::equivalent(ToPath(one), ToPath(other), error) ||
+         (LowerCase(FileNameOf(one)) == LowerCase(FileNameOf(other)) &&
+          std::filesystem::equivalent(folder(one), folder(other), error));
+}
+
+}  // namespace
+
+PagePointer LoadPage(const std::wstring& path) {
+  Bitmap* loaded = nullptr;
+  const InputFile file(path);
+  if (const Status status = LoadPng(file.path().c_str(), &loaded); status != Ok) {
+    Fail(kUnreadable, Explain(status, InputName(path)));
+  }
+  PagePointer page(loaded);
+  if (page->GetPixelFormat() == PixelFormat32bppARGB) page = OverWhite(page.get());
+  if (page == nullptr) Fail(kUnreadable, Explain(OutOfMemory, InputName(path)));
+  return page;
+}
+
+std::optional<double> PngResolution(const std::wstring& path) {
+  constexpr std::size_t kSignature = 8;
+  constexpr std::size_t kChunkFrame = 12;   // length, type and checksum
+  constexpr std::size_t kMostBytes = 4096;  // the chunk stands before the pixels
+  constexpr double kInch = 0.0254;
+  std::string bytes;
+  if (!ReadFile(path, &bytes, 0, kMostBytes)) return {};
+  const auto number = [&](std::size_t at) {
+    std::uint32_t value = 0;
+    for (std::size_t i = at; i < at + 4; ++i) {
+      value = value << 8 | static_cast<unsigned char>(bytes[i]);
+    }
+    return value;
+  };
+  for (std::size_t at = kSignature; at + kChunkFrame + 9 <= bytes.size();
+       at += kChunkFrame + number(at)) {
+    if (bytes.compare(at + 4, 4, "pHYs") != 0) continue;
+    const std::uint32_t perMetre = number(at + 8);
+    const bool isMetre = bytes[at + 16] == 1;
+    if (!isMetre || perMetre != number(at + 12)) return {};
+    const double dpi = perMetre * kInch;
+    const bool isScreen = std::lround(dpi) == 72 || std::lround(dpi) == 96;
+    if (isScreen || dpi < 1) return {};
+    return dpi;
+  }
+  return {};
+}
+
+std::string PngOf(Bitmap* page) {
+  // Systems write files only.
+  const std::wstring path = TemporaryPath(L"page.png");
+  const PagePointer twoColoured = TwoColoured(page);
+  if (twoColoured != nullptr) page = twoColoured.get();
+  std::string bytes;
+  if (SavePng(page, path.c_str()) != Ok || !ReadFile(path, &bytes)) {
+    Fail(kUnreadable, L"cannot write " + path);
+  }
+  std::error_code ignored;
+  std::filesystem::remove(ToPath(path), ignored);
+  return bytes;
+}
+
+void PageFiles::Add(Bitmap* page, const std::wstring& path) {
+  for (const OutputFile& earlier : files_) {
+    if (IsSamePlace(earlier.path(), path)) {
+      Fail(kUsage, L"two results cannot go to one file: " + path);
+    }
+  }
+  if (!files_.emplace_back(path).Write(PngOf(page))) {
+    Fail(kUnreadable, L"cannot write " + PathName(path));
+  }
+}
+
+void PageFiles::Finish() {
+  for (OutputFile& file : files_) {
+    if (!file.Commit()) Fail(kUnreadable, L"cannot write " + PathName(file.path()));
+  }
+  files_.clear();
+}
+
+PagePixels::PagePixels(Bitmap* page) : page_(page) {
+  const Rect all(0, 0, static_cast<INT>(page->GetWidth()), static_cast<INT>(page->GetHeight()));
+  if (page->LockBits(&all, ImageLockModeRead | ImageLockModeWrite, PixelFormat24bppRGB, &data_) !=
+      Ok) {
+    Fail(kUnreadable, L"cannot reach the pixels of a page");
+  }
+}
+
+unsigned char* PagePixels::Row(int y) const {
+  return static_cast<unsigned char*>(data_.Scan0) + std::ptrdiff_t{y} * data_.Stride;
+}
+
+}  // namespace orv::tool

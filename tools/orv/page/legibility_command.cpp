@@ -1,0 +1,168 @@
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+#include "base/utf8.h"
+#include "orv/text/format.h"
+#include "tools/orv/common/commands.h"
+#include "tools/orv/common/options.h"
+#include "tools/orv/page/legibility.h"
+#include "tools/orv/page/options.h"
+
+/// `orv page legibility`.
+
+namespace orv::tool {
+namespace {
+
+struct LegibilityOptions {
+  std::string source;
+  bool recommends = false;
+  int threshold = 128;
+};
+
+std::wstring WidthText(const WidthErrors& errors) {
+  if (errors.count == 0) return L"none";
+  return Format(L"%lld measured, off by %.2f dots on average, by %.1f at most",
+                static_cast<long long>(errors.count), errors.Mean(), errors.greatest);
+}
+
+void AddWidths(JsonWriter* json, const char* key, const WidthErrors& errors) {
+  json->Key(key);
+  json->BeginObject();
+  json->Member("count", errors.count);
+  json->Member("meanDots", errors.Mean());
+  json->Member("greatestDots", errors.greatest);
+  json->EndObject();
+}
+
+/// The members that every measured plane has.
+void AddToJson(JsonWriter* json, const Legibility& legibility) {
+  AddWidths(json, "bars", legibility.bars);
+  AddWidths(json, "spaces", legibility.spaces);
+  json->Member("ink", legibility.ink);
+  json->Member("isolatedDots", legibility.dots);
+  json->Member("isolatedHoles", legibility.holes);
+  json->Member("toneBlocks", legibility.blocks);
+  json->Member("meanToneError", legibility.tone);
+  json->Member("greatestToneError", legibility.worstTone);
+  json->Member("widthMark", legibility.WidthMark());
+  json->Member("toneMark", legibility.ToneMark());
+  json->Member("speckMark", legibility.SpeckMark());
+  json->Member("loss", legibility.Loss());
+}
+
+/// Reports on one plane.
+void Judge(const PageOptions& options, Bitmap* plane, const LegibilityOptions& legibility) {
+  const std::wstring path = ToWide(legibility.source);
+  const PagePointer source = LoadPage(path);
+  if (source->GetWidth() != plane->GetWidth() || source->GetHeight() != plane->GetHeight()) {
+    Fail(kFindings, path + L" has another size than the plane");
+  }
+  const Legibility found = MeasureLegibility(source.get(), plane);
+  Report report(options);
+  report.PageSize(plane);
+  report.Line(L"bars", WidthText(found.bars));
+  report.Line(L"spaces", WidthText(found.spaces));
+  report.Line(
+      L"isolated",
+      Format(L"%lld dots and %lld holes in %lld dots of ink", static_cast<long long>(found.dots),
+             static_cast<long long>(found.holes), static_cast<long long>(found.ink)));
+  report.Line(L"tone", found.blocks == 0
+                           ? L"none"
+                           : Format(L"%lld blocks, off by %.2f %% on average, by %.1f %% at most "
+                                    L"(at %ls)",
+                                    static_cast<long long>(found.blocks), 100 * found.tone,
+                                    100 * found.worstTone,
+                                    options.Lengths(found.worstX, L", ", found.worstY).c_str()));
+  report.Line(L"marks",
+              Format(L"width %.2f, tone %.2f, specks %.2f: %.2f in all, 0 is best",
+                     found.WidthMark(), found.ToneMark(), found.SpeckMark(), found.Loss()));
+  AddToJson(&report.json(), found);
+  report.Finish();
+}
+
+/// A method and what it makes of a page.
+struct Trial {
+  const char* name;
+  Legibility legibility;
+};
+
+/// Tries every method; the best one is first.
+std::vector<Trial> TryMethods(Bitmap* page, int threshold) {
+  std::vector<Trial> trials;
+  Progress progress(L"Trying methods", page);
+  for (const auto& [name, method] : kDitherMethods) {
+    progress.Report(static_cast<int>(trials.size()), static_cast<int>(std::size(kDitherMethods)));
+    if (method == eBitmapDithererNone) continue;  // leaves no plane
+    const PagePointer plane = Dithered(page, method, threshold, Color(0xFF000000));
+    trials.push_back({name, MeasureLegibility(page, plane.get())});
+  }
+  std::stable_sort(trials.begin(), trials.end(), [](const Trial& a, const Trial& b) {
+    return a.legibility.Loss() < b.legibility.Loss();
+  });
+  return trials;
+}
+
+/// Names the best method, and shows how the others do.
+void Recommend(const PageOptions& options, Bitmap* page, int threshold) {
+  const std::vector<Trial> trials = TryMethods(page, threshold);
+  Report report(options);
+  report.PageSize(page);
+  report.Text(L"recommended", "recommended", ToWide(trials.front().name));
+  report.json().Key("methods");
+  report.json().BeginArray();
+  Table table({L"METHOD", L"WIDTH", L"TONE", L"SPECKS", L"IN ALL"});
+  for (const auto& [name, legibility] : trials) {
+    report.json().BeginObject();
+    report.json().Member("method", ToWide(name));
+    AddToJson(&report.json(), legibility);
+    report.json().EndObject();
+    table.Add({ToWide(name), Format(L"%.2f", legibility.WidthMark()),
+               Format(L"%.2f", legibility.ToneMark()), Format(L"%.2f", legibility.SpeckMark()),
+               Format(L"%.2f", legibility.Loss())});
+  }
+  report.json().EndArray();
+  report.Finish("\n" + table.TakeText());
+}
+
+}  // namespace
+
+void AddPageLegibilityCommand(CLI::App* group) {
+  CLI::App* command = group->add_subcommand(
+      "legibility", "Measure how well a plane shows a page, or which method would show it best");
+  const auto options = std::make_shared<PageOptions>();
+  const auto legibility = std::make_shared<LegibilityOptions>();
+  AddPageOptions(command, options.get(), "PLANE",
+                 "A plane, in which all but white is ink; with --recommend the page; a PNG image");
+  CLI::Option* const source =
+      AddInputFile(command, "--source", &legibility->source, "The page that the plane was made of");
+  command
+      ->add_flag("--recommend", legibility->recommends,
+                 "Dither the page by every method, and name the one that shows it best")
+      ->excludes(source);
+  AddThresholdOption(command, &legibility->threshold);
+  command->footer(
+      "Bars and spaces are measured where edges are sharp, tones in blocks of 16 x 16 dots. Marks\n"
+      "are percentages, 0 the best; in their sum specks count a tenth.\n"
+      "JSON: page; bars and spaces with count, meanDots, greatestDots; ink, isolatedDots,\n"
+      "isolatedHoles, toneBlocks, meanToneError, greatestToneError, widthMark, toneMark, "
+      "speckMark,\n"
+      "loss. With --recommend: page, recommended, and methods with method and the same members.\n"
+      "Examples:\n"
+      "  orv page legibility black.png --source label.png\n"
+      "  orv page legibility label.png --recommend");
+  command->callback([=] {
+    const GraphicsSession graphics;
+    if (!legibility->recommends && legibility->source.empty()) {
+      Fail(kUsage, L"--source or --recommend is required (orv page legibility --help)");
+    }
+    const PagePointer page = LoadInput(options.get());
+    if (legibility->recommends) {
+      Recommend(*options, page.get(), legibility->threshold);
+    } else {
+      Judge(*options, page.get(), *legibility);
+    }
+  });
+}
+
+}  // namespace orv::tool

@@ -1,0 +1,234 @@
+#include "tools/orv/page/options.h"
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+
+#include "base/utf8.h"
+#include "orv/text/format.h"
+#include "platform/console.h"
+#include "tools/orv/common/exit_code.h"
+#include "tools/orv/common/option_values.h"
+#include "tools/orv/common/options.h"
+
+namespace orv::tool {
+namespace {
+
+constexpr double kCommonDpi = 203;
+
+/// A length in pixels, of a number with px behind it or of another length.
+std::optional<double> ParsePixels(std::string_view text, double dpi) {
+  const bool isPixels = text.ends_with("px");
+  const std::optional<double> number =
+      ParseMillimetres(isPixels ? text.substr(0, text.size() - 2) : text);
+  return isPixels || !number ? number : *number * dpi / kMillimetresPerInch;
+}
+
+}  // namespace
+
+void AddPageOptions(CLI::App* command, PageOptions* options, const char* input,
+                    const char* meaning) {
+  AddInputFile(command, input, &options->input, meaning)->required();
+  AddDpiOption(command, &options->dpi);
+  AddInchFlag(command);
+  AddJsonFlag(command, &options->json);
+}
+
+CLI::Option* AddDpiOption(CLI::App* command, double* dpi) {
+  return command
+      ->add_option("--dpi", *dpi, "Dots per inch of the print head, for lengths, 1 to 100000")
+      ->check(InRange(1, 100000))
+      ->default_str("those of the image, else 203");
+}
+
+std::wstring PageOptions::Lengths(double pixels, const wchar_t* between, double otherPixels) const {
+  return ShowsInches()
+             ? Format(L"%.2f%ls%.2f in", pixels / dpi, between, otherPixels / dpi)
+             : Format(L"%.1f%ls%.1f mm", Millimetres(pixels), between, Millimetres(otherPixels));
+}
+
+PagePointer LoadInput(PageOptions* options) {
+  const std::wstring path = ToWide(options->input);
+  PagePointer page = LoadPage(path);
+  if (options->dpi == 0) options->dpi = PngResolution(path).value_or(kCommonDpi);
+  return page;
+}
+
+eBitmapDitherer DitherOptions::Method() const {
+  return std::find_if(std::begin(kDitherMethods), std::end(kDitherMethods),
+                      [&](const DitherMethod& known) { return known.name == name; })
+      ->method;
+}
+
+void AddDitherOptions(CLI::App* command, DitherOptions* options) {
+  std::vector<std::string> names;
+  for (const DitherMethod& method : kDitherMethods) names.push_back(method.name);
+  command
+      ->add_option("--method", options->name,
+                   "none, floyd-steinberg, sierra-lite, matrix4, matrix8 or matrix16")
+      ->transform(OneOf(std::move(names), "METHOD"))
+      ->capture_default_str();
+  AddThresholdOption(command, &options->threshold);
+}
+
+void AddThresholdOption(CLI::App* command, int* threshold) {
+  command->add_option("--threshold", *threshold, "Least grey value that becomes white, 0 to 255")
+      ->check(InRange(0, 255))
+      ->capture_default_str();
+}
+
+void AddToleranceOption(CLI::App* command, double* tolerance) {
+  command
+      ->add_option(
+          "--tolerance", *tolerance,
+          "Greatest distance from the colour that still belongs to the highlight, 0 or more")
+      ->check(CLI::Validator(
+          [](std::string& text) {
+            double value = -1;
+            const bool isTolerance =
+                CLI::detail::lexical_cast(text, value) && value >= 0 && std::isfinite(value);
+            return isTolerance ? std::string() : "not a distance of 0 or more: " + text;
+          },
+          "DISTANCE"))
+      ->capture_default_str();
+}
+
+PagePointer Dithered(Bitmap* page, eBitmapDitherer method, int threshold, Color colour) {
+  PagePointer dithered(BitmapRasterizer::Dither(page, method, threshold, colour));
+  if (dithered == nullptr) Fail(kUnreadable, L"not enough memory to dither the page");
+  return dithered;
+}
+
+CLI::Validator IsColour() {
+  return CLI::Validator(
+      [](std::string& text) {
+        const std::size_t start = text.starts_with('#') ? 1 : 0;
+        const bool isColour =
+            text.size() == start + 6 &&
+            text.find_first_not_of("0123456789abcdefABCDEF", start) == std::string::npos;
+        return isColour ? std::string() : "not a colour such as E02020: " + text;
+      },
+      "RRGGBB");
+}
+
+CLI::Option* AddColourOption(CLI::App* command, std::string* colour, const char* help) {
+  return command->add_option("--colour,--color", *colour, help)->check(IsColour());
+}
+
+Color ToColour(const std::string& text) {
+  const std::size_t start = text.starts_with('#') ? 1 : 0;
+  return Color(0xFF000000 |
+               static_cast<std::uint32_t>(std::stoul(text.substr(start), nullptr, 16)));
+}
+
+void AddViewOptions(CLI::App* command, ViewOptions* view) {
+  command
+      ->add_option(
+          "--crop", view->crop,
+          "The part of the page to show: its left and top edge, width and height, in mm or "
+          "with in or px behind a number")
+      ->type_name("X,Y,WIDTH,HEIGHT");
+  command->add_option("--zoom", view->zoom, "How many pixels a dot becomes on each side, 1 to 64")
+      ->check(InRange(1, 64))
+      ->type_name("N")
+      ->capture_default_str();
+}
+
+PageArea ViewOptions::Area(const PageOptions& options, int pageWidth, int pageHeight) const {
+  if (crop.empty()) return {0, 0, pageWidth, pageHeight};
+  double edges[4] = {};
+  std::size_t count = 0;
+  std::string_view rest = crop;
+  bool isRight = true;
+  while (isRight && count < 4) {
+    const std::size_t comma = std::min(rest.find(','), rest.size());
+    const std::optional<double> length = ParsePixels(rest.substr(0, comma), options.dpi);
+    isRight = length.has_value() && (comma < rest.size() || count == 3);
+    edges[count++] = length.value_or(0);
+    rest.remove_prefix(std::min(comma + 1, rest.size()));
+  }
+  if (!isRight || !rest.empty() || edges[2] <= 0 || edges[3] <= 0) {
+    Fail(kUsage,
+         L"--crop takes four lengths such as 10,5,40,30 or 80px,40px,320px,240px: " + ToWide(crop));
+  }
+  const auto inside = [](double pixels, int most) {
+    return static_cast<int>(std::lround(std::clamp(pixels, 0.0, static_cast<double>(most))));
+  };
+  const int left = inside(edges[0], pageWidth);
+  const int top = inside(edges[1], pageHeight);
+  const PageArea area = {left, top, inside(edges[0] + edges[2], pageWidth) - left,
+                         inside(edges[1] + edges[3], pageHeight) - top};
+  if (area.width <= 0 || area.height <= 0) {
+    Fail(kUsage, L"--crop leaves nothing of the page: " + ToWide(crop));
+  }
+  return area;
+}
+
+Progress::Progress(const wchar_t* work, Bitmap* page) : work_(work) {
+  constexpr std::int64_t kLong = 2'000'000;  // pixels
+  const std::int64_t pixels = std::int64_t{page->GetWidth()} * std::int64_t{page->GetHeight()};
+  isShown_ = pixels > kLong && IsTerminal(OutputStream::kMessages);
+  if (isShown_) WriteOutput(OutputStream::kMessages, WideToUtf8(Format(L"\r%ls ...", work)));
+}
+
+Progress::~Progress() {
+  if (isShown_) WriteOutput(OutputStream::kMessages, "\r" + std::string(50, ' ') + "\r");
+}
+
+void Progress::Report(int done, int all) {
+  const int percent = static_cast<int>(std::int64_t{done} * 100 / all);
+  if (!isShown_ || percent == percent_) return;
+  percent_ = percent;
+  WriteOutput(OutputStream::kMessages, WideToUtf8(Format(L"\r%ls ... %d %%", work_, percent)));
+}
+
+void Report::Text(const wchar_t* label, const char* key, const std::wstring& value) {
+  table_.Add({label, value});
+  json_.Member(key, value);
+}
+
+void Report::Number(const wchar_t* label, const char* key, std::int64_t value) {
+  table_.Add({label, Format(L"%lld", static_cast<long long>(value))});
+  json_.Member(key, value);
+}
+
+void Report::Size(const wchar_t* label, const char* key, int width, int height) {
+  table_.Add({label, Format(L"%d x %d pixels, ", width, height) +
+                         options_.Lengths(width, L" x ", height)});
+  json_.Key(key);
+  json_.BeginObject();
+  json_.Member("width", width);
+  json_.Member("height", height);
+  json_.Member("widthMm", Rounded(options_.Millimetres(width)));
+  json_.Member("heightMm", Rounded(options_.Millimetres(height)));
+  json_.EndObject();
+}
+
+void Report::PageSize(Bitmap* page) {
+  Size(L"page", "page", static_cast<int>(page->GetWidth()), static_cast<int>(page->GetHeight()));
+}
+
+void Report::Range(const wchar_t* label, const char* key, int first, int last) {
+  table_.Add(
+      {label, Format(L"%d to %d, ", first, last) + options_.Lengths(first, L" to ", last + 1.0)});
+  json_.Key(key);
+  json_.BeginObject();
+  json_.Member("first", first);
+  json_.Member("last", last);
+  json_.Member("firstMm", Rounded(options_.Millimetres(first)));
+  json_.Member("endMm", Rounded(options_.Millimetres(last + 1)));
+  json_.EndObject();
+}
+
+void Report::Pixels(const wchar_t* label, const char* key, std::int64_t count, std::int64_t all) {
+  const double share = all > 0 ? 100.0 * static_cast<double>(count) / static_cast<double>(all) : 0;
+  table_.Add({label, Format(L"%lld pixels, %.2f %%", static_cast<long long>(count), share)});
+  json_.Member(key, count);
+}
+
+void Report::Finish(const std::string& more) {
+  json_.EndObject();
+  Print(options_.json ? json_.Text() : table_.TakeText() + more);
+}
+
+}  // namespace orv::tool

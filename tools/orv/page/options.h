@@ -1,0 +1,151 @@
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "orv/imaging/bitmap_rasterizer.h"
+#include "tools/orv/common/lengths.h"
+#include "tools/orv/common/output.h"
+#include "tools/orv/page/file.h"
+
+/// What the page commands have in common: options, the page that they read, and what they print.
+
+namespace orv::tool {
+
+/// The options of all page commands.
+struct PageOptions {
+  std::string input;
+  double dpi = 0;  ///< 0 until the page is loaded, for its own resolution
+  bool json = false;
+
+  double Millimetres(double pixels) const { return pixels * kMillimetresPerInch / dpi; }
+  /// Two lengths with a word between them, in the unit that people asked for.
+  std::wstring Lengths(double pixels, const wchar_t* between, double otherPixels) const;
+};
+
+void AddPageOptions(CLI::App* command, PageOptions* options, const char* input = "IN",
+                    const char* meaning = "The page, a PNG image");
+
+CLI::Option* AddDpiOption(CLI::App* command, double* dpi);
+
+/// Loads the page, and with it the resolution where no option gave one: that of the file, else 203.
+PagePointer LoadInput(PageOptions* options);
+
+/// The dithering methods by their names, in the order of their numbers; the first one leaves a page
+/// as it is.
+struct DitherMethod {
+  const char* name;
+  eBitmapDitherer method;
+};
+inline constexpr DitherMethod kDitherMethods[] = {
+    {"none", eBitmapDithererNone},
+    {"floyd-steinberg", eBitmapDithererFloydSteinberg},
+    {"sierra-lite", eBitmapDithererSierraLite},
+    {"matrix4", eBitmapDithererMatrix4},
+    {"matrix8", eBitmapDithererMatrix8},
+    {"matrix16", eBitmapDithererMatrix16},
+};
+
+struct DitherOptions {
+  std::string name = "floyd-steinberg";
+  int threshold = 128;
+
+  eBitmapDitherer Method() const;
+};
+
+void AddDitherOptions(CLI::App* command, DitherOptions* options);
+void AddThresholdOption(CLI::App* command, int* threshold);
+/// How far from the second colour a split still goes.
+void AddToleranceOption(CLI::App* command, double* tolerance);
+
+/// A dithered copy of a page; ends the command without memory for it.
+PagePointer Dithered(Bitmap* page, eBitmapDitherer method, int threshold, Color colour);
+
+/// A colour as six hexadecimal digits, with or without # in front.
+CLI::Option* AddColourOption(CLI::App* command, std::string* colour, const char* help);
+/// Checks such a text.
+CLI::Validator IsColour();
+Color ToColour(const std::string& text);
+
+/// A part of a page, in pixels.
+struct PageArea {
+  int x;
+  int y;
+  int width;
+  int height;
+};
+
+/// `--crop X,Y,WIDTH,HEIGHT` and `--zoom N`.
+struct ViewOptions {
+  std::string crop;
+  int zoom = 1;
+
+  /// The part of the page, cut to it; ends the command when the text is wrong or nothing is left.
+  PageArea Area(const PageOptions& options, int pageWidth, int pageHeight) const;
+};
+
+void AddViewOptions(CLI::App* command, ViewOptions* view);
+
+/// Calls `work(pixel, x, y)` for the blue, green and red bytes of every pixel.
+template <typename Work>
+void ForEachPixel(const PagePixels& pixels, const Work& work) {
+  for (int y = 0; y < pixels.height(); ++y) {
+    unsigned char* pixel = pixels.Row(y);
+    for (int x = 0; x < pixels.width(); ++x, pixel += 3) work(pixel, x, y);
+  }
+}
+
+inline bool IsWhite(const unsigned char* pixel) { return (pixel[0] & pixel[1] & pixel[2]) == 255; }
+
+/// Says on a terminal what is being done as long as it lives; large pages take a while.
+class Progress {
+ public:
+  Progress(const wchar_t* work, Bitmap* page);
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+  ~Progress();
+
+  void Report(int done, int all);
+
+ private:
+  const wchar_t* work_;
+  bool isShown_;
+  int percent_ = -1;
+};
+
+/// What a command found out, as lines of text or as members of a JSON object.
+class Report {
+ public:
+  explicit Report(const PageOptions& options) : options_(options) { json_.BeginObject(); }
+
+  void Text(const wchar_t* label, const char* key, const std::wstring& value);
+  void Number(const wchar_t* label, const char* key, std::int64_t value);
+  /// A size in pixels and millimetres.
+  void Size(const wchar_t* label, const char* key, int width, int height);
+  /// The size of a page.
+  void PageSize(Bitmap* page);
+  /// The first and the last of rows or columns, with where they are from the page's edge.
+  void Range(const wchar_t* label, const char* key, int first, int last);
+  /// A count of pixels with its share of the page.
+  void Pixels(const wchar_t* label, const char* key, std::int64_t count, std::int64_t all);
+
+  JsonWriter& json() { return json_; }
+  /// A line that only people read.
+  void Line(const wchar_t* label, const std::wstring& value) { table_.Add({label, value}); }
+
+  /// Prints everything, and `more` behind it when it is text.
+  void Finish(const std::string& more = {});
+
+ private:
+  static double Rounded(double millimetres) { return std::round(millimetres * 1000) / 1000; }
+
+  const PageOptions& options_;
+  Table table_;
+  JsonWriter json_;
+};
+
+}  // namespace orv::tool

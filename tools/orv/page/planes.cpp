@@ -1,0 +1,81 @@
+#include "tools/orv/page/planes.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstring>
+
+#include "orv/imaging/bitmap_helper.h"
+#include "tools/orv/common/exit_code.h"
+#include "tools/orv/common/output.h"
+
+namespace orv::tool {
+
+Planes SplitPage(Bitmap* page, Color colour, double tolerance, const DitherOptions& dither) {
+  Bitmap* background = nullptr;
+  Bitmap* highlight = nullptr;
+  const int isSplit = BitmapHelper::SplitImage(page, colour, tolerance, dither.Method(),
+                                               dither.threshold, &background, &highlight);
+  Planes planes = {PagePointer(background), PagePointer(highlight)};
+  if (!isSplit) Fail(kUnreadable, L"not enough memory to split the page");
+  return planes;
+}
+
+PagePointer PreviewOf(const Planes& planes) {
+  Bitmap* const background = planes.background.get();
+  PagePointer preview(background->Clone(0, 0, static_cast<INT>(background->GetWidth()),
+                                        static_cast<INT>(background->GetHeight()),
+                                        PixelFormat24bppRGB));
+  if (preview == nullptr) Fail(kUnreadable, L"not enough memory for the preview");
+  const PagePixels ink(planes.highlight.get());
+  ForEachPixel(PagePixels(preview.get()), [&](unsigned char* pixel, int x, int y) {
+    const unsigned char* other = ink.Row(y) + 3 * x;
+    for (int i = 0; i < 3; ++i) pixel[i] = std::min(pixel[i], other[i]);
+  });
+  return preview;
+}
+
+std::int64_t PixelCount(Bitmap* page) {
+  return std::int64_t{page->GetWidth()} * std::int64_t{page->GetHeight()};
+}
+
+PagePointer OneBitOf(Bitmap* page) {
+  PagePointer bits(BitmapHelper::CreateBitmap(static_cast<INT>(page->GetWidth()),
+                                              static_cast<INT>(page->GetHeight()),
+                                              PixelFormat1bppIndexed));
+  if (bits == nullptr) Fail(kUnreadable, L"not enough memory for the page");
+  BitmapHelper::GetMonochromeImage1BPP(page, bits.get());
+  return bits;
+}
+
+std::int64_t CountInk(Bitmap* page) {
+  if (page->GetPixelFormat() != PixelFormat1bppIndexed) return CountInk(OneBitOf(page).get());
+  alignas(ColorPalette) BYTE block[sizeof(ColorPalette) + sizeof(ARGB)] = {};
+  auto* palette = reinterpret_cast<ColorPalette*>(block);
+  const Rect all(0, 0, static_cast<INT>(page->GetWidth()), static_cast<INT>(page->GetHeight()));
+  BitmapData data;
+  if (page->GetPalette(palette, sizeof block) != Ok ||
+      page->LockBits(&all, ImageLockModeRead, PixelFormat1bppIndexed, &data) != Ok) {
+    Fail(kUnreadable, L"cannot reach the pixels of a page");
+  }
+  std::int64_t ones = 0;
+  for (int y = 0; y < all.Height; ++y) {
+    const auto* row = static_cast<const BYTE*>(data.Scan0) + std::ptrdiff_t{y} * data.Stride;
+    int left = all.Width;
+    for (; left >= 64; left -= 64, row += 8) {
+      std::uint64_t bits;
+      std::memcpy(&bits, row, sizeof bits);
+      ones += std::popcount(bits);
+    }
+    for (; left >= 8; left -= 8) ones += std::popcount(*row++);
+    if (left > 0) ones += std::popcount(static_cast<BYTE>(*row >> (8 - left)));
+  }
+  page->UnlockBits(&data);
+  constexpr ARGB kWhite = 0xFFFFFFFF;
+  std::int64_t ink = 0;
+  if (palette->Entries[0] != kWhite) ink += PixelCount(page) - ones;
+  if (palette->Entries[1] != kWhite) ink += ones;
+  return ink;
+}
+
+}  // namespace orv::tool

@@ -1,0 +1,203 @@
+#include <algorithm>
+#include <memory>
+
+#include "orv/text/format.h"
+#include "tools/orv/common/commands.h"
+#include "tools/orv/common/options.h"
+#include "tools/orv/page/canvas.h"
+#include "tools/orv/page/legibility.h"
+#include "tools/orv/page/options.h"
+#include "tools/orv/page/ruler.h"
+#include "tools/orv/page/small_font.h"
+
+/// `orv page preview` and `orv page compare-methods`: pictures for people.
+
+namespace orv::tool {
+namespace {
+
+struct PreviewOptions {
+  std::vector<std::string> more;
+  std::vector<std::string> inks;
+  std::string output;
+  bool isBare = false;
+};
+
+/// Prints a plane over a page: what is not white takes the ink, or keeps its colour where there is
+/// none, and what lies below shows through as under real ink.
+void Overprint(const PagePixels& page, const PagePixels& plane, const std::string* ink) {
+  const Color colour = ink != nullptr ? ToColour(*ink) : Color(0xFF000000);
+  const unsigned char shade[] = {colour.GetBlue(), colour.GetGreen(), colour.GetRed()};
+  ForEachPixel(plane, [&](const unsigned char* pixel, int x, int y) {
+    if (IsWhite(pixel)) return;
+    unsigned char* const below = page.Row(y) + std::ptrdiff_t{3} * x;
+    for (int i = 0; i < 3; ++i) below[i] = std::min(below[i], ink != nullptr ? shade[i] : pixel[i]);
+  });
+}
+
+/// Draws what is seen of a page, with rulers unless it is to be bare.
+Canvas DrawView(const PagePixels& page, const PageArea& area, const ViewOptions& view, double dpi,
+                bool isBare) {
+  const int left = isBare ? 0 : kRulerWidth;
+  const int top = isBare ? 0 : kRulerHeight;
+  const int border = isBare ? 0 : 24;  // room for half a number
+  Canvas canvas(left + std::int64_t{area.width} * view.zoom + border,
+                top + std::int64_t{area.height} * view.zoom + border, kMargin);
+  if (!isBare) DrawRulers(&canvas, area, dpi, view.zoom);
+  canvas.Put(left, top, page, area, view.zoom);
+  return canvas;
+}
+
+/// The part of a page that methods are compared at unless an option says another: enough to see
+/// dots, around the middle.
+PageArea MiddleOf(const PageOptions& options, int width, int height) {
+  constexpr double kWidthMm = 30;
+  constexpr double kHeightMm = 20;
+  const auto pixels = [&](double millimetres, int most) {
+    return std::clamp(static_cast<int>(millimetres * options.dpi / kMillimetresPerInch), 1, most);
+  };
+  const int areaWidth = pixels(kWidthMm, width);
+  const int areaHeight = pixels(kHeightMm, height);
+  return {(width - areaWidth) / 2, (height - areaHeight) / 2, areaWidth, areaHeight};
+}
+
+/// Draws a part of a page as every method makes it, with captions.
+Canvas DrawMethods(Bitmap* page, const PageArea& area, int zoom, int threshold,
+                   const Color& colour) {
+  constexpr int kColumns = 3;
+  constexpr int kGap = 16;
+  constexpr int kTextSize = 2;
+  constexpr int kCaption = 3 * kGlyphHeight * kTextSize;
+  constexpr int kLeastWidth = 26 * kGlyphAdvance * kTextSize;  // room for the captions
+  const int width = std::max(area.width * zoom, kLeastWidth);
+  const int height = kCaption + area.height * zoom;
+  constexpr int kRows = (static_cast<int>(std::size(kDitherMethods)) + kColumns - 1) / kColumns;
+  Canvas canvas(kGap + std::int64_t{kColumns} * (width + kGap),
+                kGap + std::int64_t{kRows} * (height + kGap), kMargin);
+  Progress progress(L"Trying methods", page);
+  int number = 0;
+  for (const auto& [name, method] : kDitherMethods) {
+    progress.Report(number, static_cast<int>(std::size(kDitherMethods)));
+    const int x = kGap + number % kColumns * (width + kGap);
+    const int y = kGap + number / kColumns * (height + kGap);
+    const PagePointer dithered = Dithered(page, method, threshold, colour);
+    std::string caption = "the page";
+    std::string marks;
+    if (method != eBitmapDithererNone) {
+      caption = name;
+      marks = MarksText(MeasureLegibility(page, dithered.get()));
+    }
+    canvas.Text(x, y, caption, kTextSize, kText);
+    canvas.Text(x, y + kCaption / 2 - kTextSize, marks, kTextSize, kLine);
+    canvas.Put(x, y + kCaption, PagePixels(dithered.get()), area, zoom);
+    ++number;
+  }
+  return canvas;
+}
+
+}  // namespace
+
+void AddPagePreviewCommand(CLI::App* group) {
+  CLI::App* command = group->add_subcommand(
+      "preview", "Draw planes as they print on white paper, with rulers in mm");
+  const auto options = std::make_shared<PageOptions>();
+  const auto preview = std::make_shared<PreviewOptions>();
+  const auto view = std::make_shared<ViewOptions>();
+  AddPageOptions(command, options.get(), "PLANE", "A plane, or a whole page; a PNG image");
+  AddInputFile(command, "MORE", &preview->more,
+               "Planes that print over the first one, of its size");
+  AddOutputFile(command, "-o,--output", &preview->output, "The PNG image to write")->required();
+  command->add_option("--ink", preview->inks, "The ink of a plane, once for each in their order")
+      ->check(IsColour())
+      ->default_str("its own colours")
+      ->allow_extra_args(false);
+  AddViewOptions(command, view.get());
+  command->add_flag("--bare", preview->isBare, "Without the rulers");
+  command->footer(
+      "JSON: page, the columns and rows that are shown, output.\n"
+      "Examples:\n"
+      "  orv page preview black.png red.png --dpi 300 -o preview.png\n"
+      "  orv page preview black.png red.png --ink 000000 --ink E02020 --crop 5,5,30,20 --zoom 4 "
+      "\\\n"
+      "    -o corner.png");
+  command->callback([=] {
+    const GraphicsSession graphics;
+    const PagePointer page = LoadInput(options.get());
+    const int width = static_cast<int>(page->GetWidth());
+    const int height = static_cast<int>(page->GetHeight());
+    const PageArea area = view->Area(*options, width, height);
+    if (preview->inks.size() > preview->more.size() + 1) {
+      Fail(kUsage, L"there are more inks than planes");
+    }
+    const auto inkOf = [&](std::size_t plane) {
+      return plane < preview->inks.size() ? &preview->inks[plane] : nullptr;
+    };
+    {
+      const PagePixels pixels(page.get());
+      if (inkOf(0) != nullptr) {
+        const Color colour = ToColour(*inkOf(0));
+        ForEachPixel(pixels, [&](unsigned char* pixel, int, int) {
+          if (IsWhite(pixel)) return;
+          pixel[0] = colour.GetBlue();
+          pixel[1] = colour.GetGreen();
+          pixel[2] = colour.GetRed();
+        });
+      }
+      for (std::size_t i = 0; i < preview->more.size(); ++i) {
+        const std::wstring path = ToWide(preview->more[i]);
+        const PagePointer plane = LoadPage(path);
+        if (static_cast<int>(plane->GetWidth()) != width ||
+            static_cast<int>(plane->GetHeight()) != height) {
+          Fail(kFindings, path + L" has another size than the first plane");
+        }
+        Overprint(pixels, PagePixels(plane.get()), inkOf(i + 1));
+      }
+      DrawView(pixels, area, *view, options->dpi, preview->isBare).Save(ToWide(preview->output));
+    }
+    Report report(*options);
+    report.PageSize(page.get());
+    report.Range(L"columns", "columns", area.x, area.x + area.width - 1);
+    report.Range(L"rows", "rows", area.y, area.y + area.height - 1);
+    report.Text(L"written", "output", ToWide(preview->output));
+    report.Finish();
+  });
+}
+
+void AddPageMethodsCommand(CLI::App* group) {
+  CLI::App* command = group->add_subcommand(
+      "compare-methods", "Draw a part of a page as every dithering method makes it, side by side");
+  const auto options = std::make_shared<PageOptions>();
+  const auto view = std::make_shared<ViewOptions>();
+  const auto colour = std::make_shared<std::string>("000000");
+  const auto output = std::make_shared<std::string>();
+  const auto threshold = std::make_shared<int>(128);
+  view->zoom = 2;
+  AddPageOptions(command, options.get());
+  AddOutputFile(command, "-o,--output", output.get(), "The PNG image to write")->required();
+  AddViewOptions(command, view.get());
+  AddThresholdOption(command, threshold.get());
+  AddColourOption(command, colour.get(), "The print colour")->capture_default_str();
+  command->footer(
+      "Dithers the whole page and shows the part, 30 x 20 mm in the middle unless --crop says\n"
+      "another. Below a method's name stand its marks; orv page legibility explains them.\n"
+      "JSON: page, the columns and rows that are shown, output.\n"
+      "Examples:\n"
+      "  orv page compare-methods label.png -o methods.png\n"
+      "  orv page compare-methods label.png --crop 5,118,30,20 --zoom 3 -o methods.png");
+  command->callback([=] {
+    const GraphicsSession graphics;
+    const PagePointer page = LoadInput(options.get());
+    const int width = static_cast<int>(page->GetWidth());
+    const int height = static_cast<int>(page->GetHeight());
+    const PageArea area = view->crop.empty() ? MiddleOf(*options, width, height)
+                                             : view->Area(*options, width, height);
+    DrawMethods(page.get(), area, view->zoom, *threshold, ToColour(*colour)).Save(ToWide(*output));
+    Report report(*options);
+    report.PageSize(page.get());
+    report.Range(L"columns", "columns", area.x, area.x + area.width - 1);
+    report.Range(L"rows", "rows", area.y, area.y + area.height - 1);
+    report.Text(L"written", "output", ToWide(*output));
+    report.Finish();
+  });
+}
+
+}  // namespace orv::tool

@@ -1,0 +1,135 @@
+#include "tools/orv/page/two_colours.h"
+
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <utility>
+
+#include "orv/imaging/bitmap_helper.h"
+
+namespace orv::tool {
+namespace {
+
+std::uint32_t ColourAt(const unsigned char* pixel) {
+  return std::uint32_t{pixel[2]} << 16 | std::uint32_t{pixel[1]} << 8 | pixel[0];
+}
+
+/// Packs pixels that have one of two colours, the second of which is found on the way. False at the
+/// first pixel of a third.
+class Packer {
+ public:
+  explicit Packer(const unsigned char* first)
+      : first_(ColourAt(first)), second_(first_), eight_(EightPixels(first)) {}
+
+  bool PackRow(const unsigned char* pixels, int width, BYTE* bytes) {
+    int left = width;
+    for (; left >= 8; left -= 8, pixels += kEight, ++bytes) {
+      // Most of a page has the colour of its corner.
+      if (eight_.AreAt(pixels)) {
+        *bytes = 0;
+      } else if (!PackKnown(pixels, bytes) && !Pack(pixels, 8, bytes)) {
+        return false;
+      }
+    }
+    return left == 0 || Pack(pixels, left, bytes);
+  }
+
+  std::uint32_t first() const { return first_; }
+  std::uint32_t second() const { return second_; }
+
+ private:
+  static constexpr std::size_t kEight = 3 * 8;  ///< bytes of eight pixels
+
+  /// Eight pixels of the two colours, told apart by one channel. False when the second colour is
+  /// not known yet or there is a third.
+  bool PackKnown(const unsigned char* pixels, BYTE* byte) const {
+    if (second_ == first_) return false;
+    unsigned bits = 0;
+    for (int i = 0; i < 8; ++i) {
+      bits = bits << 1 | unsigned{pixels[3 * i + channel_] != firstShade_};
+    }
+    *byte = static_cast<BYTE>(bits);
+    return std::memcmp(pixels, &groups_[kEight * bits], kEight) == 0;
+  }
+
+  void SetSecond(std::uint32_t colour) {
+    second_ = colour;
+    channel_ = std::countr_zero(first_ ^ second_) / 8;
+    firstShade_ = static_cast<unsigned char>(first_ >> 8 * channel_);
+    unsigned char* next = groups_.data();
+    for (unsigned bits = 0; bits < 256; ++bits) {
+      for (int i = 7; i >= 0; --i) {
+        const std::uint32_t pixel = (bits >> i & 1) != 0 ? second_ : first_;
+        for (int shift = 0; shift < 24; shift += 8) {
+          *next++ = static_cast<unsigned char>(pixel >> shift);
+        }
+      }
+    }
+  }
+
+  /// Up to eight pixels, of which the second colour may be learnt.
+  bool Pack(const unsigned char* pixels, int count, BYTE* byte) {
+    unsigned bits = 0;
+    unsigned others = 0;
+    for (int i = 0; i < count; ++i, pixels += 3) {
+      const std::uint32_t colour = ColourAt(pixels);
+      bits = bits << 1 | unsigned{colour != first_};
+      others = others << 1 | unsigned{colour != first_ && colour != second_};
+    }
+    *byte = static_cast<BYTE>(bits << (8 - count));
+    if (others == 0) return true;
+    if (second_ != first_) return false;
+    // The first pixel of the second colour, which the others are to have too.
+    SetSecond(ColourAt(pixels - 3 * std::bit_width(others)));
+    return Pack(pixels - 3 * count, count, byte);
+  }
+
+  const std::uint32_t first_;
+  std::uint32_t second_;
+  const EightPixels eight_;
+  int channel_ = 0;                                 ///< one that tells the colours apart
+  unsigned char firstShade_ = 0;                    ///< the first colour's, in that channel
+  std::array<unsigned char, 256 * kEight> groups_;  ///< eight pixels for each byte, once it is set
+};
+
+}  // namespace
+
+PagePointer TwoColoured(Bitmap* page) {
+  if (page->GetPixelFormat() != PixelFormat24bppRGB) return nullptr;
+  const PagePixels pixels(page);
+  PagePointer packed(
+      BitmapHelper::CreateBitmap(pixels.width(), pixels.height(), PixelFormat1bppIndexed));
+  const Rect all(0, 0, pixels.width(), pixels.height());
+  BitmapData data;
+  if (packed == nullptr ||
+      packed->LockBits(&all, ImageLockModeWrite, PixelFormat1bppIndexed, &data) != Ok) {
+    return nullptr;
+  }
+  Packer packer(pixels.Row(0));
+  bool isPacked = true;
+  for (int y = 0; isPacked && y < pixels.height(); ++y) {
+    isPacked = packer.PackRow(pixels.Row(y), pixels.width(),
+                              static_cast<BYTE*>(data.Scan0) + std::ptrdiff_t{y} * data.Stride);
+  }
+  packed->UnlockBits(&data);
+  if (!isPacked) return nullptr;
+
+  constexpr std::uint32_t kOpaque = 0xFF000000;
+  alignas(ColorPalette) BYTE block[sizeof(ColorPalette) + sizeof(ARGB)];
+  auto* palette = reinterpret_cast<ColorPalette*>(block);
+  palette->Flags = 0;
+  palette->Count = 2;
+  palette->Entries[0] = kOpaque | packer.first();
+  palette->Entries[1] = kOpaque | packer.second();
+  if (packed->SetPalette(palette) != Ok) return nullptr;
+  return packed;
+}
+
+PagePointer Packed(PagePointer page) {
+  PagePointer packed = TwoColoured(page.get());
+  return packed != nullptr ? std::move(packed) : std::move(page);
+}
+
+}  // namespace orv::tool

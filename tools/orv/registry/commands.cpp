@@ -1,0 +1,367 @@
+#include <algorithm>
+#include <iterator>
+
+#include "base/utf8.h"
+#include "orv/text/format.h"
+#include "tools/orv/common/commands.h"
+#include "tools/orv/common/input.h"
+#include "tools/orv/common/option_values.h"
+#include "tools/orv/common/options.h"
+#include "tools/orv/common/outcome.h"
+#include "tools/orv/common/output.h"
+#include "tools/orv/registry/reg_file.h"
+
+namespace orv::tool {
+namespace {
+
+struct TypeName {
+  const wchar_t* name;
+  DWORD type;
+};
+/// The types of the registry; only the first three can be set from the command line.
+constexpr TypeName kTypes[] = {
+    {L"REG_SZ", REG_SZ}, {L"REG_DWORD", REG_DWORD}, {L"REG_BINARY", REG_BINARY},
+    {L"REG_NONE", 0},    {L"REG_EXPAND_SZ", 2},     {L"REG_DWORD_BIG_ENDIAN", 5},
+    {L"REG_LINK", 6},    {L"REG_MULTI_SZ", 7},      {L"REG_QWORD", 11},
+};
+
+/// A key as the command line names it.
+struct KeyName {
+  HKEY root = nullptr;
+  std::wstring path;
+
+  std::wstring Full() const { return FullKeyPath(root, path); }
+};
+
+KeyName ParseKey(const std::string& argument) {
+  KeyName key;
+  if (!ParseKeyPath(ToWide(argument), &key.root, &key.path)) {
+    Fail(kUsage, L"\"" + ToWide(argument) + L"\" is no key: it begins with HKCU\\ or HKLM\\");
+  }
+  return key;
+}
+
+[[noreturn]] void FailAt(const std::wstring& what, const std::wstring& where, LONG error) {
+  Fail(error == ERROR_FILE_NOT_FOUND ? kFindings : kUnreadable,
+       L"cannot " + what + L" " + where + L": " + DescribeError(error));
+}
+
+void Require(LONG error, const std::wstring& what, const std::wstring& where) {
+  if (error != ERROR_SUCCESS) FailAt(what, where, error);
+}
+
+RegistryKey OpenKey(const KeyName& name, RegistryAccess access) {
+  RegistryKey key;
+  Require(key.Open(name.root, name.path, access), L"open", name.Full());
+  return key;
+}
+
+std::wstring NameOfType(DWORD type) {
+  const auto* const known = std::find_if(std::begin(kTypes), std::end(kTypes),
+                                         [type](const TypeName& t) { return t.type == type; });
+  return known != std::end(kTypes) ? known->name : Format(L"%u", static_cast<unsigned>(type));
+}
+
+std::wstring HexOf(const std::vector<BYTE>& bytes) {
+  constexpr wchar_t kDigits[] = L"0123456789abcdef";
+  std::wstring hex;
+  for (const BYTE byte : bytes) hex += {kDigits[byte >> 4], kDigits[byte & 0xF]};
+  return hex;
+}
+
+/// A value's data as people read it.
+std::wstring ShowData(const RegistryValue& value) {
+  DWORD number = 0;
+  if (value.type == REG_SZ) return value.Text();
+  if (value.Number(&number)) return std::to_wstring(number);
+  return HexOf(value.data);
+}
+
+void WriteJsonValue(const std::wstring& name, const RegistryValue& value, JsonWriter* json) {
+  json->BeginObject();
+  json->Member("name", name);
+  json->Member("type", NameOfType(value.type));
+  DWORD number = 0;
+  if (value.Number(&number)) {
+    json->Member("data", std::uint32_t{number});
+  } else {
+    json->Member("data", ShowData(value));
+  }
+  json->EndObject();
+}
+
+/// All sub-keys and values of a key.
+void ReadKey(HKEY key, const std::wstring& where, std::vector<std::wstring>* keys,
+             std::vector<NamedRegistryValue>* values) {
+  Require(ListRegistryKeys(key, keys), L"list", where);
+  Require(ListRegistryValues(key, values), L"list", where);
+}
+
+void AddListCommand(CLI::App* group) {
+  struct Options {
+    std::string key;
+    bool asJson = false;
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App* command = group->add_subcommand("list", "Show a key's sub-keys and values");
+  command->add_option("KEY", options->key, "The key")->required();
+  AddJsonFlag(command, &options->asJson);
+  command->footer(
+      "Examples:\n"
+      "  orv registry list \"HKCU\\Software\\orv Printer Driver\\Test\"\n"
+      "  orv registry list \"HKCU\\Software\\orv Printer Driver\" --json");
+  command->callback([options] {
+    const KeyName name = ParseKey(options->key);
+    const RegistryKey key = OpenKey(name, RegistryAccess::kRead);
+    std::vector<std::wstring> keys;
+    std::vector<NamedRegistryValue> values;
+    ReadKey(key.get(), name.Full(), &keys, &values);
+    if (options->asJson) {
+      JsonWriter json;
+      json.BeginObject();
+      json.Member("key", name.Full());
+      json.Key("keys");
+      json.BeginArray();
+      for (const std::wstring& subKey : keys) json.Value(subKey);
+      json.EndArray();
+      json.Key("values");
+      json.BeginArray();
+      for (const NamedRegistryValue& value : values) WriteJsonValue(value.name, value.value, &json);
+      json.EndArray();
+      json.EndObject();
+      return Print(json.Text());
+    }
+    Table table({L"NAME", L"TYPE", L"DATA"});
+    for (const std::wstring& subKey : keys) table.Add({subKey + L"\\", L"key", L""});
+    for (const NamedRegistryValue& value : values) {
+      table.Add({value.name.empty() ? L"(default)" : value.name, NameOfType(value.value.type),
+                 ShowData(value.value)});
+    }
+    Print(table.TakeText());
+  });
+}
+
+void AddGetCommand(CLI::App* group) {
+  struct Options {
+    std::string key;
+    std::string name;
+    bool asJson = false;
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App* command = group->add_subcommand("get", "Show the data of one value");
+  command->add_option("KEY", options->key, "The key")->required();
+  command->add_option("NAME", options->name, "The value's name; \"\" for the default value")
+      ->required();
+  AddJsonFlag(command, &options->asJson);
+  command->footer(
+      "Examples:\n"
+      "  orv registry get \"HKCU\\Software\\orv Printer Driver\\Test\" LogLevel\n"
+      "  orv registry get \"HKCU\\Software\\orv Printer Driver\\Test\" LogLevel --json");
+  command->callback([options] {
+    const KeyName name = ParseKey(options->key);
+    const std::wstring valueName = ToWide(options->name);
+    const RegistryKey key = OpenKey(name, RegistryAccess::kRead);
+    RegistryValue value;
+    Require(GetRegistryValue(key.get(), valueName, &value), L"read",
+            L"\"" + valueName + L"\" in " + name.Full());
+    if (options->asJson) {
+      JsonWriter json;
+      WriteJsonValue(valueName, value, &json);
+      return Print(json.Text());
+    }
+    Print(ShowData(value) + L"\n");
+  });
+}
+
+RegistryValue ParseData(const std::wstring& data, const std::string& typeName) {
+  if (typeName == "REG_SZ") return RegistryValue::FromText(data);
+  if (typeName == "REG_DWORD") {
+    std::uint32_t number = 0;
+    if (!ParseNumber(data, &number)) {
+      Fail(kUsage, L"\"" + data + L"\" is no number from 0 to 4294967295, decimal or with 0x");
+    }
+    return RegistryValue::FromNumber(number);
+  }
+  RegistryValue value{REG_BINARY, {}};
+  for (std::size_t at = 0; at < data.size(); at += 2) {
+    const int high = HexDigit(data[at]);
+    const int low = at + 1 < data.size() ? HexDigit(data[at + 1]) : -1;
+    if (high < 0 || low < 0) Fail(kUsage, L"\"" + data + L"\" is not pairs of hexadecimal digits");
+    value.data.push_back(static_cast<BYTE>(high << 4 | low));
+  }
+  return value;
+}
+
+void AddSetCommand(CLI::App* group) {
+  struct Options {
+    std::string key;
+    std::string name;
+    std::string data;
+    std::string type = "REG_SZ";
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App* command = group->add_subcommand("set", "Set a value, making its key if missing");
+  command->add_option("KEY", options->key, "The key")->required();
+  command->add_option("NAME", options->name, "The value's name; \"\" for the default value")
+      ->required();
+  command
+      ->add_option("DATA", options->data,
+                   "Text; a number, decimal or with 0x; or bytes as hexadecimal digits")
+      ->required();
+  command->add_option("--type", options->type, "REG_SZ, REG_DWORD or REG_BINARY")
+      ->transform(OneOf({"REG_SZ", "REG_DWORD", "REG_BINARY"}, "TYPE"))
+      ->capture_default_str();
+  command->footer(
+      "Examples:\n"
+      "  orv registry set \"HKCU\\Software\\orv Printer Driver\\Test\" LogLevel 15\n"
+      "  orv registry set \"HKCU\\Software\\Sample\" Count 0x10 --type REG_DWORD");
+  command->callback([options] {
+    const KeyName name = ParseKey(options->key);
+    const RegistryValue value = ParseData(ToWide(options->data), options->type);
+    RegistryKey key;
+    Require(key.Create(name.root, name.path), L"make", name.Full());
+    Require(SetRegistryValue(key.get(), ToWide(options->name), value), L"set",
+            L"\"" + ToWide(options->name) + L"\" in " + name.Full());
+  });
+}
+
+void AddDeleteCommand(CLI::App* group) {
+  struct Options {
+    std::string key;
+    std::string name;
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App* command = group->add_subcommand(
+      "delete", "Delete one value, or a key with everything below it when no value is named");
+  command->add_option("KEY", options->key, "The key")->required();
+  CLI::Option* nameOption =
+      command->add_option("NAME", options->name, "The value's name; \"\" for the default value");
+  command->footer(
+      "Examples:\n"
+      "  orv registry delete \"HKCU\\Software\\orv Printer Driver\\Test\" LogLevel\n"
+      "  orv registry delete \"HKCU\\Software\\orv Printer Driver\"");
+  command->callback([options, nameOption] {
+    const KeyName name = ParseKey(options->key);
+    if (nameOption->count() == 0) {
+      if (name.path.find_first_not_of(L'\\') == std::wstring::npos) {
+        Fail(kUsage, L"a whole hive is not deleted");
+      }
+      return Require(DeleteRegistryTree(name.root, name.path), L"delete", name.Full());
+    }
+    const RegistryKey key = OpenKey(name, RegistryAccess::kReadWrite);
+    Require(DeleteRegistryValue(key.get(), ToWide(options->name)), L"delete",
+            L"\"" + ToWide(options->name) + L"\" in " + name.Full());
+  });
+}
+
+void AddExportCommand(CLI::App* group) {
+  struct Options {
+    std::string key;
+    std::string file = "-";
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App* command = group->add_subcommand(
+      "export", "Write a key with everything below it as registry file text, version 5");
+  command->add_option("KEY", options->key, "The key")->required();
+  AddOutputFile(command, "-o,--output", &options->file,
+                "The file to write, in UTF-16 with byte-order mark, or in UTF-8 to standard output")
+      ->capture_default_str();
+  command->footer(
+      "Examples:\n"
+      "  orv registry export \"HKCU\\Software\\orv Printer Driver\" -o settings.reg\n"
+      "  orv registry export \"HKCU\\Software\\orv Printer Driver\" | grep Log");
+  command->callback([options] {
+    const KeyName top = ParseKey(options->key);
+    std::wstring text = RegFileHeader();
+    std::vector<std::wstring> pending = {top.path};
+    while (!pending.empty()) {
+      const KeyName name{top.root, std::move(pending.back())};
+      pending.pop_back();
+      const RegistryKey key = OpenKey(name, RegistryAccess::kRead);
+      std::vector<std::wstring> keys;
+      std::vector<NamedRegistryValue> values;
+      ReadKey(key.get(), name.Full(), &keys, &values);
+      text += FormatRegKey(name.Full());
+      for (const NamedRegistryValue& value : values)
+        text += FormatRegValue(value.name, value.value);
+      text += L"\r\n";
+      for (auto subKey = keys.rbegin(); subKey != keys.rend(); ++subKey) {
+        pending.push_back(name.path.empty() ? *subKey : name.path + L"\\" + *subKey);
+      }
+    }
+    SaveRegFile(ToWide(options->file), text);
+  });
+}
+
+LONG Apply(const RegChange& change) {
+  RegistryKey key;
+  switch (change.kind) {
+    case RegChange::Kind::kMakeKey:
+      return key.Create(change.root, change.path);
+    case RegChange::Kind::kDeleteKey: {
+      const LONG error = DeleteRegistryTree(change.root, change.path);
+      return error == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : error;
+    }
+    case RegChange::Kind::kSetValue: {
+      const LONG error = key.Create(change.root, change.path);
+      return error != ERROR_SUCCESS ? error
+                                    : SetRegistryValue(key.get(), change.name, change.value);
+    }
+    case RegChange::Kind::kDeleteValue: {
+      const LONG error = key.Create(change.root, change.path);
+      if (error != ERROR_SUCCESS) return error;
+      const LONG deleted = DeleteRegistryValue(key.get(), change.name);
+      return deleted == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : deleted;
+    }
+  }
+  return ERROR_SUCCESS;
+}
+
+void AddImportCommand(CLI::App* group) {
+  auto file = std::make_shared<std::string>();
+  CLI::App* command =
+      group->add_subcommand("import", "Carry out a registry file; one with faults changes nothing");
+  AddInputFile(command, "FILE", file.get(), "The file, in UTF-16 with byte-order mark or in UTF-8")
+      ->required();
+  command->footer(
+      "Examples:\n  orv registry import settings.reg\n  orv registry import - < settings.reg");
+  command->callback([file] {
+    const std::wstring path = ToWide(*file);
+    std::string bytes;
+    if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(path));
+    std::vector<RegChange> changes;
+    std::vector<RegFault> faults;
+    ParseRegFile(DecodeText(bytes), &changes, &faults);
+    for (const RegFault& fault : faults) {
+      PrintMessage(Format(L"%ls:%zu: %ls", path.c_str(), fault.line, fault.message.c_str()));
+    }
+    if (!faults.empty()) Finish(kFindings);
+    for (const RegChange& change : changes) {
+      const LONG error = Apply(change);
+      if (error != ERROR_SUCCESS) {
+        Fail(kUnreadable,
+             Format(L"%ls:%zu: %ls", path.c_str(), change.line, DescribeError(error).c_str()));
+      }
+    }
+  });
+}
+
+}  // namespace
+
+void AddRegistryCommands(CLI::App* program) {
+  CLI::App* group = program->add_subcommand("registry", "The settings store");
+  group->require_subcommand(1);
+  group->footer(
+      "Keys begin with HKCU\\ (the user's settings) or HKLM\\ (the machine's).\n\n"
+      "Examples:\n"
+      "  orv registry list \"HKCU\\Software\\orv Printer Driver\\Test\"\n"
+      "  orv registry set \"HKCU\\Software\\orv Printer Driver\\Test\" LogLevel 15");
+  AddListCommand(group);
+  AddGetCommand(group);
+  AddSetCommand(group);
+  AddDeleteCommand(group);
+  AddExportCommand(group);
+  AddImportCommand(group);
+}
+
+}  // namespace orv::tool

@@ -1,0 +1,298 @@
+#include "tools/orv/registry/reg_file.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "base/utf8.h"
+#include "orv/text/format.h"
+#include "platform/letter_case.h"
+#include "tools/orv/common/input.h"
+#include "tools/orv/common/outcome.h"
+
+namespace orv::tool {
+namespace {
+
+constexpr std::wstring_view kHeader = L"Windows Registry Editor Version 5.00";
+/// The older form, whose text is in the code page of its time; what is ASCII reads the same.
+constexpr std::wstring_view kHeaderVersion4 = L"REGEDIT4";
+constexpr std::wstring_view kBlanks = L" \t";
+constexpr std::size_t kLongestLine = 80;
+
+struct HiveName {
+  std::wstring_view shortName;
+  std::wstring_view longName;
+  HKEY root;
+};
+const HiveName kHives[] = {
+    {L"HKCU", L"HKEY_CURRENT_USER", HKEY_CURRENT_USER},
+    {L"HKLM", L"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE},
+};
+
+std::wstring_view Trim(std::wstring_view text) {
+  const std::size_t first = text.find_first_not_of(kBlanks);
+  if (first == std::wstring_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+/// Hands out a text's lines, with those that end in a backslash joined to the next.
+class LineReader {
+ public:
+  explicit LineReader(std::wstring_view text) : rest_(text) {}
+
+  bool Next(std::wstring* line) {
+    if (rest_.empty()) return false;
+    first_ = next_;
+    line->assign(Trim(Take()));
+    // A list of bytes goes on in the next line behind a comma or its colon; nothing else does.
+    while ((line->ends_with(L",\\") || line->ends_with(L":\\")) && !rest_.empty()) {
+      line->pop_back();
+      line->append(Trim(Take()));
+    }
+    return true;
+  }
+  /// The number of the line that `Next` gave, from 1.
+  std::size_t number() const { return first_; }
+
+ private:
+  std::wstring_view Take() {
+    const std::size_t end = std::min(rest_.find(L'\n'), rest_.size());
+    std::wstring_view line = rest_.substr(0, end);
+    rest_.remove_prefix(std::min(end + 1, rest_.size()));
+    ++next_;
+    if (line.ends_with(L'\r')) line.remove_suffix(1);
+    return line;
+  }
+
+  std::wstring_view rest_;
+  std::size_t next_ = 1;
+  std::size_t first_ = 1;
+};
+
+/// Reads a quoted text at the start of `*rest` and leaves what stands behind it.
+bool TakeQuoted(std::wstring_view* rest, std::wstring* text) {
+  text->clear();
+  if (!rest->starts_with(L'"')) return false;
+  for (std::size_t at = 1; at < rest->size(); ++at) {
+    wchar_t unit = (*rest)[at];
+    if (unit == L'"') {
+      rest->remove_prefix(at + 1);
+      return true;
+    }
+    if (unit == L'\\') {
+      if (++at == rest->size()) return false;
+      unit = (*rest)[at];
+    }
+    text->push_back(unit);
+  }
+  return false;
+}
+
+/// Bytes as pairs of hexadecimal digits with commas between them.
+bool ParseBytes(std::wstring_view text, std::vector<BYTE>* bytes) {
+  bytes->clear();
+  text = Trim(text);
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find(L','), text.size());
+    const std::wstring_view pair = Trim(text.substr(0, end));
+    if (pair.empty() || pair.size() > 2) return false;
+    unsigned byte = 0;
+    for (const wchar_t unit : pair) {
+      const int digit = HexDigit(unit);
+      if (digit < 0) return false;
+      byte = byte << 4 | static_cast<unsigned>(digit);
+    }
+    bytes->push_back(static_cast<BYTE>(byte));
+    text = Trim(text.substr(std::min(end + 1, text.size())));
+  }
+  return true;
+}
+
+bool ParseHexNumber(std::wstring_view text, DWORD* number) {
+  std::uint32_t parsed = 0;
+  if (text.size() > 8 || !ParseNumber(L"0x" + std::wstring(text), &parsed)) return false;
+  *number = parsed;
+  return true;
+}
+
+/// The message for what stands behind a value's equals sign; empty when it is right.
+std::wstring ParseData(std::wstring_view data, RegistryValue* value) {
+  if (data.starts_with(L'"')) {
+    std::wstring text;
+    if (!TakeQuoted(&data, &text)) return L"the text has no closing quote";
+    data = Trim(data);
+    if (!data.empty() && !data.starts_with(L';')) return L"something follows the text";
+    *value = RegistryValue::FromText(text);
+    return {};
+  }
+  if (data.starts_with(L"dword:")) {
+    DWORD number = 0;
+    if (!ParseHexNumber(Trim(data.substr(6)), &number)) {
+      return L"a dword has one to eight hexadecimal digits";
+    }
+    *value = RegistryValue::FromNumber(number);
+    return {};
+  }
+  if (data.starts_with(L"hex")) {
+    data.remove_prefix(3);
+    value->type = REG_BINARY;
+    if (data.starts_with(L'(')) {
+      const std::size_t end = data.find(L')');
+      if (end == std::wstring_view::npos ||
+          !ParseHexNumber(data.substr(1, end - 1), &value->type)) {
+        return L"the type in brackets is no hexadecimal number";
+      }
+      data.remove_prefix(end + 1);
+    }
+    if (!data.starts_with(L':')) return L"there is no colon behind the type";
+    if (!ParseBytes(data.substr(1), &value->data)) {
+      return L"bytes are pairs of hexadecimal digits with commas between them";
+    }
+    return {};
+  }
+  return L"the data is neither \"text\", dword:, hex: nor hex(type):";
+}
+
+std::wstring Escape(std::wstring_view text) {
+  std::wstring escaped;
+  for (const wchar_t unit : text) {
+    if (unit == L'\\' || unit == L'"') escaped.push_back(L'\\');
+    escaped.push_back(unit);
+  }
+  return escaped;
+}
+
+/// Whether a value is text that quotes can show: ended once, and on one line.
+bool IsPlainText(const RegistryValue& value) {
+  if (value.type != REG_SZ) return false;
+  const std::wstring text = value.Text();
+  return RegistryValue::FromText(text).data == value.data &&
+         text.find_first_of(L"\r\n") == std::wstring::npos;
+}
+
+}  // namespace
+
+void ParseRegFile(std::wstring_view text, std::vector<RegChange>* changes,
+                  std::vector<RegFault>* faults) {
+  changes->clear();
+  faults->clear();
+  LineReader lines(text);
+  std::wstring line;
+  if (!lines.Next(&line) || (line != kHeader && line != kHeaderVersion4)) {
+    faults->push_back({1, L"the first line is not \"" + std::wstring(kHeader) + L"\""});
+    return;
+  }
+
+  HKEY root = nullptr;
+  std::wstring path;
+  bool hasKey = false;    // a section was opened, so that values have a place
+  bool isUsable = false;  // and its heading was right
+  while (lines.Next(&line)) {
+    const auto fault = [&](const std::wstring& message) {
+      faults->push_back({lines.number(), message});
+    };
+    const auto change = [&](RegChange::Kind kind, std::wstring name, RegistryValue value) {
+      changes->push_back({kind, root, path, std::move(name), std::move(value), lines.number()});
+    };
+    std::wstring_view rest = line;
+    if (rest.empty() || rest.starts_with(L';')) continue;
+
+    if (rest.starts_with(L'[')) {
+      hasKey = true;
+      isUsable = false;
+      // A key's name may hold brackets: its heading ends at the line's last one.
+      const std::size_t end = rest.rfind(L']');
+      const bool isDeleted = rest.starts_with(L"[-");
+      const std::size_t start = isDeleted ? 2 : 1;
+      if (end == std::wstring_view::npos) {
+        fault(L"the key has no closing bracket");
+      } else if (!ParseKeyPath(rest.substr(start, end - start), &root, &path)) {
+        fault(L"the key lies below neither HKEY_CURRENT_USER nor HKEY_LOCAL_MACHINE");
+      } else if (path.empty() && isDeleted) {
+        fault(L"a whole hive is not deleted");
+      } else {
+        change(isDeleted ? RegChange::Kind::kDeleteKey : RegChange::Kind::kMakeKey, {}, {});
+        isUsable = !isDeleted;
+        hasKey = !isDeleted;
+      }
+      continue;
+    }
+
+    std::wstring name;
+    if (rest.starts_with(L'@')) {
+      rest.remove_prefix(1);
+    } else if (!TakeQuoted(&rest, &name)) {
+      fault(L"the line is neither a key in brackets, a value nor a comment");
+      continue;
+    }
+    rest = Trim(rest);
+    if (!rest.starts_with(L'=')) {
+      fault(L"there is no equals sign behind the value's name");
+      continue;
+    }
+    rest = Trim(rest.substr(1));
+    RegistryValue value;
+    const bool isDeleted = rest == L"-";
+    const std::wstring message = isDeleted ? std::wstring() : ParseData(rest, &value);
+    if (!message.empty()) {
+      fault(message);
+    } else if (!hasKey) {
+      fault(L"the value stands in no key");
+    } else if (isUsable) {
+      change(isDeleted ? RegChange::Kind::kDeleteValue : RegChange::Kind::kSetValue,
+             std::move(name), std::move(value));
+    }
+  }
+}
+
+std::wstring RegFileHeader() { return std::wstring(kHeader) + L"\r\n\r\n"; }
+
+void SaveRegFile(const std::wstring& path, const std::wstring& text) {
+  SaveFile(path, path == kStandardStream ? WideToUtf8(text) : EncodeUtf16(L'\uFEFF' + text));
+}
+
+std::wstring FormatRegKey(const std::wstring& fullPath) { return L"[" + fullPath + L"]\r\n"; }
+
+std::wstring FormatRegValue(const std::wstring& name, const RegistryValue& value) {
+  std::wstring text = name.empty() ? L"@=" : L"\"" + Escape(name) + L"\"=";
+  DWORD number = 0;
+  if (IsPlainText(value)) return text + L"\"" + Escape(value.Text()) + L"\"\r\n";
+  if (value.Number(&number)) {
+    return text + Format(L"dword:%08x\r\n", static_cast<unsigned>(number));
+  }
+  text += value.type == REG_BINARY ? std::wstring(L"hex:")
+                                   : Format(L"hex(%x):", static_cast<unsigned>(value.type));
+  std::size_t lineStart = 0;
+  for (std::size_t i = 0; i < value.data.size(); ++i) {
+    if (i != 0) text += L',';
+    if (text.size() - lineStart > kLongestLine - 5) {
+      text += L"\\\r\n";
+      lineStart = text.size();
+      text += L"  ";
+    }
+    text += Format(L"%02x", static_cast<unsigned>(value.data[i]));
+  }
+  return text + L"\r\n";
+}
+
+bool ParseKeyPath(std::wstring_view text, HKEY* root, std::wstring* path) {
+  const std::size_t end = std::min(text.find(L'\\'), text.size());
+  const std::wstring hive = UpperCase(std::wstring(text.substr(0, end)));
+  for (const HiveName& known : kHives) {
+    if (hive == known.shortName || hive == known.longName) {
+      *root = known.root;
+      *path = text.substr(std::min(end + 1, text.size()));
+      return true;
+    }
+  }
+  return false;
+}
+
+std::wstring FullKeyPath(HKEY root, const std::wstring& path) {
+  const auto* const hive = std::find_if(std::begin(kHives), std::end(kHives),
+                                        [root](const HiveName& h) { return h.root == root; });
+  std::wstring full(hive->longName);
+  if (!path.empty()) full += L"\\" + path;
+  return full;
+}
+
+}  // namespace orv::tool

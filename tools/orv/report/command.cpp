@@ -1,0 +1,240 @@
+#include <memory>
+
+#include "orv/config/config_parser.h"
+#include "orv/platform/spooler.h"
+#include "orv/text/format.h"
+#include "platform/clock.h"
+#include "platform/files.h"
+#include "platform/modules.h"
+#include "tools/orv/common/commands.h"
+#include "tools/orv/common/input.h"
+#include "tools/orv/common/option_values.h"
+#include "tools/orv/common/options.h"
+#include "tools/orv/common/outcome.h"
+#include "tools/orv/config/text.h"
+#include "tools/orv/devmode/record_text.h"
+#include "tools/orv/log/day.h"
+#include "tools/orv/report/sections.h"
+#include "tools/orv/report/style.h"
+
+/// `orv report`: all that there is to know of a printer, as one page for a browser.
+
+namespace orv::tool {
+namespace {
+
+struct ReportOptions {
+  std::string printer;
+  std::string output;
+  std::string record;
+  std::optional<SHORT> paperSize;
+  std::string configFolder;
+  std::optional<std::string> logFile;
+  std::optional<std::string> date;
+  ReportPageOptions page;
+};
+
+/// Everything that a report shows. The configuration lives in the library's cache.
+struct ReportFacts {
+  std::wstring printer;
+  std::wstring driver;
+  ReportModel model;
+  ReportRecord record;
+  std::vector<StockItem> stockItems;
+  std::optional<ReportPage> page;
+  ReportLog log;
+};
+
+ReportLog FindLog(const ReportOptions& options) {
+  ReportLog log;
+  log.path = options.logFile ? ToWide(*options.logFile) : DayLogPath(options.date);
+  std::string bytes;
+  log.isThere = ReadLog(log.path, &bytes);
+  if (!log.isThere && options.logFile)
+    Fail(kUnreadable, L"cannot read the log " + InputName(log.path));
+  log.entries = ParseLog(DecodeUtf16(bytes));
+  return log;
+}
+
+ReportModel FindModel(LibraryUse* library, const OpenPrinter& printer) {
+  ReportModel model;
+  wchar_t file[kMaxModulePath];
+  CConfigParser::GetConfigXmlFilenameForPrinter(printer.get(), file, kMaxModulePath,
+                                                library->client());
+  model.path = library->client()->m_stModuleFolder + kPathSeparator + file;
+  Config* config = nullptr;
+  CConfigParser::Load(printer.get(), &config, library->cache(), library->client());
+  model.config = config;
+  // The loader tells its log alone what is wrong.
+  std::wstring text;
+  Config ignored;
+  if (config == nullptr && ReadConfigText(model.path, &text, &model.problem)) {
+    ParseConfig(model.path, text, &ignored, &model.problem);
+  }
+  return model;
+}
+
+ReportRecord FindRecord(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name,
+                        const ReportOptions& options) {
+  ReportRecord record;
+  record.path = ToWide(options.record);
+  if (!record.path.empty()) record.given = ReadRecord(record.path);
+  Merged merged{};
+  if (!DefaultRecord(library, printer, name, &merged.defaults, &record.problem)) return record;
+  merged.in = record.given.value_or(merged.defaults);
+  merged.publicIn = PublicRecordOf(merged.in);
+  merged.publicIn.dmPaperSize = options.paperSize.value_or(merged.publicIn.dmPaperSize);
+  if (MergeRecord(library, printer, name, &merged, &record.problem)) record.merged = merged;
+  return record;
+}
+
+/// One thing that the reader sees first, with the way to its section.
+void WriteOverviewItem(std::wstring_view title, const wchar_t* section, std::wstring_view text,
+                       HtmlWriter* html) {
+  html->Begin("div");
+  html->Begin("dt");
+  if (section != nullptr) {
+    html->Element("a", title, {{"href", section}});
+  } else {
+    html->Text(title);
+  }
+  html->End();
+  html->Element("dd", text);
+  html->End();
+}
+
+void WriteOverview(const ReportFacts& facts, HtmlWriter* html) {
+  const Config* const config = facts.model.config;
+  html->Begin("dl");
+  WriteOverviewItem(L"Driver", nullptr, facts.driver, html);
+  WriteOverviewItem(L"Configuration file", nullptr, facts.model.path, html);
+  WriteOverviewItem(L"Model", L"#model",
+                    config == nullptr                        ? L"the configuration does not load"
+                    : config->device.model.modelName.empty() ? L"without a name"
+                                                             : config->device.model.modelName,
+                    html);
+  WriteOverviewItem(L"Record", L"#record", facts.record.Summary(), html);
+  WriteOverviewItem(L"Stock items", L"#stock", std::to_wstring(facts.stockItems.size()), html);
+  if (facts.page) WriteOverviewItem(L"Page", L"#page", facts.page->path, html);
+  WriteOverviewItem(L"Log", L"#log", facts.log.Summary(), html);
+  html->End();
+}
+
+/// A section below its heading, to which its identifier leads.
+template <typename Write>
+void WriteSection(const wchar_t* id, std::wstring_view title, HtmlWriter* html,
+                  const Write& write) {
+  html->Begin("section", {{"aria-labelledby", id}, {"class", id}});
+  html->Element("h2", title, {{"id", id}});
+  write();
+  html->End();
+}
+
+std::string ReportText(const ReportFacts& facts) {
+  const LocalTime now = GetLocalTimeNow();
+  HtmlWriter html;
+  html.Raw("<!DOCTYPE html>\n");
+  html.Begin("html", {{"lang", L"en"}});
+  html.Begin("head");
+  html.Empty("meta", {{"charset", L"utf-8"}});
+  // Nothing is ever loaded or run, whatever got into the page.
+  html.Empty("meta",
+             {{"http-equiv", L"Content-Security-Policy"},
+              {"content", L"default-src 'none'; img-src data:; style-src 'unsafe-inline'"}});
+  html.Empty("meta", {{"name", L"viewport"}, {"content", L"width=device-width, initial-scale=1"}});
+  html.Element("title", L"Report of " + facts.printer);
+  html.Begin("style");
+  html.Raw(kReportStyle);
+  html.End();
+  html.End();
+  html.Begin("body");
+  html.Begin("header");
+  html.Element("h1", facts.printer);
+  html.Element("p", Format(L"Report of %04d-%02d-%02d %02d:%02d", now.year, now.month, now.day,
+                           now.hour, now.minute));
+  WriteOverview(facts, &html);
+  html.End();
+  html.Begin("main");
+  WriteSection(L"record", L"The record", &html, [&] { WriteRecordSection(facts.record, &html); });
+  if (facts.page) {
+    WriteSection(L"page", L"The page", &html, [&] { WritePageSection(*facts.page, &html); });
+  }
+  WriteSection(L"stock", L"Stock items", &html, [&] {
+    const std::optional<Merged>& merged = facts.record.merged;
+    WriteStockSection(facts.stockItems, merged ? merged->out.StockItemGuid : GUID{}, &html);
+  });
+  WriteSection(L"model", L"The model", &html, [&] { WriteModelSection(facts.model, &html); });
+  WriteSection(L"log", L"The log", &html, [&] { WriteLogSection(facts.log, &html); });
+  html.End();
+  html.Element("footer",
+               L"Made by orv report. orv devmode explain, orv stock list, orv config "
+               L"show and orv log show print the same facts.");
+  html.End();
+  html.End();
+  return html.text();
+}
+
+void MakeReport(ReportOptions* options) {
+  ReportFacts facts;
+  facts.printer = ToWide(options->printer);
+  const OpenPrinter printer(facts.printer);
+  PrinterFacts spooler;
+  if (!GetPrinterFacts(printer.get(), &spooler)) {
+    Fail(kUnreadable, L"the spooler does not describe the printer \"" + facts.printer + L"\"");
+  }
+  facts.driver = spooler.driverName;
+  // Before this program writes into it.
+  facts.log = FindLog(*options);
+  if (!options->page.page.input.empty()) facts.page = MakePage(&options->page);
+
+  LibraryUse library(ToWide(options->configFolder));
+  facts.model = FindModel(&library, printer);
+  facts.record = FindRecord(&library, printer, facts.printer, *options);
+  facts.stockItems = LoadStockItems(printer.get(), facts.printer.c_str(), nullptr);
+  SaveFile(ToWide(options->output), ReportText(facts));
+}
+
+}  // namespace
+
+void AddReportCommand(CLI::App* program) {
+  auto options = std::make_shared<ReportOptions>();
+  CLI::App* command = program->add_subcommand(
+      "report", "Write all that there is to know of a printer as one page for a browser");
+  AddPrinter(command, &options->printer);
+  AddOutputFile(command, "-o,--output", &options->output, "The HTML file to write")->required();
+  AddInputFile(command, "--record", &options->record,
+               "The private record to explain, as bytes or text")
+      ->default_str("the printer's defaults");
+  command
+      ->add_option("--paper-size", options->paperSize,
+                   "The paper size that an application asks for; 257 is the first stock item")
+      ->check(InRange(1, INT16_MAX))
+      ->default_str("the record's own size");
+  AddConfigFolder(command, &options->configFolder);
+  CLI::Option* log = AddInputFile(command, "--log", &options->logFile, "Show this log file");
+  command->add_option("--date", options->date, "Show the log of this day, as 2024-03-05")
+      ->type_name("DATE")
+      ->default_str("today")
+      ->excludes(log);
+  AddInchFlag(command);
+  ReportPageOptions& page = options->page;
+  CLI::Option* input = AddInputFile(command, "--page", &page.page.input,
+                                    "Show the planes of this page, a PNG image");
+  AddColourOption(command, &page.colour, "The page's second print colour")
+      ->default_str("black alone");
+  AddToleranceOption(command, &page.tolerance);
+  AddDitherOptions(command, &page.dither);
+  AddDpiOption(command, &page.page.dpi);
+  for (const char* name : {"--colour", "--tolerance", "--method", "--threshold", "--dpi"}) {
+    command->get_option(name)->needs(input);
+  }
+  command->footer(
+      "The page needs neither a network nor scripts. What cannot be shown is explained in its "
+      "place.\n"
+      "Examples:\n"
+      "  orv report \"Label 1\" -o label1.html\n"
+      "  orv report \"Label 1\" --record label1.dev --page label.png --colour E02020 -o "
+      "label1.html");
+  command->callback([options] { MakeReport(options.get()); });
+}
+
+}  // namespace orv::tool

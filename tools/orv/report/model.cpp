@@ -1,0 +1,61 @@
+#include <iterator>
+
+#include "platform/letter_case.h"
+#include "tools/orv/config/record.h"
+#include "tools/orv/report/sections.h"
+
+namespace orv::tool {
+namespace {
+
+/// The section of which each family is a table of its own.
+constexpr wchar_t kFamilies[] = L"optionFamilies";
+
+/// A name of the file as words: "General settings" of "generalSettings".
+std::wstring WordsOf(const std::wstring& name) {
+  std::wstring words;
+  for (const wchar_t letter : name) {
+    const bool isCapital = letter >= L'A' && letter <= L'Z';
+    if (isCapital && !words.empty()) words += L' ';
+    words +=
+        words.empty() ? UpperCase(std::wstring(1, letter)) : LowerCase(std::wstring(1, letter));
+  }
+  return words;
+}
+
+/// The caption of the table that a value belongs to: its section, or its family of options.
+std::wstring CaptionOf(const ConfigValue& value) {
+  const std::wstring caption = WordsOf(value.section);
+  if (value.section != kFamilies) return caption;
+  return caption + L": " + value.item.substr(0, value.item.find(L' '));
+}
+
+}  // namespace
+
+void WriteModelSection(const ReportModel& model, HtmlWriter* html) {
+  if (model.config == nullptr) {
+    html->Element("p", L"The configuration does not load: " + model.problem, {{"class", L"bad"}});
+    return;
+  }
+  html->Begin("div", {{"class", L"columns"}});
+  const std::vector<ConfigValue> values = ConfigValues(*model.config);
+  for (auto value = values.begin(); value != values.end();) {
+    const std::wstring caption = CaptionOf(*value);
+    HtmlTable table(html, caption, {L"Name", L"Value"});
+    for (; value != values.end() && CaptionOf(*value) == caption; ++value) {
+      const bool isOption = value->section == kFamilies;
+      if (!value->key.empty()) {
+        const bool isNamed = isOption || value->item.empty();
+        table.Row({{isNamed ? value->key : value->item + L" " + value->key},
+                   {value->text, value->text.empty() ? L"empty" : L""}});
+      } else if (isOption) {
+        // The family itself is the caption.
+        if (value->item.find(L' ') != value->item.npos) table.Row({{value->item}, {}}, L"item");
+      } else if (std::next(value) == values.end() || std::next(value)->item != value->item) {
+        table.Row({{value->item}, {L"offered"}});
+      }
+    }
+  }
+  html->End();
+}
+
+}  // namespace orv::tool

@@ -1,0 +1,83 @@
+#include <algorithm>
+#include <filesystem>
+#include <random>
+#include <utility>
+
+#include "orv/text/format.h"
+#include "orv/xml/markup.h"
+#include "platform/files.h"
+#include "tools/orv/common/exit_code.h"
+#include "tools/orv/common/input.h"
+#include "tools/orv/page/planes.h"
+#include "tools/orv/page/two_colours.h"
+#include "tools/orv/report/sections.h"
+
+namespace orv::tool {
+namespace {
+
+std::wstring DataUrl(const std::string& png) {
+  std::wstring text = CMarkup::EncodeBase64(reinterpret_cast<const unsigned char*>(png.data()),
+                                            static_cast<int>(png.size()));
+  std::erase_if(text, [](wchar_t sign) { return sign == L'\r' || sign == L'\n'; });
+  return L"data:image/png;base64," + text;
+}
+
+}  // namespace
+
+ReportPage MakePage(ReportPageOptions* options) {
+  const GraphicsSession graphics;
+  const PagePointer page = LoadInput(&options->page);
+  const Progress progress(L"Making the planes", page.get());
+  ReportPage result;
+  result.path = ToWide(options->page.input);
+  const auto add = [&](const wchar_t* name, PagePointer picture) {
+    picture = Packed(std::move(picture));
+    Bitmap* const plane = picture.get();
+    const auto width = static_cast<int>(plane->GetWidth());
+    const auto height = static_cast<int>(plane->GetHeight());
+    result.pictures.push_back(
+        {name, PngOf(plane), width, height, options->page.Millimetres(width),
+         options->page.Lengths(width, L" x ", height),
+         100.0 * static_cast<double>(CountInk(plane)) / static_cast<double>(PixelCount(plane))});
+  };
+  const DitherOptions& dither = options->dither;
+  if (options->colour.empty()) {
+    result.how = L"in black alone";
+    add(L"Black plane", Dithered(page.get(), dither.Method(), dither.threshold, Color(0xFF000000)));
+  } else {
+    const Color colour = ToColour(options->colour);
+    result.how = Format(L"split at the colour %06X with a tolerance of %.4g",
+                        static_cast<unsigned>(colour.GetValue() & 0xFFFFFF), options->tolerance);
+    Planes planes = SplitPage(page.get(), colour, options->tolerance, dither);
+    PagePointer preview = PreviewOf(planes);
+    add(L"Black plane", std::move(planes.background));
+    add(L"Coloured plane", std::move(planes.highlight));
+    add(L"Both on paper", std::move(preview));
+  }
+  result.how +=
+      Format(L", method %ls, threshold %d", ToWide(dither.name).c_str(), dither.threshold);
+  return result;
+}
+
+void WritePageSection(const ReportPage& page, HtmlWriter* html) {
+  html->Element("p",
+                page.path + L", " + page.how + L". On paper the pictures have the label's size.");
+  html->Begin("div", {{"class", L"pictures"}});
+  for (const ReportPicture& picture : page.pictures) {
+    const std::wstring facts = Format(L"%d x %d dots, %ls, ink on %.2f %%", picture.width,
+                                      picture.height, picture.size.c_str(), picture.inkPercent);
+    html->Begin("figure", {{"style", Format(L"width:%.1fmm", picture.widthMm)}});
+    html->Empty("img", {{"alt", picture.name + L" of the page: " + facts},
+                        {"width", std::to_wstring(picture.width)},
+                        {"height", std::to_wstring(picture.height)},
+                        {"src", DataUrl(picture.png)}});
+    html->Begin("figcaption");
+    html->Element("strong", picture.name);
+    html->Element("small", facts);
+    html->End();
+    html->End();
+  }
+  html->End();
+}
+
+}  // namespace orv::tool

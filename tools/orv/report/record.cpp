@@ -1,0 +1,118 @@
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <string_view>
+
+#include "orv/text/format.h"
+#include "tools/orv/devmode/record_rules.h"
+#include "tools/orv/devmode/record_text.h"
+#include "tools/orv/report/sections.h"
+
+namespace orv::tool {
+namespace {
+
+/// Why a field holds what it does, the remarkable first.
+enum Group { kCorrected, kFromStock, kOther, kDefault, kGroupCount };
+
+Group GroupOf(const Merged& merged, const RecordField& field) {
+  if (std::ranges::any_of(merged.corrections, [&](const Correction& correction) {
+        return correction.check->field == &field;
+      })) {
+    return kCorrected;
+  }
+  if (!IsZeroGuid(merged.choice.item.guid) && IsApplied(merged.choice, field)) return kFromStock;
+  const bool isDefault =
+      !field.hasDefault || FieldText(merged.out, field) == FieldText(merged.defaults, field);
+  return isDefault ? kDefault : kOther;
+}
+
+std::wstring CaptionOf(Group group, const Merged& merged) {
+  switch (group) {
+    case kCorrected:
+      return L"Corrected";
+    case kFromStock:
+      return L"From the stock item \"" + merged.choice.item.DisplayName + L"\"";
+    case kOther:
+      return L"Other than the default";
+    default:
+      return L"As by default";
+  }
+}
+
+constexpr LengthForm kForm = LengthForm::kReadable;
+
+/// The unit of a number that does not have it in its text.
+std::wstring UnitNote(const RecordField& field) {
+  return IsLength(field) ? L"" : Widen(field.unit);
+}
+
+HtmlCell NameCell(const RecordField& field) { return {Widen(field.name), Widen(field.meaning)}; }
+
+void WriteMerged(const Merged& merged, HtmlWriter* html) {
+  std::array<std::vector<const RecordField*>, kGroupCount> groups;
+  for (const RecordField& field : RecordFields()) {
+    if (field.offset == offsetof(tagOEMDEV, EpLayout)) continue;
+    groups[GroupOf(merged, field)].push_back(&field);
+  }
+  for (int group = 0; group < kGroupCount; ++group) {
+    if (groups[group].empty()) continue;
+    HtmlTable table(
+        html,
+        CaptionOf(static_cast<Group>(group), merged) + Format(L" (%zu)", groups[group].size()),
+        {L"Field", L"Value", L"Default", L"Allowed", L"Decided by"});
+    for (const RecordField* const at : groups[group]) {
+      const RecordField& field = *at;
+      const std::wstring given = FieldText(merged.in, field, kForm);
+      HtmlCell value = {FieldText(merged.out, field, kForm), UnitNote(field)};
+      if (value.text != given) value.note += (value.note.empty() ? L"" : L"; ") + (L"was " + given);
+      HtmlCell byDefault = {L"untouched"};
+      if (field.hasDefault) {
+        byDefault = {FieldText(merged.defaults, field, kForm),
+                     field.byDefault.text != nullptr ? DefaultText(field) : L"fixed"};
+      }
+      table.Row({NameCell(field),
+                 value,
+                 byDefault,
+                 {AllowedText(*merged.config, field, kForm)},
+                 {DecisionText(merged, field, kForm)}},
+                group == kCorrected ? L"bad" : L"");
+    }
+  }
+}
+
+void WriteGiven(const tagOEMDEV& record, HtmlWriter* html) {
+  HtmlTable table(html, L"As it was given", {L"Field", L"Value"});
+  for (const RecordField& field : RecordFields()) {
+    if (field.offset == offsetof(tagOEMDEV, EpLayout)) continue;
+    table.Row({NameCell(field), {FieldText(record, field, kForm), UnitNote(field)}});
+  }
+}
+
+}  // namespace
+
+std::wstring ReportRecord::Summary() const {
+  if (!merged) return given ? path + L"; nothing explains it" : L"there is none";
+  return (given ? path : L"the printer's defaults") +
+         Format(L"; corrections: %zu", merged->corrections.size());
+}
+
+void WriteRecordSection(const ReportRecord& record, HtmlWriter* html) {
+  if (record.merged) {
+    html->Element(
+        "p", L"What " +
+                 (record.given ? record.path + L" becomes" : L"the printer's defaults become") +
+                 Format(L" when a document of the public paper size %d is printed; an "
+                        L"application may ask for another size.",
+                        int{record.merged->publicIn.dmPaperSize}));
+    const std::wstring unknown = UnknownPaperSize(*record.merged);
+    if (!unknown.empty()) html->Element("p", L"Beware: " + unknown + L".", {{"class", L"bad"}});
+    WriteMerged(*record.merged, html);
+  } else if (record.given) {
+    html->Element("p", L"Nothing explains the values: " + record.problem, {{"class", L"bad"}});
+    WriteGiven(*record.given, html);
+  } else {
+    html->Element("p", L"There is no record: " + record.problem, {{"class", L"bad"}});
+  }
+}
+
+}  // namespace orv::tool

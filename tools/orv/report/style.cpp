@@ -1,0 +1,91 @@
+#include "tools/orv/report/style.h"
+
+namespace orv::tool {
+
+// Below 44em, a phone or a narrow window, the cells of a row stand below each other.
+const char kReportStyle[] = R"(
+:root {
+  color-scheme: light dark;
+  --text: #1b1f24; --quiet: #57606a; --paper: #ffffff; --raised: #f4f6f8; --line: #d3d9e0;
+  --link: #0a56b0; --bad: #b3231b; --bad-paper: #fdeeec; --warn: #8a5300; --warn-paper: #fdf4e3;
+  --good-paper: #e8f5ec;
+}
+@media (prefers-color-scheme: dark) {
+  :root {
+    --text: #e6e9ed; --quiet: #9fa9b4; --paper: #14171b; --raised: #1d2127; --line: #363d46;
+    --link: #7db5ff; --bad: #ff9d94; --bad-paper: #3a1d1b; --warn: #f0bd6a; --warn-paper: #33270f;
+    --good-paper: #15301f;
+  }
+}
+* { box-sizing: border-box; }
+body {
+  margin: 0 auto; padding: 1.5rem clamp(1rem, 3vw, 2.5rem) 3rem; max-width: 84rem;
+  font: 1rem/1.5 system-ui, sans-serif; color: var(--text); background: var(--paper);
+  overflow-wrap: anywhere;
+}
+h1 { margin: 0; font-size: 1.9rem; line-height: 1.2; }
+h2 { margin: 2.5rem 0 .75rem; padding-top: .75rem; font-size: 1.35rem;
+     border-top: 1px solid var(--line); }
+p { margin: .5rem 0; max-width: 48rem; }
+p.bad, p.note { padding: .6rem .9rem; border-left: .25rem solid var(--bad);
+                background: var(--bad-paper); }
+p.note { border-color: var(--warn); background: var(--warn-paper); }
+a { color: var(--link); }
+small { display: block; color: var(--quiet); font-size: .84em; font-weight: 400; }
+dl { display: grid; grid-template-columns: repeat(auto-fill, minmax(min(20rem, 100%), 1fr));
+     gap: .75rem; margin: 1.25rem 0 0; }
+dl div { padding: .6rem .9rem; border-radius: .4rem; background: var(--raised); }
+dt { font-size: .84em; color: var(--quiet); }
+dd { margin: 0; }
+table { width: 100%; margin: 1.25rem 0 0; border-collapse: collapse; font-size: .92rem; }
+caption { padding: .35rem 0; text-align: left; font-weight: 600; font-size: 1.05rem; }
+th, td { padding: .35rem .75rem .35rem 0; text-align: left; vertical-align: top; }
+tr { border-bottom: 1px solid var(--line); }
+thead th { color: var(--quiet); font-size: .84rem; font-weight: 600; white-space: nowrap; }
+tbody th { font-weight: 500; }
+td { font-variant-numeric: tabular-nums; }
+tr.item th { font-weight: 600; }
+tr.bad, tr.error { background: var(--bad-paper); }
+tr.warning { background: var(--warn-paper); }
+tr.good { background: var(--good-paper); }
+tr.bad th, tr.error th, tr.warning th, tr.good th { padding-left: .5rem; }
+.record .wide { table-layout: fixed; }
+.record .wide thead th:nth-child(1) { width: 26%; }
+.record .wide thead th:nth-child(2) { width: 12%; }
+.record .wide thead th:nth-child(3) { width: 26%; }
+.record .wide thead th:nth-child(4) { width: 16%; }
+.columns { columns: 24rem; column-gap: 3rem; }
+.columns table { margin: 0 0 1.5rem; break-inside: avoid; }
+.columns caption { break-after: avoid; }
+.columns tr:not(.item) th { white-space: nowrap; }
+.pictures { display: flex; flex-wrap: wrap; gap: 1.5rem; margin-top: 1rem; }
+figure { margin: 0; max-width: 100%; }
+img { display: block; width: 100%; height: auto; background: #ffffff;
+      outline: 1px solid var(--line); outline-offset: -1px; }
+figcaption { margin-top: .4rem; }
+footer { margin-top: 3rem; color: var(--quiet); font-size: .84rem; }
+@media (max-width: 44em) {
+  table.wide, .wide caption, .wide tbody, .wide tr, .wide th, .wide td { display: block; }
+  .wide thead { position: absolute; width: 1px; height: 1px; overflow: hidden;
+                clip-path: inset(50%); }
+  .wide tr { padding: .5rem 0; }
+  .wide tr.bad, .wide tr.error, .wide tr.warning, .wide tr.good {
+    padding: .5rem .6rem; margin: 0 -.6rem; }
+  .wide tbody th { padding: 0 0 .2rem; font-weight: 600; }
+  .wide tr[class] th { padding-left: 0; }
+  .wide td { display: grid; grid-template-columns: 6rem 1fr; padding: .1rem 0; }
+  .wide td::before { content: attr(data-title); color: var(--quiet); }
+}
+@media print {
+  :root { font-size: 8pt; color-scheme: light; --text: #000000; --quiet: #444444; --paper: #ffffff;
+          --raised: #f2f2f2; --line: #bbbbbb; --link: #000000; --bad: #8c1a14;
+          --bad-paper: #f5f0ef; --warn-paper: #f5f3ee; --good-paper: #eff4f0; }
+  body { padding: 0; max-width: none; }
+  th, td { padding: .15rem .75rem .15rem 0; }
+  a { text-decoration: none; }
+  tr, figure, dl div { break-inside: avoid; }
+  h2, caption { break-after: avoid; }
+}
+)";
+
+}  // namespace orv::tool

@@ -1,0 +1,395 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <random>
+
+#include "base/utf8.h"
+#include "orv/devmode/stock_items.h"
+#include "orv/platform/registry.h"
+#include "orv/platform/spooler.h"
+#include "orv/text/format.h"
+#include "tools/orv/common/commands.h"
+#include "tools/orv/common/input.h"
+#include "tools/orv/common/lengths.h"
+#include "tools/orv/common/library_use.h"
+#include "tools/orv/common/options.h"
+#include "tools/orv/common/outcome.h"
+#include "tools/orv/common/output.h"
+#include "tools/orv/common/spelling.h"
+#include "tools/orv/devmode/record_text.h"
+#include "tools/orv/registry/reg_file.h"
+
+namespace orv::tool {
+namespace {
+
+/// Whose items a command works on, and what else it is told.
+struct StockOptions {
+  std::string printer;
+  bool isCommon = false;
+  std::string item;
+  std::string name;
+  std::optional<std::string> newName;
+  std::string guid;
+  std::string file;
+  std::optional<double> width;
+  std::optional<double> length;
+  std::vector<std::string> values;
+  bool asJson = false;
+};
+
+void AddTarget(CLI::App* command, StockOptions* options) {
+  CLI::Option* printer =
+      command->add_option("-p,--printer", options->printer, "The printer's own items")
+          ->type_name("PRINTER");
+  command->add_flag("--common", options->isCommon, "The items common to all printers")
+      ->excludes(printer);
+}
+
+void AddValues(CLI::App* command, StockOptions* options) {
+  command->add_option("--width", options->width, "The label's width, in mm or with in behind it")
+      ->transform(ToMillimetres(INT32_MAX));
+  command->add_option("--length", options->length, "The label's length, in mm or with in behind it")
+      ->transform(ToMillimetres(INT32_MAX));
+  command->add_option("--set", options->values, "Another value, as the registry names it")
+      ->type_name("NAME=NUMBER");
+}
+
+constexpr char kValuesHelp[] =
+    "Values: SpeedInMmPerSec Darkness Darkness2 PaperWidth PaperLength UnprintableLeft\n"
+    "UnprintableRight UnprintableTop UnprintableBottom SensorType GapDistance IgnorePaperEnd\n"
+    "Rotation Mirror Invert TopSameAsBottom BackfeedMode BackfeedSpeed PrintMode NumberCopies\n"
+    "RibbonSaver SingleBuffer IgnoreLabelPosition Disabled OffsetX OffsetY LengthScaling;\n"
+    "lengths in thousandths of a millimetre, or with mm or in behind them.\n";
+
+/// Where the items lie that the options name.
+std::wstring TargetPath(const StockOptions& options) {
+  if (options.isCommon) return kCommonStockItemsPath;
+  if (options.printer.empty()) Fail(kUsage, L"name the items' owner: --printer NAME or --common");
+  const std::wstring name = ToWide(options.printer);
+  const OpenPrinter printer(name);
+  PrinterFacts facts;
+  if (!GetPrinterFacts(printer.get(), &facts)) {
+    Fail(kUnreadable, L"the spooler does not describe the printer \"" + name + L"\"");
+  }
+  return StockItemsPath(name, facts.driverName);
+}
+
+/// The item that a command names by its GUID or its display name; ends the command when there is
+/// none, or more than one.
+StockItem FindItem(const std::wstring& path, const std::wstring& key) {
+  const GUID guid = ParseGuid(key);
+  const std::vector<StockItem> all = ReadStockItems(path);
+  std::vector<StockItem> found = all;
+  std::erase_if(found, [&](const StockItem& item) {
+    return IsZeroGuid(guid) ? item.DisplayName != key || IsZeroGuid(item.guid)
+                            : FormatGuid(item.guid) != FormatGuid(guid);
+  });
+  if (found.empty()) {
+    std::vector<std::wstring_view> names;
+    for (const StockItem& item : all) names.push_back(item.DisplayName);
+    Fail(kFindings, L"there is no stock item \"" + key + L"\"" + DidYouMean(key, names));
+  }
+  if (found.size() > 1) {
+    Fail(kFindings, L"several stock items are named \"" + key + L"\"; use the GUID");
+  }
+  return found.front();
+}
+
+DWORD LengthOf(double millimetres) { return static_cast<DWORD>(std::round(millimetres * 1000)); }
+
+/// The field of the record that a value sets; null for none.
+const RecordField* FieldOf(const StockValue& value) {
+  const auto field = std::ranges::find(RecordFields(), value.recordOffset,
+                                       [](const RecordField& known) { return int{known.offset}; });
+  return field != RecordFields().end() ? &*field : nullptr;
+}
+
+/// Whether a value is a length; the record has the label's own under other names.
+bool IsStockLength(const StockValue& value) {
+  const RecordField* const field = FieldOf(value);
+  return field != nullptr
+             ? IsLength(*field)
+             : value.field == &StockItem::PaperWidth || value.field == &StockItem::PaperLength;
+}
+
+/// A value as the number that the record takes it for; lengths can be below 0 wherever they stand.
+std::int64_t NumberOf(const StockItem& item, const StockValue& value) {
+  const DWORD bits = item.*value.field;
+  const RecordField* const field = FieldOf(value);
+  const bool isSigned =
+      IsStockLength(value) || (field != nullptr && field->kind == FieldKind::kSigned);
+  return isSigned ? std::int64_t{static_cast<std::int32_t>(bits)} : std::int64_t{bits};
+}
+
+void SetValues(StockItem* item, const StockOptions& options) {
+  if (options.width) item->PaperWidth = LengthOf(*options.width);
+  if (options.length) item->PaperLength = LengthOf(*options.length);
+  for (const std::string& pair : options.values) {
+    const std::wstring text = ToWide(pair);
+    const std::size_t sign = text.find(L'=');
+    if (sign == text.npos) Fail(kUsage, L"--set takes NAME=NUMBER, which is not " + text);
+    const StockValue* const value = FindStockValue(text.substr(0, sign));
+    if (value == nullptr) {
+      std::vector<std::wstring_view> names;
+      for (const StockValue& known : StockValues()) names.push_back(known.name);
+      Fail(kUsage, L"--set takes NAME=NUMBER with the name of a value: " + text +
+                       DidYouMean(text.substr(0, sign), names));
+    }
+    std::wstring number = text.substr(sign + 1);
+    const bool hasUnit = number.ends_with(L"mm") || number.ends_with(L"in");
+    if (const auto length = ParseMillimetres(WideToUtf8(number));
+        length && hasUnit && IsStockLength(*value)) {
+      number = std::to_wstring(std::llround(*length * 1000));
+    }
+    const bool isNegative = number.starts_with(L'-');
+    std::uint32_t bits = 0;
+    if (!ParseNumber(number.substr(isNegative ? 1 : 0), &bits) ||
+        (isNegative && bits > 0x80000000)) {
+      Fail(kUsage, L"--set takes NAME=NUMBER with a number: " + text);
+    }
+    item->*value->field = isNegative ? 0 - bits : bits;
+  }
+}
+
+/// A name that users can see and that an item can have.
+CString NameFrom(const std::string& argument) {
+  CString name = ToWide(argument);
+  if (name.empty() || name.size() > kMaxStockName) {
+    Fail(kUsage, Format(L"a name has 1 to %d characters", static_cast<int>(kMaxStockName)));
+  }
+  return name;
+}
+
+void Store(const std::wstring& path, const StockItem& item) {
+  const LONG error = WriteStockItem(path, item);
+  if (error != ERROR_SUCCESS) {
+    Fail(kUnreadable, L"cannot store the item: " + DescribeError(error));
+  }
+}
+
+/// A GUID that nobody else has: random, of version 4.
+GUID NewGuid() {
+  std::random_device random;
+  GUID guid{};
+  guid.Data1 = random();
+  guid.Data2 = static_cast<std::uint16_t>(random());
+  guid.Data3 = static_cast<std::uint16_t>((random() & 0x0FFF) | 0x4000);
+  for (std::uint8_t& byte : guid.Data4) byte = static_cast<std::uint8_t>(random());
+  guid.Data4[0] = static_cast<std::uint8_t>((guid.Data4[0] & 0x3F) | 0x80);
+  return guid;
+}
+
+void AddListCommand(CLI::App* group) {
+  auto options = std::make_shared<StockOptions>();
+  CLI::App* command = group->add_subcommand("list", "Show stock items");
+  AddTarget(command, options.get());
+  AddInchFlag(command);
+  AddJsonFlag(command, &options->asJson, "Print JSON, with every value");
+  command->footer(
+      "A printer's list holds the common items too, each with the paper size that picks it.\n"
+      "Examples:\n  orv stock list --printer \"Label 1\"\n  orv stock list --common --json");
+  command->callback([options] {
+    std::vector<StockItem> items;
+    if (options->isCommon) {
+      items = ReadStockItems(kCommonStockItemsPath);
+    } else {
+      TargetPath(*options);
+      const LibraryUse library;
+      const std::wstring name = ToWide(options->printer);
+      const OpenPrinter printer(name);
+      items = LoadStockItems(printer.get(), name.c_str(), nullptr);
+    }
+    JsonWriter json;
+    Table table({L"PAPER SIZE", L"GUID", L"NAME", L"WIDTH", L"LENGTH", L"DISABLED"});
+    json.BeginArray();
+    int paperSize = kFirstStockPaperSize;
+    for (const StockItem& item : items) {
+      const std::wstring number = options->isCommon ? L"-" : std::to_wstring(paperSize);
+      table.Add({number, FormatGuid(item.guid), item.DisplayName, StockLengthText(item.PaperWidth),
+                 StockLengthText(item.PaperLength), item.Disabled != 0 ? L"yes" : L"no"});
+      json.BeginObject();
+      if (!options->isCommon) json.Member("paperSize", paperSize);
+      json.Member("guid", FormatGuid(item.guid));
+      json.Member("DisplayName", item.DisplayName);
+      for (const StockValue& value : StockValues()) {
+        const std::wstring_view name = value.name;
+        json.Member(std::string(name.begin(), name.end()), NumberOf(item, value));
+      }
+      json.EndObject();
+      ++paperSize;
+    }
+    json.EndArray();
+    Print(options->asJson ? json.Text() : table.TakeText());
+  });
+}
+
+void AddAddCommand(CLI::App* group) {
+  auto options = std::make_shared<StockOptions>();
+  CLI::App* command = group->add_subcommand("add", "Add a stock item and print its GUID");
+  command->add_option("NAME", options->name, "The name that users see")->required();
+  AddTarget(command, options.get());
+  AddValues(command, options.get());
+  command->add_option("--guid", options->guid, "The item's GUID")
+      ->type_name("GUID")
+      ->default_str("a new one");
+  command->footer(std::string(kValuesHelp) +
+                  "Examples:\n  orv stock add \"Parcel 4 x 6\" --common --width 4in --length 6in\n"
+                  "  orv stock add \"Shelf 50 x 30\" --printer \"Label 1\" --width 50 "
+                  "--length 30 --set Darkness=10");
+  command->callback([options] {
+    const std::wstring path = TargetPath(*options);
+    StockItem item;
+    item.guid = options->guid.empty() ? NewGuid() : ParseGuid(ToWide(options->guid));
+    if (IsZeroGuid(item.guid)) Fail(kUsage, L"--guid takes a GUID in braces");
+    for (const StockItem& other : ReadStockItems(path)) {
+      if (FormatGuid(other.guid) == FormatGuid(item.guid)) {
+        Fail(kFindings, L"there is a stock item with this GUID; `orv stock edit` changes it");
+      }
+    }
+    item.DisplayName = NameFrom(options->name);
+    SetValues(&item, *options);
+    Store(path, item);
+    NoteResult("guid", FormatGuid(item.guid), FormatGuid(item.guid));
+  });
+}
+
+void AddEditCommand(CLI::App* group) {
+  auto options = std::make_shared<StockOptions>();
+  CLI::App* command = group->add_subcommand("edit", "Change values of a stock item");
+  command->add_option("ITEM", options->item, "The item's GUID or name")->required();
+  AddTarget(command, options.get());
+  AddValues(command, options.get());
+  command->add_option("--name", options->newName, "The new name")->type_name("NAME");
+  command->footer(
+      std::string(kValuesHelp) +
+      "Examples:\n  orv stock edit \"Shelf\" --common --name \"Shelf 2 x 1\" --width 2in\n"
+      "  orv stock edit \"Shelf 50 x 30\" --printer \"Label 1\" --set "
+      "Disabled=1");
+  command->callback([options] {
+    const std::wstring path = TargetPath(*options);
+    StockItem item = FindItem(path, ToWide(options->item));
+    if (options->newName) item.DisplayName = NameFrom(*options->newName);
+    SetValues(&item, *options);
+    Store(path, item);
+  });
+}
+
+void AddRemoveCommand(CLI::App* group) {
+  auto options = std::make_shared<StockOptions>();
+  CLI::App* command = group->add_subcommand("remove", "Remove a stock item");
+  command->add_option("ITEM", options->item, "The item's GUID or name")->required();
+  AddTarget(command, options.get());
+  command->footer(
+      "Examples:\n"
+      "  orv stock remove \"Shelf 50 x 30\" --printer \"Label 1\"\n"
+      "  orv stock remove \"{5B0C7A52-31D4-4E8B-9C3F-6A1D2E4F7B90}\" --common");
+  command->callback([options] {
+    const std::wstring path = TargetPath(*options);
+    const LONG error = DeleteStockItem(path, FindItem(path, ToWide(options->item)).guid);
+    if (error != ERROR_SUCCESS) {
+      Fail(kUnreadable, L"cannot remove the item: " + DescribeError(error));
+    }
+  });
+}
+
+void AddExportCommand(CLI::App* group) {
+  auto options = std::make_shared<StockOptions>();
+  CLI::App* command = group->add_subcommand("export", "Write stock items to a registry file");
+  AddTarget(command, options.get());
+  options->file = "-";
+  AddOutputFile(command, "-o,--output", &options->file,
+                "The file to write, in UTF-16 with byte-order mark, or in UTF-8 to standard output")
+      ->capture_default_str();
+  command->footer(
+      "Examples:\n"
+      "  orv stock export --printer \"Label 1\" -o stock.reg\n"
+      "  orv stock export --common | orv stock import - --printer \"Label 2\"");
+  command->callback([options] {
+    const std::wstring path = TargetPath(*options);
+    std::wstring text = RegFileHeader();
+    for (const StockItem& item : ReadStockItems(path)) {
+      if (IsZeroGuid(item.guid)) continue;  // nothing to know it by again
+      text += FormatRegKey(FullKeyPath(HKEY_CURRENT_USER, path + L'\\' + FormatGuid(item.guid)));
+      text += FormatRegValue(L"DisplayName", RegistryValue::FromText(item.DisplayName));
+      for (const StockValue& value : StockValues()) {
+        text += FormatRegValue(value.name, RegistryValue::FromNumber(item.*value.field));
+      }
+      text += L"\r\n";
+    }
+    SaveRegFile(ToWide(options->file), text);
+  });
+}
+
+/// The items that a registry file sets, whatever printer it was written for.
+std::vector<StockItem> ItemsOf(const std::vector<RegChange>& changes) {
+  std::vector<StockItem> items;
+  for (const RegChange& change : changes) {
+    const GUID guid = ParseGuid(change.path.substr(change.path.rfind(L'\\') + 1));
+    if (IsZeroGuid(guid) || change.kind == RegChange::Kind::kDeleteKey) continue;
+    auto item = std::ranges::find_if(
+        items, [&](const StockItem& known) { return FormatGuid(known.guid) == FormatGuid(guid); });
+    if (item == items.end()) {
+      item = items.insert(item, StockItem{});
+      item->guid = guid;
+    }
+    if (change.kind == RegChange::Kind::kSetValue) {
+      SetStockValue({change.name, change.value}, &*item);
+    }
+  }
+  return items;
+}
+
+void AddImportCommand(CLI::App* group) {
+  auto options = std::make_shared<StockOptions>();
+  CLI::App* command = group->add_subcommand("import", "Store the stock items of a registry file");
+  AddInputFile(command, "FILE", &options->file,
+               "What `orv stock export` or a registry editor wrote")
+      ->required();
+  AddTarget(command, options.get());
+  command->footer(
+      "Items come to the printer named here, whichever they were exported from.\n"
+      "Examples:\n  orv stock import stock.reg --printer \"Label 2\"\n"
+      "  orv stock export --printer \"Label 1\" | orv stock import - --common");
+  command->callback([options] {
+    const std::wstring path = TargetPath(*options);
+    const std::wstring file = ToWide(options->file);
+    std::string bytes;
+    if (!ReadFile(file, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(file));
+    std::vector<RegChange> changes;
+    std::vector<RegFault> faults;
+    ParseRegFile(DecodeText(bytes), &changes, &faults);
+    for (const RegFault& fault : faults) {
+      PrintMessage(Format(L"%ls:%zu: %ls", file.c_str(), fault.line, fault.message.c_str()));
+    }
+    if (!faults.empty()) Finish(kFindings);
+    LibraryUse library;
+    const std::vector<StockItem> items = ItemsOf(changes);
+    const LONG error = ImportStockItems(path, items, library.client());
+    if (error != ERROR_SUCCESS) {
+      Fail(kUnreadable, L"cannot store the items: " + DescribeError(error));
+    }
+    NoteResult("items", static_cast<std::int64_t>(items.size()),
+               Format(L"%zu stock item%ls", items.size(), items.size() == 1 ? L"" : L"s"));
+  });
+}
+
+}  // namespace
+
+void AddStockCommands(CLI::App* program) {
+  CLI::App* group = program->add_subcommand("stock", "Stock items: named label stocks of printers");
+  group->require_subcommand(1);
+  group->footer(
+      "Examples:\n"
+      "  orv stock add \"Shelf 50 x 30\" --printer \"Label 1\" --width 50 --length 30\n"
+      "  orv stock list --printer \"Label 1\"");
+  AddListCommand(group);
+  AddAddCommand(group);
+  AddEditCommand(group);
+  AddRemoveCommand(group);
+  AddExportCommand(group);
+  AddImportCommand(group);
+}
+
+}  // namespace orv::tool

@@ -1,0 +1,462 @@
+#include <memory>
+
+#include "base/utf8.h"
+#include "orv/text/format.h"
+#include "orv/xml/markup.h"
+#include "tools/orv/common/commands.h"
+#include "tools/orv/common/input.h"
+#include "tools/orv/common/option_values.h"
+#include "tools/orv/common/options.h"
+#include "tools/orv/common/outcome.h"
+#include "tools/orv/common/output.h"
+#include "tools/orv/xml/faults.h"
+#include "xml/line_index.h"
+#include "xml/text_files.h"
+
+namespace orv::tool {
+namespace {
+
+/// What reading a file came to, from its result record.
+struct FileFacts {
+  std::wstring encoding;
+  std::wstring bytes;
+  bool isLossy = false;
+};
+
+FileFacts FactsOf(const std::wstring& result, const wchar_t* work) {
+  FileFacts facts;
+  CMarkup entries(result);
+  while (entries.FindElem()) {
+    const std::wstring_view name = entries.GetTagNamePointer();
+    if (name == work) {
+      facts.encoding = entries.GetAttrib(L"encoding");
+      facts.bytes = entries.GetAttrib(L"length");
+    }
+    if (name == L"conversion_loss") facts.isLossy = true;
+  }
+  return facts;
+}
+
+/// The text of a file, or of standard input for "-"; false when it cannot be read.
+bool ReadText(const std::wstring& path, std::wstring* text, std::wstring* result, int* flags) {
+  if (path != kStandardStream) return CMarkup::ReadTextFile(0, path, *text, result, flags);
+  std::string bytes;
+  if (!ReadFile(path, &bytes)) return false;
+  *text = DecodeFile(bytes, result, flags);
+  return true;
+}
+
+/// Reads a file into a document of its form; ends the command when it cannot.
+void LoadDocument(const std::wstring& path, CMarkup* doc) {
+  std::wstring text;
+  int flags = doc->GetDocFlags();
+  if (!ReadText(path, &text, nullptr, &flags)) Fail(kUnreadable, L"cannot read " + InputName(path));
+  if (text.empty()) Fail(kUnreadable, InputName(path) + L" is empty");
+  doc->SetDoc(std::move(text));
+  doc->SetDocFlags(flags);
+}
+
+void LoadWellFormed(const std::wstring& path, CMarkup* doc) {
+  LoadDocument(path, doc);
+  if (!doc->IsWellFormed())
+    Fail(kFindings, InputName(path) + L" is not well formed; see orv xml check");
+}
+
+/// A document as the bytes of its encoding, and what came of making them.
+struct EncodedDocument {
+  explicit EncodedDocument(const CMarkup& doc) {
+    std::wstring result;
+    bytes = EncodeFile(doc.GetDoc(), doc.GetDocFlags(), &result);
+    facts = FactsOf(result, L"write");
+  }
+  std::string bytes;
+  FileFacts facts;
+};
+
+void AddCheckCommand(CLI::App* group) {
+  struct Options {
+    std::vector<std::string> files;
+    bool asJson = false;
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App* command = group->add_subcommand("check", "Find what keeps files from being XML");
+  AddInputFile(command, "FILE", &options->files, "XML files in any encoding")->required();
+  AddJsonFlag(command, &options->asJson);
+  command->footer(
+      "Shows each fault with line and column, and how the file was read.\n"
+      "Exits with 1 when there is any fault, with 3 when a file cannot be read.\n"
+      "Examples:\n  orv xml check settings.xml\n  orv xml check --json *.xml");
+  command->callback([options] {
+    JsonWriter json;
+    int exitCode = kDone;
+    json.BeginArray();
+    for (const std::string& file : options->files) {
+      const std::wstring path = ToWide(file);
+      std::wstring text;
+      std::wstring read;
+      if (!ReadText(path, &text, &read, nullptr)) {
+        PrintMessage(L"cannot read " + InputName(path));
+        exitCode = kUnreadable;
+        continue;
+      }
+      const FileFacts facts = FactsOf(read, L"read");
+      const LineIndex lines(text);
+      CMarkup doc;
+      const bool isGood = doc.SetDoc(std::move(text));
+      std::vector<XmlFault> faults = FaultsOf(doc.GetResult());
+      if (!isGood && faults.empty()) {
+        faults.push_back({0, L"the file is empty", L"one root element", L"<root/>"});
+      }
+      if (!isGood) exitCode = std::max<int>(exitCode, kFindings);
+      if (options->asJson) {
+        json.BeginObject();
+        json.Member("file", path);
+        json.Member("wellFormed", isGood);
+        json.Member("encoding", facts.encoding);
+        json.Member("bytes", std::stoi(facts.bytes));
+        json.Member("lossy", facts.isLossy);
+        json.Key("faults");
+        json.BeginArray();
+      } else {
+        Print(Format(L"%ls: %ls, %ls bytes%ls, %ls\n", path.c_str(), facts.encoding.c_str(),
+                     facts.bytes.c_str(), facts.isLossy ? L" (characters lost)" : L"",
+                     isGood ? L"well formed" : L"not well formed"));
+      }
+      for (const XmlFault& fault : faults) {
+        const TextPosition at = lines.Find(fault.offset);
+        if (options->asJson) {
+          json.BeginObject();
+          json.Member("line", at.line);
+          json.Member("column", at.column);
+          json.Member("text", fault.text);
+          json.Member("allowed", fault.allowed);
+          json.Member("write", fault.proposal);
+          json.EndObject();
+        } else {
+          Print(Format(L"%ls:%d:%d: %ls: %ls | allowed: %ls | write: %ls\n", path.c_str(), at.line,
+                       at.column, Painted(L"error", Paint::kRed).c_str(), fault.text.c_str(),
+                       fault.allowed.c_str(), fault.proposal.c_str()));
+        }
+      }
+      if (options->asJson) {
+        json.EndArray();
+        json.EndObject();
+      }
+    }
+    json.EndArray();
+    if (options->asJson) Print(json.Text());
+    if (exitCode != kDone) Finish(exitCode);
+  });
+}
+
+// --- Paths ---
+
+struct PathStep {
+  std::wstring name;
+  std::uint32_t number = 1;
+};
+
+/// A place in a document: the steps to an element, and the attribute when one is meant.
+struct XmlPath {
+  std::vector<PathStep> steps;
+  std::wstring attribute;
+};
+
+XmlPath ParsePath(const std::wstring& argument) {
+  const auto isBad = [&argument] {
+    Fail(kUsage, L"\"" + argument + L"\" is no path such as /list/item[2]/@name");
+  };
+  XmlPath path;
+  if (!argument.starts_with(L'/')) isBad();
+  for (std::size_t at = 1; at <= argument.size();) {
+    const std::size_t end = std::min(argument.find(L'/', at), argument.size());
+    std::wstring step = argument.substr(at, end - at);
+    at = end + 1;
+    if (step.empty() || !path.attribute.empty()) isBad();
+    if (step[0] == L'@') {
+      path.attribute = step.substr(1);
+      if (path.attribute.empty() || path.steps.empty()) isBad();
+      continue;
+    }
+    PathStep next;
+    const std::size_t bracket = step.find(L'[');
+    next.name = step.substr(0, bracket);
+    if (bracket != step.npos) {
+      const bool isClosed = step.ends_with(L']');
+      const std::wstring number = step.substr(bracket + 1, step.size() - bracket - 2);
+      if (!isClosed || !ParseNumber(number, &next.number) || next.number == 0) isBad();
+    }
+    if (next.name.empty()) isBad();
+    path.steps.push_back(std::move(next));
+  }
+  if (path.steps.empty()) isBad();
+  return path;
+}
+
+/// Whether a name can be that of an attribute.
+bool IsAttributeName(const std::wstring& name) {
+  CMarkup doc;
+  doc.AddElem(L"a");
+  return doc.SetAttrib(name, L"");
+}
+
+/// Makes the element of a path the main one; false when there is none.
+bool GoTo(const XmlPath& path, CMarkup* doc) {
+  doc->ResetPos();
+  for (std::size_t i = 0; i < path.steps.size(); ++i) {
+    if (i > 0 && !doc->IntoElem()) return false;
+    for (std::uint32_t n = 0; n < path.steps[i].number; ++n) {
+      if (!doc->FindElem(path.steps[i].name)) return false;
+    }
+  }
+  return true;
+}
+
+void RequirePlace(const XmlPath& path, const std::wstring& name, CMarkup* doc) {
+  if (!GoTo(path, doc)) Fail(kFindings, L"there is no " + name);
+}
+
+void AddGetCommand(CLI::App* group) {
+  struct Options {
+    std::string file;
+    std::string path;
+    bool asJson = false;
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App* command = group->add_subcommand("get", "Show the value of an element or attribute");
+  AddInputFile(command, "FILE", &options->file, "An XML file in any encoding")->required();
+  command->add_option("PATH", options->path, "Such as /list/item[2]/@name")->required();
+  AddJsonFlag(command, &options->asJson);
+  command->footer(
+      "An element that holds elements is shown as its markup. Exits with 1 when there is none.\n"
+      "Examples:\n  orv xml get settings.xml /settings/printer/name\n"
+      "  orv xml get settings.xml \"/settings/printer[2]/@id\"");
+  command->callback([options] {
+    CMarkup doc;
+    LoadDocument(ToWide(options->file), &doc);
+    const std::wstring name = ToWide(options->path);
+    const XmlPath path = ParsePath(name);
+    RequirePlace(path, name, &doc);
+    std::wstring value;
+    if (!path.attribute.empty()) {
+      if (doc.GetAttribOffset(path.attribute) < 0) Fail(kFindings, L"there is no " + name);
+      value = doc.GetAttrib(path.attribute);
+    } else {
+      value = doc.FindChildElem() ? doc.GetSubDoc() : doc.GetData();
+    }
+    if (options->asJson) {
+      JsonWriter json;
+      json.BeginObject();
+      json.Member("path", name);
+      json.Member("value", value);
+      json.EndObject();
+      Print(json.Text());
+    } else {
+      Print(value + L"\n");
+    }
+  });
+}
+
+void AddSetCommand(CLI::App* group) {
+  struct Options {
+    std::string file;
+    std::string path;
+    std::string value;
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App* command = group->add_subcommand("set", "Change the value of an element or attribute");
+  AddInputFile(command, "FILE", &options->file,
+               "An XML file, which is replaced and keeps its encoding")
+      ->required();
+  command->add_option("PATH", options->path, "Such as /list/item[2]/@name")->required();
+  command->add_option("VALUE", options->value, "The new text")->required();
+  command->footer(
+      "The element must be there, an attribute may be new. Whatever the element held is replaced.\n"
+      "With - for the file, standard input is changed and written to standard output.\n"
+      "Examples:\n  orv xml set settings.xml /settings/printer/name \"Packing line 2\"\n"
+      "  orv xml set settings.xml /settings/printer/@id 7");
+  command->callback([options] {
+    const std::wstring file = ToWide(options->file);
+    CMarkup doc;
+    LoadWellFormed(file, &doc);
+    const std::wstring name = ToWide(options->path);
+    const XmlPath path = ParsePath(name);
+    RequirePlace(path, name, &doc);
+    const std::wstring value = ToWide(options->value);
+    const bool isSet =
+        path.attribute.empty() ? doc.SetData(value) : doc.SetAttrib(path.attribute, value);
+    if (!isSet && !IsAttributeName(path.attribute)) {
+      Fail(kUsage, L"\"" + path.attribute + L"\" is no name of an attribute");
+    }
+    if (!isSet) {
+      Fail(kFindings, L"the quotes in the tag of " + name.substr(0, name.find(L"/@")) +
+                          L" can be read in two ways, so it is not changed");
+    }
+    EncodedDocument encoded(doc);
+    if (encoded.facts.isLossy) {
+      Fail(kFindings, encoded.facts.encoding + L" cannot express all characters");
+    }
+    SaveFile(file, std::move(encoded.bytes));
+  });
+}
+
+// --- Formatting ---
+
+/// Whether an element holds elements and nothing else that counts, so that its lines may be laid
+/// anew.
+bool HoldsOnlyElements(CMarkup* doc) {
+  if (doc->GetAttrib(L"xml:space") == L"preserve" || !doc->IntoElem()) return false;
+  const bool hasText = doc->FindNode(CMarkup::NODE_TEXT | CMarkup::NODE_CDATA_SECTION) != 0;
+  doc->ResetMainPos();
+  const bool hasElement = doc->FindElem();
+  doc->ResetMainPos();
+  doc->OutOfElem();
+  return hasElement && !hasText;
+}
+
+std::wstring FormatDocument(CMarkup* doc, std::size_t indent) {
+  std::wstring text;
+  std::size_t depth = 0;
+  const auto addLine = [&](std::wstring_view line) {
+    text.append(depth * indent, L' ');
+    text += line;
+    text += L'\n';
+  };
+  doc->ResetPos();
+  for (;;) {
+    const int type = doc->FindNode();
+    if (type == CMarkup::NODE_NONE) {
+      if (depth == 0) return text;
+      doc->OutOfElem();
+      --depth;
+      addLine(L"</" + doc->GetTagName() + L">");
+    } else if (type == CMarkup::NODE_ELEMENT && HoldsOnlyElements(doc)) {
+      const std::size_t start = doc->GetElemOffset();
+      addLine(std::wstring_view(doc->GetDoc()).substr(start, doc->GetContentOffset() - start));
+      doc->IntoElem();
+      doc->ResetMainPos();
+      ++depth;
+    } else if (type != CMarkup::NODE_WHITESPACE) {
+      addLine(doc->GetSubDoc());
+    }
+  }
+}
+
+void AddFormatCommand(CLI::App* group) {
+  struct Options {
+    std::string file;
+    std::uint32_t indent = 2;
+    bool inPlace = false;
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App* command = group->add_subcommand("format", "Lay out a file with a line an element");
+  AddInputFile(command, "FILE", &options->file, "A well-formed XML file")->required();
+  command->add_option("--indent", options->indent, "Blanks a level, 0 to 16")
+      ->check(InRange(0, 16))
+      ->capture_default_str();
+  command->add_flag("--in-place", options->inPlace, "Replace the file instead of printing it");
+  command->footer(
+      "Elements with text in them, and those that say xml:space=\"preserve\", stay as they are.\n"
+      "Examples:\n  orv xml format settings.xml\n  orv xml format --indent 4 --in-place "
+      "settings.xml");
+  command->callback([options] {
+    const std::wstring file = ToWide(options->file);
+    CMarkup doc;
+    LoadWellFormed(file, &doc);
+    std::wstring text = FormatDocument(&doc, options->indent);
+    if (!options->inPlace) return SaveFile(kStandardStream, WideToUtf8(text));
+    doc.SetDoc(std::move(text));
+    SaveFile(file, EncodedDocument(doc).bytes);
+  });
+}
+
+// --- Encodings ---
+
+/// Makes a document's declaration name an encoding, adding it where there is none.
+void DeclareEncoding(const std::wstring& encoding, CMarkup* doc) {
+  doc->ResetPos();
+  while (const int type = doc->FindNode()) {
+    if (type == CMarkup::NODE_PROCESSING_INSTRUCTION && doc->GetTagName() == L"xml") {
+      // The standalone declaration stays behind the encoding's, as it must be.
+      const std::wstring standalone = doc->GetAttrib(L"standalone");
+      const bool isBehind = doc->GetAttrib(L"encoding").empty() && doc->RemoveAttrib(L"standalone");
+      doc->SetAttrib(L"encoding", encoding);
+      if (isBehind) doc->SetAttrib(L"standalone", standalone);
+      return;
+    }
+    if (type == CMarkup::NODE_ELEMENT) break;
+  }
+  doc->SetDoc(L"<?xml version=\"1.0\" encoding=\"" + encoding + L"\"?>\n" + doc->GetDoc());
+}
+
+void AddConvertCommand(CLI::App* group) {
+  struct Options {
+    std::string file;
+    std::string encoding;
+    std::string output;
+    bool hasMark = false;
+    bool mayLose = false;
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App* command = group->add_subcommand("convert", "Put a file into another encoding");
+  AddInputFile(command, "FILE", &options->file, "An XML file in any encoding")->required();
+  command->add_option("--to", options->encoding, "The encoding, such as UTF-8 or windows-1252")
+      ->type_name("ENCODING")
+      ->required();
+  AddOutputFile(command, "-o,--output", &options->output, "The file to write")
+      ->default_str("FILE itself, which is replaced");
+  command->add_flag("--mark", options->hasMark, "Begin UTF-8 with a byte-order mark");
+  command->add_flag("--lossy", options->mayLose, "Write ? for what the encoding cannot express");
+  command->footer(
+      "The declaration names the new encoding. Nothing is written when characters would be lost,\n"
+      "unless --lossy. Without -o the file itself is replaced, as by orv xml set; with - for the\n"
+      "file, standard input is converted to standard output.\n"
+      "Examples:\n  orv xml convert settings.xml --to UTF-8\n"
+      "  orv xml convert settings.xml --to UTF-16 -o settings16.xml");
+  command->callback([options] {
+    const std::wstring encoding = ToWide(options->encoding);
+    if (CMarkup::GetEncodingCodePage(encoding) <= 0) {
+      Fail(kUsage, L"\"" + encoding + L"\" is no encoding");
+    }
+    const std::wstring file = ToWide(options->file);
+    const std::wstring output = options->output.empty() ? file : ToWide(options->output);
+    CMarkup doc;
+    LoadDocument(file, &doc);
+    constexpr int kForms =
+        CMarkup::DOC_UTF16LEFILE | CMarkup::DOC_UTF16BEFILE | CMarkup::DOC_UTF8MARK;
+    doc.SetDocFlags((doc.GetDocFlags() & ~kForms) | (options->hasMark ? CMarkup::DOC_UTF8MARK : 0));
+    DeclareEncoding(encoding, &doc);
+
+    auto [bytes, facts] = EncodedDocument(doc);
+    constexpr int kUtf8Page = 65001;
+    if (facts.encoding == L"UTF-8" && CMarkup::GetEncodingCodePage(encoding) != kUtf8Page) {
+      Fail(kFindings, L"this system cannot write " + encoding);
+    }
+    if (facts.isLossy && !options->mayLose) {
+      Fail(kFindings, encoding + L" cannot express all characters of " + InputName(file));
+    }
+    // A few encodings, such as UTF-7, hide even the declaration that names them.
+    int flags = doc.GetDocFlags();
+    if (!facts.isLossy && DecodeFile(bytes, nullptr, &flags) != doc.GetDoc()) {
+      Fail(kFindings, L"nobody could tell by its bytes that a file is in " + encoding);
+    }
+    SaveFile(output, std::move(bytes));
+  });
+}
+
+}  // namespace
+
+void AddXmlCommands(CLI::App* program) {
+  CLI::App* group = program->add_subcommand("xml", "Check, read and change XML files");
+  group->require_subcommand(1);
+  group->footer(
+      "Examples:\n  orv xml check settings.xml\n"
+      "  orv xml get settings.xml /settings/printer/name");
+  AddCheckCommand(group);
+  AddGetCommand(group);
+  AddSetCommand(group);
+  AddFormatCommand(group);
+  AddConvertCommand(group);
+}
+
+}  // namespace orv::tool
