@@ -63,6 +63,25 @@ Lines ReadLines(const fs::path& file) {
 
 bool StartsStep(std::string_view line) { return line.starts_with("$ ") || line.starts_with("> "); }
 
+/// Adds the scenarios of a file; a file without a heading gives one that fails.
+void ReadScenarios(const fs::path& file, std::vector<Scenario>* scenarios) {
+  Lines lines = ReadLines(file);
+  if (lines.empty()) lines.emplace_back();
+  std::size_t number = 0;
+  for (const std::string& line : lines) {
+    const bool isHeading = line.starts_with("# ");
+    if (++number == 1 || isHeading) {
+      scenarios->push_back({file, number, isHeading ? line.substr(2) : "Nothing", {}});
+    }
+    std::vector<Step>& steps = scenarios->back().steps;
+    if (StartsStep(line)) {
+      steps.push_back({number, line, {}});
+    } else if (!steps.empty()) {
+      steps.back().block.push_back(line);
+    }
+  }
+}
+
 std::vector<Scenario> ReadScenarios() {
   std::vector<fs::path> files;
   for (const auto& entry : fs::directory_iterator(ORV_COMMANDS)) {
@@ -70,23 +89,7 @@ std::vector<Scenario> ReadScenarios() {
   }
   std::sort(files.begin(), files.end());
   std::vector<Scenario> scenarios;
-  for (const fs::path& file : files) {
-    Lines lines = ReadLines(file);
-    if (lines.empty()) lines.emplace_back();  // a scenario that fails
-    std::size_t number = 0;
-    for (const std::string& line : lines) {
-      const bool isHeading = line.starts_with("# ");
-      if (++number == 1 || isHeading) {
-        scenarios.push_back({file, number, isHeading ? line.substr(2) : "Nothing", {}});
-      }
-      std::vector<Step>& steps = scenarios.back().steps;
-      if (StartsStep(line)) {
-        steps.push_back({number, line, {}});
-      } else if (!steps.empty()) {
-        steps.back().block.push_back(line);
-      }
-    }
-  }
+  for (const fs::path& file : files) ReadScenarios(file, &scenarios);
   for (Scenario& scenario : scenarios) {
     for (Step& step : scenario.steps) {
       while (!step.block.empty() && step.block.back().empty()) step.block.pop_back();
@@ -263,54 +266,75 @@ class Commands : public testing::TestWithParam<Scenario> {
   std::optional<TestPrinter> printer_;
 };
 
-/// What a command says and how it ends, as a scenario has it.
-Lines Commands::Perform(Lines words) {
+/// Runs orv; its output, messages and exit code as a scenario shows them.
+Lines RunOrv(Lines words) {
   std::map<std::string, std::string> streams;  // the files in place of standard ones
-  while (words.size() > 2 && (words.end()[-2] == "<" || words.end()[-2] == ">")) {
+  while (words.size() > 1 && (words.end()[-2] == "<" || words.end()[-2] == ">")) {
     streams[words.end()[-2]] = words.back();
     words.resize(words.size() - 2);
   }
+  ProgramResult result =
+      RunProgram(kProgram, words, streams.contains("<") ? ReadBytes(streams["<"]) : "");
+  if (streams.contains(">")) WriteBytes(streams[">"], std::exchange(result.output, {}));
+  std::erase(result.output, '\r');
+  std::erase(result.messages, '\r');
+  Lines said = ToLines(result.output + result.messages);
+  if (result.exitCode != 0) said.push_back('[' + std::to_string(result.exitCode) + ']');
+  return said;
+}
+
+Lines ReplaceText(const Lines& words) {
+  std::string bytes = ReadBytes(words[0]);
+  const std::string text = Unescape(words[1]);
+  const std::size_t at = bytes.find(text);
+  if (at == bytes.npos) return {"[1]"};
+  WriteBytes(words[0], bytes.replace(at, text.size(), Unescape(words[2])));
+  return {};
+}
+
+Lines ListFiles(const Lines&) {
+  Lines names;
+  for (const auto& entry : fs::directory_iterator(".")) {
+    if (entry.is_regular_file()) names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+Lines CopyFile(const Lines& words) {
+  WriteBytes(words[1], ReadBytes(words[0]));
+  return {};
+}
+
+/// A command of scenarios besides orv.
+struct ScenarioCommand {
+  std::string_view name;
+  std::size_t arguments;
+  Lines (*run)(const Lines& words);
+};
+constexpr ScenarioCommand kScenarioCommands[] = {
+    {"cat", 1, [](const Lines& words) { return ToLines(ReadBytes(words[0])); }},
+    {"cp", 2, CopyFile},
+    {"cmp", 2,
+     [](const Lines& words) {
+       return ReadBytes(words[0]) == ReadBytes(words[1]) ? Lines() : Lines{"[1]"};
+     }},
+    {"replace", 3, ReplaceText},
+    {"ls", 0, ListFiles},
+};
+
+Lines Commands::Perform(Lines words) {
   const std::string name = words.at(0);
   words.erase(words.begin());
-  if (name == "orv") {
-    ProgramResult result =
-        RunProgram(kProgram, words, streams.contains("<") ? ReadBytes(streams["<"]) : "");
-    if (streams.contains(">")) WriteBytes(streams[">"], std::exchange(result.output, {}));
-    std::erase(result.output, '\r');
-    std::erase(result.messages, '\r');
-    Lines said = ToLines(result.output + result.messages);
-    if (result.exitCode != 0) said.push_back('[' + std::to_string(result.exitCode) + ']');
-    return said;
-  }
-  if (name == "cat" && words.size() == 1) return ToLines(ReadBytes(words[0]));
-  if (name == "cp" && words.size() == 2) {
-    WriteBytes(words[1], ReadBytes(words[0]));
-    return {};
-  }
-  if (name == "cmp" && words.size() == 2) {
-    return ReadBytes(words[0]) == ReadBytes(words[1]) ? Lines() : Lines{"[1]"};
-  }
+  if (name == "orv") return RunOrv(std::move(words));
   if (name == "printer" && words.size() == 1) {
     printer_.emplace(Utf8ToWide(words[0]), kTestDriver);
     fs::create_directory("models");
     fs::copy_file(kModel, fs::path("models") / ToPath(kTestConfigName));
     return {};
   }
-  if (name == "replace" && words.size() == 3) {
-    std::string bytes = ReadBytes(words[0]);
-    const std::string text = Unescape(words[1]);
-    const std::size_t at = bytes.find(text);
-    if (at == bytes.npos) return {"[1]"};
-    WriteBytes(words[0], bytes.replace(at, text.size(), Unescape(words[2])));
-    return {};
-  }
-  if (name == "ls" && words.empty()) {
-    Lines names;
-    for (const auto& entry : fs::directory_iterator(".")) {
-      if (entry.is_regular_file()) names.push_back(entry.path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
+  for (const ScenarioCommand& command : kScenarioCommands) {
+    if (command.name == name && command.arguments == words.size()) return command.run(words);
   }
   ADD_FAILURE() << "no such command, or not with these arguments: " << name;
   return {};

@@ -8,7 +8,6 @@
 #include "base/utf8.h"
 #include "orv/version.h"
 #include "tests/program_runs.h"
-#include "tools/orv/common/exit_code.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/output.h"

@@ -4,8 +4,7 @@
 
 #include "orv/version.h"
 #include "platform/console.h"
-#include "tools/orv/common/mistakes.h"
-#include "tools/orv/common/option_help.h"
+#include "tools/orv/common/command_line.h"
 #include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
 

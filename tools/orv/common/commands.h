@@ -2,7 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "tools/orv/common/exit_code.h"
+#include "tools/orv/common/output.h"
 
 /// The command families of the orv program. Each function adds its group with all its commands to
 /// the program; a command runs from its callback and ends with an `ExitCode` by throwing

@@ -9,7 +9,6 @@
 #include "base/utf8.h"
 #include "platform/console.h"
 #include "platform/files.h"
-#include "tools/orv/common/exit_code.h"
 #include "tools/orv/common/output.h"
 
 namespace orv::tool {
@@ -43,13 +42,12 @@ struct PrivateFolder {
 
 }  // namespace
 
-bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset,
-              std::size_t most) {
+bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset, std::size_t max) {
   bytes->clear();
   if (IsStandardStream(path)) {
     const std::string* const input = StandardInput();
     if (input == nullptr) return false;
-    *bytes = input->substr(std::min<std::uint64_t>(offset, input->size()), most);
+    *bytes = input->substr(std::min<std::uint64_t>(offset, input->size()), max);
     return true;
   }
   std::error_code error;
@@ -58,10 +56,10 @@ bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset
   if (!file || !file.seekg(static_cast<std::streamoff>(offset))) return false;
   char buffer[1 << 16];
   do {
-    const std::size_t wanted = std::min(sizeof buffer, most - bytes->size());
+    const std::size_t wanted = std::min(sizeof buffer, max - bytes->size());
     file.read(buffer, static_cast<std::streamsize>(wanted));
     bytes->append(buffer, static_cast<std::size_t>(file.gcount()));
-  } while (file && bytes->size() < most);
+  } while (file && bytes->size() < max);
   return !file.bad();
 }
 
@@ -151,6 +149,12 @@ bool ParseNumber(std::wstring_view text, std::uint32_t* number) {
   const char* const last = digits.data() + digits.size();
   const std::from_chars_result result = std::from_chars(first, last, *number, isHex ? 16 : 10);
   return result.ec == std::errc() && result.ptr == last;
+}
+
+std::wstring_view Trim(std::wstring_view text, std::wstring_view blanks) {
+  const std::size_t first = text.find_first_not_of(blanks);
+  if (first == text.npos) return {};
+  return text.substr(first, text.find_last_not_of(blanks) + 1 - first);
 }
 
 int HexDigit(wchar_t digit) {

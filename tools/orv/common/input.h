@@ -18,7 +18,7 @@ inline constexpr wchar_t kStandardStream[] = L"-";
 /// be read, as those of a folder, a pipe or a device. The file is open only as long as that takes.
 /// Standard input is read once and can be read again.
 bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset = 0,
-              std::size_t most = std::string::npos);
+              std::size_t max = std::string::npos);
 
 /// A file that is written anew: it holds the old content until `Commit`, and then, or when it
 /// fails, all of the new or of the old. Standard output and what is no file get the content at the
@@ -79,6 +79,9 @@ std::wstring DecodeText(std::string_view bytes);
 /// The number that a text wholly is, decimal or with 0x in front; false when it is none or above
 /// 32 bits.
 bool ParseNumber(std::wstring_view text, std::uint32_t* number);
+
+/// A text without these characters at its start and end.
+std::wstring_view Trim(std::wstring_view text, std::wstring_view blanks = L" \t");
 
 /// The value of a hexadecimal digit; -1 for any other character.
 int HexDigit(wchar_t digit);

@@ -37,13 +37,13 @@ std::optional<double> ParseMillimetres(std::string_view text) {
   return {};
 }
 
-CLI::Validator ToMillimetres(std::int64_t most) {
+CLI::Validator ToMillimetres(std::int64_t max) {
   return CLI::Validator(
-      [most](std::string& text) {
+      [max](std::string& text) {
         const std::optional<double> length = ParseMillimetres(text);
         if (!length) return "not a length such as 50, 50mm or 2in: " + text;
-        if (*length < 0 || *length * 1000 > static_cast<double>(most)) {
-          return text + " is not in the range 0 to " + WideToUtf8(LengthText(most));
+        if (*length < 0 || *length * 1000 > static_cast<double>(max)) {
+          return text + " is not in the range 0 to " + WideToUtf8(LengthText(max));
         }
         char digits[32];
         text.assign(digits, std::to_chars(digits, digits + sizeof digits, *length).ptr);

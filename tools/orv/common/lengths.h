@@ -18,7 +18,7 @@ std::optional<double> ParseMillimetres(std::string_view text);
 
 /// For the options of commands: makes plain millimetres of a length from 0 to this number of
 /// thousandths of a millimetre.
-CLI::Validator ToMillimetres(std::int64_t most);
+CLI::Validator ToMillimetres(std::int64_t max);
 
 /// Gives a command `--inch`: people read lengths in inches then, and speeds in inches a second.
 /// JSON keeps its units.

@@ -1,10 +1,11 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
-/// Options and arguments that many commands have, in the same words everywhere.
+/// Options and arguments shared by many commands, and checks of their values.
 
 namespace orv::tool {
 
@@ -16,27 +17,26 @@ CLI::Option* AddInputFile(CLI::App* command, const char* name, Path* path,
 }
 
 /// A file that a command writes.
-inline CLI::Option* AddOutputFile(CLI::App* command, const char* name, std::string* path,
-                                  const std::string& meaning) {
-  return command->add_option(name, *path, meaning + "; - is standard output")->type_name("FILE");
-}
+CLI::Option* AddOutputFile(CLI::App* command, const char* name, std::string* path,
+                           const std::string& meaning);
 
-/// The printer that a command is about, by its name.
-inline CLI::Option* AddPrinter(CLI::App* command, std::string* name) {
-  return command->add_option("PRINTER", *name, "The printer's name")->required();
-}
+/// The name of the printer that a command works on.
+CLI::Option* AddPrinter(CLI::App* command, std::string* name);
 
-/// Where the library is to look for configuration files; empty for its own folder.
-inline CLI::Option* AddConfigFolder(CLI::App* command, std::string* folder) {
-  return command
-      ->add_option("--config-dir", *folder, "The folder of the printers' configuration files")
-      ->type_name("FOLDER")
-      ->default_str("the program's own");
-}
+/// The folder of the configuration files; empty for the program's own.
+CLI::Option* AddConfigFolder(CLI::App* command, std::string* folder);
 
-inline CLI::Option* AddJsonFlag(CLI::App* command, bool* asJson,
-                                const std::string& meaning = "Print JSON") {
-  return command->add_flag("--json", *asJson, meaning);
-}
+CLI::Option* AddJsonFlag(CLI::App* command, bool* asJson,
+                         const std::string& meaning = "Print JSON");
+
+/// Accepts whole numbers in a range. Anything that is not a number is left to the parser to refuse.
+CLI::Validator InRange(int min, int max);
+
+/// Limits an option to these words, compared case-insensitively; the value becomes the word as
+/// written here. Help texts call the value `name`, and shell completion offers the words.
+CLI::Option* AllowWords(CLI::Option* option, std::vector<std::string> words, const char* name);
+
+/// The words that `AllowWords` gave an option; empty for every other option.
+const std::vector<std::string>& AllowedWords(const CLI::Option* option);
 
 }  // namespace orv::tool

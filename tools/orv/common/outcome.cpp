@@ -3,7 +3,6 @@
 #include <utility>
 #include <vector>
 
-#include "tools/orv/common/exit_code.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"

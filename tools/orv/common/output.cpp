@@ -46,6 +46,16 @@ OutputStream resultStream = OutputStream::kResults;
 
 }  // namespace
 
+std::string HexOf(std::string_view bytes) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string hex;
+  for (const char byte : bytes) {
+    const auto code = static_cast<unsigned char>(byte);
+    hex += {kDigits[code >> 4], kDigits[code & 0xF]};
+  }
+  return hex;
+}
+
 std::string Printable(std::wstring_view text) {
   std::string printable;
   for (const char byte : WideToUtf8(text)) {
@@ -62,8 +72,7 @@ std::string Printable(std::wstring_view text) {
         break;
       default:
         if (code < 0x20 || code == 0x7F) {
-          constexpr char kDigits[] = "0123456789abcdef";
-          printable += {'\\', 'x', kDigits[code >> 4], kDigits[code & 0xF]};
+          printable += "\\x" + HexOf({&byte, 1});
         } else {
           printable += byte;
         }
@@ -161,14 +170,12 @@ std::string Table::TakeText() {
 }
 
 std::string JsonString(std::wstring_view text) {
-  constexpr char kDigits[] = "0123456789abcdef";
   std::string json = "\"";
   for (const char byte : WideToUtf8(text)) {
-    const auto code = static_cast<unsigned char>(byte);
     if (byte == '"' || byte == '\\') {
       json += {'\\', byte};
-    } else if (code < 0x20) {
-      json += {'\\', 'u', '0', '0', kDigits[code >> 4], kDigits[code & 0xF]};
+    } else if (static_cast<unsigned char>(byte) < 0x20) {
+      json += "\\u00" + HexOf({&byte, 1});
     } else {
       json += byte;
     }

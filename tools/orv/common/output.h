@@ -10,6 +10,14 @@
 
 namespace orv::tool {
 
+/// The program's exit codes.
+enum ExitCode {
+  kDone = 0,
+  kFindings = 1,    ///< the command ran and found something wrong
+  kUsage = 2,       ///< the command line is wrong
+  kUnreadable = 3,  ///< something could not be read or written
+};
+
 /// Writes UTF-8 text to standard output: to a Windows console as its own wide text, to everything
 /// else as these bytes, without translating line ends.
 void Print(std::string_view text);
@@ -22,6 +30,9 @@ bool PrintContent(std::string_view bytes);
 /// Text as UTF-8 with control characters, which would move the cursor or end the line, as escapes
 /// such as "\t".
 std::string Printable(std::wstring_view text);
+
+/// Two hexadecimal digits for each byte.
+std::string HexOf(std::string_view bytes);
 
 /// Text in lines of at most `width` characters, each with this in front; a longer word has a line
 /// of its own.

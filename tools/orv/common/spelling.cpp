@@ -6,13 +6,10 @@
 #include <vector>
 
 #include "config/values.h"
+#include "xml/names.h"
 
 namespace orv::tool {
 namespace {
-
-wchar_t Fold(wchar_t unit) {
-  return unit >= L'a' && unit <= L'z' ? static_cast<wchar_t>(unit - L'a' + L'A') : unit;
-}
 
 /// How many letters must be added, left out, replaced or swapped to make one word of the other;
 /// anything not below `bound` when there are that many.
@@ -22,7 +19,9 @@ std::size_t Distance(std::wstring_view a, std::wstring_view b, std::size_t bound
   std::vector<std::size_t> last(b.size() + 1);
   std::vector<std::size_t> row(b.size() + 1);
   for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
-  const auto same = [&](std::size_t i, std::size_t j) { return Fold(a[i]) == Fold(b[j]); };
+  const auto same = [&](std::size_t i, std::size_t j) {
+    return ToUpperAscii(a[i]) == ToUpperAscii(b[j]);
+  };
   std::size_t least = 0;  // of the last row; no later one is below it and the one before
   std::size_t leastBefore = 0;
   for (std::size_t i = 1; i <= a.size() && std::min(least, leastBefore) < bound; ++i) {
@@ -54,8 +53,8 @@ std::wstring_view Nearest(std::wstring_view word, std::span<const std::wstring_v
       nearest = candidate;
     }
   }
-  constexpr std::size_t kLeastBeginning = 3;
-  if (!nearest.empty() || word.size() < kLeastBeginning) return nearest;
+  constexpr std::size_t kMinPrefix = 3;
+  if (!nearest.empty() || word.size() < kMinPrefix) return nearest;
   const auto begun = std::ranges::find_if(candidates, [&](std::wstring_view candidate) {
     return EqualsIgnoreCase(candidate.substr(0, word.size()), word);
   });

@@ -1,7 +1,6 @@
 #include "tools/orv/config/check.h"
 
 #include "orv/config/config_parser.h"
-#include "tools/orv/config/check_allowances.h"
 #include "tools/orv/config/checker.h"
 #include "tools/orv/xml/faults.h"
 
@@ -34,7 +33,7 @@ std::vector<Finding> Checker::Run() {
   if (isWellFormed_ && !error.empty() && !findings_.HasErrors()) {
     Report(L"not-loaded", 0, error, L"a file that loads", L"what the message asks for");
   }
-  return WithoutAllowed(xml_.GetDoc(), &findings_);
+  return WithoutAllowed(xml_.GetDoc(), findings_.Take());
 }
 
 void Checker::CheckEncoding() {

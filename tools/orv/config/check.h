@@ -1,12 +1,13 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tools/orv/config/check_rules.h"
 
-/// Finds what is wrong in a configuration file: all of it in one go, also what the loader passes
-/// over in silence.
+/// `orv config check`: reports everything wrong in a configuration file, including what the loader
+/// ignores silently, and explains its rules.
 
 namespace orv::tool {
 
@@ -15,16 +16,43 @@ inline constexpr wchar_t kOneOfThem[] = L"one of them";
 
 struct Finding {
   const CheckRule* rule;
-  int offset;             ///< of the place in the text
+  int offset;             ///< in the text
   std::wstring text;      ///< what is wrong
-  std::wstring allowed;   ///< what may stand there
-  std::wstring proposal;  ///< what to write there instead; `kNothing` for what is to be left out
+  std::wstring allowed;   ///< what is allowed there
+  std::wstring proposal;  ///< what to write instead; `kNothing` to remove it
 };
 
-/// Checks a configuration's text. `fileName` is the name that the file has, without its folder;
-/// empty when it has none. What keeps the text from being XML comes first, causes before what comes
-/// of them, then the other findings in the order of their places; those that the file itself allows
-/// are left out.
+/// Checks a configuration's text. `fileName` is the file's name without its folder; empty when it
+/// has none. XML errors come first, causes before consequences, then the other findings in the
+/// order of the text. Findings that the file itself allows are left out.
 std::vector<Finding> CheckConfig(const std::wstring& text, const std::wstring& fileName);
+
+// --- Allowing rules ---
+//
+// A comment `<!-- orv-check: allow RULE, RULE -->` removes these findings from its own lines and
+// the next line; before the root element, from the whole file.
+
+/// Removes the findings that the text allows, and adds one for each comment that allows an unknown
+/// rule, an error or a finding that does not exist.
+std::vector<Finding> WithoutAllowed(const std::wstring& text, std::vector<Finding> findings);
+
+/// Why a rule cannot be allowed; empty when it can.
+std::wstring AllowanceFault(std::wstring_view name);
+
+/// The rule name nearest to a word; empty when none is near.
+std::wstring_view NearestRule(std::wstring_view name);
+
+// --- Explaining rules ---
+
+/// One rule in full.
+std::string RuleAsText(const CheckRule& rule);
+/// All rules, one per line.
+std::string RulesAsText();
+/// One rule, or all for null, as an array of objects.
+std::string RulesAsJson(const CheckRule* only);
+/// All rules in full as a Markdown document.
+std::string RulesAsMarkdown();
+
+const wchar_t* NameOf(Severity severity);
 
 }  // namespace orv::tool

@@ -1,4 +1,6 @@
-#include "tools/orv/config/check_allowances.h"
+#include <algorithm>
+
+#include "tools/orv/config/check_properties.h"
 
 #include "tools/orv/common/spelling.h"
 #include "xml/line_index.h"
@@ -72,12 +74,11 @@ std::wstring AllowanceFault(std::wstring_view name) {
   return {};
 }
 
-std::vector<Finding> WithoutAllowed(const std::wstring& text, Findings* findings) {
+std::vector<Finding> WithoutAllowed(const std::wstring& text, std::vector<Finding> findings) {
   std::vector<Allowance> allowances = FindAllowances(text);
-  if (allowances.empty()) return findings->Take();
+  if (allowances.empty()) return findings;
   const LineIndex lines(text);
-  std::vector<Finding> all = findings->Take();
-  std::erase_if(all, [&](const Finding& finding) {
+  std::erase_if(findings, [&](const Finding& finding) {
     if (finding.rule->severity == Severity::kError) return false;
     const int line = lines.Find(finding.offset).line;
     bool isAllowed = false;
@@ -93,7 +94,7 @@ std::vector<Finding> WithoutAllowed(const std::wstring& text, Findings* findings
   });
 
   Findings result;
-  for (Finding& finding : all) result.Add(std::move(finding));
+  for (Finding& finding : findings) result.Add(std::move(finding));
   for (const Allowance& allowance : allowances) {
     const std::wstring fault = AllowanceFault(allowance.name);
     if (!fault.empty()) {

@@ -10,8 +10,6 @@
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/config/check.h"
-#include "tools/orv/config/check_allowances.h"
-#include "tools/orv/config/check_explain.h"
 #include "tools/orv/config/text.h"
 #include "xml/line_index.h"
 

@@ -67,44 +67,60 @@ void Checker::CheckChildren(std::span<const ElementRule> rules, const std::wstri
 
 void Checker::FindRead(std::span<const ElementRule> rules, const std::wstring& parent, int offset,
                        int last, std::vector<Child>* children) {
-  const wchar_t* lastName = L"property";
+  std::wstring place = L"behind <property>";
   for (std::size_t i = 0; i < rules.size(); ++i) {
-    const std::wstring tag = std::wstring(L"<") + rules[i].name + L">";
-    const bool isRequired = rules[i].need == Need::kRequired;
-    const Child* first = nullptr;
-    const Child* early = nullptr;
-    int from = last;
-    for (Child& child : *children) {
-      if (child.rule != i) continue;
-      if (child.offset < from) {
-        early = early != nullptr ? early : &child;
-      } else if (first == nullptr || rules[i].need == Need::kMany) {
-        child.isRead = true;
-        first = first != nullptr ? first : &child;
-        last = child.offset;
-      }
-    }
-    const std::wstring behind = std::wstring(L"behind <") + lastName + L">";
-    for (const Child& child : *children) {
-      if (child.rule != i || child.isRead) continue;
-      if (first != nullptr && rules[i].need != Need::kMany) {
-        Report(L"duplicate-element", child.offset, L"this " + tag + L" is not read", L"one " + tag,
-               kNothing);
-      } else if (!isRequired) {
-        Report(L"element-not-read", child.offset, tag + L" is not found here", behind,
-               tag + L" " + behind);
-      }
-    }
-    if (first != nullptr) {
-      lastName = rules[i].name;
-    } else if (isRequired && early != nullptr) {
-      Report(L"element-order", early->offset, tag + L" is not found here", behind,
-             tag + L" " + behind);
-    } else if (isRequired) {
-      Report(L"missing-element", offset, L"<" + parent + L"> has no " + tag + L" element",
-             L"one " + tag, tag + L" ... </" + rules[i].name + L">");
+    const ElementRule& rule = rules[i];
+    const FoundChildren found = MarkRead(i, rule.need, &last, children);
+    ReportUnread(rule, i, found.first != nullptr, place, *children);
+    if (found.first != nullptr) {
+      place = L"behind <" + std::wstring(rule.name) + L">";
+    } else if (rule.need == Need::kRequired) {
+      ReportAbsent(rule, found.early, place, parent, offset);
     }
   }
+}
+
+Checker::FoundChildren Checker::MarkRead(std::size_t number, Need need, int* last,
+                                         std::vector<Child>* children) {
+  FoundChildren found;
+  const int from = *last;
+  for (Child& child : *children) {
+    if (child.rule != number) continue;
+    if (child.offset < from) {
+      if (found.early == nullptr) found.early = &child;
+    } else if (found.first == nullptr || need == Need::kMany) {
+      child.isRead = true;
+      if (found.first == nullptr) found.first = &child;
+      *last = child.offset;
+    }
+  }
+  return found;
+}
+
+void Checker::ReportUnread(const ElementRule& rule, std::size_t number, bool hasFirst,
+                           const std::wstring& place, const std::vector<Child>& children) {
+  const std::wstring tag = std::wstring(L"<") + rule.name + L">";
+  for (const Child& child : children) {
+    if (child.rule != number || child.isRead) continue;
+    if (hasFirst && rule.need != Need::kMany) {
+      Report(L"duplicate-element", child.offset, L"this " + tag + L" is not read", L"one " + tag,
+             kNothing);
+    } else if (rule.need != Need::kRequired) {
+      Report(L"element-not-read", child.offset, tag + L" is not found here", place,
+             tag + L" " + place);
+    }
+  }
+}
+
+void Checker::ReportAbsent(const ElementRule& rule, const Child* early, const std::wstring& place,
+                           const std::wstring& parent, int offset) {
+  const std::wstring tag = std::wstring(L"<") + rule.name + L">";
+  if (early != nullptr) {
+    return Report(L"element-order", early->offset, tag + L" is not found here", place,
+                  tag + L" " + place);
+  }
+  Report(L"missing-element", offset, L"<" + parent + L"> has no " + tag + L" element",
+         L"one " + tag, tag + L" ... </" + rule.name + L">");
 }
 
 void Checker::CheckStrayText(const std::wstring& parent) {
@@ -136,7 +152,7 @@ void Checker::CheckElement(const ElementRule& rule) {
     if (rule.properties.data() != kDarknessRules.data()) {
       CheckGroups(rule.properties, found, &findings_);
     }
-    CheckMeaning(rule.properties.data(), found, offset);
+    CheckSection(rule.properties.data(), found, offset);
   }
   CheckChildren(rule.children, name, offset, !rule.properties.empty());
   xml_.OutOfElem();

@@ -1,4 +1,4 @@
-#include "tools/orv/config/check_explain.h"
+#include "tools/orv/config/check.h"
 
 #include "base/utf8.h"
 #include "tools/orv/common/output.h"

@@ -1,16 +1,21 @@
 #include "tools/orv/config/check_properties.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <list>
 #include <optional>
 #include <set>
+#include <utility>
 
 #include "base/utf8.h"
 #include "orv/config/config_parser.h"
+#include "tools/orv/common/input.h"
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/spelling.h"
 #include "tools/orv/config/keys.h"
+#include "xml/names.h"
 
 namespace orv::tool {
 namespace {
@@ -23,9 +28,7 @@ constexpr std::wstring_view kWhiteSpace = L" \t\r\n\v\f";
 std::wstring Quoted(std::wstring_view text) { return L"\"" + std::wstring(text) + L"\""; }
 
 std::wstring WithoutWhiteSpace(std::wstring_view text) {
-  const std::size_t first = text.find_first_not_of(kWhiteSpace);
-  if (first == text.npos) return {};
-  return std::wstring(text.substr(first, text.find_last_not_of(kWhiteSpace) + 1 - first));
+  return std::wstring(Trim(text, kWhiteSpace));
 }
 
 /// How much of a text is the number that the loader reads from it.
@@ -48,21 +51,23 @@ NumberForm FormOfNumber(std::wstring_view text) {
   return NumberForm::kWhole;
 }
 
-/// Whether a text of 19 characters is a moment that exists.
-bool IsMoment(std::wstring_view text) {
-  constexpr std::wstring_view kForm = L"0000-00-00T00:00:00";
-  for (std::size_t i = 0; i < kForm.size(); ++i) {
-    if (kForm[i] == L'0' && (text[i] < L'0' || text[i] > L'9')) return false;
+/// Whether a text of 19 characters is a date and a time of day that exist.
+bool IsValidDateTime(std::wstring_view text) {
+  const auto isNumber = [text](std::size_t at, std::size_t size) {
+    return std::ranges::all_of(text.substr(at, size), IsDigit);
+  };
+  const auto field = [text](std::size_t at, std::size_t size = 2) {
+    return ToInt(text.substr(at, size));
+  };
+  constexpr std::pair<std::size_t, std::size_t> kFields[] = {{0, 4},  {5, 2},  {8, 2},
+                                                             {11, 2}, {14, 2}, {17, 2}};
+  for (const auto& [at, size] : kFields) {
+    if (!isNumber(at, size)) return false;
   }
-  const auto field = [&](std::size_t at, std::size_t size) { return ToInt(text.substr(at, size)); };
-  const std::int32_t year = field(0, 4);
-  const std::int32_t month = field(5, 2);
-  constexpr std::int32_t kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  if (month < 1 || month > 12) return false;
-  const bool isLeapDay =
-      month == 2 && field(8, 2) == 29 && year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-  const bool isDay = field(8, 2) >= 1 && field(8, 2) <= kDays[month - 1];
-  return (isDay || isLeapDay) && field(11, 2) < 24 && field(14, 2) < 60 && field(17, 2) < 60;
+  const std::chrono::year_month_day date(std::chrono::year(field(0, 4)),
+                                         std::chrono::month(static_cast<unsigned>(field(5))),
+                                         std::chrono::day(static_cast<unsigned>(field(8))));
+  return date.ok() && field(11) < 24 && field(14) < 60 && field(17) < 60;
 }
 
 /// A number as it stands in the file, and as people read it: "75000 (75 mm/s)".
@@ -84,7 +89,7 @@ bool IsScaled(const ConfigKey& key) {
 }
 
 /// The least of them above 0 that is likely.
-constexpr std::int32_t kLeastScaled = 1000;
+constexpr std::int32_t kMinScaled = 1000;
 
 /// The number that a length with its unit stands for, as far as the key takes lengths.
 std::optional<std::int64_t> IntendedNumber(const ConfigKey& key, const FoundProperty& property) {
@@ -100,10 +105,10 @@ std::optional<std::int64_t> IntendedNumber(const ConfigKey& key, const FoundProp
 /// What to write for a number that a key does not take as it is: without its sign where only that
 /// is wrong, else what the key counts. Obeys the other rules too.
 std::wstring Proposal(const ConfigKey& key, std::int64_t number) {
-  const auto [least, most] = key.bounds;
-  const std::int64_t meant = number < least ? -number : number;
-  const bool isUnscaled = least > 0 && IsScaled(key) && meant < kLeastScaled;
-  if (meant >= least && meant <= most && !isUnscaled) return std::to_wstring(meant);
+  const auto [min, max] = key.bounds;
+  const std::int64_t meant = number < min ? -number : number;
+  const bool isUnscaled = min > 0 && IsScaled(key) && meant < kMinScaled;
+  if (meant >= min && meant <= max && !isUnscaled) return std::to_wstring(meant);
   return key.unit == Unit::kNone ? key.sample : UnitText(key.unit);
 }
 
@@ -114,7 +119,7 @@ void CheckInteger(const FoundProperty& property, Findings* findings) {
   static constexpr ConfigKey kUnknown = {{}, Unit::kNone, {INT32_MIN, INT32_MAX}, nullptr, nullptr};
   const ConfigKey* const known = FindConfigKey(property.name);
   const ConfigKey& key = known != nullptr ? *known : kUnknown;
-  const auto [least, most] = key.bounds;
+  const auto [min, max] = key.bounds;
   switch (FormOfNumber(property.value)) {
     case NumberForm::kWhole:
       break;
@@ -125,24 +130,23 @@ void CheckInteger(const FoundProperty& property, Findings* findings) {
       return;
     case NumberForm::kNone:
       findings->Report(L"not-a-number", property.valueOffset, what + L"0", L"a whole number",
-                       least > 0 ? Proposal(key, 0) : L"0, or the number that is meant");
+                       min > 0 ? Proposal(key, 0) : L"0, or the number that is meant");
       return;
     case NumberForm::kTooLarge:
       findings->Report(L"number-too-large", property.valueOffset,
                        what + number + L", the nearest number of 32 bits",
-                       std::to_wstring(least) + L" to " + std::to_wstring(most),
-                       Proposal(key, value));
+                       std::to_wstring(min) + L" to " + std::to_wstring(max), Proposal(key, value));
       return;
   }
-  if (value < least) {
+  if (value < min) {
     findings->Report(L"not-positive", property.valueOffset,
                      Quoted(property.name) + L" is " + number,
-                     least > 0 ? L"a number above 0" : L"0 or more", Proposal(key, value));
-  } else if (value > most) {
+                     min > 0 ? L"a number above 0" : L"0 or more", Proposal(key, value));
+  } else if (value > max) {
     findings->Report(L"resolution-scale", property.valueOffset,
                      Quoted(property.name) + L" is " + NumberWithUnit(property.name, value),
-                     L"at most " + std::to_wstring(most), Proposal(key, value));
-  } else if (value < kLeastScaled && least > 0 && IsScaled(key)) {
+                     L"at most " + std::to_wstring(max), Proposal(key, value));
+  } else if (value < kMinScaled && min > 0 && IsScaled(key)) {
     findings->Report(L"unit-scale", property.valueOffset,
                      Quoted(property.name) + L" is " + NumberAndUnit(property.name, value),
                      std::wstring(UnitText(key.unit)) + L", 1000 at least", number + L"000");
@@ -157,6 +161,47 @@ const wchar_t* IntendedTruth(const std::wstring& value) {
     return EqualsIgnoreCase(word, text);
   });
   return isTrue ? L"true" : L"false";
+}
+
+void CheckBoolean(const FoundProperty& property, Findings* findings) {
+  if (ToBool(property.value) || EqualsIgnoreCase(property.value, L"false")) return;
+  findings->Report(L"not-a-boolean", property.valueOffset,
+                   Quoted(property.name) + L" is read as false", L"true or false",
+                   IntendedTruth(property.value));
+}
+
+void CheckUpperCaseBoolean(const FoundProperty& property, Findings* findings) {
+  if (ToUpperCaseBool(property.value) || EqualsIgnoreCase(property.value, L"false")) return;
+  const bool isTrue = IntendedTruth(property.value) == std::wstring_view(L"true");
+  findings->Report(L"true-in-capitals", property.valueOffset,
+                   Quoted(property.name) + L" is read as false", L"TRUE in capitals, or FALSE",
+                   isTrue ? L"TRUE" : L"FALSE");
+}
+
+void CheckDateTime(const FoundProperty& property, Findings* findings) {
+  constexpr std::size_t kDateSize = 10;
+  constexpr std::size_t kSize = 19;
+  const std::wstring& value = property.value;
+  if (value.size() != kSize) {
+    findings->Report(L"not-a-time", property.valueOffset,
+                     Quoted(property.name) + L" is read as no time",
+                     L"19 characters such as 2026-03-02T08:00:00",
+                     value.size() == kDateSize ? value + L"T00:00:00" : kMeantTime);
+  } else if (!IsValidDateTime(value)) {
+    findings->Report(L"not-a-time", property.valueOffset,
+                     Quoted(property.name) + L" is a time that is none",
+                     L"a time that exists, such as 2026-03-02T08:00:00", kMeantTime);
+  }
+}
+
+void CheckGuidance(const FoundProperty& property, Findings* findings) {
+  std::vector<std::wstring_view> names;
+  for (const auto& known : kGuidanceNames) {
+    if (EqualsIgnoreCase(known.name, property.value)) return;
+    names.push_back(known.name);
+  }
+  findings->Report(L"unknown-value", property.valueOffset, Quoted(property.name) + L" is ignored",
+                   Join(names), NearestOr(property.value, names, kOneOfThem));
 }
 
 void CheckText(const FoundProperty& property, Findings* findings) {
@@ -303,51 +348,22 @@ std::wstring Join(std::span<const std::wstring_view> names) {
 }
 
 void CheckValue(const PropertyRule& rule, const FoundProperty& property, Findings* findings) {
-  const std::wstring what = Quoted(property.name);
-  const std::wstring& value = property.value;
   switch (rule.kind) {
     case ValueKind::kInteger:
     case ValueKind::kRequiredInteger:
-      CheckInteger(property, findings);
-      break;
+      return CheckInteger(property, findings);
     case ValueKind::kBoolean:
-      if (!ToBool(value) && !EqualsIgnoreCase(value, L"false")) {
-        findings->Report(L"not-a-boolean", property.valueOffset, what + L" is read as false",
-                         L"true or false", IntendedTruth(value));
-      }
-      break;
+      return CheckBoolean(property, findings);
     case ValueKind::kUpperCaseBoolean:
-      if (!ToUpperCaseBool(value) && !EqualsIgnoreCase(value, L"false")) {
-        const bool isTrue = IntendedTruth(value) == std::wstring_view(L"true");
-        findings->Report(L"true-in-capitals", property.valueOffset, what + L" is read as false",
-                         L"TRUE in capitals, or FALSE", isTrue ? L"TRUE" : L"FALSE");
-      }
-      break;
+      return CheckUpperCaseBoolean(property, findings);
     case ValueKind::kDateTime:
-      if (value.size() != 19) {
-        findings->Report(L"not-a-time", property.valueOffset, what + L" is read as no time",
-                         L"19 characters such as 2026-03-02T08:00:00",
-                         value.size() == 10 ? value + L"T00:00:00" : kMeantTime);
-      } else if (!IsMoment(value)) {
-        findings->Report(L"not-a-time", property.valueOffset, what + L" is a time that is none",
-                         L"a time that exists, such as 2026-03-02T08:00:00", kMeantTime);
-      }
-      break;
-    case ValueKind::kGuidance: {
-      std::vector<std::wstring_view> names;
-      for (const auto& known : kGuidanceNames) names.push_back(known.name);
-      if (std::none_of(names.begin(), names.end(),
-                       [&](std::wstring_view name) { return EqualsIgnoreCase(name, value); })) {
-        findings->Report(L"unknown-value", property.valueOffset, what + L" is ignored", Join(names),
-                         NearestOr(value, names, kOneOfThem));
-      }
-      break;
-    }
+      return CheckDateTime(property, findings);
+    case ValueKind::kGuidance:
+      return CheckGuidance(property, findings);
     case ValueKind::kText:
-      CheckText(property, findings);
-      break;
+      return CheckText(property, findings);
     case ValueKind::kIgnored:
-      break;
+      return;
   }
 }
 
@@ -449,7 +465,7 @@ void CheckDarkness(const FoundProperties& properties, Findings* findings) {
       static_cast<int>(byDefault.value), values);
   if (error.empty()) return;
 
-  constexpr std::int64_t kMost = 1000;
+  constexpr std::int64_t kMaxLevels = 1000;
   const std::int64_t width = high.value - low.value;
   const auto report = [&](const Limit& place, const std::wstring& text, std::wstring allowed,
                           std::wstring proposal) {
@@ -463,8 +479,8 @@ void CheckDarkness(const FoundProperties& properties, Findings* findings) {
                high.Name());
   } else if (step.value <= 0) {
     report(step, step.Name() + L" is " + std::to_wstring(step.value), L"a number above 0", L"1");
-  } else if (width / step.value >= kMost) {
-    const std::wstring least = std::to_wstring((width + kMost - 2) / (kMost - 1));
+  } else if (width / step.value >= kMaxLevels) {
+    const std::wstring least = std::to_wstring((width + kMaxLevels - 2) / (kMaxLevels - 1));
     report(step, L"there are more than 1000 levels", L"a step of " + least + L" at least", least);
   } else if (width % step.value != 0) {
     const StepFault fault = FaultOf(low, high, step);

@@ -9,37 +9,72 @@
 
 namespace orv::tool {
 
-void Checker::CheckMeaning(const PropertyRule* section, const FoundProperties& found, int offset) {
-  if (section == kFileInfoRules.data()) CheckFileInfo(found, offset);
-  if (section == kModelRules.data()) CheckModel(found, &findings_);
-  if (section == kLabelRules.data()) {
-    CheckLabel(found, &findings_);
-    label_ = found;
+void Checker::CheckSection(const PropertyRule* section, const FoundProperties& found, int offset) {
+  struct SectionCheck {
+    const PropertyRule* section;
+    void (Checker::*check)(const FoundProperties& found, int offset);
+  };
+  static constexpr SectionCheck kChecks[] = {
+      {kFileInfoRules.data(), &Checker::CheckFileInfo},
+      {kModelRules.data(), &Checker::CheckModelSection},
+      {kLabelRules.data(), &Checker::CheckLabelSection},
+      {kGeneralSettingsRules.data(), &Checker::CheckGeneralSettingsSection},
+      {kDarknessRules.data(), &Checker::CheckDarknessSection},
+      {kPrintSpeedDefaultRules, &Checker::KeepSpeedDefault},
+      {kPrintSpeedRules, &Checker::CheckPrintSpeeds},
+      {kConveyorSpeedRules, &Checker::CheckConveyorSpeeds},
+      {kPrintModesRules, &Checker::KeepEntryDefault},
+      {kSensorTypesRules, &Checker::KeepEntryDefault},
+      {kPrintModeRules.data(), &Checker::AddEntries},
+      {kSensorTypeRules.data(), &Checker::AddEntries},
+  };
+  for (const auto& [known, check] : kChecks) {
+    if (known == section) (this->*check)(found, offset);
   }
-  if (section == kGeneralSettingsRules.data()) CheckGeneralSettings(found, label_, &findings_);
-  if (section == kDarknessRules.data()) CheckDarkness(found, &findings_);
-  if (section == kPrintSpeedDefaultRules) speedDefault_ = found;
-  if (section == kPrintSpeedRules) {
-    if (Find(found, L"printSpeed") == nullptr) {
-      Report(L"no-print-speed", offset, L"the printer has no print speed", L"one speed or more",
-             L"<property name=\"printSpeed\">...</property>");
-    }
-    CheckSpeeds(found, L"printSpeed", Find(speedDefault_, L"printSpeedDefault"), &findings_);
+}
+
+void Checker::CheckModelSection(const FoundProperties& found, int) {
+  CheckModel(found, &findings_);
+}
+
+void Checker::CheckLabelSection(const FoundProperties& found, int) {
+  CheckLabel(found, &findings_);
+  label_ = found;
+}
+
+void Checker::CheckGeneralSettingsSection(const FoundProperties& found, int) {
+  CheckGeneralSettings(found, label_, &findings_);
+}
+
+void Checker::CheckDarknessSection(const FoundProperties& found, int) {
+  CheckDarkness(found, &findings_);
+}
+
+void Checker::KeepSpeedDefault(const FoundProperties& found, int) { speedDefault_ = found; }
+
+void Checker::CheckPrintSpeeds(const FoundProperties& found, int offset) {
+  if (Find(found, L"printSpeed") == nullptr) {
+    Report(L"no-print-speed", offset, L"the printer has no print speed", L"one speed or more",
+           L"<property name=\"printSpeed\">...</property>");
   }
-  if (section == kConveyorSpeedRules) {
-    if (Find(found, L"conveyorSpeed") == nullptr) {
-      Report(L"empty-list", offset, L"the option has no conveyor speed", L"one speed or more",
-             L"<property name=\"conveyorSpeed\">...</property>");
-    }
-    CheckSpeeds(found, L"conveyorSpeed", Find(option_, L"conveyorSpeedDefault"), &findings_);
+  CheckSpeeds(found, L"printSpeed", Find(speedDefault_, L"printSpeedDefault"), &findings_);
+}
+
+void Checker::CheckConveyorSpeeds(const FoundProperties& found, int offset) {
+  if (Find(found, L"conveyorSpeed") == nullptr) {
+    Report(L"empty-list", offset, L"the option has no conveyor speed", L"one speed or more",
+           L"<property name=\"conveyorSpeed\">...</property>");
   }
-  if (section == kPrintModesRules || section == kSensorTypesRules) {
-    entryDefault_ = found;
-    entries_.clear();
-  }
-  if (section == kPrintModeRules.data() || section == kSensorTypeRules.data()) {
-    entries_.insert(entries_.end(), found.begin(), found.end());
-  }
+  CheckSpeeds(found, L"conveyorSpeed", Find(option_, L"conveyorSpeedDefault"), &findings_);
+}
+
+void Checker::KeepEntryDefault(const FoundProperties& found, int) {
+  entryDefault_ = found;
+  entries_.clear();
+}
+
+void Checker::AddEntries(const FoundProperties& found, int) {
+  entries_.insert(entries_.end(), found.begin(), found.end());
 }
 
 void Checker::CheckFileInfo(const FoundProperties& found, int offset) {

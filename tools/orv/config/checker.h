@@ -55,10 +55,26 @@ class Checker {
   /// of their own, may stand there as well.
   void CheckChildren(std::span<const ElementRule> rules, const std::wstring& parent, int offset,
                      bool hasProperties = false);
-  /// Finds out, as the loader does, which children are read, and reports the others. `last` is the
-  /// offset from which on elements are searched.
+  /// The children of one rule as the loader finds them; null for none.
+  struct FoundChildren {
+    const Child* first = nullptr;  ///< that is read
+    const Child* early = nullptr;  ///< before the elements that it must follow
+  };
+
+  /// Marks the children that the loader reads, searching in the order of the rules, and reports the
+  /// others. `last` is the offset from which elements are searched.
   void FindRead(std::span<const ElementRule> rules, const std::wstring& parent, int offset,
                 int last, std::vector<Child>* children);
+  /// Marks the children of the rule with this number; moves `last` to the last one that is read.
+  static FoundChildren MarkRead(std::size_t number, Need need, int* last,
+                                std::vector<Child>* children);
+  /// Reports the children of a rule that are not read. `place` says where the loader looks for
+  /// them.
+  void ReportUnread(const ElementRule& rule, std::size_t number, bool hasFirst,
+                    const std::wstring& place, const std::vector<Child>& children);
+  /// Reports that a required child was not found.
+  void ReportAbsent(const ElementRule& rule, const Child* early, const std::wstring& place,
+                    const std::wstring& parent, int offset);
   /// Reports text among the elements that the document is inside of.
   void CheckStrayText(const std::wstring& parent);
   /// Checks the element at the main position.
@@ -71,10 +87,18 @@ class Checker {
   void ReportMissing(std::span<const PropertyRule> rules, const FoundProperties& found, int offset);
 
   // What single sections must say: check_sections.cpp.
-  /// What certain sections must say beyond the form of each property. `section` tells which one it
-  /// is by its rules.
-  void CheckMeaning(const PropertyRule* section, const FoundProperties& found, int offset);
+  /// Checks a section beyond the form of each property; `section` identifies it by its rules.
+  void CheckSection(const PropertyRule* section, const FoundProperties& found, int offset);
   void CheckFileInfo(const FoundProperties& found, int offset);
+  void CheckModelSection(const FoundProperties& found, int offset);
+  void CheckLabelSection(const FoundProperties& found, int offset);
+  void CheckGeneralSettingsSection(const FoundProperties& found, int offset);
+  void CheckDarknessSection(const FoundProperties& found, int offset);
+  void KeepSpeedDefault(const FoundProperties& found, int offset);
+  void CheckPrintSpeeds(const FoundProperties& found, int offset);
+  void CheckConveyorSpeeds(const FoundProperties& found, int offset);
+  void KeepEntryDefault(const FoundProperties& found, int offset);
+  void AddEntries(const FoundProperties& found, int offset);
   /// Reports a version that keeps a device from being read.
   void CheckForDevice(const FoundProperty& version);
   /// Checks a section's entries against each other and against its default.

@@ -18,8 +18,8 @@ enum class Unit {
 
 /// The numbers of a key that make sense.
 struct NumberBounds {
-  std::int32_t least;
-  std::int32_t most;
+  std::int32_t min;
+  std::int32_t max;
 };
 
 struct ConfigKey {

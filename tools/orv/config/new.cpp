@@ -14,6 +14,7 @@
 #include "tools/orv/common/spelling.h"
 #include "tools/orv/config/keys.h"
 #include "tools/orv/config/rules.h"
+#include "xml/names.h"
 
 /// `orv config new`: a file to begin with, made by the tables that the checker goes by.
 
@@ -127,7 +128,7 @@ class Skeleton {
   template <typename Kind>
   void WriteFamily(FamilyMember<Kind> family) {
     std::wstring type = family.name;
-    type.front() = static_cast<wchar_t>(type.front() - L'a' + L'A');
+    type.front() = ToUpperAscii(type.front());
     const auto property = [&](std::wstring_view key) {
       const ConfigKey* const known = FindConfigKey(key);
       const std::wstring value = key == L"optionFamilyId"     ? std::to_wstring(family.id)

@@ -11,7 +11,7 @@
 
 namespace orv::tool {
 
-/// What the text of a property may be, in the order of the kinds of fields of `Property`.
+/// What the text of a property may be.
 enum class ValueKind {
   kInteger,
   kBoolean,
@@ -28,11 +28,26 @@ struct PropertyRule {
   ValueKind kind;
 };
 
+/// The kind of value for each kind of field in the loader's tables.
+template <typename Record>
+struct FieldKind {
+  constexpr ValueKind operator()(std::int32_t Record::*) const { return ValueKind::kInteger; }
+  constexpr ValueKind operator()(bool Record::*) const { return ValueKind::kBoolean; }
+  constexpr ValueKind operator()(CString Record::*) const { return ValueKind::kText; }
+  constexpr ValueKind operator()(OptionalInt<Record>) const { return ValueKind::kRequiredInteger; }
+  constexpr ValueKind operator()(UpperCaseBool<Record>) const {
+    return ValueKind::kUpperCaseBoolean;
+  }
+  constexpr ValueKind operator()(DateTime<Record>) const { return ValueKind::kDateTime; }
+  constexpr ValueKind operator()(Guidance<Record>) const { return ValueKind::kGuidance; }
+  constexpr ValueKind operator()(Ignored) const { return ValueKind::kIgnored; }
+};
+
 template <typename Record, std::size_t kCount>
 constexpr std::array<PropertyRule, kCount> RulesOf(const Property<Record> (&table)[kCount]) {
   std::array<PropertyRule, kCount> rules{};
   for (std::size_t i = 0; i < kCount; ++i) {
-    rules[i] = {table[i].key, static_cast<ValueKind>(table[i].field.index())};
+    rules[i] = {table[i].key, std::visit(FieldKind<Record>{}, table[i].field)};
   }
   return rules;
 }

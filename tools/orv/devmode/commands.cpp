@@ -12,7 +12,6 @@
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/library_use.h"
-#include "tools/orv/common/option_values.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/devmode/record_merge.h"

@@ -93,12 +93,7 @@ bool ReadFieldNumber(std::wstring_view text, const RecordField& field, std::uint
   return field.width == sizeof(std::uint32_t) || number <= 0xFFFF;
 }
 
-std::wstring_view Trim(std::wstring_view text) {
-  constexpr std::wstring_view kBlank = L" \t\r";
-  const std::size_t first = text.find_first_not_of(kBlank);
-  if (first == text.npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlank) - first + 1);
-}
+constexpr std::wstring_view kBlanks = L" \t\r";
 
 /// The end of a message about a name that no field has.
 std::wstring NearestField(const std::wstring& name) {
@@ -229,7 +224,8 @@ tagOEMDEV RecordFromText(const std::wstring& text, const std::wstring& path) {
   int lineNumber = 0;
   for (std::size_t start = 0; start < text.size();) {
     const std::size_t end = std::min(text.find(L'\n', start), text.size());
-    const std::wstring_view line = Trim(std::wstring_view(text).substr(start, end - start));
+    const std::wstring_view line =
+        Trim(std::wstring_view(text).substr(start, end - start), kBlanks);
     start = end + 1;
     ++lineNumber;
     if (line.empty() || line[0] == L'#') continue;
@@ -238,11 +234,11 @@ tagOEMDEV RecordFromText(const std::wstring& text, const std::wstring& path) {
     };
     const std::size_t sign = line.find(L'=');
     if (sign == line.npos) fail(L"expected \"Name = value\"");
-    const std::wstring name(Trim(line.substr(0, sign)));
+    const std::wstring name(Trim(line.substr(0, sign), kBlanks));
     const RecordField* const field = FindField(name);
     if (field == nullptr) fail(L"there is no field \"" + name + L"\"" + NearestField(name));
     if (!named.insert(field).second) fail(L"the field " + name + L" has a value already");
-    if (!SetFieldText(&record, *field, Trim(line.substr(sign + 1)))) {
+    if (!SetFieldText(&record, *field, Trim(line.substr(sign + 1), kBlanks))) {
       fail(L"the value does not fit the field " + name);
     }
   }

@@ -1,12 +1,12 @@
 #include <algorithm>
-#include <cctype>
 #include <span>
+#include <utility>
 
 #include "base/utf8.h"
 #include "orv/platform/spooler.h"
+#include "tools/orv/common/command_line.h"
 #include "tools/orv/common/commands.h"
-#include "tools/orv/common/mistakes.h"
-#include "tools/orv/common/option_help.h"
+#include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
 
 /// What the shells ask when somebody wants a word completed. They hand over the command line's
@@ -23,9 +23,9 @@ struct Candidate {
 };
 using Candidates = std::vector<Candidate>;
 
-CLI::Option* FindPositional(CLI::App* command, std::size_t index) {
-  CLI::Option* last = nullptr;
-  for (CLI::Option* option : command->get_options()) {
+const CLI::Option* FindPositional(const CLI::App* command, std::size_t index) {
+  const CLI::Option* last = nullptr;
+  for (const CLI::Option* option : command->get_options()) {
     if (!option->get_positional()) continue;
     last = option;
     if (index-- == 0) return option;
@@ -43,32 +43,15 @@ Candidates Printers() {
   return candidates;
 }
 
-/// What an option or argument takes: printers, or the words of its description that its own check
-/// lets pass, which are those that it lists. Numbers there are only bounds.
-Candidates ValuesOf(CLI::Option* option) {
+/// The values of an option or argument: printers, or the words that it is limited to.
+Candidates ValuesOf(const CLI::Option* option) {
   if (option->check_name("PRINTER") || option->check_lname("printer")) return Printers();
-  if (ValueName(option) == "N") return {};  // any number
-  const CLI::Validator* check = nullptr;
-  try {
-    check = option->get_validator(0);
-  } catch (const CLI::OptionNotFound&) {
-    return {};
-  }
   Candidates candidates;
-  std::string word;
-  for (const char letter : option->get_description() + ' ') {
-    if (std::isalnum(static_cast<unsigned char>(letter)) != 0 || letter == '-' || letter == '_') {
-      word += letter;
-      continue;
-    }
-    const bool isName = !word.empty() && std::isalpha(static_cast<unsigned char>(word[0])) != 0;
-    if (isName && (*check)(word).empty()) candidates.push_back({word, ""});
-    word.clear();
-  }
+  for (const std::string& word : AllowedWords(option)) candidates.push_back({word, ""});
   return candidates;
 }
 
-Candidates OptionsOf(CLI::App* command) {
+Candidates OptionsOf(const CLI::App* command) {
   Candidates candidates;
   for (const CLI::Option* option : command->get_options()) {
     if (option->get_lnames().empty()) continue;
@@ -77,7 +60,7 @@ Candidates OptionsOf(CLI::App* command) {
   return candidates;
 }
 
-Candidates CommandsOf(CLI::App* group) {
+Candidates CommandsOf(const CLI::App* group) {
   Candidates candidates;
   for (const CLI::App* command : group->get_subcommands(nullptr)) {
     if (command->get_group().empty()) continue;  // hidden
@@ -86,35 +69,36 @@ Candidates CommandsOf(CLI::App* group) {
   return candidates;
 }
 
-/// What may stand in the place of the last word.
-Candidates Complete(CLI::App* command, std::span<const std::string> words) {
-  if (words.size() > 1 && words.front() == "help") {
-    for (const std::string& word : words.subspan(1, words.size() - 2)) {
-      command = FindCommand(command, word);
-      if (command == nullptr) return {};
-    }
-    return CommandsOf(command);
+/// Candidates for the last word after `orv help`: the commands below the words before it.
+Candidates CompleteHelp(CLI::App* program, std::span<const std::string> words) {
+  CLI::App* group = program;
+  for (const std::string& word : words.first(words.size() - 1)) {
+    group = FindCommand(group, word);
+    if (group == nullptr) return {};
   }
-  CLI::Option* waiting = nullptr;  // for its value
+  return CommandsOf(group);
+}
+
+/// Candidates for the last word.
+Candidates Complete(CLI::App* program, std::span<const std::string> words) {
+  if (words.size() > 1 && words.front() == "help") return CompleteHelp(program, words.subspan(1));
+  CLI::App* command = program;
+  const CLI::Option* waiting = nullptr;  // for its value
   std::size_t positionals = 0;
-  for (const std::string& word : words) {
-    const bool isLast = &word == &words.back();
-    if (waiting != nullptr) {
-      if (isLast) return ValuesOf(waiting);
-      waiting = nullptr;
-    } else if (word.starts_with('-')) {
-      if (isLast) return OptionsOf(command);
-      CLI::Option* const option = command->get_option_no_throw(word);
+  for (const std::string& word : words.first(words.size() - 1)) {
+    if (std::exchange(waiting, nullptr) != nullptr) continue;
+    if (word.starts_with('-')) {
+      const CLI::Option* const option = command->get_option_no_throw(word);
       if (option != nullptr && option->get_items_expected_max() > 0) waiting = option;
-    } else if (isLast) {
-      break;
     } else if (CLI::App* const next = FindCommand(command, word)) {
       command = next;
     } else {
       ++positionals;
     }
   }
-  CLI::Option* const positional = FindPositional(command, positionals);
+  if (waiting != nullptr) return ValuesOf(waiting);
+  if (words.back().starts_with('-')) return OptionsOf(command);
+  const CLI::Option* const positional = FindPositional(command, positionals);
   if (positional != nullptr) return ValuesOf(positional);
   return positionals == 0 ? CommandsOf(command) : Candidates();
 }

@@ -1,7 +1,7 @@
 #include <memory>
 
+#include "tools/orv/common/command_line.h"
 #include "tools/orv/common/commands.h"
-#include "tools/orv/common/mistakes.h"
 #include "tools/orv/common/output.h"
 
 /// `orv help`, for those who do not ask with `--help`.

@@ -2,8 +2,8 @@
 #include <sstream>
 
 #include "orv/version.h"
+#include "tools/orv/common/command_line.h"
 #include "tools/orv/common/commands.h"
-#include "tools/orv/common/option_help.h"
 #include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
 

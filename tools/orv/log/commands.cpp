@@ -5,11 +5,9 @@
 #include "platform/letter_case.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
-#include "tools/orv/common/option_values.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
-#include "tools/orv/log/day.h"
-#include "tools/orv/log/entry.h"
+#include "tools/orv/log/file.h"
 
 namespace orv::tool {
 namespace {
@@ -115,11 +113,9 @@ void AddShowCommand(CLI::App* group) {
       ->type_name("DATE")
       ->default_str("today")
       ->excludes(file);
-  command
-      ->add_option("--level", options->levels,
-                   "Only entries of these levels: error, warning, info, trace")
-      ->transform(OneOf({"error", "warning", "info", "trace"}, "LEVEL"))
-      ->delimiter(',');
+  CLI::Option* level = command->add_option(
+      "--level", options->levels, "Only entries of these levels: error, warning, info, trace");
+  AllowWords(level, {"error", "warning", "info", "trace"}, "LEVEL")->delimiter(',');
   command->add_option("--source", options->sources, "Only entries of these sources")
       ->type_name("SOURCE")
       ->delimiter(',');

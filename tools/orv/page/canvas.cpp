@@ -1,17 +1,126 @@
 #include "tools/orv/page/canvas.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <iterator>
 
+#include "base/utf8.h"
 #include "orv/imaging/bitmap_helper.h"
-#include "tools/orv/common/exit_code.h"
+#include "orv/text/format.h"
 #include "tools/orv/common/output.h"
-#include "tools/orv/page/small_font.h"
+#include "xml/names.h"
 
 namespace orv::tool {
+namespace {
+
+// --- Font ---
+
+struct Glyph {
+  char character;
+  std::uint8_t rows[kGlyphHeight];
+};
+
+// clang-format off
+constexpr Glyph kGlyphs[] = {
+    {'0', {0b01110, 0b10001, 0b10011, 0b10101, 0b11001, 0b10001, 0b01110}},
+    {'1', {0b00100, 0b01100, 0b00100, 0b00100, 0b00100, 0b00100, 0b01110}},
+    {'2', {0b01110, 0b10001, 0b00001, 0b00110, 0b01000, 0b10000, 0b11111}},
+    {'3', {0b11110, 0b00001, 0b00001, 0b01110, 0b00001, 0b00001, 0b11110}},
+    {'4', {0b00010, 0b00110, 0b01010, 0b10010, 0b11111, 0b00010, 0b00010}},
+    {'5', {0b11111, 0b10000, 0b11110, 0b00001, 0b00001, 0b10001, 0b01110}},
+    {'6', {0b00110, 0b01000, 0b10000, 0b11110, 0b10001, 0b10001, 0b01110}},
+    {'7', {0b11111, 0b00001, 0b00010, 0b00100, 0b00100, 0b01000, 0b01000}},
+    {'8', {0b01110, 0b10001, 0b10001, 0b01110, 0b10001, 0b10001, 0b01110}},
+    {'9', {0b01110, 0b10001, 0b10001, 0b01111, 0b00001, 0b00010, 0b01100}},
+    {'A', {0b01110, 0b10001, 0b10001, 0b11111, 0b10001, 0b10001, 0b10001}},
+    {'B', {0b11110, 0b10001, 0b10001, 0b11110, 0b10001, 0b10001, 0b11110}},
+    {'C', {0b01110, 0b10001, 0b10000, 0b10000, 0b10000, 0b10001, 0b01110}},
+    {'D', {0b11100, 0b10010, 0b10001, 0b10001, 0b10001, 0b10010, 0b11100}},
+    {'E', {0b11111, 0b10000, 0b10000, 0b11110, 0b10000, 0b10000, 0b11111}},
+    {'F', {0b11111, 0b10000, 0b10000, 0b11110, 0b10000, 0b10000, 0b10000}},
+    {'G', {0b01110, 0b10001, 0b10000, 0b10111, 0b10001, 0b10001, 0b01111}},
+    {'H', {0b10001, 0b10001, 0b10001, 0b11111, 0b10001, 0b10001, 0b10001}},
+    {'I', {0b01110, 0b00100, 0b00100, 0b00100, 0b00100, 0b00100, 0b01110}},
+    {'J', {0b00111, 0b00010, 0b00010, 0b00010, 0b00010, 0b10010, 0b01100}},
+    {'K', {0b10001, 0b10010, 0b10100, 0b11000, 0b10100, 0b10010, 0b10001}},
+    {'L', {0b10000, 0b10000, 0b10000, 0b10000, 0b10000, 0b10000, 0b11111}},
+    {'M', {0b10001, 0b11011, 0b10101, 0b10101, 0b10001, 0b10001, 0b10001}},
+    {'N', {0b10001, 0b11001, 0b10101, 0b10101, 0b10011, 0b10001, 0b10001}},
+    {'O', {0b01110, 0b10001, 0b10001, 0b10001, 0b10001, 0b10001, 0b01110}},
+    {'P', {0b11110, 0b10001, 0b10001, 0b11110, 0b10000, 0b10000, 0b10000}},
+    {'Q', {0b01110, 0b10001, 0b10001, 0b10001, 0b10101, 0b10010, 0b01101}},
+    {'R', {0b11110, 0b10001, 0b10001, 0b11110, 0b10100, 0b10010, 0b10001}},
+    {'S', {0b01111, 0b10000, 0b10000, 0b01110, 0b00001, 0b00001, 0b11110}},
+    {'T', {0b11111, 0b00100, 0b00100, 0b00100, 0b00100, 0b00100, 0b00100}},
+    {'U', {0b10001, 0b10001, 0b10001, 0b10001, 0b10001, 0b10001, 0b01110}},
+    {'V', {0b10001, 0b10001, 0b10001, 0b10001, 0b10001, 0b01010, 0b00100}},
+    {'W', {0b10001, 0b10001, 0b10001, 0b10101, 0b10101, 0b11011, 0b10001}},
+    {'X', {0b10001, 0b10001, 0b01010, 0b00100, 0b01010, 0b10001, 0b10001}},
+    {'Y', {0b10001, 0b10001, 0b01010, 0b00100, 0b00100, 0b00100, 0b00100}},
+    {'Z', {0b11111, 0b00001, 0b00010, 0b00100, 0b01000, 0b10000, 0b11111}},
+    {'-', {0b00000, 0b00000, 0b00000, 0b01110, 0b00000, 0b00000, 0b00000}},
+    {'.', {0b00000, 0b00000, 0b00000, 0b00000, 0b00000, 0b01100, 0b01100}},
+    {',', {0b00000, 0b00000, 0b00000, 0b00000, 0b01100, 0b00100, 0b01000}},
+    {'%', {0b11001, 0b11001, 0b00010, 0b00100, 0b01000, 0b10011, 0b10011}},
+    {'/', {0b00001, 0b00001, 0b00010, 0b00100, 0b01000, 0b10000, 0b10000}},
+    {':', {0b00000, 0b01100, 0b01100, 0b00000, 0b01100, 0b01100, 0b00000}},
+};
+// clang-format on
+
+constexpr std::uint8_t kBlank[kGlyphHeight] = {};
+
+/// The rows of a character from the top, the leftmost dot in bit 4. Lower-case letters are shown as
+/// capitals, unknown characters as blanks.
+const std::uint8_t (&GlyphOf(char character))[kGlyphHeight] {
+  const auto capital = static_cast<char>(ToUpperAscii(static_cast<unsigned char>(character)));
+  for (const Glyph& glyph : kGlyphs) {
+    if (glyph.character == capital) return glyph.rows;
+  }
+  return kBlank;
+}
+
+// --- Rulers ---
+
+constexpr int kRulerTextSize = 2;
+constexpr int kMinTickGap = 4;
+constexpr int kMinTextGap = 56;
+
+/// Distances of marks that people read easily, in tenths of a millimetre.
+constexpr int kDistances[] = {1, 5, 10, 50, 100, 500, 1000, 5000, 10000};
+
+/// The shortest distance whose marks are this far apart in the picture.
+int DistanceFor(double pixelsPerTenth, int gap) {
+  for (const int tenths : kDistances) {
+    if (tenths * pixelsPerTenth >= gap) return tenths;
+  }
+  return kDistances[std::size(kDistances) - 1];
+}
+
+/// Calls `mark(pixel, length, text)` for each mark along one edge.
+template <typename Mark>
+void ForEachMark(int first, int count, double dpi, int zoom, Mark mark) {
+  const double pixelsPerTenth = dpi * zoom / (10 * kMillimetresPerInch);
+  const int tick = DistanceFor(pixelsPerTenth, kMinTickGap);
+  const int text = DistanceFor(pixelsPerTenth, kMinTextGap);
+  const auto start = static_cast<int>(std::ceil(first * zoom / pixelsPerTenth / tick));
+  for (int i = start;; ++i) {
+    const int tenths = i * tick;
+    const auto at = static_cast<int>(std::lround(tenths * pixelsPerTenth)) - first * zoom;
+    if (at > count * zoom) return;
+    const bool hasText = tenths % text == 0;
+    const bool isMiddle = tenths % (tick * 5) == 0 || (text % 2 == 0 && tenths % (text / 2) == 0);
+    const std::wstring number = tenths % 10 == 0 ? std::to_wstring(tenths / 10)
+                                                 : Format(L"%d.%d", tenths / 10, tenths % 10);
+    mark(at, hasText ? 12 : isMiddle ? 8 : 4, hasText ? WideToUtf8(number) : std::string());
+  }
+}
+
+}  // namespace
 
 Canvas::Canvas(std::int64_t width, std::int64_t height, const Shade& shade) {
-  constexpr std::int64_t kMostPixels = 200'000'000;
-  if (width * height > kMostPixels) {
+  constexpr std::int64_t kMaxPixels = 200'000'000;
+  if (width * height > kMaxPixels) {
     Fail(kUsage, L"the picture would be too large: give a smaller --crop or --zoom");
   }
   page_.reset(BitmapHelper::CreateBitmap(static_cast<INT>(width), static_cast<INT>(height),
@@ -63,6 +172,22 @@ void Canvas::Save(const std::wstring& path) {
 
 int TextWidth(std::string_view text, int size) {
   return (static_cast<int>(text.size()) * kGlyphAdvance - 1) * size;
+}
+
+void DrawRulers(Canvas* canvas, const PageArea& area, double dpi, int zoom) {
+  canvas->Fill(0, 0, canvas->width(), kRulerHeight, kMargin);
+  canvas->Fill(0, 0, kRulerWidth, canvas->height(), kMargin);
+  canvas->Text(8, 8, "MM", kRulerTextSize, kLine);
+  ForEachMark(area.x, area.width, dpi, zoom, [&](int at, int length, const std::string& text) {
+    canvas->Fill(kRulerWidth + at, kRulerHeight - length, 1, length, kText);
+    canvas->Text(kRulerWidth + at - TextWidth(text, kRulerTextSize) / 2, 10, text, kRulerTextSize,
+                 kText);
+  });
+  ForEachMark(area.y, area.height, dpi, zoom, [&](int at, int length, const std::string& text) {
+    canvas->Fill(kRulerWidth - length, kRulerHeight + at, length, 1, kText);
+    canvas->Text(kRulerWidth - 16 - TextWidth(text, kRulerTextSize), kRulerHeight + at - 7, text,
+                 kRulerTextSize, kText);
+  });
 }
 
 }  // namespace orv::tool

@@ -7,7 +7,7 @@
 #include "tools/orv/page/file.h"
 #include "tools/orv/page/options.h"
 
-/// A picture for people that is put together of parts of pages, lines and text.
+/// A picture composed of parts of pages, lines, rulers and text.
 
 namespace orv::tool {
 
@@ -17,6 +17,11 @@ inline constexpr Shade kPaper = {255, 255, 255};
 inline constexpr Shade kMargin = {236, 236, 236};
 inline constexpr Shade kLine = {140, 140, 140};
 inline constexpr Shade kText = {40, 40, 40};
+
+/// The font has digits, Latin capitals and some punctuation.
+inline constexpr int kGlyphWidth = 5;
+inline constexpr int kGlyphHeight = 7;
+inline constexpr int kGlyphAdvance = kGlyphWidth + 1;
 
 class Canvas {
  public:
@@ -41,7 +46,15 @@ class Canvas {
   std::unique_ptr<PagePixels> pixels_;
 };
 
-/// How wide a line of text is.
+/// The width of a line of text.
 int TextWidth(std::string_view text, int size);
+
+/// The space that the rulers take.
+inline constexpr int kRulerWidth = 62;   ///< of the left ruler
+inline constexpr int kRulerHeight = 40;  ///< of the top ruler
+
+/// Draws rulers in millimetres along the top and left edges, for a part of a page whose picture
+/// starts at (kRulerWidth, kRulerHeight). They count from the edge of the page, not of the part.
+void DrawRulers(Canvas* canvas, const PageArea& area, double dpi, int zoom);
 
 }  // namespace orv::tool

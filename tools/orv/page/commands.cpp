@@ -15,7 +15,6 @@
 #include "tools/orv/page/file.h"
 #include "tools/orv/page/options.h"
 #include "tools/orv/page/planes.h"
-#include "tools/orv/page/two_colours.h"
 
 namespace orv::tool {
 namespace {
@@ -93,7 +92,7 @@ void AddDitherCommand(CLI::App* group) {
     const GraphicsSession graphics;
     const PagePointer page = LoadInput(options.get());
     const PagePointer dithered =
-        Packed(Dithered(page.get(), dither->Method(), dither->threshold, ToColour(*colour)));
+        To1Bpp(Dithered(page.get(), dither->Method(), dither->threshold, ToColour(*colour)));
     PageFiles files;
     files.Add(dithered.get(), ToWide(*output));
     files.Finish();
@@ -141,7 +140,7 @@ void AddSplitCommand(CLI::App* group) {
     Planes planes = SplitPage(page.get(), ToColour(split->colour), split->tolerance, *dither);
     PagePointer preview;
     if (!split->preview.empty()) preview = PreviewOf(planes);  // of planes of 24 bits
-    planes = {Packed(std::move(planes.background)), Packed(std::move(planes.highlight))};
+    planes = {To1Bpp(std::move(planes.background)), To1Bpp(std::move(planes.highlight))};
     PageFiles files;
     files.Add(planes.background.get(), ToWide(split->background));
     progress->Report(1, 3);

@@ -10,7 +10,6 @@
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/output.h"
-#include "tools/orv/page/two_colours.h"
 
 namespace orv::tool {
 namespace {
@@ -28,8 +27,8 @@ std::wstring Explain(Status status, const std::wstring& path) {
   }
 }
 
-/// A 24-bit page of what a 32-bit one with alpha looks like on white paper.
-PagePointer OverWhite(Bitmap* page) {
+/// A 24-bit copy of a 32-bit page with alpha, blended onto white.
+PagePointer FlattenOnWhite(Bitmap* page) {
   const INT width = static_cast<INT>(page->GetWidth());
   const INT height = static_cast<INT>(page->GetHeight());
   PagePointer flat(BitmapHelper::CreateBitmap(width, height, PixelFormat24bppRGB));
@@ -78,18 +77,18 @@ PagePointer LoadPage(const std::wstring& path) {
     Fail(kUnreadable, Explain(status, InputName(path)));
   }
   PagePointer page(loaded);
-  if (page->GetPixelFormat() == PixelFormat32bppARGB) page = OverWhite(page.get());
+  if (page->GetPixelFormat() == PixelFormat32bppARGB) page = FlattenOnWhite(page.get());
   if (page == nullptr) Fail(kUnreadable, Explain(OutOfMemory, InputName(path)));
   return page;
 }
 
 std::optional<double> PngResolution(const std::wstring& path) {
   constexpr std::size_t kSignature = 8;
-  constexpr std::size_t kChunkFrame = 12;   // length, type and checksum
-  constexpr std::size_t kMostBytes = 4096;  // the chunk stands before the pixels
+  constexpr std::size_t kChunkFrame = 12;  // length, type and checksum
+  constexpr std::size_t kMaxBytes = 4096;  // the chunk stands before the pixels
   constexpr double kInch = 0.0254;
   std::string bytes;
-  if (!ReadFile(path, &bytes, 0, kMostBytes)) return {};
+  if (!ReadFile(path, &bytes, 0, kMaxBytes)) return {};
   const auto number = [&](std::size_t at) {
     std::uint32_t value = 0;
     for (std::size_t i = at; i < at + 4; ++i) {
@@ -114,8 +113,8 @@ std::optional<double> PngResolution(const std::wstring& path) {
 std::string PngOf(Bitmap* page) {
   // Systems write files only.
   const std::wstring path = TemporaryPath(L"page.png");
-  const PagePointer twoColoured = TwoColoured(page);
-  if (twoColoured != nullptr) page = twoColoured.get();
+  const PagePointer reduced = ReduceToTwoColours(page);
+  if (reduced != nullptr) page = reduced.get();
   std::string bytes;
   if (SavePng(page, path.c_str()) != Ok || !ReadFile(path, &bytes)) {
     Fail(kUnreadable, L"cannot write " + path);
@@ -141,18 +140,6 @@ void PageFiles::Finish() {
     if (!file.Commit()) Fail(kUnreadable, L"cannot write " + PathName(file.path()));
   }
   files_.clear();
-}
-
-PagePixels::PagePixels(Bitmap* page) : page_(page) {
-  const Rect all(0, 0, static_cast<INT>(page->GetWidth()), static_cast<INT>(page->GetHeight()));
-  if (page->LockBits(&all, ImageLockModeRead | ImageLockModeWrite, PixelFormat24bppRGB, &data_) !=
-      Ok) {
-    Fail(kUnreadable, L"cannot reach the pixels of a page");
-  }
-}
-
-unsigned char* PagePixels::Row(int y) const {
-  return static_cast<unsigned char*>(data_.Scan0) + std::ptrdiff_t{y} * data_.Stride;
 }
 
 }  // namespace orv::tool

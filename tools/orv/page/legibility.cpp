@@ -54,29 +54,29 @@ class WidthMeter {
     FindRuns(grey);
     for (std::size_t i = 1; i + 1 < runs_.size(); ++i) {
       const Run& run = runs_[i];
-      if (run.end - run.start > kWidest || !HasSharpEdges(grey, i)) continue;
+      if (run.end - run.start > kMaxWidth || !HasSharpEdges(grey, i)) continue;
       // The window takes half of each neighbour, so that blurred edges are inside and a bar that
       // is lost, or has grown into the next one, is seen.
       const int from = run.start - std::min((run.start - runs_[i - 1].start) / 2, kReach);
       const int to = run.end + std::min((runs_[i + 1].end - run.end) / 2, kReach);
-      double should = 0;
-      double is = 0;
+      double expected = 0;
+      double actual = 0;
       for (int at = from; at < to; ++at) {
         const double darkness = (kWhite - grey[at]) / double{kWhite};
-        should += run.isDark ? darkness : 1 - darkness;
-        is += (ink[at] != 0) == run.isDark ? 1 : 0;
+        expected += run.isDark ? darkness : 1 - darkness;
+        actual += (ink[at] != 0) == run.isDark ? 1 : 0;
       }
-      (run.isDark ? result_->bars : result_->spaces).Add(should, is);
+      (run.isDark ? result_->bars : result_->spaces).Add(expected, actual);
     }
   }
 
  private:
   static constexpr int kWhite = 255;
   static constexpr int kMiddle = 128;
-  static constexpr int kDark = 64;    ///< a bar has something at least as dark
-  static constexpr int kLight = 191;  ///< a space has something at least as light
-  static constexpr int kReach = 4;    ///< how wide an edge may be
-  static constexpr int kWidest = 64;  ///< what is wider is an area
+  static constexpr int kDark = 64;      ///< a bar has something at least as dark
+  static constexpr int kLight = 191;    ///< a space has something at least as light
+  static constexpr int kReach = 4;      ///< how wide an edge may be
+  static constexpr int kMaxWidth = 64;  ///< what is wider is an area
 
   struct Run {
     int start;
@@ -151,17 +151,17 @@ void MeasureTones(const Dots& grey, const Dots& ink, Legibility* result) {
     for (int left = 0; left < grey.width; left += kToneBlock) {
       const int bottom = std::min(top + kToneBlock, grey.height);
       const int right = std::min(left + kToneBlock, grey.width);
-      double should = 0;
-      double is = 0;
+      double expected = 0;
+      double actual = 0;
       for (int y = top; y < bottom; ++y) {
         for (int x = left; x < right; ++x) {
-          should += (255 - grey.At(x, y)) / 255.0;
-          is += ink.At(x, y);
+          expected += (255 - grey.At(x, y)) / 255.0;
+          actual += ink.At(x, y);
         }
       }
       const double all = (bottom - top) * (right - left);
-      if (should == 0 || should == all) continue;
-      const double error = std::abs(is - should) / all;
+      if (expected == 0 || expected == all) continue;
+      const double error = std::abs(actual - expected) / all;
       ++result->blocks;
       sum += error;
       if (error <= result->worstTone) continue;
@@ -175,27 +175,27 @@ void MeasureTones(const Dots& grey, const Dots& ink, Legibility* result) {
 
 }  // namespace
 
-void WidthErrors::Add(double should, double is) {
-  const double error = std::abs(is - should);
+void WidthErrors::Add(double expected, double actual) {
+  const double error = std::abs(actual - expected);
   ++count;
   sum += error;
-  relative += error / should;
+  relative += error / expected;
   greatest = std::max(greatest, error);
 }
 
-double Legibility::WidthMark() const {
+double Legibility::WidthScore() const {
   const std::int64_t count = bars.count + spaces.count;
   return count > 0 ? 100 * (bars.relative + spaces.relative) / static_cast<double>(count) : 0;
 }
 
-double Legibility::SpeckMark() const {
+double Legibility::SpeckScore() const {
   return ink > 0 ? 100 * static_cast<double>(dots + holes) / static_cast<double>(ink) : 0;
 }
 
 double Legibility::Loss() const {
   // A light tone is nothing but single dots: they count, but little.
   constexpr double kSpeckWeight = 0.1;
-  return WidthMark() + ToneMark() + kSpeckWeight * SpeckMark();
+  return WidthScore() + ToneScore() + kSpeckWeight * SpeckScore();
 }
 
 Legibility MeasureLegibility(Bitmap* source, Bitmap* plane) {
@@ -213,9 +213,9 @@ Legibility MeasureLegibility(Bitmap* source, Bitmap* plane) {
   return result;
 }
 
-std::string MarksText(const Legibility& legibility) {
-  return WideToUtf8(Format(L"width %.1f tone %.1f specks %.1f", legibility.WidthMark(),
-                           legibility.ToneMark(), legibility.SpeckMark()));
+std::string ScoresText(const Legibility& legibility) {
+  return WideToUtf8(Format(L"width %.1f tone %.1f specks %.1f", legibility.WidthScore(),
+                           legibility.ToneScore(), legibility.SpeckScore()));
 }
 
 }  // namespace orv::tool

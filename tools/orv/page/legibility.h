@@ -16,7 +16,7 @@ struct WidthErrors {
   double relative = 0;  ///< the same, each divided by the width that it should be
   double greatest = 0;  ///< in dots
 
-  void Add(double should, double is);
+  void Add(double expected, double actual);
   double Mean() const { return count > 0 ? sum / static_cast<double>(count) : 0; }
 };
 
@@ -34,9 +34,9 @@ struct Legibility {
 
   /// The three marks, each in percent, 0 the best: how far bars and spaces are off for their width,
   /// how far blocks are off in tone, and how much of the ink is single dots and holes.
-  double WidthMark() const;
-  double ToneMark() const { return 100 * tone; }
-  double SpeckMark() const;
+  double WidthScore() const;
+  double ToneScore() const { return 100 * tone; }
+  double SpeckScore() const;
   /// What methods are ranked by, 0 the best.
   double Loss() const;
 };
@@ -49,6 +49,6 @@ inline constexpr int kToneBlock = 16;
 Legibility MeasureLegibility(Bitmap* source, Bitmap* plane);
 
 /// The marks as a caption.
-std::string MarksText(const Legibility& legibility);
+std::string ScoresText(const Legibility& legibility);
 
 }  // namespace orv::tool

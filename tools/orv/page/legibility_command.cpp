@@ -45,14 +45,14 @@ void AddToJson(JsonWriter* json, const Legibility& legibility) {
   json->Member("toneBlocks", legibility.blocks);
   json->Member("meanToneError", legibility.tone);
   json->Member("greatestToneError", legibility.worstTone);
-  json->Member("widthMark", legibility.WidthMark());
-  json->Member("toneMark", legibility.ToneMark());
-  json->Member("speckMark", legibility.SpeckMark());
+  json->Member("widthMark", legibility.WidthScore());
+  json->Member("toneMark", legibility.ToneScore());
+  json->Member("speckMark", legibility.SpeckScore());
   json->Member("loss", legibility.Loss());
 }
 
-/// Reports on one plane.
-void Judge(const PageOptions& options, Bitmap* plane, const LegibilityOptions& legibility) {
+/// Reports the legibility of one plane.
+void Evaluate(const PageOptions& options, Bitmap* plane, const LegibilityOptions& legibility) {
   const std::wstring path = ToWide(legibility.source);
   const PagePointer source = LoadPage(path);
   if (source->GetWidth() != plane->GetWidth() || source->GetHeight() != plane->GetHeight()) {
@@ -76,49 +76,51 @@ void Judge(const PageOptions& options, Bitmap* plane, const LegibilityOptions& l
                                     options.Lengths(found.worstX, L", ", found.worstY).c_str()));
   report.Line(L"marks",
               Format(L"width %.2f, tone %.2f, specks %.2f: %.2f in all, 0 is best",
-                     found.WidthMark(), found.ToneMark(), found.SpeckMark(), found.Loss()));
+                     found.WidthScore(), found.ToneScore(), found.SpeckScore(), found.Loss()));
   AddToJson(&report.json(), found);
   report.Finish();
 }
 
-/// A method and what it makes of a page.
-struct Trial {
+/// A method and the legibility of the page dithered with it.
+struct Candidate {
   const char* name;
   Legibility legibility;
 };
 
-/// Tries every method; the best one is first.
-std::vector<Trial> TryMethods(Bitmap* page, int threshold) {
-  std::vector<Trial> trials;
+/// Evaluates every method; the best one comes first.
+std::vector<Candidate> EvaluateMethods(Bitmap* page, int threshold) {
+  std::vector<Candidate> candidates;
   Progress progress(L"Trying methods", page);
   for (const auto& [name, method] : kDitherMethods) {
-    progress.Report(static_cast<int>(trials.size()), static_cast<int>(std::size(kDitherMethods)));
+    progress.Report(static_cast<int>(candidates.size()),
+                    static_cast<int>(std::size(kDitherMethods)));
     if (method == eBitmapDithererNone) continue;  // leaves no plane
     const PagePointer plane = Dithered(page, method, threshold, Color(0xFF000000));
-    trials.push_back({name, MeasureLegibility(page, plane.get())});
+    candidates.push_back({name, MeasureLegibility(page, plane.get())});
   }
-  std::stable_sort(trials.begin(), trials.end(), [](const Trial& a, const Trial& b) {
-    return a.legibility.Loss() < b.legibility.Loss();
-  });
-  return trials;
+  std::stable_sort(candidates.begin(), candidates.end(),
+                   [](const Candidate& a, const Candidate& b) {
+                     return a.legibility.Loss() < b.legibility.Loss();
+                   });
+  return candidates;
 }
 
 /// Names the best method, and shows how the others do.
 void Recommend(const PageOptions& options, Bitmap* page, int threshold) {
-  const std::vector<Trial> trials = TryMethods(page, threshold);
+  const std::vector<Candidate> candidates = EvaluateMethods(page, threshold);
   Report report(options);
   report.PageSize(page);
-  report.Text(L"recommended", "recommended", ToWide(trials.front().name));
+  report.Text(L"recommended", "recommended", ToWide(candidates.front().name));
   report.json().Key("methods");
   report.json().BeginArray();
   Table table({L"METHOD", L"WIDTH", L"TONE", L"SPECKS", L"IN ALL"});
-  for (const auto& [name, legibility] : trials) {
+  for (const auto& [name, legibility] : candidates) {
     report.json().BeginObject();
     report.json().Member("method", ToWide(name));
     AddToJson(&report.json(), legibility);
     report.json().EndObject();
-    table.Add({ToWide(name), Format(L"%.2f", legibility.WidthMark()),
-               Format(L"%.2f", legibility.ToneMark()), Format(L"%.2f", legibility.SpeckMark()),
+    table.Add({ToWide(name), Format(L"%.2f", legibility.WidthScore()),
+               Format(L"%.2f", legibility.ToneScore()), Format(L"%.2f", legibility.SpeckScore()),
                Format(L"%.2f", legibility.Loss())});
   }
   report.json().EndArray();
@@ -160,7 +162,7 @@ void AddPageLegibilityCommand(CLI::App* group) {
     if (legibility->recommends) {
       Recommend(*options, page.get(), legibility->threshold);
     } else {
-      Judge(*options, page.get(), *legibility);
+      Evaluate(*options, page.get(), *legibility);
     }
   });
 }

@@ -7,9 +7,8 @@
 #include "base/utf8.h"
 #include "orv/text/format.h"
 #include "platform/console.h"
-#include "tools/orv/common/exit_code.h"
-#include "tools/orv/common/option_values.h"
 #include "tools/orv/common/options.h"
+#include "tools/orv/common/output.h"
 
 namespace orv::tool {
 namespace {
@@ -63,11 +62,10 @@ eBitmapDitherer DitherOptions::Method() const {
 void AddDitherOptions(CLI::App* command, DitherOptions* options) {
   std::vector<std::string> names;
   for (const DitherMethod& method : kDitherMethods) names.push_back(method.name);
-  command
-      ->add_option("--method", options->name,
-                   "none, floyd-steinberg, sierra-lite, matrix4, matrix8 or matrix16")
-      ->transform(OneOf(std::move(names), "METHOD"))
-      ->capture_default_str();
+  CLI::Option* method =
+      command->add_option("--method", options->name,
+                          "none, floyd-steinberg, sierra-lite, matrix4, matrix8 or matrix16");
+  AllowWords(method, std::move(names), "METHOD")->capture_default_str();
   AddThresholdOption(command, &options->threshold);
 }
 

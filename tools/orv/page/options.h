@@ -90,17 +90,6 @@ struct ViewOptions {
 
 void AddViewOptions(CLI::App* command, ViewOptions* view);
 
-/// Calls `work(pixel, x, y)` for the blue, green and red bytes of every pixel.
-template <typename Work>
-void ForEachPixel(const PagePixels& pixels, const Work& work) {
-  for (int y = 0; y < pixels.height(); ++y) {
-    unsigned char* pixel = pixels.Row(y);
-    for (int x = 0; x < pixels.width(); ++x, pixel += 3) work(pixel, x, y);
-  }
-}
-
-inline bool IsWhite(const unsigned char* pixel) { return (pixel[0] & pixel[1] & pixel[2]) == 255; }
-
 /// Says on a terminal what is being done as long as it lives; large pages take a while.
 class Progress {
  public:

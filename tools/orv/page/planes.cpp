@@ -6,7 +6,6 @@
 #include <cstring>
 
 #include "orv/imaging/bitmap_helper.h"
-#include "tools/orv/common/exit_code.h"
 #include "tools/orv/common/output.h"
 
 namespace orv::tool {

@@ -7,8 +7,6 @@
 #include "tools/orv/page/canvas.h"
 #include "tools/orv/page/legibility.h"
 #include "tools/orv/page/options.h"
-#include "tools/orv/page/ruler.h"
-#include "tools/orv/page/small_font.h"
 
 /// `orv page preview` and `orv page compare-methods`: pictures for people.
 
@@ -67,8 +65,8 @@ Canvas DrawMethods(Bitmap* page, const PageArea& area, int zoom, int threshold,
   constexpr int kGap = 16;
   constexpr int kTextSize = 2;
   constexpr int kCaption = 3 * kGlyphHeight * kTextSize;
-  constexpr int kLeastWidth = 26 * kGlyphAdvance * kTextSize;  // room for the captions
-  const int width = std::max(area.width * zoom, kLeastWidth);
+  constexpr int kMinWidth = 26 * kGlyphAdvance * kTextSize;  // room for the captions
+  const int width = std::max(area.width * zoom, kMinWidth);
   const int height = kCaption + area.height * zoom;
   constexpr int kRows = (static_cast<int>(std::size(kDitherMethods)) + kColumns - 1) / kColumns;
   Canvas canvas(kGap + std::int64_t{kColumns} * (width + kGap),
@@ -81,13 +79,13 @@ Canvas DrawMethods(Bitmap* page, const PageArea& area, int zoom, int threshold,
     const int y = kGap + number / kColumns * (height + kGap);
     const PagePointer dithered = Dithered(page, method, threshold, colour);
     std::string caption = "the page";
-    std::string marks;
+    std::string scores;
     if (method != eBitmapDithererNone) {
       caption = name;
-      marks = MarksText(MeasureLegibility(page, dithered.get()));
+      scores = ScoresText(MeasureLegibility(page, dithered.get()));
     }
     canvas.Text(x, y, caption, kTextSize, kText);
-    canvas.Text(x, y + kCaption / 2 - kTextSize, marks, kTextSize, kLine);
+    canvas.Text(x, y + kCaption / 2 - kTextSize, scores, kTextSize, kLine);
     canvas.Put(x, y + kCaption, PagePixels(dithered.get()), area, zoom);
     ++number;
   }

@@ -5,7 +5,6 @@
 #include "orv/text/format.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
-#include "tools/orv/common/option_values.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
@@ -62,19 +61,12 @@ std::wstring NameOfType(DWORD type) {
   return known != std::end(kTypes) ? known->name : Format(L"%u", static_cast<unsigned>(type));
 }
 
-std::wstring HexOf(const std::vector<BYTE>& bytes) {
-  constexpr wchar_t kDigits[] = L"0123456789abcdef";
-  std::wstring hex;
-  for (const BYTE byte : bytes) hex += {kDigits[byte >> 4], kDigits[byte & 0xF]};
-  return hex;
-}
-
 /// A value's data as people read it.
 std::wstring ShowData(const RegistryValue& value) {
   DWORD number = 0;
   if (value.type == REG_SZ) return value.Text();
   if (value.Number(&number)) return std::to_wstring(number);
-  return HexOf(value.data);
+  return ToWide(HexOf({reinterpret_cast<const char*>(value.data.data()), value.data.size()}));
 }
 
 void WriteJsonValue(const std::wstring& name, const RegistryValue& value, JsonWriter* json) {
@@ -208,8 +200,8 @@ void AddSetCommand(CLI::App* group) {
       ->add_option("DATA", options->data,
                    "Text; a number, decimal or with 0x; or bytes as hexadecimal digits")
       ->required();
-  command->add_option("--type", options->type, "REG_SZ, REG_DWORD or REG_BINARY")
-      ->transform(OneOf({"REG_SZ", "REG_DWORD", "REG_BINARY"}, "TYPE"))
+  AllowWords(command->add_option("--type", options->type, "REG_SZ, REG_DWORD or REG_BINARY"),
+             {"REG_SZ", "REG_DWORD", "REG_BINARY"}, "TYPE")
       ->capture_default_str();
   command->footer(
       "Examples:\n"

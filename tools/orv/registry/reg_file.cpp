@@ -8,6 +8,7 @@
 #include "platform/letter_case.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/outcome.h"
+#include "tools/orv/common/output.h"
 
 namespace orv::tool {
 namespace {
@@ -15,8 +16,7 @@ namespace {
 constexpr std::wstring_view kHeader = L"Windows Registry Editor Version 5.00";
 /// The older form, whose text is in the code page of its time; what is ASCII reads the same.
 constexpr std::wstring_view kHeaderVersion4 = L"REGEDIT4";
-constexpr std::wstring_view kBlanks = L" \t";
-constexpr std::size_t kLongestLine = 80;
+constexpr std::size_t kMaxLine = 80;
 
 struct HiveName {
   std::wstring_view shortName;
@@ -27,12 +27,6 @@ const HiveName kHives[] = {
     {L"HKCU", L"HKEY_CURRENT_USER", HKEY_CURRENT_USER},
     {L"HKLM", L"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE},
 };
-
-std::wstring_view Trim(std::wstring_view text) {
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == std::wstring_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
 
 /// Hands out a text's lines, with those that end in a backslash joined to the next.
 class LineReader {
@@ -114,42 +108,48 @@ bool ParseHexNumber(std::wstring_view text, DWORD* number) {
   return true;
 }
 
-/// The message for what stands behind a value's equals sign; empty when it is right.
+// These return the message for a fault in a value's data; empty for none.
+
+std::wstring ParseQuotedData(std::wstring_view data, RegistryValue* value) {
+  std::wstring text;
+  if (!TakeQuoted(&data, &text)) return L"the text has no closing quote";
+  data = Trim(data);
+  if (!data.empty() && !data.starts_with(L';')) return L"something follows the text";
+  *value = RegistryValue::FromText(text);
+  return {};
+}
+
+/// Parses what follows "hex": an optional type in brackets, a colon and the bytes.
+std::wstring ParseHexData(std::wstring_view data, RegistryValue* value) {
+  value->type = REG_BINARY;
+  if (data.starts_with(L'(')) {
+    const std::size_t end = data.find(L')');
+    if (end == std::wstring_view::npos || !ParseHexNumber(data.substr(1, end - 1), &value->type)) {
+      return L"the type in brackets is no hexadecimal number";
+    }
+    data.remove_prefix(end + 1);
+  }
+  if (!data.starts_with(L':')) return L"there is no colon behind the type";
+  if (!ParseBytes(data.substr(1), &value->data)) {
+    return L"bytes are pairs of hexadecimal digits with commas between them";
+  }
+  return {};
+}
+
 std::wstring ParseData(std::wstring_view data, RegistryValue* value) {
-  if (data.starts_with(L'"')) {
-    std::wstring text;
-    if (!TakeQuoted(&data, &text)) return L"the text has no closing quote";
-    data = Trim(data);
-    if (!data.empty() && !data.starts_with(L';')) return L"something follows the text";
-    *value = RegistryValue::FromText(text);
-    return {};
+  constexpr std::wstring_view kNumber = L"dword:";
+  constexpr std::wstring_view kHex = L"hex";
+  if (data.starts_with(L'"')) return ParseQuotedData(data, value);
+  if (data.starts_with(kHex)) return ParseHexData(data.substr(kHex.size()), value);
+  if (!data.starts_with(kNumber)) {
+    return L"the data is neither \"text\", dword:, hex: nor hex(type):";
   }
-  if (data.starts_with(L"dword:")) {
-    DWORD number = 0;
-    if (!ParseHexNumber(Trim(data.substr(6)), &number)) {
-      return L"a dword has one to eight hexadecimal digits";
-    }
-    *value = RegistryValue::FromNumber(number);
-    return {};
+  DWORD number = 0;
+  if (!ParseHexNumber(Trim(data.substr(kNumber.size())), &number)) {
+    return L"a dword has one to eight hexadecimal digits";
   }
-  if (data.starts_with(L"hex")) {
-    data.remove_prefix(3);
-    value->type = REG_BINARY;
-    if (data.starts_with(L'(')) {
-      const std::size_t end = data.find(L')');
-      if (end == std::wstring_view::npos ||
-          !ParseHexNumber(data.substr(1, end - 1), &value->type)) {
-        return L"the type in brackets is no hexadecimal number";
-      }
-      data.remove_prefix(end + 1);
-    }
-    if (!data.starts_with(L':')) return L"there is no colon behind the type";
-    if (!ParseBytes(data.substr(1), &value->data)) {
-      return L"bytes are pairs of hexadecimal digits with commas between them";
-    }
-    return {};
-  }
-  return L"the data is neither \"text\", dword:, hex: nor hex(type):";
+  *value = RegistryValue::FromNumber(number);
+  return {};
 }
 
 std::wstring Escape(std::wstring_view text) {
@@ -169,79 +169,89 @@ bool IsPlainText(const RegistryValue& value) {
          text.find_first_of(L"\r\n") == std::wstring::npos;
 }
 
+/// Reads a registry file line by line into changes and faults.
+class RegFileParser {
+ public:
+  RegFileParser(std::wstring_view text, std::vector<RegChange>* changes,
+                std::vector<RegFault>* faults)
+      : lines_(text), changes_(changes), faults_(faults) {}
+
+  void Run() {
+    std::wstring line;
+    if (!lines_.Next(&line) || (line != kHeader && line != kHeaderVersion4)) {
+      faults_->push_back({1, L"the first line is not \"" + std::wstring(kHeader) + L"\""});
+      return;
+    }
+    while (lines_.Next(&line)) {
+      if (line.empty() || line.starts_with(L';')) continue;
+      const std::wstring fault = line.starts_with(L'[') ? ReadKey(line) : ReadValue(line);
+      if (!fault.empty()) faults_->push_back({lines_.number(), fault});
+    }
+  }
+
+ private:
+  /// Where the values of the current lines belong.
+  enum class Section { kNone, kFaulty, kOpen };
+
+  // Both return the message for a fault; empty for none.
+
+  std::wstring ReadKey(std::wstring_view line) {
+    section_ = Section::kFaulty;
+    // A key's name may contain brackets: the heading ends at the last bracket of the line.
+    const std::size_t end = line.rfind(L']');
+    const bool isDeleted = line.starts_with(L"[-");
+    const std::size_t start = isDeleted ? 2 : 1;
+    if (end == std::wstring_view::npos) return L"the key has no closing bracket";
+    if (!ParseKeyPath(line.substr(start, end - start), &root_, &path_)) {
+      return L"the key lies below neither HKEY_CURRENT_USER nor HKEY_LOCAL_MACHINE";
+    }
+    if (path_.empty() && isDeleted) return L"a whole hive is not deleted";
+    AddChange(isDeleted ? RegChange::Kind::kDeleteKey : RegChange::Kind::kMakeKey, {}, {});
+    section_ = isDeleted ? Section::kNone : Section::kOpen;
+    return {};
+  }
+
+  std::wstring ReadValue(std::wstring_view line) {
+    std::wstring name;
+    if (line.starts_with(L'@')) {
+      line.remove_prefix(1);
+    } else if (!TakeQuoted(&line, &name)) {
+      return L"the line is neither a key in brackets, a value nor a comment";
+    }
+    line = Trim(line);
+    if (!line.starts_with(L'=')) return L"there is no equals sign behind the value's name";
+    line = Trim(line.substr(1));
+    RegistryValue value;
+    const bool isDeleted = line == L"-";
+    const std::wstring fault = isDeleted ? std::wstring() : ParseData(line, &value);
+    if (!fault.empty()) return fault;
+    if (section_ == Section::kNone) return L"the value stands in no key";
+    if (section_ == Section::kOpen) {
+      AddChange(isDeleted ? RegChange::Kind::kDeleteValue : RegChange::Kind::kSetValue,
+                std::move(name), std::move(value));
+    }
+    return {};
+  }
+
+  void AddChange(RegChange::Kind kind, std::wstring name, RegistryValue value) {
+    changes_->push_back({kind, root_, path_, std::move(name), std::move(value), lines_.number()});
+  }
+
+  LineReader lines_;
+  std::vector<RegChange>* changes_;
+  std::vector<RegFault>* faults_;
+  HKEY root_ = nullptr;
+  std::wstring path_;
+  Section section_ = Section::kNone;
+};
+
 }  // namespace
 
 void ParseRegFile(std::wstring_view text, std::vector<RegChange>* changes,
                   std::vector<RegFault>* faults) {
   changes->clear();
   faults->clear();
-  LineReader lines(text);
-  std::wstring line;
-  if (!lines.Next(&line) || (line != kHeader && line != kHeaderVersion4)) {
-    faults->push_back({1, L"the first line is not \"" + std::wstring(kHeader) + L"\""});
-    return;
-  }
-
-  HKEY root = nullptr;
-  std::wstring path;
-  bool hasKey = false;    // a section was opened, so that values have a place
-  bool isUsable = false;  // and its heading was right
-  while (lines.Next(&line)) {
-    const auto fault = [&](const std::wstring& message) {
-      faults->push_back({lines.number(), message});
-    };
-    const auto change = [&](RegChange::Kind kind, std::wstring name, RegistryValue value) {
-      changes->push_back({kind, root, path, std::move(name), std::move(value), lines.number()});
-    };
-    std::wstring_view rest = line;
-    if (rest.empty() || rest.starts_with(L';')) continue;
-
-    if (rest.starts_with(L'[')) {
-      hasKey = true;
-      isUsable = false;
-      // A key's name may hold brackets: its heading ends at the line's last one.
-      const std::size_t end = rest.rfind(L']');
-      const bool isDeleted = rest.starts_with(L"[-");
-      const std::size_t start = isDeleted ? 2 : 1;
-      if (end == std::wstring_view::npos) {
-        fault(L"the key has no closing bracket");
-      } else if (!ParseKeyPath(rest.substr(start, end - start), &root, &path)) {
-        fault(L"the key lies below neither HKEY_CURRENT_USER nor HKEY_LOCAL_MACHINE");
-      } else if (path.empty() && isDeleted) {
-        fault(L"a whole hive is not deleted");
-      } else {
-        change(isDeleted ? RegChange::Kind::kDeleteKey : RegChange::Kind::kMakeKey, {}, {});
-        isUsable = !isDeleted;
-        hasKey = !isDeleted;
-      }
-      continue;
-    }
-
-    std::wstring name;
-    if (rest.starts_with(L'@')) {
-      rest.remove_prefix(1);
-    } else if (!TakeQuoted(&rest, &name)) {
-      fault(L"the line is neither a key in brackets, a value nor a comment");
-      continue;
-    }
-    rest = Trim(rest);
-    if (!rest.starts_with(L'=')) {
-      fault(L"there is no equals sign behind the value's name");
-      continue;
-    }
-    rest = Trim(rest.substr(1));
-    RegistryValue value;
-    const bool isDeleted = rest == L"-";
-    const std::wstring message = isDeleted ? std::wstring() : ParseData(rest, &value);
-    if (!message.empty()) {
-      fault(message);
-    } else if (!hasKey) {
-      fault(L"the value stands in no key");
-    } else if (isUsable) {
-      change(isDeleted ? RegChange::Kind::kDeleteValue : RegChange::Kind::kSetValue,
-             std::move(name), std::move(value));
-    }
-  }
+  RegFileParser(text, changes, faults).Run();
 }
 
 std::wstring RegFileHeader() { return std::wstring(kHeader) + L"\r\n\r\n"; }
@@ -264,12 +274,12 @@ std::wstring FormatRegValue(const std::wstring& name, const RegistryValue& value
   std::size_t lineStart = 0;
   for (std::size_t i = 0; i < value.data.size(); ++i) {
     if (i != 0) text += L',';
-    if (text.size() - lineStart > kLongestLine - 5) {
+    if (text.size() - lineStart > kMaxLine - 5) {
       text += L"\\\r\n";
       lineStart = text.size();
       text += L"  ";
     }
-    text += Format(L"%02x", static_cast<unsigned>(value.data[i]));
+    text += ToWide(HexOf({reinterpret_cast<const char*>(&value.data[i]), 1}));
   }
   return text + L"\r\n";
 }

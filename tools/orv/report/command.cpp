@@ -8,14 +8,12 @@
 #include "platform/modules.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
-#include "tools/orv/common/option_values.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/outcome.h"
 #include "tools/orv/config/text.h"
 #include "tools/orv/devmode/record_text.h"
-#include "tools/orv/log/day.h"
+#include "tools/orv/log/file.h"
 #include "tools/orv/report/sections.h"
-#include "tools/orv/report/style.h"
 
 /// `orv report`: all that there is to know of a printer, as one page for a browser.
 

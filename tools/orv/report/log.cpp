@@ -8,7 +8,7 @@ namespace orv::tool {
 namespace {
 
 /// As many of the last entries are shown.
-constexpr std::size_t kMostEntries = 200;
+constexpr std::size_t kMaxEntries = 200;
 
 std::wstring CountText(std::size_t count, const wchar_t* one, const wchar_t* more) {
   return Format(L"%zu %ls", count, count == 1 ? one : more);
@@ -36,9 +36,9 @@ void WriteLogSection(const ReportLog& log, HtmlWriter* html) {
     return;
   }
   std::span<const LogEntry> shown = log.entries;
-  if (shown.size() > kMostEntries) {
-    const std::span<const LogEntry> cut = shown.first(shown.size() - kMostEntries);
-    shown = shown.last(kMostEntries);
+  if (shown.size() > kMaxEntries) {
+    const std::span<const LogEntry> cut = shown.first(shown.size() - kMaxEntries);
+    shown = shown.last(kMaxEntries);
     html->Element("p",
                   Format(L"Only the last %zu of %zu entries are shown; before them there are %ls. "
                          L"orv log show prints all.",

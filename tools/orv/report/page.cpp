@@ -6,10 +6,9 @@
 #include "orv/text/format.h"
 #include "orv/xml/markup.h"
 #include "platform/files.h"
-#include "tools/orv/common/exit_code.h"
 #include "tools/orv/common/input.h"
+#include "tools/orv/common/output.h"
 #include "tools/orv/page/planes.h"
-#include "tools/orv/page/two_colours.h"
 #include "tools/orv/report/sections.h"
 
 namespace orv::tool {
@@ -31,7 +30,7 @@ ReportPage MakePage(ReportPageOptions* options) {
   ReportPage result;
   result.path = ToWide(options->page.input);
   const auto add = [&](const wchar_t* name, PagePointer picture) {
-    picture = Packed(std::move(picture));
+    picture = To1Bpp(std::move(picture));
     Bitmap* const plane = picture.get();
     const auto width = static_cast<int>(plane->GetWidth());
     const auto height = static_cast<int>(plane->GetHeight());

@@ -7,7 +7,7 @@
 #include "orv/config/config.h"
 #include "orv/devmode/stock_items.h"
 #include "tools/orv/devmode/record_merge.h"
-#include "tools/orv/log/entry.h"
+#include "tools/orv/log/file.h"
 #include "tools/orv/page/options.h"
 #include "tools/orv/report/html.h"
 
@@ -68,6 +68,10 @@ struct ReportLog {
   /// In one line: how many entries of which levels.
   std::wstring Summary() const;
 };
+
+/// The style sheet of a report: light or dark as the browser prefers, for wide and narrow screens
+/// and for print. Contains nothing that HTML would parse.
+extern const char kReportStyle[];
 
 void WriteModelSection(const ReportModel& model, HtmlWriter* html);
 void WriteRecordSection(const ReportRecord& record, HtmlWriter* html);

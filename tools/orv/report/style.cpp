@@ -1,4 +1,4 @@
-#include "tools/orv/report/style.h"
+#include "tools/orv/report/sections.h"
 
 namespace orv::tool {
 

@@ -5,7 +5,6 @@
 #include "orv/xml/markup.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
-#include "tools/orv/common/option_values.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"

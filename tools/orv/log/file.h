@@ -1,12 +1,20 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-/// The entries of a log file, as `docs/log-format.md` describes them.
+/// Log files and their entries, which docs/log-format.md describes.
 
 namespace orv::tool {
+
+/// The path of the log of a day such as "2024-03-05", or of today; ends the command when the text
+/// is not a date.
+std::wstring DayLogPath(const std::optional<std::string>& date);
+
+/// Reads a log, retrying while a writer has it open exclusively; false when it cannot be read.
+bool ReadLog(const std::wstring& path, std::string* bytes);
 
 struct LogEntry {
   std::wstring date;  ///< as it stands there: day.month.year

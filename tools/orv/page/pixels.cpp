@@ -1,4 +1,4 @@
-#include "tools/orv/page/two_colours.h"
+#include "tools/orv/page/pixels.h"
 
 #include <array>
 #include <bit>
@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "orv/imaging/bitmap_helper.h"
+#include "tools/orv/common/output.h"
 
 namespace orv::tool {
 namespace {
@@ -96,7 +97,19 @@ class Packer {
 
 }  // namespace
 
-PagePointer TwoColoured(Bitmap* page) {
+PagePixels::PagePixels(Bitmap* page) : page_(page) {
+  const Rect all(0, 0, static_cast<INT>(page->GetWidth()), static_cast<INT>(page->GetHeight()));
+  if (page->LockBits(&all, ImageLockModeRead | ImageLockModeWrite, PixelFormat24bppRGB, &data_) !=
+      Ok) {
+    Fail(kUnreadable, L"cannot reach the pixels of a page");
+  }
+}
+
+unsigned char* PagePixels::Row(int y) const {
+  return static_cast<unsigned char*>(data_.Scan0) + std::ptrdiff_t{y} * data_.Stride;
+}
+
+PagePointer ReduceToTwoColours(Bitmap* page) {
   if (page->GetPixelFormat() != PixelFormat24bppRGB) return nullptr;
   const PagePixels pixels(page);
   PagePointer packed(
@@ -127,8 +140,8 @@ PagePointer TwoColoured(Bitmap* page) {
   return packed;
 }
 
-PagePointer Packed(PagePointer page) {
-  PagePointer packed = TwoColoured(page.get());
+PagePointer To1Bpp(PagePointer page) {
+  PagePointer packed = ReduceToTwoColours(page.get());
   return packed != nullptr ? std::move(packed) : std::move(page);
 }
 

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+/// The command line as users see it: help texts, and messages for command lines that are refused.
+
+namespace orv::tool {
+
+/// Sets the help format of a program and all its commands: lines of at most 100 characters. Call it
+/// before any command is added.
+void SetHelpFormat(CLI::App* program);
+
+/// The name of an option's value, such as FILE; in brackets when the value is optional.
+std::string ValueName(const CLI::Option* option);
+
+/// The description of an option with its default and the options it requires or excludes.
+std::string Explanation(const CLI::Option* option);
+
+/// The command of a group by name; null when there is none.
+CLI::App* FindCommand(CLI::App* group, const std::string& name);
+
+/// The message for an unknown command of a group, with the nearest known name.
+std::wstring UnknownCommand(const CLI::App* group, const std::string& name);
+
+/// The message for a command line that the parser refused: the error, the nearest known command,
+/// option or value, and which help to read.
+std::wstring DescribeMistake(CLI::App* program, const std::vector<std::string>& arguments,
+                             const CLI::ParseError& error);
+
+}  // namespace orv::tool

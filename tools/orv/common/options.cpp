@@ -1,0 +1,80 @@
+#include "tools/orv/common/options.h"
+
+#include <cmath>
+#include <map>
+
+#include "base/utf8.h"
+#include "config/values.h"
+#include "tools/orv/common/output.h"
+#include "tools/orv/common/spelling.h"
+
+namespace orv::tool {
+namespace {
+
+std::map<const CLI::Option*, std::vector<std::string>>& WordsByOption() {
+  static std::map<const CLI::Option*, std::vector<std::string>> words;
+  return words;
+}
+
+/// Replaces a value by the equal word of the list; returns the message when there is none.
+std::string ChooseWord(const std::vector<std::string>& words, std::string* value) {
+  const std::wstring given = ToWide(*value);
+  std::vector<std::wstring> wide;
+  for (const std::string& word : words) {
+    wide.push_back(ToWide(word));
+    if (!EqualsIgnoreCase(wide.back(), given)) continue;
+    *value = word;
+    return {};
+  }
+  const std::vector<std::wstring_view> views(wide.begin(), wide.end());
+  return *value + " is none of " + CLI::detail::join(words, ", ") +
+         WideToUtf8(DidYouMean(given, views));
+}
+
+}  // namespace
+
+CLI::Option* AddOutputFile(CLI::App* command, const char* name, std::string* path,
+                           const std::string& meaning) {
+  return command->add_option(name, *path, meaning + "; - is standard output")->type_name("FILE");
+}
+
+CLI::Option* AddPrinter(CLI::App* command, std::string* name) {
+  return command->add_option("PRINTER", *name, "The printer's name")->required();
+}
+
+CLI::Option* AddConfigFolder(CLI::App* command, std::string* folder) {
+  return command
+      ->add_option("--config-dir", *folder, "The folder of the printers' configuration files")
+      ->type_name("FOLDER")
+      ->default_str("the program's own");
+}
+
+CLI::Option* AddJsonFlag(CLI::App* command, bool* asJson, const std::string& meaning) {
+  return command->add_flag("--json", *asJson, meaning);
+}
+
+CLI::Validator InRange(int min, int max) {
+  return CLI::Validator(
+      [min, max](std::string& text) {
+        double number = 0;
+        if (!CLI::detail::lexical_cast(text, number)) return std::string();
+        if (number != std::trunc(number)) return text + " is no whole number";
+        if (number >= min && number <= max) return std::string();
+        return text + " is not in the range " + std::to_string(min) + " to " + std::to_string(max);
+      },
+      "");
+}
+
+CLI::Option* AllowWords(CLI::Option* option, std::vector<std::string> words, const char* name) {
+  WordsByOption()[option] = std::move(words);
+  return option->type_name(name)->transform(CLI::Validator(
+      [option](std::string& value) { return ChooseWord(AllowedWords(option), &value); }, ""));
+}
+
+const std::vector<std::string>& AllowedWords(const CLI::Option* option) {
+  static const std::vector<std::string> kNone;
+  const auto found = WordsByOption().find(option);
+  return found != WordsByOption().end() ? found->second : kNone;
+}
+
+}  // namespace orv::tool

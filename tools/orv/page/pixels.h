@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <memory>
+
+#include "orv/platform/graphics.h"
+
+/// Access to the pixels of pages, and pages with one bit per pixel.
+
+namespace orv::tool {
+
+using PagePointer = std::unique_ptr<Bitmap>;
+
+/// The pixels of a page, locked as 24 bits until the end of the scope.
+class PagePixels {
+ public:
+  explicit PagePixels(Bitmap* page);
+  PagePixels(const PagePixels&) = delete;
+  PagePixels& operator=(const PagePixels&) = delete;
+  ~PagePixels() { page_->UnlockBits(&data_); }
+
+  int width() const { return static_cast<int>(data_.Width); }
+  int height() const { return static_cast<int>(data_.Height); }
+  /// The blue, green and red bytes of a row.
+  unsigned char* Row(int y) const;
+
+ private:
+  Bitmap* page_;
+  BitmapData data_;
+};
+
+/// Calls `work(pixel, x, y)` for the blue, green and red bytes of every pixel.
+template <typename Work>
+void ForEachPixel(const PagePixels& pixels, const Work& work) {
+  for (int y = 0; y < pixels.height(); ++y) {
+    unsigned char* pixel = pixels.Row(y);
+    for (int x = 0; x < pixels.width(); ++x, pixel += 3) work(pixel, x, y);
+  }
+}
+
+inline bool IsWhite(const unsigned char* pixel) { return (pixel[0] & pixel[1] & pixel[2]) == 255; }
+
+/// Eight pixels of one colour, to skip the most frequent colour of a page quickly.
+class EightPixels {
+ public:
+  explicit EightPixels(const unsigned char* pixel) {
+    for (int i = 0; i < 8; ++i) std::memcpy(bytes_ + 3 * i, pixel, 3);
+  }
+  bool AreAt(const unsigned char* pixels) const {
+    std::uint64_t own[3];
+    std::uint64_t other[3];
+    std::memcpy(own, bytes_, sizeof(own));
+    std::memcpy(other, pixels, sizeof(other));
+    return ((own[0] ^ other[0]) | (own[1] ^ other[1]) | (own[2] ^ other[2])) == 0;
+  }
+
+ private:
+  unsigned char bytes_[3 * 8];
+};
+
+/// A copy of a 24-bit page with at most two colours: one bit per pixel, the colours in the palette;
+/// null for any other page. Planes and dithered pages have two colours: in this form they are
+/// written faster, take less space and read back as the same pixels.
+PagePointer ReduceToTwoColours(Bitmap* page);
+
+/// The two-colour form of a page, or the page itself when it has more colours.
+PagePointer To1Bpp(PagePointer page);
+
+}  // namespace orv::tool
