@@ -141,17 +141,17 @@ TEST(RegFile, UnderstandsDeletionCommentsAndLooseSpacing) {
 TEST(RegFile, NamesEveryFaultByItsLine) {
   const std::pair<const wchar_t*, std::vector<std::wstring>> cases[] = {
       {L"the key has no closing bracket", {L"[HKCU\\a"}},
-      {L"the key lies below neither HKEY_CURRENT_USER nor HKEY_LOCAL_MACHINE", {L"[HKXX\\a]"}},
-      {L"a whole hive is not deleted", {L"[-HKCU]"}},
+      {L"the key is below neither HKEY_CURRENT_USER nor HKEY_LOCAL_MACHINE", {L"[HKXX\\a]"}},
+      {L"refusing to delete a whole hive", {L"[-HKCU]"}},
       {L"the line is neither a key in brackets, a value nor a comment",
        {L"nonsense", L"\"name", L"\"name\\"}},
-      {L"there is no equals sign behind the value's name", {L"\"name\"", L"@ \"x\""}},
+      {L"expected an equals sign after the value's name", {L"\"name\"", L"@ \"x\""}},
       {L"the text has no closing quote", {L"@=\"x"}},
-      {L"something follows the text", {L"@=\"x\" y"}},
+      {L"unexpected characters after the text", {L"@=\"x\" y"}},
       {L"a dword has one to eight hexadecimal digits",
        {L"@=dword:", L"@=dword:123456789", L"@=dword:0x1"}},
-      {L"the type in brackets is no hexadecimal number", {L"@=hex(:1"}},
-      {L"there is no colon behind the type", {L"@=hex(7)1"}},
+      {L"the type in brackets is not a hexadecimal number", {L"@=hex(:1"}},
+      {L"expected a colon after the type", {L"@=hex(7)1"}},
       {L"bytes are pairs of hexadecimal digits with commas between them",
        {L"@=hex:1,,2", L"@=hex:123"}},
       {L"the data is neither \"text\", dword:, hex: nor hex(type):", {L"@=1", L"@="}}};

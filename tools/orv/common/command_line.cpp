@@ -126,7 +126,7 @@ struct ArgumentWalk {
     const CLI::Option* const option =
         command->get_option_no_throw(isShort ? word.substr(0, 2) : word);
     if (option == nullptr) {
-      unknown = L"there is no option " + ToWide(word) + Suggestion(word, OptionNames(command));
+      unknown = L"unknown option " + ToWide(word) + Suggestion(word, OptionNames(command));
       return false;
     }
     hasValue = hasValue || (isShort && word.size() > 2);
@@ -156,7 +156,7 @@ std::wstring DescribeCount(const ArgumentWalk& walk, const CLI::ParseError& erro
   for (const CLI::Option* option : walk.command->get_options()) {
     const auto max = static_cast<std::size_t>(option->get_items_expected_max());
     if (max > 0 && option->count() > max) {
-      return NameAndValue(option) + L": there is a value already";
+      return NameAndValue(option) + L": given more than once";
     }
   }
   if (walk.waiting != nullptr) return NameAndValue(walk.waiting) + L": the value is missing";
@@ -169,12 +169,12 @@ std::wstring DescribeCombination(const CLI::App* command, const CLI::ParseError&
     if (option->count() == 0) continue;
     for (const CLI::Option* other : option->get_needs()) {
       if (other->count() == 0) {
-        return ToWide(option->get_name() + " goes only with " + other->get_name());
+        return ToWide(option->get_name() + " requires " + other->get_name());
       }
     }
     for (const CLI::Option* other : option->get_excludes()) {
       if (other->count() > 0) {
-        return ToWide(option->get_name() + " does not go with " + other->get_name());
+        return ToWide(option->get_name() + " cannot be used with " + other->get_name());
       }
     }
   }
@@ -186,8 +186,7 @@ std::wstring DescribeCombination(const CLI::App* command, const CLI::ParseError&
 std::wstring DescribeParseError(const CLI::App* program, const ArgumentWalk& walk,
                                 const CLI::ParseError& error) {
   if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
-    // The parser's own message has them in reverse order.
-    return L"there is no place for " + ToWide(CLI::detail::join(program->remaining(true), " "));
+    return UnexpectedArguments(program->remaining(true));
   }
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
     return DescribeCount(walk, error);
@@ -251,7 +250,12 @@ CLI::App* FindCommand(CLI::App* group, const std::string& name) {
 }
 
 std::wstring UnknownCommand(const CLI::App* group, const std::string& name) {
-  return L"there is no command " + ToWide(name) + Suggestion(name, CommandNames(group));
+  return L"unknown command '" + ToWide(name) + L"'" + Suggestion(name, CommandNames(group));
+}
+
+std::wstring UnexpectedArguments(const std::vector<std::string>& arguments) {
+  return (arguments.size() == 1 ? L"unexpected argument '" : L"unexpected arguments '") +
+         ToWide(CLI::detail::join(arguments, "', '")) + L"'";
 }
 
 std::wstring DescribeMistake(CLI::App* program, const std::vector<std::string>& arguments,
@@ -260,7 +264,7 @@ std::wstring DescribeMistake(CLI::App* program, const std::vector<std::string>& 
   const bool isValue = dynamic_cast<const CLI::ValidationError*>(&error) != nullptr;
   const std::wstring text =
       isValue || walk.unknown.empty() ? DescribeParseError(program, walk, error) : walk.unknown;
-  return text + L" (" + walk.path + L" --help says more)";
+  return text + L" (see " + walk.path + L" --help)";
 }
 
 }  // namespace orv::tool

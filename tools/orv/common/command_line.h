@@ -25,6 +25,9 @@ CLI::App* FindCommand(CLI::App* group, const std::string& name);
 /// The message for an unknown command of a group, with the nearest known name.
 std::wstring UnknownCommand(const CLI::App* group, const std::string& name);
 
+/// The message for arguments that a command does not take.
+std::wstring UnexpectedArguments(const std::vector<std::string>& arguments);
+
 /// The message for a command line that the parser refused: the error, the nearest known command,
 /// option or value, and which help to read.
 std::wstring DescribeMistake(CLI::App* program, const std::vector<std::string>& arguments,

@@ -16,8 +16,10 @@ std::map<const CLI::Option*, std::vector<std::string>>& WordsByOption() {
   return words;
 }
 
-/// Replaces a value by the equal word of the list; returns the message when there is none.
-std::string ChooseWord(const std::vector<std::string>& words, std::string* value) {
+/// Replaces a value by the equal word of the list; returns the message when there is none. `kind`
+/// is what the words are.
+std::string ChooseWord(const std::string& kind, const std::vector<std::string>& words,
+                       std::string* value) {
   const std::wstring given = ToWide(*value);
   std::vector<std::wstring> wide;
   for (const std::string& word : words) {
@@ -27,7 +29,7 @@ std::string ChooseWord(const std::vector<std::string>& words, std::string* value
     return {};
   }
   const std::vector<std::wstring_view> views(wide.begin(), wide.end());
-  return *value + " is none of " + CLI::detail::join(words, ", ") +
+  return "unknown " + kind + " '" + *value + "'; choose one of " + CLI::detail::join(words, ", ") +
          WideToUtf8(DidYouMean(given, views));
 }
 
@@ -58,7 +60,7 @@ CLI::Validator InRange(int min, int max) {
       [min, max](std::string& text) {
         double number = 0;
         if (!CLI::detail::lexical_cast(text, number)) return std::string();
-        if (number != std::trunc(number)) return text + " is no whole number";
+        if (number != std::trunc(number)) return text + " is not a whole number";
         if (number >= min && number <= max) return std::string();
         return text + " is not in the range " + std::to_string(min) + " to " + std::to_string(max);
       },
@@ -68,7 +70,10 @@ CLI::Validator InRange(int min, int max) {
 CLI::Option* AllowWords(CLI::Option* option, std::vector<std::string> words, const char* name) {
   WordsByOption()[option] = std::move(words);
   return option->type_name(name)->transform(CLI::Validator(
-      [option](std::string& value) { return ChooseWord(AllowedWords(option), &value); }, ""));
+      [option, kind = CLI::detail::to_lower(name)](std::string& value) {
+        return ChooseWord(kind, AllowedWords(option), &value);
+      },
+      ""));
 }
 
 const std::vector<std::string>& AllowedWords(const CLI::Option* option) {

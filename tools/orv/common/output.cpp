@@ -25,21 +25,21 @@ struct ErrorText {
   const wchar_t* text;
 };
 constexpr ErrorText kErrorTexts[] = {
-    {ERROR_FILE_NOT_FOUND, L"there is none of that name"},
+    {ERROR_FILE_NOT_FOUND, L"not found"},
     {ERROR_PATH_NOT_FOUND, L"the folder does not exist"},
     {ERROR_ACCESS_DENIED, L"access is denied"},
     {ERROR_INVALID_HANDLE, L"the handle is not valid"},
-    {ERROR_NOT_ENOUGH_MEMORY, L"there is not enough memory"},
-    {ERROR_SHARING_VIOLATION, L"somebody else is using it"},
+    {ERROR_NOT_ENOUGH_MEMORY, L"not enough memory"},
+    {ERROR_SHARING_VIOLATION, L"in use by another process"},
     {ERROR_INVALID_PARAMETER, L"the name is not valid"},
     {ERROR_DISK_FULL, L"the disk is full"},
-    {ERROR_BUSY, L"somebody else is using it"},
+    {ERROR_BUSY, L"in use by another process"},
     {ERROR_BADDB, L"the settings store is damaged"},
     {ERROR_REGISTRY_IO_FAILED, L"the settings store cannot be read or written"},
     {ERROR_KEY_DELETED, L"the key has been deleted"},
     {1797, L"the printer driver is unknown"},
-    {ERROR_INVALID_PRINTER_NAME, L"there is no printer of that name"},
-    {ERROR_PRINTER_ALREADY_EXISTS, L"the printer exists already"},
+    {ERROR_INVALID_PRINTER_NAME, L"no such printer"},
+    {ERROR_PRINTER_ALREADY_EXISTS, L"the printer already exists"},
 };
 
 OutputStream resultStream = OutputStream::kResults;

@@ -67,7 +67,7 @@ std::wstring_view NearestRule(std::wstring_view name) {
 
 std::wstring AllowanceFault(std::wstring_view name) {
   const CheckRule* const rule = FindCheckRule(name);
-  if (rule == nullptr) return L"there is no rule " + std::wstring(name);
+  if (rule == nullptr) return L"unknown rule '" + std::wstring(name) + L"'";
   if (rule->severity == Severity::kError) {
     return std::wstring(name) + L" is an error: the file would still not load";
   }
@@ -105,8 +105,8 @@ std::vector<Finding> WithoutAllowed(const std::wstring& text, std::vector<Findin
                     nearest.empty() ? kNothing : nearest);
     } else if (!allowance.isUsed) {
       result.Report(L"unused-allowance", allowance.offset,
-                    L"there is no " + std::wstring(allowance.name) + L" here to allow",
-                    L"the names of what is found here", kNothing);
+                    L"no " + std::wstring(allowance.name) + L" finding here to allow",
+                    L"the rules found here", kNothing);
     }
   }
   return result.Take();

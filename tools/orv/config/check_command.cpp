@@ -34,7 +34,7 @@ struct CheckOptions {
                    (nearest.empty() || nearest == name
                         ? std::wstring()
                         : L"; did you mean " + std::wstring(nearest) + L"?") +
-                   L" (orv config check --explain lists all)");
+                   L" (orv config check --explain lists all rules)");
 }
 
 void Explain(const CheckOptions& options) {
@@ -42,7 +42,7 @@ void Explain(const CheckOptions& options) {
   const bool isAll = name == L"all";
   const CheckRule* const rule = FindCheckRule(name);
   if (rule == nullptr && !isAll && name != L"list") {
-    FailOnRule(L"there is no rule " + name, name);
+    FailOnRule(L"unknown rule '" + name + L"'", name);
   }
   if (options.asJson) return Print(RulesAsJson(rule));
   if (options.asMarkdown) return Print(RulesAsMarkdown());
@@ -109,7 +109,7 @@ void Check(const CheckOptions& options) {
     const std::wstring fault = AllowanceFault(ignored.back());
     if (!fault.empty()) FailOnRule(fault, ignored.back());
   }
-  if (options.files.empty()) Fail(kUsage, L"FILE is required (orv config check --help)");
+  if (options.files.empty()) Fail(kUsage, L"FILE is required (see orv config check --help)");
   FindingPrinter printer(options.asJson);
   int exitCode = kDone;
   for (const std::string& file : options.files) {

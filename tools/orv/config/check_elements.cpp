@@ -67,13 +67,13 @@ void Checker::CheckChildren(std::span<const ElementRule> rules, const std::wstri
 
 void Checker::FindRead(std::span<const ElementRule> rules, const std::wstring& parent, int offset,
                        int last, std::vector<Child>* children) {
-  std::wstring place = L"behind <property>";
+  std::wstring place = L"after <property>";
   for (std::size_t i = 0; i < rules.size(); ++i) {
     const ElementRule& rule = rules[i];
     const FoundChildren found = MarkRead(i, rule.need, &last, children);
     ReportUnread(rule, i, found.first != nullptr, place, *children);
     if (found.first != nullptr) {
-      place = L"behind <" + std::wstring(rule.name) + L">";
+      place = L"after <" + std::wstring(rule.name) + L">";
     } else if (rule.need == Need::kRequired) {
       ReportAbsent(rule, found.early, place, parent, offset);
     }
@@ -188,14 +188,14 @@ FoundProperties Checker::CheckProperties(std::span<const PropertyRule> rules, Oc
       const std::size_t index = static_cast<std::size_t>(rule - rules.begin());
       if (occurrence != Occurrence::kMany && seen[index]) {
         Report(L"duplicate-property", property.offset,
-               L"\"" + property.name + L"\" stands here twice, and this one counts", L"one of them",
+               L"\"" + property.name + L"\" is a duplicate; this one takes effect", L"one of them",
                kNothing);
       }
       seen[index] = true;
       if (xml_.FindChildElem()) {
         Report(L"element-in-value", property.valueOffset,
-               L"\"" + property.name + L"\" is empty because an element is in it", L"text",
-               L"the text alone");
+               L"\"" + property.name + L"\" is read as empty because it contains an element",
+               L"text", L"the text alone");
       } else {
         CheckValue(*rule, property, &findings_);
       }
@@ -208,7 +208,7 @@ FoundProperties Checker::CheckProperties(std::span<const PropertyRule> rules, Oc
 
 void Checker::ReportUnknown(std::span<const PropertyRule> rules, const FoundProperty& property) {
   const std::vector<std::wstring_view> keys = KeysOf(rules);
-  std::wstring text = L"\"" + property.name + L"\" is not known here";
+  std::wstring text = L"\"" + property.name + L"\" is not a key of this section";
   const std::wstring home = HomeOf(property.name, kRoot);
   if (!home.empty()) text += L"; it belongs to <" + home + L">";
   Report(

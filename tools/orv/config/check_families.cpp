@@ -64,10 +64,10 @@ void Checker::CheckFamilies() {
                std::wstring(kind) + L", or the identifier " + std::to_wstring(meant));
       } else if (meant < 0 && !text.type.empty()) {
         Report(L"unknown-family-type", text.typeOffset,
-               L"the type " + text.type + L" is the name of no family", FamilyList(), kind);
+               L"the type " + text.type + L" is not the name of a family", FamilyList(), kind);
       }
       if (!seen.insert(kind).second) {
-        Report(L"duplicate-family", offset, L"the family stands here twice: its options are joined",
+        Report(L"duplicate-family", offset, L"duplicate family: the options are merged",
                L"one " + std::wstring(kind), L"its options in the first one");
       } else if (!text.name.value.empty() &&
                  std::find(names.begin(), names.end(), text.name.value) != names.end()) {
@@ -108,7 +108,7 @@ void Checker::ReadFamily(int offset, FamilyText* text) {
     xml_.OutOfElem();
   } else {
     Report(L"family-without-properties", offset,
-           L"the family has no <properties>: it is read as another one of the kind before it",
+           L"the family has no <properties>: it is read as the same kind as the family before",
            L"one <properties>", L"<properties> ... </properties>");
   }
   xml_.OutOfElem();
@@ -187,7 +187,7 @@ void Checker::CheckOptionName(int offset, std::set<std::wstring>* names, int* de
   const FoundProperty* const isDefault = Find(option_, L"defaultOption");
   if (isDefault != nullptr && ToUpperCaseBool(isDefault->value) && ++*defaults > 1) {
     Report(L"two-defaults", isDefault->valueOffset,
-           L"another option of the family is the default already, and the first one counts",
+           L"another option of the family is already the default; the first one takes effect",
            L"one TRUE in a family", L"FALSE");
   }
 }

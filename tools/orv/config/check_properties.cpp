@@ -21,7 +21,7 @@ namespace orv::tool {
 namespace {
 
 /// The proposal for a time that only the author knows.
-constexpr wchar_t kMeantTime[] = L"the time that is meant";
+constexpr wchar_t kMeantTime[] = L"the intended time";
 
 constexpr std::wstring_view kWhiteSpace = L" \t\r\n\v\f";
 
@@ -130,11 +130,11 @@ void CheckInteger(const FoundProperty& property, Findings* findings) {
       return;
     case NumberForm::kNone:
       findings->Report(L"not-a-number", property.valueOffset, what + L"0", L"a whole number",
-                       min > 0 ? Proposal(key, 0) : L"0, or the number that is meant");
+                       min > 0 ? Proposal(key, 0) : L"0, or the intended number");
       return;
     case NumberForm::kTooLarge:
       findings->Report(L"number-too-large", property.valueOffset,
-                       what + number + L", the nearest number of 32 bits",
+                       what + number + L", the nearest 32-bit number",
                        std::to_wstring(min) + L" to " + std::to_wstring(max), Proposal(key, value));
       return;
   }
@@ -184,13 +184,13 @@ void CheckDateTime(const FoundProperty& property, Findings* findings) {
   const std::wstring& value = property.value;
   if (value.size() != kSize) {
     findings->Report(L"not-a-time", property.valueOffset,
-                     Quoted(property.name) + L" is read as no time",
+                     Quoted(property.name) + L" is not a valid date and time, and is ignored",
                      L"19 characters such as 2026-03-02T08:00:00",
                      value.size() == kDateSize ? value + L"T00:00:00" : kMeantTime);
   } else if (!IsValidDateTime(value)) {
     findings->Report(L"not-a-time", property.valueOffset,
-                     Quoted(property.name) + L" is a time that is none",
-                     L"a time that exists, such as 2026-03-02T08:00:00", kMeantTime);
+                     Quoted(property.name) + L" is not an existing date and time",
+                     L"an existing date and time such as 2026-03-02T08:00:00", kMeantTime);
   }
 }
 
@@ -215,11 +215,11 @@ void CheckText(const FoundProperty& property, Findings* findings) {
                       EqualsIgnoreCase(property.name, L"optionFamilyName");
   if (isName && inner.empty()) {
     findings->Report(L"empty-name", property.offset, Quoted(property.name) + L" is empty",
-                     L"a name for people", L"what people call it");
+                     L"a name for users", L"the name that users know");
   }
   if (EqualsIgnoreCase(property.name, L"type") && inner != L"printer") {
-    findings->Report(L"unknown-value", property.valueOffset, L"the file describes no printer",
-                     L"printer", L"printer");
+    findings->Report(L"unknown-value", property.valueOffset,
+                     L"the file does not describe a printer", L"printer", L"printer");
   }
 }
 
@@ -271,10 +271,10 @@ StepFault FaultOf(const Limit& low, const Limit& high, const Limit& step) {
   const std::int64_t width = high.value - low.value;
   const std::wstring last = std::to_wstring(low.value + width / step.value * step.value);
   return {
-      step.Name() + L" (" + std::to_wstring(step.value) + L") does not lead from " +
+      step.Name() + L" (" + std::to_wstring(step.value) + L") does not divide the range " +
           std::to_wstring(low.value) + L" to " + std::to_wstring(high.value) +
           L"; the last value is " + last,
-      L"a step that goes into " + std::to_wstring(width),
+      L"a divisor of " + std::to_wstring(width),
       std::to_wstring(DividingStep(width, step.value)) + L", or " + last + L" for " + high.Name()};
 }
 
@@ -394,7 +394,7 @@ void CheckTimes(const FoundProperties& properties, Findings* findings) {
   const std::int64_t last = ToDateTime(modified->value);
   if (first != 0 && last != 0 && last < first) {
     findings->Report(L"time-order", modified->valueOffset,
-                     Quoted(modified->name) + L" lies before " + Quoted(created->name),
+                     Quoted(modified->name) + L" is before " + Quoted(created->name),
                      created->value + L" or later", created->value);
   }
 }
@@ -445,8 +445,8 @@ void CheckGeneralSettings(const FoundProperties& settings, const FoundProperties
     if (byDefault == nullptr || enabled == nullptr) continue;
     if (ToBool(byDefault->value) && !ToBool(enabled->value)) {
       findings->Report(L"default-not-offered", byDefault->valueOffset,
-                       Quoted(byDefault->name) + L" is true, and " + Quoted(enabled->name) +
-                           L" lets nobody change it",
+                       Quoted(byDefault->name) + L" is true, but " + Quoted(enabled->name) +
+                           L" keeps users from changing it",
                        L"true where users can change it",
                        L"false, or true for " + Quoted(enabled->name));
     }
@@ -486,7 +486,7 @@ void CheckDarkness(const FoundProperties& properties, Findings* findings) {
     const StepFault fault = FaultOf(low, high, step);
     report(step, fault.text, fault.allowed, fault.proposal);
   } else {
-    report(byDefault, byDefault.Name() + L" is none of the levels",
+    report(byDefault, byDefault.Name() + L" is not one of the levels",
            RangeText(low.value, high.value, step.value),
            std::to_wstring(NearestIn(low.value, high.value, step.value, byDefault.value)));
   }
@@ -509,8 +509,8 @@ void CheckSpeeds(const FoundProperties& speeds, std::wstring_view key,
     const std::int32_t speed = ToInt(property.value);
     if (!before.insert(speed).second) {
       findings->Report(L"speed-duplicate", property.valueOffset,
-                       NumberAndUnit(key, speed) + L" stands in the list already",
-                       L"every speed once", kNothing);
+                       NumberAndUnit(key, speed) + L" is already in the list", L"every speed once",
+                       kNothing);
     } else if (last != nullptr && speed < ToInt(last->value)) {
       findings->Report(
           L"speed-order", property.valueOffset,
@@ -528,8 +528,8 @@ void CheckSpeeds(const FoundProperties& speeds, std::wstring_view key,
       *std::min_element(listed.begin(), listed.end(),
                         [&](std::int32_t a, std::int32_t b) { return distance(a) < distance(b); });
   findings->Report(L"default-not-listed", byDefault->valueOffset,
-                   L"the default, " + NumberAndUnit(key, wanted) + L", is none of the speeds", list,
-                   std::to_wstring(nearest));
+                   L"the default, " + NumberAndUnit(key, wanted) + L", is not one of the speeds",
+                   list, std::to_wstring(nearest));
 }
 
 }  // namespace orv::tool

@@ -26,140 +26,140 @@ struct CheckRule {
 // clang-format off
 inline constexpr CheckRule kCheckRules[] = {
     // The document.
-    {L"not-well-formed", Severity::kError, L"The file is no well-formed XML",
-     L"Tags must be closed in the order in which they were opened, a text must write < as &lt; and & "
-     L"as &amp;, and there is one root element. Nothing is read of a file that breaks these rules.",
+    {L"not-well-formed", Severity::kError, L"The file is not well-formed XML",
+     L"Elements must be properly nested, text must write < as &lt; and & as &amp;, and there must be "
+     L"one root element. A file that breaks these rules does not load.",
      L"<property name=\"creator\">A < B</property>",
      L"<property name=\"creator\">A &lt; B</property>"},
     {L"not-utf8", Severity::kWarning, L"Bytes of the file are not UTF-8",
-     L"Files are read as UTF-8 whatever they declare. A sequence that is not valid becomes the "
+     L"Files are read as UTF-8 whatever they declare. An invalid sequence becomes the "
      L"replacement character U+FFFD, and orv config sign refuses the file. Save it as UTF-8.",
      L"a name with an umlaut, saved in a code page",
      L"the same name, saved as UTF-8"},
-    {L"declared-encoding", Severity::kWarning, L"The XML declaration names another encoding than UTF-8",
-     L"The declaration is not looked at: the file is read as UTF-8. Other programs believe it and "
-     L"read, or save, something else.",
+    {L"declared-encoding", Severity::kWarning, L"The XML declaration names an encoding other than UTF-8",
+     L"The declaration is ignored: the file is read as UTF-8. Other programs follow the declaration "
+     L"and read or save different text.",
      L"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>",
      L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>"},
     {L"missing-element", Severity::kError, L"A required element is missing",
-     L"All sections are required, and properties in each of them. The load ends at the first one that "
-     L"is not found.",
+     L"All sections and their properties elements are required. Loading fails at the first one that "
+     L"is missing.",
      L"<model></model>",
      L"<model><properties> ... </properties></model>"},
-    {L"element-order", Severity::kError, L"A required element stands before the one it must follow",
-     L"Each element is searched onward from the one that was found before it, never backwards. A "
-     L"section in front of its predecessor is not found, and the file does not load.",
+    {L"element-order", Severity::kError, L"A required element is before the one it must follow",
+     L"The loader searches each element after the previous one, never backwards. A section before its "
+     L"predecessor is not found, and the file does not load.",
      L"<device> <label> ... </label> <model> ... </model>",
      L"<device> <model> ... </model> <label> ... </label>"},
-    {L"element-not-read", Severity::kWarning, L"An element stands before the one it must follow and is not read",
-     L"As with element-order, but the file loads without the element: what it says has no effect.",
+    {L"element-not-read", Severity::kWarning, L"An element is before the one it must follow and is not read",
+     L"As with element-order, but the file loads without the element: its content has no effect.",
      L"<printModes> <printMode> ... </printMode> <properties> ... </properties>",
      L"<printModes> <properties> ... </properties> <printMode> ... </printMode>"},
-    {L"duplicate-element", Severity::kWarning, L"A section stands there twice",
-     L"One of the two is read, in general the first. What the other one says has no effect.",
+    {L"duplicate-element", Severity::kWarning, L"Duplicate section",
+     L"Only one of the two is read, usually the first. The other one has no effect.",
      L"<label> ... </label> <label> ... </label>",
      L"<label> ... </label>"},
-    {L"unknown-element", Severity::kWarning, L"An element that is not known",
-     L"It is skipped in silence with all that is in it.",
+    {L"unknown-element", Severity::kWarning, L"Unknown element",
+     L"The element and its content are skipped silently.",
      L"<device> <labels> ... </labels>",
      L"<device> <label> ... </label>"},
     {L"stray-text", Severity::kWarning, L"Text between elements",
-     L"Values stand in property elements only. Text elsewhere is skipped in silence: often the rest "
-     L"of a value or of a comment.",
+     L"Values are in property elements only. Text elsewhere is skipped silently; often it is left over "
+     L"from a value or a comment.",
      L"<properties> 12 <property name=\"version\"></property>",
      L"<properties> <property name=\"version\">12</property>"},
     {L"not-loaded", Severity::kError, L"The file does not load for another reason",
-     L"The loader refuses the file with the message that follows, and none of the other rules knows "
-     L"why. It keeps a file that does not load from passing; please report such a file.",
+     L"The loader rejects the file with the message that follows, and no other rule explains it. This "
+     L"rule keeps such a file from passing the check; please report it.",
      L"", L""},
 
     // Properties.
     {L"property-without-name", Severity::kWarning, L"A property without a name",
-     L"The key stands in the attribute name. Without it the value belongs to no key and is not read.",
+     L"The attribute name holds the key. Without a key the value is not read.",
      L"<property nam=\"aRef\">DX-600-01</property>",
      L"<property name=\"aRef\">DX-600-01</property>"},
-    {L"unknown-property", Severity::kWarning, L"A key that the section does not know",
-     L"The value is not read, which the log mentions. In printModes and sensorTypes an unknown key "
-     L"adds an entry all the same, with the number of the entry before it.",
+    {L"unknown-property", Severity::kWarning, L"Unknown key in a section",
+     L"The value is not read, and the log says so. In printModes and sensorTypes an unknown key still "
+     L"adds an entry, with the number of the previous entry.",
      L"<property name=\"widhtMin\">20000</property>",
      L"<property name=\"widthMin\">20000</property>"},
-    {L"duplicate-property", Severity::kWarning, L"A key stands there twice",
-     L"The last one counts. Remove the one that is not meant.",
+    {L"duplicate-property", Severity::kWarning, L"Duplicate key",
+     L"The last one takes effect. Remove the others.",
      L"<property name=\"modelId\">1</property> <property name=\"modelId\">2</property>",
      L"<property name=\"modelId\">2</property>"},
     {L"missing-property", Severity::kWarning, L"A key is missing and takes its default",
      L"A number becomes 0, a boolean false, a text empty and a resolution 300. Write the value even "
-     L"where it is the default, so that a reader sees that it is meant.",
+     L"if it is the default, so that readers see that it is intended.",
      L"<properties></properties>",
      L"<properties> <property name=\"modelId\">3300</property> ... </properties>"},
-    {L"required-property", Severity::kError, L"A limit is missing without which the file does not load",
-     L"globalOffsetY, headsOffsetX and darkness need all limits of their range; only headsOffsetXMin "
-     L"may be left out when headsOffsetXEnabled is there.",
+    {L"required-property", Severity::kError, L"A required limit is missing",
+     L"globalOffsetY, headsOffsetX and darkness require all limits of their range, or the file does not "
+     L"load. Only headsOffsetXMin may be missing if headsOffsetXEnabled is present.",
      L"<property name=\"globalOffsetYMin\">0</property> alone",
      L"globalOffsetYMin, globalOffsetYStep and globalOffsetYMax"},
     {L"element-in-value", Severity::kWarning, L"An element in a value",
-     L"The value of a property that holds an element is empty. Write the text alone, with < as &lt;.",
+     L"A property that contains an element is read as empty. Write only text, with < as &lt;.",
      L"<property name=\"modelName\">LX <b>300</b></property>",
      L"<property name=\"modelName\">LX 300</property>"},
 
     // Values.
-    {L"not-a-number", Severity::kWarning, L"A number is read only in part, or not at all",
+    {L"not-a-number", Severity::kWarning, L"A number is read only partly, or not at all",
      L"White space, a sign and digits are read, and the first other character ends the number; no "
-     L"digits give 0. Units, decimal points and separators of thousands are not known.",
+     L"digits give 0. Units, decimal points and thousands separators are not supported.",
      L"<property name=\"widthMin\">20.5 mm</property>",
      L"<property name=\"widthMin\">20500</property>"},
     {L"number-too-large", Severity::kWarning, L"A number beyond 32 bits",
-     L"Numbers reach from -2147483648 to 2147483647; the nearest one within is taken.",
+     L"Numbers range from -2147483648 to 2147483647; the nearest number in the range is used.",
      L"<property name=\"modelId\">99999999999</property>",
      L"<property name=\"modelId\">2147483647</property>"},
     {L"not-a-boolean", Severity::kWarning, L"A boolean that is neither true nor false",
-     L"Only true, in any case of letters, is true. Everything else is false: yes, on, 1, and true "
-     L"with a blank beside it.",
+     L"Only true, compared case-insensitively, is true. Everything else is false: yes, on, 1, and true "
+     L"with a blank next to it.",
      L"<property name=\"color\">yes</property>",
      L"<property name=\"color\">true</property>"},
-    {L"true-in-capitals", Severity::kWarning, L"A switch that only TRUE in capitals turns on",
+    {L"true-in-capitals", Severity::kWarning, L"Must be TRUE, in capitals, to take effect",
      L"headsOffsetXEnabled and defaultOption are true for exactly TRUE, unlike all other booleans: "
-     L"true in small letters is false there. Write FALSE if that is meant.",
+     L"true in lower case is false there. Write FALSE if false is intended.",
      L"<property name=\"defaultOption\">true</property>",
      L"<property name=\"defaultOption\">TRUE</property>"},
-    {L"not-a-time", Severity::kWarning, L"A time of another form, or one that does not exist",
-     L"A time has 19 characters, year, month, day, hour, minute and second: another length is read as "
-     L"no time, and a field beyond its range carries over into the next one.",
+    {L"not-a-time", Severity::kWarning, L"Not a valid date and time",
+     L"A date and time has 19 characters: year, month, day, hour, minute and second. A text of another "
+     L"length is ignored, and a field outside its range carries over into the next one.",
      L"<property name=\"created\">2026-03-02</property>",
      L"<property name=\"created\">2026-03-02T08:00:00</property>"},
-    {L"time-order", Severity::kWarning, L"The file was changed before it was made",
-     L"lastModified must not lie before created.",
+    {L"time-order", Severity::kWarning, L"The file was modified before it was created",
+     L"lastModified must not be before created.",
      L"created 2026-03-02T08:00:00, lastModified 2025-03-02T08:00:00",
      L"created 2026-03-02T08:00:00, lastModified 2026-03-02T08:00:00"},
-    {L"unknown-value", Severity::kWarning, L"A text that is none of those known",
+    {L"unknown-value", Severity::kWarning, L"Unknown value",
      L"materialGuidance is left, centered or right, also leftHanded or rightHanded; any other text "
-     L"changes nothing, so that left remains. type is printer.",
+     L"is ignored, and left remains. type is printer.",
      L"<property name=\"materialGuidance\">center</property>",
      L"<property name=\"materialGuidance\">centered</property>"},
     {L"white-space", Severity::kWarning, L"White space around a text",
-     L"Texts are kept as they are, with blanks and line ends. Names with a blank at the end compare "
-     L"unequal to the same names without.",
+     L"Text is kept unchanged, including blanks and line ends. A name with a blank at the end is not "
+     L"equal to the same name without it.",
      L"<property name=\"modelName\">ORV-LX 300 </property>",
      L"<property name=\"modelName\">ORV-LX 300</property>"},
     {L"empty-name", Severity::kWarning, L"The model or a family has no name",
-     L"modelName and optionFamilyName are what people see.",
+     L"Users see modelName and optionFamilyName.",
      L"<property name=\"modelName\"></property>",
      L"<property name=\"modelName\">ORV-LX 300</property>"},
-    {L"device-id", Severity::kWarning, L"The device identifier lacks the maker or the model",
-     L"An IEEE 1284 device identifier is a row of KEY:VALUE; pairs and must name MFG (or "
-     L"MANUFACTURER) and MDL (or MODEL): plug and play finds the driver by them.",
+    {L"device-id", Severity::kWarning, L"The device identifier has no manufacturer or model",
+     L"An IEEE 1284 device identifier is a sequence of KEY:VALUE; pairs and must contain MFG (or "
+     L"MANUFACTURER) and MDL (or MODEL): plug and play uses them to find the driver.",
      L"<property name=\"deviceId\">LX300</property>",
      L"<property name=\"deviceId\">MFG:ORV;MDL:LX300;CLS:PRINTER;</property>"},
 
     // Numbers against each other.
     {L"range-order", Severity::kWarning, L"A minimum above its maximum",
-     L"No value is in such a range, so that settings are never valid. The loader does not compare the "
+     L"Such a range contains no value, so settings are never valid. The loader does not compare the "
      L"two.",
      L"widthMin 15000, widthMax 14000",
      L"widthMin 14000, widthMax 15000"},
-    {L"range-step", Severity::kWarning, L"A step that does not lead from the minimum to the maximum",
-     L"A step is above 0 and goes into the range a whole number of times; otherwise the maximum is "
-     L"never reached.",
+    {L"range-step", Severity::kWarning, L"A step that does not divide the range",
+     L"A step must be above 0 and divide the difference between maximum and minimum; otherwise the "
+     L"maximum is never reached.",
      L"offsetMin 0, offsetMax 1000, offsetStep 300",
      L"offsetMin 0, offsetMax 900, offsetStep 300"},
     {L"default-outside-range", Severity::kWarning, L"A default outside its range or between two steps",
@@ -167,24 +167,23 @@ inline constexpr CheckRule kCheckRules[] = {
      L"settings that start with it are corrected the first time they are checked.",
      L"offsetMin 0, offsetMax 1000, offsetStep 100, offsetDefault 150",
      L"offsetMin 0, offsetMax 1000, offsetStep 100, offsetDefault 100"},
-    {L"darkness-list", Severity::kError, L"The darkness range makes no list of levels",
-     L"The levels Min, Min + Step, ... must end with Max exactly, hold the default, and be at most "
-     L"1000. Other ranges are kept as they are; this one is expanded, and the file does not load "
-     L"otherwise.",
+    {L"darkness-list", Severity::kError, L"The darkness range does not give a list of levels",
+     L"The levels Min, Min + Step, ... must end exactly with Max, contain the default, and be at most "
+     L"1000. The loader expands this range, unlike the others, and fails if it cannot.",
      L"darknessMin 0, darknessStep 7, darknessMax 150",
      L"darknessMin 0, darknessStep 5, darknessMax 150"},
     {L"not-positive", Severity::kWarning, L"A size, resolution, speed or version that is not above 0",
      L"Sizes of labels, the print width, resolutions, speeds and the version must be above 0, a gap and "
-     L"the model's number 0 at least. A resolution with an empty text is 0, not 300.",
+     L"the model number must be at least 0. A resolution with an empty text is 0, not 300.",
      L"<property name=\"resolutionDpiX\"></property>",
      L"<property name=\"resolutionDpiX\">300</property>"},
     {L"unit-scale", Severity::kWarning, L"A length or speed that looks like millimetres",
      L"Lengths are thousandths of a millimetre, and speeds millimetres a second multiplied by 1000. A "
-     L"size or speed below 1 mm is taken for one that was not multiplied.",
+     L"size or speed below 1 mm was probably not multiplied.",
      L"<property name=\"widthMax\">106</property>",
      L"<property name=\"widthMax\">106000</property>"},
     {L"resolution-scale", Severity::kWarning, L"A resolution that no print head has",
-     L"Resolutions are dots per inch, some hundreds of them. One above 10000 is taken for a slip.",
+     L"Resolutions are dots per inch, typically some hundreds. A value above 10000 is probably an error.",
      L"<property name=\"resolutionDpiX\">300000</property>",
      L"<property name=\"resolutionDpiX\">300</property>"},
     {L"print-width", Severity::kWarning, L"The print head is wider than the widest label",
@@ -193,23 +192,23 @@ inline constexpr CheckRule kCheckRules[] = {
      L"printWidth 105700, widthMax 100000",
      L"printWidth 105700, widthMax 106000"},
     {L"label-gap", Severity::kWarning, L"The gap is larger than the longest label",
-     L"maxGapDistance is the largest gap between two labels. One above heightMax is taken for a slip.",
+     L"maxGapDistance is the largest gap between two labels. A gap above heightMax is probably an error.",
      L"heightMax 20000, maxGapDistance 200000",
      L"heightMax 200000, maxGapDistance 20000"},
     {L"default-not-offered", Severity::kWarning, L"A setting that is on by default and not offered",
-     L"...Enabled says that users can change the setting, ...ByDefault what it is until they do: this "
-     L"one is always on. Allow the rule there if that is meant.",
+     L"...Enabled says whether users can change the setting, ...ByDefault its initial value: this one "
+     L"is always on. Allow the rule there if that is intended.",
      L"ribbonSaverEnabled false, ribbonSaverByDefault true",
      L"ribbonSaverEnabled true, ribbonSaverByDefault true"},
 
     // Lists.
-    {L"default-not-listed", Severity::kWarning, L"A default that the list does not hold",
+    {L"default-not-listed", Severity::kWarning, L"A default that is not in the list",
      L"The default print mode, sensor or speed must be one of those listed. A mode or sensor that is "
-     L"not listed leaves number 0. A sensor's name is written without sensorType in front.",
+     L"not listed leaves number 0. A sensor's name is written without the prefix sensorType.",
      L"<property name=\"SensorTypeDefault\">SensorTypeGap</property>",
      L"<property name=\"SensorTypeDefault\">Gap</property>"},
     {L"default-disabled", Severity::kWarning, L"The default print mode or sensor is disabled",
-     L"The entry that the default names says false, so that users start with what they cannot choose.",
+     L"The entry of the default is false, so users start with a value that they cannot choose.",
      L"printModedefault DirectThermal, DirectThermal false",
      L"printModedefault DirectThermal, DirectThermal true"},
     {L"duplicate-entry", Severity::kWarning, L"A print mode or sensor is listed twice",
@@ -218,7 +217,7 @@ inline constexpr CheckRule kCheckRules[] = {
      L"<property name=\"ThermalTransfer\">true</property> in one"},
     {L"empty-list", Severity::kWarning, L"A list without entries",
      L"printModes without a printMode, sensorTypes without a sensorType and conveyorSpeed without a "
-     L"speed load and offer nothing.",
+     L"speed load, but offer no choice.",
      L"<printModes> <properties> ... </properties> </printModes>",
      L"<printModes> <properties> ... </properties> <printMode> ... </printMode> </printModes>"},
     {L"no-print-speed", Severity::kError, L"The printer has no print speed",
@@ -235,23 +234,23 @@ inline constexpr CheckRule kCheckRules[] = {
      L"50000, 75000, 100000"},
 
     // Option families.
-    {L"unknown-family", Severity::kWarning, L"A family whose identifier is not known",
+    {L"unknown-family", Severity::kWarning, L"Unknown family identifier",
      L"The family is skipped with all its options. A family without an identifier takes that of the "
-     L"family before it; the first one has none to take.",
+     L"previous family; the first family has no previous one.",
      L"<property name=\"optionFamilyId\">8</property>",
      L"<property name=\"optionFamilyId\">17</property>"},
     {L"family-type", Severity::kWarning, L"The type names another family than the identifier",
-     L"The identifier alone decides how the options are read. The type is free text for messages, but "
-     L"here it is the name of another family: one of the two was left over from a copy.",
+     L"Only the identifier decides how the options are read. The type is free text for messages, but "
+     L"here it names another family: one of the two was probably left over from a copy.",
      L"optionFamilyId 10, optionFamilyType PeelOff",
      L"optionFamilyId 1, optionFamilyType PeelOff"},
-    {L"unknown-family-type", Severity::kWarning, L"The type is the name of no family",
-     L"The identifier alone decides how the options are read, and the type is free text for messages. One "
-     L"that names no family says nothing to whoever reads them, and is a slip in most cases.",
+    {L"unknown-family-type", Severity::kWarning, L"The type is not the name of a family",
+     L"Only the identifier decides how the options are read, and the type is free text for messages. A "
+     L"type that does not name a family is probably misspelt.",
      L"optionFamilyId 1, optionFamilyType PealOff",
      L"optionFamilyId 1, optionFamilyType PeelOff"},
-    {L"duplicate-family", Severity::kWarning, L"A family stands there twice",
-     L"The options of both are joined, and the second one's texts are kept. The identifiers 3 and 23 "
+    {L"duplicate-family", Severity::kWarning, L"Duplicate family",
+     L"The options of both are merged, and the texts of the second one are kept. The identifiers 3 and 23 "
      L"are one family.",
      L"two optionFamily elements with optionFamilyId 2",
      L"one optionFamily with all options"},
@@ -260,11 +259,11 @@ inline constexpr CheckRule kCheckRules[] = {
      L"optionFamilyName Cutter in families 2 and 9",
      L"optionFamilyName Cutter and Perforator"},
     {L"family-without-properties", Severity::kWarning, L"A family without properties",
-     L"It is read as another one of the kind of the family before it, whose texts it keeps too.",
+     L"Missing family properties are inherited from the previous family, including its kind.",
      L"<optionFamily> <options> ... </options> </optionFamily>",
      L"<optionFamily> <properties> ... </properties> <options> ... </options> </optionFamily>"},
     {L"no-options", Severity::kWarning, L"A family without options",
-     L"It offers nothing. Remove it, or add an option.",
+     L"It offers no choice. Remove it, or add an option.",
      L"<optionFamily> <properties> ... </properties> </optionFamily>",
      L"<optionFamily> <properties> ... </properties> <options> ... </options> </optionFamily>"},
     {L"option-without-properties", Severity::kWarning, L"An option without properties",
@@ -280,38 +279,37 @@ inline constexpr CheckRule kCheckRules[] = {
      L"optionName Stamp 200 in two options",
      L"optionName Stamp 200 and Stamp 400"},
     {L"two-defaults", Severity::kWarning, L"A family has two default options",
-     L"One option at most can be fitted by default; the first one counts.",
+     L"At most one option can be fitted by default; the first one takes effect.",
      L"defaultOption TRUE in two options",
      L"defaultOption TRUE in one, FALSE in the other"},
 
     // The file itself.
-    {L"file-name", Severity::kWarning, L"The file has another name than it says",
-     L"configfilename is the name that the file should have: the driver looks for a file by name.",
+    {L"file-name", Severity::kWarning, L"The file name differs from configfilename",
+     L"configfilename is the name that the file must have: the driver looks up the file by name.",
      L"configfilename orv_conf_lx300.xml in the file orv_conf_lx300p.xml",
      L"configfilename orv_conf_lx300p.xml"},
-    {L"version-skips-device", Severity::kWarning, L"The version keeps the device from being read",
-     L"A file of version 13 or above loads with its file information alone, and all values of the "
-     L"device are defaults.",
+    {L"version-skips-device", Severity::kWarning, L"Because of the version the device is not read",
+     L"Of a file of version 13 or above only the file information is loaded; all values of the device "
+     L"are defaults.",
      L"<property name=\"version\">13</property> and a device",
      L"<property name=\"version\">12</property> and a device"},
     {L"not-signed", Severity::kWarning, L"The file has no digest",
-     L"sha256 tells whether a file was changed after it was made; without it nobody can tell. orv "
-     L"config sign adds it.",
+     L"sha256 shows whether a file was changed after it was signed. orv config sign adds it.",
      L"<property name=\"sha256\"></property>",
      L"orv config sign FILE"},
     {L"digest", Severity::kWarning, L"The digest is not that of the file",
      L"The file was changed after it was signed. It loads, with two warnings in the log. orv config "
-     L"sign puts the digest right.",
+     L"sign updates the digest.",
      L"<property name=\"sha256\">0000...</property>",
      L"orv config sign FILE"},
     {L"bad-allowance", Severity::kWarning, L"A comment allows a rule that cannot be allowed",
-     L"A comment <!-- orv-check: allow RULE --> takes the names of warnings, separated by blanks or "
+     L"A comment <!-- orv-check: allow RULE --> contains the names of warnings, separated by blanks or "
      L"commas. Errors cannot be allowed: the file would still not load.",
      L"<!-- orv-check: allow speed-ordr -->",
      L"<!-- orv-check: allow speed-order -->"},
-    {L"unused-allowance", Severity::kWarning, L"A comment allows what is not found",
-     L"The comment has no finding of the rule on its own lines or on the line below. Remove it: the "
-     L"next fault there would go unseen.",
+    {L"unused-allowance", Severity::kWarning, L"A comment allows a rule without findings",
+     L"There is no finding of the rule on the lines of the comment or on the next line. Remove the "
+     L"comment: it would hide the next fault there.",
      L"<!-- orv-check: allow speed-order --> above an ascending list", L""},
 };
 // clang-format on

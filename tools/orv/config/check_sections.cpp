@@ -83,7 +83,8 @@ void Checker::CheckFileInfo(const FoundProperties& found, int offset) {
   const FoundProperty* const name = Find(found, L"configfilename");
   if (name != nullptr && !fileName_.empty() && !EqualsIgnoreCase(name->value, fileName_)) {
     Report(L"file-name", name->valueOffset,
-           L"the file calls itself \"" + name->value + L"\" and is named \"" + fileName_ + L"\"",
+           L"the file says its name is \"" + name->value + L"\", but it is named \"" + fileName_ +
+               L"\"",
            L"the name of the file", fileName_);
   }
   const FoundProperty* const digest = Find(found, L"sha256");

@@ -116,7 +116,7 @@ std::string Converted(ConvertFunction* convert, const std::string& bytes,
                       const std::wstring& name) {
   std::optional<std::string> converted = convert(bytes);
   if (!converted) {
-    Fail(kUnreadable, name + (convert == &ProtectBytes ? L" is too large for the memory"
+    Fail(kUnreadable, name + (convert == &ProtectBytes ? L" is too large for the available memory"
                                                        : L" cannot be decrypted"));
   }
   return *std::move(converted);
@@ -137,16 +137,17 @@ void AddSignCommand(CLI::App* group) {
     const bool isProtected = IsProtectedFile(path);
     std::wstring text = LoadConfigText(path);
     if (text.find(L'\uFFFD') != text.npos) {
-      Fail(kFindings, path + L" is not all UTF-8; signing it would lose what is not");
+      Fail(kFindings, path + L" contains bytes that are not UTF-8; signing would lose them");
     }
     if (CMarkup xml; !xml.SetDoc(text)) {
-      Fail(kFindings, path + L": " + xml.GetError() + L" (orv config check says where)");
+      Fail(kFindings, path + L": " + xml.GetError() + L" (see orv config check)");
     }
     DigestPlace place{};
     if (!FindDigest(&text, &place)) {
-      Fail(kFindings,
-           path +
-               L" has no <xmlData><fileInfo><properties> with a <property> to put a digest beside");
+      Fail(
+          kFindings,
+          path +
+              L" has no <xmlData><fileInfo><properties> with a <property> to add the digest after");
     }
     text.replace(place.offset, place.length, kDigestPlaceholder);
     text.replace(place.offset, std::size(kDigestPlaceholder) - 1, ConfigDigest(text, {}));
@@ -221,7 +222,7 @@ void AddConfigCommands(CLI::App* program) {
   AddConversion(group, {"protect", "Write the protected form of a file",
                         "Examples:\n  orv config protect plain.xml orv_conf_lx300.xml\n"
                         "  orv config sign - < plain.xml | orv config protect - orv_conf_lx300.xml",
-                        &ProtectBytes, false, L" is protected already"});
+                        &ProtectBytes, false, L" is already protected"});
   AddConversion(group, {"unprotect", "Write the plain form of a protected file",
                         "Examples:\n  orv config unprotect orv_conf_lx300p.xml plain.xml\n"
                         "  orv config unprotect orv_conf_lx300p.xml - | grep modelName",
@@ -261,7 +262,7 @@ void AddPrinterConfigCommand(CLI::App* printers) {
     const TimedLoad first = LoadFor(printer.get(), &library);
     if (first.config == nullptr) {
       Fail(kFindings, L"the configuration of \"" + name + L"\" does not load: " + path +
-                          L"\n     (orv config check says why; so does the log: orv log show)");
+                          L"\n     (for the reason, see orv config check or orv log show)");
     }
     const TimedLoad second = LoadFor(printer.get(), &library);
     if (options->showRecord) return PrintConfig(*first.config, options->asJson);
@@ -288,8 +289,9 @@ void AddPrinterConfigCommand(CLI::App* printers) {
     table.Add({L"model", model});
     table.Add({L"first load", Format(L"from the file, %lld us",
                                      static_cast<long long>(first.nanoseconds / 1000))});
-    table.Add({L"second load", Format(fromCache ? L"from the cache, %lld ns" : L"anew, %lld ns",
-                                      static_cast<long long>(second.nanoseconds))});
+    table.Add({L"second load",
+               Format(fromCache ? L"from the cache, %lld ns" : L"from the file again, %lld ns",
+                      static_cast<long long>(second.nanoseconds))});
     Print(table.TakeText());
   });
 }

@@ -179,8 +179,8 @@ std::vector<std::int32_t> FamiliesOf(const std::vector<std::string>& names) {
       known += (known.empty() ? L"" : L", ") + std::wstring(*kind);
     }
     const std::wstring_view nearest = Nearest(name, kinds);
-    Fail(kUsage, L"there is no family \"" + name + L"\"" +
-                     (nearest.empty() ? L"; known are " + known
+    Fail(kUsage, L"unknown family '" + name + L"'" +
+                     (nearest.empty() ? L"; choose one of " + known
                                       : L"; did you mean " + std::wstring(nearest) + L"?"));
   }
   return ids;
@@ -220,7 +220,7 @@ void AddConfigNewCommand(CLI::App* group) {
     text.replace(text.find(placeholder), placeholder.size(), ConfigDigest(text, {}));
     std::string old;
     if (!toOutput && ReadFile(path, &old)) {
-      Fail(kFindings, path + L" exists already, and stays as it is");
+      Fail(kFindings, path + L" already exists and was not changed");
     }
     SaveFile(path, WideToUtf8(text));
   });

@@ -20,9 +20,8 @@ void AddHelpCommand(CLI::App* program) {
       CLI::App* const next = FindCommand(asked, word);
       if (next == nullptr) {
         const bool isGroup = !asked->get_subcommands(nullptr).empty();
-        Fail(kUsage,
-             (isGroup ? UnknownCommand(asked, word) : L"there is no place for " + ToWide(word)) +
-                 L" (" + ToWide(name) + L" --help says more)");
+        Fail(kUsage, (isGroup ? UnknownCommand(asked, word) : UnexpectedArguments({word})) +
+                         L" (see " + ToWide(name) + L" --help)");
       }
       asked = next;
       name += " " + word;

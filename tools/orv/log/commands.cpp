@@ -58,7 +58,7 @@ void Show(const Options& options) {
   if (!ReadLog(path, &bytes)) Fail(kUnreadable, L"cannot read the log " + InputName(path));
   const std::wstring text = DecodeUtf16(bytes);
   const std::vector<LogEntry> entries = ParseLog(text);
-  if (entries.empty() && !bytes.empty()) Fail(kFindings, path + L" holds no log entries");
+  if (entries.empty() && !bytes.empty()) Fail(kFindings, path + L" contains no log entries");
   Table table(LogTitles());
   JsonWriter json;
   json.BeginArray();
@@ -130,7 +130,8 @@ void AddShowCommand(CLI::App* group) {
       "  orv log show --date 2024-03-05 --source DevMode --json\n"
       "  orv log show --follow");
   command->callback([options] {
-    if (options->follow && options->file == "-") Fail(kUsage, L"--follow takes no standard input");
+    if (options->follow && options->file == "-")
+      Fail(kUsage, L"--follow cannot read standard input");
     if (options->follow) Follow(*options);
     Show(*options);
   });

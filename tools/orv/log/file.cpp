@@ -67,7 +67,7 @@ LocalTime ParseDate(const std::string& date) {
                                           std::chrono::month(static_cast<unsigned>(day.month)),
                                           std::chrono::day(static_cast<unsigned>(day.day)));
   if (!isForm || !known.ok()) {
-    Fail(kUsage, L"\"" + ToWide(date) + L"\" is no date such as 2024-03-05");
+    Fail(kUsage, L"\"" + ToWide(date) + L"\" is not a date such as 2024-03-05");
   }
   return day;
 }
@@ -76,7 +76,7 @@ LocalTime ParseDate(const std::string& date) {
 
 std::wstring DayLogPath(const std::optional<std::string>& date) {
   const std::wstring folder = ChooseLogFolder(ReadSetting(kLogSettings, kLogPathSetting));
-  if (folder.empty()) Fail(kUnreadable, L"there is no folder for logs");
+  if (folder.empty()) Fail(kUnreadable, L"no folder for logs was found");
   return LogFilePath(folder, date ? ParseDate(*date) : GetLocalTimeNow());
 }
 

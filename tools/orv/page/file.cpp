@@ -19,7 +19,7 @@ std::wstring Explain(Status status, const std::wstring& path) {
     case FileNotFound:
       return L"cannot read " + PathName(path);
     case UnknownImageFormat:
-      return path + L" is no PNG image";
+      return path + L": not a PNG image";
     case OutOfMemory:
       return L"not enough memory for " + path;
     default:
@@ -127,7 +127,7 @@ std::string PngOf(Bitmap* page) {
 void PageFiles::Add(Bitmap* page, const std::wstring& path) {
   for (const OutputFile& earlier : files_) {
     if (IsSamePlace(earlier.path(), path)) {
-      Fail(kUsage, L"two results cannot go to one file: " + path);
+      Fail(kUsage, L"two outputs have the same file: " + path);
     }
   }
   if (!files_.emplace_back(path).Write(PngOf(page))) {

@@ -56,7 +56,7 @@ void Evaluate(const PageOptions& options, Bitmap* plane, const LegibilityOptions
   const std::wstring path = ToWide(legibility.source);
   const PagePointer source = LoadPage(path);
   if (source->GetWidth() != plane->GetWidth() || source->GetHeight() != plane->GetHeight()) {
-    Fail(kFindings, path + L" has another size than the plane");
+    Fail(kFindings, path + L" differs in size from the plane");
   }
   const Legibility found = MeasureLegibility(source.get(), plane);
   Report report(options);
@@ -74,7 +74,7 @@ void Evaluate(const PageOptions& options, Bitmap* plane, const LegibilityOptions
                                     static_cast<long long>(found.blocks), 100 * found.tone,
                                     100 * found.worstTone,
                                     options.Lengths(found.worstX, L", ", found.worstY).c_str()));
-  report.Line(L"marks",
+  report.Line(L"scores",
               Format(L"width %.2f, tone %.2f, specks %.2f: %.2f in all, 0 is best",
                      found.WidthScore(), found.ToneScore(), found.SpeckScore(), found.Loss()));
   AddToJson(&report.json(), found);
@@ -156,7 +156,7 @@ void AddPageLegibilityCommand(CLI::App* group) {
   command->callback([=] {
     const GraphicsSession graphics;
     if (!legibility->recommends && legibility->source.empty()) {
-      Fail(kUsage, L"--source or --recommend is required (orv page legibility --help)");
+      Fail(kUsage, L"--source or --recommend is required (see orv page legibility --help)");
     }
     const PagePointer page = LoadInput(options.get());
     if (legibility->recommends) {

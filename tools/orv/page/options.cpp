@@ -157,7 +157,7 @@ PageArea ViewOptions::Area(const PageOptions& options, int pageWidth, int pageHe
   const PageArea area = {left, top, inside(edges[0] + edges[2], pageWidth) - left,
                          inside(edges[1] + edges[3], pageHeight) - top};
   if (area.width <= 0 || area.height <= 0) {
-    Fail(kUsage, L"--crop leaves nothing of the page: " + ToWide(crop));
+    Fail(kUsage, L"--crop is outside the page: " + ToWide(crop));
   }
   return area;
 }

@@ -101,7 +101,7 @@ PagePixels::PagePixels(Bitmap* page) : page_(page) {
   const Rect all(0, 0, static_cast<INT>(page->GetWidth()), static_cast<INT>(page->GetHeight()));
   if (page->LockBits(&all, ImageLockModeRead | ImageLockModeWrite, PixelFormat24bppRGB, &data_) !=
       Ok) {
-    Fail(kUnreadable, L"cannot reach the pixels of a page");
+    Fail(kUnreadable, L"cannot access the pixels of a page");
   }
 }
 

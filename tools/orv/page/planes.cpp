@@ -55,7 +55,7 @@ std::int64_t CountInk(Bitmap* page) {
   BitmapData data;
   if (page->GetPalette(palette, sizeof block) != Ok ||
       page->LockBits(&all, ImageLockModeRead, PixelFormat1bppIndexed, &data) != Ok) {
-    Fail(kUnreadable, L"cannot reach the pixels of a page");
+    Fail(kUnreadable, L"cannot access the pixels of a page");
   }
   std::int64_t ones = 0;
   for (int y = 0; y < all.Height; ++y) {

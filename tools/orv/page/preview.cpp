@@ -145,7 +145,7 @@ void AddPagePreviewCommand(CLI::App* group) {
         const PagePointer plane = LoadPage(path);
         if (static_cast<int>(plane->GetWidth()) != width ||
             static_cast<int>(plane->GetHeight()) != height) {
-          Fail(kFindings, path + L" has another size than the first plane");
+          Fail(kFindings, path + L" differs in size from the first plane");
         }
         Overprint(pixels, PagePixels(plane.get()), inkOf(i + 1));
       }

@@ -35,7 +35,7 @@ struct KeyName {
 KeyName ParseKey(const std::string& argument) {
   KeyName key;
   if (!ParseKeyPath(ToWide(argument), &key.root, &key.path)) {
-    Fail(kUsage, L"\"" + ToWide(argument) + L"\" is no key: it begins with HKCU\\ or HKLM\\");
+    Fail(kUsage, L"\"" + ToWide(argument) + L"\" is not a key: keys begin with HKCU\\ or HKLM\\");
   }
   return key;
 }
@@ -170,7 +170,8 @@ RegistryValue ParseData(const std::wstring& data, const std::string& typeName) {
   if (typeName == "REG_DWORD") {
     std::uint32_t number = 0;
     if (!ParseNumber(data, &number)) {
-      Fail(kUsage, L"\"" + data + L"\" is no number from 0 to 4294967295, decimal or with 0x");
+      Fail(kUsage, L"\"" + data +
+                       L"\" is not a number from 0 to 4294967295, decimal or hexadecimal with 0x");
     }
     return RegistryValue::FromNumber(number);
   }
@@ -178,7 +179,8 @@ RegistryValue ParseData(const std::wstring& data, const std::string& typeName) {
   for (std::size_t at = 0; at < data.size(); at += 2) {
     const int high = HexDigit(data[at]);
     const int low = at + 1 < data.size() ? HexDigit(data[at + 1]) : -1;
-    if (high < 0 || low < 0) Fail(kUsage, L"\"" + data + L"\" is not pairs of hexadecimal digits");
+    if (high < 0 || low < 0)
+      Fail(kUsage, L"\"" + data + L"\" is not a sequence of pairs of hexadecimal digits");
     value.data.push_back(static_cast<BYTE>(high << 4 | low));
   }
   return value;
@@ -236,7 +238,7 @@ void AddDeleteCommand(CLI::App* group) {
     const KeyName name = ParseKey(options->key);
     if (nameOption->count() == 0) {
       if (name.path.find_first_not_of(L'\\') == std::wstring::npos) {
-        Fail(kUsage, L"a whole hive is not deleted");
+        Fail(kUsage, L"refusing to delete a whole hive");
       }
       return Require(DeleteRegistryTree(name.root, name.path), L"delete", name.Full());
     }

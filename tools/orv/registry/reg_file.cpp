@@ -114,7 +114,7 @@ std::wstring ParseQuotedData(std::wstring_view data, RegistryValue* value) {
   std::wstring text;
   if (!TakeQuoted(&data, &text)) return L"the text has no closing quote";
   data = Trim(data);
-  if (!data.empty() && !data.starts_with(L';')) return L"something follows the text";
+  if (!data.empty() && !data.starts_with(L';')) return L"unexpected characters after the text";
   *value = RegistryValue::FromText(text);
   return {};
 }
@@ -125,11 +125,11 @@ std::wstring ParseHexData(std::wstring_view data, RegistryValue* value) {
   if (data.starts_with(L'(')) {
     const std::size_t end = data.find(L')');
     if (end == std::wstring_view::npos || !ParseHexNumber(data.substr(1, end - 1), &value->type)) {
-      return L"the type in brackets is no hexadecimal number";
+      return L"the type in brackets is not a hexadecimal number";
     }
     data.remove_prefix(end + 1);
   }
-  if (!data.starts_with(L':')) return L"there is no colon behind the type";
+  if (!data.starts_with(L':')) return L"expected a colon after the type";
   if (!ParseBytes(data.substr(1), &value->data)) {
     return L"bytes are pairs of hexadecimal digits with commas between them";
   }
@@ -203,9 +203,9 @@ class RegFileParser {
     const std::size_t start = isDeleted ? 2 : 1;
     if (end == std::wstring_view::npos) return L"the key has no closing bracket";
     if (!ParseKeyPath(line.substr(start, end - start), &root_, &path_)) {
-      return L"the key lies below neither HKEY_CURRENT_USER nor HKEY_LOCAL_MACHINE";
+      return L"the key is below neither HKEY_CURRENT_USER nor HKEY_LOCAL_MACHINE";
     }
-    if (path_.empty() && isDeleted) return L"a whole hive is not deleted";
+    if (path_.empty() && isDeleted) return L"refusing to delete a whole hive";
     AddChange(isDeleted ? RegChange::Kind::kDeleteKey : RegChange::Kind::kMakeKey, {}, {});
     section_ = isDeleted ? Section::kNone : Section::kOpen;
     return {};
@@ -219,13 +219,13 @@ class RegFileParser {
       return L"the line is neither a key in brackets, a value nor a comment";
     }
     line = Trim(line);
-    if (!line.starts_with(L'=')) return L"there is no equals sign behind the value's name";
+    if (!line.starts_with(L'=')) return L"expected an equals sign after the value's name";
     line = Trim(line.substr(1));
     RegistryValue value;
     const bool isDeleted = line == L"-";
     const std::wstring fault = isDeleted ? std::wstring() : ParseData(line, &value);
     if (!fault.empty()) return fault;
-    if (section_ == Section::kNone) return L"the value stands in no key";
+    if (section_ == Section::kNone) return L"the value is not below a key";
     if (section_ == Section::kOpen) {
       AddChange(isDeleted ? RegChange::Kind::kDeleteValue : RegChange::Kind::kSetValue,
                 std::move(name), std::move(value));

@@ -25,7 +25,7 @@ std::wstring LevelCounts(std::span<const LogEntry> entries) {
 }  // namespace
 
 std::wstring ReportLog::Summary() const {
-  if (!isThere) return L"there is none";
+  if (!isThere) return L"none";
   return CountText(entries.size(), L"entry", L"entries") + L": " + LevelCounts(entries);
 }
 

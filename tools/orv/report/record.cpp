@@ -33,9 +33,9 @@ std::wstring CaptionOf(Group group, const Merged& merged) {
     case kFromStock:
       return L"From the stock item \"" + merged.choice.item.DisplayName + L"\"";
     case kOther:
-      return L"Other than the default";
+      return L"Different from the default";
     default:
-      return L"As by default";
+      return L"Default";
   }
 }
 
@@ -91,7 +91,7 @@ void WriteGiven(const tagOEMDEV& record, HtmlWriter* html) {
 }  // namespace
 
 std::wstring ReportRecord::Summary() const {
-  if (!merged) return given ? path + L"; nothing explains it" : L"there is none";
+  if (!merged) return given ? path + L"; not explained" : L"none";
   return (given ? path : L"the printer's defaults") +
          Format(L"; corrections: %zu", merged->corrections.size());
 }
@@ -105,13 +105,13 @@ void WriteRecordSection(const ReportRecord& record, HtmlWriter* html) {
                         L"application may ask for another size.",
                         int{record.merged->publicIn.dmPaperSize}));
     const std::wstring unknown = UnknownPaperSize(*record.merged);
-    if (!unknown.empty()) html->Element("p", L"Beware: " + unknown + L".", {{"class", L"bad"}});
+    if (!unknown.empty()) html->Element("p", L"Warning: " + unknown + L".", {{"class", L"bad"}});
     WriteMerged(*record.merged, html);
   } else if (record.given) {
-    html->Element("p", L"Nothing explains the values: " + record.problem, {{"class", L"bad"}});
+    html->Element("p", L"The values cannot be explained: " + record.problem, {{"class", L"bad"}});
     WriteGiven(*record.given, html);
   } else {
-    html->Element("p", L"There is no record: " + record.problem, {{"class", L"bad"}});
+    html->Element("p", L"No record: " + record.problem, {{"class", L"bad"}});
   }
 }
 

@@ -58,7 +58,7 @@ void LoadDocument(const std::wstring& path, CMarkup* doc) {
 void LoadWellFormed(const std::wstring& path, CMarkup* doc) {
   LoadDocument(path, doc);
   if (!doc->IsWellFormed())
-    Fail(kFindings, InputName(path) + L" is not well formed; see orv xml check");
+    Fail(kFindings, InputName(path) + L" is not well formed (see orv xml check)");
 }
 
 /// A document as the bytes of its encoding, and what came of making them.
@@ -163,7 +163,7 @@ struct XmlPath {
 
 XmlPath ParsePath(const std::wstring& argument) {
   const auto isBad = [&argument] {
-    Fail(kUsage, L"\"" + argument + L"\" is no path such as /list/item[2]/@name");
+    Fail(kUsage, L"\"" + argument + L"\" is not a path such as /list/item[2]/@name");
   };
   XmlPath path;
   if (!argument.starts_with(L'/')) isBad();
@@ -285,11 +285,11 @@ void AddSetCommand(CLI::App* group) {
     const bool isSet =
         path.attribute.empty() ? doc.SetData(value) : doc.SetAttrib(path.attribute, value);
     if (!isSet && !IsAttributeName(path.attribute)) {
-      Fail(kUsage, L"\"" + path.attribute + L"\" is no name of an attribute");
+      Fail(kUsage, L"\"" + path.attribute + L"\" is not a valid attribute name");
     }
     if (!isSet) {
       Fail(kFindings, L"the quotes in the tag of " + name.substr(0, name.find(L"/@")) +
-                          L" can be read in two ways, so it is not changed");
+                          L" are ambiguous; the file was not changed");
     }
     EncodedDocument encoded(doc);
     if (encoded.facts.isLossy) {
@@ -415,7 +415,7 @@ void AddConvertCommand(CLI::App* group) {
   command->callback([options] {
     const std::wstring encoding = ToWide(options->encoding);
     if (CMarkup::GetEncodingCodePage(encoding) <= 0) {
-      Fail(kUsage, L"\"" + encoding + L"\" is no encoding");
+      Fail(kUsage, L"\"" + encoding + L"\" is not a known encoding");
     }
     const std::wstring file = ToWide(options->file);
     const std::wstring output = options->output.empty() ? file : ToWide(options->output);
@@ -437,7 +437,7 @@ void AddConvertCommand(CLI::App* group) {
     // A few encodings, such as UTF-7, hide even the declaration that names them.
     int flags = doc.GetDocFlags();
     if (!facts.isLossy && DecodeFile(bytes, nullptr, &flags) != doc.GetDoc()) {
-      Fail(kFindings, L"nobody could tell by its bytes that a file is in " + encoding);
+      Fail(kFindings, encoding + L" cannot be detected when the file is read");
     }
     SaveFile(output, std::move(bytes));
   });
