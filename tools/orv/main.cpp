@@ -15,7 +15,7 @@ int main(int argc, char** argv) {
                    "orv");
   SetHelpFormat(&program);
   program.require_subcommand(1);
-  program.allow_windows_style_options(false);  // arguments such as /list/item are no options
+  program.allow_windows_style_options(false);  // arguments such as /list/item are not options
   program.set_version_flag("--version", "orv " ORV_VERSION, "Print the version and exit");
   program.footer(
       "Exit codes: 0 done, 1 something was found, 2 the command line is wrong, 3 something could\n"

@@ -4,9 +4,8 @@
 
 #include "tools/orv/common/output.h"
 
-/// The command families of the orv program. Each function adds its group with all its commands to
-/// the program; a command runs from its callback and ends with an `ExitCode` by throwing
-/// `CLI::RuntimeError` when it is not `kDone`.
+/// The command groups of the orv program. Each function adds a group with its commands to the
+/// program. A command runs from its callback; `Finish` and `Fail` end it with an `ExitCode`.
 
 namespace orv::tool {
 
@@ -20,22 +19,22 @@ void AddStockCommands(CLI::App* program);
 void AddLogCommands(CLI::App* program);
 void AddXmlCommands(CLI::App* program);
 
-/// `orv config check`, `diff` and `new`, part of the group of configuration files.
+/// `orv config check`, `diff` and `new`, in the group `config`.
 void AddConfigCheckCommand(CLI::App* group);
 void AddConfigDiffCommand(CLI::App* group);
 void AddConfigNewCommand(CLI::App* group);
 
-/// `orv page preview`, `compare-methods` and `legibility`, part of the pages' group.
+/// `orv page preview`, `compare-methods` and `legibility`, in the group `page`.
 void AddPagePreviewCommand(CLI::App* group);
 void AddPageMethodsCommand(CLI::App* group);
 void AddPageLegibilityCommand(CLI::App* group);
 
-/// Hidden commands: the help by a word, what the shells' completion asks, and the manual pages.
+/// Hidden commands: `orv help`, the interface for shell completion, and the manual page generator.
 void AddHelpCommand(CLI::App* program);
 void AddCompleteCommand(CLI::App* program);
 void AddManualCommand(CLI::App* program);
 
-/// `orv printers config`, part of the printers' group.
+/// `orv printers config`, in the group `printers`.
 void AddPrinterConfigCommand(CLI::App* printers);
 
 }  // namespace orv::tool

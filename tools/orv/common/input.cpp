@@ -23,8 +23,7 @@ const std::string* StandardInput() {
   return isRead ? &bytes : nullptr;
 }
 
-/// A folder that only this user can look into, as long as the program runs. One that is killed
-/// leaves it behind.
+/// A temporary folder that only this user can access; removed when the program exits normally.
 struct PrivateFolder {
   PrivateFolder() {
     std::random_device random;
@@ -37,7 +36,7 @@ struct PrivateFolder {
   PrivateFolder& operator=(const PrivateFolder&) = delete;
   ~PrivateFolder() { std::filesystem::remove_all(path, error); }
   std::filesystem::path path;
-  std::error_code error;  ///< what cannot be made here cannot be written either
+  std::error_code error;  ///< ignored: writing into the folder fails instead
 };
 
 }  // namespace
@@ -64,7 +63,7 @@ bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset
 }
 
 bool OutputFile::Write(std::string bytes) {
-  // Only a file can be replaced; a standard stream, a pipe or a device is written to at the end.
+  // Only files can be replaced; standard streams, pipes and devices are written by Commit.
   std::error_code error;
   const auto status = std::filesystem::status(ToPath(path_), error);
   isReplaced_ = !IsStandardStream(path_) &&

@@ -60,7 +60,7 @@ bool ShowsInches() { return showsInches; }
 
 std::wstring LengthText(std::int64_t thousandths) {
   if (!showsInches) return Thousandths(thousandths) + L" mm";
-  // As many digits as tell every two lengths apart.
+  // Enough digits to distinguish any two lengths.
   const double inches = static_cast<double>(thousandths) / 1000 / kMillimetresPerInch;
   return Trimmed(Format(L"%.5f", inches)) + L" in";
 }

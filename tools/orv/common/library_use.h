@@ -6,7 +6,7 @@
 #include "orv/logging/logger.h"
 #include "orv/platform/types.h"
 
-/// The program as a module that uses the library the way the driver's modules do.
+/// Uses the library as the driver's modules do.
 
 namespace orv::tool {
 
@@ -27,10 +27,10 @@ class LibraryUse {
   ConfigsCache* cache_;
 };
 
-/// The end of a message about a printer that is not there: "; did you mean NAME?", or nothing.
+/// The end of a message about an unknown printer: "; did you mean NAME?", or nothing.
 std::wstring DidYouMeanPrinter(const std::wstring& name);
 
-/// An open printer; constructing one ends the command when the spooler does not know the name.
+/// An open printer; the constructor ends the command when the printer does not exist.
 class OpenPrinter {
  public:
   explicit OpenPrinter(const std::wstring& name);

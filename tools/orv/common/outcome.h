@@ -6,24 +6,22 @@
 
 #include <CLI/CLI.hpp>
 
-/// What a command has done. Commands that act, rather than find something out, note it here as they
-/// go on, and all print it alike in the end: as text only what was not known before, with `--json`
-/// one object.
+/// The outcome of a command that changes something. Commands record it here, and all print it the
+/// same way at the end: the result lines as text, or one object with `--json`.
 
 namespace orv::tool {
 
-/// Writes a file anew, and notes it; ends the command when that fails.
+/// Writes a file and records it; ends the command when writing fails.
 void SaveFile(const std::wstring& path, std::string bytes);
-/// Notes a file that was written otherwise.
+/// Records a file that was written in another way.
 void NoteFile(const std::wstring& path);
-/// Notes something else that came of the command: the object's member, and the line that people
-/// read.
+/// Records another result: a member of the JSON object, and the line for text output.
 void NoteResult(const char* member, std::variant<std::wstring, std::int64_t> value,
                 const std::wstring& line);
 
-/// Gives every command that has no `--json` yet one that prints what was noted.
+/// Adds `--json` to every command without it; it prints the recorded outcome.
 void AddOutcomeFlags(CLI::App* program);
-/// Prints what the command that ran has noted.
+/// Prints the outcome that the command recorded.
 void PrintOutcome(const CLI::App* program);
 
 }  // namespace orv::tool

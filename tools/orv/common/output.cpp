@@ -14,7 +14,7 @@
 namespace orv::tool {
 namespace {
 
-/// The number of code points: of every byte that does not continue one.
+/// The number of code points, which is that of the bytes that are not continuation bytes.
 std::size_t WidthOf(const std::string& text) {
   return static_cast<std::size_t>(
       std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xC0) != 0x80; }));
@@ -107,7 +107,8 @@ std::wstring Painted(std::wstring_view text, Paint paint) {
       const char* const value = std::getenv(name);
       return std::string_view(value == nullptr ? "" : value);
     };
-    const std::string_view terminal = valueOf("TERM");  // consoles that know no colours have none
+    const std::string_view terminal =
+        valueOf("TERM");  // unset or empty on consoles without colours
     return IsTerminal(OutputStream::kResults) && valueOf("NO_COLOR").empty() && !terminal.empty() &&
            terminal != "dumb";
   }();
@@ -198,7 +199,7 @@ void JsonWriter::Value(std::uint64_t number) { Element(std::to_string(number)); 
 void JsonWriter::Value(double number) {
   if (!std::isfinite(number)) return Null();
   char buffer[32];
-  // A double holds 15 digits; more would show how it was computed (0.06000000000000001).
+  // A double has 15 exact digits; more would show rounding errors (0.06000000000000001).
   const std::to_chars_result result =
       std::to_chars(buffer, buffer + sizeof buffer, number, std::chars_format::general, 15);
   Element(std::string_view(buffer, static_cast<std::size_t>(result.ptr - buffer)));

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-/// What every command of the orv program prints with. Results go to standard output through
-/// `Print`, as aligned text or as JSON; messages go to standard error through `Fail`.
+/// Output of the orv program. Results go to standard output through `Print`, as aligned text or as
+/// JSON; messages go to standard error through `PrintMessage` and `Fail`.
 
 namespace orv::tool {
 
@@ -18,57 +18,57 @@ enum ExitCode {
   kUnreadable = 3,  ///< something could not be read or written
 };
 
-/// Writes UTF-8 text to standard output: to a Windows console as its own wide text, to everything
-/// else as these bytes, without translating line ends.
+/// Writes UTF-8 text to standard output: to a Windows console as wide text, otherwise as these
+/// bytes, without translating line ends. Ends the command when writing fails.
 void Print(std::string_view text);
 void Print(std::wstring_view text);
 
-/// Writes the content of a file to standard output; false when it cannot be written. What is
-/// printed afterwards goes to standard error, so that the content stays as it is.
+/// Writes the content of a file to standard output; false when it cannot be written. Later calls of
+/// `Print` go to standard error, so that nothing is mixed into the content.
 bool PrintContent(std::string_view bytes);
 
-/// Text as UTF-8 with control characters, which would move the cursor or end the line, as escapes
-/// such as "\t".
+/// Converts text to UTF-8 and writes control characters as escapes such as "\t", so that they
+/// cannot move the cursor or end the line.
 std::string Printable(std::wstring_view text);
 
 /// Two hexadecimal digits for each byte.
 std::string HexOf(std::string_view bytes);
 
-/// Text in lines of at most `width` characters, each with this in front; a longer word has a line
-/// of its own.
+/// Wraps text into lines of at most `width` characters after `indent`; a longer word gets its own
+/// line.
 std::wstring Wrapped(std::wstring_view text, std::wstring_view indent, std::size_t width);
 
 enum class Paint { kRed = 31, kYellow = 33 };
 
-/// Text in a colour when results go to a terminal that shows colours and NO_COLOR is not set, else
-/// as it is.
+/// Colours text when results go to a terminal with colours and NO_COLOR is not set; otherwise
+/// returns it unchanged.
 std::wstring Painted(std::wstring_view text, Paint paint);
 
 /// Writes "orv: MESSAGE" and a line end to standard error.
 void PrintMessage(const std::wstring& message);
 
-/// Ends the running command with a message and an exit code (`ExitCode` of commands.h).
+/// Ends the running command with a message and an exit code (an `ExitCode`).
 [[noreturn]] void Fail(int exitCode, const std::wstring& message);
-/// Ends the running command with an exit code; what there is to say has been said.
+/// Ends the running command with an exit code and without a message.
 [[noreturn]] void Finish(int exitCode);
 
-/// The wide text of an argument. The program's arguments are UTF-8 in both homes.
+/// Converts an argument to wide text. Arguments are UTF-8 on both platforms.
 std::wstring ToWide(const std::string& argument);
 
-/// The text that people know a system error code by, with the code.
+/// The text for a system error code, with the code.
 std::wstring DescribeError(long code);
 
-/// Rows of text in columns that line up, two spaces apart. A column is as wide as its widest cell,
-/// in code points; the last one is not padded. Characters that would move the cursor are shown as
-/// escapes such as "\t".
+/// Rows of text in aligned columns, two spaces apart. A column is as wide as its widest cell, in
+/// code points; the last column is not padded. Control characters are shown as escapes such as
+/// "\t".
 class Table {
  public:
   /// With column titles; without any the table has no title line.
   explicit Table(std::vector<std::wstring> titles = {}) : titles_(std::move(titles)) {}
   void Add(std::vector<std::wstring> row) { rows_.push_back(std::move(row)); }
   bool empty() const { return rows_.empty(); }
-  /// The table as UTF-8, each row with its line end. The rows are gone then, and the titles; rows
-  /// that are added later go on with the columns as wide as they are.
+  /// The table as UTF-8, each row with its line end. Removes the titles and rows, and keeps the
+  /// column widths as minimum widths for rows added later.
   std::string TakeText();
 
  private:
@@ -98,7 +98,7 @@ class JsonWriter {
   void BeginArray() { Begin('['); }
   void EndArray() { End(']'); }
 
-  /// The name of the member that comes next.
+  /// The name of the next member.
   void Key(std::string_view name);
 
   void Value(std::wstring_view text);
@@ -108,7 +108,7 @@ class JsonWriter {
   void Value(std::uint64_t number);
   void Value(std::int32_t number) { Value(std::int64_t{number}); }
   void Value(std::uint32_t number) { Value(std::uint64_t{number}); }
-  /// A number that JSON cannot write (not finite) becomes null.
+  /// A number that is not finite becomes null.
   void Value(double number);
   void Value(bool truth);
   void Null();
@@ -132,8 +132,8 @@ class JsonWriter {
   Style style_;
   std::string text_;
   std::size_t depth_ = 0;
-  bool isFirst_ = true;    ///< nothing stands in the innermost brackets yet
-  bool afterKey_ = false;  ///< a member's name waits for its value
+  bool isFirst_ = true;    ///< the innermost brackets are empty so far
+  bool afterKey_ = false;  ///< a member's name was written, its value was not
 };
 
 /// A JSON string with its quotes: control characters, quotes and backslashes are escaped; an

@@ -11,10 +11,10 @@
 namespace orv::tool {
 namespace {
 
-/// How many letters must be added, left out, replaced or swapped to make one word of the other;
-/// anything not below `bound` when there are that many.
+/// The edit distance between two words: insertions, deletions, replacements and swaps of
+/// neighbours. Any value from `bound` on when the distance is at least `bound`.
 std::size_t Distance(std::wstring_view a, std::wstring_view b, std::size_t bound) {
-  // Three rows of the table: a swap looks two rows back.
+  // Three rows of the distance table: a swap refers to the row before the last.
   std::vector<std::size_t> before(b.size() + 1);
   std::vector<std::size_t> last(b.size() + 1);
   std::vector<std::size_t> row(b.size() + 1);
@@ -22,7 +22,8 @@ std::size_t Distance(std::wstring_view a, std::wstring_view b, std::size_t bound
   const auto same = [&](std::size_t i, std::size_t j) {
     return ToUpperAscii(a[i]) == ToUpperAscii(b[j]);
   };
-  std::size_t least = 0;  // of the last row; no later one is below it and the one before
+  std::size_t least =
+      0;  // minimum of the last row; with the one before, a lower bound for all later rows
   std::size_t leastBefore = 0;
   for (std::size_t i = 1; i <= a.size() && std::min(least, leastBefore) < bound; ++i) {
     before.swap(last);
@@ -46,7 +47,7 @@ std::wstring_view Nearest(std::wstring_view word, std::span<const std::wstring_v
   std::size_t least = std::max<std::size_t>(word.size() / 3, 1) + 1;
   for (const std::wstring_view candidate : candidates) {
     const auto [shorter, longer] = std::minmax({word.size(), candidate.size()});
-    if (longer - shorter >= least) continue;  // that many letters differ at least
+    if (longer - shorter >= least) continue;  // the difference in length is a lower bound
     const std::size_t distance = Distance(word, candidate, least);
     if (distance < least) {
       least = distance;

@@ -7,7 +7,7 @@
 namespace orv::tool {
 
 std::vector<Finding> Checker::Run() {
-  // As UTF-8 such a file is full of faults, all of one cause.
+  // Read as UTF-8, a UTF-16 file has many errors with one cause.
   constexpr std::size_t kBeginning = 4;
   if (!isWellFormed_ && xml_.GetDoc().find(L'\0') < kBeginning) {
     Report(L"not-well-formed", 0, L"the file is in UTF-16 and is read as UTF-8", L"UTF-8",
@@ -25,7 +25,7 @@ std::vector<Finding> Checker::Run() {
   } else {
     CheckRoot();
   }
-  // Whatever the rules above do not know of: the loader has the last word.
+  // The loader may reject the file for a reason that no rule covers.
   Config config;
   CMarkup fresh;
   fresh.SetDoc(xml_.GetDoc());

@@ -13,7 +13,7 @@ constexpr std::wstring_view kCommentEnd = L"-->";
 constexpr std::wstring_view kMarker = L"orv-check: allow ";
 constexpr std::wstring_view kSeparators = L" \t\r\n,";
 
-/// One rule that a comment allows, and the lines in which it does.
+/// A rule that a comment allows, and the range of lines.
 struct Allowance {
   std::wstring_view name;
   int offset;  ///< of the name
@@ -22,7 +22,7 @@ struct Allowance {
   bool isUsed = false;
 };
 
-/// Every comment of a text, well-formed or not: its inside.
+/// Calls `use(start, end)` with the content of every comment; the text need not be well-formed.
 template <typename Use>
 void ForEachComment(std::wstring_view text, Use use) {
   for (std::size_t at = text.find(kCommentStart); at != text.npos;

@@ -27,7 +27,7 @@ struct CheckOptions {
   bool asMarkdown = false;
 };
 
-/// Ends the command when a rule of this name cannot be ignored or explained.
+/// Ends the command because a rule cannot be ignored or explained.
 [[noreturn]] void FailOnRule(const std::wstring& fault, const std::wstring& name) {
   const std::wstring_view nearest = NearestRule(name);
   Fail(kUsage, fault +
@@ -53,7 +53,7 @@ void Explain(const CheckOptions& options) {
   Print(text);
 }
 
-/// Findings as they are printed, file after file.
+/// Prints the findings of one file after another.
 class FindingPrinter {
  public:
   explicit FindingPrinter(bool asJson) : asJson_(asJson) { json_.BeginArray(); }

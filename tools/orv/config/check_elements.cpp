@@ -15,7 +15,7 @@ std::vector<std::wstring_view> KeysOf(std::span<const PropertyRule> rules) {
   return keys;
 }
 
-/// The element whose properties know a key, as a path; empty when there is none.
+/// The element that has a property with this key; empty when there is none.
 std::wstring HomeOf(std::wstring_view key, std::span<const ElementRule> elements) {
   for (const ElementRule& element : elements) {
     for (const PropertyRule& rule : element.properties) {
@@ -35,7 +35,7 @@ void Checker::CheckChildren(std::span<const ElementRule> rules, const std::wstri
   std::vector<std::wstring_view> names;
   for (const ElementRule& rule : rules) names.push_back(rule.name);
   std::vector<Child> children;
-  int last = -1;  // the properties are read before the elements, and nothing backwards
+  int last = -1;  // the loader reads properties before elements and never searches backwards
   xml_.ResetMainPos();
   while (xml_.FindElem()) {
     const std::wstring name = xml_.GetTagName();
@@ -124,7 +124,7 @@ void Checker::ReportAbsent(const ElementRule& rule, const Child* early, const st
 }
 
 void Checker::CheckStrayText(const std::wstring& parent) {
-  if (!isWellFormed_) return;  // text is often what is left of markup
+  if (!isWellFormed_) return;  // text is often the remainder of broken markup
   xml_.ResetMainPos();
   while (xml_.FindNode(CMarkup::NODE_TEXT | CMarkup::NODE_CDATA_SECTION) != 0) {
     const std::size_t at = xml_.GetDoc().find_first_not_of(
@@ -148,7 +148,7 @@ void Checker::CheckElement(const ElementRule& rule) {
   xml_.IntoElem();
   if (!rule.properties.empty()) {
     const FoundProperties found = CheckProperties(rule.properties, rule.occurrence, offset);
-    // A range of darkness has a rule of its own, which the loader enforces.
+    // The darkness range has its own rule, which the loader enforces.
     if (rule.properties.data() != kDarknessRules.data()) {
       CheckGroups(rule.properties, found, &findings_);
     }
@@ -220,7 +220,7 @@ void Checker::ReportMissing(std::span<const PropertyRule> rules, const FoundProp
                             int offset) {
   constexpr wchar_t kAllowed[] = L"every key of the section once";
   for (const PropertyRule& rule : rules) {
-    // A file without a digest has a finding of its own.
+    // A missing digest is reported as not-signed.
     if (rule.kind == ValueKind::kIgnored || rule.key == L"sha256" ||
         Find(found, rule.key) != nullptr) {
       continue;

@@ -6,7 +6,7 @@
 namespace orv::tool {
 namespace {
 
-/// The kind of family that an identifier stands for; null for none.
+/// The kind of family for an identifier; null for an unknown identifier.
 const wchar_t* FamilyName(std::int32_t id) {
   const wchar_t* name = nullptr;
   ForEachFamily([&](auto family) {
@@ -15,7 +15,7 @@ const wchar_t* FamilyName(std::int32_t id) {
   return name;
 }
 
-/// The first identifier of a kind of family; -1 for a name of none.
+/// The first identifier of a kind of family; -1 for an unknown name.
 std::int32_t FamilyNamed(std::wstring_view name) {
   std::int32_t id = -1;
   ForEachFamily([&](auto family) {
@@ -24,7 +24,7 @@ std::int32_t FamilyNamed(std::wstring_view name) {
   return id;
 }
 
-/// All identifiers and what they stand for.
+/// All identifiers with the kinds of family.
 std::wstring FamilyList() {
   std::wstring text;
   ForEachFamily([&](auto family) {
@@ -38,7 +38,7 @@ std::wstring FamilyList() {
 void Checker::CheckFamilies() {
   std::set<const wchar_t*> seen;
   std::vector<std::wstring> names;
-  FamilyText text;  // carried over from family to family, as the loader does
+  FamilyText text;  // inherited from family to family, as in the loader
   xml_.ResetMainPos();
   while (xml_.FindElem()) {
     const int offset = xml_.GetElemOffset();
@@ -124,7 +124,7 @@ void Checker::CheckFamily(FamilyMember<Kind>, int offset) {
   xml_.IntoElem();
   CheckChildren(kFamily, L"optionFamily", offset);
   xml_.ResetMainPos();
-  // The options are searched behind the properties.
+  // The options are searched after the properties.
   xml_.FindElem(L"properties");
   std::set<std::wstring> names;
   int defaults = 0;

@@ -20,7 +20,7 @@
 namespace orv::tool {
 namespace {
 
-/// The proposal for a time that only the author knows.
+/// The proposal for a time that cannot be guessed.
 constexpr wchar_t kMeantTime[] = L"the intended time";
 
 constexpr std::wstring_view kWhiteSpace = L" \t\r\n\v\f";
@@ -31,7 +31,7 @@ std::wstring WithoutWhiteSpace(std::wstring_view text) {
   return std::wstring(Trim(text, kWhiteSpace));
 }
 
-/// How much of a text is the number that the loader reads from it.
+/// How the loader reads a text as a number.
 enum class NumberForm { kWhole, kPartly, kNone, kTooLarge };
 
 NumberForm FormOfNumber(std::wstring_view text) {
@@ -70,12 +70,12 @@ bool IsValidDateTime(std::wstring_view text) {
   return date.ok() && field(11) < 24 && field(14) < 60 && field(17) < 60;
 }
 
-/// A number as it stands in the file, and as people read it: "75000 (75 mm/s)".
+/// A number of the file with its value in units: "75000 (75 mm/s)".
 std::wstring NumberAndUnit(std::wstring_view key, std::int64_t number) {
   return std::to_wstring(number) + L" (" + NumberWithUnit(key, number) + L")";
 }
 
-/// What numbers of a unit count.
+/// The meaning of numbers with a unit.
 const wchar_t* UnitText(Unit unit) {
   constexpr const wchar_t* kTexts[] = {L"a number", L"thousandths of a millimetre",
                                        L"millimetres a second multiplied by 1000",
@@ -83,15 +83,15 @@ const wchar_t* UnitText(Unit unit) {
   return kTexts[static_cast<int>(unit)];
 }
 
-/// Whether a key's numbers are those of people multiplied by 1000.
+/// Whether a key's numbers are millimetres multiplied by 1000.
 bool IsScaled(const ConfigKey& key) {
   return key.unit == Unit::kLength || key.unit == Unit::kSpeed;
 }
 
-/// The least of them above 0 that is likely.
+/// The smallest plausible scaled number above 0.
 constexpr std::int32_t kMinScaled = 1000;
 
-/// The number that a length with its unit stands for, as far as the key takes lengths.
+/// The number for a length with its unit, if the key holds lengths or speeds.
 std::optional<std::int64_t> IntendedNumber(const ConfigKey& key, const FoundProperty& property) {
   std::wstring text = WithoutWhiteSpace(property.value);
   std::erase(text, L' ');
@@ -102,8 +102,8 @@ std::optional<std::int64_t> IntendedNumber(const ConfigKey& key, const FoundProp
   return std::llround(*millimetres * 1000);
 }
 
-/// What to write for a number that a key does not take as it is: without its sign where only that
-/// is wrong, else what the key counts. Obeys the other rules too.
+/// The proposal for a number that a key does not allow: the number without its sign if only the
+/// sign is wrong, otherwise a sample or the unit. The proposal violates no other rule.
 std::wstring Proposal(const ConfigKey& key, std::int64_t number) {
   const auto [min, max] = key.bounds;
   const std::int64_t meant = number < min ? -number : number;
@@ -153,7 +153,7 @@ void CheckInteger(const FoundProperty& property, Findings* findings) {
   }
 }
 
-/// The text that stands for a truth, as far as anybody writes it so.
+/// "true" for the usual spellings of true, otherwise "false".
 const wchar_t* IntendedTruth(const std::wstring& value) {
   constexpr std::wstring_view kTrue[] = {L"true", L"yes", L"on", L"1", L"t", L"y"};
   const std::wstring text = WithoutWhiteSpace(value);
@@ -223,7 +223,7 @@ void CheckText(const FoundProperty& property, Findings* findings) {
   }
 }
 
-/// A number of a group that may not be there.
+/// An optional number of a group.
 struct Limit {
   Limit(const FoundProperties& properties, const std::wstring& key)
       : property(orv::tool::Find(properties, key)),
@@ -235,20 +235,20 @@ struct Limit {
   std::int64_t value;
 };
 
-/// The values of a range in words.
+/// Describes the values of a range.
 std::wstring RangeText(std::int64_t low, std::int64_t high, std::int64_t step) {
   const std::wstring text = std::to_wstring(low) + L" to " + std::to_wstring(high);
   return step > 1 ? text + L" in steps of " + std::to_wstring(step) : text;
 }
 
-/// The value of a range nearest to a number.
+/// The value of a range that is nearest to a number.
 std::int64_t NearestIn(std::int64_t low, std::int64_t high, std::int64_t step, std::int64_t value) {
   const std::int64_t inside = std::clamp(value, low, high);
   if (step <= 0) return inside;
   return std::min(low + (inside - low + step / 2) / step * step, low + (high - low) / step * step);
 }
 
-/// The longest step up to this one that goes into a width above 0.
+/// The largest divisor of a width above 0 that is at most `step`.
 std::int64_t DividingStep(std::int64_t width, std::int64_t step) {
   std::int64_t longest = 1;
   for (std::int64_t low = 1; low * low <= width; ++low) {
@@ -260,7 +260,7 @@ std::int64_t DividingStep(std::int64_t width, std::int64_t step) {
   return longest;
 }
 
-/// What is wrong with a step above 0 that does not reach the maximum.
+/// The finding for a step above 0 that does not divide the range.
 struct StepFault {
   std::wstring text;
   std::wstring allowed;
@@ -278,7 +278,7 @@ StepFault FaultOf(const Limit& low, const Limit& high, const Limit& step) {
       std::to_wstring(DividingStep(width, step.value)) + L", or " + last + L" for " + high.Name()};
 }
 
-/// The two ways out where a number must not be above another one.
+/// The two possible corrections when a number must not be above another one.
 std::wstring AtMostOrMore(const Limit& number, const Limit& most) {
   return std::to_wstring(most.value) + L", or " + std::to_wstring(number.value) + L" or more for " +
          most.Name();
@@ -329,7 +329,7 @@ bool Findings::HasErrors() const {
 }
 
 std::vector<Finding> Findings::Take() {
-  // The faults of the markup are in their order already.
+  // XML errors are already in order.
   const auto rest = std::stable_partition(all_.begin(), all_.end(), [](const Finding& finding) {
     return finding.rule->name == L"not-well-formed";
   });

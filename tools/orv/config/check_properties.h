@@ -9,24 +9,23 @@
 #include "tools/orv/config/check.h"
 #include "tools/orv/config/rules.h"
 
-/// The rules about the properties of one element: their values, and their values against each
-/// other.
+/// Checks the properties of one element: each value, and values against each other.
 
 namespace orv::tool {
 
-/// A property as it stands in the file.
+/// A property in the file.
 struct FoundProperty {
   std::wstring name;
   std::wstring value;
   int offset;
-  int valueOffset;  ///< that of the property where there is no text
+  int valueOffset;  ///< the offset of the property if it has no text
 };
 using FoundProperties = std::vector<FoundProperty>;
 
-/// The last property of a key, which is the one that counts; null when there is none.
+/// The last property with a key, which is the one that takes effect; null when there is none.
 const FoundProperty* Find(const FoundProperties& properties, std::wstring_view key);
 
-/// Takes findings.
+/// Collects findings.
 class Findings {
  public:
   void Report(RuleName name, int offset, std::wstring text, std::wstring allowed,
@@ -36,7 +35,7 @@ class Findings {
   }
   void Add(Finding&& finding) { all_.push_back(std::move(finding)); }
   bool HasErrors() const;
-  /// All of them: those of the markup, then the others in the order of their places.
+  /// Removes and returns all findings: XML errors first, then the others in the order of the text.
   std::vector<Finding> Take();
 
  private:
@@ -50,27 +49,28 @@ void CheckValue(const PropertyRule& rule, const FoundProperty& property, Finding
 void CheckGroups(std::span<const PropertyRule> rules, const FoundProperties& properties,
                  Findings* findings);
 
-/// Checks the two times of the file information against each other.
+/// Checks that the file was not modified before it was created.
 void CheckTimes(const FoundProperties& properties, Findings* findings);
 
-/// Checks the name and the device identifier.
+/// Checks the device identifier.
 void CheckModel(const FoundProperties& properties, Findings* findings);
 
-/// Checks the gap against the longest label.
+/// Checks that the gap is not larger than the longest label.
 void CheckLabel(const FoundProperties& properties, Findings* findings);
 
-/// Checks the print head against the labels, and what is on by default against what is offered.
+/// Checks that the print head is not wider than the labels, and that settings that are on by
+/// default can be changed.
 void CheckGeneralSettings(const FoundProperties& settings, const FoundProperties& label,
                           Findings* findings);
 
-/// Checks that the levels of darkness can be listed.
+/// Checks that the darkness range can be expanded into a list of levels.
 void CheckDarkness(const FoundProperties& properties, Findings* findings);
 
-/// Checks a list of speeds, all properties of the key, and its default where that is there.
+/// Checks a list of speeds, which are all properties of the key, and the default if there is one.
 void CheckSpeeds(const FoundProperties& speeds, std::wstring_view key,
                  const FoundProperty* byDefault, Findings* findings);
 
-/// "Names, in a row".
+/// "first, second, third", or "none".
 std::wstring Join(std::span<const std::wstring_view> names);
 
 }  // namespace orv::tool

@@ -4,23 +4,23 @@
 #include <iterator>
 #include <string_view>
 
-/// The rules of `orv config check`: the one table that findings, explanations, the document and
-/// allowances go by.
+/// The rules of `orv config check`: the table used for findings, explanations, docs/config-check.md
+/// and allowances.
 
 namespace orv::tool {
 
 enum class Severity {
   kError,    ///< the file does not load
-  kWarning,  ///< the file loads, and probably not as it was meant
+  kWarning,  ///< the file loads, but probably not as intended
 };
 
 struct CheckRule {
-  std::wstring_view name;  ///< a short name that does not change
+  std::wstring_view name;  ///< short and stable
   Severity severity;
   const wchar_t* summary;      ///< one line: what is wrong
-  const wchar_t* explanation;  ///< what comes of it, and what is allowed
+  const wchar_t* explanation;  ///< the consequence, and what is allowed
   const wchar_t* wrong;        ///< an example
-  const wchar_t* right;        ///< the same put right; empty where there is nothing to write
+  const wchar_t* right;        ///< the corrected example; empty to remove the text
 };
 
 // clang-format off
@@ -314,20 +314,20 @@ inline constexpr CheckRule kCheckRules[] = {
 };
 // clang-format on
 
-/// The number of a rule in the table; that of none is the table's size.
+/// The index of a rule in the table; the table's size for an unknown name.
 constexpr std::size_t RuleIndex(std::wstring_view name) {
   std::size_t index = 0;
   while (index < std::size(kCheckRules) && kCheckRules[index].name != name) ++index;
   return index;
 }
 
-/// The rule of a name; null when there is none.
+/// The rule with a name; null for an unknown name.
 inline const CheckRule* FindCheckRule(std::wstring_view name) {
   const std::size_t index = RuleIndex(name);
   return index < std::size(kCheckRules) ? &kCheckRules[index] : nullptr;
 }
 
-/// A rule by its name. One that is not in the table does not compile.
+/// A rule by name. An unknown name does not compile.
 struct RuleName {
   consteval RuleName(const wchar_t* name) : index(RuleIndex(name)) {
     if (index == std::size(kCheckRules)) throw "no such rule";

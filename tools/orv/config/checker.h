@@ -9,8 +9,9 @@
 #include "tools/orv/config/check_properties.h"
 #include "tools/orv/config/rules.h"
 
-/// The walk of `orv config check` through a document, as the loader walks. Its parts are in files
-/// of their own: elements and properties, sections, and families of options.
+/// The checker of `orv config check`, which walks through a document in the same order as the
+/// loader. It is implemented in check.cpp, check_elements.cpp, check_sections.cpp and
+/// check_families.cpp.
 
 namespace orv::tool {
 
@@ -29,7 +30,7 @@ class Checker {
     bool isRead = false;
   };
 
-  /// What a family says of itself, and what it took over from the families before it.
+  /// The properties of a family; missing ones are inherited from the previous family.
   struct FamilyText {
     std::int32_t id = -1;
     std::wstring type;
@@ -43,16 +44,16 @@ class Checker {
     findings_.Report(rule, offset, std::move(text), std::move(allowed), std::move(proposal));
   }
 
-  // The document: config_check.cpp.
+  // The document: check.cpp.
   void CheckEncoding();
   void CheckRoot();
-  /// Reads the version before the walk; the walk reports what is wrong with the section.
+  /// Reads the version before the walk; the walk checks the section.
   void ReadFileInfo();
 
   // Elements and properties: check_elements.cpp.
-  /// Checks what is in the element that the document is inside of: which elements, in which order,
-  /// and each of them that is read. `hasProperties` says that `property` elements, which have rules
-  /// of their own, may stand there as well.
+  /// Checks the children of the element that the document is inside of: their names, their order,
+  /// and the content of those that are read. `hasProperties` allows `property` elements, which are
+  /// checked separately.
   void CheckChildren(std::span<const ElementRule> rules, const std::wstring& parent, int offset,
                      bool hasProperties = false);
   /// The children of one rule as the loader finds them; null for none.
@@ -75,7 +76,7 @@ class Checker {
   /// Reports that a required child was not found.
   void ReportAbsent(const ElementRule& rule, const Child* early, const std::wstring& place,
                     const std::wstring& parent, int offset);
-  /// Reports text among the elements that the document is inside of.
+  /// Reports text between the children of the element that the document is inside of.
   void CheckStrayText(const std::wstring& parent);
   /// Checks the element at the main position.
   void CheckElement(const ElementRule& rule);
@@ -86,7 +87,7 @@ class Checker {
   void ReportUnknown(std::span<const PropertyRule> rules, const FoundProperty& property);
   void ReportMissing(std::span<const PropertyRule> rules, const FoundProperties& found, int offset);
 
-  // What single sections must say: check_sections.cpp.
+  // Sections: check_sections.cpp.
   /// Checks a section beyond the form of each property; `section` identifies it by its rules.
   void CheckSection(const PropertyRule* section, const FoundProperties& found, int offset);
   void CheckFileInfo(const FoundProperties& found, int offset);
@@ -99,15 +100,15 @@ class Checker {
   void CheckConveyorSpeeds(const FoundProperties& found, int offset);
   void KeepEntryDefault(const FoundProperties& found, int offset);
   void AddEntries(const FoundProperties& found, int offset);
-  /// Reports a version that keeps a device from being read.
+  /// Reports a version because of which the device is not read.
   void CheckForDevice(const FoundProperty& version);
-  /// Checks a section's entries against each other and against its default.
+  /// Checks the entries of a section and its default.
   void CheckEntries(const EntryList& list, int offset);
 
   // Families of options: check_families.cpp.
   /// Checks the families in `<optionFamilies>`, which the document is inside of.
   void CheckFamilies();
-  /// Reads what the family at the main position says of itself; what it does not say stays.
+  /// Reads the properties of the family at the main position; missing ones keep their values.
   void ReadFamily(int offset, FamilyText* text);
   /// Checks the family at the main position.
   template <typename Kind>
@@ -115,7 +116,7 @@ class Checker {
   /// Checks the option at the main position.
   void CheckOption(std::span<const PropertyRule> rules, std::span<const ElementRule> children,
                    std::set<std::wstring>* names, int* defaults);
-  /// Checks the option that was read last against those of its family before it.
+  /// Checks the name of the last option and its default flag against the options before it.
   void CheckOptionName(int offset, std::set<std::wstring>* names, int* defaults);
 
   CMarkup xml_;

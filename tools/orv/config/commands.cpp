@@ -26,7 +26,7 @@
 namespace orv::tool {
 namespace {
 
-/// What stands in the place of the digest while it is computed.
+/// Replaces the digest while it is computed.
 constexpr wchar_t kDigestPlaceholder[] = L"{{sha256}}";
 
 void PrintConfig(const Config& config, bool asJson) {
@@ -55,14 +55,14 @@ void AddShowCommand(CLI::App* group) {
 
 using ConvertFunction = std::optional<std::string>(std::string_view);
 
-/// Where a document keeps its digest.
+/// The position of the digest in a document.
 struct DigestPlace {
   std::size_t offset;  ///< of the value
   std::size_t length;
 };
 
-/// Finds the digest of a document, adding the property where there is none; false when there is no
-/// place for it.
+/// Finds the digest of a document and adds an empty one if it is missing; false when the document
+/// has no property to add it after.
 bool FindDigest(std::wstring* text, DigestPlace* place) {
   CMarkup xml(*text);
   if (!xml.FindElem(L"xmlData") || !xml.FindChildElem(L"fileInfo") || !xml.IntoElem() ||
@@ -78,7 +78,7 @@ bool FindDigest(std::wstring* text, DigestPlace* place) {
     last = static_cast<std::size_t>(xml.GetElemOffset());
     lastEnd = last + xml.GetSubDoc().size();
     if (EqualsIgnoreCase(xml.GetAttrib(L"name"), L"sha256")) {
-      // Of several the last one counts when the file is loaded.
+      // The loader uses the last of several digests.
       const int content = xml.GetContentOffset();
       *place = {static_cast<std::size_t>(content), xml.GetElemContent().size()};
       emptyTagEnd = content < 0 ? lastEnd : 0;
@@ -87,14 +87,14 @@ bool FindDigest(std::wstring* text, DigestPlace* place) {
     xml.OutOfElem();
   }
   if (emptyTagEnd != 0) {
-    // An empty-element tag is parted into a start and an end tag.
+    // Split an empty-element tag into a start tag and an end tag.
     const std::size_t slash = text->rfind(L'/', emptyTagEnd);
     text->replace(slash, emptyTagEnd - slash, L"></property>");
     *place = {slash + 1, 0};
   }
   if (found) return true;
   if (lastEnd == 0) return false;
-  // A line of its own, indented as the property before it.
+  // Add a line, indented like the property before it.
   const std::size_t line = text->find_last_not_of(L" \t", last - 1) + 1;
   const std::wstring start =
       L"\n" + text->substr(line, last - line) + L"<property name=\"sha256\">";
@@ -111,7 +111,7 @@ bool IsProtectedFile(const std::wstring& path) {
   return start == kProtectedMarker;
 }
 
-/// The protected or plain form of a file's bytes; ends the command when there is none.
+/// Converts a file's bytes to the protected or plain form; ends the command on failure.
 std::string Converted(ConvertFunction* convert, const std::string& bytes,
                       const std::wstring& name) {
   std::optional<std::string> converted = convert(bytes);
@@ -189,7 +189,7 @@ void AddConversion(CLI::App* group, const Conversion& conversion) {
   });
 }
 
-/// How a load went, timed for people who wonder what the cache gives.
+/// The result and the duration of a load, to show the effect of the cache.
 struct TimedLoad {
   Config* config = nullptr;
   std::int64_t nanoseconds = 0;
@@ -206,7 +206,7 @@ TimedLoad LoadFor(HANDLE printer, LibraryUse* library) {
 }  // namespace
 
 void AddConfigCommands(CLI::App* program) {
-  // Results alone go to the standard output.
+  // Standard output is for results only.
   SetDiagnosticSink([](const char* line) { std::fputs(line, stderr); });
   CLI::App* group = program->add_subcommand("config", "Printer configuration files");
   group->require_subcommand(1);

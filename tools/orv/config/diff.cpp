@@ -12,7 +12,7 @@
 #include "tools/orv/config/record.h"
 #include "tools/orv/config/text.h"
 
-/// `orv config diff`: what two models have in common is left out.
+/// `orv config diff`.
 
 namespace orv::tool {
 namespace {
@@ -29,14 +29,14 @@ struct Change {
   bool isText = false;
 };
 
-/// Values that say something about the file, not about the printer.
+/// Whether a value describes the file rather than the printer.
 bool IsAboutTheFile(const ConfigValue& value) {
   constexpr std::wstring_view kKeys[] = {L"created", L"lastModified", L"sha256"};
   return value.section == L"fileInfo" &&
          std::find(std::begin(kKeys), std::end(kKeys), value.key) != std::end(kKeys);
 }
 
-/// The values of a file, to be looked up by their places.
+/// The values of a file with lookup by place.
 class Values {
  public:
   explicit Values(const Config& config) : all_(ConfigValues(config)) {
@@ -50,7 +50,7 @@ class Values {
   auto begin() const { return all_.begin(); }
   auto end() const { return all_.end(); }
 
-  /// The value of the same place; null when there is none.
+  /// The value at the same place; null when there is none.
   const ConfigValue* Find(const ConfigValue& wanted) const {
     const auto found = places_.find(PlaceOf(wanted));
     return found != places_.end() ? found->second : nullptr;
@@ -60,7 +60,7 @@ class Values {
   using Place = std::tuple<std::wstring_view, std::wstring_view, std::wstring_view>;
   static Place PlaceOf(const ConfigValue& value) { return {value.section, value.item, value.key}; }
 
-  /// Gives a number to every further item of a name.
+  /// Numbers items with the same name from the second one on.
   void NumberItems() {
     std::map<std::pair<std::wstring, std::wstring>, int> counts;
     for (std::size_t i = 0; i < all_.size(); ++i) {
@@ -79,13 +79,13 @@ class Values {
   std::map<Place, const ConfigValue*> places_;
 };
 
-/// What one file has and the other lacks: items only, without what they say.
+/// Adds the items that one file has and the other does not, without their values.
 void AddMissing(const Values& from, const Values& other, ChangeKind kind,
                 std::vector<Change>* changes) {
   std::wstring missing;
   for (const ConfigValue& value : from) {
     if (!value.key.empty() || other.Find(value) != nullptr) continue;
-    // An option goes with its family, and a speed with its option: they follow it.
+    // Options and speeds follow the family or option that contains them, which is already listed.
     const bool isInside = !missing.empty() && value.item.starts_with(missing + L" ");
     if (isInside && value.section == L"optionFamilies") continue;
     missing = value.item;
@@ -93,7 +93,7 @@ void AddMissing(const Values& from, const Values& other, ChangeKind kind,
   }
 }
 
-/// The items that both files have, in the order of the first one.
+/// The items that both files have, in the order of the first file.
 std::wstring CommonItems(const Values& values, const Values& other, const std::wstring& section) {
   std::wstring text;
   for (const ConfigValue& value : values) {

@@ -81,7 +81,7 @@ constexpr ConfigKey kKeys[] = {
     {L"conveyorSpeed", kSpeed, kPositive, L"100000", L"any number of speeds, ascending"},
 };
 
-/// The keys of options that come in groups, by their stems.
+/// The stems of option keys that form groups.
 constexpr ConfigKey kStems[] = {
     {L"offset", kLength, kAny, nullptr, L"thousandths of a millimetre"},
     {L"offset1", kLength, kAny, nullptr, L"thousandths of a millimetre"},

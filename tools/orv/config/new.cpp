@@ -16,12 +16,12 @@
 #include "tools/orv/config/rules.h"
 #include "xml/names.h"
 
-/// `orv config new`: a file to begin with, made by the tables that the checker goes by.
+/// `orv config new`: writes a template made from the checker's tables.
 
 namespace orv::tool {
 namespace {
 
-/// What stands in front of a section.
+/// The comment before a section.
 struct SectionComment {
   std::wstring_view name;
   const wchar_t* text;
@@ -45,7 +45,7 @@ constexpr SectionComment kSectionComments[] = {
 constexpr SectionComment kGroupSamples[] = {
     {L"Min", L"0"}, {L"Max", L"10000"}, {L"Step", L"100"}, {L"Default", L"0"}};
 
-/// Composes the file, two spaces a level.
+/// Composes the file, indented by two spaces per level.
 class Skeleton {
  public:
   Skeleton(std::wstring fileName, std::span<const std::int32_t> families)
@@ -80,7 +80,7 @@ class Skeleton {
          (comment != nullptr ? std::wstring(L"  <!-- ") + comment + L" -->" : std::wstring()));
   }
 
-  /// A property with the value that a new file has.
+  /// Writes a property with its sample value.
   void Property(const PropertyRule& rule) {
     if (rule.kind == ValueKind::kIgnored) return;
     const ConfigKey* const key = FindConfigKey(rule.key);
@@ -108,7 +108,7 @@ class Skeleton {
     });
   }
 
-  /// An element that lists entries is written once for each of them.
+  /// Writes an element once for each entry if it lists entries.
   void WriteChild(const ElementRule& rule) {
     if (rule.need != Need::kMany) return Write(rule);
     for (const PropertyRule& entry : rule.children.front().properties) {
@@ -158,7 +158,7 @@ class Skeleton {
   std::size_t depth_ = 0;
 };
 
-/// The families that an option names: by identifier or by kind. Ends the command for others.
+/// The families named by identifier or kind; ends the command for an unknown one.
 std::vector<std::int32_t> FamiliesOf(const std::vector<std::string>& names) {
   std::vector<std::int32_t> ids;
   for (const std::string& argument : names) {

@@ -13,7 +13,7 @@
 namespace orv::tool {
 namespace {
 
-/// Seconds since 1970 as the local time that the file gave; empty for none.
+/// Formats seconds since 1970 as local time, as in the file; empty for 0.
 std::wstring FormatTime(std::int64_t seconds) {
   const auto time = static_cast<std::time_t>(seconds);
   const std::tm* const local = seconds != 0 ? std::localtime(&time) : nullptr;
@@ -29,7 +29,7 @@ std::wstring_view NameOf(std::span<const NumberedName> names, std::int32_t numbe
   return L"?";
 }
 
-/// The file's key for a name of the record in a section.
+/// The key in the file for a field name of a section.
 std::wstring KeyOf(const std::wstring& section, std::wstring_view name) {
   if (name == L"speeds") return L"printSpeed";
   if (name == L"conveyorSpeeds") return L"conveyorSpeed";
@@ -37,7 +37,7 @@ std::wstring KeyOf(const std::wstring& section, std::wstring_view name) {
   return FindConfigKey(name) != nullptr ? std::wstring(name) : section + std::wstring(name);
 }
 
-/// Writes the record as places and values, lengths and speeds also as people read them.
+/// Writes the configuration as paths and values, lengths and speeds also with units.
 class TextWriter {
  public:
   void Begin(std::wstring_view name) {
@@ -84,7 +84,7 @@ class TextWriter {
   std::vector<std::size_t> lengths_;
 };
 
-/// Writes the record as JSON.
+/// Writes the configuration as JSON.
 class JsonRecordWriter {
  public:
   JsonRecordWriter() { json_.BeginObject(); }
@@ -123,7 +123,7 @@ class JsonRecordWriter {
   JsonWriter json_;
 };
 
-/// Collects the record's values with the names of what they are about.
+/// Collects the values with the names of their items.
 class ValueWriter {
  public:
   void Begin(std::wstring_view name) {
@@ -138,7 +138,6 @@ class ValueWriter {
   void End() {
     if (--depth_ <= 1) item_.clear();
     if (depth_ == 0) family_.clear();
-    // Behind its options a family says nothing more.
   }
   void BeginList(std::wstring_view) { ++depth_; }
   void EndList() { --depth_; }
@@ -175,7 +174,7 @@ class ValueWriter {
     values_.push_back({section_, item_, std::wstring(key), std::move(text), isText});
   }
 
-  /// Levels, which are steps of one size.
+  /// Describes levels, which are equally spaced.
   static std::wstring RangeText(const std::vector<std::int32_t>& values) {
     if (values.empty()) return L"none";
     if (values.size() == 1) return std::to_wstring(values.front());
@@ -205,7 +204,7 @@ struct WriteField {
   void operator()(CString Record::*field) const {
     out.Value(key, std::wstring_view(record.*field));
   }
-  void operator()(OptionalInt<Record>) const {}  // only of records that live while loading
+  void operator()(OptionalInt<Record>) const {}  // only in structures used while loading
   void operator()(UpperCaseBool<Record> from) const { out.Value(key, record.*from.field != 0); }
   void operator()(DateTime<Record> from) const {
     out.Value(key, std::wstring_view(FormatTime(record.*from.field)));
@@ -317,8 +316,8 @@ auto WriteConfig(const Config& config) {
   out.Begin(L"optionFamilies");
   ForEachFamily([&](auto member) {
     const auto& family = device.*member.member;
-    // A family that the file does not have has neither a type nor options; the two identifiers of
-    // the applicators stand for one family.
+    // A family that is not in the file has neither a type nor options. The two identifiers of the
+    // applicators share one family.
     const bool isThere = !family.optionFamilyType.empty() || !family.options.empty();
     if (isThere && family.optionFamilyId == member.id) WriteFamily(member.name, family, out);
   });

@@ -6,8 +6,8 @@
 
 #include "config/property_tables.h"
 
-/// What a configuration file may and must hold, element by element. The keys come from the tables
-/// that the loader goes by.
+/// The structure of a configuration file, element by element. The keys come from the loader's
+/// tables.
 
 namespace orv::tool {
 
@@ -79,17 +79,16 @@ inline constexpr PropertyRule kConveyorSpeedRules[] = {{L"conveyorSpeed", ValueK
 
 /// How often the properties of one element appear.
 enum class Occurrence {
-  kEachOnce,   ///< every key of the rules, once
-  kAnyOnce,    ///< some of the keys, each at most once
-  kMany,       ///< the one key any number of times
-  kElsewhere,  ///< what is in the element is not for the rules: it is checked by who knows the
-               ///< family's kind, or not read at all
+  kEachOnce,   ///< every key exactly once
+  kAnyOnce,    ///< each key at most once
+  kMany,       ///< one key any number of times
+  kElsewhere,  ///< the content is checked elsewhere, by the kind of family, or not read at all
 };
 
 enum class Need { kRequired, kOptional, kMany };
 
-/// One element of the file: the elements in it, in the order in which the loader looks for them,
-/// and the properties directly in it.
+/// One element of the file: its child elements, in the order in which the loader searches them, and
+/// its own properties.
 struct ElementRule {
   const wchar_t* name;
   Need need;

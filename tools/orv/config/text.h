@@ -5,26 +5,26 @@
 
 #include "orv/config/config.h"
 
-/// Reading configuration files, plain or protected, for the commands. The path "-" is standard
-/// input, which takes the plain form.
+/// Reads configuration files, plain or protected. The path "-" is standard input, which must be in
+/// plain form.
 
 namespace orv::tool {
 
-/// The bytes of a protected file begin so.
+/// The first bytes of a protected file.
 inline constexpr std::string_view kProtectedMarker = "CNF";
 
-/// Reads the text of a file; false, with the reason in `*problem`, when there is none.
+/// Reads the text of a file; false, with the reason in `*problem`, on failure.
 bool ReadConfigText(const std::wstring& path, std::wstring* text, std::wstring* problem);
 
-/// The text of a file; ends the command when there is none.
+/// Reads the text of a file; ends the command on failure.
 std::wstring LoadConfigText(const std::wstring& path);
 
-/// Reads a configuration as the loader does; false, with the reason in `*problem`, when it does not
+/// Parses a configuration with the loader; false, with the reason in `*problem`, when it does not
 /// load.
 bool ParseConfig(const std::wstring& path, const std::wstring& text, Config* config,
                  std::wstring* problem);
 
-/// What the loader reads from a file; ends the command when it does not load.
+/// Loads a configuration file; ends the command when it does not load.
 Config LoadConfig(const std::wstring& path);
 
 }  // namespace orv::tool

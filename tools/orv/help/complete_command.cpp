@@ -9,10 +9,10 @@
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
 
-/// What the shells ask when somebody wants a word completed. They hand over the command line's
-/// words, from the program's name on, the last one as far as it is written, and get what may stand
-/// there, one a line, with a tab and its meaning behind it. No line: the name of a file, or
-/// something new.
+/// `orv complete`: the interface for shell completion. The shell passes the words of the command
+/// line, starting with the program's name and ending with the incomplete word. The command prints
+/// one candidate per line: the word, a tab and its meaning. No output means a file name or a new
+/// name.
 
 namespace orv::tool {
 namespace {

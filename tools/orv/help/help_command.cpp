@@ -4,7 +4,7 @@
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/output.h"
 
-/// `orv help`, for those who do not ask with `--help`.
+/// `orv help COMMAND`, the same as `orv COMMAND --help`.
 
 namespace orv::tool {
 

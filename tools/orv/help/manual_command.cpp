@@ -7,13 +7,13 @@
 #include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
 
-/// Makes the manual pages of what the program's help says: one of the program, and one of each
+/// `orv manual`: writes manual pages from the help texts, one for the program and one for each
 /// group of commands.
 
 namespace orv::tool {
 namespace {
 
-/// Text for troff, in which nothing is a request and every hyphen one that can be copied.
+/// Escapes text for troff: no line is a request, and hyphens stay hyphens when copied.
 std::string Roff(const std::string& text) {
   std::string roff;
   for (const char letter : text) {
@@ -38,8 +38,7 @@ std::string Title(const std::string& page, const std::string& summary) {
          " \\- " + Roff(summary) + "\n";
 }
 
-/// What stands below the list of options in the help. Its indented lines are examples, which keep
-/// their line ends.
+/// The footer of a help text. Its indented lines are examples, which keep their line ends.
 std::string Footer(const CLI::App* command) {
   std::istringstream lines(command->get_footer());
   std::string roff;

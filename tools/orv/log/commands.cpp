@@ -24,7 +24,7 @@ struct Options {
   bool asJson = false;
 };
 
-/// Whether an entry's column is one of those asked for; everything is when none is.
+/// Whether a column matches the filter; an empty filter matches everything.
 bool IsWanted(const std::wstring& column, const std::vector<std::string>& wanted) {
   return wanted.empty() || std::any_of(wanted.begin(), wanted.end(), [&](const std::string& one) {
            return UpperCase(ToWide(one)) == UpperCase(column);
@@ -74,8 +74,8 @@ void Show(const Options& options) {
   Print(options.asJson ? json.Text() : table.TakeText());
 }
 
-/// Shows what the log holds and what comes, until the program is ended. Another day's log follows
-/// by itself unless one log was named.
+/// Shows the log and new entries until the program is ended. Continues with the next day's log
+/// unless a file was named.
 [[noreturn]] void Follow(const Options& options) {
   std::wstring path;
   std::uint64_t offset = 0;
@@ -88,7 +88,7 @@ void Show(const Options& options) {
     std::string bytes;
     if (!ReadFile(path, &bytes, offset)) continue;  // not written yet, or being written
     std::wstring text = DecodeUtf16(bytes);
-    // An entry is written at one go; what has no line end yet is left for the next look.
+    // A line without its line end is still being written; it is read the next time.
     text.resize(text.rfind(L'\n') + 1);
     offset += text.size() * 2;
     for (const LogEntry& entry : ParseLog(text)) {

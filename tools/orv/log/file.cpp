@@ -27,13 +27,14 @@ const Level* FindLevel(std::wstring_view tag) {
   return level != std::end(kLevels) ? level : nullptr;
 }
 
-/// Whether a line begins with date and time: a zero stands for any digit.
+/// Whether a line starts with date and time; 0 in the pattern matches any digit.
 bool IsEntryStart(std::wstring_view line) {
   constexpr std::wstring_view kPattern = L"00.00.0000\t00:00:00.000\t";
   return line.size() >= kPattern.size() &&
-         std::equal(kPattern.begin(), kPattern.end(), line.begin(), [](wchar_t wanted, wchar_t is) {
-           return wanted == L'0' ? is >= L'0' && is <= L'9' : is == wanted;
-         });
+         std::equal(kPattern.begin(), kPattern.end(), line.begin(),
+                    [](wchar_t pattern, wchar_t actual) {
+                      return pattern == L'0' ? actual >= L'0' && actual <= L'9' : actual == pattern;
+                    });
 }
 
 std::wstring TakeColumn(std::wstring_view* line) {
@@ -100,7 +101,7 @@ std::vector<LogEntry> ParseLog(std::wstring_view text) {
     if (IsEntryStart(line)) {
       entries.push_back(ParseEntry(line));
     } else if (!entries.empty() && !line.empty()) {
-      // A message may hold line ends; one at its end leaves an empty line, which shows nothing.
+      // A message may contain line ends; one at its end leaves an empty line, which is skipped.
       entries.back().message.append(L"\n").append(line);
     }
   }

@@ -17,17 +17,17 @@ std::wstring DayLogPath(const std::optional<std::string>& date);
 bool ReadLog(const std::wstring& path, std::string* bytes);
 
 struct LogEntry {
-  std::wstring date;  ///< as it stands there: day.month.year
+  std::wstring date;  ///< as in the file: day.month.year
   std::wstring time;
-  std::wstring tag;  ///< empty in a line that was written without one
+  std::wstring tag;  ///< empty in a line without a tag
   std::wstring process;
   std::wstring module;
   std::wstring source;
-  std::wstring message;  ///< lines after the first are parted by line feeds
+  std::wstring message;  ///< lines are separated by line feeds
 };
 
-/// The entries of a log's text. A line that does not begin with date and time belongs to the
-/// message before it; the header and what stands before the first entry are left out.
+/// Parses the entries of a log. A line that does not start with date and time belongs to the
+/// message before it; everything before the first entry, such as the header, is skipped.
 std::vector<LogEntry> ParseLog(std::wstring_view text);
 
 /// "error", "warning", "info", "trace", or empty for an entry without tag.
@@ -35,7 +35,7 @@ std::wstring LevelOf(const LogEntry& entry);
 /// Date and time as 2024-03-05T14:07:09.042.
 std::wstring IsoTimeOf(const LogEntry& entry);
 
-/// The titles and an entry's cells of the table in which a log is shown.
+/// The column titles and the cells of an entry for the table of a log.
 std::vector<std::wstring> LogTitles();
 std::vector<std::wstring> LogRow(const LogEntry& entry);
 

@@ -86,10 +86,10 @@ constexpr int kRulerTextSize = 2;
 constexpr int kMinTickGap = 4;
 constexpr int kMinTextGap = 56;
 
-/// Distances of marks that people read easily, in tenths of a millimetre.
+/// Readable distances between ticks, in tenths of a millimetre.
 constexpr int kDistances[] = {1, 5, 10, 50, 100, 500, 1000, 5000, 10000};
 
-/// The shortest distance whose marks are this far apart in the picture.
+/// The smallest distance whose ticks are at least `gap` pixels apart.
 int DistanceFor(double pixelsPerTenth, int gap) {
   for (const int tenths : kDistances) {
     if (tenths * pixelsPerTenth >= gap) return tenths;
@@ -97,7 +97,7 @@ int DistanceFor(double pixelsPerTenth, int gap) {
   return kDistances[std::size(kDistances) - 1];
 }
 
-/// Calls `mark(pixel, length, text)` for each mark along one edge.
+/// Calls `mark(pixel, length, text)` for each tick along one edge.
 template <typename Mark>
 void ForEachMark(int first, int count, double dpi, int zoom, Mark mark) {
   const double pixelsPerTenth = dpi * zoom / (10 * kMillimetresPerInch);

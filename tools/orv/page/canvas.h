@@ -11,7 +11,7 @@
 
 namespace orv::tool {
 
-/// Blue, green and red, as pixels have them.
+/// Blue, green and red, in the order of a pixel's bytes.
 using Shade = std::array<unsigned char, 3>;
 inline constexpr Shade kPaper = {255, 255, 255};
 inline constexpr Shade kMargin = {236, 236, 236};
@@ -25,20 +25,20 @@ inline constexpr int kGlyphAdvance = kGlyphWidth + 1;
 
 class Canvas {
  public:
-  /// A picture of one shade; ends the command without memory for it.
+  /// A picture of one shade; ends the command if there is not enough memory.
   Canvas(std::int64_t width, std::int64_t height, const Shade& shade);
 
   int width() const { return pixels_->width(); }
   int height() const { return pixels_->height(); }
 
-  /// Fills a rectangle; what lies outside the picture is left out.
+  /// Fills a rectangle, clipped to the picture.
   void Fill(int x, int y, int width, int height, const Shade& shade);
   /// Writes a line of text, its top left at x, y, in letters of `size` times 5 x 7 pixels.
   void Text(int x, int y, std::string_view text, int size, const Shade& shade);
-  /// Puts a part of a page here, each pixel as a square of `zoom` pixels.
+  /// Draws a part of a page at x, y, each pixel as a square of `zoom` pixels.
   void Put(int x, int y, const PagePixels& page, const PageArea& area, int zoom);
 
-  /// Writes the picture, the only file of a command.
+  /// Writes the picture to a file.
   void Save(const std::wstring& path);
 
  private:

@@ -19,7 +19,7 @@
 namespace orv::tool {
 namespace {
 
-/// The rectangle that holds all ink; not valid on a page without any.
+/// The rectangle that contains all ink; invalid on a page without ink.
 struct Bounds {
   int firstColumn = -1;
   int firstRow = -1;
@@ -232,7 +232,7 @@ void AddCompareCommand(CLI::App* group) {
   });
 }
 
-/// Distances of colours from one, remembered for those seen lately.
+/// Distances of colours from one colour, with a cache.
 class Distances {
  public:
   explicit Distances(const Color& colour) : colour_(colour), remembered_(kCount) {}
@@ -256,9 +256,9 @@ class Distances {
   std::vector<Entry> remembered_;
 };
 
-/// Where the pixels of a page lie from a colour at a tolerance.
+/// The distances of a page's pixels from a colour, relative to a tolerance.
 struct Explanation {
-  static constexpr int kBars = 16;       ///< the last one for everything farther
+  static constexpr int kBars = 16;       ///< the last one counts all larger distances
   static constexpr int kBarsInside = 5;  ///< up to the tolerance
   static constexpr double kNear = 1.25;  ///< near: up to this much of the tolerance
 
@@ -271,8 +271,8 @@ constexpr const char* kClassKeys[] = {"in", "near", "out", "never"};
 constexpr const wchar_t* kClassNames[] = {L"in the highlight", L"near it", L"out of it",
                                           L"nearly white or black"};
 
-/// What becomes of a pixel of a class in the picture: the highlight colour, a loud one, or a pale
-/// shade of what it was.
+/// The colour of a pixel in the picture: the highlight colour, magenta for near misses, or a pale
+/// grey.
 std::array<unsigned char, 3> ClassColour(Explanation::Class kind, const Color& highlight,
                                          const unsigned char* pixel) {
   if (kind == Explanation::kIn) {
@@ -284,7 +284,7 @@ std::array<unsigned char, 3> ClassColour(Explanation::Class kind, const Color& h
   return {pale, pale, pale};
 }
 
-/// Counts the pixels of a page, which becomes the picture of where they lie.
+/// Counts the pixels of a page by distance, and turns the page into the picture.
 Explanation ExplainPage(Bitmap* page, const Color& colour, double tolerance) {
   Explanation result;
   Distances distances(colour);
@@ -301,7 +301,7 @@ Explanation ExplainPage(Bitmap* page, const Color& colour, double tolerance) {
       kind = distance <= tolerance                        ? Explanation::kIn
              : distance <= tolerance * Explanation::kNear ? Explanation::kNearby
                                                           : Explanation::kOut;
-      // Bars end at their upper edge, so that the tolerance itself is inside.
+      // Bars include their upper bound, so that the tolerance itself is inside.
       const double bar = tolerance > 0 ? std::ceil(distance * Explanation::kBarsInside / tolerance)
                                        : (distance > 0 ? Explanation::kBars : 1);
       const double last = kind == Explanation::kIn ? Explanation::kBarsInside : Explanation::kBars;
@@ -314,8 +314,7 @@ Explanation ExplainPage(Bitmap* page, const Color& colour, double tolerance) {
   return result;
 }
 
-/// The histogram as text, a bar of up to 40 signs for the fullest row; none without a tolerance to
-/// measure by.
+/// The histogram as text, with bars of up to 40 characters; empty if the tolerance is 0.
 std::string HistogramText(const Explanation& explanation, double tolerance) {
   if (tolerance == 0) return {};
   const std::int64_t most = std::max<std::int64_t>(

@@ -55,8 +55,8 @@ PagePointer FlattenOnWhite(Bitmap* page) {
   return flat;
 }
 
-/// Whether two paths lead to one file. For files that are not there yet their folder and name
-/// count; names that differ in case alone are one file on some systems.
+/// Whether two paths are the same file. Files that do not exist yet are compared by folder and
+/// name, case-insensitively, because some file systems ignore case.
 bool IsSamePlace(const std::wstring& one, const std::wstring& other) {
   const auto folder = [](const std::wstring& path) {
     std::error_code error;
@@ -85,7 +85,7 @@ PagePointer LoadPage(const std::wstring& path) {
 std::optional<double> PngResolution(const std::wstring& path) {
   constexpr std::size_t kSignature = 8;
   constexpr std::size_t kChunkFrame = 12;  // length, type and checksum
-  constexpr std::size_t kMaxBytes = 4096;  // the chunk stands before the pixels
+  constexpr std::size_t kMaxBytes = 4096;  // the chunk comes before the pixels
   constexpr double kInch = 0.0254;
   std::string bytes;
   if (!ReadFile(path, &bytes, 0, kMaxBytes)) return {};
@@ -111,7 +111,7 @@ std::optional<double> PngResolution(const std::wstring& path) {
 }
 
 std::string PngOf(Bitmap* page) {
-  // Systems write files only.
+  // The graphics interface writes only to files.
   const std::wstring path = TemporaryPath(L"page.png");
   const PagePointer reduced = ReduceToTwoColours(page);
   if (reduced != nullptr) page = reduced.get();

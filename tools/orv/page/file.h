@@ -7,31 +7,32 @@
 #include "tools/orv/common/input.h"
 #include "tools/orv/page/pixels.h"
 
-/// Page images as files, for the commands.
+/// Reads and writes page images.
 
 namespace orv::tool {
 
-/// Reads a PNG as a 24-bit page, what is transparent over white; ends the command when it cannot.
+/// Loads a PNG image as a 24-bit page, transparency blended onto white; ends the command on
+/// failure.
 PagePointer LoadPage(const std::wstring& path);
 
-/// The dots per inch that a PNG says of itself. Nothing for 72 and 96, which programs write when
-/// they know none, and for pixels that are not square.
+/// The resolution in a PNG file, in dots per inch. Nothing for 72 and 96, which programs write as a
+/// default, and for pixels that are not square.
 std::optional<double> PngResolution(const std::wstring& path);
 
-/// A page as the bytes of a PNG file; ends the command when there is no room for one.
+/// Encodes a page as PNG; ends the command on failure.
 std::string PngOf(Bitmap* page);
 
-/// The files that a command writes: all of them, or none when one cannot be written, which ends the
-/// command.
+/// The files that a command writes: all of them, or none if one cannot be written. A failure ends
+/// the command.
 class PageFiles {
  public:
-  /// Writes a page that is for this place.
+  /// Writes a page to a temporary file for this path.
   void Add(Bitmap* page, const std::wstring& path);
-  /// Puts every page into its place.
+  /// Moves all files to their paths.
   void Finish();
 
  private:
-  std::deque<OutputFile> files_;  ///< written, not yet in their places
+  std::deque<OutputFile> files_;  ///< written, not yet moved
 };
 
 }  // namespace orv::tool

@@ -12,7 +12,7 @@
 namespace orv::tool {
 namespace {
 
-/// A plane of bytes, one for each dot.
+/// One byte per dot of a page.
 struct Dots {
   int width;
   int height;
@@ -24,7 +24,7 @@ struct Dots {
   }
 };
 
-/// What `valueOf` gives for every pixel.
+/// Calls `valueOf` for every pixel.
 template <typename Value>
 Dots DotsOf(Bitmap* page, const Value& valueOf) {
   const PagePixels pixels(page);
@@ -35,7 +35,7 @@ Dots DotsOf(Bitmap* page, const Value& valueOf) {
   return dots;
 }
 
-/// A row or a column: the dots from a first one, so far apart.
+/// A row or a column: `count` dots, `step` bytes apart.
 struct Line {
   const std::uint8_t* first;
   std::ptrdiff_t step;
@@ -44,7 +44,7 @@ struct Line {
   int operator[](int i) const { return first[i * step]; }
 };
 
-/// Measures the bars and spaces of one line after the other.
+/// Measures bars and spaces line by line.
 class WidthMeter {
  public:
   explicit WidthMeter(Legibility* result) : result_(result) {}
@@ -55,8 +55,8 @@ class WidthMeter {
     for (std::size_t i = 1; i + 1 < runs_.size(); ++i) {
       const Run& run = runs_[i];
       if (run.end - run.start > kMaxWidth || !HasSharpEdges(grey, i)) continue;
-      // The window takes half of each neighbour, so that blurred edges are inside and a bar that
-      // is lost, or has grown into the next one, is seen.
+      // The window includes half of each neighbour, so that it covers blurred edges and bars that
+      // are lost or merged with the next one.
       const int from = run.start - std::min((run.start - runs_[i - 1].start) / 2, kReach);
       const int to = run.end + std::min((runs_[i + 1].end - run.end) / 2, kReach);
       double expected = 0;
@@ -73,10 +73,10 @@ class WidthMeter {
  private:
   static constexpr int kWhite = 255;
   static constexpr int kMiddle = 128;
-  static constexpr int kDark = 64;      ///< a bar has something at least as dark
-  static constexpr int kLight = 191;    ///< a space has something at least as light
-  static constexpr int kReach = 4;      ///< how wide an edge may be
-  static constexpr int kMaxWidth = 64;  ///< what is wider is an area
+  static constexpr int kDark = 64;      ///< a bar has a dot at least as dark
+  static constexpr int kLight = 191;    ///< a space has a dot at least as light
+  static constexpr int kReach = 4;      ///< maximum width of an edge
+  static constexpr int kMaxWidth = 64;  ///< wider runs are areas
 
   struct Run {
     int start;
@@ -93,7 +93,7 @@ class WidthMeter {
     }
   }
 
-  /// Whether a run is really dark or light a few dots from an edge.
+  /// Whether a run is fully dark or light within a few dots of an edge.
   static bool IsClear(const Line& grey, const Run& run, bool atStart) {
     const int from = atStart ? run.start : std::max(run.start, run.end - kReach);
     const int to = atStart ? std::min(run.end, run.start + kReach) : run.end;
@@ -125,7 +125,7 @@ void MeasureWidths(const Dots& grey, const Dots& ink, Legibility* result) {
   }
 }
 
-/// Counts dots of ink without ink beside them, and white ones without white beside them.
+/// Counts dots of ink without adjacent ink, and white dots without adjacent white.
 void CountSpecks(const Dots& ink, Legibility* result) {
   const auto hasLike = [&](int x, int y) {
     for (int row = std::max(y - 1, 0); row <= std::min(y + 1, ink.height - 1); ++row) {
@@ -144,7 +144,7 @@ void CountSpecks(const Dots& ink, Legibility* result) {
   }
 }
 
-/// Compares the tone of blocks; those that are white, or all ink, in the page are no tones.
+/// Compares the tones of blocks; blocks that are all white or all black in the page are skipped.
 void MeasureTones(const Dots& grey, const Dots& ink, Legibility* result) {
   double sum = 0;
   for (int top = 0; top < grey.height; top += kToneBlock) {
@@ -180,7 +180,7 @@ void WidthErrors::Add(double expected, double actual) {
   ++count;
   sum += error;
   relative += error / expected;
-  greatest = std::max(greatest, error);
+  max = std::max(max, error);
 }
 
 double Legibility::WidthScore() const {
@@ -193,7 +193,7 @@ double Legibility::SpeckScore() const {
 }
 
 double Legibility::Loss() const {
-  // A light tone is nothing but single dots: they count, but little.
+  // Light tones consist of single dots, so specks have a small weight.
   constexpr double kSpeckWeight = 0.1;
   return WidthScore() + ToneScore() + kSpeckWeight * SpeckScore();
 }

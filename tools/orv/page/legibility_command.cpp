@@ -23,7 +23,7 @@ struct LegibilityOptions {
 std::wstring WidthText(const WidthErrors& errors) {
   if (errors.count == 0) return L"none";
   return Format(L"%lld measured, off by %.2f dots on average, by %.1f at most",
-                static_cast<long long>(errors.count), errors.Mean(), errors.greatest);
+                static_cast<long long>(errors.count), errors.Mean(), errors.max);
 }
 
 void AddWidths(JsonWriter* json, const char* key, const WidthErrors& errors) {
@@ -31,7 +31,7 @@ void AddWidths(JsonWriter* json, const char* key, const WidthErrors& errors) {
   json->BeginObject();
   json->Member("count", errors.count);
   json->Member("meanDots", errors.Mean());
-  json->Member("greatestDots", errors.greatest);
+  json->Member("greatestDots", errors.max);
   json->EndObject();
 }
 

@@ -15,7 +15,7 @@ namespace {
 
 constexpr double kCommonDpi = 203;
 
-/// A length in pixels, of a number with px behind it or of another length.
+/// Parses a length in pixels: a number with the suffix px, or another length.
 std::optional<double> ParsePixels(std::string_view text, double dpi) {
   const bool isPixels = text.ends_with("px");
   const std::optional<double> number =

@@ -12,18 +12,18 @@
 #include "tools/orv/common/output.h"
 #include "tools/orv/page/file.h"
 
-/// What the page commands have in common: options, the page that they read, and what they print.
+/// Options, input and output shared by the page commands.
 
 namespace orv::tool {
 
 /// The options of all page commands.
 struct PageOptions {
   std::string input;
-  double dpi = 0;  ///< 0 until the page is loaded, for its own resolution
+  double dpi = 0;  ///< 0 until the page is loaded: use its own resolution
   bool json = false;
 
   double Millimetres(double pixels) const { return pixels * kMillimetresPerInch / dpi; }
-  /// Two lengths with a word between them, in the unit that people asked for.
+  /// Formats two lengths with a word between them, in the chosen unit.
   std::wstring Lengths(double pixels, const wchar_t* between, double otherPixels) const;
 };
 
@@ -32,11 +32,10 @@ void AddPageOptions(CLI::App* command, PageOptions* options, const char* input =
 
 CLI::Option* AddDpiOption(CLI::App* command, double* dpi);
 
-/// Loads the page, and with it the resolution where no option gave one: that of the file, else 203.
+/// Loads the page. Without --dpi also sets the resolution: that of the file, or 203.
 PagePointer LoadInput(PageOptions* options);
 
-/// The dithering methods by their names, in the order of their numbers; the first one leaves a page
-/// as it is.
+/// The dithering methods in the order of their numbers; the first one does not change a page.
 struct DitherMethod {
   const char* name;
   eBitmapDitherer method;
@@ -59,13 +58,13 @@ struct DitherOptions {
 
 void AddDitherOptions(CLI::App* command, DitherOptions* options);
 void AddThresholdOption(CLI::App* command, int* threshold);
-/// How far from the second colour a split still goes.
+/// The largest distance from the highlight colour that belongs to the highlight.
 void AddToleranceOption(CLI::App* command, double* tolerance);
 
-/// A dithered copy of a page; ends the command without memory for it.
+/// A dithered copy of a page; ends the command if there is not enough memory.
 PagePointer Dithered(Bitmap* page, eBitmapDitherer method, int threshold, Color colour);
 
-/// A colour as six hexadecimal digits, with or without # in front.
+/// A colour as six hexadecimal digits, with or without a leading #.
 CLI::Option* AddColourOption(CLI::App* command, std::string* colour, const char* help);
 /// Checks such a text.
 CLI::Validator IsColour();
@@ -84,13 +83,13 @@ struct ViewOptions {
   std::string crop;
   int zoom = 1;
 
-  /// The part of the page, cut to it; ends the command when the text is wrong or nothing is left.
+  /// The cropped area, clipped to the page; ends the command when it is invalid or empty.
   PageArea Area(const PageOptions& options, int pageWidth, int pageHeight) const;
 };
 
 void AddViewOptions(CLI::App* command, ViewOptions* view);
 
-/// Says on a terminal what is being done as long as it lives; large pages take a while.
+/// Shows progress on a terminal while it exists; only for large pages.
 class Progress {
  public:
   Progress(const wchar_t* work, Bitmap* page);
@@ -106,7 +105,7 @@ class Progress {
   int percent_ = -1;
 };
 
-/// What a command found out, as lines of text or as members of a JSON object.
+/// The result of a command, as lines of text or as members of a JSON object.
 class Report {
  public:
   explicit Report(const PageOptions& options) : options_(options) { json_.BeginObject(); }
@@ -117,16 +116,16 @@ class Report {
   void Size(const wchar_t* label, const char* key, int width, int height);
   /// The size of a page.
   void PageSize(Bitmap* page);
-  /// The first and the last of rows or columns, with where they are from the page's edge.
+  /// The first and last row or column, with their distances from the page's edge.
   void Range(const wchar_t* label, const char* key, int first, int last);
-  /// A count of pixels with its share of the page.
+  /// A number of pixels and its percentage of the page.
   void Pixels(const wchar_t* label, const char* key, std::int64_t count, std::int64_t all);
 
   JsonWriter& json() { return json_; }
-  /// A line that only people read.
+  /// A line for text output only.
   void Line(const wchar_t* label, const std::wstring& value) { table_.Add({label, value}); }
 
-  /// Prints everything, and `more` behind it when it is text.
+  /// Prints everything; text output is followed by `more`.
   void Finish(const std::string& more = {});
 
  private:

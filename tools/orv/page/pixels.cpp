@@ -17,8 +17,8 @@ std::uint32_t ColourAt(const unsigned char* pixel) {
   return std::uint32_t{pixel[2]} << 16 | std::uint32_t{pixel[1]} << 8 | pixel[0];
 }
 
-/// Packs pixels that have one of two colours, the second of which is found on the way. False at the
-/// first pixel of a third.
+/// Packs pixels of two colours into bits. The first colour is that of the first pixel, the second
+/// is learnt on the way. Fails at the first pixel of a third colour.
 class Packer {
  public:
   explicit Packer(const unsigned char* first)
@@ -43,8 +43,8 @@ class Packer {
  private:
   static constexpr std::size_t kEight = 3 * 8;  ///< bytes of eight pixels
 
-  /// Eight pixels of the two colours, told apart by one channel. False when the second colour is
-  /// not known yet or there is a third.
+  /// Packs eight pixels, distinguishing the colours by one channel. False when the second colour is
+  /// not known yet or there is a third colour.
   bool PackKnown(const unsigned char* pixels, BYTE* byte) const {
     if (second_ == first_) return false;
     unsigned bits = 0;
@@ -70,7 +70,7 @@ class Packer {
     }
   }
 
-  /// Up to eight pixels, of which the second colour may be learnt.
+  /// Packs up to eight pixels and learns the second colour from them.
   bool Pack(const unsigned char* pixels, int count, BYTE* byte) {
     unsigned bits = 0;
     unsigned others = 0;
@@ -82,7 +82,7 @@ class Packer {
     *byte = static_cast<BYTE>(bits << (8 - count));
     if (others == 0) return true;
     if (second_ != first_) return false;
-    // The first pixel of the second colour, which the others are to have too.
+    // Learn the colour of the first pixel that differs, and pack again.
     SetSecond(ColourAt(pixels - 3 * std::bit_width(others)));
     return Pack(pixels - 3 * count, count, byte);
   }
@@ -90,9 +90,9 @@ class Packer {
   const std::uint32_t first_;
   std::uint32_t second_;
   const EightPixels eight_;
-  int channel_ = 0;                                 ///< one that tells the colours apart
+  int channel_ = 0;                                 ///< in which the colours differ
   unsigned char firstShade_ = 0;                    ///< the first colour's, in that channel
-  std::array<unsigned char, 256 * kEight> groups_;  ///< eight pixels for each byte, once it is set
+  std::array<unsigned char, 256 * kEight> groups_;  ///< the eight pixels of each byte value
 };
 
 }  // namespace

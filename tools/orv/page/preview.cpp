@@ -8,7 +8,7 @@
 #include "tools/orv/page/legibility.h"
 #include "tools/orv/page/options.h"
 
-/// `orv page preview` and `orv page compare-methods`: pictures for people.
+/// `orv page preview` and `orv page compare-methods`.
 
 namespace orv::tool {
 namespace {
@@ -20,8 +20,8 @@ struct PreviewOptions {
   bool isBare = false;
 };
 
-/// Prints a plane over a page: what is not white takes the ink, or keeps its colour where there is
-/// none, and what lies below shows through as under real ink.
+/// Draws a plane over a page: pixels that are not white get the ink, or keep their colour without
+/// an ink. The inks mix like real ones: each channel takes the darker value.
 void Overprint(const PagePixels& page, const PagePixels& plane, const std::string* ink) {
   const Color colour = ink != nullptr ? ToColour(*ink) : Color(0xFF000000);
   const unsigned char shade[] = {colour.GetBlue(), colour.GetGreen(), colour.GetRed()};
@@ -32,7 +32,7 @@ void Overprint(const PagePixels& page, const PagePixels& plane, const std::strin
   });
 }
 
-/// Draws what is seen of a page, with rulers unless it is to be bare.
+/// Draws an area of a page, with rulers unless it is bare.
 Canvas DrawView(const PagePixels& page, const PageArea& area, const ViewOptions& view, double dpi,
                 bool isBare) {
   const int left = isBare ? 0 : kRulerWidth;
@@ -45,8 +45,7 @@ Canvas DrawView(const PagePixels& page, const PageArea& area, const ViewOptions&
   return canvas;
 }
 
-/// The part of a page that methods are compared at unless an option says another: enough to see
-/// dots, around the middle.
+/// The default area for comparing methods: in the middle, small enough to see dots.
 PageArea MiddleOf(const PageOptions& options, int width, int height) {
   constexpr double kWidthMm = 30;
   constexpr double kHeightMm = 20;

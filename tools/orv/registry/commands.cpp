@@ -61,7 +61,7 @@ std::wstring NameOfType(DWORD type) {
   return known != std::end(kTypes) ? known->name : Format(L"%u", static_cast<unsigned>(type));
 }
 
-/// A value's data as people read it.
+/// A value's data as text.
 std::wstring ShowData(const RegistryValue& value) {
   DWORD number = 0;
   if (value.type == REG_SZ) return value.Text();

@@ -14,7 +14,7 @@ namespace orv::tool {
 namespace {
 
 constexpr std::wstring_view kHeader = L"Windows Registry Editor Version 5.00";
-/// The older form, whose text is in the code page of its time; what is ASCII reads the same.
+/// The older version, whose text is in an ANSI code page; ASCII text is the same in both.
 constexpr std::wstring_view kHeaderVersion4 = L"REGEDIT4";
 constexpr std::size_t kMaxLine = 80;
 
@@ -28,7 +28,7 @@ const HiveName kHives[] = {
     {L"HKLM", L"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE},
 };
 
-/// Hands out a text's lines, with those that end in a backslash joined to the next.
+/// Reads lines; a line with bytes that ends in a backslash is joined with the next one.
 class LineReader {
  public:
   explicit LineReader(std::wstring_view text) : rest_(text) {}
@@ -37,14 +37,14 @@ class LineReader {
     if (rest_.empty()) return false;
     first_ = next_;
     line->assign(Trim(Take()));
-    // A list of bytes goes on in the next line behind a comma or its colon; nothing else does.
+    // Only a list of bytes continues on the next line, after a comma or the colon.
     while ((line->ends_with(L",\\") || line->ends_with(L":\\")) && !rest_.empty()) {
       line->pop_back();
       line->append(Trim(Take()));
     }
     return true;
   }
-  /// The number of the line that `Next` gave, from 1.
+  /// The number of the line that `Next` returned, from 1.
   std::size_t number() const { return first_; }
 
  private:
@@ -62,7 +62,7 @@ class LineReader {
   std::size_t first_ = 1;
 };
 
-/// Reads a quoted text at the start of `*rest` and leaves what stands behind it.
+/// Reads a quoted text at the start of `*rest` and removes it.
 bool TakeQuoted(std::wstring_view* rest, std::wstring* text) {
   text->clear();
   if (!rest->starts_with(L'"')) return false;
@@ -81,7 +81,7 @@ bool TakeQuoted(std::wstring_view* rest, std::wstring* text) {
   return false;
 }
 
-/// Bytes as pairs of hexadecimal digits with commas between them.
+/// Parses bytes: pairs of hexadecimal digits separated by commas.
 bool ParseBytes(std::wstring_view text, std::vector<BYTE>* bytes) {
   bytes->clear();
   text = Trim(text);
@@ -161,7 +161,7 @@ std::wstring Escape(std::wstring_view text) {
   return escaped;
 }
 
-/// Whether a value is text that quotes can show: ended once, and on one line.
+/// Whether a value can be written as quoted text: terminated once, and on one line.
 bool IsPlainText(const RegistryValue& value) {
   if (value.type != REG_SZ) return false;
   const std::wstring text = value.Text();

@@ -6,7 +6,7 @@
 
 #include "orv/platform/registry.h"
 
-/// Registry files: the text form, version 5, in which registry editors export and import keys.
+/// Registry files: text, version 5, as registry editors export and import it.
 
 namespace orv::tool {
 
@@ -18,7 +18,7 @@ struct RegChange {
   std::wstring path;  ///< the key below its root
   std::wstring name;  ///< of the value; empty is the key's default value
   RegistryValue value;
-  std::size_t line;  ///< where the step stands, from 1
+  std::size_t line;  ///< of the file, from 1
 };
 
 struct RegFault {
@@ -26,12 +26,12 @@ struct RegFault {
   std::wstring message;
 };
 
-/// Reads a registry file's text: its steps in order, and everything that is wrong with it. Steps of
-/// a file with faults are not to be carried out.
+/// Parses a registry file into changes, in order, and faults. Do not apply the changes of a file
+/// with faults.
 void ParseRegFile(std::wstring_view text, std::vector<RegChange>* changes,
                   std::vector<RegFault>* faults);
 
-/// The first line of a registry file, with its line end and the empty line behind it.
+/// The first line of a registry file and the empty line after it, with their line ends.
 std::wstring RegFileHeader();
 /// A key's section heading with its line end.
 std::wstring FormatRegKey(const std::wstring& fullPath);
@@ -42,7 +42,7 @@ std::wstring FormatRegValue(const std::wstring& name, const RegistryValue& value
 /// UTF-8 to standard output. Ends the command when that fails.
 void SaveRegFile(const std::wstring& path, const std::wstring& text);
 
-/// Parts a key such as "HKCU\Software" (or with the long name of its hive) into hive and path.
+/// Splits a key such as "HKCU\Software" (or with the long name of the hive) into hive and path.
 bool ParseKeyPath(std::wstring_view text, HKEY* root, std::wstring* path);
 /// The long form of a key's path.
 std::wstring FullKeyPath(HKEY root, const std::wstring& path);

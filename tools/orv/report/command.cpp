@@ -15,7 +15,7 @@
 #include "tools/orv/log/file.h"
 #include "tools/orv/report/sections.h"
 
-/// `orv report`: all that there is to know of a printer, as one page for a browser.
+/// `orv report`: writes everything known about a printer as one HTML file.
 
 namespace orv::tool {
 namespace {
@@ -31,7 +31,7 @@ struct ReportOptions {
   ReportPageOptions page;
 };
 
-/// Everything that a report shows. The configuration lives in the library's cache.
+/// The content of a report. The library's cache owns the configuration.
 struct ReportFacts {
   std::wstring printer;
   std::wstring driver;
@@ -62,7 +62,7 @@ ReportModel FindModel(LibraryUse* library, const OpenPrinter& printer) {
   Config* config = nullptr;
   CConfigParser::Load(printer.get(), &config, library->cache(), library->client());
   model.config = config;
-  // The loader tells its log alone what is wrong.
+  // The loader writes the reason only to its log; parse the file again to get it.
   std::wstring text;
   Config ignored;
   if (config == nullptr && ReadConfigText(model.path, &text, &model.problem)) {
@@ -85,7 +85,7 @@ ReportRecord FindRecord(LibraryUse* library, const OpenPrinter& printer, const s
   return record;
 }
 
-/// One thing that the reader sees first, with the way to its section.
+/// An entry of the overview, with a link to its section.
 void WriteOverviewItem(std::wstring_view title, const wchar_t* section, std::wstring_view text,
                        HtmlWriter* html) {
   html->Begin("div");
@@ -117,7 +117,7 @@ void WriteOverview(const ReportFacts& facts, HtmlWriter* html) {
   html->End();
 }
 
-/// A section below its heading, to which its identifier leads.
+/// Writes a section with a heading; `id` is its anchor.
 template <typename Write>
 void WriteSection(const wchar_t* id, std::wstring_view title, HtmlWriter* html,
                   const Write& write) {
@@ -134,7 +134,7 @@ std::string ReportText(const ReportFacts& facts) {
   html.Begin("html", {{"lang", L"en"}});
   html.Begin("head");
   html.Empty("meta", {{"charset", L"utf-8"}});
-  // Nothing is ever loaded or run, whatever got into the page.
+  // Forbids loading or running anything, whatever the content of the page.
   html.Empty("meta",
              {{"http-equiv", L"Content-Security-Policy"},
               {"content", L"default-src 'none'; img-src data:; style-src 'unsafe-inline'"}});
@@ -180,7 +180,7 @@ void MakeReport(ReportOptions* options) {
     Fail(kUnreadable, L"the spooler does not describe the printer \"" + facts.printer + L"\"");
   }
   facts.driver = spooler.driverName;
-  // Before this program writes into it.
+  // Before this program writes to the log itself.
   facts.log = FindLog(*options);
   if (!options->page.page.input.empty()) facts.page = MakePage(&options->page);
 

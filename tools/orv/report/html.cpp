@@ -65,8 +65,8 @@ void HtmlWriter::Empty(std::string_view tag, HtmlAttributes attributes) {
   text_ += "/>\n";
 }
 
-// The roles are those that the elements have anyway; some readers forget them when a style sheet
-// lays a table out in another way.
+// These are the default roles of the elements, written out because some screen readers drop them
+// when a style sheet changes the display of a table.
 
 HtmlTable::HtmlTable(HtmlWriter* html, std::wstring_view caption, std::vector<std::wstring> titles)
     : html_(*html), titles_(std::move(titles)) {
@@ -95,7 +95,7 @@ void HtmlTable::Row(const std::vector<HtmlCell>& cells, const std::wstring& kind
     } else {
       html_.Begin("td", {{"role", L"cell"}, {"data-title", titles_[i]}});
     }
-    // One child, whatever it holds, beside the title on a narrow screen.
+    // A single child, so that it stays next to the title on a narrow screen.
     html_.Begin("div");
     html_.Text(cells[i].text);
     if (!cells[i].note.empty()) html_.Element("small", cells[i].note);

@@ -6,17 +6,17 @@
 #include <utility>
 #include <vector>
 
-/// Composes an HTML document that is well-formed XML as well.
+/// Writes an HTML document that is also well-formed XML.
 
 namespace orv::tool {
 
-/// A name, which is written as it is, and a value, which is escaped; without a value nothing is
-/// written.
+/// A name, which is not escaped, and a value, which is escaped. An attribute with an empty value is
+/// not written.
 using HtmlAttribute = std::pair<std::string_view, std::wstring>;
 using HtmlAttributes = std::initializer_list<HtmlAttribute>;
 
-/// Every text is escaped, so nothing that a file holds can become markup. Control characters are
-/// shown as escapes such as "\t"; a line feed breaks the line.
+/// Escapes all text, so the content of a file cannot become markup. Control characters are shown as
+/// escapes such as "\t"; a line feed breaks the line.
 ///
 ///   html.Begin("p", {{"class", L"note"}});
 ///   html.Text(L"written by ");
@@ -28,11 +28,11 @@ class HtmlWriter {
   /// Ends the innermost element that was begun.
   void End();
   void Text(std::wstring_view text);
-  /// A whole element with nothing but text in it.
+  /// An element that contains only text.
   void Element(std::string_view tag, std::wstring_view text, HtmlAttributes attributes = {});
   /// An element that never has content, such as `img`.
   void Empty(std::string_view tag, HtmlAttributes attributes);
-  /// Markup of the program's own, as it is.
+  /// Trusted markup, not escaped.
   void Raw(std::string_view markup) { text_ += markup; }
 
   const std::string& text() const { return text_; }
@@ -44,14 +44,14 @@ class HtmlWriter {
   std::vector<std::string> open_;
 };
 
-/// A cell's text, and what is said below it in small letters.
+/// A cell's text, and a note below it in small print.
 struct HtmlCell {
   std::wstring text;
   std::wstring note = {};
 };
 
-/// A table with a caption; the first column names the rows. On a narrow screen the cells of a row
-/// of more than two stand below each other, each behind its column's title.
+/// A table with a caption; the first column names the rows. On a narrow screen, tables with more
+/// than two columns show the cells of a row below each other, each after its column title.
 class HtmlTable {
  public:
   HtmlTable(HtmlWriter* html, std::wstring_view caption, std::vector<std::wstring> titles);

@@ -7,7 +7,7 @@
 namespace orv::tool {
 namespace {
 
-/// As many of the last entries are shown.
+/// The number of entries shown, counted from the end.
 constexpr std::size_t kMaxEntries = 200;
 
 std::wstring CountText(std::size_t count, const wchar_t* one, const wchar_t* more) {

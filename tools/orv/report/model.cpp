@@ -7,10 +7,10 @@
 namespace orv::tool {
 namespace {
 
-/// The section of which each family is a table of its own.
+/// The section whose families are separate tables.
 constexpr wchar_t kFamilies[] = L"optionFamilies";
 
-/// A name of the file as words: "General settings" of "generalSettings".
+/// Splits a name into words: "General settings" from "generalSettings".
 std::wstring WordsOf(const std::wstring& name) {
   std::wstring words;
   for (const wchar_t letter : name) {
@@ -22,7 +22,7 @@ std::wstring WordsOf(const std::wstring& name) {
   return words;
 }
 
-/// The caption of the table that a value belongs to: its section, or its family of options.
+/// The caption of a value's table: its section, or its family of options.
 std::wstring CaptionOf(const ConfigValue& value) {
   const std::wstring caption = WordsOf(value.section);
   if (value.section != kFamilies) return caption;

@@ -11,7 +11,7 @@
 namespace orv::tool {
 namespace {
 
-/// Why a field holds what it does, the remarkable first.
+/// Why a field has its value, the most important reason first.
 enum Group { kCorrected, kFromStock, kOther, kDefault, kGroupCount };
 
 Group GroupOf(const Merged& merged, const RecordField& field) {
@@ -41,7 +41,7 @@ std::wstring CaptionOf(Group group, const Merged& merged) {
 
 constexpr LengthForm kForm = LengthForm::kReadable;
 
-/// The unit of a number that does not have it in its text.
+/// The unit of a field, if its text does not contain it.
 std::wstring UnitNote(const RecordField& field) {
   return IsLength(field) ? L"" : Widen(field.unit);
 }

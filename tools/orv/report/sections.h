@@ -11,8 +11,7 @@
 #include "tools/orv/page/options.h"
 #include "tools/orv/report/html.h"
 
-/// What a report shows of a printer, section by section. What there is not leaves a sentence in its
-/// place.
+/// The sections of a report. A section without data shows a sentence that says why.
 
 namespace orv::tool {
 
@@ -24,32 +23,32 @@ struct ReportModel {
 
 struct ReportRecord {
   std::wstring path;               ///< of the record; empty for the printer's defaults
-  std::optional<tagOEMDEV> given;  ///< nothing for the defaults
-  std::optional<Merged> merged;    ///< nothing when there is no merge
+  std::optional<tagOEMDEV> given;  ///< no value for the defaults
+  std::optional<Merged> merged;    ///< no value when there is no merge
   std::wstring problem;            ///< why
 
-  /// In one line: whose values they are, and how many were corrected.
+  /// One line: the source of the values, and the number of corrections.
   std::wstring Summary() const;
 };
 
-/// A picture of a page.
+/// A picture of a page or plane.
 struct ReportPicture {
   std::wstring name;  ///< such as "Black plane"
   std::string png;    ///< the bytes of the file
   int width;          ///< dots
   int height;
   double widthMm;
-  std::wstring size;  ///< its lengths on paper
+  std::wstring size;  ///< on paper
   double inkPercent;
 };
 
 struct ReportPage {
   std::wstring path;
-  std::wstring how;  ///< what made the planes
+  std::wstring how;  ///< how the planes were made
   std::vector<ReportPicture> pictures;
 };
 
-/// What makes planes of a page: without a second colour only a black one.
+/// The options for the planes of a page; without a colour there is only a black plane.
 struct ReportPageOptions {
   PageOptions page;
   DitherOptions dither;
@@ -57,7 +56,7 @@ struct ReportPageOptions {
   double tolerance = 0.1;
 };
 
-/// Loads a page and makes the pictures of its planes; ends the command when it cannot.
+/// Loads a page and makes the pictures of its planes; ends the command on failure.
 ReportPage MakePage(ReportPageOptions* options);
 
 struct ReportLog {
@@ -65,7 +64,7 @@ struct ReportLog {
   bool isThere = false;
   std::vector<LogEntry> entries;
 
-  /// In one line: how many entries of which levels.
+  /// One line: the number of entries and of errors and warnings.
   std::wstring Summary() const;
 };
 

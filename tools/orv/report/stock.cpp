@@ -5,7 +5,7 @@
 namespace orv::tool {
 namespace {
 
-/// The values that an item sets to something, without its size, which has columns of its own.
+/// The values of an item that are not 0, without its size, which has its own columns.
 std::wstring SettingsOf(const StockItem& item) {
   std::wstring text;
   for (const StockValue& value : StockValues()) {

@@ -2,7 +2,7 @@
 
 namespace orv::tool {
 
-// Below 44em, a phone or a narrow window, the cells of a row stand below each other.
+// Below 44em, on phones and in narrow windows, the cells of a row are below each other.
 const char kReportStyle[] = R"(
 :root {
   color-scheme: light dark;

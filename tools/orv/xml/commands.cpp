@@ -15,7 +15,7 @@
 namespace orv::tool {
 namespace {
 
-/// What reading a file came to, from its result record.
+/// The facts about a read or written file, from its result document.
 struct FileFacts {
   std::wstring encoding;
   std::wstring bytes;
@@ -61,7 +61,7 @@ void LoadWellFormed(const std::wstring& path, CMarkup* doc) {
     Fail(kFindings, InputName(path) + L" is not well formed (see orv xml check)");
 }
 
-/// A document as the bytes of its encoding, and what came of making them.
+/// A document encoded as bytes, with the facts about the encoding.
 struct EncodedDocument {
   explicit EncodedDocument(const CMarkup& doc) {
     std::wstring result;
@@ -155,7 +155,7 @@ struct PathStep {
   std::uint32_t number = 1;
 };
 
-/// A place in a document: the steps to an element, and the attribute when one is meant.
+/// A path in a document: the steps to an element, and an optional attribute.
 struct XmlPath {
   std::vector<PathStep> steps;
   std::wstring attribute;
@@ -199,7 +199,7 @@ bool IsAttributeName(const std::wstring& name) {
   return doc.SetAttrib(name, L"");
 }
 
-/// Makes the element of a path the main one; false when there is none.
+/// Moves the main position to the element of a path; false when there is none.
 bool GoTo(const XmlPath& path, CMarkup* doc) {
   doc->ResetPos();
   for (std::size_t i = 0; i < path.steps.size(); ++i) {
@@ -301,8 +301,7 @@ void AddSetCommand(CLI::App* group) {
 
 // --- Formatting ---
 
-/// Whether an element holds elements and nothing else that counts, so that its lines may be laid
-/// anew.
+/// Whether an element contains only elements and white space, so that it can be reformatted.
 bool HoldsOnlyElements(CMarkup* doc) {
   if (doc->GetAttrib(L"xml:space") == L"preserve" || !doc->IntoElem()) return false;
   const bool hasText = doc->FindNode(CMarkup::NODE_TEXT | CMarkup::NODE_CDATA_SECTION) != 0;
@@ -371,16 +370,16 @@ void AddFormatCommand(CLI::App* group) {
 
 // --- Encodings ---
 
-/// Makes a document's declaration name an encoding, adding it where there is none.
+/// Sets the encoding in a document's declaration; adds a declaration if there is none.
 void DeclareEncoding(const std::wstring& encoding, CMarkup* doc) {
   doc->ResetPos();
   while (const int type = doc->FindNode()) {
     if (type == CMarkup::NODE_PROCESSING_INSTRUCTION && doc->GetTagName() == L"xml") {
-      // The standalone declaration stays behind the encoding's, as it must be.
+      // The standalone declaration must come after the encoding.
       const std::wstring standalone = doc->GetAttrib(L"standalone");
-      const bool isBehind = doc->GetAttrib(L"encoding").empty() && doc->RemoveAttrib(L"standalone");
+      const bool isMoved = doc->GetAttrib(L"encoding").empty() && doc->RemoveAttrib(L"standalone");
       doc->SetAttrib(L"encoding", encoding);
-      if (isBehind) doc->SetAttrib(L"standalone", standalone);
+      if (isMoved) doc->SetAttrib(L"standalone", standalone);
       return;
     }
     if (type == CMarkup::NODE_ELEMENT) break;
@@ -434,7 +433,7 @@ void AddConvertCommand(CLI::App* group) {
     if (facts.isLossy && !options->mayLose) {
       Fail(kFindings, encoding + L" cannot express all characters of " + InputName(file));
     }
-    // A few encodings, such as UTF-7, hide even the declaration that names them.
+    // In a few encodings, such as UTF-7, the declaration itself cannot be read.
     int flags = doc.GetDocFlags();
     if (!facts.isLossy && DecodeFile(bytes, nullptr, &flags) != doc.GetDoc()) {
       Fail(kFindings, encoding + L" cannot be detected when the file is read");

@@ -8,8 +8,8 @@
 namespace orv::tool {
 namespace {
 
-/// What one fault brings others about with: markup that nobody can read hides tags, a tag that is
-/// missing leaves another one alone, and both leave more than one root.
+/// Faults by cause, because one fault causes others: invalid markup hides tags, a missing tag
+/// leaves its partner unmatched, and both leave more than one root element.
 enum class Cause { kMarkup, kEndTag, kStartTag, kRoot };
 
 struct FaultKind {
@@ -42,7 +42,7 @@ constexpr FaultKind kKinds[] = {
      L"<root/>"},
 };
 
-/// A fault as the record has it.
+/// A fault in the result document.
 struct Entry {
   const FaultKind* kind;
   int offset;
@@ -66,8 +66,8 @@ std::vector<Entry> EntriesOf(const std::wstring& result) {
   return found;
 }
 
-/// The end tag that a fault lacks: that of an element, or of the open element whose name is nearest
-/// to an end tag's that closes none.
+/// The missing end tag of a fault: for an element its own; for an unmatched end tag that of the
+/// open element with the nearest name.
 std::wstring EndTagFor(const Entry& entry, const std::vector<Entry>& all) {
   std::wstring name = entry.name;
   if (entry.kind->cause == Cause::kEndTag) {

@@ -5,16 +5,16 @@
 
 namespace orv::tool {
 
-/// Something that keeps a text from being well formed.
+/// A fault that makes a text not well-formed.
 struct XmlFault {
   int offset;
   std::wstring text;
-  std::wstring allowed;   ///< what may stand there
-  std::wstring proposal;  ///< what to write there instead; "nothing" for what is to be left out
+  std::wstring allowed;   ///< what is allowed there
+  std::wstring proposal;  ///< what to write instead; "nothing" to remove it
 };
 
-/// The faults that the result record of a parse tells of: causes before what comes of them, and
-/// each kind in the order of places.
+/// The faults in the result document of a parse: causes before consequences, each kind in the order
+/// of the text.
 std::vector<XmlFault> FaultsOf(const std::wstring& result);
 
 }  // namespace orv::tool
