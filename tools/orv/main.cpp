@@ -18,9 +18,10 @@ int main(int argc, char** argv) {
   program.allow_windows_style_options(false);  // arguments such as /list/item are not options
   program.set_version_flag("--version", "orv " ORV_VERSION, "Print the version and exit");
   program.footer(
-      "Exit codes: 0 done, 1 something was found, 2 the command line is wrong, 3 something could\n"
-      "not be read or written.\n"
-      "orv help COMMAND says the same as orv COMMAND --help.\n"
+      "Exit codes: 0 success, 1 findings, 2 wrong command line, 3 a file or a setting could not "
+      "be\n"
+      "read or written.\n"
+      "orv help COMMAND is the same as orv COMMAND --help.\n"
       "Examples:\n  orv config check orv_conf_lx300.xml\n  orv page split --help");
   AddConfigCommands(&program);
   AddDevmodeCommands(&program);

@@ -24,7 +24,7 @@ std::string RulesAsText() {
   for (const CheckRule& rule : kCheckRules) {
     table.Add({std::wstring(rule.name), NameOf(rule.severity), rule.summary});
   }
-  return table.TakeText() + "\norv config check --explain RULE says more about one of them.\n";
+  return table.TakeText() + "\norv config check --explain RULE explains one of them.\n";
 }
 
 std::string RulesAsJson(const CheckRule* only) {
@@ -49,38 +49,38 @@ std::string RulesAsMarkdown() {
   std::wstring text =
       L"# Rules for configuration files\n\n"
       L"What `orv config check` finds. An error keeps a file from loading; with a warning it\n"
-      L"loads, and probably not as it was meant. This page is printed by\n"
+      L"loads, but probably not as intended. This page is printed by\n"
       L"`orv config check --explain all --markdown`; what the keys mean is in\n"
       L"[configuration-file.md](configuration-file.md).\n\n"
       L"A finding is one line: `FILE:LINE:COLUMN: SEVERITY[RULE]: TEXT`, then ` | allowed: ` with\n"
-      L"what may stand there and ` | write: ` with what to write instead, `nothing` where it is\n"
-      L"to be left out. Lines and columns count from 1. What keeps the file from being XML comes\n"
-      L"first, causes before what comes of them, then the rest in the order of the file.\n\n"
+      L"what is allowed there and ` | write: ` with what to write instead, `nothing` to remove\n"
+      L"it. Lines and columns count from 1. XML errors come first, causes before consequences,\n"
+      L"then the other findings in the order of the file.\n\n"
       L"The exit code is 0 without errors, 1 with any, and 3 when a file could not be read. With\n"
-      L"`--strict` warnings count as errors do.\n\n"
-      L"`--json` prints an array with one object a finding:\n\n"
+      L"`--strict` warnings count like errors.\n\n"
+      L"`--json` prints an array with one object per finding:\n\n"
       L"| member | type | meaning |\n"
       L"|---|---|---|\n"
       L"| `file` | text | the path as it was given |\n"
-      L"| `line`, `column` | number | the place, from 1; columns in UTF-16 units |\n"
+      L"| `line`, `column` | number | the position, from 1; columns in UTF-16 code units |\n"
       L"| `severity` | text | `error` or `warning` |\n"
       L"| `rule` | text | the rule's name |\n"
       L"| `text` | text | what is wrong |\n"
-      L"| `allowed` | text | what may stand there |\n"
-      L"| `write` | text | what to write instead; `nothing` where it is to be left out |\n\n"
+      L"| `allowed` | text | what is allowed there |\n"
+      L"| `write` | text | what to write instead; `nothing` to remove it |\n\n"
       L"With `--explain` the objects are rules: `rule`, `severity`, `summary`, `explanation`, "
       L"`wrong`\n"
       L"and `right`, an example.\n\n"
-      L"## Allowing what is meant\n\n"
-      L"`--ignore RULE` leaves a warning out for one run. A comment in the file does so for good, "
-      L"on\n"
-      L"its own lines and on the line below, and in front of the root element in the whole "
-      L"file:\n\n"
+      L"## Allowing findings\n\n"
+      L"`--ignore RULE` leaves out a warning for one run. A comment in the file leaves it out\n"
+      L"permanently, on the lines of the comment and the next line, or in the whole file if the\n"
+      L"comment is before the root element:\n\n"
       L"```xml\n"
       L"<!-- orv-check: allow default-not-offered -->\n"
       L"<property name=\"ribbonSaverByDefault\">true</property>\n"
       L"```\n\n"
-      L"Errors cannot be allowed. A comment that allows nothing is reported.\n";
+      L"Errors cannot be allowed. A comment that allows a rule without findings is\n"
+      L"reported.\n";
   for (const Severity severity : {Severity::kError, Severity::kWarning}) {
     text += severity == Severity::kError ? L"\n## Errors\n" : L"\n## Warnings\n";
     for (const CheckRule& rule : kCheckRules) {

@@ -39,7 +39,7 @@ void AddShowCommand(CLI::App* group) {
     bool asJson = false;
   };
   auto options = std::make_shared<Options>();
-  CLI::App* command = group->add_subcommand("show", "Show what a configuration file says");
+  CLI::App* command = group->add_subcommand("show", "Show the content of a configuration file");
   AddInputFile(command, "FILE", &options->file, "A configuration file, plain or protected")
       ->required();
   AddInchFlag(command);
@@ -124,7 +124,7 @@ std::string Converted(ConvertFunction* convert, const std::string& bytes,
 
 void AddSignCommand(CLI::App* group) {
   auto file = std::make_shared<std::string>();
-  CLI::App* command = group->add_subcommand("sign", "Put the right digest into a file");
+  CLI::App* command = group->add_subcommand("sign", "Update the digest of a file");
   AddInputFile(command, "FILE", file.get(),
                "The configuration file to change; a protected one stays protected")
       ->required();
@@ -245,7 +245,7 @@ void AddPrinterConfigCommand(CLI::App* printers) {
   AddInchFlag(command);
   AddJsonFlag(command, &options->asJson);
   command->footer(
-      "Loads the file twice, as a driver would: the second time the cache answers.\n"
+      "Loads the file twice, as a driver would, the second time from the cache.\n"
       "Examples:\n  orv printers config \"Label 1\"\n"
       "  orv printers config \"Label 1\" --config-dir examples --record --json");
   command->callback([options] {

@@ -192,17 +192,17 @@ void AddConfigDiffCommand(CLI::App* group) {
     bool asJson = false;
   };
   auto options = std::make_shared<Options>();
-  CLI::App* command = group->add_subcommand(
-      "diff", "Show what differs between two models, by meaning; ends with 1 when anything does");
+  CLI::App* command =
+      group->add_subcommand("diff", "Compare two models by meaning; exits with 1 if they differ");
   AddInputFile(command, "A", &options->before, "A configuration file, plain or protected")
       ->required();
   AddInputFile(command, "B", &options->after, "The file to compare with it")->required();
   AddInchFlag(command);
   AddJsonFlag(command, &options->asJson);
   command->footer(
-      "Compares what the files say, not how: order of keys, letter case, comments, digest and "
+      "Compares the content of the files: the order of keys, letter case, comments, digest and "
       "times\n"
-      "do not count. Print modes, sensors, speeds and options are matched by name.\n"
+      "are ignored. Print modes, sensors, speeds and options are matched by name.\n"
       "JSON: same, and changes with change (added, removed or changed), section, item, key, "
       "before,\n"
       "after.\n"

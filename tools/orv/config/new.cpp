@@ -195,8 +195,9 @@ void AddConfigNewCommand(CLI::App* group) {
   };
   auto options = std::make_shared<Options>();
   CLI::App* command =
-      group->add_subcommand("new", "Write a configuration file to begin with, with comments");
-  AddOutputFile(command, "-o,--output", &options->output, "The file to write, whose name it takes")
+      group->add_subcommand("new", "Write a template for a configuration file, with comments");
+  AddOutputFile(command, "-o,--output", &options->output,
+                "The file to write; its name is written into it")
       ->capture_default_str();
   command
       ->add_option("--family", options->families,
@@ -205,7 +206,7 @@ void AddConfigNewCommand(CLI::App* group) {
       ->type_name("KIND")
       ->capture_default_str();
   command->footer(
-      "The file is complete and signed, and nothing is found in it until it is changed.\n"
+      "The file is complete and signed, and passes orv config check.\n"
       "Examples:\n"
       "  orv config new -o orv_conf_nx400.xml\n"
       "  orv config new --family cutter --family peelOff > orv_conf_new.xml");

@@ -122,7 +122,7 @@ void AddShowCommand(CLI::App* group) {
   command->add_option("--process", options->processes, "Only entries of these processes")
       ->type_name("PROCESS")
       ->delimiter(',');
-  command->add_flag("--follow", options->follow, "Go on showing entries as they are written");
+  command->add_flag("--follow", options->follow, "Keep showing new entries as they are written");
   AddJsonFlag(command, &options->asJson, "Print JSON; with --follow one entry a line");
   command->footer(
       "Examples:\n"

@@ -49,7 +49,7 @@ void AddBounds(Report* report, const Bounds& bounds) {
 
 void AddMonoCommand(CLI::App* group) {
   CLI::App* command = group->add_subcommand(
-      "mono", "Reduce a page to one bit a pixel: what is not pure white is ink");
+      "mono", "Reduce a page to one bit per pixel: everything except pure white is ink");
   const auto options = std::make_shared<PageOptions>();
   const auto output = std::make_shared<std::string>();
   AddPageOptions(command, options.get());
@@ -162,8 +162,8 @@ void AddSplitCommand(CLI::App* group) {
 }
 
 void AddBoundsCommand(CLI::App* group) {
-  CLI::App* command =
-      group->add_subcommand("bounds", "Find the part of a page that has ink, all but pure white");
+  CLI::App* command = group->add_subcommand(
+      "bounds", "Find the part of a page with ink: everything except pure white");
   const auto options = std::make_shared<PageOptions>();
   AddPageOptions(command, options.get());
   command->footer(
@@ -183,7 +183,7 @@ void AddBoundsCommand(CLI::App* group) {
 
 void AddCompareCommand(CLI::App* group) {
   CLI::App* command = group->add_subcommand(
-      "compare", "Compare two pages pixel by pixel; ends with 1 when they differ");
+      "compare", "Compare two pages pixel by pixel; exits with 1 if they differ");
   const auto options = std::make_shared<PageOptions>();
   const auto other = std::make_shared<std::string>();
   AddPageOptions(command, options.get());
@@ -387,9 +387,9 @@ void AddPageCommands(CLI::App* program) {
       program->add_subcommand("page", "Prepare page images for print heads, as PNG files");
   group->require_subcommand(1);
   group->footer(
-      "The path - stands for standard input or output; what there is to say about a page that "
-      "goes\n"
-      "to standard output goes to standard error.\n"
+      "The path - is standard input or output. If a page goes to standard output, the results go "
+      "to\n"
+      "standard error.\n"
       "Examples:\n"
       "  orv page bounds label.png\n"
       "  orv page split label.png --colour E02020 --background black.png --highlight red.png \\\n"

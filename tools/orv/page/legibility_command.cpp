@@ -131,21 +131,23 @@ void Recommend(const PageOptions& options, Bitmap* page, int threshold) {
 
 void AddPageLegibilityCommand(CLI::App* group) {
   CLI::App* command = group->add_subcommand(
-      "legibility", "Measure how well a plane shows a page, or which method would show it best");
+      "legibility", "Measure how legible a plane of a page is, or find the best method");
   const auto options = std::make_shared<PageOptions>();
   const auto legibility = std::make_shared<LegibilityOptions>();
-  AddPageOptions(command, options.get(), "PLANE",
-                 "A plane, in which all but white is ink; with --recommend the page; a PNG image");
+  AddPageOptions(
+      command, options.get(), "PLANE",
+      "A plane, in which everything except white is ink, or the page for --recommend; a PNG image");
   CLI::Option* const source =
       AddInputFile(command, "--source", &legibility->source, "The page that the plane was made of");
   command
       ->add_flag("--recommend", legibility->recommends,
-                 "Dither the page by every method, and name the one that shows it best")
+                 "Dither the page with every method and find the best one")
       ->excludes(source);
   AddThresholdOption(command, &legibility->threshold);
   command->footer(
-      "Bars and spaces are measured where edges are sharp, tones in blocks of 16 x 16 dots. Marks\n"
-      "are percentages, 0 the best; in their sum specks count a tenth.\n"
+      "Bars and spaces are measured where edges are sharp, tones in blocks of 16 x 16 dots. "
+      "Scores\n"
+      "are percentages, 0 is best; in the total, specks count one tenth.\n"
       "JSON: page; bars and spaces with count, meanDots, greatestDots; ink, isolatedDots,\n"
       "isolatedHoles, toneBlocks, meanToneError, greatestToneError, widthMark, toneMark, "
       "speckMark,\n"

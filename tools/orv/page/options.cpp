@@ -37,7 +37,7 @@ CLI::Option* AddDpiOption(CLI::App* command, double* dpi) {
   return command
       ->add_option("--dpi", *dpi, "Dots per inch of the print head, for lengths, 1 to 100000")
       ->check(InRange(1, 100000))
-      ->default_str("those of the image, else 203");
+      ->default_str("that of the image, or 203");
 }
 
 std::wstring PageOptions::Lengths(double pixels, const wchar_t* between, double otherPixels) const {
@@ -70,16 +70,15 @@ void AddDitherOptions(CLI::App* command, DitherOptions* options) {
 }
 
 void AddThresholdOption(CLI::App* command, int* threshold) {
-  command->add_option("--threshold", *threshold, "Least grey value that becomes white, 0 to 255")
+  command->add_option("--threshold", *threshold, "Lowest grey value that becomes white, 0 to 255")
       ->check(InRange(0, 255))
       ->capture_default_str();
 }
 
 void AddToleranceOption(CLI::App* command, double* tolerance) {
   command
-      ->add_option(
-          "--tolerance", *tolerance,
-          "Greatest distance from the colour that still belongs to the highlight, 0 or more")
+      ->add_option("--tolerance", *tolerance,
+                   "Largest distance from the colour that belongs to the highlight, 0 or more")
       ->check(CLI::Validator(
           [](std::string& text) {
             double value = -1;
@@ -123,10 +122,10 @@ void AddViewOptions(CLI::App* command, ViewOptions* view) {
   command
       ->add_option(
           "--crop", view->crop,
-          "The part of the page to show: its left and top edge, width and height, in mm or "
-          "with in or px behind a number")
+          "The part of the page to show: its left and top edge, width and height, in mm, or "
+          "with the suffix in or px")
       ->type_name("X,Y,WIDTH,HEIGHT");
-  command->add_option("--zoom", view->zoom, "How many pixels a dot becomes on each side, 1 to 64")
+  command->add_option("--zoom", view->zoom, "Pixels per dot on each side, 1 to 64")
       ->check(InRange(1, 64))
       ->type_name("N")
       ->capture_default_str();

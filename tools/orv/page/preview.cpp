@@ -101,7 +101,7 @@ void AddPagePreviewCommand(CLI::App* group) {
   const auto view = std::make_shared<ViewOptions>();
   AddPageOptions(command, options.get(), "PLANE", "A plane, or a whole page; a PNG image");
   AddInputFile(command, "MORE", &preview->more,
-               "Planes that print over the first one, of its size");
+               "Planes to print over the first one, of the same size");
   AddOutputFile(command, "-o,--output", &preview->output, "The PNG image to write")->required();
   command->add_option("--ink", preview->inks, "The ink of a plane, once for each in their order")
       ->check(IsColour())
@@ -174,8 +174,9 @@ void AddPageMethodsCommand(CLI::App* group) {
   AddThresholdOption(command, threshold.get());
   AddColourOption(command, colour.get(), "The print colour")->capture_default_str();
   command->footer(
-      "Dithers the whole page and shows the part, 30 x 20 mm in the middle unless --crop says\n"
-      "another. Below a method's name stand its marks; orv page legibility explains them.\n"
+      "Dithers the whole page and shows a part of it: 30 x 20 mm in the middle, or that of "
+      "--crop.\n"
+      "The scores are below the name of the method; orv page legibility explains them.\n"
       "JSON: page, the columns and rows that are shown, output.\n"
       "Examples:\n"
       "  orv page compare-methods label.png -o methods.png\n"

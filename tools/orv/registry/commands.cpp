@@ -194,7 +194,7 @@ void AddSetCommand(CLI::App* group) {
     std::string type = "REG_SZ";
   };
   auto options = std::make_shared<Options>();
-  CLI::App* command = group->add_subcommand("set", "Set a value, making its key if missing");
+  CLI::App* command = group->add_subcommand("set", "Set a value; its key is created if missing");
   command->add_option("KEY", options->key, "The key")->required();
   command->add_option("NAME", options->name, "The value's name; \"\" for the default value")
       ->required();
@@ -314,7 +314,7 @@ LONG Apply(const RegChange& change) {
 void AddImportCommand(CLI::App* group) {
   auto file = std::make_shared<std::string>();
   CLI::App* command =
-      group->add_subcommand("import", "Carry out a registry file; one with faults changes nothing");
+      group->add_subcommand("import", "Apply a registry file; a file with faults changes nothing");
   AddInputFile(command, "FILE", file.get(), "The file, in UTF-16 with byte-order mark or in UTF-8")
       ->required();
   command->footer(

@@ -195,8 +195,8 @@ void MakeReport(ReportOptions* options) {
 
 void AddReportCommand(CLI::App* program) {
   auto options = std::make_shared<ReportOptions>();
-  CLI::App* command = program->add_subcommand(
-      "report", "Write all that there is to know of a printer as one page for a browser");
+  CLI::App* command =
+      program->add_subcommand("report", "Write everything known about a printer as one HTML page");
   AddPrinter(command, &options->printer);
   AddOutputFile(command, "-o,--output", &options->output, "The HTML file to write")->required();
   AddInputFile(command, "--record", &options->record,
@@ -226,8 +226,7 @@ void AddReportCommand(CLI::App* program) {
     command->get_option(name)->needs(input);
   }
   command->footer(
-      "The page needs neither a network nor scripts. What cannot be shown is explained in its "
-      "place.\n"
+      "The page needs no network and no scripts. Missing data is explained in its place.\n"
       "Examples:\n"
       "  orv report \"Label 1\" -o label1.html\n"
       "  orv report \"Label 1\" --record label1.dev --page label.png --colour E02020 -o "

@@ -78,7 +78,7 @@ void AddCheckCommand(CLI::App* group) {
     bool asJson = false;
   };
   auto options = std::make_shared<Options>();
-  CLI::App* command = group->add_subcommand("check", "Find what keeps files from being XML");
+  CLI::App* command = group->add_subcommand("check", "Check that files are well-formed XML");
   AddInputFile(command, "FILE", &options->files, "XML files in any encoding")->required();
   AddJsonFlag(command, &options->asJson);
   command->footer(
@@ -227,7 +227,8 @@ void AddGetCommand(CLI::App* group) {
   command->add_option("PATH", options->path, "Such as /list/item[2]/@name")->required();
   AddJsonFlag(command, &options->asJson);
   command->footer(
-      "An element that holds elements is shown as its markup. Exits with 1 when there is none.\n"
+      "An element that contains elements is shown as markup. Exits with 1 if the path does not "
+      "exist.\n"
       "Examples:\n  orv xml get settings.xml /settings/printer/name\n"
       "  orv xml get settings.xml \"/settings/printer[2]/@id\"");
   command->callback([options] {
@@ -270,7 +271,8 @@ void AddSetCommand(CLI::App* group) {
   command->add_option("PATH", options->path, "Such as /list/item[2]/@name")->required();
   command->add_option("VALUE", options->value, "The new text")->required();
   command->footer(
-      "The element must be there, an attribute may be new. Whatever the element held is replaced.\n"
+      "The element must exist; the attribute may be new. The whole content of the element is "
+      "replaced.\n"
       "With - for the file, standard input is changed and written to standard output.\n"
       "Examples:\n  orv xml set settings.xml /settings/printer/name \"Packing line 2\"\n"
       "  orv xml set settings.xml /settings/printer/@id 7");
@@ -347,14 +349,14 @@ void AddFormatCommand(CLI::App* group) {
     bool inPlace = false;
   };
   auto options = std::make_shared<Options>();
-  CLI::App* command = group->add_subcommand("format", "Lay out a file with a line an element");
+  CLI::App* command = group->add_subcommand("format", "Reformat a file with one line per element");
   AddInputFile(command, "FILE", &options->file, "A well-formed XML file")->required();
-  command->add_option("--indent", options->indent, "Blanks a level, 0 to 16")
+  command->add_option("--indent", options->indent, "Blanks per level, 0 to 16")
       ->check(InRange(0, 16))
       ->capture_default_str();
   command->add_flag("--in-place", options->inPlace, "Replace the file instead of printing it");
   command->footer(
-      "Elements with text in them, and those that say xml:space=\"preserve\", stay as they are.\n"
+      "Elements that contain text or have xml:space=\"preserve\" are not changed.\n"
       "Examples:\n  orv xml format settings.xml\n  orv xml format --indent 4 --in-place "
       "settings.xml");
   command->callback([options] {
@@ -396,7 +398,7 @@ void AddConvertCommand(CLI::App* group) {
     bool mayLose = false;
   };
   auto options = std::make_shared<Options>();
-  CLI::App* command = group->add_subcommand("convert", "Put a file into another encoding");
+  CLI::App* command = group->add_subcommand("convert", "Convert a file to another encoding");
   AddInputFile(command, "FILE", &options->file, "An XML file in any encoding")->required();
   command->add_option("--to", options->encoding, "The encoding, such as UTF-8 or windows-1252")
       ->type_name("ENCODING")
@@ -404,7 +406,8 @@ void AddConvertCommand(CLI::App* group) {
   AddOutputFile(command, "-o,--output", &options->output, "The file to write")
       ->default_str("FILE itself, which is replaced");
   command->add_flag("--mark", options->hasMark, "Begin UTF-8 with a byte-order mark");
-  command->add_flag("--lossy", options->mayLose, "Write ? for what the encoding cannot express");
+  command->add_flag("--lossy", options->mayLose,
+                    "Write ? for characters that the encoding cannot express");
   command->footer(
       "The declaration names the new encoding. Nothing is written when characters would be lost,\n"
       "unless --lossy. Without -o the file itself is replaced, as by orv xml set; with - for the\n"
