@@ -1,5 +1,5 @@
-/// The commands of the orv program, run as people run them. What they are to say is in
-/// commands/*.txt, whose form commands/README.md describes.
+/// Runs the scenarios in commands/*.txt with the orv program and compares the output.
+/// commands/README.md describes their format.
 
 #include <gtest/gtest.h>
 
@@ -24,19 +24,19 @@ namespace {
 namespace fs = std::filesystem;
 using Lines = std::vector<std::string>;
 
-// Whole paths: scenarios run in folders of their own, on Windows perhaps of another drive.
+// Absolute paths: scenarios run in their own folders, on Windows perhaps on another drive.
 const std::string kProgram = fs::absolute(ORV_PROGRAM).string();
 const fs::path kExamples = fs::absolute(ORV_EXAMPLES);
 const fs::path kModel = fs::absolute(ORV_TEST_DATA "/devmode_config.xml");
 
-/// Stands for any lines, and in a line for any text.
+/// Matches any lines, and within a line any text.
 constexpr std::string_view kAny = "...";
-/// The keys that scenarios may use: on Windows the program sees the user's real ones.
+/// The keys that scenarios may use: on Windows the program uses the user's real registry.
 const std::wstring kKeys[] = {L"Software\\orv test",
                               kSettingsKey + std::wstring(L"\\UI\\orv test")};
 
-/// A file to write or a command to run, by its first line, and the lines below it: the file's
-/// content, or what the command is to say.
+/// A file to write or a command to run: its first line, and the lines below it, which are the
+/// file's content or the expected output.
 struct Step {
   std::size_t line;  ///< counted from 1
   std::string text;
@@ -99,7 +99,7 @@ std::vector<Scenario> ReadScenarios() {
   return scenarios;
 }
 
-/// Words between blanks; a part in quotes of either kind is taken as it is.
+/// Splits a line at blanks; single or double quotes keep blanks in a word.
 Lines SplitWords(std::string_view text) {
   Lines words;
   char quote = 0;
@@ -124,7 +124,7 @@ Lines SplitWords(std::string_view text) {
 
 constexpr std::string_view kHex = "0123456789abcdef";
 
-/// Text in which \x41 is one byte.
+/// Replaces escapes such as \x41 by bytes.
 std::string Unescape(std::string text) {
   for (std::size_t at = 0; (at = text.find("\\x", at)) != text.npos; ++at) {
     text.replace(at, 4, 1,
@@ -133,8 +133,7 @@ std::string Unescape(std::string text) {
   return text;
 }
 
-/// The bytes that lines of a file's content stand for: a backslash at the end of a line keeps a
-/// line end from following.
+/// The bytes of a file's content; a backslash at the end of a line suppresses the line end.
 std::string ToBytes(const Lines& lines) {
   std::string bytes;
   for (const std::string& line : lines) {
@@ -148,7 +147,7 @@ std::string ToBytes(const Lines& lines) {
   return bytes;
 }
 
-/// The reverse of it: bytes as lines that are written in a scenario.
+/// The reverse: bytes as lines of a scenario.
 Lines ToLines(const std::string& bytes) {
   Lines lines;
   for (std::size_t start = 0; start < bytes.size();) {
@@ -168,16 +167,16 @@ Lines ToLines(const std::string& bytes) {
     if (end == bytes.size()) shown += '\\';
     start = end + 1;
   }
-  // Empty lines at the end would count as those between scenarios.
+  // Empty lines at the end would be taken for the ones between scenarios.
   for (auto line = lines.rbegin(); line != lines.rend() && line->empty(); ++line) *line = "\\x0a\\";
   return lines;
 }
 
-/// Whether elements are what a pattern says, some of which stand for any number of them.
+/// Whether a sequence matches a pattern, in which some elements match any number of elements.
 template <typename Sequence, typename IsAny, typename IsSame>
 bool Matches(const Sequence& pattern, const Sequence& actual, IsAny isAny, IsSame isSame) {
   std::size_t at = 0;
-  std::size_t resumeAt = pattern.size() + 1;  // behind the last one that stands for any
+  std::size_t resumeAt = pattern.size() + 1;  // after the last wildcard
   std::size_t resumeFrom = 0;
   for (std::size_t i = 0; i < actual.size() || at < pattern.size();) {
     if (at < pattern.size() && isAny(pattern[at])) {
@@ -204,7 +203,7 @@ bool LineMatches(std::string pattern, const std::string& actual) {
       pattern, actual, [](char sign) { return sign == '\0'; }, std::equal_to<>());
 }
 
-/// What was expected (-) and what there is (+), but for the lines that begin and end both.
+/// The difference between expected (-) and actual (+) lines, without common first and last lines.
 std::string Difference(const Lines& expected, const Lines& actual) {
   const std::size_t shorter = std::min(expected.size(), actual.size());
   std::size_t head = 0;
@@ -225,7 +224,7 @@ std::string Difference(const Lines& expected, const Lines& actual) {
   return text;
 }
 
-/// What maintainers want to be expected from now on: lines in place of a step's block.
+/// The new blocks of steps, written to the scenario files at the end (ORV_ACCEPT).
 std::map<fs::path, std::map<std::size_t, std::pair<std::size_t, Lines>>> accepted;
 
 class Commands : public testing::TestWithParam<Scenario> {
@@ -340,7 +339,7 @@ Lines Commands::Perform(Lines words) {
   return {};
 }
 
-TEST_P(Commands, SayWhatTheyAreToSay) {
+TEST_P(Commands, PrintWhatTheScenarioExpects) {
   const Scenario& scenario = GetParam();
   const std::string file = scenario.file.string();
   bool hasRun = false;

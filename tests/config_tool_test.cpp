@@ -1,4 +1,4 @@
-/// The orv program on configuration files, run as people run it.
+/// Tests of `orv config`, run as a program.
 
 #include <map>
 #include <regex>
@@ -35,11 +35,11 @@ class ConfigTool : public testing::Test {
   orv::test::TemporaryFolder folder_;
 };
 
-TEST_F(ConfigTool, FindsTheFaultsOfEveryRuleWhereTheyAre) {
+TEST_F(ConfigTool, ReportsEveryRuleAtTheRightPosition) {
   const struct {
     std::string piece;
     std::string by;
-    std::string findings;  // every one but that of the digest, as LINE:COLUMN:RULE
+    std::string findings;  // all except digest, as LINE:COLUMN:RULE
   } cases[] = {
       {"ORV model data<", "A < B<", "9:34:not-well-formed 9:7:not-well-formed"},
       {">DXB-1<", ">DXB\xE9<", "21:39:not-utf8"},
@@ -141,7 +141,7 @@ TEST_F(ConfigTool, FindsTheFaultsOfEveryRuleWhereTheyAre) {
   const std::regex form(
       "(.+\\.xml):(\\d+:\\d+): [a-z]+\\[([a-z0-9-]+)\\]: .+ \\| allowed: .+ \\| write: .+");
   std::map<std::string, std::string> found;
-  std::set<std::string> rules = {"digest", "not-loaded"};  // the one ignored, and what is left over
+  std::set<std::string> rules = {"digest", "not-loaded"};  // ignored above; no file triggers it
   for (std::string text; std::getline(lines, text);) {
     std::smatch parts;
     ASSERT_TRUE(std::regex_match(text, parts, form)) << text;
@@ -160,22 +160,22 @@ TEST_F(ConfigTool, FindsTheFaultsOfEveryRuleWhereTheyAre) {
   }
 }
 
-TEST_F(ConfigTool, PrintsThePageOfItsRules) {
+TEST_F(ConfigTool, PrintsTheDocumentOfItsRules) {
   std::string page = ReadBytes(ORV_RULES_PAGE);
   std::erase(page, '\r');
-  // To print it anew: orv config check --explain all --markdown > docs/config-check.md
+  // To regenerate it: orv config check --explain all --markdown > docs/config-check.md
   ExpectRuns({{{"config", "check", "--explain", "all", "--markdown"}, 0, page}});
 }
 
-TEST_F(ConfigTool, ReadsNoFileThatIsTooLarge) {
+TEST_F(ConfigTool, RejectsFilesThatAreTooLarge) {
   WriteBytes(File("large"), std::string(10'000'001, ' '));
   ExpectRuns({{{"config", "check", File("large")}, 3, HasSubstr("large is too large")}});
 }
 
-TEST_F(ConfigTool, FilesMayHaveAnyNameThatTheSystemAllows) {
+TEST_F(ConfigTool, AcceptsAnyFileNameThatTheSystemAllows) {
   const bool isPosix = std::filesystem::path::preferred_separator == '/';
   const std::string original = ReadBytes(Example("orv_conf_lx300.xml"));
-  std::string deep;  // of a thousand characters
+  std::string deep;  // a thousand characters
   while (folder_.path().string().size() + deep.size() < 890) deep += std::string(100, 'd') + "/";
   deep += std::string(1000 - folder_.path().string().size() - 1 - deep.size(), 'f');
   const struct {
@@ -191,7 +191,7 @@ TEST_F(ConfigTool, FilesMayHaveAnyNameThatTheSystemAllows) {
                {std::string(256, 'n'), false},
                {std::string(1000, 'n'), false}};
   for (const auto& [name, isAllowed] : cases) {
-    // How long a path may be there depends on the system's settings.
+    // The maximum length of a path depends on the system's settings.
     if (!isPosix && name.size() > 200) continue;
     SCOPED_TRACE(name);
     const std::string file = File(name);

@@ -1,4 +1,4 @@
-/// The pictures that `orv page` makes of the sample label.
+/// Tests of `orv page` with the sample label.
 
 #include <algorithm>
 #include <memory>
@@ -39,7 +39,7 @@ std::uint32_t PixelAt(const BitmapPointer& page, int x, int y) {
   return static_cast<std::uint32_t>(pixel[2] << 16 | pixel[1] << 8 | pixel[0]);
 }
 
-TEST_F(PageCommand, SplitWritesThePlanesAndWhatTheyPrint) {
+TEST_F(PageCommand, SplitWritesPlanesAndPreview) {
   ExpectDone({"page", "split", kLabel, "--colour", "#E02020", "--tolerance", "0.35", "--background",
               File("black.png"), "--highlight", File("red.png"), "--preview", File("both.png")});
   const BitmapPointer page = Load(kLabel);
@@ -61,7 +61,7 @@ TEST_F(PageCommand, SplitWritesThePlanesAndWhatTheyPrint) {
   }
 }
 
-TEST_F(PageCommand, MonoAndDitherWriteWhatTheLibraryMakes) {
+TEST_F(PageCommand, MonoAndDitherMatchTheLibrary) {
   ExpectDone({"page", "mono", kLabel, File("mono.png")});
   ExpectDone(
       {"page", "dither", kLabel, File("dots.png"), "--method", "matrix8", "--colour", "0000FF"});
@@ -78,7 +78,7 @@ TEST_F(PageCommand, MonoAndDitherWriteWhatTheLibraryMakes) {
   }
 }
 
-TEST_F(PageCommand, ExplainShowsWhereTheColourIs) {
+TEST_F(PageCommand, ExplainMarksTheColour) {
   ExpectDone({"page", "explain", kLabel, "--colour", "E02020", "--tolerance", "0.35", "--picture",
               File("where.png")});
   const BitmapPointer where = Load(File("where.png"));
@@ -86,7 +86,7 @@ TEST_F(PageCommand, ExplainShowsWhereTheColourIs) {
   EXPECT_EQ(PixelAt(where, 64, 1000), 0xFFFFFFu);
 }
 
-TEST_F(PageCommand, PreviewPrintsPlanesInTheirInksBesideRulers) {
+TEST_F(PageCommand, PreviewDrawsPlanesInTheirInksWithRulers) {
   ExpectDone({"page", "split", kLabel, "--colour", "E02020", "--background", File("black.png"),
               "--highlight", File("red.png")});
   const BitmapPointer planes[] = {Load(File("black.png")), Load(File("red.png"))};
@@ -121,7 +121,7 @@ TEST_F(PageCommand, PreviewPrintsPlanesInTheirInksBesideRulers) {
   }
 }
 
-TEST_F(PageCommand, CompareMethodsShowsWhatEachMethodMakes) {
+TEST_F(PageCommand, CompareMethodsDrawsEveryMethod) {
   ExpectDone({"page", "compare-methods", kLabel, "--crop", "240px,640px,320px,100px", "--zoom", "1",
               "-o", File("methods.png")});
   const BitmapPointer picture = Load(File("methods.png"));

@@ -1,4 +1,4 @@
-/// What the orv program's commands are made of, and its manual.
+/// Unit tests of the orv program's shared code, and of its manual pages.
 
 #include <cmath>
 #include <limits>
@@ -20,7 +20,7 @@ using test::ExpectRuns;
 using testing::AnyOf;
 using testing::HasSubstr;
 
-TEST(Table, LinesUpInCodePointsAndShowsControlCharacters) {
+TEST(Table, AlignsByCodePointsAndEscapesControlCharacters) {
   Table table({L"NAME", L"N"});
   table.Add({L"\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9", L"1"});
   table.Add({L"a\tb\r\n\x01", L""});
@@ -29,10 +29,10 @@ TEST(Table, LinesUpInCodePointsAndShowsControlCharacters) {
             "\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9        1\n"
             "a\\tb\\r\\n\\x01\n");
   table.Add({L"b", L"2"});
-  EXPECT_EQ(table.TakeText(), "b             2\n");  // as wide as before
+  EXPECT_EQ(table.TakeText(), "b             2\n");  // keeps the column widths
 }
 
-TEST(Json, IsWellFormedWhateverItHolds) {
+TEST(Json, IsWellFormedForAnyContent) {
   const std::wstring lone(1, static_cast<wchar_t>(0xD800));
   JsonWriter json;
   json.BeginObject();
@@ -63,7 +63,7 @@ TEST(Json, IsWellFormedWhateverItHolds) {
             "}\n");
 }
 
-TEST(Input, NumbersAreWholeTexts) {
+TEST(Input, ParsesOnlyWholeTextsAsNumbers) {
   std::uint32_t number = 0;
   EXPECT_TRUE(ParseNumber(L"4294967295", &number));
   EXPECT_EQ(number, 4294967295u);
@@ -74,7 +74,7 @@ TEST(Input, NumbersAreWholeTexts) {
   }
 }
 
-TEST(Lengths, AreMillimetresOrHaveAUnit) {
+TEST(Lengths, ParsesMillimetresAndUnits) {
   EXPECT_EQ(ParseMillimetres("12.5"), 12.5);
   EXPECT_EQ(ParseMillimetres("50mm"), 50);
   EXPECT_EQ(ParseMillimetres("2in"), 50.8);
@@ -86,7 +86,7 @@ TEST(Lengths, AreMillimetresOrHaveAUnit) {
   EXPECT_EQ(LengthText(0), L"0 mm");
 }
 
-/// What the lines behind the header of a registry file say.
+/// The parsed lines after the header of a registry file.
 struct RegText {
   explicit RegText(const std::wstring& lines) {
     ParseRegFile(L"Windows Registry Editor Version 5.00\r\n\r\n" + lines, &changes, &faults);
@@ -101,7 +101,7 @@ TEST(RegFile, ReadsWhatItWrites) {
       RegistryValue::FromText(L"C:\\a\\ \"\u20ac\"\\"),
       RegistryValue::FromText(L"two\r\nlines"),
       {REG_SZ, {'a', 0}},              // no terminator
-      {REG_SZ, {0, 0, 'a', 0, 0, 0}},  // and one too many
+      {REG_SZ, {0, 0, 'a', 0, 0, 0}},  // two terminators
       {REG_SZ, {}},
       RegistryValue::FromNumber(0xDEADBEEF),
       {REG_DWORD, {1, 2}},
@@ -128,7 +128,7 @@ TEST(RegFile, ReadsWhatItWrites) {
   }
 }
 
-TEST(RegFile, UnderstandsDeletionCommentsAndLooseSpacing) {
+TEST(RegFile, ParsesDeletionsCommentsAndLooseSpacing) {
   const RegText read(L"; comment\n\n [hkcu\\a]\n\"n\" = hex:01,\\\n  2 \n@=-\n[-HKLM\\b]\n");
   ASSERT_TRUE(read.faults.empty() && read.changes.size() == 4u);
   EXPECT_EQ(read.changes[1].value.data, (std::vector<BYTE>{1, 2}));
@@ -138,7 +138,7 @@ TEST(RegFile, UnderstandsDeletionCommentsAndLooseSpacing) {
   EXPECT_EQ(read.changes[3].root, HKEY_LOCAL_MACHINE);
 }
 
-TEST(RegFile, NamesEveryFaultByItsLine) {
+TEST(RegFile, ReportsEveryFaultWithItsLine) {
   const std::pair<const wchar_t*, std::vector<std::wstring>> cases[] = {
       {L"the key has no closing bracket", {L"[HKCU\\a"}},
       {L"the key is below neither HKEY_CURRENT_USER nor HKEY_LOCAL_MACHINE", {L"[HKXX\\a]"}},
@@ -158,7 +158,7 @@ TEST(RegFile, NamesEveryFaultByItsLine) {
   for (const auto& [message, lines] : cases) {
     for (const std::wstring& line : lines) {
       const RegText read(L"[HKCU\\x]\n" + line + L"\n;\n@=oops");
-      ASSERT_EQ(read.faults.size(), 2u) << WideToUtf8(line);  // reading goes on behind a fault
+      ASSERT_EQ(read.faults.size(), 2u) << WideToUtf8(line);  // parsing continues after a fault
       EXPECT_EQ(read.faults[0].line, 4u);
       EXPECT_EQ(read.faults[0].message, message);
       EXPECT_EQ(read.faults[1].line, 6u);
@@ -173,7 +173,7 @@ TEST(RegFile, NamesEveryFaultByItsLine) {
   }
 }
 
-/// What completion offers behind some words: the first column of its lines.
+/// The candidates of completion after some words: the first column of the output.
 std::vector<std::string> Offered(std::vector<std::string> words) {
   words.insert(words.begin(), {"complete", "orv"});
   std::istringstream lines(test::RunProgram(ORV_PROGRAM, words).output);
@@ -185,7 +185,7 @@ std::vector<std::string> Offered(std::vector<std::string> words) {
   return offered;
 }
 
-/// A name as the manual's source has it.
+/// A name with escaped hyphens, as in the manual source.
 std::string WithHyphens(const std::string& name) {
   return std::regex_replace(name, std::regex("-"), "\\-");
 }
@@ -203,13 +203,13 @@ TEST(Manual, CoversEveryCommand) {
       const std::size_t start = page.find("\n.SS " + WithHyphens(command) + "\n");
       ASSERT_NE(start, page.npos) << group << ' ' << command;
       const std::string section = page.substr(start, page.find("\n.S", start + 1) - start);
-      if (group != "page") continue;  // each question is a process
+      if (group != "page") continue;  // each completion starts a process
       for (const std::string& option : Offered({group, command, "--"})) {
         if (option == "--help") continue;
         EXPECT_THAT(section, HasSubstr("\\fB" + WithHyphens(option) + "\\fR"));
       }
     }
-    // Nothing of the help has become a request to the formatter.
+    // No text of the help became a troff request.
     std::istringstream lines(page);
     for (std::string line; std::getline(lines, line);) {
       if (!line.starts_with('.') && !line.starts_with('\'')) continue;
