@@ -11,6 +11,7 @@
 #include <span>
 #include <vector>
 
+#include "base/utf8.h"
 #include "imaging/pixels.h"
 #include "orv/imaging/bitmap_helper.h"
 #include "orv/imaging/color_extensions.h"
@@ -755,34 +756,49 @@ TEST(Png, WritesWhatItReads) {
   EXPECT_NE(SavePng(pages[0].get(), folder.Name(L"missing/page.png").c_str()), Ok);
 }
 
-TEST(DevTestSaveBitmapAs, SavesAndLogsWhenTheSettingsAskForIt) {
+TEST(DevTestSaveBitmapAs, KeepsTheSettingsOfTheFirstCall) {
   const test::ScratchRegistry registry;
   const test::TemporaryFolder folder;
   test::SetSetting(HKEY_CURRENT_USER, L"Test", L"SaveIntermediateBitmapsEnabled", L"1");
   test::SetSetting(HKEY_CURRENT_USER, L"Test", L"SaveIntermediateBitmapsPath", folder.Name());
   test::LogCapture log;
   const auto page = MakeFlat(5, 4, 0x123456);
-  BitmapHelper::DevTestSaveBitmapAs(page.get(), 7, 3, L"Mono", nullptr);
+  // The slash leaves nowhere to save; that is not reported.
+  for (const wchar_t* const name : {L"Mono", L"Highlight", L"a/b"}) {
+    BitmapHelper::DevTestSaveBitmapAs(page.get(), 1234, 100, name, nullptr);
+    test::SetSetting(HKEY_CURRENT_USER, L"Test", L"SaveIntermediateBitmapsEnabled", L"0");
+  }
+  const auto lines = log.TakeMessages();
+  ASSERT_THAT(lines, testing::SizeIs(3));
+  for (const std::wstring& line : {lines[0], lines[1]}) {
+    Bitmap* saved = nullptr;
+    ASSERT_EQ(LoadPng(folder.Name(line.substr(line.find(L"Job"))).c_str(), &saved), Ok);
+    EXPECT_EQ(Pixels(saved), Pixels(page.get()));
+    BitmapHelper::DeleteBitmap(saved);
+  }
+}
 
-  const auto lines = log.Take();
-  ASSERT_EQ(lines.size(), 1u);
-  EXPECT_EQ(lines[0].source, L"Rendering");
-  EXPECT_EQ(lines[0].tag, L"TRC");
-  const std::wstring start = L"BitmapHelper: Generated intermediate image ";
-  ASSERT_TRUE(lines[0].message.starts_with(start + L"Job007_2"));
-  const std::wstring name = lines[0].message.substr(start.size());
-  EXPECT_TRUE(name.ends_with(L"_Page03_Mono.png"));
-  EXPECT_EQ(name.size(), std::wstring(L"Job007_YYYYMMDD-HHMMSSmmm_Page03_Mono.png").size());
-  Bitmap* saved = nullptr;
-  ASSERT_EQ(LoadPng(folder.Name(name).c_str(), &saved), Ok);
-  EXPECT_EQ(Pixels(saved), Pixels(page.get()));
-  BitmapHelper::DeleteBitmap(saved);
-
-  // The settings hold for the process; saving that fails says nothing, the name is logged as ever.
-  test::SetSetting(HKEY_CURRENT_USER, L"Test", L"SaveIntermediateBitmapsEnabled", L"0");
-  BitmapHelper::DevTestSaveBitmapAs(page.get(), 1234, 100, L"a/b", nullptr);
-  ASSERT_THAT(log.TakeMessages(), testing::SizeIs(1));
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
+TEST(DevTestSaveBitmapAs, SavesOnlyWithBothSettings) {
+  const test::ScratchRegistry registry;
+  const test::TemporaryFolder folder;
+  const struct {
+    const wchar_t* enabled;
+    std::wstring path;
+    bool saves;
+  } cases[] = {{L"1", folder.Name(), true},     {L"", folder.Name(), false},
+               {L"0", folder.Name(), false},    {L"01", folder.Name(), false},
+               {L"true", folder.Name(), false}, {L"1", L"", false}};
+  for (const auto& [enabled, path, saves] : cases) {
+    test::SetSetting(HKEY_CURRENT_USER, L"Test", L"SaveIntermediateBitmapsEnabled", enabled);
+    test::SetSetting(HKEY_CURRENT_USER, L"Test", L"SaveIntermediateBitmapsPath", path);
+    const std::wstring log = Utf8ToWide(test::RunProgram(ORV_TEST_HELPER, {"image"}).output);
+    EXPECT_TRUE(
+        log.starts_with(L"TRCRendering BitmapHelper: Generated intermediate image Job007_2"));
+    const std::size_t end = log.find(L"_Page03_Mono.png") + 16;
+    const std::wstring name = log.substr(log.find(L"Job"), end - log.find(L"Job"));
+    EXPECT_EQ(name.size(), std::wstring(L"Job007_YYYYMMDD-HHMMSSmmm_Page03_Mono.png").size());
+    EXPECT_EQ(std::filesystem::exists(ToPath(path + kPathSeparator + name)), saves) << path;
+  }
 }
 
 }  // namespace
