@@ -89,7 +89,8 @@ DWORD WriteTarget(const CString& path, const BYTE* bytes, DWORD length, CLoggerC
               path.c_str());
     return 1;
   }
-  target.Write(bytes, length);  // not examined: callers rely on 0 once the target was opened
+  // Kept for compatibility: 0 once the target is open, whether or not the write succeeds.
+  target.Write(bytes, length);
   return 0;
 }
 
