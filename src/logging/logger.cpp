@@ -41,7 +41,7 @@ std::wstring_view TagOf(eLogLevel level) {
     case eLogLevelTrace:
       return L"TRC\t";
   }
-  // A combination of levels has no tag, and its line a column fewer: readers of the log rely on it.
+  // Kept for compatibility: a combination of levels has no tag, and its line a column fewer.
   return {};
 }
 

@@ -74,8 +74,8 @@ class ORV_EXPORT CLogger {
            (source != nullptr && !m_stLogGroups.empty() && IsInActiveLoggingGroup(source));
   }
 
-  /// Shortens a path for display to its file name and last folder. The working copy holds the path
-  /// without its last character, which callers rely on: "D:\a\b\c.x" gives "b\c.".
+  /// Shortens a path for display to its file name and last folder. Kept for compatibility: the
+  /// path's last character is lost, so that "D:\a\b\c.x" gives "b\c.".
   static CString GetFileAndLastFolder(const CString& path);
 
   static int m_nLoglevel;             ///< mask of enabled levels
