@@ -121,7 +121,7 @@ CString CConfigParser::Parse(CMarkup& xml, Config& config, CLoggerClient* logger
 }
 
 CString CConfigParser::Parse(int version, CMarkup& xml, Config& config, CLoggerClient* logger) {
-  // Such a file loads with the device's defaults; callers rely on it.
+  // Kept for compatibility: such a file loads with the device's defaults.
   if (version >= kFirstOtherVersion) return {};
   if (!IntoChild(xml, L"device")) return MissingElement(L"<device>");
   CString error = ParseDevice(xml, config.device, logger);

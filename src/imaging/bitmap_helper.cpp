@@ -1,6 +1,5 @@
 #include "orv/imaging/bitmap_helper.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -18,8 +17,6 @@ Bitmap* CloneWhole(Bitmap* source, PixelFormat format) {
   return source->Clone(0, 0, static_cast<INT>(source->GetWidth()),
                        static_cast<INT>(source->GetHeight()), format);
 }
-
-std::ptrdiff_t RowBytes(const orv::PixelPlane& plane) { return std::ptrdiff_t{3} * plane.width; }
 
 }  // namespace
 
@@ -43,8 +40,11 @@ void BitmapHelper::Copy24BPPBufferToBitmap(const BYTE* buffer, INT width, INT he
   const Rect area(0, 0, width, height);
   BitmapData data;
   if (bitmap->LockBits(&area, ImageLockModeWrite, PixelFormat24bppRGB, &data) != Ok) return;
-  std::memcpy(data.Scan0, buffer,
-              static_cast<std::size_t>(data.Stride) * static_cast<std::size_t>(height));
+  const orv::PixelPlane plane = orv::PlaneOf(data);
+  const std::ptrdiff_t size = std::abs(plane.stride);
+  for (INT y = 0; y < height; ++y) {
+    std::memcpy(plane.Row(y), buffer + y * size, static_cast<std::size_t>(size));
+  }
   bitmap->UnlockBits(&data);
 }
 
@@ -58,6 +58,7 @@ int BitmapHelper::Are1BPPBitmapsEqual(Bitmap* a, Bitmap* b) {
   const orv::LockedBits first(a, ImageLockModeRead, a->GetPixelFormat());
   const orv::LockedBits second(b, ImageLockModeRead, b->GetPixelFormat());
   if (!first.IsLocked() || !second.IsLocked()) return first.IsLocked() == second.IsLocked();
+  if (first.data()->Stride != second.data()->Stride) return 0;
   const std::size_t size = static_cast<std::size_t>(std::abs(first.data()->Stride));
   for (UINT y = 0; y < first.data()->Height; ++y) {
     if (std::memcmp(first.Row(y), second.Row(y), size) != 0) return 0;
@@ -71,7 +72,7 @@ int BitmapHelper::GetMonochromeImage1BPP(Bitmap* source, Bitmap* target) {
   if (!from.IsLocked()) return 1;
   const orv::PixelPlane plane = orv::PlaneOf(*from.data());
   // Rows of fewer than three bytes a pixel would be read past their end.
-  if (RowBytes(plane) > std::abs(plane.stride)) return 1;
+  if (orv::RowBytes(plane) > std::abs(plane.stride)) return 1;
 
   const Rect area(0, 0, plane.width, plane.height);
   BitmapData to;
@@ -142,18 +143,8 @@ void BitmapHelper::MaskHighlightImage(Bitmap* background, Bitmap* mask) {
                            background->GetPixelFormat());
   if (!from.IsLocked() || !to.IsLocked()) return;
   orv::PixelPlane plane = orv::PlaneOf(*to.data());
-  const std::ptrdiff_t rowBytes = RowBytes(plane);
-  if (rowBytes > plane.stride) return;  // fewer than three bytes a pixel: nothing to mask
-
-  // The mask is read with the background's stride, whatever its own; callers rely on images of the
-  // same format. With another format the rows that would lie past the mask's end stay unmasked.
-  const std::ptrdiff_t maskBytes =
-      std::ptrdiff_t{from.data()->Stride} * static_cast<std::ptrdiff_t>(from.data()->Height);
-  if (maskBytes < rowBytes) return;
-  const std::ptrdiff_t rows = (maskBytes - rowBytes) / plane.stride + 1;
-  plane.height = static_cast<int>(std::min<std::ptrdiff_t>(plane.height, rows));
-  const orv::PixelPlane maskPlane = {static_cast<BYTE*>(from.data()->Scan0), plane.stride,
-                                     plane.width, plane.height};
+  const orv::PixelPlane maskPlane = orv::MaskPlaneOf(*from.data(), plane);
+  plane.height = maskPlane.height;
   orv::ActiveImagingKernels().whiten(plane, maskPlane);
 }
 

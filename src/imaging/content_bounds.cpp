@@ -18,7 +18,7 @@ int Search(Bitmap* bitmap, int (*search)(const orv::BitPlane&)) {
 }  // namespace
 
 int BitmapHelper::GetFirstContentRow1BPP(Bitmap* bitmap) {
-  // 0, not -1, for an image without rows: callers rely on it.
+  // Kept for compatibility: 0, not -1, for an image without rows.
   if (bitmap->GetHeight() == 0) return 0;
   return Search(bitmap, orv::ActiveImagingKernels().firstInkRow);
 }

@@ -158,7 +158,7 @@ Bitmap::Bitmap(INT width, INT height, PixelFormat format, Fill fill) : format_(f
   const std::size_t size = static_cast<std::size_t>(stride) * static_cast<std::size_t>(height);
   try {
     palette_ = DefaultPalette(format);
-    pixels_ = AllocatePixels(size);
+    pixels_ = owned_ = AllocatePixels(size);
   } catch (const std::bad_alloc&) {
   }
   if (pixels_ == nullptr) {
@@ -172,7 +172,26 @@ Bitmap::Bitmap(INT width, INT height, PixelFormat format, Fill fill) : format_(f
   stride_ = static_cast<INT>(stride);
 }
 
-Bitmap::~Bitmap() { std::free(pixels_); }
+Bitmap::Bitmap(INT width, INT height, INT stride, PixelFormat format, BYTE* first)
+    : format_(format) {
+  if (width <= 0 || height <= 0 || !IsSupported(format) || first == nullptr || stride % 4 != 0 ||
+      std::abs(std::int64_t{stride}) < StrideOf(width, format)) {
+    lastStatus_ = InvalidParameter;
+    return;
+  }
+  try {
+    palette_ = DefaultPalette(format);
+  } catch (const std::bad_alloc&) {
+    lastStatus_ = OutOfMemory;
+    return;
+  }
+  width_ = width;
+  height_ = height;
+  stride_ = stride;
+  pixels_ = first;
+}
+
+Bitmap::~Bitmap() { std::free(owned_); }
 
 Status Bitmap::Record(Status status) const {
   if (status != Ok) lastStatus_ = status;
