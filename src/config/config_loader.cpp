@@ -6,6 +6,7 @@
 #include "config/list_values.h"
 #include "config/properties.h"
 #include "config/property_tables.h"
+#include "crypto/sha256.h"
 #include "orv/config/config_parser.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/crypto/encryption_aes.h"

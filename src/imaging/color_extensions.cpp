@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "imaging/colour.h"
+
 namespace {
 
 /// Not greater than 0, also not a number, becomes 0; the rest keeps the low 8 bits of its whole
@@ -71,16 +73,3 @@ double ColorExtensions::CalculateToleranceCIE76(const Color& first, const Color&
   return std::sqrt(lightness * lightness + greenRed * greenRed + blueYellow * blueYellow) /
          orv::kDistanceScale;
 }
-
-namespace orv {
-
-float LinearChannel(BYTE channel) {
-  // Kept for compatibility: 0 to 255 without the usual division by 255, and 0.0055 where the usual
-  // formula has 0.055.
-  const float c = static_cast<float>(channel);
-  if (c > 0.04045f)
-    return static_cast<float>(std::pow(static_cast<double>((c + 0.0055f) / 1.055f), 2.4));
-  return c / 12.92f;
-}
-
-}  // namespace orv

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include <algorithm>
 #include <cstdlib>
 
@@ -31,6 +33,17 @@ inline PixelPlane MaskPlaneOf(const BitmapData& mask, const PixelPlane& page) {
       RowBytes(page) > std::min(step, maskStep) ? 0 : maskStep * (plane.height - 1) / step + 1;
   plane.height = static_cast<int>(std::min<std::ptrdiff_t>(page.height, rows));
   return plane;
+}
+
+/// The ink of a print head; alpha is ignored.
+inline Ink InkOf(const Color& colour) {
+  return {colour.GetBlue(), colour.GetGreen(), colour.GetRed()};
+}
+
+/// A copy of a whole bitmap; null if the system refuses.
+inline std::unique_ptr<Bitmap> CloneWhole(Bitmap* source, PixelFormat format) {
+  return std::unique_ptr<Bitmap>(source->Clone(0, 0, static_cast<INT>(source->GetWidth()),
+                                               static_cast<INT>(source->GetHeight()), format));
 }
 
 /// All pixels of a bitmap, locked until the end of the scope.

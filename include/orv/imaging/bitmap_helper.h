@@ -57,13 +57,4 @@ class ORV_EXPORT BitmapHelper {
   /// not reported.
   static void DevTestSaveBitmapAs(Bitmap* bitmap, int jobId, int page, const wchar_t* name,
                                   CLoggerClient* client);
-
- private:
-  static Bitmap* ExtractHighlightImage(Bitmap* source, Color& colour, double tolerance,
-                                       eBitmapDitherer method, int threshold);
-  static int Extract(BitmapData* data, Color colour, double tolerance, eBitmapDitherer method,
-                     int threshold);
-  static Bitmap* ExtractBackgroundImage(Bitmap* source, Bitmap* mask, eBitmapDitherer method,
-                                        int threshold);
-  static void MaskHighlightImage(Bitmap* background, Bitmap* mask);
 };

@@ -200,28 +200,26 @@ Status Bitmap::Record(Status status) const {
 
 Status Bitmap::GetLastStatus() const { return std::exchange(lastStatus_, Ok); }
 
+bool Bitmap::Contains(const Rect& area) const {
+  return area.X >= 0 && area.Y >= 0 && area.Width > 0 && area.Height > 0 &&
+         area.Width <= width_ - area.X && area.Height <= height_ - area.Y;
+}
+
 Status Bitmap::LockBits(const Rect* rect, UINT flags, PixelFormat format, BitmapData* data) {
   if (data == nullptr || pixels_ == nullptr || (format != format_ && !IsSupported(format))) {
     return Record(InvalidParameter);
   }
-  const INT x = rect != nullptr ? rect->X : 0;
-  const INT y = rect != nullptr ? rect->Y : 0;
-  const INT width = rect != nullptr ? rect->Width : width_;
-  const INT height = rect != nullptr ? rect->Height : height_;
-  if (x < 0 || y < 0 || width <= 0 || height <= 0 || width > width_ - x || height > height_ - y) {
-    return Record(InvalidParameter);
-  }
+  const Rect area = rect != nullptr ? *rect : Rect(0, 0, width_, height_);
+  if (!Contains(area)) return Record(InvalidParameter);
   if (isLocked_) return Record(WrongState);
 
-  const std::int64_t leftBits = static_cast<std::int64_t>(x) * BitsPerPixel(format);
-  if (format != format_ || leftBits % 8 != 0) {
-    return LockCopy(Rect(x, y, width, height), flags, format, data);
-  }
-  *data = {static_cast<UINT>(width),
-           static_cast<UINT>(height),
+  const std::int64_t leftBits = static_cast<std::int64_t>(area.X) * BitsPerPixel(format);
+  if (format != format_ || leftBits % 8 != 0) return LockCopy(area, flags, format, data);
+  *data = {static_cast<UINT>(area.Width),
+           static_cast<UINT>(area.Height),
            stride_,
            format,
-           Row(y) + leftBits / 8,
+           Row(area.Y) + leftBits / 8,
            0};
   isLocked_ = true;
   return Ok;
@@ -263,7 +261,7 @@ Status Bitmap::UnlockBits(BitmapData* data) {
 }
 
 Bitmap* Bitmap::Clone(INT x, INT y, INT width, INT height, PixelFormat format) const {
-  if (x < 0 || y < 0 || width <= 0 || height <= 0 || width > width_ - x || height > height_ - y) {
+  if (!Contains(Rect(x, y, width, height))) {
     Record(InvalidParameter);
     return nullptr;
   }

@@ -134,10 +134,11 @@ class ORV_EXPORT Bitmap {
   struct Conversion;
 
   enum class Fill { kZero, kNone };
-  Bitmap(INT width, INT height, PixelFormat format, Fill fill);
+  ORV_HIDDEN Bitmap(INT width, INT height, PixelFormat format, Fill fill);
 
-  Status Record(Status status) const;
-  Status LockCopy(const Rect& area, UINT flags, PixelFormat format, BitmapData* data);
+  ORV_HIDDEN bool Contains(const Rect& area) const;
+  ORV_HIDDEN Status Record(Status status) const;
+  ORV_HIDDEN Status LockCopy(const Rect& area, UINT flags, PixelFormat format, BitmapData* data);
   BYTE* Row(INT y) const { return pixels_ + static_cast<std::ptrdiff_t>(y) * stride_; }
 
   INT width_ = 0;

@@ -6,6 +6,7 @@
 #include <new>
 
 #include "imaging/kernels.h"
+#include "imaging/page_split.h"
 #include "imaging/pixels.h"
 #include "orv/platform/registry.h"
 #include "platform/clock.h"
@@ -13,9 +14,15 @@
 
 namespace {
 
-Bitmap* CloneWhole(Bitmap* source, PixelFormat format) {
-  return source->Clone(0, 0, static_cast<INT>(source->GetWidth()),
-                       static_cast<INT>(source->GetHeight()), format);
+/// Runs a search over the pixels of a bitmap as one bit each; one that cannot be locked has none.
+int Search(Bitmap* bitmap, int (*search)(const orv::BitPlane&)) {
+  const Rect all(0, 0, static_cast<INT>(bitmap->GetWidth()), static_cast<INT>(bitmap->GetHeight()));
+  BitmapData data;
+  if (bitmap->LockBits(&all, ImageLockModeRead, PixelFormat1bppIndexed, &data) != Ok) return -1;
+  const int found =
+      search({static_cast<const std::uint8_t*>(data.Scan0), data.Stride, all.Width, all.Height});
+  bitmap->UnlockBits(&data);
+  return found;
 }
 
 }  // namespace
@@ -82,70 +89,38 @@ int BitmapHelper::GetMonochromeImage1BPP(Bitmap* source, Bitmap* target) {
   return 1;
 }
 
+int BitmapHelper::GetFirstContentRow1BPP(Bitmap* bitmap) {
+  // Kept for compatibility: 0, not -1, for an image without rows.
+  if (bitmap->GetHeight() == 0) return 0;
+  return Search(bitmap, orv::ActiveImagingKernels().firstInkRow);
+}
+
+int BitmapHelper::GetLastContentRow1BPP(Bitmap* bitmap) {
+  return Search(bitmap, orv::ActiveImagingKernels().lastInkRow);
+}
+
+int BitmapHelper::GetFirstContentColumn1BPP(Bitmap* bitmap) {
+  return Search(bitmap, orv::ActiveImagingKernels().firstInkColumn);
+}
+
+int BitmapHelper::GetLastContentColumn1BPP(Bitmap* bitmap) {
+  return Search(bitmap, orv::ActiveImagingKernels().lastInkColumn);
+}
+
 int BitmapHelper::SplitImage(Bitmap* source, Color& highlightColour, double tolerance,
                              eBitmapDitherer method, int threshold, Bitmap** background,
                              Bitmap** highlight) {
-  std::unique_ptr<Bitmap> mask(
-      ExtractHighlightImage(source, highlightColour, tolerance, eBitmapDithererNone, 0));
-  if (mask == nullptr) return 0;
-  *highlight = nullptr;
-  if (static_cast<unsigned>(method) > eBitmapDithererMatrix16) return 0;
-
-  std::unique_ptr<Bitmap> rest(ExtractBackgroundImage(source, mask.get(), method, threshold));
-  if (rest == nullptr) {
-    *background = nullptr;
+  orv::PagePlanes planes;
+  const orv::SplitOutcome outcome =
+      orv::SplitPage(source, highlightColour, tolerance, method, threshold, &planes);
+  // Kept for compatibility: which of the two is set to null depends on the step that failed.
+  if (outcome == orv::SplitOutcome::kNoMask) return 0;
+  *highlight = planes.highlight.release();
+  if (outcome == orv::SplitOutcome::kUnknownMethod || outcome == orv::SplitOutcome::kNoHighlight) {
     return 0;
   }
-
-  // The mask has done its work and becomes the highlight: dithering it gives what extracting the
-  // highlight from the source a second time and dithering that would.
-  {
-    const orv::LockedBits bits(mask.get(), ImageLockModeRead | ImageLockModeWrite,
-                               PixelFormat24bppRGB);
-    if (!bits.IsLocked() ||
-        !BitmapRasterizer::Dither(bits.data(), method, threshold, highlightColour)) {
-      return 0;
-    }
-  }
-  *background = rest.release();
-  *highlight = mask.release();
-  return 1;
-}
-
-Bitmap* BitmapHelper::ExtractHighlightImage(Bitmap* source, Color& colour, double tolerance,
-                                            eBitmapDitherer method, int threshold) {
-  std::unique_ptr<Bitmap> clone(CloneWhole(source, PixelFormat24bppRGB));
-  if (clone == nullptr) return nullptr;
-  const orv::LockedBits bits(clone.get(), ImageLockModeRead | ImageLockModeWrite,
-                             PixelFormat24bppRGB);
-  if (!bits.IsLocked() || !Extract(bits.data(), colour, tolerance, method, threshold)) {
-    return nullptr;
-  }
-  return clone.release();
-}
-
-int BitmapHelper::Extract(BitmapData* data, Color colour, double tolerance, eBitmapDitherer method,
-                          int threshold) {
-  orv::ActiveImagingKernels().extractHighlight(orv::PlaneOf(*data), {colour.GetValue(), tolerance});
-  return BitmapRasterizer::Dither(data, method, threshold, colour);
-}
-
-Bitmap* BitmapHelper::ExtractBackgroundImage(Bitmap* source, Bitmap* mask, eBitmapDitherer method,
-                                             int threshold) {
-  Bitmap* background = BitmapRasterizer::Dither(source, method, threshold);
-  if (background != nullptr) MaskHighlightImage(background, mask);
-  return background;
-}
-
-void BitmapHelper::MaskHighlightImage(Bitmap* background, Bitmap* mask) {
-  const orv::LockedBits from(mask, ImageLockModeRead, mask->GetPixelFormat());
-  const orv::LockedBits to(background, ImageLockModeRead | ImageLockModeWrite,
-                           background->GetPixelFormat());
-  if (!from.IsLocked() || !to.IsLocked()) return;
-  orv::PixelPlane plane = orv::PlaneOf(*to.data());
-  const orv::PixelPlane maskPlane = orv::MaskPlaneOf(*from.data(), plane);
-  plane.height = maskPlane.height;
-  orv::ActiveImagingKernels().whiten(plane, maskPlane);
+  *background = planes.background.release();
+  return outcome == orv::SplitOutcome::kDone;
 }
 
 void BitmapHelper::DevTestSaveBitmapAs(Bitmap* bitmap, int jobId, int page, const wchar_t* name,
@@ -165,5 +140,5 @@ void BitmapHelper::DevTestSaveBitmapAs(Bitmap* bitmap, int jobId, int page, cons
   if (folder.empty()) return;
   orv::SavePng(bitmap, (folder + orv::kPathSeparator + fileName).c_str());
 } catch (const std::bad_alloc&) {
-  // A look at a page is not worth the page.
+  // A failed debug image must not fail the print job.
 }
