@@ -163,7 +163,6 @@ std::vector<std::pair<std::wstring, int>> AllEncodings() {
 TEST_F(XmlFile, EveryEncodingOfTheTableGoesRound) {
   int converted = 0;
   for (const auto& [name, page] : AllEncodings()) {
-    EXPECT_EQ(CMarkup::GetEncodingCodePage(name), page) << Show(name);
     // The letters that the page has, of those that some page has.
     std::wstring letters;
     for (const wchar_t letter :
