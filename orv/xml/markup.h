@@ -357,8 +357,8 @@ class ORV_EXPORT CMarkup {
 
   /// The Windows code page of an encoding's name: 0 for an empty name, -1 for an unknown one.
   static int GetEncodingCodePage(MCD_CSTR szEncoding);
-  /// The encoding that a document says it is in: in its XML declaration, or the "Content-Type" of
-  /// an HTML head. Empty when it says none.
+  /// The encoding that a document declares: in its XML declaration or, if that has no encoding, in
+  /// the "Content-Type" of an HTML head. Empty if there is neither.
   static std::wstring GetDeclaredEncoding(MCD_CSTR szDoc);
 
   /// Base64: a leading line break (CR LF), lines of 64 characters, each ended by one; a short last
