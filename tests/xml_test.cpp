@@ -35,14 +35,6 @@ TEST(XmlParse, Records) {
   ExpectTable("xml_records", [](const Fields& fields) { return DumpIndex(CMarkup(fields[0])); });
 }
 
-TEST(XmlParse, LongEndTagIsKeptModulo1024) {
-  const CMarkup doc(L"<a>x</a" + std::wstring(1030, L' ') + L">");
-  EXPECT_TRUE(doc.IsWellFormed());
-  const orv::ElemPos& element = orv::MarkupReader(doc).Record(1);
-  EXPECT_EQ(element.EndTagLength(), 1034u - 1024u);
-  EXPECT_EQ(element.length, doc.GetDoc().size());
-}
-
 TEST(XmlParse, CaseOfNames) {
   CMarkup doc;
   EXPECT_TRUE(doc.SetDoc(L"<A></a>"));
