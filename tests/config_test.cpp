@@ -208,7 +208,9 @@ TEST_F(ConfigLoad, VersionDecidesWhetherADeviceIsRead) {
     EXPECT_EQ(Log().ends_with(L"Details: Required element <device> was not found!\n"), isRead);
     const Config config = Read(With(L"<fileInfo>[{version=12}]</fileInfo>", info));
     EXPECT_EQ(config.device.model.modelId, isRead ? 7 : 0);
-    EXPECT_EQ(config.device.generalSettings.resolutionDpiX, 300);
+    const GeneralSettings& settings = config.device.generalSettings;
+    EXPECT_EQ(settings.resolutionDpiX, isRead ? 300 : 0);
+    EXPECT_EQ(settings.resolutionDpiY, isRead ? 300 : 0);
     EXPECT_EQ(Log(), L"");
     return std::wstring(isRead ? L"read" : L"not read");
   });
