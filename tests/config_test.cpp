@@ -29,6 +29,13 @@ using orv::test::LogCapture;
 using orv::test::TemporaryFolder;
 using orv::test::WriteBytes;
 
+/// A writable text is not taken for a handle.
+template <typename Path>
+concept IsLoadable = requires(Path path) {
+  CConfigParser::Load(path, nullptr, nullptr, nullptr);
+};
+static_assert(IsLoadable<const wchar_t*> && !IsLoadable<wchar_t*> && !IsLoadable<wchar_t (&)[9]>);
+
 /// `{name=value|name=value}` stands for property elements, `[...]` for a properties element of
 /// them.
 std::wstring Expand(std::wstring_view shorthand) {
