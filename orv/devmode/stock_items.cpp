@@ -29,7 +29,7 @@ constexpr int kThousandthsPerTenth = 100;
 constexpr int kNoField = -1;
 #define RECORD(member) static_cast<int>(offsetof(tagOEMDEV, member))
 
-// Paper size and copies have their own ways into the records.
+// The paper size has its own way into the records; the copies stay the application's.
 constexpr StockValue kValues[] = {
     {L"SpeedInMmPerSec", &StockItem::SpeedInMmPerSec, RECORD(PrintSpeed)},
     {L"Darkness", &StockItem::Darkness, RECORD(Darkness)},
@@ -142,9 +142,6 @@ void Apply(const StockItem& item, int paperSize, DEVMODEW* out, tagOEMDEV* dev) 
     std::memcpy(reinterpret_cast<std::uint8_t*>(dev) + value.recordOffset, &number, sizeof(number));
   }
   dev->StockItemGuid = item.guid;
-  if (static_cast<std::int32_t>(item.NumberCopies) > 0) {
-    out->dmCopies = static_cast<SHORT>(item.NumberCopies);
-  }
 }
 
 }  // namespace

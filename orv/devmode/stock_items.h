@@ -35,7 +35,7 @@ struct StockItem {
   DWORD BackfeedMode = 0;
   DWORD BackfeedSpeed = 0;
   DWORD PrintMode = 0;
-  DWORD NumberCopies = 0;  ///< 0 leaves the application's
+  DWORD NumberCopies = 0;  ///< kept only: a merge takes the application's copies
   DWORD RibbonSaver = 0;
   DWORD SingleBuffer = 0;
   DWORD IgnoreLabelPosition = 0;
