@@ -21,6 +21,10 @@ struct ProcessEntry {
 
 DWORD CurrentProcessId();
 
+/// A text with the variables of this process's environment in the place of their names between
+/// percent signs; what is not the name of one stays as it is.
+std::wstring ExpandVariables(const std::wstring& text);
+
 /// Looks a process up among those that run; false when it is not there.
 bool FindProcess(DWORD id, ProcessEntry* entry);
 
