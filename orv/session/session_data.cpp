@@ -181,10 +181,13 @@ bool IsOwnEntryValid(SessionData* session) {
   return IsStillValid(session->processId, session->processName, session->creationTime);
 }
 
-/// Removes the entry at a sub-key of the session key when its process has ended.
+/// Removes the entry at a sub-key of the session key when its process has ended. Sub-keys that are
+/// not named by a number belong to printers.
 void CleanUpEntry(HKEY sessions, const std::wstring& subKey) {
-  // A name that is no number is process 0, which no caller can open.
-  const auto processId = static_cast<std::uint32_t>(std::wcstoul(subKey.c_str(), nullptr, 10));
+  if (subKey.find_first_not_of(L"0123456789") != subKey.npos) return;
+  // Too large a number is the largest id, which no process has.
+  const auto processId = static_cast<std::uint32_t>(
+      std::min<unsigned long>(std::wcstoul(subKey.c_str(), nullptr, 10), UINT32_MAX));
   const int shownId = static_cast<int>(processId);
   orv::RegistryKey key;
   if (const LONG error = key.Open(sessions, subKey, orv::RegistryAccess::kReadWrite);
@@ -238,7 +241,10 @@ std::uint32_t CleanUpEntries() {
   if (const LONG error =
           sessions.Open(HKEY_CURRENT_USER, SessionPath(), orv::RegistryAccess::kRead);
       error != ERROR_SUCCESS) {
-    LogError(L"Error accessing Session Data. Error code: %i", static_cast<int>(error));
+    // Nobody has saved an entry yet: not a fault.
+    const eLogLevel level = error == ERROR_FILE_NOT_FOUND ? eLogLevelTrace : eLogLevelError;
+    orv::LogFormat(level, nullptr, kSource, L"Error accessing Session Data. Error code: %i",
+                   static_cast<int>(error));
     return 1;
   }
   // All names first: deleting while enumerating would step over entries.
