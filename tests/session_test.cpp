@@ -6,6 +6,8 @@
 #include <cstring>
 
 #include "orv/platform/registry.h"
+#include "orv/text/utf8.h"
+#include "tests/devmode_names.h"
 #include "tests/fixtures.h"
 
 namespace {
@@ -134,8 +136,14 @@ TEST_F(Session, CleanUpRemovesTheEndedAndTheReplaced) {
   ASSERT_EQ(ended.exitCode, 0) << ended.messages;
   EXPECT_TRUE(SaveSession(ownKey_));
   // Names that enumerate next to each other: deleting one must not hide the next.
-  const std::vector<std::wstring> gone = {L"4000000001", L"4000000002", L"4000000003", L"none"};
-  for (const std::wstring& name : gone) EXPECT_TRUE(SaveSession(name));
+  for (const wchar_t* gone : {L"4000000001", L"4000000002", L"99999999999999999999"}) {
+    EXPECT_TRUE(SaveSession(gone));
+  }
+  // A printer's, although it looks like an entry, and one that is not even complete.
+  std::vector<std::wstring> kept = {ownKey_, L"4000000004",  L"4000000005",
+                                    L"-1",   L"4000000001x", L"A4"};
+  EXPECT_TRUE(SaveSession(L"-1") && SaveSession(L"4000000001x"));
+  RegistryKey().Create(HKEY_CURRENT_USER, SessionPath(L"A4\\driver"));
   // The id in other spellings, with another program's time or name: an id that was used again.
   const struct {
     std::wstring entry;
@@ -162,28 +170,30 @@ TEST_F(Session, CleanUpRemovesTheEndedAndTheReplaced) {
                                           L"-294967291. Error code: 2"}}));
 }
 
-TEST_F(Session, SystemHostsAreKnownByTheirNames) {
+TEST_F(Session, SystemHostsShareItemsWithWhatTheyStart) {
+  const orv::test::TestPrinter printer(L"Label 1", orv::test::kTestDriver);
+  const std::wstring items = L"Software\\orv Printer Driver\\UI\\Label 1\\ORV-LX 4.3/300P+\\";
+  SetUserValue(items + L"Stocks\\item", L"DisplayName", RegistryValue::FromText(L"stored"));
   const orv::test::TemporaryFolder folder;
-  const auto copyAs = [&](const char* name) {
-    const std::filesystem::path copy = folder.path() / name;
-    std::filesystem::copy_file(ORV_TEST_HELPER, copy);
-    return copy.string();
-  };
-  EXPECT_EQ(RunProgram(ORV_TEST_HELPER, {"host"}).output, "0");
-  const std::string console = copyAs("MMC.EXE");
-  EXPECT_EQ(RunProgram(console, {"host"}).output, "1");
-  EXPECT_EQ(RunProgram(console, {"start", ORV_TEST_HELPER}).output, "1");
-  EXPECT_EQ(RunProgram(copyAs("sihost.exe"), {"host"}).output, "1");
-  EXPECT_EQ(RunProgram(copyAs("xmmc.exe"), {"start", ORV_TEST_HELPER}).output, "0");
+  for (const char* name : {"application.exe", "MMC.EXE", "sihost.exe", "xmmc.exe"}) {
+    std::filesystem::copy_file(ORV_TEST_HELPER, folder.path() / name);
+  }
+  orv::test::ExpectTable("session_hosts", [&](const orv::test::Fields& fields) {
+    const auto program = [&](const std::wstring& name) {
+      return name == L"-" ? "-" : (folder.path() / orv::WideToUtf8(name)).string();
+    };
+    orv::DeleteRegistryTree(HKEY_CURRENT_USER, items + L"Session");  // process ids come again
+    const auto result =
+        RunProgram(program(fields[0]), {"session", orv::WideToUtf8(fields[1]), program(fields[2])});
+    return orv::Utf8ToWide(result.output);
+  });
 
   std::uint32_t isSystemParent = 7;
   EXPECT_EQ(GetSessionIsSystemParent(&isSystemParent), 1U);
   EXPECT_EQ(isSystemParent, 0U);
-  const std::vector<LogLine> lines = log_.Take();
-  ASSERT_FALSE(lines.empty());
-  EXPECT_EQ(lines.back().tag, L"TRC");
-  EXPECT_TRUE(lines.back().message.starts_with(L"UserData is called by process: "));
-  EXPECT_NE(lines.back().message.find(L"session_test"), std::wstring::npos);
+  const std::wstring last = log_.TakeMessages().back();
+  EXPECT_TRUE(last.starts_with(L"UserData is called by process: ") &&
+              last.find(L"(session_test") != last.npos);
   GetSessionIsSystemParent(&isSystemParent);  // found out once
   EXPECT_TRUE(log_.Take().empty());
 }

@@ -141,12 +141,15 @@ TEST_F(StockItems, SourcesHaveAnOrder) {
   EXPECT_EQ(log_.Take().at(1),
             (LogLine{L"ERR", L"", L"DevMode", L"printer gone could not be opened. Error code: 6"}));
 
-  // The session decides; its items lie under this process's id.
+  // The session decides; its items, if any, lie under this process's id.
+  const std::wstring session =
+      std::wstring(kUserKey) + L"Session\\" + std::to_wstring(orv::test::OwnProcessId());
+  RegistryKey().Create(HKEY_CURRENT_USER, session);
   RegistryKey().Create(HKEY_CURRENT_USER, orv::test::SessionPath(L"Label 1\\ORV-LX 4.3/300P+"));
   EXPECT_EQ(LoadedNames(), L"ownB ownC commonA ");
-  PutItem(std::wstring(kUserKey) + L"Session\\" + std::to_wstring(orv::test::OwnProcessId()) +
-              L"\\" + kGuidA,
-          L"sessionA");
+  EXPECT_EQ(log_.TakeMessages().back(),
+            L"Successfully Loaded User-Defined-Settings from the registry.");
+  PutItem(session + L"\\" + kGuidA, L"sessionA");
   log_.Take();
   EXPECT_EQ(LoadedNames(), L"sessionA commonC ");
   EXPECT_EQ(log_.TakeMessages().back(),

@@ -13,6 +13,7 @@
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
 #include "orv/session/session_data.h"
+#include "orv/session/session_items.h"
 #include "orv/text/format.h"
 
 namespace orv {
@@ -84,32 +85,24 @@ std::vector<StockItem> ReadItems(const RegistryKey& key) {
   return items;
 }
 
-/// The printer's own items and where they came from; false when neither place has any.
-bool LoadOwnItems(const std::wstring& printerName, const std::wstring& driverName,
-                  std::vector<StockItem>* items, bool* isFromSession) {
+/// The printer's own items: the session's when the session decides so and has any, otherwise the
+/// stored ones.
+std::vector<StockItem> LoadOwnItems(const std::wstring& printerName, const std::wstring& driverName,
+                                    bool* isFromSession) {
   std::uint32_t readSession = 0;
   if (GetSessionReadUDS(&readSession, printerName.c_str(), driverName.c_str()) == 0) {
     throw std::bad_alloc();  // not the printer's items where the session's might be wanted
   }
   CleanupRegSessionData(printerName.c_str(), driverName.c_str());
 
-  const std::wstring path = PrinterPath(printerName, driverName);
-  RegistryKey key;
-  *isFromSession = false;
+  std::vector<StockItem> items;
   if (readSession != 0) {
-    std::uint32_t parentId = 0;
-    std::uint32_t processId = 0;
-    GetSessionParentProcessId(&parentId);  // makes the session find out its ids
-    GetSessionProcessId(&processId);
-    *isFromSession = key.Open(HKEY_CURRENT_USER, path + L"\\Session\\" + std::to_wstring(processId),
-                              RegistryAccess::kRead) == ERROR_SUCCESS;
+    items = ReadStockItems(PrinterPath(printerName, driverName) + L"\\Session\\" +
+                           std::to_wstring(SessionItemsProcess()));
   }
-  if (!*isFromSession &&
-      key.Open(HKEY_CURRENT_USER, path + L"\\Stocks", RegistryAccess::kRead) != ERROR_SUCCESS) {
-    return false;
-  }
-  *items = ReadItems(key);
-  return !items->empty();
+  *isFromSession = !items.empty();
+  if (items.empty()) items = ReadStockItems(StockItemsPath(printerName, driverName));
+  return items;
 }
 
 /// A public length as the private record counts it; the record's own when there is none.
@@ -259,7 +252,7 @@ std::vector<StockItem> LoadStockItems(HANDLE printer, const wchar_t* printerName
   std::vector<StockItem> items;
   bool isFromSession = false;
   if (PrinterFacts facts; GetPrinterFacts(printer, &facts)) {
-    LoadOwnItems(name, facts.driverName, &items, &isFromSession);
+    items = LoadOwnItems(name, facts.driverName, &isFromSession);
   } else if (CLogger::IsEnabled(eLogLevelError, kSource)) {
     const std::wstring error = std::to_wstring(GetLastError());
     LogFormat(eLogLevelError, logger, kSource, L"printer %ls could not be opened. Error code: %ls",

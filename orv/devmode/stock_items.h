@@ -105,8 +105,8 @@ ORV_EXPORT LONG ImportStockItems(const std::wstring& path, std::span<const Stock
 /// Deletes the item of a GUID below `path`; `ERROR_FILE_NOT_FOUND` when there is none.
 ORV_EXPORT LONG DeleteStockItem(const std::wstring& path, const GUID& guid);
 
-/// A printer's items in the order of their paper sizes: its own ones, from the session's entry when
-/// the session has one, then the common ones that are not among them.
+/// A printer's items in the order of their paper sizes: its own ones, from the session when that
+/// has any for it, then the common ones that are not among them.
 ORV_EXPORT std::vector<StockItem> LoadStockItems(HANDLE printer, const wchar_t* printerName,
                                                  CLoggerClient* logger);
 

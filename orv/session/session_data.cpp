@@ -15,6 +15,7 @@
 #include "orv/platform/letter_case.h"
 #include "orv/platform/processes.h"
 #include "orv/platform/registry.h"
+#include "orv/session/session_items.h"
 
 namespace {
 
@@ -28,7 +29,8 @@ struct SessionData {
   std::uint32_t processId = kUnknownProcess;
   std::uint32_t parentProcessId = kUnknownParent;
   HANDLE parentHandle = nullptr;
-  bool isSystemParent = false;
+  bool isStartedByHost = false;  ///< the parent is a system host
+  bool isSystemParent = false;   ///< the parent or the process itself is one
   std::wstring processName;
   std::uint64_t creationTime = 0;
   bool isDetermined = false;  ///< the parent check has run
@@ -105,9 +107,10 @@ bool IsSystemHost(HANDLE process, const wchar_t* message) {
 bool CheckParent(SessionData* session) {
   if (session->isDetermined) return session->isSystemParent;
   ComputeIds(session);
-  session->isSystemParent =
+  session->isStartedByHost =
       IsSystemHost(OpenParent(session), L"UserData is called with parent: %ls (%ls)");
-  if (!session->isSystemParent) {
+  session->isSystemParent = session->isStartedByHost;
+  if (!session->isStartedByHost) {
     CloseParent(session);
     const ProcessHandle self(OpenForReading(session->processId));
     session->isSystemParent = IsSystemHost(self.get(), L"UserData is called by process: %ls (%ls)");
@@ -255,6 +258,12 @@ std::uint32_t CleanUpEntries() {
 }
 
 }  // namespace
+
+std::uint32_t orv::SessionItemsProcess() {
+  SessionData& session = Instance();
+  CheckParent(&session);
+  return session.isStartedByHost ? session.parentProcessId : session.processId;
+}
 
 SessionData* GetSessionDataInstance() {
   SessionData* instance = nullptr;
