@@ -155,6 +155,33 @@ TEST_F(StockItems, SourcesHaveAnOrder) {
   EXPECT_EQ(log_.TakeMessages().back(),
             L"Successfully Loaded User-Defined-Settings from session data.");
 }
+TEST_F(StockItems, CommonItemsAreTheUsersElseTheMachines) {
+  orv::test::ExpectTable("stock_common", [this](const orv::test::Fields& fields) {
+    const HKEY hives[] = {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE};
+    for (std::size_t i = 0; i < 2; ++i) {
+      orv::DeleteRegistryTree(hives[i], common_);
+      if (fields[i] == L"none") continue;
+      RegistryKey key;
+      key.Create(hives[i], common_ + (fields[i] == L"empty" ? L"" : fields[i]));
+      SetRegistryValue(key.get(), L"DisplayName", RegistryValue::FromText(fields[i]));
+    }
+    return LoadedNames();
+  });
+  // Changes are made where the items are read.
+  orv::DeleteRegistryTree(HKEY_CURRENT_USER, common_);
+  StockItem item;
+  item.guid = orv::ParseGuid(kGuidC);
+  item.DisplayName = L"shared";
+  for (const HKEY hive : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}) {
+    EXPECT_EQ(orv::WriteStockItem(orv::kCommonStockItemsPath, item), ERROR_SUCCESS);
+    EXPECT_EQ(RegistryKey().Open(hive, common_ + kGuidC, orv::RegistryAccess::kRead),
+              ERROR_SUCCESS);
+    EXPECT_EQ(orv::DeleteStockItem(orv::kCommonStockItemsPath, item.guid), ERROR_SUCCESS);
+    orv::DeleteRegistryTree(HKEY_CURRENT_USER, common_);
+    RegistryKey().Create(HKEY_LOCAL_MACHINE, common_);
+  }
+}
+
 
 TEST_F(StockItems, PaperSizesCountFrom257) {
   PutItem(stocks_ + kGuidA, L"first");

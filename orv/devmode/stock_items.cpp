@@ -203,9 +203,18 @@ std::wstring StockItemsPath(const std::wstring& printerName, const std::wstring&
   return PrinterPath(printerName, driverName) + L"\\Stocks";
 }
 
+HKEY StockItemsHive(const std::wstring& path) {
+  if (path != kCommonStockItemsPath) return HKEY_CURRENT_USER;
+  RegistryKey key;
+  const bool isMachines =
+      key.Open(HKEY_CURRENT_USER, path, RegistryAccess::kRead) == ERROR_FILE_NOT_FOUND &&
+      key.Open(HKEY_LOCAL_MACHINE, path, RegistryAccess::kRead) == ERROR_SUCCESS;
+  return isMachines ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
+}
+
 std::vector<StockItem> ReadStockItems(const std::wstring& path) {
   RegistryKey key;
-  if (key.Open(HKEY_CURRENT_USER, path, RegistryAccess::kRead) != ERROR_SUCCESS) return {};
+  if (key.Open(StockItemsHive(path), path, RegistryAccess::kRead) != ERROR_SUCCESS) return {};
   return ReadItems(key);
 }
 
@@ -214,7 +223,7 @@ LONG WriteStockItem(const std::wstring& path, const StockItem& item) {
     return ERROR_INVALID_PARAMETER;
   }
   RegistryKey key;
-  LONG result = key.Create(HKEY_CURRENT_USER, path + L'\\' + FormatGuid(item.guid));
+  LONG result = key.Create(StockItemsHive(path), path + L'\\' + FormatGuid(item.guid));
   if (result == ERROR_SUCCESS) {
     result = SetRegistryValue(key.get(), kNameValue, RegistryValue::FromText(item.DisplayName));
   }
@@ -241,7 +250,7 @@ LONG ImportStockItems(const std::wstring& path, std::span<const StockItem> items
 
 LONG DeleteStockItem(const std::wstring& path, const GUID& guid) {
   RegistryKey key;
-  const LONG result = key.Open(HKEY_CURRENT_USER, path, RegistryAccess::kReadWrite);
+  const LONG result = key.Open(StockItemsHive(path), path, RegistryAccess::kReadWrite);
   return result != ERROR_SUCCESS ? result : DeleteRegistryTree(key.get(), FormatGuid(guid));
 }
 
