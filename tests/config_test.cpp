@@ -1,5 +1,5 @@
-/// Configuration files from their bytes to the record: every section, message and oddity that
-/// callers rely on.
+/// Configuration files from their bytes to the record: every section, every message, and what is
+/// kept for compatibility.
 
 #include "orv/config/config_parser.h"
 

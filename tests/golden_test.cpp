@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "base/utf8.h"
+#include "crypto/sha256.h"
 #include "imaging/pixels.h"
 #include "logging/log_file.h"
 #include "orv/config/configs_cache.h"

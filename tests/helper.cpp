@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/utf8.h"
+#include "orv/imaging/bitmap_helper.h"
 #include "orv/logging/logger.h"
 #include "orv/platform/registry.h"
 #include "orv/session/session_data.h"
@@ -75,6 +76,16 @@ int StartHost(const Arguments& arguments) {
   return 0;
 }
 
+/// Prints what is logged of an intermediate image.
+int SaveImage(const Arguments&) {
+  const orv::GraphicsSession graphics;
+  Bitmap page(5, 4, PixelFormat24bppRGB);
+  orv::test::LogCapture log;
+  BitmapHelper::DevTestSaveBitmapAs(&page, 7, 3, L"Mono", nullptr);
+  std::printf("%s", orv::WideToUtf8(log.TakeText()).c_str());
+  return 0;
+}
+
 /// FILE: whether the file can be held.
 int HoldFile(const Arguments& arguments) {
   orv::ExclusiveFile file;
@@ -92,7 +103,7 @@ int main(int argc, char** argv) {
   } jobs[] = {{"registry", 2, WriteRegistry}, {"log", 0, WriteLog},
               {"load", 4, WorkUnderLoad},     {"save", 0, SaveOwnSession, true},
               {"host", 0, TellHost, true},    {"start", 1, StartHost, true},
-              {"hold", 1, HoldFile}};
+              {"hold", 1, HoldFile},          {"image", 0, SaveImage}};
   if (argc < 2) return 2;
   const Arguments arguments(argv + 2, argv + argc);
   for (const auto& job : jobs) {

@@ -1,4 +1,5 @@
 #include "tests/load.h"
+#include "crypto/sha256.h"
 
 #include <chrono>
 #include <cstdio>

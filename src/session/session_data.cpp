@@ -271,8 +271,8 @@ std::uint32_t ReleaseSessionDataInstance() {
 std::uint32_t GetSessionProcessId(std::uint32_t* processId) {
   if (processId == nullptr) return 0;
   return Answered([=] {
-    // The test is against the other slot's mark, so that the first call answers "not yet known";
-    // callers rely on it.
+    // Kept for compatibility: the test is against the other slot's mark, so that the first call
+    // gives "not yet known".
     if (Instance().parentProcessId == kUnknownProcess) ComputeIds(&Instance());
     *processId = Instance().processId;
     return 1;

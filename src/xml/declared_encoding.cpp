@@ -55,7 +55,7 @@ int CMarkup::GetEncodingCodePage(MCD_CSTR szEncoding) {
   constexpr int kUtf32Page = 65005;
   const std::wstring_view name = szEncoding.view();
   if (name.empty()) return 0;
-  // Whatever follows, the byte order too, is left out of it; callers rely on it.
+  // Kept for compatibility: whatever follows, the byte order too, is ignored.
   if (name.starts_with(L"UTF-32")) return kUtf32Page;
   if (name.size() >= kLongest) return -1;
   std::wstring lower(name);

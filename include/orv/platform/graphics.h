@@ -60,9 +60,6 @@ class ORV_EXPORT GraphicsSession {
 /// for a file that is no PNG, `OutOfMemory`, `GenericError` for a damaged or truncated one.
 extern "C" ORV_EXPORT Status LoadPng(const wchar_t* path, Bitmap** bitmap);
 
-/// Whether every pixel of bits locked as 32-bit ARGB has alpha 255.
-bool IsOpaque(const BitmapData& data);
-
 /// Writes a bitmap as a PNG file, replacing one that exists. Not atomic: a failure may leave a
 /// partial file.
 extern "C" ORV_EXPORT Status SavePng(Bitmap* bitmap, const wchar_t* path);

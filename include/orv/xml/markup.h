@@ -323,9 +323,9 @@ class ORV_EXPORT CMarkup {
   bool RemoveChildElem();
   bool RemoveNode();
 
-  /// Decodes the character references of a text: numeric ones and the named ones of HTML 4. The
-  /// names are looked up without regard to case, and of a pair such as "Oslash" and "oslash" both
-  /// give the upper-case letter; callers rely on it. What is no known reference stays as it is.
+  /// Decodes the character references of a text: numeric ones and the named ones of HTML 4. Kept
+  /// for compatibility: names are looked up without regard to case, and of a pair such as "Oslash"
+  /// and "oslash" both give the upper-case letter. What is no known reference stays as it is.
   /// `nTextLength` -1 means up to the terminating zero; of `nFlags` the two white space flags
   /// count.
   static std::wstring UnescapeText(const wchar_t* szText, int nTextLength = -1, int nFlags = 0);
@@ -361,8 +361,8 @@ class ORV_EXPORT CMarkup {
   /// an HTML head. Empty when it says none.
   static std::wstring GetDeclaredEncoding(MCD_CSTR szDoc);
 
-  /// Base64: a leading line break (CR LF), lines of 64 characters, each ended by one; a short last
-  /// line has none unless it is padded, which callers rely on.
+  /// Base64: a leading line break (CR LF), lines of 64 characters, each ended by one. Kept for
+  /// compatibility: a short last line has no line break unless it is padded.
   static std::wstring EncodeBase64(const unsigned char* pBuffer, int nBufferLen);
   /// Decodes Base64 and returns the bytes written. Line breaks are skipped, other strange
   /// characters count as some value. Stops at a group that the buffer has no room for and at a
