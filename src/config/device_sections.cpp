@@ -118,7 +118,7 @@ CString CConfigParser::ParseDeviceLabel(CMarkup& xml, Label& label, CLoggerClien
 
 CString CConfigParser::ParseDeviceGeneralSettings(CMarkup& xml, GeneralSettings& settings,
                                                   CLoggerClient* logger) {
-  settings = {};
+  settings = {.resolutionDpiX = 300, .resolutionDpiY = 300};
   return orv::ReadProperties<GeneralSettings>(xml, orv::kGeneralSettingsProperties,
                                               L"<device><generalSettings><properties>", settings,
                                               logger);

@@ -291,7 +291,7 @@ inline constexpr CheckRule kCheckRules[] = {
      L"configfilename orv_conf_lx300p.xml"},
     {L"version-skips-device", Severity::kWarning, L"The version keeps the device from being read",
      L"A file of version 13 or above loads with its file information alone, and all values of the "
-     L"device are defaults.",
+     L"device are 0, false or empty.",
      L"<property name=\"version\">13</property> and a device",
      L"<property name=\"version\">12</property> and a device"},
     {L"not-signed", Severity::kWarning, L"The file has no digest",
