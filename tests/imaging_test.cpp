@@ -386,6 +386,8 @@ TEST(Bitmaps, ConvertAndGuardTheirPixelsAlikeOnEverySystem) {
   EXPECT_THAT(Pixels(part.get()), ElementsAre(0x80102031u, 0x80102032u));
   EXPECT_EQ(page->Clone(0, 0, 4, 1, PixelFormat24bppRGB), nullptr);
   EXPECT_EQ(page->Clone(0, 0, 0, 0, PixelFormat24bppRGB), nullptr);
+  BYTE pixels[8];
+  EXPECT_EQ(Bitmap(2, 1, 6, PixelFormat24bppRGB, pixels).GetLastStatus(), InvalidParameter);
 
   page->GetLastStatus();
   const Rect all(0, 0, 3, 1);

@@ -333,6 +333,22 @@ TEST(Modules, KnowTheirFiles) {
   }
 }
 
+TEST(Modules, LongPathsAreCutWithoutATerminator) {
+  const TemporaryFolder folder;
+  // Windows takes longer paths than 260 characters only with this prefix.
+  const wchar_t* const prefix = orv::kPathSeparator == L'\\' ? L"\\\\?\\" : L"";
+  std::filesystem::path deep = orv::ToPath(prefix + folder.Name());
+  const auto isShort = [&] { return orv::FromPath(deep).size() < orv::kMaxModulePath; };
+  while (isShort()) std::filesystem::create_directory(deep /= std::string(100, 'd'));
+  const std::wstring path = orv::test::PathOfModuleAt(deep / "module.dll");
+  EXPECT_EQ(path.size(), orv::kMaxModulePath - 1);
+  EXPECT_EQ(path.find(L'\0'), path.npos);
+  // Under Wine the folder itself cannot remove paths of this length.
+  std::filesystem::remove(deep / "module.dll");
+  for (; deep.filename() == std::string(100, 'd'); deep = deep.parent_path())
+    std::filesystem::remove(deep);
+}
+
 TEST(Modules, AResourceFileThatIsMissingIsAnError) {
   const TemporaryFolder folder;
   SetLastError(0);

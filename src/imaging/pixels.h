@@ -1,9 +1,8 @@
 #pragma once
 
-#include <memory>
-
 #include <algorithm>
 #include <cstdlib>
+#include <memory>
 
 #include "imaging/kernels.h"
 #include "orv/platform/graphics.h"

@@ -12,8 +12,9 @@ namespace orv {
 /// Buffer size for module paths, in characters including the terminator.
 inline constexpr DWORD kMaxModulePath = 1024;
 
-/// The full path of a module's file, or of the process's executable for a null handle. Returns
-/// false and sets the thread's last error if there is none.
+/// The full path of a module's file, or of the process's executable for a null handle; a path that
+/// does not fit the buffer is cut to `kMaxModulePath` - 1 characters. Returns false and sets the
+/// thread's last error if there is none.
 bool GetModulePath(HINSTANCE module, std::wstring* path);
 
 /// The module that contains this library.

@@ -9,6 +9,7 @@
 
 #include "base/utf8.h"
 #include "orv/platform/spooler.h"
+#include "platform/modules.h"
 #include "tests/guarded.h"
 
 namespace orv::test {
@@ -161,6 +162,15 @@ void RunOnSmallStack(const std::function<void()>& work) {
   ASSERT_NE(thread, nullptr);
   WaitForSingleObject(thread, INFINITE);
   CloseHandle(thread);
+}
+
+std::wstring PathOfModuleAt(const std::filesystem::path& file) {
+  std::wstring path;
+  std::filesystem::copy_file(ORV_TEST_DRIVER, file);
+  const HMODULE module = LoadLibraryExW(file.c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES);
+  GetModulePath(module, &path);
+  FreeLibrary(module);
+  return path;
 }
 
 std::wstring ReadResourceText(HINSTANCE resources, unsigned number) {
