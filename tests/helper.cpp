@@ -48,13 +48,13 @@ int WriteLog(const Arguments&) {
   return 0;
 }
 
-/// FOLDER THREADS SECONDS HOW: works under load, silent or not, and prints what came of it.
+/// FOLDER THREADS RUNS HOW: works under load, silent or not, and prints the results' digests.
 int WorkUnderLoad(const Arguments& arguments) {
-  const orv::test::LoadTotals totals =
-      orv::test::RunLoad(orv::Utf8ToWide(arguments[0]), std::atoi(arguments[1].c_str()),
-                         std::atoi(arguments[2].c_str()), arguments[3] == "silent");
-  std::printf("%d", totals.runs);
-  for (const std::string& result : totals.results) std::printf(" %s", result.c_str());
+  for (const std::string& result :
+       orv::test::RunLoad(orv::Utf8ToWide(arguments[0]), std::atoi(arguments[1].c_str()),
+                          std::atoi(arguments[2].c_str()), arguments[3] == "silent")) {
+    std::printf("%s ", result.c_str());
+  }
   return 0;
 }
 

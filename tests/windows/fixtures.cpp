@@ -132,9 +132,14 @@ ProgramResult RunProgram(const std::string& program, const std::vector<std::stri
 
   ProgramResult result;
   PROCESS_INFORMATION process{};
-  const BOOL isStarted = CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr,
-                                        nullptr, &start, &process);
-  EXPECT_TRUE(isStarted) << program;
+  BOOL isStarted = FALSE;
+  // Under load the system refuses a start now and then.
+  for (int tries = 0; !isStarted && tries < 100; ++tries) {
+    if (tries > 0) Sleep(100);
+    isStarted = CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                               &start, &process);
+  }
+  EXPECT_TRUE(isStarted) << program << ": error " << GetLastError();
   if (isStarted) {
     DWORD code = 0;
     WaitForSingleObject(process.hProcess, INFINITE);
