@@ -7,6 +7,7 @@
 #include "tests/hostile_texts.h"
 #include "tests/xml_fixture.h"
 #include "xml/child_reader.h"
+#include "xml/encoding_names.h"
 #include "xml/entities.h"
 #include "xml/line_index.h"
 #include "xml/scanner.h"
