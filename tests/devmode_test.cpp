@@ -9,6 +9,7 @@
 #include <span>
 #include <utility>
 
+#include "config/property_tables.h"
 #include "devmode/differences.h"
 #include "devmode/record_fields.h"
 #include "orv/config/configs_cache.h"
