@@ -1,5 +1,5 @@
-/// From a file to the configuration record, and from the cache: what a driver pays for the first
-/// load of a printer's configuration and for each one after it.
+/// Loading a printer's configuration from a file and from the cache: the cost of the first load and
+/// of each later one.
 
 #include <benchmark/benchmark.h>
 #include <openssl/evp.h>
@@ -22,7 +22,7 @@
 
 namespace {
 
-/// The largest example, which has every option family.
+/// The largest example; it contains every option family.
 const std::filesystem::path kExample = ORV_EXAMPLES "/orv_conf_dx600p.xml";
 
 /// The size of a large model's file.
@@ -33,8 +33,7 @@ std::string ReadBytes(const std::filesystem::path& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/// The example with more of the options that its first family has, up to a large model's size, and
-/// signed.
+/// The example with additional options in its first family, up to a large model's size, and signed.
 std::string LargeConfiguration() {
   std::string text = ReadBytes(kExample);
   const std::size_t first = text.find("          <option>");
@@ -47,7 +46,7 @@ std::string LargeConfiguration() {
                       orv::WideToUtf8(orv::ConfigDigest(orv::Utf8ToWide(text), stated)));
 }
 
-/// That file as it is and protected, in a folder that is removed at the end.
+/// That file in plain and in protected form, in a folder that is removed at exit.
 struct Files {
   Files() {
     std::filesystem::create_directories(folder);
@@ -79,20 +78,20 @@ BENCHMARK(LoadProtected)->Unit(benchmark::kMicrosecond);
 BENCHMARK(LoadPlain)->Unit(benchmark::kMicrosecond);
 
 #if defined(ORV_PUGIXML_WIDE)
-/// The least that others need for the same, without files: the bytes decrypted, the text parsed and
-/// every element of it visited, and the digest of its bytes.
+/// The minimum work of the peers without files: decrypting the bytes, parsing the text, visiting
+/// every element, and computing the digest of the bytes.
 void LoadPeers(benchmark::State& state) {
   const std::string plain = ReadBytes(orv::ToPath(files.plain));
   const std::wstring text = orv::Utf8ToWide(plain);
   const auto size = static_cast<int>(plain.size());
   const unsigned char key[32] = {1, 2, 3};
-  const unsigned char vector[16] = {4, 5, 6};
+  const unsigned char initVector[16] = {4, 5, 6};
   std::vector<unsigned char> cipher(plain.size() + 16);
   int done = 0;
   int rest = 0;
   const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> context(
       EVP_CIPHER_CTX_new(), EVP_CIPHER_CTX_free);
-  EVP_EncryptInit_ex(context.get(), EVP_aes_256_cbc(), nullptr, key, vector);
+  EVP_EncryptInit_ex(context.get(), EVP_aes_256_cbc(), nullptr, key, initVector);
   EVP_EncryptUpdate(context.get(), cipher.data(), &done,
                     reinterpret_cast<const unsigned char*>(plain.data()), size);
   EVP_EncryptFinal_ex(context.get(), cipher.data() + done, &rest);
@@ -100,7 +99,7 @@ void LoadPeers(benchmark::State& state) {
   std::vector<unsigned char> bytes(plain.size() + 32);
   unsigned char digest[32];
   for (auto _ : state) {
-    EVP_DecryptInit_ex(context.get(), EVP_aes_256_cbc(), nullptr, key, vector);
+    EVP_DecryptInit_ex(context.get(), EVP_aes_256_cbc(), nullptr, key, initVector);
     EVP_DecryptUpdate(context.get(), bytes.data(), &done, cipher.data(), length);
     EVP_DecryptFinal_ex(context.get(), bytes.data() + done, &rest);
     if (done + rest != size) state.SkipWithError("not decrypted");
@@ -118,7 +117,7 @@ void ParseAndWalkPeer(benchmark::State& state) {
 BENCHMARK(ParseAndWalkPeer)->Unit(benchmark::kMicrosecond);
 #endif
 
-/// A text into its record.
+/// Parses a text into its configuration.
 void ParseIntoConfig(benchmark::State& state) {
   const std::wstring text = CCryptoHelper::LoadFileUTF8(files.plain, nullptr);
   for (auto _ : state) {
@@ -131,7 +130,7 @@ void ParseIntoConfig(benchmark::State& state) {
 }
 BENCHMARK(ParseIntoConfig)->Unit(benchmark::kMicrosecond);
 
-/// The steps of a load, to see where its time goes.
+/// The steps of a load, measured separately.
 void LoadText(benchmark::State& state) {
   for (auto _ : state) {
     benchmark::DoNotOptimize(CCryptoHelper::LoadFileUTF8(files.protectedForm, nullptr));
@@ -165,7 +164,7 @@ BENCHMARK(IndexText)->Unit(benchmark::kMicrosecond);
 BENCHMARK(ParseIndexed)->Unit(benchmark::kMicrosecond);
 BENCHMARK(ComputeDigest)->Unit(benchmark::kMicrosecond);
 
-/// A load that the cache answers, alone and with other threads at it.
+/// A load served from the cache, on one thread and on two.
 void LoadCached(benchmark::State& state) {
   static ConfigsCache* const cache = ConfigsCache::GetInstance();
   for (auto _ : state) {

@@ -1,4 +1,4 @@
-/// The cipher and the digest beside the bare library calls that do the same work.
+/// The cipher and the digest, compared with direct OpenSSL calls that do the same work.
 
 #include <benchmark/benchmark.h>
 #include <openssl/evp.h>
@@ -13,7 +13,7 @@
 namespace {
 
 constexpr BYTE kKey[33] = "A94E27C1B08D4F6E93D5C2E718B04A6F";
-constexpr BYTE kVector[17] = "PHQGHUMEAYLNLFDX";
+constexpr BYTE kInitVector[17] = "PHQGHUMEAYLNLFDX";
 
 using orv::HeapBuffer;
 using Context = std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)>;
@@ -32,13 +32,13 @@ HeapBuffer Buffer(std::size_t size) {
   return HeapBuffer(static_cast<BYTE*>(orv::HeapAllocate(size)));
 }
 
-/// Both directions into a new buffer; the length of the result.
+/// Encrypt or decrypt into a new buffer and return the length of the result.
 DWORD BareEncrypt(const BYTE* plain, DWORD length, HeapBuffer* cipher) {
   *cipher = Buffer(length + 16);
   const Context context(EVP_CIPHER_CTX_new(), EVP_CIPHER_CTX_free);
   int done = 0;
   int rest = 0;
-  EVP_EncryptInit_ex(context.get(), EVP_aes_256_cbc(), nullptr, kKey, kVector);
+  EVP_EncryptInit_ex(context.get(), EVP_aes_256_cbc(), nullptr, kKey, kInitVector);
   EVP_EncryptUpdate(context.get(), cipher->get(), &done, plain, static_cast<int>(length));
   EVP_EncryptFinal_ex(context.get(), cipher->get() + done, &rest);
   return static_cast<DWORD>(done + rest);
@@ -48,7 +48,7 @@ DWORD BareDecrypt(const BYTE* cipher, DWORD length, HeapBuffer* plain) {
   const Context context(EVP_CIPHER_CTX_new(), EVP_CIPHER_CTX_free);
   int done = 0;
   int rest = 0;
-  EVP_DecryptInit_ex(context.get(), EVP_aes_256_cbc(), nullptr, kKey, kVector);
+  EVP_DecryptInit_ex(context.get(), EVP_aes_256_cbc(), nullptr, kKey, kInitVector);
   EVP_DecryptUpdate(context.get(), plain->get(), &done, cipher, static_cast<int>(length));
   EVP_DecryptFinal_ex(context.get(), plain->get() + done, &rest);
   return static_cast<DWORD>(done + rest);
@@ -59,12 +59,12 @@ void EncryptOurs(benchmark::State& state) {
   const DWORD size = static_cast<DWORD>(plain.size());
   for (auto _ : state) {
     DWORD length = 0;
-    const HeapBuffer cipher(AesCbcEncrypt(kKey, 32, kVector, 16, plain.data(), size, &length));
+    const HeapBuffer cipher(AesCbcEncrypt(kKey, 32, kInitVector, 16, plain.data(), size, &length));
     benchmark::DoNotOptimize(cipher.get());
   }
   Finish(state);
 }
-/// With the decryption and comparison that an encryption checks itself by.
+/// Includes the decryption and comparison by which the library verifies each encryption.
 void EncryptBare(benchmark::State& state) {
   const std::vector<BYTE> plain = Plain(state);
   const DWORD size = static_cast<DWORD>(plain.size());
@@ -84,7 +84,7 @@ void DecryptOurs(benchmark::State& state) {
   const DWORD size = BareEncrypt(plain.data(), static_cast<DWORD>(plain.size()), &cipher);
   for (auto _ : state) {
     DWORD length = 0;
-    const HeapBuffer again(AesCbcDecrypt(cipher.get(), size, kKey, 32, kVector, 16, &length));
+    const HeapBuffer again(AesCbcDecrypt(cipher.get(), size, kKey, 32, kInitVector, 16, &length));
     benchmark::DoNotOptimize(again.get());
   }
   Finish(state);
@@ -101,7 +101,7 @@ void DecryptBare(benchmark::State& state) {
   Finish(state);
 }
 
-/// The digest function takes its buffer over: both sides make one and free it.
+/// The digest function takes ownership of its buffer, so both sides allocate and free one.
 void DigestOurs(benchmark::State& state) {
   const std::vector<BYTE> plain = Plain(state);
   for (auto _ : state) {

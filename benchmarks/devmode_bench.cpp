@@ -1,5 +1,5 @@
-// Merges of private records with a configuration in the cache. Logging is off except where a name
-// says otherwise; the registry, where it is read, is a fresh one.
+// Merges of private records with a cached configuration. Logging is off unless the benchmark's name
+// says otherwise; the registry is a new one.
 
 #include <benchmark/benchmark.h>
 
@@ -73,7 +73,7 @@ Setup& TheSetup() {
   return s_setup;
 }
 
-/// The library's own work of a merge: conversion and validation.
+/// The computation in a merge: conversion and validation.
 void ConvertAndValidate(benchmark::State& state, const tagOEMDEV& in) {
   Setup& setup = TheSetup();
   for (auto _ : state) {
@@ -95,7 +95,7 @@ BENCHMARK(BM_NothingToCorrect);
 BENCHMARK(BM_EverythingCorrected);
 BENCHMARK(BM_EverythingCorrectedAndLoggedToNowhere);
 
-/// Stock items of the printer as long as it lives.
+/// Creates stock items of the printer and removes them when destroyed.
 class StoredItems {
  public:
   explicit StoredItems(std::int64_t count) {
@@ -113,32 +113,32 @@ class StoredItems {
   const std::wstring path_ = orv::StockItemsPath(kPrinter, kDriver);
 };
 
-/// A whole merge through the entry point, with the printer's stock items looked at.
+/// A complete merge through the entry point, including the printer's stock items.
 void BM_EntryPointMerge(benchmark::State& state) {
   Setup& setup = TheSetup();
   const StoredItems items(state.range(0));
   for (auto _ : state) {
     if (hrOEMDevMode(&setup.client, setup.cache, kPrinter, OEMDM_MERGE, &setup.param) != S_OK) {
-      state.SkipWithError("refused");
+      state.SkipWithError("failed");
     }
   }
 }
 BENCHMARK(BM_EntryPointMerge)->ArgName("items")->Arg(0)->Arg(5)->Arg(50);
 
-/// Without the application's record no stock item is looked for.
+/// Without the application's record no stock item is searched for.
 void BM_EntryPointMergeWithoutApplication(benchmark::State& state) {
   Setup& setup = TheSetup();
   OEMDMPARAM param = setup.param;
   param.pPublicDMIn = nullptr;
   for (auto _ : state) {
     if (hrOEMDevMode(&setup.client, setup.cache, kPrinter, OEMDM_MERGE, &param) != S_OK) {
-      state.SkipWithError("refused");
+      state.SkipWithError("failed");
     }
   }
 }
 BENCHMARK(BM_EntryPointMergeWithoutApplication);
 
-// The steps of a merge that ask the system.
+// The steps of a merge that use system services.
 void BM_CachedConfiguration(benchmark::State& state) {
   Setup& setup = TheSetup();
   Config* config = nullptr;

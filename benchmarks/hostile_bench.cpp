@@ -1,7 +1,7 @@
-// Parsing texts made to be slow, at one, two and four million units: the time of each is to grow as
-// its length does. The units a second, which stay about the same then, are printed; where four
-// million go at less than a third of the speed of one million, the program ends with 1. A time that
-// grows as the square of the length makes that a quarter, a busy machine or a small cache does not.
+// Parses hostile texts of one, two and four million code units: the time must grow in proportion to
+// the length. The output contains the code units per second, which should be about constant. The
+// exit code is 1 if four million are parsed at less than a third of the speed of one million.
+// Quadratic time would make that a quarter; a busy machine or a small cache stays above a third.
 
 #include <benchmark/benchmark.h>
 
@@ -15,7 +15,7 @@
 
 namespace {
 
-/// Prints as usual, and keeps the speeds of each text, best of all its runs.
+/// Prints as usual, and stores the best speed of each text over all its runs.
 class Speeds : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run>& runs) override {
@@ -28,14 +28,15 @@ class Speeds : public benchmark::ConsoleReporter {
     }
   }
 
-  /// Says which texts take out of proportion long; whether none does.
+  /// Reports the texts whose time is not proportional to the length; returns true if there are
+  /// none.
   bool AreInProportion() const {
-    constexpr double kMost = 3;
+    constexpr double kMaxRatio = 3;
     bool areAll = true;
     for (const auto& [text, ofLength] : speeds_) {
       const double ratio = ofLength.begin()->second / ofLength.rbegin()->second;
-      if (ratio <= kMost) continue;
-      std::fprintf(stderr, "%s: a unit takes %.1f times as long in the longest text\n",
+      if (ratio <= kMaxRatio) continue;
+      std::fprintf(stderr, "%s: a code unit takes %.1f times as long in the longest text\n",
                    text.c_str(), ratio);
       areAll = false;
     }

@@ -15,8 +15,8 @@
 #include "imaging/pixels.h"
 #include "orv/imaging/bitmap_helper.h"
 
-/// Page work on one core, beside a copy of the page, the plain loops and Leptonica. Every figure is
-/// for a whole page; the counter is the time per pixel.
+/// Page functions on one core, compared with copying the page, the plain loops and Leptonica. Every
+/// figure is for a whole page; the counter is the time per pixel.
 
 namespace {
 
@@ -31,8 +31,7 @@ struct Size {
 };
 constexpr Size kSizes[] = {{"812x1218", 812, 1218}, {"2400x3600", 2400, 3600}};
 
-/// Text, a bar code and a picture as a colour at a place of a page, made from nothing but the
-/// place.
+/// These functions compute the colour of text, a bar code and a picture from the position alone.
 std::uint32_t TextAt(int x, int y) {
   const bool isBarcode = y % 600 > 480 && (x * 7919 >> 4) % 5 < 2;
   const bool isLetter = y % 600 < 420 && y % 30 < 18 && (x / 3 * 31 + y / 3 * 17) % 7 < 2;
@@ -76,7 +75,7 @@ std::unique_ptr<Bitmap> MakePage(const Size& size, Kind kind) {
   return page;
 }
 
-/// The page, made once a process.
+/// The page, generated once per process.
 Bitmap* PageOf(const Size& size, Kind kind) {
   static std::map<std::pair<int, Kind>, std::unique_ptr<Bitmap>> pages;
   std::unique_ptr<Bitmap>& page = pages[{size.width, kind}];
@@ -95,7 +94,7 @@ void CountPixels(benchmark::State& state, const Size& size) {
       benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
-/// Times `work` on a page whose pixels are put back before each run, untimed.
+/// Times `work` on a page whose pixels are restored before each run; restoring is not timed.
 template <typename Work>
 void RunOnPixels(benchmark::State& state, const Size& size, Kind kind, const Work& work) {
   const std::unique_ptr<Bitmap> page(Copy(PageOf(size, kind)));
@@ -124,7 +123,8 @@ void CopyPage(benchmark::State& state, const Size& size) {
   CountPixels(state, size);
 }
 
-/// The split as it is meant, step by step: the highlight extracted twice, each image in its turn.
+/// The split in separate steps: extracts the highlight twice and processes one image after the
+/// other.
 void SplitStepByStep(Bitmap* source, const ImagingKernels& kernels, double tolerance) {
   const orv::HighlightRule rule = {0xFFE02020, tolerance};
   const auto locked = [](Bitmap* bitmap, auto work) {
@@ -145,7 +145,7 @@ void SplitStepByStep(Bitmap* source, const ImagingKernels& kernels, double toler
   });
 }
 
-/// Times the pages behind the first one: that one alone is mostly memory that is new to the system.
+/// Times the pages after the first one, which mostly measures memory that is new to the system.
 template <typename Work>
 void RunWarm(benchmark::State& state, Work work) {
   work();
@@ -211,7 +211,7 @@ void LeptonicaBounds(benchmark::State& state, const Size& size, Kind kind) {
   const PixPointer pix(pixCreate(size.width, size.height, 1));
   for (int y = 0; y < size.height; ++y) {
     for (int x = 0; x < size.width; ++x) {
-      // Leptonica's 1 is ink.
+      // In Leptonica 1 is ink.
       if ((bits.Row(static_cast<UINT>(y))[x / 8] >> (7 - x % 8) & 1) == 0) {
         pixSetPixel(pix.get(), x, y, 1);
       }

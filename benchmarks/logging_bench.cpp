@@ -1,5 +1,5 @@
-/// What logging costs its callers: a call that is not to be written, and a line that is, beside the
-/// bare work of opening a file, appending to it and closing it.
+/// The cost of a suppressed log call and of a written line, compared with the bare system calls
+/// that open a file, append to it and close it.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -19,7 +19,7 @@ namespace {
 
 constexpr wchar_t kMessage[] = L"The label's width 104000 is above its maximum 100000";
 
-/// A folder for the log and a settings store that names it.
+/// A folder for the log, and a registry store with the setting that names it.
 const std::filesystem::path& LogFolder() {
   static const std::filesystem::path folder = [] {
     const std::filesystem::path made =
@@ -76,7 +76,7 @@ BENCHMARK_F(Logging, WrittenLine)(benchmark::State& state) {
   for (auto _ : state) CLogger::LOG_ERROR(&client_, kMessage, L"DevMode");
 }
 
-const std::string kLine(236, 'x');  // as many bytes as the line above has
+const std::string kLine(236, 'x');  // as long as the line above
 
 void BareOpenAppendClose(benchmark::State& state) {
   const std::string path = LogFolder() / "bare";
@@ -88,8 +88,8 @@ void BareOpenAppendClose(benchmark::State& state) {
 }
 BENCHMARK(BareOpenAppendClose);
 
-/// The same for a file that starts with a header and that nobody else may hold: whether it is there
-/// is asked first, then it is held while the line is written.
+/// The same for a file with a header line and exclusive access: checks whether the file exists,
+/// then locks it while the line is written.
 void BareExclusiveAppend(benchmark::State& state) {
   const std::string path = LogFolder() / "held";
   for (auto _ : state) {

@@ -3,9 +3,9 @@
 #include <cstddef>
 #include <string>
 
-/// The XML parsers that ours is measured against, each behind the same two questions. A result is
-/// the number of elements and of units of attribute values and text seen, so that nothing is left
-/// out by the compiler.
+/// The XML parsers that ours is compared with, through a common interface. `seen` is the number of
+/// elements plus the code units of attribute values and text; it keeps the compiler from removing
+/// the work.
 
 namespace orv::bench {
 
@@ -14,7 +14,7 @@ struct PeerResult {
   std::size_t seen;
 };
 
-/// Parses into a tree, with the copy of the text that the parser needs.
+/// Parses into a tree, including the copy of the text that the parser needs.
 PeerResult PugixmlParse(const std::string& text);
 PeerResult PugixmlWideParse(const std::wstring& text);
 PeerResult ExpatParse(const std::string& text);

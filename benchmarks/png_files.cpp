@@ -7,13 +7,13 @@
 #include "orv/platform/graphics.h"
 #include "platform/files.h"
 
-/// `png_files PAGE PLANE.pbm...`: reads a page and writes planes, which it finds as raw bits, as
-/// one-bit PNG files. What a command that splits a page cannot do without, to hold the whole
-/// command against.
+/// `png_files PAGE PLANE.pbm...`: reads a page, and converts planes from raw bits to one-bit PNG
+/// files. This is the minimum file work of a command that splits a page, as a baseline for the
+/// whole command.
 
 namespace {
 
-/// The image of a raw PBM file; null when it is none.
+/// Reads a raw PBM file; returns null if it is invalid.
 std::unique_ptr<Bitmap> ReadBits(const char* path) {
   std::ifstream file(path, std::ios::binary);
   std::string magic;
@@ -32,7 +32,7 @@ std::unique_ptr<Bitmap> ReadBits(const char* path) {
     char* const row = static_cast<char*>(data.Scan0) + std::ptrdiff_t{y} * data.Stride;
     file.read(row, (width + 7) / 8);
     for (int i = 0; i < (width + 7) / 8; ++i)
-      row[i] = static_cast<char>(~row[i]);  // ink is 1 there
+      row[i] = static_cast<char>(~row[i]);  // in PBM 1 is ink
   }
   bitmap->UnlockBits(&data);
   return file ? std::move(bitmap) : nullptr;

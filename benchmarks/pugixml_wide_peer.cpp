@@ -1,4 +1,4 @@
-// Pugixml with wide text, from its source and under another name, beside the packaged library.
+// pugixml in wide mode, compiled from its source in another namespace than the packaged library.
 
 #define PUGIXML_WCHAR_MODE
 #define pugi pugi_wide

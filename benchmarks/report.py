@@ -1,7 +1,7 @@
-"""Runs the benchmark programs and whole commands, and prints ours beside the peers.
+"""Runs the benchmark programs and whole commands, and compares the library with its peers.
 
-report.py BUILD_FOLDER [--json] [--quick]: every benchmark runs pinned to one core, several times;
-what is shown is the median and the ratio of the medians. The rows below say what is compared.
+report.py BUILD_FOLDER [--json] [--quick]: every benchmark runs several times, pinned to one core. The
+output contains the medians and their ratios. The rows below define the comparisons.
 """
 
 import argparse
@@ -15,9 +15,7 @@ import sys
 import tempfile
 import time
 
-# A goal is the most that ours may take, as a share of the peer's time; or a time of its own.
-# The names in braces stand for every value of their list below.
-# Documents of the system's packages, measured where they are installed.
+# Documents from Debian packages, measured if they are installed.
 REAL_DOCS = [path for path in ("/usr/share/gir-1.0/Gio-2.0.gir",
                                "/usr/share/mime/packages/freedesktop.org.xml",
                                "/usr/share/doc/HTML/en/katepart/development.docbook")
@@ -31,14 +29,16 @@ LISTS = {
     "{n}": ["4", "8", "16"],
 }
 
-# A heap that gives nothing back to the system keeps the memory that it has touched.
+# With these settings the heap returns no memory to the system, so all of it has been touched before.
 WARM_HEAP = {"GLIBC_TUNABLES": "glibc.malloc.trim_threshold=4294967296:"
                                "glibc.malloc.mmap_threshold=4294967296"}
-# Program, its environment, and which of its benchmarks.
+# Program, environment, and a pattern of its benchmarks.
 RUNS = {"xml": ({}, "."), "xml, warm": (WARM_HEAP, "^(SetDoc|pugixml_wide)/"),
         "config": ({}, "."), "config, warm": (WARM_HEAP, "^Load(Protected|Peers)$"),
         "crypto": ({}, "."), "devmode": ({}, "."), "logging": ({}, "."), "imaging": ({}, ".")}
 
+# A goal is the maximum for the library: a ratio to the peer's time, or a time. A name in braces stands
+# for every value of its list above.
 ROWS = [
     # run, what, ours, peer, peer's name, goal
     ("xml", "SetDoc {doc}", "SetDoc/{doc}", "pugixml_wide/{doc}", "pugixml, wchar_t", 1 / 1.5),
@@ -97,7 +97,7 @@ ROWS = [
 
 
 def expanded(rows):
-    """Every row once for each value of the lists that it names."""
+    """Expands each row for every value of the lists it names."""
     for row in rows:
         variants = [row]
         for name, values in LISTS.items():
@@ -114,7 +114,7 @@ def pinned(command):
 
 
 def run_benchmarks(program, environment, chosen, quick, documents):
-    """The median time of every chosen benchmark of a program, in seconds."""
+    """Returns the median time of every selected benchmark of a program, in seconds."""
     command = pinned([program, *documents, "--benchmark_filter=" + chosen, "--benchmark_format=json",
                       "--benchmark_report_aggregates_only=true",
                       "--benchmark_enable_random_interleaving=true"])
@@ -128,21 +128,21 @@ def run_benchmarks(program, environment, chosen, quick, documents):
 
 
 def run_command(command, repetitions):
-    """The median time of a whole command, in seconds; None when it is not installed or fails."""
+    """Returns the median time of a whole command in seconds, or None if it is missing or fails."""
     if shutil.which(command[0]) is None:
         return None
     times = []
     for _ in range(repetitions):
         start = time.perf_counter()
         if subprocess.run(pinned(command), stdout=subprocess.DEVNULL).returncode != 0:
-            print(f"failed, and left out: {' '.join(command)}", file=sys.stderr)
+            print(f"skipped because it failed: {' '.join(command)}", file=sys.stderr)
             return None
         times.append(time.perf_counter() - start)
     return statistics.median(times)
 
 
 def whole_commands(build, quick):
-    """Whole programs on a page of 2400 x 3600, process start and files included."""
+    """Times whole programs on a page of 2400 x 3600, including process start and files."""
     repetitions = 1 if quick else 7
     sample = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "examples", "label_page.png")
     orv = os.path.join(build, "tools/orv/orv")
@@ -158,8 +158,8 @@ def whole_commands(build, quick):
                                 written + ".pbm"], check=True)
             files = run_command([os.path.join(build, "benchmarks/png_files"), page, black + ".pbm",
                                  red + ".pbm"], repetitions)
-        # The same job in ImageMagick's words: the parts near a colour, both planes dithered. Ours
-        # writes one-bit images with zlib's level 1, and so do the others.
+        # The same task in ImageMagick: the areas near a colour, both planes dithered. All programs write
+        # one-bit images with zlib's level 1.
         plane = ["-define", "png:compression-level=1", "-colorspace", "gray", "-dither", "FloydSteinberg", "-monochrome"]
         near = ["-fuzz", "30%", "-fill", "white"]
         magick = run_command(
@@ -195,7 +195,7 @@ def in_seconds(text):
 
 
 def result(what, ours, name, peer, goal):
-    """One line of the report; `goal` is a ratio, a time, or None."""
+    """Returns one line of the report; `goal` is a ratio, a time, or None."""
     ratio = ours / peer if ours is not None and peer else None
     met = None
     if isinstance(goal, str):
@@ -231,7 +231,7 @@ def main():
     results = []
     for run, what, ours, peer, name, goal in expanded(ROWS):
         if peer is not None and peer not in times[run]:
-            continue  # a peer that this build has not
+            continue  # a peer that this build lacks
         results.append(result(what, times[run][ours], name, times[run].get(peer), goal))
     print("running whole commands ...", file=sys.stderr)
     for what, ours, name, peer, goal in whole_commands(options.build, options.quick):

@@ -1,5 +1,5 @@
-/// Conversion between UTF-8 and wide text, in bytes of UTF-8 a second, beside the C library's
-/// iconv.
+/// Conversion between UTF-8 and wide text in bytes of UTF-8 per second, compared with the C
+/// library's iconv.
 
 #include <benchmark/benchmark.h>
 #include <iconv.h>
@@ -10,8 +10,8 @@
 
 namespace {
 
-/// Half a megabyte of words of random length out of letters, so that no branch can be foreseen from
-/// the words before.
+/// Half a megabyte of random words made from `letters`. The words have random lengths, so branches
+/// cannot be predicted from previous words.
 std::string Words(const std::wstring& letters) {
   std::wstring text;
   std::uint32_t state = 1;
@@ -39,10 +39,10 @@ void Encode(benchmark::State& state, const std::wstring& letters) {
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
 }
 
-/// Converts into a new text of as many units as there may be at most.
+/// Converts into a new text that is allocated with the maximum number of code units.
 template <typename Text, typename Source>
-Text Iconv(iconv_t conversion, const Source& source, std::size_t most) {
-  Text text(most, 0);
+Text Iconv(iconv_t conversion, const Source& source, std::size_t maxLength) {
+  Text text(maxLength, 0);
   char* in = const_cast<char*>(reinterpret_cast<const char*>(source.data()));
   char* out = reinterpret_cast<char*>(text.data());
   std::size_t left = source.size() * sizeof source[0];

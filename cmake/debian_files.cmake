@@ -1,4 +1,4 @@
-# What only a Debian package holds, added to the files of one before it is built.
+# Adds the files that only Debian packages contain, before the package is built.
 
 if(NOT CPACK_GENERATOR STREQUAL "DEB")
   return()

@@ -1,12 +1,12 @@
-# What is installed, and where. The components are runtime (the library as programs need it),
-# development (what compiling against it needs), program (orv) and documents. Everything finds
-# everything else by relative paths, so that the whole can be moved.
+# The installed files and their locations. The components are runtime (the library for programs),
+# development (headers and build files), program (orv) and documents. Files refer to each other by
+# relative paths, so the installation can be moved.
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-# What callers include: everything below include/. Elsewhere than on Windows the system's types come
-# from the library's own headers.
+# Callers may include everything below include/. On Linux the library's own headers define the Windows
+# types.
 if(WIN32)
   set(other_system PATTERN posix EXCLUDE)
 endif()
@@ -23,7 +23,7 @@ install(TARGETS orv_shared EXPORT orv_shared_shared
 install(TARGETS orv_static EXPORT orv_shared_static
         ARCHIVE COMPONENT development
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-# The library looks for its resources in its own folder.
+# The library loads its resources from its own folder.
 if(WIN32)
   set(library_folder ${CMAKE_INSTALL_BINDIR})
 else()
@@ -49,7 +49,7 @@ install(FILES ${PROJECT_BINARY_DIR}/orv_shared-config.cmake
 
 file(RELATIVE_PATH pc_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 if(WIN32)
-  set(pc_libraries "-l:liborv_shared.dll.a -lgdiplus")  # by its file name: also found with -static
+  set(pc_libraries "-l:liborv_shared.dll.a -lgdiplus")  # a file name is also found with -static
 else()
   set(pc_libraries "-lorv_shared")
   set(pc_static_libraries "-lcrypto -lpng -lsqlite3")

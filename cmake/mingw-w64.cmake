@@ -1,5 +1,5 @@
-# Builds for 64-bit Windows with MinGW-w64 (POSIX threads, for std::mutex) and runs what it builds
-# under Wine.
+# Builds for 64-bit Windows with MinGW-w64 (POSIX threads, for std::mutex) and runs the programs under
+# Wine.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)

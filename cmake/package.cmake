@@ -1,10 +1,10 @@
-# Packages of what is installed: natively a .deb and a .tar.gz, for Windows a .zip.
+# Packages of the installed files: a .deb and a .tar.gz for Linux, a .zip for Windows.
 
 set(CPACK_PACKAGE_NAME orv-shared)
 set(CPACK_PACKAGE_VENDOR "the orv_shared authors")
-# Who answers for a package: who makes it, as Debian's tools are told by DEBFULLNAME and DEBEMAIL, of
-# which the latter may hold the name too, or else the author of the sources. Name and address are one
-# person's: what is missing of them is the user's.
+# The maintainer of a package is the person who builds it: DEBFULLNAME and DEBEMAIL, as in Debian's tools
+# (DEBEMAIL may contain the name too), or else the author of the last commit. If only the name or only the
+# address is set, the other one is taken from the current user, so both belong to one person.
 set(name "$ENV{DEBFULLNAME}")
 set(mail "$ENV{DEBEMAIL}")
 if(NOT name AND NOT mail)
@@ -36,7 +36,7 @@ else()
   set(CPACK_GENERATOR DEB TGZ)
 endif()
 
-# One package holds all components: each of them is small.
+# One package contains all components, because each of them is small.
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_SECTION misc)

@@ -1,9 +1,9 @@
-# Everything that says the version takes it from the project's.
+# All version numbers come from the version of the CMake project.
 
 configure_file(cmake/version.h.in include/orv/version.h @ONLY)
 
-# orv_version_resource(TARGET TYPE DESCRIPTION): gives a Windows library (VFT_DLL) or program
-# (VFT_APP) the record that the system shows of a file; nothing elsewhere.
+# orv_version_resource(TARGET TYPE DESCRIPTION): adds a version resource to a Windows library (VFT_DLL) or
+# program (VFT_APP). Does nothing on Linux.
 function(orv_version_resource target type description)
   if(NOT WIN32)
     return()

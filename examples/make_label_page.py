@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Draws label_page.png: a label for a two-colour printer, 4 x 6 inches at 203 dpi.
 
-Text, a bar code, a picture in shades of grey and colour, and a red mark with soft edges: what a
-page has to have to show how it is reduced, dithered and split. Needs nothing but Python.
+It contains text, a bar code, a picture in shades of grey and colour, and a red mark with soft edges, to
+show how a page is reduced, dithered and split. Only Python is required.
 
     python3 examples/make_label_page.py [OUT.png]
 """
@@ -15,7 +15,7 @@ import zlib
 WIDTH, HEIGHT = 812, 1218
 WHITE, BLACK, RED = (255, 255, 255), (0, 0, 0), (224, 32, 32)
 
-# Letters of 5 x 7 dots, a row of dots in each group.
+# Letters of 5 x 7 dots; each group is one row.
 LETTERS = {
     "A": "01110 10001 10001 11111 10001 10001 10001", "B": "11110 10001 11110 10001 10001 10001 11110",
     "C": "01111 10000 10000 10000 10000 10000 01111", "D": "11110 10001 10001 10001 10001 10001 11110",
@@ -37,7 +37,7 @@ LETTERS = {
     ":": "00000 01100 01100 00000 01100 01100 00000", " ": "00000 00000 00000 00000 00000 00000 00000",
 }
 
-# Code 39: nine elements a character, bar first, w for wide.
+# Code 39: nine elements per character, starting with a bar; w is wide, n is narrow.
 CODE39 = {
     "0": "nnnwwnwnn", "1": "wnnwnnnnw", "2": "nnwwnnnnw", "3": "wnwwnnnnn", "4": "nnnwwnnnw",
     "5": "wnnwwnnnn", "6": "nnwwwnnnn", "7": "nnnwnnwnw", "8": "wnnwnnwnn", "9": "nnwwnnwnn",
@@ -78,7 +78,7 @@ class Page:
             x += narrow
 
     def picture(self, left, top, width, height):
-        """A sun over hills: smooth shades that a printer can only show by dots."""
+        """Draws a sun over hills: smooth shades that a printer can only reproduce with dots."""
         for y in range(height):
             for x in range(width):
                 sky = y / height
@@ -92,7 +92,7 @@ class Page:
                 self.put(left + x, top + y, [min(255, max(0, round(c))) for c in colour])
 
     def mark(self, centre_x, centre_y, radius):
-        """A ring around a five-pointed star whose edges fade over two pixels."""
+        """Draws a ring around a five-pointed star; the edges fade over two pixels."""
         for y in range(centre_y - radius - 3, centre_y + radius + 4):
             for x in range(centre_x - radius - 3, centre_x + radius + 4):
                 distance = math.hypot(x - centre_x, y - centre_y)
@@ -112,7 +112,7 @@ class Page:
         header = struct.pack(">IIBBBBB", WIDTH, HEIGHT, 8, 2, 0, 0, 0)
         previous = bytes(3 * WIDTH)
         data = bytearray()
-        for row in self.rows:  # each row as its difference from the one above
+        for row in self.rows:  # filter type 2: each row minus the one above
             data += b"\x02" + bytes((a - b) & 255 for a, b in zip(row, previous))
             previous = row
         path.write_bytes(b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) +

@@ -15,26 +15,27 @@ void ConfigFile(Input input) {
   Config* loaded = nullptr;
   const bool isGood = CConfigParser::Load(file, &loaded, nullptr, nullptr);
   const std::unique_ptr<Config> config(loaded);
-  Require(isGood == (config != nullptr), "a record comes with success and only then");
+  Require(isGood == (config != nullptr),
+          "a configuration is returned if and only if loading succeeds");
 }
 
 void ProtectedFile(Input input) {
   CEncryptionAES cipher("a key of any length", "CNF");
   const auto size = static_cast<DWORD>(input.size());
-  // A buffer of exactly this size, so that a read behind its end is seen.
+  // The buffer has exactly this size, so the sanitizer detects a read past its end.
   const auto exact = std::make_unique<BYTE[]>(input.size());
   std::copy(input.begin(), input.end(), exact.get());
   DWORD length = 0;
   DWORD code = 0;
-  const HeapBuffer refused(cipher.DecryptAsBytes(exact.get(), size, &length, &code));
+  const HeapBuffer rejected(cipher.DecryptAsBytes(exact.get(), size, &length, &code));
   if (size > 0) {
     const HeapBuffer hidden(cipher.EncryptAsBytes(exact.get(), size, &length));
-    Require(hidden != nullptr, "bytes are encrypted");
+    Require(hidden != nullptr, "bytes can be encrypted");
     DWORD plainLength = 0;
     const HeapBuffer plain(cipher.DecryptAsBytes(hidden.get(), length, &plainLength, &code));
-    Require(plain != nullptr && plainLength == size, "what was encrypted is decrypted");
-    Require(std::memcmp(plain.get(), exact.get(), size) == 0, "the same bytes come back");
-    // One wrong byte anywhere is refused or gives other bytes, and does no harm.
+    Require(plain != nullptr && plainLength == size, "encrypted bytes can be decrypted");
+    Require(std::memcmp(plain.get(), exact.get(), size) == 0, "decryption restores the same bytes");
+    // One wrong byte anywhere causes an error or different bytes, and nothing worse.
     hidden[input[0] % length] ^= static_cast<BYTE>(1 + input[size - 1] % 255);
     const HeapBuffer damaged(cipher.DecryptAsBytes(hidden.get(), length, &plainLength, &code));
   }

@@ -7,7 +7,7 @@
 namespace orv::fuzz {
 namespace {
 
-/// Pixels in a buffer of exactly their size.
+/// Pixels in a buffer of exactly the required size.
 struct Pixels {
   std::vector<std::uint8_t> bytes;
   int width;
@@ -17,17 +17,17 @@ struct Pixels {
   PixelPlane Plane() { return {bytes.data(), stride, width, height}; }
 };
 
-/// Runs one piece of work with the loops of every level; `Work(kernels, pixels)` gives what is
-/// compared beside the pixels.
+/// Runs `work` with the loops of every level and compares the pixels and the values it returns.
 template <typename Work>
 void Compare(const Pixels& page, const Work& work) {
   Pixels expected = page;
-  const auto answer = work(kPlainKernels, expected);
+  const auto expectedResult = work(kPlainKernels, expected);
   for (const CpuLevel level : {CpuLevel::kSse41, CpuLevel::kAvx2}) {
     if (level > SupportedCpuLevel()) continue;
     Pixels actual = page;
-    Require(work(ImagingKernelsFor(level), actual) == answer, "every level answers the same");
-    Require(actual.bytes == expected.bytes, "every level leaves the same pixels");
+    Require(work(ImagingKernelsFor(level), actual) == expectedResult,
+            "every level returns the same result");
+    Require(actual.bytes == expected.bytes, "every level produces the same pixels");
   }
 }
 
@@ -44,7 +44,7 @@ void Imaging(Input input) {
   const HighlightRule rule = {colour, reader.Byte() / 255.0};
   std::uint8_t thresholds[256];
   for (std::uint8_t& entry : thresholds) entry = reader.Byte();
-  // The pixels repeat what is left of the input.
+  // The pixels repeat the rest of the input.
   const Input pattern = reader.Rest();
   page.bytes.resize(static_cast<std::size_t>(page.stride * page.height), 0xFF);
   for (std::size_t i = 0; i < page.bytes.size() && !pattern.empty(); ++i) {

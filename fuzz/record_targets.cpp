@@ -34,18 +34,19 @@ void Record(Input input) {
   std::memcpy(&record, input.data(), std::min(input.size(), sizeof(record)));
   tagOEMDEV copy = {};
   ConvertOEMDevmodeVersions(nullptr, &record, &copy);
-  // The first time rounds the settings to the older layout's units; from then on nothing changes.
+  // The first round trip rounds the settings to the older layout's units; later ones change
+  // nothing.
   const auto convert = [](tagOEMDEV settled) {
     ConvertEp2Orv(&settled);
     ConvertOrv2Ep(&settled);
     return settled;
   };
   copy = convert(convert(record));
-  Require(AreSame(convert(copy), copy), "converting there and back settles");
+  Require(AreSame(convert(copy), copy), "repeated round trips change nothing");
   EnsureValidOEMDevmode(nullptr, &SampleConfig(), &record);
   tagOEMDEV again = record;
   EnsureValidOEMDevmode(nullptr, &SampleConfig(), &again);
-  Require(AreSame(again, record), "a repaired record needs no repair");
+  Require(AreSame(again, record), "a validated record needs no corrections");
 }
 
 void RegistryFile(Input input) {
@@ -65,12 +66,12 @@ void RegistryFile(Input input) {
   faults.clear();
   tool::ParseRegFile(written, &read, &faults);
   std::erase_if(read, [](const auto& c) { return c.kind != tool::RegChange::Kind::kSetValue; });
-  Require(faults.empty() && read.size() == values.size(), "what is written is read");
+  Require(faults.empty() && read.size() == values.size(), "a written file can be read");
   for (std::size_t i = 0; i < values.size(); ++i) {
     Require(read[i].name == values[i]->name && read[i].path == values[i]->path &&
                 read[i].value.type == values[i]->value.type &&
                 read[i].value.data == values[i]->value.data,
-            "a value comes back as it was");
+            "a value is read as it was written");
   }
 }
 
@@ -83,7 +84,7 @@ void RecordText(Input input) {
   }
   const std::string text = tool::RecordAsText(record);
   const tagOEMDEV again = tool::RecordFromText(std::wstring(text.begin(), text.end()), L"again");
-  Require(AreSame(again, record), "a record comes back from its text");
+  Require(AreSame(again, record), "a record is restored from its text");
 }
 
 }  // namespace orv::fuzz

@@ -6,9 +6,9 @@
 
 #include "fuzz/targets.h"
 
-/// The fuzz targets without the fuzzer. `fuzz_replay CORPUS` runs every target over the files of
-/// its folder, each also cut short at several places, so that what the targets check holds in every
-/// build; `fuzz_replay TARGET FILE...` runs one over files, to look into a find. A broken promise
+/// The fuzz targets without the fuzzer. `fuzz_replay CORPUS` runs every target on the files of its
+/// folder, complete and truncated at several lengths, so the targets' checks run in every build.
+/// `fuzz_replay TARGET FILE...` runs one target on files, to examine a crash. A failed check
 /// aborts; a target without files is an error.
 
 namespace {
@@ -51,7 +51,7 @@ int RunFolder(const Target& target, const std::filesystem::path& folder) {
   int files = 0;
   std::error_code none;
   for (const auto& entry : std::filesystem::directory_iterator(folder, none)) {
-    // Said before the run, so that what a crash was about can be seen.
+    // Printed before the run to identify the input of a crash.
     std::printf("%s %s\n", target.name, entry.path().filename().string().c_str());
     std::fflush(stdout);
     Run(target, entry.path());

@@ -11,13 +11,13 @@
 namespace orv::fuzz {
 namespace {
 
-/// Messages are composed, but what is said of made-up files is not for the driver's own log.
+/// Messages are formatted, but those about fuzzed files must not reach the driver's log.
 const bool kLogsNothing = [] {
   CLogger::m_bWriteLogToFile = FALSE;
   return true;
 }();
 
-/// Removed when the process ends well; what a crash leaves is found below the temporary folder.
+/// Removed at normal exit; a crash leaves it in the temporary folder for examination.
 class Folder {
  public:
   Folder() {
@@ -42,9 +42,9 @@ const Folder& OwnFolder() {
 
 }  // namespace
 
-void Require(bool holds, const char* promise) {
+void Require(bool holds, const char* guarantee) {
   if (holds) return;
-  std::fprintf(stderr, "does not hold: %s\n", promise);
+  std::fprintf(stderr, "violated: %s\n", guarantee);
   std::abort();
 }
 

@@ -30,7 +30,7 @@ inline void ApplyEdit(CMarkup& doc, const EditStep& step) {
   static constexpr const wchar_t* kMarkup[] = {
       L"<s/>", L"<s><t x='>'/>u<v>w</v></s>", L"<s>", L"<a>1</a>", L"x<y/>", L"<!--c--><s/>"};
   // The last one, an element without an end tag, makes all that follows ill-formed: it is rare.
-  static constexpr int kFlags[] = {0, 1, 2, 4, 8, 3, 6, 0x1000, 0x1002, CMarkup::ADD_NOEND};
+  static constexpr int kFlags[] = {0, 1, 2, 4, 0x4008, 3, 6, 0x1000, 0x5002, CMarkup::ADD_NOEND};
   // Each a number; moves have several, so that documents get deep.
   using Edit = void (*)(CMarkup&, const EditArguments&);
   static constexpr Edit kEdits[] = {

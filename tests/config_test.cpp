@@ -1,5 +1,5 @@
-/// Configuration files from their bytes to the record: every section, message and oddity that
-/// callers rely on.
+/// Configuration files from their bytes to the record: every section, every message, and what is
+/// kept for compatibility.
 
 #include "orv/config/config_parser.h"
 
@@ -28,6 +28,13 @@ using orv::test::Fields;
 using orv::test::LogCapture;
 using orv::test::TemporaryFolder;
 using orv::test::WriteBytes;
+
+/// A writable text is not taken for a handle.
+template <typename Path>
+concept IsLoadable = requires(Path path) {
+  CConfigParser::Load(path, nullptr, nullptr, nullptr);
+};
+static_assert(IsLoadable<const wchar_t*> && !IsLoadable<wchar_t*> && !IsLoadable<wchar_t (&)[9]>);
 
 /// `{name=value|name=value}` stands for property elements, `[...]` for a properties element of
 /// them.
@@ -208,7 +215,9 @@ TEST_F(ConfigLoad, VersionDecidesWhetherADeviceIsRead) {
     EXPECT_EQ(Log().ends_with(L"Details: Required element <device> was not found!\n"), isRead);
     const Config config = Read(With(L"<fileInfo>[{version=12}]</fileInfo>", info));
     EXPECT_EQ(config.device.model.modelId, isRead ? 7 : 0);
-    EXPECT_EQ(config.device.generalSettings.resolutionDpiX, 300);
+    const GeneralSettings& settings = config.device.generalSettings;
+    EXPECT_EQ(settings.resolutionDpiX, isRead ? 300 : 0);
+    EXPECT_EQ(settings.resolutionDpiY, isRead ? 300 : 0);
     EXPECT_EQ(Log(), L"");
     return std::wstring(isRead ? L"read" : L"not read");
   });

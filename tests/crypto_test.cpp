@@ -333,6 +333,8 @@ TEST_F(ProtectedFile, SaysWhyAFileIsNotLoaded) {
 TEST_F(ProtectedFile, ConversionsNeedASourceAndATarget) {
   Write(L"plain", "text");
   ASSERT_EQ(CCryptoHelper::AesEncryptFile(Name(L"plain"), Name(L"made"), nullptr), 0u);
+  const std::filesystem::path empty = folder_.path() / "empty";
+  std::filesystem::create_directory(empty);
   const CString nowhere = Name(L"no folder") + orv::kPathSeparator + L"out";
   for (const bool encrypts : {true, false}) {
     const auto convert = encrypts ? &CCryptoHelper::AesEncryptFile : &CCryptoHelper::AesDecryptFile;
@@ -343,8 +345,11 @@ TEST_F(ProtectedFile, ConversionsNeedASourceAndATarget) {
     }
     EXPECT_FALSE(std::filesystem::exists(orv::ToPath(Name(L"new"))));
 
-    EXPECT_EQ(convert(source, nowhere, nullptr), 1u);
-    EXPECT_EQ(Log(), L"ERR Fatal Error: Unable to create target file " + nowhere + L"\r\n\n");
+    for (const CString& target : {nowhere, Name(L"empty"), folder_.Name()}) {
+      EXPECT_EQ(convert(source, target, nullptr), 1u);
+      EXPECT_EQ(Log(), L"ERR Fatal Error: Unable to create target file " + target + L"\r\n\n");
+    }
+    EXPECT_TRUE(std::filesystem::is_directory(empty));
 
     // An old target goes first; none of its bytes stay.
     Write(L"out", std::string(1000, 'o'));

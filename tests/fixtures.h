@@ -159,6 +159,9 @@ ProgramResult RunProgram(const std::string& program, const std::vector<std::stri
 /// Does work on a thread whose stack has 128 KB, and waits for it.
 void RunOnSmallStack(const std::function<void()>& work);
 
+/// What `GetModulePath` gives for a module that is loaded from a new file of this name.
+std::wstring PathOfModuleAt(const std::filesystem::path& file);
+
 /// A text of a library of resources by its number.
 std::wstring ReadResourceText(HINSTANCE resources, unsigned number);
 

@@ -7,11 +7,15 @@
 #include <vector>
 
 #include "base/utf8.h"
+#include "orv/devmode/stock_items.h"
+#include "orv/imaging/bitmap_helper.h"
 #include "orv/logging/logger.h"
 #include "orv/platform/registry.h"
+#include "orv/platform/spooler.h"
 #include "orv/session/session_data.h"
 #include "platform/files.h"
 #include "platform/modules.h"
+#include "tests/devmode_names.h"
 #include "tests/fixtures.h"
 #include "tests/load.h"
 
@@ -44,13 +48,13 @@ int WriteLog(const Arguments&) {
   return 0;
 }
 
-/// FOLDER THREADS SECONDS HOW: works under load, silent or not, and prints what came of it.
+/// FOLDER THREADS RUNS HOW: works under load, silent or not, and prints the results' digests.
 int WorkUnderLoad(const Arguments& arguments) {
-  const orv::test::LoadTotals totals =
-      orv::test::RunLoad(orv::Utf8ToWide(arguments[0]), std::atoi(arguments[1].c_str()),
-                         std::atoi(arguments[2].c_str()), arguments[3] == "silent");
-  std::printf("%d", totals.runs);
-  for (const std::string& result : totals.results) std::printf(" %s", result.c_str());
+  for (const std::string& result :
+       orv::test::RunLoad(orv::Utf8ToWide(arguments[0]), std::atoi(arguments[1].c_str()),
+                          std::atoi(arguments[2].c_str()), arguments[3] == "silent")) {
+    std::printf("%s ", result.c_str());
+  }
   return 0;
 }
 
@@ -61,17 +65,43 @@ int SaveOwnSession(const Arguments&) {
   return orv::test::SaveSession(std::to_wstring(id)) ? 0 : 1;
 }
 
-/// Prints whether it counts as started by a system host.
-int TellHost(const Arguments&) {
-  std::uint32_t isSystemParent = 2;
-  GetSessionIsSystemParent(&isSystemParent);
-  std::printf("%u", isSystemParent);
+/// ITEM PROGRAM, - for none: hands an item of this name over to the session, and starts
+/// "PROGRAM session child -". Without a program prints whether it counts as started by a system
+/// host, reads the session's settings and writes them, and the names of the items that it loads.
+int UseSession(const Arguments& arguments) {
+  const std::wstring items = std::wstring(orv::kSettingsKey) + L"\\UI\\Label 1\\" +
+                             orv::test::kTestDriver + L"\\Session\\" +
+                             std::to_wstring(orv::test::OwnProcessId());
+  if (arguments[0] != "-" &&
+      !orv::test::SetUserValue(items + L"\\item", L"DisplayName",
+                               orv::RegistryValue::FromText(orv::Utf8ToWide(arguments[0])))) {
+    return 1;
+  }
+  if (arguments[1] != "-") {
+    const auto started = orv::test::RunProgram(arguments[1], {"session", "child", "-"});
+    std::printf("%s", started.output.c_str());
+    return started.exitCode;
+  }
+  std::uint32_t answers[3] = {2, 2, 2};
+  GetSessionIsSystemParent(&answers[0]);
+  GetSessionReadUDS(&answers[1], L"Label 1", orv::test::kTestDriver);
+  GetSessionWriteUDS(&answers[2]);
+  std::printf("%u %u %u", answers[0], answers[1], answers[2]);
+  const HANDLE printer = orv::OpenPrinterHandle(L"Label 1");
+  for (const StockItem& item : orv::LoadStockItems(printer, L"Label 1", nullptr)) {
+    std::printf(" %ls", item.DisplayName.c_str());
+  }
+  orv::ClosePrinterHandle(printer);
   return 0;
 }
 
-/// PROGRAM: starts "PROGRAM host" and prints what that prints.
-int StartHost(const Arguments& arguments) {
-  std::printf("%s", orv::test::RunProgram(arguments[0], {"host"}).output.c_str());
+/// Prints what is logged of an intermediate image.
+int SaveImage(const Arguments&) {
+  const orv::GraphicsSession graphics;
+  Bitmap page(5, 4, PixelFormat24bppRGB);
+  orv::test::LogCapture log;
+  BitmapHelper::DevTestSaveBitmapAs(&page, 7, 3, L"Mono", nullptr);
+  std::printf("%s", orv::WideToUtf8(log.TakeText()).c_str());
   return 0;
 }
 
@@ -89,10 +119,10 @@ int main(int argc, char** argv) {
     std::size_t arguments;
     int (*run)(const Arguments& arguments);
     bool isQuiet = false;  ///< keeps what the library says out of the system's log
-  } jobs[] = {{"registry", 2, WriteRegistry}, {"log", 0, WriteLog},
-              {"load", 4, WorkUnderLoad},     {"save", 0, SaveOwnSession, true},
-              {"host", 0, TellHost, true},    {"start", 1, StartHost, true},
-              {"hold", 1, HoldFile}};
+  } jobs[] = {{"registry", 2, WriteRegistry},   {"log", 0, WriteLog},
+              {"load", 4, WorkUnderLoad},       {"save", 0, SaveOwnSession, true},
+              {"session", 2, UseSession, true}, {"hold", 1, HoldFile},
+              {"image", 0, SaveImage}};
   if (argc < 2) return 2;
   const Arguments arguments(argv + 2, argv + argc);
   for (const auto& job : jobs) {

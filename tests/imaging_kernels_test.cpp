@@ -337,20 +337,5 @@ TEST_P(Kernels, FindContentAlike) {
   }
 }
 
-TEST_P(Kernels, LeaveRowsInReverseOrderAlike) {
-  // A negative stride walks a page from its bottom up.
-  Page page(90, 50, 2);
-  std::mt19937 random(1);
-  page.Fill([&](int, int) { return random() & 0xFFFFFF; });
-  Page expected(page, Edge::kBegin);
-  for (Page* each : {&page, &expected}) {
-    PixelPlane plane = each->Plane();
-    plane.first += plane.stride * (plane.height - 1);
-    plane.stride = -plane.stride;
-    (each == &page ? Tested() : kPlainKernels).floydSteinberg(plane, 90, kInk);
-  }
-  EXPECT_TRUE(page == expected);
-}
-
 }  // namespace
 }  // namespace orv

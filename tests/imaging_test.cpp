@@ -8,13 +8,16 @@
 #include <functional>
 #include <memory>
 #include <new>
+#include <span>
 #include <vector>
 
+#include "base/utf8.h"
 #include "imaging/pixels.h"
 #include "orv/imaging/bitmap_helper.h"
 #include "orv/imaging/color_extensions.h"
 #include "platform/files.h"
 #include "tests/fixtures.h"
+#include "tests/guarded.h"
 #include "tests/png_file.h"
 
 /// What the program allocates, and the allocation that is to fail. All forms go through two
@@ -58,12 +61,15 @@ const GraphicsSession graphics;
 
 Color Rgb(std::uint32_t rgb) { return Color(0xFF000000 | rgb); }
 
-/// A page whose pixels a function gives as 0xRRGGBB (0xAARRGGBB where there is alpha).
-BitmapPointer MakePage(int width, int height, const std::function<std::uint32_t(int, int)>& at,
-                       PixelFormat format = PixelFormat24bppRGB) {
-  BitmapPointer page(BitmapHelper::CreateBitmap(width, height, format));
-  const LockedBits bits(page.get(), ImageLockModeWrite, format);
-  const int size = format == PixelFormat24bppRGB ? 3 : 4;
+using Picture = std::function<std::uint32_t(int, int)>;
+
+/// Sets the pixels of a bitmap as a function gives them: 0xRRGGBB (0xAARRGGBB where there is
+/// alpha).
+void Paint(Bitmap* bitmap, const Picture& at) {
+  const LockedBits bits(bitmap, ImageLockModeWrite, bitmap->GetPixelFormat());
+  const int size = bitmap->GetPixelFormat() == PixelFormat24bppRGB ? 3 : 4;
+  const int width = static_cast<int>(bits.data()->Width);
+  const int height = static_cast<int>(bits.data()->Height);
   for (int y = 0; y < height; ++y) {
     auto* row = static_cast<BYTE*>(bits.data()->Scan0) + y * bits.data()->Stride;
     for (int x = 0; x < width; ++x) {
@@ -71,8 +77,25 @@ BitmapPointer MakePage(int width, int height, const std::function<std::uint32_t(
       std::memcpy(row + x * size, &colour, static_cast<std::size_t>(size));
     }
   }
+}
+
+BitmapPointer MakePage(int width, int height, const Picture& at,
+                       PixelFormat format = PixelFormat24bppRGB) {
+  BitmapPointer page(BitmapHelper::CreateBitmap(width, height, format));
+  Paint(page.get(), at);
   return page;
 }
+
+/// A bitmap whose rows are `stride` bytes apart in guarded memory, bottom-up if that is negative.
+struct StridedBitmap {
+  StridedBitmap(int width, int height, int stride, PixelFormat format, test::Edge edge)
+      : memory(static_cast<std::size_t>(std::abs(stride) * height), edge),
+        bitmap(width, height, stride, format,
+               memory.data() + (stride < 0 ? -stride * (height - 1) : 0)) {}
+
+  test::Guarded<BYTE> memory;
+  Bitmap bitmap;
+};
 
 BitmapPointer MakeFlat(int width, int height, std::uint32_t colour) {
   return MakePage(width, height, [=](int, int) { return colour; });
@@ -154,21 +177,14 @@ TEST(ColorExtensions, NearlyWhiteAndNearlyBlack) {
   }
 }
 
-TEST(ColorExtensions, LabOfBlackIsNearZero) {
-  float lab[3];
-  ColorExtensions::RGBToLab(Rgb(0), lab);
-  EXPECT_EQ(lab[0], 116.0f * 0.13793103f - 16.0f);
-  EXPECT_EQ(lab[1], 0.0f);
-  EXPECT_EQ(lab[2], 0.0f);
-}
-
 TEST(ColorExtensions, LabFollowsItsOwnScale) {
   // The formula in double precision, with the sum of a row of weights for a grey.
-  for (const int v : {1, 2, 64, 200, 255}) {
-    const double linear = std::pow((v + 0.0055) / 1.055, 2.4);
-    const double fx = std::cbrt(0.950456 * linear * 95.047);
-    const double fy = std::cbrt(linear * 100);
-    const double fz = std::cbrt(1.088754 * linear * 108.883);
+  const auto f = [](double t) { return t > 0.008856 ? std::cbrt(t) : 7.787 * t + 0.13793103; };
+  for (const int v : {0, 1, 2, 64, 200, 255}) {
+    const double linear = v > 0 ? std::pow((v + 0.0055) / 1.055, 2.4) : 0;
+    const double fx = f(0.950456 * linear * 95.047);
+    const double fy = f(linear * 100);
+    const double fz = f(1.088754 * linear * 108.883);
     float lab[3];
     ColorExtensions::RGBToLab(
         Color(255, static_cast<BYTE>(v), static_cast<BYTE>(v), static_cast<BYTE>(v)), lab);
@@ -188,18 +204,15 @@ TEST(ColorExtensions, LabIsTheSameToTheBitEverywhere) {
   EXPECT_EQ(hash, 5374019677787174614u);
 }
 
-TEST(ColorExtensions, DistanceIsSymmetricAndZeroForEqualColours) {
+TEST(ColorExtensions, DistanceIsScaled) {
   const Color red = Rgb(0xE02020);
   const Color blue = Color(0x000030E0);
-  EXPECT_EQ(ColorExtensions::CalculateToleranceCIE76(red, red), 0);
-  EXPECT_EQ(ColorExtensions::CalculateToleranceCIE76(red, blue),
-            ColorExtensions::CalculateToleranceCIE76(blue, red));
   float a[3];
   float b[3];
   ColorExtensions::RGBToLab(red, a);
   ColorExtensions::RGBToLab(blue, b);
-  EXPECT_NEAR(ColorExtensions::CalculateToleranceCIE76(red, blue) * 72160,
-              std::hypot(a[0] - b[0], a[1] - b[1], a[2] - b[2]), 1e-2);
+  const double distance = std::hypot(double{a[0]} - b[0], double{a[1]} - b[1], double{a[2]} - b[2]);
+  EXPECT_DOUBLE_EQ(ColorExtensions::CalculateToleranceCIE76(red, blue), distance / 72160);
 }
 
 // Dithering.
@@ -267,27 +280,6 @@ TEST(BitmapRasterizer, PassesNegativeErrorsOnRoundedDown) {
   }
 }
 
-TEST(BitmapRasterizer, TruncatesNegativeValuesTowardsZero) {
-  // Four in a row of a grey just above 1/1000: with a threshold of 0 the truncated -0.9 is white.
-  const auto page = MakePage(3, 1, [](int x, int) { return x == 0 ? 0xFFFFFFu : 0x000001u; });
-  for (const auto method : {eBitmapDithererFloydSteinberg, eBitmapDithererSierraLite}) {
-    const BitmapPointer dithered(BitmapRasterizer::Dither(page.get(), method, 0));
-    EXPECT_EQ(Pixels(dithered.get()), Diffused(page.get(), method, 0));
-  }
-}
-
-TEST(BitmapRasterizer, WhiteStaysWhite) {
-  const auto page = MakeFlat(37, 21, 0xFFFFFF);
-  const auto white = Pixels(page.get());
-  for (int method = 0; method <= 5; ++method) {
-    for (const int threshold : {0, 128, 255}) {
-      const BitmapPointer dithered(
-          BitmapRasterizer::Dither(page.get(), static_cast<eBitmapDitherer>(method), threshold));
-      EXPECT_EQ(Pixels(dithered.get()), white) << method;
-    }
-  }
-}
-
 TEST(BitmapRasterizer, OrderedMethodsIndexColumnsBeforeRows) {
   constexpr struct {
     eBitmapDitherer method;
@@ -313,17 +305,17 @@ TEST(BitmapRasterizer, OrderedMethodsIndexColumnsBeforeRows) {
   }
 }
 
-TEST(BitmapRasterizer, OrderedMethodsWhitenBlackWhereTheThresholdIsZero) {
-  const auto page = MakeFlat(32, 32, 0);
-  constexpr struct {
-    eBitmapDitherer method;
-    int whites;
-  } kCases[] = {
-      {eBitmapDithererMatrix4, 0}, {eBitmapDithererMatrix8, 16}, {eBitmapDithererMatrix16, 4}};
-  for (const auto& [method, whites] : kCases) {
-    const BitmapPointer dithered(BitmapRasterizer::Dither(page.get(), method, 0));
-    const auto pixels = Pixels(dithered.get());
-    EXPECT_EQ(std::count(pixels.begin(), pixels.end(), 0xFFFFFFFF), whites) << method;
+TEST(BitmapRasterizer, WhitensWhiteAndBlackOnlyWhereAThresholdIsZero) {
+  constexpr std::ptrdiff_t kWhitesOfBlack[] = {0, 0, 0, 0, 16, 4};  // by method
+  for (int method = 0; method <= 5; ++method) {
+    const auto whitesOf = [method](std::uint32_t colour) {
+      const BitmapPointer dithered(BitmapRasterizer::Dither(
+          MakeFlat(32, 32, colour).get(), static_cast<eBitmapDitherer>(method), 255));
+      const auto pixels = Pixels(dithered.get());
+      return std::count(pixels.begin(), pixels.end(), 0xFFFFFFFF);
+    };
+    EXPECT_EQ(whitesOf(0xFFFFFF), 32 * 32) << method;
+    EXPECT_EQ(whitesOf(0), kWhitesOfBlack[method]) << method;
   }
 }
 
@@ -372,11 +364,17 @@ TEST(BitmapHelper, CreatesZeroedBitmapsOrNone) {
 }
 
 TEST(BitmapHelper, CopiesRawRowsWithTheirPadding) {
-  const BitmapPointer bitmap(BitmapHelper::CreateBitmap(2, 3, PixelFormat24bppRGB));
   const BYTE buffer[] = {1, 2, 3, 4, 5, 6, 0xEE, 0xEE, 7, 8, 9, 10, 11, 12, 0xEE, 0xEE};
-  BitmapHelper::Copy24BPPBufferToBitmap(buffer, 2, 2, bitmap.get());
-  EXPECT_THAT(Pixels(bitmap.get()), ElementsAre(0xFF030201u, 0xFF060504u, 0xFF090807u, 0xFF0C0B0Au,
-                                                0xFF000000u, 0xFF000000u));
+  for (const int stride : {8, -8}) {
+    for (const test::Edge edge : test::kEdges) {
+      StridedBitmap page(2, 3, stride, PixelFormat24bppRGB, edge);
+      BitmapHelper::Copy24BPPBufferToBitmap(buffer, 2, 2, &page.bitmap);
+      BitmapHelper::Copy24BPPBufferToBitmap(buffer, 2, -1, &page.bitmap);
+      EXPECT_THAT(Pixels(&page.bitmap), ElementsAre(0xFF030201u, 0xFF060504u, 0xFF090807u,
+                                                    0xFF0C0B0Au, 0xFFA5A5A5u, 0xFFA5A5A5u));
+      EXPECT_TRUE(page.memory.IsUntouchedAround());
+    }
+  }
 }
 
 TEST(Bitmaps, ConvertAndGuardTheirPixelsAlikeOnEverySystem) {
@@ -388,6 +386,8 @@ TEST(Bitmaps, ConvertAndGuardTheirPixelsAlikeOnEverySystem) {
   EXPECT_THAT(Pixels(part.get()), ElementsAre(0x80102031u, 0x80102032u));
   EXPECT_EQ(page->Clone(0, 0, 4, 1, PixelFormat24bppRGB), nullptr);
   EXPECT_EQ(page->Clone(0, 0, 0, 0, PixelFormat24bppRGB), nullptr);
+  BYTE pixels[8];
+  EXPECT_EQ(Bitmap(2, 1, 6, PixelFormat24bppRGB, pixels).GetLastStatus(), InvalidParameter);
 
   page->GetLastStatus();
   const Rect all(0, 0, 3, 1);
@@ -424,7 +424,7 @@ TEST(BitmapHelper, ReducesWhateverIsNotWhiteToInk) {
   EXPECT_EQ(BitmapHelper::GetMonochromeImage1BPP(MakeFlat(1, 1, 0).get(), nullptr), 0);
 }
 
-TEST(BitmapHelper, ComparesOneBitImagesWithTheirPadding) {
+TEST(BitmapHelper, ComparesOneBitImages) {
   const auto a = MakeBits({"#..........", "...........", "..........#"});
   const auto b = MakeBits({"#..........", "...........", "..........#"});
   EXPECT_EQ(BitmapHelper::Are1BPPBitmapsEqual(a.get(), b.get()), 1);
@@ -433,11 +433,6 @@ TEST(BitmapHelper, ComparesOneBitImagesWithTheirPadding) {
   EXPECT_EQ(BitmapHelper::Are1BPPBitmapsEqual(nullptr, b.get()), 0);
   EXPECT_EQ(BitmapHelper::Are1BPPBitmapsEqual(a.get(), MakeBits({"#.........."}).get()), 0);
   EXPECT_EQ(BitmapHelper::Are1BPPBitmapsEqual(a.get(), MakeFlat(11, 3, 0).get()), 0);
-  {
-    const LockedBits bits(b.get(), ImageLockModeRead | ImageLockModeWrite, PixelFormat1bppIndexed);
-    static_cast<BYTE*>(bits.data()->Scan0)[bits.data()->Stride + 3] = 1;
-  }
-  EXPECT_EQ(BitmapHelper::Are1BPPBitmapsEqual(a.get(), b.get()), 0);
 }
 
 /// The first and last row and the first and last column with ink.
@@ -467,17 +462,12 @@ TEST(BitmapHelper, FindsContent) {
 }
 
 TEST(BitmapHelper, PaddingIsNoContent) {
-  // A fresh bitmap is all ink; whiten its pixels and leave the padding bits.
-  const BitmapPointer bits(BitmapHelper::CreateBitmap(13, 2, PixelFormat1bppIndexed));
-  {
-    const LockedBits locked(bits.get(), ImageLockModeWrite, PixelFormat1bppIndexed);
-    for (int y = 0; y < 2; ++y) {
-      BYTE* row = static_cast<BYTE*>(locked.data()->Scan0) + y * locked.data()->Stride;
-      row[0] = 0xFF;
-      row[1] = 0xF8;
-    }
+  StridedBitmap white(13, 2, 4, PixelFormat1bppIndexed, test::Edge::kEnd);
+  for (BYTE* row : {white.memory.data(), white.memory.data() + 4}) {
+    row[0] = 0xFF;
+    row[1] = 0xF8;  // the padding bits, and the bytes after them, are ink
   }
-  EXPECT_THAT(Content(bits.get()), testing::Each(-1));
+  EXPECT_THAT(Content(&white.bitmap), testing::Each(-1));
 }
 
 // The split.
@@ -575,6 +565,72 @@ TEST(SplitImage, ReadsTheMaskWithTheBackgroundsStride) {
   EXPECT_EQ(pixels[0], 0xFFFFFFFFu);
   EXPECT_EQ(pixels[2], 0xFFFFFFFFu);
   EXPECT_EQ(pixels[3], 0xFFE02020u);
+}
+
+TEST(SplitImage, ReadsNoMaskRowOutsideTheMask) {
+  // The mask's stride and height, the page's stride, and how many of the page's five rows are read.
+  constexpr int kCases[][4] = {{12, 5, 12, 5}, {-12, 5, -12, 5}, {-12, 5, 12, 5}, {12, 5, -12, 5},
+                               {12, 5, 16, 4}, {-12, 5, -16, 4}, {16, 2, 12, 2},  {12, 1, 400, 1},
+                               {8, 10, 12, 0}, {-8, 10, 12, 0},  {12, 5, 8, 0},   {12, 5, -8, 0}};
+  for (const auto& [maskStride, maskHeight, pageStride, rows] : kCases) {
+    for (const test::Edge edge : test::kEdges) {
+      StridedBitmap mask(1, maskHeight, maskStride, PixelFormat24bppRGB, edge);
+      const LockedBits bits(&mask.bitmap, ImageLockModeRead, PixelFormat24bppRGB);
+      const PixelPlane plane = MaskPlaneOf(*bits.data(), {nullptr, pageStride, 4, 5});
+      EXPECT_EQ(plane.height, rows) << maskStride << ' ' << pageStride;
+      for (int y = 0; y < plane.height; ++y) {
+        EXPECT_THAT(std::span(plane.Row(y), 12), testing::Each(0xA5));
+      }
+    }
+  }
+}
+
+/// A page in one bit, where its ink is, and what each method makes of it.
+std::vector<std::uint32_t> ResultsOf(Bitmap* page, Bitmap* bits) {
+  const Picture picture = [](int x, int y) {
+    // Margins wider than what the searches for ink take at once.
+    if (x < 70 || x > 130 || y < 9 || y > 25 || (x + y) % 5 < 2) return 0xFFFFFFu;
+    return x % 2 == 0 ? 0xE02020u : 0x203040u + static_cast<unsigned>(x);
+  };
+  Paint(page, picture);
+  BitmapHelper::GetMonochromeImage1BPP(page, bits);
+  std::vector<std::uint32_t> results = Pixels(bits);
+  for (const int edge : Content(bits)) results.push_back(static_cast<std::uint32_t>(edge));
+  for (int method = 1; method <= 5; ++method) {
+    Paint(page, picture);
+    Color black;
+    LockedBits pixels(page, ImageLockModeRead | ImageLockModeWrite, PixelFormat24bppRGB);
+    BitmapRasterizer::Dither(pixels.data(), static_cast<eBitmapDitherer>(method), 128, black);
+    for (UINT y = 0; y < page->GetHeight(); ++y) {
+      results.insert(results.end(), pixels.Row(y), pixels.Row(y) + 3 * page->GetWidth());
+    }
+  }
+  return results;
+}
+
+TEST(BitmapHelper, TakesRowsOfAnyStride) {
+  constexpr int kWidth = 205;
+  constexpr int kHeight = 35;
+  const BitmapPointer page(BitmapHelper::CreateBitmap(kWidth, kHeight, PixelFormat24bppRGB));
+  const BitmapPointer ink(BitmapHelper::CreateBitmap(kWidth, kHeight, PixelFormat1bppIndexed));
+  const auto expected = ResultsOf(page.get(), ink.get());
+  for (const int stride : {616, 628, -616, -628}) {
+    for (const test::Edge edge : test::kEdges) {
+      StridedBitmap same(kWidth, kHeight, stride, PixelFormat24bppRGB, edge);
+      StridedBitmap bits(kWidth, kHeight, stride, PixelFormat1bppIndexed, edge);
+      StridedBitmap twin(kWidth, kHeight, stride, PixelFormat1bppIndexed, edge);
+      StridedBitmap mirrored(kWidth, kHeight, -stride, PixelFormat1bppIndexed, edge);
+      for (StridedBitmap* const each : {&bits, &twin, &mirrored}) {
+        EXPECT_TRUE(ResultsOf(&same.bitmap, &each->bitmap) == expected) << stride;
+        EXPECT_TRUE(each->memory.IsUntouchedAround() && same.memory.IsUntouchedAround());
+      }
+      EXPECT_EQ(BitmapHelper::Are1BPPBitmapsEqual(&bits.bitmap, &twin.bitmap), 1);
+      ++twin.memory.data()[twin.memory.size() - 1];  // padding of a row
+      for (Bitmap* const unequal : {&twin.bitmap, &mirrored.bitmap, ink.get()}) {
+        EXPECT_EQ(BitmapHelper::Are1BPPBitmapsEqual(&bits.bitmap, unequal), 0) << stride;
+      }
+    }
+  }
 }
 
 TEST(SplitImage, LeavesNothingBehindWhenItFails) {
@@ -702,34 +758,49 @@ TEST(Png, WritesWhatItReads) {
   EXPECT_NE(SavePng(pages[0].get(), folder.Name(L"missing/page.png").c_str()), Ok);
 }
 
-TEST(DevTestSaveBitmapAs, SavesAndLogsWhenTheSettingsAskForIt) {
+TEST(DevTestSaveBitmapAs, KeepsTheSettingsOfTheFirstCall) {
   const test::ScratchRegistry registry;
   const test::TemporaryFolder folder;
   test::SetSetting(HKEY_CURRENT_USER, L"Test", L"SaveIntermediateBitmapsEnabled", L"1");
   test::SetSetting(HKEY_CURRENT_USER, L"Test", L"SaveIntermediateBitmapsPath", folder.Name());
   test::LogCapture log;
   const auto page = MakeFlat(5, 4, 0x123456);
-  BitmapHelper::DevTestSaveBitmapAs(page.get(), 7, 3, L"Mono", nullptr);
+  // The slash leaves nowhere to save; that is not reported.
+  for (const wchar_t* const name : {L"Mono", L"Highlight", L"a/b"}) {
+    BitmapHelper::DevTestSaveBitmapAs(page.get(), 1234, 100, name, nullptr);
+    test::SetSetting(HKEY_CURRENT_USER, L"Test", L"SaveIntermediateBitmapsEnabled", L"0");
+  }
+  const auto lines = log.TakeMessages();
+  ASSERT_THAT(lines, testing::SizeIs(3));
+  for (const std::wstring& line : {lines[0], lines[1]}) {
+    Bitmap* saved = nullptr;
+    ASSERT_EQ(LoadPng(folder.Name(line.substr(line.find(L"Job"))).c_str(), &saved), Ok);
+    EXPECT_EQ(Pixels(saved), Pixels(page.get()));
+    BitmapHelper::DeleteBitmap(saved);
+  }
+}
 
-  const auto lines = log.Take();
-  ASSERT_EQ(lines.size(), 1u);
-  EXPECT_EQ(lines[0].source, L"Rendering");
-  EXPECT_EQ(lines[0].tag, L"TRC");
-  const std::wstring start = L"BitmapHelper: Generated intermediate image ";
-  ASSERT_TRUE(lines[0].message.starts_with(start + L"Job007_2"));
-  const std::wstring name = lines[0].message.substr(start.size());
-  EXPECT_TRUE(name.ends_with(L"_Page03_Mono.png"));
-  EXPECT_EQ(name.size(), std::wstring(L"Job007_YYYYMMDD-HHMMSSmmm_Page03_Mono.png").size());
-  Bitmap* saved = nullptr;
-  ASSERT_EQ(LoadPng(folder.Name(name).c_str(), &saved), Ok);
-  EXPECT_EQ(Pixels(saved), Pixels(page.get()));
-  BitmapHelper::DeleteBitmap(saved);
-
-  // The settings hold for the process; saving that fails says nothing, the name is logged as ever.
-  test::SetSetting(HKEY_CURRENT_USER, L"Test", L"SaveIntermediateBitmapsEnabled", L"0");
-  BitmapHelper::DevTestSaveBitmapAs(page.get(), 1234, 100, L"a/b", nullptr);
-  ASSERT_THAT(log.TakeMessages(), testing::SizeIs(1));
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
+TEST(DevTestSaveBitmapAs, SavesOnlyWithBothSettings) {
+  const test::ScratchRegistry registry;
+  const test::TemporaryFolder folder;
+  const struct {
+    const wchar_t* enabled;
+    std::wstring path;
+    bool saves;
+  } cases[] = {{L"1", folder.Name(), true},     {L"", folder.Name(), false},
+               {L"0", folder.Name(), false},    {L"01", folder.Name(), false},
+               {L"true", folder.Name(), false}, {L"1", L"", false}};
+  for (const auto& [enabled, path, saves] : cases) {
+    test::SetSetting(HKEY_CURRENT_USER, L"Test", L"SaveIntermediateBitmapsEnabled", enabled);
+    test::SetSetting(HKEY_CURRENT_USER, L"Test", L"SaveIntermediateBitmapsPath", path);
+    const std::wstring log = Utf8ToWide(test::RunProgram(ORV_TEST_HELPER, {"image"}).output);
+    EXPECT_TRUE(
+        log.starts_with(L"TRCRendering BitmapHelper: Generated intermediate image Job007_2"));
+    const std::size_t end = log.find(L"_Page03_Mono.png") + 16;
+    const std::wstring name = log.substr(log.find(L"Job"), end - log.find(L"Job"));
+    EXPECT_EQ(name.size(), std::wstring(L"Job007_YYYYMMDD-HHMMSSmmm_Page03_Mono.png").size());
+    EXPECT_EQ(std::filesystem::exists(ToPath(path + kPathSeparator + name)), saves) << path;
+  }
 }
 
 }  // namespace

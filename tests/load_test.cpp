@@ -1,4 +1,4 @@
-/// Many threads and processes at once. `ORV_LOAD_SECONDS` says for how long.
+/// Many threads and processes at once. `ORV_LOAD_RUNS` sets how often each thread does its work.
 
 #include <gtest/gtest.h>
 
@@ -19,7 +19,7 @@
 
 namespace {
 
-using orv::test::LoadTotals;
+using Digests = std::set<std::string>;
 
 constexpr int kThreads = 4;
 
@@ -74,27 +74,22 @@ class Load : public testing::Test {
     return written;
   }
 
-  /// Lets processes work at once, "silent" or "loud".
-  LoadTotals RunProcesses(int count, const std::string& seconds, const char* how) {
-    LoadTotals all;
+  /// Lets processes work at once, "silent" or "loud", and adds their results.
+  void RunProcesses(int count, int runs, const char* how, Digests* results) {
     std::mutex lock;
     std::vector<std::thread> processes;
     for (int process = 0; process < count; ++process) {
       processes.emplace_back([&] {
         const orv::test::ProgramResult result = orv::test::RunProgram(
             ORV_TEST_HELPER, {"load", orv::WideToUtf8(module_.folder().Name()),
-                              std::to_string(kThreads), seconds, how});
+                              std::to_string(kThreads), std::to_string(runs), how});
         EXPECT_EQ(result.exitCode, 0) << result.messages;
-        int runs = 0;
         std::istringstream said(result.output);
-        said >> runs;
         const std::lock_guard guard(lock);
-        for (std::string digest; said >> digest;) all.results.insert(digest);
-        all.runs += runs;
+        for (std::string digest; said >> digest;) results->insert(digest);
       });
     }
     for (std::thread& process : processes) process.join();
-    return all;
   }
 
   orv::test::ScratchRegistry registry_;
@@ -106,24 +101,27 @@ class Load : public testing::Test {
 TEST_F(Load, ThreadsLoseNothingAndProcessesTearNothing) {
   // Whoever is alone with the log has every entry in it, whatever else goes on: only somebody who
   // holds the file makes one lose an entry.
-  LoadTotals all;
-  std::thread silent([&] { all = RunProcesses(4, "2", "silent"); });
-  const LoadTotals alone = orv::test::RunLoad(module_.folder().Name(), kThreads, 1);
+  constexpr int kSilentRuns = 8;
+  constexpr int kLoneRuns = 25;
+  Digests results;
+  std::thread silent([&] { RunProcesses(4, kSilentRuns, "silent", &results); });
+  const Digests own = orv::test::RunLoad(module_.folder().Name(), kThreads, kLoneRuns);
   silent.join();
-  EXPECT_EQ(CountWritten(), alone.runs);
+  EXPECT_EQ(CountWritten(), kThreads * kLoneRuns);
   orv::test::ClearLogs();
 
-  const char* const given = std::getenv("ORV_LOAD_SECONDS");
-  const std::string seconds = given != nullptr ? given : "2";
-  LoadTotals loud = RunProcesses(16, seconds, "loud");
-  all.results.insert(alone.results.begin(), alone.results.end());
-  all.results.merge(loud.results);
-  EXPECT_EQ(all.results.size(), 1u);
+  constexpr int kProcesses = 16;
+  const char* const given = std::getenv("ORV_LOAD_RUNS");
+  const int runs = given != nullptr ? std::atoi(given) : 3;
+  RunProcesses(kProcesses, runs, "loud", &results);
+  results.insert(own.begin(), own.end());
+  EXPECT_EQ(results.size(), 1u);
+  const int logged = kProcesses * kThreads * runs;
   const int written = CountWritten();
   EXPECT_GT(written, 0);
-  EXPECT_LE(written, loud.runs);
-  std::printf("16 processes of %d threads, %s seconds: %d entries, %d written, %d lost\n", kThreads,
-              seconds.c_str(), loud.runs, written, loud.runs - written);
+  EXPECT_LE(written, logged);
+  std::printf("%d processes of %d threads, %d runs each: %d entries, %d written, %d lost\n",
+              kProcesses, kThreads, runs, logged, written, logged - written);
 }
 
 }  // namespace

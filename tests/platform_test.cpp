@@ -103,30 +103,8 @@ TEST_F(RegistryTest, KeepsTypesAndBytes) {
     EXPECT_EQ(read.type, value.type);
     EXPECT_EQ(read.data, value.data);
   }
-}
-
-TEST(RegistryValue, ReadsOnlyWhatItIs) {
-  EXPECT_EQ(RegistryValue::FromText(L"a\u20ac").data,
-            (std::vector<BYTE>{'a', 0, 0xAC, 0x20, 0, 0}));
+  EXPECT_EQ(values[1].data[2], 'e');  // two bytes a unit, the low one first
   EXPECT_EQ(RegistryValue::FromNumber(0x04030201).data, (std::vector<BYTE>{1, 2, 3, 4}));
-  const struct {
-    RegistryValue value;
-    std::wstring text;
-    bool isNumber;
-  } cases[] = {
-      {{REG_SZ, {'a', 0, 0, 0, 'b', 0}}, L"a", false},  // up to the terminator
-      {{REG_SZ, {'a', 0, 'b'}}, L"a", false},           // half a unit, no terminator
-      {{REG_BINARY, {'a', 0, 0, 0}}, L"", false},
-      {{REG_DWORD, {1, 0, 0, 0}}, L"", true},
-      {{REG_DWORD, {1, 0, 0}}, L"", false},
-      {{REG_DWORD, {1, 0, 0, 0, 0}}, L"", false},
-  };
-  for (const auto& test : cases) {
-    DWORD number = 77;
-    EXPECT_EQ(test.value.Text(), test.text);
-    EXPECT_EQ(test.value.Number(&number), test.isNumber);
-    EXPECT_EQ(number, test.isNumber ? 1u : 77u);
-  }
 }
 
 TEST_F(RegistryTest, WhatIsMissingIsNotFound) {
@@ -205,17 +183,26 @@ TEST_F(RegistryTest, ASettingIsTheUsersElseTheMachines) {
   const Stored none;
   const Stored machine = text(L"machine");
   const std::wstring longest(511, L'x');  // 1,024 bytes with its terminator
+  const auto expanded = [&](const std::wstring& stored) {
+    return RegistryValue{REG_EXPAND_SZ, text(stored).data};
+  };
+  orv::test::SetVariable("ORV_TEST_VALUE", "value");
   const struct {
     Stored user;
     Stored machine;
     std::wstring setting;
   } cases[] = {
       {none, none, L""},
-      {text(L"user"), none, L"user"},
       {none, machine, L"machine"},
       {text(L"user"), machine, L"user"},
       {text(L""), machine, L""},
-      {RegistryValue::FromNumber(1), machine, L""},
+      {RegistryValue::FromNumber(1), machine, L"machine"},
+      {RegistryValue{REG_BINARY, text(L"user").data}, machine, L"machine"},
+      {expanded(L"%ORV_TEST_VALUE%\\a %ORV_NO_VALUE% %"), machine, L"value\\a %ORV_NO_VALUE% %"},
+      {none, expanded(L"<%ORV_TEST_VALUE%>"), L"<value>"},
+      {text(L"%ORV_TEST_VALUE%"), machine, L"%ORV_TEST_VALUE%"},
+      {RegistryValue{REG_SZ, {'a', 0, 0, 0, 'b', 0}}, none, L"a"},  // up to the terminator
+      {RegistryValue{REG_SZ, {'a', 0, 'b'}}, none, L"a"},           // half a unit
       {none, text(longest), longest},
       {none, text(longest + L"x"), L""},
       {text(longest + L"x"), machine, L""},
@@ -232,6 +219,7 @@ TEST_F(RegistryTest, ASettingIsTheUsersElseTheMachines) {
     EXPECT_EQ(orv::ReadSetting(L"Sub", L"Name"), test.setting);
     EXPECT_EQ(orv::ReadSetting(L"Other", L"Name"), L"");
   }
+  orv::test::SetVariable("ORV_TEST_VALUE", {});
 }
 
 TEST_F(RegistryTest, SeveralProcessesAndThreadsWriteAtOnce) {
@@ -296,14 +284,6 @@ TEST(LetterCase, CoversEveryScript) {
   EXPECT_EQ(orv::UpperCase(L"\u00df"), L"\u00df");  // one unit stays one unit
 }
 
-TEST(Files, ANameIsWhatStandsBehindTheLastSeparator) {
-  const std::wstring s(1, orv::kPathSeparator);
-  EXPECT_EQ(orv::FileNameOf(s + L"a" + s + L"b.c"), L"b.c");
-  EXPECT_EQ(orv::FileNameOf(L"b.c"), L"b.c");
-  EXPECT_EQ(orv::FileNameOf(L""), L"");
-  EXPECT_EQ(orv::FileNameOf(L"a" + s + L"b" + s), L"b" + s);
-}
-
 TEST(Files, NamesAndPathsAreEachOther) {
   const TemporaryFolder folder;
   const std::wstring name = folder.Name(L"\u00e9\u20ac.txt");
@@ -351,6 +331,22 @@ TEST(Modules, KnowTheirFiles) {
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MOD_NOT_FOUND));
     EXPECT_EQ(own, L"");
   }
+}
+
+TEST(Modules, LongPathsAreCutWithoutATerminator) {
+  const TemporaryFolder folder;
+  // Windows takes longer paths than 260 characters only with this prefix.
+  const wchar_t* const prefix = orv::kPathSeparator == L'\\' ? L"\\\\?\\" : L"";
+  std::filesystem::path deep = orv::ToPath(prefix + folder.Name());
+  const auto isShort = [&] { return orv::FromPath(deep).size() < orv::kMaxModulePath; };
+  while (isShort()) std::filesystem::create_directory(deep /= std::string(100, 'd'));
+  const std::wstring path = orv::test::PathOfModuleAt(deep / "module.dll");
+  EXPECT_EQ(path.size(), orv::kMaxModulePath - 1);
+  EXPECT_EQ(path.find(L'\0'), path.npos);
+  // Under Wine the folder itself cannot remove paths of this length.
+  std::filesystem::remove(deep / "module.dll");
+  for (; deep.filename() == std::string(100, 'd'); deep = deep.parent_path())
+    std::filesystem::remove(deep);
 }
 
 TEST(Modules, AResourceFileThatIsMissingIsAnError) {

@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/utf8.h"
 #include "orv/platform/registry.h"
+#include "tests/devmode_names.h"
 #include "tests/fixtures.h"
 
 namespace {
@@ -128,15 +130,20 @@ TEST_F(Session, SavesNameAndCreationTime) {
 
 TEST_F(Session, CleanUpRemovesTheEndedAndTheReplaced) {
   EXPECT_EQ(CleanupRegSessionData(L"printer", L"driver"), 1U);
-  EXPECT_EQ(log_.TakeMessages(),
-            std::vector<std::wstring>{L"Error accessing Session Data. Error code: 2"});
+  EXPECT_EQ(log_.TakeText(), L"TRCSessionData Error accessing Session Data. Error code: 2\n");
 
   const orv::test::ProgramResult ended = RunProgram(ORV_TEST_HELPER, {"save"});
   ASSERT_EQ(ended.exitCode, 0) << ended.messages;
   EXPECT_TRUE(SaveSession(ownKey_));
   // Names that enumerate next to each other: deleting one must not hide the next.
-  const std::vector<std::wstring> gone = {L"4000000001", L"4000000002", L"4000000003", L"none"};
-  for (const std::wstring& name : gone) EXPECT_TRUE(SaveSession(name));
+  for (const wchar_t* gone : {L"4000000001", L"4000000002", L"99999999999999999999"}) {
+    EXPECT_TRUE(SaveSession(gone));
+  }
+  // A printer's, although it looks like an entry, and one that is not even complete.
+  std::vector<std::wstring> kept = {ownKey_, L"4000000004",  L"4000000005",
+                                    L"-1",   L"4000000001x", L"A4"};
+  EXPECT_TRUE(SaveSession(L"-1") && SaveSession(L"4000000001x"));
+  RegistryKey().Create(HKEY_CURRENT_USER, SessionPath(L"A4\\driver"));
   // The id in other spellings, with another program's time or name: an id that was used again.
   const struct {
     std::wstring entry;
@@ -150,54 +157,43 @@ TEST_F(Session, CleanUpRemovesTheEndedAndTheReplaced) {
   }
   // Kept: incomplete.
   SetUserValue(SessionPath(L"4000000005"), L"ProcessName", RegistryValue::FromText(L"x"));
-  ASSERT_EQ(Entries().size(), 10U);
+  ASSERT_EQ(Entries().size(), 12U);
 
   log_.Take();
   EXPECT_EQ(CleanupRegSessionData(L"printer", L"driver"), 1U);
-  std::vector<std::wstring> kept = {ownKey_, L"4000000004", L"4000000005"};
-  std::sort(kept.begin(), kept.end());
-  EXPECT_EQ(Entries(), kept);
-  EXPECT_EQ(std::ranges::count(log_.TakeMessages(),
-                               L"Error retrieveing Session Data for process -294967291. Error "
-                               L"code: 2"),
-            1);
+  EXPECT_TRUE(std::ranges::is_permutation(Entries(), kept));
+  std::vector<LogLine> lines = log_.Take();
+  EXPECT_EQ(lines.size(), 7U);  // one for each that is gone, and for the incomplete one
+  std::erase_if(lines, [](const LogLine& line) { return !line.message.starts_with(L"Error "); });
+  EXPECT_EQ(lines, (std::vector<LogLine>{{L"ERR", L"", L"SessionData",
+                                          L"Error retrieveing Session Data for process "
+                                          L"-294967291. Error code: 2"}}));
 }
 
-TEST_F(Session, ReadsFromTheSessionWhenItsKeyIsThere) {
-  std::uint32_t read = 7;
-  EXPECT_EQ(GetSessionReadUDS(&read, L"Label 1", L"driver"), 1U);
-  EXPECT_EQ(read, 0U);
-  RegistryKey key;
-  key.Create(HKEY_CURRENT_USER, SessionPath(L"Label 1\\driver"));
-  EXPECT_EQ(GetSessionReadUDS(&read, L"Label 1", L"driver"), 1U);
-  EXPECT_EQ(read, 1U);
-  std::uint32_t write = 7;
-  EXPECT_EQ(GetSessionWriteUDS(&write), 1U);
-  EXPECT_EQ(write, 0U);
-}
-
-TEST_F(Session, SystemHostsAreKnownByTheirNames) {
+TEST_F(Session, SystemHostsShareItemsWithWhatTheyStart) {
+  const orv::test::TestPrinter printer(L"Label 1", orv::test::kTestDriver);
+  const std::wstring items = L"Software\\orv Printer Driver\\UI\\Label 1\\ORV-LX 4.3/300P+\\";
+  SetUserValue(items + L"Stocks\\item", L"DisplayName", RegistryValue::FromText(L"stored"));
   const orv::test::TemporaryFolder folder;
-  const auto copyAs = [&](const char* name) {
-    const std::filesystem::path copy = folder.path() / name;
-    std::filesystem::copy_file(ORV_TEST_HELPER, copy);
-    return copy.string();
-  };
-  EXPECT_EQ(RunProgram(ORV_TEST_HELPER, {"host"}).output, "0");
-  const std::string console = copyAs("MMC.EXE");
-  EXPECT_EQ(RunProgram(console, {"host"}).output, "1");
-  EXPECT_EQ(RunProgram(console, {"start", ORV_TEST_HELPER}).output, "1");
-  EXPECT_EQ(RunProgram(copyAs("sihost.exe"), {"host"}).output, "1");
-  EXPECT_EQ(RunProgram(copyAs("xmmc.exe"), {"start", ORV_TEST_HELPER}).output, "0");
+  for (const char* name : {"application.exe", "MMC.EXE", "sihost.exe", "xmmc.exe"}) {
+    std::filesystem::copy_file(ORV_TEST_HELPER, folder.path() / name);
+  }
+  orv::test::ExpectTable("session_hosts", [&](const orv::test::Fields& fields) {
+    const auto program = [&](const std::wstring& name) {
+      return name == L"-" ? "-" : (folder.path() / orv::WideToUtf8(name)).string();
+    };
+    orv::DeleteRegistryTree(HKEY_CURRENT_USER, items + L"Session");  // process ids come again
+    const auto result =
+        RunProgram(program(fields[0]), {"session", orv::WideToUtf8(fields[1]), program(fields[2])});
+    return orv::Utf8ToWide(result.output);
+  });
 
   std::uint32_t isSystemParent = 7;
   EXPECT_EQ(GetSessionIsSystemParent(&isSystemParent), 1U);
   EXPECT_EQ(isSystemParent, 0U);
-  const std::vector<LogLine> lines = log_.Take();
-  ASSERT_FALSE(lines.empty());
-  EXPECT_EQ(lines.back().tag, L"TRC");
-  EXPECT_TRUE(lines.back().message.starts_with(L"UserData is called by process: "));
-  EXPECT_NE(lines.back().message.find(L"session_test"), std::wstring::npos);
+  const std::wstring last = log_.TakeMessages().back();
+  EXPECT_TRUE(last.starts_with(L"UserData is called by process: ") &&
+              last.find(L"(session_test") != last.npos);
   GetSessionIsSystemParent(&isSystemParent);  // found out once
   EXPECT_TRUE(log_.Take().empty());
 }

@@ -93,7 +93,6 @@ TEST_F(StockItems, LoadWhatIsRight) {
   for (const StockValue& value : orv::StockValues()) {
     Put(path, value.name, RegistryValue::FromNumber(number++));
   }
-  EXPECT_EQ(number, 1027U);
   Put(path, L"DisplayName", RegistryValue::FromText(std::wstring(129, L'n')));  // 260 bytes
   const std::wstring bad = stocks_ + kGuidB;
   Put(bad, L"DisplayName", RegistryValue::FromText(std::wstring(130, L'n')));  // 262 bytes
@@ -103,6 +102,8 @@ TEST_F(StockItems, LoadWhatIsRight) {
   Put(bad, L"Rotation", {REG_BINARY, {1, 0, 0, 0}});
   Put(bad, L"Mirror", {REG_DWORD, {1, 0, 0, 0, 0}});
   PutItem(stocks_ + L"~not a guid", L"plain");
+  Put(stocks_ + L"~not a guid", L"DisplayName",
+      {REG_EXPAND_SZ, RegistryValue::FromText(L"name").data});
 
   const std::vector<StockItem> items = orv::LoadStockItems(printer_.handle(), kPrinter, nullptr);
   ASSERT_EQ(items.size(), 3U);
@@ -113,11 +114,11 @@ TEST_F(StockItems, LoadWhatIsRight) {
   }
   EXPECT_EQ(items[0].guid.Data1, 1U);
   EXPECT_EQ(items[1].DisplayName, L"");
-  EXPECT_EQ(items[1].PaperWidth, 0xFFFFFFFFU);
   for (const StockValue& value : orv::StockValues()) {
     EXPECT_EQ(items[1].*value.field, value.field == &StockItem::PaperWidth ? 0xFFFFFFFF : 0);
   }
   EXPECT_TRUE(orv::IsZeroGuid(items[2].guid));
+  EXPECT_EQ(items[2].DisplayName, L"");
   EXPECT_EQ(items[2].PaperWidth, 55000U);
 }
 
@@ -129,9 +130,8 @@ TEST_F(StockItems, SourcesHaveAnOrder) {
   PutItem(stocks_ + kGuidC, L"ownC");
   PutItem(stocks_ + kGuidB, L"ownB");
   EXPECT_EQ(LoadedNames(), L"ownB ownC commonA ");
-  const std::vector<std::wstring> messages = log_.TakeMessages();
-  EXPECT_EQ(messages.front(), L"Loading printer settings from registry");
-  EXPECT_EQ(messages.back(), L"Successfully Loaded User-Defined-Settings from the registry.");
+  EXPECT_EQ(log_.TakeMessages().back(),
+            L"Successfully Loaded User-Defined-Settings from the registry.");
 
   // A printer that is none has only the common ones.
   const std::vector<StockItem> items = orv::LoadStockItems(nullptr, L"gone", nullptr);
@@ -140,16 +140,46 @@ TEST_F(StockItems, SourcesHaveAnOrder) {
   EXPECT_EQ(log_.Take().at(1),
             (LogLine{L"ERR", L"", L"DevMode", L"printer gone could not be opened. Error code: 6"}));
 
-  // The session decides; its items lie under this process's id.
+  // The session decides; its items, if any, lie under this process's id.
   RegistryKey().Create(HKEY_CURRENT_USER, orv::test::SessionPath(L"Label 1\\ORV-LX 4.3/300P+"));
+  const std::wstring session =
+      std::wstring(kUserKey) + L"Session\\" + std::to_wstring(orv::test::OwnProcessId());
+  RegistryKey().Create(HKEY_CURRENT_USER, session);
   EXPECT_EQ(LoadedNames(), L"ownB ownC commonA ");
-  PutItem(std::wstring(kUserKey) + L"Session\\" + std::to_wstring(orv::test::OwnProcessId()) +
-              L"\\" + kGuidA,
-          L"sessionA");
+  EXPECT_EQ(log_.TakeMessages().back(),
+            L"Successfully Loaded User-Defined-Settings from the registry.");
+  PutItem(session + L"\\" + kGuidA, L"sessionA");
   log_.Take();
   EXPECT_EQ(LoadedNames(), L"sessionA commonC ");
   EXPECT_EQ(log_.TakeMessages().back(),
             L"Successfully Loaded User-Defined-Settings from session data.");
+}
+
+TEST_F(StockItems, CommonItemsAreTheUsersElseTheMachines) {
+  orv::test::ExpectTable("stock_common", [this](const orv::test::Fields& fields) {
+    const HKEY hives[] = {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE};
+    for (std::size_t i = 0; i < 2; ++i) {
+      orv::DeleteRegistryTree(hives[i], common_);
+      if (fields[i] == L"none") continue;
+      RegistryKey key;
+      key.Create(hives[i], common_ + (fields[i] == L"empty" ? L"" : fields[i]));
+      SetRegistryValue(key.get(), L"DisplayName", RegistryValue::FromText(fields[i]));
+    }
+    return LoadedNames();
+  });
+  // Changes are made where the items are read.
+  orv::DeleteRegistryTree(HKEY_CURRENT_USER, common_);
+  StockItem item;
+  item.guid = orv::ParseGuid(kGuidC);
+  item.DisplayName = L"shared";
+  for (const HKEY hive : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}) {
+    EXPECT_EQ(orv::WriteStockItem(orv::kCommonStockItemsPath, item), ERROR_SUCCESS);
+    EXPECT_EQ(RegistryKey().Open(hive, common_ + kGuidC, orv::RegistryAccess::kRead),
+              ERROR_SUCCESS);
+    EXPECT_EQ(orv::DeleteStockItem(orv::kCommonStockItemsPath, item.guid), ERROR_SUCCESS);
+    orv::DeleteRegistryTree(HKEY_CURRENT_USER, common_);
+    RegistryKey().Create(HKEY_LOCAL_MACHINE, common_);
+  }
 }
 
 TEST_F(StockItems, PaperSizesCountFrom257) {
@@ -157,15 +187,12 @@ TEST_F(StockItems, PaperSizesCountFrom257) {
   PutItem(stocks_ + kGuidB, std::wstring(40, L's'));
   Put(stocks_ + kGuidB, L"Disabled", RegistryValue::FromNumber(1));  // keeps its number
   in_.dmPaperSize = 258;
-  out_.dmCopies = 3;
   EXPECT_EQ(Apply(), L"INF Using stock item from paper size for paper dimensions: 55000 x 33000");
   ASSERT_EQ(messages_.size(), 4U);
-  EXPECT_EQ(messages_[1].message, L"Successfully Loaded User-Defined-Settings from the registry.");
   EXPECT_EQ(messages_[2].message, L"Drevik.ApplyStockItem: Applying values for paper size 258");
   EXPECT_EQ(out_.dmPaperSize, 258);
   EXPECT_EQ(out_.dmPaperWidth, 550);
   EXPECT_EQ(out_.dmPaperLength, 330);
-  EXPECT_EQ(out_.dmCopies, 3);
   EXPECT_EQ(out_.dmFormName[30], WCHAR{'s'});
   EXPECT_EQ(out_.dmFormName[31], 0);
   EXPECT_EQ(record_.PaperWidth, 55000U);
@@ -206,12 +233,21 @@ TEST_F(StockItems, TheApplicationsOwnSizeWhenItMayBe) {
 
 TEST_F(StockItems, CopyEveryValueThatTheRecordHas) {
   StockItem item;
-  item.guid = orv::ParseGuid(kGuidC);
+  item.guid = orv::ParseGuid(kGuidA);
+  item.DisplayName = L"first";
   DWORD number = 1;
   for (const StockValue& value : orv::StockValues()) item.*value.field = number++;
   const std::wstring path = orv::StockItemsPath(kPrinter, orv::test::kTestDriver);
-  ASSERT_EQ(orv::WriteStockItem(path, item), ERROR_SUCCESS);
+  StockItem items[] = {{}, item};
+  items[0].guid = orv::ParseGuid(kGuidC);
+  items[0].DisplayName = L"second";
+  log_.Take();
+  EXPECT_EQ(orv::ImportStockItems(path, items, nullptr), ERROR_SUCCESS);
+  EXPECT_EQ(log_.TakeText(),
+            L"INFDevMode Number of imported layouts 2\n"
+            L"INFDevMode Layouts second, first imported from registry.\n");
   in_.dmPaperSize = 257;
+  out_.dmCopies = 5;
   std::string bytes = Bytes(record_);
   Apply();
   const std::pair<std::size_t, DWORD> expected[] = {
@@ -225,11 +261,12 @@ TEST_F(StockItems, CopyEveryValueThatTheRecordHas) {
   }
   bytes.replace(2652, 16, Bytes(record_), 2652, 16);
   EXPECT_EQ(Bytes(record_), bytes) << "nothing else changes";
-  EXPECT_EQ(out_.dmCopies, 20);
+  EXPECT_EQ(out_.dmCopies, 5);  // although the item has 20
 
   EXPECT_EQ(orv::DeleteStockItem(path, item.guid), ERROR_SUCCESS);
-  EXPECT_EQ(LoadedNames(), L"");
-  EXPECT_NE(orv::WriteStockItem(stocks_, StockItem{}), ERROR_SUCCESS);
+  EXPECT_EQ(LoadedNames(), L"second ");
+  items[0].guid = {};  // could not be found again
+  EXPECT_NE(orv::ImportStockItems(path, items, nullptr), ERROR_SUCCESS);
   item.DisplayName.assign(130, L'n');  // could not be read again
   EXPECT_NE(orv::WriteStockItem(stocks_, item), ERROR_SUCCESS);
 }

@@ -59,7 +59,6 @@ TEST(XmlEdit, AddElements) {
       {L"", EDIT(d.AddElem(L"a", L"", 18)), L"<a>"},
       {L"", EDIT(d.AddElem(L"")), nullptr},
       {L"", EDIT(d.AddElem(L"a/")), nullptr},
-      {L"", EDIT(d.AddElem(L"a b")), nullptr},
       {L"", EDIT(d.AddElem(L"1")), nullptr},
       {L"<r/>", EDIT(d.AddChildElem(L"a")), nullptr},
       {L"<r/>", EDIT(d.AddElem(L"s", L"", 2)), L"<r/><s/>"},
@@ -76,8 +75,6 @@ TEST(XmlEdit, AddElements) {
       {L"<r>\n<a/></r>", EDIT(into(d, L"r") && d.InsertElem(L"b")), L"<r>\n<b/>\r\n<a/></r>"},
       {L"<r><a/><b/></r>", EDIT(d.FindChildElem(L"b") && d.InsertChildElem(L"x", L"1", 2)),
        L"<r><a/><x>1</x><b/></r>"},
-      {L"<r><a/><b/></r>", EDIT(d.FindChildElem() && d.AddChildElem(L"x", 1, 2)),
-       L"<r><a/><x>1</x><b/></r>"},
       {L"<r><a/></r><s/>", EDIT(d.FindElem() && d.AddChildElem(L"b", 2, 2)),
        L"<r><a/><b>2</b></r><s/>"},
       // An unended parent gets its end tag.
@@ -92,19 +89,26 @@ TEST(XmlEdit, AddElements) {
   ExpectFreshIndex(doc);
 }
 
-TEST(XmlEdit, PositionsAfterAdding) {
-  CMarkup doc;
-  doc.AddElem(L"r");
-  doc.AddChildElem(L"a", L"1");
-  doc.AddChildElem(L"b", L"2");
-  EXPECT_EQ(doc.GetTagName(), L"r");
-  EXPECT_EQ(doc.GetChildTagName(), L"b");
-  doc.IntoElem();
-  EXPECT_EQ(doc.GetData(), L"2");
-  doc.InsertElem(L"c");
-  EXPECT_EQ(doc.GetTagName(), L"c");
-  EXPECT_TRUE(doc.FindElem(L"b"));
-  EXPECT_EQ(doc.GetDoc(), L"<r>\r\n<a>1</a>\r\n<c/>\r\n<b>2</b>\r\n</r>\r\n");
+TEST(XmlEdit, PlacesAndPositions) {
+  RunCases({
+      {L"",
+       EDIT(d.AddElem(L"r", L"", 2) && d.AddChildElem(L"a", 1, 2) && d.AddChildElem(L"b", 2, 2) &&
+            d.IntoElem() && d.GetData() == L"2" && d.InsertElem(L"c") && d.FindElem(L"b")),
+       L"<r><a>1</a><c/>\r\n<b>2</b></r>"},
+      // A call adds its bits to those of the flags and takes none away.
+      {L"<r><a/></r>",
+       EDIT(d.FindChildElem() && d.AddElem(L"x", L"", 0x6002) && d.GetChildTagName() == L"x"),
+       L"<r><x/><a/></r>"},
+      {L"<r><a/></r>", EDIT(d.FindElem() && d.InsertElem(L"x", 1, 0x4002)), L"<r><x>1</x><a/></r>"},
+      {L"<r><a/></r>", EDIT(d.FindElem() && d.AddChildElem(L"x", 1, 0x2002)),
+       L"<r><x>1</x><a/></r>"},
+      {L"<r><a/></r>", EDIT(d.FindElem() && d.AddSubDoc(L"<x/>", 0x6002)), L"<r><x/><a/></r>"},
+      {L"<r><a/></r>", EDIT(d.FindElem() && d.InsertSubDoc(L"<x/>", 0x4002)), L"<r><x/><a/></r>"},
+      {L"<r><a/></r>", EDIT(d.FindElem() && d.AddChildSubDoc(L"<x/>", 0x2002)), L"<r><x/><a/></r>"},
+      {L"<r><a/></r>", EDIT(d.FindElem() && d.AddNode(1, L"x", 0x6002)), L"<r><x/><a/></r>"},
+      {L"<r><a/></r>", EDIT(d.FindElem() && d.InsertNode(2, L"t", 0x4000) && d.GetData() == L"t"),
+       L"<r>t<a/></r>"},
+  });
 }
 
 TEST(XmlEdit, Attributes) {

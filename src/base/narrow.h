@@ -6,7 +6,7 @@
 
 namespace orv {
 
-/// Sixteen wide units as bytes. Saturation sends every unit beyond a byte to 0x00, 0x7F or 0xFF.
+/// Packs 16 code units into bytes. Saturation turns every unit above 0xFF into 0x00, 0x7F or 0xFF.
 inline __m128i NarrowUnits(const wchar_t* text) {
   const auto* data = reinterpret_cast<const __m128i*>(text);
   if constexpr (sizeof(wchar_t) == 2) {

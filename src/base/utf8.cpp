@@ -16,9 +16,9 @@ namespace {
 constexpr char32_t kReplacement = 0xFFFD;
 constexpr char kReplacementUtf8[] = "\xEF\xBF\xBD";
 
-/// What may follow a lead byte: the number of continuation bytes, and the range of the first of
-/// them, which excludes overlong forms, surrogates and code points above U+10FFFF (the Unicode
-/// Standard, table 3-7). A length of 0 marks a byte that leads nothing.
+/// What may follow a lead byte: the number of continuation bytes, and the range of the first one,
+/// which excludes overlong forms, surrogates and code points above U+10FFFF (the Unicode Standard,
+/// table 3-7). Length 0 marks a byte that is not a lead byte.
 struct Lead {
   std::uint8_t first;
   std::uint8_t last;
@@ -39,15 +39,15 @@ constexpr auto kLeadOf = [] {
   return table;
 }();
 
-// Text is converted into a buffer that stays in the processor's cache and handed on in runs, so
-// that no unit of the result is written beyond its end or zeroed before.
+// Text is converted into a buffer that stays in the processor's cache and appended in runs, so no
+// code unit of the result is written past its end or zeroed first.
 
-/// Units of a run, and how many more a run has room for until it is full.
+/// Code units of a run, and the headroom that block conversions may write into.
 constexpr std::size_t kRun = 4096;
 constexpr std::size_t kRoom = 100;
 
 constexpr std::ptrdiff_t kAsciiBlock = 32;
-/// The bits that bytes of ASCII do not have.
+/// The bits that are clear in every ASCII byte.
 constexpr std::uint64_t kNotAscii = 0x8080808080808080;
 
 bool IsAscii(const char* block) {
@@ -106,7 +106,7 @@ inline Utf8Character DecodeMultiByte(const char* start, const char* end) {
   return {code, static_cast<std::size_t>(at - start)};
 }
 
-/// Writes a character as one unit or two; returns where the next one goes.
+/// Writes a code point as one or two code units; returns where the next one goes.
 inline wchar_t* PutWide(char32_t code, wchar_t* out) {
   if (code < 0x10000) {
     *out++ = static_cast<wchar_t>(code);
@@ -117,13 +117,13 @@ inline wchar_t* PutWide(char32_t code, wchar_t* out) {
   return out;
 }
 
-/// Converts the characters beyond ASCII that stand at `*at` one after another, up to `end` or a
-/// full run; returns where the next unit goes.
+/// Converts consecutive non-ASCII sequences from `*at` on, up to `end` or a full run; returns where
+/// the next code unit goes.
 inline wchar_t* DecodeBeyondAscii(const char** at, const char* end, wchar_t* out,
                                   const wchar_t* full) {
   const char* next = *at;
   do {
-    // The well-formed ones are told by the fixed bits of all their bytes at once.
+    // Recognises a well-formed sequence by the marker bits of all its bytes at once.
     if (end - next >= 4) {
       std::uint32_t four;
       std::memcpy(&four, next, 4);
@@ -158,7 +158,7 @@ inline wchar_t* DecodeBeyondAscii(const char** at, const char* end, wchar_t* out
   return out;
 }
 
-/// Hands the wide text that bytes stand for to `take`, a run at a time.
+/// Passes the decoded text to `take` in runs.
 template <class Take>
 void DecodeRuns(std::string_view bytes, Take take) {
   static_assert(std::endian::native == std::endian::little);
@@ -170,7 +170,7 @@ void DecodeRuns(std::string_view bytes, Take take) {
   while (at != end) {
     wchar_t* out = run;
     while (at != end && out <= full) {
-      // The ASCII in front of the next other character is copied with what follows it.
+      // Copies 16 bytes and keeps the leading ASCII ones.
       if (end - at >= 16) {
         std::uint64_t words[2];
         std::memcpy(words, at, 16);
@@ -193,7 +193,7 @@ void DecodeRuns(std::string_view bytes, Take take) {
         continue;
       }
       decodeBlocks(&at, end, &out, full);
-      // What the blocks leave: the rare character and the end of the text.
+      // What the block decoder leaves: rare sequences and the end of the text.
       if (at != end && static_cast<std::uint8_t>(*at) >= 0x80 && out <= full) {
         out = DecodeBeyondAscii(&at, end, out, full);
       }
@@ -202,7 +202,32 @@ void DecodeRuns(std::string_view bytes, Take take) {
   }
 }
 
-/// Hands the UTF-8 of a text to `take`, a run at a time; no run ends within a character.
+/// Encodes the code point at `*at` and advances past it; returns where the next byte goes. An
+/// unpaired surrogate and a value that is not a UTF-16 code unit become U+FFFD.
+inline char* PutUtf8(const wchar_t** at, const wchar_t* end, char* out) {
+  auto code = static_cast<char32_t>(*(*at)++);
+  if (code < 0x80) {
+    *out++ = static_cast<char>(code);
+  } else if (code < 0x800) {
+    *out++ = static_cast<char>(0xC0 | code >> 6);
+    *out++ = static_cast<char>(0x80 | (code & 0x3F));
+  } else if (code < 0xD800 || code - 0xE000 < 0x2000) {
+    *out++ = static_cast<char>(0xE0 | code >> 12);
+    *out++ = static_cast<char>(0x80 | (code >> 6 & 0x3F));
+    *out++ = static_cast<char>(0x80 | (code & 0x3F));
+  } else if (code < 0xDC00 && *at != end && **at >= 0xDC00 && **at < 0xE000) {
+    code = 0x10000 + ((code - 0xD800) << 10) + (static_cast<char32_t>(*(*at)++) - 0xDC00);
+    *out++ = static_cast<char>(0xF0 | code >> 18);
+    *out++ = static_cast<char>(0x80 | (code >> 12 & 0x3F));
+    *out++ = static_cast<char>(0x80 | (code >> 6 & 0x3F));
+    *out++ = static_cast<char>(0x80 | (code & 0x3F));
+  } else {
+    out = std::copy_n(kReplacementUtf8, 3, out);
+  }
+  return out;
+}
+
+/// Passes the UTF-8 of a text to `take` in runs; no run ends within a code point.
 template <class Take>
 void EncodeRuns(std::wstring_view text, Take take) {
   const Utf8BlockEncoder encodeBlocks = Utf8BlockEncoderFor(ActiveCpuLevel());
@@ -221,33 +246,10 @@ void EncodeRuns(std::wstring_view text, Take take) {
       const char* const before = out;
       encodeBlocks(&at, end, &out, full);
       if (out != before) continue;
-      // A few units one by one before the next look for a plain block.
-      constexpr std::ptrdiff_t kFew = 24;
-      for (const wchar_t* const few = at + std::min(kFew, end - at);
-           at < few;) {  // at most 76 bytes
-        auto code = static_cast<char32_t>(*at++);
-        if (code < 0x80) {
-          *out++ = static_cast<char>(code);
-        } else if (code < 0x800) {
-          out[0] = static_cast<char>(0xC0 | code >> 6);
-          out[1] = static_cast<char>(0x80 | (code & 0x3F));
-          out += 2;
-        } else if (code < 0xD800 || code - 0xE000 < 0x2000) {
-          out[0] = static_cast<char>(0xE0 | code >> 12);
-          out[1] = static_cast<char>(0x80 | (code >> 6 & 0x3F));
-          out[2] = static_cast<char>(0x80 | (code & 0x3F));
-          out += 3;
-        } else if (code < 0xDC00 && at != end && *at >= 0xDC00 && *at < 0xE000) {
-          code = 0x10000 + ((code - 0xD800) << 10) + (static_cast<char32_t>(*at++) - 0xDC00);
-          out[0] = static_cast<char>(0xF0 | code >> 18);
-          out[1] = static_cast<char>(0x80 | (code >> 12 & 0x3F));
-          out[2] = static_cast<char>(0x80 | (code >> 6 & 0x3F));
-          out[3] = static_cast<char>(0x80 | (code & 0x3F));
-          out += 4;
-        } else {
-          // An unpaired surrogate, or no unit at all.
-          out = std::copy_n(kReplacementUtf8, 3, out);
-        }
+      // A few units one by one before the next check for a plain block.
+      constexpr std::ptrdiff_t kFew = 24;  // at most 76 bytes
+      for (const wchar_t* const few = at + std::min(kFew, end - at); at < few;) {
+        out = PutUtf8(&at, end, out);
       }
     }
     take(run, static_cast<std::size_t>(out - run));
@@ -298,7 +300,7 @@ std::size_t WideToUtf8(std::wstring_view text, char* target, std::size_t room) {
       if (count > room - total) {
         isFull = true;
         count = room - total;
-        // Cut before a character rather than in it.
+        // Never cut within a code point.
         while (count > 0 && (run[count] & 0xC0) == 0x80) --count;
       }
       std::copy_n(run, count, target + total);

@@ -6,31 +6,31 @@
 
 namespace orv {
 
-/// Decodes UTF-8 to UTF-16 code units, one unit an element. Every maximal ill-formed piece becomes
-/// one U+FFFD; a byte-order mark stays as U+FEFF. The same on every system.
+/// Decodes UTF-8 to UTF-16 code units, one per element. Each maximal ill-formed subsequence becomes
+/// one U+FFFD; a byte-order mark is kept as U+FEFF. The result is the same on both platforms.
 std::wstring Utf8ToWide(std::string_view bytes);
 
-/// The same into a target that is large enough (as many units as there are bytes always are);
-/// returns the units written, or needed when the target is null.
+/// Decodes into `target`, which must be large enough; one code unit per byte always is. Returns the
+/// number of code units written, or needed if `target` is null.
 std::size_t Utf8ToWide(std::string_view bytes, wchar_t* target);
 
-/// One character of UTF-8, or one maximal ill-formed piece, which counts as U+FFFD.
+/// One decoded code point; U+FFFD stands for a maximal ill-formed subsequence.
 struct Utf8Character {
   char32_t code;
   std::size_t length;  ///< bytes, at least 1
 };
 
-/// The character that the bytes, of which there is at least one, begin with.
+/// Decodes the first code point of `bytes`, which must not be empty.
 Utf8Character DecodeUtf8Character(std::string_view bytes);
 
 /// Encodes UTF-16 code units as UTF-8; an unpaired surrogate becomes U+FFFD.
 std::string WideToUtf8(std::wstring_view text);
 
-/// The same at the end of `*bytes`.
+/// Appends the UTF-8 form of `text` to `*bytes`.
 void AppendUtf8(std::wstring_view text, std::string* bytes);
 
-/// The same into a target with `room` for bytes: what does not fit is left out, never half a
-/// character. Returns the bytes written, or needed when the target is null.
+/// Encodes into `target`, which has `room` bytes. The text is cut at a code point boundary if it
+/// does not fit. Returns the number of bytes written, or needed if `target` is null.
 std::size_t WideToUtf8(std::wstring_view text, char* target, std::size_t room);
 
 }  // namespace orv

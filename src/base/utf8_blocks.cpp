@@ -20,7 +20,7 @@ void EncodeNothing(const wchar_t**, const wchar_t*, char**, const char*) {}
 
 using Shuffle = std::array<std::uint8_t, 16>;
 
-/// For each set of lanes of two bytes the order that brings them to the front.
+/// For each subset of eight two-byte lanes, the byte shuffle that moves them to the front.
 constexpr auto kKeptLanes = [] {
   std::array<Shuffle, 256> shuffles{};
   for (unsigned kept = 0; kept < shuffles.size(); ++kept) {
@@ -34,8 +34,8 @@ constexpr auto kKeptLanes = [] {
   return shuffles;
 }();
 
-/// For four lanes of four bytes the order that leaves out the unused last ones. Bit n of the index
-/// says that lane n has a second byte, bit 4 + n that it has a third.
+/// For four four-byte lanes, the byte shuffle that drops the unused trailing bytes. Bit n of the
+/// index means that lane n has a second byte, bit 4 + n that it has a third.
 constexpr auto kUsedBytes = [] {
   std::array<Shuffle, 256> shuffles{};
   for (unsigned index = 0; index < shuffles.size(); ++index) {
@@ -191,19 +191,23 @@ ORV_SSE41 void EncodeSse41(const wchar_t** at, const wchar_t* end, char** out, c
 }  // namespace
 
 Utf8BlockDecoder Utf8BlockDecoderFor(CpuLevel level) {
+  static constexpr LeveledKernel<Utf8BlockDecoder> kKernels[] = {
+    {CpuLevel::kPlain, DecodeNothing},
 #if defined(__x86_64__)
-  if (level >= CpuLevel::kSse41) return DecodeSse41;
+    {CpuLevel::kSse41, DecodeSse41},
 #endif
-  (void)level;
-  return DecodeNothing;
+  };
+  return KernelFor(level, kKernels);
 }
 
 Utf8BlockEncoder Utf8BlockEncoderFor(CpuLevel level) {
+  static constexpr LeveledKernel<Utf8BlockEncoder> kKernels[] = {
+    {CpuLevel::kPlain, EncodeNothing},
 #if defined(__x86_64__)
-  if (level >= CpuLevel::kSse41) return EncodeSse41;
+    {CpuLevel::kSse41, EncodeSse41},
 #endif
-  (void)level;
-  return EncodeNothing;
+  };
+  return KernelFor(level, kKernels);
 }
 
 }  // namespace orv

@@ -6,6 +6,7 @@
 #include "config/list_values.h"
 #include "config/properties.h"
 #include "config/property_tables.h"
+#include "crypto/sha256.h"
 #include "orv/config/config_parser.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/crypto/encryption_aes.h"
@@ -121,7 +122,7 @@ CString CConfigParser::Parse(CMarkup& xml, Config& config, CLoggerClient* logger
 }
 
 CString CConfigParser::Parse(int version, CMarkup& xml, Config& config, CLoggerClient* logger) {
-  // Such a file loads with the device's defaults; callers rely on it.
+  // Kept for compatibility: such a file loads with the device's defaults.
   if (version >= kFirstOtherVersion) return {};
   if (!IntoChild(xml, L"device")) return MissingElement(L"<device>");
   CString error = ParseDevice(xml, config.device, logger);

@@ -16,9 +16,9 @@ namespace {
 /// Reads a section that lists named entries. `add(number, enabled)` takes each entry in document
 /// order.
 ///
-/// The current number carries over from property to property and from entry to entry: a name that
-/// is not known is warned of and still adds an entry, under the number of the one before it, and is
-/// still compared with the default's name. Files rely on it.
+/// Kept for compatibility: the current number carries over from property to property and from entry
+/// to entry. A name that is not known is warned of and still adds an entry, under the number of the
+/// one before it, and is still compared with the default's name.
 template <typename Add>
 CString ReadEntries(CMarkup& xml, const orv::EntryList& list, std::int32_t& defaultNumber, Add add,
                     CLoggerClient* logger) {
@@ -118,7 +118,7 @@ CString CConfigParser::ParseDeviceLabel(CMarkup& xml, Label& label, CLoggerClien
 
 CString CConfigParser::ParseDeviceGeneralSettings(CMarkup& xml, GeneralSettings& settings,
                                                   CLoggerClient* logger) {
-  settings = {};
+  settings = {.resolutionDpiX = 300, .resolutionDpiY = 300};
   return orv::ReadProperties<GeneralSettings>(xml, orv::kGeneralSettingsProperties,
                                               L"<device><generalSettings><properties>", settings,
                                               logger);

@@ -18,8 +18,8 @@ CString GenerateValues(std::int32_t min, std::int32_t max, std::int32_t step,
 
   bool metDefault = false;
   int count = 0;
-  // A descending range passes the checks above and still has no values: callers rely on the refusal
-  // below. The value advances as 32 bits do, wrapping at the end.
+  // Kept for compatibility: a descending range passes the checks above, and is refused below as one
+  // without values. The value advances as 32 bits do, wrapping at the end.
   for (std::int32_t value = min; value <= max;
        value = static_cast<std::int32_t>(static_cast<std::uint32_t>(value) +
                                          static_cast<std::uint32_t>(step))) {

@@ -114,8 +114,8 @@ constexpr std::int32_t kNoFamily = 99;
 
 CString CConfigParser::ParseDeviceOptionFamilies(CMarkup& markup, Device& device,
                                                  CLoggerClient* client) {
-  // Carried over from family to family: one that does not say its identifier is read under that of
-  // the family before it. Files rely on it.
+  // Kept for compatibility: a family that does not say its identifier is read under that of the
+  // family before it.
   orv::FamilyProperties properties{kNoFamily, {}, {}, {}};
   while (IntoChild(markup, L"optionFamily")) {
     if (IntoChild(markup, L"properties")) {

@@ -88,7 +88,7 @@ inline constexpr Property<Range> kGlobalOffsetYProperties[] = {
 };
 
 inline constexpr Property<Range> kHeadsOffsetXProperties[] = {
-    // Only "TRUE" enables it; files rely on "true" being false here.
+    // Kept for compatibility: only "TRUE" enables it, "true" does not.
     {L"headsOffsetXEnabled", UpperCaseBool<Range>{&Range::enabled}},
     {L"headsOffsetXMin", &Range::min},
     {L"headsOffsetXStep", &Range::step},
@@ -159,7 +159,7 @@ inline constexpr Property<FamilyProperties> kFamilyProperties[] = {
 #define ORV_OPTION(Kind)                                                           \
   Property<Kind>{L"optionName", &Kind::optionName},                                \
       Property<Kind>{L"optionImageFile", &Kind::optionImageFile}, Property<Kind> { \
-    /* Only "TRUE" marks the default; files rely on "true" being false here. */    \
+    /* Kept for compatibility: only "TRUE" marks the default, "true" does not. */  \
     L"defaultOption", UpperCaseBool<Kind> { &Kind::isDefault }                     \
   }
 

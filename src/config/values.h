@@ -17,8 +17,7 @@ std::int32_t ToInt(std::wstring_view text);
 /// True exactly for "true" in any case; "1", "yes" and "on" are false.
 bool ToBool(std::wstring_view text);
 
-/// True exactly for "TRUE". Some properties know only this spelling; files rely on the others being
-/// false there.
+/// True exactly for "TRUE". Kept for compatibility: to some properties other spellings are false.
 bool ToUpperCaseBool(std::wstring_view text);
 
 /// Seconds since 1970-01-01 of a local time written "yyyy-mm-dd?hh:mm:ss": the fields are taken by

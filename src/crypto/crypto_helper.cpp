@@ -78,18 +78,19 @@ HeapBuffer ReadSource(const CString& path, DWORD* length, CLoggerClient* client)
   return buffer;
 }
 
-/// Puts bytes into the place of the target.
+/// Replaces the target by these bytes. A folder stays, and cannot be opened.
 DWORD WriteTarget(const CString& path, const BYTE* bytes, DWORD length, CLoggerClient* client) {
   const std::filesystem::path file = orv::ToPath(path);
   std::error_code ignored;
-  std::filesystem::remove(file, ignored);
+  if (!std::filesystem::is_directory(file, ignored)) std::filesystem::remove(file, ignored);
   orv::ExclusiveFile target;
   if (!target.Open(file)) {
     LogFormat(eLogLevelError, client, nullptr, L"Fatal Error: Unable to create target file %ls\r\n",
               path.c_str());
     return 1;
   }
-  target.Write(bytes, length);  // not examined: callers rely on 0 once the target was opened
+  // Kept for compatibility: 0 once the target is open, whether or not the write succeeds.
+  target.Write(bytes, length);
   return 0;
 }
 

@@ -6,6 +6,7 @@
 #include <new>
 
 #include "base/utf8.h"
+#include "crypto/sha256.h"
 #include "crypto/vector_generator.h"
 #include "orv/text/format.h"
 #include "platform/cryptography.h"
@@ -19,7 +20,6 @@ using orv::kAesBlockSize;
 namespace {
 
 constexpr DWORD kKeyLength = 32;
-constexpr int kKeyFromText = 1;
 constexpr BYTE kFormatVersion = 1;
 
 /// The diagnostic line of each step. The names are those of one system's service, on every system:
@@ -144,18 +144,7 @@ void SelfTest(orv::AesCbc* cipher, const BYTE (&vector)[kAesBlockSize], const BY
 }  // namespace
 
 CEncryptionAES::CEncryptionAES(const CStringA& keyText, const CStringA& magic)
-    : m_stKeyText(keyText), m_stMagic(magic) {
-  BuildKey(kKeyFromText);
-}
-
-CEncryptionAES::~CEncryptionAES() { orv::HeapRelease(m_pKey); }
-
-void CEncryptionAES::BuildKey(int mode) {
-  if (mode != kKeyFromText) {
-    m_nErrorCode = 3;
-    return;
-  }
-  m_nKeyLength = kKeyLength;
+    : m_stKeyText(keyText), m_stMagic(magic), m_nKeyLength(kKeyLength) {
   m_pKey = static_cast<BYTE*>(orv::HeapAllocate(kKeyLength));
   if (m_pKey == nullptr) {
     m_nErrorCode = 1;
@@ -167,6 +156,8 @@ void CEncryptionAES::BuildKey(int mode) {
         m_stKeyText.empty() ? BYTE{0} : static_cast<BYTE>(m_stKeyText[i % m_stKeyText.size()]);
   }
 }
+
+CEncryptionAES::~CEncryptionAES() { orv::HeapRelease(m_pKey); }
 
 BYTE* CEncryptionAES::EncryptAsBytes(const BYTE* data, DWORD length, DWORD* outLength) {
   m_nErrorCode = 0;

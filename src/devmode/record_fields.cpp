@@ -365,8 +365,7 @@ constexpr RecordCheck kChecks[] = {
     Check("Rewinder.enabled"),
     Check("RibbonSaver.enabled"),
     Check("TearOff.enabled"),
-    // The tube applicator's check looks at the tear-off edge's word; callers rely on its own word
-    // being left alone.
+    // Kept for compatibility: the tube applicator's check looks at the tear-off edge's word.
     {"TubeApplicator.enabled", Field("TearOff.enabled")},
 };
 

@@ -14,6 +14,7 @@
 #include "orv/session/session_data.h"
 #include "orv/text/format.h"
 #include "platform/letter_case.h"
+#include "session/session_items.h"
 
 namespace orv {
 namespace {
@@ -29,7 +30,7 @@ constexpr int kThousandthsPerTenth = 100;
 constexpr int kNoField = -1;
 #define RECORD(member) static_cast<int>(offsetof(tagOEMDEV, member))
 
-// Paper size and copies have their own ways into the records.
+// The paper size has its own way into the records; the copies stay the application's.
 constexpr StockValue kValues[] = {
     {L"SpeedInMmPerSec", &StockItem::SpeedInMmPerSec, RECORD(PrintSpeed)},
     {L"Darkness", &StockItem::Darkness, RECORD(Darkness)},
@@ -84,32 +85,24 @@ std::vector<StockItem> ReadItems(const RegistryKey& key) {
   return items;
 }
 
-/// The printer's own items and where they came from; false when neither place has any.
-bool LoadOwnItems(const std::wstring& printerName, const std::wstring& driverName,
-                  std::vector<StockItem>* items, bool* isFromSession) {
+/// The printer's own items: the session's when the session decides so and has any, otherwise the
+/// stored ones.
+std::vector<StockItem> LoadOwnItems(const std::wstring& printerName, const std::wstring& driverName,
+                                    bool* isFromSession) {
   std::uint32_t readSession = 0;
   if (GetSessionReadUDS(&readSession, printerName.c_str(), driverName.c_str()) == 0) {
     throw std::bad_alloc();  // not the printer's items where the session's might be wanted
   }
   CleanupRegSessionData(printerName.c_str(), driverName.c_str());
 
-  const std::wstring path = PrinterPath(printerName, driverName);
-  RegistryKey key;
-  *isFromSession = false;
+  std::vector<StockItem> items;
   if (readSession != 0) {
-    std::uint32_t parentId = 0;
-    std::uint32_t processId = 0;
-    GetSessionParentProcessId(&parentId);  // makes the session find out its ids
-    GetSessionProcessId(&processId);
-    *isFromSession = key.Open(HKEY_CURRENT_USER, path + L"\\Session\\" + std::to_wstring(processId),
-                              RegistryAccess::kRead) == ERROR_SUCCESS;
+    items = ReadStockItems(PrinterPath(printerName, driverName) + L"\\Session\\" +
+                           std::to_wstring(SessionItemsProcess()));
   }
-  if (!*isFromSession &&
-      key.Open(HKEY_CURRENT_USER, path + L"\\Stocks", RegistryAccess::kRead) != ERROR_SUCCESS) {
-    return false;
-  }
-  *items = ReadItems(key);
-  return !items->empty();
+  *isFromSession = !items.empty();
+  if (items.empty()) items = ReadStockItems(StockItemsPath(printerName, driverName));
+  return items;
 }
 
 /// A public length as the private record counts it; the record's own when there is none.
@@ -142,9 +135,6 @@ void Apply(const StockItem& item, int paperSize, DEVMODEW* out, tagOEMDEV* dev) 
     std::memcpy(reinterpret_cast<std::uint8_t*>(dev) + value.recordOffset, &number, sizeof(number));
   }
   dev->StockItemGuid = item.guid;
-  if (static_cast<std::int32_t>(item.NumberCopies) > 0) {
-    out->dmCopies = static_cast<SHORT>(item.NumberCopies);
-  }
 }
 
 }  // namespace
@@ -213,9 +203,18 @@ std::wstring StockItemsPath(const std::wstring& printerName, const std::wstring&
   return PrinterPath(printerName, driverName) + L"\\Stocks";
 }
 
+HKEY StockItemsHive(const std::wstring& path) {
+  if (path != kCommonStockItemsPath) return HKEY_CURRENT_USER;
+  RegistryKey key;
+  const bool isMachines =
+      key.Open(HKEY_CURRENT_USER, path, RegistryAccess::kRead) == ERROR_FILE_NOT_FOUND &&
+      key.Open(HKEY_LOCAL_MACHINE, path, RegistryAccess::kRead) == ERROR_SUCCESS;
+  return isMachines ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
+}
+
 std::vector<StockItem> ReadStockItems(const std::wstring& path) {
   RegistryKey key;
-  if (key.Open(HKEY_CURRENT_USER, path, RegistryAccess::kRead) != ERROR_SUCCESS) return {};
+  if (key.Open(StockItemsHive(path), path, RegistryAccess::kRead) != ERROR_SUCCESS) return {};
   return ReadItems(key);
 }
 
@@ -224,7 +223,7 @@ LONG WriteStockItem(const std::wstring& path, const StockItem& item) {
     return ERROR_INVALID_PARAMETER;
   }
   RegistryKey key;
-  LONG result = key.Create(HKEY_CURRENT_USER, path + L'\\' + FormatGuid(item.guid));
+  LONG result = key.Create(StockItemsHive(path), path + L'\\' + FormatGuid(item.guid));
   if (result == ERROR_SUCCESS) {
     result = SetRegistryValue(key.get(), kNameValue, RegistryValue::FromText(item.DisplayName));
   }
@@ -251,7 +250,7 @@ LONG ImportStockItems(const std::wstring& path, std::span<const StockItem> items
 
 LONG DeleteStockItem(const std::wstring& path, const GUID& guid) {
   RegistryKey key;
-  const LONG result = key.Open(HKEY_CURRENT_USER, path, RegistryAccess::kReadWrite);
+  const LONG result = key.Open(StockItemsHive(path), path, RegistryAccess::kReadWrite);
   return result != ERROR_SUCCESS ? result : DeleteRegistryTree(key.get(), FormatGuid(guid));
 }
 
@@ -262,7 +261,7 @@ std::vector<StockItem> LoadStockItems(HANDLE printer, const wchar_t* printerName
   std::vector<StockItem> items;
   bool isFromSession = false;
   if (PrinterFacts facts; GetPrinterFacts(printer, &facts)) {
-    LoadOwnItems(name, facts.driverName, &items, &isFromSession);
+    items = LoadOwnItems(name, facts.driverName, &isFromSession);
   } else if (CLogger::IsEnabled(eLogLevelError, kSource)) {
     const std::wstring error = std::to_wstring(GetLastError());
     LogFormat(eLogLevelError, logger, kSource, L"printer %ls could not be opened. Error code: %ls",

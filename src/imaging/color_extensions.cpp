@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "imaging/colour.h"
+
 namespace {
 
 /// Not greater than 0, also not a number, becomes 0; the rest keeps the low 8 bits of its whole
@@ -47,7 +49,7 @@ void ColorExtensions::RGBToLab(const Color& colour, float* lab) {
   const float green = orv::LinearChannel(colour.GetGreen());
   const float blue = orv::LinearChannel(colour.GetBlue());
 
-  // The white point multiplies and is never divided by again; tolerances rely on this scale.
+  // Kept for compatibility: the white point multiplies and is never divided by again.
   const float x = (0.412453f * red + 0.35758f * green + 0.180423f * blue) * 95.047f;
   const float y = (0.212671f * red + 0.71516f * green + 0.072169f * blue) * 100.0f;
   const float z = (0.019334f * red + 0.119193f * green + 0.950227f * blue) * 108.883f;
@@ -71,16 +73,3 @@ double ColorExtensions::CalculateToleranceCIE76(const Color& first, const Color&
   return std::sqrt(lightness * lightness + greenRed * greenRed + blueYellow * blueYellow) /
          orv::kDistanceScale;
 }
-
-namespace orv {
-
-float LinearChannel(BYTE channel) {
-  // 0 to 255 without the usual division by 255, and 0.0055 where the usual formula has 0.055:
-  // tolerances rely on both.
-  const float c = static_cast<float>(channel);
-  if (c > 0.04045f)
-    return static_cast<float>(std::pow(static_cast<double>((c + 0.0055f) / 1.055f), 2.4));
-  return c / 12.92f;
-}
-
-}  // namespace orv

@@ -1,8 +1,20 @@
 #include "imaging/highlight.h"
 
+#include <cmath>
+
+#include "imaging/colour.h"
 #include "orv/imaging/color_extensions.h"
 
 namespace orv {
+
+float LinearChannel(std::uint8_t channel) {
+  // Kept for compatibility: 0 to 255 without the usual division by 255, and 0.0055 where the usual
+  // formula has 0.055.
+  const float c = static_cast<float>(channel);
+  if (c > 0.04045f)
+    return static_cast<float>(std::pow(static_cast<double>((c + 0.0055f) / 1.055f), 2.4));
+  return c / 12.92f;
+}
 
 bool IsHighlight(std::uint32_t colour, const HighlightRule& rule) {
   const Color pixel(0xFF000000 | colour);

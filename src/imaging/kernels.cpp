@@ -3,12 +3,14 @@
 namespace orv {
 
 const ImagingKernels& ImagingKernelsFor(CpuLevel level) {
+  static constexpr LeveledKernel<const ImagingKernels*> kKernels[] = {
+    {CpuLevel::kPlain, &kPlainKernels},
 #if defined(__x86_64__)
-  if (level >= CpuLevel::kAvx2) return kAvx2Kernels;
-  if (level == CpuLevel::kSse41) return kSse41Kernels;
+    {CpuLevel::kSse41, &kSse41Kernels},
+    {CpuLevel::kAvx2, &kAvx2Kernels},
 #endif
-  (void)level;
-  return kPlainKernels;
+  };
+  return *KernelFor(level, kKernels);
 }
 
 const ImagingKernels& ActiveImagingKernels() {

@@ -38,8 +38,8 @@ struct Ink {
   std::uint8_t red;
 };
 
-/// A square of n x n thresholds, n a power of two up to 16. Columns of the image go down the
-/// matrix: the pixel at x, y has the threshold `entries[x % n * n + y % n]`, as callers expect.
+/// A square of n x n thresholds, n a power of two up to 16. Kept for compatibility: columns of the
+/// image go down the matrix, so the pixel at x, y has the threshold `entries[x % n * n + y % n]`.
 struct OrderedMatrix {
   int size;
   const std::uint8_t* entries;

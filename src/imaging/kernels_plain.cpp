@@ -3,6 +3,7 @@
 #include <memory>
 #include <new>
 
+#include "imaging/colour.h"
 #include "imaging/content_scan.h"
 #include "imaging/highlight.h"
 #include "imaging/kernels.h"

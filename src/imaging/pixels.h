@@ -1,5 +1,9 @@
 #pragma once
 
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+
 #include "imaging/kernels.h"
 #include "orv/platform/graphics.h"
 
@@ -11,6 +15,34 @@ namespace orv {
 inline PixelPlane PlaneOf(const BitmapData& data) {
   return {static_cast<std::uint8_t*>(data.Scan0), data.Stride, static_cast<int>(data.Width),
           static_cast<int>(data.Height)};
+}
+
+inline std::ptrdiff_t RowBytes(const PixelPlane& plane) { return std::ptrdiff_t{3} * plane.width; }
+
+/// The rows of a mask for those of `page`. Kept for compatibility: they are as far apart as the
+/// page's rows, whatever the mask's stride. Rows outside the mask are left out; without three bytes
+/// a pixel in both images, all are.
+inline PixelPlane MaskPlaneOf(const BitmapData& mask, const PixelPlane& page) {
+  const std::ptrdiff_t step = std::abs(page.stride);
+  const std::ptrdiff_t maskStep = std::abs(std::ptrdiff_t{mask.Stride});
+  PixelPlane plane = PlaneOf(mask);
+  plane.stride = mask.Stride < 0 ? -step : step;
+  plane.width = page.width;
+  const std::ptrdiff_t rows =
+      RowBytes(page) > std::min(step, maskStep) ? 0 : maskStep * (plane.height - 1) / step + 1;
+  plane.height = static_cast<int>(std::min<std::ptrdiff_t>(page.height, rows));
+  return plane;
+}
+
+/// The ink of a print head; alpha is ignored.
+inline Ink InkOf(const Color& colour) {
+  return {colour.GetBlue(), colour.GetGreen(), colour.GetRed()};
+}
+
+/// A copy of a whole bitmap; null if the system refuses.
+inline std::unique_ptr<Bitmap> CloneWhole(Bitmap* source, PixelFormat format) {
+  return std::unique_ptr<Bitmap>(source->Clone(0, 0, static_cast<INT>(source->GetWidth()),
+                                               static_cast<INT>(source->GetHeight()), format));
 }
 
 /// All pixels of a bitmap, locked until the end of the scope.

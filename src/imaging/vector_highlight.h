@@ -8,6 +8,7 @@
 #include <array>
 #include <cmath>
 
+#include "imaging/colour.h"
 #include "imaging/highlight.h"
 #include "imaging/vector_pixels.h"
 #include "orv/imaging/color_extensions.h"

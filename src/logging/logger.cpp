@@ -5,6 +5,7 @@
 #include <exception>
 #include <filesystem>
 #include <limits>
+#include <new>
 #include <string>
 
 #include "logging/log_file.h"
@@ -41,7 +42,7 @@ std::wstring_view TagOf(eLogLevel level) {
     case eLogLevelTrace:
       return L"TRC\t";
   }
-  // A combination of levels has no tag, and its line a column fewer: readers of the log rely on it.
+  // Kept for compatibility: a combination of levels has no tag, so its line has one column fewer.
   return {};
 }
 
@@ -49,7 +50,7 @@ void AppendTimestamp(std::wstring* line, const orv::LocalTime& now) {
   wchar_t text[] = L"00.00.0000\t00:00:00.000\t";
   const struct {
     int number;
-    int end;  ///< where its last digit stands, behind zeros; years have four digits
+    int end;  ///< index of its last digit; years have four digits
   } parts[] = {{now.day, 1},     {now.month, 4},   {now.year, 9},        {now.hour, 12},
                {now.minute, 15}, {now.second, 18}, {now.millisecond, 22}};
   for (auto [number, end] : parts) {
@@ -58,7 +59,7 @@ void AppendTimestamp(std::wstring* line, const orv::LocalTime& now) {
   *line += text;
 }
 
-/// The file name of the process's program, found once.
+/// The file name of the process's executable, determined once.
 const std::wstring& ProcessName() {
   static const std::wstring s_stProcessName = [] {
     std::wstring path;
@@ -91,25 +92,123 @@ int LeadingNumber(const std::wstring& text) {
       std::clamp<long>(number, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
 
-/// Does a part of the logger's work, or what there is memory for of it. Never in line: calls that
-/// are suppressed need not make room for it.
+/// Runs a part of the logger's work as far as memory allows. Not inlined, so suppressed log calls
+/// keep a small stack frame.
 template <typename Work>
 [[gnu::noinline]] void Attempt(Work work) {
   try {
     work();
   } catch (const std::exception&) {
-    // Nobody who logs is to fail for it.
+    // Logging never fails its caller.
   }
 }
 
+/// Whether the group of an entry's source is active. Only whole names match.
+bool IsInActiveLoggingGroup(const wchar_t* source) {
+  if (source == nullptr || CLogger::m_stLogGroups.empty()) return false;
+  bool isActive = false;
+  Attempt([source, &isActive] {
+    const std::wstring names = orv::LowerCase(source);
+    for (std::size_t start = 0; start < names.size() && !isActive;) {
+      const std::size_t end = std::min(names.find(L'#', start), names.size());
+      // Both ends of a name are delimited, so only whole names match.
+      isActive = end > start &&
+                 CLogger::m_stLogGroups.find(L'#' + names.substr(start, end - start) + L'#') !=
+                     CString::npos;
+      start = end + 1;
+    }
+  });
+  return isActive;
+}
+
+void WriteToLogFile(std::wstring_view line, const orv::LocalTime& now) {
+  const auto path = orv::LogFileOf(now, CLogger::m_stDesiredLogPath);
+  if (path == nullptr) return;
+  std::error_code error;
+  const bool isNew = !std::filesystem::exists(*path, error);
+  const std::lock_guard guard(CLogger::m_csFileLock);
+  orv::ExclusiveFile file;
+  // If another process holds the file, the entry is dropped instead of blocking the caller.
+  if (!file.Open(*path)) return;
+  if (isNew && !AppendUnits(&file, kHeader)) return;
+  AppendUnits(&file, line);
+}
+
+void WriteLogEntry(eLogLevel level, CLoggerClient* client, std::wstring_view message,
+                   std::wstring_view source) {
+  constexpr std::size_t kColumns = 64;  // at least the size of date, time, tag, tabs and line end
+  const std::wstring& process = ProcessName();
+  const std::wstring_view module =
+      client != nullptr && !client->HasError() ? client->m_stModuleName : std::wstring_view();
+
+  std::wstring entry;
+  entry.reserve(kDebugPrefix.size() + kColumns + process.size() + module.size() + source.size() +
+                message.size());
+  const orv::LocalTime now = orv::GetLocalTimeNow();
+  entry += kDebugPrefix;
+  AppendTimestamp(&entry, now);
+  entry += TagOf(level);
+  for (const std::wstring_view column : {std::wstring_view(process), module, source}) {
+    entry += column;
+    entry += L'\t';
+  }
+  entry += message;
+  entry += L"\r\n";
+
+  if (CLogger::m_bWriteLogToDebug) orv::WriteDebugOutput(entry);
+  if (CLogger::m_bWriteLogToFile)
+    WriteToLogFile(std::wstring_view(entry).substr(kDebugPrefix.size()), now);
+}
+
+void ReadLoggingSettingsFromRegistry() {
+  CLogger::m_stDesiredLogPath = orv::ReadSetting(orv::kLogSettings, orv::kLogPathSetting);
+  CLogger::m_bWriteLogToDebug = ReadSwitch(L"WriteLogToDebug", 1);
+  CLogger::m_bWriteLogToFile = ReadSwitch(L"WriteLogToFile", 1);
+  const std::wstring level = orv::ReadSetting(orv::kLogSettings, L"LogLevel");
+  CLogger::m_nLoglevel = level.empty() ? int{eLogLevelError} : LeadingNumber(level);
+  const std::wstring groups = orv::ReadSetting(orv::kLogSettings, L"LogGroups");
+  CLogger::m_stLogGroups = groups.starts_with(L'#') ? orv::LowerCase(groups) : std::wstring();
+}
+
 }  // namespace
+
+BOOL CLoggerClient::HasError() const { return !m_stError.empty(); }
+
+void CLoggerClient::Initialize(HINSTANCE hInstance) {
+  m_hInstance = hInstance;
+  m_stModulePath.clear();
+  m_stModuleName.clear();
+  m_stModuleFolder.clear();
+  m_stError.clear();
+
+  try {
+    if (hInstance == nullptr || hInstance == reinterpret_cast<HINSTANCE>(INVALID_HANDLE_VALUE)) {
+      m_stError = L"Unable to determine path to DLL: hInstance is NULL";
+      return;
+    }
+    if (!orv::GetModulePath(hInstance, &m_stModulePath)) {
+      m_stError = orv::Format(L"Unable to determine path to DLL. Error code: %d",
+                              static_cast<int>(GetLastError()));
+      return;
+    }
+    m_stModuleName = orv::FileNameOf(m_stModulePath);
+    if (m_stModulePath.size() > m_stModuleName.size()) {
+      m_stModuleFolder.assign(m_stModulePath, 0, m_stModulePath.size() - m_stModuleName.size() - 1);
+    }
+  } catch (const std::bad_alloc&) {
+    m_stModulePath.clear();
+    m_stModuleName.clear();
+    m_stModuleFolder.clear();
+    m_stError = L"?";  // fits without an allocation
+  }
+}
 
 void CLogger::StartLogging(CLoggerClient* client) {
   if (m_nRefCount++ != 0) return;
   Attempt([client] {
     ReadLoggingSettingsFromRegistry();
-    // These lines are written whatever the level mask says. The brackets hold the family prefix,
-    // not the process's name; readers of the log look for it.
+    // These lines are written regardless of the level mask. Kept for compatibility: the brackets
+    // hold the family prefix, not the process name.
     for (const std::wstring& line :
          {orv::Format(L"Logging start for new process (%ls)", kFamilyPrefix),
           orv::Format(L"   Log Level   : %d", m_nLoglevel),
@@ -131,75 +230,31 @@ void CLogger::Log(eLogLevel level, CLoggerClient* client, const wchar_t* message
   });
 }
 
-BOOL CLogger::IsInActiveLoggingGroup(const wchar_t* source) {
-  if (source == nullptr || m_stLogGroups.empty()) return FALSE;
-  BOOL isActive = FALSE;
-  Attempt([source, &isActive] {
-    const std::wstring names = orv::LowerCase(source);
-    for (std::size_t start = 0; start < names.size() && !isActive;) {
-      const std::size_t end = std::min(names.find(L'#', start), names.size());
-      // Both ends of a name are marked, so that only whole names are found.
-      isActive = end > start && m_stLogGroups.find(L'#' + names.substr(start, end - start) +
-                                                   L'#') != CString::npos;
-      start = end + 1;
-    }
-  });
-  return isActive;
+void CLogger::LOG_TRACE(CLoggerClient* client, const wchar_t* message, const wchar_t* source) {
+  Log(eLogLevelTrace, client, message, source);
 }
 
-void CLogger::WriteLogEntry(eLogLevel level, CLoggerClient* client, std::wstring_view message,
-                            std::wstring_view source) {
-  constexpr std::size_t kColumns = 64;  // more than date, time, tag, tabs and line end take
-  const std::wstring& process = ProcessName();
-  const std::wstring_view module =
-      client != nullptr && !client->HasError() ? client->m_stModuleName : std::wstring_view();
-
-  std::wstring entry;
-  entry.reserve(kDebugPrefix.size() + kColumns + process.size() + module.size() + source.size() +
-                message.size());
-  const orv::LocalTime now = orv::GetLocalTimeNow();
-  entry += kDebugPrefix;
-  AppendTimestamp(&entry, now);
-  entry += TagOf(level);
-  for (const std::wstring_view column : {std::wstring_view(process), module, source}) {
-    entry += column;
-    entry += L'\t';
-  }
-  entry += message;
-  entry += L"\r\n";
-
-  if (m_bWriteLogToDebug) orv::WriteDebugOutput(entry);
-  if (m_bWriteLogToFile) WriteToLogFile(std::wstring_view(entry).substr(kDebugPrefix.size()), now);
+void CLogger::LOG_INFO(CLoggerClient* client, const wchar_t* message, const wchar_t* source) {
+  Log(eLogLevelInfo, client, message, source);
 }
 
-void CLogger::WriteToLogFile(std::wstring_view line, const orv::LocalTime& now) {
-  const auto path = orv::LogFileOf(now, m_stDesiredLogPath);
-  if (path == nullptr) return;
-  std::error_code error;
-  const bool isNew = !std::filesystem::exists(*path, error);
-  const std::lock_guard guard(m_csFileLock);
-  orv::ExclusiveFile file;
-  // Somebody else may hold the file: the entry is lost then, and the caller is not kept waiting.
-  if (!file.Open(*path)) return;
-  if (isNew && !AppendUnits(&file, kHeader)) return;
-  AppendUnits(&file, line);
+void CLogger::LOG_WARNING(CLoggerClient* client, const wchar_t* message, const wchar_t* source) {
+  Log(eLogLevelWarning, client, message, source);
 }
 
-void CLogger::ReadLoggingSettingsFromRegistry() {
-  m_stDesiredLogPath = orv::ReadSetting(orv::kLogSettings, orv::kLogPathSetting);
-  m_bWriteLogToDebug = ReadSwitch(L"WriteLogToDebug", 1);
-  m_bWriteLogToFile = ReadSwitch(L"WriteLogToFile", 1);
-  const std::wstring level = orv::ReadSetting(orv::kLogSettings, L"LogLevel");
-  m_nLoglevel = level.empty() ? int{eLogLevelError} : LeadingNumber(level);
-  const std::wstring groups = orv::ReadSetting(orv::kLogSettings, L"LogGroups");
-  m_stLogGroups = groups.starts_with(L'#') ? orv::LowerCase(groups) : std::wstring();
+void CLogger::LOG_ERROR(CLoggerClient* client, const wchar_t* message, const wchar_t* source) {
+  Log(eLogLevelError, client, message, source);
+}
+
+bool CLogger::IsEnabled(eLogLevel level, const wchar_t* source) {
+  return (m_nLoglevel & level) != 0 || IsInActiveLoggingGroup(source);
 }
 
 CString CLogger::GetFileAndLastFolder(const CString& path) {
   if (path.empty()) return {};
   CString rest(path, 0, path.size() - 1);
   while (std::count(rest.begin(), rest.end(), L'\\') > 1) {
-    // A component ends at its backslash; two in a row, as before a server's name, count as one.
+    // A component ends at its backslash; two in a row, as before a server name, count as one.
     std::size_t next = rest.find(L'\\') + 1;
     if (rest[next] == L'\\') ++next;
     rest.erase(0, next);

@@ -2,7 +2,7 @@
 
 namespace orv {
 
-/// A moment in local time, as people write it.
+/// A date and time of day in the local time zone.
 struct LocalTime {
   int year;
   int month;  ///< 1 to 12

@@ -3,21 +3,21 @@
 #include <string>
 #include <string_view>
 
-/// Narrow encodings, known by their Windows code page numbers: the system's own conversion on
-/// Windows, iconv elsewhere. Which pages there are is the system's business.
+/// Conversion between wide text and code pages, identified by their Windows numbers: through
+/// kernel32 on Windows, iconv on Linux. The system decides which code pages exist.
 
 namespace orv {
 
-/// The code page of narrow text that names none: the "ANSI" one. On Linux the Western European page
-/// 1252.
+/// The "ANSI" code page, for narrow text without a declared encoding. On Linux it is 1252 (Western
+/// European).
 int SystemCodePage();
 
-/// Appends the text that the bytes stand for. Bytes without a meaning become U+FFFD or what the
-/// system puts for them, and set `*lost`. False, nothing appended, when there is no such page.
+/// Decodes `bytes` and appends the text. Undecodable bytes become U+FFFD, or what the system
+/// substitutes, and set `*lost`. Returns false and appends nothing if the code page does not exist.
 bool DecodeCodePage(int codePage, std::string_view bytes, std::wstring* text, bool* lost);
 
-/// Appends the text in a code page. What the page cannot express becomes `?` and sets `*lost`.
-/// False, nothing appended, when there is no such page.
+/// Encodes `text` and appends the bytes. Characters that the code page lacks become `?` and set
+/// `*lost`. Returns false and appends nothing if the code page does not exist.
 bool EncodeCodePage(int codePage, std::wstring_view text, std::string* bytes, bool* lost);
 
 }  // namespace orv

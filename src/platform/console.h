@@ -4,28 +4,27 @@
 #include <string_view>
 #include <vector>
 
-/// A command-line program's arguments and output. Built into the programs that use it, not into the
+/// Arguments and standard streams of a command-line program. Linked into programs, not into the
 /// library.
 
 namespace orv {
 
-/// The program's arguments as UTF-8, without its own name. Pass what `main` was given.
+/// The program's arguments as UTF-8, without its own name. Takes the arguments of `main`.
 std::vector<std::string> CommandLineArguments(int argc, char** argv);
 
 enum class OutputStream { kResults, kMessages };
 
-/// Writes UTF-8 text to standard output or standard error: to a Windows console as wide text, to
-/// everything else as these bytes, without translating line ends. False when it cannot be written.
+/// Writes UTF-8 text to standard output or standard error, as wide text to a Windows console and as
+/// these bytes to anything else. Line ends are not translated. Returns false if writing fails.
 bool WriteOutput(OutputStream stream, std::string_view text);
 
-/// Reads standard input to its end, as bytes without translating line ends. False when it cannot be
-/// read.
+/// Reads standard input to its end. Line ends are not translated. Returns false if reading fails.
 bool ReadInput(std::string* bytes);
 
-/// Whether a stream goes to a terminal, where somebody watches.
+/// Whether a stream is a terminal.
 bool IsTerminal(OutputStream stream);
 
-/// Lets the program sleep.
+/// Suspends the calling thread.
 void PauseMilliseconds(int milliseconds);
 
 }  // namespace orv

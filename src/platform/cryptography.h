@@ -6,11 +6,11 @@
 #include "orv/platform/types.h"
 #include "platform/heap.h"
 
-/// The system's cipher and digest: CNG on Windows, OpenSSL elsewhere.
+/// The system's cipher and digest: CNG on Windows, OpenSSL on Linux.
 
 namespace orv {
 
-/// The steps of a cryptographic operation, for messages that name the one that failed.
+/// Steps of a cryptographic operation; messages name the one that failed.
 enum class CryptoStep {
   kNone,
   kOpenProvider,
@@ -28,7 +28,7 @@ enum class CryptoStep {
   kFinishHash,
 };
 
-/// Which step failed and with which status; the statuses are those of CNG on every system.
+/// The step that failed and its status. Statuses are those of CNG on both platforms.
 struct CryptoFailure {
   CryptoStep step = CryptoStep::kNone;
   std::uint32_t status = 0;
@@ -44,11 +44,11 @@ inline constexpr std::uint32_t kStatusInvalidBufferSize = 0xC0000206;
 
 inline constexpr DWORD kAesBlockSize = 16;
 inline constexpr DWORD kSha256Size = 32;
-/// The longest cipher text: systems count it in signed integers. Longer ones are for the caller to
-/// refuse.
+/// Maximum length of a cipher text, because systems use signed integers. The caller must refuse
+/// longer ones.
 inline constexpr DWORD kMaxCipherLength = 0x7FFFFFF0;
 
-/// AES in CBC mode with one key. One thread at a time.
+/// AES in CBC mode with one key. Not thread-safe.
 class AesCbc {
  public:
   AesCbc();
@@ -56,20 +56,20 @@ class AesCbc {
   AesCbc& operator=(const AesCbc&) = delete;
   ~AesCbc();
 
-  /// Opens the provider and makes the key from 16, 24 or 32 bytes; other lengths are for the caller
-  /// to refuse.
+  /// Opens the provider and imports a key of 16, 24 or 32 bytes. The caller must refuse other
+  /// lengths.
   CryptoFailure SetKey(const BYTE* key, DWORD keyLength);
 
   /// Encrypts with block padding (PKCS #7) into a new buffer.
   CryptoFailure Encrypt(const BYTE (&vector)[kAesBlockSize], const BYTE* plain, DWORD plainLength,
                         HeapBuffer* cipher, DWORD* cipherLength);
-  /// Decrypts a positive number of whole blocks into a new buffer of the same length. The padding
-  /// is left for the caller to check: systems differ in how thoroughly they do it.
+  /// Decrypts one or more whole blocks into a new buffer of the same length. The caller verifies
+  /// the padding, because systems differ in how thoroughly they do it.
   CryptoFailure Decrypt(const BYTE (&vector)[kAesBlockSize], const BYTE* cipher, DWORD cipherLength,
                         HeapBuffer* plain);
 
-  /// Puts the key into the system's opaque form, which outlives `DestroyKey` and from which
-  /// `ImportKey` makes the key again.
+  /// `ExportKey` saves the key in the system's opaque form. It survives `DestroyKey`, and
+  /// `ImportKey` restores the key from it.
   CryptoFailure ExportKey();
   CryptoFailure DestroyKey();
   CryptoFailure ImportKey();

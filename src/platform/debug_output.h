@@ -4,15 +4,15 @@
 
 namespace orv {
 
-/// Sends a text to whoever debugs the process: the debugger on Windows, the system log elsewhere.
+/// Sends text to the attached debugger on Windows, and to the system log on Linux.
 void WriteDebugOutput(const std::wstring& text);
 
-/// Redirects what `WriteDebugOutput` sends, for tests that read it; null restores the system's own.
-/// The sink is called by every thread that writes, without a lock.
+/// Redirects `WriteDebugOutput`, for tests; null restores the system's output. The sink is called
+/// on the writing thread, without a lock.
 using DebugOutputSink = void (*)(const std::wstring& text);
 void SetDebugOutputSink(DebugOutputSink sink);
 
-/// The system's own debugger output, which `WriteDebugOutput` uses.
+/// The system's debugger output, used by `WriteDebugOutput`.
 void WriteSystemDebugOutput(const std::wstring& text);
 
 }  // namespace orv

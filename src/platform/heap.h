@@ -7,16 +7,16 @@
 
 namespace orv {
 
-/// Memory from the process heap, the one heap that every module of a process shares: buffers that
-/// callers free come from here. Null when there is no memory; a size of 0 gives a buffer too.
+/// Allocates from the process heap, which all modules of a process share, so that callers can free
+/// buffers that they receive. Returns null when memory runs out; size 0 returns a buffer too.
 void* HeapAllocate(std::size_t size);
-/// Frees what `HeapAllocate` gave; null is ignored.
+/// Frees memory from `HeapAllocate`; null is ignored.
 void HeapRelease(void* memory);
 
 struct HeapDeleter {
   void operator()(BYTE* memory) const { HeapRelease(memory); }
 };
-/// A buffer from the process heap that is freed with its owner.
+/// An owned buffer from the process heap.
 using HeapBuffer = std::unique_ptr<BYTE[], HeapDeleter>;
 
 }  // namespace orv

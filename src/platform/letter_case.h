@@ -2,8 +2,8 @@
 
 #include <string>
 
-/// The case of letters, of every script, without regard to the user's language. Works unit by unit:
-/// letters beyond the basic plane keep their case.
+/// Case mapping for all scripts, independent of the user's language. Maps each code unit by itself,
+/// so letters above U+FFFF keep their case.
 
 namespace orv {
 

@@ -4,24 +4,25 @@
 
 #include "orv/platform/types.h"
 
-/// Loaded modules: programs and shared libraries. On Linux a module handle is the address at which
-/// the dynamic linker loaded it.
+/// Loaded modules: programs and shared libraries. On Linux a module handle is the module's load
+/// address.
 
 namespace orv {
 
-/// The longest module path that is read, in characters.
+/// Buffer size for module paths, in characters including the terminator.
 inline constexpr DWORD kMaxModulePath = 1024;
 
-/// The full path of a module's file; of the process's own program for a null handle. False, with
-/// the thread's last error set, when there is none.
+/// The full path of a module's file, or of the process's executable for a null handle; a path that
+/// does not fit the buffer is cut to `kMaxModulePath` - 1 characters. Returns false and sets the
+/// thread's last error if there is none.
 bool GetModulePath(HINSTANCE module, std::wstring* path);
 
-/// The module that this library is part of.
+/// The module that contains this library.
 HINSTANCE OwnModule();
 
-/// Opens a library of resources read-only: nothing in it is run. Null, with the thread's last error
-/// set, when it cannot be opened. The handle is never closed. On Linux the handle is the address at
-/// which the file's bytes can be read.
+/// Maps a resource library read-only; none of its code runs. Returns null and sets the thread's
+/// last error if it cannot be opened. The handle is never closed. On Linux it is the address of the
+/// file's bytes.
 HINSTANCE LoadResourceModule(const std::wstring& path);
 
 }  // namespace orv

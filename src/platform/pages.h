@@ -4,9 +4,9 @@
 
 namespace orv {
 
-/// Makes fresh memory, all of which is about to be written, present in one go: where the system can
-/// do that, it takes half the time of doing it page by page as they are written. A hint; the
-/// contents stay as they are.
+/// Maps fresh memory that is about to be written completely, in one system call. Where supported,
+/// this halves the cost of faulting in the memory pages one at a time. A hint: contents do not
+/// change.
 void PopulatePages(void* memory, std::size_t size);
 
 }  // namespace orv

@@ -5,45 +5,48 @@
 
 #include "orv/platform/types.h"
 
-/// The processes that run now. Failures leave the thread's last error set.
+/// Running processes. Functions that fail set the thread's last error.
 
 namespace orv {
 
-/// The longest path of a process's program that is read, in characters.
+/// Maximum length of a process's executable path, in characters.
 inline constexpr DWORD kMaxProcessPath = 260;
 
-/// A process as a snapshot of all processes shows it.
+/// A process in a snapshot of all processes.
 struct ProcessEntry {
   DWORD id = 0;
   DWORD parentId = 0;
-  std::wstring name;  ///< the program's file name
+  std::wstring name;  ///< file name of the executable
 };
 
 DWORD CurrentProcessId();
 
-/// Looks a process up among those that run; false when it is not there.
+/// Replaces %NAME% by the value of this process's environment variable; other text is kept.
+std::wstring ExpandVariables(const std::wstring& text);
+
+/// Finds a running process; returns false if there is none with this id.
 bool FindProcess(DWORD id, ProcessEntry* entry);
 
 enum class ProcessAccess {
-  kQueryAndRead,         ///< everything that can be asked, and the process's memory
-  kQueryLimitedAndRead,  ///< the basic facts, and the process's memory
-  kQuery,                ///< everything that can be asked
-  kQueryLimited,         ///< the basic facts
+  kQueryAndRead,         ///< all information, and the process's memory
+  kQueryLimitedAndRead,  ///< basic information, and the process's memory
+  kQuery,                ///< all information
+  kQueryLimited,         ///< basic information
   kFull,
 };
 
-/// Opens a process that has not ended; null when there is none or it is not for the caller. Close
-/// the handle with `CloseProcessHandle`.
+/// Opens a running process. Returns null if there is none or access is denied. Close the handle
+/// with `CloseProcessHandle`.
 HANDLE OpenProcessHandle(DWORD id, ProcessAccess access);
-/// Closes an open process; null is ignored.
+/// Closes a process handle; null is ignored.
 void CloseProcessHandle(HANDLE process);
 
-/// The path of an open process's program, at most `kMaxProcessPath` characters.
+/// The path of a process's executable, at most `kMaxProcessPath` characters.
 bool GetProcessPath(HANDLE process, std::wstring* path);
-/// When an open process was started: 100 ns intervals since 1601-01-01 UTC.
+/// The start time of a process in 100 ns intervals since 1601-01-01 UTC.
 bool GetProcessCreationTime(HANDLE process, std::uint64_t* creationTime);
 
-/// A process that is closed with its owner.
+/// An owned process handle.
 class ProcessHandle {
  public:
   ProcessHandle(DWORD id, ProcessAccess access) : ProcessHandle(OpenProcessHandle(id, access)) {}

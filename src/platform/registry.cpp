@@ -1,5 +1,7 @@
 #include "orv/platform/registry.h"
 
+#include "platform/processes.h"
+
 namespace orv {
 
 RegistryValue RegistryValue::FromText(const std::wstring& text) {
@@ -44,10 +46,13 @@ std::wstring ReadSetting(const std::wstring& subKey, const std::wstring& name) {
     RegistryKey key;
     RegistryValue value;
     if (key.Open(hive, path, RegistryAccess::kRead) != ERROR_SUCCESS ||
-        GetRegistryValue(key.get(), name, &value) != ERROR_SUCCESS) {
+        GetRegistryValue(key.get(), name, &value) != ERROR_SUCCESS ||
+        (value.type != REG_SZ && value.type != REG_EXPAND_SZ)) {
       continue;
     }
-    return value.data.size() <= kLongestSetting ? value.Text() : std::wstring();
+    if (value.data.size() > kLongestSetting) return {};
+    const bool hasVariables = std::exchange(value.type, REG_SZ) == REG_EXPAND_SZ;
+    return hasVariables ? ExpandVariables(value.Text()) : value.Text();
   }
   return {};
 }

@@ -15,6 +15,7 @@
 #include "platform/files.h"
 #include "platform/letter_case.h"
 #include "platform/processes.h"
+#include "session/session_items.h"
 
 namespace {
 
@@ -28,7 +29,8 @@ struct SessionData {
   std::uint32_t processId = kUnknownProcess;
   std::uint32_t parentProcessId = kUnknownParent;
   HANDLE parentHandle = nullptr;
-  bool isSystemParent = false;
+  bool isStartedByHost = false;  ///< the parent is a system host
+  bool isSystemParent = false;   ///< the parent or the process itself is one
   std::wstring processName;
   std::uint64_t creationTime = 0;
   bool isDetermined = false;  ///< the parent check has run
@@ -105,9 +107,10 @@ bool IsSystemHost(HANDLE process, const wchar_t* message) {
 bool CheckParent(SessionData* session) {
   if (session->isDetermined) return session->isSystemParent;
   ComputeIds(session);
-  session->isSystemParent =
+  session->isStartedByHost =
       IsSystemHost(OpenParent(session), L"UserData is called with parent: %ls (%ls)");
-  if (!session->isSystemParent) {
+  session->isSystemParent = session->isStartedByHost;
+  if (!session->isStartedByHost) {
     CloseParent(session);
     const ProcessHandle self(OpenForReading(session->processId));
     session->isSystemParent = IsSystemHost(self.get(), L"UserData is called by process: %ls (%ls)");
@@ -181,10 +184,13 @@ bool IsOwnEntryValid(SessionData* session) {
   return IsStillValid(session->processId, session->processName, session->creationTime);
 }
 
-/// Removes the entry at a sub-key of the session key when its process has ended.
+/// Removes the entry at a sub-key of the session key when its process has ended. Sub-keys that are
+/// not named by a number belong to printers.
 void CleanUpEntry(HKEY sessions, const std::wstring& subKey) {
-  // A name that is no number is process 0, which no caller can open.
-  const auto processId = static_cast<std::uint32_t>(std::wcstoul(subKey.c_str(), nullptr, 10));
+  if (subKey.find_first_not_of(L"0123456789") != subKey.npos) return;
+  // Too large a number is the largest id, which no process has.
+  const auto processId = static_cast<std::uint32_t>(
+      std::min<unsigned long>(std::wcstoul(subKey.c_str(), nullptr, 10), UINT32_MAX));
   const int shownId = static_cast<int>(processId);
   orv::RegistryKey key;
   if (const LONG error = key.Open(sessions, subKey, orv::RegistryAccess::kReadWrite);
@@ -238,7 +244,10 @@ std::uint32_t CleanUpEntries() {
   if (const LONG error =
           sessions.Open(HKEY_CURRENT_USER, SessionPath(), orv::RegistryAccess::kRead);
       error != ERROR_SUCCESS) {
-    LogError(L"Error accessing Session Data. Error code: %i", static_cast<int>(error));
+    // Nobody has saved an entry yet: not a fault.
+    const eLogLevel level = error == ERROR_FILE_NOT_FOUND ? eLogLevelTrace : eLogLevelError;
+    orv::LogFormat(level, nullptr, kSource, L"Error accessing Session Data. Error code: %i",
+                   static_cast<int>(error));
     return 1;
   }
   // All names first: deleting while enumerating would step over entries.
@@ -249,6 +258,12 @@ std::uint32_t CleanUpEntries() {
 }
 
 }  // namespace
+
+std::uint32_t orv::SessionItemsProcess() {
+  SessionData& session = Instance();
+  CheckParent(&session);
+  return session.isStartedByHost ? session.parentProcessId : session.processId;
+}
 
 SessionData* GetSessionDataInstance() {
   SessionData* instance = nullptr;
@@ -271,8 +286,8 @@ std::uint32_t ReleaseSessionDataInstance() {
 std::uint32_t GetSessionProcessId(std::uint32_t* processId) {
   if (processId == nullptr) return 0;
   return Answered([=] {
-    // The test is against the other slot's mark, so that the first call answers "not yet known";
-    // callers rely on it.
+    // Kept for compatibility: the test is against the other slot's mark, so that the first call
+    // gives "not yet known".
     if (Instance().parentProcessId == kUnknownProcess) ComputeIds(&Instance());
     *processId = Instance().processId;
     return 1;

@@ -16,8 +16,8 @@ constexpr auto kPairs = [] {
   return pairs;
 }();
 
-/// The six bits of each character below 128. Those that belong to no alphabet count as 0, but what
-/// lies above `z` counts on from there; callers rely on neither being refused.
+/// The six bits of each character below 128. Kept for compatibility: those that belong to no
+/// alphabet count as 0, but what lies above `z` counts on from there; neither is refused.
 constexpr auto kValues = [] {
   std::array<std::uint8_t, 128> values{};
   for (int c = 0; c < 128; ++c) {

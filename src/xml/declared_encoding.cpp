@@ -55,7 +55,7 @@ int CMarkup::GetEncodingCodePage(MCD_CSTR szEncoding) {
   constexpr int kUtf32Page = 65005;
   const std::wstring_view name = szEncoding.view();
   if (name.empty()) return 0;
-  // Whatever follows, the byte order too, is left out of it; callers rely on it.
+  // Kept for compatibility: whatever follows, the byte order too, is ignored.
   if (name.starts_with(L"UTF-32")) return kUtf32Page;
   if (name.size() >= kLongest) return -1;
   std::wstring lower(name);
@@ -75,9 +75,10 @@ std::wstring CMarkup::GetDeclaredEncoding(MCD_CSTR szDoc) {
     const std::wstring_view markup = text.substr(node.start, node.length);
     if (type == NODE_PROCESSING_INSTRUCTION && orv::TagNameAt(markup, 2) == L"xml") {
       orv::Attribute encoding;
-      const bool isDeclared =
-          orv::FindAttribute(markup.substr(0, markup.size() - 2), 2, L"encoding", true, &encoding);
-      return isDeclared ? std::wstring(encoding.value) : std::wstring();
+      if (orv::FindAttribute(markup.substr(0, markup.size() - 2), 2, L"encoding", true,
+                             &encoding)) {
+        return std::wstring(encoding.value);
+      }
     }
     if (type == NODE_ELEMENT) {
       const bool isHtml = orv::SameName(orv::TagNameAt(markup, 1), L"html", true);

@@ -38,8 +38,8 @@ struct ElemPos {
   std::uint32_t StartTagLength() const { return tagLengths & kStartTagMask; }
   std::uint32_t EndTagLength() const { return tagLengths >> kStartTagBits; }
 
-  /// The end tag's length is stored modulo what its bits hold, which callers rely on. A start tag's
-  /// that is too great for its bits is cut: nobody knows then where the content begins.
+  /// Kept for compatibility: the end tag's length is stored modulo what its bits hold. A start
+  /// tag's that is too great for its bits is cut: nobody knows then where the content begins.
   void SetTagLengths(std::uint32_t startTag, std::uint32_t endTag) {
     tagLengths = std::min(startTag, kStartTagMask) | endTag << kStartTagBits;
   }

@@ -4,9 +4,8 @@
 
 namespace orv {
 
-/// The code point of a named character reference, given its name in lower case; -1 when there is
-/// none. Names that differ in case alone are one name here, the upper-case one's; callers rely on
-/// it.
+/// The code point of a named character reference, given its name in lower case; -1 if unknown. Kept
+/// for compatibility: names that differ in case alone are one name, the upper-case one's.
 int FindEntity(std::wstring_view lowerName);
 
 /// One of the table's 130 buckets, each zero-terminated: a name stands in the one numbered by the

@@ -68,7 +68,7 @@ std::wstring CMarkup::GetError() const {
     const std::wstring_view name = entries.GetTagNamePointer();
     std::wstring_view text = FindText(kFileEntries, name);
     if (text.empty() && !hasFault) {
-      // The first fault only: the others are mostly its consequences. Callers rely on it.
+      // Kept for compatibility: the first fault only. The others are mostly its consequences.
       text = FindText(kParseEntries, name);
       hasFault = !text.empty();
     }

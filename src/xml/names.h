@@ -109,8 +109,8 @@ constexpr std::wstring_view TagNameAt(std::wstring_view text, std::size_t offset
 }
 
 /// The number of leading units in which `text`, which is long enough or zero-terminated, agrees
-/// with `name`. Without regard to case, units that differ are compared again as upper-case ASCII,
-/// until a unit of 128 or above has matched: from there on case counts, which callers rely on.
+/// with `name`. Without regard to case, units that differ are compared again as upper-case ASCII.
+/// Kept for compatibility: after a unit of 128 or above has matched, case counts.
 constexpr std::size_t CommonPrefix(std::wstring_view name, const wchar_t* text, bool ignoreCase) {
   bool fold = ignoreCase;
   std::size_t n = 0;

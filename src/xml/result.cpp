@@ -29,25 +29,15 @@ bool IsResultFull(const std::wstring& result) { return result.size() >= kFull; }
 void AddResult(std::wstring& result, const wchar_t* name, const wchar_t* value, int flags,
                int number, int number2) {
   if (IsResultFull(result)) return;
-  std::wstring attributes;
-  const auto add = [&attributes](const wchar_t* attribute, const std::wstring& text) {
-    attributes += Format(L" %ls=\"%ls\"", attribute, text.c_str());
+  std::wstring entry = Format(L"<%ls", name);
+  const auto add = [&entry](const wchar_t* attribute, const std::wstring& text) {
+    entry += Format(L" %ls=\"%ls\"", attribute, text.c_str());
   };
   if (value != nullptr) add(ValueAttribute(flags), CMarkup::EscapeText(value, CMarkup::ESC_ATTRIB));
   const bool isNumber = (flags & (kResultNumber | kResultCount | kResultLength)) != 0;
   if (isNumber || number != -1) add(NumberAttribute(flags), std::to_wstring(number));
   if (number2 != -1) add(L"offset2", std::to_wstring(number2));
-
-  std::size_t at = result.size();
-  if ((flags & kResultFind) != 0) {
-    CMarkup entries(result);
-    if (entries.FindElem(name)) at = entries.GetElemOffset() + entries.GetSubDoc().size() - 2;
-  }
-  if (at == result.size()) {
-    result += Format(L"<%ls/>", name);
-    at = result.size() - 2;
-  }
-  result.insert(at, attributes);
+  result += entry + L"/>";
 }
 
 }  // namespace orv

@@ -13,7 +13,6 @@ enum ResultFlags : int {
   kResultNumber = 4,
   kResultEncoding = 8,
   kResultLength = 16,
-  kResultFind = 32,  ///< add to the entry of this name instead of making one
   kResultMessage = 64,
 };
 

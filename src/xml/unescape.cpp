@@ -12,7 +12,8 @@ struct Reference {
   std::size_t length = 0;  ///< units from `&` to `;`
 };
 
-/// The number that the digits of a numeric reference give, -1 when it names no character.
+/// The number that the digits of a numeric reference give, -1 unless it is from 1 to 0x10FFFF. The
+/// number of a surrogate counts: two such references make one character.
 int DecodeNumber(std::wstring_view digits, int base) {
   int code = 0;
   for (const wchar_t unit : digits) {
@@ -22,8 +23,7 @@ int DecodeNumber(std::wstring_view digits, int base) {
     if (digit >= base) return -1;
     code = code * base + digit;
   }
-  const bool isCharacter = code > 0 && code <= 0x10FFFF && !(code >= 0xD800 && code <= 0xDFFF);
-  return isCharacter ? code : -1;
+  return code > 0 && code <= 0x10FFFF ? code : -1;
 }
 
 /// Reads the reference that `text` begins with; its first unit is `&`. The names that count have

@@ -1,5 +1,5 @@
-// What a caller of the library does in the least: its headers say the version that was asked for,
-// its functions can be called, texts and objects go both ways, and its resources are beside it.
+// A minimal caller of the library: checks the version in the headers, calls functions, passes texts
+// and objects in both directions, and finds the resources in the library's folder.
 
 #include <cstdio>
 #include <cstring>

@@ -3,6 +3,7 @@
 /// repeats a run that failed.
 
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <signal.h>
 #include <sqlite3.h>
 #include <sys/mman.h>
@@ -125,6 +126,8 @@ TEST_F(Crash, KilledWritersLeaveTheSettingsOldOrNew) {
         folder_.path() / ("store" + std::to_string(round / kRoundsPerStore));
     SetVariable("ORV_REGISTRY_DIR", store.native());
     std::array<pid_t, kWriters> writers{};
+    int steps[2];  // a pipe with one byte for each step that begins
+    ASSERT_EQ(pipe(steps), 0);
     for (unsigned writer = 0; writer < kWriters; ++writer) {
       if (round % kRoundsPerStore == 0) progress[writer].begun = progress[writer].done = 0;
       // A step that was cut off may have happened or not: the next one goes on behind it.
@@ -132,14 +135,21 @@ TEST_F(Crash, KilledWritersLeaveTheSettingsOldOrNew) {
       writers[writer] = fork();
       if (writers[writer] != 0) continue;
       for (;;) {
-        if (!RunStep(writer, ++progress[writer].begun)) _exit(1);
+        const unsigned step = ++progress[writer].begun;
+        if (write(steps[1], "", 1) != 1 || !RunStep(writer, step)) _exit(1);
         ++progress[writer].done;
       }
     }
-    usleep(Below(round % kRoundsPerStore == 0 ? 10'000 : 40'000));
+    // Killed after a random number of steps and turns of others, wherever each writer is by then.
+    close(steps[1]);
+    char byte = 0;
+    unsigned left = 1 + Below(round % kRoundsPerStore == 0 ? 10 : 40);
+    while (left > 0 && read(steps[0], &byte, 1) == 1) --left;
+    for (unsigned turns = Below(200); turns > 0; --turns) sched_yield();
     std::array<int, kWriters> ends{};
     for (const pid_t writer : writers) kill(writer, SIGKILL);
     for (unsigned i = 0; i < kWriters; ++i) waitpid(writers[i], &ends[i], 0);
+    close(steps[0]);
 
     for (unsigned writer = 0; writer < kWriters; ++writer) {
       EXPECT_TRUE(WIFSIGNALED(ends[writer])) << "a step failed";

@@ -1,7 +1,9 @@
 #include "tests/fixtures.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <link.h>
 #include <pthread.h>
 #include <spawn.h>
 #include <sys/mman.h>
@@ -13,6 +15,7 @@
 
 #include "base/utf8.h"
 #include "orv/platform/spooler.h"
+#include "platform/modules.h"
 #include "tests/guarded.h"
 
 extern char** environ;
@@ -78,6 +81,20 @@ void RunOnSmallStack(const std::function<void()>& work) {
             0);
   pthread_join(thread, nullptr);
   pthread_attr_destroy(&attributes);
+}
+
+std::wstring PathOfModuleAt(const std::filesystem::path& file) {
+  std::wstring path;
+  link_map* module = nullptr;
+  void* const some = dlopen("libm.so.6", RTLD_NOW);
+  dlinfo(some, RTLD_DI_LINKMAP, &module);
+  std::filesystem::copy_file(module->l_name, file);
+  void* const copy = dlopen(file.c_str(), RTLD_NOW);
+  dlinfo(copy, RTLD_DI_LINKMAP, &module);
+  GetModulePath(reinterpret_cast<HINSTANCE>(module->l_addr), &path);
+  dlclose(copy);
+  dlclose(some);
+  return path;
 }
 
 std::wstring ReadResourceText(HINSTANCE resources, unsigned number) {

@@ -5,7 +5,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "orv/devmode/stock_items.h"
 #include "orv/platform/registry.h"
+#include "orv/session/session_data.h"
 #include "tests/fixtures.h"
 
 namespace {
@@ -102,6 +104,11 @@ TEST_F(RegistryFileTest, AFileThatIsNoStoreIsAnError) {
   RegistryKey key;
   EXPECT_EQ(key.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kRead), ERROR_BADDB);
   EXPECT_EQ(key.Create(HKEY_CURRENT_USER, L"Key"), ERROR_BADDB);
+  EXPECT_EQ(key.Create(HKEY_LOCAL_MACHINE, orv::kCommonStockItemsPath), ERROR_SUCCESS);
+  EXPECT_EQ(orv::StockItemsHive(orv::kCommonStockItemsPath), HKEY_CURRENT_USER);
+  orv::test::LogCapture log;
+  EXPECT_EQ(CleanupRegSessionData(L"", L""), 1U);
+  EXPECT_EQ(log.TakeText(), L"ERRSessionData Error accessing Session Data. Error code: 1009\n");
   orv::test::WriteBytes(folder_.path() / "store/user.sqlite", "");  // another process starts it
   EXPECT_EQ(key.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kRead), ERROR_FILE_NOT_FOUND);
   Write(L"text");

@@ -9,6 +9,7 @@
 
 #include "base/utf8.h"
 #include "orv/platform/spooler.h"
+#include "platform/modules.h"
 #include "tests/guarded.h"
 
 namespace orv::test {
@@ -131,9 +132,14 @@ ProgramResult RunProgram(const std::string& program, const std::vector<std::stri
 
   ProgramResult result;
   PROCESS_INFORMATION process{};
-  const BOOL isStarted = CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr,
-                                        nullptr, &start, &process);
-  EXPECT_TRUE(isStarted) << program;
+  BOOL isStarted = FALSE;
+  // Under load the system refuses a start now and then.
+  for (int tries = 0; !isStarted && tries < 100; ++tries) {
+    if (tries > 0) Sleep(100);
+    isStarted = CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                               &start, &process);
+  }
+  EXPECT_TRUE(isStarted) << program << ": error " << GetLastError();
   if (isStarted) {
     DWORD code = 0;
     WaitForSingleObject(process.hProcess, INFINITE);
@@ -161,6 +167,15 @@ void RunOnSmallStack(const std::function<void()>& work) {
   ASSERT_NE(thread, nullptr);
   WaitForSingleObject(thread, INFINITE);
   CloseHandle(thread);
+}
+
+std::wstring PathOfModuleAt(const std::filesystem::path& file) {
+  std::wstring path;
+  std::filesystem::copy_file(ORV_TEST_DRIVER, file);
+  const HMODULE module = LoadLibraryExW(file.c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES);
+  GetModulePath(module, &path);
+  FreeLibrary(module);
+  return path;
 }
 
 std::wstring ReadResourceText(HINSTANCE resources, unsigned number) {

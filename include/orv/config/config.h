@@ -73,8 +73,8 @@ struct GeneralSettings {
   bool topSameAsBottomByDefault = false;
   bool backfeedmodeEnabled = false;
   bool backfeedmodeByDefault = false;
-  std::int32_t resolutionDpiX = 300;  ///< dots per inch
-  std::int32_t resolutionDpiY = 300;  ///< dots per inch
+  std::int32_t resolutionDpiX = 0;  ///< dots per inch; 300 when the section has no such key
+  std::int32_t resolutionDpiY = 0;  ///< as `resolutionDpiX`
   bool imageOptByDefault = false;
   bool imageOptEnabled = false;
   bool replaceContentByDefault = false;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <list>
 #include <string>
@@ -25,6 +26,10 @@ class ORV_EXPORT CConfigParser {
   /// Loads the file of a printer: the one named after its driver in the folder of the logger
   /// client's module.
   static bool Load(HANDLE printer, Config** config, ConfigsCache* cache, CLoggerClient* logger);
+  /// Not callable: a path in a writable buffer would otherwise convert to a handle.
+  template <std::same_as<wchar_t> Unit>
+  static bool Load(Unit* path, Config** config, ConfigsCache* cache,
+                   CLoggerClient* logger) = delete;
 
   /// The names that the spooler gives a printer, into a buffer of `bufferChars` characters: cut to
   /// fit, always terminated. False only for an invalid handle; a name that cannot be read is empty.

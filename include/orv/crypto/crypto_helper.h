@@ -17,9 +17,9 @@ class ORV_EXPORT CCryptoHelper {
   /// Throws `std::filesystem::filesystem_error` when the size of what exists cannot be read.
   static CString LoadFileUTF8(const CString& path, CLoggerClient* client);
 
-  /// Writes the protected (plain) form of the source, which must be writable, to the target; an
-  /// existing target is deleted first, and whether all could be written is not looked at. 0 on
-  /// success, 1 on failure. Throws as `LoadFileUTF8`.
+  /// Writes the protected (plain) form of the source, which must be writable, to the target. A
+  /// target file is deleted first; a folder stays and is an error. The write itself is not checked.
+  /// 0 on success, 1 on failure. Throws as `LoadFileUTF8`.
   static DWORD AesEncryptFile(const CString& sourcePath, const CString& targetPath,
                               CLoggerClient* client);
   static DWORD AesDecryptFile(const CString& sourcePath, const CString& targetPath,

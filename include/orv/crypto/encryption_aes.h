@@ -41,10 +41,7 @@ class ORV_EXPORT CEncryptionAES {
   CStringA m_stMagic;      ///< the marker that opens a protected file
   BYTE* m_pKey = nullptr;  ///< the key, null when it could not be built
   DWORD m_nKeyLength = 0;  ///< 32
-  DWORD m_nErrorCode = 0;  ///< 0; 1 no memory for the key, 2 none for the vector, 3 unknown mode
-
- private:
-  void BuildKey(int mode);
+  DWORD m_nErrorCode = 0;  ///< 0; 1 no memory for the key, 2 none for the vector
 };
 
 extern "C" {
@@ -75,8 +72,5 @@ using DiagnosticSink = void (*)(const char* line);
 /// Redirects those lines, for programs whose own results go to the standard output; null restores
 /// it. Set it before other threads use the functions.
 ORV_EXPORT void SetDiagnosticSink(DiagnosticSink sink);
-
-/// The SHA-256 digest of bytes that stay the caller's, in the same form; empty on failure.
-CString Sha256HexOf(std::string_view bytes);
 
 }  // namespace orv

@@ -35,7 +35,7 @@ struct StockItem {
   DWORD BackfeedMode = 0;
   DWORD BackfeedSpeed = 0;
   DWORD PrintMode = 0;
-  DWORD NumberCopies = 0;  ///< 0 leaves the application's
+  DWORD NumberCopies = 0;  ///< kept only: a merge takes the application's copies
   DWORD RibbonSaver = 0;
   DWORD SingleBuffer = 0;
   DWORD IgnoreLabelPosition = 0;
@@ -61,7 +61,7 @@ namespace orv {
 /// The public paper size of the first stock item; sizes from here on are items in their order.
 inline constexpr int kFirstStockPaperSize = 257;
 
-/// Where the items common to all printers lie, below `HKEY_CURRENT_USER`.
+/// Where the items common to all printers lie, below the hive of `StockItemsHive`.
 inline constexpr wchar_t kCommonStockItemsPath[] =
     L"Software\\orv Printer Driver\\Common Stockitems";
 
@@ -90,14 +90,18 @@ ORV_EXPORT bool IsZeroGuid(const GUID& guid);
 ORV_EXPORT std::wstring StockItemsPath(const std::wstring& printerName,
                                        const std::wstring& driverName);
 
-/// The items stored below `path` of the current user, in key order; none when there is no such key.
-/// A value that is missing, of another type or too long leaves its field empty.
+/// The hive with the items of `path`: the current user's. The common items are the machine's when
+/// only that hive has their key; even an empty key of the user hides them.
+ORV_EXPORT HKEY StockItemsHive(const std::wstring& path);
+
+/// The items stored below `path` of its hive, in key order; none when there is no such key. A value
+/// that is missing, of another type or too long leaves its field empty.
 ORV_EXPORT std::vector<StockItem> ReadStockItems(const std::wstring& path);
 /// The longest name that reading an item takes over, in characters.
 inline constexpr std::size_t kMaxStockName = 129;
 
-/// Stores an item under its GUID below `path`. One without a GUID, or with a name that would not be
-/// read again, is refused.
+/// Stores an item under its GUID below `path` of its hive. One without a GUID, or with a name that
+/// would not be read again, is refused.
 ORV_EXPORT LONG WriteStockItem(const std::wstring& path, const StockItem& item);
 /// Stores items below `path`, each in the place of the one with its GUID, and logs which.
 ORV_EXPORT LONG ImportStockItems(const std::wstring& path, std::span<const StockItem> items,
@@ -105,8 +109,8 @@ ORV_EXPORT LONG ImportStockItems(const std::wstring& path, std::span<const Stock
 /// Deletes the item of a GUID below `path`; `ERROR_FILE_NOT_FOUND` when there is none.
 ORV_EXPORT LONG DeleteStockItem(const std::wstring& path, const GUID& guid);
 
-/// A printer's items in the order of their paper sizes: its own ones, from the session's entry when
-/// the session has one, then the common ones that are not among them.
+/// A printer's items in the order of their paper sizes: its own ones, from the session when that
+/// has any for it, then the common ones that are not among them.
 ORV_EXPORT std::vector<StockItem> LoadStockItems(HANDLE printer, const wchar_t* printerName,
                                                  CLoggerClient* logger);
 

@@ -21,12 +21,12 @@ class ORV_EXPORT BitmapHelper {
   /// The rectangle from 0, 0 that the bitmap fills.
   static void GetDimensions(Bitmap* bitmap, Rect* rect);
 
-  /// Copies 24-bit rows into the top left of a bitmap. `buffer` already has the stride of the
-  /// bitmap's 24-bit rows.
+  /// Copies 24-bit rows, the top one first, into the top left of a bitmap. Each row of `buffer` has
+  /// as many bytes as the bitmap's stride, padding included, also when that stride is negative.
   static void Copy24BPPBufferToBitmap(const BYTE* buffer, INT width, INT height, Bitmap* bitmap);
 
-  /// 1 when both bitmaps have the same size, format and bytes, padding of rows included, else 0;
-  /// 0 for a null bitmap.
+  /// 1 when both bitmaps have the same size, format, stride and bytes, padding of rows included,
+  /// else 0; 0 for a null bitmap.
   static int Are1BPPBitmapsEqual(Bitmap* a, Bitmap* b);
 
   /// Reduces a 24-bit image to one bit per pixel: everything that is not pure white is ink.
@@ -57,13 +57,4 @@ class ORV_EXPORT BitmapHelper {
   /// not reported.
   static void DevTestSaveBitmapAs(Bitmap* bitmap, int jobId, int page, const wchar_t* name,
                                   CLoggerClient* client);
-
- private:
-  static Bitmap* ExtractHighlightImage(Bitmap* source, Color& colour, double tolerance,
-                                       eBitmapDitherer method, int threshold);
-  static int Extract(BitmapData* data, Color colour, double tolerance, eBitmapDitherer method,
-                     int threshold);
-  static Bitmap* ExtractBackgroundImage(Bitmap* source, Bitmap* mask, eBitmapDitherer method,
-                                        int threshold);
-  static void MaskHighlightImage(Bitmap* background, Bitmap* mask);
 };

@@ -30,11 +30,4 @@ class ORV_EXPORT BitmapRasterizer {
   /// Dithers pixels that are locked as 24-bit RGB, in place. 0 for an unknown method or without
   /// memory, else 1; method 0 does nothing.
   static BOOL Dither(BitmapData* data, eBitmapDitherer method, int threshold, Color& colour);
-
- private:
-  static BOOL Dither_FloydSteinberg(BitmapData* data, int threshold, Color& colour);
-  static BOOL Dither_SierraLite(BitmapData* data, int threshold, Color& colour);
-  static BOOL Dither_Matrix4(BitmapData* data, int threshold, Color& colour);
-  static BOOL Dither_Matrix8(BitmapData* data, int threshold, Color& colour);
-  static BOOL Dither_Matrix16(BitmapData* data, int threshold, Color& colour);
 };

@@ -32,18 +32,3 @@ class ORV_EXPORT ColorExtensions {
   /// numbers. Symmetric; 0 for equal colours.
   static double CalculateToleranceCIE76(const Color& first, const Color& second);
 };
-
-namespace orv {
-
-/// What `CalculateToleranceCIE76` divides distances by.
-inline constexpr double kDistanceScale = 72160.0;
-
-/// A channel of 0 to 255 on the linear scale that `RGBToLab` weighs.
-float LinearChannel(BYTE channel);
-
-/// The grey value scaled by 1000, a whole number.
-constexpr int GrayThousandths(int red, int green, int blue) {
-  return 299 * red + 587 * green + 114 * blue;
-}
-
-}  // namespace orv

@@ -1,5 +1,15 @@
 #pragma once
 
+/// The diagnostics channel that the library and the driver's modules share.
+///
+/// A module identifies itself once, starts logging, and passes its client with every entry:
+///
+///     static CLoggerClient client;
+///     client.Initialize(moduleHandle);
+///     CLogger::StartLogging(&client);
+///     CLogger::LOG_WARNING(&client, L"The ribbon is nearly used up", L"Rendering");
+///     CLogger::StopLogging(&client);
+
 #include <mutex>
 #include <new>
 #include <string_view>
@@ -7,10 +17,6 @@
 #include "orv/platform/export.h"
 #include "orv/platform/types.h"
 #include "orv/text/format.h"
-
-namespace orv {
-struct LocalTime;
-}
 
 /// Levels of log entries; the values are bits of the level mask.
 enum eLogLevel {
@@ -20,91 +26,76 @@ enum eLogLevel {
   eLogLevelTrace = 8,
 };
 
-/// The identity of one calling module, which gives its entries their DLL column. Copyable; one
-/// object may serve any number of threads once it is initialised.
+/// The identity of a calling module; its name is the DLL column of the module's entries. Copyable.
+/// After `Initialize`, any number of threads may use the same object.
 class ORV_EXPORT CLoggerClient {
  public:
-  /// Finds the module's path, name and folder. On failure all three are empty and `HasError`.
+  /// Finds the module's path, name and folder. On failure all three are empty, and `HasError`
+  /// returns nonzero.
   void Initialize(HINSTANCE hInstance);
 
-  /// Nonzero when `Initialize` failed.
-  BOOL HasError() const { return !m_stError.empty(); }
+  /// Nonzero if `Initialize` failed.
+  BOOL HasError() const;
 
   HINSTANCE m_hInstance = nullptr;  ///< the module
-  CString m_stModulePath;           ///< the module's file, whole path
+  CString m_stModulePath;           ///< full path of the module's file
   CString m_stModuleName;           ///< its file name
   CString m_stModuleFolder;         ///< the path without name and separator
   CString m_stError;                ///< empty, or why `Initialize` failed
 };
 
-/// The diagnostics channel of the library and of the modules that load it: one tab-separated line
-/// an entry, to the debugger output, to a daily file, or both, as the registry says when the first
-/// client starts logging. Any thread may log; starting and stopping are for one thread at a time.
-/// Logging never fails its caller: an entry that there is no memory or no room for is lost. A null
-/// client is allowed everywhere.
+/// Writes log entries, each one tab-separated line, to the debugger output, to a daily file, or
+/// both. The registry settings that decide are read when the first client starts logging. Any
+/// thread may log; `StartLogging` and `StopLogging` must not run concurrently. Logging never fails
+/// its caller: an entry is dropped when memory or disk space runs out. A null client is allowed
+/// everywhere.
 class ORV_EXPORT CLogger {
  public:
-  /// Counts a client in; the first one reads the settings and writes the start lines.
+  /// Adds a client. The first one reads the settings and writes the start lines.
   static void StartLogging(CLoggerClient* client);
-  /// Counts a client out; when none is left, the next start reads the settings anew.
+  /// Removes a client. After the last one, the next start reads the settings again.
   static void StopLogging(CLoggerClient* client);
 
-  /// Writes an entry when its level is in the mask or its source is an active group. `message` is
-  /// the finished text, `source` the caller's log group; either may be null.
+  /// Writes an entry if its level is in the mask or its source is an active group. `message` is the
+  /// finished text and `source` the caller's log group; either may be null.
   static void Log(eLogLevel level, CLoggerClient* client, const wchar_t* message,
                   const wchar_t* source);
 
-  /// `Log` with the level in the name.
-  static void LOG_TRACE(CLoggerClient* client, const wchar_t* message, const wchar_t* source) {
-    Log(eLogLevelTrace, client, message, source);
-  }
-  static void LOG_INFO(CLoggerClient* client, const wchar_t* message, const wchar_t* source) {
-    Log(eLogLevelInfo, client, message, source);
-  }
-  static void LOG_WARNING(CLoggerClient* client, const wchar_t* message, const wchar_t* source) {
-    Log(eLogLevelWarning, client, message, source);
-  }
-  static void LOG_ERROR(CLoggerClient* client, const wchar_t* message, const wchar_t* source) {
-    Log(eLogLevelError, client, message, source);
-  }
+  /// `Log` with the level of the name.
+  static void LOG_TRACE(CLoggerClient* client, const wchar_t* message, const wchar_t* source);
+  static void LOG_INFO(CLoggerClient* client, const wchar_t* message, const wchar_t* source);
+  static void LOG_WARNING(CLoggerClient* client, const wchar_t* message, const wchar_t* source);
+  static void LOG_ERROR(CLoggerClient* client, const wchar_t* message, const wchar_t* source);
 
-  /// Whether `Log` would write: ask before composing a message.
-  static bool IsEnabled(eLogLevel level, const wchar_t* source) {
-    return (m_nLoglevel & level) != 0 ||
-           (source != nullptr && !m_stLogGroups.empty() && IsInActiveLoggingGroup(source));
-  }
+  /// Returns whether `Log` would write; call it before composing an expensive message.
+  static bool IsEnabled(eLogLevel level, const wchar_t* source);
 
-  /// Shortens a path for display to its file name and last folder. The working copy holds the path
-  /// without its last character, which callers rely on: "D:\a\b\c.x" gives "b\c.".
+  /// Shortens a path for display to its file name and last folder. Kept for compatibility: the last
+  /// character of the path is dropped, so "D:\a\b\c.x" gives "b\c.".
   static CString GetFileAndLastFolder(const CString& path);
 
   static int m_nLoglevel;             ///< mask of enabled levels
   static int m_bWriteLogToDebug;      ///< send entries to the debugger output
   static int m_bWriteLogToFile;       ///< append entries to the daily file
-  static CString m_stDesiredLogPath;  ///< the folder that the registry asks for
+  static CString m_stDesiredLogPath;  ///< the folder that the registry names
   static CString m_stLogGroups;       ///< active groups, lower case, as `#name#name#`
   static std::mutex m_csFileLock;     ///< serialises writes to the file
   static int m_nRefCount;             ///< starts not yet matched by stops
-
- private:
-  static BOOL IsInActiveLoggingGroup(const wchar_t* source);
-  static void ReadLoggingSettingsFromRegistry();
-  static void WriteLogEntry(eLogLevel level, CLoggerClient* client, std::wstring_view message,
-                            std::wstring_view source);
-  static void WriteToLogFile(std::wstring_view line, const orv::LocalTime& now);
 };
 
 namespace orv {
 
-/// Logs a message that is composed, as `Format` does, only when it will be written.
+/// Logs a message that is composed, as by `Format`, only if it will be written. A level that is off
+/// costs two comparisons as long as no log group is active.
 template <typename... Arguments>
 void LogFormat(eLogLevel level, CLoggerClient* client, const wchar_t* source, const wchar_t* format,
                Arguments... arguments) {
-  if (!CLogger::IsEnabled(level, source)) return;
+  const bool isLevelOn = (CLogger::m_nLoglevel & level) != 0;
+  if (!isLevelOn && (CLogger::m_stLogGroups.empty() || !CLogger::IsEnabled(level, source))) return;
   try {
     CLogger::Log(level, client, Format(format, arguments...).c_str(), source);
   } catch (const std::bad_alloc&) {
-    // The entry is lost, like one that its file has no room for.
+    // The entry is dropped, as it is when the disk is full.
   }
 }
 

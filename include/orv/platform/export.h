@@ -1,10 +1,11 @@
 #pragma once
 
-/// `ORV_EXPORT` marks what callers of the shared library may use: classes as a whole, and plain
-/// functions, which have C linkage and undecorated names. Define `ORV_STATIC` where the library's
-/// objects are linked in directly.
+/// `ORV_EXPORT` marks what the shared library exports: classes as a whole, and plain functions,
+/// which have C linkage and undecorated names. Define `ORV_STATIC` when linking the static library.
+/// `ORV_HIDDEN` excludes a private member of an exported class on Linux.
 
 #if !defined(_WIN32)
+#define ORV_HIDDEN __attribute__((visibility("hidden")))
 #define ORV_EXPORT __attribute__((visibility("default")))
 #elif defined(ORV_BUILDING)
 #define ORV_EXPORT __declspec(dllexport)

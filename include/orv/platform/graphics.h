@@ -4,9 +4,16 @@
 
 #include "orv/platform/export.h"
 
-/// Bitmaps and colours. On Windows they are GDI+'s own types; elsewhere
-/// `include/orv/platform/posix/graphics.h` declares the same names with the same shapes and rules,
-/// as far as the imaging code and its callers use them.
+/// Bitmaps and colours. On Windows they are GDI+'s own types. On Linux
+/// `orv/platform/posix/graphics.h` declares the subset that the imaging functions and their callers
+/// use, with the same behaviour. Example:
+///
+///     orv::GraphicsSession session;
+///     Bitmap* page = nullptr;
+///     if (orv::LoadPng(L"label.png", &page) == Ok) {
+///       // ...
+///       BitmapHelper::DeleteBitmap(page);
+///     }
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -41,8 +48,8 @@ using Gdiplus::WrongState;
 
 namespace orv {
 
-/// Keeps the system's graphics alive: a program that uses bitmaps holds one from before the first
-/// to after the last. The library itself never starts graphics; the process that loads it does.
+/// Initialises GDI+. A program that uses bitmaps keeps one object alive for as long as it uses any.
+/// The library itself never initialises GDI+; the process that loads it does.
 class ORV_EXPORT GraphicsSession {
  public:
   GraphicsSession();
@@ -51,19 +58,16 @@ class ORV_EXPORT GraphicsSession {
   ~GraphicsSession();
 
  private:
-  [[maybe_unused]] void* token_ = nullptr;  // only one of the systems needs it
+  [[maybe_unused]] void* token_ = nullptr;  // used on Windows only
 };
 
-/// Reads a PNG file of any colour type, depth and interlacing. `*bitmap` becomes 24-bit RGB when
-/// every pixel is opaque, else 32-bit ARGB; the caller deletes it. 16-bit channels keep their high
-/// byte. Otherwise the result says why there is no bitmap: `FileNotFound`, `UnknownImageFormat`
-/// for a file that is no PNG, `OutOfMemory`, `GenericError` for a damaged or truncated one.
+/// Reads a PNG file of any colour type, depth and interlacing. `*bitmap` becomes 24-bit RGB if
+/// every pixel is opaque, otherwise 32-bit ARGB; the caller deletes it. 16-bit channels keep their
+/// high byte. On failure the result is the reason: `FileNotFound`, `UnknownImageFormat` for a file
+/// that is not a PNG image, `OutOfMemory`, or `GenericError` for a damaged or truncated file.
 extern "C" ORV_EXPORT Status LoadPng(const wchar_t* path, Bitmap** bitmap);
 
-/// Whether every pixel of bits locked as 32-bit ARGB has alpha 255.
-bool IsOpaque(const BitmapData& data);
-
-/// Writes a bitmap as a PNG file, replacing one that exists. Not atomic: a failure may leave a
+/// Writes a bitmap as a PNG file, replacing an existing file. Not atomic: a failure can leave a
 /// partial file.
 extern "C" ORV_EXPORT Status SavePng(Bitmap* bitmap, const wchar_t* path);
 

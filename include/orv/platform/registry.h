@@ -94,8 +94,8 @@ class ORV_EXPORT RegistryRequest {
 };
 
 /// Reads a text setting from `subKey` of the library's key: the current user's value, or the
-/// machine's when the user has none. A value that is missing in both, is no text, or is longer than
-/// 1,024 bytes reads as empty.
+/// machine's when the user has none. Values that are neither `REG_SZ` nor `REG_EXPAND_SZ`, whose
+/// variables are replaced, count as missing. One that is longer than 1,024 bytes reads as empty.
 ORV_EXPORT std::wstring ReadSetting(const std::wstring& subKey, const std::wstring& name);
 
 }  // namespace orv

@@ -1,8 +1,12 @@
 #pragma once
 
-/// The system's basic types. On Windows they are the system's own; elsewhere
-/// `include/orv/platform/posix/types.h` declares the same names with the same widths and layouts,
-/// so that records that the spooler stores are the same bytes in both homes.
+/// The system's basic types. On Windows they are the system's own. On Linux
+/// `orv/platform/posix/types.h` declares the same names with the same widths and layouts, so
+/// records that the spooler stores have the same bytes on both platforms. Example:
+///
+///     OEMDMPARAM param = {};
+///     param.cbSize = sizeof(param);
+///     param.hPrinter = printer;
 
 #include <string>
 
@@ -14,15 +18,14 @@
 #include "orv/platform/posix/types.h"
 #endif
 
-/// Wide text: one element is one UTF-16 code unit, also where `wchar_t` is wider.
+/// Wide text; each element is one UTF-16 code unit, even where `wchar_t` is wider.
 using CString = std::wstring;
-/// Narrow text: bytes; UTF-8 where it is text for people.
+/// Narrow text: bytes, or UTF-8 for text.
 using CStringA = std::string;
 
-/// The driver interface's argument block of a device-mode call, in the layout that the spooler's
-/// plug-in interface fixes.
+/// The argument block of a device-mode call, in the layout of the spooler's plug-in interface.
 struct OEMDMPARAM {
-  /// The block's own size, the printer, the records that go in, and where the answers go.
+  /// Size of the block, the printer, the input records, and the output records.
   DWORD cbSize;
   void* pdriverobj;
   HANDLE hPrinter;
@@ -35,8 +38,8 @@ struct OEMDMPARAM {
 };
 
 enum : DWORD {
-  OEMDM_SIZE = 1,     ///< answer the size of the private record
+  OEMDM_SIZE = 1,     ///< return the size of the private record
   OEMDM_DEFAULT = 2,  ///< fill the private record with defaults
-  OEMDM_CONVERT = 3,  ///< bring a private record to the current version
+  OEMDM_CONVERT = 3,  ///< convert a private record to the current version
   OEMDM_MERGE = 4,    ///< convert, then reconcile with the application's public record
 };

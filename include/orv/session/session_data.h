@@ -51,8 +51,8 @@ ORV_EXPORT std::uint32_t IsSessionProcessStillValid(std::uint32_t* isValid, std:
 /// Writes this process's entry into an open key. 0 when the registry refuses.
 ORV_EXPORT std::uint32_t SaveSessionRegistryInfo(HKEY key);
 /// Removes the entries of processes that have ended; one that cannot be examined counts as ended.
-/// What cannot be read or removed stays for the next time. The names are carried for callers and
-/// select nothing.
+/// What cannot be read or removed stays for the next time, and so do the keys of printers, whose
+/// names are not decimal numbers. The names given here are carried for callers and select nothing.
 ORV_EXPORT std::uint32_t CleanupRegSessionData(const wchar_t* firstName, const wchar_t* secondName);
 
 }  // extern "C"

@@ -92,6 +92,7 @@ class ORV_EXPORT CMarkup {
     ESC_ATTRIB = 0x100,   ///< quotes are escaped as well, as in attribute values
     /// For nodes: no line break, and the position stays where it is.
     ADD_STAY = 0x1000,
+    /// Where: what the `Insert` and the `Child` forms add to the flags of any adding call.
     ADD_INSERT = 0x2000,  ///< before the current position instead of after it
     ADD_CHILD = 0x4000,   ///< on the child level under the main position
   };
@@ -235,13 +236,13 @@ class ORV_EXPORT CMarkup {
   /// stand in a tag is refused. While a file is open for writing, only the `Add` forms at the main
   /// level work.
   bool AddElem(MCD_CSTR szName, MCD_CSTR szValue = nullptr, int nFlags = 0) {
-    return x_AddElem(szName, szValue, nFlags & ~(ADD_INSERT | ADD_CHILD));
+    return x_AddElem(szName, szValue, nFlags);
   }
   bool InsertElem(MCD_CSTR szName, MCD_CSTR szValue = nullptr, int nFlags = 0) {
-    return x_AddElem(szName, szValue, (nFlags & ~ADD_CHILD) | ADD_INSERT);
+    return x_AddElem(szName, szValue, nFlags | ADD_INSERT);
   }
   bool AddChildElem(MCD_CSTR szName, MCD_CSTR szValue = nullptr, int nFlags = 0) {
-    return x_AddElem(szName, szValue, (nFlags & ~ADD_INSERT) | ADD_CHILD);
+    return x_AddElem(szName, szValue, nFlags | ADD_CHILD);
   }
   bool InsertChildElem(MCD_CSTR szName, MCD_CSTR szValue = nullptr, int nFlags = 0) {
     return x_AddElem(szName, szValue, nFlags | ADD_INSERT | ADD_CHILD);
@@ -261,14 +262,12 @@ class ORV_EXPORT CMarkup {
 
   /// The same with the root element of a well-formed document as it stands; what surrounds the root
   /// is left out. A sub-document that is not well formed is refused.
-  bool AddSubDoc(MCD_CSTR szSubDoc, int nFlags = 0) {
-    return x_AddSubDoc(szSubDoc, nFlags & ~(ADD_INSERT | ADD_CHILD));
-  }
+  bool AddSubDoc(MCD_CSTR szSubDoc, int nFlags = 0) { return x_AddSubDoc(szSubDoc, nFlags); }
   bool InsertSubDoc(MCD_CSTR szSubDoc, int nFlags = 0) {
-    return x_AddSubDoc(szSubDoc, (nFlags & ~ADD_CHILD) | ADD_INSERT);
+    return x_AddSubDoc(szSubDoc, nFlags | ADD_INSERT);
   }
   bool AddChildSubDoc(MCD_CSTR szSubDoc, int nFlags = 0) {
-    return x_AddSubDoc(szSubDoc, (nFlags & ~ADD_INSERT) | ADD_CHILD);
+    return x_AddSubDoc(szSubDoc, nFlags | ADD_CHILD);
   }
   bool InsertChildSubDoc(MCD_CSTR szSubDoc, int nFlags = 0) {
     return x_AddSubDoc(szSubDoc, nFlags | ADD_INSERT | ADD_CHILD);
@@ -277,12 +276,13 @@ class ORV_EXPORT CMarkup {
   /// The same with a node of a type of `NODE_…` at the main level: text (escaped), white space,
   /// CDATA, the inside of a comment or of a processing instruction, a whole document type
   /// declaration, or the name of an element. What would read back as something else is refused.
-  /// Text and CDATA are never given a line break.
+  /// Text and CDATA are never given a line break. With `ADD_CHILD` the node goes under the main
+  /// element and becomes the main position there; the child position can only be an element.
   bool AddNode(int nType, MCD_CSTR szText, int nFlags = 0) {
-    return x_AddNode(nType, szText, nFlags & ~(ADD_INSERT | ADD_CHILD));
+    return x_AddNode(nType, szText, nFlags);
   }
   bool InsertNode(int nType, MCD_CSTR szText, int nFlags = 0) {
-    return x_AddNode(nType, szText, (nFlags & ~ADD_CHILD) | ADD_INSERT);
+    return x_AddNode(nType, szText, nFlags | ADD_INSERT);
   }
 
   /// Sets an attribute of the main (child) element, or a pseudo-attribute of a processing
@@ -323,9 +323,9 @@ class ORV_EXPORT CMarkup {
   bool RemoveChildElem();
   bool RemoveNode();
 
-  /// Decodes the character references of a text: numeric ones and the named ones of HTML 4. The
-  /// names are looked up without regard to case, and of a pair such as "Oslash" and "oslash" both
-  /// give the upper-case letter; callers rely on it. What is no known reference stays as it is.
+  /// Decodes the character references of a text: numeric ones and the named ones of HTML 4. Kept
+  /// for compatibility: names are looked up without regard to case, and of a pair such as "Oslash"
+  /// and "oslash" both give the upper-case letter. What is no known reference stays as it is.
   /// `nTextLength` -1 means up to the terminating zero; of `nFlags` the two white space flags
   /// count.
   static std::wstring UnescapeText(const wchar_t* szText, int nTextLength = -1, int nFlags = 0);
@@ -357,12 +357,12 @@ class ORV_EXPORT CMarkup {
 
   /// The Windows code page of an encoding's name: 0 for an empty name, -1 for an unknown one.
   static int GetEncodingCodePage(MCD_CSTR szEncoding);
-  /// The encoding that a document says it is in: in its XML declaration, or the "Content-Type" of
-  /// an HTML head. Empty when it says none.
+  /// The encoding that a document declares: in its XML declaration or, if that has no encoding, in
+  /// the "Content-Type" of an HTML head. Empty if there is neither.
   static std::wstring GetDeclaredEncoding(MCD_CSTR szDoc);
 
-  /// Base64: a leading line break (CR LF), lines of 64 characters, each ended by one; a short last
-  /// line has none unless it is padded, which callers rely on.
+  /// Base64: a leading line break (CR LF), lines of 64 characters, each ended by one. Kept for
+  /// compatibility: a short last line has no line break unless it is padded.
   static std::wstring EncodeBase64(const unsigned char* pBuffer, int nBufferLen);
   /// Decodes Base64 and returns the bytes written. Line breaks are skipped, other strange
   /// characters count as some value. Stops at a group that the buffer has no room for and at a

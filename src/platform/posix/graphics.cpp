@@ -158,7 +158,7 @@ Bitmap::Bitmap(INT width, INT height, PixelFormat format, Fill fill) : format_(f
   const std::size_t size = static_cast<std::size_t>(stride) * static_cast<std::size_t>(height);
   try {
     palette_ = DefaultPalette(format);
-    pixels_ = AllocatePixels(size);
+    pixels_ = owned_ = AllocatePixels(size);
   } catch (const std::bad_alloc&) {
   }
   if (pixels_ == nullptr) {
@@ -172,7 +172,26 @@ Bitmap::Bitmap(INT width, INT height, PixelFormat format, Fill fill) : format_(f
   stride_ = static_cast<INT>(stride);
 }
 
-Bitmap::~Bitmap() { std::free(pixels_); }
+Bitmap::Bitmap(INT width, INT height, INT stride, PixelFormat format, BYTE* first)
+    : format_(format) {
+  if (width <= 0 || height <= 0 || !IsSupported(format) || first == nullptr || stride % 4 != 0 ||
+      std::abs(std::int64_t{stride}) < StrideOf(width, format)) {
+    lastStatus_ = InvalidParameter;
+    return;
+  }
+  try {
+    palette_ = DefaultPalette(format);
+  } catch (const std::bad_alloc&) {
+    lastStatus_ = OutOfMemory;
+    return;
+  }
+  width_ = width;
+  height_ = height;
+  stride_ = stride;
+  pixels_ = first;
+}
+
+Bitmap::~Bitmap() { std::free(owned_); }
 
 Status Bitmap::Record(Status status) const {
   if (status != Ok) lastStatus_ = status;
@@ -181,28 +200,26 @@ Status Bitmap::Record(Status status) const {
 
 Status Bitmap::GetLastStatus() const { return std::exchange(lastStatus_, Ok); }
 
+bool Bitmap::Contains(const Rect& area) const {
+  return area.X >= 0 && area.Y >= 0 && area.Width > 0 && area.Height > 0 &&
+         area.Width <= width_ - area.X && area.Height <= height_ - area.Y;
+}
+
 Status Bitmap::LockBits(const Rect* rect, UINT flags, PixelFormat format, BitmapData* data) {
   if (data == nullptr || pixels_ == nullptr || (format != format_ && !IsSupported(format))) {
     return Record(InvalidParameter);
   }
-  const INT x = rect != nullptr ? rect->X : 0;
-  const INT y = rect != nullptr ? rect->Y : 0;
-  const INT width = rect != nullptr ? rect->Width : width_;
-  const INT height = rect != nullptr ? rect->Height : height_;
-  if (x < 0 || y < 0 || width <= 0 || height <= 0 || width > width_ - x || height > height_ - y) {
-    return Record(InvalidParameter);
-  }
+  const Rect area = rect != nullptr ? *rect : Rect(0, 0, width_, height_);
+  if (!Contains(area)) return Record(InvalidParameter);
   if (isLocked_) return Record(WrongState);
 
-  const std::int64_t leftBits = static_cast<std::int64_t>(x) * BitsPerPixel(format);
-  if (format != format_ || leftBits % 8 != 0) {
-    return LockCopy(Rect(x, y, width, height), flags, format, data);
-  }
-  *data = {static_cast<UINT>(width),
-           static_cast<UINT>(height),
+  const std::int64_t leftBits = static_cast<std::int64_t>(area.X) * BitsPerPixel(format);
+  if (format != format_ || leftBits % 8 != 0) return LockCopy(area, flags, format, data);
+  *data = {static_cast<UINT>(area.Width),
+           static_cast<UINT>(area.Height),
            stride_,
            format,
-           Row(y) + leftBits / 8,
+           Row(area.Y) + leftBits / 8,
            0};
   isLocked_ = true;
   return Ok;
@@ -244,7 +261,7 @@ Status Bitmap::UnlockBits(BitmapData* data) {
 }
 
 Bitmap* Bitmap::Clone(INT x, INT y, INT width, INT height, PixelFormat format) const {
-  if (x < 0 || y < 0 || width <= 0 || height <= 0 || width > width_ - x || height > height_ - y) {
+  if (!Contains(Rect(x, y, width, height))) {
     Record(InvalidParameter);
     return nullptr;
   }

@@ -7,6 +7,7 @@
 
 #include "orv/platform/graphics.h"
 #include "platform/files.h"
+#include "platform/opacity.h"
 
 namespace orv {
 namespace {

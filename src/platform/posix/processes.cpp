@@ -10,6 +10,7 @@
 #include <charconv>
 #include <climits>
 #include <cstdint>
+#include <cstdlib>
 #include <fstream>
 #include <limits>
 #include <mutex>
@@ -146,6 +147,21 @@ const OpenedProcess* ProcessOf(HANDLE process) {
 }  // namespace
 
 DWORD CurrentProcessId() { return static_cast<DWORD>(getpid()); }
+
+std::wstring ExpandVariables(const std::wstring& text) {
+  std::wstring expanded;
+  std::size_t at = 0;
+  for (std::size_t open; (open = text.find(L'%', at)) != text.npos;) {
+    const std::size_t close = text.find(L'%', open + 1);
+    if (close == text.npos) break;
+    const std::wstring name = text.substr(open + 1, close - open - 1);
+    const char* const value = std::getenv(WideToUtf8(name).c_str());
+    expanded += text.substr(at, open - at);
+    expanded += value != nullptr ? Utf8ToWide(value) : L'%' + name + L'%';
+    at = close + 1;
+  }
+  return expanded + text.substr(at);
+}
 
 bool FindProcess(DWORD id, ProcessEntry* entry) {
   if (id == CurrentProcessId()) {

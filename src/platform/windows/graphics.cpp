@@ -6,6 +6,8 @@
 #include <memory>
 #include <new>
 
+#include "platform/opacity.h"
+
 namespace orv {
 namespace {
 

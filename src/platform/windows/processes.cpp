@@ -29,6 +29,20 @@ DWORD RightsOf(ProcessAccess access) {
 
 DWORD CurrentProcessId() { return GetCurrentProcessId(); }
 
+std::wstring ExpandVariables(const std::wstring& text) {
+  std::wstring expanded(text.size() + 1, L'\0');
+  DWORD size = 0;  // with the terminator
+  // Again until it fits: somebody may change a variable between two calls.
+  while ((size = ExpandEnvironmentStringsW(text.c_str(), expanded.data(),
+                                           static_cast<DWORD>(expanded.size()))) >
+         expanded.size()) {
+    expanded.resize(size);
+  }
+  if (size == 0) return text;
+  expanded.resize(size - 1);
+  return expanded;
+}
+
 bool FindProcess(DWORD id, ProcessEntry* entry) {
   const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
   if (snapshot == INVALID_HANDLE_VALUE) return false;

@@ -1,8 +1,8 @@
-# Completion of orv's command lines in bash: the program itself says what may come next.
+# bash completion of orv's command lines; the program itself prints the candidates.
 
 _orv() {
   local word=${COMP_WORDS[COMP_CWORD]} quote= line
-  # Inside quotes the word is as it will be; outside them what is special has to be escaped.
+  # Inside quotes the word is literal; outside them special characters must be escaped.
   case $word in
     [\"\']*) quote=${word:0:1} word=${word:1} ;;
     *) word=${word//\\/} ;;

@@ -1,4 +1,4 @@
-# Completion of orv's command lines in fish: the program itself says what may come next.
+# fish completion of orv's command lines; the program itself prints the candidates.
 
 function __orv_complete
     set -l words (commandline -opc) (commandline -ct)

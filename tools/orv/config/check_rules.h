@@ -288,9 +288,9 @@ inline constexpr CheckRule kCheckRules[] = {
      L"configfilename is the name that the file must have: the driver looks up the file by name.",
      L"configfilename orv_conf_lx300.xml in the file orv_conf_lx300p.xml",
      L"configfilename orv_conf_lx300p.xml"},
-    {L"version-skips-device", Severity::kWarning, L"Because of the version the device is not read",
-     L"Of a file of version 13 or above only the file information is loaded; all values of the device "
-     L"are defaults.",
+    {L"version-skips-device", Severity::kWarning, L"The version keeps the device from being read",
+     L"For version 13 or higher only the file information is loaded; all values of the device are 0, "
+     L"false or empty.",
      L"<property name=\"version\">13</property> and a device",
      L"<property name=\"version\">12</property> and a device"},
     {L"not-signed", Severity::kWarning, L"The file has no digest",

@@ -308,10 +308,11 @@ void AddExportCommand(CLI::App* group) {
       "  orv stock export --common | orv stock import - --printer \"Label 2\"");
   command->callback([options] {
     const std::wstring path = TargetPath(*options);
+    const HKEY hive = StockItemsHive(path);
     std::wstring text = RegFileHeader();
     for (const StockItem& item : ReadStockItems(path)) {
       if (IsZeroGuid(item.guid)) continue;  // nothing to know it by again
-      text += FormatRegKey(FullKeyPath(HKEY_CURRENT_USER, path + L'\\' + FormatGuid(item.guid)));
+      text += FormatRegKey(FullKeyPath(hive, path + L'\\' + FormatGuid(item.guid)));
       text += FormatRegValue(L"DisplayName", RegistryValue::FromText(item.DisplayName));
       for (const StockValue& value : StockValues()) {
         text += FormatRegValue(value.name, RegistryValue::FromNumber(item.*value.field));

@@ -89,14 +89,16 @@ struct ColorPalette {
   ARGB Entries[1];  ///< `Count` of them
 };
 
-/// A bitmap in memory that it owns: rows from the top, each padded to four bytes, zeroed at first.
-/// 24- and 32-bit pixels are blue, green, red (and alpha) bytes; indexed ones start at the high
-/// bit. One thread at a time.
+/// A bitmap in memory. 24- and 32-bit pixels are blue, green, red (and alpha) bytes; indexed ones
+/// start at the high bit. One thread at a time. An invalid argument of a constructor leaves a
+/// bitmap without pixels whose last status is the reason.
 class ORV_EXPORT Bitmap {
  public:
-  /// A size that is not positive or a format that is none of the five leaves a bitmap of no pixels
-  /// whose last status says why.
+  /// Zeroed pixels of its own: rows from the top, each padded to four bytes.
   Bitmap(INT width, INT height, PixelFormat format = PixelFormat32bppARGB);
+  /// Pixels of the caller, who keeps them as long as the bitmap. `first` is the top row; `stride`,
+  /// the bytes from one row to the next, is a multiple of four, negative for bottom-up rows.
+  Bitmap(INT width, INT height, INT stride, PixelFormat format, BYTE* first);
   Bitmap(const Bitmap&) = delete;
   Bitmap& operator=(const Bitmap&) = delete;
   ~Bitmap();
@@ -132,17 +134,19 @@ class ORV_EXPORT Bitmap {
   struct Conversion;
 
   enum class Fill { kZero, kNone };
-  Bitmap(INT width, INT height, PixelFormat format, Fill fill);
+  ORV_HIDDEN Bitmap(INT width, INT height, PixelFormat format, Fill fill);
 
-  Status Record(Status status) const;
-  Status LockCopy(const Rect& area, UINT flags, PixelFormat format, BitmapData* data);
+  ORV_HIDDEN bool Contains(const Rect& area) const;
+  ORV_HIDDEN Status Record(Status status) const;
+  ORV_HIDDEN Status LockCopy(const Rect& area, UINT flags, PixelFormat format, BitmapData* data);
   BYTE* Row(INT y) const { return pixels_ + static_cast<std::ptrdiff_t>(y) * stride_; }
 
   INT width_ = 0;
   INT height_ = 0;
   INT stride_ = 0;
   PixelFormat format_ = 0;
-  BYTE* pixels_ = nullptr;
+  BYTE* pixels_ = nullptr;  ///< the top row
+  BYTE* owned_ = nullptr;   ///< the memory of the pixels, null if they are the caller's
   std::vector<ARGB> palette_;
   std::unique_ptr<Conversion> conversion_;
   bool isLocked_ = false;

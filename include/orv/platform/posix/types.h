@@ -1,6 +1,7 @@
 #pragma once
 
-/// The names of the Windows interface that the library's callers use, for systems without it.
+/// The Windows types and constants that the library's interface uses, for Linux. Include
+/// `orv/platform/types.h` instead: it is right on both platforms.
 
 #include <cstdint>
 
@@ -33,6 +34,7 @@ inline const HKEY HKEY_CURRENT_USER = reinterpret_cast<HKEY>(std::uintptr_t{0x80
 inline const HKEY HKEY_LOCAL_MACHINE = reinterpret_cast<HKEY>(std::uintptr_t{0x80000002});
 
 constexpr DWORD REG_SZ = 1;
+constexpr DWORD REG_EXPAND_SZ = 2;
 constexpr DWORD REG_BINARY = 3;
 constexpr DWORD REG_DWORD = 4;
 
@@ -59,31 +61,31 @@ constexpr LONG ERROR_KEY_DELETED = 1018;
 constexpr LONG ERROR_INVALID_PRINTER_NAME = 1801;
 constexpr LONG ERROR_PRINTER_ALREADY_EXISTS = 1802;
 
-/// A time as files and registry keys have it.
+/// A time stamp of files and registry keys.
 struct FILETIME {
   DWORD dwLowDateTime;   ///< low half of the 100 ns intervals since 1601-01-01 UTC
   DWORD dwHighDateTime;  ///< high half
 };
 
-/// An identifier that nobody else has.
+/// A globally unique identifier.
 struct GUID {
-  /// Its 128 bits, in the parts that its text form shows.
+  /// 128 bits, in the groups of the text form.
   std::uint32_t Data1;
   std::uint16_t Data2;
   std::uint16_t Data3;
   std::uint8_t Data4[8];
 };
 
-/// A point of the screen.
+/// A point on the screen.
 struct POINTL {
-  /// Its place.
+  /// Coordinates.
   LONG x;
   LONG y;
 };
 
 /// The public device mode: 220 bytes, 16-bit characters.
 struct DEVMODEW {
-  /// What an application asks of a printer, in the system's units: sizes in tenths of a millimetre.
+  /// An application's settings for a printer; lengths are in tenths of a millimetre.
   WCHAR dmDeviceName[32];
   WORD dmSpecVersion;
   WORD dmDriverVersion;
@@ -93,13 +95,13 @@ struct DEVMODEW {
   union {
     struct {
       SHORT dmOrientation;    ///< 1 portrait, 2 landscape
-      SHORT dmPaperSize;      ///< a number of a size
+      SHORT dmPaperSize;      ///< number of a paper size
       SHORT dmPaperLength;    ///< tenths of a millimetre
       SHORT dmPaperWidth;     ///< tenths of a millimetre
       SHORT dmScale;          ///< percent
-      SHORT dmCopies;         ///< how many
-      SHORT dmDefaultSource;  ///< a number of a source
-      SHORT dmPrintQuality;   ///< dots per inch, or a grade below 0
+      SHORT dmCopies;         ///< number of copies
+      SHORT dmDefaultSource;  ///< number of a paper source
+      SHORT dmPrintQuality;   ///< dots per inch, or a negative quality grade
     };
     POINTL dmPosition;  ///< of a display
   };
@@ -129,7 +131,7 @@ struct DEVMODEW {
 };
 static_assert(sizeof(DEVMODEW) == 220);
 
-/// The calling thread's last error code, as the functions of this library leave it.
+/// The calling thread's last error code, set by functions of this library.
 ORV_EXPORT DWORD GetLastError();
 /// Sets the calling thread's last error code.
 ORV_EXPORT void SetLastError(DWORD code);

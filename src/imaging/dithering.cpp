@@ -1,0 +1,89 @@
+#include "imaging/dithering.h"
+
+#include <cstdint>
+#include <iterator>
+
+namespace orv {
+namespace {
+
+constexpr std::uint8_t kMatrix4[4 * 4] = {
+    15,  195, 60,  240,  //
+    135, 75,  180, 120,  //
+    45,  225, 30,  210,  //
+    165, 105, 150, 90,
+};
+
+/// The recursive matrix of 0 to 63, scaled by 4.
+constexpr std::uint8_t kMatrix8[8 * 8] = {
+    0,   128, 32,  160, 8,   136, 40,  168,  //
+    192, 64,  224, 96,  200, 72,  232, 104,  //
+    48,  176, 16,  144, 56,  184, 24,  152,  //
+    240, 112, 208, 80,  248, 120, 216, 88,   //
+    12,  140, 44,  172, 4,   132, 36,  164,  //
+    204, 76,  236, 108, 196, 68,  228, 100,  //
+    60,  188, 28,  156, 52,  180, 20,  148,  //
+    252, 124, 220, 92,  244, 116, 212, 84,
+};
+
+/// The recursive matrix of 0 to 255, scaled to 0 to 254; 127 occurs twice.
+constexpr std::uint8_t kMatrix16[16 * 16] = {
+    0,   191, 48,  239, 12,  203, 60,  251, 3,   194, 51,  242, 15,  206, 63,  254,  //
+    127, 64,  175, 112, 139, 76,  187, 124, 130, 67,  178, 115, 142, 79,  190, 127,  //
+    32,  223, 16,  207, 44,  235, 28,  219, 35,  226, 19,  210, 47,  238, 31,  222,  //
+    159, 96,  143, 80,  171, 108, 155, 92,  162, 99,  146, 83,  174, 111, 158, 95,   //
+    8,   199, 56,  247, 4,   195, 52,  243, 11,  202, 59,  250, 7,   198, 55,  246,  //
+    135, 72,  183, 120, 131, 68,  179, 116, 138, 75,  186, 123, 134, 71,  182, 119,  //
+    40,  231, 24,  215, 36,  227, 20,  211, 43,  234, 27,  218, 39,  230, 23,  214,  //
+    167, 104, 151, 88,  163, 100, 147, 84,  170, 107, 154, 91,  166, 103, 150, 87,   //
+    2,   193, 50,  241, 14,  205, 62,  253, 1,   192, 49,  240, 13,  204, 61,  252,  //
+    129, 66,  177, 114, 141, 78,  189, 126, 128, 65,  176, 113, 140, 77,  188, 125,  //
+    34,  225, 18,  209, 46,  237, 30,  221, 33,  224, 17,  208, 45,  236, 29,  220,  //
+    161, 98,  145, 82,  173, 110, 157, 94,  160, 97,  144, 81,  172, 109, 156, 93,   //
+    10,  201, 58,  249, 6,   197, 54,  245, 9,   200, 57,  248, 5,   196, 53,  244,  //
+    137, 74,  185, 122, 133, 70,  181, 118, 136, 73,  184, 121, 132, 69,  180, 117,  //
+    42,  233, 26,  217, 38,  229, 22,  213, 41,  232, 25,  216, 37,  228, 21,  212,  //
+    169, 106, 153, 90,  165, 102, 149, 86,  168, 105, 152, 89,  164, 101, 148, 85,
+};
+
+template <int kSize, const std::uint8_t* kEntries>
+bool DitherOrdered(const PixelPlane& plane, int, Ink ink) {
+  ActiveImagingKernels().ordered(plane, {kSize, kEntries}, ink);
+  return true;
+}
+
+using Method = bool (*)(const PixelPlane&, int threshold, Ink);
+
+/// Indexed by `eBitmapDitherer`.
+constexpr Method kMethods[] = {
+    [](const PixelPlane&, int, Ink) { return true; },
+    [](const PixelPlane& plane, int threshold, Ink ink) {
+      return ActiveImagingKernels().floydSteinberg(plane, threshold, ink);
+    },
+    [](const PixelPlane& plane, int threshold, Ink ink) {
+      return ActiveImagingKernels().sierraLite(plane, threshold, ink);
+    },
+    DitherOrdered<4, kMatrix4>,
+    DitherOrdered<8, kMatrix8>,
+    DitherOrdered<16, kMatrix16>,
+};
+
+}  // namespace
+
+bool IsKnownMethod(eBitmapDitherer method) {
+  return static_cast<unsigned>(method) < std::size(kMethods);
+}
+
+bool Dither(const PixelPlane& plane, eBitmapDitherer method, int threshold, Ink ink) {
+  return IsKnownMethod(method) && kMethods[method](plane, threshold, ink);
+}
+
+std::unique_ptr<Bitmap> DitheredCopy(Bitmap* source, eBitmapDitherer method, int threshold,
+                                     Ink ink) {
+  std::unique_ptr<Bitmap> copy = CloneWhole(source, source->GetPixelFormat());
+  if (copy == nullptr) return nullptr;
+  const LockedBits bits(copy.get(), ImageLockModeRead | ImageLockModeWrite, PixelFormat24bppRGB);
+  if (!bits.IsLocked() || !Dither(PlaneOf(*bits.data()), method, threshold, ink)) return nullptr;
+  return copy;
+}
+
+}  // namespace orv

@@ -1,0 +1,56 @@
+#include "imaging/page_split.h"
+
+#include "imaging/dithering.h"
+#include "imaging/kernels.h"
+#include "imaging/pixels.h"
+
+namespace orv {
+namespace {
+
+/// A 24-bit copy of the page in which only the highlight is left, in grey.
+std::unique_ptr<Bitmap> ExtractHighlight(Bitmap* page, const HighlightRule& rule) {
+  std::unique_ptr<Bitmap> mask = CloneWhole(page, PixelFormat24bppRGB);
+  if (mask == nullptr) return nullptr;
+  const LockedBits bits(mask.get(), ImageLockModeRead | ImageLockModeWrite, PixelFormat24bppRGB);
+  if (!bits.IsLocked()) return nullptr;
+  ActiveImagingKernels().extractHighlight(PlaneOf(*bits.data()), rule);
+  return mask;
+}
+
+/// Makes the background white where the mask has ink. Does nothing if a bitmap cannot be locked.
+void MaskHighlight(Bitmap* background, Bitmap* mask) {
+  const LockedBits from(mask, ImageLockModeRead, mask->GetPixelFormat());
+  const LockedBits to(background, ImageLockModeRead | ImageLockModeWrite,
+                      background->GetPixelFormat());
+  if (!from.IsLocked() || !to.IsLocked()) return;
+  PixelPlane plane = PlaneOf(*to.data());
+  const PixelPlane maskPlane = MaskPlaneOf(*from.data(), plane);
+  plane.height = maskPlane.height;
+  ActiveImagingKernels().whiten(plane, maskPlane);
+}
+
+}  // namespace
+
+SplitOutcome SplitPage(Bitmap* page, const Color& colour, double tolerance, eBitmapDitherer method,
+                       int threshold, PagePlanes* planes) {
+  std::unique_ptr<Bitmap> mask = ExtractHighlight(page, {colour.GetValue(), tolerance});
+  if (mask == nullptr) return SplitOutcome::kNoMask;
+  if (!IsKnownMethod(method)) return SplitOutcome::kUnknownMethod;
+
+  std::unique_ptr<Bitmap> background = DitheredCopy(page, method, threshold, {0, 0, 0});
+  if (background == nullptr) return SplitOutcome::kNoBackground;
+  MaskHighlight(background.get(), mask.get());
+
+  // The mask is not needed any more and becomes the highlight plane: dithering it gives the same
+  // pixels as extracting the highlight a second time and dithering that.
+  {
+    const LockedBits bits(mask.get(), ImageLockModeRead | ImageLockModeWrite, PixelFormat24bppRGB);
+    if (!bits.IsLocked() || !Dither(PlaneOf(*bits.data()), method, threshold, InkOf(colour))) {
+      return SplitOutcome::kNoHighlight;
+    }
+  }
+  *planes = {std::move(background), std::move(mask)};
+  return SplitOutcome::kDone;
+}
+
+}  // namespace orv

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <memory>
+
+#include "orv/imaging/bitmap_rasterizer.h"
+#include "orv/platform/graphics.h"
+
+/// The split of a page for a printer with two print heads.
+
+namespace orv {
+
+enum class SplitOutcome {
+  kDone,
+  kNoMask,         ///< the page could not be copied
+  kUnknownMethod,  ///< of dithering
+  kNoBackground,   ///< the background plane could not be made
+  kNoHighlight,    ///< the highlight plane could not be dithered
+};
+
+/// The dithered planes of a page, of the same size as the page.
+struct PagePlanes {
+  std::unique_ptr<Bitmap> background;
+  std::unique_ptr<Bitmap> highlight;
+};
+
+/// Splits a page: pixels within `tolerance` of `colour` (as `CalculateToleranceCIE76` measures it)
+/// go to the highlight plane, the others to the background. `*planes` is set only for `kDone`.
+SplitOutcome SplitPage(Bitmap* page, const Color& colour, double tolerance, eBitmapDitherer method,
+                       int threshold, PagePlanes* planes);
+
+}  // namespace orv
