@@ -18,8 +18,8 @@ std::string ConfigAsJson(const Config& config);
 /// One value in a form that can be compared between files.
 struct ConfigValue {
   std::wstring section;
-  std::wstring item;  ///< the item of the section, such as `cutter "Rotary knife"` or a speed;
-                      ///< empty for the section itself
+  std::wstring item;    ///< the item of the section, such as `cutter "Rotary knife"` or a speed;
+                        ///< empty for the section itself
   std::wstring key;     ///< empty for an entry that only shows that the item exists
   std::wstring text;    ///< numbers with their units
   bool isText = false;  ///< text of the file, shown in quotes
