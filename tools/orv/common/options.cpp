@@ -40,7 +40,7 @@ CLI::Option* AddOutputFile(CLI::App* command, const char* name, std::string* pat
   return command->add_option(name, *path, meaning + "; - is standard output")->type_name("FILE");
 }
 
-CLI::Option* AddPrinter(CLI::App* command, std::string* name) {
+CLI::Option* AddPrinterArgument(CLI::App* command, std::string* name) {
   return command->add_option("PRINTER", *name, "The printer's name")->required();
 }
 

@@ -21,7 +21,7 @@ CLI::Option* AddOutputFile(CLI::App* command, const char* name, std::string* pat
                            const std::string& meaning);
 
 /// The name of the printer that a command works on.
-CLI::Option* AddPrinter(CLI::App* command, std::string* name);
+CLI::Option* AddPrinterArgument(CLI::App* command, std::string* name);
 
 /// The folder of the configuration files; empty for the program's own.
 CLI::Option* AddConfigFolder(CLI::App* command, std::string* folder);

@@ -239,7 +239,7 @@ void AddPrinterConfigCommand(CLI::App* printers) {
   auto options = std::make_shared<Options>();
   CLI::App* command =
       printers->add_subcommand("config", "Show which configuration a printer uses, and load it");
-  AddPrinter(command, &options->name);
+  AddPrinterArgument(command, &options->name);
   AddConfigFolder(command, &options->folder);
   command->add_flag("--record", options->showRecord, "Print the whole record instead");
   AddInchFlag(command);

@@ -65,7 +65,7 @@ struct MergeOptions {
 };
 
 void AddMergeOptions(CLI::App* command, MergeOptions* options) {
-  AddPrinter(command, &options->printer);
+  AddPrinterArgument(command, &options->printer);
   AddInputFile(command, "--in", &options->in, "The incoming record, as bytes or text")
       ->default_str("the printer's defaults");
   for (std::size_t i = 0; i < std::size(kPublicOptions); ++i) {
@@ -108,7 +108,7 @@ tagOEMDEV Defaults(LibraryUse* library, const OpenPrinter& printer, const std::w
 void AddDefaultCommand(CLI::App* group) {
   auto options = std::make_shared<MergeOptions>();
   CLI::App* command = group->add_subcommand("default", "Write a printer's default record");
-  AddPrinter(command, &options->printer);
+  AddPrinterArgument(command, &options->printer);
   AddOutputFile(command, "-o,--output", &options->out, "The file to write")->required();
   command->add_flag("--text", options->asText, "Write the record as text");
   AddConfigFolder(command, &options->configFolder);

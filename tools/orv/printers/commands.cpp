@@ -76,7 +76,7 @@ void AddListCommand(CLI::App* group) {
 void AddRemoveCommand(CLI::App* group) {
   auto name = std::make_shared<std::string>();
   CLI::App* command = group->add_subcommand("remove", "Remove a printer from the spooler");
-  AddPrinter(command, name.get());
+  AddPrinterArgument(command, name.get());
   command->footer(
       "Examples:\n"
       "  orv printers remove \"Label 1\"\n"

@@ -197,7 +197,7 @@ void AddReportCommand(CLI::App* program) {
   auto options = std::make_shared<ReportOptions>();
   CLI::App* command =
       program->add_subcommand("report", "Write everything known about a printer as one HTML page");
-  AddPrinter(command, &options->printer);
+  AddPrinterArgument(command, &options->printer);
   AddOutputFile(command, "-o,--output", &options->output, "The HTML file to write")->required();
   AddInputFile(command, "--record", &options->record,
                "The private record to explain, as bytes or text")
