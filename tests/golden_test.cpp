@@ -319,8 +319,16 @@ constexpr const char* kLocales[] = {"C", ORV_LOCALES};
 
 class Golden : public testing::Test {
  protected:
-  Golden() { orv::test::SetVariable("LOCPATH", ORV_LOCALE_FOLDER); }
   ~Golden() override { std::setlocale(LC_ALL, "C"); }
+
+  /// Sets the locale of the process. LOCPATH is set for this call only: the C library's
+  /// `newlocale`, which the library calls, leaks its copy of the path.
+  static bool SetLocale(const char* locale) {
+    orv::test::SetVariable("LOCPATH", ORV_LOCALE_FOLDER);
+    const bool isSet = std::setlocale(LC_ALL, locale) != nullptr;
+    orv::test::SetVariable("LOCPATH", "");
+    return isSet;
+  }
 
   /// Compares what a function makes, in every locale or the first alone, with the file.
   static void Expect(const char* name, const std::function<std::string()>& make,
@@ -329,7 +337,7 @@ class Golden : public testing::Test {
     if (std::getenv("ORV_GOLDEN_WRITE") != nullptr) orv::test::WriteBytes(file, make());
     const std::string golden = ReadBytes(file);
     for (const char* const locale : kLocales) {
-      ASSERT_NE(std::setlocale(LC_ALL, locale), nullptr) << locale;
+      ASSERT_TRUE(SetLocale(locale)) << locale;
       EXPECT_EQ(make(), golden) << "in the locale " << locale;
       if (!inEveryLocale) break;
     }
