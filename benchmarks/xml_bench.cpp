@@ -1,7 +1,7 @@
-// The XML document against other parsers, on the same documents in the same run. Rates count units
-// of text (bytes for the peers that read UTF-8; the documents are ASCII).
+// The XML document against other parsers, on the same documents in the same run. Rates count code
+// units (bytes for the peers that read UTF-8; the documents are ASCII).
 //
-// Real documents are named on the command line, before the options of Google Benchmark.
+// Real documents are named on the command line, before the flags of Google Benchmark.
 
 #include <benchmark/benchmark.h>
 
@@ -13,7 +13,7 @@
 #include "benchmarks/peers.h"
 #include "orv/xml/markup.h"
 #include "xml/child_reader.h"
-#include "xml/markup_reader.h"
+#include "xml/markup_state.h"
 
 namespace {
 
@@ -23,7 +23,7 @@ struct Document {
   std::wstring text;
 };
 
-/// A printer configuration of about `size` units: nested sections of short properties.
+/// A printer configuration of about `size` code units: nested sections of short properties.
 std::string MakeConfiguration(std::size_t size) {
   std::string xml = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n<xmlData>\r\n  <device>\r\n";
   for (int section = 0; xml.size() < size; ++section) {
@@ -63,7 +63,7 @@ void Walk(benchmark::State& state, const Document& document) {
   for (auto _ : state) {
     CMarkup doc;
     doc.SetDoc(document.text);
-    const orv::MarkupReader reader(doc);
+    const orv::Cursor& reader = orv::CursorOf(doc);
     std::size_t seen = 0;
     std::wstring buffer;
     doc.FindElem();
@@ -78,7 +78,7 @@ void Walk(benchmark::State& state, const Document& document) {
   }
 }
 
-/// Reads the name and the text of every property, as the configuration is read.
+/// Reads the name and text of every property like the configuration loader.
 void Properties(benchmark::State& state, const Document& document) {
   for (auto _ : state) {
     CMarkup doc;
@@ -92,7 +92,8 @@ void Properties(benchmark::State& state, const Document& document) {
       doc.IntoElem();
       doc.FindChildElem(L"properties");
       doc.IntoElem();
-      orv::ChildReader properties(doc, orv::MarkupReader(doc).Main(), L"<property name=\"");
+      const orv::Cursor& cursor = orv::CursorOf(doc);
+      orv::ChildReader properties(cursor, cursor.Main(), L"<property name=\"");
       while (properties.Next({}, &name, &value)) seen += name.size() + 1 + value.size();
       doc.OutOfElem();
       doc.OutOfElem();

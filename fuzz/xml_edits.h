@@ -4,8 +4,8 @@
 
 #include "orv/xml/markup.h"
 
-/// Any edit or move on a document, drawn from a few numbers: the fuzzer draws them from its input,
-/// the tests at random, and both can leave out steps and run a sequence again.
+/// Any edit or move on a document, chosen by a few numbers: the fuzzer takes them from its input,
+/// the tests at random. Both can omit steps and repeat a sequence.
 
 namespace orv::fuzz {
 
@@ -15,7 +15,7 @@ struct EditStep {
   unsigned flags;
 };
 
-/// What a step's numbers stand for.
+/// The meaning of a step's numbers.
 struct EditArguments {
   const wchar_t* name;
   const wchar_t* value;
@@ -29,9 +29,9 @@ inline void ApplyEdit(CMarkup& doc, const EditStep& step) {
   static constexpr const wchar_t* kValues[] = {L"", L"v", L"a<b>&'\"", L"]]>", L"?>", L"--"};
   static constexpr const wchar_t* kMarkup[] = {
       L"<s/>", L"<s><t x='>'/>u<v>w</v></s>", L"<s>", L"<a>1</a>", L"x<y/>", L"<!--c--><s/>"};
-  // The last one, an element without an end tag, makes all that follows ill-formed: it is rare.
+  // The last one, an element without an end tag, makes the rest ill-formed, so it is rare.
   static constexpr int kFlags[] = {0, 1, 2, 4, 0x4008, 3, 6, 0x1000, 0x5002, CMarkup::ADD_NOEND};
-  // Each a number; moves have several, so that documents get deep.
+  // One number each; moves have several, so that documents become deep.
   using Edit = void (*)(CMarkup&, const EditArguments&);
   static constexpr Edit kEdits[] = {
       [](CMarkup& d, const EditArguments& a) { d.AddElem(a.name, a.value, a.flags); },

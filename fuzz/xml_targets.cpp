@@ -14,13 +14,13 @@ namespace {
 using test::DumpIndex;
 using test::IndexFault;
 
-/// Everything that can be asked about the current place. What costs as much as the element is long
-/// is asked only of short ones, so that a document takes time in proportion to its length.
+/// Reads everything at the current place. Functions that take time linear in the element are called
+/// only for short ones, so that a document takes time linear in its length.
 void AskAll(CMarkup& doc) {
   const int length = static_cast<int>(doc.GetDoc().size());
-  Require(doc.GetElemOffset() < std::max(length, 1), "an element lies in the text");
-  Require(doc.GetChildElemOffset() < std::max(length, 1), "a child lies in the text");
-  Require(doc.GetContentOffset() <= length, "content lies in the text");
+  Require(doc.GetElemOffset() < std::max(length, 1), "an element is inside the text");
+  Require(doc.GetChildElemOffset() < std::max(length, 1), "a child is inside the text");
+  Require(doc.GetContentOffset() <= length, "content is inside the text");
   doc.GetTagName();
   doc.GetChildTagName();
   doc.GetNodeType();
@@ -30,7 +30,7 @@ void AskAll(CMarkup& doc) {
   std::wstring value;
   for (int i = 0; i < 20 && doc.GetNthAttrib(i, name, value); ++i) {
     Require(doc.GetAttribName(i) == name, "an attribute has one name");
-    Require(doc.GetAttribOffset(name.c_str()) < length, "an attribute lies in the text");
+    Require(doc.GetAttribOffset(name.c_str()) < length, "an attribute is inside the text");
   }
   if (length > 4096) return;
   doc.GetPath();
@@ -165,7 +165,7 @@ void Base64(Input input) {
   const auto size = static_cast<int>(input.size());
   const std::wstring text = CMarkup::EncodeBase64(input.data(), size);
   std::vector<unsigned char> bytes(input.size());
-  // Without room the answer is a size.
+  // Without a buffer the result is a size.
   if (size > 0) {
     Require(CMarkup::DecodeBase64(text, bytes.data(), size) == size, "all bytes come back");
   }

@@ -13,8 +13,9 @@
 #include "platform/heap.h"
 #include "tests/guarded.h"
 #include "xml/attributes.h"
-#include "xml/element_indexer.h"
-#include "xml/signs.h"
+#include "xml/delimiters.h"
+#include "xml/element_index.h"
+#include "xml/scanner.h"
 
 namespace orv {
 namespace {
@@ -60,19 +61,21 @@ void ForEachText(Check check) {
   }
 }
 
-TEST(Guard, SignsAreFoundWithinWholeBlocks) {
+TEST(Guard, DelimitersAreFoundWithinWholeBlocks) {
   for (const auto level :
        {CpuLevel::kPlain, CpuLevel::kSse41, CpuLevel::kAvx2, CpuLevel::kAvx512}) {
     if (level > SupportedCpuLevel()) continue;
     for (const std::wstring& whole : kTexts) {
       for (const std::size_t blocks : {1, 2, 3, 8}) {
-        const std::wstring text = Cut(whole, blocks * kSignBlock);
+        const std::wstring text = Cut(whole, blocks * kDelimiterBlock);
         std::vector<std::uint32_t> expected(text.size() + 16);
-        expected.resize(SignFinderFor(CpuLevel::kPlain)(text.data(), blocks, 7, expected.data()));
+        expected.resize(
+            DelimiterScannerFor(CpuLevel::kPlain)(text.data(), blocks, 7, expected.data()));
         for (const Edge edge : test::kEdges) {
           const Guarded<wchar_t> guarded(text, edge);
           const Guarded<std::uint32_t> signs(text.size() + 16, edge);
-          const std::size_t count = SignFinderFor(level)(guarded.data(), blocks, 7, signs.data());
+          const std::size_t count =
+              DelimiterScannerFor(level)(guarded.data(), blocks, 7, signs.data());
           EXPECT_TRUE(std::ranges::equal(expected, std::span(signs.data(), count)));
         }
       }
@@ -84,12 +87,10 @@ TEST(Guard, DocumentsAreParsedUpToTheirTerminator) {
   ForEachText([](const std::wstring& text, Edge edge) {
     const Guarded<wchar_t> guarded(std::wstring_view(text.c_str(), text.size() + 1), edge);
     const int length = static_cast<int>(text.size());
-    ElemPosArray elements;
-    elements.Grow(8);
-    elements[0] = {};
-    int free = 1;
+    ElementIndex elements;
+    elements.Reset(8);
     std::wstring result;
-    IndexElements(elements, &free, 0, {.text = guarded.data(), .length = length}, result);
+    IndexElements(elements, 0, {.text = guarded.data(), .length = length}, result);
     const auto nodesOf = [length](const wchar_t* at) {
       std::vector<int> nodes;
       NodePos node;
@@ -116,8 +117,8 @@ TEST(Guard, AttributesAreReadUpToTheEnd) {
       AttributeCursor cursor(view, view.size() > 1 ? 1 : 0);
       while (cursor.Next(&attribute)) all.append(attribute.name).append(attribute.value) += L'|';
       if (FindAttribute(view, 0, L"d", true, &attribute)) all += attribute.value;
-      return all.append(ValueBehind(view, 0, L"<a b=\"", {}))
-          .append(ValueBehind(view, 0, L"<", L"a"));
+      return all.append(FirstValueFast(view, 0, L"<a b=\"", {}))
+          .append(FirstValueFast(view, 0, L"<", L"a"));
     };
     ASSERT_EQ(read(guarded.view()), read(text)) << WideToUtf8(text);
   });

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-/// Texts that a careless parser takes hours or a deep stack for, at any length.
+/// Texts that take a naive parser quadratic time or a deep stack.
 
 namespace orv::test {
 
@@ -12,7 +12,7 @@ struct HostileText {
   const char* name;
   std::wstring_view start;
   std::wstring_view first;  ///< repeated
-  std::wstring_view then;   ///< repeated as often, behind all of the first
+  std::wstring_view then;   ///< repeated as often, after all of the first
   std::wstring_view end;
 
   /// The text with about this many units.
@@ -20,8 +20,8 @@ struct HostileText {
     const std::size_t count = size / (first.size() + then.size());
     std::wstring text(start);
     text.reserve(size + start.size() + end.size());
-    for (const std::wstring_view piece : {first, then}) {
-      for (std::size_t i = 0; i < count; ++i) text += piece;
+    for (const std::wstring_view part : {first, then}) {
+      for (std::size_t i = 0; i < count; ++i) text += part;
     }
     return text += end;
   }

@@ -14,7 +14,7 @@ using orv::test::DumpIndex;
 using orv::test::IndexFault;
 using orv::test::Show;
 
-/// Expects that the index is the one that a new parse gives.
+/// Expects the index to be the same as after a new parse.
 void ExpectFreshIndex(const CMarkup& doc) {
   CMarkup fresh;
   fresh.SetDocFlags(doc.GetDocFlags());
@@ -29,7 +29,7 @@ struct EditCase {
   const wchar_t* after;  ///< null when the edit is refused
 };
 
-/// An edit of the document `d`, told by whether all of it was done.
+/// Edits the document `d`; returns whether every step succeeded.
 #define EDIT(...) [=]([[maybe_unused]] CMarkup& d) { return __VA_ARGS__; }
 
 void RunCases(const std::vector<EditCase>& cases) {
@@ -82,7 +82,7 @@ TEST(XmlEdit, AddElements) {
        EDIT(d.FindElem() && d.IntoElem() && d.FindElem() && d.IntoElem() && d.AddElem(L"x")),
        L"<r><a>\r\n<x/>\r\n</a><b/></r>"},
   });
-  // The long end tag's stored length is short of 1,024 units.
+  // The stored length of the long end tag lacks 1,024 code units.
   CMarkup doc(L"<a>x</a" + std::wstring(1030, L' ') + L">");
   EXPECT_TRUE(doc.FindElem() && doc.AddChildElem(L"b", L"", 2));
   EXPECT_EQ(doc.GetDoc().substr(0, 12), L"<a>x<b/></a ");
@@ -180,7 +180,7 @@ TEST(XmlEdit, Removal) {
        L"<a/><c/>"},
       {L"<a/>\r", EDIT(d.FindElem() && d.RemoveElem()), L""},
       {L"<a/>", EDIT(d.RemoveElem()), nullptr},
-      // Without the fault the document is well formed again.
+      // Without the error the document is well formed again.
       {L"<r><a></x></a></r>", EDIT(d.FindChildElem() && d.RemoveChildElem()), L"<r></r>"},
   });
   CMarkup doc(L"<r><a><b/></a><c/></r>");
@@ -225,7 +225,7 @@ TEST(XmlEdit, EscapeText) {
   });
 }
 
-/// Whether the positions stand at start tags, or nodes, of the text.
+/// Whether the positions are at start tags or nodes of the text.
 bool PositionsHold(const CMarkup& doc) {
   const int size = static_cast<int>(doc.GetDoc().size());
   const int child = doc.GetChildElemOffset();
@@ -264,7 +264,7 @@ TEST(XmlEdit, RandomEditsKeepTheIndexOfANewParse) {
   }
 }
 
-// The index of a parsed document is cut to size; it grows again from there, across its segments.
+// The index of a parsed document is trimmed; it grows again from there, across its segments.
 TEST(XmlEdit, ElementsAreAddedToALargeParsedDocument) {
   std::wstring text = L"<r>";
   for (int i = 0; i < 60'000; ++i) text += L"<a/>";
@@ -276,15 +276,15 @@ TEST(XmlEdit, ElementsAreAddedToALargeParsedDocument) {
   EXPECT_EQ(DumpIndex(doc) == DumpIndex(fresh), true);
 }
 
-/// A start tag that is longer than an index tells is read, and nothing is added to it.
+/// A start tag too long for its record can be read but not changed.
 TEST(XmlEdit, StartTagsOfFourMillionUnits) {
-  constexpr std::size_t kMost = orv::ElemPos::kStartTagMask;
+  constexpr std::size_t kMax = orv::ElemPos::kMaxStartTag;
   for (const std::wstring end : {L"'>", L"'/>", L"'></r>", L"'>x<c/></r>"}) {
-    for (const std::size_t size : {kMost - 1, kMost, kMost + 1, kMost + 2, kMost + 3, 2 * kMost}) {
+    for (const std::size_t size : {kMax - 1, kMax, kMax + 1, kMax + 2, kMax + 3, 2 * kMax}) {
       SCOPED_TRACE(Show(end) + std::to_string(size));
       const std::size_t value = size - 6 - (end.find(L'>') + 1);
       const std::wstring text = L"<r a='" + std::wstring(value, L'x') + end;
-      const bool fits = size < kMost;
+      const bool fits = size < kMax;
       CMarkup doc;
       const bool isGood = doc.SetDoc(text);
       EXPECT_EQ(isGood, end != L"'>");
@@ -292,14 +292,14 @@ TEST(XmlEdit, StartTagsOfFourMillionUnits) {
       EXPECT_EQ(doc.GetAttrib(L"a").size(), value);
       EXPECT_EQ(Show(doc.GetElemContent()), fits && end.size() > 8 ? "x<c/>" : "");
       std::wstring buffer;
-      EXPECT_EQ(orv::MarkupReader(doc).Data(&buffer), doc.GetData());
+      EXPECT_EQ(orv::CursorOf(doc).Data(&buffer), doc.GetData());
       EXPECT_EQ(doc.SetAttrib(L"b", L""), fits);
       EXPECT_EQ(doc.SetDoc(text), isGood);
       EXPECT_EQ(doc.FindElem() && doc.SetData(L"d"), fits);
       EXPECT_EQ(doc.SetDoc(text), isGood);
       EXPECT_EQ(doc.FindElem() && doc.IntoElem() && doc.AddElem(L"b"), fits);
       EXPECT_EQ(doc.SetDoc(text), isGood);
-      EXPECT_EQ(doc.FindElem() && doc.AddNode(CMarkup::NODE_COMMENT, L"behind"), true);
+      EXPECT_EQ(doc.FindElem() && doc.AddNode(CMarkup::NODE_COMMENT, L"after"), true);
       EXPECT_EQ(doc.GetDoc().compare(0, text.size(), text), 0);
     }
   }

@@ -4,7 +4,7 @@
 #include "platform/files.h"
 #include "tests/fixtures.h"
 #include "tests/xml_fixture.h"
-#include "xml/encoding_names.h"
+#include "xml/name_tables.h"
 #include "xml/result.h"
 
 namespace {
@@ -34,7 +34,7 @@ class XmlFile : public testing::Test {
 
 // --- Base64 ---
 
-/// Straight from the definition.
+/// Base64 by its definition.
 std::wstring PlainBase64(const std::string& bytes) {
   const std::wstring alphabet = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   std::wstring text = L"\r\n";
@@ -63,7 +63,7 @@ TEST(XmlBase64, EveryLengthAroundTheLineBreak) {
     EXPECT_GE(CMarkup::DecodeBase64(text, nullptr, 0), length);
     EXPECT_EQ(CMarkup::DecodeBase64(text, target, length + 3), length);
     EXPECT_EQ(decoded, bytes + "###");
-    // Too small a buffer ends at the last group that fits, and nothing behind it is touched.
+    // Decoding into a small buffer stops at the last group that fits and writes nothing after it.
     if (length >= 4) {
       std::fill(decoded.begin(), decoded.end(), '#');
       const int written = CMarkup::DecodeBase64(text, target, length - 1);
@@ -110,7 +110,7 @@ TEST(XmlCharacters, WholeStrings) {
                              static_cast<wchar_t>(0xDE00), static_cast<wchar_t>(0xDC00)};
   const std::string bytes = "a\xE2\x82\xAC\xF0\x9F\x98\x80\xEF\xBF\xBD";
   EXPECT_EQ(CMarkup::UTF16To8(nullptr, text.c_str(), 0), 11);
-  // What fits, never half a character.
+  // Never half a character.
   const int fits[] = {0, 1, 1, 1, 4, 4, 4, 4, 8, 8, 8, 11, 11};
   for (int room = 0; room < 13; ++room) {
     char buffer[16] = "###############";
@@ -146,7 +146,7 @@ TEST(XmlEncodings, Names) {
               [](const Fields& fields) { return CMarkup::GetDeclaredEncoding(fields[0]); });
 }
 
-/// Every name of the table with its page.
+/// Every name of the table with its code page.
 std::vector<std::pair<std::wstring, int>> AllEncodings() {
   std::vector<std::pair<std::wstring, int>> all;
   for (int bucket = 0; bucket < orv::kEncodingBuckets; ++bucket) {
@@ -160,10 +160,28 @@ std::vector<std::pair<std::wstring, int>> AllEncodings() {
   return all;
 }
 
+/// The example at the top of the header.
+TEST_F(XmlFile, Example) {
+  const std::wstring file =
+      Put(L"list.xml", "<list><item state='new'>1</item><item>2</item></list>");
+  CMarkup doc;
+  ASSERT_TRUE(doc.Load(file));
+  doc.FindElem(L"list");
+  doc.IntoElem();
+  while (doc.FindElem(L"item")) {
+    if (doc.GetAttrib(L"state") == L"new") doc.SetData(L"seen: " + doc.GetData());
+  }
+  doc.AddElem(L"item", L"the last one");
+  doc.Save(file);
+  EXPECT_EQ(Get(L"list.xml"),
+            "<list><item state='new'>seen: 1</item><item>2</item><item>the last one</item>\r\n"
+            "</list>");
+}
+
 TEST_F(XmlFile, EveryEncodingOfTheTableGoesRound) {
   int converted = 0;
   for (const auto& [name, page] : AllEncodings()) {
-    // The letters that the page has, of those that some page has.
+    // The letters that this code page supports.
     std::wstring letters;
     for (const wchar_t letter :
          std::wstring_view(L"az<&\u00e9\u0141\u0416\u03b1\u05d0\u0e01\u3042\u4e2d\uac00")) {
@@ -202,7 +220,7 @@ TEST_F(XmlFile, FormsOfFiles) {
     const std::wstring text = loaded.GetDoc();
     const std::wstring error = loaded.GetError();
     const int flags = loaded.GetDocFlags();
-    // In parts the file says the same, but for how its end is known.
+    // Reading in parts reports the same, except how the end is found.
     CMarkup parts;
     EXPECT_TRUE(parts.Open(file, CMarkup::DOC_READFILE));
     EXPECT_TRUE(parts.FindElem(L"r"));
@@ -239,7 +257,7 @@ TEST_F(XmlFile, FailuresLeaveFilesAndDocumentsWhole) {
   EXPECT_EQ(doc.GetError(), L"cannot write " + Path(L"missing/x.xml"));
   EXPECT_FALSE(doc.Open(Path(L"missing.xml"), CMarkup::DOC_READFILE));
   EXPECT_FALSE(doc.Open(Path(L"x.xml"), 0));
-  // A file that is given up while it is written leaves the old one.
+  // Abandoning a file that is being written keeps the old one.
   Put(L"old.xml", "<old/>");
   {
     CMarkup writer;
@@ -290,7 +308,7 @@ TEST_F(XmlFile, RefusalsWhileAFileIsOpen) {
   }
   EXPECT_TRUE(doc.Close());
   EXPECT_EQ(Get(L"out.xml"), "<r/>\r\n");
-  // The flags alone are no file.
+  // The flags alone do not open a file.
   CMarkup flagged(CMarkup::DOC_READFILE);
   EXPECT_FALSE(flagged.FindElem());
   EXPECT_FALSE(flagged.Close());
@@ -362,7 +380,7 @@ TEST_F(XmlFile, WritingInPartsGivesWhatMemoryGives) {
 }
 
 TEST_F(XmlFile, ReadingInPartsIsTheSameAcrossEveryBreak) {
-  // A long run in front moves the document over the end of the first part.
+  // A long run before the document moves it across the end of the first part.
   const std::string document =
       "<r><e/><a x=\">\">t&amp;\xE2\x82\xAC</a><![CDATA[<]]><!-- - --><c><e/><d>2</d></c><b/></r>";
   for (std::size_t shift = 0; shift <= document.size(); ++shift) {
@@ -400,7 +418,7 @@ TEST_F(XmlFile, FaultsInPartsAreFound) {
   }
 }
 
-/// End tags that close nothing, a long way down: none is looked for among all the open elements.
+/// Deeply nested end tags that close nothing: none may be compared with every open element.
 TEST_F(XmlFile, DeepAndFaultyFileInParts) {
   constexpr int kDepth = orv::test::Rounds(20000);
   std::string text;

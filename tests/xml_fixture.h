@@ -7,12 +7,12 @@
 #include "base/utf8.h"
 #include "orv/text/format.h"
 #include "orv/xml/markup.h"
-#include "xml/markup_reader.h"
+#include "xml/markup_state.h"
 
 namespace orv::test {
 
-/// How often something random is tried: under a sanitizer, where all takes ten times as long and
-/// every round looks closer, a twentieth of the times. The native release does them all.
+/// The number of rounds of a random test: a twentieth under a sanitizer, which is ten times slower
+/// and detects more in each round.
 constexpr int Rounds(int all) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   return all / 20;
@@ -30,24 +30,21 @@ inline std::string Show(std::wstring_view text) {
   return WideToUtf8(shown);
 }
 
-/// What the invariants of the index forbid, in words; empty when all hold. Walks the whole index
-/// without recursion.
+/// The first invariant of the index that does not hold, in words; empty if all hold. Not recursive.
 inline std::wstring IndexFault(const CMarkup& doc) {
-  const MarkupReader reader(doc);
-  const auto at = [&](std::uint32_t i) -> const ElemPos& {
-    return reader.Record(static_cast<int>(i));
-  };
-  const auto fault = [](const wchar_t* what, std::uint32_t i) {
-    return Format(L"%ls at record %u", what, i);
+  const Document& document = CursorOf(doc).Doc();
+  const auto at = [&](int i) -> const ElemPos& { return document[i]; };
+  const auto fault = [](const wchar_t* what, int i) {
+    return Format(L"%ls at record %d", what, i);
   };
   const ElemPos& root = at(0);
-  if (root.start != 0 || root.length != doc.GetDoc().size()) return fault(L"document range", 0);
-  std::uint32_t visited = 0;
-  for (std::uint32_t i = root.child; i != 0;) {
+  if (root.start != 0 || root.length != document.Size()) return fault(L"document range", 0);
+  int visited = 0;
+  for (int i = root.child; i != 0;) {
     const ElemPos& element = at(i);
     const ElemPos& parent = at(element.parent);
     ++visited;
-    if (static_cast<int>(visited) > reader.RecordCount()) return fault(L"cycle", i);
+    if (visited > document.elements.Count()) return fault(L"cycle", i);
     if ((element.levelFlags & ELEM_DELETED) != 0) return fault(L"deleted record", i);
     const bool isFirst = parent.child == i;
     if (isFirst != ((element.levelFlags & ELEM_FIRST) != 0)) return fault(L"first flag", i);
@@ -75,22 +72,19 @@ inline std::wstring IndexFault(const CMarkup& doc) {
   return {};
 }
 
-/// The index as text, one line an element in document order, without record numbers.
+/// The index as text: a line for each element in document order, without record numbers.
 inline std::wstring DumpIndex(const CMarkup& doc) {
-  const MarkupReader reader(doc);
-  std::vector<std::uint32_t> order(reader.RecordCount());  // each record's number in the document
+  const Document& document = CursorOf(doc).Doc();
+  std::vector<int> order(document.elements.Count());  // each record's number in document order
   std::wstring dump;
-  std::uint32_t number = 0;
-  for (std::uint32_t i = 0;;) {
-    const ElemPos& e = reader.Record(static_cast<int>(i));
+  int number = 0;
+  for (int i = 0;;) {
+    const ElemPos& e = document[i];
     order[i] = number++;
-    dump += Format(L"%u+%u tags %u/%u flags %x parent %u\n", e.start, e.length, e.StartTagLength(),
+    dump += Format(L"%d+%d tags %d/%d flags %x parent %d\n", e.start, e.length, e.StartTagLength(),
                    e.EndTagLength(), e.levelFlags, i == 0 ? 0 : order[e.parent]);
-    std::uint32_t next = e.child;
-    for (std::uint32_t up = i; next == 0 && up != 0;
-         up = reader.Record(static_cast<int>(up)).parent) {
-      next = reader.Record(static_cast<int>(up)).next;
-    }
+    int next = e.child;
+    for (int up = i; next == 0 && up != 0; up = document[up].parent) next = document[up].next;
     if (next == 0) break;
     i = next;
   }

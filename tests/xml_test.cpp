@@ -7,11 +7,10 @@
 #include "tests/hostile_texts.h"
 #include "tests/xml_fixture.h"
 #include "xml/child_reader.h"
-#include "xml/encoding_names.h"
-#include "xml/entities.h"
+#include "xml/delimiters.h"
 #include "xml/line_index.h"
+#include "xml/name_tables.h"
 #include "xml/scanner.h"
-#include "xml/signs.h"
 #include "xml/unit_search.h"
 
 namespace {
@@ -40,7 +39,7 @@ TEST(XmlParse, Records) {
 TEST(XmlParse, CaseOfNames) {
   CMarkup doc;
   EXPECT_TRUE(doc.SetDoc(L"<A></a>"));
-  // Behind a non-ASCII unit case counts.
+  // After a non-ASCII code unit the comparison is case-sensitive.
   EXPECT_TRUE(doc.SetDoc(L"<A\u00e9></a\u00e9>"));
   EXPECT_FALSE(doc.SetDoc(L"<\u00e9A></\u00e9a>"));
   doc.SetDocFlags(0);
@@ -59,7 +58,7 @@ TEST(XmlParse, ResultStopsAtAThousandUnits) {
 }
 
 TEST(XmlParse, TakesAnyTextAsACopy) {
-  // Longer than what is looked through at once, with a comment that is stepped over.
+  // Longer than one batch of delimiters, with a comment that is skipped.
   std::wstring text = L"<r><a/><!--" + std::wstring(2000, L'-') + L"--><b>";
   for (int i = 0; i < 400; ++i) text += L"<c/>";
   text += L"</b></r>";
@@ -106,7 +105,7 @@ TEST(XmlParse, FlagsAndCopies) {
   EXPECT_EQ(IndexFault(copy), L"");
 }
 
-/// Start tags by the scanner alone: where each begins and its length.
+/// The offsets and lengths of the start tags that the scanner finds.
 std::vector<std::pair<int, int>> StartTags(const std::wstring& text) {
   std::vector<std::pair<int, int>> tags;
   orv::TokenPos token;
@@ -127,15 +126,15 @@ void ExpectSoundIndex(const std::wstring& text) {
   CMarkup doc;
   doc.SetDoc(text);
   ASSERT_EQ(IndexFault(doc), L"") << Show(text);
-  const orv::MarkupReader reader(doc);
+  const orv::Document& document = orv::CursorOf(doc).Doc();
   const auto tags = StartTags(text);
-  ASSERT_EQ(tags.size() + 1, static_cast<std::size_t>(reader.RecordCount())) << Show(text);
+  ASSERT_EQ(tags.size() + 1, static_cast<std::size_t>(document.elements.Count())) << Show(text);
   for (std::size_t i = 0; i < tags.size(); ++i) {
-    const orv::ElemPos& element = reader.Record(static_cast<int>(i) + 1);
-    ASSERT_EQ(tags[i].first, static_cast<int>(element.start)) << Show(text);
-    ASSERT_EQ(tags[i].second, static_cast<int>(element.StartTagLength())) << Show(text);
+    const orv::ElemPos& element = document[static_cast<int>(i) + 1];
+    ASSERT_EQ(tags[i].first, element.start) << Show(text);
+    ASSERT_EQ(tags[i].second, element.StartTagLength()) << Show(text);
   }
-  // Every way of reading at every element stays inside the text.
+  // All reading functions at every element stay inside the text.
   while (doc.FindElem()) {
     doc.GetData();
     doc.GetNthAttrib(0, *std::make_unique<std::wstring>(), *std::make_unique<std::wstring>());
@@ -145,20 +144,20 @@ void ExpectSoundIndex(const std::wstring& text) {
   while (doc.FindNode() != 0) doc.GetData();
 }
 
-TEST(XmlParse, EveryShortTextOfMarkupSigns) {
-  constexpr wchar_t kSigns[] = L"<>/a!-[]\"=";
-  constexpr int kSignCount = 10;
-  // A number's digits choose the signs; a sanitizer is content with texts of five.
+TEST(XmlParse, EveryShortTextOfDelimiters) {
+  constexpr wchar_t kDelimiters[] = L"<>/a!-[]\"=";
+  constexpr int kDelimiterCount = 10;
+  // The digits of `n` select the delimiters. Under a sanitizer texts of five are enough.
   int total = 1;
   for (int length = 0; length <= 6 && total <= orv::test::Rounds(2'000'000); ++length) {
     for (int n = 0; n < total; ++n) {
       std::wstring text;
-      for (int rest = n, i = 0; i < length; ++i, rest /= kSignCount)
-        text += kSigns[rest % kSignCount];
+      for (int rest = n, i = 0; i < length; ++i, rest /= kDelimiterCount)
+        text += kDelimiters[rest % kDelimiterCount];
       ExpectSoundIndex(text);
       if (HasFatalFailure()) return;
     }
-    total *= kSignCount;
+    total *= kDelimiterCount;
   }
 }
 
@@ -193,17 +192,18 @@ TEST(XmlParse, HostileTextsOfAnyLengthTakeASmallStack) {
   }
 }
 
-TEST(XmlParse, SignsAreTheSameOnEveryPath) {
+TEST(XmlParse, DelimitersAreTheSameOnEveryPath) {
   constexpr std::size_t kBlocks = 5;
   std::wstring text;
   std::vector<std::uint32_t> expected;
   std::uint32_t state = 99;
-  for (std::size_t i = 0; i < kBlocks * orv::kSignBlock; ++i) {
-    // Signs, and units whose low byte or whose narrowing could look like one; one block is full.
+  for (std::size_t i = 0; i < kBlocks * orv::kDelimiterBlock; ++i) {
+    // Delimiters, and code units that look like one in their low byte or when narrowed; one block
+    // is full of them.
     constexpr std::uint32_t kUnits[] = {'<',    '>',    '"',    '\'', 'a',
                                         0x3C3C, 0x8022, 0xFF3E, 0,    0xFFFF};
     state = state * 1664525 + 1013904223;
-    const bool isFull = i / orv::kSignBlock == 2;
+    const bool isFull = i / orv::kDelimiterBlock == 2;
     text += static_cast<wchar_t>(kUnits[(state >> 16) % (isFull ? 4 : std::size(kUnits))]);
     if (std::wstring_view(L"<>\"'").find(text.back()) != std::wstring_view::npos) {
       expected.push_back(static_cast<std::uint32_t>(1000 + i));
@@ -212,9 +212,9 @@ TEST(XmlParse, SignsAreTheSameOnEveryPath) {
   for (const orv::CpuLevel level : {orv::CpuLevel::kPlain, orv::CpuLevel::kSse41,
                                     orv::CpuLevel::kAvx2, orv::CpuLevel::kAvx512}) {
     if (level > orv::SupportedCpuLevel()) continue;
-    std::vector<std::uint32_t> signs(text.size() + 16);
-    signs.resize(orv::SignFinderFor(level)(text.data(), kBlocks, 1000, signs.data()));
-    EXPECT_EQ(signs, expected);
+    std::vector<std::uint32_t> offsets(text.size() + 16);
+    offsets.resize(orv::DelimiterScannerFor(level)(text.data(), kBlocks, 1000, offsets.data()));
+    EXPECT_EQ(offsets, expected);
   }
 }
 
@@ -337,7 +337,7 @@ TEST(XmlRead, Attributes) {
     const int offset = found.GetAttribOffset(fields[1]);
     std::wstring buffer;
     std::wstring_view value;
-    EXPECT_EQ(orv::MarkupReader(found).Attrib(fields[1], &buffer, &value), offset >= 0);
+    EXPECT_EQ(orv::CursorOf(found).Attrib(fields[1], &buffer, &value), offset >= 0);
     EXPECT_EQ(value, found.GetAttrib(fields[1]));
     return std::to_wstring(offset) + L" (" + std::wstring(value) + L")";
   });
@@ -359,14 +359,14 @@ TEST(XmlRead, Data) {
     doc.SetDocFlags(fields.size() > 1 ? CMarkup::DOC_TRIMWHITESPACE : 0);
     EXPECT_TRUE(doc.FindElem());
     std::wstring buffer;
-    EXPECT_EQ(orv::MarkupReader(doc).Data(&buffer), doc.GetData());
+    EXPECT_EQ(orv::CursorOf(doc).Data(&buffer), doc.GetData());
     return L"'" + doc.GetData() + L"'";
   });
 }
 
 TEST(XmlRead, NamesAndValuesEndAtTheFirstUnitThatEndsThem) {
   constexpr orv::UnitSet kEnds(L" \n\t\r/=>?");
-  // Units that end nothing, some of which look like those that do when only their low bits count.
+  // Code units that end nothing; some share their low bits with code units that do.
   for (const wchar_t other : std::wstring_view(L"a!:;<@\x8000\xFFFD\x103D\x2020")) {
     for (std::size_t length = 0; length <= 20; ++length) {
       for (std::size_t at = 0; at <= length; ++at) {
@@ -398,7 +398,7 @@ TEST(XmlRead, NamesDifferInAnyUnit) {
   }
 }
 
-/// The reader gives what moving the child position gives.
+/// The reader returns what moving the child position returns.
 TEST(XmlRead, ChildrenAreReadAlikeInEveryWay) {
   constexpr std::wstring_view kOpening = L"<a n=\"";
   const std::wstring children[] = {L"<a n=\"12\">34</a>",
@@ -424,15 +424,16 @@ TEST(XmlRead, ChildrenAreReadAlikeInEveryWay) {
         CMarkup doc;
         doc.SetDocFlags(flags);
         doc.SetDoc(L"<r>" + first + second + L"</r>");
-        for (const std::wstring_view guess :
+        for (const std::wstring_view expected :
              {std::wstring_view(), std::wstring_view(L"1"), std::wstring_view(L"12"),
               std::wstring_view(L"123"), std::wstring_view(L"0")}) {
           doc.ResetPos();
           doc.FindElem();
-          orv::ChildReader reader(doc, orv::MarkupReader(doc).Main(), kOpening);
+          const orv::Cursor& cursor = orv::CursorOf(doc);
+          orv::ChildReader reader(cursor, cursor.Main(), kOpening);
           std::wstring_view value;
           std::wstring_view data;
-          while (reader.Next(guess, &value, &data)) {
+          while (reader.Next(expected, &value, &data)) {
             ASSERT_TRUE(doc.FindChildElem(L"a")) << orv::WideToUtf8(doc.GetDoc());
             EXPECT_EQ(value, doc.GetChildAttrib(L"n")) << orv::WideToUtf8(doc.GetDoc());
             EXPECT_EQ(data, doc.GetChildData()) << orv::WideToUtf8(doc.GetDoc());
@@ -452,10 +453,8 @@ TEST(XmlRead, PiecesAndPlaces) {
   EXPECT_EQ(doc.GetChildSubDoc(), L"<a x='1'>d&amp;</a>");
   EXPECT_EQ(doc.GetChildData(), L"d&");
   EXPECT_EQ(doc.GetChildAttrib(L"X"), L"1");
-  const orv::MarkupReader reader(doc);
   std::wstring buffer;
-  std::wstring_view value;
-  EXPECT_EQ(reader.Data(&buffer), L"");
+  EXPECT_EQ(orv::CursorOf(doc).Data(&buffer), L"");
   EXPECT_EQ(doc.GetChildElemOffset(), 6);
   EXPECT_EQ(doc.GetSubDoc(), doc.GetDoc());
   EXPECT_EQ(doc.GetElemContent(), L"\r\n <a x='1'>d&amp;</a>\n");

@@ -160,8 +160,8 @@ CString CConfigParser::ParseDeviceHeadsOffsetX(CMarkup& xml, HeadsOffsetX& offse
                    L"Unknown property in %ls: %ls = %ls - compared %ls end", kPath, key.c_str(),
                    CString(value).c_str(), key.c_str());
   };
-  orv::StoreProperties<Range>(xml, orv::MarkupReader(xml).Main(), orv::kHeadsOffsetXProperties,
-                              range, warn);
+  orv::StoreProperties<Range>(xml, orv::CursorOf(xml).Main(), orv::kHeadsOffsetXProperties, range,
+                              warn);
   xml.OutOfElem();
 
   offset = {range.enabled == TRUE, range.min.value_or(0), range.max.value_or(0),

@@ -3,7 +3,7 @@
 #include "config/properties.h"
 #include "config/property_tables.h"
 #include "orv/config/config_parser.h"
-#include "xml/markup_reader.h"
+#include "xml/markup_state.h"
 
 /// Option families: one reader for the options of every kind, driven by the kind's table of keys.
 
@@ -29,10 +29,10 @@ CString ReadExtras(const CMarkup&, int, Kind&, CLoggerClient*) {
 template <>
 CString ReadExtras(const CMarkup& markup, int properties, BeltApplicator& option,
                    CLoggerClient* client) {
-  const orv::MarkupReader reader(markup);
-  const int conveyorSpeed = reader.Next(properties, L"conveyorSpeed");
+  const orv::Cursor& cursor = orv::CursorOf(markup);
+  const int conveyorSpeed = cursor.NextSibling(properties, L"conveyorSpeed");
   if (conveyorSpeed == 0) return MissingElement(L"<conveyorSpeed>");
-  const int speeds = reader.Child(conveyorSpeed, L"properties");
+  const int speeds = cursor.FirstChild(conveyorSpeed, L"properties");
   if (speeds == 0) return MissingElement(L"<conveyorSpeed><properties>");
   orv::ForEachProperty(markup, speeds, [&](std::wstring_view name, std::wstring_view value) {
     if (orv::EqualsIgnoreCase(name, L"conveyorSpeed")) {
@@ -59,16 +59,17 @@ CString ReadOptions(CMarkup& markup, OptionFamily<Kind>& family, CLoggerClient* 
     Warn(client, family, L"Unknown property in Option Family '%ls': %ls = %ls", CString(name),
          CString(value));
   };
-  const orv::MarkupReader reader(markup);
-  const int first = reader.Child(reader.Main(), L"option");
+  const orv::Cursor& cursor = orv::CursorOf(markup);
+  const int first = cursor.FirstChild(cursor.Main(), L"option");
   // Nearly every family stands in one place of its file, and needs room but once.
   if (family.options.empty()) {
     std::size_t count = 0;
-    for (int element = first; element != 0; element = reader.Next(element, L"option")) ++count;
+    for (int element = first; element != 0; element = cursor.NextSibling(element, L"option"))
+      ++count;
     family.options.reserve(count);
   }
-  for (int element = first; element != 0; element = reader.Next(element, L"option")) {
-    const int properties = reader.Child(element, L"properties");
+  for (int element = first; element != 0; element = cursor.NextSibling(element, L"option")) {
+    const int properties = cursor.FirstChild(element, L"properties");
     if (properties == 0) {
       Warn(client, family, L"Option Family '%ls' has an option without properties!");
       continue;

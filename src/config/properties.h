@@ -8,7 +8,7 @@
 #include "orv/platform/types.h"
 #include "orv/xml/markup.h"
 #include "xml/child_reader.h"
-#include "xml/markup_reader.h"
+#include "xml/markup_state.h"
 
 /// The convention that every section of a configuration file follows: a `properties` element with
 /// any number of `property` children, the key in the attribute `name`, the value as the text. Keys
@@ -28,7 +28,7 @@ inline constexpr std::wstring_view kPropertyOpening = L"<property name=\"";
 /// no position. The views are valid during the call.
 template <typename Use>
 void ForEachProperty(const CMarkup& xml, int element, Use use) {
-  ChildReader properties(xml, element, kPropertyOpening);
+  ChildReader properties(CursorOf(xml), element, kPropertyOpening);
   std::wstring_view name;
   std::wstring_view value;
   while (properties.Next({}, &name, &value)) use(name, value);
@@ -37,7 +37,7 @@ void ForEachProperty(const CMarkup& xml, int element, Use use) {
 /// The same for the main element.
 template <typename Use>
 void ForEachProperty(const CMarkup& xml, Use use) {
-  ForEachProperty(xml, MarkupReader(xml).Main(), use);
+  ForEachProperty(xml, CursorOf(xml).Main(), use);
 }
 
 /// Stores each `property` child of an element in `record` by the record's table, and calls
@@ -45,7 +45,7 @@ void ForEachProperty(const CMarkup& xml, Use use) {
 template <typename Record, typename Unknown>
 void StoreProperties(const CMarkup& xml, int element, std::span<const Property<Record>> table,
                      Record& record, Unknown unknown) {
-  ChildReader properties(xml, element, kPropertyOpening);
+  ChildReader properties(CursorOf(xml), element, kPropertyOpening);
   PropertyStore<Record> store(table, record);
   std::wstring_view name;
   std::wstring_view value;
@@ -67,7 +67,7 @@ inline void WarnOfUnknownProperty(CLoggerClient* logger, const wchar_t* path,
 template <typename Record>
 void StoreOrWarn(const CMarkup& xml, std::span<const Property<Record>> table, const wchar_t* path,
                  Record& record, CLoggerClient* logger) {
-  StoreProperties(xml, MarkupReader(xml).Main(), table, record,
+  StoreProperties(xml, CursorOf(xml).Main(), table, record,
                   [&](std::wstring_view name, std::wstring_view value) {
                     WarnOfUnknownProperty(logger, path, name, value);
                   });

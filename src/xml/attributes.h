@@ -6,21 +6,21 @@
 
 namespace orv {
 
-/// An attribute as it stands in the text; offsets count from the text's start.
+/// An attribute as written; offsets are relative to the text.
 struct Attribute {
   std::size_t nameStart = 0;
   std::wstring_view name;  ///< empty for a value without a name
   std::size_t valueStart = 0;
-  std::wstring_view value;  ///< between its quotes, references not decoded
+  std::wstring_view value;  ///< without its quotes, references not decoded
   bool hasValue = false;
-  bool isPlain = false;  ///< surely no reference in the value
+  bool isPlain = false;  ///< the value contains no reference for certain
 };
 
-/// Walks the attributes of a tag or the pseudo-attributes of an instruction. In line, because most
-/// of what reading a document takes is spent here.
+/// Iterates over the attributes of a tag or the pseudo-attributes of a processing instruction.
+/// Inline, because most of the time to read a document is spent here.
 class AttributeCursor {
  public:
-  /// `nameStart` is where the tag name or the instruction's target begins.
+  /// `nameStart` is the offset of the tag name or of the instruction's target.
   AttributeCursor(std::wstring_view text, std::size_t nameStart)
       : text_(text.data()),
         end_(text_ + text.size()),
@@ -49,15 +49,15 @@ class AttributeCursor {
 
  private:
   static constexpr UnitSet kNameEnds{L" \n\t\r/=>?"};
-  /// What may stand between attributes.
+  /// Code units that may separate attributes.
   static constexpr UnitSet kBetween{L" \n\t\r/?"};
 
   void SkipWhiteSpace() {
     while (at_ != end_ && IsWhiteSpace(*at_)) ++at_;
   }
 
-  /// A value in quotes, which runs to the end of the text when the second quote is missing, or a
-  /// bare one, which runs to white space or `>`.
+  /// Reads a quoted value, which extends to the end of the text if the second quote is missing, or
+  /// an unquoted one, which extends to white space or `>`.
   void TakeValue(Attribute* attribute) {
     SkipWhiteSpace();
     const wchar_t* value = at_;
@@ -90,8 +90,8 @@ class AttributeCursor {
   const wchar_t* at_;
 };
 
-/// The first attribute of a name in the tag or instruction whose name begins at `nameStart`. When
-/// there is none, `attribute` is the last one of any name, if any.
+/// Finds the first attribute with a name in the tag or instruction whose own name is at
+/// `nameStart`. If there is none, `attribute` is the last attribute, if any.
 inline bool FindAttribute(std::wstring_view text, std::size_t nameStart, std::wstring_view name,
                           bool ignoreCase, Attribute* attribute) {
   AttributeCursor cursor(text, nameStart);
@@ -101,21 +101,23 @@ inline bool FindAttribute(std::wstring_view text, std::size_t nameStart, std::ws
   return false;
 }
 
-/// The value of a tag's first attribute when the tag at an offset of the text begins the way that
-/// nearly every such tag is written, `opening`, which is all up to the value and ends with its
-/// quote, and has no reference in the value. Null data when it does not. A value that is just
-/// `guess`, which has no quote and no reference, is found without a search and is given as `guess`
-/// itself; an empty guess is none.
-inline std::wstring_view ValueBehind(std::wstring_view text, std::size_t offset,
-                                     std::wstring_view opening, std::wstring_view guess) {
+/// The value of the first attribute of the tag at `offset`, if the tag begins with `opening`, the
+/// usual spelling of everything up to and including the value's quote, and the value contains no
+/// reference; a view with null data otherwise. If the value equals `expectedValue`, which contains
+/// no quote and no reference, no search is needed and `expectedValue` itself is returned. Pass an
+/// empty string for no expectation.
+inline std::wstring_view FirstValueFast(std::wstring_view text, std::size_t offset,
+                                        std::wstring_view opening,
+                                        std::wstring_view expectedValue) {
   const wchar_t* const at = text.data() + offset;
   const wchar_t* const end = text.data() + text.size();
   const auto rest = static_cast<std::size_t>(end - at);
   if (rest < opening.size() || !SameUnits(at, opening.data(), opening.size())) return {};
   const wchar_t* const value = at + opening.size();
-  if (!guess.empty() && rest > opening.size() + guess.size() &&
-      value[guess.size()] == opening.back() && SameUnits(value, guess.data(), guess.size())) {
-    return guess;
+  const std::size_t size = expectedValue.size();
+  if (size != 0 && rest > opening.size() + size && value[size] == opening.back() &&
+      SameUnits(value, expectedValue.data(), size)) {
+    return expectedValue;
   }
   const wchar_t* const found = FindEither(value, end, opening.back(), L'&');
   if (found == end || *found == L'&') return {};

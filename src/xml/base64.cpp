@@ -1,23 +1,26 @@
+#include <algorithm>
 #include <array>
+#include <cstdint>
 
-#include "orv/xml/markup.h"
+#include "xml/characters.h"
 
+namespace orv {
 namespace {
 
 constexpr wchar_t kAlphabet[] = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-/// A line holds 64 characters, each group of three bytes makes four.
+/// A line has 64 characters, four for each group of three bytes.
 constexpr std::size_t kGroupsInLine = 16;
 
-/// Two characters for every twelve bits.
+/// The two characters for every twelve bits.
 constexpr auto kPairs = [] {
   std::array<std::array<wchar_t, 2>, 4096> pairs{};
   for (std::size_t i = 0; i < pairs.size(); ++i) pairs[i] = {kAlphabet[i >> 6], kAlphabet[i & 63]};
   return pairs;
 }();
 
-/// The six bits of each character below 128. Kept for compatibility: those that belong to no
-/// alphabet count as 0, but what lies above `z` counts on from there; neither is refused.
+/// The value of each character below 128. Kept for compatibility: characters outside the alphabet
+/// are accepted. They have the value 0; those above `z` continue its sequence.
 constexpr auto kValues = [] {
   std::array<std::uint8_t, 128> values{};
   for (int c = 0; c < 128; ++c) {
@@ -38,28 +41,92 @@ constexpr auto kValues = [] {
   return values;
 }();
 
-/// Marks the characters that are more than six bits of data: line breaks and padding.
+/// Marks line breaks and padding, which are not six bits of data.
 constexpr std::uint32_t kNotPlain = 1u << 31;
 
-/// The bits of each character below 128 where they stand in its group, by its place there.
-constexpr auto kPlaced = [] {
-  std::array<std::array<std::uint32_t, 128>, 4> placed{};
-  for (std::size_t place = 0; place < placed.size(); ++place) {
+/// The value of each character below 128, shifted for each of the four positions in a group.
+constexpr auto kShifted = [] {
+  std::array<std::array<std::uint32_t, 128>, 4> shifted{};
+  for (std::size_t position = 0; position < shifted.size(); ++position) {
     for (std::size_t c = 0; c < kValues.size(); ++c) {
-      placed[place][c] = (kValues[c] & 63u) << (18 - 6 * place);
+      shifted[position][c] = (kValues[c] & 63u) << (18 - 6 * position);
     }
-    for (const char c : {'\r', '\n', '='}) placed[place][c] = kNotPlain;
+    for (const char c : {'\r', '\n', '='}) shifted[position][c] = kNotPlain;
   }
-  return placed;
+  return shifted;
 }();
+
+/// Decodes Base64 text into a buffer.
+class Decoder {
+ public:
+  Decoder(std::wstring_view text, unsigned char* buffer, int size)
+      : at_(text.data()), end_(at_ + text.size()), buffer_(buffer), size_(size) {}
+
+  /// Decodes all the text, or as much as the buffer takes. Returns the number of bytes.
+  int Run() {
+    while (at_ != end_) {
+      if (inGroup_ == 0 && padding_ == 0) DecodeWholeGroups();
+      if (at_ == end_ || !DecodeCharacter(*at_++)) break;
+    }
+    return written_;
+  }
+
+ private:
+  void Put(std::uint32_t group, int bytes) {
+    for (int i = 0; i < bytes; ++i) {
+      buffer_[written_++] = static_cast<unsigned char>(group >> (16 - 8 * i));
+    }
+  }
+
+  /// Nearly all text is groups of four characters of the alphabet.
+  void DecodeWholeGroups() {
+    for (; end_ - at_ >= 4 && size_ - written_ >= 3; at_ += 4) {
+      const auto any = static_cast<std::uint32_t>(at_[0] | at_[1] | at_[2] | at_[3]);
+      if (any >= 128) return;
+      const std::uint32_t group =
+          kShifted[0][at_[0]] | kShifted[1][at_[1]] | kShifted[2][at_[2]] | kShifted[3][at_[3]];
+      if ((group & kNotPlain) != 0) return;
+      Put(group, 3);
+    }
+  }
+
+  /// False if the buffer has no room for the group that this character completes.
+  bool DecodeCharacter(wchar_t unit) {
+    if (unit == L'\r' || unit == L'\n') return true;
+    const auto code = static_cast<std::uint32_t>(unit);
+    std::uint32_t value = code < 128 ? kValues[code] : code - 71;
+    if (unit == L'=') {
+      value = 0;
+      ++padding_;
+    }
+    bits_ = bits_ << 6 | (value & 63);
+    if (++inGroup_ < 4) return true;
+    const int bytes = 3 - std::min(padding_, 3);
+    if (written_ + bytes > size_) return false;
+    Put(bits_, bytes);
+    inGroup_ = 0;
+    bits_ = 0;
+    return true;
+  }
+
+  const wchar_t* at_;
+  const wchar_t* const end_;
+  unsigned char* const buffer_;
+  const int size_;
+  int written_ = 0;
+  int padding_ = 0;
+  int inGroup_ = 0;  ///< characters of an incomplete group
+  std::uint32_t bits_ = 0;
+};
 
 }  // namespace
 
-std::wstring CMarkup::EncodeBase64(const unsigned char* pBuffer, int nBufferLen) {
-  const std::size_t length = nBufferLen > 0 ? nBufferLen : 0;
+std::wstring EncodeBase64(const unsigned char* bytes, int count) {
+  const std::size_t length = count > 0 ? count : 0;
   const std::size_t groups = length / 3;
   const std::size_t rest = length % 3;
-  // A last group that is padded is followed by a line break, one that is not only by its line's.
+  // Kept for compatibility: a line break follows a padded last group, but not a short last line
+  // that is not padded.
   const std::size_t allGroups = groups + (rest != 0 ? 1 : 0);
   const bool endsLine = allGroups % kGroupsInLine == 0;
   std::size_t size = 2 + allGroups * 4 + allGroups / kGroupsInLine * 2;
@@ -74,9 +141,9 @@ std::wstring CMarkup::EncodeBase64(const unsigned char* pBuffer, int nBufferLen)
   breakLine();
   for (std::size_t group = 0; group < groups;) {
     const std::size_t lineEnd = std::min(groups, (group / kGroupsInLine + 1) * kGroupsInLine);
-    for (; group < lineEnd; ++group, pBuffer += 3, at += 4) {
-      const auto& high = kPairs[pBuffer[0] << 4 | pBuffer[1] >> 4];
-      const auto& low = kPairs[(pBuffer[1] & 15) << 8 | pBuffer[2]];
+    for (; group < lineEnd; ++group, bytes += 3, at += 4) {
+      const auto& high = kPairs[bytes[0] << 4 | bytes[1] >> 4];
+      const auto& low = kPairs[(bytes[1] & 15) << 8 | bytes[2]];
       at[0] = high[0];
       at[1] = high[1];
       at[2] = low[0];
@@ -85,8 +152,8 @@ std::wstring CMarkup::EncodeBase64(const unsigned char* pBuffer, int nBufferLen)
     if (group % kGroupsInLine == 0) breakLine();
   }
   if (rest != 0) {
-    const int second = rest == 2 ? pBuffer[1] : 0;
-    const auto& high = kPairs[pBuffer[0] << 4 | second >> 4];
+    const int second = rest == 2 ? bytes[1] : 0;
+    const auto& high = kPairs[bytes[0] << 4 | second >> 4];
     *at++ = high[0];
     *at++ = high[1];
     *at++ = rest == 2 ? kAlphabet[(second & 15) << 2] : L'=';
@@ -96,50 +163,9 @@ std::wstring CMarkup::EncodeBase64(const unsigned char* pBuffer, int nBufferLen)
   return text;
 }
 
-int CMarkup::DecodeBase64(const std::wstring& strBase64, unsigned char* pBuffer, int nBufferLen) {
-  if (nBufferLen <= 0 || pBuffer == nullptr) {
-    return static_cast<int>((strBase64.size() / 4 + 1) * 3);
-  }
-  const wchar_t* at = strBase64.data();
-  const wchar_t* const end = at + strBase64.size();
-  int written = 0;
-  int padding = 0;
-  int inGroup = 0;
-  unsigned bits = 0;
-  while (at != end) {
-    // The usual group stands whole: four plain characters at a time.
-    if (inGroup == 0 && padding == 0) {
-      while (end - at >= 4 && nBufferLen - written >= 3) {
-        const auto any = static_cast<std::uint32_t>(at[0] | at[1] | at[2] | at[3]);
-        if (any >= 128) break;
-        const std::uint32_t group =
-            kPlaced[0][at[0]] | kPlaced[1][at[1]] | kPlaced[2][at[2]] | kPlaced[3][at[3]];
-        if ((group & kNotPlain) != 0) break;
-        pBuffer[written] = static_cast<unsigned char>(group >> 16);
-        pBuffer[written + 1] = static_cast<unsigned char>(group >> 8);
-        pBuffer[written + 2] = static_cast<unsigned char>(group);
-        written += 3;
-        at += 4;
-      }
-      if (at == end) break;
-    }
-    const wchar_t unit = *at++;
-    if (unit == L'\r' || unit == L'\n') continue;
-    const auto code = static_cast<std::uint32_t>(unit);
-    unsigned value = code < 128 ? kValues[code] : code - 71;
-    if (unit == L'=') {
-      value = 0;
-      ++padding;
-    }
-    bits = bits << 6 | (value & 63);
-    if (++inGroup < 4) continue;
-    const int bytes = 3 - std::min(padding, 3);
-    if (written + bytes > nBufferLen) break;
-    for (int i = 0; i < bytes; ++i) {
-      pBuffer[written++] = static_cast<unsigned char>(bits >> (16 - 8 * i));
-    }
-    inGroup = 0;
-    bits = 0;
-  }
-  return written;
+int DecodeBase64(std::wstring_view text, unsigned char* buffer, int size) {
+  if (size <= 0 || buffer == nullptr) return static_cast<int>((text.size() / 4 + 1) * 3);
+  return Decoder(text, buffer, size).Run();
 }
+
+}  // namespace orv

@@ -1,9 +1,12 @@
+#include "xml/characters.h"
+
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 #include "base/utf8.h"
-#include "orv/xml/markup.h"
 
+namespace orv {
 namespace {
 
 constexpr int kReplacement = 0xFFFD;
@@ -13,15 +16,15 @@ bool IsLowSurrogate(std::uint32_t unit) { return unit >= 0xDC00 && unit < 0xE000
 
 }  // namespace
 
-bool CMarkup::DetectUTF8(const char* pText, int nTextLen, int* pnNonASCII, bool* pbErrorAtEnd) {
-  int nonAscii = 0;
+bool DetectUtf8(std::string_view bytes, int* nonAscii, bool* errorAtEnd) {
+  int leadBytes = 0;
   bool isValid = true;
-  bool errorAtEnd = false;
-  const int length = nTextLen > 0 ? static_cast<int>(strnlen(pText, nTextLen)) : 0;
-  for (int i = 0; i < length && isValid;) {
-    const auto lead = static_cast<unsigned char>(pText[i++]);
+  bool isCutOff = false;
+  const std::size_t length = strnlen(bytes.data(), bytes.size());
+  for (std::size_t i = 0; i < length && isValid;) {
+    const auto lead = static_cast<unsigned char>(bytes[i++]);
     if (lead < 0x80) continue;
-    ++nonAscii;
+    ++leadBytes;
     if (lead >= 0xF8) {
       isValid = false;
       break;
@@ -30,82 +33,74 @@ bool CMarkup::DetectUTF8(const char* pText, int nTextLen, int* pnNonASCII, bool*
     int missing = (lead & 0x20) == 0 ? 1 : (lead & 0x10) == 0 ? 2 : 3;
     for (; missing > 0 && isValid; --missing) {
       if (i == length) {
-        errorAtEnd = true;
+        isCutOff = true;
         isValid = false;
-      } else if (static_cast<unsigned char>(pText[i++]) < 0x80) {
+      } else if (static_cast<unsigned char>(bytes[i++]) < 0x80) {
         isValid = false;
       }
     }
   }
-  if (pnNonASCII != nullptr) *pnNonASCII = nonAscii;
-  if (pbErrorAtEnd != nullptr) *pbErrorAtEnd = errorAtEnd;
+  if (nonAscii != nullptr) *nonAscii = leadBytes;
+  if (errorAtEnd != nullptr) *errorAtEnd = isCutOff;
   return isValid;
 }
 
-int CMarkup::DecodeCharUTF8(const char*& pszUTF8, const char* pszUTF8End) {
-  // A character has at most four bytes, and so has an ill-formed piece.
-  const char* const start = pszUTF8;
-  if (pszUTF8End == nullptr) {
-    pszUTF8End = start;
-    while (pszUTF8End - start < 4 && *pszUTF8End != 0) ++pszUTF8End;
+int DecodeCharUtf8(const char** at, const char* end) {
+  // A character has at most four bytes, and so has an ill-formed sequence.
+  const char* const start = *at;
+  if (end == nullptr) {
+    end = start;
+    while (end - start < 4 && *end != 0) ++end;
   }
-  if (start == pszUTF8End) return 0;
-  const auto available = std::min<std::ptrdiff_t>(4, pszUTF8End - start);
-  const orv::Utf8Character character =
-      orv::DecodeUtf8Character({start, static_cast<std::size_t>(available)});
-  pszUTF8 += character.length;
+  if (start == end) return 0;
+  const auto available = std::min<std::ptrdiff_t>(4, end - start);
+  const Utf8Character character = DecodeUtf8Character({start, static_cast<std::size_t>(available)});
+  *at += character.length;
   return static_cast<int>(character.code);
 }
 
-void CMarkup::EncodeCharUTF8(int nUChar, char* pszUTF8, int& nUTF8Len) {
-  const auto code = static_cast<std::uint32_t>(nUChar);
+void EncodeCharUtf8(int character, char* target, int* length) {
+  const auto code = static_cast<std::uint32_t>(character);
   if (code < 0x80) {
-    nUTF8Len = 1;
+    *length = 1;
   } else if (code < 0x800) {
-    nUTF8Len = 2;
+    *length = 2;
   } else {
-    nUTF8Len = code < 0x10000 ? 3 : 4;
+    *length = code < 0x10000 ? 3 : 4;
   }
-  if (pszUTF8 == nullptr) return;
+  if (target == nullptr) return;
   constexpr unsigned char kLeads[] = {0, 0, 0xC0, 0xE0, 0xF0};
   std::uint32_t rest = code;
-  for (int i = nUTF8Len - 1; i > 0; --i, rest >>= 6) {
-    pszUTF8[i] = static_cast<char>(0x80 | (rest & 0x3F));
+  for (int i = *length - 1; i > 0; --i, rest >>= 6) {
+    target[i] = static_cast<char>(0x80 | (rest & 0x3F));
   }
-  pszUTF8[0] = static_cast<char>(kLeads[nUTF8Len] | rest);
+  target[0] = static_cast<char>(kLeads[*length] | rest);
 }
 
-int CMarkup::DecodeCharUTF16(const wchar_t*& pszUTF16, const wchar_t* pszUTF16End) {
-  const auto isEnd = [pszUTF16End](const wchar_t* at) {
-    return pszUTF16End != nullptr ? at == pszUTF16End : *at == 0;
+int DecodeCharUtf16(const wchar_t** at, const wchar_t* end) {
+  const auto isEnd = [end](const wchar_t* unit) {
+    return end != nullptr ? unit == end : *unit == 0;
   };
-  if (isEnd(pszUTF16)) return 0;
-  const auto first = static_cast<std::uint32_t>(*pszUTF16++);
-  if (IsHighSurrogate(first) && !isEnd(pszUTF16) && IsLowSurrogate(*pszUTF16)) {
-    const auto second = static_cast<std::uint32_t>(*pszUTF16++);
+  if (isEnd(*at)) return 0;
+  const auto first = static_cast<std::uint32_t>(*(*at)++);
+  if (IsHighSurrogate(first) && !isEnd(*at) && IsLowSurrogate(**at)) {
+    const auto second = static_cast<std::uint32_t>(*(*at)++);
     return static_cast<int>(0x10000 + ((first - 0xD800) << 10) + (second - 0xDC00));
   }
   const bool isCharacter = first <= 0xFFFF && !IsHighSurrogate(first) && !IsLowSurrogate(first);
   return isCharacter ? static_cast<int>(first) : kReplacement;
 }
 
-void CMarkup::EncodeCharUTF16(int nUChar, wchar_t* pwszUTF16, int& nUTF16Len) {
-  const bool isPair = nUChar > 0xFFFF;
-  nUTF16Len = isPair ? 2 : 1;
-  if (pwszUTF16 == nullptr) return;
+void EncodeCharUtf16(int code, wchar_t* target, int* length) {
+  const bool isPair = code > 0xFFFF;
+  *length = isPair ? 2 : 1;
+  if (target == nullptr) return;
   if (isPair) {
-    pwszUTF16[0] = static_cast<wchar_t>(0xD800 | (nUChar - 0x10000) >> 10);
-    pwszUTF16[1] = static_cast<wchar_t>(0xDC00 | (nUChar & 0x3FF));
+    target[0] = static_cast<wchar_t>(0xD800 | (code - 0x10000) >> 10);
+    target[1] = static_cast<wchar_t>(0xDC00 | (code & 0x3FF));
   } else {
-    pwszUTF16[0] = static_cast<wchar_t>(nUChar);
+    target[0] = static_cast<wchar_t>(code);
   }
 }
 
-int CMarkup::UTF16To8(char* pszUTF8, const wchar_t* pwszUTF16, int nUTF8Count) {
-  return static_cast<int>(orv::WideToUtf8(pwszUTF16, pszUTF8, std::max(nUTF8Count, 0)));
-}
-
-int CMarkup::UTF8To16(wchar_t* pwszUTF16, const char* pszUTF8, int nUTF8Count) {
-  const std::string_view bytes(pszUTF8, strnlen(pszUTF8, std::max(nUTF8Count, 0)));
-  return static_cast<int>(orv::Utf8ToWide(bytes, pwszUTF16));
-}
+}  // namespace orv

@@ -1,50 +1,38 @@
 #include "xml/child_reader.h"
 
-#include "xml/attributes.h"
-#include "xml/markup_index.h"
-
 namespace orv {
 
-ChildReader::ChildReader(const CMarkup& doc, int parent, std::wstring_view opening)
-    : doc_(doc),
-      elements_(*doc.m_pElements),
-      text_(doc.m_strDoc),
-      opening_(opening),
-      shapesWhiteSpace_(ShapesWhiteSpace(doc.m_nDocFlags)),
-      next_(static_cast<int>(elements_[parent].child)) {}
-
-bool ChildReader::Next(std::wstring_view guess, std::wstring_view* value, std::wstring_view* data) {
+bool ChildReader::Next(std::wstring_view expectedValue, std::wstring_view* value,
+                       std::wstring_view* data) {
   while (next_ != 0) {
     const int child = next_;
-    const ElemPos& element = elements_[child];
-    next_ = static_cast<int>(element.next);
-    // The text of a whole document is far from the processor: it comes while this child is read.
-    __builtin_prefetch(text_.data() + elements_[next_].start);
+    const ElemPos& element = document_[child];
+    next_ = element.next;
+    // Loads the text of the next child while this one is read.
+    __builtin_prefetch(text_.data() + document_[next_].start);
     *value = {};
     *data = {};
-    if (!shapesWhiteSpace_) {
-      *value = ValueBehind(text_, element.start, opening_, guess);
-      *data = PlainContent(text_, element);
+    if (!normalizesWhitespace_) {
+      *value = FirstValueFast(text_, element.start, opening_, expectedValue);
+      *data = document_.PlainContent(child);
     }
-    if (value->data() == nullptr && !ReadOther(child, value)) continue;
-    if (data->data() == nullptr) *data = dataBuffer_ = doc_.x_GetData(child);
+    if (value->data() == nullptr && !ReadUnusual(child, value)) continue;
+    if (data->data() == nullptr) *data = dataBuffer_ = document_.Data(child);
     return true;
   }
   return false;
 }
 
-/// Reads the value of a child that begins in another way; false when it has another name.
-bool ChildReader::ReadOther(int child, std::wstring_view* value) {
-  const std::size_t blank = opening_.find(L' ');
-  const ElemPos& element = elements_[child];
-  if (!IsNamed(text_, element, opening_.substr(1, blank - 1), doc_.m_nDocFlags)) return false;
-  const std::size_t equals = opening_.size() - 2;  // and a quote behind it
-  const std::wstring_view name = opening_.substr(blank + 1, equals - blank - 1);
-  const bool ignoreCase = (doc_.m_nDocFlags & CMarkup::DOC_IGNORECASE) != 0;
+/// Reads the value of a child with another spelling; false if it has another name.
+bool ChildReader::ReadUnusual(int child, std::wstring_view* value) {
+  const std::size_t space = opening_.find(L' ');
+  if (!document_.IsNamed(child, opening_.substr(1, space - 1))) return false;
+  const std::size_t equals = opening_.size() - 2;  // followed by a quote
+  const std::wstring_view name = opening_.substr(space + 1, equals - space - 1);
   Attribute attribute;
-  if (FindAttribute(text_, element.start + 1, name, ignoreCase, &attribute)) {
-    const bool isPlain = attribute.isPlain && !shapesWhiteSpace_;
-    if (!isPlain) valueBuffer_ = doc_.x_Unescape(attribute.value);
+  if (FindAttribute(text_, document_[child].start + 1, name, document_.IgnoresCase(), &attribute)) {
+    const bool isPlain = attribute.isPlain && !normalizesWhitespace_;
+    if (!isPlain) valueBuffer_ = document_.Unescape(attribute.value);
     *value = isPlain ? attribute.value : std::wstring_view(valueBuffer_);
   }
   return true;

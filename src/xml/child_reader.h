@@ -3,36 +3,38 @@
 #include <string>
 #include <string_view>
 
-#include "xml/elem_pos_array.h"
-
-class CMarkup;
+#include "xml/cursor.h"
 
 namespace orv {
 
-/// Reads those children of an element that have one tag name, in document order: of each the value
-/// of one attribute and the data. Made for many children of one kind, such as properties: those
-/// that begin in the usual way and need no decoding take a few comparisons. No position of the
-/// document moves; it must not change meanwhile.
+/// Reads those children of an element that have one tag name, in document order: the value of one
+/// attribute and the data of each. Made for many similar children, such as properties: a child with
+/// the usual spelling that needs no decoding takes a few comparisons. It moves no position, and the
+/// document must not change meanwhile.
 class ChildReader {
  public:
-  /// `parent` is the parent's record. `opening` tells the two names, and how nearly every such
-  /// child begins: `<tag attribute="`. It must outlive the reader.
-  ChildReader(const CMarkup& doc, int parent, std::wstring_view opening);
+  /// `parent` is a record. `opening` gives both names and the usual spelling of such a child,
+  /// `<tag attribute="`, and must outlive the reader.
+  ChildReader(const Cursor& cursor, int parent, std::wstring_view opening)
+      : document_(cursor.Doc()),
+        text_(document_.text),
+        opening_(opening),
+        normalizesWhitespace_(NormalizesWhitespace(document_.flags)),
+        next_(document_[parent].child) {}
 
-  /// Takes the next child; false when there is none. `*value` is what `GetAttrib` gives, empty for
-  /// a child without the attribute, `*data` what `GetData` gives; both are valid until the next
-  /// call. `guess` is what the value probably is, without quotes and references, or empty: when it
-  /// is that, `*value` is `guess` itself.
-  bool Next(std::wstring_view guess, std::wstring_view* value, std::wstring_view* data);
+  /// Reads the next child; false if there is none. `*value` is the attribute's value, empty without
+  /// the attribute, `*data` the data; both are valid until the next call. `expectedValue` is the
+  /// probable value, without quotes and references, or empty; if it is right, `*value` is
+  /// `expectedValue` itself.
+  bool Next(std::wstring_view expectedValue, std::wstring_view* value, std::wstring_view* data);
 
  private:
-  bool ReadOther(int child, std::wstring_view* value);
+  bool ReadUnusual(int child, std::wstring_view* value);
 
-  const CMarkup& doc_;
-  const ElemPosArray& elements_;
+  const Document& document_;
   const std::wstring_view text_;
   const std::wstring_view opening_;
-  const bool shapesWhiteSpace_;
+  const bool normalizesWhitespace_;
   int next_;
   std::wstring valueBuffer_;
   std::wstring dataBuffer_;

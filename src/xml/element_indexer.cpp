@@ -1,29 +1,27 @@
-#include "xml/element_indexer.h"
-
 #include <optional>
 
 #include "orv/xml/markup.h"
+#include "xml/delimiters.h"
+#include "xml/element_index.h"
 #include "xml/names.h"
 #include "xml/open_names.h"
 #include "xml/result.h"
-#include "xml/signs.h"
+#include "xml/scanner.h"
 
 namespace orv {
 namespace {
 
-/// Open elements that a search for an end tag's element looks at before names are counted.
+/// Open elements that a search for the element of an end tag compares before it counts names.
 constexpr int kShortSearch = 32;
 
-/// Whether a unit of the text stands behind a whole open name, or where a name counts as ended.
+/// Whether a code unit of the text ends the name of an open element for an end tag.
 bool EndsOpenName(wchar_t unit) { return EndsTagName(unit) || EndsPathName(unit); }
 
-/// Open elements are known by their records alone.
+/// Builds the index in one pass. The chain of parents is the stack of open elements.
 class ElementIndexer {
  public:
-  ElementIndexer(ElemPosArray& elements, int* free, int base, const TokenPos& token,
-                 std::wstring& result)
+  ElementIndexer(ElementIndex& elements, int base, const TokenPos& token, std::wstring& result)
       : elements_(elements),
-        free_(free),
         base_(base),
         parent_(base),
         token_(token),
@@ -35,10 +33,10 @@ class ElementIndexer {
   int Run(TrailingCopy* copy);
 
  private:
-  int NextTagEnd(int tag, SignCursor& signs) const;
+  int NextTagEnd(int tag, DelimiterCursor& delimiters) const;
   void OpenElement(int start, int length);
   void EndTag(int start, int length);
-  void EndTagOfOther(int start, int length);
+  void MismatchedEndTag(int start, int length);
   int FindOpen(std::wstring_view name);
   void CloseElement(int end, int endTagLength);
   void CloseUnended(int until, int expectedAt);
@@ -48,14 +46,11 @@ class ElementIndexer {
   std::wstring_view TagName(int start) const {
     return TagNameAt({text_, static_cast<std::size_t>(token_.length)}, start + 1);
   }
-  std::wstring_view OpenName(int element) const {
-    return TagName(static_cast<int>(elements_[element].start));
-  }
+  std::wstring_view OpenName(int element) const { return TagName(elements_[element].start); }
 
-  ElemPosArray& elements_;
-  int* free_;
+  ElementIndex& elements_;
   const int base_;
-  int parent_;         ///< the innermost open element; `base_` when none is open
+  int parent_;         ///< the innermost open element; `base_` if none is open
   int lastChild_ = 0;  ///< of the parent
   int depth_ = 0;
   int firstElement_ = 0;
@@ -64,35 +59,35 @@ class ElementIndexer {
   const bool ignoreCase_;
   const std::uint32_t baseLevel_;
   std::wstring& result_;
-  std::optional<OpenNames> openNames_;  ///< kept from the first long search on
+  std::optional<OpenNames> openNames_;  ///< maintained after the first long search
 };
 
 int ElementIndexer::Run(TrailingCopy* copy) {
   const int length = token_.length;
-  SignPieces pieces(text_, length, copy);
-  pieces.SkipTo(token_.next);
-  SignCursor signs(pieces);
+  DelimiterBatches batches(text_, length, copy);
+  batches.SkipTo(token_.next);
+  DelimiterCursor delimiters(batches);
   NodePos node;
   for (;;) {
-    const int tag = signs.Next();
+    const int tag = delimiters.Next();
     if (tag == length) break;
     if (text_[tag] != L'<') continue;
     const wchar_t second = tag + 1 < length ? text_[tag + 1] : L'\0';
     int end = length;
     if (second == L'/') {
       do {
-        end = signs.Next();
+        end = delimiters.Next();
       } while (end != length && text_[end] != L'>');
       if (end != length) EndTag(tag, end + 1 - tag);
     } else if (IsNameStart(second)) {
-      end = NextTagEnd(tag, signs);
+      end = NextTagEnd(tag, delimiters);
       if (end != length) OpenElement(tag, end + 1 - tag);
     }
     if (end != length) continue;
-    // Comments and other rare nodes, and whatever is wrong.
+    // Comments, other rare nodes and syntax errors.
     token_.next = tag;
     if (ScanNode(token_, node) == kScanError) AddError(node);
-    signs.SkipTo(token_.next);
+    delimiters.SkipTo(token_.next);
   }
   CloseUnended(base_, length);
   LinkLastChild(elements_[base_]);
@@ -100,22 +95,22 @@ int ElementIndexer::Run(TrailingCopy* copy) {
 }
 
 /// The offset of the `>` of the start tag at `tag`; the text's length when it has none.
-int ElementIndexer::NextTagEnd(int tag, SignCursor& signs) const {
+int ElementIndexer::NextTagEnd(int tag, DelimiterCursor& delimiters) const {
   const int length = token_.length;
   for (;;) {
-    const int sign = signs.Next();
-    if (sign == length || text_[sign] == L'>') return sign;
-    if (text_[sign] == L'<' || !OpensValue(text_, tag, sign)) continue;
+    const int found = delimiters.Next();
+    if (found == length || text_[found] == L'>') return found;
+    if (text_[found] == L'<' || !OpensValue(text_, tag, found)) continue;
     int close;
     do {
-      close = signs.Next();
-    } while (close != length && text_[close] != text_[sign]);
+      close = delimiters.Next();
+    } while (close != length && text_[close] != text_[found]);
     if (close == length) return length;
   }
 }
 
 void ElementIndexer::OpenElement(int start, int length) {
-  const int index = elements_.TakeFree(free_);
+  const int index = elements_.Add();
   const bool isFirst = lastChild_ == 0;
   const bool isEmpty = text_[start + length - 2] == L'/';
   ElemPos& element = elements_[index];
@@ -145,24 +140,24 @@ void ElementIndexer::OpenElement(int start, int length) {
   if (openNames_) openNames_->Add(TagName(start));
 }
 
-/// Makes the first child lead to the last one, when all are known.
+/// Links the first child to the last one, once all children are known.
 void ElementIndexer::LinkLastChild(const ElemPos& parent) {
   if (parent.child != 0) elements_[parent.child].previous = lastChild_;
 }
 
 void ElementIndexer::EndTag(int start, int length) {
-  if (depth_ == 0) return EndTagOfOther(start, length);
-  // The usual end tag has the very units of the innermost open name between `</` and `>`.
+  if (depth_ == 0) return MismatchedEndTag(start, length);
+  // Nearly always the code units between `</` and `>` are those of the innermost open name.
   const wchar_t* name = text_ + start + 2;
   const wchar_t* open = text_ + elements_[parent_].start + 1;
   const int nameLength = length - 3;
   if (!SameUnits(name, open, nameLength) || !EndsOpenName(open[nameLength])) {
-    return EndTagOfOther(start, length);
+    return MismatchedEndTag(start, length);
   }
   CloseElement(start + length, length);
 }
 
-void ElementIndexer::EndTagOfOther(int start, int length) {
+void ElementIndexer::MismatchedEndTag(int start, int length) {
   const std::wstring_view name = TagName(start + 1);
   const int match = FindOpen(name);
   if (match < 0) {
@@ -180,7 +175,7 @@ void ElementIndexer::EndTagOfOther(int start, int length) {
   CloseElement(start + length, length);
 }
 
-/// The innermost open element that an end tag of this name closes, -1 when there is none.
+/// The innermost open element that an end tag of this name closes; -1 for none.
 int ElementIndexer::FindOpen(std::wstring_view name) {
   if (openNames_ && !openNames_->MayMatch(name)) return -1;
   int element = parent_;
@@ -190,7 +185,7 @@ int ElementIndexer::FindOpen(std::wstring_view name) {
       int open = parent_;
       for (int i = 0; i < depth_; ++i) {
         openNames_->Add(OpenName(open));
-        open = static_cast<int>(elements_[open].parent);
+        open = elements_[open].parent;
       }
       if (!openNames_->MayMatch(name)) return -1;
     }
@@ -198,7 +193,7 @@ int ElementIndexer::FindOpen(std::wstring_view name) {
     if (CommonPrefix(name, open, ignoreCase_) == name.size() && EndsOpenName(open[name.size()])) {
       return element;
     }
-    element = static_cast<int>(elements_[element].parent);
+    element = elements_[element].parent;
   }
   return -1;
 }
@@ -211,13 +206,13 @@ void ElementIndexer::CloseElement(int end, int endTagLength) {
   element.SetEndTagLength(endTagLength);
   LinkLastChild(element);
   lastChild_ = parent_;
-  parent_ = static_cast<int>(element.parent);
+  parent_ = element.parent;
   --depth_;
 }
 
-/// Closes every open element inside `until`: each stays as long as its start tag, and its children,
-/// the closed elements among them, all become children of `until` in document order. Since `until`
-/// is closed for good by whoever calls, no element is ever moved twice.
+/// Closes every open element inside `until`. Each is reduced to its start tag, and its children,
+/// the elements closed here included, become children of `until` in document order. No element
+/// moves twice, because the caller then closes `until` for good.
 void ElementIndexer::CloseUnended(int until, int expectedAt) {
   if (parent_ == until) return;
   if (lastChild_ == 0) lastChild_ = parent_;
@@ -229,23 +224,21 @@ void ElementIndexer::CloseUnended(int until, int expectedAt) {
       ElemPos& first = elements_[element.child];
       first.levelFlags &= ~ELEM_FIRST;
       first.previous = closing;
-      // The last child is the element closed before this one; behind it stand the children that
-      // were moved then.
-      for (std::uint32_t child = element.child;
-           child != 0 && static_cast<int>(elements_[child].parent) == closing;
+      // The last child is the element closed before this one. The children moved then follow it.
+      for (int child = element.child; child != 0 && elements_[child].parent == closing;
            child = elements_[child].next) {
         elements_[child].parent = until;
       }
       element.next = element.child;
       element.child = 0;
     }
-    illData |= (element.levelFlags & ELEM_ILLDATA) != 0;
+    illData |= element.Has(ELEM_ILLDATA);
     element.levelFlags = (element.levelFlags & ~ELEM_ILLDATA) | ELEM_UNENDED;
     if (!IsResultFull(result_)) {
       AddResult(result_, L"unended_start_tag", std::wstring(OpenName(closing)).c_str(), 0,
-                static_cast<int>(element.start), expectedAt);
+                element.start, expectedAt);
     }
-    closing = static_cast<int>(element.parent);
+    closing = element.parent;
   }
   if (illData) elements_[until].levelFlags |= ELEM_ILLDATA;
   elements_[base_].levelFlags |= ELEM_ILLFORMED;
@@ -260,9 +253,9 @@ void ElementIndexer::AddError(const NodePos& node) {
 
 }  // namespace
 
-int IndexElements(ElemPosArray& elements, int* free, int base, const TokenPos& token,
-                  std::wstring& result, TrailingCopy* copy) {
-  return ElementIndexer(elements, free, base, token, result).Run(copy);
+int IndexElements(ElementIndex& elements, int base, const TokenPos& token, std::wstring& result,
+                  TrailingCopy* copy) {
+  return ElementIndexer(elements, base, token, result).Run(copy);
 }
 
 }  // namespace orv

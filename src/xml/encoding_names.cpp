@@ -1,24 +1,22 @@
-#include "xml/encoding_names.h"
+#include "xml/name_tables.h"
 
 #include <algorithm>
-
-#include "xml/name_buckets.h"
 
 namespace orv {
 namespace {
 
-/// Names of encodings, parted by blanks, and the Windows code page that each means.
+/// A Windows code page and its encoding names, separated by spaces.
 struct PageNames {
   int codePage;
   std::wstring_view names;
 };
 
-/// A name that both lists give stands in the first one, with the page that Windows gives it.
-/// Kept for compatibility: buckets 0, 1, 2 and 4 hold only "ksc_5601"; "cseucpkdfmtjapanese" and
-/// "x-cp20003"; "l1" and "x-cp20004"; "ibm850" and "ccsid00858". Any other name that belongs in
-/// one of them, such as "l3" or "ibm037", is left out of the list.
+/// A name in both lists appears only in the first, with its Windows code page. Kept for
+/// compatibility: buckets 0, 1, 2 and 4 hold only "ksc_5601"; "cseucpkdfmtjapanese" and
+/// "x-cp20003"; "l1" and "x-cp20004"; "ibm850" and "ccsid00858". Any other name that belongs in one
+/// of them, such as "l3" or "ibm037", is left out of the list.
 constexpr PageNames kPages[] = {
-    // The registry of the Internet Assigned Numbers Authority, in its order.
+    // The names registered with IANA, in the order of its registry.
     {20127,
      L"us-ascii iso-ir-6 ansi_x3.4-1968 ansi_x3.4-1986 iso_646.irv:1991 iso646-us us ibm367 cp367 "
      L"csascii"},
@@ -219,7 +217,7 @@ constexpr PageNames kPages[] = {
     {65001, L"unicode-1-1-utf-8 unicode-2-0-utf-8 x-unicode-1-1-utf-8 x-unicode-2-0-utf-8"},
 };
 
-/// Calls `visit` with each name and its page, in the order of the list.
+/// Calls `visit` with each name and its code page, in table order.
 template <class Visitor>
 constexpr void ForEachName(Visitor visit) {
   for (const PageNames& page : kPages) {

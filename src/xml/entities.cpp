@@ -1,12 +1,10 @@
-#include "xml/entities.h"
-
-#include "xml/name_buckets.h"
+#include "xml/name_tables.h"
 
 namespace orv {
 namespace {
 
-/// The character entities of HTML 4 and the five of XML, in the order of their names' units: of two
-/// names that differ in case alone the upper-case one stands first.
+/// The character entities of HTML 4 and the five of XML, sorted by the code units of their names,
+/// so that the upper-case name precedes the lower-case one.
 constexpr auto kEntities = std::to_array<NamedValue>({
     {198, L"AElig"},    {193, L"Aacute"},  {194, L"Acirc"},   {192, L"Agrave"},  {913, L"Alpha"},
     {197, L"Aring"},    {195, L"Atilde"},  {196, L"Auml"},    {914, L"Beta"},    {199, L"Ccedil"},

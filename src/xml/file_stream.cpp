@@ -32,7 +32,7 @@ bool FileStream::OpenToAppend(const std::wstring& file) {
   head.resize(static_cast<std::size_t>(old.gcount()));
   if (!head.empty()) {
     TextEncoding encoding = DetectEncoding(head, old.eof());
-    encoding.hasMark = false;  // it has its mark, if any
+    encoding.hasMark = false;  // its mark is already in the file
     encoder_.emplace(std::move(encoding));
   }
   appended_.open(ToPath(file), std::ios::binary | std::ios::app);

@@ -1,28 +1,41 @@
 #pragma once
 
+#include <algorithm>
 #include <string_view>
 #include <vector>
 
 namespace orv {
 
-/// A place in a text as people count: both from 1, columns in UTF-16 units.
+/// A position in a text as editors show it: both numbers start at 1, columns count UTF-16 code
+/// units.
 struct TextPosition {
   int line;
   int column;
 };
 
-/// Turns offsets into lines and columns. Lines end with CR LF, LF or CR. Building takes time
-/// proportional to the text, each question the logarithm of its lines.
+/// Converts offsets to lines and columns. Lines end with CR LF, LF or CR. The constructor takes
+/// time linear in the text, a lookup time logarithmic in the number of lines.
 class LineIndex {
  public:
   /// The text need not outlive the constructor.
-  explicit LineIndex(std::wstring_view text);
+  explicit LineIndex(std::wstring_view text) : textLength_(static_cast<int>(text.size())) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      const bool isBreak =
+          text[i] == L'\n' || (text[i] == L'\r' && (i + 1 == text.size() || text[i + 1] != L'\n'));
+      if (isBreak) lineStarts_.push_back(static_cast<int>(i) + 1);
+    }
+  }
 
-  /// The place of an offset; one beyond the text counts as its end, a negative one as its start.
-  TextPosition Find(int offset) const;
+  /// The position of an offset, which is first clamped to the text.
+  TextPosition Find(int offset) const {
+    offset = std::clamp(offset, 0, textLength_);
+    const auto nextLine = std::upper_bound(lineStarts_.begin(), lineStarts_.end(), offset);
+    const auto line = nextLine - lineStarts_.begin();
+    return {static_cast<int>(line), offset - *(nextLine - 1) + 1};
+  }
 
  private:
-  std::vector<int> lineStarts_;
+  std::vector<int> lineStarts_{0};
   int textLength_;
 };
 

@@ -7,11 +7,11 @@
 #include <emmintrin.h>
 #endif
 
-/// The classes of characters that markup is made of, and how names compare.
+/// Character classes of markup, and the comparison of names.
 
 namespace orv {
 
-/// A set of units below 64, for quick tests.
+/// A set of code units below 64 with a fast membership test.
 class UnitSet {
  public:
   constexpr explicit UnitSet(std::wstring_view units) {
@@ -37,23 +37,23 @@ constexpr bool IsDigit(wchar_t unit) { return unit >= L'0' && unit <= L'9'; }
 
 constexpr bool IsQuote(wchar_t unit) { return unit == L'"' || unit == L'\''; }
 
-/// Whether a unit after `<` begins a tag name: any above `9` but for eleven signs.
+/// Whether a code unit after `<` begins a tag name: any above `9` except eleven punctuation marks.
 constexpr bool IsNameStart(wchar_t unit) {
   const auto code = static_cast<std::uint32_t>(unit);
   if (code <= L'9') return false;
   if (code > L'`') return true;
-  constexpr std::uint64_t kSigns = [] {
+  constexpr std::uint64_t kPunctuation = [] {
     std::uint64_t bits = 0;
-    for (const wchar_t sign : std::wstring_view(L";<=>?@[\\]^`")) bits |= 1ull << (sign - L'9');
+    for (const wchar_t mark : std::wstring_view(L";<=>?@[\\]^`")) bits |= 1ull << (mark - L'9');
     return bits;
   }();
-  return (kSigns >> (code - L'9') & 1) == 0;
+  return (kPunctuation >> (code - L'9') & 1) == 0;
 }
 
-/// Whether a unit ends a tag name in markup.
+/// Whether a code unit ends a tag name in markup.
 constexpr bool EndsTagName(wchar_t unit) { return kTagNameEnds.Has(unit); }
 
-/// Whether a unit ends a name in a path; zero stands for the path's end.
+/// Whether a code unit ends a name in a path; zero is the end of the path.
 constexpr bool EndsPathName(wchar_t unit) {
   return kPathNameEnds.Has(unit) || unit == L'[' || unit == L']';
 }
@@ -66,17 +66,16 @@ constexpr wchar_t ToLowerAscii(wchar_t unit) {
   return unit >= L'A' && unit <= L'Z' ? static_cast<wchar_t>(unit - L'A' + L'a') : unit;
 }
 
-/// Whether two texts have the same `length` units; most names are too short for a call to pay.
+/// Whether two texts have the same `length` code units. Inline, because most names are short.
 inline bool SameUnits(const wchar_t* a, const wchar_t* b, std::size_t length) {
 #if defined(__SSE2__)
-// GCC 12 also looks at sizes that a short constant cannot have.
+// GCC 12 also warns about sizes that a short constant cannot have.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Warray-bounds"
   const std::size_t size = length * sizeof(wchar_t);
   const char* const bytesA = reinterpret_cast<const char*>(a);
   const char* const bytesB = reinterpret_cast<const char*>(b);
-  // Pieces, of which the last overlaps the one before it, so that lengths make no other way
-  // through.
+  // The last load overlaps the one before it, so that no length needs a tail loop.
   if (size >= 16) {
     const auto same = [=](std::size_t byte) {
       return _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytesA + byte)),
@@ -101,16 +100,16 @@ inline bool SameUnits(const wchar_t* a, const wchar_t* b, std::size_t length) {
   return true;
 }
 
-/// The name that begins at an offset of a text and ends as tag names do.
+/// The tag name at an offset of a text.
 constexpr std::wstring_view TagNameAt(std::wstring_view text, std::size_t offset) {
   std::size_t end = offset;
   while (end < text.size() && !EndsTagName(text[end])) ++end;
   return text.substr(offset, end - offset);
 }
 
-/// The number of leading units in which `text`, which is long enough or zero-terminated, agrees
-/// with `name`. Without regard to case, units that differ are compared again as upper-case ASCII.
-/// Kept for compatibility: after a unit of 128 or above has matched, case counts.
+/// The number of leading code units in which `text`, which is long enough or zero-terminated,
+/// agrees with `name`. Kept for compatibility: a case-insensitive comparison folds ASCII letters
+/// only, and becomes case-sensitive after the first match of a code unit of 128 or above.
 constexpr std::size_t CommonPrefix(std::wstring_view name, const wchar_t* text, bool ignoreCase) {
   bool fold = ignoreCase;
   std::size_t n = 0;
@@ -124,8 +123,8 @@ constexpr std::size_t CommonPrefix(std::wstring_view name, const wchar_t* text, 
   return n;
 }
 
-/// Whether the tag name at `name`, in zero-terminated markup, has the very units of a
-/// zero-terminated text.
+/// Whether the tag name at `name`, in zero-terminated markup, equals a zero-terminated text
+/// exactly.
 constexpr bool IsWholeName(const wchar_t* name, const wchar_t* text) {
   constexpr UnitSet kStops({L"\0 \n\t\r/>", 7});
   for (; *name == *text && !kStops.Has(*text) && *text != L'['; ++text) ++name;
@@ -147,9 +146,8 @@ constexpr bool NameInMarkupIs(const wchar_t* name, const wchar_t* path, bool ign
   }
 }
 
-/// The length of a path's first name; -1 for a path that cannot be searched for: it begins with
-/// `/`, or the predicate that follows the name is not a position (from 1), an attribute test or a
-/// name.
+/// The length of the first name of a path; -1 for an invalid path: it begins with `/`, or the
+/// predicate after the name is not a position (from 1), an attribute test or a name.
 constexpr int PathNameLength(const wchar_t* path) {
   if (*path == L'/') return -1;
   const wchar_t* end = path;
@@ -157,12 +155,12 @@ constexpr int PathNameLength(const wchar_t* path) {
   const int length = static_cast<int>(end - path);
   if (*end != L'[') return length;
   ++end;
-  const bool isGood =
+  const bool isValid =
       *end == L'@' ? IsNameStart(end[1]) : (*end >= L'1' && *end <= L'9') || IsNameStart(*end);
-  return isGood ? length : -1;
+  return isValid ? length : -1;
 }
 
-/// Whether two whole names are the same.
+/// Whether two names are equal.
 inline bool SameName(std::wstring_view a, std::wstring_view b, bool ignoreCase) {
   return a.size() == b.size() && (SameUnits(a.data(), b.data(), a.size()) ||
                                   CommonPrefix(a, b.data(), ignoreCase) == a.size());

@@ -2,11 +2,11 @@
 
 #include <string>
 
-/// The result record: a small XML text with one empty element a finding.
+/// The result record: a small XML text with one empty element for each finding.
 
 namespace orv {
 
-/// What an entry's value and number mean, which names their attributes.
+/// The meaning of an entry's value and number, which determines the names of their attributes.
 enum ResultFlags : int {
   kResultCount = 1,
   kResultType = 2,
@@ -16,13 +16,17 @@ enum ResultFlags : int {
   kResultMessage = 64,
 };
 
-/// Adds an entry to a result text, unless that has 1,000 units already: a flood of errors does not
-/// make it grow. The value, when not null, becomes the attribute that the flags name, or "tagname";
-/// the number likewise, or "offset" unless -1; `number2` becomes "offset2" unless -1.
+/// Adds an entry to a result record, unless that is full. The value, if not null, becomes the
+/// attribute that the flags name, by default "tagname"; the number likewise, by default "offset"
+/// unless it is -1; `number2` becomes "offset2" unless it is -1.
 void AddResult(std::wstring& result, const wchar_t* name, const wchar_t* value, int flags,
                int number = -1, int number2 = -1);
 
-/// Whether a result text takes no more entries.
+/// Whether a result record takes no more entries. Its size is limited to bound the cost of a flood
+/// of errors.
 bool IsResultFull(const std::wstring& result);
+
+/// A result record in words: the first error of the parse, and what happened to the file.
+std::wstring ResultText(const std::wstring& result);
 
 }  // namespace orv

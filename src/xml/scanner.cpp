@@ -4,14 +4,14 @@
 #include <string_view>
 
 #include "orv/xml/markup.h"
-#include "xml/elem_pos.h"
+#include "xml/element_index.h"
 #include "xml/names.h"
 #include "xml/result.h"
 
 namespace orv {
 namespace {
 
-/// Scans one node of the text in memory.
+/// Scans one node.
 class NodeScanner {
  public:
   NodeScanner(const TokenPos& token, NodePos& node)
@@ -25,7 +25,7 @@ class NodeScanner {
   void Scan() {
     if (start_ >= text_.size()) {
       node_.hitEnd = true;
-      Finish(kScanEnd, start_);
+      EndAt(kScanEnd, start_);
     } else if (text_[start_] != L'<') {
       ScanText();
     } else if (start_ + 1 == text_.size()) {
@@ -35,14 +35,14 @@ class NodeScanner {
     } else {
       switch (text_[start_ + 1]) {
         case L'/':
-          return FinishAt(L">", start_ + 2, kScanEndTag, L"end_tag");
+          return EndAfter(L">", start_ + 2, kScanEndTag, L"end_tag");
         case L'?':
-          return FinishAt(L"?>", start_ + 2, CMarkup::NODE_PROCESSING_INSTRUCTION,
+          return EndAfter(L"?>", start_ + 2, CMarkup::NODE_PROCESSING_INSTRUCTION,
                           L"processing_instruction");
         case L'!':
           return ScanDeclaration();
         default:
-          return Faulty(L"first_tag_syntax", start_ + 1);
+          return SyntaxError(L"first_tag_syntax", start_ + 1);
       }
     }
   }
@@ -52,29 +52,29 @@ class NodeScanner {
 
   int Offset(std::size_t place) const { return passed_ + static_cast<int>(place); }
 
-  void Finish(int type, std::size_t end) {
+  void EndAt(int type, std::size_t end) {
     node_.type = type;
     node_.length = static_cast<int>(end - start_);
   }
 
-  /// Ends the node behind the next `closing`.
-  void FinishAt(std::wstring_view closing, std::size_t from, int type, const wchar_t* typeName) {
+  /// Ends the node after the next `closing`.
+  void EndAfter(std::wstring_view closing, std::size_t from, int type, const wchar_t* typeName) {
     const std::size_t found = text_.find(closing, from);
     if (found == npos) return Unterminated(typeName);
-    Finish(type, found + closing.size());
+    EndAt(type, found + closing.size());
   }
 
-  /// The text ends inside a construct that began at `start_`.
+  /// Ends the node with an error: the text ends inside a construct.
   void Unterminated(const wchar_t* typeName) {
     node_.hitEnd = true;
     AddResult(node_.result, L"unterminated_tag_syntax", typeName, kResultType, Offset(start_));
-    Finish(kScanError, text_.size());
+    EndAt(kScanError, text_.size());
   }
 
-  /// The construct is wrong from `wrong` on; it lasts to the next `>`, which `wrong` itself may be.
-  void Faulty(const wchar_t* entry, std::size_t wrong) {
+  /// Ends the node with a syntax error at `wrong`. The node extends to the next `>` from there.
+  void SyntaxError(const wchar_t* entry, std::size_t wrong) {
     AddResult(node_.result, entry, nullptr, 0, Offset(start_));
-    FinishAt(L">", wrong, kScanError, L"tag");
+    EndAfter(L">", wrong, kScanError, L"tag");
   }
 
   void ScanText() {
@@ -83,7 +83,7 @@ class NodeScanner {
     const bool blank = end == text_.size() || text_[end] == L'<';
     end = std::min(text_.find(L'<', end), text_.size());
     node_.hitEnd = end == text_.size();
-    Finish(blank ? CMarkup::NODE_WHITESPACE : CMarkup::NODE_TEXT, end);
+    EndAt(blank ? CMarkup::NODE_WHITESPACE : CMarkup::NODE_TEXT, end);
   }
 
   void ScanStartTag() {
@@ -91,7 +91,7 @@ class NodeScanner {
       const wchar_t unit = text_[i];
       if (unit == L'>') {
         if (text_[i - 1] == L'/') node_.flags = ELEM_EMPTY;
-        return Finish(CMarkup::NODE_ELEMENT, i + 1);
+        return EndAt(CMarkup::NODE_ELEMENT, i + 1);
       }
       if (IsQuote(unit) &&
           OpensValue(text_.data(), static_cast<int>(start_), static_cast<int>(i))) {
@@ -109,34 +109,35 @@ class NodeScanner {
     switch (text_[third]) {
       case L'-':
         if (third + 1 == text_.size()) return Unterminated(L"tag");
-        if (text_[third + 1] != L'-') return Faulty(L"comment_tag_syntax", third + 1);
-        return FinishAt(L"-->", third + 2, CMarkup::NODE_COMMENT, L"comment");
+        if (text_[third + 1] != L'-') return SyntaxError(L"comment_tag_syntax", third + 1);
+        return EndAfter(L"-->", third + 2, CMarkup::NODE_COMMENT, L"comment");
       case L'[':
         for (std::size_t i = 3; i < kCData.size(); ++i) {
           if (start_ + i == text_.size()) return Unterminated(L"tag");
-          if (text_[start_ + i] != kCData[i]) return Faulty(L"cdata_section_syntax", start_ + i);
+          if (text_[start_ + i] != kCData[i])
+            return SyntaxError(L"cdata_section_syntax", start_ + i);
         }
-        return FinishAt(L"]]>", start_ + kCData.size(), CMarkup::NODE_CDATA_SECTION,
+        return EndAfter(L"]]>", start_ + kCData.size(), CMarkup::NODE_CDATA_SECTION,
                         L"cdata_section");
       case L'D':
         return ScanDocumentType();
       default:
-        return Faulty(L"exclamation_tag_syntax", third);
+        return SyntaxError(L"exclamation_tag_syntax", third);
     }
   }
 
-  /// Brackets hold the internal subset; in it `>` ends nothing but the declaration it stands in.
+  /// Brackets enclose the internal subset, in which `>` ends only the enclosed declaration.
   void ScanDocumentType() {
     int type = CMarkup::NODE_DOCUMENT_TYPE;
     int brackets = 0;
     std::size_t i = start_ + 3;
     while (i < text_.size()) {
       const wchar_t unit = text_[i];
-      if (unit == L'>' && brackets == 0) return Finish(type, i + 1);
+      if (unit == L'>' && brackets == 0) return EndAt(type, i + 1);
       if (unit == L'[') ++brackets;
       if (unit == L']' && brackets > 0) --brackets;
       if (IsQuote(unit)) {
-        i = Behind(text_.substr(i, 1), i + 1);
+        i = After(text_.substr(i, 1), i + 1);
       } else if (unit == L'<' && brackets > 0) {
         i = ScanSubsetMarkup(i, &type);
       } else {
@@ -146,11 +147,11 @@ class NodeScanner {
     Unterminated(L"document_type");
   }
 
-  /// Where scanning goes on after the `<` at `open` in an internal subset.
+  /// The offset at which to continue after the `<` at `open` in an internal subset.
   std::size_t ScanSubsetMarkup(std::size_t open, int* type) {
     const std::wstring_view rest = text_.substr(open);
-    if (rest.starts_with(L"<!--")) return Behind(L"-->", open + 4);
-    if (rest.starts_with(L"<?")) return Behind(L"?>", open + 2);
+    if (rest.starts_with(L"<!--")) return After(L"-->", open + 4);
+    if (rest.starts_with(L"<?")) return After(L"?>", open + 2);
     if (rest.starts_with(L"<!") && rest.size() > 2) {
       const wchar_t letter = ToUpperAscii(rest[2]);
       const bool known = rest[2] == L'A' || rest[2] == L'E' || rest[2] == L'N';
@@ -163,7 +164,7 @@ class NodeScanner {
   }
 
   /// One past the next `closing`, or the end of the text.
-  std::size_t Behind(std::wstring_view closing, std::size_t from) const {
+  std::size_t After(std::wstring_view closing, std::size_t from) const {
     const std::size_t found = text_.find(closing, from);
     return found == npos ? text_.size() : found + closing.size();
   }

@@ -4,11 +4,11 @@
 
 #include "xml/names.h"
 
-/// The node scanner: splits a text into nodes, one a call.
+/// The node scanner: splits a text into nodes, one for each call.
 
 namespace orv {
 
-/// What the scanner finds besides the node types of `CMarkup`.
+/// Results of the scanner other than the node types of `CMarkup`.
 enum ScanResult : int {
   kScanEndTag = 0,
   kScanError = -1,
@@ -17,31 +17,31 @@ enum ScanResult : int {
 
 /// The scanner's cursor over a text.
 struct TokenPos {
-  int start = 0;  ///< of the node scanned last
-  int end = -1;   ///< its last unit, -1 for none
+  int start = 0;  ///< of the last node
+  int end = -1;   ///< its last code unit, -1 for none
   int next = 0;   ///< where the next node begins
   const wchar_t* text = nullptr;
   int flags = 0;   ///< the document's flags
-  int length = 0;  ///< of the text, which may hold zero units
-  int passed = 0;  ///< units of a file in front of the text; entries count from the file's start
+  int length = 0;  ///< of the text, which may contain zero code units
+  int passed = 0;  ///< code units of a file before the text, added to offsets in result entries
 };
 
-/// What the scanner found.
+/// A node.
 struct NodePos {
   int type = 0;  ///< a node type of `CMarkup`, or a `ScanResult`
   int start = 0;
   int length = 0;
   int flags = 0;        ///< `ELEM_EMPTY` or 0
-  bool hitEnd = false;  ///< the node runs to the end of the text: more text could change it
-  std::wstring result;  ///< the result entries of syntax errors, for `kScanError`
+  bool hitEnd = false;  ///< the node reaches the end of the text: more text could change it
+  std::wstring result;  ///< the result entries of `kScanError`
 };
 
-/// Scans the node at `token.next` and moves the cursor past it; returns its type. Takes time
-/// proportional to the node.
+/// Scans the node at `token.next`, moves the cursor past it and returns its type. Takes time linear
+/// in the node.
 int ScanNode(TokenPos& token, NodePos& node);
 
-/// Whether a quote at offset `quote` of a tag that begins at `tag` opens a value: only one that
-/// follows an equals sign does.
+/// Whether the quote at offset `quote` opens a value in the tag at `tag`: only a quote after an
+/// equals sign does.
 inline bool OpensValue(const wchar_t* text, int tag, int quote) {
   int before = quote - 1;
   while (before > tag && IsWhiteSpace(text[before])) --before;

@@ -6,14 +6,16 @@
 #include "base/utf8.h"
 #include "orv/xml/markup.h"
 #include "platform/code_pages.h"
+#include "xml/characters.h"
+#include "xml/encodings.h"
 
 namespace orv {
 namespace {
 
 using namespace std::string_view_literals;
 
-/// Beginnings of files that tell the encoding.
-struct Beginning {
+/// The first bytes of a file that identify its encoding.
+struct Signature {
   std::string_view bytes;
   TextForm form;
   bool isBigEndian;
@@ -21,8 +23,9 @@ struct Beginning {
   const wchar_t* name;
 };
 
-/// The longer ones of equal beginnings first. Without a mark the first character is a `<`.
-constexpr Beginning kBeginnings[] = {
+/// A longer signature precedes its prefixes. Without a byte-order mark the first character is a
+/// `<`.
+constexpr Signature kSignatures[] = {
     {"\xEF\xBB\xBF"sv, TextForm::kUtf8, false, true, L"UTF-8"},
     {"\xFF\xFE\0\0"sv, TextForm::kUtf32, false, true, L"UTF-32"},
     {"\0\0\xFE\xFF"sv, TextForm::kUtf32, true, true, L"UTF-32"},
@@ -34,20 +37,16 @@ constexpr Beginning kBeginnings[] = {
     {"\0<"sv, TextForm::kUtf16, true, false, L"UTF-16BE"},
 };
 
-constexpr int kUtf16Page = 1200;
-constexpr int kUtf16BigEndianPage = 1201;
-constexpr int kUtf32Page = 65005;
-constexpr int kUtf8Page = 65001;
-/// The EBCDIC pages agree in the `<?` of a declaration, and all but a few of them in the rest of
-/// it.
+/// The `<?` of a declaration in all EBCDIC code pages, and the few pages that cover its other
+/// characters.
 constexpr std::string_view kEbcdicDeclaration = "\x4C\x6F"sv;
 constexpr int kEbcdicPages[] = {37, 1026, 20905};
 
 constexpr wchar_t kReplacement = 0xFFFD;
 constexpr std::string_view kReplacementUtf8 = "\xEF\xBF\xBD";
 
-/// Bytes within which a declaration must stand to be found.
-constexpr std::size_t kDeclarationReach = 2048;
+/// The number of bytes in which a declaration is searched for.
+constexpr std::size_t kMaxDeclarationEnd = 2048;
 
 bool IsKnownPage(int codePage) {
   std::wstring nothing;
@@ -55,7 +54,7 @@ bool IsKnownPage(int codePage) {
   return codePage > 0 && DecodeCodePage(codePage, {}, &nothing, &lost);
 }
 
-/// Whether a page has characters of more than one byte or states that shifts change.
+/// Whether a code page has multi-byte characters or shift states.
 bool IsMultiByte(int page) {
   constexpr int kPages[] = {932,   936,   949,   950,   1361,  10001, 10002,
                             10003, 10008, 20932, 20936, 20949, 54936, 65000};
@@ -64,8 +63,8 @@ bool IsMultiByte(int page) {
          (page >= 57002 && page <= 57011);
 }
 
-/// The encoding that bytes declare. All narrow encodings agree with ASCII or with EBCDIC in the
-/// letters of a declaration.
+/// The encoding that bytes declare. Every narrow encoding writes a declaration as ASCII or EBCDIC
+/// does.
 std::wstring DeclaredInBytes(std::string_view head) {
   std::wstring text;
   if (head.starts_with(kEbcdicDeclaration)) {
@@ -73,22 +72,22 @@ std::wstring DeclaredInBytes(std::string_view head) {
       bool lost = false;
       text.clear();
       if (!DecodeCodePage(page, head, &text, &lost)) continue;
-      const std::wstring declared = CMarkup::GetDeclaredEncoding(text);
-      if (CMarkup::GetEncodingCodePage(declared) > 0) return declared;
+      const std::wstring declared = DeclaredEncoding(text.c_str());
+      if (EncodingCodePage(declared) > 0) return declared;
     }
     return {};
   }
   for (const char byte : head) text += static_cast<wchar_t>(static_cast<std::uint8_t>(byte));
-  return CMarkup::GetDeclaredEncoding(text);
+  return DeclaredEncoding(text.c_str());
 }
 
-std::size_t CountOf(std::string_view text, std::string_view piece) {
+std::size_t CountOf(std::string_view text, std::string_view part) {
   std::size_t count = 0;
-  for (std::size_t at = 0; (at = text.find(piece, at)) != text.npos; at += piece.size()) ++count;
+  for (std::size_t at = 0; (at = text.find(part, at)) != text.npos; at += part.size()) ++count;
   return count;
 }
 
-/// The units of a UTF-16 or UTF-32 text of `kSize` bytes a unit.
+/// The code unit of `kSize` bytes at an address.
 template <std::size_t kSize>
 std::uint32_t UnitAt(const char* bytes, bool isBigEndian) {
   std::uint32_t unit = 0;
@@ -106,7 +105,7 @@ void AppendUnit(std::uint32_t unit, bool isBigEndian, std::string* bytes) {
   }
 }
 
-/// Where the last character of UTF-8 begins when the bytes cut it off, else their end.
+/// The length of UTF-8 text without a last character that is cut off.
 std::size_t WholeUtf8(std::string_view bytes) {
   for (std::size_t back = 1; back <= std::min<std::size_t>(3, bytes.size()); ++back) {
     const auto byte = static_cast<std::uint8_t>(bytes[bytes.size() - back]);
@@ -122,28 +121,28 @@ std::size_t WholeUtf8(std::string_view bytes) {
 
 std::string_view TextEncoding::Mark() const {
   if (!hasMark) return {};
-  for (const Beginning& beginning : kBeginnings) {
-    if (beginning.isMark && beginning.form == form && beginning.isBigEndian == isBigEndian) {
-      return beginning.bytes;
+  for (const Signature& signature : kSignatures) {
+    if (signature.isMark && signature.form == form && signature.isBigEndian == isBigEndian) {
+      return signature.bytes;
     }
   }
   return {};
 }
 
 TextEncoding DetectEncoding(std::string_view bytes, bool isWhole) {
-  for (const Beginning& beginning : kBeginnings) {
-    if (bytes.starts_with(beginning.bytes)) {
-      return {.form = beginning.form,
-              .isBigEndian = beginning.isBigEndian,
-              .hasMark = beginning.isMark,
-              .name = beginning.name};
+  for (const Signature& signature : kSignatures) {
+    if (bytes.starts_with(signature.bytes)) {
+      return {.form = signature.form,
+              .isBigEndian = signature.isBigEndian,
+              .hasMark = signature.isMark,
+              .name = signature.name};
     }
   }
 
-  const std::wstring declared = DeclaredInBytes(bytes.substr(0, kDeclarationReach));
-  const int page = CMarkup::GetEncodingCodePage(declared);
+  const std::wstring declared = DeclaredInBytes(bytes.substr(0, kMaxDeclarationEnd));
+  const int page = EncodingCodePage(declared);
   if (page == kUtf8Page) return {};
-  // Wide forms were seen above: a file of bytes that declares one is not to be believed.
+  // Wide encodings were recognized above: such a declaration in a narrow file is wrong.
   if (page != kUtf16Page && page != kUtf16BigEndianPage && page != kUtf32Page &&
       IsKnownPage(page)) {
     return {.form = TextForm::kCodePage, .codePage = page, .name = declared};
@@ -152,10 +151,7 @@ TextEncoding DetectEncoding(std::string_view bytes, bool isWhole) {
   int nonAscii = 0;
   bool errorAtEnd = false;
   const bool isUtf8 =
-      CMarkup::DetectUTF8(bytes.data(),
-                          static_cast<int>(std::min<std::size_t>(bytes.size(), 1 << 30)), &nonAscii,
-                          &errorAtEnd) ||
-      (errorAtEnd && !isWhole);
+      DetectUtf8(bytes.substr(0, 1 << 30), &nonAscii, &errorAtEnd) || (errorAtEnd && !isWhole);
   if (isUtf8) return {.isDetected = nonAscii > 0};
   return {.form = TextForm::kCodePage, .codePage = SystemCodePage(), .name = L"ANSI"};
 }
@@ -167,8 +163,8 @@ TextEncoding EncodingFor(const std::wstring& doc, int docFlags) {
   if ((docFlags & CMarkup::DOC_UTF16BEFILE) != 0) {
     return {.form = TextForm::kUtf16, .isBigEndian = true, .hasMark = true, .name = L"UTF-16BE"};
   }
-  const std::wstring declared = CMarkup::GetDeclaredEncoding(doc);
-  const int page = CMarkup::GetEncodingCodePage(declared);
+  const std::wstring declared = DeclaredEncoding(doc.c_str());
+  const int page = EncodingCodePage(declared);
   switch (page) {
     case kUtf16Page:
       return {.form = TextForm::kUtf16, .hasMark = true, .name = L"UTF-16LE"};
@@ -187,7 +183,7 @@ TextEncoding EncodingFor(const std::wstring& doc, int docFlags) {
   }
 }
 
-/// The length of the bytes without a character that they cut off.
+/// The length of the bytes without a last character that is cut off.
 std::size_t TextDecoder::WholeLength(std::string_view bytes) const {
   switch (encoding_.form) {
     case TextForm::kUtf8:
@@ -200,7 +196,7 @@ std::size_t TextDecoder::WholeLength(std::string_view bytes) const {
       break;
   }
   if (!IsMultiByte(encoding_.codePage)) return bytes.size();
-  // At the end of a line no character is cut, and every state is the first one.
+  // At the end of a line no character is cut off and no shift is active.
   const std::size_t lineEnd = bytes.rfind('\n');
   return lineEnd != bytes.npos ? lineEnd + 1 : 0;
 }
@@ -237,7 +233,7 @@ void TextDecoder::DecodeWhole(std::string_view bytes, std::wstring* text) {
       } else {
         *text += Utf8ToWide(bytes);
       }
-      // A replacement character that the file holds itself is no loss.
+      // Replacement characters that the file itself contains are not a loss.
       const auto added = std::count(text->begin() + static_cast<std::ptrdiff_t>(before),
                                     text->end(), kReplacement);
       if (static_cast<std::size_t>(added) > CountOf(bytes, kReplacementUtf8)) hasLost_ = true;
@@ -259,7 +255,7 @@ void TextDecoder::DecodeWhole(std::string_view bytes, std::wstring* text) {
         }
         wchar_t units[2];
         int count = 0;
-        CMarkup::EncodeCharUTF16(static_cast<int>(code), units, count);
+        EncodeCharUtf16(static_cast<int>(code), units, &count);
         text->append(units, count);
       }
       break;
@@ -302,7 +298,7 @@ void TextEncoder::EncodeWhole(std::wstring_view text, std::string* bytes) {
       const wchar_t* const end = at + text.size();
       while (at != end) {
         const bool isOwn = *at == kReplacement;
-        const int code = CMarkup::DecodeCharUTF16(at, end);
+        const int code = DecodeCharUtf16(&at, end);
         if (code == kReplacement && !isOwn) hasLost_ = true;
         AppendUnit<4>(static_cast<std::uint32_t>(code), swapped, bytes);
       }

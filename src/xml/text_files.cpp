@@ -13,10 +13,10 @@ namespace {
 
 constexpr wchar_t kTextName[] = L"UTF-16";
 
-/// Lengths beyond what an entry holds are given as the most that it does.
+/// Entries are limited to the range of an int.
 int ToEntryNumber(std::uint64_t number) {
-  constexpr std::uint64_t kMost = std::numeric_limits<int>::max();
-  return static_cast<int>(std::min(number, kMost));
+  constexpr std::uint64_t kMax = std::numeric_limits<int>::max();
+  return static_cast<int>(std::min(number, kMax));
 }
 
 bool ReadBytes(const std::wstring& file, std::string* bytes) {
@@ -95,43 +95,31 @@ std::string EncodeFile(const std::wstring& doc, int docFlags, std::wstring* resu
   return bytes;
 }
 
-}  // namespace orv
-
-bool CMarkup::ReadTextFile(int, MCD_CSTR szFile, std::wstring& strDoc, std::wstring* pstrResult,
-                           int* pnDocFlags) {
-  std::wstring result;
+bool ReadTextFile(const wchar_t* file, std::wstring& text, std::wstring* result, int* docFlags) {
+  std::wstring findings;
   std::string bytes;
-  const bool isRead = orv::ReadBytes(szFile.c_str(), &bytes);
+  const bool isRead = ReadBytes(file, &bytes);
   if (isRead) {
-    strDoc = orv::DecodeFile(bytes, &result, pnDocFlags);
+    text = DecodeFile(bytes, &findings, docFlags);
   } else {
-    orv::ReportFileError(L"cannot read ", szFile.c_str(), &result);
+    ReportFileError(L"cannot read ", file, &findings);
   }
-  if (pstrResult != nullptr) *pstrResult = std::move(result);
+  if (result != nullptr) *result = std::move(findings);
   return isRead;
 }
 
-bool CMarkup::WriteTextFile(int, MCD_CSTR szFile, const std::wstring& strDoc,
-                            std::wstring* pstrResult, int* pnDocFlags) {
-  std::wstring result;
-  const std::string bytes =
-      orv::EncodeFile(strDoc, pnDocFlags != nullptr ? *pnDocFlags : 0, &result);
-  orv::NewFile file;
-  const bool isWritten = file.Open(szFile.c_str()) && file.Write(bytes) && file.Commit();
+bool WriteTextFile(const wchar_t* file, const std::wstring& text, std::wstring* result,
+                   const int* docFlags) {
+  std::wstring findings;
+  const std::string bytes = EncodeFile(text, docFlags != nullptr ? *docFlags : 0, &findings);
+  NewFile written;
+  const bool isWritten = written.Open(file) && written.Write(bytes) && written.Commit();
   if (!isWritten) {
-    result.clear();
-    orv::ReportFileError(L"cannot write ", szFile.c_str(), &result);
+    findings.clear();
+    ReportFileError(L"cannot write ", file, &findings);
   }
-  if (pstrResult != nullptr) *pstrResult = std::move(result);
+  if (result != nullptr) *result = std::move(findings);
   return isWritten;
 }
 
-bool CMarkup::x_Load(int nVariant, MCD_CSTR szFile) {
-  if (x_HasFile()) return false;
-  return ReadTextFile(nVariant, szFile, m_strDoc, &m_strResult, &m_nDocFlags) && x_ParseDoc();
-}
-
-bool CMarkup::x_Save(int nVariant, MCD_CSTR szFile) {
-  if (x_HasFile()) return false;
-  return WriteTextFile(nVariant, szFile, m_strDoc, &m_strResult, &m_nDocFlags);
-}
+}  // namespace orv

@@ -7,21 +7,30 @@
 
 namespace orv {
 
-/// What `CMarkup::ReadTextFile` makes of a file of these bytes, for bytes that come from elsewhere;
-/// the outputs may be null.
+/// Reads a whole file as text in the encoding that it is in. The result record, if not null, is
+/// replaced; the document flags, if not null, take over the form of the file. False, and the text
+/// unchanged, if the file cannot be read.
+bool ReadTextFile(const wchar_t* file, std::wstring& text, std::wstring* result, int* docFlags);
+
+/// Writes a text as a file, in the encoding that the flags or the text itself determine. The file
+/// is replaced only when it is complete.
+bool WriteTextFile(const wchar_t* file, const std::wstring& text, std::wstring* result,
+                   const int* docFlags);
+
+/// What `ReadTextFile` returns for a file with these bytes; the outputs may be null.
 std::wstring DecodeFile(std::string_view bytes, std::wstring* result, int* docFlags);
 
-/// The bytes that `CMarkup::WriteTextFile` writes; the result record says what that comes to.
-std::string EncodeFile(const std::wstring& doc, int docFlags, std::wstring* result);
+/// The bytes that `WriteTextFile` writes; the result record, if not null, describes them.
+std::string EncodeFile(const std::wstring& text, int docFlags, std::wstring* result);
 
-/// Adds the entries that say what reading or writing `length` bytes of a file came to.
+/// Adds the result entries for reading or writing `length` bytes of a file.
 void ReportRead(const TextDecoder& decoder, std::uint64_t length, std::wstring* result);
 void ReportWrite(const TextEncoder& encoder, std::uint64_t length, std::wstring* result);
 
-/// Adds the entry of a failure.
+/// Adds the result entry for a failure.
 void ReportFileError(const wchar_t* what, const std::wstring& file, std::wstring* result);
 
-/// The document flags of a file in this encoding, in place of those of another file.
+/// Replaces the document flags that describe a file's encoding.
 int FlagsOfFile(const TextEncoding& encoding, int docFlags);
 
 }  // namespace orv

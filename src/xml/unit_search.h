@@ -8,13 +8,14 @@
 #include <emmintrin.h>
 #endif
 
-/// Where names, values and texts end: eight units a step, in line, because most are short.
+/// Searches for the end of names, values and texts. They compare eight code units at a time and are
+/// inline, because most texts are short.
 
 namespace orv {
 
 #if defined(__SSE2__)
 
-/// Units of 16 bits; those beyond become the least or the greatest such number.
+/// Loads code units as signed 16-bit numbers; larger ones saturate.
 inline __m128i LoadEightUnits(const wchar_t* text) {
   const auto* data = reinterpret_cast<const __m128i*>(text);
   if constexpr (sizeof(wchar_t) == 2) {
@@ -24,14 +25,14 @@ inline __m128i LoadEightUnits(const wchar_t* text) {
   }
 }
 
-/// The first of eight units that a comparison found, which found one.
-inline int FirstFound(int signBits) {
-  return std::countr_zero(static_cast<unsigned>(signBits)) / 2;
+/// The first of eight code units that a comparison selected; at least one is.
+inline int FirstFound(int byteMask) {
+  return std::countr_zero(static_cast<unsigned>(byteMask)) / 2;
 }
 
 #endif
 
-/// The first of two units, which are ASCII, in a piece of text; its end when there is none.
+/// Finds the first of two ASCII code units in a range of text; its end if there is none.
 inline const wchar_t* FindEither(const wchar_t* at, const wchar_t* end, wchar_t a, wchar_t b) {
 #if defined(__SSE2__)
   const __m128i as = _mm_set1_epi16(static_cast<short>(a));
@@ -47,8 +48,9 @@ inline const wchar_t* FindEither(const wchar_t* at, const wchar_t* end, wchar_t 
   return at;
 }
 
-/// The first unit of a set in a piece of text; its end when there is none. The set holds only units
-/// below `0`, and `=`, `>` and `?`: what ends names is among them.
+/// Finds the first code unit of a set in a range of text; its end if there is none. The set
+/// contains only code units below `0`, and `=`, `>` and `?`, which covers everything that ends
+/// names.
 inline const wchar_t* FindNameEnd(const wchar_t* at, const wchar_t* end, UnitSet ends) {
 #if defined(__SSE2__)
   const __m128i zero = _mm_set1_epi16(L'0');
@@ -56,9 +58,9 @@ inline const wchar_t* FindNameEnd(const wchar_t* at, const wchar_t* end, UnitSet
   const __m128i commercialAt = _mm_set1_epi16(L'@');
   while (end - at >= 8) {
     const __m128i units = LoadEightUnits(at);
-    const __m128i signs =
+    const __m128i delimiters =
         _mm_and_si128(_mm_cmpgt_epi16(units, less), _mm_cmplt_epi16(units, commercialAt));
-    const int found = _mm_movemask_epi8(_mm_or_si128(_mm_cmplt_epi16(units, zero), signs));
+    const int found = _mm_movemask_epi8(_mm_or_si128(_mm_cmplt_epi16(units, zero), delimiters));
     if (found == 0) {
       at += 8;
     } else {

@@ -1,4 +1,4 @@
-#include "xml/signs.h"
+#include "xml/delimiters.h"
 
 #include <algorithm>
 #include <array>
@@ -14,66 +14,66 @@
 namespace orv {
 namespace {
 
-constexpr UnitSet kSigns(L"<>\"'");
+constexpr UnitSet kDelimiters(L"<>\"'");
 
-std::size_t FindSignsPlain(const wchar_t* text, std::size_t blocks, std::uint32_t first,
-                           std::uint32_t* signs) {
+std::size_t FindDelimitersPlain(const wchar_t* text, std::size_t blocks, std::uint32_t first,
+                                std::uint32_t* offsets) {
   std::size_t count = 0;
-  for (std::size_t i = 0; i < blocks * kSignBlock; ++i) {
-    signs[count] = first + static_cast<std::uint32_t>(i);
-    count += kSigns.Has(text[i]) ? 1 : 0;
+  for (std::size_t i = 0; i < blocks * kDelimiterBlock; ++i) {
+    offsets[count] = first + static_cast<std::uint32_t>(i);
+    count += kDelimiters.Has(text[i]) ? 1 : 0;
   }
   return count;
 }
 
 #if defined(__x86_64__)
 
-/// Writes the places of a block's set bits and returns their number. Eight are written at a time,
-/// so that their number is hardly ever a branch taken wrongly.
-inline std::size_t WritePlaces(std::uint64_t bits, std::uint32_t first, std::uint32_t* places) {
+/// Writes the offsets of a block's set bits and returns their number. Writes eight at a time, so
+/// that the loop branch is nearly always predicted.
+inline std::size_t WriteOffsets(std::uint64_t bits, std::uint32_t first, std::uint32_t* offsets) {
   const auto count = static_cast<std::size_t>(std::popcount(bits));
   for (std::size_t written = 0; written < count; written += 8) {
 #pragma GCC unroll 8
     for (std::size_t i = 0; i < 8; ++i) {
-      places[written + i] = first + static_cast<std::uint32_t>(std::countr_zero(bits));
+      offsets[written + i] = first + static_cast<std::uint32_t>(std::countr_zero(bits));
       bits &= bits - 1;
     }
   }
   return count;
 }
 
-// Units are narrowed to bytes first; those beyond a byte become no sign. The signs differ in their
-// low four bits, so that a byte is a sign when it is the one that the table has there: one shuffle
-// and one comparison find all four.
+// Code units are narrowed to bytes first; larger ones saturate to a byte that is not a delimiter.
+// The delimiters differ in their low four bits. A byte is a delimiter if it equals the table entry
+// for its low bits, so one shuffle and one comparison find all four.
 
 #define ORV_SSE41 __attribute__((target("sse4.1,popcnt")))
 #define ORV_AVX2 __attribute__((target("avx2,bmi,popcnt")))
 #define ORV_AVX512 \
   __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi,avx512vbmi2,popcnt")))
 
-/// The sign with the low bits of the index; at 0 a byte that a zero unit does not equal.
-ORV_SSE41 inline __m128i SignTable() {
+/// The delimiter for each value of the low four bits; entry 0 differs from a zero code unit.
+ORV_SSE41 inline __m128i DelimiterTable() {
   return _mm_setr_epi8(-1, 0, '"', 0, 0, 0, 0, '\'', 0, 0, 0, 0, '<', 0, '>', 0);
 }
 
-ORV_SSE41 std::size_t FindSignsSse41(const wchar_t* text, std::size_t blocks, std::uint32_t first,
-                                     std::uint32_t* signs) {
-  const __m128i table = SignTable();
+ORV_SSE41 std::size_t FindDelimitersSse41(const wchar_t* text, std::size_t blocks,
+                                          std::uint32_t first, std::uint32_t* offsets) {
+  const __m128i table = DelimiterTable();
   std::size_t count = 0;
-  for (; blocks > 0; --blocks, first += kSignBlock) {
+  for (; blocks > 0; --blocks, first += kDelimiterBlock) {
     std::uint64_t bits = 0;
-    for (std::size_t part = 0; part < kSignBlock; part += 16, text += 16) {
+    for (std::size_t part = 0; part < kDelimiterBlock; part += 16, text += 16) {
       const __m128i bytes = NarrowUnits(text);
       const __m128i found = _mm_cmpeq_epi8(bytes, _mm_shuffle_epi8(table, bytes));
       const auto mask = static_cast<std::uint16_t>(_mm_movemask_epi8(found));
       bits |= static_cast<std::uint64_t>(mask) << part;
     }
-    count += WritePlaces(bits, first, signs + count);
+    count += WriteOffsets(bits, first, offsets + count);
   }
   return count;
 }
 
-/// Packing works within the two halves of a register; the permutation puts the bytes in order.
+/// Packs within each 128-bit lane, then permutes the bytes into order.
 ORV_AVX2 inline __m256i LoadBytes32(const wchar_t* text) {
   const auto* data = reinterpret_cast<const __m256i*>(text);
   if constexpr (sizeof(wchar_t) == 2) {
@@ -89,24 +89,24 @@ ORV_AVX2 inline __m256i LoadBytes32(const wchar_t* text) {
   }
 }
 
-ORV_AVX2 std::size_t FindSignsAvx2(const wchar_t* text, std::size_t blocks, std::uint32_t first,
-                                   std::uint32_t* signs) {
-  const __m256i table = _mm256_broadcastsi128_si256(SignTable());
+ORV_AVX2 std::size_t FindDelimitersAvx2(const wchar_t* text, std::size_t blocks,
+                                        std::uint32_t first, std::uint32_t* offsets) {
+  const __m256i table = _mm256_broadcastsi128_si256(DelimiterTable());
   std::size_t count = 0;
-  for (; blocks > 0; --blocks, first += kSignBlock) {
+  for (; blocks > 0; --blocks, first += kDelimiterBlock) {
     std::uint64_t bits = 0;
-    for (std::size_t part = 0; part < kSignBlock; part += 32, text += 32) {
+    for (std::size_t part = 0; part < kDelimiterBlock; part += 32, text += 32) {
       const __m256i bytes = LoadBytes32(text);
       const __m256i found = _mm256_cmpeq_epi8(bytes, _mm256_shuffle_epi8(table, bytes));
       const auto mask = static_cast<std::uint32_t>(_mm256_movemask_epi8(found));
       bits |= static_cast<std::uint64_t>(mask) << part;
     }
-    count += WritePlaces(bits, first, signs + count);
+    count += WriteOffsets(bits, first, offsets + count);
   }
   return count;
 }
 
-// GCC 12 warns of values that its own header leaves undefined on purpose.
+// GCC 12 warns about values that its own header leaves undefined on purpose.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wuninitialized"
 #ifndef __clang__
@@ -128,31 +128,31 @@ ORV_AVX512 inline __m512i LoadBytes64(const wchar_t* text) {
   }
 }
 
-constexpr auto kUnitsOfBlock = [] {
-  std::array<std::uint8_t, kSignBlock> units{};
-  for (std::size_t i = 0; i < kSignBlock; ++i) units[i] = static_cast<std::uint8_t>(i);
+constexpr auto kBlockOffsets = [] {
+  std::array<std::uint8_t, kDelimiterBlock> units{};
+  for (std::size_t i = 0; i < kDelimiterBlock; ++i) units[i] = static_cast<std::uint8_t>(i);
   return units;
 }();
 
-/// Places are the bytes 0 to 63 whose bits are set, moved together.
-ORV_AVX512 std::size_t FindSignsAvx512(const wchar_t* text, std::size_t blocks, std::uint32_t first,
-                                       std::uint32_t* signs) {
-  const __m512i units = _mm512_loadu_si512(kUnitsOfBlock.data());
-  const __m512i table = _mm512_broadcast_i32x4(SignTable());
+/// Compresses the bytes 0 to 63 by the mask, which yields the offsets within a block.
+ORV_AVX512 std::size_t FindDelimitersAvx512(const wchar_t* text, std::size_t blocks,
+                                            std::uint32_t first, std::uint32_t* offsets) {
+  const __m512i units = _mm512_loadu_si512(kBlockOffsets.data());
+  const __m512i table = _mm512_broadcast_i32x4(DelimiterTable());
   std::size_t count = 0;
-  for (; blocks > 0; --blocks, first += kSignBlock, text += kSignBlock) {
+  for (; blocks > 0; --blocks, first += kDelimiterBlock, text += kDelimiterBlock) {
     const __m512i bytes = LoadBytes64(text);
     const __mmask64 found = _mm512_cmpeq_epi8_mask(bytes, _mm512_shuffle_epi8(table, bytes));
     const __m512i start = _mm512_set1_epi32(static_cast<int>(first));
     __m512i places = _mm512_maskz_compress_epi8(found, units);
-    std::uint32_t* end = signs + count;
+    std::uint32_t* end = offsets + count;
     count += static_cast<std::size_t>(std::popcount(static_cast<std::uint64_t>(found)));
     do {
       const __m512i sixteen = _mm512_cvtepu8_epi32(_mm512_castsi512_si128(places));
       _mm512_storeu_si512(end, _mm512_add_epi32(start, sixteen));
       places = _mm512_shuffle_i64x2(places, places, 0b00'11'10'01);
       end += 16;
-    } while (end < signs + count);
+    } while (end < offsets + count);
   }
   return count;
 }
@@ -161,16 +161,16 @@ ORV_AVX512 std::size_t FindSignsAvx512(const wchar_t* text, std::size_t blocks, 
 
 #endif
 
-/// Units from which on a text is not to be had from the near caches.
+/// Code units from which a text is too large for the first cache levels.
 constexpr int kLongText = (1 << 20) / sizeof(wchar_t);
 
-/// Asks for what is looked at a page of memory later: the processor by itself looks ahead no
-/// further than to the end of a page. What lies behind the text does no harm.
+/// Prefetches one memory page ahead; the hardware prefetcher stops at page boundaries. Prefetching
+/// beyond the end of the text is harmless.
 void PrefetchAhead(const wchar_t* text, std::size_t blocks) {
-  constexpr std::uintptr_t kPage = 4096;
+  constexpr std::uintptr_t kMemoryPage = 4096;
   constexpr std::uintptr_t kCacheLine = 64;
-  const std::uintptr_t first = reinterpret_cast<std::uintptr_t>(text) + kPage;
-  const std::uintptr_t end = first + blocks * kSignBlock * sizeof(wchar_t);
+  const std::uintptr_t first = reinterpret_cast<std::uintptr_t>(text) + kMemoryPage;
+  const std::uintptr_t end = first + blocks * kDelimiterBlock * sizeof(wchar_t);
   for (std::uintptr_t line = first; line < end; line += kCacheLine) {
     __builtin_prefetch(reinterpret_cast<const void*>(line));
   }
@@ -178,44 +178,44 @@ void PrefetchAhead(const wchar_t* text, std::size_t blocks) {
 
 }  // namespace
 
-SignFinder SignFinderFor(CpuLevel level) {
+DelimiterScanner DelimiterScannerFor(CpuLevel level) {
   switch (level) {
 #if defined(__x86_64__)
     case CpuLevel::kAvx512:
-      return FindSignsAvx512;
+      return FindDelimitersAvx512;
     case CpuLevel::kAvx2:
-      return FindSignsAvx2;
+      return FindDelimitersAvx2;
     case CpuLevel::kSse41:
-      return FindSignsSse41;
+      return FindDelimitersSse41;
 #endif
     default:
-      return FindSignsPlain;
+      return FindDelimitersPlain;
   }
 }
 
-SignPieces::Piece SignPieces::More() {
+DelimiterBatches::Batch DelimiterBatches::Next() {
   std::size_t count = 0;
-  while (count == 0 && found_ < length_) {
-    const auto first = static_cast<std::uint32_t>(found_);
-    const auto left = static_cast<std::size_t>(length_ - found_);
-    if (left >= kSignBlock) {
-      const std::size_t blocks = std::min(left / kSignBlock, kBlocks);
-      if (length_ >= kLongText) PrefetchAhead(text_ + found_, blocks);
-      count = find_(text_ + found_, blocks, first, signs_);
-      found_ += static_cast<int>(blocks * kSignBlock);
+  while (count == 0 && scanned_ < length_) {
+    const auto first = static_cast<std::uint32_t>(scanned_);
+    const auto left = static_cast<std::size_t>(length_ - scanned_);
+    if (left >= kDelimiterBlock) {
+      const std::size_t blocks = std::min(left / kDelimiterBlock, kBlocks);
+      if (length_ >= kLongText) PrefetchAhead(text_ + scanned_, blocks);
+      count = scan_(text_ + scanned_, blocks, first, offsets_);
+      scanned_ += static_cast<int>(blocks * kDelimiterBlock);
     } else {
-      wchar_t tail[kSignBlock] = {};
-      std::copy_n(text_ + found_, left, tail);
-      count = find_(tail, 1, first, signs_);
-      found_ = length_;
+      wchar_t tail[kDelimiterBlock] = {};
+      std::copy_n(text_ + scanned_, left, tail);
+      count = scan_(tail, 1, first, offsets_);
+      scanned_ = length_;
     }
-    if (copy_ != nullptr) copy_->To(static_cast<std::size_t>(found_));
+    if (copy_ != nullptr) copy_->AdvanceTo(static_cast<std::size_t>(scanned_));
   }
   if (count == 0) {
-    signs_[0] = static_cast<std::uint32_t>(length_);
+    offsets_[0] = static_cast<std::uint32_t>(length_);
     count = 1;
   }
-  return {signs_, signs_ + count};
+  return {offsets_, offsets_ + count};
 }
 
 }  // namespace orv

@@ -1,6 +1,5 @@
-#include "xml/elem_pos_array.h"
+#include "xml/element_index.h"
 
-#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -8,7 +7,24 @@
 
 namespace orv {
 
-void ElemPosArray::Grow(int capacity) {
+void ElementIndex::Reset(int capacity) {
+  count_ = 1;
+  deleted_ = 0;
+  if (capacity_ != 0) (*this)[0] = {};  // valid even if the next step throws
+  Grow(capacity);
+  (*this)[0] = {};
+}
+
+int ElementIndex::Release(int record) {
+  ElemPos& element = (*this)[record];
+  const int next = element.next;
+  element.next = deleted_;
+  element.levelFlags = ELEM_DELETED;
+  deleted_ = record;
+  return next;
+}
+
+void ElementIndex::Grow(int capacity) {
   if (capacity <= capacity_) return;
   const int lastSegment = capacity_ == 0 ? 0 : (capacity_ - 1) >> kSegmentBits;
   const auto limit = static_cast<std::int64_t>(lastSegment + 2) << kSegmentBits;
@@ -33,9 +49,9 @@ void ElemPosArray::Grow(int capacity) {
   capacity_ = capacity;
 }
 
-void ElemPosArray::Trim(int used) {
-  const int kept = used + used / 8 + 8;
-  if (capacity_ - used <= used / 4 || kept >= capacity_) return;
+void ElementIndex::Trim() {
+  const int kept = count_ + count_ / 8 + 8;
+  if (capacity_ - count_ <= count_ / 4 || kept >= capacity_) return;
   const int last = (kept - 1) >> kSegmentBits;
   for (int s = (capacity_ - 1) >> kSegmentBits; s > last; --s) segments_[s] = nullptr;
   Segment& segment = segments_[last];
@@ -48,18 +64,23 @@ void ElemPosArray::Trim(int used) {
   capacity_ = kept;
 }
 
-void ElemPosArray::Assign(const ElemPosArray& other, int count) {
+void ElementIndex::Assign(const ElementIndex& other) {
   Clear();
-  while (capacity_ < std::max(count, 8)) Grow(std::max(count, 8));
-  for (int first = 0; first < count; first += kSegmentRecords) {
-    const int records = std::min(count - first, kSegmentRecords);
+  const int capacity = std::max(other.count_, 8);
+  while (capacity_ < capacity) Grow(capacity);
+  for (int first = 0; first < other.count_; first += kSegmentRecords) {
+    const int records = std::min(other.count_ - first, kSegmentRecords);
     std::memcpy(&(*this)[first], &other[first], records * sizeof(ElemPos));
   }
+  count_ = other.count_;
+  deleted_ = other.deleted_;
 }
 
-void ElemPosArray::Clear() {
+void ElementIndex::Clear() {
   segments_.clear();
   capacity_ = 0;
+  count_ = 1;
+  deleted_ = 0;
 }
 
 }  // namespace orv

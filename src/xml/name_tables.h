@@ -14,13 +14,13 @@ struct NamedValue {
   std::wstring_view name;
 };
 
-/// A table of names in lower case, in `kBuckets` zero-terminated buckets: a name stands in the one
-/// numbered by the sum of its units modulo their number. An entry is the length of the name and its
-/// value, each with a fixed number of decimal digits, and the name. Made at compile time.
+/// A compile-time hash table of lower-case names in `kBuckets` zero-terminated buckets. The bucket
+/// is the sum of the name's code units modulo `kBuckets`. An entry is the length of the name and
+/// its value, each with a fixed number of decimal digits, then the name.
 template <int kBuckets, int kLengthDigits, int kValueDigits, std::size_t kSize>
 class NameBuckets {
  public:
-  /// Names keep their order within a bucket and are put into lower case.
+  /// Converts the names to lower case and keeps their order within a bucket.
   template <std::size_t kCount>
   constexpr explicit NameBuckets(const std::array<NamedValue, kCount>& names) {
     std::array<int, kCount> buckets{};
@@ -38,7 +38,7 @@ class NameBuckets {
     }
   }
 
-  /// The units that a table of these names takes.
+  /// The code units that a table of these names needs.
   static constexpr std::size_t SizeFor(std::span<const NamedValue> names) {
     std::size_t size = kBuckets;
     for (const NamedValue& entry : names) size += kLengthDigits + kValueDigits + entry.name.size();
@@ -47,7 +47,7 @@ class NameBuckets {
 
   constexpr const wchar_t* Bucket(int bucket) const { return text_.data() + starts_[bucket]; }
 
-  /// The value of the first entry of a name in lower case; -1 when there is none.
+  /// The value of the first entry with this lower-case name; -1 when there is none.
   constexpr int Find(std::wstring_view lowerName) const {
     const wchar_t* entry = Bucket(BucketOf(lowerName));
     while (*entry != 0) {
@@ -84,5 +84,23 @@ class NameBuckets {
   std::array<wchar_t, kSize> text_{};
   std::array<unsigned short, kBuckets> starts_{};
 };
+
+/// The code point of a named character reference, given its lower-case name; -1 for an unknown
+/// name. Kept for compatibility: names that differ only in case are one name, that of the
+/// upper-case letter.
+int FindEntity(std::wstring_view lowerName);
+
+/// One of the 130 buckets of the entity table, zero-terminated. An entry is the length of the name
+/// as one decimal digit, the code point as four, then the name.
+const wchar_t* EntityBucket(int bucket);
+
+inline constexpr int kEncodingBuckets = 155;
+
+/// The Windows code page of an encoding, given its lower-case name; -1 for an unknown name.
+int FindEncoding(std::wstring_view lowerName);
+
+/// One of the buckets of the encoding table, zero-terminated. An entry is the length of the name as
+/// two decimal digits, the code page as five, then the name.
+const wchar_t* EncodingBucket(int bucket);
 
 }  // namespace orv

@@ -1,0 +1,164 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "xml/document.h"
+
+namespace orv {
+
+/// A place in a document: the numbers of three records, and the current node when that is not an
+/// element.
+struct Place {
+  int parent = 0;
+  int main = 0;   ///< the current element, or the last one before the current node
+  int child = 0;  ///< the current child of the main element
+  int nodeType = 0;
+  int nodeOffset = 0;
+  int nodeLength = 0;
+};
+
+/// Navigates a document and reads it at the current place. The public class, the configuration
+/// loader and the checker all use it. Nothing here allocates, except functions that return a
+/// `std::wstring` and those that decode into a buffer. Views are valid until the document or the
+/// buffer changes.
+class Cursor {
+ public:
+  explicit Cursor(const Document& document) : document_(document) {}
+  Cursor(const Cursor&) = delete;
+  Cursor& operator=(const Cursor&) = delete;
+
+  const Document& Doc() const { return document_; }
+  const Place& Get() const { return place_; }
+  int Parent() const { return place_.parent; }
+  /// The main element; 0 for none.
+  int Main() const { return place_.main; }
+  int Child() const { return place_.child; }
+  int NodeType() const { return place_.nodeType; }
+  int NodeOffset() const { return place_.nodeOffset; }
+  int NodeLength() const { return place_.nodeLength; }
+  int NodeEnd() const { return place_.nodeOffset + place_.nodeLength; }
+  bool IsElement() const { return place_.main != 0 && place_.nodeType == CMarkup::NODE_ELEMENT; }
+  /// Whether the place is a node that is not an element.
+  bool IsOtherNode() const { return place_.nodeType > CMarkup::NODE_ELEMENT; }
+
+  void Set(const Place& place) { place_ = place; }
+  void Set(int parent, int main, int child) {
+    place_ = {parent, main, child, main != 0 ? CMarkup::NODE_ELEMENT : CMarkup::NODE_NONE, 0, 0};
+  }
+  /// Makes a node after the main element, or the first of its parent, the current one.
+  void SetNode(int type, int offset, int length) {
+    place_.nodeType = type;
+    place_.nodeOffset = offset;
+    place_.nodeLength = length;
+  }
+
+  // --- Navigation: without a match the place does not change ---
+
+  /// Moves to the next element that the first name of a path matches; any element if it is empty.
+  bool FindElement(const wchar_t* path);
+  /// Moves the child position likewise.
+  bool FindChild(const wchar_t* path);
+  /// Moves to the next node of a set of types and returns its type, 0 for none.
+  int FindNode(int types);
+  bool IntoElement();
+  bool OutOfElement();
+
+  // --- Reading ---
+
+  /// The tag name of the main element, or the name of another node.
+  std::wstring_view TagName() const;
+  /// An attribute of the main (child) element or of a processing instruction.
+  bool FindAttribute(bool ofChild, std::wstring_view name, Attribute* attribute) const;
+  /// The value of an attribute: a view of the text if nothing has to be decoded, otherwise of
+  /// `*buffer`. False if there is no such attribute.
+  bool Attrib(std::wstring_view name, std::wstring* buffer, std::wstring_view* value) const {
+    Attribute attribute;
+    if (!FindAttribute(false, name, &attribute)) return false;
+    *value = ValueOf(attribute, buffer);
+    return true;
+  }
+  /// The decoded value of an attribute of the main (child) element; empty for none.
+  std::wstring AttribValue(bool ofChild, std::wstring_view name) const;
+  /// The attribute with an index; false, with the outputs unchanged, for none.
+  bool NthAttrib(int index, std::wstring* name, std::wstring* value) const;
+  /// Calls `visit(name, value)` for each attribute, values decoded through `*buffer`.
+  template <class Visitor>
+  void ForEachAttrib(std::wstring* buffer, Visitor visit) const {
+    std::wstring_view text;
+    std::size_t nameStart;
+    if (!FindTag(false, &text, &nameStart)) return;
+    AttributeCursor attributes(text, nameStart);
+    Attribute attribute;
+    while (attributes.Next(&attribute)) {
+      if (!attribute.name.empty()) visit(attribute.name, ValueOf(attribute, buffer));
+    }
+  }
+  /// The data of the main element or node, decoded like a value.
+  std::wstring_view Data(std::wstring* buffer) const;
+  std::wstring Data() const;
+  /// The data as written: a view with null data for an element whose content is more than one run
+  /// of text.
+  std::wstring_view RawData() const;
+  /// The markup of the main element or node.
+  std::wstring_view Markup() const;
+
+  // --- Walking the records, without moving ---
+
+  /// The first child with a tag name, which contains no code unit that could end it; 0 for none.
+  int FirstChild(int element, std::wstring_view tagName) const {
+    return FirstNamed(document_[element].child, tagName);
+  }
+  /// The next sibling with a tag name; 0 for none.
+  int NextSibling(int element, std::wstring_view tagName) const {
+    return FirstNamed(document_[element].next, tagName);
+  }
+
+ private:
+  int FindAmong(int parent, int after, const wchar_t* path) const;
+  int FirstNamed(int element, std::wstring_view tagName) const;
+  int NextNodeOffset() const;
+  std::wstring_view NodeData() const;
+  bool FindTag(bool ofChild, std::wstring_view* text, std::size_t* nameStart) const;
+  std::wstring_view ValueOf(const Attribute& attribute, std::wstring* buffer) const {
+    if (attribute.isPlain && !NormalizesWhitespace(document_.flags)) return attribute.value;
+    return *buffer = document_.Unescape(attribute.value);
+  }
+
+  const Document& document_;
+  Place place_;
+};
+
+/// Positions saved under names, in numbered tables.
+class SavedPositions {
+ public:
+  struct Entry {
+    int parent;
+    int main;
+    int child;
+  };
+  using Table = std::unordered_map<std::wstring, Entry>;
+
+  void Clear() { tables_.clear(); }
+  Table& At(int number) { return tables_[number]; }
+  template <class Visitor>
+  void ForEach(Visitor visit) {
+    for (auto& [number, table] : tables_) {
+      for (auto& [name, entry] : table) visit(entry);
+    }
+  }
+  /// Removes every entry for which `isGone` is true.
+  template <class Predicate>
+  void RemoveIf(Predicate isGone) {
+    for (auto& [number, table] : tables_) {
+      std::erase_if(table, [&](const auto& saved) { return isGone(saved.second); });
+    }
+  }
+
+ private:
+  std::map<int, Table> tables_;
+};
+
+}  // namespace orv

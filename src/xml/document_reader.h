@@ -1,0 +1,57 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "xml/cursor.h"
+#include "xml/file_stream.h"
+#include "xml/open_names.h"
+
+namespace orv {
+
+/// Reads a document from a file in parts. Memory holds the start tags of the open elements and of
+/// the main element, followed by text that was not passed yet. Records 1 and up are the open
+/// elements from the outside in, then the main element.
+class DocumentReader {
+ public:
+  DocumentReader(Document& document, Cursor& cursor) : document_(document), cursor_(cursor) {}
+
+  /// Opens a file; sets the document flags that describe its encoding.
+  bool Open(const std::wstring& file);
+
+  /// Moves forward to the next node of a set of types, 0 for all, an element by the first name of a
+  /// path. Returns its type, 0 for none; everything up to the end of the parent is passed then.
+  int FindForward(int types, const wchar_t* path);
+  /// The data of the main element, whose content is not passed.
+  std::wstring Data();
+  /// Makes the main element the parent.
+  void EnterElement();
+  /// Skips the rest of the parent, which is about to become the main element.
+  void FinishElement();
+
+  const FileStream& File() const { return file_; }
+
+ private:
+  bool ReadMore(int* at);
+  int ReadNode(NodePos& node, int* at);
+  void SkipContent();
+  bool SkipElement(std::wstring name);
+  void EndAtFileEnd();
+  void PassEndTag(int tag, int after);
+  void AddMain(const NodePos& node);
+  bool IsWanted(const NodePos& node, int types, const wchar_t* path) const;
+  bool EndsOpenElement(std::wstring_view name) const;
+
+  Document& document_;
+  Cursor& cursor_;
+  FileStream file_;
+  int next_ = 0;                ///< offset of the text that was not passed
+  std::int64_t passed_ = 0;     ///< code units of the file before the text, less the tags kept
+  bool hasContent_ = false;     ///< the content of the main element was not passed
+  bool isParentEnded_ = false;  ///< the end tag of the parent was passed
+  /// The names of the open elements, without regard to case: what matches none of them so matches
+  /// none of them otherwise.
+  OpenNames openNames_{true};
+};
+
+}  // namespace orv

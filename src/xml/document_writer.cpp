@@ -1,0 +1,60 @@
+#include "xml/document_writer.h"
+
+#include <vector>
+
+namespace orv {
+
+/// Up to where the markup is complete.
+int DocumentWriter::CompletedEnd() const {
+  if (cursor_.IsOtherNode()) return cursor_.NodeOffset();
+  if (const int main = cursor_.Main(); main != 0) {
+    return HasStartTag(main) ? document_[main].start : document_[main].End();
+  }
+  const int parent = cursor_.Parent();
+  if (parent == 0) return document_.Size();
+  return document_[parent].IsTagOnly() ? document_[parent].start : document_.ContentEnd(parent);
+}
+
+bool DocumentWriter::WriteCompleted() {
+  const int end = CompletedEnd();
+  if (!file_.Write(document_.text, end, document_.flags)) return false;
+  document_.text.erase(0, end);
+  KeepOpenElements(end);
+  return true;
+}
+
+/// Reduces the index to the open elements and the current one, after the start of the text was
+/// written.
+void DocumentWriter::KeepOpenElements(int written) {
+  const bool isOtherNode = cursor_.IsOtherNode();
+  const bool keepsMain = !isOtherNode && cursor_.Main() != 0 && HasStartTag(cursor_.Main());
+  std::vector<ElemPos> kept;  // from the inside out
+  if (keepsMain) kept.push_back(document_[cursor_.Main()]);
+  for (int i = cursor_.Parent(); i != 0; i = document_[i].parent) kept.push_back(document_[i]);
+
+  document_.elements.Truncate(1);
+  document_[0] = ElemPos{};
+  document_[0].length = document_.Size();
+  int parent = 0;
+  int main = 0;
+  while (!kept.empty()) {
+    ElemPos element = kept.back();
+    kept.pop_back();
+    const int end = element.End() - written;
+    const int start = element.start - written;
+    if (start < 0) element.SetStartTagLength(kWrittenTag);
+    element.start = std::max(start, 0);
+    element.length = end - element.start;
+    element.child = 0;
+    const int i = document_.elements.Add();
+    document_[i] = element;
+    document_.Link(parent, 0, i);
+    (keepsMain && kept.empty() ? main : parent) = i;
+  }
+  const int nodeType = cursor_.NodeType();
+  const int nodeLength = cursor_.NodeLength();
+  cursor_.Set(parent, main, 0);
+  if (isOtherNode) cursor_.SetNode(nodeType, 0, nodeLength);
+}
+
+}  // namespace orv

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <string>
+
+#include "xml/cursor.h"
+#include "xml/file_stream.h"
+
+namespace orv {
+
+/// Writes a document to a file in parts, while it is being edited. Memory holds the markup after
+/// what was written; the index holds the open elements and the current one.
+class DocumentWriter {
+ public:
+  DocumentWriter(Document& document, Cursor& cursor) : document_(document), cursor_(cursor) {}
+
+  bool Create(const std::wstring& file) { return file_.OpenToWrite(file); }
+  /// Continues a file; a missing one is created.
+  bool Append(const std::wstring& file) { return file_.OpenToAppend(file); }
+
+  /// Writes the markup before the place where markup is added next, and drops it from memory. The
+  /// start tag of the current element stays in memory, and so does that of a parent that is not
+  /// opened yet.
+  bool WriteCompleted();
+  bool Flush() { return WriteCompleted() && file_.Flush(); }
+  /// Writes the rest and ends the file; false if it is incomplete.
+  bool Finish() {
+    return file_.Write(document_.text, document_.text.size(), document_.flags) &&
+           file_.Finish(document_.flags);
+  }
+
+  const FileStream& File() const { return file_; }
+
+ private:
+  bool HasStartTag(int element) const { return document_[element].StartTagLength() > kWrittenTag; }
+  int CompletedEnd() const;
+  void KeepOpenElements(int written);
+
+  Document& document_;
+  Cursor& cursor_;
+  FileStream file_;
+};
+
+}  // namespace orv

@@ -1,0 +1,577 @@
+#include "xml/editor.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+#include <vector>
+
+#include "xml/names.h"
+#include "xml/references.h"
+
+namespace orv {
+namespace {
+
+constexpr std::wstring_view kLineBreak = L"\r\n";
+
+/// Whether a text is valid as a tag name in a start and an end tag.
+bool IsTagName(std::wstring_view name) {
+  if (name.empty() || !IsNameStart(name[0])) return false;
+  for (const wchar_t unit : name) {
+    if (EndsTagName(unit) || IsQuote(unit) || unit == L'<') return false;
+  }
+  return true;
+}
+
+bool IsAttributeName(std::wstring_view name) {
+  return !name.empty() && name.find_first_of(L" \t\r\n/=>?<\"'") == name.npos;
+}
+
+/// The length of the line break at an offset of a text; 0 for none.
+int LineBreakLength(std::wstring_view text, std::size_t offset) {
+  if (text.substr(offset, 2) == kLineBreak) return 2;
+  return offset < text.size() && (text[offset] == L'\r' || text[offset] == L'\n') ? 1 : 0;
+}
+
+/// The offset of the tag that only white space separates from an offset; otherwise the offset
+/// itself.
+int SkipSpaceBeforeTag(std::wstring_view text, int offset) {
+  const std::size_t found = text.find_first_not_of(L" \n\t\r", offset);
+  return found != text.npos && text[found] == L'<' ? static_cast<int>(found) : offset;
+}
+
+/// The markup of a node that is not an element; empty if it would read back as something else.
+std::wstring NodeMarkup(int type, MCD_CSTR nodeText) {
+  const std::wstring text = nodeText.c_str();
+  std::wstring markup;
+  switch (type) {
+    case CMarkup::NODE_TEXT:
+      markup = EscapeText(nodeText.c_str(), 0);
+      break;
+    case CMarkup::NODE_WHITESPACE:
+    case CMarkup::NODE_DOCUMENT_TYPE:
+      markup = text;
+      break;
+    case CMarkup::NODE_CDATA_SECTION:
+      return EncodeCDataSection(text);
+    case CMarkup::NODE_PROCESSING_INSTRUCTION:
+      markup = L"<?" + text + L"?>";
+      break;
+    case CMarkup::NODE_COMMENT:
+      markup = L"<!--" + text + L"-->";
+      break;
+    default:
+      return {};
+  }
+  TokenPos token;
+  token.text = markup.c_str();
+  token.length = static_cast<int>(markup.size());
+  NodePos node;
+  const int scanned = ScanNode(token, node);
+  const bool isText = type == CMarkup::NODE_TEXT && scanned == CMarkup::NODE_WHITESPACE;
+  if ((scanned != type && !isText) || node.length != token.length) return {};
+  return markup;
+}
+
+/// The escaped text or CDATA section of a value.
+std::wstring EncodeValue(MCD_CSTR value, int flags) {
+  return (flags & CMarkup::ADD_CDATA) != 0 && !value.IsEmpty() ? EncodeCDataSection(value.view())
+                                                               : EscapeText(value.c_str(), flags);
+}
+
+/// Whether reading the attributes of a tag recognizes the same quotes as the parse did. It does not
+/// if the tag name or an unquoted value contains an equals sign followed by a quote; an edit could
+/// then end the tag elsewhere.
+bool ReadsAsParsed(std::wstring_view text, int tag, int end) {
+  AttributeCursor cursor(text, static_cast<std::size_t>(tag) + 1);
+  Attribute attribute;
+  for (int at = tag + 2; at < end; ++at) {
+    if (!IsQuote(text[at]) || !OpensValue(text.data(), tag, at)) continue;
+    do {
+      if (!cursor.Next(&attribute)) return false;
+    } while (!attribute.hasValue || !IsQuote(text[attribute.valueStart - 1]));
+    if (static_cast<int>(attribute.valueStart) != at + 1) return false;
+    at += static_cast<int>(attribute.value.size()) + 1;
+  }
+  return true;
+}
+
+}  // namespace
+
+// --- After an edit ---
+
+/// In an ill-formed document any edit may change how tags match: it is indexed again.
+void Editor::FinishEdit() {
+  if (!document_.IsIllFormed() || document_.HasFile()) return;
+  Reparse();
+  if (!document_.IsIllFormed()) CheckNode();
+}
+
+/// Resets the current node if it no longer exists: new markup can complete an unterminated
+/// construct and absorb the node, and editing it as a node would then corrupt the index. A text may
+/// also have become part of a longer one.
+void Editor::CheckNode() {
+  if (!cursor_.IsOtherNode()) return;
+  constexpr int kText = CMarkup::NODE_TEXT | CMarkup::NODE_WHITESPACE;
+  const Place place = cursor_.Get();
+  cursor_.Set(place.parent, place.main, 0);
+  int found;
+  do {
+    found = cursor_.FindNode(0);
+  } while (found != CMarkup::NODE_NONE && found != CMarkup::NODE_ELEMENT &&
+           cursor_.NodeEnd() <= place.nodeOffset);
+  const bool isText = (place.nodeType & kText) != 0 && (found & kText) != 0 &&
+                      cursor_.NodeOffset() <= place.nodeOffset;
+  const bool isSame =
+      isText || (found == place.nodeType && cursor_.NodeOffset() == place.nodeOffset);
+  cursor_.Set(place.parent, place.main, 0);
+  if (isSame) cursor_.SetNode(place.nodeType, place.nodeOffset, place.nodeLength);
+}
+
+/// Parses the text again without changing the result record, and restores the positions by their
+/// offsets.
+void Editor::Reparse() {
+  const auto startOf = [this](int i) { return i != 0 ? document_[i].start : -1; };
+  using Starts = std::array<int, 3>;
+  const Place before = cursor_.Get();
+  const Starts current = {startOf(before.parent), startOf(before.main), startOf(before.child)};
+  std::vector<std::pair<SavedPositions::Entry*, Starts>> saved;
+  saved_.ForEach([&](SavedPositions::Entry& entry) {
+    saved.emplace_back(&entry,
+                       Starts{startOf(entry.parent), startOf(entry.main), startOf(entry.child)});
+  });
+
+  std::wstring result;
+  std::swap(result, document_.result);
+  document_.Index();
+  document_.result = std::move(result);
+
+  // The records of a new index are in document order.
+  const auto recordAt = [this](int start) {
+    int low = 1;
+    int high = document_.elements.Count();
+    while (low < high) {
+      const int middle = low + (high - low) / 2;
+      if (document_[middle].start < start) {
+        low = middle + 1;
+      } else {
+        high = middle;
+      }
+    }
+    return low < document_.elements.Count() && document_[low].start == start ? low : 0;
+  };
+  // The edit may have changed what encloses a position.
+  const auto restore = [&](const Starts& starts) {
+    SavedPositions::Entry entry{recordAt(starts[0]), recordAt(starts[1]), recordAt(starts[2])};
+    if (entry.main != 0) entry.parent = document_[entry.main].parent;
+    if (entry.child != 0 && document_[entry.child].parent != entry.main) entry.child = 0;
+    return entry;
+  };
+  const SavedPositions::Entry entry = restore(current);
+  Place after = before;
+  after.parent = entry.parent;
+  after.main = entry.main;
+  after.child = entry.child;
+  cursor_.Set(after);
+  for (const auto& [target, starts] : saved) *target = restore(starts);
+}
+
+/// Removes the saved positions whose records were released.
+void Editor::DropReleasedPositions() {
+  const auto isDeleted = [this](int i) { return document_[i].Has(ELEM_DELETED); };
+  saved_.RemoveIf([&](const SavedPositions::Entry& saved) {
+    return isDeleted(saved.parent) || isDeleted(saved.main) || isDeleted(saved.child);
+  });
+}
+
+// --- Where markup goes ---
+
+/// The offset of the `/` or `>` that closes the start tag.
+int Editor::TagClose(int element) const {
+  const ElemPos& record = document_[element];
+  return record.ContentStart() - (record.Has(ELEM_EMPTY) ? 2 : 1);
+}
+
+/// Whether the element's own tags and content may change.
+bool Editor::CanEdit(int element) const {
+  if (element == 0 || IsReading()) return false;
+  const ElemPos& record = document_[element];
+  return record.StartTagLength() > 2 && !record.IsStartTagCut() &&
+         document_.text[record.ContentStart() - 1] == L'>';
+}
+
+/// Whether markup may be added. Writes what is complete to an open file if memory holds too much.
+bool Editor::BeginAdd() {
+  if (IsReading()) return false;
+  const bool isFull = writer_ != nullptr && document_.text.size() > kStreamPart;
+  return !isFull || writer_->WriteCompleted();
+}
+
+/// Finds where new markup goes; false if there is no position for it.
+bool Editor::FindPlace(int flags, InsertPlace* place) const {
+  const bool inserts = (flags & CMarkup::ADD_INSERT) != 0;
+  const bool onChildLevel = (flags & CMarkup::ADD_CHILD) != 0;
+  const bool isWriting = (document_.flags & CMarkup::DOC_WRITEFILE) != 0;
+  if (isWriting && (inserts || onChildLevel)) return false;
+  if (onChildLevel && !cursor_.IsElement()) return false;
+
+  place->parent = onChildLevel ? cursor_.Main() : cursor_.Parent();
+  const int current = onChildLevel ? cursor_.Child() : cursor_.Main();
+  if (!onChildLevel && cursor_.IsOtherNode()) {
+    place->before = current;
+    place->offset = inserts ? cursor_.NodeOffset() : cursor_.NodeEnd();
+  } else if (current != 0) {
+    PlaceAtCurrent(current, inserts, place);
+  } else if (!PlaceInParent(inserts, place)) {
+    return false;
+  }
+  const bool onOwnLine = (flags & CMarkup::ADD_NOLINES) == 0 && !place->opensParent;
+  if (onOwnLine) place->offset = SkipSpaceBeforeTag(document_.text, place->offset);
+  return true;
+}
+
+void Editor::PlaceAtCurrent(int current, bool inserts, InsertPlace* place) const {
+  const ElemPos& element = document_[current];
+  place->before = inserts ? element.Before() : current;
+  place->offset = inserts ? element.start : element.End();
+}
+
+/// Without a current element, markup goes to the end of the parent, or to its start.
+bool Editor::PlaceInParent(bool inserts, InsertPlace* place) const {
+  const ElemPos& parent = document_[place->parent];
+  if (!inserts && parent.child != 0) place->before = document_[parent.child].previous;
+  if (place->parent == 0) {
+    place->offset = inserts ? 0 : document_.Size();
+    return true;
+  }
+  if (parent.IsStartTagCut()) return false;
+  place->opensParent = parent.IsTagOnly();
+  place->offset =
+      inserts || place->opensParent ? parent.ContentStart() : document_.ContentEnd(place->parent);
+  return true;
+}
+
+/// Gives an element that is its start tag alone a content and an end tag. Slashes before the `>`
+/// are removed; a space before them stays.
+void Editor::OpenTag(int element, std::wstring_view content) {
+  ElemPos& record = document_[element];
+  const int tagEnd = record.ContentStart();
+  const std::wstring name(document_.TagName(element));
+  int close = tagEnd - 1;
+  while (document_.text[close - 1] == L'/') --close;
+  std::wstring markup = L">";
+  markup += content;
+  markup += L"</" + name + L">";
+  const int oldSize = document_.Size();
+  document_.Replace(close, tagEnd - close, markup);
+  record.SetTagLengths(close + 1 - record.start, static_cast<int>(name.size()) + 3);
+  record.length = close + static_cast<int>(markup.size()) - record.start;
+  record.levelFlags &= ~(ELEM_EMPTY | ELEM_UNENDED);
+  document_.Shift(element, document_.Size() - oldSize, true);
+}
+
+/// Inserts markup and its line break, and opens the parent if necessary. Returns the offset of the
+/// markup. If the parent is opened, the records after it are shifted; otherwise the caller does
+/// that.
+int Editor::Insert(const InsertPlace& place, std::wstring_view markup, int flags) {
+  const std::wstring_view lineBreak = (flags & CMarkup::ADD_NOLINES) == 0 ? kLineBreak : L"";
+  std::wstring text(markup);
+  text += lineBreak;
+  if (place.opensParent) {
+    text.insert(0, lineBreak);
+    OpenTag(place.parent, text);
+    return document_[place.parent].ContentStart() + static_cast<int>(lineBreak.size());
+  }
+  document_.Replace(place.offset, 0, text);
+  return place.offset;
+}
+
+/// Links a new element, shifts the records after it and makes it the current one.
+void Editor::IndexNew(const InsertPlace& place, int element, int shift, int flags) {
+  document_.Link(place.parent, place.before, element);
+  if (!place.opensParent) document_.Shift(element, shift, true);
+  if ((flags & CMarkup::ADD_CHILD) != 0) {
+    cursor_.Set(cursor_.Parent(), cursor_.Main(), element);
+  } else {
+    cursor_.Set(place.parent, element, 0);
+  }
+  FinishEdit();
+}
+
+// --- Elements ---
+
+bool Editor::AddElement(std::wstring_view name, MCD_CSTR value, int flags) {
+  const bool hasValue = !value.IsEmpty();
+  const bool noEnd = (flags & CMarkup::ADD_NOEND) != 0;
+  if ((noEnd && hasValue) || !IsTagName(name) || !BeginAdd()) return false;
+  InsertPlace place;
+  if (!FindPlace(flags, &place)) return false;
+
+  const bool isEmptyTag = !hasValue && !noEnd;
+  std::wstring markup = L"<" + std::wstring(name);
+  if (isEmptyTag) markup += (flags & CMarkup::ADD_SPACEDEMPTY) != 0 ? L" /" : L"/";
+  markup += L'>';
+  const int startTagLength = static_cast<int>(markup.size());
+  int endTagLength = 0;
+  if (hasValue) {
+    markup += EncodeValue(value, flags);
+    endTagLength = static_cast<int>(name.size()) + 3;
+    markup += L"</" + std::wstring(name) + L">";
+  }
+
+  const int oldSize = document_.Size();
+  const int offset = Insert(place, markup, flags);
+  const int added = document_.elements.Add();
+  ElemPos& element = document_[added];
+  element = ElemPos{};
+  element.start = offset;
+  element.length = static_cast<int>(markup.size());
+  element.SetTagLengths(startTagLength, endTagLength);
+  element.levelFlags = document_.LevelBelow(place.parent);
+  if (isEmptyTag) element.levelFlags |= ELEM_EMPTY;
+  if (noEnd) {
+    element.levelFlags |= ELEM_UNENDED;
+    document_.SetIllFormed();
+  }
+  IndexNew(place, added, document_.Size() - oldSize, flags);
+  return true;
+}
+
+bool Editor::AddSubDocument(std::wstring_view markup, int flags) {
+  Document subDocument;
+  subDocument.flags = document_.flags & ~kFileFlags;
+  subDocument.ReserveText(markup.size());
+  subDocument.CopyText(markup);
+  if (!subDocument.IsWellFormed() || !BeginAdd()) return false;
+  InsertPlace place;
+  if (!FindPlace(flags, &place)) return false;
+
+  const ElemPos& root = subDocument[subDocument[0].child];
+  const int oldSize = document_.Size();
+  const int offset = Insert(place, subDocument.Range(root.start, root.End()), flags);
+  const int added = document_.IndexRange(place.parent, offset, offset + root.length);
+  IndexNew(place, added, document_.Size() - oldSize, flags);
+  return true;
+}
+
+void Editor::Remove(int element) {
+  const ElemPos& record = document_[element];
+  const int start = record.start;
+  const int cut = record.length + LineBreakLength(document_.text, record.End());
+  document_.Shift(element, -cut, true);
+  document_.Unlink(element);
+  document_.ReleaseTree(element);
+  document_.Replace(start, cut, {});
+  DropReleasedPositions();
+}
+
+bool Editor::RemoveElement() {
+  if (document_.HasFile() || !cursor_.IsElement()) return false;
+  const int before = document_[cursor_.Main()].Before();
+  Remove(cursor_.Main());
+  cursor_.Set(cursor_.Parent(), before, 0);
+  FinishEdit();
+  return true;
+}
+
+bool Editor::RemoveChild() {
+  if (document_.HasFile() || cursor_.Child() == 0) return false;
+  const int before = document_[cursor_.Child()].Before();
+  Remove(cursor_.Child());
+  cursor_.Set(cursor_.Parent(), cursor_.Main(), before);
+  FinishEdit();
+  return true;
+}
+
+// --- Content ---
+
+/// Replaces the markup between the tags of an element and releases the records of its children.
+void Editor::ReplaceContent(int element, std::wstring_view content) {
+  document_.ReleaseChildren(element);
+  if (document_[element].IsTagOnly()) {
+    if (!content.empty()) OpenTag(element, content);
+  } else {
+    ElemPos& record = document_[element];
+    const int start = record.ContentStart();
+    const int end = document_.ContentEnd(element);
+    const int shift = static_cast<int>(content.size()) - (end - start);
+    document_.Replace(start, end - start, content);
+    record.length += shift;
+    document_.Shift(element, shift, true);
+  }
+  DropReleasedPositions();
+}
+
+bool Editor::SetData(MCD_CSTR value, int flags) {
+  if (cursor_.IsOtherNode()) return SetNodeData(value);
+  if (!SetElementData(cursor_.Main(), value, flags)) return false;
+  cursor_.Set(cursor_.Parent(), cursor_.Main(), 0);
+  FinishEdit();
+  return true;
+}
+
+bool Editor::SetChildData(MCD_CSTR value, int flags) {
+  if (!SetElementData(cursor_.Child(), value, flags)) return false;
+  FinishEdit();
+  return true;
+}
+
+bool Editor::SetElementData(int element, MCD_CSTR value, int flags) {
+  if (document_.HasFile() || !CanEdit(element)) return false;
+  ReplaceContent(element, EncodeValue(value, flags));
+  return true;
+}
+
+bool Editor::SetContent(std::wstring_view markup) {
+  const int element = cursor_.Main();
+  if (document_.HasFile() || !cursor_.IsElement() || !CanEdit(element)) return false;
+  Document content;
+  content.flags = document_.flags & ~kFileFlags;
+  content.ReserveText(markup.size());
+  content.CopyText(markup);
+  if (content.IsIllFormed()) return false;
+
+  ReplaceContent(element, markup);
+  cursor_.Set(cursor_.Parent(), element, 0);
+  if (!document_[element].IsTagOnly()) {
+    const int start = document_[element].ContentStart();
+    const int first = document_.IndexRange(element, start, document_.ContentEnd(element));
+    document_[element].child = first;
+    for (int i = first; i != 0; i = document_[i].next) document_[i].parent = element;
+  }
+  FinishEdit();
+  return true;
+}
+
+// --- Attributes ---
+
+/// Where the tag or instruction at the place can take another attribute; -1 if it cannot.
+int Editor::AttributeEnd(bool ofChild) const {
+  if (IsReading()) return -1;
+  if (!ofChild && cursor_.NodeType() == CMarkup::NODE_PROCESSING_INSTRUCTION) {
+    return cursor_.NodeEnd() - 2;
+  }
+  const int main = cursor_.IsElement() ? cursor_.Main() : 0;
+  const int element = ofChild ? cursor_.Child() : main;
+  if (!CanEdit(element)) return -1;
+  const int end = TagClose(element);
+  return ReadsAsParsed(document_.text, document_[element].start, end) ? end : -1;
+}
+
+/// Replaces code units within the tag or instruction at the place.
+void Editor::ChangeTag(bool ofChild, int offset, int cut, std::wstring_view replacement) {
+  const int shift = static_cast<int>(replacement.size()) - cut;
+  document_.Replace(offset, cut, replacement);
+  if (!ofChild && cursor_.IsOtherNode()) {
+    cursor_.SetNode(cursor_.NodeType(), cursor_.NodeOffset(), cursor_.NodeLength() + shift);
+    document_.ShiftAfterNode(cursor_.Parent(), cursor_.Main(), shift);
+  } else {
+    const int element = ofChild ? cursor_.Child() : cursor_.Main();
+    ElemPos& record = document_[element];
+    record.SetStartTagLength(record.StartTagLength() + shift);
+    record.length += shift;
+    document_.Shift(element, shift, false);
+  }
+  FinishEdit();
+}
+
+bool Editor::SetAttribute(bool ofChild, std::wstring_view name, MCD_CSTR newValue) {
+  int end = AttributeEnd(ofChild);
+  if (end < 0 || !IsAttributeName(name)) return false;
+  const std::wstring_view text = document_.text;
+  const std::wstring value = EscapeText(newValue.c_str(), CMarkup::ESC_ATTRIB);
+  Attribute attribute;
+  if (!cursor_.FindAttribute(ofChild, name, &attribute)) {
+    // After an equals sign without a value, the new attribute would be read as that value.
+    const bool dangles = attribute.hasValue && static_cast<int>(attribute.valueStart) >= end;
+    if (text[end] == L'/' && text[end - 1] == L' ') --end;
+    ChangeTag(ofChild, end, 0,
+              (dangles ? L"\"\" " : L" ") + std::wstring(name) + L"=\"" + value + L"\"");
+  } else if (!attribute.hasValue) {
+    const auto nameEnd = static_cast<int>(attribute.nameStart + attribute.name.size());
+    ChangeTag(ofChild, nameEnd, 0, L"=\"" + value + L"\"");
+  } else {
+    const int start = static_cast<int>(attribute.valueStart);
+    const bool isQuoted = IsQuote(text[start - 1]);
+    // An unquoted value ends before the closing of the tag.
+    const int valueEnd = std::min(start + static_cast<int>(attribute.value.size()), end);
+    ChangeTag(ofChild, start, valueEnd - start, isQuoted ? value : L"\"" + value + L"\"");
+  }
+  return true;
+}
+
+bool Editor::RemoveAttribute(std::wstring_view name) {
+  const int tagEnd = AttributeEnd(false);
+  Attribute attribute;
+  if (tagEnd < 0 || !cursor_.FindAttribute(false, name, &attribute)) return false;
+  const std::wstring_view text = document_.text;
+  int start = static_cast<int>(attribute.nameStart);
+  int end = start + static_cast<int>(attribute.name.size());
+  if (attribute.hasValue) {
+    end = static_cast<int>(attribute.valueStart + attribute.value.size());
+    if (IsQuote(text[attribute.valueStart - 1])) ++end;
+  }
+  end = std::min(end, tagEnd);
+  while (IsWhiteSpace(text[start - 1])) --start;
+  // A space stays where the neighbours would join to another name or to an empty-element tag.
+  const bool joins = end < tagEnd ? !IsWhiteSpace(text[end]) : text[start - 1] == L'/';
+  ChangeTag(false, start, end - start, joins ? L" " : L"");
+  return true;
+}
+
+// --- Nodes ---
+
+bool Editor::AddNode(int type, MCD_CSTR text, int flags) {
+  const bool stays = (flags & CMarkup::ADD_STAY) != 0;
+  constexpr int kInline =
+      CMarkup::NODE_TEXT | CMarkup::NODE_WHITESPACE | CMarkup::NODE_CDATA_SECTION;
+  if (stays || (type & kInline) != 0) flags |= CMarkup::ADD_NOLINES;
+  if (type == CMarkup::NODE_ELEMENT) return AddElement(text.view(), nullptr, flags);
+  const std::wstring markup = NodeMarkup(type, text);
+  if (markup.empty() || !BeginAdd()) return false;
+  InsertPlace place;
+  if (!FindPlace(flags, &place)) return false;
+
+  const int oldSize = document_.Size();
+  const int offset = Insert(place, markup, flags);
+  const int shift = document_.Size() - oldSize;
+  if (!place.opensParent) document_.ShiftAfterNode(place.parent, place.before, shift);
+  if (!stays) {
+    cursor_.Set(place.parent, place.before, 0);
+    cursor_.SetNode(type, offset, static_cast<int>(markup.size()));
+  } else if (cursor_.IsOtherNode() && (flags & CMarkup::ADD_INSERT) != 0) {
+    cursor_.SetNode(cursor_.NodeType(), cursor_.NodeOffset() + shift, cursor_.NodeLength());
+  }
+  FinishEdit();
+  return true;
+}
+
+bool Editor::SetNodeData(MCD_CSTR value) {
+  if (document_.HasFile()) return false;
+  const std::wstring markup = NodeMarkup(cursor_.NodeType(), value);
+  if (markup.empty()) return false;
+  const int length = static_cast<int>(markup.size());
+  const int shift = length - cursor_.NodeLength();
+  document_.Replace(cursor_.NodeOffset(), cursor_.NodeLength(), markup);
+  cursor_.SetNode(cursor_.NodeType(), cursor_.NodeOffset(), length);
+  document_.ShiftAfterNode(cursor_.Parent(), cursor_.Main(), shift);
+  FinishEdit();
+  return true;
+}
+
+bool Editor::RemoveNode() {
+  if (cursor_.IsElement()) return RemoveElement();
+  if (document_.HasFile() || !cursor_.IsOtherNode()) return false;
+  int cut = cursor_.NodeLength();
+  constexpr int kOnLineOfItsOwn =
+      CMarkup::NODE_COMMENT | CMarkup::NODE_PROCESSING_INSTRUCTION | CMarkup::NODE_DOCUMENT_TYPE;
+  if ((cursor_.NodeType() & kOnLineOfItsOwn) != 0) {
+    cut += LineBreakLength(document_.text, cursor_.NodeEnd());
+  }
+  document_.Replace(cursor_.NodeOffset(), cut, {});
+  document_.ShiftAfterNode(cursor_.Parent(), cursor_.Main(), -cut);
+  cursor_.Set(cursor_.Parent(), cursor_.Main(), 0);
+  FinishEdit();
+  return true;
+}
+
+}  // namespace orv

@@ -1,0 +1,170 @@
+#include "xml/markup_state.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "xml/text_files.h"
+
+namespace orv {
+
+void MarkupState::Assign(const MarkupState& other) {
+  if (this == &other || document.HasFile() || other.document.HasFile()) return;
+  // First everything that allocates, so that a failure leaves this document as it was.
+  SavedPositions positions = other.saved;
+  document.Assign(other.document);
+  saved = std::move(positions);
+  cursor.Set(other.cursor.Get());
+}
+
+// --- Parsing ---
+
+void MarkupState::ResetPositions() {
+  cursor.Set(0, 0, 0);
+  saved.Clear();
+}
+
+bool MarkupState::Parse() {
+  ResetPositions();
+  document.Index();
+  return document.IsWellFormed();
+}
+
+bool MarkupState::Clear() {
+  if (document.HasFile()) return false;
+  document.Clear();
+  return Parse();
+}
+
+bool MarkupState::CopyText(std::wstring_view text) {
+  if (document.HasFile()) return false;
+  document.ReserveText(text.size());
+  ResetPositions();
+  document.CopyText(text);
+  return document.IsWellFormed();
+}
+
+bool MarkupState::TakeText(std::wstring&& text) {
+  if (document.HasFile()) return false;
+  document.text = std::move(text);
+  document.result.clear();
+  return Parse();
+}
+
+/// The flags of an open file stay as the file has them.
+void MarkupState::SetFlags(int flags) {
+  const bool isOpen = reader != nullptr || writer != nullptr;
+  document.flags = (flags & ~kFileFlags) | (isOpen ? document.flags & kFileFlags : 0);
+}
+
+// --- Navigation ---
+
+bool MarkupState::FindElement(const wchar_t* path) {
+  if (reader != nullptr) {
+    return reader->FindForward(CMarkup::NODE_ELEMENT, path) != CMarkup::NODE_NONE;
+  }
+  return (document.flags & CMarkup::DOC_WRITEFILE) == 0 && cursor.FindElement(path);
+}
+
+bool MarkupState::FindChild(const wchar_t* path) {
+  return !document.HasFile() && !cursor.IsOtherNode() && cursor.FindChild(path);
+}
+
+int MarkupState::FindNode(int types) {
+  if (reader != nullptr) return reader->FindForward(types, L"");
+  const bool isWriting = (document.flags & CMarkup::DOC_WRITEFILE) != 0;
+  return isWriting ? CMarkup::NODE_NONE : cursor.FindNode(types);
+}
+
+bool MarkupState::IntoElement() {
+  if (reader != nullptr && cursor.IsElement()) reader->EnterElement();
+  return cursor.IntoElement();
+}
+
+bool MarkupState::OutOfElement() {
+  if (reader != nullptr && cursor.Parent() != 0) reader->FinishElement();
+  return cursor.OutOfElement();
+}
+
+std::wstring MarkupState::Data() {
+  return reader != nullptr && cursor.IsElement() ? reader->Data() : cursor.Data();
+}
+
+// --- Saved positions ---
+
+bool MarkupState::SavePosition(const wchar_t* name, int table) {
+  if (document.HasFile() || table < 0) return false;
+  saved.At(table)[name] = {cursor.Parent(), cursor.Main(), cursor.Child()};
+  return true;
+}
+
+bool MarkupState::RestorePosition(const wchar_t* name, int table) {
+  if (document.HasFile() || table < 0) return false;
+  const auto& positions = saved.At(table);
+  const auto found = positions.find(name);
+  if (found == positions.end()) return false;
+  cursor.Set(found->second.parent, found->second.main, found->second.child);
+  return true;
+}
+
+bool MarkupState::ReservePositions(int size, int table) {
+  if (document.HasFile() || size < 0 || table < 0) return false;
+  // The size is only a hint, so an absurd one must not fail.
+  constexpr int kMaxReserved = 1 << 16;
+  saved.At(table).reserve(std::min(size, kMaxReserved));
+  return true;
+}
+
+// --- Files ---
+
+bool MarkupState::Load(const wchar_t* file) {
+  if (document.HasFile()) return false;
+  return ReadTextFile(file, document.text, &document.result, &document.flags) && Parse();
+}
+
+bool MarkupState::Save(const wchar_t* file) {
+  if (document.HasFile()) return false;
+  return WriteTextFile(file, document.text, &document.result, &document.flags);
+}
+
+bool MarkupState::Open(const wchar_t* file, int flags) {
+  if (document.HasFile()) return false;
+  Clear();
+  const int modes = flags & kFileFlags;
+  const bool appends = (modes & CMarkup::DOC_APPENDFILE) != 0;
+  if (modes == CMarkup::DOC_READFILE) {
+    auto opened = std::make_unique<DocumentReader>(document, cursor);
+    if (opened->Open(file)) reader = std::move(opened);
+  } else if (modes == CMarkup::DOC_WRITEFILE || (appends && (modes & CMarkup::DOC_READFILE) == 0)) {
+    auto opened = std::make_unique<DocumentWriter>(document, cursor);
+    if (appends ? opened->Append(file) : opened->Create(file)) writer = std::move(opened);
+  }
+  if (reader == nullptr && writer == nullptr) {
+    ReportFileError(L"cannot open ", file, &document.result);
+    return false;
+  }
+  document.flags |= modes;
+  if (appends) document.flags |= CMarkup::DOC_WRITEFILE;
+  return true;
+}
+
+bool MarkupState::Close() {
+  if (reader == nullptr && writer == nullptr) return false;
+  const bool isComplete = writer == nullptr || writer->Finish();
+  const FileStream& file = writer != nullptr ? writer->File() : reader->File();
+  std::wstring report;
+  if (isComplete) {
+    file.Report(&report);
+  } else {
+    ReportFileError(L"cannot write ", file.Name(), &report);
+  }
+  document.result.insert(0, report);
+  reader.reset();
+  writer.reset();
+  document.flags &= ~kFileFlags;
+  document.text.clear();
+  document.elements.Clear();
+  Parse();
+  return isComplete;
+}
+
+}  // namespace orv

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "xml/cursor.h"
+#include "xml/document_reader.h"
+#include "xml/document_writer.h"
+#include "xml/editor.h"
+
+namespace orv {
+
+/// The implementation of `CMarkup`: a document, its current place, its saved positions, and the
+/// reader or writer of an open file.
+class MarkupState {
+ public:
+  MarkupState() { Clear(); }
+
+  static MarkupState& Of(const CMarkup& markup) { return *markup.m_pState; }
+
+  /// Makes this a copy of another one; nothing if either has a file open.
+  void Assign(const MarkupState& other);
+
+  bool Clear();
+  bool CopyText(std::wstring_view text);
+  bool TakeText(std::wstring&& text);
+  /// Resets all positions, indexes the text and returns whether it is well formed.
+  bool Parse();
+  void SetFlags(int flags);
+
+  bool FindElement(const wchar_t* path);
+  bool FindChild(const wchar_t* path);
+  int FindNode(int types);
+  bool IntoElement();
+  bool OutOfElement();
+  std::wstring Data();
+
+  bool SavePosition(const wchar_t* name, int table);
+  bool RestorePosition(const wchar_t* name, int table);
+  bool ReservePositions(int size, int table);
+
+  Editor Edit() { return {document, cursor, saved, writer.get()}; }
+
+  bool Load(const wchar_t* file);
+  bool Save(const wchar_t* file);
+  bool Open(const wchar_t* file, int flags);
+  bool Close();
+
+  Document document;
+  Cursor cursor{document};
+  SavedPositions saved;
+  std::unique_ptr<DocumentReader> reader;
+  std::unique_ptr<DocumentWriter> writer;
+
+ private:
+  void ResetPositions();
+};
+
+/// The current place of a document. The reference is valid as long as the document, and follows its
+/// moves.
+inline const Cursor& CursorOf(const CMarkup& markup) { return MarkupState::Of(markup).cursor; }
+
+}  // namespace orv

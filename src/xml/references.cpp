@@ -1,0 +1,166 @@
+#include "xml/references.h"
+
+#include <cstdint>
+
+#include "orv/xml/markup.h"
+#include "xml/characters.h"
+#include "xml/name_tables.h"
+#include "xml/names.h"
+
+namespace orv {
+namespace {
+
+/// A character reference at the start of a text.
+struct Reference {
+  int code = -1;           ///< -1 for an unknown reference, or none
+  std::size_t length = 0;  ///< code units from `&` to `;`
+};
+
+/// The number that the digits of a numeric reference form; -1 unless it is from 1 to 0x10FFFF. The
+/// number of a surrogate is valid: two such references form one character.
+int DecodeNumber(std::wstring_view digits, int base) {
+  int code = 0;
+  for (const wchar_t unit : digits) {
+    int digit = base;
+    if (IsDigit(unit)) digit = unit - L'0';
+    if (unit >= L'a' && unit <= L'f') digit = unit - L'a' + 10;
+    if (digit >= base) return -1;
+    code = code * base + digit;
+  }
+  return code > 0 && code <= 0x10FFFF ? code : -1;
+}
+
+/// Reads the reference at the start of `text`, whose first code unit is `&`.
+Reference ReadReference(std::wstring_view text) {
+  constexpr std::size_t kMaxName = 9;
+  wchar_t name[kMaxName];
+  std::size_t length = 0;
+  for (;;) {
+    if (length + 1 >= text.size() || length == kMaxName) return {};
+    const wchar_t unit = text[length + 1];
+    if (unit == L';') break;
+    if (static_cast<std::uint32_t>(unit) >= 128) return {};
+    name[length++] = ToLowerAscii(unit);
+  }
+  const std::wstring_view view(name, length);
+  Reference reference{.length = length + 2};
+  if (view.starts_with(L"#x")) {
+    reference.code = DecodeNumber(view.substr(2), 16);
+  } else if (view.starts_with(L"#")) {
+    reference.code = DecodeNumber(view.substr(1), 10);
+  } else {
+    reference.code = FindEntity(view);
+  }
+  return reference;
+}
+
+/// Whether a code unit can begin the name of a reference, numeric ones included.
+bool IsReferenceStart(wchar_t unit) {
+  return unit == L'#' || unit == L':' || unit == L'_' || (unit >= L'A' && unit <= L'Z') ||
+         (unit >= L'a' && unit <= L'z') || static_cast<std::uint32_t>(unit) >= 128;
+}
+
+bool IsReferenceUnit(wchar_t unit) {
+  return IsReferenceStart(unit) || unit == L'-' || unit == L'.' || IsDigit(unit);
+}
+
+/// The length of the well-formed reference at the start of a text; 0 for none.
+std::size_t ReferenceLength(const wchar_t* text) {
+  if (*text != L'&' || !IsReferenceStart(text[1])) return 0;
+  std::size_t length = 2;
+  while (IsReferenceUnit(text[length])) ++length;
+  return text[length] == L';' ? length + 1 : 0;
+}
+
+std::wstring_view EntityFor(wchar_t unit, bool inAttribute) {
+  switch (unit) {
+    case L'<':
+      return L"&lt;";
+    case L'&':
+      return L"&amp;";
+    case L'>':
+      return L"&gt;";
+    case L'"':
+      return inAttribute ? L"&quot;" : L"";
+    case L'\'':
+      return inAttribute ? L"&apos;" : L"";
+    default:
+      return L"";
+  }
+}
+
+/// Appends the first code unit of a text, or the character of the reference there. Returns the
+/// length of what was read.
+std::size_t AppendDecoded(std::wstring_view text, std::wstring* result) {
+  const Reference reference = text[0] == L'&' ? ReadReference(text) : Reference{};
+  if (reference.code < 0) {
+    *result += text[0];
+    return 1;
+  }
+  wchar_t units[2];
+  int count = 0;
+  EncodeCharUtf16(reference.code, units, &count);
+  result->append(units, count);
+  return reference.length;
+}
+
+}  // namespace
+
+std::wstring UnescapeText(std::wstring_view text, int flags) {
+  const bool collapse = (flags & CMarkup::DOC_COLLAPSEWHITESPACE) != 0;
+  const bool trim = collapse || (flags & CMarkup::DOC_TRIMWHITESPACE) != 0;
+  if (!trim && text.find(L'&') == text.npos) return std::wstring(text);
+
+  std::wstring result;
+  result.reserve(text.size());
+  std::size_t trimmedSize = 0;  // the size without trailing white space
+  while (!text.empty()) {
+    if (trim && IsWhiteSpace(text[0])) {
+      const bool isLeading = trimmedSize == 0;
+      const bool isInRun = collapse && result.size() > trimmedSize;
+      if (!isLeading && !isInRun) result += collapse ? L' ' : text[0];
+      text.remove_prefix(1);
+      continue;
+    }
+    text.remove_prefix(AppendDecoded(text, &result));
+    trimmedSize = result.size();
+  }
+  if (trim) result.resize(trimmedSize);
+  return result;
+}
+
+std::wstring EscapeText(const wchar_t* text, int flags) {
+  const std::wstring_view view(text);
+  std::wstring result;
+  result.reserve(view.size() + view.size() / 10 + 7);
+  while (*text != 0) {
+    if ((flags & CMarkup::ADD_KEEPREFS) != 0) {
+      if (const std::size_t length = ReferenceLength(text); length > 0) {
+        result.append(text, length);
+        text += length;
+        continue;
+      }
+    }
+    const std::wstring_view entity = EntityFor(*text, (flags & CMarkup::ESC_ATTRIB) != 0);
+    if (entity.empty()) {
+      result += *text;
+    } else {
+      result += entity;
+    }
+    ++text;
+  }
+  return result;
+}
+
+std::wstring EncodeCDataSection(std::wstring_view text) {
+  std::wstring section = L"<![CDATA[";
+  for (std::size_t end; (end = text.find(L"]]>")) != text.npos; text.remove_prefix(end + 2)) {
+    section += text.substr(0, end + 2);
+    section += L"]]><![CDATA[";
+  }
+  section += text;
+  section += L"]]>";
+  return section;
+}
+
+}  // namespace orv
