@@ -14,7 +14,7 @@ namespace {
 
 constexpr int kPollMilliseconds = 200;
 
-struct Options {
+struct LogOptions {
   std::optional<std::string> file;
   std::optional<std::string> date;
   std::vector<std::string> levels;
@@ -31,7 +31,7 @@ bool IsWanted(const std::wstring& column, const std::vector<std::string>& wanted
          });
 }
 
-bool IsWanted(const LogEntry& entry, const Options& options) {
+bool IsWanted(const LogEntry& entry, const LogOptions& options) {
   return IsWanted(LevelOf(entry), options.levels) && IsWanted(entry.source, options.sources) &&
          IsWanted(entry.process, options.processes);
 }
@@ -48,11 +48,11 @@ void WriteJsonEntry(const LogEntry& entry, JsonWriter* json) {
 }
 
 /// The log to show: the named file, or the one of the named day, or of today.
-std::wstring LogPath(const Options& options) {
+std::wstring LogPath(const LogOptions& options) {
   return options.file ? ToWide(*options.file) : DayLogPath(options.date);
 }
 
-void Show(const Options& options) {
+void Show(const LogOptions& options) {
   const std::wstring path = LogPath(options);
   std::string bytes;
   if (!ReadLog(path, &bytes)) Fail(kUnreadable, L"cannot read the log " + InputName(path));
@@ -76,7 +76,7 @@ void Show(const Options& options) {
 
 /// Shows the log and new entries until the program is ended. Continues with the next day's log
 /// unless a file was named.
-[[noreturn]] void Follow(const Options& options) {
+[[noreturn]] void Follow(const LogOptions& options) {
   std::wstring path;
   std::uint64_t offset = 0;
   Table table(LogTitles());
@@ -106,7 +106,7 @@ void Show(const Options& options) {
 }
 
 void AddShowCommand(CLI::App* group) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<LogOptions>();
   CLI::App* command = group->add_subcommand("show", "Show the entries of a day's log");
   CLI::Option* file = AddInputFile(command, "--file", &options->file, "Show this log file");
   command->add_option("--date", options->date, "Show the log of this day, as 2024-03-05")
