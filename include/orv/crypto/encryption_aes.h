@@ -10,6 +10,7 @@
 /// standard output and show in the result; nothing is logged. An object belongs to one thread at a
 /// time; the functions may run on any.
 
+/// Encrypts and decrypts with one key.
 class ORV_EXPORT CEncryptionAES {
  public:
   /// What `DecryptAsBytes` refuses a buffer for.

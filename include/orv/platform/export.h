@@ -5,7 +5,9 @@
 /// `ORV_HIDDEN` excludes a private member of an exported class on Linux.
 
 #if !defined(_WIN32)
+/// Excludes a private member of an exported class.
 #define ORV_HIDDEN __attribute__((visibility("hidden")))
+/// Exports a class or function.
 #define ORV_EXPORT __attribute__((visibility("default")))
 #elif defined(ORV_BUILDING)
 #define ORV_EXPORT __declspec(dllexport)

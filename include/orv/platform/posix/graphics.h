@@ -10,7 +10,9 @@
 #include "orv/platform/export.h"
 #include "orv/platform/types.h"
 
+/// A 32-bit colour: alpha, red, green, blue from the high byte down.
 using ARGB = std::uint32_t;
+/// How the pixels of a bitmap are stored.
 using PixelFormat = INT;
 
 /// Formats: low byte an index, then bits per pixel, then flags.
@@ -20,9 +22,11 @@ constexpr PixelFormat PixelFormat24bppRGB = 0x00021808;
 constexpr PixelFormat PixelFormat32bppRGB = 0x00022009;
 constexpr PixelFormat PixelFormat32bppARGB = 0x0026200A;
 
+/// What `Bitmap::LockBits` is called for; the two can be combined.
 constexpr UINT ImageLockModeRead = 1;
 constexpr UINT ImageLockModeWrite = 2;
 
+/// The results of operations on bitmaps.
 enum Status {
   Ok = 0,
   GenericError = 1,

@@ -7,6 +7,7 @@
 
 #include "orv/platform/export.h"
 
+/// Integers of these widths, and handles.
 using BYTE = std::uint8_t;
 using WORD = std::uint16_t;
 using DWORD = std::uint32_t;
@@ -23,16 +24,20 @@ using HINSTANCE = struct HINSTANCE__*;
 using HMODULE = HINSTANCE;
 using HKEY = struct HKEY__*;
 
+/// The values of `BOOL`.
 constexpr BOOL FALSE = 0;
 constexpr BOOL TRUE = 1;
 
+/// Results of functions that return `HRESULT`: success, and an unspecified error.
 constexpr HRESULT S_OK = 0;
 constexpr HRESULT E_FAIL = static_cast<HRESULT>(0x80004005);
 
+/// Handles with a fixed meaning: an invalid one, and the two hives of the registry.
 inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(std::intptr_t{-1});
 inline const HKEY HKEY_CURRENT_USER = reinterpret_cast<HKEY>(std::uintptr_t{0x80000001});
 inline const HKEY HKEY_LOCAL_MACHINE = reinterpret_cast<HKEY>(std::uintptr_t{0x80000002});
 
+/// Types of registry values.
 constexpr DWORD REG_SZ = 1;
 constexpr DWORD REG_EXPAND_SZ = 2;
 constexpr DWORD REG_BINARY = 3;
