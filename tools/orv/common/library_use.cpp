@@ -1,13 +1,29 @@
 #include "tools/orv/common/library_use.h"
 
+#include <algorithm>
+#include <vector>
+
 #include "orv/platform/spooler.h"
 #include "platform/files.h"
+#include "platform/letter_case.h"
 #include "platform/modules.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/common/spelling.h"
 
 namespace orv::tool {
+namespace {
+
+/// Whether the spooler lists a printer of this name.
+bool IsListed(const std::wstring& name) {
+  std::vector<PrinterFacts> printers;
+  ListSpoolerPrinters(&printers);
+  return std::any_of(printers.begin(), printers.end(), [&name](const PrinterFacts& printer) {
+    return LowerCase(printer.printerName) == LowerCase(name);
+  });
+}
+
+}  // namespace
 
 LibraryUse::LibraryUse(const std::wstring& configFolder) {
   GetModulePath(nullptr, &client_.m_stModulePath);
@@ -33,6 +49,17 @@ std::wstring DidYouMeanPrinter(const std::wstring& name) {
 
 OpenPrinter::OpenPrinter(const std::wstring& name) : handle_(OpenPrinterHandle(name.c_str())) {
   if (handle_ != nullptr) return;
+  auto error = static_cast<LONG>(GetLastError());
+  const bool isListed = IsListed(name);
+  if (isListed) {
+    // A spooler that is just starting can refuse a printer that it lists.
+    handle_ = OpenPrinterHandle(name.c_str());
+    if (handle_ != nullptr) return;
+    error = static_cast<LONG>(GetLastError());
+  }
+  if (isListed || error != ERROR_INVALID_PRINTER_NAME) {
+    Fail(kUnreadable, L"cannot open the printer \"" + name + L"\": " + DescribeError(error));
+  }
   Fail(kFindings, L"there is no printer \"" + name + L"\"" + DidYouMeanPrinter(name));
 }
 

@@ -30,7 +30,8 @@ class LibraryUse {
 /// The end of a message about an unknown printer: "; did you mean NAME?", or nothing.
 std::wstring DidYouMeanPrinter(const std::wstring& name);
 
-/// An open printer; the constructor ends the command when the printer does not exist.
+/// An open printer. The constructor ends the command if the printer does not exist (`kFindings`) or
+/// cannot be opened (`kUnreadable`).
 class OpenPrinter {
  public:
   explicit OpenPrinter(const std::wstring& name);
