@@ -30,7 +30,10 @@ set(ORV_SANITIZE "" CACHE STRING "Sanitizers to build with, in the form of -fsan
 if(ORV_SANITIZE)
   target_compile_options(orv_compiler INTERFACE -fsanitize=${ORV_SANITIZE} -fno-omit-frame-pointer
                                                 -fno-sanitize-recover=all)
-  target_link_options(orv_compiler INTERFACE -fsanitize=${ORV_SANITIZE})
+  # Sanitizers add millions of pointers to a program. At a fixed address they need no relocation, which
+  # halves the time that a program takes to start.
+  target_link_options(orv_compiler INTERFACE -fsanitize=${ORV_SANITIZE}
+                      $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-no-pie>)
 endif()
 
 # For code that need not be fast: reduces the compile time, especially with sanitizers.
