@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <new>
 #include <string_view>
 #include <type_traits>
 #include <unordered_map>
@@ -11,10 +10,9 @@
 
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
-#include "orv/session/session_data.h"
 #include "orv/text/format.h"
 #include "platform/letter_case.h"
-#include "session/session_items.h"
+#include "session/session.h"
 
 namespace orv {
 namespace {
@@ -85,20 +83,18 @@ std::vector<StockItem> ReadItems(const RegistryKey& key) {
   return items;
 }
 
-/// The printer's own items: the session's when the session decides so and has any, otherwise the
+/// The printer's own items: the session's if the session decides so and has any, otherwise the
 /// stored ones.
 std::vector<StockItem> LoadOwnItems(const std::wstring& printerName, const std::wstring& driverName,
                                     bool* isFromSession) {
-  std::uint32_t readSession = 0;
-  if (GetSessionReadUDS(&readSession, printerName.c_str(), driverName.c_str()) == 0) {
-    throw std::bad_alloc();  // not the printer's items where the session's might be wanted
-  }
-  CleanupRegSessionData(printerName.c_str(), driverName.c_str());
+  SessionData& session = SessionData::Shared();
+  const bool readsFromSession = session.ReadsFromSession(printerName, driverName);
+  SessionData::RemoveEndedEntries();
 
   std::vector<StockItem> items;
-  if (readSession != 0) {
+  if (readsFromSession) {
     items = ReadStockItems(PrinterPath(printerName, driverName) + L"\\Session\\" +
-                           std::to_wstring(SessionItemsProcess()));
+                           std::to_wstring(session.ItemsProcessId()));
   }
   *isFromSession = !items.empty();
   if (items.empty()) items = ReadStockItems(StockItemsPath(printerName, driverName));
