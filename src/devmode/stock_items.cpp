@@ -11,6 +11,7 @@
 #include "devmode/merge.h"
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
+#include "orv/settings/settings.h"
 #include "orv/text/format.h"
 #include "platform/letter_case.h"
 #include "session/session.h"

@@ -10,6 +10,7 @@
 #include "base/out_of_memory.h"
 #include "orv/logging/logger.h"
 #include "orv/platform/registry.h"
+#include "orv/settings/settings.h"
 #include "platform/files.h"
 #include "platform/letter_case.h"
 #include "platform/processes.h"
