@@ -13,6 +13,7 @@
 
 #include "orv/logging/logger.h"
 #include "orv/platform/registry.h"
+#include "orv/settings/settings.h"
 #include "platform/modules.h"
 
 namespace {

@@ -14,6 +14,7 @@
 
 #include "base/utf8.h"
 #include "orv/platform/registry.h"
+#include "orv/settings/settings.h"
 #include "platform/files.h"
 #include "tests/devmode_names.h"
 #include "tests/fixtures.h"

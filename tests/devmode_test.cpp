@@ -107,7 +107,7 @@ TEST(Versions, OnlyTheCurrentOneIsTaken) {
 }
 
 TEST(OlderLayout, MapsWordByWord) {
-  EXPECT_TRUE(std::ranges::is_sorted(orv::OlderLayoutWords(), {}, &orv::OlderWord::offset));
+  EXPECT_TRUE(std::ranges::is_sorted(orv::LegacyFields(), {}, &orv::LegacyField::offset));
   ExpectTable("devmode_older", [](const Fields& fields) {
     const std::size_t older = std::stoul(fields[0]);
     const std::size_t width = older == 230 ? 2 : 4;

@@ -3,6 +3,7 @@
 
 #include "base/utf8.h"
 #include "orv/platform/registry.h"
+#include "orv/settings/settings.h"
 #include "orv/xml/markup.h"
 #include "tests/devmode_fixture.h"
 #include "tests/program_runs.h"

@@ -11,6 +11,7 @@
 
 #include "base/utf8.h"
 #include "orv/session/session_data.h"
+#include "orv/settings/settings.h"
 #include "orv/text/format.h"
 #include "platform/debug_output.h"
 #include "platform/files.h"

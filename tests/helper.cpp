@@ -13,6 +13,7 @@
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
 #include "orv/session/session_data.h"
+#include "orv/settings/settings.h"
 #include "platform/files.h"
 #include "platform/modules.h"
 #include "tests/devmode_names.h"

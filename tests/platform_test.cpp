@@ -8,6 +8,7 @@
 #include "base/utf8.h"
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
+#include "orv/settings/settings.h"
 #include "orv/text/format.h"
 #include "platform/clock.h"
 #include "platform/files.h"

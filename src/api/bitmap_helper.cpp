@@ -8,7 +8,7 @@
 #include "imaging/kernels.h"
 #include "imaging/page_split.h"
 #include "imaging/pixels.h"
-#include "orv/platform/registry.h"
+#include "orv/settings/settings.h"
 #include "platform/clock.h"
 #include "platform/files.h"
 

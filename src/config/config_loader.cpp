@@ -1,62 +1,67 @@
+#include "config/config_loader.h"
+
 #include <filesystem>
-#include <memory>
 #include <utility>
 
+#include "base/product.h"
 #include "base/utf8.h"
-#include "config/list_values.h"
 #include "config/properties.h"
-#include "config/property_tables.h"
+#include "config/section_readers.h"
 #include "crypto/sha256.h"
 #include "orv/config/config_parser.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/crypto/encryption_aes.h"
+#include "orv/platform/spooler.h"
+#include "platform/files.h"
+#include "platform/letter_case.h"
 
-using orv::IntoChild;
-using orv::LogFormat;
-using orv::MissingElement;
-
+namespace orv {
 namespace {
 
-/// What stands before the text when its digest is computed, and what stands in the digest's place.
+/// Precedes the text when its digest is computed.
 constexpr wchar_t kDigestSalt[] = L"7e4a91c2-3b5d-4f08-9a6e-21d4c8b07f53";
-constexpr std::string_view kDigestPlaceholder = "{{sha256}}";
 
-/// The first version whose device part is described otherwise, and not here.
-constexpr int kFirstOtherVersion = 13;
+/// Kept for compatibility: longer names of drivers and files are cut.
+constexpr std::size_t kMaxName = 1022;
 
-void LogTrace(CLoggerClient* logger, const wchar_t* message) {
-  CLogger::Log(eLogLevelTrace, logger, message, nullptr);
-}
-
-/// The file's text, empty when there is none. A folder, a pipe or a device has no size that could
-/// be read: it counts as a file that cannot be loaded, and nothing is thrown at those who load.
-CString LoadText(const std::wstring& path, CLoggerClient* logger) {
+/// The file's text, empty when it cannot be read. A folder, a pipe or a device has no size, for
+/// which `LoadFileUTF8` throws; here it counts as unreadable.
+CString LoadText(const std::wstring& path, CLoggerClient* client) {
   try {
-    return CCryptoHelper::LoadFileUTF8(path, logger);
+    return CCryptoHelper::LoadFileUTF8(path, client);
   } catch (const std::filesystem::filesystem_error&) {
     return {};
   }
 }
 
-/// Reports a digest that is not that of the file. A file without one is taken as it is, and no file
-/// is refused for its digest.
-void CheckDigest(const std::wstring& path, const CString& text, const CString& digest,
-                 CLoggerClient* logger) {
-  if (digest.empty()) return;
-  const CString computed = orv::ConfigDigest(text, digest);
-  if (computed == digest) return;
-  LogFormat(eLogLevelWarning, logger, nullptr, L"The hash value in the config file %ls is invalid!",
-            path.c_str());
-  LogFormat(eLogLevelWarning, logger, nullptr, L"File SHA256: %ls , Calculated SHA256: %ls ",
-            digest.c_str(), computed.c_str());
+LoadResult Fail(LoadFailure failure, const std::wstring& path, CString detail,
+                LoadObserver* observer) {
+  LoadResult result;
+  result.failure = failure;
+  result.detail = std::move(detail);
+  result.path = path;
+  observer->OnFailure(result);
+  return result;
+}
+
+/// A file without a digest is accepted, and a wrong digest is only reported.
+void CheckDigest(const std::wstring& path, const CString& text, const CString& stated,
+                 LoadObserver* observer) {
+  if (stated.empty()) return;
+  const CString computed = ConfigDigest(text, stated);
+  if (computed != stated) observer->OnDigestMismatch(path, stated, computed);
+}
+
+void ReplaceEach(std::wstring* text, std::wstring_view from, std::wstring_view to) {
+  for (std::size_t at = 0; (at = text->find(from, at)) != text->npos; at += to.size()) {
+    text->replace(at, from.size(), to);
+  }
 }
 
 }  // namespace
 
-namespace orv {
-
 CString ConfigDigest(const CString& text, const CString& digest) {
-  // Encoded piece by piece: the text with its placeholder is never there as a whole.
+  // Encoded part by part, so that no second copy of the whole text is needed.
   std::string bytes = WideToUtf8(kDigestSalt);
   bytes.reserve(bytes.size() + text.size());
   const std::wstring_view whole = text;
@@ -64,7 +69,7 @@ CString ConfigDigest(const CString& text, const CString& digest) {
   if (!digest.empty()) {
     for (std::size_t found; (found = whole.find(digest, at)) != whole.npos;) {
       AppendUtf8(whole.substr(at, found - at), &bytes);
-      bytes.append(kDigestPlaceholder);
+      AppendUtf8(kDigestPlaceholder, &bytes);
       at = found + digest.size();
     }
   }
@@ -72,93 +77,73 @@ CString ConfigDigest(const CString& text, const CString& digest) {
   return Sha256HexOf(bytes);
 }
 
-}  // namespace orv
+LoadResult LoadConfigFile(const std::wstring& path, ConfigsCache* cache, CLoggerClient* client,
+                          LoadObserver* observer) {
+  LoadResult result;
+  if (cache != nullptr && (result.config = cache->GetConfig(path)) != nullptr) return result;
 
-bool CConfigParser::Load(const std::wstring& path, Config** config, ConfigsCache* cache,
-                         CLoggerClient* logger) {
-  *config = nullptr;
-  if (cache != nullptr && (*config = cache->GetConfig(path)) != nullptr) return true;
-
-  CString text = LoadText(path, logger);
-  if (text.empty()) {
-    LogFormat(eLogLevelError, logger, nullptr, L"Unable to load the config file %ls", path.c_str());
-    return false;
-  }
-  LogTrace(logger, L"Successfully loaded the content of the config file");
+  CString text = LoadText(path, client);
+  if (text.empty()) return Fail(LoadFailure::kUnreadable, path, {}, observer);
+  observer->OnTextRead();
 
   CMarkup xml;
   if (!xml.SetDoc(std::move(text))) {
-    LogFormat(eLogLevelError, logger, nullptr,
-              L"Error loading the config file %ls into the parser. Details: %ls", path.c_str(),
-              xml.GetError().c_str());
-    return false;
+    return Fail(LoadFailure::kMalformed, path, xml.GetError(), observer);
   }
-  LogTrace(logger, L"Successfully loaded the config file into the parser");
+  observer->OnDocumentParsed();
 
   auto loaded = std::make_unique<Config>();
-  const CString error = Parse(xml, *loaded, logger);
-  if (!error.empty()) {
-    LogFormat(eLogLevelError, logger, nullptr, L"Error parsing the config file %ls. Details: %ls",
-              path.c_str(), error.c_str());
-    return false;
-  }
-  LogTrace(logger, L"Successfully parsed the config file");
+  CString error = ReadDocument(xml, *loaded, client);
+  if (!error.empty()) return Fail(LoadFailure::kInvalid, path, std::move(error), observer);
+  observer->OnRecordRead();
 
-  CheckDigest(path, xml.GetDoc(), loaded->fileInfo.sha256, logger);
+  CheckDigest(path, xml.GetDoc(), loaded->fileInfo.sha256, observer);
 
-  // Somebody else may have loaded the same file in the meantime: then theirs is handed out.
+  // If another thread has loaded the same file in the meantime, its record is returned.
   Config* const existing = cache != nullptr ? cache->SetConfig(path, loaded.get()) : nullptr;
-  *config = existing != nullptr ? existing : loaded.release();
-  return true;
+  result.config = existing != nullptr ? existing : loaded.get();
+  if (cache == nullptr) {
+    result.owned = std::move(loaded);
+  } else if (existing == nullptr) {
+    loaded.release();  // the cache owns it now
+  }
+  return result;
 }
 
-CString CConfigParser::Parse(CMarkup& xml, Config& config, CLoggerClient* logger) {
-  if (!xml.FindElem(L"xmlData")) return L"Root tag <xmlData> was not found!";
-  if (!IntoChild(xml, L"fileInfo")) return MissingElement(L"<fileInfo>");
-  CString error = ParseFileInfo(xml, config.fileInfo, logger, config.device.characteristics);
-  if (!error.empty()) return error;
-  xml.OutOfElem();
-  return Parse(config.fileInfo.version, xml, config, logger);
+bool IsPrinterHandle(HANDLE printer) {
+  return printer != nullptr && printer != INVALID_HANDLE_VALUE;
 }
 
-CString CConfigParser::Parse(int version, CMarkup& xml, Config& config, CLoggerClient* logger) {
-  // Kept for compatibility: such a file loads with the device's defaults.
-  if (version >= kFirstOtherVersion) return {};
-  if (!IntoChild(xml, L"device")) return MissingElement(L"<device>");
-  CString error = ParseDevice(xml, config.device, logger);
-  if (!error.empty()) return error;
-  xml.OutOfElem();
-  return {};
+std::wstring ConfigFileName(std::wstring_view driverName) {
+  // In this order: the maker's prefix goes while its hyphen is still there.
+  constexpr struct {
+    std::wstring_view from;
+    std::wstring_view to;
+  } kReplacements[] = {{L"orv-", L""}, {L"/", L""},  {L" ", L""},
+                       {L"-", L""},    {L"+", L"p"}, {L".", L""}};
+  std::wstring name = LowerCase(std::wstring(driverName.substr(0, kMaxName)));
+  for (const auto& [from, to] : kReplacements) ReplaceEach(&name, from, to);
+  name.insert(0, L"conf_");
+  name.insert(0, kFamilyPrefix);
+  name += L".xml";
+  return name;
 }
 
-CString CConfigParser::ParseFileInfo(CMarkup& xml, FileInfo& info, CLoggerClient* logger,
-                                     Characteristics& /*characteristics*/) {
-  // The two messages spell the element differently; people who read logs know them so.
-  if (!IntoChild(xml, L"properties")) return MissingElement(L"<fileinfo><properties>");
-  orv::StoreOrWarn<FileInfo>(xml, orv::kFileInfoProperties, L"<fileInfo><properties>", info,
-                             logger);
-  xml.OutOfElem();
-  return {};
+LoadResult LoadPrinterConfig(HANDLE printer, ConfigsCache* cache, CLoggerClient* client,
+                             LoadObserver* observer) {
+  if (!IsPrinterHandle(printer)) return Fail(LoadFailure::kInvalidPrinter, {}, {}, observer);
+  // A name that the spooler does not return counts as empty.
+  PrinterFacts facts;
+  GetPrinterFacts(printer, &facts);
+  // Without a folder the path stays empty, and the load fails with it.
+  std::wstring path;
+  if (client != nullptr && !client->m_stModuleFolder.empty()) {
+    path = client->m_stModuleFolder + kPathSeparator +
+           ConfigFileName(facts.driverName).substr(0, kMaxName);
+  }
+  LoadResult result = LoadConfigFile(path, cache, client, observer);
+  result.path = std::move(path);
+  return result;
 }
 
-CString CConfigParser::GenerateListValues(int min, int max, int step, int defaultValue,
-                                          std::list<int>& values) {
-  return orv::GenerateValues(min, max, step, defaultValue, &values);
-}
-
-int CConfigParser::ConvertToInt(const CString& text) { return orv::ToInt(text); }
-int CConfigParser::ConvertToBool(const CString& text) { return orv::ToBool(text) ? 1 : 0; }
-std::int64_t CConfigParser::ConvertToDateTime(const CString& text) { return orv::ToDateTime(text); }
-
-bool CConfigParser::isPrinterTwoColor(Config* const config) {
-  return config->device.characteristics.color;
-}
-bool CConfigParser::isPrinterDoubleSided(Config* const config) {
-  return config->device.characteristics.doubleSided;
-}
-const wchar_t* CConfigParser::GetPrinterBoardName(Config* const config) {
-  return config->device.model.boardName.c_str();
-}
-int CConfigParser::GetMaxWidthInMicroMeter(Config* const config) {
-  return config->device.label.widthMax;
-}
+}  // namespace orv

@@ -1,39 +1,36 @@
-#include "config/list_values.h"
+#include "config/config_loader.h"
 #include "config/properties.h"
-#include "config/property_tables.h"
-#include "orv/config/config_parser.h"
+#include "config/section_readers.h"
+#include "config/values.h"
 
 /// The sections of `<device>`: a table for each that is a plain set of properties, and the walk
 /// that requires them in their order. A section is searched onward from the one before it, so one
 /// that stands before its predecessor is not found.
 
-using orv::IntoChild;
-using orv::MissingElement;
-using orv::Range;
-
+namespace orv {
 namespace {
 
 /// Reads a section that lists named entries. `add(number, enabled)` takes each entry in document
 /// order.
 ///
 /// Kept for compatibility: the current number carries over from property to property and from entry
-/// to entry. A name that is not known is warned of and still adds an entry, under the number of the
-/// one before it, and is still compared with the default's name.
+/// to entry. An unknown name is logged, still adds an entry, under the number of the one before it,
+/// and is still compared with the default's name.
 template <typename Add>
-CString ReadEntries(CMarkup& xml, const orv::EntryList& list, std::int32_t& defaultNumber, Add add,
+CString ReadEntries(CMarkup& xml, const EntryList& list, std::int32_t& defaultNumber, Add add,
                     CLoggerClient* logger) {
   // Composed for messages alone, which most files need none of.
-  const auto path = [&list] { return orv::Format(L"<device><%ls><properties>", list.section); };
+  const auto path = [&list] { return Format(L"<device><%ls><properties>", list.section); };
   const auto entryPath = [&list] {
-    return orv::Format(L"<device><%ls><%ls><properties>", list.section, list.entry);
+    return Format(L"<device><%ls><%ls><properties>", list.section, list.entry);
   };
   if (!IntoChild(xml, L"properties")) return MissingElement(path().c_str());
   CString defaultName(list.defaultPrefix);
-  orv::ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
-    if (orv::EqualsIgnoreCase(name, list.defaultKey)) {
+  ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
+    if (EqualsIgnoreCase(name, list.defaultKey)) {
       defaultName = CString(list.defaultPrefix).append(value);
     } else {
-      orv::WarnOfUnknownProperty(logger, path().c_str(), name, value);
+      WarnOfUnknownProperty(logger, path().c_str(), name, value);
     }
   });
   xml.OutOfElem();
@@ -41,18 +38,18 @@ CString ReadEntries(CMarkup& xml, const orv::EntryList& list, std::int32_t& defa
   std::int32_t number = list.firstNumber;
   while (IntoChild(xml, list.entry)) {
     if (!IntoChild(xml, L"properties")) return MissingElement(entryPath().c_str());
-    orv::ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
+    ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
       bool known = false;
-      for (const orv::NumberedName& candidate : list.names) {
-        if (orv::EqualsIgnoreCase(candidate.name, name)) {
+      for (const NumberedName& candidate : list.names) {
+        if (EqualsIgnoreCase(candidate.name, name)) {
           number = candidate.number;
           known = true;
           break;
         }
       }
-      if (!known) orv::WarnOfUnknownProperty(logger, entryPath().c_str(), name, value);
-      if (orv::EqualsIgnoreCase(name, defaultName)) defaultNumber = number;
-      add(number, orv::ToBool(value));
+      if (!known) WarnOfUnknownProperty(logger, entryPath().c_str(), name, value);
+      if (EqualsIgnoreCase(name, defaultName)) defaultNumber = number;
+      add(number, ToBool(value));
     });
     xml.OutOfElem();
     xml.OutOfElem();
@@ -64,7 +61,7 @@ CString ReadEntries(CMarkup& xml, const orv::EntryList& list, std::int32_t& defa
 template <typename Section>
 CString ReadSection(CMarkup& xml, const wchar_t* name, Section& section,
                     CString (*parse)(CMarkup&, Section&, CLoggerClient*), CLoggerClient* logger) {
-  if (!IntoChild(xml, name)) return MissingElement(orv::Format(L"<device><%ls>", name).c_str());
+  if (!IntoChild(xml, name)) return MissingElement(Format(L"<device><%ls>", name).c_str());
   CString error = parse(xml, section, logger);
   if (error.empty()) xml.OutOfElem();
   return error;
@@ -72,24 +69,52 @@ CString ReadSection(CMarkup& xml, const wchar_t* name, Section& section,
 
 }  // namespace
 
-CString CConfigParser::ParseDevice(CMarkup& xml, Device& device, CLoggerClient* logger) {
+CString ReadDocument(CMarkup& xml, Config& config, CLoggerClient* logger) {
+  if (!xml.FindElem(L"xmlData")) return L"Root tag <xmlData> was not found!";
+  if (!IntoChild(xml, L"fileInfo")) return MissingElement(L"<fileInfo>");
+  CString error = ReadFileInfo(xml, config.fileInfo, logger);
+  if (!error.empty()) return error;
+  xml.OutOfElem();
+  return ReadVersionedPart(config.fileInfo.version, xml, config, logger);
+}
+
+CString ReadVersionedPart(std::int32_t version, CMarkup& xml, Config& config,
+                          CLoggerClient* logger) {
+  // Kept for compatibility: such a file loads, with the defaults of the device.
+  if (version >= kFirstVersionWithoutDevice) return {};
+  if (!IntoChild(xml, L"device")) return MissingElement(L"<device>");
+  CString error = ReadDevice(xml, config.device, logger);
+  if (!error.empty()) return error;
+  xml.OutOfElem();
+  return {};
+}
+
+CString ReadFileInfo(CMarkup& xml, FileInfo& info, CLoggerClient* logger) {
+  // Kept for compatibility: the two messages spell the element differently.
+  if (!IntoChild(xml, L"properties")) return MissingElement(L"<fileinfo><properties>");
+  StoreOrWarn<FileInfo>(xml, kFileInfoProperties, L"<fileInfo><properties>", info, logger);
+  xml.OutOfElem();
+  return {};
+}
+
+CString ReadDevice(CMarkup& xml, Device& device, CLoggerClient* logger) {
   CString error;
   // Each step runs only while no error was met.
   const auto read = [&](const wchar_t* name, auto& section, auto parse) {
     if (error.empty()) error = ReadSection(xml, name, section, parse, logger);
   };
-  read(L"model", device.model, &ParseDeviceModel);
-  read(L"label", device.label, &ParseDeviceLabel);
-  read(L"generalSettings", device.generalSettings, &ParseDeviceGeneralSettings);
-  read(L"printModes", device.printModes, &ParseDevicePrintModes);
-  read(L"globalOffsetY", device.globalOffsetY, &ParseDeviceGlobalOffsetY);
-  read(L"headsOffsetX", device.headsOffsetX, &ParseDeviceHeadsOffsetX);
-  read(L"darkness", device.darkness, &ParseDeviceDarkness);
+  read(L"model", device.model, &ReadModel);
+  read(L"label", device.label, &ReadLabel);
+  read(L"generalSettings", device.generalSettings, &ReadGeneralSettings);
+  read(L"printModes", device.printModes, &ReadPrintModes);
+  read(L"globalOffsetY", device.globalOffsetY, &ReadGlobalOffsetY);
+  read(L"headsOffsetX", device.headsOffsetX, &ReadHeadsOffsetX);
+  read(L"darkness", device.darkness, &ReadDarkness);
   if (!error.empty()) return error;
 
   // The element is optional, the speeds are not.
   if (IntoChild(xml, L"printSpeed")) {
-    error = ParseDevicePrintSpeeds(xml, device.printSpeeds, logger);
+    error = ReadPrintSpeeds(xml, device.printSpeeds, logger);
     if (!error.empty()) return error;
     xml.OutOfElem();
   }
@@ -98,47 +123,43 @@ CString CConfigParser::ParseDevice(CMarkup& xml, Device& device, CLoggerClient* 
            L"should be filled!";
   }
 
-  read(L"sensorTypes", device.sensorTypes, &ParseDeviceSensorTypes);
-  read(L"characteristics", device.characteristics, &ParseDeviceCharacteristics);
-  read(L"optionFamilies", device, &ParseDeviceOptionFamilies);
+  read(L"sensorTypes", device.sensorTypes, &ReadSensorTypes);
+  read(L"characteristics", device.characteristics, &ReadCharacteristics);
+  read(L"optionFamilies", device, &ReadOptionFamilies);
   return error;
 }
 
-CString CConfigParser::ParseDeviceModel(CMarkup& xml, Model& model, CLoggerClient* logger) {
+CString ReadModel(CMarkup& xml, Model& model, CLoggerClient* logger) {
   model = {};
-  return orv::ReadProperties<Model>(xml, orv::kModelProperties, L"<device><model><properties>",
-                                    model, logger);
+  return ReadProperties<Model>(xml, kModelProperties, L"<device><model><properties>", model,
+                               logger);
 }
 
-CString CConfigParser::ParseDeviceLabel(CMarkup& xml, Label& label, CLoggerClient* logger) {
+CString ReadLabel(CMarkup& xml, Label& label, CLoggerClient* logger) {
   label.maxGapDistance = 0;
-  return orv::ReadProperties<Label>(xml, orv::kLabelProperties, L"<device><label><properties>",
-                                    label, logger);
+  return ReadProperties<Label>(xml, kLabelProperties, L"<device><label><properties>", label,
+                               logger);
 }
 
-CString CConfigParser::ParseDeviceGeneralSettings(CMarkup& xml, GeneralSettings& settings,
-                                                  CLoggerClient* logger) {
+CString ReadGeneralSettings(CMarkup& xml, GeneralSettings& settings, CLoggerClient* logger) {
   settings = {.resolutionDpiX = 300, .resolutionDpiY = 300};
-  return orv::ReadProperties<GeneralSettings>(xml, orv::kGeneralSettingsProperties,
-                                              L"<device><generalSettings><properties>", settings,
-                                              logger);
+  return ReadProperties<GeneralSettings>(
+      xml, kGeneralSettingsProperties, L"<device><generalSettings><properties>", settings, logger);
 }
 
-CString CConfigParser::ParseDevicePrintModes(CMarkup& xml, PrintModes& modes,
-                                             CLoggerClient* logger) {
+CString ReadPrintModes(CMarkup& xml, PrintModes& modes, CLoggerClient* logger) {
   return ReadEntries(
-      xml, orv::kPrintModeList, modes.defaultMode,
+      xml, kPrintModeList, modes.defaultMode,
       [&](std::int32_t mode, bool enabled) {
         modes.modes.push_back({mode, enabled});
       },
       logger);
 }
 
-CString CConfigParser::ParseDeviceGlobalOffsetY(CMarkup& xml, GlobalOffsetY& offset,
-                                                CLoggerClient* logger) {
+CString ReadGlobalOffsetY(CMarkup& xml, GlobalOffsetY& offset, CLoggerClient* logger) {
   Range range;
-  CString error = orv::ReadProperties<Range>(xml, orv::kGlobalOffsetYProperties,
-                                             L"<device><globalOffsetY><properties>", range, logger);
+  CString error = ReadProperties<Range>(xml, kGlobalOffsetYProperties,
+                                        L"<device><globalOffsetY><properties>", range, logger);
   if (!error.empty()) return error;
   offset = {range.min.value_or(0), range.max.value_or(0), range.step.value_or(0)};
   if (!range.min || !range.step || !range.max) {
@@ -147,8 +168,7 @@ CString CConfigParser::ParseDeviceGlobalOffsetY(CMarkup& xml, GlobalOffsetY& off
   return {};
 }
 
-CString CConfigParser::ParseDeviceHeadsOffsetX(CMarkup& xml, HeadsOffsetX& offset,
-                                               CLoggerClient* logger) {
+CString ReadHeadsOffsetX(CMarkup& xml, HeadsOffsetX& offset, CLoggerClient* logger) {
   static constexpr wchar_t kPath[] = L"<device><headsOffsetX><properties>";
   if (!IntoChild(xml, L"properties")) return MissingElement(kPath);
   Range range;
@@ -156,12 +176,11 @@ CString CConfigParser::ParseDeviceHeadsOffsetX(CMarkup& xml, HeadsOffsetX& offse
     if (!CLogger::IsEnabled(eLogLevelWarning, nullptr)) return;
     // The odd words at the end are what people who read these logs search for.
     const CString key(name);
-    orv::LogFormat(eLogLevelWarning, logger, nullptr,
-                   L"Unknown property in %ls: %ls = %ls - compared %ls end", kPath, key.c_str(),
-                   CString(value).c_str(), key.c_str());
+    LogFormat(eLogLevelWarning, logger, nullptr,
+              L"Unknown property in %ls: %ls = %ls - compared %ls end", kPath, key.c_str(),
+              CString(value).c_str(), key.c_str());
   };
-  orv::StoreProperties<Range>(xml, orv::CursorOf(xml).Main(), orv::kHeadsOffsetXProperties, range,
-                              warn);
+  StoreProperties<Range>(xml, CursorOf(xml).Main(), kHeadsOffsetXProperties, range, warn);
   xml.OutOfElem();
 
   offset = {range.enabled == TRUE, range.min.value_or(0), range.max.value_or(0),
@@ -174,31 +193,29 @@ CString CConfigParser::ParseDeviceHeadsOffsetX(CMarkup& xml, HeadsOffsetX& offse
   return {};
 }
 
-CString CConfigParser::ParseDeviceDarkness(CMarkup& xml, Darkness& darkness,
-                                           CLoggerClient* logger) {
+CString ReadDarkness(CMarkup& xml, Darkness& darkness, CLoggerClient* logger) {
   Range range;
-  CString error = orv::ReadProperties<Range>(xml, orv::kDarknessProperties,
-                                             L"<device><darkness><properties>", range, logger);
+  CString error = ReadProperties<Range>(xml, kDarknessProperties, L"<device><darkness><properties>",
+                                        range, logger);
   if (!error.empty()) return error;
   if (!range.min || !range.step || !range.max || !range.defaultValue) {
     return L"Missing property in <device><darkness><properties>: Min, Max, Step or Default is "
            L"missing!";
   }
   std::vector<std::int32_t> values;
-  error = orv::GenerateValues(*range.min, *range.max, *range.step, *range.defaultValue, &values);
+  error = GenerateValues(*range.min, *range.max, *range.step, *range.defaultValue, &values);
   if (!error.empty()) return L"Error in <device><darkness><properties>: " + error;
   darkness.values.insert(darkness.values.end(), values.begin(), values.end());
   darkness.defaultValue = *range.defaultValue;
   return {};
 }
 
-CString CConfigParser::ParseDevicePrintSpeeds(CMarkup& xml, PrintSpeeds& speeds,
-                                              CLoggerClient* logger) {
-  orv::ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
-    if (orv::EqualsIgnoreCase(name, L"printSpeedDefault")) {
-      speeds.defaultSpeed = orv::ToInt(value);
+CString ReadPrintSpeeds(CMarkup& xml, PrintSpeeds& speeds, CLoggerClient* logger) {
+  ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
+    if (EqualsIgnoreCase(name, L"printSpeedDefault")) {
+      speeds.defaultSpeed = ToInt(value);
     } else {
-      orv::WarnOfUnknownProperty(logger, L"<device><printSpeed>", name, value);
+      WarnOfUnknownProperty(logger, L"<device><printSpeed>", name, value);
     }
   });
   // The speeds count only behind the last property.
@@ -207,11 +224,11 @@ CString CConfigParser::ParseDevicePrintSpeeds(CMarkup& xml, PrintSpeeds& speeds,
   if (!IntoChild(xml, L"properties")) {
     return MissingElement(L"<printSpeed><printSpeeds><properties>");
   }
-  orv::ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
-    if (orv::EqualsIgnoreCase(name, L"printSpeed")) {
-      speeds.speeds.push_back(orv::ToInt(value));
+  ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
+    if (EqualsIgnoreCase(name, L"printSpeed")) {
+      speeds.speeds.push_back(ToInt(value));
     } else {
-      orv::WarnOfUnknownProperty(logger, L"<device><printSpeed><properties>", name, value);
+      WarnOfUnknownProperty(logger, L"<device><printSpeed><properties>", name, value);
     }
   });
   xml.OutOfElem();
@@ -219,22 +236,22 @@ CString CConfigParser::ParseDevicePrintSpeeds(CMarkup& xml, PrintSpeeds& speeds,
   return {};
 }
 
-CString CConfigParser::ParseDeviceSensorTypes(CMarkup& xml, SensorTypes& sensors,
-                                              CLoggerClient* logger) {
+CString ReadSensorTypes(CMarkup& xml, SensorTypes& sensors, CLoggerClient* logger) {
   return ReadEntries(
-      xml, orv::kSensorTypeList, sensors.defaultType,
+      xml, kSensorTypeList, sensors.defaultType,
       [&](std::int32_t type, bool enabled) {
         sensors.types.push_back({type, enabled});
       },
       logger);
 }
 
-CString CConfigParser::ParseDeviceCharacteristics(CMarkup& xml, Characteristics& characteristics,
-                                                  CLoggerClient* logger) {
+CString ReadCharacteristics(CMarkup& xml, Characteristics& characteristics, CLoggerClient* logger) {
   // Both messages are those of the file information; people who read logs know them so.
   if (!IntoChild(xml, L"properties")) return MissingElement(L"<fileinfo><properties>");
-  orv::StoreOrWarn<Characteristics>(xml, orv::kCharacteristicsProperties, L"<fileInfo><properties>",
-                                    characteristics, logger);
+  StoreOrWarn<Characteristics>(xml, kCharacteristicsProperties, L"<fileInfo><properties>",
+                               characteristics, logger);
   xml.OutOfElem();
   return {};
 }
+
+}  // namespace orv

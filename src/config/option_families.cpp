@@ -1,23 +1,20 @@
 #include <utility>
 
 #include "config/properties.h"
-#include "config/property_tables.h"
-#include "orv/config/config_parser.h"
+#include "config/section_readers.h"
 #include "xml/markup_state.h"
 
 /// Option families: one reader for the options of every kind, driven by the kind's table of keys.
 
-using orv::IntoChild;
-using orv::MissingElement;
-
+namespace orv {
 namespace {
 
 /// Logs a warning that names the family by its type text.
 template <typename Kind, typename... Arguments>
 void Warn(CLoggerClient* client, const OptionFamily<Kind>& family, const wchar_t* format,
           const Arguments&... arguments) {
-  orv::LogFormat(eLogLevelWarning, client, nullptr, format, family.optionFamilyType.c_str(),
-                 arguments.c_str()...);
+  LogFormat(eLogLevelWarning, client, nullptr, format, family.optionFamilyType.c_str(),
+            arguments.c_str()...);
 }
 
 /// Reads what an option has behind its properties. Only the belt applicator has something.
@@ -29,26 +26,28 @@ CString ReadExtras(const CMarkup&, int, Kind&, CLoggerClient*) {
 template <>
 CString ReadExtras(const CMarkup& markup, int properties, BeltApplicator& option,
                    CLoggerClient* client) {
-  const orv::Cursor& cursor = orv::CursorOf(markup);
+  const Cursor& cursor = CursorOf(markup);
   const int conveyorSpeed = cursor.NextSibling(properties, L"conveyorSpeed");
   if (conveyorSpeed == 0) return MissingElement(L"<conveyorSpeed>");
   const int speeds = cursor.FirstChild(conveyorSpeed, L"properties");
   if (speeds == 0) return MissingElement(L"<conveyorSpeed><properties>");
-  orv::ForEachProperty(markup, speeds, [&](std::wstring_view name, std::wstring_view value) {
-    if (orv::EqualsIgnoreCase(name, L"conveyorSpeed")) {
-      option.conveyorSpeeds.push_back(orv::ToInt(value));
+  ForEachProperty(markup, speeds, [&](std::wstring_view name, std::wstring_view value) {
+    if (EqualsIgnoreCase(name, L"conveyorSpeed")) {
+      option.conveyorSpeeds.push_back(ToInt(value));
     } else {
-      orv::WarnOfUnknownProperty(client, L"<conveyorSpeed><properties>", name, value);
+      WarnOfUnknownProperty(client, L"<conveyorSpeed><properties>", name, value);
     }
   });
   return {};
 }
 
+}  // namespace
+
 /// Reads the options of a family; the document is inside the family. Options are by far the most
 /// that a file has, so they are walked by their records.
 template <typename Kind>
 CString ReadOptions(CMarkup& markup, OptionFamily<Kind>& family, CLoggerClient* client) {
-  constexpr auto& kTable = orv::KindProperties<Kind>::kTable;
+  constexpr auto& kTable = KindProperties<Kind>::kTable;
   static_assert(kTable[0].key == L"optionName", "ORV_OPTION comes first");
   if (!IntoChild(markup, L"options")) {
     Warn(client, family, L"Option Family '%ls' has no options defined!");
@@ -59,7 +58,7 @@ CString ReadOptions(CMarkup& markup, OptionFamily<Kind>& family, CLoggerClient* 
     Warn(client, family, L"Unknown property in Option Family '%ls': %ls = %ls", CString(name),
          CString(value));
   };
-  const orv::Cursor& cursor = orv::CursorOf(markup);
+  const Cursor& cursor = CursorOf(markup);
   const int first = cursor.FirstChild(cursor.Main(), L"option");
   // Nearly every family stands in one place of its file, and needs room but once.
   if (family.options.empty()) {
@@ -75,7 +74,7 @@ CString ReadOptions(CMarkup& markup, OptionFamily<Kind>& family, CLoggerClient* 
       continue;
     }
     Kind option;
-    orv::StoreProperties<Kind>(markup, properties, kTable, option, warn);
+    StoreProperties<Kind>(markup, properties, kTable, option, warn);
     CString error = ReadExtras(markup, properties, option, client);
     if (!error.empty()) return error;
 
@@ -89,18 +88,12 @@ CString ReadOptions(CMarkup& markup, OptionFamily<Kind>& family, CLoggerClient* 
   return {};
 }
 
-/// Reads the properties that the document is inside of.
-void ReadFamilyProperties(CMarkup& markup, orv::FamilyProperties& properties,
-                          CLoggerClient* client) {
-  orv::StoreOrWarn<orv::FamilyProperties>(markup, orv::kFamilyProperties,
-                                          L"<device><optionFamilies><optionFamily><properties>",
-                                          properties, client);
-}
+namespace {
 
 /// Stores a family's properties and reads its options.
 template <typename Kind>
-CString ReadFamily(CMarkup& markup, OptionFamily<Kind>& family,
-                   const orv::FamilyProperties& properties, CLoggerClient* client) {
+CString ReadFamily(CMarkup& markup, OptionFamily<Kind>& family, const FamilyProperties& properties,
+                   CLoggerClient* client) {
   family.optionFamilyId = properties.optionFamilyId;
   family.optionFamilyType = properties.optionFamilyType;
   family.optionFamilyName = properties.optionFamilyName;
@@ -113,11 +106,10 @@ constexpr std::int32_t kNoFamily = 99;
 
 }  // namespace
 
-CString CConfigParser::ParseDeviceOptionFamilies(CMarkup& markup, Device& device,
-                                                 CLoggerClient* client) {
-  // Kept for compatibility: a family that does not say its identifier is read under that of the
-  // family before it.
-  orv::FamilyProperties properties{kNoFamily, {}, {}, {}};
+CString ReadOptionFamilies(CMarkup& markup, Device& device, CLoggerClient* client) {
+  // Kept for compatibility: a family without an identifier is read under that of the family before
+  // it.
+  FamilyProperties properties{kNoFamily, {}, {}, {}};
   while (IntoChild(markup, L"optionFamily")) {
     if (IntoChild(markup, L"properties")) {
       ReadFamilyProperties(markup, properties, client);
@@ -128,44 +120,32 @@ CString CConfigParser::ParseDeviceOptionFamilies(CMarkup& markup, Device& device
     }
     bool known = false;
     CString error;
-    orv::ForEachFamily([&](auto family) {
+    ForEachFamily([&](auto family) {
       if (known || family.id != properties.optionFamilyId) return;
       known = true;
       error = ReadFamily(markup, device.*family.member, properties, client);
     });
     if (!error.empty()) return error;
     if (!known) {
-      orv::LogFormat(eLogLevelWarning, client, nullptr,
-                     L"Unknown Option Family Type in "
-                     L"<device><optionFamilies><optionFamily><properties>: %ls",
-                     properties.optionFamilyType.c_str());
+      LogFormat(eLogLevelWarning, client, nullptr,
+                L"Unknown Option Family Type in "
+                L"<device><optionFamilies><optionFamily><properties>: %ls",
+                properties.optionFamilyType.c_str());
     }
     markup.OutOfElem();
   }
   return {};
 }
 
-CString CConfigParser::ParseDeviceOptionFamilyProperties(CMarkup markup, int& optionFamilyId,
-                                                         CString& optionFamilyType,
-                                                         CString& optionFamilyName,
-                                                         CString& optionFamilyImageFile,
-                                                         CLoggerClient* client) {
-  orv::FamilyProperties properties{optionFamilyId, optionFamilyType, optionFamilyName,
-                                   optionFamilyImageFile};
-  ReadFamilyProperties(markup, properties, client);
-  optionFamilyId = properties.optionFamilyId;
-  optionFamilyType = properties.optionFamilyType;
-  optionFamilyName = properties.optionFamilyName;
-  optionFamilyImageFile = properties.optionFamilyImageFile;
-  return {};
+void ReadFamilyProperties(CMarkup& markup, FamilyProperties& properties, CLoggerClient* client) {
+  StoreOrWarn<FamilyProperties>(markup, kFamilyProperties,
+                                L"<device><optionFamilies><optionFamily><properties>", properties,
+                                client);
 }
 
-// One entry point a kind, for callers that stand inside a family of that kind.
-#define ORV_OPTIONS(Kind)                                                   \
-  CString CConfigParser::ParseDeviceOptionFamily##Kind##Options(            \
-      CMarkup& markup, OptionFamily<Kind>& family, CLoggerClient* client) { \
-    return ReadOptions(markup, family, client);                             \
-  }
+// The public class reads families of one kind alone.
+#define ORV_OPTIONS(Kind) \
+  template CString ReadOptions(CMarkup&, OptionFamily<Kind>&, CLoggerClient*);
 
 ORV_OPTIONS(Applicator)
 ORV_OPTIONS(BarcodeVerifier)
@@ -184,3 +164,5 @@ ORV_OPTIONS(TubeApplicator)
 ORV_OPTIONS(WrappingApplicator)
 
 #undef ORV_OPTIONS
+
+}  // namespace orv

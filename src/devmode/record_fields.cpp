@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstddef>
 #include <iterator>
+#include <new>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -414,12 +415,19 @@ std::span<const RecordField> RecordFields() { return kFields; }
 std::span<const RecordCheck> RecordChecks() { return kChecks; }
 
 void RepairRecord(const Config& config, tagOEMDEV* record, std::vector<Correction>* corrections) {
+  const auto note = [&corrections](const Correction& correction) {
+    if (corrections == nullptr) return;
+    try {
+      corrections->push_back(correction);
+    } catch (const std::bad_alloc&) {
+      corrections->clear();
+      corrections = nullptr;
+    }
+  };
   for (const RecordCheck& check : kChecks) {
     const RecordField& field = *check.field;
     if (field.rule.kind == FieldRule::kTerminated) {
-      if (TerminateText(record, field) && corrections != nullptr) {
-        corrections->push_back({&check, 0, 0});
-      }
+      if (TerminateText(record, field)) note({&check, 0, 0});
       continue;
     }
     const std::uint32_t before = FieldBits(*record, field);
@@ -435,7 +443,7 @@ void RepairRecord(const Config& config, tagOEMDEV* record, std::vector<Correctio
       after = static_cast<std::uint32_t>(field.rule.fallback.In(config));
     }
     SetFieldBits(record, field, after);
-    if (corrections != nullptr) corrections->push_back({&check, before, after});
+    note({&check, before, after});
   }
 }
 

@@ -86,7 +86,7 @@ std::span<const RecordField> RecordFields();
 std::span<const RecordCheck> RecordChecks();
 
 /// Runs all checks on a record and repairs it. Each repair is appended to `corrections`, which may
-/// be null.
+/// be null. If memory runs out, the record is repaired all the same and the list is emptied.
 void RepairRecord(const Config& config, tagOEMDEV* record, std::vector<Correction>* corrections);
 
 /// Corrections as the log names them: "Name:old->new " for each number; a text's item has no

@@ -3,23 +3,22 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <new>
 #include <string_view>
 #include <type_traits>
 #include <unordered_map>
 #include <utility>
 
+#include "devmode/merge.h"
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
-#include "orv/session/session_data.h"
+#include "orv/settings/settings.h"
 #include "orv/text/format.h"
 #include "platform/letter_case.h"
-#include "session/session_items.h"
+#include "session/session.h"
 
 namespace orv {
 namespace {
 
-constexpr wchar_t kSource[] = L"DevMode";
 constexpr wchar_t kNameValue[] = L"DisplayName";
 constexpr std::size_t kMaxNameBytes = (kMaxStockName + 1) * 2;  ///< with the terminator
 static_assert(kMaxNameBytes == 260);
@@ -30,7 +29,7 @@ constexpr int kThousandthsPerTenth = 100;
 constexpr int kNoField = -1;
 #define RECORD(member) static_cast<int>(offsetof(tagOEMDEV, member))
 
-// The paper size has its own way into the records; the copies stay the application's.
+// The paper size reaches the records separately; the copies stay the application's.
 constexpr StockValue kValues[] = {
     {L"SpeedInMmPerSec", &StockItem::SpeedInMmPerSec, RECORD(PrintSpeed)},
     {L"Darkness", &StockItem::Darkness, RECORD(Darkness)},
@@ -85,27 +84,22 @@ std::vector<StockItem> ReadItems(const RegistryKey& key) {
   return items;
 }
 
-/// The printer's own items: the session's when the session decides so and has any, otherwise the
+/// The printer's own items: the session's if the session decides so and has any, otherwise the
 /// stored ones.
-std::vector<StockItem> LoadOwnItems(const std::wstring& printerName, const std::wstring& driverName,
-                                    bool* isFromSession) {
-  std::uint32_t readSession = 0;
-  if (GetSessionReadUDS(&readSession, printerName.c_str(), driverName.c_str()) == 0) {
-    throw std::bad_alloc();  // not the printer's items where the session's might be wanted
+void LoadOwnItems(const std::wstring& printerName, const std::wstring& driverName,
+                  StockList* list) {
+  SessionData& session = SessionData::Shared();
+  const bool readsFromSession = session.ReadsFromSession(printerName, driverName);
+  SessionData::RemoveEndedEntries();
+  if (readsFromSession) {
+    list->items = ReadStockItems(PrinterPath(printerName, driverName) + L"\\Session\\" +
+                                 std::to_wstring(session.ItemsProcessId()));
   }
-  CleanupRegSessionData(printerName.c_str(), driverName.c_str());
-
-  std::vector<StockItem> items;
-  if (readSession != 0) {
-    items = ReadStockItems(PrinterPath(printerName, driverName) + L"\\Session\\" +
-                           std::to_wstring(SessionItemsProcess()));
-  }
-  *isFromSession = !items.empty();
-  if (items.empty()) items = ReadStockItems(StockItemsPath(printerName, driverName));
-  return items;
+  list->isFromSession = !list->items.empty();
+  if (list->items.empty()) list->items = ReadStockItems(StockItemsPath(printerName, driverName));
 }
 
-/// A public length as the private record counts it; the record's own when there is none.
+/// A public length in the unit of the private record; the record's own if the public one is unset.
 DWORD LengthFrom(SHORT tenths, std::uint32_t own) {
   return tenths < 1 ? own : static_cast<DWORD>(tenths) * kThousandthsPerTenth;
 }
@@ -114,27 +108,6 @@ DWORD LengthFrom(SHORT tenths, std::uint32_t own) {
 SHORT ToTenths(DWORD thousandths) {
   return static_cast<SHORT>((std::uint64_t{thousandths} + kThousandthsPerTenth / 2) /
                             kThousandthsPerTenth);
-}
-
-void Apply(const StockItem& item, int paperSize, DEVMODEW* out, tagOEMDEV* dev) {
-  out->dmPaperSize = static_cast<SHORT>(paperSize);
-  out->dmPaperWidth = ToTenths(item.PaperWidth);
-  out->dmPaperLength = ToTenths(item.PaperLength);
-  // The field's last unit stays the terminator.
-  constexpr std::size_t kMaxName = std::extent_v<decltype(DEVMODEW::dmFormName)> - 1;
-  std::ranges::fill(out->dmFormName, WCHAR{0});
-  std::ranges::transform(item.DisplayName.substr(0, kMaxName), out->dmFormName,
-                         [](wchar_t unit) { return static_cast<WCHAR>(unit); });
-
-  dev->PaperWidth = item.PaperWidth;
-  dev->PaperHeight = item.PaperLength;
-  if (IsZeroGuid(item.guid)) return;
-  for (const StockValue& value : kValues) {
-    if (value.recordOffset == kNoField) continue;
-    const DWORD number = item.*value.field;
-    std::memcpy(reinterpret_cast<std::uint8_t*>(dev) + value.recordOffset, &number, sizeof(number));
-  }
-  dev->StockItemGuid = item.guid;
 }
 
 }  // namespace
@@ -234,17 +207,10 @@ LONG WriteStockItem(const std::wstring& path, const StockItem& item) {
   return result;
 }
 
-LONG ImportStockItems(const std::wstring& path, std::span<const StockItem> items,
-                      CLoggerClient* logger) {
-  std::wstring names;
+LONG StoreStockItems(const std::wstring& path, std::span<const StockItem> items) {
   for (const StockItem& item : items) {
-    const LONG error = WriteStockItem(path, item);
-    if (error != ERROR_SUCCESS) return error;
-    names += (names.empty() ? L"" : L", ") + item.DisplayName;
+    if (const LONG error = WriteStockItem(path, item); error != ERROR_SUCCESS) return error;
   }
-  LogFormat(eLogLevelInfo, logger, kSource, L"Number of imported layouts %ls",
-            std::to_wstring(items.size()).c_str());
-  LogFormat(eLogLevelInfo, logger, kSource, L"Layouts %ls imported from registry.", names.c_str());
   return ERROR_SUCCESS;
 }
 
@@ -254,34 +220,25 @@ LONG DeleteStockItem(const std::wstring& path, const GUID& guid) {
   return result != ERROR_SUCCESS ? result : DeleteRegistryTree(key.get(), FormatGuid(guid));
 }
 
-std::vector<StockItem> LoadStockItems(HANDLE printer, const wchar_t* printerName,
-                                      CLoggerClient* logger) {
+StockList FindStockItems(HANDLE printer, const wchar_t* printerName, MergeObserver* observer) {
   const std::wstring name = printerName != nullptr ? printerName : L"";
-  CLogger::LOG_INFO(logger, L"Loading printer settings from registry", kSource);
-  std::vector<StockItem> items;
-  bool isFromSession = false;
+  observer->OnLoadingStockItems();
+  StockList list;
   if (PrinterFacts facts; GetPrinterFacts(printer, &facts)) {
-    items = LoadOwnItems(name, facts.driverName, &isFromSession);
-  } else if (CLogger::IsEnabled(eLogLevelError, kSource)) {
-    const std::wstring error = std::to_wstring(GetLastError());
-    LogFormat(eLogLevelError, logger, kSource, L"printer %ls could not be opened. Error code: %ls",
-              name.c_str(), error.c_str());
+    LoadOwnItems(name, facts.driverName, &list);
+  } else {
+    list.openError = GetLastError();
   }
-  const std::size_t ownItems = items.size();
+  const std::size_t ownItems = list.items.size();
   for (StockItem& common : ReadStockItems(kCommonStockItemsPath)) {
-    const auto ownEnd = items.begin() + static_cast<std::ptrdiff_t>(ownItems);
-    if (std::none_of(items.begin(), ownEnd,
+    const auto ownEnd = list.items.begin() + static_cast<std::ptrdiff_t>(ownItems);
+    if (std::none_of(list.items.begin(), ownEnd,
                      [&](const StockItem& own) { return SameGuid(own.guid, common.guid); })) {
-      items.push_back(std::move(common));
+      list.items.push_back(std::move(common));
     }
   }
-  CLogger::LOG_INFO(logger,
-                    items.empty() ? L"No User-Defined-Settings found in registry."
-                    : isFromSession
-                        ? L"Successfully Loaded User-Defined-Settings from session data."
-                        : L"Successfully Loaded User-Defined-Settings from the registry.",
-                    kSource);
-  return items;
+  observer->OnStockItemsLoaded(name, list);
+  return list;
 }
 
 StockChoice ChooseStockItem(std::vector<StockItem> items, const DEVMODEW& in,
@@ -311,45 +268,27 @@ StockChoice ChooseStockItem(std::vector<StockItem> items, const DEVMODEW& in,
   return {StockChoice::kRecordSize, kFirstStockPaperSize, std::move(unnamed)};
 }
 
-}  // namespace orv
+void ApplyStockChoice(const StockChoice& choice, DEVMODEW* out, tagOEMDEV* record) {
+  const StockItem& item = choice.item;
+  out->dmPaperSize = static_cast<SHORT>(choice.paperSize);
+  out->dmPaperWidth = ToTenths(item.PaperWidth);
+  out->dmPaperLength = ToTenths(item.PaperLength);
+  // The last code unit stays the terminator.
+  constexpr std::size_t kMaxName = std::extent_v<decltype(DEVMODEW::dmFormName)> - 1;
+  std::ranges::fill(out->dmFormName, WCHAR{0});
+  std::ranges::transform(item.DisplayName.substr(0, kMaxName), out->dmFormName,
+                         [](wchar_t unit) { return static_cast<WCHAR>(unit); });
 
-void ApplyStockItem(const DEVMODEW* in, DEVMODEW* out, tagOEMDEV* dev, HANDLE printer,
-                    const wchar_t* printerName, CLoggerClient* logger) {
-  if (in == nullptr || out == nullptr || dev == nullptr) return;
-  const orv::StockChoice choice =
-      orv::ChooseStockItem(orv::LoadStockItems(printer, printerName, logger), *in, *dev);
-  const auto log = [logger](eLogLevel level, const wchar_t* format, auto... arguments) {
-    orv::LogFormat(level, logger, orv::kSource, format, arguments...);
-  };
-  const auto width = static_cast<int>(choice.item.PaperWidth);
-  const auto length = static_cast<int>(choice.item.PaperLength);
-  log(eLogLevelInfo, L"Drevik.ApplyStockItem: Applying values for paper size %d",
-      int{in->dmPaperSize});
-  switch (choice.reason) {
-    case orv::StockChoice::kPaperSize:
-      log(eLogLevelInfo,
-          L"Drevik.ApplyStockItem:   Using stock item from paper size for paper dimensions: "
-          L"%d x %d",
-          width, length);
-      break;
-    case orv::StockChoice::kSelected:
-      log(eLogLevelInfo,
-          L"Drevik.ApplyStockItem:   No stock item found for given paper size. Using default stock "
-          L"item for paper size %d",
-          choice.paperSize);
-      break;
-    case orv::StockChoice::kRecordSize:
-      log(eLogLevelWarning,
-          L"Drevik.ApplyStockItem:   No stock item found for given paper size, and no default "
-          L"stock "
-          L"item found. Using width and length from OEMDevMode settings: %d x %d",
-          width, length);
-      break;
-    case orv::StockChoice::kApplicationSize:
-      log(eLogLevelInfo,
-          L"Drevik.ApplyStockItem:   Using application DevMode for paper dimensions: %d x %d",
-          width, length);
-      break;
+  record->PaperWidth = item.PaperWidth;
+  record->PaperHeight = item.PaperLength;
+  if (IsZeroGuid(item.guid)) return;
+  for (const StockValue& value : kValues) {
+    if (value.recordOffset == kNoField) continue;
+    const DWORD number = item.*value.field;
+    std::memcpy(reinterpret_cast<std::uint8_t*>(record) + value.recordOffset, &number,
+                sizeof(number));
   }
-  orv::Apply(choice.item, choice.paperSize, out, dev);
+  record->StockItemGuid = item.guid;
 }
+
+}  // namespace orv

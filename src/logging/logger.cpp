@@ -9,7 +9,7 @@
 #include <string>
 
 #include "logging/log_file.h"
-#include "orv/platform/registry.h"
+#include "orv/settings/settings.h"
 #include "platform/clock.h"
 #include "platform/debug_output.h"
 #include "platform/files.h"

@@ -1,7 +1,5 @@
 #include "orv/platform/registry.h"
 
-#include "platform/processes.h"
-
 namespace orv {
 
 RegistryValue RegistryValue::FromText(const std::wstring& text) {
@@ -36,25 +34,6 @@ bool RegistryValue::Number(DWORD* number) const {
   if (type != REG_DWORD || data.size() != 4) return false;
   *number = data[0] | DWORD{data[1]} << 8 | DWORD{data[2]} << 16 | DWORD{data[3]} << 24;
   return true;
-}
-
-std::wstring ReadSetting(const std::wstring& subKey, const std::wstring& name) {
-  constexpr std::size_t kLongestSetting = 1024;  // bytes
-  std::wstring path = kSettingsKey;
-  if (!subKey.empty()) path += L"\\" + subKey;
-  for (const HKEY hive : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}) {
-    RegistryKey key;
-    RegistryValue value;
-    if (key.Open(hive, path, RegistryAccess::kRead) != ERROR_SUCCESS ||
-        GetRegistryValue(key.get(), name, &value) != ERROR_SUCCESS ||
-        (value.type != REG_SZ && value.type != REG_EXPAND_SZ)) {
-      continue;
-    }
-    if (value.data.size() > kLongestSetting) return {};
-    const bool hasVariables = std::exchange(value.type, REG_SZ) == REG_EXPAND_SZ;
-    return hasVariables ? ExpandVariables(value.Text()) : value.Text();
-  }
-  return {};
 }
 
 }  // namespace orv

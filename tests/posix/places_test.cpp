@@ -10,6 +10,7 @@
 #include "base/utf8.h"
 #include "logging/log_file.h"
 #include "orv/platform/registry.h"
+#include "orv/settings/settings.h"
 #include "orv/xml/markup.h"
 #include "platform/files.h"
 #include "tests/fixtures.h"

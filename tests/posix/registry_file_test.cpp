@@ -8,6 +8,7 @@
 #include "orv/devmode/stock_items.h"
 #include "orv/platform/registry.h"
 #include "orv/session/session_data.h"
+#include "orv/settings/settings.h"
 #include "tests/fixtures.h"
 
 namespace {

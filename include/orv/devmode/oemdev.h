@@ -285,13 +285,13 @@ namespace orv {
 /// layout and three reserved words) stay untouched.
 ORV_EXPORT void FillDefaults(const Config& config, tagOEMDEV* record);
 
-/// A word of the older layout and the settings that it stands for.
-struct OlderWord {
-  const char* setting;  ///< the name of the field that it stands for
+/// A field of the legacy layout and its setting.
+struct LegacyField {
+  const char* setting;  ///< the name of the setting
   std::size_t offset;   ///< in the record
   std::size_t width;    ///< bytes
 };
-/// Every word of the older layout that stands for a setting, in the order of their offsets.
-ORV_EXPORT std::vector<OlderWord> OlderLayoutWords();
+/// Every field of the legacy layout that has a setting, in the order of their offsets.
+ORV_EXPORT std::vector<LegacyField> LegacyFields();
 
 }  // namespace orv

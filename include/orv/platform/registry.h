@@ -16,9 +16,6 @@
 
 namespace orv {
 
-/// The library's key below either hive.
-inline constexpr wchar_t kSettingsKey[] = L"Software\\orv Printer Driver";
-
 /// What a key is opened for.
 enum class RegistryAccess { kRead, kReadWrite };
 
@@ -92,10 +89,5 @@ class ORV_EXPORT RegistryRequest {
   RegistryRequest& operator=(const RegistryRequest&) = delete;
   ~RegistryRequest();
 };
-
-/// Reads a text setting from `subKey` of the library's key: the current user's value, or the
-/// machine's when the user has none. Values that are neither `REG_SZ` nor `REG_EXPAND_SZ`, whose
-/// variables are replaced, count as missing. One that is longer than 1,024 bytes reads as empty.
-ORV_EXPORT std::wstring ReadSetting(const std::wstring& subKey, const std::wstring& name);
 
 }  // namespace orv

@@ -98,10 +98,14 @@ DEVMODEW PublicRecord(const MergeOptions& options, const tagOEMDEV& record) {
   return result;
 }
 
-tagOEMDEV Defaults(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name) {
+/// A printer's defaults and its configuration; ends the command if that does not load.
+tagOEMDEV Defaults(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name,
+                   const Config** config = nullptr) {
   tagOEMDEV record{};
   std::wstring problem;
-  if (!DefaultRecord(library, printer, name, &record, &problem)) Fail(kFindings, problem);
+  const Config* const loaded = DefaultRecord(library, printer, name, &record, &problem);
+  if (loaded == nullptr) Fail(kFindings, problem);
+  if (config != nullptr) *config = loaded;
   return record;
 }
 
@@ -194,7 +198,7 @@ void ForUnnamedBytes(const tagOEMDEV& record,
                      const std::function<void(std::size_t, std::string_view)>& show) {
   constexpr std::size_t kLine = 16;
   std::string bytes(RecordBytes(record, 0, offsetof(tagOEMDEV, OutputFormatPNG)));
-  for (const OlderWord& word : OlderLayoutWords()) {
+  for (const LegacyField& word : LegacyFields()) {
     std::memset(bytes.data() + word.offset, 0, word.width);
   }
   for (std::size_t at = offsetof(tagOEMDEV, EpLayout); at < bytes.size(); at += kLine) {
@@ -204,7 +208,7 @@ void ForUnnamedBytes(const tagOEMDEV& record,
 }
 
 /// A word of the older layout, or a command string of it, as a field.
-RecordField FieldOf(const OlderWord& word) {
+RecordField FieldOf(const LegacyField& word) {
   // What the word stands for tells the sign, but not the unit.
   const RecordField* const setting = FindField(Widen(word.setting));
   RecordField field{};
@@ -222,7 +226,7 @@ void ShowAsJson(const tagOEMDEV& record) {
   for (const RecordField& field : RecordFields()) FieldMember(&json, field.name, record, field);
   json.Key("olderLayout");
   json.BeginArray();
-  for (const OlderWord& word : OlderLayoutWords()) {
+  for (const LegacyField& word : LegacyFields()) {
     json.BeginObject();
     json.Member("offset", static_cast<std::uint32_t>(word.offset));
     json.Member("setting", Widen(word.setting));
@@ -255,7 +259,7 @@ void ShowAsTable(const tagOEMDEV& record) {
   }
   Print(table.TakeText());
   Table older({L"OFFSET", L"OLDER LAYOUT", L"VALUE"});
-  for (const OlderWord& word : OlderLayoutWords()) {
+  for (const LegacyField& word : LegacyFields()) {
     older.Add({std::to_wstring(word.offset), Widen(word.setting),
                Short(FieldText(record, FieldOf(word)), kWidest)});
   }
@@ -319,7 +323,7 @@ std::vector<Difference> Compare(const tagOEMDEV& a, const tagOEMDEV& b, LengthFo
     // The older layout word by word, then what has no name.
     std::string rest[2] = {std::string(RecordBytes(a, 0, sizeof(a))),
                            std::string(RecordBytes(b, 0, sizeof(b)))};
-    for (const OlderWord& word : OlderLayoutWords()) {
+    for (const LegacyField& word : LegacyFields()) {
       RecordField older = FieldOf(word);
       const std::string name = "older layout: " + std::string(word.setting);
       older.name = name.c_str();
@@ -452,20 +456,21 @@ void AddCheckCommand(CLI::App* group) {
     }
     LibraryUse library(ToWide(options->configFolder));
     const tagOEMDEV record = ReadRecord(ToWide(options->file));
-    Config* config = nullptr;
+    const Config* config = nullptr;
     if (!options->config.empty()) {
       const std::wstring path = ToWide(options->config);
       std::string bytes;
       if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(path));
       const InputFile file(path);
-      if (!CConfigParser::Load(file.path(), &config, library.cache(), library.client())) {
+      Config* loaded = nullptr;
+      if (!CConfigParser::Load(file.path(), &loaded, library.cache(), library.client())) {
         Fail(kFindings, InputName(path) + L" does not load; `orv config check` says why");
       }
+      config = loaded;
     } else {
       const std::wstring name = ToWide(options->printer);
       const OpenPrinter printer(name);
-      Defaults(&library, printer, name);
-      CConfigParser::Load(printer.get(), &config, library.cache(), library.client());
+      Defaults(&library, printer, name, &config);
     }
     const std::vector<CheckFinding> findings =
         CheckRecord(*config, record, FormFor(options->asJson));

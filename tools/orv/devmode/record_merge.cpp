@@ -2,46 +2,46 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 
-#include "orv/config/config_parser.h"
+#include "api/devmode_log.h"
+#include "devmode/merge.h"
 #include "orv/devmode/devmode.h"
 #include "orv/text/format.h"
+#include "platform/files.h"
 #include "tools/orv/devmode/record_rules.h"
 
 namespace orv::tool {
 namespace {
 
-/// The longest name of a configuration file, with its terminator.
-constexpr int kMaxDriverFileName = 1024;
-
 /// Why the library refuses a record.
-std::wstring RefusalText(const tagOEMDEV* in) {
-  if (in != nullptr && in->dwSignature != tagOEMDEV::kSignature) {
-    return Format(L"the library refuses the record: its signature is %u, not %u", in->dwSignature,
-                  tagOEMDEV::kSignature);
+std::wstring RefusalText(const tagOEMDEV* in, Conversion conversion) {
+  switch (conversion) {
+    case Conversion::kOtherSignature:
+      return Format(L"the library refuses the record: its signature is %u, not %u", in->dwSignature,
+                    tagOEMDEV::kSignature);
+    case Conversion::kUnknownVersion:
+    case Conversion::kUnhandledVersion:
+      return Format(L"the library refuses the record: its version is %u, not %u", in->dwVersion,
+                    tagOEMDEV::kVersion);
+    default:
+      return L"the library refuses the record; `orv log show` says why";
   }
-  if (in != nullptr && in->dwVersion != tagOEMDEV::kVersion) {
-    return Format(L"the library refuses the record: its version is %u, not %u", in->dwVersion,
-                  tagOEMDEV::kVersion);
-  }
-  return L"the library refuses the record; `orv log show` says why";
 }
 
-/// The library's answer to one request; false with the reason when it refuses.
-bool Request(LibraryUse* library, const std::wstring& printerName, DWORD mode, OEMDMPARAM* param,
-             std::wstring* problem) {
-  const HRESULT result =
-      hrOEMDevMode(library->client(), library->cache(), printerName.c_str(), mode, param);
-  if (result == S_OK) return true;
-  Config* config = nullptr;
-  CConfigParser::Load(param->hPrinter, &config, library->cache(), library->client());
-  wchar_t name[kMaxDriverFileName] = {};
-  CConfigParser::GetConfigXmlFilenameForPrinter(param->hPrinter, name, kMaxDriverFileName, nullptr);
-  *problem = config == nullptr
-                 ? L"the printer's configuration " + std::wstring(name) + L" does not load from " +
-                       library->client()->m_stModuleFolder + L" (--config-dir names another folder)"
-                 : RefusalText(static_cast<const tagOEMDEV*>(param->pOEMDMIn));
-  return false;
+/// Answers one request as a driver's call would, log lines included.
+DevmodeResult Request(LibraryUse* library, const std::wstring& printerName, DWORD mode,
+                      OEMDMPARAM* param, std::wstring* problem) {
+  DevmodeResult result = AnswerDevmodeLogged(
+      {param->hPrinter, printerName.c_str(), mode, param, library->cache(), library->client()});
+  if (result.failure == DevmodeFailure::kConfigNotLoaded) {
+    *problem = L"the printer's configuration " + FileNameOf(result.load.path) +
+               L" does not load from " + library->client()->m_stModuleFolder +
+               L" (--config-dir names another folder)";
+  } else if (result.failure != DevmodeFailure::kNone) {
+    *problem = RefusalText(static_cast<const tagOEMDEV*>(param->pOEMDMIn), result.conversion);
+  }
+  return result;
 }
 
 const wchar_t* ChoiceText(StockChoice::Reason reason) {
@@ -75,13 +75,14 @@ DEVMODEW PublicRecordOf(const tagOEMDEV& record) {
   return result;
 }
 
-bool DefaultRecord(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name,
-                   tagOEMDEV* record, std::wstring* problem) {
+const Config* DefaultRecord(LibraryUse* library, const OpenPrinter& printer,
+                            const std::wstring& name, tagOEMDEV* record, std::wstring* problem) {
   OEMDMPARAM param{};
   param.cbSize = sizeof(param);
   param.hPrinter = printer.get();
   param.pOEMDMOut = record;
-  return Request(library, name, OEMDM_DEFAULT, &param, problem);
+  const DevmodeResult result = Request(library, name, OEMDM_DEFAULT, &param, problem);
+  return result.failure == DevmodeFailure::kNone ? result.load.config : nullptr;
 }
 
 bool MergeRecord(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name,
@@ -96,20 +97,12 @@ bool MergeRecord(LibraryUse* library, const OpenPrinter& printer, const std::wst
   param.pPublicDMOut = &merged->publicOut;
   param.pOEMDMIn = &merged->in;
   param.pOEMDMOut = &merged->out;
-  if (!Request(library, name, OEMDM_MERGE, &param, problem)) return false;
-
-  // The same steps one by one, to see what each did.
-  merged->choice = ChooseStockItem(LoadStockItems(printer.get(), name.c_str(), nullptr),
-                                   merged->publicIn, merged->in);
-  merged->applied = merged->in;
-  DEVMODEW ignored = merged->publicIn;
-  ApplyStockItem(&merged->publicIn, &ignored, &merged->applied, printer.get(), name.c_str(),
-                 nullptr);
-  tagOEMDEV repaired = merged->applied;
-  Config* config = nullptr;
-  CConfigParser::Load(printer.get(), &config, library->cache(), library->client());
-  merged->config = config;
-  RepairRecord(*config, &repaired, &merged->corrections);
+  DevmodeResult result = Request(library, name, OEMDM_MERGE, &param, problem);
+  if (result.failure != DevmodeFailure::kNone) return false;
+  merged->choice = std::move(*result.choice);
+  merged->applied = result.applied;
+  merged->corrections = std::move(result.corrections);
+  merged->config = result.load.config;
   return true;
 }
 

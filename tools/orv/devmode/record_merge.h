@@ -9,11 +9,11 @@
 #include "tools/orv/common/library_use.h"
 #include "tools/orv/devmode/record_text.h"
 
-/// A record's way through a merge step by step, and what decided each of its fields.
+/// The steps of a merge, and what decided each field of the record.
 
 namespace orv::tool {
 
-/// One way of a record through a merge.
+/// A merge with its steps.
 struct Merged {
   tagOEMDEV defaults;
   tagOEMDEV in;
@@ -29,12 +29,13 @@ struct Merged {
 /// The public record of an application that asks for nothing but a record's own size.
 DEVMODEW PublicRecordOf(const tagOEMDEV& record);
 
-/// A printer's defaults; false, with the reason in `*problem`, when the library has none.
-bool DefaultRecord(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name,
-                   tagOEMDEV* record, std::wstring* problem);
+/// Gets a printer's defaults and returns its configuration, which the library's cache holds; null,
+/// with the reason in `*problem`, after a failure.
+const Config* DefaultRecord(LibraryUse* library, const OpenPrinter& printer,
+                            const std::wstring& name, tagOEMDEV* record, std::wstring* problem);
 
-/// Merges the record and the public record of `merged`, which keeps its defaults and gets the rest;
-/// false, with the reason in `*problem`, when the library refuses.
+/// Merges the record and the public record of `merged` and fills in the rest but the defaults;
+/// false, with the reason in `*problem`, after a failure.
 bool MergeRecord(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name,
                  Merged* merged, std::wstring* problem);
 

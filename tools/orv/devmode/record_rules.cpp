@@ -183,7 +183,7 @@ std::string FormatDocument() {
       L"others "
       L"are carried.\n\n"
       L"| offset | bytes | settings |\n|---|---|---|\n";
-  for (const OlderWord& word : OlderLayoutWords()) {
+  for (const LegacyField& word : LegacyFields()) {
     text += Format(L"| %d | %d | `%ls` |\n", static_cast<int>(word.offset),
                    static_cast<int>(word.width), Widen(word.setting).c_str());
   }

@@ -6,7 +6,7 @@
 #include <iterator>
 
 #include "logging/log_file.h"
-#include "orv/platform/registry.h"
+#include "orv/settings/settings.h"
 #include "platform/console.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/output.h"

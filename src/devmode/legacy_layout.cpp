@@ -1,14 +1,13 @@
-#include "orv/devmode/oemdev.h"
-
 #include <algorithm>
 #include <cstring>
 #include <iterator>
 
+#include "devmode/merge.h"
+
+namespace orv {
 namespace {
 
-constexpr wchar_t kSource[] = L"DevMode";
-
-/// Lengths of the older layout are a hundredth of the settings'.
+/// Lengths of the legacy layout are a hundredth of the settings'.
 constexpr std::uint32_t kLengthFactor = 100;
 
 using Conversion = std::uint32_t (*)(std::uint32_t value);
@@ -34,7 +33,7 @@ std::uint32_t OneOrElseTwo(std::uint32_t value) { return value != 0 ? 1 : 2; }
 std::uint32_t IsZero(std::uint32_t value) { return value == 0; }
 std::uint32_t IsNotOne(std::uint32_t value) { return value != 1; }
 
-/// A number of the older layout and the setting that it stands for; both have the same width.
+/// A number of the legacy layout and its setting; both have the same width.
 struct NumberMapping {
   const char* setting;
   std::size_t epOffset;
@@ -66,7 +65,7 @@ constexpr NumberMapping kNumbers[] = {
     MAPPING(1272, RibbonSaver, IsOne, IsOne),
     MAPPING(1276, OffsetY, Finer, CoarserSigned),
     MAPPING(1280, GapDistance, Finer, Coarser),
-    // The older layout has one offset for both devices; the peel-off device's goes back.
+    // The legacy layout has one offset for both devices; the peel-off device's goes back.
     MAPPING(1284, PeelOff.offset, Finer, Coarser),
     MAPPING(1284, IoModule.offset, Finer, nullptr),
     MAPPING(1288, OffsetX, Finer, CoarserSigned),
@@ -77,7 +76,7 @@ constexpr NumberMapping kNumbers[] = {
     MAPPING(1508, Invert, IsOne, IsOne),
 };
 
-/// The rotation is the one setting that is narrower in the older layout.
+/// The rotation is the one setting that is narrower in the legacy layout.
 constexpr std::size_t kEpRotation = 230;
 
 /// The cutting mode folds two flags into one word.
@@ -117,30 +116,7 @@ void Store(std::uint8_t* bytes, std::size_t width, std::uint32_t value) {
 
 }  // namespace
 
-BOOL ConvertOEMDevmodeVersions(CLoggerClient* logger, const tagOEMDEV* in, tagOEMDEV* out) {
-  CLogger::LOG_TRACE(logger, L"Drevik.ConvertOEMDevmodeVersions START", kSource);
-  const std::uint32_t version = in->dwVersion;
-  if (version == 0 || version > tagOEMDEV::kVersion) {
-    orv::LogFormat(eLogLevelError, logger, kSource,
-                   L"Drevik.ConvertOEMDevmodeVersions: END (FALSE, IN-version %d is unknown for "
-                   L"current version %d)",
-                   static_cast<int>(version), static_cast<int>(tagOEMDEV::kVersion));
-    return FALSE;
-  }
-  if (version < tagOEMDEV::kVersion) {
-    orv::LogFormat(eLogLevelError, logger, kSource,
-                   L"Drevik.ConvertOEMDevmodeVersions: OEMDevMode version %d is not handled!",
-                   static_cast<int>(version));
-    CLogger::LOG_ERROR(logger, L"Drevik.ConvertOEMDevmodeVersions END (FALSE)", kSource);
-    return FALSE;
-  }
-  std::memmove(out, in, sizeof(tagOEMDEV));
-  CLogger::LOG_TRACE(logger, L"Drevik.ConvertOEMDevmodeVersions END (TRUE)", kSource);
-  return TRUE;
-}
-
-void ConvertEp2Orv(tagOEMDEV* record) {
-  if (record == nullptr) return;
+void ReadLegacyLayout(tagOEMDEV* record) {
   auto* bytes = reinterpret_cast<std::uint8_t*>(record);
   for (const NumberMapping& number : kNumbers) {
     Store(bytes + number.offset, number.width,
@@ -155,8 +131,7 @@ void ConvertEp2Orv(tagOEMDEV* record) {
   record->PeelOff.enabled = cuttingMode == kPeelOff;
 }
 
-void ConvertOrv2Ep(tagOEMDEV* record) {
-  if (record == nullptr) return;
+void WriteLegacyLayout(tagOEMDEV* record) {
   auto* bytes = reinterpret_cast<std::uint8_t*>(record);
   for (const NumberMapping& number : kNumbers) {
     if (number.toEp == nullptr) continue;
@@ -173,20 +148,18 @@ void ConvertOrv2Ep(tagOEMDEV* record) {
                                        : kNoCut);
 }
 
-namespace orv {
-
-std::vector<OlderWord> OlderLayoutWords() {
-  std::vector<OlderWord> words = {
+std::vector<LegacyField> LegacyFields() {
+  std::vector<LegacyField> fields = {
       {"Rotation", kEpRotation, sizeof(std::uint16_t)},
       {"TearOff.enabled, PeelOff.enabled", kEpCuttingMode, sizeof(std::uint32_t)}};
   for (const NumberMapping& number : kNumbers) {
-    words.push_back({number.setting, number.epOffset, number.width});
+    fields.push_back({number.setting, number.epOffset, number.width});
   }
   for (const TextMapping& text : kTexts) {
-    words.push_back({text.setting, text.epOffset, tagOEMDEV::kCommandSize});
+    fields.push_back({text.setting, text.epOffset, tagOEMDEV::kCommandSize});
   }
-  std::ranges::stable_sort(words, {}, &OlderWord::offset);
-  return words;
+  std::ranges::stable_sort(fields, {}, &LegacyField::offset);
+  return fields;
 }
 
 }  // namespace orv

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+#include "orv/platform/export.h"
+
+/// The library's own settings in the registry, below the same key of both hives:
+///
+///     const std::wstring folder = orv::ReadSetting(L"Test", L"LogPath");
+
+namespace orv {
+
+/// The library's key below either hive.
+inline constexpr wchar_t kSettingsKey[] = L"Software\\orv Printer Driver";
+
+/// Reads a text setting from `subKey` of the library's key: the current user's value, or the
+/// machine's if the user has none. Values that are neither `REG_SZ` nor `REG_EXPAND_SZ`, whose
+/// variables are replaced, count as missing. A value of more than 1,024 bytes reads as empty.
+ORV_EXPORT std::wstring ReadSetting(const std::wstring& subKey, const std::wstring& name);
+
+}  // namespace orv

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "config/config_loader.h"
+#include "orv/logging/logger.h"
+
+namespace orv {
+
+/// Writes the log lines of a load.
+class LoadLog final : public LoadObserver {
+ public:
+  explicit LoadLog(CLoggerClient* client) : client_(client) {}
+
+  void OnTextRead() override;
+  void OnDocumentParsed() override;
+  void OnRecordRead() override;
+  void OnDigestMismatch(const std::wstring& path, const CString& stated,
+                        const CString& computed) override;
+  void OnFailure(const LoadResult& result) override;
+
+ private:
+  CLoggerClient* client_;
+};
+
+}  // namespace orv

@@ -1,0 +1,43 @@
+#include "orv/devmode/devmode.h"
+
+#include <new>
+
+#include "api/devmode_log.h"
+#include "devmode/merge.h"
+
+HRESULT hrOEMDevMode(CLoggerClient* logger, ConfigsCache* cache, const wchar_t* printerName,
+                     DWORD mode, OEMDMPARAM* param) {
+  try {
+    const HANDLE printer = param != nullptr ? param->hPrinter : nullptr;
+    const orv::DevmodeResult result =
+        orv::AnswerDevmodeLogged({printer, printerName, mode, param, cache, logger});
+    if (result.failure == orv::DevmodeFailure::kNone) return S_OK;
+  } catch (const std::bad_alloc&) {
+    CLogger::LOG_ERROR(logger, L"Drevik.hrOEMDevMode END (E_FAIL, out of memory)", L"DevMode");
+  }
+  // The log may change the last error, so it is set after the line.
+  SetLastError(ERROR_INVALID_PARAMETER);
+  return E_FAIL;
+}
+
+BOOL EnsureValidOEMDevmode(CLoggerClient* logger, const Config* config, tagOEMDEV* dev) {
+  std::vector<orv::Correction> corrections;
+  if (dev != nullptr) corrections = orv::MakeValid(config, dev);
+  orv::MergeLog(logger).OnRepaired(corrections);
+  return TRUE;
+}
+
+BOOL ConvertOEMDevmodeVersions(CLoggerClient* logger, const tagOEMDEV* in, tagOEMDEV* out) {
+  const std::uint32_t version = in->dwVersion;
+  const orv::Conversion conversion = orv::ConvertVersion(*in, out);
+  orv::LogVersionConversion(logger, version, conversion);
+  return conversion == orv::Conversion::kDone ? TRUE : FALSE;
+}
+
+void ConvertEp2Orv(tagOEMDEV* record) {
+  if (record != nullptr) orv::ReadLegacyLayout(record);
+}
+
+void ConvertOrv2Ep(tagOEMDEV* record) {
+  if (record != nullptr) orv::WriteLegacyLayout(record);
+}

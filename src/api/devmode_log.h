@@ -1,0 +1,29 @@
+#pragma once
+
+#include "devmode/merge.h"
+#include "orv/logging/logger.h"
+
+namespace orv {
+
+/// Writes the log lines of a merge.
+class MergeLog final : public MergeObserver {
+ public:
+  explicit MergeLog(CLoggerClient* client) : client_(client) {}
+
+  void OnConverted(const tagOEMDEV* in, Conversion conversion) override;
+  void OnPublicRecords(const DEVMODEW* in, const DEVMODEW* out) override;
+  void OnLoadingStockItems() override;
+  void OnStockItemsLoaded(const std::wstring& printerName, const StockList& list) override;
+  void OnStockItemChosen(const DEVMODEW& in, const StockChoice& choice) override;
+  void OnRepaired(std::span<const Correction> corrections) override;
+
+ private:
+  CLoggerClient* client_;
+};
+
+void LogVersionConversion(CLoggerClient* client, std::uint32_t version, Conversion conversion);
+
+/// Answers a request of the driver and writes its log lines, from the first to the last.
+DevmodeResult AnswerDevmodeLogged(const DevmodeRequest& request);
+
+}  // namespace orv

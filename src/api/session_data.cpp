@@ -1,0 +1,94 @@
+#include "orv/session/session_data.h"
+
+#include "base/out_of_memory.h"
+#include "session/session.h"
+
+namespace {
+
+int theReferences = 0;
+
+/// Stores what `get` returns for the shared object; 0, with nothing stored, when memory runs out.
+template <typename Value, typename Get>
+std::uint32_t Answer(Value* value, Get get) {
+  return orv::OrOutOfMemory(0U, [&] {
+    *value = get(SessionData::Shared());
+    return 1U;
+  });
+}
+
+}  // namespace
+
+SessionData* GetSessionDataInstance() {
+  return orv::OrOutOfMemory<SessionData*>(nullptr, [] {
+    SessionData* const session = &SessionData::Shared();
+    ++theReferences;
+    return session;
+  });
+}
+
+std::uint32_t ReleaseSessionDataInstance() {
+  if (!SessionData::HasShared() || --theReferences > 0) return 1;
+  SessionData::DestroyShared();
+  theReferences = 0;
+  return 1;
+}
+
+std::uint32_t GetSessionProcessId(std::uint32_t* processId) {
+  if (processId == nullptr) return 0;
+  return Answer(processId, [](SessionData& session) { return session.KnownProcessId(); });
+}
+
+std::uint32_t GetSessionParentProcessId(std::uint32_t* parentProcessId) {
+  if (parentProcessId == nullptr) return 0;
+  return Answer(parentProcessId, [](SessionData& session) { return session.ParentProcessId(); });
+}
+
+std::uint32_t GetSessionParendHandle(HANDLE* parentHandle) {
+  if (parentHandle == nullptr) return 0;
+  return Answer(parentHandle, [](SessionData& session) { return session.ParentHandle(); });
+}
+
+std::uint32_t GetSessionIsSystemParent(std::uint32_t* isSystemParent) {
+  if (isSystemParent == nullptr) return 0;
+  return Answer(isSystemParent, [](SessionData& session) { return session.HasSystemHost(); });
+}
+
+std::uint32_t GetSessionReadUDS(std::uint32_t* read, const wchar_t* firstName,
+                                const wchar_t* secondName) {
+  if (read == nullptr || firstName == nullptr || secondName == nullptr) return 0;
+  return Answer(read, [=](SessionData& session) {
+    *read = 1;  // stays if memory runs out
+    return session.ReadsFromSession(firstName, secondName);
+  });
+}
+
+std::uint32_t GetSessionWriteUDS(std::uint32_t* write) {
+  if (write == nullptr) return 0;
+  return Answer(write, [](SessionData& session) { return session.WritesToSession(); });
+}
+
+std::uint32_t ReloadSessionInfo() {
+  return orv::OrOutOfMemory(0U, [] {
+    SessionData::Shared().Reload();
+    return 1U;
+  });
+}
+
+std::uint32_t IsSessionProcessStillValid(std::uint32_t* isValid, std::uint32_t processId,
+                                         const wchar_t* processName,
+                                         const std::uint64_t* creationTime) {
+  if (isValid == nullptr || processName == nullptr || creationTime == nullptr) return 0;
+  return orv::OrOutOfMemory(0U, [=] {
+    *isValid = SessionData::IsStillValid(processId, processName, *creationTime);
+    return 1U;
+  });
+}
+
+std::uint32_t SaveSessionRegistryInfo(HKEY key) {
+  if (key == nullptr) return 0;
+  return orv::OrOutOfMemory(0U, [=] { return SessionData::Shared().SaveEntry(key) ? 1U : 0U; });
+}
+
+std::uint32_t CleanupRegSessionData(const wchar_t* firstName, const wchar_t* secondName) {
+  return firstName != nullptr && secondName != nullptr && SessionData::RemoveEndedEntries() ? 1 : 0;
+}

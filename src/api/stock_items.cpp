@@ -1,0 +1,34 @@
+#include "orv/devmode/stock_items.h"
+
+#include "api/devmode_log.h"
+#include "devmode/merge.h"
+
+void ApplyStockItem(const DEVMODEW* in, DEVMODEW* out, tagOEMDEV* dev, HANDLE printer,
+                    const wchar_t* printerName, CLoggerClient* logger) {
+  if (in == nullptr || out == nullptr || dev == nullptr) return;
+  orv::MergeLog log(logger);
+  orv::MergeStockItem(*in, out, dev, printer, printerName, &log);
+}
+
+namespace orv {
+
+std::vector<StockItem> LoadStockItems(HANDLE printer, const wchar_t* printerName,
+                                      CLoggerClient* logger) {
+  MergeLog log(logger);
+  return FindStockItems(printer, printerName, &log).items;
+}
+
+LONG ImportStockItems(const std::wstring& path, std::span<const StockItem> items,
+                      CLoggerClient* logger) {
+  constexpr wchar_t kSource[] = L"DevMode";
+  const LONG error = StoreStockItems(path, items);
+  if (error != ERROR_SUCCESS) return error;
+  std::wstring names;
+  for (const StockItem& item : items) names += (names.empty() ? L"" : L", ") + item.DisplayName;
+  LogFormat(eLogLevelInfo, logger, kSource, L"Number of imported layouts %ls",
+            std::to_wstring(items.size()).c_str());
+  LogFormat(eLogLevelInfo, logger, kSource, L"Layouts %ls imported from registry.", names.c_str());
+  return ERROR_SUCCESS;
+}
+
+}  // namespace orv

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "orv/config/config.h"
+#include "orv/config/configs_cache.h"
+#include "orv/logging/logger.h"
+#include "orv/platform/types.h"
+
+/// Loads configuration files and returns the record, or the reason why there is none.
+
+namespace orv {
+
+/// Takes the place of the digest while the digest is computed.
+inline constexpr std::wstring_view kDigestPlaceholder = L"{{sha256}}";
+
+/// From this version on the device part has another format and is not read.
+inline constexpr std::int32_t kFirstVersionWithoutDevice = 13;
+
+/// Why a configuration did not load.
+enum class LoadFailure {
+  kNone,
+  kInvalidPrinter,  ///< the handle names no printer, so there is no file name
+  kUnreadable,      ///< no such file, an empty one, or one that cannot be decrypted
+  kMalformed,       ///< not well-formed XML
+  kInvalid,         ///< a section is missing or wrong
+};
+
+struct LoadResult {
+  Config* config = nullptr;       ///< null after a failure
+  std::unique_ptr<Config> owned;  ///< holds `config` when there is no cache to hold it
+  LoadFailure failure = LoadFailure::kNone;
+  CString detail;     ///< what the parser or the reader found, for the last two failures
+  std::wstring path;  ///< of the file; left empty by `LoadConfigFile` after a success
+};
+
+/// Receives the steps of a load as they happen, in between what the readers log themselves.
+class LoadObserver {
+ public:
+  virtual ~LoadObserver() = default;
+  virtual void OnTextRead() = 0;
+  virtual void OnDocumentParsed() = 0;
+  virtual void OnRecordRead() = 0;
+  /// The digest that the file states is not the computed one. The file loads all the same.
+  virtual void OnDigestMismatch(const std::wstring& path, const CString& stated,
+                                const CString& computed) = 0;
+  virtual void OnFailure(const LoadResult& result) = 0;
+};
+
+/// Loads the file at `path`, or takes its record from the cache, which may be null. The readers log
+/// unknown properties under `client`.
+LoadResult LoadConfigFile(const std::wstring& path, ConfigsCache* cache, CLoggerClient* client,
+                          LoadObserver* observer);
+
+/// Loads a printer's file: the one named after its driver in the folder of the client's module.
+LoadResult LoadPrinterConfig(HANDLE printer, ConfigsCache* cache, CLoggerClient* client,
+                             LoadObserver* observer);
+
+/// Whether a handle can name a printer at all.
+bool IsPrinterHandle(HANDLE printer);
+/// The name, without folder, of the configuration file for a driver.
+std::wstring ConfigFileName(std::wstring_view driverName);
+
+}  // namespace orv

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "config/config_loader.h"
+#include "devmode/record_fields.h"
+#include "orv/devmode/oemdev.h"
+#include "orv/devmode/stock_items.h"
+
+/// The driver's device-mode requests, with their results as data. `src/api/` turns these into
+/// return codes and log lines; the orv program prints them.
+
+namespace orv {
+
+/// What became of bringing a record to the current version.
+enum class Conversion {
+  kDone,
+  kMissingRecord,     ///< one of the two records is null
+  kOtherSignature,    ///< not a record of this driver
+  kUnknownVersion,    ///< 0, or newer than the current version
+  kUnhandledVersion,  ///< older than the current version
+};
+
+/// Copies a record of the current version; the two may be the same.
+Conversion ConvertVersion(const tagOEMDEV& in, tagOEMDEV* out);
+/// As above, and checks first that both records are there and have the same signature.
+Conversion ConvertRecord(const tagOEMDEV* in, tagOEMDEV* out);
+
+/// Sets the settings from the legacy layout in the same record, or the other way round.
+void ReadLegacyLayout(tagOEMDEV* record);
+void WriteLegacyLayout(tagOEMDEV* record);
+
+/// Stamps a record's header and replaces every value that the printer does not offer; a null
+/// `config` skips the checks. Returns the corrections, none if there is no memory for the list.
+std::vector<Correction> MakeValid(const Config* config, tagOEMDEV* record);
+
+/// A printer's stock items and where they come from.
+struct StockList {
+  std::vector<StockItem> items;
+  bool isFromSession = false;      ///< the printer's own items are the session's
+  std::optional<DWORD> openError;  ///< the spooler does not describe the printer
+};
+
+/// Receives the steps of a merge as they happen, in between what the session logs itself.
+class MergeObserver {
+ public:
+  virtual ~MergeObserver() = default;
+  virtual void OnConverted(const tagOEMDEV* in, Conversion conversion) = 0;
+  /// The public records before the merge changes one of them. Either may be null.
+  virtual void OnPublicRecords(const DEVMODEW* in, const DEVMODEW* out) = 0;
+  virtual void OnLoadingStockItems() = 0;
+  virtual void OnStockItemsLoaded(const std::wstring& printerName, const StockList& list) = 0;
+  virtual void OnStockItemChosen(const DEVMODEW& in, const StockChoice& choice) = 0;
+  virtual void OnRepaired(std::span<const Correction> corrections) = 0;
+};
+
+/// A printer's own items, then the common ones that are not among them. `printerName` may be null.
+StockList FindStockItems(HANDLE printer, const wchar_t* printerName, MergeObserver* observer);
+/// Applies an item to both records.
+void ApplyStockChoice(const StockChoice& choice, DEVMODEW* out, tagOEMDEV* record);
+/// Chooses among the printer's items and applies the choice.
+StockChoice MergeStockItem(const DEVMODEW& in, DEVMODEW* out, tagOEMDEV* record, HANDLE printer,
+                           const wchar_t* printerName, MergeObserver* observer);
+/// Stores items until one fails, and returns that one's error.
+LONG StoreStockItems(const std::wstring& path, std::span<const StockItem> items);
+
+/// Why a request failed.
+enum class DevmodeFailure {
+  kNone,
+  kMissingParameter,  ///< no parameters, or no record for the defaults
+  kConfigNotLoaded,
+  kNotConverted,
+  kUnknownMode,
+};
+
+struct DevmodeRequest {
+  HANDLE printer;
+  const wchar_t* printerName;  ///< may be null
+  DWORD mode;
+  OEMDMPARAM* param;    ///< may be null, which fails
+  ConfigsCache* cache;  ///< may be null
+  CLoggerClient* client;
+};
+
+struct DevmodeResult {
+  DevmodeFailure failure = DevmodeFailure::kNone;
+  LoadResult load;  ///< keeps the printer's configuration when there is no cache
+  Conversion conversion = Conversion::kDone;
+  std::optional<StockChoice> choice;    ///< what a merge with both public records applied
+  tagOEMDEV applied;                    ///< the record with it, before the validation
+  std::vector<Correction> corrections;  ///< by the validation
+};
+
+/// Answers a request of the driver.
+DevmodeResult AnswerDevmode(const DevmodeRequest& request, LoadObserver* loading,
+                            MergeObserver* merging);
+
+}  // namespace orv

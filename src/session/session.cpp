@@ -1,0 +1,256 @@
+#include "session/session.h"
+
+#include <algorithm>
+#include <cstring>
+#include <cwchar>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "base/out_of_memory.h"
+#include "orv/logging/logger.h"
+#include "orv/platform/registry.h"
+#include "orv/settings/settings.h"
+#include "platform/files.h"
+#include "platform/letter_case.h"
+#include "platform/processes.h"
+
+namespace {
+
+using orv::ProcessAccess;
+using orv::ProcessHandle;
+
+constexpr wchar_t kSource[] = L"SessionData";
+constexpr wchar_t kSessionKey[] = L"Session";
+constexpr wchar_t kNameValue[] = L"ProcessName";
+constexpr wchar_t kTimeValue[] = L"CreationTime";
+
+SessionData* theSession = nullptr;  // no destructor runs when the process ends
+
+template <typename... Arguments>
+void LogTrace(const wchar_t* format, Arguments... arguments) {
+  orv::LogFormat(eLogLevelTrace, nullptr, kSource, format, arguments...);
+}
+template <typename... Arguments>
+void LogError(const wchar_t* format, Arguments... arguments) {
+  orv::LogFormat(eLogLevelError, nullptr, kSource, format, arguments...);
+}
+
+int LastError() { return static_cast<int>(GetLastError()); }
+
+std::wstring SessionPath() { return std::wstring(orv::kSettingsKey) + L'\\' + kSessionKey; }
+
+HANDLE OpenForReading(std::uint32_t processId) {
+  const HANDLE process = orv::OpenProcessHandle(processId, ProcessAccess::kQueryAndRead);
+  return process != nullptr
+             ? process
+             : orv::OpenProcessHandle(processId, ProcessAccess::kQueryLimitedAndRead);
+}
+
+/// Whether an open process runs one of the system's hosts for printer settings. Its program is
+/// logged with `message`.
+bool IsSystemHost(HANDLE process, const wchar_t* message) {
+  std::wstring path;
+  if (process == nullptr || !orv::GetProcessPath(process, &path)) return false;
+  const std::wstring name = orv::FileNameOf(path);
+  LogTrace(message, path.c_str(), name.c_str());
+  constexpr std::wstring_view kHosts[] = {L"sihost.exe", L"mmc.exe"};
+  return std::ranges::count(kHosts, orv::LowerCase(name)) != 0;
+}
+
+std::wstring ProgramName(std::uint32_t processId) {
+  orv::ProcessEntry entry;
+  orv::FindProcess(processId, &entry);
+  return entry.name;
+}
+
+/// Removes the entry at a sub-key of the session key if its process has ended. Sub-keys whose names
+/// are not numbers belong to printers.
+void CleanUpEntry(HKEY sessions, const std::wstring& subKey) {
+  if (subKey.find_first_not_of(L"0123456789") != subKey.npos) return;
+  // A number that is too large becomes the largest id, which no process has.
+  const auto processId = static_cast<std::uint32_t>(
+      std::min<unsigned long>(std::wcstoul(subKey.c_str(), nullptr, 10), UINT32_MAX));
+  const int shownId = static_cast<int>(processId);
+  orv::RegistryKey key;
+  if (const LONG error = key.Open(sessions, subKey, orv::RegistryAccess::kReadWrite);
+      error != ERROR_SUCCESS) {
+    LogError(L"Error reading Session Data for process %i. Error code: %i", shownId,
+             static_cast<int>(error));
+    return;
+  }
+  orv::RegistryValue name;
+  orv::RegistryValue time;
+  LONG error = orv::GetRegistryValue(key.get(), kNameValue, &name);
+  if (error == ERROR_SUCCESS) error = orv::GetRegistryValue(key.get(), kTimeValue, &time);
+  if (error != ERROR_SUCCESS) {
+    LogError(L"Error retrieveing Session Data for process %i. Error code: %i", shownId,
+             static_cast<int>(error));
+    return;
+  }
+  std::uint64_t created = 0;
+  if (time.data.size() != sizeof(created)) return;
+  std::memcpy(&created, time.data.data(), sizeof(created));
+  if (!SessionData::IsStillValid(processId, name.Text(), created)) {
+    key.Close();
+    orv::DeleteRegistryTree(sessions, subKey);
+  }
+}
+
+}  // namespace
+
+SessionData::~SessionData() { CloseParent(); }
+
+SessionData& SessionData::Shared() {
+  if (theSession == nullptr) theSession = new SessionData;
+  return *theSession;
+}
+
+void SessionData::DestroyShared() { delete std::exchange(theSession, nullptr); }
+
+bool SessionData::HasShared() { return theSession != nullptr; }
+
+std::uint32_t SessionData::KnownProcessId() { return processId_; }
+
+std::uint32_t SessionData::ParentProcessId() {
+  if (parentProcessId_ == kUnknownParent) DetermineIds();
+  return parentProcessId_;
+}
+
+HANDLE SessionData::ParentHandle() {
+  DetermineIds();
+  return OpenParent();
+}
+
+bool SessionData::HasSystemHost() {
+  if (isDetermined_) return hasSystemHost_;
+  DetermineIds();
+  isStartedByHost_ = IsSystemHost(OpenParent(), L"UserData is called with parent: %ls (%ls)");
+  hasSystemHost_ = isStartedByHost_;
+  if (!isStartedByHost_) {
+    CloseParent();
+    const ProcessHandle self(OpenForReading(processId_));
+    hasSystemHost_ = IsSystemHost(self.get(), L"UserData is called by process: %ls (%ls)");
+  }
+  isDetermined_ = true;
+  return hasSystemHost_;
+}
+
+std::uint32_t SessionData::ItemsProcessId() {
+  HasSystemHost();
+  return isStartedByHost_ ? parentProcessId_ : processId_;
+}
+
+bool SessionData::ReadsFromSession(const std::wstring& firstName, const std::wstring& secondName) {
+  if (HasSystemHost() || !IsOwnEntryValid()) return true;
+  orv::RegistryKey key;
+  return key.Open(HKEY_CURRENT_USER, SessionPath() + L'\\' + firstName + L'\\' + secondName,
+                  orv::RegistryAccess::kRead) == ERROR_SUCCESS;
+}
+
+bool SessionData::WritesToSession() { return HasSystemHost() || !IsOwnEntryValid(); }
+
+void SessionData::Reload() {
+  isDetermined_ = false;
+  processId_ = kUnknownProcess;
+  parentProcessId_ = kUnknownParent;
+  processName_.clear();  // `SaveEntry` reloads while there is no name
+  HasSystemHost();
+  creationTime_ = 0;
+  const ProcessHandle self(orv::CurrentProcessId(), ProcessAccess::kQueryLimited);
+  if (self.get() != nullptr) orv::GetProcessCreationTime(self.get(), &creationTime_);
+  processName_ = ProgramName(processId_);
+}
+
+bool SessionData::SaveEntry(HKEY key) {
+  if (processName_.empty()) Reload();
+  if (const LONG error =
+          orv::SetRegistryValue(key, kNameValue, orv::RegistryValue::FromText(processName_));
+      error != ERROR_SUCCESS) {
+    LogError(L"Error while saving session data process name. Error code: %i",
+             static_cast<int>(error));
+    return false;
+  }
+  orv::RegistryValue time;
+  time.type = REG_BINARY;
+  time.data.resize(sizeof(creationTime_));
+  std::memcpy(time.data.data(), &creationTime_, sizeof(creationTime_));
+  if (const LONG error = orv::SetRegistryValue(key, kTimeValue, time); error != ERROR_SUCCESS) {
+    LogError(L"Error while saving session data process creation time. Error code: %i",
+             static_cast<int>(error));
+    return false;
+  }
+  return true;
+}
+
+bool SessionData::IsStillValid(std::uint32_t processId, const std::wstring& name,
+                               std::uint64_t stored) {
+  HANDLE opened = orv::OpenProcessHandle(processId, ProcessAccess::kQuery);
+  if (opened == nullptr) {
+    opened = orv::OpenProcessHandle(processId, ProcessAccess::kQueryLimited);
+  }
+  const ProcessHandle process(opened);
+  if (opened == nullptr) {
+    LogError(L"Unable to open process for process validity check. Error code: %i", LastError());
+    return false;
+  }
+  std::uint64_t created = 0;
+  if (!orv::GetProcessCreationTime(opened, &created)) {
+    LogError(L"Unable to retrieve process times. Error code: %i", LastError());
+    return false;
+  }
+  const auto low = [](std::uint64_t time) { return static_cast<int>(time & 0xFFFFFFFF); };
+  const auto high = [](std::uint64_t time) { return static_cast<int>(time >> 32); };
+  if (created != stored) {
+    LogError(L"File time not valid anymore. Creation: %i, %i   Stored: %i, %i", low(created),
+             high(created), low(stored), high(stored));
+    return false;
+  }
+  const std::wstring current = ProgramName(processId);
+  if (current != name) {
+    LogError(L"Process not valid anymore. Current name: %ls   Stored name: %ls", current.c_str(),
+             name.c_str());
+    return false;
+  }
+  return true;
+}
+
+bool SessionData::RemoveEndedEntries() {
+  return orv::OrOutOfMemory(false, [] {
+    orv::RegistryKey sessions;
+    if (const LONG error =
+            sessions.Open(HKEY_CURRENT_USER, SessionPath(), orv::RegistryAccess::kRead);
+        error != ERROR_SUCCESS) {
+      // A missing key means that no entry has been saved yet, which is not an error.
+      const eLogLevel level = error == ERROR_FILE_NOT_FOUND ? eLogLevelTrace : eLogLevelError;
+      orv::LogFormat(level, nullptr, kSource, L"Error accessing Session Data. Error code: %i",
+                     static_cast<int>(error));
+      return true;
+    }
+    // All names first: deleting while enumerating would skip entries.
+    std::vector<std::wstring> names;
+    orv::ListRegistryKeys(sessions.get(), &names);
+    for (const std::wstring& name : names) CleanUpEntry(sessions.get(), name);
+    return true;
+  });
+}
+
+void SessionData::DetermineIds() {
+  if (processId_ != kUnknownProcess || parentProcessId_ != kUnknownParent) return;
+  orv::ProcessEntry entry;
+  orv::FindProcess(orv::CurrentProcessId(), &entry);
+  processId_ = entry.id;
+  parentProcessId_ = entry.parentId;
+}
+
+HANDLE SessionData::OpenParent() {
+  if (parentHandle_ == nullptr) parentHandle_ = OpenForReading(parentProcessId_);
+  return parentHandle_;
+}
+
+void SessionData::CloseParent() { orv::CloseProcessHandle(std::exchange(parentHandle_, nullptr)); }
+
+bool SessionData::IsOwnEntryValid() {
+  Reload();
+  return IsStillValid(processId_, processName_, creationTime_);
+}
