@@ -14,7 +14,7 @@ std::wstring Utf8ToWide(std::string_view bytes);
 /// number of code units written, or needed if `target` is null.
 std::size_t Utf8ToWide(std::string_view bytes, wchar_t* target);
 
-/// One decoded code point; U+FFFD stands for a maximal ill-formed subsequence.
+/// One decoded code point; U+FFFD replaces a maximal ill-formed subsequence.
 struct Utf8Character {
   char32_t code;
   std::size_t length;  ///< bytes, at least 1
