@@ -14,7 +14,7 @@
 namespace orv {
 namespace {
 
-/// A descriptor is kept as itself plus one, so that no file is null and descriptor 0 is one.
+/// Stores descriptor + 1, so that null means "no file" although descriptor 0 is valid.
 void* ToHandle(int descriptor) { return reinterpret_cast<void*>(std::intptr_t{descriptor} + 1); }
 int ToDescriptor(void* handle) {
   return static_cast<int>(reinterpret_cast<std::intptr_t>(handle) - 1);
@@ -37,10 +37,10 @@ std::wstring UserTempFolder() {
 
 bool ExclusiveFile::Open(const std::filesystem::path& path) {
   Close();
-  // A pipe or a device is no file to hold: opening one could block, or would take what is written.
+  // Pipes and devices are refused: opening one could block, or would consume what is written.
   const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666);
   if (file < 0) return false;
-  // The size is taken while nobody else can change it.
+  // The size is read while the lock excludes other writers.
   struct stat status {};
   if (flock(file, LOCK_EX | LOCK_NB) != 0 || fstat(file, &status) != 0 ||
       !S_ISREG(status.st_mode)) {
@@ -72,7 +72,7 @@ bool ExclusiveFile::Append(const void* data, std::size_t size) {
     end_ += written;
     return true;
   }
-  // A disk that is full takes a part. What cannot be cut off again stays.
+  // A full disk accepts a part of the data. If the part cannot be cut off, it remains.
   [[maybe_unused]] const int cut = ftruncate(file, end_);
   return false;
 }

@@ -36,8 +36,8 @@ DWORD SystemErrorOf(int error) {
   }
 }
 
-/// The file mapped at an address, as the kernel names it: the dynamic linker knows only the name by
-/// which the module was asked for, which may be relative to a folder that is no longer current.
+/// The file mapped at an address, by the kernel's name for it. The dynamic linker has only the name
+/// with which the module was loaded, which may be relative to an earlier working directory.
 std::string MappedFileAt(const void* address) {
   std::ifstream maps("/proc/self/maps");
   std::string line;
