@@ -34,7 +34,7 @@ std::wstring TakeColumn(std::wstring* line) {
   return column;
 }
 
-/// A text in the signs of a table's line, and back.
+/// Converts a text to the escaped form of a table, and back.
 std::string Escape(std::wstring_view text) {
   std::string line;
   for (const wchar_t unit : text) {

@@ -1,4 +1,5 @@
-/// Protected files and the openssl program read each other, at every length around a block.
+/// Protected files and the openssl program read each other's output, at every length around a
+/// block.
 
 #include <gtest/gtest.h>
 
@@ -10,7 +11,7 @@ namespace {
 
 using orv::test::ToHex;
 
-TEST(Openssl, ReadsAndWritesTheCipherTextOfProtectedFiles) {
+TEST(Openssl, IsCompatibleWithProtectedFiles) {
   const orv::test::TemporaryFolder folder;
   const auto file = [&](const char* name) { return (folder.path() / name).string(); };
   const auto name = [&](const wchar_t* text) { return folder.Name(text); };
