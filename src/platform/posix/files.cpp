@@ -6,22 +6,12 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdint>
 #include <cstdlib>
 
 #include "base/utf8.h"
+#include "platform/posix/descriptor.h"
 
 namespace orv {
-namespace {
-
-/// Stores descriptor + 1, so that null means "no file" although descriptor 0 is valid.
-void* ToHandle(int descriptor) { return reinterpret_cast<void*>(std::intptr_t{descriptor} + 1); }
-int ToDescriptor(void* handle) {
-  return static_cast<int>(reinterpret_cast<std::intptr_t>(handle) - 1);
-}
-
-}  // namespace
-
 const wchar_t kPathSeparator = L'/';
 
 std::filesystem::path ToPath(const std::wstring& name) { return WideToUtf8(name); }
@@ -38,17 +28,16 @@ std::wstring UserTempFolder() {
 bool ExclusiveFile::Open(const std::filesystem::path& path) {
   Close();
   // Pipes and devices are refused: opening one could block, or would consume what is written.
-  const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666);
-  if (file < 0) return false;
+  FileDescriptor file(
+      open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666));
   // The size is read while the lock excludes other writers.
   struct stat status {};
-  if (flock(file, LOCK_EX | LOCK_NB) != 0 || fstat(file, &status) != 0 ||
-      !S_ISREG(status.st_mode)) {
-    close(file);
+  if (file.get() < 0 || flock(file.get(), LOCK_EX | LOCK_NB) != 0 ||
+      fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
     return false;
   }
   end_ = status.st_size;
-  handle_ = ToHandle(file);
+  handle_ = ToHandle(file.Release());
   return true;
 }
 

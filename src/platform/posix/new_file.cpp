@@ -6,20 +6,14 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 
 #include "platform/files.h"
+#include "platform/posix/descriptor.h"
 
 namespace orv {
 namespace {
-
-/// Stores descriptor + 1, so that null means "no file" although descriptor 0 is valid.
-void* ToHandle(int descriptor) { return reinterpret_cast<void*>(std::intptr_t{descriptor} + 1); }
-int ToDescriptor(void* handle) {
-  return static_cast<int>(reinterpret_cast<std::intptr_t>(handle) - 1);
-}
 
 /// The permissions of a newly created file.
 mode_t NewFileMode() {

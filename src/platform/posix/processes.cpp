@@ -20,6 +20,7 @@
 
 #include "base/utf8.h"
 #include "platform/files.h"
+#include "platform/posix/descriptor.h"
 
 namespace orv {
 namespace {
@@ -31,23 +32,11 @@ struct OpenedProcess {
   std::string program = {};  ///< its path; empty when the caller may not see it
 };
 
-/// The folder of a process in /proc while it is in use; negative if the process does not exist.
-class ProcessFolder {
- public:
-  explicit ProcessFolder(DWORD id)
-      : folder_(open(("/proc/" + std::to_string(id)).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
-  ProcessFolder(const ProcessFolder&) = delete;
-  ProcessFolder& operator=(const ProcessFolder&) = delete;
-  ~ProcessFolder() {
-    if (folder_ >= 0) close(folder_);
-  }
-
-  int get() const { return folder_; }
-  int Release() { return std::exchange(folder_, -1); }
-
- private:
-  int folder_;
-};
+/// Opens the folder of a process in /proc; negative if the process does not exist.
+FileDescriptor OpenProcessFolder(DWORD id) {
+  const std::string path = "/proc/" + std::to_string(id);
+  return FileDescriptor(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
 
 /// The contents of a process's stat file.
 struct ProcessStatus {
@@ -63,11 +52,10 @@ bool HasEnded(const ProcessStatus& status) {
 
 /// Reads the stat file from a process's folder. Returns false if the process has ended.
 bool ReadStatus(int folder, ProcessStatus* status) {
-  const int file = openat(folder, "stat", O_RDONLY | O_CLOEXEC);
-  if (file < 0) return false;
+  const FileDescriptor file(openat(folder, "stat", O_RDONLY | O_CLOEXEC));
+  if (file.get() < 0) return false;
   char buffer[1024];
-  const ssize_t size = read(file, buffer, sizeof(buffer));
-  close(file);
+  const ssize_t size = read(file.get(), buffer, sizeof(buffer));
   const std::string_view line(buffer, size > 0 ? static_cast<std::size_t>(size) : 0);
   // The name is in parentheses and may contain any character.
   const std::size_t open = line.find('(');
@@ -130,7 +118,7 @@ OwnFacts GetOwnFacts(DWORD id) {
   static OwnFacts s_facts;
   const std::lock_guard guard(lock);
   if (s_facts.id != id) {
-    const ProcessFolder folder(id);
+    const FileDescriptor folder = OpenProcessFolder(id);
     ProcessStatus status;
     s_facts = {};
     if (folder.get() >= 0 && ReadStatus(folder.get(), &status)) {
@@ -170,7 +158,7 @@ bool FindProcess(DWORD id, ProcessEntry* entry) {
       return true;
     }
   }
-  const ProcessFolder folder(id);
+  const FileDescriptor folder = OpenProcessFolder(id);
   ProcessStatus status;
   const bool isFound = folder.get() >= 0 && ReadStatus(folder.get(), &status);
   if (isFound) {
@@ -189,7 +177,7 @@ HANDLE OpenProcessHandle(DWORD id, ProcessAccess access) {
       return new OpenedProcess{-1, std::move(own.program)};
     }
   }
-  ProcessFolder folder(id);
+  FileDescriptor folder = OpenProcessFolder(id);
   DWORD error = ERROR_INVALID_PARAMETER;
   if (folder.get() >= 0) {
     std::string program = ReadProgram(folder.get());
