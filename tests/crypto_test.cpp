@@ -6,6 +6,7 @@
 
 #include <thread>
 
+#include "base/hex.h"
 #include "base/utf8.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/crypto/encryption_aes.h"
@@ -16,12 +17,12 @@
 namespace {
 
 using orv::HeapBuffer;
+using orv::HexOf;
 using orv::test::ExpectTable;
 using orv::test::Fields;
 using orv::test::LogCapture;
 using orv::test::ReadBytes;
 using orv::test::TemporaryFolder;
-using orv::test::ToHex;
 using orv::test::WriteBytes;
 
 constexpr std::string_view kKey = "A94E27C1B08D4F6E93D5C2E718B04A6F";
@@ -90,7 +91,7 @@ TEST(AesCbc, MatchesOpenssl) {
                 EXPECT_EQ(Decrypt(key, kVectors[0], cipher), plain);
               }),
               "");
-    return orv::Utf8ToWide(ToHex(cipher));
+    return HexOf<std::wstring>(cipher);
   });
 }
 
@@ -143,7 +144,7 @@ TEST(AesCbc, ChecksEveryByteOfThePadding) {
   for (const auto& [block, plain] : cases) {
     const std::string cipher = Encrypt(kKey, kVectors[0], block).substr(0, 16);
     const std::string printed =
-        PrintedBy([&] { EXPECT_EQ(Decrypt(kKey, kVectors[0], cipher), plain) << ToHex(block); });
+        PrintedBy([&] { EXPECT_EQ(Decrypt(kKey, kVectors[0], cipher), plain) << HexOf(block); });
     EXPECT_EQ(printed.empty(), plain != "null");
   }
 }
@@ -289,7 +290,7 @@ TEST_F(ProtectedFile, RefusesTruncatedFilesAndWrongHeadersWithTheirCodes) {
       {good + good.substr(20), L"0"},
   };
   for (const auto& [bytes, code, isProtected] : cases) {
-    SCOPED_TRACE(ToHex(bytes));
+    SCOPED_TRACE(HexOf(bytes));
     Write(L"bad", bytes);
     PrintedBy([&] {
       if (isProtected) {

@@ -259,15 +259,6 @@ std::wstring ReadLog(const std::filesystem::path& path) {
   return WithoutTimes(text);
 }
 
-std::string ToHex(std::string_view bytes) {
-  std::string hex;
-  for (const char byte : bytes) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    hex += {kDigits[static_cast<BYTE>(byte) >> 4], kDigits[static_cast<BYTE>(byte) & 15]};
-  }
-  return hex;
-}
-
 std::string Utf16Bytes(std::wstring_view text) {
   std::string bytes;
   for (const wchar_t unit : text) {

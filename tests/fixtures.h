@@ -142,8 +142,6 @@ void ExpectText(const std::string& name, const std::wstring& text);
 
 /// Text as UTF-16LE bytes.
 std::string Utf16Bytes(std::wstring_view text);
-/// Bytes as lower-case hexadecimal digits.
-std::string ToHex(std::string_view bytes);
 
 /// How a program ended.
 struct ProgramResult {

@@ -10,6 +10,7 @@
 #include <random>
 #include <thread>
 
+#include "base/hex.h"
 #include "base/utf8.h"
 #include "crypto/sha256.h"
 #include "imaging/pixels.h"
@@ -37,7 +38,7 @@ std::string Digest(const void* data, std::size_t size) {
 }
 /// Short bytes in hexadecimal; for long ones their number and digest.
 std::string Show(const std::string& bytes) {
-  return bytes.size() <= 64 ? orv::test::ToHex(bytes)
+  return bytes.size() <= 64 ? orv::HexOf(bytes)
                             : std::to_string(bytes.size()) + " bytes " + Digest(bytes);
 }
 

@@ -5,6 +5,7 @@
 #include <cwchar>
 #include <new>
 
+#include "base/hex.h"
 #include "base/utf8.h"
 #include "crypto/sha256.h"
 #include "crypto/vector_generator.h"
@@ -254,14 +255,7 @@ CString orv::Sha256HexOf(std::string_view bytes) {
                     digest))) {
     return {};
   }
-  constexpr wchar_t kDigits[] = L"0123456789abcdef";
-  CString text;
-  text.reserve(2 * kSha256Size);
-  for (const BYTE value : digest) {
-    text.push_back(kDigits[value >> 4]);
-    text.push_back(kDigits[value & 15]);
-  }
-  return text;
+  return HexOf<CString>({reinterpret_cast<const char*>(digest), sizeof digest});
 }
 
 CString Sha256Hex(BYTE* data, DWORD length) {
