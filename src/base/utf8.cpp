@@ -13,9 +13,6 @@
 namespace orv {
 namespace {
 
-constexpr char32_t kReplacement = 0xFFFD;
-constexpr char kReplacementUtf8[] = "\xEF\xBF\xBD";
-
 /// What may follow a lead byte: the number of continuation bytes, and the range of the first one,
 /// which excludes overlong forms, surrogates and code points above U+10FFFF (the Unicode Standard,
 /// table 3-7). Length 0 marks a byte that is not a lead byte.
@@ -224,7 +221,7 @@ inline char* PutUtf8(const wchar_t** at, const wchar_t* end, char* out) {
     *out++ = static_cast<char>(0x80 | (code >> 6 & 0x3F));
     *out++ = static_cast<char>(0x80 | (code & 0x3F));
   } else {
-    out = std::copy_n(kReplacementUtf8, 3, out);
+    out = std::ranges::copy(kReplacementUtf8, out).out;
   }
   return out;
 }

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <vector>
 
+#include "base/utf8.h"
+
 namespace orv {
 namespace {
 
@@ -119,7 +121,7 @@ bool DecodeCodePage(int codePage, std::string_view bytes, std::wstring* text, bo
         }
       },
       [text, lost](char*& in, std::size_t& left) {
-        *text += L'\uFFFD';
+        *text += kReplacement;
         *lost = true;
         ++in;
         --left;
