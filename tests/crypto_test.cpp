@@ -1,10 +1,12 @@
-/// The cipher, the digest and protected files, held against bytes that the openssl program made:
+/// Compares the cipher, the digest and protected files with bytes that the openssl program
+/// produced:
 ///   openssl enc -aes-256-cbc -K $(printf %s KEY | xxd -p -c 64) -iv $(printf %s VECTOR | xxd -p)
 
 #include <gtest/gtest.h>
 
 #include <thread>
 
+#include "base/hex.h"
 #include "base/utf8.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/crypto/encryption_aes.h"
@@ -15,16 +17,16 @@
 namespace {
 
 using orv::HeapBuffer;
+using orv::HexOf;
 using orv::test::ExpectTable;
 using orv::test::Fields;
 using orv::test::LogCapture;
 using orv::test::ReadBytes;
 using orv::test::TemporaryFolder;
-using orv::test::ToHex;
 using orv::test::WriteBytes;
 
 constexpr std::string_view kKey = "A94E27C1B08D4F6E93D5C2E718B04A6F";
-/// The vectors of the first three encryptions of a thread.
+/// The initialization vectors of a thread's first three encryptions.
 constexpr std::string_view kVectors[] = {"PHQGHUMEAYLNLFDX", "FIRCVSCXGGBWKFNQ",
                                          "DUXWFNFOZVSRTKJP"};
 constexpr std::string_view kAlphabet = "abcdefghijklmnopqrstuvwxyz";
@@ -32,7 +34,7 @@ constexpr std::string_view kAlphabet = "abcdefghijklmnopqrstuvwxyz";
 const BYTE* BytesOf(std::string_view text) { return reinterpret_cast<const BYTE*>(text.data()); }
 DWORD SizeOf(std::string_view text) { return static_cast<DWORD>(text.size()); }
 
-/// A result as bytes; "null" for none.
+/// A result as bytes; "null" for a null pointer.
 std::string Take(BYTE* buffer, DWORD length) {
   const HeapBuffer owned(buffer);
   return buffer == nullptr ? "null" : std::string(reinterpret_cast<char*>(buffer), length);
@@ -46,7 +48,7 @@ std::string Encrypt(std::string_view key, std::string_view vector, std::string_v
 }
 
 std::string Decrypt(std::string_view key, std::string_view vector, std::string_view cipher) {
-  // A buffer of exactly this size: the sanitizer sees a step beyond it.
+  // A buffer of exactly this size, so that the sanitizer reports any read past its end.
   const std::vector<BYTE> exact(cipher.begin(), cipher.end());
   DWORD length = 0;
   BYTE* const plain = AesCbcDecrypt(exact.data(), SizeOf(cipher), BytesOf(key), SizeOf(key),
@@ -60,7 +62,7 @@ CString DigestOf(std::string_view bytes) {
   return Sha256Hex(buffer, SizeOf(bytes));
 }
 
-/// What `call` prints on the standard output.
+/// The standard output of `call`.
 template <typename Call>
 std::string PrintedBy(Call call) {
   testing::internal::CaptureStdout();
@@ -70,26 +72,26 @@ std::string PrintedBy(Call call) {
   return text;
 }
 
-/// The lines of the numbers 1 to 20,000, as `seq 1 20000` prints them.
+/// The numbers 1 to 20,000, one per line, as `seq 1 20000` prints them.
 std::string ManyLines() {
   std::string text;
   for (int i = 1; i <= 20000; ++i) text += std::to_string(i) + "\n";
   return text;
 }
 
-TEST(AesCbc, GivesTheBytesOfOpenssl) {
+TEST(AesCbc, MatchesOpenssl) {
   ExpectTable("aes", [](const Fields& fields) {
     const std::string_view key = kKey.substr(0, std::stoul(fields[0]));
     const std::string_view plain = kAlphabet.substr(0, std::stoul(fields[1]));
     std::string cipher;
     EXPECT_EQ(PrintedBy([&] {
                 cipher = Encrypt(key, kVectors[0], plain);
-                // Of a longer vector the first block counts.
+                // Of a longer initialization vector the first block counts.
                 EXPECT_EQ(Encrypt(key, "PHQGHUMEAYLNLFDX and more", plain), cipher);
                 EXPECT_EQ(Decrypt(key, kVectors[0], cipher), plain);
               }),
               "");
-    return orv::Utf8ToWide(ToHex(cipher));
+    return HexOf<std::wstring>(cipher);
   });
 }
 
@@ -112,7 +114,7 @@ TEST(AesCbc, NamesTheStepThatFails) {
                {std::string(64, 'k'), block, block, badKey},
                {key, "", block, badVector},
                {key, block.substr(1), block, badVector},
-               {"", "", block, badVector},  // the vector is looked at before the key
+               {"", "", block, badVector},  // the initialization vector is checked before the key
                {key, block, "", badSize, true},
                {key, block, block.substr(1), badSize, true},
                {key, block, block + "x", badSize, true},
@@ -129,7 +131,7 @@ TEST(AesCbc, NamesTheStepThatFails) {
 }
 
 TEST(AesCbc, ChecksEveryByteOfThePadding) {
-  // A block that already looks padded, and what is left of it.
+  // A block that already looks padded, and its plain text.
   const std::pair<std::string, std::string> cases[] = {
       {std::string(15, 'a') + '\x01', std::string(15, 'a')},
       {std::string(16, '\x10'), ""},
@@ -142,12 +144,12 @@ TEST(AesCbc, ChecksEveryByteOfThePadding) {
   for (const auto& [block, plain] : cases) {
     const std::string cipher = Encrypt(kKey, kVectors[0], block).substr(0, 16);
     const std::string printed =
-        PrintedBy([&] { EXPECT_EQ(Decrypt(kKey, kVectors[0], cipher), plain) << ToHex(block); });
+        PrintedBy([&] { EXPECT_EQ(Decrypt(kKey, kVectors[0], cipher), plain) << HexOf(block); });
     EXPECT_EQ(printed.empty(), plain != "null");
   }
 }
 
-TEST(Sha256, GivesTheDigestsOfSha256sum) {
+TEST(Sha256, MatchesSha256sum) {
   EXPECT_EQ(DigestOf(""), L"e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
   EXPECT_EQ(DigestOf("abc"), L"ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
   EXPECT_EQ(DigestOf(std::string(1000000, 'a')),
@@ -165,7 +167,7 @@ TEST(Sha256, SaltComesBeforeTheTextAndBothAreUtf8) {
   EXPECT_EQ(ComputeSha256Hex(CString(1, L'\0'), L""), DigestOf(std::string(1, '\0')));
 }
 
-/// The vectors of a thread's encryptions, in turn by two objects.
+/// The initialization vectors of a thread's encryptions, alternately by two objects.
 std::vector<std::string> VectorsOfOneThread() {
   CEncryptionAES first("key", "CNF");
   CEncryptionAES second("other key", "CNF");
@@ -178,7 +180,7 @@ std::vector<std::string> VectorsOfOneThread() {
   return vectors;
 }
 
-TEST(EncryptionAes, EveryThreadHasTheSameVectorsAndItsObjectsShareThem) {
+TEST(EncryptionAes, EveryThreadHasTheSameVectorSequenceSharedByItsObjects) {
   std::vector<std::string> vectors[4];
   std::vector<std::thread> threads;
   for (std::vector<std::string>& own : vectors) {
@@ -196,7 +198,7 @@ TEST(EncryptionAes, RepeatsShortKeyTextsAndCutsLongOnes) {
       {std::string(kKey) + "more", std::string(kKey)},
       {"abcdefghijk", "abcdefghijkabcdefghijkabcdefghij"},
       {"a", std::string(32, 'a')},
-      {"", std::string(32, '\0')},  // and does not hang
+      {"", std::string(32, '\0')},  // must not hang
   };
   for (const auto& [text, key] : cases) {
     const CEncryptionAES cipher(text, "CNF");
@@ -212,7 +214,7 @@ class ProtectedFile : public testing::Test {
     WriteBytes(orv::ToPath(Name(name)), bytes);
   }
   std::string Read(const wchar_t* name) { return ReadBytes(orv::ToPath(Name(name))); }
-  /// Loads a file; `Log` then has its messages without the one that opens every load.
+  /// Loads a file; `Log` then returns its messages without the one that starts every load.
   CString Load(const wchar_t* name) {
     Log();
     CString text = CCryptoHelper::LoadFileUTF8(Name(name), nullptr);
@@ -222,7 +224,7 @@ class ProtectedFile : public testing::Test {
     lines_.erase(0, first.size());
     return text;
   }
-  /// What was logged since the last call.
+  /// The messages logged since the last call.
   CString Log() { return std::exchange(lines_, {}) + log_.TakeText(); }
 
   TemporaryFolder folder_;
@@ -230,8 +232,8 @@ class ProtectedFile : public testing::Test {
   CString lines_;
 };
 
-TEST_F(ProtectedFile, IsTheBytesOfOpensslBehindItsHeader) {
-  // A thread of its own has the first vector:
+TEST_F(ProtectedFile, IsAHeaderAndTheBytesOfOpenssl) {
+  // A new thread starts with the first initialization vector:
   // (printf 'CNF\001PHQGHUMEAYLNLFDX'; seq 1 20000 | openssl enc ...) | sha256sum
   const std::string plain = ManyLines();
   Write(L"plain", plain);
@@ -259,7 +261,7 @@ TEST_F(ProtectedFile, LoadsPlainAndProtectedTextAlike) {
   });
 }
 
-TEST_F(ProtectedFile, RefusesEveryCutAndWrongHeaderWithItsCode) {
+TEST_F(ProtectedFile, RefusesTruncatedFilesAndWrongHeadersWithTheirCodes) {
   const std::string vector(16, 'V');
   const std::string good = "CNF\x01" + vector + Encrypt(kKey, vector, "text");
   Write(L"good", good);
@@ -268,7 +270,7 @@ TEST_F(ProtectedFile, RefusesEveryCutAndWrongHeaderWithItsCode) {
   const struct {
     std::string bytes;
     const wchar_t* code;
-    bool isProtected = true;  ///< else the load takes it for plain text
+    bool isProtected = true;  ///< otherwise it is loaded as plain text
   } cases[] = {
       {"", L"5", false},
       {"CN", L"5", false},
@@ -281,14 +283,14 @@ TEST_F(ProtectedFile, RefusesEveryCutAndWrongHeaderWithItsCode) {
       {"CNF is how this text begins", L"7"},
       {"CNF\x01", L"0"},
       {good.substr(0, 19), L"0"},
-      {good.substr(0, 20), L"5"},  // a whole vector and nothing behind it
+      {good.substr(0, 20), L"5"},  // a complete initialization vector and nothing after it
       {good.substr(0, 21), L"0"},
       {good.substr(0, 35), L"0"},
       {good + "x", L"0"},
       {good + good.substr(20), L"0"},
   };
   for (const auto& [bytes, code, isProtected] : cases) {
-    SCOPED_TRACE(ToHex(bytes));
+    SCOPED_TRACE(HexOf(bytes));
     Write(L"bad", bytes);
     PrintedBy([&] {
       if (isProtected) {
@@ -304,7 +306,7 @@ TEST_F(ProtectedFile, RefusesEveryCutAndWrongHeaderWithItsCode) {
   }
 }
 
-TEST_F(ProtectedFile, SaysWhyAFileIsNotLoaded) {
+TEST_F(ProtectedFile, LogsWhyAFileIsNotLoaded) {
   Write(L"empty", "");
   ASSERT_EQ(CCryptoHelper::AesEncryptFile(Name(L"empty"), Name(L"made"), nullptr), 0u);
   EXPECT_EQ(Read(L"made").size(), 36u);
@@ -322,7 +324,7 @@ TEST_F(ProtectedFile, SaysWhyAFileIsNotLoaded) {
     EXPECT_EQ(Load(name), L"");
     EXPECT_EQ(Log(), L"ERR " + message + L"\n");
   }
-  // What is too large to load is not too large to convert.
+  // A file that is too large to load can still be converted.
   EXPECT_EQ(CCryptoHelper::AesEncryptFile(Name(L"large"), Name(L"made"), nullptr), 0u);
   EXPECT_EQ(Read(L"made").size(), 10'000'016u + 20u);
   // A folder has no size.
@@ -351,7 +353,7 @@ TEST_F(ProtectedFile, ConversionsNeedASourceAndATarget) {
     }
     EXPECT_TRUE(std::filesystem::is_directory(empty));
 
-    // An old target goes first; none of its bytes stay.
+    // The old target is deleted first; none of its bytes remain.
     Write(L"out", std::string(1000, 'o'));
     EXPECT_EQ(convert(source, Name(L"out"), nullptr), 0u);
     EXPECT_EQ(Read(L"out").size(), encrypts ? 36u : 4u);

@@ -24,10 +24,10 @@
 #include "tests/devmode_fixture.h"
 #include "tests/fixtures.h"
 
-/// What the library does when memory, or anything that it needs of the system, fails it: each
-/// operation runs with its first, its second, ... allocation, call to the system and write failing,
-/// alone and with all behind it, until it gets by without. However it ends, it ends as its
-/// declaration says, nothing is lost, leaked or half there, and the next call works.
+/// Fault injection: each operation runs with its first, second, ... allocation, system call or
+/// write failing, alone and with all later ones, until it succeeds without a fault. It must end in
+/// one of its documented ways, without data loss, leaks or partial results, and the next call must
+/// work.
 
 namespace orv::test {
 namespace {
@@ -35,24 +35,24 @@ namespace {
 using faults::Kind;
 using faults::Mode;
 
-/// How an operation may end: a set of them is their sum.
+/// The ways in which an operation may end, as bits.
 enum Ending : unsigned {
   kDone = 1,
-  kFailed = 2,    ///< as its declaration says that it fails
+  kFailed = 2,    ///< it reported the failure as documented
   kNoMemory = 4,  ///< it threw `std::bad_alloc`
   kNoSize = 8,    ///< it threw `std::filesystem::filesystem_error`
 };
 
 struct Operation {
   std::string name;
-  unsigned withoutMemory;   ///< how it may end when an allocation fails
-  unsigned withoutService;  ///< and when anything else does
-  /// Puts everything into its place.
+  unsigned withoutMemory;   ///< allowed endings when an allocation fails
+  unsigned withoutService;  ///< and when a system call or a write fails
+  /// Restores the initial state.
   std::function<void()> prepare;
-  /// Runs it, and does nothing else that needs memory.
+  /// Runs the operation, and allocates nothing else.
   std::function<Ending()> run;
-  /// Finds what is wrong behind an ending; empty when nothing is. `isWhole` when no call of the
-  /// system has failed, so that a result, if there is one, is the right one.
+  /// Returns what is wrong after an ending; empty if nothing is. `isWhole` means that no system
+  /// call has failed, so that a result must be the correct one.
   std::function<std::string(Ending, bool isWhole)> findWrong;
 };
 
@@ -60,7 +60,7 @@ const char* NameOf(Kind kind) {
   return kind == Kind::kAllocation ? "allocation" : kind == Kind::kCall ? "call" : "short write";
 }
 
-/// Runs an operation with one plan; whether anything was there to fail.
+/// Runs an operation with one plan. Returns whether a fault occurred.
 bool RunWith(const Operation& operation, const faults::Plan& plan) {
   const auto wrong = [&](const std::string& what) {
     ADD_FAILURE() << operation.name << ": " << what << ", " << NameOf(plan.kind) << ' ' << plan.n
@@ -88,7 +88,7 @@ bool RunWith(const Operation& operation, const faults::Plan& plan) {
   return hasFired;
 }
 
-/// The plan and then a run without faults; false when there was nothing to fail.
+/// Runs with the plan and then without faults. Returns false if no fault occurred.
 bool RunTwice(const Operation& operation, const faults::Plan& plan) {
   if (!RunWith(operation, plan)) return false;
   RunWith(operation, {plan.kind, std::numeric_limits<int>::max(), Mode::kOnce});
@@ -96,7 +96,7 @@ bool RunTwice(const Operation& operation, const faults::Plan& plan) {
 }
 
 void Sweep(const Operation& operation) {
-  // What is looked up once a process and kept must not be kept when it could not be found.
+  // Lookups that are cached per process must not cache a failure.
   for (const Kind kind : {Kind::kCall, Kind::kAllocation}) {
     for (int n = 1; RunWith(operation, {kind, n, Mode::kFromThenOn}); ++n) {
     }
@@ -104,7 +104,7 @@ void Sweep(const Operation& operation) {
   for (const Kind kind : faults::kKinds) {
     for (const Mode mode : {Mode::kOnce, Mode::kFromThenOn}) {
       for (int n = 1; RunTwice(operation, {kind, n, mode}) && !testing::Test::HasFailure(); ++n) {
-        // The first time may fill what is kept; a leak goes on.
+        // The first run may fill caches; a leak continues.
         const long blocks = faults::LiveBlocks();
         const long files = faults::OpenFiles();
         RunTwice(operation, {kind, n, mode});
@@ -134,7 +134,7 @@ class Faults : public testing::Test {
     SetDiagnosticSink(nullptr);
   }
 
-  /// A record with the defaults of a configuration, as bytes.
+  /// A record with a configuration's defaults, as bytes.
   static std::string DefaultsOf(const Config& config) {
     tagOEMDEV record{};
     FillDefaults(config, &record);
@@ -161,8 +161,8 @@ TEST_F(Faults, ProtectsAFile) {
     const bool isThere = std::filesystem::exists(ToPath(target), error);
     const std::string now = isThere ? ReadBytes(ToPath(target)) : "";
     if (isWhole) return (ending == kDone ? hasContent(now) : now == old) ? "" : "another target";
-    // The old target goes first, and whether the new one could be written is not examined.
-    return ending == kDone || now == old || now.empty() ? "" : "a target behind a failure";
+    // The old target is deleted first, and the write of the new one is not checked.
+    return ending == kDone || now == old || now.empty() ? "" : "a target after a failure";
   };
   Sweep({"protect", kDone | kFailed, kDone | kFailed | kNoSize, prepare,
          [&] { return EndingOf(CCryptoHelper::AesEncryptFile(source, target, nullptr) == 0); },
@@ -179,7 +179,7 @@ TEST_F(Faults, ProtectsAFile) {
          }});
 }
 
-TEST_F(Faults, ComputesADigestOrNone) {
+TEST_F(Faults, ComputesADigestOrFails) {
   const CString text(100, L'x');
   const CString salt = L"salt";
   CString digest;
@@ -197,7 +197,7 @@ TEST_F(Faults, ComputesADigestOrNone) {
 
 // --- Configurations ---
 
-TEST_F(Faults, LoadsAConfigurationOrNone) {
+TEST_F(Faults, LoadsAConfigurationOrFails) {
   const std::wstring protectedConfig = module_.folder().Name(L"protected.xml");
   ASSERT_EQ(CCryptoHelper::AesEncryptFile(config_, protectedConfig, nullptr), 0u);
   const std::string expected = DefaultsOf(*module_.Load());
@@ -209,7 +209,7 @@ TEST_F(Faults, LoadsAConfigurationOrNone) {
              [&] { return EndingOf(CConfigParser::Load(path, &config, cache, nullptr)); },
              [&](Ending ending, bool) -> std::string {
                const std::unique_ptr<Config> owned(cache == nullptr ? config : nullptr);
-               if ((ending == kDone) != (config != nullptr)) return "a record behind a failure";
+               if ((ending == kDone) != (config != nullptr)) return "a record after a failure";
                if (cache != nullptr && cache->GetConfig(path) != config)
                  return "another in the cache";
                return config == nullptr || DefaultsOf(*config) == expected ? ""
@@ -222,11 +222,11 @@ TEST_F(Faults, LoadsAConfigurationOrNone) {
 
 // --- Documents ---
 
-TEST_F(Faults, SavesADocumentWholeOrNotAtAll) {
+TEST_F(Faults, SavesADocumentCompletelyOrNotAtAll) {
   using std::filesystem::perms;
   const TemporaryFolder folder;
   const std::filesystem::path file = folder.path() / "document.xml";
-  // By a link, where there are any.
+  // Through a symbolic link, where the system has them.
   std::filesystem::path link = module_.folder().path() / "link.xml";
   std::error_code noLinks;
   std::filesystem::create_symlink(file, link, noLinks);
@@ -252,7 +252,7 @@ TEST_F(Faults, SavesADocumentWholeOrNotAtAll) {
     const perms rights = std::filesystem::status(file).permissions();
     if (!noLinks && (rights & kOthers) != perms::none) return "other rights";
     const std::string now = ReadBytes(file);
-    // What is said of a new file may need memory as well.
+    // The message about a new file may need memory too.
     const bool isRight =
         now == (ending == kDone ? saved : old) || (ending == kNoMemory && now == saved);
     return isRight ? "" : "another file";
@@ -273,7 +273,7 @@ TEST_F(Faults, SavesADocumentWholeOrNotAtAll) {
          findWrong});
 }
 
-TEST_F(Faults, ReadsADocumentWholeOrNotAtAll) {
+TEST_F(Faults, ReadsADocumentCompletelyOrNotAtAll) {
   constexpr int kElements = 30;
   CMarkup text(L"<a/>");
   text.FindElem();
@@ -282,7 +282,7 @@ TEST_F(Faults, ReadsADocumentWholeOrNotAtAll) {
   ASSERT_TRUE(text.Save(path));
   std::unique_ptr<CMarkup> document;
   const auto findWrong = [&](Ending ending, bool) -> std::string {
-    // Whatever there is can be walked through, and takes another text.
+    // Whatever was loaded can be traversed, and replaced with another text.
     int elements = 0;
     document->ResetPos();
     while (document->FindElem()) {
@@ -296,7 +296,7 @@ TEST_F(Faults, ReadsADocumentWholeOrNotAtAll) {
     while (document->FindElem()) ++elements;
     return ending != kDone || document->GetDoc() == text.GetDoc() ? "" : "another text";
   };
-  // What is there before is longer than what comes, and has its elements at its end.
+  // The old document is longer than the new one, with its elements at its end.
   const std::wstring before =
       L"<!--" + std::wstring(text.GetDoc().size(), L'x') + L"--><c><d/></c>";
   const auto prepare = [&] { document = std::make_unique<CMarkup>(before); };
@@ -343,7 +343,7 @@ TEST_F(Faults, ReadsADocumentWholeOrNotAtAll) {
 
 // --- Pages ---
 
-TEST_F(Faults, MakesBitmapsOrNone) {
+TEST_F(Faults, CreatesBitmapsOrFails) {
   const GraphicsSession graphics;
   using Page = std::unique_ptr<Bitmap>;
   const Page page(BitmapHelper::CreateBitmap(40, 30, PixelFormat24bppRGB));
@@ -354,7 +354,7 @@ TEST_F(Faults, MakesBitmapsOrNone) {
   Color black(0xFF000000);
   Bitmap* made = nullptr;
   Bitmap* second = nullptr;
-  // Each is true when it says that there is a bitmap.
+  // Each returns whether it created a bitmap.
   std::vector<std::pair<const char*, std::function<bool()>>> makers = {
       {"create", [&] { return (made = BitmapHelper::CreateBitmap(9, 9, PixelFormat1bppIndexed)); }},
       {"load a page", [&] { return LoadPng(path.c_str(), &made) == Ok; }},
@@ -386,23 +386,23 @@ TEST_F(Faults, MakesBitmapsOrNone) {
 
 // --- The log ---
 
-TEST_F(Faults, LogsALineOrNone) {
+TEST_F(Faults, LogsWholeLinesOnly) {
   CLoggerClient client;
   client.m_stModuleName = L"caller.dll";
   const auto begin = [&] {
     ClearLogs();
     CLogger::LOG_ERROR(&client, L"The line in front.", nullptr);
   };
-  // Every line has its seven columns and its end.
+  // Every line has its seven columns and its line end.
   const auto findWrong = [](Ending, bool) -> std::string {
     const std::string end = Utf16Bytes(L"\r\n");
     for (const auto& entry : std::filesystem::directory_iterator(LogFolder().path())) {
       const std::string bytes = ReadBytes(entry.path());
       for (std::size_t at = 0; at < bytes.size();) {
-        const std::size_t behind = bytes.find(end, at);
-        if (behind == bytes.npos) return "a line without an end";
-        if (std::count(&bytes[at], &bytes[behind], '\t') != 6) return "a torn line";
-        at = behind + end.size();
+        const std::size_t lineEnd = bytes.find(end, at);
+        if (lineEnd == bytes.npos) return "a line without an end";
+        if (std::count(&bytes[at], &bytes[lineEnd], '\t') != 6) return "a torn line";
+        at = lineEnd + end.size();
       }
     }
     return "";
@@ -442,7 +442,7 @@ TEST_F(Faults, LogsALineOrNone) {
   CLogger::m_stLogGroups.clear();
 }
 
-// --- What a printer's requests need: the settings store, the session, the stock items ---
+// --- Requests for a printer: the settings store, the session, the stock items ---
 
 class RequestFaults : public Faults {
  protected:
@@ -463,7 +463,7 @@ class RequestFaults : public Faults {
   const std::wstring ownKey_ = std::to_wstring(OwnProcessId());
 };
 
-TEST_F(RequestFaults, SetsAValueOrLeavesIt) {
+TEST_F(RequestFaults, SetsAValueOrKeepsTheOldOne) {
   const std::wstring old = L"the old value of some length";
   const std::wstring changed = L"the new value of some length";
   const auto write = [](const std::wstring& text) {
@@ -473,12 +473,12 @@ TEST_F(RequestFaults, SetsAValueOrLeavesIt) {
          [&] { return EndingOf(write(changed)); },
          [&](Ending ending, bool) {
            const std::wstring now = UserText(L"Key", L"Value");
-           // A write that has been made may be said to have failed by what comes behind it.
+           // A later step may report a failure although the value was written.
            return now == changed || (now == old && ending != kDone) ? "" : "another value";
          }});
 }
 
-TEST_F(RequestFaults, CleansSessionsUp) {
+TEST_F(RequestFaults, CleansUpSessions) {
   const std::wstring incomplete = L"4000000005";
   SetUserValue(SessionPath(incomplete), L"ProcessName", RegistryValue::FromText(L"x"));
   Sweep({"clean up", kDone | kFailed, kDone,
@@ -490,7 +490,7 @@ TEST_F(RequestFaults, CleansSessionsUp) {
              return "the session of a process that runs is gone";
            if (isWhole && ending == kDone && HasUserKey(SessionPath(L"4000000001")))
              return "that of an ended one stays";
-           // A process that cannot be examined counts as ended; it can save its session again.
+           // A process that cannot be queried counts as ended; it can save its session again.
            if (!SaveSession(ownKey_)) return "the session cannot be saved again";
            CleanupRegSessionData(L"Label 1", L"driver");
            return HasUserKey(SessionPath(ownKey_)) && !HasUserKey(SessionPath(L"4000000001"))
@@ -525,7 +525,7 @@ TEST_F(RequestFaults, LoadsStockItemsAndMerges) {
   tagOEMDEV in{};
   const auto config = module_.Load();
   FillDefaults(*config, &in);
-  // To be corrected, with a warning.
+  // Must be corrected, with a warning.
   in.GapDistance = 20001;
   in.UnprintableLeft = 70000;
   tagOEMDEV right = in;

@@ -40,7 +40,8 @@ namespace {
 using orv::test::faults::Allocate;
 using orv::test::faults::liveBlocks;
 
-// Out of line, so that the compiler does not pair one's insides with the other.
+// Not inlined, so that the compiler does not match the allocation in one function with the release
+// in the other.
 [[gnu::noinline]] void* New(std::size_t size) {
   void* const block = Allocate(size != 0 ? size : 1);
   if (block != nullptr) ++liveBlocks;

@@ -34,7 +34,7 @@ std::wstring TakeColumn(std::wstring* line) {
   return column;
 }
 
-/// A text in the signs of a table's line, and back.
+/// Converts a text to the escaped form of a table, and back.
 std::string Escape(std::wstring_view text) {
   std::string line;
   for (const wchar_t unit : text) {
@@ -257,15 +257,6 @@ std::wstring ReadLog(const std::filesystem::path& path) {
   }
   EXPECT_EQ(bytes, Utf16Bytes(text));  // whole units
   return WithoutTimes(text);
-}
-
-std::string ToHex(std::string_view bytes) {
-  std::string hex;
-  for (const char byte : bytes) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    hex += {kDigits[static_cast<BYTE>(byte) >> 4], kDigits[static_cast<BYTE>(byte) & 15]};
-  }
-  return hex;
 }
 
 std::string Utf16Bytes(std::wstring_view text) {

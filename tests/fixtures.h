@@ -10,12 +10,12 @@
 #include "orv/platform/registry.h"
 #include "orv/platform/types.h"
 
-/// What the test programs share: places of their own to work in, and ears on what the library says.
-/// Every class takes back in its destructor what it changed.
+/// Fixtures that the test programs share: private folders and stores, and captures of the library's
+/// output. Every destructor restores what its object changed.
 
 namespace orv::test {
 
-/// An empty folder that is removed with everything in it.
+/// An empty folder that is removed with its contents.
 class TemporaryFolder {
  public:
   TemporaryFolder();
@@ -23,17 +23,17 @@ class TemporaryFolder {
   ~TemporaryFolder();
 
   const std::filesystem::path& path() const { return path_; }
-  /// The wide name of a file or folder in it; of itself for an empty name.
+  /// The wide path of a file or folder in it; of the folder itself for an empty name.
   std::wstring Name(const std::wstring& name = {}) const;
 
  private:
   std::filesystem::path path_;
 };
 
-/// A settings store of its own: as long as it lives, both hives are empty but for what the test
-/// writes (on Windows the machine's also holds a copy of the spooler's keys), and the real ones
-/// stay untouched. One at a time. Programs that are started meanwhile see the same store once they
-/// call `JoinScratchRegistry`, and on Linux by themselves.
+/// A settings store for the test. While it exists, both hives are empty except for what the test
+/// writes (on Windows the machine hive also holds a copy of the spooler's keys), and the real ones
+/// are not used. One at a time. Started programs use the same store once they call
+/// `JoinScratchRegistry`; on Linux they do without.
 class ScratchRegistry {
  public:
   ScratchRegistry();
@@ -43,23 +43,23 @@ class ScratchRegistry {
   TemporaryFolder folder_;
 };
 
-/// For a program that a test started: uses the test's store.
+/// Called by a program that a test started: switches to the test's store.
 void JoinScratchRegistry();
 
 /// Sets a text in a sub-key of the library's settings.
 void SetSetting(HKEY hive, const std::wstring& subKey, const std::wstring& name,
                 const std::wstring& text);
-/// Sets a value of a key in the user's hive, which it makes; whether it could.
+/// Sets a value of a key in the user hive, creating the key. Returns whether it succeeded.
 bool SetUserValue(const std::wstring& key, const std::wstring& name, const RegistryValue& value);
-/// A text there, empty when there is none, and whether there is a key.
+/// The text of a value there, empty if missing; and whether a key exists.
 std::wstring UserText(const std::wstring& key, const std::wstring& name);
 bool HasUserKey(const std::wstring& key);
-/// The key of a session's entry, and leaving one there that tells of this process.
+/// The key of a session's entry; and creating an entry that describes this process.
 std::wstring SessionPath(const std::wstring& name);
 bool SaveSession(const std::wstring& name);
 
-/// A printer that the spooler knows; on Windows with its driver, a real one that does nothing.
-/// Needs a `ScratchRegistry`.
+/// A printer in the spooler; on Windows with its driver, a minimal real one. Needs a
+/// `ScratchRegistry`.
 class TestPrinter {
  public:
   TestPrinter(const std::wstring& name, const std::wstring& driver);
@@ -74,18 +74,18 @@ class TestPrinter {
   HANDLE handle_;
 };
 
-/// Collects what is sent to the debugger output. One at a time.
+/// Collects the debugger output. One at a time.
 class DebugCapture {
  public:
   DebugCapture();
   DebugCapture& operator=(DebugCapture&&) = delete;
   ~DebugCapture();
 
-  /// What was sent since the last call.
+  /// The texts since the last call.
   std::vector<std::wstring> Take();
 };
 
-/// One entry of the log in its columns.
+/// The columns of a log entry.
 struct LogLine {
   std::wstring tag;  ///< such as "ERR"
   std::wstring module;
@@ -94,8 +94,8 @@ struct LogLine {
   bool operator==(const LogLine&) const = default;
 };
 
-/// Collects the entries that are logged, of all levels, and keeps them from the log file and the
-/// system. One at a time; not together with `DebugCapture`.
+/// Collects the log entries of all levels, and keeps them out of the log file and the system log.
+/// One at a time, and not together with `DebugCapture`.
 class LogCapture {
  public:
   LogCapture();
@@ -103,10 +103,10 @@ class LogCapture {
 
   /// The entries since the last call of any of these functions.
   std::vector<LogLine> Take();
-  /// The same as one text, a line each: tag, module and source without anything between them, a
-  /// blank and the message.
+  /// The same as one text, one entry per line: tag, module and source without separators, a space
+  /// and the message.
   std::wstring TakeText();
-  /// Their messages alone.
+  /// Only their messages.
   std::vector<std::wstring> TakeMessages();
 
  private:
@@ -116,58 +116,56 @@ class LogCapture {
   int toFile_ = CLogger::m_bWriteLogToFile;
 };
 
-/// The folder of the program's log files, which a process chooses once: all its tests share it.
+/// The program's folder for log files. A process selects it once, so all its tests share it.
 const TemporaryFolder& LogFolder();
 void ClearLogs();
-/// Settings that send the entries of a level to a file there and nowhere else; no file is there.
+/// Changes the settings so that entries of a level go only to a file in that folder; the file does
+/// not exist yet.
 void LogToFileAlone(const std::wstring& level);
-/// A log's text with each date and time as "<time>".
+/// A log's text with "<time>" for each date and time.
 std::wstring WithoutTimes(std::wstring text);
-/// Such a text from a log file.
+/// The text of a log file in that form.
 std::wstring ReadLog(const std::filesystem::path& path);
 
-/// A file's bytes; a failure of the test and nothing when it cannot be read.
+/// A file's bytes. If it cannot be read, the test fails and the result is empty.
 std::string ReadBytes(const std::filesystem::path& path);
 void WriteBytes(const std::filesystem::path& path, std::string_view bytes);
 
-/// Holds what a function makes of each line of a table of tests/data against what the line says:
-/// "input => output", where the input is of fields that " | " parts. Signs that are not ASCII stand
-/// as \uXXXX, line breaks, tabs and backslashes as \r, \n, \t and \\. Lines from '#' on are
-/// remarks. `ORV_GOLDEN_WRITE=1` writes the outputs anew.
+/// Checks a function with each line of a table in tests/data, "input => output". The input has
+/// fields separated by " | ". Non-ASCII characters are written as \uXXXX; line breaks, tabs and
+/// backslashes as \r, \n, \t and \\. Lines that begin with '#' are comments. `ORV_GOLDEN_WRITE=1`
+/// rewrites the outputs.
 using Fields = std::vector<std::wstring>;
 void ExpectTable(const std::string& name, const std::function<std::wstring(const Fields&)>& make);
-/// Holds a text of several lines against a file there; the same variable writes it anew.
+/// Compares a text of several lines with a file there; the same variable rewrites it.
 void ExpectText(const std::string& name, const std::wstring& text);
 
 /// Text as UTF-16LE bytes.
 std::string Utf16Bytes(std::wstring_view text);
-/// Bytes as lower-case hexadecimal digits.
-std::string ToHex(std::string_view bytes);
 
 /// How a program ended.
 struct ProgramResult {
   int exitCode = -1;
-  std::string output;    ///< what it wrote to standard output, and nothing else
-  std::string messages;  ///< to standard error
+  std::string output;    ///< its standard output
+  std::string messages;  ///< its standard error
 };
 
-/// Runs a program of the build to its end. Arguments are UTF-8; `input` are the bytes of its
-/// standard input.
+/// Runs a program of the build to its end. Arguments are UTF-8; `input` is its standard input.
 ProgramResult RunProgram(const std::string& program, const std::vector<std::string>& arguments,
                          const std::string& input = {});
 
-/// Does work on a thread whose stack has 128 KB, and waits for it.
+/// Runs work on a thread with a stack of 128 KB, and waits for it.
 void RunOnSmallStack(const std::function<void()>& work);
 
-/// What `GetModulePath` gives for a module that is loaded from a new file of this name.
+/// The result of `GetModulePath` for a module loaded from a new file with this name.
 std::wstring PathOfModuleAt(const std::filesystem::path& file);
 
-/// A text of a library of resources by its number.
+/// A text of a resource library, by its number.
 std::wstring ReadResourceText(HINSTANCE resources, unsigned number);
 
-/// A number that no other running process has.
+/// The id of the process.
 unsigned long OwnProcessId();
-/// Sets a variable of the process's environment; an empty text removes it.
+/// Sets an environment variable of the process; an empty text removes it.
 void SetVariable(const char* name, const std::string& text);
 
 }  // namespace orv::test

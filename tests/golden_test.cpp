@@ -1,6 +1,6 @@
-/// The same bytes everywhere: what the library makes of fixed inputs is in tests/golden, and every
-/// compiler, optimisation, system, instruction set and locale must make the same of them.
-/// `ORV_GOLDEN_WRITE=1` writes those files anew. Long results stand there as their SHA-256 digests.
+/// Identical bytes everywhere: tests/golden holds the library's results for fixed inputs, and every
+/// compiler, optimization level, system, instruction set and locale must reproduce them.
+/// `ORV_GOLDEN_WRITE=1` rewrites the files. They hold the SHA-256 digests of long results.
 
 #include <gtest/gtest.h>
 
@@ -10,6 +10,7 @@
 #include <random>
 #include <thread>
 
+#include "base/hex.h"
 #include "base/utf8.h"
 #include "crypto/sha256.h"
 #include "imaging/pixels.h"
@@ -35,13 +36,13 @@ std::string Digest(std::string_view bytes) { return WideToUtf8(orv::Sha256HexOf(
 std::string Digest(const void* data, std::size_t size) {
   return Digest({static_cast<const char*>(data), size});
 }
-/// Short bytes in hexadecimal, long ones as their number and digest.
+/// Short bytes in hexadecimal; for long ones their number and digest.
 std::string Show(const std::string& bytes) {
-  return bytes.size() <= 64 ? orv::test::ToHex(bytes)
+  return bytes.size() <= 64 ? orv::HexOf(bytes)
                             : std::to_string(bytes.size()) + " bytes " + Digest(bytes);
 }
 
-/// Every place of a text where `what` stands, replaced.
+/// Replaces every occurrence of `what`.
 std::wstring Replaced(std::wstring text, const std::wstring& what, std::wstring_view by) {
   for (std::size_t at = 0; (at = text.find(what, at)) != text.npos; at += by.size()) {
     text.replace(at, what.size(), by);
@@ -49,7 +50,7 @@ std::wstring Replaced(std::wstring text, const std::wstring& what, std::wstring_
   return text;
 }
 
-/// A printer with its configuration and items, as an application finds it.
+/// A printer with its configuration and stock items, as an application finds it.
 class Printer {
  public:
   Printer() {
@@ -66,7 +67,7 @@ class Printer {
   }
   ~Printer() { ConfigsCache::ReleaseInstance(); }
 
-  /// Merges a record with a public one and gives the result; the latter's result is in `out`.
+  /// Merges a record with a public one; the resulting public record is in `out`.
   HRESULT Merge(const tagOEMDEV& record, const DEVMODEW& in, tagOEMDEV* merged, DEVMODEW* out) {
     tagOEMDEV input = record;
     DEVMODEW publicIn = in;
@@ -89,7 +90,7 @@ class Printer {
   ConfigsCache* cache_ = ConfigsCache::GetInstance();
 };
 
-/// A record with everything in it that bytes can be, in front or behind or in some places.
+/// A record with random words: on average one word in `oneIn` is not zero.
 tagOEMDEV RandomRecord(std::mt19937* random, unsigned oneIn) {
   tagOEMDEV record{};
   record.dwSize = tagOEMDEV::kSize;
@@ -148,7 +149,7 @@ std::string Planes() {
   using Page = std::unique_ptr<Bitmap>;
   Bitmap* sample = nullptr;
   EXPECT_EQ(orv::LoadPng(FromPath(ORV_EXAMPLES "/label_page.png").c_str(), &sample), Ok);
-  // Noise of an odd width, with greys and colours on both sides of every border.
+  // Noise of an odd width, with greys and colours on both sides of every limit.
   Page noise(BitmapHelper::CreateBitmap(173, 61, PixelFormat24bppRGB));
   {
     std::mt19937 random(5);
@@ -200,7 +201,7 @@ std::string ProtectedFiles() {
     std::string plain;
     for (std::size_t i = 0; i < size; ++i) plain.push_back(static_cast<char>(i * 31 + size));
     orv::test::WriteBytes(folder.path() / "plain", plain);
-    // A thread of its own begins with the first vector.
+    // A new thread starts with the first initialization vector.
     std::thread([&] {
       for (int i = 1; i <= 2; ++i) {
         EXPECT_EQ(
@@ -216,8 +217,7 @@ std::string ProtectedFiles() {
   return text;
 }
 
-/// The log of loads and a merge at the finest level, with times, this program's name and folders
-/// masked.
+/// The log of loads and a merge at the finest level, with times, program name and folders masked.
 std::string LogLines() {
   Printer printer;
   orv::test::LogToFileAlone(L"15");
@@ -253,7 +253,7 @@ std::string LogLines() {
   }
   std::string lines;
   for (std::size_t at = 0, end; (end = text.find(L"\r\n", at)) != text.npos; at = end + 2) {
-    // What the session says of this process is true of it alone.
+    // The session's entries about this process differ with every run.
     const std::wstring line = text.substr(at, end - at);
     if (line.find(L"\tSessionData\t") == line.npos) lines += WideToUtf8(line) + "\n";
   }
@@ -314,7 +314,7 @@ std::string Documents() {
   return text;
 }
 
-/// Locales in which numbers and letters are otherwise.
+/// Locales with other number and letter conventions.
 constexpr const char* kLocales[] = {"C", ORV_LOCALES};
 
 class Golden : public testing::Test {
@@ -330,7 +330,7 @@ class Golden : public testing::Test {
     return isSet;
   }
 
-  /// Compares what a function makes, in every locale or the first alone, with the file.
+  /// Compares the function's result, in every locale or only in the first one, with the file.
   static void Expect(const char* name, const std::function<std::string()>& make,
                      bool inEveryLocale = true) {
     const std::filesystem::path file = std::filesystem::path(ORV_GOLDEN) / name;

@@ -1,5 +1,5 @@
-/// What reads text and bytes, at the edges of memory that nobody may touch, for texts of every
-/// length up to more than two of the steps that are taken at once.
+/// Runs the code that reads text and bytes at the edges of inaccessible memory, with texts of every
+/// length up to more than two vectorized steps.
 
 #include <gtest/gtest.h>
 
@@ -23,15 +23,15 @@ namespace {
 using test::Edge;
 using test::Guarded;
 
-constexpr std::size_t kLongest = 130;
+constexpr std::size_t kMaxLength = 130;
 
-/// Repeated, and cut at every length: markup with everything that it has, runs of the characters
-/// that are taken together, and what is not well formed.
+/// Repeated, and cut to every length: markup with every construct, runs of characters that are
+/// processed as blocks, and ill-formed text.
 const std::wstring kTexts[] = {
     L"<a b='c' d=\"e&amp;f\">text &lt; &#x41;&unknown;<!-- c --><![CDATA[d]]><?p q='r'?></a>",
     L"<!DOCTYPE x [<!ELEMENT y (z)>]><x/>",
     L"<element with a very long start tag and no end ",
-    L"<a b=\"no quote behind it, and an & and a &name and a &#1",
+    L"<a b=\"no quote after it, and an & and a &name and a &#1",
     L"plain text",
     L"\u00e9\u00fc\u03b1",
     L"\u4e2d\u6587 ",
@@ -54,14 +54,14 @@ Text Cut(const Text& text, std::size_t length) {
 template <typename Check>
 void ForEachText(Check check) {
   for (const std::wstring& whole : kTexts) {
-    for (std::size_t length = 0; length <= kLongest; ++length) {
+    for (std::size_t length = 0; length <= kMaxLength; ++length) {
       const std::wstring text = Cut(whole, length);
       for (const Edge edge : test::kEdges) check(text, edge);
     }
   }
 }
 
-TEST(Guard, DelimitersAreFoundWithinWholeBlocks) {
+TEST(Guard, DelimitersAreFoundInBlocks) {
   for (const auto level :
        {CpuLevel::kPlain, CpuLevel::kSse41, CpuLevel::kAvx2, CpuLevel::kAvx512}) {
     if (level > SupportedCpuLevel()) continue;
@@ -149,14 +149,14 @@ TEST(Guard, TextIsConvertedBothWays) {
     const Guarded<wchar_t> wide(text, edge);
     const std::string bytes = WideToUtf8(text);
     ASSERT_EQ(WideToUtf8(wide.view()), bytes);
-    // A target that suffices, and those that are too small.
+    // Targets that suffice, and some that are too small.
     for (std::size_t less = 0; less <= 5 && less <= bytes.size(); ++less) {
       const Guarded<char> target(bytes.size() - less, edge);
       const std::size_t written = WideToUtf8(wide.view(), target.data(), target.size());
       ASSERT_TRUE(bytes.starts_with(target.view().substr(0, written)));
       ASSERT_TRUE(target.IsUntouchedAround());
     }
-    // Bytes cut at any place, so that a character is cut off.
+    // Bytes cut at any position, also within a character.
     for (std::size_t less = 0; less <= 3 && less <= bytes.size(); ++less) {
       const std::string cut = bytes.substr(0, bytes.size() - less);
       const Guarded<char> narrow(cut, edge);
@@ -180,7 +180,7 @@ TEST(Guard, BlocksAreConvertedOnEveryProcessor) {
     if (level > SupportedCpuLevel()) continue;
     ForEachText([level](const std::wstring& text, Edge edge) {
       const Guarded<wchar_t> wide(text, edge);
-      // The room that is promised behind `full`, and none more.
+      // The headroom promised after `full`, and nothing more.
       const Guarded<char> bytes(text.size() * 3 + 48, edge);
       const wchar_t* from = wide.data();
       char* to = bytes.data();
@@ -202,8 +202,8 @@ TEST(Guard, BlocksAreConvertedOnEveryProcessor) {
   }
 }
 
-TEST(Guard, Base64IsWrittenAndReadWithinItsBuffers) {
-  for (int length = 0; length <= static_cast<int>(kLongest); ++length) {
+TEST(Guard, Base64StaysWithinItsBuffers) {
+  for (int length = 0; length <= static_cast<int>(kMaxLength); ++length) {
     for (const Edge edge : test::kEdges) {
       const Guarded<unsigned char> bytes(static_cast<std::size_t>(length), edge);
       for (int i = 0; i < length; ++i) bytes.data()[i] = static_cast<unsigned char>(i * 37 + 1);
@@ -211,7 +211,7 @@ TEST(Guard, Base64IsWrittenAndReadWithinItsBuffers) {
       for (int room = std::max(length - 4, 0); room <= length + 1; ++room) {
         const Guarded<unsigned char> target(static_cast<std::size_t>(room), edge);
         const int written = CMarkup::DecodeBase64(text, target.data(), room);
-        if (room == 0) continue;  // asks how much room is needed
+        if (room == 0) continue;  // queries the size needed
         ASSERT_LE(written, room);
         ASSERT_TRUE(room < length || written == length);
         ASSERT_TRUE(std::equal(target.data(), target.data() + written, bytes.data()));
@@ -225,8 +225,8 @@ TEST(Guard, ProtectedBytesAreCheckedAtEveryLength) {
   SetDiagnosticSink([](const char*) {});
   CEncryptionAES cipher("a key", "CNF");
   DWORD length = 0;
-  const Guarded<BYTE> plain(kLongest, Edge::kEnd);
-  const HeapBuffer whole(cipher.EncryptAsBytes(plain.data(), kLongest, &length));
+  const Guarded<BYTE> plain(kMaxLength, Edge::kEnd);
+  const HeapBuffer whole(cipher.EncryptAsBytes(plain.data(), kMaxLength, &length));
   ASSERT_NE(whole, nullptr);
   for (DWORD size = 0; size <= length; ++size) {
     for (const Edge edge : test::kEdges) {
@@ -236,8 +236,8 @@ TEST(Guard, ProtectedBytesAreCheckedAtEveryLength) {
       DWORD code = 99;
       const HeapBuffer decrypted(cipher.DecryptAsBytes(cut.data(), size, &plainLength, &code));
       ASSERT_EQ(decrypted != nullptr, size == length) << size;
-      ASSERT_TRUE(decrypted == nullptr || plainLength == kLongest);
-      // And what is protected is read no further than it goes.
+      ASSERT_TRUE(decrypted == nullptr || plainLength == kMaxLength);
+      // Decryption must not read past the end either.
       DWORD protectedLength = 0;
       const HeapBuffer again(cipher.EncryptAsBytes(cut.data(), size, &protectedLength));
       ASSERT_EQ(protectedLength, 3 + 1 + 16 + (size / 16 + 1) * 16);

@@ -7,22 +7,21 @@
 #include <span>
 #include <string_view>
 
-/// Memory between pages that nobody may touch, for tests of what reads and writes at the ends of a
-/// buffer: a byte too far ends the program.
+/// Memory between inaccessible memory pages, for tests of code that reads and writes at the ends of
+/// a buffer: an access past an end crashes the program.
 
 namespace orv::test {
 
-/// Which end of a buffer lies at such a page.
+/// The end of a buffer that borders on an inaccessible memory page.
 enum class Edge { kBegin, kEnd };
 inline constexpr Edge kEdges[] = {Edge::kBegin, Edge::kEnd};
 
-/// Whole pages for at least `size` bytes, one at least, with one in front and one behind that
-/// cannot be read or written; and back. `size` is what was asked for.
+/// Maps memory pages for at least `size` bytes, at least one, between two that cannot be read or
+/// written; and unmaps them.
 std::span<std::uint8_t> MapGuarded(std::size_t size);
 void UnmapGuarded(std::span<std::uint8_t> pages);
 
-/// A buffer of units at an edge of guarded pages. The rest of the pages is filled with a byte of
-/// its own.
+/// A buffer of units at an edge of guarded memory. The remaining bytes are filled with a marker.
 template <typename Unit>
 class Guarded {
  public:
@@ -46,15 +45,15 @@ class Guarded {
   std::size_t size() const { return units_.size(); }
   std::basic_string_view<Unit> view() const { return {data(), size()}; }
 
-  /// Whether the bytes beside the buffer are as they were.
+  /// Whether the bytes around the buffer are unchanged.
   bool IsUntouchedAround() const {
     const auto* const first = reinterpret_cast<const std::uint8_t*>(data());
-    const std::uint8_t* const behind = first + size() * sizeof(Unit);
+    const std::uint8_t* const after = first + size() * sizeof(Unit);
     const std::uint8_t* const all = pages_.data();
     const auto isUntouched = [](const std::uint8_t* at, const std::uint8_t* end) {
       return at == end || (*at == kAround && std::memcmp(at, at + 1, end - at - 1) == 0);
     };
-    return isUntouched(all, first) && isUntouched(behind, all + pages_.size());
+    return isUntouched(all, first) && isUntouched(after, all + pages_.size());
   }
 
  private:

@@ -1,5 +1,5 @@
-/// The second process of tests: does one thing that its first argument names, and ends with 0 when
-/// it could.
+/// A second process for tests: runs the command that its first argument names, and exits with 0 on
+/// success.
 
 #include <cstdio>
 #include <cstdlib>
@@ -24,7 +24,7 @@ namespace {
 
 using Arguments = std::vector<std::string>;
 
-/// PREFIX COUNT: makes that many keys below "Shared", each with a value, and rewrites one value
+/// PREFIX COUNT: creates that many keys below "Shared", each with a value, and rewrites one value
 /// that all processes share.
 int WriteRegistry(const Arguments& arguments) {
   const std::wstring prefix = orv::Utf8ToWide(arguments[0]);
@@ -39,7 +39,7 @@ int WriteRegistry(const Arguments& arguments) {
   return 0;
 }
 
-/// Logs an error, as the registry says.
+/// Logs an error with the settings of the registry.
 int WriteLog(const Arguments&) {
   CLoggerClient client;
   client.Initialize(orv::OwnModule());
@@ -49,7 +49,7 @@ int WriteLog(const Arguments&) {
   return 0;
 }
 
-/// FOLDER THREADS RUNS HOW: works under load, silent or not, and prints the results' digests.
+/// FOLDER THREADS RUNS HOW: runs the load test, silent or not, and prints the results' digests.
 int WorkUnderLoad(const Arguments& arguments) {
   for (const std::string& result :
        orv::test::RunLoad(orv::Utf8ToWide(arguments[0]), std::atoi(arguments[1].c_str()),
@@ -66,9 +66,9 @@ int SaveOwnSession(const Arguments&) {
   return orv::test::SaveSession(std::to_wstring(id)) ? 0 : 1;
 }
 
-/// ITEM PROGRAM, - for none: hands an item of this name over to the session, and starts
-/// "PROGRAM session child -". Without a program prints whether it counts as started by a system
-/// host, reads the session's settings and writes them, and the names of the items that it loads.
+/// ITEM PROGRAM (- for none): passes an item of this name to the session and starts "PROGRAM
+/// session child -". Without a program, prints whether it counts as started by a system host, the
+/// results of reading and writing the session's settings, and the names of the loaded items.
 int UseSession(const Arguments& arguments) {
   const std::wstring items = std::wstring(orv::kSettingsKey) + L"\\UI\\Label 1\\" +
                              orv::test::kTestDriver + L"\\Session\\" +
@@ -83,11 +83,11 @@ int UseSession(const Arguments& arguments) {
     std::printf("%s", started.output.c_str());
     return started.exitCode;
   }
-  std::uint32_t answers[3] = {2, 2, 2};
-  GetSessionIsSystemParent(&answers[0]);
-  GetSessionReadUDS(&answers[1], L"Label 1", orv::test::kTestDriver);
-  GetSessionWriteUDS(&answers[2]);
-  std::printf("%u %u %u", answers[0], answers[1], answers[2]);
+  std::uint32_t results[3] = {2, 2, 2};
+  GetSessionIsSystemParent(&results[0]);
+  GetSessionReadUDS(&results[1], L"Label 1", orv::test::kTestDriver);
+  GetSessionWriteUDS(&results[2]);
+  std::printf("%u %u %u", results[0], results[1], results[2]);
   const HANDLE printer = orv::OpenPrinterHandle(L"Label 1");
   for (const StockItem& item : orv::LoadStockItems(printer, L"Label 1", nullptr)) {
     std::printf(" %ls", item.DisplayName.c_str());
@@ -96,7 +96,7 @@ int UseSession(const Arguments& arguments) {
   return 0;
 }
 
-/// Prints what is logged of an intermediate image.
+/// Prints the log message about an intermediate image.
 int SaveImage(const Arguments&) {
   const orv::GraphicsSession graphics;
   Bitmap page(5, 4, PixelFormat24bppRGB);
@@ -106,7 +106,7 @@ int SaveImage(const Arguments&) {
   return 0;
 }
 
-/// FILE: whether the file can be held.
+/// FILE: whether the file can be opened exclusively.
 int HoldFile(const Arguments& arguments) {
   orv::ExclusiveFile file;
   return file.Open(orv::ToPath(orv::Utf8ToWide(arguments[0]))) ? 0 : 1;
@@ -119,7 +119,7 @@ int main(int argc, char** argv) {
     std::string_view name;
     std::size_t arguments;
     int (*run)(const Arguments& arguments);
-    bool isQuiet = false;  ///< keeps what the library says out of the system's log
+    bool isQuiet = false;  ///< keeps the library's output out of the system log
   } jobs[] = {{"registry", 2, WriteRegistry},   {"log", 0, WriteLog},
               {"load", 4, WorkUnderLoad},       {"save", 0, SaveOwnSession, true},
               {"session", 2, UseSession, true}, {"hold", 1, HoldFile},

@@ -14,8 +14,8 @@
 #include "orv/imaging/color_extensions.h"
 #include "tests/guarded.h"
 
-/// Every instruction set against the plain loops: the same bits, and not a byte beside the pixels,
-/// which lie at the edge of memory that nobody may touch.
+/// Every instruction set against the plain loops: identical bits, and no change outside the pixels,
+/// which are at the edge of inaccessible memory.
 
 namespace orv {
 namespace {
@@ -66,9 +66,9 @@ struct Picture {
   std::function<std::uint32_t(std::mt19937&, int, int)> colourAt;
 };
 
-/// Noise of all colours; greys that sit at rounding edges; runs of white with text-like strokes;
-/// nothing but black and white; white that the errors of greys above and beside flow into; ramps;
-/// flat greys; colours close to the highlight colour of the tests.
+/// Noise of all colours; greys at rounding limits; runs of white with text-like strokes; only black
+/// and white; white into which errors of greys above and beside flow; gradients; flat greys;
+/// colours close to the highlight colour of the tests.
 const std::vector<Picture>& Pictures() {
   static const std::vector<Picture> pictures = {
       {"noise", [](std::mt19937& random, int, int) { return random() & 0xFFFFFFu; }},
@@ -127,8 +127,8 @@ class Kernels : public testing::TestWithParam<CpuLevel> {
     }
   }
 
-  /// The same on every width up to 130 (every picture and some height with each) and on a few
-  /// wide pages.
+  /// The same for every width up to 130 (every picture, with some height each) and a few wide
+  /// pages.
   void ExpectSameEverywhere(const Work& work) {
     std::size_t turn = 0;
     for (int width = 0; width <= 130; ++width) {
@@ -152,7 +152,7 @@ INSTANTIATE_TEST_SUITE_P(Levels, Kernels, testing::Values(CpuLevel::kSse41, CpuL
 
 using Diffusion = bool (*ImagingKernels::*)(const PixelPlane&, int, Ink);
 
-TEST_P(Kernels, DiffuseErrorsAlike) {
+TEST_P(Kernels, DiffuseErrorsIdentically) {
   for (const Diffusion method : {&ImagingKernels::floydSteinberg, &ImagingKernels::sierraLite}) {
     ExpectSameEverywhere([&](const ImagingKernels& kernels, const PixelPlane& plane) {
       EXPECT_TRUE((kernels.*method)(plane, 128, kInk));
@@ -160,7 +160,7 @@ TEST_P(Kernels, DiffuseErrorsAlike) {
   }
 }
 
-TEST_P(Kernels, DiffuseErrorsAlikeAtEveryThreshold) {
+TEST_P(Kernels, DiffuseErrorsIdenticallyAtEveryThreshold) {
   const int thresholds[] = {INT_MIN, -100000, -1501, -1500, -700,  -1,      0,      1,   2,
                             64,      127,     129,   245,   254,   255,     256,    257, 300,
                             900,     1700,    1701,  5000,  30000, 1000000, INT_MAX};
@@ -176,7 +176,7 @@ TEST_P(Kernels, DiffuseErrorsAlikeAtEveryThreshold) {
   }
 }
 
-TEST_P(Kernels, DiffuseVeryWideRowsAlike) {
+TEST_P(Kernels, DiffuseVeryWideRowsIdentically) {
   for (const int width : {32000, 32001}) {
     ExpectSame(Pictures()[0], width, 3, 0, [](const auto& kernels, const PixelPlane& plane) {
       kernels.floydSteinberg(plane, 100, kInk);
@@ -184,7 +184,7 @@ TEST_P(Kernels, DiffuseVeryWideRowsAlike) {
   }
 }
 
-TEST_P(Kernels, DitherInOrderAlike) {
+TEST_P(Kernels, DitherWithMatricesIdentically) {
   for (const int size : {4, 8, 16}) {
     std::vector<std::uint8_t> entries(static_cast<std::size_t>(size * size));
     std::mt19937 random(7);
@@ -198,8 +198,8 @@ TEST_P(Kernels, DitherInOrderAlike) {
   }
 }
 
-TEST_P(Kernels, DitherEveryGreyInOrderAlike) {
-  // All 256 greys and the colours one thousandth below and above each.
+TEST_P(Kernels, DitherEveryGreyWithAMatrixIdentically) {
+  // All 256 greys, and for each the colours one thousandth below and above.
   const std::uint8_t entries[16] = {0,   1,   2,   63,  64,  65,  127, 128,
                                     129, 200, 201, 250, 252, 253, 254, 255};
   const OrderedMatrix matrix = {4, entries};
@@ -212,9 +212,10 @@ TEST_P(Kernels, DitherEveryGreyInOrderAlike) {
   });
 }
 
-TEST_P(Kernels, ReduceToOneBitAlike) {
+TEST_P(Kernels, ReduceToOneBitIdentically) {
   ExpectSameEverywhere([&](const ImagingKernels& kernels, const PixelPlane& plane) {
-    // The result replaces the page's own bytes, where the comparison sees it and what is beside.
+    // The result replaces the page's own bytes, so that the comparison includes it and the bytes
+    // around it.
     const int size = (plane.width + 7) / 8;
     for (const Edge edge : test::kEdges) {
       const Guarded<std::uint8_t> bits(static_cast<std::size_t>(size * plane.height), edge);
@@ -229,7 +230,7 @@ TEST_P(Kernels, ReduceToOneBitAlike) {
   });
 }
 
-TEST_P(Kernels, ExtractTheHighlightAlike) {
+TEST_P(Kernels, ExtractTheHighlightIdentically) {
   const HighlightRule rules[] = {{0xFFE03030, 0.05}, {0xFF0000FF, 0.3},         {0xFFE03030, 0},
                                  {0xFFFFFFFF, 1.0},  {0xFF808080, -0.1},        {0xFF00FF00, 1e300},
                                  {0xFF000000, 0.02}, {0xFFE03030, std::nan("")}};
@@ -245,9 +246,9 @@ TEST_P(Kernels, ExtractTheHighlightAlike) {
   }
 }
 
-TEST_P(Kernels, DecideColoursAtTheToleranceAlike) {
-  // For tolerances that are exactly some colour's distance, that colour is in and the next
-  // farther one is out, whatever the rounding of a faster distance.
+TEST_P(Kernels, DecideColoursAtTheToleranceIdentically) {
+  // If the tolerance is exactly the distance of a colour, that colour is in and the next farther
+  // one is out, whatever the rounding of a faster distance.
   const Color highlight(0xFFD01818);
   std::mt19937 random(3);
   for (int i = 0; i < 40; ++i) {
@@ -265,8 +266,8 @@ TEST_P(Kernels, DecideColoursAtTheToleranceAlike) {
   }
 }
 
-TEST_P(Kernels, DecideColoursFarAndNearAlike) {
-  // Colours all around many highlight colours, at distances far below to far above the tolerance.
+TEST_P(Kernels, DecideNearAndFarColoursIdentically) {
+  // Colours around many highlight colours, at distances far below to far above the tolerance.
   std::mt19937 random(5);
   for (int i = 0; i < 60; ++i) {
     const std::uint32_t highlight = random() & 0xFFFFFF;
@@ -290,7 +291,7 @@ TEST_P(Kernels, DecideColoursFarAndNearAlike) {
   }
 }
 
-TEST_P(Kernels, WhitenAlike) {
+TEST_P(Kernels, WhitenIdentically) {
   ExpectSameEverywhere([](const ImagingKernels& kernels, const PixelPlane& plane) {
     Page mask(plane.width, plane.height, static_cast<int>(plane.stride) - 3 * plane.width,
               plane.width % 2 == 0 ? Edge::kBegin : Edge::kEnd);
@@ -302,10 +303,10 @@ TEST_P(Kernels, WhitenAlike) {
   });
 }
 
-TEST_P(Kernels, FindContentAlike) {
+TEST_P(Kernels, FindContentIdentically) {
   // One or two dots on white, or none, at every column of every width; padding bits are ink.
   std::mt19937 random(9);
-  // The widest pages have several strips behind the first.
+  // The widest pages have several strips after the first.
   std::vector<int> widths = {1015, 1100, 2047, 2400};
   for (int width = 0; width <= 300; ++width) widths.push_back(width);
   for (const int width : widths) {

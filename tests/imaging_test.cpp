@@ -20,20 +20,20 @@
 #include "tests/guarded.h"
 #include "tests/png_file.h"
 
-/// What the program allocates, and the allocation that is to fail. All forms go through two
-/// functions, out of line so that the compiler does not pair one's insides with the other.
+/// The program's allocations, and the one that must fail. All forms go through two functions that
+/// are not inlined, so that the compiler does not match an allocation with its release.
 static struct {
-  int failing = 0;  ///< fails the n-th array from now on that may be missing; 0 fails none
+  int failing = 0;  ///< the n-th `nothrow` array from now on fails; 0 for none
   std::ptrdiff_t bitmaps = 0;
-  std::ptrdiff_t mostBitmaps = 0;
-  std::size_t greatest = 0;
+  std::ptrdiff_t maxBitmaps = 0;
+  std::size_t maxSize = 0;
 } allocations;
 
 [[gnu::noinline]] static void* Allocate(std::size_t size) {
   if (size == sizeof(Bitmap)) {
-    allocations.mostBitmaps = std::max(allocations.mostBitmaps, ++allocations.bitmaps);
+    allocations.maxBitmaps = std::max(allocations.maxBitmaps, ++allocations.bitmaps);
   }
-  allocations.greatest = std::max(allocations.greatest, size);
+  allocations.maxSize = std::max(allocations.maxSize, size);
   return std::malloc(size);
 }
 [[gnu::noinline]] static void Release(void* block, std::size_t size = 0) {
@@ -63,8 +63,7 @@ Color Rgb(std::uint32_t rgb) { return Color(0xFF000000 | rgb); }
 
 using Picture = std::function<std::uint32_t(int, int)>;
 
-/// Sets the pixels of a bitmap as a function gives them: 0xRRGGBB (0xAARRGGBB where there is
-/// alpha).
+/// Sets a bitmap's pixels to the results of a function: 0xRRGGBB (0xAARRGGBB with alpha).
 void Paint(Bitmap* bitmap, const Picture& at) {
   const LockedBits bits(bitmap, ImageLockModeWrite, bitmap->GetPixelFormat());
   const int size = bitmap->GetPixelFormat() == PixelFormat24bppRGB ? 3 : 4;
@@ -178,7 +177,7 @@ TEST(ColorExtensions, NearlyWhiteAndNearlyBlack) {
 }
 
 TEST(ColorExtensions, LabFollowsItsOwnScale) {
-  // The formula in double precision, with the sum of a row of weights for a grey.
+  // The formula in double precision; for a grey, the sum of a row of weights.
   const auto f = [](double t) { return t > 0.008856 ? std::cbrt(t) : 7.787 * t + 0.13793103; };
   for (const int v : {0, 1, 2, 64, 200, 255}) {
     const double linear = v > 0 ? std::pow((v + 0.0055) / 1.055, 2.4) : 0;
@@ -194,7 +193,7 @@ TEST(ColorExtensions, LabFollowsItsOwnScale) {
   }
 }
 
-TEST(ColorExtensions, LabIsTheSameToTheBitEverywhere) {
+TEST(ColorExtensions, LabIsBitIdenticalEverywhere) {
   std::uint64_t hash = 14695981039346656037u;
   for (std::uint32_t colour = 0; colour < 0x1000000; colour += 61) {
     float lab[3];
@@ -217,8 +216,8 @@ TEST(ColorExtensions, DistanceIsScaled) {
 
 // Dithering.
 
-/// Error diffusion as it is described: an error entry for every pixel of the image, shares scaled
-/// by 256 and shifted when they are used, or shifted one by one.
+/// A direct implementation of error diffusion: an error entry for every pixel of the image, with
+/// shares scaled by 256 and shifted when they are used, or shifted one by one.
 std::vector<std::uint32_t> Diffused(Bitmap* source, eBitmapDitherer method, int threshold) {
   const int width = static_cast<int>(source->GetWidth());
   const int height = static_cast<int>(source->GetHeight());
@@ -267,7 +266,7 @@ TEST(BitmapRasterizer, PassesNegativeErrorsOnRoundedDown) {
   const auto page = MakeFlat(2, 1, 0x808080);
   constexpr struct {
     eBitmapDitherer method;
-    int second;  ///< what the second pixel's value must come to
+    int second;  ///< the expected value of the second pixel
   } kCases[] = {{eBitmapDithererFloydSteinberg, 72}, {eBitmapDithererSierraLite, 64}};
   for (const auto& [method, second] : kCases) {
     BitmapPointer dithered(BitmapRasterizer::Dither(page.get(), method, 128));
@@ -280,7 +279,7 @@ TEST(BitmapRasterizer, PassesNegativeErrorsOnRoundedDown) {
   }
 }
 
-TEST(BitmapRasterizer, OrderedMethodsIndexColumnsBeforeRows) {
+TEST(BitmapRasterizer, OrderedMethodsIndexColumnsFirst) {
   constexpr struct {
     eBitmapDitherer method;
     int x;
@@ -319,7 +318,7 @@ TEST(BitmapRasterizer, WhitensWhiteAndBlackOnlyWhereAThresholdIsZero) {
   }
 }
 
-TEST(BitmapRasterizer, PaintsWithTheColourWhateverItsAlpha) {
+TEST(BitmapRasterizer, IgnoresTheAlphaOfTheColour) {
   Color colour(0x00123456);
   for (int method = 1; method <= 5; ++method) {
     const auto page = MakeFlat(5, 1, 0x010000);
@@ -329,7 +328,7 @@ TEST(BitmapRasterizer, PaintsWithTheColourWhateverItsAlpha) {
   }
 }
 
-TEST(BitmapRasterizer, KeepsTheSourceItsFormatAndRefusesUnknownMethods) {
+TEST(BitmapRasterizer, KeepsSourceAndFormatAndRefusesUnknownMethods) {
   const auto page = MakePage(
       3, 2, [](int, int) { return 0x80402010u; }, PixelFormat32bppARGB);
   const auto before = Pixels(page.get());
@@ -339,7 +338,7 @@ TEST(BitmapRasterizer, KeepsTheSourceItsFormatAndRefusesUnknownMethods) {
   }
   const BitmapPointer copy(BitmapRasterizer::Dither(page.get(), eBitmapDithererMatrix4, 1));
   EXPECT_EQ(copy->GetPixelFormat(), PixelFormat32bppARGB);
-  EXPECT_EQ(Pixels(copy.get())[0], 0xFFFFFFFFu);  // locked as 24 bits, the alpha is gone
+  EXPECT_EQ(Pixels(copy.get())[0], 0xFFFFFFFFu);  // locking as 24 bits drops the alpha
   EXPECT_EQ(Pixels(page.get()), before);
 
   Bitmap empty(0, 0, PixelFormat24bppRGB);
@@ -348,7 +347,7 @@ TEST(BitmapRasterizer, KeepsTheSourceItsFormatAndRefusesUnknownMethods) {
 
 // Bitmaps.
 
-TEST(BitmapHelper, CreatesZeroedBitmapsOrNone) {
+TEST(BitmapHelper, CreatesZeroedBitmapsOrFails) {
   const BitmapPointer bitmap(BitmapHelper::CreateBitmap(3, 2, PixelFormat24bppRGB));
   EXPECT_THAT(Pixels(bitmap.get()), testing::Each(0xFF000000u));
   Rect rect(9, 9, 9, 9);
@@ -377,7 +376,7 @@ TEST(BitmapHelper, CopiesRawRowsWithTheirPadding) {
   }
 }
 
-TEST(Bitmaps, ConvertAndGuardTheirPixelsAlikeOnEverySystem) {
+TEST(Bitmaps, ConvertAndLockPixelsIdenticallyOnEverySystem) {
   const auto page = MakePage(
       3, 1, [](int x, int) { return 0x80102030u + x; }, PixelFormat32bppARGB);
   const BitmapPointer opaque(page->Clone(0, 0, 3, 1, PixelFormat24bppRGB));
@@ -403,9 +402,9 @@ TEST(Bitmaps, ConvertAndGuardTheirPixelsAlikeOnEverySystem) {
             InvalidParameter);
 }
 
-TEST(BitmapHelper, ReducesWhateverIsNotWhiteToInk) {
-  // White and its three nearest neighbours; the bits behind the last pixel are 1, the bytes behind
-  // it untouched.
+TEST(BitmapHelper, ReducesEverythingNotWhiteToInk) {
+  // White and its three nearest neighbours; the bits after the last pixel are 1, the bytes after it
+  // unchanged.
   constexpr std::uint32_t kColours[] = {0xFFFFFF, 0xFEFFFF, 0xFFFEFF, 0xFFFFFE};
   for (const int width : {1, 4, 7, 8, 9, 17, 31}) {
     const auto page = MakePage(width, 2, [&](int x, int y) { return kColours[(x + y) % 4]; });
@@ -461,7 +460,7 @@ TEST(BitmapHelper, FindsContent) {
   EXPECT_THAT(Content(&empty), ElementsAre(0, -1, -1, -1));
 }
 
-TEST(BitmapHelper, PaddingIsNoContent) {
+TEST(BitmapHelper, PaddingIsNotContent) {
   StridedBitmap white(13, 2, 4, PixelFormat1bppIndexed, test::Edge::kEnd);
   for (BYTE* row : {white.memory.data(), white.memory.data() + 4}) {
     row[0] = 0xFF;
@@ -507,7 +506,7 @@ TEST(SplitImage, SendsEachPixelToOnePlane) {
                           0xFFFEFEFEu, 0xFF010101u));
 }
 
-TEST(SplitImage, TheToleranceItselfBelongsToTheHighlight) {
+TEST(SplitImage, TheToleranceIsInclusive) {
   constexpr std::uint32_t kNear = 0xD84040;
   const double distance = ColorExtensions::CalculateToleranceCIE76(Rgb(kNear), Rgb(0xE02020));
   const auto page = MakeFlat(19, 3, kNear);
@@ -547,20 +546,22 @@ TEST(SplitImage, DithersThePlanesWithTheirColours) {
 }
 
 TEST(SplitImage, AnInvalidHighlightColourMakesTheHighlightBlack) {
-  // White has the grey 255: the stretch divides by zero, and everything not white becomes 0.
+  // White has the grey 255: the stretch divides by zero, and every pixel that is not white becomes
+  // 0.
   const auto page = MakeFlat(9, 1, 0xC0C0C0);
   EXPECT_THAT(Pixels(Split(page.get(), 0xFFFFFF, 100).highlight.get()), testing::Each(0xFF000000u));
 }
 
 TEST(SplitImage, ReadsTheMaskWithTheBackgroundsStride) {
-  // A 32-bit source gives a 32-bit background, and three-byte steps over both: the first of four
-  // mask rows lies where the first row of the background is, the second a pixel short of it.
+  // A 32-bit source yields a 32-bit background, and both are read in three-byte steps: the first of
+  // four mask rows coincides with the first row of the background, the second starts one pixel
+  // before it.
   const auto page = MakePage(
       4, 4, [](int, int y) { return y == 0 ? 0xFFE02020u : 0xFFFFFFFFu; }, PixelFormat32bppARGB);
   const SplitResult split = Split(page.get(), 0xE02020, 0.02);
   ASSERT_EQ(split.code, 1);
   EXPECT_EQ(split.background->GetPixelFormat(), PixelFormat32bppARGB);
-  // Twelve bytes of sixteen in the first row are whitened.
+  // Twelve of sixteen bytes in the first row are whitened.
   const auto pixels = Pixels(split.background.get());
   EXPECT_EQ(pixels[0], 0xFFFFFFFFu);
   EXPECT_EQ(pixels[2], 0xFFFFFFFFu);
@@ -585,10 +586,10 @@ TEST(SplitImage, ReadsNoMaskRowOutsideTheMask) {
   }
 }
 
-/// A page in one bit, where its ink is, and what each method makes of it.
+/// A page in one bit, the limits of its ink, and the result of each method.
 std::vector<std::uint32_t> ResultsOf(Bitmap* page, Bitmap* bits) {
   const Picture picture = [](int x, int y) {
-    // Margins wider than what the searches for ink take at once.
+    // Margins wider than the blocks of the searches for ink.
     if (x < 70 || x > 130 || y < 9 || y > 25 || (x + y) % 5 < 2) return 0xFFFFFFu;
     return x % 2 == 0 ? 0xE02020u : 0x203040u + static_cast<unsigned>(x);
   };
@@ -608,7 +609,7 @@ std::vector<std::uint32_t> ResultsOf(Bitmap* page, Bitmap* bits) {
   return results;
 }
 
-TEST(BitmapHelper, TakesRowsOfAnyStride) {
+TEST(BitmapHelper, AcceptsRowsOfAnyStride) {
   constexpr int kWidth = 205;
   constexpr int kHeight = 35;
   const BitmapPointer page(BitmapHelper::CreateBitmap(kWidth, kHeight, PixelFormat24bppRGB));
@@ -633,7 +634,7 @@ TEST(BitmapHelper, TakesRowsOfAnyStride) {
   }
 }
 
-TEST(SplitImage, LeavesNothingBehindWhenItFails) {
+TEST(SplitImage, ReleasesEverythingWhenItFails) {
   Bitmap* const untouched = reinterpret_cast<Bitmap*>(16);
   const auto page = MakeFlat(4, 4, 0xE02020);
   Bitmap empty(0, 0, PixelFormat24bppRGB);
@@ -654,7 +655,7 @@ TEST(SplitImage, LeavesNothingBehindWhenItFails) {
   }
 }
 
-TEST(SplitImage, SaysWhichPlaneMemoryDidNotSufficeFor) {
+TEST(SplitImage, ReportsThePlaneThatRanOutOfMemory) {
   Bitmap* const untouched = reinterpret_cast<Bitmap*>(16);
   const auto page = MakeFlat(40, 40, 0xE04040);
   Color red = Rgb(0xE02020);
@@ -677,22 +678,22 @@ TEST(SplitImage, SaysWhichPlaneMemoryDidNotSufficeFor) {
   }
 }
 
-TEST(SplitImage, NeedsAtMostAPageBesideItsResults) {
+TEST(SplitImage, NeedsAtMostOnePageBesidesItsResults) {
   const auto page = MakeFlat(400, 600, 0xE04040);
   for (int method = 0; method <= 5; ++method) {
-    const std::ptrdiff_t before = allocations.mostBitmaps = allocations.bitmaps;
-    allocations.greatest = 0;
+    const std::ptrdiff_t before = allocations.maxBitmaps = allocations.bitmaps;
+    allocations.maxSize = 0;
     const SplitResult split =
         Split(page.get(), 0xE02020, 0.1, static_cast<eBitmapDitherer>(method));
     ASSERT_EQ(split.code, 1);
-    EXPECT_LE(allocations.mostBitmaps - before, 3) << method;
-    EXPECT_LE(allocations.greatest, std::size_t{3 * 400 * 8}) << method;  // some rows
+    EXPECT_LE(allocations.maxBitmaps - before, 3) << method;
+    EXPECT_LE(allocations.maxSize, std::size_t{3 * 400 * 8}) << method;  // some rows
   }
 }
 
 // Files.
 
-TEST(Png, ReadsEveryKindOfFile) {
+TEST(Png, ReadsEveryPngKind) {
   const test::TemporaryFolder folder;
   const std::wstring path = folder.Name(L"page.png");
   for (const test::PngKind& kind : test::kPngKinds) {
@@ -714,7 +715,7 @@ TEST(Png, ReadsEveryKindOfFile) {
   }
 }
 
-TEST(Png, RefusesWhatIsNoWholePng) {
+TEST(Png, RefusesInvalidAndIncompleteFiles) {
   const test::TemporaryFolder folder;
   const std::wstring path = folder.Name(L"page.png");
   const auto load = [&] {
@@ -765,7 +766,7 @@ TEST(DevTestSaveBitmapAs, KeepsTheSettingsOfTheFirstCall) {
   test::SetSetting(HKEY_CURRENT_USER, L"Test", L"SaveIntermediateBitmapsPath", folder.Name());
   test::LogCapture log;
   const auto page = MakeFlat(5, 4, 0x123456);
-  // The slash leaves nowhere to save; that is not reported.
+  // The slash makes the path invalid; the failure is not reported.
   for (const wchar_t* const name : {L"Mono", L"Highlight", L"a/b"}) {
     BitmapHelper::DevTestSaveBitmapAs(page.get(), 1234, 100, name, nullptr);
     test::SetSetting(HKEY_CURRENT_USER, L"Test", L"SaveIntermediateBitmapsEnabled", L"0");

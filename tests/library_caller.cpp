@@ -1,5 +1,5 @@
-// A caller that has nothing of the library in it: it loads the shared library at run time, asks for
-// hrOEMDevMode by its name and calls it in all four modes. Prints what came back.
+// A caller without any code of the library: it loads the shared library at run time, looks up
+// hrOEMDevMode by name and calls it in all four modes. Prints the results.
 //   orv_library_caller LIBRARY PRINTER CONFIG_FOLDER
 
 #include <cstdio>
@@ -22,7 +22,7 @@ int main(int argc, char** argv) {
       reinterpret_cast<Open*>(orv::test::FindSymbol(library, "_ZN3orv17OpenPrinterHandleEPKw"));
   if (call == nullptr || open == nullptr) return 3;
 
-  // Only ASCII comes in here.
+  // The arguments are ASCII.
   const auto widen = [](const std::string& text) { return std::wstring(text.begin(), text.end()); };
   const std::wstring printer = widen(argv[2]);
   CLoggerClient client;

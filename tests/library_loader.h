@@ -2,9 +2,9 @@
 
 namespace orv::test {
 
-/// Loads a shared library by its path; null when it does not load.
+/// Loads a shared library by its path; null on failure.
 void* LoadSharedLibrary(const char* path);
-/// An export of a loaded library; null when there is none.
+/// An export of a loaded library; null if missing.
 void* FindSymbol(void* library, const char* name);
 /// Uses the settings store of the test that started this program.
 void JoinScratchSettings();

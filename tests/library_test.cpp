@@ -5,7 +5,7 @@
 
 namespace {
 
-TEST(SharedLibrary, AnswersACallerThatKnowsOnlyItsName) {
+TEST(SharedLibrary, ServesACallerThatLoadsItAtRunTime) {
   const orv::test::ScratchRegistry registry;
   const orv::test::TestPrinter printer(L"Label 1", orv::test::kTestDriver);
   const orv::test::ModuleFolder module;

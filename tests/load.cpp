@@ -88,16 +88,17 @@ class Worker {
     Require(hrOEMDevMode(client_, cache_, L"Label 1", mode, &param) == S_OK, "requests succeed");
   }
 
-  /// Leaves an entry of a process that does not exist, cleans up, and looks for this process's own.
+  /// Adds an entry of a process that does not exist, cleans up, and searches for this process's own
+  /// entry.
   static void LeaveAndCleanUp() {
-    // A new one each time: another process that has looked at the last entry may still delete what
-    // has its name.
+    // A new name each time: another process that has read the previous entry may still delete it by
+    // name.
     static unsigned long s_count = 0;
     const std::wstring noProcess =
         std::to_wstring(0x7F000000 + OwnProcessId() % 0x10000 * 0x100 + s_count++ % 0x100);
     Require(SaveSession(noProcess), "an entry can be left");
-    // Windows lists keys one by one and passes an entry over if another process deletes one before
-    // it meanwhile. The others delete a limited number, so a later pass finds it.
+    // Windows enumerates keys by index and skips an entry if another process meanwhile deletes an
+    // earlier one. The others delete a limited number, so a later pass finds it.
     constexpr int kMaxPasses = 1000;
     LONG found = ERROR_SUCCESS;
     for (int pass = 0; found == ERROR_SUCCESS && pass < kMaxPasses; ++pass) {
@@ -131,7 +132,7 @@ std::set<std::string> RunLoad(const std::wstring& folder, int threads, int runs,
   CLoggerClient client;
   client.m_stModuleFolder = folder;
   client.m_stModuleName = L"load.dll";
-  // A start writes its lines whatever the level.
+  // Starting writes its lines at every level.
   if (isSilent) CLogger::m_nLoglevel = 0;
   if (!isSilent) CLogger::StartLogging(&client);
   ConfigsCache* const cache = ConfigsCache::GetInstance();

@@ -1,4 +1,4 @@
-/// Many threads and processes at once. `ORV_LOAD_RUNS` sets how often each thread does its work.
+/// Many threads and processes at once. `ORV_LOAD_RUNS` sets how many runs each thread does.
 
 #include <gtest/gtest.h>
 
@@ -37,8 +37,8 @@ class Load : public testing::Test {
     orv::test::LogToFileAlone(L"1");
   }
 
-  /// How many entries of the load are in the logs, over midnight too. Every line is whole, and the
-  /// lines of a thread are in the order in which it wrote them.
+  /// The number of the load's entries in the logs, also across midnight. Every line is complete,
+  /// and the lines of a thread are in order.
   static int CountWritten() {
     int written = 0;
     std::map<std::pair<unsigned long, int>, int> last;
@@ -47,11 +47,12 @@ class Load : public testing::Test {
       EXPECT_TRUE(text.ends_with(L"\r\n"));
       for (std::size_t at = 0, end; (end = text.find(L"\r\n", at)) != text.npos; at = end + 2) {
         const std::wstring line = text.substr(at, end - at);
-        EXPECT_EQ(line.find(L"<time>", 1), line.npos) << orv::WideToUtf8(line);  // one entry a line
+        EXPECT_EQ(line.find(L"<time>", 1), line.npos)
+            << orv::WideToUtf8(line);  // one entry per line
         const std::size_t source = line.find(L"\tload.dll\tLoad\t");
         if (source == line.npos) {
-          // The header, the lines of a start, and what the session says of entries that it finds
-          // half written, gone or of no process.
+          // The header, the lines of a start, and the session's messages about entries that are
+          // incomplete, deleted or without a process.
           EXPECT_TRUE(
               line.starts_with(L"Date\tTime\t") || line.starts_with(L"<time>\tINF\t") ||
               (line.starts_with(L"<time>\tERR\t") && line.find(L"\t\tSessionData\t") != line.npos))
@@ -74,7 +75,7 @@ class Load : public testing::Test {
     return written;
   }
 
-  /// Lets processes work at once, "silent" or "loud", and adds their results.
+  /// Runs processes at once, "silent" or "loud", and adds their results.
   void RunProcesses(int count, int runs, const char* how, Digests* results) {
     std::mutex lock;
     std::vector<std::thread> processes;
@@ -97,10 +98,10 @@ class Load : public testing::Test {
   orv::test::ModuleFolder module_;
 };
 
-// One test, because one store serves a process and all that it starts.
+// One test, because a process and all that it starts share one store.
 TEST_F(Load, ThreadsLoseNothingAndProcessesTearNothing) {
-  // Whoever is alone with the log has every entry in it, whatever else goes on: only somebody who
-  // holds the file makes one lose an entry.
+  // A process that is alone with the log writes every entry: an entry is lost only while another
+  // process holds the file.
   constexpr int kSilentRuns = 8;
   constexpr int kLoneRuns = 25;
   Digests results;

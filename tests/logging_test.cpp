@@ -43,7 +43,7 @@ class LoggerTest : public testing::Test {
   static std::filesystem::path LogFile() {
     return orv::ToPath(orv::LogFilePath(LogFolder().Name(), orv::GetLocalTimeNow()));
   }
-  /// The log file's text without its times; empty when there is none.
+  /// The log file's text without times; empty if it does not exist.
   static std::wstring LogText() {
     if (!std::filesystem::exists(LogFile())) return {};
     return orv::test::ReadLog(LogFile());
@@ -80,12 +80,12 @@ TEST_F(LoggerTest, WritesTheFileByteForByte) {
   EXPECT_NE(bytes.find(std::string("\xAC\x20\xE9\x00\r\0\n\0", 8)), std::string::npos);
 
   CLogger::StopLogging(&client_);
-  orv::test::WriteBytes(LogFile(), "");  // a file that is there gets no header
+  orv::test::WriteBytes(LogFile(), "");  // an existing file gets no header
   Start();
   EXPECT_EQ(LogText(), Banner(L"15"));
 }
 
-TEST_F(LoggerTest, TheDebuggerGetsTheLineWithItsPrefix) {
+TEST_F(LoggerTest, TheDebuggerLineHasAPrefix) {
   Set(L"WriteLogToFile", L"0");
   Start();
   EXPECT_EQ(debug_.Take().size(), 4u);
@@ -93,7 +93,7 @@ TEST_F(LoggerTest, TheDebuggerGetsTheLineWithItsPrefix) {
   broken.Initialize(nullptr);
   CLogger::LOG_ERROR(&client_, L"message", L"Source");
   CLogger::LOG_ERROR(&broken, L"message", L"Source");
-  // A level that is two has no tag.
+  // A combination of two levels has no tag.
   CLogger::Log(static_cast<eLogLevel>(3), nullptr, L"message", nullptr);
   std::wstring sent;
   for (const std::wstring& line : debug_.Take()) sent += WithoutTimes(line);
@@ -104,9 +104,9 @@ TEST_F(LoggerTest, TheDebuggerGetsTheLineWithItsPrefix) {
   EXPECT_EQ(LogText(), L"");
 }
 
-TEST_F(LoggerTest, SettingsHaveDefaultsAndOddities) {
+TEST_F(LoggerTest, SettingsHaveDefaultsAndQuirks) {
   ExpectTable("log_settings", [this](const Fields& fields) {
-    // What an earlier start left behind must not matter.
+    // State from an earlier start must not matter.
     CLogger::m_nLoglevel = CLogger::m_bWriteLogToDebug = CLogger::m_bWriteLogToFile = 99;
     CLogger::m_stLogGroups = L"#old#";
     orv::DeleteRegistryTree(HKEY_CURRENT_USER, L"Software");
@@ -152,7 +152,7 @@ TEST_F(LoggerTest, StartsAreCounted) {
   EXPECT_EQ(debug_.Take().size(), 4u);
 }
 
-TEST_F(LoggerTest, AnEntryIsLostWhileSomebodyHoldsTheFile) {
+TEST_F(LoggerTest, AnEntryIsDroppedWhileAnotherProcessHoldsTheFile) {
   Start();
   orv::ExclusiveFile file;
   ASSERT_TRUE(file.Open(LogFile()));
@@ -187,7 +187,7 @@ TEST_F(LoggerTest, ThreadsLoseAndTearNothing) {
   EXPECT_EQ(text, begin);
 }
 
-TEST(LogFile, TheWantedFolderIsTakenWhenItIsOne) {
+TEST(LogFile, TheDesiredFolderIsUsedIfItExists) {
   const TemporaryFolder folder;
   orv::test::WriteBytes(folder.path() / "file", "x");
   EXPECT_EQ(orv::ChooseLogFolder(folder.Name()), folder.Name());
@@ -205,7 +205,7 @@ TEST(Logger, ShortensPaths) {
   });
 }
 
-TEST(LoggerClient, KnowsItsModuleOrWhyNot) {
+TEST(LoggerClient, FindsItsModuleOrReportsWhyNot) {
   CLoggerClient client;
   client.Initialize(orv::OwnModule());
   EXPECT_FALSE(client.HasError());

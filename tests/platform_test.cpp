@@ -97,18 +97,18 @@ TEST_F(RegistryTest, KeepsTypesAndBytes) {
       {REG_BINARY, std::vector<BYTE>(100000, 0x5A)},
       {7, {'a', 0, 0, 0, 0, 0}},
   };
-  for (const RegistryValue& value : values) {  // each over the one before
+  for (const RegistryValue& value : values) {  // each replaces the previous one
     ASSERT_EQ(orv::SetRegistryValue(key.get(), L"value", value), ERROR_SUCCESS);
     RegistryValue read;
     ASSERT_EQ(orv::GetRegistryValue(key.get(), L"value", &read), ERROR_SUCCESS);
     EXPECT_EQ(read.type, value.type);
     EXPECT_EQ(read.data, value.data);
   }
-  EXPECT_EQ(values[1].data[2], 'e');  // two bytes a unit, the low one first
+  EXPECT_EQ(values[1].data[2], 'e');  // two bytes per unit, little-endian
   EXPECT_EQ(RegistryValue::FromNumber(0x04030201).data, (std::vector<BYTE>{1, 2, 3, 4}));
 }
 
-TEST_F(RegistryTest, WhatIsMissingIsNotFound) {
+TEST_F(RegistryTest, MissingKeysAndValuesAreNotFound) {
   RegistryKey key;
   RegistryValue value = RegistryValue::FromNumber(1);
   EXPECT_EQ(key.Open(HKEY_LOCAL_MACHINE, L"None", RegistryAccess::kRead), ERROR_FILE_NOT_FOUND);
@@ -130,12 +130,12 @@ TEST_F(RegistryTest, DeletesWholeTrees) {
   const RegistryKey inside = Make(L"Tree\\a\\b");
   Set(inside, L"value", L"text");
   RegistryKey parent;
-  // For deleting below it, a key need not be open for writing.
+  // Deleting below a key does not require it to be open for writing.
   ASSERT_EQ(parent.Open(HKEY_CURRENT_USER, L"Tree", RegistryAccess::kRead), ERROR_SUCCESS);
   EXPECT_EQ(orv::DeleteRegistryTree(parent.get(), L"A"), ERROR_SUCCESS);
   EXPECT_EQ(Keys(parent), (Names{L"a2"}));
 
-  // What was open is gone for good, also when a key of that name is made again.
+  // An open key stays deleted, even if a key of that name is created again.
   Make(L"Tree\\a\\b");
   RegistryValue value;
   std::vector<std::wstring> names;
@@ -150,7 +150,7 @@ TEST_F(RegistryTest, DeletesWholeTrees) {
   EXPECT_EQ(gone.Open(HKEY_CURRENT_USER, L"Tree\\a2", RegistryAccess::kRead), ERROR_FILE_NOT_FOUND);
 }
 
-TEST_F(RegistryTest, RefusesWhatIsNoHandle) {
+TEST_F(RegistryTest, RefusesInvalidHandles) {
   for (const std::uintptr_t number : {0x0, 0x7FFFFFF0}) {
     const HKEY bogus = reinterpret_cast<HKEY>(number);
     RegistryKey key;
@@ -167,7 +167,7 @@ TEST_F(RegistryTest, RefusesWhatIsNoHandle) {
   }
 }
 
-TEST_F(RegistryTest, AKeyOpenForReadingIsNotWritten) {
+TEST_F(RegistryTest, AKeyOpenForReadingCannotBeWritten) {
   Set(Make(L"Fixed"), L"value", L"text");
   RegistryKey key;
   ASSERT_EQ(key.Open(HKEY_CURRENT_USER, L"Fixed\\", RegistryAccess::kRead), ERROR_SUCCESS);
@@ -178,7 +178,7 @@ TEST_F(RegistryTest, AKeyOpenForReadingIsNotWritten) {
   EXPECT_EQ(orv::DeleteRegistryValue(key.get(), L"value"), ERROR_SUCCESS);
 }
 
-TEST_F(RegistryTest, ASettingIsTheUsersElseTheMachines) {
+TEST_F(RegistryTest, TheUsersSettingOverridesTheMachines) {
   using Stored = std::optional<RegistryValue>;
   const auto text = &RegistryValue::FromText;
   const Stored none;
@@ -262,7 +262,7 @@ TEST(Spooler, FindsAnAddedPrinterByItsHandle) {
 
     std::vector<orv::PrinterFacts> printers;
     ASSERT_EQ(orv::ListSpoolerPrinters(&printers), ERROR_SUCCESS);
-    std::wstring ours;  // the system may have others
+    std::wstring ours;  // the system may have other printers
     for (const orv::PrinterFacts& one : printers) {
       if (one.driverName.starts_with(L"ORV-")) ours += one.printerName + L";";
     }
@@ -285,7 +285,7 @@ TEST(LetterCase, CoversEveryScript) {
   EXPECT_EQ(orv::UpperCase(L"\u00df"), L"\u00df");  // one unit stays one unit
 }
 
-TEST(Files, NamesAndPathsAreEachOther) {
+TEST(Files, NamesAndPathsConvertBothWays) {
   const TemporaryFolder folder;
   const std::wstring name = folder.Name(L"\u00e9\u20ac.txt");
   orv::test::WriteBytes(orv::ToPath(name), "x");
@@ -293,7 +293,7 @@ TEST(Files, NamesAndPathsAreEachOther) {
   EXPECT_TRUE(std::filesystem::exists(folder.path() / std::filesystem::path(u8"\u00e9\u20ac.txt")));
 }
 
-TEST(ExclusiveFile, NobodyElseOpensItMeanwhile) {
+TEST(ExclusiveFile, CannotBeOpenedTwice) {
   const TemporaryFolder folder;
   const std::filesystem::path name = folder.path() / "held";
   const std::vector<std::string> holdIt = {"hold", orv::WideToUtf8(orv::FromPath(name))};
@@ -315,7 +315,7 @@ TEST(ExclusiveFile, NobodyElseOpensItMeanwhile) {
   EXPECT_FALSE(other.Open(folder.path() / "missing" / "file"));
 }
 
-TEST(Modules, KnowTheirFiles) {
+TEST(Modules, HaveFilePaths) {
   std::wstring own;
   std::wstring program;
   ASSERT_TRUE(orv::GetModulePath(orv::OwnModule(), &own));
@@ -334,9 +334,9 @@ TEST(Modules, KnowTheirFiles) {
   }
 }
 
-TEST(Modules, LongPathsAreCutWithoutATerminator) {
+TEST(Modules, LongPathsAreTruncatedWithoutATerminator) {
   const TemporaryFolder folder;
-  // Windows takes longer paths than 260 characters only with this prefix.
+  // Windows accepts paths of more than 260 characters only with this prefix.
   const wchar_t* const prefix = orv::kPathSeparator == L'\\' ? L"\\\\?\\" : L"";
   std::filesystem::path deep = orv::ToPath(prefix + folder.Name());
   const auto isShort = [&] { return orv::FromPath(deep).size() < orv::kMaxModulePath; };
@@ -344,13 +344,13 @@ TEST(Modules, LongPathsAreCutWithoutATerminator) {
   const std::wstring path = orv::test::PathOfModuleAt(deep / "module.dll");
   EXPECT_EQ(path.size(), orv::kMaxModulePath - 1);
   EXPECT_EQ(path.find(L'\0'), path.npos);
-  // Under Wine the folder itself cannot remove paths of this length.
+  // Under Wine the test folder cannot remove paths of this length itself.
   std::filesystem::remove(deep / "module.dll");
   for (; deep.filename() == std::string(100, 'd'); deep = deep.parent_path())
     std::filesystem::remove(deep);
 }
 
-TEST(Modules, AResourceFileThatIsMissingIsAnError) {
+TEST(Modules, AMissingResourceFileIsAnError) {
   const TemporaryFolder folder;
   SetLastError(0);
   EXPECT_EQ(orv::LoadResourceModule(folder.Name(L"none.dll")), nullptr);
@@ -360,12 +360,12 @@ TEST(Modules, AResourceFileThatIsMissingIsAnError) {
   EXPECT_NE(GetLastError(), static_cast<DWORD>(ERROR_SUCCESS));
 }
 
-TEST(Clock, TellsTheTimeOfTheCLibrary) {
+TEST(Clock, MatchesTheCLibrary) {
   const std::time_t before = std::time(nullptr);
   const orv::LocalTime now = orv::GetLocalTimeNow();
   const std::wstring text = orv::Format(L"%04d-%02d-%02d %02d:%02d:%02d", now.year, now.month,
                                         now.day, now.hour, now.minute, now.second);
-  // The C library's second starts up to a tick after that of the finer clock.
+  // The C library's second starts up to one tick after that of the finer clock.
   bool isFound = false;
   for (std::time_t time = before - 1; time <= std::time(nullptr) + 1; ++time) {
     char other[20];

@@ -8,13 +8,13 @@
 namespace orv::test {
 namespace {
 
-/// A sample of a channel, from 0 to the greatest that its depth has.
+/// A sample of a channel, from 0 to the maximum for its depth.
 unsigned Sample(int depth, int x, int y, int channel) {
   const unsigned value = static_cast<unsigned>(x * 37 + y * 101 + channel * 59) * 257u;
   return value >> 3 & ((1u << depth) - 1);
 }
 
-/// Colours of the palette, and of a transparent one's entries their alpha.
+/// Colours of the palette, with alpha for transparent entries.
 std::uint32_t PaletteColour(const PngKind& kind, unsigned index) {
   const std::uint32_t alpha = kind.hasTransparency && index < 9 ? index * 20 : 255;
   return alpha << 24 | (index * 7 & 255) << 16 | (255 - index) << 8 | (index * 3 & 255);
@@ -48,11 +48,11 @@ std::string Chunk(const std::string& kind, const std::string& data) {
 /// A zlib stream of stored blocks.
 std::string Stored(const std::string& data) {
   std::string stream = "\x78\x01";
-  constexpr std::size_t kMost = 65535;
-  for (std::size_t i = 0; i < data.size(); i += kMost) {
-    const std::string block = data.substr(i, kMost);
+  constexpr std::size_t kMaxBlock = 65535;
+  for (std::size_t i = 0; i < data.size(); i += kMaxBlock) {
+    const std::string block = data.substr(i, kMaxBlock);
     const auto size = static_cast<std::uint16_t>(block.size());
-    stream += static_cast<char>(i + kMost >= data.size());
+    stream += static_cast<char>(i + kMaxBlock >= data.size());
     for (const unsigned part : {unsigned{size}, ~unsigned{size}}) {
       stream += static_cast<char>(part);
       stream += static_cast<char>(part >> 8);
@@ -68,7 +68,7 @@ std::string Stored(const std::string& data) {
   return stream + BigEndian(b << 16 | a);
 }
 
-/// The rows of every `stepX`-th and `stepY`-th pixel from a place on, unfiltered.
+/// The rows of every `stepX`-th and `stepY`-th pixel from a position on, unfiltered.
 std::string Rows(const PngKind& kind, int width, int height, int fromX, int fromY, int stepX,
                  int stepY) {
   std::string rows;

@@ -3,13 +3,14 @@
 #include <cstdint>
 #include <filesystem>
 
-/// PNG files of every kind, made without a library.
+/// PNG files of every kind, written without a library.
 
 namespace orv::test {
 
 struct PngKind {
   const char* name;
-  int colourType;  ///< as the header has it: 0 grey, 2 RGB, 3 palette, 4 grey with alpha, 6 RGBA
+  int colourType;  ///< the number in the header: 0 grey, 2 RGB, 3 palette, 4 grey with alpha, 6
+                   ///< RGBA
   int depth;
   bool hasAlpha;         ///< some pixel is not opaque
   bool hasTransparency;  ///< with a tRNS chunk
@@ -33,11 +34,11 @@ inline constexpr PngKind kPngKinds[] = {
     {"palette with transparency", 3, 8, true, true},
 };
 
-/// Writes a picture whose colours are made from the places of its pixels.
+/// Writes a picture whose colours follow from the coordinates of its pixels.
 void WritePng(const std::filesystem::path& path, const PngKind& kind, int width, int height,
               bool isInterlaced);
 
-/// The colour that a pixel of such a picture has, 0xAARRGGBB.
+/// The colour of a pixel of such a picture, 0xAARRGGBB.
 std::uint32_t PngColour(const PngKind& kind, int x, int y);
 
 }  // namespace orv::test

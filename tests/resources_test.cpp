@@ -9,8 +9,8 @@
 
 namespace {
 
-TEST(Resources, AreLookedForUntilTheyAreFoundBesideTheLibrary) {
-  // The library's objects are part of this program, so that its folder is the one that counts.
+TEST(Resources, AreSearchedInTheLibrarysFolderUntilFound) {
+  // The library is linked into this program, so the program's folder counts.
   std::wstring program;
   ASSERT_TRUE(orv::GetModulePath(nullptr, &program));
   const std::filesystem::path file = orv::ToPath(program).parent_path() / "orv_resources.dll";

@@ -19,14 +19,14 @@ TEST(Format, KeepsSurrogateUnits) {
   EXPECT_EQ(orv::Format(L"%ls", pair.c_str()), pair);
 }
 
-/// Wide text of units that a literal cannot hold in both homes.
+/// Wide text of units that a literal cannot hold on both platforms.
 std::wstring Units(std::initializer_list<unsigned> units) {
   std::wstring text;
   for (const unsigned unit : units) text.push_back(static_cast<wchar_t>(unit));
   return text;
 }
 
-TEST(Utf8, DecodesWhatIsWellFormedAndReplacesEachPieceThatIsNot) {
+TEST(Utf8, ReplacesEachMaximalIllFormedSubsequence) {
   orv::test::ExpectTable("utf8", [](const orv::test::Fields& fields) {
     const std::string bytes(fields[0].begin(), fields[0].end());
     const std::wstring text = orv::Utf8ToWide(bytes);
@@ -45,8 +45,8 @@ TEST(Utf8, ReplacesUnpairedSurrogates) {
   EXPECT_EQ(orv::WideToUtf8(high + high + low), "\xEF\xBF\xBD\xF0\x9F\x98\x80");
 }
 
-/// Whole texts against their characters taken one by one, which are never taken together.
-TEST(Utf8, WholeTextsGiveWhatTheirCharactersGive) {
+/// Compares whole texts with the conversion of each character alone, which never uses blocks.
+TEST(Utf8, WholeTextsMatchTheirCharacters) {
   constexpr unsigned char kNext[] = {0, 0x41, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0, 0xF4};
   constexpr int kCount = std::size(kNext);
   std::string all;
@@ -56,7 +56,7 @@ TEST(Utf8, WholeTextsGiveWhatTheirCharactersGive) {
                              int{kNext[next / kCount / kCount]}}) {
         all += static_cast<char>(byte);
       }
-      // What is in front moves the sequence to every place of a block.
+      // The prefix moves the sequence to every position of a block.
       all.append(static_cast<std::size_t>(next % 7), 'x');
     }
   }
@@ -73,14 +73,14 @@ TEST(Utf8, WholeTextsGiveWhatTheirCharactersGive) {
   EXPECT_EQ(orv::Utf8ToWide(all, target.data()), expected.size());
   EXPECT_TRUE(target == expected);
 
-  // The other way every text is well formed, and comes back.
+  // In the other direction every text is well formed, and converts back.
   const std::string bytes = orv::WideToUtf8(expected);
   EXPECT_TRUE(orv::Utf8ToWide(bytes) == expected);
   EXPECT_EQ(orv::WideToUtf8(expected, nullptr, 0), bytes.size());
 }
 
-TEST(Utf8, ConvertsTheSameAtEveryPlaceOfABlock) {
-  // Plain text is converted in blocks: what is not plain must be right wherever it stands in one.
+TEST(Utf8, ConvertsIdenticallyAtEveryPositionOfABlock) {
+  // Plain text is converted in blocks: other text must be right at every position of a block.
   const std::pair<std::string, std::wstring> middles[] = {
       {"\xC3\xA9\xF0\x9F\x98\x80", Units({0xE9, 0xD83D, 0xDE00})}, {"\xE8\x80\x81", L"\u8001"}};
   for (const auto& [middle, wideMiddle] : middles) {
@@ -99,8 +99,8 @@ TEST(Utf8, ConvertsTheSameAtEveryPlaceOfABlock) {
         L'a' + std::wstring(1, static_cast<wchar_t>(0x80000041)) + std::wstring(64, L'b');
     EXPECT_EQ(orv::WideToUtf8(noUnit), "a\xEF\xBF\xBD" + std::string(64, 'b'));
   }
-  // Nothing but other characters, so that every kind of piece stands at every place of a step.
-  const std::pair<std::string, std::wstring> pieces[] = {
+  // Only such sequences, so that every kind occurs at every position of a step.
+  const std::pair<std::string, std::wstring> sequences[] = {
       {"\xCE\xB1", L"\u03B1"},
       {"\xE4\xB8\xAD", L"\u4E2D"},
       {"\xC3", L"\uFFFD"},
@@ -108,17 +108,17 @@ TEST(Utf8, ConvertsTheSameAtEveryPlaceOfABlock) {
       {"\xC0\x80", L"\uFFFD\uFFFD"},
       {"\xED\xA0\x80", L"\uFFFD\uFFFD\uFFFD"},
       {"\xF0\x9F\x98\x80", Units({0xD83D, 0xDE00})}};
-  for (const auto& [fill, wideFill] : {pieces[0], pieces[1]}) {
-    for (const auto& [piece, widePiece] : pieces) {
+  for (const auto& [fill, wideFill] : {sequences[0], sequences[1]}) {
+    for (const auto& [sequence, wideSequence] : sequences) {
       std::string bytes;
       std::wstring text;
       for (int places = 0; places < 40; ++places) {
         for (int i = 0; i < places; ++i) bytes += fill, text += wideFill;
-        bytes += piece;
-        text += widePiece;
+        bytes += sequence;
+        text += wideSequence;
       }
-      ASSERT_EQ(orv::Utf8ToWide(bytes), text) << piece;
-      ASSERT_EQ(orv::Utf8ToWide(orv::WideToUtf8(text)), text) << piece;
+      ASSERT_EQ(orv::Utf8ToWide(bytes), text) << sequence;
+      ASSERT_EQ(orv::Utf8ToWide(orv::WideToUtf8(text)), text) << sequence;
     }
   }
 }

@@ -14,7 +14,8 @@
 
 namespace {
 
-/// Runs a search over the pixels of a bitmap as one bit each; one that cannot be locked has none.
+/// Runs a search over the bitmap's pixels, read as one bit each. A bitmap that cannot be locked has
+/// no ink.
 int Search(Bitmap* bitmap, int (*search)(const orv::BitPlane&)) {
   const Rect all(0, 0, static_cast<INT>(bitmap->GetWidth()), static_cast<INT>(bitmap->GetHeight()));
   BitmapData data;
@@ -78,7 +79,7 @@ int BitmapHelper::GetMonochromeImage1BPP(Bitmap* source, Bitmap* target) {
   const orv::LockedBits from(source, ImageLockModeRead, source->GetPixelFormat());
   if (!from.IsLocked()) return 1;
   const orv::PixelPlane plane = orv::PlaneOf(*from.data());
-  // Rows of fewer than three bytes a pixel would be read past their end.
+  // With fewer than three bytes per pixel, reading would run past the end of each row.
   if (orv::RowBytes(plane) > std::abs(plane.stride)) return 1;
 
   const Rect area(0, 0, plane.width, plane.height);

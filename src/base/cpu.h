@@ -3,7 +3,7 @@
 #include <cstddef>
 
 /// Run-time selection of vectorized code. Text, XML and imaging choose their kernels here, each
-/// from a table of its own.
+/// from its own table.
 
 namespace orv {
 

@@ -13,9 +13,6 @@
 namespace orv {
 namespace {
 
-constexpr char32_t kReplacement = 0xFFFD;
-constexpr char kReplacementUtf8[] = "\xEF\xBF\xBD";
-
 /// What may follow a lead byte: the number of continuation bytes, and the range of the first one,
 /// which excludes overlong forms, surrogates and code points above U+10FFFF (the Unicode Standard,
 /// table 3-7). Length 0 marks a byte that is not a lead byte.
@@ -64,7 +61,8 @@ inline void CopyUnits(const Source* __restrict source, Unit* __restrict target) 
   }
 }
 
-/// Writes a block of units as bytes; false when they are not all ASCII, and the bytes mean nothing.
+/// Writes a block of units as bytes. Returns false unless all are ASCII; the bytes are then
+/// undefined.
 inline bool CopyAscii(const wchar_t* block, char* target) {
 #if defined(__SSE2__)
   const auto* units = reinterpret_cast<const __m128i*>(block);
@@ -78,7 +76,8 @@ inline bool CopyAscii(const wchar_t* block, char* target) {
   const __m128i isAscii = _mm_cmpeq_epi8(_mm_and_si128(bits, beyond), _mm_setzero_si128());
   return _mm_movemask_epi8(isAscii) == 0xFFFF;
 #else
-  // Summing the bits keeps the loop free of branches, so that it is done in vectors.
+  // Collecting the bits first keeps the loop free of branches, so that the compiler can vectorize
+  // it.
   std::uint32_t bits = 0;
   for (std::ptrdiff_t i = 0; i < kAsciiBlock; ++i) bits |= static_cast<std::uint32_t>(block[i]);
   CopyUnits<kAsciiBlock>(block, target);
@@ -86,7 +85,7 @@ inline bool CopyAscii(const wchar_t* block, char* target) {
 #endif
 }
 
-/// The character of more than one byte, or the maximal ill-formed piece, that begins at `start`.
+/// Decodes the multi-byte sequence at `start`, or the maximal ill-formed subsequence there.
 inline Utf8Character DecodeMultiByte(const char* start, const char* end) {
   const auto byte = static_cast<std::uint8_t>(*start);
   const Lead& lead = kLeadOf[byte];
@@ -222,7 +221,7 @@ inline char* PutUtf8(const wchar_t** at, const wchar_t* end, char* out) {
     *out++ = static_cast<char>(0x80 | (code >> 6 & 0x3F));
     *out++ = static_cast<char>(0x80 | (code & 0x3F));
   } else {
-    out = std::copy_n(kReplacementUtf8, 3, out);
+    out = std::ranges::copy(kReplacementUtf8, out).out;
   }
   return out;
 }

@@ -6,6 +6,10 @@
 
 namespace orv {
 
+/// The replacement character for text that cannot be converted, and its UTF-8 form.
+inline constexpr wchar_t kReplacement = 0xFFFD;
+inline constexpr std::string_view kReplacementUtf8 = "\xEF\xBF\xBD";
+
 /// Decodes UTF-8 to UTF-16 code units, one per element. Each maximal ill-formed subsequence becomes
 /// one U+FFFD; a byte-order mark is kept as U+FEFF. The result is the same on both platforms.
 std::wstring Utf8ToWide(std::string_view bytes);
@@ -14,7 +18,7 @@ std::wstring Utf8ToWide(std::string_view bytes);
 /// number of code units written, or needed if `target` is null.
 std::size_t Utf8ToWide(std::string_view bytes, wchar_t* target);
 
-/// One decoded code point; U+FFFD stands for a maximal ill-formed subsequence.
+/// One decoded code point; U+FFFD replaces a maximal ill-formed subsequence.
 struct Utf8Character {
   char32_t code;
   std::size_t length;  ///< bytes, at least 1

@@ -54,7 +54,7 @@ ORV_SSE41 inline __m128i LoadShuffle(const Shuffle& shuffle) {
   return _mm_loadu_si128(reinterpret_cast<const __m128i*>(shuffle.data()));
 }
 
-/// The set of bytes that are at least `limit`.
+/// A mask of the bytes that are at least `limit`.
 ORV_SSE41 inline __m128i AtLeast(__m128i bytes, std::uint8_t limit) {
   return _mm_cmpeq_epi8(_mm_max_epu8(bytes, _mm_set1_epi8(static_cast<char>(limit))), bytes);
 }
@@ -63,14 +63,14 @@ ORV_SSE41 inline unsigned Bits(__m128i set) {
   return static_cast<unsigned>(_mm_movemask_epi8(set));
 }
 
-/// The units that eight bytes lead to, each as if a character began there, and the faults among
-/// those of three bytes: overlong forms and surrogates.
+/// The code units decoded at each of eight bytes, as if a sequence began there, and the errors
+/// among the three-byte ones: overlong forms and surrogates.
 struct Units {
   __m128i units;
   __m128i faults;
 };
 
-/// Takes bytes and the two behind each, all widened to 16 bits.
+/// Takes eight bytes and the two that follow each, all widened to 16 bits.
 ORV_SSE41 inline Units MakeUnits(__m128i first, __m128i second, __m128i third) {
   const __m128i six = _mm_set1_epi16(0x3F);
   const __m128i two = _mm_or_si128(_mm_slli_epi16(_mm_and_si128(first, _mm_set1_epi16(0x1F)), 6),
@@ -85,7 +85,7 @@ ORV_SSE41 inline Units MakeUnits(__m128i first, __m128i second, __m128i third) {
           _mm_and_si128(isThree, isWrong)};
 }
 
-/// Writes the lanes of a set, packed together; returns where the next unit goes.
+/// Writes the selected lanes, packed together; returns where the next unit goes.
 ORV_SSE41 inline wchar_t* PutLanes(__m128i units, unsigned lanes, wchar_t* out) {
   const __m128i packed = _mm_shuffle_epi8(units, LoadShuffle(kKeptLanes[lanes]));
   auto* target = reinterpret_cast<__m128i*>(out);
@@ -98,12 +98,13 @@ ORV_SSE41 inline wchar_t* PutLanes(__m128i units, unsigned lanes, wchar_t* out) 
   return out + std::popcount(lanes);
 }
 
-/// Sixteen bytes a step, wherever characters begin: a unit is made for every byte, and those of
-/// lead bytes are kept. What a character continues with behind its step is checked by the next one.
+/// Decodes sixteen bytes per step without a branch per sequence: a unit is computed for every byte,
+/// and those of lead bytes are kept. Continuation bytes that fall into the next step are checked
+/// there.
 ORV_SSE41 void DecodeSse41(const char** at, const char* end, wchar_t** out, const wchar_t* full) {
   const char* next = *at;
   wchar_t* unit = *out;
-  unsigned continued = 0;  // the first bytes of the step that have to continue a character
+  unsigned continued = 0;  // the step's leading bytes that must continue a sequence
   while (end - next >= kUtf8Block && unit <= full) {
     const auto* data = reinterpret_cast<const __m128i*>(next);
     const __m128i first = _mm_loadu_si128(data);
@@ -134,7 +135,7 @@ ORV_SSE41 void DecodeSse41(const char** at, const char* end, wchar_t** out, cons
     next += 16;
   }
   if (continued != 0) {
-    // The last character is not known to be whole.
+    // The last sequence may be incomplete.
     --unit;
     do {
       --next;
@@ -144,7 +145,7 @@ ORV_SSE41 void DecodeSse41(const char** at, const char* end, wchar_t** out, cons
   *out = unit;
 }
 
-/// Four units, one a lane of 32 bits.
+/// Loads four units, one per 32-bit lane.
 ORV_SSE41 inline __m128i LoadUnits(const wchar_t* text) {
   if constexpr (sizeof(wchar_t) == 2) {
     return _mm_cvtepu16_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(text)));

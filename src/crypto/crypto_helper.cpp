@@ -35,17 +35,17 @@ HeapBuffer AllocateFor(std::uintmax_t size) {
   return HeapBuffer(static_cast<BYTE*>(orv::HeapAllocate(static_cast<std::size_t>(size))));
 }
 
-/// Reads the first `size` bytes of an open file; false when it cannot give as many.
+/// Reads the first `size` bytes of an open file. Returns false if fewer can be read.
 bool ReadWhole(std::filebuf* file, std::uintmax_t size, BYTE* buffer) {
   const auto wanted = static_cast<std::streamsize>(size);
   try {
     return file->sgetn(reinterpret_cast<char*>(buffer), wanted) == wanted;
-  } catch (const std::ios_base::failure&) {  // what the system could not read
+  } catch (const std::ios_base::failure&) {  // a read error
     return false;
   }
 }
 
-/// Runs a conversion; one that there is no memory for has failed.
+/// Runs a conversion; running out of memory is a failure.
 template <typename Conversion>
 DWORD Converted(CLoggerClient* client, Conversion convert) {
   try {
@@ -56,7 +56,7 @@ DWORD Converted(CLoggerClient* client, Conversion convert) {
   }
 }
 
-/// Opens and reads the source of a conversion; null, with the reason logged, on failure.
+/// Opens and reads the source of a conversion. Returns null, with the reason logged, on failure.
 HeapBuffer ReadSource(const CString& path, DWORD* length, CLoggerClient* client) {
   const std::filesystem::path file = orv::ToPath(path);
   std::filebuf stream;
@@ -72,13 +72,13 @@ HeapBuffer ReadSource(const CString& path, DWORD* length, CLoggerClient* client)
     CLogger::Log(eLogLevelError, client, kNoBuffer, nullptr);
     return nullptr;
   }
-  // A target that held only a part of the source would take the place of a good one.
+  // A partly read source must not replace a good target.
   if (!ReadWhole(&stream, size, buffer.get())) return fail();
   *length = static_cast<DWORD>(size);
   return buffer;
 }
 
-/// Replaces the target by these bytes. A folder stays, and cannot be opened.
+/// Replaces the target with these bytes. A folder is kept, and opening it fails.
 DWORD WriteTarget(const CString& path, const BYTE* bytes, DWORD length, CLoggerClient* client) {
   const std::filesystem::path file = orv::ToPath(path);
   std::error_code ignored;
@@ -138,7 +138,7 @@ CString LoadText(const CString& path, CLoggerClient* client) {
   DWORD plainLength = 0;
   DWORD code = 0;
   const HeapBuffer plain(cipher.DecryptAsBytes(buffer.get(), length, &plainLength, &code));
-  buffer.reset();  // before the text, which is the largest part, needs memory
+  buffer.reset();  // released before the largest buffer, the text, is allocated
   if (plain == nullptr) {
     LogFormat(eLogLevelError, client, nullptr,
               L"Error in CEncryptionAES::DecryptAsBytes for file %ls. Error code = %d",

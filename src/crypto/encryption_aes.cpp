@@ -5,6 +5,7 @@
 #include <cwchar>
 #include <new>
 
+#include "base/hex.h"
 #include "base/utf8.h"
 #include "crypto/sha256.h"
 #include "crypto/vector_generator.h"
@@ -22,8 +23,8 @@ namespace {
 constexpr DWORD kKeyLength = 32;
 constexpr BYTE kFormatVersion = 1;
 
-/// The diagnostic line of each step. The names are those of one system's service, on every system:
-/// people search for them.
+/// The diagnostic line of each step. The lines name the functions of one system's service on every
+/// system, because people search for these texts.
 constexpr struct {
   CryptoStep step;
   const wchar_t* line;
@@ -36,7 +37,7 @@ constexpr struct {
     {CryptoStep::kExportKey, L"**** Error 0x%x returned by BCryptExportKey\n"},
     {CryptoStep::kEncrypt, L"**** Error 0x%x returned by BCryptEncrypt\n"},
     {CryptoStep::kDestroyKey, L"**** Error 0x%x returned by BCryptDestroyKey\n"},
-    // The import names the generation, and so it stays.
+    // Kept for compatibility: the line of an import names the generation.
     {CryptoStep::kImportKey, L"**** Error 0x%x returned by BCryptGenerateSymmetricKey\n"},
     {CryptoStep::kDecrypt, L"**** Error 0x%x returned by BCryptDecrypt\n"},
     {CryptoStep::kCreateHash, L"**** Error 0x%x returned by BCryptCreateHash\n"},
@@ -46,7 +47,8 @@ constexpr struct {
 
 orv::DiagnosticSink diagnosticSink = nullptr;
 
-/// Prints on the standard output, without deciding for the host whether that stream is a wide one.
+/// Prints to the standard output without setting the stream's orientation (wide or narrow), which
+/// belongs to the host process.
 void PrintText(const wchar_t* line) {
   if (diagnosticSink != nullptr) {
     diagnosticSink(orv::WideToUtf8(line).c_str());
@@ -57,17 +59,17 @@ void PrintText(const wchar_t* line) {
   }
 }
 
-/// Prints a line with a status in it; without memory there is none.
+/// Prints a line that contains a status. Without memory it prints nothing.
 template <typename... Status>
 void Print(const wchar_t* format, Status... status) {
   try {
     PrintText(orv::Format(format, status...).c_str());
   } catch (const std::bad_alloc&) {
-    // What is printed is for people; the result says it as well.
+    // The line is for people only; the result reports the failure too.
   }
 }
 
-/// Prints the line of a failed step; whether there was one.
+/// Prints the line of a failed step. Returns whether the step failed.
 bool Report(const CryptoFailure& failure) {
   for (const auto& [step, line] : kDiagnostics) {
     if (step == failure.step) Print(line, failure.status);
@@ -75,9 +77,9 @@ bool Report(const CryptoFailure& failure) {
   return static_cast<bool>(failure);
 }
 
-/// Does work that makes a result; none, with the line printed, when there is no memory for it.
+/// Runs work that returns a result. Without memory it prints the line and returns an empty result.
 template <typename Work>
-auto Made(Work work) -> decltype(work()) {
+auto EmptyWithoutMemory(Work work) -> decltype(work()) {
   try {
     return work();
   } catch (const std::bad_alloc&) {
@@ -86,7 +88,8 @@ auto Made(Work work) -> decltype(work()) {
   }
 }
 
-/// Makes the key and takes the vector's first block; false, with the line printed, on failure.
+/// Imports the key and copies the first block of the initialization vector. Returns false, with the
+/// line printed, on failure.
 bool Prepare(const BYTE* key, DWORD keyLength, const BYTE* iv, DWORD ivLength,
              BYTE (&vector)[kAesBlockSize], orv::AesCbc* cipher) {
   if (ivLength < kAesBlockSize) {
@@ -101,7 +104,7 @@ bool Prepare(const BYTE* key, DWORD keyLength, const BYTE* iv, DWORD ivLength,
   return !Report(cipher->SetKey(key, keyLength));
 }
 
-/// The length of the text before a padding of whole blocks that verifies; false when it does not.
+/// Finds the length of the text before the padding. Returns false if the padding is invalid.
 bool FindPadding(const BYTE* plain, DWORD paddedLength, DWORD* plainLength) {
   const BYTE count = plain[paddedLength - 1];
   if (count == 0 || count > kAesBlockSize) return false;
@@ -112,7 +115,7 @@ bool FindPadding(const BYTE* plain, DWORD paddedLength, DWORD* plainLength) {
   return true;
 }
 
-/// Decrypts and finds the padding. `*plain` may hold bytes after a failure.
+/// Decrypts and removes the padding. `*plain` may hold bytes after a failure.
 CryptoFailure DecryptPadded(orv::AesCbc* cipher, const BYTE (&vector)[kAesBlockSize],
                             const BYTE* data, DWORD length, HeapBuffer* plain, DWORD* plainLength) {
   if (length == 0 || length % kAesBlockSize != 0 || length > orv::kMaxCipherLength) {
@@ -125,7 +128,7 @@ CryptoFailure DecryptPadded(orv::AesCbc* cipher, const BYTE (&vector)[kAesBlockS
   return {};
 }
 
-/// Decrypts with a key made anew and compares. What it finds is only printed.
+/// Decrypts with a newly imported key and compares. A difference is only printed.
 void SelfTest(orv::AesCbc* cipher, const BYTE (&vector)[kAesBlockSize], const BYTE* encrypted,
               DWORD encryptedLength, const BYTE* plain, DWORD plainLength) {
   HeapBuffer decrypted;
@@ -150,7 +153,7 @@ CEncryptionAES::CEncryptionAES(const CStringA& keyText, const CStringA& magic)
     m_nErrorCode = 1;
     return;
   }
-  // An empty text gives a key of zeros.
+  // An empty text yields a key of zeros.
   for (DWORD i = 0; i < kKeyLength; ++i) {
     m_pKey[i] =
         m_stKeyText.empty() ? BYTE{0} : static_cast<BYTE>(m_stKeyText[i % m_stKeyText.size()]);
@@ -202,7 +205,7 @@ BYTE* CEncryptionAES::DecryptAsBytes(const BYTE* data, DWORD length, DWORD* outL
   if (version > kFormatVersion) return refuse(kVersionTooHigh);
   if (version != kFormatVersion) return refuse(kVersionTooLow);
   if (length == headerLength) return refuse(kTooShort);
-  // A vector that is cut off leaves nothing to decrypt.
+  // With an incomplete initialization vector there is nothing to decrypt.
   if (length < headerLength) return refuse(kDecryptFailed);
   BYTE* const plain =
       AesCbcDecrypt(data + headerLength, length - headerLength, m_pKey, m_nKeyLength,
@@ -212,7 +215,7 @@ BYTE* CEncryptionAES::DecryptAsBytes(const BYTE* data, DWORD length, DWORD* outL
 
 BYTE* AesCbcEncrypt(const BYTE* key, DWORD keyLength, const BYTE* iv, DWORD ivLength,
                     const BYTE* plain, DWORD plainLength, DWORD* cipherLength) {
-  return Made([&]() -> BYTE* {
+  return EmptyWithoutMemory([&]() -> BYTE* {
     orv::AesCbc cipher;
     BYTE vector[kAesBlockSize];
     if (!Prepare(key, keyLength, iv, ivLength, vector, &cipher)) return nullptr;
@@ -232,7 +235,7 @@ BYTE* AesCbcEncrypt(const BYTE* key, DWORD keyLength, const BYTE* iv, DWORD ivLe
 
 BYTE* AesCbcDecrypt(const BYTE* cipherText, DWORD cipherLength, const BYTE* key, DWORD keyLength,
                     const BYTE* iv, DWORD ivLength, DWORD* plainLength) {
-  return Made([&]() -> BYTE* {
+  return EmptyWithoutMemory([&]() -> BYTE* {
     orv::AesCbc cipher;
     BYTE vector[kAesBlockSize];
     if (!Prepare(key, keyLength, iv, ivLength, vector, &cipher)) return nullptr;
@@ -252,23 +255,18 @@ CString orv::Sha256HexOf(std::string_view bytes) {
                     digest))) {
     return {};
   }
-  constexpr wchar_t kDigits[] = L"0123456789abcdef";
-  CString text;
-  text.reserve(2 * kSha256Size);
-  for (const BYTE value : digest) {
-    text.push_back(kDigits[value >> 4]);
-    text.push_back(kDigits[value & 15]);
-  }
-  return text;
+  return HexOf<CString>({reinterpret_cast<const char*>(digest), sizeof digest});
 }
 
 CString Sha256Hex(BYTE* data, DWORD length) {
   const HeapBuffer owned(data);
-  return Made([=] { return orv::Sha256HexOf({reinterpret_cast<const char*>(data), length}); });
+  return EmptyWithoutMemory([=] {
+    return orv::Sha256HexOf({reinterpret_cast<const char*>(data), length});
+  });
 }
 
 CString ComputeSha256Hex(const CString& text, const CString& salt) {
-  return Made([&] {
+  return EmptyWithoutMemory([&] {
     const CStringA bytes = orv::WideToUtf8(salt + text);
     return bytes.empty() ? CString() : orv::Sha256HexOf(bytes);
   });

@@ -131,7 +131,7 @@ const StockValue* FindStockValue(const std::wstring& name) {
 void SetStockValue(const NamedRegistryValue& stored, StockItem* item) {
   if (const StockValue* const number = FindStockValue(stored.name)) {
     stored.value.Number(&(item->*number->field));
-  } else if (LowerCase(stored.name) == LowerCase(kNameValue) &&
+  } else if (EqualIgnoringCase(stored.name, kNameValue) &&
              stored.value.data.size() <= kMaxNameBytes) {
     item->DisplayName = stored.value.Text();
   }

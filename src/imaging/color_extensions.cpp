@@ -6,8 +6,7 @@
 
 namespace {
 
-/// Not greater than 0, also not a number, becomes 0; the rest keeps the low 8 bits of its whole
-/// part.
+/// Values up to 0 and NaN become 0; others keep the low 8 bits of their whole part.
 BYTE StretchChannel(BYTE channel, float factor) {
   const float value = 255.0f - static_cast<float>(255 - channel) * factor;
   return value > 0.0f ? static_cast<BYTE>(static_cast<int>(value)) : BYTE{0};
@@ -49,7 +48,8 @@ void ColorExtensions::RGBToLab(const Color& colour, float* lab) {
   const float green = orv::LinearChannel(colour.GetGreen());
   const float blue = orv::LinearChannel(colour.GetBlue());
 
-  // Kept for compatibility: the white point multiplies and is never divided by again.
+  // Kept for compatibility: X, Y and Z are multiplied by the white point and not divided by it
+  // again.
   const float x = (0.412453f * red + 0.35758f * green + 0.180423f * blue) * 95.047f;
   const float y = (0.212671f * red + 0.71516f * green + 0.072169f * blue) * 100.0f;
   const float z = (0.019334f * red + 0.119193f * green + 0.950227f * blue) * 108.883f;

@@ -2,14 +2,14 @@
 
 #include <cstdint>
 
-/// Arithmetic that single colours and the kernels share.
+/// Arithmetic shared by single colours and the kernels.
 
 namespace orv {
 
 /// `CalculateToleranceCIE76` divides distances by this.
 inline constexpr double kDistanceScale = 72160.0;
 
-/// A channel of 0 to 255 on the linear scale that `RGBToLab` weighs.
+/// A channel of 0 to 255 on the linear scale that `RGBToLab` uses.
 float LinearChannel(std::uint8_t channel);
 
 /// The grey value times 1000, an integer.

@@ -6,12 +6,13 @@
 
 #include "imaging/kernels.h"
 
-/// Where the ink of a one-bit image begins and ends. Columns are searched in strips: all rows of
-/// some bytes are laid over one another, beginning at the edge with a narrow strip, because most
-/// ink reaches near it. `Bytes` says how many bytes are looked at together:
-/// `Bytes::AreWhite<n>(bytes, stride, size)` whether `size` bytes of n rows are 255,
-/// `Bytes::StripSize(all)` how wide strips behind the first are when rows have `all` bytes, and
-/// `Bytes::Overlay(strip, bytes)` lays the rows of such a strip over one another.
+/// Finds the rows and columns of a one-bit image that bound its ink. Columns are searched in
+/// strips: some bytes of all rows are combined into one overlay row with AND. The search begins at
+/// the edge with a narrow strip, because most ink is near it. `Bytes` supplies the operations on
+/// several bytes at once:
+/// `Bytes::AreWhite<n>(bytes, stride, size)` returns whether `size` bytes of n rows are 255,
+/// `Bytes::StripSize(all)` is the width of the strips after the first, for rows of `all` bytes, and
+/// `Bytes::Overlay(strip, bytes)` combines the rows of such a strip.
 
 namespace orv {
 namespace {
@@ -22,15 +23,16 @@ struct Strip {
   std::ptrdiff_t stride;
   int height;
   int size;
-  int stopByte;           ///< Once the pixel `stopMask` of this byte is ink in some row, that is
-  std::uint8_t stopMask;  ///< all there is to know: the rows below may be left out.
+  int stopByte;           ///< Ink in the pixel `stopMask` of this byte settles the search:
+  std::uint8_t stopMask;  ///< the remaining rows may be skipped.
 
   bool IsDone(const std::uint8_t* overlay) const { return (overlay[stopByte] & stopMask) == 0; }
 };
 
-constexpr int kOverlaidRows = 8;  ///< between two looks at the pixel that ends a search
+constexpr int kOverlaidRows =
+    8;  ///< between two checks for ink at the pixel that settles the search
 
-/// The narrow strip.
+/// The narrow first strip.
 struct WordBytes {
   static constexpr int kSize = sizeof(std::uint64_t);
 
@@ -96,7 +98,7 @@ class ContentScan {
     int size = WordBytes::StripSize(all);
     for (int seen = 0; seen < all;) {
       const int start = std::min(seen, all - size);
-      std::uint8_t bytes[kGreatestStrip];
+      std::uint8_t bytes[kMaxStrip];
       Overlay(plane, start, size, seen * 8, bytes);
       for (int i = 0; i < size; ++i) {
         if (bytes[i] != 255) return (start + i) * 8 + std::countl_one(bytes[i]);
@@ -112,7 +114,7 @@ class ContentScan {
     int size = WordBytes::StripSize(all);
     for (int end = all; end > 0;) {
       const int start = std::max(end - size, 0);
-      std::uint8_t bytes[kGreatestStrip];
+      std::uint8_t bytes[kMaxStrip];
       Overlay(plane, start, size, std::min(end * 8, plane.width) - 1, bytes);
       for (int i = size - 1; i >= 0; --i) {
         if (bytes[i] != 255) return (start + i) * 8 + 7 - std::countr_one(bytes[i]);
@@ -124,22 +126,22 @@ class ContentScan {
   }
 
  private:
-  static constexpr int kRows = 4;  ///< that are looked at together
-  static constexpr int kGreatestStrip = 128;
+  static constexpr int kRows = 4;  ///< rows checked together
+  static constexpr int kMaxStrip = 128;
 
-  /// Those to be looked at: none without rows, whose address may be null.
+  /// The bytes to check per row: 0 if there are no rows, whose address may be null.
   static int BytesOfRow(const BitPlane& plane) {
     return plane.height > 0 ? SizeOf(plane.width) : 0;
   }
 
   static int SizeOf(int width) { return width / 8 + (width % 8 != 0 ? 1 : 0); }
 
-  /// The bits of a row's last byte that are no pixels.
+  /// The padding bits in the last byte of a row.
   static std::uint8_t Padding(int width) {
     return static_cast<std::uint8_t>(0xFF >> ((width - 1) % 8 + 1));
   }
 
-  /// Whether one of some rows from y on has ink.
+  /// Whether one of `rows` rows from y on has ink.
   template <int rows>
   static bool HasInk(const BitPlane& plane, int y) {
     const int last = SizeOf(plane.width) - 1;
@@ -151,8 +153,8 @@ class ContentScan {
            (lastBytes | Padding(plane.width)) != 255;
   }
 
-  /// The `size` bytes of a strip that begins with byte `start` of each row, white where all rows
-  /// are. Stops early at ink in `column`, the first one that the search has not seen.
+  /// Combines `size` bytes of each row, from byte `start` on: a bit is white if it is white in all
+  /// rows. Stops early at ink in `column`, the first column not searched yet.
   static void Overlay(const BitPlane& plane, int start, int size, int column, std::uint8_t* bytes) {
     const Strip strip = {plane.first + start, plane.stride,
                          plane.height,        size,

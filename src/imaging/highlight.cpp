@@ -8,8 +8,8 @@
 namespace orv {
 
 float LinearChannel(std::uint8_t channel) {
-  // Kept for compatibility: 0 to 255 without the usual division by 255, and 0.0055 where the usual
-  // formula has 0.055.
+  // Kept for compatibility: the scale is 0 to 255 without the usual division by 255, and 0.0055
+  // replaces the 0.055 of the usual formula.
   const float c = static_cast<float>(channel);
   if (c > 0.04045f)
     return static_cast<float>(std::pow(static_cast<double>((c + 0.0055f) / 1.055f), 2.4));

@@ -5,15 +5,15 @@
 
 #include "imaging/kernels.h"
 
-/// The decision which pixels belong to a highlight, and what becomes of them.
+/// Decides which pixels belong to a highlight, and computes their values.
 
 namespace orv {
 
-/// Whether a colour (0x00RRGGBB) belongs to the highlight: neither nearly white nor nearly black
-/// and not farther from the highlight colour than the tolerance.
+/// Whether a colour (0x00RRGGBB) belongs to the highlight: neither nearly white nor nearly black,
+/// and within the tolerance of the highlight colour.
 bool IsHighlight(std::uint32_t colour, const HighlightRule& rule);
 
-/// The factor, in single precision, by which greys move away from white so that the grey of
+/// The factor, in single precision, that moves greys away from white so that the grey of
 /// `highlightColour` becomes 0. Infinite for a colour whose grey is 255.
 float StretchFactor(std::uint32_t highlightColour);
 

@@ -5,9 +5,9 @@
 
 #include "base/cpu.h"
 
-/// The inner loops of the imaging code: one set of functions for each level of processor, all of
-/// which leave the same bits. Rows may have any stride, negative ones too; bytes of a row behind
-/// its last pixel are neither read nor written.
+/// The inner loops of the imaging code: one set of functions per instruction set, with
+/// bit-identical results. Rows may have any stride, also negative. Bytes after a row's last pixel
+/// are neither read nor written.
 
 namespace orv {
 
@@ -31,15 +31,16 @@ struct BitPlane {
   const std::uint8_t* Row(int y) const { return first + y * stride; }
 };
 
-/// What a pixel that does not become white is set to.
+/// The colour of every pixel that does not become white.
 struct Ink {
   std::uint8_t blue;
   std::uint8_t green;
   std::uint8_t red;
 };
 
-/// A square of n x n thresholds, n a power of two up to 16. Kept for compatibility: columns of the
-/// image go down the matrix, so the pixel at x, y has the threshold `entries[x % n * n + y % n]`.
+/// A square of n x n thresholds; n is a power of two up to 16. Kept for compatibility: rows of the
+/// matrix apply to columns of the image, so the pixel at x, y has the threshold `entries[x % n * n
+/// + y % n]`.
 struct OrderedMatrix {
   int size;
   const std::uint8_t* entries;
@@ -50,36 +51,36 @@ struct OrderedMatrix {
 /// Which colours belong to the highlight of a two-colour page.
 struct HighlightRule {
   std::uint32_t colour;  ///< the highlight colour, ARGB
-  double tolerance;      ///< the greatest distance, on the scale of `CalculateToleranceCIE76`
+  double tolerance;      ///< the maximum distance, on the scale of `CalculateToleranceCIE76`
 };
 
 struct ImagingKernels {
-  /// Error diffusion, in place; false without memory for the errors.
+  /// Error diffusion, in place. Returns false if memory for the errors runs out.
   bool (*floydSteinberg)(const PixelPlane& plane, int threshold, Ink ink);
   bool (*sierraLite)(const PixelPlane& plane, int threshold, Ink ink);
 
   /// Ordered dithering, in place.
   void (*ordered)(const PixelPlane& plane, const OrderedMatrix& matrix, Ink ink);
 
-  /// Sets one bit for each white pixel and clears one for any other, first pixel highest; unused
-  /// low bits of a row's last byte are set.
+  /// Packs pixels into bits, first pixel highest: 1 for white, 0 for any other. Unused low bits of
+  /// a row's last byte become 1.
   void (*monochrome)(const PixelPlane& source, std::uint8_t* target, std::ptrdiff_t targetStride);
 
-  /// Replaces, in place, pixels of the highlight by their grey, stretched so that the highlight
-  /// colour itself becomes black, and all others by white.
+  /// Replaces pixels of the highlight with their grey, stretched so that the highlight colour
+  /// itself becomes black, and all others with white. In place.
   void (*extractHighlight)(const PixelPlane& plane, const HighlightRule& rule);
 
   /// Makes every pixel of `plane` white where `mask`, of the same size, is not white.
   void (*whiten)(const PixelPlane& plane, const PixelPlane& mask);
 
-  /// The outermost rows and columns that have ink, a 0 bit; -1 when there is none.
+  /// The outermost rows and columns that have ink (a 0 bit); -1 without ink.
   int (*firstInkRow)(const BitPlane& plane);
   int (*lastInkRow)(const BitPlane& plane);
   int (*firstInkColumn)(const BitPlane& plane);
   int (*lastInkColumn)(const BitPlane& plane);
 };
 
-/// The functions of one level, which the processor must support.
+/// The functions for a level, which the processor must support.
 const ImagingKernels& ImagingKernelsFor(CpuLevel level);
 
 /// The functions of the level in use.

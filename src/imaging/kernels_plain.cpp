@@ -9,13 +9,12 @@
 #include "imaging/kernels.h"
 #include "orv/imaging/color_extensions.h"
 
-/// The loops as they are meant, one pixel at a time: the portable path, and the measure of every
-/// other one.
+/// The reference loops, one pixel at a time: the portable path, with which all others are compared.
 
 namespace orv {
 namespace {
 
-/// The whole part, truncated towards zero, of a pixel's grey value plus an error.
+/// A pixel's grey value plus an error, truncated towards zero.
 int GreyWithError(const std::uint8_t* pixel, std::int32_t error) {
   const std::int64_t thousandths =
       GrayThousandths(pixel[2], pixel[1], pixel[0]) + std::int64_t{error} * 1000;
@@ -30,8 +29,8 @@ bool Paint(std::uint8_t* pixel, bool isWhite, Ink ink) {
   return isWhite;
 }
 
-/// Adds to an error as 32-bit arithmetic does: thresholds far outside 0 to 255 make errors grow
-/// with the image, past 32 bits on very large ones.
+/// Adds to an error with 32-bit wraparound: thresholds far outside 0 to 255 make errors grow with
+/// the image, and very large images exceed 32 bits.
 void AddError(std::int32_t* entry, std::int32_t error, std::int32_t factor) {
   *entry = static_cast<std::int32_t>(static_cast<std::uint32_t>(*entry) +
                                      static_cast<std::uint32_t>(error) *
@@ -47,7 +46,7 @@ struct FloydSteinberg {
   static void ToLowerRight(std::int32_t* entry, std::int32_t error) { AddError(entry, error, 16); }
 };
 
-/// Errors are kept as they are; every share is rounded down by itself.
+/// Errors are not scaled; each share is rounded down separately.
 struct SierraLite {
   static std::int32_t Error(std::int32_t entry) { return entry; }
   static void ToRight(std::int32_t* entry, std::int32_t error) { AddError(entry, error >> 1, 1); }
@@ -60,7 +59,7 @@ struct SierraLite {
 
 template <typename Method>
 bool Diffuse(const PixelPlane& plane, int threshold, Ink ink) {
-  // Errors for two rows suffice; one entry more on either side takes what leaves the image.
+  // Errors of two rows suffice. One extra entry on either side takes what leaves the image.
   const std::size_t rowSize = static_cast<std::size_t>(plane.width) + 2;
   const std::unique_ptr<std::int32_t[]> errors(new (std::nothrow) std::int32_t[rowSize * 2]());
   if (errors == nullptr) return false;

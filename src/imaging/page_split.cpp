@@ -7,7 +7,7 @@
 namespace orv {
 namespace {
 
-/// A 24-bit copy of the page in which only the highlight is left, in grey.
+/// A 24-bit copy of the page that keeps only the highlight, in grey.
 std::unique_ptr<Bitmap> ExtractHighlight(Bitmap* page, const HighlightRule& rule) {
   std::unique_ptr<Bitmap> mask = CloneWhole(page, PixelFormat24bppRGB);
   if (mask == nullptr) return nullptr;
@@ -41,8 +41,8 @@ SplitOutcome SplitPage(Bitmap* page, const Color& colour, double tolerance, eBit
   if (background == nullptr) return SplitOutcome::kNoBackground;
   MaskHighlight(background.get(), mask.get());
 
-  // The mask is not needed any more and becomes the highlight plane: dithering it gives the same
-  // pixels as extracting the highlight a second time and dithering that.
+  // The mask becomes the highlight plane: dithering it gives the same pixels as extracting the
+  // highlight a second time and dithering that.
   {
     const LockedBits bits(mask.get(), ImageLockModeRead | ImageLockModeWrite, PixelFormat24bppRGB);
     if (!bits.IsLocked() || !Dither(PlaneOf(*bits.data()), method, threshold, InkOf(colour))) {

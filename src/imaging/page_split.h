@@ -5,14 +5,14 @@
 #include "orv/imaging/bitmap_rasterizer.h"
 #include "orv/platform/graphics.h"
 
-/// The split of a page for a printer with two print heads.
+/// Splits a page for a printer with two print heads.
 
 namespace orv {
 
 enum class SplitOutcome {
   kDone,
   kNoMask,         ///< the page could not be copied
-  kUnknownMethod,  ///< of dithering
+  kUnknownMethod,  ///< the dithering method does not exist
   kNoBackground,   ///< the background plane could not be made
   kNoHighlight,    ///< the highlight plane could not be dithered
 };

@@ -19,9 +19,9 @@ inline PixelPlane PlaneOf(const BitmapData& data) {
 
 inline std::ptrdiff_t RowBytes(const PixelPlane& plane) { return std::ptrdiff_t{3} * plane.width; }
 
-/// The rows of a mask for those of `page`. Kept for compatibility: they are as far apart as the
-/// page's rows, whatever the mask's stride. Rows outside the mask are left out; without three bytes
-/// a pixel in both images, all are.
+/// The rows of a mask that correspond to those of `page`. Kept for compatibility: they are as far
+/// apart as the page's rows, whatever the mask's stride. Rows outside the mask are skipped; with
+/// fewer than three bytes per pixel in either image, all are.
 inline PixelPlane MaskPlaneOf(const BitmapData& mask, const PixelPlane& page) {
   const std::ptrdiff_t step = std::abs(page.stride);
   const std::ptrdiff_t maskStep = std::abs(std::ptrdiff_t{mask.Stride});

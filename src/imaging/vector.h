@@ -1,9 +1,9 @@
 #pragma once
 
-/// One name for the vectors of both instruction sets, for files that are compiled once for each: a
-/// vector is one half of 128 bits (SSE4.1) or two (AVX2). Shuffles, packs and unpacks work within
-/// halves, so that a loop written for one half does the same work twice with the other set. Where a
-/// function takes two addresses, the second serves the second half and is ignored without one.
+/// SIMD vectors under one name for both instruction sets, for files that are compiled once for
+/// each. A vector has one half of 128 bits (SSE4.1) or two (AVX2). Shuffles, packs and unpacks work
+/// within halves, so a loop written for one half does the same work twice with AVX2. Where a
+/// function takes two addresses, the second one belongs to the second half; SSE4.1 ignores it.
 
 #include <immintrin.h>
 
@@ -18,7 +18,7 @@ using Half = __m128i;
 inline Half LoadHalf(const void* from) { return _mm_loadu_si128(static_cast<const Half*>(from)); }
 inline void StoreHalf(void* to, Half value) { _mm_storeu_si128(static_cast<Half*>(to), value); }
 
-/// Asks for the bytes that a loop comes to a kilobyte later; they may lie outside the pixels.
+/// Prefetches what a loop reads one kilobyte later; the address may be outside the pixels.
 inline void PrefetchAhead(const void* from) {
   const auto ahead = reinterpret_cast<std::uintptr_t>(from) + 1024;
   _mm_prefetch(reinterpret_cast<const char*>(ahead), _MM_HINT_T0);
@@ -85,7 +85,7 @@ inline Vec UnpackHigh32(Vec a, Vec b) { return _mm256_unpackhi_epi32(a, b); }
 inline Vec UnpackLow64(Vec a, Vec b) { return _mm256_unpacklo_epi64(a, b); }
 inline Vec UnpackHigh64(Vec a, Vec b) { return _mm256_unpackhi_epi64(a, b); }
 
-/// Moves every 16-bit lane up by one; the last lane of `below` comes in at the bottom.
+/// Moves every 16-bit lane up by one; the last lane of `below` becomes the first.
 inline Vec ShiftLanesUp(Vec value, Vec below) {
   return _mm256_alignr_epi8(value, _mm256_permute2x128_si256(below, value, 0x21), 14);
 }
@@ -215,13 +215,13 @@ inline VecFloat LookUp(const float* table, Vec indexes) {
 
 #endif
 
-/// A constant that the compiler does not know: a multiplication by it stays one instruction.
+/// Hides a constant from the optimizer, so that multiplying by it remains one instruction.
 inline Vec Opaque(Vec constant) {
   asm("" : "+x"(constant));
   return constant;
 }
 
-/// Shuffle indexes for both halves; -1 gives a zero byte.
+/// Shuffle indexes for both halves; -1 yields a zero byte.
 inline Vec Indexes(int i0, int i1, int i2, int i3, int i4, int i5, int i6, int i7, int i8, int i9,
                    int i10, int i11, int i12, int i13, int i14, int i15) {
   const auto c = [](int i) { return static_cast<char>(i); };

@@ -1,10 +1,10 @@
 #pragma once
 
-/// Error diffusion in vectors of 16-bit lanes, one image row in each lane. Every row runs
-/// three pixels behind the one above it, so that all errors that a pixel takes from above are known
-/// a step before they are needed, and each step handles one pixel of all rows. The rows of several
-/// vectors make a strip; what the last row of a strip passes down is kept for the next. Two kinds
-/// of blocks go faster: black and white ones that no error reaches, and white ones.
+/// Error diffusion in SIMD vectors of 16-bit lanes, one image row per lane. Every row lags three
+/// pixels after the row above it, so all errors from above are known one step before they are
+/// needed, and each step handles one pixel of all rows. The rows of several vectors form a strip;
+/// the errors that its last row passes down are kept for the next strip. Two kinds of blocks have
+/// faster paths: black-and-white blocks that no error reaches, and white blocks.
 
 #include <memory>
 #include <new>
@@ -14,22 +14,22 @@
 namespace orv {
 namespace {
 
-constexpr int kLanes = 8 * kHalves;    ///< rows in a vector
+constexpr int kLanes = 8 * kHalves;    ///< rows per vector
 constexpr int kVectors = 4 / kHalves;  ///< vectors in a strip: their steps overlap in the pipeline
 constexpr int kStripRows = kLanes * kVectors;
 constexpr int kLag = 3;
 
-/// Thresholds up to here keep errors within 16 bits: an error never leaves the range from
-/// min(threshold - 255, 0) to max(threshold - 1, 0), widened downwards to a multiple of four, and
-/// sums of a pixel's shares are at most 16 times as large.
-constexpr int kLeastThreshold = -1500;
-constexpr int kGreatestThreshold = 1700;
+/// Thresholds in this range keep errors within 16 bits: an error stays between min(threshold - 255,
+/// 0) and max(threshold - 1, 0), widened downwards to a multiple of four, and the sum of a pixel's
+/// shares is at most 16 times as large.
+constexpr int kMinThreshold = -1500;
+constexpr int kMaxThreshold = 1700;
 
-/// Wider images would take step numbers out of 16 bits.
-constexpr int kGreatestWidth = 32000;
+/// Step numbers of wider images would exceed 16 bits.
+constexpr int kMaxWidth = 32000;
 
-/// `left` is the error of the pixel to the left, the others those of the row above: at the upper
-/// right, above, at the upper left.
+/// `left` is the error of the pixel to the left. The others are errors in the row above: upper
+/// right, above, upper left.
 struct VectorFloydSteinberg {
   static Vec Sum(Vec left, Vec upperRight, Vec above, Vec upperLeft) {
     const Vec fromAbove =
@@ -45,7 +45,7 @@ struct VectorSierraLite {
   }
 };
 
-/// Swaps rows and columns of the 8 x 8 lanes of each half.
+/// Transposes the 8 x 8 lanes of each half.
 inline void Transpose(Vec (&v)[8]) {
   Vec a[8];
   for (int i = 0; i < 4; ++i) {
@@ -70,7 +70,7 @@ inline void Transpose(Vec (&v)[8]) {
 template <typename Method>
 class StripDiffuser {
  public:
-  /// `carry` has room for `CarrySize(width)` zeroed errors.
+  /// `carry` must have `CarrySize(width)` zeroed entries.
   StripDiffuser(const PixelPlane& plane, int threshold, Ink ink, std::int16_t* carry)
       : plane_(plane),
         ink_(InkBlock(ink)),
@@ -87,8 +87,8 @@ class StripDiffuser {
     }
   }
 
-  /// Errors of a row, with room before and behind for the columns that a strip's steps touch
-  /// outside the image.
+  /// Number of errors per row, with space on both sides for the columns outside the image that a
+  /// strip's steps touch.
   static std::size_t CarrySize(int width) {
     return static_cast<std::size_t>(kCarryFront + width + kCarryBack);
   }
@@ -98,7 +98,7 @@ class StripDiffuser {
   }
 
  private:
-  /// The errors that the next step takes: of the pixel to the left and of three pixels above.
+  /// The errors that the next step uses: of the pixel to the left and of three pixels above.
   struct State {
     Vec error[kVectors];
     Vec upperRight[kVectors];
@@ -106,7 +106,7 @@ class StripDiffuser {
     Vec upperLeft[kVectors];
   };
 
-  static constexpr int kSpan = kLag * (kStripRows - 1);  ///< how far the last row is behind
+  static constexpr int kSpan = kLag * (kStripRows - 1);  ///< the lag of the last row
   static constexpr int kCarryFront = kSpan + kBlock;
   static constexpr int kCarryBack = kSpan + 2 * kBlock;
 
@@ -122,7 +122,7 @@ class StripDiffuser {
       if (rows_ == kStripRows && step >= kSpan && step + kBlock <= plane_.width) {
         for (int row = 0; row < kStripRows; ++row) {
           pixels_[row] = PixelAt(row, step - kLag * row);
-          // More rows than the processor foresees by itself.
+          // More streams than the hardware prefetcher tracks.
           _mm_prefetch(pixels_[row] + 4 * kBlockBytes, _MM_HINT_T0);
         }
         RunBlock<false>(step);
@@ -134,7 +134,7 @@ class StripDiffuser {
 
   std::uint8_t* PixelAt(int row, int x) const { return first_ + row * plane_.stride + 3 * x; }
 
-  /// A block in which some rows are outside the image, wholly or in part: these work on copies.
+  /// Runs a block in which some rows are wholly or partly outside the image; these work on copies.
   void RunEdgeBlock(int step) {
     std::uint8_t copies[kStripRows][kBlockBytes] = {};
     struct {
@@ -166,7 +166,7 @@ class StripDiffuser {
     }
   }
 
-  /// Eight steps. At an edge, errors of columns outside the image are cleared.
+  /// Runs eight steps. At an edge, errors of columns outside the image are cleared.
   template <bool atEdge>
   void RunBlock(int step) {
     if (IsQuiet(step)) {
@@ -186,7 +186,7 @@ class StripDiffuser {
         std::uint8_t* const* pixel = &pixels_[i * kLanes + row];
         const GreySums sums = SumGrey(LoadBlock(pixel[0], pixel[8 * (kHalves - 1)]));
         const Vec whole = WholeGrey(sums);
-        // Twice the grey value, plus one when it is not whole.
+        // Twice the grey value, plus one if it is not whole.
         const Vec isWhole = Equal16(sums.low, Mul16(whole, Opaque(Set16(1000))));
         grey[i][row] = Add16(Add16(whole, whole), Add16(isWhole, Set16(1)));
       }
@@ -220,8 +220,9 @@ class StripDiffuser {
     }
   }
 
-  /// Eight steps over pixels that are all white and inside the image: a pixel's error is the sum of
-  /// what its neighbours pass on. False, with nothing done, when one of them does not stay white.
+  /// Runs eight steps over white pixels inside the image: a pixel's error is then the sum of what
+  /// its neighbours pass on. Returns false, with nothing changed, if one of them does not stay
+  /// white.
   bool RunWhiteBlock(int step) {
     Vec least = Zero();
     const State state = RunSteps(
@@ -234,8 +235,8 @@ class StripDiffuser {
     return true;
   }
 
-  /// Takes the errors of eight steps on. `errorOf(i, s, sum)` gives those of vector i in step s,
-  /// whose pixels get `sum` from their neighbours.
+  /// Advances the errors by eight steps. `errorOf(i, s, sum)` returns those of vector i in step s,
+  /// whose pixels receive `sum` from their neighbours.
   template <typename ErrorOf>
   State RunSteps(int step, const ErrorOf& errorOf) {
     // A copy, because stores through the carry's pointer could change members.
@@ -277,13 +278,13 @@ class StripDiffuser {
     });
   }
 
-  /// Whether every pixel is black or white, which leave no error. What is outside the image counts
-  /// as black.
+  /// Whether every pixel is black or white, so that none leaves an error. Pixels outside the image
+  /// count as black.
   bool IsBlackAndWhite() const {
     const Vec firstOfHead = Indexes(0, 0, 0, 3, 3, 3, 6, 6, 6, 9, 9, 9, 12, 12, 12, 15);
     const Vec firstOfTail = Indexes(0, 1, 1, 1, 4, 4, 4, 7, 7, 7, 10, 10, 10, 13, 13, 13);
     return ForEachVectorOfPixels([&](int, int, std::uint8_t* first, std::uint8_t* second) {
-      // All bytes of a pixel are what the sign of its first byte makes them.
+      // In a black or white pixel, all bytes follow the sign of the first one.
       const PixelBlock pixels = LoadBlock(first, second);
       const Vec head = Shuffle(Greater8(Zero(), pixels.head), firstOfHead);
       const Vec tail = Shuffle(Greater8(Zero(), pixels.tail), firstOfTail);
@@ -302,7 +303,7 @@ class StripDiffuser {
   }
 
   /// Calls `work(i, row, first, second)` for the block's pixels in the rows `row` of each half of
-  /// vector i, until it gives false, and gives what it gave last.
+  /// vector i, until it returns false. Returns its last result.
   template <typename Work>
   bool ForEachVectorOfPixels(const Work& work) const {
     for (int i = 0; i < kVectors; ++i) {
@@ -314,7 +315,7 @@ class StripDiffuser {
     return true;
   }
 
-  /// Lanes whose column at this step is inside the image.
+  /// A mask of the lanes whose column at this step is inside the image.
   Vec IsInside(int step, int vector) const {
     const Vec x = Add16(Set16(step), columns_[vector]);
     return And(Greater16(x, Set16(-1)), Greater16(Set16(plane_.width), x));
@@ -323,12 +324,12 @@ class StripDiffuser {
   PixelPlane plane_;
   PixelBlock ink_;
   bool isInkBlack_;
-  bool keepsBlackAndWhite_;  ///< black and white pixels without errors stay as they are
+  bool keepsBlackAndWhite_;  ///< black and white pixels without errors do not change
   Vec limit_;
-  Vec columns_[kVectors];  ///< the columns that the lanes are at in step 0
+  Vec columns_[kVectors];  ///< each lane's column in step 0
   std::int16_t* carry_;    ///< errors of the last row of the strip above, by column
 
-  int rows_ = 0;                   ///< of the strip that are in the image
+  int rows_ = 0;                   ///< the strip's rows inside the image
   std::uint8_t* first_ = nullptr;  ///< the strip's first pixel
   std::uint8_t* pixels_[kStripRows] = {};
   State state_;
@@ -337,8 +338,7 @@ class StripDiffuser {
 template <typename Method>
 bool DiffuseRows(const PixelPlane& plane, int threshold, Ink ink,
                  bool (*plain)(const PixelPlane&, int, Ink)) {
-  if (threshold < kLeastThreshold || threshold > kGreatestThreshold ||
-      plane.width > kGreatestWidth) {
+  if (threshold < kMinThreshold || threshold > kMaxThreshold || plane.width > kMaxWidth) {
     return plain(plane, threshold, ink);
   }
   const std::unique_ptr<std::int16_t[]> carry(

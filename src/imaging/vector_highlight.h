@@ -1,8 +1,8 @@
 #pragma once
 
-/// The highlight of a page in vectors of single-precision lanes: distances are computed with a
-/// known greatest error, and only colours whose distance is that near to the tolerance are decided
-/// by `IsHighlight`.
+/// Finds the highlight of a page with SIMD vectors of single-precision lanes. Distances are
+/// computed with a known maximum error; only colours whose distance is that close to the tolerance
+/// are passed to `IsHighlight`.
 
 #include <algorithm>
 #include <array>
@@ -16,18 +16,19 @@
 namespace orv {
 namespace {
 
-/// How far a distance computed here, before scaling, may be from the one that `IsHighlight`
-/// compares; docs/imaging.md derives less than half of it.
+/// Maximum difference, before scaling, between a distance computed here and the one that
+/// `IsHighlight` compares; docs/imaging.md derives less than half of it.
 constexpr float kDistanceError = 1.0f;
 
-/// Above every distance that two colours can have, before scaling.
-constexpr double kGreatestDistance = 1e6;
+/// Exceeds the distance of any two colours, before scaling.
+constexpr double kMaxDistance = 1e6;
 
-constexpr int kColours = 4 * kHalves;  ///< colours in a vector
+constexpr int kColours = 4 * kHalves;  ///< colours per vector
 
-/// The cube root of a positive number, within 6.6 times 2^-24 of it. The first guess, from the bits
-/// of the number, is that of the reciprocal within 3.5 %; a step of third order and one of second
-/// order follow. Zero has no root here; only black has it, and black is decided before.
+/// The cube root of a positive number, with a relative error of at most 6.6 times 2^-24. The first
+/// approximation, of the reciprocal, comes from the number's bits and is within 3.5 %; a
+/// third-order and a second-order step follow. Not defined for 0: only black yields it, and black
+/// is decided before.
 inline VecFloat CubeRoot(VecFloat t) {
   const VecFloat one = SetFloat(1.0f);
   const VecFloat third = SetFloat(1.0f / 3.0f);
@@ -45,7 +46,7 @@ class HighlightExtractor {
   explicit HighlightExtractor(const HighlightRule& rule)
       : rule_(rule), linear_(LinearChannels().data()), factor_(StretchFactor(rule.colour)) {
     ColorExtensions::RGBToLab(Color(rule.colour), lab_);
-    const double radius = std::min(rule.tolerance * kDistanceScale, kGreatestDistance);
+    const double radius = std::min(rule.tolerance * kDistanceScale, kMaxDistance);
     const float inner = static_cast<float>(radius) - kDistanceError;
     const float outer = static_cast<float>(radius) + kDistanceError;
     inner_ = inner > 0.0f ? inner * inner : 0.0f;
@@ -54,13 +55,14 @@ class HighlightExtractor {
     for (Remembered& entry : remembered_) entry.colour = ~std::uint32_t{0};
   }
 
-  /// Handles `kColours` pixels; reads four bytes more.
+  /// Handles `kColours` pixels; reads up to four bytes more.
   void Extract(std::uint8_t* pixels) {
     const Vec spread = Indexes(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
     const Vec colours = Shuffle(Load(pixels, pixels + 12), spread);
-    // Most colours of a page have a channel that no colour within the tolerance has.
-    const Vec beyond = Or(SubSaturated8(colours, Set32(static_cast<int>(greatest_))),
-                          SubSaturated8(Set32(static_cast<int>(least_)), colours));
+    // Rejects most colours early: they have a channel outside the limits of all colours within the
+    // tolerance.
+    const Vec beyond = Or(SubSaturated8(colours, Set32(static_cast<int>(maxChannels_))),
+                          SubSaturated8(Set32(static_cast<int>(minChannels_)), colours));
     const Vec nearlyWhite = Equal32(Or(colours, Set32(0x010101)), Set32(0xFFFFFF));
     const Vec nearlyBlack = Equal32(And(colours, Set32(0xFEFEFE)), Zero());
     const Vec isOpen = AndNot(Or(nearlyWhite, nearlyBlack), Equal32(beyond, Zero()));
@@ -87,7 +89,7 @@ class HighlightExtractor {
   }
 
  private:
-  /// How much blue, green and red add to X, Y and Z.
+  /// The contributions of blue, green and red to X, Y and Z.
   static constexpr float kX[3] = {0.180423f * 95.047f, 0.35758f * 95.047f, 0.412453f * 95.047f};
   static constexpr float kY[3] = {0.072169f * 100.0f, 0.71516f * 100.0f, 0.212671f * 100.0f};
   static constexpr float kZ[3] = {0.950227f * 108.883f, 0.119193f * 108.883f, 0.019334f * 108.883f};
@@ -105,10 +107,10 @@ class HighlightExtractor {
   /// Values of the blue, green and red channel.
   using Channels = std::array<int, 3>;
 
-  /// Whether no colour from `least` to `greatest` is within `radius`, before scaling. L* grows with
-  /// every channel, a* with red and blue and against green, b* with red and green and against blue
-  /// (docs/imaging.md shows why), so that two corners hold the range of each.
-  bool IsBeyond(const Channels& least, const Channels& greatest, double radius) const {
+  /// Whether no colour between `lowest` and `highest` is within `radius`, before scaling. L* grows
+  /// with every channel, a* with red and blue and against green, b* with red and green and against
+  /// blue (docs/imaging.md shows why), so two corners determine the range of each.
+  bool IsBeyond(const Channels& lowest, const Channels& highest, double radius) const {
     const auto root = [this](const float(&weights)[3], int blue, int green, int red) {
       return std::cbrt(double{weights[0]} * linear_[blue] + double{weights[1]} * linear_[green] +
                        double{weights[2]} * linear_[red]);
@@ -126,44 +128,44 @@ class HighlightExtractor {
       return std::max({0.0, from - value, value - to});
     };
     const double gaps[] = {
-        gap(lab_[0], lightness(least[0], least[1], least[2]),
-            lightness(greatest[0], greatest[1], greatest[2])),
-        gap(lab_[1], greenRed(least[0], greatest[1], least[2]),
-            greenRed(greatest[0], least[1], greatest[2])),
-        gap(lab_[2], blueYellow(greatest[0], least[1], least[2]),
-            blueYellow(least[0], greatest[1], greatest[2])),
+        gap(lab_[0], lightness(lowest[0], lowest[1], lowest[2]),
+            lightness(highest[0], highest[1], highest[2])),
+        gap(lab_[1], greenRed(lowest[0], highest[1], lowest[2]),
+            greenRed(highest[0], lowest[1], highest[2])),
+        gap(lab_[2], blueYellow(highest[0], lowest[1], lowest[2]),
+            blueYellow(lowest[0], highest[1], highest[2])),
     };
     return std::hypot(gaps[0], gaps[1], gaps[2]) > radius;
   }
 
-  /// Finds channel limits that hold every colour within `radius`: takes slices off the cube of all
-  /// colours as long as one is beyond.
+  /// Finds channel limits that contain every colour within `radius`: cuts slices off the cube of
+  /// all colours while a whole slice is farther away.
   void FindChannelLimits(double radius) {
     constexpr int kSlice = 8;
-    Channels least = {0, 0, 0};
-    Channels greatest = {255, 255, 255};
+    Channels lowest = {0, 0, 0};
+    Channels highest = {255, 255, 255};
     for (bool isSmaller = true; isSmaller;) {
       isSmaller = false;
       for (std::size_t channel = 0; channel < 3; ++channel) {
-        while (greatest[channel] - least[channel] > kSlice) {
-          Channels from = least;
-          from[channel] = greatest[channel] - kSlice + 1;
-          if (!IsBeyond(from, greatest, radius)) break;
-          greatest[channel] -= kSlice;
+        while (highest[channel] - lowest[channel] > kSlice) {
+          Channels from = lowest;
+          from[channel] = highest[channel] - kSlice + 1;
+          if (!IsBeyond(from, highest, radius)) break;
+          highest[channel] -= kSlice;
           isSmaller = true;
         }
-        while (greatest[channel] - least[channel] > kSlice) {
-          Channels to = greatest;
-          to[channel] = least[channel] + kSlice - 1;
-          if (!IsBeyond(least, to, radius)) break;
-          least[channel] += kSlice;
+        while (highest[channel] - lowest[channel] > kSlice) {
+          Channels to = highest;
+          to[channel] = lowest[channel] + kSlice - 1;
+          if (!IsBeyond(lowest, to, radius)) break;
+          lowest[channel] += kSlice;
           isSmaller = true;
         }
       }
     }
     for (std::size_t channel = 0; channel < 3; ++channel) {
-      least_ |= static_cast<std::uint32_t>(least[channel]) << 8 * channel;
-      greatest_ |= static_cast<std::uint32_t>(greatest[channel]) << 8 * channel;
+      minChannels_ |= static_cast<std::uint32_t>(lowest[channel]) << 8 * channel;
+      maxChannels_ |= static_cast<std::uint32_t>(highest[channel]) << 8 * channel;
     }
   }
 
@@ -202,7 +204,7 @@ class HighlightExtractor {
                 MulF(blueYellow, blueYellow));
   }
 
-  /// What `StretchGrey` gives for each colour, by the same operations.
+  /// `StretchGrey` of each colour, with the same operations.
   Vec StretchedGreys(Vec colours) const {
     const Vec blueRed = And(colours, Set32(0x00FF00FF));
     const Vec green = And(ShiftRight32<8>(colours), Set32(0xFF));
@@ -218,10 +220,10 @@ class HighlightExtractor {
   const float* linear_;
   float factor_;
   float lab_[3];
-  float inner_;                 ///< squared distances below it are within the tolerance
-  float outer_;                 ///< squared distances from it on are not
-  std::uint32_t least_ = 0;     ///< of each channel, 0x00RRGGBB, in colours within outer_
-  std::uint32_t greatest_ = 0;  ///< the same
+  float inner_;                    ///< squared distances below it are within the tolerance
+  float outer_;                    ///< squared distances from it on are not
+  std::uint32_t minChannels_ = 0;  ///< minimum of each channel, 0x00RRGGBB, within outer_
+  std::uint32_t maxChannels_ = 0;  ///< maximum of each channel
   Remembered remembered_[256];
 };
 

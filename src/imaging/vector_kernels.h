@@ -1,6 +1,6 @@
 #pragma once
 
-/// All vector loops, for the two files that compile them.
+/// All vectorized loops, for the two files that compile them.
 
 #include <algorithm>
 
@@ -12,11 +12,11 @@
 namespace orv {
 namespace {
 
-/// A grey value is at least a whole threshold t exactly when an eighth of its thousandths, cut to a
-/// whole number, is at least 125 t.
+/// A grey value is at least an integer threshold t exactly when an eighth of its thousandths,
+/// truncated, is at least 125 t.
 void Ordered(const PixelPlane& plane, const OrderedMatrix& matrix, Ink ink) {
   constexpr int kCount = kBlock * kHalves;
-  constexpr int kPeriod = 16;  // of every matrix, in both directions; two of these vectors or one
+  constexpr int kPeriod = 16;  // the least common period of all matrices; one or two vectors
   const PixelBlock inkBlock = InkBlock(ink);
   alignas(32) std::int16_t limits[kPeriod][kPeriod];
   for (int y = 0; y < kPeriod; ++y) {
@@ -26,7 +26,7 @@ void Ordered(const PixelPlane& plane, const OrderedMatrix& matrix, Ink ink) {
   }
   for (int y = 0; y < plane.height; ++y) {
     ForRow<kCount, 0>(plane.Row(y), plane.width, [&](std::uint8_t* pixels, int x) {
-      // The loop does so little that it would wait for rows that are in no near cache.
+      // The loop is so short that it would otherwise wait for memory.
       PrefetchAhead(pixels);
       std::uint8_t* second = pixels + kBlockBytes * (kHalves - 1);
       const Vec eighths = SumGrey(LoadBlock(pixels, second)).eighths;
@@ -36,13 +36,13 @@ void Ordered(const PixelPlane& plane, const OrderedMatrix& matrix, Ink ink) {
   }
 }
 
-/// For 16 pixels a half, one byte each: 255 where the pixel is white, else 0. Backwards, the pixels
-/// of each eight come in the order of a byte's bits, the last first, so that sign bits are bytes of
-/// a one-bit row.
+/// For 16 pixels per half, one byte each: 255 where the pixel is white, else 0. With `backwards`,
+/// each group of eight is in the order of a byte's bits, the last pixel first, so that the bytes'
+/// sign bits form a one-bit row.
 template <bool backwards>
 struct WhitePixels {
-  // Four pixels, each in a lane of its own with a byte twice; the last four are read from four
-  // bytes further back, which keeps within the pixels.
+  // Puts each of four pixels into its own lane, one byte twice. The last four are read from four
+  // bytes earlier, to stay within the pixels.
   const Vec four = backwards ? Indexes(9, 10, 11, 9, 6, 7, 8, 6, 3, 4, 5, 3, 0, 1, 2, 0)
                              : Indexes(0, 1, 2, 0, 3, 4, 5, 3, 6, 7, 8, 6, 9, 10, 11, 9);
   const Vec lastFour = backwards ? Indexes(13, 14, 15, 13, 10, 11, 12, 10, 7, 8, 9, 7, 4, 5, 6, 4)
@@ -112,7 +112,7 @@ void Whiten(const PixelPlane& plane, const PixelPlane& mask) {
   }
 }
 
-/// Whole vectors; the rest of at least a vector's bytes overlaps the one before it.
+/// Whole vectors; the last one overlaps its predecessor if less than a vector remains.
 struct VectorBytes {
   static constexpr int kSize = sizeof(Vec);
 

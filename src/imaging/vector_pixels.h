@@ -1,7 +1,7 @@
 #pragma once
 
-/// Pieces that the vector loops share: eight pixels (24 bytes) a half, reached as the 16 bytes from
-/// the first and the 16 bytes from the eighth byte on.
+/// Helpers that the vectorized loops share: eight pixels (24 bytes) per half, held as the 16 bytes
+/// from the first byte and the 16 bytes from the eighth byte on.
 
 #include <cstring>
 
@@ -11,10 +11,10 @@
 namespace orv {
 namespace {
 
-constexpr int kBlock = 8;  ///< pixels a half
+constexpr int kBlock = 8;  ///< pixels per half
 constexpr int kBlockBytes = 3 * kBlock;
 
-/// Eight pixels a half.
+/// Eight pixels per half.
 struct PixelBlock {
   Vec head;  ///< bytes 0 to 15
   Vec tail;  ///< bytes 8 to 23
@@ -24,8 +24,8 @@ inline PixelBlock LoadBlock(const std::uint8_t* first, const std::uint8_t* secon
   return {Load(first, second), Load(first + 8, second + 8)};
 }
 
-/// The grey values of eight pixels a half, one in each 16-bit lane, as their thousandths modulo
-/// 65536 and the whole part of an eighth of their thousandths (at most 31875).
+/// The grey values of eight pixels per half, one per 16-bit lane: their thousandths modulo 65536,
+/// and an eighth of their thousandths, truncated (at most 31875).
 struct GreySums {
   Vec low;
   Vec eighths;
@@ -54,8 +54,8 @@ inline Vec WholeGrey(const GreySums& sums) {
   return ShiftRight16<6>(MulHigh16(sums.eighths, Set16(33555)));
 }
 
-/// Writes eight pixels a half: white where the 16-bit lane is all ones, the ink where it is zero.
-/// `inkHead` and `inkTail` are the ink's bytes as `PixelBlock` has them.
+/// Writes eight pixels per half: white where the 16-bit lane is all ones, the ink where it is zero.
+/// `inkHead` and `inkTail` are the ink's bytes in the layout of `PixelBlock`.
 inline void PaintBlock(std::uint8_t* first, std::uint8_t* second, Vec white, Vec inkHead,
                        Vec inkTail) {
   const Vec head = Indexes(0, 0, 0, 2, 2, 2, 4, 4, 4, 6, 6, 6, 8, 8, 8, 10);
@@ -64,7 +64,7 @@ inline void PaintBlock(std::uint8_t* first, std::uint8_t* second, Vec white, Vec
   Store(first + 8, second + 8, Or(Shuffle(white, tail), inkTail));
 }
 
-/// The bytes of eight pixels of ink, as `PaintBlock` takes them.
+/// The bytes of eight pixels of ink, for `PaintBlock`.
 inline PixelBlock InkBlock(Ink ink) {
   std::uint8_t bytes[kBlockBytes];
   for (int i = 0; i < kBlockBytes; i += 3) {
@@ -76,7 +76,7 @@ inline PixelBlock InkBlock(Ink ink) {
 }
 
 /// Runs `work(pixels, x)`, which handles `count` pixels at `pixels` and may read `slack` bytes
-/// more, over a row; what is left at the end is handled in a copy.
+/// more, over a row. The remaining pixels are handled in a copy.
 template <int count, int slack, typename Work>
 void ForRow(std::uint8_t* row, int width, const Work& work) {
   int x = 0;

@@ -36,7 +36,7 @@ std::shared_ptr<const std::filesystem::path> LogFileOf(const LocalTime& day,
   const std::lock_guard guard(lock);
   if (s_stLogFolder.empty()) s_stLogFolder = ChooseLogFolder(wanted);
   if (s_stLogFolder.empty()) return nullptr;
-  // Most entries go where the one before went, whose path need not be made again.
+  // Most entries go to the same file as the previous one, whose path can be reused.
   const bool isSameDay =
       day.day == dayOfPath.day && day.month == dayOfPath.month && day.year == dayOfPath.year;
   if (path == nullptr || !isSameDay) {

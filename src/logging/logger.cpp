@@ -69,7 +69,7 @@ const std::wstring& ProcessName() {
   return s_stProcessName;
 }
 
-/// Appends text as little-endian 16-bit units without a byte-order mark, whole or not at all.
+/// Appends text as little-endian 16-bit units without a byte-order mark, completely or not at all.
 bool AppendUnits(orv::ExclusiveFile* file, std::wstring_view text) {
   if constexpr (sizeof(wchar_t) == sizeof(char16_t)) {
     return file->Append(text.data(), text.size() * sizeof(wchar_t));
@@ -79,21 +79,21 @@ bool AppendUnits(orv::ExclusiveFile* file, std::wstring_view text) {
   }
 }
 
-/// A switch is on only for exactly "1"; an empty setting leaves the default.
+/// Only exactly "1" turns a switch on; an empty setting means the default.
 int ReadSwitch(const wchar_t* name, int byDefault) {
   const std::wstring value = orv::ReadSetting(orv::kLogSettings, name);
   return value.empty() ? byDefault : value == L"1";
 }
 
-/// The decimal number at the start of a text, 0 without digits.
+/// The decimal number at the start of a text; 0 without digits.
 int LeadingNumber(const std::wstring& text) {
   const long number = std::wcstol(text.c_str(), nullptr, 10);
   return static_cast<int>(
       std::clamp<long>(number, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
 
-/// Runs a part of the logger's work as far as memory allows. Not inlined, so suppressed log calls
-/// keep a small stack frame.
+/// Runs a part of the logger's work; without memory the rest is skipped. Not inlined, so suppressed
+/// log calls keep a small stack frame.
 template <typename Work>
 [[gnu::noinline]] void Attempt(Work work) {
   try {
@@ -254,7 +254,7 @@ CString CLogger::GetFileAndLastFolder(const CString& path) {
   if (path.empty()) return {};
   CString rest(path, 0, path.size() - 1);
   while (std::count(rest.begin(), rest.end(), L'\\') > 1) {
-    // A component ends at its backslash; two in a row, as before a server name, count as one.
+    // A component ends with its backslash; two in a row, as before a server name, count as one.
     std::size_t next = rest.find(L'\\') + 1;
     if (rest[next] == L'\\') ++next;
     rest.erase(0, next);

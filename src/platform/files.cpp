@@ -3,8 +3,7 @@
 namespace orv {
 
 std::wstring FileNameOf(const std::wstring& path) {
-  // A name ends a path: behind a trailing separator there is none, and the last component with its
-  // separator counts as the name.
+  // The name of a path that ends with a separator is its last component, with that separator.
   const std::wstring separators = kPathSeparator == L'/' ? L"/" : L"\\/:";
   for (std::size_t at = path.size(); at-- > 0;) {
     const bool isSeparator = separators.find(path[at]) != std::wstring::npos;

@@ -21,7 +21,7 @@ struct ProcessEntry {
 
 DWORD CurrentProcessId();
 
-/// Replaces %NAME% by the value of this process's environment variable; other text is kept.
+/// Replaces %NAME% with the value of this process's environment variable; other text is kept.
 std::wstring ExpandVariables(const std::wstring& text);
 
 /// Finds a running process; returns false if there is none with this id.

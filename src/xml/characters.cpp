@@ -9,8 +9,6 @@
 namespace orv {
 namespace {
 
-constexpr int kReplacement = 0xFFFD;
-
 bool IsHighSurrogate(std::uint32_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
 bool IsLowSurrogate(std::uint32_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
 

@@ -42,9 +42,6 @@ constexpr Signature kSignatures[] = {
 constexpr std::string_view kEbcdicDeclaration = "\x4C\x6F"sv;
 constexpr int kEbcdicPages[] = {37, 1026, 20905};
 
-constexpr wchar_t kReplacement = 0xFFFD;
-constexpr std::string_view kReplacementUtf8 = "\xEF\xBF\xBD";
-
 /// The number of bytes in which a declaration is searched for.
 constexpr std::size_t kMaxDeclarationEnd = 2048;
 

@@ -1,6 +1,6 @@
-/// What is left of files when the process that writes them is killed, or the disk is full: each is
-/// the old or the new one, whole. `ORV_CRASH_ROUNDS` makes the rounds more, `ORV_CRASH_SEED`
-/// repeats a run that failed.
+/// The state of files after the process that writes them is killed, or on a full disk: each file is
+/// the complete old or new one. `ORV_CRASH_ROUNDS` increases the rounds, `ORV_CRASH_SEED` repeats a
+/// failed run.
 
 #include <gtest/gtest.h>
 #include <sched.h>
@@ -51,7 +51,7 @@ class Crash : public testing::Test {
 constexpr unsigned kWriters = 3;
 constexpr wchar_t kKey[] = L"Crash";
 
-/// The value that a writer writes in a step; some take several pages of the file.
+/// The value that a writer writes in a step; some occupy several database pages.
 std::wstring TextOf(unsigned writer, unsigned step) {
   return std::to_wstring(writer) + L' ' + std::to_wstring(step) +
          std::wstring(step * 7919 % 5000, static_cast<wchar_t>(L'a' + step % 26));
@@ -61,14 +61,14 @@ std::wstring KeyOf(unsigned writer) {
   return std::wstring(kKey) + L"\\w" + std::to_wstring(writer);
 }
 
-/// What a writer's keys hold.
+/// The content of a writer's keys.
 struct State {
   std::wstring value;
   bool hasSubKey = false;
   bool operator==(const State&) const = default;
 };
 
-/// After a step: odd ones set the value, even ones make and delete a key in turn.
+/// The state after a step: odd steps set the value, even ones alternately create and delete a key.
 State StateAfter(unsigned writer, unsigned step) {
   return {step == 0 ? L"" : TextOf(writer, (step - 1) | 1), step >= 4 && step % 4 < 2};
 }
@@ -90,9 +90,9 @@ State ReadState(unsigned writer) {
   return {UserText(KeyOf(writer), L"Value"), orv::test::HasUserKey(KeyOf(writer) + L"\\sub\\key")};
 }
 
-/// What SQLite itself says of the file, over a connection of its own.
+/// The result of SQLite's integrity check, on a separate connection.
 std::string CheckStore(const std::filesystem::path& file) {
-  if (!std::filesystem::exists(file)) return "ok";  // killed before it was made
+  if (!std::filesystem::exists(file)) return "ok";  // killed before it was created
   sqlite3* database = nullptr;
   std::string said;
   const auto add = [](void* to, int, char** columns, char**) {
@@ -107,7 +107,7 @@ std::string CheckStore(const std::filesystem::path& file) {
   return said;
 }
 
-/// How far a writer has got, in memory that outlives it.
+/// A writer's progress, in memory that outlives it.
 struct Progress {
   std::atomic<unsigned> begun;
   std::atomic<unsigned> done;
@@ -130,7 +130,7 @@ TEST_F(Crash, KilledWritersLeaveTheSettingsOldOrNew) {
     ASSERT_EQ(pipe(steps), 0);
     for (unsigned writer = 0; writer < kWriters; ++writer) {
       if (round % kRoundsPerStore == 0) progress[writer].begun = progress[writer].done = 0;
-      // A step that was cut off may have happened or not: the next one goes on behind it.
+      // An interrupted step may have taken effect or not: the next writer continues after it.
       progress[writer].done = progress[writer].begun.load();
       writers[writer] = fork();
       if (writers[writer] != 0) continue;
@@ -140,7 +140,7 @@ TEST_F(Crash, KilledWritersLeaveTheSettingsOldOrNew) {
         ++progress[writer].done;
       }
     }
-    // Killed after a random number of steps and turns of others, wherever each writer is by then.
+    // Kills both after a random number of steps and yields, wherever each writer is.
     close(steps[1]);
     char byte = 0;
     unsigned left = 1 + Below(round % kRoundsPerStore == 0 ? 10 : 40);
@@ -159,11 +159,11 @@ TEST_F(Crash, KilledWritersLeaveTheSettingsOldOrNew) {
                   state == StateAfter(writer, begun))
           << writer << " step " << begun << " value " << orv::WideToUtf8(state.value.substr(0, 20))
           << " key " << state.hasSubKey;
-      // The cut-off step counts as done from here on; where it was not, it is made up for.
+      // The interrupted step counts as done from here on, and is repeated if it had no effect.
       if (begun != 0 && state != StateAfter(writer, begun)) RunStep(writer, begun);
       cutOff += begun != progress[writer].done;
     }
-    // The last of all writers' values: one of them, whole.
+    // The value that all writers set: one of their values, complete.
     const std::wstring last = UserText(kKey, L"Shared");
     if (!last.empty()) {
       unsigned writer = 0;
@@ -181,16 +181,16 @@ TEST_F(Crash, KilledWritersLeaveTheSettingsOldOrNew) {
 
 // Files that the program writes.
 
-/// Runs the program under the eyes of this one. At a stop, before or behind a system call, the
-/// process may be killed: after `mostStops` of them. Gives the number of stops to the end, or -1
-/// where processes cannot be watched.
-int RunWatched(const std::vector<std::string>& arguments, int mostStops) {
+/// Runs the program under ptrace, which stops it before and after each system call. The process is
+/// killed after `killAt` stops. Returns the number of stops until its end, or -1 where tracing is
+/// not allowed.
+int RunWatched(const std::vector<std::string>& arguments, int killAt) {
   std::vector<const char*> argv = {ORV_PROGRAM};
   for (const std::string& argument : arguments) argv.push_back(argument.c_str());
   argv.push_back(nullptr);
   const pid_t process = fork();
   if (process == 0) {
-    // The sanitizers' search for leaks needs to watch the process, too.
+    // The leak sanitizer needs ptrace itself.
     setenv("ASAN_OPTIONS", "detect_leaks=0", 1);
     if (std::freopen("/dev/null", "w", stdout) == nullptr ||
         ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) {
@@ -203,9 +203,9 @@ int RunWatched(const std::vector<std::string>& arguments, int mostStops) {
   int status = 0;
   int stops = -1;
   while (waitpid(process, &status, 0) == process && WIFSTOPPED(status)) {
-    if (++stops == mostStops) kill(process, SIGKILL);
+    if (++stops == killAt) kill(process, SIGKILL);
     const int signal = WSTOPSIG(status) == SIGTRAP || stops == 0 ? 0 : WSTOPSIG(status);
-    if (ptrace(PTRACE_SYSCALL, process, nullptr, signal) != 0 && stops != mostStops) break;
+    if (ptrace(PTRACE_SYSCALL, process, nullptr, signal) != 0 && stops != killAt) break;
   }
   return stops;
 }
@@ -214,7 +214,7 @@ int RunWatched(const std::vector<std::string>& arguments, int mostStops) {
 struct Command {
   std::vector<std::string> arguments;
   std::vector<std::string> targets;
-  bool isNew = false;  ///< it refuses a file that is there: the old one is none
+  bool isNew = false;  ///< it refuses an existing file, so there is no old one
 };
 
 class ReplacedFiles : public Crash {
@@ -227,11 +227,11 @@ class ReplacedFiles : public Crash {
     orv::test::WriteBytes(File("plain.xml"), text);
     Run({"config", "protect", File("plain.xml"), File("protected.xml")});
     Run({"config", "sign", File("plain.xml")});
-    // No longer what was signed.
+    // The text no longer matches its signature.
     text = ReadBytes(File("plain.xml"));
     text.replace(text.find("LXB-3"), 5, "LXB-4");
     orv::test::WriteBytes(File("changed.xml"), text);
-    // A log that nobody else writes, for the report.
+    // A log that no other process writes, for the report.
     orv::test::WriteBytes(File("a.log"), orv::test::Utf16Bytes(L"05.03.2024\t14:07:09.042\tERR\t"
                                                                L"p.exe\tm.dll\tConfig\tfirst\r\n"));
     Run({"printers", "add", "Label 1", "ORV-LX 300"});
@@ -279,7 +279,7 @@ class ReplacedFiles : public Crash {
     };
   }
 
-  /// Puts the old files of a command into their places; gives their content.
+  /// Restores the old files of a command; returns their content.
   std::string PutOld(const Command& command) const {
     std::filesystem::remove_all(Out(""));
     std::filesystem::create_directory(Out(""));
@@ -295,7 +295,7 @@ class ReplacedFiles : public Crash {
     std::map<std::string, std::string> files;
     for (const auto& entry : std::filesystem::directory_iterator(Out(""))) {
       std::string& bytes = files[entry.path().filename().string()] = ReadBytes(entry.path());
-      // A report tells the minute in which it was made.
+      // A report contains the minute in which it was generated.
       constexpr std::string_view kMade = "Report of 0000-00-00 00:00";
       if (const std::size_t at = bytes.find("Report of "); at != bytes.npos) {
         bytes.erase(at, kMade.size());
@@ -317,7 +317,7 @@ TEST_F(ReplacedFiles, AreOldOrNewWhenTheirWriterIsKilled) {
     const std::map<std::string, std::string> made = OutFiles();
     ASSERT_EQ(made.size(), command.targets.size());
     for (const auto& [name, bytes] : made) ASSERT_NE(bytes, old);
-    // Most of a run is the start; files are written in the last of its calls.
+    // Most stops belong to the start of the program; files are written in its last system calls.
     for (unsigned round = 0; round < rounds; ++round) {
       const int last = std::min(stops, round % 4 == 0 ? stops : 100);
       const int at = stops - static_cast<int>(Below(static_cast<unsigned>(last)));
@@ -329,7 +329,7 @@ TEST_F(ReplacedFiles, AreOldOrNewWhenTheirWriterIsKilled) {
           EXPECT_TRUE(bytes == old || bytes == target->second)
               << name << " of " << bytes.size() << " bytes at stop " << at << " of " << stops;
         } else {
-          // What lies beside it is known by its name.
+          // The temporary file in the folder is recognized by its name.
           EXPECT_EQ(
               made.count(name.substr(0, name.size() - std::min(name.size(), sizeof ".XXXXXX" - 1))),
               1u)
@@ -346,7 +346,7 @@ TEST_F(ReplacedFiles, AreOldOrNewWhenTheirWriterIsKilled) {
 }
 
 TEST_F(ReplacedFiles, StayWhenTheDiskIsFull) {
-  // No file may become longer than the limit, as on a disk that has no more room.
+  // Files cannot grow beyond this limit, as on a full disk.
   rlimit before{};
   ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
   const auto handler = signal(SIGXFSZ, SIG_IGN);
@@ -364,7 +364,7 @@ TEST_F(ReplacedFiles, StayWhenTheDiskIsFull) {
       EXPECT_EQ(result.exitCode, 3) << room;
       EXPECT_NE(result.messages.find("cannot write"), std::string::npos) << result.messages;
       const std::map<std::string, std::string> files = OutFiles();
-      // Nothing lies beside them.
+      // No temporary file remains.
       EXPECT_EQ(files.size(), command.isNew ? 0u : command.targets.size());
       for (const auto& [name, bytes] : files) EXPECT_TRUE(bytes == old) << name;
     }

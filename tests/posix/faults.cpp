@@ -6,9 +6,9 @@
 #include <stddef.h>
 #include <sys/types.h>
 
-/// The calls that may fail, in place of those of the C library, OpenSSL and the others: a program's
-/// own definitions serve every shared library that it loads. The headers of what is replaced are
-/// left out, because their declarations have attributes that differ.
+/// The calls that may fail, in place of those of the C library, OpenSSL and others: definitions in
+/// the program take precedence in every shared library that it loads. The headers of the replaced
+/// functions are not included, because their declarations have different attributes.
 
 namespace {
 
@@ -17,7 +17,7 @@ using orv::test::faults::Kind;
 
 long filesNotRemoved = 0;
 
-/// The function of the same name behind the program's own.
+/// The next function of the same name after the program's own.
 template <typename Function>
 Function* Next(const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
@@ -27,7 +27,7 @@ size_t Taken(size_t size) { return Fails(Kind::kShortWrite) ? size / 2 : size; }
 
 }  // namespace
 
-// A call that fails as `failure` says, with this error.
+// A function that fails as `failure` specifies, with this error.
 #define FAILING(Type, name, parameters, arguments, failure, error) \
   extern "C" Type name parameters {                                \
     static const auto next = Next<Type parameters>(#name);         \
@@ -66,7 +66,7 @@ FAILING(ssize_t, readlink, (const char* path, char* to, size_t size), (path, to,
 FAILING(ssize_t, readlinkat, (int at, const char* path, char* to, size_t n), (at, path, to, n), -1,
         EACCES)
 
-// OpenSSL's all say null or 0.
+// OpenSSL's functions all return null or 0 on failure.
 #define FAILING_EVP(Type, name, parameters, arguments) \
   FAILING(Type, EVP_##name, parameters, arguments, {}, 0)
 
@@ -84,14 +84,14 @@ FAILING_EVP(int, DigestInit_ex, (void* c, void* type, void* e), (c, type, e))
 FAILING_EVP(int, DigestUpdate, (void* c, void* data, size_t size), (c, data, size))
 FAILING_EVP(int, DigestFinal_ex, (void* c, void* out, unsigned* size), (c, out, size))
 
-// What reached the disk is lost with the disk; the time for it is saved.
+// Skips the real call, to save time: these tests do not depend on what reaches the disk.
 extern "C" int fsync(int) { return Fails(Kind::kCall) ? (errno = EIO, -1) : 0; }
 extern "C" int fdatasync(int) { return Fails(Kind::kCall) ? (errno = EIO, -1) : 0; }
 
 FAILING(int, unlink, (const char* path), (path), (++filesNotRemoved, -1), EACCES)
 
-// Closing gives the file back whatever it says.
-#define FAILING_BEHIND(name, Parameter, failure)          \
+// Closing releases the file even if it fails.
+#define FAILING_AFTER(name, Parameter, failure)           \
   extern "C" int name(Parameter file) {                   \
     static const auto next = Next<int(Parameter)>(#name); \
     const bool fails = Fails(Kind::kCall);                \
@@ -101,10 +101,10 @@ FAILING(int, unlink, (const char* path), (path), (++filesNotRemoved, -1), EACCES
     return failure;                                       \
   }
 
-FAILING_BEHIND(close, int, -1)
-FAILING_BEHIND(fclose, void*, -1)
+FAILING_AFTER(close, int, -1)
+FAILING_AFTER(fclose, void*, -1)
 
-// Writing may also take only a part.
+// A write may also accept only a part.
 FAILING(ssize_t, write, (int file, const void* from, size_t size), (file, from, Taken(size)), -1,
         ENOSPC)
 FAILING(ssize_t, pwrite, (int file, const void* from, size_t size, off_t at),
@@ -114,7 +114,7 @@ FAILING(ssize_t, pwrite64, (int file, const void* from, size_t size, off64_t at)
 FAILING(size_t, fwrite, (const void* from, size_t size, size_t count, void* file),
         (from, size, Taken(count), file), 0, ENOSPC)
 
-// The C library's memory, as far as the program's own objects ask for it, and SQLite's.
+// The C library's memory, where the program's own objects allocate it, and SQLite's.
 #define FAILING_MEMORY(name, parameters, arguments)                      \
   extern "C" void* __real_##name parameters;                             \
   extern "C" void* __wrap_##name parameters {                            \
@@ -130,7 +130,7 @@ namespace {
 
 sqlite3_mem_methods sqliteMemory;
 
-/// SQLite takes it only before anything else, so before `main`.
+/// SQLite accepts the replacement only before any other call, so before `main`.
 [[maybe_unused]] const bool isSqlitePrepared = [] {
   sqlite3_config(SQLITE_CONFIG_GETMALLOC, &sqliteMemory);
   sqlite3_mem_methods failing = sqliteMemory;

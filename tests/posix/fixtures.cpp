@@ -25,7 +25,7 @@ ScratchRegistry::ScratchRegistry() { SetVariable("ORV_REGISTRY_DIR", folder_.pat
 
 ScratchRegistry::~ScratchRegistry() { SetVariable("ORV_REGISTRY_DIR", {}); }
 
-void JoinScratchRegistry() {}  // the environment says where it is
+void JoinScratchRegistry() {}  // the environment variable names it
 
 TestPrinter::TestPrinter(const std::wstring& name, const std::wstring& driver)
     : name_(name), driver_(driver) {
@@ -98,7 +98,7 @@ std::wstring PathOfModuleAt(const std::filesystem::path& file) {
 }
 
 std::wstring ReadResourceText(HINSTANCE resources, unsigned number) {
-  // The number stands in the file, so that the search ends there.
+  // The number is in the file, so that the search ends there.
   const auto* at = reinterpret_cast<const char*>(resources);
   const std::string key = "\n" + std::to_string(number) + "\t";
   while (std::string_view(at, key.size()) != key) ++at;

@@ -10,6 +10,6 @@ void* FindSymbol(void* library, const char* name) {
   return library != nullptr ? dlsym(library, name) : nullptr;
 }
 
-void JoinScratchSettings() {}  // the environment says where they are
+void JoinScratchSettings() {}  // the environment variable names it
 
 }  // namespace orv::test

@@ -1,24 +1,26 @@
-/// Protected files and the openssl program read each other, at every length around a block.
+/// Protected files and the openssl program read each other's output, at every length around a
+/// block.
 
 #include <gtest/gtest.h>
 
+#include "base/hex.h"
 #include "orv/crypto/crypto_helper.h"
 #include "platform/files.h"
 #include "tests/fixtures.h"
 
 namespace {
 
-using orv::test::ToHex;
+using orv::HexOf;
 
-TEST(Openssl, ReadsAndWritesTheCipherTextOfProtectedFiles) {
+TEST(Openssl, IsCompatibleWithProtectedFiles) {
   const orv::test::TemporaryFolder folder;
   const auto file = [&](const char* name) { return (folder.path() / name).string(); };
   const auto name = [&](const wchar_t* text) { return folder.Name(text); };
   const auto openssl = [&](const char* direction, const std::string& vector) {
     const orv::test::ProgramResult result =
         orv::test::RunProgram(ORV_OPENSSL, {"enc", direction, "-aes-256-cbc", "-K",
-                                            ToHex("A94E27C1B08D4F6E93D5C2E718B04A6F"), "-iv",
-                                            ToHex(vector), "-in", file("in"), "-out", file("out")});
+                                            HexOf("A94E27C1B08D4F6E93D5C2E718B04A6F"), "-iv",
+                                            HexOf(vector), "-in", file("in"), "-out", file("out")});
     EXPECT_EQ(result.exitCode, 0) << result.messages;
     return orv::test::ReadBytes(file("out"));
   };

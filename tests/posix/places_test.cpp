@@ -1,4 +1,4 @@
-/// Places where nothing can be written, users without a home, and the time of other places.
+/// Unwritable locations, users without a home folder, and time zones.
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -24,8 +24,8 @@ using orv::test::RunProgram;
 using orv::test::SetVariable;
 using orv::test::WriteBytes;
 
-/// Does work in a process of a user who is nobody, with no home and no rights; what fails there is
-/// printed and counted. Only root can become somebody else: others do it as themselves.
+/// Runs work in a process of an unprivileged user without a home folder; failures are printed and
+/// counted. Only root can change the user: other users run it as themselves.
 template <typename Work>
 void AsNobody(Work work) {
   constexpr uid_t kNobody = 54321;
@@ -42,7 +42,7 @@ void AsNobody(Work work) {
 }
 
 void ExpectFails(const std::vector<std::string>& arguments, const std::string& message) {
-  if (access(ORV_PROGRAM, X_OK) != 0) return;  // a folder that nobody may look into
+  if (access(ORV_PROGRAM, X_OK) != 0) return;  // in a folder that the user cannot access
   const ProgramResult result = RunProgram(ORV_PROGRAM, arguments);
   EXPECT_EQ(result.exitCode, 3) << arguments[0] << ' ' << arguments[1];
   EXPECT_TRUE(result.messages.starts_with("orv: ") &&
@@ -50,7 +50,7 @@ void ExpectFails(const std::vector<std::string>& arguments, const std::string& m
       << result.messages;
 }
 
-TEST(Places, AReadOnlyFolderStaysAsItIs) {
+TEST(Places, AReadOnlyFolderDoesNotChange) {
   const orv::test::TemporaryFolder folder;
   const std::string example = ReadBytes(ORV_EXAMPLES "/orv_conf_lx300.xml");
   const auto path = [&](const char* name) { return (folder.path() / name).string(); };
@@ -71,7 +71,7 @@ TEST(Places, AReadOnlyFolderStaysAsItIs) {
     EXPECT_EQ(key.Create(HKEY_CURRENT_USER, L"Key"), ERROR_ACCESS_DENIED);
     EXPECT_EQ(orv::ReadSetting(L"Test", L"LogLevel"), L"");
     ExpectFails({"registry", "set", "HKCU\\Key", "n", "v"}, "access is denied");
-    // Entries that cannot be written are lost, and nothing else is.
+    // Entries that cannot be written are dropped, and nothing else fails.
     CLogger::m_stDesiredLogPath = folder.Name();
     CLogger::m_bWriteLogToDebug = 0;
     CLogger::LOG_ERROR(nullptr, L"message", nullptr);
@@ -87,7 +87,7 @@ TEST(Places, AUserWithoutAHomeHasNoSettings) {
     for (const char* home : {"", "relative", "/proc/none"}) {
       SetVariable("HOME", home);
       SetVariable("XDG_DATA_HOME", *home == 'r' ? "relative/too" : "");
-      // The folder is looked up anew when the variable changes.
+      // The folder is looked up again when the variable changes.
       SetVariable("ORV_REGISTRY_DIR", "/proc/other");
       orv::ReadSetting(L"Test", L"LogLevel");
       SetVariable("ORV_REGISTRY_DIR", {});
@@ -106,7 +106,7 @@ TEST(Places, AUserWithoutAHomeHasNoSettings) {
   });
 }
 
-TEST(Places, AFullDeviceIsNoSuccess) {
+TEST(Places, AFullDeviceIsAFailure) {
   ExpectFails({"config", "protect", ORV_EXAMPLES "/orv_conf_lx300.xml", "/dev/full"},
               "cannot write /dev/full");
   ExpectFails({"page", "mono", ORV_EXAMPLES "/label_page.png", "/dev/full"}, "cannot write");
@@ -118,12 +118,12 @@ TEST(Places, AFullDeviceIsNoSuccess) {
   }
 }
 
-TEST(Places, TheLogHasTheTimeOfThePlace) {
+TEST(Places, TheLogUsesTheLocalTimeZone) {
   const orv::test::ScratchRegistry registry;
   orv::test::LogToFileAlone(L"1");
   const char* const old = std::getenv("TZ");
   const std::string zone = old != nullptr ? old : "";
-  // The sign before the hours is that of what makes Greenwich's time of the zone's.
+  // In TZ the sign is inverted: it is what must be added to the zone's time to get UTC.
   const std::pair<const char*, int> cases[] = {{"UTC0", 0},
                                                {"AAA-14", 14 * 60},
                                                {"BBB+12", -12 * 60},
@@ -132,7 +132,7 @@ TEST(Places, TheLogHasTheTimeOfThePlace) {
                                                {"no/such zone", 0}};
   for (const auto& [name, minutes] : cases) {
     SetVariable("TZ", name);
-    // The C library's second starts up to a tick after that of the log's finer clock.
+    // The C library's second starts up to one tick after that of the log's finer clock.
     const std::time_t before = std::time(nullptr) + minutes * 60 - 1;
     EXPECT_EQ(RunProgram(ORV_TEST_HELPER, {"log"}).exitCode, 0);
     const std::time_t after = std::time(nullptr) + minutes * 60 + 1;

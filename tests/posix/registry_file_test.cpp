@@ -1,4 +1,4 @@
-/// The files of the settings store, and what happens to them from outside.
+/// The files of the settings store, and changes to them from outside.
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
@@ -29,7 +29,7 @@ class RegistryFileTest : public testing::Test {
   }
   static std::wstring Read() { return orv::test::UserText(L"Key", L"Value"); }
 
-  /// Forks, runs the work there and expects it to succeed.
+  /// Forks, runs the work in the child and expects it to succeed.
   template <typename Work>
   static void InAnotherProcess(Work work) {
     const pid_t child = fork();
@@ -42,7 +42,7 @@ class RegistryFileTest : public testing::Test {
   TemporaryFolder folder_;
 };
 
-TEST_F(RegistryFileTest, ReadingMakesNoFile) {
+TEST_F(RegistryFileTest, ReadingCreatesNoFile) {
   std::vector<std::wstring> names;
   RegistryKey root;
   EXPECT_EQ(Read(), L"");
@@ -60,7 +60,7 @@ TEST_F(RegistryFileTest, FollowsTheEnvironmentToAnotherFolder) {
   SetVariable("ORV_REGISTRY_DIR", folder_.path() / "other");
   EXPECT_EQ(Read(), L"");
   Write(L"two");
-  // A key that was open still belongs to the store that it was opened in.
+  // An open key still belongs to the store in which it was opened.
   ASSERT_EQ(orv::SetRegistryValue(stays.get(), L"Value", RegistryValue::FromText(L"three")),
             ERROR_SUCCESS);
   EXPECT_EQ(Read(), L"two");
@@ -68,13 +68,13 @@ TEST_F(RegistryFileTest, FollowsTheEnvironmentToAnotherFolder) {
   EXPECT_EQ(Read(), L"three");
 }
 
-TEST_F(RegistryFileTest, LiesInTheUsersDataFolder) {
+TEST_F(RegistryFileTest, IsInTheUsersDataFolder) {
   const std::string home = std::getenv("HOME") != nullptr ? std::getenv("HOME") : "";
   SetVariable("HOME", folder_.path());
   for (const auto& [data, folder] :
        {std::pair("", ".local/share/orv"), std::pair("data", "data/orv")}) {
     SetVariable("XDG_DATA_HOME", *data != 0 ? (folder_.path() / data).string() : "");
-    // The folder is looked up anew when this variable changes.
+    // The folder is looked up again when this variable changes.
     SetVariable("ORV_REGISTRY_DIR", folder_.path() / "x");
     Read();
     SetVariable("ORV_REGISTRY_DIR", {});
@@ -99,7 +99,7 @@ TEST_F(RegistryFileTest, NoticesThatItsFileWasReplaced) {
   EXPECT_EQ(orv::SetRegistryValue(old.get(), L"Value", value), ERROR_KEY_DELETED);
 }
 
-TEST_F(RegistryFileTest, AFileThatIsNoStoreIsAnError) {
+TEST_F(RegistryFileTest, AFileThatIsNotAStoreIsAnError) {
   std::filesystem::create_directories(folder_.path() / "store");
   orv::test::WriteBytes(folder_.path() / "store/user.sqlite", std::string(8192, 'x'));
   RegistryKey key;
@@ -110,18 +110,19 @@ TEST_F(RegistryFileTest, AFileThatIsNoStoreIsAnError) {
   orv::test::LogCapture log;
   EXPECT_EQ(CleanupRegSessionData(L"", L""), 1U);
   EXPECT_EQ(log.TakeText(), L"ERRSessionData Error accessing Session Data. Error code: 1009\n");
-  orv::test::WriteBytes(folder_.path() / "store/user.sqlite", "");  // another process starts it
+  orv::test::WriteBytes(folder_.path() / "store/user.sqlite",
+                        "");  // another process has just created it
   EXPECT_EQ(key.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kRead), ERROR_FILE_NOT_FOUND);
   Write(L"text");
   EXPECT_EQ(Read(), L"text");
 }
 
-TEST_F(RegistryFileTest, AForkedProcessUsesAConnectionOfItsOwn) {
+TEST_F(RegistryFileTest, AForkedProcessOpensItsOwnConnection) {
   Write(L"parent");
   RegistryKey key;
   ASSERT_EQ(key.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kReadWrite), ERROR_SUCCESS);
   InAnotherProcess([&] {
-    // The open key is still good here.
+    // The open key is still valid here.
     return orv::SetRegistryValue(key.get(), L"Value", RegistryValue::FromText(L"child")) ==
                ERROR_SUCCESS &&
            Read() == L"child";
@@ -140,7 +141,7 @@ TEST_F(RegistryFileTest, ReadsWhatAnotherProcessWroteInTheMeantime) {
   Write(L"one");
   for (const bool isWriteAhead : {false, true}) {
     if (isWriteAhead) {
-      // Then writes no longer show in the file itself.
+      // With a write-ahead log, writes do not change the file's header.
       InAnotherProcess([&] {
         sqlite3* database = nullptr;
         return sqlite3_open((folder_.path() / "store/user.sqlite").c_str(), &database) ==
@@ -150,7 +151,7 @@ TEST_F(RegistryFileTest, ReadsWhatAnotherProcessWroteInTheMeantime) {
       });
     }
     for (int round = 0; round < 3; ++round) {
-      // All is read once, then changed by somebody else.
+      // Everything is read once, then changed by another process.
       EXPECT_EQ(Read(), L"one");
       EXPECT_FALSE(orv::test::HasUserKey(L"Key\\New"));
       EXPECT_EQ(keys(), 1U);
@@ -173,7 +174,7 @@ TEST_F(RegistryFileTest, ReadsWhatAnotherProcessWroteInTheMeantime) {
   }
 }
 
-TEST_F(RegistryFileTest, OneRequestLooksOnceButSeesItsOwnWrites) {
+TEST_F(RegistryFileTest, OneRequestChecksTheFileOnceButSeesItsOwnWrites) {
   Write(L"one");
   const auto writeElsewhere = [](const wchar_t* text) {
     InAnotherProcess([&] {
@@ -205,7 +206,7 @@ TEST_F(RegistryFileTest, NamesHaveLimits) {
   std::wstring deep;
   for (int i = 0; i < 600; ++i) deep += L"d\\";
   EXPECT_EQ(key.Create(HKEY_CURRENT_USER, deep), ERROR_INVALID_PARAMETER);
-  // Nothing is left of what failed.
+  // Nothing remains of failed calls.
   EXPECT_EQ(key.Open(HKEY_CURRENT_USER, L"d", RegistryAccess::kRead), ERROR_FILE_NOT_FOUND);
   EXPECT_EQ(key.Create(HKEY_CURRENT_USER, deep.substr(0, 1000)), ERROR_SUCCESS);
   EXPECT_EQ(orv::DeleteRegistryTree(HKEY_CURRENT_USER, L"d"), ERROR_SUCCESS);

@@ -21,14 +21,14 @@ constexpr SIZE_T kSmallStack = 128 * 1024;
 constexpr wchar_t kEnvironment[] = L"Windows x64";
 constexpr std::size_t kPage = 4096;
 
-/// The key of the real user hive below which both scratch hives lie.
+/// The key of the real user hive that contains both scratch hives.
 std::wstring HivesKey() {
   wchar_t name[128];
   const DWORD length = GetEnvironmentVariableW(kHivesVariable, name, 128);
   return {name, length};
 }
 
-/// Puts the scratch hives in the place of the real ones, for this process alone.
+/// Replaces the real hives with the scratch hives, for this process alone.
 void UseHives(const std::wstring& hives) {
   RegistryKey user;
   RegistryKey machine;
@@ -38,7 +38,7 @@ void UseHives(const std::wstring& hives) {
   ASSERT_EQ(RegOverridePredefKey(HKEY_LOCAL_MACHINE, machine.get()), ERROR_SUCCESS);
 }
 
-/// An argument as the runtime of the started program takes it apart again.
+/// Quotes an argument so that the runtime of the started program restores it.
 std::wstring Quote(const std::string& argument) {
   std::wstring quoted = L"\"";
   std::size_t backslashes = 0;
@@ -77,7 +77,7 @@ ScratchRegistry::~ScratchRegistry() {
   RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
   RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
   EXPECT_EQ(RegDeleteTreeW(HKEY_CURRENT_USER, HivesKey().c_str()), ERROR_SUCCESS);
-  // Goes once no other test program has a store.
+  // Succeeds once no other test program has a store.
   RegDeleteKeyW(HKEY_CURRENT_USER, L"Software\\orv tests");
   SetEnvironmentVariableW(kHivesVariable, nullptr);
 }
@@ -88,14 +88,15 @@ void JoinScratchRegistry() {
 
 TestPrinter::TestPrinter(const std::wstring& name, const std::wstring& driver)
     : name_(name), driver_(driver), handle_(nullptr) {
-  // A driver's files are looked for in the spooler's own folder.
+  // The spooler searches for a driver's files in its own folder.
   wchar_t folder[MAX_PATH];
   DWORD size = 0;
   EXPECT_TRUE(GetPrinterDriverDirectoryW(nullptr, const_cast<wchar_t*>(kEnvironment), 1,
                                          reinterpret_cast<BYTE*>(folder), sizeof folder, &size));
   std::wstring file =
       std::wstring(folder) + L"\\orv_test_" + std::to_wstring(OwnProcessId()) + L".dll";
-  CopyFileW(Utf8ToWide(ORV_TEST_DRIVER).c_str(), file.c_str(), FALSE);  // in use from the second on
+  CopyFileW(Utf8ToWide(ORV_TEST_DRIVER).c_str(), file.c_str(),
+            FALSE);  // fails while another printer uses it
   std::wstring environment = kEnvironment;
   DRIVER_INFO_3W info{};
   info.cVersion = 3;
@@ -111,7 +112,7 @@ TestPrinter::TestPrinter(const std::wstring& name, const std::wstring& driver)
 TestPrinter::~TestPrinter() {
   ClosePrinterHandle(handle_);
   EXPECT_EQ(RemoveSpoolerPrinter(name_), ERROR_SUCCESS);
-  // Stays as long as another printer uses it.
+  // Fails while another printer uses it.
   DeletePrinterDriverW(nullptr, const_cast<wchar_t*>(kEnvironment), driver_.data());
 }
 
@@ -133,7 +134,7 @@ ProgramResult RunProgram(const std::string& program, const std::vector<std::stri
   ProgramResult result;
   PROCESS_INFORMATION process{};
   BOOL isStarted = FALSE;
-  // Under load the system refuses a start now and then.
+  // Under load the system occasionally refuses to start a process.
   for (int tries = 0; !isStarted && tries < 100; ++tries) {
     if (tries > 0) Sleep(100);
     isStarted = CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
@@ -188,7 +189,7 @@ unsigned long OwnProcessId() { return GetCurrentProcessId(); }
 
 std::span<std::uint8_t> MapGuarded(std::size_t size) {
   const std::size_t inner = std::max(kPage, (size + kPage - 1) / kPage * kPage);
-  // What is reserved and not committed cannot be touched.
+  // Reserved memory that is not committed cannot be accessed.
   void* const all = VirtualAlloc(nullptr, inner + 2 * kPage, MEM_RESERVE, PAGE_NOACCESS);
   EXPECT_NE(all, nullptr);
   auto* const first = static_cast<std::uint8_t*>(all) + kPage;

@@ -17,7 +17,7 @@ void JoinScratchSettings() {
   wchar_t hives[128];
   const DWORD length = GetEnvironmentVariableW(L"ORV_TEST_HIVES", hives, 128);
   if (length == 0) return;
-  // Both are opened through the real hive, which the first replacement takes away.
+  // Both are opened through the real hive, which the first replacement hides.
   HKEY user = nullptr;
   HKEY machine = nullptr;
   const std::wstring path(hives, length);

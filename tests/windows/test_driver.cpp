@@ -1,5 +1,5 @@
-/// The user-interface part of a printer driver, as little of it as the spooler needs to add a
-/// printer: it answers with an empty public device mode.
+/// The user-interface part of a printer driver, reduced to what the spooler needs to add a printer:
+/// it returns an empty public device mode.
 
 #include <windows.h>
 
@@ -7,7 +7,7 @@
 
 namespace {
 
-/// What the spooler passes to `DrvDocumentPropertySheets`, as the driver interface lays it out.
+/// The argument of `DrvDocumentPropertySheets`, in the layout of the driver interface.
 struct DocumentPropertyHeader {
   WORD size;
   WORD reserved;

@@ -1,4 +1,4 @@
-/// The record of its version that the system shows of each file.
+/// The version resource of each file.
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 
 namespace {
 
-TEST(VersionRecord, IsInEveryFile) {
+TEST(VersionResource, IsInEveryFile) {
   for (const std::string path : {ORV_LIBRARY, ORV_RESOURCES, ORV_PROGRAM}) {
     SCOPED_TRACE(path);
     std::string record(GetFileVersionInfoSizeA(path.c_str(), nullptr), '\0');

@@ -8,18 +8,19 @@
 #include "orv/platform/export.h"
 #include "orv/platform/types.h"
 
-/// Files that may be stored protected: recognised by their first three bytes, "CNF", and nothing
-/// else. Failures are logged at error level. Any thread may call; a null client is allowed.
+/// Files that may be protected: recognised only by their first three bytes, "CNF". Failures are
+/// logged at error level. Functions may be called from any thread; a null client is allowed.
 class ORV_EXPORT CCryptoHelper {
  public:
-  /// The text of a file, plain or protected, decoded from UTF-8; a byte-order mark stays as U+FEFF.
-  /// Empty on any failure, and for an empty file. Files of more than 10,000,000 bytes are refused.
-  /// Throws `std::filesystem::filesystem_error` when the size of what exists cannot be read.
+  /// Loads the text of a file, plain or protected, decoded from UTF-8; a byte-order mark is kept as
+  /// U+FEFF. Returns an empty text on any failure, and for an empty file. Files of more than
+  /// 10,000,000 bytes are refused. Throws `std::filesystem::filesystem_error` if the path exists
+  /// but its size cannot be read.
   static CString LoadFileUTF8(const CString& path, CLoggerClient* client);
 
-  /// Writes the protected (plain) form of the source, which must be writable, to the target. A
-  /// target file is deleted first; a folder stays and is an error. The write itself is not checked.
-  /// 0 on success, 1 on failure. Throws as `LoadFileUTF8`.
+  /// Writes the protected (or plain) form of the source, which must be writable, to the target. An
+  /// existing target file is deleted first; a folder is kept and is an error. The write itself is
+  /// not checked. Returns 0 on success, 1 on failure. Throws like `LoadFileUTF8`.
   static DWORD AesEncryptFile(const CString& sourcePath, const CString& targetPath,
                               CLoggerClient* client);
   static DWORD AesDecryptFile(const CString& sourcePath, const CString& targetPath,
@@ -28,10 +29,10 @@ class ORV_EXPORT CCryptoHelper {
 
 namespace orv {
 
-/// The bytes of the protected form of a file with these bytes; nothing when they cannot be made.
-/// This and the next throw `std::bad_alloc` when there is no memory to hand the result out.
+/// Returns the protected form of a file's bytes, or nothing on failure. This and the next function
+/// throw `std::bad_alloc` if there is no memory for the result.
 ORV_EXPORT std::optional<std::string> ProtectBytes(std::string_view plain);
-/// The plain bytes of a protected file; nothing when it is none, or not whole.
+/// Returns the plain bytes of a protected file, or nothing if it is invalid or incomplete.
 ORV_EXPORT std::optional<std::string> UnprotectBytes(std::string_view bytes);
 
 }  // namespace orv

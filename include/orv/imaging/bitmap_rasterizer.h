@@ -14,20 +14,20 @@ enum eBitmapDitherer {
   eBitmapDithererMatrix16 = 5,        ///< ordered, 16 x 16 thresholds
 };
 
-/// Turns images into two colours, white and the colour of a print head. A pixel whose grey value,
-/// with the error that its neighbours passed on, is at least its threshold becomes white, any other
-/// the colour; alpha of the colour is ignored. The ordered methods have thresholds of their own.
-/// Any thread may call anything on bitmaps that no other thread uses.
+/// Reduces images to two colours, white and the colour of a print head. A pixel becomes white if
+/// its grey value, plus the error from its neighbours, is at least its threshold; otherwise it gets
+/// the colour, whose alpha is ignored. The ordered methods have their own thresholds. Functions may
+/// be called from any thread on bitmaps that no other thread uses.
 class ORV_EXPORT BitmapRasterizer {
  public:
   /// Dithers a copy of `source` to black and white; see the next function.
   static Bitmap* Dither(Bitmap* source, eBitmapDitherer method, int threshold);
 
-  /// A dithered copy of `source` in its own format, which the caller deletes. Null for an unknown
-  /// method and when the copy or the method fails.
+  /// Dithers a copy of `source` in its own format; the caller deletes it. Returns null for an
+  /// unknown method, or if copying or dithering fails.
   static Bitmap* Dither(Bitmap* source, eBitmapDitherer method, int threshold, Color& colour);
 
-  /// Dithers pixels that are locked as 24-bit RGB, in place. 0 for an unknown method or without
-  /// memory, else 1; method 0 does nothing.
+  /// Dithers pixels that are locked as 24-bit RGB, in place. Returns 0 for an unknown method or if
+  /// memory runs out, else 1; method 0 does nothing.
   static BOOL Dither(BitmapData* data, eBitmapDitherer method, int threshold, Color& colour);
 };

@@ -4,12 +4,12 @@
 #include "orv/platform/graphics.h"
 #include "orv/platform/types.h"
 
-/// What the imaging code computes of single colours. Alpha is ignored on input; a colour that is
-/// returned has alpha 255. Stateless: any thread may call anything.
+/// Computations on single colours. Alpha is ignored on input; returned colours have alpha 255.
+/// Stateless and thread-safe.
 class ORV_EXPORT ColorExtensions {
  public:
-  /// 0.299 red + 0.587 green + 0.114 blue (the luma weights of ITU-R BT.601) as the quotient of
-  /// whole numbers (299 red + 587 green + 114 blue) / 1000, so that a grey v gives v exactly.
+  /// 0.299 red + 0.587 green + 0.114 blue (the luma weights of ITU-R BT.601), computed as the
+  /// integer quotient (299 red + 587 green + 114 blue) / 1000, so that a grey v yields exactly v.
   static double CalculateGrayValue(BYTE red, BYTE green, BYTE blue);
 
   /// The grey with the colour's grey value, truncated.
@@ -24,8 +24,8 @@ class ORV_EXPORT ColorExtensions {
   /// Whether red, green and blue are all at most 1.
   static BOOL IsNearlyBlack(const Color& colour);
 
-  /// L*, a*, b* of a colour into `lab[0]` to `lab[2]`. The constants and the scale are this
-  /// system's own and no textbook's: callers compare tolerances with distances computed from them.
+  /// Writes L*, a*, b* of a colour to `lab[0]` to `lab[2]`. The constants and the scale are
+  /// specific to this library: callers compare tolerances with distances computed from them.
   static void RGBToLab(const Color& colour, float* lab);
 
   /// The distance of two colours in L*, a*, b*, divided by 72160 so that tolerances are small

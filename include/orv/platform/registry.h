@@ -7,23 +7,23 @@
 #include "orv/platform/export.h"
 #include "orv/platform/types.h"
 
-/// The settings store: the registry on Windows, elsewhere one SQLite file for the user hive and one
-/// for the machine hive, with the same rules (names compare without regard to case, sub-keys and
-/// values enumerate in name order, several processes may use it at once). Roots are
-/// `HKEY_CURRENT_USER` and `HKEY_LOCAL_MACHINE`; paths separate their keys with backslashes. Every
-/// function returns a system error code, `ERROR_SUCCESS` when it did its work; without memory it
-/// throws `std::bad_alloc`, and nothing is written.
+/// The settings store: the registry on Windows; on Linux one SQLite file for the user hive and one
+/// for the machine hive, with the same rules (names compare case-insensitively, sub-keys and values
+/// enumerate in name order, several processes may use it at once). The roots are
+/// `HKEY_CURRENT_USER` and `HKEY_LOCAL_MACHINE`; paths separate their keys with backslashes.
+/// Functions return a system error code, `ERROR_SUCCESS` on success. If memory runs out they throw
+/// `std::bad_alloc` and write nothing.
 
 namespace orv {
 
-/// What a key is opened for.
+/// The access for which a key is opened.
 enum class RegistryAccess { kRead, kReadWrite };
 
-/// A key that is closed with its owner.
+/// An owned key, closed by the destructor.
 class ORV_EXPORT RegistryKey {
  public:
   RegistryKey() = default;
-  /// Takes over a key that is open.
+  /// Takes ownership of an open key.
   explicit RegistryKey(HKEY key) : key_(key) {}
   RegistryKey(RegistryKey&& other) noexcept : key_(std::exchange(other.key_, nullptr)) {}
   RegistryKey& operator=(RegistryKey&& other) noexcept {
@@ -36,52 +36,53 @@ class ORV_EXPORT RegistryKey {
   LONG Open(HKEY parent, const std::wstring& path, RegistryAccess access);
   /// Opens a key below `parent` for reading and writing, creating it and its parents if missing.
   LONG Create(HKEY parent, const std::wstring& path);
-  /// Closes the key; without one it does nothing.
+  /// Closes the key; does nothing without one.
   void Close();
 
-  /// The open key, null for none; this object keeps it.
+  /// The open key, which this object keeps; null without one.
   HKEY get() const { return key_; }
 
  private:
   HKEY key_ = nullptr;
 };
 
-/// A value's type (`REG_SZ`, …) and bytes. Text is UTF-16LE with its terminator, in both homes.
+/// A value's type (`REG_SZ`, …) and bytes. Text is UTF-16LE with its terminator on both platforms.
 struct ORV_EXPORT RegistryValue {
   DWORD type = 0;          ///< `REG_SZ` and others
   std::vector<BYTE> data;  ///< as the registry stores it
 
-  /// A `REG_SZ` of a text, and a `REG_DWORD` of a number.
+  /// Makes a `REG_SZ` value from a text, or a `REG_DWORD` value from a number.
   static RegistryValue FromText(const std::wstring& text);
   static RegistryValue FromNumber(DWORD number);
 
   /// The text of a `REG_SZ` value up to its first terminator; empty for any other type.
   std::wstring Text() const;
-  /// The number of a `REG_DWORD` value of four bytes into `*number`; false for any other value.
+  /// Reads a `REG_DWORD` value of four bytes into `*number`. Returns false for any other value.
   bool Number(DWORD* number) const;
 };
 
-/// A value with the name that it was first given.
+/// A value, and its name as first written.
 struct NamedRegistryValue {
   std::wstring name;    ///< empty for the default value of a key
   RegistryValue value;  ///< its type and bytes
 };
 
-/// Reads, sets or deletes the value of a name, letter case apart. These and the functions below
-/// return a system error code; of what is not there it is `ERROR_FILE_NOT_FOUND`.
+/// Reads, sets or deletes the value with a name, compared case-insensitively. These and the
+/// functions below return a system error code, `ERROR_FILE_NOT_FOUND` if the value or key is
+/// missing.
 ORV_EXPORT LONG GetRegistryValue(HKEY key, const std::wstring& name, RegistryValue* value);
 ORV_EXPORT LONG SetRegistryValue(HKEY key, const std::wstring& name, const RegistryValue& value);
 ORV_EXPORT LONG DeleteRegistryValue(HKEY key, const std::wstring& name);
 /// Deletes the key at `path` below `parent` with everything under it.
 ORV_EXPORT LONG DeleteRegistryTree(HKEY parent, const std::wstring& path);
-/// The names of all sub-keys of `key`, in name order.
+/// Lists the names of all sub-keys of `key`, in name order.
 ORV_EXPORT LONG ListRegistryKeys(HKEY key, std::vector<std::wstring>* names);
-/// All values of `key`, in name order: the cheap way to read more than one.
+/// Lists all values of `key`, in name order. Cheaper than reading several values one by one.
 ORV_EXPORT LONG ListRegistryValues(HKEY key, std::vector<NamedRegistryValue>* values);
 
-/// One look at the settings store for one request: what this thread reads while the object lives is
-/// as the store was at the first read, unless this process changes it. Saves looking anew with
-/// every read whether another process has written; the Windows registry answers without that.
+/// A snapshot of the settings store for one request. While the object exists, this thread reads the
+/// state of the first read, plus this process's own changes. This saves checking at every read
+/// whether another process has written. On Windows it has no effect.
 class ORV_EXPORT RegistryRequest {
  public:
   RegistryRequest();

@@ -28,8 +28,8 @@ struct PrinterFacts {
   std::wstring driverName;   ///< the driver's name, which determines the configuration file
 };
 
-/// Reads a printer's information from the spooler. Returns false if the spooler does not know the
-/// handle; text that the spooler omits stays empty.
+/// Reads a printer's information from the spooler. Returns false if the handle is invalid; text
+/// that the spooler omits stays empty.
 ORV_EXPORT bool GetPrinterFacts(HANDLE printer, PrinterFacts* facts);
 
 /// Adds a printer to the spooler. The driver must be installed there (on Linux any name is a

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <vector>
 
+#include "base/utf8.h"
+
 namespace orv {
 namespace {
 
@@ -15,7 +17,7 @@ struct NamedPage {
   const char* name;
 };
 
-/// Pages whose iconv name is not "CP" and their number.
+/// Code pages whose iconv name is not "CP" and their number.
 constexpr NamedPage kNamedPages[] = {
     {708, "ISO-8859-6"},     {936, "GBK"},           {949, "UHC"},
     {1047, "IBM1047"},       {1361, "JOHAB"},        {10000, "MACINTOSH"},
@@ -31,7 +33,8 @@ constexpr NamedPage kNamedPages[] = {
     {54936, "GB18030"},      {65000, "UTF-7"},       {65001, "UTF-8"},
 };
 
-/// Ranges of pages: those from `first` to `last` are "PREFIX" and their number less `base`.
+/// Ranges of code pages: those from `first` to `last` are named "PREFIX" and their number minus
+/// `base`.
 struct PageRange {
   int first;
   int last;
@@ -51,7 +54,7 @@ std::string IconvName(int codePage) {
   for (const PageRange& range : kPageRanges) {
     if (codePage < range.first || codePage > range.last) continue;
     char name[32];
-    // The EBCDIC page 37 is written with three digits.
+    // The EBCDIC code page 37 is written with three digits.
     std::snprintf(name, sizeof name, "%s%0*d", range.prefix, codePage < 100 ? 3 : 1,
                   codePage - range.base);
     return name;
@@ -59,7 +62,7 @@ std::string IconvName(int codePage) {
   return {};
 }
 
-/// A conversion that is closed with its owner.
+/// An owned iconv descriptor.
 class Conversion {
  public:
   Conversion(const char* to, const char* from) : handle_(iconv_open(to, from)) {}
@@ -71,8 +74,8 @@ class Conversion {
 
   bool IsOpen() const { return handle_ != reinterpret_cast<iconv_t>(-1); }
 
-  /// Converts all of the source, a buffer at a time. `onFault` deals with a piece that does not
-  /// convert: it gets the source, moves it onward and may convert something else instead.
+  /// Converts the whole source, one buffer at a time. `onFault` handles input that does not
+  /// convert: it receives the rest of the source, advances it, and may replace what comes next.
   template <class OnOutput, class OnFault>
   void Run(std::string_view source, OnOutput onOutput, OnFault onFault) {
     char* in = const_cast<char*>(source.data());
@@ -118,7 +121,7 @@ bool DecodeCodePage(int codePage, std::string_view bytes, std::wstring* text, bo
         }
       },
       [text, lost](char*& in, std::size_t& left) {
-        *text += L'\uFFFD';
+        *text += kReplacement;
         *lost = true;
         ++in;
         --left;
@@ -137,11 +140,11 @@ bool EncodeCodePage(int codePage, std::wstring_view text, std::string* bytes, bo
     units += static_cast<char>(unit >> 8 & 0xFF);
   }
   conversion.Run(
-      units, [bytes](std::string_view piece) { *bytes += piece; },
+      units, [bytes](std::string_view chunk) { *bytes += chunk; },
       [lost](char*& in, std::size_t& left) {
         *lost = true;
-        // A question mark takes the place of the character, whose first unit it overwrites; of a
-        // pair the second unit is passed over as well.
+        // A question mark replaces the character: it overwrites its last unit, and the high
+        // surrogate of a pair is skipped.
         const auto high = static_cast<std::uint8_t>(in[1]);
         const auto nextHigh = left >= 4 ? static_cast<std::uint8_t>(in[3]) : std::uint8_t{0};
         const bool isPair = (high & 0xFC) == 0xD8 && (nextHigh & 0xFC) == 0xDC;

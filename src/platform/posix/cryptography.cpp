@@ -9,8 +9,8 @@
 namespace orv {
 namespace {
 
-/// An algorithm, looked up once and kept: otherwise the library searches its providers for every
-/// operation. One that was not found, for want of memory perhaps, is looked up again.
+/// An algorithm that is fetched once and kept: otherwise the library searches its providers for
+/// every operation. If fetching fails, for example without memory, the next use tries again.
 template <typename Algorithm, Algorithm* (*fetch)(OSSL_LIB_CTX*, const char*, const char*),
           void (*release)(Algorithm*)>
 class Fetched {
@@ -22,7 +22,7 @@ class Fetched {
     if (known != nullptr) return known;
     Algorithm* const found = fetch(nullptr, name_, nullptr);
     if (found == nullptr || known_.compare_exchange_strong(known, found)) return found;
-    release(found);  // another thread was quicker
+    release(found);  // another thread was faster
     return known;
   }
 

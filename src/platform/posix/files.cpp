@@ -6,22 +6,12 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdint>
 #include <cstdlib>
 
 #include "base/utf8.h"
+#include "platform/posix/descriptor.h"
 
 namespace orv {
-namespace {
-
-/// A descriptor is kept as itself plus one, so that no file is null and descriptor 0 is one.
-void* ToHandle(int descriptor) { return reinterpret_cast<void*>(std::intptr_t{descriptor} + 1); }
-int ToDescriptor(void* handle) {
-  return static_cast<int>(reinterpret_cast<std::intptr_t>(handle) - 1);
-}
-
-}  // namespace
-
 const wchar_t kPathSeparator = L'/';
 
 std::filesystem::path ToPath(const std::wstring& name) { return WideToUtf8(name); }
@@ -37,18 +27,17 @@ std::wstring UserTempFolder() {
 
 bool ExclusiveFile::Open(const std::filesystem::path& path) {
   Close();
-  // A pipe or a device is no file to hold: opening one could block, or would take what is written.
-  const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666);
-  if (file < 0) return false;
-  // The size is taken while nobody else can change it.
+  // Pipes and devices are refused: opening one could block, or would consume what is written.
+  FileDescriptor file(
+      open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666));
+  // The size is read while the lock excludes other writers.
   struct stat status {};
-  if (flock(file, LOCK_EX | LOCK_NB) != 0 || fstat(file, &status) != 0 ||
-      !S_ISREG(status.st_mode)) {
-    close(file);
+  if (file.get() < 0 || flock(file.get(), LOCK_EX | LOCK_NB) != 0 ||
+      fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
     return false;
   }
   end_ = status.st_size;
-  handle_ = ToHandle(file);
+  handle_ = ToHandle(file.Release());
   return true;
 }
 
@@ -72,7 +61,7 @@ bool ExclusiveFile::Append(const void* data, std::size_t size) {
     end_ += written;
     return true;
   }
-  // A disk that is full takes a part. What cannot be cut off again stays.
+  // A full disk accepts a part of the data. If the part cannot be cut off, it remains.
   [[maybe_unused]] const int cut = ftruncate(file, end_);
   return false;
 }

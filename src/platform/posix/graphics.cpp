@@ -20,12 +20,13 @@ bool IsSupported(PixelFormat format) {
   return std::find(std::begin(kFormats), std::end(kFormats), format) != std::end(kFormats);
 }
 
-/// Bytes of a row in `format`, padded to four; above INT_MAX for a width that no bitmap has.
+/// Bytes of a row in `format`, padded to four; above INT_MAX if the width is too large for a
+/// bitmap.
 std::int64_t StrideOf(INT width, PixelFormat format) {
   return (static_cast<std::int64_t>(width) * BitsPerPixel(format) + 31) / 32 * 4;
 }
 
-/// Black and white, or for 8 bits the 256 greys.
+/// Black and white; for 8 bits, the 256 greys.
 std::vector<ARGB> DefaultPalette(PixelFormat format) {
   std::vector<ARGB> palette;
   if (format != PixelFormat1bppIndexed && format != PixelFormat8bppIndexed) return palette;
@@ -81,7 +82,7 @@ void WritePixel(BYTE* row, INT x, PixelFormat format, const std::vector<ARGB>& p
     case PixelFormat32bppRGB:
     case PixelFormat32bppARGB:
       row[x * 4 + 3] = format == PixelFormat32bppARGB ? colour.GetAlpha() : 0;
-      row += x;  // the three colour bytes lie 4 x from the row's start
+      row += x;  // the colour bytes begin at 4 x in the row
       [[fallthrough]];
     default:
       row[x * 3] = colour.GetBlue();
@@ -90,8 +91,8 @@ void WritePixel(BYTE* row, INT x, PixelFormat format, const std::vector<ARGB>& p
   }
 }
 
-/// Memory for pixels: large bitmaps ask for large pages, which take most of the time that touching
-/// fresh memory costs.
+/// Memory for pixels. Large bitmaps request huge pages, which saves most of the cost of the first
+/// access to fresh memory.
 BYTE* AllocatePixels(std::size_t size) {
   constexpr std::size_t kLargePage = std::size_t{2} << 20;
   if (size < 2 * kLargePage) return static_cast<BYTE*>(std::malloc(size));
@@ -104,7 +105,7 @@ BYTE* AllocatePixels(std::size_t size) {
 struct PixelArea {
   BYTE* first;
   INT stride;
-  INT x;  ///< of the area's left column in its rows
+  INT x;  ///< column of the area's left edge
   PixelFormat format;
   const std::vector<ARGB>* palette;
 };
@@ -270,7 +271,7 @@ Bitmap* Bitmap::Clone(INT x, INT y, INT width, INT height, PixelFormat format) c
   const Status status = clone != nullptr ? clone->GetLastStatus() : OutOfMemory;
   if (Record(status) != Ok) return nullptr;
   if (format == format_) clone->palette_ = palette_;
-  // What no pixel covers: padding, and the rest of a last byte that holds fewer than eight pixels.
+  // Clears what no pixel covers: padding, and the rest of a last byte with fewer than eight pixels.
   const INT covered = static_cast<INT>(static_cast<std::int64_t>(width) * BitsPerPixel(format) / 8);
   for (INT row = 0; row < height; ++row) {
     std::memset(clone->Row(row) + covered, 0, static_cast<std::size_t>(clone->stride_ - covered));

@@ -10,15 +10,15 @@
 
 #include "base/utf8.h"
 
-/// The rollback journal is used instead of a write-ahead log because that one needs to write beside
-/// the database even to read it, which users may not do to the machine's hive.
+/// The rollback journal is used instead of a write-ahead log because the latter needs write access
+/// to the folder even for reading, which users do not have for the machine hive.
 
 namespace orv {
 namespace {
 
 constexpr int kBusyMilliseconds = 30000;
 
-/// An id is never used twice, so that a handle to a deleted key stays one.
+/// Ids are never reused, so a handle to a deleted key stays invalid.
 constexpr char kSchema[] =
     "CREATE TABLE IF NOT EXISTS keys("
     " id INTEGER PRIMARY KEY AUTOINCREMENT,"
@@ -35,7 +35,7 @@ constexpr char kSchema[] =
     " PRIMARY KEY(key, folded)) WITHOUT ROWID;"
     "INSERT OR IGNORE INTO keys(id, parent, folded, name) VALUES(1, 0, '', '');";
 
-/// ?1 and everything below it.
+/// The key ?1 and everything below it.
 #define ORV_TREE                                                                        \
   "WITH RECURSIVE tree(id) AS (SELECT ?1 UNION ALL SELECT keys.id FROM keys JOIN tree " \
   "ON keys.parent = tree.id) "
@@ -111,7 +111,7 @@ LONG Hive::PrepareRead(std::uint64_t request) {
   if (path_.empty()) return ERROR_FILE_NOT_FOUND;
   if (request != 0 && request == request_ && owner_ == getpid()) return ERROR_SUCCESS;
   const std::optional<FileIdentity> current = IdentityOf(path_);
-  // An open connection keeps its file's number from being used for another file.
+  // An open connection prevents its file's inode number from being reused.
   const bool isSameFile = database_ != nullptr && current == identity_;
   if (isSameFile && owner_ == getpid()) {
     const std::optional<FileState> state = ReadState();
@@ -131,7 +131,7 @@ LONG Hive::PrepareWrite() {
   if (path_.empty()) return ERROR_PATH_NOT_FOUND;
   const LONG result = PrepareRead();
   if (result != ERROR_FILE_NOT_FOUND) return result;
-  std::error_code ignored;  // opening reports what cannot be made
+  std::error_code ignored;  // opening the file reports the error
   std::filesystem::create_directories(std::filesystem::path(path_).parent_path(), ignored);
   return Connect(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
 }
@@ -183,9 +183,9 @@ LONG Hive::ReadKey(sqlite3_int64 row, const KeyContent** content) {
 }
 
 std::optional<Hive::FileState> Hive::ReadState() const {
-  // The database's header from byte 18: how the file is written and read (1 each with a rollback
-  // journal), and from byte 24 what every write changes, its count first. SQLite looks at the same
-  // bytes to know whether the pages that it has are current.
+  // The database header from byte 18: the write and read formats (1 each with a rollback journal);
+  // from byte 24: what every write changes, beginning with the change counter. SQLite compares the
+  // same bytes to find out whether its cached pages are current.
   constexpr int kFormats = 18;
   constexpr int kState = 24;
   std::array<std::uint8_t, kState - kFormats + std::tuple_size_v<FileState>> header{};
@@ -217,8 +217,8 @@ LONG Hive::Connect(int flags) {
       error = CreateTables();
     } else {
       result = Query(Prepare(kHasSchema)).Step();
-      // A file without tables is one that another process is about to fill, or was cut off from
-      // filling.
+      // A file without tables is one that another process is about to initialize, or was killed
+      // while initializing.
       error = result == SQLITE_DONE ? ERROR_FILE_NOT_FOUND : ErrorOf(result);
     }
   }
@@ -240,14 +240,14 @@ LONG Hive::CreateTables() {
 }
 
 void Hive::RollBack() {
-  if (sqlite3_get_autocommit(database_) != 0) return;  // a grave error has rolled it back already
+  if (sqlite3_get_autocommit(database_) != 0) return;  // a severe error has already rolled it back
   Run(kRollback);
   if (sqlite3_get_autocommit(database_) == 0) Disconnect();
 }
 
 void Hive::Disconnect() {
-  // What a fork carried over belongs to the parent: closing it here could release the parent's
-  // file locks.
+  // A connection inherited over a fork belongs to the parent: closing it here could release the
+  // parent's file locks.
   if (owner_ == getpid()) {
     for (sqlite3_stmt* statement : statements_) sqlite3_finalize(statement);
     sqlite3_close_v2(database_);

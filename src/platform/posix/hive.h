@@ -17,15 +17,15 @@
 #include "orv/platform/registry.h"
 #include "orv/platform/types.h"
 
-/// One hive of the settings store: an SQLite file, `docs/registry.md` describes its tables. Nothing
-/// here locks; the registry above does.
+/// One hive of the settings store: an SQLite file, whose tables `docs/registry.md` describes. Not
+/// thread-safe; the registry holds the lock.
 
 namespace orv {
 
-/// The row of a hive's root key, which is always there.
+/// The row of a hive's root key, which always exists.
 inline constexpr sqlite3_int64 kRootKey = 1;
 
-/// The statements that the registry runs; each names its parameters in hive.cpp.
+/// The statements that the registry runs; hive.cpp lists the parameters of each.
 enum Statement {
   kHasSchema,
   kBeginRead,
@@ -44,17 +44,17 @@ enum Statement {
   kStatementCount,
 };
 
-/// The system error code for what SQLite returned.
+/// The system error code for an SQLite result.
 LONG ErrorOf(int sqliteResult);
 
-/// A prepared statement, or why it could not be prepared.
+/// A prepared statement, or the reason why it could not be prepared.
 struct Prepared {
   sqlite3_stmt* statement;
   int result;
 };
 
-/// A prepared statement in use: reset when done with. One that could not be prepared gives its
-/// error at the first step.
+/// Runs a prepared statement and resets it at the end of the scope. If it could not be prepared,
+/// the first step returns that error.
 class Query {
  public:
   explicit Query(const Prepared& prepared)
@@ -67,7 +67,7 @@ class Query {
     sqlite3_clear_bindings(statement_);
   }
 
-  // Bound text and bytes are not copied: they must live until the query has run.
+  // Bound text and bytes are not copied: they must outlive the query.
   Query& Bind(int index, sqlite3_int64 number) {
     sqlite3_bind_int64(statement_, index, number);
     return *this;
@@ -96,25 +96,25 @@ class Query {
   int result_;
 };
 
-/// Which file a path leads to just now.
+/// The file that a path currently leads to.
 struct FileIdentity {
   dev_t device = 0;
   ino_t inode = 0;
   bool operator==(const FileIdentity&) const = default;
 };
 
-/// A key as one read found it.
+/// The content of a key as of one read.
 struct KeyContent {
   struct Value {
     std::string folded;
     NamedRegistryValue named;
   };
   bool isThere = false;
-  std::vector<Value> values;  ///< in the order of their folded names
+  std::vector<Value> values;  ///< ordered by folded name
   std::vector<std::wstring> subKeys;
 };
 
-/// Where a path leads to.
+/// The key that a path leads to.
 struct PathEnd {
   LONG result = ERROR_SUCCESS;
   sqlite3_int64 row = 0;
@@ -123,8 +123,8 @@ struct PathEnd {
 
 class Hive;
 
-/// A transaction of a hive; one that is not committed is undone with the object, also when what
-/// was to be done in it throws.
+/// A transaction of a hive. The destructor rolls it back unless it was committed, also when an
+/// exception is thrown.
 class Transaction {
  public:
   Transaction(Hive* hive, Statement begin);
@@ -132,7 +132,7 @@ class Transaction {
   Transaction& operator=(const Transaction&) = delete;
   ~Transaction();
 
-  /// Whether it could begin.
+  /// The result of beginning the transaction.
   LONG result() const { return result_; }
   LONG Commit();
 
@@ -142,8 +142,8 @@ class Transaction {
   bool isOpen_;
 };
 
-/// One hive's file, the connection to it, and what was read from it. Reading a key again costs one
-/// look at the file's header instead of locks and queries; a write by anybody shows there.
+/// A hive's file, the connection to it, and a cache of what was read. Reading a key again costs one
+/// read of the file header instead of locks and queries; the header shows writes by any process.
 class Hive {
  public:
   explicit Hive(std::string path) : path_(std::move(path)) {}
@@ -151,36 +151,35 @@ class Hive {
   Hive& operator=(const Hive&) = delete;
   ~Hive() { Disconnect(); }
 
-  /// Changes when another file is found in the place of the one that was read: rows are new then.
+  /// Changes when another file replaces the one that was read: row ids are new then.
   int generation() const { return generation_; }
 
-  /// Makes the connection usable for reading. `ERROR_FILE_NOT_FOUND` when nothing was ever written.
-  /// The reads of one request, which has a number of its own above 0, look at the file only once.
+  /// Makes the connection usable for reading. Returns `ERROR_FILE_NOT_FOUND` if nothing was ever
+  /// written. All reads with the same request number above 0 check the file only once.
   LONG PrepareRead(std::uint64_t request = 0);
 
-  /// Makes the connection usable for writing, with file, folder and tables.
+  /// Makes the connection usable for writing; creates folder, file and tables if missing.
   LONG PrepareWrite();
 
-  /// Drops what was read and kept.
+  /// Drops the cache.
   void Forget();
 
   sqlite3* database() const { return database_; }
 
-  /// Ends a transaction, whatever becomes of it, by rolling it back. A connection that cannot even
-  /// do that is closed, which does: what was kept of it is dropped, the caller gets the error that
-  /// led here, and the next call opens the file anew, where whoever comes first undoes what is
-  /// left.
+  /// Ends a transaction by rolling it back. If even that fails, the connection is closed, which
+  /// also rolls back: the cache is dropped, the caller gets the original error, and the next call
+  /// opens the file again, where the first connection recovers the journal.
   void RollBack();
 
-  /// A statement ready to be bound and run; prepared once a connection.
+  /// A statement ready to be bound and run; prepared once per connection.
   Prepared Prepare(Statement statement);
   /// Runs a statement without parameters to its end.
   LONG Run(Statement statement);
 
-  /// What a key holds, read as a whole and kept as long as nobody writes to the file. The content
-  /// is good until the next call of a function that is not const.
+  /// Reads a key as a whole, and caches it until the file is written. The content is valid until
+  /// the next call of a function that is not const.
   LONG ReadKey(sqlite3_int64 row, const KeyContent** content);
-  /// Where a path from a key leads to, kept likewise: `walk()` finds it out with queries.
+  /// Finds the key that a path leads to, with the same caching: `walk()` finds it with queries.
   template <typename Walk>
   PathEnd ReadPath(sqlite3_int64 row, const std::wstring& path, Walk walk) {
     const auto known = paths_.find({row, path});
@@ -195,21 +194,22 @@ class Hive {
   }
 
  private:
-  /// The bytes of the file that every write to it changes.
+  /// The bytes of the file header that every write changes.
   using FileState = std::array<std::uint8_t, 16>;
-  /// Reads them; none when the file is written in a way that leaves them as they are.
+  /// Reads them; returns nothing if the file's format leaves them unchanged by writes.
   std::optional<FileState> ReadState() const;
-  /// Runs queries that all see one state of the file, and forgets what was read of an older one.
+  /// Runs queries that all see one state of the file. Drops the cache if it is from an older state.
   template <typename Work>
   LONG ReadTogether(Work work) {
     Transaction transaction(this, kBeginRead);
     LONG result = transaction.result();
     if (result != ERROR_SUCCESS) return result;
     result = work();
-    // Asked while the queries still keep every writer waiting. At any other time the state could be
-    // that of a write which is cut off and undone, and come back with another write.
+    // Read while the queries still hold the lock that excludes writers. At any other time the state
+    // could be that of an interrupted write, which is rolled back and could recur with another
+    // write.
     const std::optional<FileState> state = ReadState();
-    if (state != keptAt_ || keys_.size() + paths_.size() >= kMostKept) Forget();
+    if (state != keptAt_ || keys_.size() + paths_.size() >= kMaxCached) Forget();
     keptAt_ = state;
     const LONG ended = transaction.Commit();
     return result != ERROR_SUCCESS ? result : ended;
@@ -225,9 +225,9 @@ class Hive {
   int generation_ = 0;
   std::array<sqlite3_stmt*, kStatementCount> statements_{};
 
-  /// Keys and paths that are kept at most: far more than the library reads.
-  static constexpr std::size_t kMostKept = 4096;
-  std::uint64_t request_ = 0;        ///< the one that looked at the file last
+  /// Maximum number of cached keys and paths: far more than the library reads.
+  static constexpr std::size_t kMaxCached = 4096;
+  std::uint64_t request_ = 0;        ///< the last one that checked the file
   std::optional<FileState> keptAt_;  ///< the file's state when the rest was read
   std::unordered_map<sqlite3_int64, KeyContent> keys_;
   std::map<std::pair<sqlite3_int64, std::wstring>, PathEnd> paths_;

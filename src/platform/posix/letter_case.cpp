@@ -6,8 +6,8 @@
 namespace orv {
 namespace {
 
-/// The language-neutral locale; the process's own one is the caller's business. A system without it
-/// knows the case of ASCII letters only.
+/// The language-neutral locale, because the process's own locale belongs to the caller. Systems
+/// without it convert ASCII letters only.
 locale_t NeutralLocale() {
   static const locale_t locale = [] {
     const locale_t neutral = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);

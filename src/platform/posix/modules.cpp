@@ -16,6 +16,7 @@
 
 #include "base/utf8.h"
 #include "platform/files.h"
+#include "platform/posix/descriptor.h"
 
 namespace orv {
 namespace {
@@ -36,8 +37,8 @@ DWORD SystemErrorOf(int error) {
   }
 }
 
-/// The file mapped at an address, as the kernel names it: the dynamic linker knows only the name by
-/// which the module was asked for, which may be relative to a folder that is no longer current.
+/// The file mapped at an address, by the kernel's name for it. The dynamic linker has only the name
+/// with which the module was loaded, which may be relative to an earlier working directory.
 std::string MappedFileAt(const void* address) {
   std::ifstream maps("/proc/self/maps");
   std::string line;
@@ -93,18 +94,17 @@ HINSTANCE OwnModule() {
 }
 
 HINSTANCE LoadResourceModule(const std::wstring& path) {
-  const int file = open(ToPath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (file < 0) {
+  const FileDescriptor file(open(ToPath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (file.get() < 0) {
     SetLastError(SystemErrorOf(errno));
     return nullptr;
   }
   void* memory = MAP_FAILED;
   struct stat status {};
-  if (fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0) {
-    memory =
-        mmap(nullptr, static_cast<std::size_t>(status.st_size), PROT_READ, MAP_PRIVATE, file, 0);
+  if (fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0) {
+    memory = mmap(nullptr, static_cast<std::size_t>(status.st_size), PROT_READ, MAP_PRIVATE,
+                  file.get(), 0);
   }
-  close(file);
   if (memory == MAP_FAILED) {
     SetLastError(ERROR_BAD_EXE_FORMAT);
     return nullptr;

@@ -6,22 +6,16 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 
 #include "platform/files.h"
+#include "platform/posix/descriptor.h"
 
 namespace orv {
 namespace {
 
-/// A descriptor is kept as itself plus one, so that no file is null and descriptor 0 is one.
-void* ToHandle(int descriptor) { return reinterpret_cast<void*>(std::intptr_t{descriptor} + 1); }
-int ToDescriptor(void* handle) {
-  return static_cast<int>(reinterpret_cast<std::intptr_t>(handle) - 1);
-}
-
-/// The rights of a file that does not exist yet.
+/// The permissions of a newly created file.
 mode_t NewFileMode() {
   const mode_t mask = umask(0);
   umask(mask);
@@ -37,7 +31,8 @@ NewFile::~NewFile() {
 }
 
 bool NewFile::Open(const std::wstring& path) {
-  // What cannot be looked at is not taken for missing: a link would be replaced, and rights lost.
+  // If the path cannot be examined, creating the file fails: a symbolic link would be replaced, and
+  // permissions lost.
   std::error_code error;
   path_ = std::filesystem::canonical(ToPath(path), error);
   if (error == std::errc::no_such_file_or_directory) {
@@ -49,7 +44,7 @@ bool NewFile::Open(const std::wstring& path) {
   const bool exists = stat(path_.c_str(), &status) == 0;
   if (exists ? !S_ISREG(status.st_mode) : errno != ENOENT) return false;
 
-  // A name may be as long as the system allows: what is added must have room.
+  // The name may have the maximum length, so it is cut to make room for the suffix.
   constexpr std::string_view kSuffix = ".XXXXXX";
   std::string name = path_.filename().native().substr(0, NAME_MAX - kSuffix.size());
   temporaryPath_ = (path_.parent_path() / name.append(kSuffix)).native();

@@ -18,8 +18,8 @@ FilePointer OpenFile(const std::filesystem::path& path, const char* mode) {
   return {std::fopen(path.c_str(), mode), &std::fclose};
 }
 
-/// libpng reports errors by a jump to the last `setjmp`. Every function here that sets one holds
-/// only plain values and calls nothing of C++ behind it, so that no destructor is jumped over.
+/// libpng reports errors by a jump to the last `setjmp`. Functions that call `setjmp` hold only
+/// plain values and call no C++ code after it, so that the jump skips no destructor.
 [[noreturn]] void OnError(png_structp png, png_const_charp) { png_longjmp(png, 1); }
 void OnWarning(png_structp, png_const_charp) {}
 
@@ -39,7 +39,7 @@ class PngReader {
   png_uint_32 height() const { return png_get_image_height(png_, info_); }
   bool HasAlpha() const { return png_get_channels(png_, info_) == 4; }
 
-  /// Reads up to the pixels and asks for blue, green, red and, where there is one, alpha bytes.
+  /// Reads up to the pixels and requests blue, green, red and, if present, alpha bytes.
   bool ReadHeader() {
     if (setjmp(png_jmpbuf(png_)) != 0) return false;
     png_init_io(png_, file_);
@@ -88,7 +88,7 @@ class PngWriter {
     png_init_io(png_, file_);
     png_set_IHDR(png_, info_, data.Width, data.Height, depth, colourType, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    // A longer search takes three times as long and saves little of a dithered plane.
+    // A longer search takes three times as long and saves little on a dithered plane.
     if (depth == 1) png_set_compression_level(png_, 1);
     if (paletteSize > 0) png_set_PLTE(png_, info_, palette, paletteSize);
     png_write_info(png_, info_);

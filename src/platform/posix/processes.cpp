@@ -20,36 +20,25 @@
 
 #include "base/utf8.h"
 #include "platform/files.h"
+#include "platform/posix/descriptor.h"
 
 namespace orv {
 namespace {
 
-/// What stands behind a handle: the process's own folder, which stays this process's, and empty
-/// once it has ended, whoever gets its id later. The calling process needs none.
+/// A process handle: the folder of the process in /proc. It stays bound to this process, and is
+/// empty once the process has ended, even if its id is reused. Not needed for the calling process.
 struct OpenedProcess {
-  int folder;                ///< negative for the calling process
+  int folder;                ///< a descriptor; negative for the calling process
   std::string program = {};  ///< its path; empty when the caller may not see it
 };
 
-/// A process's own folder while it is looked at; negative when there is none.
-class ProcessFolder {
- public:
-  explicit ProcessFolder(DWORD id)
-      : folder_(open(("/proc/" + std::to_string(id)).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
-  ProcessFolder(const ProcessFolder&) = delete;
-  ProcessFolder& operator=(const ProcessFolder&) = delete;
-  ~ProcessFolder() {
-    if (folder_ >= 0) close(folder_);
-  }
+/// Opens the folder of a process in /proc; negative if the process does not exist.
+FileDescriptor OpenProcessFolder(DWORD id) {
+  const std::string path = "/proc/" + std::to_string(id);
+  return FileDescriptor(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
 
-  int get() const { return folder_; }
-  int Release() { return std::exchange(folder_, -1); }
-
- private:
-  int folder_;
-};
-
-/// One process's line of facts.
+/// The contents of a process's stat file.
 struct ProcessStatus {
   std::string command;  ///< the program's name, cut to 15 bytes
   char state = 0;
@@ -61,20 +50,19 @@ bool HasEnded(const ProcessStatus& status) {
   return status.state == 'Z' || status.state == 'X' || status.state == 'x';
 }
 
-/// Reads the facts of the process with this folder; false when it has ended.
+/// Reads the stat file from a process's folder. Returns false if the process has ended.
 bool ReadStatus(int folder, ProcessStatus* status) {
-  const int file = openat(folder, "stat", O_RDONLY | O_CLOEXEC);
-  if (file < 0) return false;
+  const FileDescriptor file(openat(folder, "stat", O_RDONLY | O_CLOEXEC));
+  if (file.get() < 0) return false;
   char buffer[1024];
-  const ssize_t size = read(file, buffer, sizeof(buffer));
-  close(file);
+  const ssize_t size = read(file.get(), buffer, sizeof(buffer));
   const std::string_view line(buffer, size > 0 ? static_cast<std::size_t>(size) : 0);
-  // The name stands in parentheses and may itself hold any character.
+  // The name is in parentheses and may contain any character.
   const std::size_t open = line.find('(');
   const std::size_t close = line.rfind(')');
   if (open == line.npos || close == line.npos || close + 2 >= line.size()) return false;
   status->command = line.substr(open + 1, close - open - 1);
-  constexpr int kState = 3;  // fields count from 1; the state is the first behind the name
+  constexpr int kState = 3;  // fields count from 1; the state is the first after the name
   constexpr int kParent = 4;
   constexpr int kStartTime = 22;
   std::size_t at = close + 2;
@@ -91,19 +79,19 @@ bool ReadStatus(int folder, ProcessStatus* status) {
   return !HasEnded(*status);
 }
 
-/// The program's path; empty when the process is somebody else's.
+/// The program's path; empty if the process belongs to another user.
 std::string ReadProgram(int folder) {
   char buffer[PATH_MAX];
   const ssize_t size = readlinkat(folder, "exe", buffer, sizeof(buffer));
   std::string path(buffer, size > 0 ? static_cast<std::size_t>(size) : 0);
-  // A program whose file was replaced while it runs is still the same program.
+  // A running program whose file was replaced is still the same program.
   constexpr std::string_view kDeleted = " (deleted)";
   if (path.ends_with(kDeleted)) path.resize(path.size() - kDeleted.size());
   return path;
 }
 
-/// When the system was started, in seconds since 1970; 0 when it does not say. Asked until it has
-/// said so once: a clock that is set while the process runs must not change what started when.
+/// The time of the system's start, in seconds since 1970; 0 if unavailable. Kept once it is known:
+/// setting the clock while the process runs must not change start times.
 std::uint64_t BootSeconds() {
   static std::atomic<std::uint64_t> s_seconds{0};
   std::uint64_t known = s_seconds.load();
@@ -116,21 +104,21 @@ std::uint64_t BootSeconds() {
   return s_seconds.compare_exchange_strong(known, seconds) ? seconds : known;
 }
 
-/// What the calling process knows of itself. It stays true as long as the process runs, so it is
-/// found once; a forked child finds its own.
+/// Facts about the calling process. They do not change while it runs, so they are read once; a
+/// forked child reads its own.
 struct OwnFacts {
   DWORD id = 0;
   std::uint64_t startTicks = 0;
   std::string program;
 };
 
-/// `id` is the calling process's. Empty when the system does not show the process its own folder.
+/// `id` is the calling process's. Empty if the system does not show the process its own folder.
 OwnFacts GetOwnFacts(DWORD id) {
   static std::mutex lock;
   static OwnFacts s_facts;
   const std::lock_guard guard(lock);
   if (s_facts.id != id) {
-    const ProcessFolder folder(id);
+    const FileDescriptor folder = OpenProcessFolder(id);
     ProcessStatus status;
     s_facts = {};
     if (folder.get() >= 0 && ReadStatus(folder.get(), &status)) {
@@ -170,7 +158,7 @@ bool FindProcess(DWORD id, ProcessEntry* entry) {
       return true;
     }
   }
-  const ProcessFolder folder(id);
+  const FileDescriptor folder = OpenProcessFolder(id);
   ProcessStatus status;
   const bool isFound = folder.get() >= 0 && ReadStatus(folder.get(), &status);
   if (isFound) {
@@ -189,20 +177,21 @@ HANDLE OpenProcessHandle(DWORD id, ProcessAccess access) {
       return new OpenedProcess{-1, std::move(own.program)};
     }
   }
-  ProcessFolder folder(id);
+  FileDescriptor folder = OpenProcessFolder(id);
   DWORD error = ERROR_INVALID_PARAMETER;
   if (folder.get() >= 0) {
     std::string program = ReadProgram(folder.get());
     ProcessStatus status;
-    // What has ended has no program any more, which is quicker to see than its status.
+    // An ended process has no program any more, which is quicker to check than its status.
     if (program.empty() && !ReadStatus(folder.get(), &status)) {
       error = ERROR_INVALID_PARAMETER;
     } else if (access != ProcessAccess::kQueryLimited && kill(static_cast<pid_t>(id), 0) != 0) {
-      // Basic facts are everybody's; for more a process has to be one that the caller may signal.
+      // Basic information is available for every process; for more, the caller must be allowed to
+      // signal it.
       error = errno == EPERM ? ERROR_ACCESS_DENIED : ERROR_INVALID_PARAMETER;
     } else {
       auto* const opened = new OpenedProcess{-1, std::move(program)};
-      opened->folder = folder.Release();  // now that there is an owner for it
+      opened->folder = folder.Release();  // now owned by the handle
       return opened;
     }
   }
@@ -231,7 +220,7 @@ bool GetProcessCreationTime(HANDLE process, std::uint64_t* creationTime) {
   if (opened.folder < 0) {
     status.startTicks = GetOwnFacts(CurrentProcessId()).startTicks;
   } else if (!ReadStatus(opened.folder, &status)) {
-    SetLastError(ERROR_INVALID_PARAMETER);  // it has ended since
+    SetLastError(ERROR_INVALID_PARAMETER);  // it has ended in the meantime
     return false;
   }
   const std::uint64_t bootSeconds = BootSeconds();

@@ -20,10 +20,10 @@
 #include "platform/letter_case.h"
 #include "platform/posix/hive.h"
 
-/// The settings store in SQLite: one file a hive.
+/// The settings store in SQLite: one file per hive.
 ///
-/// One lock guards everything here, and it is held over a fork, so that a child never inherits a
-/// connection in the middle of a call. SQLite's own file locks order the processes.
+/// One lock guards all state here. It is held during a fork, so that a child never inherits a
+/// connection in the middle of a call. SQLite's file locks coordinate the processes.
 
 namespace orv {
 namespace {
@@ -32,20 +32,19 @@ constexpr std::size_t kMaxKeyName = 255;
 constexpr std::size_t kMaxValueName = 16383;
 constexpr std::size_t kMaxDepth = 512;
 
-/// The request that this thread is in: its number, 0 outside of one, and how many objects stand for
-/// it.
+/// The thread's current request: its number (0 without one), and how many objects share it.
 thread_local std::uint64_t theRequest = 0;
 thread_local int theRequestObjects = 0;
 
-/// A name as it is compared.
+/// The form of a name that is compared.
 std::string Fold(const std::wstring& name) { return WideToUtf8(UpperCase(name)); }
 
 std::wstring UpToTerminator(const std::wstring& text) { return text.substr(0, text.find(L'\0')); }
 
 /// An open key.
 struct KeyHandle {
-  std::shared_ptr<Hive> hive;  ///< the store that it was opened in stays its own
-  int generation = 0;          ///< of the hive when it gave the row
+  std::shared_ptr<Hive> hive;  ///< keeps the store in which it was opened
+  int generation = 0;          ///< the hive's generation when `row` was read
   sqlite3_int64 row = kRootKey;
   bool writable = false;
   std::size_t depth = 0;
@@ -53,14 +52,14 @@ struct KeyHandle {
 
 struct Store {
   std::mutex lock;
-  std::string folder;  ///< what `ORV_REGISTRY_DIR` held when the hives were found
+  std::string folder;  ///< `ORV_REGISTRY_DIR` when the hives were located
   std::shared_ptr<Hive> user;
   std::shared_ptr<Hive> machine;
   std::unordered_map<std::uintptr_t, KeyHandle> handles;
   std::uintptr_t nextHandle = 0x100;
 };
 
-/// Lives for ever: keys may be closed by destructors that run after the library's own.
+/// Never destroyed: keys may be closed by destructors that run after the library's own.
 Store& TheStore() {
   static Store* const store = [] {
     auto* made = new Store;
@@ -76,10 +75,9 @@ std::string Variable(const char* name) {
   return value != nullptr ? value : "";
 }
 
-/// The user's data folder as the desktop's base directory rules give it; empty when the user has no
-/// home.
+/// The user's data folder by the XDG base directory rules; empty if the user has no home folder.
 std::string UserDataFolder() {
-  // A relative path there is to be ignored.
+  // The rules say that a relative path must be ignored.
   std::string folder = Variable("XDG_DATA_HOME");
   if (folder.starts_with('/')) return folder;
   folder = Variable("HOME");
@@ -96,7 +94,7 @@ std::string UserDataFolder() {
   return folder + "/.local/share";
 }
 
-/// Finds the hives' files, anew when the environment names another folder.
+/// Locates the hives' files, again if the environment variable has changed.
 void LocateHives(Store* store) {
   const std::string folder = Variable("ORV_REGISTRY_DIR");
   if (store->user != nullptr && folder == store->folder) return;
@@ -112,7 +110,7 @@ void LocateHives(Store* store) {
   store->machine = std::make_shared<Hive>(machineFolder + "/machine.sqlite");
 }
 
-/// The open key behind a handle; none when the handle is not one.
+/// The open key of a handle; nothing if the handle is invalid.
 std::optional<KeyHandle> Resolve(Store* store, HKEY key) {
   if (key == HKEY_CURRENT_USER || key == HKEY_LOCAL_MACHINE) {
     LocateHives(store);
@@ -123,8 +121,8 @@ std::optional<KeyHandle> Resolve(Store* store, HKEY key) {
   return found->second;
 }
 
-/// Runs `work(key, content)` on a key for reading. `ERROR_FILE_NOT_FOUND` from a store without a
-/// file.
+/// Runs `work(key, content)` on a key for reading. Returns `ERROR_FILE_NOT_FOUND` if the store has
+/// no file.
 template <typename Work>
 LONG Read(HKEY handle, Work work) {
   Store& store = TheStore();
@@ -145,7 +143,7 @@ LONG Read(HKEY handle, Work work) {
 
 enum class MissingFile { kCreate, kReport };
 
-/// Runs `work(key)` on a key in one transaction, which is undone when the work fails.
+/// Runs `work(key)` on a key in one transaction, which is rolled back if the work fails.
 template <typename Work>
 LONG Write(HKEY handle, MissingFile missingFile, Work work) {
   Store& store = TheStore();
@@ -165,7 +163,7 @@ LONG Write(HKEY handle, MissingFile missingFile, Work work) {
   return result == ERROR_SUCCESS ? transaction.Commit() : result;
 }
 
-/// Splits a path at its backslashes; those at the end, or two in a row, add nothing.
+/// Splits a path at its backslashes; trailing and repeated ones are ignored.
 std::vector<std::wstring> SplitPath(const std::wstring& path) {
   std::vector<std::wstring> names;
   std::size_t start = 0;
@@ -177,7 +175,7 @@ std::vector<std::wstring> SplitPath(const std::wstring& path) {
   return names;
 }
 
-/// Walks from a key down a path, making the keys that are missing when `create`.
+/// Walks from a key down a path; with `create` it creates missing keys.
 LONG Descend(const std::wstring& path, bool create, KeyHandle* key) {
   for (const std::wstring& name : SplitPath(UpToTerminator(path))) {
     if (name.size() > kMaxKeyName || ++key->depth > kMaxDepth) return ERROR_INVALID_PARAMETER;
@@ -208,13 +206,13 @@ HKEY AddHandle(Store* store, KeyHandle key) {
   key.generation = key.hive->generation();
   const std::uintptr_t handle = store->nextHandle;
   store->nextHandle += 4;
-  // The predefined handles are far away, but a process may live long.
+  // Skips the predefined handles, which a long-running process could reach.
   if (store->nextHandle == 0x80000000) store->nextHandle = 0x100000000;
   store->handles.emplace(handle, std::move(key));
   return reinterpret_cast<HKEY>(handle);
 }
 
-/// Runs `list(content)` on a key for reading; the root of a hive that was never written is empty.
+/// Runs `list(content)` on a key for reading. The root of a hive that was never written is empty.
 template <typename List>
 LONG ListContent(HKEY handle, List list) {
   const LONG result = Read(handle, [&](Store*, const KeyHandle&, const KeyContent& content) {
@@ -246,7 +244,7 @@ LONG RegistryKey::Open(HKEY parent, const std::wstring& path, RegistryAccess acc
     return end.result;
   });
   if (result != ERROR_FILE_NOT_FOUND || !SplitPath(UpToTerminator(path)).empty()) return result;
-  // The root of a hive that was never written is there, and empty.
+  // The root of a hive that was never written exists and is empty.
   Store& store = TheStore();
   const std::lock_guard guard(store.lock);
   const std::optional<KeyHandle> root = Resolve(&store, parent);
@@ -334,7 +332,7 @@ LONG DeleteRegistryTree(HKEY parent, const std::wstring& path) {
     const sqlite3_int64 parentRow = key.row;
     const LONG result = Descend(path, false, &key);
     if (result != ERROR_SUCCESS) return result;
-    // Without a path the key itself stays, empty.
+    // Without a path the key itself is kept, but emptied.
     const bool staysItself = key.row == parentRow;
     if (staysItself && !key.writable) return ERROR_ACCESS_DENIED;
     const int done = Query(key.hive->Prepare(kDeleteTreeValues)).Bind(1, key.row).Step();

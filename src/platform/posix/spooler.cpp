@@ -14,8 +14,8 @@ constexpr wchar_t kPrintersKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Print\\
 constexpr wchar_t kNameValue[] = L"Name";
 constexpr wchar_t kDriverValue[] = L"Printer Driver";
 
-/// The open printers. A handle is a number that is never given twice, so that one that was closed,
-/// or never was one, is told apart.
+/// The open printers. Handles are numbers that are never reused, so closed and invalid handles are
+/// detected.
 struct OpenPrinters {
   std::mutex lock;
   std::unordered_map<std::uintptr_t, std::wstring> names;
@@ -27,7 +27,7 @@ OpenPrinters& ThePrinters() {
   return *printers;
 }
 
-/// A printer's key: a backslash, which would part keys, is written as a comma.
+/// The path of a printer's key: a backslash, which would separate keys, becomes a comma.
 std::wstring KeyOf(std::wstring name) {
   std::replace(name.begin(), name.end(), L'\\', L',');
   return std::wstring(kPrintersKey) + L'\\' + name;

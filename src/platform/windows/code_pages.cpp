@@ -7,17 +7,17 @@
 namespace orv {
 namespace {
 
-/// The calls count in `int`; pieces of this size leave room for any growth.
-constexpr std::size_t kPiece = std::size_t{1} << 24;
+/// The system calls count in `int`; chunks of this size leave room for any growth.
+constexpr std::size_t kChunk = std::size_t{1} << 24;
 
-/// Whether the system refuses flags and the report of lost characters for a page.
+/// Whether the system rejects flags, and does not report lost characters, for a code page.
 bool TakesNoFlags(int codePage) {
   return codePage == CP_UTF7 || codePage == 42 || codePage == 54936 ||
          (codePage >= 50220 && codePage <= 50229) || codePage == 52936 ||
          (codePage >= 57002 && codePage <= 57011);
 }
 
-bool DecodePiece(int codePage, std::string_view bytes, std::wstring* text, bool* lost) {
+bool DecodeChunk(int codePage, std::string_view bytes, std::wstring* text, bool* lost) {
   const int size = static_cast<int>(bytes.size());
   DWORD flags = TakesNoFlags(codePage) ? 0 : MB_ERR_INVALID_CHARS;
   int length = MultiByteToWideChar(codePage, flags, bytes.data(), size, nullptr, 0);
@@ -33,7 +33,7 @@ bool DecodePiece(int codePage, std::string_view bytes, std::wstring* text, bool*
   return true;
 }
 
-bool EncodePiece(int codePage, std::wstring_view text, std::string* bytes, bool* lost) {
+bool EncodeChunk(int codePage, std::wstring_view text, std::string* bytes, bool* lost) {
   const int length = static_cast<int>(text.size());
   const bool noFlags = TakesNoFlags(codePage);
   const DWORD flags = noFlags ? 0 : WC_NO_BEST_FIT_CHARS;
@@ -49,7 +49,7 @@ bool EncodePiece(int codePage, std::wstring_view text, std::string* bytes, bool*
   if (noFlags) {
     std::wstring back;
     bool backLost = false;
-    DecodePiece(codePage, std::string_view(*bytes).substr(before), &back, &backLost);
+    DecodeChunk(codePage, std::string_view(*bytes).substr(before), &back, &backLost);
     replaced = back != text;
   }
   if (replaced) *lost = true;
@@ -63,13 +63,13 @@ int SystemCodePage() { return static_cast<int>(GetACP()); }
 bool DecodeCodePage(int codePage, std::string_view bytes, std::wstring* text, bool* lost) {
   if (!IsValidCodePage(codePage)) return false;
   while (!bytes.empty()) {
-    // Pieces end at line ends, where no character is cut and every shift state is the first one.
+    // Chunks end at line ends, where no character is split and the shift state is the initial one.
     std::size_t size = bytes.size();
-    if (size > kPiece) {
-      const std::size_t lineEnd = bytes.rfind('\n', kPiece - 1);
-      size = lineEnd != bytes.npos ? lineEnd + 1 : kPiece;
+    if (size > kChunk) {
+      const std::size_t lineEnd = bytes.rfind('\n', kChunk - 1);
+      size = lineEnd != bytes.npos ? lineEnd + 1 : kChunk;
     }
-    if (!DecodePiece(codePage, bytes.substr(0, size), text, lost)) return false;
+    if (!DecodeChunk(codePage, bytes.substr(0, size), text, lost)) return false;
     bytes.remove_prefix(size);
   }
   return true;
@@ -78,9 +78,9 @@ bool DecodeCodePage(int codePage, std::string_view bytes, std::wstring* text, bo
 bool EncodeCodePage(int codePage, std::wstring_view text, std::string* bytes, bool* lost) {
   if (!IsValidCodePage(codePage)) return false;
   while (!text.empty()) {
-    std::size_t size = std::min(text.size(), kPiece);
+    std::size_t size = std::min(text.size(), kChunk);
     if (size < text.size() && (text[size - 1] & 0xFC00) == 0xD800) --size;
-    if (!EncodePiece(codePage, text.substr(0, size), bytes, lost)) return false;
+    if (!EncodeChunk(codePage, text.substr(0, size), bytes, lost)) return false;
     text.remove_prefix(size);
   }
   return true;

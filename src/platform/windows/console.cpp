@@ -18,7 +18,7 @@ HANDLE HandleOf(OutputStream stream) {
 }  // namespace
 
 std::vector<std::string> CommandLineArguments(int, char**) {
-  // The narrow arguments have lost what the process's code page cannot show.
+  // The narrow arguments lose characters that the process's code page lacks.
   int count = 0;
   wchar_t** const wide = CommandLineToArgvW(GetCommandLineW(), &count);
   std::vector<std::string> arguments;
@@ -28,13 +28,13 @@ std::vector<std::string> CommandLineArguments(int, char**) {
 }
 
 bool WriteOutput(OutputStream stream, std::string_view text) {
-  constexpr DWORD kLargestWrite = 1 << 14;  // an old console's buffer takes no more
+  constexpr DWORD kMaxWrite = 1 << 14;  // the buffer size of old consoles
   const HANDLE output = HandleOf(stream);
   DWORD written = 0;
   if (IsTerminal(stream)) {
     const std::wstring wide = Utf8ToWide(text);
     for (std::size_t at = 0; at < wide.size(); at += written) {
-      const auto count = static_cast<DWORD>(std::min<std::size_t>(wide.size() - at, kLargestWrite));
+      const auto count = static_cast<DWORD>(std::min<std::size_t>(wide.size() - at, kMaxWrite));
       if (!WriteConsoleW(output, wide.data() + at, count, &written, nullptr) || written == 0) {
         return false;
       }
@@ -42,7 +42,7 @@ bool WriteOutput(OutputStream stream, std::string_view text) {
     return true;
   }
   while (!text.empty()) {
-    const auto count = static_cast<DWORD>(std::min<std::size_t>(text.size(), kLargestWrite));
+    const auto count = static_cast<DWORD>(std::min<std::size_t>(text.size(), kMaxWrite));
     if (!WriteFile(output, text.data(), count, &written, nullptr) || written == 0) return false;
     text.remove_prefix(written);
   }
@@ -55,7 +55,7 @@ bool ReadInput(std::string* bytes) {
   for (;;) {
     DWORD count = 0;
     if (!ReadFile(input, buffer, sizeof buffer, &count, nullptr)) {
-      return GetLastError() == ERROR_BROKEN_PIPE;  // how a pipe says that it has ended
+      return GetLastError() == ERROR_BROKEN_PIPE;  // the end of a pipe
     }
     if (count == 0) return true;
     bytes->append(buffer, count);

@@ -13,13 +13,12 @@
 namespace orv {
 namespace {
 
-// Not in every set of system headers.
+// Not defined in all versions of the system headers.
 constexpr wchar_t kOpaqueKeyBlob[] = L"OpaqueKeyBlob";
 
 bool Succeeded(NTSTATUS status) { return status >= 0; }
 
-/// Whether a call that only asked for a size got it: systems answer with success or with "buffer
-/// too small".
+/// Whether a call that only queried a size succeeded: systems return success or "buffer too small".
 bool HasSize(NTSTATUS status) {
   constexpr auto kBufferTooSmall = static_cast<NTSTATUS>(0xC0000023);
   return Succeeded(status) || status == kBufferTooSmall;
@@ -29,9 +28,9 @@ CryptoFailure Failed(CryptoStep step, NTSTATUS status) {
   return {step, static_cast<std::uint32_t>(status)};
 }
 
-/// An algorithm's provider, opened by its first user and then shared by all threads: opening loads
-/// the algorithm. It is never closed, as that could wait, while the process ends, for threads that
-/// are gone already.
+/// An algorithm's provider. Opening it loads the algorithm, so the first user opens it and all
+/// threads share it. It is never closed: at process exit that could wait for threads that no longer
+/// exist.
 class Provider {
  public:
   constexpr Provider(const wchar_t* algorithm, const wchar_t* chainingMode)
@@ -52,7 +51,7 @@ class Provider {
     }
     BCRYPT_ALG_HANDLE none = nullptr;
     if (failure || !handle_.compare_exchange_strong(none, handle)) {
-      BCryptCloseAlgorithmProvider(handle, 0);  // of no use, or another thread was faster
+      BCryptCloseAlgorithmProvider(handle, 0);  // unusable, or another thread was faster
     }
     return failure;
   }
@@ -112,7 +111,7 @@ CryptoFailure AesCbc::SetKey(const BYTE* key, DWORD keyLength) {
 
 CryptoFailure AesCbc::Encrypt(const BYTE (&vector)[kAesBlockSize], const BYTE* plain,
                               DWORD plainLength, HeapBuffer* cipher, DWORD* cipherLength) {
-  // Each call advances the vector that it is given.
+  // Each call advances the initialization vector that it receives.
   BYTE chain[kAesBlockSize];
   std::memcpy(chain, vector, sizeof chain);
   BYTE* const input = const_cast<BYTE*>(plain);

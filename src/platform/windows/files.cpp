@@ -43,7 +43,7 @@ bool ExclusiveFile::Append(const void* data, std::size_t size) {
   LARGE_INTEGER end{};
   if (handle_ == nullptr || !SetFilePointerEx(handle_, {}, &end, FILE_END)) return false;
   if (Write(data, size)) return true;
-  // A disk that is full takes a part. What cannot be cut off again stays.
+  // A full disk accepts a part of the data. If the part cannot be cut off, it remains.
   if (SetFilePointerEx(handle_, end, nullptr, FILE_BEGIN)) SetEndOfFile(handle_);
   return false;
 }

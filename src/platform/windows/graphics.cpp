@@ -11,7 +11,7 @@
 namespace orv {
 namespace {
 
-/// The encoder for a MIME type; false when the system has none.
+/// Finds the encoder for a MIME type. Returns false if the system has none.
 bool FindEncoder(const wchar_t* mimeType, CLSID* encoder) {
   UINT count = 0;
   UINT size = 0;
@@ -28,7 +28,7 @@ bool FindEncoder(const wchar_t* mimeType, CLSID* encoder) {
   return false;
 }
 
-/// Whether a file begins as every PNG does, so that what cannot be read of it is damage.
+/// Whether a file begins with the PNG signature, so that a read error means a damaged file.
 bool BeginsAsPng(const wchar_t* path) {
   constexpr char kSignature[] = {'\x89', 'P', 'N', 'G', '\r', '\n', '\x1A', '\n'};
   char bytes[sizeof kSignature] = {};
@@ -63,7 +63,7 @@ Status LoadPng(const wchar_t* path, Bitmap** bitmap) {
     return UnknownImageFormat;
   }
 
-  // A bitmap from a file keeps the file open and may have any format: hand out a copy of its own.
+  // A bitmap from a file keeps the file open and may have any format: return an independent copy.
   const INT width = static_cast<INT>(file.GetWidth());
   const INT height = static_cast<INT>(file.GetHeight());
   BitmapData data;

@@ -9,7 +9,7 @@ namespace orv {
 bool GetModulePath(HINSTANCE module, std::wstring* path) {
   wchar_t buffer[kMaxModulePath];
   const DWORD length = GetModuleFileNameW(module, buffer, kMaxModulePath);
-  // A path that is cut may fill the buffer, with or without a terminating zero.
+  // A truncated path may fill the buffer, with or without a terminating zero.
   path->assign(buffer, std::min(length, kMaxModulePath - 1));
   return length != 0;
 }

@@ -16,9 +16,9 @@ NewFile::~NewFile() {
 
 bool NewFile::Open(const std::wstring& path) {
   path_ = ToPath(path);
-  // A name beside the file that nobody else uses; what is added to a long one must have room.
-  constexpr std::size_t kMostOfName = 200;
-  const std::wstring name = path_.filename().native().substr(0, kMostOfName);
+  // A unique name in the same folder; a long name is cut to make room for the suffix.
+  constexpr std::size_t kMaxName = 200;
+  const std::wstring name = path_.filename().native().substr(0, kMaxName);
   for (unsigned attempt = 0; attempt < 100; ++attempt) {
     const std::wstring own = name + L"." + std::to_wstring(GetCurrentProcessId()) + L"-" +
                              std::to_wstring(GetTickCount() + attempt) + L".tmp";
@@ -35,10 +35,10 @@ bool NewFile::Open(const std::wstring& path) {
 }
 
 bool NewFile::Write(std::string_view bytes) {
-  constexpr std::size_t kMost = 1u << 30;
+  constexpr std::size_t kMaxWrite = 1u << 30;
   while (!bytes.empty()) {
     DWORD written = 0;
-    const auto size = static_cast<DWORD>(std::min(bytes.size(), kMost));
+    const auto size = static_cast<DWORD>(std::min(bytes.size(), kMaxWrite));
     if (!WriteFile(handle_, bytes.data(), size, &written, nullptr) || written == 0) return false;
     bytes.remove_prefix(written);
   }

@@ -32,7 +32,7 @@ DWORD CurrentProcessId() { return GetCurrentProcessId(); }
 std::wstring ExpandVariables(const std::wstring& text) {
   std::wstring expanded(text.size() + 1, L'\0');
   DWORD size = 0;  // with the terminator
-  // Again until it fits: somebody may change a variable between two calls.
+  // Retries until it fits: another thread may change a variable between two calls.
   while ((size = ExpandEnvironmentStringsW(text.c_str(), expanded.data(),
                                            static_cast<DWORD>(expanded.size()))) >
          expanded.size()) {
@@ -57,7 +57,7 @@ bool FindProcess(DWORD id, ProcessEntry* entry) {
 
 HANDLE OpenProcessHandle(DWORD id, ProcessAccess access) {
   const HANDLE process = OpenProcess(RightsOf(access), FALSE, id);
-  // The system keeps an ended process, and its id, as long as anybody holds a handle to it.
+  // The system keeps an ended process, and its id, while any handle to it is open.
   DWORD exitCode = STILL_ACTIVE;
   if (process != nullptr && GetExitCodeProcess(process, &exitCode) && exitCode != STILL_ACTIVE) {
     CloseHandle(process);

@@ -7,7 +7,7 @@
 namespace orv {
 namespace {
 
-/// The longest names that the registry allows, in characters without the terminator.
+/// The maximum lengths of names in the registry, in characters without the terminator.
 constexpr DWORD kMaxKeyName = 255;
 constexpr DWORD kMaxValueName = 16383;
 
@@ -38,7 +38,7 @@ void RegistryKey::Close() {
 LONG GetRegistryValue(HKEY key, const std::wstring& name, RegistryValue* value) {
   DWORD size = 0;
   LONG result = RegQueryValueExW(key, name.c_str(), nullptr, &value->type, nullptr, &size);
-  // Somebody may make the value longer between the two calls.
+  // Another process may enlarge the value between the two calls.
   while (result == ERROR_SUCCESS) {
     value->data.resize(size);
     BYTE none = 0;
@@ -86,7 +86,7 @@ LONG ListRegistryKeys(HKEY key, std::vector<std::wstring>* names) {
 LONG ListRegistryValues(HKEY key, std::vector<NamedRegistryValue>* values) {
   values->clear();
   std::wstring name(kMaxValueName + 1, L'\0');
-  std::vector<BYTE> data(256);  // enough for most, and grown for the others
+  std::vector<BYTE> data(256);  // enough for most values; grows if needed
   for (DWORD index = 0;;) {
     DWORD length = kMaxValueName + 1;
     DWORD type = 0;
@@ -102,7 +102,7 @@ LONG ListRegistryValues(HKEY key, std::vector<NamedRegistryValue>* values) {
     values->push_back({name.substr(0, length), {type, {data.data(), data.data() + size}}});
     ++index;
   }
-  // The system keeps sub-keys in name order, values in the order in which they were made.
+  // The system orders sub-keys by name, and values by creation.
   std::ranges::sort(*values, PrecedesByName, &NamedRegistryValue::name);
   return ERROR_SUCCESS;
 }

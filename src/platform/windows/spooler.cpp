@@ -13,7 +13,7 @@ namespace {
 struct GlobalDeleter {
   void operator()(void* block) const { GlobalFree(block); }
 };
-/// A zero-filled block for what the spooler answers.
+/// A zero-filled block for the spooler's results.
 using GlobalBlock = std::unique_ptr<void, GlobalDeleter>;
 
 std::wstring TextOf(const wchar_t* text) { return text != nullptr ? text : L""; }
@@ -50,12 +50,12 @@ bool GetPrinterFacts(HANDLE printer, PrinterFacts* facts) {
 }
 
 LONG AddSpoolerPrinter(const std::wstring& name, const std::wstring& driver) {
-  // Not every spooler minds that there is one of that name.
+  // Some spoolers accept a duplicate name.
   if (const HANDLE existing = OpenPrinterHandle(name.c_str())) {
     ClosePrinter(existing);
     return ERROR_PRINTER_ALREADY_EXISTS;
   }
-  // The port that writes to a file is the one that every spooler has.
+  // The port that prints to a file exists in every spooler.
   std::wstring printerName = name;
   std::wstring driverName = driver;
   std::wstring port = L"FILE:";

@@ -19,7 +19,7 @@ bool IsListed(const std::wstring& name) {
   std::vector<PrinterFacts> printers;
   ListSpoolerPrinters(&printers);
   return std::any_of(printers.begin(), printers.end(), [&name](const PrinterFacts& printer) {
-    return LowerCase(printer.printerName) == LowerCase(name);
+    return EqualIgnoringCase(printer.printerName, name);
   });
 }
 

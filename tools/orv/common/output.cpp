@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "base/hex.h"
 #include "base/utf8.h"
 #include "orv/platform/types.h"
 #include "orv/text/format.h"
@@ -45,16 +46,6 @@ constexpr ErrorText kErrorTexts[] = {
 OutputStream resultStream = OutputStream::kResults;
 
 }  // namespace
-
-std::string HexOf(std::string_view bytes) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string hex;
-  for (const char byte : bytes) {
-    const auto code = static_cast<unsigned char>(byte);
-    hex += {kDigits[code >> 4], kDigits[code & 0xF]};
-  }
-  return hex;
-}
 
 std::string Printable(std::wstring_view text) {
   std::string printable;

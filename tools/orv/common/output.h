@@ -31,9 +31,6 @@ bool PrintContent(std::string_view bytes);
 /// cannot move the cursor or end the line.
 std::string Printable(std::wstring_view text);
 
-/// Two hexadecimal digits for each byte.
-std::string HexOf(std::string_view bytes);
-
 /// Wraps text into lines of at most `width` characters after `indent`; a longer word gets its own
 /// line.
 std::wstring Wrapped(std::wstring_view text, std::wstring_view indent, std::size_t width);

@@ -1,5 +1,6 @@
 #include "tools/orv/config/check.h"
 
+#include "base/utf8.h"
 #include "orv/config/config_parser.h"
 #include "tools/orv/config/checker.h"
 #include "tools/orv/xml/faults.h"
@@ -37,7 +38,7 @@ std::vector<Finding> Checker::Run() {
 }
 
 void Checker::CheckEncoding() {
-  const std::size_t bad = xml_.GetDoc().find(L'\uFFFD');
+  const std::size_t bad = xml_.GetDoc().find(kReplacement);
   if (bad != std::wstring::npos) {
     Report(L"not-utf8", static_cast<int>(bad), L"there are bytes here that are not UTF-8", L"UTF-8",
            L"the same text, saved as UTF-8");

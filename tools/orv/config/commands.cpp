@@ -136,7 +136,7 @@ void AddSignCommand(CLI::App* group) {
     const std::wstring path = ToWide(*file);
     const bool isProtected = IsProtectedFile(path);
     std::wstring text = LoadConfigText(path);
-    if (text.find(L'\uFFFD') != text.npos) {
+    if (text.find(kReplacement) != text.npos) {
       Fail(kFindings, path + L" contains bytes that are not UTF-8; signing would lose them");
     }
     if (CMarkup xml; !xml.SetDoc(text)) {

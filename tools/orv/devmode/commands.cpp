@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 
+#include "base/hex.h"
 #include "orv/config/config_parser.h"
 #include "orv/text/format.h"
 #include "tools/orv/common/commands.h"
@@ -264,7 +265,7 @@ void ShowAsTable(const tagOEMDEV& record) {
                Short(FieldText(record, FieldOf(word)), kWidest)});
   }
   ForUnnamedBytes(record, [&](std::size_t offset, std::string_view bytes) {
-    older.Add({std::to_wstring(offset), L"(no name)", HexText(bytes)});
+    older.Add({std::to_wstring(offset), L"(no name)", HexOf<std::wstring>(bytes)});
   });
   Print("\n" + older.TakeText());
 }
@@ -335,7 +336,8 @@ std::vector<Difference> Compare(const tagOEMDEV& a, const tagOEMDEV& b, LengthFo
       const std::string_view own = std::string_view(rest[0]).substr(at, kWord);
       const std::string_view other = std::string_view(rest[1]).substr(at, kWord);
       if (own == other) continue;
-      differences.push_back({L"bytes at " + std::to_wstring(at), HexText(own), HexText(other)});
+      differences.push_back({L"bytes at " + std::to_wstring(at), HexOf<std::wstring>(own),
+                             HexOf<std::wstring>(other)});
     }
   }
   return differences;

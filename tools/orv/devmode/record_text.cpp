@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 
+#include "base/hex.h"
 #include "base/utf8.h"
 #include "orv/devmode/stock_items.h"
 #include "orv/text/format.h"
@@ -110,14 +111,6 @@ std::string_view RecordBytes(const tagOEMDEV& record, std::size_t offset, std::s
   return {reinterpret_cast<const char*>(&record) + offset, size};
 }
 
-std::wstring HexText(std::string_view bytes) {
-  std::wstring text;
-  for (const char byte : bytes) {
-    text += Format(L"%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
-  }
-  return text;
-}
-
 std::wstring FieldText(const tagOEMDEV& record, const RecordField& field, LengthForm form) {
   if (form == LengthForm::kReadable && IsLength(field)) {
     // Lengths below 0 come from files into unsigned fields too.
@@ -137,7 +130,7 @@ std::wstring FieldText(const tagOEMDEV& record, const RecordField& field, Length
       return FormatGuid(guid);
     }
     case FieldKind::kBytes: {
-      const std::wstring text = HexText(WithoutTrailingZeros(bytes));
+      const std::wstring text = HexOf<std::wstring>(WithoutTrailingZeros(bytes));
       return text.empty() ? L"0" : text;
     }
   }

@@ -45,8 +45,6 @@ tagOEMDEV ReadRecord(const std::wstring& path);
 /// Writes a record as bytes or as text.
 void WriteRecord(const std::wstring& path, const tagOEMDEV& record, bool asText);
 
-/// Bytes as hexadecimal digits.
-std::wstring HexText(std::string_view bytes);
 /// Some bytes of a record.
 std::string_view RecordBytes(const tagOEMDEV& record, std::size_t offset, std::size_t size);
 

@@ -27,7 +27,7 @@ struct LogOptions {
 /// Whether a column matches the filter; an empty filter matches everything.
 bool IsWanted(const std::wstring& column, const std::vector<std::string>& wanted) {
   return wanted.empty() || std::any_of(wanted.begin(), wanted.end(), [&](const std::string& one) {
-           return UpperCase(ToWide(one)) == UpperCase(column);
+           return EqualIgnoringCase(ToWide(one), column);
          });
 }
 

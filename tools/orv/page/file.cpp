@@ -64,7 +64,7 @@ bool IsSamePlace(const std::wstring& one, const std::wstring& other) {
   };
   std::error_code error;
   return std::filesystem::equivalent(ToPath(one), ToPath(other), error) ||
-         (LowerCase(FileNameOf(one)) == LowerCase(FileNameOf(other)) &&
+         (EqualIgnoringCase(FileNameOf(one), FileNameOf(other)) &&
           std::filesystem::equivalent(folder(one), folder(other), error));
 }
 

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "base/hex.h"
 #include "base/utf8.h"
 #include "orv/text/format.h"
 #include "tools/orv/common/commands.h"
@@ -66,7 +67,7 @@ std::wstring ShowData(const RegistryValue& value) {
   DWORD number = 0;
   if (value.type == REG_SZ) return value.Text();
   if (value.Number(&number)) return std::to_wstring(number);
-  return ToWide(HexOf({reinterpret_cast<const char*>(value.data.data()), value.data.size()}));
+  return HexOf<std::wstring>({reinterpret_cast<const char*>(value.data.data()), value.data.size()});
 }
 
 void WriteJsonValue(const std::wstring& name, const RegistryValue& value, JsonWriter* json) {

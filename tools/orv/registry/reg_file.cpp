@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "base/hex.h"
 #include "base/utf8.h"
 #include "orv/text/format.h"
 #include "platform/letter_case.h"
@@ -279,7 +280,7 @@ std::wstring FormatRegValue(const std::wstring& name, const RegistryValue& value
       lineStart = text.size();
       text += L"  ";
     }
-    text += ToWide(HexOf({reinterpret_cast<const char*>(&value.data[i]), 1}));
+    text += HexOf<std::wstring>({reinterpret_cast<const char*>(&value.data[i]), 1});
   }
   return text + L"\r\n";
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Bitmaps and colours with the names, shapes and rules of GDI+, for systems without it.
+/// Bitmaps and colours with the names, shapes and rules of GDI+, for Linux.
 
 #include <cstddef>
 #include <cstdint>
@@ -22,7 +22,7 @@ constexpr PixelFormat PixelFormat24bppRGB = 0x00021808;
 constexpr PixelFormat PixelFormat32bppRGB = 0x00022009;
 constexpr PixelFormat PixelFormat32bppARGB = 0x0026200A;
 
-/// What `Bitmap::LockBits` is called for; the two can be combined.
+/// Access modes of `Bitmap::LockBits`; they can be combined.
 constexpr UINT ImageLockModeRead = 1;
 constexpr UINT ImageLockModeWrite = 2;
 
@@ -42,12 +42,12 @@ enum Status {
 class Color {
  public:
   Color() = default;
-  /// A colour of its channels; without alpha it is opaque.
+  /// A colour from its channels; opaque unless alpha is given.
   explicit Color(ARGB argb) : value_(argb) {}
   Color(BYTE red, BYTE green, BYTE blue) : Color(255, red, green, blue) {}
   Color(BYTE alpha, BYTE red, BYTE green, BYTE blue) : value_(MakeARGB(alpha, red, green, blue)) {}
 
-  /// The 32 bits of channels.
+  /// Combines channels into 32 bits.
   static ARGB MakeARGB(BYTE alpha, BYTE red, BYTE green, BYTE blue) {
     return ARGB{alpha} << 24 | ARGB{red} << 16 | ARGB{green} << 8 | blue;
   }
@@ -66,7 +66,7 @@ class Color {
 /// An area of a bitmap, in pixels.
 struct Rect {
   Rect() = default;
-  /// An area from its left and top edge on.
+  /// An area from its left and top edge and its size.
   Rect(INT x, INT y, INT width, INT height) : X(x), Y(y), Width(width), Height(height) {}
 
   /// The left and top edge, and the size.
@@ -76,61 +76,61 @@ struct Rect {
   INT Height = 0;
 };
 
-/// Pixels that `Bitmap::LockBits` gives access to.
+/// Access to pixels, filled by `Bitmap::LockBits`.
 struct BitmapData {
   UINT Width;               ///< of the area, in pixels
   UINT Height;              ///< of the area, in pixels
   INT Stride;               ///< bytes from one row to the next
-  INT PixelFormat;          ///< of the pixels that are seen
+  INT PixelFormat;          ///< of the accessible pixels
   void* Scan0;              ///< the first pixel of the first row
-  std::uintptr_t Reserved;  ///< the lock's own
+  std::uintptr_t Reserved;  ///< used by the lock
 };
 
 /// The colours of an indexed bitmap.
 struct ColorPalette {
-  UINT Flags;       ///< none are used
-  UINT Count;       ///< of the colours
+  UINT Flags;       ///< not used
+  UINT Count;       ///< number of colours
   ARGB Entries[1];  ///< `Count` of them
 };
 
 /// A bitmap in memory. 24- and 32-bit pixels are blue, green, red (and alpha) bytes; indexed ones
-/// start at the high bit. One thread at a time. An invalid argument of a constructor leaves a
-/// bitmap without pixels whose last status is the reason.
+/// start at the high bit. Not thread-safe. After an invalid constructor argument the bitmap has no
+/// pixels, and its last status is the reason.
 class ORV_EXPORT Bitmap {
  public:
   /// Zeroed pixels of its own: rows from the top, each padded to four bytes.
   Bitmap(INT width, INT height, PixelFormat format = PixelFormat32bppARGB);
-  /// Pixels of the caller, who keeps them as long as the bitmap. `first` is the top row; `stride`,
-  /// the bytes from one row to the next, is a multiple of four, negative for bottom-up rows.
+  /// Uses the caller's pixels, which must outlive the bitmap. `first` is the top row; `stride`, the
+  /// bytes from one row to the next, is a multiple of four, negative for bottom-up rows.
   Bitmap(INT width, INT height, INT stride, PixelFormat format, BYTE* first);
   Bitmap(const Bitmap&) = delete;
   Bitmap& operator=(const Bitmap&) = delete;
   ~Bitmap();
 
-  /// The size in pixels, and the form of a pixel.
+  /// The size in pixels, and the pixel format.
   UINT GetWidth() const { return static_cast<UINT>(width_); }
   UINT GetHeight() const { return static_cast<UINT>(height_); }
   PixelFormat GetPixelFormat() const { return format_; }
 
-  /// The status of the last operation that failed since the last call, `Ok` when none did.
+  /// The status of the last operation that failed since the previous call; `Ok` if none did.
   Status GetLastStatus() const;
 
-  /// Gives access to the pixels inside `rect` (all of them when it is null) in `format`. In the
-  /// bitmap's own format that is its own memory; in another it is a copy, filled when `flags` has
-  /// `ImageLockModeRead` and converted back by `UnlockBits` when it has `ImageLockModeWrite`. Only
-  /// one lock at a time.
+  /// Gives access to the pixels inside `rect` (all of them if it is null) in `format`. In the
+  /// bitmap's own format this is the bitmap's memory. In another format it is a copy, filled if
+  /// `flags` has `ImageLockModeRead` and converted back by `UnlockBits` if it has
+  /// `ImageLockModeWrite`. Only one lock at a time.
   Status LockBits(const Rect* rect, UINT flags, PixelFormat format, BitmapData* data);
   /// Ends the access to the pixels.
   Status UnlockBits(BitmapData* data);
 
-  /// A new bitmap of an area in `format`, padding zeroed; null when the area is empty or leaves the
-  /// bitmap. Alpha is dropped, not blended, when `format` has none, and 255 when the source has
-  /// none. Colours become the nearest entry of an indexed format's palette.
+  /// A new bitmap of an area in `format`, with zeroed padding; null if the area is empty or exceeds
+  /// the bitmap. Alpha is dropped, not blended, if `format` has none, and becomes 255 if the source
+  /// has none. In an indexed format, colours become the nearest entry of the palette.
   Bitmap* Clone(INT x, INT y, INT width, INT height, PixelFormat format) const;
 
-  /// Bytes of the palette, 0 for a bitmap without one.
+  /// Size of the palette in bytes; 0 for a bitmap without one.
   INT GetPaletteSize() const;
-  /// Copies the palette out, into `size` bytes at most, and in.
+  /// Reads at most `size` bytes of the palette, or replaces it.
   Status GetPalette(ColorPalette* palette, INT size) const;
   Status SetPalette(const ColorPalette* palette);
 
@@ -150,7 +150,7 @@ class ORV_EXPORT Bitmap {
   INT stride_ = 0;
   PixelFormat format_ = 0;
   BYTE* pixels_ = nullptr;  ///< the top row
-  BYTE* owned_ = nullptr;   ///< the memory of the pixels, null if they are the caller's
+  BYTE* owned_ = nullptr;   ///< the pixels' memory; null if it is the caller's
   std::vector<ARGB> palette_;
   std::unique_ptr<Conversion> conversion_;
   bool isLocked_ = false;

@@ -1,7 +1,7 @@
 #pragma once
 
-/// The Windows types and constants that the library's interface uses, for Linux. Include
-/// `orv/platform/types.h` instead: it is right on both platforms.
+/// The Windows types and constants that the library's interface uses, for Linux. Do not include
+/// this file directly: `orv/platform/types.h` works on both platforms.
 
 #include <cstdint>
 
