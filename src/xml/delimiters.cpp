@@ -21,7 +21,7 @@ std::size_t FindDelimitersPlain(const wchar_t* text, std::size_t blocks, std::ui
   std::size_t count = 0;
   for (std::size_t i = 0; i < blocks * kDelimiterBlock; ++i) {
     offsets[count] = first + static_cast<std::uint32_t>(i);
-    count += kDelimiters.Has(text[i]) ? 1 : 0;
+    count += kDelimiters.Has(text[i]);
   }
   return count;
 }

@@ -63,11 +63,11 @@ bool DocumentReader::ReadMore(int* at) {
   for (int i = 1; i < document_.elements.Count(); ++i) {
     ElemPos& element = document_[i];
     const auto start = static_cast<int>(kept.size());
-    kept += document_.text.substr(element.start, element.StartTagLength());
+    kept += document_.Range(element.start, element.ContentStart());
     element.start = start;
   }
   const int shift = static_cast<int>(kept.size()) - next_;
-  document_.text.replace(0, next_, kept);
+  document_.Replace(0, next_, kept);
   next_ += shift;
   passed_ -= shift;
   *at += shift;
@@ -119,11 +119,11 @@ bool DocumentReader::SkipElement(std::wstring name) {
     const int type = ReadNode(node, &at);
     if (type == kScanEnd) break;
     if (type == CMarkup::NODE_ELEMENT) {
-      if (node.flags != ELEM_EMPTY) {
-        open.Open(std::wstring(TagNameAt(document_.text, node.start + 1)));
+      if (!node.isEmptyElement) {
+        open.Open(std::wstring(document_.NameAt(node.start + 1)));
       }
     } else if (type == kScanEndTag) {
-      const std::wstring_view endTag = TagNameAt(document_.text, node.start + 2);
+      const std::wstring_view endTag = document_.NameAt(node.start + 2);
       const bool closes = open.MayMatch(endTag);
       if (!closes && EndsOpenElement(endTag)) break;
       if (!closes || !open.Close(endTag)) document_.SetIllFormed();
@@ -143,7 +143,7 @@ void DocumentReader::EndAtFileEnd() {
 
 /// Handles the end tag at `tag` on the level of the main element.
 void DocumentReader::PassEndTag(int tag, int after) {
-  const std::wstring_view name = TagNameAt(document_.text, tag + 2);
+  const std::wstring_view name = document_.NameAt(tag + 2);
   const int parent = cursor_.Parent();
   const bool isParent =
       parent != 0 && SameName(document_.TagName(parent), name, document_.IgnoresCase());
@@ -168,10 +168,11 @@ void DocumentReader::AddMain(const NodePos& node) {
   element.start = node.start;
   element.length = node.length;
   element.SetTagLengths(node.length, 0);
-  element.levelFlags = document_.LevelBelow(parent) | node.flags | ELEM_FIRST;
+  element.levelFlags = document_.LevelBelow(parent) | ELEM_FIRST;
+  if (node.isEmptyElement) element.levelFlags |= ELEM_EMPTY;
   element.parent = parent;
   element.previous = added;
-  hasContent_ = node.flags != ELEM_EMPTY;
+  hasContent_ = !node.isEmptyElement;
   cursor_.Set(parent, added, 0);
 }
 
@@ -199,8 +200,8 @@ int DocumentReader::FindForward(int types, const wchar_t* path) {
         AddMain(node);
         return type;
       }
-      if (node.flags != ELEM_EMPTY) {
-        SkipElement(std::wstring(TagNameAt(document_.text, node.start + 1)));
+      if (!node.isEmptyElement) {
+        SkipElement(std::wstring(document_.NameAt(node.start + 1)));
       }
     } else if (type > CMarkup::NODE_ELEMENT && IncludesType(types, type)) {
       cursor_.SetNode(type, node.start, node.length);
@@ -241,13 +242,13 @@ std::wstring DocumentReader::Data() {
   NodePos node;
   for (int at = next_;;) {
     const int type = ReadNode(node, &at);
-    const std::wstring_view markup = document_.Range(node.start, node.start + node.length);
+    const std::wstring_view markup = node.In(document_.text);
     if (type == CMarkup::NODE_ELEMENT) return {};
     if (type == kScanEnd || type == kScanEndTag) return data;
     if (type == CMarkup::NODE_TEXT || type == CMarkup::NODE_WHITESPACE) {
       data += document_.Unescape(markup);
     }
-    if (type == CMarkup::NODE_CDATA_SECTION) data += markup.substr(9, node.length - 12);
+    if (type == CMarkup::NODE_CDATA_SECTION) data += NodeData(type, markup);
   }
 }
 
