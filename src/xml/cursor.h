@@ -48,7 +48,7 @@ class Cursor {
   void Set(int parent, int main, int child) {
     place_ = {parent, main, child, main != 0 ? CMarkup::NODE_ELEMENT : CMarkup::NODE_NONE, 0, 0};
   }
-  /// Makes a node after the main element, or the first of its parent, the current one.
+  /// Makes a node the current one. It follows the main element, or is the first node of the parent.
   void SetNode(int type, int offset, int length) {
     place_.nodeType = type;
     place_.nodeOffset = offset;

@@ -109,9 +109,9 @@ void DocumentReader::SkipContent() {
   }
 }
 
-/// Skips the content and the end tag of an element whose start tag was passed. False if an element
+/// Skips the content and the end tag of an element whose start tag was passed. Stops if an element
 /// around it is closed first.
-bool DocumentReader::SkipElement(std::wstring name) {
+void DocumentReader::SkipElement(std::wstring name) {
   SkippedElements open(document_, std::move(name));
   NodePos node;
   while (!open.IsEmpty()) {
@@ -130,9 +130,7 @@ bool DocumentReader::SkipElement(std::wstring name) {
     }
     next_ = at;
   }
-  if (open.IsEmpty()) return true;
-  document_.SetIllFormed();
-  return false;
+  if (!open.IsEmpty()) document_.SetIllFormed();
 }
 
 void DocumentReader::EndAtFileEnd() {
@@ -219,19 +217,9 @@ void DocumentReader::EnterElement() {
 void DocumentReader::FinishElement() {
   SkipContent();
   const int parent = cursor_.Parent();
+  cursor_.Set(parent, 0, 0);
   document_.elements.Truncate(parent + 1);
-  Place place = cursor_.Get();
-  place.main = 0;
-  cursor_.Set(place);
-  if (!isParentEnded_) {
-    const std::wstring name(document_.TagName(parent));
-    place.parent =
-        document_[parent].parent;  // only elements further out end it without its end tag
-    cursor_.Set(place);
-    SkipElement(name);
-    place.parent = parent;
-    cursor_.Set(place);
-  }
+  if (!isParentEnded_) SkipElement(std::wstring(document_.TagName(parent)));
   openNames_.Remove(document_.TagName(parent));
   isParentEnded_ = false;
 }
