@@ -149,7 +149,7 @@ TEST(XmlEncodings, Names) {
 /// Every name of the table with its code page.
 std::vector<std::pair<std::wstring, int>> AllEncodings() {
   std::vector<std::pair<std::wstring, int>> all;
-  for (int bucket = 0; bucket < orv::kEncodingBuckets; ++bucket) {
+  for (std::size_t bucket = 0; bucket < orv::kEncodingBuckets; ++bucket) {
     const std::wstring text = orv::EncodingBucket(bucket);
     for (std::size_t at = 0; at < text.size();) {
       const std::size_t length = std::stoul(text.substr(at, 2));

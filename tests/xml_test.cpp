@@ -488,7 +488,7 @@ TEST(XmlRead, Unescape) {
 }
 
 TEST(XmlRead, WholeBucketsOfNames) {
-  const std::tuple<const wchar_t* (*)(int), int, const wchar_t*> cases[] = {
+  const std::tuple<const wchar_t* (*)(std::size_t), std::size_t, const wchar_t*> cases[] = {
       {&orv::EntityBucket, 0, L"60216oslash60217ugrave60248oslash60249ugrave"},
       {&orv::EntityBucket, 1, L"50937omega60221yacute58968lceil50969omega60253yacute"},
       {&orv::EntityBucket, 3, L"40185sup1"},

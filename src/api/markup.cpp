@@ -16,6 +16,9 @@ namespace {
 
 constexpr int kInsertChild = CMarkup::ADD_INSERT | CMarkup::ADD_CHILD;
 
+/// A count that a caller passes; a negative one counts as 0.
+std::size_t ToSize(int count) { return static_cast<std::size_t>(std::max(count, 0)); }
+
 }  // namespace
 
 CMarkup::CMarkup() : m_pState(std::make_unique<orv::MarkupState>()) {}
@@ -158,7 +161,7 @@ int CMarkup::GetChildElemOffset() const {
 int CMarkup::GetAttribOffset(MCD_CSTR szAttrib) const {
   orv::Attribute attribute;
   if (!m_pState->cursor.FindAttribute(false, szAttrib.view(), &attribute)) return -1;
-  return static_cast<int>(attribute.nameStart);
+  return attribute.nameStart;
 }
 
 int CMarkup::GetContentOffset() const {
@@ -287,7 +290,7 @@ bool CMarkup::RemoveNode() { return m_pState->Edit().RemoveNode(); }
 std::wstring CMarkup::UnescapeText(const wchar_t* szText, int nTextLength, int nFlags) {
   if (szText == nullptr) return {};
   const std::wstring_view text =
-      nTextLength < 0 ? std::wstring_view(szText) : std::wstring_view(szText, nTextLength);
+      nTextLength < 0 ? std::wstring_view(szText) : std::wstring_view(szText, szText + nTextLength);
   return orv::UnescapeText(text, nFlags);
 }
 
@@ -312,17 +315,16 @@ void CMarkup::EncodeCharUTF16(int nUChar, wchar_t* pwszUTF16, int& nUTF16Len) {
 }
 
 int CMarkup::UTF16To8(char* pszUTF8, const wchar_t* pwszUTF16, int nUTF8Count) {
-  return static_cast<int>(orv::WideToUtf8(pwszUTF16, pszUTF8, std::max(nUTF8Count, 0)));
+  return static_cast<int>(orv::WideToUtf8(pwszUTF16, pszUTF8, ToSize(nUTF8Count)));
 }
 
 int CMarkup::UTF8To16(wchar_t* pwszUTF16, const char* pszUTF8, int nUTF8Count) {
-  const std::string_view bytes(pszUTF8, strnlen(pszUTF8, std::max(nUTF8Count, 0)));
+  const std::string_view bytes(pszUTF8, strnlen(pszUTF8, ToSize(nUTF8Count)));
   return static_cast<int>(orv::Utf8ToWide(bytes, pwszUTF16));
 }
 
 bool CMarkup::DetectUTF8(const char* pText, int nTextLen, int* pnNonASCII, bool* pbErrorAtEnd) {
-  const auto length = static_cast<std::size_t>(std::max(nTextLen, 0));
-  return orv::DetectUtf8({pText, length}, pnNonASCII, pbErrorAtEnd);
+  return orv::DetectUtf8({pText, ToSize(nTextLen)}, pnNonASCII, pbErrorAtEnd);
 }
 
 int CMarkup::GetEncodingCodePage(MCD_CSTR szEncoding) {
@@ -334,7 +336,7 @@ std::wstring CMarkup::GetDeclaredEncoding(MCD_CSTR szDoc) {
 }
 
 std::wstring CMarkup::EncodeBase64(const unsigned char* pBuffer, int nBufferLen) {
-  return orv::EncodeBase64(pBuffer, nBufferLen);
+  return orv::EncodeBase64({pBuffer, ToSize(nBufferLen)});
 }
 
 int CMarkup::DecodeBase64(const std::wstring& strBase64, unsigned char* pBuffer, int nBufferLen) {

@@ -188,7 +188,7 @@ void DecodeRuns(std::string_view bytes, Take take) {
           continue;
         }
       } else if (static_cast<std::uint8_t>(*at) < 0x80) {
-        *out++ = *at++;
+        *out++ = static_cast<wchar_t>(*at++);
         continue;
       }
       decodeBlocks(&at, end, &out, full);

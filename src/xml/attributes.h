@@ -8,12 +8,15 @@ namespace orv {
 
 /// An attribute as written; offsets are relative to the text.
 struct Attribute {
-  std::size_t nameStart = 0;
+  int nameStart = 0;
   std::wstring_view name;  ///< empty for a value without a name
-  std::size_t valueStart = 0;
+  int valueStart = 0;
   std::wstring_view value;  ///< without its quotes, references not decoded
   bool hasValue = false;
   bool isPlain = false;  ///< the value contains no reference for certain
+
+  int NameEnd() const { return nameStart + static_cast<int>(name.size()); }
+  int ValueEnd() const { return valueStart + static_cast<int>(value.size()); }
 };
 
 /// Iterates over the attributes of a tag or the pseudo-attributes of a processing instruction.
@@ -21,7 +24,7 @@ struct Attribute {
 class AttributeCursor {
  public:
   /// `nameStart` is the offset of the tag name or of the instruction's target.
-  AttributeCursor(std::wstring_view text, std::size_t nameStart)
+  AttributeCursor(std::wstring_view text, int nameStart)
       : text_(text.data()),
         end_(text_ + text.size()),
         at_(FindNameEnd(text_ + nameStart, end_, kTagNameEnds)) {}
@@ -33,8 +36,8 @@ class AttributeCursor {
 
     const wchar_t* const name = at_;
     at_ = FindNameEnd(at_, end_, kNameEnds);
-    attribute->nameStart = static_cast<std::size_t>(name - text_);
-    attribute->name = {name, static_cast<std::size_t>(at_ - name)};
+    attribute->nameStart = static_cast<int>(name - text_);
+    attribute->name = {name, at_};
     SkipWhiteSpace();
     attribute->hasValue = at_ != end_ && *at_ == L'=';
     if (attribute->hasValue) {
@@ -74,8 +77,8 @@ class AttributeCursor {
   }
 
   void Place(const wchar_t* value, const wchar_t* valueEnd, Attribute* attribute) const {
-    attribute->valueStart = static_cast<std::size_t>(value - text_);
-    attribute->value = {value, static_cast<std::size_t>(valueEnd - value)};
+    attribute->valueStart = static_cast<int>(value - text_);
+    attribute->value = {value, valueEnd};
   }
 
   /// The end of a quoted value.
@@ -92,7 +95,7 @@ class AttributeCursor {
 
 /// Finds the first attribute with a name in the tag or instruction whose own name is at
 /// `nameStart`. If there is none, `attribute` is the last attribute, if any.
-inline bool FindAttribute(std::wstring_view text, std::size_t nameStart, std::wstring_view name,
+inline bool FindAttribute(std::wstring_view text, int nameStart, std::wstring_view name,
                           bool ignoreCase, Attribute* attribute) {
   AttributeCursor cursor(text, nameStart);
   while (cursor.Next(attribute)) {
@@ -106,7 +109,7 @@ inline bool FindAttribute(std::wstring_view text, std::size_t nameStart, std::ws
 /// reference; a view with null data otherwise. If the value equals `expectedValue`, which contains
 /// no quote and no reference, no search is needed and `expectedValue` itself is returned. Pass an
 /// empty string for no expectation.
-inline std::wstring_view FirstValueFast(std::wstring_view text, std::size_t offset,
+inline std::wstring_view FirstValueFast(std::wstring_view text, int offset,
                                         std::wstring_view opening,
                                         std::wstring_view expectedValue) {
   const wchar_t* const at = text.data() + offset;
@@ -121,7 +124,7 @@ inline std::wstring_view FirstValueFast(std::wstring_view text, std::size_t offs
   }
   const wchar_t* const found = FindEither(value, end, opening.back(), L'&');
   if (found == end || *found == L'&') return {};
-  return {value, static_cast<std::size_t>(found - value)};
+  return {value, found};
 }
 
 }  // namespace orv

@@ -19,12 +19,14 @@ constexpr auto kPairs = [] {
   return pairs;
 }();
 
+const std::array<wchar_t, 2>& PairFor(int bits) { return kPairs.data()[bits]; }
+
 /// The value of each character below 128. Kept for compatibility: characters outside the alphabet
 /// are accepted. They have the value 0; those above `z` continue its sequence.
 constexpr auto kValues = [] {
   std::array<std::uint8_t, 128> values{};
-  for (int c = 0; c < 128; ++c) {
-    int value = 0;
+  for (std::size_t c = 0; c < values.size(); ++c) {
+    std::size_t value = 0;
     if (c >= 'a') {
       value = c - 71;
     } else if (c >= 'A' && c <= 'Z') {
@@ -51,7 +53,8 @@ constexpr auto kShifted = [] {
     for (std::size_t c = 0; c < kValues.size(); ++c) {
       shifted[position][c] = (kValues[c] & 63u) << (18 - 6 * position);
     }
-    for (const char c : {'\r', '\n', '='}) shifted[position][c] = kNotPlain;
+    auto& values = shifted[position];
+    values['\r'] = values['\n'] = values['='] = kNotPlain;
   }
   return shifted;
 }();
@@ -83,8 +86,8 @@ class Decoder {
     for (; end_ - at_ >= 4 && size_ - written_ >= 3; at_ += 4) {
       const auto any = static_cast<std::uint32_t>(at_[0] | at_[1] | at_[2] | at_[3]);
       if (any >= 128) return;
-      const std::uint32_t group =
-          kShifted[0][at_[0]] | kShifted[1][at_[1]] | kShifted[2][at_[2]] | kShifted[3][at_[3]];
+      const auto bits = [this](std::size_t i) { return kShifted[i].data()[at_[i]]; };
+      const std::uint32_t group = bits(0) | bits(1) | bits(2) | bits(3);
       if ((group & kNotPlain) != 0) return;
       Put(group, 3);
     }
@@ -121,10 +124,10 @@ class Decoder {
 
 }  // namespace
 
-std::wstring EncodeBase64(const unsigned char* bytes, int count) {
-  const std::size_t length = count > 0 ? count : 0;
-  const std::size_t groups = length / 3;
-  const std::size_t rest = length % 3;
+std::wstring EncodeBase64(std::span<const unsigned char> data) {
+  const unsigned char* bytes = data.data();
+  const std::size_t groups = data.size() / 3;
+  const std::size_t rest = data.size() % 3;
   // Kept for compatibility: a line break follows a padded last group, but not a short last line
   // that is not padded.
   const std::size_t allGroups = groups + (rest != 0 ? 1 : 0);
@@ -142,8 +145,8 @@ std::wstring EncodeBase64(const unsigned char* bytes, int count) {
   for (std::size_t group = 0; group < groups;) {
     const std::size_t lineEnd = std::min(groups, (group / kGroupsInLine + 1) * kGroupsInLine);
     for (; group < lineEnd; ++group, bytes += 3, at += 4) {
-      const auto& high = kPairs[bytes[0] << 4 | bytes[1] >> 4];
-      const auto& low = kPairs[(bytes[1] & 15) << 8 | bytes[2]];
+      const auto& high = PairFor(bytes[0] << 4 | bytes[1] >> 4);
+      const auto& low = PairFor((bytes[1] & 15) << 8 | bytes[2]);
       at[0] = high[0];
       at[1] = high[1];
       at[2] = low[0];
@@ -153,7 +156,7 @@ std::wstring EncodeBase64(const unsigned char* bytes, int count) {
   }
   if (rest != 0) {
     const int second = rest == 2 ? bytes[1] : 0;
-    const auto& high = kPairs[bytes[0] << 4 | second >> 4];
+    const auto& high = PairFor(bytes[0] << 4 | second >> 4);
     *at++ = high[0];
     *at++ = high[1];
     *at++ = rest == 2 ? kAlphabet[(second & 15) << 2] : L'=';

@@ -81,9 +81,12 @@ int DecodeCharUtf16(const wchar_t** at, const wchar_t* end) {
   };
   if (isEnd(*at)) return 0;
   const auto first = static_cast<std::uint32_t>(*(*at)++);
-  if (IsHighSurrogate(first) && !isEnd(*at) && IsLowSurrogate(**at)) {
-    const auto second = static_cast<std::uint32_t>(*(*at)++);
-    return static_cast<int>(0x10000 + ((first - 0xD800) << 10) + (second - 0xDC00));
+  if (IsHighSurrogate(first) && !isEnd(*at)) {
+    const auto second = static_cast<std::uint32_t>(**at);
+    if (IsLowSurrogate(second)) {
+      ++*at;
+      return static_cast<int>(0x10000 + ((first - 0xD800) << 10) + (second - 0xDC00));
+    }
   }
   const bool isCharacter = first <= 0xFFFF && !IsHighSurrogate(first) && !IsLowSurrogate(first);
   return isCharacter ? static_cast<int>(first) : kReplacement;
@@ -99,6 +102,13 @@ void EncodeCharUtf16(int code, wchar_t* target, int* length) {
   } else {
     target[0] = static_cast<wchar_t>(code);
   }
+}
+
+void AppendCharUtf16(int code, std::wstring* text) {
+  wchar_t units[2];
+  int count = 0;
+  EncodeCharUtf16(code, units, &count);
+  *text += std::wstring_view(units, units + count);
 }
 
 }  // namespace orv

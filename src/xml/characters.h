@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -17,13 +18,16 @@ int DecodeCharUtf16(const wchar_t** at, const wchar_t* end);
 void EncodeCharUtf8(int character, char* target, int* length);
 void EncodeCharUtf16(int code, wchar_t* target, int* length);
 
+/// Appends the code units of one character.
+void AppendCharUtf16(int code, std::wstring* text);
+
 /// Whether bytes, up to a zero, could be UTF-8, overlong forms included. The outputs, which may be
 /// null, are the number of lead bytes beyond ASCII up to the first error, and whether the only
 /// error is a sequence cut off by the end.
 bool DetectUtf8(std::string_view bytes, int* nonAscii, bool* errorAtEnd);
 
 /// Base64 with a leading line break and lines of 64 characters.
-std::wstring EncodeBase64(const unsigned char* bytes, int count);
+std::wstring EncodeBase64(std::span<const unsigned char> data);
 
 /// Decodes Base64 and returns the number of bytes written; with a size of 0, or a null buffer, a
 /// sufficient size.

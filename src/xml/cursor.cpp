@@ -107,13 +107,13 @@ std::wstring_view Cursor::TagName() const {
     case CMarkup::NODE_COMMENT:
       return L"#comment";
     default:
-      return MarkupNodeName(document_.Range(place_.nodeOffset, NodeEnd()));
+      return MarkupNodeName(NodeMarkup());
   }
 }
 
 /// The text in which the attributes at the place are read, and the offset of the tag name or
 /// target. False if there is no tag or instruction.
-bool Cursor::FindTag(bool ofChild, std::wstring_view* text, std::size_t* nameStart) const {
+bool Cursor::FindTag(bool ofChild, std::wstring_view* text, int* nameStart) const {
   *text = document_.text;
   if (ofChild ? place_.child != 0 : IsElement()) {
     *nameStart = document_[ofChild ? place_.child : place_.main].start + 1;
@@ -121,14 +121,14 @@ bool Cursor::FindTag(bool ofChild, std::wstring_view* text, std::size_t* nameSta
   }
   const bool isInstruction = place_.nodeType == CMarkup::NODE_PROCESSING_INSTRUCTION;
   if (ofChild || !isInstruction || place_.nodeLength == 0) return false;
-  *text = text->substr(0, NodeEnd());
+  *text = document_.Range(0, NodeEnd());
   *nameStart = place_.nodeOffset + 2;
   return true;
 }
 
 bool Cursor::FindAttribute(bool ofChild, std::wstring_view name, Attribute* attribute) const {
   std::wstring_view text;
-  std::size_t nameStart;
+  int nameStart;
   return FindTag(ofChild, &text, &nameStart) &&
          orv::FindAttribute(text, nameStart, name, document_.IgnoresCase(), attribute);
 }
@@ -141,7 +141,7 @@ std::wstring Cursor::AttribValue(bool ofChild, std::wstring_view name) const {
 
 bool Cursor::NthAttrib(int index, std::wstring* name, std::wstring* value) const {
   std::wstring_view text;
-  std::size_t nameStart;
+  int nameStart;
   if (index < 0 || !FindTag(false, &text, &nameStart)) return false;
   AttributeCursor attributes(text, nameStart);
   Attribute attribute;
@@ -152,20 +152,6 @@ bool Cursor::NthAttrib(int index, std::wstring* name, std::wstring* value) const
     return true;
   }
   return false;
-}
-
-/// The data of a node that is not an element, as written.
-std::wstring_view Cursor::NodeData() const {
-  int opening = 0;
-  int closing = 0;
-  if (place_.nodeType == CMarkup::NODE_COMMENT) {
-    opening = 4;  // <!--
-    closing = 3;  // -->
-  } else if (place_.nodeType == CMarkup::NODE_CDATA_SECTION) {
-    opening = 9;  // <![CDATA[
-    closing = 3;  // ]]>
-  }
-  return document_.Range(place_.nodeOffset + opening, NodeEnd() - closing);
 }
 
 std::wstring Cursor::Data() const {
@@ -189,7 +175,7 @@ std::wstring_view Cursor::RawData() const {
 }
 
 std::wstring_view Cursor::Markup() const {
-  if (IsOtherNode()) return document_.Range(place_.nodeOffset, NodeEnd());
+  if (IsOtherNode()) return NodeMarkup();
   return document_.Markup(place_.main);
 }
 

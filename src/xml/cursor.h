@@ -48,7 +48,7 @@ class Cursor {
   void Set(int parent, int main, int child) {
     place_ = {parent, main, child, main != 0 ? CMarkup::NODE_ELEMENT : CMarkup::NODE_NONE, 0, 0};
   }
-  /// Makes a node after the main element, or the first of its parent, the current one.
+  /// Makes a node the current one. It follows the main element, or is the first node of the parent.
   void SetNode(int type, int offset, int length) {
     place_.nodeType = type;
     place_.nodeOffset = offset;
@@ -88,7 +88,7 @@ class Cursor {
   template <class Visitor>
   void ForEachAttrib(std::wstring* buffer, Visitor visit) const {
     std::wstring_view text;
-    std::size_t nameStart;
+    int nameStart;
     if (!FindTag(false, &text, &nameStart)) return;
     AttributeCursor attributes(text, nameStart);
     Attribute attribute;
@@ -120,8 +120,9 @@ class Cursor {
   int FindAmong(int parent, int after, const wchar_t* path) const;
   int FirstNamed(int element, std::wstring_view tagName) const;
   int NextNodeOffset() const;
-  std::wstring_view NodeData() const;
-  bool FindTag(bool ofChild, std::wstring_view* text, std::size_t* nameStart) const;
+  std::wstring_view NodeMarkup() const { return document_.Range(place_.nodeOffset, NodeEnd()); }
+  std::wstring_view NodeData() const { return orv::NodeData(place_.nodeType, NodeMarkup()); }
+  bool FindTag(bool ofChild, std::wstring_view* text, int* nameStart) const;
   std::wstring_view ValueOf(const Attribute& attribute, std::wstring* buffer) const {
     if (attribute.isPlain && !NormalizesWhitespace(document_.flags)) return attribute.value;
     return *buffer = document_.Unescape(attribute.value);

@@ -21,7 +21,7 @@ std::size_t FindDelimitersPlain(const wchar_t* text, std::size_t blocks, std::ui
   std::size_t count = 0;
   for (std::size_t i = 0; i < blocks * kDelimiterBlock; ++i) {
     offsets[count] = first + static_cast<std::uint32_t>(i);
-    count += kDelimiters.Has(text[i]) ? 1 : 0;
+    count += kDelimiters.Has(text[i]);
   }
   return count;
 }
@@ -79,7 +79,7 @@ ORV_AVX2 inline __m256i LoadBytes32(const wchar_t* text) {
   if constexpr (sizeof(wchar_t) == 2) {
     const __m256i packed =
         _mm256_packus_epi16(_mm256_loadu_si256(data), _mm256_loadu_si256(data + 1));
-    return _mm256_permute4x64_epi64(packed, 0b11'01'10'00);
+    return _mm256_permute4x64_epi64(packed, _MM_SHUFFLE(3, 1, 2, 0));
   } else {
     const __m256i low = _mm256_packs_epi32(_mm256_loadu_si256(data), _mm256_loadu_si256(data + 1));
     const __m256i high =
@@ -150,7 +150,7 @@ ORV_AVX512 std::size_t FindDelimitersAvx512(const wchar_t* text, std::size_t blo
     do {
       const __m512i sixteen = _mm512_cvtepu8_epi32(_mm512_castsi512_si128(places));
       _mm512_storeu_si512(end, _mm512_add_epi32(start, sixteen));
-      places = _mm512_shuffle_i64x2(places, places, 0b00'11'10'01);
+      places = _mm512_shuffle_i64x2(places, places, _MM_SHUFFLE(0, 3, 2, 1));
       end += 16;
     } while (end < offsets + count);
   }
@@ -179,18 +179,15 @@ void PrefetchAhead(const wchar_t* text, std::size_t blocks) {
 }  // namespace
 
 DelimiterScanner DelimiterScannerFor(CpuLevel level) {
-  switch (level) {
+  static constexpr LeveledKernel<DelimiterScanner> kScanners[] = {
+    {CpuLevel::kPlain, FindDelimitersPlain},
 #if defined(__x86_64__)
-    case CpuLevel::kAvx512:
-      return FindDelimitersAvx512;
-    case CpuLevel::kAvx2:
-      return FindDelimitersAvx2;
-    case CpuLevel::kSse41:
-      return FindDelimitersSse41;
+    {CpuLevel::kSse41, FindDelimitersSse41},
+    {CpuLevel::kAvx2, FindDelimitersAvx2},
+    {CpuLevel::kAvx512, FindDelimitersAvx512},
 #endif
-    default:
-      return FindDelimitersPlain;
-  }
+  };
+  return KernelFor(level, kScanners);
 }
 
 DelimiterBatches::Batch DelimiterBatches::Next() {

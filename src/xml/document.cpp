@@ -72,15 +72,13 @@ void Document::Index() {
 
 /// Indexes the text, or the text that a copy is being made of.
 void Document::Index(std::wstring_view newText, TrailingCopy* copy) {
-  const int length = static_cast<int>(newText.size());
+  TokenPos token = TokenPos::Of(newText);
+  token.flags = flags;
+  const int length = token.length;
   // Configurations have an element for about every 58 code units, so that one allocation suffices.
   elements.Reset(length / 48 + 8);
   if (length == 0) return;
 
-  TokenPos token;
-  token.text = newText.data();
-  token.flags = flags;
-  token.length = length;
   const int first = IndexElements(elements, 0, token, result, copy);
   elements.Trim();
   elements[0].length = length;
@@ -106,21 +104,12 @@ void Document::Assign(const Document& other) {
 
 // --- Reading ---
 
-TokenPos Document::TokenAt(int start, int end) const {
-  TokenPos token;
-  token.next = start;
-  token.text = text.data();
-  token.flags = flags;
-  token.length = end;
-  return token;
-}
-
 std::wstring_view Document::TagName(int element) const {
   // The start tag of an element being written may be in the file already; its end tag is not.
   if (elements[element].StartTagLength() == kWrittenTag) {
-    return TagNameAt(text, ContentEnd(element) + 2);
+    return NameAt(ContentEnd(element) + 2);
   }
-  return TagNameAt(text, elements[element].start + 1);
+  return NameAt(elements[element].start + 1);
 }
 
 std::wstring_view Document::Content(int element) const {
@@ -138,9 +127,7 @@ std::wstring Document::Data(int element) const {
 /// The data of a content that is more than one run of text.
 std::wstring Document::MixedData(std::wstring_view content) const {
   std::wstring data;
-  TokenPos token;
-  token.text = content.data();
-  token.length = static_cast<int>(content.size());
+  TokenPos token = TokenPos::Of(content);
   NodePos node;
   for (;;) {
     switch (ScanNode(token, node)) {
@@ -150,10 +137,10 @@ std::wstring Document::MixedData(std::wstring_view content) const {
         return {};
       case CMarkup::NODE_TEXT:
       case CMarkup::NODE_WHITESPACE:
-        data += Unescape(content.substr(node.start, node.length));
+        data += Unescape(node.In(content));
         break;
       case CMarkup::NODE_CDATA_SECTION:
-        data += content.substr(node.start + 9, node.length - 12);
+        data += NodeData(node.type, node.In(content));
         break;
       default:
         break;
@@ -168,7 +155,7 @@ std::wstring Document::Unescape(std::wstring_view escaped) const {
 int Document::ContentEnd(int element) const {
   const ElemPos& record = elements[element];
   int end = record.ContentEnd();
-  while (end - 1024 >= record.ContentStart() && text.compare(end, 2, L"</") != 0) end -= 1024;
+  while (end - 1024 >= record.ContentStart() && Range(end, end + 2) != L"</") end -= 1024;
   return end;
 }
 
@@ -191,7 +178,7 @@ std::wstring Document::Path(int element) const {
 // --- Editing ---
 
 void Document::Replace(int offset, int cut, std::wstring_view replacement) {
-  text.replace(offset, cut, replacement);
+  text.replace(static_cast<std::size_t>(offset), static_cast<std::size_t>(cut), replacement);
   elements[0].length = Size();
 }
 

@@ -55,11 +55,19 @@ class Document {
 
   // --- Reading ---
 
+  wchar_t At(int offset) const { return text.data()[offset]; }
   std::wstring_view Range(int start, int end) const {
-    return std::wstring_view(text).substr(start, end > start ? end - start : 0);
+    const auto length = static_cast<std::size_t>(end > start ? end - start : 0);
+    return std::wstring_view(text).substr(static_cast<std::size_t>(start), length);
+  }
+  /// The tag name at an offset.
+  std::wstring_view NameAt(int offset) const {
+    return TagNameAt(text, static_cast<std::size_t>(offset));
   }
   /// A scanner's cursor over a range of the text.
-  TokenPos TokenAt(int start, int end) const;
+  TokenPos TokenAt(int start, int end) const {
+    return {.next = start, .text = text.data(), .flags = flags, .length = end};
+  }
 
   std::wstring_view TagName(int element) const;
   /// Whether an element has a tag name, which contains no code unit that could end it.
@@ -87,7 +95,7 @@ class Document {
     const wchar_t* const contentEnd = text.data() + record.ContentEnd();
     // The `<` of the end tag ends the search.
     if (FindEither(start, text.data() + text.size(), L'<', L'&') != contentEnd) return {};
-    return {start, static_cast<std::size_t>(contentEnd - start)};
+    return {start, contentEnd};
   }
   /// The decoded text of an element; empty for an element that contains elements.
   std::wstring Data(int element) const;

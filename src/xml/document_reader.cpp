@@ -63,11 +63,11 @@ bool DocumentReader::ReadMore(int* at) {
   for (int i = 1; i < document_.elements.Count(); ++i) {
     ElemPos& element = document_[i];
     const auto start = static_cast<int>(kept.size());
-    kept += document_.text.substr(element.start, element.StartTagLength());
+    kept += document_.Range(element.start, element.ContentStart());
     element.start = start;
   }
   const int shift = static_cast<int>(kept.size()) - next_;
-  document_.text.replace(0, next_, kept);
+  document_.Replace(0, next_, kept);
   next_ += shift;
   passed_ -= shift;
   *at += shift;
@@ -109,9 +109,9 @@ void DocumentReader::SkipContent() {
   }
 }
 
-/// Skips the content and the end tag of an element whose start tag was passed. False if an element
+/// Skips the content and the end tag of an element whose start tag was passed. Stops if an element
 /// around it is closed first.
-bool DocumentReader::SkipElement(std::wstring name) {
+void DocumentReader::SkipElement(std::wstring name) {
   SkippedElements open(document_, std::move(name));
   NodePos node;
   while (!open.IsEmpty()) {
@@ -119,20 +119,18 @@ bool DocumentReader::SkipElement(std::wstring name) {
     const int type = ReadNode(node, &at);
     if (type == kScanEnd) break;
     if (type == CMarkup::NODE_ELEMENT) {
-      if (node.flags != ELEM_EMPTY) {
-        open.Open(std::wstring(TagNameAt(document_.text, node.start + 1)));
+      if (!node.isEmptyElement) {
+        open.Open(std::wstring(document_.NameAt(node.start + 1)));
       }
     } else if (type == kScanEndTag) {
-      const std::wstring_view endTag = TagNameAt(document_.text, node.start + 2);
+      const std::wstring_view endTag = document_.NameAt(node.start + 2);
       const bool closes = open.MayMatch(endTag);
       if (!closes && EndsOpenElement(endTag)) break;
       if (!closes || !open.Close(endTag)) document_.SetIllFormed();
     }
     next_ = at;
   }
-  if (open.IsEmpty()) return true;
-  document_.SetIllFormed();
-  return false;
+  if (!open.IsEmpty()) document_.SetIllFormed();
 }
 
 void DocumentReader::EndAtFileEnd() {
@@ -143,7 +141,7 @@ void DocumentReader::EndAtFileEnd() {
 
 /// Handles the end tag at `tag` on the level of the main element.
 void DocumentReader::PassEndTag(int tag, int after) {
-  const std::wstring_view name = TagNameAt(document_.text, tag + 2);
+  const std::wstring_view name = document_.NameAt(tag + 2);
   const int parent = cursor_.Parent();
   const bool isParent =
       parent != 0 && SameName(document_.TagName(parent), name, document_.IgnoresCase());
@@ -168,10 +166,11 @@ void DocumentReader::AddMain(const NodePos& node) {
   element.start = node.start;
   element.length = node.length;
   element.SetTagLengths(node.length, 0);
-  element.levelFlags = document_.LevelBelow(parent) | node.flags | ELEM_FIRST;
+  element.levelFlags = document_.LevelBelow(parent) | ELEM_FIRST;
+  if (node.isEmptyElement) element.levelFlags |= ELEM_EMPTY;
   element.parent = parent;
   element.previous = added;
-  hasContent_ = node.flags != ELEM_EMPTY;
+  hasContent_ = !node.isEmptyElement;
   cursor_.Set(parent, added, 0);
 }
 
@@ -199,8 +198,8 @@ int DocumentReader::FindForward(int types, const wchar_t* path) {
         AddMain(node);
         return type;
       }
-      if (node.flags != ELEM_EMPTY) {
-        SkipElement(std::wstring(TagNameAt(document_.text, node.start + 1)));
+      if (!node.isEmptyElement) {
+        SkipElement(std::wstring(document_.NameAt(node.start + 1)));
       }
     } else if (type > CMarkup::NODE_ELEMENT && IncludesType(types, type)) {
       cursor_.SetNode(type, node.start, node.length);
@@ -218,19 +217,9 @@ void DocumentReader::EnterElement() {
 void DocumentReader::FinishElement() {
   SkipContent();
   const int parent = cursor_.Parent();
+  cursor_.Set(parent, 0, 0);
   document_.elements.Truncate(parent + 1);
-  Place place = cursor_.Get();
-  place.main = 0;
-  cursor_.Set(place);
-  if (!isParentEnded_) {
-    const std::wstring name(document_.TagName(parent));
-    place.parent =
-        document_[parent].parent;  // only elements further out end it without its end tag
-    cursor_.Set(place);
-    SkipElement(name);
-    place.parent = parent;
-    cursor_.Set(place);
-  }
+  if (!isParentEnded_) SkipElement(std::wstring(document_.TagName(parent)));
   openNames_.Remove(document_.TagName(parent));
   isParentEnded_ = false;
 }
@@ -241,13 +230,13 @@ std::wstring DocumentReader::Data() {
   NodePos node;
   for (int at = next_;;) {
     const int type = ReadNode(node, &at);
-    const std::wstring_view markup = document_.Range(node.start, node.start + node.length);
+    const std::wstring_view markup = node.In(document_.text);
     if (type == CMarkup::NODE_ELEMENT) return {};
     if (type == kScanEnd || type == kScanEndTag) return data;
     if (type == CMarkup::NODE_TEXT || type == CMarkup::NODE_WHITESPACE) {
       data += document_.Unescape(markup);
     }
-    if (type == CMarkup::NODE_CDATA_SECTION) data += markup.substr(9, node.length - 12);
+    if (type == CMarkup::NODE_CDATA_SECTION) data += NodeData(type, markup);
   }
 }
 

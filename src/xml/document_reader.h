@@ -19,8 +19,8 @@ class DocumentReader {
   /// Opens a file; sets the document flags that describe its encoding.
   bool Open(const std::wstring& file);
 
-  /// Moves forward to the next node of a set of types, 0 for all, an element by the first name of a
-  /// path. Returns its type, 0 for none; everything up to the end of the parent is passed then.
+  /// Moves forward to the next node of a set of types, 0 for all. An element must also match the
+  /// first name of a path. Returns the type, or 0 after passing the rest of the parent.
   int FindForward(int types, const wchar_t* path);
   /// The data of the main element, whose content is not passed.
   std::wstring Data();
@@ -35,7 +35,7 @@ class DocumentReader {
   bool ReadMore(int* at);
   int ReadNode(NodePos& node, int* at);
   void SkipContent();
-  bool SkipElement(std::wstring name);
+  void SkipElement(std::wstring name);
   void EndAtFileEnd();
   void PassEndTag(int tag, int after);
   void AddMain(const NodePos& node);
@@ -49,8 +49,8 @@ class DocumentReader {
   std::int64_t passed_ = 0;     ///< code units of the file before the text, less the tags kept
   bool hasContent_ = false;     ///< the content of the main element was not passed
   bool isParentEnded_ = false;  ///< the end tag of the parent was passed
-  /// The names of the open elements, without regard to case: what matches none of them so matches
-  /// none of them otherwise.
+  /// The names of the open elements, compared case-insensitively. A name that matches none of them
+  /// does not match case-sensitively either.
   OpenNames openNames_{true};
 };
 

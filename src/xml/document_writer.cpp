@@ -17,8 +17,8 @@ int DocumentWriter::CompletedEnd() const {
 
 bool DocumentWriter::WriteCompleted() {
   const int end = CompletedEnd();
-  if (!file_.Write(document_.text, end, document_.flags)) return false;
-  document_.text.erase(0, end);
+  if (!file_.Write(document_.text, static_cast<std::size_t>(end), document_.flags)) return false;
+  document_.Replace(0, end, {});
   KeepOpenElements(end);
   return true;
 }

@@ -26,17 +26,19 @@ bool IsAttributeName(std::wstring_view name) {
   return !name.empty() && name.find_first_of(L" \t\r\n/=>?<\"'") == name.npos;
 }
 
-/// The length of the line break at an offset of a text; 0 for none.
-int LineBreakLength(std::wstring_view text, std::size_t offset) {
-  if (text.substr(offset, 2) == kLineBreak) return 2;
-  return offset < text.size() && (text[offset] == L'\r' || text[offset] == L'\n') ? 1 : 0;
+/// The length of the line break at an offset; 0 for none.
+int LineBreakLength(const Document& document, int offset) {
+  if (document.Range(offset, offset + 2) == kLineBreak) return 2;
+  const wchar_t unit = document.At(offset);
+  return unit == L'\r' || unit == L'\n' ? 1 : 0;
 }
 
 /// The offset of the tag that only white space separates from an offset; otherwise the offset
 /// itself.
-int SkipSpaceBeforeTag(std::wstring_view text, int offset) {
-  const std::size_t found = text.find_first_not_of(L" \n\t\r", offset);
-  return found != text.npos && text[found] == L'<' ? static_cast<int>(found) : offset;
+int SkipSpaceBeforeTag(const Document& document, int offset) {
+  int tag = offset;
+  while (IsWhiteSpace(document.At(tag))) ++tag;
+  return document.At(tag) == L'<' ? tag : offset;
 }
 
 /// The markup of a node that is not an element; empty if it would read back as something else.
@@ -62,9 +64,7 @@ std::wstring NodeMarkup(int type, MCD_CSTR nodeText) {
     default:
       return {};
   }
-  TokenPos token;
-  token.text = markup.c_str();
-  token.length = static_cast<int>(markup.size());
+  TokenPos token = TokenPos::Of(markup);
   NodePos node;
   const int scanned = ScanNode(token, node);
   const bool isText = type == CMarkup::NODE_TEXT && scanned == CMarkup::NODE_WHITESPACE;
@@ -81,16 +81,16 @@ std::wstring EncodeValue(MCD_CSTR value, int flags) {
 /// Whether reading the attributes of a tag recognizes the same quotes as the parse did. It does not
 /// if the tag name or an unquoted value contains an equals sign followed by a quote; an edit could
 /// then end the tag elsewhere.
-bool ReadsAsParsed(std::wstring_view text, int tag, int end) {
-  AttributeCursor cursor(text, static_cast<std::size_t>(tag) + 1);
+bool ReadsAsParsed(const Document& document, int tag, int end) {
+  AttributeCursor cursor(document.text, tag + 1);
   Attribute attribute;
   for (int at = tag + 2; at < end; ++at) {
-    if (!IsQuote(text[at]) || !OpensValue(text.data(), tag, at)) continue;
+    if (!IsQuote(document.At(at)) || !OpensValue(document.text.data(), tag, at)) continue;
     do {
       if (!cursor.Next(&attribute)) return false;
-    } while (!attribute.hasValue || !IsQuote(text[attribute.valueStart - 1]));
-    if (static_cast<int>(attribute.valueStart) != at + 1) return false;
-    at += static_cast<int>(attribute.value.size()) + 1;
+    } while (!attribute.hasValue || !IsQuote(document.At(attribute.valueStart - 1)));
+    if (attribute.valueStart != at + 1) return false;
+    at = attribute.ValueEnd();
   }
   return true;
 }
@@ -196,7 +196,7 @@ bool Editor::CanEdit(int element) const {
   if (element == 0 || IsReading()) return false;
   const ElemPos& record = document_[element];
   return record.StartTagLength() > 2 && !record.IsStartTagCut() &&
-         document_.text[record.ContentStart() - 1] == L'>';
+         document_.At(record.ContentStart() - 1) == L'>';
 }
 
 /// Whether markup may be added. Writes what is complete to an open file if memory holds too much.
@@ -225,7 +225,7 @@ bool Editor::FindPlace(int flags, InsertPlace* place) const {
     return false;
   }
   const bool onOwnLine = (flags & CMarkup::ADD_NOLINES) == 0 && !place->opensParent;
-  if (onOwnLine) place->offset = SkipSpaceBeforeTag(document_.text, place->offset);
+  if (onOwnLine) place->offset = SkipSpaceBeforeTag(document_, place->offset);
   return true;
 }
 
@@ -257,7 +257,7 @@ void Editor::OpenTag(int element, std::wstring_view content) {
   const int tagEnd = record.ContentStart();
   const std::wstring name(document_.TagName(element));
   int close = tagEnd - 1;
-  while (document_.text[close - 1] == L'/') --close;
+  while (document_.At(close - 1) == L'/') --close;
   std::wstring markup = L">";
   markup += content;
   markup += L"</" + name + L">";
@@ -356,7 +356,7 @@ bool Editor::AddSubDocument(std::wstring_view markup, int flags) {
 void Editor::Remove(int element) {
   const ElemPos& record = document_[element];
   const int start = record.start;
-  const int cut = record.length + LineBreakLength(document_.text, record.End());
+  const int cut = record.length + LineBreakLength(document_, record.End());
   document_.Shift(element, -cut, true);
   document_.Unlink(element);
   document_.ReleaseTree(element);
@@ -454,7 +454,7 @@ int Editor::AttributeEnd(bool ofChild) const {
   const int element = ofChild ? cursor_.Child() : main;
   if (!CanEdit(element)) return -1;
   const int end = TagClose(element);
-  return ReadsAsParsed(document_.text, document_[element].start, end) ? end : -1;
+  return ReadsAsParsed(document_, document_[element].start, end) ? end : -1;
 }
 
 /// Replaces code units within the tag or instruction at the place.
@@ -477,23 +477,21 @@ void Editor::ChangeTag(bool ofChild, int offset, int cut, std::wstring_view repl
 bool Editor::SetAttribute(bool ofChild, std::wstring_view name, MCD_CSTR newValue) {
   int end = AttributeEnd(ofChild);
   if (end < 0 || !IsAttributeName(name)) return false;
-  const std::wstring_view text = document_.text;
   const std::wstring value = EscapeText(newValue.c_str(), CMarkup::ESC_ATTRIB);
   Attribute attribute;
   if (!cursor_.FindAttribute(ofChild, name, &attribute)) {
     // After an equals sign without a value, the new attribute would be read as that value.
-    const bool dangles = attribute.hasValue && static_cast<int>(attribute.valueStart) >= end;
-    if (text[end] == L'/' && text[end - 1] == L' ') --end;
+    const bool dangles = attribute.hasValue && attribute.valueStart >= end;
+    if (document_.At(end) == L'/' && document_.At(end - 1) == L' ') --end;
     ChangeTag(ofChild, end, 0,
               (dangles ? L"\"\" " : L" ") + std::wstring(name) + L"=\"" + value + L"\"");
   } else if (!attribute.hasValue) {
-    const auto nameEnd = static_cast<int>(attribute.nameStart + attribute.name.size());
-    ChangeTag(ofChild, nameEnd, 0, L"=\"" + value + L"\"");
+    ChangeTag(ofChild, attribute.NameEnd(), 0, L"=\"" + value + L"\"");
   } else {
-    const int start = static_cast<int>(attribute.valueStart);
-    const bool isQuoted = IsQuote(text[start - 1]);
+    const int start = attribute.valueStart;
+    const bool isQuoted = IsQuote(document_.At(start - 1));
     // An unquoted value ends before the closing of the tag.
-    const int valueEnd = std::min(start + static_cast<int>(attribute.value.size()), end);
+    const int valueEnd = std::min(attribute.ValueEnd(), end);
     ChangeTag(ofChild, start, valueEnd - start, isQuoted ? value : L"\"" + value + L"\"");
   }
   return true;
@@ -503,17 +501,17 @@ bool Editor::RemoveAttribute(std::wstring_view name) {
   const int tagEnd = AttributeEnd(false);
   Attribute attribute;
   if (tagEnd < 0 || !cursor_.FindAttribute(false, name, &attribute)) return false;
-  const std::wstring_view text = document_.text;
-  int start = static_cast<int>(attribute.nameStart);
-  int end = start + static_cast<int>(attribute.name.size());
+  int start = attribute.nameStart;
+  int end = attribute.NameEnd();
   if (attribute.hasValue) {
-    end = static_cast<int>(attribute.valueStart + attribute.value.size());
-    if (IsQuote(text[attribute.valueStart - 1])) ++end;
+    end = attribute.ValueEnd();
+    if (IsQuote(document_.At(attribute.valueStart - 1))) ++end;
   }
   end = std::min(end, tagEnd);
-  while (IsWhiteSpace(text[start - 1])) --start;
+  while (IsWhiteSpace(document_.At(start - 1))) --start;
   // A space stays where the neighbours would join to another name or to an empty-element tag.
-  const bool joins = end < tagEnd ? !IsWhiteSpace(text[end]) : text[start - 1] == L'/';
+  const bool joins =
+      end < tagEnd ? !IsWhiteSpace(document_.At(end)) : document_.At(start - 1) == L'/';
   ChangeTag(false, start, end - start, joins ? L" " : L"");
   return true;
 }
@@ -565,7 +563,7 @@ bool Editor::RemoveNode() {
   constexpr int kOnLineOfItsOwn =
       CMarkup::NODE_COMMENT | CMarkup::NODE_PROCESSING_INSTRUCTION | CMarkup::NODE_DOCUMENT_TYPE;
   if ((cursor_.NodeType() & kOnLineOfItsOwn) != 0) {
-    cut += LineBreakLength(document_.text, cursor_.NodeEnd());
+    cut += LineBreakLength(document_, cursor_.NodeEnd());
   }
   document_.Replace(cursor_.NodeOffset(), cut, {});
   document_.ShiftAfterNode(cursor_.Parent(), cursor_.Main(), -cut);

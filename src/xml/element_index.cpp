@@ -6,6 +6,11 @@
 #include "platform/pages.h"
 
 namespace orv {
+namespace {
+
+std::size_t ByteSize(int records) { return static_cast<std::size_t>(records) * sizeof(ElemPos); }
+
+}  // namespace
 
 void ElementIndex::Reset(int capacity) {
   count_ = 1;
@@ -31,7 +36,7 @@ void ElementIndex::Grow(int capacity) {
   capacity = static_cast<int>(std::min<std::int64_t>(capacity, limit));
 
   const int neededSegment = (capacity - 1) >> kSegmentBits;
-  if (segments_.size() <= static_cast<std::size_t>(neededSegment)) {
+  if (static_cast<int>(segments_.size()) <= neededSegment) {
     segments_.resize(static_cast<std::size_t>(neededSegment) * 2 + 4);
   }
   // Full segments have their final size; only the last one and the new one are allocated.
@@ -40,11 +45,11 @@ void ElementIndex::Grow(int capacity) {
     const int records = std::min(capacity - first, kSegmentRecords);
     const int used = std::clamp(capacity_ - first, 0, kSegmentRecords);
     if (used == records) continue;
-    Segment segment(static_cast<ElemPos*>(std::malloc(records * sizeof(ElemPos))));
+    Segment segment(static_cast<ElemPos*>(std::malloc(ByteSize(records))));
     if (segment == nullptr) throw std::bad_alloc();
-    if (records == kSegmentRecords) PopulatePages(segment.get(), records * sizeof(ElemPos));
-    if (used > 0) std::memcpy(segment.get(), segments_[s].get(), used * sizeof(ElemPos));
-    segments_[s] = std::move(segment);
+    if (records == kSegmentRecords) PopulatePages(segment.get(), ByteSize(records));
+    if (used > 0) std::memcpy(segment.get(), SegmentAt(s).get(), ByteSize(used));
+    SegmentAt(s) = std::move(segment);
   }
   capacity_ = capacity;
 }
@@ -53,10 +58,10 @@ void ElementIndex::Trim() {
   const int kept = count_ + count_ / 8 + 8;
   if (capacity_ - count_ <= count_ / 4 || kept >= capacity_) return;
   const int last = (kept - 1) >> kSegmentBits;
-  for (int s = (capacity_ - 1) >> kSegmentBits; s > last; --s) segments_[s] = nullptr;
-  Segment& segment = segments_[last];
+  for (int s = (capacity_ - 1) >> kSegmentBits; s > last; --s) SegmentAt(s) = nullptr;
+  Segment& segment = SegmentAt(last);
   const int records = kept - (last << kSegmentBits);
-  void* const smaller = std::realloc(segment.get(), records * sizeof(ElemPos));
+  void* const smaller = std::realloc(segment.get(), ByteSize(records));
   if (smaller != nullptr) {
     static_cast<void>(segment.release());
     segment.reset(static_cast<ElemPos*>(smaller));
@@ -70,7 +75,7 @@ void ElementIndex::Assign(const ElementIndex& other) {
   while (capacity_ < capacity) Grow(capacity);
   for (int first = 0; first < other.count_; first += kSegmentRecords) {
     const int records = std::min(other.count_ - first, kSegmentRecords);
-    std::memcpy(&(*this)[first], &other[first], records * sizeof(ElemPos));
+    std::memcpy(&(*this)[first], &other[first], ByteSize(records));
   }
   count_ = other.count_;
   deleted_ = other.deleted_;

@@ -121,6 +121,8 @@ class ElementIndex {
   };
   using Segment = std::unique_ptr<ElemPos, FreeRecords>;
 
+  Segment& SegmentAt(int number) { return segments_.data()[number]; }
+
   std::vector<Segment> segments_;
   int capacity_ = 0;
   int count_ = 1;

@@ -12,7 +12,7 @@ namespace orv {
 namespace {
 
 /// Open elements that a search for the element of an end tag compares before it counts names.
-constexpr int kShortSearch = 32;
+constexpr std::uint32_t kShortSearch = 32;
 
 /// Whether a code unit of the text ends the name of an open element for an end tag.
 bool EndsOpenName(wchar_t unit) { return EndsTagName(unit) || EndsPathName(unit); }
@@ -44,7 +44,7 @@ class ElementIndexer {
   void AddError(const NodePos& node);
 
   std::wstring_view TagName(int start) const {
-    return TagNameAt({text_, static_cast<std::size_t>(token_.length)}, start + 1);
+    return TagNameAt(token_.Text(), static_cast<std::size_t>(start + 1));
   }
   std::wstring_view OpenName(int element) const { return TagName(elements_[element].start); }
 
@@ -52,7 +52,7 @@ class ElementIndexer {
   const int base_;
   int parent_;         ///< the innermost open element; `base_` if none is open
   int lastChild_ = 0;  ///< of the parent
-  int depth_ = 0;
+  std::uint32_t depth_ = 0;
   int firstElement_ = 0;
   TokenPos token_;
   const wchar_t* const text_;
@@ -150,7 +150,7 @@ void ElementIndexer::EndTag(int start, int length) {
   // Nearly always the code units between `</` and `>` are those of the innermost open name.
   const wchar_t* name = text_ + start + 2;
   const wchar_t* open = text_ + elements_[parent_].start + 1;
-  const int nameLength = length - 3;
+  const auto nameLength = static_cast<std::size_t>(length - 3);
   if (!SameUnits(name, open, nameLength) || !EndsOpenName(open[nameLength])) {
     return MismatchedEndTag(start, length);
   }
@@ -179,11 +179,11 @@ void ElementIndexer::MismatchedEndTag(int start, int length) {
 int ElementIndexer::FindOpen(std::wstring_view name) {
   if (openNames_ && !openNames_->MayMatch(name)) return -1;
   int element = parent_;
-  for (int up = 0; up < depth_; ++up) {
+  for (std::uint32_t up = 0; up < depth_; ++up) {
     if (up == kShortSearch && !openNames_) {
       openNames_.emplace(ignoreCase_);
       int open = parent_;
-      for (int i = 0; i < depth_; ++i) {
+      for (std::uint32_t i = 0; i < depth_; ++i) {
         openNames_->Add(OpenName(open));
         open = elements_[open].parent;
       }

@@ -250,7 +250,7 @@ constexpr EncodingTable<EncodingTable<1>::SizeFor(kNames)> kTable(kNames);
 
 }  // namespace
 
-const wchar_t* EncodingBucket(int bucket) { return kTable.Bucket(bucket); }
+const wchar_t* EncodingBucket(std::size_t bucket) { return kTable.Bucket(bucket); }
 
 int FindEncoding(std::wstring_view lowerName) { return kTable.Find(lowerName); }
 

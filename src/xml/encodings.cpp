@@ -38,7 +38,7 @@ std::wstring HtmlEncoding(std::wstring_view text, TokenPos token) {
   bool isInHead = false;
   for (;;) {
     const int type = ScanNode(token, node);
-    const std::wstring_view tag = text.substr(node.start, node.length);
+    const std::wstring_view tag = node.In(text);
     if (type == kScanEnd) return {};
     if (type == kScanEndTag && SameName(TagNameAt(tag, 2), L"head", true)) return {};
     if (type != CMarkup::NODE_ELEMENT) continue;
@@ -68,13 +68,12 @@ int EncodingCodePage(std::wstring_view name) {
 
 std::wstring DeclaredEncoding(std::wstring_view text) {
   if (text.starts_with(L'\uFEFF')) text.remove_prefix(1);
-  TokenPos token;
-  token.text = text.data();
-  token.length = static_cast<int>(std::min<std::size_t>(text.size(), 1 << 30));
+  constexpr std::size_t kMaxUnits = 1 << 30;
+  TokenPos token = TokenPos::Of(text.substr(0, kMaxUnits));
   NodePos node;
   for (;;) {
     const int type = ScanNode(token, node);
-    const std::wstring_view markup = text.substr(node.start, node.length);
+    const std::wstring_view markup = node.In(text);
     if (type == CMarkup::NODE_PROCESSING_INSTRUCTION && TagNameAt(markup, 2) == L"xml") {
       Attribute encoding;
       if (FindAttribute(markup.substr(0, markup.size() - 2), 2, L"encoding", true, &encoding)) {

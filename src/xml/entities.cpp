@@ -66,7 +66,7 @@ constexpr EntityTable<EntityTable<1>::SizeFor(kEntities)> kTable(kEntities);
 
 }  // namespace
 
-const wchar_t* EntityBucket(int bucket) { return kTable.Bucket(bucket); }
+const wchar_t* EntityBucket(std::size_t bucket) { return kTable.Bucket(bucket); }
 
 int FindEntity(std::wstring_view lowerName) { return kTable.Find(lowerName); }
 

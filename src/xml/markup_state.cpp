@@ -110,7 +110,7 @@ bool MarkupState::ReservePositions(int size, int table) {
   if (document.HasFile() || size < 0 || table < 0) return false;
   // The size is only a hint, so an absurd one must not fail.
   constexpr int kMaxReserved = 1 << 16;
-  saved.At(table).reserve(std::min(size, kMaxReserved));
+  saved.At(table).reserve(static_cast<std::size_t>(std::min(size, kMaxReserved)));
   return true;
 }
 

@@ -17,16 +17,16 @@ struct NamedValue {
 /// A compile-time hash table of lower-case names in `kBuckets` zero-terminated buckets. The bucket
 /// is the sum of the name's code units modulo `kBuckets`. An entry is the length of the name and
 /// its value, each with a fixed number of decimal digits, then the name.
-template <int kBuckets, int kLengthDigits, int kValueDigits, std::size_t kSize>
+template <std::size_t kBuckets, int kLengthDigits, int kValueDigits, std::size_t kSize>
 class NameBuckets {
  public:
   /// Converts the names to lower case and keeps their order within a bucket.
   template <std::size_t kCount>
   constexpr explicit NameBuckets(const std::array<NamedValue, kCount>& names) {
-    std::array<int, kCount> buckets{};
+    std::array<std::size_t, kCount> buckets{};
     for (std::size_t i = 0; i < kCount; ++i) buckets[i] = BucketOf(names[i].name);
-    std::size_t at = 0;
-    for (int bucket = 0; bucket < kBuckets; ++bucket) {
+    int at = 0;
+    for (std::size_t bucket = 0; bucket < kBuckets; ++bucket) {
       starts_[bucket] = static_cast<unsigned short>(at);
       for (std::size_t i = 0; i < kCount; ++i) {
         if (buckets[i] != bucket) continue;
@@ -45,7 +45,7 @@ class NameBuckets {
     return size;
   }
 
-  constexpr const wchar_t* Bucket(int bucket) const { return text_.data() + starts_[bucket]; }
+  constexpr const wchar_t* Bucket(std::size_t bucket) const { return text_ + starts_[bucket]; }
 
   /// The value of the first entry with this lower-case name; -1 when there is none.
   constexpr int Find(std::wstring_view lowerName) const {
@@ -53,7 +53,7 @@ class NameBuckets {
     while (*entry != 0) {
       const int length = Number(entry, kLengthDigits);
       const wchar_t* name = entry + kLengthDigits + kValueDigits;
-      if (lowerName == std::wstring_view(name, length)) {
+      if (lowerName == std::wstring_view(name, name + length)) {
         return Number(entry + kLengthDigits, kValueDigits);
       }
       entry = name + length;
@@ -62,13 +62,13 @@ class NameBuckets {
   }
 
  private:
-  static constexpr int BucketOf(std::wstring_view name) {
-    unsigned sum = 0;
+  static constexpr std::size_t BucketOf(std::wstring_view name) {
+    std::size_t sum = 0;
     for (const wchar_t unit : name) sum += static_cast<char16_t>(ToLowerAscii(unit));
-    return static_cast<int>(sum % kBuckets);
+    return sum % kBuckets;
   }
 
-  constexpr void PutNumber(int number, int digits, std::size_t* at) {
+  constexpr void PutNumber(int number, int digits, int* at) {
     for (int i = digits - 1; i >= 0; --i, number /= 10) {
       text_[*at + i] = static_cast<wchar_t>(L'0' + number % 10);
     }
@@ -81,8 +81,8 @@ class NameBuckets {
     return number;
   }
 
-  std::array<wchar_t, kSize> text_{};
-  std::array<unsigned short, kBuckets> starts_{};
+  wchar_t text_[kSize] = {};
+  unsigned short starts_[kBuckets] = {};
 };
 
 /// The code point of a named character reference, given its lower-case name; -1 for an unknown
@@ -92,15 +92,15 @@ int FindEntity(std::wstring_view lowerName);
 
 /// One of the 130 buckets of the entity table, zero-terminated. An entry is the length of the name
 /// as one decimal digit, the code point as four, then the name.
-const wchar_t* EntityBucket(int bucket);
+const wchar_t* EntityBucket(std::size_t bucket);
 
-inline constexpr int kEncodingBuckets = 155;
+inline constexpr std::size_t kEncodingBuckets = 155;
 
 /// The Windows code page of an encoding, given its lower-case name; -1 for an unknown name.
 int FindEncoding(std::wstring_view lowerName);
 
 /// One of the buckets of the encoding table, zero-terminated. An entry is the length of the name as
 /// two decimal digits, the code page as five, then the name.
-const wchar_t* EncodingBucket(int bucket);
+const wchar_t* EncodingBucket(std::size_t bucket);
 
 }  // namespace orv

@@ -97,10 +97,7 @@ std::size_t AppendDecoded(std::wstring_view text, std::wstring* result) {
     *result += text[0];
     return 1;
   }
-  wchar_t units[2];
-  int count = 0;
-  EncodeCharUtf16(reference.code, units, &count);
-  result->append(units, count);
+  AppendCharUtf16(reference.code, result);
   return reference.length;
 }
 

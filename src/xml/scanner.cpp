@@ -4,7 +4,6 @@
 #include <string_view>
 
 #include "orv/xml/markup.h"
-#include "xml/element_index.h"
 #include "xml/names.h"
 #include "xml/result.h"
 
@@ -15,9 +14,12 @@ namespace {
 class NodeScanner {
  public:
   NodeScanner(const TokenPos& token, NodePos& node)
-      : text_(token.text, token.length), start_(token.next), passed_(token.passed), node_(node) {
+      : text_(token.Text()),
+        start_(static_cast<std::size_t>(token.next)),
+        passed_(token.passed),
+        node_(node) {
     node_.start = token.next;
-    node_.flags = 0;
+    node_.isEmptyElement = false;
     node_.hitEnd = false;
     node_.result.clear();
   }
@@ -90,7 +92,7 @@ class NodeScanner {
     for (std::size_t i = start_ + 2; i < text_.size(); ++i) {
       const wchar_t unit = text_[i];
       if (unit == L'>') {
-        if (text_[i - 1] == L'/') node_.flags = ELEM_EMPTY;
+        node_.isEmptyElement = text_[i - 1] == L'/';
         return EndAt(CMarkup::NODE_ELEMENT, i + 1);
       }
       if (IsQuote(unit) &&
@@ -180,10 +182,21 @@ class NodeScanner {
 int ScanNode(TokenPos& token, NodePos& node) {
   NodeScanner scanner(token, node);
   scanner.Scan();
-  token.start = node.start;
   token.next = node.start + node.length;
-  token.end = token.next - 1;
   return node.type;
+}
+
+std::wstring_view NodeData(int type, std::wstring_view markup) {
+  std::size_t opening = 0;
+  std::size_t closing = 0;
+  if (type == CMarkup::NODE_COMMENT) {
+    opening = 4;  // <!--
+    closing = 3;  // -->
+  } else if (type == CMarkup::NODE_CDATA_SECTION) {
+    opening = 9;  // <![CDATA[
+    closing = 3;  // ]]>
+  }
+  return markup.substr(opening, markup.size() - opening - closing);
 }
 
 }  // namespace orv

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "xml/names.h"
 
@@ -17,13 +18,17 @@ enum ScanResult : int {
 
 /// The scanner's cursor over a text.
 struct TokenPos {
-  int start = 0;  ///< of the last node
-  int end = -1;   ///< its last code unit, -1 for none
-  int next = 0;   ///< where the next node begins
+  int next = 0;  ///< where the next node begins
   const wchar_t* text = nullptr;
   int flags = 0;   ///< the document's flags
   int length = 0;  ///< of the text, which may contain zero code units
   int passed = 0;  ///< code units of a file before the text, added to offsets in result entries
+
+  /// A cursor at the start of a text.
+  static TokenPos Of(std::wstring_view text) {
+    return {.text = text.data(), .length = static_cast<int>(text.size())};
+  }
+  std::wstring_view Text() const { return {text, text + length}; }
 };
 
 /// A node.
@@ -31,14 +36,22 @@ struct NodePos {
   int type = 0;  ///< a node type of `CMarkup`, or a `ScanResult`
   int start = 0;
   int length = 0;
-  int flags = 0;        ///< `ELEM_EMPTY` or 0
-  bool hitEnd = false;  ///< the node reaches the end of the text: more text could change it
-  std::wstring result;  ///< the result entries of `kScanError`
+  bool isEmptyElement = false;  ///< the start tag ended with `/>`
+  bool hitEnd = false;          ///< the node reaches the end of the text: more text could change it
+  std::wstring result;          ///< the result entries of `kScanError`
+
+  /// The markup of the node in the text that was scanned.
+  std::wstring_view In(std::wstring_view text) const {
+    return text.substr(static_cast<std::size_t>(start), static_cast<std::size_t>(length));
+  }
 };
 
 /// Scans the node at `token.next`, moves the cursor past it and returns its type. Takes time linear
 /// in the node.
 int ScanNode(TokenPos& token, NodePos& node);
+
+/// The data of a node as written: without the delimiters of a comment or CDATA section.
+std::wstring_view NodeData(int type, std::wstring_view markup);
 
 /// Whether the quote at offset `quote` opens a value in the tag at `tag`: only a quote after an
 /// equals sign does.

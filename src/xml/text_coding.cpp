@@ -250,10 +250,7 @@ void TextDecoder::DecodeWhole(std::string_view bytes, std::wstring* text) {
           code = kReplacement;
           hasLost_ = true;
         }
-        wchar_t units[2];
-        int count = 0;
-        EncodeCharUtf16(static_cast<int>(code), units, &count);
-        text->append(units, count);
+        AppendCharUtf16(static_cast<int>(code), text);
       }
       break;
     case TextForm::kCodePage:

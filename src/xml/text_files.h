@@ -7,9 +7,9 @@
 
 namespace orv {
 
-/// Reads a whole file as text in the encoding that it is in. The result record, if not null, is
-/// replaced; the document flags, if not null, take over the form of the file. False, and the text
-/// unchanged, if the file cannot be read.
+/// Reads a whole file and decodes it. The result record, if not null, is replaced; the document
+/// flags, if not null, are set to the file's encoding. False, with the text unchanged, if the file
+/// cannot be read.
 bool ReadTextFile(const wchar_t* file, std::wstring& text, std::wstring* result, int* docFlags);
 
 /// Writes a text as a file, in the encoding that the flags or the text itself determine. The file
