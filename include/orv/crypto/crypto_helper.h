@@ -28,6 +28,9 @@ class ORV_EXPORT CCryptoHelper {
 
 namespace orv {
 
+/// The first bytes of a protected file.
+inline constexpr std::string_view kProtectedMarker = "CNF";
+
 /// The bytes of the protected form of a file with these bytes; nothing when they cannot be made.
 /// This and the next throw `std::bad_alloc` when there is no memory to hand the result out.
 ORV_EXPORT std::optional<std::string> ProtectBytes(std::string_view plain);
