@@ -14,8 +14,8 @@
 
 namespace orv {
 
-/// Takes the place of the digest while the digest is computed.
-inline constexpr std::wstring_view kDigestPlaceholder = L"{{sha256}}";
+/// Replaces the digest while the digest is computed.
+inline constexpr wchar_t kDigestPlaceholder[] = L"{{sha256}}";
 
 /// From this version on the device part has another format and is not read.
 inline constexpr std::int32_t kFirstVersionWithoutDevice = 13;

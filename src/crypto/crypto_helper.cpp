@@ -13,13 +13,13 @@
 #include "platform/heap.h"
 
 using orv::HeapBuffer;
+using orv::kProtectedMarker;
 using orv::LogFormat;
 
 namespace {
 
 /// The key text of every protected file: its characters are the key bytes.
 constexpr char kKeyText[] = "A94E27C1B08D4F6E93D5C2E718B04A6F";
-constexpr std::string_view kMarker = "CNF";
 constexpr std::uintmax_t kMaxLoadedSize = 10'000'000;
 constexpr wchar_t kNoLoadBuffer[] = L"Unable to allocate buffer for reading in the file %ls";
 constexpr wchar_t kNoBuffer[] =
@@ -95,7 +95,8 @@ DWORD WriteTarget(const CString& path, const BYTE* bytes, DWORD length, CLoggerC
 }
 
 bool IsProtected(const BYTE* bytes, DWORD length) {
-  return std::string_view(reinterpret_cast<const char*>(bytes), length).starts_with(kMarker);
+  return std::string_view(reinterpret_cast<const char*>(bytes), length)
+      .starts_with(kProtectedMarker);
 }
 
 CString LoadText(const CString& path, CLoggerClient* client) {
@@ -128,7 +129,7 @@ CString LoadText(const CString& path, CLoggerClient* client) {
     return text;
   }
 
-  CEncryptionAES cipher(kKeyText, CStringA(kMarker));
+  CEncryptionAES cipher(kKeyText, CStringA(kProtectedMarker));
   if (cipher.m_nErrorCode != 0) {
     LogFormat(eLogLevelError, client, nullptr,
               L"Error in CEncryptionAES initialization for file %ls. Error code = %d", path.c_str(),
@@ -154,7 +155,7 @@ DWORD Encrypt(const CString& sourcePath, const CString& targetPath, CLoggerClien
   DWORD length = 0;
   HeapBuffer source = ReadSource(sourcePath, &length, client);
   if (source == nullptr) return 1;
-  CEncryptionAES cipher(kKeyText, CStringA(kMarker));
+  CEncryptionAES cipher(kKeyText, CStringA(kProtectedMarker));
   DWORD protectedLength = 0;
   const HeapBuffer result(cipher.EncryptAsBytes(source.get(), length, &protectedLength));
   source.reset();
@@ -171,7 +172,7 @@ DWORD Decrypt(const CString& sourcePath, const CString& targetPath, CLoggerClien
   DWORD length = 0;
   HeapBuffer source = ReadSource(sourcePath, &length, client);
   if (source == nullptr) return 1;
-  CEncryptionAES cipher(kKeyText, CStringA(kMarker));
+  CEncryptionAES cipher(kKeyText, CStringA(kProtectedMarker));
   DWORD plainLength = 0;
   DWORD code = 0;
   const HeapBuffer plain(cipher.DecryptAsBytes(source.get(), length, &plainLength, &code));
@@ -210,7 +211,7 @@ namespace orv {
 
 std::optional<std::string> ProtectBytes(std::string_view plain) {
   if (plain.size() > kMaxConvertedSize) return std::nullopt;
-  CEncryptionAES cipher(kKeyText, CStringA(kMarker));
+  CEncryptionAES cipher(kKeyText, CStringA(kProtectedMarker));
   DWORD length = 0;
   const HeapBuffer result(cipher.EncryptAsBytes(reinterpret_cast<const BYTE*>(plain.data()),
                                                 static_cast<DWORD>(plain.size()), &length));
@@ -220,7 +221,7 @@ std::optional<std::string> ProtectBytes(std::string_view plain) {
 
 std::optional<std::string> UnprotectBytes(std::string_view bytes) {
   if (bytes.size() > kMaxConvertedSize) return std::nullopt;
-  CEncryptionAES cipher(kKeyText, CStringA(kMarker));
+  CEncryptionAES cipher(kKeyText, CStringA(kProtectedMarker));
   DWORD length = 0;
   DWORD code = 0;
   const HeapBuffer plain(cipher.DecryptAsBytes(reinterpret_cast<const BYTE*>(bytes.data()),

@@ -2,6 +2,7 @@
 
 #include <mutex>
 
+#include "base/product.h"
 #include "orv/text/format.h"
 #include "platform/files.h"
 
@@ -24,7 +25,7 @@ std::wstring ChooseLogFolder(const std::wstring& wanted) {
 
 std::wstring LogFilePath(const std::wstring& folder, const LocalTime& day) {
   return folder + kPathSeparator +
-         Format(L"orv_logfile-%04d-%02d-%02d.log", day.year, day.month, day.day);
+         Format(L"%lslogfile-%04d-%02d-%02d.log", kFamilyPrefix, day.year, day.month, day.day);
 }
 
 std::shared_ptr<const std::filesystem::path> LogFileOf(const LocalTime& day,

@@ -8,6 +8,7 @@
 #include <new>
 #include <string>
 
+#include "base/product.h"
 #include "logging/log_file.h"
 #include "orv/settings/settings.h"
 #include "platform/clock.h"
@@ -26,7 +27,6 @@ int CLogger::m_nRefCount = 0;
 
 namespace {
 
-constexpr wchar_t kFamilyPrefix[] = L"orv_";
 constexpr std::wstring_view kDebugPrefix = L"orv Printer Driver Log: ";
 constexpr std::wstring_view kHeader =
     L"Date\tTime\tMessage Type\tProcess\tDLL\tSource\tMessage\r\n";
@@ -210,7 +210,7 @@ void CLogger::StartLogging(CLoggerClient* client) {
     // These lines are written regardless of the level mask. Kept for compatibility: the brackets
     // hold the family prefix, not the process name.
     for (const std::wstring& line :
-         {orv::Format(L"Logging start for new process (%ls)", kFamilyPrefix),
+         {orv::Format(L"Logging start for new process (%ls)", orv::kFamilyPrefix),
           orv::Format(L"   Log Level   : %d", m_nLoglevel),
           orv::Format(L"   Log to Debug: %d", m_bWriteLogToDebug),
           orv::Format(L"   Log to File : %d", m_bWriteLogToFile)}) {

@@ -4,6 +4,7 @@
 #include <new>
 #include <string>
 
+#include "base/product.h"
 #include "orv/text/format.h"
 #include "platform/debug_output.h"
 #include "platform/files.h"
@@ -11,11 +12,10 @@
 
 namespace {
 
-constexpr wchar_t kFamilyPrefix[] = L"orv_";
 std::atomic<HINSTANCE> cachedHandle{nullptr};
 
 HINSTANCE Open() {
-  const std::wstring name = orv::Format(L"%lsresources", kFamilyPrefix);
+  const std::wstring name = orv::Format(L"%lsresources", orv::kFamilyPrefix);
   std::wstring path;
   orv::GetModulePath(orv::OwnModule(), &path);
   path.resize(path.size() - orv::FileNameOf(path).size());
@@ -23,7 +23,7 @@ HINSTANCE Open() {
   if (handle == nullptr) {
     orv::WriteDebugOutput(
         orv::Format(L"%lsshared.dll: Unable to load library '%ls.dll'. Error code: %d",
-                    kFamilyPrefix, name.c_str(), static_cast<int>(GetLastError())));
+                    orv::kFamilyPrefix, name.c_str(), static_cast<int>(GetLastError())));
   }
   return handle;
 }

@@ -5,9 +5,12 @@
 
 #include "orv/platform/types.h"
 
-/// What one printer configuration file says, as plain records. `CConfigParser` fills them; a field
-/// that no property of the file sets is 0, false or empty. Records in the cache are shared between
-/// threads and never change.
+/// A printer configuration file as plain structures, filled by `CConfigParser`:
+///
+///     for (const SensorType& sensor : config->device.sensorTypes.types) Use(sensor.type);
+///
+/// A field that no property of the file sets is 0, false or empty. Structures in the cache are
+/// shared between threads and never change.
 
 /// The file's own identity.
 struct FileInfo {
@@ -371,6 +374,6 @@ struct Device {
 
 /// One configuration file.
 struct Config {
-  FileInfo fileInfo;  ///< what the file says of itself
-  Device device;      ///< what it says of the printer
+  FileInfo fileInfo;  ///< the file itself
+  Device device;      ///< the printer
 };

@@ -12,15 +12,23 @@
 #include "orv/platform/types.h"
 #include "orv/xml/markup.h"
 
-/// Loads printer configuration files. Functions that return a text return an error message, empty
-/// on success; the first message ends the load. Any thread may load; the cache sees to its own
-/// lock. A null logger is allowed everywhere. Nothing is thrown but the failure to allocate memory,
-/// which leaves no record anywhere.
+/// Loads printer configuration files:
+///
+///     ConfigsCache* const cache = ConfigsCache::GetInstance();
+///     Config* config = nullptr;
+///     if (CConfigParser::Load(L"orv_conf_lx300.xml", &config, cache, nullptr)) {
+///       const int width = CConfigParser::GetMaxWidthInMicroMeter(config);
+///     }
+///     ConfigsCache::ReleaseInstance();  // `config` is invalid from here on
+///
+/// Functions that return a text return an error message, empty on success; the first message ends
+/// the load. Any thread may load; the cache has its own lock. A null logger is allowed everywhere.
+/// The only exception thrown is `std::bad_alloc`, which leaves no record anywhere.
 class ORV_EXPORT CConfigParser {
  public:
   /// Loads the file at `path` into `*config`, which is null after a failure. With a cache the
-  /// record belongs to the cache, and a path that it holds is answered without a look at the file;
-  /// without one the caller deletes it. A digest that does not match is logged, never refused.
+  /// record belongs to the cache, and a cached path is not read again; without one the caller
+  /// deletes the record. A digest that does not match is logged, and the file loads all the same.
   static bool Load(const std::wstring& path, Config** config, ConfigsCache* cache,
                    CLoggerClient* logger);
   /// Loads the file of a printer: the one named after its driver in the folder of the logger
@@ -43,8 +51,7 @@ class ORV_EXPORT CConfigParser {
 
   /// Reads a whole document from its top level.
   static CString Parse(CMarkup& xml, Config& config, CLoggerClient* logger);
-  /// Reads what a file of this version holds besides its file information: a version of 13 or above
-  /// has nothing more that is read.
+  /// Reads what follows the file information in a file of this version: nothing from version 13 on.
   static CString Parse(int version, CMarkup& xml, Config& config, CLoggerClient* logger);
 
   /// The readers of the sections. Each is called with the document inside the section's element.
@@ -122,12 +129,16 @@ class ORV_EXPORT CConfigParser {
   static CString GenerateListValues(int min, int max, int step, int defaultValue,
                                     std::list<int>& values);
 
-  /// The conversions of property texts; `src/config/values.h` describes them.
+  /// The number at the start of a text, 0 without one; a number beyond 32 bits yields the nearest
+  /// limit.
   static int ConvertToInt(const CString& text);
+  /// 1 for "true" in any case, otherwise 0.
   static int ConvertToBool(const CString& text);
+  /// Seconds since 1970-01-01 of a local time written "yyyy-mm-dd?hh:mm:ss"; 0 unless the text has
+  /// 19 characters.
   static std::int64_t ConvertToDateTime(const CString& text);
 
-  /// Short cuts to what callers ask of a loaded record. None checks for a null record.
+  /// Single values of a loaded record, which must not be null.
   static bool isPrinterTwoColor(Config* const config);
   static bool isPrinterDoubleSided(Config* const config);
   /// The board's name, inside the record.
@@ -138,9 +149,9 @@ class ORV_EXPORT CConfigParser {
 
 namespace orv {
 
-/// The digest that belongs into a configuration file: of a fixed salt and the text in which every
-/// occurrence of `digest`, the value that the file states, is replaced by "{{sha256}}". 64
-/// lower-case hexadecimal digits; empty when it cannot be computed.
+/// The digest to store in a configuration file: the SHA-256 of a fixed salt and the text, with
+/// every occurrence of `digest`, the value that the file states, replaced by "{{sha256}}". 64
+/// lower-case hexadecimal digits; empty if it cannot be computed.
 ORV_EXPORT CString ConfigDigest(const CString& text, const CString& digest);
 
 }  // namespace orv

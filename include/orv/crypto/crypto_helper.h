@@ -29,6 +29,9 @@ class ORV_EXPORT CCryptoHelper {
 
 namespace orv {
 
+/// The first bytes of a protected file.
+inline constexpr std::string_view kProtectedMarker = "CNF";
+
 /// Returns the protected form of a file's bytes, or nothing on failure. This and the next function
 /// throw `std::bad_alloc` if there is no memory for the result.
 ORV_EXPORT std::optional<std::string> ProtectBytes(std::string_view plain);

@@ -10,10 +10,16 @@
 
 struct Config;
 
-/// The private settings record that the spooler stores behind the public device mode of every
-/// printer and document and hands back years later: a storage format, 2688 bytes, little-endian.
-/// Lengths are thousandths of a millimetre, speeds and darkness plain numbers, flags 0 or 1. What
-/// each field means, its default and its limits stand in one table (record_fields.cpp).
+/// The private settings record that the spooler stores after the public device mode of every
+/// printer and document, and returns years later: a storage format, 2688 bytes, little-endian.
+/// Lengths are thousandths of a millimetre, speeds and darkness plain numbers, flags 0 or 1.
+///
+///     tagOEMDEV record{};
+///     orv::FillDefaults(*config, &record);
+///     record.Darkness = 10;
+///     EnsureValidOEMDevmode(logger, config, &record);
+///
+/// `orv devmode fields` prints the meaning, default and limits of each field.
 struct tagOEMDEV {
   static constexpr std::uint32_t kSize = 2688;             ///< bytes
   static constexpr std::uint32_t kSignature = 0x4F525631;  ///< "ORV1", most significant byte first
@@ -26,7 +32,7 @@ struct tagOEMDEV {
   std::uint32_t dwSignature;
   std::uint32_t dwVersion;
 
-  /// The older layout (Ep), carried as received; `ConvertEp2Orv` reads and `ConvertOrv2Ep` writes
+  /// The legacy layout (Ep), carried as received; `ConvertEp2Orv` reads and `ConvertOrv2Ep` writes
   /// it.
   std::uint8_t EpLayout[1608];
 
@@ -262,27 +268,26 @@ static_assert(offsetof(tagOEMDEV, LengthScaling) == 2684);
 
 extern "C" {
 
-/// Brings the record `in` to the current version in `out`; the two may be the same. Only the
-/// current version is known: it is copied whole, any other is refused with a line in the log. Both
-/// records are required.
+/// Converts the record `in` to the current version in `out`; the two may be the same. A record of
+/// the current version is copied; any other fails with an error in the log. Both are required.
 ORV_EXPORT BOOL ConvertOEMDevmodeVersions(CLoggerClient* logger, const tagOEMDEV* in,
                                           tagOEMDEV* out);
 
-/// Fills the settings from the older layout in the front of the same record. Settings that the
-/// older layout does not know stay as they are. A null record is ignored.
+/// Sets the settings from the legacy layout in the same record. Settings that the legacy layout
+/// does not have stay unchanged. A null record is ignored.
 ORV_EXPORT void ConvertEp2Orv(tagOEMDEV* record);
 
-/// Fills the older layout from the settings of the same record; words of it that stand for no
-/// setting are carried. Lengths lose what is below the older layout's unit, a hundred times
-/// coarser. A null record is ignored.
+/// Sets the legacy layout from the settings of the same record; fields without a setting stay
+/// unchanged. Lengths are cut to the legacy layout's unit, a hundred times coarser. A null record
+/// is ignored.
 ORV_EXPORT void ConvertOrv2Ep(tagOEMDEV* record);
 
 }  // extern "C"
 
 namespace orv {
 
-/// Writes the header and the default of every setting. Bytes that belong to no setting (the older
-/// layout and three reserved words) stay untouched.
+/// Writes the header and the default of every setting. Bytes that belong to no setting (the legacy
+/// layout and three reserved words) stay unchanged.
 ORV_EXPORT void FillDefaults(const Config& config, tagOEMDEV* record);
 
 /// A field of the legacy layout and its setting.

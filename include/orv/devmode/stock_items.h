@@ -12,6 +12,12 @@
 
 /// A stock item: the settings of one label stock, stored under a name that users pick as a paper
 /// size. Lengths are thousandths of a millimetre, flags 0 or 1.
+///
+///     StockItem item;
+///     item.guid = orv::ParseGuid(L"{5B0C7A52-31D4-4E8B-9C3F-6A1D2E4F7B90}");
+///     item.DisplayName = L"Shelf 50 x 30";
+///     item.PaperWidth = 50000;
+///     orv::WriteStockItem(orv::kCommonStockItemsPath, item);
 struct StockItem {
   GUID guid = {};       ///< all zero for an item without identity
   CString DisplayName;  ///< becomes the public record's form name
@@ -47,10 +53,10 @@ struct StockItem {
 
 extern "C" {
 
-/// Turns the paper size that an application chose in `in` into private and public settings: the
-/// stock item with that number, the record's selected item, or the application's own size. Nothing
-/// happens without all three records; `printerName` may be null. Throws `std::bad_alloc`, with
-/// nothing changed, without memory.
+/// Applies the paper size that an application chose in `in` to the private and public settings: the
+/// stock item with that number, the record's selected item, or the application's own size. Does
+/// nothing unless all three records are given; `printerName` may be null. Throws `std::bad_alloc`,
+/// with nothing changed.
 ORV_EXPORT void ApplyStockItem(const DEVMODEW* in, DEVMODEW* out, tagOEMDEV* dev, HANDLE printer,
                                const wchar_t* printerName, CLoggerClient* logger);
 
@@ -73,7 +79,7 @@ struct StockValue {
 };
 /// Every numeric value of an item.
 ORV_EXPORT std::span<const StockValue> StockValues();
-/// The numeric value of a name, letter case apart; null when there is none.
+/// The numeric value of a name, compared case-insensitively; null if there is none.
 ORV_EXPORT const StockValue* FindStockValue(const std::wstring& name);
 /// Takes over a value as the registry has it. One that an item does not have, of another type or
 /// too long is left out.
@@ -81,9 +87,9 @@ ORV_EXPORT void SetStockValue(const NamedRegistryValue& stored, StockItem* item)
 
 /// A GUID as registry keys write it, with braces.
 ORV_EXPORT std::wstring FormatGuid(const GUID& guid);
-/// The GUID that a key's name is; all zero for a name that is none.
+/// Parses a key name as a GUID; all zero if it is not one.
 ORV_EXPORT GUID ParseGuid(const std::wstring& text);
-/// Whether it is the GUID of nothing.
+/// Whether a GUID is all zero.
 ORV_EXPORT bool IsZeroGuid(const GUID& guid);
 
 /// Where a printer's own items lie, below `HKEY_CURRENT_USER`.

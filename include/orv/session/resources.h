@@ -3,10 +3,12 @@
 #include "orv/platform/export.h"
 #include "orv/platform/types.h"
 
-/// The library of resources, "orv_resources.dll" in the folder of this library: the driver's texts
-/// and pictures. It is opened once and stays open for the life of the process; only its resources
-/// are used, nothing in it is run. On Linux the handle is the address of the file's bytes.
+/// The driver's texts and pictures: "orv_resources.dll" in the folder of this library.
 ///
-/// Null when it cannot be opened: the debugger output then says why, and the next call tries again.
-/// Without a lock: threads that call at the same time may open it twice, which does no harm.
+///     const HINSTANCE resources = GetResourcesDllInstanceHandle();
+///     if (resources != nullptr) LoadStringW(resources, id, buffer, size);
+///
+/// The file is opened once and stays open for the life of the process; none of its code runs. On
+/// Linux the handle is the address of the file's bytes. Null if it cannot be opened: the debugger
+/// output then names the reason, and the next call tries again. Any thread may call.
 extern "C" ORV_EXPORT HINSTANCE GetResourcesDllInstanceHandle();

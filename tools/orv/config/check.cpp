@@ -1,6 +1,7 @@
 #include "tools/orv/config/check.h"
 
 #include "base/utf8.h"
+#include "config/config_loader.h"
 #include "orv/config/config_parser.h"
 #include "tools/orv/config/checker.h"
 #include "tools/orv/xml/faults.h"
@@ -57,7 +58,7 @@ void Checker::CheckRoot() {
   rootOffset_ = xml_.GetElemOffset();
   ReadFileInfo();
   const FoundProperty* const version = Find(fileInfo_, L"version");
-  readsDevice_ = version == nullptr || ToInt(version->value) < 13;
+  readsDevice_ = version == nullptr || ToInt(version->value) < kFirstVersionWithoutDevice;
   xml_.IntoElem();
   CheckChildren(readsDevice_ ? std::span<const ElementRule>(kRoot)
                              : std::span<const ElementRule>(kRootWithoutDevice),

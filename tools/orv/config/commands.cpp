@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/utf8.h"
+#include "config/config_loader.h"
 #include "config/values.h"
 #include "orv/config/config_parser.h"
 #include "orv/crypto/crypto_helper.h"
@@ -25,9 +26,6 @@
 
 namespace orv::tool {
 namespace {
-
-/// Replaces the digest while it is computed.
-constexpr wchar_t kDigestPlaceholder[] = L"{{sha256}}";
 
 void PrintConfig(const Config& config, bool asJson) {
   Print(asJson ? ConfigAsJson(config) : ConfigAsText(config));

@@ -1,5 +1,6 @@
 #include "tools/orv/config/keys.h"
 
+#include "config/config_loader.h"
 #include "config/values.h"
 #include "tools/orv/common/lengths.h"
 
@@ -25,7 +26,7 @@ constexpr ConfigKey kKeys[] = {
     {L"created", kNone, kAny, L"2026-03-02T08:00:00", L"local time"},
     {L"lastModified", kNone, kAny, L"2026-03-02T08:00:00", nullptr},
     {L"culture", kNone, kAny, L"en-GB", L"language of the texts"},
-    {L"sha256", kNone, kAny, L"{{sha256}}", L"the digest: orv config sign"},
+    {L"sha256", kNone, kAny, kDigestPlaceholder, L"the digest: orv config sign"},
 
     {L"modelId", kNone, kNatural, L"1", L"number of the model"},
     {L"modelName", kNone, kAny, L"ORV New", nullptr},

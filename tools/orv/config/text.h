@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include "orv/config/config.h"
 
@@ -9,9 +8,6 @@
 /// plain form.
 
 namespace orv::tool {
-
-/// The first bytes of a protected file.
-inline constexpr std::string_view kProtectedMarker = "CNF";
 
 /// Reads the text of a file; false, with the reason in `*problem`, on failure.
 bool ReadConfigText(const std::wstring& path, std::wstring* text, std::wstring* problem);
