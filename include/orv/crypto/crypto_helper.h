@@ -8,8 +8,14 @@
 #include "orv/platform/export.h"
 #include "orv/platform/types.h"
 
-/// Files that may be protected: recognised only by their first three bytes, "CNF". Failures are
-/// logged at error level. Functions may be called from any thread; a null client is allowed.
+/// Text files that may be protected (encrypted), as configuration files are:
+///
+///     const CString text = CCryptoHelper::LoadFileUTF8(path, logger);  // plain or protected
+///     const bool isDone = CCryptoHelper::AesEncryptFile(path, path + L".cnf", logger) == 0;
+
+/// Loads and converts such files, which are recognised only by their first three bytes, "CNF".
+/// Failures are logged at error level. Functions may be called from any thread; a null client is
+/// allowed.
 class ORV_EXPORT CCryptoHelper {
  public:
   /// Loads the text of a file, plain or protected, decoded from UTF-8; a byte-order mark is kept as

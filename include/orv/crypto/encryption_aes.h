@@ -5,10 +5,17 @@
 #include "orv/platform/export.h"
 #include "orv/platform/types.h"
 
-/// AES-256-CBC with block padding, SHA-256, and the layout of protected files. Returned buffers
-/// come from the process heap, and the caller frees them. Failures print a line to standard output
-/// and show in the result; nothing is logged. An object belongs to one thread at a time; the
-/// functions are thread-safe.
+/// AES-256-CBC with block padding, SHA-256, and the layout of protected files:
+///
+///     CEncryptionAES cipher("key text", "CNF");
+///     const BYTE plain[] = {1, 2, 3};
+///     DWORD length = 0;
+///     BYTE* const result = cipher.EncryptAsBytes(plain, sizeof plain, &length);
+///     if (result != nullptr) Use(result, length);
+///
+/// Returned buffers come from the process heap, and the caller frees them: with `HeapFree` on
+/// Windows, with `free` on Linux. Failures print a line to standard output and show in the result;
+/// nothing is logged. An object belongs to one thread at a time; the functions are thread-safe.
 
 /// Encrypts and decrypts with one key.
 class ORV_EXPORT CEncryptionAES {

@@ -6,6 +6,18 @@
 #include "orv/platform/graphics.h"
 #include "orv/platform/types.h"
 
+/// Prepares page bitmaps for printing, for example for a printer with a black and a red print head:
+///
+///     Color red(255, 0, 0);
+///     Bitmap* black = nullptr;
+///     Bitmap* highlight = nullptr;
+///     if (BitmapHelper::SplitImage(page, red, 0.1, eBitmapDithererFloydSteinberg, 128, &black,
+///                                  &highlight) == 1) {
+///       const int firstRow = BitmapHelper::GetFirstContentRow1BPP(black);
+///       BitmapHelper::DeleteBitmap(black);
+///       BitmapHelper::DeleteBitmap(highlight);
+///     }
+
 /// Operations on page bitmaps. Bitmaps that a function returns belong to the caller, who deletes
 /// them with `DeleteBitmap`. One-bit images hold 1 for white and 0 for ink. If a single bitmap call
 /// fails, its status is kept as the bitmap's last status and the operation continues. Functions may

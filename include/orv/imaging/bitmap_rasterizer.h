@@ -4,6 +4,11 @@
 #include "orv/platform/graphics.h"
 #include "orv/platform/types.h"
 
+/// Dithering: reduces an image to the two colours that a print head can print.
+///
+///     Bitmap* const dithered = BitmapRasterizer::Dither(page, eBitmapDithererMatrix8, 128);
+///     if (dithered != nullptr) BitmapHelper::DeleteBitmap(dithered);
+
 /// The dithering methods; the values are stored in private settings records.
 enum eBitmapDitherer {
   eBitmapDithererNone = 0,            ///< leaves the image as it is

@@ -4,6 +4,12 @@
 #include "orv/platform/graphics.h"
 #include "orv/platform/types.h"
 
+/// Grey values and distances of colours, as dithering and the split of a page use them:
+///
+///     const Color red(255, 0, 0);
+///     const Color orange(255, 96, 0);
+///     const bool isSimilar = ColorExtensions::CalculateToleranceCIE76(red, orange) <= 0.1;
+
 /// Computations on single colours. Alpha is ignored on input; returned colours have alpha 255.
 /// Stateless and thread-safe.
 class ORV_EXPORT ColorExtensions {

@@ -12,7 +12,12 @@
 /// enumerate in name order, several processes may use it at once). The roots are
 /// `HKEY_CURRENT_USER` and `HKEY_LOCAL_MACHINE`; paths separate their keys with backslashes.
 /// Functions return a system error code, `ERROR_SUCCESS` on success. If memory runs out they throw
-/// `std::bad_alloc` and write nothing.
+/// `std::bad_alloc` and write nothing. Example:
+///
+///     orv::RegistryKey settings;
+///     if (settings.Create(HKEY_CURRENT_USER, L"Software\\Vendor") == ERROR_SUCCESS) {
+///       orv::SetRegistryValue(settings.get(), L"Copies", orv::RegistryValue::FromNumber(2));
+///     }
 
 namespace orv {
 

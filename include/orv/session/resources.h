@@ -6,7 +6,7 @@
 /// The driver's texts and pictures: "orv_resources.dll" in the folder of this library.
 ///
 ///     const HINSTANCE resources = GetResourcesDllInstanceHandle();
-///     if (resources != nullptr) LoadStringW(resources, id, buffer, size);
+///     if (resources != nullptr) Use(resources);  // on Windows, for example, with LoadStringW
 ///
 /// The file is opened once and stays open for the life of the process; none of its code runs. On
 /// Linux the handle is the address of the file's bytes. Null if it cannot be opened: the debugger

@@ -1,6 +1,7 @@
 #pragma once
 
-/// Bitmaps and colours with the names, shapes and rules of GDI+, for Linux.
+/// Bitmaps and colours with the names, shapes and rules of GDI+, for Linux. Do not include this
+/// file directly: `orv/platform/graphics.h` works on both platforms.
 
 #include <cstddef>
 #include <cstdint>
