@@ -123,7 +123,7 @@ void AddShowCommand(CLI::App* group) {
       ->type_name("PROCESS")
       ->delimiter(',');
   command->add_flag("--follow", options->follow, "Keep showing new entries as they are written");
-  AddJsonFlag(command, &options->asJson, "Print JSON; with --follow one entry a line");
+  AddJsonFlag(command, &options->asJson, "Print JSON; with --follow one entry per line");
   command->footer(
       "Examples:\n"
       "  orv log show --level error,warning\n"
