@@ -11,8 +11,8 @@
 /// for the machine hive, with the same rules (names compare case-insensitively, sub-keys and values
 /// enumerate in name order, several processes may use it at once). The roots are
 /// `HKEY_CURRENT_USER` and `HKEY_LOCAL_MACHINE`; paths separate their keys with backslashes.
-/// Functions return a system error code, `ERROR_SUCCESS` on success. If memory runs out they throw
-/// `std::bad_alloc` and write nothing. Example:
+/// Functions report errors as `orv/platform/types.h` describes; one that throws has written
+/// nothing. Example:
 ///
 ///     orv::RegistryKey settings;
 ///     if (settings.Create(HKEY_CURRENT_USER, L"Software\\Vendor") == ERROR_SUCCESS) {

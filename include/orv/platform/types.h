@@ -7,6 +7,18 @@
 ///     OEMDMPARAM param = {};
 ///     param.cbSize = sizeof(param);
 ///     param.hPrinter = printer;
+///
+/// How all headers report errors, unless a comment says otherwise:
+///
+/// - A function reports an expected failure in its result: false, null, an empty text, `E_FAIL` or
+///   a `Status`. A `LONG` result is a system error code, `ERROR_SUCCESS` on success.
+/// - Only `hrOEMDevMode` sets the thread's last error to describe its failure. After any other call
+///   the last error is unspecified.
+/// - If memory runs out, a function throws `std::bad_alloc`, unless its comment gives a result for
+///   this case. `hrOEMDevMode`, the session functions and log entries never throw. The only other
+///   exception is `std::filesystem::filesystem_error`, thrown by `CCryptoHelper`.
+/// - Functions and static members may be called from any thread. An object may be used by one
+///   thread at a time.
 
 #include <string>
 

@@ -12,7 +12,8 @@ namespace orv {
 
 /// Formats a message like `swprintf`, with no limit on its length. Wide arguments are `%ls`: plain
 /// `%s` means wide text on Windows and narrow text elsewhere. A `%ls` argument must not be null.
-/// Throws `std::bad_alloc`. Safe to call from any thread.
+/// Throws `std::bad_alloc`; `orv/platform/types.h` describes how errors are reported. Safe to call
+/// from any thread.
 ORV_EXPORT std::wstring Format(const wchar_t* format, ...);
 
 }  // namespace orv

@@ -55,10 +55,10 @@ class MCD_CSTR {
 /// unchanged.
 ///
 /// Every text is accepted: an ill-formed document has an index as well, and its errors are in the
-/// result record (`GetResult`, `GetError`). Only a failed allocation throws (`std::bad_alloc`). An
-/// element whose start tag has 4,194,303 or more code units can be read, except for its content,
-/// and removed, but not changed. An object may be used by one thread at a time, the static
-/// functions by any number.
+/// result record (`GetResult`, `GetError`). Only a failed allocation throws; all headers report
+/// errors as `orv/platform/types.h` describes. An element whose start tag has 4,194,303 or more
+/// code units can be read, except for its content, and removed, but not changed. An object may be
+/// used by one thread at a time, the static functions by any number.
 class ORV_EXPORT CMarkup {
  public:
   /// Document flags, see `SetDocFlags`.
