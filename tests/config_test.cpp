@@ -1,5 +1,5 @@
-/// Configuration files from their bytes to the record: every section, every message, and what is
-/// kept for compatibility.
+/// Loading of configuration files: every section, every message, and the quirks that are kept for
+/// compatibility.
 
 #include "orv/config/config_parser.h"
 
@@ -29,7 +29,7 @@ using orv::test::LogCapture;
 using orv::test::TemporaryFolder;
 using orv::test::WriteBytes;
 
-/// A writable text is not taken for a handle.
+/// A writable text does not convert to a handle.
 template <typename Path>
 concept IsLoadable = requires(Path path) {
   CConfigParser::Load(path, nullptr, nullptr, nullptr);
@@ -58,7 +58,7 @@ std::wstring Expand(std::wstring_view shorthand) {
   return text;
 }
 
-/// The least that loads, every section in place.
+/// The smallest file that loads: every section in order.
 constexpr std::wstring_view kFile =
     L"<xmlData><fileInfo>[{version=12}]</fileInfo><device>"
     L"<model>[{modelId=7}]</model><label>[{widthMax=9}]</label>"
@@ -79,7 +79,7 @@ constexpr std::wstring_view kFile =
     L"<option>[{optionName=B}]<conveyorSpeed>[{conveyorSpeed=1}]</conveyorSpeed></option>"
     L"</options></optionFamily></optionFamilies></device></xmlData>";
 
-/// That file with one piece of its shorthand replaced, the first time it occurs.
+/// That file with the first occurrence of one part of its shorthand replaced.
 std::wstring With(std::wstring_view piece, std::wstring_view by) {
   std::wstring text(kFile);
   const std::size_t at = text.find(piece);
@@ -102,7 +102,7 @@ class ConfigLoad : public testing::Test {
     return std::unique_ptr<Config>(config);
   }
   std::unique_ptr<Config> Load(std::wstring_view text) { return Load(orv::WideToUtf8(text)); }
-  /// The record of a text that loads.
+  /// Loads a text and returns the record.
   Config Read(std::wstring_view text) {
     const std::unique_ptr<Config> config = Load(text);
     EXPECT_NE(config, nullptr);
@@ -114,7 +114,7 @@ class ConfigLoad : public testing::Test {
               L"ERR Error parsing the config file " + path_ + L". Details: " + details + L"\n");
   }
 
-  /// What was logged since the last call; traces only when they are switched on.
+  /// The log lines since the last call; traces only if they are enabled.
   std::wstring Log() { return log_.TakeText(); }
 
   TemporaryFolder folder_;
@@ -122,7 +122,7 @@ class ConfigLoad : public testing::Test {
   LogCapture log_;
 };
 
-TEST_F(ConfigLoad, TellsEveryStep) {
+TEST_F(ConfigLoad, LogsEveryStep) {
   CLogger::m_nLoglevel = 15;
   EXPECT_NE(Load(Expand(kFile)), nullptr);
   EXPECT_EQ(Log(), L"TRC Loading file " + path_ +
@@ -137,7 +137,7 @@ TEST_F(ConfigLoad, TellsEveryStep) {
   EXPECT_EQ(config, nullptr);
   EXPECT_EQ(Log(), L"ERR The file " + missing +
                        L" does not exist\nERR Unable to load the config file " + missing + L"\n");
-  // What has no size is no file either, and nothing is thrown.
+  // A folder has no size. Loading it fails without an exception.
   EXPECT_FALSE(CConfigParser::Load(folder_.Name(), &config, nullptr, nullptr));
   EXPECT_EQ(Log(), L"ERR Unable to load the config file " + folder_.Name() + L"\n");
 
@@ -149,7 +149,7 @@ TEST_F(ConfigLoad, TellsEveryStep) {
   ExpectError(L"<other/>", L"Root tag <xmlData> was not found!");
 }
 
-TEST_F(ConfigLoad, EndsAtWhatMustBeThere) {
+TEST_F(ConfigLoad, FailsWithoutARequiredElement) {
   ExpectTable("config_required", [this](const Fields& fields) {
     EXPECT_EQ(Load(With(fields[0], L"")), nullptr);
     const std::wstring begin = L"ERR Error parsing the config file " + path_ + L". Details: ";
@@ -159,7 +159,7 @@ TEST_F(ConfigLoad, EndsAtWhatMustBeThere) {
   });
   ExpectError(With(L"darknessStep=5", L"darknessStep="),
               L"Error in <device><darkness><properties>: Step must not be 0!");
-  // Nothing is searched backwards, so the default must stand before the list.
+  // The search only goes forward, so the default must precede the list.
   ExpectError(With(L"{printSpeedDefault=50}<printSpeeds>[{printSpeed=50|printSpeed=60}]"
                    L"</printSpeeds>",
                    L"<printSpeeds>[{printSpeed=50}]</printSpeeds>{printSpeedDefault=50}"),
@@ -185,15 +185,15 @@ TEST_F(ConfigLoad, FindsSectionsOnlyInTheirOrder) {
                             L"<device><printSpeedLevel> should be filled!"
                           : L"Required element <device><" + sections[i + 1] + L"> was not found!");
   }
-  // Another element between two sections does no harm, nor does another case of letters.
+  // Other elements between two sections are skipped, and names compare case-insensitively.
   EXPECT_NE(Load(With(L"<label>[{widthMax=9}]</label>",
                       L"<x><label/></x><LABEL>[{WIDTHmax=9}]</LABEL><model/>")),
             nullptr);
   EXPECT_EQ(Log(), L"");
 }
 
-TEST_F(ConfigLoad, WarnsOfEveryKeyThatItDoesNotKnow) {
-  // One in every element that has properties; the reserved key is none of them.
+TEST_F(ConfigLoad, WarnsOfEveryUnknownKey) {
+  // One in every element that has properties; the reserved key is not reported.
   std::wstring text = Expand(kFile);
   for (const std::wstring parent : {L"<properties>", L"<printSpeed>"}) {
     for (std::size_t at = 0; (at = text.find(parent, at)) != text.npos; at += parent.size()) {
@@ -203,7 +203,7 @@ TEST_F(ConfigLoad, WarnsOfEveryKeyThatItDoesNotKnow) {
   text.insert(text.find(L"</properties></generalSettings>"), Expand(L"{Test=1|test=2}"));
   EXPECT_NE(Load(text), nullptr);
   orv::test::ExpectText("config_unknown", Log());
-  CLogger::m_nLoglevel = 0;  // and nothing when nobody listens
+  CLogger::m_nLoglevel = 0;  // and nothing if no level is enabled
   EXPECT_NE(Load(text), nullptr);
   EXPECT_EQ(Log(), L"");
 }
@@ -271,7 +271,7 @@ TEST_F(ConfigLoad, FillsEverySectionByItsKeys) {
   for (int i = 0; i < 7; ++i) EXPECT_EQ(lengths[i], i + 1);
   EXPECT_EQ(device.generalSettings.printWidth, 8);
   EXPECT_EQ(device.generalSettings.resolutionDpiX, 600);
-  EXPECT_EQ(device.generalSettings.resolutionDpiY, 0);  // present and empty is no 300
+  EXPECT_EQ(device.generalSettings.resolutionDpiY, 0);  // present but empty: not the default of 300
   const auto& [minY, maxY, stepY] = device.globalOffsetY;
   EXPECT_TRUE(minY == -1 && stepY == 1 && maxY == 2);
   EXPECT_EQ(device.darkness.values, (std::vector<std::int32_t>{0, 5, 10}));
@@ -312,7 +312,7 @@ TEST_F(ConfigLoad, ReadsTheValuesOfOneKeyAsFilesRelyOnIt) {
   });
 }
 
-/// Entries as "number+" for enabled ones and "number-" for others, the default in front.
+/// Entries as "number+" for enabled ones and "number-" for others, the default first.
 template <typename Entries>
 std::wstring EntriesText(int defaultNumber, const Entries& entries) {
   std::wstring text = std::to_wstring(defaultNumber) + L":";
@@ -438,7 +438,7 @@ TEST_F(OptionFamilies, CarryTheirIdentifierOver) {
   EXPECT_EQ(config.device.tearOff.options.size(), 1u);
 }
 
-TEST_F(OptionFamilies, KeepOnlyOptionsWithANameAndKnowOneSpellingOfTrue) {
+TEST_F(OptionFamilies, KeepOnlyNamedOptionsAndAcceptOneSpellingOfTrue) {
   const Config config = ReadFamilies(
       L"<optionFamily>[{optionFamilyId=1|optionFamilyType=P}]<options>"
       L"<option/>"
@@ -470,8 +470,8 @@ TEST_F(OptionFamilies, EntryPointsReadInsideAFamilyOfTheirKind) {
   CString image;
   EXPECT_EQ(CConfigParser::ParseDeviceOptionFamilyProperties(xml, id, type, name, image, nullptr),
             L"");
-  EXPECT_TRUE(id == 9 && type == L"old" && name == L"n");  // what the file does not say stays
-  EXPECT_EQ(xml.GetTagName(), L"properties");              // and the caller's place as well
+  EXPECT_TRUE(id == 9 && type == L"old" && name == L"n");  // missing properties keep their values
+  EXPECT_EQ(xml.GetTagName(), L"properties");              // the position does not move
   xml.OutOfElem();
   OptionFamily<Perforator> family;
   EXPECT_EQ(CConfigParser::ParseDeviceOptionFamilyPerforatorOptions(xml, family, nullptr), L"");
@@ -488,7 +488,7 @@ TEST(ConfigValues, ConvertAsFilesRelyOnIt) {
   });
 }
 
-TEST(ConfigValues, TakeTimesByPlaceAndInLocalTime) {
+TEST(ConfigValues, ReadLocalTimesByPosition) {
   std::tm time{};
   std::istringstream("2026-07-01 12:34:56") >> std::get_time(&time, "%Y-%m-%d %H:%M:%S");
   time.tm_isdst = -1;
@@ -503,7 +503,7 @@ TEST(ConfigValues, TakeTimesByPlaceAndInLocalTime) {
   }
 }
 
-TEST(ListValues, ReachTheMaximumOrSayWhyNot) {
+TEST(ListValues, ReachTheMaximumOrReportWhyNot) {
   ExpectTable("config_lists", [](const Fields& fields) {
     int numbers[4];
     std::ranges::transform(fields, numbers,
@@ -541,12 +541,12 @@ TEST_F(ConfigLoad, ChecksTheDigestOfTheTextWithItsPlaceholder) {
   EXPECT_EQ(Log(), L"WAR The hash value in the config file " + path_ +
                        L" is invalid!\nWAR File SHA256: " + upper + L" , Calculated SHA256: " +
                        digest + L" \n");
-  // A comment may hold the digest as well, but no longer when the text changes.
+  // A comment can contain the digest too, until the text changes.
   Read(sign(text, digest) + L" ");
   EXPECT_TRUE(Log().starts_with(L"WAR The hash value"));
 }
 
-TEST_F(ConfigLoad, CachesWhatItLoads) {
+TEST_F(ConfigLoad, CachesLoadedRecords) {
   ConfigsCache* const cache = ConfigsCache::GetInstance();
   WriteBytes(orv::ToPath(path_), orv::WideToUtf8(Expand(kFile)));
   Config* first = nullptr;
@@ -562,7 +562,7 @@ TEST_F(ConfigLoad, CachesWhatItLoads) {
   EXPECT_EQ(cache->GetConfig(path_ + L"2"), nullptr);  // a failure leaves no record
 }
 
-TEST_F(ConfigLoad, GivesTwoThreadsTheSameRecord) {
+TEST_F(ConfigLoad, ReturnsTheSameRecordToTwoThreads) {
   WriteBytes(orv::ToPath(path_), orv::WideToUtf8(Expand(kFile)));
   for (int round = 0; round < 20; ++round) {
     ConfigsCache* const cache = ConfigsCache::GetInstance();
@@ -598,7 +598,7 @@ TEST(Cache, CountsItsReferencesAndKeepsTheFirstRecord) {
     ConfigsCache& same = copy;
     copy = same;
     EXPECT_EQ(copy.GetConfig(L"Path"), first);
-    copy.Clear();  // frees it for both
+    copy.Clear();  // frees the record of both
     *cache = copy;
   }
   EXPECT_EQ(cache->GetConfig(L"Path"), nullptr);
@@ -616,7 +616,7 @@ TEST_F(ConfigLoad, FindsTheFileOfAPrinter) {
       {L"Orv-A4+ 600", L"orv_conf_a4p600.xml"},
       {L"ORV LX", L"orv_conf_orvlx.xml"},
       {L"a++b", L"orv_conf_appb.xml"},
-      {L"oorv-rv-x", L"orv_conf_orvx.xml"},  // what a removal leaves is not looked at again
+      {L"oorv-rv-x", L"orv_conf_orvx.xml"},  // the result is not rescanned
   };
   for (const auto& [driver, file] : cases) {
     const orv::test::TestPrinter printer(L"Test printer", driver);
@@ -651,7 +651,7 @@ TEST_F(ConfigLoad, FindsTheFileOfAPrinter) {
   }
 }
 
-TEST_F(ConfigLoad, RefusesHandlesThatAreNone) {
+TEST_F(ConfigLoad, RefusesInvalidHandles) {
   wchar_t text[8] = L"before";
   for (const HANDLE handle : {HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {
     EXPECT_FALSE(CConfigParser::GetPrinterName(handle, text, 8, nullptr));
@@ -687,7 +687,7 @@ std::wstring Repeat(std::wstring_view piece, int times) {
   return text;
 }
 
-TEST_F(ConfigLoad, TakesFilesOfAnySize) {
+TEST_F(ConfigLoad, LoadsFilesOfAnySize) {
   Config config = Read(With(L"{printSpeed=50|", L"{" + Repeat(L"printSpeed=1|", 100000)));
   EXPECT_EQ(config.device.printSpeeds.speeds.size(), 100001u);
 
@@ -697,7 +697,7 @@ TEST_F(ConfigLoad, TakesFilesOfAnySize) {
                                     L"</options></optionFamily>"));
   EXPECT_EQ(config.device.rewinder.options.size(), 60000u);
 
-  // A million elements inside each other, ended and not.
+  // A million nested elements, with and without end tags.
   constexpr int kDepth = 1000000;
   const std::wstring deep = Repeat(L"<a>", kDepth);
   orv::test::RunOnSmallStack([&] {
@@ -706,7 +706,7 @@ TEST_F(ConfigLoad, TakesFilesOfAnySize) {
   });
 }
 
-TEST_F(ConfigLoad, TakesTenMillionBytesAndNoMore) {
+TEST_F(ConfigLoad, LoadsAtMostTenMillionBytes) {
   const std::string file = orv::WideToUtf8(Expand(kFile));
   const std::string comment = "<!--" + std::string(10'000'000 - file.size() - 7, 'c') + "-->";
   EXPECT_NE(Load(file + comment), nullptr);

@@ -15,7 +15,7 @@
 
 namespace orv::test {
 
-/// The folder of a calling module with the printer's configuration beside it.
+/// The folder of a calling module, with the printer's configuration in it.
 class ModuleFolder {
  public:
   ModuleFolder() {

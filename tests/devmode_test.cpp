@@ -18,8 +18,8 @@
 #include "platform/files.h"
 #include "tests/devmode_fixture.h"
 
-// Counts what is allocated. Out of line, so that the compiler does not pair one's insides with the
-// other.
+// Counts allocations. Not inlined, because the compiler would otherwise report the calls inside as
+// mismatched.
 static std::size_t allocations = 0;
 [[gnu::noinline]] void* operator new(std::size_t size) {
   ++allocations;
@@ -57,11 +57,11 @@ tagOEMDEV DefaultRecord() {
 
 std::uint32_t Bits(std::int32_t value) { return static_cast<std::uint32_t>(value); }
 
-TEST(Defaults, FillEveryWordButTheCarriedOnes) {
+TEST(Defaults, FillEveryFieldExceptTheCarriedOnes) {
   tagOEMDEV record;
   std::memset(&record, 0xA5, sizeof(record));
   orv::FillDefaults(TestConfig(), &record);
-  std::wstring words;  // those that are not 0
+  std::wstring words;  // the fields that are not 0
   for (std::size_t offset = 0; offset < sizeof(record); offset += 4) {
     const bool isCarried =
         (offset >= 12 && offset < 1620) || offset == 2580 || offset == 2588 || offset == 2592;
@@ -92,7 +92,7 @@ TEST(Defaults, OfTheExamplePrintersAreTheirGoldenRecords) {
   }
 }
 
-TEST(Versions, OnlyTheCurrentOneIsTaken) {
+TEST(Versions, OnlyTheCurrentOneIsAccepted) {
   ExpectTable("devmode_versions", [](const Fields& fields) {
     tagOEMDEV in;
     std::memset(&in, 0x3C, sizeof(in));
@@ -106,7 +106,7 @@ TEST(Versions, OnlyTheCurrentOneIsTaken) {
   });
 }
 
-TEST(OlderLayout, MapsWordByWord) {
+TEST(LegacyLayout, MapsFieldByField) {
   EXPECT_TRUE(std::ranges::is_sorted(orv::LegacyFields(), {}, &orv::LegacyField::offset));
   ExpectTable("devmode_older", [](const Fields& fields) {
     const std::size_t older = std::stoul(fields[0]);
@@ -145,14 +145,14 @@ TEST(OlderLayout, MapsWordByWord) {
   }
 }
 
-/// A record that nothing is wrong with: the defaults, but for the speed of 0 that no list has.
+/// A valid record: the defaults, except that the speed of 0 is in no list.
 tagOEMDEV ValidRecord() {
   tagOEMDEV record = DefaultRecord();
   record.BackFeedSpeed = 50;
   return record;
 }
 
-/// Checks a record and gives the warnings of it.
+/// Checks a record and returns the warnings.
 std::vector<std::wstring> Repair(tagOEMDEV* record, const Config* config = &TestConfig()) {
   LogCapture log;
   EXPECT_EQ(EnsureValidOEMDevmode(nullptr, config, record), TRUE);
@@ -165,7 +165,7 @@ std::vector<std::wstring> Repair(tagOEMDEV* record, const Config* config = &Test
 
 const std::wstring kWarning = L"Drevik.EnsureValidOEMDevmode: ";
 
-/// What the check says of a record, without what every warning begins with.
+/// The warning of the check for a record, without the common prefix.
 std::wstring RepairText(tagOEMDEV* record, const Config* config = &TestConfig()) {
   std::wstring text;
   for (const std::wstring& warning : Repair(record, config)) {
@@ -191,7 +191,7 @@ TEST(Validation, NamesEverythingInOneLineInOrder) {
   std::memset(&record, 0xEE, sizeof(record));
   LogCapture log;
   EnsureValidOEMDevmode(nullptr, &TestConfig(), &record);
-  // The source is in front of each line.
+  // Each line begins with the source.
   ExpectText("devmode_order", log.TakeText());
   for (std::size_t offset = 1936; offset < 2576; offset += 80) {
     EXPECT_EQ(Bytes(record).substr(offset, 80), std::string(79, '\xEE') + '\0');
@@ -234,7 +234,7 @@ TEST(Validation, EachGeneralSettingDecidesItsFieldsAlone) {
   });
 }
 
-TEST(Validation, AnEmptyListHoldsNothing) {
+TEST(Validation, AnEmptyListAllowsNothing) {
   Config config = TestConfig();
   config.device.printSpeeds.speeds.clear();
   tagOEMDEV record = ValidRecord();
@@ -253,14 +253,14 @@ TEST(Validation, WithoutAConfigurationOnlyTheHeaderIsStamped) {
 }
 
 TEST(Validation, RandomRecordsAreRepairedForGood) {
-  // Words from inside and outside every limit, so that each check is met from both sides.
+  // Values inside and outside every limit, so that each check passes and fails.
   const std::uint32_t pool[] = {0,     1,     2,      3,      4,        5,          10,
                                 50,    100,   200,    128,    10000,    40000,      60000,
                                 20000, 99999, 100000, 300000, Bits(-1), 0x80000000, Bits(-5)};
   std::mt19937 random(43);
   std::set<std::string_view> checked;
   for (int round = 0; round < 100000; ++round) {
-    // On the heap, at its exact size: a sanitizer sees a step beside it.
+    // On the heap, in its exact size, so that a sanitizer detects an access outside it.
     const auto record = std::make_unique<tagOEMDEV>();
     for (std::size_t offset = 0; offset < sizeof(tagOEMDEV); offset += 4) {
       const std::uint32_t bits = random();
@@ -319,7 +319,7 @@ TEST(Differences, NamesEachFieldThatDiffers) {
   std::memset(&all, 0x11, sizeof(all));
   text += orv::DescribeDifferences(&all, &b) + L'\n';
   a = b = {};
-  a.dmDeviceName[1] = 'x';  // behind the name's end
+  a.dmDeviceName[1] = 'x';  // after the name's end
   EXPECT_EQ(orv::DescribeDifferences(&a, &b), L"none");
   a.dmFields = 0xFFFFFFFF;  // the highest bits have no names
   ExpectText("devmode_differences", text + orv::DescribeDifferences(&a, &b) + L'\n');
@@ -346,7 +346,7 @@ class EntryPoint : public ::testing::Test {
     SetLastError(0);
     return hrOEMDevMode(&module_.client, cache_, L"Label 1", mode, &param_);
   }
-  /// What a call that fails says.
+  /// The error that a failing call logs.
   std::wstring Failure(DWORD mode) {
     log_.Take();
     EXPECT_EQ(Call(mode), E_FAIL);
@@ -368,7 +368,7 @@ class EntryPoint : public ::testing::Test {
   LogCapture log_;
 };
 
-TEST_F(EntryPoint, AnswersTheSizeFillsDefaultsAndConverts) {
+TEST_F(EntryPoint, ReturnsTheSizeFillsDefaultsAndConverts) {
   EXPECT_EQ(Call(OEMDM_DEFAULT), S_OK);
   EXPECT_EQ(Bytes(out_), Bytes(DefaultRecord()));
   EXPECT_EQ(Call(OEMDM_CONVERT), S_OK);
@@ -413,7 +413,7 @@ TEST_F(EntryPoint, MergesAndLogsEveryStep) {
   EXPECT_EQ(Call(OEMDM_MERGE), S_OK);
   std::wstring text;
   for (const LogLine& line : log_.Take()) {
-    // Whether the parent may be looked at depends on who runs the test, the paths on where.
+    // Access to the parent process depends on the user, the paths on the folder.
     if (line.message.starts_with(L"UserData is called with parent: ")) continue;
     const std::wstring own = L"UserData is called by process: ";
     const bool isSession = line.source == L"SessionData";
@@ -468,7 +468,7 @@ TEST_F(EntryPoint, MergesWithoutPublicRecords) {
   EXPECT_EQ(publicOut_.dmFields, 0x1010FU);
 }
 
-// What the work on a printer's way allocates does not grow with what it works on.
+// The number of allocations does not depend on the data.
 TEST_F(EntryPoint, AllocatesLittle) {
   const int level = std::exchange(CLogger::m_nLoglevel, 0);
   const auto count = [](auto&& work) {

@@ -18,7 +18,7 @@ using orv::test::WriteBytes;
 using testing::_;
 
 /// The program on a printer with its configuration, working in a folder of its own. On Windows the
-/// program sees the real hives: the printer's name is of this process alone.
+/// program uses the real hives, so the printer's name is unique to this process.
 class DevmodeTool : public ::testing::Test {
  protected:
   DevmodeTool() {
@@ -84,8 +84,8 @@ TEST_F(DevmodeTool, ReportsAPrinterAsOneWholePage) {
   for (const char* part : {"<script", "://", "the first", " src=\"h", "url("}) {
     EXPECT_EQ(html.find(part), html.npos) << part;
   }
-  // The item's name, its place in the record, a message with a control character; why a value is
-  // what it is; what of the log was cut off.
+  // The item's name, its offset in the record, a message with a control character, the reason of a
+  // value, and the omitted part of the log.
   for (const std::string& part :
        {"<div>" + escaped + "<small>{", "From the stock item &quot;" + escaped + "&quot; (",
         "<div>" + escaped + "\\x01</div>", std::string("stock item of the paper size"),
@@ -107,10 +107,10 @@ TEST_F(DevmodeTool, ReportsAPrinterAsOneWholePage) {
   }
 }
 
-TEST(PrivateRecordPage, IsWhatTheTableSays) {
+TEST(PrivateRecordPage, MatchesTheTable) {
   std::string page = ReadBytes(ORV_PAGE);
   std::erase(page, '\r');
-  // To print it anew: orv devmode fields --markdown > docs/private-record.md
+  // To update it: orv devmode fields --markdown > docs/private-record.md
   ExpectRuns({{{"devmode", "fields", "--markdown"}, 0, page}});
 }
 

@@ -41,7 +41,7 @@ class Session : public ::testing::Test {
   const std::wstring ownKey_ = std::to_wstring(ownId_);
 };
 
-TEST_F(Session, NullPointersAnswerZero) {
+TEST_F(Session, NullPointersReturnZero) {
   std::uint32_t answer = 7;
   const std::uint64_t time = 0;
   for (const std::uint32_t result :
@@ -59,7 +59,7 @@ TEST_F(Session, NullPointersAnswerZero) {
   EXPECT_TRUE(log_.Take().empty());
 }
 
-TEST_F(Session, ProcessIdIsUnknownUntilMoreIsAskedAndAfterTheLastRelease) {
+TEST_F(Session, ProcessIdIsUnknownUntilNeededAndAfterTheLastRelease) {
   SessionData* const instance = GetSessionDataInstance();
   EXPECT_EQ(GetSessionDataInstance(), instance);
   std::uint32_t id = 0;
@@ -128,7 +128,7 @@ TEST_F(Session, SavesNameAndCreationTime) {
                 L"Unable to open process for process validity check. Error code: 87"});
 }
 
-TEST_F(Session, CleanUpRemovesTheEndedAndTheReplaced) {
+TEST_F(Session, CleanUpRemovesEndedAndReusedProcesses) {
   EXPECT_EQ(CleanupRegSessionData(L"printer", L"driver"), 1U);
   EXPECT_EQ(log_.TakeText(), L"TRCSessionData Error accessing Session Data. Error code: 2\n");
 
@@ -139,12 +139,12 @@ TEST_F(Session, CleanUpRemovesTheEndedAndTheReplaced) {
   for (const wchar_t* gone : {L"4000000001", L"4000000002", L"99999999999999999999"}) {
     EXPECT_TRUE(SaveSession(gone));
   }
-  // A printer's, although it looks like an entry, and one that is not even complete.
+  // Keys of printers: one looks like an entry, the other is incomplete.
   std::vector<std::wstring> kept = {ownKey_, L"4000000004",  L"4000000005",
                                     L"-1",   L"4000000001x", L"A4"};
   EXPECT_TRUE(SaveSession(L"-1") && SaveSession(L"4000000001x"));
   RegistryKey().Create(HKEY_CURRENT_USER, SessionPath(L"A4\\driver"));
-  // The id in other spellings, with another program's time or name: an id that was used again.
+  // This process's id in other spellings, with the time or name of another program: a reused id.
   const struct {
     std::wstring entry;
     const wchar_t* name;
@@ -163,7 +163,7 @@ TEST_F(Session, CleanUpRemovesTheEndedAndTheReplaced) {
   EXPECT_EQ(CleanupRegSessionData(L"printer", L"driver"), 1U);
   EXPECT_TRUE(std::ranges::is_permutation(Entries(), kept));
   std::vector<LogLine> lines = log_.Take();
-  EXPECT_EQ(lines.size(), 7U);  // one for each that is gone, and for the incomplete one
+  EXPECT_EQ(lines.size(), 7U);  // one for each removed entry and one for the incomplete entry
   std::erase_if(lines, [](const LogLine& line) { return !line.message.starts_with(L"Error "); });
   EXPECT_EQ(lines, (std::vector<LogLine>{{L"ERR", L"", L"SessionData",
                                           L"Error retrieveing Session Data for process "
@@ -182,7 +182,7 @@ TEST_F(Session, SystemHostsShareItemsWithWhatTheyStart) {
     const auto program = [&](const std::wstring& name) {
       return name == L"-" ? "-" : (folder.path() / orv::WideToUtf8(name)).string();
     };
-    orv::DeleteRegistryTree(HKEY_CURRENT_USER, items + L"Session");  // process ids come again
+    orv::DeleteRegistryTree(HKEY_CURRENT_USER, items + L"Session");  // process ids are reused
     const auto result =
         RunProgram(program(fields[0]), {"session", orv::WideToUtf8(fields[1]), program(fields[2])});
     return orv::Utf8ToWide(result.output);
@@ -194,7 +194,7 @@ TEST_F(Session, SystemHostsShareItemsWithWhatTheyStart) {
   const std::wstring last = log_.TakeMessages().back();
   EXPECT_TRUE(last.starts_with(L"UserData is called by process: ") &&
               last.find(L"(session_test") != last.npos);
-  GetSessionIsSystemParent(&isSystemParent);  // found out once
+  GetSessionIsSystemParent(&isSystemParent);  // determined once
   EXPECT_TRUE(log_.Take().empty());
 }
 

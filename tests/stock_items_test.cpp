@@ -50,7 +50,7 @@ class StockItems : public ::testing::Test {
     }
     return names;
   }
-  /// The level and the text of the last thing that `ApplyStockItem` says.
+  /// The level and text of the last line that `ApplyStockItem` logs.
   std::wstring Apply() {
     log_.Take();
     ApplyStockItem(&in_, &out_, &record_, printer_.handle(), kPrinter, nullptr);
@@ -87,7 +87,7 @@ TEST(StockGuid, IsTheKeysName) {
   }
 }
 
-TEST_F(StockItems, LoadWhatIsRight) {
+TEST_F(StockItems, LoadValidValuesOnly) {
   const std::wstring path = stocks_ + kGuidA;
   std::uint32_t number = 1000;
   for (const StockValue& value : orv::StockValues()) {
@@ -122,7 +122,7 @@ TEST_F(StockItems, LoadWhatIsRight) {
   EXPECT_EQ(items[2].PaperWidth, 55000U);
 }
 
-TEST_F(StockItems, SourcesHaveAnOrder) {
+TEST_F(StockItems, ComeFromTheirSourcesInOrder) {
   EXPECT_EQ(LoadedNames(), L"");
   EXPECT_EQ(log_.TakeMessages().back(), L"No User-Defined-Settings found in registry.");
   PutItem(common_ + kGuidA, L"commonA");
@@ -133,14 +133,14 @@ TEST_F(StockItems, SourcesHaveAnOrder) {
   EXPECT_EQ(log_.TakeMessages().back(),
             L"Successfully Loaded User-Defined-Settings from the registry.");
 
-  // A printer that is none has only the common ones.
+  // An invalid printer has only the common items.
   const std::vector<StockItem> items = orv::LoadStockItems(nullptr, L"gone", nullptr);
   ASSERT_EQ(items.size(), 2U);
   EXPECT_EQ(items[0].DisplayName, L"commonA");
   EXPECT_EQ(log_.Take().at(1),
             (LogLine{L"ERR", L"", L"DevMode", L"printer gone could not be opened. Error code: 6"}));
 
-  // The session decides; its items, if any, lie under this process's id.
+  // If the session decides, its items are below this process's id.
   RegistryKey().Create(HKEY_CURRENT_USER, orv::test::SessionPath(L"Label 1\\ORV-LX 4.3/300P+"));
   const std::wstring session =
       std::wstring(kUserKey) + L"Session\\" + std::to_wstring(orv::test::OwnProcessId());
@@ -155,7 +155,7 @@ TEST_F(StockItems, SourcesHaveAnOrder) {
             L"Successfully Loaded User-Defined-Settings from session data.");
 }
 
-TEST_F(StockItems, CommonItemsAreTheUsersElseTheMachines) {
+TEST_F(StockItems, CommonItemsAreTheUsersOrTheMachines) {
   orv::test::ExpectTable("stock_common", [this](const orv::test::Fields& fields) {
     const HKEY hives[] = {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE};
     for (std::size_t i = 0; i < 2; ++i) {
@@ -167,7 +167,7 @@ TEST_F(StockItems, CommonItemsAreTheUsersElseTheMachines) {
     }
     return LoadedNames();
   });
-  // Changes are made where the items are read.
+  // Changes go to the hive that the items are read from.
   orv::DeleteRegistryTree(HKEY_CURRENT_USER, common_);
   StockItem item;
   item.guid = orv::ParseGuid(kGuidC);
@@ -199,12 +199,12 @@ TEST_F(StockItems, PaperSizesCountFrom257) {
   EXPECT_EQ(record_.PaperHeight, 33000U);
   EXPECT_EQ(record_.StockItemGuid.Data1, 0xB0000001U);
 
-  // Too high a number: the record's item, at its own place.
+  // The number is too high: the record's item is used, with its own number.
   in_.dmPaperSize = 259;
   EXPECT_EQ(Apply(), kDefaultFor + L"258");
   EXPECT_EQ(out_.dmPaperSize, 258);
 
-  // And without one the sizes at hand.
+  // Without such an item, the sizes of the records are used.
   record_.StockItemGuid = {};
   EXPECT_EQ(Apply(),
             L"WAR No stock item found for given paper size, and no default stock item found. Using "
@@ -213,7 +213,7 @@ TEST_F(StockItems, PaperSizesCountFrom257) {
   EXPECT_EQ(out_.dmFormName[0], 0);
 }
 
-TEST_F(StockItems, TheApplicationsOwnSizeWhenItMayBe) {
+TEST_F(StockItems, UseTheApplicationsSizeIfAllowed) {
   PutItem(stocks_ + kGuidA, L"first");
   record_.StockItemGuid = orv::ParseGuid(kGuidA);
   in_.dmPaperSize = 256;
@@ -265,9 +265,9 @@ TEST_F(StockItems, CopyEveryValueThatTheRecordHas) {
 
   EXPECT_EQ(orv::DeleteStockItem(path, item.guid), ERROR_SUCCESS);
   EXPECT_EQ(LoadedNames(), L"second ");
-  items[0].guid = {};  // could not be found again
+  items[0].guid = {};  // has no key to find it under
   EXPECT_NE(orv::ImportStockItems(path, items, nullptr), ERROR_SUCCESS);
-  item.DisplayName.assign(130, L'n');  // could not be read again
+  item.DisplayName.assign(130, L'n');  // too long to be read
   EXPECT_NE(orv::WriteStockItem(stocks_, item), ERROR_SUCCESS);
 }
 

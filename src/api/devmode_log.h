@@ -23,7 +23,7 @@ class MergeLog final : public MergeObserver {
 
 void LogVersionConversion(CLoggerClient* client, std::uint32_t version, Conversion conversion);
 
-/// Answers a request of the driver and writes its log lines, from the first to the last.
+/// Carries out a request of the driver and writes all its log lines.
 DevmodeResult AnswerDevmodeLogged(const DevmodeRequest& request);
 
 }  // namespace orv

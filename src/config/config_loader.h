@@ -23,7 +23,7 @@ inline constexpr std::int32_t kFirstVersionWithoutDevice = 13;
 /// Why a configuration did not load.
 enum class LoadFailure {
   kNone,
-  kInvalidPrinter,  ///< the handle names no printer, so there is no file name
+  kInvalidPrinter,  ///< the handle does not belong to a printer
   kUnreadable,      ///< no such file, an empty one, or one that cannot be decrypted
   kMalformed,       ///< not well-formed XML
   kInvalid,         ///< a section is missing or wrong
@@ -31,13 +31,14 @@ enum class LoadFailure {
 
 struct LoadResult {
   Config* config = nullptr;       ///< null after a failure
-  std::unique_ptr<Config> owned;  ///< holds `config` when there is no cache to hold it
+  std::unique_ptr<Config> owned;  ///< owns `config` if there is no cache
   LoadFailure failure = LoadFailure::kNone;
-  CString detail;     ///< what the parser or the reader found, for the last two failures
+  CString detail;     ///< the error of the parser or the reader, for the last two failures
   std::wstring path;  ///< of the file; left empty by `LoadConfigFile` after a success
 };
 
-/// Receives the steps of a load as they happen, in between what the readers log themselves.
+/// Receives the steps of a load as they happen, so that their log lines keep their order among
+/// those of the readers.
 class LoadObserver {
  public:
   virtual ~LoadObserver() = default;
@@ -59,7 +60,7 @@ LoadResult LoadConfigFile(const std::wstring& path, ConfigsCache* cache, CLogger
 LoadResult LoadPrinterConfig(HANDLE printer, ConfigsCache* cache, CLoggerClient* client,
                              LoadObserver* observer);
 
-/// Whether a handle can name a printer at all.
+/// Whether a handle can belong to a printer.
 bool IsPrinterHandle(HANDLE printer);
 /// The name, without folder, of the configuration file for a driver.
 std::wstring ConfigFileName(std::wstring_view driverName);

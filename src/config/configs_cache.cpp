@@ -24,7 +24,7 @@ int ConfigsCache::ReleaseInstance() {
 ConfigsCache::ConfigsCache(const ConfigsCache& other) : entries_(other.entries_) {}
 
 ConfigsCache& ConfigsCache::operator=(const ConfigsCache& other) {
-  entries_ = other.entries_;  // assigning a map to itself leaves it as it is
+  entries_ = other.entries_;  // self-assignment of a map is harmless
   return *this;
 }
 

@@ -3,9 +3,9 @@
 #include "config/section_readers.h"
 #include "config/values.h"
 
-/// The sections of `<device>`: a table for each that is a plain set of properties, and the walk
-/// that requires them in their order. A section is searched onward from the one before it, so one
-/// that stands before its predecessor is not found.
+/// The sections of `<device>`: a table for each plain set of properties, and a loader that requires
+/// them in order. Each section is searched from the previous one onward, so a section that precedes
+/// its predecessor is not found.
 
 namespace orv {
 namespace {
@@ -19,7 +19,7 @@ namespace {
 template <typename Add>
 CString ReadEntries(CMarkup& xml, const EntryList& list, std::int32_t& defaultNumber, Add add,
                     CLoggerClient* logger) {
-  // Composed for messages alone, which most files need none of.
+  // Used only for messages, which most files do not cause.
   const auto path = [&list] { return Format(L"<device><%ls><properties>", list.section); };
   const auto entryPath = [&list] {
     return Format(L"<device><%ls><%ls><properties>", list.section, list.entry);
@@ -99,7 +99,7 @@ CString ReadFileInfo(CMarkup& xml, FileInfo& info, CLoggerClient* logger) {
 
 CString ReadDevice(CMarkup& xml, Device& device, CLoggerClient* logger) {
   CString error;
-  // Each step runs only while no error was met.
+  // Each step runs only if the previous ones succeeded.
   const auto read = [&](const wchar_t* name, auto& section, auto parse) {
     if (error.empty()) error = ReadSection(xml, name, section, parse, logger);
   };
@@ -174,7 +174,7 @@ CString ReadHeadsOffsetX(CMarkup& xml, HeadsOffsetX& offset, CLoggerClient* logg
   Range range;
   const auto warn = [logger](std::wstring_view name, std::wstring_view value) {
     if (!CLogger::IsEnabled(eLogLevelWarning, nullptr)) return;
-    // The odd words at the end are what people who read these logs search for.
+    // Kept for compatibility: log filters search for the words at the end.
     const CString key(name);
     LogFormat(eLogLevelWarning, logger, nullptr,
               L"Unknown property in %ls: %ls = %ls - compared %ls end", kPath, key.c_str(),
@@ -185,7 +185,7 @@ CString ReadHeadsOffsetX(CMarkup& xml, HeadsOffsetX& offset, CLoggerClient* logg
 
   offset = {range.enabled == TRUE, range.min.value_or(0), range.max.value_or(0),
             range.step.value_or(0)};
-  // Either of the two stands for the minimum: files without a minimum load, with 0.
+  // Either of the two is enough: a file without a minimum loads, with 0.
   const bool hasMin = range.min.has_value() || range.enabled != Range::kAbsent;
   if (!hasMin || !range.step || !range.max) {
     return L"Missing property in <device><headsOffsetX><properties>: Min, Max or Step is missing!";
@@ -218,7 +218,7 @@ CString ReadPrintSpeeds(CMarkup& xml, PrintSpeeds& speeds, CLoggerClient* logger
       WarnOfUnknownProperty(logger, L"<device><printSpeed>", name, value);
     }
   });
-  // The speeds count only behind the last property.
+  // Only speeds after the last property are read.
   while (xml.FindChildElem(L"property")) continue;
   if (!IntoChild(xml, L"printSpeeds")) return MissingElement(L"<printSpeed><printSpeeds>");
   if (!IntoChild(xml, L"properties")) {
@@ -246,7 +246,7 @@ CString ReadSensorTypes(CMarkup& xml, SensorTypes& sensors, CLoggerClient* logge
 }
 
 CString ReadCharacteristics(CMarkup& xml, Characteristics& characteristics, CLoggerClient* logger) {
-  // Both messages are those of the file information; people who read logs know them so.
+  // Kept for compatibility: both messages are those of the file information.
   if (!IntoChild(xml, L"properties")) return MissingElement(L"<fileinfo><properties>");
   StoreOrWarn<Characteristics>(xml, kCharacteristicsProperties, L"<fileInfo><properties>",
                                characteristics, logger);

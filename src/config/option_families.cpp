@@ -17,7 +17,7 @@ void Warn(CLoggerClient* client, const OptionFamily<Kind>& family, const wchar_t
             arguments.c_str()...);
 }
 
-/// Reads what an option has behind its properties. Only the belt applicator has something.
+/// Reads what follows the properties of an option. Only the belt applicator has anything.
 template <typename Kind>
 CString ReadExtras(const CMarkup&, int, Kind&, CLoggerClient*) {
   return {};
@@ -43,8 +43,8 @@ CString ReadExtras(const CMarkup& markup, int properties, BeltApplicator& option
 
 }  // namespace
 
-/// Reads the options of a family; the document is inside the family. Options are by far the most
-/// that a file has, so they are walked by their records.
+/// Reads the options of a family; the document is inside the family. Most elements of a file are
+/// options, so the loop uses the element index directly.
 template <typename Kind>
 CString ReadOptions(CMarkup& markup, OptionFamily<Kind>& family, CLoggerClient* client) {
   constexpr auto& kTable = KindProperties<Kind>::kTable;
@@ -60,7 +60,7 @@ CString ReadOptions(CMarkup& markup, OptionFamily<Kind>& family, CLoggerClient* 
   };
   const Cursor& cursor = CursorOf(markup);
   const int first = cursor.FirstChild(cursor.Main(), L"option");
-  // Nearly every family stands in one place of its file, and needs room but once.
+  // Nearly every family is in one place of its file, so one allocation is enough.
   if (family.options.empty()) {
     std::size_t count = 0;
     for (int element = first; element != 0; element = cursor.NextSibling(element, L"option"))

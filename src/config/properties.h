@@ -12,11 +12,11 @@
 
 /// The convention that every section of a configuration file follows: a `properties` element with
 /// any number of `property` children, the key in the attribute `name`, the value as the text. Keys
-/// compare without regard to ASCII case.
+/// compare case-insensitively for ASCII letters.
 
 namespace orv {
 
-/// Steps into the next child of this name; false, and no step, when there is none.
+/// Enters the next child of this name; false, with the position unchanged, if there is none.
 inline bool IntoChild(CMarkup& xml, const wchar_t* name) {
   return xml.FindChildElem(name) && xml.IntoElem();
 }
@@ -24,8 +24,8 @@ inline bool IntoChild(CMarkup& xml, const wchar_t* name) {
 /// How a property begins.
 inline constexpr std::wstring_view kPropertyOpening = L"<property name=\"";
 
-/// Calls `use(name, value)` for each `property` child of an element, in document order, and moves
-/// no position. The views are valid during the call.
+/// Calls `use(name, value)` for each `property` child of an element, in document order; the
+/// position does not move. The views are valid during the call.
 template <typename Use>
 void ForEachProperty(const CMarkup& xml, int element, Use use) {
   ChildReader properties(CursorOf(xml), element, kPropertyOpening);
@@ -41,7 +41,7 @@ void ForEachProperty(const CMarkup& xml, Use use) {
 }
 
 /// Stores each `property` child of an element in `record` by the record's table, and calls
-/// `unknown(name, value)` for those whose key the table does not know.
+/// `unknown(name, value)` for each key that the table does not have.
 template <typename Record, typename Unknown>
 void StoreProperties(const CMarkup& xml, int element, std::span<const Property<Record>> table,
                      Record& record, Unknown unknown) {
@@ -54,7 +54,7 @@ void StoreProperties(const CMarkup& xml, int element, std::span<const Property<R
   }
 }
 
-/// Warns of a key that the properties at `path` do not know.
+/// Warns of an unknown key in the properties at `path`.
 inline void WarnOfUnknownProperty(CLoggerClient* logger, const wchar_t* path,
                                   std::wstring_view name, std::wstring_view value) {
   if (!CLogger::IsEnabled(eLogLevelWarning, nullptr)) return;  // before anything is copied

@@ -11,35 +11,35 @@
 #include "orv/config/config.h"
 #include "orv/platform/types.h"
 
-/// How a record keeps the properties of a configuration file: a table of keys and fields for each
-/// record (`src/config/property_tables.h`). The kind of a field says how the text is converted, so
-/// that the loader, the checker and whoever shows a record go by the same table.
+/// Maps the properties of a configuration file to the fields of a structure: one table of keys and
+/// fields for each structure (`src/config/property_tables.h`). The kind of a field determines how
+/// the text is converted. The loader, the checker and the `orv` program use the same tables.
 
 namespace orv {
 
-/// A switch that only the exact text "TRUE" turns on.
+/// A flag that only the exact text "TRUE" sets.
 template <typename Record>
 struct UpperCaseBool {
   std::int32_t Record::*field;
 };
 
-/// A moment, as `ToDateTime` reads it.
+/// A date and time, converted by `ToDateTime`.
 template <typename Record>
 struct DateTime {
   std::int64_t Record::*field;
 };
 
-/// A number that the record must know to be absent.
+/// A number that can be absent.
 template <typename Record>
 using OptionalInt = std::optional<std::int32_t> Record::*;
 
-/// The edge at which the material runs, by name; an unknown name leaves the field as it was.
+/// The edge that guides the material, by name; an unknown name leaves the field unchanged.
 template <typename Record>
 struct Guidance {
   MaterialGuidance Record::*field;
 };
 
-/// A key that is accepted and means nothing.
+/// A key that is accepted and ignored.
 struct Ignored {};
 
 template <typename Record>
@@ -50,7 +50,7 @@ struct Property {
       field;
 };
 
-/// The names of the edges; the first one of each is the one to write.
+/// The names of the edges; the first name of each edge is written.
 inline constexpr struct {
   std::wstring_view name;
   MaterialGuidance guidance;
@@ -80,20 +80,20 @@ struct StoreValue {
   void operator()(Ignored) const {}
 };
 
-/// Stores properties in a record by its table, which is not empty. Keys compare without regard to
-/// ASCII case.
+/// Stores properties in a structure by its table, which must not be empty. Keys compare
+/// case-insensitively for ASCII letters.
 template <typename Record>
 class PropertyStore {
  public:
   PropertyStore(std::span<const Property<Record>> table, Record& record)
       : table_(table), record_(record) {}
 
-  /// The key that probably comes next: files have properties mostly in the table's order.
+  /// The key that probably comes next: most files have the properties in the order of the table.
   std::wstring_view ExpectedKey() const { return table_[next_].key; }
 
-  /// False when the table does not know the key.
+  /// False if the table does not have the key.
   bool Store(std::wstring_view key, std::wstring_view value) {
-    // The search goes on behind the last find.
+    // The search continues after the last key found.
     for (std::size_t tried = 0; tried < table_.size(); ++tried) {
       const Property<Record>& property = table_[next_];
       next_ = next_ + 1 < table_.size() ? next_ + 1 : 0;

@@ -67,10 +67,10 @@ inline constexpr Property<GeneralSettings> kGeneralSettingsProperties[] = {
     {L"ribbonSaverEnabled", &GeneralSettings::ribbonSaverEnabled},
     {L"customPageSizeByDefault", &GeneralSettings::customPageSizeByDefault},
     {L"customPageSizeEnabled", &GeneralSettings::customPageSizeEnabled},
-    {L"test", Ignored{}},  // reserved: accepted without a word
+    {L"test", Ignored{}},  // reserved: accepted and ignored
 };
 
-/// A range as it is read: what the file leaves out has no value.
+/// A range as the file has it: missing properties have no value.
 struct Range {
   static constexpr std::int32_t kAbsent = -1;
 
@@ -107,7 +107,7 @@ inline constexpr Property<Characteristics> kCharacteristicsProperties[] = {
     {L"color", &Characteristics::color},
 };
 
-/// A name and the number that records keep for it.
+/// A name and the number that is stored for it.
 struct NumberedName {
   std::wstring_view name;
   std::int32_t number;
@@ -119,7 +119,7 @@ inline constexpr NumberedName kPrintModeNames[] = {
 };
 
 inline constexpr NumberedName kSensorTypeNames[] = {
-    {L"SensorTypeContinous", 0},  // spelled so in every file
+    {L"SensorTypeContinous", 0},  // the spelling of every file
     {L"SensorTypeReflectiveTop", 1},    {L"SensorTypeGap", 2},
     {L"SensorTypeReflectiveBottom", 3}, {L"sensorTypeExternalPosEdge", 4},
     {L"sensorTypeExternalNegEdge", 5},
@@ -130,9 +130,9 @@ struct EntryList {
   const wchar_t* section;
   const wchar_t* entry;             ///< the element of one entry
   std::wstring_view defaultKey;     ///< the section's property that names the default
-  std::wstring_view defaultPrefix;  ///< what an entry's name has before that name
+  std::wstring_view defaultPrefix;  ///< precedes that name in the name of an entry
   std::span<const NumberedName> names;
-  std::int32_t firstNumber;  ///< the number before any name was met
+  std::int32_t firstNumber;  ///< the number before the first name
 };
 
 inline constexpr EntryList kPrintModeList = {L"printModes", L"printMode",    L"printModedefault",
@@ -140,7 +140,7 @@ inline constexpr EntryList kPrintModeList = {L"printModes", L"printMode",    L"p
 inline constexpr EntryList kSensorTypeList = {
     L"sensorTypes", L"sensorType", L"SensorTypeDefault", L"sensorType", kSensorTypeNames, 2};
 
-/// What a family says of itself.
+/// The properties of a family itself.
 struct FamilyProperties {
   std::int32_t optionFamilyId;
   CString optionFamilyType;
@@ -163,7 +163,7 @@ inline constexpr Property<FamilyProperties> kFamilyProperties[] = {
     L"defaultOption", UpperCaseBool<Kind> { &Kind::isDefault }                     \
   }
 
-/// The properties of one kind of option: by default those of every option alone.
+/// The properties of one kind of option: by default only those of every option.
 template <typename Kind>
 struct KindProperties {
   static constexpr Property<Kind> kTable[] = {ORV_OPTION(Kind)};

@@ -6,7 +6,7 @@
 #include "orv/xml/markup.h"
 
 /// The readers of the sections of a configuration file. Each is called with the document inside the
-/// section's element, logs the properties that it does not know, and returns an error message,
+/// section's element, logs unknown properties, and returns an error message,
 /// empty on success.
 
 namespace orv {

@@ -52,7 +52,7 @@ std::int64_t ToDateTime(std::wstring_view text) {
   time.tm_hour = field(11, 2, 0);
   time.tm_min = field(14, 2, 0);
   time.tm_sec = field(17, 2, 0);
-  time.tm_isdst = -1;  // the runtime knows when daylight saving was in force
+  time.tm_isdst = -1;  // the runtime determines whether daylight saving applied
   return std::mktime(&time);
 }
 

@@ -98,7 +98,7 @@ constexpr PublicField kFields[] = {
     FIELD(dmPanningHeight),
 };
 
-/// A name up to its terminator, or the whole field when it has none.
+/// A name up to its terminator, or the whole field without one.
 std::wstring NameAt(const std::uint8_t* bytes, std::size_t width) {
   std::wstring name;
   for (std::size_t at = 0; at < width; at += sizeof(WCHAR)) {
@@ -146,7 +146,7 @@ std::wstring ValueText(const PublicField& field, const std::uint8_t* own,
 }
 
 bool IsSame(const PublicField& field, const std::uint8_t* a, const std::uint8_t* b) {
-  // Behind a name's terminator anything may stand.
+  // The bytes after a name's terminator are unspecified.
   return field.kind == Kind::kName ? NameAt(a, field.width) == NameAt(b, field.width)
                                    : std::memcmp(a, b, field.width) == 0;
 }

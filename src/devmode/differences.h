@@ -6,9 +6,9 @@
 
 namespace orv {
 
-/// Names every field in which two public records differ, with both values, for the log; "none" when
-/// there is no difference. Which fields `dmFields` declares set does not matter. Either record may
-/// be null, which differs in nothing.
+/// The fields in which two public records differ, with both values, for the log; "none" if there is
+/// no difference. All fields are compared, whatever `dmFields` declares as set. If either record is
+/// null, there is no difference.
 std::wstring DescribeDifferences(const DEVMODEW* a, const DEVMODEW* b);
 
 }  // namespace orv

@@ -40,7 +40,7 @@ struct NumberMapping {
   std::size_t offset;
   std::size_t width;
   Conversion toSetting;
-  Conversion toEp;  ///< null: another row writes the word
+  Conversion toEp;  ///< null: another row writes the field
 };
 
 #define MAPPING(epOffset, member, ...)                                 \

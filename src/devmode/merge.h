@@ -10,12 +10,12 @@
 #include "orv/devmode/oemdev.h"
 #include "orv/devmode/stock_items.h"
 
-/// The driver's device-mode requests, with their results as data. `src/api/` turns these into
-/// return codes and log lines; the orv program prints them.
+/// The driver's device-mode requests, with their results as data. `src/api/` turns the results into
+/// return codes and log lines; the `orv` program prints them.
 
 namespace orv {
 
-/// What became of bringing a record to the current version.
+/// The result of converting a record to the current version.
 enum class Conversion {
   kDone,
   kMissingRecord,     ///< one of the two records is null
@@ -26,15 +26,16 @@ enum class Conversion {
 
 /// Copies a record of the current version; the two may be the same.
 Conversion ConvertVersion(const tagOEMDEV& in, tagOEMDEV* out);
-/// As above, and checks first that both records are there and have the same signature.
+/// As above, and first checks that both records are given and have the same signature.
 Conversion ConvertRecord(const tagOEMDEV* in, tagOEMDEV* out);
 
-/// Sets the settings from the legacy layout in the same record, or the other way round.
+/// Sets the settings from the legacy layout in the same record, and the legacy layout from the
+/// settings.
 void ReadLegacyLayout(tagOEMDEV* record);
 void WriteLegacyLayout(tagOEMDEV* record);
 
-/// Stamps a record's header and replaces every value that the printer does not offer; a null
-/// `config` skips the checks. Returns the corrections, none if there is no memory for the list.
+/// Writes a record's header and replaces every value that the printer does not offer; a null
+/// `config` skips the checks. Returns the corrections, or none if memory runs out.
 std::vector<Correction> MakeValid(const Config* config, tagOEMDEV* record);
 
 /// A printer's stock items and where they come from.
@@ -44,7 +45,8 @@ struct StockList {
   std::optional<DWORD> openError;  ///< the spooler does not describe the printer
 };
 
-/// Receives the steps of a merge as they happen, in between what the session logs itself.
+/// Receives the steps of a merge as they happen, so that their log lines keep their order among
+/// those of the session.
 class MergeObserver {
  public:
   virtual ~MergeObserver() = default;
@@ -87,14 +89,14 @@ struct DevmodeRequest {
 
 struct DevmodeResult {
   DevmodeFailure failure = DevmodeFailure::kNone;
-  LoadResult load;  ///< keeps the printer's configuration when there is no cache
+  LoadResult load;  ///< owns the printer's configuration if there is no cache
   Conversion conversion = Conversion::kDone;
-  std::optional<StockChoice> choice;    ///< what a merge with both public records applied
+  std::optional<StockChoice> choice;    ///< applied by a merge with both public records
   tagOEMDEV applied;                    ///< the record with it, before the validation
   std::vector<Correction> corrections;  ///< by the validation
 };
 
-/// Answers a request of the driver.
+/// Carries out a request of the driver.
 DevmodeResult AnswerDevmode(const DevmodeRequest& request, LoadObserver* loading,
                             MergeObserver* merging);
 

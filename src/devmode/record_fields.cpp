@@ -21,7 +21,7 @@ constexpr FieldKind KindOf() {
   return std::is_signed_v<T> ? FieldKind::kSigned : FieldKind::kUnsigned;
 }
 
-/// The option that the configuration marks as its family's default; the first one counts. Null when
+/// The option that the configuration marks as its family's default; the first one counts. Null if
 /// there is none.
 template <typename T>
 const T* DefaultOption(const OptionFamily<T>& family) {
@@ -33,7 +33,7 @@ constexpr RuleNumber Constant(std::uint32_t number) {
   return {nullptr, nullptr, static_cast<std::int32_t>(number)};
 }
 
-// A number from the configuration; documents show the expression as it stands here.
+// A number from the configuration; documents show this expression.
 #define FROM(expression)                                                               \
   RuleNumber {                                                                         \
 #expression, [](const Config& config) -> std::int32_t {                              \
@@ -46,7 +46,7 @@ constexpr RuleNumber Constant(std::uint32_t number) {
       return expression;                                                                 \
     } \
   }
-// Whether a family has a default option, and what that option says; 0 without one.
+// Whether a family has a default option, and a value of that option; 0 without one.
 #define FITTED(family)                                                                  \
   RuleNumber {                                                                          \
 #family " has a default option",                                                    \
@@ -89,7 +89,7 @@ constexpr const char* kLength = "1/1000 mm";
 constexpr const char* kSpeed = "mm/s";
 constexpr const char* kNone = "";
 
-/// The place and the shape of a member.
+/// The offset, width and kind of a member.
 struct Member {
   const char* name;
   std::size_t offset;
@@ -124,8 +124,8 @@ constexpr RecordField Renamed(const char* name, RecordField entry) {
 #define FIELD(member, ...) Entry(MEMBER(member), __VA_ARGS__)
 #define CARRIED(member, meaning) CarriedEntry(MEMBER(member), meaning)
 
-// Member, unit, default, rule (with the fallback last), meaning. The darkness default is one of the
-// darkness list as it stands; speeds are a thousandth of what the configuration holds.
+// Member, unit, default, rule (with the fallback last), meaning. The darkness default is an
+// unscaled entry of the darkness list; speeds are a thousandth of what the configuration holds.
 // clang-format off
 constexpr RecordField kFields[] = {
     FIELD(dwSize, "bytes", Constant(tagOEMDEV::kSize), kAnyValue, "size of the record"),
@@ -164,7 +164,7 @@ constexpr RecordField kFields[] = {
     FIELD(BackFeedMode, kNone, FROM(generalSettings.backfeedmodeEnabled && generalSettings.backfeedmodeByDefault ? 2 : 1),
           Offered(FROM(generalSettings.backfeedmodeEnabled), Range(0, 2, FROM(generalSettings.backfeedmodeByDefault ? 1 : 0))),
           "when the material is drawn back"),
-    // 0, the default and the fallback, is refused by every list that does not hold it and stays 0.
+    // A list without 0 refuses it, although it is the default and the fallback; it stays 0.
     FIELD(BackFeedSpeed, kSpeed, k0,
           Offered(FROM(generalSettings.backfeedmodeEnabled), OneOf(AllowedList::kPrintSpeeds, k0)),
           "speed of drawing back"),
@@ -328,7 +328,7 @@ constexpr RecordCheck kChecks[] = {
     Check("SingleBufferMode"),
     Check("IgnoreLabelPosition"),
     Check("SoftwareOptimization"),
-    // Callers know both words by the one name.
+    // Kept for compatibility: both fields have one name.
     {"SoftwareOptimization", Field("SoftwareOptimizationAux")},
     Check("ImageOptimization"),
     Check("CustomCommandSelectedPosition"),
@@ -366,11 +366,11 @@ constexpr RecordCheck kChecks[] = {
     Check("Rewinder.enabled"),
     Check("RibbonSaver.enabled"),
     Check("TearOff.enabled"),
-    // Kept for compatibility: the tube applicator's check looks at the tear-off edge's word.
+    // Kept for compatibility: the tube applicator's check uses the tear-off edge's field.
     {"TubeApplicator.enabled", Field("TearOff.enabled")},
 };
 
-/// Whether a list holds a value of the record.
+/// Whether a list contains a value of the record.
 bool IsAllowed(const Config& config, AllowedList list, std::int32_t value) {
   const Device& device = config.device;
   switch (list) {
@@ -400,7 +400,7 @@ bool IsWithin(const Config& config, const RecordField& field, std::uint32_t bits
   return bits >= static_cast<std::uint32_t>(min) && bits <= static_cast<std::uint32_t>(max);
 }
 
-/// A text's last byte becomes its NUL; true when it had none within its bytes.
+/// Sets the last byte of a text to NUL; true if the text had no NUL.
 bool TerminateText(tagOEMDEV* record, const RecordField& field) {
   char* text = reinterpret_cast<char*>(record) + field.offset;
   const bool isEndless = std::memchr(text, '\0', field.width) == nullptr;
@@ -433,7 +433,7 @@ void RepairRecord(const Config& config, tagOEMDEV* record, std::vector<Correctio
     const std::uint32_t before = FieldBits(*record, field);
     std::uint32_t after = before;
     if (check.opposite != nullptr) {
-      // Unsigned on purpose: an opposite margin wider than the size makes this one wrap.
+      // Kept for compatibility: an opposite margin wider than the size makes this one wrap.
       const std::uint32_t opposite = FieldBits(*record, *check.opposite);
       const std::uint32_t size = FieldBits(*record, *check.size);
       if (opposite + before > size) after = size - opposite;

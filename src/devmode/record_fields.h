@@ -11,19 +11,19 @@
 
 /// The private record's format as data: every field once, with its default, its limits and its
 /// fallback, and the order in which the fields are checked. Defaults, validation, the readable
-/// form, the text form and the differences of two records all work from it.
+/// form, the text form and the differences of two records all use it.
 
 namespace orv {
 
 enum class FieldKind : std::uint8_t {
   kUnsigned,  ///< a number of `width` bytes
-  kSigned,    ///< as above, below zero too
+  kSigned,    ///< as above, with a sign
   kText,      ///< characters up to a NUL
   kGuid,
-  kBytes,  ///< carried, without a meaning here
+  kBytes,  ///< carried unchanged
 };
 
-/// A number that a rule names: a constant, or what a configuration says.
+/// A number of a rule: a constant, or a value of the configuration.
 struct RuleNumber {
   const char* text = nullptr;  ///< as documents show it; null for a constant
   std::int32_t (*read)(const Config& config) = nullptr;  ///< null for a constant
@@ -32,23 +32,23 @@ struct RuleNumber {
   std::int32_t In(const Config& config) const { return read != nullptr ? read(config) : constant; }
 };
 
-/// The lists of a configuration that a value may have to be in.
+/// The lists of allowed values in a configuration.
 enum class AllowedList : std::uint8_t { kPrintSpeeds, kSensorTypes, kDarkness };
 
-/// What a field's value has to be, and what takes its place when it is not.
+/// The values that a field allows, and the fallback for any other.
 struct FieldRule {
   enum Kind : std::uint8_t {
     kAny,         ///< never checked
     kRange,       ///< `min` to `max`; compares as the field's kind does
     kList,        ///< one of `list`
-    kTerminated,  ///< a NUL within the text; the last byte becomes one in any case
+    kTerminated,  ///< the text must contain a NUL; the last byte is always set to NUL
   };
   Kind kind = kAny;
   AllowedList list = AllowedList::kPrintSpeeds;
   RuleNumber min = {};
   RuleNumber max = {};
   RuleNumber fallback = {};
-  RuleNumber offered = {nullptr, nullptr, 1};  ///< the rule holds only when this is not 0
+  RuleNumber offered = {nullptr, nullptr, 1};  ///< 0 disables the rule
 };
 
 struct RecordField {
@@ -57,7 +57,7 @@ struct RecordField {
   std::uint16_t width;  ///< bytes
   FieldKind kind;
   const char* unit;      ///< empty for flags, texts and bytes
-  bool hasDefault;       ///< false: the defaults leave the bytes as they are
+  bool hasDefault;       ///< false: the defaults leave the bytes unchanged
   RuleNumber byDefault;  ///< 0 fills texts, GUIDs and bytes with zeros
   FieldRule rule;
   const char* meaning;
@@ -67,8 +67,8 @@ struct RecordField {
 struct RecordCheck {
   const char* name;          ///< the field's name in the correction line
   const RecordField* field;  ///< what is checked and repaired
-  /// Both null: the field's own rule. Else the field and its opposite margin together must not
-  /// exceed the size; the field gives way.
+  /// Both null: the field's own rule. Otherwise the field and its opposite margin together must
+  /// not exceed the size; the field is reduced.
   const RecordField* opposite = nullptr;
   const RecordField* size = nullptr;
 };
@@ -99,7 +99,7 @@ std::vector<std::int32_t> AllowedValues(const Config& config, AllowedList list);
 /// The bits of a number field, widened without a sign.
 inline std::uint32_t FieldBits(const tagOEMDEV& record, const RecordField& field) {
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(&record) + field.offset;
-  // Sizes that the compiler knows: this is what a validation mostly does.
+  // Constant sizes, because a validation spends most of its time here.
   if (field.width == sizeof(std::uint16_t)) {
     std::uint16_t bits;
     std::memcpy(&bits, bytes, sizeof(bits));

@@ -118,7 +118,7 @@ const StockValue* FindStockValue(const std::wstring& name) {
   static const auto s_values = [] {
     std::unordered_map<std::wstring, const StockValue*> byName;
     for (const StockValue& value : kValues) {
-      byName.emplace(value.name, &value);  // the usual spelling, found without folding
+      byName.emplace(value.name, &value);  // the usual spelling needs no case folding
       byName.emplace(LowerCase(value.name), &value);
     }
     return byName;

@@ -38,7 +38,7 @@ HINSTANCE GetResourcesDllInstanceHandle() {
   } catch (const std::bad_alloc&) {
     return nullptr;
   }
-  // What another thread has found meanwhile stays.
+  // Another thread may have stored a handle meanwhile; it names the same module.
   if (handle != nullptr) cachedHandle.store(handle, std::memory_order_release);
   return handle;
 }

@@ -29,7 +29,7 @@ std::wstring RefusalText(const tagOEMDEV* in, Conversion conversion) {
   }
 }
 
-/// Answers one request as a driver's call would, log lines included.
+/// Carries out one request of the driver, log lines included.
 DevmodeResult Request(LibraryUse* library, const std::wstring& printerName, DWORD mode,
                       OEMDMPARAM* param, std::wstring* problem) {
   DevmodeResult result = AnswerDevmodeLogged(
@@ -88,7 +88,7 @@ const Config* DefaultRecord(LibraryUse* library, const OpenPrinter& printer,
 bool MergeRecord(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name,
                  Merged* merged, std::wstring* problem) {
   merged->publicOut = merged->publicIn;
-  // The driver hands over a record of its own to fill.
+  // The driver passes a record with its own signature to fill.
   merged->out.dwSignature = tagOEMDEV::kSignature;
   OEMDMPARAM param{};
   param.cbSize = sizeof(param);

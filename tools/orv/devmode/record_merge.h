@@ -26,7 +26,7 @@ struct Merged {
   const Config* config;  ///< the printer's, in the library's cache
 };
 
-/// The public record of an application that asks for nothing but a record's own size.
+/// The public record of an application that asks only for a record's own size.
 DEVMODEW PublicRecordOf(const tagOEMDEV& record);
 
 /// Gets a printer's defaults and returns its configuration, which the library's cache holds; null,
@@ -39,14 +39,14 @@ const Config* DefaultRecord(LibraryUse* library, const OpenPrinter& printer,
 bool MergeRecord(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name,
                  Merged* merged, std::wstring* problem);
 
-/// That no stock item has the paper size that the application asks for; empty when one has, or when
-/// the size is no stock item's.
+/// The message that no stock item has the paper size that the application asks for; empty if one
+/// has it, or if the size is not one of stock items.
 std::wstring UnknownPaperSize(const Merged& merged);
 
-/// Whether what a merge applies, an item or only a size, sets a field.
+/// Whether a merge that applies an item, or only a size, sets a field.
 bool IsApplied(const StockChoice& choice, const RecordField& field);
 
-/// Which rule decided what a field holds after a merge.
+/// The rule that decided the value of a field after a merge.
 std::wstring DecisionText(const Merged& merged, const RecordField& field, LengthForm form);
 
 }  // namespace orv::tool

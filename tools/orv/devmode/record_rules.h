@@ -6,18 +6,18 @@
 #include "orv/config/config.h"
 #include "tools/orv/devmode/record_text.h"
 
-/// The rules of the private record in words.
+/// Describes the rules of the private record in words.
 
 namespace orv::tool {
 
-/// What a rule allows, as the table states it: "label.widthMin to label.widthMax".
+/// The values that a rule allows, as the table states them: "label.widthMin to label.widthMax".
 std::wstring RuleText(const RecordField& field);
 /// The default, as the table states it.
 std::wstring DefaultText(const RecordField& field);
 /// The fallback, as the table states it; empty for fields without a rule.
 std::wstring FallbackText(const RecordField& field);
 
-/// What a printer allows for a field: "10000 to 60000", or "10 mm to 60 mm".
+/// The values that a printer allows for a field: "10000 to 60000", or "10 mm to 60 mm".
 std::wstring AllowedText(const Config& config, const RecordField& field, LengthForm form);
 
 /// Why a correction was made.

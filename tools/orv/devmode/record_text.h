@@ -7,21 +7,21 @@
 #include "orv/devmode/oemdev.h"
 #include "tools/orv/common/output.h"
 
-/// Private records as people read and write them.
+/// Converts private records to and from text.
 
 namespace orv::tool {
 
 /// A narrow constant of the library's tables as wide text.
 std::wstring Widen(std::string_view text);
 
-/// How lengths are written: as the record counts them, or with a unit as people read them.
+/// The form of lengths: as stored in the record, or with a unit.
 enum class LengthForm { kStored, kReadable };
 
 /// A field's value: a number; a text in quotes with escapes, its trailing NULs left out; a GUID; or
-/// bytes as hexadecimal digits, their trailing zeros left out. Nothing is lost.
+/// bytes as hexadecimal digits, their trailing zeros left out. The conversion is lossless.
 std::wstring FieldText(const tagOEMDEV& record, const RecordField& field,
                        LengthForm form = LengthForm::kStored);
-/// Takes what `FieldText` gives; false when the text does not fit the field.
+/// Sets a field from the output of `FieldText`; false if the text does not fit the field.
 bool SetFieldText(tagOEMDEV* record, const RecordField& field, std::wstring_view text);
 /// The value as a member of a JSON object.
 void FieldMember(JsonWriter* json, std::string_view name, const tagOEMDEV& record,
@@ -32,15 +32,15 @@ bool IsLength(const RecordField& field);
 /// A number of a field as text; a length in one of the forms.
 std::wstring NumberText(const RecordField& field, std::int64_t number, LengthForm form);
 
-/// The field of a name, letter case apart; null when there is none.
+/// The field of a name, compared case-insensitively; null if there is none.
 const RecordField* FindField(std::wstring_view name);
 
 /// A record as text, one "Name = value" a line; lines with # are comments.
 std::string RecordAsText(const tagOEMDEV& record);
-/// Takes such a text; fields that it does not name are 0. Ends the command at a line that is wrong.
+/// Parses such a text; fields that it does not name are 0. Ends the command at an invalid line.
 tagOEMDEV RecordFromText(const std::wstring& text, const std::wstring& path);
 
-/// A record from a file, which is its bytes or its text. Ends the command when it is neither.
+/// Reads a record from a file, as bytes or as text. Ends the command if it is neither.
 tagOEMDEV ReadRecord(const std::wstring& path);
 /// Writes a record as bytes or as text.
 void WriteRecord(const std::wstring& path, const tagOEMDEV& record, bool asText);
