@@ -22,8 +22,8 @@
 namespace orv::tool {
 namespace {
 
-/// A field of the public record as an option. Lengths are given in millimetres and stored in
-/// tenths, which the bounds count too.
+/// A field of the public record as a command-line option. Lengths are given in millimetres; the
+/// record and the bounds have tenths.
 struct PublicOption {
   const char* name;
   const char* description;
@@ -38,9 +38,9 @@ constexpr int kThousandthsPerTenth = 100;
 constexpr PublicOption kPublicOptions[] = {
     {"--paper-size", "The paper size's number; 257 is the first stock item",
      offsetof(DEVMODEW, dmPaperSize)},
-    {"--width", "The paper's width in mm, or with in behind it", offsetof(DEVMODEW, dmPaperWidth),
-     0, INT16_MAX, true},
-    {"--length", "The paper's length in mm, or with in behind it",
+    {"--width", "The paper's width, in mm, or in inches with the suffix in",
+     offsetof(DEVMODEW, dmPaperWidth), 0, INT16_MAX, true},
+    {"--length", "The paper's length, in mm, or in inches with the suffix in",
      offsetof(DEVMODEW, dmPaperLength), 0, INT16_MAX, true},
     {"--copies", "The number of copies", offsetof(DEVMODEW, dmCopies)},
     {"--orientation", "1 portrait, 2 landscape", offsetof(DEVMODEW, dmOrientation), 1, 2},
@@ -53,7 +53,7 @@ constexpr PublicOption kPublicOptions[] = {
     {"--collate", "1 collates copies", offsetof(DEVMODEW, dmCollate), 0, 1},
 };
 
-/// What a merge is asked for.
+/// The options of a merge.
 struct MergeOptions {
   std::string printer;
   std::string in;
@@ -81,7 +81,7 @@ void AddMergeOptions(CLI::App* command, MergeOptions* options) {
   AddJsonFlag(command, &options->asJson);
 }
 
-/// The application's public record: the incoming record's size unless the options say otherwise.
+/// The application's public record: the incoming record's size unless the options override it.
 DEVMODEW PublicRecord(const MergeOptions& options, const tagOEMDEV& record) {
   constexpr double kTenthsPerMillimetre = 10;
   DEVMODEW result = PublicRecordOf(record);
@@ -199,8 +199,8 @@ void ForUnnamedBytes(const tagOEMDEV& record,
                      const std::function<void(std::size_t, std::string_view)>& show) {
   constexpr std::size_t kLine = 16;
   std::string bytes(RecordBytes(record, 0, offsetof(tagOEMDEV, OutputFormatPNG)));
-  for (const LegacyField& word : LegacyFields()) {
-    std::memset(bytes.data() + word.offset, 0, word.width);
+  for (const LegacyField& legacy : LegacyFields()) {
+    std::memset(bytes.data() + legacy.offset, 0, legacy.width);
   }
   for (std::size_t at = offsetof(tagOEMDEV, EpLayout); at < bytes.size(); at += kLine) {
     const std::string_view line = std::string_view(bytes).substr(at, kLine);
@@ -208,15 +208,15 @@ void ForUnnamedBytes(const tagOEMDEV& record,
   }
 }
 
-/// A word of the older layout, or a command string of it, as a field.
-RecordField FieldOf(const LegacyField& word) {
-  // What the word stands for tells the sign, but not the unit.
-  const RecordField* const setting = FindField(Widen(word.setting));
+/// A number or command string of the legacy layout, as a field.
+RecordField FieldOf(const LegacyField& legacy) {
+  // The setting determines the sign, but not the unit.
+  const RecordField* const setting = FindField(Widen(legacy.setting));
   RecordField field{};
-  field.name = word.setting;
+  field.name = legacy.setting;
   field.unit = "";
-  field.offset = static_cast<std::uint16_t>(word.offset);
-  field.width = static_cast<std::uint16_t>(word.width);
+  field.offset = static_cast<std::uint16_t>(legacy.offset);
+  field.width = static_cast<std::uint16_t>(legacy.width);
   field.kind = setting != nullptr ? setting->kind : FieldKind::kUnsigned;
   return field;
 }
@@ -227,11 +227,11 @@ void ShowAsJson(const tagOEMDEV& record) {
   for (const RecordField& field : RecordFields()) FieldMember(&json, field.name, record, field);
   json.Key("olderLayout");
   json.BeginArray();
-  for (const LegacyField& word : LegacyFields()) {
+  for (const LegacyField& legacy : LegacyFields()) {
     json.BeginObject();
-    json.Member("offset", static_cast<std::uint32_t>(word.offset));
-    json.Member("setting", Widen(word.setting));
-    FieldMember(&json, "value", record, FieldOf(word));
+    json.Member("offset", static_cast<std::uint32_t>(legacy.offset));
+    json.Member("setting", Widen(legacy.setting));
+    FieldMember(&json, "value", record, FieldOf(legacy));
     json.EndObject();
   }
   json.EndArray();
@@ -239,17 +239,17 @@ void ShowAsJson(const tagOEMDEV& record) {
   Print(json.Text());
 }
 
-/// A value as a cell of a table; of a long one the beginning.
+/// A value as a cell of a table; a long value is cut.
 std::wstring Short(const std::wstring& text, std::size_t widest = 40) {
   return text.size() <= widest ? text : text.substr(0, widest - 3) + L"...";
 }
 
 void ShowAsTable(const tagOEMDEV& record) {
-  // As wide as a command string of plain characters; the other forms show the rest of garbage.
+  // Fits a command string of plain characters; use the other forms to see longer values.
   constexpr std::size_t kWidest = tagOEMDEV::kCommandSize + 2;
   Table table({L"OFFSET", L"FIELD", L"VALUE", L"UNIT", L"MEANING"});
   for (const RecordField& field : RecordFields()) {
-    // The older layout follows word by word.
+    // The legacy layout has a table of its own.
     const bool isOlder = field.offset == offsetof(tagOEMDEV, EpLayout);
     table.Add(
         {std::to_wstring(field.offset), Widen(field.name),
@@ -260,9 +260,9 @@ void ShowAsTable(const tagOEMDEV& record) {
   }
   Print(table.TakeText());
   Table older({L"OFFSET", L"OLDER LAYOUT", L"VALUE"});
-  for (const LegacyField& word : LegacyFields()) {
-    older.Add({std::to_wstring(word.offset), Widen(word.setting),
-               Short(FieldText(record, FieldOf(word)), kWidest)});
+  for (const LegacyField& legacy : LegacyFields()) {
+    older.Add({std::to_wstring(legacy.offset), Widen(legacy.setting),
+               Short(FieldText(record, FieldOf(legacy)), kWidest)});
   }
   ForUnnamedBytes(record, [&](std::size_t offset, std::string_view bytes) {
     older.Add({std::to_wstring(offset), L"(no name)", HexOf<std::wstring>(bytes)});
@@ -298,10 +298,10 @@ void AddConversion(CLI::App* group, const char* name, const char* description, b
   });
 }
 
-/// How a command writes lengths.
+/// The form in which a command prints lengths.
 LengthForm FormFor(bool asJson) { return asJson ? LengthForm::kStored : LengthForm::kReadable; }
 
-/// One place where two records differ.
+/// One difference between two records.
 struct Difference {
   std::wstring name;
   std::wstring a;
@@ -321,15 +321,15 @@ std::vector<Difference> Compare(const tagOEMDEV& a, const tagOEMDEV& b, LengthFo
       compare(field);
       continue;
     }
-    // The older layout word by word, then what has no name.
+    // The legacy layout field by field, then the bytes without a name.
     std::string rest[2] = {std::string(RecordBytes(a, 0, sizeof(a))),
                            std::string(RecordBytes(b, 0, sizeof(b)))};
-    for (const LegacyField& word : LegacyFields()) {
-      RecordField older = FieldOf(word);
-      const std::string name = "older layout: " + std::string(word.setting);
+    for (const LegacyField& legacy : LegacyFields()) {
+      RecordField older = FieldOf(legacy);
+      const std::string name = "older layout: " + std::string(legacy.setting);
       older.name = name.c_str();
       compare(older);
-      for (std::string& bytes : rest) std::memset(bytes.data() + word.offset, 0, word.width);
+      for (std::string& bytes : rest) std::memset(bytes.data() + legacy.offset, 0, legacy.width);
     }
     constexpr std::size_t kWord = 4;
     for (std::size_t at = field.offset; at < std::size_t{field.offset} + field.width; at += kWord) {
@@ -384,7 +384,7 @@ void AddDiffCommand(CLI::App* group) {
   });
 }
 
-/// One thing that the validation would change.
+/// One change that the validation would make.
 struct CheckFinding {
   std::wstring field;
   std::wstring before;
@@ -412,7 +412,7 @@ std::vector<CheckFinding> CheckRecord(const Config& config, const tagOEMDEV& rec
   std::vector<Correction> corrections;
   RepairRecord(config, &repaired, &corrections);
   for (const Correction& correction : corrections) {
-    // Each correction starts from what the ones before it left.
+    // Each correction applies to the result of the previous ones.
     const RecordField& field = *correction.check->field;
     tagOEMDEV before = record;
     tagOEMDEV after = repaired;

@@ -28,7 +28,7 @@ std::wstring RangeText(const std::wstring& min, const std::wstring& max) {
   return min == max ? min : min + L" to " + max;
 }
 
-/// A list's values, those in even steps as a range.
+/// The values of a list; values in even steps as a range.
 std::wstring ListedText(const std::vector<std::int32_t>& values) {
   if (values.empty()) return L"nothing";
   constexpr std::size_t kWorthARange = 4;
@@ -137,7 +137,7 @@ std::string FormatDocument() {
   std::wstring text =
       L"# The private settings record\n"
       L"\n"
-      L"The record that the spooler stores behind the public device mode: 2688 bytes, "
+      L"The record that the spooler stores after the public device mode: 2688 bytes, "
       L"little-endian, "
       L"every\nnumber aligned to its width. This page is printed by `orv devmode fields "
       L"--markdown` "
@@ -183,9 +183,9 @@ std::string FormatDocument() {
       L"others "
       L"are carried.\n\n"
       L"| offset | bytes | settings |\n|---|---|---|\n";
-  for (const LegacyField& word : LegacyFields()) {
-    text += Format(L"| %d | %d | `%ls` |\n", static_cast<int>(word.offset),
-                   static_cast<int>(word.width), Widen(word.setting).c_str());
+  for (const LegacyField& legacy : LegacyFields()) {
+    text += Format(L"| %d | %d | `%ls` |\n", static_cast<int>(legacy.offset),
+                   static_cast<int>(legacy.width), Widen(legacy.setting).c_str());
   }
   return WideToUtf8(text);
 }

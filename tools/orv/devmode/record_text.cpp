@@ -79,7 +79,7 @@ bool ReadHex(std::wstring_view text, std::string* bytes) {
   return true;
 }
 
-/// A number of any sign that fits the field.
+/// Reads a number, with or without a sign, that fits the field.
 bool ReadFieldNumber(std::wstring_view text, const RecordField& field, std::uint32_t* bits) {
   const bool isNegative = text.starts_with(L'-');
   std::uint32_t number = 0;
@@ -96,7 +96,7 @@ bool ReadFieldNumber(std::wstring_view text, const RecordField& field, std::uint
 
 constexpr std::wstring_view kBlanks = L" \t\r";
 
-/// The end of a message about a name that no field has.
+/// The end of a message about an unknown field name.
 std::wstring NearestField(const std::wstring& name) {
   std::vector<std::wstring> names;
   for (const RecordField& field : RecordFields()) names.push_back(Widen(field.name));
@@ -113,7 +113,7 @@ std::string_view RecordBytes(const tagOEMDEV& record, std::size_t offset, std::s
 
 std::wstring FieldText(const tagOEMDEV& record, const RecordField& field, LengthForm form) {
   if (form == LengthForm::kReadable && IsLength(field)) {
-    // Lengths below 0 come from files into unsigned fields too.
+    // Files can contain negative lengths for unsigned fields too.
     return NumberText(field, static_cast<std::int32_t>(FieldBits(record, field)), form);
   }
   const std::string_view bytes = RecordBytes(record, field.offset, field.width);
@@ -245,7 +245,7 @@ tagOEMDEV ReadRecord(const std::wstring& path) {
   const std::wstring text = DecodeText(bytes);
   if (text.starts_with(title)) return RecordFromText(text, path);
   if (bytes.size() != sizeof(tagOEMDEV)) {
-    Fail(kFindings, Format(L"%ls is no record: it has neither %d bytes nor the first line \"%ls\"",
+    Fail(kFindings, Format(L"%ls: not a record: it has neither %d bytes nor the first line \"%ls\"",
                            path.c_str(), static_cast<int>(sizeof(tagOEMDEV)), title.c_str()));
   }
   tagOEMDEV record;

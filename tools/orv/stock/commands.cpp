@@ -24,7 +24,7 @@
 namespace orv::tool {
 namespace {
 
-/// Whose items a command works on, and what else it is told.
+/// The options of the commands, first of all whose items they use.
 struct StockOptions {
   std::string printer;
   bool isCommon = false;
@@ -48,9 +48,13 @@ void AddTarget(CLI::App* command, StockOptions* options) {
 }
 
 void AddValues(CLI::App* command, StockOptions* options) {
-  command->add_option("--width", options->width, "The label's width, in mm or with in behind it")
+  command
+      ->add_option("--width", options->width,
+                   "The label's width, in mm, or in inches with the suffix in")
       ->transform(ToMillimetres(INT32_MAX));
-  command->add_option("--length", options->length, "The label's length, in mm or with in behind it")
+  command
+      ->add_option("--length", options->length,
+                   "The label's length, in mm, or in inches with the suffix in")
       ->transform(ToMillimetres(INT32_MAX));
   command->add_option("--set", options->values, "Another value, as the registry names it")
       ->type_name("NAME=NUMBER");
@@ -61,9 +65,9 @@ constexpr char kValuesHelp[] =
     "UnprintableRight UnprintableTop UnprintableBottom SensorType GapDistance IgnorePaperEnd\n"
     "Rotation Mirror Invert TopSameAsBottom BackfeedMode BackfeedSpeed PrintMode NumberCopies\n"
     "RibbonSaver SingleBuffer IgnoreLabelPosition Disabled OffsetX OffsetY LengthScaling;\n"
-    "lengths in thousandths of a millimetre, or with mm or in behind them.\n";
+    "lengths in thousandths of a millimetre, or with the suffix mm or in.\n";
 
-/// Where the items lie that the options name.
+/// The registry path of the items that the options select.
 std::wstring TargetPath(const StockOptions& options) {
   if (options.isCommon) return kCommonStockItemsPath;
   if (options.printer.empty()) Fail(kUsage, L"name the items' owner: --printer NAME or --common");
@@ -76,8 +80,8 @@ std::wstring TargetPath(const StockOptions& options) {
   return StockItemsPath(name, facts.driverName);
 }
 
-/// The item that a command names by its GUID or its display name; ends the command when there is
-/// none, or more than one.
+/// The item that a command names by its GUID or its display name; ends the command if there is
+/// not exactly one.
 StockItem FindItem(const std::wstring& path, const std::wstring& key) {
   const GUID guid = ParseGuid(key);
   const std::vector<StockItem> all = ReadStockItems(path);
@@ -106,7 +110,7 @@ const RecordField* FieldOf(const StockValue& value) {
   return field != RecordFields().end() ? &*field : nullptr;
 }
 
-/// Whether a value is a length; the record has the label's own under other names.
+/// Whether a value is a length; the label's width and length have other names in the record.
 bool IsStockLength(const StockValue& value) {
   const RecordField* const field = FieldOf(value);
   return field != nullptr
@@ -114,7 +118,7 @@ bool IsStockLength(const StockValue& value) {
              : value.field == &StockItem::PaperWidth || value.field == &StockItem::PaperLength;
 }
 
-/// A value as the number that the record takes it for; lengths can be below 0 wherever they stand.
+/// A value as the record interprets it; every length can be negative.
 std::int64_t NumberOf(const StockItem& item, const StockValue& value) {
   const DWORD bits = item.*value.field;
   const RecordField* const field = FieldOf(value);
@@ -153,7 +157,7 @@ void SetValues(StockItem* item, const StockOptions& options) {
   }
 }
 
-/// A name that users can see and that an item can have.
+/// Checks that a name is visible and not too long.
 CString NameFrom(const std::string& argument) {
   CString name = ToWide(argument);
   if (name.empty() || name.size() > kMaxStockName) {
@@ -169,7 +173,7 @@ void Store(const std::wstring& path, const StockItem& item) {
   }
 }
 
-/// A GUID that nobody else has: random, of version 4.
+/// A new unique GUID: random, of version 4.
 GUID NewGuid() {
   std::random_device random;
   GUID guid{};
@@ -311,7 +315,7 @@ void AddExportCommand(CLI::App* group) {
     const HKEY hive = StockItemsHive(path);
     std::wstring text = RegFileHeader();
     for (const StockItem& item : ReadStockItems(path)) {
-      if (IsZeroGuid(item.guid)) continue;  // nothing to know it by again
+      if (IsZeroGuid(item.guid)) continue;  // it has no key to import it under
       text += FormatRegKey(FullKeyPath(hive, path + L'\\' + FormatGuid(item.guid)));
       text += FormatRegValue(L"DisplayName", RegistryValue::FromText(item.DisplayName));
       for (const StockValue& value : StockValues()) {
@@ -323,7 +327,7 @@ void AddExportCommand(CLI::App* group) {
   });
 }
 
-/// The items that a registry file sets, whatever printer it was written for.
+/// The items of a registry file, for any printer.
 std::vector<StockItem> ItemsOf(const std::vector<RegChange>& changes) {
   std::vector<StockItem> items;
   for (const RegChange& change : changes) {
