@@ -59,6 +59,7 @@ enum MaterialGuidance : std::int32_t {
 /// What the printer can do, as pairs of "the setting is offered" and "it is on by default".
 struct GeneralSettings {
   std::int32_t printWidth = 0;  ///< of the print head, in thousandths of a millimetre
+
   /// `...Enabled`: users may change the setting. `...ByDefault`: what it is until they do.
   bool rotateLabelEnabled = false;
   bool rotateLabelByDefault = false;
@@ -112,6 +113,7 @@ struct GlobalOffsetY {
 /// The range of the horizontal head offset; kept as read, not checked.
 struct HeadsOffsetX {
   bool enabled = false;  ///< whether the offset can be set
+
   /// Thousandths of a millimetre.
   std::int32_t min = 0;
   std::int32_t max = 0;
@@ -175,26 +177,31 @@ struct Applicator : Option {
   std::int32_t offsetMax = 0;
   std::int32_t offsetStep = 0;
   std::int32_t offsetDefault = 0;
+
   /// The range of the delay until the supporting air starts.
   std::int32_t startDelaySupportingAirMin = 0;
   std::int32_t startDelaySupportingAirMax = 0;
   std::int32_t startDelaySupportingAirStep = 0;
   std::int32_t startDelaySupportingAirDefault = 0;
+
   /// The range of the delay until the supporting air stops.
   std::int32_t stopDelaySupportingAirMin = 0;
   std::int32_t stopDelaySupportingAirMax = 0;
   std::int32_t stopDelaySupportingAirStep = 0;
   std::int32_t stopDelaySupportingAirDefault = 0;
+
   /// The range of the delay until printing starts.
   std::int32_t startDelayPrintMin = 0;
   std::int32_t startDelayPrintMax = 0;
   std::int32_t startDelayPrintStep = 0;
   std::int32_t startDelayPrintDefault = 0;
+
   /// The range of the time in which start signals are ignored.
   std::int32_t lockTimeMin = 0;
   std::int32_t lockTimeMax = 0;
   std::int32_t lockTimeStep = 0;
   std::int32_t lockTimeDefault = 0;
+
   /// The range of the time that the blast lasts.
   std::int32_t blowTimeMin = 0;
   std::int32_t blowTimeMax = 0;
@@ -221,16 +228,19 @@ struct BeltApplicator : Option {
   std::int32_t offsetMax = 0;
   std::int32_t offsetStep = 0;
   std::int32_t offsetDefault = 0;
+
   /// The range of the delay until printing starts.
   std::int32_t startDelayPrintMin = 0;
   std::int32_t startDelayPrintMax = 0;
   std::int32_t startDelayPrintStep = 0;
   std::int32_t startDelayPrintDefault = 0;
+
   /// The range of the position of the label.
   std::int32_t labelPositionMin = 0;
   std::int32_t labelPositionMax = 0;
   std::int32_t labelPositionStep = 0;
   std::int32_t labelPositionDefault = 0;
+
   /// The range of applying while the belt runs.
   std::int32_t applyRunningMin = 0;
   std::int32_t applyRunningMax = 0;
@@ -247,6 +257,7 @@ struct Cutter : Option {
   std::int32_t offset1Max = 0;
   std::int32_t offset1Step = 0;
   std::int32_t offset1Default = 0;
+
   /// The range of the second offset.
   std::int32_t offset2Min = 0;
   std::int32_t offset2Max = 0;
@@ -291,11 +302,13 @@ struct Perforator : Option {
   std::int32_t offset1Max = 0;
   std::int32_t offset1Step = 0;
   std::int32_t offset1Default = 0;
+
   /// The range of the second offset.
   std::int32_t offset2Min = 0;
   std::int32_t offset2Max = 0;
   std::int32_t offset2Step = 0;
   std::int32_t offset2Default = 0;
+
   /// The range of the depth of the perforation.
   std::int32_t perforatorDeepnessMin = 0;
   std::int32_t perforatorDeepnessMax = 0;
@@ -334,6 +347,7 @@ struct WrappingApplicator : Option {
   std::int32_t offsetMax = 0;
   std::int32_t offsetStep = 0;
   std::int32_t offsetDefault = 0;
+
   /// The range of the wrapping position.
   std::int32_t wrapPosMin = 0;
   std::int32_t wrapPosMax = 0;

@@ -31,9 +31,11 @@ class ORV_EXPORT CConfigParser {
   /// deletes the record. A digest that does not match is logged, and the file loads all the same.
   static bool Load(const std::wstring& path, Config** config, ConfigsCache* cache,
                    CLoggerClient* logger);
+
   /// Loads the file of a printer: the one named after its driver in the folder of the logger
   /// client's module.
   static bool Load(HANDLE printer, Config** config, ConfigsCache* cache, CLoggerClient* logger);
+
   /// Not callable: a path in a writable buffer would otherwise convert to a handle.
   template <std::same_as<wchar_t> Unit>
   static bool Load(Unit* path, Config** config, ConfigsCache* cache,
@@ -45,12 +47,14 @@ class ORV_EXPORT CConfigParser {
                              CLoggerClient* logger);
   static bool GetPrinterDriverName(HANDLE printer, wchar_t* buffer, int bufferChars,
                                    CLoggerClient* logger);
+
   /// The name, without folder, of the configuration file for a printer's driver.
   static bool GetConfigXmlFilenameForPrinter(HANDLE printer, wchar_t* buffer, int bufferChars,
                                              CLoggerClient* logger);
 
   /// Reads a whole document from its top level.
   static CString Parse(CMarkup& xml, Config& config, CLoggerClient* logger);
+
   /// Reads what follows the file information in a file of this version: nothing from version 13 on.
   static CString Parse(int version, CMarkup& xml, Config& config, CLoggerClient* logger);
 
@@ -75,6 +79,7 @@ class ORV_EXPORT CConfigParser {
 
   /// Reads every option family into its member of `device`, chosen by the family's identifier.
   static CString ParseDeviceOptionFamilies(CMarkup& markup, Device& device, CLoggerClient* client);
+
   /// Reads a family's properties; the document (a copy) is inside `properties`. What the file does
   /// not say stays as it was.
   static CString ParseDeviceOptionFamilyProperties(CMarkup markup, int& optionFamilyId,
@@ -132,8 +137,10 @@ class ORV_EXPORT CConfigParser {
   /// The number at the start of a text, 0 without one; a number beyond 32 bits yields the nearest
   /// limit.
   static int ConvertToInt(const CString& text);
+
   /// 1 for "true" in any case, otherwise 0.
   static int ConvertToBool(const CString& text);
+
   /// Seconds since 1970-01-01 of a local time written "yyyy-mm-dd?hh:mm:ss"; 0 unless the text has
   /// 19 characters.
   static std::int64_t ConvertToDateTime(const CString& text);
@@ -141,8 +148,10 @@ class ORV_EXPORT CConfigParser {
   /// Single values of a loaded record, which must not be null.
   static bool isPrinterTwoColor(Config* const config);
   static bool isPrinterDoubleSided(Config* const config);
+
   /// The board's name, inside the record.
   static const wchar_t* GetPrinterBoardName(Config* const config);
+
   /// The widest label, in micrometres.
   static int GetMaxWidthInMicroMeter(Config* const config);
 };

@@ -23,6 +23,7 @@ class ORV_EXPORT ConfigsCache {
  public:
   /// The one instance, made by the first call. Each call is matched by one `ReleaseInstance`.
   static ConfigsCache* GetInstance();
+
   /// Releases a reference and returns the number left; the last release destroys the records and
   /// the instance. 0 without an instance.
   static int ReleaseInstance();
@@ -34,9 +35,11 @@ class ORV_EXPORT ConfigsCache {
 
   /// The record under exactly this path, null when there is none.
   Config* GetConfig(const std::wstring& path);
+
   /// Takes ownership of a record and stores it under a path; returns null. A path that has a record
   /// already keeps it: that record is returned, and the caller still owns `config`.
   Config* SetConfig(const std::wstring& path, Config* config);
+
   /// Destroys every record, in the order of the paths. Takes no lock.
   void Clear();
 

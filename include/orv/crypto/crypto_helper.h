@@ -41,6 +41,7 @@ inline constexpr std::string_view kProtectedMarker = "CNF";
 /// Returns the protected form of a file's bytes, or nothing on failure. This and the next function
 /// throw `std::bad_alloc` if there is no memory for the result.
 ORV_EXPORT std::optional<std::string> ProtectBytes(std::string_view plain);
+
 /// Returns the plain bytes of a protected file, or nothing if it is invalid or incomplete.
 ORV_EXPORT std::optional<std::string> UnprotectBytes(std::string_view bytes);
 

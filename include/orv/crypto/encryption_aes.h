@@ -77,6 +77,7 @@ namespace orv {
 
 /// Receives the line of a failed step, which ends with a line feed, instead of standard output.
 using DiagnosticSink = void (*)(const char* line);
+
 /// Redirects those lines, for programs that print their own results to standard output; null
 /// restores it. Call it before other threads use the functions.
 ORV_EXPORT void SetDiagnosticSink(DiagnosticSink sink);

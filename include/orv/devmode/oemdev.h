@@ -171,6 +171,7 @@ struct tagOEMDEV {
   } RibbonSaverOption;
 
   GUID StockItemGuid;  ///< the selected stock item; all zero for none
+
   /// Page sizes, the second print head, and the scale.
   std::uint32_t AllowCustomPageSize;
   std::uint32_t SoftwareOptimizationAux;
@@ -296,6 +297,7 @@ struct LegacyField {
   std::size_t offset;   ///< in the record
   std::size_t width;    ///< bytes
 };
+
 /// Every field of the legacy layout that has a setting, in the order of their offsets.
 ORV_EXPORT std::vector<LegacyField> LegacyFields();
 

@@ -21,6 +21,7 @@
 struct StockItem {
   GUID guid = {};       ///< all zero for an item without identity
   CString DisplayName;  ///< becomes the public record's form name
+
   /// What fields of the private record take over, under nearly the same names.
   DWORD SpeedInMmPerSec = 0;
   DWORD Darkness = 0;
@@ -77,18 +78,23 @@ struct StockValue {
   DWORD StockItem::*field;  ///< where the item keeps it
   int recordOffset;         ///< in the private record; negative when it has no such field
 };
+
 /// Every numeric value of an item.
 ORV_EXPORT std::span<const StockValue> StockValues();
+
 /// The numeric value of a name, compared case-insensitively; null if there is none.
 ORV_EXPORT const StockValue* FindStockValue(const std::wstring& name);
+
 /// Takes over a value as the registry has it. One that an item does not have, of another type or
 /// too long is left out.
 ORV_EXPORT void SetStockValue(const NamedRegistryValue& stored, StockItem* item);
 
 /// A GUID as registry keys write it, with braces.
 ORV_EXPORT std::wstring FormatGuid(const GUID& guid);
+
 /// Parses a key name as a GUID; all zero if it is not one.
 ORV_EXPORT GUID ParseGuid(const std::wstring& text);
+
 /// Whether a GUID is all zero.
 ORV_EXPORT bool IsZeroGuid(const GUID& guid);
 
@@ -103,15 +109,18 @@ ORV_EXPORT HKEY StockItemsHive(const std::wstring& path);
 /// The items stored below `path` of its hive, in key order; none when there is no such key. A value
 /// that is missing, of another type or too long leaves its field empty.
 ORV_EXPORT std::vector<StockItem> ReadStockItems(const std::wstring& path);
+
 /// The longest name that reading an item takes over, in characters.
 inline constexpr std::size_t kMaxStockName = 129;
 
 /// Stores an item under its GUID below `path` of its hive. One without a GUID, or with a name that
 /// would not be read again, is refused.
 ORV_EXPORT LONG WriteStockItem(const std::wstring& path, const StockItem& item);
+
 /// Stores items below `path`, each in the place of the one with its GUID, and logs which.
 ORV_EXPORT LONG ImportStockItems(const std::wstring& path, std::span<const StockItem> items,
                                  CLoggerClient* logger);
+
 /// Deletes the item of a GUID below `path`; `ERROR_FILE_NOT_FOUND` when there is none.
 ORV_EXPORT LONG DeleteStockItem(const std::wstring& path, const GUID& guid);
 
@@ -133,6 +142,7 @@ struct StockChoice {
   int paperSize;   ///< the public record's answer
   StockItem item;  ///< unnamed, without GUID, for the last two reasons
 };
+
 /// Chooses among a printer's items as `ApplyStockItem` does, and changes nothing.
 ORV_EXPORT StockChoice ChooseStockItem(std::vector<StockItem> items, const DEVMODEW& in,
                                        const tagOEMDEV& record);

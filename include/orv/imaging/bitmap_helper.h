@@ -48,6 +48,7 @@ class ORV_EXPORT BitmapHelper {
   /// The first row or column that has ink, from the top or the left; -1 if there is none.
   static int GetFirstContentRow1BPP(Bitmap* bitmap);
   static int GetFirstContentColumn1BPP(Bitmap* bitmap);
+
   /// The last row or column that has ink; -1 if there is none.
   static int GetLastContentRow1BPP(Bitmap* bitmap);
   static int GetLastContentColumn1BPP(Bitmap* bitmap);

@@ -27,6 +27,7 @@ class ORV_EXPORT ColorExtensions {
 
   /// Whether red, green and blue are all at least 254.
   static BOOL IsNearlyWhite(const Color& colour);
+
   /// Whether red, green and blue are all at most 1.
   static BOOL IsNearlyBlack(const Color& colour);
 

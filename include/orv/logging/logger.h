@@ -53,6 +53,7 @@ class ORV_EXPORT CLogger {
  public:
   /// Adds a client. The first one reads the settings and writes the start lines.
   static void StartLogging(CLoggerClient* client);
+
   /// Removes a client. After the last one, the next start reads the settings again.
   static void StopLogging(CLoggerClient* client);
 

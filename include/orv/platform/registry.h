@@ -28,6 +28,7 @@ enum class RegistryAccess { kRead, kReadWrite };
 class ORV_EXPORT RegistryKey {
  public:
   RegistryKey() = default;
+
   /// Takes ownership of an open key.
   explicit RegistryKey(HKEY key) : key_(key) {}
   RegistryKey(RegistryKey&& other) noexcept : key_(std::exchange(other.key_, nullptr)) {}
@@ -39,8 +40,10 @@ class ORV_EXPORT RegistryKey {
 
   /// Opens an existing key below `parent`.
   LONG Open(HKEY parent, const std::wstring& path, RegistryAccess access);
+
   /// Opens a key below `parent` for reading and writing, creating it and its parents if missing.
   LONG Create(HKEY parent, const std::wstring& path);
+
   /// Closes the key; does nothing without one.
   void Close();
 
@@ -62,6 +65,7 @@ struct ORV_EXPORT RegistryValue {
 
   /// The text of a `REG_SZ` value up to its first terminator; empty for any other type.
   std::wstring Text() const;
+
   /// Reads a `REG_DWORD` value of four bytes into `*number`. Returns false for any other value.
   bool Number(DWORD* number) const;
 };
@@ -78,10 +82,13 @@ struct NamedRegistryValue {
 ORV_EXPORT LONG GetRegistryValue(HKEY key, const std::wstring& name, RegistryValue* value);
 ORV_EXPORT LONG SetRegistryValue(HKEY key, const std::wstring& name, const RegistryValue& value);
 ORV_EXPORT LONG DeleteRegistryValue(HKEY key, const std::wstring& name);
+
 /// Deletes the key at `path` below `parent` with everything under it.
 ORV_EXPORT LONG DeleteRegistryTree(HKEY parent, const std::wstring& path);
+
 /// Lists the names of all sub-keys of `key`, in name order.
 ORV_EXPORT LONG ListRegistryKeys(HKEY key, std::vector<std::wstring>* names);
+
 /// Lists all values of `key`, in name order. Cheaper than reading several values one by one.
 ORV_EXPORT LONG ListRegistryValues(HKEY key, std::vector<NamedRegistryValue>* values);
 

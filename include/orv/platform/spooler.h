@@ -19,6 +19,7 @@ namespace orv {
 
 /// Opens a printer by name; returns null if there is none. Close it with `ClosePrinterHandle`.
 ORV_EXPORT HANDLE OpenPrinterHandle(const wchar_t* name);
+
 /// Closes a handle from `OpenPrinterHandle`; null is ignored.
 ORV_EXPORT void ClosePrinterHandle(HANDLE printer);
 
@@ -36,8 +37,10 @@ ORV_EXPORT bool GetPrinterFacts(HANDLE printer, PrinterFacts* facts);
 /// driver). Returns a system error code: `ERROR_SUCCESS`, `ERROR_INVALID_PRINTER_NAME`,
 /// `ERROR_PRINTER_ALREADY_EXISTS` or the spooler's own.
 ORV_EXPORT LONG AddSpoolerPrinter(const std::wstring& name, const std::wstring& driver);
+
 /// Removes a printer from the spooler; returns `ERROR_INVALID_PRINTER_NAME` if there is none.
 ORV_EXPORT LONG RemoveSpoolerPrinter(const std::wstring& name);
+
 /// Lists all local printers in name order.
 ORV_EXPORT LONG ListSpoolerPrinters(std::vector<PrinterFacts>* printers);
 

@@ -32,6 +32,7 @@
 
 /// Wide text; each element is one UTF-16 code unit, even where `wchar_t` is wider.
 using CString = std::wstring;
+
 /// Narrow text: bytes, or UTF-8 for text.
 using CStringA = std::string;
 

@@ -27,15 +27,19 @@ extern "C" {
 
 /// The object, with one more reference; null if memory runs out.
 ORV_EXPORT SessionData* GetSessionDataInstance();
+
 /// Releases a reference; the last release frees the object.
 ORV_EXPORT std::uint32_t ReleaseSessionDataInstance();
 
 /// Kept for compatibility: the process id, or 122 until another function has needed it.
 ORV_EXPORT std::uint32_t GetSessionProcessId(std::uint32_t* processId);
+
 /// The id of the process that started this one; 0 when unknown.
 ORV_EXPORT std::uint32_t GetSessionParentProcessId(std::uint32_t* parentProcessId);
+
 /// An open handle to the parent process, null when it cannot be opened. It belongs to the object.
 ORV_EXPORT std::uint32_t GetSessionParendHandle(HANDLE* parentHandle);
+
 /// Whether this process is, or was started by, a system host that shows printer settings.
 ORV_EXPORT std::uint32_t GetSessionIsSystemParent(std::uint32_t* isSystemParent);
 
@@ -43,6 +47,7 @@ ORV_EXPORT std::uint32_t GetSessionIsSystemParent(std::uint32_t* isSystemParent)
 /// session key that the result may depend on.
 ORV_EXPORT std::uint32_t GetSessionReadUDS(std::uint32_t* read, const wchar_t* firstName,
                                            const wchar_t* secondName);
+
 /// Whether user-defined settings are written to the session.
 ORV_EXPORT std::uint32_t GetSessionWriteUDS(std::uint32_t* write);
 
@@ -57,6 +62,7 @@ ORV_EXPORT std::uint32_t IsSessionProcessStillValid(std::uint32_t* isValid, std:
 
 /// Writes this process's entry into an open key. 0 if the registry reports an error.
 ORV_EXPORT std::uint32_t SaveSessionRegistryInfo(HKEY key);
+
 /// Removes the entries of processes that have ended; one that cannot be examined counts as ended.
 /// What cannot be read or removed stays for the next time, and so do the keys of printers, whose
 /// names are not decimal numbers. The names given here are carried for callers and select nothing.

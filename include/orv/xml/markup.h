@@ -27,16 +27,20 @@ class MarkupState;
 class MCD_CSTR {
  public:
   MCD_CSTR() = default;
+
   /// A text that is not copied; null is allowed.
   MCD_CSTR(const wchar_t* szText) : m_szText(szText) {}
   MCD_CSTR(const std::wstring& strText) : m_szText(strText.c_str()) {}
 
   /// Never null.
   const wchar_t* c_str() const { return m_szText != nullptr ? m_szText : L""; }
+
   /// The text without its terminating zero.
   std::wstring_view view() const { return c_str(); }
+
   /// Whether the pointer is null.
   bool IsNull() const { return m_szText == nullptr; }
+
   /// Whether the text is empty or null.
   bool IsEmpty() const { return *c_str() == 0; }
 
@@ -94,8 +98,10 @@ class ORV_EXPORT CMarkup {
     ADD_KEEPREFS = 8,     ///< an `&` that begins a well-formed reference is not escaped
     ADD_NOEND = 16,       ///< `<name>` without an end tag; not with a value
     ESC_ATTRIB = 0x100,   ///< escape quotes as well, as attribute values need it
+
     /// For nodes: no line break, and the position does not change.
     ADD_STAY = 0x1000,
+
     /// The place: the `Insert` and `Child` forms add these to the flags.
     ADD_INSERT = 0x2000,  ///< before the current position instead of after it
     ADD_CHILD = 0x4000,   ///< on the child level under the main position
@@ -103,12 +109,16 @@ class ORV_EXPORT CMarkup {
 
   /// An empty document with the default flags (`DOC_IGNORECASE`).
   CMarkup();
+
   /// A document with the default flags and this text.
   CMarkup(MCD_CSTR szDoc);
+
   /// An empty document with exactly these flags.
   CMarkup(int nFlags);
+
   /// An independent copy, including saved positions.
   CMarkup(const CMarkup& other);
+
   /// Makes this an independent copy; does nothing if either object has a file open.
   CMarkup& operator=(const CMarkup& other);
   ~CMarkup();
@@ -119,6 +129,7 @@ class ORV_EXPORT CMarkup {
   /// more code units, which leaves the document empty.
   bool SetDoc(const wchar_t* szDoc);
   bool SetDoc(const std::wstring& strDoc);
+
   /// Takes over the text without a copy.
   bool SetDoc(std::wstring&& strDoc);
 
@@ -127,6 +138,7 @@ class ORV_EXPORT CMarkup {
 
   /// The findings of the last parse, load or save as a small XML text: one empty element for each.
   const std::wstring& GetResult() const;
+
   /// The result record in words: the first error of the parse, and what happened to the file.
   std::wstring GetError() const;
 
@@ -136,14 +148,17 @@ class ORV_EXPORT CMarkup {
 
   /// The flags; loading a file sets those that describe its encoding.
   int GetDocFlags() const;
+
   /// Sets the flags, except the three of an open file. They apply from the next call on; the text
   /// is not parsed again.
   void SetDocFlags(int nFlags);
 
   /// Resets all positions: the next `FindElem` starts at the top level.
   void ResetPos();
+
   /// Resets the main and child positions: the next `FindElem` starts at the parent's first child.
   void ResetMainPos();
+
   /// Resets the child position.
   void ResetChildPos();
 
@@ -152,16 +167,20 @@ class ORV_EXPORT CMarkup {
   /// name of a path counts: `item[2]` finds the next `item`. A name that begins with `/` and a
   /// malformed predicate match nothing.
   bool FindElem(MCD_CSTR szName = nullptr);
+
   /// Moves the child position to the next child of the main element with this name. Without a main
   /// position, the next element becomes the main one first.
   bool FindChildElem(MCD_CSTR szName = nullptr);
+
   /// Moves the main position to the next node, in document order on the parent's level, whose type
   /// is in the set `nType` (any type if 0). Returns its type, 0 for none. From a node that is not
   /// an element, `FindElem` continues with the element after it.
   int FindNode(int nType = 0);
+
   /// Moves one level down: the main element becomes the parent, the child position the main
   /// position.
   bool IntoElem();
+
   /// Moves one level up: the parent becomes the main position, the main position the child
   /// position.
   bool OutOfElem();
@@ -179,9 +198,11 @@ class ORV_EXPORT CMarkup {
   /// counts. `GetAttrib` also reads the pseudo-attributes of a processing instruction.
   std::wstring GetAttrib(MCD_CSTR szAttrib) const;
   std::wstring GetChildAttrib(MCD_CSTR szAttrib) const;
+
   /// The name and value of the attribute with index `n` (from 0) of the main element. False, with
   /// both unchanged, if there is no such attribute.
   bool GetNthAttrib(int n, std::wstring& strAttrib, std::wstring& strValue) const;
+
   /// The name of the attribute with index `n` (from 0) of the main element; empty for none.
   std::wstring GetAttribName(int n) const;
 
@@ -189,8 +210,10 @@ class ORV_EXPORT CMarkup {
   /// its CDATA sections. Empty for an element that contains elements.
   std::wstring GetData();
   std::wstring GetChildData() const;
+
   /// The markup between the main element's start tag and end tag.
   std::wstring GetElemContent() const;
+
   /// The markup of the main (child) element, tags included.
   std::wstring GetSubDoc() const;
   std::wstring GetChildSubDoc() const;
@@ -198,6 +221,7 @@ class ORV_EXPORT CMarkup {
   /// Views of the text, valid until the document changes; null data if there is nothing to view.
   /// The tag name of the main element, or the target of a processing instruction.
   std::wstring_view GetTagNamePointer() const;
+
   /// The data of the main element or node, references not decoded. Null for an element whose
   /// content is more than one run of text.
   std::wstring_view GetDataPointer() const;
@@ -210,9 +234,11 @@ class ORV_EXPORT CMarkup {
   /// like others. Names compare exactly. A node that is not an element is not saved. False while a
   /// file is open.
   bool SavePos(MCD_CSTR szPosName = nullptr, int nMap = 0);
+
   /// Restores saved positions; false if there are none with this name, or their element was
   /// removed.
   bool RestorePos(MCD_CSTR szPosName = nullptr, int nMap = 0);
+
   /// Reserves room for `nSize` names in a table of saved positions. False while a file is open and
   /// for a negative argument.
   bool SetMapSize(int nSize, int nMap = 0);
@@ -268,11 +294,13 @@ class ORV_EXPORT CMarkup {
   bool SetChildAttrib(MCD_CSTR szAttrib, MCD_CSTR szValue);
   bool SetAttrib(MCD_CSTR szAttrib, int nValue);
   bool SetChildAttrib(MCD_CSTR szAttrib, int nValue);
+
   /// Other names for the same.
   bool AddAttrib(MCD_CSTR szAttrib, MCD_CSTR szValue);
   bool AddAttrib(MCD_CSTR szAttrib, int nValue);
   bool AddChildAttrib(MCD_CSTR szAttrib, MCD_CSTR szValue);
   bool AddChildAttrib(MCD_CSTR szAttrib, int nValue);
+
   /// Removes an attribute of the main element; false if it does not exist, and in the tags that
   /// `SetAttrib` refuses.
   bool RemoveAttrib(MCD_CSTR szAttrib);
@@ -283,6 +311,7 @@ class ORV_EXPORT CMarkup {
   bool SetChildData(MCD_CSTR szValue, int nFlags = 0);
   bool SetData(int nValue);
   bool SetChildData(int nValue);
+
   /// Replaces the content of the main element by markup; markup with errors is refused.
   bool SetElemContent(MCD_CSTR szContent);
 
@@ -314,6 +343,7 @@ class ORV_EXPORT CMarkup {
   /// needed if the target is null. `nUTF8Count` is the capacity of the target: what does not fit is
   /// dropped, but never half a character.
   static int UTF16To8(char* pszUTF8, const wchar_t* pwszUTF16, int nUTF8Count);
+
   /// Converts up to `nUTF8Count` bytes, or up to a zero. Returns the code units written, or needed
   /// if the target is null. A target with as many code units as there are bytes is always large
   /// enough.
@@ -327,6 +357,7 @@ class ORV_EXPORT CMarkup {
 
   /// The Windows code page of an encoding's name: 0 for an empty name, -1 for an unknown one.
   static int GetEncodingCodePage(MCD_CSTR szEncoding);
+
   /// The encoding that a document declares: in its XML declaration or, if that has none, in the
   /// "Content-Type" of an HTML head. Empty if there is neither.
   static std::wstring GetDeclaredEncoding(MCD_CSTR szDoc);
@@ -334,6 +365,7 @@ class ORV_EXPORT CMarkup {
   /// Base64: a leading line break (CR LF), then lines of 64 characters, each followed by one. Kept
   /// for compatibility: a short last line has a line break only if it is padded.
   static std::wstring EncodeBase64(const unsigned char* pBuffer, int nBufferLen);
+
   /// Decodes Base64 and returns the number of bytes written. Line breaks are skipped; other invalid
   /// characters have unspecified values. Decoding stops at a group that exceeds the buffer and at
   /// an incomplete group. With a size of 0, returns a sufficient size.
@@ -346,6 +378,7 @@ class ORV_EXPORT CMarkup {
   /// unchanged, if the file cannot be read.
   static bool ReadTextFile(int nVariant, MCD_CSTR szFile, std::wstring& strDoc,
                            std::wstring* pstrResult = nullptr, int* pnDocFlags = nullptr);
+
   /// Writes a text as a file: as UTF-16 or with a mark if the flags say so, otherwise in the
   /// encoding that it declares, otherwise as UTF-8. The file is replaced only when it is complete:
   /// a failure keeps the old one.
@@ -356,6 +389,7 @@ class ORV_EXPORT CMarkup {
   /// the file, then the parse. If the file cannot be read, the document does not change.
   bool Load(MCD_CSTR szFile);
   bool LoadWIN(MCD_CSTR szFile);
+
   /// `WriteTextFile` for the document, with its result record.
   bool Save(MCD_CSTR szFile);
   bool SaveWIN(MCD_CSTR szFile);
@@ -374,8 +408,10 @@ class ORV_EXPORT CMarkup {
   /// something follows it. A written file replaces the old one in `Close`; an appended one grows in
   /// place.
   bool Open(MCD_CSTR szFile, int nFlags);
+
   /// Passes the complete part of a file being written to the system; false if that fails.
   bool Flush();
+
   /// Ends the file and empties the document; the result record describes what was read or written.
   /// False if no file was open or the file is incomplete.
   bool Close();

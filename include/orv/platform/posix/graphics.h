@@ -13,6 +13,7 @@
 
 /// A 32-bit colour: alpha, red, green, blue from the high byte down.
 using ARGB = std::uint32_t;
+
 /// How the pixels of a bitmap are stored.
 using PixelFormat = INT;
 
@@ -43,6 +44,7 @@ enum Status {
 class Color {
  public:
   Color() = default;
+
   /// A colour from its channels; opaque unless alpha is given.
   explicit Color(ARGB argb) : value_(argb) {}
   Color(BYTE red, BYTE green, BYTE blue) : Color(255, red, green, blue) {}
@@ -67,6 +69,7 @@ class Color {
 /// An area of a bitmap, in pixels.
 struct Rect {
   Rect() = default;
+
   /// An area from its left and top edge and its size.
   Rect(INT x, INT y, INT width, INT height) : X(x), Y(y), Width(width), Height(height) {}
 
@@ -101,6 +104,7 @@ class ORV_EXPORT Bitmap {
  public:
   /// Zeroed pixels of its own: rows from the top, each padded to four bytes.
   Bitmap(INT width, INT height, PixelFormat format = PixelFormat32bppARGB);
+
   /// Uses the caller's pixels, which must outlive the bitmap. `first` is the top row; `stride`, the
   /// bytes from one row to the next, is a multiple of four, negative for bottom-up rows.
   Bitmap(INT width, INT height, INT stride, PixelFormat format, BYTE* first);
@@ -121,6 +125,7 @@ class ORV_EXPORT Bitmap {
   /// `flags` has `ImageLockModeRead` and converted back by `UnlockBits` if it has
   /// `ImageLockModeWrite`. Only one lock at a time.
   Status LockBits(const Rect* rect, UINT flags, PixelFormat format, BitmapData* data);
+
   /// Ends the access to the pixels.
   Status UnlockBits(BitmapData* data);
 
@@ -131,6 +136,7 @@ class ORV_EXPORT Bitmap {
 
   /// Size of the palette in bytes; 0 for a bitmap without one.
   INT GetPaletteSize() const;
+
   /// Reads at most `size` bytes of the palette, or replaces it.
   Status GetPalette(ColorPalette* palette, INT size) const;
   Status SetPalette(const ColorPalette* palette);

@@ -138,5 +138,6 @@ static_assert(sizeof(DEVMODEW) == 220);
 
 /// The calling thread's last error code, set by functions of this library.
 ORV_EXPORT DWORD GetLastError();
+
 /// Sets the calling thread's last error code.
 ORV_EXPORT void SetLastError(DWORD code);
