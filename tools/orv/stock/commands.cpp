@@ -127,34 +127,45 @@ std::int64_t NumberOf(const StockItem& item, const StockValue& value) {
   return isSigned ? std::int64_t{static_cast<std::int32_t>(bits)} : std::int64_t{bits};
 }
 
+/// The value that an argument of --set names.
+const StockValue& NamedValue(const std::wstring& argument, const std::wstring& name) {
+  const StockValue* const value = FindStockValue(name);
+  if (value != nullptr) return *value;
+  std::vector<std::wstring_view> names;
+  for (const StockValue& known : StockValues()) names.push_back(known.name);
+  Fail(kUsage, L"--set takes NAME=NUMBER with the name of a value: " + argument +
+                   DidYouMean(name, names));
+}
+
+/// The stored bits of a number with an optional sign; nothing if it is not a number that fits.
+std::optional<std::uint32_t> SignedBits(std::wstring_view number) {
+  const bool isNegative = number.starts_with(L'-');
+  if (isNegative) number.remove_prefix(1);
+  std::uint32_t bits = 0;
+  if (!ParseNumber(number, &bits) || (isNegative && bits > 0x80000000)) return std::nullopt;
+  return isNegative ? 0 - bits : bits;
+}
+
+/// Sets one value from an argument such as "PaperWidth=50mm".
+void SetValue(StockItem* item, const std::wstring& argument) {
+  const std::size_t sign = argument.find(L'=');
+  if (sign == argument.npos) Fail(kUsage, L"--set takes NAME=NUMBER, which is not " + argument);
+  const StockValue& value = NamedValue(argument, argument.substr(0, sign));
+  std::wstring number = argument.substr(sign + 1);
+  const bool hasUnit = number.ends_with(L"mm") || number.ends_with(L"in");
+  if (const auto length = ParseMillimetres(WideToUtf8(number));
+      length && hasUnit && IsStockLength(value)) {
+    number = std::to_wstring(std::llround(*length * 1000));
+  }
+  const std::optional<std::uint32_t> bits = SignedBits(number);
+  if (!bits) Fail(kUsage, L"--set takes NAME=NUMBER with a number: " + argument);
+  item->*value.field = *bits;
+}
+
 void SetValues(StockItem* item, const StockOptions& options) {
   if (options.width) item->PaperWidth = LengthOf(*options.width);
   if (options.length) item->PaperLength = LengthOf(*options.length);
-  for (const std::string& pair : options.values) {
-    const std::wstring text = ToWide(pair);
-    const std::size_t sign = text.find(L'=');
-    if (sign == text.npos) Fail(kUsage, L"--set takes NAME=NUMBER, which is not " + text);
-    const StockValue* const value = FindStockValue(text.substr(0, sign));
-    if (value == nullptr) {
-      std::vector<std::wstring_view> names;
-      for (const StockValue& known : StockValues()) names.push_back(known.name);
-      Fail(kUsage, L"--set takes NAME=NUMBER with the name of a value: " + text +
-                       DidYouMean(text.substr(0, sign), names));
-    }
-    std::wstring number = text.substr(sign + 1);
-    const bool hasUnit = number.ends_with(L"mm") || number.ends_with(L"in");
-    if (const auto length = ParseMillimetres(WideToUtf8(number));
-        length && hasUnit && IsStockLength(*value)) {
-      number = std::to_wstring(std::llround(*length * 1000));
-    }
-    const bool isNegative = number.starts_with(L'-');
-    std::uint32_t bits = 0;
-    if (!ParseNumber(number.substr(isNegative ? 1 : 0), &bits) ||
-        (isNegative && bits > 0x80000000)) {
-      Fail(kUsage, L"--set takes NAME=NUMBER with a number: " + text);
-    }
-    item->*value->field = isNegative ? 0 - bits : bits;
-  }
+  for (const std::string& argument : options.values) SetValue(item, ToWide(argument));
 }
 
 /// Checks that a name is visible and not too long.
