@@ -5,6 +5,7 @@
 #include <memory>
 #include <new>
 
+#include "base/out_of_memory.h"
 #include "imaging/kernels.h"
 #include "imaging/page_split.h"
 #include "imaging/pixels.h"
@@ -29,12 +30,10 @@ int Search(Bitmap* bitmap, int (*search)(const orv::BitPlane&)) {
 }  // namespace
 
 Bitmap* BitmapHelper::CreateBitmap(INT width, INT height, PixelFormat format) {
-  try {
+  return orv::OrOutOfMemory<Bitmap*>(nullptr, [=] {
     auto bitmap = std::make_unique<Bitmap>(width, height, format);
     return bitmap->GetLastStatus() == Ok ? bitmap.release() : nullptr;
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
+  });
 }
 
 void BitmapHelper::DeleteBitmap(Bitmap* bitmap) { delete bitmap; }

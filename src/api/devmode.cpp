@@ -13,7 +13,8 @@ HRESULT hrOEMDevMode(CLoggerClient* logger, ConfigsCache* cache, const wchar_t* 
         orv::AnswerDevmodeLogged({printer, printerName, mode, param, cache, logger});
     if (result.failure == orv::DevmodeFailure::kNone) return S_OK;
   } catch (const std::bad_alloc&) {
-    CLogger::LOG_ERROR(logger, L"Drevik.hrOEMDevMode END (E_FAIL, out of memory)", L"DevMode");
+    CLogger::LOG_ERROR(logger, L"Drevik.hrOEMDevMode END (E_FAIL, out of memory)",
+                       orv::kDevModeSource);
   }
   // The log may change the last error, so it is set after the line.
   SetLastError(ERROR_INVALID_PARAMETER);

@@ -10,15 +10,13 @@
 namespace orv {
 namespace {
 
-constexpr wchar_t kSource[] = L"DevMode";
-
 constexpr int kMaxPaperSize = 10000;
 constexpr int kMaxCopies = 10000;
 
 /// Reports what looks wrong in the application's public record.
 void WarnOfSuspicious(CLoggerClient* client, const DEVMODEW& in) {
   const auto warn = [client](bool isSuspicious, const wchar_t* format, int value) {
-    if (isSuspicious) LogFormat(eLogLevelWarning, client, kSource, format, value);
+    if (isSuspicious) LogFormat(eLogLevelWarning, client, kDevModeSource, format, value);
   };
   warn(in.dmPaperSize < 0 || in.dmPaperSize > kMaxPaperSize,
        L"Drevik.hrOEMDevMode PublicDevMode suspicious PaperSize %d", in.dmPaperSize);
@@ -29,18 +27,19 @@ void WarnOfSuspicious(CLoggerClient* client, const DEVMODEW& in) {
 }
 
 void TracePublicRecords(CLoggerClient* client, const DEVMODEW* in, const DEVMODEW& out) {
-  if (!CLogger::IsEnabled(eLogLevelTrace, kSource)) return;
-  LogFormat(eLogLevelTrace, client, kSource, L"Drevik.hrOEMDevMode: DevModeDifferences: %ls",
+  if (!CLogger::IsEnabled(eLogLevelTrace, kDevModeSource)) return;
+  LogFormat(eLogLevelTrace, client, kDevModeSource, L"Drevik.hrOEMDevMode: DevModeDifferences: %ls",
             DescribeDifferences(in, &out).c_str());
   if (in != nullptr) {
-    LogFormat(eLogLevelTrace, client, kSource,
+    LogFormat(eLogLevelTrace, client, kDevModeSource,
               L"Drevik.hrOEMDevMode: DevModeIn  paper: %d, %d x %d", int{in->dmPaperSize},
               int{in->dmPaperWidth}, int{in->dmPaperLength});
   } else {
-    CLogger::LOG_TRACE(client, L"Drevik.hrOEMDevMode: DevModeIn  IS NULL!!!", kSource);
+    CLogger::LOG_TRACE(client, L"Drevik.hrOEMDevMode: DevModeIn  IS NULL!!!", kDevModeSource);
   }
-  LogFormat(eLogLevelTrace, client, kSource, L"Drevik.hrOEMDevMode: DevModeOut paper: %d, %d x %d",
-            int{out.dmPaperSize}, int{out.dmPaperWidth}, int{out.dmPaperLength});
+  LogFormat(eLogLevelTrace, client, kDevModeSource,
+            L"Drevik.hrOEMDevMode: DevModeOut paper: %d, %d x %d", int{out.dmPaperSize},
+            int{out.dmPaperWidth}, int{out.dmPaperLength});
 }
 
 const wchar_t* SuccessLine(DWORD mode) {
@@ -78,35 +77,36 @@ const wchar_t* FailureLine(DWORD mode, DevmodeFailure failure) {
 }  // namespace
 
 void LogVersionConversion(CLoggerClient* client, std::uint32_t version, Conversion conversion) {
-  CLogger::LOG_TRACE(client, L"Drevik.ConvertOEMDevmodeVersions START", kSource);
+  CLogger::LOG_TRACE(client, L"Drevik.ConvertOEMDevmodeVersions START", kDevModeSource);
   switch (conversion) {
     case Conversion::kUnknownVersion:
-      LogFormat(eLogLevelError, client, kSource,
+      LogFormat(eLogLevelError, client, kDevModeSource,
                 L"Drevik.ConvertOEMDevmodeVersions: END (FALSE, IN-version %d is unknown for "
                 L"current version %d)",
                 static_cast<int>(version), static_cast<int>(tagOEMDEV::kVersion));
       break;
     case Conversion::kUnhandledVersion:
-      LogFormat(eLogLevelError, client, kSource,
+      LogFormat(eLogLevelError, client, kDevModeSource,
                 L"Drevik.ConvertOEMDevmodeVersions: OEMDevMode version %d is not handled!",
                 static_cast<int>(version));
-      CLogger::LOG_ERROR(client, L"Drevik.ConvertOEMDevmodeVersions END (FALSE)", kSource);
+      CLogger::LOG_ERROR(client, L"Drevik.ConvertOEMDevmodeVersions END (FALSE)", kDevModeSource);
       break;
     default:
-      CLogger::LOG_TRACE(client, L"Drevik.ConvertOEMDevmodeVersions END (TRUE)", kSource);
+      CLogger::LOG_TRACE(client, L"Drevik.ConvertOEMDevmodeVersions END (TRUE)", kDevModeSource);
       break;
   }
 }
 
 void MergeLog::OnConverted(const tagOEMDEV* in, Conversion conversion) {
-  CLogger::LOG_TRACE(client_, L"Drevik.ConvertOEMDevmode START", kSource);
+  CLogger::LOG_TRACE(client_, L"Drevik.ConvertOEMDevmode START", kDevModeSource);
   if (conversion == Conversion::kMissingRecord) {
-    CLogger::LOG_ERROR(
-        client_, L"Drevik.ConvertOEMDevmode END (FALSE, pOEMDevIn or pOEMDevOut is NULL)", kSource);
+    CLogger::LOG_ERROR(client_,
+                       L"Drevik.ConvertOEMDevmode END (FALSE, pOEMDevIn or pOEMDevOut is NULL)",
+                       kDevModeSource);
     return;
   }
   if (conversion == Conversion::kOtherSignature) {
-    LogFormat(eLogLevelError, client_, kSource,
+    LogFormat(eLogLevelError, client_, kDevModeSource,
               L"Drevik.ConvertOEMDevMode: unknown DEVMODE signature %d => abort printing!",
               static_cast<int>(in->dwSignature));
   } else {
@@ -115,7 +115,7 @@ void MergeLog::OnConverted(const tagOEMDEV* in, Conversion conversion) {
   CLogger::LOG_TRACE(client_,
                      conversion == Conversion::kDone ? L"Drevik.ConvertOEMDevmode END (TRUE)"
                                                      : L"Drevik.ConvertOEMDevmode END (FALSE)",
-                     kSource);
+                     kDevModeSource);
 }
 
 void MergeLog::OnPublicRecords(const DEVMODEW* in, const DEVMODEW* out) {
@@ -124,25 +124,26 @@ void MergeLog::OnPublicRecords(const DEVMODEW* in, const DEVMODEW* out) {
 }
 
 void MergeLog::OnLoadingStockItems() {
-  CLogger::LOG_INFO(client_, L"Loading printer settings from registry", kSource);
+  CLogger::LOG_INFO(client_, L"Loading printer settings from registry", kDevModeSource);
 }
 
 void MergeLog::OnStockItemsLoaded(const std::wstring& printerName, const StockList& list) {
   if (list.openError) {
-    LogFormat(eLogLevelError, client_, kSource, L"printer %ls could not be opened. Error code: %u",
-              printerName.c_str(), static_cast<unsigned>(*list.openError));
+    LogFormat(eLogLevelError, client_, kDevModeSource,
+              L"printer %ls could not be opened. Error code: %u", printerName.c_str(),
+              static_cast<unsigned>(*list.openError));
   }
   CLogger::LOG_INFO(client_,
                     list.items.empty() ? L"No User-Defined-Settings found in registry."
                     : list.isFromSession
                         ? L"Successfully Loaded User-Defined-Settings from session data."
                         : L"Successfully Loaded User-Defined-Settings from the registry.",
-                    kSource);
+                    kDevModeSource);
 }
 
 void MergeLog::OnStockItemChosen(const DEVMODEW& in, const StockChoice& choice) {
   const auto log = [this](eLogLevel level, const wchar_t* format, auto... arguments) {
-    LogFormat(level, client_, kSource, format, arguments...);
+    LogFormat(level, client_, kDevModeSource, format, arguments...);
   };
   const auto width = static_cast<int>(choice.item.PaperWidth);
   const auto length = static_cast<int>(choice.item.PaperLength);
@@ -177,28 +178,28 @@ void MergeLog::OnStockItemChosen(const DEVMODEW& in, const StockChoice& choice) 
 }
 
 void MergeLog::OnRepaired(std::span<const Correction> corrections) {
-  CLogger::LOG_TRACE(client_, L"Drevik.EnsureValidOEMDevmode START", kSource);
-  if (!corrections.empty() && CLogger::IsEnabled(eLogLevelWarning, kSource)) {
+  CLogger::LOG_TRACE(client_, L"Drevik.EnsureValidOEMDevmode START", kDevModeSource);
+  if (!corrections.empty() && CLogger::IsEnabled(eLogLevelWarning, kDevModeSource)) {
     try {
       const std::wstring text =
           L"Drevik.EnsureValidOEMDevmode: " + DescribeCorrections(corrections);
-      CLogger::LOG_WARNING(client_, text.c_str(), kSource);
+      CLogger::LOG_WARNING(client_, text.c_str(), kDevModeSource);
     } catch (const std::bad_alloc&) {
       // The line is lost.
     }
   }
-  CLogger::LOG_TRACE(client_, L"Drevik.EnsureValidOEMDevmode END (TRUE)", kSource);
+  CLogger::LOG_TRACE(client_, L"Drevik.EnsureValidOEMDevmode END (TRUE)", kDevModeSource);
 }
 
 DevmodeResult AnswerDevmodeLogged(const DevmodeRequest& request) {
-  CLogger::LOG_TRACE(request.client, L"Drevik.hrOEMDevMode START", kSource);
+  CLogger::LOG_TRACE(request.client, L"Drevik.hrOEMDevMode START", kDevModeSource);
   LoadLog loading(request.client);
   MergeLog merging(request.client);
   DevmodeResult result = AnswerDevmode(request, &loading, &merging);
   if (const wchar_t* const line = FailureLine(request.mode, result.failure)) {
-    CLogger::LOG_ERROR(request.client, line, kSource);
+    CLogger::LOG_ERROR(request.client, line, kDevModeSource);
   } else {
-    CLogger::LOG_TRACE(request.client, SuccessLine(request.mode), kSource);
+    CLogger::LOG_TRACE(request.client, SuccessLine(request.mode), kDevModeSource);
   }
   return result;
 }

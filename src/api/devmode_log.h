@@ -5,6 +5,9 @@
 
 namespace orv {
 
+/// The source of the log entries about device modes and stock items.
+inline constexpr wchar_t kDevModeSource[] = L"DevMode";
+
 /// Writes the log lines of a merge.
 class MergeLog final : public MergeObserver {
  public:

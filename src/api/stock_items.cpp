@@ -20,14 +20,14 @@ std::vector<StockItem> LoadStockItems(HANDLE printer, const wchar_t* printerName
 
 LONG ImportStockItems(const std::wstring& path, std::span<const StockItem> items,
                       CLoggerClient* logger) {
-  constexpr wchar_t kSource[] = L"DevMode";
   const LONG error = StoreStockItems(path, items);
   if (error != ERROR_SUCCESS) return error;
   std::wstring names;
   for (const StockItem& item : items) names += (names.empty() ? L"" : L", ") + item.DisplayName;
-  LogFormat(eLogLevelInfo, logger, kSource, L"Number of imported layouts %ls",
+  LogFormat(eLogLevelInfo, logger, kDevModeSource, L"Number of imported layouts %ls",
             std::to_wstring(items.size()).c_str());
-  LogFormat(eLogLevelInfo, logger, kSource, L"Layouts %ls imported from registry.", names.c_str());
+  LogFormat(eLogLevelInfo, logger, kDevModeSource, L"Layouts %ls imported from registry.",
+            names.c_str());
   return ERROR_SUCCESS;
 }
 

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "base/out_of_memory.h"
 #include "orv/platform/graphics.h"
 #include "platform/files.h"
 #include "platform/opacity.h"
@@ -181,19 +182,11 @@ Status Save(Bitmap* bitmap, const std::filesystem::path& path) {
 
 Status LoadPng(const wchar_t* path, Bitmap** bitmap) {
   *bitmap = nullptr;
-  try {
-    return Load(path, bitmap);
-  } catch (const std::bad_alloc&) {
-    return OutOfMemory;
-  }
+  return OrOutOfMemory(OutOfMemory, [=] { return Load(path, bitmap); });
 }
 
 Status SavePng(Bitmap* bitmap, const wchar_t* path) {
-  try {
-    return Save(bitmap, ToPath(path));
-  } catch (const std::bad_alloc&) {
-    return OutOfMemory;
-  }
+  return OrOutOfMemory(OutOfMemory, [=] { return Save(bitmap, ToPath(path)); });
 }
 
 }  // namespace orv
