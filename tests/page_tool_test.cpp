@@ -109,7 +109,7 @@ TEST_F(PageCommand, PreviewDrawsPlanesInTheirInksWithRulers) {
   }
   EXPECT_GT(std::min(inks[0], inks[1]), 400);
   // A millimetre is 20 pixels: a mark each half, longer and with a number each five, and the first
-  // row and column lie at 4 and 5 mm.
+  // row and column are at 4 and 5 mm.
   const auto isMark = [&](int x, int y) { return PixelAt(view, x, y) == 0x282828; };
   for (int tick = 0; tick <= 120; ++tick) {
     EXPECT_TRUE(isMark(kLeft + 10 * tick, kTop - 1)) << tick;

@@ -6,7 +6,7 @@
 
 namespace orv::test {
 
-/// A run of the program: how it ends, and what it prints and then says of it.
+/// A run of the program: its exit code, its output and its messages.
 struct ProgramRun {
   std::vector<std::string> arguments;
   int exitCode;

@@ -20,7 +20,6 @@ namespace {
 
 /// The key text of every protected file: its characters are the key bytes.
 constexpr char kKeyText[] = "A94E27C1B08D4F6E93D5C2E718B04A6F";
-constexpr std::uintmax_t kMaxLoadedSize = 10'000'000;
 constexpr wchar_t kNoLoadBuffer[] = L"Unable to allocate buffer for reading in the file %ls";
 constexpr wchar_t kNoBuffer[] =
     L"Fatal Error: Unable to allocate buffer for reading the input file!";
@@ -109,7 +108,7 @@ CString LoadText(const CString& path, CLoggerClient* client) {
   std::error_code unreadable;
   if (!std::filesystem::exists(file, unreadable)) return fail(L"The file %ls does not exist");
   const std::uintmax_t size = std::filesystem::file_size(file);
-  if (size > kMaxLoadedSize) return fail(L"The file %ls is too large");
+  if (size > orv::kMaxLoadedSize) return fail(L"The file %ls is too large");
 
   std::filebuf stream;
   stream.pubsetbuf(nullptr, 0);  // one read, straight into the buffer

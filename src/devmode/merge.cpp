@@ -99,7 +99,7 @@ DevmodeResult AnswerDevmode(const DevmodeRequest& request, LoadObserver* loading
     return result;
   }
   // One state of the registry for the printer, the session and the stock items.
-  const RegistryRequest snapshot;
+  const RegistrySnapshot snapshot;
   result.load = LoadPrinterConfig(request.printer, request.cache, request.client, loading);
   if (result.load.config == nullptr) {
     result.failure = DevmodeFailure::kConfigNotLoaded;

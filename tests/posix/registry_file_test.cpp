@@ -183,17 +183,17 @@ TEST_F(RegistryFileTest, OneRequestChecksTheFileOnceButSeesItsOwnWrites) {
     });
   };
   {
-    const orv::RegistryRequest request;
+    const orv::RegistrySnapshot request;
     EXPECT_EQ(Read(), L"one");
     writeElsewhere(L"two");
-    const orv::RegistryRequest inner;
+    const orv::RegistrySnapshot inner;
     EXPECT_EQ(Read(), L"one");
     Write(L"three");
     EXPECT_EQ(Read(), L"three");
     writeElsewhere(L"four");
   }
   EXPECT_EQ(Read(), L"four");
-  const orv::RegistryRequest next;
+  const orv::RegistrySnapshot next;
   EXPECT_EQ(Read(), L"four");
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -37,6 +38,9 @@ namespace orv {
 
 /// The first bytes of a protected file.
 inline constexpr std::string_view kProtectedMarker = "CNF";
+
+/// The largest file that `CCryptoHelper` loads, in bytes.
+inline constexpr std::uintmax_t kMaxLoadedSize = 10'000'000;
 
 /// Returns the protected form of a file's bytes, or nothing on failure. This and the next function
 /// throw `std::bad_alloc` if there is no memory for the result.

@@ -95,12 +95,12 @@ ORV_EXPORT LONG ListRegistryValues(HKEY key, std::vector<NamedRegistryValue>* va
 /// A snapshot of the settings store for one request. While the object exists, this thread reads the
 /// state of the first read, plus this process's own changes. This saves checking at every read
 /// whether another process has written. On Windows it has no effect.
-class ORV_EXPORT RegistryRequest {
+class ORV_EXPORT RegistrySnapshot {
  public:
-  RegistryRequest();
-  RegistryRequest(const RegistryRequest&) = delete;
-  RegistryRequest& operator=(const RegistryRequest&) = delete;
-  ~RegistryRequest();
+  RegistrySnapshot();
+  RegistrySnapshot(const RegistrySnapshot&) = delete;
+  RegistrySnapshot& operator=(const RegistrySnapshot&) = delete;
+  ~RegistrySnapshot();
 };
 
 }  // namespace orv

@@ -278,12 +278,12 @@ void RegistryKey::Close() {
   key_ = nullptr;
 }
 
-RegistryRequest::RegistryRequest() {
+RegistrySnapshot::RegistrySnapshot() {
   static std::atomic<std::uint64_t> s_last{0};
   if (theRequestObjects++ == 0) theRequest = ++s_last;
 }
 
-RegistryRequest::~RegistryRequest() {
+RegistrySnapshot::~RegistrySnapshot() {
   if (--theRequestObjects == 0) theRequest = 0;
 }
 

@@ -67,8 +67,8 @@ LONG DeleteRegistryTree(HKEY parent, const std::wstring& path) {
   return RegDeleteTreeW(parent, path.c_str());
 }
 
-RegistryRequest::RegistryRequest() = default;
-RegistryRequest::~RegistryRequest() = default;
+RegistrySnapshot::RegistrySnapshot() = default;
+RegistrySnapshot::~RegistrySnapshot() = default;
 
 LONG ListRegistryKeys(HKEY key, std::vector<std::wstring>* names) {
   names->clear();

@@ -14,7 +14,6 @@
 namespace orv::tool {
 
 bool ReadConfigText(const std::wstring& path, std::wstring* text, std::wstring* problem) {
-  constexpr std::uintmax_t kMaxBytes = 10'000'000;
   constexpr wchar_t kTooLarge[] =
       L" is too large: configuration files have at most 10,000,000 bytes";
   const std::wstring name = InputName(path);
@@ -28,7 +27,7 @@ bool ReadConfigText(const std::wstring& path, std::wstring* text, std::wstring* 
   std::error_code error;
   const std::uintmax_t size = std::filesystem::file_size(ToPath(file.path()), error);
   *problem = name + (start.empty()               ? L" is empty"
-                     : size > kMaxBytes          ? kTooLarge
+                     : size > kMaxLoadedSize     ? kTooLarge
                      : start == kProtectedMarker ? L" cannot be decrypted"
                                                  : L" cannot be read as text");
   return !text->empty();

@@ -133,8 +133,8 @@ const StockValue& NamedValue(const std::wstring& argument, const std::wstring& n
   if (value != nullptr) return *value;
   std::vector<std::wstring_view> names;
   for (const StockValue& known : StockValues()) names.push_back(known.name);
-  Fail(kUsage, L"--set takes NAME=NUMBER with the name of a value: " + argument +
-                   DidYouMean(name, names));
+  Fail(kUsage,
+       L"--set takes NAME=NUMBER with the name of a value: " + argument + DidYouMean(name, names));
 }
 
 /// The stored bits of a number with an optional sign; nothing if it is not a number that fits.
