@@ -296,8 +296,8 @@ class ReplacedFiles : public Crash {
     for (const auto& entry : std::filesystem::directory_iterator(Out(""))) {
       std::string& bytes = files[entry.path().filename().string()] = ReadBytes(entry.path());
       // A report contains the minute in which it was generated.
-      constexpr std::string_view kMade = "Report of 0000-00-00 00:00";
-      if (const std::size_t at = bytes.find("Report of "); at != bytes.npos) {
+      constexpr std::string_view kMade = "<p>Report of 0000-00-00 00:00";
+      if (const std::size_t at = bytes.find("<p>Report of "); at != bytes.npos) {
         bytes.erase(at, kMade.size());
       }
     }
