@@ -1,6 +1,7 @@
 #include "tools/orv/common/commands.h"
 
 #include <iostream>
+#include <new>
 
 #include "orv/version.h"
 #include "platform/console.h"
@@ -51,6 +52,9 @@ int main(int argc, char** argv) {
     }
     PrintMessage(DescribeMistake(&program, arguments, error));
     return kUsage;
+  } catch (const std::bad_alloc&) {
+    PrintMessage(L"there is not enough memory");
+    return kUnreadable;
   }
   return kDone;
 }
