@@ -146,21 +146,7 @@ CString CConfigParser::ParseDeviceOptionFamilyProperties(CMarkup markup, int& op
     return orv::ReadOptions(markup, family, client);                        \
   }
 
-ORV_OPTIONS(Applicator)
-ORV_OPTIONS(BarcodeVerifier)
-ORV_OPTIONS(BarcodeVerifierWithPeel)
-ORV_OPTIONS(BeltApplicator)
-ORV_OPTIONS(Cutter)
-ORV_OPTIONS(DispensingModule)
-ORV_OPTIONS(IoModule)
-ORV_OPTIONS(PauseAdapter)
-ORV_OPTIONS(PeelOff)
-ORV_OPTIONS(Perforator)
-ORV_OPTIONS(Rewinder)
-ORV_OPTIONS(RibbonSaver)
-ORV_OPTIONS(TearOff)
-ORV_OPTIONS(TubeApplicator)
-ORV_OPTIONS(WrappingApplicator)
+ORV_OPTION_KINDS(ORV_OPTIONS)
 
 #undef ORV_OPTIONS
 

@@ -10,7 +10,7 @@
 #include "orv/logging/logger.h"
 #include "orv/platform/types.h"
 
-/// Loads configuration files and returns the record, or the reason why there is none.
+/// Loads configuration files and returns the record, or the reason for the failure.
 
 namespace orv {
 
@@ -31,7 +31,7 @@ enum class LoadFailure {
 
 struct LoadResult {
   Config* config = nullptr;       ///< null after a failure
-  std::unique_ptr<Config> owned;  ///< owns `config` if there is no cache
+  std::unique_ptr<Config> owned;  ///< owns `config` when no cache is used
   LoadFailure failure = LoadFailure::kNone;
   CString detail;     ///< the error of the parser or the reader, for the last two failures
   std::wstring path;  ///< of the file; left empty by `LoadConfigFile` after a success

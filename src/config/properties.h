@@ -16,7 +16,7 @@
 
 namespace orv {
 
-/// Enters the next child of this name; false, with the position unchanged, if there is none.
+/// Enters the next child of this name; false, with the position unchanged, if none follows.
 inline bool IntoChild(CMarkup& xml, const wchar_t* name) {
   return xml.FindChildElem(name) && xml.IntoElem();
 }

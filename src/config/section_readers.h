@@ -5,9 +5,27 @@
 #include "orv/logging/logger.h"
 #include "orv/xml/markup.h"
 
-/// The readers of the sections of a configuration file. Each is called with the document inside the
-/// section's element, logs unknown properties, and returns an error message,
-/// empty on success.
+/// The readers of the sections of a configuration file. Those of a section are called with the
+/// document inside its element. They log unknown properties and return an error message, empty on
+/// success.
+
+/// Calls a macro with each kind of option that the public class can read by itself.
+#define ORV_OPTION_KINDS(X)  \
+  X(Applicator)              \
+  X(BarcodeVerifier)         \
+  X(BarcodeVerifierWithPeel) \
+  X(BeltApplicator)          \
+  X(Cutter)                  \
+  X(DispensingModule)        \
+  X(IoModule)                \
+  X(PauseAdapter)            \
+  X(PeelOff)                 \
+  X(Perforator)              \
+  X(Rewinder)                \
+  X(RibbonSaver)             \
+  X(TearOff)                 \
+  X(TubeApplicator)          \
+  X(WrappingApplicator)
 
 namespace orv {
 

@@ -43,7 +43,7 @@ class ORV_EXPORT ConfigsCache {
   /// Destroys every record, in the order of the paths. Takes no lock.
   void Clear();
 
-  static ConfigsCache* m_pInstance;  ///< the one instance, null if there is none
+  static ConfigsCache* m_pInstance;  ///< the one instance, or null
   static int m_nReferenceCounter;    ///< references that are not released
 
  private:

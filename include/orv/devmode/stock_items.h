@@ -82,7 +82,7 @@ struct StockValue {
 /// Every numeric value of an item.
 ORV_EXPORT std::span<const StockValue> StockValues();
 
-/// The numeric value of a name, compared case-insensitively; null if there is none.
+/// The numeric value of a name, compared case-insensitively; null if unknown.
 ORV_EXPORT const StockValue* FindStockValue(const std::wstring& name);
 
 /// Takes over a value as the registry has it. One that an item does not have, of another type or

@@ -45,11 +45,11 @@ class ORV_EXPORT BitmapHelper {
   /// `target` is a one-bit image of the same size. Returns 0 for a null bitmap, else 1.
   static int GetMonochromeImage1BPP(Bitmap* source, Bitmap* target);
 
-  /// The first row or column that has ink, from the top or the left; -1 if there is none.
+  /// The first row or column that has ink, from the top or the left; -1 without ink.
   static int GetFirstContentRow1BPP(Bitmap* bitmap);
   static int GetFirstContentColumn1BPP(Bitmap* bitmap);
 
-  /// The last row or column that has ink; -1 if there is none.
+  /// The last row or column that has ink; -1 without ink.
   static int GetLastContentRow1BPP(Bitmap* bitmap);
   static int GetLastContentColumn1BPP(Bitmap* bitmap);
 
