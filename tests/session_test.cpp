@@ -155,7 +155,7 @@ TEST_F(Session, CleanUpRemovesEndedAndReusedProcesses) {
   for (const auto& [entry, name, value] : spoilt) {
     EXPECT_TRUE(SaveSession(entry) && SetUserValue(SessionPath(entry), name, value));
   }
-  // Kept: incomplete.
+  // An incomplete entry, which is kept.
   SetUserValue(SessionPath(L"4000000005"), L"ProcessName", RegistryValue::FromText(L"x"));
   ASSERT_EQ(Entries().size(), 12U);
 

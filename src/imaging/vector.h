@@ -2,7 +2,7 @@
 
 /// SIMD vectors under one name for both instruction sets, for files that are compiled once for
 /// each. A vector has one half of 128 bits (SSE4.1) or two (AVX2). Shuffles, packs and unpacks work
-/// within halves, so a loop written for one half does the same work twice with AVX2. Where a
+/// within halves, so a loop written for one half processes both halves with AVX2. Where a
 /// function takes two addresses, the second one belongs to the second half; SSE4.1 ignores it.
 
 #include <immintrin.h>

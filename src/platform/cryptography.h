@@ -44,8 +44,8 @@ inline constexpr std::uint32_t kStatusInvalidBufferSize = 0xC0000206;
 
 inline constexpr DWORD kAesBlockSize = 16;
 inline constexpr DWORD kSha256Size = 32;
-/// Maximum length of a cipher text, because systems use signed integers. The caller must refuse
-/// longer ones.
+/// Maximum length of a cipher text: the system interfaces take signed 32-bit lengths. Callers must
+/// reject longer texts.
 inline constexpr DWORD kMaxCipherLength = 0x7FFFFFF0;
 
 /// AES in CBC mode with one key. Not thread-safe.

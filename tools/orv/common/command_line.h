@@ -5,7 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
-/// The command line as users see it: help texts, and messages for command lines that are refused.
+/// Help texts, and messages for rejected command lines.
 
 namespace orv::tool {
 

@@ -167,7 +167,7 @@ inline constexpr CheckRule kCheckRules[] = {
      L"settings that start with it are corrected the first time they are checked.",
      L"offsetMin 0, offsetMax 1000, offsetStep 100, offsetDefault 150",
      L"offsetMin 0, offsetMax 1000, offsetStep 100, offsetDefault 100"},
-    {L"darkness-list", Severity::kError, L"The darkness range does not give a list of levels",
+    {L"darkness-list", Severity::kError, L"The darkness range does not yield a list of levels",
      L"The levels Min, Min + Step, ... must end exactly with Max, contain the default, and be at most "
      L"1000. The loader expands this range, unlike the others, and fails if it cannot.",
      L"darknessMin 0, darknessStep 7, darknessMax 150",
@@ -288,7 +288,7 @@ inline constexpr CheckRule kCheckRules[] = {
      L"configfilename is the name that the file must have: the driver looks up the file by name.",
      L"configfilename orv_conf_lx300.xml in the file orv_conf_lx300p.xml",
      L"configfilename orv_conf_lx300p.xml"},
-    {L"version-skips-device", Severity::kWarning, L"The version keeps the device from being read",
+    {L"version-skips-device", Severity::kWarning, L"The version prevents the device from being read",
      L"For version 13 or higher only the file information is loaded; all values of the device are 0, "
      L"false or empty.",
      L"<property name=\"version\">13</property> and a device",
