@@ -5,9 +5,9 @@
 #include "orv/logging/logger.h"
 #include "orv/xml/markup.h"
 
-/// The readers of the sections of a configuration file. Those of a section are called with the
-/// document inside its element. They log unknown properties and return an error message, empty on
-/// success.
+/// The readers of a configuration file and its sections. A section's reader is called with the
+/// document inside the section's element. Readers log unknown properties; those with a result
+/// return an error message, empty on success.
 
 /// Calls a macro with each kind of option that the public class can read by itself.
 #define ORV_OPTION_KINDS(X)  \

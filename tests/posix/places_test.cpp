@@ -24,8 +24,8 @@ using orv::test::RunProgram;
 using orv::test::SetVariable;
 using orv::test::WriteBytes;
 
-/// Runs work in a process of an unprivileged user without a home folder; failures are printed and
-/// counted. Only root can change the user: other users run it as themselves.
+/// Runs `work` in a child process as an unprivileged user without a home folder. Unless root runs
+/// the test, the user does not change.
 template <typename Work>
 void AsNobody(Work work) {
   constexpr uid_t kNobody = 54321;
