@@ -45,7 +45,7 @@ constexpr const wchar_t* kFieldFlags[] = {
 enum class Kind { kName, kFlags, kSigned16, kUnsigned16, kNumber32 };
 
 template <typename T>
-constexpr Kind KindOf() {
+constexpr Kind PublicKindOf() {
   if constexpr (std::is_array_v<T>) return Kind::kName;
   if constexpr (sizeof(T) == sizeof(DWORD)) return Kind::kNumber32;
   return std::is_signed_v<T> ? Kind::kSigned16 : Kind::kUnsigned16;
@@ -58,44 +58,44 @@ struct PublicField {
   Kind kind;
 };
 
-#define FIELD(member)                                                  \
+#define PUBLIC_FIELD(member)                                           \
   PublicField {                                                        \
     L"" #member, offsetof(DEVMODEW, member), sizeof(DEVMODEW::member), \
-        KindOf<decltype(DEVMODEW::member)>()                           \
+        PublicKindOf<decltype(DEVMODEW::member)>()                     \
   }
 
-constexpr PublicField kFields[] = {
-    FIELD(dmDeviceName),
-    FIELD(dmSpecVersion),
-    FIELD(dmDriverVersion),
-    FIELD(dmSize),
-    FIELD(dmDriverExtra),
+constexpr PublicField kPublicFields[] = {
+    PUBLIC_FIELD(dmDeviceName),
+    PUBLIC_FIELD(dmSpecVersion),
+    PUBLIC_FIELD(dmDriverVersion),
+    PUBLIC_FIELD(dmSize),
+    PUBLIC_FIELD(dmDriverExtra),
     {L"dmFields", offsetof(DEVMODEW, dmFields), sizeof(DEVMODEW::dmFields), Kind::kFlags},
-    FIELD(dmOrientation),
-    FIELD(dmPaperSize),
-    FIELD(dmPaperLength),
-    FIELD(dmPaperWidth),
-    FIELD(dmScale),
-    FIELD(dmCopies),
-    FIELD(dmDefaultSource),
-    FIELD(dmPrintQuality),
-    FIELD(dmColor),
-    FIELD(dmDuplex),
-    FIELD(dmYResolution),
-    FIELD(dmTTOption),
-    FIELD(dmCollate),
-    FIELD(dmFormName),
-    FIELD(dmLogPixels),
-    FIELD(dmBitsPerPel),
-    FIELD(dmPelsWidth),
-    FIELD(dmPelsHeight),
-    FIELD(dmNup),
-    FIELD(dmICMMethod),
-    FIELD(dmICMIntent),
-    FIELD(dmMediaType),
-    FIELD(dmDitherType),
-    FIELD(dmPanningWidth),
-    FIELD(dmPanningHeight),
+    PUBLIC_FIELD(dmOrientation),
+    PUBLIC_FIELD(dmPaperSize),
+    PUBLIC_FIELD(dmPaperLength),
+    PUBLIC_FIELD(dmPaperWidth),
+    PUBLIC_FIELD(dmScale),
+    PUBLIC_FIELD(dmCopies),
+    PUBLIC_FIELD(dmDefaultSource),
+    PUBLIC_FIELD(dmPrintQuality),
+    PUBLIC_FIELD(dmColor),
+    PUBLIC_FIELD(dmDuplex),
+    PUBLIC_FIELD(dmYResolution),
+    PUBLIC_FIELD(dmTTOption),
+    PUBLIC_FIELD(dmCollate),
+    PUBLIC_FIELD(dmFormName),
+    PUBLIC_FIELD(dmLogPixels),
+    PUBLIC_FIELD(dmBitsPerPel),
+    PUBLIC_FIELD(dmPelsWidth),
+    PUBLIC_FIELD(dmPelsHeight),
+    PUBLIC_FIELD(dmNup),
+    PUBLIC_FIELD(dmICMMethod),
+    PUBLIC_FIELD(dmICMIntent),
+    PUBLIC_FIELD(dmMediaType),
+    PUBLIC_FIELD(dmDitherType),
+    PUBLIC_FIELD(dmPanningWidth),
+    PUBLIC_FIELD(dmPanningHeight),
 };
 
 /// A name up to its terminator, or the whole field without one.
@@ -157,7 +157,7 @@ std::wstring DescribeDifferences(const DEVMODEW* a, const DEVMODEW* b) {
   if (a == b) return L"none (same address)";
   std::wstring text;
   if (a != nullptr && b != nullptr) {
-    for (const PublicField& field : kFields) {
+    for (const PublicField& field : kPublicFields) {
       const auto* own = reinterpret_cast<const std::uint8_t*>(a) + field.offset;
       const auto* other = reinterpret_cast<const std::uint8_t*>(b) + field.offset;
       if (IsSame(field, own, other)) continue;

@@ -10,7 +10,7 @@ namespace {
 /// Lengths of the legacy layout are a hundredth of the settings'.
 constexpr std::uint32_t kLengthFactor = 100;
 
-using Conversion = std::uint32_t (*)(std::uint32_t value);
+using NumberConversion = std::uint32_t (*)(std::uint32_t value);
 
 std::uint32_t Same(std::uint32_t value) { return value; }
 std::uint32_t IsOne(std::uint32_t value) { return value == 1; }
@@ -39,8 +39,8 @@ struct NumberMapping {
   std::size_t epOffset;
   std::size_t offset;
   std::size_t width;
-  Conversion toSetting;
-  Conversion toEp;  ///< null: another row writes the field
+  NumberConversion toSetting;
+  NumberConversion toEp;  ///< null: another row writes the field
 };
 
 #define MAPPING(epOffset, member, ...)                                 \

@@ -246,12 +246,12 @@ constexpr auto kNames = [] {
 template <std::size_t kSize>
 using EncodingTable = NameBuckets<kEncodingBuckets, 2, 5, kSize>;
 
-constexpr EncodingTable<EncodingTable<1>::SizeFor(kNames)> kTable(kNames);
+constexpr EncodingTable<EncodingTable<1>::SizeFor(kNames)> kEncodingTable(kNames);
 
 }  // namespace
 
-const wchar_t* EncodingBucket(std::size_t bucket) { return kTable.Bucket(bucket); }
+const wchar_t* EncodingBucket(std::size_t bucket) { return kEncodingTable.Bucket(bucket); }
 
-int FindEncoding(std::wstring_view lowerName) { return kTable.Find(lowerName); }
+int FindEncoding(std::wstring_view lowerName) { return kEncodingTable.Find(lowerName); }
 
 }  // namespace orv

@@ -62,12 +62,12 @@ constexpr auto kEntities = std::to_array<NamedValue>({
 template <std::size_t kSize>
 using EntityTable = NameBuckets<130, 1, 4, kSize>;
 
-constexpr EntityTable<EntityTable<1>::SizeFor(kEntities)> kTable(kEntities);
+constexpr EntityTable<EntityTable<1>::SizeFor(kEntities)> kEntityTable(kEntities);
 
 }  // namespace
 
-const wchar_t* EntityBucket(std::size_t bucket) { return kTable.Bucket(bucket); }
+const wchar_t* EntityBucket(std::size_t bucket) { return kEntityTable.Bucket(bucket); }
 
-int FindEntity(std::wstring_view lowerName) { return kTable.Find(lowerName); }
+int FindEntity(std::wstring_view lowerName) { return kEntityTable.Find(lowerName); }
 
 }  // namespace orv

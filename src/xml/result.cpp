@@ -7,7 +7,7 @@
 namespace orv {
 namespace {
 
-constexpr std::size_t kMaxUnits = 1000;
+constexpr std::size_t kMaxResultUnits = 1000;
 
 const wchar_t* ValueAttribute(int flags) {
   if ((flags & kResultType) != 0) return L"type";
@@ -89,7 +89,7 @@ void ParseResult(const std::wstring& result, Document* entries) {
 
 }  // namespace
 
-bool IsResultFull(const std::wstring& result) { return result.size() >= kMaxUnits; }
+bool IsResultFull(const std::wstring& result) { return result.size() >= kMaxResultUnits; }
 
 void AddResult(std::wstring& result, const wchar_t* name, const wchar_t* value, int flags,
                int number, int number2) {

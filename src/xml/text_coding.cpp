@@ -53,9 +53,10 @@ bool IsKnownPage(int codePage) {
 
 /// Whether a code page has multi-byte characters or shift states.
 bool IsMultiByte(int page) {
-  constexpr int kPages[] = {932,   936,   949,   950,   1361,  10001, 10002,
-                            10003, 10008, 20932, 20936, 20949, 54936, 65000};
-  return std::find(std::begin(kPages), std::end(kPages), page) != std::end(kPages) ||
+  constexpr int kMultiBytePages[] = {932,   936,   949,   950,   1361,  10001, 10002,
+                                     10003, 10008, 20932, 20936, 20949, 54936, 65000};
+  return std::find(std::begin(kMultiBytePages), std::end(kMultiBytePages), page) !=
+             std::end(kMultiBytePages) ||
          (page >= 20000 && page <= 20005) || (page >= 50220 && page <= 52936) ||
          (page >= 57002 && page <= 57011);
 }

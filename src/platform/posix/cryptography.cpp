@@ -41,12 +41,12 @@ const EVP_CIPHER* CipherFor(std::size_t keyLength) {
   return (keyLength == 16 ? aes128 : keyLength == 24 ? aes192 : aes256).Get();
 }
 
+}  // namespace
+
 struct ContextDeleter {
   void operator()(EVP_CIPHER_CTX* context) const { EVP_CIPHER_CTX_free(context); }
   void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
 };
-
-}  // namespace
 
 struct AesCbc::State {
   std::unique_ptr<EVP_CIPHER_CTX, ContextDeleter> context{EVP_CIPHER_CTX_new()};

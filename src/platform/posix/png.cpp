@@ -152,7 +152,7 @@ Status Save(Bitmap* bitmap, const std::filesystem::path& path) {
   png_color colours[256];
   int colourCount = 0;
   if (isIndexed) {
-    alignas(ColorPalette) BYTE block[sizeof(ColorPalette) + 256 * sizeof(ARGB)];
+    alignas(ColorPalette) BYTE block[sizeof(ColorPalette) + 256 * sizeof(ARGB)] = {};
     auto* palette = reinterpret_cast<ColorPalette*>(block);
     bitmap->GetPalette(palette, sizeof block);
     colourCount = static_cast<int>(palette->Count);
