@@ -9,6 +9,7 @@
 #include "orv/platform/graphics.h"
 #include "platform/files.h"
 #include "platform/opacity.h"
+#include "platform/png_resolution.h"
 
 namespace orv {
 namespace {
@@ -39,6 +40,16 @@ class PngReader {
   png_uint_32 width() const { return png_get_image_width(png_, info_); }
   png_uint_32 height() const { return png_get_image_height(png_, info_); }
   bool HasAlpha() const { return png_get_channels(png_, info_) == 4; }
+
+  /// The resolution in the header; nothing if it is missing or has no unit.
+  std::optional<PngResolution> Resolution() const {
+    png_uint_32 x = 0;
+    png_uint_32 y = 0;
+    int unit = PNG_RESOLUTION_UNKNOWN;
+    png_get_pHYs(png_, info_, &x, &y, &unit);
+    if (unit != PNG_RESOLUTION_METER) return {};
+    return PngResolution{x, y};
+  }
 
   /// Reads up to the pixels and requests blue, green, red and, if present, alpha bytes.
   bool ReadHeader() {
@@ -183,6 +194,14 @@ Status Save(Bitmap* bitmap, const std::filesystem::path& path) {
 Status LoadPng(const wchar_t* path, Bitmap** bitmap) {
   *bitmap = nullptr;
   return OrOutOfMemory(OutOfMemory, [=] { return Load(path, bitmap); });
+}
+
+std::optional<PngResolution> ReadPngResolution(const wchar_t* path) {
+  const FilePointer file = OpenFile(ToPath(path), "rb");
+  if (file == nullptr) return {};
+  PngReader reader(file.get());
+  if (!reader.IsReady() || !reader.ReadHeader()) return {};
+  return reader.Resolution();
 }
 
 Status SavePng(Bitmap* bitmap, const wchar_t* path) {

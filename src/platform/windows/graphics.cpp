@@ -1,5 +1,6 @@
 #include "orv/platform/graphics.h"
 
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <cwchar>
@@ -7,6 +8,7 @@
 #include <new>
 
 #include "platform/opacity.h"
+#include "platform/png_resolution.h"
 
 namespace orv {
 namespace {
@@ -75,6 +77,16 @@ Status LoadPng(const wchar_t* path, Bitmap** bitmap) {
   file.UnlockBits(&data);
   *bitmap = file.Clone(0, 0, width, height, format);
   return *bitmap != nullptr ? Ok : OutOfMemory;
+}
+
+std::optional<PngResolution> ReadPngResolution(const wchar_t* path) {
+  Bitmap file(path);
+  if (file.GetLastStatus() != Ok) return {};
+  // GDI+ converts what the file stores to dots per inch, in single precision.
+  constexpr double kInch = 0.0254;
+  return PngResolution{
+      static_cast<std::uint32_t>(std::lround(file.GetHorizontalResolution() / kInch)),
+      static_cast<std::uint32_t>(std::lround(file.GetVerticalResolution() / kInch))};
 }
 
 Status SavePng(Bitmap* bitmap, const wchar_t* path) {

@@ -1,12 +1,12 @@
 #include "tools/orv/page/file.h"
 
 #include <cmath>
-#include <cstdint>
 #include <filesystem>
 
 #include "orv/imaging/bitmap_helper.h"
 #include "platform/files.h"
 #include "platform/letter_case.h"
+#include "platform/png_resolution.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/output.h"
@@ -82,32 +82,14 @@ PagePointer LoadPage(const std::wstring& path) {
   return page;
 }
 
-std::optional<double> PngResolution(const std::wstring& path) {
-  constexpr std::size_t kSignature = 8;
-  constexpr std::size_t kChunkFrame = 12;  // length, type and checksum
-  constexpr std::size_t kMaxBytes = 4096;  // the chunk comes before the pixels
+std::optional<double> PageResolution(const std::wstring& path) {
   constexpr double kInch = 0.0254;
-  std::string bytes;
-  if (!ReadFile(path, &bytes, 0, kMaxBytes)) return {};
-  const auto number = [&](std::size_t at) {
-    std::uint32_t value = 0;
-    for (std::size_t i = at; i < at + 4; ++i) {
-      value = value << 8 | static_cast<unsigned char>(bytes[i]);
-    }
-    return value;
-  };
-  for (std::size_t at = kSignature; at + kChunkFrame + 9 <= bytes.size();
-       at += kChunkFrame + number(at)) {
-    if (bytes.compare(at + 4, 4, "pHYs") != 0) continue;
-    const std::uint32_t perMetre = number(at + 8);
-    const bool isMetre = bytes[at + 16] == 1;
-    if (!isMetre || perMetre != number(at + 12)) return {};
-    const double dpi = perMetre * kInch;
-    const bool isScreen = std::lround(dpi) == 72 || std::lround(dpi) == 96;
-    if (isScreen || dpi < 1) return {};
-    return dpi;
-  }
-  return {};
+  const std::optional<PngResolution> perMetre = ReadPngResolution(path.c_str());
+  if (!perMetre || perMetre->x != perMetre->y) return {};
+  const double dpi = perMetre->x * kInch;
+  const bool isScreen = std::lround(dpi) == 72 || std::lround(dpi) == 96;
+  if (isScreen || dpi < 1) return {};
+  return dpi;
 }
 
 std::string PngOf(Bitmap* page) {

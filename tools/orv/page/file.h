@@ -17,7 +17,7 @@ PagePointer LoadPage(const std::wstring& path);
 
 /// The resolution in a PNG file, in dots per inch. Nothing for 72 and 96, which programs write as a
 /// default, and for pixels that are not square.
-std::optional<double> PngResolution(const std::wstring& path);
+std::optional<double> PageResolution(const std::wstring& path);
 
 /// Encodes a page as PNG; ends the command on failure.
 std::string PngOf(Bitmap* page);

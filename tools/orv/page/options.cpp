@@ -49,7 +49,7 @@ std::wstring PageOptions::Lengths(double pixels, const wchar_t* between, double 
 PagePointer LoadInput(PageOptions* options) {
   const std::wstring path = ToWide(options->input);
   PagePointer page = LoadPage(path);
-  if (options->dpi == 0) options->dpi = PngResolution(path).value_or(kCommonDpi);
+  if (options->dpi == 0) options->dpi = PageResolution(path).value_or(kCommonDpi);
   return page;
 }
 
