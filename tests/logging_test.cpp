@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <thread>
 
 #include "logging/log_file.h"
@@ -192,7 +193,7 @@ TEST(LogFile, TheDesiredFolderIsUsedIfItExists) {
   orv::test::WriteBytes(folder.path() / "file", "x");
   EXPECT_EQ(orv::ChooseLogFolder(folder.Name()), folder.Name());
   const std::wstring fallback = orv::ChooseLogFolder(L"");
-  EXPECT_TRUE(fallback == orv::SystemTempFolder() || fallback == orv::UserTempFolder());
+  EXPECT_EQ(std::ranges::count(orv::LogFolders(), fallback), 1);
   EXPECT_EQ(orv::ChooseLogFolder(folder.Name(L"file")), fallback);
   EXPECT_EQ(orv::ChooseLogFolder(folder.Name(L"none")), fallback);
   EXPECT_EQ(orv::LogFilePath(L"folder", {2024, 3, 5, 0, 0, 0, 0}),

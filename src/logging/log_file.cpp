@@ -18,8 +18,9 @@ bool IsFolder(const std::wstring& path) {
 
 std::wstring ChooseLogFolder(const std::wstring& wanted) {
   if (IsFolder(wanted)) return wanted;
-  if (const std::wstring system = SystemTempFolder(); IsFolder(system)) return system;
-  if (const std::wstring user = UserTempFolder(); IsFolder(user)) return user;
+  for (const std::wstring& folder : LogFolders()) {
+    if (IsFolder(folder)) return folder;
+  }
   return {};
 }
 

@@ -15,8 +15,8 @@ inline constexpr wchar_t kLogSettings[] = L"Test";
 /// The setting with the desired folder.
 inline constexpr wchar_t kLogPathSetting[] = L"LogPath";
 
-/// The folder for log files: the desired one, else the system's folder for temporary files, else
-/// the user's. Empty if none of them is a folder.
+/// The folder for log files: the desired one, else the first of `LogFolders` that exists. Empty if
+/// none of them is a folder.
 std::wstring ChooseLogFolder(const std::wstring& desired);
 
 /// The path of the log file of a day.

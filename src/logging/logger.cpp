@@ -129,7 +129,7 @@ void WriteToLogFile(std::wstring_view line, const orv::LocalTime& now) {
   const std::lock_guard guard(CLogger::m_csFileLock);
   orv::ExclusiveFile file;
   // If another process holds the file, the entry is dropped instead of blocking the caller.
-  if (!file.Open(*path)) return;
+  if (!file.OpenTrusted(*path)) return;
   if (isNew && !AppendUnits(&file, kHeader)) return;
   AppendUnits(&file, line);
 }

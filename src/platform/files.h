@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 /// Files and folders, beyond what `std::filesystem` offers. Wide names are converted to paths only
 /// here: where file names are bytes, the standard library does not accept UTF-16.
@@ -21,10 +22,11 @@ std::wstring FromPath(const std::filesystem::path& path);
 /// The part of a path after its last separator; the whole path if there is none.
 std::wstring FileNameOf(const std::wstring& path);
 
-/// The system's and the user's folder for temporary files, in order of preference. Neither has to
-/// exist. Without a trailing separator on Linux; on Windows as the system returns them.
-std::wstring SystemTempFolder();
-std::wstring UserTempFolder();
+/// The folders for log files, in order of preference. Not all of them have to exist. On Windows the
+/// system's and the user's folder for temporary files, as the system returns them. On Linux
+/// `/var/log/orv`, `orv` in the user's state folder, and the folder for temporary files. If the
+/// first is missing, the second is created, for its user alone.
+std::vector<std::wstring> LogFolders();
 
 /// A file opened without sharing: no one else can open it this way meanwhile. Opening does not
 /// wait; it fails if the file is already held.
@@ -36,8 +38,11 @@ class ExclusiveFile {
   ~ExclusiveFile() { Close(); }
 
   /// Opens for reading and writing, creating the file if missing; existing content is kept.
-  bool Open(const std::filesystem::path& path);
+  bool Open(const std::filesystem::path& path) { return Open(path, kAny); }
   bool Open(const std::wstring& name) = delete;  // convert with `ToPath`
+  /// Like `Open`, but on Linux refuses what others can prepare in a folder that everyone may write:
+  /// a symbolic link, and another user's file that everyone may write.
+  bool OpenTrusted(const std::filesystem::path& path) { return Open(path, kTrusted); }
   /// Writes after the previous `Write`, starting at offset 0, in one system call. Returns false
   /// unless every byte was written.
   bool Write(const void* data, std::size_t size);
@@ -47,6 +52,9 @@ class ExclusiveFile {
   void Close();
 
  private:
+  enum Trust { kAny, kTrusted };
+  bool Open(const std::filesystem::path& path, Trust trust);
+
   void* handle_ = nullptr;  ///< the system's file, null when closed
   std::int64_t end_ = 0;    ///< where `Append` writes, where the system needs an offset
 };

@@ -10,6 +10,7 @@
 
 #include "base/utf8.h"
 #include "platform/posix/descriptor.h"
+#include "platform/posix/user_folder.h"
 
 namespace orv {
 const wchar_t kPathSeparator = L'/';
@@ -18,24 +19,39 @@ std::filesystem::path ToPath(const std::wstring& name) { return WideToUtf8(name)
 
 std::wstring FromPath(const std::filesystem::path& path) { return Utf8ToWide(path.native()); }
 
-std::wstring SystemTempFolder() { return L"/var/tmp"; }
-
-std::wstring UserTempFolder() {
-  const char* folder = std::getenv("TMPDIR");
-  return folder != nullptr && *folder != '\0' ? Utf8ToWide(folder) : L"/tmp";
+std::vector<std::wstring> LogFolders() {
+  constexpr char kSystemFolder[] = "/var/log/orv";
+  std::vector<std::wstring> folders{Utf8ToWide(kSystemFolder)};
+  if (const std::string state = UserFolder("XDG_STATE_HOME", ".local/state"); !state.empty()) {
+    const std::filesystem::path own = std::filesystem::path(state) / "orv";
+    folders.push_back(FromPath(own));
+    std::error_code error;
+    if (!std::filesystem::is_directory(kSystemFolder, error)) {
+      if (std::filesystem::create_directories(own, error)) {
+        std::filesystem::permissions(own, std::filesystem::perms::owner_all, error);
+      }
+    }
+  }
+  const char* const temporary = std::getenv("TMPDIR");
+  const bool isSet = temporary != nullptr && *temporary != '\0';
+  folders.push_back(isSet ? Utf8ToWide(temporary) : L"/tmp");
+  return folders;
 }
 
-bool ExclusiveFile::Open(const std::filesystem::path& path) {
+bool ExclusiveFile::Open(const std::filesystem::path& path, Trust trust) {
   Close();
   // Pipes and devices are refused: opening one could block, or would consume what is written.
+  const int links = trust == kTrusted ? O_NOFOLLOW : 0;
   FileDescriptor file(
-      open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666));
+      open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | links, 0666));
   // The size is read while the lock excludes other writers.
   struct stat status {};
   if (file.get() < 0 || flock(file.get(), LOCK_EX | LOCK_NB) != 0 ||
       fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
     return false;
   }
+  const bool isOthers = status.st_uid != geteuid() && (status.st_mode & S_IWOTH) != 0;
+  if (trust == kTrusted && isOthers) return false;
   end_ = status.st_size;
   handle_ = ToHandle(file.Release());
   return true;

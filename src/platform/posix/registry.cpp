@@ -1,11 +1,8 @@
 #include "orv/platform/registry.h"
 
 #include <pthread.h>
-#include <pwd.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
@@ -19,6 +16,7 @@
 #include "base/utf8.h"
 #include "platform/letter_case.h"
 #include "platform/posix/hive.h"
+#include "platform/posix/user_folder.h"
 
 /// The settings store in SQLite: one file per hive.
 ///
@@ -75,25 +73,6 @@ std::string Variable(const char* name) {
   return value != nullptr ? value : "";
 }
 
-/// The user's data folder by the XDG base directory rules; empty if the user has no home folder.
-std::string UserDataFolder() {
-  // The rules say that a relative path must be ignored.
-  std::string folder = Variable("XDG_DATA_HOME");
-  if (folder.starts_with('/')) return folder;
-  folder = Variable("HOME");
-  if (!folder.starts_with('/')) {
-    std::array<char, 4096> buffer;
-    passwd entry{};
-    passwd* found = nullptr;
-    if (getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found) != 0 ||
-        found == nullptr || found->pw_dir == nullptr || found->pw_dir[0] != '/') {
-      return {};
-    }
-    folder = found->pw_dir;
-  }
-  return folder + "/.local/share";
-}
-
 /// Locates the hives' files, again if the environment variable has changed.
 void LocateHives(Store* store) {
   const std::string folder = Variable("ORV_REGISTRY_DIR");
@@ -102,7 +81,7 @@ void LocateHives(Store* store) {
   std::string userFolder = folder;
   std::string machineFolder = folder;
   if (folder.empty()) {
-    userFolder = UserDataFolder();
+    userFolder = UserFolder("XDG_DATA_HOME", ".local/share");
     if (!userFolder.empty()) userFolder += "/orv";
     machineFolder = "/var/lib/orv";
   }

@@ -10,21 +10,19 @@ std::filesystem::path ToPath(const std::wstring& name) { return name; }
 
 std::wstring FromPath(const std::filesystem::path& path) { return path.wstring(); }
 
-std::wstring SystemTempFolder() {
-  wchar_t folder[260];
-  const UINT length = GetWindowsDirectoryW(folder, 260);
-  if (length == 0 || length >= 260) return {};
-  return std::wstring(folder, length) + L"\\temp";
-}
-
-std::wstring UserTempFolder() {
+std::vector<std::wstring> LogFolders() {
+  std::vector<std::wstring> folders;
   wchar_t folder[1024];
-  const DWORD length = GetTempPathW(1024, folder);
-  if (length == 0 || length >= 1024) return {};
-  return std::wstring(folder, length);
+  if (const UINT length = GetWindowsDirectoryW(folder, 260); length > 0 && length < 260) {
+    folders.push_back(std::wstring(folder, length) + L"\\temp");
+  }
+  if (const DWORD length = GetTempPathW(1024, folder); length > 0 && length < 1024) {
+    folders.emplace_back(folder, length);
+  }
+  return folders;
 }
 
-bool ExclusiveFile::Open(const std::filesystem::path& path) {
+bool ExclusiveFile::Open(const std::filesystem::path& path, Trust) {
   Close();
   const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
                                   OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
