@@ -15,6 +15,7 @@
 #include "orv/text/format.h"
 #include "platform/debug_output.h"
 #include "platform/files.h"
+#include "tests/guarded.h"
 
 namespace orv::test {
 namespace {
@@ -62,6 +63,8 @@ std::wstring Unescape(std::string_view line) {
   }
   return text;
 }
+
+std::vector<std::span<std::uint8_t>> freePages;
 
 }  // namespace
 
@@ -266,6 +269,18 @@ std::string Utf16Bytes(std::wstring_view text) {
     bytes.push_back(static_cast<char>(unit >> 8));
   }
   return bytes;
+}
+
+std::span<std::uint8_t> TakeGuarded(std::size_t size) {
+  if (freePages.empty() || freePages.back().size() < size) return MapGuarded(size);
+  const std::span<std::uint8_t> pages = freePages.back();
+  freePages.pop_back();
+  return pages;
+}
+
+void ReturnGuarded(std::span<std::uint8_t> pages) {
+  constexpr std::size_t kMaxKept = 4096;
+  pages.size() <= kMaxKept ? freePages.push_back(pages) : UnmapGuarded(pages);
 }
 
 }  // namespace orv::test

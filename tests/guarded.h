@@ -21,6 +21,11 @@ inline constexpr Edge kEdges[] = {Edge::kBegin, Edge::kEnd};
 std::span<std::uint8_t> MapGuarded(std::size_t size);
 void UnmapGuarded(std::span<std::uint8_t> pages);
 
+/// The same, but single pages are kept for the next call: mapping them takes most of the time of a
+/// test with thousands of small buffers. Not thread-safe.
+std::span<std::uint8_t> TakeGuarded(std::size_t size);
+void ReturnGuarded(std::span<std::uint8_t> pages);
+
 /// A buffer of units at an edge of guarded memory. The remaining bytes are filled with a marker.
 template <typename Unit>
 class Guarded {
@@ -28,7 +33,7 @@ class Guarded {
   static constexpr std::uint8_t kAround = 0xA5;
 
   Guarded(std::size_t count, Edge edge)
-      : pages_(MapGuarded(count * sizeof(Unit))),
+      : pages_(TakeGuarded(count * sizeof(Unit))),
         units_(reinterpret_cast<Unit*>(edge == Edge::kBegin ? pages_.data()
                                                             : pages_.data() + pages_.size()) -
                    (edge == Edge::kBegin ? 0 : count),
@@ -39,7 +44,7 @@ class Guarded {
     std::ranges::copy(text, units_.begin());
   }
   Guarded& operator=(Guarded&&) = delete;
-  ~Guarded() { UnmapGuarded(pages_); }
+  ~Guarded() { ReturnGuarded(pages_); }
 
   Unit* data() const { return units_.data(); }
   std::size_t size() const { return units_.size(); }
