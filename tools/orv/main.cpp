@@ -1,17 +1,57 @@
 #include "tools/orv/common/commands.h"
 
+#include <algorithm>
+#include <cstdio>
 #include <iostream>
 #include <new>
+#include <string_view>
 
+#include "orv/crypto/encryption_aes.h"
 #include "orv/version.h"
 #include "platform/console.h"
 #include "tools/orv/common/command_line.h"
 #include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
 
+namespace orv::tool {
+namespace {
+
+/// A command group, or a command without a group, and the function that adds it.
+struct Group {
+  std::string_view name;
+  void (*add)(CLI::App* program);
+};
+
+/// In the order of the help.
+constexpr Group kGroups[] = {{"config", AddConfigCommands},     {"devmode", AddDevmodeCommands},
+                             {"stock", AddStockCommands},       {"printers", AddPrintersCommands},
+                             {"registry", AddRegistryCommands}, {"log", AddLogCommands},
+                             {"xml", AddXmlCommands},           {"page", AddPageCommands},
+                             {"report", AddReportCommand}};
+
+/// Adds the group that the first argument names. Otherwise adds all groups: the help, completion
+/// and suggestions for misspelt names need them. Adding all takes most of the time of a short run.
+void AddGroups(CLI::App* program, const std::vector<std::string>& arguments) {
+  const std::string_view first = arguments.empty() ? "" : std::string_view(arguments[0]);
+  const auto* const named = std::ranges::find(kGroups, first, &Group::name);
+  if (named != std::end(kGroups)) {
+    named->add(program);
+    return;
+  }
+  for (const Group& group : kGroups) group.add(program);
+  AddHelpCommand(program);
+  AddCompleteCommand(program);
+  AddManualCommand(program);
+}
+
+}  // namespace
+}  // namespace orv::tool
+
 int main(int argc, char** argv) {
   using namespace orv::tool;
 
+  // Standard output is for results only.
+  orv::SetDiagnosticSink([](const char* line) { std::fputs(line, stderr); });
   CLI::App program("Printer configuration, settings, pages and logs of the label-printer driver.",
                    "orv");
   SetHelpFormat(&program);
@@ -24,21 +64,10 @@ int main(int argc, char** argv) {
       "read or written.\n"
       "orv help COMMAND is the same as orv COMMAND --help.\n"
       "Examples:\n  orv config check orv_conf_lx300.xml\n  orv page split --help");
-  AddConfigCommands(&program);
-  AddDevmodeCommands(&program);
-  AddStockCommands(&program);
-  AddPrintersCommands(&program);
-  AddRegistryCommands(&program);
-  AddLogCommands(&program);
-  AddXmlCommands(&program);
-  AddPageCommands(&program);
-  AddReportCommand(&program);
-  AddOutcomeFlags(&program);
-  AddHelpCommand(&program);
-  AddCompleteCommand(&program);
-  AddManualCommand(&program);
-
   const std::vector<std::string> arguments = orv::CommandLineArguments(argc, argv);
+  AddGroups(&program, arguments);
+  AddOutcomeFlags(&program);
+
   try {
     // The parser takes the arguments last one first.
     program.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));

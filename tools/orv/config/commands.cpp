@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -10,7 +9,6 @@
 #include "config/values.h"
 #include "orv/config/config_parser.h"
 #include "orv/crypto/crypto_helper.h"
-#include "orv/crypto/encryption_aes.h"
 #include "platform/files.h"
 #include "platform/modules.h"
 #include "tools/orv/common/commands.h"
@@ -204,8 +202,6 @@ TimedLoad LoadFor(HANDLE printer, LibraryUse* library) {
 }  // namespace
 
 void AddConfigCommands(CLI::App* program) {
-  // Standard output is for results only.
-  SetDiagnosticSink([](const char* line) { std::fputs(line, stderr); });
   CLI::App* group = program->add_subcommand("config", "Printer configuration files");
   group->require_subcommand(1);
   group->footer(
