@@ -268,10 +268,8 @@ TEST(Validation, RandomRecordsAreRepairedForGood) {
     }
     if (round % 16 == 0) std::memset(record->CustomCommandDocumentStart, 'x', 8 * 80);
     const std::string before = Bytes(*record);
-    std::vector<orv::Correction> corrections;
-    orv::RepairRecord(TestConfig(), record.get(), &corrections);
     std::string expected = before;
-    for (const orv::Correction& correction : corrections) {
+    for (const orv::Correction& correction : orv::RepairRecord(TestConfig(), record.get())) {
       checked.insert(correction.check->name);
       const orv::RecordField& field = *correction.check->field;
       expected.replace(field.offset, field.width, Bytes(*record), field.offset, field.width);
@@ -282,8 +280,7 @@ TEST(Validation, RandomRecordsAreRepairedForGood) {
     const bool wrapsRight = record->UnprintableLeft > record->PaperWidth;
     const bool wrapsBottom = record->UnprintableTop > record->PaperHeight;
     const std::string repaired = Bytes(*record);
-    corrections.clear();
-    orv::RepairRecord(TestConfig(), record.get(), &corrections);
+    const orv::Corrections corrections = orv::RepairRecord(TestConfig(), record.get());
     ASSERT_EQ(Bytes(*record), repaired);
     for (const orv::Correction& correction : corrections) {
       const std::string_view name = correction.check->name;
@@ -479,6 +476,9 @@ TEST_F(EntryPoint, AllocatesLittle) {
   const std::wstring path = module_.folder().Name(orv::test::kTestConfigName);
   EXPECT_EQ(Call(OEMDM_MERGE), S_OK);  // loads the configuration, reads the settings
   EXPECT_LE(count([&] { EXPECT_EQ(Call(OEMDM_MERGE), S_OK); }), 150u);
+  tagOEMDEV wrong;
+  std::memset(&wrong, 0xEE, sizeof(wrong));
+  EXPECT_EQ(count([&] { EXPECT_GT(orv::RepairRecord(TestConfig(), &wrong).size(), 50u); }), 0u);
   Config* config = nullptr;
   EXPECT_EQ(count([&] { EXPECT_TRUE(CConfigParser::Load(path, &config, cache_, nullptr)); }), 0u);
   for (const int elements : {10, 1000, 30000}) {

@@ -529,7 +529,7 @@ TEST_F(RequestFaults, LoadsStockItemsAndMerges) {
   in.GapDistance = 20001;
   in.UnprintableLeft = 70000;
   tagOEMDEV right = in;
-  RepairRecord(*config, &right, nullptr);
+  RepairRecord(*config, &right);
   tagOEMDEV repaired{};
   Sweep({"repair", kDone, kDone, [&] { repaired = in; },
          [&] { return EndingOf(EnsureValidOEMDevmode(nullptr, config.get(), &repaired) == TRUE); },

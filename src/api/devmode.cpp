@@ -22,7 +22,7 @@ HRESULT hrOEMDevMode(CLoggerClient* logger, ConfigsCache* cache, const wchar_t* 
 }
 
 BOOL EnsureValidOEMDevmode(CLoggerClient* logger, const Config* config, tagOEMDEV* dev) {
-  std::vector<orv::Correction> corrections;
+  orv::Corrections corrections;
   if (dev != nullptr) corrections = orv::MakeValid(config, dev);
   orv::MergeLog(logger).OnRepaired(corrections);
   return TRUE;

@@ -69,13 +69,11 @@ Conversion ConvertRecord(const tagOEMDEV* in, tagOEMDEV* out) {
   return ConvertVersion(*in, out);
 }
 
-std::vector<Correction> MakeValid(const Config* config, tagOEMDEV* record) {
-  std::vector<Correction> corrections;
+Corrections MakeValid(const Config* config, tagOEMDEV* record) {
   record->dwSize = tagOEMDEV::kSize;
   record->dwSignature = tagOEMDEV::kSignature;
   record->dwVersion = tagOEMDEV::kVersion;
-  if (config != nullptr) RepairRecord(*config, record, &corrections);
-  return corrections;
+  return config != nullptr ? RepairRecord(*config, record) : Corrections();
 }
 
 StockChoice MergeStockItem(const DEVMODEW& in, DEVMODEW* out, tagOEMDEV* record, HANDLE printer,

@@ -35,8 +35,8 @@ void ReadLegacyLayout(tagOEMDEV* record);
 void WriteLegacyLayout(tagOEMDEV* record);
 
 /// Writes a record's header and replaces every value that the printer does not offer; a null
-/// `config` skips the checks. Returns the corrections, or none if memory runs out.
-std::vector<Correction> MakeValid(const Config* config, tagOEMDEV* record);
+/// `config` skips the checks. Returns the corrections. Needs no memory.
+Corrections MakeValid(const Config* config, tagOEMDEV* record);
 
 /// A printer's stock items and where they come from.
 struct StockList {
@@ -93,7 +93,7 @@ struct DevmodeResult {
   Conversion conversion = Conversion::kDone;
   std::optional<StockChoice> choice;    ///< applied by a merge with both public records
   tagOEMDEV applied;                    ///< the record with it, before the validation
-  std::vector<Correction> corrections;  ///< by the validation
+  Corrections corrections;              ///< by the validation
 };
 
 /// Carries out a request of the driver.

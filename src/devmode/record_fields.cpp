@@ -4,7 +4,6 @@
 #include <charconv>
 #include <cstddef>
 #include <iterator>
-#include <new>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -369,6 +368,7 @@ constexpr RecordCheck kChecks[] = {
     // Kept for compatibility: the tube applicator's check uses the tear-off edge's field.
     {"TubeApplicator.enabled", Field("TearOff.enabled")},
 };
+static_assert(std::size(kChecks) == kRecordChecks);
 
 /// Whether a list contains a value of the record.
 bool IsAllowed(const Config& config, AllowedList list, std::int32_t value) {
@@ -414,20 +414,12 @@ std::span<const RecordField> RecordFields() { return kFields; }
 
 std::span<const RecordCheck> RecordChecks() { return kChecks; }
 
-void RepairRecord(const Config& config, tagOEMDEV* record, std::vector<Correction>* corrections) {
-  const auto note = [&corrections](const Correction& correction) {
-    if (corrections == nullptr) return;
-    try {
-      corrections->push_back(correction);
-    } catch (const std::bad_alloc&) {
-      corrections->clear();
-      corrections = nullptr;
-    }
-  };
+Corrections RepairRecord(const Config& config, tagOEMDEV* record) {
+  Corrections corrections;
   for (const RecordCheck& check : kChecks) {
     const RecordField& field = *check.field;
     if (field.rule.kind == FieldRule::kTerminated) {
-      if (TerminateText(record, field)) note({&check, 0, 0});
+      if (TerminateText(record, field)) corrections.Add({&check, 0, 0});
       continue;
     }
     const std::uint32_t before = FieldBits(*record, field);
@@ -443,8 +435,9 @@ void RepairRecord(const Config& config, tagOEMDEV* record, std::vector<Correctio
       after = static_cast<std::uint32_t>(field.rule.fallback.In(config));
     }
     SetFieldBits(record, field, after);
-    note({&check, before, after});
+    corrections.Add({&check, before, after});
   }
+  return corrections;
 }
 
 std::wstring DescribeCorrections(std::span<const Correction> corrections) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <span>
@@ -80,14 +82,32 @@ struct Correction {
   std::uint32_t after;
 };
 
+/// The number of checks; each makes at most one correction.
+inline constexpr std::size_t kRecordChecks = 68;
+
+/// The corrections of one validation in the order of the checks. They are stored in the object
+/// itself, so that running out of memory loses none.
+class Corrections {
+ public:
+  void Add(const Correction& correction) { entries_[size_++] = correction; }
+
+  const Correction* begin() const { return entries_.data(); }
+  const Correction* end() const { return entries_.data() + size_; }
+  std::size_t size() const { return size_; }
+  bool empty() const { return size_ == 0; }
+
+ private:
+  std::array<Correction, kRecordChecks> entries_{};
+  std::size_t size_ = 0;
+};
+
 /// Every field in the order of its offset; together they cover the whole record.
 std::span<const RecordField> RecordFields();
 /// The checks in their order, which matters: margins are fitted into the corrected size.
 std::span<const RecordCheck> RecordChecks();
 
-/// Runs all checks on a record and repairs it. Each repair is appended to `corrections`, which may
-/// be null. If memory runs out, the record is repaired all the same and the list is emptied.
-void RepairRecord(const Config& config, tagOEMDEV* record, std::vector<Correction>* corrections);
+/// Runs all checks on a record, repairs it and returns the repairs. Needs no memory.
+Corrections RepairRecord(const Config& config, tagOEMDEV* record);
 
 /// Corrections as the log names them: "Name:old->new " for each number; a text's item has no
 /// trailing blank.

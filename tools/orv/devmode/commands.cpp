@@ -409,9 +409,7 @@ std::vector<CheckFinding> CheckRecord(const Config& config, const tagOEMDEV& rec
     }
   }
   tagOEMDEV repaired = record;
-  std::vector<Correction> corrections;
-  RepairRecord(config, &repaired, &corrections);
-  for (const Correction& correction : corrections) {
+  for (const Correction& correction : RepairRecord(config, &repaired)) {
     // Each correction applies to the result of the previous ones.
     const RecordField& field = *correction.check->field;
     tagOEMDEV before = record;

@@ -101,7 +101,7 @@ bool MergeRecord(LibraryUse* library, const OpenPrinter& printer, const std::wst
   if (result.failure != DevmodeFailure::kNone) return false;
   merged->choice = std::move(*result.choice);
   merged->applied = result.applied;
-  merged->corrections = std::move(result.corrections);
+  merged->corrections = result.corrections;
   merged->config = result.load.config;
   return true;
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include "devmode/record_fields.h"
 #include "orv/devmode/oemdev.h"
@@ -22,7 +21,7 @@ struct Merged {
   DEVMODEW publicIn;
   DEVMODEW publicOut;
   StockChoice choice;
-  std::vector<Correction> corrections;
+  Corrections corrections;
   const Config* config;  ///< the printer's, in the library's cache
 };
 
