@@ -20,7 +20,7 @@ void Merge(const DevmodeRequest& request, MergeObserver* observer, DevmodeResult
     result->choice = MergeStockItem(*param.pPublicDMIn, param.pPublicDMOut, out, request.printer,
                                     request.printerName, observer);
   }
-  result->applied = *out;
+  if (request.applied != nullptr) *request.applied = *out;
   result->corrections = MakeValid(result->load.config, out);
   observer->OnRepaired(result->corrections);
   param.pPublicDMOut->dmFields = kMergedFields;

@@ -85,15 +85,16 @@ struct DevmodeRequest {
   OEMDMPARAM* param;    ///< may be null, which fails
   ConfigsCache* cache;  ///< may be null
   CLoggerClient* client;
+  /// Receives the record of a merge with the stock item, before the validation; may be null.
+  tagOEMDEV* applied = nullptr;
 };
 
 struct DevmodeResult {
   DevmodeFailure failure = DevmodeFailure::kNone;
   LoadResult load;  ///< owns the printer's configuration if there is no cache
   Conversion conversion = Conversion::kDone;
-  std::optional<StockChoice> choice;    ///< applied by a merge with both public records
-  tagOEMDEV applied;                    ///< the record with it, before the validation
-  Corrections corrections;              ///< by the validation
+  std::optional<StockChoice> choice;  ///< applied by a merge with both public records
+  Corrections corrections;            ///< by the validation
 };
 
 /// Carries out a request of the driver.

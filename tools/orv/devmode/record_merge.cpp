@@ -29,11 +29,11 @@ std::wstring RefusalText(const tagOEMDEV* in, Conversion conversion) {
   }
 }
 
-/// Carries out one request of the driver, log lines included.
+/// Carries out one request of the driver, log lines included. `applied` may be null.
 DevmodeResult Request(LibraryUse* library, const std::wstring& printerName, DWORD mode,
-                      OEMDMPARAM* param, std::wstring* problem) {
-  DevmodeResult result = AnswerDevmodeLogged(
-      {param->hPrinter, printerName.c_str(), mode, param, library->cache(), library->client()});
+                      OEMDMPARAM* param, tagOEMDEV* applied, std::wstring* problem) {
+  DevmodeResult result = AnswerDevmodeLogged({param->hPrinter, printerName.c_str(), mode, param,
+                                              library->cache(), library->client(), applied});
   if (result.failure == DevmodeFailure::kConfigNotLoaded) {
     *problem = L"the printer's configuration " + FileNameOf(result.load.path) +
                L" does not load from " + library->client()->m_stModuleFolder +
@@ -81,7 +81,7 @@ const Config* DefaultRecord(LibraryUse* library, const OpenPrinter& printer,
   param.cbSize = sizeof(param);
   param.hPrinter = printer.get();
   param.pOEMDMOut = record;
-  const DevmodeResult result = Request(library, name, OEMDM_DEFAULT, &param, problem);
+  const DevmodeResult result = Request(library, name, OEMDM_DEFAULT, &param, nullptr, problem);
   return result.failure == DevmodeFailure::kNone ? result.load.config : nullptr;
 }
 
@@ -97,10 +97,9 @@ bool MergeRecord(LibraryUse* library, const OpenPrinter& printer, const std::wst
   param.pPublicDMOut = &merged->publicOut;
   param.pOEMDMIn = &merged->in;
   param.pOEMDMOut = &merged->out;
-  DevmodeResult result = Request(library, name, OEMDM_MERGE, &param, problem);
+  DevmodeResult result = Request(library, name, OEMDM_MERGE, &param, &merged->applied, problem);
   if (result.failure != DevmodeFailure::kNone) return false;
   merged->choice = std::move(*result.choice);
-  merged->applied = result.applied;
   merged->corrections = result.corrections;
   merged->config = result.load.config;
   return true;
