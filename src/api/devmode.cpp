@@ -22,17 +22,14 @@ HRESULT hrOEMDevMode(CLoggerClient* logger, ConfigsCache* cache, const wchar_t* 
 }
 
 BOOL EnsureValidOEMDevmode(CLoggerClient* logger, const Config* config, tagOEMDEV* dev) {
-  orv::Corrections corrections;
-  if (dev != nullptr) corrections = orv::MakeValid(config, dev);
-  orv::MergeLog(logger).OnRepaired(corrections);
+  orv::MergeLog log(logger);
+  orv::MakeValid(config, dev, &log);
   return TRUE;
 }
 
 BOOL ConvertOEMDevmodeVersions(CLoggerClient* logger, const tagOEMDEV* in, tagOEMDEV* out) {
-  const std::uint32_t version = in->dwVersion;
-  const orv::Conversion conversion = orv::ConvertVersion(*in, out);
-  orv::LogVersionConversion(logger, version, conversion);
-  return conversion == orv::Conversion::kDone ? TRUE : FALSE;
+  orv::MergeLog log(logger);
+  return orv::ConvertVersion(*in, out, &log) == orv::Conversion::kDone ? TRUE : FALSE;
 }
 
 void ConvertEp2Orv(tagOEMDEV* record) {

@@ -76,29 +76,38 @@ const wchar_t* FailureLine(DWORD mode, DevmodeFailure failure) {
 
 }  // namespace
 
-void LogVersionConversion(CLoggerClient* client, std::uint32_t version, Conversion conversion) {
-  CLogger::LOG_TRACE(client, L"Drevik.ConvertOEMDevmodeVersions START", kDevModeSource);
+void MergeLog::OnConverting() {
+  CLogger::LOG_TRACE(client_, L"Drevik.ConvertOEMDevmode START", kDevModeSource);
+}
+
+void MergeLog::OnConvertingVersion() {
+  CLogger::LOG_TRACE(client_, L"Drevik.ConvertOEMDevmodeVersions START", kDevModeSource);
+}
+
+void MergeLog::OnVersionConverted(std::uint32_t version, Conversion conversion) {
   switch (conversion) {
     case Conversion::kUnknownVersion:
-      LogFormat(eLogLevelError, client, kDevModeSource,
+      LogFormat(eLogLevelError, client_, kDevModeSource,
                 L"Drevik.ConvertOEMDevmodeVersions: END (FALSE, IN-version %d is unknown for "
                 L"current version %d)",
                 static_cast<int>(version), static_cast<int>(tagOEMDEV::kVersion));
       break;
     case Conversion::kUnhandledVersion:
-      LogFormat(eLogLevelError, client, kDevModeSource,
+      LogFormat(eLogLevelError, client_, kDevModeSource,
                 L"Drevik.ConvertOEMDevmodeVersions: OEMDevMode version %d is not handled!",
                 static_cast<int>(version));
-      CLogger::LOG_ERROR(client, L"Drevik.ConvertOEMDevmodeVersions END (FALSE)", kDevModeSource);
+      CLogger::LOG_ERROR(client_, L"Drevik.ConvertOEMDevmodeVersions END (FALSE)", kDevModeSource);
       break;
-    default:
-      CLogger::LOG_TRACE(client, L"Drevik.ConvertOEMDevmodeVersions END (TRUE)", kDevModeSource);
+    case Conversion::kDone:
+      CLogger::LOG_TRACE(client_, L"Drevik.ConvertOEMDevmodeVersions END (TRUE)", kDevModeSource);
       break;
+    case Conversion::kMissingRecord:
+    case Conversion::kOtherSignature:
+      break;  // found before the version is checked
   }
 }
 
 void MergeLog::OnConverted(const tagOEMDEV* in, Conversion conversion) {
-  CLogger::LOG_TRACE(client_, L"Drevik.ConvertOEMDevmode START", kDevModeSource);
   if (conversion == Conversion::kMissingRecord) {
     CLogger::LOG_ERROR(client_,
                        L"Drevik.ConvertOEMDevmode END (FALSE, pOEMDevIn or pOEMDevOut is NULL)",
@@ -109,8 +118,6 @@ void MergeLog::OnConverted(const tagOEMDEV* in, Conversion conversion) {
     LogFormat(eLogLevelError, client_, kDevModeSource,
               L"Drevik.ConvertOEMDevMode: unknown DEVMODE signature %d => abort printing!",
               static_cast<int>(in->dwSignature));
-  } else {
-    LogVersionConversion(client_, in->dwVersion, conversion);
   }
   CLogger::LOG_TRACE(client_,
                      conversion == Conversion::kDone ? L"Drevik.ConvertOEMDevmode END (TRUE)"
@@ -177,8 +184,11 @@ void MergeLog::OnStockItemChosen(const DEVMODEW& in, const StockChoice& choice) 
   }
 }
 
-void MergeLog::OnRepaired(std::span<const Correction> corrections) {
+void MergeLog::OnRepairing() {
   CLogger::LOG_TRACE(client_, L"Drevik.EnsureValidOEMDevmode START", kDevModeSource);
+}
+
+void MergeLog::OnRepaired(std::span<const Correction> corrections) {
   if (!corrections.empty() && CLogger::IsEnabled(eLogLevelWarning, kDevModeSource)) {
     try {
       const std::wstring text =

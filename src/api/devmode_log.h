@@ -13,18 +13,20 @@ class MergeLog final : public MergeObserver {
  public:
   explicit MergeLog(CLoggerClient* client) : client_(client) {}
 
+  void OnConverting() override;
+  void OnConvertingVersion() override;
+  void OnVersionConverted(std::uint32_t version, Conversion conversion) override;
   void OnConverted(const tagOEMDEV* in, Conversion conversion) override;
   void OnPublicRecords(const DEVMODEW* in, const DEVMODEW* out) override;
   void OnLoadingStockItems() override;
   void OnStockItemsLoaded(const std::wstring& printerName, const StockList& list) override;
   void OnStockItemChosen(const DEVMODEW& in, const StockChoice& choice) override;
+  void OnRepairing() override;
   void OnRepaired(std::span<const Correction> corrections) override;
 
  private:
   CLoggerClient* client_;
 };
-
-void LogVersionConversion(CLoggerClient* client, std::uint32_t version, Conversion conversion);
 
 /// Carries out a request of the driver and writes all its log lines.
 DevmodeResult AnswerDevmodeLogged(const DevmodeRequest& request);

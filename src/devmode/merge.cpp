@@ -21,9 +21,14 @@ void Merge(const DevmodeRequest& request, MergeObserver* observer, DevmodeResult
                                     request.printerName, observer);
   }
   if (request.applied != nullptr) *request.applied = *out;
-  result->corrections = MakeValid(result->load.config, out);
-  observer->OnRepaired(result->corrections);
+  result->corrections = MakeValid(result->load.config, out, observer);
   param.pPublicDMOut->dmFields = kMergedFields;
+}
+
+/// What converting a record of a version results in.
+Conversion CheckVersion(std::uint32_t version) {
+  if (version == 0 || version > tagOEMDEV::kVersion) return Conversion::kUnknownVersion;
+  return version < tagOEMDEV::kVersion ? Conversion::kUnhandledVersion : Conversion::kDone;
 }
 
 /// Whether a request converts the incoming record, a merge as its first step.
@@ -45,8 +50,7 @@ void AnswerForPrinter(const DevmodeRequest& request, MergeObserver* merging,
     result->failure = DevmodeFailure::kUnknownMode;
     return;
   }
-  result->conversion = ConvertRecord(in, out);
-  merging->OnConverted(in, result->conversion);
+  result->conversion = ConvertRecord(in, out, merging);
   if (result->conversion != Conversion::kDone) {
     result->failure = DevmodeFailure::kNotConverted;
   } else if (request.mode == OEMDM_MERGE) {
@@ -56,24 +60,37 @@ void AnswerForPrinter(const DevmodeRequest& request, MergeObserver* merging,
 
 }  // namespace
 
-Conversion ConvertVersion(const tagOEMDEV& in, tagOEMDEV* out) {
-  if (in.dwVersion == 0 || in.dwVersion > tagOEMDEV::kVersion) return Conversion::kUnknownVersion;
-  if (in.dwVersion < tagOEMDEV::kVersion) return Conversion::kUnhandledVersion;
-  std::memmove(out, &in, sizeof(tagOEMDEV));
-  return Conversion::kDone;
+Conversion ConvertVersion(const tagOEMDEV& in, tagOEMDEV* out, MergeObserver* observer) {
+  observer->OnConvertingVersion();
+  const std::uint32_t version = in.dwVersion;
+  const Conversion conversion = CheckVersion(version);
+  if (conversion == Conversion::kDone) std::memmove(out, &in, sizeof(tagOEMDEV));
+  observer->OnVersionConverted(version, conversion);
+  return conversion;
 }
 
-Conversion ConvertRecord(const tagOEMDEV* in, tagOEMDEV* out) {
-  if (in == nullptr || out == nullptr) return Conversion::kMissingRecord;
-  if (in->dwSignature != out->dwSignature) return Conversion::kOtherSignature;
-  return ConvertVersion(*in, out);
+Conversion ConvertRecord(const tagOEMDEV* in, tagOEMDEV* out, MergeObserver* observer) {
+  observer->OnConverting();
+  Conversion conversion = Conversion::kMissingRecord;
+  if (in != nullptr && out != nullptr) {
+    conversion = in->dwSignature == out->dwSignature ? ConvertVersion(*in, out, observer)
+                                                     : Conversion::kOtherSignature;
+  }
+  observer->OnConverted(in, conversion);
+  return conversion;
 }
 
-Corrections MakeValid(const Config* config, tagOEMDEV* record) {
-  record->dwSize = tagOEMDEV::kSize;
-  record->dwSignature = tagOEMDEV::kSignature;
-  record->dwVersion = tagOEMDEV::kVersion;
-  return config != nullptr ? RepairRecord(*config, record) : Corrections();
+Corrections MakeValid(const Config* config, tagOEMDEV* record, MergeObserver* observer) {
+  observer->OnRepairing();
+  Corrections corrections;
+  if (record != nullptr) {
+    record->dwSize = tagOEMDEV::kSize;
+    record->dwSignature = tagOEMDEV::kSignature;
+    record->dwVersion = tagOEMDEV::kVersion;
+    if (config != nullptr) corrections = RepairRecord(*config, record);
+  }
+  observer->OnRepaired(corrections);
+  return corrections;
 }
 
 StockChoice MergeStockItem(const DEVMODEW& in, DEVMODEW* out, tagOEMDEV* record, HANDLE printer,

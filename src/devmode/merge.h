@@ -24,19 +24,10 @@ enum class Conversion {
   kUnhandledVersion,  ///< older than the current version
 };
 
-/// Copies a record of the current version; the two may be the same.
-Conversion ConvertVersion(const tagOEMDEV& in, tagOEMDEV* out);
-/// As above, and first checks that both records are given and have the same signature.
-Conversion ConvertRecord(const tagOEMDEV* in, tagOEMDEV* out);
-
 /// Sets the settings from the legacy layout in the same record, and the legacy layout from the
 /// settings.
 void ReadLegacyLayout(tagOEMDEV* record);
 void WriteLegacyLayout(tagOEMDEV* record);
-
-/// Writes a record's header and replaces every value that the printer does not offer; a null
-/// `config` skips the checks. Returns the corrections. Needs no memory.
-Corrections MakeValid(const Config* config, tagOEMDEV* record);
 
 /// A printer's stock items and where they come from.
 struct StockList {
@@ -46,18 +37,31 @@ struct StockList {
 };
 
 /// Receives the steps of a merge as they happen, so that their log lines keep their order among
-/// those of the session.
+/// those of the session, and a step that crashes has logged its start.
 class MergeObserver {
  public:
   virtual ~MergeObserver() = default;
+  virtual void OnConverting() = 0;
+  virtual void OnConvertingVersion() = 0;
+  virtual void OnVersionConverted(std::uint32_t version, Conversion conversion) = 0;
   virtual void OnConverted(const tagOEMDEV* in, Conversion conversion) = 0;
   /// The public records before the merge changes one of them. Either may be null.
   virtual void OnPublicRecords(const DEVMODEW* in, const DEVMODEW* out) = 0;
   virtual void OnLoadingStockItems() = 0;
   virtual void OnStockItemsLoaded(const std::wstring& printerName, const StockList& list) = 0;
   virtual void OnStockItemChosen(const DEVMODEW& in, const StockChoice& choice) = 0;
+  virtual void OnRepairing() = 0;
   virtual void OnRepaired(std::span<const Correction> corrections) = 0;
 };
+
+/// Copies a record of the current version; the two may be the same.
+Conversion ConvertVersion(const tagOEMDEV& in, tagOEMDEV* out, MergeObserver* observer);
+/// As above, and first checks that both records are given and have the same signature.
+Conversion ConvertRecord(const tagOEMDEV* in, tagOEMDEV* out, MergeObserver* observer);
+
+/// Writes a record's header and replaces every value that the printer does not offer. Does nothing
+/// to a null `record`; a null `config` skips the checks. Returns the corrections. Needs no memory.
+Corrections MakeValid(const Config* config, tagOEMDEV* record, MergeObserver* observer);
 
 /// A printer's own items, then the common ones that are not among them. `printerName` may be null.
 StockList FindStockItems(HANDLE printer, const wchar_t* printerName, MergeObserver* observer);
