@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <functional>
 #include <map>
 #include <new>
 #include <random>
@@ -15,6 +16,7 @@
 #include "orv/config/configs_cache.h"
 #include "orv/session/session_data.h"
 #include "orv/text/format.h"
+#include "platform/debug_output.h"
 #include "platform/files.h"
 #include "tests/devmode_fixture.h"
 
@@ -378,6 +380,30 @@ TEST_F(EntryPoint, ReturnsTheSizeFillsDefaultsAndConverts) {
   EXPECT_EQ(log_.TakeMessages(),
             (std::vector<std::wstring>{L"Drevik.hrOEMDevMode START",
                                        L"Drevik.hrOEMDevMode END (OEMDM_SIZE, S_OK)"}));
+}
+
+// A step that crashes has logged its start.
+TEST_F(EntryPoint, LogsEachStartBeforeTheStep) {
+  static tagOEMDEV s_record;
+  static std::wstring s_starts;
+  s_starts.clear();
+  param_.pOEMDMOut = &s_record;
+  orv::SetDebugOutputSink([](const std::wstring& text) {
+    if (text.find(L" START") == text.npos) return;
+    s_starts += s_record.dwSize == 0 ? L" before" : L" after";
+  });
+  const std::function<void()> steps[] = {
+      [this] { EXPECT_EQ(Call(OEMDM_CONVERT), S_OK); },
+      [this] { EXPECT_EQ(ConvertOEMDevmodeVersions(nullptr, &in_, &s_record), TRUE); },
+      [] { EXPECT_EQ(EnsureValidOEMDevmode(nullptr, &TestConfig(), &s_record), TRUE); }};
+  for (const auto& step : steps) {
+    s_record = {};
+    s_record.dwSignature = tagOEMDEV::kSignature;
+    step();
+    EXPECT_EQ(s_record.dwSize, tagOEMDEV::kSize);
+  }
+  // The conversion logs its own start, that of the record and that of the version.
+  EXPECT_EQ(s_starts, L" before before before before before");
 }
 
 TEST_F(EntryPoint, NamesEachFailure) {
