@@ -10,7 +10,7 @@ HRESULT hrOEMDevMode(CLoggerClient* logger, ConfigsCache* cache, const wchar_t* 
   try {
     const HANDLE printer = param != nullptr ? param->hPrinter : nullptr;
     const orv::DevmodeResult result =
-        orv::AnswerDevmodeLogged({printer, printerName, mode, param, cache, logger});
+        orv::RunLoggedRequest({printer, printerName, mode, param, cache, logger});
     if (result.failure == orv::DevmodeFailure::kNone) return S_OK;
   } catch (const std::bad_alloc&) {
     CLogger::LOG_ERROR(logger, L"Drevik.hrOEMDevMode END (E_FAIL, out of memory)",

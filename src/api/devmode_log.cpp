@@ -201,11 +201,11 @@ void MergeLog::OnRepaired(std::span<const Correction> corrections) {
   CLogger::LOG_TRACE(client_, L"Drevik.EnsureValidOEMDevmode END (TRUE)", kDevModeSource);
 }
 
-DevmodeResult AnswerDevmodeLogged(const DevmodeRequest& request) {
+DevmodeResult RunLoggedRequest(const DevmodeRequest& request) {
   CLogger::LOG_TRACE(request.client, L"Drevik.hrOEMDevMode START", kDevModeSource);
   LoadLog loading(request.client);
   MergeLog merging(request.client);
-  DevmodeResult result = AnswerDevmode(request, &loading, &merging);
+  DevmodeResult result = RunDevmodeRequest(request, &loading, &merging);
   if (const wchar_t* const line = FailureLine(request.mode, result.failure)) {
     CLogger::LOG_ERROR(request.client, line, kDevModeSource);
   } else {

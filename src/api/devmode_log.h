@@ -29,6 +29,6 @@ class MergeLog final : public MergeObserver {
 };
 
 /// Carries out a request of the driver and writes all its log lines.
-DevmodeResult AnswerDevmodeLogged(const DevmodeRequest& request);
+DevmodeResult RunLoggedRequest(const DevmodeRequest& request);
 
 }  // namespace orv

@@ -9,7 +9,7 @@ int theReferences = 0;
 
 /// Stores what `get` returns for the shared object; 0, with nothing stored, when memory runs out.
 template <typename Value, typename Get>
-std::uint32_t Answer(Value* value, Get get) {
+std::uint32_t StoreFromShared(Value* value, Get get) {
   return orv::OrOutOfMemory(0U, [&] {
     *value = get(SessionData::Shared());
     return 1U;
@@ -35,28 +35,30 @@ std::uint32_t ReleaseSessionDataInstance() {
 
 std::uint32_t GetSessionProcessId(std::uint32_t* processId) {
   if (processId == nullptr) return 0;
-  return Answer(processId, [](SessionData& session) { return session.KnownProcessId(); });
+  return StoreFromShared(processId, [](SessionData& session) { return session.KnownProcessId(); });
 }
 
 std::uint32_t GetSessionParentProcessId(std::uint32_t* parentProcessId) {
   if (parentProcessId == nullptr) return 0;
-  return Answer(parentProcessId, [](SessionData& session) { return session.ParentProcessId(); });
+  return StoreFromShared(parentProcessId,
+                         [](SessionData& session) { return session.ParentProcessId(); });
 }
 
 std::uint32_t GetSessionParendHandle(HANDLE* parentHandle) {
   if (parentHandle == nullptr) return 0;
-  return Answer(parentHandle, [](SessionData& session) { return session.ParentHandle(); });
+  return StoreFromShared(parentHandle, [](SessionData& session) { return session.ParentHandle(); });
 }
 
 std::uint32_t GetSessionIsSystemParent(std::uint32_t* isSystemParent) {
   if (isSystemParent == nullptr) return 0;
-  return Answer(isSystemParent, [](SessionData& session) { return session.HasSystemHost(); });
+  return StoreFromShared(isSystemParent,
+                         [](SessionData& session) { return session.HasSystemHost(); });
 }
 
 std::uint32_t GetSessionReadUDS(std::uint32_t* read, const wchar_t* firstName,
                                 const wchar_t* secondName) {
   if (read == nullptr || firstName == nullptr || secondName == nullptr) return 0;
-  return Answer(read, [=](SessionData& session) {
+  return StoreFromShared(read, [=](SessionData& session) {
     *read = 1;  // stays if memory runs out
     return session.ReadsFromSession(firstName, secondName);
   });
@@ -64,7 +66,7 @@ std::uint32_t GetSessionReadUDS(std::uint32_t* read, const wchar_t* firstName,
 
 std::uint32_t GetSessionWriteUDS(std::uint32_t* write) {
   if (write == nullptr) return 0;
-  return Answer(write, [](SessionData& session) { return session.WritesToSession(); });
+  return StoreFromShared(write, [](SessionData& session) { return session.WritesToSession(); });
 }
 
 std::uint32_t ReloadSessionInfo() {

@@ -1,6 +1,8 @@
 #include "devmode/merge.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "orv/devmode/devmode.h"
 #include "orv/platform/registry.h"
@@ -11,11 +13,40 @@ namespace {
 /// `DM_ORIENTATION`, `DM_PAPERSIZE`, `DM_PAPERLENGTH`, `DM_PAPERWIDTH`, `DM_COPIES`, `DM_FORMNAME`.
 constexpr DWORD kMergedFields = 0x1010F;
 
-void Merge(const DevmodeRequest& request, MergeObserver* observer, DevmodeResult* result) {
+/// What converting a record of a version results in.
+Conversion CheckVersion(std::uint32_t version) {
+  if (version == 0 || version > tagOEMDEV::kVersion) return Conversion::kUnknownVersion;
+  return version < tagOEMDEV::kVersion ? Conversion::kUnhandledVersion : Conversion::kDone;
+}
+
+tagOEMDEV* OutgoingRecord(const DevmodeRequest& request) {
+  return static_cast<tagOEMDEV*>(request.param->pOEMDMOut);
+}
+
+DevmodeFailure Default(const DevmodeRequest& request, MergeObserver* /*observer*/,
+                       DevmodeResult* result) {
+  tagOEMDEV* const out = OutgoingRecord(request);
+  if (out == nullptr) return DevmodeFailure::kMissingParameter;
+  FillDefaults(*result->load.config, out);
+  return DevmodeFailure::kNone;
+}
+
+DevmodeFailure Convert(const DevmodeRequest& request, MergeObserver* observer,
+                       DevmodeResult* result) {
+  const auto* const in = static_cast<const tagOEMDEV*>(request.param->pOEMDMIn);
+  result->conversion = ConvertRecord(in, OutgoingRecord(request), observer);
+  return result->conversion == Conversion::kDone ? DevmodeFailure::kNone
+                                                 : DevmodeFailure::kNotConverted;
+}
+
+DevmodeFailure Merge(const DevmodeRequest& request, MergeObserver* observer,
+                     DevmodeResult* result) {
+  const DevmodeFailure failure = Convert(request, observer, result);
+  if (failure != DevmodeFailure::kNone) return failure;
   const OEMDMPARAM& param = *request.param;
-  auto* const out = static_cast<tagOEMDEV*>(param.pOEMDMOut);
+  tagOEMDEV* const out = OutgoingRecord(request);
   observer->OnPublicRecords(param.pPublicDMIn, param.pPublicDMOut);
-  if (param.pPublicDMOut == nullptr) return;
+  if (param.pPublicDMOut == nullptr) return DevmodeFailure::kNone;
   if (param.pPublicDMIn != nullptr) {
     result->choice = MergeStockItem(*param.pPublicDMIn, param.pPublicDMOut, out, request.printer,
                                     request.printerName, observer);
@@ -23,40 +54,17 @@ void Merge(const DevmodeRequest& request, MergeObserver* observer, DevmodeResult
   if (request.applied != nullptr) *request.applied = *out;
   result->corrections = MakeValid(result->load.config, out, observer);
   param.pPublicDMOut->dmFields = kMergedFields;
+  return DevmodeFailure::kNone;
 }
 
-/// What converting a record of a version results in.
-Conversion CheckVersion(std::uint32_t version) {
-  if (version == 0 || version > tagOEMDEV::kVersion) return Conversion::kUnknownVersion;
-  return version < tagOEMDEV::kVersion ? Conversion::kUnhandledVersion : Conversion::kDone;
-}
-
-/// Whether a request converts the incoming record, a merge as its first step.
-bool Converts(DWORD mode) { return mode == OEMDM_CONVERT || mode == OEMDM_MERGE; }
-
-void AnswerForPrinter(const DevmodeRequest& request, MergeObserver* merging,
-                      DevmodeResult* result) {
-  const auto* const in = static_cast<const tagOEMDEV*>(request.param->pOEMDMIn);
-  auto* const out = static_cast<tagOEMDEV*>(request.param->pOEMDMOut);
-  if (request.mode == OEMDM_DEFAULT) {
-    if (out == nullptr) {
-      result->failure = DevmodeFailure::kMissingParameter;
-    } else {
-      FillDefaults(*result->load.config, out);
-    }
-    return;
-  }
-  if (!Converts(request.mode)) {
-    result->failure = DevmodeFailure::kUnknownMode;
-    return;
-  }
-  result->conversion = ConvertRecord(in, out, merging);
-  if (result->conversion != Conversion::kDone) {
-    result->failure = DevmodeFailure::kNotConverted;
-  } else if (request.mode == OEMDM_MERGE) {
-    Merge(request, merging, result);
-  }
-}
+/// The requests that need a printer's configuration, which `result` has.
+struct RequestMode {
+  DWORD mode;
+  DevmodeFailure (*run)(const DevmodeRequest& request, MergeObserver* observer,
+                        DevmodeResult* result);
+};
+constexpr RequestMode kModes[] = {
+    {OEMDM_DEFAULT, Default}, {OEMDM_CONVERT, Convert}, {OEMDM_MERGE, Merge}};
 
 }  // namespace
 
@@ -102,8 +110,8 @@ StockChoice MergeStockItem(const DEVMODEW& in, DEVMODEW* out, tagOEMDEV* record,
   return choice;
 }
 
-DevmodeResult AnswerDevmode(const DevmodeRequest& request, LoadObserver* loading,
-                            MergeObserver* merging) {
+DevmodeResult RunDevmodeRequest(const DevmodeRequest& request, LoadObserver* loading,
+                                MergeObserver* merging) {
   DevmodeResult result;
   if (request.param == nullptr) {
     result.failure = DevmodeFailure::kMissingParameter;
@@ -118,9 +126,11 @@ DevmodeResult AnswerDevmode(const DevmodeRequest& request, LoadObserver* loading
   result.load = LoadPrinterConfig(request.printer, request.cache, request.client, loading);
   if (result.load.config == nullptr) {
     result.failure = DevmodeFailure::kConfigNotLoaded;
-  } else {
-    AnswerForPrinter(request, merging, &result);
+    return result;
   }
+  const auto* const found = std::ranges::find(kModes, request.mode, &RequestMode::mode);
+  result.failure = found != std::end(kModes) ? found->run(request, merging, &result)
+                                             : DevmodeFailure::kUnknownMode;
   return result;
 }
 

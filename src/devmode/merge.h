@@ -102,7 +102,7 @@ struct DevmodeResult {
 };
 
 /// Carries out a request of the driver.
-DevmodeResult AnswerDevmode(const DevmodeRequest& request, LoadObserver* loading,
-                            MergeObserver* merging);
+DevmodeResult RunDevmodeRequest(const DevmodeRequest& request, LoadObserver* loading,
+                                MergeObserver* merging);
 
 }  // namespace orv

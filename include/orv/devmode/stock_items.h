@@ -139,7 +139,7 @@ struct StockChoice {
     kApplicationSize,  ///< the application's own size
   };
   Reason reason;   ///< why it is that item
-  int paperSize;   ///< the public record's answer
+  int paperSize;   ///< the public record's new paper size
   StockItem item;  ///< unnamed, without GUID, for the last two reasons
 };
 

@@ -32,8 +32,8 @@ std::wstring RefusalText(const tagOEMDEV* in, Conversion conversion) {
 /// Carries out one request of the driver, log lines included. `applied` may be null.
 DevmodeResult Request(LibraryUse* library, const std::wstring& printerName, DWORD mode,
                       OEMDMPARAM* param, tagOEMDEV* applied, std::wstring* problem) {
-  DevmodeResult result = AnswerDevmodeLogged({param->hPrinter, printerName.c_str(), mode, param,
-                                              library->cache(), library->client(), applied});
+  DevmodeResult result = RunLoggedRequest({param->hPrinter, printerName.c_str(), mode, param,
+                                           library->cache(), library->client(), applied});
   if (result.failure == DevmodeFailure::kConfigNotLoaded) {
     *problem = L"the printer's configuration " + FileNameOf(result.load.path) +
                L" does not load from " + library->client()->m_stModuleFolder +
