@@ -10,7 +10,6 @@
 /// whether a system host for printer settings is involved, and the process's entry in the registry.
 /// For one thread at a time. Unless noted otherwise, functions throw `std::bad_alloc`.
 struct SessionData {
- public:
   SessionData() = default;
   SessionData(const SessionData&) = delete;
   SessionData& operator=(const SessionData&) = delete;
@@ -35,7 +34,7 @@ struct SessionData {
   std::uint32_t ItemsProcessId();
 
   /// Whether user-defined settings are read from the session instead of the printer's key. The
-  /// names are the sub-keys of the session key that the answer may depend on.
+  /// names are the sub-keys of the session key that the result may depend on.
   bool ReadsFromSession(const std::wstring& firstName, const std::wstring& secondName);
   /// Whether user-defined settings are written to the session.
   bool WritesToSession();
