@@ -2,8 +2,8 @@
 
 #include <string_view>
 
-#include "api/config_log.h"
 #include "config/config_loader.h"
+#include "config/load_log.h"
 #include "config/section_readers.h"
 #include "config/values.h"
 #include "orv/platform/spooler.h"

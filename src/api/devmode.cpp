@@ -2,8 +2,8 @@
 
 #include <new>
 
-#include "api/devmode_log.h"
 #include "devmode/merge.h"
+#include "devmode/merge_log.h"
 
 HRESULT hrOEMDevMode(CLoggerClient* logger, ConfigsCache* cache, const wchar_t* printerName,
                      DWORD mode, OEMDMPARAM* param) {

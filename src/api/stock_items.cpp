@@ -1,7 +1,7 @@
 #include "orv/devmode/stock_items.h"
 
-#include "api/devmode_log.h"
 #include "devmode/merge.h"
+#include "devmode/merge_log.h"
 
 void ApplyStockItem(const DEVMODEW* in, DEVMODEW* out, tagOEMDEV* dev, HANDLE printer,
                     const wchar_t* printerName, CLoggerClient* logger) {

@@ -11,7 +11,7 @@
 #include "orv/devmode/stock_items.h"
 
 /// The driver's device-mode requests, with their results as data. `src/api/` turns the results into
-/// return codes and log lines; the `orv` program prints them.
+/// return codes; the `orv` program prints them. Both log the steps with `MergeLog`.
 
 namespace orv {
 

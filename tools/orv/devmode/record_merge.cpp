@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <utility>
 
-#include "api/devmode_log.h"
 #include "devmode/merge.h"
+#include "devmode/merge_log.h"
 #include "orv/devmode/devmode.h"
 #include "orv/text/format.h"
 #include "platform/files.h"

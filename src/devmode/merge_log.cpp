@@ -1,9 +1,9 @@
-#include "api/devmode_log.h"
+#include "devmode/merge_log.h"
 
 #include <new>
 #include <string>
 
-#include "api/config_log.h"
+#include "config/load_log.h"
 #include "devmode/differences.h"
 #include "orv/devmode/devmode.h"
 

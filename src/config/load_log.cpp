@@ -1,4 +1,4 @@
-#include "api/config_log.h"
+#include "config/load_log.h"
 
 namespace orv {
 namespace {
