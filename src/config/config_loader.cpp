@@ -36,11 +36,10 @@ CString LoadText(const std::wstring& path, CLoggerClient* client) {
 
 LoadResult Fail(LoadFailure failure, const std::wstring& path, CString detail,
                 LoadObserver* observer) {
+  observer->OnFailure(failure, path, detail);
   LoadResult result;
   result.failure = failure;
   result.detail = std::move(detail);
-  result.path = path;
-  observer->OnFailure(result);
   return result;
 }
 

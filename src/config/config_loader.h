@@ -34,7 +34,7 @@ struct LoadResult {
   std::unique_ptr<Config> owned;  ///< owns `config` when no cache is used
   LoadFailure failure = LoadFailure::kNone;
   CString detail;     ///< the error of the parser or the reader, for the last two failures
-  std::wstring path;  ///< of the file; left empty by `LoadConfigFile` after a success
+  std::wstring path;  ///< of a printer's file, set by `LoadPrinterConfig`
 };
 
 /// Receives the steps of a load as they happen, so that their log lines keep their order among
@@ -48,7 +48,7 @@ class LoadObserver {
   /// The digest that the file states is not the computed one. The file loads all the same.
   virtual void OnDigestMismatch(const std::wstring& path, const CString& stated,
                                 const CString& computed) = 0;
-  virtual void OnFailure(const LoadResult& result) = 0;
+  virtual void OnFailure(LoadFailure failure, const std::wstring& path, const CString& detail) = 0;
 };
 
 /// Loads the file at `path`, or takes its record from the cache, which may be null. The readers log

@@ -27,12 +27,11 @@ void LoadLog::OnDigestMismatch(const std::wstring& path, const CString& stated,
             stated.c_str(), computed.c_str());
 }
 
-void LoadLog::OnFailure(const LoadResult& result) {
+void LoadLog::OnFailure(LoadFailure failure, const std::wstring& path, const CString& detail) {
   const auto log = [&](const wchar_t* format, auto... arguments) {
     LogFormat(eLogLevelError, client_, nullptr, format, arguments...);
   };
-  const wchar_t* const path = result.path.c_str();
-  switch (result.failure) {
+  switch (failure) {
     case LoadFailure::kNone:
       break;
     case LoadFailure::kInvalidPrinter:
@@ -40,14 +39,14 @@ void LoadLog::OnFailure(const LoadResult& result) {
       log(L"Unable to get the printer driver name for the printer!");
       break;
     case LoadFailure::kUnreadable:
-      log(L"Unable to load the config file %ls", path);
+      log(L"Unable to load the config file %ls", path.c_str());
       break;
     case LoadFailure::kMalformed:
-      log(L"Error loading the config file %ls into the parser. Details: %ls", path,
-          result.detail.c_str());
+      log(L"Error loading the config file %ls into the parser. Details: %ls", path.c_str(),
+          detail.c_str());
       break;
     case LoadFailure::kInvalid:
-      log(L"Error parsing the config file %ls. Details: %ls", path, result.detail.c_str());
+      log(L"Error parsing the config file %ls. Details: %ls", path.c_str(), detail.c_str());
       break;
   }
 }

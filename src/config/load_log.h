@@ -15,7 +15,7 @@ class LoadLog final : public LoadObserver {
   void OnRecordRead() override;
   void OnDigestMismatch(const std::wstring& path, const CString& stated,
                         const CString& computed) override;
-  void OnFailure(const LoadResult& result) override;
+  void OnFailure(LoadFailure failure, const std::wstring& path, const CString& detail) override;
 
  private:
   CLoggerClient* client_;
