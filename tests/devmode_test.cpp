@@ -370,6 +370,11 @@ class EntryPoint : public ::testing::Test {
 TEST_F(EntryPoint, ReturnsTheSizeFillsDefaultsAndConverts) {
   EXPECT_EQ(Call(OEMDM_DEFAULT), S_OK);
   EXPECT_EQ(Bytes(out_), Bytes(DefaultRecord()));
+  cache_->Clear();
+  out_ = {};
+  EXPECT_EQ(hrOEMDevMode(&module_.client, nullptr, L"Label 1", OEMDM_DEFAULT, &param_), S_OK);
+  EXPECT_EQ(Bytes(out_), Bytes(DefaultRecord()));
+  EXPECT_EQ(cache_->GetConfig(module_.folder().Name(orv::test::kTestConfigName)), nullptr);
   EXPECT_EQ(Call(OEMDM_CONVERT), S_OK);
   EXPECT_EQ(Bytes(out_), Bytes(in_));
   EXPECT_EQ(log_.TakeMessages().back(), L"Drevik.hrOEMDevMode END (OEMDM_CONVERT, S_OK)");

@@ -19,7 +19,8 @@ extern "C" {
 ///
 /// `mode` is one of `OEMDM_SIZE`, `OEMDM_DEFAULT`, `OEMDM_CONVERT` and `OEMDM_MERGE`; the members
 /// of `param` are used as the driver interface defines them, and all requests but the size need a
-/// printer whose configuration loads. Returns `S_OK`, or `E_FAIL` with the thread's last error
+/// printer whose configuration loads. `cache` may be null: the configuration is then loaded for
+/// this call alone. Returns `S_OK`, or `E_FAIL` with the thread's last error
 /// `ERROR_INVALID_PARAMETER`, also if memory runs out; the output record is unspecified after a
 /// failure.
 ///
