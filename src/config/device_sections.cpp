@@ -27,7 +27,7 @@ CString ReadEntries(CMarkup& xml, const EntryList& list, std::int32_t& defaultNu
   if (!IntoChild(xml, L"properties")) return MissingElement(path().c_str());
   CString defaultName(list.defaultPrefix);
   ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
-    if (EqualsIgnoreCase(name, list.defaultKey)) {
+    if (EqualsIgnoringAsciiCase(name, list.defaultKey)) {
       defaultName = CString(list.defaultPrefix).append(value);
     } else {
       WarnOfUnknownProperty(logger, path().c_str(), name, value);
@@ -41,14 +41,14 @@ CString ReadEntries(CMarkup& xml, const EntryList& list, std::int32_t& defaultNu
     ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
       bool known = false;
       for (const NumberedName& candidate : list.names) {
-        if (EqualsIgnoreCase(candidate.name, name)) {
+        if (EqualsIgnoringAsciiCase(candidate.name, name)) {
           number = candidate.number;
           known = true;
           break;
         }
       }
       if (!known) WarnOfUnknownProperty(logger, entryPath().c_str(), name, value);
-      if (EqualsIgnoreCase(name, defaultName)) defaultNumber = number;
+      if (EqualsIgnoringAsciiCase(name, defaultName)) defaultNumber = number;
       add(number, ToBool(value));
     });
     xml.OutOfElem();
@@ -212,7 +212,7 @@ CString ReadDarkness(CMarkup& xml, Darkness& darkness, CLoggerClient* logger) {
 
 CString ReadPrintSpeeds(CMarkup& xml, PrintSpeeds& speeds, CLoggerClient* logger) {
   ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
-    if (EqualsIgnoreCase(name, L"printSpeedDefault")) {
+    if (EqualsIgnoringAsciiCase(name, L"printSpeedDefault")) {
       speeds.defaultSpeed = ToInt(value);
     } else {
       WarnOfUnknownProperty(logger, L"<device><printSpeed>", name, value);
@@ -225,7 +225,7 @@ CString ReadPrintSpeeds(CMarkup& xml, PrintSpeeds& speeds, CLoggerClient* logger
     return MissingElement(L"<printSpeed><printSpeeds><properties>");
   }
   ForEachProperty(xml, [&](std::wstring_view name, std::wstring_view value) {
-    if (EqualsIgnoreCase(name, L"printSpeed")) {
+    if (EqualsIgnoringAsciiCase(name, L"printSpeed")) {
       speeds.speeds.push_back(ToInt(value));
     } else {
       WarnOfUnknownProperty(logger, L"<device><printSpeed><properties>", name, value);

@@ -32,7 +32,7 @@ CString ReadExtras(const CMarkup& markup, int properties, BeltApplicator& option
   const int speeds = cursor.FirstChild(conveyorSpeed, L"properties");
   if (speeds == 0) return MissingElement(L"<conveyorSpeed><properties>");
   ForEachProperty(markup, speeds, [&](std::wstring_view name, std::wstring_view value) {
-    if (EqualsIgnoreCase(name, L"conveyorSpeed")) {
+    if (EqualsIgnoringAsciiCase(name, L"conveyorSpeed")) {
       option.conveyorSpeeds.push_back(ToInt(value));
     } else {
       WarnOfUnknownProperty(client, L"<conveyorSpeed><properties>", name, value);

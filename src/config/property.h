@@ -74,7 +74,7 @@ struct StoreValue {
   void operator()(DateTime<Record> to) const { record.*to.field = ToDateTime(value); }
   void operator()(Guidance<Record> to) const {
     for (const auto& [name, guidance] : kGuidanceNames) {
-      if (EqualsIgnoreCase(name, value)) record.*to.field = guidance;
+      if (EqualsIgnoringAsciiCase(name, value)) record.*to.field = guidance;
     }
   }
   void operator()(Ignored) const {}
@@ -97,7 +97,7 @@ class PropertyStore {
     for (std::size_t tried = 0; tried < table_.size(); ++tried) {
       const Property<Record>& property = table_[next_];
       next_ = next_ + 1 < table_.size() ? next_ + 1 : 0;
-      if (property.key.data() == key.data() || EqualsIgnoreCase(property.key, key)) {
+      if (property.key.data() == key.data() || EqualsIgnoringAsciiCase(property.key, key)) {
         std::visit(StoreValue<Record>{record_, value}, property.field);
         return true;
       }

@@ -13,7 +13,7 @@ constexpr bool IsSpace(wchar_t unit) { return unit == L' ' || (unit >= L'\t' && 
 
 }  // namespace
 
-bool EqualsIgnoreCase(std::wstring_view a, std::wstring_view b) {
+bool EqualsIgnoringAsciiCase(std::wstring_view a, std::wstring_view b) {
   return a.size() == b.size() &&
          (SameUnits(a.data(), b.data(), a.size()) ||
           std::equal(a.begin(), a.end(), b.begin(), [](wchar_t left, wchar_t right) {
@@ -36,7 +36,7 @@ std::int32_t ToInt(std::wstring_view text) {
   return static_cast<std::int32_t>(negative ? -magnitude : magnitude);
 }
 
-bool ToBool(std::wstring_view text) { return EqualsIgnoreCase(text, L"true"); }
+bool ToBool(std::wstring_view text) { return EqualsIgnoringAsciiCase(text, L"true"); }
 
 bool ToUpperCaseBool(std::wstring_view text) { return text == L"TRUE"; }
 

@@ -10,7 +10,7 @@
 namespace orv {
 
 /// Whether two texts are equal; ASCII letters compare case-insensitively.
-bool EqualsIgnoreCase(std::wstring_view a, std::wstring_view b);
+bool EqualsIgnoringAsciiCase(std::wstring_view a, std::wstring_view b);
 
 /// The decimal number at the start of a text: leading white space, an optional sign, digits up to
 /// the first other character. No digits yield 0; a number beyond 32 bits yields the nearest limit.

@@ -24,7 +24,7 @@ std::string ChooseWord(const std::string& kind, const std::vector<std::string>& 
   std::vector<std::wstring> wide;
   for (const std::string& word : words) {
     wide.push_back(ToWide(word));
-    if (!EqualsIgnoreCase(wide.back(), given)) continue;
+    if (!EqualsIgnoringAsciiCase(wide.back(), given)) continue;
     *value = word;
     return {};
   }

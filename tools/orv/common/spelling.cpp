@@ -57,7 +57,7 @@ std::wstring_view Nearest(std::wstring_view word, std::span<const std::wstring_v
   constexpr std::size_t kMinPrefix = 3;
   if (!nearest.empty() || word.size() < kMinPrefix) return nearest;
   const auto begun = std::ranges::find_if(candidates, [&](std::wstring_view candidate) {
-    return EqualsIgnoreCase(candidate.substr(0, word.size()), word);
+    return EqualsIgnoringAsciiCase(candidate.substr(0, word.size()), word);
   });
   return begun != candidates.end() ? *begun : nearest;
 }

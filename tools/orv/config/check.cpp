@@ -48,7 +48,7 @@ void Checker::CheckEncoding() {
     return;
   }
   const std::wstring encoding = xml_.GetAttrib(L"encoding");
-  if (!encoding.empty() && !EqualsIgnoreCase(encoding, L"utf-8")) {
+  if (!encoding.empty() && !EqualsIgnoringAsciiCase(encoding, L"utf-8")) {
     Report(L"declared-encoding", xml_.GetAttribOffset(L"encoding"),
            L"the file declares " + encoding + L" and is read as UTF-8", L"UTF-8", L"UTF-8");
   }

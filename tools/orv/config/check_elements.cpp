@@ -19,7 +19,7 @@ std::vector<std::wstring_view> KeysOf(std::span<const PropertyRule> rules) {
 std::wstring HomeOf(std::wstring_view key, std::span<const ElementRule> elements) {
   for (const ElementRule& element : elements) {
     for (const PropertyRule& rule : element.properties) {
-      if (EqualsIgnoreCase(rule.key, key)) return element.name;
+      if (EqualsIgnoringAsciiCase(rule.key, key)) return element.name;
     }
     const std::wstring inner = HomeOf(key, element.children);
     if (inner == L"properties") return element.name;
@@ -41,11 +41,11 @@ void Checker::CheckChildren(std::span<const ElementRule> rules, const std::wstri
     const std::wstring name = xml_.GetTagName();
     const int at = xml_.GetElemOffset();
     const auto rule = std::find_if(names.begin(), names.end(), [&](std::wstring_view known) {
-      return EqualsIgnoreCase(known, name);
+      return EqualsIgnoringAsciiCase(known, name);
     });
     if (rule != names.end()) {
       children.push_back({static_cast<std::size_t>(rule - names.begin()), at});
-    } else if (hasProperties && EqualsIgnoreCase(name, L"property")) {
+    } else if (hasProperties && EqualsIgnoringAsciiCase(name, L"property")) {
       last = at;
     } else {
       std::vector<std::wstring_view> known = names;
@@ -174,7 +174,7 @@ FoundProperties Checker::CheckProperties(std::span<const PropertyRule> rules, Oc
   while (xml_.FindElem(L"property")) {
     FoundProperty property = PropertyHere();
     const auto rule = std::find_if(rules.begin(), rules.end(), [&](const PropertyRule& candidate) {
-      return EqualsIgnoreCase(candidate.key, property.name);
+      return EqualsIgnoringAsciiCase(candidate.key, property.name);
     });
     if (property.name.empty()) {
       std::wstring key;

@@ -19,7 +19,7 @@ const wchar_t* FamilyName(std::int32_t id) {
 std::int32_t FamilyNamed(std::wstring_view name) {
   std::int32_t id = -1;
   ForEachFamily([&](auto family) {
-    if (id < 0 && EqualsIgnoreCase(family.name, name)) id = family.id;
+    if (id < 0 && EqualsIgnoringAsciiCase(family.name, name)) id = family.id;
   });
   return id;
 }
@@ -42,7 +42,7 @@ void Checker::CheckFamilies() {
   xml_.ResetMainPos();
   while (xml_.FindElem()) {
     const int offset = xml_.GetElemOffset();
-    if (!EqualsIgnoreCase(xml_.GetTagName(), L"optionFamily")) {
+    if (!EqualsIgnoringAsciiCase(xml_.GetTagName(), L"optionFamily")) {
       Report(L"unknown-element", offset,
              L"<optionFamilies> has no <" + xml_.GetTagName() + L"> element", L"optionFamily",
              L"optionFamily");
@@ -95,13 +95,13 @@ void Checker::ReadFamily(int offset, FamilyText* text) {
     xml_.ResetMainPos();
     while (xml_.FindElem(L"property")) {
       const FoundProperty property = PropertyHere();
-      if (EqualsIgnoreCase(property.name, L"optionFamilyId")) {
+      if (EqualsIgnoringAsciiCase(property.name, L"optionFamilyId")) {
         text->id = ToInt(property.value);
         text->idOffset = property.valueOffset;
-      } else if (EqualsIgnoreCase(property.name, L"optionFamilyType")) {
+      } else if (EqualsIgnoringAsciiCase(property.name, L"optionFamilyType")) {
         text->type = property.value;
         text->typeOffset = property.valueOffset;
-      } else if (EqualsIgnoreCase(property.name, L"optionFamilyName")) {
+      } else if (EqualsIgnoringAsciiCase(property.name, L"optionFamilyName")) {
         text->name = property;
       }
     }
@@ -133,7 +133,7 @@ void Checker::CheckFamily(FamilyMember<Kind>, int offset) {
     xml_.IntoElem();
     xml_.ResetMainPos();
     while (xml_.FindElem()) {
-      if (EqualsIgnoreCase(xml_.GetTagName(), L"option")) {
+      if (EqualsIgnoringAsciiCase(xml_.GetTagName(), L"option")) {
         hasOption = true;
         CheckOption(kRules, option, &names, &defaults);
       } else {

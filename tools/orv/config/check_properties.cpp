@@ -158,20 +158,20 @@ const wchar_t* IntendedTruth(const std::wstring& value) {
   constexpr std::wstring_view kTrue[] = {L"true", L"yes", L"on", L"1", L"t", L"y"};
   const std::wstring text = WithoutWhiteSpace(value);
   const bool isTrue = std::any_of(std::begin(kTrue), std::end(kTrue), [&](std::wstring_view word) {
-    return EqualsIgnoreCase(word, text);
+    return EqualsIgnoringAsciiCase(word, text);
   });
   return isTrue ? L"true" : L"false";
 }
 
 void CheckBoolean(const FoundProperty& property, Findings* findings) {
-  if (ToBool(property.value) || EqualsIgnoreCase(property.value, L"false")) return;
+  if (ToBool(property.value) || EqualsIgnoringAsciiCase(property.value, L"false")) return;
   findings->Report(L"not-a-boolean", property.valueOffset,
                    Quoted(property.name) + L" is read as false", L"true or false",
                    IntendedTruth(property.value));
 }
 
 void CheckUpperCaseBoolean(const FoundProperty& property, Findings* findings) {
-  if (ToUpperCaseBool(property.value) || EqualsIgnoreCase(property.value, L"false")) return;
+  if (ToUpperCaseBool(property.value) || EqualsIgnoringAsciiCase(property.value, L"false")) return;
   const bool isTrue = IntendedTruth(property.value) == std::wstring_view(L"true");
   findings->Report(L"true-in-capitals", property.valueOffset,
                    Quoted(property.name) + L" is read as false", L"TRUE in capitals, or FALSE",
@@ -197,7 +197,7 @@ void CheckDateTime(const FoundProperty& property, Findings* findings) {
 void CheckGuidance(const FoundProperty& property, Findings* findings) {
   std::vector<std::wstring_view> names;
   for (const auto& known : kGuidanceNames) {
-    if (EqualsIgnoreCase(known.name, property.value)) return;
+    if (EqualsIgnoringAsciiCase(known.name, property.value)) return;
     names.push_back(known.name);
   }
   findings->Report(L"unknown-value", property.valueOffset, Quoted(property.name) + L" is ignored",
@@ -211,13 +211,13 @@ void CheckText(const FoundProperty& property, Findings* findings) {
                      Quoted(property.name) + L" has white space around its text", L"the text alone",
                      inner.empty() ? kNothing : inner);
   }
-  const bool isName = EqualsIgnoreCase(property.name, L"modelName") ||
-                      EqualsIgnoreCase(property.name, L"optionFamilyName");
+  const bool isName = EqualsIgnoringAsciiCase(property.name, L"modelName") ||
+                      EqualsIgnoringAsciiCase(property.name, L"optionFamilyName");
   if (isName && inner.empty()) {
     findings->Report(L"empty-name", property.offset, Quoted(property.name) + L" is empty",
                      L"a name for users", L"the name that users know");
   }
-  if (EqualsIgnoreCase(property.name, L"type") && inner != L"printer") {
+  if (EqualsIgnoringAsciiCase(property.name, L"type") && inner != L"printer") {
     findings->Report(L"unknown-value", property.valueOffset,
                      L"the file does not describe a printer", L"printer", L"printer");
   }
@@ -317,7 +317,7 @@ void CheckGroup(const Limit& low, const Limit& high, const Limit& step, const Li
 const FoundProperty* Find(const FoundProperties& properties, std::wstring_view key) {
   const FoundProperty* found = nullptr;
   for (const FoundProperty& property : properties) {
-    if (EqualsIgnoreCase(property.name, key)) found = &property;
+    if (EqualsIgnoringAsciiCase(property.name, key)) found = &property;
   }
   return found;
 }
@@ -496,7 +496,7 @@ void CheckSpeeds(const FoundProperties& speeds, std::wstring_view key,
                  const FoundProperty* byDefault, Findings* findings) {
   std::set<std::int32_t> listed;
   for (const FoundProperty& property : speeds) {
-    if (EqualsIgnoreCase(property.name, key)) listed.insert(ToInt(property.value));
+    if (EqualsIgnoringAsciiCase(property.name, key)) listed.insert(ToInt(property.value));
   }
   std::wstring list;
   for (const std::int32_t speed : listed) {
@@ -505,7 +505,7 @@ void CheckSpeeds(const FoundProperties& speeds, std::wstring_view key,
   std::set<std::int32_t> before;
   const FoundProperty* last = nullptr;
   for (const FoundProperty& property : speeds) {
-    if (!EqualsIgnoreCase(property.name, key)) continue;
+    if (!EqualsIgnoringAsciiCase(property.name, key)) continue;
     const std::int32_t speed = ToInt(property.value);
     if (!before.insert(speed).second) {
       findings->Report(L"speed-duplicate", property.valueOffset,

@@ -81,7 +81,7 @@ void Checker::CheckFileInfo(const FoundProperties& found, int offset) {
   CheckTimes(found, &findings_);
   if (!readsDevice_) CheckForDevice(*Find(found, L"version"));
   const FoundProperty* const name = Find(found, L"configfilename");
-  if (name != nullptr && !fileName_.empty() && !EqualsIgnoreCase(name->value, fileName_)) {
+  if (name != nullptr && !fileName_.empty() && !EqualsIgnoringAsciiCase(name->value, fileName_)) {
     Report(L"file-name", name->valueOffset,
            L"the file says its name is \"" + name->value + L"\", but it is named \"" + fileName_ +
                L"\"",
@@ -95,7 +95,7 @@ void Checker::CheckFileInfo(const FoundProperties& found, int offset) {
   const CString computed = ConfigDigest(xml_.GetDoc(), digest->value);
   if (computed != digest->value) {
     Report(L"digest", digest->valueOffset,
-           EqualsIgnoreCase(computed, digest->value)
+           EqualsIgnoringAsciiCase(computed, digest->value)
                ? L"the digest is written in capitals"
                : L"the digest is not that of the file: it was changed after it was signed",
            computed, L"orv config sign");
@@ -123,7 +123,8 @@ void Checker::CheckEntries(const EntryList& list, int offset) {
       byDefault != nullptr ? std::wstring(list.defaultPrefix) + byDefault->value : std::wstring();
   const auto withoutPrefix = [&](std::wstring_view name) {
     const std::size_t size = list.defaultPrefix.size();
-    return EqualsIgnoreCase(name.substr(0, size), list.defaultPrefix) ? name.substr(size) : name;
+    return EqualsIgnoringAsciiCase(name.substr(0, size), list.defaultPrefix) ? name.substr(size)
+                                                                             : name;
   };
   std::vector<std::wstring_view> names;
   const FoundProperty* chosen = nullptr;
@@ -136,7 +137,7 @@ void Checker::CheckEntries(const EntryList& list, int offset) {
              L"every entry once", kNothing);
     }
     names.push_back(withoutPrefix(entry.name));
-    if (EqualsIgnoreCase(entry.name, wanted)) chosen = &entry;
+    if (EqualsIgnoringAsciiCase(entry.name, wanted)) chosen = &entry;
   }
   if (byDefault == nullptr) return;
   if (chosen == nullptr) {

@@ -73,7 +73,7 @@ bool FindDigest(std::wstring* text, DigestPlace* place) {
     xml.IntoElem();
     last = static_cast<std::size_t>(xml.GetElemOffset());
     lastEnd = last + xml.GetSubDoc().size();
-    if (EqualsIgnoreCase(xml.GetAttrib(L"name"), L"sha256")) {
+    if (EqualsIgnoringAsciiCase(xml.GetAttrib(L"name"), L"sha256")) {
       // The loader uses the last of several digests.
       const int content = xml.GetContentOffset();
       *place = {static_cast<std::size_t>(content), xml.GetElemContent().size()};

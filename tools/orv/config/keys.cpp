@@ -96,15 +96,16 @@ constexpr std::wstring_view kSuffixes[] = {L"Min", L"Max", L"Step", L"Default"};
 
 const ConfigKey* FindConfigKey(std::wstring_view key) {
   for (const ConfigKey& known : kKeys) {
-    if (EqualsIgnoreCase(known.key, key)) return &known;
+    if (EqualsIgnoringAsciiCase(known.key, key)) return &known;
   }
   for (const std::wstring_view suffix : kSuffixes) {
     if (key.size() <= suffix.size() ||
-        !EqualsIgnoreCase(key.substr(key.size() - suffix.size()), suffix)) {
+        !EqualsIgnoringAsciiCase(key.substr(key.size() - suffix.size()), suffix)) {
       continue;
     }
     for (const ConfigKey& known : kStems) {
-      if (EqualsIgnoreCase(known.key, key.substr(0, key.size() - suffix.size()))) return &known;
+      if (EqualsIgnoringAsciiCase(known.key, key.substr(0, key.size() - suffix.size())))
+        return &known;
     }
   }
   return nullptr;

@@ -168,7 +168,7 @@ std::vector<std::int32_t> FamiliesOf(const std::vector<std::string>& names) {
     ForEachFamily([&](auto family) {
       kinds.push_back(family.name);
       if (ids.size() == before &&
-          (name == std::to_wstring(family.id) || EqualsIgnoreCase(family.name, name))) {
+          (name == std::to_wstring(family.id) || EqualsIgnoringAsciiCase(family.name, name))) {
         ids.push_back(family.id);
       }
     });
