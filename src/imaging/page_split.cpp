@@ -18,7 +18,7 @@ std::unique_ptr<Bitmap> ExtractHighlight(Bitmap* page, const HighlightRule& rule
 }
 
 /// Makes the background white where the mask has ink. Does nothing if a bitmap cannot be locked.
-void MaskHighlight(Bitmap* background, Bitmap* mask) {
+void EraseHighlight(Bitmap* background, Bitmap* mask) {
   const LockedBits from(mask, ImageLockModeRead, mask->GetPixelFormat());
   const LockedBits to(background, ImageLockModeRead | ImageLockModeWrite,
                       background->GetPixelFormat());
@@ -39,7 +39,7 @@ SplitOutcome SplitPage(Bitmap* page, const Color& colour, double tolerance, eBit
 
   std::unique_ptr<Bitmap> background = DitheredCopy(page, method, threshold, {0, 0, 0});
   if (background == nullptr) return SplitOutcome::kNoBackground;
-  MaskHighlight(background.get(), mask.get());
+  EraseHighlight(background.get(), mask.get());
 
   // The mask becomes the highlight plane: dithering it gives the same pixels as extracting the
   // highlight a second time and dithering that.

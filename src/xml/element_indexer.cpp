@@ -35,7 +35,7 @@ class ElementIndexer {
  private:
   int NextTagEnd(int tag, DelimiterCursor& delimiters) const;
   void OpenElement(int start, int length);
-  void EndTag(int start, int length);
+  void CloseByEndTag(int start, int length);
   void MismatchedEndTag(int start, int length);
   int FindOpen(std::wstring_view name);
   void CloseElement(int end, int endTagLength);
@@ -78,7 +78,7 @@ int ElementIndexer::Run(TrailingCopy* copy) {
       do {
         end = delimiters.Next();
       } while (end != length && text_[end] != L'>');
-      if (end != length) EndTag(tag, end + 1 - tag);
+      if (end != length) CloseByEndTag(tag, end + 1 - tag);
     } else if (IsNameStart(second)) {
       end = NextTagEnd(tag, delimiters);
       if (end != length) OpenElement(tag, end + 1 - tag);
@@ -145,7 +145,7 @@ void ElementIndexer::LinkLastChild(const ElemPos& parent) {
   if (parent.child != 0) elements_[parent.child].previous = lastChild_;
 }
 
-void ElementIndexer::EndTag(int start, int length) {
+void ElementIndexer::CloseByEndTag(int start, int length) {
   if (depth_ == 0) return MismatchedEndTag(start, length);
   // Nearly always the code units between `</` and `>` are those of the innermost open name.
   const wchar_t* name = text_ + start + 2;
