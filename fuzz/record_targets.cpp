@@ -34,7 +34,7 @@ void Record(Input input) {
   std::memcpy(&record, input.data(), std::min(input.size(), sizeof(record)));
   tagOEMDEV copy = {};
   ConvertOEMDevmodeVersions(nullptr, &record, &copy);
-  // The first round trip rounds the settings to the older layout's units; later ones change
+  // The first round trip rounds the settings to the legacy layout's units; later ones change
   // nothing.
   const auto convert = [](tagOEMDEV settled) {
     ConvertEp2Orv(&settled);

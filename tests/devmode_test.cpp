@@ -110,19 +110,19 @@ TEST(Versions, OnlyTheCurrentOneIsAccepted) {
 
 TEST(LegacyLayout, MapsFieldByField) {
   EXPECT_TRUE(std::ranges::is_sorted(orv::LegacyFields(), {}, &orv::LegacyField::offset));
-  ExpectTable("devmode_older", [](const Fields& fields) {
-    const std::size_t older = std::stoul(fields[0]);
-    const std::size_t width = older == 230 ? 2 : 4;
+  ExpectTable("devmode_legacy", [](const Fields& fields) {
+    const std::size_t legacy = std::stoul(fields[0]);
+    const std::size_t width = legacy == 230 ? 2 : 4;
     const std::size_t offset = std::stoul(fields[2]);
     tagOEMDEV record{};
     SetWord(&record, offset, 0x77777777);
-    SetWord(&record, older, Bits(std::stoi(fields[1])), width);
+    SetWord(&record, legacy, Bits(std::stoi(fields[1])), width);
     ConvertEp2Orv(&record);
     const auto value = static_cast<std::int32_t>(Word(record, offset));
-    SetWord(&record, older, 0x5555, width);
+    SetWord(&record, legacy, 0x5555, width);
     ConvertOrv2Ep(&record);
     return std::to_wstring(value) + L" and back " +
-           std::to_wstring(static_cast<std::int32_t>(Word(record, older, width)));
+           std::to_wstring(static_cast<std::int32_t>(Word(record, legacy, width)));
   });
   const std::pair<std::size_t, std::size_t> types[] = {{236, 1920}, {238, 1922}, {240, 1928},
                                                        {242, 1930}, {564, 1924}, {566, 1926},

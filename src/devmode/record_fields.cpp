@@ -130,7 +130,7 @@ constexpr RecordField kFields[] = {
     FIELD(dwSize, "bytes", Constant(tagOEMDEV::kSize), kAnyValue, "size of the record"),
     FIELD(dwSignature, kNone, Constant(tagOEMDEV::kSignature), kAnyValue, "the characters ORV1"),
     FIELD(dwVersion, kNone, Constant(tagOEMDEV::kVersion), kAnyValue, "version of the record"),
-    CARRIED(EpLayout, "the older layout of the same settings"),
+    CARRIED(EpLayout, "the legacy layout of the same settings"),
 
     FIELD(OutputFormatPNG, kNone, Constant(1), Range(1, 1, Constant(1)), "pages go out as PNG"),
     FIELD(UnprintableLeft, kLength, k0, AtMost(FROM(label.widthMax), k0), "left margin"),

@@ -194,7 +194,7 @@ void AddMergeCommand(CLI::App* group) {
   });
 }
 
-/// The unnamed bytes of the older layout that are not all zero, in lines of sixteen.
+/// The unnamed bytes of the legacy layout that are not all zero, in lines of sixteen.
 void ForUnnamedBytes(const tagOEMDEV& record,
                      const std::function<void(std::size_t, std::string_view)>& show) {
   constexpr std::size_t kLine = 16;
@@ -250,24 +250,24 @@ void ShowAsTable(const tagOEMDEV& record) {
   Table table({L"OFFSET", L"FIELD", L"VALUE", L"UNIT", L"MEANING"});
   for (const RecordField& field : RecordFields()) {
     // The legacy layout has a table of its own.
-    const bool isOlder = field.offset == offsetof(tagOEMDEV, EpLayout);
+    const bool isLegacy = field.offset == offsetof(tagOEMDEV, EpLayout);
     table.Add(
         {std::to_wstring(field.offset), Widen(field.name),
-         isOlder ? L"(below)" : Short(FieldText(record, field), kWidest),
+         isLegacy ? L"(below)" : Short(FieldText(record, field), kWidest),
          Widen(field.unit) +
              (IsLength(field) ? L": " + FieldText(record, field, LengthForm::kReadable) : L""),
          Widen(field.meaning)});
   }
   Print(table.TakeText());
-  Table older({L"OFFSET", L"OLDER LAYOUT", L"VALUE"});
+  Table legacyTable({L"OFFSET", L"LEGACY LAYOUT", L"VALUE"});
   for (const LegacyField& legacy : LegacyFields()) {
-    older.Add({std::to_wstring(legacy.offset), Widen(legacy.setting),
-               Short(FieldText(record, FieldOf(legacy)), kWidest)});
+    legacyTable.Add({std::to_wstring(legacy.offset), Widen(legacy.setting),
+                     Short(FieldText(record, FieldOf(legacy)), kWidest)});
   }
   ForUnnamedBytes(record, [&](std::size_t offset, std::string_view bytes) {
-    older.Add({std::to_wstring(offset), L"(no name)", HexOf<std::wstring>(bytes)});
+    legacyTable.Add({std::to_wstring(offset), L"(no name)", HexOf<std::wstring>(bytes)});
   });
-  Print("\n" + older.TakeText());
+  Print("\n" + legacyTable.TakeText());
 }
 
 void AddShowCommand(CLI::App* group) {
@@ -325,10 +325,10 @@ std::vector<Difference> Compare(const tagOEMDEV& a, const tagOEMDEV& b, LengthFo
     std::string rest[2] = {std::string(RecordBytes(a, 0, sizeof(a))),
                            std::string(RecordBytes(b, 0, sizeof(b)))};
     for (const LegacyField& legacy : LegacyFields()) {
-      RecordField older = FieldOf(legacy);
-      const std::string name = "older layout: " + std::string(legacy.setting);
-      older.name = name.c_str();
-      compare(older);
+      RecordField named = FieldOf(legacy);
+      const std::string name = "legacy layout: " + std::string(legacy.setting);
+      named.name = name.c_str();
+      compare(named);
       for (std::string& bytes : rest) std::memset(bytes.data() + legacy.offset, 0, legacy.width);
     }
     constexpr std::size_t kWord = 4;

@@ -177,11 +177,10 @@ std::string FormatDocument() {
     text += L'\n';
   }
   text +=
-      L"\n## Words of the older layout\n\n"
-      L"Bytes 12 to 1619 hold the same settings in an older layout, whose lengths are counted in "
-      L"tenths of a\nmillimetre. `ConvertEp2Orv` and `ConvertOrv2Ep` convert these words; all "
-      L"others "
-      L"are carried.\n\n"
+      L"\n## Fields of the legacy layout\n\n"
+      L"Bytes 12 to 1619 hold the same settings in the legacy layout, whose lengths are counted in "
+      L"tenths of a\nmillimetre. `ConvertEp2Orv` and `ConvertOrv2Ep` convert these fields; all "
+      L"other bytes are carried.\n\n"
       L"| offset | bytes | settings |\n|---|---|---|\n";
   for (const LegacyField& legacy : LegacyFields()) {
     text += Format(L"| %d | %d | `%ls` |\n", static_cast<int>(legacy.offset),
