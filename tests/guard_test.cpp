@@ -93,10 +93,10 @@ TEST(Guard, DocumentsAreParsedUpToTheirTerminator) {
     IndexElements(elements, 0, {.text = guarded.data(), .length = length}, result);
     const auto nodesOf = [length](const wchar_t* at) {
       std::vector<int> nodes;
-      NodePos node;
-      TokenPos token{.text = at, .length = length};
+      ScannedNode node;
+      ScanCursor scan{.text = at, .length = length};
       do {
-        nodes.push_back(ScanNode(token, node));
+        nodes.push_back(ScanNode(scan, node));
       } while (nodes.back() != kScanEnd);
       return nodes;
     };

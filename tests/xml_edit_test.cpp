@@ -276,9 +276,9 @@ TEST(XmlEdit, ElementsAreAddedToALargeParsedDocument) {
   EXPECT_EQ(DumpIndex(doc) == DumpIndex(fresh), true);
 }
 
-/// A start tag too long for its record can be read but not changed.
+/// A start tag too long for its entry can be read but not changed.
 TEST(XmlEdit, StartTagsOfFourMillionUnits) {
-  constexpr std::size_t kMax = orv::ElemPos::kMaxStartTag;
+  constexpr std::size_t kMax = orv::ElementEntry::kMaxStartTag;
   for (const std::wstring end : {L"'>", L"'/>", L"'></r>", L"'>x<c/></r>"}) {
     for (const std::size_t size : {kMax - 1, kMax, kMax + 1, kMax + 2, kMax + 3, 2 * kMax}) {
       SCOPED_TRACE(Show(end) + std::to_string(size));

@@ -33,21 +33,19 @@ inline std::string Show(std::wstring_view text) {
 /// The first invariant of the index that does not hold, in words; empty if all hold. Not recursive.
 inline std::wstring IndexFault(const CMarkup& doc) {
   const Document& document = CursorOf(doc).Doc();
-  const auto at = [&](int i) -> const ElemPos& { return document[i]; };
-  const auto fault = [](const wchar_t* what, int i) {
-    return Format(L"%ls at record %d", what, i);
-  };
-  const ElemPos& root = at(0);
+  const auto at = [&](int i) -> const ElementEntry& { return document[i]; };
+  const auto fault = [](const wchar_t* what, int i) { return Format(L"%ls at entry %d", what, i); };
+  const ElementEntry& root = at(0);
   if (root.start != 0 || root.length != document.Size()) return fault(L"document range", 0);
   int visited = 0;
   for (int i = root.child; i != 0;) {
-    const ElemPos& element = at(i);
-    const ElemPos& parent = at(element.parent);
+    const ElementEntry& element = at(i);
+    const ElementEntry& parent = at(element.parent);
     ++visited;
     if (visited > document.elements.Count()) return fault(L"cycle", i);
-    if ((element.levelFlags & ELEM_DELETED) != 0) return fault(L"deleted record", i);
+    if ((element.levelFlags & kElementDeleted) != 0) return fault(L"deleted entry", i);
     const bool isFirst = parent.child == i;
-    if (isFirst != ((element.levelFlags & ELEM_FIRST) != 0)) return fault(L"first flag", i);
+    if (isFirst != ((element.levelFlags & kElementFirst) != 0)) return fault(L"first flag", i);
     if (!isFirst && at(element.previous).next != i) return fault(L"previous link", i);
     if (isFirst && at(element.previous).next != 0) return fault(L"last link", i);
     if (element.next != 0 && at(element.next).parent != element.parent) return fault(L"parent", i);
@@ -72,14 +70,14 @@ inline std::wstring IndexFault(const CMarkup& doc) {
   return {};
 }
 
-/// The index as text: a line for each element in document order, without record numbers.
+/// The index as text: a line for each element in document order, without entry numbers.
 inline std::wstring DumpIndex(const CMarkup& doc) {
   const Document& document = CursorOf(doc).Doc();
-  std::vector<int> order(document.elements.Count());  // each record's number in document order
+  std::vector<int> order(document.elements.Count());  // each entry's number in document order
   std::wstring dump;
   int number = 0;
   for (int i = 0;;) {
-    const ElemPos& e = document[i];
+    const ElementEntry& e = document[i];
     order[i] = number++;
     dump += Format(L"%d+%d tags %d/%d flags %x parent %d\n", e.start, e.length, e.StartTagLength(),
                    e.EndTagLength(), e.levelFlags, i == 0 ? 0 : order[e.parent]);

@@ -108,16 +108,16 @@ TEST(XmlParse, FlagsAndCopies) {
 /// The offsets and lengths of the start tags that the scanner finds.
 std::vector<std::pair<int, int>> StartTags(const std::wstring& text) {
   std::vector<std::pair<int, int>> tags;
-  orv::TokenPos token;
-  token.text = text.c_str();
-  token.length = static_cast<int>(text.size());
-  orv::NodePos node;
+  orv::ScanCursor scan;
+  scan.text = text.c_str();
+  scan.length = static_cast<int>(text.size());
+  orv::ScannedNode node;
   for (int type = 0; type != orv::kScanEnd;) {
-    const int before = token.next;
-    type = ScanNode(token, node);
+    const int before = scan.next;
+    type = ScanNode(scan, node);
     if (type == CMarkup::NODE_ELEMENT) tags.emplace_back(node.start, node.length);
     EXPECT_EQ(node.start, before);
-    EXPECT_TRUE(type == orv::kScanEnd || token.next > before) << Show(text);
+    EXPECT_TRUE(type == orv::kScanEnd || scan.next > before) << Show(text);
   }
   return tags;
 }
@@ -130,7 +130,7 @@ void ExpectSoundIndex(const std::wstring& text) {
   const auto tags = StartTags(text);
   ASSERT_EQ(tags.size() + 1, static_cast<std::size_t>(document.elements.Count())) << Show(text);
   for (std::size_t i = 0; i < tags.size(); ++i) {
-    const orv::ElemPos& element = document[static_cast<int>(i) + 1];
+    const orv::ElementEntry& element = document[static_cast<int>(i) + 1];
     ASSERT_EQ(tags[i].first, element.start) << Show(text);
     ASSERT_EQ(tags[i].second, element.StartTagLength()) << Show(text);
   }

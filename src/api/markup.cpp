@@ -167,7 +167,7 @@ int CMarkup::GetAttribOffset(MCD_CSTR szAttrib) const {
 int CMarkup::GetContentOffset() const {
   const orv::Cursor& cursor = m_pState->cursor;
   if (!cursor.IsElement()) return -1;
-  const orv::ElemPos& element = m_pState->document[cursor.Main()];
+  const orv::ElementEntry& element = m_pState->document[cursor.Main()];
   return element.IsTagOnly() ? -1 : element.ContentStart();
 }
 

@@ -6,7 +6,7 @@ bool ChildReader::Next(std::wstring_view expectedValue, std::wstring_view* value
                        std::wstring_view* data) {
   while (next_ != 0) {
     const int child = next_;
-    const ElemPos& element = document_[child];
+    const ElementEntry& element = document_[child];
     next_ = element.next;
     // Loads the text of the next child while this one is read.
     __builtin_prefetch(text_.data() + document_[next_].start);

@@ -13,8 +13,8 @@ namespace orv {
 /// document must not change meanwhile.
 class ChildReader {
  public:
-  /// `parent` is a record. `opening` gives both names and the usual spelling of such a child,
-  /// `<tag attribute="`, and must outlive the reader.
+  /// `parent` is the number of an entry. `opening` gives both names and the usual spelling of such
+  /// a child, `<tag attribute="`, and must outlive the reader.
   ChildReader(const Cursor& cursor, int parent, std::wstring_view opening)
       : document_(cursor.Doc()),
         text_(document_.text),

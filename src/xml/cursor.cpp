@@ -53,7 +53,7 @@ bool Cursor::FindChild(const wchar_t* path) {
 
 /// Where the node after the current one begins.
 int Cursor::NextNodeOffset() const {
-  const ElemPos& parent = document_[place_.parent];
+  const ElementEntry& parent = document_[place_.parent];
   if (place_.parent != 0 && parent.IsTagOnly()) return parent.ContentEnd();
   if (IsOtherNode()) return NodeEnd();
   return place_.main != 0 ? document_[place_.main].End() : parent.ContentStart();
@@ -61,16 +61,16 @@ int Cursor::NextNodeOffset() const {
 
 int Cursor::FindNode(int types) {
   if (document_.elements.Capacity() == 0) return CMarkup::NODE_NONE;
-  const ElemPos& parent = document_[place_.parent];
-  TokenPos token = document_.TokenAt(NextNodeOffset(), parent.ContentEnd());
+  const ElementEntry& parent = document_[place_.parent];
+  ScanCursor scan = document_.ScanRange(NextNodeOffset(), parent.ContentEnd());
   int last = place_.main;  // the last element passed
-  NodePos node;
+  ScannedNode node;
   for (;;) {
-    const int type = ScanNode(token, node);
+    const int type = ScanNode(scan, node);
     if (type == kScanEnd) return CMarkup::NODE_NONE;
     if (type == CMarkup::NODE_ELEMENT) {
       last = last != 0 ? document_[last].next : parent.child;
-      token.next = document_[last].End();
+      scan.next = document_[last].End();
     }
     if (type <= CMarkup::NODE_NONE || !IncludesType(types, type)) continue;
     Set(place_.parent, last, 0);

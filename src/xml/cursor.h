@@ -9,7 +9,7 @@
 
 namespace orv {
 
-/// A place in a document: the numbers of three records, and the current node when that is not an
+/// A place in a document: the numbers of three entries, and the current node when that is not an
 /// element.
 struct Place {
   int parent = 0;
@@ -105,7 +105,7 @@ class Cursor {
   /// The markup of the main element or node.
   std::wstring_view Markup() const;
 
-  // --- Walking the records, without moving ---
+  // --- Walking the entries, without moving ---
 
   /// The first child with a tag name, which contains no code unit that could end it; 0 for none.
   int FirstChild(int element, std::wstring_view tagName) const {

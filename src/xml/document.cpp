@@ -72,14 +72,14 @@ void Document::Index() {
 
 /// Indexes the text, or the text that a copy is being made of.
 void Document::Index(std::wstring_view newText, TrailingCopy* copy) {
-  TokenPos token = TokenPos::Of(newText);
-  token.flags = flags;
-  const int length = token.length;
+  ScanCursor scan = ScanCursor::Of(newText);
+  scan.flags = flags;
+  const int length = scan.length;
   // Configurations have an element for about every 58 code units, so that one allocation suffices.
   elements.Reset(length / 48 + 8);
   if (length == 0) return;
 
-  const int first = IndexElements(elements, 0, token, result, copy);
+  const int first = IndexElements(elements, 0, scan, result, copy);
   elements.Trim();
   elements[0].length = length;
   elements[0].child = first;
@@ -113,9 +113,9 @@ std::wstring_view Document::TagName(int element) const {
 }
 
 std::wstring_view Document::Content(int element) const {
-  const ElemPos& record = elements[element];
-  if (record.IsTagOnly()) return {};
-  return Range(record.ContentStart(), record.ContentEnd());
+  const ElementEntry& entry = elements[element];
+  if (entry.IsTagOnly()) return {};
+  return Range(entry.ContentStart(), entry.ContentEnd());
 }
 
 std::wstring Document::Data(int element) const {
@@ -127,10 +127,10 @@ std::wstring Document::Data(int element) const {
 /// The data of a content that is more than one run of text.
 std::wstring Document::MixedData(std::wstring_view content) const {
   std::wstring data;
-  TokenPos token = TokenPos::Of(content);
-  NodePos node;
+  ScanCursor scan = ScanCursor::Of(content);
+  ScannedNode node;
   for (;;) {
-    switch (ScanNode(token, node)) {
+    switch (ScanNode(scan, node)) {
       case kScanEnd:
         return data;
       case CMarkup::NODE_ELEMENT:
@@ -153,9 +153,9 @@ std::wstring Document::Unescape(std::wstring_view escaped) const {
 }
 
 int Document::ContentEnd(int element) const {
-  const ElemPos& record = elements[element];
-  int end = record.ContentEnd();
-  while (end - 1024 >= record.ContentStart() && Range(end, end + 2) != L"</") end -= 1024;
+  const ElementEntry& entry = elements[element];
+  int end = entry.ContentEnd();
+  while (end - 1024 >= entry.ContentStart() && Range(end, end + 2) != L"</") end -= 1024;
   return end;
 }
 
@@ -164,7 +164,7 @@ std::wstring Document::Path(int element) const {
   for (int step = element; step != 0; step = elements[step].parent) {
     const std::wstring_view name = TagName(step);
     int number = 1;
-    for (int i = step; !elements[i].Has(ELEM_FIRST);) {
+    for (int i = step; !elements[i].Has(kElementFirst);) {
       i = elements[i].previous;
       number += SameName(TagName(i), name, IgnoresCase());
     }
@@ -184,18 +184,18 @@ void Document::Replace(int offset, int cut, std::wstring_view replacement) {
 
 void Document::Shift(int element, int shift, bool afterElement) {
   if (elements[element].StartTagLength() == 0 || shift == 0) return;
-  int depth = 0;  // below the changed record or one that encloses it
+  int depth = 0;  // below the changed entry or one that encloses it
   bool skipsChildren = afterElement;
   for (;;) {
-    const ElemPos& record = elements[element];
-    if (!skipsChildren && record.child != 0) {
-      element = record.child;
+    const ElementEntry& entry = elements[element];
+    if (!skipsChildren && entry.child != 0) {
+      element = entry.child;
       ++depth;
-    } else if (record.next != 0) {
-      element = record.next;
+    } else if (entry.next != 0) {
+      element = entry.next;
       skipsChildren = false;
     } else {
-      element = record.parent;
+      element = entry.parent;
       if (element == 0) return;
       if (depth > 0) {
         --depth;
@@ -222,47 +222,47 @@ void Document::ShiftAfterNode(int parent, int before, int shift) {
 }
 
 void Document::Link(int parent, int before, int element) {
-  ElemPos& record = elements[element];
+  ElementEntry& entry = elements[element];
   int& firstChild = elements[parent].child;
-  record.parent = parent;
+  entry.parent = parent;
   if (firstChild == 0) {
     firstChild = element;
-    record.levelFlags |= ELEM_FIRST;
-    record.previous = element;
-    record.next = 0;
+    entry.levelFlags |= kElementFirst;
+    entry.previous = element;
+    entry.next = 0;
     return;
   }
-  ElemPos& first = elements[firstChild];
+  ElementEntry& first = elements[firstChild];
   if (before == 0) {
-    record.levelFlags |= ELEM_FIRST;
-    record.previous = first.previous;
-    record.next = firstChild;
-    first.levelFlags &= ~ELEM_FIRST;
+    entry.levelFlags |= kElementFirst;
+    entry.previous = first.previous;
+    entry.next = firstChild;
+    first.levelFlags &= ~kElementFirst;
     first.previous = element;
     firstChild = element;
     return;
   }
-  record.levelFlags &= ~ELEM_FIRST;
-  record.previous = before;
-  record.next = std::exchange(elements[before].next, element);
+  entry.levelFlags &= ~kElementFirst;
+  entry.previous = before;
+  entry.next = std::exchange(elements[before].next, element);
   // The first child's previous link leads to the last child.
-  ElemPos& following = record.next != 0 ? elements[record.next] : first;
+  ElementEntry& following = entry.next != 0 ? elements[entry.next] : first;
   following.previous = element;
 }
 
 void Document::Unlink(int element) {
-  const ElemPos& record = elements[element];
-  int& firstChild = elements[record.parent].child;
+  const ElementEntry& entry = elements[element];
+  int& firstChild = elements[entry.parent].child;
   if (firstChild != element) {
-    elements[record.previous].next = record.next;
-    ElemPos& following = elements[record.next != 0 ? record.next : firstChild];
-    following.previous = record.previous;
+    elements[entry.previous].next = entry.next;
+    ElementEntry& following = elements[entry.next != 0 ? entry.next : firstChild];
+    following.previous = entry.previous;
     return;
   }
-  firstChild = record.next;
-  if (record.next != 0) {
-    elements[record.next].levelFlags |= ELEM_FIRST;
-    elements[record.next].previous = record.previous;
+  firstChild = entry.next;
+  if (entry.next != 0) {
+    elements[entry.next].levelFlags |= kElementFirst;
+    elements[entry.next].previous = entry.previous;
   }
 }
 
@@ -286,10 +286,10 @@ void Document::ReleaseChildren(int element) {
 }
 
 int Document::IndexRange(int parent, int start, int end) {
-  // Record 0 temporarily serves as the record that the parse runs under.
-  const ElemPos document = std::exchange(elements[0], ElemPos{});
+  // Entry 0 temporarily serves as the entry that the parse runs under.
+  const ElementEntry document = std::exchange(elements[0], ElementEntry{});
   elements[0].levelFlags = LevelBelow(parent);
-  const int first = IndexElements(elements, 0, TokenAt(start, end), result);
+  const int first = IndexElements(elements, 0, ScanRange(start, end), result);
   elements[0] = document;
   return first;
 }

@@ -30,13 +30,13 @@ class Document {
   int flags = CMarkup::DOC_IGNORECASE;
   ElementIndex elements;
 
-  ElemPos& operator[](int element) const { return elements[element]; }
+  ElementEntry& operator[](int element) const { return elements[element]; }
   int Size() const { return static_cast<int>(text.size()); }
   bool IgnoresCase() const { return (flags & CMarkup::DOC_IGNORECASE) != 0; }
   /// Whether a file is open, or the flags say so: a constructor accepts any flags.
   bool HasFile() const { return (flags & (CMarkup::DOC_READFILE | CMarkup::DOC_WRITEFILE)) != 0; }
-  bool IsIllFormed() const { return elements[0].Has(ELEM_ILLFORMED); }
-  void SetIllFormed() { elements[0].levelFlags |= ELEM_ILLFORMED; }
+  bool IsIllFormed() const { return elements[0].Has(kElementIllFormed); }
+  void SetIllFormed() { elements[0].levelFlags |= kElementIllFormed; }
   bool IsWellFormed() const;
 
   // --- Parsing ---
@@ -65,17 +65,17 @@ class Document {
     return TagNameAt(text, static_cast<std::size_t>(offset));
   }
   /// A scanner's cursor over a range of the text.
-  TokenPos TokenAt(int start, int end) const {
+  ScanCursor ScanRange(int start, int end) const {
     return {.next = start, .text = text.data(), .flags = flags, .length = end};
   }
 
   std::wstring_view TagName(int element) const;
   /// Whether an element has a tag name, which contains no code unit that could end it.
   bool IsNamed(int element, std::wstring_view tagName) const {
-    const ElemPos& record = elements[element];
+    const ElementEntry& entry = elements[element];
     // The name and the two delimiters around it.
-    if (static_cast<std::size_t>(record.length) < tagName.size() + 2) return false;
-    const wchar_t* const name = text.data() + record.start + 1;
+    if (static_cast<std::size_t>(entry.length) < tagName.size() + 2) return false;
+    const wchar_t* const name = text.data() + entry.start + 1;
     return EndsTagName(name[tagName.size()]) &&
            SameName({name, tagName.size()}, tagName, IgnoresCase());
   }
@@ -89,10 +89,10 @@ class Document {
   /// The content of an element that is one run of text without references. A view with null data
   /// for any other element.
   std::wstring_view PlainContent(int element) const {
-    const ElemPos& record = elements[element];
-    if (record.child != 0 || record.IsTagOnly()) return {};
-    const wchar_t* const start = text.data() + record.ContentStart();
-    const wchar_t* const contentEnd = text.data() + record.ContentEnd();
+    const ElementEntry& entry = elements[element];
+    if (entry.child != 0 || entry.IsTagOnly()) return {};
+    const wchar_t* const start = text.data() + entry.ContentStart();
+    const wchar_t* const contentEnd = text.data() + entry.ContentEnd();
     // The `<` of the end tag ends the search.
     if (FindEither(start, text.data() + text.size(), L'<', L'&') != contentEnd) return {};
     return {start, contentEnd};
@@ -108,25 +108,25 @@ class Document {
 
   // --- Editing: the index follows the text ---
 
-  /// Replaces `cut` code units of the text. The caller adjusts the records.
+  /// Replaces `cut` code units of the text. The caller adjusts the entries.
   void Replace(int offset, int cut, std::wstring_view replacement);
-  /// Shifts the records after a change inside or right after an element, whose own record the
-  /// caller has adjusted: the starts of the records after it, its descendants included unless
+  /// Shifts the entries after a change inside or right after an element, whose own entry the
+  /// caller has adjusted: the starts of the entries after it, its descendants included unless
   /// `afterElement`, and the lengths of those that enclose it.
   void Shift(int element, int shift, bool afterElement);
-  /// Shifts the records after a change of a node that follows the element `before`, or is the first
+  /// Shifts the entries after a change of a node that follows the element `before`, or is the first
   /// node of its parent.
   void ShiftAfterNode(int parent, int before, int shift);
-  /// Links a record into its parent's children after `before`, or as the first child if that is 0.
+  /// Links an entry into its parent's children after `before`, or as the first child if that is 0.
   void Link(int parent, int before, int element);
-  /// Unlinks a record from its siblings.
+  /// Unlinks an entry from its siblings.
   void Unlink(int element);
-  /// Releases a record and its descendants.
+  /// Releases an entry and its descendants.
   void ReleaseTree(int element);
   void ReleaseChildren(int element);
-  /// The level of the children of a record.
+  /// The level of the children of an entry.
   std::uint32_t LevelBelow(int parent) const {
-    return parent != 0 ? (elements[parent].Level() + 1) & ElemPos::kLevelMask : 0;
+    return parent != 0 ? (elements[parent].Level() + 1) & ElementEntry::kLevelMask : 0;
   }
   /// Indexes a range of the text whose elements become children of `parent`; returns the first one.
   int IndexRange(int parent, int start, int end);

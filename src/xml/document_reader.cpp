@@ -61,7 +61,7 @@ bool DocumentReader::ReadMore(int* at) {
   if (file_.IsEnded()) return false;
   std::wstring kept;
   for (int i = 1; i < document_.elements.Count(); ++i) {
-    ElemPos& element = document_[i];
+    ElementEntry& element = document_[i];
     const auto start = static_cast<int>(kept.size());
     kept += document_.Range(element.start, element.ContentStart());
     element.start = start;
@@ -78,14 +78,14 @@ bool DocumentReader::ReadMore(int* at) {
 }
 
 /// Scans the node at `*at`, which moves past it. Reads more of the file as needed.
-int DocumentReader::ReadNode(NodePos& node, int* at) {
+int DocumentReader::ReadNode(ScannedNode& node, int* at) {
   for (;;) {
-    TokenPos token = document_.TokenAt(*at, document_.Size());
+    ScanCursor scan = document_.ScanRange(*at, document_.Size());
     constexpr std::int64_t kMaxPassed = 1 << 30;
-    token.passed = static_cast<int>(std::min(passed_, kMaxPassed));
-    const int type = ScanNode(token, node);
+    scan.passed = static_cast<int>(std::min(passed_, kMaxPassed));
+    const int type = ScanNode(scan, node);
     if (node.hitEnd && ReadMore(at)) continue;
-    *at = token.next;
+    *at = scan.next;
     if (type == kScanError) {
       document_.SetIllFormed();
       if (!IsResultFull(document_.result)) document_.result += node.result;
@@ -113,7 +113,7 @@ void DocumentReader::SkipContent() {
 /// around it is closed first.
 void DocumentReader::SkipElement(std::wstring name) {
   SkippedElements open(document_, std::move(name));
-  NodePos node;
+  ScannedNode node;
   while (!open.IsEmpty()) {
     int at = next_;
     const int type = ReadNode(node, &at);
@@ -151,23 +151,23 @@ void DocumentReader::PassEndTag(int tag, int after) {
   if (isParent || !isParentEnded_) next_ = after;
 }
 
-bool DocumentReader::IsWanted(const NodePos& node, int types, const wchar_t* path) const {
+bool DocumentReader::IsWanted(const ScannedNode& node, int types, const wchar_t* path) const {
   return IncludesType(types, CMarkup::NODE_ELEMENT) &&
          (*path == 0 ||
           NameInMarkupIs(document_.text.c_str() + node.start + 1, path, document_.IgnoresCase()));
 }
 
-/// Makes the record of a start tag, whose element becomes the main one.
-void DocumentReader::AddMain(const NodePos& node) {
+/// Makes the entry of a start tag, whose element becomes the main one.
+void DocumentReader::AddMain(const ScannedNode& node) {
   const int parent = cursor_.Parent();
   const int added = document_.elements.Add();
-  ElemPos& element = document_[added];
-  element = ElemPos{};
+  ElementEntry& element = document_[added];
+  element = ElementEntry{};
   element.start = node.start;
   element.length = node.length;
   element.SetTagLengths(node.length, 0);
-  element.levelFlags = document_.LevelBelow(parent) | ELEM_FIRST;
-  if (node.isEmptyElement) element.levelFlags |= ELEM_EMPTY;
+  element.levelFlags = document_.LevelBelow(parent) | kElementFirst;
+  if (node.isEmptyElement) element.levelFlags |= kElementEmpty;
   element.parent = parent;
   element.previous = added;
   hasContent_ = !node.isEmptyElement;
@@ -180,7 +180,7 @@ int DocumentReader::FindForward(int types, const wchar_t* path) {
   cursor_.Set(cursor_.Parent(), 0, 0);
   document_.elements.Truncate(cursor_.Parent() + 1);
 
-  NodePos node;
+  ScannedNode node;
   while (!isParentEnded_) {
     int at = next_;
     const int type = ReadNode(node, &at);
@@ -227,7 +227,7 @@ void DocumentReader::FinishElement() {
 std::wstring DocumentReader::Data() {
   if (!hasContent_) return {};
   std::wstring data;
-  NodePos node;
+  ScannedNode node;
   for (int at = next_;;) {
     const int type = ReadNode(node, &at);
     const std::wstring_view markup = node.In(document_.text);

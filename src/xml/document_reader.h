@@ -10,7 +10,7 @@
 namespace orv {
 
 /// Reads a document from a file in parts. Memory holds the start tags of the open elements and of
-/// the main element, followed by text that was not passed yet. Records 1 and up are the open
+/// the main element, followed by text that was not passed yet. Entries 1 and up are the open
 /// elements from the outside in, then the main element.
 class DocumentReader {
  public:
@@ -33,13 +33,13 @@ class DocumentReader {
 
  private:
   bool ReadMore(int* at);
-  int ReadNode(NodePos& node, int* at);
+  int ReadNode(ScannedNode& node, int* at);
   void SkipContent();
   void SkipElement(std::wstring name);
   void EndAtFileEnd();
   void PassEndTag(int tag, int after);
-  void AddMain(const NodePos& node);
-  bool IsWanted(const NodePos& node, int types, const wchar_t* path) const;
+  void AddMain(const ScannedNode& node);
+  bool IsWanted(const ScannedNode& node, int types, const wchar_t* path) const;
   bool EndsOpenElement(std::wstring_view name) const;
 
   Document& document_;

@@ -28,17 +28,17 @@ bool DocumentWriter::WriteCompleted() {
 void DocumentWriter::KeepOpenElements(int written) {
   const bool isOtherNode = cursor_.IsOtherNode();
   const bool keepsMain = !isOtherNode && cursor_.Main() != 0 && HasStartTag(cursor_.Main());
-  std::vector<ElemPos> kept;  // from the inside out
+  std::vector<ElementEntry> kept;  // from the inside out
   if (keepsMain) kept.push_back(document_[cursor_.Main()]);
   for (int i = cursor_.Parent(); i != 0; i = document_[i].parent) kept.push_back(document_[i]);
 
   document_.elements.Truncate(1);
-  document_[0] = ElemPos{};
+  document_[0] = ElementEntry{};
   document_[0].length = document_.Size();
   int parent = 0;
   int main = 0;
   while (!kept.empty()) {
-    ElemPos element = kept.back();
+    ElementEntry element = kept.back();
     kept.pop_back();
     const int end = element.End() - written;
     const int start = element.start - written;

@@ -64,11 +64,11 @@ std::wstring NodeMarkup(int type, MCD_CSTR nodeText) {
     default:
       return {};
   }
-  TokenPos token = TokenPos::Of(markup);
-  NodePos node;
-  const int scanned = ScanNode(token, node);
+  ScanCursor scan = ScanCursor::Of(markup);
+  ScannedNode node;
+  const int scanned = ScanNode(scan, node);
   const bool isText = type == CMarkup::NODE_TEXT && scanned == CMarkup::NODE_WHITESPACE;
-  if ((scanned != type && !isText) || node.length != token.length) return {};
+  if ((scanned != type && !isText) || node.length != scan.length) return {};
   return markup;
 }
 
@@ -82,13 +82,14 @@ std::wstring EncodeValue(MCD_CSTR value, int flags) {
 /// if the tag name or an unquoted value contains an equals sign followed by a quote; an edit could
 /// then end the tag elsewhere.
 bool ReadsAsParsed(const Document& document, int tag, int end) {
+  const wchar_t* const text = document.text.data();
   AttributeCursor cursor(document.text, tag + 1);
   Attribute attribute;
   for (int at = tag + 2; at < end; ++at) {
-    if (!IsQuote(document.At(at)) || !OpensValue(document.text.data(), tag, at)) continue;
+    if (!IsQuote(text[at]) || !OpensValue(text + tag, text + at)) continue;
     do {
       if (!cursor.Next(&attribute)) return false;
-    } while (!attribute.hasValue || !IsQuote(document.At(attribute.valueStart - 1)));
+    } while (!attribute.hasValue || !IsQuote(text[attribute.valueStart - 1]));
     if (attribute.valueStart != at + 1) return false;
     at = attribute.ValueEnd();
   }
@@ -145,7 +146,7 @@ void Editor::Reparse() {
   document_.Index();
   document_.result = std::move(result);
 
-  // The records of a new index are in document order.
+  // The entries of a new index are in document order.
   const auto recordAt = [this](int start) {
     int low = 1;
     int high = document_.elements.Count();
@@ -175,9 +176,9 @@ void Editor::Reparse() {
   for (const auto& [target, starts] : saved) *target = restore(starts);
 }
 
-/// Removes the saved positions whose records were released.
+/// Removes the saved positions whose entries were released.
 void Editor::DropReleasedPositions() {
-  const auto isDeleted = [this](int i) { return document_[i].Has(ELEM_DELETED); };
+  const auto isDeleted = [this](int i) { return document_[i].Has(kElementDeleted); };
   saved_.RemoveIf([&](const SavedPositions::Entry& saved) {
     return isDeleted(saved.parent) || isDeleted(saved.main) || isDeleted(saved.child);
   });
@@ -187,16 +188,16 @@ void Editor::DropReleasedPositions() {
 
 /// The offset of the `/` or `>` that closes the start tag.
 int Editor::TagClose(int element) const {
-  const ElemPos& record = document_[element];
-  return record.ContentStart() - (record.Has(ELEM_EMPTY) ? 2 : 1);
+  const ElementEntry& entry = document_[element];
+  return entry.ContentStart() - (entry.Has(kElementEmpty) ? 2 : 1);
 }
 
 /// Whether the element's own tags and content may change.
 bool Editor::CanEdit(int element) const {
   if (element == 0 || IsReading()) return false;
-  const ElemPos& record = document_[element];
-  return record.StartTagLength() > 2 && !record.IsStartTagCut() &&
-         document_.At(record.ContentStart() - 1) == L'>';
+  const ElementEntry& entry = document_[element];
+  return entry.StartTagLength() > 2 && !entry.IsStartTagCut() &&
+         document_.At(entry.ContentStart() - 1) == L'>';
 }
 
 /// Whether markup may be added. Writes what is complete to an open file if memory holds too much.
@@ -230,14 +231,14 @@ bool Editor::FindPlace(int flags, InsertPlace* place) const {
 }
 
 void Editor::PlaceAtCurrent(int current, bool inserts, InsertPlace* place) const {
-  const ElemPos& element = document_[current];
+  const ElementEntry& element = document_[current];
   place->before = inserts ? element.Before() : current;
   place->offset = inserts ? element.start : element.End();
 }
 
 /// Without a current element, markup goes to the end of the parent, or to its start.
 bool Editor::PlaceInParent(bool inserts, InsertPlace* place) const {
-  const ElemPos& parent = document_[place->parent];
+  const ElementEntry& parent = document_[place->parent];
   if (!inserts && parent.child != 0) place->before = document_[parent.child].previous;
   if (place->parent == 0) {
     place->offset = inserts ? 0 : document_.Size();
@@ -253,8 +254,8 @@ bool Editor::PlaceInParent(bool inserts, InsertPlace* place) const {
 /// Gives an element that is its start tag alone a content and an end tag. Slashes before the `>`
 /// are removed; a space before them stays.
 void Editor::OpenTag(int element, std::wstring_view content) {
-  ElemPos& record = document_[element];
-  const int tagEnd = record.ContentStart();
+  ElementEntry& entry = document_[element];
+  const int tagEnd = entry.ContentStart();
   const std::wstring name(document_.TagName(element));
   int close = tagEnd - 1;
   while (document_.At(close - 1) == L'/') --close;
@@ -263,14 +264,14 @@ void Editor::OpenTag(int element, std::wstring_view content) {
   markup += L"</" + name + L">";
   const int oldSize = document_.Size();
   document_.Replace(close, tagEnd - close, markup);
-  record.SetTagLengths(close + 1 - record.start, static_cast<int>(name.size()) + 3);
-  record.length = close + static_cast<int>(markup.size()) - record.start;
-  record.levelFlags &= ~(ELEM_EMPTY | ELEM_UNENDED);
+  entry.SetTagLengths(close + 1 - entry.start, static_cast<int>(name.size()) + 3);
+  entry.length = close + static_cast<int>(markup.size()) - entry.start;
+  entry.levelFlags &= ~(kElementEmpty | kElementUnended);
   document_.Shift(element, document_.Size() - oldSize, true);
 }
 
 /// Inserts markup and its line break, and opens the parent if necessary. Returns the offset of the
-/// markup. If the parent is opened, the records after it are shifted; otherwise the caller does
+/// markup. If the parent is opened, the entries after it are shifted; otherwise the caller does
 /// that.
 int Editor::Insert(const InsertPlace& place, std::wstring_view markup, int flags) {
   const std::wstring_view lineBreak = (flags & CMarkup::ADD_NOLINES) == 0 ? kLineBreak : L"";
@@ -285,7 +286,7 @@ int Editor::Insert(const InsertPlace& place, std::wstring_view markup, int flags
   return place.offset;
 }
 
-/// Links a new element, shifts the records after it and makes it the current one.
+/// Links a new element, shifts the entries after it and makes it the current one.
 void Editor::IndexNew(const InsertPlace& place, int element, int shift, int flags) {
   document_.Link(place.parent, place.before, element);
   if (!place.opensParent) document_.Shift(element, shift, true);
@@ -321,15 +322,15 @@ bool Editor::AddElement(std::wstring_view name, MCD_CSTR value, int flags) {
   const int oldSize = document_.Size();
   const int offset = Insert(place, markup, flags);
   const int added = document_.elements.Add();
-  ElemPos& element = document_[added];
-  element = ElemPos{};
+  ElementEntry& element = document_[added];
+  element = ElementEntry{};
   element.start = offset;
   element.length = static_cast<int>(markup.size());
   element.SetTagLengths(startTagLength, endTagLength);
   element.levelFlags = document_.LevelBelow(place.parent);
-  if (isEmptyTag) element.levelFlags |= ELEM_EMPTY;
+  if (isEmptyTag) element.levelFlags |= kElementEmpty;
   if (noEnd) {
-    element.levelFlags |= ELEM_UNENDED;
+    element.levelFlags |= kElementUnended;
     document_.SetIllFormed();
   }
   IndexNew(place, added, document_.Size() - oldSize, flags);
@@ -345,7 +346,7 @@ bool Editor::AddSubDocument(std::wstring_view markup, int flags) {
   InsertPlace place;
   if (!FindPlace(flags, &place)) return false;
 
-  const ElemPos& root = subDocument[subDocument[0].child];
+  const ElementEntry& root = subDocument[subDocument[0].child];
   const int oldSize = document_.Size();
   const int offset = Insert(place, subDocument.Range(root.start, root.End()), flags);
   const int added = document_.IndexRange(place.parent, offset, offset + root.length);
@@ -354,9 +355,9 @@ bool Editor::AddSubDocument(std::wstring_view markup, int flags) {
 }
 
 void Editor::Remove(int element) {
-  const ElemPos& record = document_[element];
-  const int start = record.start;
-  const int cut = record.length + LineBreakLength(document_, record.End());
+  const ElementEntry& entry = document_[element];
+  const int start = entry.start;
+  const int cut = entry.length + LineBreakLength(document_, entry.End());
   document_.Shift(element, -cut, true);
   document_.Unlink(element);
   document_.ReleaseTree(element);
@@ -384,18 +385,18 @@ bool Editor::RemoveChild() {
 
 // --- Content ---
 
-/// Replaces the markup between the tags of an element and releases the records of its children.
+/// Replaces the markup between the tags of an element and releases the entries of its children.
 void Editor::ReplaceContent(int element, std::wstring_view content) {
   document_.ReleaseChildren(element);
   if (document_[element].IsTagOnly()) {
     if (!content.empty()) OpenTag(element, content);
   } else {
-    ElemPos& record = document_[element];
-    const int start = record.ContentStart();
+    ElementEntry& entry = document_[element];
+    const int start = entry.ContentStart();
     const int end = document_.ContentEnd(element);
     const int shift = static_cast<int>(content.size()) - (end - start);
     document_.Replace(start, end - start, content);
-    record.length += shift;
+    entry.length += shift;
     document_.Shift(element, shift, true);
   }
   DropReleasedPositions();
@@ -466,9 +467,9 @@ void Editor::ChangeTag(bool ofChild, int offset, int cut, std::wstring_view repl
     document_.ShiftAfterNode(cursor_.Parent(), cursor_.Main(), shift);
   } else {
     const int element = ofChild ? cursor_.Child() : cursor_.Main();
-    ElemPos& record = document_[element];
-    record.SetStartTagLength(record.StartTagLength() + shift);
-    record.length += shift;
+    ElementEntry& entry = document_[element];
+    entry.SetStartTagLength(entry.StartTagLength() + shift);
+    entry.length += shift;
     document_.Shift(element, shift, false);
   }
   FinishEdit();

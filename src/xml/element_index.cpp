@@ -8,7 +8,9 @@
 namespace orv {
 namespace {
 
-std::size_t ByteSize(int records) { return static_cast<std::size_t>(records) * sizeof(ElemPos); }
+std::size_t ByteSize(int entries) {
+  return static_cast<std::size_t>(entries) * sizeof(ElementEntry);
+}
 
 }  // namespace
 
@@ -20,12 +22,12 @@ void ElementIndex::Reset(int capacity) {
   (*this)[0] = {};
 }
 
-int ElementIndex::Release(int record) {
-  ElemPos& element = (*this)[record];
+int ElementIndex::Release(int entry) {
+  ElementEntry& element = (*this)[entry];
   const int next = element.next;
   element.next = deleted_;
-  element.levelFlags = ELEM_DELETED;
-  deleted_ = record;
+  element.levelFlags = kElementDeleted;
+  deleted_ = entry;
   return next;
 }
 
@@ -42,12 +44,12 @@ void ElementIndex::Grow(int capacity) {
   // Full segments have their final size; only the last one and the new one are allocated.
   for (int s = lastSegment; s <= neededSegment; ++s) {
     const int first = s << kSegmentBits;
-    const int records = std::min(capacity - first, kSegmentRecords);
-    const int used = std::clamp(capacity_ - first, 0, kSegmentRecords);
-    if (used == records) continue;
-    Segment segment(static_cast<ElemPos*>(std::malloc(ByteSize(records))));
+    const int entries = std::min(capacity - first, kSegmentEntries);
+    const int used = std::clamp(capacity_ - first, 0, kSegmentEntries);
+    if (used == entries) continue;
+    Segment segment(static_cast<ElementEntry*>(std::malloc(ByteSize(entries))));
     if (segment == nullptr) throw std::bad_alloc();
-    if (records == kSegmentRecords) PopulatePages(segment.get(), ByteSize(records));
+    if (entries == kSegmentEntries) PopulatePages(segment.get(), ByteSize(entries));
     if (used > 0) std::memcpy(segment.get(), SegmentAt(s).get(), ByteSize(used));
     SegmentAt(s) = std::move(segment);
   }
@@ -60,11 +62,11 @@ void ElementIndex::Trim() {
   const int last = (kept - 1) >> kSegmentBits;
   for (int s = (capacity_ - 1) >> kSegmentBits; s > last; --s) SegmentAt(s) = nullptr;
   Segment& segment = SegmentAt(last);
-  const int records = kept - (last << kSegmentBits);
-  void* const smaller = std::realloc(segment.get(), ByteSize(records));
+  const int entries = kept - (last << kSegmentBits);
+  void* const smaller = std::realloc(segment.get(), ByteSize(entries));
   if (smaller != nullptr) {
     static_cast<void>(segment.release());
-    segment.reset(static_cast<ElemPos*>(smaller));
+    segment.reset(static_cast<ElementEntry*>(smaller));
   }
   capacity_ = kept;
 }
@@ -73,9 +75,9 @@ void ElementIndex::Assign(const ElementIndex& other) {
   Clear();
   const int capacity = std::max(other.count_, 8);
   while (capacity_ < capacity) Grow(capacity);
-  for (int first = 0; first < other.count_; first += kSegmentRecords) {
-    const int records = std::min(other.count_ - first, kSegmentRecords);
-    std::memcpy(&(*this)[first], &other[first], ByteSize(records));
+  for (int first = 0; first < other.count_; first += kSegmentEntries) {
+    const int entries = std::min(other.count_ - first, kSegmentEntries);
+    std::memcpy(&(*this)[first], &other[first], ByteSize(entries));
   }
   count_ = other.count_;
   deleted_ = other.deleted_;

@@ -10,25 +10,25 @@
 namespace orv {
 
 class TrailingCopy;
-struct TokenPos;
+struct ScanCursor;
 
-/// Flag bits of an element's record, above the level in the same word.
-enum ElemFlags : std::uint32_t {
-  ELEM_EMPTY = 0x10000,       ///< the start tag ended with `/>`
-  ELEM_DELETED = 0x20000,     ///< released: the record is on the chain of deleted records
-  ELEM_FIRST = 0x80000,       ///< the first child of its parent
-  ELEM_UNENDED = 0x100000,    ///< no end tag: the element is its start tag alone
-  ELEM_ILLDATA = 0x200000,    ///< a lone end tag or a syntax error is in the content
-  ELEM_ILLFORMED = 0x800000,  ///< on the record that a parse ran under: it found an error
+/// Flag bits of an element's entry, above the level in the same word.
+enum ElementFlags : std::uint32_t {
+  kElementEmpty = 0x10000,       ///< the start tag ended with `/>`
+  kElementDeleted = 0x20000,     ///< released: the entry is on the chain of deleted entries
+  kElementFirst = 0x80000,       ///< the first child of its parent
+  kElementUnended = 0x100000,    ///< no end tag: the element is its start tag alone
+  kElementIllData = 0x200000,    ///< a lone end tag or a syntax error is in the content
+  kElementIllFormed = 0x800000,  ///< on the entry that a parse ran under: it found an error
 };
 
 /// The start tag length of an open element whose start tag is already written to a file; no real
 /// tag is that short.
 inline constexpr int kWrittenTag = 1;
 
-/// The record of an element: its range in the text and its links to other records, where 0 means
-/// none. Offsets and record numbers are `int`, because a document has fewer than 2^31 code units.
-struct ElemPos {
+/// The entry of an element: its range in the text and its links to other entries, where 0 means
+/// none. Offsets and entry numbers are `int`, because a document has fewer than 2^31 code units.
+struct ElementEntry {
   static constexpr std::uint32_t kLevelMask = 0xFFFF;
   static constexpr int kStartTagBits = 22;
   static constexpr int kMaxStartTag = (1 << kStartTagBits) - 1;
@@ -36,13 +36,13 @@ struct ElemPos {
   int start;                 ///< offset of the start tag's `<`
   int length;                ///< up to the end of the end tag, or of the start tag if there is none
   std::uint32_t tagLengths;  ///< low 22 bits the start tag's length, high 10 the end tag's
-  std::uint32_t levelFlags;  ///< low 16 bits the level, above them `ElemFlags`
+  std::uint32_t levelFlags;  ///< low 16 bits the level, above them `ElementFlags`
   int parent;
   int child;     ///< the first child
   int next;      ///< the next sibling
   int previous;  ///< the previous sibling; of a first child, the last sibling
 
-  bool Has(ElemFlags flag) const { return (levelFlags & flag) != 0; }
+  bool Has(ElementFlags flag) const { return (levelFlags & flag) != 0; }
   std::uint32_t Level() const { return levelFlags & kLevelMask; }
   int StartTagLength() const { return static_cast<int>(tagLengths & kMaxStartTag); }
   int EndTagLength() const { return static_cast<int>(tagLengths >> kStartTagBits); }
@@ -63,44 +63,44 @@ struct ElemPos {
   /// Whether the element has no content because it is its start tag alone, or no known content.
   bool IsTagOnly() const { return StartTagLength() == length || IsStartTagCut(); }
   /// The previous sibling; 0 for a first child.
-  int Before() const { return Has(ELEM_FIRST) ? 0 : previous; }
+  int Before() const { return Has(kElementFirst) ? 0 : previous; }
 };
 
-static_assert(sizeof(ElemPos) == 32);
+static_assert(sizeof(ElementEntry) == 32);
 
-/// The records of a document's elements, in segments of 65,536. Record 0 belongs to the document
-/// itself. Records never move between segments: a record number stays valid while the index grows,
+/// The entries of a document's elements, in segments of 65,536. Entry 0 belongs to the document
+/// itself. Entries never move between segments: an entry number stays valid while the index grows,
 /// but a reference does not.
 class ElementIndex {
  public:
   static constexpr int kSegmentBits = 16;
-  static constexpr int kSegmentRecords = 1 << kSegmentBits;
+  static constexpr int kSegmentEntries = 1 << kSegmentBits;
 
-  ElemPos& operator[](int record) const {
-    return segments_[static_cast<unsigned>(record) >> kSegmentBits].get()[record & kSlotMask];
+  ElementEntry& operator[](int entry) const {
+    return segments_[static_cast<unsigned>(entry) >> kSegmentBits].get()[entry & kSlotMask];
   }
 
-  /// The number of records in use, record 0 and released records included.
+  /// The number of entries in use, entry 0 and released entries included.
   int Count() const { return count_; }
-  /// The number of records that memory is allocated for.
+  /// The number of entries that memory is allocated for.
   int Capacity() const { return capacity_; }
 
-  /// Drops all records but record 0, which is cleared, and allocates at least `capacity`.
+  /// Drops all entries but entry 0, which is cleared, and allocates at least `capacity`.
   void Reset(int capacity);
 
-  /// Drops the records from `count` on; their memory is kept.
+  /// Drops the entries from `count` on; their memory is kept.
   void Truncate(int count) { count_ = count; }
 
-  /// Returns the next unused record; its content is undefined.
+  /// Returns the next unused entry; its content is undefined.
   int Add() {
     if (count_ >= capacity_) Grow(capacity_ + capacity_ / 2 + 1);
     return count_++;
   }
 
-  /// Puts a record on the chain of deleted ones and returns what was its next sibling.
-  int Release(int record);
+  /// Puts an entry on the chain of deleted ones and returns what was its next sibling.
+  int Release(int entry);
 
-  /// Allocates at least `capacity` records, but starts at most one new segment: a larger request is
+  /// Allocates at least `capacity` entries, but starts at most one new segment: a larger request is
   /// cut at the end of that segment.
   void Grow(int capacity);
 
@@ -110,30 +110,30 @@ class ElementIndex {
   /// Makes this a copy of another index.
   void Assign(const ElementIndex& other);
 
-  /// Frees every record.
+  /// Frees every entry.
   void Clear();
 
  private:
-  static constexpr int kSlotMask = kSegmentRecords - 1;
+  static constexpr int kSlotMask = kSegmentEntries - 1;
 
-  struct FreeRecords {
-    void operator()(ElemPos* records) const { std::free(records); }
+  struct FreeEntries {
+    void operator()(ElementEntry* entries) const { std::free(entries); }
   };
-  using Segment = std::unique_ptr<ElemPos, FreeRecords>;
+  using Segment = std::unique_ptr<ElementEntry, FreeEntries>;
 
   Segment& SegmentAt(int number) { return segments_.data()[number]; }
 
   std::vector<Segment> segments_;
   int capacity_ = 0;
   int count_ = 1;
-  int deleted_ = 0;  ///< the head of the chain of deleted records
+  int deleted_ = 0;  ///< the head of the chain of deleted entries
 };
 
-/// Adds the records of the elements of one text, from the token's offset to its end, as children of
-/// the record `base`, which has none. Errors go to `result`. Returns the first element, 0 for none.
+/// Adds the entries of the elements of one text, from the cursor's place to its end, as children of
+/// the entry `base`, which has none. Errors go to `result`. Returns the first element, 0 for none.
 /// Takes time linear in the text, whatever it contains. `copy`, which may be null, is a copy of
 /// this text and advances with the parse.
-int IndexElements(ElementIndex& elements, int base, const TokenPos& token, std::wstring& result,
+int IndexElements(ElementIndex& elements, int base, const ScanCursor& scan, std::wstring& result,
                   TrailingCopy* copy = nullptr);
 
 }  // namespace orv

@@ -20,13 +20,13 @@ bool EndsOpenName(wchar_t unit) { return EndsTagName(unit) || EndsPathName(unit)
 /// Builds the index in one pass. The chain of parents is the stack of open elements.
 class ElementIndexer {
  public:
-  ElementIndexer(ElementIndex& elements, int base, const TokenPos& token, std::wstring& result)
+  ElementIndexer(ElementIndex& elements, int base, const ScanCursor& scan, std::wstring& result)
       : elements_(elements),
         base_(base),
         parent_(base),
-        token_(token),
-        text_(token.text),
-        ignoreCase_((token.flags & CMarkup::DOC_IGNORECASE) != 0),
+        scan_(scan),
+        text_(scan.text),
+        ignoreCase_((scan.flags & CMarkup::DOC_IGNORECASE) != 0),
         baseLevel_(elements[base].Level()),
         result_(result) {}
 
@@ -40,11 +40,11 @@ class ElementIndexer {
   int FindOpen(std::wstring_view name);
   void CloseElement(int end, int endTagLength);
   void CloseUnended(int until, int expectedAt);
-  void LinkLastChild(const ElemPos& parent);
-  void AddError(const NodePos& node);
+  void LinkLastChild(const ElementEntry& parent);
+  void AddError(const ScannedNode& node);
 
   std::wstring_view TagName(int start) const {
-    return TagNameAt(token_.Text(), static_cast<std::size_t>(start + 1));
+    return TagNameAt(scan_.Text(), static_cast<std::size_t>(start + 1));
   }
   std::wstring_view OpenName(int element) const { return TagName(elements_[element].start); }
 
@@ -54,7 +54,7 @@ class ElementIndexer {
   int lastChild_ = 0;  ///< of the parent
   std::uint32_t depth_ = 0;
   int firstElement_ = 0;
-  TokenPos token_;
+  ScanCursor scan_;
   const wchar_t* const text_;
   const bool ignoreCase_;
   const std::uint32_t baseLevel_;
@@ -63,11 +63,11 @@ class ElementIndexer {
 };
 
 int ElementIndexer::Run(TrailingCopy* copy) {
-  const int length = token_.length;
+  const int length = scan_.length;
   DelimiterBatches batches(text_, length, copy);
-  batches.SkipTo(token_.next);
+  batches.SkipTo(scan_.next);
   DelimiterCursor delimiters(batches);
-  NodePos node;
+  ScannedNode node;
   for (;;) {
     const int tag = delimiters.Next();
     if (tag == length) break;
@@ -85,9 +85,9 @@ int ElementIndexer::Run(TrailingCopy* copy) {
     }
     if (end != length) continue;
     // Comments, other rare nodes and syntax errors.
-    token_.next = tag;
-    if (ScanNode(token_, node) == kScanError) AddError(node);
-    delimiters.SkipTo(token_.next);
+    scan_.next = tag;
+    if (ScanNode(scan_, node) == kScanError) AddError(node);
+    delimiters.SkipTo(scan_.next);
   }
   CloseUnended(base_, length);
   LinkLastChild(elements_[base_]);
@@ -96,11 +96,11 @@ int ElementIndexer::Run(TrailingCopy* copy) {
 
 /// The offset of the `>` of the start tag at `tag`; the text's length when it has none.
 int ElementIndexer::NextTagEnd(int tag, DelimiterCursor& delimiters) const {
-  const int length = token_.length;
+  const int length = scan_.length;
   for (;;) {
     const int found = delimiters.Next();
     if (found == length || text_[found] == L'>') return found;
-    if (text_[found] == L'<' || !OpensValue(text_, tag, found)) continue;
+    if (text_[found] == L'<' || !OpensValue(text_ + tag, text_ + found)) continue;
     int close;
     do {
       close = delimiters.Next();
@@ -113,13 +113,13 @@ void ElementIndexer::OpenElement(int start, int length) {
   const int index = elements_.Add();
   const bool isFirst = lastChild_ == 0;
   const bool isEmpty = text_[start + length - 2] == L'/';
-  ElemPos& element = elements_[index];
+  ElementEntry& element = elements_[index];
   element.start = start;
   element.length = length;
   element.SetTagLengths(length, 0);
-  element.levelFlags = (baseLevel_ + depth_) & ElemPos::kLevelMask;
-  if (isFirst) element.levelFlags |= ELEM_FIRST;
-  if (isEmpty) element.levelFlags |= ELEM_EMPTY;
+  element.levelFlags = (baseLevel_ + depth_) & ElementEntry::kLevelMask;
+  if (isFirst) element.levelFlags |= kElementFirst;
+  if (isEmpty) element.levelFlags |= kElementEmpty;
   element.parent = parent_;
   element.child = 0;
   element.next = 0;
@@ -141,7 +141,7 @@ void ElementIndexer::OpenElement(int start, int length) {
 }
 
 /// Links the first child to the last one, once all children are known.
-void ElementIndexer::LinkLastChild(const ElemPos& parent) {
+void ElementIndexer::LinkLastChild(const ElementEntry& parent) {
   if (parent.child != 0) elements_[parent.child].previous = lastChild_;
 }
 
@@ -161,15 +161,15 @@ void ElementIndexer::MismatchedEndTag(int start, int length) {
   const std::wstring_view name = TagName(start + 1);
   const int match = FindOpen(name);
   if (match < 0) {
-    elements_[base_].levelFlags |= ELEM_ILLFORMED;
-    elements_[parent_].levelFlags |= ELEM_ILLDATA;
+    elements_[base_].levelFlags |= kElementIllFormed;
+    elements_[parent_].levelFlags |= kElementIllData;
     if (!IsResultFull(result_)) {
       AddResult(result_, L"lone_end_tag", std::wstring(name).c_str(), 0, start);
     }
     return;
   }
   if (match != parent_) {
-    elements_[base_].levelFlags |= ELEM_ILLFORMED;
+    elements_[base_].levelFlags |= kElementIllFormed;
     CloseUnended(match, start + 1);
   }
   CloseElement(start + length, length);
@@ -200,7 +200,7 @@ int ElementIndexer::FindOpen(std::wstring_view name) {
 
 /// Closes the innermost open element with the end tag that ends at `end`.
 void ElementIndexer::CloseElement(int end, int endTagLength) {
-  ElemPos& element = elements_[parent_];
+  ElementEntry& element = elements_[parent_];
   if (openNames_) openNames_->Remove(OpenName(parent_));
   element.length = end - element.start;
   element.SetEndTagLength(endTagLength);
@@ -218,11 +218,11 @@ void ElementIndexer::CloseUnended(int until, int expectedAt) {
   if (lastChild_ == 0) lastChild_ = parent_;
   bool illData = false;
   for (int closing = parent_; closing != until; --depth_) {
-    ElemPos& element = elements_[closing];
+    ElementEntry& element = elements_[closing];
     if (openNames_) openNames_->Remove(OpenName(closing));
     if (element.child != 0) {
-      ElemPos& first = elements_[element.child];
-      first.levelFlags &= ~ELEM_FIRST;
+      ElementEntry& first = elements_[element.child];
+      first.levelFlags &= ~kElementFirst;
       first.previous = closing;
       // The last child is the element closed before this one. The children moved then follow it.
       for (int child = element.child; child != 0 && elements_[child].parent == closing;
@@ -232,30 +232,30 @@ void ElementIndexer::CloseUnended(int until, int expectedAt) {
       element.next = element.child;
       element.child = 0;
     }
-    illData |= element.Has(ELEM_ILLDATA);
-    element.levelFlags = (element.levelFlags & ~ELEM_ILLDATA) | ELEM_UNENDED;
+    illData |= element.Has(kElementIllData);
+    element.levelFlags = (element.levelFlags & ~kElementIllData) | kElementUnended;
     if (!IsResultFull(result_)) {
       AddResult(result_, L"unended_start_tag", std::wstring(OpenName(closing)).c_str(), 0,
                 element.start, expectedAt);
     }
     closing = element.parent;
   }
-  if (illData) elements_[until].levelFlags |= ELEM_ILLDATA;
-  elements_[base_].levelFlags |= ELEM_ILLFORMED;
+  if (illData) elements_[until].levelFlags |= kElementIllData;
+  elements_[base_].levelFlags |= kElementIllFormed;
   parent_ = until;
 }
 
-void ElementIndexer::AddError(const NodePos& node) {
-  elements_[base_].levelFlags |= ELEM_ILLFORMED;
-  elements_[parent_].levelFlags |= ELEM_ILLDATA;
+void ElementIndexer::AddError(const ScannedNode& node) {
+  elements_[base_].levelFlags |= kElementIllFormed;
+  elements_[parent_].levelFlags |= kElementIllData;
   if (!IsResultFull(result_)) result_ += node.result;
 }
 
 }  // namespace
 
-int IndexElements(ElementIndex& elements, int base, const TokenPos& token, std::wstring& result,
+int IndexElements(ElementIndex& elements, int base, const ScanCursor& scan, std::wstring& result,
                   TrailingCopy* copy) {
-  return ElementIndexer(elements, base, token, result).Run(copy);
+  return ElementIndexer(elements, base, scan, result).Run(copy);
 }
 
 }  // namespace orv

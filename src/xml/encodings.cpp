@@ -33,11 +33,11 @@ std::wstring AttributeOf(std::wstring_view tag, std::wstring_view name) {
 
 /// The encoding that an HTML document declares in its head. Tags are read in sequence without
 /// matching them, because HTML often omits end tags.
-std::wstring HtmlEncoding(std::wstring_view text, TokenPos token) {
-  NodePos node;
+std::wstring HtmlEncoding(std::wstring_view text, ScanCursor scan) {
+  ScannedNode node;
   bool isInHead = false;
   for (;;) {
-    const int type = ScanNode(token, node);
+    const int type = ScanNode(scan, node);
     const std::wstring_view tag = node.In(text);
     if (type == kScanEnd) return {};
     if (type == kScanEndTag && SameName(TagNameAt(tag, 2), L"head", true)) return {};
@@ -69,10 +69,10 @@ int EncodingCodePage(std::wstring_view name) {
 std::wstring DeclaredEncoding(std::wstring_view text) {
   if (text.starts_with(L'\uFEFF')) text.remove_prefix(1);
   constexpr std::size_t kMaxUnits = 1 << 30;
-  TokenPos token = TokenPos::Of(text.substr(0, kMaxUnits));
-  NodePos node;
+  ScanCursor scan = ScanCursor::Of(text.substr(0, kMaxUnits));
+  ScannedNode node;
   for (;;) {
-    const int type = ScanNode(token, node);
+    const int type = ScanNode(scan, node);
     const std::wstring_view markup = node.In(text);
     if (type == CMarkup::NODE_PROCESSING_INSTRUCTION && TagNameAt(markup, 2) == L"xml") {
       Attribute encoding;
@@ -82,7 +82,7 @@ std::wstring DeclaredEncoding(std::wstring_view text) {
     }
     if (type == CMarkup::NODE_ELEMENT) {
       const bool isHtml = SameName(TagNameAt(markup, 1), L"html", true);
-      return isHtml ? HtmlEncoding(text, token) : std::wstring();
+      return isHtml ? HtmlEncoding(text, scan) : std::wstring();
     }
     if (type < CMarkup::NODE_ELEMENT) return {};
   }

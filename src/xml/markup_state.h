@@ -13,8 +13,7 @@ namespace orv {
 
 /// The implementation of `CMarkup`: a document, its current place, its saved positions, and the
 /// reader or writer of an open file.
-class MarkupState {
- public:
+struct MarkupState {
   MarkupState() { Clear(); }
 
   static MarkupState& Of(const CMarkup& markup) { return *markup.m_pState; }
@@ -27,6 +26,7 @@ class MarkupState {
   bool TakeText(std::wstring&& text);
   /// Resets all positions, indexes the text and returns whether it is well formed.
   bool Parse();
+  void ResetPositions();
   void SetFlags(int flags);
 
   bool FindElement(const wchar_t* path);
@@ -52,9 +52,6 @@ class MarkupState {
   SavedPositions saved;
   std::unique_ptr<DocumentReader> reader;
   std::unique_ptr<DocumentWriter> writer;
-
- private:
-  void ResetPositions();
 };
 
 /// The current place of a document. The reference is valid as long as the document, and follows its

@@ -13,7 +13,7 @@ enum ResultFlags : int {
   kResultNumber = 4,
   kResultEncoding = 8,
   kResultLength = 16,
-  kResultMessage = 64,
+  kResultMessage = 32,
 };
 
 /// Adds an entry to a result record, unless that is full. The value, if not null, becomes the

@@ -13,12 +13,12 @@ namespace {
 /// Scans one node.
 class NodeScanner {
  public:
-  NodeScanner(const TokenPos& token, NodePos& node)
-      : text_(token.Text()),
-        start_(static_cast<std::size_t>(token.next)),
-        passed_(token.passed),
+  NodeScanner(const ScanCursor& scan, ScannedNode& node)
+      : text_(scan.Text()),
+        start_(static_cast<std::size_t>(scan.next)),
+        passed_(scan.passed),
         node_(node) {
-    node_.start = token.next;
+    node_.start = scan.next;
     node_.isEmptyElement = false;
     node_.hitEnd = false;
     node_.result.clear();
@@ -95,8 +95,7 @@ class NodeScanner {
         node_.isEmptyElement = text_[i - 1] == L'/';
         return EndAt(CMarkup::NODE_ELEMENT, i + 1);
       }
-      if (IsQuote(unit) &&
-          OpensValue(text_.data(), static_cast<int>(start_), static_cast<int>(i))) {
+      if (IsQuote(unit) && OpensValue(text_.data() + start_, text_.data() + i)) {
         i = text_.find(unit, i + 1);
         if (i == npos) break;
       }
@@ -174,15 +173,15 @@ class NodeScanner {
   std::wstring_view text_;
   std::size_t start_;
   int passed_;
-  NodePos& node_;
+  ScannedNode& node_;
 };
 
 }  // namespace
 
-int ScanNode(TokenPos& token, NodePos& node) {
-  NodeScanner scanner(token, node);
+int ScanNode(ScanCursor& scan, ScannedNode& node) {
+  NodeScanner scanner(scan, node);
   scanner.Scan();
-  token.next = node.start + node.length;
+  scan.next = node.start + node.length;
   return node.type;
 }
 

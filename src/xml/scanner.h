@@ -17,7 +17,7 @@ enum ScanResult : int {
 };
 
 /// The scanner's cursor over a text.
-struct TokenPos {
+struct ScanCursor {
   int next = 0;  ///< where the next node begins
   const wchar_t* text = nullptr;
   int flags = 0;   ///< the document's flags
@@ -25,14 +25,14 @@ struct TokenPos {
   int passed = 0;  ///< code units of a file before the text, added to offsets in result entries
 
   /// A cursor at the start of a text.
-  static TokenPos Of(std::wstring_view text) {
+  static ScanCursor Of(std::wstring_view text) {
     return {.text = text.data(), .length = static_cast<int>(text.size())};
   }
   std::wstring_view Text() const { return {text, text + length}; }
 };
 
-/// A node.
-struct NodePos {
+/// A node that the scanner found.
+struct ScannedNode {
   int type = 0;  ///< a node type of `CMarkup`, or a `ScanResult`
   int start = 0;
   int length = 0;
@@ -46,19 +46,19 @@ struct NodePos {
   }
 };
 
-/// Scans the node at `token.next`, moves the cursor past it and returns its type. Takes time linear
+/// Scans the node at `scan.next`, moves the cursor past it and returns its type. Takes time linear
 /// in the node.
-int ScanNode(TokenPos& token, NodePos& node);
+int ScanNode(ScanCursor& scan, ScannedNode& node);
 
 /// The data of a node as written: without the delimiters of a comment or CDATA section.
 std::wstring_view NodeData(int type, std::wstring_view markup);
 
-/// Whether the quote at offset `quote` opens a value in the tag at `tag`: only a quote after an
-/// equals sign does.
-inline bool OpensValue(const wchar_t* text, int tag, int quote) {
-  int before = quote - 1;
-  while (before > tag && IsWhiteSpace(text[before])) --before;
-  return text[before] == L'=';
+/// Whether a quote opens a value in the tag that begins at `tag`: only one after an equals sign
+/// does.
+inline bool OpensValue(const wchar_t* tag, const wchar_t* quote) {
+  const wchar_t* before = quote - 1;
+  while (before > tag && IsWhiteSpace(*before)) --before;
+  return *before == L'=';
 }
 
 }  // namespace orv

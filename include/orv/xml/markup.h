@@ -19,7 +19,7 @@
 ///     doc.Save(L"list.xml");
 
 namespace orv {
-class MarkupState;
+struct MarkupState;
 }  // namespace orv
 
 /// A text argument: a pointer to zero-terminated wide text that the caller owns and that outlives
@@ -417,7 +417,7 @@ class ORV_EXPORT CMarkup {
   bool Close();
 
  private:
-  friend class orv::MarkupState;
+  friend struct orv::MarkupState;
 
   std::unique_ptr<orv::MarkupState> m_pState;
 };
