@@ -13,14 +13,13 @@
 namespace orv {
 namespace {
 
-/// What may follow a lead byte: the number of continuation bytes, and the range of the first one,
-/// which excludes overlong forms, surrogates and code points above U+10FFFF (the Unicode Standard,
-/// table 3-7). Length 0 marks a byte that is not a lead byte.
+/// What may follow the lead bytes of a range. The limits of the first continuation byte exclude
+/// overlong forms, surrogates and code points above U+10FFFF (the Unicode Standard, table 3-7).
 struct Lead {
-  std::uint8_t first;
+  std::uint8_t first;  ///< the first lead byte of the range
   std::uint8_t last;
-  std::uint8_t length;
-  std::uint8_t low;
+  std::uint8_t length;  ///< continuation bytes; 0 for a byte that is not a lead byte
+  std::uint8_t low;     ///< the limits of the first continuation byte
   std::uint8_t high;
 };
 constexpr Lead kLeads[] = {
@@ -37,22 +36,31 @@ constexpr auto kLeadOf = [] {
 }();
 
 // Text is converted into a buffer that stays in the processor's cache and appended in runs, so no
-// code unit of the result is written past its end or zeroed first.
+// code unit of the result is written past its end or zeroed first. A run is full before the end of
+// the buffer, so that a step needs no check of its own.
 
-/// Code units of a run, and the headroom that block conversions may write into.
-constexpr std::size_t kRun = 4096;
+constexpr std::size_t kRunBuffer = 4096;
+/// The part of the buffer after a full run. No step writes more.
 constexpr std::size_t kRoom = 100;
 
+/// Units that are checked and copied at once.
 constexpr std::ptrdiff_t kAsciiBlock = 32;
+/// Units that are encoded one by one before the next check for a block.
+constexpr std::ptrdiff_t kFewUnits = 24;
+/// At most three bytes for a unit, and four for a surrogate pair that ends outside the few.
+static_assert(3 * kFewUnits + 4 <= kRoom);
+
 /// The bits that are clear in every ASCII byte.
 constexpr std::uint64_t kNotAscii = 0x8080808080808080;
 
 bool IsAscii(const char* block) {
-  std::uint64_t words[kAsciiBlock / 8];
+  std::uint64_t words[4];
+  static_assert(sizeof(words) == kAsciiBlock);
   std::memcpy(words, block, kAsciiBlock);
   return ((words[0] | words[1] | words[2] | words[3]) & kNotAscii) == 0;
 }
 
+/// Converts units to another width, one by one.
 template <std::size_t kCount, typename Source, typename Unit>
 inline void CopyUnits(const Source* __restrict source, Unit* __restrict target) {
   using Value = std::make_unsigned_t<Source>;
@@ -94,7 +102,7 @@ inline Utf8Character DecodeMultiByte(const char* start, const char* end) {
   std::uint8_t low = lead.low;
   std::uint8_t high = lead.high;
   const char* at = start + 1;
-  for (unsigned missing = lead.length; missing > 0; --missing, ++at) {
+  for (unsigned remaining = lead.length; remaining > 0; --remaining, ++at) {
     const auto next = at != end ? static_cast<std::uint8_t>(*at) : std::uint8_t{0};
     if (next < low || next > high) return {kReplacement, static_cast<std::size_t>(at - start)};
     code = (code << 6) | (next & 0x3Fu);
@@ -118,11 +126,12 @@ inline wchar_t* PutWide(char32_t code, wchar_t* out) {
 
 /// Converts consecutive non-ASCII sequences from `*at` on, up to `end` or a full run; returns where
 /// the next code unit goes.
-inline wchar_t* DecodeBeyondAscii(const char** at, const char* end, wchar_t* out,
-                                  const wchar_t* full) {
+inline wchar_t* DecodeNonAscii(const char** at, const char* end, wchar_t* out,
+                               const wchar_t* full) {
   const char* next = *at;
   do {
-    // Recognises a well-formed sequence by the marker bits of all its bytes at once.
+    // Recognises a well-formed sequence of two, three or four bytes by the marker bits of all its
+    // bytes at once; the first byte is the lowest. `DecodeMultiByte` handles all others.
     if (end - next >= 4) {
       std::uint32_t four;
       std::memcpy(&four, next, 4);
@@ -158,12 +167,12 @@ inline wchar_t* DecodeBeyondAscii(const char** at, const char* end, wchar_t* out
 }
 
 /// Passes the decoded text to `take` in runs.
-template <class Take>
+template <typename Take>
 void DecodeRuns(std::string_view bytes, Take take) {
   static_assert(std::endian::native == std::endian::little);
   const Utf8BlockDecoder decodeBlocks = Utf8BlockDecoderFor(ActiveCpuLevel());
-  wchar_t run[kRun];
-  const wchar_t* const full = run + kRun - kRoom;
+  wchar_t run[kRunBuffer];
+  const wchar_t* const full = run + kRunBuffer - kRoom;
   const char* at = bytes.data();
   const char* const end = at + bytes.size();
   while (at != end) {
@@ -194,7 +203,7 @@ void DecodeRuns(std::string_view bytes, Take take) {
       decodeBlocks(&at, end, &out, full);
       // What the block decoder leaves: rare sequences and the end of the text.
       if (at != end && static_cast<std::uint8_t>(*at) >= 0x80 && out <= full) {
-        out = DecodeBeyondAscii(&at, end, out, full);
+        out = DecodeNonAscii(&at, end, out, full);
       }
     }
     take(run, static_cast<std::size_t>(out - run));
@@ -227,11 +236,11 @@ inline char* PutUtf8(const wchar_t** at, const wchar_t* end, char* out) {
 }
 
 /// Passes the UTF-8 of a text to `take` in runs; no run ends within a code point.
-template <class Take>
+template <typename Take>
 void EncodeRuns(std::wstring_view text, Take take) {
   const Utf8BlockEncoder encodeBlocks = Utf8BlockEncoderFor(ActiveCpuLevel());
-  char run[kRun];
-  const char* const full = run + kRun - kRoom;
+  char run[kRunBuffer];
+  const char* const full = run + kRunBuffer - kRoom;
   const wchar_t* at = text.data();
   const wchar_t* const end = at + text.size();
   while (at != end) {
@@ -245,11 +254,8 @@ void EncodeRuns(std::wstring_view text, Take take) {
       const char* const before = out;
       encodeBlocks(&at, end, &out, full);
       if (out != before) continue;
-      // A few units one by one before the next check for a plain block.
-      constexpr std::ptrdiff_t kFew = 24;  // at most 76 bytes
-      for (const wchar_t* const few = at + std::min(kFew, end - at); at < few;) {
-        out = PutUtf8(&at, end, out);
-      }
+      const wchar_t* const few = at + std::min(kFewUnits, end - at);
+      while (at < few) out = PutUtf8(&at, end, out);
     }
     take(run, static_cast<std::size_t>(out - run));
   }
@@ -292,12 +298,12 @@ void AppendUtf8(std::wstring_view text, std::string* bytes) {
 
 std::size_t WideToUtf8(std::wstring_view text, char* target, std::size_t room) {
   std::size_t total = 0;
-  bool isFull = false;
+  bool isCut = false;
   EncodeRuns(text, [&](const char* run, std::size_t count) {
-    if (isFull) return;
+    if (isCut) return;
     if (target != nullptr) {
       if (count > room - total) {
-        isFull = true;
+        isCut = true;
         count = room - total;
         // Never cut within a code point.
         while (count > 0 && (run[count] & 0xC0) == 0x80) --count;
