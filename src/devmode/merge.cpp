@@ -90,13 +90,13 @@ Conversion ConvertRecord(const tagOEMDEV* in, tagOEMDEV* out, MergeObserver* obs
 
 Corrections MakeValid(const Config* config, tagOEMDEV* record, MergeObserver* observer) {
   observer->OnRepairing();
-  Corrections corrections;
   if (record != nullptr) {
     record->dwSize = tagOEMDEV::kSize;
     record->dwSignature = tagOEMDEV::kSignature;
     record->dwVersion = tagOEMDEV::kVersion;
-    if (config != nullptr) corrections = RepairRecord(*config, record);
   }
+  Corrections corrections =
+      record != nullptr && config != nullptr ? RepairRecord(*config, record) : Corrections();
   observer->OnRepaired(corrections);
   return corrections;
 }
