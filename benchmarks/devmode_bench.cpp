@@ -151,7 +151,7 @@ void BM_LoadStockItems(benchmark::State& state) {
   Setup& setup = TheSetup();
   for (auto _ : state) {
     benchmark::DoNotOptimize(
-        orv::LoadStockItems(setup.param.hPrinter, kPrinter, &setup.client).size());
+        orv::LoadStockItems(setup.param.hPrinter, kPrinter, &setup.client).items.size());
   }
 }
 void BM_SessionDecides(benchmark::State& state) {

@@ -510,16 +510,15 @@ TEST_F(RequestFaults, CleansUpSessions) {
 }
 
 TEST_F(RequestFaults, LoadsStockItemsAndMerges) {
-  std::vector<StockItem> items;
-  Sweep({"stock items", kDone | kNoMemory, kDone, [] {},
+  StockList list;
+  Sweep({"stock items", kDone | kFailed | kNoMemory, kDone | kFailed, [] {},
          [&] {
-           items = LoadStockItems(printer_.handle(), L"Label 1", nullptr);
-           return kDone;
+           list = LoadStockItems(printer_.handle(), L"Label 1", nullptr);
+           return EndingOf(!list.failure && !list.openError);
          },
-         [&](Ending ending, bool isWhole) -> std::string {
-           const std::vector<StockItem> loaded = std::move(items);
-           items.clear();
-           return ending != kDone || !isWhole || loaded.size() == 3 ? "" : "items are missing";
+         [&](Ending ending, bool) -> std::string {
+           const std::size_t loaded = std::exchange(list, {}).items.size();
+           return ending != kDone || loaded == 3 ? "" : "items are missing";
          }});
 
   tagOEMDEV in{};

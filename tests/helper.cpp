@@ -89,7 +89,7 @@ int UseSession(const Arguments& arguments) {
   GetSessionWriteUDS(&results[2]);
   std::printf("%u %u %u", results[0], results[1], results[2]);
   const HANDLE printer = orv::OpenPrinterHandle(L"Label 1");
-  for (const StockItem& item : orv::LoadStockItems(printer, L"Label 1", nullptr)) {
+  for (const StockItem& item : orv::LoadStockItems(printer, L"Label 1", nullptr).items) {
     std::printf(" %ls", item.DisplayName.c_str());
   }
   orv::ClosePrinterHandle(printer);

@@ -45,7 +45,7 @@ class StockItems : public ::testing::Test {
   }
   std::wstring LoadedNames() {
     std::wstring names;
-    for (const StockItem& item : orv::LoadStockItems(printer_.handle(), kPrinter, nullptr)) {
+    for (const StockItem& item : orv::LoadStockItems(printer_.handle(), kPrinter, nullptr).items) {
       names += item.DisplayName + L' ';
     }
     return names;
@@ -105,7 +105,8 @@ TEST_F(StockItems, LoadValidValuesOnly) {
   Put(stocks_ + L"~not a guid", L"DisplayName",
       {REG_EXPAND_SZ, RegistryValue::FromText(L"name").data});
 
-  const std::vector<StockItem> items = orv::LoadStockItems(printer_.handle(), kPrinter, nullptr);
+  const orv::StockList list = orv::LoadStockItems(printer_.handle(), kPrinter, nullptr);
+  const std::span<const StockItem> items = list.items;
   ASSERT_EQ(items.size(), 3U);
   EXPECT_EQ(items[0].DisplayName, std::wstring(129, L'n'));
   number = 1000;
@@ -134,7 +135,8 @@ TEST_F(StockItems, ComeFromTheirSourcesInOrder) {
             L"Successfully Loaded User-Defined-Settings from the registry.");
 
   // An invalid printer has only the common items.
-  const std::vector<StockItem> items = orv::LoadStockItems(nullptr, L"gone", nullptr);
+  const orv::StockList list = orv::LoadStockItems(nullptr, L"gone", nullptr);
+  const std::span<const StockItem> items = list.items;
   ASSERT_EQ(items.size(), 2U);
   EXPECT_EQ(items[0].DisplayName, L"commonA");
   EXPECT_EQ(log_.Take().at(1),

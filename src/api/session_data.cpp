@@ -1,6 +1,7 @@
 #include "orv/session/session_data.h"
 
 #include "base/out_of_memory.h"
+#include "orv/logging/logger.h"
 #include "session/session.h"
 
 namespace {
@@ -60,7 +61,13 @@ std::uint32_t GetSessionReadUDS(std::uint32_t* read, const wchar_t* firstName,
   if (read == nullptr || firstName == nullptr || secondName == nullptr) return 0;
   return StoreFromShared(read, [=](SessionData& session) {
     *read = 1;  // stays if memory runs out
-    return session.ReadsFromSession(firstName, secondName);
+    bool reads = false;
+    if (const LONG error = session.ReadsFromSession(firstName, secondName, &reads);
+        error != ERROR_SUCCESS) {
+      orv::LogFormat(eLogLevelError, nullptr, L"SessionData",
+                     L"Error accessing Session Data. Error code: %i", static_cast<int>(error));
+    }
+    return reads;
   });
 }
 

@@ -6,16 +6,17 @@
 void ApplyStockItem(const DEVMODEW* in, DEVMODEW* out, tagOEMDEV* dev, HANDLE printer,
                     const wchar_t* printerName, CLoggerClient* logger) {
   if (in == nullptr || out == nullptr || dev == nullptr) return;
+  const orv::RegistrySnapshot request;
   orv::MergeLog log(logger);
   orv::MergeStockItem(*in, out, dev, printer, printerName, &log);
 }
 
 namespace orv {
 
-std::vector<StockItem> LoadStockItems(HANDLE printer, const wchar_t* printerName,
-                                      CLoggerClient* logger) {
+StockList LoadStockItems(HANDLE printer, const wchar_t* printerName, CLoggerClient* logger) {
+  const RegistrySnapshot request;
   MergeLog log(logger);
-  return FindStockItems(printer, printerName, &log).items;
+  return FindStockItems(printer, printerName, &log);
 }
 
 LONG ImportStockItems(const std::wstring& path, std::span<const StockItem> items,

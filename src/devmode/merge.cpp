@@ -103,8 +103,7 @@ Corrections MakeValid(const Config* config, tagOEMDEV* record, MergeObserver* ob
 
 StockChoice MergeStockItem(const DEVMODEW& in, DEVMODEW* out, tagOEMDEV* record, HANDLE printer,
                            const wchar_t* printerName, MergeObserver* observer) {
-  StockChoice choice =
-      ChooseStockItem(FindStockItems(printer, printerName, observer).items, in, *record);
+  StockChoice choice = ChooseStockItem(FindStockItems(printer, printerName, observer), in, *record);
   observer->OnStockItemChosen(in, choice);
   ApplyStockChoice(choice, out, record);
   return choice;

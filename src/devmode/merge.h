@@ -29,13 +29,6 @@ enum class Conversion {
 void ReadLegacyLayout(tagOEMDEV* record);
 void WriteLegacyLayout(tagOEMDEV* record);
 
-/// A printer's stock items and where they come from.
-struct StockList {
-  std::vector<StockItem> items;
-  bool isFromSession = false;      ///< the printer's own items are the session's
-  std::optional<DWORD> openError;  ///< the spooler does not describe the printer
-};
-
 /// Receives the steps of a merge as they happen, so that their log lines keep their order among
 /// those of the session, and a step that crashes has logged its start.
 class MergeObserver {
@@ -70,7 +63,7 @@ void ApplyStockChoice(const StockChoice& choice, DEVMODEW* out, tagOEMDEV* recor
 /// Chooses among the printer's items and applies the choice.
 StockChoice MergeStockItem(const DEVMODEW& in, DEVMODEW* out, tagOEMDEV* record, HANDLE printer,
                            const wchar_t* printerName, MergeObserver* observer);
-/// Stores items until one fails, and returns that one's error.
+/// Stores all items, or none if one of them is refused.
 LONG StoreStockItems(const std::wstring& path, std::span<const StockItem> items);
 
 /// Why a request failed.

@@ -6,6 +6,7 @@
 #include "config/load_log.h"
 #include "devmode/differences.h"
 #include "orv/devmode/devmode.h"
+#include "platform/error_text.h"
 
 namespace orv {
 namespace {
@@ -140,6 +141,12 @@ void MergeLog::OnStockItemsLoaded(const std::wstring& printerName, const StockLi
               L"printer %ls could not be opened. Error code: %u", printerName.c_str(),
               static_cast<unsigned>(*list.openError));
   }
+  if (list.failure) {
+    LogFormat(eLogLevelError, client_, kDevModeSource,
+              L"Stock items could not be read from %ls: %ls", list.failure->store.c_str(),
+              DescribeError(list.failure->error).c_str());
+    return;
+  }
   CLogger::LOG_INFO(client_,
                     list.items.empty() ? L"No User-Defined-Settings found in registry."
                     : list.isFromSession
@@ -174,6 +181,12 @@ void MergeLog::OnStockItemChosen(const DEVMODEW& in, const StockChoice& choice) 
           L"Drevik.ApplyStockItem:   No stock item found for given paper size, and no default "
           L"stock "
           L"item found. Using width and length from OEMDevMode settings: %d x %d",
+          width, length);
+      break;
+    case StockChoice::kUnreadable:
+      log(eLogLevelError,
+          L"Drevik.ApplyStockItem:   Stock items could not be read. Using width and length from "
+          L"OEMDevMode settings: %d x %d",
           width, length);
       break;
     case StockChoice::kApplicationSize:

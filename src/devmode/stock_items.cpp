@@ -31,33 +31,35 @@ constexpr int kNoField = -1;
 
 // The paper size reaches the records separately; the copies stay the application's.
 constexpr StockValue kValues[] = {
-    {L"SpeedInMmPerSec", &StockItem::SpeedInMmPerSec, RECORD(PrintSpeed)},
-    {L"Darkness", &StockItem::Darkness, RECORD(Darkness)},
-    {L"Darkness2", &StockItem::Darkness2, RECORD(Darkness2)},
-    {L"PaperWidth", &StockItem::PaperWidth, kNoField},
-    {L"PaperLength", &StockItem::PaperLength, kNoField},
-    {L"UnprintableLeft", &StockItem::UnprintableLeft, RECORD(UnprintableLeft)},
-    {L"UnprintableRight", &StockItem::UnprintableRight, RECORD(UnprintableRight)},
-    {L"UnprintableTop", &StockItem::UnprintableTop, RECORD(UnprintableTop)},
-    {L"UnprintableBottom", &StockItem::UnprintableBottom, RECORD(UnprintableBottom)},
-    {L"SensorType", &StockItem::SensorType, RECORD(SensorType)},
-    {L"GapDistance", &StockItem::GapDistance, RECORD(GapDistance)},
-    {L"IgnorePaperEnd", &StockItem::IgnorePaperEnd, RECORD(IgnorePaperEnd)},
-    {L"Rotation", &StockItem::Rotation, RECORD(Rotation)},
-    {L"Mirror", &StockItem::Mirror, RECORD(Mirror)},
-    {L"Invert", &StockItem::Invert, RECORD(Invert)},
-    {L"TopSameAsBottom", &StockItem::TopSameAsBottom, RECORD(TopSideSameAsBottom)},
-    {L"BackfeedMode", &StockItem::BackfeedMode, RECORD(BackFeedMode)},
-    {L"BackfeedSpeed", &StockItem::BackfeedSpeed, RECORD(BackFeedSpeed)},
-    {L"PrintMode", &StockItem::PrintMode, RECORD(PrintMode)},
-    {L"NumberCopies", &StockItem::NumberCopies, kNoField},
-    {L"RibbonSaver", &StockItem::RibbonSaver, RECORD(RibbonSaver)},
-    {L"SingleBuffer", &StockItem::SingleBuffer, RECORD(SingleBufferMode)},
-    {L"IgnoreLabelPosition", &StockItem::IgnoreLabelPosition, RECORD(IgnoreLabelPosition)},
-    {L"Disabled", &StockItem::Disabled, kNoField},
-    {L"OffsetX", &StockItem::OffsetX, RECORD(OffsetX)},
-    {L"OffsetY", &StockItem::OffsetY, RECORD(OffsetY)},
-    {L"LengthScaling", &StockItem::LengthScaling, RECORD(LengthScaling)},
+    {L"SpeedInMmPerSec", &StockItem::SpeedInMmPerSec, RECORD(PrintSpeed), kMaxStockNumber},
+    {L"Darkness", &StockItem::Darkness, RECORD(Darkness), kMaxStockNumber},
+    {L"Darkness2", &StockItem::Darkness2, RECORD(Darkness2), kMaxStockNumber},
+    {L"PaperWidth", &StockItem::PaperWidth, kNoField, kMaxStockSize},
+    {L"PaperLength", &StockItem::PaperLength, kNoField, kMaxStockSize},
+    {L"UnprintableLeft", &StockItem::UnprintableLeft, RECORD(UnprintableLeft), kMaxStockNumber},
+    {L"UnprintableRight", &StockItem::UnprintableRight, RECORD(UnprintableRight), kMaxStockNumber},
+    {L"UnprintableTop", &StockItem::UnprintableTop, RECORD(UnprintableTop), kMaxStockNumber},
+    {L"UnprintableBottom", &StockItem::UnprintableBottom, RECORD(UnprintableBottom),
+     kMaxStockNumber},
+    {L"SensorType", &StockItem::SensorType, RECORD(SensorType), kMaxStockNumber},
+    {L"GapDistance", &StockItem::GapDistance, RECORD(GapDistance), kMaxStockNumber},
+    {L"IgnorePaperEnd", &StockItem::IgnorePaperEnd, RECORD(IgnorePaperEnd), kMaxStockNumber},
+    {L"Rotation", &StockItem::Rotation, RECORD(Rotation), kMaxStockNumber},
+    {L"Mirror", &StockItem::Mirror, RECORD(Mirror), kMaxStockNumber},
+    {L"Invert", &StockItem::Invert, RECORD(Invert), kMaxStockNumber},
+    {L"TopSameAsBottom", &StockItem::TopSameAsBottom, RECORD(TopSideSameAsBottom), kMaxStockNumber},
+    {L"BackfeedMode", &StockItem::BackfeedMode, RECORD(BackFeedMode), kMaxStockNumber},
+    {L"BackfeedSpeed", &StockItem::BackfeedSpeed, RECORD(BackFeedSpeed), kMaxStockNumber},
+    {L"PrintMode", &StockItem::PrintMode, RECORD(PrintMode), kMaxStockNumber},
+    {L"NumberCopies", &StockItem::NumberCopies, kNoField, kMaxStockCopies},
+    {L"RibbonSaver", &StockItem::RibbonSaver, RECORD(RibbonSaver), kMaxStockNumber},
+    {L"SingleBuffer", &StockItem::SingleBuffer, RECORD(SingleBufferMode), kMaxStockNumber},
+    {L"IgnoreLabelPosition", &StockItem::IgnoreLabelPosition, RECORD(IgnoreLabelPosition),
+     kMaxStockNumber},
+    {L"Disabled", &StockItem::Disabled, kNoField, kMaxStockNumber},
+    {L"OffsetX", &StockItem::OffsetX, RECORD(OffsetX), kMaxStockNumber},
+    {L"OffsetY", &StockItem::OffsetY, RECORD(OffsetY), kMaxStockNumber},
+    {L"LengthScaling", &StockItem::LengthScaling, RECORD(LengthScaling), kMaxStockNumber},
 };
 
 bool SameGuid(const GUID& a, const GUID& b) { return std::memcmp(&a, &b, sizeof(GUID)) == 0; }
@@ -66,37 +68,65 @@ std::wstring PrinterPath(const std::wstring& printerName, const std::wstring& dr
   return std::wstring(kSettingsKey) + L"\\UI\\" + printerName + L'\\' + driverName;
 }
 
-/// The items below an open key, in key order.
-std::vector<StockItem> ReadItems(const RegistryKey& key) {
-  std::vector<std::wstring> names;
-  ListRegistryKeys(key.get(), &names);
-  std::vector<StockItem> items;
-  std::vector<NamedRegistryValue> values;
-  for (const std::wstring& name : names) {
-    RegistryKey itemKey;
-    if (itemKey.Open(key.get(), name, RegistryAccess::kRead) != ERROR_SUCCESS) continue;
+/// The items below a key that may be missing, in key order.
+LONG ReadItems(HKEY hive, const std::wstring& path, std::vector<StockItem>* items) {
+  items->clear();
+  RegistryKey key;
+  std::vector<RegistrySubKey> subKeys;
+  LONG result = key.Open(hive, path, RegistryAccess::kRead);
+  if (result == ERROR_SUCCESS) result = ReadRegistryKeys(key.get(), &subKeys);
+  if (result == ERROR_FILE_NOT_FOUND) return ERROR_SUCCESS;
+  if (result != ERROR_SUCCESS) return result;
+  for (const RegistrySubKey& subKey : subKeys) {
     StockItem item;
-    item.guid = ParseGuid(name);
-    ListRegistryValues(itemKey.get(), &values);
-    for (const NamedRegistryValue& named : values) SetStockValue(named, &item);
-    items.push_back(std::move(item));
+    item.guid = ParseGuid(subKey.name);
+    for (const NamedRegistryValue& named : subKey.values) SetStockValue(named, &item);
+    items->push_back(std::move(item));
   }
-  return items;
+  return ERROR_SUCCESS;
 }
 
 /// The printer's own items: the session's if the session decides so and has any, otherwise the
 /// stored ones.
-void LoadOwnItems(const std::wstring& printerName, const std::wstring& driverName,
-                  StockList* list) {
+LONG ReadOwnItems(const std::wstring& printerName, const std::wstring& driverName, StockList* list,
+                  std::vector<StockItem>* items) {
   SessionData& session = SessionData::Shared();
-  const bool readsFromSession = session.ReadsFromSession(printerName, driverName);
+  bool readsFromSession = false;
+  LONG result = session.ReadsFromSession(printerName, driverName, &readsFromSession);
   SessionData::RemoveEndedEntries();
-  if (readsFromSession) {
-    list->items = ReadStockItems(PrinterPath(printerName, driverName) + L"\\Session\\" +
-                                 std::to_wstring(session.ItemsProcessId()));
+  if (result == ERROR_SUCCESS && readsFromSession) {
+    result = ReadItems(HKEY_CURRENT_USER,
+                       PrinterPath(printerName, driverName) + L"\\Session\\" +
+                           std::to_wstring(session.ItemsProcessId()),
+                       items);
+    list->isFromSession = !items->empty();
   }
-  list->isFromSession = !list->items.empty();
-  if (list->items.empty()) list->items = ReadStockItems(StockItemsPath(printerName, driverName));
+  if (result == ERROR_SUCCESS && items->empty()) {
+    result = ReadItems(HKEY_CURRENT_USER, StockItemsPath(printerName, driverName), items);
+  }
+  return result;
+}
+
+/// Adds the common items that are not among the printer's own.
+LONG AddCommonItems(HKEY* hive, std::vector<StockItem>* items) {
+  std::vector<StockItem> common;
+  LONG result = StockItemsHive(kCommonStockItemsPath, hive);
+  if (result == ERROR_SUCCESS) result = ReadItems(*hive, kCommonStockItemsPath, &common);
+  const std::size_t ownItems = items->size();
+  for (StockItem& item : common) {
+    const auto ownEnd = items->begin() + static_cast<std::ptrdiff_t>(ownItems);
+    if (std::none_of(items->begin(), ownEnd,
+                     [&](const StockItem& own) { return SameGuid(own.guid, item.guid); })) {
+      items->push_back(std::move(item));
+    }
+  }
+  return result;
+}
+
+/// Whether an item can be stored and read again.
+bool IsStorable(const StockItem& item) {
+  return !IsZeroGuid(item.guid) && item.DisplayName.size() <= kMaxStockName &&
+         FindExceedingValue(item) == nullptr;
 }
 
 /// A public length in the unit of the private record; the record's own if the public one is unset.
@@ -126,6 +156,12 @@ const StockValue* FindStockValue(const std::wstring& name) {
   auto found = s_values.find(name);
   if (found == s_values.end()) found = s_values.find(LowerCase(name));
   return found != s_values.end() ? found->second : nullptr;
+}
+
+const StockValue* FindExceedingValue(const StockItem& item) {
+  const auto* const found = std::ranges::find_if(
+      kValues, [&](const StockValue& value) { return item.*value.field > value.max; });
+  return found != std::end(kValues) ? found : nullptr;
 }
 
 void SetStockValue(const NamedRegistryValue& stored, StockItem* item) {
@@ -176,47 +212,52 @@ std::wstring StockItemsPath(const std::wstring& printerName, const std::wstring&
   return PrinterPath(printerName, driverName) + L"\\Stocks";
 }
 
-HKEY StockItemsHive(const std::wstring& path) {
-  if (path != kCommonStockItemsPath) return HKEY_CURRENT_USER;
+LONG StockItemsHive(const std::wstring& path, HKEY* hive) {
+  *hive = HKEY_CURRENT_USER;
+  if (path != kCommonStockItemsPath) return ERROR_SUCCESS;
   RegistryKey key;
-  const bool isMachines =
-      key.Open(HKEY_CURRENT_USER, path, RegistryAccess::kRead) == ERROR_FILE_NOT_FOUND &&
-      key.Open(HKEY_LOCAL_MACHINE, path, RegistryAccess::kRead) == ERROR_SUCCESS;
-  return isMachines ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
-}
-
-std::vector<StockItem> ReadStockItems(const std::wstring& path) {
-  RegistryKey key;
-  if (key.Open(StockItemsHive(path), path, RegistryAccess::kRead) != ERROR_SUCCESS) return {};
-  return ReadItems(key);
-}
-
-LONG WriteStockItem(const std::wstring& path, const StockItem& item) {
-  if (IsZeroGuid(item.guid) || item.DisplayName.size() > kMaxStockName) {
-    return ERROR_INVALID_PARAMETER;
-  }
-  RegistryKey key;
-  LONG result = key.Create(StockItemsHive(path), path + L'\\' + FormatGuid(item.guid));
-  if (result == ERROR_SUCCESS) {
-    result = SetRegistryValue(key.get(), kNameValue, RegistryValue::FromText(item.DisplayName));
-  }
-  for (const StockValue& value : kValues) {
-    if (result != ERROR_SUCCESS) break;
-    result = SetRegistryValue(key.get(), value.name, RegistryValue::FromNumber(item.*value.field));
-  }
+  LONG result = key.Open(*hive, path, RegistryAccess::kRead);
+  if (result != ERROR_FILE_NOT_FOUND) return result;
+  result = key.Open(HKEY_LOCAL_MACHINE, path, RegistryAccess::kRead);
+  if (result == ERROR_FILE_NOT_FOUND) return ERROR_SUCCESS;
+  *hive = HKEY_LOCAL_MACHINE;
   return result;
 }
 
+LONG ReadStockItems(const std::wstring& path, std::vector<StockItem>* items) {
+  items->clear();
+  HKEY hive = nullptr;
+  const LONG result = StockItemsHive(path, &hive);
+  return result != ERROR_SUCCESS ? result : ReadItems(hive, path, items);
+}
+
+LONG WriteStockItem(const std::wstring& path, const StockItem& item) {
+  return StoreStockItems(path, {&item, 1});
+}
+
 LONG StoreStockItems(const std::wstring& path, std::span<const StockItem> items) {
+  if (!std::ranges::all_of(items, IsStorable)) return ERROR_INVALID_PARAMETER;
+  std::vector<RegistrySubKey> subKeys;
   for (const StockItem& item : items) {
-    if (const LONG error = WriteStockItem(path, item); error != ERROR_SUCCESS) return error;
+    RegistrySubKey& subKey = subKeys.emplace_back();
+    subKey.name = FormatGuid(item.guid);
+    subKey.values.push_back({kNameValue, RegistryValue::FromText(item.DisplayName)});
+    for (const StockValue& value : kValues) {
+      subKey.values.push_back({value.name, RegistryValue::FromNumber(item.*value.field)});
+    }
   }
-  return ERROR_SUCCESS;
+  HKEY hive = nullptr;
+  RegistryKey key;
+  LONG result = StockItemsHive(path, &hive);
+  if (result == ERROR_SUCCESS) result = key.Create(hive, path);
+  return result != ERROR_SUCCESS ? result : WriteRegistryKeys(key.get(), subKeys);
 }
 
 LONG DeleteStockItem(const std::wstring& path, const GUID& guid) {
+  HKEY hive = nullptr;
   RegistryKey key;
-  const LONG result = key.Open(StockItemsHive(path), path, RegistryAccess::kReadWrite);
+  LONG result = StockItemsHive(path, &hive);
+  if (result == ERROR_SUCCESS) result = key.Open(hive, path, RegistryAccess::kReadWrite);
   return result != ERROR_SUCCESS ? result : DeleteRegistryTree(key.get(), FormatGuid(guid));
 }
 
@@ -224,25 +265,27 @@ StockList FindStockItems(HANDLE printer, const wchar_t* printerName, MergeObserv
   const std::wstring name = printerName != nullptr ? printerName : L"";
   observer->OnLoadingStockItems();
   StockList list;
+  std::vector<StockItem> items;
+  HKEY hive = HKEY_CURRENT_USER;
+  LONG result = ERROR_SUCCESS;
   if (PrinterFacts facts; GetPrinterFacts(printer, &facts)) {
-    LoadOwnItems(name, facts.driverName, &list);
+    result = ReadOwnItems(name, facts.driverName, &list, &items);
   } else {
     list.openError = GetLastError();
   }
-  const std::size_t ownItems = list.items.size();
-  for (StockItem& common : ReadStockItems(kCommonStockItemsPath)) {
-    const auto ownEnd = list.items.begin() + static_cast<std::ptrdiff_t>(ownItems);
-    if (std::none_of(list.items.begin(), ownEnd,
-                     [&](const StockItem& own) { return SameGuid(own.guid, common.guid); })) {
-      list.items.push_back(std::move(common));
-    }
+  if (result == ERROR_SUCCESS) result = AddCommonItems(&hive, &items);
+  if (result != ERROR_SUCCESS) {
+    list.failure = {result, RegistryStoreName(hive)};
+    items.clear();
   }
+  list.owner = std::make_shared<const std::vector<StockItem>>(std::move(items));
+  list.items = *list.owner;
   observer->OnStockItemsLoaded(name, list);
   return list;
 }
 
-StockChoice ChooseStockItem(std::vector<StockItem> items, const DEVMODEW& in,
-                            const tagOEMDEV& record) {
+StockChoice ChooseStockItem(const StockList& list, const DEVMODEW& in, const tagOEMDEV& record) {
+  const std::span<const StockItem> items = list.items;
   const int paperSize = in.dmPaperSize;
   const bool isStockSize = paperSize >= kFirstStockPaperSize;
   StockItem unnamed;
@@ -254,7 +297,7 @@ StockChoice ChooseStockItem(std::vector<StockItem> items, const DEVMODEW& in,
   if (isStockSize) {
     const auto index = static_cast<std::size_t>(paperSize - kFirstStockPaperSize);
     if (index < items.size()) {
-      return {StockChoice::kPaperSize, paperSize, std::move(items[index])};
+      return {StockChoice::kPaperSize, paperSize, items[index]};
     }
   }
   if (!IsZeroGuid(record.StockItemGuid)) {
@@ -262,10 +305,11 @@ StockChoice ChooseStockItem(std::vector<StockItem> items, const DEVMODEW& in,
         items, [&](const StockItem& item) { return SameGuid(item.guid, record.StockItemGuid); });
     if (found != items.end()) {
       return {StockChoice::kSelected,
-              kFirstStockPaperSize + static_cast<int>(found - items.begin()), std::move(*found)};
+              kFirstStockPaperSize + static_cast<int>(found - items.begin()), *found};
     }
   }
-  return {StockChoice::kRecordSize, kFirstStockPaperSize, std::move(unnamed)};
+  const auto reason = list.failure ? StockChoice::kUnreadable : StockChoice::kRecordSize;
+  return {reason, kFirstStockPaperSize, std::move(unnamed), list.failure};
 }
 
 void ApplyStockChoice(const StockChoice& choice, DEVMODEW* out, tagOEMDEV* record) {
@@ -276,7 +320,7 @@ void ApplyStockChoice(const StockChoice& choice, DEVMODEW* out, tagOEMDEV* recor
   // The last code unit stays the terminator.
   constexpr std::size_t kMaxName = std::extent_v<decltype(DEVMODEW::dmFormName)> - 1;
   std::ranges::fill(out->dmFormName, WCHAR{0});
-  std::ranges::transform(item.DisplayName.substr(0, kMaxName), out->dmFormName,
+  std::ranges::transform(std::wstring_view(item.DisplayName).substr(0, kMaxName), out->dmFormName,
                          [](wchar_t unit) { return static_cast<WCHAR>(unit); });
 
   record->PaperWidth = item.PaperWidth;

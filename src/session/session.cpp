@@ -141,11 +141,16 @@ std::uint32_t SessionData::ItemsProcessId() {
   return isStartedByHost_ ? parentProcessId_ : processId_;
 }
 
-bool SessionData::ReadsFromSession(const std::wstring& firstName, const std::wstring& secondName) {
-  if (HasSystemHost() || !IsOwnEntryValid()) return true;
+LONG SessionData::ReadsFromSession(const std::wstring& firstName, const std::wstring& secondName,
+                                   bool* reads) {
+  *reads = HasSystemHost() || !IsOwnEntryValid();
+  if (*reads) return ERROR_SUCCESS;
   orv::RegistryKey key;
-  return key.Open(HKEY_CURRENT_USER, SessionPath() + L'\\' + firstName + L'\\' + secondName,
-                  orv::RegistryAccess::kRead) == ERROR_SUCCESS;
+  const LONG result =
+      key.Open(HKEY_CURRENT_USER, SessionPath() + L'\\' + firstName + L'\\' + secondName,
+               orv::RegistryAccess::kRead);
+  *reads = result == ERROR_SUCCESS;
+  return result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : result;
 }
 
 bool SessionData::WritesToSession() { return HasSystemHost() || !IsOwnEntryValid(); }

@@ -34,8 +34,9 @@ struct SessionData {
   std::uint32_t ItemsProcessId();
 
   /// Whether user-defined settings are read from the session instead of the printer's key. The
-  /// names are the sub-keys of the session key that the result may depend on.
-  bool ReadsFromSession(const std::wstring& firstName, const std::wstring& secondName);
+  /// names are the sub-keys of the session key that the result may depend on. Returns a system
+  /// error code if the store cannot be read.
+  LONG ReadsFromSession(const std::wstring& firstName, const std::wstring& secondName, bool* reads);
   /// Whether user-defined settings are written to the session.
   bool WritesToSession();
 

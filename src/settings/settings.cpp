@@ -7,23 +7,31 @@
 
 namespace orv {
 
-std::wstring ReadSetting(const std::wstring& subKey, const std::wstring& name) {
+LONG ReadSetting(const std::wstring& subKey, const std::wstring& name, std::wstring* text) {
   constexpr std::size_t kMaxBytes = 1024;
+  text->clear();
   std::wstring path = kSettingsKey;
   if (!subKey.empty()) path += L"\\" + subKey;
   for (const HKEY hive : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}) {
     RegistryKey key;
     RegistryValue value;
-    if (key.Open(hive, path, RegistryAccess::kRead) != ERROR_SUCCESS ||
-        GetRegistryValue(key.get(), name, &value) != ERROR_SUCCESS ||
-        (value.type != REG_SZ && value.type != REG_EXPAND_SZ)) {
-      continue;
-    }
-    if (value.data.size() > kMaxBytes) return {};
+    LONG result = key.Open(hive, path, RegistryAccess::kRead);
+    if (result == ERROR_SUCCESS) result = GetRegistryValue(key.get(), name, &value);
+    if (result == ERROR_FILE_NOT_FOUND) continue;
+    if (result != ERROR_SUCCESS) return result;
+    if (value.type != REG_SZ && value.type != REG_EXPAND_SZ) continue;
+    if (value.data.size() > kMaxBytes) return ERROR_SUCCESS;
     const bool hasVariables = std::exchange(value.type, REG_SZ) == REG_EXPAND_SZ;
-    return hasVariables ? ExpandVariables(value.Text()) : value.Text();
+    *text = hasVariables ? ExpandVariables(value.Text()) : value.Text();
+    return ERROR_SUCCESS;
   }
-  return {};
+  return ERROR_FILE_NOT_FOUND;
+}
+
+std::wstring ReadSetting(const std::wstring& subKey, const std::wstring& name) {
+  std::wstring text;
+  ReadSetting(subKey, name, &text);
+  return text;
 }
 
 }  // namespace orv

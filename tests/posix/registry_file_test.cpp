@@ -106,7 +106,9 @@ TEST_F(RegistryFileTest, AFileThatIsNotAStoreIsAnError) {
   EXPECT_EQ(key.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kRead), ERROR_BADDB);
   EXPECT_EQ(key.Create(HKEY_CURRENT_USER, L"Key"), ERROR_BADDB);
   EXPECT_EQ(key.Create(HKEY_LOCAL_MACHINE, orv::kCommonStockItemsPath), ERROR_SUCCESS);
-  EXPECT_EQ(orv::StockItemsHive(orv::kCommonStockItemsPath), HKEY_CURRENT_USER);
+  HKEY hive = nullptr;
+  EXPECT_EQ(orv::StockItemsHive(orv::kCommonStockItemsPath, &hive), ERROR_BADDB);
+  EXPECT_EQ(hive, HKEY_CURRENT_USER);
   orv::test::LogCapture log;
   EXPECT_EQ(CleanupRegSessionData(L"", L""), 1U);
   EXPECT_EQ(log.TakeText(), L"ERRSessionData Error accessing Session Data. Error code: 1009\n");

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -72,11 +74,18 @@ inline constexpr int kFirstStockPaperSize = 257;
 inline constexpr wchar_t kCommonStockItemsPath[] =
     L"Software\\orv Printer Driver\\Common Stockitems";
 
+/// The limits of an item's values. The public record holds sizes in tenths of a millimetre and
+/// copies as 16-bit numbers; a merge reduces what is larger.
+inline constexpr DWORD kMaxStockSize = 3'276'700;
+inline constexpr DWORD kMaxStockCopies = 32'767;
+inline constexpr DWORD kMaxStockNumber = 0xFFFFFFFF;
+
 /// One numeric registry value of an item and where it goes.
 struct StockValue {
   const wchar_t* name;      ///< as the registry has it
   DWORD StockItem::*field;  ///< where the item keeps it
   int recordOffset;         ///< in the private record; negative when it has no such field
+  DWORD max;                ///< the largest number that can be stored
 };
 
 /// Every numeric value of an item.
@@ -84,6 +93,9 @@ ORV_EXPORT std::span<const StockValue> StockValues();
 
 /// The numeric value of a name, compared case-insensitively; null if unknown.
 ORV_EXPORT const StockValue* FindStockValue(const std::wstring& name);
+
+/// The first value of an item that is above its limit; null if there is none.
+ORV_EXPORT const StockValue* FindExceedingValue(const StockItem& item);
 
 /// Takes over a value as the registry has it. One that an item does not have, of another type or
 /// too long is left out.
@@ -102,32 +114,47 @@ ORV_EXPORT bool IsZeroGuid(const GUID& guid);
 ORV_EXPORT std::wstring StockItemsPath(const std::wstring& printerName,
                                        const std::wstring& driverName);
 
-/// The hive with the items of `path`: the current user's. The common items are the machine's when
-/// only that hive has their key; even an empty key of the user hides them.
-ORV_EXPORT HKEY StockItemsHive(const std::wstring& path);
+/// Finds the hive with the items of `path`: the current user's. The common items are the machine's
+/// when only that hive has their key; even an empty key of the user hides them. If a hive cannot be
+/// read, `*hive` is that one.
+ORV_EXPORT LONG StockItemsHive(const std::wstring& path, HKEY* hive);
 
-/// The items stored below `path` of its hive, in key order; none when there is no such key. A value
-/// that is missing, of another type or too long leaves its field empty.
-ORV_EXPORT std::vector<StockItem> ReadStockItems(const std::wstring& path);
+/// Reads the items stored below `path` of its hive, in key order; none when there is no such key. A
+/// value that is missing, of another type or too long leaves its field empty. After an error there
+/// are no items, and `StockItemsHive` finds the hive that cannot be read.
+ORV_EXPORT LONG ReadStockItems(const std::wstring& path, std::vector<StockItem>* items);
 
 /// The longest name that reading an item takes over, in characters.
 inline constexpr std::size_t kMaxStockName = 129;
 
-/// Stores an item under its GUID below `path` of its hive. One without a GUID, or with a name that
-/// would not be read again, is refused.
+/// Stores an item under its GUID below `path` of its hive. Readers see the old item or the new one,
+/// never a part. An item without a GUID, with a name that would not be read again or with a value
+/// above its limit is refused with `ERROR_INVALID_PARAMETER`.
 ORV_EXPORT LONG WriteStockItem(const std::wstring& path, const StockItem& item);
 
-/// Stores items below `path`, each in the place of the one with its GUID, and logs which.
+/// Stores items below `path`, each in the place of the one with its GUID, and logs which. If one of
+/// them is refused, none is stored. On Linux readers see all of them or none; on Windows each one
+/// alone is seen as a whole, and a failure leaves the ones before it stored.
 ORV_EXPORT LONG ImportStockItems(const std::wstring& path, std::span<const StockItem> items,
                                  CLoggerClient* logger);
 
 /// Deletes the item of a GUID below `path`; `ERROR_FILE_NOT_FOUND` when there is none.
 ORV_EXPORT LONG DeleteStockItem(const std::wstring& path, const GUID& guid);
 
-/// A printer's items in the order of their paper sizes: its own ones, from the session when that
-/// has any for it, then the common ones that are not among them.
-ORV_EXPORT std::vector<StockItem> LoadStockItems(HANDLE printer, const wchar_t* printerName,
-                                                 CLoggerClient* logger);
+/// A printer's stock items and where they come from. Copies share the items.
+struct StockList {
+  std::span<const StockItem> items;        ///< in the order of their paper sizes
+  bool isFromSession = false;              ///< the printer's own items are the session's
+  std::optional<DWORD> openError;          ///< the spooler does not describe the printer
+  std::optional<RegistryFailure> failure;  ///< they could not be read, and there are none here
+  std::shared_ptr<const std::vector<StockItem>> owner = nullptr;  ///< keeps the items
+};
+
+/// Loads a printer's items in the order of their paper sizes: its own ones, from the session when
+/// that has any for it, then the common ones that are not among them. If any of these cannot be
+/// read, none is loaded, because the others would have wrong numbers.
+ORV_EXPORT StockList LoadStockItems(HANDLE printer, const wchar_t* printerName,
+                                    CLoggerClient* logger);
 
 /// The item that a merge applies, and why.
 struct StockChoice {
@@ -137,14 +164,16 @@ struct StockChoice {
     kSelected,         ///< the record's selected item
     kRecordSize,       ///< no such item: the sizes at hand, as the first stock paper size
     kApplicationSize,  ///< the application's own size
+    kUnreadable,       ///< the items could not be read: as for `kRecordSize`
   };
-  Reason reason;   ///< why it is that item
-  int paperSize;   ///< the public record's new paper size
-  StockItem item;  ///< unnamed, without GUID, for the last two reasons
+  Reason reason;                                ///< why it is that item
+  int paperSize;                                ///< the public record's new paper size
+  StockItem item;                               ///< unnamed and without GUID unless one was chosen
+  std::optional<RegistryFailure> failure = {};  ///< for `kUnreadable`
 };
 
 /// Chooses among a printer's items as `ApplyStockItem` does, and changes nothing.
-ORV_EXPORT StockChoice ChooseStockItem(std::vector<StockItem> items, const DEVMODEW& in,
+ORV_EXPORT StockChoice ChooseStockItem(const StockList& list, const DEVMODEW& in,
                                        const tagOEMDEV& record);
 
 }  // namespace orv

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,7 +13,8 @@
 /// enumerate in name order, several processes may use it at once). The roots are
 /// `HKEY_CURRENT_USER` and `HKEY_LOCAL_MACHINE`; paths separate their keys with backslashes.
 /// Functions report errors as `orv/platform/types.h` describes; one that throws has written
-/// nothing. Example:
+/// nothing. `ERROR_FILE_NOT_FOUND` alone means that something is missing; a store that cannot be
+/// read gives another error. Example:
 ///
 ///     orv::RegistryKey settings;
 ///     if (settings.Create(HKEY_CURRENT_USER, L"Software\\Vendor") == ERROR_SUCCESS) {
@@ -92,9 +94,40 @@ ORV_EXPORT LONG ListRegistryKeys(HKEY key, std::vector<std::wstring>* names);
 /// Lists all values of `key`, in name order. Cheaper than reading several values one by one.
 ORV_EXPORT LONG ListRegistryValues(HKEY key, std::vector<NamedRegistryValue>* values);
 
-/// A snapshot of the settings store for one request. While the object exists, this thread reads the
-/// state of the first read, plus this process's own changes. This saves checking at every read
-/// whether another process has written. On Windows it has no effect.
+/// A sub-key with its values.
+struct RegistrySubKey {
+  std::wstring name;                       ///< as first written
+  std::vector<NamedRegistryValue> values;  ///< in name order
+};
+
+/// Reads all sub-keys of `key` with their values, in name order. `WriteRegistryKeys` and this one
+/// work together: a sub-key that it writes is read as before or as after, never in between.
+ORV_EXPORT LONG ReadRegistryKeys(HKEY key, std::vector<RegistrySubKey>* subKeys);
+
+/// Creates the sub-keys of `key` that are missing, and sets their values; other values are kept.
+/// On Linux all are written in one transaction, or none. The Windows registry has no transactions:
+/// there each sub-key is complete or unchanged for `ReadRegistryKeys`, also if the process is
+/// killed, and a failure leaves the sub-keys before it written. For this, the value "Revision" of a
+/// sub-key holds all its new values while they are written one by one, and then a number that
+/// changes with each write. A sub-key without any value is one that has only just been created, and
+/// is not read.
+ORV_EXPORT LONG WriteRegistryKeys(HKEY key, std::span<const RegistrySubKey> subKeys);
+
+/// The name of a hive's store for messages: its file on Linux, the root's name on Windows.
+ORV_EXPORT std::wstring RegistryStoreName(HKEY hive);
+
+/// A store that could not be read.
+struct RegistryFailure {
+  LONG error = ERROR_SUCCESS;  ///< a system error code
+  std::wstring store;          ///< as `RegistryStoreName` names it
+};
+
+/// One request to the settings store. While the object exists, this thread reads the state of the
+/// first read, plus this process's own changes, which saves checking at every read whether another
+/// process has written. All waits for stores that other processes have locked take at most ten
+/// seconds together; a store that stays locked fails with `ERROR_BUSY`, and so do its later reads
+/// and writes in this request, at once. Without such an object each call is a request. On Windows
+/// it has no effect.
 class ORV_EXPORT RegistrySnapshot {
  public:
   RegistrySnapshot();

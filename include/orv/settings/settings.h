@@ -3,6 +3,7 @@
 #include <string>
 
 #include "orv/platform/export.h"
+#include "orv/platform/types.h"
 
 /// The library's own settings in the registry, below the same key of both hives:
 ///
@@ -15,7 +16,12 @@ inline constexpr wchar_t kSettingsKey[] = L"Software\\orv Printer Driver";
 
 /// Reads a text setting from `subKey` of the library's key: the current user's value, or the
 /// machine's if the user has none. Values that are neither `REG_SZ` nor `REG_EXPAND_SZ`, whose
-/// variables are replaced, count as missing. A value of more than 1,024 bytes reads as empty.
+/// variables are replaced, count as missing. A value of more than 1,024 bytes reads as empty. This
+/// one returns a system error code, `ERROR_FILE_NOT_FOUND` if both are missing.
+ORV_EXPORT LONG ReadSetting(const std::wstring& subKey, const std::wstring& name,
+                            std::wstring* text);
+
+/// The same, without telling why there is no text: empty if it is missing or cannot be read.
 ORV_EXPORT std::wstring ReadSetting(const std::wstring& subKey, const std::wstring& name);
 
 }  // namespace orv

@@ -55,6 +55,7 @@ constexpr const char* kSql[kStatementCount] = {
     ORV_TREE "DELETE FROM key_values WHERE key IN (SELECT id FROM tree)",
     ORV_TREE "DELETE FROM keys WHERE id IN (SELECT id FROM tree) AND id <> ?2",
     "SELECT name FROM keys WHERE parent = ?1 ORDER BY folded",
+    "SELECT id, name FROM keys WHERE parent = ?1 ORDER BY folded",
     "SELECT folded, name, type, data FROM key_values WHERE key = ?1 ORDER BY folded",
 };
 #undef ORV_TREE
@@ -180,6 +181,28 @@ LONG Hive::ReadKey(sqlite3_int64 row, const KeyContent** content) {
   }
   *content = &known->second;
   return ERROR_SUCCESS;
+}
+
+LONG Hive::ReadSubKeys(sqlite3_int64 row, std::vector<RegistrySubKey>* subKeys) {
+  return ReadTogether([&] {
+    Query keys(Prepare(kListSubKeys));
+    keys.Bind(1, row);
+    int found;
+    while ((found = keys.Step()) == SQLITE_ROW) {
+      RegistrySubKey& subKey = subKeys->emplace_back();
+      subKey.name = Utf8ToWide(keys.Bytes(1));
+      Query values(Prepare(kListValues));
+      values.Bind(1, keys.Number(0));
+      while ((found = values.Step()) == SQLITE_ROW) {
+        const std::string_view bytes = values.Bytes(3);
+        subKey.values.push_back(
+            {Utf8ToWide(values.Bytes(1)),
+             {static_cast<DWORD>(values.Number(2)), {bytes.begin(), bytes.end()}}});
+      }
+      if (found != SQLITE_DONE) return ErrorOf(found);
+    }
+    return ErrorOf(found);
+  });
 }
 
 std::optional<Hive::FileState> Hive::ReadState() const {

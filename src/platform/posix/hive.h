@@ -40,6 +40,7 @@ enum Statement {
   kDeleteTreeValues,
   kDeleteTreeKeys,
   kListKeys,
+  kListSubKeys,
   kListValues,
   kStatementCount,
 };
@@ -165,6 +166,7 @@ class Hive {
   void Forget();
 
   sqlite3* database() const { return database_; }
+  const std::string& path() const { return path_; }
 
   /// Ends a transaction by rolling it back. If even that fails, the connection is closed, which
   /// also rolls back: the cache is dropped, the caller gets the original error, and the next call
@@ -179,6 +181,8 @@ class Hive {
   /// Reads a key as a whole, and caches it until the file is written. The content is valid until
   /// the next call of a function that is not const.
   LONG ReadKey(sqlite3_int64 row, const KeyContent** content);
+  /// Reads the sub-keys of a key with their values, in one state of the file.
+  LONG ReadSubKeys(sqlite3_int64 row, std::vector<RegistrySubKey>* subKeys);
   /// Finds the key that a path leads to, with the same caching: `walk()` finds it with queries.
   template <typename Walk>
   PathEnd ReadPath(sqlite3_int64 row, const std::wstring& path, Walk walk) {

@@ -181,6 +181,21 @@ LONG Descend(const std::wstring& path, bool create, KeyHandle* key) {
   return ERROR_SUCCESS;
 }
 
+/// Sets a value of an open key, in a transaction.
+LONG SetValue(const KeyHandle& open, const std::wstring& name, const RegistryValue& value) {
+  const std::wstring valueName = UpToTerminator(name);
+  if (valueName.size() > kMaxValueName) return ERROR_INVALID_PARAMETER;
+  const std::string folded = Fold(valueName);
+  const std::string spelled = WideToUtf8(valueName);
+  return ErrorOf(Query(open.hive->Prepare(kSetValue))
+                     .Bind(1, open.row)
+                     .Bind(2, folded)
+                     .Bind(3, spelled)
+                     .Bind(4, value.type)
+                     .Bind(5, value.data)
+                     .Step());
+}
+
 HKEY AddHandle(Store* store, KeyHandle key) {
   key.generation = key.hive->generation();
   const std::uintptr_t handle = store->nextHandle;
@@ -279,19 +294,8 @@ LONG GetRegistryValue(HKEY key, const std::wstring& name, RegistryValue* value) 
 }
 
 LONG SetRegistryValue(HKEY key, const std::wstring& name, const RegistryValue& value) {
-  const std::wstring valueName = UpToTerminator(name);
-  if (valueName.size() > kMaxValueName) return ERROR_INVALID_PARAMETER;
-  const std::string folded = Fold(valueName);
-  const std::string spelled = WideToUtf8(valueName);
   return Write(key, MissingFile::kCreate, [&](Store*, const KeyHandle& open) {
-    if (!open.writable) return ERROR_ACCESS_DENIED;
-    return ErrorOf(Query(open.hive->Prepare(kSetValue))
-                       .Bind(1, open.row)
-                       .Bind(2, folded)
-                       .Bind(3, spelled)
-                       .Bind(4, value.type)
-                       .Bind(5, value.data)
-                       .Step());
+    return open.writable ? SetValue(open, name, value) : ERROR_ACCESS_DENIED;
   });
 }
 
@@ -326,6 +330,39 @@ LONG DeleteRegistryTree(HKEY parent, const std::wstring& path) {
 LONG ListRegistryKeys(HKEY key, std::vector<std::wstring>* names) {
   names->clear();
   return ListContent(key, [&](const KeyContent& content) { *names = content.subKeys; });
+}
+
+LONG ReadRegistryKeys(HKEY key, std::vector<RegistrySubKey>* subKeys) {
+  subKeys->clear();
+  const LONG result = Read(key, [&](Store*, const KeyHandle& open, const KeyContent&) {
+    return open.hive->ReadSubKeys(open.row, subKeys);
+  });
+  if (result != ERROR_SUCCESS) subKeys->clear();
+  return result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : result;
+}
+
+LONG WriteRegistryKeys(HKEY key, std::span<const RegistrySubKey> subKeys) {
+  return Write(key, MissingFile::kCreate, [&](Store*, const KeyHandle& parent) {
+    for (const RegistrySubKey& subKey : subKeys) {
+      KeyHandle open = parent;
+      LONG result = Descend(subKey.name, true, &open);
+      for (const NamedRegistryValue& named : subKey.values) {
+        if (result == ERROR_SUCCESS) result = SetValue(open, named.name, named.value);
+      }
+      if (result != ERROR_SUCCESS) return result;
+    }
+    return ERROR_SUCCESS;
+  });
+}
+
+std::wstring RegistryStoreName(HKEY hive) {
+  Store& store = TheStore();
+  const std::lock_guard guard(store.lock);
+  LocateHives(&store);
+  const bool isUsers = hive == HKEY_CURRENT_USER;
+  const std::string& path = (isUsers ? store.user : store.machine)->path();
+  if (!path.empty()) return Utf8ToWide(path);
+  return isUsers ? L"HKEY_CURRENT_USER" : L"HKEY_LOCAL_MACHINE";
 }
 
 LONG ListRegistryValues(HKEY key, std::vector<NamedRegistryValue>* values) {

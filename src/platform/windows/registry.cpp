@@ -3,6 +3,11 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <span>
+
+#include "platform/letter_case.h"
 
 namespace orv {
 namespace {
@@ -14,6 +19,202 @@ constexpr DWORD kMaxValueName = 16383;
 bool PrecedesByName(const std::wstring& left, const std::wstring& right) {
   return CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
                               static_cast<int>(right.size()), TRUE) == CSTR_LESS_THAN;
+}
+
+/// The value of a sub-key that says how to read it: bytes while its other values are being written,
+/// with all of them, and a number that every write changes once they are complete.
+constexpr wchar_t kRevision[] = L"Revision";
+
+/// A reader tries again when a writer has changed what it reads. Each time a write was completed,
+/// so this many in a row do not happen.
+constexpr int kMaxAttempts = 100;
+
+/// Values as bytes after the revision's number.
+class Packed {
+ public:
+  explicit Packed(DWORD revision) { Add(revision); }
+
+  void Add(const NamedRegistryValue& named) {
+    Add(static_cast<DWORD>(named.name.size()));
+    AddBytes(named.name.data(), named.name.size() * sizeof(wchar_t));
+    Add(named.value.type);
+    Add(static_cast<DWORD>(named.value.data.size()));
+    AddBytes(named.value.data.data(), named.value.data.size());
+  }
+
+  RegistryValue Take() { return {REG_BINARY, std::move(bytes_)}; }
+
+ private:
+  void Add(DWORD number) { AddBytes(&number, sizeof(number)); }
+  void AddBytes(const void* from, std::size_t size) {
+    const auto* const first = static_cast<const BYTE*>(from);
+    bytes_.insert(bytes_.end(), first, first + size);
+  }
+
+  std::vector<BYTE> bytes_;
+};
+
+/// Reads what `Packed` wrote. Every function returns false at the end of the bytes.
+class Unpacker {
+ public:
+  explicit Unpacker(std::span<const BYTE> bytes) : rest_(bytes) {}
+
+  bool Read(DWORD* number) { return ReadBytes(number, sizeof(*number)); }
+  bool Read(NamedRegistryValue* named) {
+    DWORD length = 0;
+    if (!Read(&length) || length > rest_.size() / sizeof(wchar_t)) return false;
+    named->name.resize(length);
+    DWORD size = 0;
+    if (!ReadBytes(named->name.data(), length * sizeof(wchar_t)) || !Read(&named->value.type) ||
+        !Read(&size) || size > rest_.size()) {
+      return false;
+    }
+    named->value.data.resize(size);
+    return ReadBytes(named->value.data.data(), size);
+  }
+  bool IsAtEnd() const { return rest_.empty(); }
+
+ private:
+  bool ReadBytes(void* to, std::size_t size) {
+    if (size > rest_.size()) return false;
+    if (size != 0) std::memcpy(to, rest_.data(), size);
+    rest_ = rest_.subspan(size);
+    return true;
+  }
+
+  std::span<const BYTE> rest_;
+};
+
+/// Reads the values that a revision holds. Returns false if it holds none, so that the sub-key's
+/// own values are complete.
+bool Unpack(const RegistryValue& revision, std::vector<NamedRegistryValue>* values) {
+  if (revision.type != REG_BINARY) return false;
+  Unpacker packed(revision.data);
+  DWORD number = 0;
+  if (!packed.Read(&number)) return false;
+  values->clear();
+  while (!packed.IsAtEnd()) {
+    if (!packed.Read(&values->emplace_back())) return false;
+  }
+  return true;
+}
+
+/// The number of a revision in either form; 0 without one.
+DWORD NumberOf(const RegistryValue& revision) {
+  DWORD number = 0;
+  Unpacker(revision.data).Read(&number);
+  return number;
+}
+
+/// Reads the revision of a sub-key; empty if it has none.
+LONG ReadRevision(HKEY key, RegistryValue* revision) {
+  const LONG result = GetRegistryValue(key, kRevision, revision);
+  return result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : result;
+}
+
+/// Reads the values of a sub-key as one state, without its revision.
+LONG ReadValues(HKEY key, std::vector<NamedRegistryValue>* values, DWORD* revision) {
+  for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
+    RegistryValue before;
+    LONG result = ReadRevision(key, &before);
+    *revision = NumberOf(before);
+    if (result == ERROR_SUCCESS && Unpack(before, values)) return ERROR_SUCCESS;
+    if (result == ERROR_SUCCESS) result = ListRegistryValues(key, values);
+    RegistryValue after;
+    if (result == ERROR_SUCCESS) result = ReadRevision(key, &after);
+    if (result != ERROR_SUCCESS) return result;
+    if (before.type != after.type || before.data != after.data) continue;
+    std::erase_if(*values, [](const NamedRegistryValue& named) {
+      return EqualIgnoringCase(named.name, kRevision);
+    });
+    return ERROR_SUCCESS;
+  }
+  return ERROR_BUSY;
+}
+
+/// Writes the values of a sub-key so that `ReadValues` finds the old ones or the new ones.
+LONG WriteValues(HKEY key, const std::vector<NamedRegistryValue>& values) {
+  std::vector<NamedRegistryValue> whole;
+  DWORD revision = 0;
+  LONG result = ReadValues(key, &whole, &revision);
+  if (result != ERROR_SUCCESS) return result;
+  for (const NamedRegistryValue& named : values) {
+    std::erase_if(whole, [&](const NamedRegistryValue& old) {
+      return EqualIgnoringCase(old.name, named.name);
+    });
+    whole.push_back(named);
+  }
+  Packed packed(++revision);
+  for (const NamedRegistryValue& named : whole) packed.Add(named);
+  result = SetRegistryValue(key, kRevision, packed.Take());
+  for (const NamedRegistryValue& named : whole) {
+    if (result == ERROR_SUCCESS) result = SetRegistryValue(key, named.name, named.value);
+  }
+  return result != ERROR_SUCCESS
+             ? result
+             : SetRegistryValue(key, kRevision, RegistryValue::FromNumber(revision));
+}
+
+/// Keeps the writers of a session apart: two that write one sub-key would end each other's marks.
+class WriterLock {
+ public:
+  WriterLock() : mutex_(CreateMutexW(nullptr, FALSE, L"Local\\orv_registry_writer")) {
+    constexpr DWORD kMilliseconds = 10000;
+    const DWORD waited =
+        mutex_ != nullptr ? WaitForSingleObject(mutex_, kMilliseconds) : WAIT_FAILED;
+    // The revision of a writer that was killed is complete for readers.
+    isHeld_ = waited == WAIT_OBJECT_0 || waited == WAIT_ABANDONED;
+  }
+  WriterLock(const WriterLock&) = delete;
+  WriterLock& operator=(const WriterLock&) = delete;
+  ~WriterLock() {
+    if (isHeld_) ReleaseMutex(mutex_);
+    if (mutex_ != nullptr) CloseHandle(mutex_);
+  }
+
+  bool IsHeld() const { return isHeld_; }
+
+ private:
+  HANDLE mutex_;
+  bool isHeld_ = false;
+};
+
+/// What changes when a sub-key is created or deleted. An enumeration meanwhile may skip others.
+struct KeyState {
+  DWORD subKeys = 0;
+  FILETIME written = {};
+};
+
+LONG ReadState(HKEY key, KeyState* state) {
+  return RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &state->subKeys, nullptr, nullptr,
+                          nullptr, nullptr, nullptr, nullptr, &state->written);
+}
+
+bool IsSame(const KeyState& a, const KeyState& b) {
+  return a.subKeys == b.subKeys && CompareFileTime(&a.written, &b.written) == 0;
+}
+
+/// Whether a result means that a key has been deleted since it was listed.
+bool IsGone(LONG result) { return result == ERROR_FILE_NOT_FOUND || result == ERROR_KEY_DELETED; }
+
+/// Reads all sub-keys that are complete.
+LONG ReadAll(HKEY key, std::vector<RegistrySubKey>* subKeys) {
+  std::vector<std::wstring> names;
+  LONG result = ListRegistryKeys(key, &names);
+  for (std::wstring& name : names) {
+    if (result != ERROR_SUCCESS) break;
+    RegistryKey open;
+    RegistrySubKey subKey{std::move(name), {}};
+    DWORD revision = 0;
+    result = open.Open(key, subKey.name, RegistryAccess::kRead);
+    if (result == ERROR_SUCCESS) result = ReadValues(open.get(), &subKey.values, &revision);
+    if (IsGone(result)) {
+      result = ERROR_SUCCESS;
+    } else if (!subKey.values.empty()) {
+      subKeys->push_back(std::move(subKey));
+    }
+  }
+  return result;
 }
 
 }  // namespace
@@ -65,6 +266,37 @@ LONG DeleteRegistryValue(HKEY key, const std::wstring& name) {
 
 LONG DeleteRegistryTree(HKEY parent, const std::wstring& path) {
   return RegDeleteTreeW(parent, path.c_str());
+}
+
+LONG ReadRegistryKeys(HKEY key, std::vector<RegistrySubKey>* subKeys) {
+  KeyState before;
+  LONG result = ReadState(key, &before);
+  for (int attempt = 0; result == ERROR_SUCCESS && attempt < kMaxAttempts; ++attempt) {
+    subKeys->clear();
+    KeyState after;
+    result = ReadAll(key, subKeys);
+    if (result == ERROR_SUCCESS) result = ReadState(key, &after);
+    if (result == ERROR_SUCCESS && IsSame(before, after)) return ERROR_SUCCESS;
+    before = after;
+  }
+  subKeys->clear();
+  return result != ERROR_SUCCESS ? result : ERROR_BUSY;
+}
+
+LONG WriteRegistryKeys(HKEY key, std::span<const RegistrySubKey> subKeys) {
+  const WriterLock lock;
+  if (!lock.IsHeld()) return ERROR_BUSY;
+  for (const RegistrySubKey& subKey : subKeys) {
+    RegistryKey open;
+    LONG result = open.Create(key, subKey.name);
+    if (result == ERROR_SUCCESS) result = WriteValues(open.get(), subKey.values);
+    if (result != ERROR_SUCCESS) return result;
+  }
+  return ERROR_SUCCESS;
+}
+
+std::wstring RegistryStoreName(HKEY hive) {
+  return hive == HKEY_CURRENT_USER ? L"HKEY_CURRENT_USER" : L"HKEY_LOCAL_MACHINE";
 }
 
 RegistrySnapshot::RegistrySnapshot() = default;

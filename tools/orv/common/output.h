@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/error_text.h"
+
 /// Output of the orv program. Results go to standard output through `Print`, as aligned text or as
 /// JSON; messages go to standard error through `PrintMessage` and `Fail`.
 
@@ -51,9 +53,6 @@ void PrintMessage(const std::wstring& message);
 
 /// Converts an argument to wide text. Arguments are UTF-8 on both platforms.
 std::wstring ToWide(const std::string& argument);
-
-/// The text for a system error code, with the code.
-std::wstring DescribeError(long code);
 
 /// Rows of text in aligned columns, two spaces apart. A column is as wide as its widest cell, in
 /// code points; the last column is not padded. Control characters are shown as escapes such as

@@ -52,6 +52,8 @@ const wchar_t* ChoiceText(StockChoice::Reason reason) {
       return L"the record's stock item";
     case StockChoice::kRecordSize:
       return L"sizes at hand, no stock item found";
+    case StockChoice::kUnreadable:
+      return L"sizes at hand, the stock items cannot be read";
     case StockChoice::kApplicationSize:
       return L"the application's size";
   }

@@ -187,7 +187,12 @@ void MakeReport(ReportOptions* options) {
   LibraryUse library(ToWide(options->configFolder));
   facts.model = FindModel(&library, printer);
   facts.record = FindRecord(&library, printer, facts.printer, *options);
-  facts.stockItems = LoadStockItems(printer.get(), facts.printer.c_str(), nullptr);
+  const StockList list = LoadStockItems(printer.get(), facts.printer.c_str(), nullptr);
+  if (list.failure) {
+    Fail(kUnreadable, L"cannot read the stock items from " + list.failure->store + L": " +
+                          DescribeError(list.failure->error));
+  }
+  facts.stockItems.assign(list.items.begin(), list.items.end());
   SaveFile(ToWide(options->output), ReportText(facts));
 }
 

@@ -80,11 +80,23 @@ std::wstring TargetPath(const StockOptions& options) {
   return StockItemsPath(name, facts.driverName);
 }
 
+/// The items stored below a path; ends the command if they cannot be read.
+std::vector<StockItem> ItemsAt(const std::wstring& path) {
+  std::vector<StockItem> items;
+  if (const LONG error = ReadStockItems(path, &items); error != ERROR_SUCCESS) {
+    HKEY hive = nullptr;
+    StockItemsHive(path, &hive);
+    Fail(kUnreadable, L"cannot read the stock items from " + RegistryStoreName(hive) + L": " +
+                          DescribeError(error));
+  }
+  return items;
+}
+
 /// The item that a command names by its GUID or its display name; ends the command if there is
 /// not exactly one.
 StockItem FindItem(const std::wstring& path, const std::wstring& key) {
   const GUID guid = ParseGuid(key);
-  const std::vector<StockItem> all = ReadStockItems(path);
+  const std::vector<StockItem> all = ItemsAt(path);
   std::vector<StockItem> found = all;
   std::erase_if(found, [&](const StockItem& item) {
     return IsZeroGuid(guid) ? item.DisplayName != key || IsZeroGuid(item.guid)
@@ -208,13 +220,18 @@ void AddListCommand(CLI::App* group) {
   command->callback([options] {
     std::vector<StockItem> items;
     if (options->isCommon) {
-      items = ReadStockItems(kCommonStockItemsPath);
+      items = ItemsAt(kCommonStockItemsPath);
     } else {
       TargetPath(*options);
       const LibraryUse library;
       const std::wstring name = ToWide(options->printer);
       const OpenPrinter printer(name);
-      items = LoadStockItems(printer.get(), name.c_str(), nullptr);
+      const StockList list = LoadStockItems(printer.get(), name.c_str(), nullptr);
+      if (list.failure) {
+        Fail(kUnreadable, L"cannot read the stock items from " + list.failure->store + L": " +
+                              DescribeError(list.failure->error));
+      }
+      items.assign(list.items.begin(), list.items.end());
     }
     JsonWriter json;
     Table table({L"PAPER SIZE", L"GUID", L"NAME", L"WIDTH", L"LENGTH", L"DISABLED"});
@@ -258,7 +275,7 @@ void AddAddCommand(CLI::App* group) {
     StockItem item;
     item.guid = options->guid.empty() ? NewGuid() : ParseGuid(ToWide(options->guid));
     if (IsZeroGuid(item.guid)) Fail(kUsage, L"--guid takes a GUID in braces");
-    for (const StockItem& other : ReadStockItems(path)) {
+    for (const StockItem& other : ItemsAt(path)) {
       if (FormatGuid(other.guid) == FormatGuid(item.guid)) {
         Fail(kFindings, L"there is a stock item with this GUID; `orv stock edit` changes it");
       }
@@ -323,9 +340,11 @@ void AddExportCommand(CLI::App* group) {
       "  orv stock export --common | orv stock import - --printer \"Label 2\"");
   command->callback([options] {
     const std::wstring path = TargetPath(*options);
-    const HKEY hive = StockItemsHive(path);
+    const std::vector<StockItem> items = ItemsAt(path);
+    HKEY hive = nullptr;
+    StockItemsHive(path, &hive);
     std::wstring text = RegFileHeader();
-    for (const StockItem& item : ReadStockItems(path)) {
+    for (const StockItem& item : items) {
       if (IsZeroGuid(item.guid)) continue;  // it has no key to import it under
       text += FormatRegKey(FullKeyPath(hive, path + L'\\' + FormatGuid(item.guid)));
       text += FormatRegValue(L"DisplayName", RegistryValue::FromText(item.DisplayName));

@@ -1,0 +1,42 @@
+#include "platform/error_text.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "orv/platform/types.h"
+#include "orv/text/format.h"
+
+namespace orv {
+namespace {
+
+struct ErrorText {
+  long code;
+  const wchar_t* text;
+};
+constexpr ErrorText kErrorTexts[] = {
+    {ERROR_FILE_NOT_FOUND, L"not found"},
+    {ERROR_PATH_NOT_FOUND, L"the folder does not exist"},
+    {ERROR_ACCESS_DENIED, L"access is denied"},
+    {ERROR_INVALID_HANDLE, L"the handle is not valid"},
+    {ERROR_NOT_ENOUGH_MEMORY, L"not enough memory"},
+    {ERROR_SHARING_VIOLATION, L"in use by another process"},
+    {ERROR_INVALID_PARAMETER, L"the name is not valid"},
+    {ERROR_DISK_FULL, L"the disk is full"},
+    {ERROR_BUSY, L"in use by another process"},
+    {ERROR_BADDB, L"the settings store is damaged"},
+    {ERROR_REGISTRY_IO_FAILED, L"the settings store cannot be read or written"},
+    {ERROR_KEY_DELETED, L"the key has been deleted"},
+    {1797, L"the printer driver is unknown"},
+    {ERROR_INVALID_PRINTER_NAME, L"no such printer"},
+    {ERROR_PRINTER_ALREADY_EXISTS, L"the printer already exists"},
+};
+
+}  // namespace
+
+std::wstring DescribeError(long code) {
+  const auto* const known = std::ranges::find(kErrorTexts, code, &ErrorText::code);
+  if (known == std::end(kErrorTexts)) return Format(L"system error %ld", code);
+  return Format(L"%ls (system error %ld)", known->text, code);
+}
+
+}  // namespace orv
