@@ -10,6 +10,7 @@
 #include "imaging/page_split.h"
 #include "imaging/pixels.h"
 #include "orv/settings/settings.h"
+#include "orv/text/format.h"
 #include "platform/clock.h"
 #include "platform/files.h"
 

@@ -1,6 +1,7 @@
 #include "orv/imaging/bitmap_rasterizer.h"
 
 #include "imaging/dithering.h"
+#include "imaging/pixels.h"
 
 Bitmap* BitmapRasterizer::Dither(Bitmap* source, eBitmapDitherer method, int threshold) {
   return orv::DitheredCopy(source, method, threshold, {0, 0, 0}).release();

@@ -4,6 +4,7 @@
 
 #include "config/config_loader.h"
 #include "config/load_log.h"
+#include "config/property_tables.h"
 #include "config/section_readers.h"
 #include "config/values.h"
 #include "orv/platform/spooler.h"

@@ -4,6 +4,9 @@
 
 #include "devmode/merge.h"
 #include "devmode/merge_log.h"
+#include "devmode/record_fields.h"
+#include "orv/config/config.h"
+#include "orv/config/configs_cache.h"
 
 HRESULT hrOEMDevMode(CLoggerClient* logger, ConfigsCache* cache, const wchar_t* printerName,
                      DWORD mode, OEMDMPARAM* param) {

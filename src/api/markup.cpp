@@ -5,7 +5,13 @@
 #include <utility>
 
 #include "base/utf8.h"
+#include "xml/attributes.h"
 #include "xml/characters.h"
+#include "xml/cursor.h"
+#include "xml/document.h"
+#include "xml/document_writer.h"
+#include "xml/editor.h"
+#include "xml/element_index.h"
 #include "xml/encodings.h"
 #include "xml/markup_state.h"
 #include "xml/references.h"

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "base/cpu.h"
 #include "base/narrow.h"
 #include "base/utf8_blocks.h"
 

@@ -5,13 +5,12 @@
 
 #include "base/product.h"
 #include "base/utf8.h"
-#include "config/properties.h"
 #include "config/section_readers.h"
 #include "crypto/sha256.h"
 #include "orv/config/config_parser.h"
 #include "orv/crypto/crypto_helper.h"
-#include "orv/crypto/encryption_aes.h"
 #include "orv/platform/spooler.h"
+#include "orv/xml/markup.h"
 #include "platform/files.h"
 #include "platform/letter_case.h"
 

@@ -1,7 +1,15 @@
 #include "config/config_loader.h"
 #include "config/properties.h"
+#include "config/property_tables.h"
 #include "config/section_readers.h"
 #include "config/values.h"
+#include "orv/config/config.h"
+#include "orv/logging/logger.h"
+#include "orv/platform/types.h"
+#include "orv/text/format.h"
+#include "orv/xml/markup.h"
+#include "xml/cursor.h"
+#include "xml/markup_state.h"
 
 /// The sections of `<device>`: a table for each plain set of properties, and a loader that requires
 /// them in order. Each section is searched from the previous one onward, so a section that precedes

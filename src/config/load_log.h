@@ -2,6 +2,7 @@
 
 #include "config/config_loader.h"
 #include "orv/logging/logger.h"
+#include "orv/platform/types.h"
 
 namespace orv {
 

@@ -1,7 +1,14 @@
 #include <utility>
 
 #include "config/properties.h"
+#include "config/property_tables.h"
 #include "config/section_readers.h"
+#include "config/values.h"
+#include "orv/config/config.h"
+#include "orv/logging/logger.h"
+#include "orv/platform/types.h"
+#include "orv/xml/markup.h"
+#include "xml/cursor.h"
 #include "xml/markup_state.h"
 
 /// Option families: one reader for the options of every kind, driven by the kind's table of keys.

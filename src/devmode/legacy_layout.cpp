@@ -3,6 +3,7 @@
 #include <iterator>
 
 #include "devmode/merge.h"
+#include "orv/devmode/oemdev.h"
 
 namespace orv {
 namespace {

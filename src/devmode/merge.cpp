@@ -4,7 +4,6 @@
 #include <cstring>
 #include <iterator>
 
-#include "orv/devmode/devmode.h"
 #include "orv/platform/registry.h"
 
 namespace orv {

@@ -7,8 +7,12 @@
 
 #include "config/config_loader.h"
 #include "devmode/record_fields.h"
+#include "orv/config/config.h"
+#include "orv/config/configs_cache.h"
 #include "orv/devmode/oemdev.h"
 #include "orv/devmode/stock_items.h"
+#include "orv/logging/logger.h"
+#include "orv/platform/types.h"
 
 /// The driver's device-mode requests, with their results as data. `src/api/` turns the results into
 /// return codes; the `orv` program prints them. Both log the steps with `MergeLog`.

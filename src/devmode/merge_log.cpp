@@ -5,7 +5,6 @@
 
 #include "config/load_log.h"
 #include "devmode/differences.h"
-#include "orv/devmode/devmode.h"
 #include "platform/error_text.h"
 
 namespace orv {

@@ -1,7 +1,11 @@
 #pragma once
 
 #include "devmode/merge.h"
+#include "devmode/record_fields.h"
+#include "orv/devmode/oemdev.h"
+#include "orv/devmode/stock_items.h"
 #include "orv/logging/logger.h"
+#include "orv/platform/types.h"
 
 namespace orv {
 

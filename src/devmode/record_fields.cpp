@@ -7,7 +7,8 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
-#include <utility>
+
+#include "orv/platform/types.h"
 
 namespace orv {
 namespace {

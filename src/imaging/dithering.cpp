@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <iterator>
 
+#include "imaging/pixels.h"
+
 namespace orv {
 namespace {
 

@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "imaging/kernels.h"
-#include "imaging/pixels.h"
 #include "orv/imaging/bitmap_rasterizer.h"
+#include "orv/platform/graphics.h"
 
 /// The dithering methods by their stored numbers.
 

@@ -4,6 +4,8 @@
 
 #include "imaging/colour.h"
 #include "orv/imaging/color_extensions.h"
+#include "orv/platform/graphics.h"
+#include "orv/platform/types.h"
 
 namespace orv {
 

@@ -1,3 +1,4 @@
+#include "imaging/kernels.h"
 #include "imaging/vector_kernels.h"
 
 namespace orv {

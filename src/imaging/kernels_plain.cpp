@@ -7,7 +7,6 @@
 #include "imaging/content_scan.h"
 #include "imaging/highlight.h"
 #include "imaging/kernels.h"
-#include "orv/imaging/color_extensions.h"
 
 /// The reference loops, one pixel at a time: the portable path, with which all others are compared.
 

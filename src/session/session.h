@@ -4,7 +4,6 @@
 #include <string>
 
 #include "orv/platform/types.h"
-#include "orv/session/session_data.h"
 
 /// The process that the library runs in, as the installed functions and the stock items see it:
 /// whether a system host for printer settings is involved, and the process's entry in the registry.

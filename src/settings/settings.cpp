@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "orv/platform/registry.h"
+#include "orv/platform/types.h"
 #include "platform/processes.h"
 
 namespace orv {

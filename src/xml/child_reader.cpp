@@ -1,5 +1,7 @@
 #include "xml/child_reader.h"
 
+#include "xml/attributes.h"
+
 namespace orv {
 
 bool ChildReader::Next(std::wstring_view expectedValue, std::wstring_view* value,

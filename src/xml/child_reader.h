@@ -4,6 +4,8 @@
 #include <string_view>
 
 #include "xml/cursor.h"
+#include "xml/document.h"
+#include "xml/element_index.h"
 
 namespace orv {
 

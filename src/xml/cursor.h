@@ -5,7 +5,11 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "orv/xml/markup.h"
+#include "xml/attributes.h"
 #include "xml/document.h"
+#include "xml/element_index.h"
+#include "xml/scanner.h"
 
 namespace orv {
 

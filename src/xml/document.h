@@ -4,9 +4,10 @@
 #include <string_view>
 
 #include "orv/xml/markup.h"
-#include "xml/attributes.h"
 #include "xml/element_index.h"
+#include "xml/names.h"
 #include "xml/scanner.h"
+#include "xml/unit_search.h"
 
 namespace orv {
 

@@ -4,6 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include "orv/xml/markup.h"
+#include "xml/element_index.h"
 #include "xml/names.h"
 #include "xml/result.h"
 #include "xml/text_files.h"

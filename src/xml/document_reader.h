@@ -4,8 +4,10 @@
 #include <string_view>
 
 #include "xml/cursor.h"
+#include "xml/document.h"
 #include "xml/file_stream.h"
 #include "xml/open_names.h"
+#include "xml/scanner.h"
 
 namespace orv {
 

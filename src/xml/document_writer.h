@@ -3,6 +3,8 @@
 #include <string>
 
 #include "xml/cursor.h"
+#include "xml/document.h"
+#include "xml/element_index.h"
 #include "xml/file_stream.h"
 
 namespace orv {

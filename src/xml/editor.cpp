@@ -5,8 +5,12 @@
 #include <utility>
 #include <vector>
 
+#include "xml/attributes.h"
+#include "xml/element_index.h"
+#include "xml/file_stream.h"
 #include "xml/names.h"
 #include "xml/references.h"
+#include "xml/scanner.h"
 
 namespace orv {
 namespace {

@@ -1,9 +1,10 @@
 #pragma once
 
-#include <string>
 #include <string_view>
 
+#include "orv/xml/markup.h"
 #include "xml/cursor.h"
+#include "xml/document.h"
 #include "xml/document_writer.h"
 
 namespace orv {

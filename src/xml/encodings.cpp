@@ -1,7 +1,5 @@
 #include "xml/encodings.h"
 
-#include <algorithm>
-
 #include "orv/xml/markup.h"
 #include "xml/attributes.h"
 #include "xml/name_tables.h"

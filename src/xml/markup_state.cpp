@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "xml/element_index.h"
+#include "xml/file_stream.h"
 #include "xml/text_files.h"
 
 namespace orv {

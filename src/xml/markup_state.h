@@ -4,7 +4,9 @@
 #include <string>
 #include <string_view>
 
+#include "orv/xml/markup.h"
 #include "xml/cursor.h"
+#include "xml/document.h"
 #include "xml/document_reader.h"
 #include "xml/document_writer.h"
 #include "xml/editor.h"

@@ -1,7 +1,9 @@
 #include "xml/result.h"
 
 #include "orv/text/format.h"
+#include "orv/xml/markup.h"
 #include "xml/cursor.h"
+#include "xml/document.h"
 #include "xml/references.h"
 
 namespace orv {

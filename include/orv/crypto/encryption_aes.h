@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string_view>
-
 #include "orv/platform/export.h"
 #include "orv/platform/types.h"
 

@@ -12,7 +12,6 @@
 
 #include <mutex>
 #include <new>
-#include <string_view>
 
 #include "orv/platform/export.h"
 #include "orv/platform/types.h"

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 #include "orv/platform/export.h"
 
 /// Bitmaps and colours. On Windows they are GDI+'s own types. On Linux

@@ -9,6 +9,8 @@
 #include <new>
 #include <utility>
 
+#include "orv/platform/types.h"
+
 namespace {
 
 int BitsPerPixel(PixelFormat format) { return format >> 8 & 0xFF; }

@@ -7,6 +7,7 @@
 
 #include "base/out_of_memory.h"
 #include "orv/platform/graphics.h"
+#include "orv/platform/types.h"
 #include "platform/files.h"
 #include "platform/opacity.h"
 #include "platform/png_resolution.h"

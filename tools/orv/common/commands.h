@@ -2,8 +2,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include "tools/orv/common/output.h"
-
 /// The command groups of the orv program. Each function adds a group with its commands to the
 /// program. A command runs from its callback; `Finish` and `Fail` end it with an `ExitCode`.
 

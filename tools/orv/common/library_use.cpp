@@ -7,7 +7,6 @@
 #include "platform/files.h"
 #include "platform/letter_case.h"
 #include "platform/modules.h"
-#include "tools/orv/common/commands.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/common/spelling.h"
 

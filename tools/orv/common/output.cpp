@@ -5,12 +5,13 @@
 #include <cmath>
 #include <cstdlib>
 
+#include <CLI/CLI.hpp>
+
 #include "base/hex.h"
 #include "base/utf8.h"
 #include "orv/platform/types.h"
 #include "orv/text/format.h"
 #include "platform/console.h"
-#include "tools/orv/common/commands.h"
 
 namespace orv::tool {
 namespace {

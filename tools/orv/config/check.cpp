@@ -2,8 +2,14 @@
 
 #include "base/utf8.h"
 #include "config/config_loader.h"
+#include "config/values.h"
+#include "orv/config/config.h"
 #include "orv/config/config_parser.h"
+#include "orv/platform/types.h"
+#include "orv/xml/markup.h"
+#include "tools/orv/config/check_properties.h"
 #include "tools/orv/config/checker.h"
+#include "tools/orv/config/rules.h"
 #include "tools/orv/xml/faults.h"
 
 namespace orv::tool {

@@ -1,8 +1,9 @@
 #include <algorithm>
 
-#include "tools/orv/config/check_properties.h"
-
 #include "tools/orv/common/spelling.h"
+#include "tools/orv/config/check.h"
+#include "tools/orv/config/check_properties.h"
+#include "tools/orv/config/check_rules.h"
 #include "xml/line_index.h"
 
 namespace orv::tool {

@@ -10,6 +10,7 @@
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/config/check.h"
+#include "tools/orv/config/check_rules.h"
 #include "tools/orv/config/text.h"
 #include "xml/line_index.h"
 

@@ -2,7 +2,13 @@
 
 #include <algorithm>
 
+#include "config/property_tables.h"
+#include "config/values.h"
+#include "orv/xml/markup.h"
 #include "tools/orv/common/spelling.h"
+#include "tools/orv/config/check.h"
+#include "tools/orv/config/check_properties.h"
+#include "tools/orv/config/rules.h"
 
 namespace orv::tool {
 namespace {

@@ -2,6 +2,7 @@
 
 #include "base/utf8.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/config/check_rules.h"
 
 namespace orv::tool {
 const wchar_t* NameOf(Severity severity) {

@@ -3,6 +3,14 @@
 #include <algorithm>
 #include <set>
 
+#include "config/property_tables.h"
+#include "config/values.h"
+#include "orv/config/config.h"
+#include "orv/xml/markup.h"
+#include "tools/orv/config/check.h"
+#include "tools/orv/config/check_properties.h"
+#include "tools/orv/config/rules.h"
+
 namespace orv::tool {
 namespace {
 

@@ -10,7 +10,10 @@
 #include <utility>
 
 #include "base/utf8.h"
+#include "config/property.h"
+#include "config/values.h"
 #include "orv/config/config_parser.h"
+#include "orv/platform/types.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/spelling.h"

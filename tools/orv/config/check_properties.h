@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tools/orv/config/check.h"
+#include "tools/orv/config/check_rules.h"
 #include "tools/orv/config/rules.h"
 
 /// Checks the properties of one element: each value, and values against each other.

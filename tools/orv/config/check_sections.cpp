@@ -3,8 +3,15 @@
 #include <algorithm>
 #include <set>
 
+#include "config/property_tables.h"
+#include "config/values.h"
 #include "orv/config/config_parser.h"
+#include "orv/platform/types.h"
+#include "orv/xml/markup.h"
 #include "tools/orv/common/spelling.h"
+#include "tools/orv/config/check.h"
+#include "tools/orv/config/check_properties.h"
+#include "tools/orv/config/rules.h"
 #include "xml/names.h"
 
 namespace orv::tool {

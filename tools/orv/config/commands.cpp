@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -7,8 +6,13 @@
 #include "base/utf8.h"
 #include "config/config_loader.h"
 #include "config/values.h"
+#include "orv/config/config.h"
 #include "orv/config/config_parser.h"
 #include "orv/crypto/crypto_helper.h"
+#include "orv/logging/logger.h"
+#include "orv/platform/types.h"
+#include "orv/text/format.h"
+#include "orv/xml/markup.h"
 #include "platform/files.h"
 #include "platform/modules.h"
 #include "tools/orv/common/commands.h"
@@ -20,7 +24,6 @@
 #include "tools/orv/common/output.h"
 #include "tools/orv/config/record.h"
 #include "tools/orv/config/text.h"
-#include "xml/line_index.h"
 
 namespace orv::tool {
 namespace {

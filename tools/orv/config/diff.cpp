@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "base/utf8.h"
+#include "orv/config/config.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/options.h"

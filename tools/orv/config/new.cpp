@@ -3,6 +3,9 @@
 #include <span>
 
 #include "base/utf8.h"
+#include "config/property_tables.h"
+#include "config/values.h"
+#include "orv/config/config.h"
 #include "orv/config/config_parser.h"
 #include "orv/xml/markup.h"
 #include "platform/files.h"

@@ -5,7 +5,9 @@
 #include <vector>
 
 #include "base/utf8.h"
+#include "config/property.h"
 #include "config/property_tables.h"
+#include "orv/platform/types.h"
 #include "orv/text/format.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/config/keys.h"

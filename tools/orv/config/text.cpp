@@ -5,9 +5,9 @@
 
 #include "orv/config/config_parser.h"
 #include "orv/crypto/crypto_helper.h"
-#include "orv/crypto/encryption_aes.h"
+#include "orv/platform/types.h"
+#include "orv/xml/markup.h"
 #include "platform/files.h"
-#include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/output.h"
 

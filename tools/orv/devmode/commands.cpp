@@ -7,8 +7,11 @@
 #include <optional>
 
 #include "base/hex.h"
+#include "devmode/record_fields.h"
+#include "orv/config/config.h"
 #include "orv/config/config_parser.h"
-#include "orv/text/format.h"
+#include "orv/devmode/oemdev.h"
+#include "orv/platform/types.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/lengths.h"

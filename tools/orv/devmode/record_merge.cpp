@@ -4,9 +4,10 @@
 #include <cstddef>
 #include <utility>
 
+#include "config/config_loader.h"
 #include "devmode/merge.h"
 #include "devmode/merge_log.h"
-#include "orv/devmode/devmode.h"
+#include "orv/logging/logger.h"
 #include "orv/text/format.h"
 #include "platform/files.h"
 #include "tools/orv/devmode/record_rules.h"

@@ -3,8 +3,10 @@
 #include <string>
 
 #include "devmode/record_fields.h"
+#include "orv/config/config.h"
 #include "orv/devmode/oemdev.h"
 #include "orv/devmode/stock_items.h"
+#include "orv/platform/types.h"
 #include "tools/orv/common/library_use.h"
 #include "tools/orv/devmode/record_text.h"
 

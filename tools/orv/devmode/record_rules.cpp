@@ -1,6 +1,7 @@
 #include "tools/orv/devmode/record_rules.h"
 
 #include "base/utf8.h"
+#include "orv/devmode/oemdev.h"
 #include "orv/text/format.h"
 
 namespace orv::tool {

@@ -7,6 +7,7 @@
 
 #include "logging/log_file.h"
 #include "orv/settings/settings.h"
+#include "platform/clock.h"
 #include "platform/console.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/output.h"

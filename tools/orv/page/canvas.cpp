@@ -7,8 +7,12 @@
 
 #include "base/utf8.h"
 #include "orv/imaging/bitmap_helper.h"
+#include "orv/platform/graphics.h"
+#include "orv/platform/types.h"
 #include "orv/text/format.h"
+#include "tools/orv/common/lengths.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/page/file.h"
 #include "xml/names.h"
 
 namespace orv::tool {

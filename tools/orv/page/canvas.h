@@ -4,8 +4,8 @@
 #include <memory>
 #include <string_view>
 
-#include "tools/orv/page/file.h"
 #include "tools/orv/page/options.h"
+#include "tools/orv/page/pixels.h"
 
 /// A picture composed of parts of pages, lines, rulers and text.
 

@@ -5,15 +5,16 @@
 #include <optional>
 #include <utility>
 
-#include "base/utf8.h"
 #include "orv/imaging/bitmap_helper.h"
 #include "orv/imaging/color_extensions.h"
+#include "orv/platform/graphics.h"
 #include "orv/text/format.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/page/file.h"
 #include "tools/orv/page/options.h"
+#include "tools/orv/page/pixels.h"
 #include "tools/orv/page/planes.h"
 
 namespace orv::tool {

@@ -4,10 +4,10 @@
 #include <filesystem>
 
 #include "orv/imaging/bitmap_helper.h"
+#include "orv/platform/types.h"
 #include "platform/files.h"
 #include "platform/letter_case.h"
 #include "platform/png_resolution.h"
-#include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/output.h"
 

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "orv/platform/graphics.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/page/pixels.h"
 

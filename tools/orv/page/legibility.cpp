@@ -7,7 +7,7 @@
 #include "base/utf8.h"
 #include "orv/imaging/color_extensions.h"
 #include "orv/text/format.h"
-#include "tools/orv/page/options.h"
+#include "tools/orv/page/pixels.h"
 
 namespace orv::tool {
 namespace {

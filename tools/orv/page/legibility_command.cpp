@@ -2,12 +2,16 @@
 #include <memory>
 #include <vector>
 
-#include "base/utf8.h"
+#include "orv/imaging/bitmap_rasterizer.h"
+#include "orv/platform/graphics.h"
 #include "orv/text/format.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/options.h"
+#include "tools/orv/common/output.h"
+#include "tools/orv/page/file.h"
 #include "tools/orv/page/legibility.h"
 #include "tools/orv/page/options.h"
+#include "tools/orv/page/pixels.h"
 
 /// `orv page legibility`.
 

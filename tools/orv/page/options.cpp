@@ -9,6 +9,7 @@
 #include "platform/console.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/page/file.h"
 
 namespace orv::tool {
 namespace {

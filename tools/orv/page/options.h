@@ -2,15 +2,15 @@
 
 #include <cmath>
 #include <cstdint>
-#include <map>
 #include <string>
 
 #include <CLI/CLI.hpp>
 
 #include "orv/imaging/bitmap_rasterizer.h"
+#include "orv/platform/graphics.h"
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/output.h"
-#include "tools/orv/page/file.h"
+#include "tools/orv/page/pixels.h"
 
 /// Options, input and output shared by the page commands.
 

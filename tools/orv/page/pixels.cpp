@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "orv/imaging/bitmap_helper.h"
+#include "orv/platform/types.h"
 #include "tools/orv/common/output.h"
 
 namespace orv::tool {

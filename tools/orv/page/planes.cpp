@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "orv/imaging/bitmap_helper.h"
+#include "orv/platform/types.h"
 #include "tools/orv/common/output.h"
 
 namespace orv::tool {

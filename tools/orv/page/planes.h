@@ -2,8 +2,9 @@
 
 #include <cstdint>
 
-#include "tools/orv/page/file.h"
+#include "orv/platform/graphics.h"
 #include "tools/orv/page/options.h"
+#include "tools/orv/page/pixels.h"
 
 /// The planes of a page for a printer with two print heads.
 

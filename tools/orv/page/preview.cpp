@@ -1,12 +1,17 @@
 #include <algorithm>
 #include <memory>
 
-#include "orv/text/format.h"
+#include "orv/imaging/bitmap_rasterizer.h"
+#include "orv/platform/graphics.h"
 #include "tools/orv/common/commands.h"
+#include "tools/orv/common/lengths.h"
 #include "tools/orv/common/options.h"
+#include "tools/orv/common/output.h"
 #include "tools/orv/page/canvas.h"
+#include "tools/orv/page/file.h"
 #include "tools/orv/page/legibility.h"
 #include "tools/orv/page/options.h"
+#include "tools/orv/page/pixels.h"
 
 /// `orv page preview` and `orv page compare-methods`.
 

@@ -1,5 +1,6 @@
 #include "tools/orv/common/commands.h"
 #include "orv/platform/spooler.h"
+#include "orv/platform/types.h"
 #include "tools/orv/common/library_use.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"

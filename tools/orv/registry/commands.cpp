@@ -2,12 +2,12 @@
 #include <iterator>
 
 #include "base/hex.h"
-#include "base/utf8.h"
+#include "orv/platform/registry.h"
+#include "orv/platform/types.h"
 #include "orv/text/format.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/options.h"
-#include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/registry/reg_file.h"
 

@@ -9,7 +9,6 @@
 #include "platform/letter_case.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/outcome.h"
-#include "tools/orv/common/output.h"
 
 namespace orv::tool {
 namespace {

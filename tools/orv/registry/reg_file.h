@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "orv/platform/registry.h"
+#include "orv/platform/types.h"
 
 /// Registry files: text, version 5, as registry editors export and import it.
 

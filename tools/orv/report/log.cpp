@@ -2,6 +2,8 @@
 #include <span>
 
 #include "orv/text/format.h"
+#include "tools/orv/log/file.h"
+#include "tools/orv/report/html.h"
 #include "tools/orv/report/sections.h"
 
 namespace orv::tool {

@@ -1,14 +1,15 @@
 #include <algorithm>
-#include <filesystem>
-#include <random>
 #include <utility>
 
+#include "orv/platform/graphics.h"
 #include "orv/text/format.h"
 #include "orv/xml/markup.h"
-#include "platform/files.h"
-#include "tools/orv/common/input.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/page/file.h"
+#include "tools/orv/page/options.h"
+#include "tools/orv/page/pixels.h"
 #include "tools/orv/page/planes.h"
+#include "tools/orv/report/html.h"
 #include "tools/orv/report/sections.h"
 
 namespace orv::tool {

@@ -3,9 +3,15 @@
 #include <cstddef>
 #include <string_view>
 
+#include "devmode/record_fields.h"
+#include "orv/devmode/oemdev.h"
+#include "orv/devmode/stock_items.h"
+#include "orv/platform/types.h"
 #include "orv/text/format.h"
+#include "tools/orv/devmode/record_merge.h"
 #include "tools/orv/devmode/record_rules.h"
 #include "tools/orv/devmode/record_text.h"
+#include "tools/orv/report/html.h"
 #include "tools/orv/report/sections.h"
 
 namespace orv::tool {

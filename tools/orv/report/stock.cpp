@@ -1,5 +1,7 @@
-#include "orv/text/format.h"
+#include "orv/devmode/stock_items.h"
+#include "orv/platform/types.h"
 #include "tools/orv/common/lengths.h"
+#include "tools/orv/report/html.h"
 #include "tools/orv/report/sections.h"
 
 namespace orv::tool {

@@ -1,4 +1,4 @@
-#include "tools/orv/report/sections.h"
+#include "tools/orv/report/sections.h"  // IWYU pragma: keep
 
 namespace orv::tool {
 

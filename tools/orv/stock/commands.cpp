@@ -6,9 +6,11 @@
 #include <random>
 
 #include "base/utf8.h"
+#include "devmode/record_fields.h"
 #include "orv/devmode/stock_items.h"
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
+#include "orv/platform/types.h"
 #include "orv/text/format.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
