@@ -61,8 +61,9 @@ std::uint32_t GetSessionReadUDS(std::uint32_t* read, const wchar_t* firstName,
   if (read == nullptr || firstName == nullptr || secondName == nullptr) return 0;
   return StoreFromShared(read, [=](SessionData& session) {
     *read = 1;  // stays if memory runs out
-    bool reads = false;
-    if (const LONG error = session.ReadsFromSession(firstName, secondName, &reads);
+    bool reads = session.MustReadSession();
+    if (reads) return reads;
+    if (const LONG error = SessionData::HasItems(firstName, secondName, &reads);
         error != ERROR_SUCCESS) {
       orv::LogFormat(eLogLevelError, nullptr, L"SessionData",
                      L"Error accessing Session Data. Error code: %i", static_cast<int>(error));

@@ -105,6 +105,9 @@ StockChoice MergeStockItem(const DEVMODEW& in, DEVMODEW* out, tagOEMDEV* record,
   StockChoice choice = ChooseStockItem(FindStockItems(printer, printerName, observer), in, *record);
   observer->OnStockItemChosen(in, choice);
   ApplyStockChoice(choice, out, record);
+  if (std::max(choice.item.PaperWidth, choice.item.PaperLength) > kMaxStockSize) {
+    observer->OnSizeReduced(choice, *out);
+  }
   return choice;
 }
 

@@ -48,6 +48,8 @@ class MergeObserver {
   virtual void OnStockItemsLoaded(const std::wstring& printerName, const StockList& list) = 0;
   virtual void OnStockItemChosen(const DEVMODEW& in, const StockChoice& choice) = 0;
   virtual void OnRepairing() = 0;
+  /// The public record cannot hold the size of the choice and has a smaller one.
+  virtual void OnSizeReduced(const StockChoice& choice, const DEVMODEW& out) = 0;
   virtual void OnRepaired(std::span<const Correction> corrections) = 0;
 };
 
@@ -62,7 +64,7 @@ Corrections MakeValid(const Config* config, tagOEMDEV* record, MergeObserver* ob
 
 /// A printer's own items, then the common ones that are not among them. `printerName` may be null.
 StockList FindStockItems(HANDLE printer, const wchar_t* printerName, MergeObserver* observer);
-/// Applies an item to both records.
+/// Applies an item to both records. A size that the public one cannot hold is reduced there.
 void ApplyStockChoice(const StockChoice& choice, DEVMODEW* out, tagOEMDEV* record);
 /// Chooses among the printer's items and applies the choice.
 StockChoice MergeStockItem(const DEVMODEW& in, DEVMODEW* out, tagOEMDEV* record, HANDLE printer,

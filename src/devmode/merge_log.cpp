@@ -196,6 +196,15 @@ void MergeLog::OnStockItemChosen(const DEVMODEW& in, const StockChoice& choice) 
   }
 }
 
+void MergeLog::OnSizeReduced(const StockChoice& choice, const DEVMODEW& out) {
+  LogFormat(eLogLevelWarning, client_, kDevModeSource,
+            L"Drevik.ApplyStockItem:   The public record cannot hold the paper dimensions %u x %u. "
+            L"Using %d x %d tenths of a millimetre there",
+            static_cast<unsigned>(choice.item.PaperWidth),
+            static_cast<unsigned>(choice.item.PaperLength), int{out.dmPaperWidth},
+            int{out.dmPaperLength});
+}
+
 void MergeLog::OnRepairing() {
   CLogger::LOG_TRACE(client_, L"Drevik.EnsureValidOEMDevmode START", kDevModeSource);
 }

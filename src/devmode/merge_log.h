@@ -26,6 +26,7 @@ class MergeLog final : public MergeObserver {
   void OnStockItemsLoaded(const std::wstring& printerName, const StockList& list) override;
   void OnStockItemChosen(const DEVMODEW& in, const StockChoice& choice) override;
   void OnRepairing() override;
+  void OnSizeReduced(const StockChoice& choice, const DEVMODEW& out) override;
   void OnRepaired(std::span<const Correction> corrections) override;
 
  private:

@@ -1,8 +1,12 @@
 #include "orv/devmode/stock_items.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
+#include <limits>
+#include <memory>
+#include <mutex>
 #include <string_view>
 #include <type_traits>
 #include <unordered_map>
@@ -14,6 +18,7 @@
 #include "orv/settings/settings.h"
 #include "orv/text/format.h"
 #include "platform/letter_case.h"
+#include "platform/registry_cache.h"
 #include "session/session.h"
 
 namespace orv {
@@ -68,59 +73,164 @@ std::wstring PrinterPath(const std::wstring& printerName, const std::wstring& dr
   return std::wstring(kSettingsKey) + L"\\UI\\" + printerName + L'\\' + driverName;
 }
 
-/// The items below a key that may be missing, in key order.
-LONG ReadItems(HKEY hive, const std::wstring& path, std::vector<StockItem>* items) {
-  items->clear();
+/// The items of a key as they were read, and the stamps of those that have one.
+struct StoredItems {
+  std::vector<StockItem> items;
+  KnownStamps stamps;
+};
+
+/// Reads the items below a key that may be missing, in key order. Those that are in `old` with the
+/// same stamp are copied from there.
+LONG ReadItems(HKEY hive, const std::wstring& path, const StoredItems& old, StoredItems* stored) {
+  *stored = {};
   RegistryKey key;
-  std::vector<RegistrySubKey> subKeys;
+  std::vector<StampedSubKey> subKeys;
   LONG result = key.Open(hive, path, RegistryAccess::kRead);
-  if (result == ERROR_SUCCESS) result = ReadRegistryKeys(key.get(), &subKeys);
+  if (result == ERROR_SUCCESS) result = ReadChangedRegistryKeys(key.get(), old.stamps, &subKeys);
   if (result == ERROR_FILE_NOT_FOUND) return ERROR_SUCCESS;
   if (result != ERROR_SUCCESS) return result;
-  for (const RegistrySubKey& subKey : subKeys) {
-    StockItem item;
-    item.guid = ParseGuid(subKey.name);
+  stored->items.reserve(subKeys.size());
+  for (const auto& [subKey, stamp, isKnown] : subKeys) {
+    StockItem& item = stored->items.emplace_back();
+    if (isKnown) item = old.items[old.stamps.at(stamp)];
     for (const NamedRegistryValue& named : subKey.values) SetStockValue(named, &item);
-    items->push_back(std::move(item));
+    item.guid = ParseGuid(subKey.name);
+    if (stamp != 0) stored->stamps.emplace(stamp, stored->items.size() - 1);
   }
   return ERROR_SUCCESS;
 }
 
-/// The printer's own items: the session's if the session decides so and has any, otherwise the
-/// stored ones.
-LONG ReadOwnItems(const std::wstring& printerName, const std::wstring& driverName, StockList* list,
-                  std::vector<StockItem>* items) {
-  SessionData& session = SessionData::Shared();
-  bool readsFromSession = false;
-  LONG result = session.ReadsFromSession(printerName, driverName, &readsFromSession);
-  SessionData::RemoveEndedEntries();
+/// A printer as the registry knows it, and how its session's items are found.
+struct ItemsOwner {
+  std::wstring printerName;
+  std::wstring driverName;
+  bool isKnown = false;  ///< to the spooler; otherwise the printer has only the common items
+  bool mustReadSession = false;
+  std::uint32_t processId = 0;
+  bool operator==(const ItemsOwner&) const = default;
+};
+
+/// A printer's items, and what they were made from. Kept until another process or this one writes
+/// to the registry; then only the changed items are read again.
+struct KeptItems {
+  ItemsOwner owner;
+  std::uint64_t userVersion = 0;
+  std::uint64_t machineVersion = 0;
+  StoredItems own;
+  StoredItems common;
+  StockList list;
+};
+
+bool IsCurrent(const KeptItems& kept) {
+  return kept.userVersion != 0 && kept.userVersion == RegistryVersion(HKEY_CURRENT_USER) &&
+         kept.machineVersion != 0 && kept.machineVersion == RegistryVersion(HKEY_LOCAL_MACHINE);
+}
+
+/// The items of the printers that this process has used last.
+class ItemsCache {
+ public:
+  std::shared_ptr<const KeptItems> Find(const ItemsOwner& owner) {
+    const std::lock_guard guard(lock_);
+    const auto found = std::ranges::find_if(
+        kept_, [&](const auto& kept) { return kept != nullptr && kept->owner == owner; });
+    return found != kept_.end() ? *found : nullptr;
+  }
+  void Put(std::shared_ptr<const KeptItems> made) {
+    const std::lock_guard guard(lock_);
+    const auto found = std::ranges::find_if(
+        kept_, [&](const auto& kept) { return kept != nullptr && kept->owner == made->owner; });
+    (found != kept_.end() ? *found : kept_[next_++ % kept_.size()]) = std::move(made);
+  }
+
+ private:
+  std::mutex lock_;
+  std::array<std::shared_ptr<const KeptItems>, 16> kept_;
+  std::size_t next_ = 0;
+};
+
+/// Never destroyed: other destructors may still use it.
+ItemsCache& TheCache() {
+  static auto* const cache = new ItemsCache;
+  return *cache;
+}
+
+/// Reads the printer's own items: the session's if the session decides so and has any, otherwise
+/// the stored ones.
+LONG ReadOwnItems(const StoredItems& old, KeptItems* kept) {
+  const ItemsOwner& owner = kept->owner;
+  if (!owner.isKnown) return ERROR_SUCCESS;
+  bool readsFromSession = owner.mustReadSession;
+  LONG result = ERROR_SUCCESS;
+  if (!readsFromSession) {
+    result = SessionData::HasItems(owner.printerName, owner.driverName, &readsFromSession);
+  }
   if (result == ERROR_SUCCESS && readsFromSession) {
     result = ReadItems(HKEY_CURRENT_USER,
-                       PrinterPath(printerName, driverName) + L"\\Session\\" +
-                           std::to_wstring(session.ItemsProcessId()),
-                       items);
-    list->isFromSession = !items->empty();
+                       PrinterPath(owner.printerName, owner.driverName) + L"\\Session\\" +
+                           std::to_wstring(owner.processId),
+                       old, &kept->own);
   }
-  if (result == ERROR_SUCCESS && items->empty()) {
-    result = ReadItems(HKEY_CURRENT_USER, StockItemsPath(printerName, driverName), items);
+  kept->list.isFromSession = !kept->own.items.empty();
+  if (result == ERROR_SUCCESS && kept->own.items.empty()) {
+    result = ReadItems(HKEY_CURRENT_USER, StockItemsPath(owner.printerName, owner.driverName), old,
+                       &kept->own);
   }
   return result;
 }
 
-/// Adds the common items that are not among the printer's own.
-LONG AddCommonItems(HKEY* hive, std::vector<StockItem>* items) {
-  std::vector<StockItem> common;
-  LONG result = StockItemsHive(kCommonStockItemsPath, hive);
-  if (result == ERROR_SUCCESS) result = ReadItems(*hive, kCommonStockItemsPath, &common);
-  const std::size_t ownItems = items->size();
-  for (StockItem& item : common) {
-    const auto ownEnd = items->begin() + static_cast<std::ptrdiff_t>(ownItems);
-    if (std::none_of(items->begin(), ownEnd,
-                     [&](const StockItem& own) { return SameGuid(own.guid, item.guid); })) {
-      items->push_back(std::move(item));
-    }
+/// The own items, then the common ones that are not among them.
+std::vector<StockItem> JoinItems(const std::vector<StockItem>& own,
+                                 const std::vector<StockItem>& common) {
+  const auto precedes = [](const GUID& a, const GUID& b) {
+    return std::memcmp(&a, &b, sizeof(GUID)) < 0;
+  };
+  std::vector<GUID> guids;
+  if (!common.empty()) {
+    for (const StockItem& item : own) guids.push_back(item.guid);
+    std::ranges::sort(guids, precedes);
   }
-  return result;
+  std::vector<StockItem> all = own;
+  for (const StockItem& item : common) {
+    if (!std::ranges::binary_search(guids, item.guid, precedes)) all.push_back(item);
+  }
+  return all;
+}
+
+/// Reads a printer's items; `old` may have some of them.
+std::shared_ptr<const KeptItems> ReadAllItems(const ItemsOwner& owner, const KeptItems& old) {
+  auto kept = std::make_shared<KeptItems>();
+  kept->owner = owner;
+  const std::uint64_t userVersion = RegistryVersion(HKEY_CURRENT_USER);
+  const std::uint64_t machineVersion = RegistryVersion(HKEY_LOCAL_MACHINE);
+  HKEY hive = HKEY_CURRENT_USER;
+  LONG result = ReadOwnItems(old.own, kept.get());
+  if (result == ERROR_SUCCESS) result = StockItemsHive(kCommonStockItemsPath, &hive);
+  if (result == ERROR_SUCCESS) {
+    result = ReadItems(hive, kCommonStockItemsPath, old.common, &kept->common);
+  }
+  std::vector<StockItem> items;
+  if (result == ERROR_SUCCESS) {
+    items = JoinItems(kept->own.items, kept->common.items);
+  } else {
+    kept->list.failure = {result, RegistryStoreName(hive)};
+  }
+  kept->list.owner = std::make_shared<const std::vector<StockItem>>(std::move(items));
+  kept->list.items = *kept->list.owner;
+  // What was read during a write by another process is used, but not kept.
+  if (result == ERROR_SUCCESS && userVersion == RegistryVersion(HKEY_CURRENT_USER) &&
+      machineVersion == RegistryVersion(HKEY_LOCAL_MACHINE)) {
+    kept->userVersion = userVersion;
+    kept->machineVersion = machineVersion;
+    TheCache().Put(kept);
+  }
+  return kept;
+}
+
+/// A printer's items from the cache, or read.
+StockList ItemsOf(const ItemsOwner& owner) {
+  const std::shared_ptr<const KeptItems> kept = TheCache().Find(owner);
+  if (kept != nullptr && IsCurrent(*kept)) return kept->list;
+  return ReadAllItems(owner, kept != nullptr ? *kept : KeptItems{})->list;
 }
 
 /// Whether an item can be stored and read again.
@@ -134,10 +244,11 @@ DWORD LengthFrom(SHORT tenths, std::uint32_t own) {
   return tenths < 1 ? own : static_cast<DWORD>(tenths) * kThousandthsPerTenth;
 }
 
-/// Rounds to the nearest tenth of a millimetre; the public record keeps the low 16 bits.
+/// Rounds to the nearest tenth of a millimetre; the public record has 16 bits.
 SHORT ToTenths(DWORD thousandths) {
-  return static_cast<SHORT>((std::uint64_t{thousandths} + kThousandthsPerTenth / 2) /
-                            kThousandthsPerTenth);
+  const std::uint64_t tenths =
+      (std::uint64_t{thousandths} + kThousandthsPerTenth / 2) / kThousandthsPerTenth;
+  return static_cast<SHORT>(std::min<std::uint64_t>(tenths, std::numeric_limits<SHORT>::max()));
 }
 
 }  // namespace
@@ -228,7 +339,11 @@ LONG ReadStockItems(const std::wstring& path, std::vector<StockItem>* items) {
   items->clear();
   HKEY hive = nullptr;
   const LONG result = StockItemsHive(path, &hive);
-  return result != ERROR_SUCCESS ? result : ReadItems(hive, path, items);
+  if (result != ERROR_SUCCESS) return result;
+  StoredItems stored;
+  const LONG read = ReadItems(hive, path, {}, &stored);
+  *items = std::move(stored.items);
+  return read;
 }
 
 LONG WriteStockItem(const std::wstring& path, const StockItem& item) {
@@ -240,17 +355,15 @@ LONG StoreStockItems(const std::wstring& path, std::span<const StockItem> items)
   std::vector<RegistrySubKey> subKeys;
   for (const StockItem& item : items) {
     RegistrySubKey& subKey = subKeys.emplace_back();
-    subKey.name = FormatGuid(item.guid);
+    subKey.name = path + L'\\' + FormatGuid(item.guid);
     subKey.values.push_back({kNameValue, RegistryValue::FromText(item.DisplayName)});
     for (const StockValue& value : kValues) {
       subKey.values.push_back({value.name, RegistryValue::FromNumber(item.*value.field)});
     }
   }
   HKEY hive = nullptr;
-  RegistryKey key;
-  LONG result = StockItemsHive(path, &hive);
-  if (result == ERROR_SUCCESS) result = key.Create(hive, path);
-  return result != ERROR_SUCCESS ? result : WriteRegistryKeys(key.get(), subKeys);
+  const LONG result = StockItemsHive(path, &hive);
+  return result != ERROR_SUCCESS ? result : WriteRegistryKeys(hive, subKeys);
 }
 
 LONG DeleteStockItem(const std::wstring& path, const GUID& guid) {
@@ -262,25 +375,23 @@ LONG DeleteStockItem(const std::wstring& path, const GUID& guid) {
 }
 
 StockList FindStockItems(HANDLE printer, const wchar_t* printerName, MergeObserver* observer) {
-  const std::wstring name = printerName != nullptr ? printerName : L"";
   observer->OnLoadingStockItems();
-  StockList list;
-  std::vector<StockItem> items;
-  HKEY hive = HKEY_CURRENT_USER;
-  LONG result = ERROR_SUCCESS;
+  ItemsOwner owner;
+  if (printerName != nullptr) owner.printerName = printerName;
+  std::optional<DWORD> openError;
   if (PrinterFacts facts; GetPrinterFacts(printer, &facts)) {
-    result = ReadOwnItems(name, facts.driverName, &list, &items);
+    SessionData& session = SessionData::Shared();
+    owner.driverName = std::move(facts.driverName);
+    owner.isKnown = true;
+    owner.mustReadSession = session.MustReadSession();
+    owner.processId = session.ItemsProcessId();
+    SessionData::RemoveEndedEntries();
   } else {
-    list.openError = GetLastError();
+    openError = GetLastError();
   }
-  if (result == ERROR_SUCCESS) result = AddCommonItems(&hive, &items);
-  if (result != ERROR_SUCCESS) {
-    list.failure = {result, RegistryStoreName(hive)};
-    items.clear();
-  }
-  list.owner = std::make_shared<const std::vector<StockItem>>(std::move(items));
-  list.items = *list.owner;
-  observer->OnStockItemsLoaded(name, list);
+  StockList list = ItemsOf(owner);
+  list.openError = openError;
+  observer->OnStockItemsLoaded(owner.printerName, list);
   return list;
 }
 

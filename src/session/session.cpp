@@ -14,6 +14,7 @@
 #include "platform/files.h"
 #include "platform/letter_case.h"
 #include "platform/processes.h"
+#include "platform/registry_cache.h"
 
 namespace {
 
@@ -64,36 +65,89 @@ std::wstring ProgramName(std::uint32_t processId) {
   return entry.name;
 }
 
-/// Removes the entry at a sub-key of the session key if its process has ended. Sub-keys whose names
-/// are not numbers belong to printers.
-void CleanUpEntry(HKEY sessions, const std::wstring& subKey) {
-  if (subKey.find_first_not_of(L"0123456789") != subKey.npos) return;
+/// The entry of a process in the registry, as far as it could be read.
+struct Entry {
+  std::wstring subKey;
+  std::uint32_t processId = 0;
+  LONG openError = ERROR_SUCCESS;
+  LONG readError = ERROR_SUCCESS;
+  std::wstring program;
+  std::vector<BYTE> time;
+};
+
+/// All entries, kept until something in the registry changes.
+struct Entries {
+  std::uint64_t version = 0;
+  LONG error = ERROR_SUCCESS;
+  std::vector<Entry> entries;
+};
+
+Entry ReadEntry(HKEY sessions, const std::wstring& subKey) {
+  Entry entry;
+  entry.subKey = subKey;
   // A number that is too large becomes the largest id, which no process has.
-  const auto processId = static_cast<std::uint32_t>(
+  entry.processId = static_cast<std::uint32_t>(
       std::min<unsigned long>(std::wcstoul(subKey.c_str(), nullptr, 10), UINT32_MAX));
-  const int shownId = static_cast<int>(processId);
   orv::RegistryKey key;
-  if (const LONG error = key.Open(sessions, subKey, orv::RegistryAccess::kReadWrite);
-      error != ERROR_SUCCESS) {
-    LogError(L"Error reading Session Data for process %i. Error code: %i", shownId,
-             static_cast<int>(error));
-    return;
-  }
+  entry.openError = key.Open(sessions, subKey, orv::RegistryAccess::kReadWrite);
+  if (entry.openError != ERROR_SUCCESS) return entry;
   orv::RegistryValue name;
   orv::RegistryValue time;
-  LONG error = orv::GetRegistryValue(key.get(), kNameValue, &name);
-  if (error == ERROR_SUCCESS) error = orv::GetRegistryValue(key.get(), kTimeValue, &time);
-  if (error != ERROR_SUCCESS) {
+  entry.readError = orv::GetRegistryValue(key.get(), kNameValue, &name);
+  if (entry.readError == ERROR_SUCCESS) {
+    entry.readError = orv::GetRegistryValue(key.get(), kTimeValue, &time);
+  }
+  entry.program = name.Text();
+  entry.time = std::move(time.data);
+  return entry;
+}
+
+Entries ReadEntries() {
+  Entries read;
+  read.version = orv::RegistryVersion(HKEY_CURRENT_USER);
+  orv::RegistryKey sessions;
+  std::vector<std::wstring> names;
+  read.error = sessions.Open(HKEY_CURRENT_USER, SessionPath(), orv::RegistryAccess::kRead);
+  if (read.error == ERROR_SUCCESS) read.error = orv::ListRegistryKeys(sessions.get(), &names);
+  for (const std::wstring& name : names) {
+    // Sub-keys whose names are not numbers belong to printers.
+    if (name.find_first_not_of(L"0123456789") != name.npos) continue;
+    read.entries.push_back(ReadEntry(sessions.get(), name));
+  }
+  // Only what the registry holds is kept, not a failure to read it.
+  const auto isHeld = [](LONG error) {
+    return error == ERROR_SUCCESS || error == ERROR_FILE_NOT_FOUND;
+  };
+  if (!isHeld(read.error) || read.version != orv::RegistryVersion(HKEY_CURRENT_USER) ||
+      !std::ranges::all_of(read.entries, [&](const Entry& entry) {
+        return isHeld(entry.openError) && isHeld(entry.readError);
+      })) {
+    read.version = 0;
+  }
+  return read;
+}
+
+/// Removes an entry if its process has ended.
+void CleanUpEntry(const Entry& entry) {
+  const int shownId = static_cast<int>(entry.processId);
+  if (entry.openError != ERROR_SUCCESS) {
+    LogError(L"Error reading Session Data for process %i. Error code: %i", shownId,
+             static_cast<int>(entry.openError));
+    return;
+  }
+  if (entry.readError != ERROR_SUCCESS) {
     LogError(L"Error retrieveing Session Data for process %i. Error code: %i", shownId,
-             static_cast<int>(error));
+             static_cast<int>(entry.readError));
     return;
   }
   std::uint64_t created = 0;
-  if (time.data.size() != sizeof(created)) return;
-  std::memcpy(&created, time.data.data(), sizeof(created));
-  if (!SessionData::IsStillValid(processId, name.Text(), created)) {
-    key.Close();
-    orv::DeleteRegistryTree(sessions, subKey);
+  if (entry.time.size() != sizeof(created)) return;
+  std::memcpy(&created, entry.time.data(), sizeof(created));
+  if (SessionData::IsStillValid(entry.processId, entry.program, created)) return;
+  orv::RegistryKey sessions;
+  if (sessions.Open(HKEY_CURRENT_USER, SessionPath(), orv::RegistryAccess::kRead) ==
+      ERROR_SUCCESS) {
+    orv::DeleteRegistryTree(sessions.get(), entry.subKey);
   }
 }
 
@@ -141,15 +195,15 @@ std::uint32_t SessionData::ItemsProcessId() {
   return isStartedByHost_ ? parentProcessId_ : processId_;
 }
 
-LONG SessionData::ReadsFromSession(const std::wstring& firstName, const std::wstring& secondName,
-                                   bool* reads) {
-  *reads = HasSystemHost() || !IsOwnEntryValid();
-  if (*reads) return ERROR_SUCCESS;
+bool SessionData::MustReadSession() { return HasSystemHost() || !IsOwnEntryValid(); }
+
+LONG SessionData::HasItems(const std::wstring& firstName, const std::wstring& secondName,
+                           bool* has) {
   orv::RegistryKey key;
   const LONG result =
       key.Open(HKEY_CURRENT_USER, SessionPath() + L'\\' + firstName + L'\\' + secondName,
                orv::RegistryAccess::kRead);
-  *reads = result == ERROR_SUCCESS;
+  *has = result == ERROR_SUCCESS;
   return result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : result;
 }
 
@@ -222,20 +276,19 @@ bool SessionData::IsStillValid(std::uint32_t processId, const std::wstring& name
 
 bool SessionData::RemoveEndedEntries() {
   return orv::OrOutOfMemory(false, [] {
-    orv::RegistryKey sessions;
-    if (const LONG error =
-            sessions.Open(HKEY_CURRENT_USER, SessionPath(), orv::RegistryAccess::kRead);
-        error != ERROR_SUCCESS) {
+    static Entries s_kept;
+    if (s_kept.version == 0 || s_kept.version != orv::RegistryVersion(HKEY_CURRENT_USER)) {
+      s_kept = ReadEntries();
+    }
+    if (s_kept.error != ERROR_SUCCESS) {
       // A missing key means that no entry has been saved yet, which is not an error.
-      const eLogLevel level = error == ERROR_FILE_NOT_FOUND ? eLogLevelTrace : eLogLevelError;
+      const eLogLevel level =
+          s_kept.error == ERROR_FILE_NOT_FOUND ? eLogLevelTrace : eLogLevelError;
       orv::LogFormat(level, nullptr, kSource, L"Error accessing Session Data. Error code: %i",
-                     static_cast<int>(error));
+                     static_cast<int>(s_kept.error));
       return true;
     }
-    // All names first: deleting while enumerating would skip entries.
-    std::vector<std::wstring> names;
-    orv::ListRegistryKeys(sessions.get(), &names);
-    for (const std::wstring& name : names) CleanUpEntry(sessions.get(), name);
+    for (const Entry& entry : s_kept.entries) CleanUpEntry(entry);
     return true;
   });
 }

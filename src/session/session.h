@@ -32,10 +32,11 @@ struct SessionData {
   /// started it, otherwise its own.
   std::uint32_t ItemsProcessId();
 
-  /// Whether user-defined settings are read from the session instead of the printer's key. The
-  /// names are the sub-keys of the session key that the result may depend on. Returns a system
-  /// error code if the store cannot be read.
-  LONG ReadsFromSession(const std::wstring& firstName, const std::wstring& secondName, bool* reads);
+  /// Whether user-defined settings are read from the session instead of the printer's key, whatever
+  /// the registry holds.
+  bool MustReadSession();
+  /// Whether the session key has the sub-keys of these names, for which they are read from it too.
+  static LONG HasItems(const std::wstring& firstName, const std::wstring& secondName, bool* has);
   /// Whether user-defined settings are written to the session.
   bool WritesToSession();
 

@@ -1,14 +1,19 @@
 /// The files of the settings store, and changes to them from outside.
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sqlite3.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "base/utf8.h"
 #include "orv/devmode/stock_items.h"
 #include "orv/platform/registry.h"
+#include "orv/platform/spooler.h"
 #include "orv/session/session_data.h"
 #include "orv/settings/settings.h"
+#include "platform/posix/hive.h"
 #include "tests/fixtures.h"
 
 namespace {
@@ -28,6 +33,12 @@ class RegistryFileTest : public testing::Test {
     EXPECT_TRUE(orv::test::SetUserValue(L"Key", L"Value", RegistryValue::FromText(text)));
   }
   static std::wstring Read() { return orv::test::UserText(L"Key", L"Value"); }
+
+  /// Puts another file in the place of one, of which this process has read nothing.
+  void Replace(const std::filesystem::path& file, const std::string& bytes) {
+    orv::test::WriteBytes(folder_.path() / "copy", bytes);
+    std::filesystem::rename(folder_.path() / "copy", file);
+  }
 
   /// Forks, runs the work in the child and expects it to succeed.
   template <typename Work>
@@ -99,24 +110,268 @@ TEST_F(RegistryFileTest, NoticesThatItsFileWasReplaced) {
   EXPECT_EQ(orv::SetRegistryValue(old.get(), L"Value", value), ERROR_KEY_DELETED);
 }
 
-TEST_F(RegistryFileTest, AFileThatIsNotAStoreIsAnError) {
+/// Every function of the library that reads the store, with the hive that it needs. Each returns
+/// the error that it reports, or `ERROR_SUCCESS` if it claims to have read the store.
+struct Reader {
+  const char* name;
+  const char* file;
+  LONG (*read)();
+};
+
+constexpr wchar_t kPrinter[] = L"Label 1";
+constexpr char kUserFile[] = "user.sqlite";
+constexpr char kMachineFile[] = "machine.sqlite";
+
+LONG ErrorOfList(HANDLE printer) {
+  const orv::StockList list = orv::LoadStockItems(printer, kPrinter, nullptr);
+  EXPECT_TRUE(!list.failure || (list.items.empty() && list.failure->store.ends_with(L".sqlite")));
+  return list.failure ? list.failure->error : static_cast<LONG>(list.openError.value_or(0));
+}
+
+constexpr Reader kReaders[] = {
+    {"open a key", kUserFile,
+     [] { return RegistryKey().Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kRead); }},
+    {"list keys", kUserFile,
+     [] {
+       std::vector<std::wstring> names;
+       return orv::ListRegistryKeys(HKEY_CURRENT_USER, &names);
+     }},
+    {"list values", kUserFile,
+     [] {
+       std::vector<orv::NamedRegistryValue> values;
+       return orv::ListRegistryValues(HKEY_CURRENT_USER, &values);
+     }},
+    {"read keys", kUserFile,
+     [] {
+       std::vector<orv::RegistrySubKey> subKeys;
+       return orv::ReadRegistryKeys(HKEY_CURRENT_USER, &subKeys);
+     }},
+    {"delete a tree", kUserFile,
+     [] { return orv::DeleteRegistryTree(HKEY_CURRENT_USER, L"Key\\None"); }},
+    {"read a setting", kUserFile,
+     [] {
+       std::wstring text;
+       return orv::ReadSetting(L"Test", L"None", &text);
+     }},
+    {"read a setting of the machine", kMachineFile,
+     [] {
+       std::wstring text;
+       return orv::ReadSetting(L"Test", L"None", &text);
+     }},
+    {"find the hive of common items", kUserFile,
+     [] {
+       HKEY hive = nullptr;
+       return orv::StockItemsHive(orv::kCommonStockItemsPath, &hive);
+     }},
+    {"read items", kUserFile,
+     [] {
+       std::vector<StockItem> items;
+       return orv::ReadStockItems(L"Key", &items);
+     }},
+    {"read common items of the machine", kMachineFile,
+     [] {
+       std::vector<StockItem> items;
+       return orv::ReadStockItems(orv::kCommonStockItemsPath, &items);
+     }},
+    {"load items", kUserFile, [] { return ErrorOfList(nullptr); }},
+    {"store an item", kUserFile,
+     [] {
+       StockItem item;
+       item.guid.Data1 = 1;
+       return orv::WriteStockItem(L"Key", item);
+     }},
+    {"delete an item", kUserFile,
+     [] {
+       return orv::DeleteStockItem(L"Key", {1, 0, 0, {}});
+     }},
+    {"open a printer", kMachineFile,
+     [] {
+       const HANDLE printer = orv::OpenPrinterHandle(kPrinter);
+       orv::ClosePrinterHandle(printer);
+       return printer != nullptr ? ERROR_SUCCESS : static_cast<LONG>(GetLastError());
+     }},
+    {"list printers", kMachineFile,
+     [] {
+       std::vector<orv::PrinterFacts> printers;
+       return orv::ListSpoolerPrinters(&printers);
+     }},
+    {"add a printer", kMachineFile, [] { return orv::AddSpoolerPrinter(L"New", L"driver"); }},
+    {"remove a printer", kMachineFile, [] { return orv::RemoveSpoolerPrinter(L"None"); }},
+};
+
+/// A way in which a store cannot be read, and the error for it.
+struct Damage {
+  const char* name;
+  LONG error;
+  void (*damage)(const std::filesystem::path& file);
+};
+
+constexpr Damage kDamages[] = {
+    {"text over its header", ERROR_BADDB,
+     [](const std::filesystem::path& file) {
+       orv::test::WriteBytes(file, "text" + orv::test::ReadBytes(file).substr(4));
+     }},
+    {"cut off", ERROR_BADDB,
+     [](const std::filesystem::path& file) { std::filesystem::resize_file(file, 4096); }},
+    {"another database", ERROR_BADDB,
+     [](const std::filesystem::path& file) {
+       std::filesystem::remove(file);
+       sqlite3* database = nullptr;
+       EXPECT_EQ(sqlite3_open(file.c_str(), &database), SQLITE_OK);
+       EXPECT_EQ(sqlite3_exec(database, "CREATE TABLE a(b)", nullptr, nullptr, nullptr), SQLITE_OK);
+       sqlite3_close(database);
+     }},
+    {"a folder", ERROR_ACCESS_DENIED,
+     [](const std::filesystem::path& file) {
+       std::filesystem::remove(file);
+       std::filesystem::create_directory(file);
+     }},
+    {"a link to itself", ERROR_REGISTRY_IO_FAILED,
+     [](const std::filesystem::path& file) {
+       std::filesystem::remove(file);
+       std::filesystem::create_symlink(file, file);
+     }},
+};
+
+TEST_F(RegistryFileTest, AnUnreadableStoreIsNeverAnEmptyOne) {
   std::filesystem::create_directories(folder_.path() / "store");
-  orv::test::WriteBytes(folder_.path() / "store/user.sqlite", std::string(8192, 'x'));
-  RegistryKey key;
-  EXPECT_EQ(key.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kRead), ERROR_BADDB);
-  EXPECT_EQ(key.Create(HKEY_CURRENT_USER, L"Key"), ERROR_BADDB);
-  EXPECT_EQ(key.Create(HKEY_LOCAL_MACHINE, orv::kCommonStockItemsPath), ERROR_SUCCESS);
-  HKEY hive = nullptr;
-  EXPECT_EQ(orv::StockItemsHive(orv::kCommonStockItemsPath, &hive), ERROR_BADDB);
-  EXPECT_EQ(hive, HKEY_CURRENT_USER);
-  orv::test::LogCapture log;
-  EXPECT_EQ(CleanupRegSessionData(L"", L""), 1U);
-  EXPECT_EQ(log.TakeText(), L"ERRSessionData Error accessing Session Data. Error code: 1009\n");
-  orv::test::WriteBytes(folder_.path() / "store/user.sqlite",
-                        "");  // another process has just created it
-  EXPECT_EQ(key.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kRead), ERROR_FILE_NOT_FOUND);
+  const auto fill = [] {
+    Write(L"text");
+    EXPECT_EQ(orv::AddSpoolerPrinter(kPrinter, L"driver"), ERROR_SUCCESS);
+  };
+  for (const Damage& damage : kDamages) {
+    for (const char* const name : {kUserFile, kMachineFile}) {
+      const std::filesystem::path file = folder_.path() / "store" / name;
+      std::filesystem::remove_all(folder_.path() / "store");
+      fill();
+      Replace(file, orv::test::ReadBytes(file));
+      damage.damage(file);
+      for (const Reader& reader : kReaders) {
+        SCOPED_TRACE(std::string(reader.name) + ", " + damage.name);
+        if (reader.file != name) continue;
+        EXPECT_EQ(reader.read(), damage.error);
+      }
+      std::filesystem::remove_all(folder_.path() / "store");
+      for (const Reader& reader : kReaders) {
+        EXPECT_NE(reader.read(), damage.error) << reader.name << " has kept the failure";
+      }
+    }
+  }
+}
+
+TEST_F(RegistryFileTest, AFileThatAnotherProcessHasJustCreatedIsEmpty) {
+  std::filesystem::create_directories(folder_.path() / "store");
+  orv::test::WriteBytes(folder_.path() / "store/user.sqlite", "");
+  EXPECT_EQ(RegistryKey().Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kRead),
+            ERROR_FILE_NOT_FOUND);
   Write(L"text");
   EXPECT_EQ(Read(), L"text");
+}
+
+TEST_F(RegistryFileTest, AMergeSaysThatTheItemsCannotBeRead) {
+  Write(L"text");
+  EXPECT_EQ(orv::AddSpoolerPrinter(kPrinter, L"driver"), ERROR_SUCCESS);
+  const HANDLE printer = orv::OpenPrinterHandle(kPrinter);
+  orv::test::WriteBytes(folder_.path() / "store/user.sqlite", std::string(8192, 'x'));
+  DEVMODEW in{};
+  DEVMODEW out{};
+  tagOEMDEV record{};
+  in.dmPaperSize = orv::kFirstStockPaperSize;
+  in.dmPaperWidth = in.dmPaperLength = 500;
+  orv::test::LogCapture log;
+  ApplyStockItem(&in, &out, &record, printer, kPrinter, nullptr);
+  orv::ClosePrinterHandle(printer);
+  std::wstring lines;
+  for (const orv::test::LogLine& line : log.Take()) {
+    if (line.source == L"DevMode") lines += line.tag + L' ' + line.message + L'\n';
+  }
+  EXPECT_EQ(lines,
+            L"INF Loading printer settings from registry\n"
+            L"ERR Stock items could not be read from " +
+                orv::Utf8ToWide((folder_.path() / "store/user.sqlite").string()) +
+                L": the settings store is damaged (system error 1009)\n"
+                L"INF Drevik.ApplyStockItem: Applying values for paper size 257\n"
+                L"ERR Drevik.ApplyStockItem:   Stock items could not be read. Using width "
+                L"and length from OEMDevMode settings: 50000 x 50000\n");
+  EXPECT_EQ(out.dmPaperSize, 257);
+  EXPECT_EQ(out.dmPaperWidth, 500);
+}
+
+TEST_F(RegistryFileTest, ALockedFileTakesTheTimeOfARequestOnce) {
+  Write(L"one");
+  sqlite3* other = nullptr;  // SQLite's locks of one process are shared, so another one holds it
+  int ready[2];
+  int release[2];
+  ASSERT_EQ(pipe(ready) + pipe(release), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    char byte = 0;
+    const bool isHeld =
+        sqlite3_open((folder_.path() / "store/user.sqlite").c_str(), &other) == SQLITE_OK &&
+        sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr) == SQLITE_OK &&
+        write(ready[1], "", 1) == 1 && read(release[0], &byte, 1) == 1;
+    _exit(isHeld ? 0 : 1);
+  }
+  char byte = 0;
+  ASSERT_EQ(read(ready[0], &byte, 1), 1);
+  orv::Request::s_maxWait = std::chrono::milliseconds(20);
+  {
+    const orv::RegistrySnapshot request;
+    RegistryValue value;
+    std::vector<StockItem> items;
+    EXPECT_EQ(orv::GetRegistryValue(HKEY_CURRENT_USER, L"Value", &value), ERROR_BUSY);
+    const auto waited = orv::Request::OfThread().waited;
+    EXPECT_GE(waited, orv::Request::s_maxWait);
+    for (const Reader& reader : kReaders) {
+      if (reader.file == kMachineFile) continue;
+      EXPECT_EQ(reader.read(), ERROR_BUSY) << reader.name;
+    }
+    EXPECT_EQ(orv::Request::OfThread().waited, waited) << "it has waited again";
+    EXPECT_EQ(write(release[1], "", 1), 1);
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(orv::ReadStockItems(L"Key", &items), ERROR_BUSY) << "half of a request has failed";
+  }
+  orv::Request::s_maxWait = orv::Request::kMaxWait;
+  EXPECT_EQ(Read(), L"one");
+  for (const int end : {ready[0], ready[1], release[0], release[1]}) close(end);
+}
+
+TEST_F(RegistryFileTest, AWriteThatFailsKeepsTheOldItems) {
+  StockItem items[2];
+  for (StockItem& item : items) item.guid.Data1 = &item == items ? 1 : 2;
+  items[0].DisplayName = items[1].DisplayName = L"old";
+  ASSERT_EQ(orv::ImportStockItems(L"Key", items, nullptr), ERROR_SUCCESS);
+  items[0].DisplayName = items[1].DisplayName = L"new";
+  const std::filesystem::path file = folder_.path() / "store/user.sqlite";
+  const auto expectOld = [] {
+    std::vector<StockItem> read;
+    EXPECT_EQ(orv::ReadStockItems(L"Key", &read), ERROR_SUCCESS);
+    ASSERT_EQ(read.size(), 2U);
+    EXPECT_EQ(read[0].DisplayName + read[1].DisplayName, L"oldold");
+  };
+  // No room for the journal: files cannot grow.
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+  const auto handler = signal(SIGXFSZ, SIG_IGN);
+  const rlimit limit{100, before.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &limit);
+  EXPECT_NE(orv::ImportStockItems(L"Key", items, nullptr), ERROR_SUCCESS);
+  setrlimit(RLIMIT_FSIZE, &before);
+  signal(SIGXFSZ, handler);
+  expectOld();
+  // One item is refused: none is stored.
+  items[1].PaperWidth = orv::kMaxStockSize + 1;
+  EXPECT_EQ(orv::ImportStockItems(L"Key", items, nullptr), ERROR_INVALID_PARAMETER);
+  items[1].PaperWidth = 0;
+  expectOld();
+  // A file of a later format, which may only be read.
+  std::string bytes = orv::test::ReadBytes(file);
+  bytes[18] = 3;
+  Replace(file, bytes);
+  EXPECT_EQ(orv::ImportStockItems(L"Key", items, nullptr), ERROR_ACCESS_DENIED);
+  expectOld();
 }
 
 TEST_F(RegistryFileTest, AForkedProcessOpensItsOwnConnection) {

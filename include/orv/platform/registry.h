@@ -96,7 +96,7 @@ ORV_EXPORT LONG ListRegistryValues(HKEY key, std::vector<NamedRegistryValue>* va
 
 /// A sub-key with its values.
 struct RegistrySubKey {
-  std::wstring name;                       ///< as first written
+  std::wstring name;                       ///< as first written; for writing also a path
   std::vector<NamedRegistryValue> values;  ///< in name order
 };
 

@@ -1,14 +1,17 @@
 #include "platform/posix/hive.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <filesystem>
 #include <span>
+#include <thread>
 #include <tuple>
 
 #include "base/utf8.h"
+#include "platform/processes.h"
 
 /// The rollback journal is used instead of a write-ahead log because the latter needs write access
 /// to the folder even for reading, which users do not have for the machine hive.
@@ -16,7 +19,16 @@
 namespace orv {
 namespace {
 
-constexpr int kBusyMilliseconds = 30000;
+/// Waits before SQLite tries again to lock the file. Returns 0 if the request's time is up. The
+/// pauses stay short: writers that follow each other closely leave the file free only for moments.
+int WaitForLock(void*, int) {
+  Request& request = Request::OfThread();
+  if (request.waited >= Request::s_maxWait) return 0;
+  const auto start = std::chrono::steady_clock::now();
+  std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  request.waited += std::chrono::steady_clock::now() - start;
+  return 1;
+}
 
 /// Ids are never reused, so a handle to a deleted key stays invalid.
 constexpr char kSchema[] =
@@ -35,13 +47,26 @@ constexpr char kSchema[] =
     " PRIMARY KEY(key, folded)) WITHOUT ROWID;"
     "INSERT OR IGNORE INTO keys(id, parent, folded, name) VALUES(1, 0, '', '');";
 
+/// What later versions have added to the tables.
+///
+/// The triggers give a key a new stamp when its values change, whichever version changes them.
+/// Stamps are random, so that they identify values even if an older file replaces the file.
+#define ORV_TRIGGER(event, row)                    \
+  "CREATE TRIGGER stamp_on_" event " AFTER " event \
+  " ON key_values BEGIN "                          \
+  "UPDATE keys SET stamp = random() WHERE id = " row ".key; END;"
+constexpr char kUpgrade[] =
+    "ALTER TABLE keys ADD COLUMN stamp INTEGER NOT NULL DEFAULT 0;" ORV_TRIGGER("insert", "NEW")
+        ORV_TRIGGER("update", "NEW") ORV_TRIGGER("delete", "OLD");
+#undef ORV_TRIGGER
+
 /// The key ?1 and everything below it.
 #define ORV_TREE                                                                        \
   "WITH RECURSIVE tree(id) AS (SELECT ?1 UNION ALL SELECT keys.id FROM keys JOIN tree " \
   "ON keys.parent = tree.id) "
 
 constexpr const char* kSql[kStatementCount] = {
-    "SELECT 1 FROM sqlite_master WHERE name = 'key_values'",
+    "SELECT name = 'key_values' FROM sqlite_master ORDER BY 1 DESC",
     "BEGIN",
     "BEGIN IMMEDIATE",
     "COMMIT",
@@ -55,15 +80,28 @@ constexpr const char* kSql[kStatementCount] = {
     ORV_TREE "DELETE FROM key_values WHERE key IN (SELECT id FROM tree)",
     ORV_TREE "DELETE FROM keys WHERE id IN (SELECT id FROM tree) AND id <> ?2",
     "SELECT name FROM keys WHERE parent = ?1 ORDER BY folded",
-    "SELECT id, name FROM keys WHERE parent = ?1 ORDER BY folded",
+    "SELECT id, name, stamp FROM keys WHERE parent = ?1 ORDER BY folded",
+    "SELECT id, name, 0 FROM keys WHERE parent = ?1 ORDER BY folded",
     "SELECT folded, name, type, data FROM key_values WHERE key = ?1 ORDER BY folded",
 };
 #undef ORV_TREE
 
-std::optional<FileIdentity> IdentityOf(const std::string& path) {
+/// Finds out which file a path leads to.
+LONG Identify(const std::string& path, FileIdentity* identity) {
   struct stat status {};
-  if (stat(path.c_str(), &status) != 0) return std::nullopt;
-  return FileIdentity{status.st_dev, status.st_ino};
+  if (stat(path.c_str(), &status) == 0) {
+    *identity = {status.st_dev, status.st_ino};
+    return ERROR_SUCCESS;
+  }
+  switch (errno) {
+    case ENOENT:
+    case ENOTDIR:
+      return ERROR_FILE_NOT_FOUND;
+    case EACCES:
+      return ERROR_ACCESS_DENIED;
+    default:
+      return ERROR_REGISTRY_IO_FAILED;
+  }
 }
 
 }  // namespace
@@ -95,6 +133,11 @@ LONG ErrorOf(int sqliteResult) {
   }
 }
 
+Request& Request::OfThread() {
+  thread_local Request request;
+  return request;
+}
+
 Transaction::Transaction(Hive* hive, Statement begin)
     : hive_(hive), result_(hive->Run(begin)), isOpen_(result_ == ERROR_SUCCESS) {}
 
@@ -110,17 +153,23 @@ LONG Transaction::Commit() {
 
 LONG Hive::PrepareRead(std::uint64_t request) {
   if (path_.empty()) return ERROR_FILE_NOT_FOUND;
-  if (request != 0 && request == request_ && owner_ == getpid()) return ERROR_SUCCESS;
-  const std::optional<FileIdentity> current = IdentityOf(path_);
+  if (request != 0 && request == request_ && owner_ == CurrentProcessId()) return ERROR_SUCCESS;
+  FileIdentity current;
+  const bool wasMissing = isMissing_;
+  const LONG identified = Identify(path_, &current);
+  if (identified != ERROR_SUCCESS && identified != ERROR_FILE_NOT_FOUND) return identified;
   // An open connection prevents its file's inode number from being reused.
-  const bool isSameFile = database_ != nullptr && current == identity_;
-  if (isSameFile && owner_ == getpid()) {
+  const bool isSameFile =
+      database_ != nullptr && identified == ERROR_SUCCESS && current == identity_;
+  if (isSameFile && owner_ == CurrentProcessId()) {
     const std::optional<FileState> state = ReadState();
     if (!state || state != keptAt_) Forget();
   } else {
+    isMissing_ = identified != ERROR_SUCCESS;
+    if (wasMissing && isMissing_) return identified;
     Disconnect();
     if (!isSameFile) ++generation_;
-    if (!current) return ERROR_FILE_NOT_FOUND;
+    if (isMissing_) return identified;
     const LONG error = Connect(SQLITE_OPEN_READWRITE);
     if (error != ERROR_SUCCESS) return error;
   }
@@ -149,17 +198,20 @@ Prepared Hive::Prepare(Statement statement) {
 
 LONG Hive::Run(Statement statement) { return ErrorOf(Query(Prepare(statement)).Step()); }
 
+LONG Hive::FindKey(sqlite3_int64 row) {
+  const int found = Query(Prepare(kFindKey)).Bind(1, row).Step();
+  return found == SQLITE_DONE ? ERROR_KEY_DELETED : ErrorOf(found);
+}
+
 LONG Hive::ReadKey(sqlite3_int64 row, const KeyContent** content) {
   auto known = keys_.find(row);
   if (known == keys_.end()) {
     KeyContent read;
     const LONG error = ReadTogether([&] {
-      {
-        const int found = Query(Prepare(kFindKey)).Bind(1, row).Step();
-        if (found == SQLITE_DONE) return ERROR_SUCCESS;
-        if (found != SQLITE_ROW) return ErrorOf(found);
-        read.isThere = true;
-      }
+      const LONG isThere = FindKey(row);
+      if (isThere == ERROR_KEY_DELETED) return ERROR_SUCCESS;
+      if (isThere != ERROR_SUCCESS) return isThere;
+      read.isThere = true;
       Query values(Prepare(kListValues));
       values.Bind(1, row);
       int found;
@@ -177,25 +229,31 @@ LONG Hive::ReadKey(sqlite3_int64 row, const KeyContent** content) {
       return ErrorOf(found);
     });
     if (error != ERROR_SUCCESS) return error;
+    if (keys_.size() >= kMaxCached) keys_.erase(keys_.begin());
     known = keys_.emplace(row, std::move(read)).first;
   }
   *content = &known->second;
   return ERROR_SUCCESS;
 }
 
-LONG Hive::ReadSubKeys(sqlite3_int64 row, std::vector<RegistrySubKey>* subKeys) {
+LONG Hive::ReadSubKeys(sqlite3_int64 row, const KnownStamps& known,
+                       std::vector<StampedSubKey>* subKeys) {
   return ReadTogether([&] {
-    Query keys(Prepare(kListSubKeys));
+    if (const LONG error = FindKey(row); error != ERROR_SUCCESS) return error;
+    Query keys(Prepare(hasStamps_ ? kListSubKeys : kListSubKeysWithoutStamps));
     keys.Bind(1, row);
     int found;
     while ((found = keys.Step()) == SQLITE_ROW) {
-      RegistrySubKey& subKey = subKeys->emplace_back();
-      subKey.name = Utf8ToWide(keys.Bytes(1));
+      StampedSubKey& subKey = subKeys->emplace_back();
+      subKey.subKey.name = Utf8ToWide(keys.Bytes(1));
+      subKey.stamp = static_cast<RegistryStamp>(keys.Number(2));
+      subKey.isKnown = subKey.stamp != 0 && known.contains(subKey.stamp);
+      if (subKey.isKnown) continue;
       Query values(Prepare(kListValues));
       values.Bind(1, keys.Number(0));
       while ((found = values.Step()) == SQLITE_ROW) {
         const std::string_view bytes = values.Bytes(3);
-        subKey.values.push_back(
+        subKey.subKey.values.push_back(
             {Utf8ToWide(values.Bytes(1)),
              {static_cast<DWORD>(values.Number(2)), {bytes.begin(), bytes.end()}}});
       }
@@ -203,6 +261,20 @@ LONG Hive::ReadSubKeys(sqlite3_int64 row, std::vector<RegistrySubKey>* subKeys) 
     }
     return ErrorOf(found);
   });
+}
+
+LONG Hive::Upgrade() {
+  // Another process may have done it since the file was opened.
+  if (!hasStamps_) hasStamps_ = HasStamps();
+  if (hasStamps_) return ERROR_SUCCESS;
+  const LONG error = ErrorOf(sqlite3_exec(database_, kUpgrade, nullptr, nullptr, nullptr));
+  hasStamps_ = error == ERROR_SUCCESS;
+  return error;
+}
+
+bool Hive::HasStamps() {
+  const int found = Query(Prepare(kListSubKeys)).Bind(1, kRootKey).Step();
+  return found == SQLITE_ROW || found == SQLITE_DONE;
 }
 
 std::optional<Hive::FileState> Hive::ReadState() const {
@@ -224,45 +296,53 @@ std::optional<Hive::FileState> Hive::ReadState() const {
   return state;
 }
 
+std::uint64_t Hive::NewVersion() {
+  static std::atomic<std::uint64_t> s_last{0};
+  return ++s_last;
+}
+
 void Hive::Forget() {
+  version_ = NewVersion();
   keys_.clear();
   paths_.clear();
   keptAt_.reset();
 }
 
 LONG Hive::Connect(int flags) {
-  int result = sqlite3_open_v2(path_.c_str(), &database_, flags | SQLITE_OPEN_NOMUTEX, nullptr);
-  LONG error = ErrorOf(result);
-  owner_ = getpid();
+  LONG error =
+      ErrorOf(sqlite3_open_v2(path_.c_str(), &database_, flags | SQLITE_OPEN_NOMUTEX, nullptr));
+  owner_ = CurrentProcessId();
   if (error == ERROR_SUCCESS) {
-    sqlite3_busy_timeout(database_, kBusyMilliseconds);
-    if ((flags & SQLITE_OPEN_CREATE) != 0) {
-      error = CreateTables();
-    } else {
-      result = Query(Prepare(kHasSchema)).Step();
-      // A file without tables is one that another process is about to initialize, or was killed
-      // while initializing.
-      error = result == SQLITE_DONE ? ERROR_FILE_NOT_FOUND : ErrorOf(result);
-    }
+    sqlite3_busy_handler(database_, WaitForLock, nullptr);
+    error = (flags & SQLITE_OPEN_CREATE) != 0 ? CreateTables() : CheckTables();
   }
-  const std::optional<FileIdentity> identity = IdentityOf(path_);
-  if (error == ERROR_SUCCESS && !identity) error = ERROR_FILE_NOT_FOUND;
-  if (error != ERROR_SUCCESS) {
-    Disconnect();
-    return error;
-  }
-  identity_ = *identity;
-  return ERROR_SUCCESS;
+  if (error == ERROR_SUCCESS) error = Identify(path_, &identity_);
+  isMissing_ = false;
+  if (error != ERROR_SUCCESS) Disconnect();
+  return error;
+}
+
+LONG Hive::CheckTables() {
+  Query tables(Prepare(kHasSchema));
+  const int found = tables.Step();
+  // A file without tables is one that another process is about to initialize, or was killed while
+  // initializing.
+  if (found == SQLITE_DONE) return ERROR_FILE_NOT_FOUND;
+  if (found != SQLITE_ROW) return ErrorOf(found);
+  hasStamps_ = HasStamps();
+  return tables.Number(0) != 0 ? ERROR_SUCCESS : ERROR_BADDB;
 }
 
 LONG Hive::CreateTables() {
   Transaction transaction(this, kBegin);
   if (transaction.result() != ERROR_SUCCESS) return transaction.result();
-  const LONG error = ErrorOf(sqlite3_exec(database_, kSchema, nullptr, nullptr, nullptr));
+  LONG error = ErrorOf(sqlite3_exec(database_, kSchema, nullptr, nullptr, nullptr));
+  if (error == ERROR_SUCCESS) error = Upgrade();
   return error == ERROR_SUCCESS ? transaction.Commit() : error;
 }
 
 void Hive::RollBack() {
+  hasStamps_ = false;                                  // unless the next write finds them
   if (sqlite3_get_autocommit(database_) != 0) return;  // a severe error has already rolled it back
   Run(kRollback);
   if (sqlite3_get_autocommit(database_) == 0) Disconnect();
@@ -271,13 +351,14 @@ void Hive::RollBack() {
 void Hive::Disconnect() {
   // A connection inherited over a fork belongs to the parent: closing it here could release the
   // parent's file locks.
-  if (owner_ == getpid()) {
+  if (owner_ == CurrentProcessId()) {
     for (sqlite3_stmt* statement : statements_) sqlite3_finalize(statement);
     sqlite3_close_v2(database_);
   }
   statements_.fill(nullptr);
   database_ = nullptr;
   request_ = 0;
+  hasStamps_ = false;
   Forget();
 }
 

@@ -3,9 +3,12 @@
 #include <sqlite3.h>
 #include <sys/types.h>
 
+#include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <string>
@@ -16,6 +19,7 @@
 
 #include "orv/platform/registry.h"
 #include "orv/platform/types.h"
+#include "platform/registry_cache.h"
 
 /// One hive of the settings store: an SQLite file, whose tables `docs/registry.md` describes. Not
 /// thread-safe; the registry holds the lock.
@@ -41,12 +45,28 @@ enum Statement {
   kDeleteTreeKeys,
   kListKeys,
   kListSubKeys,
+  kListSubKeysWithoutStamps,
   kListValues,
   kStatementCount,
 };
 
 /// The system error code for an SQLite result.
 LONG ErrorOf(int sqliteResult);
+
+class Hive;
+
+/// What a thread asks of the store in one go: a `RegistrySnapshot`, or a call without one.
+struct Request {
+  std::uint64_t number = 0;  ///< above 0 if several calls belong to it
+  std::chrono::steady_clock::duration waited{};
+  std::array<const Hive*, 2> locked{};  ///< stayed locked until the time was up
+
+  static Request& OfThread();
+
+  /// For how long a request waits for locked files, in all; tests shorten it.
+  static constexpr std::chrono::milliseconds kMaxWait{10000};
+  static inline std::chrono::milliseconds s_maxWait = kMaxWait;
+};
 
 /// A prepared statement, or the reason why it could not be prepared.
 struct Prepared {
@@ -122,8 +142,6 @@ struct PathEnd {
   std::size_t depth = 0;
 };
 
-class Hive;
-
 /// A transaction of a hive. The destructor rolls it back unless it was committed, also when an
 /// exception is thrown.
 class Transaction {
@@ -147,7 +165,7 @@ class Transaction {
 /// read of the file header instead of locks and queries; the header shows writes by any process.
 class Hive {
  public:
-  explicit Hive(std::string path) : path_(std::move(path)) {}
+  explicit Hive(std::string path) : path_(std::move(path)), version_(NewVersion()) {}
   Hive(const Hive&) = delete;
   Hive& operator=(const Hive&) = delete;
   ~Hive() { Disconnect(); }
@@ -159,11 +177,30 @@ class Hive {
   /// written. All reads with the same request number above 0 check the file only once.
   LONG PrepareRead(std::uint64_t request = 0);
 
+  /// Runs `work()`, which uses the file. If the file stays locked until the request's time is up,
+  /// the rest of the request fails at once.
+  template <typename Work>
+  LONG InRequest(Work work) const {
+    Request& request = Request::OfThread();
+    if (std::ranges::count(request.locked, this) != 0) return ERROR_BUSY;
+    const LONG result = work();
+    if (result == ERROR_BUSY && request.number != 0) {
+      request.locked[request.locked[0] == nullptr ? 0 : 1] = this;
+    }
+    return result;
+  }
+
   /// Makes the connection usable for writing; creates folder, file and tables if missing.
   LONG PrepareWrite();
 
   /// Drops the cache.
   void Forget();
+
+  /// Changes whenever the file may have another content than before.
+  std::uint64_t version() const { return version_; }
+
+  /// Adds what later versions of the store have to the file, in a transaction.
+  LONG Upgrade();
 
   sqlite3* database() const { return database_; }
   const std::string& path() const { return path_; }
@@ -178,11 +215,15 @@ class Hive {
   /// Runs a statement without parameters to its end.
   LONG Run(Statement statement);
 
+  /// Returns `ERROR_KEY_DELETED` if the key is missing.
+  LONG FindKey(sqlite3_int64 row);
   /// Reads a key as a whole, and caches it until the file is written. The content is valid until
   /// the next call of a function that is not const.
   LONG ReadKey(sqlite3_int64 row, const KeyContent** content);
-  /// Reads the sub-keys of a key with their values, in one state of the file.
-  LONG ReadSubKeys(sqlite3_int64 row, std::vector<RegistrySubKey>* subKeys);
+  /// Reads the sub-keys of a key in one state of the file, with the values of those whose stamps
+  /// are not known.
+  LONG ReadSubKeys(sqlite3_int64 row, const KnownStamps& known,
+                   std::vector<StampedSubKey>* subKeys);
   /// Finds the key that a path leads to, with the same caching: `walk()` finds it with queries.
   template <typename Walk>
   PathEnd ReadPath(sqlite3_int64 row, const std::wstring& path, Walk walk) {
@@ -194,6 +235,7 @@ class Hive {
       return end.result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : end.result;
     });
     if (error != ERROR_SUCCESS) return {error};
+    if (paths_.size() >= kMaxCached) paths_.erase(std::prev(paths_.end()));
     return paths_[{row, path}] = end;
   }
 
@@ -213,24 +255,31 @@ class Hive {
     // could be that of an interrupted write, which is rolled back and could recur with another
     // write.
     const std::optional<FileState> state = ReadState();
-    if (state != keptAt_ || keys_.size() + paths_.size() >= kMaxCached) Forget();
+    if (state != keptAt_ && (keptAt_ || !keys_.empty() || !paths_.empty())) Forget();
     keptAt_ = state;
     const LONG ended = transaction.Commit();
     return result != ERROR_SUCCESS ? result : ended;
   }
+  /// No two versions of any hive are the same.
+  static std::uint64_t NewVersion();
   LONG Connect(int flags);
+  LONG CheckTables();
+  bool HasStamps();
   LONG CreateTables();
   void Disconnect();
 
   std::string path_;
   sqlite3* database_ = nullptr;
-  pid_t owner_ = 0;        ///< the process that opened the connection
+  DWORD owner_ = 0;        ///< the process that opened the connection
   FileIdentity identity_;  ///< the file that it reads
   int generation_ = 0;
   std::array<sqlite3_stmt*, kStatementCount> statements_{};
 
-  /// Maximum number of cached keys and paths: far more than the library reads.
+  /// Maximum number of cached keys, and of paths. Of more, each new one replaces one other.
   static constexpr std::size_t kMaxCached = 4096;
+  bool hasStamps_ = false;  ///< the file has the column
+  bool isMissing_ = false;  ///< there was no file at the last look
+  std::uint64_t version_;
   std::uint64_t request_ = 0;        ///< the last one that checked the file
   std::optional<FileState> keptAt_;  ///< the file's state when the rest was read
   std::unordered_map<sqlite3_int64, KeyContent> keys_;

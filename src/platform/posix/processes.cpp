@@ -1,6 +1,7 @@
 #include "platform/processes.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <limits>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -113,20 +115,25 @@ struct OwnFacts {
 };
 
 /// `id` is the calling process's. Empty if the system does not show the process its own folder.
-OwnFacts GetOwnFacts(DWORD id) {
+std::shared_ptr<const OwnFacts> GetOwnFacts(DWORD id) {
   static std::mutex lock;
-  static OwnFacts s_facts;
+  // Never destroyed: other destructors may still ask.
+  static auto& s_facts = *new std::shared_ptr<const OwnFacts>(std::make_shared<OwnFacts>());
   const std::lock_guard guard(lock);
-  if (s_facts.id != id) {
+  if (s_facts->id != id) {
     const FileDescriptor folder = OpenProcessFolder(id);
     ProcessStatus status;
-    s_facts = {};
+    OwnFacts facts;
     if (folder.get() >= 0 && ReadStatus(folder.get(), &status)) {
-      s_facts = {id, status.startTicks, ReadProgram(folder.get())};
+      facts = {id, status.startTicks, ReadProgram(folder.get())};
     }
+    s_facts = std::make_shared<const OwnFacts>(std::move(facts));
   }
   return s_facts;
 }
+
+/// The id of this process once it is known; 0 in a child that has just been forked.
+std::atomic<DWORD> ownId{0};
 
 const OpenedProcess* ProcessOf(HANDLE process) {
   return static_cast<const OpenedProcess*>(process);
@@ -134,7 +141,16 @@ const OpenedProcess* ProcessOf(HANDLE process) {
 
 }  // namespace
 
-DWORD CurrentProcessId() { return static_cast<DWORD>(getpid()); }
+DWORD CurrentProcessId() {
+  // Asked often, and a system call is slow on virtual machines.
+  DWORD id = ownId.load(std::memory_order_relaxed);
+  if (id == 0) {
+    static const int s_watched = pthread_atfork(nullptr, nullptr, [] { ownId = 0; });
+    id = static_cast<DWORD>(getpid());
+    if (s_watched == 0) ownId = id;
+  }
+  return id;
+}
 
 std::wstring ExpandVariables(const std::wstring& text) {
   std::wstring expanded;
@@ -153,8 +169,8 @@ std::wstring ExpandVariables(const std::wstring& text) {
 
 bool FindProcess(DWORD id, ProcessEntry* entry) {
   if (id == CurrentProcessId()) {
-    if (const OwnFacts own = GetOwnFacts(id); !own.program.empty()) {
-      *entry = {id, static_cast<DWORD>(getppid()), FileNameOf(Utf8ToWide(own.program))};
+    if (const auto own = GetOwnFacts(id); !own->program.empty()) {
+      *entry = {id, static_cast<DWORD>(getppid()), FileNameOf(Utf8ToWide(own->program))};
       return true;
     }
   }
@@ -173,8 +189,8 @@ bool FindProcess(DWORD id, ProcessEntry* entry) {
 
 HANDLE OpenProcessHandle(DWORD id, ProcessAccess access) {
   if (id == CurrentProcessId()) {
-    if (OwnFacts own = GetOwnFacts(id); !own.program.empty()) {
-      return new OpenedProcess{-1, std::move(own.program)};
+    if (const auto own = GetOwnFacts(id); !own->program.empty()) {
+      return new OpenedProcess{-1, own->program};
     }
   }
   FileDescriptor folder = OpenProcessFolder(id);
@@ -218,7 +234,7 @@ bool GetProcessCreationTime(HANDLE process, std::uint64_t* creationTime) {
   const OpenedProcess& opened = *ProcessOf(process);
   ProcessStatus status;
   if (opened.folder < 0) {
-    status.startTicks = GetOwnFacts(CurrentProcessId()).startTicks;
+    status.startTicks = GetOwnFacts(CurrentProcessId())->startTicks;
   } else if (!ReadStatus(opened.folder, &status)) {
     SetLastError(ERROR_INVALID_PARAMETER);  // it has ended in the meantime
     return false;

@@ -16,6 +16,7 @@
 #include "platform/letter_case.h"
 #include "platform/posix/hive.h"
 #include "platform/posix/user_folder.h"
+#include "platform/registry_cache.h"
 
 /// The settings store in SQLite: one file per hive.
 ///
@@ -29,8 +30,7 @@ constexpr std::size_t kMaxKeyName = 255;
 constexpr std::size_t kMaxValueName = 16383;
 constexpr std::size_t kMaxDepth = 512;
 
-/// The thread's current request: its number (0 without one), and how many objects share it.
-thread_local std::uint64_t theRequest = 0;
+/// How many objects share the thread's current request.
 thread_local int theRequestObjects = 0;
 
 /// The form of a name that is compared.
@@ -67,18 +67,28 @@ Store& TheStore() {
   return *store;
 }
 
-std::string Variable(const char* name) {
-  const char* value = std::getenv(name);
-  return value != nullptr ? value : "";
+/// Locks the store. Another thread may hold it while it waits for a locked file, so the time counts
+/// as such a wait.
+std::unique_lock<std::mutex> Lock(Store* store) {
+  Request& request = Request::OfThread();
+  if (request.number == 0) request = {};  // each call is a request of its own
+  std::unique_lock guard(store->lock, std::try_to_lock);
+  if (!guard) {
+    const auto start = std::chrono::steady_clock::now();
+    guard.lock();
+    request.waited += std::chrono::steady_clock::now() - start;
+  }
+  return guard;
 }
 
 /// Locates the hives' files, again if the environment variable has changed.
 void LocateHives(Store* store) {
-  const std::string folder = Variable("ORV_REGISTRY_DIR");
+  const char* const variable = std::getenv("ORV_REGISTRY_DIR");
+  const std::string_view folder = variable != nullptr ? variable : "";
   if (store->user != nullptr && folder == store->folder) return;
   store->folder = folder;
-  std::string userFolder = folder;
-  std::string machineFolder = folder;
+  std::string userFolder = store->folder;
+  std::string machineFolder = store->folder;
   if (folder.empty()) {
     userFolder = UserFolder("XDG_DATA_HOME", ".local/share");
     if (!userFolder.empty()) userFolder += "/orv";
@@ -99,24 +109,34 @@ std::optional<KeyHandle> Resolve(Store* store, HKEY key) {
   return found->second;
 }
 
-/// Runs `work(key, content)` on a key for reading. Returns `ERROR_FILE_NOT_FOUND` if the store has
-/// no file.
+/// Runs `work(store, key)` on a key whose hive can be read. Returns `ERROR_FILE_NOT_FOUND` if the
+/// store has no file.
 template <typename Work>
-LONG Read(HKEY handle, Work work) {
+LONG Reach(HKEY handle, Work work) {
   Store& store = TheStore();
-  const std::lock_guard guard(store.lock);
+  const std::unique_lock guard = Lock(&store);
   const std::optional<KeyHandle> key = Resolve(&store, handle);
   if (!key) return ERROR_INVALID_HANDLE;
   Hive& hive = *key->hive;
-  LONG result = hive.PrepareRead(theRequest);
-  if (key->row != kRootKey &&
-      (result == ERROR_FILE_NOT_FOUND || key->generation != hive.generation())) {
-    return ERROR_KEY_DELETED;
-  }
-  const KeyContent* content = nullptr;
-  if (result == ERROR_SUCCESS) result = hive.ReadKey(key->row, &content);
-  if (result != ERROR_SUCCESS) return result;
-  return content->isThere ? work(&store, *key, *content) : ERROR_KEY_DELETED;
+  return hive.InRequest([&] {
+    const LONG result = hive.PrepareRead(Request::OfThread().number);
+    if (key->row != kRootKey &&
+        (result == ERROR_FILE_NOT_FOUND || key->generation != hive.generation())) {
+      return ERROR_KEY_DELETED;
+    }
+    return result == ERROR_SUCCESS ? work(&store, *key) : result;
+  });
+}
+
+/// Runs `work(store, key, content)` on a key with its content.
+template <typename Work>
+LONG Read(HKEY handle, Work work) {
+  return Reach(handle, [&](Store* store, const KeyHandle& key) {
+    const KeyContent* content = nullptr;
+    const LONG result = key.hive->ReadKey(key.row, &content);
+    if (result != ERROR_SUCCESS) return result;
+    return content->isThere ? work(store, key, *content) : ERROR_KEY_DELETED;
+  });
 }
 
 enum class MissingFile { kCreate, kReport };
@@ -125,20 +145,23 @@ enum class MissingFile { kCreate, kReport };
 template <typename Work>
 LONG Write(HKEY handle, MissingFile missingFile, Work work) {
   Store& store = TheStore();
-  const std::lock_guard guard(store.lock);
+  const std::unique_lock guard = Lock(&store);
   const std::optional<KeyHandle> key = Resolve(&store, handle);
   if (!key) return ERROR_INVALID_HANDLE;
   Hive& hive = *key->hive;
-  LONG result = missingFile == MissingFile::kCreate ? hive.PrepareWrite() : hive.PrepareRead();
-  if (result != ERROR_SUCCESS) return result;
-  if (key->row != kRootKey && key->generation != hive.generation()) return ERROR_KEY_DELETED;
-  Transaction transaction(&hive, kBegin);
-  if (transaction.result() != ERROR_SUCCESS) return transaction.result();
-  hive.Forget();
-  const int found = Query(hive.Prepare(kFindKey)).Bind(1, key->row).Step();
-  result = found == SQLITE_DONE ? ERROR_KEY_DELETED : ErrorOf(found);
-  if (result == ERROR_SUCCESS) result = work(&store, *key);
-  return result == ERROR_SUCCESS ? transaction.Commit() : result;
+  return hive.InRequest([&] {
+    LONG result = missingFile == MissingFile::kCreate ? hive.PrepareWrite() : hive.PrepareRead();
+    if (result != ERROR_SUCCESS) return result;
+    if (key->row != kRootKey && key->generation != hive.generation()) return ERROR_KEY_DELETED;
+    Transaction transaction(&hive, kBegin);
+    if (transaction.result() != ERROR_SUCCESS) return transaction.result();
+    hive.Forget();
+    result = hive.Upgrade();
+    if (result != ERROR_SUCCESS) return result;
+    result = hive.FindKey(key->row);
+    if (result == ERROR_SUCCESS) result = work(&store, *key);
+    return result == ERROR_SUCCESS ? transaction.Commit() : result;
+  });
 }
 
 /// Splits a path at its backslashes; trailing and repeated ones are ignored.
@@ -273,11 +296,11 @@ void RegistryKey::Close() {
 
 RegistrySnapshot::RegistrySnapshot() {
   static std::atomic<std::uint64_t> s_last{0};
-  if (theRequestObjects++ == 0) theRequest = ++s_last;
+  if (theRequestObjects++ == 0) Request::OfThread() = {.number = ++s_last};
 }
 
 RegistrySnapshot::~RegistrySnapshot() {
-  if (--theRequestObjects == 0) theRequest = 0;
+  if (--theRequestObjects == 0) Request::OfThread() = {};
 }
 
 LONG GetRegistryValue(HKEY key, const std::wstring& name, RegistryValue* value) {
@@ -332,12 +355,31 @@ LONG ListRegistryKeys(HKEY key, std::vector<std::wstring>* names) {
 }
 
 LONG ReadRegistryKeys(HKEY key, std::vector<RegistrySubKey>* subKeys) {
+  std::vector<StampedSubKey> stamped;
+  const LONG result = ReadChangedRegistryKeys(key, {}, &stamped);
   subKeys->clear();
-  const LONG result = Read(key, [&](Store*, const KeyHandle& open, const KeyContent&) {
-    return open.hive->ReadSubKeys(open.row, subKeys);
+  for (StampedSubKey& one : stamped) subKeys->push_back(std::move(one.subKey));
+  return result;
+}
+
+LONG ReadChangedRegistryKeys(HKEY key, const KnownStamps& known,
+                             std::vector<StampedSubKey>* subKeys) {
+  subKeys->clear();
+  const LONG result = Reach(key, [&](Store*, const KeyHandle& open) {
+    return open.hive->ReadSubKeys(open.row, known, subKeys);
   });
   if (result != ERROR_SUCCESS) subKeys->clear();
   return result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : result;
+}
+
+std::uint64_t RegistryVersion(HKEY key) {
+  Store& store = TheStore();
+  const std::unique_lock guard = Lock(&store);
+  LocateHives(&store);
+  Hive& hive = *(key == HKEY_CURRENT_USER ? store.user : store.machine);
+  const LONG result =
+      hive.InRequest([&hive] { return hive.PrepareRead(Request::OfThread().number); });
+  return result == ERROR_SUCCESS || result == ERROR_FILE_NOT_FOUND ? hive.version() : 0;
 }
 
 LONG WriteRegistryKeys(HKEY key, std::span<const RegistrySubKey> subKeys) {

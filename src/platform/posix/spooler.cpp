@@ -4,8 +4,11 @@
 #include <cstdint>
 #include <mutex>
 #include <unordered_map>
+#include <utility>
 
 #include "orv/platform/registry.h"
+#include "platform/letter_case.h"
+#include "platform/registry_cache.h"
 
 namespace orv {
 namespace {
@@ -14,11 +17,17 @@ constexpr wchar_t kPrintersKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Print\\
 constexpr wchar_t kNameValue[] = L"Name";
 constexpr wchar_t kDriverValue[] = L"Printer Driver";
 
+struct OpenPrinter {
+  std::wstring name;
+  PrinterFacts facts = {};    ///< as last read
+  std::uint64_t version = 0;  ///< of the machine hive then
+};
+
 /// The open printers. Handles are numbers that are never reused, so closed and invalid handles are
 /// detected.
 struct OpenPrinters {
   std::mutex lock;
-  std::unordered_map<std::uintptr_t, std::wstring> names;
+  std::unordered_map<std::uintptr_t, OpenPrinter> printers;
   std::uintptr_t nextHandle = 0x1000;
 };
 
@@ -27,18 +36,27 @@ OpenPrinters& ThePrinters() {
   return *printers;
 }
 
-/// The path of a printer's key: a backslash, which would separate keys, becomes a comma.
-std::wstring KeyOf(std::wstring name) {
+/// The name of a printer's key: a backslash, which would separate keys, becomes a comma.
+std::wstring KeyName(std::wstring name) {
   std::replace(name.begin(), name.end(), L'\\', L',');
-  return std::wstring(kPrintersKey) + L'\\' + name;
+  return name;
 }
 
-bool ReadFacts(const RegistryKey& key, PrinterFacts* facts) {
-  RegistryValue name;
-  RegistryValue driver;
-  if (GetRegistryValue(key.get(), kNameValue, &name) != ERROR_SUCCESS) return false;
-  GetRegistryValue(key.get(), kDriverValue, &driver);
-  *facts = {name.Text(), driver.Text()};
+std::wstring KeyOf(const std::wstring& name) {
+  return std::wstring(kPrintersKey) + L'\\' + KeyName(name);
+}
+
+/// Takes a printer's facts from the values of its key. Returns false if they do not name it.
+bool TakeFacts(const std::vector<NamedRegistryValue>& values, PrinterFacts* facts) {
+  const auto find = [&values](const wchar_t* name) {
+    return std::ranges::find_if(values, [name](const NamedRegistryValue& named) {
+      return EqualIgnoringCase(named.name, name);
+    });
+  };
+  const auto name = find(kNameValue);
+  if (name == values.end()) return false;
+  const auto driver = find(kDriverValue);
+  *facts = {name->value.Text(), driver != values.end() ? driver->value.Text() : L""};
   return true;
 }
 
@@ -60,36 +78,49 @@ HANDLE OpenPrinterHandle(const wchar_t* name) {
   OpenPrinters& printers = ThePrinters();
   const std::lock_guard guard(printers.lock);
   const std::uintptr_t handle = printers.nextHandle++;
-  printers.names.emplace(handle, name);
+  printers.printers.emplace(handle, OpenPrinter{name});
   return reinterpret_cast<HANDLE>(handle);
 }
 
 void ClosePrinterHandle(HANDLE printer) {
   OpenPrinters& printers = ThePrinters();
   const std::lock_guard guard(printers.lock);
-  printers.names.erase(reinterpret_cast<std::uintptr_t>(printer));
+  printers.printers.erase(reinterpret_cast<std::uintptr_t>(printer));
 }
 
 bool GetPrinterFacts(HANDLE printer, PrinterFacts* facts) {
   *facts = {};
+  const std::uint64_t version = RegistryVersion(HKEY_LOCAL_MACHINE);
+  OpenPrinters& printers = ThePrinters();
+  const auto handle = reinterpret_cast<std::uintptr_t>(printer);
   std::wstring name;
   {
-    OpenPrinters& printers = ThePrinters();
     const std::lock_guard guard(printers.lock);
-    const auto found = printers.names.find(reinterpret_cast<std::uintptr_t>(printer));
-    if (found == printers.names.end()) {
+    const auto found = printers.printers.find(handle);
+    if (found == printers.printers.end()) {
       SetLastError(ERROR_INVALID_HANDLE);
       return false;
     }
-    name = found->second;
+    if (version != 0 && found->second.version == version) {
+      *facts = found->second.facts;
+      return true;
+    }
+    name = found->second.name;
   }
   RegistryKey key;
-  const LONG result = OpenPrinterKey(name, &key);
+  std::vector<NamedRegistryValue> values;
+  LONG result = OpenPrinterKey(name, &key);
+  if (result == ERROR_SUCCESS) result = ListRegistryValues(key.get(), &values);
   if (result != ERROR_SUCCESS) {
     SetLastError(static_cast<DWORD>(result));
     return false;
   }
-  ReadFacts(key, facts);
+  TakeFacts(values, facts);
+  if (RegistryVersion(HKEY_LOCAL_MACHINE) == version) {
+    const std::lock_guard guard(printers.lock);
+    const auto found = printers.printers.find(handle);
+    if (found != printers.printers.end()) found->second = {name, *facts, version};
+  }
   return true;
 }
 
@@ -98,11 +129,12 @@ LONG AddSpoolerPrinter(const std::wstring& name, const std::wstring& driver) {
   const LONG opened = OpenPrinterKey(name, &key);
   if (opened == ERROR_SUCCESS) return ERROR_PRINTER_ALREADY_EXISTS;
   if (name.empty()) return opened;
-  LONG result = key.Create(HKEY_LOCAL_MACHINE, KeyOf(name));
+  const LONG result = key.Create(HKEY_LOCAL_MACHINE, kPrintersKey);
   if (result != ERROR_SUCCESS) return result;
-  result = SetRegistryValue(key.get(), kNameValue, RegistryValue::FromText(name));
-  if (result != ERROR_SUCCESS) return result;
-  return SetRegistryValue(key.get(), kDriverValue, RegistryValue::FromText(driver));
+  const RegistrySubKey printer{KeyName(name),
+                               {{kNameValue, RegistryValue::FromText(name)},
+                                {kDriverValue, RegistryValue::FromText(driver)}}};
+  return WriteRegistryKeys(key.get(), {&printer, 1});
 }
 
 LONG RemoveSpoolerPrinter(const std::wstring& name) {
@@ -118,15 +150,11 @@ LONG ListSpoolerPrinters(std::vector<PrinterFacts>* printers) {
   LONG result = root.Open(HKEY_LOCAL_MACHINE, kPrintersKey, RegistryAccess::kRead);
   if (result == ERROR_FILE_NOT_FOUND) return ERROR_SUCCESS;  // no printer was ever added
   if (result != ERROR_SUCCESS) return result;
-  std::vector<std::wstring> names;
-  result = ListRegistryKeys(root.get(), &names);
-  for (const std::wstring& name : names) {
-    RegistryKey key;
+  std::vector<RegistrySubKey> subKeys;
+  result = ReadRegistryKeys(root.get(), &subKeys);
+  for (const RegistrySubKey& subKey : subKeys) {
     PrinterFacts facts;
-    if (key.Open(root.get(), name, RegistryAccess::kRead) == ERROR_SUCCESS &&
-        ReadFacts(key, &facts)) {
-      printers->push_back(facts);
-    }
+    if (TakeFacts(subKey.values, &facts)) printers->push_back(std::move(facts));
   }
   return result;
 }

@@ -8,6 +8,7 @@
 #include <span>
 
 #include "platform/letter_case.h"
+#include "platform/registry_cache.h"
 
 namespace orv {
 namespace {
@@ -282,6 +283,16 @@ LONG ReadRegistryKeys(HKEY key, std::vector<RegistrySubKey>* subKeys) {
   subKeys->clear();
   return result != ERROR_SUCCESS ? result : ERROR_BUSY;
 }
+
+LONG ReadChangedRegistryKeys(HKEY key, const KnownStamps&, std::vector<StampedSubKey>* subKeys) {
+  std::vector<RegistrySubKey> read;
+  const LONG result = ReadRegistryKeys(key, &read);
+  subKeys->clear();
+  for (RegistrySubKey& one : read) subKeys->push_back({std::move(one)});
+  return result;
+}
+
+std::uint64_t RegistryVersion(HKEY) { return 0; }
 
 LONG WriteRegistryKeys(HKEY key, std::span<const RegistrySubKey> subKeys) {
   const WriterLock lock;
