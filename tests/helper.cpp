@@ -59,6 +59,23 @@ int WorkUnderLoad(const Arguments& arguments) {
   return 0;
 }
 
+/// PATH: stores two items again and again, all their values 1, 2, 3 ... in turn, until the value
+/// "Stop" exists.
+int WriteItems(const Arguments& arguments) {
+  const std::wstring path = orv::Utf8ToWide(arguments[0]);
+  StockItem items[2];
+  items[0].guid.Data1 = 1;
+  items[1].guid.Data1 = 2;
+  for (DWORD number = 1; orv::test::UserText(L"Stop", L"Stop").empty(); ++number) {
+    for (StockItem& item : items) {
+      item.DisplayName = std::to_wstring(number % 1000);
+      for (const orv::StockValue& value : orv::StockValues()) item.*value.field = number % 1000;
+    }
+    if (orv::ImportStockItems(path, items, nullptr) != ERROR_SUCCESS) return 1;
+  }
+  return 0;
+}
+
 /// Writes its own entry below the session key and prints its process id.
 int SaveOwnSession(const Arguments&) {
   const unsigned long id = orv::test::OwnProcessId();
@@ -123,7 +140,7 @@ int main(int argc, char** argv) {
   } jobs[] = {{"registry", 2, WriteRegistry},   {"log", 0, WriteLog},
               {"load", 4, WorkUnderLoad},       {"save", 0, SaveOwnSession, true},
               {"session", 2, UseSession, true}, {"hold", 1, HoldFile},
-              {"image", 0, SaveImage}};
+              {"image", 0, SaveImage},          {"items", 1, WriteItems, true}};
   if (argc < 2) return 2;
   const Arguments arguments(argv + 2, argv + argc);
   for (const auto& job : jobs) {

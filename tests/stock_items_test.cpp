@@ -2,6 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+#include <thread>
+
+#include "base/utf8.h"
+#include "orv/config/configs_cache.h"
 #include "orv/platform/registry.h"
 #include "orv/session/session_data.h"
 #include "tests/devmode_fixture.h"
@@ -231,6 +236,113 @@ TEST_F(StockItems, UseTheApplicationsSizeIfAllowed) {
   record_.AllowCustomPageSize = 0;
   EXPECT_EQ(Apply(), kDefaultFor + L"257");
   EXPECT_EQ(out_.dmPaperSize, 257);
+}
+
+/// The number that all values of an item have; -1 if they differ.
+int NumberOf(const StockItem& item) {
+  for (const StockValue& value : orv::StockValues()) {
+    if (item.*value.field != item.PaperWidth) return -1;
+  }
+  return item.DisplayName == std::to_wstring(item.PaperWidth) ? static_cast<int>(item.PaperWidth)
+                                                              : -1;
+}
+
+TEST_F(StockItems, AreReadAsAWholeWhileAnotherProcessWritesThem) {
+#if defined(_WIN32) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  constexpr int kReads = 300;
+#else
+  constexpr int kReads = 20000;
+#endif
+  const std::wstring path = orv::StockItemsPath(kPrinter, orv::test::kTestDriver);
+  std::thread writer([&] {
+    EXPECT_EQ(orv::test::RunProgram(ORV_TEST_HELPER, {"items", orv::WideToUtf8(path)}).exitCode, 0);
+  });
+  std::set<int> numbers;
+  int mixed = 0;
+  const auto read = [&] {
+    const orv::StockList list = orv::LoadStockItems(printer_.handle(), kPrinter, nullptr);
+    EXPECT_EQ(list.failure.value_or(orv::RegistryFailure{}).error, ERROR_SUCCESS);
+    for (const StockItem& item : list.items) {
+      mixed += NumberOf(item) < 0;
+      numbers.insert(NumberOf(item));
+    }
+#if !defined(_WIN32)
+    // An import is one transaction.
+    mixed += !list.items.empty() &&
+             (list.items.size() != 2 || NumberOf(list.items[0]) != NumberOf(list.items[1]));
+#endif
+  };
+  CLogger::m_nLoglevel = 0;
+  // Reads until the writer has made many changes, and then to the number of reads.
+  int reads = 0;
+  for (; numbers.size() < 20 && !HasFailure(); ++reads) read();
+  for (; reads < kReads && !HasFailure(); ++reads) read();
+  Put(L"Stop", L"Stop", RegistryValue::FromText(L"now"));
+  writer.join();
+  EXPECT_EQ(mixed, 0) << "of " << reads << " reads";
+}
+
+TEST_F(StockItems, AHealthyMergeWritesNothingByDefault) {
+  PutItem(stocks_ + kGuidA, L"first");
+  EXPECT_TRUE(orv::test::SaveSession(std::to_wstring(orv::test::OwnProcessId())));
+  orv::test::ModuleFolder module;
+  ConfigsCache* const cache = ConfigsCache::GetInstance();
+  OEMDMPARAM param{};
+  tagOEMDEV in{};
+  param.hPrinter = printer_.handle();
+  param.pOEMDMOut = &in;
+  ASSERT_EQ(hrOEMDevMode(&module.client, cache, kPrinter, OEMDM_DEFAULT, &param), S_OK);
+  param.pOEMDMIn = &in;
+  param.pOEMDMOut = &record_;
+  param.pPublicDMIn = &in_;
+  param.pPublicDMOut = &out_;
+  record_.dwSignature = tagOEMDEV::kSignature;
+  in_.dmPaperSize = 257;
+  in_.dmCopies = 1;
+  log_.Take();
+  CLogger::m_nLoglevel = eLogLevelError;
+  EXPECT_EQ(hrOEMDevMode(&module.client, cache, kPrinter, OEMDM_MERGE, &param), S_OK);
+  EXPECT_EQ(out_.dmPaperWidth, 550);
+  EXPECT_EQ(log_.TakeText(), L"");
+  ConfigsCache::ReleaseInstance();
+}
+
+TEST_F(StockItems, SizesAboveTheLimitsAreRefusedOrReduced) {
+  const std::wstring path = orv::StockItemsPath(kPrinter, orv::test::kTestDriver);
+  StockItem item;
+  item.guid = orv::ParseGuid(kGuidA);
+  for (const StockValue& value : orv::StockValues()) item.*value.field = value.max;
+  EXPECT_EQ(orv::FindExceedingValue(item), nullptr);
+  EXPECT_EQ(orv::WriteStockItem(path, item), ERROR_SUCCESS);
+  for (const StockValue& value : orv::StockValues()) {
+    if (value.max == orv::kMaxStockNumber) continue;
+    StockItem larger = item;
+    ++(larger.*value.field);
+    EXPECT_EQ(orv::FindExceedingValue(larger), &value);
+    EXPECT_EQ(orv::WriteStockItem(path, larger), ERROR_INVALID_PARAMETER);
+  }
+  const struct {
+    DWORD width;
+    SHORT tenths;
+    bool isReduced;
+  } cases[] = {{3276649, 32766, false},
+               {3276700, 32767, false},
+               {4000000, 32767, true},
+               {6553600, 32767, true},
+               {0xFFFFFFFF, 32767, true}};
+  for (const auto& test : cases) {
+    Put(stocks_ + kGuidA, L"PaperWidth", RegistryValue::FromNumber(test.width));
+    Put(stocks_ + kGuidA, L"PaperLength", RegistryValue::FromNumber(30000));
+    in_.dmPaperSize = 257;
+    const std::wstring last = Apply();
+    EXPECT_EQ(out_.dmPaperWidth, test.tenths);
+    EXPECT_EQ(record_.PaperWidth, test.width);
+    EXPECT_EQ(last == L"WAR The public record cannot hold the paper dimensions " +
+                          std::to_wstring(test.width) +
+                          L" x 30000. Using 32767 x 300 tenths of a millimetre there",
+              test.isReduced)
+        << orv::WideToUtf8(last);
+  }
 }
 
 TEST_F(StockItems, CopyEveryValueThatTheRecordHas) {

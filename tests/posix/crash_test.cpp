@@ -20,6 +20,7 @@
 #include <set>
 
 #include "base/utf8.h"
+#include "orv/devmode/stock_items.h"
 #include "orv/platform/registry.h"
 #include "tests/fixtures.h"
 
@@ -208,6 +209,40 @@ int RunWatched(const std::vector<std::string>& arguments, int killAt) {
     if (ptrace(PTRACE_SYSCALL, process, nullptr, signal) != 0 && stops != killAt) break;
   }
   return stops;
+}
+
+TEST_F(Crash, AKilledImportStoresAllItemsOrNone) {
+  const std::filesystem::path store = folder_.path() / "store";
+  const std::string file = (folder_.path() / "items.reg").string();
+  SetVariable("ORV_REGISTRY_DIR", store.native());
+  std::vector<StockItem> items(40);
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    items[i].guid.Data1 = static_cast<std::uint32_t>(i + 1);
+    items[i].DisplayName = L"Shelf " + std::to_wstring(i);
+    for (const orv::StockValue& value : orv::StockValues()) items[i].*value.field = 1000;
+  }
+  EXPECT_EQ(orv::ImportStockItems(orv::kCommonStockItemsPath, items, nullptr), ERROR_SUCCESS);
+  EXPECT_EQ(
+      orv::test::RunProgram(ORV_PROGRAM, {"stock", "export", "--common", "-o", file}).exitCode, 0);
+  std::filesystem::remove_all(store);
+  const std::vector<std::string> import = {"stock", "import", file, "--common"};
+  const int stops = RunWatched(import, -1);
+  if (stops < 0) GTEST_SKIP() << "processes cannot be watched here";
+  for (unsigned round = 0; round < NumberFrom("ORV_CRASH_ROUNDS", 12); ++round) {
+    std::filesystem::remove_all(store);
+    // The last system calls write the items.
+    const int at = stops - static_cast<int>(Below(static_cast<unsigned>(std::min(stops, 200))));
+    RunWatched(import, at);
+    std::vector<StockItem> read;
+    EXPECT_EQ(orv::ReadStockItems(orv::kCommonStockItemsPath, &read), ERROR_SUCCESS);
+    EXPECT_TRUE(read.empty() || read.size() == items.size())
+        << read.size() << " items at stop " << at << " of " << stops;
+    for (const StockItem& item : read) {
+      for (const orv::StockValue& value : orv::StockValues()) EXPECT_EQ(item.*value.field, 1000u);
+    }
+    EXPECT_EQ(CheckStore(store / "user.sqlite"), "ok");
+  }
+  SetVariable("ORV_REGISTRY_DIR", {});
 }
 
 /// A command, and the files that it writes.
