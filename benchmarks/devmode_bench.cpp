@@ -2,11 +2,13 @@
 // says otherwise; the registry is a new one.
 
 #include <benchmark/benchmark.h>
+#include <sqlite3.h>
 
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "devmode/record_fields.h"
 #include "orv/config/config_parser.h"
@@ -95,18 +97,20 @@ BENCHMARK(BM_NothingToCorrect);
 BENCHMARK(BM_EverythingCorrected);
 BENCHMARK(BM_EverythingCorrectedAndLoggedToNowhere);
 
+std::vector<StockItem> Items(std::int64_t count) {
+  std::vector<StockItem> items(static_cast<std::size_t>(count));
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    items[i].guid.Data1 = static_cast<std::uint32_t>(i + 1);
+    items[i].DisplayName = L"Shelf " + std::to_wstring(i + 1);
+    items[i].PaperWidth = items[i].PaperLength = 50000;
+  }
+  return items;
+}
+
 /// Creates stock items of the printer and removes them when destroyed.
 class StoredItems {
  public:
-  explicit StoredItems(std::int64_t count) {
-    for (std::int64_t i = 1; i <= count; ++i) {
-      StockItem item;
-      item.guid.Data1 = static_cast<std::uint32_t>(i);
-      item.DisplayName = L"Shelf " + std::to_wstring(i);
-      item.PaperWidth = item.PaperLength = 50000;
-      orv::WriteStockItem(path_, item);
-    }
-  }
+  explicit StoredItems(std::int64_t count) { orv::ImportStockItems(path_, Items(count), nullptr); }
   ~StoredItems() { orv::DeleteRegistryTree(HKEY_CURRENT_USER, path_); }
 
  private:
@@ -123,7 +127,91 @@ void BM_EntryPointMerge(benchmark::State& state) {
     }
   }
 }
-BENCHMARK(BM_EntryPointMerge)->ArgName("items")->Arg(0)->Arg(5)->Arg(50);
+BENCHMARK(BM_EntryPointMerge)
+    ->ArgName("items")
+    ->Arg(0)
+    ->Arg(5)
+    ->Arg(50)
+    ->Arg(500)
+    ->Arg(2500)
+    ->Arg(10000);
+
+/// Another connection to the user's settings, as another process has it.
+class OtherConnection {
+ public:
+  OtherConnection() { sqlite3_open((TheSetup().folder / "user.sqlite").c_str(), &database_); }
+  OtherConnection(const OtherConnection&) = delete;
+  OtherConnection& operator=(const OtherConnection&) = delete;
+  ~OtherConnection() { sqlite3_close(database_); }
+
+  sqlite3* get() const { return database_; }
+
+ private:
+  sqlite3* database_ = nullptr;
+};
+
+/// The peer of a merge with stock items: a prepared statement that reads all their values, which
+/// the merge keeps.
+void BM_SelectItems(benchmark::State& state) {
+  const StoredItems items(state.range(0));
+  const OtherConnection other;
+  sqlite3_stmt* select = nullptr;
+  sqlite3_prepare_v2(other.get(),
+                     "SELECT keys.name, key_values.name, type, data FROM keys JOIN key_values ON "
+                     "key = id WHERE parent = (SELECT id FROM keys WHERE folded = 'STOCKS') "
+                     "ORDER BY keys.folded",
+                     -1, &select, nullptr);
+  for (auto _ : state) {
+    std::int64_t bytes = 0;
+    while (sqlite3_step(select) == SQLITE_ROW) {
+      for (const int column : {0, 1, 3}) {
+        benchmark::DoNotOptimize(sqlite3_column_blob(select, column));
+        bytes += sqlite3_column_bytes(select, column);
+      }
+    }
+    sqlite3_reset(select);
+    if (bytes == 0) state.SkipWithError("no items");
+  }
+  sqlite3_finalize(select);
+}
+BENCHMARK(BM_SelectItems)->ArgName("items")->Arg(5)->Arg(50)->Arg(500);
+
+/// The first merge after another process has changed one of 500 stock items.
+void BM_MergeAfterForeignWrite(benchmark::State& state) {
+  Setup& setup = TheSetup();
+  const StoredItems items(500);
+  const OtherConnection other;
+  for (auto _ : state) {
+    state.PauseTiming();
+    sqlite3_exec(other.get(),
+                 "UPDATE key_values SET data = randomblob(4) WHERE folded = 'DARKNESS' AND key = "
+                 "(SELECT max(id) FROM keys)",
+                 nullptr, nullptr, nullptr);
+    state.ResumeTiming();
+    hrOEMDevMode(&setup.client, setup.cache, kPrinter, OEMDM_MERGE, &setup.param);
+  }
+}
+BENCHMARK(BM_MergeAfterForeignWrite);
+
+/// The first read of 500 stock items.
+void BM_ReadItems(benchmark::State& state) {
+  const StoredItems items(500);
+  std::vector<StockItem> read;
+  for (auto _ : state) orv::ReadStockItems(orv::StockItemsPath(kPrinter, kDriver), &read);
+}
+BENCHMARK(BM_ReadItems);
+
+void BM_ImportItems(benchmark::State& state) {
+  const std::wstring path = orv::StockItemsPath(kPrinter, kDriver);
+  const std::vector<StockItem> items = Items(1000);
+  for (auto _ : state) {
+    orv::ImportStockItems(path, items, nullptr);
+    state.PauseTiming();
+    orv::DeleteRegistryTree(HKEY_CURRENT_USER, path);
+    state.ResumeTiming();
+  }
+}
+BENCHMARK(BM_ImportItems)->Unit(benchmark::kMillisecond);
 
 /// Without the application's record no stock item is searched for.
 void BM_EntryPointMergeWithoutApplication(benchmark::State& state) {
