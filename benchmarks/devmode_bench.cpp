@@ -117,10 +117,12 @@ class StoredItems {
   const std::wstring path_ = orv::StockItemsPath(kPrinter, kDriver);
 };
 
-/// A complete merge through the entry point, including the printer's stock items.
+/// A complete merge through the entry point, including the printer's stock items, which an earlier
+/// one has read.
 void BM_EntryPointMerge(benchmark::State& state) {
   Setup& setup = TheSetup();
   const StoredItems items(state.range(0));
+  hrOEMDevMode(&setup.client, setup.cache, kPrinter, OEMDM_MERGE, &setup.param);
   for (auto _ : state) {
     if (hrOEMDevMode(&setup.client, setup.cache, kPrinter, OEMDM_MERGE, &setup.param) != S_OK) {
       state.SkipWithError("failed");

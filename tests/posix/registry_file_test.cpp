@@ -431,6 +431,51 @@ TEST_F(RegistryFileTest, ReadsWhatAnotherProcessWroteInTheMeantime) {
   }
 }
 
+TEST_F(RegistryFileTest, KeptItemsFollowEveryChange) {
+  const auto put = [](DWORD number) {
+    StockItem item;
+    item.guid.Data1 = item.Darkness = number;
+    return orv::WriteStockItem(orv::kCommonStockItemsPath, item) == ERROR_SUCCESS;
+  };
+  const auto change = [&](const std::string& statement) {
+    InAnotherProcess([&] {
+      sqlite3* other = nullptr;
+      return sqlite3_open((folder_.path() / "store/user.sqlite").c_str(), &other) == SQLITE_OK &&
+             sqlite3_exec(other, statement.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+    });
+  };
+  const auto loaded = [] {
+    std::string numbers;
+    const orv::StockList list = orv::LoadStockItems(nullptr, L"", nullptr);
+    EXPECT_FALSE(list.failure);
+    for (const StockItem& item : list.items) numbers += std::to_string(item.Darkness) + ' ';
+    return numbers;
+  };
+  const std::string last = "folded = 'DARKNESS' AND key = (SELECT max(id) FROM keys)";
+  for (const bool isOlder : {false, true}) {
+    std::filesystem::remove_all(folder_.path() / "store");
+    EXPECT_TRUE(put(1) && put(2));
+    if (isOlder) {
+      change(
+          "DROP TRIGGER stamp_on_insert; DROP TRIGGER stamp_on_update;"
+          "DROP TRIGGER stamp_on_delete; ALTER TABLE keys DROP COLUMN stamp");
+    }
+    EXPECT_EQ(loaded(), "1 2 ");
+    change("UPDATE key_values SET data = x'05000000' WHERE " + last);
+    EXPECT_EQ(loaded(), "1 5 ");
+    change("DELETE FROM key_values WHERE " + last);
+    EXPECT_EQ(loaded(), "1 0 ");
+    InAnotherProcess([&] { return put(3); });  // adds the stamps
+    EXPECT_EQ(loaded(), "1 0 3 ");
+    change("UPDATE key_values SET data = x'06000000' WHERE " + last);
+    EXPECT_EQ(loaded(), "1 0 6 ");
+    change("DELETE FROM keys WHERE folded LIKE '{00000001%'");
+    EXPECT_EQ(loaded(), "0 6 ");
+    EXPECT_TRUE(put(4));
+    EXPECT_EQ(loaded(), "0 6 4 ");
+  }
+}
+
 TEST_F(RegistryFileTest, OneRequestChecksTheFileOnceButSeesItsOwnWrites) {
   Write(L"one");
   const auto writeElsewhere = [](const wchar_t* text) {

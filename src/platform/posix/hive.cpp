@@ -240,7 +240,7 @@ LONG Hive::ReadSubKeys(sqlite3_int64 row, const KnownStamps& known,
                        std::vector<StampedSubKey>* subKeys) {
   return ReadTogether([&] {
     if (const LONG error = FindKey(row); error != ERROR_SUCCESS) return error;
-    Query keys(Prepare(hasStamps_ ? kListSubKeys : kListSubKeysWithoutStamps));
+    Query keys(Prepare(HasStamps() ? kListSubKeys : kListSubKeysWithoutStamps));
     keys.Bind(1, row);
     int found;
     while ((found = keys.Step()) == SQLITE_ROW) {
@@ -264,12 +264,8 @@ LONG Hive::ReadSubKeys(sqlite3_int64 row, const KnownStamps& known,
 }
 
 LONG Hive::Upgrade() {
-  // Another process may have done it since the file was opened.
-  if (!hasStamps_) hasStamps_ = HasStamps();
-  if (hasStamps_) return ERROR_SUCCESS;
-  const LONG error = ErrorOf(sqlite3_exec(database_, kUpgrade, nullptr, nullptr, nullptr));
-  hasStamps_ = error == ERROR_SUCCESS;
-  return error;
+  if (HasStamps()) return ERROR_SUCCESS;
+  return ErrorOf(sqlite3_exec(database_, kUpgrade, nullptr, nullptr, nullptr));
 }
 
 bool Hive::HasStamps() {
@@ -329,7 +325,6 @@ LONG Hive::CheckTables() {
   // initializing.
   if (found == SQLITE_DONE) return ERROR_FILE_NOT_FOUND;
   if (found != SQLITE_ROW) return ErrorOf(found);
-  hasStamps_ = HasStamps();
   return tables.Number(0) != 0 ? ERROR_SUCCESS : ERROR_BADDB;
 }
 
@@ -342,7 +337,6 @@ LONG Hive::CreateTables() {
 }
 
 void Hive::RollBack() {
-  hasStamps_ = false;                                  // unless the next write finds them
   if (sqlite3_get_autocommit(database_) != 0) return;  // a severe error has already rolled it back
   Run(kRollback);
   if (sqlite3_get_autocommit(database_) == 0) Disconnect();
@@ -358,7 +352,6 @@ void Hive::Disconnect() {
   statements_.fill(nullptr);
   database_ = nullptr;
   request_ = 0;
-  hasStamps_ = false;
   Forget();
 }
 

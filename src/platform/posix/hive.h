@@ -264,6 +264,7 @@ class Hive {
   static std::uint64_t NewVersion();
   LONG Connect(int flags);
   LONG CheckTables();
+  /// Whether the file has the stamps; older ones get them with the next write.
   bool HasStamps();
   LONG CreateTables();
   void Disconnect();
@@ -277,7 +278,6 @@ class Hive {
 
   /// Maximum number of cached keys, and of paths. Of more, each new one replaces one other.
   static constexpr std::size_t kMaxCached = 4096;
-  bool hasStamps_ = false;  ///< the file has the column
   bool isMissing_ = false;  ///< there was no file at the last look
   std::uint64_t version_;
   std::uint64_t request_ = 0;        ///< the last one that checked the file
