@@ -251,7 +251,8 @@ constexpr RecordField kFields[] = {
     CARRIED(Reserved2588, "reserved"),
     FIELD(Setting2596, kNone, Constant(15), kAnyValue, "without a name"),
     FIELD(GrayTolerance, kNone, Constant(128), Range(0, 255, Constant(128)), "tolerance to grey when images become dots"),
-    FIELD(DitheringAlgorithm, kNone, Constant(1), Range(1, 5, Constant(1)), "how images become dots"),
+    FIELD(DitheringAlgorithm, kNone, Constant(1), Range(1, 5, Constant(1)),
+          "how images become dots: 1 Floyd-Steinberg, 2 Sierra Lite, 3 ordered 4 x 4, 4 ordered 8 x 8, 5 ordered 16 x 16"),
 
     FIELD(BarcodeVerifierWithPeel.enabled, kNone, FITTED(barcodeVerifierWithPeel), kDeviceFlag, "barcode verifier with peel-off in use"),
     FIELD(BarcodeVerifierWithPeel.offset, kLength, OPTION(barcodeVerifierWithPeel, offsetDefault), kAnyValue,
