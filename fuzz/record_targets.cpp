@@ -76,14 +76,16 @@ void RegistryFile(Input input) {
 }
 
 void RecordText(Input input) {
+  const tagOEMDEV zeros{};
   tagOEMDEV record;
   try {
-    record = tool::RecordFromText(AsText(input), L"input");
+    record = tool::RecordFromText(AsText(input), L"input", &zeros);
   } catch (const CLI::RuntimeError&) {
     return;
   }
   const std::string text = tool::RecordAsText(record);
-  const tagOEMDEV again = tool::RecordFromText(std::wstring(text.begin(), text.end()), L"again");
+  const tagOEMDEV again =
+      tool::RecordFromText(std::wstring(text.begin(), text.end()), L"again", nullptr);
   Require(AreSame(again, record), "a record is restored from its text");
 }
 

@@ -65,17 +65,17 @@ TEST_F(DevmodeTool, TextFormKeepsEveryByte) {
 TEST_F(DevmodeTool, ReportsAPrinterAsOneWholePage) {
   const std::string hostile = "<script>&\"'</script>";
   const std::string escaped = "&lt;script&gt;&amp;&quot;&#39;&lt;/script&gt;";
-  ExpectDone({"stock", "add", hostile, "-p", name_, "--width", "44"});
+  ExpectDone({"stock", "add", hostile, "-p", name_, "--width", "44", "--length", "33",
+              "--config-dir", Configs(), "--set", "SpeedInMmPerSec=0"});
   std::string log = "05.03.2024\t14:07:09.042\tERR\tp.exe\tm.dll\tConfig\tthe first\r\n";
   for (int i = 0; i < 200; ++i)
     log += "05.03.2024\t14:07:09.043\tINF\tp\tm\t\t" + hostile + "\1\r\n";
   WriteBytes(File("a.log"), orv::test::Utf16Bytes(orv::Utf8ToWide(log)));
-  WriteBytes(File("a.txt"),
-             "# orv private settings record\ndwSignature = 1330796081\ndwVersion = 16\n");
+  WriteBytes(File("a.txt"), "# orv private settings record\nPaperWidth = 44mm\n");
   const std::string page = ORV_EXAMPLES "/label_page.png";
   ExpectRuns({{{"report", name_, "--config-dir", Configs(), "--log", File("a.log"), "--record",
-                File("a.txt"), "-o", File("r.html"), "--paper-size", "257", "--page", page,
-                "--colour", "E02020"},
+                File("a.txt"), "--defaults", name_, "-o", File("r.html"), "--paper-size", "257",
+                "--page", page, "--colour", "E02020"},
                0,
                ""}});
   const std::string html = ReadBytes(File("r.html"));

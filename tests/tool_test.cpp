@@ -77,8 +77,9 @@ TEST(Input, ParsesOnlyWholeTextsAsNumbers) {
 TEST(Lengths, ParsesMillimetresAndUnits) {
   EXPECT_EQ(ParseMillimetres("12.5"), 12.5);
   EXPECT_EQ(ParseMillimetres("50mm"), 50);
+  EXPECT_EQ(ParseMillimetres("50 mm"), 50);
   EXPECT_EQ(ParseMillimetres("2in"), 50.8);
-  for (const char* text : {"", "in", "1cm", "1 mm", "2inch", "nan", "inf", "1e999"}) {
+  for (const char* text : {"", "in", "1cm", "1 ", "1  mm", "2inch", "nan", "inf", "1e999"}) {
     EXPECT_EQ(ParseMillimetres(text), std::nullopt) << text;
   }
   EXPECT_EQ(LengthText(105700), L"105.7 mm");

@@ -270,8 +270,9 @@ class ReplacedFiles : public Crash {
     orv::test::WriteBytes(File("a.log"), orv::test::Utf16Bytes(L"05.03.2024\t14:07:09.042\tERR\t"
                                                                L"p.exe\tm.dll\tConfig\tfirst\r\n"));
     Run({"printers", "add", "Label 1", "ORV-LX 300"});
-    Run({"stock", "add", "Shelf", "--common"});
     Run({"devmode", "default", "Label 1", "--config-dir", ORV_EXAMPLES, "-o", File("a.dev")});
+    Run({"stock", "add", "Shelf", "--common", "--from", File("a.dev"), "--width", "50", "--length",
+         "30"});
   }
   ~ReplacedFiles() override { SetVariable("ORV_REGISTRY_DIR", {}); }
 
@@ -311,6 +312,7 @@ class ReplacedFiles : public Crash {
          {"s.dev"}},
         {{"devmode", "text", File("a.dev"), "-o", Out("t.txt")}, {"t.txt"}},
         {{"devmode", "bytes", File("a.dev"), "-o", Out("u.dev")}, {"u.dev"}},
+        {{"devmode", "set", File("a.dev"), "Darkness=1", "-o", Out("v.dev")}, {"v.dev"}},
     };
   }
 

@@ -160,6 +160,56 @@ TEST(Places, AFullDeviceIsAFailure) {
   }
 }
 
+TEST(Places, ADamagedStoreIsNotAnEmptyOne) {
+  const orv::test::TemporaryFolder folder;
+  SetVariable("ORV_REGISTRY_DIR", folder.path().string());
+  const std::string item = "{5B0C7A52-31D4-4E8B-9C3F-6A1D2E4F7B90}";
+  const auto path = [&](const char* name) { return (folder.path() / name).string(); };
+  const std::vector<std::string> add = {"stock",   "add",          "Shelf",     "-p", "Label 1",
+                                        "--width", "50",           "--length",  "30", "--guid",
+                                        item,      "--config-dir", ORV_EXAMPLES};
+  for (const std::vector<std::string>& made :
+       {{"printers", "add", "Label 1", "ORV-LX 300"},
+        add,
+        {"stock", "export", "-p", "Label 1", "-o", path("a.reg")},
+        {"devmode", "default", "Label 1", "--config-dir", ORV_EXAMPLES, "-o", path("a.dev")}}) {
+    EXPECT_EQ(RunProgram(ORV_PROGRAM, made).exitCode, 0) << made[0] << ' ' << made[1];
+  }
+  // The items are in one store and the printers in the other.
+  const std::pair<const char*, std::vector<std::vector<std::string>>> cases[] = {
+      {"user.sqlite",
+       {add,
+        {"stock", "list", "-p", "Label 1"},
+        {"stock", "list", "--common"},
+        {"stock", "edit", item, "-p", "Label 1", "--width", "5"},
+        {"stock", "remove", item, "-p", "Label 1"},
+        {"stock", "export", "-p", "Label 1", "-o", path("b.reg")},
+        {"stock", "import", path("a.reg"), "-p", "Label 1"},
+        {"devmode", "merge", "Label 1", "--config-dir", ORV_EXAMPLES, "--paper-size", "257", "-o",
+         path("b.dev")},
+        {"devmode", "merge", "Label 1", "--config-dir", ORV_EXAMPLES, "-o", path("b.dev")},
+        {"devmode", "explain", "Label 1", "--config-dir", ORV_EXAMPLES},
+        {"report", "Label 1", "--config-dir", ORV_EXAMPLES, "-o", path("b.html")}}},
+      {"machine.sqlite",
+       {{"stock", "list", "-p", "Label 1"},
+        {"devmode", "default", "Label 1", "--config-dir", ORV_EXAMPLES, "-o", path("b.dev")},
+        {"devmode", "merge", "Label 1", "--config-dir", ORV_EXAMPLES, "-o", path("b.dev")},
+        {"devmode", "check", path("a.dev"), "--printer", "Label 1"},
+        {"report", "Label 1", "--config-dir", ORV_EXAMPLES, "-o", path("b.html")}}}};
+  for (const auto& [store, commands] : cases) {
+    const std::string bytes = ReadBytes(path(store));
+    WriteBytes(path(store), "overwritten" + bytes.substr(11));
+    for (const auto& command : commands) {
+      ExpectFails(command, path(store) + ": the settings store is damaged");
+    }
+    WriteBytes(path(store), bytes);
+  }
+  for (const char* name : {"b.reg", "b.dev", "b.html"}) {
+    EXPECT_FALSE(std::filesystem::exists(path(name))) << name;
+  }
+  SetVariable("ORV_REGISTRY_DIR", {});
+}
+
 TEST(Places, TheLogUsesTheLocalTimeZone) {
   const orv::test::ScratchRegistry registry;
   orv::test::LogToFileAlone(L"1");

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "orv/crypto/encryption_aes.h"
+#include "orv/platform/registry.h"
 #include "orv/version.h"
 #include "platform/console.h"
 #include "tools/orv/common/command_line.h"
@@ -68,10 +69,11 @@ int main(int argc, char** argv) {
   AddGroups(&program, arguments);
   AddOutcomeFlags(&program);
 
+  const orv::RegistrySnapshot request;  // each command is one request to the settings store
   try {
     // The parser takes the arguments last one first.
     program.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
-    PrintOutcome(&program);
+    return PrintOutcome(&program);
   } catch (const CLI::RuntimeError& error) {
     return error.get_exit_code();
   } catch (const CLI::ParseError& error) {
@@ -85,5 +87,4 @@ int main(int argc, char** argv) {
     PrintMessage(L"there is not enough memory");
     return kUnreadable;
   }
-  return kDone;
 }

@@ -22,6 +22,9 @@ void AddConfigCheckCommand(CLI::App* group);
 void AddConfigDiffCommand(CLI::App* group);
 void AddConfigNewCommand(CLI::App* group);
 
+/// `orv devmode default`, `text`, `bytes`, `set` and `convert`, in the group `devmode`.
+void AddRecordWriters(CLI::App* group);
+
 /// `orv page preview`, `compare-methods` and `legibility`, in the group `page`.
 void AddPagePreviewCommand(CLI::App* group);
 void AddPageMethodsCommand(CLI::App* group);

@@ -31,10 +31,19 @@ std::optional<double> ParseMillimetres(std::string_view text) {
   double number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   if (error != std::errc() || !std::isfinite(number)) return {};
-  const std::string_view unit(end, static_cast<std::size_t>(text.data() + text.size() - end));
+  std::string_view unit(end, static_cast<std::size_t>(text.data() + text.size() - end));
+  if (unit.size() > 1 && unit[0] == ' ') unit.remove_prefix(1);  // as `LengthText` writes it
   if (unit == "in") return number * kMillimetresPerInch;
   if (unit.empty() || unit == "mm") return number;
   return {};
+}
+
+std::optional<std::int64_t> ParseThousandths(std::wstring_view text) {
+  constexpr double kMax = 1e12;  // far above every field's limit
+  if (!text.ends_with(L"mm") && !text.ends_with(L"in")) return {};
+  const std::optional<double> length = ParseMillimetres(WideToUtf8(text));
+  if (!length || std::abs(*length) > kMax) return {};
+  return std::llround(*length * 1000);
 }
 
 CLI::Validator ToMillimetres(std::int64_t max) {

@@ -13,8 +13,11 @@ namespace orv::tool {
 
 inline constexpr double kMillimetresPerInch = 25.4;
 
-/// Parses a length such as 12.5, 12.5mm or 2in; nullopt for any other text.
+/// Parses a length such as 12.5, 12.5mm, 12.5 mm or 2in; nullopt for any other text.
 std::optional<double> ParseMillimetres(std::string_view text);
+
+/// Parses a length with a unit, in thousandths of a millimetre; nullopt for any other text.
+std::optional<std::int64_t> ParseThousandths(std::wstring_view text);
 
 /// Converts an option's length to millimetres; accepts 0 to `max` thousandths of a millimetre.
 CLI::Validator ToMillimetres(std::int64_t max);

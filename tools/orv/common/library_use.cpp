@@ -13,6 +13,14 @@
 namespace orv::tool {
 namespace {
 
+/// The store that the system's printers are in, if it is the store that fails with an error.
+std::wstring FailingStore(LONG error) {
+  RegistryKey key;
+  const bool fails = key.Open(HKEY_LOCAL_MACHINE, L"SYSTEM", RegistryAccess::kRead) == error;
+  return fails && error != ERROR_FILE_NOT_FOUND ? L" in " + RegistryStoreName(HKEY_LOCAL_MACHINE)
+                                                : std::wstring();
+}
+
 /// Whether the spooler lists a printer of this name.
 bool IsListed(const std::wstring& name) {
   std::vector<PrinterFacts> printers;
@@ -38,6 +46,11 @@ LibraryUse::~LibraryUse() {
   CLogger::StopLogging(&client_);
 }
 
+void FailToReadItems(const RegistryFailure& failure) {
+  Fail(kUnreadable,
+       L"cannot read the stock items from " + failure.store + L": " + DescribeError(failure.error));
+}
+
 std::wstring DidYouMeanPrinter(const std::wstring& name) {
   std::vector<PrinterFacts> printers;
   ListSpoolerPrinters(&printers);
@@ -57,7 +70,8 @@ OpenPrinter::OpenPrinter(const std::wstring& name) : handle_(OpenPrinterHandle(n
     error = static_cast<LONG>(GetLastError());
   }
   if (isListed || error != ERROR_INVALID_PRINTER_NAME) {
-    Fail(kUnreadable, L"cannot open the printer \"" + name + L"\": " + DescribeError(error));
+    Fail(kUnreadable, L"cannot open the printer \"" + name + L"\"" + FailingStore(error) + L": " +
+                          DescribeError(error));
   }
   Fail(kFindings, L"there is no printer \"" + name + L"\"" + DidYouMeanPrinter(name));
 }

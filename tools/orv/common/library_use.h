@@ -4,6 +4,7 @@
 
 #include "orv/config/configs_cache.h"
 #include "orv/logging/logger.h"
+#include "orv/platform/registry.h"
 #include "orv/platform/types.h"
 
 /// Uses the library as the driver's modules do.
@@ -26,6 +27,9 @@ class LibraryUse {
   CLoggerClient client_;
   ConfigsCache* cache_;
 };
+
+/// Ends the command because stock items cannot be read from the settings store.
+[[noreturn]] void FailToReadItems(const RegistryFailure& failure);
 
 /// The end of a message about an unknown printer: "; did you mean NAME?", or nothing.
 std::wstring DidYouMeanPrinter(const std::wstring& name);

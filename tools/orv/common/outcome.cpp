@@ -12,15 +12,28 @@ namespace {
 
 struct Result {
   const char* member;
-  std::variant<std::wstring, std::int64_t> value;
-  std::wstring line;
+  std::variant<std::wstring, std::int64_t, std::function<void(JsonWriter*)>> value;
+  std::wstring line;  ///< empty for JSON only
 };
+
+void WriteMember(const char* member, const std::wstring& text, JsonWriter* json) {
+  json->Member(member, text);
+}
+void WriteMember(const char* member, std::int64_t number, JsonWriter* json) {
+  json->Member(member, number);
+}
+void WriteMember(const char* member, const std::function<void(JsonWriter*)>& write,
+                 JsonWriter* json) {
+  json->Key(member);
+  write(json);
+}
 
 /// Of the one command that a process runs.
 struct Outcome {
   bool asJson = false;
   std::vector<std::wstring> files;
   std::vector<Result> results;
+  int exitCode = kDone;
 };
 Outcome outcome;
 
@@ -33,7 +46,7 @@ std::string OutcomeAsJson(const std::string& command) {
   for (const std::wstring& file : outcome.files) json.Value(file);
   json.EndArray();
   for (const Result& result : outcome.results) {
-    std::visit([&](const auto& value) { json.Member(result.member, value); }, result.value);
+    std::visit([&](const auto& value) { WriteMember(result.member, value, &json); }, result.value);
   }
   json.EndObject();
   return json.Text();
@@ -50,8 +63,17 @@ void NoteFile(const std::wstring& path) { outcome.files.push_back(path); }
 
 void NoteResult(const char* member, std::variant<std::wstring, std::int64_t> value,
                 const std::wstring& line) {
-  outcome.results.push_back({member, std::move(value), line});
+  Result& result = outcome.results.emplace_back();
+  result.member = member;
+  std::visit([&](auto& given) { result.value = std::move(given); }, value);
+  result.line = line;
 }
+
+void NoteJson(const char* member, std::function<void(JsonWriter*)> write) {
+  outcome.results.push_back({member, std::move(write), {}});
+}
+
+void NoteFindings() { outcome.exitCode = kFindings; }
 
 void AddOutcomeFlags(CLI::App* program) {
   for (CLI::App* command : program->get_subcommands(nullptr)) {
@@ -64,14 +86,20 @@ void AddOutcomeFlags(CLI::App* program) {
   }
 }
 
-void PrintOutcome(const CLI::App* program) {
+int PrintOutcome(const CLI::App* program) {
   std::string command;
   for (auto parsed = program->get_subcommands(); !parsed.empty();
        parsed = parsed.front()->get_subcommands()) {
     command += (command.empty() ? "" : " ") + parsed.front()->get_name();
   }
-  if (outcome.asJson) return Print(OutcomeAsJson(command));
-  for (const Result& result : outcome.results) Print(result.line + L"\n");
+  if (outcome.asJson) {
+    Print(OutcomeAsJson(command));
+    return outcome.exitCode;
+  }
+  for (const Result& result : outcome.results) {
+    if (!result.line.empty()) Print(result.line + L"\n");
+  }
+  return outcome.exitCode;
 }
 
 }  // namespace orv::tool

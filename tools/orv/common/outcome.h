@@ -1,10 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <variant>
 
 #include <CLI/CLI.hpp>
+
+#include "tools/orv/common/output.h"
 
 /// The outcome of a command that changes something. Commands record it here, and all print it the
 /// same way at the end: the result lines as text, or one object with `--json`.
@@ -18,10 +21,14 @@ void NoteFile(const std::wstring& path);
 /// Records another result: a member of the JSON object, and the line for text output.
 void NoteResult(const char* member, std::variant<std::wstring, std::int64_t> value,
                 const std::wstring& line);
+/// Records a result for the JSON object only; `write` writes its value.
+void NoteJson(const char* member, std::function<void(JsonWriter*)> write);
+/// Records that the command did only a part: it prints its outcome and exits with `kFindings`.
+void NoteFindings();
 
 /// Adds `--json` to every command without it; it prints the recorded outcome.
 void AddOutcomeFlags(CLI::App* program);
-/// Prints the outcome that the command recorded.
-void PrintOutcome(const CLI::App* program);
+/// Prints the outcome that the command recorded; the exit code.
+int PrintOutcome(const CLI::App* program);
 
 }  // namespace orv::tool

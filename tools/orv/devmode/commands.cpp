@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -18,6 +19,7 @@
 #include "tools/orv/common/library_use.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/devmode/record_input.h"
 #include "tools/orv/devmode/record_merge.h"
 #include "tools/orv/devmode/record_rules.h"
 #include "tools/orv/devmode/record_text.h"
@@ -61,7 +63,7 @@ struct MergeOptions {
   std::string printer;
   std::string in;
   std::string out;
-  std::string configFolder;
+  RecordOptions record;
   std::string form;
   std::optional<double> values[std::size(kPublicOptions)];
   bool asText = false;
@@ -80,7 +82,7 @@ void AddMergeOptions(CLI::App* command, MergeOptions* options) {
                    : option->check(InRange(known.least, known.most));
   }
   command->add_option("--form", options->form, "The form's name")->type_name("NAME");
-  AddConfigFolder(command, &options->configFolder);
+  AddRecordOptions(command, &options->record);
   AddJsonFlag(command, &options->asJson);
 }
 
@@ -102,45 +104,17 @@ DEVMODEW PublicRecord(const MergeOptions& options, const tagOEMDEV& record) {
   return result;
 }
 
-/// A printer's defaults and its configuration; ends the command if that does not load.
-tagOEMDEV Defaults(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name,
-                   const Config** config = nullptr) {
-  tagOEMDEV record{};
-  std::wstring problem;
-  const Config* const loaded = DefaultRecord(library, printer, name, &record, &problem);
-  if (loaded == nullptr) Fail(kFindings, problem);
-  if (config != nullptr) *config = loaded;
-  return record;
-}
-
-void AddDefaultCommand(CLI::App* group) {
-  auto options = std::make_shared<MergeOptions>();
-  CLI::App* command = group->add_subcommand("default", "Write a printer's default record");
-  AddPrinterArgument(command, &options->printer);
-  AddOutputFile(command, "-o,--output", &options->out, "The file to write")->required();
-  command->add_flag("--text", options->asText, "Write the record as text");
-  AddConfigFolder(command, &options->configFolder);
-  command->footer(
-      "Examples:\n"
-      "  orv devmode default \"Label 1\" -o label1.dev\n"
-      "  orv devmode default \"Label 1\" --text -o -");
-  command->callback([options] {
-    LibraryUse library(ToWide(options->configFolder));
-    const std::wstring name = ToWide(options->printer);
-    const OpenPrinter printer(name);
-    WriteRecord(ToWide(options->out), Defaults(&library, printer, name), options->asText);
-  });
-}
-
 Merged Merge(LibraryUse* library, const OpenPrinter& printer, const MergeOptions& options) {
   const std::wstring name = ToWide(options.printer);
   Merged merged{};
-  merged.defaults = Defaults(library, printer, name);
-  merged.in = options.in.empty() ? merged.defaults : ReadRecord(ToWide(options.in));
+  merged.defaults = DefaultsOf(library, printer, name);
+  merged.in = options.in.empty() ? merged.defaults : ReadRecord(options.in, options.record);
   merged.publicIn = PublicRecord(options, merged.in);
   std::wstring problem;
   if (!MergeRecord(library, printer, name, &merged, &problem)) Fail(kFindings, problem);
-  if (const std::wstring text = UnknownPaperSize(merged); !text.empty()) PrintMessage(text);
+  for (const std::wstring& text : {UnknownPaperSize(merged), OtherStockItem(merged)}) {
+    if (!text.empty()) PrintMessage(text);
+  }
   return merged;
 }
 
@@ -168,7 +142,7 @@ void AddMergeCommand(CLI::App* group) {
       "  orv devmode merge \"Label 1\" --in label1.dev --width 50 --length 30 -o merged.dev\n"
       "  orv devmode merge \"Label 1\" --paper-size 257 -o stock.dev");
   command->callback([options] {
-    LibraryUse library(ToWide(options->configFolder));
+    LibraryUse library(ToWide(options->record.configFolder));
     const OpenPrinter printer(ToWide(options->printer));
     const Merged merged = Merge(&library, printer, *options);
     WriteRecord(ToWide(options->out), merged.out, options->asText);
@@ -242,9 +216,25 @@ void ShowAsJson(const tagOEMDEV& record) {
   Print(json.Text());
 }
 
-/// A value as a cell of a table; a long value is cut.
-std::wstring Short(const std::wstring& text, std::size_t widest = 40) {
-  return text.size() <= widest ? text : text.substr(0, widest - 3) + L"...";
+constexpr std::size_t kWidestCell = 40;
+constexpr std::wstring_view kCut = L"...";
+
+/// A value as a cell of a table; of a long value the part from an offset.
+std::wstring Short(const std::wstring& text, std::size_t from = 0,
+                   std::size_t widest = kWidestCell) {
+  std::wstring part(from == 0 ? text : std::wstring(kCut) + text.substr(from));
+  if (part.size() > widest) part = part.substr(0, widest - kCut.size()).append(kCut);
+  return part;
+}
+
+/// Where to cut two long values that differ, so that both cells show the first difference.
+std::size_t CutBefore(const std::wstring& a, const std::wstring& b) {
+  constexpr std::size_t kBefore = 10;  // shown before the difference
+  const std::size_t shorter = std::min(a.size(), b.size());
+  std::size_t at = 0;
+  while (at < shorter && a[at] == b[at]) ++at;
+  const bool isShown = at + kBefore < kWidestCell || std::max(a.size(), b.size()) <= kWidestCell;
+  return isShown ? 0 : at - kBefore;
 }
 
 void ShowAsTable(const tagOEMDEV& record) {
@@ -256,7 +246,7 @@ void ShowAsTable(const tagOEMDEV& record) {
     const bool isLegacy = field.offset == offsetof(tagOEMDEV, EpLayout);
     table.Add(
         {std::to_wstring(field.offset), Widen(field.name),
-         isLegacy ? L"(below)" : Short(FieldText(record, field), kWidest),
+         isLegacy ? L"(below)" : Short(FieldText(record, field), 0, kWidest),
          Widen(field.unit) +
              (IsLength(field) ? L": " + FieldText(record, field, LengthForm::kReadable) : L""),
          Widen(field.meaning)});
@@ -265,7 +255,7 @@ void ShowAsTable(const tagOEMDEV& record) {
   Table legacyTable({L"OFFSET", L"LEGACY LAYOUT", L"VALUE"});
   for (const LegacyField& legacy : LegacyFields()) {
     legacyTable.Add({std::to_wstring(legacy.offset), Widen(legacy.setting),
-                     Short(FieldText(record, FieldOf(legacy)), kWidest)});
+                     Short(FieldText(record, FieldOf(legacy)), 0, kWidest)});
   }
   ForUnnamedBytes(record, [&](std::size_t offset, std::string_view bytes) {
     legacyTable.Add({std::to_wstring(offset), L"(no name)", HexOf<std::wstring>(bytes)});
@@ -274,9 +264,15 @@ void ShowAsTable(const tagOEMDEV& record) {
 }
 
 void AddShowCommand(CLI::App* group) {
-  auto options = std::make_shared<MergeOptions>();
+  struct Options {
+    std::string file;
+    RecordOptions record;
+    bool asJson = false;
+  };
+  auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand("show", "Show a record field by field");
-  AddInputFile(command, "FILE", &options->in, "A record, as bytes or text")->required();
+  AddInputFile(command, "FILE", &options->file, "A record, as bytes or text")->required();
+  AddRecordOptions(command, &options->record);
   AddInchFlag(command);
   AddJsonFlag(command, &options->asJson);
   command->footer(
@@ -284,20 +280,8 @@ void AddShowCommand(CLI::App* group) {
       "  orv devmode show label1.dev\n"
       "  orv devmode default \"Label 1\" -o - | orv devmode show - --json");
   command->callback([options] {
-    const tagOEMDEV record = ReadRecord(ToWide(options->in));
+    const tagOEMDEV record = ReadRecord(options->file, options->record);
     options->asJson ? ShowAsJson(record) : ShowAsTable(record);
-  });
-}
-
-void AddConversion(CLI::App* group, const char* name, const char* description, bool toText) {
-  auto options = std::make_shared<MergeOptions>();
-  CLI::App* command = group->add_subcommand(name, description);
-  AddInputFile(command, "FILE", &options->in, "A record, as bytes or text")->required();
-  AddOutputFile(command, "-o,--output", &options->out, "The file to write")->required();
-  command->footer(std::string("Examples:\n  orv devmode ") + name + " label1.dev -o label1." +
-                  name + "\n  orv devmode " + name + " - -o - < label1.dev > copy.dev");
-  command->callback([options, toText] {
-    WriteRecord(ToWide(options->out), ReadRecord(ToWide(options->in)), toText);
   });
 }
 
@@ -350,12 +334,14 @@ void AddDiffCommand(CLI::App* group) {
   struct Options {
     std::string a;
     std::string b;
+    RecordOptions record;
     bool asJson = false;
   };
   auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand("diff", "Show where two records differ");
   AddInputFile(command, "A", &options->a, "A record")->required();
   AddInputFile(command, "B", &options->b, "Another record")->required();
+  AddRecordOptions(command, &options->record);
   AddInchFlag(command);
   AddJsonFlag(command, &options->asJson);
   command->footer(
@@ -364,13 +350,15 @@ void AddDiffCommand(CLI::App* group) {
       "  orv devmode diff a.dev b.dev\n"
       "  orv devmode default \"Label 1\" -o - | orv devmode diff - a.dev --json");
   command->callback([options] {
-    const std::vector<Difference> differences = Compare(
-        ReadRecord(ToWide(options->a)), ReadRecord(ToWide(options->b)), FormFor(options->asJson));
+    const std::vector<Difference> differences =
+        Compare(ReadRecord(options->a, options->record), ReadRecord(options->b, options->record),
+                FormFor(options->asJson));
     JsonWriter json;
     Table table({L"FIELD", L"A", L"B"});
     json.BeginArray();
     for (const Difference& difference : differences) {
-      table.Add({difference.name, Short(difference.a), Short(difference.b)});
+      const std::size_t from = CutBefore(difference.a, difference.b);
+      table.Add({difference.name, Short(difference.a, from), Short(difference.b, from)});
       json.BeginObject();
       json.Member("field", difference.name);
       json.Member("a", difference.a);
@@ -393,7 +381,15 @@ struct CheckFinding {
   std::wstring before;
   std::wstring after;
   std::wstring reason;
+  bool isUnchanged = false;
 };
+
+/// Why a field of the header must have its value.
+std::wstring HeaderReason(const RecordField& field) {
+  if (field.offset == offsetof(tagOEMDEV, dwSize)) return L"the validation writes the header";
+  return Format(L"a merge refuses a record of another %ls; the validation alone writes this one",
+                field.offset == offsetof(tagOEMDEV, dwVersion) ? L"version" : L"signature");
+}
 
 std::vector<CheckFinding> CheckRecord(const Config& config, const tagOEMDEV& record,
                                       LengthForm form) {
@@ -408,7 +404,7 @@ std::vector<CheckFinding> CheckRecord(const Config& config, const tagOEMDEV& rec
   for (const RecordField& field : RecordFields().first(3)) {
     if (FieldBits(record, field) != FieldBits(current, field)) {
       findings.push_back({Widen(field.name), FieldText(record, field), FieldText(current, field),
-                          L"the header is stamped"});
+                          HeaderReason(field)});
     }
   }
   tagOEMDEV repaired = record;
@@ -422,7 +418,8 @@ std::vector<CheckFinding> CheckRecord(const Config& config, const tagOEMDEV& rec
       SetFieldBits(&after, field, correction.after);
     }
     findings.push_back({Widen(field.name), FieldText(before, field, form),
-                        FieldText(after, field, form), ReasonText(config, correction, form)});
+                        FieldText(after, field, form), ReasonText(config, correction, form),
+                        ChangesNothing(correction)});
   }
   return findings;
 }
@@ -432,7 +429,7 @@ void AddCheckCommand(CLI::App* group) {
     std::string file;
     std::string printer;
     std::string config;
-    std::string configFolder;
+    RecordOptions record;
     bool asJson = false;
   };
   auto options = std::make_shared<Options>();
@@ -445,11 +442,13 @@ void AddCheckCommand(CLI::App* group) {
   CLI::Option* configOption =
       AddInputFile(command, "--config", &options->config, "Check against this configuration file");
   printerOption->excludes(configOption);
-  AddConfigFolder(command, &options->configFolder);
+  AddRecordOptions(command, &options->record);
   AddInchFlag(command);
   AddJsonFlag(command, &options->asJson);
   command->footer(
-      "Changes nothing; exits with 1 when something would be corrected.\n"
+      "Changes nothing; exits with 1 when something would be corrected. A correction that would "
+      "leave\n"
+      "the value as it is, is listed as unchanged and does not count.\n"
       "Examples:\n"
       "  orv devmode check label1.dev --printer \"Label 1\"\n"
       "  orv devmode check label1.dev --config orv_conf_lx300.xml");
@@ -457,8 +456,8 @@ void AddCheckCommand(CLI::App* group) {
     if (options->printer.empty() == options->config.empty()) {
       Fail(kUsage, L"check against --printer or --config");
     }
-    LibraryUse library(ToWide(options->configFolder));
-    const tagOEMDEV record = ReadRecord(ToWide(options->file));
+    LibraryUse library(ToWide(options->record.configFolder));
+    const tagOEMDEV record = ReadRecord(options->file, options->record);
     const Config* config = nullptr;
     if (!options->config.empty()) {
       const std::wstring path = ToWide(options->config);
@@ -473,7 +472,7 @@ void AddCheckCommand(CLI::App* group) {
     } else {
       const std::wstring name = ToWide(options->printer);
       const OpenPrinter printer(name);
-      Defaults(&library, printer, name, &config);
+      DefaultsOf(&library, printer, name, &config);
     }
     const std::vector<CheckFinding> findings =
         CheckRecord(*config, record, FormFor(options->asJson));
@@ -481,12 +480,14 @@ void AddCheckCommand(CLI::App* group) {
     Table table({L"FIELD", L"VALUE", L"WOULD BE", L"WHY"});
     json.BeginArray();
     for (const CheckFinding& finding : findings) {
-      table.Add({finding.field, Short(finding.before), Short(finding.after), finding.reason});
+      table.Add({finding.field, Short(finding.before),
+                 finding.isUnchanged ? L"unchanged" : Short(finding.after), finding.reason});
       json.BeginObject();
       json.Member("field", finding.field);
       json.Member("value", finding.before);
       json.Member("wouldBe", finding.after);
       json.Member("why", finding.reason);
+      json.Member("unchanged", finding.isUnchanged);
       json.EndObject();
     }
     json.EndArray();
@@ -495,7 +496,7 @@ void AddCheckCommand(CLI::App* group) {
     } else if (!table.empty()) {
       Print(table.TakeText());
     }
-    if (!findings.empty()) Finish(kFindings);
+    if (!std::ranges::all_of(findings, &CheckFinding::isUnchanged)) Finish(kFindings);
   });
 }
 
@@ -510,7 +511,7 @@ void AddExplainCommand(CLI::App* group) {
       "257\n"
       "  orv devmode explain \"Label 1\" --width 4in --length 6in --json");
   command->callback([options] {
-    LibraryUse library(ToWide(options->configFolder));
+    LibraryUse library(ToWide(options->record.configFolder));
     const OpenPrinter printer(ToWide(options->printer));
     const Merged merged = Merge(&library, printer, *options);
     const Config& config = *merged.config;
@@ -594,14 +595,12 @@ void AddDevmodeCommands(CLI::App* program) {
       "  orv devmode default \"Label 1\" -o label1.dev\n"
       "  orv devmode merge \"Label 1\" --in label1.dev --width 50 --length 30 -o merged.dev\n"
       "  orv devmode diff label1.dev merged.dev");
-  AddDefaultCommand(group);
+  AddRecordWriters(group);
   AddMergeCommand(group);
   AddShowCommand(group);
   AddDiffCommand(group);
   AddCheckCommand(group);
   AddExplainCommand(group);
-  AddConversion(group, "text", "Write a record as text", true);
-  AddConversion(group, "bytes", "Write a record as bytes", false);
   AddFieldsCommand(group);
 }
 

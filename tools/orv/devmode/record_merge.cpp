@@ -19,14 +19,14 @@ namespace {
 std::wstring RefusalText(const tagOEMDEV* in, Conversion conversion) {
   switch (conversion) {
     case Conversion::kOtherSignature:
-      return Format(L"the library refuses the record: its signature is %u, not %u", in->dwSignature,
+      return Format(L"a merge refuses the record: its signature is %u, not %u", in->dwSignature,
                     tagOEMDEV::kSignature);
     case Conversion::kUnknownVersion:
     case Conversion::kUnhandledVersion:
-      return Format(L"the library refuses the record: its version is %u, not %u", in->dwVersion,
+      return Format(L"a merge refuses the record: its version is %u, not %u", in->dwVersion,
                     tagOEMDEV::kVersion);
     default:
-      return L"the library refuses the record; `orv log show` says why";
+      return L"a merge refuses the record; `orv log show` says why";
   }
 }
 
@@ -59,6 +59,20 @@ const wchar_t* ChoiceText(StockChoice::Reason reason) {
       return L"the application's size";
   }
   return L"";
+}
+
+/// What a merge would choose if the application's paper size were not that of a stock item.
+StockChoice ItemOfGuid(const OpenPrinter& printer, const std::wstring& name, tagOEMDEV record) {
+  record.AllowCustomPageSize = 0;
+  return ChooseStockItem(LoadStockItems(printer.get(), name.c_str(), nullptr),
+                         PublicRecordOf(record), record);
+}
+
+/// The stock item that a record remembers, with its number.
+std::wstring RememberedText(const StockChoice& remembered) {
+  if (remembered.reason != StockChoice::kSelected) return L"an item that no longer exists";
+  return L"\"" + remembered.item.DisplayName + L"\", which is " +
+         std::to_wstring(remembered.paperSize);
 }
 
 }  // namespace
@@ -105,7 +119,20 @@ bool MergeRecord(LibraryUse* library, const OpenPrinter& printer, const std::wst
   merged->choice = std::move(*result.choice);
   merged->corrections = result.corrections;
   merged->config = result.load.config;
+  if (merged->choice.reason == StockChoice::kUnreadable ||
+      merged->choice.reason == StockChoice::kApplicationSize) {
+    const StockList list = LoadStockItems(printer.get(), name.c_str(), nullptr);
+    if (list.failure) FailToReadItems(*list.failure);
+  }
+  if (merged->choice.reason == StockChoice::kPaperSize && !IsZeroGuid(merged->in.StockItemGuid) &&
+      FormatGuid(merged->in.StockItemGuid) != FormatGuid(merged->choice.item.guid)) {
+    merged->remembered = ItemOfGuid(printer, name, merged->in);
+  }
   return true;
+}
+
+bool ChangesNothing(const Correction& correction) {
+  return correction.check->field->kind != FieldKind::kText && correction.before == correction.after;
 }
 
 std::wstring UnknownPaperSize(const Merged& merged) {
@@ -113,6 +140,14 @@ std::wstring UnknownPaperSize(const Merged& merged) {
   if (paperSize < kFirstStockPaperSize || merged.choice.reason == StockChoice::kPaperSize)
     return {};
   return Format(L"the paper size %d is not known: no stock item has this number", paperSize);
+}
+
+std::wstring OtherStockItem(const Merged& merged) {
+  if (!merged.remembered) return {};
+  return Format(L"the paper size %d is the stock item \"%ls\", but the record remembers %ls (",
+                merged.choice.paperSize, merged.choice.item.DisplayName.c_str(),
+                RememberedText(*merged.remembered).c_str()) +
+         FormatGuid(merged.in.StockItemGuid) + L"); the paper size decides";
 }
 
 bool IsApplied(const StockChoice& choice, const RecordField& field) {
@@ -132,9 +167,16 @@ std::wstring DecisionText(const Merged& merged, const RecordField& field, Length
   for (const Correction& correction : merged.corrections) {
     if (correction.check->field != &field) continue;
     text += (text.empty() ? L"" : L"; then ") + ReasonText(config, correction, form);
+    if (ChangesNothing(correction)) text += L", unchanged";
   }
   if (!text.empty()) return text;
-  if (IsApplied(merged.choice, field)) return ChoiceText(merged.choice.reason);
+  if (IsApplied(merged.choice, field)) {
+    text = ChoiceText(merged.choice.reason);
+    if (merged.remembered && field.kind == FieldKind::kGuid) {
+      text += L"; the record remembers " + RememberedText(*merged.remembered);
+    }
+    return text;
+  }
   if (field.offset < offsetof(tagOEMDEV, EpLayout)) return L"the header is stamped";
   if (field.rule.kind == FieldRule::kAny) return L"carried, never checked";
   return field.rule.offered.In(config) == 0 ? L"carried, not offered" : L"carried, allowed";

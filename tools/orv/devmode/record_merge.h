@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "devmode/record_fields.h"
@@ -23,6 +24,8 @@ struct Merged {
   DEVMODEW publicIn;
   DEVMODEW publicOut;
   StockChoice choice;
+  /// What the record's own item would have been, if the paper size selects another one.
+  std::optional<StockChoice> remembered;
   Corrections corrections;
   const Config* config;  ///< the printer's, in the library's cache
 };
@@ -40,9 +43,16 @@ const Config* DefaultRecord(LibraryUse* library, const OpenPrinter& printer,
 bool MergeRecord(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name,
                  Merged* merged, std::wstring* problem);
 
+/// Whether a correction leaves the value as it is.
+bool ChangesNothing(const Correction& correction);
+
 /// The message that no stock item has the paper size that the application asks for; empty if one
 /// has it, or if the size is not one of stock items.
 std::wstring UnknownPaperSize(const Merged& merged);
+
+/// The message that the paper size selects another stock item than the one whose GUID the record
+/// remembers; empty if it does not.
+std::wstring OtherStockItem(const Merged& merged);
 
 /// Whether a merge that applies an item, or only a size, sets a field.
 bool IsApplied(const StockChoice& choice, const RecordField& field);

@@ -103,6 +103,18 @@ std::wstring NearestField(const std::wstring& name) {
   return DidYouMean(name, std::vector<std::wstring_view>(names.begin(), names.end()));
 }
 
+/// Ends the command if a text does not name every field.
+void RequireAllFields(const std::set<const RecordField*>& named, const std::wstring& path) {
+  const std::size_t missing = RecordFields().size() - named.size();
+  if (missing == 0) return;
+  const auto first = std::ranges::find_if(
+      RecordFields(), [&](const RecordField& field) { return !named.contains(&field); });
+  std::wstring text = L"the field " + Widen(first->name) + L" is missing";
+  if (missing > 1)
+    text = Format(L"%zu fields are missing, the first is ", missing) + Widen(first->name);
+  Fail(kFindings, path + L": " + text + L"; --defaults PRINTER fills in a printer's defaults");
+}
+
 }  // namespace
 
 std::wstring Widen(std::string_view text) { return {text.begin(), text.end()}; }
@@ -143,8 +155,12 @@ bool SetFieldText(tagOEMDEV* record, const RecordField& field, std::wstring_view
   switch (field.kind) {
     case FieldKind::kUnsigned:
     case FieldKind::kSigned: {
+      std::wstring number(text);
+      if (const auto length = ParseThousandths(text); length && IsLength(field)) {
+        number = std::to_wstring(*length);
+      }
       std::uint32_t bits = 0;
-      if (!ReadFieldNumber(text, field, &bits)) return false;
+      if (!ReadFieldNumber(number, field, &bits)) return false;
       SetFieldBits(record, field, bits);
       return true;
     }
@@ -165,6 +181,45 @@ bool SetFieldText(tagOEMDEV* record, const RecordField& field, std::wstring_view
   std::memset(target, 0, field.width);
   std::memcpy(target, bytes.data(), bytes.size());
   return true;
+}
+
+std::wstring ValueForm(const RecordField& field) {
+  const int width = field.width;
+  switch (field.kind) {
+    case FieldKind::kUnsigned:
+    case FieldKind::kSigned: {
+      const bool isSigned = field.kind == FieldKind::kSigned;
+      const std::int64_t max = (std::int64_t{1} << (width * 8 - (isSigned ? 1 : 0))) - 1;
+      std::wstring text =
+          Format(L"a number from %lld to %lld", static_cast<long long>(isSigned ? -max - 1 : 0),
+                 static_cast<long long>(max));
+      if (IsLength(field)) text += L", or a length such as 50mm or 2in";
+      return text;
+    }
+    case FieldKind::kText:
+      return Format(L"at most %d characters in double quotes", width);
+    case FieldKind::kGuid:
+      return L"a GUID in braces";
+    case FieldKind::kBytes:
+      return Format(L"at most %d bytes as hexadecimal digits", width);
+  }
+  return {};
+}
+
+std::wstring SetNamedField(std::wstring_view assignment, tagOEMDEV* record,
+                           const RecordField** field) {
+  *field = nullptr;
+  const std::size_t sign = assignment.find(L'=');
+  if (sign == assignment.npos) return L"expected \"Name = value\"";
+  const std::wstring name(Trim(assignment.substr(0, sign), kBlanks));
+  const RecordField* const known = FindField(name);
+  if (known == nullptr) return L"there is no field \"" + name + L"\"" + NearestField(name);
+  if (!SetFieldText(record, *known, Trim(assignment.substr(sign + 1), kBlanks))) {
+    return L"the value does not fit the field " + Widen(known->name) + L", which takes " +
+           ValueForm(*known);
+  }
+  *field = known;
+  return {};
 }
 
 void FieldMember(JsonWriter* json, std::string_view name, const tagOEMDEV& record,
@@ -211,8 +266,9 @@ std::string RecordAsText(const tagOEMDEV& record) {
   return text;
 }
 
-tagOEMDEV RecordFromText(const std::wstring& text, const std::wstring& path) {
-  tagOEMDEV record{};
+tagOEMDEV RecordFromText(const std::wstring& text, const std::wstring& path,
+                         const tagOEMDEV* defaults) {
+  tagOEMDEV record = defaults != nullptr ? *defaults : tagOEMDEV{};
   std::set<const RecordField*> named;
   int lineNumber = 0;
   for (std::size_t start = 0; start < text.size();) {
@@ -222,28 +278,26 @@ tagOEMDEV RecordFromText(const std::wstring& text, const std::wstring& path) {
     start = end + 1;
     ++lineNumber;
     if (line.empty() || line[0] == L'#') continue;
-    const auto fail = [&](const std::wstring& message) {
-      Fail(kFindings, Format(L"%ls:%d: %ls", path.c_str(), lineNumber, message.c_str()));
-    };
-    const std::size_t sign = line.find(L'=');
-    if (sign == line.npos) fail(L"expected \"Name = value\"");
-    const std::wstring name(Trim(line.substr(0, sign), kBlanks));
-    const RecordField* const field = FindField(name);
-    if (field == nullptr) fail(L"there is no field \"" + name + L"\"" + NearestField(name));
-    if (!named.insert(field).second) fail(L"the field " + name + L" has a value already");
-    if (!SetFieldText(&record, *field, Trim(line.substr(sign + 1), kBlanks))) {
-      fail(L"the value does not fit the field " + name);
+    const RecordField* field = nullptr;
+    std::wstring problem = SetNamedField(line, &record, &field);
+    if (field != nullptr && !named.insert(field).second) {
+      problem = L"the field " + Widen(field->name) + L" has a value already";
+    }
+    if (!problem.empty()) {
+      Fail(kFindings, Format(L"%ls:%d: %ls", path.c_str(), lineNumber, problem.c_str()));
     }
   }
+  if (defaults == nullptr) RequireAllFields(named, path);
   return record;
 }
 
-tagOEMDEV ReadRecord(const std::wstring& path) {
-  std::string bytes;
-  if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(path));
+tagOEMDEV ParseRecord(const std::string& bytes, const std::wstring& path, const tagOEMDEV* defaults,
+                      bool* isText) {
   const std::wstring title = Widen(kTitle.substr(0, kTitle.size() - 1));
   const std::wstring text = DecodeText(bytes);
-  if (text.starts_with(title)) return RecordFromText(text, path);
+  const bool startsAsText = text.starts_with(title);
+  if (isText != nullptr) *isText = startsAsText;
+  if (startsAsText) return RecordFromText(text, path, defaults);
   if (bytes.size() != sizeof(tagOEMDEV)) {
     Fail(kFindings, Format(L"%ls: not a record: it has neither %d bytes nor the first line \"%ls\"",
                            path.c_str(), static_cast<int>(sizeof(tagOEMDEV)), title.c_str()));

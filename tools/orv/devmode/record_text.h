@@ -21,8 +21,15 @@ enum class LengthForm { kStored, kReadable };
 /// bytes as hexadecimal digits, their trailing zeros left out. The conversion is lossless.
 std::wstring FieldText(const tagOEMDEV& record, const RecordField& field,
                        LengthForm form = LengthForm::kStored);
-/// Sets a field from the output of `FieldText`; false if the text does not fit the field.
+/// Sets a field from the output of `FieldText`, or a length from a number with a unit; false if the
+/// text does not fit the field.
 bool SetFieldText(tagOEMDEV* record, const RecordField& field, std::wstring_view text);
+/// The values that `SetFieldText` accepts, in words.
+std::wstring ValueForm(const RecordField& field);
+/// Sets a field from "Name = value"; the reason why it cannot, or empty. `*field` is the field that
+/// was set, or null.
+std::wstring SetNamedField(std::wstring_view assignment, tagOEMDEV* record,
+                           const RecordField** field);
 /// The value as a member of a JSON object.
 void FieldMember(JsonWriter* json, std::string_view name, const tagOEMDEV& record,
                  const RecordField& field);
@@ -37,11 +44,15 @@ const RecordField* FindField(std::wstring_view name);
 
 /// A record as text, one "Name = value" a line; lines with # are comments.
 std::string RecordAsText(const tagOEMDEV& record);
-/// Parses such a text; fields that it does not name are 0. Ends the command at an invalid line.
-tagOEMDEV RecordFromText(const std::wstring& text, const std::wstring& path);
+/// Parses such a text. Fields that it does not name are those of `defaults`; if that is null, every
+/// field must be named. Ends the command at an invalid line.
+tagOEMDEV RecordFromText(const std::wstring& text, const std::wstring& path,
+                         const tagOEMDEV* defaults);
 
-/// Reads a record from a file, as bytes or as text. Ends the command if it is neither.
-tagOEMDEV ReadRecord(const std::wstring& path);
+/// Parses the content of a file, bytes or text, like `RecordFromText`. Ends the command if it is
+/// neither. `*isText`, unless null, says which it is.
+tagOEMDEV ParseRecord(const std::string& bytes, const std::wstring& path, const tagOEMDEV* defaults,
+                      bool* isText);
 /// Writes a record as bytes or as text.
 void WriteRecord(const std::wstring& path, const tagOEMDEV& record, bool asText);
 

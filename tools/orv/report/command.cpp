@@ -20,6 +20,7 @@
 #include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/config/text.h"
+#include "tools/orv/devmode/record_input.h"
 #include "tools/orv/devmode/record_merge.h"
 #include "tools/orv/devmode/record_text.h"
 #include "tools/orv/log/file.h"
@@ -35,9 +36,9 @@ namespace {
 struct ReportOptions {
   std::string printer;
   std::string output;
-  std::string record;
+  std::string recordFile;
+  RecordOptions record;
   std::optional<SHORT> paperSize;
-  std::string configFolder;
   std::optional<std::string> logFile;
   std::optional<std::string> date;
   ReportPageOptions page;
@@ -86,8 +87,8 @@ ReportModel FindModel(LibraryUse* library, const OpenPrinter& printer) {
 ReportRecord FindRecord(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name,
                         const ReportOptions& options) {
   ReportRecord record;
-  record.path = ToWide(options.record);
-  if (!record.path.empty()) record.given = ReadRecord(record.path);
+  record.path = ToWide(options.recordFile);
+  if (!record.path.empty()) record.given = ReadRecord(options.recordFile, options.record);
   Merged merged{};
   if (!DefaultRecord(library, printer, name, &merged.defaults, &record.problem)) return record;
   merged.in = record.given.value_or(merged.defaults);
@@ -196,14 +197,11 @@ void MakeReport(ReportOptions* options) {
   facts.log = FindLog(*options);
   if (!options->page.page.input.empty()) facts.page = MakePage(&options->page);
 
-  LibraryUse library(ToWide(options->configFolder));
+  LibraryUse library(ToWide(options->record.configFolder));
   facts.model = FindModel(&library, printer);
   facts.record = FindRecord(&library, printer, facts.printer, *options);
   const StockList list = LoadStockItems(printer.get(), facts.printer.c_str(), nullptr);
-  if (list.failure) {
-    Fail(kUnreadable, L"cannot read the stock items from " + list.failure->store + L": " +
-                          DescribeError(list.failure->error));
-  }
+  if (list.failure) FailToReadItems(*list.failure);
   facts.stockItems.assign(list.items.begin(), list.items.end());
   SaveFile(ToWide(options->output), ReportText(facts));
 }
@@ -216,7 +214,7 @@ void AddReportCommand(CLI::App* program) {
       program->add_subcommand("report", "Write everything known about a printer as one HTML page");
   AddPrinterArgument(command, &options->printer);
   AddOutputFile(command, "-o,--output", &options->output, "The HTML file to write")->required();
-  AddInputFile(command, "--record", &options->record,
+  AddInputFile(command, "--record", &options->recordFile,
                "The private record to explain, as bytes or text")
       ->default_str("the printer's defaults");
   command
@@ -224,7 +222,7 @@ void AddReportCommand(CLI::App* program) {
                    "The paper size that an application asks for; 257 is the first stock item")
       ->check(InRange(1, INT16_MAX))
       ->default_str("the record's own size");
-  AddConfigFolder(command, &options->configFolder);
+  AddRecordOptions(command, &options->record);
   CLI::Option* log = AddInputFile(command, "--log", &options->logFile, "Show this log file");
   command->add_option("--date", options->date, "Show the log of this day, as 2024-03-05")
       ->type_name("DATE")

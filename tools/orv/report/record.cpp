@@ -110,8 +110,10 @@ void WriteRecordSection(const ReportRecord& record, HtmlWriter* html) {
                  Format(L" when a document of the public paper size %d is printed; an "
                         L"application may ask for another size.",
                         int{record.merged->publicIn.dmPaperSize}));
-    const std::wstring unknown = UnknownPaperSize(*record.merged);
-    if (!unknown.empty()) html->Element("p", L"Warning: " + unknown + L".", {{"class", L"bad"}});
+    for (const std::wstring& text :
+         {UnknownPaperSize(*record.merged), OtherStockItem(*record.merged)}) {
+      if (!text.empty()) html->Element("p", L"Warning: " + text + L".", {{"class", L"bad"}});
+    }
     WriteMerged(*record.merged, html);
   } else if (record.given) {
     html->Element("p", L"The values cannot be explained: " + record.problem, {{"class", L"bad"}});

@@ -20,44 +20,39 @@
 #include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/common/spelling.h"
-#include "tools/orv/devmode/record_text.h"
+#include "tools/orv/devmode/record_input.h"
 #include "tools/orv/registry/reg_file.h"
+#include "tools/orv/stock/import.h"
+#include "tools/orv/stock/items.h"
 
 namespace orv::tool {
 namespace {
 
 /// The options of the commands, first of all whose items they use.
 struct StockOptions {
-  std::string printer;
-  bool isCommon = false;
+  StockOwner owner;
   std::string item;
   std::string name;
   std::optional<std::string> newName;
   std::string guid;
   std::string file;
+  std::string from = "defaults";
+  RecordOptions record;
   std::optional<double> width;
   std::optional<double> length;
   std::vector<std::string> values;
   bool asJson = false;
 };
 
-void AddTarget(CLI::App* command, StockOptions* options) {
-  CLI::Option* printer =
-      command->add_option("-p,--printer", options->printer, "The printer's own items")
-          ->type_name("PRINTER");
-  command->add_flag("--common", options->isCommon, "The items common to all printers")
-      ->excludes(printer);
-}
-
 void AddValues(CLI::App* command, StockOptions* options) {
   command
       ->add_option("--width", options->width,
                    "The label's width, in mm, or in inches with the suffix in")
-      ->transform(ToMillimetres(INT32_MAX));
+      ->transform(ToMillimetres(kMaxStockSize));
   command
       ->add_option("--length", options->length,
                    "The label's length, in mm, or in inches with the suffix in")
-      ->transform(ToMillimetres(INT32_MAX));
+      ->transform(ToMillimetres(kMaxStockSize));
   command->add_option("--set", options->values, "Another value, as the registry names it")
       ->type_name("NAME=NUMBER");
 }
@@ -68,31 +63,6 @@ constexpr char kValuesHelp[] =
     "Rotation Mirror Invert TopSameAsBottom BackfeedMode BackfeedSpeed PrintMode NumberCopies\n"
     "RibbonSaver SingleBuffer IgnoreLabelPosition Disabled OffsetX OffsetY LengthScaling;\n"
     "lengths in thousandths of a millimetre, or with the suffix mm or in.\n";
-
-/// The registry path of the items that the options select.
-std::wstring TargetPath(const StockOptions& options) {
-  if (options.isCommon) return kCommonStockItemsPath;
-  if (options.printer.empty()) Fail(kUsage, L"name the items' owner: --printer NAME or --common");
-  const std::wstring name = ToWide(options.printer);
-  const OpenPrinter printer(name);
-  PrinterFacts facts;
-  if (!GetPrinterFacts(printer.get(), &facts)) {
-    Fail(kUnreadable, L"the spooler does not describe the printer \"" + name + L"\"");
-  }
-  return StockItemsPath(name, facts.driverName);
-}
-
-/// The items stored below a path; ends the command if they cannot be read.
-std::vector<StockItem> ItemsAt(const std::wstring& path) {
-  std::vector<StockItem> items;
-  if (const LONG error = ReadStockItems(path, &items); error != ERROR_SUCCESS) {
-    HKEY hive = nullptr;
-    StockItemsHive(path, &hive);
-    Fail(kUnreadable, L"cannot read the stock items from " + RegistryStoreName(hive) + L": " +
-                          DescribeError(error));
-  }
-  return items;
-}
 
 /// The item that a command names by its GUID or its display name; ends the command if there is
 /// not exactly one.
@@ -113,23 +83,6 @@ StockItem FindItem(const std::wstring& path, const std::wstring& key) {
     Fail(kFindings, L"several stock items are named \"" + key + L"\"; use the GUID");
   }
   return found.front();
-}
-
-DWORD LengthOf(double millimetres) { return static_cast<DWORD>(std::round(millimetres * 1000)); }
-
-/// The field of the record that a value sets; null for none.
-const RecordField* FieldOf(const StockValue& value) {
-  const auto field = std::ranges::find(RecordFields(), value.recordOffset,
-                                       [](const RecordField& known) { return int{known.offset}; });
-  return field != RecordFields().end() ? &*field : nullptr;
-}
-
-/// Whether a value is a length; the label's width and length have other names in the record.
-bool IsStockLength(const StockValue& value) {
-  const RecordField* const field = FieldOf(value);
-  return field != nullptr
-             ? IsLength(*field)
-             : value.field == &StockItem::PaperWidth || value.field == &StockItem::PaperLength;
 }
 
 /// A value as the record interprets it; every length can be negative.
@@ -160,26 +113,69 @@ std::optional<std::uint32_t> SignedBits(std::wstring_view number) {
   return isNegative ? 0 - bits : bits;
 }
 
+void SetNumber(StockItem* item, const StockValue& value, DWORD number, const std::wstring& given) {
+  const std::wstring problem = LimitProblem(value, number);
+  if (!problem.empty()) Fail(kUsage, given + L": " + problem);
+  item->*value.field = number;
+}
+
 /// Sets one value from an argument such as "PaperWidth=50mm".
 void SetValue(StockItem* item, const std::wstring& argument) {
   const std::size_t sign = argument.find(L'=');
   if (sign == argument.npos) Fail(kUsage, L"--set takes NAME=NUMBER, which is not " + argument);
   const StockValue& value = NamedValue(argument, argument.substr(0, sign));
   std::wstring number = argument.substr(sign + 1);
-  const bool hasUnit = number.ends_with(L"mm") || number.ends_with(L"in");
-  if (const auto length = ParseMillimetres(WideToUtf8(number));
-      length && hasUnit && IsStockLength(value)) {
-    number = std::to_wstring(std::llround(*length * 1000));
+  if (const auto length = ParseThousandths(number); length && IsStockLength(value)) {
+    number = std::to_wstring(*length);
   }
   const std::optional<std::uint32_t> bits = SignedBits(number);
   if (!bits) Fail(kUsage, L"--set takes NAME=NUMBER with a number: " + argument);
-  item->*value.field = *bits;
+  SetNumber(item, value, *bits, L"--set " + argument);
 }
 
 void SetValues(StockItem* item, const StockOptions& options) {
-  if (options.width) item->PaperWidth = LengthOf(*options.width);
-  if (options.length) item->PaperLength = LengthOf(*options.length);
+  const auto setSize = [&](const wchar_t* name, const wchar_t* option,
+                           const std::optional<double>& millimetres) {
+    if (!millimetres) return;
+    const auto number = static_cast<DWORD>(std::llround(*millimetres * 1000));
+    SetNumber(item, *FindStockValue(name), number, option);
+  };
+  setSize(L"PaperWidth", L"--width", options.width);
+  setSize(L"PaperLength", L"--length", options.length);
   for (const std::string& argument : options.values) SetValue(item, ToWide(argument));
+}
+
+/// The record from which a new item starts.
+tagOEMDEV FirstRecord(const StockOptions& options) {
+  if (options.from != "defaults") return ReadRecord(options.from, options.record);
+  const std::string& printer =
+      options.record.defaults.empty() ? options.owner.printer : options.record.defaults;
+  if (printer.empty()) {
+    Fail(kUsage,
+         L"name what a common item starts from: --defaults PRINTER for a printer's default "
+         L"settings, or --from RECORD");
+  }
+  return DefaultsOf(printer, options.record.configFolder);
+}
+
+/// A new item: the values of a record, the size and the values that the options name.
+StockItem NewItem(const StockOptions& options) {
+  StockItem item;
+  item.NumberCopies = 1;
+  SetValues(&item, options);  // checks the options first
+  if (item.PaperWidth == 0 || item.PaperLength == 0) {
+    Fail(kUsage, std::wstring(L"the label's size is missing: add ") +
+                     (item.PaperWidth != 0    ? L"--length"
+                      : item.PaperLength != 0 ? L"--width"
+                                              : L"--width and --length"));
+  }
+  const tagOEMDEV record = FirstRecord(options);
+  for (const StockValue& value : StockValues()) {
+    if (const RecordField* const field = FieldOf(value))
+      item.*value.field = FieldBits(record, *field);
+  }
+  SetValues(&item, options);
+  return item;
 }
 
 /// Checks that a name is visible and not too long.
@@ -189,13 +185,6 @@ CString NameFrom(const std::string& argument) {
     Fail(kUsage, Format(L"a name has 1 to %d characters", static_cast<int>(kMaxStockName)));
   }
   return name;
-}
-
-void Store(const std::wstring& path, const StockItem& item) {
-  const LONG error = WriteStockItem(path, item);
-  if (error != ERROR_SUCCESS) {
-    Fail(kUnreadable, L"cannot store the item: " + DescribeError(error));
-  }
 }
 
 /// A new unique GUID: random, of version 4.
@@ -213,38 +202,27 @@ GUID NewGuid() {
 void AddListCommand(CLI::App* group) {
   auto options = std::make_shared<StockOptions>();
   CLI::App* command = group->add_subcommand("list", "Show stock items");
-  AddTarget(command, options.get());
+  AddOwnerOptions(command, &options->owner);
   AddInchFlag(command);
   AddJsonFlag(command, &options->asJson, "Print JSON, with every value");
   command->footer(
       "A printer's list holds the common items too, each with the paper size that picks it.\n"
       "Examples:\n  orv stock list --printer \"Label 1\"\n  orv stock list --common --json");
   command->callback([options] {
-    std::vector<StockItem> items;
-    if (options->isCommon) {
-      items = ItemsAt(kCommonStockItemsPath);
-    } else {
-      TargetPath(*options);
-      const LibraryUse library;
-      const std::wstring name = ToWide(options->printer);
-      const OpenPrinter printer(name);
-      const StockList list = LoadStockItems(printer.get(), name.c_str(), nullptr);
-      if (list.failure) {
-        Fail(kUnreadable, L"cannot read the stock items from " + list.failure->store + L": " +
-                              DescribeError(list.failure->error));
-      }
-      items.assign(list.items.begin(), list.items.end());
-    }
+    const bool isCommon = options->owner.isCommon;
+    const std::wstring path = ItemsPath(options->owner);
+    const std::vector<StockItem> items =
+        isCommon ? ItemsAt(path) : ItemsOfPrinter(ToWide(options->owner.printer));
     JsonWriter json;
     Table table({L"PAPER SIZE", L"GUID", L"NAME", L"WIDTH", L"LENGTH", L"DISABLED"});
     json.BeginArray();
     int paperSize = kFirstStockPaperSize;
     for (const StockItem& item : items) {
-      const std::wstring number = options->isCommon ? L"-" : std::to_wstring(paperSize);
+      const std::wstring number = isCommon ? L"-" : std::to_wstring(paperSize);
       table.Add({number, FormatGuid(item.guid), item.DisplayName, StockLengthText(item.PaperWidth),
                  StockLengthText(item.PaperLength), item.Disabled != 0 ? L"yes" : L"no"});
       json.BeginObject();
-      if (!options->isCommon) json.Member("paperSize", paperSize);
+      if (!isCommon) json.Member("paperSize", paperSize);
       json.Member("guid", FormatGuid(item.guid));
       json.Member("DisplayName", item.DisplayName);
       for (const StockValue& value : StockValues()) {
@@ -263,18 +241,38 @@ void AddAddCommand(CLI::App* group) {
   auto options = std::make_shared<StockOptions>();
   CLI::App* command = group->add_subcommand("add", "Add a stock item and print its GUID");
   command->add_option("NAME", options->name, "The name that users see")->required();
-  AddTarget(command, options.get());
+  AddOwnerOptions(command, &options->owner);
+  AddInputFile(
+      command, "--from", &options->from,
+      "Start from the values of this record, as bytes or text, or from a printer's defaults")
+      ->type_name("RECORD|defaults")
+      ->capture_default_str();
+  AddRecordOptions(command, &options->record);
+  command->get_option("--defaults")
+      ->description(
+          "The printer whose defaults are meant; they also fill in what a record's text "
+          "does not name")
+      ->default_str("the items' printer");
   AddValues(command, options.get());
   command->add_option("--guid", options->guid, "The item's GUID")
       ->type_name("GUID")
       ->default_str("a new one");
   command->footer(std::string(kValuesHelp) +
-                  "Examples:\n  orv stock add \"Parcel 4 x 6\" --common --width 4in --length 6in\n"
-                  "  orv stock add \"Shelf 50 x 30\" --printer \"Label 1\" --width 50 "
-                  "--length 30 --set Darkness=10");
+                  "A merge copies every value of an item. Those that are not named here are the "
+                  "printer's\n"
+                  "defaults, or those of the record; the size must be named.\n"
+                  "Items are numbered in the order of their GUIDs: a new one can change the paper "
+                  "sizes of others.\n"
+                  "Examples:\n"
+                  "  orv stock add \"Shelf 50 x 30\" --printer \"Label 1\" --width 50 --length 30 "
+                  "--set Darkness=10\n"
+                  "  orv stock add \"Shelf 2\" --printer \"Label 1\" --from label1.dev --width 50 "
+                  "--length 20\n"
+                  "  orv stock add \"Parcel 4 x 6\" --common --defaults \"Label 1\" --width 4in "
+                  "--length 6in");
   command->callback([options] {
-    const std::wstring path = TargetPath(*options);
-    StockItem item;
+    const std::wstring path = ItemsPath(options->owner);
+    StockItem item = NewItem(*options);
     item.guid = options->guid.empty() ? NewGuid() : ParseGuid(ToWide(options->guid));
     if (IsZeroGuid(item.guid)) Fail(kUsage, L"--guid takes a GUID in braces");
     for (const StockItem& other : ItemsAt(path)) {
@@ -283,9 +281,10 @@ void AddAddCommand(CLI::App* group) {
       }
     }
     item.DisplayName = NameFrom(options->name);
-    SetValues(&item, *options);
-    Store(path, item);
+    const PaperSizes before(options->owner);
+    StoreItems(path, {item});
     NoteResult("guid", FormatGuid(item.guid), FormatGuid(item.guid));
+    before.ReportChanges();
   });
 }
 
@@ -293,7 +292,7 @@ void AddEditCommand(CLI::App* group) {
   auto options = std::make_shared<StockOptions>();
   CLI::App* command = group->add_subcommand("edit", "Change values of a stock item");
   command->add_option("ITEM", options->item, "The item's GUID or name")->required();
-  AddTarget(command, options.get());
+  AddOwnerOptions(command, &options->owner);
   AddValues(command, options.get());
   command->add_option("--name", options->newName, "The new name")->type_name("NAME");
   command->footer(
@@ -302,11 +301,11 @@ void AddEditCommand(CLI::App* group) {
       "  orv stock edit \"Shelf 50 x 30\" --printer \"Label 1\" --set "
       "Disabled=1");
   command->callback([options] {
-    const std::wstring path = TargetPath(*options);
+    const std::wstring path = ItemsPath(options->owner);
     StockItem item = FindItem(path, ToWide(options->item));
     if (options->newName) item.DisplayName = NameFrom(*options->newName);
     SetValues(&item, *options);
-    Store(path, item);
+    StoreItems(path, {item});
   });
 }
 
@@ -314,24 +313,25 @@ void AddRemoveCommand(CLI::App* group) {
   auto options = std::make_shared<StockOptions>();
   CLI::App* command = group->add_subcommand("remove", "Remove a stock item");
   command->add_option("ITEM", options->item, "The item's GUID or name")->required();
-  AddTarget(command, options.get());
+  AddOwnerOptions(command, &options->owner);
   command->footer(
       "Examples:\n"
       "  orv stock remove \"Shelf 50 x 30\" --printer \"Label 1\"\n"
       "  orv stock remove \"{5B0C7A52-31D4-4E8B-9C3F-6A1D2E4F7B90}\" --common");
   command->callback([options] {
-    const std::wstring path = TargetPath(*options);
-    const LONG error = DeleteStockItem(path, FindItem(path, ToWide(options->item)).guid);
-    if (error != ERROR_SUCCESS) {
-      Fail(kUnreadable, L"cannot remove the item: " + DescribeError(error));
-    }
+    const std::wstring path = ItemsPath(options->owner);
+    const GUID guid = FindItem(path, ToWide(options->item)).guid;
+    const PaperSizes before(options->owner);
+    const LONG error = DeleteStockItem(path, guid);
+    RequireWritten(error, path);
+    before.ReportChanges();
   });
 }
 
 void AddExportCommand(CLI::App* group) {
   auto options = std::make_shared<StockOptions>();
   CLI::App* command = group->add_subcommand("export", "Write stock items to a registry file");
-  AddTarget(command, options.get());
+  AddOwnerOptions(command, &options->owner);
   options->file = "-";
   AddOutputFile(command, "-o,--output", &options->file,
                 "The file to write, in UTF-16 with byte-order mark, or in UTF-8 to standard output")
@@ -341,7 +341,7 @@ void AddExportCommand(CLI::App* group) {
       "  orv stock export --printer \"Label 1\" -o stock.reg\n"
       "  orv stock export --common | orv stock import - --printer \"Label 2\"");
   command->callback([options] {
-    const std::wstring path = TargetPath(*options);
+    const std::wstring path = ItemsPath(options->owner);
     const std::vector<StockItem> items = ItemsAt(path);
     HKEY hive = nullptr;
     StockItemsHive(path, &hive);
@@ -359,23 +359,35 @@ void AddExportCommand(CLI::App* group) {
   });
 }
 
-/// The items of a registry file, for any printer.
-std::vector<StockItem> ItemsOf(const std::vector<RegChange>& changes) {
-  std::vector<StockItem> items;
-  for (const RegChange& change : changes) {
-    const GUID guid = ParseGuid(change.path.substr(change.path.rfind(L'\\') + 1));
-    if (IsZeroGuid(guid) || change.kind == RegChange::Kind::kDeleteKey) continue;
-    auto item = std::ranges::find_if(
-        items, [&](const StockItem& known) { return FormatGuid(known.guid) == FormatGuid(guid); });
-    if (item == items.end()) {
-      item = items.insert(item, StockItem{});
-      item->guid = guid;
-    }
-    if (change.kind == RegChange::Kind::kSetValue) {
-      SetStockValue({change.name, change.value}, &*item);
-    }
+/// The changes of a registry file; ends the command if it has faults.
+std::vector<RegChange> ChangesOf(const std::wstring& file) {
+  std::string bytes;
+  if (!ReadFile(file, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(file));
+  std::vector<RegChange> changes;
+  std::vector<RegFault> faults;
+  ParseRegFile(DecodeText(bytes), &changes, &faults);
+  for (const RegFault& fault : faults) {
+    PrintMessage(Format(L"%ls:%zu: %ls", file.c_str(), fault.line, fault.message.c_str()));
   }
-  return items;
+  if (!faults.empty()) Fail(kUnreadable, InputName(file) + L" has faults; nothing was imported");
+  return changes;
+}
+
+void NoteSkipped(const std::wstring& file, const std::vector<SkippedLine>& skipped) {
+  for (const SkippedLine& line : skipped) {
+    PrintMessage(Format(L"%ls:%zu: skipped: %ls", file.c_str(), line.line, line.reason.c_str()));
+  }
+  NoteJson("skipped", [skipped](JsonWriter* json) {
+    json->BeginArray();
+    for (const SkippedLine& line : skipped) {
+      json->BeginObject();
+      json->Member("line", static_cast<std::uint64_t>(line.line));
+      json->Member("reason", line.reason);
+      json->EndObject();
+    }
+    json->EndArray();
+  });
+  if (!skipped.empty()) NoteFindings();
 }
 
 void AddImportCommand(CLI::App* group) {
@@ -384,31 +396,27 @@ void AddImportCommand(CLI::App* group) {
   AddInputFile(command, "FILE", &options->file,
                "What `orv stock export` or a registry editor wrote")
       ->required();
-  AddTarget(command, options.get());
+  AddOwnerOptions(command, &options->owner);
   command->footer(
-      "Items come to the printer named here, whichever they were exported from.\n"
+      "Items come to the printer named here, whichever they were exported from. Only the values "
+      "that\n"
+      "the file names change; in new items the others are 0. Exits with 1 if lines were skipped, "
+      "and\n"
+      "with 3 if nothing could be imported.\n"
       "Examples:\n  orv stock import stock.reg --printer \"Label 2\"\n"
       "  orv stock export --printer \"Label 1\" | orv stock import - --common");
   command->callback([options] {
-    const std::wstring path = TargetPath(*options);
+    const std::wstring path = ItemsPath(options->owner);
     const std::wstring file = ToWide(options->file);
-    std::string bytes;
-    if (!ReadFile(file, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(file));
-    std::vector<RegChange> changes;
-    std::vector<RegFault> faults;
-    ParseRegFile(DecodeText(bytes), &changes, &faults);
-    for (const RegFault& fault : faults) {
-      PrintMessage(Format(L"%ls:%zu: %ls", file.c_str(), fault.line, fault.message.c_str()));
-    }
-    if (!faults.empty()) Finish(kFindings);
-    LibraryUse library;
-    const std::vector<StockItem> items = ItemsOf(changes);
-    const LONG error = ImportStockItems(path, items, library.client());
-    if (error != ERROR_SUCCESS) {
-      Fail(kUnreadable, L"cannot store the items: " + DescribeError(error));
-    }
+    std::vector<SkippedLine> skipped;
+    const std::vector<StockItem> items = ItemsFromChanges(ChangesOf(file), ItemsAt(path), &skipped);
+    const PaperSizes before(options->owner);
     NoteResult("items", static_cast<std::int64_t>(items.size()),
                Format(L"%zu stock item%ls", items.size(), items.size() == 1 ? L"" : L"s"));
+    NoteSkipped(file, skipped);
+    if (items.empty()) Fail(kUnreadable, InputName(file) + L": there is nothing to import");
+    StoreItems(path, items);
+    before.ReportChanges();
   });
 }
 
