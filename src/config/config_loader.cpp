@@ -56,6 +56,13 @@ void ReplaceEach(std::wstring* text, std::wstring_view from, std::wstring_view t
   }
 }
 
+/// Where the configuration of a driver's printers is.
+struct PrinterPath {
+  std::wstring folder;
+  std::wstring driverName;
+  std::wstring path;
+};
+
 }  // namespace
 
 CString ConfigDigest(const CString& text, const CString& digest) {
@@ -130,17 +137,23 @@ std::wstring ConfigFileName(std::wstring_view driverName) {
 LoadResult LoadPrinterConfig(HANDLE printer, ConfigsCache* cache, CLoggerClient* client,
                              LoadObserver* observer) {
   if (!IsPrinterHandle(printer)) return Fail(LoadFailure::kInvalidPrinter, {}, {}, observer);
+  // The last printer's, for which a cached load needs little more than the look-up.
+  static thread_local PrinterFacts facts;
+  static thread_local PrinterPath last;
   // A name that the spooler does not return counts as empty.
-  PrinterFacts facts;
   GetPrinterFacts(printer, &facts);
-  // Without a folder the path stays empty, and the load fails with it.
-  std::wstring path;
-  if (client != nullptr && !client->m_stModuleFolder.empty()) {
-    path = client->m_stModuleFolder + kPathSeparator +
-           ConfigFileName(facts.driverName).substr(0, kMaxName);
+  static const std::wstring kNoFolder;
+  const std::wstring& folder = client != nullptr ? client->m_stModuleFolder : kNoFolder;
+  if (last.folder != folder || last.driverName != facts.driverName) {
+    // Without a folder the path stays empty, and the load fails with it.
+    PrinterPath made{folder, facts.driverName, {}};
+    if (!folder.empty()) {
+      made.path = folder + kPathSeparator + ConfigFileName(facts.driverName).substr(0, kMaxName);
+    }
+    last = std::move(made);
   }
-  LoadResult result = LoadConfigFile(path, cache, client, observer);
-  result.path = std::move(path);
+  LoadResult result = LoadConfigFile(last.path, cache, client, observer);
+  result.path = last.path;
   return result;
 }
 

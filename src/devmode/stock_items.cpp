@@ -102,8 +102,8 @@ LONG ReadItems(HKEY hive, const std::wstring& path, const StoredItems& old, Stor
 
 /// A printer as the registry knows it, and how its session's items are found.
 struct ItemsOwner {
-  std::wstring printerName;
-  std::wstring driverName;
+  std::wstring printerName;  ///< as the caller has it
+  PrinterFacts facts;
   bool isKnown = false;  ///< to the spooler; otherwise the printer has only the common items
   bool mustReadSession = false;
   std::uint32_t processId = 0;
@@ -162,18 +162,18 @@ LONG ReadOwnItems(const StoredItems& old, KeptItems* kept) {
   bool readsFromSession = owner.mustReadSession;
   LONG result = ERROR_SUCCESS;
   if (!readsFromSession) {
-    result = SessionData::HasItems(owner.printerName, owner.driverName, &readsFromSession);
+    result = SessionData::HasItems(owner.printerName, owner.facts.driverName, &readsFromSession);
   }
   if (result == ERROR_SUCCESS && readsFromSession) {
     result = ReadItems(HKEY_CURRENT_USER,
-                       PrinterPath(owner.printerName, owner.driverName) + L"\\Session\\" +
+                       PrinterPath(owner.printerName, owner.facts.driverName) + L"\\Session\\" +
                            std::to_wstring(owner.processId),
                        old, &kept->own);
   }
   kept->list.isFromSession = !kept->own.items.empty();
   if (result == ERROR_SUCCESS && kept->own.items.empty()) {
-    result = ReadItems(HKEY_CURRENT_USER, StockItemsPath(owner.printerName, owner.driverName), old,
-                       &kept->own);
+    result = ReadItems(HKEY_CURRENT_USER, StockItemsPath(owner.printerName, owner.facts.driverName),
+                       old, &kept->own);
   }
   return result;
 }
@@ -376,13 +376,14 @@ LONG DeleteStockItem(const std::wstring& path, const GUID& guid) {
 
 StockList FindStockItems(HANDLE printer, const wchar_t* printerName, MergeObserver* observer) {
   observer->OnLoadingStockItems();
-  ItemsOwner owner;
-  if (printerName != nullptr) owner.printerName = printerName;
+  static thread_local ItemsOwner owner;  // reused, which allocates less
+  owner.printerName = printerName != nullptr ? printerName : L"";
+  owner.mustReadSession = false;
+  owner.processId = 0;
+  owner.isKnown = GetPrinterFacts(printer, &owner.facts);
   std::optional<DWORD> openError;
-  if (PrinterFacts facts; GetPrinterFacts(printer, &facts)) {
+  if (owner.isKnown) {
     SessionData& session = SessionData::Shared();
-    owner.driverName = std::move(facts.driverName);
-    owner.isKnown = true;
     owner.mustReadSession = session.MustReadSession();
     owner.processId = session.ItemsProcessId();
     SessionData::RemoveEndedEntries();

@@ -49,20 +49,22 @@ HANDLE OpenForReading(std::uint32_t processId) {
 }
 
 /// Whether an open process runs one of the system's hosts for printer settings. Its program is
-/// logged with `message`.
-bool IsSystemHost(HANDLE process, const wchar_t* message) {
-  std::wstring path;
-  if (process == nullptr || !orv::GetProcessPath(process, &path)) return false;
-  const std::wstring name = orv::FileNameOf(path);
-  LogTrace(message, path.c_str(), name.c_str());
+/// logged with `message`; `path` is a buffer.
+bool IsSystemHost(HANDLE process, const wchar_t* message, std::wstring* path) {
+  if (process == nullptr || !orv::GetProcessPath(process, path)) return false;
+  // Without a separator, from the start.
+  const wchar_t* const name = path->c_str() + (path->rfind(orv::kPathSeparator) + 1);
+  LogTrace(message, path->c_str(), name);
   constexpr std::wstring_view kHosts[] = {L"sihost.exe", L"mmc.exe"};
-  return std::ranges::count(kHosts, orv::LowerCase(name)) != 0;
+  return std::ranges::any_of(kHosts, [name](std::wstring_view host) {
+    return std::wcslen(name) == host.size() && orv::LowerCase(name) == host;
+  });
 }
 
 std::wstring ProgramName(std::uint32_t processId) {
   orv::ProcessEntry entry;
   orv::FindProcess(processId, &entry);
-  return entry.name;
+  return std::move(entry.name);
 }
 
 /// The entry of a process in the registry, as far as it could be read.
@@ -179,12 +181,13 @@ HANDLE SessionData::ParentHandle() {
 bool SessionData::HasSystemHost() {
   if (isDetermined_) return hasSystemHost_;
   DetermineIds();
-  isStartedByHost_ = IsSystemHost(OpenParent(), L"UserData is called with parent: %ls (%ls)");
+  isStartedByHost_ =
+      IsSystemHost(OpenParent(), L"UserData is called with parent: %ls (%ls)", &path_);
   hasSystemHost_ = isStartedByHost_;
   if (!isStartedByHost_) {
     CloseParent();
     const ProcessHandle self(OpenForReading(processId_));
-    hasSystemHost_ = IsSystemHost(self.get(), L"UserData is called by process: %ls (%ls)");
+    hasSystemHost_ = IsSystemHost(self.get(), L"UserData is called by process: %ls (%ls)", &path_);
   }
   isDetermined_ = true;
   return hasSystemHost_;
@@ -218,7 +221,7 @@ void SessionData::Reload() {
   creationTime_ = 0;
   const ProcessHandle self(orv::CurrentProcessId(), ProcessAccess::kQueryLimited);
   if (self.get() != nullptr) orv::GetProcessCreationTime(self.get(), &creationTime_);
-  processName_ = ProgramName(processId_);
+  processName_ = self_.name;
 }
 
 bool SessionData::SaveEntry(HKEY key) {
@@ -295,10 +298,11 @@ bool SessionData::RemoveEndedEntries() {
 
 void SessionData::DetermineIds() {
   if (processId_ != kUnknownProcess || parentProcessId_ != kUnknownParent) return;
-  orv::ProcessEntry entry;
-  orv::FindProcess(orv::CurrentProcessId(), &entry);
-  processId_ = entry.id;
-  parentProcessId_ = entry.parentId;
+  self_.id = self_.parentId = 0;
+  self_.name.clear();
+  orv::FindProcess(orv::CurrentProcessId(), &self_);
+  processId_ = self_.id;
+  parentProcessId_ = self_.parentId;
 }
 
 HANDLE SessionData::OpenParent() {

@@ -4,6 +4,8 @@
 #include <string>
 
 #include "orv/platform/types.h"
+#include "orv/session/session_data.h"
+#include "platform/processes.h"
 
 /// The process that the library runs in, as the installed functions and the stock items see it:
 /// whether a system host for printer settings is involved, and the process's entry in the registry.
@@ -67,6 +69,8 @@ struct SessionData {
   bool isStartedByHost_ = false;  ///< the parent is a system host
   bool hasSystemHost_ = false;    ///< the parent or this process is one
   bool isDetermined_ = false;     ///< whether the two above are
+  orv::ProcessEntry self_;        ///< as last determined
+  std::wstring path_;             ///< a buffer
   std::wstring processName_;
   std::uint64_t creationTime_ = 0;
 };

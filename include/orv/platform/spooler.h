@@ -17,7 +17,8 @@
 
 namespace orv {
 
-/// Opens a printer by name; returns null if there is none. Close it with `ClosePrinterHandle`.
+/// Opens a printer by name; returns null with the thread's last error: `ERROR_INVALID_PRINTER_NAME`
+/// if there is none, another one if the spooler cannot be asked. Close it with `ClosePrinterHandle`.
 ORV_EXPORT HANDLE OpenPrinterHandle(const wchar_t* name);
 
 /// Closes a handle from `OpenPrinterHandle`; null is ignored.
@@ -27,10 +28,11 @@ ORV_EXPORT void ClosePrinterHandle(HANDLE printer);
 struct PrinterFacts {
   std::wstring printerName;  ///< the name that users see
   std::wstring driverName;   ///< the driver's name, which determines the configuration file
+  bool operator==(const PrinterFacts&) const = default;
 };
 
-/// Reads a printer's information from the spooler. Returns false if the handle is invalid; text
-/// that the spooler omits stays empty.
+/// Reads a printer's information from the spooler; text that the spooler omits stays empty. Returns
+/// false with the thread's last error if the handle is invalid or the spooler cannot be asked.
 ORV_EXPORT bool GetPrinterFacts(HANDLE printer, PrinterFacts* facts);
 
 /// Adds a printer to the spooler. The driver must be installed there (on Linux any name is a

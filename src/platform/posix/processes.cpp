@@ -30,9 +30,12 @@ namespace {
 /// A process handle: the folder of the process in /proc. It stays bound to this process, and is
 /// empty once the process has ended, even if its id is reused. Not needed for the calling process.
 struct OpenedProcess {
-  int folder;                ///< a descriptor; negative for the calling process
-  std::string program = {};  ///< its path; empty when the caller may not see it
+  int folder;                 ///< a descriptor; negative for the calling process
+  std::wstring program = {};  ///< its path; empty when the caller may not see it
 };
+
+/// All handles of the calling process.
+OpenedProcess ownProcess{-1};
 
 /// Opens the folder of a process in /proc; negative if the process does not exist.
 FileDescriptor OpenProcessFolder(DWORD id) {
@@ -82,14 +85,14 @@ bool ReadStatus(int folder, ProcessStatus* status) {
 }
 
 /// The program's path; empty if the process belongs to another user.
-std::string ReadProgram(int folder) {
+std::wstring ReadProgram(int folder) {
   char buffer[PATH_MAX];
   const ssize_t size = readlinkat(folder, "exe", buffer, sizeof(buffer));
-  std::string path(buffer, size > 0 ? static_cast<std::size_t>(size) : 0);
+  std::string_view path(buffer, size > 0 ? static_cast<std::size_t>(size) : 0);
   // A running program whose file was replaced is still the same program.
   constexpr std::string_view kDeleted = " (deleted)";
-  if (path.ends_with(kDeleted)) path.resize(path.size() - kDeleted.size());
-  return path;
+  if (path.ends_with(kDeleted)) path.remove_suffix(kDeleted.size());
+  return Utf8ToWide(path);
 }
 
 /// The time of the system's start, in seconds since 1970; 0 if unavailable. Kept once it is known:
@@ -111,7 +114,8 @@ std::uint64_t BootSeconds() {
 struct OwnFacts {
   DWORD id = 0;
   std::uint64_t startTicks = 0;
-  std::string program;
+  std::wstring program;  ///< its path
+  std::wstring name;     ///< and the last part of it
 };
 
 /// `id` is the calling process's. Empty if the system does not show the process its own folder.
@@ -125,7 +129,8 @@ std::shared_ptr<const OwnFacts> GetOwnFacts(DWORD id) {
     ProcessStatus status;
     OwnFacts facts;
     if (folder.get() >= 0 && ReadStatus(folder.get(), &status)) {
-      facts = {id, status.startTicks, ReadProgram(folder.get())};
+      facts = {id, status.startTicks, ReadProgram(folder.get()), {}};
+      facts.name = FileNameOf(facts.program);
     }
     s_facts = std::make_shared<const OwnFacts>(std::move(facts));
   }
@@ -170,7 +175,9 @@ std::wstring ExpandVariables(const std::wstring& text) {
 bool FindProcess(DWORD id, ProcessEntry* entry) {
   if (id == CurrentProcessId()) {
     if (const auto own = GetOwnFacts(id); !own->program.empty()) {
-      *entry = {id, static_cast<DWORD>(getppid()), FileNameOf(Utf8ToWide(own->program))};
+      entry->id = id;
+      entry->parentId = static_cast<DWORD>(getppid());
+      entry->name = own->name;
       return true;
     }
   }
@@ -178,9 +185,9 @@ bool FindProcess(DWORD id, ProcessEntry* entry) {
   ProcessStatus status;
   const bool isFound = folder.get() >= 0 && ReadStatus(folder.get(), &status);
   if (isFound) {
-    const std::string program = ReadProgram(folder.get());
+    const std::wstring program = ReadProgram(folder.get());
     *entry = {id, status.parentId,
-              program.empty() ? Utf8ToWide(status.command) : FileNameOf(Utf8ToWide(program))};
+              program.empty() ? Utf8ToWide(status.command) : FileNameOf(program)};
   } else {
     SetLastError(ERROR_NO_MORE_ITEMS);
   }
@@ -189,14 +196,12 @@ bool FindProcess(DWORD id, ProcessEntry* entry) {
 
 HANDLE OpenProcessHandle(DWORD id, ProcessAccess access) {
   if (id == CurrentProcessId()) {
-    if (const auto own = GetOwnFacts(id); !own->program.empty()) {
-      return new OpenedProcess{-1, own->program};
-    }
+    if (!GetOwnFacts(id)->program.empty()) return &ownProcess;
   }
   FileDescriptor folder = OpenProcessFolder(id);
   DWORD error = ERROR_INVALID_PARAMETER;
   if (folder.get() >= 0) {
-    std::string program = ReadProgram(folder.get());
+    std::wstring program = ReadProgram(folder.get());
     ProcessStatus status;
     // An ended process has no program any more, which is quicker to check than its status.
     if (program.empty() && !ReadStatus(folder.get(), &status)) {
@@ -216,13 +221,14 @@ HANDLE OpenProcessHandle(DWORD id, ProcessAccess access) {
 }
 
 void CloseProcessHandle(HANDLE process) {
-  if (process == nullptr) return;
-  if (ProcessOf(process)->folder >= 0) close(ProcessOf(process)->folder);
+  if (process == nullptr || process == &ownProcess) return;
+  close(ProcessOf(process)->folder);
   delete ProcessOf(process);
 }
 
 bool GetProcessPath(HANDLE process, std::wstring* path) {
-  *path = Utf8ToWide(ProcessOf(process)->program);
+  *path = process == &ownProcess ? GetOwnFacts(CurrentProcessId())->program
+                                 : ProcessOf(process)->program;
   path->resize(std::min<std::size_t>(path->size(), kMaxProcessPath - 1));
   if (path->empty()) SetLastError(ERROR_ACCESS_DENIED);
   return !path->empty();
@@ -233,7 +239,7 @@ bool GetProcessCreationTime(HANDLE process, std::uint64_t* creationTime) {
   constexpr std::uint64_t kSecondsFrom1601To1970 = 11'644'473'600;
   const OpenedProcess& opened = *ProcessOf(process);
   ProcessStatus status;
-  if (opened.folder < 0) {
+  if (process == &ownProcess) {
     status.startTicks = GetOwnFacts(CurrentProcessId())->startTicks;
   } else if (!ReadStatus(opened.folder, &status)) {
     SetLastError(ERROR_INVALID_PARAMETER);  // it has ended in the meantime
