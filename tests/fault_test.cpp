@@ -18,7 +18,9 @@
 #include "orv/devmode/stock_items.h"
 #include "orv/imaging/bitmap_helper.h"
 #include "orv/platform/registry.h"
+#include "orv/platform/spooler.h"
 #include "orv/session/session_data.h"
+#include "orv/settings/settings.h"
 #include "platform/files.h"
 #include "platform/modules.h"
 #include "tests/devmode_fixture.h"
@@ -509,18 +511,69 @@ TEST_F(RequestFaults, CleansUpSessions) {
          }});
 }
 
-TEST_F(RequestFaults, LoadsStockItemsAndMerges) {
-  StockList list;
-  Sweep({"stock items", kDone | kFailed | kNoMemory, kDone | kFailed, [] {},
-         [&] {
-           list = LoadStockItems(printer_.handle(), L"Label 1", nullptr);
-           return EndingOf(!list.failure && !list.openError);
-         },
-         [&](Ending ending, bool) -> std::string {
-           const std::size_t loaded = std::exchange(list, {}).items.size();
-           return ending != kDone || loaded == 3 ? "" : "items are missing";
-         }});
+TEST_F(RequestFaults, ReadsTheStoreOrSaysThatItCannot) {
+  SetSetting(HKEY_CURRENT_USER, L"Test", L"Name", L"text");
+  struct Reader {
+    const char* name;
+    std::size_t expected;
+    LONG (*read)(HANDLE printer, std::size_t* found);
+  };
+  constexpr Reader kReaders[] = {
+      {"stock items of a printer", 3,
+       [](HANDLE printer, std::size_t* found) -> LONG {
+         const StockList list = LoadStockItems(printer, L"Label 1", nullptr);
+         *found = list.items.size();
+         if (list.openError) return static_cast<LONG>(*list.openError);
+         return list.failure ? list.failure->error : ERROR_SUCCESS;
+       }},
+      {"stock items", 2,
+       [](HANDLE, std::size_t* found) -> LONG {
+         std::vector<StockItem> items;
+         const LONG result = ReadStockItems(StockItemsPath(L"Label 1", kTestDriver), &items);
+         *found = items.size();
+         return result;
+       }},
+      {"a setting", 4,
+       [](HANDLE, std::size_t* found) -> LONG {
+         std::wstring text;
+         const LONG result = ReadSetting(L"Test", L"Name", &text);
+         *found = text.size();
+         return result;
+       }},
+      {"the printers", 1,
+       [](HANDLE, std::size_t* found) -> LONG {
+         std::vector<PrinterFacts> printers;
+         const LONG result = ListSpoolerPrinters(&printers);
+         *found = static_cast<std::size_t>(
+             std::ranges::count(printers, L"Label 1", &PrinterFacts::printerName));
+         return result;
+       }},
+  };
+  DWORD changes = 0;
+  for (const Reader& reader : kReaders) {
+    std::size_t found = 0;
+    LONG result = ERROR_SUCCESS;
+    Sweep({reader.name, kDone | kFailed | kNoMemory, kDone | kFailed,
+           // So that nothing that was kept is current.
+           [&] {
+             for (const HKEY hive : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}) {
+               SetSetting(hive, L"Test", L"Changes", std::to_wstring(++changes));
+             }
+             found = 0;
+           },
+           [&] {
+             result = reader.read(printer_.handle(), &found);
+             return EndingOf(result == ERROR_SUCCESS);
+           },
+           [&](Ending ending, bool) -> std::string {
+             if (ending == kDone) return found == reader.expected ? "" : "something is missing";
+             return ending == kNoMemory || result != ERROR_FILE_NOT_FOUND ? ""
+                                                                          : "it counts as missing";
+           }});
+  }
+}
 
+TEST_F(RequestFaults, Merges) {
   tagOEMDEV in{};
   const auto config = module_.Load();
   FillDefaults(*config, &in);
@@ -544,9 +597,11 @@ TEST_F(RequestFaults, LoadsStockItemsAndMerges) {
   param.pPublicDMIn = &publicIn;
   param.pPublicDMOut = &publicOut;
   std::string expected;
+  int changes = 0;
   Sweep({"merge", kDone | kFailed, kDone | kFailed,
          [&] {
            cache_->Clear();
+           SetSetting(HKEY_CURRENT_USER, L"Test", L"Changes", std::to_wstring(++changes));
            out = {};
            out.dwSignature = tagOEMDEV::kSignature;
            publicOut = {};
@@ -565,6 +620,18 @@ TEST_F(RequestFaults, LoadsStockItemsAndMerges) {
            if (expected.empty()) expected = merged;
            return merged == expected && publicOut.dmPaperWidth == 500 ? "" : "another record";
          }});
+
+  // A merge without corrections, of what an earlier one has read.
+  in = out;
+  in.AllowCustomPageSize = 1;
+  publicIn.dmPaperSize = kFirstStockPaperSize - 1;
+  EXPECT_EQ(hrOEMDevMode(&module_.client, cache_, L"Label 1", OEMDM_MERGE, &param), S_OK);
+  CLogger::m_nLoglevel = 0;
+  const faults::Armed counting({Kind::kAllocation, std::numeric_limits<int>::max(), Mode::kOnce});
+  EXPECT_EQ(hrOEMDevMode(&module_.client, cache_, L"Label 1", OEMDM_MERGE, &param), S_OK);
+#if !defined(_WIN32)
+  EXPECT_LE(counting.Count(), 8);
+#endif
 }
 
 }  // namespace

@@ -25,6 +25,8 @@ Armed::~Armed() { isArmed = false; }
 
 bool Armed::HasFired() const { return counted >= plan.n; }
 
+int Armed::Count() const { return counted; }
+
 bool Fails(Kind kind) {
   if (!isArmed || kind != plan.kind) return false;
   ++counted;

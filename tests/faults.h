@@ -34,6 +34,8 @@ class Armed {
 
   /// Whether a fault has occurred.
   bool HasFired() const;
+  /// How many operations of the kind there were.
+  int Count() const;
 };
 
 /// For the replaced functions: counts an operation of a kind and returns whether it must fail.
