@@ -100,7 +100,7 @@ LONG ReadItems(HKEY hive, const std::wstring& path, const StoredItems& old, Stor
   return ERROR_SUCCESS;
 }
 
-/// A printer as the registry knows it, and how its session's items are found.
+/// Whose items: the printer's, and how those of the session are found.
 struct ItemsOwner {
   std::wstring printerName;  ///< as the caller has it
   PrinterFacts facts;

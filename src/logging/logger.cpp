@@ -10,6 +10,7 @@
 
 #include "base/product.h"
 #include "logging/log_file.h"
+#include "orv/platform/registry.h"
 #include "orv/settings/settings.h"
 #include "platform/clock.h"
 #include "platform/debug_output.h"
@@ -161,6 +162,7 @@ void WriteLogEntry(eLogLevel level, CLoggerClient* client, std::wstring_view mes
 }
 
 void ReadLoggingSettingsFromRegistry() {
+  const orv::RegistrySnapshot request;  // all of them wait only once for a locked store
   CLogger::m_stDesiredLogPath = orv::ReadSetting(orv::kLogSettings, orv::kLogPathSetting);
   CLogger::m_bWriteLogToDebug = ReadSwitch(L"WriteLogToDebug", 1);
   CLogger::m_bWriteLogToFile = ReadSwitch(L"WriteLogToFile", 1);

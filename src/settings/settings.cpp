@@ -10,6 +10,7 @@ namespace orv {
 
 LONG ReadSetting(const std::wstring& subKey, const std::wstring& name, std::wstring* text) {
   constexpr std::size_t kMaxBytes = 1024;
+  const RegistrySnapshot request;
   text->clear();
   std::wstring path = kSettingsKey;
   if (!subKey.empty()) path += L"\\" + subKey;

@@ -120,8 +120,8 @@ ORV_EXPORT std::wstring StockItemsPath(const std::wstring& printerName,
 ORV_EXPORT LONG StockItemsHive(const std::wstring& path, HKEY* hive);
 
 /// Reads the items stored below `path` of its hive, in key order; none when there is no such key. A
-/// value that is missing, of another type or too long leaves its field empty. After an error there
-/// are no items, and `StockItemsHive` finds the hive that cannot be read.
+/// value that is missing, of another type or too long leaves its field empty. After an error
+/// `*items` is empty, and `StockItemsHive` finds the hive that cannot be read.
 ORV_EXPORT LONG ReadStockItems(const std::wstring& path, std::vector<StockItem>* items);
 
 /// The longest name that reading an item takes over, in characters.

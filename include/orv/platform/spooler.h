@@ -18,7 +18,8 @@
 namespace orv {
 
 /// Opens a printer by name; returns null with the thread's last error: `ERROR_INVALID_PRINTER_NAME`
-/// if there is none, another one if the spooler cannot be asked. Close it with `ClosePrinterHandle`.
+/// if there is none, another one if the spooler cannot be asked. Close it with
+/// `ClosePrinterHandle`.
 ORV_EXPORT HANDLE OpenPrinterHandle(const wchar_t* name);
 
 /// Closes a handle from `OpenPrinterHandle`; null is ignored.

@@ -153,28 +153,32 @@ LONG Transaction::Commit() {
 
 LONG Hive::PrepareRead(std::uint64_t request) {
   if (path_.empty()) return ERROR_FILE_NOT_FOUND;
-  if (request != 0 && request == request_ && owner_ == CurrentProcessId()) return ERROR_SUCCESS;
+  const bool isOwn = owner_ == CurrentProcessId();
+  if (request != 0 && request == request_ && isOwn) return ERROR_SUCCESS;
   FileIdentity current;
-  const bool wasMissing = isMissing_;
   const LONG identified = Identify(path_, &current);
-  if (identified != ERROR_SUCCESS && identified != ERROR_FILE_NOT_FOUND) return identified;
+  if (identified == ERROR_FILE_NOT_FOUND) NoteMissing();
+  if (identified != ERROR_SUCCESS) return identified;
   // An open connection prevents its file's inode number from being reused.
-  const bool isSameFile =
-      database_ != nullptr && identified == ERROR_SUCCESS && current == identity_;
-  if (isSameFile && owner_ == CurrentProcessId()) {
+  const bool isSameFile = database_ != nullptr && current == identity_;
+  if (isSameFile && isOwn) {
     const std::optional<FileState> state = ReadState();
     if (!state || state != keptAt_) Forget();
   } else {
-    isMissing_ = identified != ERROR_SUCCESS;
-    if (wasMissing && isMissing_) return identified;
     Disconnect();
     if (!isSameFile) ++generation_;
-    if (isMissing_) return identified;
     const LONG error = Connect(SQLITE_OPEN_READWRITE);
     if (error != ERROR_SUCCESS) return error;
   }
   request_ = request;
   return ERROR_SUCCESS;
+}
+
+void Hive::NoteMissing() {
+  if (isMissing_) return;
+  Disconnect();
+  ++generation_;
+  isMissing_ = true;
 }
 
 LONG Hive::PrepareWrite() {

@@ -262,6 +262,7 @@ class Hive {
   }
   /// No two versions of any hive are the same.
   static std::uint64_t NewVersion();
+  void NoteMissing();
   LONG Connect(int flags);
   LONG CheckTables();
   /// Whether the file has the stamps; older ones get them with the next write.
