@@ -39,7 +39,8 @@ const Config* DefaultRecord(LibraryUse* library, const OpenPrinter& printer,
                             const std::wstring& name, tagOEMDEV* record, std::wstring* problem);
 
 /// Merges the record and the public record of `merged` and fills in the rest but the defaults;
-/// false, with the reason in `*problem`, after a failure.
+/// false, with the reason in `*problem`, after a failure. Ends the command if the stock items
+/// cannot be read.
 bool MergeRecord(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name,
                  Merged* merged, std::wstring* problem);
 

@@ -85,6 +85,7 @@ void AddRecordSetCommand(CLI::App* group) {
   command->footer(
       "Lengths are in thousandths of a millimetre, or have the suffix mm or in; texts have double\n"
       "quotes. Values are not checked against a printer: `orv devmode check` does that.\n"
+      "A record's text is written again, without its comments.\n"
       "With - for the file, standard input is changed and written to standard output.\n"
       "Examples:\n"
       "  orv devmode set label1.dev PrintSpeed=100 PaperWidth=50mm\n"
