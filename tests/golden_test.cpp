@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <clocale>
 #include <cstdlib>
 #include <functional>
@@ -60,7 +61,9 @@ class Printer {
       StockItem item;
       item.guid.Data1 = i;
       item.DisplayName = L"Stock \u20ac " + std::to_wstring(i);
-      for (const orv::StockValue& value : orv::StockValues()) item.*value.field = random() % 60000;
+      for (const orv::StockValue& value : orv::StockValues()) {
+        item.*value.field = std::min(value.max, static_cast<DWORD>(random() % 60000));
+      }
       EXPECT_EQ(orv::WriteStockItem(i == 2 ? orv::kCommonStockItemsPath : own, item),
                 ERROR_SUCCESS);
     }
