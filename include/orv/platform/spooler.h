@@ -29,6 +29,8 @@ ORV_EXPORT void ClosePrinterHandle(HANDLE printer);
 struct PrinterFacts {
   std::wstring printerName;  ///< the name that users see
   std::wstring driverName;   ///< the driver's name, which determines the configuration file
+
+  /// Compares both names.
   bool operator==(const PrinterFacts&) const = default;
 };
 
