@@ -137,7 +137,7 @@ void AddMergeCommand(CLI::App* group) {
       ->required();
   command->add_flag("--text", options->asText, "Write the record as text");
   command->footer(
-      "Prints the public record's answer and what was corrected.\n"
+      "Prints the merged public record and what was corrected.\n"
       "Examples:\n"
       "  orv devmode merge \"Label 1\" --in label1.dev --width 50 --length 30 -o merged.dev\n"
       "  orv devmode merge \"Label 1\" --paper-size 257 -o stock.dev");

@@ -108,24 +108,23 @@ void AddConvertCommand(CLI::App* group) {
   };
   auto options = std::make_shared<Options>();
   CLI::App* command =
-      group->add_subcommand("convert", "Copy a record's settings to or from its older layout");
+      group->add_subcommand("convert", "Copy a record's settings to or from its legacy layout");
   AddChangeOptions(command, options.get());
   AllowWords(command->add_option("--to", options->layout,
-                                 "older fills the older layout from the fields, current the fields "
-                                 "from the older layout"),
-             {"older", "current"}, "LAYOUT")
+                                 "legacy fills the legacy layout from the fields, current the "
+                                 "fields from the legacy layout"),
+             {"legacy", "current"}, "LAYOUT")
       ->required();
   command->footer(
-      "A record holds both layouts; the older one has fewer settings and rounds lengths to tenths "
-      "of\n"
+      "A record holds both layouts; the legacy one has fewer settings and cuts lengths to tenths of\n"
       "a millimetre. `orv devmode show` shows both.\n"
       "Examples:\n"
-      "  orv devmode convert label1.dev --to older\n"
+      "  orv devmode convert label1.dev --to legacy\n"
       "  orv devmode convert label1.dev --to current -o current.dev");
   command->callback([options] {
     bool isText = false;
     tagOEMDEV record = ReadRecord(options->file, options->record, &isText);
-    options->layout == "older" ? WriteLegacyLayout(&record) : ReadLegacyLayout(&record);
+    options->layout == "legacy" ? WriteLegacyLayout(&record) : ReadLegacyLayout(&record);
     WriteChanged(*options, record, isText);
   });
 }
