@@ -22,6 +22,10 @@ std::wstring FromPath(const std::filesystem::path& path);
 /// The part of a path after its last separator; the whole path if there is none.
 std::wstring FileNameOf(const std::wstring& path);
 
+/// Why the last call for a file failed in this thread, such as "access is denied"; call it before
+/// any other function.
+std::wstring FileErrorText();
+
 /// The folders for log files, in order of preference. Not all of them have to exist. On Windows the
 /// system's and the user's folder for temporary files, as the system returns them. On Linux
 /// `/var/log/orv`, `orv` in the user's state folder, and the folder for temporary files. If the

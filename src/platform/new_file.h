@@ -24,7 +24,8 @@ class NewFile {
   bool IsOpen() const { return handle_ != nullptr; }
   bool Write(std::string_view bytes);
   /// Flushes to disk and replaces the old file, keeping its permissions on Linux. A symbolic link
-  /// is kept, and its target is replaced.
+  /// is kept, and its target is replaced. After a failure of this or another function,
+  /// `FileErrorText` is the reason.
   bool Commit();
 
  private:

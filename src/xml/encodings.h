@@ -9,6 +9,7 @@ namespace orv {
 
 inline constexpr int kUtf16Page = 1200;
 inline constexpr int kUtf16BigEndianPage = 1201;
+inline constexpr int kUtf7Page = 65000;
 inline constexpr int kUtf8Page = 65001;
 inline constexpr int kUtf32Page = 65005;
 

@@ -8,10 +8,10 @@ namespace orv {
 bool FileStream::OpenToRead(const std::wstring& file) {
   name_ = file;
   input_.open(ToPath(file), std::ios::binary);
-  if (!input_) return false;
+  if (!input_) return Fail(FileErrorText());
   head_.resize(kStreamPart);
   input_.read(head_.data(), static_cast<std::streamsize>(head_.size()));
-  if (input_.bad()) return false;
+  if (input_.bad()) return Fail(FileErrorText());
   head_.resize(static_cast<std::size_t>(input_.gcount()));
   decoder_.emplace(DetectEncoding(head_, input_.eof()));
   length_ = head_.size();
@@ -21,7 +21,7 @@ bool FileStream::OpenToRead(const std::wstring& file) {
 
 bool FileStream::OpenToWrite(const std::wstring& file) {
   name_ = file;
-  return written_.Open(file);
+  return written_.Open(file) || Fail(FileErrorText());
 }
 
 bool FileStream::OpenToAppend(const std::wstring& file) {
@@ -36,7 +36,7 @@ bool FileStream::OpenToAppend(const std::wstring& file) {
     encoder_.emplace(std::move(encoding));
   }
   appended_.open(ToPath(file), std::ios::binary | std::ios::app);
-  return static_cast<bool>(appended_);
+  return appended_ || Fail(FileErrorText());
 }
 
 bool FileStream::Read(std::size_t bytes, std::wstring* text) {
@@ -65,29 +65,39 @@ bool FileStream::Write(const std::wstring& text, std::size_t length, int docFlag
     encoder_.emplace(EncodingFor(text, docFlags));
     bytes = encoder_->Encoding().Mark();
   }
-  encoder_->Encode(std::wstring_view(text).substr(0, length), false, &bytes);
-  return PutBytes(bytes);
+  return Encode(std::wstring_view(text).substr(0, length), false, docFlags, &bytes) &&
+         PutBytes(bytes);
+}
+
+/// Appends the bytes of the next text; false if it must not be written.
+bool FileStream::Encode(std::wstring_view text, bool isLast, int docFlags, std::string* bytes) {
+  encoder_->Encode(text, isLast, bytes);
+  std::wstring obstacle = WhyNotWritten(*encoder_, {}, docFlags);
+  return obstacle.empty() || Fail(std::move(obstacle));
+}
+
+/// Keeps the reason of the first failure; returns false.
+bool FileStream::Fail(std::wstring reason) {
+  if (failure_.empty()) failure_ = std::move(reason);
+  return false;
 }
 
 bool FileStream::PutBytes(std::string_view bytes) {
+  if (!failure_.empty()) return false;
   length_ += bytes.size();
-  if (written_.IsOpen()) {
-    isWhole_ = isWhole_ && written_.Write(bytes);
-  } else {
-    isWhole_ = isWhole_ &&
-               appended_.write(bytes.data(), static_cast<std::streamsize>(bytes.size())).good();
-  }
-  return isWhole_;
+  const auto size = static_cast<std::streamsize>(bytes.size());
+  const bool isWritten =
+      written_.IsOpen() ? written_.Write(bytes) : appended_.write(bytes.data(), size).good();
+  return isWritten || Fail(FileErrorText());
 }
 
-bool FileStream::Flush() { return written_.IsOpen() || appended_.flush(); }
+bool FileStream::Flush() { return written_.IsOpen() || appended_.flush() || Fail(FileErrorText()); }
 
 bool FileStream::Finish(int docFlags) {
   if (!encoder_ && !Write({}, 0, docFlags)) return false;
   std::string bytes;
-  encoder_->Encode({}, true, &bytes);
-  if (!PutBytes(bytes)) return false;
-  return written_.IsOpen() ? written_.Commit() : static_cast<bool>(appended_.flush());
+  if (!Encode({}, true, docFlags, &bytes) || !PutBytes(bytes)) return false;
+  return written_.IsOpen() ? written_.Commit() || Fail(FileErrorText()) : Flush();
 }
 
 void FileStream::Report(std::wstring* result) const {

@@ -40,11 +40,15 @@ class FileStream {
   void Report(std::wstring* result) const;
 
   const std::wstring& Name() const { return name_; }
+  /// Why the first function failed.
+  const std::wstring& FailureReason() const { return failure_; }
   /// The encoding of a file that is being read.
   const TextEncoding& ReadEncoding() const { return decoder_->Encoding(); }
 
  private:
+  bool Encode(std::wstring_view text, bool isLast, int docFlags, std::string* bytes);
   bool PutBytes(std::string_view bytes);
+  bool Fail(std::wstring reason);
 
   std::wstring name_;
   std::ifstream input_;
@@ -55,7 +59,7 @@ class FileStream {
   std::string head_;          ///< bytes read to find the encoding
   std::uint64_t length_ = 0;  ///< bytes read or written
   bool isEnded_ = false;      ///< the last bytes have been decoded
-  bool isWhole_ = true;       ///< no write failed; after a failure nothing more is written
+  std::wstring failure_;      ///< why the first call failed; afterwards nothing more is written
 };
 
 }  // namespace orv

@@ -133,15 +133,24 @@ bool MarkupState::Open(const wchar_t* file, int flags) {
   Clear();
   const int modes = flags & kFileFlags;
   const bool appends = (modes & CMarkup::DOC_APPENDFILE) != 0;
+  std::wstring failure = L"the flags name no way to open it";
   if (modes == CMarkup::DOC_READFILE) {
     auto opened = std::make_unique<DocumentReader>(document, cursor);
-    if (opened->Open(file)) reader = std::move(opened);
+    if (opened->Open(file)) {
+      reader = std::move(opened);
+    } else {
+      failure = opened->File().FailureReason();
+    }
   } else if (modes == CMarkup::DOC_WRITEFILE || (appends && (modes & CMarkup::DOC_READFILE) == 0)) {
     auto opened = std::make_unique<DocumentWriter>(document, cursor);
-    if (appends ? opened->Append(file) : opened->Create(file)) writer = std::move(opened);
+    if (appends ? opened->Append(file) : opened->Create(file)) {
+      writer = std::move(opened);
+    } else {
+      failure = opened->File().FailureReason();
+    }
   }
   if (reader == nullptr && writer == nullptr) {
-    ReportFileError(L"cannot open ", file, &document.result);
+    ReportFileError(L"cannot open ", file, failure, &document.result);
     return false;
   }
   document.flags |= modes;
@@ -157,7 +166,7 @@ bool MarkupState::Close() {
   if (isComplete) {
     file.Report(&report);
   } else {
-    ReportFileError(L"cannot write ", file.Name(), &report);
+    ReportFileError(L"cannot write ", file.Name(), file.FailureReason(), &report);
   }
   document.result.insert(0, report);
   reader.reset();

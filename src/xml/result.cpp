@@ -49,6 +49,7 @@ constexpr EntryText kParseEntries[] = {
 constexpr EntryText kFileEntries[] = {
     {L"file_error", L"{msg}"},
     {L"bom", L"BOM +"},
+    {L"declared", L"declared {encoding}, read as"},
     {L"read", L"{encoding} length {length}"},
     {L"write", L"{encoding} length {length}"},
     {L"converted_to", L"to {encoding}"},

@@ -23,8 +23,8 @@ struct Signature {
   const wchar_t* name;
 };
 
-/// A longer signature precedes its prefixes. Without a byte-order mark the first character is a
-/// `<`.
+/// A longer signature precedes its prefixes. Without a byte-order mark the first character is a `<`
+/// or a line break.
 constexpr Signature kSignatures[] = {
     {"\xEF\xBB\xBF"sv, TextForm::kUtf8, false, true, L"UTF-8"},
     {"\xFF\xFE\0\0"sv, TextForm::kUtf32, false, true, L"UTF-32"},
@@ -34,7 +34,11 @@ constexpr Signature kSignatures[] = {
     {"<\0\0\0"sv, TextForm::kUtf32, false, false, L"UTF-32"},
     {"\0\0\0<"sv, TextForm::kUtf32, true, false, L"UTF-32"},
     {"<\0"sv, TextForm::kUtf16, false, false, L"UTF-16LE"},
+    {"\r\0"sv, TextForm::kUtf16, false, false, L"UTF-16LE"},
+    {"\n\0"sv, TextForm::kUtf16, false, false, L"UTF-16LE"},
     {"\0<"sv, TextForm::kUtf16, true, false, L"UTF-16BE"},
+    {"\0\r"sv, TextForm::kUtf16, true, false, L"UTF-16BE"},
+    {"\0\n"sv, TextForm::kUtf16, true, false, L"UTF-16BE"},
 };
 
 /// The `<?` of a declaration in all EBCDIC code pages, and the few pages that cover its other
@@ -115,6 +119,32 @@ std::size_t WholeUtf8(std::string_view bytes) {
   return bytes.size();
 }
 
+/// Whether a text ends with the first half of a surrogate pair.
+bool IsHighSurrogate(std::wstring_view text) {
+  return !text.empty() && (text.back() & 0xFC00) == 0xD800;
+}
+
+/// Appends text in a code page; true if it lacks some of the characters.
+bool EncodeNarrow(int page, std::wstring_view text, std::string* bytes) {
+  bool hasLost = false;
+  if (page != kUtf7Page) {
+    EncodeCodePage(page, text, bytes, &hasLost);
+    return hasLost;
+  }
+  // The systems' encoders write markup characters in Base64, so the declaration could not be read.
+  // UTF-7 also allows them as they are (RFC 2152, set O), like letters and digits.
+  constexpr std::wstring_view kMarkup = L"!\"#$%&*;<=>@[]^_`{|}";
+  while (!text.empty()) {
+    const std::size_t other = std::min(text.find_first_not_of(kMarkup), text.size());
+    bytes->append(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(other));
+    text.remove_prefix(other);
+    const std::size_t markup = std::min(text.find_first_of(kMarkup), text.size());
+    EncodeCodePage(page, text.substr(0, markup), bytes, &hasLost);
+    text.remove_prefix(markup);
+  }
+  return hasLost;
+}
+
 }  // namespace
 
 std::string_view TextEncoding::Mark() const {
@@ -150,8 +180,11 @@ TextEncoding DetectEncoding(std::string_view bytes, bool isWhole) {
   bool errorAtEnd = false;
   const bool isUtf8 =
       DetectUtf8(bytes.substr(0, 1 << 30), &nonAscii, &errorAtEnd) || (errorAtEnd && !isWhole);
-  if (isUtf8) return {.isDetected = nonAscii > 0};
-  return {.form = TextForm::kCodePage, .codePage = SystemCodePage(), .name = L"ANSI"};
+  if (isUtf8) return {.isDetected = nonAscii > 0, .unsupported = declared};
+  return {.form = TextForm::kCodePage,
+          .codePage = SystemCodePage(),
+          .name = L"ANSI",
+          .unsupported = declared};
 }
 
 TextEncoding EncodingFor(const std::wstring& doc, int docFlags) {
@@ -161,6 +194,8 @@ TextEncoding EncodingFor(const std::wstring& doc, int docFlags) {
   if ((docFlags & CMarkup::DOC_UTF16BEFILE) != 0) {
     return {.form = TextForm::kUtf16, .isBigEndian = true, .hasMark = true, .name = L"UTF-16BE"};
   }
+  // A mark takes precedence over the declaration, as it does when a file is read.
+  if ((docFlags & CMarkup::DOC_UTF8MARK) != 0) return {.hasMark = true};
   const std::wstring declared = DeclaredEncoding(doc.c_str());
   const int page = EncodingCodePage(declared);
   switch (page) {
@@ -174,10 +209,9 @@ TextEncoding EncodingFor(const std::wstring& doc, int docFlags) {
           .form = TextForm::kUtf32, .isBigEndian = isBigEndian, .hasMark = true, .name = L"UTF-32"};
     }
     default:
-      if (page != kUtf8Page && IsKnownPage(page)) {
-        return {.form = TextForm::kCodePage, .codePage = page, .name = declared};
-      }
-      return {.hasMark = (docFlags & CMarkup::DOC_UTF8MARK) != 0};
+      if (declared.empty() || page == kUtf8Page) return {};
+      if (!IsKnownPage(page)) return {.unsupported = declared};
+      return {.form = TextForm::kCodePage, .codePage = page, .name = declared};
   }
 }
 
@@ -266,18 +300,40 @@ void TextEncoder::Encode(std::wstring_view text, bool isLast, std::string* bytes
     text = waiting_;
   }
   std::size_t whole = text.size();
-  if (!isLast && whole > 0 && (text[whole - 1] & 0xFC00) == 0xD800) --whole;
-  EncodeWhole(text.substr(0, whole), bytes);
+  if (!isLast && IsHighSurrogate(text.substr(0, whole))) --whole;
+  if (EncodeWhole(text.substr(0, whole), bytes) && lost_ == kNothing) {
+    lost_ = passed_ + FindLost(text.substr(0, whole));
+  }
+  passed_ += whole;
   waiting_ = std::wstring(text.substr(whole));
 }
 
-void TextEncoder::EncodeWhole(std::wstring_view text, std::string* bytes) {
+/// The position of the first character that the encoding lacks in a text that contains one.
+std::size_t TextEncoder::FindLost(std::wstring_view text) const {
+  // The text before `first` encodes, the text before `end` does not.
+  std::size_t first = 0;
+  std::size_t end = text.size();
+  while (end - first > 2) {
+    std::size_t middle = first + (end - first) / 2;
+    if (IsHighSurrogate(text.substr(0, middle))) ++middle;
+    std::string bytes;
+    (EncodeWhole(text.substr(first, middle - first), &bytes) ? end : first) = middle;
+  }
+  std::string bytes;
+  const bool isFirst =
+      IsHighSurrogate(text.substr(first, 1)) || EncodeWhole(text.substr(first, 1), &bytes);
+  return isFirst ? first : first + 1;
+}
+
+/// Appends encoded text; true if the encoding lacks some of its characters.
+bool TextEncoder::EncodeWhole(std::wstring_view text, std::string* bytes) const {
   const bool swapped = encoding_.isBigEndian;
+  bool hasLost = false;
   switch (encoding_.form) {
     case TextForm::kUtf8: {
       const std::string encoded = WideToUtf8(text);
       const auto own = std::count(text.begin(), text.end(), kReplacement);
-      if (CountOf(encoded, kReplacementUtf8) > static_cast<std::size_t>(own)) hasLost_ = true;
+      if (CountOf(encoded, kReplacementUtf8) > static_cast<std::size_t>(own)) hasLost = true;
       *bytes += encoded;
       break;
     }
@@ -294,15 +350,16 @@ void TextEncoder::EncodeWhole(std::wstring_view text, std::string* bytes) {
       while (at != end) {
         const bool isOwn = *at == kReplacement;
         const int code = DecodeCharUtf16(&at, end);
-        if (code == kReplacement && !isOwn) hasLost_ = true;
+        if (code == kReplacement && !isOwn) hasLost = true;
         AppendUnit<4>(static_cast<std::uint32_t>(code), swapped, bytes);
       }
       break;
     }
     case TextForm::kCodePage:
-      EncodeCodePage(encoding_.codePage, text, bytes, &hasLost_);
+      hasLost = EncodeNarrow(encoding_.codePage, text, bytes);
       break;
   }
+  return hasLost;
 }
 
 }  // namespace orv

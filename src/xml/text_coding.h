@@ -17,6 +17,8 @@ struct TextEncoding {
   bool isDetected = false;  ///< recognized as UTF-8 by its bytes alone
   int codePage = 0;         ///< of `kCodePage`
   std::wstring name = L"UTF-8";
+  std::wstring unsupported = {};  ///< the declared encoding if it is not used because the system
+                                  ///< does not know it
 
   /// The bytes of the mark; empty for none.
   std::string_view Mark() const;
@@ -27,8 +29,9 @@ struct TextEncoding {
 /// that the file has no more bytes.
 TextEncoding DetectEncoding(std::string_view bytes, bool isWhole);
 
-/// The encoding that a document is saved in: UTF-16 or a mark by its flags, otherwise the encoding
-/// that it declares, otherwise, or if the system does not support that, UTF-8.
+/// The encoding that a document is saved in: UTF-16 or UTF-8 with a mark by its flags, otherwise
+/// the encoding that it declares, otherwise UTF-8. If the system does not support the declared
+/// encoding, `unsupported` is its name.
 TextEncoding EncodingFor(const std::wstring& doc, int docFlags);
 
 /// Decodes the bytes of a file, without the mark.
@@ -66,14 +69,21 @@ class TextEncoder {
   void Encode(std::wstring_view text, bool isLast, std::string* bytes);
 
   const TextEncoding& Encoding() const { return encoding_; }
-  bool HasLost() const { return hasLost_; }  ///< the encoding lacks some characters
+  /// Whether the encoding lacks some characters.
+  bool HasLost() const { return lost_ != kNothing; }
+  /// The position of the first of them, in code units of the texts so far.
+  std::size_t FirstLost() const { return lost_; }
 
  private:
-  void EncodeWhole(std::wstring_view text, std::string* bytes);
+  static constexpr std::size_t kNothing = static_cast<std::size_t>(-1);
+
+  bool EncodeWhole(std::wstring_view text, std::string* bytes) const;
+  std::size_t FindLost(std::wstring_view text) const;
 
   TextEncoding encoding_;
   std::wstring waiting_;
-  bool hasLost_ = false;
+  std::size_t passed_ = 0;  ///< code units encoded
+  std::size_t lost_ = kNothing;
 };
 
 }  // namespace orv

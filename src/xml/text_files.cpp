@@ -1,11 +1,14 @@
 #include "xml/text_files.h"
 
+#include <filesystem>
 #include <fstream>
 #include <limits>
 
+#include "orv/text/format.h"
 #include "orv/xml/markup.h"
 #include "platform/files.h"
 #include "platform/new_file.h"
+#include "xml/line_index.h"
 #include "xml/result.h"
 
 namespace orv {
@@ -19,14 +22,25 @@ int ToEntryNumber(std::uint64_t number) {
   return static_cast<int>(std::min(number, kMax));
 }
 
-bool ReadBytes(const std::wstring& file, std::string* bytes) {
+/// Reads a file; false with a reason if that fails.
+bool ReadBytes(const std::wstring& file, std::string* bytes, std::wstring* reason) {
   std::ifstream stream(ToPath(file), std::ios::binary | std::ios::ate);
-  if (!stream) return false;
+  if (!stream) {
+    *reason = FileErrorText();
+    return false;
+  }
   const std::streamoff size = stream.tellg();
-  if (size < 0 || size > std::numeric_limits<int>::max()) return false;
+  if (size < 0 || size > std::numeric_limits<int>::max()) {
+    std::error_code error;
+    const bool isFolder = std::filesystem::is_directory(ToPath(file), error);
+    *reason = isFolder ? L"it is a folder" : L"it has more than 2,147,483,647 bytes";
+    return false;
+  }
   bytes->resize(static_cast<std::size_t>(size));
   stream.seekg(0);
-  return static_cast<bool>(stream.read(bytes->data(), size));
+  const bool isRead = static_cast<bool>(stream.read(bytes->data(), size));
+  if (!isRead) *reason = FileErrorText();
+  return isRead;
 }
 
 }  // namespace
@@ -35,6 +49,9 @@ void ReportRead(const TextDecoder& decoder, std::uint64_t length, std::wstring* 
   const TextEncoding& encoding = decoder.Encoding();
   const auto add = [result](const wchar_t* name) { AddResult(*result, name, nullptr, 0); };
   if (encoding.hasMark) add(L"bom");
+  if (!encoding.unsupported.empty()) {
+    AddResult(*result, L"declared", encoding.unsupported.c_str(), kResultEncoding);
+  }
   AddResult(*result, L"read", encoding.name.c_str(), kResultEncoding | kResultLength,
             ToEntryNumber(length));
   if (encoding.form != TextForm::kUtf16) {
@@ -64,8 +81,26 @@ void ReportWrite(const TextEncoder& encoder, std::uint64_t length, std::wstring*
   if (encoder.HasLost()) add(L"conversion_loss");
 }
 
-void ReportFileError(const wchar_t* what, const std::wstring& file, std::wstring* result) {
-  AddResult(*result, L"file_error", (what + file).c_str(), kResultMessage);
+void ReportFileError(const wchar_t* what, const std::wstring& file, const std::wstring& reason,
+                     std::wstring* result) {
+  const std::wstring message = what + file + L": " + reason;
+  AddResult(*result, L"file_error", message.c_str(), kResultMessage);
+}
+
+std::wstring WhyNotWritten(const TextEncoder& encoder, std::wstring_view text, int docFlags) {
+  const TextEncoding& encoding = encoder.Encoding();
+  if (!encoding.unsupported.empty()) {
+    return L"the text declares the encoding " + encoding.unsupported +
+           L", which this system does not support";
+  }
+  if (!encoder.HasLost() || (docFlags & CMarkup::DOC_LOSSY) != 0) return {};
+  const std::size_t offset = encoder.FirstLost();
+  if (offset >= text.size()) {
+    return Format(L"%ls lacks the character at offset %zu", encoding.name.c_str(), offset);
+  }
+  const TextPosition at = LineIndex(text).Find(static_cast<int>(offset));
+  return Format(L"%ls lacks the character at line %d, column %d", encoding.name.c_str(), at.line,
+                at.column);
 }
 
 int FlagsOfFile(const TextEncoding& encoding, int docFlags) {
@@ -87,22 +122,25 @@ std::wstring DecodeFile(std::string_view bytes, std::wstring* result, int* docFl
   return text;
 }
 
-std::string EncodeFile(const std::wstring& doc, int docFlags, std::wstring* result) {
+std::string EncodeFile(const std::wstring& doc, int docFlags, std::wstring* result,
+                       std::wstring* obstacle) {
   TextEncoder encoder(EncodingFor(doc, docFlags));
   std::string bytes(encoder.Encoding().Mark());
   encoder.Encode(doc, true, &bytes);
   if (result != nullptr) ReportWrite(encoder, bytes.size(), result);
+  *obstacle = WhyNotWritten(encoder, doc, docFlags);
   return bytes;
 }
 
 bool ReadTextFile(const wchar_t* file, std::wstring& text, std::wstring* result, int* docFlags) {
   std::wstring findings;
   std::string bytes;
-  const bool isRead = ReadBytes(file, &bytes);
+  std::wstring reason;
+  const bool isRead = ReadBytes(file, &bytes, &reason);
   if (isRead) {
     text = DecodeFile(bytes, &findings, docFlags);
   } else {
-    ReportFileError(L"cannot read ", file, &findings);
+    ReportFileError(L"cannot read ", file, reason, &findings);
   }
   if (result != nullptr) *result = std::move(findings);
   return isRead;
@@ -111,15 +149,19 @@ bool ReadTextFile(const wchar_t* file, std::wstring& text, std::wstring* result,
 bool WriteTextFile(const wchar_t* file, const std::wstring& text, std::wstring* result,
                    const int* docFlags) {
   std::wstring findings;
-  const std::string bytes = EncodeFile(text, docFlags != nullptr ? *docFlags : 0, &findings);
+  std::wstring reason;
+  const std::string bytes =
+      EncodeFile(text, docFlags != nullptr ? *docFlags : 0, &findings, &reason);
   NewFile written;
-  const bool isWritten = written.Open(file) && written.Write(bytes) && written.Commit();
-  if (!isWritten) {
+  if (reason.empty() && !(written.Open(file) && written.Write(bytes) && written.Commit())) {
+    reason = FileErrorText();
+  }
+  if (!reason.empty()) {
     findings.clear();
-    ReportFileError(L"cannot write ", file, &findings);
+    ReportFileError(L"cannot write ", file, reason, &findings);
   }
   if (result != nullptr) *result = std::move(findings);
-  return isWritten;
+  return reason.empty();
 }
 
 }  // namespace orv

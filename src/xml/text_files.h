@@ -13,7 +13,8 @@ namespace orv {
 bool ReadTextFile(const wchar_t* file, std::wstring& text, std::wstring* result, int* docFlags);
 
 /// Writes a text as a file, in the encoding that the flags or the text itself determine. The file
-/// is replaced only when it is complete.
+/// is replaced only when it is complete. False if it cannot be written or there is an obstacle
+/// (`WhyNotWritten`).
 bool WriteTextFile(const wchar_t* file, const std::wstring& text, std::wstring* result,
                    const int* docFlags);
 
@@ -21,14 +22,22 @@ bool WriteTextFile(const wchar_t* file, const std::wstring& text, std::wstring* 
 std::wstring DecodeFile(std::string_view bytes, std::wstring* result, int* docFlags);
 
 /// The bytes that `WriteTextFile` writes; the result record, if not null, describes them.
-std::string EncodeFile(const std::wstring& text, int docFlags, std::wstring* result);
+/// `*obstacle` is why it does not write them (`WhyNotWritten`).
+std::string EncodeFile(const std::wstring& text, int docFlags, std::wstring* result,
+                       std::wstring* obstacle);
+
+/// Why an encoder's text is not written: the system does not support the declared encoding, or the
+/// encoding lacks a character and `DOC_LOSSY` is not set. Empty if nothing prevents it. `text` is
+/// all the text, or empty if it was written in parts.
+std::wstring WhyNotWritten(const TextEncoder& encoder, std::wstring_view text, int docFlags);
 
 /// Adds the result entries for reading or writing `length` bytes of a file.
 void ReportRead(const TextDecoder& decoder, std::uint64_t length, std::wstring* result);
 void ReportWrite(const TextEncoder& encoder, std::uint64_t length, std::wstring* result);
 
-/// Adds the result entry for a failure.
-void ReportFileError(const wchar_t* what, const std::wstring& file, std::wstring* result);
+/// Adds the result entry for a failure: "cannot read FILE: REASON".
+void ReportFileError(const wchar_t* what, const std::wstring& file, const std::wstring& reason,
+                     std::wstring* result);
 
 /// Replaces the document flags that describe a file's encoding.
 int FlagsOfFile(const TextEncoding& encoding, int docFlags);

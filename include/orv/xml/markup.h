@@ -76,6 +76,7 @@ class ORV_EXPORT CMarkup {
     DOC_APPENDFILE = 64,         ///< a file is being extended in parts (`Open`)
     DOC_TRIMWHITESPACE = 0x100,  ///< values are read without white space around them
     DOC_COLLAPSEWHITESPACE = 0x200,  ///< as well with each inner run of white space as one space
+    DOC_LOSSY = 0x400,               ///< characters that a file's encoding lacks are written as `?`
   };
 
   /// Node types; each is a bit, so that `FindNode` takes any set of them.
@@ -379,9 +380,11 @@ class ORV_EXPORT CMarkup {
   static bool ReadTextFile(int nVariant, MCD_CSTR szFile, std::wstring& strDoc,
                            std::wstring* pstrResult = nullptr, int* pnDocFlags = nullptr);
 
-  /// Writes a text as a file: as UTF-16 or with a mark if the flags say so, otherwise in the
-  /// encoding that it declares, otherwise as UTF-8. The file is replaced only when it is complete:
-  /// a failure keeps the old one.
+  /// Writes a text as a file: as UTF-16, or as UTF-8 with a mark, if the flags say so, otherwise in
+  /// the encoding that it declares, otherwise as UTF-8. The file is replaced only when it is
+  /// complete: a failure keeps the old one. False, with a "file_error" in the result, if the file
+  /// cannot be written, if the system does not support the declared encoding, and if the encoding
+  /// lacks a character and `DOC_LOSSY` is not set.
   static bool WriteTextFile(int nVariant, MCD_CSTR szFile, const std::wstring& strDoc,
                             std::wstring* pstrResult = nullptr, int* pnDocFlags = nullptr);
 
@@ -390,7 +393,7 @@ class ORV_EXPORT CMarkup {
   bool Load(MCD_CSTR szFile);
   bool LoadWIN(MCD_CSTR szFile);
 
-  /// `WriteTextFile` for the document, with its result record.
+  /// `WriteTextFile` for the document, with its result record and flags.
   bool Save(MCD_CSTR szFile);
   bool SaveWIN(MCD_CSTR szFile);
 
@@ -413,7 +416,8 @@ class ORV_EXPORT CMarkup {
   bool Flush();
 
   /// Ends the file and empties the document; the result record describes what was read or written.
-  /// False if no file was open or the file is incomplete.
+  /// False if no file was open or the file is incomplete: a write failed, or the text cannot be
+  /// encoded (see `WriteTextFile`).
   bool Close();
 
  private:

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 
 #include "base/utf8.h"
 #include "platform/posix/descriptor.h"
@@ -18,6 +19,23 @@ const wchar_t kPathSeparator = L'/';
 std::filesystem::path ToPath(const std::wstring& name) { return WideToUtf8(name); }
 
 std::wstring FromPath(const std::filesystem::path& path) { return Utf8ToWide(path.native()); }
+
+std::wstring FileErrorText() {
+  switch (errno) {
+    case ENOENT:
+      return L"no such file or folder";
+    case EACCES:
+    case EPERM:
+      return L"access is denied";
+    case EISDIR:
+      return L"it is a folder";
+    case ENOSPC:
+    case EDQUOT:
+      return L"the disk is full";
+    default:
+      return Utf8ToWide(std::strerror(errno));
+  }
+}
 
 std::vector<std::wstring> LogFolders() {
   constexpr char kSystemFolder[] = "/var/log/orv";

@@ -38,11 +38,16 @@ bool NewFile::Open(const std::wstring& path) {
   if (error == std::errc::no_such_file_or_directory) {
     path_ = ToPath(path);
   } else if (error) {
+    errno = error.value();
     return false;
   }
   struct stat status {};
   const bool exists = stat(path_.c_str(), &status) == 0;
-  if (exists ? !S_ISREG(status.st_mode) : errno != ENOENT) return false;
+  if (!exists && errno != ENOENT) return false;
+  if (exists && !S_ISREG(status.st_mode)) {
+    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    return false;
+  }
 
   // The name may have the maximum length, so it is cut to make room for the suffix.
   constexpr std::string_view kSuffix = ".XXXXXX";
@@ -70,7 +75,9 @@ bool NewFile::Commit() {
   const bool isClosed = close(file) == 0;
   handle_ = nullptr;
   if (isWritten && isClosed && std::rename(temporaryPath_.c_str(), path_.c_str()) == 0) return true;
+  const int error = errno;
   unlink(temporaryPath_.c_str());
+  errno = error;
   return false;
 }
 

@@ -10,6 +10,24 @@ std::filesystem::path ToPath(const std::wstring& name) { return name; }
 
 std::wstring FromPath(const std::filesystem::path& path) { return path.wstring(); }
 
+std::wstring FileErrorText() {
+  const DWORD error = GetLastError();
+  switch (error) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+      return L"no such file or folder";
+    case ERROR_ACCESS_DENIED:
+      return L"access is denied";
+    case ERROR_DISK_FULL:
+    case ERROR_HANDLE_DISK_FULL:
+      return L"the disk is full";
+    case ERROR_SHARING_VIOLATION:
+      return L"in use by another process";
+    default:
+      return L"system error " + std::to_wstring(error);
+  }
+}
+
 std::vector<std::wstring> LogFolders() {
   std::vector<std::wstring> folders;
   wchar_t folder[1024];

@@ -46,12 +46,17 @@ bool NewFile::Write(std::string_view bytes) {
 }
 
 bool NewFile::Commit() {
-  const bool isWritten = FlushFileBuffers(handle_) != 0;
+  const bool isFlushed = FlushFileBuffers(handle_) != 0;
+  DWORD error = GetLastError();
   CloseHandle(handle_);
   handle_ = nullptr;
-  constexpr DWORD kFlags = MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH;
-  if (isWritten && MoveFileExW(temporaryPath_.c_str(), path_.c_str(), kFlags)) return true;
+  if (isFlushed) {
+    constexpr DWORD kFlags = MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH;
+    if (MoveFileExW(temporaryPath_.c_str(), path_.c_str(), kFlags)) return true;
+    error = GetLastError();
+  }
   DeleteFileW(temporaryPath_.c_str());
+  SetLastError(error);
   return false;
 }
 

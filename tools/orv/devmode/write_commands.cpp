@@ -116,7 +116,8 @@ void AddConvertCommand(CLI::App* group) {
              {"legacy", "current"}, "LAYOUT")
       ->required();
   command->footer(
-      "A record holds both layouts; the legacy one has fewer settings and cuts lengths to tenths of\n"
+      "A record holds both layouts; the legacy one has fewer settings and cuts lengths to tenths "
+      "of\n"
       "a millimetre. `orv devmode show` shows both.\n"
       "Examples:\n"
       "  orv devmode convert label1.dev --to legacy\n"

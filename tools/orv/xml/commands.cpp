@@ -10,15 +10,21 @@
 #include "tools/orv/common/output.h"
 #include "tools/orv/xml/faults.h"
 #include "xml/line_index.h"
+#include "xml/text_coding.h"
 #include "xml/text_files.h"
 
 namespace orv::tool {
 namespace {
 
+/// The document flags that describe the encoding of a file.
+constexpr int kFileForms =
+    CMarkup::DOC_UTF16LEFILE | CMarkup::DOC_UTF16BEFILE | CMarkup::DOC_UTF8MARK;
+
 /// The facts about a read or written file, from its result document.
 struct FileFacts {
   std::wstring encoding;
   std::wstring bytes;
+  std::wstring failure;
   bool isLossy = false;
 };
 
@@ -31,25 +37,46 @@ FileFacts FactsOf(const std::wstring& result, const wchar_t* work) {
       facts.encoding = entries.GetAttrib(L"encoding");
       facts.bytes = entries.GetAttrib(L"length");
     }
+    if (name == L"file_error") facts.failure = entries.GetAttrib(L"msg");
     if (name == L"conversion_loss") facts.isLossy = true;
   }
   return facts;
 }
 
-/// The text of a file, or of standard input for "-"; false when it cannot be read.
-bool ReadText(const std::wstring& path, std::wstring* text, std::wstring* result, int* flags) {
-  if (path != kStandardStream) return CMarkup::ReadTextFile(0, path, *text, result, flags);
+/// The text of a file, or of standard input for "-". When it cannot be read, the facts contain the
+/// failure.
+std::wstring ReadText(const std::wstring& path, FileFacts* facts, int* flags) {
+  std::wstring text;
+  std::wstring result;
   std::string bytes;
-  if (!ReadFile(path, &bytes)) return false;
-  *text = DecodeFile(bytes, result, flags);
-  return true;
+  if (path != kStandardStream) {
+    CMarkup::ReadTextFile(0, path, text, &result, flags);
+  } else if (ReadFile(path, &bytes)) {
+    text = DecodeFile(bytes, &result, flags);
+  } else {
+    facts->failure = L"cannot read " + InputName(path);
+    return text;
+  }
+  *facts = FactsOf(result, L"read");
+  return text;
+}
+
+/// Whether text that declares an encoding is in that encoding.
+bool IsIn(const std::wstring& encoding, const std::wstring& declared) {
+  const auto page = [](const std::wstring& name) {
+    constexpr int kUtf16BigEndian = 1201;
+    const int number = CMarkup::GetEncodingCodePage(name);
+    return number == kUtf16BigEndian ? kUtf16BigEndian - 1 : number;  // the mark says which it is
+  };
+  return page(encoding) == page(declared);
 }
 
 /// Reads a file into a document of its form; ends the command when it cannot.
 void LoadDocument(const std::wstring& path, CMarkup* doc) {
-  std::wstring text;
+  FileFacts facts;
   int flags = doc->GetDocFlags();
-  if (!ReadText(path, &text, nullptr, &flags)) Fail(kUnreadable, L"cannot read " + InputName(path));
+  std::wstring text = ReadText(path, &facts, &flags);
+  if (!facts.failure.empty()) Fail(kUnreadable, facts.failure);
   if (text.empty()) Fail(kUnreadable, InputName(path) + L" is empty");
   doc->SetDoc(std::move(text));
   doc->SetDocFlags(flags);
@@ -61,16 +88,100 @@ void LoadWellFormed(const std::wstring& path, CMarkup* doc) {
     Fail(kFindings, InputName(path) + L" is not well formed (see orv xml check)");
 }
 
-/// A document encoded as bytes, with the facts about the encoding.
-struct EncodedDocument {
-  explicit EncodedDocument(const CMarkup& doc) {
-    std::wstring result;
-    bytes = EncodeFile(doc.GetDoc(), doc.GetDocFlags(), &result);
-    facts = FactsOf(result, L"write");
+/// The bytes of a document as the contents of a file; ends the command when it cannot be encoded.
+std::string Encode(const CMarkup& doc, const std::wstring& file, bool mayLose) {
+  std::wstring obstacle;
+  const int flags = doc.GetDocFlags() | (mayLose ? CMarkup::DOC_LOSSY : 0);
+  std::string bytes = EncodeFile(doc.GetDoc(), flags, nullptr, &obstacle);
+  if (!obstacle.empty()) {
+    const std::wstring target = file == kStandardStream ? L"standard output" : file;
+    Fail(kFindings,
+         L"cannot write " + target + L": " + obstacle + L" (see orv xml convert --help)");
   }
-  std::string bytes;
+  return bytes;
+}
+
+void AddLossyFlag(CLI::App* command, bool* mayLose) {
+  command->add_flag("--lossy", *mayLose, "Write ? for characters that the encoding cannot express");
+}
+
+/// Sets the encoding in a document's declaration; adds a declaration if there is none.
+void DeclareEncoding(const std::wstring& encoding, CMarkup* doc) {
+  doc->ResetPos();
+  while (const int type = doc->FindNode()) {
+    if (type == CMarkup::NODE_PROCESSING_INSTRUCTION && doc->GetTagName() == L"xml") {
+      // The standalone declaration must come after the encoding.
+      const std::wstring standalone = doc->GetAttrib(L"standalone");
+      const bool isMoved = doc->GetAttrib(L"encoding").empty() && doc->RemoveAttrib(L"standalone");
+      doc->SetAttrib(L"encoding", encoding);
+      if (isMoved) doc->SetAttrib(L"standalone", standalone);
+      return;
+    }
+    if (type == CMarkup::NODE_ELEMENT) break;
+  }
+  doc->SetDoc(L"<?xml version=\"1.0\" encoding=\"" + encoding + L"\"?>\n" + doc->GetDoc());
+}
+
+/// How a file was read.
+std::wstring ReadingOf(const FileFacts& facts, const std::wstring& declared) {
+  const bool isAsDeclared = declared.empty() || IsIn(facts.encoding, declared);
+  return isAsDeclared ? facts.encoding : L"declared " + declared + L", read as " + facts.encoding;
+}
+
+void AddFault(const XmlFault& fault, const TextPosition& at, JsonWriter* json) {
+  json->BeginObject();
+  json->Member("line", at.line);
+  json->Member("column", at.column);
+  json->Member("text", fault.text);
+  json->Member("allowed", fault.allowed);
+  json->Member("write", fault.proposal);
+  json->EndObject();
+}
+
+void PrintFault(const std::wstring& path, const XmlFault& fault, const TextPosition& at) {
+  Print(Format(L"%ls:%d:%d: %ls: %ls | allowed: %ls | write: %ls\n", path.c_str(), at.line,
+               at.column, Painted(L"error", Paint::kRed).c_str(), fault.text.c_str(),
+               fault.allowed.c_str(), fault.proposal.c_str()));
+}
+
+/// Checks a file. Prints the findings, or adds them to `json` if it is not null. Returns the exit
+/// code.
+ExitCode CheckFile(const std::wstring& path, JsonWriter* json) {
   FileFacts facts;
-};
+  std::wstring text = ReadText(path, &facts, nullptr);
+  if (!facts.failure.empty()) {
+    PrintMessage(facts.failure);
+    return kUnreadable;
+  }
+  const LineIndex lines(text);
+  const std::wstring declared = CMarkup::GetDeclaredEncoding(text);
+  CMarkup doc;
+  const bool isGood = doc.SetDoc(std::move(text));
+  std::vector<XmlFault> faults = FaultsOf(doc.GetResult());
+  if (!isGood && faults.empty()) {
+    faults.push_back({0, L"the file is empty", L"one root element", L"<root/>"});
+  }
+  if (json != nullptr) {
+    json->BeginObject();
+    json->Member("file", path);
+    json->Member("wellFormed", isGood);
+    json->Member("encoding", facts.encoding);
+    json->Member("declared", declared);
+    json->Member("bytes", std::stoi(facts.bytes));
+    json->Member("lossy", facts.isLossy);
+    json->Key("faults");
+    json->BeginArray();
+    for (const XmlFault& fault : faults) AddFault(fault, lines.Find(fault.offset), json);
+    json->EndArray();
+    json->EndObject();
+  } else {
+    Print(Format(L"%ls: %ls, %ls bytes%ls, %ls\n", path.c_str(), ReadingOf(facts, declared).c_str(),
+                 facts.bytes.c_str(), facts.isLossy ? L" (characters lost)" : L"",
+                 isGood ? L"well formed" : L"not well formed"));
+    for (const XmlFault& fault : faults) PrintFault(path, fault, lines.Find(fault.offset));
+  }
+  return isGood ? kDone : kFindings;
+}
 
 void AddCheckCommand(CLI::App* group) {
   struct Options {
@@ -90,57 +201,8 @@ void AddCheckCommand(CLI::App* group) {
     int exitCode = kDone;
     json.BeginArray();
     for (const std::string& file : options->files) {
-      const std::wstring path = ToWide(file);
-      std::wstring text;
-      std::wstring read;
-      if (!ReadText(path, &text, &read, nullptr)) {
-        PrintMessage(L"cannot read " + InputName(path));
-        exitCode = kUnreadable;
-        continue;
-      }
-      const FileFacts facts = FactsOf(read, L"read");
-      const LineIndex lines(text);
-      CMarkup doc;
-      const bool isGood = doc.SetDoc(std::move(text));
-      std::vector<XmlFault> faults = FaultsOf(doc.GetResult());
-      if (!isGood && faults.empty()) {
-        faults.push_back({0, L"the file is empty", L"one root element", L"<root/>"});
-      }
-      if (!isGood) exitCode = std::max<int>(exitCode, kFindings);
-      if (options->asJson) {
-        json.BeginObject();
-        json.Member("file", path);
-        json.Member("wellFormed", isGood);
-        json.Member("encoding", facts.encoding);
-        json.Member("bytes", std::stoi(facts.bytes));
-        json.Member("lossy", facts.isLossy);
-        json.Key("faults");
-        json.BeginArray();
-      } else {
-        Print(Format(L"%ls: %ls, %ls bytes%ls, %ls\n", path.c_str(), facts.encoding.c_str(),
-                     facts.bytes.c_str(), facts.isLossy ? L" (characters lost)" : L"",
-                     isGood ? L"well formed" : L"not well formed"));
-      }
-      for (const XmlFault& fault : faults) {
-        const TextPosition at = lines.Find(fault.offset);
-        if (options->asJson) {
-          json.BeginObject();
-          json.Member("line", at.line);
-          json.Member("column", at.column);
-          json.Member("text", fault.text);
-          json.Member("allowed", fault.allowed);
-          json.Member("write", fault.proposal);
-          json.EndObject();
-        } else {
-          Print(Format(L"%ls:%d:%d: %ls: %ls | allowed: %ls | write: %ls\n", path.c_str(), at.line,
-                       at.column, Painted(L"error", Paint::kRed).c_str(), fault.text.c_str(),
-                       fault.allowed.c_str(), fault.proposal.c_str()));
-        }
-      }
-      if (options->asJson) {
-        json.EndArray();
-        json.EndObject();
-      }
+      const ExitCode found = CheckFile(ToWide(file), options->asJson ? &json : nullptr);
+      exitCode = std::max<int>(exitCode, found);
     }
     json.EndArray();
     if (options->asJson) Print(json.Text());
@@ -262,6 +324,7 @@ void AddSetCommand(CLI::App* group) {
     std::string file;
     std::string path;
     std::string value;
+    bool mayLose = false;
   };
   auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand("set", "Change the value of an element or attribute");
@@ -270,6 +333,7 @@ void AddSetCommand(CLI::App* group) {
       ->required();
   command->add_option("PATH", options->path, "Such as /list/item[2]/@name")->required();
   command->add_option("VALUE", options->value, "The new text")->required();
+  AddLossyFlag(command, &options->mayLose);
   command->footer(
       "The element must exist; the attribute may be new. The whole content of the element is "
       "replaced.\n"
@@ -293,11 +357,7 @@ void AddSetCommand(CLI::App* group) {
       Fail(kFindings, L"the quotes in the tag of " + name.substr(0, name.find(L"/@")) +
                           L" are ambiguous; the file was not changed");
     }
-    EncodedDocument encoded(doc);
-    if (encoded.facts.isLossy) {
-      Fail(kFindings, encoded.facts.encoding + L" cannot express all characters");
-    }
-    SaveFile(file, std::move(encoded.bytes));
+    SaveFile(file, Encode(doc, file, options->mayLose));
   });
 }
 
@@ -347,6 +407,7 @@ void AddFormatCommand(CLI::App* group) {
     std::string file;
     std::uint32_t indent = 2;
     bool inPlace = false;
+    bool mayLose = false;
   };
   auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand("format", "Reformat a file with one line per element");
@@ -355,39 +416,30 @@ void AddFormatCommand(CLI::App* group) {
       ->check(InRange(0, 16))
       ->capture_default_str();
   command->add_flag("--in-place", options->inPlace, "Replace the file instead of printing it");
+  AddLossyFlag(command, &options->mayLose);
   command->footer(
-      "Elements that contain text or have xml:space=\"preserve\" are not changed.\n"
+      "The text is printed as UTF-8, a replaced file keeps its encoding; a declaration that names\n"
+      "another encoding is corrected. Elements that contain text or have xml:space=\"preserve\" "
+      "are not changed.\n"
       "Examples:\n  orv xml format settings.xml\n  orv xml format --indent 4 --in-place "
       "settings.xml");
   command->callback([options] {
     const std::wstring file = ToWide(options->file);
     CMarkup doc;
     LoadWellFormed(file, &doc);
-    std::wstring text = FormatDocument(&doc, options->indent);
-    if (!options->inPlace) return SaveFile(kStandardStream, WideToUtf8(text));
-    doc.SetDoc(std::move(text));
-    SaveFile(file, EncodedDocument(doc).bytes);
+    doc.SetDoc(FormatDocument(&doc, options->indent));
+    const std::wstring target = options->inPlace ? file : kStandardStream;
+    const std::wstring declared = CMarkup::GetDeclaredEncoding(doc.GetDoc());
+    if (!options->inPlace) doc.SetDocFlags(doc.GetDocFlags() & ~kFileForms);
+    const TextEncoding written =
+        options->inPlace ? EncodingFor(doc.GetDoc(), doc.GetDocFlags()) : TextEncoding();
+    const bool isWrong = !declared.empty() && !IsIn(written.name, declared);
+    if (isWrong && written.unsupported.empty()) DeclareEncoding(written.name, &doc);
+    SaveFile(target, Encode(doc, target, options->mayLose));
   });
 }
 
 // --- Encodings ---
-
-/// Sets the encoding in a document's declaration; adds a declaration if there is none.
-void DeclareEncoding(const std::wstring& encoding, CMarkup* doc) {
-  doc->ResetPos();
-  while (const int type = doc->FindNode()) {
-    if (type == CMarkup::NODE_PROCESSING_INSTRUCTION && doc->GetTagName() == L"xml") {
-      // The standalone declaration must come after the encoding.
-      const std::wstring standalone = doc->GetAttrib(L"standalone");
-      const bool isMoved = doc->GetAttrib(L"encoding").empty() && doc->RemoveAttrib(L"standalone");
-      doc->SetAttrib(L"encoding", encoding);
-      if (isMoved) doc->SetAttrib(L"standalone", standalone);
-      return;
-    }
-    if (type == CMarkup::NODE_ELEMENT) break;
-  }
-  doc->SetDoc(L"<?xml version=\"1.0\" encoding=\"" + encoding + L"\"?>\n" + doc->GetDoc());
-}
 
 void AddConvertCommand(CLI::App* group) {
   struct Options {
@@ -406,8 +458,7 @@ void AddConvertCommand(CLI::App* group) {
   AddOutputFile(command, "-o,--output", &options->output, "The file to write")
       ->default_str("FILE itself, which is replaced");
   command->add_flag("--mark", options->hasMark, "Begin UTF-8 with a byte-order mark");
-  command->add_flag("--lossy", options->mayLose,
-                    "Write ? for characters that the encoding cannot express");
+  AddLossyFlag(command, &options->mayLose);
   command->footer(
       "The declaration names the new encoding. Nothing is written when characters would be lost,\n"
       "unless --lossy. Without -o the file itself is replaced, as by orv xml set; with - for the\n"
@@ -419,26 +470,20 @@ void AddConvertCommand(CLI::App* group) {
     if (CMarkup::GetEncodingCodePage(encoding) <= 0) {
       Fail(kUsage, L"\"" + encoding + L"\" is not a known encoding");
     }
+    if (options->hasMark && !IsIn(L"UTF-8", encoding)) {
+      Fail(kUsage, L"--mark is for UTF-8; UTF-16 and UTF-32 always have a mark");
+    }
     const std::wstring file = ToWide(options->file);
     const std::wstring output = options->output.empty() ? file : ToWide(options->output);
     CMarkup doc;
     LoadDocument(file, &doc);
-    constexpr int kForms =
-        CMarkup::DOC_UTF16LEFILE | CMarkup::DOC_UTF16BEFILE | CMarkup::DOC_UTF8MARK;
-    doc.SetDocFlags((doc.GetDocFlags() & ~kForms) | (options->hasMark ? CMarkup::DOC_UTF8MARK : 0));
+    doc.SetDocFlags((doc.GetDocFlags() & ~kFileForms) |
+                    (options->hasMark ? CMarkup::DOC_UTF8MARK : 0));
     DeclareEncoding(encoding, &doc);
-
-    auto [bytes, facts] = EncodedDocument(doc);
-    constexpr int kUtf8Page = 65001;
-    if (facts.encoding == L"UTF-8" && CMarkup::GetEncodingCodePage(encoding) != kUtf8Page) {
-      Fail(kFindings, L"this system cannot write " + encoding);
-    }
-    if (facts.isLossy && !options->mayLose) {
-      Fail(kFindings, encoding + L" cannot express all characters of " + InputName(file));
-    }
-    // In a few encodings, such as UTF-7, the declaration itself cannot be read.
+    std::string bytes = Encode(doc, output, options->mayLose);
+    // In a few encodings the declaration itself cannot be read.
     int flags = doc.GetDocFlags();
-    if (!facts.isLossy && DecodeFile(bytes, nullptr, &flags) != doc.GetDoc()) {
+    if (!options->mayLose && DecodeFile(bytes, nullptr, &flags) != doc.GetDoc()) {
       Fail(kFindings, encoding + L" cannot be detected when the file is read");
     }
     SaveFile(output, std::move(bytes));
