@@ -197,6 +197,21 @@ TEST(XmlEdit, Removal) {
   EXPECT_EQ(doc.GetTagName(), L"c");
 }
 
+TEST(XmlEdit, RefusesWhatCannotBeReadBack) {
+  RunCases({
+      {L"", EDIT(d.AddElem(L"a=b")), nullptr},
+      {L"", EDIT(d.AddElem(L"a&b")), nullptr},
+      {L"", EDIT(d.AddElem(L"1a")), nullptr},
+      {L"", EDIT(d.AddElem(L"\u00e9:a-1.b_", L"", 2)), L"<\u00e9:a-1.b_/>"},
+      {L"<r/>", EDIT(d.FindElem() && d.SetAttrib(L"1a", L"x")), nullptr},
+      {L"<r/>", EDIT(d.FindElem() && d.SetAttrib(L"a&b", L"x")), nullptr},
+      {L"<?a b>c?><r/>", EDIT(d.FindNode() == 16 && d.SetAttrib(L"n", L"x")), nullptr},
+      {L"<?a b=\"c?><r/>", EDIT(d.FindNode() == 16 && d.SetAttrib(L"n", L"x")), nullptr},
+      {L"<?a b=\">\"?><r/>", EDIT(d.FindNode() == 16 && d.SetAttrib(L"n", L"x")),
+       L"<?a b=\">\" n=\"x\"?><r/>"},
+  });
+}
+
 TEST(XmlEdit, Nodes) {
   RunCases({
       {L"", EDIT(d.AddNode(16, L"xml version=\"1.0\"") && d.AddElem(L"r")),
@@ -208,6 +223,9 @@ TEST(XmlEdit, Nodes) {
             d.AddElem(L"x", L"", 2) && d.GetTagName() == L"x"),
        L"<r>a&lt;<![CDATA[]]]]><![CDATA[>]]><x/></r>"},
       {L"<r/>", EDIT(d.AddNode(32, L"-->")), nullptr},
+      {L"<r/>", EDIT(d.AddNode(32, L"a--b")), nullptr},
+      {L"<r/>", EDIT(d.AddNode(32, L"a-")), nullptr},
+      {L"<r/>", EDIT(d.AddNode(16, L"]]>")), nullptr},
       {L"<r/>", EDIT(d.AddNode(16, L"a?>")), nullptr},
       {L"<r/>", EDIT(d.AddNode(4, L"x")), nullptr},
       {L"<r/>", EDIT(d.InsertNode(64, L"<!DOCTYPE r>")), L"<!DOCTYPE r>\r\n<r/>"},

@@ -50,6 +50,9 @@ class AttributeCursor {
     return true;
   }
 
+  /// Whether all of the text was read; false at a `>`.
+  bool IsAtEnd() const { return at_ == end_; }
+
  private:
   static constexpr UnitSet kNameEnds{L" \n\t\r/=>?"};
   /// Code units that may separate attributes.

@@ -17,17 +17,18 @@ namespace {
 
 constexpr std::wstring_view kLineBreak = L"\r\n";
 
-/// Whether a text is valid as a tag name in a start and an end tag.
-bool IsTagName(std::wstring_view name) {
-  if (name.empty() || !IsNameStart(name[0])) return false;
-  for (const wchar_t unit : name) {
-    if (EndsTagName(unit) || IsQuote(unit) || unit == L'<') return false;
-  }
-  return true;
-}
-
-bool IsAttributeName(std::wstring_view name) {
-  return !name.empty() && name.find_first_of(L" \t\r\n/=>?<\"'") == name.npos;
+/// Whether a text may name new elements and attributes: by the rules of XML, except that all code
+/// units outside ASCII count as letters. Reading accepts more.
+bool IsNewName(std::wstring_view name) {
+  constexpr auto isLetter = [](wchar_t unit) {
+    const wchar_t lower = ToLowerAscii(unit);
+    return (lower >= L'a' && lower <= L'z') || unit == L'_' || unit == L':' ||
+           static_cast<std::uint32_t>(unit) >= 128;
+  };
+  constexpr auto isInside = [isLetter](wchar_t unit) {
+    return isLetter(unit) || IsDigit(unit) || unit == L'-' || unit == L'.';
+  };
+  return !name.empty() && isLetter(name[0]) && std::ranges::all_of(name, isInside);
 }
 
 /// The length of the line break at an offset; 0 for none.
@@ -60,9 +61,12 @@ std::wstring NodeMarkup(int type, MCD_CSTR nodeText) {
     case CMarkup::NODE_CDATA_SECTION:
       return EncodeCDataSection(text);
     case CMarkup::NODE_PROCESSING_INSTRUCTION:
+      if (!IsNewName(TagNameAt(text, 0))) return {};
       markup = L"<?" + text + L"?>";
       break;
     case CMarkup::NODE_COMMENT:
+      // XML does not allow two hyphens in a comment.
+      if (text.find(L"--") != text.npos || text.ends_with(L'-')) return {};
       markup = L"<!--" + text + L"-->";
       break;
     default:
@@ -98,6 +102,18 @@ bool ReadsAsParsed(const Document& document, int tag, int end) {
     at = attribute.ValueEnd();
   }
   return true;
+}
+
+/// Whether an attribute at the end of an instruction would be read. It would not after a `>` or an
+/// open quote.
+bool ReadsToEnd(const Document& document, int instruction, int end) {
+  AttributeCursor cursor(document.Range(0, end), instruction + 2);
+  Attribute last;
+  while (cursor.Next(&last)) {
+  }
+  const bool isOpen =
+      last.hasValue && IsQuote(document.At(last.valueStart - 1)) && last.ValueEnd() == end;
+  return cursor.IsAtEnd() && !isOpen;
 }
 
 }  // namespace
@@ -307,7 +323,7 @@ void Editor::IndexNew(const InsertPlace& place, int element, int shift, int flag
 bool Editor::AddElement(std::wstring_view name, MCD_CSTR value, int flags) {
   const bool hasValue = !value.IsEmpty();
   const bool noEnd = (flags & CMarkup::ADD_NOEND) != 0;
-  if ((noEnd && hasValue) || !IsTagName(name) || !BeginAdd()) return false;
+  if ((noEnd && hasValue) || !IsNewName(name) || !BeginAdd()) return false;
   InsertPlace place;
   if (!FindPlace(flags, &place)) return false;
 
@@ -453,7 +469,8 @@ bool Editor::SetContent(std::wstring_view markup) {
 int Editor::AttributeEnd(bool ofChild) const {
   if (IsReading()) return -1;
   if (!ofChild && cursor_.NodeType() == CMarkup::NODE_PROCESSING_INSTRUCTION) {
-    return cursor_.NodeEnd() - 2;
+    const int end = cursor_.NodeEnd() - 2;
+    return ReadsToEnd(document_, cursor_.NodeOffset(), end) ? end : -1;
   }
   const int main = cursor_.IsElement() ? cursor_.Main() : 0;
   const int element = ofChild ? cursor_.Child() : main;
@@ -481,7 +498,7 @@ void Editor::ChangeTag(bool ofChild, int offset, int cut, std::wstring_view repl
 
 bool Editor::SetAttribute(bool ofChild, std::wstring_view name, MCD_CSTR newValue) {
   int end = AttributeEnd(ofChild);
-  if (end < 0 || !IsAttributeName(name)) return false;
+  if (end < 0 || !IsNewName(name)) return false;
   const std::wstring value = EscapeText(newValue.c_str(), CMarkup::ESC_ATTRIB);
   Attribute attribute;
   if (!cursor_.FindAttribute(ofChild, name, &attribute)) {

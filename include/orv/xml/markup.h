@@ -260,8 +260,8 @@ class ORV_EXPORT CMarkup {
   /// one, and makes it the main position; `InsertElem` writes it before, or as the first child.
   /// The `Child` forms do the same with the child position under the main element. An element
   /// without a value is an empty-element tag. Unless `ADD_NOLINES` is set, a line break (CR LF)
-  /// follows, and a parent that is an empty-element tag is opened with one. A name that is invalid
-  /// in a tag is refused. While a file is open for writing, only the `Add` forms at the main level
+  /// follows, and a parent that is an empty-element tag is opened with one. A name that XML does
+  /// not allow is refused. While a file is open for writing, only the `Add` forms at the main level
   /// work.
   bool AddElem(MCD_CSTR szName, MCD_CSTR szValue = nullptr, int nFlags = 0);
   bool InsertElem(MCD_CSTR szName, MCD_CSTR szValue = nullptr, int nFlags = 0);
@@ -289,8 +289,9 @@ class ORV_EXPORT CMarkup {
 
   /// Sets an attribute of the main (child) element, or a pseudo-attribute of a processing
   /// instruction: replaces its value, which keeps its quotes, or adds it at the end of the tag.
-  /// False, with nothing changed, without such a position, for an invalid name, and in a tag in
-  /// which an equals sign and a quote lie inside a name or an unquoted value.
+  /// False, with nothing changed, without such a position, for a name that XML does not allow, in
+  /// an instruction with a `>` or an open quote, and in a tag in which an equals sign and a quote
+  /// lie inside a name or an unquoted value.
   bool SetAttrib(MCD_CSTR szAttrib, MCD_CSTR szValue);
   bool SetChildAttrib(MCD_CSTR szAttrib, MCD_CSTR szValue);
   bool SetAttrib(MCD_CSTR szAttrib, int nValue);
