@@ -68,7 +68,7 @@ Input Reader::Bytes(std::size_t count) {
 
 std::wstring AsText(Input bytes) {
   const std::string_view narrow(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-  const std::wstring text = Utf8ToWide(narrow);
+  std::wstring text = Utf8ToWide(narrow);
   if (text.find(L'\uFFFD') == std::wstring::npos) return text;
   std::wstring units;
   for (const std::uint8_t byte : bytes) {
@@ -78,7 +78,7 @@ std::wstring AsText(Input bytes) {
 }
 
 std::filesystem::path AsFile(Input bytes) {
-  const std::filesystem::path path = OwnFolder().path() / "input";
+  std::filesystem::path path = OwnFolder().path() / "input";
   std::ofstream(path, std::ios::binary)
       .write(reinterpret_cast<const char*>(bytes.data()),
              static_cast<std::streamsize>(bytes.size()));

@@ -132,20 +132,22 @@ TEST(AesCbc, NamesTheStepThatFails) {
 
 TEST(AesCbc, ChecksEveryByteOfThePadding) {
   // A block that already looks padded, and its plain text.
-  const std::pair<std::string, std::string> cases[] = {
-      {std::string(15, 'a') + '\x01', std::string(15, 'a')},
-      {std::string(16, '\x10'), ""},
-      {"abcdefghijklmn\x02\x02", "abcdefghijklmn"},
-      {"abcdefghijklmn\x01\x02", "null"},
-      {std::string(16, '\0'), "null"},
-      {std::string(16, '\x11'), "null"},
-      {'\x0f' + std::string(15, '\x10'), "null"},
-      {std::string(15, 'a') + '\xff', "null"}};
-  for (const auto& [block, plain] : cases) {
-    const std::string cipher = Encrypt(kKey, kVectors[0], block).substr(0, 16);
-    const std::string printed =
-        PrintedBy([&] { EXPECT_EQ(Decrypt(kKey, kVectors[0], cipher), plain) << HexOf(block); });
-    EXPECT_EQ(printed.empty(), plain != "null");
+  const struct {
+    std::string block;
+    std::string plain;
+  } cases[] = {{std::string(15, 'a') + '\x01', std::string(15, 'a')},
+               {std::string(16, '\x10'), ""},
+               {"abcdefghijklmn\x02\x02", "abcdefghijklmn"},
+               {"abcdefghijklmn\x01\x02", "null"},
+               {std::string(16, '\0'), "null"},
+               {std::string(16, '\x11'), "null"},
+               {'\x0f' + std::string(15, '\x10'), "null"},
+               {std::string(15, 'a') + '\xff', "null"}};
+  for (const auto& test : cases) {
+    const std::string cipher = Encrypt(kKey, kVectors[0], test.block).substr(0, 16);
+    const std::string printed = PrintedBy(
+        [&] { EXPECT_EQ(Decrypt(kKey, kVectors[0], cipher), test.plain) << HexOf(test.block); });
+    EXPECT_EQ(printed.empty(), test.plain != "null");
   }
 }
 
@@ -253,7 +255,7 @@ TEST_F(ProtectedFile, LoadsPlainAndProtectedTextAlike) {
   ExpectTable("protected", [this](const Fields& fields) {
     Write(L"plain", std::string(fields[0].begin(), fields[0].end()));
     EXPECT_EQ(CCryptoHelper::AesEncryptFile(Name(L"plain"), Name(L"made"), nullptr), 0u);
-    const CString text = Load(L"plain");
+    CString text = Load(L"plain");
     EXPECT_EQ(Log(), L"");
     EXPECT_EQ(Load(L"made"), text);
     EXPECT_EQ(Log(), L"");
@@ -289,18 +291,18 @@ TEST_F(ProtectedFile, RefusesTruncatedFilesAndWrongHeadersWithTheirCodes) {
       {good + "x", L"0"},
       {good + good.substr(20), L"0"},
   };
-  for (const auto& [bytes, code, isProtected] : cases) {
-    SCOPED_TRACE(HexOf(bytes));
-    Write(L"bad", bytes);
+  for (const auto& file : cases) {
+    SCOPED_TRACE(HexOf(file.bytes));
+    Write(L"bad", file.bytes);
     PrintedBy([&] {
-      if (isProtected) {
+      if (file.isProtected) {
         EXPECT_EQ(Load(L"bad"), L"");
         EXPECT_EQ(Log(), L"ERR Error in CEncryptionAES::DecryptAsBytes for file " + Name(L"bad") +
-                             L". Error code = " + code + L"\n");
+                             L". Error code = " + file.code + L"\n");
       }
       EXPECT_EQ(CCryptoHelper::AesDecryptFile(Name(L"bad"), Name(L"out"), nullptr), 1u);
-      EXPECT_EQ(Log(), CString(L"ERR Error ") + code + L" while decrypting the content of file " +
-                           Name(L"bad") + L"\r\n\n");
+      EXPECT_EQ(Log(), CString(L"ERR Error ") + file.code +
+                           L" while decrypting the content of file " + Name(L"bad") + L"\r\n\n");
     });
     EXPECT_FALSE(std::filesystem::exists(orv::ToPath(Name(L"out"))));
   }

@@ -375,9 +375,9 @@ TEST_F(Faults, CreatesBitmapsOrFails) {
                         }});
     }
   }
-  for (const auto& [name, make] : makers) {
-    Sweep({name, kFailed, kDone | kFailed, [&] { made = second = nullptr; },
-           [&] { return EndingOf(make()); },
+  for (const auto& maker : makers) {
+    Sweep({maker.first, kFailed, kDone | kFailed, [&] { made = second = nullptr; },
+           [&] { return EndingOf(maker.second()); },
            [&](Ending ending, bool) -> std::string {
              const Page first(made);
              const Page other(second);

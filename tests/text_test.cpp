@@ -29,7 +29,7 @@ std::wstring Units(std::initializer_list<unsigned> units) {
 TEST(Utf8, ReplacesEachMaximalIllFormedSubsequence) {
   orv::test::ExpectTable("utf8", [](const orv::test::Fields& fields) {
     const std::string bytes(fields[0].begin(), fields[0].end());
-    const std::wstring text = orv::Utf8ToWide(bytes);
+    std::wstring text = orv::Utf8ToWide(bytes);
     const bool isWellFormed = text.find(0xFFFD) == text.npos;
     EXPECT_EQ(orv::WideToUtf8(text) == bytes, isWellFormed);
     return text;

@@ -12,7 +12,6 @@ namespace {
 using namespace std::string_literals;
 using orv::test::ExpectTable;
 using orv::test::Fields;
-using orv::test::IndexFault;
 using orv::test::Show;
 
 class XmlFile : public testing::Test {

@@ -39,7 +39,7 @@ bool GetDriverName(HANDLE printer, CString* name, CLoggerClient* logger) {
 
 bool Accept(orv::LoadResult result, Config** config) {
   *config = result.config;
-  result.owned.release();  // the caller's from here on
+  static_cast<void>(result.owned.release());  // the caller's from here on
   return result.config != nullptr;
 }
 

@@ -110,7 +110,7 @@ LoadResult LoadConfigFile(const std::wstring& path, ConfigsCache* cache, CLogger
   if (cache == nullptr) {
     result.owned = std::move(loaded);
   } else if (existing == nullptr) {
-    loaded.release();  // the cache owns it now
+    static_cast<void>(loaded.release());  // the cache owns it now
   }
   return result;
 }

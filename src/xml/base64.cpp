@@ -96,7 +96,7 @@ class Decoder {
   /// False if the buffer has no room for the group that this character completes.
   bool DecodeCharacter(wchar_t unit) {
     if (unit == L'\r' || unit == L'\n') return true;
-    const auto code = static_cast<std::uint32_t>(unit);
+    const auto code = static_cast<char32_t>(unit);
     std::uint32_t value = code < 128 ? kValues[code] : code - 71;
     if (unit == L'=') {
       value = 0;

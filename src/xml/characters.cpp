@@ -80,9 +80,9 @@ int DecodeCharUtf16(const wchar_t** at, const wchar_t* end) {
     return end != nullptr ? unit == end : *unit == 0;
   };
   if (isEnd(*at)) return 0;
-  const auto first = static_cast<std::uint32_t>(*(*at)++);
+  const auto first = static_cast<char32_t>(*(*at)++);
   if (IsHighSurrogate(first) && !isEnd(*at)) {
-    const auto second = static_cast<std::uint32_t>(**at);
+    const auto second = static_cast<char32_t>(**at);
     if (IsLowSurrogate(second)) {
       ++*at;
       return static_cast<int>(0x10000 + ((first - 0xD800) << 10) + (second - 0xDC00));

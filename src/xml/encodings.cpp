@@ -45,7 +45,7 @@ std::wstring HtmlEncoding(std::wstring_view text, ScanCursor scan) {
     if (SameName(name, L"body", true)) return {};
     if (!isInHead || !SameName(name, L"meta", true)) continue;
     if (SameName(AttributeOf(tag, L"http-equiv"), L"Content-Type", true)) {
-      const std::wstring charset = CharsetOf(AttributeOf(tag, L"content"));
+      std::wstring charset = CharsetOf(AttributeOf(tag, L"content"));
       if (!charset.empty()) return charset;
     }
   }

@@ -19,7 +19,7 @@ class UnitSet {
   }
 
   constexpr bool Has(wchar_t unit) const {
-    const auto code = static_cast<std::uint32_t>(unit);
+    const auto code = static_cast<char32_t>(unit);
     return code < 64 && (bits_ >> code & 1) != 0;
   }
 
@@ -39,7 +39,7 @@ constexpr bool IsQuote(wchar_t unit) { return unit == L'"' || unit == L'\''; }
 
 /// Whether a code unit after `<` begins a tag name: any above `9` except eleven punctuation marks.
 constexpr bool IsNameStart(wchar_t unit) {
-  const auto code = static_cast<std::uint32_t>(unit);
+  const auto code = static_cast<char32_t>(unit);
   if (code <= L'9') return false;
   if (code > L'`') return true;
   constexpr std::uint64_t kPunctuation = [] {

@@ -74,7 +74,7 @@ std::wstring DeclaredInBytes(std::string_view head) {
       bool lost = false;
       text.clear();
       if (!DecodeCodePage(page, head, &text, &lost)) continue;
-      const std::wstring declared = DeclaredEncoding(text.c_str());
+      std::wstring declared = DeclaredEncoding(text.c_str());
       if (EncodingCodePage(declared) > 0) return declared;
     }
     return {};

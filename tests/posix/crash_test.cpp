@@ -321,7 +321,7 @@ class ReplacedFiles : public Crash {
     std::filesystem::remove_all(Out(""));
     std::filesystem::create_directory(Out(""));
     const bool isProtected = command.targets[0] == "p.xml";
-    const std::string old = ReadBytes(File(isProtected ? "protected.xml" : "changed.xml"));
+    std::string old = ReadBytes(File(isProtected ? "protected.xml" : "changed.xml"));
     for (const std::string& target : command.targets) {
       if (!command.isNew) orv::test::WriteBytes(Out(target), old);
     }

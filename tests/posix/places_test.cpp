@@ -99,7 +99,7 @@ TEST(Places, TheLogIsInTheUsersOwnFolder) {
 TEST(Places, TheLogRefusesWhatOthersPrepared) {
   const orv::test::TemporaryFolder folder;
   const auto file = [&](const char* name, uid_t owner, mode_t mode) {
-    const std::filesystem::path path = folder.path() / name;
+    std::filesystem::path path = folder.path() / name;
     WriteBytes(path, "x");
     EXPECT_EQ(chmod(path.c_str(), mode), 0);
     EXPECT_EQ(geteuid() == 0 ? chown(path.c_str(), owner, getegid()) : 0, 0);

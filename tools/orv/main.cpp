@@ -48,6 +48,8 @@ void AddGroups(CLI::App* program, const std::vector<std::string>& arguments) {
 }  // namespace
 }  // namespace orv::tool
 
+// Running out of memory while the commands are defined ends the program.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv) {
   using namespace orv::tool;
 

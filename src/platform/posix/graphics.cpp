@@ -311,6 +311,6 @@ Status Bitmap::SetPalette(const ColorPalette* palette) {
 namespace orv {
 
 GraphicsSession::GraphicsSession() = default;
-GraphicsSession::~GraphicsSession() = default;
+GraphicsSession::~GraphicsSession() {}
 
 }  // namespace orv

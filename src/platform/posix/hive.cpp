@@ -74,6 +74,7 @@ constexpr const char* kSql[kStatementCount] = {
     "SELECT 1 FROM keys WHERE id = ?1",
     "SELECT id FROM keys WHERE parent = ?1 AND folded = ?2",
     "INSERT INTO keys(parent, folded, name) VALUES(?1, ?2, ?3)",
+    // NOLINTNEXTLINE(bugprone-suspicious-missing-comma): one statement in two lines.
     "INSERT INTO key_values(key, folded, name, type, data) VALUES(?1, ?2, ?3, ?4, ?5) "
     "ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data",
     "DELETE FROM key_values WHERE key = ?1 AND folded = ?2",

@@ -2,6 +2,7 @@
 
 #include <clocale>
 #include <cwctype>
+#include <utility>
 
 namespace orv {
 namespace {

@@ -27,7 +27,7 @@ std::wstring HomeOf(std::wstring_view key, std::span<const ElementRule> elements
     for (const PropertyRule& rule : element.properties) {
       if (EqualsIgnoringAsciiCase(rule.key, key)) return element.name;
     }
-    const std::wstring inner = HomeOf(key, element.children);
+    std::wstring inner = HomeOf(key, element.children);
     if (inner == L"properties") return element.name;
     if (!inner.empty()) return inner;
   }

@@ -45,7 +45,7 @@ inline bool IsWhite(const unsigned char* pixel) { return (pixel[0] & pixel[1] & 
 class EightPixels {
  public:
   explicit EightPixels(const unsigned char* pixel) {
-    for (int i = 0; i < 8; ++i) std::memcpy(bytes_ + 3 * i, pixel, 3);
+    for (std::size_t i = 0; i < 8; ++i) std::memcpy(bytes_ + 3 * i, pixel, 3);
   }
   bool AreAt(const unsigned char* pixels) const {
     std::uint64_t own[3];

@@ -223,7 +223,7 @@ class RegFileParser {
     line = Trim(line.substr(1));
     RegistryValue value;
     const bool isDeleted = line == L"-";
-    const std::wstring fault = isDeleted ? std::wstring() : ParseData(line, &value);
+    std::wstring fault = isDeleted ? std::wstring() : ParseData(line, &value);
     if (!fault.empty()) return fault;
     if (section_ == Section::kNone) return L"the value is not below a key";
     if (section_ == Section::kOpen) {

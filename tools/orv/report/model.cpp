@@ -25,7 +25,7 @@ std::wstring WordsOf(const std::wstring& name) {
 
 /// The caption of a value's table: its section, or its family of options.
 std::wstring CaptionOf(const ConfigValue& value) {
-  const std::wstring caption = WordsOf(value.section);
+  std::wstring caption = WordsOf(value.section);
   if (value.section != kFamilies) return caption;
   return caption + L": " + value.item.substr(0, value.item.find(L' '));
 }
