@@ -23,7 +23,7 @@ std::vector<Finding> Checker::Run() {
     return findings_.Take();
   }
   CheckEncoding();
-  for (const XmlFault& fault : FaultsOf(xml_.GetResult())) {
+  for (const XmlFault& fault : FaultsOf(xml_)) {
     Report(L"not-well-formed", fault.offset, fault.text, fault.allowed, fault.proposal);
   }
   xml_.ResetPos();

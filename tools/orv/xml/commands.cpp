@@ -157,7 +157,7 @@ ExitCode CheckFile(const std::wstring& path, JsonWriter* json) {
   const std::wstring declared = CMarkup::GetDeclaredEncoding(text);
   CMarkup doc;
   const bool isGood = doc.SetDoc(std::move(text));
-  std::vector<XmlFault> faults = FaultsOf(doc.GetResult());
+  std::vector<XmlFault> faults = FaultsOf(doc);
   if (!isGood && faults.empty()) {
     faults.push_back({0, L"the file is empty", L"one root element", L"<root/>"});
   }

@@ -2,9 +2,6 @@
 
 #include <algorithm>
 
-#include "orv/xml/markup.h"
-#include "tools/orv/common/spelling.h"
-
 namespace orv::tool {
 namespace {
 
@@ -46,8 +43,14 @@ constexpr FaultKind kKinds[] = {
 struct Entry {
   const FaultKind* kind;
   int offset;
+  int end;            ///< where the end tag of an element is missing
   std::wstring name;  ///< of the element
 };
+
+int NumberIn(const CMarkup& entry, const wchar_t* attribute) {
+  const std::wstring number = entry.GetAttrib(attribute);
+  return number.empty() ? 0 : std::stoi(number);
+}
 
 std::vector<Entry> EntriesOf(const std::wstring& result) {
   std::vector<Entry> found;
@@ -55,9 +58,8 @@ std::vector<Entry> EntriesOf(const std::wstring& result) {
   while (entries.FindElem()) {
     for (const FaultKind& kind : kKinds) {
       if (entries.GetTagName() != kind.entry) continue;
-      const std::wstring offset = entries.GetAttrib(L"offset");
-      found.push_back(
-          {&kind, offset.empty() ? 0 : std::stoi(offset), entries.GetAttrib(L"tagname")});
+      found.push_back({&kind, NumberIn(entries, L"offset"), NumberIn(entries, L"offset2"),
+                       entries.GetAttrib(L"tagname")});
     }
   }
   std::ranges::stable_sort(found, [](const Entry& a, const Entry& b) {
@@ -66,31 +68,49 @@ std::vector<Entry> EntriesOf(const std::wstring& result) {
   return found;
 }
 
-/// The missing end tag of a fault: for an element its own; for an unmatched end tag that of the
-/// open element with the nearest name.
-std::wstring EndTagFor(const Entry& entry, const std::vector<Entry>& all) {
-  std::wstring name = entry.name;
-  if (entry.kind->cause == Cause::kEndTag) {
-    std::vector<std::wstring_view> open;
-    for (const Entry& other : all) {
-      const bool isOpen = other.kind->cause == Cause::kStartTag && other.offset < entry.offset;
-      if (isOpen) open.push_back(other.name);
-    }
-    name = Nearest(entry.name, open);
+/// The innermost element that is open at an unmatched end tag and is never closed; null for none.
+const Entry* OpenAt(const Entry& endTag, const std::vector<Entry>& all) {
+  const Entry* open = nullptr;  // the inner ones follow the outer ones
+  for (const Entry& other : all) {
+    const bool isOpen = other.kind->cause == Cause::kStartTag && other.offset < endTag.offset &&
+                        endTag.offset <= other.end;
+    if (isOpen) open = &other;
   }
-  return name.empty() ? entry.kind->proposal : L"</" + name + L">";
+  return open;
+}
+
+/// Removes faults that only follow from others. Invalid markup can hide the root element, and after
+/// a root element that is never closed its children count as further roots.
+void RemoveConsequences(const CMarkup& doc, std::vector<Entry>* entries) {
+  CMarkup first(doc);
+  first.ResetPos();
+  first.FindElem();
+  const auto isCause = [&](const Entry& entry) {
+    return entry.kind->cause == Cause::kMarkup ||
+           (entry.kind->cause == Cause::kStartTag && entry.offset == first.GetElemOffset());
+  };
+  if (std::ranges::none_of(*entries, isCause)) return;
+  std::erase_if(*entries, [](const Entry& entry) { return entry.kind->cause == Cause::kRoot; });
 }
 
 }  // namespace
 
-std::vector<XmlFault> FaultsOf(const std::wstring& result) {
-  const std::vector<Entry> entries = EntriesOf(result);
+std::vector<XmlFault> FaultsOf(const CMarkup& doc) {
+  std::vector<Entry> entries = EntriesOf(doc.GetResult());
+  RemoveConsequences(doc, &entries);
   std::vector<XmlFault> faults;
+  std::vector<const Entry*> closed;  // the elements that a corrected end tag closes
   for (const Entry& entry : entries) {
-    const bool isTag = entry.kind->cause == Cause::kEndTag || entry.kind->cause == Cause::kStartTag;
-    faults.push_back(
-        {entry.offset, entry.kind->text + (entry.name.empty() ? L"" : L": " + entry.name),
-         entry.kind->allowed, isTag ? EndTagFor(entry, entries) : entry.kind->proposal});
+    if (std::ranges::find(closed, &entry) != closed.end()) continue;
+    const Entry* unended = entry.kind->cause == Cause::kStartTag ? &entry : nullptr;
+    if (entry.kind->cause == Cause::kEndTag) {
+      unended = OpenAt(entry, entries);
+      closed.push_back(unended);
+    }
+    faults.push_back({entry.offset,
+                      entry.kind->text + (entry.name.empty() ? L"" : L": " + entry.name),
+                      entry.kind->allowed,
+                      unended != nullptr ? L"</" + unended->name + L">" : entry.kind->proposal});
   }
   return faults;
 }

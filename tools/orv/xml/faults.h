@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "orv/xml/markup.h"
+
 namespace orv::tool {
 
 /// A fault that makes a text not well-formed.
@@ -13,8 +15,8 @@ struct XmlFault {
   std::wstring proposal;  ///< what to write instead; "nothing" to remove it
 };
 
-/// The faults in the result document of a parse: causes before consequences, each kind in the order
-/// of the text.
-std::vector<XmlFault> FaultsOf(const std::wstring& result);
+/// The faults of a parsed document: causes before consequences, each kind in the order of the text.
+/// Faults that only follow from another one are left out.
+std::vector<XmlFault> FaultsOf(const CMarkup& doc);
 
 }  // namespace orv::tool
