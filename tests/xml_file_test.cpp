@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "base/utf8.h"
 #include "platform/code_pages.h"
 #include "platform/files.h"
 #include "tests/fixtures.h"
@@ -407,30 +408,43 @@ TEST_F(XmlFile, FaultsInPartsAreFound) {
                                 "</r>",        "<r><a></b></a>"};
   for (const char* text : faulty) {
     Put(L"in.xml", text);
-    CMarkup doc;
-    ASSERT_TRUE(doc.Open(Path(L"in.xml"), CMarkup::DOC_READFILE));
-    for (int moves = 0; moves < 20; ++moves) {
-      if (!doc.FindElem()) doc.OutOfElem();
-      if (moves % 2 == 0) doc.IntoElem();
+    const CMarkup memory(orv::Utf8ToWide(text));
+    // Reads all, goes into every second element, or skips all.
+    for (const int step : {1, 2, 100}) {
+      CMarkup doc;
+      ASSERT_TRUE(doc.Open(Path(L"in.xml"), CMarkup::DOC_READFILE));
+      for (int moves = 0; moves < 20; ++moves) {
+        if (!doc.FindElem()) doc.OutOfElem();
+        if (moves % step == 0 && step < 100) doc.IntoElem();
+      }
+      EXPECT_FALSE(doc.IsWellFormed()) << text;
+      EXPECT_EQ(Show(doc.GetError()), Show(memory.GetError())) << text << ", step " << step;
     }
-    EXPECT_FALSE(doc.IsWellFormed()) << text;
   }
 }
 
-/// Deeply nested end tags that close nothing: none may be compared with every open element.
+/// Deeply nested end tags that close nothing, or everything at once: none may be compared with
+/// every open element each time that it is met.
 TEST_F(XmlFile, DeepAndFaultyFileInParts) {
   constexpr int kDepth = orv::test::Rounds(20000);
-  std::string text;
-  for (int i = 0; i < kDepth; ++i) text += "<a>";
-  for (int i = 0; i < kDepth; ++i) text += "</b>";
-  Put(L"in.xml", text + "<c/>");
-  CMarkup doc;
-  ASSERT_TRUE(doc.Open(Path(L"in.xml"), CMarkup::DOC_READFILE));
-  for (int i = 0; i < kDepth; ++i) ASSERT_TRUE(doc.FindElem(L"a") && doc.IntoElem());
-  EXPECT_TRUE(doc.FindElem(L"c"));
-  for (int i = 0; i < kDepth; ++i) ASSERT_TRUE(doc.OutOfElem());
-  EXPECT_FALSE(doc.OutOfElem());
-  EXPECT_FALSE(doc.IsWellFormed());
+  std::string starts;
+  std::string ends;
+  for (int i = 0; i < kDepth; ++i) {
+    starts += "<a>";
+    ends += "</b>";
+  }
+  for (const bool closesAll : {false, true}) {
+    Put(L"in.xml", "<r>" + starts + (closesAll ? "</r>" : ends) + "<c/>");
+    CMarkup doc;
+    ASSERT_TRUE(doc.Open(Path(L"in.xml"), CMarkup::DOC_READFILE));
+    ASSERT_TRUE(doc.FindElem(L"r") && doc.IntoElem());
+    for (int i = 0; i < kDepth; ++i) ASSERT_TRUE(doc.FindElem(L"a") && doc.IntoElem());
+    EXPECT_EQ(doc.FindElem(L"c"), !closesAll);
+    for (int i = 0; i <= kDepth; ++i) ASSERT_TRUE(doc.OutOfElem());
+    EXPECT_FALSE(doc.OutOfElem());
+    EXPECT_EQ(doc.FindElem(L"c"), closesAll);
+    EXPECT_FALSE(doc.IsWellFormed());
+  }
 }
 
 TEST_F(XmlFile, TheLastNodeIsFoundWhereTheTextHasMovedTo) {

@@ -160,17 +160,20 @@ int Document::ContentEnd(int element) const {
 }
 
 std::wstring Document::Path(int element) const {
+  std::vector<int> steps;  // from the inside out
+  for (int step = element; step != 0; step = elements[step].parent) steps.push_back(step);
   std::wstring path;
-  for (int step = element; step != 0; step = elements[step].parent) {
+  for (; !steps.empty(); steps.pop_back()) {
+    const int step = steps.back();
     const std::wstring_view name = TagName(step);
     int number = 1;
     for (int i = step; !elements[i].Has(kElementFirst);) {
       i = elements[i].previous;
       number += SameName(TagName(i), name, IgnoresCase());
     }
-    std::wstring part = L"/" + std::wstring(name);
-    if (number > 1) part += Format(L"[%d]", number);
-    path.insert(0, part);
+    path += L'/';
+    path += name;
+    if (number > 1) path += Format(L"[%d]", number);
   }
   return path;
 }

@@ -1,6 +1,7 @@
 #include "xml/document_reader.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -11,42 +12,44 @@
 #include "xml/text_files.h"
 
 namespace orv {
-namespace {
 
 /// The open elements inside an element that is skipped, that element included.
 class SkippedElements {
  public:
-  SkippedElements(const Document& document, std::wstring name)
-      : ignoreCase_(document.IgnoresCase()), counts_(ignoreCase_) {
-    Open(std::move(name));
-  }
+  explicit SkippedElements(bool ignoreCase) : ignoreCase_(ignoreCase), counts_(ignoreCase) {}
 
-  bool IsEmpty() const { return names_.empty(); }
+  bool IsEmpty() const { return open_.empty(); }
   bool MayMatch(std::wstring_view name) const { return counts_.MayMatch(name); }
-
-  void Open(std::wstring name) {
-    counts_.Add(name);
-    names_.push_back(std::move(name));
+  bool InnermostIs(std::wstring_view name) const {
+    return SameName(open_.back().name, name, ignoreCase_);
   }
 
-  /// Closes the innermost element with a name and those inside it; false if any other is closed.
-  bool Close(std::wstring_view name) {
-    bool isClean = true;
-    while (!names_.empty()) {
-      const bool isMatch = SameName(names_.back(), name, ignoreCase_);
-      counts_.Remove(names_.back());
-      names_.pop_back();
-      if (isMatch) break;
-      isClean = false;
-    }
-    return isClean;
+  void Open(OpenElement element) {
+    counts_.Add(element.name);
+    open_.push_back(std::move(element));
+  }
+
+  /// Removes the innermost element.
+  OpenElement Close() {
+    OpenElement closed = std::move(open_.back());
+    open_.pop_back();
+    counts_.Remove(closed.name);
+    return closed;
   }
 
  private:
   bool ignoreCase_;
   OpenNames counts_;
-  std::vector<std::wstring> names_;
+  std::vector<OpenElement> open_;
 };
+
+namespace {
+
+/// Positions in result records are limited to the range of an int.
+int ToResultNumber(std::int64_t offset) {
+  constexpr std::int64_t kMax = std::numeric_limits<int>::max();
+  return static_cast<int>(std::min(offset, kMax));
+}
 
 }  // namespace
 
@@ -96,48 +99,84 @@ int DocumentReader::ReadNode(ScannedNode& node, int* at) {
   }
 }
 
-/// Whether an end tag of this name closes one of the open elements.
-bool DocumentReader::EndsOpenElement(std::wstring_view name) const {
+void DocumentReader::ReportLoneEndTag(int tag) {
+  document_.SetIllFormed();
+  const std::wstring name(document_.NameAt(tag + 2));
+  AddResult(document_.result, L"lone_end_tag", name.c_str(), 0, ToResultNumber(FileOffset(tag)));
+}
+
+/// Reports an element whose end tag is missing; `expectedEnd` is where it would have to be.
+void DocumentReader::ReportUnended(const OpenElement& element, std::int64_t expectedEnd) {
+  document_.SetIllFormed();
+  AddResult(document_.result, L"unended_start_tag", element.name.c_str(), 0,
+            ToResultNumber(element.start), ToResultNumber(expectedEnd));
+}
+
+/// Whether the end tag at an offset closes one of the open elements.
+bool DocumentReader::EndsOpenElement(int tag) {
+  const std::wstring_view name = document_.NameAt(tag + 2);
   if (!openNames_.MayMatch(name)) return false;
+  const std::int64_t place = FileOffset(tag);
+  if (place == pendingEndTag_ && pendingElement_ <= cursor_.Parent()) return true;
   for (int i = cursor_.Parent(); i != 0; i = document_[i].parent) {
-    if (SameName(document_.TagName(i), name, document_.IgnoresCase())) return true;
+    if (!SameName(document_.TagName(i), name, document_.IgnoresCase())) continue;
+    pendingEndTag_ = place;
+    pendingElement_ = i;
+    return true;
   }
   return false;
 }
 
 void DocumentReader::SkipContent() {
-  if (std::exchange(hasContent_, false)) {
-    SkipElement(std::wstring(document_.TagName(cursor_.Main())));
-  }
+  if (std::exchange(hasContent_, false)) SkipElement(cursor_.Main());
 }
 
 /// Skips the content and the end tag of an element whose start tag was passed. Stops if an element
 /// around it is closed first.
-void DocumentReader::SkipElement(std::wstring name) {
-  SkippedElements open(document_, std::move(name));
+void DocumentReader::SkipElement(int element) {
+  SkippedElements open(document_.IgnoresCase());
+  open.Open(OpenElementAt(element));
+  SkipElements(&open);
+}
+
+/// The same for the start tag of a node that is not kept.
+void DocumentReader::SkipElement(const ScannedNode& startTag) {
+  SkippedElements open(document_.IgnoresCase());
+  open.Open(OpenElementAt(startTag));
+  SkipElements(&open);
+}
+
+void DocumentReader::SkipElements(SkippedElements* open) {
   ScannedNode node;
-  while (!open.IsEmpty()) {
+  std::int64_t end = 0;
+  while (!open->IsEmpty()) {
     int at = next_;
     const int type = ReadNode(node, &at);
+    end = FileOffset(type == kScanEnd ? document_.Size() : node.start + 1);
     if (type == kScanEnd) break;
-    if (type == CMarkup::NODE_ELEMENT) {
-      if (!node.isEmptyElement) {
-        open.Open(std::wstring(document_.NameAt(node.start + 1)));
-      }
-    } else if (type == kScanEndTag) {
+    if (type == CMarkup::NODE_ELEMENT && !node.isEmptyElement) {
+      open->Open(OpenElementAt(node));
+    }
+    if (type == kScanEndTag) {
       const std::wstring_view endTag = document_.NameAt(node.start + 2);
-      const bool closes = open.MayMatch(endTag);
-      if (!closes && EndsOpenElement(endTag)) break;
-      if (!closes || !open.Close(endTag)) document_.SetIllFormed();
+      if (open->MayMatch(endTag)) {
+        while (!open->IsEmpty() && !open->InnermostIs(endTag)) ReportUnended(open->Close(), end);
+        if (!open->IsEmpty()) open->Close();
+      } else if (EndsOpenElement(node.start)) {
+        break;
+      } else {
+        ReportLoneEndTag(node.start);
+      }
     }
     next_ = at;
   }
-  if (!open.IsEmpty()) document_.SetIllFormed();
+  while (!open->IsEmpty()) ReportUnended(open->Close(), end);
 }
 
 void DocumentReader::EndAtFileEnd() {
-  if (cursor_.Parent() == 0) return;
-  document_.SetIllFormed();
+  const int parent = cursor_.Parent();
+  if (parent == 0) return;
+  ReportUnended(OpenElementAt(parent), FileOffset(document_.Size()));
   isParentEnded_ = true;
 }
 
@@ -147,10 +186,15 @@ void DocumentReader::PassEndTag(int tag, int after) {
   const int parent = cursor_.Parent();
   const bool isParent =
       parent != 0 && SameName(document_.TagName(parent), name, document_.IgnoresCase());
-  isParentEnded_ = isParent || EndsOpenElement(name);
-  if (!isParent) document_.SetIllFormed();
-  // The end tag of an element further out is left for that element.
-  if (isParent || !isParentEnded_) next_ = after;
+  isParentEnded_ = isParent || EndsOpenElement(tag);
+  if (!isParentEnded_) {
+    ReportLoneEndTag(tag);
+  } else if (!isParent) {
+    // The end tag of an element further out is left for that element.
+    ReportUnended(OpenElementAt(parent), FileOffset(tag) + 1);
+    return;
+  }
+  next_ = after;
 }
 
 bool DocumentReader::IsWanted(const ScannedNode& node, int types, const wchar_t* path) const {
@@ -173,6 +217,8 @@ void DocumentReader::AddMain(const ScannedNode& node) {
   element.parent = parent;
   element.previous = added;
   hasContent_ = !node.isEmptyElement;
+  starts_.resize(static_cast<std::size_t>(added));
+  starts_.push_back(FileOffset(node.start));
   cursor_.Set(parent, added, 0);
 }
 
@@ -200,9 +246,7 @@ int DocumentReader::FindForward(int types, const wchar_t* path) {
         AddMain(node);
         return type;
       }
-      if (!node.isEmptyElement) {
-        SkipElement(std::wstring(document_.NameAt(node.start + 1)));
-      }
+      if (!node.isEmptyElement) SkipElement(node);
     } else if (type > CMarkup::NODE_ELEMENT && IncludesType(types, type)) {
       cursor_.SetNode(type, node.start, node.length);
       return type;
@@ -221,7 +265,7 @@ void DocumentReader::FinishElement() {
   const int parent = cursor_.Parent();
   cursor_.Set(parent, 0, 0);
   document_.elements.Truncate(parent + 1);
-  if (!isParentEnded_) SkipElement(std::wstring(document_.TagName(parent)));
+  if (!isParentEnded_) SkipElement(parent);
   openNames_.Remove(document_.TagName(parent));
   isParentEnded_ = false;
 }

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "xml/cursor.h"
 #include "xml/document.h"
@@ -10,6 +12,14 @@
 #include "xml/scanner.h"
 
 namespace orv {
+
+class SkippedElements;
+
+/// An element whose end tag was not passed.
+struct OpenElement {
+  std::wstring name;
+  std::int64_t start;  ///< of its start tag in the file
+};
 
 /// Reads a document from a file in parts. Memory holds the start tags of the open elements and of
 /// the main element, followed by text that was not passed yet. Entries 1 and up are the open
@@ -37,12 +47,23 @@ class DocumentReader {
   bool ReadMore(int* at);
   int ReadNode(ScannedNode& node, int* at);
   void SkipContent();
-  void SkipElement(std::wstring name);
+  void SkipElement(int element);
+  void SkipElement(const ScannedNode& startTag);
+  void SkipElements(SkippedElements* open);
   void EndAtFileEnd();
   void PassEndTag(int tag, int after);
   void AddMain(const ScannedNode& node);
   bool IsWanted(const ScannedNode& node, int types, const wchar_t* path) const;
-  bool EndsOpenElement(std::wstring_view name) const;
+  bool EndsOpenElement(int tag);
+  OpenElement OpenElementAt(const ScannedNode& startTag) const {
+    return {std::wstring(document_.NameAt(startTag.start + 1)), FileOffset(startTag.start)};
+  }
+  OpenElement OpenElementAt(int element) const {
+    return {std::wstring(document_.TagName(element)), starts_[static_cast<std::size_t>(element)]};
+  }
+  std::int64_t FileOffset(int offset) const { return passed_ + offset; }
+  void ReportLoneEndTag(int tag);
+  void ReportUnended(const OpenElement& element, std::int64_t expectedEnd);
 
   Document& document_;
   Cursor& cursor_;
@@ -51,6 +72,13 @@ class DocumentReader {
   std::int64_t passed_ = 0;     ///< code units of the file before the text, less the tags kept
   bool hasContent_ = false;     ///< the content of the main element was not passed
   bool isParentEnded_ = false;  ///< the end tag of the parent was passed
+  /// Where the start tags of the parents and of the main element were in the file, from the outside
+  /// in.
+  std::vector<std::int64_t> starts_;
+  /// An end tag that closes an element further out, and that element. It is met again by every
+  /// element in between, so it is looked up once.
+  std::int64_t pendingEndTag_ = -1;
+  int pendingElement_ = 0;
   /// The names of the open elements, compared case-insensitively. A name that matches none of them
   /// does not match case-sensitively either.
   OpenNames openNames_{true};
