@@ -26,6 +26,13 @@ std::wstring ExpandVariables(const std::wstring& text);
 
 /// Finds a running process; returns false if there is none with this id.
 bool FindProcess(DWORD id, ProcessEntry* entry);
+/// The file name of a running process's executable; empty if there is none with this id.
+std::wstring FindProcessName(DWORD id);
+
+/// Whether this process's parent is the same process for as long as `FindProcess` returns the same
+/// parent id. Not on Windows: there the id of an ended parent remains, and a new process may get
+/// it.
+extern const bool kParentIdsAreUnique;
 
 enum class ProcessAccess {
   kQueryAndRead,         ///< all information, and the process's memory

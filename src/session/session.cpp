@@ -48,23 +48,22 @@ HANDLE OpenForReading(std::uint32_t processId) {
              : orv::OpenProcessHandle(processId, ProcessAccess::kQueryLimitedAndRead);
 }
 
-/// Whether an open process runs one of the system's hosts for printer settings. Its program is
-/// logged with `message`; `path` is a buffer.
-bool IsSystemHost(HANDLE process, const wchar_t* message, std::wstring* path) {
-  if (process == nullptr || !orv::GetProcessPath(process, path)) return false;
+/// Reads the path of an open process's program; empty if that fails.
+void ReadProgram(HANDLE process, std::wstring* path) {
+  if (process == nullptr || !orv::GetProcessPath(process, path)) path->clear();
+}
+
+/// Whether a program is one of the system's hosts for printer settings; false if it is not known.
+/// It is logged with `message`.
+bool IsSystemHost(const std::wstring& path, const wchar_t* message) {
+  if (path.empty()) return false;
   // Without a separator, from the start.
-  const wchar_t* const name = path->c_str() + (path->rfind(orv::kPathSeparator) + 1);
-  LogTrace(message, path->c_str(), name);
+  const wchar_t* const name = path.c_str() + (path.rfind(orv::kPathSeparator) + 1);
+  LogTrace(message, path.c_str(), name);
   constexpr std::wstring_view kHosts[] = {L"sihost.exe", L"mmc.exe"};
   return std::ranges::any_of(kHosts, [name](std::wstring_view host) {
     return std::wcslen(name) == host.size() && orv::LowerCase(name) == host;
   });
-}
-
-std::wstring ProgramName(std::uint32_t processId) {
-  orv::ProcessEntry entry;
-  orv::FindProcess(processId, &entry);
-  return std::move(entry.name);
 }
 
 /// The entry of a process in the registry, as far as it could be read.
@@ -181,13 +180,19 @@ HANDLE SessionData::ParentHandle() {
 bool SessionData::HasSystemHost() {
   if (isDetermined_) return hasSystemHost_;
   DetermineIds();
-  isStartedByHost_ =
-      IsSystemHost(OpenParent(), L"UserData is called with parent: %ls (%ls)", &path_);
+  // The program of the same parent is read only once. If that fails, it is tried again: the parent
+  // may become readable.
+  if (!orv::kParentIdsAreUnique || parentProgram_.empty() || programParentId_ != parentProcessId_) {
+    ReadProgram(OpenParent(), &parentProgram_);
+    programParentId_ = parentProcessId_;
+  }
+  isStartedByHost_ = IsSystemHost(parentProgram_, L"UserData is called with parent: %ls (%ls)");
   hasSystemHost_ = isStartedByHost_;
   if (!isStartedByHost_) {
     CloseParent();
     const ProcessHandle self(OpenForReading(processId_));
-    hasSystemHost_ = IsSystemHost(self.get(), L"UserData is called by process: %ls (%ls)", &path_);
+    ReadProgram(self.get(), &path_);
+    hasSystemHost_ = IsSystemHost(path_, L"UserData is called by process: %ls (%ls)");
   }
   isDetermined_ = true;
   return hasSystemHost_;
@@ -268,7 +273,7 @@ bool SessionData::IsStillValid(std::uint32_t processId, const std::wstring& name
              high(created), low(stored), high(stored));
     return false;
   }
-  const std::wstring current = ProgramName(processId);
+  const std::wstring current = orv::FindProcessName(processId);
   if (current != name) {
     LogError(L"Process not valid anymore. Current name: %ls   Stored name: %ls", current.c_str(),
              name.c_str());

@@ -194,6 +194,19 @@ bool FindProcess(DWORD id, ProcessEntry* entry) {
   return isFound;
 }
 
+std::wstring FindProcessName(DWORD id) {
+  if (id == CurrentProcessId()) {
+    if (const auto own = GetOwnFacts(id); !own->program.empty()) return own->name;
+  }
+  ProcessEntry entry;
+  FindProcess(id, &entry);
+  return std::move(entry.name);
+}
+
+// An orphan's new parent is one of its ancestors, or the first process: it already ran, under its
+// own id, when the old parent did. So no id returns with another process.
+const bool kParentIdsAreUnique = true;
+
 HANDLE OpenProcessHandle(DWORD id, ProcessAccess access) {
   if (id == CurrentProcessId()) {
     if (!GetOwnFacts(id)->program.empty()) return &ownProcess;

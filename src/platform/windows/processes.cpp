@@ -55,6 +55,14 @@ bool FindProcess(DWORD id, ProcessEntry* entry) {
   return isFound != FALSE;
 }
 
+std::wstring FindProcessName(DWORD id) {
+  ProcessEntry entry;
+  FindProcess(id, &entry);
+  return std::move(entry.name);
+}
+
+const bool kParentIdsAreUnique = false;
+
 HANDLE OpenProcessHandle(DWORD id, ProcessAccess access) {
   const HANDLE process = OpenProcess(RightsOf(access), FALSE, id);
   // The system keeps an ended process, and its id, while any handle to it is open.
