@@ -49,7 +49,8 @@ struct KeyHandle {
 
 struct Store {
   std::mutex lock;
-  std::string folder;  ///< `ORV_REGISTRY_DIR` when the hives were located
+  std::string folder;         ///< `ORV_REGISTRY_DIR` when the hives were located
+  std::uint64_t request = 0;  ///< the last request for which that was checked
   std::shared_ptr<Hive> user;
   std::shared_ptr<Hive> machine;
   std::unordered_map<std::uintptr_t, KeyHandle> handles;
@@ -81,8 +82,11 @@ std::unique_lock<std::mutex> Lock(Store* store) {
   return guard;
 }
 
-/// Locates the hives' files, again if the environment variable has changed.
+/// Locates the hives' files, again if the environment variable has changed since the last request.
 void LocateHives(Store* store) {
+  const std::uint64_t request = Request::OfThread().number;
+  if (request != 0 && request == store->request) return;
+  store->request = request;
   const char* const variable = std::getenv("ORV_REGISTRY_DIR");
   const std::string_view folder = variable != nullptr ? variable : "";
   if (store->user != nullptr && folder == store->folder) return;
