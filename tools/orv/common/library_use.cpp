@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "orv/platform/spooler.h"
+#include "orv/settings/settings.h"
 #include "platform/files.h"
 #include "platform/letter_case.h"
 #include "platform/modules.h"
@@ -12,14 +13,6 @@
 
 namespace orv::tool {
 namespace {
-
-/// The store that the system's printers are in, if it is the store that fails with an error.
-std::wstring FailingStore(LONG error) {
-  RegistryKey key;
-  const bool fails = key.Open(HKEY_LOCAL_MACHINE, L"SYSTEM", RegistryAccess::kRead) == error;
-  return fails && error != ERROR_FILE_NOT_FOUND ? L" in " + RegistryStoreName(HKEY_LOCAL_MACHINE)
-                                                : std::wstring();
-}
 
 /// Whether the spooler lists a printer of this name.
 bool IsListed(const std::wstring& name) {
@@ -46,6 +39,17 @@ LibraryUse::~LibraryUse() {
   CLogger::StopLogging(&client_);
 }
 
+std::wstring FailingStore(std::initializer_list<HKEY> hives, LONG error) {
+  for (const HKEY hive : hives) {
+    RegistryKey key;
+    if (error != ERROR_FILE_NOT_FOUND &&
+        key.Open(hive, kSettingsKey, RegistryAccess::kRead) == error) {
+      return L" in " + RegistryStoreName(hive);
+    }
+  }
+  return {};
+}
+
 void FailToReadItems(const RegistryFailure& failure) {
   Fail(kUnreadable,
        L"cannot read the stock items from " + failure.store + L": " + DescribeError(failure.error));
@@ -70,8 +74,8 @@ OpenPrinter::OpenPrinter(const std::wstring& name) : handle_(OpenPrinterHandle(n
     error = static_cast<LONG>(GetLastError());
   }
   if (isListed || error != ERROR_INVALID_PRINTER_NAME) {
-    Fail(kUnreadable, L"cannot open the printer \"" + name + L"\"" + FailingStore(error) + L": " +
-                          DescribeError(error));
+    Fail(kUnreadable, L"cannot open the printer \"" + name + L"\"" +
+                          FailingStore({HKEY_LOCAL_MACHINE}, error) + L": " + DescribeError(error));
   }
   Fail(kFindings, L"there is no printer \"" + name + L"\"" + DidYouMeanPrinter(name));
 }

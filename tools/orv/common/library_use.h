@@ -1,5 +1,6 @@
 #pragma once
 
+#include <initializer_list>
 #include <string>
 
 #include "orv/config/configs_cache.h"
@@ -27,6 +28,10 @@ class LibraryUse {
   CLoggerClient client_;
   ConfigsCache* cache_;
 };
+
+/// The part " in STORE" of a message about an error: the first of these hives that cannot be read
+/// because of it. Empty if it is not an error of theirs.
+std::wstring FailingStore(std::initializer_list<HKEY> hives, LONG error);
 
 /// Ends the command because stock items cannot be read from the settings store.
 [[noreturn]] void FailToReadItems(const RegistryFailure& failure);

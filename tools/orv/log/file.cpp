@@ -10,6 +10,7 @@
 #include "platform/clock.h"
 #include "platform/console.h"
 #include "tools/orv/common/input.h"
+#include "tools/orv/common/library_use.h"
 #include "tools/orv/common/output.h"
 
 namespace orv::tool {
@@ -77,7 +78,14 @@ LocalTime ParseDate(const std::string& date) {
 }  // namespace
 
 std::wstring DayLogPath(const std::optional<std::string>& date) {
-  const std::wstring folder = ChooseLogFolder(ReadSetting(kLogSettings, kLogPathSetting));
+  std::wstring wanted;
+  const LONG error = ReadSetting(kLogSettings, kLogPathSetting, &wanted);
+  if (error != ERROR_SUCCESS && error != ERROR_FILE_NOT_FOUND) {
+    Fail(kUnreadable, L"cannot read the log's folder" +
+                          FailingStore({HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}, error) + L": " +
+                          DescribeError(error));
+  }
+  const std::wstring folder = ChooseLogFolder(wanted);
   if (folder.empty()) Fail(kUnreadable, L"no folder for logs was found");
   return LogFilePath(folder, date ? ParseDate(*date) : GetLocalTimeNow());
 }

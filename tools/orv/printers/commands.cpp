@@ -38,7 +38,9 @@ void AddAddCommand(CLI::App* group) {
     }
     const LONG error = AddSpoolerPrinter(name, ToWide(options->driver));
     if (error != ERROR_SUCCESS) {
-      Fail(ExitCodeOf(error), L"cannot add the printer \"" + name + L"\": " + DescribeError(error));
+      Fail(ExitCodeOf(error), L"cannot add the printer \"" + name + L"\"" +
+                                  FailingStore({HKEY_LOCAL_MACHINE}, error) + L": " +
+                                  DescribeError(error));
     }
   });
 }
@@ -52,7 +54,8 @@ void AddListCommand(CLI::App* group) {
     std::vector<PrinterFacts> printers;
     const LONG error = ListSpoolerPrinters(&printers);
     if (error != ERROR_SUCCESS) {
-      Fail(kUnreadable, L"cannot list the printers: " + DescribeError(error));
+      Fail(kUnreadable, L"cannot list the printers" + FailingStore({HKEY_LOCAL_MACHINE}, error) +
+                            L": " + DescribeError(error));
     }
     if (*asJson) {
       JsonWriter json;
@@ -86,7 +89,8 @@ void AddRemoveCommand(CLI::App* group) {
     const LONG error = RemoveSpoolerPrinter(ToWide(*name));
     if (error != ERROR_SUCCESS) {
       Fail(ExitCodeOf(error),
-           L"cannot remove the printer \"" + ToWide(*name) + L"\": " + DescribeError(error) +
+           L"cannot remove the printer \"" + ToWide(*name) + L"\"" +
+               FailingStore({HKEY_LOCAL_MACHINE}, error) + L": " + DescribeError(error) +
                (error == ERROR_INVALID_PRINTER_NAME ? DidYouMeanPrinter(ToWide(*name)) : L""));
     }
   });

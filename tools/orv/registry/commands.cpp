@@ -7,6 +7,7 @@
 #include "orv/text/format.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
+#include "tools/orv/common/library_use.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/registry/reg_file.h"
@@ -41,18 +42,18 @@ KeyName ParseKey(const std::string& argument) {
   return key;
 }
 
-[[noreturn]] void FailAt(const std::wstring& what, const std::wstring& where, LONG error) {
+/// Ends the command if a function has failed. `what` is what it does to the key, or to a value of
+/// it.
+void Require(LONG error, const std::wstring& what, const KeyName& name) {
+  if (error == ERROR_SUCCESS) return;
   Fail(error == ERROR_FILE_NOT_FOUND ? kFindings : kUnreadable,
-       L"cannot " + what + L" " + where + L": " + DescribeError(error));
-}
-
-void Require(LONG error, const std::wstring& what, const std::wstring& where) {
-  if (error != ERROR_SUCCESS) FailAt(what, where, error);
+       L"cannot " + what + L" " + name.Full() + FailingStore({name.root}, error) + L": " +
+           DescribeError(error));
 }
 
 RegistryKey OpenKey(const KeyName& name, RegistryAccess access) {
   RegistryKey key;
-  Require(key.Open(name.root, name.path, access), L"open", name.Full());
+  Require(key.Open(name.root, name.path, access), L"open", name);
   return key;
 }
 
@@ -84,10 +85,10 @@ void WriteJsonValue(const std::wstring& name, const RegistryValue& value, JsonWr
 }
 
 /// All sub-keys and values of a key.
-void ReadKey(HKEY key, const std::wstring& where, std::vector<std::wstring>* keys,
+void ReadKey(HKEY key, const KeyName& name, std::vector<std::wstring>* keys,
              std::vector<NamedRegistryValue>* values) {
-  Require(ListRegistryKeys(key, keys), L"list", where);
-  Require(ListRegistryValues(key, values), L"list", where);
+  Require(ListRegistryKeys(key, keys), L"list", name);
+  Require(ListRegistryValues(key, values), L"list", name);
 }
 
 void AddListCommand(CLI::App* group) {
@@ -108,7 +109,7 @@ void AddListCommand(CLI::App* group) {
     const RegistryKey key = OpenKey(name, RegistryAccess::kRead);
     std::vector<std::wstring> keys;
     std::vector<NamedRegistryValue> values;
-    ReadKey(key.get(), name.Full(), &keys, &values);
+    ReadKey(key.get(), name, &keys, &values);
     if (options->asJson) {
       JsonWriter json;
       json.BeginObject();
@@ -155,8 +156,8 @@ void AddGetCommand(CLI::App* group) {
     const std::wstring valueName = ToWide(options->name);
     const RegistryKey key = OpenKey(name, RegistryAccess::kRead);
     RegistryValue value;
-    Require(GetRegistryValue(key.get(), valueName, &value), L"read",
-            L"\"" + valueName + L"\" in " + name.Full());
+    Require(GetRegistryValue(key.get(), valueName, &value), L"read \"" + valueName + L"\" in",
+            name);
     if (options->asJson) {
       JsonWriter json;
       WriteJsonValue(valueName, value, &json);
@@ -214,9 +215,9 @@ void AddSetCommand(CLI::App* group) {
     const KeyName name = ParseKey(options->key);
     const RegistryValue value = ParseData(ToWide(options->data), options->type);
     RegistryKey key;
-    Require(key.Create(name.root, name.path), L"make", name.Full());
-    Require(SetRegistryValue(key.get(), ToWide(options->name), value), L"set",
-            L"\"" + ToWide(options->name) + L"\" in " + name.Full());
+    Require(key.Create(name.root, name.path), L"make", name);
+    Require(SetRegistryValue(key.get(), ToWide(options->name), value),
+            L"set \"" + ToWide(options->name) + L"\" in", name);
   });
 }
 
@@ -241,11 +242,11 @@ void AddDeleteCommand(CLI::App* group) {
       if (name.path.find_first_not_of(L'\\') == std::wstring::npos) {
         Fail(kUsage, L"refusing to delete a whole hive");
       }
-      return Require(DeleteRegistryTree(name.root, name.path), L"delete", name.Full());
+      return Require(DeleteRegistryTree(name.root, name.path), L"delete", name);
     }
     const RegistryKey key = OpenKey(name, RegistryAccess::kReadWrite);
-    Require(DeleteRegistryValue(key.get(), ToWide(options->name)), L"delete",
-            L"\"" + ToWide(options->name) + L"\" in " + name.Full());
+    Require(DeleteRegistryValue(key.get(), ToWide(options->name)),
+            L"delete \"" + ToWide(options->name) + L"\" in", name);
   });
 }
 
@@ -275,7 +276,7 @@ void AddExportCommand(CLI::App* group) {
       const RegistryKey key = OpenKey(name, RegistryAccess::kRead);
       std::vector<std::wstring> keys;
       std::vector<NamedRegistryValue> values;
-      ReadKey(key.get(), name.Full(), &keys, &values);
+      ReadKey(key.get(), name, &keys, &values);
       text += FormatRegKey(name.Full());
       for (const NamedRegistryValue& value : values)
         text += FormatRegValue(value.name, value.value);
@@ -334,8 +335,9 @@ void AddImportCommand(CLI::App* group) {
     for (const RegChange& change : changes) {
       const LONG error = Apply(change);
       if (error != ERROR_SUCCESS) {
-        Fail(kUnreadable,
-             Format(L"%ls:%zu: %ls", path.c_str(), change.line, DescribeError(error).c_str()));
+        Fail(kUnreadable, Format(L"%ls:%zu: cannot change ", path.c_str(), change.line) +
+                              FullKeyPath(change.root, change.path) +
+                              FailingStore({change.root}, error) + L": " + DescribeError(error));
       }
     }
   });

@@ -176,8 +176,9 @@ PaperSizes::PaperSizes(const StockOwner& owner) {
     std::vector<PrinterFacts> listed;
     const LONG error = ListSpoolerPrinters(&listed);
     if (error != ERROR_SUCCESS) {
-      Fail(kUnreadable,
-           L"cannot list the printers whose paper sizes may change: " + DescribeError(error));
+      Fail(kUnreadable, L"cannot list the printers whose paper sizes may change" +
+                            FailingStore({HKEY_LOCAL_MACHINE}, error) + L": " +
+                            DescribeError(error));
     }
     for (const PrinterFacts& printer : listed) {
       const HANDLE handle = OpenPrinterHandle(printer.printerName.c_str());
