@@ -8,7 +8,7 @@ void ApplyStockItem(const DEVMODEW* in, DEVMODEW* out, tagOEMDEV* dev, HANDLE pr
   if (in == nullptr || out == nullptr || dev == nullptr) return;
   const orv::RegistrySnapshot request;
   orv::MergeLog log(logger);
-  orv::MergeStockItem(*in, out, dev, printer, printerName, &log);
+  orv::MergeStockItem(orv::FindStockItems(printer, printerName, &log), *in, out, dev, &log);
 }
 
 namespace orv {

@@ -47,8 +47,9 @@ DevmodeFailure Merge(const DevmodeRequest& request, MergeObserver* observer,
   observer->OnPublicRecords(param.pPublicDMIn, param.pPublicDMOut);
   if (param.pPublicDMOut == nullptr) return DevmodeFailure::kNone;
   if (param.pPublicDMIn != nullptr) {
-    result->choice = MergeStockItem(*param.pPublicDMIn, param.pPublicDMOut, out, request.printer,
-                                    request.printerName, observer);
+    result->items = FindStockItems(request.printer, request.printerName, observer);
+    result->choice =
+        MergeStockItem(result->items, *param.pPublicDMIn, param.pPublicDMOut, out, observer);
   }
   if (request.applied != nullptr) *request.applied = *out;
   result->corrections = MakeValid(result->load.config, out, observer);
@@ -100,9 +101,9 @@ Corrections MakeValid(const Config* config, tagOEMDEV* record, MergeObserver* ob
   return corrections;
 }
 
-StockChoice MergeStockItem(const DEVMODEW& in, DEVMODEW* out, tagOEMDEV* record, HANDLE printer,
-                           const wchar_t* printerName, MergeObserver* observer) {
-  StockChoice choice = ChooseStockItem(FindStockItems(printer, printerName, observer), in, *record);
+StockChoice MergeStockItem(const StockList& list, const DEVMODEW& in, DEVMODEW* out,
+                           tagOEMDEV* record, MergeObserver* observer) {
+  StockChoice choice = ChooseStockItem(list, in, *record);
   observer->OnStockItemChosen(in, choice);
   ApplyStockChoice(choice, out, record);
   if (std::max(choice.item.PaperWidth, choice.item.PaperLength) > kMaxStockSize) {

@@ -67,8 +67,8 @@ StockList FindStockItems(HANDLE printer, const wchar_t* printerName, MergeObserv
 /// Applies an item to both records. A size that the public one cannot hold is reduced there.
 void ApplyStockChoice(const StockChoice& choice, DEVMODEW* out, tagOEMDEV* record);
 /// Chooses among the printer's items and applies the choice.
-StockChoice MergeStockItem(const DEVMODEW& in, DEVMODEW* out, tagOEMDEV* record, HANDLE printer,
-                           const wchar_t* printerName, MergeObserver* observer);
+StockChoice MergeStockItem(const StockList& list, const DEVMODEW& in, DEVMODEW* out,
+                           tagOEMDEV* record, MergeObserver* observer);
 /// Stores all items, or none if one of them is refused.
 LONG StoreStockItems(const std::wstring& path, std::span<const StockItem> items);
 
@@ -96,7 +96,8 @@ struct DevmodeResult {
   DevmodeFailure failure = DevmodeFailure::kNone;
   LoadResult load;  ///< owns the printer's configuration if there is no cache
   Conversion conversion = Conversion::kDone;
-  std::optional<StockChoice> choice;  ///< applied by a merge with both public records
+  StockList items;                    ///< of the printer, for a merge with both public records
+  std::optional<StockChoice> choice;  ///< which of them, or which size, it has applied
   Corrections corrections;            ///< by the validation
 };
 

@@ -217,6 +217,29 @@ TEST(Places, ADamagedStoreIsNotAnEmptyOne) {
   SetVariable("ORV_REGISTRY_DIR", {});
 }
 
+TEST(Places, AMergeOfTheProgramReadsTheItemsOnce) {
+  const orv::test::TemporaryFolder folder;
+  SetVariable("ORV_REGISTRY_DIR", folder.path().string());
+  const std::string settings = "HKCU\\Software\\orv Printer Driver\\Test";
+  const std::string out = (folder.path() / "a.dev").string();
+  ProgramResult last;
+  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+           {"printers", "add", "Label 1", "ORV-LX 300"},
+           {"registry", "set", settings, "LogPath", folder.path().string()},
+           {"registry", "set", settings, "WriteLogToFile", "1"},
+           {"registry", "set", settings, "LogLevel", "15"},
+           {"devmode", "merge", "Label 1", "--config-dir", ORV_EXAMPLES, "-o", out},
+           {"log", "show", "--level", "info", "--source", "DevMode"}}) {
+    last = RunProgram(ORV_PROGRAM, arguments);
+    EXPECT_EQ(last.exitCode, 0) << arguments[0] << ' ' << arguments[1] << last.messages;
+  }
+  const std::size_t first = last.output.find("Loading printer settings");
+  EXPECT_NE(first, last.output.npos) << last.output;
+  EXPECT_EQ(last.output.find("Loading printer settings", first + 1), last.output.npos)
+      << last.output;
+  SetVariable("ORV_REGISTRY_DIR", {});
+}
+
 TEST(Places, TheLogUsesTheLocalTimeZone) {
   const orv::test::ScratchRegistry registry;
   orv::test::LogToFileAlone(L"1");

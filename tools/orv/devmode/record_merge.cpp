@@ -62,10 +62,9 @@ const wchar_t* ChoiceText(StockChoice::Reason reason) {
 }
 
 /// What a merge would choose if the application's paper size were not that of a stock item.
-StockChoice ItemOfGuid(const OpenPrinter& printer, const std::wstring& name, tagOEMDEV record) {
+StockChoice ItemOfGuid(const StockList& items, tagOEMDEV record) {
   record.AllowCustomPageSize = 0;
-  return ChooseStockItem(LoadStockItems(printer.get(), name.c_str(), nullptr),
-                         PublicRecordOf(record), record);
+  return ChooseStockItem(items, PublicRecordOf(record), record);
 }
 
 /// The stock item that a record remembers, with its number.
@@ -119,14 +118,11 @@ bool MergeRecord(LibraryUse* library, const OpenPrinter& printer, const std::wst
   merged->choice = std::move(*result.choice);
   merged->corrections = result.corrections;
   merged->config = result.load.config;
-  if (merged->choice.reason == StockChoice::kUnreadable ||
-      merged->choice.reason == StockChoice::kApplicationSize) {
-    const StockList list = LoadStockItems(printer.get(), name.c_str(), nullptr);
-    if (list.failure) FailToReadItems(*list.failure);
-  }
+  merged->items = std::move(result.items);
+  if (merged->items.failure) FailToReadItems(*merged->items.failure);
   if (merged->choice.reason == StockChoice::kPaperSize && !IsZeroGuid(merged->in.StockItemGuid) &&
       FormatGuid(merged->in.StockItemGuid) != FormatGuid(merged->choice.item.guid)) {
-    merged->remembered = ItemOfGuid(printer, name, merged->in);
+    merged->remembered = ItemOfGuid(merged->items, merged->in);
   }
   return true;
 }

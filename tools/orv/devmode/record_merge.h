@@ -23,6 +23,7 @@ struct Merged {
   tagOEMDEV out;
   DEVMODEW publicIn;
   DEVMODEW publicOut;
+  StockList items;  ///< the printer's, as the merge has read them
   StockChoice choice;
   /// What the record's own item would have been, if the paper size selects another one.
   std::optional<StockChoice> remembered;

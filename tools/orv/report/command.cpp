@@ -200,7 +200,9 @@ void MakeReport(ReportOptions* options) {
   LibraryUse library(ToWide(options->record.configFolder));
   facts.model = FindModel(&library, printer);
   facts.record = FindRecord(&library, printer, facts.printer, *options);
-  const StockList list = LoadStockItems(printer.get(), facts.printer.c_str(), nullptr);
+  const StockList list = facts.record.merged
+                             ? facts.record.merged->items
+                             : LoadStockItems(printer.get(), facts.printer.c_str(), nullptr);
   if (list.failure) FailToReadItems(*list.failure);
   facts.stockItems.assign(list.items.begin(), list.items.end());
   SaveFile(ToWide(options->output), ReportText(facts));
