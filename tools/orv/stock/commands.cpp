@@ -158,10 +158,18 @@ tagOEMDEV FirstRecord(const StockOptions& options) {
   return DefaultsOf(printer, options.record.configFolder);
 }
 
+/// Sets a value to what a new item starts with.
+void SetFirstValue(const StockValue& value, const tagOEMDEV& record, StockItem* item) {
+  if (const RecordField* const field = FieldOf(value)) {
+    item->*value.field = FieldBits(record, *field);
+  } else if (value.field == &StockItem::NumberCopies) {
+    item->NumberCopies = 1;
+  }
+}
+
 /// A new item: the values of a record, the size and the values that the options name.
 StockItem NewItem(const StockOptions& options) {
   StockItem item;
-  item.NumberCopies = 1;
   SetValues(&item, options);  // checks the options first
   if (item.PaperWidth == 0 || item.PaperLength == 0) {
     Fail(kUsage, std::wstring(L"the label's size is missing: add ") +
@@ -170,10 +178,7 @@ StockItem NewItem(const StockOptions& options) {
                                               : L"--width and --length"));
   }
   const tagOEMDEV record = FirstRecord(options);
-  for (const StockValue& value : StockValues()) {
-    if (const RecordField* const field = FieldOf(value))
-      item.*value.field = FieldBits(record, *field);
-  }
+  for (const StockValue& value : StockValues()) SetFirstValue(value, record, &item);
   SetValues(&item, options);
   return item;
 }
@@ -390,6 +395,23 @@ void NoteSkipped(const std::wstring& file, const std::vector<SkippedLine>& skipp
   if (!skipped.empty()) NoteFindings();
 }
 
+/// Sets what new items lack to the defaults, as `orv stock add` does, and reports it. The defaults
+/// are needed only if something is missing.
+void FillIn(const StockOptions& options, std::vector<ImportedItem>* imported) {
+  std::optional<tagOEMDEV> record;
+  for (auto& [item, line, missing] : *imported) {
+    if (missing.empty()) continue;
+    if (!record) record = FirstRecord(options);
+    std::wstring names;
+    for (const StockValue* value : missing) {
+      SetFirstValue(*value, *record, &item);
+      names += (names.empty() ? L"" : L", ") + std::wstring(value->name);
+    }
+    PrintMessage(Format(L"%ls:%zu: the new item takes the defaults of %ls",
+                        ToWide(options.file).c_str(), line, names.c_str()));
+  }
+}
+
 void AddImportCommand(CLI::App* group) {
   auto options = std::make_shared<StockOptions>();
   CLI::App* command = group->add_subcommand("import", "Store the stock items of a registry file");
@@ -397,24 +419,31 @@ void AddImportCommand(CLI::App* group) {
                "What `orv stock export` or a registry editor wrote")
       ->required();
   AddOwnerOptions(command, &options->owner);
+  AddRecordOptions(command, &options->record);
+  command->get_option("--defaults")
+      ->description("The printer whose defaults fill in what the file does not name of new items")
+      ->default_str("the items' printer");
   command->footer(
       "Items come to the printer named here, whichever they were exported from. Only the values "
       "that\n"
-      "the file names change; in new items the others are 0. Exits with 1 if lines were skipped, "
-      "and\n"
-      "with 3 if nothing could be imported.\n"
+      "the file names change; in new items the others are a printer's defaults, as for `orv stock "
+      "add`.\n"
+      "Exits with 1 if lines were skipped, and with 3 if nothing could be imported.\n"
       "Examples:\n  orv stock import stock.reg --printer \"Label 2\"\n"
       "  orv stock export --printer \"Label 1\" | orv stock import - --common");
   command->callback([options] {
     const std::wstring path = ItemsPath(options->owner);
     const std::wstring file = ToWide(options->file);
     std::vector<SkippedLine> skipped;
-    const std::vector<StockItem> items = ItemsFromChanges(ChangesOf(file), ItemsAt(path), &skipped);
-    const PaperSizes before(options->owner);
-    NoteResult("items", static_cast<std::int64_t>(items.size()),
-               Format(L"%zu stock item%ls", items.size(), items.size() == 1 ? L"" : L"s"));
+    std::vector<ImportedItem> imported = ItemsFromChanges(ChangesOf(file), ItemsAt(path), &skipped);
+    NoteResult("items", static_cast<std::int64_t>(imported.size()),
+               Format(L"%zu stock item%ls", imported.size(), imported.size() == 1 ? L"" : L"s"));
     NoteSkipped(file, skipped);
-    if (items.empty()) Fail(kUnreadable, InputName(file) + L": there is nothing to import");
+    if (imported.empty()) Fail(kUnreadable, InputName(file) + L": there is nothing to import");
+    FillIn(*options, &imported);
+    std::vector<StockItem> items;
+    for (ImportedItem& one : imported) items.push_back(std::move(one.item));
+    const PaperSizes before(options->owner);
     StoreItems(path, items);
     before.ReportChanges();
   });

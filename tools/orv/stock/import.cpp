@@ -66,18 +66,21 @@ class Import {
     folders_.back().hasValues = true;
   }
 
-  std::vector<StockItem> Take() {
+  std::vector<ImportedItem> Take() {
     for (const Folder& folder : folders_) {
       if (folder.hasValues || !folder.hasItems) {
         skipped_->push_back({folder.line, L"the key's name is not a GUID in braces"});
       }
     }
-    std::vector<StockItem> items;
-    for (const Entry& entry : entries_) {
-      if (entry.isNew && (entry.item.PaperWidth == 0 || entry.item.PaperLength == 0)) {
-        skipped_->push_back({entry.line, L"the new item has no PaperWidth or no PaperLength"});
+    std::vector<ImportedItem> items;
+    for (Entry& entry : entries_) {
+      const ImportedItem& imported = entry.imported;
+      if (entry.isNew && (imported.item.DisplayName.empty() || imported.item.PaperWidth == 0 ||
+                          imported.item.PaperLength == 0)) {
+        skipped_->push_back(
+            {imported.line, L"the new item lacks a DisplayName, a PaperWidth or a PaperLength"});
       } else if (entry.isChanged) {
-        items.push_back(entry.item);
+        items.push_back(std::move(entry.imported));
       }
     }
     std::ranges::stable_sort(*skipped_, {}, &SkippedLine::line);
@@ -86,8 +89,7 @@ class Import {
 
  private:
   struct Entry {
-    StockItem item;
-    std::size_t line;
+    ImportedItem imported;
     bool isNew;
     bool isChanged = false;
   };
@@ -117,16 +119,21 @@ class Import {
     if (!isFirst) return;
     const auto stored = stored_.find(name);
     const bool isNew = stored == stored_.end();
-    entries_.push_back({isNew ? StockItem{} : *stored->second, change.line, isNew});
-    entries_.back().item.guid = guid;
+    Entry& entry = entries_.emplace_back(
+        Entry{{isNew ? StockItem{} : *stored->second, change.line, {}}, isNew});
+    entry.imported.item.guid = guid;
+    if (!isNew) return;
+    for (const StockValue& value : StockValues()) entry.imported.missing.push_back(&value);
   }
 
   void SetValue(const RegChange& change) {
     if (EqualIgnoringCase(change.name, kRevision)) return;
     std::wstring problem = ValueProblem(change);
     if (!problem.empty()) return Skip(change, std::move(problem));
-    SetStockValue({change.name, change.value}, &entries_[current_].item);
-    entries_[current_].isChanged = true;
+    Entry& entry = entries_[current_];
+    SetStockValue({change.name, change.value}, &entry.imported.item);
+    std::erase(entry.imported.missing, FindStockValue(change.name));
+    entry.isChanged = true;
   }
 
   std::map<std::wstring, const StockItem*> stored_;  ///< by GUID
@@ -139,9 +146,9 @@ class Import {
 
 }  // namespace
 
-std::vector<StockItem> ItemsFromChanges(const std::vector<RegChange>& changes,
-                                        const std::vector<StockItem>& stored,
-                                        std::vector<SkippedLine>* skipped) {
+std::vector<ImportedItem> ItemsFromChanges(const std::vector<RegChange>& changes,
+                                           const std::vector<StockItem>& stored,
+                                           std::vector<SkippedLine>* skipped) {
   Import import(stored, skipped);
   for (const RegChange& change : changes) import.Apply(change);
   return import.Take();
