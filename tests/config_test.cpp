@@ -667,6 +667,20 @@ TEST_F(ConfigLoad, RefusesInvalidHandles) {
   }
 }
 
+TEST_F(ConfigLoad, SaysWhyTheSpoolerDoesNotDescribeThePrinter) {
+  const orv::test::ScratchRegistry registry;
+  CLoggerClient client;
+  client.m_stModuleFolder = folder_.Name();
+  Config* config = nullptr;
+  const auto closed = reinterpret_cast<HANDLE>(std::uintptr_t{0x123456});
+  EXPECT_FALSE(CConfigParser::Load(closed, &config, nullptr, &client));
+  const std::wstring path = folder_.Name(L"orv_conf_.xml");
+  EXPECT_EQ(Log(),
+            L"ERR The spooler does not describe the printer: the handle is not valid (system "
+            L"error 6)\nERR The file " +
+                path + L" does not exist\nERR Unable to load the config file " + path + L"\n");
+}
+
 TEST(ConfigParse, FailsCleanlyWhereverATextIsCut) {
   const std::string bytes =
       orv::WideToUtf8(With(L"{modelId=7}", L"{modelId=7|modelName=\u00e9\u20ac&amp;<!--c-->}"));

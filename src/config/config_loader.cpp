@@ -140,8 +140,7 @@ LoadResult LoadPrinterConfig(HANDLE printer, ConfigsCache* cache, CLoggerClient*
   // The last printer's, for which a cached load needs little more than the look-up.
   static thread_local PrinterFacts facts;
   static thread_local PrinterPath last;
-  // A name that the spooler does not return counts as empty.
-  GetPrinterFacts(printer, &facts);
+  if (!GetPrinterFacts(printer, &facts)) observer->OnUndescribedPrinter(GetLastError());
   static const std::wstring kNoFolder;
   const std::wstring& folder = client != nullptr ? client->m_stModuleFolder : kNoFolder;
   if (last.folder != folder || last.driverName != facts.driverName) {

@@ -42,6 +42,8 @@ struct LoadResult {
 class LoadObserver {
  public:
   virtual ~LoadObserver() = default;
+  /// The spooler does not describe the printer, whose driver name therefore counts as empty.
+  virtual void OnUndescribedPrinter(DWORD error) = 0;
   virtual void OnTextRead() = 0;
   virtual void OnDocumentParsed() = 0;
   virtual void OnRecordRead() = 0;

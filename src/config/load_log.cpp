@@ -1,5 +1,7 @@
 #include "config/load_log.h"
 
+#include "platform/error_text.h"
+
 namespace orv {
 namespace {
 
@@ -8,6 +10,11 @@ void LogTrace(CLoggerClient* client, const wchar_t* message) {
 }
 
 }  // namespace
+
+void LoadLog::OnUndescribedPrinter(DWORD error) {
+  LogFormat(eLogLevelError, client_, nullptr, L"The spooler does not describe the printer: %ls",
+            DescribeError(static_cast<long>(error)).c_str());
+}
 
 void LoadLog::OnTextRead() {
   LogTrace(client_, L"Successfully loaded the content of the config file");

@@ -11,6 +11,7 @@ class LoadLog final : public LoadObserver {
  public:
   explicit LoadLog(CLoggerClient* client) : client_(client) {}
 
+  void OnUndescribedPrinter(DWORD error) override;
   void OnTextRead() override;
   void OnDocumentParsed() override;
   void OnRecordRead() override;
