@@ -3,7 +3,11 @@
 
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -214,6 +218,36 @@ void BM_ImportItems(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_ImportItems)->Unit(benchmark::kMillisecond);
+
+/// The longest of the merges that run while another process imports 300 items. Waits count. The
+/// counter is the longest of all imports.
+void BM_LongestMergeDuringAnImport(benchmark::State& state) {
+  Setup& setup = TheSetup();
+  const std::wstring path = orv::StockItemsPath(kPrinter, kDriver);
+  const std::vector<StockItem> items = Items(300);
+  double longestOfAll = 0;
+  for (auto _ : state) {
+    const pid_t writer = fork();
+    if (writer == 0) _exit(orv::ImportStockItems(path, items, nullptr) == ERROR_SUCCESS ? 0 : 1);
+    std::chrono::duration<double> longest{};
+    int ending = -1;
+    while (waitpid(writer, &ending, WNOHANG) == 0) {
+      const auto start = std::chrono::steady_clock::now();
+      hrOEMDevMode(&setup.client, setup.cache, kPrinter, OEMDM_MERGE, &setup.param);
+      longest = std::max<std::chrono::duration<double>>(longest,
+                                                        std::chrono::steady_clock::now() - start);
+    }
+    if (ending != 0) state.SkipWithError("failed");
+    state.SetIterationTime(longest.count());
+    longestOfAll = std::max(longestOfAll, longest.count());
+    orv::DeleteRegistryTree(HKEY_CURRENT_USER, path);
+  }
+  state.counters["seconds"] = longestOfAll;
+}
+BENCHMARK(BM_LongestMergeDuringAnImport)
+    ->UseManualTime()
+    ->Iterations(20)
+    ->Unit(benchmark::kMillisecond);
 
 /// Without the application's record no stock item is searched for.
 void BM_EntryPointMergeWithoutApplication(benchmark::State& state) {

@@ -86,6 +86,8 @@ ROWS = [
      None, None, "1 ms"),
     ("devmode", "cached Load by printer handle", "BM_CachedConfiguration", None, None, "1.5 us"),
     ("devmode", "import of 1,000 stock items, in memory", "BM_ImportItems", None, None, "0.3 s"),
+    ("devmode", "longest merge during another process's import of 300 stock items",
+     "BM_LongestMergeDuringAnImport/iterations:20/manual_time", None, None, "2 s"),
     ("devmode", "merge, everything corrected, log output discarded",
      "BM_EverythingCorrectedAndLoggedToNowhere", None, None, "20 us"),
     ("logging", "suppressed log call", "Logging/SuppressedCall", None, None, "2 ns"),
@@ -141,8 +143,10 @@ def run_benchmarks(program, environment, chosen, quick, documents):
     found = json.loads(subprocess.run(command, check=True, capture_output=True, text=True,
                                       env={**os.environ, **environment}).stdout)
     unit = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1}
-    return {b["run_name"]: b["cpu_time"] * unit[b["time_unit"]] for b in found["benchmarks"]
-            if b.get("aggregate_name") == "median"}
+    # A benchmark that sets its own times has them as real time.
+    return {b["run_name"]: unit[b["time_unit"]] *
+                           b["real_time" if b["run_name"].endswith("/manual_time") else "cpu_time"]
+            for b in found["benchmarks"] if b.get("aggregate_name") == "median"}
 
 
 def run_command(command, repetitions):
