@@ -15,7 +15,6 @@
 #include <fstream>
 #include <limits>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -114,27 +113,27 @@ std::uint64_t BootSeconds() {
 struct OwnFacts {
   DWORD id = 0;
   std::uint64_t startTicks = 0;
-  std::wstring program;  ///< its path
-  std::wstring name;     ///< and the last part of it
+  std::wstring program;                 ///< its path
+  std::wstring name;                    ///< and the last part of it
+  const OwnFacts* inherited = nullptr;  ///< those of the process that forked this one, if any
 };
 
 /// `id` is the calling process's. Empty if the system does not show the process its own folder.
-std::shared_ptr<const OwnFacts> GetOwnFacts(DWORD id) {
-  static std::mutex lock;
-  // Never destroyed: other destructors may still ask.
-  static auto& s_facts = *new std::shared_ptr<const OwnFacts>(std::make_shared<OwnFacts>());
-  const std::lock_guard guard(lock);
-  if (s_facts->id != id) {
-    const FileDescriptor folder = OpenProcessFolder(id);
-    ProcessStatus status;
-    OwnFacts facts;
-    if (folder.get() >= 0 && ReadStatus(folder.get(), &status)) {
-      facts = {id, status.startTicks, ReadProgram(folder.get()), {}};
-      facts.name = FileNameOf(facts.program);
-    }
-    s_facts = std::make_shared<const OwnFacts>(std::move(facts));
-  }
-  return s_facts;
+const OwnFacts& GetOwnFacts(DWORD id) {
+  // Never freed: read without a lock, also by destructors of other objects.
+  static std::atomic<const OwnFacts*> s_known{nullptr};
+  const OwnFacts* known = s_known.load(std::memory_order_acquire);
+  if (known != nullptr && known->id == id) return *known;
+  static const OwnFacts& s_none = *new OwnFacts;
+  const FileDescriptor folder = OpenProcessFolder(id);
+  ProcessStatus status;
+  if (folder.get() < 0 || !ReadStatus(folder.get(), &status)) return s_none;
+  auto facts = std::make_unique<OwnFacts>();
+  *facts = {id, status.startTicks, ReadProgram(folder.get()), {}, known};
+  facts->name = FileNameOf(facts->program);
+  // Another thread may have been quicker.
+  if (s_known.compare_exchange_strong(known, facts.get())) known = facts.release();
+  return *known;
 }
 
 /// The id of this process once it is known; 0 in a child that has just been forked.
@@ -174,10 +173,10 @@ std::wstring ExpandVariables(const std::wstring& text) {
 
 bool FindProcess(DWORD id, ProcessEntry* entry) {
   if (id == CurrentProcessId()) {
-    if (const auto own = GetOwnFacts(id); !own->program.empty()) {
+    if (const OwnFacts& own = GetOwnFacts(id); !own.program.empty()) {
       entry->id = id;
       entry->parentId = static_cast<DWORD>(getppid());
-      entry->name = own->name;
+      entry->name = own.name;
       return true;
     }
   }
@@ -196,7 +195,7 @@ bool FindProcess(DWORD id, ProcessEntry* entry) {
 
 std::wstring FindProcessName(DWORD id) {
   if (id == CurrentProcessId()) {
-    if (const auto own = GetOwnFacts(id); !own->program.empty()) return own->name;
+    if (const OwnFacts& own = GetOwnFacts(id); !own.program.empty()) return own.name;
   }
   ProcessEntry entry;
   FindProcess(id, &entry);
@@ -209,7 +208,7 @@ const bool kParentIdsAreUnique = true;
 
 HANDLE OpenProcessHandle(DWORD id, ProcessAccess access) {
   if (id == CurrentProcessId()) {
-    if (!GetOwnFacts(id)->program.empty()) return &ownProcess;
+    if (!GetOwnFacts(id).program.empty()) return &ownProcess;
   }
   FileDescriptor folder = OpenProcessFolder(id);
   DWORD error = ERROR_INVALID_PARAMETER;
@@ -240,7 +239,7 @@ void CloseProcessHandle(HANDLE process) {
 }
 
 bool GetProcessPath(HANDLE process, std::wstring* path) {
-  *path = process == &ownProcess ? GetOwnFacts(CurrentProcessId())->program
+  *path = process == &ownProcess ? GetOwnFacts(CurrentProcessId()).program
                                  : ProcessOf(process)->program;
   path->resize(std::min<std::size_t>(path->size(), kMaxProcessPath - 1));
   if (path->empty()) SetLastError(ERROR_ACCESS_DENIED);
@@ -253,7 +252,7 @@ bool GetProcessCreationTime(HANDLE process, std::uint64_t* creationTime) {
   const OpenedProcess& opened = *ProcessOf(process);
   ProcessStatus status;
   if (process == &ownProcess) {
-    status.startTicks = GetOwnFacts(CurrentProcessId())->startTicks;
+    status.startTicks = GetOwnFacts(CurrentProcessId()).startTicks;
   } else if (!ReadStatus(opened.folder, &status)) {
     SetLastError(ERROR_INVALID_PARAMETER);  // it has ended in the meantime
     return false;

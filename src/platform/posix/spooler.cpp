@@ -89,7 +89,6 @@ void ClosePrinterHandle(HANDLE printer) {
 }
 
 bool GetPrinterFacts(HANDLE printer, PrinterFacts* facts) {
-  *facts = {};
   const std::uint64_t version = RegistryVersion(HKEY_LOCAL_MACHINE);
   OpenPrinters& printers = ThePrinters();
   const auto handle = reinterpret_cast<std::uintptr_t>(printer);
@@ -98,6 +97,7 @@ bool GetPrinterFacts(HANDLE printer, PrinterFacts* facts) {
     const std::lock_guard guard(printers.lock);
     const auto found = printers.printers.find(handle);
     if (found == printers.printers.end()) {
+      *facts = {};
       SetLastError(ERROR_INVALID_HANDLE);
       return false;
     }
@@ -107,6 +107,7 @@ bool GetPrinterFacts(HANDLE printer, PrinterFacts* facts) {
     }
     name = found->second.name;
   }
+  *facts = {};
   RegistryKey key;
   std::vector<NamedRegistryValue> values;
   LONG result = OpenPrinterKey(name, &key);
