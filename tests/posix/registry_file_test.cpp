@@ -7,6 +7,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <functional>
+
 #include "base/utf8.h"
 #include "orv/devmode/stock_items.h"
 #include "orv/platform/registry.h"
@@ -256,6 +258,41 @@ TEST_F(RegistryFileTest, AnUnreadableStoreIsNeverAnEmptyOne) {
         EXPECT_NE(reader.read(), damage.error) << reader.name << " has kept the failure";
       }
     }
+  }
+}
+
+TEST_F(RegistryFileTest, AChangeAfterALongRestIsSeen) {
+  const std::filesystem::path file = folder_.path() / "store" / kUserFile;
+  const struct {
+    const char* change;
+    std::function<void()> make;
+    std::wstring seen;
+    LONG error;
+  } cases[] = {
+      {"written by another process",
+       [] {
+         InAnotherProcess([] {
+           Write(L"two");
+           return !HasFailure();
+         });
+       },
+       L"two", ERROR_SUCCESS},
+      {"touched", [&] { std::filesystem::permissions(file, std::filesystem::perms(0600)); }, L"one",
+       ERROR_SUCCESS},
+      {"overwritten", [&] { orv::test::WriteBytes(file, std::string(8192, 'x')); }, L"",
+       ERROR_BADDB},
+      {"removed", [&] { std::filesystem::remove(file); }, L"", ERROR_FILE_NOT_FOUND},
+  };
+  for (const auto& [change, make, seen, error] : cases) {
+    SCOPED_TRACE(change);
+    std::filesystem::remove_all(folder_.path() / "store");
+    Write(L"one");
+    EXPECT_EQ(Read(), L"one");
+    usleep(150'000);
+    for (int time = 0; time < 3; ++time) EXPECT_EQ(Read(), L"one");
+    make();
+    EXPECT_EQ(RegistryKey().Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kRead), error);
+    EXPECT_EQ(Read(), seen);
   }
 }
 

@@ -1,10 +1,13 @@
 #include "platform/posix/hive.h"
 
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <ctime>
 #include <filesystem>
 #include <span>
 #include <thread>
@@ -87,11 +90,36 @@ constexpr const char* kSql[kStatementCount] = {
 };
 #undef ORV_TREE
 
-/// Finds out which file a path leads to.
-LONG Identify(const std::string& path, FileIdentity* identity) {
+/// For how long a file must not have changed before its change time is relied on.
+constexpr ChangeTime kRest = 100'000'000;
+
+ChangeTime NanosecondsOf(const timespec& time) {
+  return ChangeTime{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+}
+
+/// Whether a file system takes change times from this system's clock.
+bool HasSystemTimes(const std::string& path) {
+  constexpr unsigned long kSystems[] = {EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, BTRFS_SUPER_MAGIC,
+                                        F2FS_SUPER_MAGIC, TMPFS_MAGIC,     OVERLAYFS_SUPER_MAGIC};
+  struct statfs status {};
+  return statfs(path.c_str(), &status) == 0 &&
+         std::ranges::count(kSystems, static_cast<unsigned long>(status.f_type)) != 0;
+}
+
+/// Whether a change time is at least `kRest` ago. Not if its resolution is too low.
+bool IsRested(ChangeTime changed) {
+  constexpr ChangeTime kMillisecond = 1'000'000;
+  timespec now{};
+  return changed % kMillisecond != 0 && clock_gettime(CLOCK_REALTIME_COARSE, &now) == 0 &&
+         changed + kRest <= NanosecondsOf(now);
+}
+
+/// Finds out which file a path leads to, and when it was changed.
+LONG Identify(const std::string& path, FileIdentity* identity, ChangeTime* changed) {
   struct stat status {};
   if (stat(path.c_str(), &status) == 0) {
     *identity = {status.st_dev, status.st_ino};
+    *changed = NanosecondsOf(status.st_ctim);
     return ERROR_SUCCESS;
   }
   switch (errno) {
@@ -157,22 +185,39 @@ LONG Hive::PrepareRead(std::uint64_t request) {
   const bool isOwn = owner_ == CurrentProcessId();
   if (request != 0 && request == request_ && isOwn) return ERROR_SUCCESS;
   FileIdentity current;
-  const LONG identified = Identify(path_, &current);
+  ChangeTime changed = 0;
+  const LONG identified = Identify(path_, &current, &changed);
   if (identified == ERROR_FILE_NOT_FOUND) NoteMissing();
   if (identified != ERROR_SUCCESS) return identified;
   // An open connection prevents its file's inode number from being reused.
   const bool isSameFile = database_ != nullptr && current == identity_;
-  if (isSameFile && isOwn) {
-    const std::optional<FileState> state = ReadState();
-    if (!state || state != keptAt_) Forget();
-  } else {
-    Disconnect();
-    if (!isSameFile) ++generation_;
-    const LONG error = Connect(SQLITE_OPEN_READWRITE);
-    if (error != ERROR_SUCCESS) return error;
+  if (isSameFile && isOwn && changed != restedSince_) CheckState(changed);
+  if (!isSameFile || !isOwn || database_ == nullptr) {
+    if (const LONG error = Reconnect(isSameFile); error != ERROR_SUCCESS) return error;
   }
   request_ = request;
   return ERROR_SUCCESS;
+}
+
+void Hive::CheckState(ChangeTime changed) {
+  restedSince_.reset();
+  const std::optional<FileState> state = ReadState();
+  if (!state || state != keptAt_) return Forget();
+  if (!hasSystemTimes_ || !IsRested(changed)) return;
+  // Without the lock, a write could be in progress that has set the change time, but has not
+  // changed the header yet. A locked file is not waited for: it is checked again next time.
+  sqlite3_busy_handler(database_, nullptr, nullptr);
+  ReadTogether([&] {
+    const LONG locked = FindKey(kRootKey);
+    FileIdentity current;
+    ChangeTime now = 0;
+    const bool isUnchanged = locked == ERROR_SUCCESS && ReadState() == state &&
+                             Identify(path_, &current, &now) == ERROR_SUCCESS &&
+                             current == identity_ && now == changed;
+    if (isUnchanged) restedSince_ = changed;
+    return locked;
+  });
+  if (database_ != nullptr) sqlite3_busy_handler(database_, WaitForLock, nullptr);
 }
 
 void Hive::NoteMissing() {
@@ -307,6 +352,13 @@ void Hive::Forget() {
   keys_.clear();
   paths_.clear();
   keptAt_.reset();
+  restedSince_.reset();
+}
+
+LONG Hive::Reconnect(bool isSameFile) {
+  Disconnect();
+  if (!isSameFile) ++generation_;
+  return Connect(SQLITE_OPEN_READWRITE);
 }
 
 LONG Hive::Connect(int flags) {
@@ -317,7 +369,9 @@ LONG Hive::Connect(int flags) {
     sqlite3_busy_handler(database_, WaitForLock, nullptr);
     error = (flags & SQLITE_OPEN_CREATE) != 0 ? CreateTables() : CheckTables();
   }
-  if (error == ERROR_SUCCESS) error = Identify(path_, &identity_);
+  ChangeTime ignored = 0;
+  if (error == ERROR_SUCCESS) error = Identify(path_, &identity_, &ignored);
+  hasSystemTimes_ = HasSystemTimes(path_);
   isMissing_ = false;
   if (error != ERROR_SUCCESS) Disconnect();
   return error;

@@ -124,6 +124,9 @@ struct FileIdentity {
   bool operator==(const FileIdentity&) const = default;
 };
 
+/// When a file was last changed, by the system's clock, in nanoseconds.
+using ChangeTime = std::int64_t;
+
 /// The content of a key as of one read.
 struct KeyContent {
   struct Value {
@@ -161,8 +164,15 @@ class Transaction {
   bool isOpen_;
 };
 
-/// A hive's file, the connection to it, and a cache of what was read. Reading a key again costs one
-/// read of the file header instead of locks and queries; the header shows writes by any process.
+/// A hive's file, the connection to it, and a cache of what was read. Before the cache is used
+/// again, one system call checks that the path leads to the same file, and when that was changed.
+/// If its change time cannot be relied on, or is another one, the file header is read as well,
+/// which shows writes by any process. Neither needs locks or queries.
+///
+/// A change time is relied on once the file has rested: while this process held the lock that
+/// excludes writers, the header was that of the cache, and the last change was 100 ms ago. The
+/// clock of change times advances at least every 10 ms, so each later write sets another time. Only
+/// file systems that use this system's clock, with a resolution below a millisecond, are relied on.
 class Hive {
  public:
   explicit Hive(std::string path) : path_(std::move(path)), version_(NewVersion()) {}
@@ -260,9 +270,13 @@ class Hive {
     const LONG ended = transaction.Commit();
     return result != ERROR_SUCCESS ? result : ended;
   }
+  /// Drops the cache unless the file header is still that of the cache. Relies on the change time
+  /// from now on if the file has rested.
+  void CheckState(ChangeTime changed);
   /// No two versions of any hive are the same.
   static std::uint64_t NewVersion();
   void NoteMissing();
+  LONG Reconnect(bool isSameFile);
   LONG Connect(int flags);
   LONG CheckTables();
   /// Whether the file has the stamps; older ones get them with the next write.
@@ -281,8 +295,10 @@ class Hive {
   static constexpr std::size_t kMaxCached = 4096;
   bool isMissing_ = false;  ///< there was no file at the last look
   std::uint64_t version_;
-  std::uint64_t request_ = 0;        ///< the last one that checked the file
-  std::optional<FileState> keptAt_;  ///< the file's state when the rest was read
+  std::uint64_t request_ = 0;              ///< the last one that checked the file
+  std::optional<FileState> keptAt_;        ///< the file's state when the rest was read
+  bool hasSystemTimes_ = false;            ///< the file system has the system's change times
+  std::optional<ChangeTime> restedSince_;  ///< the change time that shows that state
   std::unordered_map<sqlite3_int64, KeyContent> keys_;
   std::map<std::pair<sqlite3_int64, std::wstring>, PathEnd> paths_;
 };
