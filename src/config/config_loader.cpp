@@ -13,6 +13,7 @@
 #include "orv/xml/markup.h"
 #include "platform/files.h"
 #include "platform/letter_case.h"
+#include "platform/reused_objects.h"
 
 namespace orv {
 namespace {
@@ -61,6 +62,12 @@ struct PrinterPath {
   std::wstring folder;
   std::wstring driverName;
   std::wstring path;
+};
+
+/// The last printer of a caller, for which a cached load needs little more than the look-up.
+struct LastPrinter {
+  PrinterFacts facts;
+  PrinterPath path;
 };
 
 }  // namespace
@@ -137,9 +144,9 @@ std::wstring ConfigFileName(std::wstring_view driverName) {
 LoadResult LoadPrinterConfig(HANDLE printer, ConfigsCache* cache, CLoggerClient* client,
                              LoadObserver* observer) {
   if (!IsPrinterHandle(printer)) return Fail(LoadFailure::kInvalidPrinter, {}, {}, observer);
-  // The last printer's, for which a cached load needs little more than the look-up.
-  static thread_local PrinterFacts facts;
-  static thread_local PrinterPath last;
+  static ReusedObjects<LastPrinter> printers;
+  const ReusedObjects<LastPrinter>::Use used(&printers);
+  auto& [facts, last] = *used;
   if (!GetPrinterFacts(printer, &facts)) observer->OnUndescribedPrinter(GetLastError());
   static const std::wstring kNoFolder;
   const std::wstring& folder = client != nullptr ? client->m_stModuleFolder : kNoFolder;

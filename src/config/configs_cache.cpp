@@ -31,13 +31,13 @@ ConfigsCache& ConfigsCache::operator=(const ConfigsCache& other) {
 ConfigsCache::~ConfigsCache() { Clear(); }
 
 Config* ConfigsCache::GetConfig(const std::wstring& path) {
-  const std::lock_guard guard(lock_);
+  const orv::LockGuard guard(lock_);
   const auto found = entries_.find(path);
   return found != entries_.end() ? found->second : nullptr;
 }
 
 Config* ConfigsCache::SetConfig(const std::wstring& path, Config* config) {
-  const std::lock_guard guard(lock_);
+  const orv::LockGuard guard(lock_);
   const auto [entry, inserted] = entries_.try_emplace(path, config);
   return inserted ? nullptr : entry->second;
 }

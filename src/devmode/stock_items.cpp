@@ -6,19 +6,21 @@
 #include <cstring>
 #include <limits>
 #include <memory>
-#include <mutex>
 #include <string_view>
 #include <type_traits>
 #include <unordered_map>
 #include <utility>
 
 #include "devmode/merge.h"
+#include "orv/platform/lock.h"
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
 #include "orv/settings/settings.h"
 #include "orv/text/format.h"
 #include "platform/letter_case.h"
 #include "platform/registry_cache.h"
+#include "platform/reused_objects.h"
+#include "platform/unload.h"
 #include "session/session.h"
 
 namespace orv {
@@ -130,27 +132,32 @@ bool IsCurrent(const KeptItems& kept) {
 class ItemsCache {
  public:
   std::shared_ptr<const KeptItems> Find(const ItemsOwner& owner) {
-    const std::lock_guard guard(lock_);
+    const LockGuard guard(lock_);
     const auto found = std::ranges::find_if(
         kept_, [&](const auto& kept) { return kept != nullptr && kept->owner == owner; });
     return found != kept_.end() ? *found : nullptr;
   }
   void Put(std::shared_ptr<const KeptItems> made) {
-    const std::lock_guard guard(lock_);
+    const LockGuard guard(lock_);
     const auto found = std::ranges::find_if(
         kept_, [&](const auto& kept) { return kept != nullptr && kept->owner == made->owner; });
     (found != kept_.end() ? *found : kept_[next_++ % kept_.size()]) = std::move(made);
   }
 
  private:
-  std::mutex lock_;
+  Lock lock_;
   std::array<std::shared_ptr<const KeptItems>, 16> kept_;
   std::size_t next_ = 0;
 };
 
-/// Never destroyed: other destructors may still use it.
+/// Not destroyed at process exit: other destructors may still use it.
 ItemsCache& TheCache() {
-  static auto* const cache = new ItemsCache;
+  static auto* const cache = [] {
+    static ItemsCache* made = nullptr;
+    made = new ItemsCache;
+    AtUnload([] { delete made; });
+    return made;
+  }();
   return *cache;
 }
 
@@ -376,7 +383,9 @@ LONG DeleteStockItem(const std::wstring& path, const GUID& guid) {
 
 StockList FindStockItems(HANDLE printer, const wchar_t* printerName, MergeObserver* observer) {
   observer->OnLoadingStockItems();
-  static thread_local ItemsOwner owner;  // reused, which allocates less
+  static ReusedObjects<ItemsOwner> owners;
+  const ReusedObjects<ItemsOwner>::Use used(&owners);
+  ItemsOwner& owner = *used;
   owner.printerName = printerName != nullptr ? printerName : L"";
   owner.mustReadSession = false;
   owner.processId = 0;

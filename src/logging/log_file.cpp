@@ -1,8 +1,7 @@
 #include "logging/log_file.h"
 
-#include <mutex>
-
 #include "base/product.h"
+#include "orv/platform/lock.h"
 #include "orv/text/format.h"
 #include "platform/files.h"
 
@@ -13,6 +12,10 @@ bool IsFolder(const std::wstring& path) {
   std::error_code error;
   return !path.empty() && std::filesystem::is_directory(ToPath(path), error);
 }
+
+/// Initialised before any call, unlike a local lock: a thread that ends during the initialisation
+/// of a local object would block all others.
+Lock pathLock;
 
 }  // namespace
 
@@ -31,11 +34,10 @@ std::wstring LogFilePath(const std::wstring& folder, const LocalTime& day) {
 
 std::shared_ptr<const std::filesystem::path> LogFileOf(const LocalTime& day,
                                                        const std::wstring& wanted) {
-  static std::mutex lock;
   static std::wstring s_stLogFolder;
   static LocalTime dayOfPath;
   static std::shared_ptr<const std::filesystem::path> path;
-  const std::lock_guard guard(lock);
+  const LockGuard guard(pathLock);
   if (s_stLogFolder.empty()) s_stLogFolder = ChooseLogFolder(wanted);
   if (s_stLogFolder.empty()) return nullptr;
   // Most entries go to the same file as the previous one, whose path can be reused.

@@ -23,7 +23,7 @@ int CLogger::m_bWriteLogToDebug = 1;
 int CLogger::m_bWriteLogToFile = 1;
 CString CLogger::m_stDesiredLogPath;
 CString CLogger::m_stLogGroups;
-std::mutex CLogger::m_csFileLock;
+orv::Lock CLogger::m_csFileLock;
 int CLogger::m_nRefCount = 0;
 
 namespace {
@@ -127,7 +127,7 @@ void WriteToLogFile(std::wstring_view line, const orv::LocalTime& now) {
   if (path == nullptr) return;
   std::error_code error;
   const bool isNew = !std::filesystem::exists(*path, error);
-  const std::lock_guard guard(CLogger::m_csFileLock);
+  const orv::LockGuard guard(CLogger::m_csFileLock);
   orv::ExclusiveFile file;
   // If another process holds the file, the entry is dropped instead of blocking the caller.
   if (!file.OpenTrusted(*path)) return;

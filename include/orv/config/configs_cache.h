@@ -1,11 +1,11 @@
 #pragma once
 
 #include <map>
-#include <mutex>
 #include <string>
 
 #include "orv/config/config.h"
 #include "orv/platform/export.h"
+#include "orv/platform/lock.h"
 
 /// The loaded configurations of the process, by the path of their files. `CConfigParser::Load`
 /// fills the cache:
@@ -49,6 +49,6 @@ class ORV_EXPORT ConfigsCache {
  private:
   ConfigsCache() = default;
 
-  std::mutex lock_;
+  orv::Lock lock_;
   std::map<std::wstring, Config*> entries_;
 };

@@ -10,10 +10,10 @@
 ///     CLogger::LOG_WARNING(&client, L"The ribbon is nearly used up", L"Rendering");
 ///     CLogger::StopLogging(&client);
 
-#include <mutex>
 #include <new>
 
 #include "orv/platform/export.h"
+#include "orv/platform/lock.h"
 #include "orv/platform/types.h"
 #include "orv/text/format.h"
 
@@ -79,7 +79,7 @@ class ORV_EXPORT CLogger {
   static int m_bWriteLogToFile;       ///< append entries to the daily file
   static CString m_stDesiredLogPath;  ///< the folder that the registry names
   static CString m_stLogGroups;       ///< active groups, lower case, as `#name#name#`
-  static std::mutex m_csFileLock;     ///< serialises writes to the file
+  static orv::Lock m_csFileLock;      ///< serialises writes to the file
   static int m_nRefCount;             ///< starts not yet matched by stops
 };
 

@@ -20,6 +20,7 @@
 #include <utility>
 
 #include "base/utf8.h"
+#include "orv/platform/lock.h"
 #include "platform/files.h"
 #include "platform/posix/descriptor.h"
 

@@ -13,6 +13,7 @@
 #include <unordered_map>
 
 #include "base/utf8.h"
+#include "orv/platform/lock.h"
 #include "platform/letter_case.h"
 #include "platform/posix/hive.h"
 #include "platform/posix/user_folder.h"
@@ -48,7 +49,7 @@ struct KeyHandle {
 };
 
 struct Store {
-  std::mutex lock;
+  Lock lock;
   std::string folder;         ///< `ORV_REGISTRY_DIR` when the hives were located
   std::uint64_t request = 0;  ///< the last request for which that was checked
   std::shared_ptr<Hive> user;
@@ -70,7 +71,7 @@ Store& TheStore() {
 
 /// Locks the store. Another thread may hold it while it waits for a locked file, so the time counts
 /// as such a wait.
-std::unique_lock<std::mutex> Lock(Store* store) {
+std::unique_lock<Lock> LockStore(Store* store) {
   Request& request = Request::OfThread();
   if (request.number == 0) request = {};  // each call is a request of its own
   std::unique_lock guard(store->lock, std::try_to_lock);
@@ -118,7 +119,7 @@ std::optional<KeyHandle> Resolve(Store* store, HKEY key) {
 template <typename Work>
 LONG Reach(HKEY handle, Work work) {
   Store& store = TheStore();
-  const std::unique_lock guard = Lock(&store);
+  const std::unique_lock guard = LockStore(&store);
   const std::optional<KeyHandle> key = Resolve(&store, handle);
   if (!key) return ERROR_INVALID_HANDLE;
   Hive& hive = *key->hive;
@@ -149,7 +150,7 @@ enum class MissingFile { kCreate, kReport };
 template <typename Work>
 LONG Write(HKEY handle, MissingFile missingFile, Work work) {
   Store& store = TheStore();
-  const std::unique_lock guard = Lock(&store);
+  const std::unique_lock guard = LockStore(&store);
   const std::optional<KeyHandle> key = Resolve(&store, handle);
   if (!key) return ERROR_INVALID_HANDLE;
   Hive& hive = *key->hive;
@@ -266,7 +267,7 @@ LONG RegistryKey::Open(HKEY parent, const std::wstring& path, RegistryAccess acc
   if (result != ERROR_FILE_NOT_FOUND || !SplitPath(UpToTerminator(path)).empty()) return result;
   // The root of a hive that was never written exists and is empty.
   Store& store = TheStore();
-  const std::lock_guard guard(store.lock);
+  const LockGuard guard(store.lock);
   const std::optional<KeyHandle> root = Resolve(&store, parent);
   if (!root) return ERROR_INVALID_HANDLE;
   open(&store, *root);
@@ -292,7 +293,7 @@ LONG RegistryKey::Create(HKEY parent, const std::wstring& path) {
 void RegistryKey::Close() {
   if (key_ != nullptr) {
     Store& store = TheStore();
-    const std::lock_guard guard(store.lock);
+    const LockGuard guard(store.lock);
     store.handles.erase(reinterpret_cast<std::uintptr_t>(key_));
   }
   key_ = nullptr;
@@ -378,7 +379,7 @@ LONG ReadChangedRegistryKeys(HKEY key, const KnownStamps& known,
 
 std::uint64_t RegistryVersion(HKEY key) {
   Store& store = TheStore();
-  const std::unique_lock guard = Lock(&store);
+  const std::unique_lock guard = LockStore(&store);
   LocateHives(&store);
   Hive& hive = *(key == HKEY_CURRENT_USER ? store.user : store.machine);
   const LONG result =
@@ -402,7 +403,7 @@ LONG WriteRegistryKeys(HKEY key, std::span<const RegistrySubKey> subKeys) {
 
 std::wstring RegistryStoreName(HKEY hive) {
   Store& store = TheStore();
-  const std::lock_guard guard(store.lock);
+  const LockGuard guard(store.lock);
   LocateHives(&store);
   const bool isUsers = hive == HKEY_CURRENT_USER;
   const std::string& path = (isUsers ? store.user : store.machine)->path();

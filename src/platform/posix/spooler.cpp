@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <mutex>
 #include <unordered_map>
 #include <utility>
 
+#include "orv/platform/lock.h"
 #include "orv/platform/registry.h"
 #include "platform/letter_case.h"
 #include "platform/registry_cache.h"
@@ -26,7 +26,7 @@ struct OpenPrinter {
 /// The open printers. Handles are numbers that are never reused, so closed and invalid handles are
 /// detected.
 struct OpenPrinters {
-  std::mutex lock;
+  Lock lock;
   std::unordered_map<std::uintptr_t, OpenPrinter> printers;
   std::uintptr_t nextHandle = 0x1000;
 };
@@ -76,7 +76,7 @@ HANDLE OpenPrinterHandle(const wchar_t* name) {
     return nullptr;
   }
   OpenPrinters& printers = ThePrinters();
-  const std::lock_guard guard(printers.lock);
+  const LockGuard guard(printers.lock);
   const std::uintptr_t handle = printers.nextHandle++;
   printers.printers.emplace(handle, OpenPrinter{name});
   return reinterpret_cast<HANDLE>(handle);
@@ -84,7 +84,7 @@ HANDLE OpenPrinterHandle(const wchar_t* name) {
 
 void ClosePrinterHandle(HANDLE printer) {
   OpenPrinters& printers = ThePrinters();
-  const std::lock_guard guard(printers.lock);
+  const LockGuard guard(printers.lock);
   printers.printers.erase(reinterpret_cast<std::uintptr_t>(printer));
 }
 
@@ -94,7 +94,7 @@ bool GetPrinterFacts(HANDLE printer, PrinterFacts* facts) {
   const auto handle = reinterpret_cast<std::uintptr_t>(printer);
   std::wstring name;
   {
-    const std::lock_guard guard(printers.lock);
+    const LockGuard guard(printers.lock);
     const auto found = printers.printers.find(handle);
     if (found == printers.printers.end()) {
       *facts = {};
@@ -118,7 +118,7 @@ bool GetPrinterFacts(HANDLE printer, PrinterFacts* facts) {
   }
   TakeFacts(values, facts);
   if (RegistryVersion(HKEY_LOCAL_MACHINE) == version) {
-    const std::lock_guard guard(printers.lock);
+    const LockGuard guard(printers.lock);
     const auto found = printers.printers.find(handle);
     if (found != printers.printers.end()) found->second = {name, *facts, version};
   }

@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/unload.h"
+
 namespace orv {
 namespace {
 
@@ -29,12 +31,13 @@ CryptoFailure Failed(CryptoStep step, NTSTATUS status) {
 }
 
 /// An algorithm's provider. Opening it loads the algorithm, so the first user opens it and all
-/// threads share it. It is never closed: at process exit that could wait for threads that no longer
-/// exist.
+/// threads share it. It is closed when the library is unloaded, but not at process exit, where that
+/// could wait for threads that no longer exist. (Pseudo-handles, which need no closing, require
+/// Windows 10.)
 class Provider {
  public:
-  constexpr Provider(const wchar_t* algorithm, const wchar_t* chainingMode)
-      : algorithm_(algorithm), chainingMode_(chainingMode) {}
+  constexpr Provider(const wchar_t* algorithm, const wchar_t* chainingMode, void (*close)())
+      : algorithm_(algorithm), chainingMode_(chainingMode), close_(close) {}
 
   CryptoFailure Open() {
     if (handle_.load() != nullptr) return {};
@@ -52,6 +55,8 @@ class Provider {
     BCRYPT_ALG_HANDLE none = nullptr;
     if (failure || !handle_.compare_exchange_strong(none, handle)) {
       BCryptCloseAlgorithmProvider(handle, 0);  // unusable, or another thread was faster
+    } else {
+      AtUnload(close_);
     }
     return failure;
   }
@@ -63,16 +68,26 @@ class Provider {
     return Succeeded(status) ? CryptoFailure{} : Failed(CryptoStep::kProperty, status);
   }
 
+  void Close() {
+    if (BCRYPT_ALG_HANDLE handle = handle_.exchange(nullptr)) {
+      BCryptCloseAlgorithmProvider(handle, 0);
+    }
+  }
+
   BCRYPT_ALG_HANDLE get() const { return handle_.load(); }
 
  private:
   const wchar_t* const algorithm_;
   const wchar_t* const chainingMode_;  ///< null for algorithms without one
+  void (*const close_)();              ///< closes this provider
   std::atomic<BCRYPT_ALG_HANDLE> handle_ = nullptr;
 };
 
-constinit Provider aesProvider(BCRYPT_AES_ALGORITHM, BCRYPT_CHAIN_MODE_CBC);
-constinit Provider sha256Provider(BCRYPT_SHA256_ALGORITHM, nullptr);
+extern Provider aesProvider;
+extern Provider sha256Provider;
+constinit Provider aesProvider(BCRYPT_AES_ALGORITHM, BCRYPT_CHAIN_MODE_CBC,
+                               [] { aesProvider.Close(); });
+constinit Provider sha256Provider(BCRYPT_SHA256_ALGORITHM, nullptr, [] { sha256Provider.Close(); });
 
 HeapBuffer AllocateBuffer(DWORD size) { return HeapBuffer(static_cast<BYTE*>(HeapAllocate(size))); }
 
