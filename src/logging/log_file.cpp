@@ -13,7 +13,7 @@ bool IsFolder(const std::wstring& path) {
   return !path.empty() && std::filesystem::is_directory(ToPath(path), error);
 }
 
-/// Initialised before any call, unlike a local lock: a thread that ends during the initialisation
+/// Constructed before any call, unlike a local lock: a thread that ends during the construction
 /// of a local object would block all others.
 Lock pathLock;
 

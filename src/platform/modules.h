@@ -21,8 +21,8 @@ bool GetModulePath(HINSTANCE module, std::wstring* path);
 HINSTANCE OwnModule();
 
 /// Maps a resource library read-only; none of its code runs. Returns null and sets the thread's
-/// last error if it cannot be opened. The handle is never closed. On Linux it is the address of the
-/// file's bytes.
+/// last error if it cannot be opened. The handle is closed when the library is unloaded. On Linux
+/// it is the address of the file's bytes, and is never closed.
 HINSTANCE LoadResourceModule(const std::wstring& path);
 
 }  // namespace orv

@@ -1,19 +1,30 @@
 #include "platform/unload.h"
 
-#include <atomic>
+#include <algorithm>
+#include <cstddef>
+#include <span>
+
+#include "orv/platform/lock.h"
 
 namespace orv {
 namespace {
 
 /// Enough for every caller in the library.
-constexpr int kMaxFunctions = 8;
+constexpr std::size_t kMaxFunctions = 8;
 
+Lock unloadLock;
 void (*unloadFunctions[kMaxFunctions])();
-std::atomic<int> unloadFunctionCount{0};
+std::size_t unloadFunctionCount = 0;
 
 }  // namespace
 
-void AtUnload(void (*release)()) { unloadFunctions[unloadFunctionCount++] = release; }
+void AtUnload(void (*release)()) {
+  const LockGuard guard(unloadLock);
+  const std::span registered(unloadFunctions, unloadFunctionCount);
+  if (std::ranges::find(registered, release) == registered.end()) {
+    unloadFunctions[unloadFunctionCount++] = release;
+  }
+}
 
 void CallUnloadFunctions() {
   while (unloadFunctionCount > 0) unloadFunctions[--unloadFunctionCount]();

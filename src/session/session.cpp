@@ -15,6 +15,7 @@
 #include "platform/letter_case.h"
 #include "platform/processes.h"
 #include "platform/registry_cache.h"
+#include "platform/unload.h"
 
 namespace {
 
@@ -157,7 +158,10 @@ void CleanUpEntry(const Entry& entry) {
 SessionData::~SessionData() { CloseParent(); }
 
 SessionData& SessionData::Shared() {
-  if (theSession == nullptr) theSession = new SessionData;
+  if (theSession == nullptr) {
+    theSession = new SessionData;
+    orv::AtUnload(&DestroyShared);
+  }
   return *theSession;
 }
 

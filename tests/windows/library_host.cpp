@@ -60,6 +60,7 @@ Usage Measure() {
 }
 
 using Request = HRESULT(CLoggerClient*, ConfigsCache*, const wchar_t*, DWORD, OEMDMPARAM*);
+using Resources = HINSTANCE();
 using Protect = std::optional<std::string>(std::string_view);
 
 template <typename Function>
@@ -98,13 +99,15 @@ bool UseOnce(const char* path, LastingThread* thread) {
   auto* const request = Find<Request>(library, "hrOEMDevMode");
   auto* const protect = Find<Protect>(
       library, "_ZN3orv12ProtectBytesB5cxx11ESt17basic_string_viewIcSt11char_traitsIcEE");
-  if (request == nullptr || protect == nullptr) return false;
+  auto* const resources = Find<Resources>(library, "GetResourcesDllInstanceHandle");
+  if (request == nullptr || protect == nullptr || resources == nullptr) return false;
   OEMDMPARAM param{};
   param.cbSize = sizeof(param);
   tagOEMDEV record{};
   param.pOEMDMOut = &record;
   const bool hasSize = request(nullptr, nullptr, L"none", OEMDM_SIZE, &param) == S_OK;
   const bool hasFailed = request(nullptr, nullptr, L"none", OEMDM_DEFAULT, &param) == E_FAIL;
+  const bool hasResources = resources() != nullptr;
   // The initialization vector's state belongs to the thread: this one, one that stays, one that
   // ends.
   int protectedTexts = 0;
@@ -113,7 +116,7 @@ bool UseOnce(const char* path, LastingThread* thread) {
   thread->Do(protectText);
   std::thread(protectText).join();
   return FreeLibrary(library) && GetModuleHandleA("orv_shared.dll") == nullptr && hasSize &&
-         hasFailed && protectedTexts == 3;
+         hasFailed && hasResources && protectedTexts == 3;
 }
 
 int Reload(const char* path, int rounds) {

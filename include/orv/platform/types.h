@@ -36,23 +36,39 @@ using CString = std::wstring;
 /// Narrow text: bytes, or UTF-8 for text.
 using CStringA = std::string;
 
-/// The argument block of a device-mode call, in the layout of the spooler's plug-in interface.
-struct OEMDMPARAM {
-  /// Size of the block, the printer, the input records, and the output records.
-  DWORD cbSize;
-  void* pdriverobj;
-  HANDLE hPrinter;
-  HANDLE hModule;
-  DEVMODEW* pPublicDMIn;
-  DEVMODEW* pPublicDMOut;
-  void* pOEMDMIn;
-  void* pOEMDMOut;
-  DWORD cbBufSize;
-};
+/// `ORV_DRIVER_KIT` is 1 where the argument block of device-mode calls is declared by the driver
+/// kit's `printoem.h`, which may be included before or after this header. By default it is 1 if the
+/// compiler finds that file. Define it as 0 to use the declaration below, without `printoem.h`.
+#if !defined(ORV_DRIVER_KIT)
+#if defined(OEMDM_SIZE) || __has_include(<printoem.h>)
+#define ORV_DRIVER_KIT 1
+#else
+#define ORV_DRIVER_KIT 0
+#endif
+#endif
 
+#if ORV_DRIVER_KIT
+typedef struct _OEMDMPARAM OEMDMPARAM;
+#else
+/// The argument block of a device-mode call, in the layout of the spooler's plug-in interface.
+typedef struct _OEMDMPARAM {
+  DWORD cbSize;            ///< size of the block
+  void* pdriverobj;        ///< not used
+  HANDLE hPrinter;         ///< the printer
+  HANDLE hModule;          ///< not used
+  DEVMODEW* pPublicDMIn;   ///< the application's public record
+  DEVMODEW* pPublicDMOut;  ///< the resulting one
+  void* pOEMDMIn;          ///< the incoming private record
+  void* pOEMDMOut;         ///< the resulting one
+  DWORD cbBufSize;         ///< size of the private record
+} OEMDMPARAM;
+#endif
+
+#if !defined(OEMDM_SIZE)
 enum : DWORD {
   OEMDM_SIZE = 1,     ///< return the size of the private record
   OEMDM_DEFAULT = 2,  ///< fill the private record with defaults
   OEMDM_CONVERT = 3,  ///< convert a private record to the current version
   OEMDM_MERGE = 4,    ///< convert, then reconcile with the application's public record
 };
+#endif

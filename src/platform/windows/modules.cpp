@@ -3,6 +3,9 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <atomic>
+
+#include "platform/unload.h"
 
 namespace orv {
 
@@ -23,7 +26,18 @@ HINSTANCE OwnModule() {
 }
 
 HINSTANCE LoadResourceModule(const std::wstring& path) {
-  return LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
+  // The system counts the loads, so each one adds to what unloading has to undo.
+  static std::atomic<int> s_loads{0};
+  static std::atomic<HINSTANCE> s_module{nullptr};
+  const HINSTANCE module = LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
+  if (module != nullptr) {
+    s_module = module;
+    ++s_loads;
+    AtUnload([] {
+      for (; s_loads > 0; --s_loads) FreeLibrary(s_module);
+    });
+  }
+  return module;
 }
 
 }  // namespace orv
