@@ -615,8 +615,32 @@ TEST_F(RequestFaults, Merges) {
            return merged == expected && publicOut.dmPaperWidth == 500 ? "" : "another record";
          }});
 
-  // A merge without corrections, of what an earlier one has read.
   in = out;
+  // The functions with C linkage that return nothing or only a flag do not throw either.
+  const auto both = [&] {
+    return Bytes(out) + std::string(reinterpret_cast<char*>(&publicOut), sizeof publicOut);
+  };
+  std::string unchanged;
+  Sweep({"apply a stock item", kDone, kDone,
+         [&] {
+           SetSetting(HKEY_CURRENT_USER, L"Test", L"Changes", std::to_wstring(++changes));
+           out = {};
+           publicOut = {};
+           unchanged = both();
+         },
+         [&] {
+           ApplyStockItem(&publicIn, &publicOut, &out, printer_.handle(), L"Label 1",
+                          &module_.client);
+           return kDone;
+         },
+         [&](Ending, bool isWhole) {
+           return !isWhole || both() == unchanged || publicOut.dmPaperWidth == 500 ? "" : "in part";
+         }});
+  Sweep({"convert", kDone, kDone, [&] { out = {}; },
+         [&] { return EndingOf(ConvertOEMDevmodeVersions(&module_.client, &in, &out) == TRUE); },
+         [&](Ending, bool) { return Bytes(out) == Bytes(in) ? "" : "converted in part"; }});
+
+  // A merge without corrections, of what an earlier one has read.
   in.AllowCustomPageSize = 1;
   publicIn.dmPaperSize = kFirstStockPaperSize - 1;
   EXPECT_EQ(hrOEMDevMode(&module_.client, cache_, L"Label 1", OEMDM_MERGE, &param), S_OK);

@@ -1,14 +1,20 @@
 #include "orv/devmode/stock_items.h"
 
+#include <new>
+
 #include "devmode/merge.h"
 #include "devmode/merge_log.h"
 
 void ApplyStockItem(const DEVMODEW* in, DEVMODEW* out, tagOEMDEV* dev, HANDLE printer,
                     const wchar_t* printerName, CLoggerClient* logger) {
   if (in == nullptr || out == nullptr || dev == nullptr) return;
-  const orv::RegistrySnapshot request;
-  orv::MergeLog log(logger);
-  orv::MergeStockItem(orv::FindStockItems(printer, printerName, &log), *in, out, dev, &log);
+  try {
+    const orv::RegistrySnapshot request;
+    orv::MergeLog log(logger);
+    orv::MergeStockItem(orv::FindStockItems(printer, printerName, &log), *in, out, dev, &log);
+  } catch (const std::bad_alloc&) {
+    CLogger::LOG_ERROR(logger, L"ApplyStockItem: out of memory", orv::kDevModeSource);
+  }
 }
 
 namespace orv {

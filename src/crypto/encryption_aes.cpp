@@ -247,6 +247,8 @@ BYTE* AesCbcDecrypt(const BYTE* cipherText, DWORD cipherLength, const BYTE* key,
   });
 }
 
+void FreeCryptoBuffer(BYTE* buffer) { orv::HeapRelease(buffer); }
+
 void orv::SetDiagnosticSink(DiagnosticSink sink) { diagnosticSink = sink; }
 
 CString orv::Sha256HexOf(std::string_view bytes) {

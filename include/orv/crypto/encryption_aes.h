@@ -10,10 +10,12 @@
 ///     DWORD length = 0;
 ///     BYTE* const result = cipher.EncryptAsBytes(plain, sizeof plain, &length);
 ///     if (result != nullptr) Use(result, length);
+///     FreeCryptoBuffer(result);
 ///
-/// Returned buffers come from the process heap, and the caller frees them: with `HeapFree` on
-/// Windows, with `free` on Linux. Failures print a line to standard output and show in the result;
-/// nothing is logged. An object belongs to one thread at a time; the functions are thread-safe.
+/// `FreeCryptoBuffer` frees returned buffers. They come from the process heap, so on Windows
+/// `HeapFree` frees them too, and on Linux `free`. Failures print a line to standard output and
+/// show in the result; nothing is logged. An object belongs to one thread at a time; the functions
+/// are thread-safe.
 
 /// Encrypts and decrypts with one key.
 class ORV_EXPORT CEncryptionAES {
@@ -60,6 +62,9 @@ ORV_EXPORT BYTE* AesCbcEncrypt(const BYTE* key, DWORD keyLength, const BYTE* iv,
 /// Decrypts the output of `AesCbcEncrypt`; returns null on failure, also if the padding is invalid.
 ORV_EXPORT BYTE* AesCbcDecrypt(const BYTE* cipher, DWORD cipherLength, const BYTE* key,
                                DWORD keyLength, const BYTE* iv, DWORD ivLength, DWORD* plainLength);
+
+/// Frees a buffer that a function or class of this header returned; null is ignored.
+ORV_EXPORT void FreeCryptoBuffer(BYTE* buffer);
 
 /// Returns the SHA-256 digest of the salt followed by the text, both as UTF-8, as 64 lower-case
 /// hexadecimal digits. Returns an empty text for empty input and on failure.

@@ -58,8 +58,8 @@ extern "C" {
 
 /// Applies the paper size that an application chose in `in` to the private and public settings: the
 /// stock item with that number, the record's selected item, or the application's own size. Does
-/// nothing unless all three records are given; `printerName` may be null. Throws `std::bad_alloc`,
-/// with nothing changed.
+/// nothing unless all three records are given; `printerName` may be null. If memory runs out,
+/// nothing is changed, and a line in the log says so.
 ORV_EXPORT void ApplyStockItem(const DEVMODEW* in, DEVMODEW* out, tagOEMDEV* dev, HANDLE printer,
                                const wchar_t* printerName, CLoggerClient* logger);
 

@@ -20,7 +20,6 @@
 #include <utility>
 
 #include "base/utf8.h"
-#include "orv/platform/lock.h"
 #include "platform/files.h"
 #include "platform/posix/descriptor.h"
 
