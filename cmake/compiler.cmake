@@ -23,7 +23,8 @@ if(WIN32)
   # GCC stores 32-byte SIMD vectors on the 16-byte aligned Windows stack; the assembler option replaces
   # aligned moves by unaligned ones. The runtime is linked statically, so only system DLLs are imported.
   target_compile_options(orv_compiler INTERFACE -Wa,-muse-unaligned-vector-move)
-  target_link_options(orv_compiler INTERFACE -static)
+  # Without time stamps two builds of the same sources give the same bytes.
+  target_link_options(orv_compiler INTERFACE -static -Wl,--no-insert-timestamp)
 endif()
 
 set(ORV_SANITIZE "" CACHE STRING "Sanitizers to build with, in the form of -fsanitize")

@@ -1,7 +1,7 @@
 #pragma once
 
-/// The declarations of the driver kit's header of this name that clash most easily with those of the
-/// library, in the same form.
+/// The declarations of the driver kit's header of this name that clash most easily with those of
+/// the library, in the same form.
 
 typedef struct _OEMDMPARAM {
   DWORD cbSize;
