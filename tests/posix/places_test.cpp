@@ -62,7 +62,7 @@ TEST(Places, AReadOnlyFolderDoesNotChange) {
     CMarkup doc(L"<a/>");
     for (const wchar_t* name : {L"a.xml", L"new.xml"}) {
       EXPECT_FALSE(doc.Save(folder.Name(name)));
-      EXPECT_EQ(doc.GetError(), L"cannot write " + folder.Name(name));
+      EXPECT_EQ(doc.GetError(), L"cannot write " + folder.Name(name) + L": access is denied");
     }
     ExpectFails({"config", "sign", path("a.xml")}, "cannot write " + path("a.xml"));
     ExpectFails({"config", "protect", path("a.xml"), path("b.xml")}, "cannot write");

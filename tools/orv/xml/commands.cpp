@@ -419,7 +419,7 @@ void AddFormatCommand(CLI::App* group) {
   AddLossyFlag(command, &options->mayLose);
   command->footer(
       "The text is printed as UTF-8, a replaced file keeps its encoding; a declaration that names\n"
-      "another encoding is corrected. Elements that contain text or have xml:space=\"preserve\" "
+      "another encoding is corrected. Elements that contain text or have xml:space=\"preserve\"\n"
       "are not changed.\n"
       "Examples:\n  orv xml format settings.xml\n  orv xml format --indent 4 --in-place "
       "settings.xml");
