@@ -247,6 +247,45 @@ TEST_F(XmlFile, SavingSaysWhatItDid) {
   });
 }
 
+TEST_F(XmlFile, CharactersAreLostOnlyOnRequest) {
+  const std::wstring file = Path(L"out.xml");
+  struct {
+    const wchar_t* text;
+    const wchar_t* reason;
+  } const cases[] = {
+      {L"<?xml encoding='l1'?><r>a\u20ac\u20ac</r>",
+       L"l1 lacks the character at line 1, column 26"},
+      {L"<?xml encoding='l1'?><r>\xD83D\xDE00</r>", L"l1 lacks the character at line 1, column 25"},
+      {L"<?xml encoding='l1'?><r/>\n\u20ac", L"l1 lacks the character at line 2, column 1"},
+      {L"<r>\xD83D\xDE00\n\xD83D</r>", L"UTF-8 lacks the character at line 2, column 1"},
+      {L"<?xml encoding='foo'?><r/>",
+       L"the text declares the encoding foo, which this system does not support"},
+  };
+  for (const auto& [text, reason] : cases) {
+    Put(L"out.xml", "old");
+    CMarkup doc(text);
+    EXPECT_FALSE(doc.Save(file));
+    EXPECT_EQ(Show(doc.GetError()), Show(L"cannot write " + file + L": " + reason));
+    EXPECT_EQ(Get(L"out.xml"), "old");
+  }
+  // The parts before the character are not written either.
+  CMarkup parts;
+  ASSERT_TRUE(parts.Open(file, CMarkup::DOC_WRITEFILE));
+  parts.AddNode(CMarkup::NODE_PROCESSING_INSTRUCTION, L"xml encoding='l1'", CMarkup::ADD_NOLINES);
+  parts.AddElem(L"r", L"", CMarkup::ADD_NOLINES);
+  EXPECT_TRUE(parts.Flush());
+  parts.AddElem(L"s", L"\u20ac");
+  EXPECT_FALSE(parts.Close());
+  EXPECT_EQ(
+      Show(parts.GetError()),
+      Show(L"cannot write " + file + L": l1 lacks the character at offset 28 of the written text"));
+  EXPECT_EQ(Get(L"out.xml"), "old");
+  EXPECT_FALSE(parts.Open(file, CMarkup::DOC_READFILE | CMarkup::DOC_WRITEFILE));
+  EXPECT_EQ(Show(parts.GetError()),
+            Show(L"cannot open " + file +
+                 L": the flags must be one of DOC_READFILE, DOC_WRITEFILE and DOC_APPENDFILE"));
+}
+
 TEST_F(XmlFile, FailuresLeaveFilesAndDocumentsWhole) {
   CMarkup doc(L"<r/>");
   EXPECT_FALSE(doc.Load(Path(L"missing.xml")));

@@ -64,7 +64,8 @@ struct PrinterPath {
   std::wstring path;
 };
 
-/// The last printer of a caller, for which a cached load needs little more than the look-up.
+/// The printer of an earlier load. Loading it again from the cache needs little more than the
+/// look-up.
 struct LastPrinter {
   PrinterFacts facts;
   PrinterPath path;

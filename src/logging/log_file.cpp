@@ -13,8 +13,7 @@ bool IsFolder(const std::wstring& path) {
   return !path.empty() && std::filesystem::is_directory(ToPath(path), error);
 }
 
-/// Constructed before any call, unlike a local lock: a thread that ends during the construction
-/// of a local object would block all others.
+/// Not local: its construction would be guarded by another lock.
 Lock pathLock;
 
 }  // namespace

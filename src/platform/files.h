@@ -22,8 +22,8 @@ std::wstring FromPath(const std::filesystem::path& path);
 /// The part of a path after its last separator; the whole path if there is none.
 std::wstring FileNameOf(const std::wstring& path);
 
-/// Why the last call for a file failed in this thread, such as "access is denied"; call it before
-/// any other function.
+/// Describes the failure of this thread's last file operation, such as "access is denied". Call it
+/// right after the failure: other calls change the system's error code.
 std::wstring FileErrorText();
 
 /// The folders for log files, in order of preference. Not all of them have to exist. On Windows the

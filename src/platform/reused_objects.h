@@ -14,6 +14,17 @@ namespace orv {
 template <typename T>
 class ReusedObjects {
  public:
+  ReusedObjects() = default;
+  ReusedObjects(const ReusedObjects&) = delete;
+  ReusedObjects& operator=(const ReusedObjects&) = delete;
+#if defined(_WIN32)
+  /// Runs only when the library is unloaded. On Linux destructors also run at process exit, while
+  /// other threads may be in a call, so there the objects are never freed.
+  ~ReusedObjects() {
+    for (T* const object : free_) delete object;
+  }
+#endif
+
   /// Owns one of the objects during a call.
   class Use {
    public:
@@ -34,8 +45,8 @@ class ReusedObjects {
   std::unique_ptr<T> Take() {
     {
       const LockGuard guard(lock_);
-      for (std::unique_ptr<T>& object : free_) {
-        if (object != nullptr) return std::move(object);
+      for (T*& object : free_) {
+        if (object != nullptr) return std::unique_ptr<T>(std::exchange(object, nullptr));
       }
     }
     return std::make_unique<T>();
@@ -43,16 +54,16 @@ class ReusedObjects {
 
   void Return(std::unique_ptr<T> used) {
     const LockGuard guard(lock_);
-    for (std::unique_ptr<T>& object : free_) {
+    for (T*& object : free_) {
       if (object == nullptr) {
-        object = std::move(used);
+        object = used.release();
         return;
       }
     }
   }
 
   Lock lock_;
-  std::array<std::unique_ptr<T>, 16> free_;
+  std::array<T*, 16> free_{};
 };
 
 }  // namespace orv

@@ -21,7 +21,9 @@ std::size_t unloadFunctionCount = 0;
 void AtUnload(void (*release)()) {
   const LockGuard guard(unloadLock);
   const std::span registered(unloadFunctions, unloadFunctionCount);
-  if (std::ranges::find(registered, release) == registered.end()) {
+  // One too many is never released.
+  if (unloadFunctionCount < kMaxFunctions &&
+      std::ranges::find(registered, release) == registered.end()) {
     unloadFunctions[unloadFunctionCount++] = release;
   }
 }

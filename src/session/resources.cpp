@@ -38,7 +38,7 @@ HINSTANCE GetResourcesDllInstanceHandle() {
   } catch (const std::bad_alloc&) {
     return nullptr;
   }
-  // Another thread may have stored a handle meanwhile; it names the same module.
+  // Another thread may have stored a handle meanwhile; either can be used.
   if (handle != nullptr) cachedHandle.store(handle, std::memory_order_release);
   return handle;
 }

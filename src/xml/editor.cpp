@@ -498,10 +498,11 @@ void Editor::ChangeTag(bool ofChild, int offset, int cut, std::wstring_view repl
 
 bool Editor::SetAttribute(bool ofChild, std::wstring_view name, MCD_CSTR newValue) {
   int end = AttributeEnd(ofChild);
-  if (end < 0 || !IsNewName(name)) return false;
+  if (end < 0 || name.find_first_of(L" \t\r\n/=>?<\"'") != name.npos) return false;
   const std::wstring value = EscapeText(newValue.c_str(), CMarkup::ESC_ATTRIB);
   Attribute attribute;
   if (!cursor_.FindAttribute(ofChild, name, &attribute)) {
+    if (!IsNewName(name)) return false;
     // After an equals sign without a value, the new attribute would be read as that value.
     const bool dangles = attribute.hasValue && attribute.valueStart >= end;
     if (document_.At(end) == L'/' && document_.At(end - 1) == L' ') --end;

@@ -133,7 +133,7 @@ bool MarkupState::Open(const wchar_t* file, int flags) {
   Clear();
   const int modes = flags & kFileFlags;
   const bool appends = (modes & CMarkup::DOC_APPENDFILE) != 0;
-  std::wstring failure = L"the flags name no way to open it";
+  std::wstring failure = L"the flags must be one of DOC_READFILE, DOC_WRITEFILE and DOC_APPENDFILE";
   if (modes == CMarkup::DOC_READFILE) {
     auto opened = std::make_unique<DocumentReader>(document, cursor);
     if (opened->Open(file)) {

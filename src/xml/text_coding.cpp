@@ -32,7 +32,11 @@ constexpr Signature kSignatures[] = {
     {"\xFF\xFE"sv, TextForm::kUtf16, false, true, L"UTF-16LE"},
     {"\xFE\xFF"sv, TextForm::kUtf16, true, true, L"UTF-16BE"},
     {"<\0\0\0"sv, TextForm::kUtf32, false, false, L"UTF-32"},
+    {"\r\0\0\0"sv, TextForm::kUtf32, false, false, L"UTF-32"},
+    {"\n\0\0\0"sv, TextForm::kUtf32, false, false, L"UTF-32"},
     {"\0\0\0<"sv, TextForm::kUtf32, true, false, L"UTF-32"},
+    {"\0\0\0\r"sv, TextForm::kUtf32, true, false, L"UTF-32"},
+    {"\0\0\0\n"sv, TextForm::kUtf32, true, false, L"UTF-32"},
     {"<\0"sv, TextForm::kUtf16, false, false, L"UTF-16LE"},
     {"\r\0"sv, TextForm::kUtf16, false, false, L"UTF-16LE"},
     {"\n\0"sv, TextForm::kUtf16, false, false, L"UTF-16LE"},
@@ -127,19 +131,16 @@ bool IsHighSurrogate(std::wstring_view text) {
 /// Appends text in a code page; true if it lacks some of the characters.
 bool EncodeNarrow(int page, std::wstring_view text, std::string* bytes) {
   bool hasLost = false;
-  if (page != kUtf7Page) {
-    EncodeCodePage(page, text, bytes, &hasLost);
-    return hasLost;
-  }
-  // The systems' encoders write markup characters in Base64, so the declaration could not be read.
-  // UTF-7 also allows them as they are (RFC 2152, set O), like letters and digits.
+  if (page != kUtf7Page) return !EncodeCodePage(page, text, bytes, &hasLost) || hasLost;
+  // The encoders of both platforms write markup in Base64, which makes the declaration unreadable.
+  // UTF-7 also allows it unencoded (RFC 2152, set O).
   constexpr std::wstring_view kMarkup = L"!\"#$%&*;<=>@[]^_`{|}";
   while (!text.empty()) {
     const std::size_t other = std::min(text.find_first_not_of(kMarkup), text.size());
     bytes->append(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(other));
     text.remove_prefix(other);
     const std::size_t markup = std::min(text.find_first_of(kMarkup), text.size());
-    EncodeCodePage(page, text.substr(0, markup), bytes, &hasLost);
+    if (!EncodeCodePage(page, text.substr(0, markup), bytes, &hasLost)) hasLost = true;
     text.remove_prefix(markup);
   }
   return hasLost;

@@ -22,24 +22,30 @@ int ToEntryNumber(std::uint64_t number) {
   return static_cast<int>(std::min(number, kMax));
 }
 
+/// Why a file could not be read; called right after the failure.
+std::wstring ReadFailure(const std::wstring& file) {
+  std::wstring reason = FileErrorText();
+  std::error_code error;
+  return std::filesystem::is_directory(ToPath(file), error) ? L"it is a folder" : reason;
+}
+
 /// Reads a file; false with a reason if that fails.
 bool ReadBytes(const std::wstring& file, std::string* bytes, std::wstring* reason) {
   std::ifstream stream(ToPath(file), std::ios::binary | std::ios::ate);
-  if (!stream) {
-    *reason = FileErrorText();
+  const std::streamoff size = stream ? std::streamoff(stream.tellg()) : -1;
+  std::error_code error;
+  if (size < 0 || std::filesystem::is_directory(ToPath(file), error)) {
+    *reason = ReadFailure(file);
     return false;
   }
-  const std::streamoff size = stream.tellg();
-  if (size < 0 || size > std::numeric_limits<int>::max()) {
-    std::error_code error;
-    const bool isFolder = std::filesystem::is_directory(ToPath(file), error);
-    *reason = isFolder ? L"it is a folder" : L"it has more than 2,147,483,647 bytes";
+  if (size > std::numeric_limits<int>::max()) {
+    *reason = L"it has more than 2,147,483,647 bytes";
     return false;
   }
   bytes->resize(static_cast<std::size_t>(size));
   stream.seekg(0);
   const bool isRead = static_cast<bool>(stream.read(bytes->data(), size));
-  if (!isRead) *reason = FileErrorText();
+  if (!isRead) *reason = stream.bad() ? ReadFailure(file) : L"it became shorter meanwhile";
   return isRead;
 }
 
@@ -96,7 +102,8 @@ std::wstring WhyNotWritten(const TextEncoder& encoder, std::wstring_view text, i
   if (!encoder.HasLost() || (docFlags & CMarkup::DOC_LOSSY) != 0) return {};
   const std::size_t offset = encoder.FirstLost();
   if (offset >= text.size()) {
-    return Format(L"%ls lacks the character at offset %zu", encoding.name.c_str(), offset);
+    return Format(L"%ls lacks the character at offset %zu of the written text",
+                  encoding.name.c_str(), offset);
   }
   const TextPosition at = LineIndex(text).Find(static_cast<int>(offset));
   return Format(L"%ls lacks the character at line %d, column %d", encoding.name.c_str(), at.line,

@@ -16,9 +16,10 @@ namespace orv {
 ///       // one thread at a time
 ///     }
 ///
-/// On Windows it is a critical section. When a process ends, the system ends all threads but one,
-/// and ended threads may own locks. The system does not wait for the owner of a critical section
-/// then; a thread that needs any other lock would wait for ever.
+/// On Windows it is a critical section. At process exit the system first ends all other threads,
+/// which may own locks. A thread that then enters a critical section does not wait: Windows ends
+/// the process, or grants the section. With other locks it would wait for ever. A thread must not
+/// lock twice: on Linux it would wait for itself.
 class Lock {
  public:
   Lock(const Lock&) = delete;

@@ -76,7 +76,9 @@ class ORV_EXPORT CMarkup {
     DOC_APPENDFILE = 64,         ///< a file is being extended in parts (`Open`)
     DOC_TRIMWHITESPACE = 0x100,  ///< values are read without white space around them
     DOC_COLLAPSEWHITESPACE = 0x200,  ///< as well with each inner run of white space as one space
-    DOC_LOSSY = 0x400,               ///< characters that a file's encoding lacks are written as `?`
+
+    /// Characters that a file's encoding lacks are written as `?`, in Unicode encodings as U+FFFD.
+    DOC_LOSSY = 0x400,
   };
 
   /// Node types; each is a bit, so that `FindNode` takes any set of them.
@@ -282,8 +284,10 @@ class ORV_EXPORT CMarkup {
   /// The same with a node of a type of `NODE_…` at the main level: text (which is escaped), white
   /// space, CDATA, the inside of a comment or of a processing instruction, a whole document type
   /// declaration, or the name of an element. A node that would read back as something else is
-  /// refused. No line break follows text and CDATA. With `ADD_CHILD` the node goes under the main
-  /// element and becomes the main position there; the child position can only be an element.
+  /// refused, and so are a comment that contains `--` or ends with `-`, and an instruction whose
+  /// target is not a valid name. No line break follows text and CDATA. With `ADD_CHILD` the node
+  /// goes under the main element and becomes the main position there; the child position can only
+  /// be an element.
   bool AddNode(int nType, MCD_CSTR szText, int nFlags = 0);
   bool InsertNode(int nType, MCD_CSTR szText, int nFlags = 0);
 

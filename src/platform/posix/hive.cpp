@@ -106,7 +106,8 @@ bool HasSystemTimes(const std::string& path) {
          std::ranges::count(kSystems, static_cast<unsigned long>(status.f_type)) != 0;
 }
 
-/// Whether a change time is at least `kRest` ago. Not if its resolution is too low.
+/// Whether a file last changed at least `kRest` ago. False for times in whole milliseconds: the
+/// file system's resolution may be too low.
 bool IsRested(ChangeTime changed) {
   constexpr ChangeTime kMillisecond = 1'000'000;
   timespec now{};
@@ -356,8 +357,9 @@ void Hive::Forget() {
 }
 
 LONG Hive::Reconnect(bool isSameFile) {
+  // Without a connection the file may have been replaced by another with the same inode number.
+  if (!isSameFile || database_ == nullptr) ++generation_;
   Disconnect();
-  if (!isSameFile) ++generation_;
   return Connect(SQLITE_OPEN_READWRITE);
 }
 
@@ -388,7 +390,7 @@ LONG Hive::CheckTables() {
 }
 
 LONG Hive::CreateTables() {
-  Transaction transaction(this, kBegin);
+  Transaction transaction(this, kBeginWrite);
   if (transaction.result() != ERROR_SUCCESS) return transaction.result();
   LONG error = ErrorOf(sqlite3_exec(database_, kSchema, nullptr, nullptr, nullptr));
   if (error == ERROR_SUCCESS) error = Upgrade();

@@ -33,7 +33,7 @@ inline constexpr sqlite3_int64 kRootKey = 1;
 enum Statement {
   kHasSchema,
   kBeginRead,
-  kBegin,
+  kBeginWrite,
   kCommit,
   kRollback,
   kFindKey,
@@ -164,15 +164,15 @@ class Transaction {
   bool isOpen_;
 };
 
-/// A hive's file, the connection to it, and a cache of what was read. Before the cache is used
-/// again, one system call checks that the path leads to the same file, and when that was changed.
-/// If its change time cannot be relied on, or is another one, the file header is read as well,
-/// which shows writes by any process. Neither needs locks or queries.
+/// A hive's file, the connection to it, and a cache of what was read. Before each use of the cache,
+/// one `stat` shows whether the path leads to the same file and when that was changed. If the time
+/// is new, or not reliable, the file header is read as well; every write changes it. Neither needs
+/// locks or queries.
 ///
-/// A change time is relied on once the file has rested: while this process held the lock that
-/// excludes writers, the header was that of the cache, and the last change was 100 ms ago. The
-/// clock of change times advances at least every 10 ms, so each later write sets another time. Only
-/// file systems that use this system's clock, with a resolution below a millisecond, are relied on.
+/// A change time is reliable if, under the lock that excludes writers, the header matched the cache
+/// and the change was at least 100 ms ago. Later writes then set another time, because the clock
+/// advances at least every 10 ms. Only file systems that use the system's clock with a resolution
+/// below a millisecond qualify.
 class Hive {
  public:
   explicit Hive(std::string path) : path_(std::move(path)), version_(NewVersion()) {}

@@ -158,7 +158,7 @@ LONG Write(HKEY handle, MissingFile missingFile, Work work) {
     LONG result = missingFile == MissingFile::kCreate ? hive.PrepareWrite() : hive.PrepareRead();
     if (result != ERROR_SUCCESS) return result;
     if (key->row != kRootKey && key->generation != hive.generation()) return ERROR_KEY_DELETED;
-    Transaction transaction(&hive, kBegin);
+    Transaction transaction(&hive, kBeginWrite);
     if (transaction.result() != ERROR_SUCCESS) return transaction.result();
     hive.Forget();
     result = hive.Upgrade();

@@ -21,7 +21,7 @@ extern "C" BOOL WINAPI OrvDllStartup(HINSTANCE module, DWORD reason, void* reser
   if (reason == DLL_PROCESS_DETACH) orv::CallUnloadFunctions();
   const BOOL isStarted = DllMainCRTStartup(module, reason, reserved);
   if (reason == DLL_THREAD_DETACH) orv::ReleaseThreadValues();
-  if (reason == DLL_PROCESS_DETACH || !isStarted) {
+  if (reason == DLL_PROCESS_DETACH || (reason == DLL_PROCESS_ATTACH && !isStarted)) {
     __gnu_cxx::__freeres();
     orv::ReleaseAllThreadValues();
   }

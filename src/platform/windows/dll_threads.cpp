@@ -32,8 +32,8 @@ ThreadValues* threads = nullptr;
 void (*keyDestructors[kMaxKeys])(void*);
 DWORD keyCount = 0;
 
-/// Lets another thread continue. At process exit there is not another one, so what this thread
-/// waits for never happens. The process ends then, as the system does it for critical sections.
+/// Lets other threads run. At process exit there are none, and the wait would never end; the
+/// process is then ended, as the system does for critical sections.
 void WaitForOtherThreads() {
   using IsShuttingDown = BOOLEAN WINAPI();
   auto* const isShuttingDown = reinterpret_cast<IsShuttingDown*>(reinterpret_cast<void*>(
@@ -154,7 +154,9 @@ void* pthread_getspecific(pthread_key_t key) {
 }
 
 int pthread_setspecific(pthread_key_t key, const void* value) {
+  const DWORD error = GetLastError();  // `TlsGetValue` clears it
   ThreadValues* const own = MakeOwnValues();
+  SetLastError(error);
   if (own == nullptr) return ENOMEM;
   own->values[key] = const_cast<void*>(value);
   return 0;

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include "platform/error_text.h"
+
 namespace orv {
 
 const wchar_t kPathSeparator = L'\\';
@@ -21,10 +23,8 @@ std::wstring FileErrorText() {
     case ERROR_DISK_FULL:
     case ERROR_HANDLE_DISK_FULL:
       return L"the disk is full";
-    case ERROR_SHARING_VIOLATION:
-      return L"in use by another process";
     default:
-      return L"system error " + std::to_wstring(error);
+      return DescribeError(static_cast<long>(error));
   }
 }
 

@@ -26,17 +26,20 @@ HINSTANCE OwnModule() {
 }
 
 HINSTANCE LoadResourceModule(const std::wstring& path) {
-  // The system counts the loads, so each one adds to what unloading has to undo.
-  static std::atomic<int> s_loads{0};
-  static std::atomic<HINSTANCE> s_module{nullptr};
+  // Each load may map the file again, so every handle is closed. There are as many as threads that
+  // ask for the first time at once.
+  static std::atomic<HINSTANCE> s_loaded[8];
   const HINSTANCE module = LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
-  if (module != nullptr) {
-    s_module = module;
-    ++s_loads;
-    AtUnload([] {
-      for (; s_loads > 0; --s_loads) FreeLibrary(s_module);
-    });
+  if (module == nullptr) return nullptr;
+  for (std::atomic<HINSTANCE>& place : s_loaded) {
+    HINSTANCE none = nullptr;
+    if (place.compare_exchange_strong(none, module)) break;
   }
+  AtUnload([] {
+    for (std::atomic<HINSTANCE>& place : s_loaded) {
+      if (const HINSTANCE loaded = place.exchange(nullptr)) FreeLibrary(loaded);
+    }
+  });
   return module;
 }
 

@@ -9,6 +9,7 @@
 #include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/xml/faults.h"
+#include "xml/encodings.h"
 #include "xml/line_index.h"
 #include "xml/text_coding.h"
 #include "xml/text_files.h"
@@ -61,14 +62,13 @@ std::wstring ReadText(const std::wstring& path, FileFacts* facts, int* flags) {
   return text;
 }
 
-/// Whether text that declares an encoding is in that encoding.
-bool IsIn(const std::wstring& encoding, const std::wstring& declared) {
+/// Whether two names mean the same encoding. Byte orders do not count, because the mark shows them.
+bool IsSameEncoding(const std::wstring& a, const std::wstring& b) {
   const auto page = [](const std::wstring& name) {
-    constexpr int kUtf16BigEndian = 1201;
     const int number = CMarkup::GetEncodingCodePage(name);
-    return number == kUtf16BigEndian ? kUtf16BigEndian - 1 : number;  // the mark says which it is
+    return number == kUtf16BigEndianPage ? kUtf16Page : number;
   };
-  return page(encoding) == page(declared);
+  return a == b || (page(a) > 0 && page(a) == page(b));
 }
 
 /// Reads a file into a document of its form; ends the command when it cannot.
@@ -113,7 +113,9 @@ void DeclareEncoding(const std::wstring& encoding, CMarkup* doc) {
       // The standalone declaration must come after the encoding.
       const std::wstring standalone = doc->GetAttrib(L"standalone");
       const bool isMoved = doc->GetAttrib(L"encoding").empty() && doc->RemoveAttrib(L"standalone");
-      doc->SetAttrib(L"encoding", encoding);
+      if (!doc->SetAttrib(L"encoding", encoding)) {
+        Fail(kFindings, L"the XML declaration has an open quote or a '>'; correct it first");
+      }
       if (isMoved) doc->SetAttrib(L"standalone", standalone);
       return;
     }
@@ -124,7 +126,7 @@ void DeclareEncoding(const std::wstring& encoding, CMarkup* doc) {
 
 /// How a file was read.
 std::wstring ReadingOf(const FileFacts& facts, const std::wstring& declared) {
-  const bool isAsDeclared = declared.empty() || IsIn(facts.encoding, declared);
+  const bool isAsDeclared = declared.empty() || IsSameEncoding(facts.encoding, declared);
   return isAsDeclared ? facts.encoding : L"declared " + declared + L", read as " + facts.encoding;
 }
 
@@ -433,7 +435,7 @@ void AddFormatCommand(CLI::App* group) {
     if (!options->inPlace) doc.SetDocFlags(doc.GetDocFlags() & ~kFileForms);
     const TextEncoding written =
         options->inPlace ? EncodingFor(doc.GetDoc(), doc.GetDocFlags()) : TextEncoding();
-    const bool isWrong = !declared.empty() && !IsIn(written.name, declared);
+    const bool isWrong = !declared.empty() && !IsSameEncoding(written.name, declared);
     if (isWrong && written.unsupported.empty()) DeclareEncoding(written.name, &doc);
     SaveFile(target, Encode(doc, target, options->mayLose));
   });
@@ -470,7 +472,7 @@ void AddConvertCommand(CLI::App* group) {
     if (CMarkup::GetEncodingCodePage(encoding) <= 0) {
       Fail(kUsage, L"\"" + encoding + L"\" is not a known encoding");
     }
-    if (options->hasMark && !IsIn(L"UTF-8", encoding)) {
+    if (options->hasMark && !IsSameEncoding(L"UTF-8", encoding)) {
       Fail(kUsage, L"--mark is for UTF-8; UTF-16 and UTF-32 always have a mark");
     }
     const std::wstring file = ToWide(options->file);
@@ -482,8 +484,10 @@ void AddConvertCommand(CLI::App* group) {
     DeclareEncoding(encoding, &doc);
     std::string bytes = Encode(doc, output, options->mayLose);
     // In a few encodings the declaration itself cannot be read.
+    std::wstring loss;
+    EncodeFile(doc.GetDoc(), doc.GetDocFlags(), nullptr, &loss);
     int flags = doc.GetDocFlags();
-    if (!options->mayLose && DecodeFile(bytes, nullptr, &flags) != doc.GetDoc()) {
+    if (loss.empty() && DecodeFile(bytes, nullptr, &flags) != doc.GetDoc()) {
       Fail(kFindings, encoding + L" cannot be detected when the file is read");
     }
     SaveFile(output, std::move(bytes));

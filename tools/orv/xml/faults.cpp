@@ -68,12 +68,15 @@ std::vector<Entry> EntriesOf(const std::wstring& result) {
   return found;
 }
 
-/// The innermost element that is open at an unmatched end tag and is never closed; null for none.
-const Entry* OpenAt(const Entry& endTag, const std::vector<Entry>& all) {
+/// The innermost element that is open at an unmatched end tag and is neither closed later nor by a
+/// corrected end tag (`closed`); null for none.
+const Entry* OpenAt(const Entry& endTag, const std::vector<Entry>& all,
+                    const std::vector<const Entry*>& closed) {
   const Entry* open = nullptr;  // the inner ones follow the outer ones
   for (const Entry& other : all) {
     const bool isOpen = other.kind->cause == Cause::kStartTag && other.offset < endTag.offset &&
-                        endTag.offset <= other.end;
+                        endTag.offset <= other.end &&
+                        std::ranges::find(closed, &other) == closed.end();
     if (isOpen) open = &other;
   }
   return open;
@@ -82,6 +85,8 @@ const Entry* OpenAt(const Entry& endTag, const std::vector<Entry>& all) {
 /// Removes faults that only follow from others. Invalid markup can hide the root element, and after
 /// a root element that is never closed its children count as further roots.
 void RemoveConsequences(const CMarkup& doc, std::vector<Entry>* entries) {
+  const auto isOfRoot = [](const Entry& entry) { return entry.kind->cause == Cause::kRoot; };
+  if (std::ranges::none_of(*entries, isOfRoot)) return;
   CMarkup first(doc);
   first.ResetPos();
   first.FindElem();
@@ -90,7 +95,7 @@ void RemoveConsequences(const CMarkup& doc, std::vector<Entry>* entries) {
            (entry.kind->cause == Cause::kStartTag && entry.offset == first.GetElemOffset());
   };
   if (std::ranges::none_of(*entries, isCause)) return;
-  std::erase_if(*entries, [](const Entry& entry) { return entry.kind->cause == Cause::kRoot; });
+  std::erase_if(*entries, isOfRoot);
 }
 
 }  // namespace
@@ -104,8 +109,8 @@ std::vector<XmlFault> FaultsOf(const CMarkup& doc) {
     if (std::ranges::find(closed, &entry) != closed.end()) continue;
     const Entry* unended = entry.kind->cause == Cause::kStartTag ? &entry : nullptr;
     if (entry.kind->cause == Cause::kEndTag) {
-      unended = OpenAt(entry, entries);
-      closed.push_back(unended);
+      unended = OpenAt(entry, entries, closed);
+      if (unended != nullptr) closed.push_back(unended);
     }
     faults.push_back({entry.offset,
                       entry.kind->text + (entry.name.empty() ? L"" : L": " + entry.name),
