@@ -24,9 +24,9 @@ DWORD CurrentProcessId();
 /// Replaces %NAME% with the value of this process's environment variable; other text is kept.
 std::wstring ExpandVariables(const std::wstring& text);
 
-/// Finds a running process; returns false if there is none with this id.
+/// Finds a running process; returns false if no process has this id.
 bool FindProcess(DWORD id, ProcessEntry* entry);
-/// The file name of a running process's executable; empty if there is none with this id.
+/// The file name of a running process's executable; empty if no process has this id.
 std::wstring FindProcessName(DWORD id);
 
 /// Whether this process's parent is the same process for as long as `FindProcess` returns the same

@@ -94,7 +94,7 @@ ORV_EXPORT std::span<const StockValue> StockValues();
 /// The numeric value of a name, compared case-insensitively; null if unknown.
 ORV_EXPORT const StockValue* FindStockValue(const std::wstring& name);
 
-/// The first value of an item that is above its limit; null if there is none.
+/// The first value of an item that is above its limit; null if all are within theirs.
 ORV_EXPORT const StockValue* FindExceedingValue(const StockItem& item);
 
 /// Takes over a value as the registry has it. One that an item does not have, of another type or
@@ -119,8 +119,9 @@ ORV_EXPORT std::wstring StockItemsPath(const std::wstring& printerName,
 /// read, `*hive` is that one.
 ORV_EXPORT LONG StockItemsHive(const std::wstring& path, HKEY* hive);
 
-/// Reads the items stored below `path` of its hive, in key order; none when there is no such key. A
-/// value that is missing, of another type or too long leaves its field empty. After an error
+/// Reads the items stored below `path` of its hive, in key order; an empty list if the key is
+/// missing. A value that is missing, of another type or too long leaves its field empty. After an
+/// error
 /// `*items` is empty, and `StockItemsHive` finds the hive that cannot be read.
 ORV_EXPORT LONG ReadStockItems(const std::wstring& path, std::vector<StockItem>* items);
 

@@ -18,7 +18,7 @@
 namespace orv {
 
 /// Opens a printer by name; returns null with the thread's last error: `ERROR_INVALID_PRINTER_NAME`
-/// if there is none, another one if the spooler cannot be asked. Close it with
+/// if no printer has it, another one if the spooler cannot be asked. Close it with
 /// `ClosePrinterHandle`.
 ORV_EXPORT HANDLE OpenPrinterHandle(const wchar_t* name);
 
@@ -43,7 +43,7 @@ ORV_EXPORT bool GetPrinterFacts(HANDLE printer, PrinterFacts* facts);
 /// `ERROR_PRINTER_ALREADY_EXISTS` or the spooler's own.
 ORV_EXPORT LONG AddSpoolerPrinter(const std::wstring& name, const std::wstring& driver);
 
-/// Removes a printer from the spooler; returns `ERROR_INVALID_PRINTER_NAME` if there is none.
+/// Removes a printer from the spooler; returns `ERROR_INVALID_PRINTER_NAME` if it is missing.
 ORV_EXPORT LONG RemoveSpoolerPrinter(const std::wstring& name);
 
 /// Lists all local printers in name order.

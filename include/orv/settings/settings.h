@@ -21,7 +21,7 @@ inline constexpr wchar_t kSettingsKey[] = L"Software\\orv Printer Driver";
 ORV_EXPORT LONG ReadSetting(const std::wstring& subKey, const std::wstring& name,
                             std::wstring* text);
 
-/// The same, without telling why there is no text: empty if it is missing or cannot be read.
+/// The same without an error code: empty if the setting is missing or cannot be read.
 ORV_EXPORT std::wstring ReadSetting(const std::wstring& subKey, const std::wstring& name);
 
 }  // namespace orv

@@ -31,7 +31,7 @@ std::vector<StockItem> ItemsAt(const std::wstring& path);
 /// A printer's items in the order of their paper sizes, the common ones among them.
 std::vector<StockItem> ItemsOfPrinter(const std::wstring& printer);
 
-/// The record's field that a value sets; null if there is none.
+/// The record's field that a value sets; null if it sets none of them.
 const RecordField* FieldOf(const StockValue& value);
 
 /// Whether a value is a length; the label's width and length have other names in the record.

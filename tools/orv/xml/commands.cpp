@@ -89,15 +89,19 @@ void LoadWellFormed(const std::wstring& path, CMarkup* doc) {
 }
 
 /// The bytes of a document as the contents of a file; ends the command when it cannot be encoded.
-std::string Encode(const CMarkup& doc, const std::wstring& file, bool mayLose) {
+/// `isLossy`, if not null, is set to whether characters were lost.
+std::string Encode(const CMarkup& doc, const std::wstring& file, bool mayLose,
+                   bool* isLossy = nullptr) {
+  std::wstring result;
   std::wstring obstacle;
   const int flags = doc.GetDocFlags() | (mayLose ? CMarkup::DOC_LOSSY : 0);
-  std::string bytes = EncodeFile(doc.GetDoc(), flags, nullptr, &obstacle);
+  std::string bytes = EncodeFile(doc.GetDoc(), flags, &result, &obstacle);
   if (!obstacle.empty()) {
     const std::wstring target = file == kStandardStream ? L"standard output" : file;
     Fail(kFindings,
          L"cannot write " + target + L": " + obstacle + L" (see orv xml convert --help)");
   }
+  if (isLossy != nullptr) *isLossy = FactsOf(result, L"write").isLossy;
   return bytes;
 }
 
@@ -105,7 +109,7 @@ void AddLossyFlag(CLI::App* command, bool* mayLose) {
   command->add_flag("--lossy", *mayLose, "Write ? for characters that the encoding cannot express");
 }
 
-/// Sets the encoding in a document's declaration; adds a declaration if there is none.
+/// Sets the encoding in a document's declaration; adds the declaration if it is missing.
 void DeclareEncoding(const std::wstring& encoding, CMarkup* doc) {
   doc->ResetPos();
   while (const int type = doc->FindNode()) {
@@ -482,12 +486,11 @@ void AddConvertCommand(CLI::App* group) {
     doc.SetDocFlags((doc.GetDocFlags() & ~kFileForms) |
                     (options->hasMark ? CMarkup::DOC_UTF8MARK : 0));
     DeclareEncoding(encoding, &doc);
-    std::string bytes = Encode(doc, output, options->mayLose);
+    bool isLossy = false;
+    std::string bytes = Encode(doc, output, options->mayLose, &isLossy);
     // In a few encodings the declaration itself cannot be read.
-    std::wstring loss;
-    EncodeFile(doc.GetDoc(), doc.GetDocFlags(), nullptr, &loss);
     int flags = doc.GetDocFlags();
-    if (loss.empty() && DecodeFile(bytes, nullptr, &flags) != doc.GetDoc()) {
+    if (!isLossy && DecodeFile(bytes, nullptr, &flags) != doc.GetDoc()) {
       Fail(kFindings, encoding + L" cannot be detected when the file is read");
     }
     SaveFile(output, std::move(bytes));
