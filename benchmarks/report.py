@@ -37,6 +37,8 @@ RUNS = {"xml": ({}, "."), "xml, warm": (WARM_HEAP, "^(SetDoc|pugixml_wide)/"),
         "config": ({}, "."), "config, warm": (WARM_HEAP, "^Load(Protected|Peers)$"),
         "crypto": ({}, "."), "devmode": ({}, "."), "logging": ({}, "."), "imaging": ({}, ".")}
 
+UNITS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1}
+
 # A goal is the maximum for the library: a ratio to the peer's time, or a time. A name in braces stands
 # for every value of its list above.
 ROWS = [
@@ -142,9 +144,8 @@ def run_benchmarks(program, environment, chosen, quick, documents):
                 ["--benchmark_repetitions=7", "--benchmark_min_time=0.1"])
     found = json.loads(subprocess.run(command, check=True, capture_output=True, text=True,
                                       env={**os.environ, **environment}).stdout)
-    unit = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1}
     # A benchmark that sets its own times has them as real time.
-    return {b["run_name"]: unit[b["time_unit"]] *
+    return {b["run_name"]: UNITS[b["time_unit"]] *
                            b["real_time" if b["run_name"].endswith("/manual_time") else "cpu_time"]
             for b in found["benchmarks"] if b.get("aggregate_name") == "median"}
 
@@ -213,7 +214,7 @@ def shown(seconds):
 
 def in_seconds(text):
     number, unit = text.split()
-    return float(number) * {"ns": 1e-9, "us": 1e-6, "ms": 1e-3}[unit]
+    return float(number) * UNITS[unit]
 
 
 def result(what, ours, name, peer, goal):
