@@ -66,8 +66,8 @@ int EncodingCodePage(std::wstring_view name) {
 
 std::wstring DeclaredEncoding(std::wstring_view text) {
   if (text.starts_with(L'\uFEFF')) text.remove_prefix(1);
-  constexpr std::size_t kMaxUnits = 1 << 30;
-  ScanCursor scan = ScanCursor::Of(text.substr(0, kMaxUnits));
+  constexpr std::size_t kMaxSearched = 1 << 30;
+  ScanCursor scan = ScanCursor::Of(text.substr(0, kMaxSearched));
   ScannedNode node;
   for (;;) {
     const int type = ScanNode(scan, node);

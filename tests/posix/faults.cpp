@@ -8,7 +8,8 @@
 
 /// The calls that may fail, in place of those of the C library, OpenSSL and others: definitions in
 /// the program take precedence in every shared library that it loads. The headers of the replaced
-/// functions are not included, because their declarations have different attributes.
+/// functions are not included, because their declarations have different attributes. Functions that
+/// are called through pointers have their exact types, as the sanitizer requires.
 
 namespace {
 
@@ -70,8 +71,13 @@ FAILING(ssize_t, readlinkat, (int at, const char* path, char* to, size_t n), (at
 #define FAILING_EVP(Type, name, parameters, arguments) \
   FAILING(Type, EVP_##name, parameters, arguments, {}, 0)
 
-FAILING_EVP(void*, CIPHER_fetch, (void* c, const char* name, const char* p), (c, name, p))
-FAILING_EVP(void*, MD_fetch, (void* c, const char* name, const char* p), (c, name, p))
+struct ossl_lib_ctx_st;
+FAILING_EVP(struct evp_cipher_st*, CIPHER_fetch,
+            (ossl_lib_ctx_st * context, const char* name, const char* properties),
+            (context, name, properties))
+FAILING_EVP(struct evp_md_st*, MD_fetch,
+            (ossl_lib_ctx_st * context, const char* name, const char* properties),
+            (context, name, properties))
 FAILING_EVP(void*, CIPHER_CTX_new, (), ())
 FAILING_EVP(void*, MD_CTX_new, (), ())
 FAILING_EVP(int, EncryptInit_ex, (void* c, void* t, void* e, void* k, void* iv), (c, t, e, k, iv))
@@ -102,7 +108,7 @@ FAILING(int, unlink, (const char* path), (path), (++filesNotRemoved, -1), EACCES
   }
 
 FAILING_AFTER(close, int, -1)
-FAILING_AFTER(fclose, void*, -1)
+FAILING_AFTER(fclose, struct _IO_FILE*, -1)
 
 // A write may also accept only a part.
 FAILING(ssize_t, write, (int file, const void* from, size_t size), (file, from, Taken(size)), -1,

@@ -10,7 +10,8 @@
 ///     if (dithered != nullptr) BitmapHelper::DeleteBitmap(dithered);
 
 /// The dithering methods; the values are stored in private settings records.
-enum eBitmapDitherer {
+/// The type holds any number that a record contains; unknown methods are refused.
+enum eBitmapDitherer : int {
   eBitmapDithererNone = 0,            ///< leaves the image as it is
   eBitmapDithererFloydSteinberg = 1,  ///< error diffusion to four neighbours
   eBitmapDithererSierraLite = 2,      ///< error diffusion to three neighbours

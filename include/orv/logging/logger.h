@@ -18,7 +18,7 @@
 #include "orv/text/format.h"
 
 /// Levels of log entries; the values are bits of the level mask.
-enum eLogLevel {
+enum eLogLevel : int {
   eLogLevelError = 1,
   eLogLevelWarning = 2,
   eLogLevelInfo = 4,

@@ -38,8 +38,6 @@ struct PublicOption {
   bool isLength = false;
 };
 
-constexpr int kThousandthsPerTenth = 100;
-
 constexpr PublicOption kPublicOptions[] = {
     {"--paper-size", "The paper size's number; 257 is the first stock item",
      offsetof(DEVMODEW, dmPaperSize)},

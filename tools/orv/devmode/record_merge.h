@@ -15,6 +15,9 @@
 
 namespace orv::tool {
 
+/// Public records state sizes in tenths of a millimetre, private ones in thousandths.
+inline constexpr int kThousandthsPerTenth = 100;
+
 /// A merge with its steps.
 struct Merged {
   tagOEMDEV defaults;
