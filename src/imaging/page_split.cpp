@@ -53,4 +53,13 @@ SplitOutcome SplitPage(Bitmap* page, const Color& colour, double tolerance, eBit
   return SplitOutcome::kDone;
 }
 
+bool SplitPlanes(const PixelPlane& background, const PixelPlane& highlight,
+                 const HighlightRule& rule, eBitmapDitherer method, int threshold) {
+  const ImagingKernels& kernels = ActiveImagingKernels();
+  kernels.extractHighlight(highlight, rule);
+  if (!Dither(background, method, threshold, {0, 0, 0})) return false;
+  kernels.whiten(background, highlight);
+  return Dither(highlight, method, threshold, InkOf(Color(rule.colour)));
+}
+
 }  // namespace orv

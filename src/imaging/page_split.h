@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "imaging/kernels.h"
 #include "orv/imaging/bitmap_rasterizer.h"
 #include "orv/platform/graphics.h"
 
@@ -27,5 +28,10 @@ struct PagePlanes {
 /// go to the highlight plane, the others to the background. `*planes` is set only for `kDone`.
 SplitOutcome SplitPage(Bitmap* page, const Color& colour, double tolerance, eBitmapDitherer method,
                        int threshold, PagePlanes* planes);
+
+/// Splits pixels that both planes hold at first, with the results in place. The method must exist.
+/// Returns false if memory runs out.
+bool SplitPlanes(const PixelPlane& background, const PixelPlane& highlight,
+                 const HighlightRule& rule, eBitmapDitherer method, int threshold);
 
 }  // namespace orv

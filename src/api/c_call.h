@@ -1,0 +1,65 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <string>
+#include <string_view>
+
+#include "orv/c_api.h"
+#include "orv/logging/logger.h"
+
+/// What the functions of the C interface share: the exceptions, texts and buffers.
+
+struct orv_log {
+  CLoggerClient client;
+};
+
+namespace orv {
+
+/// Runs a function of the C interface; no exception leaves it.
+template <typename Work>
+std::int32_t CallFromC(Work work) noexcept {
+  try {
+    return work();
+  } catch (const std::bad_alloc&) {
+    return ORV_ERROR_MEMORY;
+  } catch (...) {
+    return ORV_ERROR_INTERNAL;
+  }
+}
+
+/// Whether a caller's buffer is given, if it has a size.
+inline bool IsBuffer(const void* buffer, std::uint32_t size) {
+  return buffer != nullptr || size == 0;
+}
+
+/// A caller's text, which `IsBuffer` accepts.
+inline std::wstring TextFromC(const std::uint16_t* units, std::uint32_t length) {
+  return units != nullptr ? std::wstring(units, units + length) : std::wstring();
+}
+
+/// Copies a result to a caller's buffer of `capacity` elements.
+template <typename Element, typename Result>
+std::int32_t CopyToC(const Result& result, Element* buffer, std::uint32_t capacity,
+                     std::uint32_t* length) {
+  *length = static_cast<std::uint32_t>(result.size());
+  if (*length > capacity) return ORV_ERROR_BUFFER;
+  std::transform(result.begin(), result.end(), buffer,
+                 [](auto element) { return static_cast<Element>(element); });
+  return ORV_OK;
+}
+
+/// Copies a message, cut to the buffer. The caller may not want it.
+inline void CutToC(std::wstring_view text, std::uint16_t* buffer, std::uint32_t capacity,
+                   std::uint32_t* length) {
+  if (length == nullptr) return;
+  *length = static_cast<std::uint32_t>(text.size());
+  std::uint32_t ignored = 0;
+  CopyToC(text.substr(0, capacity), buffer, capacity, &ignored);
+}
+
+inline CLoggerClient* ClientOf(orv_log* log) { return log != nullptr ? &log->client : nullptr; }
+
+}  // namespace orv

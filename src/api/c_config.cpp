@@ -1,0 +1,160 @@
+#include "api/c_config.h"
+
+#include <algorithm>
+#include <string>
+
+#include "api/c_call.h"
+#include "config/config_loader.h"
+#include "config/load_log.h"
+#include "orv/platform/spooler.h"
+
+namespace {
+
+std::int32_t CodeOfLoad(orv::LoadFailure failure) {
+  switch (failure) {
+    case orv::LoadFailure::kNone:
+      return ORV_OK;
+    case orv::LoadFailure::kInvalidPrinter:
+      return ORV_ERROR_NOT_FOUND;
+    case orv::LoadFailure::kUnreadable:
+      return ORV_ERROR_UNREADABLE;
+    case orv::LoadFailure::kMalformed:
+      return ORV_ERROR_MALFORMED;
+    case orv::LoadFailure::kInvalid:
+      return ORV_ERROR_INVALID;
+  }
+  return ORV_ERROR_INTERNAL;
+}
+
+/// Where the reason of a failed load goes.
+struct ReasonBuffer {
+  std::uint16_t* units;
+  std::uint32_t capacity;
+  std::uint32_t* length;
+
+  bool IsValid() const { return length == nullptr || orv::IsBuffer(units, capacity); }
+};
+
+/// Loads by `load(client, observer)`.
+template <typename Load>
+std::int32_t LoadForC(orv_log* log, orv_config** config, const ReasonBuffer& reason, Load load) {
+  if (config == nullptr || !reason.IsValid()) return ORV_ERROR_ARGUMENT;
+  return orv::CallFromC([&] {
+    orv::LoadLog steps(orv::ClientOf(log));
+    orv::LoadResult result = load(orv::ClientOf(log), &steps);
+    if (result.config == nullptr) {
+      const std::int32_t code = CodeOfLoad(result.failure);
+      const std::string text = orv_error_text(code);
+      std::wstring message(text.begin(), text.end());
+      if (!result.detail.empty()) message += L": " + result.detail;
+      orv::CutToC(message, reason.units, reason.capacity, reason.length);
+      return code;
+    }
+    auto loaded = std::make_unique<orv_config>();
+    loaded->values = orv::NamedConfigValues(*result.config);
+    loaded->config = std::move(result.owned);
+    *config = loaded.release();
+    return std::int32_t{ORV_OK};
+  });
+}
+
+/// Runs `use(value)` on the value of a name.
+template <typename Use>
+std::int32_t UseValue(const orv_config* config, const std::uint16_t* name,
+                      std::uint32_t name_length, Use use) {
+  return orv::CallFromC([&]() -> std::int32_t {
+    const std::wstring wanted = orv::TextFromC(name, name_length);
+    const auto found = std::ranges::find(config->values, wanted, &orv::NamedConfigValue::name);
+    return found != config->values.end() ? use(*found) : ORV_ERROR_NOT_FOUND;
+  });
+}
+
+}  // namespace
+
+std::int32_t ORV_C_CALL orv_config_load(const std::uint16_t* path, std::uint32_t path_length,
+                                        orv_log* log, orv_config** config, std::uint16_t* reason,
+                                        std::uint32_t capacity, std::uint32_t* reason_length) {
+  if (path == nullptr) return ORV_ERROR_ARGUMENT;
+  return LoadForC(log, config, {reason, capacity, reason_length},
+                  [=](CLoggerClient* client, orv::LoadObserver* observer) {
+                    return orv::LoadConfigFile(orv::TextFromC(path, path_length), nullptr, client,
+                                               observer);
+                  });
+}
+
+std::int32_t ORV_C_CALL orv_config_load_handle(void* printer, orv_log* log, orv_config** config,
+                                               std::uint16_t* reason, std::uint32_t capacity,
+                                               std::uint32_t* reason_length) {
+  return LoadForC(log, config, {reason, capacity, reason_length},
+                  [=](CLoggerClient* client, orv::LoadObserver* observer) {
+                    return orv::LoadPrinterConfig(printer, nullptr, client, observer);
+                  });
+}
+
+std::int32_t ORV_C_CALL orv_config_load_printer(const std::uint16_t* name,
+                                                std::uint32_t name_length, orv_log* log,
+                                                orv_config** config, std::uint16_t* reason,
+                                                std::uint32_t capacity,
+                                                std::uint32_t* reason_length) {
+  if (name == nullptr) return ORV_ERROR_ARGUMENT;
+  return LoadForC(log, config, {reason, capacity, reason_length},
+                  [=](CLoggerClient* client, orv::LoadObserver* observer) {
+                    const std::wstring printer = orv::TextFromC(name, name_length);
+                    const std::unique_ptr<void, decltype(&orv::ClosePrinterHandle)> handle(
+                        orv::OpenPrinterHandle(printer.c_str()), &orv::ClosePrinterHandle);
+                    return orv::LoadPrinterConfig(handle.get(), nullptr, client, observer);
+                  });
+}
+
+void ORV_C_CALL orv_config_close(orv_config* config) { delete config; }
+
+std::int32_t ORV_C_CALL orv_config_count(const orv_config* config, std::uint32_t* count) {
+  if (config == nullptr || count == nullptr) return ORV_ERROR_ARGUMENT;
+  *count = static_cast<std::uint32_t>(config->values.size());
+  return ORV_OK;
+}
+
+std::int32_t ORV_C_CALL orv_config_name(const orv_config* config, std::uint32_t index,
+                                        std::uint16_t* buffer, std::uint32_t capacity,
+                                        std::uint32_t* length) {
+  if (config == nullptr || length == nullptr || !orv::IsBuffer(buffer, capacity)) {
+    return ORV_ERROR_ARGUMENT;
+  }
+  if (index >= config->values.size()) return ORV_ERROR_NOT_FOUND;
+  return orv::CopyToC(config->values[index].name, buffer, capacity, length);
+}
+
+std::int32_t ORV_C_CALL orv_config_text(const orv_config* config, const std::uint16_t* name,
+                                        std::uint32_t name_length, std::uint16_t* buffer,
+                                        std::uint32_t capacity, std::uint32_t* length) {
+  if (config == nullptr || name == nullptr || length == nullptr ||
+      !orv::IsBuffer(buffer, capacity)) {
+    return ORV_ERROR_ARGUMENT;
+  }
+  return UseValue(config, name, name_length, [=](const orv::NamedConfigValue& value) {
+    return orv::CopyToC(value.text, buffer, capacity, length);
+  });
+}
+
+std::int32_t ORV_C_CALL orv_config_integer(const orv_config* config, const std::uint16_t* name,
+                                           std::uint32_t name_length, std::int32_t* value) {
+  if (config == nullptr || name == nullptr || value == nullptr) return ORV_ERROR_ARGUMENT;
+  return UseValue(config, name, name_length, [=](const orv::NamedConfigValue& found) {
+    if (found.isText || found.isList) return ORV_ERROR_KIND;
+    *value = found.numbers.front();
+    return ORV_OK;
+  });
+}
+
+std::int32_t ORV_C_CALL orv_config_integers(const orv_config* config, const std::uint16_t* name,
+                                            std::uint32_t name_length, std::int32_t* buffer,
+                                            std::uint32_t capacity, std::uint32_t* length) {
+  if (config == nullptr || name == nullptr || length == nullptr ||
+      !orv::IsBuffer(buffer, capacity)) {
+    return ORV_ERROR_ARGUMENT;
+  }
+  return UseValue(config, name, name_length, [=](const orv::NamedConfigValue& found) {
+    return found.isText ? std::int32_t{ORV_ERROR_KIND}
+                        : orv::CopyToC(found.numbers, buffer, capacity, length);
+  });
+}

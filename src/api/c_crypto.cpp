@@ -1,0 +1,107 @@
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "api/c_call.h"
+#include "orv/crypto/crypto_helper.h"
+#include "platform/cryptography.h"
+#include "platform/files.h"
+#include "platform/new_file.h"
+
+namespace {
+
+using Transform = std::optional<std::string>(std::string_view);
+
+std::string_view BytesFromC(const void* bytes, std::uint32_t length) {
+  return {static_cast<const char*>(bytes), length};
+}
+
+std::int32_t TransformForC(Transform* transform, const void* bytes, std::uint32_t bytesLength,
+                           void* buffer, std::uint32_t capacity, std::uint32_t* length) {
+  if (!orv::IsBuffer(bytes, bytesLength) || !orv::IsBuffer(buffer, capacity) || length == nullptr) {
+    return ORV_ERROR_ARGUMENT;
+  }
+  return orv::CallFromC([=]() -> std::int32_t {
+    const std::optional<std::string> result = transform(BytesFromC(bytes, bytesLength));
+    if (!result) return ORV_ERROR_INVALID;
+    return orv::CopyToC(*result, static_cast<char*>(buffer), capacity, length);
+  });
+}
+
+/// Reads a file of less than 4 GiB.
+bool ReadFileForC(const std::wstring& path, std::string* bytes) {
+  std::error_code error;
+  const std::uintmax_t size = std::filesystem::file_size(orv::ToPath(path), error);
+  if (error || size > std::numeric_limits<std::uint32_t>::max()) return false;
+  std::ifstream file(orv::ToPath(path), std::ios::binary);
+  bytes->resize(static_cast<std::size_t>(size));
+  file.read(bytes->data(), static_cast<std::streamsize>(size));
+  return file.good() || (size == 0 && file.is_open());
+}
+
+std::int32_t TransformFileForC(Transform* transform, const std::uint16_t* source,
+                               std::uint32_t sourceLength, const std::uint16_t* target,
+                               std::uint32_t targetLength) {
+  if (source == nullptr || target == nullptr) return ORV_ERROR_ARGUMENT;
+  return orv::CallFromC([=] {
+    std::string bytes;
+    if (!ReadFileForC(orv::TextFromC(source, sourceLength), &bytes)) return ORV_ERROR_UNREADABLE;
+    const std::optional<std::string> result = transform(bytes);
+    if (!result) return ORV_ERROR_INVALID;
+    orv::NewFile file;
+    const bool isWritten =
+        file.Open(orv::TextFromC(target, targetLength)) && file.Write(*result) && file.Commit();
+    return isWritten ? ORV_OK : ORV_ERROR_UNWRITABLE;
+  });
+}
+
+std::int32_t Hash(std::string_view bytes, std::uint8_t* digest) {
+  BYTE result[orv::kSha256Size];
+  if (orv::Sha256(reinterpret_cast<const BYTE*>(bytes.data()), static_cast<DWORD>(bytes.size()),
+                  result)) {
+    return ORV_ERROR_INTERNAL;
+  }
+  std::memcpy(digest, result, sizeof(result));
+  return ORV_OK;
+}
+
+}  // namespace
+
+std::int32_t ORV_C_CALL orv_encrypt(const void* plain, std::uint32_t plain_length, void* buffer,
+                                    std::uint32_t capacity, std::uint32_t* length) {
+  return TransformForC(&orv::ProtectBytes, plain, plain_length, buffer, capacity, length);
+}
+
+std::int32_t ORV_C_CALL orv_decrypt(const void* bytes, std::uint32_t bytes_length, void* buffer,
+                                    std::uint32_t capacity, std::uint32_t* length) {
+  return TransformForC(&orv::UnprotectBytes, bytes, bytes_length, buffer, capacity, length);
+}
+
+std::int32_t ORV_C_CALL orv_encrypt_file(const std::uint16_t* source, std::uint32_t source_length,
+                                         const std::uint16_t* target, std::uint32_t target_length) {
+  return TransformFileForC(&orv::ProtectBytes, source, source_length, target, target_length);
+}
+
+std::int32_t ORV_C_CALL orv_decrypt_file(const std::uint16_t* source, std::uint32_t source_length,
+                                         const std::uint16_t* target, std::uint32_t target_length) {
+  return TransformFileForC(&orv::UnprotectBytes, source, source_length, target, target_length);
+}
+
+std::int32_t ORV_C_CALL orv_hash(const void* bytes, std::uint32_t length, std::uint8_t digest[32]) {
+  if (!orv::IsBuffer(bytes, length) || digest == nullptr) return ORV_ERROR_ARGUMENT;
+  return orv::CallFromC([=] { return Hash(BytesFromC(bytes, length), digest); });
+}
+
+std::int32_t ORV_C_CALL orv_hash_file(const std::uint16_t* path, std::uint32_t path_length,
+                                      std::uint8_t digest[32]) {
+  if (path == nullptr || digest == nullptr) return ORV_ERROR_ARGUMENT;
+  return orv::CallFromC([=]() -> std::int32_t {
+    std::string bytes;
+    if (!ReadFileForC(orv::TextFromC(path, path_length), &bytes)) return ORV_ERROR_UNREADABLE;
+    return Hash(bytes, digest);
+  });
+}

@@ -1,0 +1,156 @@
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "api/c_call.h"
+#include "orv/devmode/stock_items.h"
+#include "orv/platform/registry.h"
+#include "orv/platform/spooler.h"
+
+namespace {
+
+constexpr std::size_t kStockValues = std::size(orv_stock_item{}.values);
+
+/// A caller's printer, opened; without a name the common items are meant.
+class StockPlace {
+ public:
+  StockPlace(const std::uint16_t* printer, std::uint32_t length)
+      : name_(orv::TextFromC(printer, length)),
+        handle_(name_.empty() ? nullptr : orv::OpenPrinterHandle(name_.c_str())) {}
+  StockPlace(const StockPlace&) = delete;
+  StockPlace& operator=(const StockPlace&) = delete;
+  ~StockPlace() { orv::ClosePrinterHandle(handle_); }
+
+  bool IsFound() const { return name_.empty() || handle_ != nullptr; }
+  std::wstring Path() const {
+    if (name_.empty()) return orv::kCommonStockItemsPath;
+    orv::PrinterFacts facts;
+    orv::GetPrinterFacts(handle_, &facts);
+    return orv::StockItemsPath(name_, facts.driverName);
+  }
+  /// Reads the items; false if the settings store cannot be read.
+  bool Read(CLoggerClient* client, std::vector<StockItem>* items) const {
+    if (name_.empty()) return orv::ReadStockItems(Path(), items) == ERROR_SUCCESS;
+    const orv::StockList list = orv::LoadStockItems(handle_, name_.c_str(), client);
+    items->assign(list.items.begin(), list.items.end());
+    return !list.failure;
+  }
+
+ private:
+  std::wstring name_;
+  HANDLE handle_;
+};
+
+std::int32_t CodeOfStore(LONG error) {
+  switch (error) {
+    case ERROR_SUCCESS:
+      return ORV_OK;
+    case ERROR_FILE_NOT_FOUND:
+      return ORV_ERROR_NOT_FOUND;
+    case ERROR_INVALID_PARAMETER:
+      return ORV_ERROR_ARGUMENT;
+    default:
+      return ORV_ERROR_UNWRITABLE;
+  }
+}
+
+orv_stock_item ItemForC(const StockItem& item) {
+  orv_stock_item result{};
+  result.size = sizeof(result);
+  std::memcpy(result.guid, &item.guid, sizeof(result.guid));
+  orv::CutToC(std::wstring_view(item.DisplayName).substr(0, orv::kMaxStockName), result.name,
+              orv::kMaxStockName, &result.name_length);
+  for (std::size_t i = 0; i < kStockValues; ++i) {
+    result.values[i] = item.*orv::StockValues()[i].field;
+  }
+  return result;
+}
+
+bool IsItem(const orv_stock_item* item) {
+  return item != nullptr && item->size >= sizeof(orv_stock_item) && item->name_length > 0 &&
+         item->name_length <= orv::kMaxStockName;
+}
+
+StockItem ItemFromC(const orv_stock_item& item) {
+  StockItem result;
+  std::memcpy(&result.guid, item.guid, sizeof(result.guid));
+  result.DisplayName = orv::TextFromC(item.name, item.name_length);
+  for (std::size_t i = 0; i < kStockValues; ++i) {
+    result.*orv::StockValues()[i].field = item.values[i];
+  }
+  return result;
+}
+
+/// The names of the values in narrow characters, made once.
+const std::vector<std::string>& StockValueNames() {
+  static const auto names = [] {
+    std::vector<std::string> made;
+    for (const orv::StockValue& value : orv::StockValues()) {
+      const std::wstring_view name = value.name;
+      made.emplace_back(name.begin(), name.end());
+    }
+    return made;
+  }();
+  return names;
+}
+
+}  // namespace
+
+const char* ORV_C_CALL orv_stock_value_name(std::uint32_t index) {
+  const char* name = nullptr;
+  orv::CallFromC([&] {
+    if (index < kStockValues) name = StockValueNames()[index].c_str();
+    return ORV_OK;
+  });
+  return name;
+}
+
+std::int32_t ORV_C_CALL orv_stock_list(const std::uint16_t* printer, std::uint32_t printer_length,
+                                       orv_log* log, orv_stock_item* items, std::uint32_t capacity,
+                                       std::uint32_t* count) {
+  if (!orv::IsBuffer(printer, printer_length) || !orv::IsBuffer(items, capacity) ||
+      count == nullptr || (capacity > 0 && items->size < sizeof(orv_stock_item))) {
+    return ORV_ERROR_ARGUMENT;
+  }
+  return orv::CallFromC([=]() -> std::int32_t {
+    const StockPlace place(printer, printer_length);
+    if (!place.IsFound()) return ORV_ERROR_NOT_FOUND;
+    std::vector<StockItem> found;
+    if (!place.Read(orv::ClientOf(log), &found)) return ORV_ERROR_UNREADABLE;
+    *count = static_cast<std::uint32_t>(found.size());
+    if (*count > capacity) return ORV_ERROR_BUFFER;
+    auto* target = reinterpret_cast<char*>(items);
+    const std::size_t step = capacity > 0 ? items->size : 0;
+    for (const StockItem& item : found) {
+      orv_stock_item copy = ItemForC(item);
+      copy.size = static_cast<std::uint32_t>(step);
+      std::memcpy(target, &copy, sizeof(copy));
+      target += step;
+    }
+    return ORV_OK;
+  });
+}
+
+std::int32_t ORV_C_CALL orv_stock_add(const std::uint16_t* printer, std::uint32_t printer_length,
+                                      orv_log* log, const orv_stock_item* item) {
+  if (!orv::IsBuffer(printer, printer_length) || !IsItem(item)) return ORV_ERROR_ARGUMENT;
+  return orv::CallFromC([=]() -> std::int32_t {
+    const StockPlace place(printer, printer_length);
+    if (!place.IsFound()) return ORV_ERROR_NOT_FOUND;
+    const StockItem added = ItemFromC(*item);
+    return CodeOfStore(orv::ImportStockItems(place.Path(), {&added, 1}, orv::ClientOf(log)));
+  });
+}
+
+std::int32_t ORV_C_CALL orv_stock_remove(const std::uint16_t* printer, std::uint32_t printer_length,
+                                         const std::uint8_t guid[16]) {
+  if (!orv::IsBuffer(printer, printer_length) || guid == nullptr) return ORV_ERROR_ARGUMENT;
+  return orv::CallFromC([=]() -> std::int32_t {
+    const StockPlace place(printer, printer_length);
+    if (!place.IsFound()) return ORV_ERROR_NOT_FOUND;
+    GUID wanted;
+    std::memcpy(&wanted, guid, sizeof(wanted));
+    return CodeOfStore(orv::DeleteStockItem(place.Path(), wanted));
+  });
+}

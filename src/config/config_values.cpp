@@ -1,0 +1,76 @@
+#include "config/config_values.h"
+
+#include <ctime>
+#include <utility>
+
+#include "orv/platform/types.h"
+#include "orv/text/format.h"
+
+namespace orv {
+namespace {
+
+/// Collects the values under their full names.
+class NamedValueWriter {
+ public:
+  void Begin(std::wstring_view name) {
+    lengths_.push_back(path_.size());
+    path_.append(name).append(L".");
+  }
+  void BeginItem(std::size_t number) {
+    lengths_.push_back(path_.size());
+    path_.pop_back();
+    path_.append(L"[").append(std::to_wstring(number)).append(L"].");
+  }
+  void End() {
+    path_.resize(lengths_.back());
+    lengths_.pop_back();
+  }
+  void BeginList(std::wstring_view name) { Begin(name); }
+  void EndList() { End(); }
+
+  void Value(std::wstring_view key, std::wstring_view text) {
+    Add(key, std::wstring(text), {});
+    values_.back().isText = true;
+  }
+  void Value(std::wstring_view key, std::int64_t number) {
+    Add(key, std::to_wstring(number), {static_cast<std::int32_t>(number)});
+  }
+  void Value(std::wstring_view key, bool truth) {
+    Add(key, truth ? L"yes" : L"no", {truth ? 1 : 0});
+  }
+  void Value(std::wstring_view key, const std::vector<std::int32_t>& numbers) {
+    std::wstring text;
+    for (const std::int32_t number : numbers) {
+      text += (text.empty() ? L"" : L", ") + std::to_wstring(number);
+    }
+    Add(key, std::move(text), numbers);
+    values_.back().isList = true;
+  }
+
+  std::vector<NamedConfigValue> TakeText() { return std::move(values_); }
+
+ private:
+  void Add(std::wstring_view key, std::wstring text, std::vector<std::int32_t> numbers) {
+    values_.push_back({path_ + std::wstring(key), std::move(text), std::move(numbers)});
+  }
+
+  std::vector<NamedConfigValue> values_;
+  std::wstring path_;
+  std::vector<std::size_t> lengths_;
+};
+
+}  // namespace
+
+std::wstring FormatTime(std::int64_t seconds) {
+  const auto time = static_cast<std::time_t>(seconds);
+  const std::tm* const local = seconds != 0 ? std::localtime(&time) : nullptr;
+  if (local == nullptr) return {};
+  return Format(L"%04d-%02d-%02dT%02d:%02d:%02d", local->tm_year + 1900, local->tm_mon + 1,
+                local->tm_mday, local->tm_hour, local->tm_min, local->tm_sec);
+}
+
+std::vector<NamedConfigValue> NamedConfigValues(const Config& config) {
+  return WriteConfig<NamedValueWriter>(config);
+}
+
+}  // namespace orv
