@@ -146,9 +146,9 @@ std::wstring ValueText(const PublicField& field, const std::uint8_t* own,
 }
 
 bool IsSame(const PublicField& field, const std::uint8_t* a, const std::uint8_t* b) {
+  if (field.kind != Kind::kName) return std::memcmp(a, b, field.width) == 0;
   // The bytes after a name's terminator are unspecified.
-  return field.kind == Kind::kName ? NameAt(a, field.width) == NameAt(b, field.width)
-                                   : std::memcmp(a, b, field.width) == 0;
+  return NameAt(a, field.width) == NameAt(b, field.width);
 }
 
 }  // namespace

@@ -88,15 +88,16 @@ Conversion ConvertRecord(const tagOEMDEV* in, tagOEMDEV* out, MergeObserver* obs
   return conversion;
 }
 
+Corrections CorrectRecord(const Config* config, tagOEMDEV* record) {
+  record->dwSize = tagOEMDEV::kSize;
+  record->dwSignature = tagOEMDEV::kSignature;
+  record->dwVersion = tagOEMDEV::kVersion;
+  return config != nullptr ? RepairRecord(*config, record) : Corrections();
+}
+
 Corrections MakeValid(const Config* config, tagOEMDEV* record, MergeObserver* observer) {
   observer->OnRepairing();
-  if (record != nullptr) {
-    record->dwSize = tagOEMDEV::kSize;
-    record->dwSignature = tagOEMDEV::kSignature;
-    record->dwVersion = tagOEMDEV::kVersion;
-  }
-  Corrections corrections =
-      record != nullptr && config != nullptr ? RepairRecord(*config, record) : Corrections();
+  const Corrections corrections = record != nullptr ? CorrectRecord(config, record) : Corrections();
   observer->OnRepaired(corrections);
   return corrections;
 }

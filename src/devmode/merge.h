@@ -58,8 +58,10 @@ Conversion ConvertVersion(const tagOEMDEV& in, tagOEMDEV* out, MergeObserver* ob
 /// As above, and first checks that both records are given and have the same signature.
 Conversion ConvertRecord(const tagOEMDEV* in, tagOEMDEV* out, MergeObserver* observer);
 
-/// Writes a record's header and replaces every value that the printer does not offer. Does nothing
-/// to a null `record`; a null `config` skips the checks. Returns the corrections. Needs no memory.
+/// Writes a record's header and replaces every value that the printer does not offer; a null
+/// `config` skips the checks. Returns the corrections. Needs no memory.
+Corrections CorrectRecord(const Config* config, tagOEMDEV* record);
+/// As above, with the steps; does nothing to a null `record`.
 Corrections MakeValid(const Config* config, tagOEMDEV* record, MergeObserver* observer);
 
 /// A printer's own items, then the common ones that are not among them. `printerName` may be null.

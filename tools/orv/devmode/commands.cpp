@@ -8,7 +8,10 @@
 #include <optional>
 
 #include "base/hex.h"
+#include "devmode/explanation.h"
+#include "devmode/field_text.h"
 #include "devmode/record_fields.h"
+#include "devmode/rule_text.h"
 #include "orv/config/config.h"
 #include "orv/config/config_parser.h"
 #include "orv/devmode/oemdev.h"
@@ -19,9 +22,9 @@
 #include "tools/orv/common/library_use.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/devmode/record_document.h"
 #include "tools/orv/devmode/record_input.h"
 #include "tools/orv/devmode/record_merge.h"
-#include "tools/orv/devmode/record_rules.h"
 #include "tools/orv/devmode/record_text.h"
 
 namespace orv::tool {
@@ -245,8 +248,7 @@ void ShowAsTable(const tagOEMDEV& record) {
     table.Add(
         {std::to_wstring(field.offset), Widen(field.name),
          isLegacy ? L"(below)" : Short(FieldText(record, field), 0, kWidest),
-         Widen(field.unit) +
-             (IsLength(field) ? L": " + FieldText(record, field, LengthForm::kReadable) : L""),
+         Widen(field.unit) + (IsLength(field) ? L": " + FieldText(record, field, LengthText) : L""),
          Widen(field.meaning)});
   }
   Print(table.TakeText());
@@ -283,8 +285,8 @@ void AddShowCommand(CLI::App* group) {
   });
 }
 
-/// The form in which a command prints lengths.
-LengthForm FormFor(bool asJson) { return asJson ? LengthForm::kStored : LengthForm::kReadable; }
+/// How a command prints lengths.
+LengthFormat FormatFor(bool asJson) { return asJson ? nullptr : LengthText; }
 
 /// One difference between two records.
 struct Difference {
@@ -293,12 +295,12 @@ struct Difference {
   std::wstring b;
 };
 
-std::vector<Difference> Compare(const tagOEMDEV& a, const tagOEMDEV& b, LengthForm form) {
+std::vector<Difference> Compare(const tagOEMDEV& a, const tagOEMDEV& b, LengthFormat format) {
   std::vector<Difference> differences;
   const auto compare = [&](const RecordField& field) {
     if (RecordBytes(a, field.offset, field.width) != RecordBytes(b, field.offset, field.width)) {
       differences.push_back(
-          {Widen(field.name), FieldText(a, field, form), FieldText(b, field, form)});
+          {Widen(field.name), FieldText(a, field, format), FieldText(b, field, format)});
     }
   };
   for (const RecordField& field : RecordFields()) {
@@ -350,7 +352,7 @@ void AddDiffCommand(CLI::App* group) {
   command->callback([options] {
     const std::vector<Difference> differences =
         Compare(ReadRecord(options->a, options->record), ReadRecord(options->b, options->record),
-                FormFor(options->asJson));
+                FormatFor(options->asJson));
     JsonWriter json;
     Table table({L"FIELD", L"A", L"B"});
     json.BeginArray();
@@ -390,7 +392,7 @@ std::wstring HeaderReason(const RecordField& field) {
 }
 
 std::vector<CheckFinding> CheckRecord(const Config& config, const tagOEMDEV& record,
-                                      LengthForm form) {
+                                      LengthFormat format) {
   std::vector<CheckFinding> findings;
   const tagOEMDEV current = [] {
     tagOEMDEV header{};
@@ -415,8 +417,8 @@ std::vector<CheckFinding> CheckRecord(const Config& config, const tagOEMDEV& rec
       SetFieldBits(&before, field, correction.before);
       SetFieldBits(&after, field, correction.after);
     }
-    findings.push_back({Widen(field.name), FieldText(before, field, form),
-                        FieldText(after, field, form), ReasonText(config, correction, form),
+    findings.push_back({Widen(field.name), FieldText(before, field, format),
+                        FieldText(after, field, format), ReasonText(config, correction, format),
                         ChangesNothing(correction)});
   }
   return findings;
@@ -473,7 +475,7 @@ void AddCheckCommand(CLI::App* group) {
       DefaultsOf(&library, printer, name, &config);
     }
     const std::vector<CheckFinding> findings =
-        CheckRecord(*config, record, FormFor(options->asJson));
+        CheckRecord(*config, record, FormatFor(options->asJson));
     JsonWriter json;
     Table table({L"FIELD", L"VALUE", L"WOULD BE", L"WHY"});
     json.BeginArray();
@@ -512,38 +514,20 @@ void AddExplainCommand(CLI::App* group) {
     LibraryUse library(ToWide(options->record.configFolder));
     const OpenPrinter printer(ToWide(options->printer));
     const Merged merged = Merge(&library, printer, *options);
-    const Config& config = *merged.config;
-    const LengthForm form = FormFor(options->asJson);
-    JsonWriter json;
+    if (options->asJson) return Print(ExplanationAsJson(merged));
     Table table(
         {L"FIELD", L"INCOMING", L"DEFAULT", L"STOCK", L"ALLOWED", L"RESULT", L"DECIDED BY"});
-    json.BeginArray();
-    for (const RecordField& field : RecordFields()) {
-      if (field.offset == offsetof(tagOEMDEV, EpLayout)) continue;
-      const bool isApplied = IsApplied(merged.choice, field);
-      const std::wstring allowed = AllowedText(config, field, form);
-      const std::wstring decision = DecisionText(merged, field, form);
-      table.Add({Widen(field.name), Short(FieldText(merged.in, field, form)),
-                 field.hasDefault ? Short(FieldText(merged.defaults, field, form)) : L"untouched",
-                 isApplied ? FieldText(merged.applied, field, form) : L"", allowed,
-                 Short(FieldText(merged.out, field, form)), decision});
-      const auto member = [&](std::string_view name, bool isThere, const tagOEMDEV& record) {
-        if (isThere) return FieldMember(&json, name, record, field);
-        json.Key(name);
-        json.Null();
-      };
-      json.BeginObject();
-      json.Member("field", Widen(field.name));
-      member("incoming", true, merged.in);
-      member("default", field.hasDefault, merged.defaults);
-      member("stock", isApplied, merged.applied);
-      json.Member("allowed", allowed);
-      member("result", true, merged.out);
-      json.Member("decidedBy", decision);
-      json.EndObject();
+    const auto text = [](const tagOEMDEV& record, const RecordField& field) {
+      return Short(FieldText(record, field, LengthText));
+    };
+    for (const RecordField* const field : ExplainedFields()) {
+      table.Add({Widen(field->name), text(merged.in, *field),
+                 field->hasDefault ? text(merged.defaults, *field) : L"untouched",
+                 IsApplied(merged, *field) ? text(merged.applied, *field) : L"",
+                 AllowedText(*merged.config, *field, LengthText), text(merged.out, *field),
+                 DecisionText(merged, *field, LengthText)});
     }
-    json.EndArray();
-    Print(options->asJson ? json.Text() : table.TakeText());
+    Print(table.TakeText());
   });
 }
 

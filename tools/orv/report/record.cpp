@@ -1,16 +1,17 @@
 #include <algorithm>
 #include <array>
-#include <cstddef>
 #include <string_view>
 
+#include "devmode/explanation.h"
+#include "devmode/field_text.h"
 #include "devmode/record_fields.h"
+#include "devmode/rule_text.h"
 #include "orv/devmode/oemdev.h"
 #include "orv/devmode/stock_items.h"
 #include "orv/platform/types.h"
 #include "orv/text/format.h"
+#include "tools/orv/common/lengths.h"
 #include "tools/orv/devmode/record_merge.h"
-#include "tools/orv/devmode/record_rules.h"
-#include "tools/orv/devmode/record_text.h"
 #include "tools/orv/report/html.h"
 #include "tools/orv/report/sections.h"
 
@@ -26,7 +27,7 @@ Group GroupOf(const Merged& merged, const RecordField& field) {
       })) {
     return kCorrected;
   }
-  if (!IsZeroGuid(merged.choice.item.guid) && IsApplied(merged.choice, field)) return kFromStock;
+  if (!IsZeroGuid(merged.choice->item.guid) && IsApplied(merged, field)) return kFromStock;
   const bool isDefault =
       !field.hasDefault || FieldText(merged.out, field) == FieldText(merged.defaults, field);
   return isDefault ? kDefault : kOther;
@@ -37,15 +38,13 @@ std::wstring CaptionOf(Group group, const Merged& merged) {
     case kCorrected:
       return L"Corrected";
     case kFromStock:
-      return L"From the stock item \"" + merged.choice.item.DisplayName + L"\"";
+      return L"From the stock item \"" + merged.choice->item.DisplayName + L"\"";
     case kOther:
       return L"Different from the default";
     default:
       return L"Default";
   }
 }
-
-constexpr LengthForm kForm = LengthForm::kReadable;
 
 /// The unit of a field, if its text does not contain it.
 std::wstring UnitNote(const RecordField& field) {
@@ -56,9 +55,8 @@ HtmlCell NameCell(const RecordField& field) { return {Widen(field.name), Widen(f
 
 void WriteMerged(const Merged& merged, HtmlWriter* html) {
   std::array<std::vector<const RecordField*>, kGroupCount> groups;
-  for (const RecordField& field : RecordFields()) {
-    if (field.offset == offsetof(tagOEMDEV, EpLayout)) continue;
-    groups[GroupOf(merged, field)].push_back(&field);
+  for (const RecordField* const field : ExplainedFields()) {
+    groups[GroupOf(merged, *field)].push_back(field);
   }
   for (int group = 0; group < kGroupCount; ++group) {
     if (groups[group].empty()) continue;
@@ -68,19 +66,19 @@ void WriteMerged(const Merged& merged, HtmlWriter* html) {
         {L"Field", L"Value", L"Default", L"Allowed", L"Decided by"});
     for (const RecordField* const at : groups[group]) {
       const RecordField& field = *at;
-      const std::wstring given = FieldText(merged.in, field, kForm);
-      HtmlCell value = {FieldText(merged.out, field, kForm), UnitNote(field)};
+      const std::wstring given = FieldText(merged.in, field, LengthText);
+      HtmlCell value = {FieldText(merged.out, field, LengthText), UnitNote(field)};
       if (value.text != given) value.note += (value.note.empty() ? L"" : L"; ") + (L"was " + given);
       HtmlCell byDefault = {L"untouched"};
       if (field.hasDefault) {
-        byDefault = {FieldText(merged.defaults, field, kForm),
+        byDefault = {FieldText(merged.defaults, field, LengthText),
                      field.byDefault.text != nullptr ? DefaultText(field) : L"fixed"};
       }
       table.Row({NameCell(field),
                  value,
                  byDefault,
-                 {AllowedText(*merged.config, field, kForm)},
-                 {DecisionText(merged, field, kForm)}},
+                 {AllowedText(*merged.config, field, LengthText)},
+                 {DecisionText(merged, field, LengthText)}},
                 group == kCorrected ? L"bad" : L"");
     }
   }
@@ -88,9 +86,8 @@ void WriteMerged(const Merged& merged, HtmlWriter* html) {
 
 void WriteGiven(const tagOEMDEV& record, HtmlWriter* html) {
   HtmlTable table(html, L"As it was given", {L"Field", L"Value"});
-  for (const RecordField& field : RecordFields()) {
-    if (field.offset == offsetof(tagOEMDEV, EpLayout)) continue;
-    table.Row({NameCell(field), {FieldText(record, field, kForm), UnitNote(field)}});
+  for (const RecordField* const field : ExplainedFields()) {
+    table.Row({NameCell(*field), {FieldText(record, *field, LengthText), UnitNote(*field)}});
   }
 }
 

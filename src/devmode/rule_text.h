@@ -2,13 +2,13 @@
 
 #include <string>
 
+#include "devmode/field_text.h"
 #include "devmode/record_fields.h"
 #include "orv/config/config.h"
-#include "tools/orv/devmode/record_text.h"
 
 /// Describes the rules of the private record in words.
 
-namespace orv::tool {
+namespace orv {
 
 /// The values that a rule allows, as the table states them: "label.widthMin to label.widthMax".
 std::wstring RuleText(const RecordField& field);
@@ -18,12 +18,9 @@ std::wstring DefaultText(const RecordField& field);
 std::wstring FallbackText(const RecordField& field);
 
 /// The values that a printer allows for a field: "10000 to 60000", or "10 mm to 60 mm".
-std::wstring AllowedText(const Config& config, const RecordField& field, LengthForm form);
+std::wstring AllowedText(const Config& config, const RecordField& field, LengthFormat format);
 
 /// Why a correction was made.
-std::wstring ReasonText(const Config& config, const Correction& correction, LengthForm form);
+std::wstring ReasonText(const Config& config, const Correction& correction, LengthFormat format);
 
-/// The whole format as a Markdown document.
-std::string FormatDocument();
-
-}  // namespace orv::tool
+}  // namespace orv
