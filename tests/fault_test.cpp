@@ -8,10 +8,12 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/utf8.h"
 #include "devmode/record_fields.h"
+#include "orv/c_api.h"
 #include "orv/config/configs_cache.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/crypto/encryption_aes.h"
@@ -223,6 +225,56 @@ TEST_F(Faults, LoadsAConfigurationOrFails) {
       if (HasFailure()) return;
     }
   }
+}
+
+// --- The C interface ---
+
+/// No exception leaves a function, and a failure is not an unexpected one.
+Ending EndingInC(std::int32_t code) {
+  return code == ORV_ERROR_INTERNAL ? kNoSize : EndingOf(code == ORV_OK);
+}
+
+TEST_F(Faults, ReportsCodesInC) {
+  const std::vector<std::uint16_t> path(config_.begin(), config_.end());
+  const auto length = static_cast<std::uint32_t>(path.size());
+  orv_config* config = nullptr;
+  const auto load = [&] {
+    return EndingInC(orv_config_load(path.data(), length, nullptr, &config, nullptr, 0, nullptr));
+  };
+  Sweep({"load in C", kFailed | kDone, kFailed | kDone, [] {}, load,
+         [&](Ending ending, bool) {
+           const bool isRight = (ending == kDone) == (config != nullptr);
+           orv_config_close(std::exchange(config, nullptr));
+           return isRight ? "" : "a handle after a failure, or none after success";
+         }});
+  ASSERT_EQ(load(), kDone);
+  tagOEMDEV record{};
+  std::vector<std::uint16_t> json(50'000);
+  std::vector<unsigned char> page(8);
+  const auto nothing = [](Ending, bool) { return ""; };
+  const orv_image image = {sizeof(image), ORV_FORMAT_BGR24, 2, 1, 6, 0, page.data()};
+  std::uint32_t size = 0;
+  Sweep({"explain in C", kFailed, kDone, [] {},
+         [&] {
+           return EndingInC(orv_record_explain(config, &record, sizeof(record), json.data(),
+                                               static_cast<std::uint32_t>(json.size()), &size));
+         },
+         nothing});
+  Sweep({"validate in C", kFailed | kDone, kDone, [&] { record.Invert = 7; },
+         [&] {
+           return EndingInC(orv_record_validate(config, nullptr, &record, &record, sizeof(record),
+                                                json.data(), 100, &size));
+         },
+         [&](Ending ending, bool) {
+           return (record.Invert == 7) == (ending == kFailed) ? "" : "another record";
+         }});
+  Sweep({"dither in C", kFailed, kDone, [] {},
+         [&] { return EndingInC(orv_page_dither(&image, ORV_DITHER_SIERRA_LITE, 128, 0)); },
+         nothing});
+  Sweep({"list in C", kFailed, kDone | kFailed, [] {},
+         [&] { return EndingInC(orv_stock_list(nullptr, 0, nullptr, nullptr, 0, &size)); },
+         nothing});
+  orv_config_close(config);
 }
 
 // --- Documents ---

@@ -5,9 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <clocale>
 #include <cstdlib>
 #include <functional>
+#include <optional>
 #include <random>
 #include <thread>
 
@@ -16,6 +18,7 @@
 #include "crypto/sha256.h"
 #include "imaging/pixels.h"
 #include "logging/log_file.h"
+#include "orv/c_api.h"
 #include "orv/config/configs_cache.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/crypto/encryption_aes.h"
@@ -51,6 +54,31 @@ std::wstring Replaced(std::wstring text, const std::wstring& what, std::wstring_
   return text;
 }
 
+/// The interface whose functions compute the results.
+enum class Interface { kCpp, kC };
+
+std::vector<std::uint16_t> Units(std::wstring_view text) { return {text.begin(), text.end()}; }
+
+/// A log of the C interface.
+class CLog {
+ public:
+  explicit CLog(const CLoggerClient& client) {
+    const std::vector<std::uint16_t> name = Units(client.m_stModuleName);
+    const std::vector<std::uint16_t> folder = Units(client.m_stModuleFolder);
+    EXPECT_EQ(orv_log_open(name.data(), static_cast<std::uint32_t>(name.size()), folder.data(),
+                           static_cast<std::uint32_t>(folder.size()), &log_),
+              ORV_OK);
+  }
+  CLog(const CLog&) = delete;
+  CLog& operator=(const CLog&) = delete;
+  ~CLog() { orv_log_close(log_); }
+
+  orv_log* get() const { return log_; }
+
+ private:
+  orv_log* log_ = nullptr;
+};
+
 /// A printer with its configuration and stock items, as an application finds it.
 class Printer {
  public:
@@ -83,6 +111,13 @@ class Printer {
     merged->dwSignature = tagOEMDEV::kSignature;
     return hrOEMDevMode(&module_.client, cache_, L"Label 1", OEMDM_MERGE, &param);
   }
+  /// The same through the C interface.
+  std::int32_t MergeInC(orv_log* log, const tagOEMDEV& record, const DEVMODEW& in,
+                        tagOEMDEV* merged, DEVMODEW* out) {
+    static constexpr std::uint16_t kName[] = {'L', 'a', 'b', 'e', 'l', ' ', '1'};
+    return orv_record_merge(printer_.handle(), kName, std::size(kName), log, &record, merged,
+                            sizeof(record), &in, out, sizeof(in));
+  }
 
   orv::test::ModuleFolder& module() { return module_; }
 
@@ -107,8 +142,13 @@ tagOEMDEV RandomRecord(std::mt19937* random, unsigned oneIn) {
   return record;
 }
 
-std::string Records() {
+std::string Records(Interface through) {
   Printer printer;
+  std::optional<CLog> cLog;
+  if (through == Interface::kC) {
+    orv::test::LogToFileAlone(L"1");
+    cLog.emplace(printer.module().client);
+  }
   const orv::test::LogCapture log;
   std::string text;
   std::mt19937 random(2024);
@@ -122,15 +162,16 @@ std::string Records() {
     in.dmPaperLength = static_cast<SHORT>(random());
     tagOEMDEV merged{};
     DEVMODEW out{};
-    const HRESULT result = printer.Merge(record, in, &merged, &out);
+    const HRESULT result = cLog ? printer.MergeInC(cLog->get(), record, in, &merged, &out)
+                                : printer.Merge(record, in, &merged, &out);
     text += WideToUtf8(orv::Format(L"merge %d: %x, %u x %u, paper %d %d x %d, copies %d\n", i,
                                    static_cast<unsigned>(result), merged.PaperWidth,
                                    merged.PaperHeight, int{out.dmPaperSize}, int{out.dmPaperWidth},
                                    int{out.dmPaperLength}, int{out.dmCopies}));
     text += "  " + Digest(&merged, sizeof merged) + " " + Digest(&out, sizeof out) + "\n";
-    ConvertOrv2Ep(&merged);
+    cLog ? void(orv_record_to_legacy_layout(&merged, sizeof(merged))) : ConvertOrv2Ep(&merged);
     text += "  older " + Digest(&merged, sizeof merged);
-    ConvertEp2Orv(&record);
+    cLog ? void(orv_record_from_legacy_layout(&record, sizeof(record))) : ConvertEp2Orv(&record);
     text += " newer " + Digest(&record, sizeof record) + "\n";
   }
   return text;
@@ -147,9 +188,84 @@ std::string DigestOf(Bitmap* bitmap) {
   return Digest(pixels);
 }
 
-std::string Planes() {
+using Page = std::unique_ptr<Bitmap>;
+
+/// The planes of a page, and the result of the split.
+struct PageResults {
+  Page dithered;
+  Page background;
+  Page highlight;
+  int result;
+};
+
+PageResults MakePlanes(Bitmap* page, eBitmapDitherer method, int threshold, double tolerance) {
+  Color ink(0xFFE02020);
+  PageResults made;
+  made.dithered.reset(BitmapRasterizer::Dither(page, method, threshold, ink));
+  Bitmap* planes[2] = {};
+  made.result =
+      BitmapHelper::SplitImage(page, ink, tolerance, method, threshold, &planes[0], &planes[1]);
+  made.background.reset(planes[0]);
+  made.highlight.reset(planes[1]);
+  return made;
+}
+
+/// Locked pixels as an image of the C interface.
+orv_image ImageOf(const orv::LockedBits& bits) {
+  const BitmapData& data = *bits.data();
+  return {sizeof(orv_image),
+          data.PixelFormat == PixelFormat24bppRGB ? ORV_FORMAT_BGR24 : ORV_FORMAT_BIT1,
+          static_cast<std::int32_t>(data.Width),
+          static_cast<std::int32_t>(data.Height),
+          data.Stride,
+          0,
+          data.Scan0};
+}
+
+/// The same through the C interface.
+PageResults MakePlanesInC(Bitmap* page, eBitmapDitherer method, int threshold, double tolerance) {
+  constexpr std::uint32_t kInk = 0xE02020;
+  const auto width = static_cast<INT>(page->GetWidth());
+  const auto height = static_cast<INT>(page->GetHeight());
+  const auto copy = [&] { return Page(page->Clone(0, 0, width, height, PixelFormat24bppRGB)); };
+  PageResults made = {copy(), copy(), copy(), 0};
+  const auto lock = [](const Page& plane) {
+    return orv::LockedBits(plane.get(), ImageLockModeRead | ImageLockModeWrite,
+                           PixelFormat24bppRGB);
+  };
+  const orv::LockedBits source(page, ImageLockModeRead, PixelFormat24bppRGB);
+  const orv::LockedBits dithered = lock(made.dithered);
+  const orv::LockedBits background = lock(made.background);
+  const orv::LockedBits highlight = lock(made.highlight);
+  const orv_image images[] = {ImageOf(source), ImageOf(dithered), ImageOf(background),
+                              ImageOf(highlight)};
+  EXPECT_EQ(orv_page_dither(&images[1], method, threshold, kInk), ORV_OK);
+  made.result = orv_page_split(&images[0], kInk, tolerance, method, threshold, &images[2],
+                               &images[3]) == ORV_OK;
+  return made;
+}
+
+/// Reduces a page to one bit; returns the bounds of its ink.
+std::array<std::int32_t, 4> Reduce(Bitmap* page, Bitmap* bits) {
+  BitmapHelper::GetMonochromeImage1BPP(page, bits);
+  return {BitmapHelper::GetFirstContentRow1BPP(bits), BitmapHelper::GetLastContentRow1BPP(bits),
+          BitmapHelper::GetFirstContentColumn1BPP(bits),
+          BitmapHelper::GetLastContentColumn1BPP(bits)};
+}
+std::array<std::int32_t, 4> ReduceInC(Bitmap* page, Bitmap* bits) {
+  std::array<std::int32_t, 4> bounds = {};
+  const orv::LockedBits source(page, ImageLockModeRead, PixelFormat24bppRGB);
+  const orv::LockedBits target(bits, ImageLockModeWrite, PixelFormat1bppIndexed);
+  const orv_image images[] = {ImageOf(source), ImageOf(target)};
+  EXPECT_EQ(orv_page_to_one_bit(&images[0], &images[1]), ORV_OK);
+  EXPECT_EQ(orv_page_bounds(&images[1], bounds.data()), ORV_OK);
+  return bounds;
+}
+
+std::string Planes(Interface through) {
   const orv::GraphicsSession graphics;
-  using Page = std::unique_ptr<Bitmap>;
+  const auto makePlanes = through == Interface::kC ? MakePlanesInC : MakePlanes;
+  const auto reduce = through == Interface::kC ? ReduceInC : Reduce;
   Bitmap* sample = nullptr;
   EXPECT_EQ(orv::LoadPng(FromPath(ORV_EXAMPLES "/label_page.png").c_str(), &sample), Ok);
   // Noise of an odd width, with greys and colours on both sides of every limit.
@@ -167,18 +283,11 @@ std::string Planes() {
     for (int method = eBitmapDithererNone; method <= eBitmapDithererMatrix16; ++method) {
       for (const double tolerance : {0.1, 0.35}) {
         const int threshold = tolerance < 0.2 ? 128 : 200;
-        Color ink(0xFFE02020);
-        const Page dithered(BitmapRasterizer::Dither(
-            page.get(), static_cast<eBitmapDitherer>(method), threshold, ink));
-        Bitmap* planes[2] = {};
-        const int result = BitmapHelper::SplitImage(page.get(), ink, tolerance,
-                                                    static_cast<eBitmapDitherer>(method), threshold,
-                                                    &planes[0], &planes[1]);
-        const Page background(planes[0]);
-        const Page highlight(planes[1]);
+        const PageResults made =
+            makePlanes(page.get(), static_cast<eBitmapDitherer>(method), threshold, tolerance);
         text += WideToUtf8(orv::Format(L"%u wide, method %d, threshold %d: %d\n", page->GetWidth(),
-                                       method, threshold, result));
-        for (const Page* plane : {&dithered, &background, &highlight}) {
+                                       method, threshold, made.result));
+        for (const Page* plane : {&made.dithered, &made.background, &made.highlight}) {
           text += "  " + DigestOf(plane->get()) + "\n";
         }
       }
@@ -186,18 +295,15 @@ std::string Planes() {
     const Page bits(BitmapHelper::CreateBitmap(static_cast<INT>(page->GetWidth()),
                                                static_cast<INT>(page->GetHeight()),
                                                PixelFormat1bppIndexed));
-    BitmapHelper::GetMonochromeImage1BPP(page.get(), bits.get());
-    text += WideToUtf8(orv::Format(L"one bit: %d %d %d %d ",
-                                   BitmapHelper::GetFirstContentRow1BPP(bits.get()),
-                                   BitmapHelper::GetLastContentRow1BPP(bits.get()),
-                                   BitmapHelper::GetFirstContentColumn1BPP(bits.get()),
-                                   BitmapHelper::GetLastContentColumn1BPP(bits.get()))) +
+    const auto bounds = reduce(page.get(), bits.get());
+    text += WideToUtf8(
+                orv::Format(L"one bit: %d %d %d %d ", bounds[0], bounds[1], bounds[2], bounds[3])) +
             DigestOf(bits.get()) + "\n";
   }
   return text;
 }
 
-std::string ProtectedFiles() {
+std::string ProtectedFiles(Interface through) {
   const TemporaryFolder folder;
   std::string text;
   for (const std::size_t size : {0, 1, 15, 16, 17, 43, 100'000}) {
@@ -207,9 +313,17 @@ std::string ProtectedFiles() {
     // A new thread starts with the first initialization vector.
     std::thread([&] {
       for (int i = 1; i <= 2; ++i) {
-        EXPECT_EQ(
-            CCryptoHelper::AesEncryptFile(folder.Name(L"plain"), folder.Name(L"made"), nullptr),
-            0u);
+        if (through == Interface::kC) {
+          const auto source = Units(folder.Name(L"plain"));
+          const auto target = Units(folder.Name(L"made"));
+          EXPECT_EQ(orv_encrypt_file(source.data(), static_cast<std::uint32_t>(source.size()),
+                                     target.data(), static_cast<std::uint32_t>(target.size())),
+                    ORV_OK);
+        } else {
+          EXPECT_EQ(
+              CCryptoHelper::AesEncryptFile(folder.Name(L"plain"), folder.Name(L"made"), nullptr),
+              0u);
+        }
         const std::string made = ReadBytes(folder.path() / "made");
         text +=
             std::to_string(size) + " bytes, file " + std::to_string(i) + ": " + Show(made) + "\n";
@@ -345,11 +459,18 @@ class Golden : public testing::Test {
       if (!inEveryLocale) break;
     }
   }
+  /// The same through both interfaces.
+  static void ExpectOfBoth(const char* name, std::string (*make)(Interface), bool inEveryLocale) {
+    Expect(
+        name, [=] { return make(Interface::kCpp); }, inEveryLocale);
+    Expect(
+        name, [=] { return make(Interface::kC); }, false);
+  }
 };
 
-TEST_F(Golden, RecordsAfterMerges) { Expect("records.txt", Records); }
-TEST_F(Golden, PlanesOfPages) { Expect("planes.txt", Planes, false); }
-TEST_F(Golden, Protected) { Expect("protected.txt", ProtectedFiles); }
+TEST_F(Golden, RecordsAfterMerges) { ExpectOfBoth("records.txt", Records, true); }
+TEST_F(Golden, PlanesOfPages) { ExpectOfBoth("planes.txt", Planes, false); }
+TEST_F(Golden, Protected) { ExpectOfBoth("protected.txt", ProtectedFiles, true); }
 TEST_F(Golden, LinesOfTheLog) { Expect("log.txt", LogLines); }
 TEST_F(Golden, DocumentsAndResults) { Expect("documents.txt", Documents); }
 

@@ -4,27 +4,10 @@
 #include <string>
 
 #include "api/c_call.h"
-#include "config/config_loader.h"
 #include "config/load_log.h"
 #include "orv/platform/spooler.h"
 
 namespace {
-
-std::int32_t CodeOfLoad(orv::LoadFailure failure) {
-  switch (failure) {
-    case orv::LoadFailure::kNone:
-      return ORV_OK;
-    case orv::LoadFailure::kInvalidPrinter:
-      return ORV_ERROR_NOT_FOUND;
-    case orv::LoadFailure::kUnreadable:
-      return ORV_ERROR_UNREADABLE;
-    case orv::LoadFailure::kMalformed:
-      return ORV_ERROR_MALFORMED;
-    case orv::LoadFailure::kInvalid:
-      return ORV_ERROR_INVALID;
-  }
-  return ORV_ERROR_INTERNAL;
-}
 
 /// Where the reason of a failed load goes.
 struct ReasonBuffer {
@@ -43,7 +26,7 @@ std::int32_t LoadForC(orv_log* log, orv_config** config, const ReasonBuffer& rea
     orv::LoadLog steps(orv::ClientOf(log));
     orv::LoadResult result = load(orv::ClientOf(log), &steps);
     if (result.config == nullptr) {
-      const std::int32_t code = CodeOfLoad(result.failure);
+      const std::int32_t code = orv::CodeOfLoad(result.failure);
       const std::string text = orv_error_text(code);
       std::wstring message(text.begin(), text.end());
       if (!result.detail.empty()) message += L": " + result.detail;
@@ -70,6 +53,44 @@ std::int32_t UseValue(const orv_config* config, const std::uint16_t* name,
 }
 
 }  // namespace
+
+namespace orv {
+
+std::int32_t CodeOfLoad(LoadFailure failure) {
+  switch (failure) {
+    case LoadFailure::kNone:
+      return ORV_OK;
+    case LoadFailure::kInvalidPrinter:
+      return ORV_ERROR_NOT_FOUND;
+    case LoadFailure::kUnreadable:
+      return ORV_ERROR_UNREADABLE;
+    case LoadFailure::kMalformed:
+      return ORV_ERROR_MALFORMED;
+    case LoadFailure::kInvalid:
+      return ORV_ERROR_INVALID;
+  }
+  return ORV_ERROR_INTERNAL;
+}
+
+}  // namespace orv
+
+std::int32_t ORV_C_CALL orv_printer_open(const std::uint16_t* name, std::uint32_t name_length,
+                                         void** printer) {
+  if (name == nullptr || printer == nullptr) return ORV_ERROR_ARGUMENT;
+  return orv::CallFromC([=] {
+    HANDLE const opened = orv::OpenPrinterHandle(orv::TextFromC(name, name_length).c_str());
+    if (opened == nullptr) return ORV_ERROR_NOT_FOUND;
+    *printer = opened;
+    return ORV_OK;
+  });
+}
+
+void ORV_C_CALL orv_printer_close(void* printer) {
+  orv::CallFromC([=] {
+    orv::ClosePrinterHandle(printer);
+    return ORV_OK;
+  });
+}
 
 std::int32_t ORV_C_CALL orv_config_load(const std::uint16_t* path, std::uint32_t path_length,
                                         orv_log* log, orv_config** config, std::uint16_t* reason,

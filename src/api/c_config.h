@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 
+#include "config/config_loader.h"
 #include "config/config_values.h"
 #include "orv/config/config.h"
 
@@ -10,3 +12,10 @@ struct orv_config {
   std::unique_ptr<Config> config;
   std::vector<orv::NamedConfigValue> values;
 };
+
+namespace orv {
+
+/// The error code for why a configuration did not load.
+std::int32_t CodeOfLoad(LoadFailure failure);
+
+}  // namespace orv

@@ -14,20 +14,26 @@
 
 namespace {
 
-using Transform = std::optional<std::string>(std::string_view);
+/// A conversion, and the error code if it fails.
+struct Transform {
+  std::optional<std::string> (*run)(std::string_view bytes);
+  std::int32_t failure;
+};
+constexpr Transform kEncrypt = {orv::ProtectBytes, ORV_ERROR_INTERNAL};
+constexpr Transform kDecrypt = {orv::UnprotectBytes, ORV_ERROR_INVALID};
 
 std::string_view BytesFromC(const void* bytes, std::uint32_t length) {
   return {static_cast<const char*>(bytes), length};
 }
 
-std::int32_t TransformForC(Transform* transform, const void* bytes, std::uint32_t bytesLength,
+std::int32_t TransformForC(const Transform& transform, const void* bytes, std::uint32_t bytesLength,
                            void* buffer, std::uint32_t capacity, std::uint32_t* length) {
   if (!orv::IsBuffer(bytes, bytesLength) || !orv::IsBuffer(buffer, capacity) || length == nullptr) {
     return ORV_ERROR_ARGUMENT;
   }
   return orv::CallFromC([=]() -> std::int32_t {
-    const std::optional<std::string> result = transform(BytesFromC(bytes, bytesLength));
-    if (!result) return ORV_ERROR_INVALID;
+    const std::optional<std::string> result = transform.run(BytesFromC(bytes, bytesLength));
+    if (!result) return transform.failure;
     return orv::CopyToC(*result, static_cast<char*>(buffer), capacity, length);
   });
 }
@@ -43,15 +49,15 @@ bool ReadFileForC(const std::wstring& path, std::string* bytes) {
   return file.good() || (size == 0 && file.is_open());
 }
 
-std::int32_t TransformFileForC(Transform* transform, const std::uint16_t* source,
+std::int32_t TransformFileForC(const Transform& transform, const std::uint16_t* source,
                                std::uint32_t sourceLength, const std::uint16_t* target,
                                std::uint32_t targetLength) {
   if (source == nullptr || target == nullptr) return ORV_ERROR_ARGUMENT;
-  return orv::CallFromC([=] {
+  return orv::CallFromC([=]() -> std::int32_t {
     std::string bytes;
     if (!ReadFileForC(orv::TextFromC(source, sourceLength), &bytes)) return ORV_ERROR_UNREADABLE;
-    const std::optional<std::string> result = transform(bytes);
-    if (!result) return ORV_ERROR_INVALID;
+    const std::optional<std::string> result = transform.run(bytes);
+    if (!result) return transform.failure;
     orv::NewFile file;
     const bool isWritten =
         file.Open(orv::TextFromC(target, targetLength)) && file.Write(*result) && file.Commit();
@@ -73,22 +79,22 @@ std::int32_t Hash(std::string_view bytes, std::uint8_t* digest) {
 
 std::int32_t ORV_C_CALL orv_encrypt(const void* plain, std::uint32_t plain_length, void* buffer,
                                     std::uint32_t capacity, std::uint32_t* length) {
-  return TransformForC(&orv::ProtectBytes, plain, plain_length, buffer, capacity, length);
+  return TransformForC(kEncrypt, plain, plain_length, buffer, capacity, length);
 }
 
 std::int32_t ORV_C_CALL orv_decrypt(const void* bytes, std::uint32_t bytes_length, void* buffer,
                                     std::uint32_t capacity, std::uint32_t* length) {
-  return TransformForC(&orv::UnprotectBytes, bytes, bytes_length, buffer, capacity, length);
+  return TransformForC(kDecrypt, bytes, bytes_length, buffer, capacity, length);
 }
 
 std::int32_t ORV_C_CALL orv_encrypt_file(const std::uint16_t* source, std::uint32_t source_length,
                                          const std::uint16_t* target, std::uint32_t target_length) {
-  return TransformFileForC(&orv::ProtectBytes, source, source_length, target, target_length);
+  return TransformFileForC(kEncrypt, source, source_length, target, target_length);
 }
 
 std::int32_t ORV_C_CALL orv_decrypt_file(const std::uint16_t* source, std::uint32_t source_length,
                                          const std::uint16_t* target, std::uint32_t target_length) {
-  return TransformFileForC(&orv::UnprotectBytes, source, source_length, target, target_length);
+  return TransformFileForC(kDecrypt, source, source_length, target, target_length);
 }
 
 std::int32_t ORV_C_CALL orv_hash(const void* bytes, std::uint32_t length, std::uint8_t digest[32]) {

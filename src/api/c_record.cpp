@@ -1,11 +1,14 @@
 #include "api/c_call.h"
 #include "api/c_config.h"
+#include "base/utf8.h"
+#include "devmode/explanation.h"
 #include "devmode/merge.h"
 #include "devmode/merge_log.h"
 #include "devmode/record_fields.h"
 #include "orv/devmode/oemdev.h"
 
 static_assert(ORV_RECORD_SIZE == tagOEMDEV::kSize);
+static_assert(ORV_PUBLIC_RECORD_SIZE == sizeof(DEVMODEW));
 
 namespace {
 
@@ -28,12 +31,12 @@ std::int32_t ChangeRecord(void* record, std::uint32_t size, void (*change)(tagOE
   return ORV_OK;
 }
 
-std::int32_t CodeOfRequest(orv::DevmodeFailure failure) {
-  switch (failure) {
+std::int32_t CodeOfMerge(const orv::DevmodeResult& result) {
+  switch (result.failure) {
     case orv::DevmodeFailure::kNone:
       return ORV_OK;
     case orv::DevmodeFailure::kConfigNotLoaded:
-      return ORV_ERROR_UNREADABLE;
+      return orv::CodeOfLoad(result.load.failure);
     case orv::DevmodeFailure::kNotConverted:
       return ORV_ERROR_RECORD;
     case orv::DevmodeFailure::kMissingParameter:
@@ -41,6 +44,33 @@ std::int32_t CodeOfRequest(orv::DevmodeFailure failure) {
       break;
   }
   return ORV_ERROR_INTERNAL;
+}
+
+/// Whether a merge has its printer, both incoming records and their sizes.
+bool AreMergeInputs(const void* printer, const std::uint16_t* name, std::uint32_t nameLength,
+                    const void* in, std::uint32_t size, const void* publicIn,
+                    std::uint32_t publicSize) {
+  return printer != nullptr && orv::IsBuffer(name, nameLength) && IsRecord(in, size) &&
+         publicIn != nullptr && publicSize == sizeof(DEVMODEW);
+}
+
+/// Merges, and runs `use(*merged)` while the configuration is loaded.
+template <typename Use>
+std::int32_t MergeForC(void* printer, const std::wstring& name, orv_log* log, const void* in,
+                       const void* publicIn, orv::Merged* merged, Use use) {
+  merged->in = RecordFromC(in);
+  std::memcpy(&merged->publicIn, publicIn, sizeof(merged->publicIn));
+  const orv::DevmodeResult result =
+      orv::RunMerge(printer, name, nullptr, orv::ClientOf(log), merged);
+  const std::int32_t code = CodeOfMerge(result);
+  if (code != ORV_OK) return code;
+  orv::FillDefaults(*merged->config, &merged->defaults);
+  return use(*merged);
+}
+
+std::int32_t CopyExplanation(const orv::Merged& merged, std::uint16_t* buffer,
+                             std::uint32_t capacity, std::uint32_t* length) {
+  return orv::CopyToC(orv::Utf8ToWide(orv::ExplanationAsJson(merged)), buffer, capacity, length);
 }
 
 }  // namespace
@@ -91,11 +121,11 @@ std::int32_t ORV_C_CALL orv_record_convert(orv_log* log, const void* in, void* o
   });
 }
 
-std::int32_t ORV_C_CALL orv_record_from_older_layout(void* record, std::uint32_t size) {
+std::int32_t ORV_C_CALL orv_record_from_legacy_layout(void* record, std::uint32_t size) {
   return ChangeRecord(record, size, &orv::ReadLegacyLayout);
 }
 
-std::int32_t ORV_C_CALL orv_record_to_older_layout(void* record, std::uint32_t size) {
+std::int32_t ORV_C_CALL orv_record_to_legacy_layout(void* record, std::uint32_t size) {
   return ChangeRecord(record, size, &orv::WriteLegacyLayout);
 }
 
@@ -103,35 +133,53 @@ std::int32_t ORV_C_CALL orv_record_merge(void* printer, const std::uint16_t* pri
                                          std::uint32_t name_length, orv_log* log, const void* in,
                                          void* out, std::uint32_t size, const void* public_in,
                                          void* public_out, std::uint32_t public_size) {
-  const bool arePublic =
-      public_in != nullptr && public_out != nullptr && public_size == sizeof(DEVMODEW);
-  if (printer == nullptr || !orv::IsBuffer(printer_name, name_length) || !IsRecord(in, size) ||
-      !IsRecord(out, size) || !arePublic) {
+  if (!AreMergeInputs(printer, printer_name, name_length, in, size, public_in, public_size) ||
+      out == nullptr || public_out == nullptr) {
     return ORV_ERROR_ARGUMENT;
   }
   return orv::CallFromC([=] {
-    const std::wstring name = orv::TextFromC(printer_name, name_length);
-    tagOEMDEV record = RecordFromC(in);
-    tagOEMDEV merged{};
-    merged.dwSignature = tagOEMDEV::kSignature;
-    DEVMODEW publicRecord;
-    std::memcpy(&publicRecord, public_in, sizeof(publicRecord));
-    DEVMODEW publicMerged;
-    std::memcpy(&publicMerged, public_out, sizeof(publicMerged));
-    OEMDMPARAM param{};
-    param.cbSize = sizeof(param);
-    param.hPrinter = printer;
-    param.pPublicDMIn = &publicRecord;
-    param.pPublicDMOut = &publicMerged;
-    param.pOEMDMIn = &record;
-    param.pOEMDMOut = &merged;
-    const std::int32_t code =
-        CodeOfRequest(orv::RunLoggedRequest(
-                          {printer, name.c_str(), OEMDM_MERGE, &param, nullptr, orv::ClientOf(log)})
-                          .failure);
-    if (code != ORV_OK) return code;
-    std::memcpy(out, &merged, sizeof(merged));
-    std::memcpy(public_out, &publicMerged, sizeof(publicMerged));
-    return code;
+    orv::Merged merged{};
+    std::memcpy(&merged.publicOut, public_out, sizeof(merged.publicOut));
+    const auto copy = [=](const orv::Merged& done) {
+      std::memcpy(out, &done.out, sizeof(done.out));
+      std::memcpy(public_out, &done.publicOut, sizeof(done.publicOut));
+      return ORV_OK;
+    };
+    return MergeForC(printer, orv::TextFromC(printer_name, name_length), log, in, public_in,
+                     &merged, copy);
+  });
+}
+
+std::int32_t ORV_C_CALL orv_record_explain(const orv_config* config, const void* record,
+                                           std::uint32_t size, std::uint16_t* buffer,
+                                           std::uint32_t capacity, std::uint32_t* length) {
+  if (config == nullptr || !IsRecord(record, size) || !orv::IsBuffer(buffer, capacity) ||
+      length == nullptr) {
+    return ORV_ERROR_ARGUMENT;
+  }
+  return orv::CallFromC([=] {
+    return CopyExplanation(orv::ValidateWithSteps(*config->config, RecordFromC(record)), buffer,
+                           capacity, length);
+  });
+}
+
+std::int32_t ORV_C_CALL orv_record_explain_merge(void* printer, const std::uint16_t* printer_name,
+                                                 std::uint32_t name_length, orv_log* log,
+                                                 const void* in, std::uint32_t size,
+                                                 const void* public_in, std::uint32_t public_size,
+                                                 std::uint16_t* buffer, std::uint32_t capacity,
+                                                 std::uint32_t* length) {
+  if (!AreMergeInputs(printer, printer_name, name_length, in, size, public_in, public_size) ||
+      !orv::IsBuffer(buffer, capacity) || length == nullptr) {
+    return ORV_ERROR_ARGUMENT;
+  }
+  return orv::CallFromC([=] {
+    orv::Merged merged{};
+    std::memcpy(&merged.publicOut, public_in, sizeof(merged.publicOut));
+    const auto explain = [=](const orv::Merged& done) {
+      return CopyExplanation(done, buffer, capacity, length);
+    };
+    return MergeForC(printer, orv::TextFromC(printer_name, name_length), log, in, public_in,
+                     &merged, explain);
   });
 }

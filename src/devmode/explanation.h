@@ -34,8 +34,8 @@ struct Merged {
   const Config* config;  ///< the printer's
 };
 
-/// Merges `in` and `publicIn` of `*merged`, and changes `publicOut`. Writes all log lines, and fills
-/// in the rest but the defaults. Without a cache, which may be null, the result owns the
+/// Merges `in` and `publicIn` of `*merged`, and changes `publicOut`. Writes all log lines, and
+/// fills in the rest but the defaults. Without a cache, which may be null, the result owns the
 /// configuration.
 DevmodeResult RunMerge(HANDLE printer, const std::wstring& printerName, ConfigsCache* cache,
                        CLoggerClient* client, Merged* merged);

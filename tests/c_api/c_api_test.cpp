@@ -1,0 +1,2 @@
+/// The same calls from C++.
+#include "c_api_test.c"
