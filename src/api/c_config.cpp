@@ -161,7 +161,8 @@ std::int32_t ORV_C_CALL orv_config_integer(const orv_config* config, const std::
                                            std::uint32_t name_length, std::int32_t* value) {
   if (config == nullptr || name == nullptr || value == nullptr) return ORV_ERROR_ARGUMENT;
   return UseValue(config, name, name_length, [=](const orv::NamedConfigValue& found) {
-    if (found.isText || found.isList) return ORV_ERROR_KIND;
+    using Kind = orv::NamedConfigValue::Kind;
+    if (found.kind == Kind::kText || found.kind == Kind::kList) return ORV_ERROR_KIND;
     *value = found.numbers.front();
     return ORV_OK;
   });
@@ -175,7 +176,8 @@ std::int32_t ORV_C_CALL orv_config_integers(const orv_config* config, const std:
     return ORV_ERROR_ARGUMENT;
   }
   return UseValue(config, name, name_length, [=](const orv::NamedConfigValue& found) {
-    return found.isText ? std::int32_t{ORV_ERROR_KIND}
-                        : orv::CopyToC(found.numbers, buffer, capacity, length);
+    return found.kind == orv::NamedConfigValue::Kind::kText
+               ? std::int32_t{ORV_ERROR_KIND}
+               : orv::CopyToC(found.numbers, buffer, capacity, length);
   });
 }

@@ -29,29 +29,29 @@ class NamedValueWriter {
   void EndList() { End(); }
 
   void Value(std::wstring_view key, std::wstring_view text) {
-    Add(key, std::wstring(text), {});
-    values_.back().isText = true;
+    Add(key, Kind::kText, std::wstring(text), {});
   }
   void Value(std::wstring_view key, std::int64_t number) {
-    Add(key, std::to_wstring(number), {static_cast<std::int32_t>(number)});
+    Add(key, Kind::kNumber, std::to_wstring(number), {static_cast<std::int32_t>(number)});
   }
   void Value(std::wstring_view key, bool truth) {
-    Add(key, truth ? L"yes" : L"no", {truth ? 1 : 0});
+    Add(key, Kind::kFlag, truth ? L"yes" : L"no", {truth ? 1 : 0});
   }
   void Value(std::wstring_view key, const std::vector<std::int32_t>& numbers) {
     std::wstring text;
     for (const std::int32_t number : numbers) {
       text += (text.empty() ? L"" : L", ") + std::to_wstring(number);
     }
-    Add(key, std::move(text), numbers);
-    values_.back().isList = true;
+    Add(key, Kind::kList, std::move(text), numbers);
   }
 
   std::vector<NamedConfigValue> TakeText() { return std::move(values_); }
 
  private:
-  void Add(std::wstring_view key, std::wstring text, std::vector<std::int32_t> numbers) {
-    values_.push_back({path_ + std::wstring(key), std::move(text), std::move(numbers)});
+  using Kind = NamedConfigValue::Kind;
+
+  void Add(std::wstring_view key, Kind kind, std::wstring text, std::vector<std::int32_t> numbers) {
+    values_.push_back({path_ + std::wstring(key), kind, std::move(text), std::move(numbers)});
   }
 
   std::vector<NamedConfigValue> values_;

@@ -21,11 +21,11 @@ std::wstring FormatTime(std::int64_t seconds);
 
 /// One value of a configuration.
 struct NamedConfigValue {
-  std::wstring name;                  ///< as `orv config show` prints it
+  enum class Kind { kText, kFlag, kNumber, kList };
+  std::wstring name;  ///< as `orv config show` prints it
+  Kind kind;
   std::wstring text;                  ///< without units; the numbers of a list with ", " between
   std::vector<std::int32_t> numbers;  ///< of a list, or one; a flag is 0 or 1
-  bool isText = false;                ///< it has no numbers
-  bool isList = false;                ///< it can have any number of numbers
 };
 
 /// All values, in the order of the file.

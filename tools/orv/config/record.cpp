@@ -20,52 +20,18 @@ std::wstring KeyOf(const std::wstring& section, std::wstring_view name) {
   return FindConfigKey(name) != nullptr ? std::wstring(name) : section + std::wstring(name);
 }
 
-/// Writes the configuration as paths and values, lengths and speeds also with units.
-class TextWriter {
- public:
-  void Begin(std::wstring_view name) {
-    lengths_.push_back(path_.size());
-    path_.append(name).append(L".");
+/// A value's text, lengths and speeds also with units: "20000 (20 mm)".
+std::wstring TextWithUnits(const NamedConfigValue& value) {
+  using Kind = NamedConfigValue::Kind;
+  if (value.kind != Kind::kNumber && value.kind != Kind::kList) return value.text;
+  const std::wstring section = value.name.substr(0, value.name.find(L'.'));
+  const std::wstring key = KeyOf(section, value.name.substr(value.name.rfind(L'.') + 1));
+  std::wstring withUnit;
+  for (const std::int32_t number : value.numbers) {
+    withUnit += (withUnit.empty() ? L"" : L", ") + NumberWithUnit(key, number);
   }
-  void BeginItem(std::size_t number) {
-    lengths_.push_back(path_.size());
-    path_.pop_back();
-    path_.append(Format(L"[%zu].", number));
-  }
-  void End() {
-    path_.resize(lengths_.back());
-    lengths_.pop_back();
-  }
-  void BeginList(std::wstring_view name) { Begin(name); }
-  void EndList() { End(); }
-
-  void Value(std::wstring_view key, std::wstring_view value) {
-    table_.Add({path_ + std::wstring(key), std::wstring(value)});
-  }
-  void Value(std::wstring_view key, std::int64_t value) {
-    Value(key, std::vector{static_cast<std::int32_t>(value)});
-  }
-  void Value(std::wstring_view key, bool value) { Value(key, value ? L"yes" : L"no"); }
-  void Value(std::wstring_view key, const wchar_t* value) { Value(key, std::wstring_view(value)); }
-  void Value(std::wstring_view key, const std::vector<std::int32_t>& values) {
-    const std::wstring fileKey = KeyOf(path_.substr(0, path_.find(L'.')), key);
-    std::wstring text;
-    std::wstring withUnit;
-    for (const std::int32_t value : values) {
-      const std::wstring between = text.empty() ? L"" : L", ";
-      text += between + std::to_wstring(value);
-      withUnit += between + NumberWithUnit(fileKey, value);
-    }
-    Value(key, withUnit.starts_with(text) ? text : text + L" (" + withUnit + L")");
-  }
-
-  std::string TakeText() { return table_.TakeText(); }
-
- private:
-  Table table_;
-  std::wstring path_;
-  std::vector<std::size_t> lengths_;
-};
+  return withUnit.starts_with(value.text) ? value.text : value.text + L" (" + withUnit + L")";
+}
 
 /// Writes the configuration as JSON.
 class JsonRecordWriter {
@@ -175,7 +141,13 @@ class ValueWriter {
 
 }  // namespace
 
-std::string ConfigAsText(const Config& config) { return WriteConfig<TextWriter>(config); }
+std::string ConfigAsText(const Config& config) {
+  Table table;
+  for (const NamedConfigValue& value : NamedConfigValues(config)) {
+    table.Add({value.name, TextWithUnits(value)});
+  }
+  return table.TakeText();
+}
 
 std::string ConfigAsJson(const Config& config) { return WriteConfig<JsonRecordWriter>(config); }
 
