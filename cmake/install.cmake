@@ -23,6 +23,10 @@ install(TARGETS orv_shared EXPORT orv_shared_shared
 install(TARGETS orv_static EXPORT orv_shared_static
         ARCHIVE COMPONENT development
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+if(WIN32)
+  include(cmake/import_library.cmake)
+  orv_import_library(orv_shared ${PROJECT_BINARY_DIR}/lib)
+endif()
 # The library loads its resources from its own folder.
 if(WIN32)
   set(library_folder ${CMAKE_INSTALL_BINDIR})
