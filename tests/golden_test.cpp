@@ -335,20 +335,29 @@ std::string ProtectedFiles(Interface through) {
 }
 
 /// The log of loads and a merge at the finest level, with times, program name and folders masked.
-std::string LogLines() {
+std::string LogLines(Interface through) {
   Printer printer;
   orv::test::LogToFileAlone(L"15");
   CLoggerClient* const client = &printer.module().client;
-  CLogger::StartLogging(client);
+  std::optional<CLog> cLog;
+  through == Interface::kC ? void(cLog.emplace(*client)) : CLogger::StartLogging(client);
   const TemporaryFolder files;
   for (const char* example : {"orv_conf_lx300p.xml", "faulty.xml", "broken.xml", "none.xml"}) {
     const std::filesystem::path source = std::filesystem::path(ORV_EXAMPLES) / example;
     if (std::filesystem::exists(source)) {
       std::filesystem::copy_file(source, files.path() / example);
     }
-    Config* config = nullptr;
-    CConfigParser::Load(FromPath(files.path() / example), &config, nullptr, client);
-    delete config;
+    if (cLog) {
+      orv_config* config = nullptr;
+      const auto path = Units(FromPath(files.path() / example));
+      orv_config_load(path.data(), static_cast<std::uint32_t>(path.size()), cLog->get(), &config,
+                      nullptr, 0, nullptr);
+      orv_config_close(config);
+    } else {
+      Config* config = nullptr;
+      CConfigParser::Load(FromPath(files.path() / example), &config, nullptr, client);
+      delete config;
+    }
   }
   std::mt19937 random(99);
   const tagOEMDEV record = RandomRecord(&random, 3);
@@ -356,8 +365,13 @@ std::string LogLines() {
   in.dmPaperSize = 258;
   tagOEMDEV merged{};
   DEVMODEW out{};
-  printer.Merge(record, in, &merged, &out);
-  CLogger::StopLogging(client);
+  if (cLog) {
+    printer.MergeInC(cLog->get(), record, in, &merged, &out);
+    cLog.reset();
+  } else {
+    printer.Merge(record, in, &merged, &out);
+    CLogger::StopLogging(client);
+  }
   CLogger::m_nLoglevel = eLogLevelError;
 
   const std::wstring log = orv::test::ReadLog(
@@ -471,7 +485,7 @@ class Golden : public testing::Test {
 TEST_F(Golden, RecordsAfterMerges) { ExpectOfBoth("records.txt", Records, true); }
 TEST_F(Golden, PlanesOfPages) { ExpectOfBoth("planes.txt", Planes, false); }
 TEST_F(Golden, Protected) { ExpectOfBoth("protected.txt", ProtectedFiles, true); }
-TEST_F(Golden, LinesOfTheLog) { Expect("log.txt", LogLines); }
+TEST_F(Golden, LinesOfTheLog) { ExpectOfBoth("log.txt", LogLines, true); }
 TEST_F(Golden, DocumentsAndResults) { Expect("documents.txt", Documents); }
 
 }  // namespace

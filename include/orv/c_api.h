@@ -216,11 +216,12 @@ ORV_C_API int32_t ORV_C_CALL orv_record_to_legacy_layout(void* record, uint32_t 
 
 /// Merges as `hrOEMDevMode` does: copies the record `in` to `out`, applies the stock item or the
 /// paper size that the application's public record `public_in` asks for to `out` and `public_out`,
-/// and corrects `out`. Fields of `public_out` that a merge does not set stay unchanged.
-/// `public_size` must be `ORV_PUBLIC_RECORD_SIZE`. The configuration is loaded for this call, as by
-/// `orv_config_load_handle` and with its error codes. `printer_name` is the name under which the
-/// printer has stock items; `log` may be null, but without it the folder of the configuration is
-/// unknown. `ORV_ERROR_RECORD` as for `orv_record_convert`.
+/// and corrects `out`. Incoming and outgoing records may be the same. Fields of `public_out` that a
+/// merge does not set stay unchanged. `public_size` must be `ORV_PUBLIC_RECORD_SIZE`. The
+/// configuration is loaded for this call, as by `orv_config_load_handle` and with its error codes.
+/// `printer_name` is the name under which the printer has stock items; `log` may be null, but
+/// without it the folder of the configuration is unknown. `ORV_ERROR_RECORD` as for
+/// `orv_record_convert`.
 ORV_C_API int32_t ORV_C_CALL orv_record_merge(void* printer, const uint16_t* printer_name,
                                               uint32_t name_length, orv_log* log, const void* in,
                                               void* out, uint32_t size, const void* public_in,
@@ -257,8 +258,8 @@ typedef struct orv_stock_item {
 ORV_C_API const char* ORV_C_CALL orv_stock_value_name(uint32_t index);
 
 /// Lists stock items: all of a printer in the order of their paper sizes, from 257, or without a
-/// printer's name those common to all printers. `items` receives at most `capacity` of them, each
-/// of `items[0].size` bytes, which the caller sets; `*count` is their number. `log` may be null.
+/// printer's name those common to all printers. `items` is a buffer, whose `capacity` and `*count`
+/// count items, each of `items[0].size` bytes; the caller sets that size. `log` may be null.
 /// `ORV_ERROR_NOT_FOUND` for an unknown printer, `ORV_ERROR_UNREADABLE` if the settings store
 /// cannot be read.
 ORV_C_API int32_t ORV_C_CALL orv_stock_list(const uint16_t* printer, uint32_t printer_length,

@@ -475,6 +475,21 @@ static void OfferTooLittle(void) {
   Expect("the unchanged buffers", units[0] + number + byte, 3 * 7);
 }
 
+/* An image whose first row in memory is the bottom one. */
+static void ReadUpwards(void) {
+  uint8_t pixels[6] = {255, 255, 255, 0, 0, 0}; /* white below black */
+  uint8_t bits[2];
+  int32_t bounds[4] = {9, 9, 9, 9};
+  orv_image image = Image(ORV_FORMAT_BGR24, pixels + 3);
+  orv_image reduced = Image(ORV_FORMAT_BIT1, bits);
+  image.width = reduced.width = 1;
+  image.height = reduced.height = 2;
+  image.stride = -3;
+  Expect("one bit", orv_page_to_one_bit(&image, &reduced), ORV_OK);
+  Expect("bounds", orv_page_bounds(&reduced, bounds), ORV_OK);
+  Expect("the last row with ink", bounds[1], 0);
+}
+
 int main(int argc, char** argv) {
   size_t i;
   const size_t count = sizeof(kCases) / sizeof(*kCases);
@@ -491,6 +506,7 @@ int main(int argc, char** argv) {
   }
   PassNull();
   OfferTooLittle();
+  ReadUpwards();
   orv_config_close(config);
   remove(scratchFile);
   printf("c_api: %u cases, %d failures\n", (unsigned)count, failures);
