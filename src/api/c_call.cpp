@@ -1,9 +1,9 @@
 #include "api/c_call.h"
 
-#include <cstddef>
 #include <iterator>
 #include <memory>
 
+#include "orv/platform/types.h"
 #include "orv/version.h"
 
 namespace {

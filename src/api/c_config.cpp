@@ -5,7 +5,10 @@
 
 #include "api/c_call.h"
 #include "config/load_log.h"
+#include "orv/c_api.h"
+#include "orv/logging/logger.h"
 #include "orv/platform/spooler.h"
+#include "orv/platform/types.h"
 
 namespace {
 

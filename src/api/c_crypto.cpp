@@ -7,7 +7,9 @@
 #include <string_view>
 
 #include "api/c_call.h"
+#include "orv/c_api.h"
 #include "orv/crypto/crypto_helper.h"
+#include "orv/platform/types.h"
 #include "platform/cryptography.h"
 #include "platform/files.h"
 #include "platform/new_file.h"

@@ -1,10 +1,14 @@
 #include <cmath>
-#include <cstdlib>
+#include <cstdint>
+#include <cstring>
 
 #include "api/c_call.h"
 #include "imaging/colour.h"
 #include "imaging/dithering.h"
+#include "imaging/kernels.h"
 #include "imaging/page_split.h"
+#include "orv/c_api.h"
+#include "orv/imaging/bitmap_rasterizer.h"
 
 namespace {
 

@@ -1,11 +1,20 @@
+#include <cstdint>
+#include <cstring>
+#include <string>
+
 #include "api/c_call.h"
 #include "api/c_config.h"
 #include "base/utf8.h"
+#include "config/config_loader.h"
 #include "devmode/explanation.h"
 #include "devmode/merge.h"
 #include "devmode/merge_log.h"
 #include "devmode/record_fields.h"
+#include "orv/c_api.h"
 #include "orv/devmode/oemdev.h"
+#include "orv/devmode/stock_items.h"
+#include "orv/platform/registry.h"
+#include "orv/platform/types.h"
 
 static_assert(ORV_RECORD_SIZE == tagOEMDEV::kSize);
 static_assert(ORV_PUBLIC_RECORD_SIZE == sizeof(DEVMODEW));

@@ -1,12 +1,15 @@
+#include <cstring>
 #include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "api/c_call.h"
+#include "orv/c_api.h"
 #include "orv/devmode/stock_items.h"
-#include "orv/platform/registry.h"
+#include "orv/logging/logger.h"
 #include "orv/platform/spooler.h"
+#include "orv/platform/types.h"
 
 namespace {
 

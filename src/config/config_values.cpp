@@ -3,7 +3,6 @@
 #include <ctime>
 #include <utility>
 
-#include "orv/platform/types.h"
 #include "orv/text/format.h"
 
 namespace orv {

@@ -11,6 +11,7 @@
 #include "config/property.h"
 #include "config/property_tables.h"
 #include "orv/config/config.h"
+#include "orv/platform/types.h"
 
 /// Every value of a loaded configuration with its name, such as "label.widthMin".
 

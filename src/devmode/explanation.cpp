@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "base/json.h"
+#include "config/config_loader.h"
 #include "devmode/merge_log.h"
 #include "devmode/rule_text.h"
+#include "orv/platform/registry.h"
 
 namespace orv {
 namespace {

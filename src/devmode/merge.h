@@ -3,7 +3,6 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <vector>
 
 #include "config/config_loader.h"
 #include "devmode/record_fields.h"

@@ -1,6 +1,5 @@
 #include "devmode/rule_text.h"
 
-#include "orv/devmode/oemdev.h"
 #include "orv/text/format.h"
 
 namespace orv {

@@ -7,7 +7,6 @@
 
 #include "base/hex.h"
 #include "base/utf8.h"
-#include "orv/platform/types.h"
 #include "orv/text/format.h"
 #include "platform/console.h"
 

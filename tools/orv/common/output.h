@@ -1,11 +1,10 @@
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "base/json.h"
+#include "base/json.h"  // IWYU pragma: export
 #include "platform/error_text.h"
 
 /// Output of the orv program. Results go to standard output through `Print`, as aligned text or as

@@ -4,7 +4,6 @@
 
 #include "base/utf8.h"
 #include "config/config_values.h"
-#include "orv/platform/types.h"
 #include "orv/text/format.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/config/keys.h"

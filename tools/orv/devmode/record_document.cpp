@@ -1,6 +1,7 @@
 #include "tools/orv/devmode/record_document.h"
 
 #include "base/utf8.h"
+#include "devmode/field_text.h"
 #include "devmode/record_fields.h"
 #include "devmode/rule_text.h"
 #include "orv/devmode/oemdev.h"

@@ -3,7 +3,9 @@
 #include "config/config_loader.h"
 #include "devmode/merge.h"
 #include "devmode/merge_log.h"
+#include "orv/devmode/stock_items.h"
 #include "orv/logging/logger.h"
+#include "orv/platform/types.h"
 #include "orv/text/format.h"
 #include "platform/files.h"
 

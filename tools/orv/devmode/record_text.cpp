@@ -6,8 +6,8 @@
 #include <set>
 #include <string>
 
-#include "base/hex.h"
 #include "base/utf8.h"
+#include "devmode/field_text.h"
 #include "orv/devmode/stock_items.h"
 #include "orv/platform/types.h"
 #include "orv/text/format.h"
@@ -15,6 +15,7 @@
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/outcome.h"
+#include "tools/orv/common/output.h"
 #include "tools/orv/common/spelling.h"
 
 namespace orv::tool {

@@ -3,7 +3,6 @@
 #include <string>
 #include <string_view>
 
-#include "devmode/field_text.h"
 #include "devmode/record_fields.h"
 #include "orv/devmode/oemdev.h"
 
