@@ -45,7 +45,6 @@ std::wstring RememberedText(const StockChoice& remembered) {
 
 DEVMODEW PublicRecordOf(const tagOEMDEV& record) {
   constexpr int kUserPaperSize = 256;
-  constexpr std::uint32_t kThousandthsPerTenth = 100;
   DEVMODEW result{};
   result.dmSpecVersion = 0x0401;
   result.dmSize = sizeof(DEVMODEW);

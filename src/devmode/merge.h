@@ -18,6 +18,9 @@
 
 namespace orv {
 
+/// The private record counts in thousandths of a millimetre, the public one in tenths.
+inline constexpr int kThousandthsPerTenth = 100;
+
 /// The result of converting a record to the current version.
 enum class Conversion {
   kDone,

@@ -30,9 +30,6 @@ constexpr wchar_t kNameValue[] = L"DisplayName";
 constexpr std::size_t kMaxNameBytes = (kMaxStockName + 1) * 2;  ///< with the terminator
 static_assert(kMaxNameBytes == 260);
 
-/// The private record counts in thousandths of a millimetre, the public one in tenths.
-constexpr int kThousandthsPerTenth = 100;
-
 constexpr int kNoField = -1;
 #define RECORD(member) static_cast<int>(offsetof(tagOEMDEV, member))
 
