@@ -3,10 +3,10 @@
 
 #include "fuzz/targets.h"
 #include "fuzz/xml_edits.h"
+#include "orv/xml/line_index.h"
 #include "orv/xml/markup.h"
 #include "platform/files.h"
 #include "tests/xml_fixture.h"
-#include "xml/line_index.h"
 
 namespace orv::fuzz {
 namespace {

@@ -3,12 +3,12 @@
 #include <set>
 
 #include "base/cpu.h"
+#include "orv/xml/line_index.h"
 #include "tests/fixtures.h"
 #include "tests/hostile_texts.h"
 #include "tests/xml_fixture.h"
 #include "xml/child_reader.h"
 #include "xml/delimiters.h"
-#include "xml/line_index.h"
 #include "xml/name_tables.h"
 #include "xml/scanner.h"
 #include "xml/unit_search.h"

@@ -5,10 +5,10 @@
 #include <limits>
 
 #include "orv/text/format.h"
+#include "orv/xml/line_index.h"
 #include "orv/xml/markup.h"
 #include "platform/files.h"
 #include "platform/new_file.h"
-#include "xml/line_index.h"
 #include "xml/result.h"
 
 namespace orv {

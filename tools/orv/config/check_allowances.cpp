@@ -1,10 +1,10 @@
 #include <algorithm>
 
+#include "orv/xml/line_index.h"
 #include "tools/orv/common/spelling.h"
 #include "tools/orv/config/check.h"
 #include "tools/orv/config/check_properties.h"
 #include "tools/orv/config/check_rules.h"
-#include "xml/line_index.h"
 
 namespace orv::tool {
 namespace {

@@ -3,6 +3,7 @@
 
 #include "base/utf8.h"
 #include "orv/text/format.h"
+#include "orv/xml/line_index.h"
 #include "platform/files.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
@@ -12,7 +13,6 @@
 #include "tools/orv/config/check.h"
 #include "tools/orv/config/check_rules.h"
 #include "tools/orv/config/text.h"
-#include "xml/line_index.h"
 
 /// `orv config check`.
 

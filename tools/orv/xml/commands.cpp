@@ -2,6 +2,7 @@
 
 #include "base/utf8.h"
 #include "orv/text/format.h"
+#include "orv/xml/line_index.h"
 #include "orv/xml/markup.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
@@ -10,7 +11,6 @@
 #include "tools/orv/common/output.h"
 #include "tools/orv/xml/faults.h"
 #include "xml/encodings.h"
-#include "xml/line_index.h"
 #include "xml/text_coding.h"
 #include "xml/text_files.h"
 

@@ -4,13 +4,18 @@
 #include <string_view>
 #include <vector>
 
+/// Lines and columns of the offsets in a text.
+///
+///     const orv::LineIndex lines(L"<list>\n  <item/>\n</list>");
+///     const orv::TextPosition at = lines.Find(9);  // line 2, column 3
+
 namespace orv {
 
 /// A position in a text as editors show it: both numbers start at 1, columns count UTF-16 code
 /// units.
 struct TextPosition {
-  int line;
-  int column;
+  int line;    ///< the line
+  int column;  ///< the column in it
 };
 
 /// Converts offsets to lines and columns. Lines end with CR LF, LF or CR. The constructor takes
