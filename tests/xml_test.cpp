@@ -3,7 +3,9 @@
 #include <set>
 
 #include "base/cpu.h"
+#include "orv/text/format.h"
 #include "orv/xml/line_index.h"
+#include "orv/xml/strict_check.h"
 #include "tests/fixtures.h"
 #include "tests/hostile_texts.h"
 #include "tests/xml_fixture.h"
@@ -34,6 +36,58 @@ TEST(XmlParse, FindingsOfEveryKind) {
 
 TEST(XmlParse, Records) {
   ExpectTable("xml_records", [](const Fields& fields) { return DumpIndex(CMarkup(fields[0])); });
+}
+
+TEST(XmlStrict, FindsTheFaultsOfEveryRule) {
+  std::set<orv::StrictRule> rules;
+  ExpectTable("xml_strict", [&rules](const Fields& fields) {
+    std::wstring found;
+    for (const orv::StrictFault& fault : orv::CheckStrict(fields[0])) {
+      rules.insert(fault.rule);
+      if (!found.empty()) found += L"; ";
+      found += orv::Format(L"%d:%d+%d %ls -> %ls", fault.at.line, fault.at.column, fault.length,
+                           fault.text.c_str(), fault.fix.c_str());
+    }
+    return found;
+  });
+  EXPECT_EQ(rules.size(), static_cast<std::size_t>(orv::StrictRule::kNoRoot) + 1);
+}
+
+TEST(XmlStrict, TakesLinearTime) {
+  constexpr std::size_t kCount = 100'000;
+  std::wstring attributes = L"<r";
+  std::wstring declarations = L"<r";
+  std::wstring tags;
+  for (std::size_t i = 0; i < kCount; ++i) {
+    attributes += L" a" + std::to_wstring(i) + L"=''";
+    declarations += L" xmlns:p" + std::to_wstring(i) + L"='u'";
+    tags += L"<a b='' xmlns:p='u'>";
+  }
+  const auto repeat = [](const std::wstring& text) {
+    std::wstring all;
+    for (std::size_t i = 0; i < kCount; ++i) all += text;
+    return all;
+  };
+  const struct {
+    std::wstring text;
+    std::size_t faults;
+  } cases[] = {
+      {attributes + L"/>", 0},
+      {attributes + L" a7=''/>", 1},
+      {declarations + L" p1:a='' p2:a=''/>", 1},
+      {tags + repeat(L"</a>"), 0},
+      {tags, 1000},
+      {L"<r>" + tags + repeat(L"</b>"), 1000},
+      {L"<r>" + tags + L"</r>", 1000},
+      {repeat(L"<a b='"), 1000},
+      {repeat(L"<a "), 1000},
+      {L"<r>" + repeat(L"&"), 1000},
+      {L"<r>" + repeat(L"<![CDATA["), 1},
+      {repeat(L"<!DOCTYPE r ["), 1000},
+  };
+  for (const auto& test : cases) {
+    EXPECT_EQ(orv::CheckStrict(test.text).size(), test.faults) << Show(test.text.substr(0, 20));
+  }
 }
 
 TEST(XmlParse, CaseOfNames) {
