@@ -128,10 +128,45 @@ void DeclareEncoding(const std::wstring& encoding, CMarkup* doc) {
   doc->SetDoc(L"<?xml version=\"1.0\" encoding=\"" + encoding + L"\"?>\n" + doc->GetDoc());
 }
 
+bool IsAsDeclared(const FileFacts& facts, const std::wstring& declared) {
+  return declared.empty() || IsSameEncoding(facts.encoding, declared);
+}
+
 /// How a file was read.
 std::wstring ReadingOf(const FileFacts& facts, const std::wstring& declared) {
-  const bool isAsDeclared = declared.empty() || IsSameEncoding(facts.encoding, declared);
-  return isAsDeclared ? facts.encoding : L"declared " + declared + L", read as " + facts.encoding;
+  return IsAsDeclared(facts, declared) ? facts.encoding
+                                       : L"declared " + declared + L", read as " + facts.encoding;
+}
+
+/// What XML forbids in a file: that its bytes are in another encoding than the declared one, or
+/// than UTF-8 and UTF-16 without a declaration, and faults of the text.
+std::vector<XmlFault> StrictFaultsOfFile(const std::wstring& text, const FileFacts& facts,
+                                         const std::wstring& declared) {
+  std::vector<XmlFault> faults;
+  const bool isUnicode = facts.encoding.starts_with(L"UTF-");
+  if (!IsAsDeclared(facts, declared)) {
+    faults.push_back({static_cast<int>(text.find(declared)),
+                      L"the file is not in the declared encoding, or it is not supported",
+                      L"the encoding of the file", facts.encoding});
+  } else if (facts.isLossy || (declared.empty() && !isUnicode)) {
+    faults.push_back({0, L"bytes of the file are invalid in its encoding",
+                      L"UTF-8, UTF-16 or another declared encoding",
+                      L"<?xml version=\"1.0\" encoding=\"...\"?>"});
+    return faults;  // others can follow from it
+  }
+  for (XmlFault& fault : StrictFaultsOf(text)) faults.push_back(std::move(fault));
+  return faults;
+}
+
+/// What the library does not accept in a file.
+std::vector<XmlFault> LenientFaultsOfFile(const std::wstring& text) {
+  CMarkup doc;
+  const bool isAccepted = doc.SetDoc(text);
+  std::vector<XmlFault> faults = FaultsOf(doc);
+  if (!isAccepted && faults.empty()) {
+    faults.push_back({0, L"the file is empty", L"one root element", L"<root/>"});
+  }
+  return faults;
 }
 
 void AddFault(const XmlFault& fault, const TextPosition& at, JsonWriter* json) {
@@ -152,21 +187,18 @@ void PrintFault(const std::wstring& path, const XmlFault& fault, const TextPosit
 
 /// Checks a file. Prints the findings, or adds them to `json` if it is not null. Returns the exit
 /// code.
-ExitCode CheckFile(const std::wstring& path, JsonWriter* json) {
+ExitCode CheckFile(const std::wstring& path, bool isLenient, JsonWriter* json) {
   FileFacts facts;
-  std::wstring text = ReadText(path, &facts, nullptr);
+  const std::wstring text = ReadText(path, &facts, nullptr);
   if (!facts.failure.empty()) {
     PrintMessage(facts.failure);
     return kUnreadable;
   }
   const LineIndex lines(text);
   const std::wstring declared = CMarkup::GetDeclaredEncoding(text);
-  CMarkup doc;
-  const bool isGood = doc.SetDoc(std::move(text));
-  std::vector<XmlFault> faults = FaultsOf(doc);
-  if (!isGood && faults.empty()) {
-    faults.push_back({0, L"the file is empty", L"one root element", L"<root/>"});
-  }
+  const std::vector<XmlFault> faults =
+      isLenient ? LenientFaultsOfFile(text) : StrictFaultsOfFile(text, facts, declared);
+  const bool isGood = faults.empty();
   if (json != nullptr) {
     json->BeginObject();
     json->Member("file", path);
@@ -192,14 +224,18 @@ ExitCode CheckFile(const std::wstring& path, JsonWriter* json) {
 void AddCheckCommand(CLI::App* group) {
   struct Options {
     std::vector<std::string> files;
+    bool isLenient = false;
     bool asJson = false;
   };
   auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand("check", "Check that files are well-formed XML");
   AddInputFile(command, "FILE", &options->files, "XML files in any encoding")->required();
+  command->add_flag("--lenient", options->isLenient,
+                    "Accept what the library reads, although XML forbids it");
   AddJsonFlag(command, &options->asJson);
   command->footer(
-      "Shows each fault with line and column, and how the file was read.\n"
+      "Shows each fault with line and column, and how the file was read. Accepts what XML 1.0 and\n"
+      "its namespaces allow; the other commands accept more, such as a bare &.\n"
       "Exits with 1 when there is any fault, with 3 when a file cannot be read.\n"
       "Examples:\n  orv xml check settings.xml\n  orv xml check --json *.xml");
   command->callback([options] {
@@ -207,7 +243,8 @@ void AddCheckCommand(CLI::App* group) {
     int exitCode = kDone;
     json.BeginArray();
     for (const std::string& file : options->files) {
-      const ExitCode found = CheckFile(ToWide(file), options->asJson ? &json : nullptr);
+      const ExitCode found =
+          CheckFile(ToWide(file), options->isLenient, options->asJson ? &json : nullptr);
       exitCode = std::max<int>(exitCode, found);
     }
     json.EndArray();

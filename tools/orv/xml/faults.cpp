@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "orv/xml/strict_check.h"
+
 namespace orv::tool {
 namespace {
 
@@ -116,6 +118,15 @@ std::vector<XmlFault> FaultsOf(const CMarkup& doc) {
                       entry.kind->text + (entry.name.empty() ? L"" : L": " + entry.name),
                       entry.kind->allowed,
                       unended != nullptr ? L"</" + unended->name + L">" : entry.kind->proposal});
+  }
+  return faults;
+}
+
+std::vector<XmlFault> StrictFaultsOf(std::wstring_view text) {
+  std::vector<XmlFault> faults;
+  for (StrictFault& fault : CheckStrict(text)) {
+    faults.push_back(
+        {fault.offset, std::move(fault.text), std::move(fault.allowed), std::move(fault.fix)});
   }
   return faults;
 }

@@ -15,8 +15,12 @@ struct XmlFault {
   std::wstring proposal;  ///< what to write instead; "nothing" to remove it
 };
 
-/// The faults of a parsed document: causes before consequences, each kind in the order of the text.
-/// Faults that only follow from another one are left out.
+/// The faults of a document that the library does not accept: causes before consequences, each kind
+/// in the order of the text. Faults that only follow from another one are left out.
 std::vector<XmlFault> FaultsOf(const CMarkup& doc);
+
+/// Everything that XML 1.0 and its namespaces forbid in a text, also what the library accepts;
+/// causes before consequences.
+std::vector<XmlFault> StrictFaultsOf(std::wstring_view text);
 
 }  // namespace orv::tool
