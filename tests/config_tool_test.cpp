@@ -42,6 +42,7 @@ TEST_F(ConfigTool, ReportsEveryRuleAtTheRightPosition) {
     std::string findings;  // all except digest, as LINE:COLUMN:RULE
   } cases[] = {
       {"ORV model data<", "A < B<", "9:34:not-well-formed 9:7:not-well-formed"},
+      {"ORV model data<", "A & B<", "9:34:not-strict-xml"},
       {">DXB-1<", ">DXB\xE9<", "21:39:not-utf8"},
       {"UTF-8", "latin1", "1:21:declared-encoding"},
       {"<label>", "<label/><label>", "29:5:missing-element 29:13:duplicate-element"},

@@ -26,6 +26,11 @@ std::vector<Finding> Checker::Run() {
   for (const XmlFault& fault : FaultsOf(xml_)) {
     Report(L"not-well-formed", fault.offset, fault.text, fault.allowed, fault.proposal);
   }
+  if (isWellFormed_) {
+    for (const XmlFault& fault : StrictFaultsOf(xml_.GetDoc())) {
+      Report(L"not-strict-xml", fault.offset, fault.text, fault.allowed, fault.proposal);
+    }
+  }
   xml_.ResetPos();
   if (!xml_.FindElem(L"xmlData")) {
     Report(L"missing-element", 0, L"the root element is not <xmlData>", L"<xmlData>",

@@ -27,10 +27,15 @@ struct CheckRule {
 inline constexpr CheckRule kCheckRules[] = {
     // The document.
     {L"not-well-formed", Severity::kError, L"The file is not well-formed XML",
-     L"Elements must be properly nested, text must write < as &lt; and & as &amp;, and there must be "
-     L"one root element. A file that breaks these rules does not load.",
+     L"Elements must be properly nested, text must write < as &lt;, and there must be one root element. "
+     L"A file that breaks these rules does not load.",
      L"<property name=\"creator\">A < B</property>",
      L"<property name=\"creator\">A &lt; B</property>"},
+    {L"not-strict-xml", Severity::kWarning, L"The file loads, but other XML programs reject it",
+     L"The loader accepts some text that XML forbids, such as a bare &, an attribute without quotes, "
+     L"end tags in another case or two hyphens in a comment. Editors and other programs report an error.",
+     L"<property name=\"creator\">A & B</property>",
+     L"<property name=\"creator\">A &amp; B</property>"},
     {L"not-utf8", Severity::kWarning, L"Bytes of the file are not UTF-8",
      L"Files are read as UTF-8 whatever they declare. An invalid sequence becomes the "
      L"replacement character U+FFFD, and orv config sign refuses the file. Save it as UTF-8.",
