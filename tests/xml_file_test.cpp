@@ -445,9 +445,15 @@ TEST_F(XmlFile, FaultsInPartsAreFound) {
   const char* const faulty[] = {"<r><a></r>",  "<r></x></r>",   "<r><a><b></a></r>",
                                 "<r><!x></r>", "<r>",           "<r><a><",
                                 "</r>",        "<r><a></b></a>"};
-  for (const char* text : faulty) {
-    Put(L"in.xml", text);
-    const CMarkup memory(orv::Utf8ToWide(text));
+  // A line break across the end of the first part.
+  std::string lines = "<!---";
+  while (lines.size() < 70000) lines += "\r\n";
+  for (const std::string text : faulty) {
+    Put(L"in.xml", lines + "-->\r" + text);
+    const CMarkup memory(orv::Utf8ToWide(lines + "-->\r" + text));
+    std::pair<int, int> expected;
+    ASSERT_TRUE(memory.GetErrorPosition(expected.first, expected.second)) << text;
+    EXPECT_GT(expected.first, 30000) << text;
     // Reads all, goes into every second element, or skips all.
     for (const int step : {1, 2, 100}) {
       CMarkup doc;
@@ -458,6 +464,16 @@ TEST_F(XmlFile, FaultsInPartsAreFound) {
       }
       EXPECT_FALSE(doc.IsWellFormed()) << text;
       EXPECT_EQ(Show(doc.GetError()), Show(memory.GetError())) << text << ", step " << step;
+      std::pair<int, int> found;
+      EXPECT_TRUE(doc.GetErrorPosition(found.first, found.second)) << text;
+      EXPECT_EQ(found, expected) << text << ", step " << step;
+      found = {};
+      doc.Close();
+      EXPECT_TRUE(doc.GetErrorPosition(found.first, found.second)) << text;
+      EXPECT_EQ(found, expected) << text << ", closed";
+      std::filesystem::remove(orv::ToPath(Path(L"in.xml")));
+      EXPECT_FALSE(doc.GetErrorPosition(found.first, found.second)) << text;
+      Put(L"in.xml", lines + "-->\r" + text);
     }
   }
 }

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <utility>
 
 #include "base/utf8.h"
+#include "orv/xml/line_index.h"
 #include "xml/attributes.h"
 #include "xml/characters.h"
 #include "xml/cursor.h"
@@ -57,6 +59,14 @@ const std::wstring& CMarkup::GetDoc() const { return m_pState->document.text; }
 const std::wstring& CMarkup::GetResult() const { return m_pState->document.result; }
 
 std::wstring CMarkup::GetError() const { return orv::ResultText(m_pState->document.result); }
+
+bool CMarkup::GetErrorPosition(int& nLine, int& nColumn) const {
+  const std::optional<orv::TextPosition> found = m_pState->ErrorPosition();
+  if (!found) return false;
+  nLine = found->line;
+  nColumn = found->column;
+  return true;
+}
 
 bool CMarkup::IsWellFormed() const { return m_pState->document.IsWellFormed(); }
 

@@ -1,9 +1,44 @@
 #include "xml/file_stream.h"
 
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
 #include "platform/files.h"
 #include "xml/text_files.h"
 
 namespace orv {
+
+namespace {
+
+/// Moves a position over the first `count` code units of a text, of which one more must be known to
+/// find out whether a CR ends a line.
+void Advance(std::wstring_view text, std::size_t count, TextPosition* at) {
+  const TextPosition moved = LineIndex(text.substr(0, count + 1)).Find(static_cast<int>(count));
+  at->column = moved.line == 1 ? at->column + moved.column - 1 : moved.column;
+  at->line += moved.line - 1;
+}
+
+}  // namespace
+
+std::optional<TextPosition> PositionInFile(const std::wstring& file, std::size_t offset) {
+  std::error_code ignored;
+  FileStream stream;
+  if (!std::filesystem::is_regular_file(ToPath(file), ignored) || !stream.OpenToRead(file)) {
+    return {};
+  }
+  TextPosition at{1, 1};
+  std::wstring text;
+  while (text.size() <= offset && stream.Read(kStreamPart, &text)) {
+    const std::size_t count = std::min(text.size() - 1, offset);
+    Advance(text, count, &at);
+    text.erase(0, count);
+    offset -= count;
+  }
+  if (offset > text.size()) return {};
+  Advance(text, offset, &at);
+  return at;
+}
 
 bool FileStream::OpenToRead(const std::wstring& file) {
   name_ = file;

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "orv/xml/line_index.h"
 #include "platform/new_file.h"
 #include "xml/text_coding.h"
 
@@ -13,6 +14,10 @@ namespace orv {
 
 /// The minimum size of a part of a file, in bytes or code units.
 inline constexpr std::size_t kStreamPart = std::size_t{1} << 16;
+
+/// The position of an offset in the text of a file, which is read in parts; none if the file cannot
+/// be read or is shorter. Only regular files can be read twice.
+std::optional<TextPosition> PositionInFile(const std::wstring& file, std::size_t offset);
 
 /// A text file that is read or written in parts.
 class FileStream {

@@ -5,6 +5,7 @@
 
 #include "xml/element_index.h"
 #include "xml/file_stream.h"
+#include "xml/result.h"
 #include "xml/text_files.h"
 
 namespace orv {
@@ -13,8 +14,10 @@ void MarkupState::Assign(const MarkupState& other) {
   if (this == &other || document.HasFile() || other.document.HasFile()) return;
   // First everything that allocates, so that a failure leaves this document as it was.
   SavedPositions positions = other.saved;
+  std::wstring file = other.readFile;
   document.Assign(other.document);
   saved = std::move(positions);
+  readFile = std::move(file);
   cursor.Set(other.cursor.Get());
 }
 
@@ -23,6 +26,7 @@ void MarkupState::Assign(const MarkupState& other) {
 void MarkupState::ResetPositions() {
   cursor.Set(0, 0, 0);
   saved.Clear();
+  readFile.clear();
 }
 
 bool MarkupState::Parse() {
@@ -137,6 +141,7 @@ bool MarkupState::Open(const wchar_t* file, int flags) {
   if (modes == CMarkup::DOC_READFILE) {
     auto opened = std::make_unique<DocumentReader>(document, cursor);
     if (opened->Open(file)) {
+      readFile = file;
       reader = std::move(opened);
     } else {
       failure = opened->File().FailureReason();
@@ -169,13 +174,23 @@ bool MarkupState::Close() {
     ReportFileError(L"cannot write ", file.Name(), file.FailureReason(), &report);
   }
   document.result.insert(0, report);
+  std::wstring name = std::move(readFile);
   reader.reset();
   writer.reset();
   document.flags &= ~kFileFlags;
   document.text.clear();
   document.elements.Clear();
   Parse();
+  readFile = std::move(name);
   return isComplete;
+}
+
+std::optional<TextPosition> MarkupState::ErrorPosition() const {
+  const int offset = ErrorOffset(document.result);
+  if (offset < 0) return {};
+  if (!readFile.empty()) return PositionInFile(readFile, static_cast<std::size_t>(offset));
+  const std::wstring_view before = document.Range(0, std::min(offset + 1, document.Size()));
+  return LineIndex(before).Find(offset);
 }
 
 }  // namespace orv

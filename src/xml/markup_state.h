@@ -1,9 +1,11 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "orv/xml/line_index.h"
 #include "orv/xml/markup.h"
 #include "xml/cursor.h"
 #include "xml/document.h"
@@ -49,11 +51,15 @@ struct MarkupState {
   bool Open(const wchar_t* file, int flags);
   bool Close();
 
+  /// The position of the first error in the result record, if it has one.
+  std::optional<TextPosition> ErrorPosition() const;
+
   Document document;
   Cursor cursor{document};
   SavedPositions saved;
   std::unique_ptr<DocumentReader> reader;
   std::unique_ptr<DocumentWriter> writer;
+  std::wstring readFile;  ///< the file read in parts to which the result record refers
 };
 
 /// The current place of a document. The reference is valid as long as the document, and follows its

@@ -108,6 +108,19 @@ void AddResult(std::wstring& result, const wchar_t* name, const wchar_t* value, 
   result += entry + L"/>";
 }
 
+int ErrorOffset(const std::wstring& result) {
+  Document entries;
+  ParseResult(result, &entries);
+  Cursor entry(entries);
+  while (entry.FindElement(L"")) {
+    if (FindText(kParseEntries, entry.TagName()).empty()) continue;
+    std::wstring buffer;
+    std::wstring_view offset;
+    return entry.Attrib(L"offset", &buffer, &offset) ? std::stoi(std::wstring(offset)) : -1;
+  }
+  return -1;
+}
+
 std::wstring ResultText(const std::wstring& result) {
   Document entries;
   ParseResult(result, &entries);

@@ -145,6 +145,18 @@ class ORV_EXPORT CMarkup {
   /// The result record in words: the first error of the parse, and what happened to the file.
   std::wstring GetError() const;
 
+  /// The line and column of the error that `GetError` describes, as `orv::LineIndex` counts them.
+  /// False, with both unchanged, without an error and for one that concerns the whole document.
+  ///
+  ///     CMarkup doc(L"<list>\n  <item>\n</list>");
+  ///     int line = 0;
+  ///     int column = 0;
+  ///     if (doc.GetErrorPosition(line, column)) Use(line, column, doc.GetError());  // 2, 3
+  ///
+  /// For a file that is or was read in parts the call reads it again up to the error; false if that
+  /// is impossible. An edit of the document moves the position like an offset.
+  bool GetErrorPosition(int& nLine, int& nColumn) const;
+
   /// Whether the document has exactly one root element and no errors. Always true while a file is
   /// open for writing; while one is open for reading, true until an error is met.
   bool IsWellFormed() const;
