@@ -235,7 +235,8 @@ void AddCheckCommand(CLI::App* group) {
   AddJsonFlag(command, &options->asJson);
   command->footer(
       "Shows each fault with line and column, and how the file was read. Accepts what XML 1.0 and\n"
-      "its namespaces allow; the other commands accept more, such as a bare &.\n"
+      "its namespaces allow; the other commands accept more, such as a bare &. The contents of\n"
+      "declarations in a document type are not checked.\n"
       "Exits with 1 when there is any fault, with 3 when a file cannot be read.\n"
       "Examples:\n  orv xml check settings.xml\n  orv xml check --json *.xml");
   command->callback([options] {
