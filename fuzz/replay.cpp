@@ -24,6 +24,7 @@ constexpr Target kTargets[] = {
     {"XmlParse", &orv::fuzz::XmlParse},
     {"XmlEdit", &orv::fuzz::XmlEdit},
     {"XmlFile", &orv::fuzz::XmlFile},
+    {"XmlStrict", &orv::fuzz::XmlStrict},
     {"XmlEscape", &orv::fuzz::XmlEscape},
     {"Base64", &orv::fuzz::Base64},
     {"ConfigFile", &orv::fuzz::ConfigFile},

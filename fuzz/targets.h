@@ -20,6 +20,8 @@ void XmlParse(Input input);
 void XmlEdit(Input input);
 /// Reads a file at once and in parts, and writes the text in every format.
 void XmlFile(Input input);
+/// Checks a text strictly, and that what is written passes.
+void XmlStrict(Input input);
 /// Escapes and unescapes text.
 void XmlEscape(Input input);
 /// Encodes bytes as Base64 and decodes the result; also decodes the bytes as Base64.

@@ -5,6 +5,7 @@
 #include "fuzz/xml_edits.h"
 #include "orv/xml/line_index.h"
 #include "orv/xml/markup.h"
+#include "orv/xml/strict_check.h"
 #include "platform/files.h"
 #include "tests/xml_fixture.h"
 
@@ -71,7 +72,89 @@ void WalkNodes(CMarkup& doc, Reader* choices) {
   }
 }
 
+/// Characters that XML allows.
+std::wstring AsCharacters(Input bytes) {
+  std::wstring text = AsText(bytes);
+  std::erase_if(text, [](wchar_t unit) {
+    const auto code = static_cast<std::uint32_t>(unit);
+    return (code < 0x20 && code != '\t' && code != '\n' && code != '\r') || code >= 0xD800;
+  });
+  return text;
+}
+
+/// Writes a document with any text inside its root element.
+std::wstring WrittenText(Reader steps) {
+  using Write = void (*)(CMarkup&, const std::wstring&, int flags);
+  static constexpr Write kWrites[] = {
+      [](CMarkup& d, const std::wstring& t, int flags) { d.AddElem(L"a", t.c_str(), flags); },
+      [](CMarkup& d, const std::wstring& t, int flags) {
+        d.InsertElem(L"\u00e9", t.c_str(), flags);
+      },
+      [](CMarkup& d, const std::wstring& t, int flags) {
+        // The data of an instruction begins with its name.
+        const bool isInstruction = d.GetNodeType() == CMarkup::NODE_PROCESSING_INSTRUCTION;
+        d.SetData(((isInstruction ? L"p " : L"") + t).c_str(), flags);
+      },
+      [](CMarkup& d, const std::wstring& t, int) { d.SetAttrib(L"b", t.c_str()); },
+      [](CMarkup& d, const std::wstring& t, int) { d.SetAttrib(L"xml:lang", t.c_str()); },
+      [](CMarkup& d, const std::wstring& t, int) { d.AddNode(CMarkup::NODE_COMMENT, t.c_str()); },
+      [](CMarkup& d, const std::wstring& t, int) {
+        d.AddNode(CMarkup::NODE_PROCESSING_INSTRUCTION, (L"p " + t).c_str());
+      },
+      [](CMarkup& d, const std::wstring& t, int) { d.AddNode(CMarkup::NODE_TEXT, t.c_str()); },
+      [](CMarkup& d, const std::wstring& t, int) {
+        d.AddNode(CMarkup::NODE_CDATA_SECTION, t.c_str());
+      },
+      [](CMarkup& d, const std::wstring&, int) { d.RemoveNode(); },
+      [](CMarkup& d, const std::wstring&, int) { d.FindNode(); },
+      [](CMarkup& d, const std::wstring&, int) { d.IntoElem(); },
+  };
+  static constexpr int kFlags[] = {0, CMarkup::ADD_NOLINES, CMarkup::ADD_CDATA,
+                                   CMarkup::ADD_SPACEDEMPTY};
+  CMarkup doc;
+  doc.AddElem(L"r");
+  doc.IntoElem();
+  while (!steps.IsAtEnd()) {
+    const int write = steps.Below(int{std::size(kWrites)});
+    const int flags = kFlags[steps.Below(int{std::size(kFlags)})];
+    kWrites[write](doc, AsCharacters(steps.Bytes(steps.Byte() % 16)), flags);
+  }
+  return doc.GetDoc();
+}
+
+void RequireStrictFault(const StrictFault& fault, const std::wstring& text,
+                        const LineIndex& lines) {
+  const auto length = static_cast<int>(text.size());
+  Require(fault.offset >= 0 && fault.length >= 0 && fault.offset <= length - fault.length,
+          "a fault is inside the text");
+  const TextPosition at = lines.Find(fault.offset);
+  Require(fault.at.line == at.line && fault.at.column == at.column, "a fault has its position");
+  Require(!fault.text.empty() && !fault.allowed.empty() && !fault.fix.empty(),
+          "a fault is described");
+}
+
 }  // namespace
+
+void XmlStrict(Input input) {
+  Reader reader(input);
+  const Reader steps(reader.Bytes(reader.Byte()));
+  Require(CheckStrict(WrittenText(steps)).empty(), "what is written is strict");
+  const std::wstring text = AsText(reader.Rest());
+  const std::vector<StrictFault> faults = CheckStrict(text);
+  const LineIndex lines(text);
+  for (const StrictFault& fault : faults) RequireStrictFault(fault, text, lines);
+  const auto order = [](const StrictFault& fault) {
+    return std::pair(std::max(fault.rule, StrictRule::kInvalidNamespace), fault.offset);
+  };
+  Require(std::ranges::is_sorted(faults, {}, order), "faults are in order");
+  Require(faults.size() <= 1000, "there is a limit");
+  const std::vector<StrictFault> again = CheckStrict(text);
+  const auto isSame = [](const StrictFault& a, const StrictFault& b) {
+    return a.rule == b.rule && a.offset == b.offset && a.length == b.length && a.fix == b.fix;
+  };
+  Require(std::ranges::equal(faults, again, isSame), "the same text has the same faults");
+  Require(!faults.empty() || CMarkup(text).IsWellFormed(), "what is strict is accepted");
+}
 
 void XmlParse(Input input) {
   Reader reader(input);
