@@ -46,10 +46,10 @@ std::int32_t LoadForC(orv_log* log, orv_config** config, const ReasonBuffer& rea
 
 /// Runs `use(value)` on the value of a name.
 template <typename Use>
-std::int32_t UseValue(const orv_config* config, const std::uint16_t* name,
-                      std::uint32_t name_length, Use use) {
+std::int32_t UseValue(const orv_config* config, const std::uint16_t* name, std::uint32_t nameLength,
+                      Use use) {
   return orv::CallFromC([&]() -> std::int32_t {
-    const std::wstring wanted = orv::TextFromC(name, name_length);
+    const std::wstring wanted = orv::TextFromC(name, nameLength);
     const auto found = std::ranges::find(config->values, wanted, &orv::NamedConfigValue::name);
     return found != config->values.end() ? use(*found) : ORV_ERROR_NOT_FOUND;
   });

@@ -1,2 +1,2 @@
 /// The same calls from C++.
-#include "c_api_test.c"
+#include "c_api_test.c"  // NOLINT(bugprone-suspicious-include)
