@@ -25,6 +25,10 @@ if(WIN32)
   target_compile_options(orv_compiler INTERFACE -Wa,-muse-unaligned-vector-move)
   # Without time stamps two builds of the same sources give the same bytes.
   target_link_options(orv_compiler INTERFACE -static -Wl,--no-insert-timestamp)
+  if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    # The older floating-point unit rounds differently. Callers align the stack to 4 bytes only.
+    target_compile_options(orv_compiler INTERFACE -msse2 -mfpmath=sse -mstackrealign)
+  endif()
 endif()
 
 set(ORV_SANITIZE "" CACHE STRING "Sanitizers to build with, in the form of -fsanitize")

@@ -44,7 +44,8 @@ bool ReadBytes(const std::wstring& file, std::string* bytes, std::wstring* reaso
   }
   bytes->resize(static_cast<std::size_t>(size));
   stream.seekg(0);
-  const bool isRead = static_cast<bool>(stream.read(bytes->data(), size));
+  const bool isRead =
+      static_cast<bool>(stream.read(bytes->data(), static_cast<std::streamsize>(size)));
   if (!isRead) *reason = stream.bad() ? ReadFailure(file) : L"it became shorter meanwhile";
   return isRead;
 }
