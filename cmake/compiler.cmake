@@ -9,6 +9,8 @@ target_include_directories(orv_compiler INTERFACE "${PROJECT_SOURCE_DIR}/include
 # contraction is disabled everywhere.
 target_compile_options(orv_compiler INTERFACE -Wall -Wextra -Wshadow -Wnon-virtual-dtor
                                               -ffp-contract=off)
+# A buffer overrun on the stack ends the process before the function returns.
+target_compile_options(orv_compiler INTERFACE -fstack-protector-strong)
 # Lets the compiler inline the library's own exported functions. By default a program could replace
 # them, which prevents inlining.
 target_compile_options(orv_compiler INTERFACE
@@ -25,10 +27,15 @@ if(WIN32)
   target_compile_options(orv_compiler INTERFACE -Wa,-muse-unaligned-vector-move)
   # Without time stamps two builds of the same sources give the same bytes.
   target_link_options(orv_compiler INTERFACE -static -Wl,--no-insert-timestamp)
-  if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  # Programs and libraries can be loaded at any address, and data is never executed.
+  target_link_options(orv_compiler INTERFACE -Wl,--dynamicbase,--nxcompat)
+  if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+    target_link_options(orv_compiler INTERFACE -Wl,--high-entropy-va)
+  else()
     # The older floating-point unit rounds differently. Callers align the stack to 4 bytes only.
     target_compile_options(orv_compiler INTERFACE -msse2 -mfpmath=sse -mstackrealign)
   endif()
+  target_link_libraries(orv_compiler INTERFACE orv_stack_guard)
 endif()
 
 set(ORV_SANITIZE "" CACHE STRING "Sanitizers to build with, in the form of -fsanitize")
