@@ -11,7 +11,7 @@ if(WIN32)
   set(other_system PATTERN posix EXCLUDE)
 endif()
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
-        ${other_system})
+        FILES_MATCHING PATTERN *.h ${other_system})
 install(FILES ${PROJECT_BINARY_DIR}/include/orv/version.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orv COMPONENT development)
 

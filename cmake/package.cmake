@@ -1,4 +1,7 @@
-# Packages of the installed files: a .deb and a .tar.gz for Linux, a .zip for Windows.
+# Packages of the installed files: a .deb and a .tar.gz for Linux, a .zip for Windows. A second archive has the
+# debug information.
+
+set(ORV_32BIT_BUILD "" CACHE PATH "The build of the 32-bit library that the Windows package also contains")
 
 set(CPACK_PACKAGE_NAME orv-shared)
 set(CPACK_PACKAGE_VENDOR "the orv_shared authors")
@@ -25,15 +28,25 @@ else()
 endif()
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "core of a label-printer driver, and the orv program")
 set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
-set(CPACK_STRIP_FILES ON)
+if(NOT ORV_SEPARATE_SYMBOLS)
+  set(CPACK_STRIP_FILES ON)
+endif()
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ
                                                 GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-string(TOLOWER ${CMAKE_SYSTEM_NAME} system)
-set(CPACK_SYSTEM_NAME ${system}-${CMAKE_SYSTEM_PROCESSOR})
+set(CPACK_INSTALL_CMAKE_PROJECTS "${PROJECT_BINARY_DIR};${PROJECT_NAME};ALL;/")
 if(WIN32)
+  set(CPACK_SYSTEM_NAME windows)
   set(CPACK_GENERATOR ZIP)
+  set(archive ZIP)
+  if(ORV_32BIT_BUILD)
+    foreach(component IN ITEMS runtime development)
+      list(APPEND CPACK_INSTALL_CMAKE_PROJECTS "${ORV_32BIT_BUILD};${PROJECT_NAME};${component};/")
+    endforeach()
+  endif()
 else()
+  set(CPACK_SYSTEM_NAME linux-${CMAKE_SYSTEM_PROCESSOR})
   set(CPACK_GENERATOR DEB TGZ)
+  set(archive TGZ)
 endif()
 
 # One package contains all components, because each of them is small.
@@ -52,6 +65,18 @@ file(WRITE ${PROJECT_BINARY_DIR}/debian/shlibs
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/debian/triggers
                                        ${PROJECT_BINARY_DIR}/debian/shlibs)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/debian_files.cmake)
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/packaged_files.cmake)
+set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/made_packages.cmake)
 
 include(CPack)
+
+# The archive of the debug information has a configuration of its own.
+set(symbols)
+foreach(build IN ITEMS ${PROJECT_BINARY_DIR} ${ORV_32BIT_BUILD})
+  list(APPEND symbols "${build};${PROJECT_NAME};symbols;/")
+endforeach()
+file(WRITE ${PROJECT_BINARY_DIR}/CPackSymbols.cmake "include(\"${PROJECT_BINARY_DIR}/CPackConfig.cmake\")
+set(CPACK_GENERATOR ${archive})
+set(CPACK_INSTALL_CMAKE_PROJECTS \"${symbols}\")
+string(APPEND CPACK_PACKAGE_FILE_NAME -symbols)
+")
