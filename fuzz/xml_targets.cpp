@@ -14,6 +14,7 @@ namespace {
 
 using test::DumpIndex;
 using test::IndexFault;
+using test::ReadFault;
 
 /// Reads everything at the current place. Functions that take time linear in the element are called
 /// only for short ones, so that a document takes time linear in its length.
@@ -190,6 +191,7 @@ void XmlEdit(Input input) {
     fresh.SetDoc(doc.GetDoc());
     Require(DumpIndex(doc) == DumpIndex(fresh), "the index is the one of a new parse");
     Require(IndexFault(doc).empty(), "the index agrees with itself");
+    Require(ReadFault(doc).empty(), "an edited document is read like a copy");
   }
 }
 

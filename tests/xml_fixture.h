@@ -31,7 +31,8 @@ inline std::string Show(std::wstring_view text) {
 }
 
 /// The first invariant of the index that does not hold, in words; empty if all hold. Not recursive.
-inline std::wstring IndexFault(const CMarkup& doc) {
+inline std::wstring IndexFault(const CMarkup& edited) {
+  const CMarkup doc(edited);  // without the gap of edits
   const Document& document = CursorOf(doc).Doc();
   const auto at = [&](int i) -> const ElementEntry& { return document[i]; };
   const auto fault = [](const wchar_t* what, int i) { return Format(L"%ls at entry %d", what, i); };
@@ -71,7 +72,8 @@ inline std::wstring IndexFault(const CMarkup& doc) {
 }
 
 /// The index as text: a line for each element in document order, without entry numbers.
-inline std::wstring DumpIndex(const CMarkup& doc) {
+inline std::wstring DumpIndex(const CMarkup& edited) {
+  const CMarkup doc(edited);  // without the gap of edits
   const Document& document = CursorOf(doc).Doc();
   std::vector<int> order(document.elements.Count());  // each entry's number in document order
   std::wstring dump;
@@ -87,6 +89,57 @@ inline std::wstring DumpIndex(const CMarkup& doc) {
     i = next;
   }
   return dump;
+}
+
+/// The first read in which an edited document differs from a copy of it, which has no gap; empty if
+/// none does. The positions do not change.
+inline std::wstring ReadFault(CMarkup& edited) {
+  CMarkup copy(edited);
+  Cursor& cursor = MarkupState::Of(edited).cursor;
+  const Place place = cursor.Get();
+  edited.ResetPos();
+  copy.ResetPos();
+  using Read = std::wstring (*)(CMarkup&);
+  static constexpr Read kReads[] = {
+      [](CMarkup& d) { return std::to_wstring(d.GetElemOffset()); },
+      [](CMarkup& d) { return std::to_wstring(d.GetContentOffset()); },
+      [](CMarkup& d) { return d.GetTagName(); },
+      [](CMarkup& d) { return d.GetData(); },
+      [](CMarkup& d) { return std::wstring(d.GetDataPointer()); },
+      [](CMarkup& d) { return d.GetSubDoc(); },
+      [](CMarkup& d) { return d.GetElemContent(); },
+      [](CMarkup& d) { return std::wstring(CursorOf(d).Markup()); },
+      [](CMarkup& d) { return std::to_wstring(d.GetAttribOffset(L"a")); },
+      [](CMarkup& d) {
+        std::wstring all;
+        std::wstring name;
+        std::wstring value;
+        for (int i = 0; d.GetNthAttrib(i, name, value); ++i) all += name + L"=" + value + L"\n";
+        return all;
+      },
+  };
+  std::wstring fault;
+  const auto compare = [&](auto read) {
+    const auto now = read(edited);
+    const auto expected = read(copy);
+    if (now != expected && fault.empty()) {
+      if constexpr (std::is_same_v<decltype(now), const std::wstring>) {
+        fault = now + L" for " + expected + L" at ";
+      }
+      fault += copy.GetPath() + L" in " + copy.GetDoc();
+    }
+    return now;
+  };
+  for (;;) {
+    if (compare([](CMarkup& d) { return d.FindNode(); }) == 0) {
+      if (!compare([](CMarkup& d) { return d.OutOfElem(); })) break;
+      continue;
+    }
+    for (const Read read : kReads) compare(read);
+    compare([](CMarkup& d) { return d.IntoElem(); });
+  }
+  cursor.Set(place);
+  return fault;
 }
 
 }  // namespace orv::test

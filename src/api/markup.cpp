@@ -54,7 +54,7 @@ bool CMarkup::SetDoc(const std::wstring& strDoc) { return m_pState->CopyText(str
 
 bool CMarkup::SetDoc(std::wstring&& strDoc) { return m_pState->TakeText(std::move(strDoc)); }
 
-const std::wstring& CMarkup::GetDoc() const { return m_pState->document.text; }
+const std::wstring& CMarkup::GetDoc() const { return m_pState->document.Closed(); }
 
 const std::wstring& CMarkup::GetResult() const { return m_pState->document.result; }
 
@@ -148,14 +148,17 @@ std::wstring_view CMarkup::GetDataPointer() const { return m_pState->cursor.RawD
 
 std::wstring CMarkup::GetElemContent() const {
   const orv::Cursor& cursor = m_pState->cursor;
-  return cursor.IsElement() ? std::wstring(m_pState->document.Content(cursor.Main()))
-                            : std::wstring();
+  return cursor.IsElement() ? m_pState->document.CopyContent(cursor.Main()) : std::wstring();
 }
 
-std::wstring CMarkup::GetSubDoc() const { return std::wstring(m_pState->cursor.Markup()); }
+std::wstring CMarkup::GetSubDoc() const {
+  const orv::Cursor& cursor = m_pState->cursor;
+  return cursor.IsOtherNode() ? std::wstring(cursor.Markup())
+                              : m_pState->document.CopyMarkup(cursor.Main());
+}
 
 std::wstring CMarkup::GetChildSubDoc() const {
-  return std::wstring(m_pState->document.Markup(m_pState->cursor.Child()));
+  return m_pState->document.CopyMarkup(m_pState->cursor.Child());
 }
 
 std::wstring CMarkup::GetPath() const {
@@ -166,25 +169,25 @@ std::wstring CMarkup::GetPath() const {
 int CMarkup::GetElemOffset() const {
   const orv::Cursor& cursor = m_pState->cursor;
   if (cursor.IsOtherNode()) return cursor.NodeOffset();
-  return cursor.Main() != 0 ? m_pState->document[cursor.Main()].start : -1;
+  return cursor.Main() != 0 ? m_pState->document.StartOf(cursor.Main()) : -1;
 }
 
 int CMarkup::GetChildElemOffset() const {
   const int child = m_pState->cursor.Child();
-  return child != 0 ? m_pState->document[child].start : -1;
+  return child != 0 ? m_pState->document.StartOf(child) : -1;
 }
 
 int CMarkup::GetAttribOffset(MCD_CSTR szAttrib) const {
   orv::Attribute attribute;
   if (!m_pState->cursor.FindAttribute(false, szAttrib.view(), &attribute)) return -1;
-  return attribute.nameStart;
+  return attribute.nameStart - m_pState->cursor.TagShift(false);
 }
 
 int CMarkup::GetContentOffset() const {
   const orv::Cursor& cursor = m_pState->cursor;
   if (!cursor.IsElement()) return -1;
   const orv::ElementEntry& element = m_pState->document[cursor.Main()];
-  return element.IsTagOnly() ? -1 : element.ContentStart();
+  return element.IsTagOnly() ? -1 : m_pState->document.OffsetOf(element.ContentStart());
 }
 
 // --- Editing ---

@@ -51,21 +51,22 @@ bool Cursor::FindChild(const wchar_t* path) {
   return true;
 }
 
-/// Where the node after the current one begins.
-int Cursor::NextNodeOffset() const {
+/// The address at which the node after the current one begins.
+int Cursor::NextNodeAddress() const {
   const ElementEntry& parent = document_[place_.parent];
   if (place_.parent != 0 && parent.IsTagOnly()) return parent.ContentEnd();
-  if (IsOtherNode()) return NodeEnd();
+  if (IsOtherNode()) return NodeAddress() + place_.nodeLength;
   return place_.main != 0 ? document_[place_.main].End() : parent.ContentStart();
 }
 
 int Cursor::FindNode(int types) {
   if (document_.elements.Capacity() == 0) return CMarkup::NODE_NONE;
   const ElementEntry& parent = document_[place_.parent];
-  ScanCursor scan = document_.ScanRange(NextNodeOffset(), parent.ContentEnd());
+  ScanCursor scan = document_.ScanRange(NextNodeAddress(), parent.ContentEnd());
   int last = place_.main;  // the last element passed
   ScannedNode node;
   for (;;) {
+    document_.PassGap(&scan, parent.ContentEnd());
     const int type = ScanNode(scan, node);
     if (type == kScanEnd) return CMarkup::NODE_NONE;
     if (type == CMarkup::NODE_ELEMENT) {
@@ -74,7 +75,7 @@ int Cursor::FindNode(int types) {
     }
     if (type <= CMarkup::NODE_NONE || !IncludesType(types, type)) continue;
     Set(place_.parent, last, 0);
-    if (type != CMarkup::NODE_ELEMENT) SetNode(type, node.start, node.length);
+    if (type != CMarkup::NODE_ELEMENT) SetNode(type, document_.OffsetOf(node.start), node.length);
     return type;
   }
 }
@@ -114,15 +115,17 @@ std::wstring_view Cursor::TagName() const {
 /// The text in which the attributes at the place are read, and the offset of the tag name or
 /// target. False if there is no tag or instruction.
 bool Cursor::FindTag(bool ofChild, std::wstring_view* text, int* nameStart) const {
-  *text = document_.text;
   if (ofChild ? place_.child != 0 : IsElement()) {
     *nameStart = document_[ofChild ? place_.child : place_.main].start + 1;
+    *text = document_.TextOfTag(*nameStart);
     return true;
   }
   const bool isInstruction = place_.nodeType == CMarkup::NODE_PROCESSING_INSTRUCTION;
   if (ofChild || !isInstruction || place_.nodeLength == 0) return false;
-  *text = document_.Range(0, NodeEnd());
-  *nameStart = place_.nodeOffset + 2;
+  const int start = NodeAddress();
+  *text = std::wstring_view(document_.text)
+              .substr(0, static_cast<std::size_t>(start + place_.nodeLength));
+  *nameStart = start + 2;
   return true;
 }
 
@@ -170,13 +173,13 @@ std::wstring_view Cursor::Data(std::wstring* buffer) const {
 
 std::wstring_view Cursor::RawData() const {
   if (!IsElement()) return IsOtherNode() ? NodeData() : std::wstring_view();
+  if (document_[place_.main].child != 0) return {};
   const std::wstring_view content = document_.Content(place_.main);
   return content.find(L'<') == content.npos ? content : std::wstring_view();
 }
 
 std::wstring_view Cursor::Markup() const {
-  if (IsOtherNode()) return NodeMarkup();
-  return document_.Markup(place_.main);
+  return IsOtherNode() ? NodeMarkup() : document_.Markup(place_.main);
 }
 
 /// The first of an element and its following siblings with a tag name; 0 for none.

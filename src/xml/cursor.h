@@ -20,7 +20,8 @@ struct Place {
   int main = 0;   ///< the current element, or the last one before the current node
   int child = 0;  ///< the current child of the main element
   int nodeType = 0;
-  int nodeOffset = 0;
+  int nodeOffset =
+      0;  ///< an offset, unlike the addresses of entries, so that edits elsewhere keep it
   int nodeLength = 0;
 };
 
@@ -74,8 +75,14 @@ class Cursor {
 
   /// The tag name of the main element, or the name of another node.
   std::wstring_view TagName() const;
-  /// An attribute of the main (child) element or of a processing instruction.
+  /// An attribute of the main (child) element or of a processing instruction, with addresses.
   bool FindAttribute(bool ofChild, std::wstring_view name, Attribute* attribute) const;
+  /// The addresses of the main (child) element's attributes less their offsets.
+  int TagShift(bool ofChild) const {
+    const int element = ofChild ? place_.child : place_.main;
+    const int start = !ofChild && IsOtherNode() ? NodeAddress() : document_[element].start;
+    return start - document_.OffsetOf(start);
+  }
   /// The value of an attribute: a view of the text if nothing has to be decoded, otherwise of
   /// `*buffer`. False if there is no such attribute.
   bool Attrib(std::wstring_view name, std::wstring* buffer, std::wstring_view* value) const {
@@ -123,8 +130,11 @@ class Cursor {
  private:
   int FindAmong(int parent, int after, const wchar_t* path) const;
   int FirstNamed(int element, std::wstring_view tagName) const;
-  int NextNodeOffset() const;
-  std::wstring_view NodeMarkup() const { return document_.Range(place_.nodeOffset, NodeEnd()); }
+  int NodeAddress() const { return document_.AddressOf(place_.nodeOffset); }
+  int NextNodeAddress() const;
+  std::wstring_view NodeMarkup() const {
+    return document_.Range(NodeAddress(), NodeAddress() + place_.nodeLength);
+  }
   std::wstring_view NodeData() const { return orv::NodeData(place_.nodeType, NodeMarkup()); }
   bool FindTag(bool ofChild, std::wstring_view* text, int* nameStart) const;
   std::wstring_view ValueOf(const Attribute& attribute, std::wstring* buffer) const {

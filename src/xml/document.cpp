@@ -14,9 +14,6 @@
 namespace orv {
 namespace {
 
-/// The maximum length of a document; a longer text counts as empty.
-constexpr std::size_t kMaxUnits = std::numeric_limits<int>::max();
-
 /// The maximum length of a text that is copied during the parse. The C library copies longer texts
 /// with non-temporal stores, which is faster even though the text is then read twice.
 constexpr std::size_t kMaxTrailingCopy = (std::size_t{32} << 20) / sizeof(wchar_t);
@@ -45,7 +42,7 @@ void Document::Clear() {
 }
 
 void Document::ReserveText(std::size_t size) {
-  if (size > kMaxUnits || size <= text.capacity()) return;
+  if (size > kMaxDocument || size <= text.capacity()) return;
   std::wstring fresh;
   fresh.reserve(size);
   PopulatePages(fresh.data(), size * sizeof(wchar_t));
@@ -53,8 +50,9 @@ void Document::ReserveText(std::size_t size) {
 }
 
 void Document::CopyText(std::wstring_view newText) {
-  if (newText.size() > kMaxUnits) newText = {};
-  if (newText.size() > kMaxTrailingCopy || IsPartOf(newText, text) || IsPartOf(newText, result)) {
+  if (newText.size() > kMaxDocument) newText = {};
+  if (newText.size() > kMaxTrailingCopy || IsPartOf(newText, text) || IsPartOf(newText, closed_) ||
+      IsPartOf(newText, result)) {
     text.assign(newText);
     result.clear();
     return Index();
@@ -66,12 +64,14 @@ void Document::CopyText(std::wstring_view newText) {
 }
 
 void Document::Index() {
-  if (text.size() > kMaxUnits) std::wstring().swap(text);
+  if (text.size() > kMaxDocument) std::wstring().swap(text);
   Index(text, nullptr);
 }
 
 /// Indexes the text, or the text that a copy is being made of.
 void Document::Index(std::wstring_view newText, TrailingCopy* copy) {
+  gap_ = {};
+  std::wstring().swap(closed_);
   ScanCursor scan = ScanCursor::Of(newText);
   scan.flags = flags;
   const int length = scan.length;
@@ -99,6 +99,8 @@ void Document::Assign(const Document& other) {
   text = std::move(newText);
   result = std::move(newResult);
   elements = std::move(newElements);
+  gap_ = other.gap_;
+  CloseGap();
   flags = other.flags;
 }
 
@@ -112,15 +114,9 @@ std::wstring_view Document::TagName(int element) const {
   return NameAt(elements[element].start + 1);
 }
 
-std::wstring_view Document::Content(int element) const {
-  const ElementEntry& entry = elements[element];
-  if (entry.IsTagOnly()) return {};
-  return Range(entry.ContentStart(), entry.ContentEnd());
-}
-
 std::wstring Document::Data(int element) const {
-  const std::wstring_view content = Content(element);
   if (elements[element].child != 0) return {};
+  const std::wstring_view content = Content(element);
   return content.find(L'<') == content.npos ? Unescape(content) : MixedData(content);
 }
 
@@ -176,125 +172,6 @@ std::wstring Document::Path(int element) const {
     if (number > 1) path += Format(L"[%d]", number);
   }
   return path;
-}
-
-// --- Editing ---
-
-void Document::Replace(int offset, int cut, std::wstring_view replacement) {
-  text.replace(static_cast<std::size_t>(offset), static_cast<std::size_t>(cut), replacement);
-  elements[0].length = Size();
-}
-
-void Document::Shift(int element, int shift, bool afterElement) {
-  if (elements[element].StartTagLength() == 0 || shift == 0) return;
-  int depth = 0;  // below the changed entry or one that encloses it
-  bool skipsChildren = afterElement;
-  for (;;) {
-    const ElementEntry& entry = elements[element];
-    if (!skipsChildren && entry.child != 0) {
-      element = entry.child;
-      ++depth;
-    } else if (entry.next != 0) {
-      element = entry.next;
-      skipsChildren = false;
-    } else {
-      element = entry.parent;
-      if (element == 0) return;
-      if (depth > 0) {
-        --depth;
-      } else {
-        elements[element].length += shift;
-      }
-      skipsChildren = true;
-      continue;
-    }
-    elements[element].start += shift;
-  }
-}
-
-void Document::ShiftAfterNode(int parent, int before, int shift) {
-  if (before != 0) return Shift(before, shift, true);
-  const int first = elements[parent].child;
-  if (first != 0) {
-    elements[first].start += shift;
-    Shift(first, shift, false);
-  } else if (parent != 0) {
-    elements[parent].length += shift;
-    Shift(parent, shift, true);
-  }
-}
-
-void Document::Link(int parent, int before, int element) {
-  ElementEntry& entry = elements[element];
-  int& firstChild = elements[parent].child;
-  entry.parent = parent;
-  if (firstChild == 0) {
-    firstChild = element;
-    entry.levelFlags |= kElementFirst;
-    entry.previous = element;
-    entry.next = 0;
-    return;
-  }
-  ElementEntry& first = elements[firstChild];
-  if (before == 0) {
-    entry.levelFlags |= kElementFirst;
-    entry.previous = first.previous;
-    entry.next = firstChild;
-    first.levelFlags &= ~kElementFirst;
-    first.previous = element;
-    firstChild = element;
-    return;
-  }
-  entry.levelFlags &= ~kElementFirst;
-  entry.previous = before;
-  entry.next = std::exchange(elements[before].next, element);
-  // The first child's previous link leads to the last child.
-  ElementEntry& following = entry.next != 0 ? elements[entry.next] : first;
-  following.previous = element;
-}
-
-void Document::Unlink(int element) {
-  const ElementEntry& entry = elements[element];
-  int& firstChild = elements[entry.parent].child;
-  if (firstChild != element) {
-    elements[entry.previous].next = entry.next;
-    ElementEntry& following = elements[entry.next != 0 ? entry.next : firstChild];
-    following.previous = entry.previous;
-    return;
-  }
-  firstChild = entry.next;
-  if (entry.next != 0) {
-    elements[entry.next].levelFlags |= kElementFirst;
-    elements[entry.next].previous = entry.previous;
-  }
-}
-
-void Document::ReleaseTree(int element) {
-  for (int i = element;;) {
-    while (elements[i].child != 0) i = std::exchange(elements[i].child, 0);
-    const int parent = elements[i].parent;
-    const int next = elements.Release(i);
-    if (i == element) return;
-    i = next != 0 ? next : parent;
-  }
-}
-
-void Document::ReleaseChildren(int element) {
-  int child = std::exchange(elements[element].child, 0);
-  while (child != 0) {
-    const int next = elements[child].next;
-    ReleaseTree(child);
-    child = next;
-  }
-}
-
-int Document::IndexRange(int parent, int start, int end) {
-  // Entry 0 temporarily serves as the entry that the parse runs under.
-  const ElementEntry document = std::exchange(elements[0], ElementEntry{});
-  elements[0].levelFlags = LevelBelow(parent);
-  const int first = IndexElements(elements, 0, ScanRange(start, end), result);
-  elements[0] = document;
-  return first;
 }
 
 }  // namespace orv

@@ -72,7 +72,7 @@ bool DocumentReader::ReadMore(int* at) {
     element.start = start;
   }
   const int shift = static_cast<int>(kept.size()) - next_;
-  document_.Replace(0, next_, kept);
+  document_.ReplaceStart(next_, kept);
   next_ += shift;
   passed_ -= shift;
   *at += shift;

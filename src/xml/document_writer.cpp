@@ -16,11 +16,18 @@ int DocumentWriter::CompletedEnd() const {
 }
 
 bool DocumentWriter::WriteCompleted() {
+  document_.CloseGap();
   const int end = CompletedEnd();
   if (!file_.Write(document_.text, static_cast<std::size_t>(end), document_.flags)) return false;
-  document_.Replace(0, end, {});
+  document_.ReplaceStart(end, {});
   KeepOpenElements(end);
   return true;
+}
+
+bool DocumentWriter::Finish() {
+  document_.CloseGap();
+  return file_.Write(document_.text, document_.text.size(), document_.flags) &&
+         file_.Finish(document_.flags);
 }
 
 /// Reduces the index to the open elements and the current one, after the start of the text was
@@ -43,7 +50,7 @@ void DocumentWriter::KeepOpenElements(int written) {
     const int end = element.End() - written;
     const int start = element.start - written;
     if (start < 0) element.SetStartTagLength(kWrittenTag);
-    element.start = std::max(start, 0);
+    element.start = std::max(start, -kWrittenTag);
     element.length = end - element.start;
     element.child = 0;
     const int i = document_.elements.Add();

@@ -25,10 +25,7 @@ class DocumentWriter {
   bool WriteCompleted();
   bool Flush() { return WriteCompleted() && file_.Flush(); }
   /// Writes the rest and ends the file; false if it is incomplete.
-  bool Finish() {
-    return file_.Write(document_.text, document_.text.size(), document_.flags) &&
-           file_.Finish(document_.flags);
-  }
+  bool Finish();
 
   const FileStream& File() const { return file_; }
 

@@ -33,8 +33,8 @@ bool IsNewName(std::wstring_view name) {
 
 /// The length of the line break at an offset; 0 for none.
 int LineBreakLength(const Document& document, int offset) {
-  if (document.Range(offset, offset + 2) == kLineBreak) return 2;
   const wchar_t unit = document.At(offset);
+  if (unit == L'\r' && document.At(offset + 1) == L'\n') return 2;
   return unit == L'\r' || unit == L'\n' ? 1 : 0;
 }
 
@@ -88,7 +88,7 @@ std::wstring EncodeValue(MCD_CSTR value, int flags) {
 
 /// Whether reading the attributes of a tag recognizes the same quotes as the parse did. It does not
 /// if the tag name or an unquoted value contains an equals sign followed by a quote; an edit could
-/// then end the tag elsewhere.
+/// then end the tag elsewhere. `tag` and `end` are addresses.
 bool ReadsAsParsed(const Document& document, int tag, int end) {
   const wchar_t* const text = document.text.data();
   AttributeCursor cursor(document.text, tag + 1);
@@ -105,14 +105,15 @@ bool ReadsAsParsed(const Document& document, int tag, int end) {
 }
 
 /// Whether an attribute at the end of an instruction would be read. It would not after a `>` or an
-/// open quote.
+/// open quote. `instruction` and `end` are addresses.
 bool ReadsToEnd(const Document& document, int instruction, int end) {
-  AttributeCursor cursor(document.Range(0, end), instruction + 2);
+  const std::wstring_view text(document.text.data(), static_cast<std::size_t>(end));
+  AttributeCursor cursor(text, instruction + 2);
   Attribute last;
   while (cursor.Next(&last)) {
   }
   const bool isOpen =
-      last.hasValue && IsQuote(document.At(last.valueStart - 1)) && last.ValueEnd() == end;
+      last.hasValue && IsQuote(text.data()[last.valueStart - 1]) && last.ValueEnd() == end;
   return cursor.IsAtEnd() && !isOpen;
 }
 
@@ -122,6 +123,7 @@ bool ReadsToEnd(const Document& document, int instruction, int end) {
 
 /// In an ill-formed document any edit may change how tags match: it is indexed again.
 void Editor::FinishEdit() {
+  document_.SettleGap();
   if (!document_.IsIllFormed() || document_.HasFile()) return;
   Reparse();
   if (!document_.IsIllFormed()) CheckNode();
@@ -151,6 +153,7 @@ void Editor::CheckNode() {
 /// Parses the text again without changing the result record, and restores the positions by their
 /// offsets.
 void Editor::Reparse() {
+  document_.CloseGap();
   const auto startOf = [this](int i) { return i != 0 ? document_[i].start : -1; };
   using Starts = std::array<int, 3>;
   const Place before = cursor_.Get();
@@ -209,7 +212,8 @@ void Editor::DropReleasedPositions() {
 /// The offset of the `/` or `>` that closes the start tag.
 int Editor::TagClose(int element) const {
   const ElementEntry& entry = document_[element];
-  return entry.ContentStart() - (entry.Has(kElementEmpty) ? 2 : 1);
+  return document_.OffsetOf(entry.start) + entry.StartTagLength() -
+         (entry.Has(kElementEmpty) ? 2 : 1);
 }
 
 /// Whether the element's own tags and content may change.
@@ -217,13 +221,14 @@ bool Editor::CanEdit(int element) const {
   if (element == 0 || IsReading()) return false;
   const ElementEntry& entry = document_[element];
   return entry.StartTagLength() > 2 && !entry.IsStartTagCut() &&
-         document_.At(entry.ContentStart() - 1) == L'>';
+         document_.text[static_cast<std::size_t>(entry.ContentStart() - 1)] == L'>';
 }
 
 /// Whether markup may be added. Writes what is complete to an open file if memory holds too much.
 bool Editor::BeginAdd() {
   if (IsReading()) return false;
-  const bool isFull = writer_ != nullptr && document_.text.size() > kStreamPart;
+  constexpr auto kFull = static_cast<int>(kStreamPart);
+  const bool isFull = writer_ != nullptr && document_.Size() > kFull;
   return !isFull || writer_->WriteCompleted();
 }
 
@@ -253,7 +258,7 @@ bool Editor::FindPlace(int flags, InsertPlace* place) const {
 void Editor::PlaceAtCurrent(int current, bool inserts, InsertPlace* place) const {
   const ElementEntry& element = document_[current];
   place->before = inserts ? element.Before() : current;
-  place->offset = inserts ? element.start : element.End();
+  place->offset = document_.OffsetOf(inserts ? element.start : element.End());
 }
 
 /// Without a current element, markup goes to the end of the parent, or to its start.
@@ -266,8 +271,8 @@ bool Editor::PlaceInParent(bool inserts, InsertPlace* place) const {
   }
   if (parent.IsStartTagCut()) return false;
   place->opensParent = parent.IsTagOnly();
-  place->offset =
-      inserts || place->opensParent ? parent.ContentStart() : document_.ContentEnd(place->parent);
+  place->offset = document_.OffsetOf(
+      inserts || place->opensParent ? parent.ContentStart() : document_.ContentEnd(place->parent));
   return true;
 }
 
@@ -275,24 +280,22 @@ bool Editor::PlaceInParent(bool inserts, InsertPlace* place) const {
 /// are removed; a space before them stays.
 void Editor::OpenTag(int element, std::wstring_view content) {
   ElementEntry& entry = document_[element];
-  const int tagEnd = entry.ContentStart();
+  const int start = document_.OffsetOf(entry.start);
+  const int tagEnd = start + entry.StartTagLength();
   const std::wstring name(document_.TagName(element));
   int close = tagEnd - 1;
   while (document_.At(close - 1) == L'/') --close;
   std::wstring markup = L">";
   markup += content;
   markup += L"</" + name + L">";
-  const int oldSize = document_.Size();
-  document_.Replace(close, tagEnd - close, markup);
-  entry.SetTagLengths(close + 1 - entry.start, static_cast<int>(name.size()) + 3);
-  entry.length = close + static_cast<int>(markup.size()) - entry.start;
+  document_.Splice(close, tagEnd - close, markup);
+  entry.SetTagLengths(close + 1 - start, static_cast<int>(name.size()) + 3);
+  entry.length = close + static_cast<int>(markup.size()) - start;
   entry.levelFlags &= ~(kElementEmpty | kElementUnended);
-  document_.Shift(element, document_.Size() - oldSize, true);
 }
 
 /// Inserts markup and its line break, and opens the parent if necessary. Returns the offset of the
-/// markup. If the parent is opened, the entries after it are shifted; otherwise the caller does
-/// that.
+/// markup.
 int Editor::Insert(const InsertPlace& place, std::wstring_view markup, int flags) {
   const std::wstring_view lineBreak = (flags & CMarkup::ADD_NOLINES) == 0 ? kLineBreak : L"";
   std::wstring text(markup);
@@ -302,14 +305,13 @@ int Editor::Insert(const InsertPlace& place, std::wstring_view markup, int flags
     OpenTag(place.parent, text);
     return document_[place.parent].ContentStart() + static_cast<int>(lineBreak.size());
   }
-  document_.Replace(place.offset, 0, text);
+  document_.Splice(place.offset, 0, text);
   return place.offset;
 }
 
-/// Links a new element, shifts the entries after it and makes it the current one.
-void Editor::IndexNew(const InsertPlace& place, int element, int shift, int flags) {
+/// Links a new element and makes it the current one.
+void Editor::IndexNew(const InsertPlace& place, int element, int flags) {
   document_.Link(place.parent, place.before, element);
-  if (!place.opensParent) document_.Shift(element, shift, true);
   if ((flags & CMarkup::ADD_CHILD) != 0) {
     cursor_.Set(cursor_.Parent(), cursor_.Main(), element);
   } else {
@@ -339,9 +341,8 @@ bool Editor::AddElement(std::wstring_view name, MCD_CSTR value, int flags) {
     markup += L"</" + std::wstring(name) + L">";
   }
 
-  const int oldSize = document_.Size();
-  const int offset = Insert(place, markup, flags);
   const int added = document_.elements.Add();
+  const int offset = Insert(place, markup, flags);
   ElementEntry& element = document_[added];
   element = ElementEntry{};
   element.start = offset;
@@ -353,7 +354,7 @@ bool Editor::AddElement(std::wstring_view name, MCD_CSTR value, int flags) {
     element.levelFlags |= kElementUnended;
     document_.SetIllFormed();
   }
-  IndexNew(place, added, document_.Size() - oldSize, flags);
+  IndexNew(place, added, flags);
   return true;
 }
 
@@ -367,21 +368,19 @@ bool Editor::AddSubDocument(std::wstring_view markup, int flags) {
   if (!FindPlace(flags, &place)) return false;
 
   const ElementEntry& root = subDocument[subDocument[0].child];
-  const int oldSize = document_.Size();
   const int offset = Insert(place, subDocument.Range(root.start, root.End()), flags);
   const int added = document_.IndexRange(place.parent, offset, offset + root.length);
-  IndexNew(place, added, document_.Size() - oldSize, flags);
+  IndexNew(place, added, flags);
   return true;
 }
 
 void Editor::Remove(int element) {
   const ElementEntry& entry = document_[element];
-  const int start = entry.start;
-  const int cut = entry.length + LineBreakLength(document_, entry.End());
-  document_.Shift(element, -cut, true);
+  const int start = document_.OffsetOf(entry.start);
+  const int end = document_.OffsetOf(entry.End());
+  document_.Splice(start, end + LineBreakLength(document_, end) - start, {});
   document_.Unlink(element);
   document_.ReleaseTree(element);
-  document_.Replace(start, cut, {});
   DropReleasedPositions();
 }
 
@@ -407,17 +406,14 @@ bool Editor::RemoveChild() {
 
 /// Replaces the markup between the tags of an element and releases the entries of its children.
 void Editor::ReplaceContent(int element, std::wstring_view content) {
-  document_.ReleaseChildren(element);
-  if (document_[element].IsTagOnly()) {
+  const ElementEntry& entry = document_[element];
+  if (entry.IsTagOnly()) {
     if (!content.empty()) OpenTag(element, content);
   } else {
-    ElementEntry& entry = document_[element];
-    const int start = entry.ContentStart();
-    const int end = document_.ContentEnd(element);
-    const int shift = static_cast<int>(content.size()) - (end - start);
-    document_.Replace(start, end - start, content);
-    entry.length += shift;
-    document_.Shift(element, shift, true);
+    const int start = document_.OffsetOf(entry.ContentStart());
+    const int end = document_.OffsetOf(document_.ContentEnd(element));
+    document_.Splice(start, end - start, content);
+    document_.ReleaseChildren(element);
   }
   DropReleasedPositions();
 }
@@ -451,13 +447,11 @@ bool Editor::SetContent(std::wstring_view markup) {
   content.CopyText(markup);
   if (content.IsIllFormed()) return false;
 
-  ReplaceContent(element, markup);
+  ReplaceContent(element, content.text);
   cursor_.Set(cursor_.Parent(), element, 0);
   if (!document_[element].IsTagOnly()) {
     const int start = document_[element].ContentStart();
-    const int first = document_.IndexRange(element, start, document_.ContentEnd(element));
-    document_[element].child = first;
-    for (int i = first; i != 0; i = document_[i].next) document_[i].parent = element;
+    document_.Adopt(element, document_.IndexRange(element, start, start + content.Size()));
   }
   FinishEdit();
   return true;
@@ -465,33 +459,42 @@ bool Editor::SetContent(std::wstring_view markup) {
 
 // --- Attributes ---
 
-/// Where the tag or instruction at the place can take another attribute; -1 if it cannot.
+/// The offset at which the tag or instruction at the place can take another attribute; -1 if it
+/// cannot.
 int Editor::AttributeEnd(bool ofChild) const {
   if (IsReading()) return -1;
   if (!ofChild && cursor_.NodeType() == CMarkup::NODE_PROCESSING_INSTRUCTION) {
-    const int end = cursor_.NodeEnd() - 2;
-    return ReadsToEnd(document_, cursor_.NodeOffset(), end) ? end : -1;
+    const int start = document_.AddressOf(cursor_.NodeOffset());
+    const bool takes = ReadsToEnd(document_, start, start + cursor_.NodeLength() - 2);
+    return takes ? cursor_.NodeEnd() - 2 : -1;
   }
   const int main = cursor_.IsElement() ? cursor_.Main() : 0;
   const int element = ofChild ? cursor_.Child() : main;
   if (!CanEdit(element)) return -1;
   const int end = TagClose(element);
-  return ReadsAsParsed(document_, document_[element].start, end) ? end : -1;
+  const int start = document_[element].start;
+  const int length = end - document_.OffsetOf(start);
+  return ReadsAsParsed(document_, start, start + length) ? end : -1;
+}
+
+/// Finds an attribute at the place like the cursor does, but with offsets instead of addresses.
+bool Editor::FindAttribute(bool ofChild, std::wstring_view name, Attribute* attribute) const {
+  const bool isFound = cursor_.FindAttribute(ofChild, name, attribute);
+  const int shift = cursor_.TagShift(ofChild);
+  attribute->nameStart -= shift;
+  attribute->valueStart -= shift;
+  return isFound;
 }
 
 /// Replaces code units within the tag or instruction at the place.
 void Editor::ChangeTag(bool ofChild, int offset, int cut, std::wstring_view replacement) {
   const int shift = static_cast<int>(replacement.size()) - cut;
-  document_.Replace(offset, cut, replacement);
+  document_.Splice(offset, cut, replacement);
   if (!ofChild && cursor_.IsOtherNode()) {
     cursor_.SetNode(cursor_.NodeType(), cursor_.NodeOffset(), cursor_.NodeLength() + shift);
-    document_.ShiftAfterNode(cursor_.Parent(), cursor_.Main(), shift);
   } else {
-    const int element = ofChild ? cursor_.Child() : cursor_.Main();
-    ElementEntry& entry = document_[element];
+    ElementEntry& entry = document_[ofChild ? cursor_.Child() : cursor_.Main()];
     entry.SetStartTagLength(entry.StartTagLength() + shift);
-    entry.length += shift;
-    document_.Shift(element, shift, false);
   }
   FinishEdit();
 }
@@ -501,7 +504,7 @@ bool Editor::SetAttribute(bool ofChild, std::wstring_view name, MCD_CSTR newValu
   if (end < 0 || name.find_first_of(L" \t\r\n/=>?<\"'") != name.npos) return false;
   const std::wstring value = EscapeText(newValue.c_str(), CMarkup::ESC_ATTRIB);
   Attribute attribute;
-  if (!cursor_.FindAttribute(ofChild, name, &attribute)) {
+  if (!FindAttribute(ofChild, name, &attribute)) {
     if (!IsNewName(name)) return false;
     // After an equals sign without a value, the new attribute would be read as that value.
     const bool dangles = attribute.hasValue && attribute.valueStart >= end;
@@ -523,7 +526,7 @@ bool Editor::SetAttribute(bool ofChild, std::wstring_view name, MCD_CSTR newValu
 bool Editor::RemoveAttribute(std::wstring_view name) {
   const int tagEnd = AttributeEnd(false);
   Attribute attribute;
-  if (tagEnd < 0 || !cursor_.FindAttribute(false, name, &attribute)) return false;
+  if (tagEnd < 0 || !FindAttribute(false, name, &attribute)) return false;
   int start = attribute.nameStart;
   int end = attribute.NameEnd();
   if (attribute.hasValue) {
@@ -554,13 +557,12 @@ bool Editor::AddNode(int type, MCD_CSTR text, int flags) {
 
   const int oldSize = document_.Size();
   const int offset = Insert(place, markup, flags);
-  const int shift = document_.Size() - oldSize;
-  if (!place.opensParent) document_.ShiftAfterNode(place.parent, place.before, shift);
   if (!stays) {
     cursor_.Set(place.parent, place.before, 0);
     cursor_.SetNode(type, offset, static_cast<int>(markup.size()));
   } else if (cursor_.IsOtherNode() && (flags & CMarkup::ADD_INSERT) != 0) {
-    cursor_.SetNode(cursor_.NodeType(), cursor_.NodeOffset() + shift, cursor_.NodeLength());
+    cursor_.SetNode(cursor_.NodeType(), cursor_.NodeOffset() + document_.Size() - oldSize,
+                    cursor_.NodeLength());
   }
   FinishEdit();
   return true;
@@ -571,10 +573,8 @@ bool Editor::SetNodeData(MCD_CSTR value) {
   const std::wstring markup = NodeMarkup(cursor_.NodeType(), value);
   if (markup.empty()) return false;
   const int length = static_cast<int>(markup.size());
-  const int shift = length - cursor_.NodeLength();
-  document_.Replace(cursor_.NodeOffset(), cursor_.NodeLength(), markup);
+  document_.Splice(cursor_.NodeOffset(), cursor_.NodeLength(), markup);
   cursor_.SetNode(cursor_.NodeType(), cursor_.NodeOffset(), length);
-  document_.ShiftAfterNode(cursor_.Parent(), cursor_.Main(), shift);
   FinishEdit();
   return true;
 }
@@ -588,8 +588,7 @@ bool Editor::RemoveNode() {
   if ((cursor_.NodeType() & kOnLineOfItsOwn) != 0) {
     cut += LineBreakLength(document_, cursor_.NodeEnd());
   }
-  document_.Replace(cursor_.NodeOffset(), cut, {});
-  document_.ShiftAfterNode(cursor_.Parent(), cursor_.Main(), -cut);
+  document_.Splice(cursor_.NodeOffset(), cut, {});
   cursor_.Set(cursor_.Parent(), cursor_.Main(), 0);
   FinishEdit();
   return true;

@@ -11,7 +11,7 @@ namespace orv {
 
 /// Edits a document at its current place. Every edit changes the text in place and keeps the index
 /// the same as a new parse would make it. An edit that is refused returns false and changes
-/// nothing.
+/// nothing. Positions are offsets, which stay the same when an edit moves the gap.
 class Editor {
  public:
   /// `writer` is that of an open file, null for none.
@@ -51,9 +51,10 @@ class Editor {
   bool PlaceInParent(bool inserts, InsertPlace* place) const;
   int Insert(const InsertPlace& place, std::wstring_view markup, int flags);
   void OpenTag(int element, std::wstring_view content);
-  void IndexNew(const InsertPlace& place, int element, int shift, int flags);
+  void IndexNew(const InsertPlace& place, int element, int flags);
 
   int AttributeEnd(bool ofChild) const;
+  bool FindAttribute(bool ofChild, std::wstring_view name, Attribute* attribute) const;
   void ChangeTag(bool ofChild, int offset, int cut, std::wstring_view replacement);
   bool SetElementData(int element, MCD_CSTR value, int flags);
   bool SetNodeData(MCD_CSTR value);

@@ -23,7 +23,7 @@ enum ElementFlags : std::uint32_t {
 };
 
 /// The start tag length of an open element whose start tag is already written to a file; no real
-/// tag is that short.
+/// tag is that short. Such an element starts as far before the text.
 inline constexpr int kWrittenTag = 1;
 
 /// The entry of an element: its range in the text and its links to other entries, where 0 means
@@ -33,7 +33,7 @@ struct ElementEntry {
   static constexpr int kStartTagBits = 22;
   static constexpr int kMaxStartTag = (1 << kStartTagBits) - 1;
 
-  int start;                 ///< offset of the start tag's `<`
+  int start;                 ///< address of the start tag's `<`, see `Document`
   int length;                ///< up to the end of the end tag, or of the start tag if there is none
   std::uint32_t tagLengths;  ///< low 22 bits the start tag's length, high 10 the end tag's
   std::uint32_t levelFlags;  ///< low 16 bits the level, above them `ElementFlags`

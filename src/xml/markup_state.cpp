@@ -129,7 +129,7 @@ bool MarkupState::Load(const wchar_t* file) {
 
 bool MarkupState::Save(const wchar_t* file) {
   if (document.HasFile()) return false;
-  return WriteTextFile(file, document.text, &document.result, &document.flags);
+  return WriteTextFile(file, document.Closed(), &document.result, &document.flags);
 }
 
 bool MarkupState::Open(const wchar_t* file, int flags) {

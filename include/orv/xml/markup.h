@@ -136,7 +136,8 @@ class ORV_EXPORT CMarkup {
   /// Takes over the text without a copy.
   bool SetDoc(std::wstring&& strDoc);
 
-  /// The text. The reference is valid until the document changes.
+  /// The text. The reference is valid until the document changes. The first call after edits takes
+  /// time linear in the text after the first of them, and memory for a second text.
   const std::wstring& GetDoc() const;
 
   /// The findings of the last parse, load or save as a small XML text: one empty element for each.
@@ -266,8 +267,10 @@ class ORV_EXPORT CMarkup {
   int GetContentOffset() const;
 
   /// Editing. Every call changes the text in place and keeps the index the same as a new parse
-  /// would make it, in time linear in the text after the change (in an ill-formed document, in the
-  /// whole text). All calls are refused while a file is open for reading, and if the position they
+  /// would make it. It takes time linear in the change and in its distance from the previous one,
+  /// so that edits in document order cost in proportion to the document; the first edit and some
+  /// later ones pass the rest of the text (in an ill-formed document, each the whole text). All
+  /// calls are refused while a file is open for reading, and if the position they
   /// work on is missing; a refused call returns false and changes nothing.
   ///
   /// `AddElem` writes a new element after the main position, or as the parent's last child without

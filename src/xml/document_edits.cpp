@@ -1,0 +1,241 @@
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "xml/attributes.h"
+#include "xml/document.h"
+
+namespace orv {
+
+// --- The gap ---
+
+const std::wstring& Document::Closed() const {
+  if (gap_.length == 0) return text;
+  const int size = Size();
+  if (closedUnits_ == size && closed_.size() == static_cast<std::size_t>(size)) return closed_;
+  const auto kept = static_cast<std::size_t>(closedUnits_);
+  closed_.resize(kept);
+  closed_.reserve(static_cast<std::size_t>(size));
+  closed_.append(text, kept, static_cast<std::size_t>(gap_.start) - kept);
+  closed_.append(text, static_cast<std::size_t>(gap_.End()));
+  closedUnits_ = size;
+  return closed_;
+}
+
+std::wstring_view Document::ClosedRange(int start, int end) const {
+  const auto length = static_cast<std::size_t>(OffsetOf(end) - start);
+  return std::wstring_view(Closed()).substr(static_cast<std::size_t>(start), length);
+}
+
+std::wstring Document::Copy(int start, int end) const {
+  if (start > gap_.start || end <= gap_.start) return std::wstring(Range(start, end));
+  std::wstring copy(Range(start, gap_.start));
+  copy += Range(gap_.End(), end);
+  return copy;
+}
+
+/// Reading can recognize other quotes in a tag than the parse did, and then a value extends beyond
+/// the tag and maybe beyond the gap.
+std::wstring_view Document::TextOfTagBeforeGap(int nameStart) const {
+  AttributeCursor attributes(Range(0, gap_.start), nameStart);
+  Attribute attribute;
+  while (attributes.Next(&attribute)) {
+  }
+  return attributes.IsAtEnd() ? Closed() : text;
+}
+
+/// Adjusts the entries of the elements whose start or end a forward move passes.
+void Document::PassForward(int offset) {
+  const int end = offset + gap_.length;  // the first address that the move does not pass
+  for (;;) {
+    const int next = gap_.before != 0 ? elements[gap_.before].next : elements[gap_.parent].child;
+    if (next != 0 && elements[next].start < end) {
+      elements[next].start -= gap_.length;
+      elements[next].length += gap_.length;
+      gap_.parent = next;
+      gap_.before = 0;
+    } else if (gap_.parent != 0 && elements[gap_.parent].End() <= end) {
+      elements[gap_.parent].length -= gap_.length;
+      gap_.before = gap_.parent;
+      gap_.parent = elements[gap_.parent].parent;
+    } else {
+      return;
+    }
+  }
+}
+
+void Document::PassBackward(int offset) {
+  for (;;) {
+    if (gap_.before != 0 && elements[gap_.before].End() > offset) {
+      elements[gap_.before].length += gap_.length;
+      gap_.parent = gap_.before;
+      gap_.before = LastChild(gap_.parent);
+    } else if (gap_.parent != 0 && elements[gap_.parent].start >= offset) {
+      ElementEntry& left = elements[gap_.parent];
+      left.start += gap_.length;
+      left.length -= gap_.length;
+      gap_.parent = left.parent;
+      gap_.before = left.Before();
+    } else {
+      return;
+    }
+  }
+}
+
+/// Moves the gap to an offset, which may be inside a tag or text during an edit.
+void Document::MoveGap(int offset) {
+  using Units = std::char_traits<wchar_t>;
+  wchar_t* const units = text.data();
+  const auto distance = static_cast<std::size_t>(std::abs(offset - gap_.start));
+  if (offset >= gap_.start) {
+    PassForward(offset);
+    Units::move(units + gap_.start, units + gap_.End(), distance);
+  } else {
+    PassBackward(offset);
+    Units::move(units + offset + gap_.length, units + offset, distance);
+  }
+  gap_.start = offset;
+}
+
+/// Adds at least `units` to the gap, which moves to the end of the text. The number is in
+/// proportion to the text, so that text and index are passed rarely.
+void Document::WidenGap(int units) {
+  constexpr int kMinUnits = 256;
+  if (gap_.length == 0) {
+    gap_ = {.start = Size(), .before = LastChild(0)};
+    closedUnits_ = 0;
+  } else {
+    MoveGap(Size());
+  }
+  const int added = std::min(std::max(units, Size() / 8 + kMinUnits), kMaxDocument - gap_.End());
+  if (added < units) throw std::bad_alloc();
+  text.resize(static_cast<std::size_t>(gap_.End() + added));
+  gap_.length += added;
+  elements[0].length = gap_.End();
+}
+
+void Document::Splice(int offset, int cut, std::wstring_view replacement) {
+  const int added = static_cast<int>(replacement.size());
+  if (gap_.length <= std::max(added - cut, 0)) WidenGap(std::max(added - cut, 0) + 1);
+  MoveGap(offset + cut);
+  gap_.start -= cut;
+  gap_.length += cut;
+  replacement.copy(text.data() + gap_.start, replacement.size());
+  gap_.start += added;
+  gap_.length -= added;
+  closedUnits_ = std::min(closedUnits_, offset);
+}
+
+void Document::SettleGap() {
+  if (gap_.length == 0) return;
+  if (gap_.parent != 0) {
+    const ElementEntry& parent = elements[gap_.parent];
+    MoveGap(parent.child == 0 ? OffsetOf(parent.End())
+                              : std::max(gap_.start, parent.ContentStart()));
+  }
+  const std::size_t tag = text.find(L'<', static_cast<std::size_t>(gap_.End()));
+  MoveGap(tag == text.npos ? Size() : OffsetOf(static_cast<int>(tag)));
+}
+
+void Document::CloseGap() {
+  if (gap_.length != 0) {
+    MoveGap(Size());
+    text.resize(static_cast<std::size_t>(gap_.start));
+    elements[0].length = gap_.start;
+  }
+  gap_ = {};
+  std::wstring().swap(closed_);
+}
+
+void Document::ReplaceStart(int cut, std::wstring_view replacement) {
+  text.replace(0, static_cast<std::size_t>(cut), replacement);
+  elements[0].length = Size();
+}
+
+// --- Entries ---
+
+void Document::Link(int parent, int before, int element) {
+  ElementEntry& entry = elements[element];
+  int& firstChild = elements[parent].child;
+  entry.parent = parent;
+  if (gap_.parent == parent && gap_.before == before && entry.start < gap_.start) {
+    gap_.before = element;
+  }
+  if (firstChild == 0) {
+    firstChild = element;
+    entry.levelFlags |= kElementFirst;
+    entry.previous = element;
+    entry.next = 0;
+    return;
+  }
+  ElementEntry& first = elements[firstChild];
+  if (before == 0) {
+    entry.levelFlags |= kElementFirst;
+    entry.previous = first.previous;
+    entry.next = firstChild;
+    first.levelFlags &= ~kElementFirst;
+    first.previous = element;
+    firstChild = element;
+    return;
+  }
+  entry.levelFlags &= ~kElementFirst;
+  entry.previous = before;
+  entry.next = std::exchange(elements[before].next, element);
+  // The first child's previous link leads to the last child.
+  ElementEntry& following = entry.next != 0 ? elements[entry.next] : first;
+  following.previous = element;
+}
+
+void Document::Unlink(int element) {
+  const ElementEntry& entry = elements[element];
+  int& firstChild = elements[entry.parent].child;
+  if (gap_.before == element) gap_.before = entry.Before();
+  if (firstChild != element) {
+    elements[entry.previous].next = entry.next;
+    ElementEntry& following = elements[entry.next != 0 ? entry.next : firstChild];
+    following.previous = entry.previous;
+    return;
+  }
+  firstChild = entry.next;
+  if (entry.next != 0) {
+    elements[entry.next].levelFlags |= kElementFirst;
+    elements[entry.next].previous = entry.previous;
+  }
+}
+
+void Document::ReleaseTree(int element) {
+  for (int i = element;;) {
+    while (elements[i].child != 0) i = std::exchange(elements[i].child, 0);
+    const int parent = elements[i].parent;
+    const int next = elements.Release(i);
+    if (i == element) return;
+    i = next != 0 ? next : parent;
+  }
+}
+
+void Document::ReleaseChildren(int element) {
+  int child = std::exchange(elements[element].child, 0);
+  if (gap_.parent == element) gap_.before = 0;
+  while (child != 0) {
+    const int next = elements[child].next;
+    ReleaseTree(child);
+    child = next;
+  }
+}
+
+void Document::Adopt(int parent, int first) {
+  elements[parent].child = first;
+  for (int i = first; i != 0; i = elements[i].next) elements[i].parent = parent;
+  if (gap_.parent == parent) gap_.before = LastChild(parent);
+}
+
+int Document::IndexRange(int parent, int start, int end) {
+  // Entry 0 temporarily serves as the entry that the parse runs under.
+  const ElementEntry document = std::exchange(elements[0], ElementEntry{});
+  elements[0].levelFlags = LevelBelow(parent);
+  const int first = IndexElements(elements, 0, ScanRange(start, end), result);
+  elements[0] = document;
+  return first;
+}
+
+}  // namespace orv
