@@ -264,6 +264,7 @@ TEST(XmlEdit, RandomEditsKeepTheIndexOfANewParse) {
       L"<?xml version='1.0'?>\r\n<r>\r\n<a x='1'>t</a>\r\n<b />\r\n</r>\r\n",
       L"<r> <a>1<b/>2</a><!--c--><![CDATA[<]]></r>",
       L"<r><a><b></r>",
+      L"<r><b></c><a></b><a><e/></r><d>",
       L"<r></x><a x=1/ ></r><!"};
   constexpr int kRounds = orv::test::Rounds(4000);
   constexpr int kSteps = 60;

@@ -72,6 +72,9 @@ void Document::Index() {
 void Document::Index(std::wstring_view newText, TrailingCopy* copy) {
   gap_ = {};
   std::wstring().swap(closed_);
+  faults_ = {};
+  needsParse_ = false;
+  indexedFlags_ = flags;
   ScanCursor scan = ScanCursor::Of(newText);
   scan.flags = flags;
   const int length = scan.length;
@@ -79,7 +82,7 @@ void Document::Index(std::wstring_view newText, TrailingCopy* copy) {
   elements.Reset(length / 48 + 8);
   if (length == 0) return;
 
-  const int first = IndexElements(elements, 0, scan, result, copy);
+  const int first = IndexElements(elements, 0, scan, result, &faults_, copy);
   elements.Trim();
   elements[0].length = length;
   elements[0].child = first;
@@ -101,6 +104,9 @@ void Document::Assign(const Document& other) {
   elements = std::move(newElements);
   gap_ = other.gap_;
   CloseGap();
+  faults_ = other.faults_;
+  needsParse_ = other.needsParse_;
+  indexedFlags_ = other.indexedFlags_;
   flags = other.flags;
 }
 

@@ -202,11 +202,28 @@ class Document {
   std::uint32_t LevelBelow(int parent) const {
     return parent != 0 ? (elements[parent].Level() + 1) & ElementEntry::kLevelMask : 0;
   }
-  /// Indexes a range of the text, whose elements are to become children of `parent`; returns the
-  /// first one.
-  int IndexRange(int parent, int start, int end);
+  /// The level of a child after `before`, or of a first child if that is 0. Every element without
+  /// an end tag adds a level to what follows in its parent.
+  std::uint32_t LevelAfter(int parent, int before) const {
+    if (before == 0) return LevelBelow(parent);
+    return elements[before].Has(kElementUnended) ? LevelBelow(before) : elements[before].Level();
+  }
+  /// Indexes a range of well-formed text, whose elements are to become siblings of this level;
+  /// returns the first one.
+  int IndexRange(std::uint32_t level, int start, int end);
   /// Makes an element and its following siblings the children of `parent`, which has none.
   void Adopt(int parent, int first);
+
+  // An edit of an ill-formed document changes the index where it takes place, because it adds and
+  // removes whole elements, which change no other pair of tags. The exceptions need a new parse.
+
+  /// Marks a new element, which has no end tag.
+  void AddUnended(int element);
+  /// Records that an element without an end tag gets one, or is about to be unlinked.
+  void RemoveUnended(int element);
+  /// Ends an edit. Whether the index must be made again: new markup may complete or end what a
+  /// syntax error is about, and a removed end tag may have been the last fault.
+  bool NeedsParse();
 
  private:
   void Index(std::wstring_view newText, TrailingCopy* copy);
@@ -221,7 +238,11 @@ class Document {
   void PassForward(int offset);
   void PassBackward(int offset);
   void WidenGap(int units);
+  void ShiftLevels(int element, int levels);
 
+  IndexFaults faults_;
+  bool needsParse_ = false;  ///< an edit changed more than the index was adjusted for
+  int indexedFlags_ = 0;     ///< the flags that the index was made with
   EditGap gap_;
   mutable std::wstring closed_;  ///< the document in one piece, if `Closed` had to make it
   mutable int closedUnits_ = 0;  ///< the part of `closed_` that no edit has changed since

@@ -207,6 +207,8 @@ void Document::ReleaseTree(int element) {
   for (int i = element;;) {
     while (elements[i].child != 0) i = std::exchange(elements[i].child, 0);
     const int parent = elements[i].parent;
+    if (elements[i].Has(kElementUnended)) --faults_.unended;
+    needsParse_ |= elements[i].Has(kElementIllData);
     const int next = elements.Release(i);
     if (i == element) return;
     i = next != 0 ? next : parent;
@@ -216,6 +218,7 @@ void Document::ReleaseTree(int element) {
 void Document::ReleaseChildren(int element) {
   int child = std::exchange(elements[element].child, 0);
   if (gap_.parent == element) gap_.before = 0;
+  needsParse_ |= elements[element].Has(kElementIllData);
   while (child != 0) {
     const int next = elements[child].next;
     ReleaseTree(child);
@@ -229,13 +232,64 @@ void Document::Adopt(int parent, int first) {
   if (gap_.parent == parent) gap_.before = LastChild(parent);
 }
 
-int Document::IndexRange(int parent, int start, int end) {
+int Document::IndexRange(std::uint32_t level, int start, int end) {
   // Entry 0 temporarily serves as the entry that the parse runs under.
   const ElementEntry document = std::exchange(elements[0], ElementEntry{});
-  elements[0].levelFlags = LevelBelow(parent);
-  const int first = IndexElements(elements, 0, ScanRange(start, end), result);
+  elements[0].levelFlags = level;
+  const int first = IndexElements(elements, 0, ScanRange(start, end), result, &faults_);
   elements[0] = document;
   return first;
+}
+
+// --- Ill-formed documents ---
+
+void Document::AddUnended(int element) {
+  ElementEntry& entry = elements[element];
+  entry.levelFlags |= kElementUnended;
+  ++faults_.unended;
+  SetIllFormed();
+  ShiftLevels(element, 1);
+  // The new element takes the end tag of its parent if that has the same name, and a lone end tag
+  // in what follows.
+  const int parent = entry.parent;
+  needsParse_ |=
+      faults_.hasLoneEndTag || (parent != 0 && !elements[parent].IsTagOnly() &&
+                                SameName(NameAt(ContentEnd(parent) + 2), TagName(element), true));
+}
+
+void Document::RemoveUnended(int element) {
+  if (!elements[element].Has(kElementUnended)) return;
+  elements[element].levelFlags &= ~kElementUnended;
+  --faults_.unended;
+  ShiftLevels(element, -1);
+}
+
+/// Changes the levels of what follows an element in its parent.
+void Document::ShiftLevels(int element, int levels) {
+  const int parent = elements[element].parent;
+  for (int i = element;;) {
+    if (i != element && elements[i].child != 0) {
+      i = elements[i].child;
+    } else {
+      while (elements[i].next == 0) {
+        i = elements[i].parent;
+        if (i == parent) return;
+      }
+      i = elements[i].next;
+    }
+    std::uint32_t& word = elements[i].levelFlags;
+    const std::uint32_t level = word + static_cast<std::uint32_t>(levels);
+    word = (word & ~ElementEntry::kLevelMask) | (level & ElementEntry::kLevelMask);
+  }
+}
+
+bool Document::NeedsParse() {
+  if (!IsIllFormed()) return false;
+  const int changed = flags ^ indexedFlags_;
+  if (needsParse_ || faults_.hasSyntaxError || (changed & CMarkup::DOC_IGNORECASE) != 0)
+    return true;
+  if (!faults_.HasAny()) elements[0].levelFlags &= ~kElementIllFormed;
+  return false;
 }
 
 }  // namespace orv

@@ -121,10 +121,9 @@ bool ReadsToEnd(const Document& document, int instruction, int end) {
 
 // --- After an edit ---
 
-/// In an ill-formed document any edit may change how tags match: it is indexed again.
 void Editor::FinishEdit() {
   document_.SettleGap();
-  if (!document_.IsIllFormed() || document_.HasFile()) return;
+  if (document_.HasFile() || !document_.NeedsParse()) return;
   Reparse();
   if (!document_.IsIllFormed()) CheckNode();
 }
@@ -291,7 +290,8 @@ void Editor::OpenTag(int element, std::wstring_view content) {
   document_.Splice(close, tagEnd - close, markup);
   entry.SetTagLengths(close + 1 - start, static_cast<int>(name.size()) + 3);
   entry.length = close + static_cast<int>(markup.size()) - start;
-  entry.levelFlags &= ~(kElementEmpty | kElementUnended);
+  entry.levelFlags &= ~kElementEmpty;
+  document_.RemoveUnended(element);
 }
 
 /// Inserts markup and its line break, and opens the parent if necessary. Returns the offset of the
@@ -309,9 +309,8 @@ int Editor::Insert(const InsertPlace& place, std::wstring_view markup, int flags
   return place.offset;
 }
 
-/// Links a new element and makes it the current one.
-void Editor::IndexNew(const InsertPlace& place, int element, int flags) {
-  document_.Link(place.parent, place.before, element);
+/// Makes a new element the current one.
+void Editor::FinishAdd(const InsertPlace& place, int element, int flags) {
   if ((flags & CMarkup::ADD_CHILD) != 0) {
     cursor_.Set(cursor_.Parent(), cursor_.Main(), element);
   } else {
@@ -348,13 +347,11 @@ bool Editor::AddElement(std::wstring_view name, MCD_CSTR value, int flags) {
   element.start = offset;
   element.length = static_cast<int>(markup.size());
   element.SetTagLengths(startTagLength, endTagLength);
-  element.levelFlags = document_.LevelBelow(place.parent);
+  element.levelFlags = document_.LevelAfter(place.parent, place.before);
   if (isEmptyTag) element.levelFlags |= kElementEmpty;
-  if (noEnd) {
-    element.levelFlags |= kElementUnended;
-    document_.SetIllFormed();
-  }
-  IndexNew(place, added, flags);
+  document_.Link(place.parent, place.before, added);
+  if (noEnd) document_.AddUnended(added);
+  FinishAdd(place, added, flags);
   return true;
 }
 
@@ -369,8 +366,10 @@ bool Editor::AddSubDocument(std::wstring_view markup, int flags) {
 
   const ElementEntry& root = subDocument[subDocument[0].child];
   const int offset = Insert(place, subDocument.Range(root.start, root.End()), flags);
-  const int added = document_.IndexRange(place.parent, offset, offset + root.length);
-  IndexNew(place, added, flags);
+  const std::uint32_t level = document_.LevelAfter(place.parent, place.before);
+  const int added = document_.IndexRange(level, offset, offset + root.length);
+  document_.Link(place.parent, place.before, added);
+  FinishAdd(place, added, flags);
   return true;
 }
 
@@ -379,6 +378,7 @@ void Editor::Remove(int element) {
   const int start = document_.OffsetOf(entry.start);
   const int end = document_.OffsetOf(entry.End());
   document_.Splice(start, end + LineBreakLength(document_, end) - start, {});
+  document_.RemoveUnended(element);
   document_.Unlink(element);
   document_.ReleaseTree(element);
   DropReleasedPositions();
@@ -451,7 +451,8 @@ bool Editor::SetContent(std::wstring_view markup) {
   cursor_.Set(cursor_.Parent(), element, 0);
   if (!document_[element].IsTagOnly()) {
     const int start = document_[element].ContentStart();
-    document_.Adopt(element, document_.IndexRange(element, start, start + content.Size()));
+    const std::uint32_t level = document_.LevelBelow(element);
+    document_.Adopt(element, document_.IndexRange(level, start, start + content.Size()));
   }
   FinishEdit();
   return true;

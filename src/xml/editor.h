@@ -51,7 +51,7 @@ class Editor {
   bool PlaceInParent(bool inserts, InsertPlace* place) const;
   int Insert(const InsertPlace& place, std::wstring_view markup, int flags);
   void OpenTag(int element, std::wstring_view content);
-  void IndexNew(const InsertPlace& place, int element, int flags);
+  void FinishAdd(const InsertPlace& place, int element, int flags);
 
   int AttributeEnd(bool ofChild) const;
   bool FindAttribute(bool ofChild, std::wstring_view name, Attribute* attribute) const;

@@ -129,11 +129,20 @@ class ElementIndex {
   int deleted_ = 0;  ///< the head of the chain of deleted entries
 };
 
+/// What is not well formed in an indexed text.
+struct IndexFaults {
+  int unended = 0;             ///< elements without an end tag
+  bool hasLoneEndTag = false;  ///< an end tag without an element; there may be several
+  bool hasSyntaxError = false;
+
+  bool HasAny() const { return unended > 0 || hasLoneEndTag || hasSyntaxError; }
+};
+
 /// Adds the entries of the elements of one text, from the cursor's place to its end, as children of
-/// the entry `base`, which has none. Errors go to `result`. Returns the first element, 0 for none.
-/// Takes time linear in the text, whatever it contains. `copy`, which may be null, is a copy of
-/// this text and advances with the parse.
+/// the entry `base`, which has none. Errors go to `result`, and in short to `faults`. Returns the
+/// first element, 0 for none. Takes time linear in the text, whatever it contains. `copy`, which
+/// may be null, is a copy of this text and advances with the parse.
 int IndexElements(ElementIndex& elements, int base, const ScanCursor& scan, std::wstring& result,
-                  TrailingCopy* copy = nullptr);
+                  IndexFaults* faults, TrailingCopy* copy = nullptr);
 
 }  // namespace orv

@@ -20,7 +20,8 @@ bool EndsOpenName(wchar_t unit) { return EndsTagName(unit) || EndsPathName(unit)
 /// Builds the index in one pass. The chain of parents is the stack of open elements.
 class ElementIndexer {
  public:
-  ElementIndexer(ElementIndex& elements, int base, const ScanCursor& scan, std::wstring& result)
+  ElementIndexer(ElementIndex& elements, int base, const ScanCursor& scan, std::wstring& result,
+                 IndexFaults* faults)
       : elements_(elements),
         base_(base),
         parent_(base),
@@ -28,7 +29,8 @@ class ElementIndexer {
         text_(scan.text),
         ignoreCase_((scan.flags & CMarkup::DOC_IGNORECASE) != 0),
         baseLevel_(elements[base].Level()),
-        result_(result) {}
+        result_(result),
+        faults_(*faults) {}
 
   int Run(TrailingCopy* copy);
 
@@ -59,6 +61,7 @@ class ElementIndexer {
   const bool ignoreCase_;
   const std::uint32_t baseLevel_;
   std::wstring& result_;
+  IndexFaults& faults_;
   std::optional<OpenNames> openNames_;  ///< maintained after the first long search
 };
 
@@ -161,6 +164,7 @@ void ElementIndexer::MismatchedEndTag(int start, int length) {
   const std::wstring_view name = TagName(start + 1);
   const int match = FindOpen(name);
   if (match < 0) {
+    faults_.hasLoneEndTag = true;
     elements_[base_].levelFlags |= kElementIllFormed;
     elements_[parent_].levelFlags |= kElementIllData;
     if (!IsResultFull(result_)) {
@@ -232,6 +236,7 @@ void ElementIndexer::CloseUnended(int until, int expectedAt) {
       element.next = element.child;
       element.child = 0;
     }
+    ++faults_.unended;
     illData |= element.Has(kElementIllData);
     element.levelFlags = (element.levelFlags & ~kElementIllData) | kElementUnended;
     if (!IsResultFull(result_)) {
@@ -246,6 +251,7 @@ void ElementIndexer::CloseUnended(int until, int expectedAt) {
 }
 
 void ElementIndexer::AddError(const ScannedNode& node) {
+  faults_.hasSyntaxError = true;
   elements_[base_].levelFlags |= kElementIllFormed;
   elements_[parent_].levelFlags |= kElementIllData;
   if (!IsResultFull(result_)) result_ += node.result;
@@ -254,8 +260,8 @@ void ElementIndexer::AddError(const ScannedNode& node) {
 }  // namespace
 
 int IndexElements(ElementIndex& elements, int base, const ScanCursor& scan, std::wstring& result,
-                  TrailingCopy* copy) {
-  return ElementIndexer(elements, base, scan, result).Run(copy);
+                  IndexFaults* faults, TrailingCopy* copy) {
+  return ElementIndexer(elements, base, scan, result, faults).Run(copy);
 }
 
 }  // namespace orv

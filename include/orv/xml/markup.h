@@ -269,9 +269,10 @@ class ORV_EXPORT CMarkup {
   /// Editing. Every call changes the text in place and keeps the index the same as a new parse
   /// would make it. It takes time linear in the change and in its distance from the previous one,
   /// so that edits in document order cost in proportion to the document; the first edit and some
-  /// later ones pass the rest of the text (in an ill-formed document, each the whole text). All
-  /// calls are refused while a file is open for reading, and if the position they
-  /// work on is missing; a refused call returns false and changes nothing.
+  /// later ones pass the rest of the text. In a document with a syntax error each edit takes time
+  /// linear in the text, and so does one that removes a lone end tag. All calls are refused while a
+  /// file is open for reading, and if the position they work on is missing; a refused call returns
+  /// false and changes nothing.
   ///
   /// `AddElem` writes a new element after the main position, or as the parent's last child without
   /// one, and makes it the main position; `InsertElem` writes it before, or as the first child.
