@@ -11,9 +11,8 @@
 
 #include "base/utf8.h"
 #include "benchmarks/peers.h"
+#include "orv/xml/cursor.h"
 #include "orv/xml/markup.h"
-#include "xml/child_reader.h"
-#include "xml/markup_state.h"
 
 namespace {
 
@@ -63,16 +62,13 @@ void Walk(benchmark::State& state, const Document& document) {
   for (auto _ : state) {
     CMarkup doc;
     doc.SetDoc(document.text);
-    const orv::Cursor& reader = orv::CursorOf(doc);
     std::size_t seen = 0;
     std::wstring buffer;
-    doc.FindElem();
-    for (bool done = false; !done;) {
-      reader.ForEachAttrib(
-          &buffer, [&seen](std::wstring_view, std::wstring_view value) { seen += value.size(); });
-      seen += 1 + reader.Data(&buffer).size();
-      doc.IntoElem();
-      while (!doc.FindElem() && !done) done = !doc.OutOfElem();
+    for (CMarkupCursor cursor(doc); cursor.NextElem();) {
+      for (const CMarkupAttrib& attrib : cursor.GetAttribs()) {
+        seen += attrib.GetValue(&buffer).size();
+      }
+      seen += 1 + cursor.GetData(&buffer).size();
     }
     benchmark::DoNotOptimize(seen);
   }
@@ -84,19 +80,18 @@ void Properties(benchmark::State& state, const Document& document) {
     CMarkup doc;
     doc.SetDoc(document.text);
     std::size_t seen = 0;
-    std::wstring_view name;
-    std::wstring_view value;
-    doc.FindChildElem();
-    doc.IntoElem();
-    while (doc.FindChildElem()) {
-      doc.IntoElem();
-      doc.FindChildElem(L"properties");
-      doc.IntoElem();
-      const orv::Cursor& cursor = orv::CursorOf(doc);
-      orv::ChildReader properties(cursor, cursor.Main(), L"<property name=\"");
-      while (properties.Next({}, &name, &value)) seen += name.size() + 1 + value.size();
-      doc.OutOfElem();
-      doc.OutOfElem();
+    CMarkupCursor cursor(doc);
+    cursor.FindChildElem();
+    cursor.IntoElem();
+    while (cursor.FindChildElem()) {
+      cursor.IntoElem();
+      cursor.FindChildElem(L"properties");
+      cursor.IntoElem();
+      for (const CMarkupChild& property : CMarkupChildren(cursor, L"property", L"name")) {
+        seen += property.strValue.size() + 1 + property.strData.size();
+      }
+      cursor.OutOfElem();
+      cursor.OutOfElem();
     }
     benchmark::DoNotOptimize(seen);
   }

@@ -6,6 +6,7 @@
 
 #include "base/utf8.h"
 #include "orv/text/format.h"
+#include "orv/xml/cursor.h"
 #include "orv/xml/markup.h"
 #include "xml/markup_state.h"
 
@@ -91,6 +92,34 @@ inline std::wstring DumpIndex(const CMarkup& edited) {
   return dump;
 }
 
+/// What a cursor and the class read at their places, as text.
+inline std::wstring CursorReads(const CMarkupCursor& cursor) {
+  std::wstring buffer;
+  std::wstring all =
+      Format(L"%d %d %d ", cursor.GetNodeType(), cursor.GetOffset(), cursor.GetContentOffset());
+  all += cursor.GetTagName();
+  all += cursor.GetData(&buffer);
+  for (const auto& view : {cursor.GetRawData(), cursor.GetContent(), cursor.GetMarkup()}) {
+    all += view;
+  }
+  for (const CMarkupAttrib& attrib : cursor.GetAttribs()) {
+    all += attrib.strName;
+    all += attrib.GetValue(&buffer);
+  }
+  return all;
+}
+inline std::wstring ClassReads(CMarkup& doc) {
+  std::wstring all =
+      Format(L"%d %d %d ", doc.GetNodeType(), doc.GetElemOffset(), doc.GetContentOffset());
+  all += doc.GetTagName() + doc.GetData();
+  all += doc.GetDataPointer();
+  all += doc.GetElemContent() + doc.GetSubDoc();
+  std::wstring name;
+  std::wstring value;
+  for (int i = 0; doc.GetNthAttrib(i, name, value); ++i) all += name + value;
+  return all;
+}
+
 /// The first read in which an edited document differs from a copy of it, which has no gap; empty if
 /// none does. The positions do not change.
 inline std::wstring ReadFault(CMarkup& edited) {
@@ -118,6 +147,8 @@ inline std::wstring ReadFault(CMarkup& edited) {
         return all;
       },
   };
+  // A cursor reads and moves like the class.
+  CMarkupCursor own(edited);
   std::wstring fault;
   const auto compare = [&](auto read) {
     const auto now = read(edited);
@@ -133,10 +164,15 @@ inline std::wstring ReadFault(CMarkup& edited) {
   for (;;) {
     if (compare([](CMarkup& d) { return d.FindNode(); }) == 0) {
       if (!compare([](CMarkup& d) { return d.OutOfElem(); })) break;
+      own.OutOfElem();
       continue;
     }
     for (const Read read : kReads) compare(read);
-    compare([](CMarkup& d) { return d.IntoElem(); });
+    own.FindNode();
+    if (CursorReads(own) != ClassReads(copy) && fault.empty()) {
+      fault = L"the cursor at " + copy.GetPath() + L" in " + copy.GetDoc();
+    }
+    if (compare([](CMarkup& d) { return d.IntoElem(); })) own.IntoElem();
   }
   cursor.Set(place);
   return fault;

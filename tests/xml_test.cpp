@@ -555,4 +555,76 @@ TEST(XmlRead, WholeBucketsOfNames) {
   for (const auto& [bucket, number, entries] : cases) EXPECT_STREQ(bucket(number), entries);
 }
 
+// --- The cursor; that it reads like the class is tested with the edits ---
+
+TEST(XmlCursor, VisitsElementsInDocumentOrder) {
+  const CMarkup doc(L"<?p?><r>t<a><b/>u<c x='1'>v</c></a><!--d--><e/></r><f/>");
+  std::wstring names;
+  for (CMarkupCursor cursor(doc); cursor.NextElem();) names += cursor.GetTagName();
+  EXPECT_EQ(names, L"rabcef");
+  // From a node, the elements after it follow.
+  CMarkupCursor cursor(doc);
+  EXPECT_EQ(cursor.FindNode(CMarkup::NODE_PROCESSING_INSTRUCTION), 16);
+  EXPECT_TRUE(cursor.NextElem() && cursor.IntoElem());
+  EXPECT_EQ(cursor.FindNode(CMarkup::NODE_TEXT), 2);
+  EXPECT_TRUE(cursor.NextElem());
+  EXPECT_EQ(cursor.GetTagName(), L"a");
+  EXPECT_EQ(cursor.FindNode(CMarkup::NODE_COMMENT), 32);
+  EXPECT_TRUE(cursor.NextElem());
+  EXPECT_EQ(cursor.GetTagName(), L"e");
+  EXPECT_TRUE(cursor.NextElem());
+  EXPECT_FALSE(cursor.NextElem());
+  EXPECT_EQ(cursor.GetTagName(), L"f");
+}
+
+TEST(XmlCursor, SharesItsPositionsWithTheDocument) {
+  CMarkup doc(L"<r><a/><b><c y='2'/></b></r>");
+  CMarkupCursor cursor(doc);
+  EXPECT_TRUE(cursor.FindElem(L"r") && cursor.IntoElem() && cursor.FindElem(L"b"));
+  EXPECT_TRUE(cursor.FindChildElem());
+  EXPECT_EQ(doc.GetPath(), L"");
+  cursor.MoveTo(doc);
+  EXPECT_EQ(doc.GetPath() + L" " + doc.GetChildTagName(), L"/r/b c");
+  EXPECT_TRUE(doc.IntoElem());
+  const CMarkupCursor copy = CMarkupCursor::At(doc);
+  std::wstring buffer;
+  std::wstring_view value;
+  EXPECT_TRUE(copy.GetAttrib(L"Y", &buffer, &value));
+  EXPECT_EQ(value, L"2");
+  EXPECT_FALSE(copy.GetAttrib(L"z", &buffer, &value));
+}
+
+TEST(XmlCursor, ViewsAreOfTheTextUnlessDecoded) {
+  CMarkup doc(L"<r a='1' b='&lt;' 'v' c/>");
+  CMarkupCursor cursor(doc);
+  ASSERT_TRUE(cursor.NextElem());
+  std::wstring seen;
+  std::wstring buffer;
+  for (const CMarkupAttrib& attrib : cursor.GetAttribs()) {
+    const std::wstring_view value = attrib.GetValue(&buffer);
+    EXPECT_EQ(doc.GetDoc().compare(static_cast<std::size_t>(attrib.nOffset), attrib.strName.size(),
+                                   attrib.strName),
+              0);
+    seen += std::wstring(attrib.strName) + L"=" + std::wstring(value);
+    seen += attrib.bIsPlain && value.data() == attrib.strRawValue.data() ? L";" : L"!";
+  }
+  EXPECT_EQ(Show(seen), "a=1;b=<!'v'=;c=;");
+  CMarkup empty;
+  EXPECT_FALSE(CMarkupCursor(empty).NextElem());
+  EXPECT_TRUE(CMarkupCursor(empty).GetAttribs().begin() == std::default_sentinel);
+}
+
+TEST(XmlCursor, ChildrenWithOneName) {
+  const CMarkup doc(L"<r><p n=\"1\">a</p><q n='2'>b</q><p m='3' n='4'>c&amp;</p><p><s/></p></r>");
+  CMarkupCursor cursor(doc);
+  std::wstring seen;
+  for (const CMarkupChild& child : CMarkupChildren(cursor, L"p", L"n")) seen += child.strValue;
+  EXPECT_EQ(seen, L"");
+  ASSERT_TRUE(cursor.NextElem());
+  for (const CMarkupChild& child : CMarkupChildren(cursor, L"p", L"n")) {
+    seen += std::wstring(child.strValue) + L":" + std::wstring(child.strData) + L";";
+  }
+  EXPECT_EQ(seen, L"1:a;4:c&;:;");
+}
+
 }  // namespace

@@ -166,11 +166,7 @@ std::wstring CMarkup::GetPath() const {
   return cursor.IsElement() ? m_pState->document.Path(cursor.Main()) : std::wstring();
 }
 
-int CMarkup::GetElemOffset() const {
-  const orv::Cursor& cursor = m_pState->cursor;
-  if (cursor.IsOtherNode()) return cursor.NodeOffset();
-  return cursor.Main() != 0 ? m_pState->document.StartOf(cursor.Main()) : -1;
-}
+int CMarkup::GetElemOffset() const { return m_pState->cursor.Offset(); }
 
 int CMarkup::GetChildElemOffset() const {
   const int child = m_pState->cursor.Child();
@@ -183,12 +179,7 @@ int CMarkup::GetAttribOffset(MCD_CSTR szAttrib) const {
   return attribute.nameStart - m_pState->cursor.TagShift(false);
 }
 
-int CMarkup::GetContentOffset() const {
-  const orv::Cursor& cursor = m_pState->cursor;
-  if (!cursor.IsElement()) return -1;
-  const orv::ElementEntry& element = m_pState->document[cursor.Main()];
-  return element.IsTagOnly() ? -1 : m_pState->document.OffsetOf(element.ContentStart());
-}
+int CMarkup::GetContentOffset() const { return m_pState->cursor.ContentOffset(); }
 
 // --- Editing ---
 

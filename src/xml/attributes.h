@@ -29,6 +29,11 @@ class AttributeCursor {
         end_(text_ + text.size()),
         at_(FindNameEnd(text_ + nameStart, end_, kTagNameEnds)) {}
 
+  /// Continues where another cursor of the text stopped.
+  AttributeCursor(std::wstring_view text, const wchar_t* rest)
+      : text_(text.data()), end_(text_ + text.size()), at_(rest) {}
+  const wchar_t* Rest() const { return at_; }
+
   /// The next attribute; false at the end of the tag.
   bool Next(Attribute* attribute) {
     while (at_ != end_ && kBetween.Has(*at_)) ++at_;

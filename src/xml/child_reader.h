@@ -18,7 +18,9 @@ class ChildReader {
   /// `parent` is the number of an entry. `opening` gives both names and the usual spelling of such
   /// a child, `<tag attribute="`, and must outlive the reader.
   ChildReader(const Cursor& cursor, int parent, std::wstring_view opening)
-      : document_(cursor.Doc()),
+      : ChildReader(cursor.Doc(), parent, opening) {}
+  ChildReader(const Document& document, int parent, std::wstring_view opening)
+      : document_(document),
         text_(document_.text),
         opening_(opening),
         normalizesWhitespace_(NormalizesWhitespace(document_.flags)),

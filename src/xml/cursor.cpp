@@ -112,8 +112,6 @@ std::wstring_view Cursor::TagName() const {
   }
 }
 
-/// The text in which the attributes at the place are read, and the offset of the tag name or
-/// target. False if there is no tag or instruction.
 bool Cursor::FindTag(bool ofChild, std::wstring_view* text, int* nameStart) const {
   if (ofChild ? place_.child != 0 : IsElement()) {
     *nameStart = document_[ofChild ? place_.child : place_.main].start + 1;
@@ -180,6 +178,17 @@ std::wstring_view Cursor::RawData() const {
 
 std::wstring_view Cursor::Markup() const {
   return IsOtherNode() ? NodeMarkup() : document_.Markup(place_.main);
+}
+
+int Cursor::Offset() const {
+  if (IsOtherNode()) return place_.nodeOffset;
+  return place_.main != 0 ? document_.StartOf(place_.main) : -1;
+}
+
+int Cursor::ContentOffset() const {
+  if (!IsElement()) return -1;
+  const ElementEntry& element = document_[place_.main];
+  return element.IsTagOnly() ? -1 : document_.OffsetOf(element.ContentStart());
 }
 
 /// The first of an element and its following siblings with a tag name; 0 for none.

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "orv/xml/cursor.h"
 #include "orv/xml/markup.h"
 #include "xml/attributes.h"
 #include "xml/document.h"
@@ -12,18 +13,6 @@
 #include "xml/scanner.h"
 
 namespace orv {
-
-/// A place in a document: the numbers of three entries, and the current node when that is not an
-/// element.
-struct Place {
-  int parent = 0;
-  int main = 0;   ///< the current element, or the last one before the current node
-  int child = 0;  ///< the current child of the main element
-  int nodeType = 0;
-  int nodeOffset =
-      0;  ///< an offset, unlike the addresses of entries, so that edits elsewhere keep it
-  int nodeLength = 0;
-};
 
 /// Navigates a document and reads it at the current place. The public class, the configuration
 /// loader and the checker all use it. Nothing here allocates, except functions that return a
@@ -95,18 +84,6 @@ class Cursor {
   std::wstring AttribValue(bool ofChild, std::wstring_view name) const;
   /// The attribute with an index; false, with the outputs unchanged, for none.
   bool NthAttrib(int index, std::wstring* name, std::wstring* value) const;
-  /// Calls `visit(name, value)` for each attribute, values decoded through `*buffer`.
-  template <class Visitor>
-  void ForEachAttrib(std::wstring* buffer, Visitor visit) const {
-    std::wstring_view text;
-    int nameStart;
-    if (!FindTag(false, &text, &nameStart)) return;
-    AttributeCursor attributes(text, nameStart);
-    Attribute attribute;
-    while (attributes.Next(&attribute)) {
-      if (!attribute.name.empty()) visit(attribute.name, ValueOf(attribute, buffer));
-    }
-  }
   /// The data of the main element or node, decoded like a value.
   std::wstring_view Data(std::wstring* buffer) const;
   std::wstring Data() const;
@@ -127,6 +104,13 @@ class Cursor {
     return FirstNamed(document_[element].next, tagName);
   }
 
+  /// The offset of the main element or node, and of the main element's content; -1 for none.
+  int Offset() const;
+  int ContentOffset() const;
+  /// The text in which the attributes at the place are read, and the address of the tag name or
+  /// target. False if there is no tag or instruction.
+  bool FindTag(bool ofChild, std::wstring_view* text, int* nameStart) const;
+
  private:
   int FindAmong(int parent, int after, const wchar_t* path) const;
   int FirstNamed(int element, std::wstring_view tagName) const;
@@ -136,7 +120,6 @@ class Cursor {
     return document_.Range(NodeAddress(), NodeAddress() + place_.nodeLength);
   }
   std::wstring_view NodeData() const { return orv::NodeData(place_.nodeType, NodeMarkup()); }
-  bool FindTag(bool ofChild, std::wstring_view* text, int* nameStart) const;
   std::wstring_view ValueOf(const Attribute& attribute, std::wstring* buffer) const {
     if (attribute.isPlain && !NormalizesWhitespace(document_.flags)) return attribute.value;
     return *buffer = document_.Unescape(attribute.value);

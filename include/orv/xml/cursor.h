@@ -1,0 +1,222 @@
+#pragma once
+
+#include <iterator>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "orv/xml/markup.h"
+
+/// Reading a document without copies: a cursor of its own, and views of the text.
+///
+///     const CMarkup doc(L"<list><item state='new'>a &amp; b</item></list>");
+///     std::wstring buffer;
+///     for (CMarkupCursor cursor(doc); cursor.NextElem();) {
+///       Use(cursor.GetTagName(), cursor.GetData(&buffer));
+///       for (const CMarkupAttrib& attrib : cursor.GetAttribs()) {
+///         Use(attrib.strName, attrib.GetValue(&buffer));
+///       }
+///     }
+///     CMarkupCursor list(doc);
+///     list.FindElem(L"list");
+///     for (const CMarkupChild& item : CMarkupChildren(list, L"item", L"state")) {
+///       Use(item.strValue, item.strData);
+///     }
+
+namespace orv {
+class ChildReader;
+class Document;
+
+/// The positions of a cursor: numbers of elements in the index, 0 for none, and the current node if
+/// that is not an element.
+struct Place {
+  int parent = 0;
+  int main = 0;  ///< the current element, or the last one before the current node
+  int child = 0;
+  int nodeType = 0;
+  int nodeOffset = 0;
+  int nodeLength = 0;
+};
+}  // namespace orv
+
+/// An attribute.
+struct ORV_EXPORT CMarkupAttrib {
+  /// The name.
+  std::wstring_view strName;
+
+  /// The value as written, without its quotes.
+  std::wstring_view strRawValue;
+
+  /// The offset of the name in the document.
+  int nOffset = 0;
+
+  /// Whether the value is the same as written.
+  bool bIsPlain = true;
+
+  /// The flags of the document.
+  int nFlags = 0;
+
+  /// The value, decoded like `CMarkup::GetAttrib` does: a view of the text, or of the buffer if
+  /// something had to be decoded.
+  std::wstring_view GetValue(std::wstring* pstrBuffer) const {
+    return bIsPlain ? strRawValue : Decode(pstrBuffer);
+  }
+
+  /// The same, but always in the buffer.
+  std::wstring_view Decode(std::wstring* pstrBuffer) const;
+};
+
+/// The attributes of an element or the pseudo-attributes of a processing instruction, for a
+/// range-based `for`. A value without a name is left out.
+class ORV_EXPORT CMarkupAttribs {
+ public:
+  /// Moves through the attributes.
+  class ORV_EXPORT Iterator {
+   public:
+    /// Before the first attribute of a tag in a text.
+    Iterator(std::wstring_view strText, int nNameStart, int nShift, int nFlags);
+
+    const CMarkupAttrib& operator*() const { return m_attrib; }
+    const CMarkupAttrib* operator->() const { return &m_attrib; }
+
+    /// Moves to the next attribute.
+    Iterator& operator++();
+
+    /// Whether all attributes were passed.
+    bool operator==(std::default_sentinel_t) const { return m_pNext == nullptr; }
+
+   private:
+    CMarkupAttrib m_attrib;
+    const wchar_t* m_pText = nullptr;
+    const wchar_t* m_pEnd = nullptr;
+    const wchar_t* m_pNext = nullptr;  ///< where the next attribute is read
+    int m_nShift = 0;
+  };
+
+  /// The attributes of the tag whose name is at a position of a text; `nShift` is subtracted from
+  /// offsets. A negative position stands for no tag.
+  CMarkupAttribs(std::wstring_view strText, int nNameStart, int nShift, int nFlags)
+      : m_strText(strText), m_nNameStart(nNameStart), m_nShift(nShift), m_nFlags(nFlags) {}
+
+  Iterator begin() const { return {m_strText, m_nNameStart, m_nShift, m_nFlags}; }
+  std::default_sentinel_t end() const { return {}; }
+
+ private:
+  std::wstring_view m_strText;
+  int m_nNameStart;
+  int m_nShift;
+  int m_nFlags;
+};
+
+/// A cursor of a document. It has the positions of `CMarkup` and moves like it, but does not move
+/// the document. What it returns are views of the text, or of a buffer of the caller. The cursor
+/// and its views are valid until the document changes; edits of the document through its own
+/// positions end them too. While a file is open, a cursor reads only what is in memory.
+class ORV_EXPORT CMarkupCursor {
+ public:
+  /// At the top level of a document, without a main position.
+  explicit CMarkupCursor(const CMarkup& doc);
+
+  /// At the positions of a document.
+  static CMarkupCursor At(const CMarkup& doc);
+
+  /// Moves a document to the positions of this cursor, which is one of it.
+  void MoveTo(CMarkup& doc) const;
+
+  /// Moves to the next element in document order: the first child, else the next sibling, else that
+  /// of an element around it. False at the end, with the positions unchanged.
+  bool NextElem();
+
+  /// These move like the functions of `CMarkup`.
+  bool FindElem(MCD_CSTR szName = nullptr);
+  bool FindChildElem(MCD_CSTR szName = nullptr);
+  int FindNode(int nType = 0);
+  bool IntoElem();
+  bool OutOfElem();
+  void ResetPos();
+  void ResetMainPos();
+  void ResetChildPos();
+
+  /// The type of the node at the main position, 0 for none.
+  int GetNodeType() const { return m_place.nodeType; }
+
+  /// The name of the main element or node, see `CMarkup::GetTagName`.
+  std::wstring_view GetTagName() const;
+
+  /// The attributes of the main element or processing instruction; none for other nodes.
+  CMarkupAttribs GetAttribs() const;
+
+  /// The value of an attribute, decoded; false if it does not exist.
+  bool GetAttrib(std::wstring_view strName, std::wstring* pstrBuffer,
+                 std::wstring_view* pstrValue) const;
+
+  /// The data of the main element or node, decoded.
+  std::wstring_view GetData(std::wstring* pstrBuffer) const;
+
+  /// The data as written. Null for an element whose content is more than one run of text.
+  std::wstring_view GetRawData() const;
+
+  /// The markup between the main element's tags, and that of the main element or node. After an
+  /// edit inside the element, the first call takes time linear in the text.
+  std::wstring_view GetContent() const;
+  std::wstring_view GetMarkup() const;
+
+  /// Offsets in the document; -1 if the thing does not exist.
+  int GetOffset() const;
+  int GetContentOffset() const;
+
+ private:
+  friend class CMarkupChildren;
+
+  const orv::Document* m_pDocument;
+  orv::Place m_place;
+};
+
+/// A child element.
+struct CMarkupChild {
+  /// The value of the attribute, decoded; empty without the attribute.
+  std::wstring_view strValue;
+
+  /// The data, decoded.
+  std::wstring_view strData;
+};
+
+/// The children of an element that have one name, each with the value of one attribute and its
+/// data. Made for many similar children, such as properties, and faster than a cursor for each. Can
+/// be passed once; what it returns is valid until the next step.
+class ORV_EXPORT CMarkupChildren {
+ public:
+  /// Moves through the children.
+  class ORV_EXPORT Iterator {
+   public:
+    /// At the next child.
+    explicit Iterator(orv::ChildReader* pReader);
+
+    const CMarkupChild& operator*() const { return m_child; }
+    const CMarkupChild* operator->() const { return &m_child; }
+
+    /// Moves to the next child.
+    Iterator& operator++();
+
+    /// Whether all children were passed.
+    bool operator==(std::default_sentinel_t) const { return m_pReader == nullptr; }
+
+   private:
+    orv::ChildReader* m_pReader;
+    CMarkupChild m_child;
+  };
+
+  /// The children of the main element.
+  CMarkupChildren(const CMarkupCursor& cursor, std::wstring_view strName,
+                  std::wstring_view strAttrib);
+  ~CMarkupChildren();
+  CMarkupChildren(const CMarkupChildren&) = delete;
+  CMarkupChildren& operator=(const CMarkupChildren&) = delete;
+
+  Iterator begin() const { return Iterator(m_pReader.get()); }
+  std::default_sentinel_t end() const { return {}; }
+
+ private:
+  std::wstring m_strOpening;
+  std::unique_ptr<orv::ChildReader> m_pReader;
+};
