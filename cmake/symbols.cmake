@@ -20,10 +20,11 @@ function(orv_separate_symbols target)
     add_custom_command(TARGET ${target} POST_BUILD COMMAND ${CMAKE_STRIP} --strip-debug ${file} VERBATIM)
     return()
   endif()
+  # Without -p the tools put the time into Windows files.
   add_custom_command(TARGET ${target} POST_BUILD VERBATIM
-                     COMMAND ${CMAKE_OBJCOPY} --only-keep-debug ${file} ${file}.debug
-                     COMMAND ${CMAKE_STRIP} ${file}
-                     COMMAND ${CMAKE_OBJCOPY} --add-gnu-debuglink=${file}.debug ${file})
+                     COMMAND ${CMAKE_OBJCOPY} -p --only-keep-debug ${file} ${file}.debug
+                     COMMAND ${CMAKE_STRIP} -p ${file}
+                     COMMAND ${CMAKE_OBJCOPY} -p --add-gnu-debuglink=${file}.debug ${file})
   set(folder ${CMAKE_INSTALL_BINDIR})
   if(type STREQUAL "SHARED_LIBRARY" AND NOT WIN32)
     set(folder ${CMAKE_INSTALL_LIBDIR})
