@@ -30,12 +30,12 @@ class Document;
 /// The positions of a cursor: numbers of elements in the index, 0 for none, and the current node if
 /// that is not an element.
 struct Place {
-  int parent = 0;
-  int main = 0;  ///< the current element, or the last one before the current node
-  int child = 0;
-  int nodeType = 0;
-  int nodeOffset = 0;
-  int nodeLength = 0;
+  int parent = 0;      ///< the element around the main position
+  int main = 0;        ///< the current element, or the last one before the current node
+  int child = 0;       ///< the current child of the main element
+  int nodeType = 0;    ///< a node type of `CMarkup`
+  int nodeOffset = 0;  ///< of a node that is not an element
+  int nodeLength = 0;  ///< of a node that is not an element
 };
 }  // namespace orv
 
