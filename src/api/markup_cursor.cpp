@@ -121,9 +121,7 @@ void CMarkupCursor::ResetChildPos() {
 
 // --- Reading ---
 
-std::wstring_view CMarkupCursor::GetTagName() const {
-  return ::At(m_pDocument, m_place).TagName();
-}
+std::wstring_view CMarkupCursor::GetTagName() const { return ::At(m_pDocument, m_place).TagName(); }
 
 CMarkupAttribs CMarkupCursor::GetAttribs() const {
   const ::At at(m_pDocument, m_place);
@@ -142,9 +140,7 @@ std::wstring_view CMarkupCursor::GetData(std::wstring* pstrBuffer) const {
   return ::At(m_pDocument, m_place).Data(pstrBuffer);
 }
 
-std::wstring_view CMarkupCursor::GetRawData() const {
-  return ::At(m_pDocument, m_place).RawData();
-}
+std::wstring_view CMarkupCursor::GetRawData() const { return ::At(m_pDocument, m_place).RawData(); }
 
 std::wstring_view CMarkupCursor::GetContent() const {
   const ::At at(m_pDocument, m_place);
@@ -155,9 +151,7 @@ std::wstring_view CMarkupCursor::GetMarkup() const { return ::At(m_pDocument, m_
 
 int CMarkupCursor::GetOffset() const { return ::At(m_pDocument, m_place).Offset(); }
 
-int CMarkupCursor::GetContentOffset() const {
-  return ::At(m_pDocument, m_place).ContentOffset();
-}
+int CMarkupCursor::GetContentOffset() const { return ::At(m_pDocument, m_place).ContentOffset(); }
 
 // --- Children ---
 
@@ -170,8 +164,8 @@ CMarkupChildren::CMarkupChildren(const CMarkupCursor& cursor, std::wstring_view 
   m_strOpening += strAttrib;
   m_strOpening += L"=\"";
   if (!::At(cursor.m_pDocument, cursor.m_place).IsElement()) return;
-  m_pReader = std::make_unique<orv::ChildReader>(*cursor.m_pDocument, cursor.m_place.main,
-                                                 m_strOpening);
+  m_pReader =
+      std::make_unique<orv::ChildReader>(*cursor.m_pDocument, cursor.m_place.main, m_strOpening);
 }
 
 CMarkupChildren::~CMarkupChildren() = default;

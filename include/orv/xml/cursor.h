@@ -76,6 +76,7 @@ class ORV_EXPORT CMarkupAttribs {
     /// Before the first attribute of a tag in a text.
     Iterator(std::wstring_view strText, int nNameStart, int nShift, int nFlags);
 
+    /// The current attribute.
     const CMarkupAttrib& operator*() const { return m_attrib; }
     const CMarkupAttrib* operator->() const { return &m_attrib; }
 
@@ -98,6 +99,7 @@ class ORV_EXPORT CMarkupAttribs {
   CMarkupAttribs(std::wstring_view strText, int nNameStart, int nShift, int nFlags)
       : m_strText(strText), m_nNameStart(nNameStart), m_nShift(nShift), m_nFlags(nFlags) {}
 
+  /// The range.
   Iterator begin() const { return {m_strText, m_nNameStart, m_nShift, m_nFlags}; }
   std::default_sentinel_t end() const { return {}; }
 
@@ -192,6 +194,7 @@ class ORV_EXPORT CMarkupChildren {
     /// At the next child.
     explicit Iterator(orv::ChildReader* pReader);
 
+    /// The current child.
     const CMarkupChild& operator*() const { return m_child; }
     const CMarkupChild* operator->() const { return &m_child; }
 
@@ -213,6 +216,7 @@ class ORV_EXPORT CMarkupChildren {
   CMarkupChildren(const CMarkupChildren&) = delete;
   CMarkupChildren& operator=(const CMarkupChildren&) = delete;
 
+  /// The range.
   Iterator begin() const { return Iterator(m_pReader.get()); }
   std::default_sentinel_t end() const { return {}; }
 
