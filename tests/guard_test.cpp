@@ -90,7 +90,9 @@ TEST(Guard, DocumentsAreParsedUpToTheirTerminator) {
     ElementIndex elements;
     elements.Reset(8);
     std::wstring result;
-    IndexElements(elements, 0, {.text = guarded.data(), .length = length}, result);
+    IndexFaults faults;
+    IndexElements(elements, 0, {.text = guarded.data(), .length = length}, result, &faults,
+                  nullptr);
     const auto nodesOf = [length](const wchar_t* at) {
       std::vector<int> nodes;
       ScannedNode node;
