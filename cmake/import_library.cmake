@@ -4,7 +4,7 @@
 # orv_import_library(TARGET FOLDER): makes TARGET.lib and TARGET.def in FOLDER.
 function(orv_import_library target folder)
   find_program(ORV_DLLTOOL llvm-dlltool REQUIRED)
-  file(STRINGS ${PROJECT_SOURCE_DIR}/src/exports.txt names REGEX "^orv_[a-z_]+$")
+  file(STRINGS ${PROJECT_SOURCE_DIR}/src/exports.txt names REGEX "^orv_[a-z0-9_]+$")
   set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
                ${PROJECT_SOURCE_DIR}/src/exports.txt)
   list(JOIN names "\n  " exports)

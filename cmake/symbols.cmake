@@ -1,8 +1,8 @@
 # The debug information of packages, in files of their own, which GDB finds by the link in the stripped file.
 
-include(GNUInstallDirs)
 option(ORV_SEPARATE_SYMBOLS "Move the debug information to separate files" OFF)
 if(ORV_SEPARATE_SYMBOLS)
+  include(GNUInstallDirs)
   # The folder of the build would make two builds differ.
   target_compile_options(orv_compiler INTERFACE -g
                          "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=/usr/src/orv_shared")

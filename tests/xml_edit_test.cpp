@@ -265,7 +265,8 @@ TEST(XmlEdit, RandomEditsKeepTheIndexOfANewParse) {
       L"<r> <a>1<b/>2</a><!--c--><![CDATA[<]]></r>",
       L"<r><a><b></r>",
       L"<r><b></c><a></b><a><e/></r><d>",
-      L"<r></x><a x=1/ ></r><!"};
+      L"<r></x><a x=1/ ></r><!",
+      L"<?p a='1' b='<x'?><r><a/><?p c='1' d='<y'?><b/></r>"};
   constexpr int kRounds = orv::test::Rounds(4000);
   constexpr int kSteps = 60;
   for (int round = 0; round < kRounds; ++round) {
@@ -351,12 +352,25 @@ TEST(XmlEdit, ViewsOutliveTheTextInOnePiece) {
 /// over the place of an edit as well.
 TEST(XmlEdit, ValuesBeyondTheirTags) {
   CMarkup doc(L"<r><a b=c=\"d 'e=\"f/><x/><y z=\"1\"/></r>");
-  ASSERT_TRUE(doc.FindElem() && doc.IntoElem() && doc.FindElem(L"x") && doc.SetAttrib(L"n", L"2"));
+  ASSERT_TRUE(doc.FindElem() && doc.IntoElem() && doc.FindElem(L"x") && doc.SetData(L"t"));
   doc.ResetMainPos();
   ASSERT_TRUE(doc.FindElem(L"a"));
-  const CMarkup fresh(doc);
-  EXPECT_EQ(fresh.GetAttrib(L"'e"), L"f/><x n=");
-  EXPECT_EQ(doc.GetAttrib(L"'e"), fresh.GetAttrib(L"'e"));
+  EXPECT_EQ(doc.GetAttrib(L"'e"), L"f/><x>t</x><y z=");
+  doc.ResetPos();
+  ASSERT_TRUE(doc.FindElem());
+  CMarkupChildren children(CMarkupCursor::At(doc), L"a", L"'e");
+  EXPECT_EQ(children.begin()->strValue, L"f/><x>t</x><y z=");
+}
+
+/// The rest of an edited instruction can contain a `<`.
+TEST(XmlEdit, InstructionsWithMarkupInTheirValues) {
+  CMarkup doc(L"<r><s/><?p a='1' b='<xyz' c='7'?><t/></r>");
+  ASSERT_TRUE(doc.FindElem() && doc.IntoElem());
+  while (doc.FindNode() != CMarkup::NODE_PROCESSING_INSTRUCTION) ASSERT_FALSE(doc.GetDoc().empty());
+  EXPECT_TRUE(doc.SetAttrib(L"a", L"a much longer value"));
+  EXPECT_EQ(doc.GetAttrib(L"b"), L"<xyz");
+  EXPECT_TRUE(doc.SetAttrib(L"c", L"8"));
+  EXPECT_EQ(doc.GetDoc(), L"<r><s/><?p a='a much longer value' b='<xyz' c='8'?><t/></r>");
 }
 
 /// A start tag too long for its entry can be read but not changed.

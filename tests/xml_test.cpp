@@ -53,6 +53,12 @@ TEST(XmlParse, PositionsOfErrors) {
     EXPECT_EQ(CMarkup(test.text).GetErrorPosition(at.first, at.second), test.line != 0);
     EXPECT_EQ(at, std::pair(test.line, test.column)) << Show(test.text);
   }
+  // After an edit far before the error.
+  CMarkup doc(L"<r><a n='1'/>" + std::wstring(2000, L'\n') + L"<b></r>");
+  ASSERT_TRUE(doc.FindElem() && doc.IntoElem() && doc.FindElem() && doc.SetAttrib(L"n", L"2"));
+  std::pair<int, int> at;
+  EXPECT_TRUE(doc.GetErrorPosition(at.first, at.second));
+  EXPECT_EQ(at, std::pair(2001, 1));
 }
 
 TEST(XmlStrict, FindsTheFaultsOfEveryRule) {

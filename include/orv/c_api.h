@@ -19,8 +19,9 @@
 ///   null pointer, or a number outside its range, is `ORV_ERROR_ARGUMENT`, and every function that
 ///   needs memory can return `ORV_ERROR_MEMORY`; comments name the other codes. After an error the
 ///   outputs are unchanged unless a comment says otherwise.
-/// - Texts are UTF-16 units with their number; they need no terminator. A null pointer with the
-///   number 0 is an empty text.
+/// - Texts are UTF-16 code units with a separate count; they need no terminator and must not
+/// contain
+///   NUL. Where a text may be empty, a null pointer with the count 0 is one.
 /// - Results of variable length go to a buffer of the caller: `buffer`, `capacity` and `*length`,
 ///   in units for texts, in bytes for other data. `*length` is set to the needed size. If that
 ///   exceeds `capacity`, nothing is written to the buffer, and the result is `ORV_ERROR_BUFFER`:
@@ -29,8 +30,10 @@
 /// - Ownership: a handle belongs to the caller, who closes it once; closing null does nothing. The
 ///   library keeps no pointer to the caller's memory after a call. Texts of type `const char*` are
 ///   constants of the library.
-/// - Threads: any thread may call any function, and several threads may use one handle at once.
-///   Memory that a call writes must not be used by others meanwhile.
+/// - Threads: any thread may call any function unless a comment says otherwise, and several threads
+///   may use one handle at once. While a call writes to memory of the caller, no other thread may
+///   use that memory. Merges and lists of stock items take turns, because they share the session of
+///   the process; so they must not run while the C++ interface uses the session.
 /// - Versions: functions are only added, never changed, so a caller links, or looks up by name, the
 ///   functions it uses. A structure that can grow begins with `size`, which the caller sets to its
 ///   `sizeof`; a newer library accepts the older size.
@@ -72,7 +75,7 @@ enum {
   ORV_ERROR_UNREADABLE = 6,  ///< missing, unreadable, empty, or cannot be decrypted
   ORV_ERROR_UNWRITABLE = 7,  ///< a file or the settings store cannot be written
   ORV_ERROR_MALFORMED = 8,   ///< a file is not well-formed XML
-  ORV_ERROR_INVALID = 9,     ///< a configuration is incomplete or wrong, or protected data is
+  ORV_ERROR_INVALID = 9,     ///< a configuration or protected data is incomplete or wrong
   ORV_ERROR_RECORD = 10,     ///< a record has another signature or version
   ORV_ERROR_INTERNAL = 11,   ///< an unexpected failure
 };
@@ -124,12 +127,12 @@ ORV_C_API int32_t ORV_C_CALL orv_log_write(orv_log* log, int32_t level, const ui
                                            uint32_t message_length, const uint16_t* source,
                                            uint32_t source_length);
 
-/// Stops logging. No call may use `log` any more, or run with it meanwhile.
+/// Stops logging. No call may use `log` during or after this one.
 ORV_C_API void ORV_C_CALL orv_log_close(orv_log* log);
 
 /// Opens a printer of the spooler by its name; `ORV_ERROR_NOT_FOUND` if that fails. Close the
-/// handle with `orv_printer_close`. On Windows it is one of `OpenPrinterW`, and every other handle
-/// of that function can be used instead.
+/// handle with `orv_printer_close`. On Windows the handle comes from `OpenPrinterW`, and any other
+/// handle from that function can be used instead.
 ORV_C_API int32_t ORV_C_CALL orv_printer_open(const uint16_t* name, uint32_t name_length,
                                               void** printer);
 
@@ -248,27 +251,28 @@ ORV_C_API int32_t ORV_C_CALL orv_record_explain_merge(void* printer, const uint1
 typedef struct orv_stock_item {
   uint32_t size;         ///< `sizeof(orv_stock_item)`
   uint8_t guid[16];      ///< as in memory on Windows: the first three groups are little-endian
-  uint32_t name_length;  ///< units, 1 to 129
+  uint32_t name_length;  ///< units, at most 129; 0 only in a listed item without a name
   uint16_t name[130];    ///< shown to users as the name of a paper size
   uint32_t values[27];   ///< in the order of `orv_stock_value_name`
 } orv_stock_item;
 
 /// Returns the name of a numeric value of stock items by its index, such as "PaperWidth"; null
-/// after the last one, or if memory runs out.
+/// after the last one.
 ORV_C_API const char* ORV_C_CALL orv_stock_value_name(uint32_t index);
 
-/// Lists stock items: all of a printer in the order of their paper sizes, from 257, or without a
-/// printer's name those common to all printers. `items` is a buffer, whose `capacity` and `*count`
-/// count items, each of `items[0].size` bytes; the caller sets that size. `log` may be null.
+/// Lists the stock items of a printer in the order of their paper sizes, from 257; without a
+/// printer's name, lists the items common to all printers. `items` is a buffer; `capacity` and
+/// `*count` are in items, each of `items[0].size` bytes. The caller sets that size. `log` may be
+/// null.
 /// `ORV_ERROR_NOT_FOUND` for an unknown printer, `ORV_ERROR_UNREADABLE` if the settings store
 /// cannot be read.
 ORV_C_API int32_t ORV_C_CALL orv_stock_list(const uint16_t* printer, uint32_t printer_length,
                                             orv_log* log, orv_stock_item* items, uint32_t capacity,
                                             uint32_t* count);
 
-/// Stores an item of a printer, or without a name one common to all printers, in the place of the
-/// one with its GUID. `ORV_ERROR_ARGUMENT` for an item without a GUID or a name, or with a value
-/// above its limit; `ORV_ERROR_NOT_FOUND` for an unknown printer.
+/// Stores an item of a printer, or without a name an item common to all printers. It replaces the
+/// item with the same GUID. `ORV_ERROR_ARGUMENT` for an item without a GUID or a name, or with a
+/// value above its limit; `ORV_ERROR_NOT_FOUND` for an unknown printer.
 ORV_C_API int32_t ORV_C_CALL orv_stock_add(const uint16_t* printer, uint32_t printer_length,
                                            orv_log* log, const orv_stock_item* item);
 
@@ -324,20 +328,21 @@ ORV_C_API int32_t ORV_C_CALL orv_page_bounds(const orv_image* image, int32_t bou
 /// Splits a 24-bit page for two print heads. Pixels whose distance from `colour` (0xRRGGBB, not
 /// white) is at most `tolerance`, such as 0.1, go to `highlight`, the others to `background`. Both
 /// are 24-bit images of the page's size, and are dithered as by `orv_page_dither`. The three must
-/// not overlap. If memory runs out, the planes are unspecified. Alike colours have distances below
-/// 0.05; `orv page explain` prints the distances of a page's colours.
+/// not overlap. If memory runs out, the planes are unspecified. Similar colours have distances
+/// below 0.05; `orv page explain` prints the distances of a page's colours.
 ORV_C_API int32_t ORV_C_CALL orv_page_split(const orv_image* page, uint32_t colour,
                                             double tolerance, int32_t method, int32_t threshold,
                                             const orv_image* background,
                                             const orv_image* highlight);
 
-/// Encrypts bytes to the form of protected files, which has at most 36 bytes more. Each call gives
-/// other bytes of the same length. `ORV_ERROR_INTERNAL` if the system's cipher fails.
+/// Encrypts bytes to the format of protected files, which is at most 36 bytes longer. Each call
+/// produces different bytes of the same length. `ORV_ERROR_INTERNAL` if the system's cipher fails,
+/// if its memory runs out, or for more than about 2 GB.
 ORV_C_API int32_t ORV_C_CALL orv_encrypt(const void* plain, uint32_t plain_length, void* buffer,
                                          uint32_t capacity, uint32_t* length);
 
 /// Decrypts the bytes of a protected file; the result is shorter than they are. `ORV_ERROR_INVALID`
-/// if they are damaged or incomplete.
+/// if they are damaged or incomplete, or if the cipher's memory runs out.
 ORV_C_API int32_t ORV_C_CALL orv_decrypt(const void* bytes, uint32_t bytes_length, void* buffer,
                                          uint32_t capacity, uint32_t* length);
 
@@ -353,7 +358,8 @@ ORV_C_API int32_t ORV_C_CALL orv_decrypt_file(const uint16_t* source, uint32_t s
 /// Computes the SHA-256 digest of bytes.
 ORV_C_API int32_t ORV_C_CALL orv_hash(const void* bytes, uint32_t length, uint8_t digest[32]);
 
-/// Computes the SHA-256 digest of a file; `ORV_ERROR_UNREADABLE` if it cannot be read.
+/// Computes the SHA-256 digest of a file; `ORV_ERROR_UNREADABLE` if it cannot be read or has 4 GiB
+/// or more.
 ORV_C_API int32_t ORV_C_CALL orv_hash_file(const uint16_t* path, uint32_t path_length,
                                            uint8_t digest[32]);
 

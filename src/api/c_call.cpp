@@ -24,6 +24,10 @@ constexpr const char* kErrorTexts[] = {
     "internal error",
 };
 static_assert(std::size(kErrorTexts) == ORV_ERROR_INTERNAL + 1);
+static_assert(ORV_LOG_ERROR == int{eLogLevelError} && ORV_LOG_WARNING == int{eLogLevelWarning} &&
+              ORV_LOG_INFO == int{eLogLevelInfo} && ORV_LOG_TRACE == int{eLogLevelTrace});
+
+orv::Lock sessionLock;
 
 bool IsLogLevel(std::int32_t level) {
   return level == ORV_LOG_ERROR || level == ORV_LOG_WARNING || level == ORV_LOG_INFO ||
@@ -31,6 +35,8 @@ bool IsLogLevel(std::int32_t level) {
 }
 
 }  // namespace
+
+orv::Lock& orv::SessionLock() { return sessionLock; }
 
 std::uint32_t ORV_C_CALL orv_api_version(void) { return ORV_C_API_VERSION; }
 

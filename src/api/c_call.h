@@ -8,6 +8,7 @@
 
 #include "orv/c_api.h"
 #include "orv/logging/logger.h"
+#include "orv/platform/lock.h"
 
 /// What the functions of the C interface share: the exceptions, texts and buffers.
 
@@ -29,7 +30,7 @@ std::int32_t CallFromC(Work work) noexcept {
   }
 }
 
-/// Whether a caller's buffer is given, if it has a size.
+/// Whether a buffer is valid: only an empty one may be null.
 inline bool IsBuffer(const void* buffer, std::uint32_t size) {
   return buffer != nullptr || size == 0;
 }
@@ -50,7 +51,7 @@ std::int32_t CopyToC(const Result& result, Element* buffer, std::uint32_t capaci
   return ORV_OK;
 }
 
-/// Copies a message, cut to the buffer. The caller may not want it.
+/// Copies a message, cut to the buffer; `length` is null if the caller does not want it.
 inline void CutToC(std::wstring_view text, std::uint16_t* buffer, std::uint32_t capacity,
                    std::uint32_t* length) {
   if (length == nullptr) return;
@@ -58,6 +59,9 @@ inline void CutToC(std::wstring_view text, std::uint16_t* buffer, std::uint32_t 
   std::uint32_t ignored = 0;
   CopyToC(text.substr(0, capacity), buffer, capacity, &ignored);
 }
+
+/// Held while a function uses the session, which is for one thread at a time.
+Lock& SessionLock();
 
 inline CLoggerClient* ClientOf(orv_log* log) { return log != nullptr ? &log->client : nullptr; }
 

@@ -109,6 +109,7 @@ std::int32_t ORV_C_CALL orv_config_load(const std::uint16_t* path, std::uint32_t
 std::int32_t ORV_C_CALL orv_config_load_handle(void* printer, orv_log* log, orv_config** config,
                                                std::uint16_t* reason, std::uint32_t capacity,
                                                std::uint32_t* reason_length) {
+  if (printer == nullptr) return ORV_ERROR_ARGUMENT;
   return LoadForC(log, config, {reason, capacity, reason_length},
                   [=](CLoggerClient* client, orv::LoadObserver* observer) {
                     return orv::LoadPrinterConfig(printer, nullptr, client, observer);

@@ -13,6 +13,7 @@
 #include "orv/c_api.h"
 #include "orv/devmode/oemdev.h"
 #include "orv/devmode/stock_items.h"
+#include "orv/platform/lock.h"
 #include "orv/platform/registry.h"
 #include "orv/platform/types.h"
 
@@ -69,6 +70,7 @@ std::int32_t MergeForC(void* printer, const std::wstring& name, orv_log* log, co
                        const void* publicIn, orv::Merged* merged, Use use) {
   merged->in = RecordFromC(in);
   std::memcpy(&merged->publicIn, publicIn, sizeof(merged->publicIn));
+  const orv::LockGuard guard(orv::SessionLock());
   const orv::DevmodeResult result =
       orv::RunMerge(printer, name, nullptr, orv::ClientOf(log), merged);
   const std::int32_t code = CodeOfMerge(result);

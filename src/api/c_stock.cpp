@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <array>
 #include <cstring>
 #include <iterator>
 #include <memory>
@@ -8,6 +10,7 @@
 #include "orv/c_api.h"
 #include "orv/devmode/stock_items.h"
 #include "orv/logging/logger.h"
+#include "orv/platform/lock.h"
 #include "orv/platform/spooler.h"
 #include "orv/platform/types.h"
 
@@ -20,21 +23,21 @@ class StockPlace {
  public:
   StockPlace(const std::uint16_t* printer, std::uint32_t length)
       : name_(orv::TextFromC(printer, length)),
-        handle_(name_.empty() ? nullptr : orv::OpenPrinterHandle(name_.c_str())) {}
+        handle_(name_.empty() ? nullptr : orv::OpenPrinterHandle(name_.c_str())),
+        isDescribed_(handle_ != nullptr && orv::GetPrinterFacts(handle_, &facts_)) {}
   StockPlace(const StockPlace&) = delete;
   StockPlace& operator=(const StockPlace&) = delete;
   ~StockPlace() { orv::ClosePrinterHandle(handle_); }
 
-  bool IsFound() const { return name_.empty() || handle_ != nullptr; }
+  bool IsFound() const { return name_.empty() || isDescribed_; }
   std::wstring Path() const {
     if (name_.empty()) return orv::kCommonStockItemsPath;
-    orv::PrinterFacts facts;
-    orv::GetPrinterFacts(handle_, &facts);
-    return orv::StockItemsPath(name_, facts.driverName);
+    return orv::StockItemsPath(name_, facts_.driverName);
   }
   /// Reads the items; false if the settings store cannot be read.
   bool Read(CLoggerClient* client, std::vector<StockItem>* items) const {
     if (name_.empty()) return orv::ReadStockItems(Path(), items) == ERROR_SUCCESS;
+    const orv::LockGuard guard(orv::SessionLock());
     const orv::StockList list = orv::LoadStockItems(handle_, name_.c_str(), client);
     items->assign(list.items.begin(), list.items.end());
     return !list.failure;
@@ -43,6 +46,8 @@ class StockPlace {
  private:
   std::wstring name_;
   HANDLE handle_;
+  orv::PrinterFacts facts_;
+  bool isDescribed_;
 };
 
 std::int32_t CodeOfStore(LONG error) {
@@ -86,12 +91,13 @@ StockItem ItemFromC(const orv_stock_item& item) {
 }
 
 /// The names of the values in narrow characters, made once.
-const std::vector<std::string>& StockValueNames() {
-  static const auto names = [] {
-    std::vector<std::string> made;
-    for (const orv::StockValue& value : orv::StockValues()) {
-      const std::wstring_view name = value.name;
-      made.emplace_back(name.begin(), name.end());
+using ValueNames = std::array<std::array<char, 32>, kStockValues>;
+const ValueNames& StockValueNames() {
+  static const ValueNames names = [] {
+    ValueNames made{};
+    for (std::size_t i = 0; i < kStockValues; ++i) {
+      const std::wstring_view name = orv::StockValues()[i].name;
+      std::ranges::transform(name, made[i].begin(), [](wchar_t c) { return static_cast<char>(c); });
     }
     return made;
   }();
@@ -101,12 +107,7 @@ const std::vector<std::string>& StockValueNames() {
 }  // namespace
 
 const char* ORV_C_CALL orv_stock_value_name(std::uint32_t index) {
-  const char* name = nullptr;
-  orv::CallFromC([&] {
-    if (index < kStockValues) name = StockValueNames()[index].c_str();
-    return ORV_OK;
-  });
-  return name;
+  return index < kStockValues ? StockValueNames()[index].data() : nullptr;
 }
 
 std::int32_t ORV_C_CALL orv_stock_list(const std::uint16_t* printer, std::uint32_t printer_length,

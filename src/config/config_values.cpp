@@ -1,9 +1,9 @@
 #include "config/config_values.h"
 
-#include <ctime>
 #include <utility>
 
 #include "orv/text/format.h"
+#include "platform/clock.h"
 
 namespace orv {
 namespace {
@@ -61,11 +61,10 @@ class NamedValueWriter {
 }  // namespace
 
 std::wstring FormatTime(std::int64_t seconds) {
-  const auto time = static_cast<std::time_t>(seconds);
-  const std::tm* const local = seconds != 0 ? std::localtime(&time) : nullptr;
-  if (local == nullptr) return {};
-  return Format(L"%04d-%02d-%02dT%02d:%02d:%02d", local->tm_year + 1900, local->tm_mon + 1,
-                local->tm_mday, local->tm_hour, local->tm_min, local->tm_sec);
+  LocalTime time;
+  if (seconds == 0 || !ToLocalTime(seconds, &time)) return {};
+  return Format(L"%04d-%02d-%02dT%02d:%02d:%02d", time.year, time.month, time.day, time.hour,
+                time.minute, time.second);
 }
 
 std::vector<NamedConfigValue> NamedConfigValues(const Config& config) {

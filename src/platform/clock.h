@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 namespace orv {
 
 /// A date and time of day in the local time zone.
@@ -14,5 +16,8 @@ struct LocalTime {
 };
 
 LocalTime GetLocalTimeNow();
+
+/// Converts seconds since 1970 to local time. Returns false if the system cannot.
+bool ToLocalTime(std::int64_t seconds, LocalTime* time);
 
 }  // namespace orv

@@ -31,8 +31,10 @@ bool ChildReader::ReadUnusual(int child, std::wstring_view* value) {
   if (!document_.IsNamed(child, opening_.substr(1, space - 1))) return false;
   const std::size_t equals = opening_.size() - 2;  // followed by a quote
   const std::wstring_view name = opening_.substr(space + 1, equals - space - 1);
+  const int nameStart = document_[child].start + 1;
   Attribute attribute;
-  if (FindAttribute(text_, document_[child].start + 1, name, document_.IgnoresCase(), &attribute)) {
+  if (FindAttribute(document_.TextOfTag(nameStart), nameStart, name, document_.IgnoresCase(),
+                    &attribute)) {
     const bool isPlain = attribute.isPlain && !normalizesWhitespace_;
     if (!isPlain) valueBuffer_ = document_.Unescape(attribute.value);
     *value = isPlain ? attribute.value : std::wstring_view(valueBuffer_);

@@ -493,6 +493,8 @@ void Editor::ChangeTag(bool ofChild, int offset, int cut, std::wstring_view repl
   document_.Splice(offset, cut, replacement);
   if (!ofChild && cursor_.IsOtherNode()) {
     cursor_.SetNode(cursor_.NodeType(), cursor_.NodeOffset(), cursor_.NodeLength() + shift);
+    // A `<` in the rest of the instruction is not a place for the gap.
+    document_.Splice(cursor_.NodeEnd(), 0, {});
   } else {
     ElementEntry& entry = document_[ofChild ? cursor_.Child() : cursor_.Main()];
     entry.SetStartTagLength(entry.StartTagLength() + shift);

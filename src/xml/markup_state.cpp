@@ -189,8 +189,8 @@ std::optional<TextPosition> MarkupState::ErrorPosition() const {
   const int offset = ErrorOffset(document.result);
   if (offset < 0) return {};
   if (!readFile.empty()) return PositionInFile(readFile, static_cast<std::size_t>(offset));
-  const std::wstring_view before = document.Range(0, std::min(offset + 1, document.Size()));
-  return LineIndex(before).Find(offset);
+  const std::wstring_view text = document.Closed();
+  return LineIndex(text.substr(0, static_cast<std::size_t>(offset) + 1)).Find(offset);
 }
 
 }  // namespace orv

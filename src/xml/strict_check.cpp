@@ -299,7 +299,7 @@ class StrictChecker {
 
   struct Namespace {
     std::wstring_view prefix;
-    std::wstring_view name;
+    std::size_t name;    ///< the number of its name
     std::size_t hidden;  ///< the outer declaration of the prefix, or `kNone`
   };
 
@@ -369,7 +369,9 @@ class StrictChecker {
       if (kind != RunKind::kVerbatim) CheckDelimiter(at, end, kind);
       std::wstring_view rest = Between(at, std::min(end, at + 2));
       const std::size_t available = rest.size();
-      if (!IsCharacter(TakeCode(&rest))) Report(StrictRule::kInvalidCharacter, at, 1);
+      const bool isValid = IsCharacter(TakeCode(&rest));
+      // The characters of an entity's text are checked with its declaration.
+      if (!isValid && kind != RunKind::kEntityText) Report(StrictRule::kInvalidCharacter, at, 1);
       at += available - rest.size();
     }
   }
@@ -677,7 +679,7 @@ class StrictChecker {
                                    [](const OpenElement& element) { return !element.isReported; });
     std::wstring fix;
     if (open != elements_.rend()) {
-      fix = L"</" + Clip(open->name) + L">";
+      fix = L"</" + std::wstring(open->name) + L">";
       open->correction = faults_.size() < kMaxFaults ? faults_.size() : kNone;
       open->isReported = true;
     }
@@ -748,7 +750,10 @@ class StrictChecker {
         at_ = close + 1;
         return TagEnd::kEmpty;
       }
-      if (at == space) Report(StrictRule::kMissingSpace, at, 1);
+      // A stray `/` is already reported.
+      if (at == space && text_[at] != L'/' && text_[at - 1] != L'/') {
+        Report(StrictRule::kMissingSpace, at, 1);
+      }
       at = CheckAttribute(at);
     }
     return TagEnd::kCut;
@@ -797,7 +802,7 @@ class StrictChecker {
   /// An attribute as namespaces see it.
   struct QualifiedName {
     std::wstring_view local;
-    std::wstring_view space;
+    std::size_t space;  ///< the number of the namespace, or `kNone`
     std::wstring_view whole;
   };
 
@@ -808,8 +813,10 @@ class StrictChecker {
       const std::wstring_view prefix = PrefixOf(name);
       const auto found = prefix.empty() ? prefixes_.end() : prefixes_.find(prefix);
       const bool isDeclared = found != prefixes_.end();
-      qualified_.push_back({name.substr(prefix.empty() ? 0 : prefix.size() + 1),
-                            isDeclared ? namespaces_[found->second].name : prefix, name});
+      // An undeclared prefix is a part of the name.
+      qualified_.push_back(isDeclared ? QualifiedName{name.substr(prefix.size() + 1),
+                                                      namespaces_[found->second].name, name}
+                                      : QualifiedName{name, kNone, name});
     }
     std::ranges::sort(qualified_, [](const QualifiedName& a, const QualifiedName& b) {
       if (a.local != b.local) return a.local < b.local;
@@ -848,8 +855,9 @@ class StrictChecker {
   }
 
   void Declare(std::wstring_view prefix, std::wstring_view name) {
+    const std::size_t number = names_.try_emplace(name, names_.size()).first->second;
     const auto [entry, isNew] = prefixes_.try_emplace(prefix, kNone);
-    namespaces_.push_back({prefix, name, entry->second});
+    namespaces_.push_back({prefix, number, entry->second});
     entry->second = namespaces_.size() - 1;
   }
 
@@ -870,10 +878,10 @@ class StrictChecker {
   void CheckEnd() {
     if (isCut_ || faults_.size() == kMaxFaults) return;
     for (const OpenElement& element : elements_) ReportUnclosed(element);
-    const auto has = [this](StrictRule rule) {
-      return std::ranges::find(faults_, rule, &RawFault::rule) != faults_.end();
-    };
-    if (hasRoot_ || has(StrictRule::kInvalidMarkup)) return;
+    // Invalid markup may be the root element.
+    const bool hasInvalidMarkup =
+        std::ranges::find(faults_, StrictRule::kInvalidMarkup, &RawFault::rule) != faults_.end();
+    if (hasRoot_ || hasInvalidMarkup) return;
     std::erase_if(faults_,
                   [](const RawFault& fault) { return fault.rule == StrictRule::kTextOutsideRoot; });
     Report(StrictRule::kNoRoot, start_, 0);
@@ -895,7 +903,7 @@ class StrictChecker {
       const StrictText& texts = kStrictTexts[static_cast<std::size_t>(fault.rule)];
       const std::wstring subject = Clip(fault.subject);
       const int offset = static_cast<int>(fault.offset);
-      if (fault.fix.empty()) fault.fix = FillIn(texts.fix, subject);
+      if (fault.fix.empty()) fault.fix = FillIn(texts.fix, fault.subject);
       described.push_back({fault.rule, offset, static_cast<int>(fault.length), lines.Find(offset),
                            FillIn(texts.text, subject), texts.allowed, std::move(fault.fix)});
     }
@@ -926,6 +934,7 @@ class StrictChecker {
   std::vector<QualifiedName> qualified_;
   std::vector<Namespace> namespaces_;                            ///< from the outside in
   std::unordered_map<std::wstring_view, std::size_t> prefixes_;  ///< the innermost of each
+  std::unordered_map<std::wstring_view, std::size_t> names_;     ///< the numbers of their names
 };
 
 }  // namespace

@@ -412,8 +412,7 @@ static void PassNull(void) {
   REFUSES(orv_config_load(units, 1, NULL, NULL, NULL, 0, NULL));
   REFUSES(orv_config_load(units, 1, NULL, &loaded, NULL, 1, &n));
   REFUSES(orv_config_load_handle(printer, NULL, NULL, NULL, 0, NULL));
-  Expect("no handle", orv_config_load_handle(NULL, NULL, &loaded, NULL, 0, NULL),
-         ORV_ERROR_NOT_FOUND);
+  REFUSES(orv_config_load_handle(NULL, NULL, &loaded, NULL, 0, NULL));
   REFUSES(orv_config_load_printer(NULL, 0, NULL, &loaded, NULL, 0, NULL));
   REFUSES(orv_config_count(NULL, &n));
   REFUSES(orv_config_count(config, NULL));
@@ -466,6 +465,7 @@ static void OfferTooLittle(void) {
   uint32_t n = 0;
   TOO_SMALL(orv_config_text(config, key.units, key.length, units, 14, &n));
   Expect("the needed units", (int32_t)n, 15);
+  Expect("unchanged units", units[0], 7);
   Expect("exactly enough", orv_config_text(config, key.units, key.length, units, 15, &n), ORV_OK);
   units[0] = 7;
   TOO_SMALL(orv_config_name(config, 0, units, 1, &n));

@@ -140,7 +140,10 @@ class Operations:
 def run_cases():
     """Yields the name of each case, its result and the expected one."""
     with open(os.path.join(TOP, "tests/c_api/cases.inc"), encoding="utf-8") as file:
-        cases = re.findall(r'^CASE\((\w+), "(.*?)", (\w+),\s+"(.*?)"\)$', file.read(), re.MULTILINE)
+        text = file.read()
+    cases = re.findall(r'^CASE\((\w+), "(.*?)", (\w+),\s+"(.*?)"\)$', text, re.MULTILINE)
+    if len(cases) != len(re.findall(r"^CASE\(", text, re.MULTILINE)):
+        sys.exit("c_api: cases.inc has a case that cannot be read")
     operations = Operations()
     for operation, argument, code, output in cases:
         try:
@@ -209,7 +212,7 @@ def main():
             wrong += 1
             print(f"{what}:\n  {found}\nnot\n  {expected}", file=sys.stderr)
     print(f"c_api: {compared} comparisons, {wrong} differences")
-    return 1 if wrong or compared < 60 else 0
+    return 1 if wrong else 0
 
 
 sys.exit(main())

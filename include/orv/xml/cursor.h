@@ -73,7 +73,7 @@ class ORV_EXPORT CMarkupAttribs {
   /// Moves through the attributes.
   class ORV_EXPORT Iterator {
    public:
-    /// Before the first attribute of a tag in a text.
+    /// Starts at the first attribute of a tag in a text.
     Iterator(std::wstring_view strText, int nNameStart, int nShift, int nFlags);
 
     /// The current attribute.
@@ -83,7 +83,7 @@ class ORV_EXPORT CMarkupAttribs {
     /// Moves to the next attribute.
     Iterator& operator++();
 
-    /// Whether all attributes were passed.
+    /// Whether the iterator is past the last attribute.
     bool operator==(std::default_sentinel_t) const { return m_pNext == nullptr; }
 
    private:
@@ -111,22 +111,24 @@ class ORV_EXPORT CMarkupAttribs {
 };
 
 /// A cursor of a document. It has the positions of `CMarkup` and moves like it, but does not move
-/// the document. What it returns are views of the text, or of a buffer of the caller. The cursor
-/// and its views are valid until the document changes; edits of the document through its own
-/// positions end them too. While a file is open, a cursor reads only what is in memory.
+/// the document. It returns views of the text, or of a buffer of the caller; a view of a buffer is
+/// valid until the buffer is used again. Any change to the document invalidates the cursor and its
+/// views, also an edit at the document's own positions. While a file is open, a cursor reads only
+/// what is in memory.
 class ORV_EXPORT CMarkupCursor {
  public:
-  /// At the top level of a document, without a main position.
+  /// Starts at the top level of a document, without a main position.
   explicit CMarkupCursor(const CMarkup& doc);
 
-  /// At the positions of a document.
+  /// Returns a cursor at the positions of a document.
   static CMarkupCursor At(const CMarkup& doc);
 
-  /// Moves a document to the positions of this cursor, which is one of it.
+  /// Moves `doc`, which must be the document of this cursor, to the cursor's positions.
   void MoveTo(CMarkup& doc) const;
 
-  /// Moves to the next element in document order: the first child, else the next sibling, else that
-  /// of an element around it. False at the end, with the positions unchanged.
+  /// Moves to the next element in document order: the first child, else the next sibling of the
+  /// element or of its nearest ancestor that has one. False at the end, with the positions
+  /// unchanged.
   bool NextElem();
 
   /// These move like the functions of `CMarkup`.
@@ -183,15 +185,15 @@ struct CMarkupChild {
   std::wstring_view strData;
 };
 
-/// The children of an element that have one name, each with the value of one attribute and its
-/// data. Made for many similar children, such as properties, and faster than a cursor for each. Can
-/// be passed once; what it returns is valid until the next step.
+/// The children of an element that have a given name, each with the value of one attribute and its
+/// data. Faster than a cursor for many similar children, such as properties. Only one pass is
+/// possible; each step invalidates what the previous one returned.
 class ORV_EXPORT CMarkupChildren {
  public:
   /// Moves through the children.
   class ORV_EXPORT Iterator {
    public:
-    /// At the next child.
+    /// Starts at the next child.
     explicit Iterator(orv::ChildReader* pReader);
 
     /// The current child.
@@ -201,7 +203,7 @@ class ORV_EXPORT CMarkupChildren {
     /// Moves to the next child.
     Iterator& operator++();
 
-    /// Whether all children were passed.
+    /// Whether the iterator is past the last child.
     bool operator==(std::default_sentinel_t) const { return m_pReader == nullptr; }
 
    private:

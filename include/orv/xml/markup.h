@@ -137,7 +137,8 @@ class ORV_EXPORT CMarkup {
   bool SetDoc(std::wstring&& strDoc);
 
   /// The text. The reference is valid until the document changes. The first call after edits takes
-  /// time linear in the text after the first of them, and memory for a second text.
+  /// time linear in the text, later ones in the text after the first new edit; all keep a second
+  /// text in memory.
   const std::wstring& GetDoc() const;
 
   /// The findings of the last parse, load or save as a small XML text: one empty element for each.
@@ -155,7 +156,7 @@ class ORV_EXPORT CMarkup {
   ///     if (doc.GetErrorPosition(line, column)) Use(line, column, doc.GetError());  // 2, 3
   ///
   /// For a file that is or was read in parts the call reads it again up to the error; false if that
-  /// is impossible. An edit of the document moves the position like an offset.
+  /// is impossible. After an edit, the position is that of the same offset in the changed text.
   bool GetErrorPosition(int& nLine, int& nColumn) const;
 
   /// Whether the document has exactly one root element and no errors. Always true while a file is
@@ -267,10 +268,11 @@ class ORV_EXPORT CMarkup {
   int GetContentOffset() const;
 
   /// Editing. Every call changes the text in place and keeps the index the same as a new parse
-  /// would make it. It takes time linear in the change and in its distance from the previous one,
-  /// so that edits in document order cost in proportion to the document; the first edit and some
-  /// later ones pass the rest of the text. In a document with a syntax error each edit takes time
-  /// linear in the text, and so does one that removes a lone end tag. All calls are refused while a
+  /// would make it. It takes time linear in the change, in its distance from the previous one and
+  /// in the text up to the next tag, so that edits in document order cost in proportion to the
+  /// document; the first edit and some later ones copy the text. In a document with a syntax error
+  /// each edit takes time linear in the text, and so does one that removes a lone end tag; one with
+  /// `ADD_NOEND` passes the elements that follow. All calls are refused while a
   /// file is open for reading, and if the position they work on is missing; a refused call returns
   /// false and changes nothing.
   ///

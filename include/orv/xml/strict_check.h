@@ -7,7 +7,8 @@
 #include "orv/platform/export.h"
 #include "orv/xml/line_index.h"
 
-/// A check of everything that XML 1.0 and its namespaces forbid, also of what `CMarkup` accepts.
+/// A check against all rules of XML 1.0 and its namespaces, including those that `CMarkup` does not
+/// enforce.
 ///
 ///     for (const orv::StrictFault& fault : orv::CheckStrict(L"<r a=1>A & B</r>")) {
 ///       // 1:6: the value is not in quotes: 1; write "1"
@@ -20,11 +21,11 @@ namespace orv {
 /// A rule. The last four concern the structure of the document.
 enum class StrictRule {
   kInvalidMarkup,         ///< a `<` that is not valid markup
-  kIncompleteMarkup,      ///< markup in which the text ends
+  kIncompleteMarkup,      ///< markup that the end of the text cuts off
   kLessThanInTag,         ///< a `<` in a tag, outside its values
   kBareAmpersand,         ///< an `&` that begins no reference
   kUndeclaredEntity,      ///< a reference to an entity that the document does not declare
-  kInvalidReference,      ///< a reference to what cannot be at this place
+  kInvalidReference,      ///< a reference that is not allowed at this place
   kInvalidCharacter,      ///< a control character, half a surrogate pair, U+FFFE or U+FFFF
   kInvalidName,           ///< a name with a character that names do not contain
   kDuplicateAttribute,    ///< an attribute that the element already has
@@ -39,7 +40,7 @@ enum class StrictRule {
   kMisplacedDeclaration,  ///< an XML declaration that is not at the start of the text
   kInvalidDeclaration,    ///< an XML declaration without a valid version, encoding and standalone
   kMisplacedDoctype,      ///< a document type declaration after another one or after the root
-  kInvalidDoctype,        ///< something else in a document type declaration
+  kInvalidDoctype,        ///< anything else invalid in a document type declaration
   kUndeclaredPrefix,      ///< a namespace prefix that is not declared
   kInvalidNamespace,      ///< a declaration of a reserved prefix or namespace, or of an empty one
   kUnmatchedEndTag,       ///< an end tag that closes no open element; letter case counts
@@ -59,16 +60,18 @@ struct StrictFault {
   std::wstring fix;      ///< what to write instead; "nothing" to remove the wrong text
 };
 
-/// Finds the violations in a text of UTF-16 code units, at most 1,000; none if the document is
-/// well-formed, for namespaces too. Those of the structure follow the others; both are in the order
-/// of the text. What only follows from another violation is left out.
+/// Finds the violations in a text of UTF-16 code units, at most 1,000. The result is empty if the
+/// document is well-formed, for namespaces too. Those of the structure follow the others, rule by
+/// rule; within that, the order is that of the text. A violation that only results from another one
+/// is left out. What follows the first 2,147,483,647 units is not read.
 ///
-/// The contents of declarations in a document type are not checked, except for comments,
-/// instructions and characters; neither is the text of entities. References to entities are not
-/// checked if declarations may be in other files.
+/// Of the declarations in a document type, those of entities are checked; of the others only the
+/// keyword and the characters. The text of an entity is checked for invalid references, but not as
+/// markup. References to entities are not checked if declarations may be in other files.
 ///
-/// Takes time linear in the text, and memory for open elements and the attributes of one tag. Any
-/// thread may call it; it throws only without memory.
+/// Takes time linear in the text, except that the attributes of a tag are sorted. Holds the open
+/// elements, the declared entities and namespaces, the attributes of one tag, and one number for
+/// each line if there are violations. Any thread may call it; it throws only if memory runs out.
 ORV_EXPORT std::vector<StrictFault> CheckStrict(std::wstring_view text);
 
 }  // namespace orv

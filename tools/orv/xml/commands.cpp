@@ -144,11 +144,14 @@ std::vector<XmlFault> StrictFaultsOfFile(const std::wstring& text, const FileFac
                                          const std::wstring& declared) {
   std::vector<XmlFault> faults;
   const bool isUnicode = facts.encoding.starts_with(L"UTF-");
-  if (!IsAsDeclared(facts, declared)) {
-    faults.push_back({static_cast<int>(text.find(declared)),
+  // Other programs do not look for an encoding in a `meta` element, as the library does for HTML.
+  const bool isDeclared = !declared.empty() && text.starts_with(L"<?xml");
+  const bool isAscii = std::ranges::all_of(text, [](wchar_t unit) { return unit < 0x80; });
+  if (isDeclared && !IsAsDeclared(facts, declared)) {
+    faults.push_back({static_cast<int>(text.find(declared, text.find(L"encoding"))),
                       L"the file is not in the declared encoding, or it is not supported",
                       L"the encoding of the file", facts.encoding});
-  } else if (facts.isLossy || (declared.empty() && !isUnicode)) {
+  } else if (facts.isLossy || (!isDeclared && !isUnicode && !isAscii)) {
     faults.push_back({0, L"bytes of the file are invalid in its encoding",
                       L"UTF-8, UTF-16 or another declared encoding",
                       L"<?xml version=\"1.0\" encoding=\"...\"?>"});
