@@ -248,7 +248,7 @@ int NumberOf(const StockItem& item) {
 }
 
 TEST_F(StockItems, AreReadAsAWholeWhileAnotherProcessWritesThem) {
-#if defined(_WIN32) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(_WIN32) || defined(ORV_SANITIZED)
   constexpr int kReads = 300;
 #else
   constexpr int kReads = 20000;

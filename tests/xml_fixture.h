@@ -15,7 +15,7 @@ namespace orv::test {
 /// The number of rounds of a random test: a twentieth under a sanitizer, which is ten times slower
 /// and detects more in each round.
 constexpr int Rounds(int all) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(ORV_SANITIZED)
   return all / 20;
 #else
   return all;
