@@ -103,6 +103,20 @@ void WriteFamily(const wchar_t* name, const OptionFamily<Kind>& family, Writer& 
   out.End();
 }
 
+/// Writes a list of entries that can be enabled, each with the name of its value.
+template <typename Entry, typename Value, typename Names, typename Writer>
+void WriteEnabledList(const wchar_t* list, const std::vector<Entry>& entries, const wchar_t* name,
+                      Value Entry::*value, const Names& names, Writer& out) {
+  out.BeginList(list);
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    out.BeginItem(i);
+    out.Value(name, NameOf(names, entries[i].*value));
+    out.Value(L"enabled", entries[i].enabled);
+    out.End();
+  }
+  out.EndList();
+}
+
 /// Writes all values in the order of the file, and returns the `TakeText` of the writer.
 template <typename Writer>
 auto WriteConfig(const Config& config) {
@@ -116,14 +130,8 @@ auto WriteConfig(const Config& config) {
 
   out.Begin(L"printModes");
   out.Value(L"default", NameOf(kPrintModeNames, device.printModes.defaultMode));
-  out.BeginList(L"modes");
-  for (std::size_t i = 0; i < device.printModes.modes.size(); ++i) {
-    out.BeginItem(i);
-    out.Value(L"mode", NameOf(kPrintModeNames, device.printModes.modes[i].mode));
-    out.Value(L"enabled", device.printModes.modes[i].enabled);
-    out.End();
-  }
-  out.EndList();
+  WriteEnabledList(L"modes", device.printModes.modes, L"mode", &PrintMode::mode, kPrintModeNames,
+                   out);
   out.End();
 
   out.Begin(L"globalOffsetY");
@@ -151,14 +159,8 @@ auto WriteConfig(const Config& config) {
 
   out.Begin(L"sensorTypes");
   out.Value(L"default", NameOf(kSensorTypeNames, device.sensorTypes.defaultType));
-  out.BeginList(L"types");
-  for (std::size_t i = 0; i < device.sensorTypes.types.size(); ++i) {
-    out.BeginItem(i);
-    out.Value(L"type", NameOf(kSensorTypeNames, device.sensorTypes.types[i].type));
-    out.Value(L"enabled", device.sensorTypes.types[i].enabled);
-    out.End();
-  }
-  out.EndList();
+  WriteEnabledList(L"types", device.sensorTypes.types, L"type", &SensorType::type, kSensorTypeNames,
+                   out);
   out.End();
 
   WriteSection<Characteristics>(L"characteristics", kCharacteristicsProperties,

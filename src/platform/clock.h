@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 
 namespace orv {
 
@@ -14,6 +15,17 @@ struct LocalTime {
   int second;
   int millisecond;
 };
+
+/// The same time without milliseconds, from the C library's form.
+inline LocalTime ToLocalTime(const std::tm& time) {
+  return {time.tm_year + 1900,
+          time.tm_mon + 1,
+          time.tm_mday,
+          time.tm_hour,
+          time.tm_min,
+          time.tm_sec,
+          0};
+}
 
 LocalTime GetLocalTimeNow();
 

@@ -108,7 +108,7 @@ class Cursor {
   int Offset() const;
   int ContentOffset() const;
   /// The text in which the attributes at the place are read, and the address of the tag name or
-  /// target. False if there is no tag or instruction.
+  /// target. Returns false at any other kind of node, or without one.
   bool FindTag(bool ofChild, std::wstring_view* text, int* nameStart) const;
 
  private:

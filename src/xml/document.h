@@ -31,7 +31,7 @@ inline bool IncludesType(int types, int type) { return types == 0 || (types & ty
 /// The unused part of an edited document's text, and its place in the index.
 struct EditGap {
   int start = 0;
-  int length = 0;  ///< 0: there is no gap, and the other members are undefined
+  int length = 0;  ///< 0 without a gap; the other members are then undefined
   int parent = 0;  ///< the innermost element around the gap, 0 for none
   int before = 0;  ///< the last child of the parent that ends before the gap, 0 for none
 

@@ -26,8 +26,8 @@ void AddResult(std::wstring& result, const wchar_t* name, const wchar_t* value, 
 /// of errors.
 bool IsResultFull(const std::wstring& result);
 
-/// The offset of the first error of the parse in a result record; -1 if there is none, or if it
-/// concerns the whole document.
+/// The offset of the first error of the parse in a result record; -1 without an error, or for
+/// one that concerns the whole document.
 int ErrorOffset(const std::wstring& result);
 
 /// A result record in words: the first error of the parse, and what happened to the file.

@@ -84,7 +84,7 @@ std::wstring_view PrefixOf(std::wstring_view name) {
   return colon == name.npos ? std::wstring_view() : name.substr(0, colon);
 }
 
-/// The position of the first code unit of a set; the end of the text if there is none.
+/// The position of the first code unit of a set, or the end of the text.
 std::size_t FindAny(std::wstring_view text, std::wstring_view units, std::size_t from = 0) {
   return std::min(text.find_first_of(units, from), text.size());
 }
@@ -123,7 +123,7 @@ constexpr DeclarationPart kDeclarationParts[] = {{L"version", &IsVersion, true},
                                                  {L"standalone", &IsYesOrNo, false}};
 
 /// Removes a text in quotes, and what is before its quote at `quote`, from a text. Returns the text
-/// in quotes; null data, and nothing removed, if there is no such text.
+/// in quotes. Without such a text it removes nothing and returns a view with null data.
 std::wstring_view TakeQuoted(std::size_t quote, std::wstring_view* text) {
   if (quote == text->size() || !IsQuote((*text)[quote])) return {};
   const std::size_t close = text->find((*text)[quote], quote + 1);
