@@ -57,7 +57,6 @@ set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
     "Reads printer configuration files, keeps the driver's settings records in
 order, prepares page images and writes the log. With the headers, what CMake
 and pkg-config need, and the orv program for configurations, settings, pages.")
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "libpng-dev, libsqlite3-dev, libssl-dev")  # for orv::static
 file(WRITE ${PROJECT_BINARY_DIR}/debian/triggers "activate-noawait ldconfig\n")
 file(WRITE ${PROJECT_BINARY_DIR}/debian/shlibs

@@ -16,6 +16,19 @@ ${CPACK_DEBIAN_PACKAGE_RELEASE}) unstable; urgency=medium
 ")
   execute_process(COMMAND gzip -9n ${documents}/changelog ${documents}/changelog.Debian
                   COMMAND_ERROR_IS_FATAL ANY)
+
+  # The packages of the linked libraries. CPack would run two programs for each installed file to find out
+  # which of them are linked.
+  file(GLOB linked ${folder}/usr/bin/* ${folder}/usr/lib/*.so.?.*)
+  file(WRITE ${folder}/debian/control "")  # must exist
+  file(MAKE_DIRECTORY ${folder}/DEBIAN)  # shows where the package's own libraries are
+  execute_process(COMMAND dpkg-shlibdeps --ignore-missing-info -O ${linked} WORKING_DIRECTORY ${folder}
+                  OUTPUT_VARIABLE dependencies ERROR_VARIABLE warnings RESULT_VARIABLE code)
+  file(REMOVE_RECURSE ${folder}/debian ${folder}/DEBIAN)
+  if(NOT code EQUAL 0 OR NOT dependencies MATCHES "^shlibs:Depends=([^\n]+)")
+    message(FATAL_ERROR "dpkg-shlibdeps failed with ${code}: ${warnings}")
+  endif()
+  set(CPACK_DEBIAN_PACKAGE_DEPENDS ${CMAKE_MATCH_1})
 endif()
 
 # ORV_SIGN is a shell command that signs the Windows file whose path is its last argument.

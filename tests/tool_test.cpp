@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <limits>
-#include <regex>
 #include <sstream>
 
 #include "base/utf8.h"
@@ -188,7 +187,9 @@ std::vector<std::string> Offered(std::vector<std::string> words) {
 
 /// A name with escaped hyphens, as in the manual source.
 std::string WithHyphens(const std::string& name) {
-  return std::regex_replace(name, std::regex("-"), "\\-");
+  std::string escaped;
+  for (const char c : name) escaped += c == '-' ? "\\-" : std::string(1, c);
+  return escaped;
 }
 
 TEST(Manual, CoversEveryCommand) {

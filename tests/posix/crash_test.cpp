@@ -121,7 +121,7 @@ TEST_F(Crash, KilledWritersLeaveTheSettingsOldOrNew) {
   auto* const progress = static_cast<Progress*>(shared);
   constexpr unsigned kRoundsPerStore = 8;
   unsigned cutOff = 0;
-  for (unsigned round = 0; round < NumberFrom("ORV_CRASH_ROUNDS", 24); ++round) {
+  for (unsigned round = 0; round < NumberFrom("ORV_CRASH_ROUNDS", 16); ++round) {
     SCOPED_TRACE("round " + std::to_string(round));
     const std::filesystem::path store =
         folder_.path() / ("store" + std::to_string(round / kRoundsPerStore));
@@ -228,7 +228,7 @@ TEST_F(Crash, AKilledImportStoresAllItemsOrNone) {
   const std::vector<std::string> import = {"stock", "import", file, "--common"};
   const int stops = RunWatched(import, -1);
   if (stops < 0) GTEST_SKIP() << "processes cannot be watched here";
-  for (unsigned round = 0; round < NumberFrom("ORV_CRASH_ROUNDS", 12); ++round) {
+  for (unsigned round = 0; round < NumberFrom("ORV_CRASH_ROUNDS", 8); ++round) {
     std::filesystem::remove_all(store);
     // The last system calls write the items.
     const int at = stops - static_cast<int>(Below(static_cast<unsigned>(std::min(stops, 200))));
@@ -345,7 +345,7 @@ class ReplacedFiles : public Crash {
 };
 
 TEST_F(ReplacedFiles, AreOldOrNewWhenTheirWriterIsKilled) {
-  const unsigned rounds = NumberFrom("ORV_CRASH_ROUNDS", 8);
+  const unsigned rounds = NumberFrom("ORV_CRASH_ROUNDS", 4);
   for (const Command& command : Commands()) {
     SCOPED_TRACE(command.arguments[0] + " " + command.arguments[1]);
     const std::string old = PutOld(command);

@@ -1,0 +1,90 @@
+#include "tools/orv/program.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <iostream>
+#include <new>
+#include <string_view>
+
+#include "orv/crypto/encryption_aes.h"
+#include "orv/platform/registry.h"
+#include "orv/version.h"
+#include "platform/console.h"
+#include "tools/orv/common/command_line.h"
+#include "tools/orv/common/commands.h"
+#include "tools/orv/common/outcome.h"
+#include "tools/orv/common/output.h"
+
+namespace orv::tool {
+namespace {
+
+/// A command group, or a command without a group, and the function that adds it.
+struct Group {
+  std::string_view name;
+  void (*add)(CLI::App* program);
+};
+
+/// In the order of the help.
+constexpr Group kGroups[] = {{"config", AddConfigCommands},     {"devmode", AddDevmodeCommands},
+                             {"stock", AddStockCommands},       {"printers", AddPrintersCommands},
+                             {"registry", AddRegistryCommands}, {"log", AddLogCommands},
+                             {"xml", AddXmlCommands},           {"page", AddPageCommands},
+                             {"report", AddReportCommand}};
+
+/// Adds the group that the first argument names. Otherwise adds all groups: the help, completion
+/// and suggestions for misspelt names need them. Adding all takes most of the time of a short run.
+void AddGroups(CLI::App* program, const std::vector<std::string>& arguments) {
+  const std::string_view first = arguments.empty() ? "" : std::string_view(arguments[0]);
+  const auto* const named = std::ranges::find(kGroups, first, &Group::name);
+  if (named != std::end(kGroups)) {
+    named->add(program);
+    return;
+  }
+  for (const Group& group : kGroups) group.add(program);
+  AddHelpCommand(program);
+  AddCompleteCommand(program);
+  AddManualCommand(program);
+}
+
+}  // namespace
+
+int RunProgram(int argc, char** argv) {
+  // Standard output is for results only.
+  SetDiagnosticSink([](const char* line) { std::fputs(line, stderr); });
+  CLI::App program("Printer configuration, settings, pages and logs of the label-printer driver.",
+                   "orv");
+  SetHelpFormat(&program);
+  program.require_subcommand(1);
+  program.allow_windows_style_options(false);  // arguments such as /list/item are not options
+  program.set_version_flag("--version", "orv " ORV_VERSION, "Print the version and exit");
+  program.footer(
+      "Exit codes: 0 success, 1 findings, 2 wrong command line, 3 a file or a setting could not "
+      "be\n"
+      "read or written.\n"
+      "orv help COMMAND is the same as orv COMMAND --help.\n"
+      "Examples:\n  orv config check orv_conf_lx300.xml\n  orv page split --help");
+  const std::vector<std::string> arguments = CommandLineArguments(argc, argv);
+  AddGroups(&program, arguments);
+  AddOutcomeFlags(&program);
+
+  const RegistrySnapshot request;  // each command is one request to the settings store
+  try {
+    // The parser takes the arguments last one first.
+    program.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    return PrintOutcome(&program);
+  } catch (const CLI::RuntimeError& error) {
+    return error.get_exit_code();
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) {  // the help was asked for
+      program.exit(error);
+      return std::cout.flush() ? kDone : kUnreadable;
+    }
+    PrintMessage(DescribeMistake(&program, arguments, error));
+    return kUsage;
+  } catch (const std::bad_alloc&) {
+    PrintMessage(L"there is not enough memory");
+    return kUnreadable;
+  }
+}
+
+}  // namespace orv::tool
