@@ -1,0 +1,15 @@
+# Libraries of Windows that a program loads when it first calls them. Loading them takes longer than many of
+# the program's commands.
+
+# orv_delay_load(TARGET LIBRARY FUNCTION...): FUNCTION... are all functions of LIBRARY that TARGET calls. Any
+# other one makes the system load it at the start, which the test pe-files reports.
+function(orv_delay_load target library)
+  list(JOIN ARGN "\n  " exports)
+  set(base ${CMAKE_CURRENT_BINARY_DIR}/delayed_${library})
+  file(CONFIGURE OUTPUT ${base}.def @ONLY CONTENT "LIBRARY ${library}\nEXPORTS\n  ${exports}\n")
+  add_custom_command(OUTPUT ${base}.a COMMAND ${CMAKE_DLLTOOL} -d ${base}.def --output-delaylib ${base}.a
+                     DEPENDS ${base}.def VERBATIM COMMENT "Making the import library delayed_${library}.a")
+  target_sources(${target} PRIVATE ${base}.a)
+  # Completely, so that the functions are found here before the system's import library is searched.
+  target_link_options(${target} PRIVATE -Wl,--whole-archive,${base}.a,--no-whole-archive)
+endfunction()
