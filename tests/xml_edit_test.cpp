@@ -377,7 +377,7 @@ TEST(XmlEdit, InstructionsWithMarkupInTheirValues) {
 TEST(XmlEdit, StartTagsOfFourMillionUnits) {
   constexpr std::size_t kMax = orv::ElementEntry::kMaxStartTag;
   for (const std::wstring end : {L"'>", L"'/>", L"'></r>", L"'>x<c/></r>"}) {
-    for (const std::size_t size : {kMax - 1, kMax, kMax + 1, kMax + 2, kMax + 3, 2 * kMax}) {
+    for (const std::size_t size : {kMax - 1, kMax, kMax + 1, 2 * kMax}) {
       SCOPED_TRACE(Show(end) + std::to_string(size));
       const std::size_t value = size - 6 - (end.find(L'>') + 1);
       const std::wstring text = L"<r a='" + std::wstring(value, L'x') + end;
@@ -390,13 +390,16 @@ TEST(XmlEdit, StartTagsOfFourMillionUnits) {
       EXPECT_EQ(Show(doc.GetElemContent()), fits && end.size() > 8 ? "x<c/>" : "");
       std::wstring buffer;
       EXPECT_EQ(orv::CursorOf(doc).Data(&buffer), doc.GetData());
+      // A refused edit leaves the text.
+      const auto startAgain = [&] {
+        if (fits) doc.SetDoc(text);
+        doc.ResetPos();
+        return doc.FindElem();
+      };
       EXPECT_EQ(doc.SetAttrib(L"b", L""), fits);
-      EXPECT_EQ(doc.SetDoc(text), isGood);
-      EXPECT_EQ(doc.FindElem() && doc.SetData(L"d"), fits);
-      EXPECT_EQ(doc.SetDoc(text), isGood);
-      EXPECT_EQ(doc.FindElem() && doc.IntoElem() && doc.AddElem(L"b"), fits);
-      EXPECT_EQ(doc.SetDoc(text), isGood);
-      EXPECT_EQ(doc.FindElem() && doc.AddNode(CMarkup::NODE_COMMENT, L"after"), true);
+      EXPECT_EQ(startAgain() && doc.SetData(L"d"), fits);
+      EXPECT_EQ(startAgain() && doc.IntoElem() && doc.AddElem(L"b"), fits);
+      EXPECT_EQ(startAgain() && doc.AddNode(CMarkup::NODE_COMMENT, L"after"), true);
       EXPECT_EQ(doc.GetDoc().compare(0, text.size(), text), 0);
     }
   }
