@@ -145,7 +145,7 @@ std::string Utf16Bytes(std::wstring_view text);
 
 /// How a program ended.
 struct ProgramResult {
-  int exitCode = -1;
+  int exitCode = -1;     ///< on Linux, minus the number of the signal that ended it
   std::string output;    ///< its standard output
   std::string messages;  ///< its standard error
 };

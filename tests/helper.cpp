@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -129,6 +130,15 @@ int HoldFile(const Arguments& arguments) {
   return file.Open(orv::ToPath(orv::Utf8ToWide(arguments[0]))) ? 0 : 1;
 }
 
+/// Writes beyond a buffer on the stack, over the stack protector's value.
+int OverrunStack(const Arguments&) {
+  char buffer[16];
+  const volatile std::size_t size = 3 * sizeof buffer;
+  std::memset(buffer, 1, size);
+  std::printf("%d", buffer[0]);
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -140,7 +150,8 @@ int main(int argc, char** argv) {
   } jobs[] = {{"registry", 2, WriteRegistry},   {"log", 0, WriteLog},
               {"load", 4, WorkUnderLoad},       {"save", 0, SaveOwnSession, true},
               {"session", 2, UseSession, true}, {"hold", 1, HoldFile},
-              {"image", 0, SaveImage},          {"items", 1, WriteItems, true}};
+              {"image", 0, SaveImage},          {"items", 1, WriteItems, true},
+              {"overrun", 0, OverrunStack}};
   if (argc < 2) return 2;
   const Arguments arguments(argv + 2, argv + argc);
   for (const auto& job : jobs) {

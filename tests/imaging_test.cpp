@@ -577,7 +577,7 @@ TEST(SplitImage, ReadsNoMaskRowOutsideTheMask) {
     for (const test::Edge edge : test::kEdges) {
       StridedBitmap mask(1, maskHeight, maskStride, PixelFormat24bppRGB, edge);
       const LockedBits bits(&mask.bitmap, ImageLockModeRead, PixelFormat24bppRGB);
-      const PixelPlane plane = MaskPlaneOf(*bits.data(), {nullptr, pageStride, 4, 5});
+      const PixelPlane plane = MaskRowsFor(*bits.data(), {nullptr, pageStride, 4, 5});
       EXPECT_EQ(plane.height, rows) << maskStride << ' ' << pageStride;
       for (int y = 0; y < plane.height; ++y) {
         EXPECT_THAT(std::span(plane.Row(y), 12), testing::Each(0xA5));

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdint>
 #include <optional>
 #include <thread>
@@ -358,6 +359,20 @@ TEST(Modules, AMissingResourceFileIsAnError) {
   orv::test::WriteBytes(folder.path() / "empty.dll", "");
   EXPECT_EQ(orv::LoadResourceModule(folder.Name(L"empty.dll")), nullptr);
   EXPECT_NE(GetLastError(), static_cast<DWORD>(ERROR_SUCCESS));
+}
+
+TEST(StackProtector, EndsAProcessThatOverrunsABuffer) {
+#if defined(ORV_SANITIZED)
+  GTEST_SKIP() << "the sanitizer reports the overrun first";
+#endif
+  const orv::test::ProgramResult ended = orv::test::RunProgram(ORV_TEST_HELPER, {"overrun"});
+  EXPECT_EQ(ended.output, "");
+#if defined(_WIN32)
+  EXPECT_EQ(static_cast<DWORD>(ended.exitCode), 0xC0000602u);  // a fail-fast exception
+#else
+  EXPECT_EQ(ended.exitCode, -SIGABRT);
+  EXPECT_NE(ended.messages.find("stack smashing detected"), std::string::npos) << ended.messages;
+#endif
 }
 
 TEST(Clock, MatchesTheCLibrary) {

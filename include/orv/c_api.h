@@ -19,9 +19,9 @@
 ///   null pointer, or a number outside its range, is `ORV_ERROR_ARGUMENT`, and every function that
 ///   needs memory can return `ORV_ERROR_MEMORY`; comments name the other codes. After an error the
 ///   outputs are unchanged unless a comment says otherwise.
-/// - Texts are UTF-16 code units with a separate count; they need no terminator and must not
-/// contain
-///   NUL. Where a text may be empty, a null pointer with the count 0 is one.
+/// - Texts are UTF-16 code units with a separate count; they need no terminator. A text that
+///   contains NUL is `ORV_ERROR_ARGUMENT`. Where a text may be empty, a null pointer with the count
+///   0 is one.
 /// - Results of variable length go to a buffer of the caller: `buffer`, `capacity` and `*length`,
 ///   in units for texts, in bytes for other data. `*length` is set to the needed size. If that
 ///   exceeds `capacity`, nothing is written to the buffer, and the result is `ORV_ERROR_BUFFER`:
@@ -337,12 +337,12 @@ ORV_C_API int32_t ORV_C_CALL orv_page_split(const orv_image* page, uint32_t colo
 
 /// Encrypts bytes to the format of protected files, which is at most 36 bytes longer. Each call
 /// produces different bytes of the same length. `ORV_ERROR_INTERNAL` if the system's cipher fails,
-/// if its memory runs out, or for more than about 2 GB.
+/// or for more than about 2 GB.
 ORV_C_API int32_t ORV_C_CALL orv_encrypt(const void* plain, uint32_t plain_length, void* buffer,
                                          uint32_t capacity, uint32_t* length);
 
 /// Decrypts the bytes of a protected file; the result is shorter than they are. `ORV_ERROR_INVALID`
-/// if they are damaged or incomplete, or if the cipher's memory runs out.
+/// if they are damaged or incomplete.
 ORV_C_API int32_t ORV_C_CALL orv_decrypt(const void* bytes, uint32_t bytes_length, void* buffer,
                                          uint32_t capacity, uint32_t* length);
 

@@ -24,8 +24,6 @@ constexpr const char* kErrorTexts[] = {
     "internal error",
 };
 static_assert(std::size(kErrorTexts) == ORV_ERROR_INTERNAL + 1);
-static_assert(ORV_LOG_ERROR == int{eLogLevelError} && ORV_LOG_WARNING == int{eLogLevelWarning} &&
-              ORV_LOG_INFO == int{eLogLevelInfo} && ORV_LOG_TRACE == int{eLogLevelTrace});
 
 orv::Lock sessionLock;
 
@@ -50,7 +48,7 @@ const char* ORV_C_CALL orv_error_text(std::int32_t code) {
 std::int32_t ORV_C_CALL orv_log_open(const std::uint16_t* module, std::uint32_t module_length,
                                      const std::uint16_t* folder, std::uint32_t folder_length,
                                      orv_log** log) {
-  if (!orv::IsBuffer(module, module_length) || !orv::IsBuffer(folder, folder_length) ||
+  if (!orv::IsText(module, module_length) || !orv::IsText(folder, folder_length) ||
       log == nullptr) {
     return ORV_ERROR_ARGUMENT;
   }
@@ -67,8 +65,8 @@ std::int32_t ORV_C_CALL orv_log_open(const std::uint16_t* module, std::uint32_t 
 std::int32_t ORV_C_CALL orv_log_write(orv_log* log, std::int32_t level,
                                       const std::uint16_t* message, std::uint32_t message_length,
                                       const std::uint16_t* source, std::uint32_t source_length) {
-  if (!IsLogLevel(level) || !orv::IsBuffer(message, message_length) ||
-      !orv::IsBuffer(source, source_length)) {
+  if (!IsLogLevel(level) || !orv::IsText(message, message_length) ||
+      !orv::IsText(source, source_length)) {
     return ORV_ERROR_ARGUMENT;
   }
   return orv::CallFromC([=] {

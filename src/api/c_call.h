@@ -35,7 +35,13 @@ inline bool IsBuffer(const void* buffer, std::uint32_t size) {
   return buffer != nullptr || size == 0;
 }
 
-/// A caller's text, which `IsBuffer` accepts.
+/// Whether a text is valid. Paths, names and messages end at a NUL elsewhere, so one in a text
+/// would cut it silently.
+inline bool IsText(const std::uint16_t* units, std::uint32_t length) {
+  return IsBuffer(units, length) && std::find(units, units + length, 0) == units + length;
+}
+
+/// A caller's text, which `IsText` accepts.
 inline std::wstring TextFromC(const std::uint16_t* units, std::uint32_t length) {
   return units != nullptr ? std::wstring(units, units + length) : std::wstring();
 }

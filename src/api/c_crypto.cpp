@@ -54,7 +54,10 @@ bool ReadFileForC(const std::wstring& path, std::string* bytes) {
 std::int32_t TransformFileForC(const Transform& transform, const std::uint16_t* source,
                                std::uint32_t sourceLength, const std::uint16_t* target,
                                std::uint32_t targetLength) {
-  if (source == nullptr || target == nullptr) return ORV_ERROR_ARGUMENT;
+  if (source == nullptr || !orv::IsText(source, sourceLength) || target == nullptr ||
+      !orv::IsText(target, targetLength)) {
+    return ORV_ERROR_ARGUMENT;
+  }
   return orv::CallFromC([=]() -> std::int32_t {
     std::string bytes;
     if (!ReadFileForC(orv::TextFromC(source, sourceLength), &bytes)) return ORV_ERROR_UNREADABLE;
@@ -69,10 +72,9 @@ std::int32_t TransformFileForC(const Transform& transform, const std::uint16_t* 
 
 std::int32_t Hash(std::string_view bytes, std::uint8_t* digest) {
   BYTE result[orv::kSha256Size];
-  if (orv::Sha256(reinterpret_cast<const BYTE*>(bytes.data()), static_cast<DWORD>(bytes.size()),
-                  result)) {
-    return ORV_ERROR_INTERNAL;
-  }
+  const orv::CryptoFailure failure = orv::Sha256(reinterpret_cast<const BYTE*>(bytes.data()),
+                                                 static_cast<DWORD>(bytes.size()), result);
+  if (failure) return orv::IsOutOfMemory(failure) ? ORV_ERROR_MEMORY : ORV_ERROR_INTERNAL;
   std::memcpy(digest, result, sizeof(result));
   return ORV_OK;
 }
@@ -106,7 +108,9 @@ std::int32_t ORV_C_CALL orv_hash(const void* bytes, std::uint32_t length, std::u
 
 std::int32_t ORV_C_CALL orv_hash_file(const std::uint16_t* path, std::uint32_t path_length,
                                       std::uint8_t digest[32]) {
-  if (path == nullptr || digest == nullptr) return ORV_ERROR_ARGUMENT;
+  if (path == nullptr || !orv::IsText(path, path_length) || digest == nullptr) {
+    return ORV_ERROR_ARGUMENT;
+  }
   return orv::CallFromC([=]() -> std::int32_t {
     std::string bytes;
     if (!ReadFileForC(orv::TextFromC(path, path_length), &bytes)) return ORV_ERROR_UNREADABLE;

@@ -32,12 +32,6 @@ orv::PixelPlane PlaneFromC(const orv_image& image) {
   return {static_cast<std::uint8_t*>(image.pixels), image.stride, image.width, image.height};
 }
 
-static_assert(ORV_DITHER_FLOYD_STEINBERG == int{eBitmapDithererFloydSteinberg} &&
-              ORV_DITHER_SIERRA_LITE == int{eBitmapDithererSierraLite} &&
-              ORV_DITHER_MATRIX4 == int{eBitmapDithererMatrix4} &&
-              ORV_DITHER_MATRIX8 == int{eBitmapDithererMatrix8} &&
-              ORV_DITHER_MATRIX16 == int{eBitmapDithererMatrix16});
-
 eBitmapDitherer MethodFromC(std::int32_t method) { return static_cast<eBitmapDitherer>(method); }
 
 bool IsColour(std::uint32_t colour) { return colour <= 0xFFFFFF; }

@@ -17,9 +17,6 @@
 #include "orv/platform/registry.h"
 #include "orv/platform/types.h"
 
-static_assert(ORV_RECORD_SIZE == tagOEMDEV::kSize);
-static_assert(ORV_PUBLIC_RECORD_SIZE == sizeof(DEVMODEW));
-
 namespace {
 
 /// Copies a caller's record, which may be unaligned.
@@ -60,7 +57,7 @@ std::int32_t CodeOfMerge(const orv::DevmodeResult& result) {
 bool AreMergeInputs(const void* printer, const std::uint16_t* name, std::uint32_t nameLength,
                     const void* in, std::uint32_t size, const void* publicIn,
                     std::uint32_t publicSize) {
-  return printer != nullptr && orv::IsBuffer(name, nameLength) && IsRecord(in, size) &&
+  return printer != nullptr && orv::IsText(name, nameLength) && IsRecord(in, size) &&
          publicIn != nullptr && publicSize == sizeof(DEVMODEW);
 }
 

@@ -1,12 +1,12 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "api/c_call.h"
+#include "api/c_config.h"
 #include "orv/c_api.h"
 #include "orv/devmode/stock_items.h"
 #include "orv/logging/logger.h"
@@ -16,18 +16,13 @@
 
 namespace {
 
-constexpr std::size_t kStockValues = std::size(orv_stock_item{}.values);
-
 /// A caller's printer, opened; without a name the common items are meant.
 class StockPlace {
  public:
   StockPlace(const std::uint16_t* printer, std::uint32_t length)
       : name_(orv::TextFromC(printer, length)),
         handle_(name_.empty() ? nullptr : orv::OpenPrinterHandle(name_.c_str())),
-        isDescribed_(handle_ != nullptr && orv::GetPrinterFacts(handle_, &facts_)) {}
-  StockPlace(const StockPlace&) = delete;
-  StockPlace& operator=(const StockPlace&) = delete;
-  ~StockPlace() { orv::ClosePrinterHandle(handle_); }
+        isDescribed_(handle_ != nullptr && orv::GetPrinterFacts(handle_.get(), &facts_)) {}
 
   bool IsFound() const { return name_.empty() || isDescribed_; }
   std::wstring Path() const {
@@ -38,14 +33,14 @@ class StockPlace {
   bool Read(CLoggerClient* client, std::vector<StockItem>* items) const {
     if (name_.empty()) return orv::ReadStockItems(Path(), items) == ERROR_SUCCESS;
     const orv::LockGuard guard(orv::SessionLock());
-    const orv::StockList list = orv::LoadStockItems(handle_, name_.c_str(), client);
+    const orv::StockList list = orv::LoadStockItems(handle_.get(), name_.c_str(), client);
     items->assign(list.items.begin(), list.items.end());
     return !list.failure;
   }
 
  private:
   std::wstring name_;
-  HANDLE handle_;
+  orv::OpenedPrinter handle_;
   orv::PrinterFacts facts_;
   bool isDescribed_;
 };
@@ -69,7 +64,7 @@ orv_stock_item ItemForC(const StockItem& item) {
   std::memcpy(result.guid, &item.guid, sizeof(result.guid));
   orv::CutToC(std::wstring_view(item.DisplayName).substr(0, orv::kMaxStockName), result.name,
               orv::kMaxStockName, &result.name_length);
-  for (std::size_t i = 0; i < kStockValues; ++i) {
+  for (std::size_t i = 0; i < orv::kStockValueCount; ++i) {
     result.values[i] = item.*orv::StockValues()[i].field;
   }
   return result;
@@ -77,25 +72,25 @@ orv_stock_item ItemForC(const StockItem& item) {
 
 bool IsItem(const orv_stock_item* item) {
   return item != nullptr && item->size >= sizeof(orv_stock_item) && item->name_length > 0 &&
-         item->name_length <= orv::kMaxStockName;
+         item->name_length <= orv::kMaxStockName && orv::IsText(item->name, item->name_length);
 }
 
 StockItem ItemFromC(const orv_stock_item& item) {
   StockItem result;
   std::memcpy(&result.guid, item.guid, sizeof(result.guid));
   result.DisplayName = orv::TextFromC(item.name, item.name_length);
-  for (std::size_t i = 0; i < kStockValues; ++i) {
+  for (std::size_t i = 0; i < orv::kStockValueCount; ++i) {
     result.*orv::StockValues()[i].field = item.values[i];
   }
   return result;
 }
 
 /// The names of the values in narrow characters, made once.
-using ValueNames = std::array<std::array<char, 32>, kStockValues>;
+using ValueNames = std::array<std::array<char, 32>, orv::kStockValueCount>;
 const ValueNames& StockValueNames() {
   static const ValueNames names = [] {
     ValueNames made{};
-    for (std::size_t i = 0; i < kStockValues; ++i) {
+    for (std::size_t i = 0; i < orv::kStockValueCount; ++i) {
       const std::wstring_view name = orv::StockValues()[i].name;
       std::ranges::transform(name, made[i].begin(), [](wchar_t c) { return static_cast<char>(c); });
     }
@@ -107,13 +102,13 @@ const ValueNames& StockValueNames() {
 }  // namespace
 
 const char* ORV_C_CALL orv_stock_value_name(std::uint32_t index) {
-  return index < kStockValues ? StockValueNames()[index].data() : nullptr;
+  return index < orv::kStockValueCount ? StockValueNames()[index].data() : nullptr;
 }
 
 std::int32_t ORV_C_CALL orv_stock_list(const std::uint16_t* printer, std::uint32_t printer_length,
                                        orv_log* log, orv_stock_item* items, std::uint32_t capacity,
                                        std::uint32_t* count) {
-  if (!orv::IsBuffer(printer, printer_length) || !orv::IsBuffer(items, capacity) ||
+  if (!orv::IsText(printer, printer_length) || !orv::IsBuffer(items, capacity) ||
       count == nullptr || (capacity > 0 && items->size < sizeof(orv_stock_item))) {
     return ORV_ERROR_ARGUMENT;
   }
@@ -138,7 +133,7 @@ std::int32_t ORV_C_CALL orv_stock_list(const std::uint16_t* printer, std::uint32
 
 std::int32_t ORV_C_CALL orv_stock_add(const std::uint16_t* printer, std::uint32_t printer_length,
                                       orv_log* log, const orv_stock_item* item) {
-  if (!orv::IsBuffer(printer, printer_length) || !IsItem(item)) return ORV_ERROR_ARGUMENT;
+  if (!orv::IsText(printer, printer_length) || !IsItem(item)) return ORV_ERROR_ARGUMENT;
   return orv::CallFromC([=]() -> std::int32_t {
     const StockPlace place(printer, printer_length);
     if (!place.IsFound()) return ORV_ERROR_NOT_FOUND;
@@ -149,7 +144,7 @@ std::int32_t ORV_C_CALL orv_stock_add(const std::uint16_t* printer, std::uint32_
 
 std::int32_t ORV_C_CALL orv_stock_remove(const std::uint16_t* printer, std::uint32_t printer_length,
                                          const std::uint8_t guid[16]) {
-  if (!orv::IsBuffer(printer, printer_length) || guid == nullptr) return ORV_ERROR_ARGUMENT;
+  if (!orv::IsText(printer, printer_length) || guid == nullptr) return ORV_ERROR_ARGUMENT;
   return orv::CallFromC([=]() -> std::int32_t {
     const StockPlace place(printer, printer_length);
     if (!place.IsFound()) return ORV_ERROR_NOT_FOUND;

@@ -6,9 +6,9 @@
 #include "base/product.h"
 #include "base/utf8.h"
 #include "config/section_readers.h"
+#include "crypto/protected_text.h"
 #include "crypto/sha256.h"
 #include "orv/config/config_parser.h"
-#include "orv/crypto/crypto_helper.h"
 #include "orv/platform/spooler.h"
 #include "orv/xml/markup.h"
 #include "platform/files.h"
@@ -25,10 +25,10 @@ constexpr wchar_t kDigestSalt[] = L"7e4a91c2-3b5d-4f08-9a6e-21d4c8b07f53";
 constexpr std::size_t kMaxName = 1022;
 
 /// The file's text, empty when it cannot be read. A folder, a pipe or a device has no size, for
-/// which `LoadFileUTF8` throws; here it counts as unreadable.
-CString LoadText(const std::wstring& path, CLoggerClient* client) {
+/// which `LoadProtectedText` throws; here it counts as unreadable.
+CString LoadText(const std::wstring& path, CLoggerClient* client, bool* isOutOfMemory) {
   try {
-    return CCryptoHelper::LoadFileUTF8(path, client);
+    return LoadProtectedText(path, client, isOutOfMemory);
   } catch (const std::filesystem::filesystem_error&) {
     return {};
   }
@@ -95,8 +95,12 @@ LoadResult LoadConfigFile(const std::wstring& path, ConfigsCache* cache, CLogger
   LoadResult result;
   if (cache != nullptr && (result.config = cache->GetConfig(path)) != nullptr) return result;
 
-  CString text = LoadText(path, client);
-  if (text.empty()) return Fail(LoadFailure::kUnreadable, path, {}, observer);
+  bool isOutOfMemory = false;
+  CString text = LoadText(path, client, &isOutOfMemory);
+  if (text.empty()) {
+    return Fail(isOutOfMemory ? LoadFailure::kOutOfMemory : LoadFailure::kUnreadable, path, {},
+                observer);
+  }
   observer->OnTextRead();
 
   CMarkup xml;

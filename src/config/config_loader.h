@@ -25,6 +25,7 @@ enum class LoadFailure {
   kNone,
   kInvalidPrinter,  ///< the handle does not belong to a printer
   kUnreadable,      ///< no such file, an empty one, or one that cannot be decrypted
+  kOutOfMemory,     ///< memory ran out while the file was read or decrypted
   kMalformed,       ///< not well-formed XML
   kInvalid,         ///< a section is missing or wrong
 };
@@ -33,7 +34,7 @@ struct LoadResult {
   Config* config = nullptr;       ///< null after a failure
   std::unique_ptr<Config> owned;  ///< owns `config` when no cache is used
   LoadFailure failure = LoadFailure::kNone;
-  CString detail;     ///< the error of the parser or the reader, for the last two failures
+  CString detail;     ///< the error of the parser or the reader, of a malformed or invalid file
   std::wstring path;  ///< of a printer's file, set by `LoadPrinterConfig`
 };
 

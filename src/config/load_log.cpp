@@ -46,6 +46,7 @@ void LoadLog::OnFailure(LoadFailure failure, const std::wstring& path, const CSt
       log(L"Unable to get the printer driver name for the printer!");
       break;
     case LoadFailure::kUnreadable:
+    case LoadFailure::kOutOfMemory:
       log(L"Unable to load the config file %ls", path.c_str());
       break;
     case LoadFailure::kMalformed:

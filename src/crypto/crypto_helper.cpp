@@ -8,7 +8,10 @@
 #include <string_view>
 
 #include "base/utf8.h"
+#include "crypto/cipher_result.h"
+#include "crypto/protected_text.h"
 #include "orv/crypto/encryption_aes.h"
+#include "platform/cryptography.h"
 #include "platform/files.h"
 #include "platform/heap.h"
 
@@ -93,12 +96,28 @@ DWORD WriteTarget(const CString& path, const BYTE* bytes, DWORD length, CLoggerC
   return 0;
 }
 
+/// Converts bytes by `convert(cipher, bytes, length)`. Returns nothing on failure, but throws if
+/// memory runs out.
+template <typename Conversion>
+std::optional<std::string> ConvertedBytes(std::string_view bytes, Conversion convert) {
+  if (bytes.size() > kMaxConvertedSize) return std::nullopt;
+  const CEncryptionAES cipher(kKeyText, CStringA(kProtectedMarker));
+  if (cipher.m_pKey == nullptr) throw std::bad_alloc();
+  const orv::CipherResult result = convert(cipher, reinterpret_cast<const BYTE*>(bytes.data()),
+                                           static_cast<DWORD>(bytes.size()));
+  if (orv::IsOutOfMemory(result.failure)) throw std::bad_alloc();
+  if (result.failure) return std::nullopt;
+  return std::string(reinterpret_cast<const char*>(result.bytes.get()), result.length);
+}
+
 bool IsProtected(const BYTE* bytes, DWORD length) {
   return std::string_view(reinterpret_cast<const char*>(bytes), length)
       .starts_with(kProtectedMarker);
 }
 
-CString LoadText(const CString& path, CLoggerClient* client) {
+/// Loads a file. Running out of memory is either logged and reported in `*isOutOfMemory`, or
+/// thrown.
+CString LoadText(const CString& path, CLoggerClient* client, bool* isOutOfMemory) {
   const auto fail = [&](const wchar_t* format) {
     LogFormat(eLogLevelError, client, nullptr, format, path.c_str());
     return CString();
@@ -116,7 +135,10 @@ CString LoadText(const CString& path, CLoggerClient* client) {
     return fail(L"Unable to open the file %ls");
   }
   HeapBuffer buffer = AllocateFor(size);
-  if (buffer == nullptr) return fail(kNoLoadBuffer);
+  if (buffer == nullptr) {
+    *isOutOfMemory = true;
+    return fail(kNoLoadBuffer);
+  }
   if (!ReadWhole(&stream, size, buffer.get())) return fail(L"Unable to open the file %ls");
   const auto length = static_cast<DWORD>(size);
 
@@ -133,19 +155,20 @@ CString LoadText(const CString& path, CLoggerClient* client) {
     LogFormat(eLogLevelError, client, nullptr,
               L"Error in CEncryptionAES initialization for file %ls. Error code = %d", path.c_str(),
               cipher.m_nErrorCode);
+    *isOutOfMemory = true;
     return {};
   }
-  DWORD plainLength = 0;
   DWORD code = 0;
-  const HeapBuffer plain(cipher.DecryptAsBytes(buffer.get(), length, &plainLength, &code));
+  const orv::CipherResult plain = orv::Unprotect(cipher, buffer.get(), length, &code);
   buffer.reset();  // released before the largest buffer, the text, is allocated
-  if (plain == nullptr) {
+  if (plain.failure) {
+    *isOutOfMemory = orv::IsOutOfMemory(plain.failure);
     LogFormat(eLogLevelError, client, nullptr,
               L"Error in CEncryptionAES::DecryptAsBytes for file %ls. Error code = %d",
               path.c_str(), code);
     return {};
   }
-  CString text = ToText(plain.get(), plainLength);
+  CString text = ToText(plain.bytes.get(), plain.length);
   if (text.empty()) return fail(L"Unable to convert decrypted file content to UTF-8 for file %ls");
   return text;
 }
@@ -187,13 +210,8 @@ DWORD Decrypt(const CString& sourcePath, const CString& targetPath, CLoggerClien
 }  // namespace
 
 CString CCryptoHelper::LoadFileUTF8(const CString& path, CLoggerClient* client) {
-  LogFormat(eLogLevelTrace, client, nullptr, L"Loading file %ls", path.c_str());
-  try {
-    return LoadText(path, client);
-  } catch (const std::bad_alloc&) {
-    LogFormat(eLogLevelError, client, nullptr, kNoLoadBuffer, path.c_str());
-    return {};
-  }
+  bool ignored = false;
+  return orv::LoadProtectedText(path, client, &ignored);
 }
 
 DWORD CCryptoHelper::AesEncryptFile(const CString& sourcePath, const CString& targetPath,
@@ -208,25 +226,28 @@ DWORD CCryptoHelper::AesDecryptFile(const CString& sourcePath, const CString& ta
 
 namespace orv {
 
+CString LoadProtectedText(const CString& path, CLoggerClient* client, bool* isOutOfMemory) {
+  LogFormat(eLogLevelTrace, client, nullptr, L"Loading file %ls", path.c_str());
+  try {
+    return LoadText(path, client, isOutOfMemory);
+  } catch (const std::bad_alloc&) {
+    *isOutOfMemory = true;
+    LogFormat(eLogLevelError, client, nullptr, kNoLoadBuffer, path.c_str());
+    return {};
+  }
+}
+
 std::optional<std::string> ProtectBytes(std::string_view plain) {
-  if (plain.size() > kMaxConvertedSize) return std::nullopt;
-  CEncryptionAES cipher(kKeyText, CStringA(kProtectedMarker));
-  DWORD length = 0;
-  const HeapBuffer result(cipher.EncryptAsBytes(reinterpret_cast<const BYTE*>(plain.data()),
-                                                static_cast<DWORD>(plain.size()), &length));
-  if (result == nullptr) return std::nullopt;
-  return std::string(reinterpret_cast<const char*>(result.get()), length);
+  return ConvertedBytes(plain, [](const CEncryptionAES& cipher, const BYTE* bytes, DWORD length) {
+    return Protect(cipher, bytes, length);
+  });
 }
 
 std::optional<std::string> UnprotectBytes(std::string_view bytes) {
-  if (bytes.size() > kMaxConvertedSize) return std::nullopt;
-  CEncryptionAES cipher(kKeyText, CStringA(kProtectedMarker));
-  DWORD length = 0;
-  DWORD code = 0;
-  const HeapBuffer plain(cipher.DecryptAsBytes(reinterpret_cast<const BYTE*>(bytes.data()),
-                                               static_cast<DWORD>(bytes.size()), &length, &code));
-  if (plain == nullptr) return std::nullopt;
-  return std::string(reinterpret_cast<const char*>(plain.get()), length);
+  return ConvertedBytes(bytes, [](const CEncryptionAES& cipher, const BYTE* data, DWORD length) {
+    DWORD ignored = 0;
+    return Unprotect(cipher, data, length, &ignored);
+  });
 }
 
 }  // namespace orv

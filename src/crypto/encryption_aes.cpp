@@ -4,15 +4,18 @@
 #include <cstring>
 #include <cwchar>
 #include <new>
+#include <utility>
 
 #include "base/hex.h"
 #include "base/utf8.h"
+#include "crypto/cipher_result.h"
 #include "crypto/sha256.h"
 #include "crypto/vector_generator.h"
 #include "orv/text/format.h"
 #include "platform/cryptography.h"
 #include "platform/heap.h"
 
+using orv::CipherResult;
 using orv::CryptoFailure;
 using orv::CryptoStep;
 using orv::HeapBuffer;
@@ -69,39 +72,46 @@ void Print(const wchar_t* format, Status... status) {
   }
 }
 
-/// Prints the line of a failed step. Returns whether the step failed.
-bool Report(const CryptoFailure& failure) {
+/// Prints the line of a failed step, and returns the failure.
+CryptoFailure Report(const CryptoFailure& failure) {
   for (const auto& [step, line] : kDiagnostics) {
     if (step == failure.step) Print(line, failure.status);
   }
-  return static_cast<bool>(failure);
+  return failure;
 }
 
-/// Runs work that returns a result. Without memory it prints the line and returns an empty result.
-template <typename Work>
-auto EmptyWithoutMemory(Work work) -> decltype(work()) {
+/// Returns what `work` returns. Without memory it prints the line and returns `failure`.
+template <typename Result, typename Work>
+Result OrReported(Result failure, Work work) {
   try {
     return work();
   } catch (const std::bad_alloc&) {
     Report({CryptoStep::kAllocate, 0});
-    return {};
+    return failure;
   }
 }
 
-/// Imports the key and copies the first block of the initialization vector. Returns false, with the
-/// line printed, on failure.
-bool Prepare(const BYTE* key, DWORD keyLength, const BYTE* iv, DWORD ivLength,
-             BYTE (&vector)[kAesBlockSize], orv::AesCbc* cipher) {
+CipherResult Failed(const CryptoFailure& failure) { return {.bytes = nullptr, .failure = failure}; }
+
+/// Runs work that returns a `CipherResult`.
+template <typename Work>
+CipherResult RunCipher(Work work) {
+  return OrReported(Failed({CryptoStep::kAllocate, 0}), work);
+}
+
+/// Imports the key and copies the first block of the initialization vector.
+CryptoFailure Prepare(const BYTE* key, DWORD keyLength, const BYTE* iv, DWORD ivLength,
+                      BYTE (&vector)[kAesBlockSize], orv::AesCbc* cipher) {
+  const CryptoFailure invalid = {CryptoStep::kGenerateKey, orv::kStatusInvalidParameter};
   if (ivLength < kAesBlockSize) {
     Print(L"**** block length is longer than the provided IV length\n");
-    return false;
+    return invalid;
   }
   std::memcpy(vector, iv, kAesBlockSize);
   if (key == nullptr || (keyLength != 16 && keyLength != 24 && keyLength != 32)) {
-    Report({CryptoStep::kGenerateKey, orv::kStatusInvalidParameter});
-    return false;
+    return Report(invalid);
   }
-  return !Report(cipher->SetKey(key, keyLength));
+  return Report(cipher->SetKey(key, keyLength));
 }
 
 /// Finds the length of the text before the padding. Returns false if the padding is invalid.
@@ -144,7 +154,104 @@ void SelfTest(orv::AesCbc* cipher, const BYTE (&vector)[kAesBlockSize], const BY
   }
 }
 
+CipherResult EncryptCbc(const BYTE* key, DWORD keyLength, const BYTE* iv, DWORD ivLength,
+                        const BYTE* plain, DWORD plainLength) {
+  return RunCipher([&]() -> CipherResult {
+    orv::AesCbc cipher;
+    BYTE vector[kAesBlockSize];
+    if (const auto failure = Prepare(key, keyLength, iv, ivLength, vector, &cipher)) {
+      return Failed(failure);
+    }
+    if (plainLength >= orv::kMaxCipherLength) {
+      return Failed(Report({CryptoStep::kEncrypt, orv::kStatusInvalidBufferSize}));
+    }
+    CipherResult result;
+    result.failure = Report(cipher.ExportKey());
+    if (!result.failure) {
+      result.failure =
+          Report(cipher.Encrypt(vector, plain, plainLength, &result.bytes, &result.length));
+    }
+    if (result.failure) return Failed(result.failure);
+    SelfTest(&cipher, vector, result.bytes.get(), result.length, plain, plainLength);
+    return result;
+  });
+}
+
+CipherResult DecryptCbc(const BYTE* cipherText, DWORD cipherLength, const BYTE* key,
+                        DWORD keyLength, const BYTE* iv, DWORD ivLength) {
+  return RunCipher([&]() -> CipherResult {
+    orv::AesCbc cipher;
+    BYTE vector[kAesBlockSize];
+    if (const auto failure = Prepare(key, keyLength, iv, ivLength, vector, &cipher)) {
+      return Failed(failure);
+    }
+    CipherResult result;
+    result.failure = Report(
+        DecryptPadded(&cipher, vector, cipherText, cipherLength, &result.bytes, &result.length));
+    return result.failure ? Failed(result.failure) : std::move(result);
+  });
+}
+
+/// Passes a result to a caller who gets only the buffer.
+BYTE* Release(CipherResult result, DWORD* length) {
+  if (result.bytes != nullptr) *length = result.length;
+  return result.bytes.release();
+}
+
 }  // namespace
+
+namespace orv {
+
+CipherResult Protect(const CEncryptionAES& cipher, const BYTE* data, DWORD length) {
+  const HeapBuffer vector(static_cast<BYTE*>(HeapAllocate(kAesBlockSize)));
+  if (vector == nullptr) return Failed({CryptoStep::kAllocateVector, 0});
+  for (DWORD i = 0; i < kAesBlockSize; ++i) {
+    vector[i] = static_cast<BYTE>('A' + NextVectorNumber() % 26);
+  }
+
+  const CipherResult encrypted =
+      EncryptCbc(cipher.m_pKey, cipher.m_nKeyLength, vector.get(), kAesBlockSize, data, length);
+  if (encrypted.failure) return Failed(encrypted.failure);
+
+  const CStringA& marker = cipher.m_stMagic;
+  const DWORD headerLength = static_cast<DWORD>(marker.size()) + 1 + kAesBlockSize;
+  CipherResult result;
+  result.length = headerLength + encrypted.length;
+  result.bytes.reset(static_cast<BYTE*>(HeapAllocate(result.length)));
+  if (result.bytes == nullptr) return Failed({CryptoStep::kAllocate, 0});
+  BYTE* at = result.bytes.get();
+  std::memcpy(at, marker.data(), marker.size());
+  at += marker.size();
+  *at++ = kFormatVersion;
+  std::memcpy(at, vector.get(), kAesBlockSize);
+  std::memcpy(at + kAesBlockSize, encrypted.bytes.get(), encrypted.length);
+  return result;
+}
+
+CipherResult Unprotect(const CEncryptionAES& cipher, const BYTE* data, DWORD length, DWORD* code) {
+  const DWORD markerLength = static_cast<DWORD>(cipher.m_stMagic.size());
+  const DWORD headerLength = markerLength + 1 + kAesBlockSize;
+  const auto refuse = [code](DWORD reason) {
+    *code = reason;
+    return Failed({CryptoStep::kDecrypt, kStatusDataError});
+  };
+  if (length < markerLength + 1) return refuse(CEncryptionAES::kTooShort);
+  if (std::memcmp(data, cipher.m_stMagic.data(), markerLength) != 0) {
+    return refuse(CEncryptionAES::kWrongMarker);
+  }
+  const BYTE version = data[markerLength];
+  if (version > kFormatVersion) return refuse(CEncryptionAES::kVersionTooHigh);
+  if (version != kFormatVersion) return refuse(CEncryptionAES::kVersionTooLow);
+  if (length == headerLength) return refuse(CEncryptionAES::kTooShort);
+  // With an incomplete initialization vector there is nothing to decrypt.
+  if (length < headerLength) return refuse(CEncryptionAES::kDecryptFailed);
+  CipherResult plain = DecryptCbc(data + headerLength, length - headerLength, cipher.m_pKey,
+                                  cipher.m_nKeyLength, data + markerLength + 1, kAesBlockSize);
+  if (plain.failure) *code = CEncryptionAES::kDecryptFailed;
+  return plain;
+}
+
+}  // namespace orv
 
 CEncryptionAES::CEncryptionAES(const CStringA& keyText, const CStringA& magic)
     : m_stKeyText(keyText), m_stMagic(magic), m_nKeyLength(kKeyLength) {
@@ -163,88 +270,24 @@ CEncryptionAES::CEncryptionAES(const CStringA& keyText, const CStringA& magic)
 CEncryptionAES::~CEncryptionAES() { orv::HeapRelease(m_pKey); }
 
 BYTE* CEncryptionAES::EncryptAsBytes(const BYTE* data, DWORD length, DWORD* outLength) {
-  m_nErrorCode = 0;
-  const HeapBuffer vector(static_cast<BYTE*>(orv::HeapAllocate(kAesBlockSize)));
-  if (vector == nullptr) {
-    m_nErrorCode = 2;
-    return nullptr;
-  }
-  for (DWORD i = 0; i < kAesBlockSize; ++i) {
-    vector[i] = static_cast<BYTE>('A' + orv::NextVectorNumber() % 26);
-  }
-
-  DWORD cipherLength = 0;
-  const HeapBuffer cipher(AesCbcEncrypt(m_pKey, m_nKeyLength, vector.get(), kAesBlockSize, data,
-                                        length, &cipherLength));
-  if (cipher == nullptr) return nullptr;
-
-  const DWORD headerLength = static_cast<DWORD>(m_stMagic.size()) + 1 + kAesBlockSize;
-  BYTE* const result = static_cast<BYTE*>(orv::HeapAllocate(headerLength + cipherLength));
-  if (result == nullptr) return nullptr;
-  BYTE* at = result;
-  std::memcpy(at, m_stMagic.data(), m_stMagic.size());
-  at += m_stMagic.size();
-  *at++ = kFormatVersion;
-  std::memcpy(at, vector.get(), kAesBlockSize);
-  std::memcpy(at + kAesBlockSize, cipher.get(), cipherLength);
-  *outLength = headerLength + cipherLength;
-  return result;
+  CipherResult result = orv::Protect(*this, data, length);
+  m_nErrorCode = result.failure.step == CryptoStep::kAllocateVector ? 2 : 0;
+  return Release(std::move(result), outLength);
 }
 
 BYTE* CEncryptionAES::DecryptAsBytes(const BYTE* data, DWORD length, DWORD* outLength,
                                      DWORD* code) {
-  const DWORD markerLength = static_cast<DWORD>(m_stMagic.size());
-  const DWORD headerLength = markerLength + 1 + kAesBlockSize;
-  const auto refuse = [code](DWORD reason) -> BYTE* {
-    *code = reason;
-    return nullptr;
-  };
-  if (length < markerLength + 1) return refuse(kTooShort);
-  if (std::memcmp(data, m_stMagic.data(), markerLength) != 0) return refuse(kWrongMarker);
-  const BYTE version = data[markerLength];
-  if (version > kFormatVersion) return refuse(kVersionTooHigh);
-  if (version != kFormatVersion) return refuse(kVersionTooLow);
-  if (length == headerLength) return refuse(kTooShort);
-  // With an incomplete initialization vector there is nothing to decrypt.
-  if (length < headerLength) return refuse(kDecryptFailed);
-  BYTE* const plain =
-      AesCbcDecrypt(data + headerLength, length - headerLength, m_pKey, m_nKeyLength,
-                    data + markerLength + 1, kAesBlockSize, outLength);
-  return plain != nullptr ? plain : refuse(kDecryptFailed);
+  return Release(orv::Unprotect(*this, data, length, code), outLength);
 }
 
 BYTE* AesCbcEncrypt(const BYTE* key, DWORD keyLength, const BYTE* iv, DWORD ivLength,
                     const BYTE* plain, DWORD plainLength, DWORD* cipherLength) {
-  return EmptyWithoutMemory([&]() -> BYTE* {
-    orv::AesCbc cipher;
-    BYTE vector[kAesBlockSize];
-    if (!Prepare(key, keyLength, iv, ivLength, vector, &cipher)) return nullptr;
-    if (plainLength >= orv::kMaxCipherLength) {
-      Report({CryptoStep::kEncrypt, orv::kStatusInvalidBufferSize});
-      return nullptr;
-    }
-    HeapBuffer encrypted;
-    if (Report(cipher.ExportKey()) ||
-        Report(cipher.Encrypt(vector, plain, plainLength, &encrypted, cipherLength))) {
-      return nullptr;
-    }
-    SelfTest(&cipher, vector, encrypted.get(), *cipherLength, plain, plainLength);
-    return encrypted.release();
-  });
+  return Release(EncryptCbc(key, keyLength, iv, ivLength, plain, plainLength), cipherLength);
 }
 
 BYTE* AesCbcDecrypt(const BYTE* cipherText, DWORD cipherLength, const BYTE* key, DWORD keyLength,
                     const BYTE* iv, DWORD ivLength, DWORD* plainLength) {
-  return EmptyWithoutMemory([&]() -> BYTE* {
-    orv::AesCbc cipher;
-    BYTE vector[kAesBlockSize];
-    if (!Prepare(key, keyLength, iv, ivLength, vector, &cipher)) return nullptr;
-    HeapBuffer plain;
-    if (Report(DecryptPadded(&cipher, vector, cipherText, cipherLength, &plain, plainLength))) {
-      return nullptr;
-    }
-    return plain.release();
-  });
+  return Release(DecryptCbc(cipherText, cipherLength, key, keyLength, iv, ivLength), plainLength);
 }
 
 void FreeCryptoBuffer(BYTE* buffer) { orv::HeapRelease(buffer); }
@@ -262,13 +305,13 @@ CString orv::Sha256HexOf(std::string_view bytes) {
 
 CString Sha256Hex(BYTE* data, DWORD length) {
   const HeapBuffer owned(data);
-  return EmptyWithoutMemory([=] {
+  return OrReported(CString(), [=] {
     return orv::Sha256HexOf({reinterpret_cast<const char*>(data), length});
   });
 }
 
 CString ComputeSha256Hex(const CString& text, const CString& salt) {
-  return EmptyWithoutMemory([&] {
+  return OrReported(CString(), [&] {
     const CStringA bytes = orv::WideToUtf8(salt + text);
     return bytes.empty() ? CString() : orv::Sha256HexOf(bytes);
   });

@@ -68,7 +68,8 @@ Corrections MakeValid(const Config* config, tagOEMDEV* record, MergeObserver* ob
 
 /// A printer's own items, then the common ones that are not among them. `printerName` may be null.
 StockList FindStockItems(HANDLE printer, const wchar_t* printerName, MergeObserver* observer);
-/// Applies an item to both records. A size that the public one cannot hold is reduced there.
+/// Copies the chosen item or size to both records. The public record holds at most 32767 tenths of
+/// a millimetre; a larger size is reduced there.
 void ApplyStockChoice(const StockChoice& choice, DEVMODEW* out, tagOEMDEV* record);
 /// Chooses among the printer's items and applies the choice.
 StockChoice MergeStockItem(const StockList& list, const DEVMODEW& in, DEVMODEW* out,

@@ -47,15 +47,16 @@ constexpr RuleNumber Constant(std::uint32_t number) {
     } \
   }
 // Whether a family has a default option, and a value of that option; 0 without one.
-#define FITTED(family)                                                                  \
-  RuleNumber {                                                                          \
-#family " has a default option",                                                    \
-        [](const Config& config)                                                        \
-             -> std::int32_t { return DefaultOption(config.device.family) != nullptr; } \
+#define FITTED(family)                                           \
+  RuleNumber {                                                   \
+    "1 if " #family " has a default option, otherwise 0",        \
+        [](const Config& config) -> std::int32_t {               \
+          return DefaultOption(config.device.family) != nullptr; \
+        }                                                        \
   }
-#define OPTION(family, expression)                                            \
-  RuleNumber {                                                                \
-#family " default option: " #expression,                                    \
+#define OPTION(family, expression)                                                     \
+  RuleNumber {                                                                         \
+#expression " of the default " #family " option",                                    \
         [](const Config& config) -> std::int32_t {                              \
           const auto* option = DefaultOption(config.device.family);             \
           return option != nullptr ? option->expression : 0;                    \
@@ -130,61 +131,61 @@ constexpr RecordField Renamed(const char* name, RecordField entry) {
 constexpr RecordField kFields[] = {
     FIELD(dwSize, "bytes", Constant(tagOEMDEV::kSize), kAnyValue, "size of the record"),
     FIELD(dwSignature, kNone, Constant(tagOEMDEV::kSignature), kAnyValue, "the characters ORV1"),
-    FIELD(dwVersion, kNone, Constant(tagOEMDEV::kVersion), kAnyValue, "version of the record"),
-    CARRIED(EpLayout, "the legacy layout of the same settings"),
+    FIELD(dwVersion, kNone, Constant(tagOEMDEV::kVersion), kAnyValue, "version of the record's layout"),
+    CARRIED(EpLayout, "the same settings in the legacy layout"),
 
-    FIELD(OutputFormatPNG, kNone, Constant(1), Range(1, 1, Constant(1)), "pages go out as PNG"),
+    FIELD(OutputFormatPNG, kNone, Constant(1), Range(1, 1, Constant(1)), "send pages as PNG images"),
     FIELD(UnprintableLeft, kLength, k0, AtMost(FROM(label.widthMax), k0), "left margin"),
     FIELD(UnprintableRight, kLength, k0, AtMost(FROM(label.widthMax), k0), "right margin"),
     FIELD(UnprintableTop, kLength, k0, AtMost(FROM(label.heightMax), k0), "top margin"),
     FIELD(UnprintableBottom, kLength, k0, AtMost(FROM(label.heightMax), k0), "bottom margin"),
-    FIELD(OffsetX, kLength, k0, AtMost(FROM(label.widthMax), k0), "shift of the image across the label"),
-    FIELD(OffsetY, kLength, k0, AtMost(FROM(label.heightMax), k0), "shift of the image along the label"),
+    FIELD(OffsetX, kLength, k0, AtMost(FROM(label.widthMax), k0), "offset of the image across the label"),
+    FIELD(OffsetY, kLength, k0, AtMost(FROM(label.heightMax), k0), "offset of the image along the label"),
     FIELD(IgnorePaperEnd, kNone, FROM(generalSettings.ignorePaperEndByDefault),
           Offered(FROM(generalSettings.ignorePaperEndEnabled), Flag(FROM(generalSettings.ignorePaperEndByDefault))),
-          "go on printing at the end of the material"),
+          "continue printing when the material runs out"),
     FIELD(Mirror, kNone, FROM(generalSettings.mirroredLabelPrintingByDefault),
           Offered(FROM(generalSettings.mirroredLabelPrintingEnabled), Flag(FROM(generalSettings.mirroredLabelPrintingByDefault))),
-          "print mirrored"),
+          "print a mirror image"),
     FIELD(Invert, kNone, FROM(generalSettings.negativeLabelByDefault),
           Offered(FROM(generalSettings.negativeLabelEnabled), Flag(FROM(generalSettings.negativeLabelByDefault))),
-          "print black as white"),
+          "invert black and white"),
     FIELD(TopSideSameAsBottom, kNone, FROM(generalSettings.topSameAsBottomByDefault),
           Offered(FROM(generalSettings.topSameAsBottomEnabled), Flag(FROM(generalSettings.topSameAsBottomByDefault))),
-          "print the same on both sides"),
+          "print the same image on both sides"),
     FIELD(Reserved1664, kNone, k0, kAnyValue, "reserved"),
     FIELD(SensorType, kNone, FROM(sensorTypes.defaultType), OneOf(AllowedList::kSensorTypes, FROM(sensorTypes.defaultType)),
-          "0 continuous, 1 reflective top, 2 gap, 3 reflective bottom, 4 external positive edge, 5 external negative edge"),
-    FIELD(GapDistance, kLength, k0, AtMost(FROM(label.maxGapDistance), k0), "gap between two labels"),
+          "label sensor: 0 continuous, 1 reflective top, 2 gap, 3 reflective bottom, 4 external positive edge, 5 external negative edge"),
+    FIELD(GapDistance, kLength, k0, AtMost(FROM(label.maxGapDistance), k0), "gap between labels"),
     FIELD(Rotation, "quarter turns", FROM(generalSettings.rotateLabelByDefault ? 0 : 2),
           Offered(FROM(generalSettings.rotateLabelEnabled), Range(0, 3, FROM(generalSettings.rotateLabelByDefault ? 0 : 2))),
           "rotation of the label"),
     FIELD(PrintMode, kNone, FROM(printModes.defaultMode), Range(0, 1, FROM(printModes.defaultMode)),
-          "0 thermal transfer, 1 direct thermal"),
+          "printing method: 0 thermal transfer, 1 direct thermal"),
     FIELD(BackFeedMode, kNone, FROM(generalSettings.backfeedmodeEnabled && generalSettings.backfeedmodeByDefault ? 2 : 1),
           Offered(FROM(generalSettings.backfeedmodeEnabled), Range(0, 2, FROM(generalSettings.backfeedmodeByDefault ? 1 : 0))),
-          "when the material is drawn back"),
+          "when the material is fed back"),
     // A list without 0 refuses it, although it is the default and the fallback; it stays 0.
     FIELD(BackFeedSpeed, kSpeed, k0,
           Offered(FROM(generalSettings.backfeedmodeEnabled), OneOf(AllowedList::kPrintSpeeds, k0)),
-          "speed of drawing back"),
-    FIELD(UnitOfMeasure, kNone, Constant(1), Range(0, 2, Constant(1)), "unit that the user interface shows"),
+          "back-feed speed"),
+    FIELD(UnitOfMeasure, kNone, Constant(1), Range(0, 2, Constant(1)), "unit shown in the user interface"),
     FIELD(PrintSpeed, kSpeed, FROM(printSpeeds.defaultSpeed / 1000),
           OneOf(AllowedList::kPrintSpeeds, FROM(printSpeeds.defaultSpeed / 1000)), "print speed"),
     FIELD(Darkness, kNone, FROM(darkness.defaultValue), OneOf(AllowedList::kDarkness, FROM(darkness.defaultValue)),
-          "heat of the print head"),
+          "print darkness"),
     FIELD(RibbonSaver, kNone, FROM(generalSettings.ribbonSaverByDefault),
           Offered(FROM(generalSettings.ribbonSaverEnabled), Flag(FROM(generalSettings.ribbonSaverByDefault))),
-          "save ribbon where nothing is printed"),
+          "save ribbon over blank areas"),
     FIELD(SingleBufferMode, kNone, FROM(generalSettings.singleBufferByDefault),
           Offered(FROM(generalSettings.singleBufferEnabled), Flag(FROM(generalSettings.singleBufferByDefault))),
           "prepare one label at a time"),
     FIELD(IgnoreLabelPosition, kNone, FROM(generalSettings.discardLabelPositionByDefault),
           Offered(FROM(generalSettings.discardLabelPositionEnabled), Flag(FROM(generalSettings.discardLabelPositionByDefault))),
-          "ignore where the label lies"),
+          "ignore the position of the label"),
     FIELD(SoftwareOptimization, kNone, FROM(generalSettings.replaceContentByDefault),
           Offered(FROM(generalSettings.replaceContentEnabled), Flag(FROM(generalSettings.replaceContentByDefault))),
-          "send only what changes from label to label"),
+          "send only the content that changes between labels"),
 
     FIELD(Applicator.enabled, kNone, FITTED(applicator), kDeviceFlag, "applicator in use"),
     FIELD(Applicator.offset, kLength, OPTION(applicator, offsetDefault), kAnyValue, "applicator offset"),
@@ -193,8 +194,8 @@ constexpr RecordField kFields[] = {
     FIELD(Applicator.stopDelaySupportingAir, kNone, OPTION(applicator, stopDelaySupportingAirDefault), kAnyValue,
           "delay until the supporting air stops"),
     FIELD(Applicator.startDelayPrint, kNone, OPTION(applicator, startDelayPrintDefault), kAnyValue, "delay until printing starts"),
-    FIELD(Applicator.lockTime, kNone, OPTION(applicator, lockTimeDefault), kAnyValue, "time that start signals are ignored"),
-    FIELD(Applicator.blowTime, kNone, OPTION(applicator, blowTimeDefault), kAnyValue, "time that the blast lasts"),
+    FIELD(Applicator.lockTime, kNone, OPTION(applicator, lockTimeDefault), kAnyValue, "time during which start signals are ignored"),
+    FIELD(Applicator.blowTime, kNone, OPTION(applicator, blowTimeDefault), kAnyValue, "duration of the air blast"),
     FIELD(Applicator.reserved, kNone, k0, kAnyValue, "reserved"),
     FIELD(BarcodeVerifier.enabled, kNone, FITTED(barcodeVerifier), kDeviceFlag, "barcode verifier in use"),
     FIELD(Cutter.enabled, kNone, FITTED(cutter), kDeviceFlag, "cutter in use"),
@@ -211,9 +212,9 @@ constexpr RecordField kFields[] = {
     FIELD(Rewinder.enabled, kNone, FITTED(rewinder), kDeviceFlag, "rewinder in use"),
     FIELD(TearOff.enabled, kNone, FITTED(tearOff), kDeviceFlag, "tear-off edge in use"),
     FIELD(TearOff.offset, kLength, OPTION(tearOff, offsetDefault), kAnyValue, "tear-off offset"),
-    FIELD(TubeApplicator.enabled, kNone, FITTED(tubeApplicator), kAnyValue, "tube applicator in use; never checked"),
+    FIELD(TubeApplicator.enabled, kNone, FITTED(tubeApplicator), kAnyValue, "tube applicator in use; not validated"),
     FIELD(TubeApplicator.offset, kLength, OPTION(tubeApplicator, offsetDefault), kAnyValue, "tube applicator offset"),
-    FIELD(WrappingApplicator.enabled, kNone, FITTED(wrappingApplicator), kAnyValue, "wrapping applicator in use; never checked"),
+    FIELD(WrappingApplicator.enabled, kNone, FITTED(wrappingApplicator), kAnyValue, "wrapping applicator in use; not validated"),
     FIELD(WrappingApplicator.offset, kLength, OPTION(wrappingApplicator, offsetDefault), kAnyValue, "wrapping applicator offset"),
     FIELD(WrappingApplicator.wrapPos, kNone, OPTION(wrappingApplicator, wrapPosDefault), kAnyValue, "wrapping position"),
     FIELD(WrappingApplicator.reserved, kNone, k0, kAnyValue, "reserved"),
@@ -226,9 +227,9 @@ constexpr RecordField kFields[] = {
           Range(FROM(label.heightMin), FROM(label.heightMax), FROM(label.heightDefault)), "label length"),
     FIELD(ImageOptimization, kNone, FROM(generalSettings.imageOptByDefault),
           Offered(FROM(generalSettings.imageOptEnabled), Flag(FROM(generalSettings.imageOptByDefault))), "optimise images"),
-    FIELD(CustomCommandSelectedPosition, kNone, k0, Range(0, 3, k0), "position that the user interface shows"),
-    FIELD(CustomCommandSelectedTypeStart, kNone, k0, kTypeOfCommand, "type that the user interface shows for a start"),
-    FIELD(CustomCommandSelectedTypeEnd, kNone, k0, kTypeOfCommand, "type that the user interface shows for an end"),
+    FIELD(CustomCommandSelectedPosition, kNone, k0, Range(0, 3, k0), "command position shown in the user interface"),
+    FIELD(CustomCommandSelectedTypeStart, kNone, k0, kTypeOfCommand, "start command type shown in the user interface"),
+    FIELD(CustomCommandSelectedTypeEnd, kNone, k0, kTypeOfCommand, "end command type shown in the user interface"),
     FIELD(CustomCommandDocumentStartType, kNone, k0, kTypeOfCommand, "type of the command before the document"),
     FIELD(CustomCommandDocumentEndType, kNone, k0, kTypeOfCommand, "type of the command after the document"),
     FIELD(CustomCommandDocumentDataStartType, kNone, k0, kTypeOfCommand, "type of the command before the document's data"),
@@ -245,14 +246,14 @@ constexpr RecordField kFields[] = {
     FIELD(CustomCommandPageEnd, kNone, k0, kTerminatedText, "command after each page"),
     FIELD(CustomCommandPageDataStart, kNone, k0, kTerminatedText, "command before each page's data"),
     FIELD(CustomCommandPageDataEnd, kNone, k0, kTerminatedText, "command after each page's data"),
-    FIELD(Setting2576, kNone, Constant(255), kAnyValue, "without a name"),
+    FIELD(Setting2576, kNone, Constant(255), kAnyValue, "unnamed setting"),
     CARRIED(Reserved2580, "reserved"),
-    FIELD(Setting2584, kNone, k0, kAnyValue, "without a name"),
+    FIELD(Setting2584, kNone, k0, kAnyValue, "unnamed setting"),
     CARRIED(Reserved2588, "reserved"),
-    FIELD(Setting2596, kNone, Constant(15), kAnyValue, "without a name"),
-    FIELD(GrayTolerance, kNone, Constant(128), Range(0, 255, Constant(128)), "tolerance to grey when images become dots"),
+    FIELD(Setting2596, kNone, Constant(15), kAnyValue, "unnamed setting"),
+    FIELD(GrayTolerance, kNone, Constant(128), Range(0, 255, Constant(128)), "grey threshold for dithering"),
     FIELD(DitheringAlgorithm, kNone, Constant(1), Range(1, 5, Constant(1)),
-          "how images become dots: 1 Floyd-Steinberg, 2 Sierra Lite, 3 ordered 4 x 4, 4 ordered 8 x 8, 5 ordered 16 x 16"),
+          "dithering method: 1 Floyd-Steinberg, 2 Sierra Lite, 3 ordered 4 x 4, 4 ordered 8 x 8, 5 ordered 16 x 16"),
 
     FIELD(BarcodeVerifierWithPeel.enabled, kNone, FITTED(barcodeVerifierWithPeel), kDeviceFlag, "barcode verifier with peel-off in use"),
     FIELD(BarcodeVerifierWithPeel.offset, kLength, OPTION(barcodeVerifierWithPeel, offsetDefault), kAnyValue,
@@ -261,20 +262,20 @@ constexpr RecordField kFields[] = {
     FIELD(BeltApplicator.offset, kLength, OPTION(beltApplicator, offsetDefault), kAnyValue, "belt applicator offset"),
     FIELD(BeltApplicator.startDelayPrint, kNone, OPTION(beltApplicator, startDelayPrintDefault), kAnyValue, "delay until printing starts"),
     FIELD(BeltApplicator.labelPosition, kNone, OPTION(beltApplicator, labelPositionDefault), kAnyValue, "position of the label"),
-    FIELD(BeltApplicator.applyRunning, kNone, OPTION(beltApplicator, applyRunningDefault), kAnyValue, "apply while the belt runs"),
-    FIELD(BeltApplicator.conveyorSpeed, kSpeed, OPTION(beltApplicator, conveyorSpeedDefault / 1000), kAnyValue, "speed of the belt"),
+    FIELD(BeltApplicator.applyRunning, kNone, OPTION(beltApplicator, applyRunningDefault), kAnyValue, "apply labels while the belt is running"),
+    FIELD(BeltApplicator.conveyorSpeed, kSpeed, OPTION(beltApplicator, conveyorSpeedDefault / 1000), kAnyValue, "belt speed"),
     FIELD(DispensingModule.enabled, kNone, FITTED(dispensingModule), kDeviceFlag, "dispensing module in use"),
     FIELD(PauseAdapter.enabled, kNone, FITTED(pauseAdapter), kDeviceFlag, "pause adapter in use"),
     Renamed("RibbonSaver.enabled", FIELD(RibbonSaverOption.enabled, kNone, FITTED(ribbonSaver), kDeviceFlag, "ribbon saver fitted")),
 
-    FIELD(StockItemGuid, kNone, k0, kAnyValue, "the selected stock item, zero for none"),
-    FIELD(AllowCustomPageSize, kNone, Constant(1), Flag(Constant(1)), "take the application's own page sizes"),
+    FIELD(StockItemGuid, kNone, k0, kAnyValue, "selected stock item; all zeros for none"),
+    FIELD(AllowCustomPageSize, kNone, Constant(1), Flag(Constant(1)), "accept page sizes set by the application"),
     FIELD(SoftwareOptimizationAux, kNone, k0, Offered(FROM(generalSettings.replaceContentEnabled), Flag(k0)),
-          "second flag of the software optimization"),
+          "second flag of the software optimisation"),
     FIELD(Darkness2, kNone, FROM(darkness.defaultValue), OneOf(AllowedList::kDarkness, FROM(darkness.defaultValue)),
-          "heat of the second print head"),
+          "print darkness of the second head"),
     FIELD(Reserved2680, kNone, k0, kAnyValue, "reserved"),
-    FIELD(LengthScaling, "steps", k0, Range(-5, 5, k0), "stretches or shrinks the image along the label"),
+    FIELD(LengthScaling, "steps", k0, Range(-5, 5, k0), "stretch or shrink the image along the label"),
 };
 // clang-format on
 

@@ -45,7 +45,7 @@ std::wstring ListedText(const std::vector<std::int32_t>& values) {
   return text;
 }
 
-constexpr wchar_t kTerminated[] = L"a NUL within its bytes; the last byte becomes one";
+constexpr wchar_t kTerminated[] = L"NUL-terminated, or else the last byte becomes NUL";
 
 }  // namespace
 
@@ -64,7 +64,7 @@ std::wstring RuleText(const RecordField& field) {
       text = ListText(rule.list);
       break;
   }
-  if (rule.offered.text != nullptr) text += L", when " + RuleNumberText(rule.offered);
+  if (rule.offered.text != nullptr) text += L" if " + RuleNumberText(rule.offered);
   return text;
 }
 
@@ -102,7 +102,7 @@ std::wstring ReasonText(const Config& config, const Correction& correction, Leng
     }
     return text;
   }
-  if (field.rule.kind == FieldRule::kTerminated) return L"no NUL within its bytes";
+  if (field.rule.kind == FieldRule::kTerminated) return L"no terminating NUL";
   std::wstring text = L"must be " + AllowedText(config, field, format);
   if (field.rule.kind == FieldRule::kList) {
     text = AllowedValues(config, field.rule.list).empty()

@@ -257,7 +257,7 @@ SHORT ToTenths(DWORD thousandths) {
 
 }  // namespace
 
-std::span<const StockValue> StockValues() { return kValues; }
+std::span<const StockValue, kStockValueCount> StockValues() { return kValues; }
 
 const StockValue* FindStockValue(const std::wstring& name) {
   static const auto s_values = [] {

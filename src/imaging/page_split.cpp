@@ -24,7 +24,7 @@ void EraseHighlight(Bitmap* background, Bitmap* mask) {
                       background->GetPixelFormat());
   if (!from.IsLocked() || !to.IsLocked()) return;
   PixelPlane plane = PlaneOf(*to.data());
-  const PixelPlane maskPlane = MaskPlaneOf(*from.data(), plane);
+  const PixelPlane maskPlane = MaskRowsFor(*from.data(), plane);
   plane.height = maskPlane.height;
   ActiveImagingKernels().whiten(plane, maskPlane);
 }

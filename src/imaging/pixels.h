@@ -22,7 +22,7 @@ inline std::ptrdiff_t RowBytes(const PixelPlane& plane) { return std::ptrdiff_t{
 /// The rows of a mask that correspond to those of `page`. Kept for compatibility: they are as far
 /// apart as the page's rows, whatever the mask's stride. Rows outside the mask are skipped; with
 /// fewer than three bytes per pixel in either image, all are.
-inline PixelPlane MaskPlaneOf(const BitmapData& mask, const PixelPlane& page) {
+inline PixelPlane MaskRowsFor(const BitmapData& mask, const PixelPlane& page) {
   const std::ptrdiff_t step = std::abs(page.stride);
   const std::ptrdiff_t maskStep = std::abs(std::ptrdiff_t{mask.Stride});
   PixelPlane plane = PlaneOf(mask);

@@ -13,13 +13,14 @@ bool IsFolder(const std::wstring& path) {
   return !path.empty() && std::filesystem::is_directory(ToPath(path), error);
 }
 
-/// Not local: its construction would be guarded by another lock.
+/// Protects the static variables of `LogFileOf`. It is global because a local variable would be
+/// constructed under a lock of the compiler's runtime.
 Lock pathLock;
 
 }  // namespace
 
-std::wstring ChooseLogFolder(const std::wstring& wanted) {
-  if (IsFolder(wanted)) return wanted;
+std::wstring ChooseLogFolder(const std::wstring& configured) {
+  if (IsFolder(configured)) return configured;
   for (const std::wstring& folder : LogFolders()) {
     if (IsFolder(folder)) return folder;
   }
@@ -32,12 +33,12 @@ std::wstring LogFilePath(const std::wstring& folder, const LocalTime& day) {
 }
 
 std::shared_ptr<const std::filesystem::path> LogFileOf(const LocalTime& day,
-                                                       const std::wstring& wanted) {
+                                                       const std::wstring& configured) {
   static std::wstring s_stLogFolder;
   static LocalTime dayOfPath;
   static std::shared_ptr<const std::filesystem::path> path;
   const LockGuard guard(pathLock);
-  if (s_stLogFolder.empty()) s_stLogFolder = ChooseLogFolder(wanted);
+  if (s_stLogFolder.empty()) s_stLogFolder = ChooseLogFolder(configured);
   if (s_stLogFolder.empty()) return nullptr;
   // Most entries go to the same file as the previous one, whose path can be reused.
   const bool isSameDay =

@@ -12,12 +12,12 @@ namespace orv {
 
 /// The sub-key of the library's settings that holds the logger's settings.
 inline constexpr wchar_t kLogSettings[] = L"Test";
-/// The setting with the desired folder.
+/// The setting that names the folder for log files.
 inline constexpr wchar_t kLogPathSetting[] = L"LogPath";
 
-/// The folder for log files: the desired one, else the first of `LogFolders` that exists. Empty if
-/// none of them is a folder.
-std::wstring ChooseLogFolder(const std::wstring& desired);
+/// The folder for log files: the configured one, else the first of `LogFolders` that exists. Empty
+/// if none of them is a folder.
+std::wstring ChooseLogFolder(const std::wstring& configured);
 
 /// The path of the log file of a day.
 std::wstring LogFilePath(const std::wstring& folder, const LocalTime& day);
@@ -26,6 +26,6 @@ std::wstring LogFilePath(const std::wstring& folder, const LocalTime& day);
 /// folder is selected once per process; while there is none, every entry tries again. May be called
 /// from any thread.
 std::shared_ptr<const std::filesystem::path> LogFileOf(const LocalTime& day,
-                                                       const std::wstring& desired);
+                                                       const std::wstring& configured);
 
 }  // namespace orv

@@ -16,6 +16,7 @@ enum class CryptoStep {
   kOpenProvider,
   kProperty,
   kAllocate,
+  kAllocateVector,  ///< of the initialization vector; has no message
   kChainingMode,
   kGenerateKey,
   kExportKey,
@@ -39,8 +40,16 @@ struct CryptoFailure {
 
 inline constexpr std::uint32_t kStatusUnsuccessful = 0xC0000001;
 inline constexpr std::uint32_t kStatusInvalidParameter = 0xC000000D;
+inline constexpr std::uint32_t kStatusNoMemory = 0xC0000017;
 inline constexpr std::uint32_t kStatusDataError = 0xC000003E;
+inline constexpr std::uint32_t kStatusInsufficientResources = 0xC000009A;
 inline constexpr std::uint32_t kStatusInvalidBufferSize = 0xC0000206;
+
+/// Whether an operation failed because memory ran out, here or in the system.
+constexpr bool IsOutOfMemory(const CryptoFailure& failure) {
+  return failure.step == CryptoStep::kAllocate || failure.step == CryptoStep::kAllocateVector ||
+         failure.status == kStatusNoMemory || failure.status == kStatusInsufficientResources;
+}
 
 inline constexpr DWORD kAesBlockSize = 16;
 inline constexpr DWORD kSha256Size = 32;

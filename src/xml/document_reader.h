@@ -22,8 +22,8 @@ struct OpenElement {
 };
 
 /// Reads a document from a file in parts. Memory holds the start tags of the open elements and of
-/// the main element, followed by text that was not passed yet. Entries 1 and up are the open
-/// elements from the outside in, then the main element.
+/// the main element, followed by the text after the current position. Entries from 1 are the open
+/// elements, outermost first, then the main element.
 class DocumentReader {
  public:
   DocumentReader(Document& document, Cursor& cursor) : document_(document), cursor_(cursor) {}

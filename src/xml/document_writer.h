@@ -24,7 +24,7 @@ class DocumentWriter {
   /// opened yet.
   bool WriteCompleted();
   bool Flush() { return WriteCompleted() && file_.Flush(); }
-  /// Writes the rest and ends the file; false if it is incomplete.
+  /// Writes the remaining text and closes the file. Returns false if the file is incomplete.
   bool Finish();
 
   const FileStream& File() const { return file_; }

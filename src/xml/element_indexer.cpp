@@ -38,7 +38,7 @@ class ElementIndexer {
   int NextTagEnd(int tag, DelimiterCursor& delimiters) const;
   void OpenElement(int start, int length);
   void CloseByEndTag(int start, int length);
-  void MismatchedEndTag(int start, int length);
+  void CloseByOtherEndTag(int start, int length);
   int FindOpen(std::wstring_view name);
   void CloseElement(int end, int endTagLength);
   void CloseUnended(int until, int expectedAt);
@@ -149,18 +149,18 @@ void ElementIndexer::LinkLastChild(const ElementEntry& parent) {
 }
 
 void ElementIndexer::CloseByEndTag(int start, int length) {
-  if (depth_ == 0) return MismatchedEndTag(start, length);
+  if (depth_ == 0) return CloseByOtherEndTag(start, length);
   // Nearly always the code units between `</` and `>` are those of the innermost open name.
   const wchar_t* name = text_ + start + 2;
   const wchar_t* open = text_ + elements_[parent_].start + 1;
   const auto nameLength = static_cast<std::size_t>(length - 3);
   if (!SameUnits(name, open, nameLength) || !EndsOpenName(open[nameLength])) {
-    return MismatchedEndTag(start, length);
+    return CloseByOtherEndTag(start, length);
   }
   CloseElement(start + length, length);
 }
 
-void ElementIndexer::MismatchedEndTag(int start, int length) {
+void ElementIndexer::CloseByOtherEndTag(int start, int length) {
   const std::wstring_view name = TagName(start + 1);
   const int match = FindOpen(name);
   if (match < 0) {

@@ -26,9 +26,9 @@ std::wstring DecodeFile(std::string_view bytes, std::wstring* result, int* docFl
 std::string EncodeFile(const std::wstring& text, int docFlags, std::wstring* result,
                        std::wstring* obstacle);
 
-/// Why an encoder's text is not written: the system does not support the declared encoding, or the
-/// encoding lacks a character and `DOC_LOSSY` is not set. Empty if nothing prevents it. `text` is
-/// all the text, or empty if it was written in parts.
+/// The reason why a text cannot be written: the system does not support the declared encoding, or
+/// the encoding lacks a character and `DOC_LOSSY` is not set. Empty if it can be written. `text` is
+/// the whole text, or empty if it was encoded in parts.
 std::wstring WhyNotWritten(const TextEncoder& encoder, std::wstring_view text, int docFlags);
 
 /// Adds the result entries for reading or writing `length` bytes of a file.

@@ -32,7 +32,7 @@ inline int FirstFound(int byteMask) {
 
 #endif
 
-/// Finds the first of two ASCII code units in a range of text; its end if there is none.
+/// Returns the first of two ASCII code units in a range of text, or the end of the range.
 inline const wchar_t* FindEither(const wchar_t* at, const wchar_t* end, wchar_t a, wchar_t b) {
 #if defined(__SSE2__)
   const __m128i as = _mm_set1_epi16(static_cast<short>(a));

@@ -4,6 +4,7 @@
 #include <errno.h>
 #include <sqlite3.h>
 #include <stddef.h>
+#include <stdlib.h>
 #include <sys/types.h>
 
 /// The calls that may fail, in place of those of the C library, OpenSSL and others: definitions in
@@ -78,6 +79,8 @@ FAILING_EVP(struct evp_cipher_st*, CIPHER_fetch,
 FAILING_EVP(struct evp_md_st*, MD_fetch,
             (ossl_lib_ctx_st * context, const char* name, const char* properties),
             (context, name, properties))
+extern "C" void EVP_MD_free(evp_md_st* algorithm);
+extern "C" void EVP_CIPHER_free(evp_cipher_st* algorithm);
 FAILING_EVP(void*, CIPHER_CTX_new, (), ())
 FAILING_EVP(void*, MD_CTX_new, (), ())
 FAILING_EVP(int, EncryptInit_ex, (void* c, void* t, void* e, void* k, void* iv), (c, t, e, k, iv))
@@ -132,7 +135,24 @@ FAILING_MEMORY(calloc, (size_t count, size_t size), (count, size))
 FAILING_MEMORY(realloc, (void* block, size_t size), (block, size))
 FAILING_MEMORY(aligned_alloc, (size_t alignment, size_t size), (alignment, size))
 
+extern "C" int CRYPTO_set_mem_functions(void* (*allocate)(size_t, const char*, int),
+                                        void* (*resize)(void*, size_t, const char*, int),
+                                        void (*release)(void*, const char*, int));
+
 namespace {
+
+/// The cipher library's memory. The algorithms are fetched once before the first fault: if memory
+/// runs out while it asks its providers for them, it never asks again.
+[[maybe_unused]] const bool isCipherPrepared = [] {
+  const bool isReplaced =
+      CRYPTO_set_mem_functions(
+          [](size_t size, const char*, int) { return __wrap_malloc(size); },
+          [](void* block, size_t size, const char*, int) { return __wrap_realloc(block, size); },
+          [](void* block, const char*, int) { free(block); }) == 1;
+  EVP_MD_free(EVP_MD_fetch(nullptr, "SHA256", nullptr));
+  EVP_CIPHER_free(EVP_CIPHER_fetch(nullptr, "AES-256-CBC", nullptr));
+  return isReplaced;
+}();
 
 sqlite3_mem_methods sqliteMemory;
 

@@ -62,7 +62,7 @@ ProgramResult RunProgram(const std::string& program, const std::vector<std::stri
   posix_spawn_file_actions_destroy(&actions);
   EXPECT_EQ(error, 0) << program;
   if (error != 0 || waitpid(process, &status, 0) != process) return result;
-  if (WIFEXITED(status)) result.exitCode = WEXITSTATUS(status);
+  result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
   result.output = ReadBytes(output);
   result.messages = ReadBytes(messages);
   return result;

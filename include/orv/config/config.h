@@ -196,13 +196,13 @@ struct Applicator : Option {
   std::int32_t startDelayPrintStep = 0;
   std::int32_t startDelayPrintDefault = 0;
 
-  /// The range of the time in which start signals are ignored.
+  /// The range of the time during which start signals are ignored.
   std::int32_t lockTimeMin = 0;
   std::int32_t lockTimeMax = 0;
   std::int32_t lockTimeStep = 0;
   std::int32_t lockTimeDefault = 0;
 
-  /// The range of the time that the blast lasts.
+  /// The range of the duration of the air blast.
   std::int32_t blowTimeMin = 0;
   std::int32_t blowTimeMax = 0;
   std::int32_t blowTimeStep = 0;

@@ -43,7 +43,7 @@ inline constexpr std::string_view kProtectedMarker = "CNF";
 inline constexpr std::uintmax_t kMaxLoadedSize = 10'000'000;
 
 /// Returns the protected form of a file's bytes, or nothing on failure. This and the next function
-/// throw `std::bad_alloc` if there is no memory for the result.
+/// throw `std::bad_alloc` if memory runs out.
 ORV_EXPORT std::optional<std::string> ProtectBytes(std::string_view plain);
 
 /// Returns the plain bytes of a protected file, or nothing if it is invalid or incomplete.

@@ -70,8 +70,8 @@ struct tagOEMDEV {
     std::uint32_t startDelaySupportingAir;  ///< until the supporting air starts
     std::uint32_t stopDelaySupportingAir;   ///< until it stops
     std::uint32_t startDelayPrint;          ///< until printing starts
-    std::uint32_t lockTime;                 ///< in which start signals are ignored
-    std::uint32_t blowTime;                 ///< that the blast lasts
+    std::uint32_t lockTime;                 ///< during which start signals are ignored
+    std::uint32_t blowTime;                 ///< duration of the air blast
     std::uint32_t reserved;                 ///< 0
   } Applicator;
   struct {
@@ -102,7 +102,7 @@ struct tagOEMDEV {
     std::uint32_t offset;
   } TearOff;
   struct {
-    std::uint32_t enabled;  ///< validation looks at `TearOff.enabled` in its place
+    std::uint32_t enabled;  ///< validation checks `TearOff.enabled` instead
     std::uint32_t offset;
   } TubeApplicator;
   struct {
@@ -116,7 +116,7 @@ struct tagOEMDEV {
     std::uint32_t offset;
   } IoModule;
 
-  /// The label, the commands that jobs get around them, and how images become dots.
+  /// The label, the commands before and after documents and pages, and dithering.
   std::uint32_t PaperWidth;
   std::uint32_t PaperHeight;
   std::uint32_t ImageOptimization;

@@ -24,7 +24,8 @@ struct StockItem {
   GUID guid = {};       ///< all zero for an item without identity
   CString DisplayName;  ///< becomes the public record's form name
 
-  /// What fields of the private record take over, under nearly the same names.
+  /// Values that a merge copies to fields of the private record, which have the same or similar
+  /// names.
   DWORD SpeedInMmPerSec = 0;
   DWORD Darkness = 0;
   DWORD Darkness2 = 0;
@@ -88,8 +89,11 @@ struct StockValue {
   DWORD max;                ///< the largest number that can be stored
 };
 
+/// The number of an item's numeric values.
+inline constexpr std::size_t kStockValueCount = 27;
+
 /// Every numeric value of an item.
-ORV_EXPORT std::span<const StockValue> StockValues();
+ORV_EXPORT std::span<const StockValue, kStockValueCount> StockValues();
 
 /// The numeric value of a name, compared case-insensitively; null if unknown.
 ORV_EXPORT const StockValue* FindStockValue(const std::wstring& name);

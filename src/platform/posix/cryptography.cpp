@@ -1,6 +1,7 @@
 #include "platform/cryptography.h"
 
 #include <openssl/crypto.h>
+#include <openssl/err.h>
 #include <openssl/evp.h>
 
 #include <atomic>
@@ -41,6 +42,14 @@ const EVP_CIPHER* CipherFor(std::size_t keyLength) {
   return (keyLength == 16 ? aes128 : keyLength == 24 ? aes192 : aes256).Get();
 }
 
+/// The failure of a step that only allocates: its arguments are valid. Without an algorithm, the
+/// step failed because no provider has it, or because memory ran out while it was fetched.
+CryptoFailure NotReady(CryptoStep step, const void* algorithm) {
+  const bool isMissing =
+      algorithm == nullptr && ERR_GET_REASON(ERR_peek_last_error()) == ERR_R_UNSUPPORTED;
+  return {step, isMissing ? kStatusUnsuccessful : kStatusNoMemory};
+}
+
 }  // namespace
 
 struct ContextDeleter {
@@ -76,9 +85,11 @@ CryptoFailure AesCbc::Encrypt(const BYTE (&vector)[kAesBlockSize], const BYTE* p
   EVP_CIPHER_CTX* const context = state_->context.get();
   int length = 0;
   int rest = 0;
-  if (EVP_EncryptInit_ex(context, CipherFor(state_->key.size()), nullptr, state_->key.data(),
-                         vector) != 1 ||
-      EVP_EncryptUpdate(context, cipher->get(), &length, plain, static_cast<int>(plainLength)) !=
+  const EVP_CIPHER* const algorithm = CipherFor(state_->key.size());
+  if (EVP_EncryptInit_ex(context, algorithm, nullptr, state_->key.data(), vector) != 1) {
+    return NotReady(CryptoStep::kEncrypt, algorithm);
+  }
+  if (EVP_EncryptUpdate(context, cipher->get(), &length, plain, static_cast<int>(plainLength)) !=
           1 ||
       EVP_EncryptFinal_ex(context, cipher->get() + length, &rest) != 1) {
     return {CryptoStep::kEncrypt, kStatusUnsuccessful};
@@ -93,9 +104,11 @@ CryptoFailure AesCbc::Decrypt(const BYTE (&vector)[kAesBlockSize], const BYTE* c
   if (*plain == nullptr) return {CryptoStep::kAllocate, 0};
   EVP_CIPHER_CTX* const context = state_->context.get();
   int length = 0;
-  if (EVP_DecryptInit_ex(context, CipherFor(state_->key.size()), nullptr, state_->key.data(),
-                         vector) != 1 ||
-      EVP_CIPHER_CTX_set_padding(context, 0) != 1 ||
+  const EVP_CIPHER* const algorithm = CipherFor(state_->key.size());
+  if (EVP_DecryptInit_ex(context, algorithm, nullptr, state_->key.data(), vector) != 1) {
+    return NotReady(CryptoStep::kDecrypt, algorithm);
+  }
+  if (EVP_CIPHER_CTX_set_padding(context, 0) != 1 ||
       EVP_DecryptUpdate(context, plain->get(), &length, cipher, static_cast<int>(cipherLength)) !=
           1) {
     return {CryptoStep::kDecrypt, kStatusUnsuccessful};
@@ -120,8 +133,10 @@ CryptoFailure AesCbc::ImportKey() {
 
 CryptoFailure Sha256(const BYTE* data, DWORD length, BYTE (&digest)[kSha256Size]) {
   const std::unique_ptr<EVP_MD_CTX, ContextDeleter> context(EVP_MD_CTX_new());
-  if (context == nullptr || EVP_DigestInit_ex(context.get(), sha256.Get(), nullptr) != 1) {
-    return {CryptoStep::kCreateHash, kStatusUnsuccessful};
+  if (context == nullptr) return {CryptoStep::kCreateHash, kStatusNoMemory};
+  const EVP_MD* const algorithm = sha256.Get();
+  if (EVP_DigestInit_ex(context.get(), algorithm, nullptr) != 1) {
+    return NotReady(CryptoStep::kCreateHash, algorithm);
   }
   if (EVP_DigestUpdate(context.get(), data, length) != 1) {
     return {CryptoStep::kHashData, kStatusUnsuccessful};

@@ -230,8 +230,8 @@ class Hive {
   /// Reads a key as a whole, and caches it until the file is written. The content is valid until
   /// the next call of a function that is not const.
   LONG ReadKey(sqlite3_int64 row, const KeyContent** content);
-  /// Reads the sub-keys of a key in one state of the file, with the values of those whose stamps
-  /// are not known.
+  /// Reads the sub-keys of a key, all from the same state of the file. Values are read only for
+  /// sub-keys whose stamp is not in `known`.
   LONG ReadSubKeys(sqlite3_int64 row, const KnownStamps& known,
                    std::vector<StampedSubKey>* subKeys);
   /// Finds the key that a path leads to, with the same caching: `walk()` finds it with queries.

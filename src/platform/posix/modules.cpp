@@ -36,8 +36,9 @@ DWORD SystemErrorOf(int error) {
   }
 }
 
-/// The file mapped at an address, by the kernel's name for it. The dynamic linker has only the name
-/// with which the module was loaded, which may be relative to an earlier working directory.
+/// The path of the file that is mapped at an address, as the kernel reports it. The dynamic linker
+/// only has the path given by whoever loaded the module. If that is relative, the working directory
+/// may have changed since.
 std::string MappedFileAt(const void* address) {
   std::ifstream maps("/proc/self/maps");
   std::string line;

@@ -65,7 +65,7 @@ Status LoadPng(const wchar_t* path, Bitmap** bitmap) {
     return UnknownImageFormat;
   }
 
-  // A bitmap from a file keeps the file open and may have any format: return an independent copy.
+  // A bitmap loaded from a file keeps the file open and can have any format, so return a copy.
   const INT width = static_cast<INT>(file.GetWidth());
   const INT height = static_cast<INT>(file.GetHeight());
   BitmapData data;

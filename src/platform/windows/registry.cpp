@@ -156,14 +156,16 @@ LONG WriteValues(HKEY key, const std::vector<NamedRegistryValue>& values) {
              : SetRegistryValue(key, kRevision, RegistryValue::FromNumber(revision));
 }
 
-/// Keeps the writers of a session apart: two that write one sub-key would end each other's marks.
+/// Lets one process of the login session write at a time: of two writers of a sub-key, each would
+/// replace the other's revision too early.
 class WriterLock {
  public:
   WriterLock() : mutex_(CreateMutexW(nullptr, FALSE, L"Local\\orv_registry_writer")) {
     constexpr DWORD kMilliseconds = 10000;
     const DWORD waited =
         mutex_ != nullptr ? WaitForSingleObject(mutex_, kMilliseconds) : WAIT_FAILED;
-    // The revision of a writer that was killed is complete for readers.
+    // If a writer is killed while it holds the mutex, its revision contains all values, so readers
+    // and the next writer can continue.
     isHeld_ = waited == WAIT_OBJECT_0 || waited == WAIT_ABANDONED;
   }
   WriterLock(const WriterLock&) = delete;

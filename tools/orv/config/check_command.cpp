@@ -28,7 +28,7 @@ struct CheckOptions {
   bool asMarkdown = false;
 };
 
-/// Ends the command because a rule cannot be ignored or explained.
+/// Ends the command because the user named a rule that cannot be ignored or explained.
 [[noreturn]] void FailOnRule(const std::wstring& fault, const std::wstring& name) {
   const std::wstring_view nearest = NearestRule(name);
   Fail(kUsage, fault +

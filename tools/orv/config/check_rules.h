@@ -137,8 +137,8 @@ inline constexpr CheckRule kCheckRules[] = {
      L"created 2026-03-02T08:00:00, lastModified 2025-03-02T08:00:00",
      L"created 2026-03-02T08:00:00, lastModified 2026-03-02T08:00:00"},
     {L"unknown-value", Severity::kWarning, L"Unknown value",
-     L"materialGuidance is left, centered or right, also leftHanded or rightHanded; any other text "
-     L"is ignored, and left remains. type is printer.",
+     L"materialGuidance must be left, centered or right; leftHanded and rightHanded are accepted too. "
+     L"Any other text is ignored, and the value is left. type must be printer.",
      L"<property name=\"materialGuidance\">center</property>",
      L"<property name=\"materialGuidance\">centered</property>"},
     {L"white-space", Severity::kWarning, L"White space around a text",

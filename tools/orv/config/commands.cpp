@@ -115,8 +115,9 @@ std::string Converted(ConvertFunction* convert, const std::string& bytes,
                       const std::wstring& name) {
   std::optional<std::string> converted = convert(bytes);
   if (!converted) {
-    Fail(kUnreadable, name + (convert == &ProtectBytes ? L" is too large for the available memory"
-                                                       : L" cannot be decrypted"));
+    Fail(kUnreadable,
+         name + (convert == &ProtectBytes ? L" cannot be encrypted; it may be too large"
+                                          : L" cannot be decrypted"));
   }
   return *std::move(converted);
 }

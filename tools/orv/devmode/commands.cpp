@@ -206,7 +206,7 @@ void ShowAsJson(const tagOEMDEV& record) {
   JsonWriter json;
   json.BeginObject();
   for (const RecordField& field : RecordFields()) FieldMember(&json, field.name, record, field);
-  json.Key("olderLayout");
+  json.Key("legacyLayout");
   json.BeginArray();
   for (const LegacyField& legacy : LegacyFields()) {
     json.BeginObject();
@@ -223,7 +223,7 @@ void ShowAsJson(const tagOEMDEV& record) {
 constexpr std::size_t kWidestCell = 40;
 constexpr std::wstring_view kCut = L"...";
 
-/// A value as a cell of a table; of a long value the part from an offset.
+/// A value as a table cell. A long value is cut to a part that begins at an offset.
 std::wstring Short(const std::wstring& text, std::size_t from = 0,
                    std::size_t widest = kWidestCell) {
   std::wstring part(from == 0 ? text : std::wstring(kCut) + text.substr(from));

@@ -36,10 +36,11 @@ std::string FormatDocument() {
       L"little-endian, every\nnumber aligned to its width. `orv devmode fields --markdown` "
       L"generates this page from the library's own\ntable (`src/devmode/record_fields.cpp`).\n"
       L"\n"
-      L"Names in defaults and rules are those of the configuration's records "
-      L"(`include/orv/config/config.h`). A default\nof 0 fills texts, GUIDs and bytes with zeros; "
-      L"\"untouched\" bytes are left as they were. A field without\na rule is never corrected. "
-      L"Numbers are compared as signed or unsigned,\naccording to their type.\n"
+      L"Names in the last three columns are members of the configuration's structures\n"
+      L"(`include/orv/config/config.h`). A default of 0 fills texts, GUIDs and bytes with zeros. "
+      L"Writing the defaults\nleaves \"untouched\" fields unchanged. A field without an allowed "
+      L"value is never corrected. Numbers are\ncompared as signed or unsigned, according to their "
+      L"type.\n"
       L"\n## Fields\n\n"
       L"| offset | type | field | unit | meaning | default | allowed | fallback |\n"
       L"|---|---|---|---|---|---|---|---|\n";
@@ -51,8 +52,8 @@ std::string FormatDocument() {
   }
   text +=
       L"\n## Order of the checks\n\n"
-      L"Each correction is one item of one warning line, under this name. A field may be corrected "
-      L"twice.\n\n";
+      L"The checks run in this order. One warning in the log lists all corrections, under these "
+      L"names. A field can be\ncorrected twice.\n\n";
   int number = 0;
   for (const RecordCheck& check : RecordChecks()) {
     text += Format(L"%d. `%ls`", ++number, Widen(check.name).c_str());
@@ -61,8 +62,8 @@ std::string FormatDocument() {
       const std::wstring opposite = Widen(check.opposite->name);
       const std::wstring size = Widen(check.size->name);
       text += Format(
-          L": `%ls` + `%ls` at most `%ls`, else `%ls` becomes `%ls` - `%ls`; an opposite "
-          L"margin wider than the size makes it wrap",
+          L": if `%ls` + `%ls` exceeds `%ls`, `%ls` is set to `%ls` - `%ls`, which wraps around "
+          L"below 0",
           opposite.c_str(), own.c_str(), size.c_str(), own.c_str(), size.c_str(), opposite.c_str());
     } else if (std::string_view(check.name) != check.field->name) {
       text += L": checks `" + Widen(check.field->name) + L"`";
@@ -71,9 +72,9 @@ std::string FormatDocument() {
   }
   text +=
       L"\n## Fields of the legacy layout\n\n"
-      L"Bytes 12 to 1619 hold the same settings in the legacy layout, whose lengths are counted in "
-      L"tenths of a\nmillimetre. `ConvertEp2Orv` and `ConvertOrv2Ep` convert these fields; all "
-      L"other bytes are carried.\n\n"
+      L"Bytes 12 to 1619 hold the same settings in the legacy layout. Its lengths are tenths of a "
+      L"millimetre.\n`ConvertEp2Orv` and `ConvertOrv2Ep` convert these fields; all other bytes "
+      L"are copied unchanged.\n\n"
       L"| offset | bytes | settings |\n|---|---|---|\n";
   for (const LegacyField& legacy : LegacyFields()) {
     text += Format(L"| %d | %d | `%ls` |\n", static_cast<int>(legacy.offset),

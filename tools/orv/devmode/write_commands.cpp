@@ -56,7 +56,8 @@ void AddConversion(CLI::App* group, const char* name, const char* description, b
   });
 }
 
-/// The file, where it goes, and the options to read it.
+/// Adds the arguments of a command that changes a record: the file to read, the file to write, and
+/// how to read it.
 void AddChangeOptions(CLI::App* command, ChangeOptions* options) {
   AddInputFile(command, "FILE", &options->file,
                "A record, as bytes or text, which is replaced and keeps its form")
@@ -66,7 +67,8 @@ void AddChangeOptions(CLI::App* command, ChangeOptions* options) {
   AddRecordOptions(command, &options->record);
 }
 
-/// Writes a record to where the options say, in the form in which it was read.
+/// Writes a record to the output file, or else back to the input file, in the form in which it was
+/// read.
 void WriteChanged(const ChangeOptions& options, const tagOEMDEV& record, bool isText) {
   WriteRecord(ToWide(options.out.empty() ? options.file : options.out), record, isText);
 }
@@ -111,14 +113,13 @@ void AddConvertCommand(CLI::App* group) {
       group->add_subcommand("convert", "Copy a record's settings to or from its legacy layout");
   AddChangeOptions(command, options.get());
   AllowWords(command->add_option("--to", options->layout,
-                                 "legacy fills the legacy layout from the fields, current the "
+                                 "legacy sets the legacy layout from the fields; current sets the "
                                  "fields from the legacy layout"),
              {"legacy", "current"}, "LAYOUT")
       ->required();
   command->footer(
-      "A record holds both layouts; the legacy one has fewer settings and cuts lengths to tenths "
-      "of\n"
-      "a millimetre. `orv devmode show` shows both.\n"
+      "A record holds both layouts. The legacy layout has fewer settings, and its lengths are\n"
+      "rounded down to tenths of a millimetre. `orv devmode show` shows both.\n"
       "Examples:\n"
       "  orv devmode convert label1.dev --to legacy\n"
       "  orv devmode convert label1.dev --to current -o current.dev");

@@ -78,14 +78,14 @@ LocalTime ParseDate(const std::string& date) {
 }  // namespace
 
 std::wstring DayLogPath(const std::optional<std::string>& date) {
-  std::wstring wanted;
-  const LONG error = ReadSetting(kLogSettings, kLogPathSetting, &wanted);
+  std::wstring configured;
+  const LONG error = ReadSetting(kLogSettings, kLogPathSetting, &configured);
   if (error != ERROR_SUCCESS && error != ERROR_FILE_NOT_FOUND) {
     Fail(kUnreadable, L"cannot read the log's folder" +
                           FailingStore({HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}, error) + L": " +
                           DescribeError(error));
   }
-  const std::wstring folder = ChooseLogFolder(wanted);
+  const std::wstring folder = ChooseLogFolder(configured);
   if (folder.empty()) Fail(kUnreadable, L"no folder for logs was found");
   return LogFilePath(folder, date ? ParseDate(*date) : GetLocalTimeNow());
 }

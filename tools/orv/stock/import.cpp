@@ -13,7 +13,7 @@ namespace orv::tool {
 namespace {
 
 constexpr wchar_t kName[] = L"DisplayName";
-/// A value of the registry itself, see `WriteRegistryKeys`.
+/// A value that `WriteRegistryKeys` adds to each key for its own use; not part of an item.
 constexpr wchar_t kRevision[] = L"Revision";
 
 /// The values' names, for suggestions.

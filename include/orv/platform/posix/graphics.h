@@ -102,7 +102,7 @@ struct ColorPalette {
 /// pixels, and its last status is the reason.
 class ORV_EXPORT Bitmap {
  public:
-  /// Zeroed pixels of its own: rows from the top, each padded to four bytes.
+  /// Allocates zeroed pixels: rows from top to bottom, each padded to four bytes.
   Bitmap(INT width, INT height, PixelFormat format = PixelFormat32bppARGB);
 
   /// Uses the caller's pixels, which must outlive the bitmap. `first` is the top row; `stride`, the
