@@ -478,6 +478,101 @@ TEST_F(XmlFile, FaultsInPartsAreFound) {
   }
 }
 
+/// A text of many parts in which references and pairs end at every distance from the breaks.
+std::string LongText(const std::string& unit) {
+  std::string text;
+  while (text.size() < 140000) text += unit;
+  return text;
+}
+
+/// The data of the current node or element; of a file that is read in parts by pieces.
+std::wstring DataOf(CMarkup& doc, bool byPieces) {
+  if (!byPieces) return doc.GetData();
+  std::wstring data;
+  std::wstring piece;
+  while (doc.ReadDataPiece(piece)) {
+    EXPECT_FALSE(piece.empty());
+    EXPECT_LE(piece.size(), 70000u);
+    EXPECT_NE(piece.back() & 0xFC00, 0xD800);
+    data += piece;
+  }
+  EXPECT_TRUE(piece.empty());
+  EXPECT_FALSE(doc.ReadDataPiece(piece));
+  return data;
+}
+
+/// What a walk over the nodes of a set of types finds; it reads those of the set `read`, and goes
+/// into every element but `e`, whose content is read.
+std::wstring WalkOf(CMarkup& doc, int types, int read, bool byPieces) {
+  std::wstring seen;
+  for (int level = 0; level >= 0;) {
+    const int type = doc.FindNode(types);
+    if (type == CMarkup::NODE_NONE) {
+      if (doc.OutOfElem())
+        seen += L'/' + doc.GetTagName() + (read != 0 ? doc.GetAttrib(L"a") : L"");
+      --level;
+      continue;
+    }
+    seen += std::to_wstring(type) + doc.GetTagName();
+    const bool hasChildren = type == CMarkup::NODE_ELEMENT && doc.GetTagName() != L"e";
+    if ((type & read) != 0) {
+      seen += L'=' + doc.GetAttrib(L"a");
+      if (!hasChildren) seen += L'=' + DataOf(doc, byPieces);
+      if (type != CMarkup::NODE_ELEMENT) seen += L'=' + doc.GetSubDoc() + doc.GetData();
+    }
+    if (hasChildren && doc.IntoElem()) ++level;
+  }
+  return seen;
+}
+
+TEST_F(XmlFile, LongNodesInPartsAreReadLikeInMemory) {
+  const std::string text = LongText("\xF0\x9F\x98\x80 &amp;&#x1F600;\xC3\xA9\t &unknown; ");
+  const std::string nodes[] = {
+      text,
+      LongText(" \n"),
+      LongText(" \n") + "&lt;",
+      "<!--" + text + "-->",
+      "<![CDATA[" + text + "]]>",
+      "<?p a='" + text + "' ?>",
+      "<e a=\"" + text + "\"/>",
+      "<e a='" + text + "' >" + text + "<!--" + text + "--><![CDATA[" + text + "]]></e>",
+      "<f " + text + ">" + text + "<g a='>" + text + "'>" + text + "</g></f>",
+      "<" + text,
+      "<!x " + text + ">",
+      "<e a='" + text,
+      "<!--" + text + "<f/>",
+  };
+  constexpr int kTexts = CMarkup::NODE_TEXT | CMarkup::NODE_WHITESPACE;
+  constexpr std::pair<int, int> kWalks[] = {
+      {0, 0}, {0, -1}, {CMarkup::NODE_ELEMENT, 0}, {kTexts | CMarkup::NODE_COMMENT, -1}};
+  for (const std::string& node : nodes) {
+    const std::string markup = "<!DOCTYPE r [<!--" + text + "-->]><r a='1'>" + node + "</r> ";
+    Put(L"in.xml", markup);
+    for (const auto& [types, read] : kWalks) {
+      for (const bool byPieces : {false, true}) {
+        if (byPieces && read == 0) continue;
+        const int flags = byPieces && types == 0 ? CMarkup::DOC_COLLAPSEWHITESPACE : 0;
+        CMarkup memory(orv::Utf8ToWide(markup));
+        memory.SetDocFlags(flags);
+        CMarkup parts(flags);
+        ASSERT_TRUE(parts.Open(Path(L"in.xml"), CMarkup::DOC_READFILE));
+        const std::wstring seen = WalkOf(parts, types, read, byPieces);
+        // In memory, an element without an end tag has no content.
+        if (memory.IsWellFormed()) {
+          EXPECT_TRUE(seen == WalkOf(memory, types, read, false))
+              << node.substr(0, 9) << ", types " << types << ", read " << read << byPieces;
+        }
+        EXPECT_EQ(Show(parts.GetError()), Show(memory.GetError())) << node.substr(0, 9);
+        EXPECT_EQ(parts.IsWellFormed(), memory.IsWellFormed()) << node.substr(0, 9);
+        // What was passed over is not in memory.
+        if (read == 0) {
+          EXPECT_LT(parts.GetDoc().size(), 140000u) << node.substr(0, 9);
+        }
+      }
+    }
+  }
+}
+
 /// Deeply nested end tags that close nothing, or everything at once: none may be compared with
 /// every open element each time that it is met.
 TEST_F(XmlFile, DeepAndFaultyFileInParts) {

@@ -183,6 +183,59 @@ std::vector<std::pair<int, int>> StartTags(const std::wstring& text) {
   return tags;
 }
 
+/// A scan can stop after every code unit, and what was scanned can be dropped.
+TEST(XmlScanner, ContinuesAtEveryBreak) {
+  const std::wstring_view nodes[] = {
+      L" \n text > 'a' ",
+      L" \t\r\n  ",
+      L"<!-- a - -- > -->",
+      L"<![CDATA[ ] ]] > ]]>",
+      L"<?target a='?' > ?>",
+      L"</name  \n x>",
+      L"<name a = '>' b=\t\"/>'\" c d' e=f='>' />",
+      L"<n a= b' = \" > \" / >",
+      L"<n = '/'/>",
+      L"<!DOCTYPE r [<!ENTITY a '<!x>]'> <!-- ]> ' --> <?p ]> ?> <!ATTLIST x> ] [[]] >",
+      L"<!DOCTYPE r \"]>\" [ <!ELEMENT x> <!BAD <!a <!- <!FOO '<!BAD' ]>",
+      L"<!DOCTYPE[[]<!x>]>",
+      L"<!-x >",
+      L"<!other >",
+      L"<![CDAT[ >",
+      L"<1 >",
+  };
+  for (const std::wstring_view whole : nodes) {
+    // With a terminator, and without for the last code unit.
+    for (const std::wstring_view text : {whole, whole.substr(0, whole.size() - 1)}) {
+      orv::ScanCursor scan = orv::ScanCursor::Of(text);
+      scan.passed = 100;
+      orv::ScannedNode expected;
+      ScanNode(scan, expected);
+      for (std::size_t first = 1; first <= text.size(); ++first) {
+        orv::ScannedNode node;
+        orv::ScanCursor part = orv::ScanCursor::Of(text.substr(0, first));
+        part.passed = 100;
+        ScanNode(part, node);
+        if (node.hitEnd && node.state.rest == orv::ScanState::Rest::kUnknown) continue;
+        int dropped = 0;
+        for (std::size_t end = first; node.hitEnd && end < text.size(); ++end) {
+          dropped += node.state.scanned;
+          const auto start = static_cast<std::size_t>(dropped);
+          part = orv::ScanCursor::Of(text.substr(start, end + 1 - start));
+          part.passed = 100 + dropped;
+          node.state.scanned = 0;
+          node.start = -dropped;
+          ContinueNode(part, node);
+        }
+        ASSERT_EQ(node.type, expected.type) << Show(text) << " from " << first;
+        ASSERT_EQ(node.length, expected.length) << Show(text) << " from " << first;
+        ASSERT_EQ(node.isEmptyElement, expected.isEmptyElement) << Show(text);
+        ASSERT_EQ(node.hitEnd, expected.hitEnd) << Show(text);
+        ASSERT_EQ(Show(node.result), Show(expected.result)) << Show(text) << " from " << first;
+      }
+    }
+  }
+}
+
 void ExpectSoundIndex(const std::wstring& text) {
   CMarkup doc;
   doc.SetDoc(text);

@@ -119,7 +119,7 @@ std::wstring CMarkup::GetChildTagName() const {
 }
 
 std::wstring CMarkup::GetAttrib(MCD_CSTR szAttrib) const {
-  return m_pState->cursor.AttribValue(false, szAttrib.view());
+  return m_pState->Here().AttribValue(false, szAttrib.view());
 }
 
 std::wstring CMarkup::GetChildAttrib(MCD_CSTR szAttrib) const {
@@ -127,7 +127,7 @@ std::wstring CMarkup::GetChildAttrib(MCD_CSTR szAttrib) const {
 }
 
 bool CMarkup::GetNthAttrib(int n, std::wstring& strAttrib, std::wstring& strValue) const {
-  return m_pState->cursor.NthAttrib(n, &strAttrib, &strValue);
+  return m_pState->Here().NthAttrib(n, &strAttrib, &strValue);
 }
 
 std::wstring CMarkup::GetAttribName(int n) const {
@@ -139,12 +139,14 @@ std::wstring CMarkup::GetAttribName(int n) const {
 
 std::wstring CMarkup::GetData() { return m_pState->Data(); }
 
+bool CMarkup::ReadDataPiece(std::wstring& strPiece) { return m_pState->NextDataPiece(&strPiece); }
+
 std::wstring CMarkup::GetChildData() const {
   const int child = m_pState->cursor.Child();
   return child != 0 ? m_pState->document.Data(child) : std::wstring();
 }
 
-std::wstring_view CMarkup::GetDataPointer() const { return m_pState->cursor.RawData(); }
+std::wstring_view CMarkup::GetDataPointer() const { return m_pState->Here().RawData(); }
 
 std::wstring CMarkup::GetElemContent() const {
   const orv::Cursor& cursor = m_pState->cursor;
@@ -152,7 +154,7 @@ std::wstring CMarkup::GetElemContent() const {
 }
 
 std::wstring CMarkup::GetSubDoc() const {
-  const orv::Cursor& cursor = m_pState->cursor;
+  const orv::Cursor& cursor = m_pState->Here();
   return cursor.IsOtherNode() ? std::wstring(cursor.Markup())
                               : m_pState->document.CopyMarkup(cursor.Main());
 }
@@ -174,9 +176,10 @@ int CMarkup::GetChildElemOffset() const {
 }
 
 int CMarkup::GetAttribOffset(MCD_CSTR szAttrib) const {
+  const orv::Cursor& cursor = m_pState->Here();
   orv::Attribute attribute;
-  if (!m_pState->cursor.FindAttribute(false, szAttrib.view(), &attribute)) return -1;
-  return attribute.nameStart - m_pState->cursor.TagShift(false);
+  if (!cursor.FindAttribute(false, szAttrib.view(), &attribute)) return -1;
+  return attribute.nameStart - cursor.TagShift(false);
 }
 
 int CMarkup::GetContentOffset() const { return m_pState->cursor.ContentOffset(); }

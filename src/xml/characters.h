@@ -21,6 +21,11 @@ void EncodeCharUtf16(int code, wchar_t* target, int* length);
 /// Appends the code units of one character.
 void AppendCharUtf16(int code, std::wstring* text);
 
+/// Whether a text ends with the first half of a surrogate pair.
+inline bool EndsInsidePair(std::wstring_view text) {
+  return !text.empty() && (text.back() & 0xFC00) == 0xD800;
+}
+
 /// Whether bytes, up to a zero, could be UTF-8, overlong forms included. The outputs, which may be
 /// null, are the number of lead bytes beyond ASCII up to the first error, and whether the only
 /// error is a sequence cut off by the end.

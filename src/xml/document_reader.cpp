@@ -1,11 +1,14 @@
 #include "xml/document_reader.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
+#include <new>
 #include <utility>
 #include <vector>
 
 #include "orv/xml/markup.h"
+#include "xml/characters.h"
 #include "xml/element_index.h"
 #include "xml/names.h"
 #include "xml/result.h"
@@ -45,11 +48,15 @@ class SkippedElements {
 
 namespace {
 
-/// Positions in result records are limited to the range of an int.
-int ToResultNumber(std::int64_t offset) {
-  constexpr std::int64_t kMax = std::numeric_limits<int>::max();
-  return static_cast<int>(std::min(offset, kMax));
-}
+constexpr int kTextTypes = CMarkup::NODE_TEXT | CMarkup::NODE_WHITESPACE;
+constexpr int kDataTypes = kTextTypes | CMarkup::NODE_CDATA_SECTION;
+constexpr int kAllTypes = 0x7F;
+
+/// Stands for all types of nodes, end tags and errors.
+constexpr int kStoreAll = -1;
+
+/// The length of the head of a node without a name; the delimiters of no node are longer.
+constexpr int kMinHead = 16;
 
 }  // namespace
 
@@ -68,6 +75,8 @@ bool DocumentReader::ReadMore(int* at) {
   for (int i = 1; i < document_.elements.Count(); ++i) {
     ElementEntry& element = document_[i];
     const auto start = static_cast<int>(kept.size());
+    const KeptTag& tag = tags_[static_cast<std::size_t>(i)];
+    if (tag.rest) element.SetTagLengths(element.length = tag.head, 0);
     kept += document_.Range(element.start, element.ContentStart());
     element.start = start;
   }
@@ -76,20 +85,43 @@ bool DocumentReader::ReadMore(int* at) {
   next_ += shift;
   passed_ -= shift;
   *at += shift;
+  if (file_.CanReadAgain()) {
+    DropPlaces();
+    places_.push_back({FileOffset(document_.Size()), file_.Place()});
+  }
   // Doubling the text bounds the repeated scans of a long node by twice its length.
   file_.Read(document_.text.size(), &document_.text);
   document_[0].length = document_.Size();
   return true;
 }
 
-/// Scans the node at `*at`, which moves past it. Reads more of the file as needed.
-int DocumentReader::ReadNode(ScannedNode& node, int* at) {
+/// Scans the node at `*at`, which moves past it. Reads more of the file as needed. A long node is
+/// passed over, unless its type is in the set `stored`, for elements also unless its name is not
+/// the one of `path`. Only the head of the node is then in the text.
+int DocumentReader::ReadNode(ScannedNode& node, int* at, int stored, const wchar_t* path) {
+  nodeStart_ = FileOffset(*at);
+  int head = 0;
   for (;;) {
     ScanCursor scan = document_.ScanRange(*at, document_.Size());
-    constexpr std::int64_t kMaxPassed = 1 << 30;
-    scan.passed = static_cast<int>(std::min(passed_, kMaxPassed));
-    const int type = ScanNode(scan, node);
-    if (node.hitEnd && ReadMore(at)) continue;
+    scan.passed = passed_;
+    const int type = head != 0 ? ContinueNode(scan, node) : ScanNode(scan, node);
+    if (node.hitEnd && !file_.IsEnded()) {
+      if (head == 0) head = HeadOf(node, *at, stored, path);
+      if (head != 0) {
+        PassOver(node, head, at);
+      } else {
+        ReadMore(at);
+      }
+      continue;
+    }
+    nodeEnd_ = FileOffset(scan.next);
+    if (head != 0) {
+      // The next node follows the head.
+      DropText(*at + head, scan.next);
+      node.start = *at;
+      node.length = head;
+      scan.next = *at + head;
+    }
     *at = scan.next;
     if (type == kScanError) {
       document_.SetIllFormed();
@@ -97,6 +129,51 @@ int DocumentReader::ReadNode(ScannedNode& node, int* at) {
     }
     return type;
   }
+}
+
+/// The length of the head of a node at `at` that is to be passed over; 0 for a node that is to be
+/// stored.
+int DocumentReader::HeadOf(const ScannedNode& node, int at, int stored, const wchar_t* path) const {
+  const ScanState& state = node.state;
+  if (document_.Size() - at < static_cast<int>(kStreamPart) || stored == kStoreAll) return 0;
+  // End tags may be read again.
+  if (state.rest == ScanState::Rest::kUnknown || state.type == kScanEndTag) return 0;
+  if (state.type == kScanError) return kMinHead;
+  // White space can turn out to be text.
+  const int type = (state.type & kTextTypes) != 0 ? kTextTypes : state.type;
+  const bool isElement = type == CMarkup::NODE_ELEMENT;
+  if ((type & stored) != 0 && (!isElement || IsWanted(at, stored, path))) return 0;
+  if ((type & (kDataTypes | CMarkup::NODE_COMMENT)) != 0) return kMinHead;
+  // The name must be complete, with what ends it.
+  const std::wstring_view text = document_.Range(at, document_.Size());
+  const std::size_t end = text.find_first_of(isElement ? L" \n\t\r/>" : L" \n\t\r/>?[", 2);
+  return end == text.npos ? 0 : std::max(static_cast<int>(end) + 1, kMinHead);
+}
+
+/// Drops the scanned part of a node after its head, and reads more of the file.
+void DocumentReader::PassOver(ScannedNode& node, int head, int* at) {
+  const int headEnd = *at + head;
+  const int scanned = node.state.scanned;
+  if (scanned > headEnd) {
+    DropText(headEnd, scanned);
+    node.state.scanned = headEnd;
+  }
+  // No node begins in the parts between.
+  DropPlaces();
+  if (places_.size() > 1) places_.erase(std::next(places_.begin()), places_.end());
+  const int before = *at;
+  ReadMore(at);
+  node.state.scanned += *at - before;
+  // The start is only used for the offsets of errors, which are as limited.
+  constexpr std::int64_t kMinStart = std::numeric_limits<int>::min() / 2;
+  node.start = static_cast<int>(std::max(nodeStart_ - passed_, kMinStart));
+}
+
+/// Removes a range from the text that was passed.
+void DocumentReader::DropText(int start, int end) {
+  document_.text.erase(static_cast<std::size_t>(start), static_cast<std::size_t>(end - start));
+  document_[0].length = document_.Size();
+  passed_ += end - start;
 }
 
 void DocumentReader::ReportLoneEndTag(int tag) {
@@ -128,6 +205,8 @@ bool DocumentReader::EndsOpenElement(int tag) {
 }
 
 void DocumentReader::SkipContent() {
+  rest_.reset();
+  pieces_.reset();
   if (std::exchange(hasContent_, false)) SkipElement(cursor_.Main());
 }
 
@@ -151,8 +230,8 @@ void DocumentReader::SkipElements(SkippedElements* open) {
   std::int64_t end = 0;
   while (!open->IsEmpty()) {
     int at = next_;
-    const int type = ReadNode(node, &at);
-    end = FileOffset(type == kScanEnd ? document_.Size() : node.start + 1);
+    const int type = ReadNode(node, &at, 0);
+    end = type == kScanEnd ? nodeStart_ : nodeStart_ + 1;
     if (type == kScanEnd) break;
     if (type == CMarkup::NODE_ELEMENT && !node.isEmptyElement) {
       open->Open(OpenElementAt(node));
@@ -197,10 +276,11 @@ void DocumentReader::PassEndTag(int tag, int after) {
   next_ = after;
 }
 
-bool DocumentReader::IsWanted(const ScannedNode& node, int types, const wchar_t* path) const {
+/// Whether the element whose start tag is at `tag` is searched for.
+bool DocumentReader::IsWanted(int tag, int types, const wchar_t* path) const {
   return IncludesType(types, CMarkup::NODE_ELEMENT) &&
          (*path == 0 ||
-          NameInMarkupIs(document_.text.c_str() + node.start + 1, path, document_.IgnoresCase()));
+          NameInMarkupIs(document_.text.c_str() + tag + 1, path, document_.IgnoresCase()));
 }
 
 /// Makes the entry of a start tag, whose element becomes the main one.
@@ -217,8 +297,8 @@ void DocumentReader::AddMain(const ScannedNode& node) {
   element.parent = parent;
   element.previous = added;
   hasContent_ = !node.isEmptyElement;
-  starts_.resize(static_cast<std::size_t>(added));
-  starts_.push_back(FileOffset(node.start));
+  tags_.resize(static_cast<std::size_t>(added));
+  tags_.push_back({.start = nodeStart_, .rest = RestOf(node), .head = node.length});
   cursor_.Set(parent, added, 0);
 }
 
@@ -228,10 +308,11 @@ int DocumentReader::FindForward(int types, const wchar_t* path) {
   cursor_.Set(cursor_.Parent(), 0, 0);
   document_.elements.Truncate(cursor_.Parent() + 1);
 
+  const int found = types != 0 ? types : kAllTypes;
   ScannedNode node;
   while (!isParentEnded_) {
     int at = next_;
-    const int type = ReadNode(node, &at);
+    const int type = ReadNode(node, &at, file_.CanReadAgain() ? 0 : found, path);
     if (type == kScanEnd) {
       EndAtFileEnd();
       return CMarkup::NODE_NONE;
@@ -242,12 +323,13 @@ int DocumentReader::FindForward(int types, const wchar_t* path) {
     }
     next_ = at;
     if (type == CMarkup::NODE_ELEMENT) {
-      if (IsWanted(node, types, path)) {
+      if (IsWanted(node.start, found, path)) {
         AddMain(node);
         return type;
       }
       if (!node.isEmptyElement) SkipElement(node);
-    } else if (type > CMarkup::NODE_ELEMENT && IncludesType(types, type)) {
+    } else if (type > CMarkup::NODE_ELEMENT && IncludesType(found, type)) {
+      rest_ = RestOf(node);
       cursor_.SetNode(type, node.start, node.length);
       return type;
     }
@@ -256,6 +338,7 @@ int DocumentReader::FindForward(int types, const wchar_t* path) {
 }
 
 void DocumentReader::EnterElement() {
+  pieces_.reset();
   openNames_.Add(document_.TagName(cursor_.Main()));
   isParentEnded_ = !std::exchange(hasContent_, false);
 }
@@ -275,7 +358,7 @@ std::wstring DocumentReader::Data() {
   std::wstring data;
   ScannedNode node;
   for (int at = next_;;) {
-    const int type = ReadNode(node, &at);
+    const int type = ReadNode(node, &at, kStoreAll);
     const std::wstring_view markup = node.In(document_.text);
     if (type == CMarkup::NODE_ELEMENT) return {};
     if (type == kScanEnd || type == kScanEndTag) return data;
@@ -284,6 +367,137 @@ std::wstring DocumentReader::Data() {
     }
     if (type == CMarkup::NODE_CDATA_SECTION) data += NodeData(type, markup);
   }
+}
+
+// --- Reading again ---
+
+/// Drops the places before the last one that is not after the node being read.
+void DocumentReader::DropPlaces() {
+  while (places_.size() > 1 && places_[1].offset <= nodeStart_) places_.erase(places_.begin());
+}
+
+/// What follows the head of the node that was read last, if it was passed over.
+std::optional<FileRange> DocumentReader::RestOf(const ScannedNode& node) const {
+  const std::int64_t start = nodeStart_ + node.length;
+  if (start == nodeEnd_) return {};
+  return FileRange{.start = start, .end = nodeEnd_, .from = places_.front()};
+}
+
+/// Appends the next text of a range; false at its end.
+bool DocumentReader::ReadRange(FileRange* range, std::wstring* text) {
+  while (range->start < range->end) {
+    std::wstring part;
+    const std::int64_t partStart = range->from.offset;
+    if (!file_.ReadAgain(&range->from.place, &part)) {
+      range->start = range->end;
+      return false;
+    }
+    range->from.offset += static_cast<std::int64_t>(part.size());
+    const std::int64_t end = std::min(range->end, range->from.offset);
+    if (end <= range->start) continue;
+    text->append(part, static_cast<std::size_t>(range->start - partStart),
+                 static_cast<std::size_t>(end - range->start));
+    range->start = end;
+    return true;
+  }
+  return false;
+}
+
+void DocumentReader::CompleteNode() {
+  const bool isElement = cursor_.IsElement();
+  if (!isElement && !cursor_.IsOtherNode()) return;
+  std::optional<FileRange> rest = isElement ? MainTag().rest : std::exchange(rest_, {});
+  if (!rest || (isElement && document_[cursor_.Main()].length != MainTag().head)) return;
+  if (rest->end - rest->start > kMaxDocument - document_.Size()) throw std::bad_alloc();
+  std::wstring text;
+  text.reserve(static_cast<std::size_t>(rest->end - rest->start));
+  while (ReadRange(&*rest, &text)) {
+  }
+  const auto length = static_cast<int>(text.size());
+  const int end = isElement ? document_[cursor_.Main()].End() : cursor_.NodeEnd();
+  document_.text.insert(static_cast<std::size_t>(end), text);
+  document_[0].length = document_.Size();
+  next_ += length;
+  passed_ -= length;
+  if (isElement) {
+    ElementEntry& element = document_[cursor_.Main()];
+    element.length += length;
+    element.SetTagLengths(element.length, 0);
+  } else {
+    cursor_.SetNode(cursor_.NodeType(), cursor_.NodeOffset(), cursor_.NodeLength() + length);
+  }
+}
+
+/// The data of a node whose markup, or the head of it, is in memory.
+DataPieces DocumentReader::PiecesOf(int type, std::wstring_view markup,
+                                    std::optional<FileRange> rest) const {
+  const NodeDelimiters delimiters = DelimitersOf(type);
+  if (rest) {
+    rest->end -= static_cast<std::int64_t>(delimiters.closing);
+  } else {
+    markup.remove_suffix(delimiters.closing);
+  }
+  DataPieces pieces{.text = std::wstring(markup.substr(delimiters.opening)), .rest = rest};
+  if ((type & kTextTypes) != 0) pieces.unescaper.emplace(document_.flags);
+  return pieces;
+}
+
+/// The next piece of a node's data, which does not end inside a reference or a surrogate pair;
+/// false at the end.
+bool DocumentReader::NextPiece(DataPieces* pieces, std::wstring* piece) {
+  for (;;) {
+    while (pieces->text.size() - pieces->taken < kStreamPart && pieces->rest) {
+      pieces->text.erase(0, std::exchange(pieces->taken, 0));
+      if (!ReadRange(&*pieces->rest, &pieces->text)) pieces->rest.reset();
+    }
+    const std::wstring_view left = std::wstring_view(pieces->text).substr(pieces->taken);
+    const std::wstring_view next = left.substr(0, kStreamPart);
+    const bool isLast = !pieces->rest && next.size() == left.size();
+    *piece = std::exchange(pieces->carried, {});
+    if (pieces->unescaper) {
+      pieces->taken += pieces->unescaper->Append(next, isLast, piece);
+    } else {
+      *piece += next;
+      pieces->taken += next.size();
+    }
+    if (isLast) return !piece->empty();
+    if (EndsInsidePair(*piece)) {
+      pieces->carried = piece->back();
+      piece->pop_back();
+    }
+    if (!piece->empty()) return true;
+  }
+}
+
+/// Passes the content of the main element up to the end of its next text; false if a child or the
+/// end of the content follows.
+bool DocumentReader::PassTextOfElement() {
+  if (!hasContent_) return false;
+  const int stored = CMarkup::NODE_ELEMENT | (file_.CanReadAgain() ? 0 : kDataTypes);
+  ScannedNode node;
+  for (;;) {
+    int at = next_;
+    const int type = ReadNode(node, &at, stored);
+    if (type == CMarkup::NODE_ELEMENT || type == kScanEndTag || type == kScanEnd) return false;
+    next_ = at;
+    if (type > 0 && (type & kDataTypes) != 0) {
+      pieces_ = PiecesOf(type, node.In(document_.text), RestOf(node));
+      return true;
+    }
+  }
+}
+
+bool DocumentReader::NextDataPiece(std::wstring* piece) {
+  piece->clear();
+  if (cursor_.IsOtherNode()) {
+    if (!pieces_) pieces_ = PiecesOf(cursor_.NodeType(), cursor_.Markup(), rest_);
+    return NextPiece(&*pieces_, piece);
+  }
+  if (!cursor_.IsElement()) return false;
+  while (!pieces_ || !NextPiece(&*pieces_, piece)) {
+    if (!PassTextOfElement()) return false;
+  }
+  return true;
 }
 
 }  // namespace orv

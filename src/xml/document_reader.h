@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -9,6 +10,7 @@
 #include "xml/document.h"
 #include "xml/file_stream.h"
 #include "xml/open_names.h"
+#include "xml/references.h"
 #include "xml/scanner.h"
 
 namespace orv {
@@ -21,9 +23,43 @@ struct OpenElement {
   std::int64_t start;  ///< of its start tag in the file
 };
 
+/// A place between two parts of a file, and its offset in the text.
+struct TextPlace {
+  std::int64_t offset;
+  StreamPlace place;
+};
+
+/// A range of the text of a file that can be read again, in parts.
+struct FileRange {
+  std::int64_t start;  ///< moves as the range is read
+  std::int64_t end;
+  TextPlace from;  ///< where the next part begins
+};
+
+/// The start tag of an open element or of the main element.
+struct KeptTag {
+  std::int64_t start;  ///< where it is in the file
+  /// The part after the head of a tag that was passed over, and the length of the head.
+  std::optional<FileRange> rest;
+  int head;
+};
+
+/// The data of a node that is read in pieces: first a text, then a range of the file.
+struct DataPieces {
+  std::wstring text;
+  std::size_t taken = 0;  ///< code units of the text that were read
+  std::optional<FileRange> rest = {};
+  std::optional<TextUnescaper> unescaper = {};  ///< for text
+  std::wstring carried = {};  ///< half a surrogate pair that begins the next piece
+};
+
 /// Reads a document from a file in parts. Memory holds the start tags of the open elements and of
 /// the main element, followed by the text after the current position. Entries from 1 are the open
 /// elements, outermost first, then the main element.
+///
+/// A node that is longer than a part is passed over: only its head, which contains its name, stays
+/// in memory. If it becomes the current node, the rest is read again on request. If the file cannot
+/// be read twice, such a node is kept in memory.
 class DocumentReader {
  public:
   DocumentReader(Document& document, Cursor& cursor) : document_(document), cursor_(cursor) {}
@@ -36,6 +72,11 @@ class DocumentReader {
   int FindForward(int types, const wchar_t* path);
   /// The data of the main element, whose content is not passed.
   std::wstring Data();
+  /// The next piece of the data of the main element or node; false at its end. The content of an
+  /// element is passed up to its first child.
+  bool NextDataPiece(std::wstring* piece);
+  /// Reads the rest of a current node or start tag that was passed over.
+  void CompleteNode();
   /// Makes the main element the parent.
   void EnterElement();
   /// Skips the rest of the parent, which is about to become the main element.
@@ -45,7 +86,17 @@ class DocumentReader {
 
  private:
   bool ReadMore(int* at);
-  int ReadNode(ScannedNode& node, int* at);
+  int ReadNode(ScannedNode& node, int* at, int stored, const wchar_t* path = L"");
+  int HeadOf(const ScannedNode& node, int at, int stored, const wchar_t* path) const;
+  void PassOver(ScannedNode& node, int head, int* at);
+  void DropText(int start, int end);
+  void DropPlaces();
+  std::optional<FileRange> RestOf(const ScannedNode& node) const;
+  bool ReadRange(FileRange* range, std::wstring* text);
+  DataPieces PiecesOf(int type, std::wstring_view markup, std::optional<FileRange> rest) const;
+  bool NextPiece(DataPieces* pieces, std::wstring* piece);
+  bool PassTextOfElement();
+  KeptTag& MainTag() { return tags_[static_cast<std::size_t>(cursor_.Main())]; }
   void SkipContent();
   void SkipElement(int element);
   void SkipElement(const ScannedNode& startTag);
@@ -53,13 +104,14 @@ class DocumentReader {
   void EndAtFileEnd();
   void PassEndTag(int tag, int after);
   void AddMain(const ScannedNode& node);
-  bool IsWanted(const ScannedNode& node, int types, const wchar_t* path) const;
+  bool IsWanted(int tag, int types, const wchar_t* path) const;
   bool EndsOpenElement(int tag);
   OpenElement OpenElementAt(const ScannedNode& startTag) const {
-    return {std::wstring(document_.NameAt(startTag.start + 1)), FileOffset(startTag.start)};
+    return {std::wstring(document_.NameAt(startTag.start + 1)), nodeStart_};
   }
   OpenElement OpenElementAt(int element) const {
-    return {std::wstring(document_.TagName(element)), starts_[static_cast<std::size_t>(element)]};
+    return {std::wstring(document_.TagName(element)),
+            tags_[static_cast<std::size_t>(element)].start};
   }
   std::int64_t FileOffset(int offset) const { return passed_ + offset; }
   void ReportLoneEndTag(int tag);
@@ -72,9 +124,12 @@ class DocumentReader {
   std::int64_t passed_ = 0;     ///< code units of the file before the text, less the tags kept
   bool hasContent_ = false;     ///< the content of the main element was not passed
   bool isParentEnded_ = false;  ///< the end tag of the parent was passed
-  /// Where the start tags of the parents and of the main element were in the file, from the outside
-  /// in.
-  std::vector<std::int64_t> starts_;
+  std::int64_t nodeStart_ = 0;  ///< where the last node read begins and ends in the file
+  std::int64_t nodeEnd_ = 0;
+  std::vector<TextPlace> places_;     ///< the first one is not after the last node read
+  std::vector<KeptTag> tags_;         ///< of the parents from the outside in, then the main element
+  std::optional<FileRange> rest_;     ///< of the current node, if it was passed over
+  std::optional<DataPieces> pieces_;  ///< of the current node, or of a node in the main element
   /// An end tag that closes an element further out, and that element. It is met again by every
   /// element in between, so it is looked up once.
   std::int64_t pendingEndTag_ = -1;

@@ -49,6 +49,8 @@ bool FileStream::OpenToRead(const std::wstring& file) {
   if (input_.bad()) return Fail(FileErrorText());
   head_.resize(static_cast<std::size_t>(input_.gcount()));
   decoder_.emplace(DetectEncoding(head_, input_.eof()));
+  std::error_code ignored;
+  canReadAgain_ = std::filesystem::is_regular_file(ToPath(file), ignored);
   length_ = head_.size();
   head_.erase(0, decoder_->Encoding().Mark().size());
   return true;
@@ -92,6 +94,24 @@ bool FileStream::Read(std::size_t bytes, std::wstring* text) {
     if (text->size() > before) return true;
     part.clear();
   }
+}
+
+bool FileStream::ReadAgain(StreamPlace* place, std::wstring* text) {
+  const std::size_t before = text->size();
+  const std::ios::iostate state = input_.rdstate();
+  std::string part(kStreamPart, '\0');
+  input_.clear();
+  input_.seekg(static_cast<std::streamoff>(place->bytes));
+  while (text->size() == before && !part.empty()) {
+    input_.read(part.data(), static_cast<std::streamsize>(part.size()));
+    part.resize(static_cast<std::size_t>(std::max<std::streamsize>(input_.gcount(), 0)));
+    place->bytes += part.size();
+    place->decoder.Decode(part, part.empty(), text);
+  }
+  input_.clear();
+  input_.seekg(static_cast<std::streamoff>(length_));
+  input_.setstate(state);
+  return text->size() > before;
 }
 
 bool FileStream::Write(const std::wstring& text, std::size_t length, int docFlags) {

@@ -19,6 +19,12 @@ inline constexpr std::size_t kStreamPart = std::size_t{1} << 16;
 /// be read or is shorter. Only regular files can be read twice.
 std::optional<TextPosition> PositionInFile(const std::wstring& file, std::size_t offset);
 
+/// A place between two parts of a file that is being read.
+struct StreamPlace {
+  std::uint64_t bytes;
+  TextDecoder decoder;
+};
+
 /// A text file that is read or written in parts.
 class FileStream {
  public:
@@ -29,6 +35,14 @@ class FileStream {
 
   /// Appends more text of the file, decoded from at least `bytes` bytes; false at its end.
   bool Read(std::size_t bytes, std::wstring* text);
+
+  /// Whether `ReadAgain` works: only regular files can be read twice.
+  bool CanReadAgain() const { return canReadAgain_; }
+  /// Where the next `Read` begins.
+  StreamPlace Place() const { return {length_ - head_.size(), *decoder_}; }
+  /// Appends the text of the part at a place, which moves past it; false at the end of the file.
+  /// Has no effect on `Read`.
+  bool ReadAgain(StreamPlace* place, std::wstring* text);
 
   /// Whether `Read` has returned the last text.
   bool IsEnded() const { return isEnded_; }
@@ -63,8 +77,9 @@ class FileStream {
   std::optional<TextEncoder> encoder_;
   std::string head_;          ///< bytes read to find the encoding
   std::uint64_t length_ = 0;  ///< bytes read or written
-  bool isEnded_ = false;      ///< the last bytes have been decoded
-  std::wstring failure_;      ///< why the first call failed; afterwards nothing more is written
+  bool canReadAgain_ = false;
+  bool isEnded_ = false;  ///< the last bytes have been decoded
+  std::wstring failure_;  ///< why the first call failed; afterwards nothing more is written
 };
 
 }  // namespace orv

@@ -92,7 +92,17 @@ bool MarkupState::OutOfElement() {
 }
 
 std::wstring MarkupState::Data() {
-  return reader != nullptr && cursor.IsElement() ? reader->Data() : cursor.Data();
+  return reader != nullptr && cursor.IsElement() ? reader->Data() : Here().Data();
+}
+
+bool MarkupState::NextDataPiece(std::wstring* piece) {
+  piece->clear();
+  return reader != nullptr && reader->NextDataPiece(piece);
+}
+
+const Cursor& MarkupState::Here() {
+  if (reader != nullptr) reader->CompleteNode();
+  return cursor;
 }
 
 // --- Saved positions ---

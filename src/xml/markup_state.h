@@ -39,6 +39,9 @@ struct MarkupState {
   bool IntoElement();
   bool OutOfElement();
   std::wstring Data();
+  bool NextDataPiece(std::wstring* piece);
+  /// The current place for reading: its node or start tag is completely in memory.
+  const Cursor& Here();
 
   bool SavePosition(const wchar_t* name, int table);
   bool RestorePosition(const wchar_t* name, int table);
@@ -64,6 +67,6 @@ struct MarkupState {
 
 /// The current place of a document. The reference is valid as long as the document, and follows its
 /// moves.
-inline const Cursor& CursorOf(const CMarkup& markup) { return MarkupState::Of(markup).cursor; }
+inline const Cursor& CursorOf(const CMarkup& markup) { return MarkupState::Of(markup).Here(); }
 
 }  // namespace orv

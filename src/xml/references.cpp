@@ -30,13 +30,15 @@ int DecodeNumber(std::wstring_view digits, int base) {
   return code > 0 && code <= 0x10FFFF ? code : -1;
 }
 
+/// The maximum length of a reference between `&` and `;`.
+constexpr std::size_t kMaxReferenceName = 9;
+
 /// Reads the reference at the start of `text`, whose first code unit is `&`.
 Reference ReadReference(std::wstring_view text) {
-  constexpr std::size_t kMaxName = 9;
-  wchar_t name[kMaxName];
+  wchar_t name[kMaxReferenceName];
   std::size_t length = 0;
   for (;;) {
-    if (length + 1 >= text.size() || length == kMaxName) return {};
+    if (length + 1 >= text.size() || length == kMaxReferenceName) return {};
     const wchar_t unit = text[length + 1];
     if (unit == L';') break;
     if (static_cast<std::uint32_t>(unit) >= 128) return {};
@@ -103,26 +105,38 @@ std::size_t AppendDecoded(std::wstring_view text, std::wstring* result) {
 
 }  // namespace
 
-std::wstring UnescapeText(std::wstring_view text, int flags) {
-  const bool collapse = (flags & CMarkup::DOC_COLLAPSEWHITESPACE) != 0;
-  const bool trim = collapse || (flags & CMarkup::DOC_TRIMWHITESPACE) != 0;
-  if (!trim && text.find(L'&') == text.npos) return std::wstring(text);
-
-  std::wstring result;
-  result.reserve(text.size());
-  std::size_t trimmedSize = 0;  // the size without trailing white space
+std::size_t TextUnescaper::Append(std::wstring_view text, bool isLast, std::wstring* result) {
+  const bool collapse = (flags_ & CMarkup::DOC_COLLAPSEWHITESPACE) != 0;
+  const bool trim = collapse || (flags_ & CMarkup::DOC_TRIMWHITESPACE) != 0;
+  const std::size_t size = text.size();
+  std::size_t trimmedSize = result->size();  // the size without trailing white space
+  *result += white_;
+  white_.clear();
   while (!text.empty()) {
     if (trim && IsWhiteSpace(text[0])) {
-      const bool isLeading = trimmedSize == 0;
-      const bool isInRun = collapse && result.size() > trimmedSize;
-      if (!isLeading && !isInRun) result += collapse ? L' ' : text[0];
+      const bool isInRun = collapse && result->size() > trimmedSize;
+      if (hasSolid_ && !isInRun) *result += collapse ? L' ' : text[0];
       text.remove_prefix(1);
       continue;
     }
-    text.remove_prefix(AppendDecoded(text, &result));
-    trimmedSize = result.size();
+    if (!isLast && text[0] == L'&' && text.size() < kMaxReferenceName + 2) break;
+    text.remove_prefix(AppendDecoded(text, result));
+    trimmedSize = result->size();
+    hasSolid_ = true;
   }
-  if (trim) result.resize(trimmedSize);
+  if (trim) {
+    if (!isLast) white_ = result->substr(trimmedSize);
+    result->resize(trimmedSize);
+  }
+  return size - text.size();
+}
+
+std::wstring UnescapeText(std::wstring_view text, int flags) {
+  constexpr int kWhiteSpaceFlags = CMarkup::DOC_TRIMWHITESPACE | CMarkup::DOC_COLLAPSEWHITESPACE;
+  if ((flags & kWhiteSpaceFlags) == 0 && text.find(L'&') == text.npos) return std::wstring(text);
+  std::wstring result;
+  result.reserve(text.size());
+  TextUnescaper(flags).Append(text, true, &result);
   return result;
 }
 

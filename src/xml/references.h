@@ -7,6 +7,22 @@
 
 namespace orv {
 
+/// Decodes the references of a text that is passed in pieces.
+class TextUnescaper {
+ public:
+  /// Of `flags` only the two white space flags of a document count.
+  explicit TextUnescaper(int flags) : flags_(flags) {}
+
+  /// Appends the decoded text to `result`. Returns the number of code units that were read: without
+  /// `isLast`, a reference that may be incomplete is left for the next call.
+  std::size_t Append(std::wstring_view text, bool isLast, std::wstring* result);
+
+ private:
+  int flags_;
+  bool hasSolid_ = false;  ///< something other than white space was decoded
+  std::wstring white_;     ///< white space that is dropped if nothing follows it
+};
+
 /// Decodes the references of a text; of `flags` only the two white space flags of a document count.
 /// An unknown reference is kept as it is.
 std::wstring UnescapeText(std::wstring_view text, int flags);

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <algorithm>
+#include <cstdint>
+#include <limits>
 #include <string>
 
 /// The result record: a small XML text with one empty element for each finding.
@@ -21,6 +24,12 @@ enum ResultFlags : int {
 /// unless it is -1; `number2` becomes "offset2" unless it is -1.
 void AddResult(std::wstring& result, const wchar_t* name, const wchar_t* value, int flags,
                int number = -1, int number2 = -1);
+
+/// An offset in a file as a number of an entry: offsets are limited to the range of an int.
+inline int ToResultNumber(std::int64_t offset) {
+  constexpr std::int64_t kMax = std::numeric_limits<int>::max();
+  return static_cast<int>(std::min(offset, kMax));
+}
 
 /// Whether a result record takes no more entries. Its size is limited to bound the cost of a flood
 /// of errors.

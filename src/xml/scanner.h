@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -22,13 +24,29 @@ struct ScanCursor {
   const wchar_t* text = nullptr;
   int flags = 0;   ///< the document's flags
   int length = 0;  ///< of the text, which may contain zero code units
-  int passed = 0;  ///< code units of a file before the text, added to offsets in result entries
+  /// Code units of a file before the text, added to offsets in result entries.
+  std::int64_t passed = 0;
 
   /// A cursor at the start of a text.
   static ScanCursor Of(std::wstring_view text) {
     return {.text = text.data(), .length = static_cast<int>(text.size())};
   }
   std::wstring_view Text() const { return {text, text + length}; }
+};
+
+/// How a scan that reached the end of the text inside a node continues when there is more text.
+struct ScanState {
+  enum class Rest { kUnknown, kText, kStartTag, kDocumentType, kClosing };
+
+  Rest rest = Rest::kUnknown;      ///< what is scanned; unknown until the text holds its opening
+  int scanned = 0;                 ///< the text before is not needed any more
+  int type = 0;                    ///< the type of the node once it is complete
+  std::wstring_view closing = {};  ///< what is searched for first; empty for nothing
+  const wchar_t* typeName = L"";   ///< of the node, for an error
+  int brackets = 0;                ///< open brackets of a document type
+  wchar_t lastUnit = 0;            ///< the last code unit of the scanned part of a tag
+  wchar_t lastSolid = 0;           ///< the last one that is not white space
+  std::size_t resultSize = 0;      ///< the size of the result entries about the scanned part
 };
 
 /// A node that the scanner found.
@@ -39,6 +57,7 @@ struct ScannedNode {
   bool isEmptyElement = false;  ///< the start tag ended with `/>`
   bool hitEnd = false;          ///< the node reaches the end of the text: more text could change it
   std::wstring result;          ///< the result entries of `kScanError`
+  ScanState state;              ///< if `hitEnd`
 
   /// The markup of the node in the text that was scanned.
   std::wstring_view In(std::wstring_view text) const {
@@ -49,6 +68,18 @@ struct ScannedNode {
 /// Scans the node at `scan.next`, moves the cursor past it and returns its type. Takes time linear
 /// in the node.
 int ScanNode(ScanCursor& scan, ScannedNode& node);
+
+/// Continues the scan of a node that reached the end of the text, after text was appended, and
+/// text before `node.state.scanned` possibly removed. The caller adjusts that offset and
+/// `node.start`, which is negative if the start is not in the text any more.
+int ContinueNode(ScanCursor& scan, ScannedNode& node);
+
+/// The number of code units around the data of a node.
+struct NodeDelimiters {
+  std::size_t opening = 0;
+  std::size_t closing = 0;
+};
+NodeDelimiters DelimitersOf(int type);
 
 /// The data of a node as written: without the delimiters of a comment or CDATA section.
 std::wstring_view NodeData(int type, std::wstring_view markup);

@@ -123,11 +123,6 @@ std::size_t WholeUtf8(std::string_view bytes) {
   return bytes.size();
 }
 
-/// Whether a text ends with the first half of a surrogate pair.
-bool IsHighSurrogate(std::wstring_view text) {
-  return !text.empty() && (text.back() & 0xFC00) == 0xD800;
-}
-
 /// Appends text in a code page; true if it lacks some of the characters.
 bool EncodeNarrow(int page, std::wstring_view text, std::string* bytes) {
   bool hasLost = false;
@@ -301,7 +296,7 @@ void TextEncoder::Encode(std::wstring_view text, bool isLast, std::string* bytes
     text = waiting_;
   }
   std::size_t whole = text.size();
-  if (!isLast && IsHighSurrogate(text.substr(0, whole))) --whole;
+  if (!isLast && EndsInsidePair(text.substr(0, whole))) --whole;
   if (EncodeWhole(text.substr(0, whole), bytes) && lost_ == kNothing) {
     lost_ = passed_ + FindLost(text.substr(0, whole));
   }
@@ -316,13 +311,13 @@ std::size_t TextEncoder::FindLost(std::wstring_view text) const {
   std::size_t end = text.size();
   while (end - first > 2) {
     std::size_t middle = first + (end - first) / 2;
-    if (IsHighSurrogate(text.substr(0, middle))) ++middle;
+    if (EndsInsidePair(text.substr(0, middle))) ++middle;
     std::string bytes;
     (EncodeWhole(text.substr(first, middle - first), &bytes) ? end : first) = middle;
   }
   std::string bytes;
   const bool isFirst =
-      IsHighSurrogate(text.substr(first, 1)) || EncodeWhole(text.substr(first, 1), &bytes);
+      EndsInsidePair(text.substr(first, 1)) || EncodeWhole(text.substr(first, 1), &bytes);
   return isFirst ? first : first + 1;
 }
 

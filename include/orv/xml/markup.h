@@ -228,6 +228,24 @@ class ORV_EXPORT CMarkup {
   std::wstring GetData();
   std::wstring GetChildData() const;
 
+  /// The next piece of the data of the main element or node of a file that is read in parts, so
+  /// that long data need not fit into memory. False, with an empty piece, after the last one and
+  /// if no file is being read. Together, the pieces are what `GetData` returns. No piece is empty,
+  /// and none ends inside a character or a reference; few exceed 65,536 code units.
+  ///
+  ///     CMarkup doc;
+  ///     doc.Open(L"archive.xml", CMarkup::DOC_READFILE);
+  ///     std::wstring piece;
+  ///     while (doc.FindNode() != 0) {
+  ///       if (doc.GetNodeType() != CMarkup::NODE_COMMENT) continue;
+  ///       while (doc.ReadDataPiece(piece)) Use(piece);
+  ///     }
+  ///
+  /// The first piece is the start of the data, and moving on skips the rest of it. The content of
+  /// an element is passed as it is read: `GetData` then returns what follows. The pieces end at its
+  /// first child element, which `GetData` does not read past either: it returns nothing then.
+  bool ReadDataPiece(std::wstring& strPiece);
+
   /// The markup between the main element's start tag and end tag.
   std::wstring GetElemContent() const;
 
@@ -428,6 +446,12 @@ class ORV_EXPORT CMarkup {
   /// Reading only moves forward: `FindElem`, `FindNode`, `IntoElem`, `OutOfElem` and `GetData` move
   /// through the file, and what they pass cannot be read again, even if they find nothing. The
   /// start tags of the current element and of those around it stay available.
+  ///
+  /// Memory holds one part of the file, the names of the open elements and their start tags, if
+  /// these are no longer than a part. The rest of a longer start tag or node is read from the file
+  /// again when it is asked for, and then kept in memory until the next move; `ReadDataPiece` does
+  /// not need memory for it. If the file is not a regular one, such as a pipe, longer tags and
+  /// nodes are kept in memory while they are current.
   ///
   /// Writing only moves forward too: `AddElem`, `AddSubDoc` and `AddNode` append, `IntoElem` and
   /// `OutOfElem` change the level, and attributes can be added to the start tag of an element until
