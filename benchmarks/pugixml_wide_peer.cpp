@@ -9,5 +9,7 @@
 #define PEER_PARSE PugixmlWideParse
 #define PEER_PROPERTIES PugixmlWideProperties
 #define PEER_NAME(text) L##text
+#define PEER_LOAD PugixmlWideLoad
+#define PEER_EDIT PugixmlWideEdit
 #define PEER_WALK PugixmlWideWalk
 #include "benchmarks/pugixml_peer.inc"

@@ -4,6 +4,7 @@
 // Real documents are named on the command line, before the flags of Google Benchmark.
 
 #include <benchmark/benchmark.h>
+#include <malloc.h>
 
 #include <fstream>
 #include <iterator>
@@ -106,6 +107,36 @@ void Peer(benchmark::State& state, const Document& document) {
   }
 }
 
+/// The heap that a loaded document takes, less the size of the text, as the counter "bytes".
+template <class Load>
+void MeasureHeap(benchmark::State& state, const std::wstring& text, Load load) {
+  const auto used = [] {
+    const struct mallinfo2 info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+  };
+  std::size_t bytes = 0;
+  for (auto _ : state) {
+    const std::size_t before = used();
+    const auto loaded = load(text);
+    bytes = used() - before - text.size() * sizeof(text[0]);
+    if (loaded == nullptr) state.SkipWithError("not parsed");
+  }
+  state.counters["bytes"] = static_cast<double>(bytes);
+}
+
+void Heap(benchmark::State& state, const Document& document) {
+  MeasureHeap(state, document.text, [](const std::wstring& text) {
+    auto doc = std::make_unique<CMarkup>();
+    return doc->SetDoc(text) ? std::move(doc) : nullptr;
+  });
+}
+
+#if defined(ORV_PUGIXML_WIDE)
+void HeapOfPeer(benchmark::State& state, const Document& document) {
+  MeasureHeap(state, document.text, orv::bench::PugixmlWideLoad);
+}
+#endif
+
 void Register(const char* work, const std::shared_ptr<Document>& document, Parse parse) {
   benchmark::RegisterBenchmark(
       (std::string(work) + "/" + document->name).c_str(),
@@ -135,6 +166,10 @@ std::shared_ptr<Document> RegisterDocument(std::string name, std::string bytes) 
   Register("walk_pugixml_wide", document, Peer<PugixmlWideWalk, &Document::text>);
 #endif
   Register("walk_pugixml", document, Peer<PugixmlWalk, &Document::bytes>);
+  Register("heap", document, Heap);
+#if defined(ORV_PUGIXML_WIDE)
+  Register("heap_pugixml_wide", document, HeapOfPeer);
+#endif
   return document;
 }
 
