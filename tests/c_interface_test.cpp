@@ -97,9 +97,9 @@ TEST_F(CInterface, CutsMessagesToTheBuffer) {
   orv_config* none = nullptr;
   const std::function<void(std::uint16_t*, std::uint32_t, std::uint32_t*)> calls[] = {
       [&](std::uint16_t* buffer, std::uint32_t capacity, std::uint32_t* length) {
-        EXPECT_EQ(orv_config_load(broken.data(), broken.size(), nullptr, &none, buffer, capacity,
-                                  length),
-                  ORV_ERROR_MALFORMED);
+        EXPECT_EQ(
+            orv_config_load(broken.data(), broken.size(), nullptr, &none, buffer, capacity, length),
+            ORV_ERROR_MALFORMED);
       },
       [&](std::uint16_t* buffer, std::uint32_t capacity, std::uint32_t* length) {
         record.Invert = 7;
@@ -156,7 +156,8 @@ TEST_F(CInterface, ListsItemsOfLargerStructures) {
     added.name[0] = L'x';
     added.name_length = 1;
     EXPECT_EQ(orv_stock_add(nullptr, 0, nullptr, &added), code) << size;
-    EXPECT_EQ(orv_stock_remove(nullptr, 0, added.guid), code == ORV_OK ? code : ORV_ERROR_NOT_FOUND);
+    EXPECT_EQ(orv_stock_remove(nullptr, 0, added.guid),
+              code == ORV_OK ? code : ORV_ERROR_NOT_FOUND);
   }
 }
 
@@ -245,9 +246,8 @@ std::string UseOnce(orv_log* log, const orv_config* shared, const orv_config* ow
     code = orv_record_explain(config, record, sizeof record, text.data(), capacity, &length);
     add(code, text.data(), length * sizeof text[0]);
   }
-  std::int32_t code =
-      orv_record_merge(printer, name.data(), name.size(), log, record, record, sizeof record,
-                       application, application, sizeof application);
+  std::int32_t code = orv_record_merge(printer, name.data(), name.size(), log, record, record,
+                                       sizeof record, application, application, sizeof application);
   add(code, record, sizeof record);
   orv_stock_item items[2] = {};
   items[0].size = sizeof items[0];
@@ -295,7 +295,8 @@ TEST_F(CInterface, ServesSeveralThreads) {
   EXPECT_EQ(differences, std::vector<int>(kThreads));
   const std::wstring text = LogText();
   int entries = 0;
-  for (std::size_t at = 0; (at = text.find(L"\ta message of a thread\r\n", at)) != text.npos; ++at) {
+  for (std::size_t at = 0; (at = text.find(L"\ta message of a thread\r\n", at)) != text.npos;
+       ++at) {
     ++entries;
   }
   EXPECT_EQ(entries, kThreads * kRuns + 1);

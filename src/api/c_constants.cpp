@@ -44,8 +44,8 @@ EQUAL(sizeof(orv_stock_item), 392);
 EQUAL(offsetof(orv_image, pixels), 24);
 EQUAL(sizeof(orv_image), 24 + sizeof(void*));
 
-// The length of a digest, and how much longer than its text a protected file can be: marker, version,
-// initialization vector and padding.
+// The length of a digest, and how much longer than its text a protected file can be: marker,
+// version, initialization vector and padding.
 EQUAL(32, orv::kSha256Size);
 EQUAL(36, orv::kProtectedMarker.size() + 1 + 2 * orv::kAesBlockSize);
 

@@ -5,8 +5,8 @@
 
 namespace orv {
 
-/// What `CCryptoHelper::LoadFileUTF8` does. `*isOutOfMemory` becomes true if it fails because memory
-/// ran out.
+/// What `CCryptoHelper::LoadFileUTF8` does. `*isOutOfMemory` becomes true if it fails because
+/// memory ran out.
 CString LoadProtectedText(const CString& path, CLoggerClient* client, bool* isOutOfMemory);
 
 }  // namespace orv
