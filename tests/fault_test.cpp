@@ -28,6 +28,7 @@
 #include "platform/modules.h"
 #include "tests/devmode_fixture.h"
 #include "tests/fixtures.h"
+#include "tests/xml_fixture.h"
 
 /// Fault injection: each operation runs with its first, second, ... allocation, system call or
 /// write failing, alone and with all later ones, until it succeeds without a fault. It must end in
@@ -341,6 +342,40 @@ TEST_F(Faults, ReadsADocumentCompletelyOrNotAtAll) {
            document->Close();
            return "";
          }});
+  // Each leaves the document as it was, or is complete; the last one may leave it without elements.
+  using Edit = bool (*)(CMarkup&);
+  constexpr std::pair<const wchar_t*, Edit> kEdits[] = {
+      {L"<a><b/></a>", [](CMarkup& d) { return d.AddChildSubDoc(L"<c><d>1</d><!-- --><e/></c>"); }},
+      {L"<a><b/></a>", [](CMarkup& d) { return d.SetElemContent(L"<c/><d><e/></d>"); }},
+      {L"<a/>", [](CMarkup& d) { return d.SetElemContent(L"<c/><d><e/></d>"); }},
+      {L"<a><b/></a><!x>", [](CMarkup& d) { return d.AddChildElem(L"c", L"text"); }},
+  };
+  for (const auto& [markup, edit] : kEdits) {
+    CMarkup expected(markup);
+    expected.FindElem();
+    edit(expected);
+    Sweep({"change an index", kNoMemory, kDone,
+           [&] {
+             document = std::make_unique<CMarkup>(markup);
+             document->FindElem();
+             document->SavePos();
+           },
+           [&] { return EndingOf(edit(*document)); },
+           [&](Ending ending, bool) -> std::string {
+             const std::wstring now = document->GetDoc();
+             const bool isChanged = now == expected.GetDoc();
+             if (ending == kDone ? !isChanged : !isChanged && now != markup) return "another text";
+             if (const std::wstring fault = test::IndexFault(*document); !fault.empty()) {
+               return WideToUtf8(fault);
+             }
+             document->RestorePos();
+             document->FindChildElem();
+             const bool isIndexed = test::DumpIndex(*document) == test::DumpIndex(CMarkup(now));
+             const bool isDropped = !document->IsWellFormed() && !document->FindElem();
+             document->SetDoc(nullptr);
+             return isIndexed || (ending == kNoMemory && isDropped) ? "" : "another index";
+           }});
+  }
   Sweep({"edit", kNoMemory, kDone, [&] { document = std::make_unique<CMarkup>(text); },
          [&] {
            document->FindElem();

@@ -7,6 +7,7 @@
 #include "tests/xml_fixture.h"
 #include "xml/name_tables.h"
 #include "xml/result.h"
+#include "xml/text_coding.h"
 
 namespace {
 
@@ -209,6 +210,34 @@ TEST_F(XmlFile, EveryEncodingOfTheTableGoesRound) {
     EXPECT_EQ(loaded.GetResult().find(L"conversion_loss"), std::wstring::npos) << Show(name);
   }
   EXPECT_GT(converted, 200);
+}
+
+/// UTF-7 text decodes to itself after every mix of code units written directly and in Base64.
+TEST(XmlEncodings, Utf7) {
+  constexpr std::wstring_view kUnits = L"a<+-\u00e9\\\u4e2d\xD83D\xDE00~/";
+  orv::TextEncoding encoding{.form = orv::TextForm::kCodePage, .codePage = 65000};
+  for (unsigned seed = 0; seed < 500; ++seed) {
+    std::wstring text;
+    for (unsigned rest = seed * 2654435761u; rest != 0; rest /= 11) {
+      const wchar_t unit = kUnits[rest % 11];
+      text += unit;
+      if (unit == 0xD83D) text += L'\xDE00';
+      if (unit == 0xDE00) text.back() = L'b';
+    }
+    orv::TextEncoder encoder(encoding);
+    std::string bytes;
+    encoder.Encode(text, true, &bytes);
+    EXPECT_FALSE(encoder.HasLost());
+    std::wstring back;
+    bool lost = false;
+    ASSERT_TRUE(orv::DecodeCodePage(65000, bytes, &back, &lost));
+    ASSERT_EQ(Show(back), Show(text)) << bytes;
+  }
+  orv::TextEncoder encoder(encoding);
+  std::string bytes;
+  encoder.Encode(L"<a>+\u00e9\u00e8-\xDE00</a>", true, &bytes);
+  EXPECT_EQ(bytes, "<a>+-+AOkA6A--+AD8-</a>");
+  EXPECT_EQ(encoder.FirstLost(), 7u);
 }
 
 TEST_F(XmlFile, FormsOfFiles) {

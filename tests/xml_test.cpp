@@ -587,6 +587,8 @@ TEST(XmlRead, PiecesAndPlaces) {
     EXPECT_EQ(lines.Find(offset).column, column) << offset;
   }
   EXPECT_EQ(orv::LineIndex(L"a\rb\n\nc").Find(5).line, 4);
+  // Offsets are not truncated to an int.
+  EXPECT_EQ(lines.Find(std::int64_t{1} << 32).line, 3);
 }
 
 TEST(XmlRead, Unescape) {

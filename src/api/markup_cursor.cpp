@@ -9,9 +9,11 @@
 namespace {
 
 /// The place of a public cursor, for the functions that move or read it.
-class At : public orv::Cursor {
+class PlacedCursor : public orv::Cursor {
  public:
-  At(const orv::Document* document, const orv::Place& place) : Cursor(*document) { Set(place); }
+  PlacedCursor(const orv::Document* document, const orv::Place& place) : Cursor(*document) {
+    Set(place);
+  }
 
   /// Keeps the place after a move, and returns its result.
   template <class Result>
@@ -85,27 +87,27 @@ bool CMarkupCursor::NextElem() {
 }
 
 bool CMarkupCursor::FindElem(MCD_CSTR szName) {
-  ::At at(m_pDocument, m_place);
+  PlacedCursor at(m_pDocument, m_place);
   return at.Keep(at.FindElement(szName.c_str()), &m_place);
 }
 
 bool CMarkupCursor::FindChildElem(MCD_CSTR szName) {
-  ::At at(m_pDocument, m_place);
+  PlacedCursor at(m_pDocument, m_place);
   return at.Keep(!at.IsOtherNode() && at.FindChild(szName.c_str()), &m_place);
 }
 
 int CMarkupCursor::FindNode(int nType) {
-  ::At at(m_pDocument, m_place);
+  PlacedCursor at(m_pDocument, m_place);
   return at.Keep(at.FindNode(nType), &m_place);
 }
 
 bool CMarkupCursor::IntoElem() {
-  ::At at(m_pDocument, m_place);
+  PlacedCursor at(m_pDocument, m_place);
   return at.Keep(at.IntoElement(), &m_place);
 }
 
 bool CMarkupCursor::OutOfElem() {
-  ::At at(m_pDocument, m_place);
+  PlacedCursor at(m_pDocument, m_place);
   return at.Keep(at.OutOfElement(), &m_place);
 }
 
@@ -114,17 +116,19 @@ void CMarkupCursor::ResetPos() { m_place = {}; }
 void CMarkupCursor::ResetMainPos() { m_place = {.parent = m_place.parent}; }
 
 void CMarkupCursor::ResetChildPos() {
-  ::At at(m_pDocument, m_place);
+  PlacedCursor at(m_pDocument, m_place);
   at.Set(m_place.parent, m_place.main, 0);
   m_place = at.Get();
 }
 
 // --- Reading ---
 
-std::wstring_view CMarkupCursor::GetTagName() const { return ::At(m_pDocument, m_place).TagName(); }
+std::wstring_view CMarkupCursor::GetTagName() const {
+  return PlacedCursor(m_pDocument, m_place).TagName();
+}
 
 CMarkupAttribs CMarkupCursor::GetAttribs() const {
-  const ::At at(m_pDocument, m_place);
+  const PlacedCursor at(m_pDocument, m_place);
   std::wstring_view text;
   int nameStart = -1;
   const bool hasTag = at.FindTag(false, &text, &nameStart);
@@ -133,25 +137,31 @@ CMarkupAttribs CMarkupCursor::GetAttribs() const {
 
 bool CMarkupCursor::GetAttrib(std::wstring_view strName, std::wstring* pstrBuffer,
                               std::wstring_view* pstrValue) const {
-  return ::At(m_pDocument, m_place).Attrib(strName, pstrBuffer, pstrValue);
+  return PlacedCursor(m_pDocument, m_place).Attrib(strName, pstrBuffer, pstrValue);
 }
 
 std::wstring_view CMarkupCursor::GetData(std::wstring* pstrBuffer) const {
-  return ::At(m_pDocument, m_place).Data(pstrBuffer);
+  return PlacedCursor(m_pDocument, m_place).Data(pstrBuffer);
 }
 
-std::wstring_view CMarkupCursor::GetRawData() const { return ::At(m_pDocument, m_place).RawData(); }
+std::wstring_view CMarkupCursor::GetRawData() const {
+  return PlacedCursor(m_pDocument, m_place).RawData();
+}
 
 std::wstring_view CMarkupCursor::GetContent() const {
-  const ::At at(m_pDocument, m_place);
+  const PlacedCursor at(m_pDocument, m_place);
   return at.IsElement() ? m_pDocument->Content(m_place.main) : std::wstring_view();
 }
 
-std::wstring_view CMarkupCursor::GetMarkup() const { return ::At(m_pDocument, m_place).Markup(); }
+std::wstring_view CMarkupCursor::GetMarkup() const {
+  return PlacedCursor(m_pDocument, m_place).Markup();
+}
 
-int CMarkupCursor::GetOffset() const { return ::At(m_pDocument, m_place).Offset(); }
+int CMarkupCursor::GetOffset() const { return PlacedCursor(m_pDocument, m_place).Offset(); }
 
-int CMarkupCursor::GetContentOffset() const { return ::At(m_pDocument, m_place).ContentOffset(); }
+int CMarkupCursor::GetContentOffset() const {
+  return PlacedCursor(m_pDocument, m_place).ContentOffset();
+}
 
 // --- Children ---
 
@@ -163,7 +173,7 @@ CMarkupChildren::CMarkupChildren(const CMarkupCursor& cursor, std::wstring_view 
   m_strOpening += L' ';
   m_strOpening += strAttrib;
   m_strOpening += L"=\"";
-  if (!::At(cursor.m_pDocument, cursor.m_place).IsElement()) return;
+  if (!PlacedCursor(cursor.m_pDocument, cursor.m_place).IsElement()) return;
   m_pReader =
       std::make_unique<orv::ChildReader>(*cursor.m_pDocument, cursor.m_place.main, m_strOpening);
 }

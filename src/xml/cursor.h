@@ -14,6 +14,8 @@
 
 namespace orv {
 
+using detail::Place;
+
 /// Navigates a document and reads it at the current place. The public class, the configuration
 /// loader and the checker all use it. Nothing here allocates, except functions that return a
 /// `std::wstring` and those that decode into a buffer. Views are valid until the document or the

@@ -209,7 +209,7 @@ class Document {
     return elements[before].Has(kElementUnended) ? LevelBelow(before) : elements[before].Level();
   }
   /// Indexes a range of well-formed text, whose elements are to become siblings of this level;
-  /// returns the first one.
+  /// returns the first one. Does not throw if there is room for the entries.
   int IndexRange(std::uint32_t level, int start, int end);
   /// Makes an element and its following siblings the children of `parent`, which has none.
   void Adopt(int parent, int first);
@@ -224,6 +224,8 @@ class Document {
   /// Ends an edit. Whether the index must be made again: new markup may complete or end what a
   /// syntax error is about, and a removed end tag may have been the last fault.
   bool NeedsParse();
+  /// Leaves the document without elements until the next edit makes the index.
+  void DropIndex();
 
  private:
   void Index(std::wstring_view newText, TrailingCopy* copy);

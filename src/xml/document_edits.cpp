@@ -1,5 +1,7 @@
-#include <cstring>
+#include <algorithm>
+#include <cstdlib>
 #include <new>
+#include <string>
 #include <utility>
 
 #include "xml/attributes.h"
@@ -290,6 +292,15 @@ bool Document::NeedsParse() {
     return true;
   if (!faults_.HasAny()) elements[0].levelFlags &= ~kElementIllFormed;
   return false;
+}
+
+void Document::DropIndex() {
+  CloseGap();
+  elements.Truncate(1);
+  elements[0] = {};
+  elements[0].length = Size();
+  SetIllFormed();
+  needsParse_ = true;
 }
 
 }  // namespace orv

@@ -1,5 +1,6 @@
 #include "xml/document_writer.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace orv {

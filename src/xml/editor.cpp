@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 #include <utility>
 #include <vector>
 
 #include "xml/attributes.h"
 #include "xml/element_index.h"
 #include "xml/file_stream.h"
+#include "xml/name_rules.h"
 #include "xml/names.h"
 #include "xml/references.h"
 #include "xml/scanner.h"
@@ -16,20 +18,6 @@ namespace orv {
 namespace {
 
 constexpr std::wstring_view kLineBreak = L"\r\n";
-
-/// Whether a text may name new elements and attributes: by the rules of XML, except that all code
-/// units outside ASCII count as letters. Reading accepts more.
-bool IsNewName(std::wstring_view name) {
-  constexpr auto isLetter = [](wchar_t unit) {
-    const wchar_t lower = ToLowerAscii(unit);
-    return (lower >= L'a' && lower <= L'z') || unit == L'_' || unit == L':' ||
-           static_cast<std::uint32_t>(unit) >= 128;
-  };
-  constexpr auto isInside = [isLetter](wchar_t unit) {
-    return isLetter(unit) || IsDigit(unit) || unit == L'-' || unit == L'.';
-  };
-  return !name.empty() && isLetter(name[0]) && std::ranges::all_of(name, isInside);
-}
 
 /// The length of the line break at an offset; 0 for none.
 int LineBreakLength(const Document& document, int offset) {
@@ -61,7 +49,7 @@ std::wstring NodeMarkup(int type, MCD_CSTR nodeText) {
     case CMarkup::NODE_CDATA_SECTION:
       return EncodeCDataSection(text);
     case CMarkup::NODE_PROCESSING_INSTRUCTION:
-      if (!IsNewName(TagNameAt(text, 0))) return {};
+      if (!IsSimpleName(TagNameAt(text, 0))) return {};
       markup = L"<?" + text + L"?>";
       break;
     case CMarkup::NODE_COMMENT:
@@ -124,7 +112,15 @@ bool ReadsToEnd(const Document& document, int instruction, int end) {
 void Editor::FinishEdit() {
   document_.SettleGap();
   if (document_.HasFile() || !document_.NeedsParse()) return;
-  Reparse();
+  try {
+    Reparse();
+  } catch (const std::bad_alloc&) {
+    // The old index does not match the new text.
+    document_.DropIndex();
+    cursor_.Set(0, 0, 0);
+    saved_.Clear();
+    throw;
+  }
   if (!document_.IsIllFormed()) CheckNode();
 }
 
@@ -165,7 +161,12 @@ void Editor::Reparse() {
 
   std::wstring result;
   std::swap(result, document_.result);
-  document_.Index();
+  try {
+    document_.Index();
+  } catch (const std::bad_alloc&) {
+    document_.result = std::move(result);
+    throw;
+  }
   document_.result = std::move(result);
 
   // The entries of a new index are in document order.
@@ -324,7 +325,7 @@ void Editor::FinishAdd(const InsertPlace& place, int element, int flags) {
 bool Editor::AddElement(std::wstring_view name, MCD_CSTR value, int flags) {
   const bool hasValue = !value.IsEmpty();
   const bool noEnd = (flags & CMarkup::ADD_NOEND) != 0;
-  if ((noEnd && hasValue) || !IsNewName(name) || !BeginAdd()) return false;
+  if ((noEnd && hasValue) || !IsQualifiedName(name) || !BeginAdd()) return false;
   InsertPlace place;
   if (!FindPlace(flags, &place)) return false;
 
@@ -365,6 +366,7 @@ bool Editor::AddSubDocument(std::wstring_view markup, int flags) {
   if (!FindPlace(flags, &place)) return false;
 
   const ElementEntry& root = subDocument[subDocument[0].child];
+  document_.elements.Reserve(subDocument.elements.Count());
   const int offset = Insert(place, subDocument.Range(root.start, root.End()), flags);
   const std::uint32_t level = document_.LevelAfter(place.parent, place.before);
   const int added = document_.IndexRange(level, offset, offset + root.length);
@@ -447,6 +449,7 @@ bool Editor::SetContent(std::wstring_view markup) {
   content.CopyText(markup);
   if (content.IsIllFormed()) return false;
 
+  document_.elements.Reserve(content.elements.Count());
   ReplaceContent(element, content.text);
   cursor_.Set(cursor_.Parent(), element, 0);
   if (!document_[element].IsTagOnly()) {
@@ -508,7 +511,7 @@ bool Editor::SetAttribute(bool ofChild, std::wstring_view name, MCD_CSTR newValu
   const std::wstring value = EscapeText(newValue.c_str(), CMarkup::ESC_ATTRIB);
   Attribute attribute;
   if (!FindAttribute(ofChild, name, &attribute)) {
-    if (!IsNewName(name)) return false;
+    if (!IsQualifiedName(name)) return false;
     // After an equals sign without a value, the new attribute would be read as that value.
     const bool dangles = attribute.hasValue && attribute.valueStart >= end;
     if (document_.At(end) == L'/' && document_.At(end - 1) == L' ') --end;

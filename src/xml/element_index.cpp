@@ -1,7 +1,10 @@
 #include "xml/element_index.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "platform/pages.h"
 

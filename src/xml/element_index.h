@@ -100,6 +100,11 @@ class ElementIndex {
   /// Puts an entry on the chain of deleted ones and returns what was its next sibling.
   int Release(int entry);
 
+  /// Makes room for a number of entries: so many calls of `Add` do not throw.
+  void Reserve(int entries) {
+    while (capacity_ - count_ < entries) Grow(count_ + entries);
+  }
+
   /// Allocates at least `capacity` entries, but starts at most one new segment: a larger request is
   /// cut at the end of that segment.
   void Grow(int capacity);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include "platform/files.h"
 #include "xml/text_files.h"
@@ -14,7 +15,8 @@ namespace {
 /// Moves a position over the first `count` code units of a text, of which one more must be known to
 /// find out whether a CR ends a line.
 void Advance(std::wstring_view text, std::size_t count, TextPosition* at) {
-  const TextPosition moved = LineIndex(text.substr(0, count + 1)).Find(static_cast<int>(count));
+  const TextPosition moved =
+      LineIndex(text.substr(0, count + 1)).Find(static_cast<std::int64_t>(count));
   at->column = moved.line == 1 ? at->column + moved.column - 1 : moved.column;
   at->line += moved.line - 1;
 }

@@ -1,6 +1,7 @@
 #include "xml/text_coding.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 
 #include "base/utf8.h"
@@ -123,22 +124,66 @@ std::size_t WholeUtf8(std::string_view bytes) {
   return bytes.size();
 }
 
-/// Appends text in a code page; true if it lacks some of the characters.
-bool EncodeNarrow(int page, std::wstring_view text, std::string* bytes) {
+/// The code units that UTF-7 need not write in Base64: sets D and O of RFC 2152, and white space.
+constexpr auto kUtf7Direct = [] {
+  std::array<bool, 128> direct{};
+  for (const char unit :
+       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"
+       "'(),-./:? \t\r\n!\"#$%&*;<=>@[]^_`{|}"sv) {
+    direct[static_cast<std::size_t>(unit)] = true;
+  }
+  return direct;
+}();
+
+bool IsUtf7Direct(wchar_t unit) {
+  const auto code = static_cast<std::uint32_t>(unit);
+  return code < kUtf7Direct.size() && kUtf7Direct[code];
+}
+
+/// Whether half a surrogate pair without the other half is at an offset.
+bool IsLoneSurrogate(std::wstring_view text, std::size_t at) {
+  const auto isHalf = [text](std::size_t i, int half) {
+    return i < text.size() && (text[i] & 0xFC00) == half;
+  };
+  constexpr int kHigh = 0xD800;
+  constexpr int kLow = 0xDC00;
+  if (isHalf(at, kHigh)) return !isHalf(at + 1, kLow);
+  return isHalf(at, kLow) && (at == 0 || !isHalf(at - 1, kHigh));
+}
+
+/// Appends text in UTF-7; true if it contains a lone surrogate. The encoders of both platforms
+/// write markup in Base64, which makes the declaration unreadable.
+bool EncodeUtf7(std::wstring_view text, std::string* bytes) {
+  constexpr std::string_view kDigits =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   bool hasLost = false;
-  if (page != kUtf7Page) return !EncodeCodePage(page, text, bytes, &hasLost) || hasLost;
-  // The encoders of both platforms write markup in Base64, which makes the declaration unreadable.
-  // UTF-7 also allows it unencoded (RFC 2152, set O).
-  constexpr std::wstring_view kMarkup = L"!\"#$%&*;<=>@[]^_`{|}";
-  while (!text.empty()) {
-    const std::size_t other = std::min(text.find_first_not_of(kMarkup), text.size());
-    bytes->append(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(other));
-    text.remove_prefix(other);
-    const std::size_t markup = std::min(text.find_first_of(kMarkup), text.size());
-    if (!EncodeCodePage(page, text.substr(0, markup), bytes, &hasLost)) hasLost = true;
-    text.remove_prefix(markup);
+  for (std::size_t at = 0; at < text.size();) {
+    if (IsUtf7Direct(text[at])) {
+      *bytes += static_cast<char>(text[at++]);
+      continue;
+    }
+    *bytes += '+';
+    std::uint32_t bits = 0;
+    int count = 0;                         // of the bits that are not written yet
+    const bool isPlus = text[at] == L'+';  // written as "+-"
+    if (isPlus) ++at;
+    for (; !isPlus && at < text.size() && !IsUtf7Direct(text[at]) && text[at] != L'+'; ++at) {
+      const bool isLost = IsLoneSurrogate(text, at);
+      hasLost |= isLost;
+      bits = bits << 16 | static_cast<std::uint32_t>(isLost ? L'?' : text[at]);
+      for (count += 16; count >= 6; count -= 6) *bytes += kDigits[bits >> (count - 6) & 63];
+    }
+    if (count > 0) *bytes += kDigits[bits << (6 - count) & 63];
+    *bytes += '-';
   }
   return hasLost;
+}
+
+/// Appends text in a code page; true if it lacks some of the characters.
+bool EncodeNarrow(int page, std::wstring_view text, std::string* bytes) {
+  if (page == kUtf7Page) return EncodeUtf7(text, bytes);
+  bool hasLost = false;
+  return !EncodeCodePage(page, text, bytes, &hasLost) || hasLost;
 }
 
 }  // namespace

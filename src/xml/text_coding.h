@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 /// Conversion between the text of documents and the bytes of files.
 

@@ -1,8 +1,10 @@
 #include "xml/text_files.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <utility>
 
 #include "orv/text/format.h"
 #include "orv/xml/line_index.h"
@@ -106,7 +108,7 @@ std::wstring WhyNotWritten(const TextEncoder& encoder, std::wstring_view text, i
     return Format(L"%ls lacks the character at offset %zu of the written text",
                   encoding.name.c_str(), offset);
   }
-  const TextPosition at = LineIndex(text).Find(static_cast<int>(offset));
+  const TextPosition at = LineIndex(text).Find(static_cast<std::int64_t>(offset));
   return Format(L"%ls lacks the character at line %d, column %d", encoding.name.c_str(), at.line,
                 at.column);
 }

@@ -23,9 +23,14 @@
 ///       Use(item.strValue, item.strData);
 ///     }
 
+class CMarkupCursor;
+
+// Not part of the interface: what the classes below are made of.
 namespace orv {
 class ChildReader;
 class Document;
+
+namespace detail {
 
 /// The positions of a cursor: numbers of elements in the index, 0 for none, and the current node if
 /// that is not an element.
@@ -37,6 +42,8 @@ struct Place {
   int nodeOffset = 0;  ///< of a node that is not an element
   int nodeLength = 0;  ///< of a node that is not an element
 };
+
+}  // namespace detail
 }  // namespace orv
 
 /// An attribute.
@@ -73,7 +80,7 @@ class ORV_EXPORT CMarkupAttribs {
   /// Moves through the attributes.
   class ORV_EXPORT Iterator {
    public:
-    /// Starts at the first attribute of a tag in a text.
+    /// Not part of the interface: `CMarkupAttribs` calls it.
     Iterator(std::wstring_view strText, int nNameStart, int nShift, int nFlags);
 
     /// The current attribute.
@@ -94,16 +101,18 @@ class ORV_EXPORT CMarkupAttribs {
     int m_nShift = 0;
   };
 
-  /// The attributes of the tag whose name is at a position of a text; `nShift` is subtracted from
-  /// offsets. A negative position stands for no tag.
-  CMarkupAttribs(std::wstring_view strText, int nNameStart, int nShift, int nFlags)
-      : m_strText(strText), m_nNameStart(nNameStart), m_nShift(nShift), m_nFlags(nFlags) {}
-
   /// The range.
   Iterator begin() const { return {m_strText, m_nNameStart, m_nShift, m_nFlags}; }
   std::default_sentinel_t end() const { return {}; }
 
  private:
+  friend class CMarkupCursor;
+
+  // The tag whose name is at a position of a text, negative for no tag; `nShift` is subtracted from
+  // offsets.
+  CMarkupAttribs(std::wstring_view strText, int nNameStart, int nShift, int nFlags)
+      : m_strText(strText), m_nNameStart(nNameStart), m_nShift(nShift), m_nFlags(nFlags) {}
+
   std::wstring_view m_strText;
   int m_nNameStart;
   int m_nShift;
@@ -173,7 +182,7 @@ class ORV_EXPORT CMarkupCursor {
   friend class CMarkupChildren;
 
   const orv::Document* m_pDocument;
-  orv::Place m_place;
+  orv::detail::Place m_place;
 };
 
 /// A child element.
@@ -193,7 +202,7 @@ class ORV_EXPORT CMarkupChildren {
   /// Moves through the children.
   class ORV_EXPORT Iterator {
    public:
-    /// Starts at the next child.
+    /// Not part of the interface: `CMarkupChildren` calls it.
     explicit Iterator(orv::ChildReader* pReader);
 
     /// The current child.

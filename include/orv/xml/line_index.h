@@ -1,6 +1,8 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
+#include <limits>
 #include <string_view>
 #include <vector>
 
@@ -23,25 +25,30 @@ struct TextPosition {
 class LineIndex {
  public:
   /// The text need not outlive the constructor.
-  explicit LineIndex(std::wstring_view text) : textLength_(static_cast<int>(text.size())) {
+  explicit LineIndex(std::wstring_view text) : textLength_(static_cast<std::int64_t>(text.size())) {
     for (std::size_t i = 0; i < text.size(); ++i) {
       const bool isBreak =
           text[i] == L'\n' || (text[i] == L'\r' && (i + 1 == text.size() || text[i + 1] != L'\n'));
-      if (isBreak) lineStarts_.push_back(static_cast<int>(i) + 1);
+      if (isBreak) lineStarts_.push_back(static_cast<std::int64_t>(i) + 1);
     }
   }
 
-  /// The position of an offset, which is first clamped to the text.
-  TextPosition Find(int offset) const {
-    offset = std::clamp(offset, 0, textLength_);
+  /// The position of an offset, which is first clamped to the text. A line or column that exceeds
+  /// the range of an int becomes the largest int.
+  TextPosition Find(std::int64_t offset) const {
+    offset = std::clamp(offset, std::int64_t{0}, textLength_);
     const auto nextLine = std::upper_bound(lineStarts_.begin(), lineStarts_.end(), offset);
-    const auto line = nextLine - lineStarts_.begin();
-    return {static_cast<int>(line), offset - *(nextLine - 1) + 1};
+    return {ToInt(nextLine - lineStarts_.begin()), ToInt(offset - *(nextLine - 1) + 1)};
   }
 
  private:
-  std::vector<int> lineStarts_{0};
-  int textLength_;
+  static int ToInt(std::int64_t number) {
+    constexpr std::int64_t kMax = std::numeric_limits<int>::max();
+    return static_cast<int>(std::min(number, kMax));
+  }
+
+  std::vector<std::int64_t> lineStarts_{0};
+  std::int64_t textLength_;
 };
 
 }  // namespace orv

@@ -60,7 +60,9 @@ class MCD_CSTR {
 ///
 /// Every text is accepted: an ill-formed document has an index as well, and its errors are in the
 /// result record (`GetResult`, `GetError`). Only a failed allocation throws; all headers report
-/// errors as `orv/platform/types.h` describes. An element whose start tag has 4,194,303 or more
+/// errors as `orv/platform/types.h` describes. An edit that throws changes nothing,
+/// except that an ill-formed document may then have the new text, but no elements and positions;
+/// the next edit makes its index again. An element whose start tag has 4,194,303 or more
 /// code units can be read, except for its content, and removed, but not changed. An object may be
 /// used by one thread at a time, the static functions by any number.
 class ORV_EXPORT CMarkup {

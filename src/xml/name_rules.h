@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+/// The names that XML and its namespaces allow. The parser accepts more, see `IsNameStart`.
+
+namespace orv {
+
+/// Reads the code point at the start of a text that is not empty, and removes it.
+std::uint32_t TakeCode(std::wstring_view* text);
+
+bool IsNameChar(std::uint32_t code);
+bool IsName(std::wstring_view name);
+
+/// Whether a name has no colon, as names of other things than elements and attributes.
+bool IsSimpleName(std::wstring_view name);
+
+/// Whether a name has at most one colon, which separates two names.
+bool IsQualifiedName(std::wstring_view name);
+
+}  // namespace orv
