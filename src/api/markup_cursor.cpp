@@ -128,6 +128,11 @@ std::wstring_view CMarkupCursor::GetTagName() const {
 }
 
 CMarkupAttribs CMarkupCursor::GetAttribs() const {
+  if (m_place.nodeType == CMarkup::NODE_ELEMENT && m_place.main != 0) {
+    const int start = (*m_pDocument)[m_place.main].start;
+    const int shift = start - m_pDocument->OffsetOf(start);
+    return {m_pDocument->TextOfTag(start + 1), start + 1, shift, m_pDocument->flags};
+  }
   const PlacedCursor at(m_pDocument, m_place);
   std::wstring_view text;
   int nameStart = -1;
@@ -141,6 +146,14 @@ bool CMarkupCursor::GetAttrib(std::wstring_view strName, std::wstring* pstrBuffe
 }
 
 std::wstring_view CMarkupCursor::GetData(std::wstring* pstrBuffer) const {
+  if (m_place.nodeType == CMarkup::NODE_ELEMENT && m_place.main != 0 &&
+      !orv::NormalizesWhitespace(m_pDocument->flags)) {
+    // Nearly all elements have text without references, or children.
+    const orv::ElementEntry& element = (*m_pDocument)[m_place.main];
+    if (element.child != 0) return *pstrBuffer = {};
+    const std::wstring_view content = m_pDocument->PlainContent(m_place.main);
+    if (content.data() != nullptr) return content;
+  }
   return PlacedCursor(m_pDocument, m_place).Data(pstrBuffer);
 }
 

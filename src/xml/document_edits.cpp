@@ -99,21 +99,29 @@ void Document::MoveGap(int offset) {
   gap_.start = offset;
 }
 
-/// Adds at least `units` to the gap, which moves to the end of the text. The number is in
-/// proportion to the text, so that text and index are passed rarely.
+/// Adds at least `units` to the gap. The number is in proportion to the text, so that text and
+/// index are passed rarely.
 void Document::WidenGap(int units) {
   constexpr int kMinUnits = 256;
   if (gap_.length == 0) {
     gap_ = {.start = Size(), .before = LastChild(0)};
     closedUnits_ = 0;
-  } else {
-    MoveGap(Size());
   }
-  const int added = std::min(std::max(units, Size() / 8 + kMinUnits), kMaxDocument - gap_.End());
+  const int end = gap_.End();
+  const int size = static_cast<int>(text.size());
+  const int added = std::min(std::max(units, Size() / 4 + kMinUnits), kMaxDocument - size);
   if (added < units) throw std::bad_alloc();
-  text.resize(static_cast<std::size_t>(gap_.End() + added));
+  text.resize(static_cast<std::size_t>(size + added));
   gap_.length += added;
-  elements[0].length = gap_.End();
+  elements[0].length = size + added;
+  if (end == size) return;
+  wchar_t* const rest = text.data() + end;
+  std::char_traits<wchar_t>::move(rest + added, rest, static_cast<std::size_t>(size - end));
+  for (int i = 1; i < elements.Count(); ++i) {
+    ElementEntry& element = elements[i];
+    if (element.Has(kElementDeleted) || element.End() <= end) continue;
+    (element.start >= end ? element.start : element.length) += added;
+  }
 }
 
 void Document::Splice(int offset, int cut, std::wstring_view replacement) {

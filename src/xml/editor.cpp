@@ -68,10 +68,13 @@ std::wstring NodeMarkup(int type, MCD_CSTR nodeText) {
   return markup;
 }
 
-/// The escaped text or CDATA section of a value.
-std::wstring EncodeValue(MCD_CSTR value, int flags) {
-  return (flags & CMarkup::ADD_CDATA) != 0 && !value.IsEmpty() ? EncodeCDataSection(value.view())
-                                                               : EscapeText(value.c_str(), flags);
+/// Appends the escaped text or CDATA section of a value.
+void AppendValue(MCD_CSTR value, int flags, std::wstring* markup) {
+  if ((flags & CMarkup::ADD_CDATA) != 0 && !value.IsEmpty()) {
+    *markup += EncodeCDataSection(value.view());
+  } else {
+    AppendEscaped(value.c_str(), flags, markup);
+  }
 }
 
 /// Whether reading the attributes of a tag recognizes the same quotes as the parse did. It does not
@@ -297,16 +300,15 @@ void Editor::OpenTag(int element, std::wstring_view content) {
 
 /// Inserts markup and its line break, and opens the parent if necessary. Returns the offset of the
 /// markup.
-int Editor::Insert(const InsertPlace& place, std::wstring_view markup, int flags) {
+int Editor::Insert(const InsertPlace& place, std::wstring markup, int flags) {
   const std::wstring_view lineBreak = (flags & CMarkup::ADD_NOLINES) == 0 ? kLineBreak : L"";
-  std::wstring text(markup);
-  text += lineBreak;
+  markup += lineBreak;
   if (place.opensParent) {
-    text.insert(0, lineBreak);
-    OpenTag(place.parent, text);
+    markup.insert(0, lineBreak);
+    OpenTag(place.parent, markup);
     return document_[place.parent].ContentStart() + static_cast<int>(lineBreak.size());
   }
-  document_.Splice(place.offset, 0, text);
+  document_.Splice(place.offset, 0, markup);
   return place.offset;
 }
 
@@ -330,23 +332,30 @@ bool Editor::AddElement(std::wstring_view name, MCD_CSTR value, int flags) {
   if (!FindPlace(flags, &place)) return false;
 
   const bool isEmptyTag = !hasValue && !noEnd;
-  std::wstring markup = L"<" + std::wstring(name);
+  std::wstring markup;
+  // Room for both tags and the line break, so that nearly all texts need one allocation.
+  markup.reserve(2 * name.size() + value.view().size() + 16);
+  markup += L'<';
+  markup += name;
   if (isEmptyTag) markup += (flags & CMarkup::ADD_SPACEDEMPTY) != 0 ? L" /" : L"/";
   markup += L'>';
   const int startTagLength = static_cast<int>(markup.size());
   int endTagLength = 0;
   if (hasValue) {
-    markup += EncodeValue(value, flags);
+    AppendValue(value, flags, &markup);
     endTagLength = static_cast<int>(name.size()) + 3;
-    markup += L"</" + std::wstring(name) + L">";
+    markup += L"</";
+    markup += name;
+    markup += L'>';
   }
 
+  const int length = static_cast<int>(markup.size());
   const int added = document_.elements.Add();
-  const int offset = Insert(place, markup, flags);
+  document_[added] = ElementEntry{};
+  const int offset = Insert(place, std::move(markup), flags);
   ElementEntry& element = document_[added];
-  element = ElementEntry{};
   element.start = offset;
-  element.length = static_cast<int>(markup.size());
+  element.length = length;
   element.SetTagLengths(startTagLength, endTagLength);
   element.levelFlags = document_.LevelAfter(place.parent, place.before);
   if (isEmptyTag) element.levelFlags |= kElementEmpty;
@@ -367,7 +376,7 @@ bool Editor::AddSubDocument(std::wstring_view markup, int flags) {
 
   const ElementEntry& root = subDocument[subDocument[0].child];
   document_.elements.Reserve(subDocument.elements.Count());
-  const int offset = Insert(place, subDocument.Range(root.start, root.End()), flags);
+  const int offset = Insert(place, subDocument.CopyMarkup(subDocument[0].child), flags);
   const std::uint32_t level = document_.LevelAfter(place.parent, place.before);
   const int added = document_.IndexRange(level, offset, offset + root.length);
   document_.Link(place.parent, place.before, added);
@@ -436,7 +445,9 @@ bool Editor::SetChildData(MCD_CSTR value, int flags) {
 
 bool Editor::SetElementData(int element, MCD_CSTR value, int flags) {
   if (document_.HasFile() || !CanEdit(element)) return false;
-  ReplaceContent(element, EncodeValue(value, flags));
+  std::wstring markup;
+  AppendValue(value, flags, &markup);
+  ReplaceContent(element, markup);
   return true;
 }
 
@@ -556,16 +567,17 @@ bool Editor::AddNode(int type, MCD_CSTR text, int flags) {
       CMarkup::NODE_TEXT | CMarkup::NODE_WHITESPACE | CMarkup::NODE_CDATA_SECTION;
   if (stays || (type & kInline) != 0) flags |= CMarkup::ADD_NOLINES;
   if (type == CMarkup::NODE_ELEMENT) return AddElement(text.view(), nullptr, flags);
-  const std::wstring markup = NodeMarkup(type, text);
+  std::wstring markup = NodeMarkup(type, text);
   if (markup.empty() || !BeginAdd()) return false;
   InsertPlace place;
   if (!FindPlace(flags, &place)) return false;
 
   const int oldSize = document_.Size();
-  const int offset = Insert(place, markup, flags);
+  const int length = static_cast<int>(markup.size());
+  const int offset = Insert(place, std::move(markup), flags);
   if (!stays) {
     cursor_.Set(place.parent, place.before, 0);
-    cursor_.SetNode(type, offset, static_cast<int>(markup.size()));
+    cursor_.SetNode(type, offset, length);
   } else if (cursor_.IsOtherNode() && (flags & CMarkup::ADD_INSERT) != 0) {
     cursor_.SetNode(cursor_.NodeType(), cursor_.NodeOffset() + document_.Size() - oldSize,
                     cursor_.NodeLength());

@@ -49,7 +49,7 @@ class Editor {
   bool FindPlace(int flags, InsertPlace* place) const;
   void PlaceAtCurrent(int current, bool inserts, InsertPlace* place) const;
   bool PlaceInParent(bool inserts, InsertPlace* place) const;
-  int Insert(const InsertPlace& place, std::wstring_view markup, int flags);
+  int Insert(const InsertPlace& place, std::wstring markup, int flags);
   void OpenTag(int element, std::wstring_view content);
   void FinishAdd(const InsertPlace& place, int element, int flags);
 

@@ -74,7 +74,11 @@ std::size_t ReferenceLength(const wchar_t* text) {
   return text[length] == L';' ? length + 1 : 0;
 }
 
-std::wstring_view EntityFor(wchar_t unit, bool inAttribute) {
+/// What ends a run of units that are copied: the units to escape, and the terminating zero.
+constexpr UnitSet kSpecial({L"<&>\0", 4});
+constexpr UnitSet kSpecialInAttributes({L"<&>\"'\0", 6});
+
+std::wstring_view EntityFor(wchar_t unit) {
   switch (unit) {
     case L'<':
       return L"&lt;";
@@ -83,11 +87,9 @@ std::wstring_view EntityFor(wchar_t unit, bool inAttribute) {
     case L'>':
       return L"&gt;";
     case L'"':
-      return inAttribute ? L"&quot;" : L"";
-    case L'\'':
-      return inAttribute ? L"&apos;" : L"";
+      return L"&quot;";
     default:
-      return L"";
+      return L"&apos;";
   }
 }
 
@@ -140,26 +142,28 @@ std::wstring UnescapeText(std::wstring_view text, int flags) {
   return result;
 }
 
-std::wstring EscapeText(const wchar_t* text, int flags) {
-  const std::wstring_view view(text);
-  std::wstring result;
-  result.reserve(view.size() + view.size() / 10 + 7);
-  while (*text != 0) {
-    if ((flags & CMarkup::ADD_KEEPREFS) != 0) {
-      if (const std::size_t length = ReferenceLength(text); length > 0) {
-        result.append(text, length);
-        text += length;
-        continue;
-      }
-    }
-    const std::wstring_view entity = EntityFor(*text, (flags & CMarkup::ESC_ATTRIB) != 0);
-    if (entity.empty()) {
-      result += *text;
+void AppendEscaped(const wchar_t* text, int flags, std::wstring* result) {
+  const bool keepsReferences = (flags & CMarkup::ADD_KEEPREFS) != 0;
+  const UnitSet& special = (flags & CMarkup::ESC_ATTRIB) != 0 ? kSpecialInAttributes : kSpecial;
+  for (;;) {
+    const wchar_t* const run = text;
+    while (!special.Has(*text)) ++text;
+    result->append(run, text);
+    if (*text == 0) return;
+    if (const std::size_t length = keepsReferences ? ReferenceLength(text) : 0; length > 0) {
+      result->append(text, length);
+      text += length;
     } else {
-      result += entity;
+      *result += EntityFor(*text++);
     }
-    ++text;
   }
+}
+
+std::wstring EscapeText(const wchar_t* text, int flags) {
+  std::wstring result;
+  const std::size_t size = std::char_traits<wchar_t>::length(text);
+  result.reserve(size + size / 10 + 7);
+  AppendEscaped(text, flags, &result);
   return result;
 }
 

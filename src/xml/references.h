@@ -30,6 +30,7 @@ std::wstring UnescapeText(std::wstring_view text, int flags);
 /// Escapes the delimiters of markup in a zero-terminated text; of `flags` only `ADD_KEEPREFS` and
 /// `ESC_ATTRIB` count.
 std::wstring EscapeText(const wchar_t* text, int flags);
+void AppendEscaped(const wchar_t* text, int flags, std::wstring* result);
 
 /// A CDATA section with a text; split in two at every "]]>".
 std::wstring EncodeCDataSection(std::wstring_view text);

@@ -30,6 +30,11 @@ inline int FirstFound(int byteMask) {
   return std::countr_zero(static_cast<unsigned>(byteMask)) / 2;
 }
 
+/// Loads sixteen code units as signed 8-bit numbers; larger ones saturate.
+inline __m128i LoadSixteenUnits(const wchar_t* text) {
+  return _mm_packs_epi16(LoadEightUnits(text), LoadEightUnits(text + 8));
+}
+
 #endif
 
 /// Returns the first of two ASCII code units in a range of text, or the end of the range.
