@@ -2,9 +2,11 @@
 
 #include <cmath>
 #include <filesystem>
+#include <string_view>
 
 #include "orv/imaging/bitmap_helper.h"
 #include "orv/platform/types.h"
+#include "orv/text/format.h"
 #include "platform/files.h"
 #include "platform/letter_case.h"
 #include "platform/png_resolution.h"
@@ -14,17 +16,59 @@
 namespace orv::tool {
 namespace {
 
-std::wstring Explain(Status status, const std::wstring& path) {
+/// The first bytes of files that are mistaken for PNG images.
+struct FileKind {
+  std::string_view start;
+  const wchar_t* name;
+};
+constexpr FileKind kFileKinds[] = {
+    {"\xFF\xD8\xFF", L"a JPEG image"},
+    {"GIF8", L"a GIF image"},
+    {"BM", L"a BMP image"},
+    {"II*", L"a TIFF image"},
+    {"MM", L"a TIFF image"},
+    {"%PDF", L"a PDF document"},
+    {"RIFF", L"a WebP image"},
+    {"\x89PNG", L"a damaged PNG image"},
+};
+
+std::wstring WhyNotPng(const std::wstring& path) {
+  std::error_code ignored;
+  if (std::filesystem::is_directory(ToPath(path), ignored)) return L"a folder, not a PNG image";
+  std::string start;
+  constexpr std::size_t kLongest = 4;
+  if (ReadFile(path, &start, 0, kLongest) && start.empty()) return L"not a PNG image: it is empty";
+  for (const FileKind& kind : kFileKinds) {
+    if (!start.starts_with(kind.start)) continue;
+    return Format(L"not a PNG image (it looks like %ls)", kind.name);
+  }
+  return L"not a PNG image";
+}
+
+/// Explains why the file at `path`, which the user calls `name`, did not load.
+std::wstring Explain(Status status, const std::wstring& path, const std::wstring& name) {
   switch (status) {
     case FileNotFound:
-      return L"cannot read " + PathName(path);
+      return L"cannot read " + PathName(name);
     case UnknownImageFormat:
-      return path + L": not a PNG image";
+      return name + L": " + WhyNotPng(path);
     case OutOfMemory:
-      return L"not enough memory for " + path;
+      return L"not enough memory for " + name;
     default:
-      return path + L" is damaged";
+      return name + L": a damaged PNG image";
   }
+}
+
+constexpr double kInch = 0.0254;  ///< in metres
+
+std::uint32_t ToPerMetre(double dpi) {
+  return static_cast<std::uint32_t>(std::lround(dpi / kInch));
+}
+
+/// A whole number of dots per inch if the file's whole number of dots per metre may mean that.
+double ToDpi(std::uint32_t perMetre) {
+  const double dpi = std::round(perMetre * kInch);
+  return ToPerMetre(dpi) == perMetre ? dpi : perMetre * kInch;
 }
 
 /// A 24-bit copy of a 32-bit page with alpha, blended onto white.
@@ -74,31 +118,34 @@ PagePointer LoadPage(const std::wstring& path) {
   Bitmap* loaded = nullptr;
   const InputFile file(path);
   if (const Status status = LoadPng(file.path().c_str(), &loaded); status != Ok) {
-    Fail(kUnreadable, Explain(status, InputName(path)));
+    Fail(kUnreadable, Explain(status, file.path(), InputName(path)));
   }
   PagePointer page(loaded);
   if (page->GetPixelFormat() == PixelFormat32bppARGB) page = FlattenOnWhite(page.get());
-  if (page == nullptr) Fail(kUnreadable, Explain(OutOfMemory, InputName(path)));
+  if (page == nullptr) Fail(kUnreadable, Explain(OutOfMemory, file.path(), InputName(path)));
   return page;
 }
 
-std::optional<double> PageResolution(const std::wstring& path) {
-  constexpr double kInch = 0.0254;
+std::optional<Resolution> PageResolution(const std::wstring& path) {
   const std::optional<PngResolution> perMetre = ReadPngResolution(path.c_str());
-  if (!perMetre || perMetre->x != perMetre->y) return {};
-  const double dpi = perMetre->x * kInch;
-  const bool isScreen = std::lround(dpi) == 72 || std::lround(dpi) == 96;
-  if (isScreen || dpi < 1) return {};
+  if (!perMetre) return {};
+  const Resolution dpi = {ToDpi(perMetre->x), ToDpi(perMetre->y)};
+  const bool isScreen = dpi.x == dpi.y && (dpi.x == 72 || dpi.x == 96);
+  if (isScreen || dpi.x < 1 || dpi.y < 1) return {};
   return dpi;
 }
 
-std::string PngOf(Bitmap* page) {
+std::string PngOf(Bitmap* page, const std::optional<Resolution>& resolution) {
   // The graphics interface writes only to files.
   const std::wstring path = TemporaryPath(L"page.png");
   const PagePointer reduced = ReduceToTwoColours(page);
   if (reduced != nullptr) page = reduced.get();
   std::string bytes;
-  if (SavePng(page, path.c_str()) != Ok || !ReadFile(path, &bytes)) {
+  const Status status =
+      resolution ? SavePngWithResolution(page, path.c_str(),
+                                         {ToPerMetre(resolution->x), ToPerMetre(resolution->y)})
+                 : SavePng(page, path.c_str());
+  if (status != Ok || !ReadFile(path, &bytes)) {
     Fail(kUnreadable, L"cannot write " + path);
   }
   std::error_code ignored;
@@ -112,7 +159,12 @@ void PageFiles::Add(Bitmap* page, const std::wstring& path) {
       Fail(kUsage, L"two outputs have the same file: " + path);
     }
   }
-  if (!files_.emplace_back(path).Write(PngOf(page))) {
+  for (const std::wstring& input : inputs_) {
+    if (input != kStandardStream && IsSamePlace(input, path)) {
+      Fail(kUsage, L"the output would replace the input: " + path);
+    }
+  }
+  if (!files_.emplace_back(path).Write(PngOf(page, resolution_))) {
     Fail(kUnreadable, L"cannot write " + PathName(path));
   }
 }
