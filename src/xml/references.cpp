@@ -1,5 +1,6 @@
 #include "xml/references.h"
 
+#include <algorithm>
 #include <cstdint>
 
 #include "orv/xml/markup.h"
@@ -114,6 +115,11 @@ std::wstring UnescapeText(std::wstring_view text, int flags) {
   result.reserve(text.size());
   std::size_t trimmedSize = 0;  // the size without trailing white space
   while (!text.empty()) {
+    if (const std::size_t run = trim ? 0 : text.find(L'&'); run != 0) {
+      result += text.substr(0, run);
+      text.remove_prefix(std::min(run, text.size()));
+      continue;
+    }
     if (trim && IsWhiteSpace(text[0])) {
       const bool isLeading = trimmedSize == 0;
       const bool isInRun = collapse && result.size() > trimmedSize;
