@@ -1,5 +1,6 @@
 #include "xml/references.h"
 
+#include <algorithm>
 #include <cstdint>
 
 #include "orv/xml/markup.h"
@@ -115,6 +116,11 @@ std::size_t TextUnescaper::Append(std::wstring_view text, bool isLast, std::wstr
   *result += white_;
   white_.clear();
   while (!text.empty()) {
+    if (const std::size_t run = trim ? 0 : text.find(L'&'); run != 0) {
+      result += text.substr(0, run);
+      text.remove_prefix(std::min(run, text.size()));
+      continue;
+    }
     if (trim && IsWhiteSpace(text[0])) {
       const bool isInRun = collapse && result->size() > trimmedSize;
       if (hasSolid_ && !isInRun) *result += collapse ? L' ' : text[0];
