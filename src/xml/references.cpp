@@ -117,7 +117,7 @@ std::size_t TextUnescaper::Append(std::wstring_view text, bool isLast, std::wstr
   white_.clear();
   while (!text.empty()) {
     if (const std::size_t run = trim ? 0 : text.find(L'&'); run != 0) {
-      result += text.substr(0, run);
+      *result += text.substr(0, run);
       text.remove_prefix(std::min(run, text.size()));
       continue;
     }
