@@ -344,27 +344,30 @@ TEST_F(Faults, ReadsADocumentCompletelyOrNotAtAll) {
          }});
   // Each leaves the document as it was, or is complete; the last one may leave it without elements.
   using Edit = bool (*)(CMarkup&);
-  constexpr std::pair<const wchar_t*, Edit> kEdits[] = {
+  struct {
+    const wchar_t* markup;
+    Edit run;
+  } const edits[] = {
       {L"<a><b/></a>", [](CMarkup& d) { return d.AddChildSubDoc(L"<c><d>1</d><!-- --><e/></c>"); }},
       {L"<a><b/></a>", [](CMarkup& d) { return d.SetElemContent(L"<c/><d><e/></d>"); }},
       {L"<a/>", [](CMarkup& d) { return d.SetElemContent(L"<c/><d><e/></d>"); }},
       {L"<a><b/></a><!x>", [](CMarkup& d) { return d.AddChildElem(L"c", L"text"); }},
   };
-  for (const auto& [markup, edit] : kEdits) {
-    CMarkup expected(markup);
+  for (const auto& edit : edits) {
+    CMarkup expected(edit.markup);
     expected.FindElem();
-    edit(expected);
+    edit.run(expected);
     Sweep({"change an index", kNoMemory, kDone,
            [&] {
-             document = std::make_unique<CMarkup>(markup);
+             document = std::make_unique<CMarkup>(edit.markup);
              document->FindElem();
              document->SavePos();
            },
-           [&] { return EndingOf(edit(*document)); },
+           [&] { return EndingOf(edit.run(*document)); },
            [&](Ending ending, bool) -> std::string {
              const std::wstring now = document->GetDoc();
              const bool isChanged = now == expected.GetDoc();
-             if (ending == kDone ? !isChanged : !isChanged && now != markup) return "another text";
+             if (!isChanged && (ending == kDone || now != edit.markup)) return "another text";
              if (const std::wstring fault = test::IndexFault(*document); !fault.empty()) {
                return WideToUtf8(fault);
              }
