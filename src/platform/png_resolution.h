@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <optional>
 
+#include "orv/platform/graphics.h"
+
 namespace orv {
 
 /// The resolution stored in a PNG file, in dots per metre.
@@ -14,5 +16,8 @@ struct PngResolution {
 /// Reads the resolution of the PNG file at `path`. Nothing if the file cannot be read. On Linux
 /// also nothing if it stores none; on Windows the system then reports 96 dots per inch.
 std::optional<PngResolution> ReadPngResolution(const wchar_t* path);
+
+/// Writes a bitmap like `SavePng`, with its resolution. On Windows the bitmap keeps the resolution.
+Status SavePngWithResolution(Bitmap* bitmap, const wchar_t* path, const PngResolution& resolution);
 
 }  // namespace orv

@@ -96,7 +96,7 @@ class PngWriter {
   bool IsReady() const { return info_ != nullptr; }
 
   bool Write(const BitmapData& data, int depth, int colourType, const png_color* palette,
-             int paletteSize) {
+             int paletteSize, const PngResolution* resolution) {
     if (setjmp(png_jmpbuf(png_)) != 0) return false;
     png_init_io(png_, file_);
     png_set_IHDR(png_, info_, data.Width, data.Height, depth, colourType, PNG_INTERLACE_NONE,
@@ -104,6 +104,9 @@ class PngWriter {
     // A longer search takes three times as long and saves little on a dithered plane.
     if (depth == 1) png_set_compression_level(png_, 1);
     if (paletteSize > 0) png_set_PLTE(png_, info_, palette, paletteSize);
+    if (resolution != nullptr) {
+      png_set_pHYs(png_, info_, resolution->x, resolution->y, PNG_RESOLUTION_METER);
+    }
     png_write_info(png_, info_);
     png_set_bgr(png_);
     const BYTE* row = static_cast<const BYTE*>(data.Scan0);
@@ -153,7 +156,8 @@ Status Load(const wchar_t* path, Bitmap** bitmap) {
   return Ok;
 }
 
-Status Save(Bitmap* bitmap, const std::filesystem::path& path) {
+/// Without a resolution the file stores none.
+Status Save(Bitmap* bitmap, const std::filesystem::path& path, const PngResolution* resolution) {
   PixelFormat format = bitmap->GetPixelFormat();
   if (format == PixelFormat32bppRGB) format = PixelFormat24bppRGB;
   const bool isIndexed = bitmap->GetPaletteSize() > 0;
@@ -183,7 +187,7 @@ Status Save(Bitmap* bitmap, const std::filesystem::path& path) {
   if (FilePointer file = OpenFile(path, "wb"); file != nullptr) {
     PngWriter writer(file.get());
     const bool isWritten =
-        writer.IsReady() && writer.Write(data, depth, colourType, colours, colourCount);
+        writer.IsReady() && writer.Write(data, depth, colourType, colours, colourCount, resolution);
     if (std::fclose(file.release()) == 0 && isWritten) status = Ok;
   }
   bitmap->UnlockBits(&data);
@@ -206,7 +210,11 @@ std::optional<PngResolution> ReadPngResolution(const wchar_t* path) {
 }
 
 Status SavePng(Bitmap* bitmap, const wchar_t* path) {
-  return OrOutOfMemory(OutOfMemory, [=] { return Save(bitmap, ToPath(path)); });
+  return OrOutOfMemory(OutOfMemory, [=] { return Save(bitmap, ToPath(path), nullptr); });
+}
+
+Status SavePngWithResolution(Bitmap* bitmap, const wchar_t* path, const PngResolution& resolution) {
+  return OrOutOfMemory(OutOfMemory, [&] { return Save(bitmap, ToPath(path), &resolution); });
 }
 
 }  // namespace orv

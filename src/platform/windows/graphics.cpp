@@ -89,6 +89,13 @@ std::optional<PngResolution> ReadPngResolution(const wchar_t* path) {
       static_cast<std::uint32_t>(std::lround(file.GetVerticalResolution() / kInch))};
 }
 
+Status SavePngWithResolution(Bitmap* bitmap, const wchar_t* path, const PngResolution& resolution) {
+  constexpr float kInch = 0.0254f;
+  const Status status = bitmap->SetResolution(static_cast<float>(resolution.x) * kInch,
+                                              static_cast<float>(resolution.y) * kInch);
+  return status == Ok ? SavePng(bitmap, path) : status;
+}
+
 Status SavePng(Bitmap* bitmap, const wchar_t* path) {
   CLSID encoder;
   if (!FindEncoder(L"image/png", &encoder)) return UnknownImageFormat;

@@ -178,16 +178,16 @@ int TextWidth(std::string_view text, int size) {
   return (static_cast<int>(text.size()) * kGlyphAdvance - 1) * size;
 }
 
-void DrawRulers(Canvas* canvas, const PageArea& area, double dpi, int zoom) {
+void DrawRulers(Canvas* canvas, const PageArea& area, const Resolution& dpi, int zoom) {
   canvas->Fill(0, 0, canvas->width(), kRulerHeight, kMargin);
   canvas->Fill(0, 0, kRulerWidth, canvas->height(), kMargin);
   canvas->Text(8, 8, "MM", kRulerTextSize, kLine);
-  ForEachMark(area.x, area.width, dpi, zoom, [&](int at, int length, const std::string& text) {
+  ForEachMark(area.x, area.width, dpi.x, zoom, [&](int at, int length, const std::string& text) {
     canvas->Fill(kRulerWidth + at, kRulerHeight - length, 1, length, kText);
     canvas->Text(kRulerWidth + at - TextWidth(text, kRulerTextSize) / 2, 10, text, kRulerTextSize,
                  kText);
   });
-  ForEachMark(area.y, area.height, dpi, zoom, [&](int at, int length, const std::string& text) {
+  ForEachMark(area.y, area.height, dpi.y, zoom, [&](int at, int length, const std::string& text) {
     canvas->Fill(kRulerWidth - length, kRulerHeight + at, length, 1, kText);
     canvas->Text(kRulerWidth - 16 - TextWidth(text, kRulerTextSize), kRulerHeight + at - 7, text,
                  kRulerTextSize, kText);

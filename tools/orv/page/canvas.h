@@ -55,6 +55,6 @@ inline constexpr int kRulerHeight = 40;  ///< of the top ruler
 
 /// Draws rulers in millimetres along the top and left edges, for a part of a page whose picture
 /// starts at (kRulerWidth, kRulerHeight). They count from the edge of the page, not of the part.
-void DrawRulers(Canvas* canvas, const PageArea& area, double dpi, int zoom);
+void DrawRulers(Canvas* canvas, const PageArea& area, const Resolution& dpi, int zoom);
 
 }  // namespace orv::tool

@@ -44,8 +44,8 @@ void AddBounds(Report* report, const Bounds& bounds) {
     return;
   }
   report->Size(L"content", "content", bounds.Width(), bounds.Height());
-  report->Range(L"columns", "columns", bounds.firstColumn, bounds.lastColumn);
-  report->Range(L"rows", "rows", bounds.firstRow, bounds.lastRow);
+  report->Columns(bounds.firstColumn, bounds.lastColumn);
+  report->Rows(bounds.firstRow, bounds.lastRow);
 }
 
 void AddMonoCommand(CLI::App* group) {
@@ -63,7 +63,7 @@ void AddMonoCommand(CLI::App* group) {
     const GraphicsSession graphics;
     const PagePointer page = LoadInput(options.get());
     const PagePointer bits = OneBitOf(page.get());
-    PageFiles files;
+    PageFiles files(options->KnownDpi());
     files.Add(bits.get(), ToWide(*output));
     files.Finish();
     Report report(*options);
@@ -94,7 +94,7 @@ void AddDitherCommand(CLI::App* group) {
     const PagePointer page = LoadInput(options.get());
     const PagePointer dithered =
         To1Bpp(Dithered(page.get(), dither->Method(), dither->threshold, ToColour(*colour)));
-    PageFiles files;
+    PageFiles files(options->KnownDpi());
     files.Add(dithered.get(), ToWide(*output));
     files.Finish();
     Report report(*options);
@@ -142,7 +142,7 @@ void AddSplitCommand(CLI::App* group) {
     PagePointer preview;
     if (!split->preview.empty()) preview = PreviewOf(planes);  // of planes of 24 bits
     planes = {To1Bpp(std::move(planes.background)), To1Bpp(std::move(planes.highlight))};
-    PageFiles files;
+    PageFiles files(options->KnownDpi());
     files.Add(planes.background.get(), ToWide(split->background));
     progress->Report(1, 3);
     files.Add(planes.highlight.get(), ToWide(split->highlight));
@@ -224,8 +224,8 @@ void AddCompareCommand(CLI::App* group) {
     report.Pixels(L"different", "different", count, PixelCount(first.get()));
     report.Text(L"ink", "ink", isInkEqual ? L"the same" : L"different");
     if (bounds.IsValid()) {
-      report.Range(L"columns", "columns", bounds.firstColumn, bounds.lastColumn);
-      report.Range(L"rows", "rows", bounds.firstRow, bounds.lastRow);
+      report.Columns(bounds.firstColumn, bounds.lastColumn);
+      report.Rows(bounds.firstRow, bounds.lastRow);
     }
     report.json().Member("equal", count == 0);
     report.Finish(count == 0 ? "The pages are equal.\n" : "The pages differ.\n");
@@ -358,7 +358,7 @@ void AddExplainCommand(CLI::App* group) {
     const Color colour = ToColour(*colourText);
     const Explanation explanation = ExplainPage(page.get(), colour, *tolerance);
     if (!picture->empty()) {
-      PageFiles files;
+      PageFiles files(options->KnownDpi());
       files.Add(page.get(), ToWide(*picture));
       files.Finish();
     }

@@ -27,6 +27,18 @@ std::wstring Explain(Status status, const std::wstring& path) {
   }
 }
 
+constexpr double kInch = 0.0254;  ///< in metres
+
+std::uint32_t ToPerMetre(double dpi) {
+  return static_cast<std::uint32_t>(std::lround(dpi / kInch));
+}
+
+/// A whole number of dots per inch if the file's whole number of dots per metre may mean that.
+double ToDpi(std::uint32_t perMetre) {
+  const double dpi = std::round(perMetre * kInch);
+  return ToPerMetre(dpi) == perMetre ? dpi : perMetre * kInch;
+}
+
 /// A 24-bit copy of a 32-bit page with alpha, blended onto white.
 PagePointer FlattenOnWhite(Bitmap* page) {
   const INT width = static_cast<INT>(page->GetWidth());
@@ -82,23 +94,26 @@ PagePointer LoadPage(const std::wstring& path) {
   return page;
 }
 
-std::optional<double> PageResolution(const std::wstring& path) {
-  constexpr double kInch = 0.0254;
+std::optional<Resolution> PageResolution(const std::wstring& path) {
   const std::optional<PngResolution> perMetre = ReadPngResolution(path.c_str());
-  if (!perMetre || perMetre->x != perMetre->y) return {};
-  const double dpi = perMetre->x * kInch;
-  const bool isScreen = std::lround(dpi) == 72 || std::lround(dpi) == 96;
-  if (isScreen || dpi < 1) return {};
+  if (!perMetre) return {};
+  const Resolution dpi = {ToDpi(perMetre->x), ToDpi(perMetre->y)};
+  const bool isScreen = dpi.x == dpi.y && (dpi.x == 72 || dpi.x == 96);
+  if (isScreen || dpi.x < 1 || dpi.y < 1) return {};
   return dpi;
 }
 
-std::string PngOf(Bitmap* page) {
+std::string PngOf(Bitmap* page, const std::optional<Resolution>& resolution) {
   // The graphics interface writes only to files.
   const std::wstring path = TemporaryPath(L"page.png");
   const PagePointer reduced = ReduceToTwoColours(page);
   if (reduced != nullptr) page = reduced.get();
   std::string bytes;
-  if (SavePng(page, path.c_str()) != Ok || !ReadFile(path, &bytes)) {
+  const Status status =
+      resolution ? SavePngWithResolution(page, path.c_str(),
+                                         {ToPerMetre(resolution->x), ToPerMetre(resolution->y)})
+                 : SavePng(page, path.c_str());
+  if (status != Ok || !ReadFile(path, &bytes)) {
     Fail(kUnreadable, L"cannot write " + path);
   }
   std::error_code ignored;
@@ -112,7 +127,7 @@ void PageFiles::Add(Bitmap* page, const std::wstring& path) {
       Fail(kUsage, L"two outputs have the same file: " + path);
     }
   }
-  if (!files_.emplace_back(path).Write(PngOf(page))) {
+  if (!files_.emplace_back(path).Write(PngOf(page, resolution_))) {
     Fail(kUnreadable, L"cannot write " + PathName(path));
   }
 }

@@ -16,23 +16,27 @@ namespace orv::tool {
 /// failure.
 PagePointer LoadPage(const std::wstring& path);
 
-/// The resolution in a PNG file, in dots per inch. Nothing for 72 and 96, which programs write as a
-/// default, and for pixels that are not square.
-std::optional<double> PageResolution(const std::wstring& path);
+/// The resolution in a PNG file. Nothing for 72 and 96 dots per inch, which programs write as a
+/// default.
+std::optional<Resolution> PageResolution(const std::wstring& path);
 
-/// Encodes a page as PNG; ends the command on failure.
-std::string PngOf(Bitmap* page);
+/// Encodes a page as PNG, with its resolution if that is known; ends the command on failure.
+std::string PngOf(Bitmap* page, const std::optional<Resolution>& resolution);
 
 /// The files that a command writes: all of them, or none if one cannot be written. A failure ends
 /// the command.
 class PageFiles {
  public:
+  /// All files get this resolution.
+  explicit PageFiles(const std::optional<Resolution>& resolution = {}) : resolution_(resolution) {}
+
   /// Writes a page to a temporary file for this path.
   void Add(Bitmap* page, const std::wstring& path);
   /// Moves all files to their paths.
   void Finish();
 
  private:
+  std::optional<Resolution> resolution_;
   std::deque<OutputFile> files_;  ///< written, not yet moved
 };
 

@@ -71,13 +71,15 @@ void Evaluate(const PageOptions& options, Bitmap* plane, const LegibilityOptions
       L"isolated",
       Format(L"%lld dots and %lld holes in %lld dots of ink", static_cast<long long>(found.dots),
              static_cast<long long>(found.holes), static_cast<long long>(found.ink)));
-  report.Line(L"tone", found.blocks == 0
-                           ? L"none"
-                           : Format(L"%lld blocks, off by %.2f %% on average, by %.1f %% at most "
-                                    L"(at %ls)",
-                                    static_cast<long long>(found.blocks), 100 * found.tone,
-                                    100 * found.worstTone,
-                                    options.Lengths(found.worstX, L", ", found.worstY).c_str()));
+  report.Line(
+      L"tone",
+      found.blocks == 0
+          ? L"none"
+          : Format(L"%lld blocks, off by %.2f %% on average, by %.1f %% at most "
+                   L"(at %ls)",
+                   static_cast<long long>(found.blocks), 100 * found.tone, 100 * found.worstTone,
+                   LengthsText(options.Columns(found.worstX), L", ", options.Rows(found.worstY))
+                       .c_str()));
   report.Line(L"scores",
               Format(L"width %.2f, tone %.2f, specks %.2f: %.2f in all, 0 is best",
                      found.WidthScore(), found.ToneScore(), found.SpeckScore(), found.Loss()));

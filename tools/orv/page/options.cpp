@@ -24,6 +24,24 @@ std::optional<double> ParsePixels(std::string_view text, double dpi) {
   return isPixels || !number ? number : *number * dpi / kMillimetresPerInch;
 }
 
+/// The sources of a resolution, in the order of `DpiSource`, as text and JSON have them.
+constexpr const wchar_t* kDpiSources[] = {L"--dpi", L"file", L"printer", L"default"};
+
+/// A whole number of dots per inch, or two with an x between them.
+std::optional<Resolution> ParseDpi(const std::string& text) {
+  constexpr int kMaxDpi = 100'000;
+  const auto parse = [](const std::string& number) {
+    int dpi = 0;
+    const bool isDpi = CLI::detail::lexical_cast(number, dpi) && dpi >= 1 && dpi <= kMaxDpi;
+    return isDpi ? static_cast<double>(dpi) : 0;
+  };
+  const std::size_t middle = text.find('x');
+  const Resolution dpi = {parse(text.substr(0, middle)),
+                          parse(middle == text.npos ? text : text.substr(middle + 1))};
+  if (dpi.x == 0 || dpi.y == 0) return {};
+  return dpi;
+}
+
 }  // namespace
 
 void AddPageOptions(CLI::App* command, PageOptions* options, const char* input,
@@ -34,23 +52,47 @@ void AddPageOptions(CLI::App* command, PageOptions* options, const char* input,
   AddJsonFlag(command, &options->json);
 }
 
-CLI::Option* AddDpiOption(CLI::App* command, double* dpi) {
+CLI::Option* AddDpiOption(CLI::App* command, Resolution* dpi) {
   return command
-      ->add_option("--dpi", *dpi, "Dots per inch of the print head, for lengths, 1 to 100000")
-      ->check(InRange(1, 100000))
+      ->add_option_function<std::string>(
+          "--dpi", [dpi](const std::string& text) { *dpi = ParseDpi(text).value_or(Resolution()); },
+          "Dots per inch of the print head, for lengths, 1 to 100000; 203x300 if they differ along "
+          "rows and columns")
+      ->check(CLI::Validator(
+          [](std::string& text) {
+            return ParseDpi(text) ? std::string()
+                                  : "not a resolution such as 203 or 203x300: " + text;
+          },
+          ""))
+      ->type_name("N")
       ->default_str("that of the image, or 203");
 }
 
-std::wstring PageOptions::Lengths(double pixels, const wchar_t* between, double otherPixels) const {
-  return ShowsInches()
-             ? Format(L"%.2f%ls%.2f in", pixels / dpi, between, otherPixels / dpi)
-             : Format(L"%.1f%ls%.1f mm", Millimetres(pixels), between, Millimetres(otherPixels));
+std::optional<Resolution> PageOptions::KnownDpi() const {
+  return dpiSource == DpiSource::kDefault ? std::nullopt : std::optional(dpi);
 }
 
-PagePointer LoadInput(PageOptions* options) {
+std::wstring PageOptions::DpiText() const {
+  const std::wstring text =
+      dpi.x == dpi.y ? Format(L"%.6g dpi", dpi.x) : Format(L"%.6g x %.6g dpi", dpi.x, dpi.y);
+  return text + Format(L" (%ls)", kDpiSources[static_cast<int>(dpiSource)]);
+}
+
+std::wstring LengthsText(const Span& one, const wchar_t* between, const Span& other) {
+  return ShowsInches()
+             ? Format(L"%.2f%ls%.2f in", one.pixels / one.dpi, between, other.pixels / other.dpi)
+             : Format(L"%.1f%ls%.1f mm", one.Millimetres(), between, other.Millimetres());
+}
+
+PagePointer LoadInput(PageOptions* options, const std::optional<Resolution>& printer) {
   const std::wstring path = ToWide(options->input);
   PagePointer page = LoadPage(path);
-  if (options->dpi == 0) options->dpi = PageResolution(path).value_or(kCommonDpi);
+  if (options->dpi.x != 0) return page;
+  const std::optional<Resolution> stored = PageResolution(path);
+  options->dpiSource = printer  ? DpiSource::kPrinter
+                       : stored ? DpiSource::kFile
+                                : DpiSource::kDefault;
+  options->dpi = printer.value_or(stored.value_or(Resolution{kCommonDpi, kCommonDpi}));
   return page;
 }
 
@@ -140,7 +182,8 @@ PageArea ViewOptions::Area(const PageOptions& options, int pageWidth, int pageHe
   bool isRight = true;
   while (isRight && count < 4) {
     const std::size_t comma = std::min(rest.find(','), rest.size());
-    const std::optional<double> length = ParsePixels(rest.substr(0, comma), options.dpi);
+    const std::optional<double> length =
+        ParsePixels(rest.substr(0, comma), count % 2 == 0 ? options.dpi.x : options.dpi.y);
     isRight = length.has_value() && (comma < rest.size() || count == 3);
     edges[count++] = length.value_or(0);
     rest.remove_prefix(std::min(comma + 1, rest.size()));
@@ -191,30 +234,55 @@ void Report::Number(const wchar_t* label, const char* key, std::int64_t value) {
 }
 
 void Report::Size(const wchar_t* label, const char* key, int width, int height) {
-  table_.Add({label, Format(L"%d x %d pixels, ", width, height) +
-                         options_.Lengths(width, L" x ", height)});
+  table_.Add({label, SizeText(width, height)});
   json_.Key(key);
-  json_.BeginObject();
-  json_.Member("width", width);
-  json_.Member("height", height);
-  json_.Member("widthMm", Rounded(options_.Millimetres(width)));
-  json_.Member("heightMm", Rounded(options_.Millimetres(height)));
+  AddSize(width, height);
   json_.EndObject();
 }
 
 void Report::PageSize(Bitmap* page) {
-  Size(L"page", "page", static_cast<int>(page->GetWidth()), static_cast<int>(page->GetHeight()));
+  const auto width = static_cast<int>(page->GetWidth());
+  const auto height = static_cast<int>(page->GetHeight());
+  Line(L"page", SizeText(width, height) + L" at " + options_.DpiText());
+  json_.Key("page");
+  AddSize(width, height);
+  json_.Member("dpiX", options_.dpi.x);
+  json_.Member("dpiY", options_.dpi.y);
+  json_.Member("dpiSource", kDpiSources[static_cast<int>(options_.dpiSource)]);
+  json_.EndObject();
 }
 
-void Report::Range(const wchar_t* label, const char* key, int first, int last) {
-  table_.Add(
-      {label, Format(L"%d to %d, ", first, last) + options_.Lengths(first, L" to ", last + 1.0)});
+std::wstring Report::SizeText(int width, int height) const {
+  return Format(L"%d x %d pixels, ", width, height) +
+         LengthsText(options_.Columns(width), L" x ", options_.Rows(height));
+}
+
+void Report::AddSize(int width, int height) {
+  json_.BeginObject();
+  json_.Member("width", width);
+  json_.Member("height", height);
+  json_.Member("widthMm", Rounded(options_.Columns(width).Millimetres()));
+  json_.Member("heightMm", Rounded(options_.Rows(height).Millimetres()));
+}
+
+void Report::Columns(int first, int last) {
+  Range(L"columns", "columns", first, options_.Columns(first), options_.Columns(last + 1));
+}
+
+void Report::Rows(int first, int last) {
+  Range(L"rows", "rows", first, options_.Rows(first), options_.Rows(last + 1));
+}
+
+void Report::Range(const wchar_t* label, const char* key, int first, const Span& start,
+                   const Span& end) {
+  const int last = static_cast<int>(end.pixels) - 1;
+  Line(label, Format(L"%d to %d, ", first, last) + LengthsText(start, L" to ", end));
   json_.Key(key);
   json_.BeginObject();
   json_.Member("first", first);
   json_.Member("last", last);
-  json_.Member("firstMm", Rounded(options_.Millimetres(first)));
-  json_.Member("endMm", Rounded(options_.Millimetres(last + 1)));
+  json_.Member("firstMm", Rounded(start.Millimetres()));
+  json_.Member("endMm", Rounded(end.Millimetres()));
   json_.EndObject();
 }
 

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include <CLI/CLI.hpp>
@@ -16,24 +17,44 @@
 
 namespace orv::tool {
 
+/// The source of a page's resolution.
+enum class DpiSource { kOption, kFile, kPrinter, kDefault };
+
+/// A number of columns or of rows, and its length.
+struct Span {
+  double pixels;
+  double dpi;
+
+  double Millimetres() const { return pixels * kMillimetresPerInch / dpi; }
+};
+
 /// The options of all page commands.
 struct PageOptions {
   std::string input;
-  double dpi = 0;  ///< 0 until the page is loaded: use its own resolution
+  Resolution dpi;  ///< 0 until the page is loaded: use its own resolution
+  DpiSource dpiSource = DpiSource::kOption;
   bool json = false;
 
-  double Millimetres(double pixels) const { return pixels * kMillimetresPerInch / dpi; }
-  /// Formats two lengths with a word between them, in the chosen unit.
-  std::wstring Lengths(double pixels, const wchar_t* between, double otherPixels) const;
+  Span Columns(double pixels) const { return {pixels, dpi.x}; }
+  Span Rows(double pixels) const { return {pixels, dpi.y}; }
+  /// The resolution for files made from the page; nothing if it is only assumed.
+  std::optional<Resolution> KnownDpi() const;
+  /// The resolution and its source, such as "203 x 300 dpi (file)".
+  std::wstring DpiText() const;
 };
+
+/// Formats two lengths with a word between them, in the chosen unit.
+std::wstring LengthsText(const Span& one, const wchar_t* between, const Span& other);
 
 void AddPageOptions(CLI::App* command, PageOptions* options, const char* input = "IN",
                     const char* meaning = "The page, a PNG image");
 
-CLI::Option* AddDpiOption(CLI::App* command, double* dpi);
+/// `--dpi N`, or `--dpi XxY` for pixels that are not square.
+CLI::Option* AddDpiOption(CLI::App* command, Resolution* dpi);
 
-/// Loads the page. Without --dpi also sets the resolution: that of the file, or 203.
-PagePointer LoadInput(PageOptions* options);
+/// Loads the page. Without --dpi also sets the resolution: the printer's if it is known, else that
+/// of the file, or 203.
+PagePointer LoadInput(PageOptions* options, const std::optional<Resolution>& printer = {});
 
 /// The dithering methods in the order of their numbers; the first one does not change a page.
 struct DitherMethod {
@@ -114,10 +135,11 @@ class Report {
   void Number(const wchar_t* label, const char* key, std::int64_t value);
   /// A size in pixels and millimetres.
   void Size(const wchar_t* label, const char* key, int width, int height);
-  /// The size of a page.
+  /// The size of a page, its resolution and the source of that.
   void PageSize(Bitmap* page);
-  /// The first and last row or column, with their distances from the page's edge.
-  void Range(const wchar_t* label, const char* key, int first, int last);
+  /// The first and last column or row, with their distances from the page's edge.
+  void Columns(int first, int last);
+  void Rows(int first, int last);
   /// A number of pixels and its percentage of the page.
   void Pixels(const wchar_t* label, const char* key, std::int64_t count, std::int64_t all);
 
@@ -129,6 +151,9 @@ class Report {
   void Finish(const std::string& more = {});
 
  private:
+  std::wstring SizeText(int width, int height) const;
+  void AddSize(int width, int height);
+  void Range(const wchar_t* label, const char* key, int first, const Span& start, const Span& end);
   static double Rounded(double millimetres) { return std::round(millimetres * 1000) / 1000; }
 
   const PageOptions& options_;

@@ -12,6 +12,12 @@ namespace orv::tool {
 
 using PagePointer = std::unique_ptr<Bitmap>;
 
+/// Dots per inch along the rows and along the columns of a page.
+struct Resolution {
+  double x = 0;
+  double y = 0;
+};
+
 /// The pixels of a page, locked as 24 bits until the end of the scope.
 class PagePixels {
  public:

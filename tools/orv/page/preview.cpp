@@ -38,8 +38,8 @@ void Overprint(const PagePixels& page, const PagePixels& plane, const std::strin
 }
 
 /// Draws an area of a page, with rulers unless it is bare.
-Canvas DrawView(const PagePixels& page, const PageArea& area, const ViewOptions& view, double dpi,
-                bool isBare) {
+Canvas DrawView(const PagePixels& page, const PageArea& area, const ViewOptions& view,
+                const Resolution& dpi, bool isBare) {
   const int left = isBare ? 0 : kRulerWidth;
   const int top = isBare ? 0 : kRulerHeight;
   const int border = isBare ? 0 : 24;  // room for half a number
@@ -54,11 +54,11 @@ Canvas DrawView(const PagePixels& page, const PageArea& area, const ViewOptions&
 PageArea MiddleOf(const PageOptions& options, int width, int height) {
   constexpr double kWidthMm = 30;
   constexpr double kHeightMm = 20;
-  const auto pixels = [&](double millimetres, int most) {
-    return std::clamp(static_cast<int>(millimetres * options.dpi / kMillimetresPerInch), 1, most);
+  const auto pixels = [&](double millimetres, double dpi, int most) {
+    return std::clamp(static_cast<int>(millimetres * dpi / kMillimetresPerInch), 1, most);
   };
-  const int areaWidth = pixels(kWidthMm, width);
-  const int areaHeight = pixels(kHeightMm, height);
+  const int areaWidth = pixels(kWidthMm, options.dpi.x, width);
+  const int areaHeight = pixels(kHeightMm, options.dpi.y, height);
   return {(width - areaWidth) / 2, (height - areaHeight) / 2, areaWidth, areaHeight};
 }
 
@@ -157,8 +157,8 @@ void AddPagePreviewCommand(CLI::App* group) {
     }
     Report report(*options);
     report.PageSize(page.get());
-    report.Range(L"columns", "columns", area.x, area.x + area.width - 1);
-    report.Range(L"rows", "rows", area.y, area.y + area.height - 1);
+    report.Columns(area.x, area.x + area.width - 1);
+    report.Rows(area.y, area.y + area.height - 1);
     report.Text(L"written", "output", ToWide(preview->output));
     report.Finish();
   });
@@ -196,8 +196,8 @@ void AddPageMethodsCommand(CLI::App* group) {
     DrawMethods(page.get(), area, view->zoom, *threshold, ToColour(*colour)).Save(ToWide(*output));
     Report report(*options);
     report.PageSize(page.get());
-    report.Range(L"columns", "columns", area.x, area.x + area.width - 1);
-    report.Range(L"rows", "rows", area.y, area.y + area.height - 1);
+    report.Columns(area.x, area.x + area.width - 1);
+    report.Rows(area.y, area.y + area.height - 1);
     report.Text(L"written", "output", ToWide(*output));
     report.Finish();
   });

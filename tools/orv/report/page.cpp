@@ -36,8 +36,9 @@ ReportPage MakePage(ReportPageOptions* options) {
     const auto width = static_cast<int>(plane->GetWidth());
     const auto height = static_cast<int>(plane->GetHeight());
     result.pictures.push_back(
-        {name, PngOf(plane), width, height, options->page.Millimetres(width),
-         options->page.Lengths(width, L" x ", height),
+        {name, PngOf(plane, options->page.KnownDpi()), width, height,
+         options->page.Columns(width).Millimetres(),
+         LengthsText(options->page.Columns(width), L" x ", options->page.Rows(height)),
          100.0 * static_cast<double>(CountInk(plane)) / static_cast<double>(PixelCount(plane))});
   };
   const DitherOptions& dither = options->dither;
