@@ -36,8 +36,8 @@ std::wstring WhyNotPng(const std::wstring& path) {
   std::error_code ignored;
   if (std::filesystem::is_directory(ToPath(path), ignored)) return L"a folder, not a PNG image";
   std::string start;
-  constexpr std::size_t kLongest = 4;
-  if (ReadFile(path, &start, 0, kLongest) && start.empty()) return L"not a PNG image: it is empty";
+  constexpr std::size_t kMaxStart = 4;
+  if (ReadFile(path, &start, 0, kMaxStart) && start.empty()) return L"not a PNG image: it is empty";
   for (const FileKind& kind : kFileKinds) {
     if (!start.starts_with(kind.start)) continue;
     return Format(L"not a PNG image (it looks like %ls)", kind.name);
