@@ -73,9 +73,10 @@ TEST_F(DevmodeTool, ReportsAPrinterAsOneWholePage) {
   WriteBytes(File("a.log"), orv::test::Utf16Bytes(orv::Utf8ToWide(log)));
   WriteBytes(File("a.txt"), "# orv private settings record\nPaperWidth = 44mm\n");
   const std::string page = ORV_EXAMPLES "/label_page.png";
-  ExpectRuns({{{"report", name_, "--config-dir", Configs(), "--log", File("a.log"), "--record",
-                File("a.txt"), "--defaults", name_, "-o", File("r.html"), "--paper-size", "257",
-                "--page", page, "--colour", "E02020"},
+  ExpectRuns({{{"report",      name_,          "--config-dir", Configs(),    "--log",
+                File("a.log"), "--record",     File("a.txt"),  "--defaults", name_,
+                "-o",          File("r.html"), "--paper-size", "257",        "--page",
+                page,          "--colour",     "E02020",       "--dpi",      "300"},
                0,
                ""}});
   const std::string html = ReadBytes(File("r.html"));
@@ -94,8 +95,8 @@ TEST_F(DevmodeTool, ReportsAPrinterAsOneWholePage) {
     EXPECT_NE(html.find(part), html.npos) << part;
   }
   // The planes, in the order black, coloured, both.
-  ExpectDone({"page", "split", page, "--colour", "E02020", "--background", File("0.png"),
-              "--highlight", File("1.png"), "--preview", File("2.png")});
+  ExpectDone({"page", "split", page, "--colour", "E02020", "--dpi", "300", "--background",
+              File("0.png"), "--highlight", File("1.png"), "--preview", File("2.png")});
   std::size_t at = 0;
   for (const char* plane : {"0.png", "1.png", "2.png"}) {
     const std::string png = ReadBytes(File(plane));
