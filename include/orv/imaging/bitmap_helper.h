@@ -56,10 +56,10 @@ class ORV_EXPORT BitmapHelper {
   /// Splits a page for a printer with two print heads, black and `highlightColour`: pixels within
   /// `tolerance` of that colour (as `CalculateToleranceCIE76` measures it, except nearly white and
   /// nearly black pixels) go to `*highlight`, the rest to `*background`, both dithered. Returns 1
-  /// on success. On failure it returns 0 and leaves no bitmap: an unknown method or a source that
-  /// cannot be copied a second time sets `*highlight` to null and leaves `*background` unchanged, a
-  /// source that cannot be copied at all leaves both unchanged, and later failures set both to
-  /// null. A highlight colour whose grey value is 255 is invalid.
+  /// on success. On failure it returns 0 and leaves no bitmap: a source that cannot be copied
+  /// leaves both unchanged, an unknown method or a highlight that cannot be dithered sets
+  /// `*highlight` to null and leaves `*background` unchanged, and a background that cannot be made
+  /// sets both to null. A highlight colour whose grey value is 255 is invalid.
   static int SplitImage(Bitmap* source, Color& highlightColour, double tolerance,
                         eBitmapDitherer method, int threshold, Bitmap** background,
                         Bitmap** highlight);

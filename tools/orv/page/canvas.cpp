@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <iterator>
+#include <utility>
 
 #include "base/utf8.h"
 #include "orv/imaging/bitmap_helper.h"
@@ -167,9 +168,9 @@ void Canvas::Put(int x, int y, const PagePixels& page, const PageArea& area, int
   }
 }
 
-void Canvas::Save(const std::wstring& path) {
+void Canvas::Save(const std::wstring& path, std::vector<std::wstring> inputs) {
   pixels_.reset();
-  PageFiles files;
+  PageFiles files({}, std::move(inputs));
   files.Add(page_.get(), path);
   files.Finish();
 }

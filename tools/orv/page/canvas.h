@@ -2,7 +2,9 @@
 
 #include <array>
 #include <memory>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "tools/orv/page/options.h"
 #include "tools/orv/page/pixels.h"
@@ -38,8 +40,8 @@ class Canvas {
   /// Draws a part of a page at x, y, each pixel as a square of `zoom` pixels.
   void Put(int x, int y, const PagePixels& page, const PageArea& area, int zoom);
 
-  /// Writes the picture to a file.
-  void Save(const std::wstring& path);
+  /// Writes the picture to a file, which may not be one of the inputs.
+  void Save(const std::wstring& path, std::vector<std::wstring> inputs);
 
  private:
   PagePointer page_;

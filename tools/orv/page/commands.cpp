@@ -63,7 +63,7 @@ void AddMonoCommand(CLI::App* group) {
     const GraphicsSession graphics;
     const PagePointer page = LoadInput(options.get());
     const PagePointer bits = OneBitOf(page.get());
-    PageFiles files(options->KnownDpi());
+    PageFiles files(options->KnownDpi(), {ToWide(options->input)});
     files.Add(bits.get(), ToWide(*output));
     files.Finish();
     Report report(*options);
@@ -94,7 +94,7 @@ void AddDitherCommand(CLI::App* group) {
     const PagePointer page = LoadInput(options.get());
     const PagePointer dithered =
         To1Bpp(Dithered(page.get(), dither->Method(), dither->threshold, ToColour(*colour)));
-    PageFiles files(options->KnownDpi());
+    PageFiles files(options->KnownDpi(), {ToWide(options->input)});
     files.Add(dithered.get(), ToWide(*output));
     files.Finish();
     Report report(*options);
@@ -142,7 +142,7 @@ void AddSplitCommand(CLI::App* group) {
     PagePointer preview;
     if (!split->preview.empty()) preview = PreviewOf(planes);  // of planes of 24 bits
     planes = {To1Bpp(std::move(planes.background)), To1Bpp(std::move(planes.highlight))};
-    PageFiles files(options->KnownDpi());
+    PageFiles files(options->KnownDpi(), {ToWide(options->input)});
     files.Add(planes.background.get(), ToWide(split->background));
     progress->Report(1, 3);
     files.Add(planes.highlight.get(), ToWide(split->highlight));
@@ -358,7 +358,7 @@ void AddExplainCommand(CLI::App* group) {
     const Color colour = ToColour(*colourText);
     const Explanation explanation = ExplainPage(page.get(), colour, *tolerance);
     if (!picture->empty()) {
-      PageFiles files(options->KnownDpi());
+      PageFiles files(options->KnownDpi(), {ToWide(options->input)});
       files.Add(page.get(), ToWide(*picture));
       files.Finish();
     }

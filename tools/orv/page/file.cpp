@@ -2,9 +2,11 @@
 
 #include <cmath>
 #include <filesystem>
+#include <string_view>
 
 #include "orv/imaging/bitmap_helper.h"
 #include "orv/platform/types.h"
+#include "orv/text/format.h"
 #include "platform/files.h"
 #include "platform/letter_case.h"
 #include "platform/png_resolution.h"
@@ -14,16 +16,46 @@
 namespace orv::tool {
 namespace {
 
-std::wstring Explain(Status status, const std::wstring& path) {
+/// The first bytes of files that are mistaken for PNG images.
+struct FileKind {
+  std::string_view start;
+  const wchar_t* name;
+};
+constexpr FileKind kFileKinds[] = {
+    {"\xFF\xD8\xFF", L"a JPEG image"},
+    {"GIF8", L"a GIF image"},
+    {"BM", L"a BMP image"},
+    {"II*", L"a TIFF image"},
+    {"MM", L"a TIFF image"},
+    {"%PDF", L"a PDF document"},
+    {"RIFF", L"a WebP image"},
+    {"\x89PNG", L"a damaged PNG image"},
+};
+
+std::wstring WhyNotPng(const std::wstring& path) {
+  std::error_code ignored;
+  if (std::filesystem::is_directory(ToPath(path), ignored)) return L"a folder, not a PNG image";
+  std::string start;
+  constexpr std::size_t kMaxStart = 4;
+  if (ReadFile(path, &start, 0, kMaxStart) && start.empty()) return L"not a PNG image: it is empty";
+  for (const FileKind& kind : kFileKinds) {
+    if (!start.starts_with(kind.start)) continue;
+    return Format(L"not a PNG image (it looks like %ls)", kind.name);
+  }
+  return L"not a PNG image";
+}
+
+/// Explains why the file at `path`, which the user calls `name`, did not load.
+std::wstring Explain(Status status, const std::wstring& path, const std::wstring& name) {
   switch (status) {
     case FileNotFound:
-      return L"cannot read " + PathName(path);
+      return L"cannot read " + PathName(name);
     case UnknownImageFormat:
-      return path + L": not a PNG image";
+      return name + L": " + WhyNotPng(path);
     case OutOfMemory:
-      return L"not enough memory for " + path;
+      return L"not enough memory for " + name;
     default:
-      return path + L" is damaged";
+      return name + L": a damaged PNG image";
   }
 }
 
@@ -86,11 +118,11 @@ PagePointer LoadPage(const std::wstring& path) {
   Bitmap* loaded = nullptr;
   const InputFile file(path);
   if (const Status status = LoadPng(file.path().c_str(), &loaded); status != Ok) {
-    Fail(kUnreadable, Explain(status, InputName(path)));
+    Fail(kUnreadable, Explain(status, file.path(), InputName(path)));
   }
   PagePointer page(loaded);
   if (page->GetPixelFormat() == PixelFormat32bppARGB) page = FlattenOnWhite(page.get());
-  if (page == nullptr) Fail(kUnreadable, Explain(OutOfMemory, InputName(path)));
+  if (page == nullptr) Fail(kUnreadable, Explain(OutOfMemory, file.path(), InputName(path)));
   return page;
 }
 
@@ -125,6 +157,11 @@ void PageFiles::Add(Bitmap* page, const std::wstring& path) {
   for (const OutputFile& earlier : files_) {
     if (IsSamePlace(earlier.path(), path)) {
       Fail(kUsage, L"two outputs have the same file: " + path);
+    }
+  }
+  for (const std::wstring& input : inputs_) {
+    if (input != kStandardStream && IsSamePlace(input, path)) {
+      Fail(kUsage, L"the output would replace the input: " + path);
     }
   }
   if (!files_.emplace_back(path).Write(PngOf(page, resolution_))) {

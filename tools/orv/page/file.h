@@ -3,6 +3,8 @@
 #include <deque>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "orv/platform/graphics.h"
 #include "tools/orv/common/input.h"
@@ -27,8 +29,10 @@ std::string PngOf(Bitmap* page, const std::optional<Resolution>& resolution);
 /// the command.
 class PageFiles {
  public:
-  /// All files get this resolution.
-  explicit PageFiles(const std::optional<Resolution>& resolution = {}) : resolution_(resolution) {}
+  /// All files get this resolution. None may be one of the inputs.
+  explicit PageFiles(const std::optional<Resolution>& resolution,
+                     std::vector<std::wstring> inputs = {})
+      : resolution_(resolution), inputs_(std::move(inputs)) {}
 
   /// Writes a page to a temporary file for this path.
   void Add(Bitmap* page, const std::wstring& path);
@@ -37,6 +41,7 @@ class PageFiles {
 
  private:
   std::optional<Resolution> resolution_;
+  std::vector<std::wstring> inputs_;
   std::deque<OutputFile> files_;  ///< written, not yet moved
 };
 

@@ -97,7 +97,7 @@ struct Candidate {
 std::vector<Candidate> EvaluateMethods(Bitmap* page, int threshold) {
   std::vector<Candidate> candidates;
   Progress progress(L"Trying methods", page);
-  for (const auto& [name, method] : kDitherMethods) {
+  for (const auto& [name, method, hasThreshold] : kDitherMethods) {
     progress.Report(static_cast<int>(candidates.size()),
                     static_cast<int>(std::size(kDitherMethods)));
     if (method == eBitmapDithererNone) continue;  // leaves no plane
@@ -145,11 +145,12 @@ void AddPageLegibilityCommand(CLI::App* group) {
       "A plane, in which everything except white is ink, or the page for --recommend; a PNG image");
   CLI::Option* const source =
       AddInputFile(command, "--source", &legibility->source, "The page that the plane was made of");
-  command
-      ->add_flag("--recommend", legibility->recommends,
-                 "Dither the page with every method and find the best one")
-      ->excludes(source);
-  AddThresholdOption(command, &legibility->threshold);
+  CLI::Option* const recommend =
+      command
+          ->add_flag("--recommend", legibility->recommends,
+                     "Dither the page with every method and find the best one")
+          ->excludes(source);
+  AddThresholdOption(command, &legibility->threshold)->needs(recommend);
   command->footer(
       "Bars and spaces are measured where edges are sharp, tones in blocks of 16 x 16 dots. "
       "Scores\n"
@@ -159,7 +160,7 @@ void AddPageLegibilityCommand(CLI::App* group) {
       "speckMark,\n"
       "loss. With --recommend: page, recommended, and methods with method and the same members.\n"
       "Examples:\n"
-      "  orv page legibility black.png --source label.png\n"
+      "  orv page dither label.png - | orv page legibility - --source label.png\n"
       "  orv page legibility label.png --recommend");
   command->callback([=] {
     const GraphicsSession graphics;

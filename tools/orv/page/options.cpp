@@ -97,9 +97,13 @@ PagePointer LoadInput(PageOptions* options, const std::optional<Resolution>& pri
 }
 
 eBitmapDitherer DitherOptions::Method() const {
-  return std::find_if(std::begin(kDitherMethods), std::end(kDitherMethods),
-                      [&](const DitherMethod& known) { return known.name == name; })
-      ->method;
+  const DitherMethod& known =
+      *std::find_if(std::begin(kDitherMethods), std::end(kDitherMethods),
+                    [&](const DitherMethod& method) { return method.name == name; });
+  if (!known.hasThreshold && thresholdOption != nullptr && thresholdOption->count() > 0) {
+    Fail(kUsage, L"--threshold has no effect with --method " + ToWide(name));
+  }
+  return known.method;
 }
 
 void AddDitherOptions(CLI::App* command, DitherOptions* options) {
@@ -109,11 +113,12 @@ void AddDitherOptions(CLI::App* command, DitherOptions* options) {
       command->add_option("--method", options->name,
                           "none, floyd-steinberg, sierra-lite, matrix4, matrix8 or matrix16");
   AllowWords(method, std::move(names), "METHOD")->capture_default_str();
-  AddThresholdOption(command, &options->threshold);
+  options->thresholdOption = AddThresholdOption(command, &options->threshold);
 }
 
-void AddThresholdOption(CLI::App* command, int* threshold) {
-  command->add_option("--threshold", *threshold, "Lowest grey value that becomes white, 0 to 255")
+CLI::Option* AddThresholdOption(CLI::App* command, int* threshold) {
+  return command
+      ->add_option("--threshold", *threshold, "Lowest grey value that becomes white, 0 to 255")
       ->check(InRange(0, 255))
       ->capture_default_str();
 }
@@ -152,7 +157,14 @@ CLI::Validator IsColour() {
 }
 
 CLI::Option* AddColourOption(CLI::App* command, std::string* colour, const char* help) {
-  return command->add_option("--colour,--color", *colour, help)->check(IsColour());
+  return command->add_option("--colour,--color", *colour, help)
+      ->check(IsColour())
+      ->check(CLI::Validator(
+          [](std::string& text) {
+            const bool isWhite = ToColour(text).GetValue() == 0xFFFFFFFF;
+            return isWhite ? text + " is white, the colour of the paper" : std::string();
+          },
+          ""));
 }
 
 Color ToColour(const std::string& text) {

@@ -60,25 +60,28 @@ PagePointer LoadInput(PageOptions* options, const std::optional<Resolution>& pri
 struct DitherMethod {
   const char* name;
   eBitmapDitherer method;
+  bool hasThreshold;
 };
 inline constexpr DitherMethod kDitherMethods[] = {
-    {"none", eBitmapDithererNone},
-    {"floyd-steinberg", eBitmapDithererFloydSteinberg},
-    {"sierra-lite", eBitmapDithererSierraLite},
-    {"matrix4", eBitmapDithererMatrix4},
-    {"matrix8", eBitmapDithererMatrix8},
-    {"matrix16", eBitmapDithererMatrix16},
+    {"none", eBitmapDithererNone, false},
+    {"floyd-steinberg", eBitmapDithererFloydSteinberg, true},
+    {"sierra-lite", eBitmapDithererSierraLite, true},
+    {"matrix4", eBitmapDithererMatrix4, false},
+    {"matrix8", eBitmapDithererMatrix8, false},
+    {"matrix16", eBitmapDithererMatrix16, false},
 };
 
 struct DitherOptions {
   std::string name = "floyd-steinberg";
   int threshold = 128;
+  const CLI::Option* thresholdOption = nullptr;
 
+  /// Ends the command if --threshold is given and the method has none.
   eBitmapDitherer Method() const;
 };
 
 void AddDitherOptions(CLI::App* command, DitherOptions* options);
-void AddThresholdOption(CLI::App* command, int* threshold);
+CLI::Option* AddThresholdOption(CLI::App* command, int* threshold);
 /// The largest distance from the highlight colour that belongs to the highlight.
 void AddToleranceOption(CLI::App* command, double* tolerance);
 
@@ -86,6 +89,7 @@ void AddToleranceOption(CLI::App* command, double* tolerance);
 PagePointer Dithered(Bitmap* page, eBitmapDitherer method, int threshold, Color colour);
 
 /// A colour as six hexadecimal digits, with or without a leading #.
+/// Refuses white, which is the paper.
 CLI::Option* AddColourOption(CLI::App* command, std::string* colour, const char* help);
 /// Checks such a text.
 CLI::Validator IsColour();

@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "orv/imaging/bitmap_rasterizer.h"
 #include "orv/platform/graphics.h"
@@ -62,6 +64,12 @@ PageArea MiddleOf(const PageOptions& options, int width, int height) {
   return {(width - areaWidth) / 2, (height - areaHeight) / 2, areaWidth, areaHeight};
 }
 
+PagePointer PartOf(Bitmap* page, const PageArea& area) {
+  PagePointer part(page->Clone(area.x, area.y, area.width, area.height, PixelFormat24bppRGB));
+  if (part == nullptr) Fail(kUnreadable, L"not enough memory for a part of the page");
+  return part;
+}
+
 /// Draws a part of a page as every method makes it, with captions.
 Canvas DrawMethods(Bitmap* page, const PageArea& area, int zoom, int threshold,
                    const Color& colour) {
@@ -75,9 +83,10 @@ Canvas DrawMethods(Bitmap* page, const PageArea& area, int zoom, int threshold,
   constexpr int kRows = (static_cast<int>(std::size(kDitherMethods)) + kColumns - 1) / kColumns;
   Canvas canvas(kGap + std::int64_t{kColumns} * (width + kGap),
                 kGap + std::int64_t{kRows} * (height + kGap), kMargin);
+  const PagePointer part = PartOf(page, area);
   Progress progress(L"Trying methods", page);
   int number = 0;
-  for (const auto& [name, method] : kDitherMethods) {
+  for (const auto& [name, method, hasThreshold] : kDitherMethods) {
     progress.Report(number, static_cast<int>(std::size(kDitherMethods)));
     const int x = kGap + number % kColumns * (width + kGap);
     const int y = kGap + number / kColumns * (height + kGap);
@@ -86,7 +95,7 @@ Canvas DrawMethods(Bitmap* page, const PageArea& area, int zoom, int threshold,
     std::string scores;
     if (method != eBitmapDithererNone) {
       caption = name;
-      scores = ScoresText(MeasureLegibility(page, dithered.get()));
+      scores = ScoresText(MeasureLegibility(part.get(), PartOf(dithered.get(), area).get()));
     }
     canvas.Text(x, y, caption, kTextSize, kText);
     canvas.Text(x, y + kCaption / 2 - kTextSize, scores, kTextSize, kLine);
@@ -144,8 +153,10 @@ void AddPagePreviewCommand(CLI::App* group) {
           pixel[2] = colour.GetRed();
         });
       }
+      std::vector<std::wstring> inputs = {ToWide(options->input)};
       for (std::size_t i = 0; i < preview->more.size(); ++i) {
         const std::wstring path = ToWide(preview->more[i]);
+        inputs.push_back(path);
         const PagePointer plane = LoadPage(path);
         if (static_cast<int>(plane->GetWidth()) != width ||
             static_cast<int>(plane->GetHeight()) != height) {
@@ -153,7 +164,8 @@ void AddPagePreviewCommand(CLI::App* group) {
         }
         Overprint(pixels, PagePixels(plane.get()), inkOf(i + 1));
       }
-      DrawView(pixels, area, *view, options->dpi, preview->isBare).Save(ToWide(preview->output));
+      DrawView(pixels, area, *view, options->dpi, preview->isBare)
+          .Save(ToWide(preview->output), std::move(inputs));
     }
     Report report(*options);
     report.PageSize(page.get());
@@ -181,7 +193,8 @@ void AddPageMethodsCommand(CLI::App* group) {
   command->footer(
       "Dithers the whole page and shows a part of it: 30 x 20 mm in the middle, or that of "
       "--crop.\n"
-      "The scores are below the name of the method; orv page legibility explains them.\n"
+      "The scores of that part are below the name of the method; orv page legibility explains "
+      "them.\n"
       "JSON: page, the columns and rows that are shown, output.\n"
       "Examples:\n"
       "  orv page compare-methods label.png -o methods.png\n"
@@ -193,7 +206,8 @@ void AddPageMethodsCommand(CLI::App* group) {
     const int height = static_cast<int>(page->GetHeight());
     const PageArea area = view->crop.empty() ? MiddleOf(*options, width, height)
                                              : view->Area(*options, width, height);
-    DrawMethods(page.get(), area, view->zoom, *threshold, ToColour(*colour)).Save(ToWide(*output));
+    DrawMethods(page.get(), area, view->zoom, *threshold, ToColour(*colour))
+        .Save(ToWide(*output), {ToWide(options->input)});
     Report report(*options);
     report.PageSize(page.get());
     report.Columns(area.x, area.x + area.width - 1);
