@@ -195,11 +195,13 @@ void MakeReport(ReportOptions* options) {
   facts.driver = spooler.driverName;
   // Before this program writes to the log itself.
   facts.log = FindLog(*options);
-  if (!options->page.page.input.empty()) facts.page = MakePage(&options->page);
 
   LibraryUse library(ToWide(options->record.configFolder));
   facts.model = FindModel(&library, printer);
   facts.record = FindRecord(&library, printer, facts.printer, *options);
+  if (!options->page.page.input.empty()) {
+    facts.page = MakePage(&options->page, facts.model.config, facts.record.merged);
+  }
   const StockList list = facts.record.merged
                              ? facts.record.merged->items
                              : LoadStockItems(printer.get(), facts.printer.c_str(), nullptr);
@@ -238,7 +240,7 @@ void AddReportCommand(CLI::App* program) {
       ->default_str("black alone");
   AddToleranceOption(command, &page.tolerance);
   AddDitherOptions(command, &page.dither);
-  AddDpiOption(command, &page.page.dpi);
+  AddDpiOption(command, &page.page.dpi)->default_str("the printer's, or that of the image, or 203");
   for (const char* name : {"--colour", "--tolerance", "--method", "--threshold", "--dpi"}) {
     command->get_option(name)->needs(input);
   }

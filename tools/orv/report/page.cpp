@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "orv/platform/graphics.h"
@@ -22,14 +23,43 @@ std::wstring DataUrl(const std::string& png) {
   return L"data:image/png;base64," + text;
 }
 
+std::optional<Resolution> DpiOf(const Config* model) {
+  if (model == nullptr) return {};
+  const GeneralSettings& settings = model->device.generalSettings;
+  if (settings.resolutionDpiX <= 0 || settings.resolutionDpiY <= 0) return {};
+  return Resolution{static_cast<double>(settings.resolutionDpiX),
+                    static_cast<double>(settings.resolutionDpiY)};
+}
+
+/// Compares the sizes of a page and of the record's label.
+void CompareWithLabel(const Span& width, const Span& height, const tagOEMDEV& record,
+                      ReportPage* result) {
+  constexpr double kTolerance = 0.5;  // mm
+  const auto lengthOf = [](std::uint32_t thousandths) {
+    return Span{thousandths / 1000.0, kMillimetresPerInch};
+  };
+  const Span labelWidth = lengthOf(record.PaperWidth);
+  const Span labelHeight = lengthOf(record.PaperHeight);
+  result->fits = std::abs(width.Millimetres() - labelWidth.Millimetres()) <= kTolerance &&
+                 std::abs(height.Millimetres() - labelHeight.Millimetres()) <= kTolerance;
+  result->fit = L"The page is " + LengthsText(width, L" x ", height) + L", the label " +
+                LengthsText(labelWidth, L" x ", labelHeight) + L".";
+}
+
 }  // namespace
 
-ReportPage MakePage(ReportPageOptions* options) {
+ReportPage MakePage(ReportPageOptions* options, const Config* model,
+                    const std::optional<Merged>& record) {
   const GraphicsSession graphics;
-  const PagePointer page = LoadInput(&options->page);
+  const PagePointer page = LoadInput(&options->page, DpiOf(model));
   const Progress progress(L"Making the planes", page.get());
   ReportPage result;
   result.path = ToWide(options->page.input);
+  result.dpi = options->page.DpiText();
+  if (record) {
+    CompareWithLabel(options->page.Columns(page->GetWidth()), options->page.Rows(page->GetHeight()),
+                     record->out, &result);
+  }
   const auto add = [&](const wchar_t* name, PagePointer picture) {
     picture = To1Bpp(std::move(picture));
     Bitmap* const plane = picture.get();
@@ -61,8 +91,11 @@ ReportPage MakePage(ReportPageOptions* options) {
 }
 
 void WritePageSection(const ReportPage& page, HtmlWriter* html) {
-  html->Element("p",
-                page.path + L", " + page.how + L". On paper the pictures have the label's size.");
+  html->Element("p", page.path + L", " + page.how + L", printed at " + page.dpi +
+                         L". On paper the pictures have the page's size.");
+  if (!page.fit.empty()) {
+    html->Element("p", page.fit, {{"class", page.fits ? L"" : L"bad"}});
+  }
   html->Begin("div", {{"class", L"pictures"}});
   for (const ReportPicture& picture : page.pictures) {
     const std::wstring facts = Format(L"%d x %d dots, %ls, ink on %.2f %%", picture.width,

@@ -45,6 +45,9 @@ struct ReportPicture {
 struct ReportPage {
   std::wstring path;
   std::wstring how;  ///< how the planes were made
+  std::wstring dpi;  ///< the resolution and its source
+  std::wstring fit;  ///< the sizes of the page and the label; empty without a label
+  bool fits = true;
   std::vector<ReportPicture> pictures;
 };
 
@@ -56,8 +59,11 @@ struct ReportPageOptions {
   double tolerance = 0.1;
 };
 
-/// Loads a page and makes the pictures of its planes; ends the command on failure.
-ReportPage MakePage(ReportPageOptions* options);
+/// Loads a page and makes the pictures of its planes, with the resolution of the printer's model if
+/// it is known and --dpi is not given; ends the command on failure. A page is compared with the
+/// label of a merged record.
+ReportPage MakePage(ReportPageOptions* options, const Config* model,
+                    const std::optional<Merged>& record);
 
 struct ReportLog {
   std::wstring path;
