@@ -160,8 +160,7 @@ void AddPageLegibilityCommand(CLI::App* group) {
       "speckMark,\n"
       "loss. With --recommend: page, recommended, and methods with method and the same members.\n"
       "Examples:\n"
-      "  orv page dither label.png dots.png\n"
-      "  orv page legibility dots.png --source label.png\n"
+      "  orv page dither label.png - | orv page legibility - --source label.png\n"
       "  orv page legibility label.png --recommend");
   command->callback([=] {
     const GraphicsSession graphics;
