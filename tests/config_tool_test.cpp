@@ -1,5 +1,6 @@
 /// Tests of `orv config`, run as a program.
 
+#include <algorithm>
 #include <map>
 #include <regex>
 #include <set>
@@ -9,6 +10,7 @@
 #include "orv/config/config_parser.h"
 #include "platform/files.h"
 #include "tests/program_runs.h"
+#include "tools/orv/config/check.h"
 
 namespace {
 
@@ -53,7 +55,7 @@ TEST_F(ConfigTool, ReportsEveryRuleAtTheRightPosition) {
        "113:9:no-print-speed 113:22:duplicate-element"},
       {"</printSpeeds>", "</printSpeeds><property name=\"printSpeedDefault\">75000</property>",
        "112:7:element-order 119:21:duplicate-property"},
-      {"name=\"aRef\"", "nam=\"aRef\"", "18:7:missing-property 24:9:property-without-name"},
+      {"name=\"aRef\"", "nam=\"aRef\"", "24:9:property-without-name"},
       {"\"boardName\"", "\"widthMin\"", "18:7:missing-property 21:9:unknown-property"},
       {"<property name=\"color\"",
        "<property name=\"Color\">false</property><property name=\"color\"",
@@ -71,8 +73,7 @@ TEST_F(ConfigTool, ReportsEveryRuleAtTheRightPosition) {
       {">ORV-DX 600+<", "> <", "20:9:empty-name 20:36:white-space"},
       {"MDL:", "MODE:", "23:35:device-id"},
       {"YMin\">-20000", "YMin\">20100", "89:43:range-order"},
-      {"labelPositionStep\">500", "labelPositionStep\">300",
-       "296:50:range-step 297:53:default-outside-range"},
+      {"labelPositionStep\">500", "labelPositionStep\">300", "296:50:range-step"},
       {"wrapPosDefault\">180", "wrapPosDefault\">361", "543:47:default-outside-range"},
       {"darknessStep\">5", "darknessStep\">7", "105:39:darkness-list"},
       {"darknessDefault\">75", "darknessDefault\">76", "107:42:darkness-list"},
@@ -82,9 +83,11 @@ TEST_F(ConfigTool, ReportsEveryRuleAtTheRightPosition) {
        "DpiX\">0</property>\n        <property name=\"resolutionDpiY\">10001",
        "43:41:not-positive 44:41:resolution-scale"},
       {"XMin\">-1000</property>\n        <property name=\"headsOffsetXStep\">10<",
-       "XMin\">1000</property>\n        <property name=\"headsOffsetXStep\">0<",
-       "98:43:range-step"},
+       "XMin\">0</property>\n        <property name=\"headsOffsetXStep\">0<", "98:43:range-step"},
       {"printWidth\">104000", "printWidth\">104", "42:37:unit-scale"},
+      {"heightMax\">1000000", "heightMax\">1000000000", "35:36:unit-scale"},
+      {">DXB-1<", ">NEW-1<", "21:36:placeholder-left"},
+      {">6600</property>", " value=\"6600\"></property>", "19:34:unknown-attribute"},
       {"printWidth\">104000", "printWidth\">104001", "42:37:print-width"},
       {"maxGapDistance\">20000", "maxGapDistance\">1000001", "37:41:label-gap"},
       {"ribbonSaverEnabled\">true", "ribbonSaverEnabled\">false", "67:47:default-not-offered"},
@@ -118,6 +121,7 @@ TEST_F(ConfigTool, ReportsEveryRuleAtTheRightPosition) {
        "name=\"optionImageFile\"></property><property name=\"defaultOption\">TRUE",
        "246:136:two-defaults"},
       {"orv_conf_dx600p", "orv_conf_dx600", "7:39:file-name"},
+      {"orv_conf_dx600p", "orv_conf_DX600P", "7:39:unreachable-file-name"},
       {">12<", ">13<", "8:32:version-skips-device"},
       {"4a6cd222c4ae19dd916afd8569f330cd6d558f9467be48752b4929d3fb9df197", "", "5:5:not-signed"},
       {"<model>", "<!-- orv-check: allow digests, no-print-speed -->\n<model>",
@@ -159,6 +163,75 @@ TEST_F(ConfigTool, ReportsEveryRuleAtTheRightPosition) {
   for (std::getline(all, text); std::getline(all, text) && !text.empty();) {
     EXPECT_EQ(rules.count(text.substr(0, text.find(' '))), 1u) << text;
   }
+}
+
+/// Follows the first proposal that is a literal text, again and again. Returns the number of steps;
+/// -1 if a text occurs twice.
+int FollowProposals(std::wstring* text) {
+  std::set<std::wstring> seen;
+  for (int steps = 0;; ++steps) {
+    if (!seen.insert(*text).second) return -1;
+    const std::vector<orv::tool::Finding> findings = orv::tool::CheckConfig(*text, {});
+    const auto first = std::find_if(findings.begin(), findings.end(),
+                                    [](const auto& finding) { return !finding.edits.empty(); });
+    if (first == findings.end()) return steps;
+    *text = orv::tool::Edited(*text, first->edits);
+  }
+}
+
+/// A number written in other ways, none of which the loader reads correctly. All mean the same.
+std::vector<std::wstring> SpellingsOf(const std::wstring& number) {
+  const std::size_t zeros = number.size() - number.find_last_not_of(L'0') - 1;
+  std::vector<std::wstring> spellings = {L" " + number, number + L" ", number + L".0",
+                                         number + L",00", number + L"e0"};
+  if (zeros > 0) {
+    const std::wstring start = number.substr(0, number.size() - zeros);
+    spellings.push_back(start + L"e" + std::to_wstring(zeros));
+    spellings.push_back(start + std::wstring(zeros, L'O'));
+  }
+  if (number.size() - number.starts_with(L'-') > 3) {
+    for (const wchar_t* const separator : {L" ", L",", L".", L"'", L"\u00A0"}) {
+      spellings.push_back(std::wstring(number).insert(number.size() - 3, separator));
+    }
+  }
+  return spellings;
+}
+
+// Every finding of a single change leads to a file without others, and a number that is only
+// written in another way is found.
+TEST(ConfigCheck, ProposalsEndAndKeepRightNumbers) {
+  const std::wstring original =
+      orv::Utf8ToWide(ReadBytes(std::string(ORV_EXAMPLES) + "/orv_conf_lx300.xml"));
+  constexpr const wchar_t* kTexts[] = {L"",       L"x",         L"0",    L"-1",
+                                       L"1",      L"5",         L"7",    L"5000",
+                                       L"106 mm", L"106000000", L"true", L"99999999999"};
+  int changes = 0;
+  int longest = 0;
+  const std::wregex property(L"<property name=\"([^\"]*)\">([^<]*)</property>");
+  for (std::wsregex_iterator at(original.begin(), original.end(), property), end; at != end; ++at) {
+    const std::wstring name = at->str(1);
+    const std::wstring value = at->str(2);
+    if (name == L"sha256") continue;
+    const auto follow = [&](const std::wstring& changed) {
+      std::wstring text = original;
+      text.replace(static_cast<std::size_t>(at->position(2)), value.size(), changed);
+      const int steps = FollowProposals(&text);
+      EXPECT_GE(steps, 0) << orv::WideToUtf8(name + L": " + changed) << " goes round in circles";
+      longest = std::max(longest, steps);
+      ++changes;
+      return text;
+    };
+    for (const wchar_t* const text : kTexts) follow(text);
+    const bool isNumber = value.find_first_not_of(L"-0123456789") == value.npos && value.size() > 1;
+    if (!isNumber) continue;
+    for (const std::wstring& spelling : SpellingsOf(value)) {
+      EXPECT_EQ(follow(spelling), original) << orv::WideToUtf8(name + L": " + spelling);
+    }
+  }
+  RecordProperty("changes", changes);
+  RecordProperty("longest_chain", longest);
+  EXPECT_GT(changes, 1000);
+  EXPECT_LE(longest, 16);
 }
 
 TEST_F(ConfigTool, PrintsTheDocumentOfItsRules) {

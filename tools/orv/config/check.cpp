@@ -1,5 +1,7 @@
 #include "tools/orv/config/check.h"
 
+#include <algorithm>
+
 #include "base/utf8.h"
 #include "config/config_loader.h"
 #include "config/values.h"
@@ -87,6 +89,16 @@ void Checker::ReadFileInfo() {
   while (look.FindElem(L"property")) {
     fileInfo_.push_back({look.GetAttrib(L"name"), look.GetData(), look.GetElemOffset(), 0});
   }
+}
+
+std::wstring Edited(std::wstring text, std::vector<TextEdit> edits) {
+  std::sort(edits.begin(), edits.end(),
+            [](const TextEdit& a, const TextEdit& b) { return a.offset > b.offset; });
+  for (const TextEdit& edit : edits) {
+    text.replace(static_cast<std::size_t>(edit.offset), static_cast<std::size_t>(edit.length),
+                 edit.text);
+  }
+  return text;
 }
 
 std::vector<Finding> CheckConfig(const std::wstring& text, const std::wstring& fileName) {

@@ -14,13 +14,28 @@ namespace orv::tool {
 inline constexpr wchar_t kNothing[] = L"nothing";
 inline constexpr wchar_t kOneOfThem[] = L"one of them";
 
+/// A change of the text: `length` code units at `offset` become `text`.
+struct TextEdit {
+  int offset;
+  int length;
+  std::wstring text;
+};
+
+/// Whether a proposal is the only plausible one.
+enum class Certainty { kSure, kGuess };
+
 struct Finding {
   const CheckRule* rule;
-  int offset;             ///< in the text
-  std::wstring text;      ///< what is wrong
-  std::wstring allowed;   ///< what is allowed there
-  std::wstring proposal;  ///< what to write instead; `kNothing` to remove it
+  int offset;                        ///< in the text
+  std::wstring text;                 ///< what is wrong
+  std::wstring allowed;              ///< what is allowed there
+  std::wstring proposal;             ///< what to write instead; `kNothing` to remove it
+  std::vector<TextEdit> edits = {};  ///< follow the proposal; empty when it is a description
+  Certainty certainty = Certainty::kSure;
 };
+
+/// The text after the edits, which do not overlap.
+std::wstring Edited(std::wstring text, std::vector<TextEdit> edits);
 
 /// Checks a configuration's text. `fileName` is the file's name without its folder; empty when it
 /// has none. XML errors come first, causes before consequences, then the other findings in the

@@ -21,6 +21,15 @@ std::vector<std::wstring_view> KeysOf(std::span<const PropertyRule> rules) {
   return keys;
 }
 
+/// The edit that removes a range of the text, and the blanks and the line end before it.
+TextEdit Removal(const std::wstring& text, int offset, int end) {
+  std::size_t start = static_cast<std::size_t>(offset);
+  while (start > 0 && (text[start - 1] == L' ' || text[start - 1] == L'\t')) --start;
+  if (start > 0 && text[start - 1] == L'\n') --start;
+  if (start > 0 && text[start] == L'\n' && text[start - 1] == L'\r') --start;
+  return {static_cast<int>(start), end - static_cast<int>(start), {}};
+}
+
 /// The element that has a property with this key; empty when there is none.
 std::wstring HomeOf(std::wstring_view key, std::span<const ElementRule> elements) {
   for (const ElementRule& element : elements) {
@@ -154,10 +163,7 @@ void Checker::CheckElement(const ElementRule& rule) {
   xml_.IntoElem();
   if (!rule.properties.empty()) {
     const FoundProperties found = CheckProperties(rule.properties, rule.occurrence, offset);
-    // The darkness range has its own rule, which the loader enforces.
-    if (rule.properties.data() != kDarknessRules.data()) {
-      CheckGroups(rule.properties, found, &findings_);
-    }
+    CheckGroups(rule.properties, found, &findings_);
     CheckSection(rule.properties.data(), found, offset);
   }
   CheckChildren(rule.children, name, offset, !rule.properties.empty());
@@ -169,7 +175,15 @@ void Checker::CheckElement(const ElementRule& rule) {
 FoundProperty Checker::PropertyHere() {
   const int offset = xml_.GetElemOffset();
   const int content = xml_.GetContentOffset();
-  return {xml_.GetAttrib(L"name"), xml_.GetData(), offset, content >= 0 ? content : offset};
+  FoundProperty property = {xml_.GetAttrib(L"name"), xml_.GetData(), offset,
+                            content >= 0 ? content : offset};
+  const int end = offset + static_cast<int>(xml_.GetSubDoc().size());
+  // An empty-element tag becomes a start tag and an end tag.
+  property.slot = content >= 0
+                      ? TextEdit{content, static_cast<int>(xml_.GetElemContent().size()), {}}
+                      : TextEdit{end - 2, 2, L"></property>"};
+  property.removal = Removal(xml_.GetDoc(), offset, end);
+  return property;
 }
 
 FoundProperties Checker::CheckProperties(std::span<const PropertyRule> rules, Occurrence occurrence,
@@ -179,17 +193,14 @@ FoundProperties Checker::CheckProperties(std::span<const PropertyRule> rules, Oc
   xml_.ResetMainPos();
   while (xml_.FindElem(L"property")) {
     FoundProperty property = PropertyHere();
+    const std::size_t before = findings_.size();
     const auto rule = std::find_if(rules.begin(), rules.end(), [&](const PropertyRule& candidate) {
       return EqualsIgnoringAsciiCase(candidate.key, property.name);
     });
     if (property.name.empty()) {
-      std::wstring key;
-      std::wstring value;
-      xml_.GetNthAttrib(0, key, value);
-      Report(L"property-without-name", property.offset, L"the property has no name attribute",
-             Join(KeysOf(rules)), L"<property name=\"" + (value.empty() ? L"..." : value) + L"\">");
+      AddMeant(ReportUnnamed(rules, property), property, occurrence, &found);
     } else if (rule == rules.end()) {
-      ReportUnknown(rules, property);
+      AddMeant(ReportUnknown(rules, property), property, occurrence, &found);
     } else {
       const std::size_t index = static_cast<std::size_t>(rule - rules.begin());
       if (occurrence != Occurrence::kMany && seen[index]) {
@@ -198,13 +209,17 @@ FoundProperties Checker::CheckProperties(std::span<const PropertyRule> rules, Oc
                kNothing);
       }
       seen[index] = true;
-      if (xml_.FindChildElem()) {
+      ReportAttributes(property);
+      if (property.value.empty() && findings_.size() != before) {
+        // The value is in an attribute.
+      } else if (xml_.FindChildElem()) {
         Report(L"element-in-value", property.valueOffset,
                L"\"" + property.name + L"\" is read as empty because it contains an element",
                L"text", L"the text alone");
       } else {
         CheckValue(*rule, property, &findings_);
       }
+      property.hasFinding = findings_.size() != before;
     }
     found.push_back(std::move(property));
   }
@@ -212,14 +227,87 @@ FoundProperties Checker::CheckProperties(std::span<const PropertyRule> rules, Oc
   return found;
 }
 
-void Checker::ReportUnknown(std::span<const PropertyRule> rules, const FoundProperty& property) {
+void Checker::AddMeant(const std::wstring& key, FoundProperty property, Occurrence occurrence,
+                       FoundProperties* found) {
+  if (key.empty() || occurrence != Occurrence::kEachOnce || Find(*found, key) != nullptr) return;
+  property.name = key;
+  property.isRead = false;
+  property.hasFinding = true;
+  found->push_back(std::move(property));
+}
+
+std::wstring Checker::ReportUnnamed(std::span<const PropertyRule> rules,
+                                    const FoundProperty& property) {
+  std::wstring key;
+  std::wstring value;
+  xml_.GetNthAttrib(0, key, value);
+  const std::vector<std::wstring_view> keys = KeysOf(rules);
+  const auto known = [&](const std::wstring& name) {
+    return std::ranges::any_of(
+        keys, [&](std::wstring_view each) { return EqualsIgnoringAsciiCase(each, name); });
+  };
+  if (known(key)) {
+    ReportElement(L"property-without-name", property, property.offset,
+                  L"the property has no name attribute", Join(keys), key,
+                  property.value.empty() ? value : property.value);
+    return key;
+  }
+  Report(L"property-without-name", property.offset, L"the property has no name attribute",
+         Join(keys), L"<property name=\"" + (value.empty() ? L"..." : value) + L"\">");
+  return known(value) ? value : std::wstring();
+}
+
+void Checker::ReportElement(RuleName rule, const FoundProperty& property, int place,
+                            std::wstring text, std::wstring allowed, const std::wstring& key,
+                            const std::wstring& value) {
+  const std::wstring element = L"<property name=\"" +
+                               std::wstring(CMarkup::EscapeText(key.c_str())) + L"\">" +
+                               CMarkup::EscapeText(value.c_str()) + L"</property>";
+  findings_.Add({&rule.rule(),
+                 place,
+                 std::move(text),
+                 std::move(allowed),
+                 element,
+                 {{property.offset, static_cast<int>(xml_.GetSubDoc().size()), element}}});
+}
+
+void Checker::ReportAttributes(const FoundProperty& property) {
+  std::wstring name;
+  std::wstring value;
+  for (int i = 0; xml_.GetNthAttrib(i, name, value); ++i) {
+    if (EqualsIgnoringAsciiCase(name, L"name")) continue;
+    const int place = xml_.GetAttribOffset(name.c_str());
+    const std::wstring text = L"the attribute " + name + L" is not read";
+    constexpr wchar_t kAllowed[] = L"the attribute name; the value is the element's text";
+    if (!property.value.empty()) {
+      Report(L"unknown-attribute", place, text, kAllowed, kNothing);
+    } else {
+      ReportElement(L"unknown-attribute", property, place, text, kAllowed, property.name, value);
+    }
+  }
+}
+
+std::wstring Checker::ReportUnknown(std::span<const PropertyRule> rules,
+                                    const FoundProperty& property) {
   const std::vector<std::wstring_view> keys = KeysOf(rules);
   std::wstring text = L"\"" + property.name + L"\" is not a key of this section";
   const std::wstring home = HomeOf(property.name, kRoot);
   if (!home.empty()) text += L"; it belongs to <" + home + L">";
-  Report(
-      L"unknown-property", property.offset, text, Join(keys),
-      home.empty() ? NearestOr(property.name, keys, kNothing) : L"the property in <" + home + L">");
+  if (!home.empty()) {
+    Report(L"unknown-property", property.offset, text, Join(keys),
+           L"the property in <" + home + L">");
+    return {};
+  }
+  const std::wstring nearest(Nearest(property.name, keys));
+  std::vector<TextEdit> edits;
+  const std::size_t attribute = static_cast<std::size_t>(xml_.GetAttribOffset(L"name"));
+  const std::size_t at = xml_.GetDoc().find(property.name, attribute + 4);
+  if (!nearest.empty() && at != std::wstring::npos) {
+    edits.push_back({static_cast<int>(at), static_cast<int>(property.name.size()), nearest});
+  }
+  findings_.Add({&RuleName(L"unknown-property").rule(), property.offset, text, Join(keys),
+                 nearest.empty() ? kNothing : nearest, std::move(edits)});
+  return nearest;
 }
 
 void Checker::ReportMissing(std::span<const PropertyRule> rules, const FoundProperties& found,
@@ -227,10 +315,11 @@ void Checker::ReportMissing(std::span<const PropertyRule> rules, const FoundProp
   constexpr wchar_t kAllowed[] = L"every key of the section once";
   for (const PropertyRule& rule : rules) {
     // A missing digest is reported as not-signed.
-    if (rule.kind == ValueKind::kIgnored || rule.key == L"sha256" ||
-        Find(found, rule.key) != nullptr) {
-      continue;
-    }
+    if (rule.kind == ValueKind::kIgnored || rule.key == L"sha256") continue;
+    const FoundProperty* const property = Find(found, rule.key);
+    const bool isRead = property != nullptr && property->isRead;
+    // A misspelt key is the cause, but without a required one the file still does not load.
+    if (isRead || (property != nullptr && rule.kind != ValueKind::kRequiredInteger)) continue;
     const std::wstring what = L"\"" + std::wstring(rule.key) + L"\" is missing";
     const std::wstring proposal =
         L"<property name=\"" + std::wstring(rule.key) + L"\">...</property>";

@@ -64,7 +64,7 @@ void Checker::CheckFamilies() {
              L"the family's identifier is not known, and its options are ignored", FamilyList(),
              meant >= 0 ? std::to_wstring(meant) : kOneOfThem);
     } else {
-      if (meant >= 0 && FamilyName(meant) != std::wstring_view(kind)) {
+      if (text.isIdWhole && meant >= 0 && FamilyName(meant) != std::wstring_view(kind)) {
         Report(L"family-type", text.typeOffset,
                L"the type says " + text.type + L", the identifier " + std::to_wstring(text.id) +
                    L" is " + kind,
@@ -105,6 +105,7 @@ void Checker::ReadFamily(int offset, FamilyText* text) {
       const FoundProperty property = PropertyHere();
       if (EqualsIgnoringAsciiCase(property.name, L"optionFamilyId")) {
         text->id = ToInt(property.value);
+        text->isIdWhole = std::to_wstring(text->id) == property.value;
         text->idOffset = property.valueOffset;
       } else if (EqualsIgnoringAsciiCase(property.name, L"optionFamilyType")) {
         text->type = property.value;
@@ -194,9 +195,10 @@ void Checker::CheckOptionName(int offset, std::set<std::wstring>* names, int* de
   }
   const FoundProperty* const isDefault = Find(option_, L"defaultOption");
   if (isDefault != nullptr && ToUpperCaseBool(isDefault->value) && ++*defaults > 1) {
-    Report(L"two-defaults", isDefault->valueOffset,
-           L"another option of the family is already the default; the first one takes effect",
-           L"one TRUE in a family", L"FALSE");
+    findings_.ReportValue(
+        L"two-defaults", *isDefault,
+        L"another option of the family is already the default; the first one takes effect",
+        L"one TRUE in a family", L"FALSE", Certainty::kSure);
   }
 }
 

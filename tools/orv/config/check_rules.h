@@ -102,6 +102,11 @@ inline constexpr CheckRule kCheckRules[] = {
      L"load. Only headsOffsetXMin may be missing if headsOffsetXEnabled is present.",
      L"<property name=\"globalOffsetYMin\">0</property> alone",
      L"globalOffsetYMin, globalOffsetYStep and globalOffsetYMax"},
+    {L"unknown-attribute", Severity::kWarning, L"An attribute of a property other than name",
+     L"The value of a property is the text of its element. Other attributes are skipped silently, and an "
+     L"element without text has an empty value.",
+     L"<property name=\"widthMax\" value=\"106000\"/>",
+     L"<property name=\"widthMax\">106000</property>"},
     {L"element-in-value", Severity::kWarning, L"An element in a value",
      L"A property that contains an element is read as empty. Write only text, with < as &lt;.",
      L"<property name=\"modelName\">LX <b>300</b></property>",
@@ -110,7 +115,8 @@ inline constexpr CheckRule kCheckRules[] = {
     // Values.
     {L"not-a-number", Severity::kWarning, L"A number is read only partly, or not at all",
      L"White space, a sign and digits are read, and the first other character ends the number; no "
-     L"digits give 0. Units, decimal points and thousands separators are not supported.",
+     L"digits give 0. Units, decimal points and thousands separators are not supported. The proposal is the "
+     L"number that was meant: a number without a unit is in the stored unit unless it has a fraction.",
      L"<property name=\"widthMin\">20.5 mm</property>",
      L"<property name=\"widthMin\">20500</property>"},
     {L"number-too-large", Severity::kWarning, L"A number beyond 32 bits",
@@ -146,6 +152,11 @@ inline constexpr CheckRule kCheckRules[] = {
      L"equal to the same name without it.",
      L"<property name=\"modelName\">ORV-LX 300 </property>",
      L"<property name=\"modelName\">ORV-LX 300</property>"},
+    {L"placeholder-left", Severity::kWarning, L"A value that orv config new wrote as a placeholder",
+     L"orv config new writes names, identifiers and pictures that are not those of any model. Write the "
+     L"model's own.",
+     L"<property name=\"boardName\">NEW-1</property>",
+     L"<property name=\"boardName\">LXB-2</property>"},
     {L"empty-name", Severity::kWarning, L"The model or a family has no name",
      L"Users see modelName and optionFamilyName.",
      L"<property name=\"modelName\"></property>",
@@ -182,9 +193,10 @@ inline constexpr CheckRule kCheckRules[] = {
      L"the model number must be at least 0. A resolution with an empty text is 0, not 300.",
      L"<property name=\"resolutionDpiX\"></property>",
      L"<property name=\"resolutionDpiX\">300</property>"},
-    {L"unit-scale", Severity::kWarning, L"A length or speed that looks like millimetres",
+    {L"unit-scale", Severity::kWarning, L"A length or speed that is far too small or too large",
      L"Lengths are thousandths of a millimetre, and speeds millimetres a second multiplied by 1000. A "
-     L"size or speed below 1 mm was probably not multiplied.",
+     L"size or speed below 1 mm was probably not multiplied. Widths and offsets above 1 m, heights and "
+     L"gaps above 10 m and speeds above 5 m/s were probably multiplied twice.",
      L"<property name=\"widthMax\">106</property>",
      L"<property name=\"widthMax\">106000</property>"},
     {L"resolution-scale", Severity::kWarning, L"A resolution that no print head has",
@@ -293,6 +305,11 @@ inline constexpr CheckRule kCheckRules[] = {
      L"configfilename is the name that the file must have: the driver looks up the file by name.",
      L"configfilename orv_conf_lx300.xml in the file orv_conf_lx300p.xml",
      L"configfilename orv_conf_lx300p.xml"},
+    {L"unreachable-file-name", Severity::kWarning, L"A file name that no driver's name leads to",
+     L"The driver looks up the file orv_conf_NAME.xml, where NAME is its own name in small letters without "
+     L"blanks, hyphens, slashes and points, and with p for a plus sign. It never finds a file with another name.",
+     L"configfilename orv_conf_LX-300.xml",
+     L"configfilename orv_conf_lx300.xml"},
     {L"version-skips-device", Severity::kWarning, L"The version prevents the device from being read",
      L"For version 13 or higher only the file information is loaded; all values of the device are 0, "
      L"false or empty.",

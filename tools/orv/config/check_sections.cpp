@@ -3,18 +3,35 @@
 #include <algorithm>
 #include <set>
 
+#include "config/config_loader.h"
 #include "config/property_tables.h"
 #include "config/values.h"
 #include "orv/config/config_parser.h"
 #include "orv/platform/types.h"
 #include "orv/xml/markup.h"
-#include "tools/orv/common/spelling.h"
 #include "tools/orv/config/check.h"
 #include "tools/orv/config/check_properties.h"
 #include "tools/orv/config/rules.h"
 #include "xml/names.h"
 
 namespace orv::tool {
+namespace {
+
+/// The nearest name of a file that a driver's name leads to.
+std::wstring ReachableName(std::wstring_view name) {
+  constexpr std::wstring_view kPrefix = L"orv_conf_";
+  constexpr std::wstring_view kSuffix = L".xml";
+  if (EqualsIgnoringAsciiCase(name.substr(0, kPrefix.size()), kPrefix)) {
+    name.remove_prefix(kPrefix.size());
+  }
+  if (name.size() >= kSuffix.size() &&
+      EqualsIgnoringAsciiCase(name.substr(name.size() - kSuffix.size()), kSuffix)) {
+    name.remove_suffix(kSuffix.size());
+  }
+  return ConfigFileName(name);
+}
+
+}  // namespace
 
 void Checker::CheckSection(const PropertyRule* section, const FoundProperties& found, int offset) {
   struct SectionCheck {
@@ -26,7 +43,6 @@ void Checker::CheckSection(const PropertyRule* section, const FoundProperties& f
       {kModelRules.data(), &Checker::CheckModelSection},
       {kLabelRules.data(), &Checker::CheckLabelSection},
       {kGeneralSettingsRules.data(), &Checker::CheckGeneralSettingsSection},
-      {kDarknessRules.data(), &Checker::CheckDarknessSection},
       {kPrintSpeedDefaultRules, &Checker::KeepSpeedDefault},
       {kPrintSpeedRules, &Checker::CheckPrintSpeeds},
       {kConveyorSpeedRules, &Checker::CheckConveyorSpeeds},
@@ -51,10 +67,6 @@ void Checker::CheckLabelSection(const FoundProperties& found, int) {
 
 void Checker::CheckGeneralSettingsSection(const FoundProperties& found, int) {
   CheckGeneralSettings(found, label_, &findings_);
-}
-
-void Checker::CheckDarknessSection(const FoundProperties& found, int) {
-  CheckDarkness(found, &findings_);
 }
 
 void Checker::KeepSpeedDefault(const FoundProperties& found, int) { speedDefault_ = found; }
@@ -88,12 +100,7 @@ void Checker::CheckFileInfo(const FoundProperties& found, int offset) {
   CheckTimes(found, &findings_);
   if (!readsDevice_) CheckForDevice(*Find(found, L"version"));
   const FoundProperty* const name = Find(found, L"configfilename");
-  if (name != nullptr && !fileName_.empty() && !EqualsIgnoringAsciiCase(name->value, fileName_)) {
-    Report(L"file-name", name->valueOffset,
-           L"the file says its name is \"" + name->value + L"\", but it is named \"" + fileName_ +
-               L"\"",
-           L"the name of the file", fileName_);
-  }
+  if (name != nullptr && !name->hasFinding) CheckFileName(*name);
   const FoundProperty* const digest = Find(found, L"sha256");
   if (digest == nullptr || digest->value.empty()) {
     return Report(L"not-signed", offset, L"the file has no digest", L"the digest of the file",
@@ -106,6 +113,26 @@ void Checker::CheckFileInfo(const FoundProperties& found, int offset) {
                ? L"the digest is written in capitals"
                : L"the digest is not that of the file: it was changed after it was signed",
            computed, L"orv config sign");
+  }
+}
+
+void Checker::CheckFileName(const FoundProperty& name) {
+  const bool isReachable = ReachableName(name.value) == name.value;
+  const bool isFileReachable = ReachableName(fileName_) == fileName_;
+  const bool isNamedSo = fileName_.empty() || EqualsIgnoringAsciiCase(name.value, fileName_);
+  const std::wstring text =
+      L"the file says its name is \"" + name.value + L"\", but it is named \"" + fileName_ + L"\"";
+  if (!isNamedSo && isFileReachable) {
+    findings_.ReportValue(L"file-name", name, text, L"the name of the file", fileName_,
+                          Certainty::kSure);
+  } else if (!isNamedSo && isReachable) {
+    Report(L"file-name", name.valueOffset, text, L"the name of the file",
+           L"the same here, and rename the file to " + name.value);
+  } else if (!isReachable) {
+    findings_.ReportValue(L"unreachable-file-name", name,
+                          L"no driver's name leads to the file name \"" + name.value + L"\"",
+                          L"orv_conf_, the driver's name in small letters without separators, .xml",
+                          ReachableName(name.value), Certainty::kSure);
   }
 }
 
@@ -146,16 +173,20 @@ void Checker::CheckEntries(const EntryList& list, int offset) {
     names.push_back(withoutPrefix(entry.name));
     if (EqualsIgnoringAsciiCase(entry.name, wanted)) chosen = &entry;
   }
-  if (byDefault == nullptr) return;
+  if (byDefault == nullptr || byDefault->hasFinding) return;
   if (chosen == nullptr) {
-    Report(
-        L"default-not-listed", byDefault->valueOffset,
+    ReportName(
+        L"default-not-listed", *byDefault,
         L"no <" + std::wstring(list.entry) + L"> lists the default \"" + byDefault->value + L"\"",
-        Join(names), NearestOr(withoutPrefix(byDefault->value), names, kOneOfThem));
-  } else if (!ToBool(chosen->value)) {
-    Report(L"default-disabled", byDefault->valueOffset,
-           L"the default \"" + byDefault->value + L"\" is disabled", L"an entry that is true",
-           L"true for \"" + chosen->name + L"\", or another default");
+        withoutPrefix(byDefault->value), names, &findings_);
+  } else if (!chosen->hasFinding && !ToBool(chosen->value)) {
+    findings_.Add({&RuleName(L"default-disabled").rule(),
+                   byDefault->valueOffset,
+                   L"the default \"" + byDefault->value + L"\" is disabled",
+                   L"an entry that is true",
+                   L"true for \"" + chosen->name + L"\", or another default",
+                   {ReplacedValue(*chosen, L"true")},
+                   Certainty::kGuess});
   }
 }
 

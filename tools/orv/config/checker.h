@@ -35,6 +35,7 @@ class Checker {
     std::int32_t id = -1;
     std::wstring type;
     FoundProperty name{{}, {}, 0, 0};
+    bool isIdWhole = true;  ///< otherwise its number is reported
     int idOffset = 0;
     int typeOffset = 0;
   };
@@ -84,17 +85,27 @@ class Checker {
   /// Checks the `property` elements in the element that the document is inside of.
   FoundProperties CheckProperties(std::span<const PropertyRule> rules, Occurrence occurrence,
                                   int offset);
-  void ReportUnknown(std::span<const PropertyRule> rules, const FoundProperty& property);
+  /// These two return the key that was meant; empty when it is not known.
+  std::wstring ReportUnknown(std::span<const PropertyRule> rules, const FoundProperty& property);
+  std::wstring ReportUnnamed(std::span<const PropertyRule> rules, const FoundProperty& property);
+  /// Adds a property with another name to those of the section, which then do not lack the key.
+  static void AddMeant(const std::wstring& key, FoundProperty property, Occurrence occurrence,
+                       FoundProperties* found);
+  /// Reports the attributes of a property other than its name.
+  void ReportAttributes(const FoundProperty& property);
+  /// Reports the property at the main position, and proposes an element with this key and value.
+  void ReportElement(RuleName rule, const FoundProperty& property, int place, std::wstring text,
+                     std::wstring allowed, const std::wstring& key, const std::wstring& value);
   void ReportMissing(std::span<const PropertyRule> rules, const FoundProperties& found, int offset);
 
   // Sections: check_sections.cpp.
   /// Checks a section beyond the form of each property; `section` identifies it by its rules.
   void CheckSection(const PropertyRule* section, const FoundProperties& found, int offset);
   void CheckFileInfo(const FoundProperties& found, int offset);
+  void CheckFileName(const FoundProperty& name);
   void CheckModelSection(const FoundProperties& found, int offset);
   void CheckLabelSection(const FoundProperties& found, int offset);
   void CheckGeneralSettingsSection(const FoundProperties& found, int offset);
-  void CheckDarknessSection(const FoundProperties& found, int offset);
   void KeepSpeedDefault(const FoundProperties& found, int offset);
   void CheckPrintSpeeds(const FoundProperties& found, int offset);
   void CheckConveyorSpeeds(const FoundProperties& found, int offset);

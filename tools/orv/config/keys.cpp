@@ -16,6 +16,11 @@ constexpr NumberBounds kAny = {INT32_MIN, INT32_MAX};
 constexpr NumberBounds kNatural = {0, INT32_MAX};
 constexpr NumberBounds kPositive = {1, INT32_MAX};
 constexpr NumberBounds kDots = {1, 10'000};
+constexpr NumberBounds kWidth = {1, 1'000'000};
+constexpr NumberBounds kHeight = {1, 10'000'000};
+constexpr NumberBounds kGap = {0, 10'000'000};
+constexpr NumberBounds kOffset = {-1'000'000, 1'000'000};
+constexpr NumberBounds kSpeeds = {1, 5'000'000};
 
 // clang-format off
 constexpr ConfigKey kKeys[] = {
@@ -29,23 +34,23 @@ constexpr ConfigKey kKeys[] = {
     {L"sha256", kNone, kAny, kDigestPlaceholder, L"the digest: orv config sign"},
 
     {L"modelId", kNone, kNatural, L"1", L"number of the model"},
-    {L"modelName", kNone, kAny, L"ORV New", nullptr},
-    {L"boardName", kNone, kAny, L"NEW-1", L"its controller board"},
-    {L"pnpID", kNone, kAny, L"ORVNEW", L"plug-and-play identifier"},
-    {L"deviceId", kNone, kAny, L"MFG:ORV;MDL:NEW;CLS:PRINTER;", L"IEEE 1284 device identifier"},
-    {L"aRef", kNone, kAny, L"NEW-01", L"article reference"},
+    {L"modelName", kNone, kAny, L"ORV New", nullptr, true},
+    {L"boardName", kNone, kAny, L"NEW-1", L"its controller board", true},
+    {L"pnpID", kNone, kAny, L"ORVNEW", L"plug-and-play identifier", true},
+    {L"deviceId", kNone, kAny, L"MFG:ORV;MDL:NEW;CLS:PRINTER;", L"IEEE 1284 device identifier", true},
+    {L"aRef", kNone, kAny, L"NEW-01", L"article reference", true},
     {L"orvModification", kNone, kAny, L"", L"modification of the model"},
-    {L"deviceImageFile", kNone, kAny, L"new.png", L"picture of the printer"},
+    {L"deviceImageFile", kNone, kAny, L"new.png", L"picture of the printer", true},
 
-    {L"widthMin", kLength, kPositive, L"20000", L"narrowest label"},
-    {L"widthMax", kLength, kPositive, L"106000", L"widest label"},
-    {L"widthDefault", kLength, kPositive, L"100000", nullptr},
-    {L"heightMin", kLength, kPositive, L"10000", L"shortest label"},
-    {L"heightMax", kLength, kPositive, L"600000", L"longest label"},
-    {L"heightDefault", kLength, kPositive, L"150000", nullptr},
-    {L"maxGapDistance", kLength, kNatural, L"10000", L"largest gap between two labels"},
+    {L"widthMin", kLength, kWidth, L"20000", L"narrowest label"},
+    {L"widthMax", kLength, kWidth, L"106000", L"widest label"},
+    {L"widthDefault", kLength, kWidth, L"100000", nullptr},
+    {L"heightMin", kLength, kHeight, L"10000", L"shortest label"},
+    {L"heightMax", kLength, kHeight, L"600000", L"longest label"},
+    {L"heightDefault", kLength, kHeight, L"150000", nullptr},
+    {L"maxGapDistance", kLength, kGap, L"10000", L"largest gap between two labels"},
 
-    {L"printWidth", kLength, kPositive, L"105700", L"width of the print head"},
+    {L"printWidth", kLength, kWidth, L"105700", L"width of the print head"},
     {L"resolutionDpiX", kDpi, kDots, L"300", L"dots per inch"},
     {L"resolutionDpiY", kDpi, kDots, L"300", nullptr},
     {L"materialGuidance", kNone, kAny, L"left", L"left, centered or right"},
@@ -54,19 +59,19 @@ constexpr ConfigKey kKeys[] = {
 
     {L"printModedefault", kNone, kAny, L"ThermalTransfer", L"one of the entries below"},
 
-    {L"globalOffsetYMin", kLength, kAny, L"-10000", nullptr},
-    {L"globalOffsetYStep", kLength, kAny, L"100", nullptr},
-    {L"globalOffsetYMax", kLength, kAny, L"10000", L"the step goes into Max - Min"},
+    {L"globalOffsetYMin", kLength, kOffset, L"-10000", nullptr},
+    {L"globalOffsetYStep", kLength, kOffset, L"100", nullptr},
+    {L"globalOffsetYMax", kLength, kOffset, L"10000", L"the step goes into Max - Min"},
     {L"headsOffsetXEnabled", kNone, kAny, L"FALSE", L"only TRUE in capitals is true here"},
-    {L"headsOffsetXMin", kLength, kAny, L"0", nullptr},
-    {L"headsOffsetXStep", kLength, kAny, L"100", nullptr},
-    {L"headsOffsetXMax", kLength, kAny, L"0", nullptr},
+    {L"headsOffsetXMin", kLength, kOffset, L"0", nullptr},
+    {L"headsOffsetXStep", kLength, kOffset, L"100", nullptr},
+    {L"headsOffsetXMax", kLength, kOffset, L"0", nullptr},
     {L"darknessMin", kNone, kAny, L"0", nullptr},
     {L"darknessStep", kNone, kAny, L"10", nullptr},
     {L"darknessMax", kNone, kAny, L"200", L"at most 1000 levels, the last of which is Max"},
     {L"darknessDefault", kNone, kAny, L"100", L"one of the levels"},
-    {L"printSpeedDefault", kSpeed, kPositive, L"100000", L"one of the speeds below"},
-    {L"printSpeed", kSpeed, kPositive, L"100000", L"any number of speeds, ascending"},
+    {L"printSpeedDefault", kSpeed, kSpeeds, L"100000", L"one of the speeds below"},
+    {L"printSpeed", kSpeed, kSpeeds, L"100000", L"any number of speeds, ascending"},
     {L"SensorTypeDefault", kNone, kAny, L"Gap", L"an entry below without sensorType in front"},
     {L"doubleSided", kNone, kAny, L"false", nullptr},
     {L"color", kNone, kAny, L"false", L"true for printers of two colours"},
@@ -74,19 +79,19 @@ constexpr ConfigKey kKeys[] = {
     {L"optionFamilyId", kNone, kAny, L"", L"which family it is: decides the keys of its options"},
     {L"optionFamilyType", kNone, kAny, L"", L"its kind in log messages"},
     {L"optionFamilyName", kNone, kAny, L"", nullptr},
-    {L"optionFamilyImageFile", kNone, kAny, L"option.png", nullptr},
-    {L"optionName", kNone, kAny, L"New option", L"an option without a name is ignored"},
-    {L"optionImageFile", kNone, kAny, L"option.png", nullptr},
+    {L"optionFamilyImageFile", kNone, kAny, L"option.png", nullptr, true},
+    {L"optionName", kNone, kAny, L"New option", L"an option without a name is ignored", true},
+    {L"optionImageFile", kNone, kAny, L"option.png", nullptr, true},
     {L"defaultOption", kNone, kAny, L"FALSE", L"only TRUE in capitals is true; one option at most"},
-    {L"conveyorSpeedDefault", kSpeed, kPositive, L"100000", L"one of the speeds below"},
-    {L"conveyorSpeed", kSpeed, kPositive, L"100000", L"any number of speeds, ascending"},
+    {L"conveyorSpeedDefault", kSpeed, kSpeeds, L"100000", L"one of the speeds below"},
+    {L"conveyorSpeed", kSpeed, kSpeeds, L"100000", L"any number of speeds, ascending"},
 };
 
 /// The stems of option keys that form groups.
 constexpr ConfigKey kStems[] = {
-    {L"offset", kLength, kAny, nullptr, L"thousandths of a millimetre"},
-    {L"offset1", kLength, kAny, nullptr, L"thousandths of a millimetre"},
-    {L"offset2", kLength, kAny, nullptr, L"thousandths of a millimetre"},
+    {L"offset", kLength, kOffset, nullptr, L"thousandths of a millimetre"},
+    {L"offset1", kLength, kOffset, nullptr, L"thousandths of a millimetre"},
+    {L"offset2", kLength, kOffset, nullptr, L"thousandths of a millimetre"},
 };
 // clang-format on
 

@@ -28,6 +28,7 @@ struct ConfigKey {
   NumberBounds bounds;
   const wchar_t* sample;
   const wchar_t* meaning;
+  bool isPlaceholder = false;  ///< the sample is not the value of any model
 };
 
 /// Looks up a key case-insensitively. A key of an option's group (a stem followed by Min, Max, Step
