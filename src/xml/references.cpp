@@ -108,22 +108,24 @@ std::size_t AppendDecoded(std::wstring_view text, std::wstring* result) {
 
 }  // namespace
 
+TextUnescaper::TextUnescaper(int flags)
+    : collapses_((flags & CMarkup::DOC_COLLAPSEWHITESPACE) != 0),
+      trims_(collapses_ || (flags & CMarkup::DOC_TRIMWHITESPACE) != 0) {}
+
 std::size_t TextUnescaper::Append(std::wstring_view text, bool isLast, std::wstring* result) {
-  const bool collapse = (flags_ & CMarkup::DOC_COLLAPSEWHITESPACE) != 0;
-  const bool trim = collapse || (flags_ & CMarkup::DOC_TRIMWHITESPACE) != 0;
   const std::size_t size = text.size();
   std::size_t trimmedSize = result->size();  // the size without trailing white space
   *result += white_;
   white_.clear();
   while (!text.empty()) {
-    if (const std::size_t run = trim ? 0 : text.find(L'&'); run != 0) {
+    if (const std::size_t run = trims_ ? 0 : text.find(L'&'); run != 0) {
       *result += text.substr(0, run);
       text.remove_prefix(std::min(run, text.size()));
       continue;
     }
-    if (trim && IsWhiteSpace(text[0])) {
-      const bool isInRun = collapse && result->size() > trimmedSize;
-      if (hasSolid_ && !isInRun) *result += collapse ? L' ' : text[0];
+    if (trims_ && IsWhiteSpace(text[0])) {
+      const bool isInRun = collapses_ && result->size() > trimmedSize;
+      if (hasSolid_ && !isInRun) *result += collapses_ ? L' ' : text[0];
       text.remove_prefix(1);
       continue;
     }
@@ -132,7 +134,7 @@ std::size_t TextUnescaper::Append(std::wstring_view text, bool isLast, std::wstr
     trimmedSize = result->size();
     hasSolid_ = true;
   }
-  if (trim) {
+  if (trims_) {
     if (!isLast) white_ = result->substr(trimmedSize);
     result->resize(trimmedSize);
   }

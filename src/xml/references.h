@@ -11,14 +11,15 @@ namespace orv {
 class TextUnescaper {
  public:
   /// Of `flags` only the two white space flags of a document count.
-  explicit TextUnescaper(int flags) : flags_(flags) {}
+  explicit TextUnescaper(int flags);
 
   /// Appends the decoded text to `result`. Returns the number of code units that were read: without
   /// `isLast`, a reference that may be incomplete is left for the next call.
   std::size_t Append(std::wstring_view text, bool isLast, std::wstring* result);
 
  private:
-  int flags_;
+  bool collapses_;
+  bool trims_;
   bool hasSolid_ = false;  ///< something other than white space was decoded
   std::wstring white_;     ///< white space that is dropped if nothing follows it
 };
