@@ -10,6 +10,7 @@ function(orv_delay_load target library)
   add_custom_command(OUTPUT ${base}.a COMMAND ${CMAKE_DLLTOOL} -d ${base}.def --output-delaylib ${base}.a
                      DEPENDS ${base}.def VERBATIM COMMENT "Making the import library delayed_${library}.a")
   target_sources(${target} PRIVATE ${base}.a)
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${base}.a)
   # Completely, so that the functions are found here before the system's import library is searched.
   target_link_options(${target} PRIVATE -Wl,--whole-archive,${base}.a,--no-whole-archive)
 endfunction()

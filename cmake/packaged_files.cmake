@@ -19,10 +19,11 @@ ${CPACK_DEBIAN_PACKAGE_RELEASE}) unstable; urgency=medium
 
   # The packages of the linked libraries. CPack would run two programs for each installed file to find out
   # which of them are linked.
-  file(GLOB linked ${folder}/usr/bin/* ${folder}/usr/lib/*.so.?.*)
+  file(GLOB linked ${folder}/usr/bin/*)
+  file(GLOB_RECURSE libraries ${folder}/usr/lib/*.so.?.*)
   file(WRITE ${folder}/debian/control "")  # must exist
   file(MAKE_DIRECTORY ${folder}/DEBIAN)  # shows where the package's own libraries are
-  execute_process(COMMAND dpkg-shlibdeps --ignore-missing-info -O ${linked} WORKING_DIRECTORY ${folder}
+  execute_process(COMMAND dpkg-shlibdeps --ignore-missing-info -O ${linked} ${libraries} WORKING_DIRECTORY ${folder}
                   OUTPUT_VARIABLE dependencies ERROR_VARIABLE warnings RESULT_VARIABLE code)
   file(REMOVE_RECURSE ${folder}/debian ${folder}/DEBIAN)
   if(NOT code EQUAL 0 OR NOT dependencies MATCHES "^shlibs:Depends=([^\n]+)")

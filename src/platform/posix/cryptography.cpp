@@ -45,9 +45,13 @@ const EVP_CIPHER* CipherFor(std::size_t keyLength) {
 /// The failure of a step that only allocates: its arguments are valid. Without an algorithm, the
 /// step failed because no provider has it, or because memory ran out while it was fetched.
 CryptoFailure NotReady(CryptoStep step, const void* algorithm) {
-  const bool isMissing =
-      algorithm == nullptr && ERR_GET_REASON(ERR_peek_last_error()) == ERR_R_UNSUPPORTED;
-  return {step, isMissing ? kStatusUnsuccessful : kStatusNoMemory};
+  bool isMissing = false;
+  bool isWithoutMemory = false;
+  while (const unsigned long error = algorithm == nullptr ? ERR_get_error() : 0) {
+    isMissing |= ERR_GET_REASON(error) == ERR_R_UNSUPPORTED;
+    isWithoutMemory |= ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE;
+  }
+  return {step, isMissing && !isWithoutMemory ? kStatusUnsuccessful : kStatusNoMemory};
 }
 
 }  // namespace

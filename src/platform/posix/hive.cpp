@@ -325,10 +325,9 @@ bool Hive::HasStamps() {
 }
 
 std::optional<Hive::FileState> Hive::ReadState() const {
-  // T Fields of the database header. Byte 18: the versions of the write and read formats, both 1
-  // with
-  // T a rollback journal. Byte 24: what every write changes, beginning with the change counter;
-  // SQLite T compares these bytes to find out whether its cached pages are current.
+  // Fields of the database header. Byte 18: the versions of the write and read formats, both 1 with
+  // a rollback journal. Byte 24: what every write changes, beginning with the change counter;
+  // SQLite compares these bytes to find out whether its cached pages are current.
   constexpr int kFormats = 18;
   constexpr int kState = 24;
   std::array<std::uint8_t, kState - kFormats + std::tuple_size_v<FileState>> header{};

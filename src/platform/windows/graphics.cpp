@@ -90,9 +90,10 @@ std::optional<PngResolution> ReadPngResolution(const wchar_t* path) {
 }
 
 Status SavePngWithResolution(Bitmap* bitmap, const wchar_t* path, const PngResolution& resolution) {
+  // A quarter of a dot more, because the encoder may cut off the number of dots per metre.
   constexpr float kInch = 0.0254f;
-  const Status status = bitmap->SetResolution(static_cast<float>(resolution.x) * kInch,
-                                              static_cast<float>(resolution.y) * kInch);
+  const Status status = bitmap->SetResolution((static_cast<float>(resolution.x) + 0.25f) * kInch,
+                                              (static_cast<float>(resolution.y) + 0.25f) * kInch);
   return status == Ok ? SavePng(bitmap, path) : status;
 }
 

@@ -66,9 +66,11 @@ std::uint32_t ToPerMetre(double dpi) {
 }
 
 /// A whole number of dots per inch if the file's whole number of dots per metre may mean that.
+/// Writers round it or cut it off.
 double ToDpi(std::uint32_t perMetre) {
   const double dpi = std::round(perMetre * kInch);
-  return ToPerMetre(dpi) == perMetre ? dpi : perMetre * kInch;
+  const std::uint32_t rounded = ToPerMetre(dpi);
+  return perMetre == rounded || perMetre + 1 == rounded ? dpi : perMetre * kInch;
 }
 
 /// A 24-bit copy of a 32-bit page with alpha, blended onto white.
@@ -112,9 +114,19 @@ bool IsSamePlace(const std::wstring& one, const std::wstring& other) {
           std::filesystem::equivalent(folder(one), folder(other), error));
 }
 
+/// The resolution in the file at `path`, unless it is one that programs write as a default.
+std::optional<Resolution> StoredResolution(const std::wstring& path) {
+  const std::optional<PngResolution> perMetre = ReadPngResolution(path.c_str());
+  if (!perMetre) return {};
+  const Resolution dpi = {ToDpi(perMetre->x), ToDpi(perMetre->y)};
+  const bool isScreen = dpi.x == dpi.y && (dpi.x == 72 || dpi.x == 96);
+  if (isScreen || dpi.x < 1 || dpi.y < 1) return {};
+  return dpi;
+}
+
 }  // namespace
 
-PagePointer LoadPage(const std::wstring& path) {
+PagePointer LoadPage(const std::wstring& path, std::optional<Resolution>* stored) {
   Bitmap* loaded = nullptr;
   const InputFile file(path);
   if (const Status status = LoadPng(file.path().c_str(), &loaded); status != Ok) {
@@ -123,16 +135,8 @@ PagePointer LoadPage(const std::wstring& path) {
   PagePointer page(loaded);
   if (page->GetPixelFormat() == PixelFormat32bppARGB) page = FlattenOnWhite(page.get());
   if (page == nullptr) Fail(kUnreadable, Explain(OutOfMemory, file.path(), InputName(path)));
+  if (stored != nullptr) *stored = StoredResolution(file.path());
   return page;
-}
-
-std::optional<Resolution> PageResolution(const std::wstring& path) {
-  const std::optional<PngResolution> perMetre = ReadPngResolution(path.c_str());
-  if (!perMetre) return {};
-  const Resolution dpi = {ToDpi(perMetre->x), ToDpi(perMetre->y)};
-  const bool isScreen = dpi.x == dpi.y && (dpi.x == 72 || dpi.x == 96);
-  if (isScreen || dpi.x < 1 || dpi.y < 1) return {};
-  return dpi;
 }
 
 std::string PngOf(Bitmap* page, const std::optional<Resolution>& resolution) {

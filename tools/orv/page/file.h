@@ -15,12 +15,9 @@
 namespace orv::tool {
 
 /// Loads a PNG image as a 24-bit page, transparency blended onto white; ends the command on
-/// failure.
-PagePointer LoadPage(const std::wstring& path);
-
-/// The resolution in a PNG file. Nothing for 72 and 96 dots per inch, which programs write as a
-/// default.
-std::optional<Resolution> PageResolution(const std::wstring& path);
+/// failure. Sets `stored` to the resolution in the file, or to nothing for 72 and 96 dots per inch,
+/// which programs write as a default.
+PagePointer LoadPage(const std::wstring& path, std::optional<Resolution>* stored = nullptr);
 
 /// Encodes a page as PNG, with its resolution if that is known; ends the command on failure.
 std::string PngOf(Bitmap* page, const std::optional<Resolution>& resolution);

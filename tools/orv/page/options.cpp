@@ -86,9 +86,9 @@ std::wstring LengthsText(const Span& one, const wchar_t* between, const Span& ot
 
 PagePointer LoadInput(PageOptions* options, const std::optional<Resolution>& printer) {
   const std::wstring path = ToWide(options->input);
-  PagePointer page = LoadPage(path);
+  std::optional<Resolution> stored;
+  PagePointer page = LoadPage(path, &stored);
   if (options->dpi.x != 0) return page;
-  const std::optional<Resolution> stored = PageResolution(path);
   options->dpiSource = printer  ? DpiSource::kPrinter
                        : stored ? DpiSource::kFile
                                 : DpiSource::kDefault;
