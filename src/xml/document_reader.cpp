@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <limits>
 #include <new>
 #include <utility>
 #include <vector>
@@ -164,9 +163,7 @@ void DocumentReader::PassOver(ScannedNode& node, int head, int* at) {
   const int before = *at;
   ReadMore(at);
   node.state.scanned += *at - before;
-  // The start is only used for the offsets of errors, which are as limited.
-  constexpr std::int64_t kMinStart = std::numeric_limits<int>::min() / 2;
-  node.start = static_cast<int>(std::max(nodeStart_ - passed_, kMinStart));
+  node.state.start = nodeStart_ - passed_;
 }
 
 /// Removes a range from the text that was passed.
