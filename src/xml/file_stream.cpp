@@ -1,7 +1,9 @@
 #include "xml/file_stream.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
+#include <limits>
 #include <system_error>
 #include <utility>
 
@@ -17,8 +19,12 @@ namespace {
 void Advance(std::wstring_view text, std::size_t count, TextPosition* at) {
   const TextPosition moved =
       LineIndex(text.substr(0, count + 1)).Find(static_cast<std::int64_t>(count));
-  at->column = moved.line == 1 ? at->column + moved.column - 1 : moved.column;
-  at->line += moved.line - 1;
+  const auto add = [](int number, int added) {
+    constexpr std::int64_t kMax = std::numeric_limits<int>::max();
+    return static_cast<int>(std::min(std::int64_t{number} + added, kMax));
+  };
+  at->column = moved.line == 1 ? add(at->column, moved.column - 1) : moved.column;
+  at->line = add(at->line, moved.line - 1);
 }
 
 }  // namespace
