@@ -27,6 +27,25 @@ void Advance(std::wstring_view text, std::size_t count, TextPosition* at) {
   at->line = add(at->line, moved.line - 1);
 }
 
+/// Returns a stream to a place and to its state now, even if an allocation fails.
+class StreamReturn {
+ public:
+  StreamReturn(std::ifstream& input, std::uint64_t place)
+      : input_(input), place_(place), state_(input.rdstate()) {}
+  StreamReturn(const StreamReturn&) = delete;
+  StreamReturn& operator=(const StreamReturn&) = delete;
+  ~StreamReturn() {
+    input_.clear();
+    input_.seekg(static_cast<std::streamoff>(place_));
+    input_.setstate(state_);
+  }
+
+ private:
+  std::ifstream& input_;
+  std::uint64_t place_;
+  std::ios::iostate state_;
+};
+
 }  // namespace
 
 std::optional<TextPosition> PositionInFile(const std::wstring& file, std::size_t offset) {
@@ -106,8 +125,8 @@ bool FileStream::Read(std::size_t bytes, std::wstring* text) {
 
 bool FileStream::ReadAgain(StreamPlace* place, std::wstring* text) {
   const std::size_t before = text->size();
-  const std::ios::iostate state = input_.rdstate();
   std::string part(kStreamPart, '\0');
+  const StreamReturn atEnd(input_, length_);
   input_.clear();
   input_.seekg(static_cast<std::streamoff>(place->bytes));
   while (text->size() == before && !part.empty()) {
@@ -116,9 +135,6 @@ bool FileStream::ReadAgain(StreamPlace* place, std::wstring* text) {
     place->bytes += part.size();
     place->decoder.Decode(part, part.empty(), text);
   }
-  input_.clear();
-  input_.seekg(static_cast<std::streamoff>(length_));
-  input_.setstate(state);
   return text->size() > before;
 }
 
