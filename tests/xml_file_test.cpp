@@ -238,6 +238,15 @@ TEST(XmlEncodings, Utf7) {
   encoder.Encode(L"<a>+\u00e9\u00e8-\xDE00</a>", true, &bytes);
   EXPECT_EQ(bytes, "<a>+-+AOkA6A--+AD8-</a>");
   EXPECT_EQ(encoder.FirstLost(), 7u);
+  if constexpr (sizeof(wchar_t) > 2) {
+    for (const int unit : {0x1F600, 0x1D800}) {
+      bytes.clear();
+      orv::TextEncoder wide(encoding);
+      wide.Encode(std::wstring{L'a', L'\u00e9', static_cast<wchar_t>(unit)}, true, &bytes);
+      EXPECT_EQ(bytes, "a+AOkAPw-");
+      EXPECT_EQ(wide.FirstLost(), 2u);
+    }
+  }
 }
 
 TEST_F(XmlFile, FormsOfFiles) {
