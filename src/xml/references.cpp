@@ -31,7 +31,7 @@ int DecodeNumber(std::wstring_view digits, int base) {
   return code > 0 && code <= 0x10FFFF ? code : -1;
 }
 
-/// The maximum length of a reference between `&` and `;`.
+/// So many code units after `&` rule out a reference: at most 8 precede the `;`.
 constexpr std::size_t kMaxReferenceName = 9;
 
 /// Reads the reference at the start of `text`, whose first code unit is `&`.
