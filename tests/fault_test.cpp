@@ -290,6 +290,31 @@ TEST_F(Faults, SavesADocumentCompletelyOrNotAtAll) {
          findWrong});
 }
 
+TEST_F(Faults, ReadsALongNodeAgainAfterAFailure) {
+  constexpr Kind kAllocations[] = {Kind::kAllocation};
+  const std::string text(200000, 'x');
+  const std::wstring path = module_.folder().Name(L"long.xml");
+  WriteBytes(ToPath(path), "<!--" + text + "--><a b='" + text + "'/>");
+  for (const int type : {CMarkup::NODE_COMMENT, CMarkup::NODE_ELEMENT}) {
+    std::unique_ptr<CMarkup> document;
+    const auto read = [&] {
+      return type == CMarkup::NODE_ELEMENT ? document->GetAttrib(L"b") : document->GetData();
+    };
+    Sweep({"read a long node", kNoMemory, kDone,
+           [&] {
+             document = std::make_unique<CMarkup>();
+             document->Open(path, CMarkup::DOC_READFILE);
+             document->FindNode(type);
+           },
+           [&] {
+             read();
+             return kDone;
+           },
+           [&](Ending, bool) { return read() == Utf8ToWide(text) ? "" : "a part of the data"; }},
+          kAllocations);
+  }
+}
+
 TEST_F(Faults, ReadsADocumentCompletelyOrNotAtAll) {
   constexpr int kElements = 30;
   CMarkup text(L"<a/>");

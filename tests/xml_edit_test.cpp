@@ -310,6 +310,20 @@ TEST(XmlEdit, ElementsAreAddedToALargeParsedDocument) {
 
 /// Edits in document order, in reverse order and in a mixed one, on enough siblings that the gap is
 /// widened several times. The expected text is made without the class.
+TEST(XmlEdit, TheIndexGrowsRarely) {
+  CMarkup doc(L"<r/>");
+  ASSERT_TRUE(doc.FindElem() && doc.IntoElem());
+  int changes = 0;
+  int capacity = 0;
+  for (int i = 0; i < 3000; ++i) {
+    ASSERT_TRUE(doc.AddSubDoc(L"<a><b/></a>"));
+    const int now = orv::CursorOf(doc).Doc().elements.Capacity();
+    changes += now != capacity;
+    capacity = now;
+  }
+  EXPECT_LT(changes, 40);
+}
+
 TEST(XmlEdit, ManySiblingsInAnyOrder) {
   constexpr int kSiblings = 1000;
   const auto markup = [](int number, int changes) {

@@ -1,5 +1,11 @@
 #include <gtest/gtest.h>
 
+#ifndef _WIN32
+#include <sys/stat.h>
+
+#include <thread>
+#endif
+
 #include "base/utf8.h"
 #include "platform/code_pages.h"
 #include "platform/files.h"
@@ -238,6 +244,15 @@ TEST(XmlEncodings, Utf7) {
   encoder.Encode(L"<a>+\u00e9\u00e8-\xDE00</a>", true, &bytes);
   EXPECT_EQ(bytes, "<a>+-+AOkA6A--+AD8-</a>");
   EXPECT_EQ(encoder.FirstLost(), 7u);
+  if constexpr (sizeof(wchar_t) > 2) {
+    for (const int unit : {0x1F600, 0x1D800}) {
+      bytes.clear();
+      orv::TextEncoder wide(encoding);
+      wide.Encode(std::wstring{L'a', L'\u00e9', static_cast<wchar_t>(unit)}, true, &bytes);
+      EXPECT_EQ(bytes, "a+AOkAPw-");
+      EXPECT_EQ(wide.FirstLost(), 2u);
+    }
+  }
 }
 
 TEST_F(XmlFile, FormsOfFiles) {
@@ -580,7 +595,9 @@ TEST_F(XmlFile, LongNodesInPartsAreReadLikeInMemory) {
     for (const auto& [types, read] : kWalks) {
       for (const bool byPieces : {false, true}) {
         if (byPieces && read == 0) continue;
-        const int flags = byPieces && types == 0 ? CMarkup::DOC_COLLAPSEWHITESPACE : 0;
+        const int normalized =
+            types == 0 ? CMarkup::DOC_COLLAPSEWHITESPACE : CMarkup::DOC_TRIMWHITESPACE;
+        const int flags = byPieces ? normalized : 0;
         CMarkup memory(orv::Utf8ToWide(markup));
         memory.SetDocFlags(flags);
         CMarkup parts(flags);
@@ -601,6 +618,46 @@ TEST_F(XmlFile, LongNodesInPartsAreReadLikeInMemory) {
     }
   }
 }
+
+TEST_F(XmlFile, MovesOnAfterTheFirstPiece) {
+  const std::string text = LongText("t &amp; ");
+  Put(L"in.xml", "<r><a>" + text + "</a><b>1</b><!--" + text + "--><c>2</c></r>");
+  CMarkup doc;
+  ASSERT_TRUE(doc.Open(Path(L"in.xml"), CMarkup::DOC_READFILE));
+  ASSERT_TRUE(doc.FindElem(L"r") && doc.IntoElem() && doc.FindElem(L"a"));
+  std::wstring piece;
+  EXPECT_TRUE(doc.ReadDataPiece(piece) && piece.starts_with(L"t & t"));
+  ASSERT_TRUE(doc.FindElem());
+  EXPECT_EQ(Show(doc.GetTagName() + doc.GetData()), "b1");
+  ASSERT_TRUE(doc.FindNode(CMarkup::NODE_COMMENT) && doc.ReadDataPiece(piece));
+  ASSERT_TRUE(doc.FindElem());
+  EXPECT_EQ(Show(doc.GetTagName() + doc.GetData()), "c2");
+  EXPECT_FALSE(doc.FindElem());
+  EXPECT_TRUE(doc.IsWellFormed());
+}
+
+#ifndef _WIN32
+/// A pipe cannot be read twice: its long nodes are kept in memory while they are current.
+TEST_F(XmlFile, LongNodesOfAPipe) {
+  const std::filesystem::path pipe = orv::ToPath(Path(L"pipe"));
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const std::string text = LongText("t\xC3\xA9 ");
+  const std::wstring wide = orv::Utf8ToWide(text);
+  std::thread writer([&] {
+    orv::test::WriteBytes(pipe, "<r><!--" + text + "--><a x='" + text + "'>" + text + "</a></r>");
+  });
+  CMarkup doc;
+  const bool isOpen = doc.Open(Path(L"pipe"), CMarkup::DOC_READFILE);
+  EXPECT_TRUE(isOpen && doc.FindElem(L"r") && doc.IntoElem());
+  EXPECT_TRUE(doc.FindNode(CMarkup::NODE_COMMENT) && doc.GetData() == wide);
+  EXPECT_TRUE(doc.FindElem(L"a") && doc.GetAttrib(L"x") == wide);
+  EXPECT_TRUE(DataOf(doc, true) == wide);
+  EXPECT_TRUE(!doc.FindElem() && doc.OutOfElem() && !doc.FindElem());
+  EXPECT_TRUE(doc.IsWellFormed());
+  EXPECT_TRUE(doc.Close());
+  writer.join();
+}
+#endif
 
 /// Deeply nested end tags that close nothing, or everything at once: none may be compared with
 /// every open element each time that it is met.

@@ -224,6 +224,7 @@ TEST(XmlScanner, ContinuesAtEveryBreak) {
           part.passed = 100 + dropped;
           node.state.scanned = 0;
           node.start = -dropped;
+          node.state.start = -dropped;
           ContinueNode(part, node);
         }
         ASSERT_EQ(node.type, expected.type) << Show(text) << " from " << first;
@@ -234,6 +235,18 @@ TEST(XmlScanner, ContinuesAtEveryBreak) {
       }
     }
   }
+}
+
+TEST(XmlScanner, ReportsTheStartOfANodeOfAnyLength) {
+  orv::ScannedNode node;
+  orv::ScanCursor scan = orv::ScanCursor::Of(L"<!-- a");
+  ScanNode(scan, node);
+  scan = orv::ScanCursor::Of(L"b");
+  scan.passed = 0x70000000;
+  node.state.scanned = 0;
+  node.state.start = 10 - scan.passed;
+  EXPECT_EQ(ContinueNode(scan, node), orv::kScanError);
+  EXPECT_NE(node.result.find(L"offset=\"10\""), std::wstring::npos) << Show(node.result);
 }
 
 void ExpectSoundIndex(const std::wstring& text) {

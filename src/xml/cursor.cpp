@@ -71,6 +71,7 @@ int Cursor::FindNode(int types) {
     if (type == kScanEnd) return CMarkup::NODE_NONE;
     if (type == CMarkup::NODE_ELEMENT) {
       last = last != 0 ? document_[last].next : parent.child;
+      if (last == 0) return CMarkup::NODE_NONE;  // the index was dropped
       scan.next = document_[last].End();
     }
     if (type <= CMarkup::NODE_NONE || !IncludesType(types, type)) continue;

@@ -99,8 +99,8 @@ void Document::MoveGap(int offset) {
   gap_.start = offset;
 }
 
-/// Adds at least `units` to the gap. The number is in proportion to the text, so that text and
-/// index are passed rarely.
+/// Adds at least `units` to the gap. The number is in proportion to the text, so that moving
+/// the text and adjusting the index is rare.
 void Document::WidenGap(int units) {
   constexpr int kMinUnits = 256;
   if (gap_.length == 0) {

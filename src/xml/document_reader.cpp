@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <limits>
 #include <new>
 #include <utility>
 #include <vector>
@@ -74,14 +73,17 @@ bool DocumentReader::ReadMore(int* at) {
   std::wstring kept;
   for (int i = 1; i < document_.elements.Count(); ++i) {
     ElementEntry& element = document_[i];
-    const auto start = static_cast<int>(kept.size());
     const KeptTag& tag = tags_[static_cast<std::size_t>(i)];
     if (tag.rest) element.SetTagLengths(element.length = tag.head, 0);
     kept += document_.Range(element.start, element.ContentStart());
-    element.start = start;
   }
   const int shift = static_cast<int>(kept.size()) - next_;
   document_.ReplaceStart(next_, kept);
+  // Last, so that a failed allocation leaves the starts as they are.
+  for (int i = 1, start = 0; i < document_.elements.Count(); ++i) {
+    document_[i].start = start;
+    start += document_[i].StartTagLength();
+  }
   next_ += shift;
   passed_ -= shift;
   *at += shift;
@@ -95,9 +97,9 @@ bool DocumentReader::ReadMore(int* at) {
   return true;
 }
 
-/// Scans the node at `*at`, which moves past it. Reads more of the file as needed. A long node is
-/// passed over, unless its type is in the set `stored`, for elements also unless its name is not
-/// the one of `path`. Only the head of the node is then in the text.
+/// Scans the node at `*at`, which moves past it. Reads more of the file as needed. Nodes of the
+/// types in `stored` are kept in memory; of elements only those that match `path`. Of any other
+/// long node only the head stays.
 int DocumentReader::ReadNode(ScannedNode& node, int* at, int stored, const wchar_t* path) {
   nodeStart_ = FileOffset(*at);
   int head = 0;
@@ -164,9 +166,7 @@ void DocumentReader::PassOver(ScannedNode& node, int head, int* at) {
   const int before = *at;
   ReadMore(at);
   node.state.scanned += *at - before;
-  // The start is only used for the offsets of errors, which are as limited.
-  constexpr std::int64_t kMinStart = std::numeric_limits<int>::min() / 2;
-  node.start = static_cast<int>(std::max(nodeStart_ - passed_, kMinStart));
+  node.state.start = nodeStart_ - passed_;
 }
 
 /// Removes a range from the text that was passed.
@@ -286,6 +286,9 @@ bool DocumentReader::IsWanted(int tag, int types, const wchar_t* path) const {
 /// Makes the entry of a start tag, whose element becomes the main one.
 void DocumentReader::AddMain(const ScannedNode& node) {
   const int parent = cursor_.Parent();
+  // The tag comes first: every entry has one, even if an allocation fails.
+  tags_.resize(static_cast<std::size_t>(parent) + 1);
+  tags_.push_back({.start = nodeStart_, .rest = RestOf(node), .head = node.length});
   const int added = document_.elements.Add();
   ElementEntry& element = document_[added];
   element = ElementEntry{};
@@ -297,8 +300,6 @@ void DocumentReader::AddMain(const ScannedNode& node) {
   element.parent = parent;
   element.previous = added;
   hasContent_ = !node.isEmptyElement;
-  tags_.resize(static_cast<std::size_t>(added));
-  tags_.push_back({.start = nodeStart_, .rest = RestOf(node), .head = node.length});
   cursor_.Set(parent, added, 0);
 }
 
@@ -387,18 +388,22 @@ std::optional<FileRange> DocumentReader::RestOf(const ScannedNode& node) const {
 bool DocumentReader::ReadRange(FileRange* range, std::wstring* text) {
   while (range->start < range->end) {
     std::wstring part;
-    const std::int64_t partStart = range->from.offset;
-    if (!file_.ReadAgain(&range->from.place, &part)) {
+    TextPlace from = range->from;  // a copy: the range does not move if an allocation fails
+    if (!file_.ReadAgain(&from.place, &part)) {
       range->start = range->end;
       return false;
     }
-    range->from.offset += static_cast<std::int64_t>(part.size());
-    const std::int64_t end = std::min(range->end, range->from.offset);
-    if (end <= range->start) continue;
-    text->append(part, static_cast<std::size_t>(range->start - partStart),
-                 static_cast<std::size_t>(end - range->start));
-    range->start = end;
-    return true;
+    const std::int64_t partStart = from.offset;
+    from.offset += static_cast<std::int64_t>(part.size());
+    const std::int64_t end = std::min(range->end, from.offset);
+    const bool isInRange = end > range->start;
+    if (isInRange) {
+      text->append(part, static_cast<std::size_t>(range->start - partStart),
+                   static_cast<std::size_t>(end - range->start));
+      range->start = end;
+    }
+    range->from = std::move(from);
+    if (isInRange) return true;
   }
   return false;
 }
@@ -406,7 +411,7 @@ bool DocumentReader::ReadRange(FileRange* range, std::wstring* text) {
 void DocumentReader::CompleteNode() {
   const bool isElement = cursor_.IsElement();
   if (!isElement && !cursor_.IsOtherNode()) return;
-  std::optional<FileRange> rest = isElement ? MainTag().rest : std::exchange(rest_, {});
+  std::optional<FileRange> rest = isElement ? MainTag().rest : rest_;
   if (!rest || (isElement && document_[cursor_.Main()].length != MainTag().head)) return;
   if (rest->end - rest->start > kMaxDocument - document_.Size()) throw std::bad_alloc();
   std::wstring text;
@@ -424,6 +429,7 @@ void DocumentReader::CompleteNode() {
     element.length += length;
     element.SetTagLengths(element.length, 0);
   } else {
+    rest_.reset();
     cursor_.SetNode(cursor_.NodeType(), cursor_.NodeOffset(), cursor_.NodeLength() + length);
   }
 }

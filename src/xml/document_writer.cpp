@@ -1,6 +1,7 @@
 #include "xml/document_writer.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 namespace orv {
@@ -19,9 +20,11 @@ int DocumentWriter::CompletedEnd() const {
 bool DocumentWriter::WriteCompleted() {
   document_.CloseGap();
   const int end = CompletedEnd();
+  // Before the write, after which nothing may fail.
+  std::vector<ElementEntry> open = OpenElements();
   if (!file_.Write(document_.text, static_cast<std::size_t>(end), document_.flags)) return false;
   document_.ReplaceStart(end, {});
-  KeepOpenElements(end);
+  KeepOpenElements(std::move(open), end);
   return true;
 }
 
@@ -31,15 +34,19 @@ bool DocumentWriter::Finish() {
          file_.Finish(document_.flags);
 }
 
-/// Reduces the index to the open elements and the current one, after the start of the text was
-/// written.
-void DocumentWriter::KeepOpenElements(int written) {
-  const bool isOtherNode = cursor_.IsOtherNode();
-  const bool keepsMain = !isOtherNode && cursor_.Main() != 0 && HasStartTag(cursor_.Main());
-  std::vector<ElementEntry> kept;  // from the inside out
-  if (keepsMain) kept.push_back(document_[cursor_.Main()]);
-  for (int i = cursor_.Parent(); i != 0; i = document_[i].parent) kept.push_back(document_[i]);
+/// The open elements and the current one, from the inside out.
+std::vector<ElementEntry> DocumentWriter::OpenElements() const {
+  std::vector<ElementEntry> open;
+  if (KeepsMain()) open.push_back(document_[cursor_.Main()]);
+  for (int i = cursor_.Parent(); i != 0; i = document_[i].parent) open.push_back(document_[i]);
+  return open;
+}
 
+/// Reduces the index to the elements `kept`, after the start of the text was written. Does not
+/// throw: there is room for these entries.
+void DocumentWriter::KeepOpenElements(std::vector<ElementEntry> kept, int written) {
+  const bool isOtherNode = cursor_.IsOtherNode();
+  const bool keepsMain = KeepsMain();
   document_.elements.Truncate(1);
   document_[0] = ElementEntry{};
   document_[0].length = document_.Size();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "xml/cursor.h"
 #include "xml/document.h"
@@ -31,8 +32,12 @@ class DocumentWriter {
 
  private:
   bool HasStartTag(int element) const { return document_[element].StartTagLength() > kWrittenTag; }
+  bool KeepsMain() const {
+    return !cursor_.IsOtherNode() && cursor_.Main() != 0 && HasStartTag(cursor_.Main());
+  }
   int CompletedEnd() const;
-  void KeepOpenElements(int written);
+  std::vector<ElementEntry> OpenElements() const;
+  void KeepOpenElements(std::vector<ElementEntry> kept, int written);
 
   Document& document_;
   Cursor& cursor_;

@@ -102,7 +102,9 @@ class ElementIndex {
 
   /// Makes room for a number of entries: so many calls of `Add` do not throw.
   void Reserve(int entries) {
-    while (capacity_ - count_ < entries) Grow(count_ + entries);
+    while (capacity_ - count_ < entries) {
+      Grow(std::max(count_ + entries, capacity_ + capacity_ / 2 + 1));
+    }
   }
 
   /// Allocates at least `capacity` entries, but starts at most one new segment: a larger request is

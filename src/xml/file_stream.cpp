@@ -1,7 +1,9 @@
 #include "xml/file_stream.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
+#include <limits>
 #include <system_error>
 #include <utility>
 
@@ -17,9 +19,32 @@ namespace {
 void Advance(std::wstring_view text, std::size_t count, TextPosition* at) {
   const TextPosition moved =
       LineIndex(text.substr(0, count + 1)).Find(static_cast<std::int64_t>(count));
-  at->column = moved.line == 1 ? at->column + moved.column - 1 : moved.column;
-  at->line += moved.line - 1;
+  const auto add = [](int number, int added) {
+    constexpr std::int64_t kMax = std::numeric_limits<int>::max();
+    return static_cast<int>(std::min(std::int64_t{number} + added, kMax));
+  };
+  at->column = moved.line == 1 ? add(at->column, moved.column - 1) : moved.column;
+  at->line = add(at->line, moved.line - 1);
 }
+
+/// Returns a stream to a place and to its state now, even if an allocation fails.
+class StreamReturn {
+ public:
+  StreamReturn(std::ifstream& input, std::uint64_t place)
+      : input_(input), place_(place), state_(input.rdstate()) {}
+  StreamReturn(const StreamReturn&) = delete;
+  StreamReturn& operator=(const StreamReturn&) = delete;
+  ~StreamReturn() {
+    input_.clear();
+    input_.seekg(static_cast<std::streamoff>(place_));
+    input_.setstate(state_);
+  }
+
+ private:
+  std::ifstream& input_;
+  std::uint64_t place_;
+  std::ios::iostate state_;
+};
 
 }  // namespace
 
@@ -100,8 +125,8 @@ bool FileStream::Read(std::size_t bytes, std::wstring* text) {
 
 bool FileStream::ReadAgain(StreamPlace* place, std::wstring* text) {
   const std::size_t before = text->size();
-  const std::ios::iostate state = input_.rdstate();
   std::string part(kStreamPart, '\0');
+  const StreamReturn atEnd(input_, length_);
   input_.clear();
   input_.seekg(static_cast<std::streamoff>(place->bytes));
   while (text->size() == before && !part.empty()) {
@@ -110,9 +135,6 @@ bool FileStream::ReadAgain(StreamPlace* place, std::wstring* text) {
     place->bytes += part.size();
     place->decoder.Decode(part, part.empty(), text);
   }
-  input_.clear();
-  input_.seekg(static_cast<std::streamoff>(length_));
-  input_.setstate(state);
   return text->size() > before;
 }
 

@@ -13,10 +13,10 @@ std::uint32_t TakeCode(std::wstring_view* text);
 bool IsNameChar(std::uint32_t code);
 bool IsName(std::wstring_view name);
 
-/// Whether a name has no colon, as names of other things than elements and attributes.
+/// Whether a text is a valid name without a colon.
 bool IsSimpleName(std::wstring_view name);
 
-/// Whether a name has at most one colon, which separates two names.
+/// Whether a text is a valid name with at most one colon.
 bool IsQualifiedName(std::wstring_view name);
 
 }  // namespace orv

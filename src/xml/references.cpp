@@ -31,7 +31,7 @@ int DecodeNumber(std::wstring_view digits, int base) {
   return code > 0 && code <= 0x10FFFF ? code : -1;
 }
 
-/// The maximum length of a reference between `&` and `;`.
+/// So many code units after `&` rule out a reference: at most 8 precede the `;`.
 constexpr std::size_t kMaxReferenceName = 9;
 
 /// Reads the reference at the start of `text`, whose first code unit is `&`.
@@ -114,9 +114,6 @@ TextUnescaper::TextUnescaper(int flags)
 
 std::size_t TextUnescaper::Append(std::wstring_view text, bool isLast, std::wstring* result) {
   const std::size_t size = text.size();
-  std::size_t trimmedSize = result->size();  // the size without trailing white space
-  *result += white_;
-  white_.clear();
   while (!text.empty()) {
     if (const std::size_t run = trims_ ? 0 : text.find(L'&'); run != 0) {
       *result += text.substr(0, run);
@@ -124,19 +121,18 @@ std::size_t TextUnescaper::Append(std::wstring_view text, bool isLast, std::wstr
       continue;
     }
     if (trims_ && IsWhiteSpace(text[0])) {
-      const bool isInRun = collapses_ && result->size() > trimmedSize;
-      if (hasSolid_ && !isInRun) *result += collapses_ ? L' ' : text[0];
+      const bool isInRun = collapses_ && !white_.empty();
+      if (hasSolid_ && !isInRun) white_ += collapses_ ? L' ' : text[0];
       text.remove_prefix(1);
       continue;
     }
     if (!isLast && text[0] == L'&' && text.size() < kMaxReferenceName + 2) break;
+    if (!white_.empty()) {
+      *result += white_;
+      white_.clear();
+    }
     text.remove_prefix(AppendDecoded(text, result));
-    trimmedSize = result->size();
     hasSolid_ = true;
-  }
-  if (trims_) {
-    if (!isLast) white_ = result->substr(trimmedSize);
-    result->resize(trimmedSize);
   }
   return size - text.size();
 }

@@ -23,6 +23,7 @@ class NodeScanner {
     start_ = static_cast<std::size_t>(start);
     first_ = start_;
     node_.start = start;
+    node_.state.start = start;
     node_.state.rest = Rest::kUnknown;
     node_.result.clear();
     if (start_ >= text_.size()) {
@@ -94,7 +95,9 @@ class NodeScanner {
 
   /// Records how the scan continues at `scanned`.
   void Suspend(const ScanState& state, std::size_t scanned) {
+    const std::int64_t start = node_.state.start;
     node_.state = state;
+    node_.state.start = start;
     node_.state.scanned = static_cast<int>(scanned);
     node_.state.resultSize = node_.result.size();
   }
@@ -102,7 +105,8 @@ class NodeScanner {
   /// Ends the node with an error: the text ends inside a construct.
   void Unterminated(const wchar_t* typeName) {
     node_.hitEnd = true;
-    AddResult(node_.result, L"unterminated_tag_syntax", typeName, kResultType, Offset(node_.start));
+    AddResult(node_.result, L"unterminated_tag_syntax", typeName, kResultType,
+              Offset(node_.state.start));
     EndAt(kScanError, text_.size());
   }
 

@@ -38,8 +38,10 @@ struct ScanCursor {
 struct ScanState {
   enum class Rest { kUnknown, kText, kStartTag, kDocumentType, kClosing };
 
-  Rest rest = Rest::kUnknown;      ///< what is scanned; unknown until the text holds its opening
-  int scanned = 0;                 ///< the text before is not needed any more
+  Rest rest = Rest::kUnknown;  ///< what is scanned; unknown until the text holds its opening
+  std::int64_t start = 0;      ///< of the node; negative if it precedes the text
+  /// Offset up to which the text was scanned; what precedes it may be dropped.
+  int scanned = 0;
   int type = 0;                    ///< the type of the node once it is complete
   std::wstring_view closing = {};  ///< what is searched for first; empty for nothing
   const wchar_t* typeName = L"";   ///< of the node, for an error
@@ -71,7 +73,7 @@ int ScanNode(ScanCursor& scan, ScannedNode& node);
 
 /// Continues the scan of a node that reached the end of the text, after text was appended, and
 /// text before `node.state.scanned` possibly removed. The caller adjusts that offset and
-/// `node.start`, which is negative if the start is not in the text any more.
+/// `node.state.start`. `node.start` may stay: the node ends at `node.start + node.length`.
 int ContinueNode(ScanCursor& scan, ScannedNode& node);
 
 /// The number of code units around the data of a node.

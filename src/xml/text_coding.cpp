@@ -140,18 +140,20 @@ bool IsUtf7Direct(wchar_t unit) {
   return code < kUtf7Direct.size() && kUtf7Direct[code];
 }
 
-/// Whether half a surrogate pair without the other half is at an offset.
-bool IsLoneSurrogate(std::wstring_view text, std::size_t at) {
-  const auto isHalf = [text](std::size_t i, int half) {
-    return i < text.size() && (text[i] & 0xFC00) == half;
+/// Whether a code unit is not UTF-16: half a surrogate pair without the other half, or a wide
+/// character that exceeds 16 bits, as Linux allows.
+bool IsInvalidUnit(std::wstring_view text, std::size_t at) {
+  const auto isHalf = [text](std::size_t i, std::uint32_t half) {
+    return i < text.size() && (static_cast<std::uint32_t>(text[i]) & ~0x3FFu) == half;
   };
-  constexpr int kHigh = 0xD800;
-  constexpr int kLow = 0xDC00;
+  constexpr std::uint32_t kHigh = 0xD800;
+  constexpr std::uint32_t kLow = 0xDC00;
+  if (const auto code = static_cast<std::uint32_t>(text[at]); code > 0xFFFF) return true;
   if (isHalf(at, kHigh)) return !isHalf(at + 1, kLow);
   return isHalf(at, kLow) && (at == 0 || !isHalf(at - 1, kHigh));
 }
 
-/// Appends text in UTF-7; true if it contains a lone surrogate. The encoders of both platforms
+/// Appends text in UTF-7; true if it contains an invalid unit. The encoders of both platforms
 /// write markup in Base64, which makes the declaration unreadable.
 bool EncodeUtf7(std::wstring_view text, std::string* bytes) {
   constexpr std::string_view kDigits =
@@ -168,7 +170,7 @@ bool EncodeUtf7(std::wstring_view text, std::string* bytes) {
     const bool isPlus = text[at] == L'+';  // written as "+-"
     if (isPlus) ++at;
     for (; !isPlus && at < text.size() && !IsUtf7Direct(text[at]) && text[at] != L'+'; ++at) {
-      const bool isLost = IsLoneSurrogate(text, at);
+      const bool isLost = IsInvalidUnit(text, at);
       hasLost |= isLost;
       bits = bits << 16 | static_cast<std::uint32_t>(isLost ? L'?' : text[at]);
       for (count += 16; count >= 6; count -= 6) *bytes += kDigits[bits >> (count - 6) & 63];

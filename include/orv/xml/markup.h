@@ -60,11 +60,11 @@ class MCD_CSTR {
 ///
 /// Every text is accepted: an ill-formed document has an index as well, and its errors are in the
 /// result record (`GetResult`, `GetError`). Only a failed allocation throws; all headers report
-/// errors as `orv/platform/types.h` describes. An edit that throws changes nothing,
-/// except that an ill-formed document may then have the new text, but no elements and positions;
-/// the next edit makes its index again. An element whose start tag has 4,194,303 or more
-/// code units can be read, except for its content, and removed, but not changed. An object may be
-/// used by one thread at a time, the static functions by any number.
+/// errors as `orv/platform/types.h` describes. An edit that throws changes nothing, except that an
+/// ill-formed document may then have the new text, but no elements and positions; the next edit
+/// makes its index again. An element whose start tag has 4,194,303 or more code units can be read,
+/// except for its content, and removed, but not changed. An object may be used by one thread at a
+/// time, the static functions by any number.
 class ORV_EXPORT CMarkup {
  public:
   /// Document flags, see `SetDocFlags`.
@@ -451,9 +451,11 @@ class ORV_EXPORT CMarkup {
   ///
   /// Memory holds one part of the file, the names of the open elements and their start tags, if
   /// these are no longer than a part. The rest of a longer start tag or node is read from the file
-  /// again when it is asked for, and then kept in memory until the next move; `ReadDataPiece` does
-  /// not need memory for it. If the file is not a regular one, such as a pipe, longer tags and
-  /// nodes are kept in memory while they are current.
+  /// again when it is asked for (`GetAttrib`, `GetData`, `GetSubDoc` and others), which invalidates
+  /// views of the document. The next move drops it, but the memory stays reserved. `ReadDataPiece`
+  /// does not need memory for it, except for white space that `DOC_TRIMWHITESPACE` holds back until
+  /// other text follows. If the file is not a regular one, such as a pipe, longer tags and nodes
+  /// are kept in memory while they are current.
   ///
   /// Writing only moves forward too: `AddElem`, `AddSubDoc` and `AddNode` append, `IntoElem` and
   /// `OutOfElem` change the level, and attributes can be added to the start tag of an element until
