@@ -206,6 +206,10 @@ TEST(ConfigCheck, ProposesWhatATextMeans) {
       {L"resolutionDpiX", L">12 dots/mm<", kDpi, false},
       {L"resolutionDpiX", L">300000<", L"300"},
       {L"modelId", L">300 x<", L"300"},
+      {L"widthMax", L" type=\"int\" value=\"106000\"><", L"nothing", false},  // of type
+      {L"widthMax", L" unit=\"106000\"><", L"<property name=\"widthMax\">106000</property>"},
+      {L"culture", L" xml:lang=\"en\"><", L"nothing", false},
+      {L"headsOffsetXStep", L">-5<", L"1"},
       {L"modelId", L">99999999000<", L"2147483647"},  // not divided by 1000
   };
   const std::wstring original =
