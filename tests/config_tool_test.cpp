@@ -179,6 +179,60 @@ int FollowProposals(std::wstring* text) {
   }
 }
 
+TEST(ConfigCheck, ProposesWhatATextMeans) {
+  constexpr wchar_t kLength[] = L"thousandths of a millimetre";
+  constexpr wchar_t kSpeed[] = L"millimetres a second multiplied by 1000";
+  constexpr wchar_t kDpi[] = L"dots per inch, such as 300";
+  const struct {
+    const wchar_t* key;
+    const wchar_t* rest;  // of the property, after its name
+    const wchar_t* proposal;
+    bool isText = true;  // otherwise a description
+  } cases[] = {
+      {L"widthMax", L">106 mm<", L"106000"},
+      {L"widthMax", L">4 inch<", L"101600"},
+      {L"widthMax", L">4\"<", L"101600"},
+      {L"widthMax", L">4 in<", L"101600"},
+      {L"widthMax", L">4 ft<", kLength, false},
+      {L"widthMax", L">2 m<", kLength, false},
+      {L"widthMax", L">106000 mm/s<", kLength, false},
+      {L"widthMax", L">106<", L"106000"},
+      {L"widthMax", L">106000000<", L"106000"},
+      {L"printSpeed", L">8 ips<", L"203200"},
+      {L"printSpeed", L">200 mm/s<", L"200000"},
+      {L"printSpeed", L">200 mm/min<", kSpeed, false},
+      {L"printSpeed", L">10 m/s<", kSpeed, false},
+      {L"resolutionDpiX", L">300 dpi<", L"300"},
+      {L"resolutionDpiX", L">12 dots/mm<", kDpi, false},
+      {L"resolutionDpiX", L">300000<", L"300"},
+      {L"modelId", L">300 x<", L"300"},
+      {L"widthMax", L" type=\"int\" value=\"106000\"><", L"nothing", false},  // of type
+      {L"widthMax", L" unit=\"106000\"><", L"<property name=\"widthMax\">106000</property>"},
+      {L"culture", L" xml:lang=\"en\"><", L"nothing", false},
+      {L"headsOffsetXStep", L">-5<", L"1"},
+      {L"modelId", L">99999999000<", L"2147483647"},  // not divided by 1000
+  };
+  const std::wstring original =
+      orv::Utf8ToWide(ReadBytes(std::string(ORV_EXAMPLES) + "/orv_conf_lx300.xml"));
+  for (const auto& test : cases) {
+    SCOPED_TRACE(orv::WideToUtf8(std::wstring(test.key) + test.rest));
+    std::wstring text = original;
+    const std::size_t start = text.find(L"\"" + std::wstring(test.key) + L"\"");
+    ASSERT_NE(start, text.npos);
+    const std::size_t rest = start + std::wstring_view(test.key).size() + 2;
+    text.replace(rest, text.find(L"</", rest) + 1 - rest, test.rest);
+    const std::size_t end = text.find(L'\n', rest);
+    const std::vector<orv::tool::Finding> findings = orv::tool::CheckConfig(text, {});
+    const auto found = std::find_if(findings.begin(), findings.end(), [&](const auto& finding) {
+      const std::size_t at = static_cast<std::size_t>(finding.offset);
+      return at >= rest && at < end;
+    });
+    ASSERT_NE(found, findings.end());
+    EXPECT_EQ(orv::WideToUtf8(found->proposal), orv::WideToUtf8(test.proposal));
+    EXPECT_EQ(!found->edits.empty(), test.isText);
+  }
+}
+
 /// A number written in other ways, none of which the loader reads correctly. All mean the same.
 std::vector<std::wstring> SpellingsOf(const std::wstring& number) {
   const std::size_t zeros = number.size() - number.find_last_not_of(L'0') - 1;

@@ -193,7 +193,6 @@ FoundProperties Checker::CheckProperties(std::span<const PropertyRule> rules, Oc
   xml_.ResetMainPos();
   while (xml_.FindElem(L"property")) {
     FoundProperty property = PropertyHere();
-    const std::size_t before = findings_.size();
     const auto rule = std::find_if(rules.begin(), rules.end(), [&](const PropertyRule& candidate) {
       return EqualsIgnoringAsciiCase(candidate.key, property.name);
     });
@@ -209,8 +208,8 @@ FoundProperties Checker::CheckProperties(std::span<const PropertyRule> rules, Oc
                kNothing);
       }
       seen[index] = true;
-      ReportAttributes(property);
-      if (property.value.empty() && findings_.size() != before) {
+      const std::size_t before = findings_.size();
+      if (ReportAttributes(property)) {
         // The value is in an attribute.
       } else if (xml_.FindChildElem()) {
         Report(L"element-in-value", property.valueOffset,
@@ -271,20 +270,29 @@ void Checker::ReportElement(RuleName rule, const FoundProperty& property, int pl
                  {{property.offset, static_cast<int>(xml_.GetSubDoc().size()), element}}});
 }
 
-void Checker::ReportAttributes(const FoundProperty& property) {
+bool Checker::ReportAttributes(const FoundProperty& property) {
   std::wstring name;
   std::wstring value;
+  int others = 0;
+  for (int i = 0; xml_.GetNthAttrib(i, name, value); ++i) {
+    if (!EqualsIgnoringAsciiCase(name, L"name")) ++others;
+  }
+  bool hasValue = false;
   for (int i = 0; xml_.GetNthAttrib(i, name, value); ++i) {
     if (EqualsIgnoringAsciiCase(name, L"name")) continue;
     const int place = xml_.GetAttribOffset(name.c_str());
     const std::wstring text = L"the attribute " + name + L" is not read";
     constexpr wchar_t kAllowed[] = L"the attribute name; the value is the element's text";
-    if (!property.value.empty()) {
+    const bool isValue =
+        EqualsIgnoringAsciiCase(name, L"value") || (others == 1 && !name.starts_with(L"xml:"));
+    if (!isValue || !property.value.empty()) {
       Report(L"unknown-attribute", place, text, kAllowed, kNothing);
     } else {
       ReportElement(L"unknown-attribute", property, place, text, kAllowed, property.name, value);
+      hasValue = true;
     }
   }
+  return hasValue;
 }
 
 std::wstring Checker::ReportUnknown(std::span<const PropertyRule> rules,
@@ -292,8 +300,8 @@ std::wstring Checker::ReportUnknown(std::span<const PropertyRule> rules,
   const std::vector<std::wstring_view> keys = KeysOf(rules);
   std::wstring text = L"\"" + property.name + L"\" is not a key of this section";
   const std::wstring home = HomeOf(property.name, kRoot);
-  if (!home.empty()) text += L"; it belongs to <" + home + L">";
   if (!home.empty()) {
+    text += L"; it belongs to <" + home + L">";
     Report(L"unknown-property", property.offset, text, Join(keys),
            L"the property in <" + home + L">");
     return {};
@@ -302,7 +310,9 @@ std::wstring Checker::ReportUnknown(std::span<const PropertyRule> rules,
   std::vector<TextEdit> edits;
   const std::size_t attribute = static_cast<std::size_t>(xml_.GetAttribOffset(L"name"));
   const std::size_t at = xml_.GetDoc().find(property.name, attribute + 4);
-  if (!nearest.empty() && at != std::wstring::npos) {
+  // A name with entities is not found in the tag.
+  const std::size_t tagEnd = static_cast<std::size_t>(property.slot.offset);
+  if (!nearest.empty() && at < tagEnd) {
     edits.push_back({static_cast<int>(at), static_cast<int>(property.name.size()), nearest});
   }
   findings_.Add({&RuleName(L"unknown-property").rule(), property.offset, text, Join(keys),

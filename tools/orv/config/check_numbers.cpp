@@ -54,13 +54,12 @@ bool IsScaled(const ConfigKey& key) {
 constexpr std::int32_t kMinScaled = 1000;
 
 /// Whether a scaled number is so small that it is probably in millimetres.
-bool IsUnscaled(const ConfigKey& key, std::int64_t number) {
+bool IsUnscaled(const ConfigKey& key, double number) {
   return key.bounds.min > 0 && IsScaled(key) && number < kMinScaled;
 }
 
 bool IsPlausible(const ConfigKey& key, double number) {
-  return number >= key.bounds.min && number <= key.bounds.max &&
-         !IsUnscaled(key, std::llround(number));
+  return number >= key.bounds.min && number <= key.bounds.max && !IsUnscaled(key, number);
 }
 
 /// A character of a number and the one that was meant.
@@ -145,14 +144,19 @@ struct NumberUnit {
   Unit unit;
 };
 constexpr NumberUnit kNumberUnits[] = {
-    {L"mm", 1e3, Unit::kLength},   {L"cm", 1e4, Unit::kLength},    {L"m", 1e6, Unit::kLength},
-    {L"in", 25400, Unit::kLength}, {L"\u00B5m", 1, Unit::kLength}, {L"um", 1, Unit::kLength},
-    {L"mm/s", 1e3, Unit::kSpeed},  {L"in/s", 25400, Unit::kSpeed}, {L"m/s", 1e6, Unit::kSpeed},
-    {L"mm", 1e3, Unit::kSpeed},    {L"dpi", 1, Unit::kDpi}};
+    {L"mm", 1e3, Unit::kLength},    {L"cm", 1e4, Unit::kLength},     {L"m", 1e6, Unit::kLength},
+    {L"in", 25400, Unit::kLength},  {L"inch", 25400, Unit::kLength}, {L"\"", 25400, Unit::kLength},
+    {L"\u00B5m", 1, Unit::kLength}, {L"um", 1, Unit::kLength},       {L"mm/s", 1e3, Unit::kSpeed},
+    {L"in/s", 25400, Unit::kSpeed}, {L"ips", 25400, Unit::kSpeed},   {L"m/s", 1e6, Unit::kSpeed},
+    {L"mm", 1e3, Unit::kSpeed},     {L"dpi", 1, Unit::kDpi}};
+
+/// Whether a number has a unit, which may be unknown, and its key is measured in one.
+bool HasUnit(const ConfigKey& key, const NumberText& split) {
+  return key.unit != Unit::kNone && !split.unit.empty();
+}
 
 /// The numbers that a text can mean for a key, the most likely one first.
-std::vector<double> ReadingsFor(const ConfigKey& key, std::wstring_view text) {
-  const NumberText split = SplitUnit(text);
+std::vector<double> ReadingsFor(const ConfigKey& key, const NumberText& split) {
   std::vector<double> results;
   for (const double reading : Readings(split.number)) {
     for (const NumberUnit& unit : kNumberUnits) {
@@ -160,12 +164,13 @@ std::vector<double> ReadingsFor(const ConfigKey& key, std::wstring_view text) {
         results.push_back(reading * unit.factor);
       }
     }
+    if (HasUnit(key, split)) continue;
     // A number without a unit is in the stored unit, unless it has a fraction.
     const bool hasFraction = reading != std::floor(reading);
     if (hasFraction && IsScaled(key)) results.push_back(reading * 1000);
     results.insert(results.end(), {reading, -reading});
-    if (IsUnscaled(key, std::llround(reading))) results.push_back(reading * 1000);
-    if (reading > key.bounds.max && reading < 1e12 && std::llround(reading) % 1000 == 0) {
+    if (IsUnscaled(key, reading)) results.push_back(reading * 1000);
+    if (key.unit != Unit::kNone && reading > key.bounds.max && std::fmod(reading, 1000) == 0) {
       results.push_back(reading / 1000);
     }
   }
@@ -181,12 +186,14 @@ struct NumberProposal {
 
 /// The proposal for a number that a key does not allow. It violates no other rule of single values.
 NumberProposal ProposalFor(const ConfigKey& key, std::wstring_view text) {
-  for (const double reading : ReadingsFor(key, text)) {
+  const NumberText split = SplitUnit(text);
+  for (const double reading : ReadingsFor(key, split)) {
     if (IsPlausible(key, reading)) {
       return {std::to_wstring(std::llround(reading)), true, false};
     }
   }
-  const std::int32_t value = ToInt(text);  // the digits before another character
+  // The digits before another character.
+  const std::int32_t value = HasUnit(key, split) ? 0 : ToInt(text);
   if (value != 0 && IsPlausible(key, value)) return {std::to_wstring(value), true, true};
   if (key.unit != Unit::kNone) return {UnitText(key.unit), false, false};
   if (key.sample == nullptr || key.bounds.min < 0)

@@ -7,6 +7,7 @@
 #include "config/values.h"
 #include "orv/config/config_parser.h"
 #include "tools/orv/config/check_properties.h"
+#include "tools/orv/config/keys.h"
 
 /// Checks ranges: the minimum, maximum, step and default of a group, and the darkness levels.
 
@@ -37,13 +38,13 @@ std::int64_t NearestIn(std::int64_t low, std::int64_t high, std::int64_t step, s
   return std::min(low + (inside - low + step / 2) / step * step, low + (high - low) / step * step);
 }
 
-/// The divisor of `width` that is nearest to `step`, smaller ones first, and at least `least`; 0
+/// The divisor of `width` that is nearest to `step`, smaller ones first, and at least `min`; 0
 /// when there is none.
-std::int64_t DividingStep(std::int64_t width, std::int64_t step, std::int64_t least) {
+std::int64_t DividingStep(std::int64_t width, std::int64_t step, std::int64_t min) {
   std::int64_t below = 0;
   std::int64_t above = 0;
   const auto use = [&](std::int64_t divisor) {
-    if (divisor < least) return;
+    if (divisor < min) return;
     if (divisor <= step) below = std::max(below, divisor);
     if (divisor > step && (above == 0 || divisor < above)) above = divisor;
   };
@@ -75,7 +76,7 @@ class RangeCheck {
     // A finding of a single value is the cause of any disagreement.
     if (!isSound_ || !isComplete || IsRight(range_)) return;
     for (const RangeValues& candidate : Candidates()) {
-      if (IsRight(candidate)) return Report(candidate, findings);
+      if (IsAllowed(candidate) && IsRight(candidate)) return Report(candidate, findings);
     }
     findings->Report(L"darkness-list", parts_[kMax]->valueOffset,
                      LoadError(range_) + L" The file does not load", L"a shorter range",
@@ -93,6 +94,17 @@ class RangeCheck {
     return CConfigParser::GenerateListValues(
         static_cast<int>(range[kMin]), static_cast<int>(range[kMax]),
         static_cast<int>(range[kStep]), static_cast<int>(range[kDefault]), values);
+  }
+
+  /// Whether the changed numbers are within the bounds of their keys.
+  bool IsAllowed(const RangeValues& range) const {
+    for (const RangePart part : {kMin, kMax, kStep, kDefault}) {
+      if (range[part] == range_[part]) continue;
+      const ConfigKey* const key = Has(part) ? FindConfigKey(parts_[part]->name) : nullptr;
+      const auto [low, high] = key != nullptr ? key->bounds : NumberBounds{INT32_MIN, INT32_MAX};
+      if (range[part] < low || range[part] > high) return false;
+    }
+    return true;
   }
 
   bool IsRight(const RangeValues& range) const {
@@ -142,9 +154,11 @@ class RangeCheck {
       case kMax:
         return range_.With(kMax, low + steps(max - low));
       case kStep:
-        return range_.With(kStep, DividingStep(std::gcd(max - min, low - min),
-                                               std::max<std::int64_t>(std::abs(step), 1),
-                                               SmallestStep(max - min)));
+        // A range with one value has no dividing step.
+        return range_.With(
+            kStep, std::max<std::int64_t>(1, DividingStep(std::gcd(max - min, low - min),
+                                                          std::max<std::int64_t>(std::abs(step), 1),
+                                                          SmallestStep(max - min))));
       default:
         return range_.With(kDefault,
                            min <= max ? NearestIn(min, max, width, byDefault) : byDefault);
@@ -156,7 +170,7 @@ class RangeCheck {
     return isExpanded_ ? std::max<std::int64_t>((width + kMaxLevels - 2) / (kMaxLevels - 1), 1) : 1;
   }
 
-  /// The corrections in the order of their likelihood; the last one is always right.
+  /// The corrections in the order of their likelihood; the last one corrects all numbers.
   std::vector<RangeValues> Candidates() const {
     const auto [min, max, step, byDefault] = range_.value;
     std::vector<RangeValues> candidates;
@@ -201,7 +215,7 @@ class RangeCheck {
     }
     if (isExpanded_ && (max - min) / step >= kMaxLevels) {
       return {L"range-step", L"there are more than 1000 levels",
-              L"a step of " + std::to_wstring(SmallestStep(max - min)) + L" at least"};
+              L"a step of at least " + std::to_wstring(SmallestStep(max - min))};
     }
     const bool isInside = byDefault >= min && byDefault <= max;
     return {L"default-outside-range",

@@ -91,8 +91,9 @@ class Checker {
   /// Adds a property with another name to those of the section, which then do not lack the key.
   static void AddMeant(const std::wstring& key, FoundProperty property, Occurrence occurrence,
                        FoundProperties* found);
-  /// Reports the attributes of a property other than its name.
-  void ReportAttributes(const FoundProperty& property);
+  /// Reports the attributes of a property other than its name. Returns whether one of them contains
+  /// the value.
+  bool ReportAttributes(const FoundProperty& property);
   /// Reports the property at the main position, and proposes an element with this key and value.
   void ReportElement(RuleName rule, const FoundProperty& property, int place, std::wstring text,
                      std::wstring allowed, const std::wstring& key, const std::wstring& value);
