@@ -270,7 +270,7 @@ TEST(ConfigCheck, ProposalsEndAndKeepRightNumbers) {
       std::wstring text = original;
       text.replace(static_cast<std::size_t>(at->position(2)), value.size(), changed);
       const int steps = FollowProposals(&text);
-      EXPECT_GE(steps, 0) << orv::WideToUtf8(name + L": " + changed) << " goes round in circles";
+      EXPECT_GE(steps, 0) << orv::WideToUtf8(name + L": " + changed) << " does not end";
       longest = std::max(longest, steps);
       ++changes;
       return text;

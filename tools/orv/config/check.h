@@ -21,9 +21,6 @@ struct TextEdit {
   std::wstring text;
 };
 
-/// Whether a proposal is the only plausible one.
-enum class Certainty { kSure, kGuess };
-
 struct Finding {
   const CheckRule* rule;
   int offset;                        ///< in the text
@@ -31,7 +28,6 @@ struct Finding {
   std::wstring allowed;              ///< what is allowed there
   std::wstring proposal;             ///< what to write instead; `kNothing` to remove it
   std::vector<TextEdit> edits = {};  ///< follow the proposal; empty when it is a description
-  Certainty certainty = Certainty::kSure;
 };
 
 /// The text after the edits, which do not overlap.

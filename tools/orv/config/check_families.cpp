@@ -198,7 +198,7 @@ void Checker::CheckOptionName(int offset, std::set<std::wstring>* names, int* de
     findings_.ReportValue(
         L"two-defaults", *isDefault,
         L"another option of the family is already the default; the first one takes effect",
-        L"one TRUE in a family", L"FALSE", Certainty::kSure);
+        L"one TRUE in a family", L"FALSE");
   }
 }
 

@@ -181,7 +181,6 @@ std::vector<double> ReadingsFor(const ConfigKey& key, const NumberText& split) {
 struct NumberProposal {
   std::wstring text;
   bool isNumber;  ///< otherwise a description
-  bool isSample;  ///< a number that the text does not mean
 };
 
 /// The proposal for a number that a key does not allow. It violates no other rule of single values.
@@ -189,16 +188,15 @@ NumberProposal ProposalFor(const ConfigKey& key, std::wstring_view text) {
   const NumberText split = SplitUnit(text);
   for (const double reading : ReadingsFor(key, split)) {
     if (IsPlausible(key, reading)) {
-      return {std::to_wstring(std::llround(reading)), true, false};
+      return {std::to_wstring(std::llround(reading)), true};
     }
   }
   // The digits before another character.
   const std::int32_t value = HasUnit(key, split) ? 0 : ToInt(text);
-  if (value != 0 && IsPlausible(key, value)) return {std::to_wstring(value), true, true};
-  if (key.unit != Unit::kNone) return {UnitText(key.unit), false, false};
-  if (key.sample == nullptr || key.bounds.min < 0)
-    return {L"0, or the intended number", false, false};
-  return {key.sample, true, true};
+  if (value != 0 && IsPlausible(key, value)) return {std::to_wstring(value), true};
+  if (key.unit != Unit::kNone) return {UnitText(key.unit), false};
+  if (key.sample == nullptr || key.bounds.min < 0) return {L"0, or the intended number", false};
+  return {key.sample, true};
 }
 
 }  // namespace
@@ -223,8 +221,7 @@ void CheckInteger(const FoundProperty& property, Findings* findings) {
       return findings->Report(rule, property.valueOffset, std::move(text), std::move(allowed),
                               std::move(proposal.text));
     }
-    findings->ReportValue(rule, property, std::move(text), std::move(allowed), proposal.text,
-                          proposal.isSample ? Certainty::kGuess : Certainty::kSure);
+    findings->ReportValue(rule, property, std::move(text), std::move(allowed), proposal.text);
   };
   switch (FormOfNumber(property.value)) {
     case NumberForm::kWhole:
@@ -246,7 +243,7 @@ void CheckInteger(const FoundProperty& property, Findings* findings) {
   } else if (value < min || value > max) {
     report(L"unit-scale", is, std::wstring(UnitText(key.unit)) + L", " + range);
   } else if (IsUnscaled(key, value)) {
-    report(L"unit-scale", is, std::wstring(UnitText(key.unit)) + L", 1000 at least");
+    report(L"unit-scale", is, std::wstring(UnitText(key.unit)) + L", at least 1000");
   }
 }
 

@@ -59,15 +59,14 @@ const wchar_t* IntendedTruth(const std::wstring& value) {
 void CheckBoolean(const FoundProperty& property, Findings* findings) {
   if (ToBool(property.value) || EqualsIgnoringAsciiCase(property.value, L"false")) return;
   findings->ReportValue(L"not-a-boolean", property, Quoted(property.name) + L" is read as false",
-                        L"true or false", IntendedTruth(property.value), Certainty::kSure);
+                        L"true or false", IntendedTruth(property.value));
 }
 
 void CheckUpperCaseBoolean(const FoundProperty& property, Findings* findings) {
   if (ToUpperCaseBool(property.value) || EqualsIgnoringAsciiCase(property.value, L"false")) return;
   const bool isTrue = IntendedTruth(property.value) == std::wstring_view(L"true");
   findings->ReportValue(L"true-in-capitals", property, Quoted(property.name) + L" is read as false",
-                        L"TRUE in capitals, or FALSE", isTrue ? L"TRUE" : L"FALSE",
-                        Certainty::kSure);
+                        L"TRUE in capitals, or FALSE", isTrue ? L"TRUE" : L"FALSE");
 }
 
 void CheckDateTime(const FoundProperty& property, Findings* findings) {
@@ -83,7 +82,7 @@ void CheckDateTime(const FoundProperty& property, Findings* findings) {
   const wchar_t* const allowed = hasSize ? L"an existing date and time such as 2026-03-02T08:00:00"
                                          : L"19 characters such as 2026-03-02T08:00:00";
   if (meant.size() == kDateTimeSize && IsValidDateTime(meant)) {
-    findings->ReportValue(L"not-a-time", property, text, allowed, meant, Certainty::kSure);
+    findings->ReportValue(L"not-a-time", property, text, allowed, meant);
   } else {
     findings->Report(L"not-a-time", property.valueOffset, text, allowed, kMeantTime);
   }
@@ -104,7 +103,7 @@ void CheckText(const FoundProperty& property, Findings* findings) {
   if (inner != property.value) {
     findings->ReportValue(L"white-space", property,
                           Quoted(property.name) + L" has white space around its text",
-                          L"the text alone", inner, Certainty::kSure);
+                          L"the text alone", inner);
   }
   const bool isName = EqualsIgnoringAsciiCase(property.name, L"modelName") ||
                       EqualsIgnoringAsciiCase(property.name, L"optionFamilyName");
@@ -115,12 +114,12 @@ void CheckText(const FoundProperty& property, Findings* findings) {
   const ConfigKey* const key = FindConfigKey(property.name);
   if (key != nullptr && key->isPlaceholder && property.value == key->sample) {
     findings->Report(L"placeholder-left", property.valueOffset,
-                     Quoted(property.name) + L" is still what orv config new wrote",
+                     Quoted(property.name) + L" is still the placeholder of orv config new",
                      L"the value of this model", L"the intended value");
   }
   if (EqualsIgnoringAsciiCase(property.name, L"type") && inner != L"printer") {
     findings->ReportValue(L"unknown-value", property, L"the file does not describe a printer",
-                          L"printer", L"printer", Certainty::kSure);
+                          L"printer", L"printer");
   }
 }
 
@@ -151,12 +150,12 @@ struct Limit {
 };
 
 /// Reports a number that is above another one.
-void ReportAbove(RuleName rule, const Limit& number, const Limit& most, std::wstring text,
+void ReportAbove(RuleName rule, const Limit& number, const Limit& max, std::wstring text,
                  Findings* findings) {
   findings->ReportValue(
-      rule, *number.property, std::move(text), L"at most " + std::to_wstring(most.value),
-      std::to_wstring(most.value), Certainty::kGuess,
-      L", or " + std::to_wstring(number.value) + L" or more for " + Quoted(most.property->name));
+      rule, *number.property, std::move(text), L"at most " + std::to_wstring(max.value),
+      std::to_wstring(max.value),
+      L", or " + std::to_wstring(number.value) + L" or more for " + Quoted(max.property->name));
 }
 
 }  // namespace
@@ -178,15 +177,14 @@ TextEdit ReplacedValue(const FoundProperty& property, std::wstring_view value) {
 }
 
 void Findings::ReportValue(RuleName name, const FoundProperty& property, std::wstring text,
-                           std::wstring allowed, const std::wstring& value, Certainty certainty,
+                           std::wstring allowed, const std::wstring& value,
                            const std::wstring& otherwise) {
   all_.push_back({&name.rule(),
                   property.valueOffset,
                   std::move(text),
                   std::move(allowed),
                   (value.empty() ? kNothing : value) + otherwise,
-                  {ReplacedValue(property, value)},
-                  certainty});
+                  {ReplacedValue(property, value)}});
 }
 
 void ReportName(RuleName rule, const FoundProperty& property, std::wstring text,
@@ -196,7 +194,7 @@ void ReportName(RuleName rule, const FoundProperty& property, std::wstring text,
   if (nearest.empty()) {
     return findings->Report(rule, property.valueOffset, std::move(text), Join(names), kOneOfThem);
   }
-  findings->ReportValue(rule, property, std::move(text), Join(names), nearest, Certainty::kSure);
+  findings->ReportValue(rule, property, std::move(text), Join(names), nearest);
 }
 
 bool Findings::HasErrors() const {
@@ -253,7 +251,7 @@ void CheckTimes(const FoundProperties& properties, Findings* findings) {
   if (first != 0 && last != 0 && last < first) {
     findings->ReportValue(L"time-order", *modified,
                           Quoted(modified->name) + L" is before " + Quoted(created->name),
-                          created->value + L" or later", created->value, Certainty::kGuess);
+                          created->value + L" or later", created->value);
   }
 }
 
@@ -303,7 +301,7 @@ void CheckGeneralSettings(const FoundProperties& settings, const FoundProperties
       findings->ReportValue(L"default-not-offered", *byDefault,
                             Quoted(byDefault->name) + L" is true, but " + Quoted(enabled->name) +
                                 L" keeps users from changing it",
-                            L"true where users can change it", L"false", Certainty::kGuess,
+                            L"true where users can change it", L"false",
                             L", or true for " + Quoted(enabled->name));
     }
   }
@@ -315,7 +313,7 @@ void CheckSpeeds(const FoundProperties& speeds, std::wstring_view key,
   std::set<std::int32_t> listed;
   for (const FoundProperty& property : speeds) {
     if (!EqualsIgnoringAsciiCase(property.name, key)) continue;
-    // The order and the default of wrong numbers say nothing.
+    // Wrong numbers have no meaningful order or default.
     if (property.hasFinding) return;
     all.push_back(&property);
     listed.insert(ToInt(property.value));
@@ -354,7 +352,7 @@ void CheckSpeeds(const FoundProperties& speeds, std::wstring_view key,
   findings->ReportValue(
       L"default-not-listed", *byDefault,
       L"the default, " + NumberAndUnit(key, wanted) + L", is not one of the speeds", list,
-      std::to_wstring(nearest), Certainty::kSure);
+      std::to_wstring(nearest));
 }
 
 }  // namespace orv::tool

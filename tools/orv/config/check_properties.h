@@ -43,7 +43,7 @@ class Findings {
   }
   /// Proposes another value of a property. `otherwise` follows the value in the proposal.
   void ReportValue(RuleName name, const FoundProperty& property, std::wstring text,
-                   std::wstring allowed, const std::wstring& value, Certainty certainty,
+                   std::wstring allowed, const std::wstring& value,
                    const std::wstring& otherwise = {});
   std::size_t size() const { return all_.size(); }
   void Add(Finding&& finding) { all_.push_back(std::move(finding)); }

@@ -78,6 +78,7 @@ class RangeCheck {
     for (const RangeValues& candidate : Candidates()) {
       if (IsAllowed(candidate) && IsRight(candidate)) return Report(candidate, findings);
     }
+    // Only a range that is expanded and too wide for 32-bit numbers has no correction.
     findings->Report(L"darkness-list", parts_[kMax]->valueOffset,
                      LoadError(range_) + L" The file does not load", L"a shorter range",
                      L"another range");
@@ -180,7 +181,8 @@ class RangeCheck {
     }
     const std::int64_t low = std::min(min, max);
     const std::int64_t width = std::max(min, max) - low;
-    const std::int64_t wide = std::max(std::min(std::abs(step), width), SmallestStep(width));
+    const std::int64_t wide =
+        std::max(std::min({std::abs(step), width, std::int64_t{INT32_MAX}}), SmallestStep(width));
     const std::int64_t high = low + width / wide * wide;
     RangeValues last = range_.With(kMin, low).With(kMax, high);
     if (Has(kStep)) last = last.With(kStep, wide);
@@ -242,11 +244,9 @@ class RangeCheck {
       edits.push_back(ReplacedValue(*parts_[part], number));
     }
     Fault fault = FaultOfRange();
-    Certainty certainty = Certainty::kSure;
     if (first == kStep && range_[kStep] > 0) {
       if (const RangeValues other = Corrected(kMax); IsRight(other)) {
         proposal += L", or " + std::to_wstring(other[kMax]) + L" for " + Name(kMax);
-        certainty = Certainty::kGuess;
       }
     }
     if (first != AboutPart(fault.rule)) {
@@ -259,7 +259,7 @@ class RangeCheck {
       fault.text += L", and the file does not load";
     }
     findings->Add({&fault.rule.rule(), place->valueOffset, std::move(fault.text),
-                   std::move(fault.allowed), std::move(proposal), std::move(edits), certainty});
+                   std::move(fault.allowed), std::move(proposal), std::move(edits)});
   }
 
   static RangePart AboutPart(RuleName rule) {

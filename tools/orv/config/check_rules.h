@@ -305,7 +305,7 @@ inline constexpr CheckRule kCheckRules[] = {
      L"configfilename is the name that the file must have: the driver looks up the file by name.",
      L"configfilename orv_conf_lx300.xml in the file orv_conf_lx300p.xml",
      L"configfilename orv_conf_lx300p.xml"},
-    {L"unreachable-file-name", Severity::kWarning, L"A file name that no driver's name leads to",
+    {L"unreachable-file-name", Severity::kWarning, L"A file name that cannot be derived from a driver name",
      L"The driver looks up the file orv_conf_NAME.xml, where NAME is its own name in small letters without "
      L"blanks, hyphens, slashes and points, and with p for a plus sign. It never finds a file with another name.",
      L"configfilename orv_conf_LX-300.xml",

@@ -17,7 +17,7 @@
 namespace orv::tool {
 namespace {
 
-/// The nearest name of a file that a driver's name leads to.
+/// The nearest file name that can be derived from a driver name.
 std::wstring ReachableName(std::wstring_view name) {
   constexpr std::wstring_view kPrefix = L"orv_conf_";
   constexpr std::wstring_view kSuffix = L".xml";
@@ -123,16 +123,16 @@ void Checker::CheckFileName(const FoundProperty& name) {
   const std::wstring text =
       L"the file says its name is \"" + name.value + L"\", but it is named \"" + fileName_ + L"\"";
   if (!isNamedSo && isFileReachable) {
-    findings_.ReportValue(L"file-name", name, text, L"the name of the file", fileName_,
-                          Certainty::kSure);
+    findings_.ReportValue(L"file-name", name, text, L"the name of the file", fileName_);
   } else if (!isNamedSo && isReachable) {
     Report(L"file-name", name.valueOffset, text, L"the name of the file",
            L"the same here, and rename the file to " + name.value);
   } else if (!isReachable) {
-    findings_.ReportValue(L"unreachable-file-name", name,
-                          L"no driver's name leads to the file name \"" + name.value + L"\"",
-                          L"orv_conf_, the driver's name in small letters without separators, .xml",
-                          ReachableName(name.value), Certainty::kSure);
+    findings_.ReportValue(
+        L"unreachable-file-name", name,
+        L"the file name \"" + name.value + L"\" cannot be derived from a driver name",
+        L"orv_conf_, the driver's name in small letters without separators, .xml",
+        ReachableName(name.value));
   }
 }
 
@@ -185,8 +185,7 @@ void Checker::CheckEntries(const EntryList& list, int offset) {
                    L"the default \"" + byDefault->value + L"\" is disabled",
                    L"an entry that is true",
                    L"true for \"" + chosen->name + L"\", or another default",
-                   {ReplacedValue(*chosen, L"true")},
-                   Certainty::kGuess});
+                   {ReplacedValue(*chosen, L"true")}});
   }
 }
 
