@@ -39,7 +39,7 @@ std::int64_t NearestIn(std::int64_t low, std::int64_t high, std::int64_t step, s
 }
 
 /// The divisor of `width` that is nearest to `step`, smaller ones first, and at least `min`; 0
-/// when there is none.
+/// if no value is right.
 std::int64_t DividingStep(std::int64_t width, std::int64_t step, std::int64_t min) {
   std::int64_t below = 0;
   std::int64_t above = 0;
