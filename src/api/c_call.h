@@ -35,10 +35,15 @@ inline bool IsBuffer(const void* buffer, std::uint32_t size) {
   return buffer != nullptr || size == 0;
 }
 
-/// Whether a text is valid. Paths, names and messages end at a NUL elsewhere, so one in a text
-/// would cut it silently.
+/// Whether a text is valid. Other code treats paths, names and messages as NUL-terminated, so an
+/// embedded NUL would truncate them silently.
 inline bool IsText(const std::uint16_t* units, std::uint32_t length) {
   return IsBuffer(units, length) && std::find(units, units + length, 0) == units + length;
+}
+
+/// Whether a text that a function cannot do without is valid.
+inline bool IsRequiredText(const std::uint16_t* units, std::uint32_t length) {
+  return units != nullptr && IsText(units, length);
 }
 
 /// A caller's text, which `IsText` accepts.

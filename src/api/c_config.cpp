@@ -81,8 +81,7 @@ std::int32_t CodeOfLoad(LoadFailure failure) {
 
 std::int32_t ORV_C_CALL orv_printer_open(const std::uint16_t* name, std::uint32_t name_length,
                                          void** printer) {
-  if (name == nullptr || !orv::IsText(name, name_length) || printer == nullptr)
-    return ORV_ERROR_ARGUMENT;
+  if (!orv::IsRequiredText(name, name_length) || printer == nullptr) return ORV_ERROR_ARGUMENT;
   return orv::CallFromC([=] {
     HANDLE const opened = orv::OpenPrinterHandle(orv::TextFromC(name, name_length).c_str());
     if (opened == nullptr) return ORV_ERROR_NOT_FOUND;
@@ -101,7 +100,7 @@ void ORV_C_CALL orv_printer_close(void* printer) {
 std::int32_t ORV_C_CALL orv_config_load(const std::uint16_t* path, std::uint32_t path_length,
                                         orv_log* log, orv_config** config, std::uint16_t* reason,
                                         std::uint32_t capacity, std::uint32_t* reason_length) {
-  if (path == nullptr || !orv::IsText(path, path_length)) return ORV_ERROR_ARGUMENT;
+  if (!orv::IsRequiredText(path, path_length)) return ORV_ERROR_ARGUMENT;
   return LoadForC(log, config, {reason, capacity, reason_length},
                   [=](CLoggerClient* client, orv::LoadObserver* observer) {
                     return orv::LoadConfigFile(orv::TextFromC(path, path_length), nullptr, client,
@@ -124,7 +123,7 @@ std::int32_t ORV_C_CALL orv_config_load_printer(const std::uint16_t* name,
                                                 orv_config** config, std::uint16_t* reason,
                                                 std::uint32_t capacity,
                                                 std::uint32_t* reason_length) {
-  if (name == nullptr || !orv::IsText(name, name_length)) return ORV_ERROR_ARGUMENT;
+  if (!orv::IsRequiredText(name, name_length)) return ORV_ERROR_ARGUMENT;
   return LoadForC(log, config, {reason, capacity, reason_length},
                   [=](CLoggerClient* client, orv::LoadObserver* observer) {
                     const std::wstring printer = orv::TextFromC(name, name_length);
@@ -154,8 +153,8 @@ std::int32_t ORV_C_CALL orv_config_name(const orv_config* config, std::uint32_t 
 std::int32_t ORV_C_CALL orv_config_text(const orv_config* config, const std::uint16_t* name,
                                         std::uint32_t name_length, std::uint16_t* buffer,
                                         std::uint32_t capacity, std::uint32_t* length) {
-  if (config == nullptr || name == nullptr || !orv::IsText(name, name_length) ||
-      length == nullptr || !orv::IsBuffer(buffer, capacity)) {
+  if (config == nullptr || !orv::IsRequiredText(name, name_length) || length == nullptr ||
+      !orv::IsBuffer(buffer, capacity)) {
     return ORV_ERROR_ARGUMENT;
   }
   return UseValue(config, name, name_length, [=](const orv::NamedConfigValue& value) {
@@ -165,7 +164,7 @@ std::int32_t ORV_C_CALL orv_config_text(const orv_config* config, const std::uin
 
 std::int32_t ORV_C_CALL orv_config_integer(const orv_config* config, const std::uint16_t* name,
                                            std::uint32_t name_length, std::int32_t* value) {
-  if (config == nullptr || name == nullptr || !orv::IsText(name, name_length) || value == nullptr) {
+  if (config == nullptr || !orv::IsRequiredText(name, name_length) || value == nullptr) {
     return ORV_ERROR_ARGUMENT;
   }
   return UseValue(config, name, name_length, [=](const orv::NamedConfigValue& found) {
@@ -179,8 +178,8 @@ std::int32_t ORV_C_CALL orv_config_integer(const orv_config* config, const std::
 std::int32_t ORV_C_CALL orv_config_integers(const orv_config* config, const std::uint16_t* name,
                                             std::uint32_t name_length, std::int32_t* buffer,
                                             std::uint32_t capacity, std::uint32_t* length) {
-  if (config == nullptr || name == nullptr || !orv::IsText(name, name_length) ||
-      length == nullptr || !orv::IsBuffer(buffer, capacity)) {
+  if (config == nullptr || !orv::IsRequiredText(name, name_length) || length == nullptr ||
+      !orv::IsBuffer(buffer, capacity)) {
     return ORV_ERROR_ARGUMENT;
   }
   return UseValue(config, name, name_length, [=](const orv::NamedConfigValue& found) {

@@ -49,5 +49,7 @@ EQUAL(sizeof(orv_image), 24 + sizeof(void*));
 EQUAL(32, orv::kSha256Size);
 EQUAL(36, orv::kProtectedMarker.size() + 1 + 2 * orv::kAesBlockSize);
 
+#undef EQUAL
+
 // The kernels count the bytes of a row in `int`.
 static_assert(ORV_MAX_IMAGE_SIDE <= INT_MAX / 3);

@@ -54,8 +54,7 @@ bool ReadFileForC(const std::wstring& path, std::string* bytes) {
 std::int32_t TransformFileForC(const Transform& transform, const std::uint16_t* source,
                                std::uint32_t sourceLength, const std::uint16_t* target,
                                std::uint32_t targetLength) {
-  if (source == nullptr || !orv::IsText(source, sourceLength) || target == nullptr ||
-      !orv::IsText(target, targetLength)) {
+  if (!orv::IsRequiredText(source, sourceLength) || !orv::IsRequiredText(target, targetLength)) {
     return ORV_ERROR_ARGUMENT;
   }
   return orv::CallFromC([=]() -> std::int32_t {
@@ -108,7 +107,7 @@ std::int32_t ORV_C_CALL orv_hash(const void* bytes, std::uint32_t length, std::u
 
 std::int32_t ORV_C_CALL orv_hash_file(const std::uint16_t* path, std::uint32_t path_length,
                                       std::uint8_t digest[32]) {
-  if (path == nullptr || !orv::IsText(path, path_length) || digest == nullptr) {
+  if (!orv::IsRequiredText(path, path_length) || digest == nullptr) {
     return ORV_ERROR_ARGUMENT;
   }
   return orv::CallFromC([=]() -> std::int32_t {

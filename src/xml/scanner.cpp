@@ -218,7 +218,7 @@ class NodeScanner {
     Unterminated(L"document_type");
   }
 
-  /// Moves past the next `closing`, which is then empty. If there is none, moves to where the
+  /// Moves past the next `closing`, which is then empty. If the text ends first, moves to where the
   /// search continues, and returns false.
   bool SkipTo(std::size_t* at, std::wstring_view* closing) const {
     if (closing->empty()) return true;
