@@ -30,7 +30,7 @@ struct PropertyRule {
 
 /// The kind of value for each kind of field in the loader's tables.
 template <typename Record>
-struct FieldKind {
+struct ValueKindOf {
   constexpr ValueKind operator()(std::int32_t Record::*) const { return ValueKind::kInteger; }
   constexpr ValueKind operator()(bool Record::*) const { return ValueKind::kBoolean; }
   constexpr ValueKind operator()(CString Record::*) const { return ValueKind::kText; }
@@ -47,7 +47,7 @@ template <typename Record, std::size_t kCount>
 constexpr std::array<PropertyRule, kCount> RulesOf(const Property<Record> (&table)[kCount]) {
   std::array<PropertyRule, kCount> rules{};
   for (std::size_t i = 0; i < kCount; ++i) {
-    rules[i] = {table[i].key, std::visit(FieldKind<Record>{}, table[i].field)};
+    rules[i] = {table[i].key, std::visit(ValueKindOf<Record>{}, table[i].field)};
   }
   return rules;
 }

@@ -105,7 +105,7 @@ void Show(const LogOptions& options) {
   }
 }
 
-void AddShowCommand(CLI::App* group) {
+void AddLogShowCommand(CLI::App* group) {
   auto options = std::make_shared<LogOptions>();
   CLI::App* command = group->add_subcommand("show", "Show the entries of a day's log");
   CLI::Option* file = AddInputFile(command, "--file", &options->file, "Show this log file");
@@ -144,7 +144,7 @@ void AddLogCommands(CLI::App* program) {
   group->require_subcommand(1);
   group->footer(
       "Examples:\n  orv log show --level error\n  orv log show --file orv_logfile-2024-03-05.log");
-  AddShowCommand(group);
+  AddLogShowCommand(group);
 }
 
 }  // namespace orv::tool

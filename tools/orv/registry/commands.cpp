@@ -91,7 +91,7 @@ void ReadKey(HKEY key, const KeyName& name, std::vector<std::wstring>* keys,
   Require(ListRegistryValues(key, values), L"list", name);
 }
 
-void AddListCommand(CLI::App* group) {
+void AddKeyListCommand(CLI::App* group) {
   struct Options {
     std::string key;
     bool asJson = false;
@@ -353,7 +353,7 @@ void AddRegistryCommands(CLI::App* program) {
       "Examples:\n"
       "  orv registry list \"HKCU\\Software\\orv Printer Driver\\Test\"\n"
       "  orv registry set \"HKCU\\Software\\orv Printer Driver\\Test\" LogLevel 15");
-  AddListCommand(group);
+  AddKeyListCommand(group);
   AddGetCommand(group);
   AddSetCommand(group);
   AddDeleteCommand(group);

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "base/utf8.h"
+#include "devmode/field_text.h"
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
 #include "orv/text/format.h"
