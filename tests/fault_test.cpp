@@ -672,7 +672,7 @@ struct OutputInC {
   orv_stock_item items[4];
 };
 
-TEST_F(RequestFaults, ReportsMissingMemoryInC) {
+TEST_F(RequestFaults, ReportsFailuresInC) {
   const auto units = [](const std::wstring& text) {
     return std::vector<std::uint16_t>(text.begin(), text.end());
   };
@@ -719,7 +719,10 @@ TEST_F(RequestFaults, ReportsMissingMemoryInC) {
     unsigned withoutMemory = kNoMemory;
     std::function<void()> prepare = [] {};
     int step = 1;  ///< above 1 for many allocations of the same kind
+    unsigned withoutService = kDone | kFailed;
   };
+  // The system's cipher and digest allocate, and fail for other reasons.
+  constexpr unsigned kWithoutCipher = kDone | kFailed | kNoMemory | kInternal;
   int changes = 0;
   // Drops what is cached of the settings store.
   const auto changeStore = [&] {
@@ -741,7 +744,7 @@ TEST_F(RequestFaults, ReportsMissingMemoryInC) {
        [&] {
          return orv_config_load(coded.data(), size(coded), log, &loaded, nullptr, 0, nullptr);
        },
-       kDone | kNoMemory},
+       kDone | kNoMemory, [] {}, 1, kDone | kFailed | kNoMemory},
       {"load by a handle",
        [&] { return orv_config_load_handle(printer_.handle(), log, &loaded, nullptr, 0, nullptr); },
        kDone | kNoMemory, [] {}, 7},
@@ -806,25 +809,30 @@ TEST_F(RequestFaults, ReportsMissingMemoryInC) {
          unsigned char result[100];
          return orv_encrypt("text", 4, result, sizeof result, length);
        },
-       kDone | kNoMemory},
+       kDone | kNoMemory, [] {}, 1, kWithoutCipher},
       {"decrypt",
        [&] {
          return orv_decrypt(bytes.data(), static_cast<std::uint32_t>(bytes.size()), out->bytes,
                             sizeof out->bytes, length);
-       }},
+       },
+       kNoMemory, [] {}, 1, kWithoutCipher},
       {"encrypt a file",
        [&] { return orv_encrypt_file(path.data(), size(path), target.data(), size(target)); },
-       kDone | kNoMemory},
+       kDone | kNoMemory, [] {}, 1, kWithoutCipher},
       {"decrypt a file",
-       [&] { return orv_decrypt_file(coded.data(), size(coded), target.data(), size(target)); }},
-      {"hash", [&] { return orv_hash("text", 4, out->bytes); }},
-      {"hash a file", [&] { return orv_hash_file(path.data(), size(path), out->bytes); }},
+       [&] { return orv_decrypt_file(coded.data(), size(coded), target.data(), size(target)); },
+       kNoMemory, [] {}, 1, kWithoutCipher},
+      {"hash", [&] { return orv_hash("text", 4, out->bytes); }, kNoMemory, [] {}, 1,
+       kWithoutCipher},
+      {"hash a file", [&] { return orv_hash_file(path.data(), size(path), out->bytes); }, kNoMemory,
+       [] {}, 1, kWithoutCipher},
   };
   const auto unchanged = std::make_unique<OutputInC>();
   const auto expected = std::make_unique<OutputInC>();
   ASSERT_EQ(orv_record_default(config, unchanged->record, ORV_RECORD_SIZE), ORV_OK);
   for (orv_stock_item& listed : unchanged->items) listed.size = sizeof listed;
   constexpr Kind kAllocations[] = {Kind::kAllocation};
+  constexpr Kind kServices[] = {Kind::kCall, Kind::kShortWrite};
   for (const CallInC& call : calls) {
     *out = *unchanged;
     bool isKnown = false;
@@ -833,16 +841,22 @@ TEST_F(RequestFaults, ReportsMissingMemoryInC) {
       CLogger::m_bWriteLogToDebug = CLogger::m_bWriteLogToFile = 0;
       call.prepare();
     };
-    Sweep({call.name, call.withoutMemory, kDone, prepare, [&] { return EndingInC(call.run()); },
-           [&](Ending ending, bool) -> std::string {
-             orv_config_close(std::exchange(loaded, nullptr));
-             orv_log_close(std::exchange(opened, nullptr));
-             orv_printer_close(std::exchange(printer, nullptr));
-             if (ending == kDone && !std::exchange(isKnown, true)) *expected = *out;
-             const OutputInC& right = ending == kDone ? *expected : *unchanged;
-             return std::memcmp(out.get(), &right, sizeof right) == 0 ? "" : "other outputs";
-           }},
-          kAllocations, call.step);
+    const Operation operation = {
+        call.name,
+        call.withoutMemory,
+        call.withoutService,
+        prepare,
+        [&] { return EndingInC(call.run()); },
+        [&](Ending ending, bool) -> std::string {
+          orv_config_close(std::exchange(loaded, nullptr));
+          orv_log_close(std::exchange(opened, nullptr));
+          orv_printer_close(std::exchange(printer, nullptr));
+          if (ending == kDone && !std::exchange(isKnown, true)) *expected = *out;
+          const OutputInC& right = ending == kDone ? *expected : *unchanged;
+          return std::memcmp(out.get(), &right, sizeof right) == 0 ? "" : "other outputs";
+        }};
+    Sweep(operation, kAllocations, call.step);
+    Sweep(operation, kServices);
   }
   orv_log_close(log);
   orv_config_close(config);

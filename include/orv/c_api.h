@@ -342,12 +342,13 @@ ORV_C_API int32_t ORV_C_CALL orv_encrypt(const void* plain, uint32_t plain_lengt
                                          uint32_t capacity, uint32_t* length);
 
 /// Decrypts the bytes of a protected file; the result is shorter than they are. `ORV_ERROR_INVALID`
-/// if they are damaged or incomplete.
+/// if they are damaged or incomplete, or if the system's cipher fails.
 ORV_C_API int32_t ORV_C_CALL orv_decrypt(const void* bytes, uint32_t bytes_length, void* buffer,
                                          uint32_t capacity, uint32_t* length);
 
 /// Encrypts a file. The target, which may be the source, is replaced when it is complete; a failure
-/// leaves it unchanged. `ORV_ERROR_UNREADABLE` or `ORV_ERROR_UNWRITABLE` if that fails.
+/// leaves it unchanged. `ORV_ERROR_UNREADABLE` or `ORV_ERROR_UNWRITABLE` if that fails,
+/// `ORV_ERROR_INTERNAL` as for `orv_encrypt`.
 ORV_C_API int32_t ORV_C_CALL orv_encrypt_file(const uint16_t* source, uint32_t source_length,
                                               const uint16_t* target, uint32_t target_length);
 
@@ -355,11 +356,11 @@ ORV_C_API int32_t ORV_C_CALL orv_encrypt_file(const uint16_t* source, uint32_t s
 ORV_C_API int32_t ORV_C_CALL orv_decrypt_file(const uint16_t* source, uint32_t source_length,
                                               const uint16_t* target, uint32_t target_length);
 
-/// Computes the SHA-256 digest of bytes.
+/// Computes the SHA-256 digest of bytes; `ORV_ERROR_INTERNAL` if the system's function fails.
 ORV_C_API int32_t ORV_C_CALL orv_hash(const void* bytes, uint32_t length, uint8_t digest[32]);
 
 /// Computes the SHA-256 digest of a file; `ORV_ERROR_UNREADABLE` if it cannot be read or has 4 GiB
-/// or more.
+/// or more, `ORV_ERROR_INTERNAL` if the system's function fails.
 ORV_C_API int32_t ORV_C_CALL orv_hash_file(const uint16_t* path, uint32_t path_length,
                                            uint8_t digest[32]);
 
