@@ -9,6 +9,7 @@
 #include "tests/program_runs.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/lengths.h"
+#include "tools/orv/common/line_diff.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/registry/reg_file.h"
 
@@ -29,6 +30,27 @@ TEST(Table, AlignsByCodePointsAndEscapesControlCharacters) {
             "a\\tb\\r\\n\\x01\n");
   table.Add({L"b", L"2"});
   EXPECT_EQ(table.TakeText(), "b             2\n");  // keeps the column widths
+}
+
+TEST(LineDiff, ShowsChangesWithContext) {
+  const struct {
+    const wchar_t* before;
+    const wchar_t* after;
+    const wchar_t* hunks;
+  } cases[] = {
+      {L"", L"a\n", L"@@ -0,0 +1,1 @@\n+a\n"},
+      {L"a\n", L"", L"@@ -1,1 +0,0 @@\n-a\n"},
+      {L"a\nb", L"a\nb\n", L"@@ -1,2 +1,2 @@\n a\n-b\n\\ No newline at end of file\n+b\n"},
+      // Six lines between two changes are context, seven are not.
+      {L"x\n1\n2\n3\n4\n5\n6\ny\n", L"1\n2\n3\n4\n5\n6\nz\ny\n",
+       L"@@ -1,8 +1,8 @@\n-x\n 1\n 2\n 3\n 4\n 5\n 6\n+z\n y\n"},
+      {L"x\n1\n2\n3\n4\n5\n6\n7\ny\n", L"1\n2\n3\n4\n5\n6\n7\n",
+       L"@@ -1,4 +1,3 @@\n-x\n 1\n 2\n 3\n@@ -6,4 +5,3 @@\n 5\n 6\n 7\n-y\n"},
+  };
+  for (const auto& [before, after, hunks] : cases) {
+    EXPECT_EQ(UnifiedDiff(before, after, L"a", L"b"), L"--- a\n+++ b\n" + std::wstring(hunks));
+  }
+  EXPECT_EQ(UnifiedDiff(L"a\n", L"a\n", L"a", L"b"), L"");
 }
 
 TEST(Json, IsWellFormedForAnyContent) {

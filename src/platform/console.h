@@ -21,8 +21,12 @@ bool WriteOutput(OutputStream stream, std::string_view text);
 /// Reads standard input to its end. Line ends are not translated. Returns false if reading fails.
 bool ReadInput(std::string* bytes);
 
+/// Reads a line that the user types, without its end. Returns false at the end of the input.
+bool ReadInputLine(std::string* line);
+
 /// Whether a stream is a terminal.
 bool IsTerminal(OutputStream stream);
+bool IsInputTerminal();
 
 /// Suspends the calling thread.
 void PauseMilliseconds(int milliseconds);

@@ -31,9 +31,24 @@ bool ReadInput(std::string* bytes) {
   }
 }
 
+bool ReadInputLine(std::string* line) {
+  // A terminal gives at most one line per read.
+  char buffer[1 << 12];
+  ssize_t count = 0;
+  do {
+    count = read(STDIN_FILENO, buffer, sizeof buffer);
+  } while (count < 0 && errno == EINTR);
+  if (count <= 0) return false;
+  line->assign(buffer, static_cast<std::size_t>(count));
+  while (line->ends_with('\n') || line->ends_with('\r')) line->pop_back();
+  return true;
+}
+
 bool IsTerminal(OutputStream stream) {
   return isatty(stream == OutputStream::kResults ? STDOUT_FILENO : STDERR_FILENO) != 0;
 }
+
+bool IsInputTerminal() { return isatty(STDIN_FILENO) != 0; }
 
 void PauseMilliseconds(int milliseconds) { usleep(static_cast<useconds_t>(milliseconds) * 1000); }
 

@@ -5,6 +5,7 @@
 #include <shellapi.h>
 
 #include <algorithm>
+#include <iterator>
 
 #include "base/utf8.h"
 
@@ -62,9 +63,28 @@ bool ReadInput(std::string* bytes) {
   }
 }
 
+bool ReadInputLine(std::string* line) {
+  // A console gives at most one line per read.
+  wchar_t buffer[1 << 12];
+  DWORD count = 0;
+  const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+  if (!ReadConsoleW(input, buffer, static_cast<DWORD>(std::size(buffer)), &count, nullptr) ||
+      count == 0) {
+    return false;
+  }
+  *line = WideToUtf8({buffer, count});
+  while (line->ends_with('\n') || line->ends_with('\r')) line->pop_back();
+  return true;
+}
+
 bool IsTerminal(OutputStream stream) {
   DWORD mode = 0;
   return GetConsoleMode(HandleOf(stream), &mode) != 0;
+}
+
+bool IsInputTerminal() {
+  DWORD mode = 0;
+  return GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) != 0;
 }
 
 void PauseMilliseconds(int milliseconds) { Sleep(static_cast<DWORD>(milliseconds)); }

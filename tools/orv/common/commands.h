@@ -17,10 +17,12 @@ void AddStockCommands(CLI::App* program);
 void AddLogCommands(CLI::App* program);
 void AddXmlCommands(CLI::App* program);
 
-/// `orv config check`, `diff` and `new`, in the group `config`.
+/// `orv config check`, `diff`, `new`, `set` and `sign`, in the group `config`.
 void AddConfigCheckCommand(CLI::App* group);
 void AddConfigDiffCommand(CLI::App* group);
 void AddConfigNewCommand(CLI::App* group);
+void AddConfigSetCommand(CLI::App* group);
+void AddConfigSignCommand(CLI::App* group);
 
 /// `orv devmode default`, `text`, `bytes`, `set` and `convert`, in the group `devmode`.
 void AddRecordWriters(CLI::App* group);

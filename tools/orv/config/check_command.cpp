@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <filesystem>
+#include <functional>
 #include <memory>
 
 #include "base/utf8.h"
@@ -8,10 +10,13 @@
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/lengths.h"
+#include "tools/orv/common/line_diff.h"
 #include "tools/orv/common/options.h"
+#include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/config/check.h"
 #include "tools/orv/config/check_rules.h"
+#include "tools/orv/config/edit.h"
 #include "tools/orv/config/text.h"
 
 /// `orv config check`.
@@ -24,6 +29,7 @@ struct CheckOptions {
   std::vector<std::string> ignored;
   std::string explained;
   bool isStrict = false;
+  bool isFixed = false;
   bool asJson = false;
   bool asMarkdown = false;
 };
@@ -103,6 +109,40 @@ class FindingPrinter {
   JsonWriter json_;
 };
 
+/// The findings that count for a command.
+using FindingsOf = std::function<std::vector<Finding>(const std::wstring& text)>;
+
+/// The first free name for a copy of a file: FILE.bak, FILE.bak2, ...
+std::wstring BackupName(const std::wstring& path) {
+  std::wstring name = path + L".bak";
+  std::error_code error;
+  for (int i = 2; std::filesystem::exists(ToPath(name), error); ++i) {
+    name = path + L".bak" + std::to_wstring(i);
+  }
+  return name;
+}
+
+/// Follows the proposals for a file, keeps its old content, and prints what has changed; the new
+/// text.
+std::wstring FixFile(const std::wstring& path, const FindingsOf& findingsOf) {
+  EditedConfig file = OpenForEdit(path);
+  const std::wstring before = file.text;
+  FollowProposals(&file, findingsOf);
+  if (path == kStandardStream) {
+    SaveEdited(file);  // standard output has the text, so the changes are not printed
+  } else if (file.text != before) {
+    std::string bytes;
+    if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + path);
+    const std::wstring backup = BackupName(path);
+    if (!WriteFile(backup, std::move(bytes))) {
+      Fail(kUnreadable, L"cannot write " + backup + L", so " + path + L" was not changed");
+    }
+    SaveEdited(file);
+    Print(UnifiedDiff(before, file.text, backup, path));
+  }
+  return file.text;
+}
+
 void Check(const CheckOptions& options) {
   std::vector<std::wstring> ignored;
   for (const std::string& name : options.ignored) {
@@ -115,6 +155,14 @@ void Check(const CheckOptions& options) {
   int exitCode = kDone;
   for (const std::string& file : options.files) {
     const std::wstring path = ToWide(file);
+    const FindingsOf findingsOf = [&](const std::wstring& text) {
+      std::vector<Finding> findings =
+          CheckConfig(text, path == kStandardStream ? std::wstring() : FileNameOf(path));
+      std::erase_if(findings, [&](const Finding& finding) {
+        return std::find(ignored.begin(), ignored.end(), finding.rule->name) != ignored.end();
+      });
+      return findings;
+    };
     std::wstring text;
     std::wstring problem;
     if (!ReadConfigText(path, &text, &problem)) {
@@ -122,11 +170,8 @@ void Check(const CheckOptions& options) {
       exitCode = kUnreadable;
       continue;
     }
-    std::vector<Finding> findings =
-        CheckConfig(text, path == kStandardStream ? std::wstring() : FileNameOf(path));
-    std::erase_if(findings, [&](const Finding& finding) {
-      return std::find(ignored.begin(), ignored.end(), finding.rule->name) != ignored.end();
-    });
+    if (options.isFixed) text = FixFile(path, findingsOf);
+    const std::vector<Finding> findings = findingsOf(text);
     for (const Finding& finding : findings) {
       if (finding.rule->severity == Severity::kError || options.isStrict) {
         exitCode = std::max<int>(exitCode, kFindings);
@@ -155,16 +200,21 @@ void AddConfigCheckCommand(CLI::App* group) {
       ->allow_extra_args(false)
       ->type_name("RULE");
   command->add_flag("--strict", options->isStrict, "Warnings count for the exit code");
+  CLI::Option* const fix = command->add_flag(
+      "--fix", options->isFixed,
+      "Follow every proposal that is a value, sign, and keep the old file as FILE.bak");
   AddInchFlag(command);
-  AddJsonFlag(command, &options->asJson);
+  AddJsonFlag(command, &options->asJson)->excludes(fix);
   command->add_flag("--markdown", options->asMarkdown, "Explain in Markdown")->needs(explain);
   command->footer(
       "An error keeps the file from loading; a warning does not. Exits with 1 when there is an\n"
       "error, with 3 when a file could not be read.\n"
+      "--fix prints what it changes as a diff, then the findings that are left.\n"
       "JSON: an array of objects with file, line, column, severity, rule, text, allowed, write.\n"
       "Examples:\n"
       "  orv config check orv_conf_lx300.xml\n"
       "  orv config check --strict --ignore not-signed --json orv_conf_*.xml\n"
+      "  orv config check --fix orv_conf_lx300.xml\n"
       "  orv config check --explain range-step");
   command->callback([options, explain] {
     if (explain->count() > 0) return Explain(*options);

@@ -21,15 +21,6 @@ std::vector<std::wstring_view> KeysOf(std::span<const PropertyRule> rules) {
   return keys;
 }
 
-/// The edit that removes a range of the text, and the blanks and the line end before it.
-TextEdit Removal(const std::wstring& text, int offset, int end) {
-  std::size_t start = static_cast<std::size_t>(offset);
-  while (start > 0 && (text[start - 1] == L' ' || text[start - 1] == L'\t')) --start;
-  if (start > 0 && text[start - 1] == L'\n') --start;
-  if (start > 0 && text[start] == L'\n' && text[start - 1] == L'\r') --start;
-  return {static_cast<int>(start), end - static_cast<int>(start), {}};
-}
-
 /// The element that has a property with this key; empty when there is none.
 std::wstring HomeOf(std::wstring_view key, std::span<const ElementRule> elements) {
   for (const ElementRule& element : elements) {
@@ -172,27 +163,13 @@ void Checker::CheckElement(const ElementRule& rule) {
   if (name == kSensorTypeList.section) CheckEntries(kSensorTypeList, offset);
 }
 
-FoundProperty Checker::PropertyHere() {
-  const int offset = xml_.GetElemOffset();
-  const int content = xml_.GetContentOffset();
-  FoundProperty property = {xml_.GetAttrib(L"name"), xml_.GetData(), offset,
-                            content >= 0 ? content : offset};
-  const int end = offset + static_cast<int>(xml_.GetSubDoc().size());
-  // An empty-element tag becomes a start tag and an end tag.
-  property.slot = content >= 0
-                      ? TextEdit{content, static_cast<int>(xml_.GetElemContent().size()), {}}
-                      : TextEdit{end - 2, 2, L"></property>"};
-  property.removal = Removal(xml_.GetDoc(), offset, end);
-  return property;
-}
-
 FoundProperties Checker::CheckProperties(std::span<const PropertyRule> rules, Occurrence occurrence,
                                          int offset) {
   FoundProperties found;
   std::vector<bool> seen(rules.size());
   xml_.ResetMainPos();
   while (xml_.FindElem(L"property")) {
-    FoundProperty property = PropertyHere();
+    FoundProperty property = PropertyAt(&xml_);
     const auto rule = std::find_if(rules.begin(), rules.end(), [&](const PropertyRule& candidate) {
       return EqualsIgnoringAsciiCase(candidate.key, property.name);
     });

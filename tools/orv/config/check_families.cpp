@@ -102,7 +102,7 @@ void Checker::ReadFamily(int offset, FamilyText* text) {
     xml_.IntoElem();
     xml_.ResetMainPos();
     while (xml_.FindElem(L"property")) {
-      const FoundProperty property = PropertyHere();
+      const FoundProperty property = PropertyAt(&xml_);
       if (EqualsIgnoringAsciiCase(property.name, L"optionFamilyId")) {
         text->id = ToInt(property.value);
         text->isIdWhole = std::to_wstring(text->id) == property.value;

@@ -158,7 +158,30 @@ void ReportAbove(RuleName rule, const Limit& number, const Limit& max, std::wstr
       L", or " + std::to_wstring(number.value) + L" or more for " + Quoted(max.property->name));
 }
 
+/// The edit that removes a range of the text, and the blanks and the line end before it.
+TextEdit Removal(const std::wstring& text, int offset, int end) {
+  std::size_t start = static_cast<std::size_t>(offset);
+  while (start > 0 && (text[start - 1] == L' ' || text[start - 1] == L'\t')) --start;
+  if (start > 0 && text[start - 1] == L'\n') --start;
+  if (start > 0 && text[start] == L'\n' && text[start - 1] == L'\r') --start;
+  return {static_cast<int>(start), end - static_cast<int>(start), {}};
+}
+
 }  // namespace
+
+FoundProperty PropertyAt(CMarkup* xml) {
+  const int offset = xml->GetElemOffset();
+  const int content = xml->GetContentOffset();
+  FoundProperty property = {xml->GetAttrib(L"name"), xml->GetData(), offset,
+                            content >= 0 ? content : offset};
+  const int end = offset + static_cast<int>(xml->GetSubDoc().size());
+  // An empty-element tag becomes a start tag and an end tag.
+  property.slot = content >= 0
+                      ? TextEdit{content, static_cast<int>(xml->GetElemContent().size()), {}}
+                      : TextEdit{end - 2, 2, L"></property>"};
+  property.removal = Removal(xml->GetDoc(), offset, end);
+  return property;
+}
 
 const FoundProperty* Find(const FoundProperties& properties, std::wstring_view key) {
   const FoundProperty* found = nullptr;

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "orv/xml/markup.h"
 #include "tools/orv/config/check.h"
 #include "tools/orv/config/check_rules.h"
 #include "tools/orv/config/rules.h"
@@ -26,6 +27,9 @@ struct FoundProperty {
   bool hasFinding = false;        ///< of its own: findings about other values only follow from it
 };
 using FoundProperties = std::vector<FoundProperty>;
+
+/// The property at a document's main position.
+FoundProperty PropertyAt(CMarkup* xml);
 
 /// The last property with a key, which is the one that takes effect; null when there is none.
 const FoundProperty* Find(const FoundProperties& properties, std::wstring_view key);

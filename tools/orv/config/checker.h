@@ -81,7 +81,6 @@ class Checker {
   void CheckStrayText(const std::wstring& parent);
   /// Checks the element at the main position.
   void CheckElement(const ElementRule& rule);
-  FoundProperty PropertyHere();
   /// Checks the `property` elements in the element that the document is inside of.
   FoundProperties CheckProperties(std::span<const PropertyRule> rules, Occurrence occurrence,
                                   int offset);

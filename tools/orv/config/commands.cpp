@@ -52,111 +52,6 @@ void AddShowCommand(CLI::App* group) {
   });
 }
 
-using ConvertFunction = std::optional<std::string>(std::string_view);
-
-/// The position of the digest in a document.
-struct DigestPlace {
-  std::size_t offset;  ///< of the value
-  std::size_t length;
-};
-
-/// Finds the digest of a document and adds an empty one if it is missing; false when the document
-/// has no property to add it after.
-bool FindDigest(std::wstring* text, DigestPlace* place) {
-  CMarkup xml(*text);
-  if (!xml.FindElem(L"xmlData") || !xml.FindChildElem(L"fileInfo") || !xml.IntoElem() ||
-      !xml.FindChildElem(L"properties") || !xml.IntoElem()) {
-    return false;
-  }
-  bool found = false;
-  std::size_t emptyTagEnd = 0;
-  std::size_t last = 0;
-  std::size_t lastEnd = 0;
-  while (xml.FindChildElem(L"property")) {
-    xml.IntoElem();
-    last = static_cast<std::size_t>(xml.GetElemOffset());
-    lastEnd = last + xml.GetSubDoc().size();
-    if (EqualsIgnoringAsciiCase(xml.GetAttrib(L"name"), L"sha256")) {
-      // The loader uses the last of several digests.
-      const int content = xml.GetContentOffset();
-      *place = {static_cast<std::size_t>(content), xml.GetElemContent().size()};
-      emptyTagEnd = content < 0 ? lastEnd : 0;
-      found = true;
-    }
-    xml.OutOfElem();
-  }
-  if (emptyTagEnd != 0) {
-    // Split an empty-element tag into a start tag and an end tag.
-    const std::size_t slash = text->rfind(L'/', emptyTagEnd);
-    text->replace(slash, emptyTagEnd - slash, L"></property>");
-    *place = {slash + 1, 0};
-  }
-  if (found) return true;
-  if (lastEnd == 0) return false;
-  // Add a line, indented like the property before it.
-  const std::size_t line = text->find_last_not_of(L" \t", last - 1) + 1;
-  const std::wstring start =
-      L"\n" + text->substr(line, last - line) + L"<property name=\"sha256\">";
-  text->insert(lastEnd, start + L"</property>");
-  *place = {lastEnd + start.size(), 0};
-  return true;
-}
-
-bool IsProtectedFile(const std::wstring& path) {
-  std::string start;
-  if (!ReadFile(path, &start, 0, kProtectedMarker.size())) {
-    Fail(kUnreadable, L"cannot read " + InputName(path));
-  }
-  return start == kProtectedMarker;
-}
-
-/// Converts a file's bytes to the protected or plain form; ends the command on failure.
-std::string Converted(ConvertFunction* convert, const std::string& bytes,
-                      const std::wstring& name) {
-  std::optional<std::string> converted = convert(bytes);
-  if (!converted) {
-    Fail(kUnreadable,
-         name + (convert == &ProtectBytes ? L" cannot be encrypted; it may be too large"
-                                          : L" cannot be decrypted"));
-  }
-  return *std::move(converted);
-}
-
-void AddSignCommand(CLI::App* group) {
-  auto file = std::make_shared<std::string>();
-  CLI::App* command = group->add_subcommand("sign", "Update the digest of a file");
-  AddInputFile(command, "FILE", file.get(),
-               "The configuration file to change; a protected one stays protected")
-      ->required();
-  command->footer(
-      "With - for the file, standard input is signed and written to standard output.\n"
-      "Examples:\n  orv config sign orv_conf_lx300.xml\n"
-      "  orv config sign - < plain.xml > orv_conf_lx300.xml");
-  command->callback([file] {
-    const std::wstring path = ToWide(*file);
-    const bool isProtected = IsProtectedFile(path);
-    std::wstring text = LoadConfigText(path);
-    if (text.find(kReplacement) != text.npos) {
-      Fail(kFindings, path + L" contains bytes that are not UTF-8; signing would lose them");
-    }
-    if (CMarkup xml; !xml.SetDoc(text)) {
-      Fail(kFindings, path + L": " + xml.GetError() + L" (see orv config check)");
-    }
-    DigestPlace place{};
-    if (!FindDigest(&text, &place)) {
-      Fail(
-          kFindings,
-          path +
-              L" has no <xmlData><fileInfo><properties> with a <property> to add the digest after");
-    }
-    text.replace(place.offset, place.length, kDigestPlaceholder);
-    text.replace(place.offset, std::size(kDigestPlaceholder) - 1, ConfigDigest(text, {}));
-    std::string bytes = WideToUtf8(text);
-    if (isProtected) bytes = Converted(&ProtectBytes, bytes, path);
-    SaveFile(path, std::move(bytes));
-  });
-}
-
 /// `protect` and `unprotect` differ in the direction only.
 struct Conversion {
   const char* name;
@@ -216,7 +111,8 @@ void AddConfigCommands(CLI::App* program) {
   AddConfigCheckCommand(group);
   AddConfigDiffCommand(group);
   AddConfigNewCommand(group);
-  AddSignCommand(group);
+  AddConfigSetCommand(group);
+  AddConfigSignCommand(group);
   AddConversion(group, {"protect", "Write the protected form of a file",
                         "Examples:\n  orv config protect plain.xml orv_conf_lx300.xml\n"
                         "  orv config sign - < plain.xml | orv config protect - orv_conf_lx300.xml",

@@ -1,20 +1,26 @@
 #include <algorithm>
 #include <memory>
 #include <span>
+#include <utility>
 
 #include "base/utf8.h"
+#include "config/config_loader.h"
 #include "config/property_tables.h"
 #include "config/values.h"
 #include "orv/config/config.h"
-#include "orv/config/config_parser.h"
+#include "orv/text/format.h"
 #include "orv/xml/markup.h"
+#include "platform/clock.h"
+#include "platform/console.h"
 #include "platform/files.h"
+#include "platform/letter_case.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/options.h"
-#include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/common/spelling.h"
+#include "tools/orv/config/check_properties.h"
+#include "tools/orv/config/edit.h"
 #include "tools/orv/config/keys.h"
 #include "tools/orv/config/rules.h"
 #include "xml/names.h"
@@ -47,6 +53,13 @@ constexpr SectionComment kSectionComments[] = {
 /// A range for the keys of an option's group: Min, Max, Step and Default.
 constexpr SectionComment kGroupSamples[] = {
     {L"Min", L"0"}, {L"Max", L"10000"}, {L"Step", L"100"}, {L"Default", L"0"}};
+
+/// The local time in the form of the file.
+std::wstring TimeNow() {
+  const LocalTime now = GetLocalTimeNow();
+  return Format(L"%04d-%02d-%02dT%02d:%02d:%02d", now.year, now.month, now.day, now.hour,
+                now.minute, now.second);
+}
 
 /// Composes the file, indented by two spaces per level.
 class Skeleton {
@@ -88,6 +101,9 @@ class Skeleton {
     if (rule.kind == ValueKind::kIgnored) return;
     const ConfigKey* const key = FindConfigKey(rule.key);
     if (rule.key == L"configfilename") return Property(rule.key, fileName_, key->meaning);
+    if (rule.key == L"created" || rule.key == L"lastModified") {
+      return Property(rule.key, TimeNow(), key->meaning);
+    }
     if (key != nullptr && key->sample != nullptr) {
       return Property(rule.key, key->sample, key->meaning);
     }
@@ -161,73 +177,180 @@ class Skeleton {
   std::size_t depth_ = 0;
 };
 
-/// The families named by identifier or kind; ends the command for an unknown one.
+/// The families named by identifier or kind; ends the command for an unknown or repeated one.
 std::vector<std::int32_t> FamiliesOf(const std::vector<std::string>& names) {
   std::vector<std::int32_t> ids;
+  std::vector<std::wstring_view> kinds;  // of one family each; one kind has two identifiers
+  std::vector<std::wstring_view> chosen;
+  ForEachFamily([&](auto family) {
+    if (std::find(kinds.begin(), kinds.end(), family.name) == kinds.end()) {
+      kinds.push_back(family.name);
+    }
+  });
   for (const std::string& argument : names) {
     const std::wstring name = ToWide(argument);
-    std::vector<std::wstring_view> kinds;
-    const std::size_t before = ids.size();
+    std::int32_t id = -1;
+    std::wstring_view kind;
     ForEachFamily([&](auto family) {
-      kinds.push_back(family.name);
-      if (ids.size() == before &&
+      if (id < 0 &&
           (name == std::to_wstring(family.id) || EqualsIgnoringAsciiCase(family.name, name))) {
-        ids.push_back(family.id);
+        id = family.id;
+        kind = family.name;
       }
     });
-    if (ids.size() != before) continue;
-    std::wstring known;
-    for (auto kind = kinds.begin(); kind != kinds.end(); ++kind) {
-      if (std::find(kinds.begin(), kind, *kind) != kind) continue;  // one kind has two identifiers
-      known += (known.empty() ? L"" : L", ") + std::wstring(*kind);
+    if (id < 0) {
+      std::wstring known;
+      for (const std::wstring_view each : kinds) {
+        known += (known.empty() ? L"" : L", ") + std::wstring(each);
+      }
+      const std::wstring_view nearest = Nearest(name, kinds);
+      Fail(kUsage, L"unknown family '" + name + L"'" +
+                       (nearest.empty() ? L"; choose one of " + known
+                                        : L"; did you mean " + std::wstring(nearest) + L"?"));
     }
-    const std::wstring_view nearest = Nearest(name, kinds);
-    Fail(kUsage, L"unknown family '" + name + L"'" +
-                     (nearest.empty() ? L"; choose one of " + known
-                                      : L"; did you mean " + std::wstring(nearest) + L"?"));
+    if (std::find(chosen.begin(), chosen.end(), kind) != chosen.end()) {
+      Fail(kUsage,
+           L"the family " + std::wstring(kind) + L" is given twice; a file has one of each kind");
+    }
+    ids.push_back(id);
+    chosen.push_back(kind);
   }
   return ids;
+}
+
+struct NewOptions {
+  std::string output;
+  std::string driver;
+  std::string from;
+  std::vector<std::string> values;
+  std::vector<std::string> families = {"tearOff"};
+};
+
+/// A property and its value.
+using Value = std::pair<std::wstring, std::wstring>;
+
+/// What a driver's name tells: "ORV-NX 400" and "ORV NX 400" are the model NX400.
+std::vector<Value> ValuesOfDriver(const std::wstring& driver) {
+  std::wstring model = driver;
+  for (const std::wstring_view maker : {L"ORV-", L"ORV "}) {
+    if (EqualsIgnoringAsciiCase(model.substr(0, maker.size()), maker)) model.erase(0, maker.size());
+  }
+  std::erase(model, L' ');
+  return {{L"configfilename", ConfigFileName(driver)},
+          {L"modelName", driver},
+          {L"pnpID", L"ORV" + model},
+          {L"deviceId", L"MFG:ORV;MDL:" + model + L";CLS:PRINTER;"},
+          {L"deviceImageFile", LowerCase(model) + L".png"}};
+}
+
+/// The values that the user gives.
+std::vector<Value> ValuesOf(const std::vector<std::string>& arguments) {
+  std::vector<Value> values;
+  for (const std::string& argument : arguments) {
+    const std::wstring text = ToWide(argument);
+    const std::size_t equals = text.find(L'=');
+    if (equals == 0 || equals == text.npos) {
+      Fail(kUsage, L"--set " + text + L" has no value; write KEY=VALUE");
+    }
+    values.emplace_back(text.substr(0, equals), text.substr(equals + 1));
+  }
+  return values;
+}
+
+/// Asks for every value that is still a placeholder; an empty answer leaves it.
+void AskForPlaceholders(EditedConfig* file) {
+  std::size_t skipped = 0;
+  for (;;) {
+    std::vector<Finding> left = CheckConfig(file->text, {});
+    std::erase_if(left,
+                  [](const Finding& finding) { return finding.rule->name != L"placeholder-left"; });
+    if (skipped >= left.size()) return;
+    const FoundProperty property = PropertyWithValueAt(file->text, left[skipped].offset);
+    const ConfigKey* const key = FindConfigKey(property.name);
+    const std::wstring meaning =
+        key->meaning != nullptr ? L" (" + std::wstring(key->meaning) + L")" : std::wstring();
+    WriteOutput(OutputStream::kMessages,
+                WideToUtf8(property.name + meaning + L" [" + property.value + L"]: "));
+    std::string answer;
+    if (!ReadInputLine(&answer)) return;
+    if (answer.empty()) {
+      ++skipped;
+    } else {
+      file->text = Edited(file->text, {ReplacedValue(property, Utf8ToWide(answer))});
+    }
+  }
+}
+
+void WriteNew(const NewOptions& options) {
+  const std::wstring driver = ToWide(options.driver);
+  const std::wstring path = !options.output.empty() ? ToWide(options.output)
+                            : driver.empty()        ? kStandardStream
+                                                    : ConfigFileName(driver);
+  const bool toOutput = path == kStandardStream;
+  std::string old;
+  if (!toOutput && ReadFile(path, &old)) {
+    Fail(kFindings, path + L" already exists and was not changed");
+  }
+  const std::vector<std::int32_t> families = FamiliesOf(options.families);
+  const std::wstring name =
+      toOutput ? std::wstring(FindConfigKey(L"configfilename")->sample) : FileNameOf(path);
+  EditedConfig file = {path, {}, false};
+  std::vector<Value> values;
+  if (options.from.empty()) {
+    file.text = Skeleton(name, families).Make();
+  } else {
+    file.text = OpenForEdit(ToWide(options.from)).text;
+    values = {{L"configfilename", name}, {L"created", TimeNow()}, {L"lastModified", TimeNow()}};
+  }
+  if (!driver.empty()) {
+    for (Value& value : ValuesOfDriver(driver)) values.push_back(std::move(value));
+  }
+  for (Value& value : ValuesOf(options.values)) values.push_back(std::move(value));
+  for (const auto& [key, value] : values) SetProperty(&file, key, value, 0, false);
+  if (!toOutput && IsTerminal(OutputStream::kMessages) && IsInputTerminal()) {
+    AskForPlaceholders(&file);
+  }
+  Sign(&file);
+  SaveEdited(file);
 }
 
 }  // namespace
 
 void AddConfigNewCommand(CLI::App* group) {
-  struct Options {
-    std::string output = "-";
-    std::vector<std::string> families = {"tearOff"};
-  };
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<NewOptions>();
   CLI::App* command =
       group->add_subcommand("new", "Write a template for a configuration file, with comments");
   AddOutputFile(command, "-o,--output", &options->output,
-                "The file to write; its name is written into it")
-      ->capture_default_str();
+                "The file to write; its name is written into it. Without it the name comes from "
+                "--driver; without both the file goes to standard output");
   command
-      ->add_option("--family", options->families,
-                   "A family of options, by kind such as cutter or by number")
+      ->add_option("--driver", options->driver,
+                   "The name of the printer's driver, which decides the file's name, the model's "
+                   "name and its identifiers")
+      ->type_name("NAME");
+  CLI::Option* const family = command
+                                  ->add_option("--family", options->families,
+                                               "A family of options, by kind such as cutter or by "
+                                               "number")
+                                  ->allow_extra_args(false)
+                                  ->type_name("KIND")
+                                  ->capture_default_str();
+  AddInputFile(command, "--from", &options->from, "Start from this configuration file")
+      ->excludes(family);
+  command
+      ->add_option("--set", options->values,
+                   "Set a property, such as widthMax=108000 or label.widthMax=108000")
       ->allow_extra_args(false)
-      ->type_name("KIND")
-      ->capture_default_str();
+      ->type_name("KEY=VALUE");
   command->footer(
-      "The file is complete and signed, and passes orv config check.\n"
+      "The file is complete and signed; orv config check finds only what is still a placeholder.\n"
+      "On a terminal the command asks for those values.\n"
       "Examples:\n"
-      "  orv config new -o orv_conf_nx400.xml\n"
+      "  orv config new --driver \"ORV-NX 400\"\n"
+      "  orv config new --driver \"ORV-NX 400\" --set boardName=NXB-1 --set aRef=NX-400-01\n"
+      "  orv config new --from orv_conf_lx300.xml --driver \"ORV-LX 310\" --set modelId=3310\n"
       "  orv config new --family cutter --family peelOff > orv_conf_new.xml");
-  command->callback([options] {
-    const std::wstring path = ToWide(options->output);
-    const bool toOutput = path == kStandardStream;
-    const std::vector<std::int32_t> families = FamiliesOf(options->families);
-    std::wstring text =
-        Skeleton(toOutput ? FindConfigKey(L"configfilename")->sample : FileNameOf(path), families)
-            .Make();
-    const std::wstring placeholder = FindConfigKey(L"sha256")->sample;
-    text.replace(text.find(placeholder), placeholder.size(), ConfigDigest(text, {}));
-    std::string old;
-    if (!toOutput && ReadFile(path, &old)) {
-      Fail(kFindings, path + L" already exists and was not changed");
-    }
-    SaveFile(path, WideToUtf8(text));
-  });
+  command->callback([options] { WriteNew(*options); });
 }
 
 }  // namespace orv::tool

@@ -40,6 +40,25 @@ std::wstring LoadConfigText(const std::wstring& path) {
   return text;
 }
 
+bool IsProtectedFile(const std::wstring& path) {
+  std::string start;
+  if (!ReadFile(path, &start, 0, kProtectedMarker.size())) {
+    Fail(kUnreadable, L"cannot read " + InputName(path));
+  }
+  return start == kProtectedMarker;
+}
+
+std::string Converted(ConvertFunction* convert, const std::string& bytes,
+                      const std::wstring& name) {
+  std::optional<std::string> converted = convert(bytes);
+  if (!converted) {
+    Fail(kUnreadable,
+         name + (convert == &ProtectBytes ? L" cannot be encrypted; it may be too large"
+                                          : L" cannot be decrypted"));
+  }
+  return *std::move(converted);
+}
+
 bool ParseConfig(const std::wstring& path, const std::wstring& text, Config* config,
                  std::wstring* problem) {
   CMarkup xml;

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "orv/config/config.h"
 
@@ -14,6 +16,14 @@ bool ReadConfigText(const std::wstring& path, std::wstring* text, std::wstring* 
 
 /// Reads the text of a file; ends the command on failure.
 std::wstring LoadConfigText(const std::wstring& path);
+
+/// Whether a file is protected; ends the command on failure.
+bool IsProtectedFile(const std::wstring& path);
+
+/// `ProtectBytes` or `UnprotectBytes`.
+using ConvertFunction = std::optional<std::string>(std::string_view);
+/// Converts a file's bytes to the protected or plain form; ends the command on failure.
+std::string Converted(ConvertFunction* convert, const std::string& bytes, const std::wstring& name);
 
 /// Parses a configuration with the loader; false, with the reason in `*problem`, when it does not
 /// load.
