@@ -1,12 +1,9 @@
 #include <algorithm>
-#include <array>
-#include <cmath>
 #include <cstdint>
 #include <optional>
 #include <utility>
 
 #include "orv/imaging/bitmap_helper.h"
-#include "orv/imaging/color_extensions.h"
 #include "orv/platform/graphics.h"
 #include "orv/text/format.h"
 #include "tools/orv/common/commands.h"
@@ -132,7 +129,7 @@ void AddSplitCommand(CLI::App* group) {
   command->footer(
       "Examples:\n"
       "  orv page split label.png --colour E02020 --background black.png --highlight red.png\n"
-      "  orv page split label.png --colour E02020 --tolerance 0.3 --method matrix8 \\\n"
+      "  orv page split label.png --colour E02020 --tolerance 0.47 --method matrix8 \\\n"
       "    --background black.png --highlight red.png --preview preview.png");
   command->callback([=] {
     const GraphicsSession graphics;
@@ -233,154 +230,6 @@ void AddCompareCommand(CLI::App* group) {
   });
 }
 
-/// Distances of colours from one colour, with a cache.
-class Distances {
- public:
-  explicit Distances(const Color& colour) : colour_(colour), remembered_(kCount) {}
-
-  double To(std::uint32_t rgb) {
-    Entry& entry = remembered_[(rgb * 2654435761u) >> 16];
-    if (entry.rgb != rgb) {
-      entry = {rgb, ColorExtensions::CalculateToleranceCIE76(Color(0xFF000000 | rgb), colour_)};
-    }
-    return entry.distance;
-  }
-
- private:
-  static constexpr std::size_t kCount = 1 << 16;
-  struct Entry {
-    std::uint32_t rgb = ~0u;
-    double distance = 0;
-  };
-
-  Color colour_;
-  std::vector<Entry> remembered_;
-};
-
-/// The distances of a page's pixels from a colour, relative to a tolerance.
-struct Explanation {
-  static constexpr int kBars = 16;       ///< the last one counts all larger distances
-  static constexpr int kBarsInside = 5;  ///< up to the tolerance
-  static constexpr double kNear = 1.25;  ///< near: up to this much of the tolerance
-
-  enum Class { kIn, kNearby, kOut, kNever };
-  std::array<std::int64_t, kBars> bars{};
-  std::array<std::int64_t, 4> classes{};
-};
-
-constexpr const char* kClassKeys[] = {"in", "near", "out", "never"};
-constexpr const wchar_t* kClassNames[] = {L"in the highlight", L"near it", L"out of it",
-                                          L"nearly white or black"};
-
-/// The colour of a pixel in the picture: the highlight colour, magenta for near misses, or a pale
-/// grey.
-std::array<unsigned char, 3> ClassColour(Explanation::Class kind, const Color& highlight,
-                                         const unsigned char* pixel) {
-  if (kind == Explanation::kIn) {
-    return {highlight.GetBlue(), highlight.GetGreen(), highlight.GetRed()};
-  }
-  if (kind == Explanation::kNearby) return {255, 0, 255};
-  const double grey = ColorExtensions::CalculateGrayValue(pixel[2], pixel[1], pixel[0]);
-  const auto pale = static_cast<unsigned char>(255 - (255 - grey) / 4);
-  return {pale, pale, pale};
-}
-
-/// Counts the pixels of a page by distance, and turns the page into the picture.
-Explanation ExplainPage(Bitmap* page, const Color& colour, double tolerance) {
-  Explanation result;
-  Distances distances(colour);
-  const PagePixels pixels(page);
-  Progress progress(L"Measuring colours", page);
-  ForEachPixel(pixels, [&](unsigned char* pixel, int x, int y) {
-    if (x == 0) progress.Report(y, pixels.height());
-    const std::uint32_t rgb =
-        std::uint32_t{pixel[2]} << 16 | std::uint32_t{pixel[1]} << 8 | pixel[0];
-    const Color own(0xFF000000 | rgb);
-    Explanation::Class kind = Explanation::kNever;
-    if (!ColorExtensions::IsNearlyWhite(own) && !ColorExtensions::IsNearlyBlack(own)) {
-      const double distance = distances.To(rgb);
-      kind = distance <= tolerance                        ? Explanation::kIn
-             : distance <= tolerance * Explanation::kNear ? Explanation::kNearby
-                                                          : Explanation::kOut;
-      // Bars include their upper bound, so that the tolerance itself is inside.
-      const double bar = tolerance > 0 ? std::ceil(distance * Explanation::kBarsInside / tolerance)
-                                       : (distance > 0 ? Explanation::kBars : 1);
-      const double last = kind == Explanation::kIn ? Explanation::kBarsInside : Explanation::kBars;
-      ++result.bars[static_cast<std::size_t>(std::clamp(bar, 1.0, last)) - 1];
-    }
-    ++result.classes[kind];
-    const auto shade = ClassColour(kind, colour, pixel);
-    std::copy(shade.begin(), shade.end(), pixel);
-  });
-  return result;
-}
-
-/// The histogram as text, with bars of up to 40 characters; empty if the tolerance is 0.
-std::string HistogramText(const Explanation& explanation, double tolerance) {
-  if (tolerance == 0) return {};
-  const std::int64_t most = std::max<std::int64_t>(
-      1, *std::max_element(explanation.bars.begin(), explanation.bars.end()));
-  Table table({L"DISTANCE", L"PIXELS", L""});
-  for (int i = 0; i < Explanation::kBars; ++i) {
-    const double from = tolerance * i / Explanation::kBarsInside;
-    const std::int64_t count = explanation.bars[static_cast<std::size_t>(i)];
-    const bool isLast = i == Explanation::kBars - 1;
-    const std::wstring range =
-        isLast ? Format(L"above %.4g", from)
-               : Format(L"%.4g to %.4g", from, tolerance * (i + 1) / Explanation::kBarsInside);
-    const wchar_t sign = i < Explanation::kBarsInside ? L'#' : L'-';
-    table.Add({range, Format(L"%lld", static_cast<long long>(count)),
-               std::wstring(static_cast<std::size_t>((count * 40 + most - 1) / most), sign)});
-  }
-  return "\n" + table.TakeText();
-}
-
-void AddExplainCommand(CLI::App* group) {
-  CLI::App* command =
-      group->add_subcommand("explain", "Show how far a page's colours are from a highlight colour");
-  const auto options = std::make_shared<PageOptions>();
-  const auto colourText = std::make_shared<std::string>();
-  const auto tolerance = std::make_shared<double>(0.1);
-  const auto picture = std::make_shared<std::string>();
-  AddPageOptions(command, options.get());
-  AddColourOption(command, colourText.get(), "The highlight colour")->required();
-  AddToleranceOption(command, tolerance.get());
-  AddOutputFile(command, "--picture", picture.get(),
-                "A PNG image to write: the highlight in its colour, pixels just outside it in "
-                "magenta, all others pale");
-  command->footer(
-      "Examples:\n"
-      "  orv page explain label.png --colour E02020\n"
-      "  orv page explain label.png --colour E02020 --tolerance 0.2 --picture where.png");
-  command->callback([=] {
-    const GraphicsSession graphics;
-    const PagePointer page = LoadInput(options.get());
-    const Color colour = ToColour(*colourText);
-    const Explanation explanation = ExplainPage(page.get(), colour, *tolerance);
-    if (!picture->empty()) {
-      PageFiles files(options->KnownDpi(), {ToWide(options->input)});
-      files.Add(page.get(), ToWide(*picture));
-      files.Finish();
-    }
-    Report report(*options);
-    report.PageSize(page.get());
-    report.json().Member("tolerance", *tolerance);
-    for (std::size_t i = 0; i < explanation.classes.size(); ++i) {
-      report.Pixels(kClassNames[i], kClassKeys[i], explanation.classes[i], PixelCount(page.get()));
-    }
-    report.json().Key("histogram");
-    report.json().BeginArray();
-    for (int i = 0; i < Explanation::kBars; ++i) {
-      report.json().BeginObject();
-      report.json().Member("from", *tolerance * i / Explanation::kBarsInside);
-      report.json().Member("pixels", explanation.bars[static_cast<std::size_t>(i)]);
-      report.json().EndObject();
-    }
-    report.json().EndArray();
-    report.Finish(HistogramText(explanation, *tolerance));
-  });
-}
-
 }  // namespace
 
 void AddPageCommands(CLI::App* program) {
@@ -393,14 +242,15 @@ void AddPageCommands(CLI::App* program) {
       "standard error.\n"
       "Examples:\n"
       "  orv page bounds label.png\n"
-      "  orv page split label.png --colour E02020 --background black.png --highlight red.png \\\n"
-      "    --preview preview.png");
+      "  orv page explain label.png --colour E02020 --suggest\n"
+      "  orv page split label.png --colour E02020 --tolerance 0.47 --background black.png \\\n"
+      "    --highlight red.png --preview preview.png");
   AddMonoCommand(group);
   AddDitherCommand(group);
   AddSplitCommand(group);
   AddBoundsCommand(group);
   AddCompareCommand(group);
-  AddExplainCommand(group);
+  AddPageExplainCommand(group);
   AddPagePreviewCommand(group);
   AddPageMethodsCommand(group);
   AddPageLegibilityCommand(group);
