@@ -10,9 +10,12 @@
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/page/file.h"
+#include "tools/orv/page/fit.h"
+#include "tools/orv/page/halftone.h"
 #include "tools/orv/page/options.h"
 #include "tools/orv/page/pixels.h"
 #include "tools/orv/page/planes.h"
+#include "tools/orv/page/trap.h"
 
 namespace orv::tool {
 namespace {
@@ -49,23 +52,27 @@ void AddMonoCommand(CLI::App* group) {
   CLI::App* command = group->add_subcommand(
       "mono", "Reduce a page to one bit per pixel: everything except pure white is ink");
   const auto options = std::make_shared<PageOptions>();
+  const auto fit = std::make_shared<FitOptions>();
   const auto output = std::make_shared<std::string>();
   AddPageOptions(command, options.get());
   AddOutputFile(command, "OUT", output.get(), "The one-bit PNG image to write")->required();
+  AddFitOptions(command, fit.get());
   command->footer(
       "Examples:\n"
-      "  orv page mono label.png label-mono.png\n"
+      "  orv page mono label.png label-mono.png --white 250\n"
       "  orv page mono - - < label.png > label-mono.png");
   command->callback([=] {
     const GraphicsSession graphics;
-    const PagePointer page = LoadInput(options.get());
+    const PagePointer page = LoadFitted(options.get(), *fit);
     const PagePointer bits = OneBitOf(page.get());
     PageFiles files(options->KnownDpi(), {ToWide(options->input)});
     files.Add(bits.get(), ToWide(*output));
     files.Finish();
     Report report(*options);
     report.PageSize(page.get());
-    report.Pixels(L"ink", "ink", CountInk(bits.get()), PixelCount(page.get()));
+    const std::int64_t ink = CountInk(bits.get());
+    report.Pixels(L"ink", "ink", ink, PixelCount(page.get()));
+    AddPaleInk(&report, CountPale(page.get()), ink);
     report.Text(L"written", "output", ToWide(*output));
     report.Finish();
   });
@@ -75,28 +82,38 @@ void AddDitherCommand(CLI::App* group) {
   CLI::App* command =
       group->add_subcommand("dither", "Dither a page to white and the colour of one print head");
   const auto options = std::make_shared<PageOptions>();
+  const auto fit = std::make_shared<FitOptions>();
   const auto dither = std::make_shared<DitherOptions>();
   const auto output = std::make_shared<std::string>();
   const auto colour = std::make_shared<std::string>("000000");
   AddPageOptions(command, options.get());
   AddOutputFile(command, "OUT", output.get(), "The PNG image to write")->required();
   AddDitherOptions(command, dither.get());
+  AddFitOptions(command, fit.get());
   AddColourOption(command, colour.get(), "The print colour")->capture_default_str();
   command->footer(
+      "The method none writes the page as it is dithered, resampled by --to-dpi and with the tones "
+      "of\n"
+      "--gamma and --dot-gain.\n"
       "Examples:\n"
       "  orv page dither photo.png dots.png\n"
-      "  orv page dither photo.png dots.png --method matrix8 --colour E02020");
+      "  orv page dither photo.png dots.png --method matrix8 --colour E02020\n"
+      "  orv page dither photo.png dots.png --dpi 203 --to-dpi 300 --method blue-noise --dot-gain "
+      "15");
   command->callback([=] {
     const GraphicsSession graphics;
-    const PagePointer page = LoadInput(options.get());
-    const PagePointer dithered =
-        To1Bpp(Dithered(page.get(), dither->Method(), dither->threshold, ToColour(*colour)));
+    const PagePointer page = LoadFitted(options.get(), *fit);
+    PagePointer dithered = Dithered(page.get(), *dither, ToColour(*colour));
+    const std::int64_t pale = CountPaleInk(page.get(), dithered.get());
+    dithered = To1Bpp(std::move(dithered));
     PageFiles files(options->KnownDpi(), {ToWide(options->input)});
     files.Add(dithered.get(), ToWide(*output));
     files.Finish();
     Report report(*options);
     report.PageSize(page.get());
-    report.Pixels(L"ink", "ink", CountInk(dithered.get()), PixelCount(page.get()));
+    const std::int64_t ink = CountInk(dithered.get());
+    report.Pixels(L"ink", "ink", ink, PixelCount(page.get()));
+    AddPaleInk(&report, pale, ink);
     report.Text(L"written", "output", ToWide(*output));
     report.Finish();
   });
@@ -105,21 +122,57 @@ void AddDitherCommand(CLI::App* group) {
 struct SplitOptions {
   std::string colour;
   double tolerance = 0.1;
+  std::optional<int> overlap;
   std::string background;
   std::string highlight;
   std::string preview;
 };
 
+/// Reports the edges between the planes.
+void AddEdges(Report* report, const PlaneEdges& edges) {
+  const auto number = [](std::int64_t count) { return static_cast<long long>(count); };
+  std::wstring text = L"none";
+  if (edges.Count() > 0) {
+    text = Format(L"%lld between black and colour: %lld gaps", number(edges.Count()),
+                  number(edges.gaps));
+    if (edges.gaps > 0) text += Format(L" of up to %d dots", edges.maxGap);
+    text += Format(L", %lld touch, %lld overlap", number(edges.touching), number(edges.overlaps));
+    if (edges.overlaps > 0) {
+      text += Format(L" by %d to %d dots", edges.minOverlap, edges.maxOverlap);
+    }
+  }
+  report->Line(L"edges", text);
+  JsonWriter& json = report->json();
+  json.Key("edges");
+  json.BeginObject();
+  json.Member("count", edges.Count());
+  json.Member("gaps", edges.gaps);
+  json.Member("maxGapDots", edges.maxGap);
+  json.Member("touching", edges.touching);
+  json.Member("overlaps", edges.overlaps);
+  json.Member("minOverlapDots", edges.minOverlap);
+  json.Member("maxOverlapDots", edges.maxOverlap);
+  json.EndObject();
+}
+
 void AddSplitCommand(CLI::App* group) {
   CLI::App* command = group->add_subcommand(
       "split", "Split a page for a printer with a black and a coloured print head");
   const auto options = std::make_shared<PageOptions>();
+  const auto fit = std::make_shared<FitOptions>();
   const auto dither = std::make_shared<DitherOptions>();
   const auto split = std::make_shared<SplitOptions>();
   AddPageOptions(command, options.get());
   AddDitherOptions(command, dither.get());
+  AddFitOptions(command, fit.get());
   AddColourOption(command, &split->colour, "The second print colour")->required();
   AddToleranceOption(command, &split->tolerance);
+  command
+      ->add_option("--overlap", split->overlap,
+                   "Extends the coloured plane by this many dots under black ink, 0 to 8, and "
+                   "reports gaps and overlaps between the planes")
+      ->check(InRange(0, 8))
+      ->type_name("DOTS");
   AddOutputFile(command, "--background", &split->background, "The PNG image of the black plane")
       ->required();
   AddOutputFile(command, "--highlight", &split->highlight, "The PNG image of the coloured plane")
@@ -130,14 +183,22 @@ void AddSplitCommand(CLI::App* group) {
       "Examples:\n"
       "  orv page split label.png --colour E02020 --background black.png --highlight red.png\n"
       "  orv page split label.png --colour E02020 --tolerance 0.47 --method matrix8 \\\n"
-      "    --background black.png --highlight red.png --preview preview.png");
+      "    --overlap 2 --background black.png --highlight red.png --preview preview.png");
   command->callback([=] {
     const GraphicsSession graphics;
-    const PagePointer page = LoadInput(options.get());
+    const PagePointer page = LoadFitted(options.get(), *fit);
     std::optional<Progress> progress(std::in_place, L"Splitting the page", page.get());
-    Planes planes = SplitPage(page.get(), ToColour(split->colour), split->tolerance, *dither);
+    Planes planes = SplitPage(page.get(), ToColour(split->colour), split->tolerance, *dither,
+                              split->overlap.value_or(0));
+    // These need planes of 24 bits.
     PagePointer preview;
-    if (!split->preview.empty()) preview = PreviewOf(planes);  // of planes of 24 bits
+    if (!split->preview.empty()) preview = PreviewOf(planes);
+    const std::int64_t pale = CountPaleInk(page.get(), planes.background.get()) +
+                              CountPaleInk(page.get(), planes.highlight.get());
+    std::optional<PlaneEdges> edges;
+    if (split->overlap) {
+      edges = FindEdges(PagePixels(planes.background.get()), PagePixels(planes.highlight.get()));
+    }
     planes = {To1Bpp(std::move(planes.background)), To1Bpp(std::move(planes.highlight))};
     PageFiles files(options->KnownDpi(), {ToWide(options->input)});
     files.Add(planes.background.get(), ToWide(split->background));
@@ -150,8 +211,12 @@ void AddSplitCommand(CLI::App* group) {
     Report report(*options);
     report.PageSize(page.get());
     const std::int64_t all = PixelCount(page.get());
-    report.Pixels(L"background ink", "backgroundInk", CountInk(planes.background.get()), all);
-    report.Pixels(L"highlight ink", "highlightInk", CountInk(planes.highlight.get()), all);
+    const std::int64_t black = CountInk(planes.background.get());
+    const std::int64_t colour = CountInk(planes.highlight.get());
+    report.Pixels(L"background ink", "backgroundInk", black, all);
+    report.Pixels(L"highlight ink", "highlightInk", colour, all);
+    AddPaleInk(&report, pale, black + colour);
+    if (edges) AddEdges(&report, *edges);
     report.Text(L"background", "background", ToWide(split->background));
     report.Text(L"highlight", "highlight", ToWide(split->highlight));
     if (!split->preview.empty()) report.Text(L"preview", "preview", ToWide(split->preview));
@@ -163,18 +228,22 @@ void AddBoundsCommand(CLI::App* group) {
   CLI::App* command = group->add_subcommand(
       "bounds", "Find the part of a page with ink: everything except pure white");
   const auto options = std::make_shared<PageOptions>();
+  const auto fit = std::make_shared<FitOptions>();
   AddPageOptions(command, options.get());
+  AddWhiteOption(command, fit.get());
   command->footer(
       "Examples:\n"
-      "  orv page bounds label.png --dpi 300\n"
+      "  orv page bounds label.png --dpi 300 --white 250\n"
       "  orv page mono label.png - | orv page bounds - --inch");
   command->callback([=] {
     const GraphicsSession graphics;
-    const PagePointer page = LoadInput(options.get());
-    const Bounds bounds = BoundsOf(OneBitOf(page.get()).get());
+    const PagePointer page = LoadFitted(options.get(), *fit);
+    const PagePointer bits = OneBitOf(page.get());
+    const Bounds bounds = BoundsOf(bits.get());
     Report report(*options);
     report.PageSize(page.get());
     AddBounds(&report, bounds);
+    AddPaleInk(&report, CountPale(page.get()), CountInk(bits.get()));
     report.Finish(bounds.IsValid() ? "" : "The page is white.\n");
   });
 }

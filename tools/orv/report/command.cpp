@@ -241,7 +241,8 @@ void AddReportCommand(CLI::App* program) {
   AddToleranceOption(command, &page.tolerance);
   AddDitherOptions(command, &page.dither);
   AddDpiOption(command, &page.page.dpi)->default_str("the printer's, or that of the image, or 203");
-  for (const char* name : {"--colour", "--tolerance", "--method", "--threshold", "--dpi"}) {
+  for (const char* name : {"--colour", "--tolerance", "--method", "--threshold", "--gamma",
+                           "--dot-gain", "--min-dots", "--dpi"}) {
     command->get_option(name)->needs(input);
   }
   command->footer(

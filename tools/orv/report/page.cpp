@@ -74,7 +74,7 @@ ReportPage MakePage(ReportPageOptions* options, const Config* model,
   const DitherOptions& dither = options->dither;
   if (options->colour.empty()) {
     result.how = L"in black alone";
-    add(L"Black plane", Dithered(page.get(), dither.Method(), dither.threshold, Color(0xFF000000)));
+    add(L"Black plane", Dithered(page.get(), dither, Color(0xFF000000)));
   } else {
     const Color colour = ToColour(options->colour);
     result.how = Format(L"split at the colour %06X with a tolerance of %.4g",
