@@ -28,6 +28,11 @@ inline bool NormalizesWhitespace(int flags) {
 /// Whether a set of node types contains a type; 0 stands for all types.
 inline bool IncludesType(int types, int type) { return types == 0 || (types & type) != 0; }
 
+/// Whether a view is of a text, or of its end.
+bool IsPartOf(std::wstring_view view, const std::wstring& text);
+/// Makes room in a text, which keeps its content, and maps memory pages in advance.
+void ReserveUnits(std::size_t size, std::wstring* text);
+
 /// The unused part of an edited document's text, and its place in the index.
 struct EditGap {
   int start = 0;
@@ -180,7 +185,7 @@ class Document {
 
   // --- Editing: the index follows the text ---
 
-  /// Replaces `cut` code units at an offset. `replacement` is not a part of this document.
+  /// Replaces `cut` code units at an offset; only a replacement that is longer allocates.
   /// Afterwards the gap follows the replacement, so that the addresses before its end are offsets.
   /// The entries around and after the change are correct then; those of changed elements are
   /// adjusted by the caller, who calls `SettleGap` at the end.
@@ -193,10 +198,9 @@ class Document {
   void ReplaceStart(int cut, std::wstring_view replacement);
   /// Links an entry into its parent's children after `before`, or as the first child if that is 0.
   void Link(int parent, int before, int element);
-  /// Unlinks an entry from its siblings.
-  void Unlink(int element);
-  /// Releases an entry and its descendants.
-  void ReleaseTree(int element);
+  /// Removes an element up to the offset `end`, and releases its entry and those of its
+  /// descendants. The caller calls `SettleGap`.
+  void Remove(int element, int end);
   void ReleaseChildren(int element);
   /// The level of the children of an entry.
   std::uint32_t LevelBelow(int parent) const {
@@ -237,9 +241,12 @@ class Document {
     return first != 0 ? elements[first].previous : 0;
   }
   void MoveGap(int offset);
+  void OpenGap(int offset);
   void PassForward(int offset);
   void PassBackward(int offset);
   void WidenGap(int units);
+  void Unlink(int element);
+  void ReleaseTree(int element);
   void ShiftLevels(int element, int levels);
 
   IndexFaults faults_;

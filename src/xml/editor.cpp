@@ -68,19 +68,33 @@ std::wstring NodeMarkup(int type, MCD_CSTR nodeText) {
   return markup;
 }
 
-/// Appends the escaped text or CDATA section of a value.
-void AppendValue(MCD_CSTR value, int flags, std::wstring* markup) {
-  if ((flags & CMarkup::ADD_CDATA) != 0 && !value.IsEmpty()) {
-    *markup += EncodeCDataSection(value.view());
-  } else {
-    AppendEscaped(value.c_str(), flags, markup);
+/// The escaped text or CDATA section of a value: a view of the value or of `*buffer`.
+std::wstring_view ValueMarkup(MCD_CSTR value, int flags, std::wstring* buffer) {
+  const std::wstring_view text = value.view();
+  if ((flags & CMarkup::ADD_CDATA) == 0 || text.empty()) return EscapeText(text, flags, buffer);
+  return *buffer = EncodeCDataSection(text);
+}
+
+/// Whether a tag at an address has an equals sign only before quoted values.
+bool HasQuotedValuesOnly(const Document& document, int tag) {
+  constexpr UnitSet kNameEnds(L" \n\t\r/>=");
+  const std::wstring_view text = document.text;
+  const wchar_t* const nameEnd =
+      FindNameEnd(text.data() + tag + 1, text.data() + text.size(), kNameEnds);
+  if (*nameEnd == L'=') return false;
+  AttributeCursor cursor(text, nameEnd);
+  Attribute attribute;
+  while (cursor.Next(&attribute)) {
+    if (attribute.hasValue && !IsQuote(attribute.value.data()[-1])) return false;
   }
+  return true;
 }
 
 /// Whether reading the attributes of a tag recognizes the same quotes as the parse did. It does not
 /// if the tag name or an unquoted value contains an equals sign followed by a quote; an edit could
 /// then end the tag elsewhere. `tag` and `end` are addresses.
 bool ReadsAsParsed(const Document& document, int tag, int end) {
+  if (HasQuotedValuesOnly(document, tag)) return true;
   const wchar_t* const text = document.text.data();
   AttributeCursor cursor(document.text, tag + 1);
   Attribute attribute;
@@ -342,7 +356,8 @@ bool Editor::AddElement(std::wstring_view name, MCD_CSTR value, int flags) {
   const int startTagLength = static_cast<int>(markup.size());
   int endTagLength = 0;
   if (hasValue) {
-    AppendValue(value, flags, &markup);
+    std::wstring buffer;
+    markup += ValueMarkup(value, flags, &buffer);
     endTagLength = static_cast<int>(name.size()) + 3;
     markup += L"</";
     markup += name;
@@ -385,13 +400,8 @@ bool Editor::AddSubDocument(std::wstring_view markup, int flags) {
 }
 
 void Editor::Remove(int element) {
-  const ElementEntry& entry = document_[element];
-  const int start = document_.OffsetOf(entry.start);
-  const int end = document_.OffsetOf(entry.End());
-  document_.Splice(start, end + LineBreakLength(document_, end) - start, {});
-  document_.RemoveUnended(element);
-  document_.Unlink(element);
-  document_.ReleaseTree(element);
+  const int end = document_.OffsetOf(document_[element].End());
+  document_.Remove(element, end + LineBreakLength(document_, end));
   DropReleasedPositions();
 }
 
@@ -445,9 +455,8 @@ bool Editor::SetChildData(MCD_CSTR value, int flags) {
 
 bool Editor::SetElementData(int element, MCD_CSTR value, int flags) {
   if (document_.HasFile() || !CanEdit(element)) return false;
-  std::wstring markup;
-  AppendValue(value, flags, &markup);
-  ReplaceContent(element, markup);
+  std::wstring buffer;
+  ReplaceContent(element, ValueMarkup(value, flags, &buffer));
   return true;
 }
 
@@ -517,25 +526,31 @@ void Editor::ChangeTag(bool ofChild, int offset, int cut, std::wstring_view repl
 }
 
 bool Editor::SetAttribute(bool ofChild, std::wstring_view name, MCD_CSTR newValue) {
+  static constexpr UnitSet kNotInNames(L" \t\r\n/=>?<\"'");
+  const auto cannotName = [](wchar_t unit) { return kNotInNames.Has(unit); };
   int end = AttributeEnd(ofChild);
-  if (end < 0 || name.find_first_of(L" \t\r\n/=>?<\"'") != name.npos) return false;
-  const std::wstring value = EscapeText(newValue.c_str(), CMarkup::ESC_ATTRIB);
+  if (end < 0 || std::any_of(name.begin(), name.end(), cannotName)) return false;
+  std::wstring buffer;
+  const std::wstring_view value = EscapeText(newValue.view(), CMarkup::ESC_ATTRIB, &buffer);
+  const auto quoted = [value] { return std::wstring(L"\"").append(value) + L"\""; };
   Attribute attribute;
   if (!FindAttribute(ofChild, name, &attribute)) {
     if (!IsQualifiedName(name)) return false;
     // After an equals sign without a value, the new attribute would be read as that value.
     const bool dangles = attribute.hasValue && attribute.valueStart >= end;
     if (document_.At(end) == L'/' && document_.At(end - 1) == L' ') --end;
-    ChangeTag(ofChild, end, 0,
-              (dangles ? L"\"\" " : L" ") + std::wstring(name) + L"=\"" + value + L"\"");
+    ChangeTag(ofChild, end, 0, (dangles ? L"\"\" " : L" ") + std::wstring(name) + L"=" + quoted());
   } else if (!attribute.hasValue) {
-    ChangeTag(ofChild, attribute.NameEnd(), 0, L"=\"" + value + L"\"");
+    ChangeTag(ofChild, attribute.NameEnd(), 0, L"=" + quoted());
   } else {
     const int start = attribute.valueStart;
-    const bool isQuoted = IsQuote(document_.At(start - 1));
     // An unquoted value ends before the closing of the tag.
-    const int valueEnd = std::min(attribute.ValueEnd(), end);
-    ChangeTag(ofChild, start, valueEnd - start, isQuoted ? value : L"\"" + value + L"\"");
+    const int cut = std::min(attribute.ValueEnd(), end) - start;
+    if (IsQuote(document_.At(start - 1))) {
+      ChangeTag(ofChild, start, cut, value);
+    } else {
+      ChangeTag(ofChild, start, cut, quoted());
+    }
   }
   return true;
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 #include "orv/xml/markup.h"
 #include "xml/characters.h"
@@ -146,29 +147,31 @@ std::wstring UnescapeText(std::wstring_view text, int flags) {
   return result;
 }
 
-void AppendEscaped(const wchar_t* text, int flags, std::wstring* result) {
+std::wstring_view EscapeText(std::wstring_view text, int flags, std::wstring* buffer) {
   const bool keepsReferences = (flags & CMarkup::ADD_KEEPREFS) != 0;
   const UnitSet& special = (flags & CMarkup::ESC_ATTRIB) != 0 ? kSpecialInAttributes : kSpecial;
-  for (;;) {
-    const wchar_t* const run = text;
-    while (!special.Has(*text)) ++text;
-    result->append(run, text);
-    if (*text == 0) return;
-    if (const std::size_t length = keepsReferences ? ReferenceLength(text) : 0; length > 0) {
-      result->append(text, length);
-      text += length;
+  const wchar_t* at = text.data();
+  const wchar_t* run = at;
+  for (;; run = at) {
+    while (!special.Has(*at)) ++at;
+    if (*at == 0) break;
+    if (buffer->empty()) buffer->reserve(text.size() + text.size() / 10 + 7);
+    buffer->append(run, at);
+    if (const std::size_t length = keepsReferences ? ReferenceLength(at) : 0; length > 0) {
+      buffer->append(at, length);
+      at += length;
     } else {
-      *result += EntityFor(*text++);
+      *buffer += EntityFor(*at++);
     }
   }
+  if (buffer->empty()) return text;
+  return buffer->append(run, at);
 }
 
 std::wstring EscapeText(const wchar_t* text, int flags) {
-  std::wstring result;
-  const std::size_t size = std::char_traits<wchar_t>::length(text);
-  result.reserve(size + size / 10 + 7);
-  AppendEscaped(text, flags, &result);
-  return result;
+  std::wstring buffer;
+  const std::wstring_view escaped = EscapeText(std::wstring_view(text), flags, &buffer);
+  return buffer.empty() ? std::wstring(escaped) : std::move(buffer);
 }
 
 std::wstring EncodeCDataSection(std::wstring_view text) {

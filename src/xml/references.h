@@ -29,9 +29,10 @@ class TextUnescaper {
 std::wstring UnescapeText(std::wstring_view text, int flags);
 
 /// Escapes the delimiters of markup in a zero-terminated text; of `flags` only `ADD_KEEPREFS` and
-/// `ESC_ATTRIB` count.
+/// `ESC_ATTRIB` count. The view is of the text itself if it contains none, otherwise of `*buffer`,
+/// which is empty before.
 std::wstring EscapeText(const wchar_t* text, int flags);
-void AppendEscaped(const wchar_t* text, int flags, std::wstring* result);
+std::wstring_view EscapeText(std::wstring_view text, int flags, std::wstring* buffer);
 
 /// A CDATA section with a text; split in two at every "]]>".
 std::wstring EncodeCDataSection(std::wstring_view text);
