@@ -127,9 +127,19 @@ std::wstring_view Document::TagName(int element) const {
 }
 
 std::wstring Document::Data(int element) const {
-  if (elements[element].child != 0) return {};
-  const std::wstring_view content = Content(element);
-  return content.find(L'<') == content.npos ? Unescape(content) : MixedData(content);
+  std::wstring buffer;
+  const std::wstring_view data = Data(element, &buffer);
+  return buffer.empty() ? std::wstring(data) : std::move(buffer);
+}
+
+std::wstring_view Document::DecodedData(const ElementEntry& entry, std::wstring* buffer) const {
+  const std::wstring_view content = Range(entry.ContentStart(), entry.ContentEnd());
+  if (content.find(L'<') == content.npos) {
+    UnescapeText(content, flags, buffer);
+  } else {
+    *buffer = MixedData(content);
+  }
+  return *buffer;
 }
 
 /// The data of a content that is more than one run of text.

@@ -8,6 +8,7 @@
 #include "orv/xml/markup.h"
 #include "xml/element_index.h"
 #include "xml/names.h"
+#include "xml/references.h"
 #include "xml/scanner.h"
 #include "xml/unit_search.h"
 
@@ -19,11 +20,6 @@ inline constexpr int kMaxDocument = std::numeric_limits<int>::max();
 /// The document flags of an open file.
 inline constexpr int kFileFlags =
     CMarkup::DOC_READFILE | CMarkup::DOC_WRITEFILE | CMarkup::DOC_APPENDFILE;
-
-/// Whether reading changes the white space of values and data.
-inline bool NormalizesWhitespace(int flags) {
-  return (flags & (CMarkup::DOC_TRIMWHITESPACE | CMarkup::DOC_COLLAPSEWHITESPACE)) != 0;
-}
 
 /// Whether a set of node types contains a type; 0 stands for all types.
 inline bool IncludesType(int types, int type) { return types == 0 || (types & type) != 0; }
@@ -163,18 +159,18 @@ class Document {
     const ElementEntry& entry = elements[element];
     return entry.IsTagOnly() ? std::wstring() : Copy(entry.ContentStart(), entry.ContentEnd());
   }
-  /// The content of an element that is one run of text without references. A view with null data
-  /// for any other element.
-  std::wstring_view PlainContent(int element) const {
+  /// The decoded text of an element: a view of the text if nothing has to be decoded, otherwise of
+  /// the buffer. Empty for an element that contains elements.
+  std::wstring_view Data(int element, std::wstring* buffer) const {
     const ElementEntry& entry = elements[element];
     if (entry.child != 0 || entry.IsTagOnly()) return {};
     const wchar_t* const start = text.data() + entry.ContentStart();
     const wchar_t* const contentEnd = text.data() + entry.ContentEnd();
     // The `<` of the end tag ends the search.
-    if (FindEither(start, text.data() + text.size(), L'<', L'&') != contentEnd) return {};
-    return {start, contentEnd};
+    const wchar_t* const found = FindEither(start, text.data() + text.size(), L'<', L'&');
+    if (found == contentEnd && !NormalizesWhitespace(flags)) return {start, contentEnd};
+    return DecodedData(entry, buffer);
   }
-  /// The decoded text of an element; empty for an element that contains elements.
   std::wstring Data(int element) const;
   /// A value or a text as it is read: references decoded, white space by the flags.
   std::wstring Unescape(std::wstring_view escaped) const;
@@ -233,6 +229,7 @@ class Document {
 
  private:
   void Index(std::wstring_view newText, TrailingCopy* copy);
+  std::wstring_view DecodedData(const ElementEntry& entry, std::wstring* buffer) const;
   std::wstring MixedData(std::wstring_view content) const;
   std::wstring_view ClosedRange(int start, int end) const;
   std::wstring_view TextOfTagBeforeGap(int nameStart) const;

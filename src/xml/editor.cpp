@@ -501,15 +501,6 @@ int Editor::AttributeEnd(bool ofChild) const {
   return ReadsAsParsed(document_, start, start + length) ? end : -1;
 }
 
-/// Finds an attribute at the place like the cursor does, but with offsets instead of addresses.
-bool Editor::FindAttribute(bool ofChild, std::wstring_view name, Attribute* attribute) const {
-  const bool isFound = cursor_.FindAttribute(ofChild, name, attribute);
-  const int shift = cursor_.TagShift(ofChild);
-  attribute->nameStart -= shift;
-  attribute->valueStart -= shift;
-  return isFound;
-}
-
 /// Replaces code units within the tag or instruction at the place.
 void Editor::ChangeTag(bool ofChild, int offset, int cut, std::wstring_view replacement) {
   const int shift = static_cast<int>(replacement.size()) - cut;
@@ -534,7 +525,7 @@ bool Editor::SetAttribute(bool ofChild, std::wstring_view name, MCD_CSTR newValu
   const std::wstring_view value = EscapeText(newValue.view(), CMarkup::ESC_ATTRIB, &buffer);
   const auto quoted = [value] { return std::wstring(L"\"").append(value) + L"\""; };
   Attribute attribute;
-  if (!FindAttribute(ofChild, name, &attribute)) {
+  if (!cursor_.FindAttribute(ofChild, name, &attribute)) {
     if (!IsQualifiedName(name)) return false;
     // After an equals sign without a value, the new attribute would be read as that value.
     const bool dangles = attribute.hasValue && attribute.valueStart >= end;
@@ -558,7 +549,7 @@ bool Editor::SetAttribute(bool ofChild, std::wstring_view name, MCD_CSTR newValu
 bool Editor::RemoveAttribute(std::wstring_view name) {
   const int tagEnd = AttributeEnd(false);
   Attribute attribute;
-  if (tagEnd < 0 || !FindAttribute(false, name, &attribute)) return false;
+  if (tagEnd < 0 || !cursor_.FindAttribute(false, name, &attribute)) return false;
   int start = attribute.nameStart;
   int end = attribute.NameEnd();
   if (attribute.hasValue) {

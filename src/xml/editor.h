@@ -54,7 +54,6 @@ class Editor {
   void FinishAdd(const InsertPlace& place, int element, int flags);
 
   int AttributeEnd(bool ofChild) const;
-  bool FindAttribute(bool ofChild, std::wstring_view name, Attribute* attribute) const;
   void ChangeTag(bool ofChild, int offset, int cut, std::wstring_view replacement);
   bool SetElementData(int element, MCD_CSTR value, int flags);
   bool SetNodeData(MCD_CSTR value);
