@@ -152,7 +152,7 @@ bool PlaceReader::NthAttrib(int index, std::wstring* name, std::wstring* value) 
 
 std::wstring PlaceReader::Data() const {
   if (IsElement()) return document_.Data(place_.main);
-  const bool isText = (place_.nodeType & (CMarkup::NODE_TEXT | CMarkup::NODE_WHITESPACE)) != 0;
+  const bool isText = (place_.nodeType & kTextTypes) != 0;
   return isText ? document_.Unescape(NodeData()) : std::wstring(NodeData());
 }
 

@@ -146,7 +146,6 @@ void Editor::FinishEdit() {
 /// also have become part of a longer one.
 void Editor::CheckNode() {
   if (!cursor_.IsOtherNode()) return;
-  constexpr int kText = CMarkup::NODE_TEXT | CMarkup::NODE_WHITESPACE;
   const Place place = cursor_.Get();
   cursor_.Set(place.parent, place.main, 0);
   int found;
@@ -154,7 +153,7 @@ void Editor::CheckNode() {
     found = cursor_.FindNode(0);
   } while (found != CMarkup::NODE_NONE && found != CMarkup::NODE_ELEMENT &&
            cursor_.NodeEnd() <= place.nodeOffset);
-  const bool isText = (place.nodeType & kText) != 0 && (found & kText) != 0 &&
+  const bool isText = (place.nodeType & kTextTypes) != 0 && (found & kTextTypes) != 0 &&
                       cursor_.NodeOffset() <= place.nodeOffset;
   const bool isSame =
       isText || (found == place.nodeType && cursor_.NodeOffset() == place.nodeOffset);
@@ -569,8 +568,7 @@ bool Editor::RemoveAttribute(std::wstring_view name) {
 
 bool Editor::AddNode(int type, MCD_CSTR text, int flags) {
   const bool stays = (flags & CMarkup::ADD_STAY) != 0;
-  constexpr int kInline =
-      CMarkup::NODE_TEXT | CMarkup::NODE_WHITESPACE | CMarkup::NODE_CDATA_SECTION;
+  constexpr int kInline = kTextTypes | CMarkup::NODE_CDATA_SECTION;
   if (stays || (type & kInline) != 0) flags |= CMarkup::ADD_NOLINES;
   if (type == CMarkup::NODE_ELEMENT) return AddElement(text.view(), nullptr, flags);
   std::wstring markup = NodeMarkup(type, text);
