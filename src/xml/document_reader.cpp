@@ -23,7 +23,7 @@ class SkippedElements {
   bool IsEmpty() const { return open_.empty(); }
   bool MayMatch(std::wstring_view name) const { return counts_.MayMatch(name); }
   bool InnermostIs(std::wstring_view name) const {
-    return SameName(open_.back().name, name, ignoreCase_);
+    return ClosesElement(name, open_.back().name, ignoreCase_);
   }
 
   void Open(OpenElement element) {
@@ -196,7 +196,7 @@ bool DocumentReader::EndsOpenElement(int tag) {
   const std::int64_t place = FileOffset(tag);
   if (place == pendingEndTag_ && pendingElement_ <= cursor_.Parent()) return true;
   for (int i = cursor_.Parent(); i != 0; i = document_[i].parent) {
-    if (!SameName(document_.TagName(i), name, document_.IgnoresCase())) continue;
+    if (!ClosesElement(name, document_.TagName(i), document_.IgnoresCase())) continue;
     pendingEndTag_ = place;
     pendingElement_ = i;
     return true;
@@ -264,7 +264,7 @@ void DocumentReader::PassEndTag(int tag, int after) {
   const std::wstring_view name = document_.NameAt(tag + 2);
   const int parent = cursor_.Parent();
   const bool isParent =
-      parent != 0 && SameName(document_.TagName(parent), name, document_.IgnoresCase());
+      parent != 0 && ClosesElement(name, document_.TagName(parent), document_.IgnoresCase());
   isParentEnded_ = isParent || EndsOpenElement(tag);
   if (!isParentEnded_) {
     ReportLoneEndTag(tag);
