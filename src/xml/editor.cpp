@@ -75,17 +75,22 @@ std::wstring_view ValueMarkup(MCD_CSTR value, int flags, std::wstring* buffer) {
   return *buffer = EncodeCDataSection(text);
 }
 
-/// Whether a tag at an address has an equals sign only before quoted values.
-bool HasQuotedValuesOnly(const Document& document, int tag) {
+/// Finds an attribute of a tag at an address like `FindAttribute`. Returns false if the tag has an
+/// equals sign that is not before a quoted value.
+bool FindInUsualTag(const Document& document, int tag, std::wstring_view name, Attribute* attribute,
+                    bool* isFound) {
   constexpr UnitSet kNameEnds(L" \n\t\r/>=");
   const std::wstring_view text = document.text;
   const wchar_t* const nameEnd =
       FindNameEnd(text.data() + tag + 1, text.data() + text.size(), kNameEnds);
   if (*nameEnd == L'=') return false;
   AttributeCursor cursor(text, nameEnd);
-  Attribute attribute;
-  while (cursor.Next(&attribute)) {
-    if (attribute.hasValue && !IsQuote(attribute.value.data()[-1])) return false;
+  Attribute next;
+  while (cursor.Next(&next)) {
+    if (next.hasValue && !IsQuote(next.value.data()[-1])) return false;
+    if (*isFound) continue;
+    *attribute = next;
+    *isFound = !next.name.empty() && SameName(next.name, name, document.IgnoresCase());
   }
   return true;
 }
@@ -94,7 +99,6 @@ bool HasQuotedValuesOnly(const Document& document, int tag) {
 /// if the tag name or an unquoted value contains an equals sign followed by a quote; an edit could
 /// then end the tag elsewhere. `tag` and `end` are addresses.
 bool ReadsAsParsed(const Document& document, int tag, int end) {
-  if (HasQuotedValuesOnly(document, tag)) return true;
   const wchar_t* const text = document.text.data();
   AttributeCursor cursor(document.text, tag + 1);
   Attribute attribute;
@@ -482,22 +486,32 @@ bool Editor::SetContent(std::wstring_view markup) {
 
 // --- Attributes ---
 
-/// The offset at which the tag or instruction at the place can take another attribute; -1 if it
-/// cannot.
-int Editor::AttributeEnd(bool ofChild) const {
-  if (IsReading()) return -1;
+/// Finds an attribute of the tag or instruction at the place that is to be changed.
+Editor::AttributePlace Editor::FindAttribute(bool ofChild, std::wstring_view name) const {
+  AttributePlace place;
+  if (IsReading()) return place;
   if (!ofChild && cursor_.NodeType() == CMarkup::NODE_PROCESSING_INSTRUCTION) {
     const int start = document_.AddressOf(cursor_.NodeOffset());
     const bool takes = ReadsToEnd(document_, start, start + cursor_.NodeLength() - 2);
-    return takes ? cursor_.NodeEnd() - 2 : -1;
+    if (takes) place.end = cursor_.NodeEnd() - 2;
+  } else {
+    const int main = cursor_.IsElement() ? cursor_.Main() : 0;
+    const int element = ofChild ? cursor_.Child() : main;
+    if (!CanEdit(element)) return place;
+    const int end = TagClose(element);
+    const int start = document_[element].start;
+    const int shift = start - document_.OffsetOf(start);
+    if (FindInUsualTag(document_, start, name, &place.attribute, &place.isFound)) {
+      place.attribute.nameStart -= shift;
+      place.attribute.valueStart -= shift;
+      place.end = end;
+      return place;
+    }
+    if (ReadsAsParsed(document_, start, end + shift)) place.end = end;
   }
-  const int main = cursor_.IsElement() ? cursor_.Main() : 0;
-  const int element = ofChild ? cursor_.Child() : main;
-  if (!CanEdit(element)) return -1;
-  const int end = TagClose(element);
-  const int start = document_[element].start;
-  const int length = end - document_.OffsetOf(start);
-  return ReadsAsParsed(document_, start, start + length) ? end : -1;
+  place.attribute = {};
+  place.isFound = cursor_.FindAttribute(ofChild, name, &place.attribute);
+  return place;
 }
 
 /// Replaces code units within the tag or instruction at the place.
@@ -518,13 +532,15 @@ void Editor::ChangeTag(bool ofChild, int offset, int cut, std::wstring_view repl
 bool Editor::SetAttribute(bool ofChild, std::wstring_view name, MCD_CSTR newValue) {
   static constexpr UnitSet kNotInNames(L" \t\r\n/=>?<\"'");
   const auto cannotName = [](wchar_t unit) { return kNotInNames.Has(unit); };
-  int end = AttributeEnd(ofChild);
-  if (end < 0 || std::any_of(name.begin(), name.end(), cannotName)) return false;
+  if (std::any_of(name.begin(), name.end(), cannotName)) return false;
+  const AttributePlace place = FindAttribute(ofChild, name);
+  const Attribute& attribute = place.attribute;
+  int end = place.end;
+  if (end < 0) return false;
   std::wstring buffer;
   const std::wstring_view value = EscapeText(newValue.view(), CMarkup::ESC_ATTRIB, &buffer);
   const auto quoted = [value] { return std::wstring(L"\"").append(value) + L"\""; };
-  Attribute attribute;
-  if (!cursor_.FindAttribute(ofChild, name, &attribute)) {
+  if (!place.isFound) {
     if (!IsQualifiedName(name)) return false;
     // After an equals sign without a value, the new attribute would be read as that value.
     const bool dangles = attribute.hasValue && attribute.valueStart >= end;
@@ -546,20 +562,20 @@ bool Editor::SetAttribute(bool ofChild, std::wstring_view name, MCD_CSTR newValu
 }
 
 bool Editor::RemoveAttribute(std::wstring_view name) {
-  const int tagEnd = AttributeEnd(false);
-  Attribute attribute;
-  if (tagEnd < 0 || !cursor_.FindAttribute(false, name, &attribute)) return false;
+  const AttributePlace place = FindAttribute(false, name);
+  if (place.end < 0 || !place.isFound) return false;
+  const Attribute& attribute = place.attribute;
   int start = attribute.nameStart;
   int end = attribute.NameEnd();
   if (attribute.hasValue) {
     end = attribute.ValueEnd();
     if (IsQuote(document_.At(attribute.valueStart - 1))) ++end;
   }
-  end = std::min(end, tagEnd);
+  end = std::min(end, place.end);
   while (IsWhiteSpace(document_.At(start - 1))) --start;
   // A space stays where the neighbours would join to another name or to an empty-element tag.
   const bool joins =
-      end < tagEnd ? !IsWhiteSpace(document_.At(end)) : document_.At(start - 1) == L'/';
+      end < place.end ? !IsWhiteSpace(document_.At(end)) : document_.At(start - 1) == L'/';
   ChangeTag(false, start, end - start, joins ? L" " : L"");
   return true;
 }
