@@ -319,6 +319,62 @@ TEST_F(Faults, ReadsALongNodeAgainAfterAFailure) {
   }
 }
 
+/// Calls a function again after each failure, for as long as there may be one more.
+template <class Call>
+auto Retry(Call call) {
+  for (int failures = 0;; ++failures) {
+    try {
+      return call();
+    } catch (const std::bad_alloc&) {
+      if (failures == 2) throw;
+    }
+  }
+}
+
+TEST_F(Faults, LosesNoPartOfAFileWhenACallIsRepeated) {
+  constexpr Kind kAllocations[] = {Kind::kAllocation};
+  constexpr int kElements = 70;
+  const std::wstring path = module_.folder().Name(L"parts.xml");
+  const std::wstring value(1000, L'\u00e9');
+  const std::wstring name = L"an_element_with_a_long_name";
+  const auto write = [&](CMarkup& doc) {
+    Retry([&] {
+      return doc.AddNode(CMarkup::NODE_PROCESSING_INSTRUCTION,
+                         L"xml version=\"1.0\" encoding=\"utf-16\"");
+    });
+    for (int i = 0; i < kElements; ++i) Retry([&] { return doc.AddElem(name, value); });
+  };
+  CMarkup whole;
+  write(whole);
+  ASSERT_TRUE(whole.Save(path));
+  const std::string expected = ReadBytes(ToPath(path));
+  // The mark, the first part, and every later one.
+  Sweep({"write in parts", kDone | kNoMemory, kDone, [&] { std::filesystem::remove(ToPath(path)); },
+         [&] {
+           CMarkup parts;
+           if (!Retry([&] { return parts.Open(path, CMarkup::DOC_WRITEFILE); })) return kFailed;
+           write(parts);
+           return EndingOf(parts.Close());
+         },
+         [&](Ending ending, bool) {
+           return ending != kDone || ReadBytes(ToPath(path)) == expected ? "" : "another file";
+         }},
+        kAllocations);
+  WriteBytes(ToPath(path), expected);
+  int elements = 0;
+  Sweep({"read in parts", kDone | kNoMemory, kDone, [&] { elements = 0; },
+         [&] {
+           CMarkup parts;
+           Retry([&] { return parts.Open(path, CMarkup::DOC_READFILE); });
+           while (Retry([&] { return parts.FindElem(); })) ++elements;
+           return kDone;
+         },
+         [&](Ending ending, bool) {
+           return ending != kDone || elements == kElements ? "" : "an element is left out";
+         }},
+        kAllocations);
+}
+
 TEST_F(Faults, ReadsADocumentCompletelyOrNotAtAll) {
   constexpr int kElements = 30;
   CMarkup text(L"<a/>");

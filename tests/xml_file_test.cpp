@@ -581,6 +581,7 @@ TEST_F(XmlFile, LongNodesInPartsAreReadLikeInMemory) {
       "<e a=\"" + text + "\"/>",
       "<e a='" + text + "' >" + text + "<!--" + text + "--><![CDATA[" + text + "]]></e>",
       "<f " + text + ">" + text + "<g a='>" + text + "'>" + text + "</g></f>",
+      "<f=x>" + text + "</f>",
       "<" + text,
       "<!x " + text + ">",
       "<e a='" + text,

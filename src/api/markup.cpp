@@ -176,10 +176,9 @@ int CMarkup::GetChildElemOffset() const {
 }
 
 int CMarkup::GetAttribOffset(MCD_CSTR szAttrib) const {
-  const orv::Cursor& cursor = m_pState->Here();
   orv::Attribute attribute;
-  if (!cursor.FindAttribute(false, szAttrib.view(), &attribute)) return -1;
-  return attribute.nameStart - cursor.TagShift(false);
+  const bool isFound = m_pState->Here().FindAttribute(false, szAttrib.view(), &attribute);
+  return isFound ? attribute.nameStart : -1;
 }
 
 int CMarkup::GetContentOffset() const { return m_pState->cursor.ContentOffset(); }

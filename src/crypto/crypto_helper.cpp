@@ -98,8 +98,9 @@ DWORD WriteTarget(const CString& path, const BYTE* bytes, DWORD length, CLoggerC
 
 /// Converts bytes by `convert(cipher, bytes, length)`. Returns nothing on failure, but throws if
 /// memory runs out.
-template <typename Conversion>
-std::optional<std::string> ConvertedBytes(std::string_view bytes, Conversion convert) {
+std::optional<std::string> ConvertedBytes(std::string_view bytes,
+                                          orv::CipherResult (*convert)(const CEncryptionAES&,
+                                                                       const BYTE*, DWORD)) {
   if (bytes.size() > kMaxConvertedSize) return std::nullopt;
   const CEncryptionAES cipher(kKeyText, CStringA(kProtectedMarker));
   if (cipher.m_pKey == nullptr) throw std::bad_alloc();

@@ -65,31 +65,32 @@ class AttributeCursor {
   /// Code units that may separate attributes.
   static constexpr UnitSet kBetween{L" \n\t\r/?"};
 
-  /// Reads an attribute with the usual spelling: a space, letters and digits, `="`, a value without
-  /// references, `"`, of which the first three are in one block. False, with nothing changed, for
-  /// any other.
+  /// Reads an attribute with the usual spelling: a space, letters and digits, `=`, a quote, a value
+  /// without references, the quote, of which the first four are in one block. False, with nothing
+  /// changed, for any other.
   [[gnu::always_inline]] bool NextUsual([[maybe_unused]] Attribute* attribute) {
 #if defined(__SSE2__)
     constexpr int kBlock = 16;
     if (end_ - at_ < kBlock || *at_ != L' ') return false;
     const __m128i units = LoadSixteenUnits(at_);
-    const __m128i quotes = _mm_cmpeq_epi8(units, _mm_set1_epi8('"'));
     const __m128i delimiters = _mm_and_si128(_mm_cmpgt_epi8(units, _mm_set1_epi8('<')),
                                              _mm_cmplt_epi8(units, _mm_set1_epi8('@')));
     const __m128i small = _mm_cmplt_epi8(units, _mm_set1_epi8('0'));
     // Without the space.
     const int nameEnds = _mm_movemask_epi8(_mm_or_si128(small, delimiters)) & ~1;
     const int equals = std::countr_zero(static_cast<unsigned>(nameEnds | 1 << (kBlock - 1)));
-    if (equals < 2 || equals + 1 >= kBlock || at_[equals] != L'=' || at_[equals + 1] != L'"') {
-      return false;
-    }
+    if (equals < 2 || equals + 1 >= kBlock || at_[equals] != L'=') return false;
+    const wchar_t quote = at_[equals + 1];
     const wchar_t* const value = at_ + equals + 2;
+    // Both kinds of quotes, so that the search does not wait for the one that was read.
+    const __m128i quotes = _mm_or_si128(_mm_cmpeq_epi8(units, _mm_set1_epi8('"')),
+                                        _mm_cmpeq_epi8(units, _mm_set1_epi8('\'')));
     const __m128i references = _mm_cmpeq_epi8(units, _mm_set1_epi8('&'));
     const int valueEnds = _mm_movemask_epi8(_mm_or_si128(quotes, references)) >> (equals + 2);
     const wchar_t* const valueEnd = valueEnds != 0
                                         ? value + std::countr_zero(static_cast<unsigned>(valueEnds))
-                                        : FindEither(at_ + kBlock, end_, L'"', L'&');
-    if (valueEnd == end_ || *valueEnd != L'"') return false;
+                                        : FindEither(at_ + kBlock, end_, quote, L'&');
+    if (valueEnd == end_ || *valueEnd != quote || !IsQuote(quote)) return false;
     attribute->nameStart = static_cast<int>(at_ + 1 - text_);
     attribute->name = {at_ + 1, at_ + equals};
     attribute->hasValue = true;

@@ -13,13 +13,11 @@ bool ChildReader::Next(std::wstring_view expectedValue, std::wstring_view* value
     // Loads the text of the next child while this one is read.
     __builtin_prefetch(text_.data() + document_[next_].start);
     *value = {};
-    *data = {};
     if (!normalizesWhitespace_) {
       *value = FirstValueFast(text_, element.start, opening_, expectedValue);
-      *data = document_.PlainContent(child);
     }
     if (value->data() == nullptr && !ReadUnusual(child, value)) continue;
-    if (data->data() == nullptr) *data = dataBuffer_ = document_.Data(child);
+    *data = document_.Data(child, &dataBuffer_);
     return true;
   }
   return false;

@@ -21,24 +21,24 @@ std::wstring_view MarkupNodeName(std::wstring_view node) {
 /// The first element after `after` that a path matches, or among all children of `parent` if
 /// `after` is 0; 0 for none.
 int Cursor::FindAmong(int parent, int after, const wchar_t* path) const {
-  int found = after != 0 ? document_[after].next : document_[parent].child;
+  int found = after != 0 ? Doc()[after].next : Doc()[parent].child;
   if (*path == 0) return found;
   // Nearly always the path is a plain name, and the first element has it.
-  const wchar_t* const text = document_.text.c_str();
-  if (found != 0 && IsWholeName(text + document_[found].start + 1, path)) return found;
+  const wchar_t* const text = Doc().text.c_str();
+  if (found != 0 && IsWholeName(text + Doc()[found].start + 1, path)) return found;
   if (PathNameLength(path) < 0) return 0;
-  const bool ignoreCase = document_.IgnoresCase();
-  while (found != 0 && !NameInMarkupIs(text + document_[found].start + 1, path, ignoreCase)) {
-    found = document_[found].next;
+  const bool ignoreCase = Doc().IgnoresCase();
+  while (found != 0 && !NameInMarkupIs(text + Doc()[found].start + 1, path, ignoreCase)) {
+    found = Doc()[found].next;
   }
   return found;
 }
 
 bool Cursor::FindElement(const wchar_t* path) {
-  if (document_.elements.Capacity() == 0) return false;
+  if (Doc().elements.Capacity() == 0) return false;
   const int found = FindAmong(place_.parent, place_.main, path);
   if (found == 0) return false;
-  Set(document_[found].parent, found, 0);
+  Set(Doc()[found].parent, found, 0);
   return true;
 }
 
@@ -53,30 +53,30 @@ bool Cursor::FindChild(const wchar_t* path) {
 
 /// The address at which the node after the current one begins.
 int Cursor::NextNodeAddress() const {
-  const ElementEntry& parent = document_[place_.parent];
+  const ElementEntry& parent = Doc()[place_.parent];
   if (place_.parent != 0 && parent.IsTagOnly()) return parent.ContentEnd();
   if (IsOtherNode()) return NodeAddress() + place_.nodeLength;
-  return place_.main != 0 ? document_[place_.main].End() : parent.ContentStart();
+  return place_.main != 0 ? Doc()[place_.main].End() : parent.ContentStart();
 }
 
 int Cursor::FindNode(int types) {
-  if (document_.elements.Capacity() == 0) return CMarkup::NODE_NONE;
-  const ElementEntry& parent = document_[place_.parent];
-  ScanCursor scan = document_.ScanRange(NextNodeAddress(), parent.ContentEnd());
+  if (Doc().elements.Capacity() == 0) return CMarkup::NODE_NONE;
+  const ElementEntry& parent = Doc()[place_.parent];
+  ScanCursor scan = Doc().ScanRange(NextNodeAddress(), parent.ContentEnd());
   int last = place_.main;  // the last element passed
   ScannedNode node;
   for (;;) {
-    document_.PassGap(&scan, parent.ContentEnd());
+    Doc().PassGap(&scan, parent.ContentEnd());
     const int type = ScanNode(scan, node);
     if (type == kScanEnd) return CMarkup::NODE_NONE;
     if (type == CMarkup::NODE_ELEMENT) {
-      last = last != 0 ? document_[last].next : parent.child;
+      last = last != 0 ? Doc()[last].next : parent.child;
       if (last == 0) return CMarkup::NODE_NONE;  // the index was dropped
-      scan.next = document_[last].End();
+      scan.next = Doc()[last].End();
     }
     if (type <= CMarkup::NODE_NONE || !IncludesType(types, type)) continue;
     Set(place_.parent, last, 0);
-    if (type != CMarkup::NODE_ELEMENT) SetNode(type, document_.OffsetOf(node.start), node.length);
+    if (type != CMarkup::NODE_ELEMENT) SetNode(type, Doc().OffsetOf(node.start), node.length);
     return type;
   }
 }
@@ -89,13 +89,13 @@ bool Cursor::IntoElement() {
 
 bool Cursor::OutOfElement() {
   if (place_.parent == 0) return false;
-  Set(document_[place_.parent].parent, place_.parent, place_.main);
+  Set(Doc()[place_.parent].parent, place_.parent, place_.main);
   return true;
 }
 
 // --- Reading ---
 
-std::wstring_view Cursor::TagName() const {
+std::wstring_view PlaceReader::TagName() const {
   switch (place_.nodeType) {
     case CMarkup::NODE_NONE:
       return {};
@@ -113,39 +113,33 @@ std::wstring_view Cursor::TagName() const {
   }
 }
 
-bool Cursor::FindTag(bool ofChild, std::wstring_view* text, int* nameStart) const {
-  if (ofChild ? place_.child != 0 : IsElement()) {
-    *nameStart = document_[ofChild ? place_.child : place_.main].start + 1;
-    *text = document_.TextOfTag(*nameStart);
-    return true;
-  }
-  const bool isInstruction = place_.nodeType == CMarkup::NODE_PROCESSING_INSTRUCTION;
-  if (ofChild || !isInstruction || place_.nodeLength == 0) return false;
+TagText PlaceReader::Instruction() const {
+  if (place_.nodeType != CMarkup::NODE_PROCESSING_INSTRUCTION || place_.nodeLength == 0) return {};
   const int start = NodeAddress();
-  *text = std::wstring_view(document_.text)
-              .substr(0, static_cast<std::size_t>(start + place_.nodeLength));
-  *nameStart = start + 2;
-  return true;
+  const auto end = static_cast<std::size_t>(start + place_.nodeLength);
+  return {std::wstring_view(document_.text).substr(0, end), start + 2, start - place_.nodeOffset};
 }
 
-bool Cursor::FindAttribute(bool ofChild, std::wstring_view name, Attribute* attribute) const {
-  std::wstring_view text;
-  int nameStart;
-  return FindTag(ofChild, &text, &nameStart) &&
-         orv::FindAttribute(text, nameStart, name, document_.IgnoresCase(), attribute);
+bool PlaceReader::FindAttribute(bool ofChild, std::wstring_view name, Attribute* attribute) const {
+  const TagText tag = Tag(ofChild);
+  if (tag.nameStart < 0) return false;
+  const bool isFound =
+      orv::FindAttribute(tag.text, tag.nameStart, name, document_.IgnoresCase(), attribute);
+  attribute->nameStart -= tag.shift;
+  attribute->valueStart -= tag.shift;
+  return isFound;
 }
 
-std::wstring Cursor::AttribValue(bool ofChild, std::wstring_view name) const {
+std::wstring PlaceReader::AttribValue(bool ofChild, std::wstring_view name) const {
   Attribute attribute;
   if (!FindAttribute(ofChild, name, &attribute)) return {};
   return document_.Unescape(attribute.value);
 }
 
-bool Cursor::NthAttrib(int index, std::wstring* name, std::wstring* value) const {
-  std::wstring_view text;
-  int nameStart;
-  if (index < 0 || !FindTag(false, &text, &nameStart)) return false;
-  AttributeCursor attributes(text, nameStart);
+bool PlaceReader::NthAttrib(int index, std::wstring* name, std::wstring* value) const {
+  const TagText tag = Tag(false);
+  if (index < 0 || tag.nameStart < 0) return false;
+  AttributeCursor attributes(tag.text, tag.nameStart);
   Attribute attribute;
   while (attributes.Next(&attribute)) {
     if (attribute.name.empty() || index-- > 0) continue;
@@ -156,44 +150,36 @@ bool Cursor::NthAttrib(int index, std::wstring* name, std::wstring* value) const
   return false;
 }
 
-std::wstring Cursor::Data() const {
+std::wstring PlaceReader::Data() const {
   if (IsElement()) return document_.Data(place_.main);
-  const bool isText = (place_.nodeType & (CMarkup::NODE_TEXT | CMarkup::NODE_WHITESPACE)) != 0;
+  const bool isText = (place_.nodeType & kTextTypes) != 0;
   return isText ? document_.Unescape(NodeData()) : std::wstring(NodeData());
 }
 
-std::wstring_view Cursor::Data(std::wstring* buffer) const {
-  if (IsElement() && !NormalizesWhitespace(document_.flags)) {
-    const std::wstring_view content = document_.PlainContent(place_.main);
-    if (content.data() != nullptr) return content;
-  }
-  return *buffer = Data();
-}
-
-std::wstring_view Cursor::RawData() const {
+std::wstring_view PlaceReader::RawData() const {
   if (!IsElement()) return IsOtherNode() ? NodeData() : std::wstring_view();
   if (document_[place_.main].child != 0) return {};
   const std::wstring_view content = document_.Content(place_.main);
   return content.find(L'<') == content.npos ? content : std::wstring_view();
 }
 
-std::wstring_view Cursor::Markup() const {
+std::wstring_view PlaceReader::Markup() const {
   return IsOtherNode() ? NodeMarkup() : document_.Markup(place_.main);
 }
 
-int Cursor::Offset() const {
+int PlaceReader::Offset() const {
   if (IsOtherNode()) return place_.nodeOffset;
   return place_.main != 0 ? document_.StartOf(place_.main) : -1;
 }
 
-int Cursor::ContentOffset() const {
+int PlaceReader::ContentOffset() const {
   if (!IsElement()) return -1;
   const ElementEntry& element = document_[place_.main];
   return element.IsTagOnly() ? -1 : document_.OffsetOf(element.ContentStart());
 }
 
 /// The first of an element and its following siblings with a tag name; 0 for none.
-int Cursor::FirstNamed(int element, std::wstring_view tagName) const {
+int PlaceReader::FirstNamed(int element, std::wstring_view tagName) const {
   while (element != 0 && !document_.IsNamed(element, tagName)) element = document_[element].next;
   return element;
 }

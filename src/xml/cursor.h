@@ -10,21 +10,27 @@
 #include "xml/attributes.h"
 #include "xml/document.h"
 #include "xml/element_index.h"
+#include "xml/references.h"
 #include "xml/scanner.h"
 
 namespace orv {
 
 using detail::Place;
 
-/// Navigates a document and reads it at the current place. The public class, the configuration
-/// loader and the checker all use it. Nothing here allocates, except functions that return a
-/// `std::wstring` and those that decode into a buffer. Views are valid until the document or the
-/// buffer changes.
-class Cursor {
+/// Where attributes are read.
+struct TagText {
+  std::wstring_view text;
+  int nameStart = -1;  ///< the address of the tag name or target, negative for none
+  int shift = 0;       ///< the addresses of the attributes less their offsets
+};
+
+/// Reads a document at a place. The public class, the configuration loader and the checker all use
+/// it. Nothing here allocates, except functions that return a `std::wstring` and those that decode
+/// into a buffer. Views are valid until the document or the buffer changes.
+class PlaceReader {
  public:
-  explicit Cursor(const Document& document) : document_(document) {}
-  Cursor(const Cursor&) = delete;
-  Cursor& operator=(const Cursor&) = delete;
+  /// The place is not copied.
+  PlaceReader(const Document& document, const Place& place) : document_(document), place_(place) {}
 
   const Document& Doc() const { return document_; }
   const Place& Get() const { return place_; }
@@ -40,40 +46,18 @@ class Cursor {
   /// Whether the place is a node that is not an element.
   bool IsOtherNode() const { return place_.nodeType > CMarkup::NODE_ELEMENT; }
 
-  void Set(const Place& place) { place_ = place; }
-  void Set(int parent, int main, int child) {
-    place_ = {parent, main, child, main != 0 ? CMarkup::NODE_ELEMENT : CMarkup::NODE_NONE, 0, 0};
-  }
-  /// Makes a node the current one. It follows the main element, or is the first node of the parent.
-  void SetNode(int type, int offset, int length) {
-    place_.nodeType = type;
-    place_.nodeOffset = offset;
-    place_.nodeLength = length;
-  }
-
-  // --- Navigation: without a match the place does not change ---
-
-  /// Moves to the next element that the first name of a path matches; any element if it is empty.
-  bool FindElement(const wchar_t* path);
-  /// Moves the child position likewise.
-  bool FindChild(const wchar_t* path);
-  /// Moves to the next node of a set of types and returns its type, 0 for none.
-  int FindNode(int types);
-  bool IntoElement();
-  bool OutOfElement();
-
-  // --- Reading ---
-
   /// The tag name of the main element, or the name of another node.
   std::wstring_view TagName() const;
-  /// An attribute of the main (child) element or of a processing instruction, with addresses.
-  bool FindAttribute(bool ofChild, std::wstring_view name, Attribute* attribute) const;
-  /// The addresses of the main (child) element's attributes less their offsets.
-  int TagShift(bool ofChild) const {
-    const int element = ofChild ? place_.child : place_.main;
-    const int start = !ofChild && IsOtherNode() ? NodeAddress() : document_[element].start;
-    return start - document_.OffsetOf(start);
+  /// The tag of the main (child) element, or the processing instruction at the place.
+  TagText Tag(bool ofChild) const {
+    const int element = ofChild ? place_.child : IsElement() ? place_.main : 0;
+    if (element == 0) return ofChild ? TagText() : Instruction();
+    const int start = document_[element].start;
+    return {document_.TextOfTag(start + 1), start + 1, start - document_.OffsetOf(start)};
   }
+  /// An attribute of the main (child) element or of a processing instruction, with its offsets. If
+  /// it does not exist, `attribute` is the last attribute, if any.
+  bool FindAttribute(bool ofChild, std::wstring_view name, Attribute* attribute) const;
   /// The value of an attribute: a view of the text if nothing has to be decoded, otherwise of
   /// `*buffer`. False if there is no such attribute.
   bool Attrib(std::wstring_view name, std::wstring* buffer, std::wstring_view* value) const {
@@ -87,7 +71,9 @@ class Cursor {
   /// The attribute with an index; false, with the outputs unchanged, for none.
   bool NthAttrib(int index, std::wstring* name, std::wstring* value) const;
   /// The data of the main element or node, decoded like a value.
-  std::wstring_view Data(std::wstring* buffer) const;
+  std::wstring_view Data(std::wstring* buffer) const {
+    return IsElement() ? document_.Data(place_.main, buffer) : *buffer = Data();
+  }
   std::wstring Data() const;
   /// The data as written: a view with null data for an element whose content is more than one run
   /// of text.
@@ -95,7 +81,11 @@ class Cursor {
   /// The markup of the main element or node.
   std::wstring_view Markup() const;
 
-  // --- Walking the entries, without moving ---
+  /// The offset of the main element or node, and of the main element's content; -1 for none.
+  int Offset() const;
+  int ContentOffset() const;
+
+  // --- Walking the entries ---
 
   /// The first child with a tag name, which contains no code unit that could end it; 0 for none.
   int FirstChild(int element, std::wstring_view tagName) const {
@@ -106,29 +96,58 @@ class Cursor {
     return FirstNamed(document_[element].next, tagName);
   }
 
-  /// The offset of the main element or node, and of the main element's content; -1 for none.
-  int Offset() const;
-  int ContentOffset() const;
-  /// The text in which the attributes at the place are read, and the address of the tag name or
-  /// target. Returns false at any other kind of node, or without one.
-  bool FindTag(bool ofChild, std::wstring_view* text, int* nameStart) const;
+ protected:
+  int NodeAddress() const { return document_.AddressOf(place_.nodeOffset); }
 
  private:
-  int FindAmong(int parent, int after, const wchar_t* path) const;
+  TagText Instruction() const;
   int FirstNamed(int element, std::wstring_view tagName) const;
-  int NodeAddress() const { return document_.AddressOf(place_.nodeOffset); }
-  int NextNodeAddress() const;
   std::wstring_view NodeMarkup() const {
     return document_.Range(NodeAddress(), NodeAddress() + place_.nodeLength);
   }
   std::wstring_view NodeData() const { return orv::NodeData(place_.nodeType, NodeMarkup()); }
   std::wstring_view ValueOf(const Attribute& attribute, std::wstring* buffer) const {
     if (attribute.isPlain && !NormalizesWhitespace(document_.flags)) return attribute.value;
-    return *buffer = document_.Unescape(attribute.value);
+    UnescapeText(attribute.value, document_.flags, buffer);
+    return *buffer;
   }
 
   const Document& document_;
-  Place place_;
+  const Place& place_;
+};
+
+/// Moves a place in a document. Without a match the place does not change.
+class Cursor : public PlaceReader {
+ public:
+  Cursor(const Document& document, Place& place) : PlaceReader(document, place), place_(place) {}
+  Cursor(const Cursor&) = delete;
+  Cursor& operator=(const Cursor&) = delete;
+
+  void Set(const Place& place) { place_ = place; }
+  void Set(int parent, int main, int child) {
+    place_ = {parent, main, child, main != 0 ? CMarkup::NODE_ELEMENT : CMarkup::NODE_NONE, 0, 0};
+  }
+  /// Makes a node the current one. It follows the main element, or is the first node of the parent.
+  void SetNode(int type, int offset, int length) {
+    place_.nodeType = type;
+    place_.nodeOffset = offset;
+    place_.nodeLength = length;
+  }
+
+  /// Moves to the next element that the first name of a path matches; any element if it is empty.
+  bool FindElement(const wchar_t* path);
+  /// Moves the child position likewise.
+  bool FindChild(const wchar_t* path);
+  /// Moves to the next node of a set of types and returns its type, 0 for none.
+  int FindNode(int types);
+  bool IntoElement();
+  bool OutOfElement();
+
+ private:
+  int FindAmong(int parent, int after, const wchar_t* path) const;
+  int NextNodeAddress() const;
+
+  Place& place_;
 };
 
 /// Positions saved under names, in numbered tables.

@@ -18,12 +18,19 @@ namespace {
 /// with non-temporal stores, which is faster even though the text is then read twice.
 constexpr std::size_t kMaxTrailingCopy = (std::size_t{32} << 20) / sizeof(wchar_t);
 
-bool IsPartOf(std::wstring_view text, const std::wstring& whole) {
+}  // namespace
+
+bool IsPartOf(std::wstring_view view, const std::wstring& text) {
   const std::less<const wchar_t*> before;
-  return !before(text.data(), whole.data()) && !before(whole.data() + whole.size(), text.data());
+  return !before(view.data(), text.data()) && !before(text.data() + text.size(), view.data());
 }
 
-}  // namespace
+void ReserveUnits(std::size_t size, std::wstring* text) {
+  if (size <= text->capacity()) return;
+  text->reserve(size);
+  wchar_t* const unused = text->data() + text->size();
+  PopulatePages(unused, (size - text->size()) * sizeof(wchar_t));
+}
 
 bool Document::IsWellFormed() const {
   if ((flags & CMarkup::DOC_WRITEFILE) != 0) return true;
@@ -44,8 +51,7 @@ void Document::Clear() {
 void Document::ReserveText(std::size_t size) {
   if (size > kMaxDocument || size <= text.capacity()) return;
   std::wstring fresh;
-  fresh.reserve(size);
-  PopulatePages(fresh.data(), size * sizeof(wchar_t));
+  ReserveUnits(size, &fresh);
   text.swap(fresh);
 }
 
@@ -121,9 +127,19 @@ std::wstring_view Document::TagName(int element) const {
 }
 
 std::wstring Document::Data(int element) const {
-  if (elements[element].child != 0) return {};
-  const std::wstring_view content = Content(element);
-  return content.find(L'<') == content.npos ? Unescape(content) : MixedData(content);
+  std::wstring buffer;
+  const std::wstring_view data = Data(element, &buffer);
+  return buffer.empty() ? std::wstring(data) : std::move(buffer);
+}
+
+std::wstring_view Document::DecodedData(const ElementEntry& entry, std::wstring* buffer) const {
+  const std::wstring_view content = Range(entry.ContentStart(), entry.ContentEnd());
+  if (content.find(L'<') == content.npos) {
+    UnescapeText(content, flags, buffer);
+  } else {
+    *buffer = MixedData(content);
+  }
+  return *buffer;
 }
 
 /// The data of a content that is more than one run of text.

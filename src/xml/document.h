@@ -8,6 +8,7 @@
 #include "orv/xml/markup.h"
 #include "xml/element_index.h"
 #include "xml/names.h"
+#include "xml/references.h"
 #include "xml/scanner.h"
 #include "xml/unit_search.h"
 
@@ -20,13 +21,13 @@ inline constexpr int kMaxDocument = std::numeric_limits<int>::max();
 inline constexpr int kFileFlags =
     CMarkup::DOC_READFILE | CMarkup::DOC_WRITEFILE | CMarkup::DOC_APPENDFILE;
 
-/// Whether reading changes the white space of values and data.
-inline bool NormalizesWhitespace(int flags) {
-  return (flags & (CMarkup::DOC_TRIMWHITESPACE | CMarkup::DOC_COLLAPSEWHITESPACE)) != 0;
-}
-
 /// Whether a set of node types contains a type; 0 stands for all types.
 inline bool IncludesType(int types, int type) { return types == 0 || (types & type) != 0; }
+
+/// Whether a view is of a text, or of its end.
+bool IsPartOf(std::wstring_view view, const std::wstring& text);
+/// Makes room in a text, which keeps its content, and maps memory pages in advance.
+void ReserveUnits(std::size_t size, std::wstring* text);
 
 /// The unused part of an edited document's text, and its place in the index.
 struct EditGap {
@@ -158,18 +159,18 @@ class Document {
     const ElementEntry& entry = elements[element];
     return entry.IsTagOnly() ? std::wstring() : Copy(entry.ContentStart(), entry.ContentEnd());
   }
-  /// The content of an element that is one run of text without references. A view with null data
-  /// for any other element.
-  std::wstring_view PlainContent(int element) const {
+  /// The decoded text of an element: a view of the text if nothing has to be decoded, otherwise of
+  /// the buffer. Empty for an element that contains elements.
+  std::wstring_view Data(int element, std::wstring* buffer) const {
     const ElementEntry& entry = elements[element];
     if (entry.child != 0 || entry.IsTagOnly()) return {};
     const wchar_t* const start = text.data() + entry.ContentStart();
     const wchar_t* const contentEnd = text.data() + entry.ContentEnd();
     // The `<` of the end tag ends the search.
-    if (FindEither(start, text.data() + text.size(), L'<', L'&') != contentEnd) return {};
-    return {start, contentEnd};
+    const wchar_t* const found = FindEither(start, text.data() + text.size(), L'<', L'&');
+    if (found == contentEnd && !NormalizesWhitespace(flags)) return {start, contentEnd};
+    return DecodedData(entry, buffer);
   }
-  /// The decoded text of an element; empty for an element that contains elements.
   std::wstring Data(int element) const;
   /// A value or a text as it is read: references decoded, white space by the flags.
   std::wstring Unescape(std::wstring_view escaped) const;
@@ -180,7 +181,7 @@ class Document {
 
   // --- Editing: the index follows the text ---
 
-  /// Replaces `cut` code units at an offset. `replacement` is not a part of this document.
+  /// Replaces `cut` code units at an offset; only a replacement that is longer allocates.
   /// Afterwards the gap follows the replacement, so that the addresses before its end are offsets.
   /// The entries around and after the change are correct then; those of changed elements are
   /// adjusted by the caller, who calls `SettleGap` at the end.
@@ -193,10 +194,9 @@ class Document {
   void ReplaceStart(int cut, std::wstring_view replacement);
   /// Links an entry into its parent's children after `before`, or as the first child if that is 0.
   void Link(int parent, int before, int element);
-  /// Unlinks an entry from its siblings.
-  void Unlink(int element);
-  /// Releases an entry and its descendants.
-  void ReleaseTree(int element);
+  /// Removes an element up to the offset `end`, and releases its entry and those of its
+  /// descendants. The caller calls `SettleGap`.
+  void Remove(int element, int end);
   void ReleaseChildren(int element);
   /// The level of the children of an entry.
   std::uint32_t LevelBelow(int parent) const {
@@ -229,6 +229,7 @@ class Document {
 
  private:
   void Index(std::wstring_view newText, TrailingCopy* copy);
+  std::wstring_view DecodedData(const ElementEntry& entry, std::wstring* buffer) const;
   std::wstring MixedData(std::wstring_view content) const;
   std::wstring_view ClosedRange(int start, int end) const;
   std::wstring_view TextOfTagBeforeGap(int nameStart) const;
@@ -237,9 +238,12 @@ class Document {
     return first != 0 ? elements[first].previous : 0;
   }
   void MoveGap(int offset);
+  void OpenGap(int offset);
   void PassForward(int offset);
   void PassBackward(int offset);
   void WidenGap(int units);
+  void Unlink(int element);
+  void ReleaseTree(int element);
   void ShiftLevels(int element, int levels);
 
   IndexFaults faults_;

@@ -4,10 +4,21 @@
 #include <string>
 #include <utility>
 
+#include "platform/pages.h"
 #include "xml/attributes.h"
 #include "xml/document.h"
 
 namespace orv {
+namespace {
+
+/// Moves a number of code units; none if it is negative.
+void MoveUnits(wchar_t* to, const wchar_t* from, int count) {
+  if (count > 0 && to != from) {
+    std::char_traits<wchar_t>::move(to, from, static_cast<std::size_t>(count));
+  }
+}
+
+}  // namespace
 
 // --- The gap ---
 
@@ -17,7 +28,7 @@ const std::wstring& Document::Closed() const {
   if (closedUnits_ == size && closed_.size() == static_cast<std::size_t>(size)) return closed_;
   const auto kept = static_cast<std::size_t>(closedUnits_);
   closed_.resize(kept);
-  closed_.reserve(static_cast<std::size_t>(size));
+  ReserveUnits(static_cast<std::size_t>(size), &closed_);
   closed_.append(text, kept, static_cast<std::size_t>(gap_.start) - kept);
   closed_.append(text, static_cast<std::size_t>(gap_.End()));
   closedUnits_ = size;
@@ -51,18 +62,18 @@ void Document::PassForward(int offset) {
   const int end = offset + gap_.length;  // the first address that the move does not pass
   for (;;) {
     const int next = gap_.before != 0 ? elements[gap_.before].next : elements[gap_.parent].child;
-    if (next != 0 && elements[next].start < end) {
-      elements[next].start -= gap_.length;
-      elements[next].length += gap_.length;
+    if (ElementEntry& right = elements[next]; next != 0 && right.start < end) {
+      right.start -= gap_.length;
+      right.length += gap_.length;
       gap_.parent = next;
       gap_.before = 0;
-    } else if (gap_.parent != 0 && elements[gap_.parent].End() <= end) {
-      elements[gap_.parent].length -= gap_.length;
-      gap_.before = gap_.parent;
-      gap_.parent = elements[gap_.parent].parent;
-    } else {
-      return;
+      continue;
     }
+    ElementEntry& left = elements[gap_.parent];
+    if (gap_.parent == 0 || left.End() > end) return;
+    left.length -= gap_.length;
+    gap_.before = gap_.parent;
+    gap_.parent = left.parent;
   }
 }
 
@@ -86,37 +97,51 @@ void Document::PassBackward(int offset) {
 
 /// Moves the gap to an offset, which may be inside a tag or text during an edit.
 void Document::MoveGap(int offset) {
-  using Units = std::char_traits<wchar_t>;
   wchar_t* const units = text.data();
-  const auto distance = static_cast<std::size_t>(std::abs(offset - gap_.start));
-  if (offset >= gap_.start) {
+  if (offset > gap_.start) {
     PassForward(offset);
-    Units::move(units + gap_.start, units + gap_.End(), distance);
-  } else {
+    MoveUnits(units + gap_.start, units + gap_.End(), offset - gap_.start);
+  } else if (offset < gap_.start) {
     PassBackward(offset);
-    Units::move(units + offset + gap_.length, units + offset, distance);
+    MoveUnits(units + offset + gap_.length, units + offset, gap_.start - offset);
   }
   gap_.start = offset;
+}
+
+/// Begins to edit a text without a gap: places a gap of length 0. The search begins at the nearer
+/// end of the text.
+void Document::OpenGap(int offset) {
+  gap_ = {};
+  if (offset > Size() / 2) gap_ = {.start = Size(), .before = LastChild(0)};
+  MoveGap(offset);
+  closedUnits_ = 0;
 }
 
 /// Adds at least `units` to the gap. The number is in proportion to the text, so that moving
 /// the text and adjusting the index is rare.
 void Document::WidenGap(int units) {
   constexpr int kMinUnits = 256;
-  if (gap_.length == 0) {
-    gap_ = {.start = Size(), .before = LastChild(0)};
-    closedUnits_ = 0;
-  }
   const int end = gap_.End();
   const int size = static_cast<int>(text.size());
   const int added = std::min(std::max(units, Size() / 4 + kMinUnits), kMaxDocument - size);
   if (added < units) throw std::bad_alloc();
-  text.resize(static_cast<std::size_t>(size + added));
+  const auto newSize = static_cast<std::size_t>(size + added);
+  if (newSize <= text.capacity()) {
+    text.resize(newSize);
+    MoveUnits(text.data() + end + added, text.data() + end, size - end);
+  } else {
+    // Twice the size, so that the next times need no copy.
+    std::wstring wider;
+    wider.reserve(std::max(newSize, 2 * text.size()));
+    PopulatePages(wider.data(), newSize * sizeof(wchar_t));
+    wider.append(text, 0, static_cast<std::size_t>(end));
+    wider.append(static_cast<std::size_t>(added), L'\0');
+    wider.append(text, static_cast<std::size_t>(end));
+    text.swap(wider);
+  }
   gap_.length += added;
   elements[0].length = size + added;
   if (end == size) return;
-  wchar_t* const rest = text.data() + end;
-  std::char_traits<wchar_t>::move(rest + added, rest, static_cast<std::size_t>(size - end));
   for (int i = 1; i < elements.Count(); ++i) {
     ElementEntry& element = elements[i];
     if (element.Has(kElementDeleted) || element.End() <= end) continue;
@@ -125,12 +150,20 @@ void Document::WidenGap(int units) {
 }
 
 void Document::Splice(int offset, int cut, std::wstring_view replacement) {
+  if (IsPartOf(replacement, text)) return Splice(offset, cut, std::wstring(replacement));
   const int added = static_cast<int>(replacement.size());
-  if (gap_.length <= std::max(added - cut, 0)) WidenGap(std::max(added - cut, 0) + 1);
-  MoveGap(offset + cut);
-  gap_.start -= cut;
+  if (gap_.length == 0) OpenGap(offset + cut);
+  if (gap_.length + cut <= added) WidenGap(added - cut - gap_.length + 1);
+  if (offset + cut > gap_.start) {
+    // Only the entries pass over what is cut.
+    PassForward(offset + cut);
+    MoveUnits(text.data() + gap_.start, text.data() + gap_.End(), offset - gap_.start);
+  } else {
+    MoveGap(offset + cut);
+  }
+  gap_.start = offset;
   gap_.length += cut;
-  replacement.copy(text.data() + gap_.start, replacement.size());
+  replacement.copy(text.data() + offset, replacement.size());
   gap_.start += added;
   gap_.length -= added;
   closedUnits_ = std::min(closedUnits_, offset);
@@ -138,13 +171,13 @@ void Document::Splice(int offset, int cut, std::wstring_view replacement) {
 
 void Document::SettleGap() {
   if (gap_.length == 0) return;
+  int place = gap_.start;
   if (gap_.parent != 0) {
     const ElementEntry& parent = elements[gap_.parent];
-    MoveGap(parent.child == 0 ? OffsetOf(parent.End())
-                              : std::max(gap_.start, parent.ContentStart()));
+    place = parent.child == 0 ? OffsetOf(parent.End()) : std::max(place, parent.ContentStart());
   }
-  const std::size_t tag = text.find(L'<', static_cast<std::size_t>(gap_.End()));
-  MoveGap(tag == text.npos ? Size() : OffsetOf(static_cast<int>(tag)));
+  const std::size_t tag = text.find(L'<', static_cast<std::size_t>(place + gap_.length));
+  MoveGap(tag == text.npos ? Size() : static_cast<int>(tag) - gap_.length);
 }
 
 void Document::CloseGap() {
@@ -211,6 +244,16 @@ void Document::Unlink(int element) {
     elements[entry.next].levelFlags |= kElementFirst;
     elements[entry.next].previous = entry.previous;
   }
+}
+
+void Document::Remove(int element, int end) {
+  const int start = OffsetOf(elements[element].start);
+  // Outside, so that no entry of the element has to be adjusted.
+  if (gap_.length != 0 && start < gap_.start && gap_.start < end) MoveGap(start);
+  RemoveUnended(element);
+  Unlink(element);
+  ReleaseTree(element);
+  Splice(start, end - start, {});
 }
 
 void Document::ReleaseTree(int element) {

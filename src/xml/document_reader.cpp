@@ -23,7 +23,7 @@ class SkippedElements {
   bool IsEmpty() const { return open_.empty(); }
   bool MayMatch(std::wstring_view name) const { return counts_.MayMatch(name); }
   bool InnermostIs(std::wstring_view name) const {
-    return SameName(open_.back().name, name, ignoreCase_);
+    return ClosesElement(name, open_.back().name, ignoreCase_);
   }
 
   void Open(OpenElement element) {
@@ -47,7 +47,6 @@ class SkippedElements {
 
 namespace {
 
-constexpr int kTextTypes = CMarkup::NODE_TEXT | CMarkup::NODE_WHITESPACE;
 constexpr int kDataTypes = kTextTypes | CMarkup::NODE_CDATA_SECTION;
 constexpr int kAllTypes = 0x7F;
 
@@ -89,7 +88,8 @@ bool DocumentReader::ReadMore(int* at) {
   *at += shift;
   if (file_.CanReadAgain()) {
     DropPlaces();
-    places_.push_back({FileOffset(document_.Size()), file_.Place()});
+    places_.push_back(
+        {FileOffset(document_.Size()), std::make_shared<const StreamPlace>(file_.Place())});
   }
   // Doubling the text bounds the repeated scans of a long node by twice its length.
   file_.Read(document_.text.size(), &document_.text);
@@ -196,7 +196,7 @@ bool DocumentReader::EndsOpenElement(int tag) {
   const std::int64_t place = FileOffset(tag);
   if (place == pendingEndTag_ && pendingElement_ <= cursor_.Parent()) return true;
   for (int i = cursor_.Parent(); i != 0; i = document_[i].parent) {
-    if (!SameName(document_.TagName(i), name, document_.IgnoresCase())) continue;
+    if (!ClosesElement(name, document_.TagName(i), document_.IgnoresCase())) continue;
     pendingEndTag_ = place;
     pendingElement_ = i;
     return true;
@@ -264,7 +264,7 @@ void DocumentReader::PassEndTag(int tag, int after) {
   const std::wstring_view name = document_.NameAt(tag + 2);
   const int parent = cursor_.Parent();
   const bool isParent =
-      parent != 0 && SameName(document_.TagName(parent), name, document_.IgnoresCase());
+      parent != 0 && ClosesElement(name, document_.TagName(parent), document_.IgnoresCase());
   isParentEnded_ = isParent || EndsOpenElement(tag);
   if (!isParentEnded_) {
     ReportLoneEndTag(tag);
@@ -283,10 +283,16 @@ bool DocumentReader::IsWanted(int tag, int types, const wchar_t* path) const {
           NameInMarkupIs(document_.text.c_str() + tag + 1, path, document_.IgnoresCase()));
 }
 
+/// Makes room for the next main element, so that `AddMain` does not throw.
+void DocumentReader::ReserveMain() {
+  const auto needed = static_cast<std::size_t>(cursor_.Parent()) + 2;
+  if (needed > tags_.capacity()) tags_.reserve(2 * needed);
+  document_.elements.Reserve(1);
+}
+
 /// Makes the entry of a start tag, whose element becomes the main one.
 void DocumentReader::AddMain(const ScannedNode& node) {
   const int parent = cursor_.Parent();
-  // The tag comes first: every entry has one, even if an allocation fails.
   tags_.resize(static_cast<std::size_t>(parent) + 1);
   tags_.push_back({.start = nodeStart_, .rest = RestOf(node), .head = node.length});
   const int added = document_.elements.Add();
@@ -305,6 +311,7 @@ void DocumentReader::AddMain(const ScannedNode& node) {
 
 int DocumentReader::FindForward(int types, const wchar_t* path) {
   if (PathNameLength(path) < 0) return CMarkup::NODE_NONE;
+  ReserveMain();
   SkipContent();
   cursor_.Set(cursor_.Parent(), 0, 0);
   document_.elements.Truncate(cursor_.Parent() + 1);
@@ -388,21 +395,22 @@ std::optional<FileRange> DocumentReader::RestOf(const ScannedNode& node) const {
 bool DocumentReader::ReadRange(FileRange* range, std::wstring* text) {
   while (range->start < range->end) {
     std::wstring part;
-    TextPlace from = range->from;  // a copy: the range does not move if an allocation fails
-    if (!file_.ReadAgain(&from.place, &part)) {
+    // A copy: the range does not move if an allocation fails.
+    const auto place = std::make_shared<StreamPlace>(*range->from.place);
+    if (!file_.ReadAgain(place.get(), &part)) {
       range->start = range->end;
       return false;
     }
-    const std::int64_t partStart = from.offset;
-    from.offset += static_cast<std::int64_t>(part.size());
-    const std::int64_t end = std::min(range->end, from.offset);
+    const std::int64_t partStart = range->from.offset;
+    const std::int64_t partEnd = partStart + static_cast<std::int64_t>(part.size());
+    const std::int64_t end = std::min(range->end, partEnd);
     const bool isInRange = end > range->start;
     if (isInRange) {
       text->append(part, static_cast<std::size_t>(range->start - partStart),
                    static_cast<std::size_t>(end - range->start));
       range->start = end;
     }
-    range->from = std::move(from);
+    range->from = {partEnd, place};
     if (isInRange) return true;
   }
   return false;

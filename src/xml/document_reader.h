@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -23,10 +24,10 @@ struct OpenElement {
   std::int64_t start;  ///< of its start tag in the file
 };
 
-/// A place between two parts of a file, and its offset in the text.
+/// A place between two parts of a file, and its offset in the text. Copying it does not throw.
 struct TextPlace {
   std::int64_t offset;
-  StreamPlace place;
+  std::shared_ptr<const StreamPlace> place;
 };
 
 /// A range of the text of a file that can be read again, in parts.
@@ -103,6 +104,7 @@ class DocumentReader {
   void SkipElements(SkippedElements* open);
   void EndAtFileEnd();
   void PassEndTag(int tag, int after);
+  void ReserveMain();
   void AddMain(const ScannedNode& node);
   bool IsWanted(int tag, int types, const wchar_t* path) const;
   bool EndsOpenElement(int tag);

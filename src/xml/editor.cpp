@@ -68,13 +68,31 @@ std::wstring NodeMarkup(int type, MCD_CSTR nodeText) {
   return markup;
 }
 
-/// Appends the escaped text or CDATA section of a value.
-void AppendValue(MCD_CSTR value, int flags, std::wstring* markup) {
-  if ((flags & CMarkup::ADD_CDATA) != 0 && !value.IsEmpty()) {
-    *markup += EncodeCDataSection(value.view());
-  } else {
-    AppendEscaped(value.c_str(), flags, markup);
+/// The escaped text or CDATA section of a value: a view of the value or of `*buffer`.
+std::wstring_view ValueMarkup(MCD_CSTR value, int flags, std::wstring* buffer) {
+  const std::wstring_view text = value.view();
+  if ((flags & CMarkup::ADD_CDATA) == 0 || text.empty()) return EscapeText(text, flags, buffer);
+  return *buffer = EncodeCDataSection(text);
+}
+
+/// Finds an attribute of a tag at an address like `FindAttribute`. Returns false if the tag has an
+/// equals sign that is not before a quoted value.
+bool FindInUsualTag(const Document& document, int tag, std::wstring_view name, Attribute* attribute,
+                    bool* isFound) {
+  constexpr UnitSet kNameEnds(L" \n\t\r/>=");
+  const std::wstring_view text = document.text;
+  const wchar_t* const nameEnd =
+      FindNameEnd(text.data() + tag + 1, text.data() + text.size(), kNameEnds);
+  if (*nameEnd == L'=') return false;
+  AttributeCursor cursor(text, nameEnd);
+  Attribute next;
+  while (cursor.Next(&next)) {
+    if (next.hasValue && !IsQuote(next.value.data()[-1])) return false;
+    if (*isFound) continue;
+    *attribute = next;
+    *isFound = !next.name.empty() && SameName(next.name, name, document.IgnoresCase());
   }
+  return true;
 }
 
 /// Whether reading the attributes of a tag recognizes the same quotes as the parse did. It does not
@@ -132,7 +150,6 @@ void Editor::FinishEdit() {
 /// also have become part of a longer one.
 void Editor::CheckNode() {
   if (!cursor_.IsOtherNode()) return;
-  constexpr int kText = CMarkup::NODE_TEXT | CMarkup::NODE_WHITESPACE;
   const Place place = cursor_.Get();
   cursor_.Set(place.parent, place.main, 0);
   int found;
@@ -140,7 +157,7 @@ void Editor::CheckNode() {
     found = cursor_.FindNode(0);
   } while (found != CMarkup::NODE_NONE && found != CMarkup::NODE_ELEMENT &&
            cursor_.NodeEnd() <= place.nodeOffset);
-  const bool isText = (place.nodeType & kText) != 0 && (found & kText) != 0 &&
+  const bool isText = (place.nodeType & kTextTypes) != 0 && (found & kTextTypes) != 0 &&
                       cursor_.NodeOffset() <= place.nodeOffset;
   const bool isSame =
       isText || (found == place.nodeType && cursor_.NodeOffset() == place.nodeOffset);
@@ -342,7 +359,8 @@ bool Editor::AddElement(std::wstring_view name, MCD_CSTR value, int flags) {
   const int startTagLength = static_cast<int>(markup.size());
   int endTagLength = 0;
   if (hasValue) {
-    AppendValue(value, flags, &markup);
+    std::wstring buffer;
+    markup += ValueMarkup(value, flags, &buffer);
     endTagLength = static_cast<int>(name.size()) + 3;
     markup += L"</";
     markup += name;
@@ -385,13 +403,8 @@ bool Editor::AddSubDocument(std::wstring_view markup, int flags) {
 }
 
 void Editor::Remove(int element) {
-  const ElementEntry& entry = document_[element];
-  const int start = document_.OffsetOf(entry.start);
-  const int end = document_.OffsetOf(entry.End());
-  document_.Splice(start, end + LineBreakLength(document_, end) - start, {});
-  document_.RemoveUnended(element);
-  document_.Unlink(element);
-  document_.ReleaseTree(element);
+  const int end = document_.OffsetOf(document_[element].End());
+  document_.Remove(element, end + LineBreakLength(document_, end));
   DropReleasedPositions();
 }
 
@@ -445,9 +458,8 @@ bool Editor::SetChildData(MCD_CSTR value, int flags) {
 
 bool Editor::SetElementData(int element, MCD_CSTR value, int flags) {
   if (document_.HasFile() || !CanEdit(element)) return false;
-  std::wstring markup;
-  AppendValue(value, flags, &markup);
-  ReplaceContent(element, markup);
+  std::wstring buffer;
+  ReplaceContent(element, ValueMarkup(value, flags, &buffer));
   return true;
 }
 
@@ -474,31 +486,32 @@ bool Editor::SetContent(std::wstring_view markup) {
 
 // --- Attributes ---
 
-/// The offset at which the tag or instruction at the place can take another attribute; -1 if it
-/// cannot.
-int Editor::AttributeEnd(bool ofChild) const {
-  if (IsReading()) return -1;
+/// Finds an attribute of the tag or instruction at the place that is to be changed.
+Editor::AttributePlace Editor::FindAttribute(bool ofChild, std::wstring_view name) const {
+  AttributePlace place;
+  if (IsReading()) return place;
   if (!ofChild && cursor_.NodeType() == CMarkup::NODE_PROCESSING_INSTRUCTION) {
     const int start = document_.AddressOf(cursor_.NodeOffset());
     const bool takes = ReadsToEnd(document_, start, start + cursor_.NodeLength() - 2);
-    return takes ? cursor_.NodeEnd() - 2 : -1;
+    if (takes) place.end = cursor_.NodeEnd() - 2;
+  } else {
+    const int main = cursor_.IsElement() ? cursor_.Main() : 0;
+    const int element = ofChild ? cursor_.Child() : main;
+    if (!CanEdit(element)) return place;
+    const int end = TagClose(element);
+    const int start = document_[element].start;
+    const int shift = start - document_.OffsetOf(start);
+    if (FindInUsualTag(document_, start, name, &place.attribute, &place.isFound)) {
+      place.attribute.nameStart -= shift;
+      place.attribute.valueStart -= shift;
+      place.end = end;
+      return place;
+    }
+    if (ReadsAsParsed(document_, start, end + shift)) place.end = end;
   }
-  const int main = cursor_.IsElement() ? cursor_.Main() : 0;
-  const int element = ofChild ? cursor_.Child() : main;
-  if (!CanEdit(element)) return -1;
-  const int end = TagClose(element);
-  const int start = document_[element].start;
-  const int length = end - document_.OffsetOf(start);
-  return ReadsAsParsed(document_, start, start + length) ? end : -1;
-}
-
-/// Finds an attribute at the place like the cursor does, but with offsets instead of addresses.
-bool Editor::FindAttribute(bool ofChild, std::wstring_view name, Attribute* attribute) const {
-  const bool isFound = cursor_.FindAttribute(ofChild, name, attribute);
-  const int shift = cursor_.TagShift(ofChild);
-  attribute->nameStart -= shift;
-  attribute->valueStart -= shift;
-  return isFound;
+  place.attribute = {};
+  place.isFound = cursor_.FindAttribute(ofChild, name, &place.attribute);
+  return place;
 }
 
 /// Replaces code units within the tag or instruction at the place.
@@ -517,44 +530,52 @@ void Editor::ChangeTag(bool ofChild, int offset, int cut, std::wstring_view repl
 }
 
 bool Editor::SetAttribute(bool ofChild, std::wstring_view name, MCD_CSTR newValue) {
-  int end = AttributeEnd(ofChild);
-  if (end < 0 || name.find_first_of(L" \t\r\n/=>?<\"'") != name.npos) return false;
-  const std::wstring value = EscapeText(newValue.c_str(), CMarkup::ESC_ATTRIB);
-  Attribute attribute;
-  if (!FindAttribute(ofChild, name, &attribute)) {
+  static constexpr UnitSet kNotInNames(L" \t\r\n/=>?<\"'");
+  const auto cannotName = [](wchar_t unit) { return kNotInNames.Has(unit); };
+  if (std::any_of(name.begin(), name.end(), cannotName)) return false;
+  const AttributePlace place = FindAttribute(ofChild, name);
+  const Attribute& attribute = place.attribute;
+  int end = place.end;
+  if (end < 0) return false;
+  std::wstring buffer;
+  const std::wstring_view value = EscapeText(newValue.view(), CMarkup::ESC_ATTRIB, &buffer);
+  const auto quoted = [value] { return std::wstring(L"\"").append(value) + L"\""; };
+  if (!place.isFound) {
     if (!IsQualifiedName(name)) return false;
     // After an equals sign without a value, the new attribute would be read as that value.
     const bool dangles = attribute.hasValue && attribute.valueStart >= end;
     if (document_.At(end) == L'/' && document_.At(end - 1) == L' ') --end;
-    ChangeTag(ofChild, end, 0,
-              (dangles ? L"\"\" " : L" ") + std::wstring(name) + L"=\"" + value + L"\"");
+    ChangeTag(ofChild, end, 0, (dangles ? L"\"\" " : L" ") + std::wstring(name) + L"=" + quoted());
   } else if (!attribute.hasValue) {
-    ChangeTag(ofChild, attribute.NameEnd(), 0, L"=\"" + value + L"\"");
+    ChangeTag(ofChild, attribute.NameEnd(), 0, L"=" + quoted());
   } else {
     const int start = attribute.valueStart;
-    const bool isQuoted = IsQuote(document_.At(start - 1));
     // An unquoted value ends before the closing of the tag.
-    const int valueEnd = std::min(attribute.ValueEnd(), end);
-    ChangeTag(ofChild, start, valueEnd - start, isQuoted ? value : L"\"" + value + L"\"");
+    const int cut = std::min(attribute.ValueEnd(), end) - start;
+    if (IsQuote(document_.At(start - 1))) {
+      ChangeTag(ofChild, start, cut, value);
+    } else {
+      ChangeTag(ofChild, start, cut, quoted());
+    }
   }
   return true;
 }
 
 bool Editor::RemoveAttribute(std::wstring_view name) {
-  const int tagEnd = AttributeEnd(false);
-  Attribute attribute;
-  if (tagEnd < 0 || !FindAttribute(false, name, &attribute)) return false;
+  const AttributePlace place = FindAttribute(false, name);
+  if (place.end < 0 || !place.isFound) return false;
+  const Attribute& attribute = place.attribute;
   int start = attribute.nameStart;
   int end = attribute.NameEnd();
   if (attribute.hasValue) {
     end = attribute.ValueEnd();
     if (IsQuote(document_.At(attribute.valueStart - 1))) ++end;
   }
-  end = std::min(end, tagEnd);
+  end = std::min(end, place.end);
   while (IsWhiteSpace(document_.At(start - 1))) --start;
   // A space stays where the neighbours would join to another name or to an empty-element tag.
   const bool joins =
-      end < tagEnd ? !IsWhiteSpace(document_.At(end)) : document_.At(start - 1) == L'/';
+      end < place.end ? !IsWhiteSpace(document_.At(end)) : document_.At(start - 1) == L'/';
   ChangeTag(false, start, end - start, joins ? L" " : L"");
   return true;
 }
@@ -563,8 +584,7 @@ bool Editor::RemoveAttribute(std::wstring_view name) {
 
 bool Editor::AddNode(int type, MCD_CSTR text, int flags) {
   const bool stays = (flags & CMarkup::ADD_STAY) != 0;
-  constexpr int kInline =
-      CMarkup::NODE_TEXT | CMarkup::NODE_WHITESPACE | CMarkup::NODE_CDATA_SECTION;
+  constexpr int kInline = kTextTypes | CMarkup::NODE_CDATA_SECTION;
   if (stays || (type & kInline) != 0) flags |= CMarkup::ADD_NOLINES;
   if (type == CMarkup::NODE_ELEMENT) return AddElement(text.view(), nullptr, flags);
   std::wstring markup = NodeMarkup(type, text);

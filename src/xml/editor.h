@@ -41,6 +41,13 @@ class Editor {
     bool opensParent = false;  ///< the parent is its start tag alone
   };
 
+  /// An attribute that is to be changed, with offsets.
+  struct AttributePlace {
+    int end = -1;  ///< where the tag or instruction can take another one, negative if it cannot
+    bool isFound = false;
+    Attribute attribute;  ///< the last one if none has the name
+  };
+
   bool IsReading() const { return (document_.flags & CMarkup::DOC_READFILE) != 0; }
   bool CanEdit(int element) const;
   int TagClose(int element) const;
@@ -53,8 +60,7 @@ class Editor {
   void OpenTag(int element, std::wstring_view content);
   void FinishAdd(const InsertPlace& place, int element, int flags);
 
-  int AttributeEnd(bool ofChild) const;
-  bool FindAttribute(bool ofChild, std::wstring_view name, Attribute* attribute) const;
+  AttributePlace FindAttribute(bool ofChild, std::wstring_view name) const;
   void ChangeTag(bool ofChild, int offset, int cut, std::wstring_view replacement);
   bool SetElementData(int element, MCD_CSTR value, int flags);
   bool SetNodeData(MCD_CSTR value);

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <limits>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -71,15 +72,15 @@ bool FileStream::OpenToRead(const std::wstring& file) {
   name_ = file;
   input_.open(ToPath(file), std::ios::binary);
   if (!input_) return Fail(FileErrorText());
-  head_.resize(kStreamPart);
-  input_.read(head_.data(), static_cast<std::streamsize>(head_.size()));
+  unread_.resize(kStreamPart);
+  input_.read(unread_.data(), static_cast<std::streamsize>(unread_.size()));
   if (input_.bad()) return Fail(FileErrorText());
-  head_.resize(static_cast<std::size_t>(input_.gcount()));
-  decoder_.emplace(DetectEncoding(head_, input_.eof()));
+  unread_.resize(static_cast<std::size_t>(input_.gcount()));
+  decoder_.emplace(DetectEncoding(unread_, input_.eof()));
   std::error_code ignored;
   canReadAgain_ = std::filesystem::is_regular_file(ToPath(file), ignored);
-  length_ = head_.size();
-  head_.erase(0, decoder_->Encoding().Mark().size());
+  length_ = unread_.size();
+  unread_.erase(0, decoder_->Encoding().Mark().size());
   return true;
 }
 
@@ -105,21 +106,28 @@ bool FileStream::OpenToAppend(const std::wstring& file) {
 
 bool FileStream::Read(std::size_t bytes, std::wstring* text) {
   const std::size_t before = text->size();
-  std::string part = std::move(head_);
-  head_.clear();
   for (;;) {
-    const bool atEnd = part.empty() && !input_;
-    if (part.empty() && !atEnd) {
-      part.resize(std::max(bytes, kStreamPart));
+    const bool atEnd = unread_.empty() && !input_;
+    if (atEnd && isEnded_) return false;
+    if (unread_.empty() && !atEnd) {
+      std::string part(std::max(bytes, kStreamPart), '\0');
       input_.read(part.data(), static_cast<std::streamsize>(part.size()));
       part.resize(static_cast<std::size_t>(input_.gcount()));
       length_ += part.size();
+      unread_ = std::move(part);
     }
-    if (atEnd && isEnded_) return false;
+    // A failed allocation leaves the part for the next call.
+    try {
+      TextDecoder decoder = *decoder_;
+      decoder.Decode(unread_, atEnd, text);
+      *decoder_ = std::move(decoder);
+    } catch (const std::bad_alloc&) {
+      text->resize(before);
+      throw;
+    }
     isEnded_ = atEnd;
-    decoder_->Decode(part, atEnd, text);
+    std::string().swap(unread_);
     if (text->size() > before) return true;
-    part.clear();
   }
 }
 
@@ -139,20 +147,20 @@ bool FileStream::ReadAgain(StreamPlace* place, std::wstring* text) {
 }
 
 bool FileStream::Write(const std::wstring& text, std::size_t length, int docFlags) {
-  std::string bytes;
-  if (!encoder_) {
-    encoder_.emplace(EncodingFor(text, docFlags));
-    bytes = encoder_->Encoding().Mark();
-  }
-  return Encode(std::wstring_view(text).substr(0, length), false, docFlags, &bytes) &&
-         PutBytes(bytes);
+  if (!encoder_) encoder_.emplace(EncodingFor(text, docFlags));
+  return WriteEncoded(std::wstring_view(text).substr(0, length), false, docFlags);
 }
 
-/// Appends the bytes of the next text; false if it must not be written.
-bool FileStream::Encode(std::wstring_view text, bool isLast, int docFlags, std::string* bytes) {
-  encoder_->Encode(text, isLast, bytes);
-  std::wstring obstacle = WhyNotWritten(*encoder_, {}, docFlags);
-  return obstacle.empty() || Fail(std::move(obstacle));
+/// Writes the next text, unless the encoding prevents it. A failed allocation writes nothing.
+bool FileStream::WriteEncoded(std::wstring_view text, bool isLast, int docFlags) {
+  TextEncoder encoder = *encoder_;
+  std::string bytes;
+  if (length_ == 0) bytes = encoder.Encoding().Mark();
+  encoder.Encode(text, isLast, &bytes);
+  std::wstring obstacle = WhyNotWritten(encoder, {}, docFlags);
+  *encoder_ = std::move(encoder);
+  if (!obstacle.empty()) return Fail(std::move(obstacle));
+  return PutBytes(bytes);
 }
 
 /// Keeps the reason of the first failure; returns false.
@@ -174,8 +182,7 @@ bool FileStream::Flush() { return written_.IsOpen() || appended_.flush() || Fail
 
 bool FileStream::Finish(int docFlags) {
   if (!encoder_ && !Write({}, 0, docFlags)) return false;
-  std::string bytes;
-  if (!Encode({}, true, docFlags, &bytes) || !PutBytes(bytes)) return false;
+  if (!WriteEncoded({}, true, docFlags)) return false;
   return written_.IsOpen() ? written_.Commit() || Fail(FileErrorText()) : Flush();
 }
 

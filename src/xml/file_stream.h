@@ -39,7 +39,7 @@ class FileStream {
   /// Whether `ReadAgain` works: only regular files can be read twice.
   bool CanReadAgain() const { return canReadAgain_; }
   /// Where the next `Read` begins.
-  StreamPlace Place() const { return {length_ - head_.size(), *decoder_}; }
+  StreamPlace Place() const { return {length_ - unread_.size(), *decoder_}; }
   /// Appends the text of the part at a place, which moves past it; false at the end of the file.
   /// Has no effect on `Read`.
   bool ReadAgain(StreamPlace* place, std::wstring* text);
@@ -65,7 +65,7 @@ class FileStream {
   const TextEncoding& ReadEncoding() const { return decoder_->Encoding(); }
 
  private:
-  bool Encode(std::wstring_view text, bool isLast, int docFlags, std::string* bytes);
+  bool WriteEncoded(std::wstring_view text, bool isLast, int docFlags);
   bool PutBytes(std::string_view bytes);
   bool Fail(std::wstring reason);
 
@@ -75,7 +75,7 @@ class FileStream {
   NewFile written_;
   std::optional<TextDecoder> decoder_;
   std::optional<TextEncoder> encoder_;
-  std::string head_;          ///< bytes read to find the encoding
+  std::string unread_;        ///< bytes that were not decoded yet
   std::uint64_t length_ = 0;  ///< bytes read or written
   bool canReadAgain_ = false;
   bool isEnded_ = false;  ///< the last bytes have been decoded

@@ -58,7 +58,8 @@ struct MarkupState {
   std::optional<TextPosition> ErrorPosition() const;
 
   Document document;
-  Cursor cursor{document};
+  Place place;
+  Cursor cursor{document, place};
   SavedPositions saved;
   std::unique_ptr<DocumentReader> reader;
   std::unique_ptr<DocumentWriter> writer;

@@ -166,4 +166,13 @@ inline bool SameName(std::wstring_view a, std::wstring_view b, bool ignoreCase) 
                                   CommonPrefix(a, b.data(), ignoreCase) == a.size());
 }
 
+/// Whether an end tag closes an open element. Kept for compatibility: it also does if the open name
+/// continues with what ends a name in a path.
+inline bool ClosesElement(std::wstring_view endTagName, std::wstring_view openName,
+                          bool ignoreCase) {
+  const std::size_t size = endTagName.size();
+  return size <= openName.size() && SameName(endTagName, openName.substr(0, size), ignoreCase) &&
+         (size == openName.size() || EndsPathName(openName[size]));
+}
+
 }  // namespace orv

@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 #include "orv/xml/markup.h"
 #include "xml/characters.h"
 #include "xml/name_tables.h"
 #include "xml/names.h"
+#include "xml/unit_search.h"
 
 namespace orv {
 namespace {
@@ -47,10 +49,9 @@ Reference ReadReference(std::wstring_view text) {
   }
   const std::wstring_view view(name, length);
   Reference reference{.length = length + 2};
-  if (view.starts_with(L"#x")) {
-    reference.code = DecodeNumber(view.substr(2), 16);
-  } else if (view.starts_with(L"#")) {
-    reference.code = DecodeNumber(view.substr(1), 10);
+  if (view.starts_with(L'#')) {
+    const bool isHex = length > 1 && name[1] == L'x';
+    reference.code = DecodeNumber(view.substr(isHex ? 2 : 1), isHex ? 16 : 10);
   } else {
     reference.code = FindEntity(view);
   }
@@ -94,81 +95,117 @@ std::wstring_view EntityFor(wchar_t unit) {
   }
 }
 
-/// Appends the first code unit of a text, or the character of the reference there. Returns the
-/// length of what was read.
-std::size_t AppendDecoded(std::wstring_view text, std::wstring* result) {
+/// Whether a reference at the start of a text may continue in the next one.
+bool MayBeCut(std::wstring_view text, bool isLast) {
+  return !isLast && text.size() < kMaxReferenceName + 2;
+}
+
+/// Decodes the first code unit of a text, or the reference there, to `*out`, which moves. Returns
+/// the length of what was read, which is not less than what was written.
+std::size_t DecodeFirst(std::wstring_view text, wchar_t** out) {
   const Reference reference = text[0] == L'&' ? ReadReference(text) : Reference{};
   if (reference.code < 0) {
-    *result += text[0];
+    *(*out)++ = text[0];
     return 1;
   }
-  AppendCharUtf16(reference.code, result);
+  int written = 0;
+  EncodeCharUtf16(reference.code, *out, &written);
+  *out += written;
   return reference.length;
+}
+
+/// Decodes a text, and replaces what follows the first `kept` code units of the result by it.
+/// Returns the number of code units that were read.
+std::size_t DecodeTo(std::wstring_view text, bool isLast, std::size_t kept, std::wstring* result) {
+  result->resize(kept + text.size());
+  wchar_t* out = result->data() + kept;
+  const wchar_t* at = text.data();
+  const wchar_t* const end = at + text.size();
+  for (;;) {
+    const wchar_t* const run = at;
+    at = FindEither(at, end, L'&', L'&');
+    out = std::copy(run, at, out);
+    const std::wstring_view rest(at, end);
+    if (rest.empty() || MayBeCut(rest, isLast)) break;
+    at += DecodeFirst(rest, &out);
+  }
+  result->resize(static_cast<std::size_t>(out - result->data()));
+  return static_cast<std::size_t>(at - text.data());
 }
 
 }  // namespace
 
 TextUnescaper::TextUnescaper(int flags)
     : collapses_((flags & CMarkup::DOC_COLLAPSEWHITESPACE) != 0),
-      trims_(collapses_ || (flags & CMarkup::DOC_TRIMWHITESPACE) != 0) {}
+      trims_(NormalizesWhitespace(flags)) {}
 
 std::size_t TextUnescaper::Append(std::wstring_view text, bool isLast, std::wstring* result) {
+  return trims_ ? AppendTrimmed(text, isLast, result)
+                : DecodeTo(text, isLast, result->size(), result);
+}
+
+std::size_t TextUnescaper::AppendTrimmed(std::wstring_view text, bool isLast,
+                                         std::wstring* result) {
   const std::size_t size = text.size();
   while (!text.empty()) {
-    if (const std::size_t run = trims_ ? 0 : text.find(L'&'); run != 0) {
-      *result += text.substr(0, run);
-      text.remove_prefix(std::min(run, text.size()));
-      continue;
-    }
-    if (trims_ && IsWhiteSpace(text[0])) {
+    if (IsWhiteSpace(text[0])) {
       const bool isInRun = collapses_ && !white_.empty();
       if (hasSolid_ && !isInRun) white_ += collapses_ ? L' ' : text[0];
       text.remove_prefix(1);
       continue;
     }
-    if (!isLast && text[0] == L'&' && text.size() < kMaxReferenceName + 2) break;
-    if (!white_.empty()) {
-      *result += white_;
-      white_.clear();
-    }
-    text.remove_prefix(AppendDecoded(text, result));
+    if (text[0] == L'&' && MayBeCut(text, isLast)) break;
+    *result += white_;
+    white_.clear();
+    wchar_t units[2];
+    wchar_t* out = units;
+    text.remove_prefix(DecodeFirst(text, &out));
+    result->append(units, out);
     hasSolid_ = true;
   }
   return size - text.size();
 }
 
 std::wstring UnescapeText(std::wstring_view text, int flags) {
-  constexpr int kWhiteSpaceFlags = CMarkup::DOC_TRIMWHITESPACE | CMarkup::DOC_COLLAPSEWHITESPACE;
-  if ((flags & kWhiteSpaceFlags) == 0 && text.find(L'&') == text.npos) return std::wstring(text);
   std::wstring result;
-  result.reserve(text.size());
-  TextUnescaper(flags).Append(text, true, &result);
+  UnescapeText(text, flags, &result);
   return result;
 }
 
-void AppendEscaped(const wchar_t* text, int flags, std::wstring* result) {
+void UnescapeText(std::wstring_view text, int flags, std::wstring* buffer) {
+  if (!NormalizesWhitespace(flags)) {
+    DecodeTo(text, true, 0, buffer);
+    return;
+  }
+  buffer->clear();
+  TextUnescaper(flags).Append(text, true, buffer);
+}
+
+std::wstring_view EscapeText(std::wstring_view text, int flags, std::wstring* buffer) {
   const bool keepsReferences = (flags & CMarkup::ADD_KEEPREFS) != 0;
   const UnitSet& special = (flags & CMarkup::ESC_ATTRIB) != 0 ? kSpecialInAttributes : kSpecial;
-  for (;;) {
-    const wchar_t* const run = text;
-    while (!special.Has(*text)) ++text;
-    result->append(run, text);
-    if (*text == 0) return;
-    if (const std::size_t length = keepsReferences ? ReferenceLength(text) : 0; length > 0) {
-      result->append(text, length);
-      text += length;
+  const wchar_t* at = text.data();
+  const wchar_t* run = at;
+  for (;; run = at) {
+    while (!special.Has(*at)) ++at;
+    if (*at == 0) break;
+    if (buffer->empty()) buffer->reserve(text.size() + text.size() / 10 + 7);
+    buffer->append(run, at);
+    if (const std::size_t length = keepsReferences ? ReferenceLength(at) : 0; length > 0) {
+      buffer->append(at, length);
+      at += length;
     } else {
-      *result += EntityFor(*text++);
+      *buffer += EntityFor(*at++);
     }
   }
+  if (buffer->empty()) return text;
+  return buffer->append(run, at);
 }
 
 std::wstring EscapeText(const wchar_t* text, int flags) {
-  std::wstring result;
-  const std::size_t size = std::char_traits<wchar_t>::length(text);
-  result.reserve(size + size / 10 + 7);
-  AppendEscaped(text, flags, &result);
-  return result;
+  std::wstring buffer;
+  const std::wstring_view escaped = EscapeText(std::wstring_view(text), flags, &buffer);
+  return buffer.empty() ? std::wstring(escaped) : std::move(buffer);
 }
 
 std::wstring EncodeCDataSection(std::wstring_view text) {

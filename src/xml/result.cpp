@@ -111,7 +111,8 @@ void AddResult(std::wstring& result, const wchar_t* name, const wchar_t* value, 
 int ErrorOffset(const std::wstring& result) {
   Document entries;
   ParseResult(result, &entries);
-  Cursor entry(entries);
+  Place place;
+  Cursor entry(entries, place);
   while (entry.FindElement(L"")) {
     if (FindText(kParseEntries, entry.TagName()).empty()) continue;
     std::wstring buffer;
@@ -124,7 +125,8 @@ int ErrorOffset(const std::wstring& result) {
 std::wstring ResultText(const std::wstring& result) {
   Document entries;
   ParseResult(result, &entries);
-  Cursor entry(entries);
+  Place place;
+  Cursor entry(entries, place);
   std::wstring words;
   bool hasError = false;
   while (entry.FindElement(L"")) {

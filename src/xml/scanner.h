@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "orv/xml/markup.h"
 #include "xml/names.h"
 
 /// The node scanner: splits a text into nodes, one for each call.
@@ -17,6 +18,9 @@ enum ScanResult : int {
   kScanError = -1,
   kScanEnd = -2,
 };
+
+/// Text is a node of one of two types.
+inline constexpr int kTextTypes = CMarkup::NODE_TEXT | CMarkup::NODE_WHITESPACE;
 
 /// The scanner's cursor over a text.
 struct ScanCursor {
