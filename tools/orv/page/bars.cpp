@@ -279,7 +279,7 @@ void AddCodes(const Dots& grey, bool isTurned, std::vector<BarCode>* codes) {
 
 }  // namespace
 
-Dots GreyOf(Bitmap* page) {
+Dots GreyDotsOf(Bitmap* page) {
   return DotsOf(page, [](const unsigned char* pixel) {
     return static_cast<std::uint8_t>(
         ColorExtensions::CalculateGrayValue(pixel[2], pixel[1], pixel[0]));

@@ -34,7 +34,7 @@ Dots DotsOf(Bitmap* page, const Value& valueOf) {
 }
 
 /// The grey values of a page, truncated.
-Dots GreyOf(Bitmap* page);
+Dots GreyDotsOf(Bitmap* page);
 /// The same dots with rows and columns exchanged.
 Dots Transposed(const Dots& dots);
 

@@ -257,7 +257,7 @@ double Legibility::Loss() const {
 }
 
 Legibility MeasureLegibility(Bitmap* source, Bitmap* plane) {
-  const Dots grey = GreyOf(source);
+  const Dots grey = GreyDotsOf(source);
   const Dots ink = DotsOf(plane, [](const unsigned char* pixel) {
     return static_cast<std::uint8_t>(IsWhite(pixel) ? 0 : 1);
   });
