@@ -586,6 +586,31 @@ TEST(SplitImage, ReadsNoMaskRowOutsideTheMask) {
   }
 }
 
+TEST(SplitImage, MasksBottomUpBackgrounds) {
+  const auto isInk = [](int x, int y) { return x * y % 3 == 0; };
+  for (const int stride : {64, -64}) {
+    StridedBitmap mask(21, 9, stride, PixelFormat24bppRGB, test::Edge::kEnd);
+    StridedBitmap background(21, 9, stride, PixelFormat24bppRGB, test::Edge::kEnd);
+    Paint(&mask.bitmap, [&](int x, int y) { return isInk(x, y) ? 0x404040u : 0xFFFFFFu; });
+    Paint(&background.bitmap, [](int, int) { return 0u; });
+    {
+      const LockedBits from(&mask.bitmap, ImageLockModeRead, PixelFormat24bppRGB);
+      const LockedBits to(&background.bitmap, ImageLockModeRead | ImageLockModeWrite,
+                          PixelFormat24bppRGB);
+      PixelPlane plane = PlaneOf(*to.data());
+      const PixelPlane rows = MaskRowsFor(*from.data(), plane);
+      plane.height = rows.height;
+      ActiveImagingKernels().whiten(plane, rows);
+    }
+    const auto pixels = Pixels(&background.bitmap);
+    for (int i = 0; i < 21 * 9; ++i) {
+      EXPECT_EQ(pixels[static_cast<std::size_t>(i)],
+                isInk(i % 21, i / 21) ? 0xFFFFFFFFu : 0xFF000000u)
+          << stride << ' ' << i;
+    }
+  }
+}
+
 /// A page in one bit, the limits of its ink, and the result of each method.
 std::vector<std::uint32_t> ResultsOf(Bitmap* page, Bitmap* bits) {
   const Picture picture = [](int x, int y) {

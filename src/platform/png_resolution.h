@@ -7,6 +7,9 @@
 
 namespace orv {
 
+/// The length of an inch.
+inline constexpr double kMetresPerInch = 0.0254;
+
 /// The resolution stored in a PNG file, in dots per metre.
 struct PngResolution {
   std::uint32_t x = 0;

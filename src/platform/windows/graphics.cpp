@@ -83,15 +83,14 @@ std::optional<PngResolution> ReadPngResolution(const wchar_t* path) {
   Bitmap file(path);
   if (file.GetLastStatus() != Ok) return {};
   // GDI+ converts what the file stores to dots per inch, in single precision.
-  constexpr double kInch = 0.0254;
   return PngResolution{
-      static_cast<std::uint32_t>(std::lround(file.GetHorizontalResolution() / kInch)),
-      static_cast<std::uint32_t>(std::lround(file.GetVerticalResolution() / kInch))};
+      static_cast<std::uint32_t>(std::lround(file.GetHorizontalResolution() / kMetresPerInch)),
+      static_cast<std::uint32_t>(std::lround(file.GetVerticalResolution() / kMetresPerInch))};
 }
 
 Status SavePngWithResolution(Bitmap* bitmap, const wchar_t* path, const PngResolution& resolution) {
   // A quarter of a dot more, because the encoder may cut off the number of dots per metre.
-  constexpr float kInch = 0.0254f;
+  constexpr auto kInch = static_cast<float>(kMetresPerInch);
   const Status status = bitmap->SetResolution((static_cast<float>(resolution.x) + 0.25f) * kInch,
                                               (static_cast<float>(resolution.y) + 0.25f) * kInch);
   return status == Ok ? SavePng(bitmap, path) : status;

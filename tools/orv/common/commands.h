@@ -28,6 +28,7 @@ void AddRecordWriters(CLI::App* group);
 /// `orv page preview`, `compare-methods` and `legibility`, in the group `page`.
 void AddPagePreviewCommand(CLI::App* group);
 void AddPageMethodsCommand(CLI::App* group);
+void AddPageExplainCommand(CLI::App* group);
 void AddPageLegibilityCommand(CLI::App* group);
 
 /// Hidden commands: `orv help`, the interface for shell completion, and the manual page generator.

@@ -11,11 +11,12 @@
 namespace orv::tool {
 namespace {
 
-constexpr double kMinEdge = 20;       ///< the least difference of grey values at an edge
-constexpr int kMinLength = 12;        ///< of a bar, in dots
-constexpr int kMaxBarWidth = 96;      ///< in dots; wider runs are areas
-constexpr std::size_t kMinBars = 9;   ///< of the shortest symbols
-constexpr double kMinOverlap = 0.65;  ///< of the lengths of adjacent bars: some codes have long ones
+constexpr double kMinEdge = 20;      ///< the least difference of grey values at an edge
+constexpr int kMinLength = 12;       ///< of a bar, in dots
+constexpr int kMaxBarWidth = 96;     ///< in dots; wider runs are areas
+constexpr std::size_t kMinBars = 9;  ///< of the shortest symbols
+constexpr double kMinOverlap =
+    0.65;  ///< of the lengths of adjacent bars: some codes have long ones
 
 /// The middle of a stretch where the values along a line are extreme.
 struct Extreme {
@@ -188,8 +189,8 @@ std::vector<Group> GroupBars(const std::vector<FollowedBar>& bars) {
     if (taker != open.end()) {
       taker->Add(bar);
     } else {
-      open.push_back({{bar.bar}, bar.firstLine, bar.endLine, bar.Length(),
-                      bar.bar.end - bar.bar.start});
+      open.push_back(
+          {{bar.bar}, bar.firstLine, bar.endLine, bar.Length(), bar.bar.end - bar.bar.start});
     }
   }
   std::move(open.begin(), open.end(), std::back_inserter(groups));

@@ -59,18 +59,16 @@ std::wstring Explain(Status status, const std::wstring& path, const std::wstring
   }
 }
 
-constexpr double kInch = 0.0254;  ///< in metres
-
 std::uint32_t ToPerMetre(double dpi) {
-  return static_cast<std::uint32_t>(std::lround(dpi / kInch));
+  return static_cast<std::uint32_t>(std::lround(dpi / kMetresPerInch));
 }
 
 /// A whole number of dots per inch if the file's whole number of dots per metre may mean that.
 /// Writers round it or cut it off.
 double ToDpi(std::uint32_t perMetre) {
-  const double dpi = std::round(perMetre * kInch);
+  const double dpi = std::round(perMetre * kMetresPerInch);
   const std::uint32_t rounded = ToPerMetre(dpi);
-  return perMetre == rounded || perMetre + 1 == rounded ? dpi : perMetre * kInch;
+  return perMetre == rounded || perMetre + 1 == rounded ? dpi : perMetre * kMetresPerInch;
 }
 
 /// A 24-bit copy of a 32-bit page with alpha, blended onto white.
@@ -157,17 +155,21 @@ std::string PngOf(Bitmap* page, const std::optional<Resolution>& resolution) {
   return bytes;
 }
 
+void RefuseInputs(const std::vector<std::wstring>& inputs, const std::wstring& output) {
+  for (const std::wstring& input : inputs) {
+    if (!input.empty() && input != kStandardStream && IsSamePlace(input, output)) {
+      Fail(kUsage, L"the output would replace the input: " + output);
+    }
+  }
+}
+
 void PageFiles::Add(Bitmap* page, const std::wstring& path) {
   for (const OutputFile& earlier : files_) {
     if (IsSamePlace(earlier.path(), path)) {
       Fail(kUsage, L"two outputs have the same file: " + path);
     }
   }
-  for (const std::wstring& input : inputs_) {
-    if (input != kStandardStream && IsSamePlace(input, path)) {
-      Fail(kUsage, L"the output would replace the input: " + path);
-    }
-  }
+  RefuseInputs(inputs_, path);
   if (!files_.emplace_back(path).Write(PngOf(page, resolution_))) {
     Fail(kUnreadable, L"cannot write " + PathName(path));
   }

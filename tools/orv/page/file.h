@@ -22,6 +22,9 @@ PagePointer LoadPage(const std::wstring& path, std::optional<Resolution>* stored
 /// Encodes a page as PNG, with its resolution if that is known; ends the command on failure.
 std::string PngOf(Bitmap* page, const std::optional<Resolution>& resolution);
 
+/// Ends the command if an output file is one of the inputs; empty inputs are ignored.
+void RefuseInputs(const std::vector<std::wstring>& inputs, const std::wstring& output);
+
 /// The files that a command writes: all of them, or none if one cannot be written. A failure ends
 /// the command.
 class PageFiles {

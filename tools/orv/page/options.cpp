@@ -25,7 +25,7 @@ std::optional<double> ParsePixels(std::string_view text, double dpi) {
 }
 
 /// The sources of a resolution, in the order of `DpiSource`, as text and JSON have them.
-constexpr const wchar_t* kDpiSources[] = {L"--dpi", L"file", L"printer", L"default"};
+constexpr const wchar_t* kDpiSources[] = {L"--dpi", L"file", L"printer", L"default", L"--to-dpi"};
 
 /// A whole number of dots per inch, or two with an x between them.
 std::optional<Resolution> ParseDpi(const std::string& text) {
@@ -52,19 +52,23 @@ void AddPageOptions(CLI::App* command, PageOptions* options, const char* input,
   AddJsonFlag(command, &options->json);
 }
 
-CLI::Option* AddDpiOption(CLI::App* command, Resolution* dpi) {
+CLI::Option* AddResolutionOption(CLI::App* command, const char* name, Resolution* dpi,
+                                 const std::string& meaning) {
   return command
       ->add_option_function<std::string>(
-          "--dpi", [dpi](const std::string& text) { *dpi = ParseDpi(text).value_or(Resolution()); },
-          "Dots per inch of the print head, for lengths, 1 to 100000; 203x300 if they differ along "
-          "rows and columns")
+          name, [dpi](const std::string& text) { *dpi = ParseDpi(text).value_or(Resolution()); },
+          meaning + ", 1 to 100000; 203x300 if they differ along rows and columns")
       ->check(CLI::Validator(
           [](std::string& text) {
             return ParseDpi(text) ? std::string()
                                   : "not a resolution such as 203 or 203x300: " + text;
           },
           ""))
-      ->type_name("N")
+      ->type_name("N");
+}
+
+CLI::Option* AddDpiOption(CLI::App* command, Resolution* dpi) {
+  return AddResolutionOption(command, "--dpi", dpi, "Dots per inch of the print head, for lengths")
       ->default_str("that of the image, or 203");
 }
 
@@ -94,26 +98,6 @@ PagePointer LoadInput(PageOptions* options, const std::optional<Resolution>& pri
                                 : DpiSource::kDefault;
   options->dpi = printer.value_or(stored.value_or(Resolution{kCommonDpi, kCommonDpi}));
   return page;
-}
-
-eBitmapDitherer DitherOptions::Method() const {
-  const DitherMethod& known =
-      *std::find_if(std::begin(kDitherMethods), std::end(kDitherMethods),
-                    [&](const DitherMethod& method) { return method.name == name; });
-  if (!known.hasThreshold && thresholdOption != nullptr && thresholdOption->count() > 0) {
-    Fail(kUsage, L"--threshold has no effect with --method " + ToWide(name));
-  }
-  return known.method;
-}
-
-void AddDitherOptions(CLI::App* command, DitherOptions* options) {
-  std::vector<std::string> names;
-  for (const DitherMethod& method : kDitherMethods) names.push_back(method.name);
-  CLI::Option* method =
-      command->add_option("--method", options->name,
-                          "none, floyd-steinberg, sierra-lite, matrix4, matrix8 or matrix16");
-  AllowWords(method, std::move(names), "METHOD")->capture_default_str();
-  options->thresholdOption = AddThresholdOption(command, &options->threshold);
 }
 
 CLI::Option* AddThresholdOption(CLI::App* command, int* threshold) {

@@ -18,7 +18,7 @@
 namespace orv::tool {
 
 /// The source of a page's resolution.
-enum class DpiSource { kOption, kFile, kPrinter, kDefault };
+enum class DpiSource { kOption, kFile, kPrinter, kDefault, kTarget };
 
 /// A number of columns or of rows, and its length.
 struct Span {
@@ -52,14 +52,18 @@ std::wstring LengthsText(const Span& one, const wchar_t* between, const Span& ot
 void AddPageOptions(CLI::App* command, PageOptions* options, const char* input = "IN",
                     const char* meaning = "The page, a PNG image");
 
-/// `--dpi N`, or `--dpi XxY` for pixels that are not square.
+/// An option for a resolution: N, or XxY for pixels that are not square.
+CLI::Option* AddResolutionOption(CLI::App* command, const char* name, Resolution* dpi,
+                                 const std::string& meaning);
+/// `--dpi N`.
 CLI::Option* AddDpiOption(CLI::App* command, Resolution* dpi);
 
 /// Loads the page. Without --dpi also sets the resolution: the printer's if it is known, else that
 /// of the file, or 203.
 PagePointer LoadInput(PageOptions* options, const std::optional<Resolution>& printer = {});
 
-/// The dithering methods in the order of their numbers; the first one does not change a page.
+/// The library's dithering methods in the order of their numbers; the first one does not change a
+/// page.
 struct DitherMethod {
   const char* name;
   eBitmapDitherer method;
@@ -74,16 +78,6 @@ inline constexpr DitherMethod kDitherMethods[] = {
     {"matrix16", eBitmapDithererMatrix16, false},
 };
 
-struct DitherOptions {
-  std::string name = "floyd-steinberg";
-  int threshold = 128;
-  const CLI::Option* thresholdOption = nullptr;
-
-  /// Ends the command if --threshold is given and the method has none.
-  eBitmapDitherer Method() const;
-};
-
-void AddDitherOptions(CLI::App* command, DitherOptions* options);
 CLI::Option* AddThresholdOption(CLI::App* command, int* threshold);
 /// The largest distance from the highlight colour that belongs to the highlight.
 void AddToleranceOption(CLI::App* command, double* tolerance);

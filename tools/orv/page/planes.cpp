@@ -4,21 +4,54 @@
 #include <bit>
 #include <cstddef>
 #include <cstring>
+#include <optional>
+#include <utility>
 
 #include "orv/imaging/bitmap_helper.h"
 #include "orv/platform/types.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/page/min_dots.h"
+#include "tools/orv/page/trap.h"
 
 namespace orv::tool {
 
-Planes SplitPage(Bitmap* page, Color colour, double tolerance, const DitherOptions& dither) {
+namespace {
+
+Planes LibrarySplit(Bitmap* page, Color colour, double tolerance, eBitmapDitherer method,
+                    int threshold) {
   Bitmap* background = nullptr;
   Bitmap* highlight = nullptr;
-  const int isSplit = BitmapHelper::SplitImage(page, colour, tolerance, dither.Method(),
-                                               dither.threshold, &background, &highlight);
+  const int isSplit =
+      BitmapHelper::SplitImage(page, colour, tolerance, method, threshold, &background, &highlight);
   Planes planes = {PagePointer(background), PagePointer(highlight)};
   if (!isSplit) Fail(kUnreadable, L"not enough memory to split the page");
   return planes;
+}
+
+}  // namespace
+
+Planes SplitPage(Bitmap* page, Color colour, double tolerance, const DitherOptions& dither,
+                 int overlap) {
+  const std::optional<eBitmapDitherer> plain = dither.Plain();
+  if (plain && overlap == 0) {
+    return LibrarySplit(page, colour, tolerance, *plain, dither.threshold);
+  }
+  // The same steps as the library's. Its highlight is not dithered yet.
+  PagePointer grey = LibrarySplit(page, colour, tolerance, eBitmapDithererNone, 0).highlight;
+  PagePointer background = Dithered(page, dither, Color(0xFF000000));
+  {
+    const PagePixels highlight(grey.get());
+    const PagePixels black(background.get());
+    ForEachPixel(black, [&](unsigned char* pixel, int x, int y) {
+      if (!IsWhite(highlight.Row(y) + std::ptrdiff_t{3} * x))
+        std::fill_n(pixel, 3, static_cast<unsigned char>(255));
+    });
+    // White places may have cut clusters of ink.
+    if (dither.minDots > 1) RemoveSmallClusters(black, dither.minDots, {0, 0, 0});
+    if (overlap > 0) SpreadUnder(highlight, black, overlap);
+  }
+  PagePointer highlight = Dithered(grey.get(), dither, colour);
+  return {std::move(background), std::move(highlight)};
 }
 
 PagePointer PreviewOf(const Planes& planes) {

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "orv/platform/graphics.h"
-#include "tools/orv/page/options.h"
+#include "tools/orv/page/halftone.h"
 #include "tools/orv/page/pixels.h"
 
 /// The planes of a page for a printer with two print heads.
@@ -16,8 +16,10 @@ struct Planes {
   PagePointer highlight;
 };
 
-/// Splits a page; ends the command if there is not enough memory.
-Planes SplitPage(Bitmap* page, Color colour, double tolerance, const DitherOptions& dither);
+/// Splits a page; the highlight reaches `overlap` dots under black ink. Ends the command if there
+/// is not enough memory.
+Planes SplitPage(Bitmap* page, Color colour, double tolerance, const DitherOptions& dither,
+                 int overlap = 0);
 
 /// Combines two 24-bit planes as they print: one ink over the other on white paper.
 PagePointer PreviewOf(const Planes& planes);

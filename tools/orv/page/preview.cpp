@@ -3,7 +3,6 @@
 #include <utility>
 #include <vector>
 
-#include "orv/imaging/bitmap_rasterizer.h"
 #include "orv/platform/graphics.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/lengths.h"
@@ -11,6 +10,8 @@
 #include "tools/orv/common/output.h"
 #include "tools/orv/page/canvas.h"
 #include "tools/orv/page/file.h"
+#include "tools/orv/page/fit.h"
+#include "tools/orv/page/halftone.h"
 #include "tools/orv/page/legibility.h"
 #include "tools/orv/page/options.h"
 #include "tools/orv/page/pixels.h"
@@ -71,8 +72,10 @@ PagePointer PartOf(Bitmap* page, const PageArea& area) {
 }
 
 /// Draws a part of a page as every method makes it, with captions.
-Canvas DrawMethods(Bitmap* page, const PageArea& area, int zoom, int threshold,
+Canvas DrawMethods(Bitmap* page, const PageArea& area, int zoom, DitherOptions options,
                    const Color& colour) {
+  const std::vector<std::string> names = MethodNames();
+  const int count = static_cast<int>(names.size());
   constexpr int kColumns = 3;
   constexpr int kGap = 16;
   constexpr int kTextSize = 2;
@@ -80,20 +83,21 @@ Canvas DrawMethods(Bitmap* page, const PageArea& area, int zoom, int threshold,
   constexpr int kMinWidth = 26 * kGlyphAdvance * kTextSize;  // room for the captions
   const int width = std::max(area.width * zoom, kMinWidth);
   const int height = kCaption + area.height * zoom;
-  constexpr int kRows = (static_cast<int>(std::size(kDitherMethods)) + kColumns - 1) / kColumns;
+  const int rows = (count + kColumns - 1) / kColumns;
   Canvas canvas(kGap + std::int64_t{kColumns} * (width + kGap),
-                kGap + std::int64_t{kRows} * (height + kGap), kMargin);
+                kGap + std::int64_t{rows} * (height + kGap), kMargin);
   const PagePointer part = PartOf(page, area);
   Progress progress(L"Trying methods", page);
   int number = 0;
-  for (const auto& [name, method, hasThreshold] : kDitherMethods) {
-    progress.Report(number, static_cast<int>(std::size(kDitherMethods)));
+  for (const std::string& name : names) {
+    progress.Report(number, count);
     const int x = kGap + number % kColumns * (width + kGap);
     const int y = kGap + number / kColumns * (height + kGap);
-    const PagePointer dithered = Dithered(page, method, threshold, colour);
+    options.name = name;
+    const PagePointer dithered = Dithered(page, options, colour);
     std::string caption = "the page";
     std::string scores;
-    if (method != eBitmapDithererNone) {
+    if (number > 0) {
       caption = name;
       scores = ScoresText(MeasureLegibility(part.get(), PartOf(dithered.get(), area).get()));
     }
@@ -183,12 +187,15 @@ void AddPageMethodsCommand(CLI::App* group) {
   const auto view = std::make_shared<ViewOptions>();
   const auto colour = std::make_shared<std::string>("000000");
   const auto output = std::make_shared<std::string>();
-  const auto threshold = std::make_shared<int>(128);
+  const auto fit = std::make_shared<FitOptions>();
+  const auto dither = std::make_shared<DitherOptions>();
   view->zoom = 2;
   AddPageOptions(command, options.get());
   AddOutputFile(command, "-o,--output", output.get(), "The PNG image to write")->required();
   AddViewOptions(command, view.get());
-  AddThresholdOption(command, threshold.get());
+  AddThresholdOption(command, &dither->threshold);
+  AddToneOptions(command, dither.get());
+  AddFitOptions(command, fit.get());
   AddColourOption(command, colour.get(), "The print colour")->capture_default_str();
   command->footer(
       "Dithers the whole page and shows a part of it: 30 x 20 mm in the middle, or that of "
@@ -201,12 +208,12 @@ void AddPageMethodsCommand(CLI::App* group) {
       "  orv page compare-methods label.png --crop 5,118,30,20 --zoom 3 -o methods.png");
   command->callback([=] {
     const GraphicsSession graphics;
-    const PagePointer page = LoadInput(options.get());
+    const PagePointer page = LoadFitted(options.get(), *fit);
     const int width = static_cast<int>(page->GetWidth());
     const int height = static_cast<int>(page->GetHeight());
     const PageArea area = view->crop.empty() ? MiddleOf(*options, width, height)
                                              : view->Area(*options, width, height);
-    DrawMethods(page.get(), area, view->zoom, *threshold, ToColour(*colour))
+    DrawMethods(page.get(), area, view->zoom, *dither, ToColour(*colour))
         .Save(ToWide(*output), {ToWide(options->input)});
     Report report(*options);
     report.PageSize(page.get());

@@ -24,6 +24,7 @@
 #include "tools/orv/devmode/record_merge.h"
 #include "tools/orv/devmode/record_text.h"
 #include "tools/orv/log/file.h"
+#include "tools/orv/page/file.h"
 #include "tools/orv/page/options.h"
 #include "tools/orv/report/html.h"
 #include "tools/orv/report/sections.h"
@@ -185,6 +186,10 @@ std::string ReportText(const ReportFacts& facts) {
 }
 
 void MakeReport(ReportOptions* options) {
+  const std::wstring output = ToWide(options->output);
+  RefuseInputs({ToWide(options->page.page.input), ToWide(options->recordFile),
+                ToWide(options->logFile.value_or(""))},
+               output);
   ReportFacts facts;
   facts.printer = ToWide(options->printer);
   const OpenPrinter printer(facts.printer);
@@ -207,7 +212,7 @@ void MakeReport(ReportOptions* options) {
                              : LoadStockItems(printer.get(), facts.printer.c_str(), nullptr);
   if (list.failure) FailToReadItems(*list.failure);
   facts.stockItems.assign(list.items.begin(), list.items.end());
-  SaveFile(ToWide(options->output), ReportText(facts));
+  SaveFile(output, ReportText(facts));
 }
 
 }  // namespace
@@ -241,7 +246,8 @@ void AddReportCommand(CLI::App* program) {
   AddToleranceOption(command, &page.tolerance);
   AddDitherOptions(command, &page.dither);
   AddDpiOption(command, &page.page.dpi)->default_str("the printer's, or that of the image, or 203");
-  for (const char* name : {"--colour", "--tolerance", "--method", "--threshold", "--dpi"}) {
+  for (const char* name : {"--colour", "--tolerance", "--method", "--threshold", "--gamma",
+                           "--dot-gain", "--min-dots", "--dpi"}) {
     command->get_option(name)->needs(input);
   }
   command->footer(

@@ -38,12 +38,14 @@ void CompareWithLabel(const Span& width, const Span& height, const tagOEMDEV& re
   const auto lengthOf = [](std::uint32_t thousandths) {
     return Span{thousandths / 1000.0, kMillimetresPerInch};
   };
-  const Span labelWidth = lengthOf(record.PaperWidth);
-  const Span labelHeight = lengthOf(record.PaperHeight);
+  Span labelWidth = lengthOf(record.PaperWidth);
+  Span labelHeight = lengthOf(record.PaperHeight);
+  const bool isTurned = record.Rotation % 2 != 0;  // by one or three quarters
+  if (isTurned) std::swap(labelWidth, labelHeight);
   result->fits = std::abs(width.Millimetres() - labelWidth.Millimetres()) <= kTolerance &&
                  std::abs(height.Millimetres() - labelHeight.Millimetres()) <= kTolerance;
   result->fit = L"The page is " + LengthsText(width, L" x ", height) + L", the label " +
-                LengthsText(labelWidth, L" x ", labelHeight) + L".";
+                LengthsText(labelWidth, L" x ", labelHeight) + (isTurned ? L", turned." : L".");
 }
 
 }  // namespace
@@ -74,7 +76,7 @@ ReportPage MakePage(ReportPageOptions* options, const Config* model,
   const DitherOptions& dither = options->dither;
   if (options->colour.empty()) {
     result.how = L"in black alone";
-    add(L"Black plane", Dithered(page.get(), dither.Method(), dither.threshold, Color(0xFF000000)));
+    add(L"Black plane", Dithered(page.get(), dither, Color(0xFF000000)));
   } else {
     const Color colour = ToColour(options->colour);
     result.how = Format(L"split at the colour %06X with a tolerance of %.4g",

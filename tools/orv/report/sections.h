@@ -8,6 +8,7 @@
 #include "orv/devmode/stock_items.h"
 #include "tools/orv/devmode/record_merge.h"
 #include "tools/orv/log/file.h"
+#include "tools/orv/page/halftone.h"
 #include "tools/orv/page/options.h"
 #include "tools/orv/report/html.h"
 

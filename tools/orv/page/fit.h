@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+
+#include <CLI/CLI.hpp>
+
+#include "orv/platform/graphics.h"
+#include "tools/orv/page/options.h"
+#include "tools/orv/page/pixels.h"
+
+/// Fits a page to the paper and to the resolution of the print head before it is processed.
+
+namespace orv::tool {
+
+struct FitOptions {
+  Resolution toDpi;  ///< 0: keep the page's resolution
+  int white = 255;   ///< pixels whose channels are all at least this are paper
+};
+
+/// `--white LEVEL`.
+void AddWhiteOption(CLI::App* command, FitOptions* options);
+/// `--white LEVEL` and `--to-dpi N`.
+void AddFitOptions(CLI::App* command, FitOptions* options);
+
+/// Loads the page and fits it; `page` then has the new resolution.
+PagePointer LoadFitted(PageOptions* page, const FitOptions& options);
+
+/// A copy of a page with this number of columns and rows. Every new pixel is the mean of the area
+/// of the page that it covers.
+PagePointer Resampled(Bitmap* page, int width, int height);
+
+/// The number of pixels of a page that are almost white: all channels are at least 250, but not all
+/// 255.
+std::int64_t CountPale(Bitmap* page);
+/// The number of such pixels that are ink in a plane of 24 bits.
+std::int64_t CountPaleInk(Bitmap* page, Bitmap* plane);
+/// Reports how much of the ink is pale; as text only from a thousandth on.
+void AddPaleInk(Report* report, std::int64_t pale, std::int64_t ink);
+
+}  // namespace orv::tool
