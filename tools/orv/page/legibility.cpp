@@ -5,123 +5,126 @@
 #include <vector>
 
 #include "base/utf8.h"
-#include "orv/imaging/color_extensions.h"
 #include "orv/text/format.h"
 #include "tools/orv/page/pixels.h"
 
 namespace orv::tool {
 namespace {
 
-/// One byte per dot of a page.
-struct Dots {
-  int width;
-  int height;
-  std::vector<std::uint8_t> values;
-
-  std::uint8_t At(int x, int y) const {
-    return values[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
-                  static_cast<std::size_t>(x)];
-  }
-};
-
-/// Calls `valueOf` for every pixel.
-template <typename Value>
-Dots DotsOf(Bitmap* page, const Value& valueOf) {
-  const PagePixels pixels(page);
-  Dots dots{pixels.width(), pixels.height(), {}};
-  dots.values.reserve(static_cast<std::size_t>(dots.width) * static_cast<std::size_t>(dots.height));
-  ForEachPixel(
-      pixels, [&](const unsigned char* pixel, int, int) { dots.values.push_back(valueOf(pixel)); });
-  return dots;
-}
-
-/// A row or a column: `count` dots, `step` bytes apart.
-struct Line {
-  const std::uint8_t* first;
-  std::ptrdiff_t step;
-  int count;
-
-  int operator[](int i) const { return first[i * step]; }
-};
-
-/// Measures bars and spaces line by line.
-class WidthMeter {
+/// Compares the ink of scan lines with the bars of a bar code.
+class BarMeter {
  public:
-  explicit WidthMeter(Legibility* result) : result_(result) {}
-
-  /// `grey` is 0 for black to 255 for white, `ink` 1 where the plane has ink.
-  void Measure(const Line& grey, const Line& ink) {
-    FindRuns(grey);
-    for (std::size_t i = 1; i + 1 < runs_.size(); ++i) {
-      const Run& run = runs_[i];
-      if (run.end - run.start > kMaxWidth || !HasSharpEdges(grey, i)) continue;
-      // The window includes half of each neighbour, so that it covers blurred edges and bars that
-      // are lost or merged with the next one.
-      const int from = run.start - std::min((run.start - runs_[i - 1].start) / 2, kReach);
-      const int to = run.end + std::min((runs_[i + 1].end - run.end) / 2, kReach);
-      double expected = 0;
-      double actual = 0;
-      for (int at = from; at < to; ++at) {
-        const double darkness = (kWhite - grey[at]) / double{kWhite};
-        expected += run.isDark ? darkness : 1 - darkness;
-        actual += (ink[at] != 0) == run.isDark ? 1 : 0;
-      }
-      (run.isDark ? result_->bars : result_->spaces).Add(expected, actual);
+  explicit BarMeter(BarCodeResult* result)
+      : result_(result), errors_(result->errors), code_(result->code) {
+    const std::vector<Bar>& bars = code_.bars;
+    const double outside = std::max(2 * code_.module, 2.0);
+    windows_.push_back(static_cast<int>(bars.front().start - outside));
+    for (std::size_t i = 1; i < bars.size(); ++i) {
+      windows_.push_back(static_cast<int>(std::lround((bars[i - 1].end + bars[i].start) / 2)));
     }
+    windows_.push_back(static_cast<int>(bars.back().end + outside) + 1);
+    damagedLines_.resize(bars.size());
+  }
+
+  /// `ink` is 1 where the plane has ink.
+  void Measure(const Dots& ink) {
+    for (int y = code_.firstLine; y < code_.endLine; ++y) {
+      ++result_->lines;
+      if (MeasureLine(ink.Row(y), ink.width)) ++result_->goodLines;
+    }
+    const auto worst = std::max_element(damagedLines_.begin(), damagedLines_.end());
+    result_->worstLines = *worst;
+    result_->worstBar = static_cast<std::size_t>(worst - damagedLines_.begin());
   }
 
  private:
-  static constexpr int kWhite = 255;
-  static constexpr int kMiddle = 128;
-  static constexpr int kDark = 64;      ///< a bar has a dot at least as dark
-  static constexpr int kLight = 191;    ///< a space has a dot at least as light
-  static constexpr int kReach = 4;      ///< maximum width of an edge
-  static constexpr int kMaxWidth = 64;  ///< wider runs are areas
+  static constexpr double kMaxWidthError = 0.75;  ///< in modules
+  static constexpr double kMaxPitchError = 0.5;
 
-  struct Run {
-    int start;
+  /// The ink that the line has where one bar is expected.
+  struct Found {
+    int start;  ///< of the bar
     int end;
-    bool isDark;
+    bool isWhole;
   };
 
-  void FindRuns(const Line& grey) {
-    runs_.clear();
-    for (int i = 0; i < grey.count; ++i) {
-      const bool isDark = grey[i] < kMiddle;
-      if (runs_.empty() || runs_.back().isDark != isDark) runs_.push_back({i, i, isDark});
-      runs_.back().end = i + 1;
+  /// Whether the line can be read: every bar is whole, nothing else has ink, and no edge is too far
+  /// from its neighbours.
+  bool MeasureLine(const std::uint8_t* line, int width) {
+    bool isGood = true;
+    Found before = {};
+    for (std::size_t i = 0; i < code_.bars.size(); ++i) {
+      const Bar& bar = code_.bars[i];
+      const Found found =
+          FindBar(line, std::max(windows_[i], 0), std::min(windows_[i + 1], width), bar);
+      const bool isBarGood =
+          IsWidthGood(&errors_.bars, bar.end - bar.start, found.end - found.start) && found.isWhole;
+      if (!isBarGood) ++damagedLines_[i];
+      isGood = isGood && isBarGood;
+      if (i > 0) {
+        const Bar& last = code_.bars[i - 1];
+        isGood &= IsWidthGood(&errors_.spaces, bar.start - last.end, found.start - before.end) &&
+                  IsPitchGood(bar.start - last.start, found.start - before.start) &&
+                  IsPitchGood(bar.end - last.end, found.end - before.end);
+      }
+      before = found;
     }
+    return isGood;
   }
 
-  /// Whether a run is fully dark or light within a few dots of an edge.
-  static bool IsClear(const Line& grey, const Run& run, bool atStart) {
-    const int from = atStart ? run.start : std::max(run.start, run.end - kReach);
-    const int to = atStart ? std::min(run.end, run.start + kReach) : run.end;
-    for (int at = from; at < to; ++at) {
-      if (run.isDark ? grey[at] <= kDark : grey[at] >= kLight) return true;
+  bool IsWidthGood(WidthErrors* errors, double expected, int actual) {
+    errors->Add(expected, actual);
+    return std::abs(expected - actual) < kMaxWidthError * code_.module;
+  }
+
+  /// Compares the distance between two similar edges: readers of most symbologies measure that,
+  /// because ink that spreads does not change it.
+  bool IsPitchGood(double expected, int actual) const {
+    return std::abs(expected - actual) < kMaxPitchError * code_.module;
+  }
+
+  /// Looks from `from` up to `to`, where only this bar should be.
+  Found FindBar(const std::uint8_t* line, int from, int to, const Bar& bar) {
+    const int middle = static_cast<int>(std::lround((bar.start + bar.end) / 2));
+    Found found = {middle, middle, false};
+    int parts = 0;
+    int spots = 0;
+    for (int x = from; x < to;) {
+      const int start = static_cast<int>(std::find(line + x, line + to, 1) - line);
+      const int end = static_cast<int>(std::find(line + start, line + to, 0) - line);
+      x = end;
+      if (start == end) continue;
+      if (start >= bar.end || end <= bar.start) {
+        ++spots;
+        continue;
+      }
+      if (++parts == 1) found.start = start;
+      found.end = end;
     }
-    return false;
+    errors_.spots += spots;
+    errors_.holes += parts > 0 ? parts - 1 : 1;
+    found.isWhole = parts == 1 && spots == 0;
+    if (parts > 0) {
+      constexpr double kBreak = 0.75;  ///< more than whole dots can be off
+      errors_.breaks += std::abs(found.start - bar.start) > kBreak;
+      errors_.breaks += std::abs(found.end - bar.end) > kBreak;
+    }
+    return found;
   }
 
-  bool HasSharpEdges(const Line& grey, std::size_t i) const {
-    return IsClear(grey, runs_[i], true) && IsClear(grey, runs_[i], false) &&
-           IsClear(grey, runs_[i - 1], false) && IsClear(grey, runs_[i + 1], true);
-  }
-
-  Legibility* result_;
-  std::vector<Run> runs_;
+  BarCodeResult* result_;
+  BarErrors& errors_;
+  const BarCode& code_;
+  std::vector<int> windows_;                ///< the middles of the spaces around each bar
+  std::vector<std::int64_t> damagedLines_;  ///< per bar
 };
 
-void MeasureWidths(const Dots& grey, const Dots& ink, Legibility* result) {
-  WidthMeter meter(result);
-  const std::ptrdiff_t stride = grey.width;
-  for (int y = 0; y < grey.height; ++y) {
-    meter.Measure({grey.values.data() + y * stride, 1, grey.width},
-                  {ink.values.data() + y * stride, 1, grey.width});
-  }
-  for (int x = 0; x < grey.width; ++x) {
-    meter.Measure({grey.values.data() + x, stride, grey.height},
-                  {ink.values.data() + x, stride, grey.height});
+void MeasureBars(const Dots& grey, const Dots& ink, Legibility* result) {
+  const Dots turned = Transposed(ink);
+  for (BarCode& code : FindBarCodes(grey)) {
+    BarCodeResult& measured = result->codes.emplace_back();
+    measured.code = std::move(code);
+    BarMeter(&measured).Measure(measured.code.isTurned ? turned : ink);
   }
 }
 
@@ -144,11 +147,22 @@ void CountSpecks(const Dots& ink, Legibility* result) {
   }
 }
 
-/// Compares the tones of blocks; blocks that are all white or all black in the page are skipped.
+/// Whether a block has a part of a bar code.
+bool HasBars(const std::vector<BarCodeResult>& codes, int left, int top) {
+  return std::any_of(codes.begin(), codes.end(), [&](const BarCodeResult& result) {
+    const PageArea area = result.code.Area();
+    return left < area.x + area.width && area.x < left + kToneBlock && top < area.y + area.height &&
+           area.y < top + kToneBlock;
+  });
+}
+
+/// Compares the tones of blocks. Bar codes are skipped, because the best plane makes their bars
+/// solid; and blocks that are all white or all black in the page.
 void MeasureTones(const Dots& grey, const Dots& ink, Legibility* result) {
   double sum = 0;
   for (int top = 0; top < grey.height; top += kToneBlock) {
     for (int left = 0; left < grey.width; left += kToneBlock) {
+      if (HasBars(result->codes, left, top)) continue;
       const int bottom = std::min(top + kToneBlock, grey.height);
       const int right = std::min(left + kToneBlock, grey.width);
       double expected = 0;
@@ -179,13 +193,56 @@ void WidthErrors::Add(double expected, double actual) {
   const double error = std::abs(actual - expected);
   ++count;
   sum += error;
-  relative += error / expected;
   max = std::max(max, error);
 }
 
-double Legibility::WidthScore() const {
-  const std::int64_t count = bars.count + spaces.count;
-  return count > 0 ? 100 * (bars.relative + spaces.relative) / static_cast<double>(count) : 0;
+void WidthErrors::Add(const WidthErrors& other) {
+  count += other.count;
+  sum += other.sum;
+  max = std::max(max, other.max);
+}
+
+void BarErrors::Add(const BarErrors& other) {
+  bars.Add(other.bars);
+  spaces.Add(other.spaces);
+  holes += other.holes;
+  spots += other.spots;
+  breaks += other.breaks;
+}
+
+bool BarCodeResult::Scans() const {
+  constexpr double kMinReadable = 0.1;
+  return Readable() >= kMinReadable;
+}
+
+double BarCodeResult::Score() const {
+  WidthErrors widths = errors.bars;
+  widths.Add(errors.spaces);
+  return 100 * (1 - Readable() + widths.Mean() / code.module);
+}
+
+std::int64_t Legibility::Failed() const {
+  return std::count_if(codes.begin(), codes.end(),
+                       [](const BarCodeResult& result) { return !result.Scans(); });
+}
+
+BarErrors Legibility::Bars() const {
+  BarErrors all;
+  for (const BarCodeResult& result : codes) all.Add(result.errors);
+  return all;
+}
+
+const BarCodeResult* Legibility::Worst() const {
+  const auto worst = std::max_element(
+      codes.begin(), codes.end(),
+      [](const BarCodeResult& a, const BarCodeResult& b) { return a.Score() < b.Score(); });
+  return worst != codes.end() ? &*worst : nullptr;
+}
+
+double Legibility::BarScore() const {
+  double sum = 0;
+  for (const BarCodeResult& result : codes) sum += result.Score();
+  return codes.empty() ? 0 : sum / static_cast<double>(codes.size());
 }
 
 double Legibility::SpeckScore() const {
@@ -195,26 +252,24 @@ double Legibility::SpeckScore() const {
 double Legibility::Loss() const {
   // Light tones consist of single dots, so specks have a small weight.
   constexpr double kSpeckWeight = 0.1;
-  return WidthScore() + ToneScore() + kSpeckWeight * SpeckScore();
+  return 100 * static_cast<double>(Failed()) + BarScore() + ToneScore() +
+         kSpeckWeight * SpeckScore();
 }
 
 Legibility MeasureLegibility(Bitmap* source, Bitmap* plane) {
-  const Dots grey = DotsOf(source, [](const unsigned char* pixel) {
-    return static_cast<std::uint8_t>(
-        ColorExtensions::CalculateGrayValue(pixel[2], pixel[1], pixel[0]));
-  });
+  const Dots grey = GreyDotsOf(source);
   const Dots ink = DotsOf(plane, [](const unsigned char* pixel) {
     return static_cast<std::uint8_t>(IsWhite(pixel) ? 0 : 1);
   });
   Legibility result;
-  MeasureWidths(grey, ink, &result);
+  MeasureBars(grey, ink, &result);
   CountSpecks(ink, &result);
   MeasureTones(grey, ink, &result);
   return result;
 }
 
 std::string ScoresText(const Legibility& legibility) {
-  return WideToUtf8(Format(L"width %.1f tone %.1f specks %.1f", legibility.WidthScore(),
+  return WideToUtf8(Format(L"bars %.1f tone %.1f specks %.1f", legibility.BarScore(),
                            legibility.ToneScore(), legibility.SpeckScore()));
 }
 

@@ -2,8 +2,10 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "orv/platform/graphics.h"
+#include "tools/orv/page/bars.h"
 
 /// Measures how legible a one-bit plane of a grey page is. docs/imaging.md explains the measures.
 
@@ -12,17 +14,45 @@ namespace orv::tool {
 /// The errors in the widths of bars, or of the spaces between them.
 struct WidthErrors {
   std::int64_t count = 0;
-  double sum = 0;       ///< of the absolute errors, in dots
-  double relative = 0;  ///< sum of the errors divided by the expected widths
-  double max = 0;       ///< in dots
+  double sum = 0;  ///< of the absolute errors, in dots
+  double max = 0;  ///< in dots
 
   void Add(double expected, double actual);
+  void Add(const WidthErrors& other);
   double Mean() const { return count > 0 ? sum / static_cast<double>(count) : 0; }
 };
 
+/// How the bars of bar codes are reproduced.
+struct BarErrors {
+  WidthErrors bars;         ///< one per bar and scan line
+  WidthErrors spaces;       ///< one per space and scan line
+  std::int64_t holes = 0;   ///< white stretches in bars, and bars that are lost
+  std::int64_t spots = 0;   ///< ink in spaces
+  std::int64_t breaks = 0;  ///< edges that are off by more than 0.75 dots
+
+  void Add(const BarErrors& other);
+};
+
+/// A bar code of the page, and how the plane reproduces it.
+struct BarCodeResult {
+  BarCode code;
+  BarErrors errors;
+  std::int64_t lines = 0;       ///< scan lines
+  std::int64_t goodLines = 0;   ///< those on which every element can be read
+  std::int64_t worstLines = 0;  ///< scan lines on which the worst bar is damaged
+  std::size_t worstBar = 0;     ///< its number
+
+  /// The fraction of the scan lines that can be read.
+  double Readable() const { return static_cast<double>(goodLines) / static_cast<double>(lines); }
+  /// Whether enough scan lines can be read.
+  bool Scans() const;
+  /// In percent, 0 is best: the scan lines that cannot be read, and the mean error of a width in
+  /// modules.
+  double Score() const;
+};
+
 struct Legibility {
-  WidthErrors bars;
-  WidthErrors spaces;
+  std::vector<BarCodeResult> codes;
   std::int64_t ink = 0;    ///< dots
   std::int64_t dots = 0;   ///< single dots of ink
   std::int64_t holes = 0;  ///< single white dots in ink
@@ -32,12 +62,19 @@ struct Legibility {
   int worstX = 0;        ///< position of that block
   int worstY = 0;
 
-  /// The three scores, in percent, 0 is best: the width errors relative to the widths, the tone
-  /// errors of blocks, and the fraction of single dots and holes in the ink.
-  double WidthScore() const;
+  /// The number of bar codes that do not scan.
+  std::int64_t Failed() const;
+  /// The errors of all bar codes.
+  BarErrors Bars() const;
+  /// The bar code with the highest score; null on a page without bar codes.
+  const BarCodeResult* Worst() const;
+
+  /// The three scores, in percent, 0 is best: the mean of the bar codes, the tone errors of blocks,
+  /// and the fraction of single dots and holes in the ink.
+  double BarScore() const;
   double ToneScore() const { return 100 * tone; }
   double SpeckScore() const;
-  /// The total by which methods are ranked, 0 is best.
+  /// The total by which methods are ranked, 0 is best. Every bar code that does not scan adds 100.
   double Loss() const;
 };
 

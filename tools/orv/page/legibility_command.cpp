@@ -1,7 +1,10 @@
 #include <algorithm>
+#include <cmath>
 #include <memory>
+#include <utility>
 #include <vector>
 
+#include "base/utf8.h"
 #include "orv/imaging/bitmap_rasterizer.h"
 #include "orv/platform/graphics.h"
 #include "orv/text/format.h"
@@ -24,10 +27,48 @@ struct LegibilityOptions {
   int threshold = 128;
 };
 
+long long Number(std::int64_t number) { return number; }
+
 std::wstring WidthText(const WidthErrors& errors) {
   if (errors.count == 0) return L"none";
   return Format(L"%lld measured, off by %.2f dots on average, by %.1f at most",
-                static_cast<long long>(errors.count), errors.Mean(), errors.max);
+                Number(errors.count), errors.Mean(), errors.max);
+}
+
+/// A place on the page, such as "96, 244 dots (12.0, 30.5 mm)".
+std::wstring PlaceText(const PageOptions& options, double x, double y) {
+  return Format(L"%.0f, %.0f dots (", x, y) +
+         LengthsText(options.Columns(x), L", ", options.Rows(y)) + L")";
+}
+
+/// The left top corner of the bar that is damaged most.
+std::pair<double, double> WorstBar(const BarCodeResult& result) {
+  const double start = std::round(result.code.bars[result.worstBar].start);
+  const double line = result.code.firstLine;
+  return result.code.isTurned ? std::pair(line, start) : std::pair(start, line);
+}
+
+/// Explains which bar codes do not scan, and what to do.
+std::string FailuresText(const PageOptions& options, const Legibility& legibility) {
+  std::wstring pale;
+  std::wstring narrow;
+  int paleCount = 0;
+  int narrowCount = 0;
+  for (const BarCodeResult& result : legibility.codes) {
+    if (result.Scans()) continue;
+    const PageArea area = result.code.Area();
+    (result.code.IsPale() ? paleCount : narrowCount) += 1;
+    (result.code.IsPale() ? pale : narrow) += L"\n  " + PlaceText(options, area.x, area.y) +
+                                              Format(L", modules of %.1f dots", result.code.module);
+  }
+  const auto text = [](int count, const wchar_t* why, const std::wstring& places) {
+    return count == 0 ? std::wstring()
+                      : Format(L"\n%d bar %ls %ls, at:", count,
+                               count == 1 ? L"code is" : L"codes are", why) +
+                            places + L"\n";
+  };
+  return WideToUtf8(text(paleCount, L"too pale to scan when dithered", pale) +
+                    text(narrowCount, L"damaged and will not scan", narrow));
 }
 
 void AddWidths(JsonWriter* json, const char* key, const WidthErrors& errors) {
@@ -39,20 +80,91 @@ void AddWidths(JsonWriter* json, const char* key, const WidthErrors& errors) {
   json->EndObject();
 }
 
+void AddPlace(JsonWriter* json, const PageOptions& options, double x, double y) {
+  json->Member("x", x);
+  json->Member("y", y);
+  json->Member("xMm", Rounded(options.Columns(x).Millimetres()));
+  json->Member("yMm", Rounded(options.Rows(y).Millimetres()));
+}
+
+void AddBarCode(JsonWriter* json, const PageOptions& options, const BarCodeResult& result) {
+  const PageArea area = result.code.Area();
+  json->BeginObject();
+  AddPlace(json, options, area.x, area.y);
+  json->Member("width", area.width);
+  json->Member("height", area.height);
+  json->Member("bars", static_cast<std::int64_t>(result.code.bars.size()));
+  json->Member("turned", result.code.isTurned);
+  json->Member("moduleDots", result.code.module);
+  json->Member("symbolContrast", result.code.Contrast());
+  json->Member("modulation", result.code.modulation);
+  json->Member("readableLines", result.Readable());
+  json->Member("scans", result.Scans());
+  json->Member("mark", result.Score());
+  json->Key("worstBar");
+  json->BeginObject();
+  const auto [x, y] = WorstBar(result);
+  AddPlace(json, options, x, y);
+  json->Member("damagedLines", result.worstLines);
+  json->EndObject();
+  json->EndObject();
+}
+
 /// The members that every measured plane has.
-void AddToJson(JsonWriter* json, const Legibility& legibility) {
-  AddWidths(json, "bars", legibility.bars);
-  AddWidths(json, "spaces", legibility.spaces);
+void AddToJson(JsonWriter* json, const PageOptions& options, const Legibility& legibility) {
+  const BarErrors errors = legibility.Bars();
+  json->Key("barCodes");
+  json->BeginArray();
+  for (const BarCodeResult& result : legibility.codes) AddBarCode(json, options, result);
+  json->EndArray();
+  json->Member("failedBarCodes", legibility.Failed());
+  AddWidths(json, "bars", errors.bars);
+  AddWidths(json, "spaces", errors.spaces);
+  json->Member("holes", errors.holes);
+  json->Member("spots", errors.spots);
+  json->Member("brokenEdges", errors.breaks);
   json->Member("ink", legibility.ink);
   json->Member("isolatedDots", legibility.dots);
   json->Member("isolatedHoles", legibility.holes);
   json->Member("toneBlocks", legibility.blocks);
   json->Member("meanToneError", legibility.tone);
   json->Member("greatestToneError", legibility.worstTone);
-  json->Member("widthMark", legibility.WidthScore());
+  json->Member("barMark", legibility.BarScore());
   json->Member("toneMark", legibility.ToneScore());
   json->Member("speckMark", legibility.SpeckScore());
   json->Member("loss", legibility.Loss());
+}
+
+std::wstring CodesText(const Legibility& legibility) {
+  if (legibility.codes.empty()) return L"none";
+  const std::wstring count = Format(L"%d found, ", static_cast<int>(legibility.codes.size()));
+  if (legibility.Failed() == 0) return count + L"all of them scan";
+  return count + Format(L"%lld of them do not scan", Number(legibility.Failed()));
+}
+
+/// Adds lines about the bars of all bar codes.
+void AddBars(Report* report, const PageOptions& options, const Legibility& legibility) {
+  report->Line(L"bar codes", CodesText(legibility));
+  const BarCodeResult* const worst = legibility.Worst();
+  if (worst == nullptr) return;
+  const BarErrors errors = legibility.Bars();
+  report->Line(L"bars", WidthText(errors.bars));
+  report->Line(L"spaces", WidthText(errors.spaces));
+  report->Line(L"damage",
+               Format(L"%lld holes in bars, %lld spots in spaces, %lld broken edges",
+                      Number(errors.holes), Number(errors.spots), Number(errors.breaks)));
+  const PageArea area = worst->code.Area();
+  report->Line(L"worst code",
+               PlaceText(options, area.x, area.y) +
+                   Format(L", modules of %.2f dots, symbol contrast %.0f %%, modulation %.0f %%, "
+                          L"%.0f %% of the lines can be read",
+                          worst->code.module, 100 * worst->code.Contrast(),
+                          100 * worst->code.modulation, 100 * worst->Readable()));
+  if (worst->worstLines == 0) return;
+  const auto [x, y] = WorstBar(*worst);
+  report->Line(L"its worst bar",
+               PlaceText(options, x, y) + Format(L", damaged on %lld of %lld lines",
+                                                 Number(worst->worstLines), Number(worst->lines)));
 }
 
 /// Reports the legibility of one plane.
@@ -65,26 +177,22 @@ void Evaluate(const PageOptions& options, Bitmap* plane, const LegibilityOptions
   const Legibility found = MeasureLegibility(source.get(), plane);
   Report report(options);
   report.PageSize(plane);
-  report.Line(L"bars", WidthText(found.bars));
-  report.Line(L"spaces", WidthText(found.spaces));
-  report.Line(
-      L"isolated",
-      Format(L"%lld dots and %lld holes in %lld dots of ink", static_cast<long long>(found.dots),
-             static_cast<long long>(found.holes), static_cast<long long>(found.ink)));
-  report.Line(
-      L"tone",
-      found.blocks == 0
-          ? L"none"
-          : Format(L"%lld blocks, off by %.2f %% on average, by %.1f %% at most "
-                   L"(at %ls)",
-                   static_cast<long long>(found.blocks), 100 * found.tone, 100 * found.worstTone,
-                   LengthsText(options.Columns(found.worstX), L", ", options.Rows(found.worstY))
-                       .c_str()));
+  AddBars(&report, options, found);
+  report.Line(L"isolated", Format(L"%lld dots and %lld holes in %lld dots of ink",
+                                  Number(found.dots), Number(found.holes), Number(found.ink)));
+  report.Line(L"tone", found.blocks == 0
+                           ? L"none"
+                           : Format(L"%lld blocks, off by %.2f %% on average, by %.1f %% at most "
+                                    L"(at %ls)",
+                                    Number(found.blocks), 100 * found.tone, 100 * found.worstTone,
+                                    LengthsText(options.Columns(found.worstX), L", ",
+                                                options.Rows(found.worstY))
+                                        .c_str()));
   report.Line(L"scores",
-              Format(L"width %.2f, tone %.2f, specks %.2f: %.2f in all, 0 is best",
-                     found.WidthScore(), found.ToneScore(), found.SpeckScore(), found.Loss()));
-  AddToJson(&report.json(), found);
-  report.Finish();
+              Format(L"bars %.2f, tone %.2f, specks %.2f: %.2f in all, 0 is best", found.BarScore(),
+                     found.ToneScore(), found.SpeckScore(), found.Loss()));
+  AddToJson(&report.json(), options, found);
+  report.Finish(FailuresText(options, found));
 }
 
 /// A method and the legibility of the page dithered with it.
@@ -119,18 +227,20 @@ void Recommend(const PageOptions& options, Bitmap* page, int threshold) {
   report.Text(L"recommended", "recommended", ToWide(candidates.front().name));
   report.json().Key("methods");
   report.json().BeginArray();
-  Table table({L"METHOD", L"WIDTH", L"TONE", L"SPECKS", L"IN ALL"});
+  Table table({L"METHOD", L"SCAN", L"BARS", L"TONE", L"SPECKS", L"IN ALL"});
   for (const auto& [name, legibility] : candidates) {
     report.json().BeginObject();
     report.json().Member("method", ToWide(name));
-    AddToJson(&report.json(), legibility);
+    AddToJson(&report.json(), options, legibility);
     report.json().EndObject();
-    table.Add({ToWide(name), Format(L"%.2f", legibility.WidthScore()),
-               Format(L"%.2f", legibility.ToneScore()), Format(L"%.2f", legibility.SpeckScore()),
-               Format(L"%.2f", legibility.Loss())});
+    const auto all = static_cast<std::int64_t>(legibility.codes.size());
+    table.Add({ToWide(name),
+               Format(L"%lld of %lld", Number(all - legibility.Failed()), Number(all)),
+               Format(L"%.2f", legibility.BarScore()), Format(L"%.2f", legibility.ToneScore()),
+               Format(L"%.2f", legibility.SpeckScore()), Format(L"%.2f", legibility.Loss())});
   }
   report.json().EndArray();
-  report.Finish("\n" + table.TakeText());
+  report.Finish("\n" + table.TakeText() + FailuresText(options, candidates.front().legibility));
 }
 
 }  // namespace
@@ -152,13 +262,21 @@ void AddPageLegibilityCommand(CLI::App* group) {
           ->excludes(source);
   AddThresholdOption(command, &legibility->threshold)->needs(recommend);
   command->footer(
-      "Bars and spaces are measured where edges are sharp, tones in blocks of 16 x 16 dots. "
-      "Scores\n"
-      "are percentages, 0 is best; in the total, specks count one tenth.\n"
-      "JSON: page; bars and spaces with count, meanDots, greatestDots; ink, isolatedDots,\n"
-      "isolatedHoles, toneBlocks, meanToneError, greatestToneError, widthMark, toneMark, "
-      "speckMark,\n"
-      "loss. With --recommend: page, recommended, and methods with method and the same members.\n"
+      "Finds the bar codes of the page and reads them on the plane line by line: widths, holes in "
+      "bars,\n"
+      "spots in spaces, broken edges. Tones are measured in blocks of 16 x 16 dots outside bar "
+      "codes.\n"
+      "Scores are percentages, 0 is best; in the total, specks count one tenth, and each bar code "
+      "that\n"
+      "does not scan adds 100.\n"
+      "JSON: page; barCodes with place, size, moduleDots, symbolContrast, modulation, "
+      "readableLines,\n"
+      "scans, mark and worstBar; failedBarCodes; bars and spaces with count, meanDots, "
+      "greatestDots;\n"
+      "holes, spots, brokenEdges, ink, isolatedDots, isolatedHoles, toneBlocks, meanToneError,\n"
+      "greatestToneError, barMark, toneMark, speckMark, loss. With --recommend: page, recommended, "
+      "and\n"
+      "methods with method and the same members.\n"
       "Examples:\n"
       "  orv page dither label.png - | orv page legibility - --source label.png\n"
       "  orv page legibility label.png --recommend");

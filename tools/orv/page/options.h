@@ -43,6 +43,9 @@ struct PageOptions {
   std::wstring DpiText() const;
 };
 
+/// Millimetres for JSON, rounded to a thousandth.
+inline double Rounded(double millimetres) { return std::round(millimetres * 1000) / 1000; }
+
 /// Formats two lengths with a word between them, in the chosen unit.
 std::wstring LengthsText(const Span& one, const wchar_t* between, const Span& other);
 
@@ -152,7 +155,6 @@ class Report {
   std::wstring SizeText(int width, int height) const;
   void AddSize(int width, int height);
   void Range(const wchar_t* label, const char* key, int first, const Span& start, const Span& end);
-  static double Rounded(double millimetres) { return std::round(millimetres * 1000) / 1000; }
 
   const PageOptions& options_;
   Table table_;
