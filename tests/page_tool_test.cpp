@@ -78,6 +78,28 @@ TEST_F(PageCommand, MonoAndDitherMatchTheLibrary) {
   }
 }
 
+TEST_F(PageCommand, MixedDithersPicturesOnly) {
+  ExpectDone({"page", "dither", kLabel, File("dots.png"), "--method", "mixed"});
+  const BitmapPointer page = Load(kLabel);
+  const BitmapPointer dots = Load(File("dots.png"));
+  const auto darkness = [&](int x, int y) {
+    const std::uint32_t pixel = PixelAt(page, x, y);
+    return 1 - (299 * (pixel >> 16) + 587 * (pixel >> 8 & 255) + 114 * (pixel & 255)) / 255000.0;
+  };
+  double picture[2] = {};
+  for (int i = 0; i < 400 * 200; ++i) {
+    // The red line of text is solid.
+    const int x = 240 + i % 400;
+    const int y = 175 + i / 400;
+    if (y < 215) {
+      ASSERT_EQ(PixelAt(dots, x, y) == 0, darkness(x, y) > 0.5) << x << ", " << y;
+    }
+    picture[0] += darkness(x, y + 450);
+    picture[1] += PixelAt(dots, x, y + 450) == 0;
+  }
+  EXPECT_NEAR(picture[1] / picture[0], 1, 0.02);
+}
+
 TEST_F(PageCommand, ExplainMarksTheColour) {
   ExpectDone({"page", "explain", kLabel, "--colour", "E02020", "--tolerance", "0.35", "--picture",
               File("where.png")});

@@ -27,11 +27,12 @@ void AddConfigSignCommand(CLI::App* group);
 /// `orv devmode default`, `text`, `bytes`, `set` and `convert`, in the group `devmode`.
 void AddRecordWriters(CLI::App* group);
 
-/// `orv page preview`, `compare-methods` and `legibility`, in the group `page`.
+/// `orv page preview`, `compare-methods`, `legibility` and `threshold`, in the group `page`.
 void AddPagePreviewCommand(CLI::App* group);
 void AddPageMethodsCommand(CLI::App* group);
 void AddPageExplainCommand(CLI::App* group);
 void AddPageLegibilityCommand(CLI::App* group);
+void AddPageThresholdCommand(CLI::App* group);
 
 /// Hidden commands: `orv help`, the interface for shell completion, and the manual page generator.
 void AddHelpCommand(CLI::App* program);

@@ -305,6 +305,14 @@ PageArea BarCode::Area() const {
                   : PageArea{start, firstLine, length, lines};
 }
 
+double BarCode::NarrowestGap() const {
+  double gap = bars[1].start - bars[0].end;
+  for (std::size_t i = 2; i < bars.size(); ++i) {
+    gap = std::min(gap, bars[i].start - bars[i - 1].end);
+  }
+  return gap;
+}
+
 std::vector<BarCode> FindBarCodes(const Dots& grey) {
   std::vector<BarCode> codes;
   AddCodes(grey, false, &codes);

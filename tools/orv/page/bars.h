@@ -59,6 +59,8 @@ struct BarCode {
 
   /// The difference of the extreme values, 1 for black on white.
   double Contrast() const { return (paper - ink) / 255; }
+  /// The width of the narrowest space.
+  double NarrowestGap() const;
   /// Whether dithering leaves holes in the bars, or spots between them.
   bool IsPale() const { return Contrast() < 0.98; }
   /// The part of the page that all bars cover.

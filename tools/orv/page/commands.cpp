@@ -9,6 +9,7 @@
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/page/bar_report.h"
 #include "tools/orv/page/file.h"
 #include "tools/orv/page/fit.h"
 #include "tools/orv/page/halftone.h"
@@ -115,6 +116,7 @@ void AddDitherCommand(CLI::App* group) {
     const std::int64_t ink = CountInk(dithered.get());
     report.Pixels(L"ink", "ink", ink, PixelCount(page.get()));
     AddPaleInk(&report, pale, ink);
+    if (IsMixed(*dither)) AddBarAdvice(&report, *options, page.get());
     report.Text(L"written", "output", ToWide(*output));
     report.Finish();
   });
@@ -218,6 +220,7 @@ void AddSplitCommand(CLI::App* group) {
     report.Pixels(L"highlight ink", "highlightInk", colour, all);
     AddPaleInk(&report, pale, black + colour);
     if (edges) AddEdges(&report, *edges);
+    if (IsMixed(*dither)) AddBarAdvice(&report, *options, page.get());
     report.Text(L"background", "background", ToWide(split->background));
     report.Text(L"highlight", "highlight", ToWide(split->highlight));
     if (!split->preview.empty()) report.Text(L"preview", "preview", ToWide(split->preview));
@@ -317,6 +320,7 @@ void AddPageCommands(CLI::App* program) {
       "    --highlight red.png --preview preview.png");
   AddMonoCommand(group);
   AddDitherCommand(group);
+  AddPageThresholdCommand(group);
   AddSplitCommand(group);
   AddBoundsCommand(group);
   AddCompareCommand(group);

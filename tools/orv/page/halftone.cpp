@@ -11,6 +11,8 @@
 #include "orv/text/format.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/page/bars.h"
+#include "tools/orv/page/line_art.h"
 #include "tools/orv/page/min_dots.h"
 #include "tools/orv/page/options.h"
 #include "tools/orv/page/screens.h"
@@ -62,12 +64,14 @@ void DitherSerpentine(const PagePixels& page, int threshold, const Ink& ink) {
 struct ProgramMethod {
   const char* name;
   bool hasThreshold;
+  /// Null for the mixed method: Floyd-Steinberg without line art.
   void (*dither)(const PagePixels& page, int threshold, const Ink& ink);
 };
 constexpr ProgramMethod kProgramMethods[] = {
     {"serpentine", true, DitherSerpentine},
     {"blue-noise", false, DitherByScreen<BlueNoiseScreen>},
     {"clustered", false, DitherByScreen<ClusteredScreen>},
+    {"mixed", true, nullptr},
 };
 
 /// The method with a name; null if it is in the other table.
@@ -126,6 +130,8 @@ std::wstring DitherOptions::Text() const {
   return text;
 }
 
+bool IsMixed(const DitherOptions& options) { return options.name == "mixed"; }
+
 std::vector<std::string> MethodNames() {
   std::vector<std::string> names;
   for (const DitherMethod& method : kDitherMethods) names.push_back(method.name);
@@ -137,7 +143,7 @@ void AddDitherOptions(CLI::App* command, DitherOptions* options) {
   CLI::Option* method =
       command->add_option("--method", options->name,
                           "none, floyd-steinberg, sierra-lite, matrix4, matrix8, matrix16, "
-                          "serpentine, blue-noise or clustered");
+                          "serpentine, blue-noise, clustered or mixed");
   AllowWords(method, MethodNames(), "METHOD")->capture_default_str();
   options->thresholdOption = AddThresholdOption(command, &options->threshold);
   AddToneOptions(command, options);
@@ -182,15 +188,22 @@ PagePointer Dithered(Bitmap* page, const DitherOptions& options, Color colour) {
     });
   }
   const Ink ink = {colour.GetBlue(), colour.GetGreen(), colour.GetRed()};
+  std::optional<LineArt> art;
+  if (IsMixed(options)) {
+    art.emplace(GreyDotsOf(page));
+    art->Paint(PagePixels(copy.get()), {0, 0, 0});  // leaves no errors to neighbours
+  }
   const ProgramMethod* const program = FindMethod(kProgramMethods, options.name);
-  if (program != nullptr) {
+  if (program != nullptr && program->dither != nullptr) {
     program->dither(PagePixels(copy.get()), options.threshold, ink);
   } else {
-    const eBitmapDitherer method = FindMethod(kDitherMethods, options.name)->method;
+    const eBitmapDitherer method =
+        art ? eBitmapDithererFloydSteinberg : FindMethod(kDitherMethods, options.name)->method;
     if (method == eBitmapDithererNone) return copy;
     copy = Dithered(copy.get(), method, options.threshold, colour);
   }
   if (options.minDots > 1) RemoveSmallClusters(PagePixels(copy.get()), options.minDots, ink);
+  if (art) art->Paint(PagePixels(copy.get()), ink);
   return copy;
 }
 

@@ -35,6 +35,9 @@ void AddDitherOptions(CLI::App* command, DitherOptions* options);
 /// `--gamma`, `--dot-gain` and `--min-dots`.
 void AddToneOptions(CLI::App* command, DitherOptions* options);
 
+/// Whether text, lines and bar codes are not dithered.
+bool IsMixed(const DitherOptions& options);
+
 /// The names of all methods; the first one does not change a page.
 std::vector<std::string> MethodNames();
 

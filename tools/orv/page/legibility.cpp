@@ -6,6 +6,7 @@
 
 #include "base/utf8.h"
 #include "orv/text/format.h"
+#include "tools/orv/page/line_art.h"
 #include "tools/orv/page/pixels.h"
 
 namespace orv::tool {
@@ -147,33 +148,36 @@ void CountSpecks(const Dots& ink, Legibility* result) {
   }
 }
 
-/// Whether a block has a part of a bar code.
-bool HasBars(const std::vector<BarCodeResult>& codes, int left, int top) {
-  return std::any_of(codes.begin(), codes.end(), [&](const BarCodeResult& result) {
-    const PageArea area = result.code.Area();
-    return left < area.x + area.width && area.x < left + kToneBlock && top < area.y + area.height &&
-           area.y < top + kToneBlock;
-  });
+/// Counts the dots of line art that are not what they are best as.
+void CountLineErrors(const LineArt& art, const Dots& ink, Legibility* result) {
+  for (int y = 0; y < ink.height; ++y) {
+    for (int x = 0; x < ink.width; ++x) {
+      if (!art.Has(x, y)) continue;
+      result->lineInk += art.IsInk(x, y);
+      result->lineErrors += art.IsInk(x, y) != (ink.At(x, y) != 0);
+    }
+  }
 }
 
-/// Compares the tones of blocks. Bar codes are skipped, because the best plane makes their bars
-/// solid; and blocks that are all white or all black in the page.
-void MeasureTones(const Dots& grey, const Dots& ink, Legibility* result) {
+/// Compares the tones of blocks, without line art, which is best solid. Blocks that are all white
+/// or all black in the page are skipped.
+void MeasureTones(const Dots& grey, const LineArt& art, const Dots& ink, Legibility* result) {
   double sum = 0;
   for (int top = 0; top < grey.height; top += kToneBlock) {
     for (int left = 0; left < grey.width; left += kToneBlock) {
-      if (HasBars(result->codes, left, top)) continue;
       const int bottom = std::min(top + kToneBlock, grey.height);
       const int right = std::min(left + kToneBlock, grey.width);
       double expected = 0;
       double actual = 0;
+      double all = 0;
       for (int y = top; y < bottom; ++y) {
         for (int x = left; x < right; ++x) {
+          if (art.Has(x, y)) continue;
+          ++all;
           expected += (255 - grey.At(x, y)) / 255.0;
           actual += ink.At(x, y);
         }
       }
-      const double all = (bottom - top) * (right - left);
       if (expected == 0 || expected == all) continue;
       const double error = std::abs(actual - expected) / all;
       ++result->blocks;
@@ -245,6 +249,10 @@ double Legibility::BarScore() const {
   return codes.empty() ? 0 : sum / static_cast<double>(codes.size());
 }
 
+double Legibility::LineScore() const {
+  return lineInk > 0 ? 100 * static_cast<double>(lineErrors) / static_cast<double>(lineInk) : 0;
+}
+
 double Legibility::SpeckScore() const {
   return ink > 0 ? 100 * static_cast<double>(dots + holes) / static_cast<double>(ink) : 0;
 }
@@ -252,7 +260,7 @@ double Legibility::SpeckScore() const {
 double Legibility::Loss() const {
   // Light tones consist of single dots, so specks have a small weight.
   constexpr double kSpeckWeight = 0.1;
-  return 100 * static_cast<double>(Failed()) + BarScore() + ToneScore() +
+  return 100 * static_cast<double>(Failed()) + BarScore() + LineScore() + ToneScore() +
          kSpeckWeight * SpeckScore();
 }
 
@@ -264,13 +272,15 @@ Legibility MeasureLegibility(Bitmap* source, Bitmap* plane) {
   Legibility result;
   MeasureBars(grey, ink, &result);
   CountSpecks(ink, &result);
-  MeasureTones(grey, ink, &result);
+  const LineArt art(grey);
+  CountLineErrors(art, ink, &result);
+  MeasureTones(grey, art, ink, &result);
   return result;
 }
 
 std::string ScoresText(const Legibility& legibility) {
-  return WideToUtf8(Format(L"bars %.1f tone %.1f specks %.1f", legibility.BarScore(),
-                           legibility.ToneScore(), legibility.SpeckScore()));
+  return WideToUtf8(Format(L"bars %.1f lines %.1f tone %.1f", legibility.BarScore(),
+                           legibility.LineScore(), legibility.ToneScore()));
 }
 
 }  // namespace orv::tool

@@ -53,9 +53,11 @@ struct BarCodeResult {
 
 struct Legibility {
   std::vector<BarCodeResult> codes;
-  std::int64_t ink = 0;    ///< dots
-  std::int64_t dots = 0;   ///< single dots of ink
-  std::int64_t holes = 0;  ///< single white dots in ink
+  std::int64_t lineInk = 0;     ///< dots of text, lines and bars
+  std::int64_t lineErrors = 0;  ///< those that are white, and ink on the paper around them
+  std::int64_t ink = 0;         ///< dots
+  std::int64_t dots = 0;        ///< single dots of ink
+  std::int64_t holes = 0;       ///< single white dots in ink
   std::int64_t blocks = 0;
   double tone = 0;       ///< mean error of a block, as a fraction of full ink
   double worstTone = 0;  ///< the largest error
@@ -69,9 +71,10 @@ struct Legibility {
   /// The bar code with the highest score; null on a page without bar codes.
   const BarCodeResult* Worst() const;
 
-  /// The three scores, in percent, 0 is best: the mean of the bar codes, the tone errors of blocks,
-  /// and the fraction of single dots and holes in the ink.
+  /// The four scores, in percent, 0 is best: the mean of the bar codes, the wrong dots of line art,
+  /// the tone errors of blocks, and the fraction of single dots and holes in the ink.
   double BarScore() const;
+  double LineScore() const;
   double ToneScore() const { return 100 * tone; }
   double SpeckScore() const;
   /// The total by which methods are ranked, 0 is best. Every bar code that does not scan adds 100.

@@ -5,13 +5,14 @@
 #include <vector>
 
 #include "base/utf8.h"
-#include "orv/imaging/bitmap_rasterizer.h"
 #include "orv/platform/graphics.h"
 #include "orv/text/format.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/page/bar_report.h"
 #include "tools/orv/page/file.h"
+#include "tools/orv/page/halftone.h"
 #include "tools/orv/page/legibility.h"
 #include "tools/orv/page/options.h"
 #include "tools/orv/page/pixels.h"
@@ -35,12 +36,6 @@ std::wstring WidthText(const WidthErrors& errors) {
                 Number(errors.count), errors.Mean(), errors.max);
 }
 
-/// A place on the page, such as "96, 244 dots (12.0, 30.5 mm)".
-std::wstring PlaceText(const PageOptions& options, double x, double y) {
-  return Format(L"%.0f, %.0f dots (", x, y) +
-         LengthsText(options.Columns(x), L", ", options.Rows(y)) + L")";
-}
-
 /// The left top corner of the bar that is damaged most.
 std::pair<double, double> WorstBar(const BarCodeResult& result) {
   const double start = std::round(result.code.bars[result.worstBar].start);
@@ -57,9 +52,10 @@ std::string FailuresText(const PageOptions& options, const Legibility& legibilit
   for (const BarCodeResult& result : legibility.codes) {
     if (result.Scans()) continue;
     const PageArea area = result.code.Area();
+    const std::wstring advice = BarAdvice(options, result.code);
     (result.code.IsPale() ? paleCount : narrowCount) += 1;
-    (result.code.IsPale() ? pale : narrow) += L"\n  " + PlaceText(options, area.x, area.y) +
-                                              Format(L", modules of %.1f dots", result.code.module);
+    (result.code.IsPale() ? pale : narrow) +=
+        L"\n  " + PlaceText(options, area.x, area.y) + (advice.empty() ? L"" : L", " + advice);
   }
   const auto text = [](int count, const wchar_t* why, const std::wstring& places) {
     return count == 0 ? std::wstring()
@@ -78,13 +74,6 @@ void AddWidths(JsonWriter* json, const char* key, const WidthErrors& errors) {
   json->Member("meanDots", errors.Mean());
   json->Member("greatestDots", errors.max);
   json->EndObject();
-}
-
-void AddPlace(JsonWriter* json, const PageOptions& options, double x, double y) {
-  json->Member("x", x);
-  json->Member("y", y);
-  json->Member("xMm", Rounded(options.Columns(x).Millimetres()));
-  json->Member("yMm", Rounded(options.Rows(y).Millimetres()));
 }
 
 void AddBarCode(JsonWriter* json, const PageOptions& options, const BarCodeResult& result) {
@@ -123,6 +112,8 @@ void AddToJson(JsonWriter* json, const PageOptions& options, const Legibility& l
   json->Member("holes", errors.holes);
   json->Member("spots", errors.spots);
   json->Member("brokenEdges", errors.breaks);
+  json->Member("lineInk", legibility.lineInk);
+  json->Member("lineErrors", legibility.lineErrors);
   json->Member("ink", legibility.ink);
   json->Member("isolatedDots", legibility.dots);
   json->Member("isolatedHoles", legibility.holes);
@@ -130,6 +121,7 @@ void AddToJson(JsonWriter* json, const PageOptions& options, const Legibility& l
   json->Member("meanToneError", legibility.tone);
   json->Member("greatestToneError", legibility.worstTone);
   json->Member("barMark", legibility.BarScore());
+  json->Member("lineMark", legibility.LineScore());
   json->Member("toneMark", legibility.ToneScore());
   json->Member("speckMark", legibility.SpeckScore());
   json->Member("loss", legibility.Loss());
@@ -139,7 +131,8 @@ std::wstring CodesText(const Legibility& legibility) {
   if (legibility.codes.empty()) return L"none";
   const std::wstring count = Format(L"%d found, ", static_cast<int>(legibility.codes.size()));
   if (legibility.Failed() == 0) return count + L"all of them scan";
-  return count + Format(L"%lld of them do not scan", Number(legibility.Failed()));
+  return count + Format(L"%lld of them %ls not scan", Number(legibility.Failed()),
+                        legibility.Failed() == 1 ? L"does" : L"do");
 }
 
 /// Adds lines about the bars of all bar codes.
@@ -178,6 +171,8 @@ void Evaluate(const PageOptions& options, Bitmap* plane, const LegibilityOptions
   Report report(options);
   report.PageSize(plane);
   AddBars(&report, options, found);
+  report.Line(L"line art", Format(L"%lld of %lld dots of text, lines and bars are wrong",
+                                  Number(found.lineErrors), Number(found.lineInk)));
   report.Line(L"isolated", Format(L"%lld dots and %lld holes in %lld dots of ink",
                                   Number(found.dots), Number(found.holes), Number(found.ink)));
   report.Line(L"tone", found.blocks == 0
@@ -189,28 +184,31 @@ void Evaluate(const PageOptions& options, Bitmap* plane, const LegibilityOptions
                                                 options.Rows(found.worstY))
                                         .c_str()));
   report.Line(L"scores",
-              Format(L"bars %.2f, tone %.2f, specks %.2f: %.2f in all, 0 is best", found.BarScore(),
-                     found.ToneScore(), found.SpeckScore(), found.Loss()));
+              Format(L"bars %.2f, lines %.2f, tone %.2f, specks %.2f: %.2f in all, 0 is best",
+                     found.BarScore(), found.LineScore(), found.ToneScore(), found.SpeckScore(),
+                     found.Loss()));
   AddToJson(&report.json(), options, found);
   report.Finish(FailuresText(options, found));
 }
 
 /// A method and the legibility of the page dithered with it.
 struct Candidate {
-  const char* name;
+  std::string name;
   Legibility legibility;
 };
 
 /// Evaluates every method; the best one comes first.
 std::vector<Candidate> EvaluateMethods(Bitmap* page, int threshold) {
   std::vector<Candidate> candidates;
+  const std::vector<std::string> names = MethodNames();
   Progress progress(L"Trying methods", page);
-  for (const auto& [name, method, hasThreshold] : kDitherMethods) {
-    progress.Report(static_cast<int>(candidates.size()),
-                    static_cast<int>(std::size(kDitherMethods)));
-    if (method == eBitmapDithererNone) continue;  // leaves no plane
-    const PagePointer plane = Dithered(page, method, threshold, Color(0xFF000000));
-    candidates.push_back({name, MeasureLegibility(page, plane.get())});
+  DitherOptions options;
+  options.threshold = threshold;
+  for (std::size_t i = 1; i < names.size(); ++i) {  // the first one leaves no plane
+    progress.Report(static_cast<int>(i), static_cast<int>(names.size()));
+    options.name = names[i];
+    const PagePointer plane = Dithered(page, options, Color(0xFF000000));
+    candidates.push_back({names[i], MeasureLegibility(page, plane.get())});
   }
   std::stable_sort(candidates.begin(), candidates.end(),
                    [](const Candidate& a, const Candidate& b) {
@@ -227,7 +225,7 @@ void Recommend(const PageOptions& options, Bitmap* page, int threshold) {
   report.Text(L"recommended", "recommended", ToWide(candidates.front().name));
   report.json().Key("methods");
   report.json().BeginArray();
-  Table table({L"METHOD", L"SCAN", L"BARS", L"TONE", L"SPECKS", L"IN ALL"});
+  Table table({L"METHOD", L"SCAN", L"BARS", L"LINES", L"TONE", L"SPECKS", L"IN ALL"});
   for (const auto& [name, legibility] : candidates) {
     report.json().BeginObject();
     report.json().Member("method", ToWide(name));
@@ -236,8 +234,9 @@ void Recommend(const PageOptions& options, Bitmap* page, int threshold) {
     const auto all = static_cast<std::int64_t>(legibility.codes.size());
     table.Add({ToWide(name),
                Format(L"%lld of %lld", Number(all - legibility.Failed()), Number(all)),
-               Format(L"%.2f", legibility.BarScore()), Format(L"%.2f", legibility.ToneScore()),
-               Format(L"%.2f", legibility.SpeckScore()), Format(L"%.2f", legibility.Loss())});
+               Format(L"%.2f", legibility.BarScore()), Format(L"%.2f", legibility.LineScore()),
+               Format(L"%.2f", legibility.ToneScore()), Format(L"%.2f", legibility.SpeckScore()),
+               Format(L"%.2f", legibility.Loss())});
   }
   report.json().EndArray();
   report.Finish("\n" + table.TakeText() + FailuresText(options, candidates.front().legibility));
@@ -264,19 +263,21 @@ void AddPageLegibilityCommand(CLI::App* group) {
   command->footer(
       "Finds the bar codes of the page and reads them on the plane line by line: widths, holes in "
       "bars,\n"
-      "spots in spaces, broken edges. Tones are measured in blocks of 16 x 16 dots outside bar "
-      "codes.\n"
-      "Scores are percentages, 0 is best; in the total, specks count one tenth, and each bar code "
-      "that\n"
-      "does not scan adds 100.\n"
+      "spots in spaces, broken edges. Counts wrong dots of text, lines and bars. Measures the "
+      "tones "
+      "of\n"
+      "the rest in blocks of 16 x 16 dots. Scores are percentages, 0 is best; in the total, specks "
+      "count\n"
+      "one tenth, and each bar code that does not scan adds 100.\n"
       "JSON: page; barCodes with place, size, moduleDots, symbolContrast, modulation, "
       "readableLines,\n"
       "scans, mark and worstBar; failedBarCodes; bars and spaces with count, meanDots, "
       "greatestDots;\n"
-      "holes, spots, brokenEdges, ink, isolatedDots, isolatedHoles, toneBlocks, meanToneError,\n"
-      "greatestToneError, barMark, toneMark, speckMark, loss. With --recommend: page, recommended, "
-      "and\n"
-      "methods with method and the same members.\n"
+      "holes, spots, brokenEdges, lineInk, lineErrors, ink, isolatedDots, isolatedHoles, "
+      "toneBlocks,\n"
+      "meanToneError, greatestToneError, barMark, lineMark, toneMark, speckMark, loss. With "
+      "--recommend:\n"
+      "page, recommended, and methods with method and the same members.\n"
       "Examples:\n"
       "  orv page dither label.png - | orv page legibility - --source label.png\n"
       "  orv page legibility label.png --recommend");

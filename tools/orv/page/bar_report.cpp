@@ -1,0 +1,61 @@
+#include "tools/orv/page/bar_report.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "orv/text/format.h"
+
+namespace orv::tool {
+
+std::wstring PlaceText(const PageOptions& options, double x, double y) {
+  return Format(L"%.0f, %.0f dots (", x, y) +
+         LengthsText(options.Columns(x), L", ", options.Rows(y)) + L")";
+}
+
+void AddPlace(JsonWriter* json, const PageOptions& options, double x, double y) {
+  json->Member("x", x);
+  json->Member("y", y);
+  json->Member("xMm", Rounded(options.Columns(x).Millimetres()));
+  json->Member("yMm", Rounded(options.Rows(y).Millimetres()));
+}
+
+std::wstring BarAdvice(const PageOptions& options, const BarCode& code) {
+  constexpr double kMinDots = 2;     // of modules and gaps
+  constexpr double kRounding = 0.1;  // module widths are measured
+  const double dpi = code.isTurned ? options.dpi.y : options.dpi.x;
+  const double module = code.module;
+  if (module < kMinDots - kRounding) {
+    return Format(L"modules of %.1f dots at %.6g dpi: use 2 or more", module, dpi);
+  }
+  if (std::abs(module - std::round(module)) > kRounding) {
+    return Format(L"modules of %.1f dots at %.6g dpi: use %.0f or %.0f, or bars differ by a dot",
+                  module, dpi, std::floor(module), std::ceil(module));
+  }
+  const double gap = code.NarrowestGap();
+  if (gap < kMinDots - kRounding) {
+    return Format(L"gaps of %.1f dots at %.6g dpi: use 2 or more, or ink closes them", gap, dpi);
+  }
+  return {};
+}
+
+void AddBarAdvice(Report* report, const PageOptions& options, Bitmap* page) {
+  JsonWriter& json = report->json();
+  json.Key("barCodes");
+  json.BeginArray();
+  for (const BarCode& code : FindBarCodes(GreyDotsOf(page))) {
+    const PageArea area = code.Area();
+    const std::wstring advice = BarAdvice(options, code);
+    if (!advice.empty()) {
+      report->Line(L"bar code", PlaceText(options, area.x, area.y) + L", " + advice);
+    }
+    json.BeginObject();
+    AddPlace(&json, options, area.x, area.y);
+    json.Member("moduleDots", code.module);
+    json.Member("narrowestGapDots", code.NarrowestGap());
+    json.Member("advice", advice);
+    json.EndObject();
+  }
+  json.EndArray();
+}
+
+}  // namespace orv::tool
