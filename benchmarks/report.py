@@ -185,8 +185,9 @@ def run_benchmarks(program, run, quick, documents):
     environment, chosen, repetitions, represent = run
     command = pinned([program, *documents, "--benchmark_filter=" + chosen, "--benchmark_format=json",
                       "--benchmark_enable_random_interleaving=true"])
+    # Together, the repetitions of a benchmark take at least 0.7 s.
     command += (["--benchmark_repetitions=2", "--benchmark_min_time=0.01"] if quick else
-                [f"--benchmark_repetitions={repetitions}", "--benchmark_min_time=0.1"])
+                [f"--benchmark_repetitions={repetitions}", f"--benchmark_min_time={0.7 / repetitions}"])
     found = json.loads(subprocess.run(command, check=True, capture_output=True, text=True,
                                       env={**os.environ, **environment}).stdout)
     figures = {}

@@ -142,7 +142,7 @@ void Editor::FinishEdit() {
     saved_.Clear();
     throw;
   }
-  if (!document_.IsIllFormed()) CheckNode();
+  CheckNode();
 }
 
 /// Resets the current node if it no longer exists: new markup can complete an unterminated
