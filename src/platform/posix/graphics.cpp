@@ -6,9 +6,11 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <new>
 #include <utility>
 
+#include "orv/platform/lock.h"
 #include "orv/platform/types.h"
 
 namespace {
@@ -95,13 +97,84 @@ void WritePixel(BYTE* row, INT x, PixelFormat format, const std::vector<ARGB>& p
 
 /// Memory for pixels. Large bitmaps request huge pages, which saves most of the cost of the first
 /// access to fresh memory.
-BYTE* AllocatePixels(std::size_t size) {
+BYTE* AllocateBlock(std::size_t size) {
   constexpr std::size_t kLargePage = std::size_t{2} << 20;
   if (size < 2 * kLargePage) return static_cast<BYTE*>(std::malloc(size));
   size = (size + kLargePage - 1) / kLargePage * kLargePage;
   void* pixels = std::aligned_alloc(kLargePage, size);
   if (pixels != nullptr) madvise(pixels, size, MADV_HUGEPAGE);
   return static_cast<BYTE*>(pixels);
+}
+
+/// The memory of deleted bitmaps, for the next ones of the same size. A driver makes the same
+/// planes page after page; the heap returns their memory to the system in between, and each page
+/// then costs a fault per 4 KiB.
+class DeletedPixels {
+ public:
+  /// A kept block of this size, or null.
+  BYTE* Take(std::size_t size) {
+    if (!IsKept(size) || !lock_.try_lock()) return nullptr;
+    BYTE* pixels = nullptr;
+    for (Block& block : blocks_) {
+      if (pixels == nullptr && block.size == size) pixels = std::exchange(block, {}).pixels;
+    }
+    lock_.unlock();
+    return pixels;
+  }
+
+  /// Keeps a block, or frees it. The oldest of the kept blocks makes room.
+  void Return(BYTE* pixels, std::size_t size) {
+    if (IsKept(size) && lock_.try_lock()) {
+      if (!isClosed_) {
+        pixels = std::exchange(blocks_[next_], {pixels, size}).pixels;
+        next_ = (next_ + 1) % std::size(blocks_);
+      }
+      lock_.unlock();
+    }
+    std::free(pixels);
+  }
+
+  /// Frees all blocks and keeps no more.
+  void Close() {
+    if (!lock_.try_lock()) return;
+    isClosed_ = true;
+    for (Block& block : blocks_) std::free(std::exchange(block, {}).pixels);
+    lock_.unlock();
+  }
+
+ private:
+  struct Block {
+    BYTE* pixels = nullptr;
+    std::size_t size = 0;
+  };
+
+  /// Whether blocks of a size are kept: not small ones, for which the heap does the same, and none
+  /// that are worth more as free memory. The address sanitizer must see every release.
+  static bool IsKept(std::size_t size) {
+#if defined(__SANITIZE_ADDRESS__)
+    return size == 0;
+#else
+    constexpr std::size_t kMinSize = std::size_t{64} << 10;
+    constexpr std::size_t kMaxSize = std::size_t{32} << 20;  // a label of 100 x 150 mm at 600 dpi
+    return size >= kMinSize && size <= kMaxSize;
+#endif
+  }
+
+  orv::Lock lock_;  // never waited for, so that a forked process can go on
+  Block blocks_[3];
+  std::size_t next_ = 0;
+  bool isClosed_ = false;
+};
+
+// Without a destructor: other threads may delete bitmaps while the process ends.
+constinit DeletedPixels deletedPixels;
+
+/// Runs when the library is unloaded, and at the end of the process.
+[[gnu::destructor]] void FreeDeletedPixels() { deletedPixels.Close(); }
+
+BYTE* AllocatePixels(std::size_t size) {
+  BYTE* const pixels = deletedPixels.Take(size);
+  return pixels != nullptr ? pixels : AllocateBlock(size);
 }
 
 struct PixelArea {
@@ -194,7 +267,11 @@ Bitmap::Bitmap(INT width, INT height, INT stride, PixelFormat format, BYTE* firs
   pixels_ = first;
 }
 
-Bitmap::~Bitmap() { std::free(owned_); }
+Bitmap::~Bitmap() {
+  if (owned_ == nullptr) return;
+  deletedPixels.Return(owned_,
+                       static_cast<std::size_t>(stride_) * static_cast<std::size_t>(height_));
+}
 
 Status Bitmap::Record(Status status) const {
   if (status != Ok) lastStatus_ = status;

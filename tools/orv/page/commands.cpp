@@ -14,6 +14,7 @@
 #include "tools/orv/page/fit.h"
 #include "tools/orv/page/halftone.h"
 #include "tools/orv/page/options.h"
+#include "tools/orv/page/pale.h"
 #include "tools/orv/page/pixels.h"
 #include "tools/orv/page/planes.h"
 #include "tools/orv/page/trap.h"
@@ -195,8 +196,8 @@ void AddSplitCommand(CLI::App* group) {
     // These need planes of 24 bits.
     PagePointer preview;
     if (!split->preview.empty()) preview = PreviewOf(planes);
-    const std::int64_t pale = CountPaleInk(page.get(), planes.background.get()) +
-                              CountPaleInk(page.get(), planes.highlight.get());
+    const std::int64_t pale =
+        CountPaleInk(page.get(), planes.background.get(), planes.highlight.get());
     std::optional<PlaneEdges> edges;
     if (split->overlap) {
       edges = FindEdges(PagePixels(planes.background.get()), PagePixels(planes.highlight.get()));

@@ -9,39 +9,10 @@
 #include "orv/text/format.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/page/pale.h"
 
 namespace orv::tool {
 namespace {
-
-constexpr int kPale = 250;
-
-bool IsAtLeast(const unsigned char* pixel, int level) {
-  return std::min({pixel[0], pixel[1], pixel[2]}) >= level;
-}
-
-/// Calls `work` for all pixels except those in white blocks of eight.
-template <typename Work>
-void ForEachShade(const PagePixels& pixels, const Work& work) {
-  constexpr unsigned char kWhite[] = {255, 255, 255};
-  const EightPixels white(kWhite);
-  for (int y = 0; y < pixels.height(); ++y) {
-    unsigned char* pixel = pixels.Row(y);
-    for (int x = 0; x < pixels.width(); ++x, pixel += 3) {
-      if (x + 8 <= pixels.width() && white.AreAt(pixel)) {
-        x += 7;
-        pixel += 7 * 3;
-      } else {
-        work(pixel, x, y);
-      }
-    }
-  }
-}
-
-void WhitenFrom(Bitmap* page, int level) {
-  ForEachShade(PagePixels(page), [&](unsigned char* pixel, int, int) {
-    if (IsAtLeast(pixel, level)) std::fill_n(pixel, 3, static_cast<unsigned char>(255));
-  });
-}
 
 /// The positions that a new position covers, from `first` on, and how much of each.
 struct Cover {
@@ -139,24 +110,6 @@ PagePointer Resampled(Bitmap* page, int width, int height) {
                    [](double sum) { return static_cast<unsigned char>(std::min(sum, 255.0)); });
   }
   return result;
-}
-
-std::int64_t CountPale(Bitmap* page) {
-  std::int64_t count = 0;
-  ForEachShade(PagePixels(page), [&](const unsigned char* pixel, int, int) {
-    count += IsAtLeast(pixel, kPale) && !IsWhite(pixel);
-  });
-  return count;
-}
-
-std::int64_t CountPaleInk(Bitmap* page, Bitmap* plane) {
-  std::int64_t count = 0;
-  const PagePixels pixels(page);
-  ForEachShade(PagePixels(plane), [&](const unsigned char* dot, int x, int y) {
-    const unsigned char* pixel = pixels.Row(y) + std::ptrdiff_t{3} * x;
-    count += !IsWhite(dot) && IsAtLeast(pixel, kPale) && !IsWhite(pixel);
-  });
-  return count;
 }
 
 void AddPaleInk(Report* report, std::int64_t pale, std::int64_t ink) {

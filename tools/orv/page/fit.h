@@ -29,11 +29,6 @@ PagePointer LoadFitted(PageOptions* page, const FitOptions& options);
 /// of the page that it covers.
 PagePointer Resampled(Bitmap* page, int width, int height);
 
-/// The number of pixels of a page that are almost white: all channels are at least 250, but not all
-/// 255.
-std::int64_t CountPale(Bitmap* page);
-/// The number of such pixels that are ink in a plane of 24 bits.
-std::int64_t CountPaleInk(Bitmap* page, Bitmap* plane);
 /// Reports how much of the ink is pale; as text only from a thousandth on.
 void AddPaleInk(Report* report, std::int64_t pale, std::int64_t ink);
 

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "orv/imaging/color_extensions.h"
+#include "orv/text/format.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/page/bars.h"
@@ -119,6 +120,14 @@ std::optional<eBitmapDitherer> DitherOptions::Plain() const {
   }
   if (library == nullptr || HasTones(*this) || minDots > 1) return {};
   return library->method;
+}
+
+std::wstring DitherOptions::Text() const {
+  std::wstring text = Format(L"method %ls, threshold %d", ToWide(name).c_str(), threshold);
+  if (gamma != 1) text += Format(L", gamma %.4g", gamma);
+  if (dotGain != 0) text += Format(L", dot gain %d %%", dotGain);
+  if (minDots > 1) text += Format(L", clusters of %d dots or more", minDots);
+  return text;
 }
 
 bool IsMixed(const DitherOptions& options) { return options.name == "mixed"; }

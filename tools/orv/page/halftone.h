@@ -26,6 +26,8 @@ struct DitherOptions {
   /// The library's method, if that does all of it. Ends the command if --threshold is given and the
   /// method has none.
   std::optional<eBitmapDitherer> Plain() const;
+  /// The method, its threshold and the corrections, such as "method matrix8, threshold 128".
+  std::wstring Text() const;
 };
 
 /// `--method`, `--threshold` and the options of `AddToneOptions`.

@@ -87,8 +87,7 @@ ReportPage MakePage(ReportPageOptions* options, const Config* model,
     add(L"Coloured plane", std::move(planes.highlight));
     add(L"Both on paper", std::move(preview));
   }
-  result.how +=
-      Format(L", method %ls, threshold %d", ToWide(dither.name).c_str(), dither.threshold);
+  result.how += L", " + dither.Text();
   return result;
 }
 
