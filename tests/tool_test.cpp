@@ -1,5 +1,6 @@
 /// Unit tests of the orv program's shared code, and of its manual pages.
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <sstream>
@@ -11,6 +12,7 @@
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/line_diff.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/page/bars.h"
 #include "tools/orv/registry/reg_file.h"
 
 namespace orv::tool {
@@ -19,6 +21,69 @@ namespace {
 using test::ExpectRuns;
 using testing::AnyOf;
 using testing::HasSubstr;
+
+/// Draws bars and spaces of these widths in dots, which begin at x, y.
+void DrawBars(Dots* page, double x, int y, int length, const std::vector<double>& widths, int ink) {
+  for (std::size_t i = 0; i < widths.size(); x += widths[i++]) {
+    if (i % 2 != 0) continue;
+    const double end = x + widths[i];
+    for (int column = static_cast<int>(x); column < end; ++column) {
+      const double cover = std::min(end, column + 1.0) - std::max(x, static_cast<double>(column));
+      for (int row = y; row < y + length; ++row) {
+        std::uint8_t& value = page->values[static_cast<std::size_t>(row * page->width + column)];
+        value = static_cast<std::uint8_t>(value - std::lround((value - ink) * cover));
+      }
+    }
+  }
+}
+
+TEST(BarCodes, AreFoundByGeometry) {
+  // Bars and spaces of nine bars, in modules.
+  const std::vector<double> kCode = {1, 1, 2, 1, 1, 2, 1, 1, 3, 1, 1, 4, 2, 2, 1, 1, 2};
+  const std::vector<double> kEven(17, 1);
+  const std::vector<double> kShort(kCode.begin() + 2, kCode.end());
+  const struct {
+    const char* what;
+    std::vector<double> widths;
+    double module;
+    double x;
+    int length;
+    int paper;
+    int ink;
+    bool isFound;
+  } kCases[] = {
+      {"black on white", kCode, 2, 10, 20, 255, 0, true},
+      {"modules of one dot", kCode, 1, 10, 20, 255, 0, true},
+      {"edges within dots", kCode, 1.7, 10.3, 20, 255, 60, true},
+      {"yellow on white", kCode, 3, 10, 20, 255, 226, true},
+      {"black on grey", kCode, 3, 10, 20, 90, 0, true},
+      {"fainter than an edge", kCode, 3, 10, 20, 255, 240, false},
+      {"light on dark", kCode, 3, 10, 20, 100, 255, false},
+      {"short bars", kCode, 3, 10, 11, 255, 0, false},
+      {"few bars", kShort, 3, 10, 20, 255, 0, false},
+      {"a ruler", kEven, 3, 10, 20, 255, 0, false},
+  };
+  for (const auto& test : kCases) {
+    SCOPED_TRACE(test.what);
+    Dots page{128, 64, std::vector<std::uint8_t>(128 * 64, static_cast<std::uint8_t>(test.paper))};
+    std::vector<double> widths = test.widths;
+    for (double& width : widths) width *= test.module;
+    DrawBars(&page, test.x, 30, test.length, widths, test.ink);
+    DrawBars(&page, test.x, 30 + test.length, 6, {widths[0]}, test.ink);  // a longer bar
+    for (const bool isTurned : {false, true}) {
+      const std::vector<BarCode> codes = FindBarCodes(isTurned ? Transposed(page) : page);
+      ASSERT_EQ(codes.size(), test.isFound ? 1u : 0u);
+      if (!test.isFound) continue;
+      EXPECT_EQ(codes[0].isTurned, isTurned);
+      EXPECT_EQ(codes[0].bars.size(), 9u);
+      EXPECT_NEAR(codes[0].module, test.module, 0.05);
+      EXPECT_NEAR(codes[0].bars[0].start, test.x, 0.05);
+      EXPECT_EQ(codes[0].firstLine, 30);
+      EXPECT_EQ(codes[0].endLine, 30 + test.length);
+      EXPECT_EQ(codes[0].Contrast(), (test.paper - test.ink) / 255.0);
+    }
+  }
+}
 
 TEST(Table, AlignsByCodePointsAndEscapesControlCharacters) {
   Table table({L"NAME", L"N"});

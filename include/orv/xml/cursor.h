@@ -80,6 +80,9 @@ class ORV_EXPORT CMarkupAttribs {
   /// Moves through the attributes.
   class ORV_EXPORT Iterator {
    public:
+    /// Not part of the interface: `CMarkupAttribs` calls it.
+    Iterator(std::wstring_view strText, int nNameStart, int nShift, int nFlags);
+
     /// The current attribute.
     const CMarkupAttrib& operator*() const { return m_attrib; }
     const CMarkupAttrib* operator->() const { return &m_attrib; }
@@ -91,10 +94,6 @@ class ORV_EXPORT CMarkupAttribs {
     bool operator==(std::default_sentinel_t) const { return m_pNext == nullptr; }
 
    private:
-    friend class CMarkupAttribs;
-
-    Iterator(std::wstring_view strText, int nNameStart, int nShift, int nFlags);
-
     CMarkupAttrib m_attrib;
     const wchar_t* m_pText = nullptr;
     const wchar_t* m_pEnd = nullptr;
@@ -203,6 +202,9 @@ class ORV_EXPORT CMarkupChildren {
   /// Moves through the children.
   class ORV_EXPORT Iterator {
    public:
+    /// Not part of the interface: `CMarkupChildren` calls it.
+    explicit Iterator(orv::ChildReader* pReader);
+
     /// The current child.
     const CMarkupChild& operator*() const { return m_child; }
     const CMarkupChild* operator->() const { return &m_child; }
@@ -214,10 +216,6 @@ class ORV_EXPORT CMarkupChildren {
     bool operator==(std::default_sentinel_t) const { return m_pReader == nullptr; }
 
    private:
-    friend class CMarkupChildren;
-
-    explicit Iterator(orv::ChildReader* pReader);
-
     orv::ChildReader* m_pReader;
     CMarkupChild m_child;
   };

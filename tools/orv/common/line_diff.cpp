@@ -29,7 +29,8 @@ struct DiffLine {
 
 /// The shortest way from one text to the other, by the greedy algorithm of E. W. Myers, "An O(ND)
 /// difference algorithm and its variations" (1986). `furthest[k]` is how far in `before` a path of
-/// the current number of changes gets on diagonal k: `k` is the line of `before` minus that of `after`.
+/// the current number of changes gets on diagonal k: `k` is the line of `before` minus that of
+/// `after`.
 class ShortestEdit {
  public:
   ShortestEdit(const Lines& before, const Lines& after) : before_(before), after_(after) {
@@ -62,8 +63,8 @@ class ShortestEdit {
     int y = Count(after_);
     for (int changes = static_cast<int>(rounds_.size()) - 1; changes >= 0; --changes) {
       const int k = x - y;
-      const Step step = rounds_[static_cast<std::size_t>(changes)]
-                               [static_cast<std::size_t>((k + changes) / 2)];
+      const Step step =
+          rounds_[static_cast<std::size_t>(changes)][static_cast<std::size_t>((k + changes) / 2)];
       const auto isStart = [&] {
         return changes == 0 ? x == 0 : x == StartOf(changes, k, step.isInsertion);
       };
@@ -124,8 +125,8 @@ std::wstring UnifiedDiff(const std::wstring& before, const std::wstring& after,
   std::size_t numberAfter = 1;
   const auto isChanged = [](const DiffLine& line) { return line.mark != L' '; };
   for (std::size_t next = 0; next < lines.size();) {
-    const auto change = std::find_if(lines.begin() + static_cast<std::ptrdiff_t>(next), lines.end(),
-                                     isChanged);
+    const auto change =
+        std::find_if(lines.begin() + static_cast<std::ptrdiff_t>(next), lines.end(), isChanged);
     if (change == lines.end()) break;
     const std::size_t first = static_cast<std::size_t>(change - lines.begin());
     const std::size_t start = std::max(next, first - std::min(first, kContext));
@@ -148,8 +149,8 @@ std::wstring UnifiedDiff(const std::wstring& before, const std::wstring& after,
       if (!lines[i].text.ends_with(L'\n')) hunk += L"\n\\ No newline at end of file\n";
     }
     // A side without lines is numbered by the line before it.
-    diff += Format(L"@@ -%zu,%zu +%zu,%zu @@\n", numberBefore - (countBefore == 0 ? 1 : 0), countBefore,
-                   numberAfter - (countAfter == 0 ? 1 : 0), countAfter) +
+    diff += Format(L"@@ -%zu,%zu +%zu,%zu @@\n", numberBefore - (countBefore == 0 ? 1 : 0),
+                   countBefore, numberAfter - (countAfter == 0 ? 1 : 0), countAfter) +
             hunk;
     numberBefore += countBefore;
     numberAfter += countAfter;

@@ -94,6 +94,45 @@ std::vector<PlacedProperty> PropertiesOf(CMarkup* xml) {
   return found;
 }
 
+/// The property that a key names, see `SetProperty`; ends the command unless there is exactly one.
+FoundProperty FindProperty(const EditedConfig& file, const std::wstring& key, int line) {
+  const std::size_t dot = key.rfind(L'.');
+  const std::wstring section = dot == key.npos ? L"" : key.substr(0, dot);
+  const std::wstring name = key.substr(dot + 1);  // npos + 1 is 0
+  CMarkup xml(file.text);
+  if (!xml.IsWellFormed()) {
+    Fail(kFindings, file.path + L": " + xml.GetError() + L" (see orv config check)");
+  }
+  const LineIndex lines(file.text);
+  std::vector<PlacedProperty> found = PropertiesOf(&xml);
+  const auto isInSection = [&](const PlacedProperty& placed) {
+    return section.empty() ||
+           std::any_of(placed.around.begin(), placed.around.end(), [&](std::wstring_view element) {
+             return EqualsIgnoringAsciiCase(element, section);
+           });
+  };
+  std::erase_if(found, [&](const PlacedProperty& placed) {
+    return !EqualsIgnoringAsciiCase(placed.property.name, name) || !isInSection(placed) ||
+           (line != 0 && lines.Find(placed.property.offset).line != line);
+  });
+  if (found.size() == 1) return std::move(found.front().property);
+  if (found.empty()) {
+    const std::vector<PlacedProperty> all = PropertiesOf(&xml);
+    std::vector<std::wstring_view> names;
+    for (const PlacedProperty& placed : all) names.push_back(placed.property.name);
+    const std::wstring where =
+        line != 0 ? L" in line " + std::to_wstring(line) : DidYouMean(name, names);
+    Fail(kUsage, file.path + L" has no property '" + key + L"'" + where);
+  }
+  std::wstring numbers;
+  for (const PlacedProperty& each : found) {
+    numbers +=
+        (numbers.empty() ? L"" : L", ") + std::to_wstring(lines.Find(each.property.offset).line);
+  }
+  Fail(kUsage, file.path + L" has several properties '" + key + L"', in the lines " + numbers +
+                   L"; choose one with SECTION.KEY or --line LINE");
+}
+
 /// A finding as one line.
 std::wstring Described(const Finding& finding) {
   return finding.text + L" | allowed: " + finding.allowed + L" | write: " + finding.proposal;
@@ -151,42 +190,7 @@ void FollowProposals(EditedConfig* file,
 
 void SetProperty(EditedConfig* file, const std::wstring& key, const std::wstring& value, int line,
                  bool isForced) {
-  const std::size_t dot = key.rfind(L'.');
-  const std::wstring section = dot == key.npos ? L"" : key.substr(0, dot);
-  const std::wstring name = key.substr(dot + 1);  // npos + 1 is 0
-  CMarkup xml(file->text);
-  if (!xml.IsWellFormed()) {
-    Fail(kFindings, file->path + L": " + xml.GetError() + L" (see orv config check)");
-  }
-  const LineIndex lines(file->text);
-  const auto lineOf = [&](const PlacedProperty& placed) {
-    return lines.Find(placed.property.offset).line;
-  };
-  const std::vector<PlacedProperty> all = PropertiesOf(&xml);
-  std::vector<const PlacedProperty*> found;
-  std::vector<std::wstring_view> names;
-  for (const PlacedProperty& placed : all) {
-    names.push_back(placed.property.name);
-    const auto isSection = [&](std::wstring_view element) {
-      return EqualsIgnoringAsciiCase(element, section);
-    };
-    if (EqualsIgnoringAsciiCase(placed.property.name, name) && (line == 0 || lineOf(placed) == line) &&
-        (section.empty() || std::any_of(placed.around.begin(), placed.around.end(), isSection))) {
-      found.push_back(&placed);
-    }
-  }
-  const std::wstring what = file->path + L" has no property '" + key + L"'";
-  if (found.empty() && line != 0) Fail(kUsage, what + L" in line " + std::to_wstring(line));
-  if (found.empty()) Fail(kUsage, what + DidYouMean(name, names));
-  if (found.size() > 1) {
-    std::wstring numbers;
-    for (const PlacedProperty* each : found) {
-      numbers += (numbers.empty() ? L"" : L", ") + std::to_wstring(lineOf(*each));
-    }
-    Fail(kUsage, file->path + L" has several properties '" + key + L"', in the lines " + numbers +
-                     L"; choose one with SECTION.KEY or --line LINE");
-  }
-  const FoundProperty& property = found.front()->property;
+  const FoundProperty property = FindProperty(*file, key, line);
   const TextEdit edit = ReplacedValue(property, value);
   file->text = Edited(file->text, {edit});
   if (isForced) return;

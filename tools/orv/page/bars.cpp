@@ -179,11 +179,11 @@ std::vector<Group> GroupBars(const std::vector<FollowedBar>& bars) {
   std::vector<Group> open;
   for (const FollowedBar& bar : bars) {
     // Groups that ended far to the left are complete.
-    const auto far = std::partition(open.begin(), open.end(), [&](const Group& group) {
+    const auto complete = std::partition(open.begin(), open.end(), [&](const Group& group) {
       return bar.bar.start - group.bars.back().end < 6 * kMaxBarWidth;
     });
-    std::move(far, open.end(), std::back_inserter(groups));
-    open.erase(far, open.end());
+    std::move(complete, open.end(), std::back_inserter(groups));
+    open.erase(complete, open.end());
     const auto taker = std::find_if(open.begin(), open.end(),
                                     [&](const Group& group) { return group.Takes(bar); });
     if (taker != open.end()) {
