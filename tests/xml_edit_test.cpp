@@ -397,7 +397,7 @@ TEST(XmlEdit, InstructionsWithMarkupInTheirValues) {
 TEST(XmlEdit, StartTagsOfFourMillionUnits) {
   constexpr std::size_t kMax = orv::ElementEntry::kMaxStartTag;
   for (const std::wstring end : {L"'>", L"'/>", L"'></r>", L"'>x<c/></r>"}) {
-    for (const std::size_t size : {kMax - 1, kMax}) {
+    for (const std::size_t size : {kMax - 1, kMax + 1}) {
       SCOPED_TRACE(Show(end) + std::to_string(size));
       const std::size_t value = size - 6 - (end.find(L'>') + 1);
       const std::wstring text = L"<r a='" + std::wstring(value, L'x') + end;

@@ -89,7 +89,8 @@ class AttributeCursor {
     const int valueEnds = _mm_movemask_epi8(_mm_or_si128(quotes, references)) >> (equals + 2);
     const wchar_t* const valueEnd = valueEnds != 0
                                         ? value + std::countr_zero(static_cast<unsigned>(valueEnds))
-                                        : FindEither(at_ + kBlock, end_, quote, L'&');
+                                    : IsQuote(quote) ? FindEither(at_ + kBlock, end_, quote, L'&')
+                                                     : end_;
     if (valueEnd == end_ || *valueEnd != quote || !IsQuote(quote)) return false;
     attribute->nameStart = static_cast<int>(at_ + 1 - text_);
     attribute->name = {at_ + 1, at_ + equals};

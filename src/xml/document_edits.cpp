@@ -153,7 +153,14 @@ void Document::Splice(int offset, int cut, std::wstring_view replacement) {
   if (IsPartOf(replacement, text)) return Splice(offset, cut, std::wstring(replacement));
   const int added = static_cast<int>(replacement.size());
   if (gap_.length == 0) OpenGap(offset + cut);
-  if (gap_.length + cut <= added) WidenGap(added - cut - gap_.length + 1);
+  if (gap_.length + cut <= added) {
+    try {
+      WidenGap(added - cut - gap_.length + 1);
+    } catch (...) {
+      if (gap_.length == 0) gap_ = {};  // an empty gap would end scans
+      throw;
+    }
+  }
   if (offset + cut > gap_.start) {
     // Only the entries pass over what is cut.
     PassForward(offset + cut);

@@ -15,6 +15,7 @@
 namespace orv {
 namespace {
 
+#if !defined(ORV_SANITIZED)
 long PageFaults() {
   rusage usage;
   getrusage(RUSAGE_SELF, &usage);
@@ -43,6 +44,7 @@ TEST(PageMemory, PagesAfterTheSecondOneCostNoPageFaults) {
     EXPECT_LT(PageFaults() - before, 20) << width;  // the system may reclaim single memory pages
   }
 }
+#endif
 
 TEST(PageMemory, NewBitmapsAreZeroAndTheirOwn) {
   const auto work = [] {

@@ -13,6 +13,14 @@
 #include "orv/platform/lock.h"
 #include "orv/platform/types.h"
 
+#if defined(__SANITIZE_ADDRESS__)
+#define ORV_ADDRESS_SANITIZER 1
+#elif defined(__has_feature)
+#define ORV_ADDRESS_SANITIZER __has_feature(address_sanitizer)
+#else
+#define ORV_ADDRESS_SANITIZER 0
+#endif
+
 namespace {
 
 int BitsPerPixel(PixelFormat format) { return format >> 8 & 0xFF; }
@@ -114,32 +122,37 @@ class DeletedPixels {
   /// A kept block of this size, or null.
   BYTE* Take(std::size_t size) {
     if (!IsKept(size) || !lock_.try_lock()) return nullptr;
-    BYTE* pixels = nullptr;
-    for (Block& block : blocks_) {
-      if (pixels == nullptr && block.size == size) pixels = std::exchange(block, {}).pixels;
-    }
+    Block* const block = Find(size);
+    BYTE* const pixels = block != nullptr ? std::exchange(*block, {}).pixels : nullptr;
     lock_.unlock();
     return pixels;
   }
 
-  /// Keeps a block, or frees it. The oldest of the kept blocks makes room.
+  /// Keeps a block, or frees it. One of the kept blocks makes room.
   void Return(BYTE* pixels, std::size_t size) {
     if (IsKept(size) && lock_.try_lock()) {
       if (!isClosed_) {
-        pixels = std::exchange(blocks_[next_], {pixels, size}).pixels;
-        next_ = (next_ + 1) % std::size(blocks_);
+        Block* const free = Find(0);
+        Block* const block = free != nullptr ? free : &blocks_[next_];
+        if (free == nullptr) next_ = (next_ + 1) % std::size(blocks_);
+        pixels = std::exchange(*block, {pixels, size}).pixels;
       }
       lock_.unlock();
     }
     std::free(pixels);
   }
 
-  /// Frees all blocks and keeps no more.
-  void Close() {
-    if (!lock_.try_lock()) return;
-    isClosed_ = true;
-    for (Block& block : blocks_) std::free(std::exchange(block, {}).pixels);
+  /// Frees all blocks, and keeps no more if `isLast`. Returns whether there were any.
+  bool Free(bool isLast) {
+    if (!lock_.try_lock()) return false;
+    isClosed_ = isClosed_ || isLast;
+    bool isFreed = false;
+    for (Block& block : blocks_) {
+      isFreed = isFreed || block.size != 0;
+      std::free(std::exchange(block, {}).pixels);
+    }
     lock_.unlock();
+    return isFreed;
   }
 
  private:
@@ -148,10 +161,17 @@ class DeletedPixels {
     std::size_t size = 0;
   };
 
+  /// A block of this size, 0 for an empty place; null if there is none.
+  Block* Find(std::size_t size) {
+    const auto found = std::find_if(std::begin(blocks_), std::end(blocks_),
+                                    [&](const Block& block) { return block.size == size; });
+    return found != std::end(blocks_) ? found : nullptr;
+  }
+
   /// Whether blocks of a size are kept: not small ones, for which the heap does the same, and none
   /// that are worth more as free memory. The address sanitizer must see every release.
   static bool IsKept(std::size_t size) {
-#if defined(__SANITIZE_ADDRESS__)
+#if ORV_ADDRESS_SANITIZER
     return size == 0;
 #else
     constexpr std::size_t kMinSize = std::size_t{64} << 10;
@@ -170,11 +190,13 @@ class DeletedPixels {
 constinit DeletedPixels deletedPixels;
 
 /// Runs when the library is unloaded, and at the end of the process.
-[[gnu::destructor]] void FreeDeletedPixels() { deletedPixels.Close(); }
+[[gnu::destructor]] void FreeDeletedPixels() { deletedPixels.Free(true); }
 
 BYTE* AllocatePixels(std::size_t size) {
-  BYTE* const pixels = deletedPixels.Take(size);
-  return pixels != nullptr ? pixels : AllocateBlock(size);
+  BYTE* pixels = deletedPixels.Take(size);
+  if (pixels == nullptr) pixels = AllocateBlock(size);
+  if (pixels == nullptr && deletedPixels.Free(false)) pixels = AllocateBlock(size);
+  return pixels;
 }
 
 struct PixelArea {

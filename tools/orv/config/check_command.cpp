@@ -2,10 +2,14 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <system_error>
+#include <utility>
 
 #include "base/utf8.h"
 #include "orv/text/format.h"
 #include "orv/xml/line_index.h"
+#include "platform/error_text.h"
 #include "platform/files.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
@@ -109,9 +113,6 @@ class FindingPrinter {
   JsonWriter json_;
 };
 
-/// The findings that count for a command.
-using FindingsOf = std::function<std::vector<Finding>(const std::wstring& text)>;
-
 /// The first free name for a copy of a file: FILE.bak, FILE.bak2, ...
 std::wstring BackupName(const std::wstring& path) {
   std::wstring name = path + L".bak";
@@ -122,25 +123,38 @@ std::wstring BackupName(const std::wstring& path) {
   return name;
 }
 
-/// Follows the proposals for a file, keeps its old content, and prints what has changed; the new
-/// text.
-std::wstring FixFile(const std::wstring& path, const FindingsOf& findingsOf) {
-  EditedConfig file = OpenForEdit(path);
-  const std::wstring before = file.text;
-  FollowProposals(&file, findingsOf);
+/// A diff for the terminal: control characters of the file are shown as escapes.
+std::string ShownDiff(std::wstring_view diff) {
+  std::wstring shown;
+  for (std::size_t i = 0; i < diff.size(); ++i) {
+    const bool isLayout = diff[i] == L'\n' || diff[i] == L'\t' || diff.substr(i, 2) == L"\r\n";
+    shown += isLayout ? std::wstring(1, diff[i]) : Utf8ToWide(Printable(diff.substr(i, 1)));
+  }
+  return WideToUtf8(shown);
+}
+
+/// Follows the proposals for a file, keeps its old content, and prints what has changed. Returns
+/// the new text in `*text`.
+std::optional<EditProblem> FixFile(const std::wstring& path, const FindingsOf& findingsOf,
+                                   std::wstring* text) {
+  EditedConfig file;
+  if (auto problem = OpenForEdit(path, &file)) return problem;
+  if (auto problem = FollowProposals(&file, findingsOf)) return problem;
+  const std::wstring before = std::exchange(*text, file.text);
   if (path == kStandardStream) {
     SaveEdited(file);  // standard output has the text, so the changes are not printed
   } else if (file.text != before) {
-    std::string bytes;
-    if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + path);
     const std::wstring backup = BackupName(path);
-    if (!WriteFile(backup, std::move(bytes))) {
-      Fail(kUnreadable, L"cannot write " + backup + L", so " + path + L" was not changed");
+    std::error_code error;
+    // With the permissions of the file.
+    if (!std::filesystem::copy_file(ToPath(path), ToPath(backup), error)) {
+      return EditProblem{kUnreadable, L"cannot write " + backup + L", so " + path +
+                                          L" was not changed: " + DescribeError(error.value())};
     }
     SaveEdited(file);
-    Print(UnifiedDiff(before, file.text, backup, path));
+    Print(ShownDiff(UnifiedDiff(before, file.text, backup, path)));
   }
-  return file.text;
+  return {};
 }
 
 void Check(const CheckOptions& options) {
@@ -170,7 +184,12 @@ void Check(const CheckOptions& options) {
       exitCode = kUnreadable;
       continue;
     }
-    if (options.isFixed) text = FixFile(path, findingsOf);
+    if (options.isFixed) {
+      if (const auto fault = FixFile(path, findingsOf, &text)) {
+        PrintMessage(fault->text);
+        exitCode = std::max<int>(exitCode, fault->exitCode);
+      }
+    }
     const std::vector<Finding> findings = findingsOf(text);
     for (const Finding& finding : findings) {
       if (finding.rule->severity == Severity::kError || options.isStrict) {
@@ -202,7 +221,7 @@ void AddConfigCheckCommand(CLI::App* group) {
   command->add_flag("--strict", options->isStrict, "Warnings count for the exit code");
   CLI::Option* const fix = command->add_flag(
       "--fix", options->isFixed,
-      "Follow every proposal that is a value, sign, and keep the old file as FILE.bak");
+      "Follow every proposal that is the only answer, sign, and keep the old file as FILE.bak");
   AddInchFlag(command);
   AddJsonFlag(command, &options->asJson)->excludes(fix);
   command->add_flag("--markdown", options->asMarkdown, "Explain in Markdown")->needs(explain);

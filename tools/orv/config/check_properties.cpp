@@ -202,12 +202,10 @@ TextEdit ReplacedValue(const FoundProperty& property, std::wstring_view value) {
 void Findings::ReportValue(RuleName name, const FoundProperty& property, std::wstring text,
                            std::wstring allowed, const std::wstring& value,
                            const std::wstring& otherwise) {
-  all_.push_back({&name.rule(),
-                  property.valueOffset,
-                  std::move(text),
-                  std::move(allowed),
+  all_.push_back({&name.rule(), property.valueOffset, std::move(text), std::move(allowed),
                   (value.empty() ? kNothing : value) + otherwise,
-                  {ReplacedValue(property, value)}});
+                  otherwise.empty() ? std::vector<TextEdit>{ReplacedValue(property, value)}
+                                    : std::vector<TextEdit>()});
 }
 
 void ReportName(RuleName rule, const FoundProperty& property, std::wstring text,

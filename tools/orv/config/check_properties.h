@@ -45,7 +45,8 @@ class Findings {
     all_.push_back({&name.rule(), std::max(offset, 0), std::move(text), std::move(allowed),
                     std::move(proposal)});
   }
-  /// Proposes another value of a property. `otherwise` follows the value in the proposal.
+  /// Proposes another value of a property. `otherwise` is another way, which follows the value in
+  /// the proposal; with two ways there are no edits.
   void ReportValue(RuleName name, const FoundProperty& property, std::wstring text,
                    std::wstring allowed, const std::wstring& value,
                    const std::wstring& otherwise = {});

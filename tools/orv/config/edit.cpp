@@ -11,6 +11,7 @@
 #include "orv/xml/cursor.h"
 #include "orv/xml/line_index.h"
 #include "orv/xml/markup.h"
+#include "tools/orv/common/input.h"
 #include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/common/spelling.h"
@@ -60,8 +61,9 @@ bool FindDigest(std::wstring* text, DigestPlace* place) {
   if (lastEnd == 0) return false;
   // Add a line, indented like the property before it.
   const std::size_t line = text->find_last_not_of(L" \t", last - 1) + 1;
+  const bool isCrLf = line >= 2 && text->compare(line - 2, 2, L"\r\n") == 0;
   const std::wstring start =
-      L"\n" + text->substr(line, last - line) + L"<property name=\"sha256\">";
+      (isCrLf ? L"\r\n" : L"\n") + text->substr(line, last - line) + L"<property name=\"sha256\">";
   text->insert(lastEnd, start + L"</property>");
   *place = {lastEnd + start.size(), 0};
   return true;
@@ -101,7 +103,7 @@ FoundProperty FindProperty(const EditedConfig& file, const std::wstring& key, in
   const std::wstring name = key.substr(dot + 1);  // npos + 1 is 0
   CMarkup xml(file.text);
   if (!xml.IsWellFormed()) {
-    Fail(kFindings, file.path + L": " + xml.GetError() + L" (see orv config check)");
+    Fail(kFindings, InputName(file.path) + L": " + xml.GetError() + L" (see orv config check)");
   }
   const LineIndex lines(file.text);
   std::vector<PlacedProperty> found = PropertiesOf(&xml);
@@ -121,16 +123,17 @@ FoundProperty FindProperty(const EditedConfig& file, const std::wstring& key, in
     std::vector<std::wstring_view> names;
     for (const PlacedProperty& placed : all) names.push_back(placed.property.name);
     const std::wstring where =
-        line != 0 ? L" in line " + std::to_wstring(line) : DidYouMean(name, names);
-    Fail(kUsage, file.path + L" has no property '" + key + L"'" + where);
+        line != 0 ? L" on line " + std::to_wstring(line) : DidYouMean(name, names);
+    Fail(kUsage, InputName(file.path) + L" has no property '" + key + L"'" + where);
   }
   std::wstring numbers;
   for (const PlacedProperty& each : found) {
     numbers +=
         (numbers.empty() ? L"" : L", ") + std::to_wstring(lines.Find(each.property.offset).line);
   }
-  Fail(kUsage, file.path + L" has several properties '" + key + L"', in the lines " + numbers +
-                   L"; choose one with SECTION.KEY or --line LINE");
+  Fail(kUsage, InputName(file.path) + L" has several properties '" + key + L"', in lines " +
+                   numbers + L"; choose one with " + (section.empty() ? L"SECTION.KEY or " : L"") +
+                   L"--line LINE");
 }
 
 /// A finding as one line.
@@ -138,15 +141,24 @@ std::wstring Described(const Finding& finding) {
   return finding.text + L" | allowed: " + finding.allowed + L" | write: " + finding.proposal;
 }
 
+/// Where the section of an offset begins: its last start tag of properties.
+std::size_t SectionAt(const std::wstring& text, int offset) {
+  return text.rfind(L"<properties", static_cast<std::size_t>(offset));
+}
+
 }  // namespace
 
-EditedConfig OpenForEdit(const std::wstring& path) {
-  EditedConfig file = {path, {}, IsProtectedFile(path)};
-  file.text = LoadConfigText(path);
-  if (file.text.find(kReplacement) != file.text.npos) {
-    Fail(kFindings, path + L" contains bytes that are not UTF-8; a change would lose them");
-  }
-  return file;
+void FailOn(const std::optional<EditProblem>& problem) {
+  if (problem) Fail(problem->exitCode, problem->text);
+}
+
+std::optional<EditProblem> OpenForEdit(const std::wstring& path, EditedConfig* file) {
+  *file = {path, {}, IsProtectedFile(path)};
+  std::wstring problem;
+  if (!ReadConfigText(path, &file->text, &problem)) return EditProblem{kUnreadable, problem};
+  if (file->text.find(kReplacement) == file->text.npos) return {};
+  return EditProblem{
+      kFindings, InputName(path) + L" contains bytes that are not UTF-8; a change would lose them"};
 }
 
 void SaveEdited(const EditedConfig& file) {
@@ -154,54 +166,83 @@ void SaveEdited(const EditedConfig& file) {
   SaveFile(file.path, file.isProtected ? Converted(&ProtectBytes, bytes, file.path) : bytes);
 }
 
-void Sign(EditedConfig* file) {
+std::optional<EditProblem> Sign(EditedConfig* file) {
   if (CMarkup xml; !xml.SetDoc(file->text)) {
-    Fail(kFindings, file->path + L": " + xml.GetError() + L" (see orv config check)");
+    return EditProblem{kFindings,
+                       InputName(file->path) + L": " + xml.GetError() + L" (see orv config check)"};
   }
   DigestPlace place{};
   if (!FindDigest(&file->text, &place)) {
-    Fail(kFindings,
-         file->path +
-             L" has no <xmlData><fileInfo><properties> with a <property> to add the digest after");
+    return EditProblem{
+        kFindings,
+        InputName(file->path) +
+            L" has no <xmlData><fileInfo><properties> with a <property> to add the digest after"};
   }
   file->text.replace(place.offset, place.length, kDigestPlaceholder);
   file->text.replace(place.offset, std::size(kDigestPlaceholder) - 1, ConfigDigest(file->text, {}));
+  constexpr std::size_t kProtection = 36;  // what a protected file has in addition, at most
+  if (WideToUtf8(file->text).size() + (file->isProtected ? kProtection : 0) <= kMaxLoadedSize)
+    return {};
+  return EditProblem{kFindings, InputName(file->path) +
+                                    L" would be larger than 10,000,000 bytes, and no longer load"};
 }
 
-void FollowProposals(EditedConfig* file,
-                     const std::function<std::vector<Finding>(const std::wstring&)>& check) {
+std::optional<EditProblem> FollowProposals(EditedConfig* file, const FindingsOf& findingsOf) {
   const std::wstring original = file->text;
-  std::set<std::wstring> seen;
-  bool isUnsigned = false;
-  while (seen.insert(file->text).second) {
-    const std::vector<Finding> findings = check(file->text);
-    const auto first = std::find_if(findings.begin(), findings.end(),
-                                    [](const Finding& finding) { return !finding.edits.empty(); });
-    if (first == findings.end()) {
-      isUnsigned = std::any_of(findings.begin(), findings.end(), [](const Finding& finding) {
-        return finding.rule->name == L"digest" || finding.rule->name == L"not-signed";
-      });
-      break;
+  std::set<std::size_t> seen;  // hashes of texts: proposals that contradict each other end
+  std::vector<Finding> findings;
+  for (;;) {
+    findings = findingsOf(file->text);
+    std::vector<TextEdit> edits;
+    std::set<std::size_t> sections;
+    for (const Finding& finding : findings) {
+      if (finding.edits.empty() || !sections.insert(SectionAt(file->text, finding.offset)).second) {
+        continue;
+      }
+      edits.insert(edits.end(), finding.edits.begin(), finding.edits.end());
     }
-    file->text = Edited(file->text, first->edits);
+    if (edits.empty() || !seen.insert(std::hash<std::wstring>()(file->text)).second) break;
+    file->text = Edited(file->text, std::move(edits));
   }
-  if (isUnsigned || file->text != original) Sign(file);
+  const bool isUnsigned = std::any_of(findings.begin(), findings.end(), [](const Finding& finding) {
+    return finding.rule->name == L"digest" || finding.rule->name == L"not-signed";
+  });
+  if (!isUnsigned && file->text == original) return {};
+  return Sign(file);
 }
 
-void SetProperty(EditedConfig* file, const std::wstring& key, const std::wstring& value, int line,
-                 bool isForced) {
+void SetProperty(EditedConfig* file, const std::wstring& key, const std::wstring& value, int line) {
   const FoundProperty property = FindProperty(*file, key, line);
-  const TextEdit edit = ReplacedValue(property, value);
-  file->text = Edited(file->text, {edit});
-  if (isForced) return;
-  const int end = edit.offset + static_cast<int>(edit.text.size());
-  for (const Finding& finding : CheckConfig(file->text, {})) {
-    const std::wstring_view rule = finding.rule->name;
-    const bool isHere = finding.offset >= property.offset && finding.offset <= end;
-    if (isHere && rule != L"digest" && rule != L"placeholder-left") {
-      Fail(kFindings, Described(finding) + L" (nothing was written)");
+  if (EqualsIgnoringAsciiCase(property.name, L"sha256")) {
+    Fail(kUsage, L"sha256 is the digest of the file, which the command computes");
+  }
+  file->text = Edited(file->text, {ReplacedValue(property, value)});
+}
+
+std::wstring FaultOf(const EditedConfig& file, const std::vector<std::wstring>& keys, int line,
+                     const std::vector<Finding>& before) {
+  const std::vector<Finding> findings = CheckConfig(file.text, {});
+  for (const std::wstring& key : keys) {
+    const FoundProperty property = FindProperty(file, key, line);
+    for (const Finding& finding : findings) {
+      const auto isSame = [&](const Finding& old) {
+        return old.rule == finding.rule && old.offset == finding.offset;
+      };
+      if (finding.offset == property.valueOffset && finding.rule->name != L"placeholder-left" &&
+          std::none_of(before.begin(), before.end(), isSame)) {
+        return Described(finding);
+      }
     }
   }
+  return {};
+}
+
+void SetCheckedProperty(EditedConfig* file, const std::wstring& key, const std::wstring& value,
+                        int line) {
+  const std::vector<Finding> before = CheckConfig(file->text, {});
+  SetProperty(file, key, value, line);
+  const std::wstring fault = FaultOf(*file, {key}, line, before);
+  if (!fault.empty()) Fail(kFindings, fault + L" (nothing was written)");
 }
 
 FoundProperty PropertyWithValueAt(const std::wstring& text, int offset) {

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
-#include <string_view>
+#include <utility>
 #include <vector>
 
+#include "tools/orv/common/output.h"
 #include "tools/orv/config/check.h"
 #include "tools/orv/config/check_properties.h"
 
@@ -16,31 +18,48 @@ namespace orv::tool {
 struct EditedConfig {
   std::wstring path;
   std::wstring text;
-  bool isProtected;
+  bool isProtected = false;
 };
 
-/// Reads a file. Ends the command when it cannot be read, or contains bytes that are not UTF-8,
-/// which writing it would lose.
-EditedConfig OpenForEdit(const std::wstring& path);
+/// Why a file cannot be changed.
+struct EditProblem {
+  ExitCode exitCode;
+  std::wstring text;
+};
+/// Ends the command if there is a problem.
+void FailOn(const std::optional<EditProblem>& problem);
 
-/// Writes a file in the form in which it was read.
+/// Reads a file. It is a problem if it contains bytes that are not UTF-8, which writing it would
+/// lose.
+std::optional<EditProblem> OpenForEdit(const std::wstring& path, EditedConfig* file);
+
+/// Writes a file in the form in which it was read; ends the command when that fails.
 void SaveEdited(const EditedConfig& file);
 
-/// Replaces the digest by the right one; adds it if it is missing. Ends the command when the text
-/// is not well-formed or has no property to add the digest after.
-void Sign(EditedConfig* file);
+/// Replaces the digest by the right one; adds it if it is missing. It is a problem if the text is
+/// not well-formed, has no property to add the digest after, or is too large to be loaded.
+std::optional<EditProblem> Sign(EditedConfig* file);
 
-/// Follows the first proposal that can be followed until there is none, then signs the file if it
-/// has another text or its digest is wrong. `check` returns the findings of a text. Ends the
-/// command like `Sign`.
-void FollowProposals(EditedConfig* file,
-                     const std::function<std::vector<Finding>(const std::wstring&)>& check);
+/// Returns the findings of a text that count.
+using FindingsOf = std::function<std::vector<Finding>(const std::wstring& text)>;
+
+/// Follows the proposals that have one answer until there are none, one after the other in each
+/// section, then signs the file if it has another text or its digest is wrong.
+std::optional<EditProblem> FollowProposals(EditedConfig* file, const FindingsOf& findingsOf);
 
 /// Sets a property. `key` is its name, alone or after the name of an element around it and a dot;
-/// `line` selects one of several, 0 for none. Ends the command when the file has no such property
-/// or several, and, unless `isForced`, when the checker finds a fault in the value.
-void SetProperty(EditedConfig* file, const std::wstring& key, const std::wstring& value, int line,
-                 bool isForced);
+/// `line` selects one of several, 0 for none. Ends the command unless there is exactly one.
+void SetProperty(EditedConfig* file, const std::wstring& key, const std::wstring& value,
+                 int line = 0);
+
+/// The same, but also ends the command when the checker has a new finding in the value.
+void SetCheckedProperty(EditedConfig* file, const std::wstring& key, const std::wstring& value,
+                        int line);
+
+/// The first finding in the values of properties; empty if there is none. `before` are the findings
+/// of an earlier text, which do not count.
+std::wstring FaultOf(const EditedConfig& file, const std::vector<std::wstring>& keys, int line,
+                     const std::vector<Finding>& before);
 
 /// The property whose value is at an offset of a text, as in the checker's findings.
 FoundProperty PropertyWithValueAt(const std::wstring& text, int offset);

@@ -42,10 +42,16 @@ void AddConfigSetCommand(CLI::App* group) {
       "  orv config set orv_conf_lx300.xml widthMax 108000\n"
       "  orv config set orv_conf_lx300.xml label.widthMax 108000");
   command->callback([options] {
-    EditedConfig file = OpenForEdit(ToWide(options->file));
-    SetProperty(&file, ToWide(options->key), ToWide(options->value), options->line,
-                options->isForced);
-    Sign(&file);
+    EditedConfig file;
+    FailOn(OpenForEdit(ToWide(options->file), &file));
+    const std::wstring key = ToWide(options->key);
+    const std::wstring value = ToWide(options->value);
+    if (options->isForced) {
+      SetProperty(&file, key, value, options->line);
+    } else {
+      SetCheckedProperty(&file, key, value, options->line);
+    }
+    FailOn(Sign(&file));
     SaveEdited(file);
   });
 }
@@ -59,8 +65,9 @@ void AddConfigSignCommand(CLI::App* group) {
       "Examples:\n  orv config sign orv_conf_lx300.xml\n"
       "  orv config sign - < plain.xml > orv_conf_lx300.xml");
   command->callback([file] {
-    EditedConfig config = OpenForEdit(ToWide(*file));
-    Sign(&config);
+    EditedConfig config;
+    FailOn(OpenForEdit(ToWide(*file), &config));
+    FailOn(Sign(&config));
     SaveEdited(config);
   });
 }

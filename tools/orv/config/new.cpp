@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <filesystem>
 #include <memory>
+#include <optional>
 #include <span>
 #include <utility>
 
@@ -9,6 +11,7 @@
 #include "config/values.h"
 #include "orv/config/config.h"
 #include "orv/text/format.h"
+#include "orv/xml/line_index.h"
 #include "orv/xml/markup.h"
 #include "platform/clock.h"
 #include "platform/console.h"
@@ -250,34 +253,62 @@ std::vector<Value> ValuesOf(const std::vector<std::string>& arguments) {
     const std::wstring text = ToWide(argument);
     const std::size_t equals = text.find(L'=');
     if (equals == 0 || equals == text.npos) {
-      Fail(kUsage, L"--set " + text + L" has no value; write KEY=VALUE");
+      Fail(kUsage, L"invalid --set '" + text + L"'; write KEY=VALUE");
     }
     values.emplace_back(text.substr(0, equals), text.substr(equals + 1));
   }
   return values;
 }
 
+/// The answer to a question on the terminal, or the old value if it is empty or the same; nothing
+/// at the end of the input.
+std::optional<std::wstring> Ask(const FoundProperty& property) {
+  const ConfigKey* const key = FindConfigKey(property.name);
+  const std::wstring meaning = key != nullptr && key->meaning != nullptr
+                                   ? L" (" + std::wstring(key->meaning) + L")"
+                                   : std::wstring();
+  WriteOutput(OutputStream::kMessages,
+              WideToUtf8(property.name + meaning + L" [" + property.value + L"]: "));
+  std::string answer;
+  if (!ReadInputLine(&answer)) return {};
+  return answer.empty() ? property.value : Utf8ToWide(answer);
+}
+
 /// Asks for every value that is still a placeholder; an empty answer leaves it.
 void AskForPlaceholders(EditedConfig* file) {
-  std::size_t skipped = 0;
-  for (;;) {
-    std::vector<Finding> left = CheckConfig(file->text, {});
+  for (std::size_t kept = 0;;) {
+    const std::vector<Finding> before = CheckConfig(file->text, {});
+    std::vector<Finding> left = before;
     std::erase_if(left,
                   [](const Finding& finding) { return finding.rule->name != L"placeholder-left"; });
-    if (skipped >= left.size()) return;
-    const FoundProperty property = PropertyWithValueAt(file->text, left[skipped].offset);
-    const ConfigKey* const key = FindConfigKey(property.name);
-    const std::wstring meaning =
-        key->meaning != nullptr ? L" (" + std::wstring(key->meaning) + L")" : std::wstring();
-    WriteOutput(OutputStream::kMessages,
-                WideToUtf8(property.name + meaning + L" [" + property.value + L"]: "));
-    std::string answer;
-    if (!ReadInputLine(&answer)) return;
-    if (answer.empty()) {
-      ++skipped;
-    } else {
-      file->text = Edited(file->text, {ReplacedValue(property, Utf8ToWide(answer))});
+    if (kept >= left.size()) return;
+    const FoundProperty property = PropertyWithValueAt(file->text, left[kept].offset);
+    const std::optional<std::wstring> answer = Ask(property);
+    if (!answer) return;
+    if (*answer == property.value) {
+      ++kept;
+      continue;
     }
+    EditedConfig changed = *file;
+    changed.text = Edited(file->text, {ReplacedValue(property, *answer)});
+    const int line = LineIndex(file->text).Find(property.offset).line;
+    const std::wstring fault = answer->find(kReplacement) != answer->npos
+                                   ? L"the answer is not valid text"
+                                   : FaultOf(changed, {property.name}, line, before);
+    if (fault.empty()) {
+      *file = std::move(changed);
+    } else {
+      PrintMessage(fault);
+    }
+  }
+}
+
+/// Ends the command unless a path is free; a file that cannot be read is not overwritten either.
+void RequireFree(const std::wstring& path) {
+  std::error_code error;
+  if (std::filesystem::symlink_status(ToPath(path), error).type() !=
+      std::filesystem::file_type::not_found) {
+    Fail(kFindings, path + L" already exists and was not changed");
   }
 }
 
@@ -287,30 +318,37 @@ void WriteNew(const NewOptions& options) {
                             : driver.empty()        ? kStandardStream
                                                     : ConfigFileName(driver);
   const bool toOutput = path == kStandardStream;
-  std::string old;
-  if (!toOutput && ReadFile(path, &old)) {
-    Fail(kFindings, path + L" already exists and was not changed");
-  }
+  if (!toOutput) RequireFree(path);
   const std::vector<std::int32_t> families = FamiliesOf(options.families);
-  const std::wstring name =
-      toOutput ? std::wstring(FindConfigKey(L"configfilename")->sample) : FileNameOf(path);
-  EditedConfig file = {path, {}, false};
-  std::vector<Value> values;
+  const std::wstring name = toOutput ? FindConfigKey(L"configfilename")->sample : FileNameOf(path);
+  EditedConfig file;
   if (options.from.empty()) {
     file.text = Skeleton(name, families).Make();
   } else {
-    file.text = OpenForEdit(ToWide(options.from)).text;
-    values = {{L"configfilename", name}, {L"created", TimeNow()}, {L"lastModified", TimeNow()}};
+    FailOn(OpenForEdit(ToWide(options.from), &file));
+    file.isProtected = false;
+    const std::wstring now = TimeNow();
+    for (const auto& [key, value] :
+         {Value(L"configfilename", name), Value(L"created", now), Value(L"lastModified", now)}) {
+      SetProperty(&file, key, value);
+    }
   }
-  if (!driver.empty()) {
-    for (Value& value : ValuesOfDriver(driver)) values.push_back(std::move(value));
-  }
+  const std::vector<Finding> before = CheckConfig(file.text, {});
+  std::vector<Value> values = driver.empty() ? std::vector<Value>() : ValuesOfDriver(driver);
   for (Value& value : ValuesOf(options.values)) values.push_back(std::move(value));
-  for (const auto& [key, value] : values) SetProperty(&file, key, value, 0, false);
+  std::vector<std::wstring> keys;
+  for (const auto& [key, value] : values) {
+    SetProperty(&file, key, value);
+    keys.push_back(key);
+  }
+  // After all of them, because a value can be right only with another one.
+  const std::wstring fault = FaultOf(file, keys, 0, before);
+  if (!fault.empty()) Fail(kFindings, fault + L" (nothing was written)");
   if (!toOutput && IsTerminal(OutputStream::kMessages) && IsInputTerminal()) {
     AskForPlaceholders(&file);
   }
-  Sign(&file);
+  FailOn(Sign(&file));
+  file.path = path;
   SaveEdited(file);
 }
 
@@ -321,8 +359,8 @@ void AddConfigNewCommand(CLI::App* group) {
   CLI::App* command =
       group->add_subcommand("new", "Write a template for a configuration file, with comments");
   AddOutputFile(command, "-o,--output", &options->output,
-                "The file to write; its name is written into it. Without it the name comes from "
-                "--driver; without both the file goes to standard output");
+                "The file to write. Without it the name comes from --driver; without both the file "
+                "goes to standard output");
   command
       ->add_option("--driver", options->driver,
                    "The name of the printer's driver, which decides the file's name, the model's "
