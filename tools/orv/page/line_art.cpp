@@ -168,11 +168,11 @@ LineArt::LineArt(const Dots& grey) : marks_{grey.width, grey.height, {}} {
     for (int y = std::max(run.y - kReach, 0); y <= std::min(run.y + kReach, grey.height - 1); ++y) {
       const int end = std::min(run.end + kReach, grey.width);
       for (int x = std::max(run.start - kReach, 0); x < end; ++x) {
-        if (grey.At(x, y) >= kLightest) Set(x, y, kPaper);
+        if (grey.At(x, y) >= kLightest) Set(x, y, kWhiteMark);
       }
     }
     for (int x = run.start; x < run.end; ++x) {
-      Set(x, run.y, grey.At(x, run.y) < middle ? kInk : kPaper);
+      Set(x, run.y, grey.At(x, run.y) < middle ? kInkMark : kWhiteMark);
     }
   });
   for (const BarCode& code : FindBarCodes(grey)) MarkBars(grey, code);
@@ -192,7 +192,7 @@ void LineArt::MarkBars(const Dots& grey, const BarCode& code) {
   };
   const int first = static_cast<int>(code.bars.front().start);
   const int last = static_cast<int>(std::ceil(code.bars.back().end));
-  for (int line = code.firstLine; line < code.endLine; ++line) mark(first, last, line, kPaper);
+  for (int line = code.firstLine; line < code.endLine; ++line) mark(first, last, line, kWhiteMark);
   const double shift = ShiftOf(code);
   for (const Bar& bar : code.bars) {
     const int start = static_cast<int>(std::lround(bar.start + shift));
@@ -203,14 +203,14 @@ void LineArt::MarkBars(const Dots& grey, const BarCode& code) {
     while (top > 0 && isDark(middle, top - 1)) --top;
     int bottom = code.endLine;
     while (bottom < lines && isDark(middle, bottom)) ++bottom;
-    for (int line = top; line < bottom; ++line) mark(start, end, line, kInk);
+    for (int line = top; line < bottom; ++line) mark(start, end, line, kInkMark);
   }
 }
 
 void LineArt::Paint(const PagePixels& page, const Ink& ink) const {
   ForEachPixel(page, [&](unsigned char* pixel, int x, int y) {
     const std::uint8_t mark = marks_.At(x, y);
-    if (mark != kOther) tool::Paint(pixel, mark == kInk, ink);
+    if (mark != kNoMark) tool::Paint(pixel, mark == kInkMark, ink);
   });
 }
 

@@ -16,13 +16,13 @@ class LineArt {
  public:
   explicit LineArt(const Dots& grey);
 
-  bool Has(int x, int y) const { return marks_.At(x, y) != kOther; }
-  bool IsInk(int x, int y) const { return marks_.At(x, y) == kInk; }
+  bool Has(int x, int y) const { return marks_.At(x, y) != kNoMark; }
+  bool IsInk(int x, int y) const { return marks_.At(x, y) == kInkMark; }
   /// Gives these dots of a page the ink or white.
   void Paint(const PagePixels& page, const Ink& ink) const;
 
  private:
-  enum Mark : std::uint8_t { kOther, kPaper, kInk };
+  enum Mark : std::uint8_t { kNoMark, kWhiteMark, kInkMark };
 
   void MarkBars(const Dots& grey, const BarCode& code);
   void Set(int x, int y, Mark mark) {
