@@ -202,8 +202,13 @@ PagePointer Dithered(Bitmap* page, const DitherOptions& options, Color colour) {
     if (method == eBitmapDithererNone) return copy;
     copy = Dithered(copy.get(), method, options.threshold, colour);
   }
-  if (options.minDots > 1) RemoveSmallClusters(PagePixels(copy.get()), options.minDots, ink);
-  if (art) art->Paint(PagePixels(copy.get()), ink);
+  const PagePixels dots(copy.get());
+  IsKept isKept;
+  if (art) {
+    art->Paint(dots, ink);
+    isKept = [&](int x, int y) { return art->Has(x, y); };
+  }
+  if (options.minDots > 1) RemoveSmallClusters(dots, options.minDots, ink, isKept);
   return copy;
 }
 
