@@ -289,6 +289,15 @@ double ModuleOf(const std::vector<Bar>& bars) {
   return (NarrowestOf(std::move(dark)) + NarrowestOf(std::move(light))) / 2;
 }
 
+/// The median of a column of the lines that cross all bars: cuts in a bar do not make it pale.
+double MedianOf(const Dots& grey, const Group& group, int x) {
+  std::vector<std::uint8_t> values;
+  for (int y = group.firstLine; y < group.endLine; ++y) values.push_back(grey.At(x, y));
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
 /// Measures a group on the mean of its lines. False if it is not a bar code.
 bool Measure(const Dots& grey, const Group& group, BarCode* code) {
   constexpr int kMargin = 4;  ///< of paper
@@ -301,7 +310,9 @@ bool Measure(const Dots& grey, const Group& group, BarCode* code) {
 
   code->firstLine = group.firstLine;
   code->endLine = group.endLine;
-  code->ink = *std::min_element(profile.begin(), profile.end());
+  const auto darkest = std::min_element(profile.begin(), profile.end());
+  code->ink = *darkest;
+  code->barInk = MedianOf(grey, group, left + static_cast<int>(darkest - profile.begin()));
   code->paper = *std::max_element(profile.begin(), profile.end());
   const double contrast = code->paper - code->ink;
   // The dots between the middles of a space and of a bar are dark by as much as the bar covers.

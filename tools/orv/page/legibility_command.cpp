@@ -46,15 +46,17 @@ std::pair<double, double> WorstBar(const BarCodeResult& result) {
 /// Explains which bar codes do not scan, and what to do.
 std::string FailuresText(const PageOptions& options, const Legibility& legibility) {
   std::wstring pale;
-  std::wstring narrow;
+  std::wstring damaged;
   int paleCount = 0;
-  int narrowCount = 0;
+  int damagedCount = 0;
   for (const BarCodeResult& result : legibility.codes) {
     if (result.Scans()) continue;
     const PageArea area = result.code.Area();
     const std::wstring advice = BarAdvice(options, result.code);
-    (result.code.IsPale() ? paleCount : narrowCount) += 1;
-    (result.code.IsPale() ? pale : narrow) +=
+    // Dithering leaves holes in pale bars; anything else is damage.
+    const bool isPale = result.code.IsPale() && result.errors.holes > 0;
+    (isPale ? paleCount : damagedCount) += 1;
+    (isPale ? pale : damaged) +=
         L"\n  " + PlaceText(options, area.x, area.y) + (advice.empty() ? L"" : L", " + advice);
   }
   const auto text = [](int count, const wchar_t* why, const std::wstring& places) {
@@ -63,8 +65,10 @@ std::string FailuresText(const PageOptions& options, const Legibility& legibilit
                                count == 1 ? L"code is" : L"codes are", why) +
                             places + L"\n";
   };
-  return WideToUtf8(text(paleCount, L"too pale to scan when dithered", pale) +
-                    text(narrowCount, L"damaged and will not scan", narrow));
+  return WideToUtf8(text(paleCount,
+                         L"too pale to scan when dithered (use --method mixed or a darker colour)",
+                         pale) +
+                    text(damagedCount, L"damaged and will not scan", damaged));
 }
 
 void AddWidths(JsonWriter* json, const char* key, const WidthErrors& errors) {

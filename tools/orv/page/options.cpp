@@ -110,13 +110,13 @@ CLI::Option* AddThresholdOption(CLI::App* command, int* threshold) {
 void AddToleranceOption(CLI::App* command, double* tolerance) {
   command
       ->add_option("--tolerance", *tolerance,
-                   "Largest distance from the colour that belongs to the highlight, 0 or more")
+                   "Largest distance from the colour that belongs to the highlight, 0 to 100")
       ->check(CLI::Validator(
           [](std::string& text) {
             double value = -1;
             const bool isTolerance =
-                CLI::detail::lexical_cast(text, value) && value >= 0 && std::isfinite(value);
-            return isTolerance ? std::string() : "not a distance of 0 or more: " + text;
+                CLI::detail::lexical_cast(text, value) && value >= 0 && value <= 100;
+            return isTolerance ? std::string() : "not a distance of 0 to 100: " + text;
           },
           "DISTANCE"))
       ->capture_default_str();
