@@ -232,15 +232,11 @@ TEST(Trapping, FindsGapsAndOverlaps) {
     int maxDots;
   };
   constexpr Row kRows[] = {
-      {"bbbrrr", 0, 1, 0, 0},
-      {"bbb rrr", 1, 0, 0, 1},
-      {"rrr    bbb", 1, 0, 0, 4},
-      {"bbbxxrrrr xxrr", 0, 0, 1, 2},
-      {"bbrrr", 0, 0, 0, 0},
-      {"bbb bbb rr  bbb", 0, 0, 0, 0},
-      {"bbbrrrrrbbb", 0, 2, 0, 0},
-      {"rrrxbbb  rrr", 1, 0, 1, 2},
-      {"bbb                 rrr", 0, 0, 0, 0},
+      {"bbbrrr", 0, 1, 0, 0},          {"bbb rrr", 1, 0, 0, 1},
+      {"rrr    bbb", 1, 0, 0, 4},      {"bbbxxrrrr xxrr", 0, 0, 1, 2},
+      {"bbbxrrrxxxbbb", 0, 0, 2, 3},   {"bbrrr", 0, 0, 0, 0},
+      {"bbb bbb rr  bbb", 0, 0, 0, 0}, {"bbbrrrrrbbb", 0, 2, 0, 0},
+      {"rrrxbbb  rrr", 1, 0, 1, 2},    {"bbb                 rrr", 0, 0, 0, 0},
   };
   for (const auto& [text, gaps, touching, overlaps, maxDots] : kRows) {
     const std::string inks = text;

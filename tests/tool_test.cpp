@@ -87,6 +87,18 @@ TEST(BarCodes, AreFoundByGeometry) {
   }
 }
 
+TEST(BarCodes, ArePaleIfTheirBarsAre) {
+  const std::vector<double> kCode = {2, 2, 4, 2, 2, 4, 2, 2, 6, 2, 2, 8, 4, 4, 2, 2, 4};
+  for (const int ink : {0, 40}) {
+    Dots page{128, 64, std::vector<std::uint8_t>(128 * 64, 255)};
+    DrawBars(&page, 10, 10, 40, kCode, ink);
+    std::fill_n(page.values.begin() + 30 * 128, 2 * 128, std::uint8_t{255});  // a cut
+    const std::vector<BarCode> codes = FindBarCodes(page);
+    ASSERT_FALSE(codes.empty());
+    for (const BarCode& code : codes) EXPECT_EQ(code.IsPale(), ink > 0);
+  }
+}
+
 TEST(Table, AlignsByCodePointsAndEscapesControlCharacters) {
   Table table({L"NAME", L"N"});
   table.Add({L"\u00e9\u00e9\u00e9\u00e9\u00e9\u00e9", L"1"});

@@ -147,9 +147,9 @@ void AddBars(Report* report, const PageOptions& options, const Legibility& legib
   const BarErrors errors = legibility.Bars();
   report->Line(L"bars", WidthText(errors.bars));
   report->Line(L"spaces", WidthText(errors.spaces));
-  report->Line(L"damage",
-               Format(L"%lld holes in bars, %lld spots in spaces, %lld broken edges",
-                      Number(errors.holes), Number(errors.spots), Number(errors.breaks)));
+  report->Line(L"damage", CountText(errors.holes, L"hole") + L" in bars, " +
+                              CountText(errors.spots, L"spot") + L" in spaces, " +
+                              CountText(errors.breaks, L"broken edge"));
   const PageArea area = worst->code.Area();
   report->Line(L"worst code",
                PlaceText(options, area.x, area.y) +
@@ -177,16 +177,17 @@ void Evaluate(const PageOptions& options, Bitmap* plane, const LegibilityOptions
   AddBars(&report, options, found);
   report.Line(L"line art", Format(L"%lld of %lld dots of text, lines and bars are wrong",
                                   Number(found.lineErrors), Number(found.lineInk)));
-  report.Line(L"isolated", Format(L"%lld dots and %lld holes in %lld dots of ink",
-                                  Number(found.dots), Number(found.holes), Number(found.ink)));
+  report.Line(L"isolated", CountText(found.dots, L"dot") + L" and " +
+                               CountText(found.holes, L"hole") + L" in " +
+                               CountText(found.ink, L"dot") + L" of ink");
   report.Line(L"tone", found.blocks == 0
                            ? L"none"
-                           : Format(L"%lld blocks, off by %.2f %% on average, by %.1f %% at most "
-                                    L"(at %ls)",
-                                    Number(found.blocks), 100 * found.tone, 100 * found.worstTone,
-                                    LengthsText(options.Columns(found.worstX), L", ",
-                                                options.Rows(found.worstY))
-                                        .c_str()));
+                           : CountText(found.blocks, L"block") +
+                                 Format(L", off by %.2f %% on average, by %.1f %% at most (at %ls)",
+                                        100 * found.tone, 100 * found.worstTone,
+                                        LengthsText(options.Columns(found.worstX), L", ",
+                                                    options.Rows(found.worstY))
+                                            .c_str()));
   report.Line(L"scores",
               Format(L"bars %.2f, lines %.2f, tone %.2f, specks %.2f: %.2f in all, 0 is best",
                      found.BarScore(), found.LineScore(), found.ToneScore(), found.SpeckScore(),

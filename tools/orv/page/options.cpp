@@ -68,7 +68,7 @@ CLI::Option* AddResolutionOption(CLI::App* command, const char* name, Resolution
 }
 
 CLI::Option* AddDpiOption(CLI::App* command, Resolution* dpi) {
-  return AddResolutionOption(command, "--dpi", dpi, "Dots per inch of the print head, for lengths")
+  return AddResolutionOption(command, "--dpi", dpi, "Dots per inch of the page, for lengths")
       ->default_str("that of the image, or 203");
 }
 
@@ -86,6 +86,10 @@ std::wstring LengthsText(const Span& one, const wchar_t* between, const Span& ot
   return ShowsInches()
              ? Format(L"%.2f%ls%.2f in", one.pixels / one.dpi, between, other.pixels / other.dpi)
              : Format(L"%.1f%ls%.1f mm", one.Millimetres(), between, other.Millimetres());
+}
+
+std::wstring CountText(std::int64_t count, const wchar_t* thing) {
+  return Format(L"%lld %ls%ls", static_cast<long long>(count), thing, count == 1 ? L"" : L"s");
 }
 
 PagePointer LoadInput(PageOptions* options, const std::optional<Resolution>& printer) {
