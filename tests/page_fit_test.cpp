@@ -159,6 +159,32 @@ TEST(MinDots, LeavesLargeClustersAndTheAmountOfInk) {
   }
 }
 
+TEST(MinDots, SplitKeepsFullStopsAndTheHighlight) {
+  // Stripes of red and of a pale grey, and a black full stop.
+  const PagePointer page = PageOf(96, 96, [](int x, int y) {
+    if (y >= 72) return x / 2 == 20 && y / 2 == 42 ? 0 : 0xFFFFFF;
+    return x % 6 < 3 ? 0xE02020 : 0xC0C0C0;
+  });
+  for (const std::string method : {"mixed", "blue-noise"}) {
+    DitherOptions options;
+    options.name = method;
+    options.minDots = 5;
+    const Rows black = RowsOf(SplitPage(page.get(), kRed, 0.1, options).background);
+    for (std::size_t x = 0; x < 96; ++x) {
+      for (std::size_t y = 0; y < 72; ++y) {
+        if (x % 6 < 3) {
+          ASSERT_EQ(black[y][x], 0xFFFFFF) << method << x << ' ' << y;
+        }
+      }
+    }
+    // 4 dots are too few unless they are text.
+    const Rows whole = RowsOf(page);
+    if (method == "mixed") {
+      EXPECT_TRUE(std::equal(whole.begin() + 80, whole.end(), black.begin() + 80));
+    }
+  }
+}
+
 TEST(Resampling, AveragesAreas) {
   const PagePointer page = GreyPage(3, 2, [](int x, int y) { return 100 * x + 10 * y; });
   EXPECT_EQ(RowsOf(Resampled(page.get(), 3, 2)), RowsOf(page));
@@ -206,15 +232,11 @@ TEST(Trapping, FindsGapsAndOverlaps) {
     int maxDots;
   };
   constexpr Row kRows[] = {
-      {"bbbrrr", 0, 1, 0, 0},
-      {"bbb rrr", 1, 0, 0, 1},
-      {"rrr    bbb", 1, 0, 0, 4},
-      {"bbbxxrrrr xxrr", 0, 0, 1, 2},
-      {"bbrrr", 0, 0, 0, 0},
-      {"bbb bbb rr  bbb", 0, 0, 0, 0},
-      {"bbbrrrrrbbb", 0, 2, 0, 0},
-      {"rrrxbbb  rrr", 1, 0, 1, 2},
-      {"bbb                 rrr", 0, 0, 0, 0},
+      {"bbbrrr", 0, 1, 0, 0},          {"bbb rrr", 1, 0, 0, 1},
+      {"rrr    bbb", 1, 0, 0, 4},      {"bbbxxrrrr xxrr", 0, 0, 1, 2},
+      {"bbbxrrrxxxbbb", 0, 0, 2, 3},   {"bbrrr", 0, 0, 0, 0},
+      {"bbb bbb rr  bbb", 0, 0, 0, 0}, {"bbbrrrrrbbb", 0, 2, 0, 0},
+      {"rrrxbbb  rrr", 1, 0, 1, 2},    {"bbb                 rrr", 0, 0, 0, 0},
   };
   for (const auto& [text, gaps, touching, overlaps, maxDots] : kRows) {
     const std::string inks = text;

@@ -162,6 +162,13 @@ TEST_F(PageCommand, CompareMethodsDrawsEveryMethod) {
           << method;
     }
   }
+  ExpectDone({"page", "compare-methods", kLabel, "--crop", "240px,640px,320px,100px", "--zoom", "1",
+              "--gamma", "2", "-o", File("lighter.png")});
+  const BitmapPointer lighter = Load(File("lighter.png"));
+  for (int i = 0; i < 32000; i += 11) {
+    ASSERT_EQ(PixelAt(lighter, kGap + i % 320, kGap + kCaption + i / 320),
+              PixelAt(page, 240 + i % 320, 640 + i / 320));
+  }
 }
 
 }  // namespace

@@ -58,7 +58,9 @@ TEST(BarCodes, AreFoundByGeometry) {
       {"yellow on white", kCode, 3, 10, 20, 255, 226, true},
       {"black on grey", kCode, 3, 10, 20, 90, 0, true},
       {"fainter than an edge", kCode, 3, 10, 20, 255, 240, false},
-      {"light on dark", kCode, 3, 10, 20, 100, 255, false},
+      {"at the left edge", kCode, 3, 0, 20, 255, 0, true},
+      {"at the right edge", kCode, 3, 47, 20, 255, 0, true},
+      {"light on dark", kCode, 3, 30, 20, 100, 255, false},
       {"short bars", kCode, 3, 10, 11, 255, 0, false},
       {"few bars", kShort, 3, 10, 20, 255, 0, false},
       {"a ruler", kEven, 3, 10, 20, 255, 0, false},
@@ -82,6 +84,18 @@ TEST(BarCodes, AreFoundByGeometry) {
       EXPECT_EQ(codes[0].endLine, 30 + test.length);
       EXPECT_EQ(codes[0].Contrast(), (test.paper - test.ink) / 255.0);
     }
+  }
+}
+
+TEST(BarCodes, ArePaleIfTheirBarsAre) {
+  const std::vector<double> kCode = {2, 2, 4, 2, 2, 4, 2, 2, 6, 2, 2, 8, 4, 4, 2, 2, 4};
+  for (const int ink : {0, 40}) {
+    Dots page{128, 64, std::vector<std::uint8_t>(128 * 64, 255)};
+    DrawBars(&page, 10, 10, 40, kCode, ink);
+    std::fill_n(page.values.begin() + 30 * 128, 2 * 128, std::uint8_t{255});  // a cut
+    const std::vector<BarCode> codes = FindBarCodes(page);
+    ASSERT_FALSE(codes.empty());
+    for (const BarCode& code : codes) EXPECT_EQ(code.IsPale(), ink > 0);
   }
 }
 

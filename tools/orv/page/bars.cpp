@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iterator>
 #include <numeric>
+#include <optional>
 #include <utility>
 
 #include "orv/imaging/color_extensions.h"
@@ -25,13 +25,18 @@ struct Extreme {
 };
 
 /// Finds the extremes of a line, alternately light and dark, from the paper before the first bar to
-/// the paper after the last one. `values[i]` is the grey value of dot i.
+/// the paper after the last one. `values[i]` is the grey value of dot i. Paper surrounds the page:
+/// it is as light as the space next to a bar at the end of the line.
 template <typename Value>
 class Extremes {
  public:
+  /// Empty if the line has no edge.
   const std::vector<Extreme>& Find(const Value* values, int count) {
     found_.clear();
-    isDark_ = false;
+    const std::optional<bool> startsDark = StartsDark(values, count);
+    if (!startsDark) return found_;
+    isDark_ = *startsDark;
+    if (isDark_) found_.push_back({0, 0});
     Start(0, values[0]);
     for (int i = 1; i < count; ++i) {
       const double value = values[i];
@@ -41,16 +46,34 @@ class Extremes {
       } else if (beyond == 0) {
         end_ = i + 1;
       } else if (-beyond >= kMinEdge) {
-        found_.push_back({(start_ + end_ + 1) / 2, value_});
+        Push();
         isDark_ = !isDark_;
         Start(i, value);
       }
     }
-    if (!isDark_) found_.push_back({(start_ + end_ + 1) / 2, value_});
+    Push();
+    if (isDark_) found_.push_back({count, found_[found_.size() - 2].value});
+    if (*startsDark) found_[0].value = found_[2].value;
     return found_;
   }
 
  private:
+  /// Whether the first edge leads from dark to light; nothing if there is no edge.
+  static std::optional<bool> StartsDark(const Value* values, int count) {
+    double darkest = values[0];
+    double lightest = values[0];
+    for (int i = 1; i < count; ++i) {
+      const double value = values[i];
+      if (value - darkest >= kMinEdge) return true;
+      if (lightest - value >= kMinEdge) return false;
+      darkest = std::min(darkest, value);
+      lightest = std::max(lightest, value);
+    }
+    return {};
+  }
+
+  void Push() { found_.push_back({(start_ + end_ + 1) / 2, value_}); }
+
   void Start(int at, double value) {
     start_ = at;
     end_ = at + 1;
@@ -71,7 +94,7 @@ double Crossing(const Value* values, const Extreme& from, const Extreme& to) {
   const bool falls = to.value < from.value;
   int i = from.at;
   while (i < to.at && (values[i] >= middle) == falls) ++i;
-  if (i == 0) return 0;
+  if (i == 0 || i == to.at) return i;  // the page's edge
   const double before = values[i - 1];
   const double after = values[i];
   // The values are those of the centres of dots.
@@ -83,8 +106,10 @@ struct FollowedBar {
   Bar bar;
   int firstLine;
   int endLine;
+  bool isAtEdge;  ///< of the page
 
   int Length() const { return endLine - firstLine; }
+  double Width() const { return bar.end - bar.start; }
 };
 
 /// Follows dark elements from line to line. What keeps its place over enough lines is a bar.
@@ -130,11 +155,12 @@ class BarFollower {
                        Crossing(line, extremes[i], extremes[i + 1])};
       if (bar.end - bar.start > kMaxBarWidth) continue;
       pass(bar.start - 0.6);
+      const bool isAtEdge = bar.start == 0 || bar.end == width;
       if (old != open_.end() && IsSame(old->bar, bar)) {
-        next_.push_back({bar, old->firstLine, y + 1});
+        next_.push_back({bar, old->firstLine, y + 1, isAtEdge});
         ++old;
       } else {
-        next_.push_back({bar, y, y + 1});
+        next_.push_back({bar, y, y + 1, isAtEdge});
       }
     }
     pass(width + 1.0);
@@ -154,14 +180,31 @@ struct Group {
   int endLine;
   int length;  ///< of the last bar
   double narrowest;
+  bool isAtEdge;  ///< the last bar
 
-  /// Whether a bar continues the group: wide spaces have few modules, and lengths are similar.
+  explicit Group(const FollowedBar& first)
+      : bars{first.bar},
+        firstLine(first.firstLine),
+        endLine(first.endLine),
+        length(first.Length()),
+        narrowest(first.Width()),
+        isAtEdge(first.isAtEdge) {}
+
+  /// The widest space next to a bar as narrow as `narrow`: wide elements have few modules.
+  static double MaxSpace(double narrow) { return 5 * narrow + 1; }
+
+  /// Whether all bars from this place on are too far away.
+  bool IsComplete(double start) const { return start - bars.back().end > MaxSpace(narrowest); }
+
+  /// Whether a bar continues the group: lengths are similar, and dark margins at the page's edge
+  /// are not bars.
   bool Takes(const FollowedBar& next) const {
-    constexpr double kMaxSpace = 5;  ///< narrowest bars
     const double gap = next.bar.start - bars.back().end;
-    const double narrow = std::min(narrowest, next.bar.end - next.bar.start);
+    const double narrow = std::min(narrowest, next.Width());
     const int overlap = std::min(endLine, next.endLine) - std::max(firstLine, next.firstLine);
-    return gap > 0 && gap <= kMaxSpace * narrow + 1 &&
+    const double atEdge = std::max(isAtEdge ? bars.back().end - bars.back().start : 0,
+                                   next.isAtEdge ? next.Width() : 0);
+    return gap > 0 && std::max(gap, atEdge) <= MaxSpace(narrow) &&
            overlap >= kMinOverlap * std::max(length, next.Length());
   }
 
@@ -170,35 +213,52 @@ struct Group {
     firstLine = std::max(firstLine, next.firstLine);
     endLine = std::min(endLine, next.endLine);
     length = next.Length();
-    narrowest = std::min(narrowest, next.bar.end - next.bar.start);
+    narrowest = std::min(narrowest, next.Width());
+    isAtEdge = next.isAtEdge;
   }
 };
 
-std::vector<Group> GroupBars(const std::vector<FollowedBar>& bars) {
-  std::vector<Group> groups;
-  std::vector<Group> open;
-  for (const FollowedBar& bar : bars) {
-    // Groups that ended far to the left are complete.
-    const auto complete = std::partition(open.begin(), open.end(), [&](const Group& group) {
-      return bar.bar.start - group.bars.back().end < 6 * kMaxBarWidth;
-    });
-    std::move(complete, open.end(), std::back_inserter(groups));
-    open.erase(complete, open.end());
-    const auto taker = std::find_if(open.begin(), open.end(),
-                                    [&](const Group& group) { return group.Takes(bar); });
-    if (taker != open.end()) {
-      taker->Add(bar);
-    } else {
-      open.push_back(
-          {{bar.bar}, bar.firstLine, bar.endLine, bar.Length(), bar.bar.end - bar.bar.start});
+/// Groups bars, which come in the order of their places. Groups that can still grow are found by
+/// their middle line: it is a line of every bar that they can take, because most of both overlaps.
+class BarGrouper {
+ public:
+  explicit BarGrouper(int lines) : bands_(BandOf(lines) + 1) {}
+
+  void Add(const FollowedBar& bar) {
+    std::size_t taker = groups_.size();
+    for (std::size_t i = BandOf(bar.firstLine); i <= BandOf(bar.endLine); ++i) {
+      std::erase_if(bands_[i],
+                    [&](std::size_t group) { return groups_[group].IsComplete(bar.bar.start); });
+      for (const std::size_t group : bands_[i]) {
+        if (group < taker && groups_[group].Takes(bar)) taker = group;
+      }
     }
+    if (taker == groups_.size()) {
+      groups_.emplace_back(bar);
+    } else {
+      std::erase(BandOf(groups_[taker]), taker);
+      groups_[taker].Add(bar);
+    }
+    BandOf(groups_[taker]).push_back(taker);
   }
-  std::move(open.begin(), open.end(), std::back_inserter(groups));
-  std::erase_if(groups, [](const Group& group) {
-    return group.bars.size() < kMinBars || group.endLine - group.firstLine < kMinLength;
-  });
-  return groups;
-}
+
+  /// The groups that are long and high enough, in the order of their first bars.
+  std::vector<Group> Take() {
+    std::erase_if(groups_, [](const Group& group) {
+      return group.bars.size() < kMinBars || group.endLine - group.firstLine < kMinLength;
+    });
+    return std::move(groups_);
+  }
+
+ private:
+  static std::size_t BandOf(int line) { return static_cast<std::size_t>(line / kMinLength); }
+  std::vector<std::size_t>& BandOf(const Group& group) {
+    return bands_[BandOf((group.firstLine + group.endLine) / 2)];
+  }
+
+  std::vector<Group> groups_;
+  std::vector<std::vector<std::size_t>> bands_;  ///< groups that can still grow
+};
 
 /// The mean of the lines that cross all bars, from `left` up to `right`.
 std::vector<double> ProfileOf(const Dots& grey, const Group& group, int left, int right) {
@@ -229,6 +289,15 @@ double ModuleOf(const std::vector<Bar>& bars) {
   return (NarrowestOf(std::move(dark)) + NarrowestOf(std::move(light))) / 2;
 }
 
+/// The median of a column of the lines that cross all bars: cuts in a bar do not make it pale.
+double MedianOf(const Dots& grey, const Group& group, int x) {
+  std::vector<std::uint8_t> values;
+  for (int y = group.firstLine; y < group.endLine; ++y) values.push_back(grey.At(x, y));
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
 /// Measures a group on the mean of its lines. False if it is not a bar code.
 bool Measure(const Dots& grey, const Group& group, BarCode* code) {
   constexpr int kMargin = 4;  ///< of paper
@@ -241,7 +310,9 @@ bool Measure(const Dots& grey, const Group& group, BarCode* code) {
 
   code->firstLine = group.firstLine;
   code->endLine = group.endLine;
-  code->ink = *std::min_element(profile.begin(), profile.end());
+  const auto darkest = std::min_element(profile.begin(), profile.end());
+  code->ink = *darkest;
+  code->barInk = MedianOf(grey, group, left + static_cast<int>(darkest - profile.begin()));
   code->paper = *std::max_element(profile.begin(), profile.end());
   const double contrast = code->paper - code->ink;
   // The dots between the middles of a space and of a bar are dark by as much as the bar covers.
@@ -271,7 +342,9 @@ bool Measure(const Dots& grey, const Group& group, BarCode* code) {
 }
 
 void AddCodes(const Dots& grey, bool isTurned, std::vector<BarCode>* codes) {
-  for (const Group& group : GroupBars(BarFollower().Find(grey))) {
+  BarGrouper grouper(grey.height);
+  for (const FollowedBar& bar : BarFollower().Find(grey)) grouper.Add(bar);
+  for (const Group& group : grouper.Take()) {
     BarCode code;
     code.isTurned = isTurned;
     if (Measure(grey, group, &code)) codes->push_back(std::move(code));
@@ -317,7 +390,7 @@ std::vector<BarCode> FindBarCodes(const Dots& grey) {
   std::vector<BarCode> codes;
   AddCodes(grey, false, &codes);
   AddCodes(Transposed(grey), true, &codes);
-  std::sort(codes.begin(), codes.end(), [](const BarCode& a, const BarCode& b) {
+  std::stable_sort(codes.begin(), codes.end(), [](const BarCode& a, const BarCode& b) {
     const PageArea one = a.Area();
     const PageArea other = b.Area();
     return one.y != other.y ? one.y < other.y : one.x < other.x;

@@ -55,6 +55,7 @@ struct BarCode {
   double module = 0;  ///< the width of the narrowest bars and spaces, in dots
   double paper = 0;   ///< the lightest and the darkest grey value
   double ink = 0;
+  double barInk = 0;      ///< the grey value of most lines of the darkest bar
   double modulation = 0;  ///< the least edge contrast, divided by the symbol contrast
 
   /// The difference of the extreme values, 1 for black on white.
@@ -62,7 +63,7 @@ struct BarCode {
   /// The width of the narrowest space.
   double NarrowestGap() const;
   /// Whether dithering leaves holes in the bars, or spots between them.
-  bool IsPale() const { return Contrast() < 0.98; }
+  bool IsPale() const { return paper - barInk < 0.98 * 255; }
   /// The part of the page that all bars cover.
   PageArea Area() const;
 };

@@ -94,9 +94,8 @@ void AddDitherCommand(CLI::App* group) {
   AddFitOptions(command, fit.get());
   AddColourOption(command, colour.get(), "The print colour")->capture_default_str();
   command->footer(
-      "The method none writes the page as it is dithered, resampled by --to-dpi and with the tones "
-      "of\n"
-      "--gamma and --dot-gain.\n"
+      "--method none writes the page before dithering: with --white, --to-dpi, --gamma and\n"
+      "--dot-gain.\n"
       "Examples:\n"
       "  orv page dither photo.png dots.png\n"
       "  orv page dither photo.png dots.png --method matrix8 --colour E02020\n"
@@ -136,12 +135,14 @@ void AddEdges(Report* report, const PlaneEdges& edges) {
   const auto number = [](std::int64_t count) { return static_cast<long long>(count); };
   std::wstring text = L"none";
   if (edges.Count() > 0) {
-    text = Format(L"%lld between black and colour: %lld gaps", number(edges.Count()),
-                  number(edges.gaps));
-    if (edges.gaps > 0) text += Format(L" of up to %d dots", edges.maxGap);
+    text = Format(L"%lld between black and colour: ", number(edges.Count())) +
+           CountText(edges.gaps, L"gap");
+    if (edges.gaps > 0) text += L" of up to " + CountText(edges.maxGap, L"dot");
     text += Format(L", %lld touch, %lld overlap", number(edges.touching), number(edges.overlaps));
     if (edges.overlaps > 0) {
-      text += Format(L" by %d to %d dots", edges.minOverlap, edges.maxOverlap);
+      text += L" by ";
+      if (edges.minOverlap < edges.maxOverlap) text += Format(L"%d to ", edges.minOverlap);
+      text += CountText(edges.maxOverlap, L"dot");
     }
   }
   report->Line(L"edges", text);

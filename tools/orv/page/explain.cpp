@@ -2,6 +2,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <numeric>
 #include <optional>
@@ -56,7 +57,7 @@ class Distances {
 
 /// Whether a colour is a mixture of the highlight colour and white, as soft edges are.
 bool IsMixture(const Color& colour, const Color& highlight) {
-  // In every channel; the noise of a scan. Pale greys are not pale edges.
+  // Largest error per channel. Scans are noisy, but a pale grey must not pass as a pale edge.
   constexpr double kMaxError = 4;
   constexpr double kMaxErrorOfColour = 16;
   const std::array<double, 3> depth = {255.0 - highlight.GetRed(), 255.0 - highlight.GetGreen(),
@@ -77,6 +78,7 @@ struct Gap {
   double next = 0;                  ///< distance of the next colour; 0 if there is no other one
   std::optional<double> tolerance;  ///< ends before the next colour; nothing if there is no gap
   std::int64_t left = 0;            ///< pixels of soft edges outside that tolerance
+  bool hasColour = true;            ///< whether the page has the highlight colour
 };
 
 /// Finds the gap between a highlight colour's own soft edges and the next colour.
@@ -96,17 +98,13 @@ class GapFinder {
 
   Gap Find() const {
     const std::int64_t own = Sum(edges_, 0, kAlike);
-    if (own == 0) return {};
-    // A few stray pixels are not a colour.
-    const std::int64_t stray = std::max<std::int64_t>(own / 1000, 8);
-    std::size_t next = 0;
-    std::int64_t count = others_[0];
-    while (count <= stray && ++next < others_.size()) count += others_[next];
+    if (own == 0) return Missing();
+    const std::size_t next = NextColour(others_, own);
     std::size_t lastEdge = edges_.size() - 1;
     while (edges_[lastEdge] == 0) --lastEdge;
-    if (next == others_.size()) return {0, ToleranceAfter(lastEdge), 0};
+    if (next == others_.size()) return {0, ToleranceAfter(lastEdge)};
     const double distance = static_cast<double>(next) / kSlicesPerUnit;
-    if (next <= kAlike + 1) return {distance, {}, 0};
+    if (next <= kAlike + 1) return {distance, {}};
     // The middle of the gap, or as close to the next colour as possible if the edges go on.
     const std::size_t last = std::min((lastEdge + next) / 2, next - 2);
     return {distance, ToleranceAfter(last), Sum(edges_, last + 1, edges_.size())};
@@ -116,6 +114,25 @@ class GapFinder {
   static constexpr int kSlicesPerUnit = 100;
   static constexpr std::size_t kAlike = 5;  ///< slices of colours that look alike
   using Slices = std::array<std::int64_t, 2 * kSlicesPerUnit>;
+
+  /// The slice in which another colour begins; the number of slices if there is none.
+  static std::size_t NextColour(const Slices& slices, std::int64_t own) {
+    // A few stray pixels are not a colour.
+    const std::int64_t stray = std::max<std::int64_t>(own / 1000, 8);
+    std::size_t next = 0;
+    std::int64_t count = slices[0];
+    while (count <= stray && ++next < slices.size()) count += slices[next];
+    return next;
+  }
+
+  /// The next colour of a page without the highlight colour, whose mixtures are other colours then.
+  Gap Missing() const {
+    Slices all;
+    std::transform(edges_.begin(), edges_.end(), others_.begin(), all.begin(), std::plus<>());
+    const std::size_t next = NextColour(all, 0);
+    const bool hasNext = next < all.size();
+    return {hasNext ? static_cast<double>(next) / kSlicesPerUnit : 0, {}, 0, false};
+  }
 
   static double ToleranceAfter(std::size_t slice) {
     return static_cast<double>(slice + 1) / kSlicesPerUnit;
@@ -159,12 +176,12 @@ std::array<unsigned char, 3> ClassColour(Explanation::Class kind, const Color& h
   return {pale, pale, pale};
 }
 
-/// The number of bars that shows the next colour.
+/// The number of bars that shows the next colour; few if it is too far away to be shown.
 std::size_t BarCount(double next, double tolerance) {
   const double bars =
       tolerance > 0 ? std::ceil(next * Explanation::kBarsInside / tolerance) + 2 : 0;
-  return static_cast<std::size_t>(
-      std::clamp<double>(bars, Explanation::kMinBars, Explanation::kMaxBars));
+  if (bars > Explanation::kMaxBars) return Explanation::kMinBars;
+  return static_cast<std::size_t>(std::max<double>(bars, Explanation::kMinBars));
 }
 
 /// Counts the pixels of a page by distance, and turns the page into the picture.
@@ -222,11 +239,12 @@ std::string HistogramText(const Explanation& explanation, double tolerance) {
   return "\n" + table.TakeText();
 }
 
-std::wstring SuggestionText(const Gap& gap, std::int64_t changed) {
-  if (!gap.tolerance) {
-    return gap.next > 0 ? L"none: no gap before the next colour"
-                        : L"none: the page does not have the colour";
+std::wstring SuggestionText(const Color& colour, const Gap& gap, std::int64_t changed) {
+  if (IsNearlyWhiteOrBlack(colour)) {
+    return L"none: nearly white or black pixels are never in the highlight";
   }
+  if (!gap.hasColour) return L"none: the page does not have the colour";
+  if (!gap.tolerance) return L"none: no gap before the next colour";
   std::wstring text = Format(L"--tolerance %.4g, %lld pixels change sides", *gap.tolerance,
                              static_cast<long long>(changed));
   if (gap.left > 0) {
@@ -235,7 +253,7 @@ std::wstring SuggestionText(const Gap& gap, std::int64_t changed) {
   return text;
 }
 
-void AddSuggestion(Report* report, const Gap& gap, std::int64_t changed) {
+void AddSuggestion(Report* report, const Color& colour, const Gap& gap, std::int64_t changed) {
   const auto member = [&](const char* key, const std::optional<double>& value) {
     report->json().Key(key);
     if (value) {
@@ -250,7 +268,7 @@ void AddSuggestion(Report* report, const Gap& gap, std::int64_t changed) {
   report->json().Member("paleEdges", gap.left);
   report->Line(L"next colour",
                gap.next > 0 ? Format(L"from a distance of %.4g", gap.next) : L"none");
-  report->Line(L"suggestion", SuggestionText(gap, changed));
+  report->Line(L"suggestion", SuggestionText(colour, gap, changed));
 }
 
 }  // namespace
@@ -292,7 +310,7 @@ void AddPageExplainCommand(CLI::App* group) {
     for (std::size_t i = 0; i < explanation.classes.size(); ++i) {
       report.Pixels(kClassNames[i], kClassKeys[i], explanation.classes[i], PixelCount(page.get()));
     }
-    if (*suggests) AddSuggestion(&report, gap, explanation.changed);
+    if (*suggests) AddSuggestion(&report, colour, gap, explanation.changed);
     report.json().Key("histogram");
     report.json().BeginArray();
     for (std::size_t i = 0; i < explanation.bars.size(); ++i) {

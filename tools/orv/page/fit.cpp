@@ -1,6 +1,7 @@
 #include "tools/orv/page/fit.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstddef>
 #include <vector>
@@ -79,7 +80,7 @@ PagePointer LoadFitted(PageOptions* page, const FitOptions& options) {
   if (page->dpiSource == DpiSource::kDefault) {
     Fail(kUsage, L"--to-dpi requires the page's resolution: add --dpi");
   }
-  constexpr double kMaxPixels = 1e9;
+  constexpr double kMaxPixels = INT_MAX / 3;  // of a 24-bit bitmap
   const double width = Scaled(loaded->GetWidth(), page->dpi.x, options.toDpi.x);
   const double height = Scaled(loaded->GetHeight(), page->dpi.y, options.toDpi.y);
   if (width * height > kMaxPixels) Fail(kUsage, L"--to-dpi makes the page too large");

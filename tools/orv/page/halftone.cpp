@@ -152,7 +152,7 @@ void AddDitherOptions(CLI::App* command, DitherOptions* options) {
 void AddToneOptions(CLI::App* command, DitherOptions* options) {
   command
       ->add_option("--gamma", options->gamma,
-                   "Lightens midtones before dithering, or darkens them below 1; 0.2 to 5")
+                   "Lightens midtones before dithering; below 1 darkens them; 0.2 to 5")
       ->check(CLI::Validator(
           [](std::string& text) {
             double value = 0;
@@ -163,8 +163,9 @@ void AddToneOptions(CLI::App* command, DitherOptions* options) {
           "G"))
       ->capture_default_str();
   command
-      ->add_option("--dot-gain", options->dotGain,
-                   "Reduces the ink by what dots grow on paper: percent at half ink, 0 to 25")
+      ->add_option(
+          "--dot-gain", options->dotGain,
+          "Compensates for dots that grow on paper: the growth at half ink in percent, 0 to 25")
       ->check(InRange(0, 25))
       ->type_name("PERCENT")
       ->capture_default_str();
@@ -202,8 +203,13 @@ PagePointer Dithered(Bitmap* page, const DitherOptions& options, Color colour) {
     if (method == eBitmapDithererNone) return copy;
     copy = Dithered(copy.get(), method, options.threshold, colour);
   }
-  if (options.minDots > 1) RemoveSmallClusters(PagePixels(copy.get()), options.minDots, ink);
-  if (art) art->Paint(PagePixels(copy.get()), ink);
+  const PagePixels dots(copy.get());
+  IsKept isKept;
+  if (art) {
+    art->Paint(dots, ink);
+    isKept = [&](int x, int y) { return art->Has(x, y); };
+  }
+  if (options.minDots > 1) RemoveSmallClusters(dots, options.minDots, ink, isKept);
   return copy;
 }
 

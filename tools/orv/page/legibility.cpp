@@ -148,7 +148,7 @@ void CountSpecks(const Dots& ink, Legibility* result) {
   }
 }
 
-/// Counts the dots of line art that are not what they are best as.
+/// Counts the wrong dots of line art.
 void CountLineErrors(const LineArt& art, const Dots& ink, Legibility* result) {
   for (int y = 0; y < ink.height; ++y) {
     for (int x = 0; x < ink.width; ++x) {

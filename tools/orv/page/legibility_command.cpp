@@ -46,15 +46,17 @@ std::pair<double, double> WorstBar(const BarCodeResult& result) {
 /// Explains which bar codes do not scan, and what to do.
 std::string FailuresText(const PageOptions& options, const Legibility& legibility) {
   std::wstring pale;
-  std::wstring narrow;
+  std::wstring damaged;
   int paleCount = 0;
-  int narrowCount = 0;
+  int damagedCount = 0;
   for (const BarCodeResult& result : legibility.codes) {
     if (result.Scans()) continue;
     const PageArea area = result.code.Area();
     const std::wstring advice = BarAdvice(options, result.code);
-    (result.code.IsPale() ? paleCount : narrowCount) += 1;
-    (result.code.IsPale() ? pale : narrow) +=
+    // Dithering leaves holes in pale bars; anything else is damage.
+    const bool isPale = result.code.IsPale() && result.errors.holes > 0;
+    (isPale ? paleCount : damagedCount) += 1;
+    (isPale ? pale : damaged) +=
         L"\n  " + PlaceText(options, area.x, area.y) + (advice.empty() ? L"" : L", " + advice);
   }
   const auto text = [](int count, const wchar_t* why, const std::wstring& places) {
@@ -63,8 +65,10 @@ std::string FailuresText(const PageOptions& options, const Legibility& legibilit
                                count == 1 ? L"code is" : L"codes are", why) +
                             places + L"\n";
   };
-  return WideToUtf8(text(paleCount, L"too pale to scan when dithered", pale) +
-                    text(narrowCount, L"damaged and will not scan", narrow));
+  return WideToUtf8(text(paleCount,
+                         L"too pale to scan when dithered (use --method mixed or a darker colour)",
+                         pale) +
+                    text(damagedCount, L"damaged and will not scan", damaged));
 }
 
 void AddWidths(JsonWriter* json, const char* key, const WidthErrors& errors) {
@@ -143,9 +147,9 @@ void AddBars(Report* report, const PageOptions& options, const Legibility& legib
   const BarErrors errors = legibility.Bars();
   report->Line(L"bars", WidthText(errors.bars));
   report->Line(L"spaces", WidthText(errors.spaces));
-  report->Line(L"damage",
-               Format(L"%lld holes in bars, %lld spots in spaces, %lld broken edges",
-                      Number(errors.holes), Number(errors.spots), Number(errors.breaks)));
+  report->Line(L"damage", CountText(errors.holes, L"hole") + L" in bars, " +
+                              CountText(errors.spots, L"spot") + L" in spaces, " +
+                              CountText(errors.breaks, L"broken edge"));
   const PageArea area = worst->code.Area();
   report->Line(L"worst code",
                PlaceText(options, area.x, area.y) +
@@ -173,16 +177,17 @@ void Evaluate(const PageOptions& options, Bitmap* plane, const LegibilityOptions
   AddBars(&report, options, found);
   report.Line(L"line art", Format(L"%lld of %lld dots of text, lines and bars are wrong",
                                   Number(found.lineErrors), Number(found.lineInk)));
-  report.Line(L"isolated", Format(L"%lld dots and %lld holes in %lld dots of ink",
-                                  Number(found.dots), Number(found.holes), Number(found.ink)));
+  report.Line(L"isolated", CountText(found.dots, L"dot") + L" and " +
+                               CountText(found.holes, L"hole") + L" in " +
+                               CountText(found.ink, L"dot") + L" of ink");
   report.Line(L"tone", found.blocks == 0
                            ? L"none"
-                           : Format(L"%lld blocks, off by %.2f %% on average, by %.1f %% at most "
-                                    L"(at %ls)",
-                                    Number(found.blocks), 100 * found.tone, 100 * found.worstTone,
-                                    LengthsText(options.Columns(found.worstX), L", ",
-                                                options.Rows(found.worstY))
-                                        .c_str()));
+                           : CountText(found.blocks, L"block") +
+                                 Format(L", off by %.2f %% on average, by %.1f %% at most (at %ls)",
+                                        100 * found.tone, 100 * found.worstTone,
+                                        LengthsText(options.Columns(found.worstX), L", ",
+                                                    options.Rows(found.worstY))
+                                            .c_str()));
   report.Line(L"scores",
               Format(L"bars %.2f, lines %.2f, tone %.2f, specks %.2f: %.2f in all, 0 is best",
                      found.BarScore(), found.LineScore(), found.ToneScore(), found.SpeckScore(),

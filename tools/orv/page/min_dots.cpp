@@ -16,10 +16,11 @@ struct Dot {
 /// A plane whose small clusters are removed one after another.
 class ClusterFilter {
  public:
-  ClusterFilter(const PagePixels& page, int minDots, const Ink& ink)
+  ClusterFilter(const PagePixels& page, int minDots, const Ink& ink, const IsKept& isKept)
       : page_(page),
         minDots_(static_cast<std::size_t>(minDots)),
         ink_(ink),
+        isKept_(isKept),
         balance_(static_cast<std::size_t>(page.width() / kStrip + 1)) {}
 
   void Run() {
@@ -27,7 +28,10 @@ class ClusterFilter {
       for (int x = 0; x < page_.width(); ++x) {
         if (!IsInk({x, y})) continue;
         FindCluster({x, y});
-        if (cluster_.size() < minDots_) Adjust(&balance_[static_cast<std::size_t>(x / kStrip)]);
+        if (cluster_.size() >= minDots_) continue;
+        const bool hasKept = std::any_of(cluster_.begin(), cluster_.end(),
+                                         [&](const Dot& dot) { return Keeps(dot); });
+        if (!hasKept) Adjust(&balance_[static_cast<std::size_t>(x / kStrip)]);
       }
     }
   }
@@ -42,6 +46,8 @@ class ClusterFilter {
     return dot.x >= 0 && dot.y >= 0 && dot.x < page_.width() && dot.y < page_.height() &&
            !IsWhite(page_.Row(dot.y) + std::ptrdiff_t{3} * dot.x);
   }
+
+  bool Keeps(const Dot& dot) const { return isKept_ && isKept_(dot.x, dot.y); }
 
   void Set(const Dot& dot, bool isInk) {
     Paint(page_.Row(dot.y) + std::ptrdiff_t{3} * dot.x, isInk, ink_);
@@ -86,7 +92,7 @@ class ClusterFilter {
         const Dot dot = {from.x + x, from.y + y};
         const bool isOnPage =
             dot.x >= 0 && dot.y >= 0 && dot.x < page_.width() && dot.y < page_.height();
-        if (!isOnPage || IsInk(dot) || cluster_.size() == minDots_) continue;
+        if (!isOnPage || IsInk(dot) || Keeps(dot) || cluster_.size() == minDots_) continue;
         Set(dot, true);
         cluster_.push_back(dot);
       }
@@ -100,14 +106,16 @@ class ClusterFilter {
   const PagePixels& page_;
   std::size_t minDots_;
   Ink ink_;
+  const IsKept& isKept_;
   std::vector<Dot> cluster_;
   std::vector<int> balance_;  ///< of dots added and removed, per strip
 };
 
 }  // namespace
 
-void RemoveSmallClusters(const PagePixels& page, int minDots, const Ink& ink) {
-  ClusterFilter(page, minDots, ink).Run();
+void RemoveSmallClusters(const PagePixels& page, int minDots, const Ink& ink,
+                         const IsKept& isKept) {
+  ClusterFilter(page, minDots, ink, isKept).Run();
 }
 
 }  // namespace orv::tool

@@ -68,7 +68,7 @@ CLI::Option* AddResolutionOption(CLI::App* command, const char* name, Resolution
 }
 
 CLI::Option* AddDpiOption(CLI::App* command, Resolution* dpi) {
-  return AddResolutionOption(command, "--dpi", dpi, "Dots per inch of the print head, for lengths")
+  return AddResolutionOption(command, "--dpi", dpi, "Dots per inch of the page, for lengths")
       ->default_str("that of the image, or 203");
 }
 
@@ -86,6 +86,10 @@ std::wstring LengthsText(const Span& one, const wchar_t* between, const Span& ot
   return ShowsInches()
              ? Format(L"%.2f%ls%.2f in", one.pixels / one.dpi, between, other.pixels / other.dpi)
              : Format(L"%.1f%ls%.1f mm", one.Millimetres(), between, other.Millimetres());
+}
+
+std::wstring CountText(std::int64_t count, const wchar_t* thing) {
+  return Format(L"%lld %ls%ls", static_cast<long long>(count), thing, count == 1 ? L"" : L"s");
 }
 
 PagePointer LoadInput(PageOptions* options, const std::optional<Resolution>& printer) {
@@ -110,13 +114,13 @@ CLI::Option* AddThresholdOption(CLI::App* command, int* threshold) {
 void AddToleranceOption(CLI::App* command, double* tolerance) {
   command
       ->add_option("--tolerance", *tolerance,
-                   "Largest distance from the colour that belongs to the highlight, 0 or more")
+                   "Largest distance from the colour that belongs to the highlight, 0 to 100")
       ->check(CLI::Validator(
           [](std::string& text) {
             double value = -1;
             const bool isTolerance =
-                CLI::detail::lexical_cast(text, value) && value >= 0 && std::isfinite(value);
-            return isTolerance ? std::string() : "not a distance of 0 or more: " + text;
+                CLI::detail::lexical_cast(text, value) && value >= 0 && value <= 100;
+            return isTolerance ? std::string() : "not a distance of 0 to 100: " + text;
           },
           "DISTANCE"))
       ->capture_default_str();

@@ -10,6 +10,7 @@
 #include "orv/imaging/bitmap_helper.h"
 #include "orv/platform/types.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/page/line_art.h"
 #include "tools/orv/page/min_dots.h"
 #include "tools/orv/page/trap.h"
 
@@ -38,16 +39,25 @@ Planes SplitPage(Bitmap* page, Color colour, double tolerance, const DitherOptio
   }
   // The same steps as the library's. Its highlight is not dithered yet.
   PagePointer grey = LibrarySplit(page, colour, tolerance, eBitmapDithererNone, 0).highlight;
-  PagePointer background = Dithered(page, dither, Color(0xFF000000));
+  DitherOptions whole = dither;
+  whole.minDots = 1;  // clusters are complete after the highlight is taken out
+  PagePointer background = Dithered(page, whole, Color(0xFF000000));
   {
     const PagePixels highlight(grey.get());
     const PagePixels black(background.get());
+    const auto isHighlight = [&](int x, int y) {
+      return !IsWhite(highlight.Row(y) + std::ptrdiff_t{3} * x);
+    };
     ForEachPixel(black, [&](unsigned char* pixel, int x, int y) {
-      if (!IsWhite(highlight.Row(y) + std::ptrdiff_t{3} * x))
-        std::fill_n(pixel, 3, static_cast<unsigned char>(255));
+      if (isHighlight(x, y)) std::fill_n(pixel, 3, static_cast<unsigned char>(255));
     });
-    // White places may have cut clusters of ink.
-    if (dither.minDots > 1) RemoveSmallClusters(black, dither.minDots, {0, 0, 0});
+    if (dither.minDots > 1) {
+      std::optional<LineArt> art;
+      if (IsMixed(dither)) art.emplace(GreyDotsOf(page));
+      RemoveSmallClusters(black, dither.minDots, {0, 0, 0}, [&](int x, int y) {
+        return isHighlight(x, y) || (art && art->Has(x, y));
+      });
+    }
     if (overlap > 0) SpreadUnder(highlight, black, overlap);
   }
   PagePointer highlight = Dithered(grey.get(), dither, colour);

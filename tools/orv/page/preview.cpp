@@ -86,24 +86,25 @@ Canvas DrawMethods(Bitmap* page, const PageArea& area, int zoom, DitherOptions o
   const int rows = (count + kColumns - 1) / kColumns;
   Canvas canvas(kGap + std::int64_t{kColumns} * (width + kGap),
                 kGap + std::int64_t{rows} * (height + kGap), kMargin);
-  const PagePointer part = PartOf(page, area);
+  options.name = names.front();
+  // The methods are measured against the tones that they are given.
+  const PagePointer part = PartOf(Dithered(page, options, colour).get(), area);
   Progress progress(L"Trying methods", page);
   int number = 0;
   for (const std::string& name : names) {
     progress.Report(number, count);
     const int x = kGap + number % kColumns * (width + kGap);
     const int y = kGap + number / kColumns * (height + kGap);
+    const bool isPage = number == 0;
     options.name = name;
-    const PagePointer dithered = Dithered(page, options, colour);
-    std::string caption = "the page";
-    std::string scores;
-    if (number > 0) {
-      caption = name;
-      scores = ScoresText(MeasureLegibility(part.get(), PartOf(dithered.get(), area).get()));
+    const PagePointer dithered = isPage ? nullptr : Dithered(page, options, colour);
+    canvas.Text(x, y, isPage ? "the page" : name, kTextSize, kText);
+    if (!isPage) {
+      const Legibility legibility =
+          MeasureLegibility(part.get(), PartOf(dithered.get(), area).get());
+      canvas.Text(x, y + kCaption / 2 - kTextSize, ScoresText(legibility), kTextSize, kLine);
     }
-    canvas.Text(x, y, caption, kTextSize, kText);
-    canvas.Text(x, y + kCaption / 2 - kTextSize, scores, kTextSize, kLine);
-    canvas.Put(x, y + kCaption, PagePixels(dithered.get()), area, zoom);
+    canvas.Put(x, y + kCaption, PagePixels(isPage ? page : dithered.get()), area, zoom);
     ++number;
   }
   return canvas;
