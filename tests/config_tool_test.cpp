@@ -259,7 +259,12 @@ TEST(ConfigCheck, ProposalsEndAndKeepRightNumbers) {
   constexpr const wchar_t* kTexts[] = {L"",       L"x",         L"0",    L"-1",
                                        L"1",      L"5",         L"7",    L"5000",
                                        L"106 mm", L"106000000", L"true", L"99999999999"};
-  int changes = 0;
+#if defined(ORV_SANITIZED)
+  constexpr std::size_t kStep = 3;  // a check takes ten times as long
+#else
+  constexpr std::size_t kStep = 1;
+#endif
+  std::size_t changes = 0;
   int longest = 0;
   const std::wregex property(L"<property name=\"([^\"]*)\">([^<]*)</property>");
   for (std::wsregex_iterator at(original.begin(), original.end(), property), end; at != end; ++at) {
@@ -275,16 +280,16 @@ TEST(ConfigCheck, ProposalsEndAndKeepRightNumbers) {
       ++changes;
       return text;
     };
-    for (const wchar_t* const text : kTexts) follow(text);
+    for (std::size_t i = changes % kStep; i < std::size(kTexts); i += kStep) follow(kTexts[i]);
     const bool isNumber = value.find_first_not_of(L"-0123456789") == value.npos && value.size() > 1;
     if (!isNumber) continue;
     for (const std::wstring& spelling : SpellingsOf(value)) {
       EXPECT_EQ(follow(spelling), original) << orv::WideToUtf8(name + L": " + spelling);
     }
   }
-  RecordProperty("changes", changes);
+  RecordProperty("changes", static_cast<int>(changes));
   RecordProperty("longest_chain", longest);
-  EXPECT_GT(changes, 1000);
+  EXPECT_GT(changes, 1000u / kStep);
   EXPECT_LE(longest, 16);
 }
 

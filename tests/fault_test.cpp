@@ -102,10 +102,11 @@ bool RunTwice(const Operation& operation, const faults::Plan& plan) {
   return true;
 }
 
-/// Runs an operation with each fault of these kinds, or with every `step`-th; where the settings
-/// store is another process, which takes most of the time, with every third of them.
+/// Runs an operation with each fault of these kinds, or with every `step`-th. Samples every third
+/// of them where a run takes several times as long: under sanitizers, and where the settings store
+/// is another process.
 void Sweep(const Operation& operation, std::span<const Kind> kinds = faults::kKinds, int step = 1) {
-#if defined(_WIN32)
+#if defined(_WIN32) || defined(ORV_SANITIZED)
   step *= 3;
 #endif
   // Lookups that are cached per process must not cache a failure.
