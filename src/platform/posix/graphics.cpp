@@ -161,7 +161,7 @@ class DeletedPixels {
     std::size_t size = 0;
   };
 
-  /// A block of this size, 0 for an empty place; null if there is none.
+  /// Returns a block of this size, or null. Empty slots have the size 0.
   Block* Find(std::size_t size) {
     const auto found = std::find_if(std::begin(blocks_), std::end(blocks_),
                                     [&](const Block& block) { return block.size == size; });

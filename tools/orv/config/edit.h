@@ -56,8 +56,8 @@ void SetProperty(EditedConfig* file, const std::wstring& key, const std::wstring
 void SetCheckedProperty(EditedConfig* file, const std::wstring& key, const std::wstring& value,
                         int line);
 
-/// The first finding in the values of properties; empty if there is none. `before` are the findings
-/// of an earlier text, which do not count.
+/// Describes the first finding in the values of properties, or returns an empty text. Findings that
+/// are also in `before`, those of an earlier text, do not count.
 std::wstring FaultOf(const EditedConfig& file, const std::vector<std::wstring>& keys, int line,
                      const std::vector<Finding>& before);
 

@@ -58,7 +58,7 @@ class Extremes {
   }
 
  private:
-  /// Whether the first edge leads from dark to light; nothing if there is no edge.
+  /// Whether the first edge leads from dark to light; unset without edges.
   static std::optional<bool> StartsDark(const Value* values, int count) {
     double darkest = values[0];
     double lightest = values[0];

@@ -75,8 +75,8 @@ bool IsMixture(const Color& colour, const Color& highlight) {
 
 /// The colours of a page around the highlight colour.
 struct Gap {
-  double next = 0;                  ///< distance of the next colour; 0 if there is no other one
-  std::optional<double> tolerance;  ///< ends before the next colour; nothing if there is no gap
+  double next = 0;                  ///< distance of the next colour; 0 on a page without one
+  std::optional<double> tolerance;  ///< ends before the next colour; unset without a gap
   std::int64_t left = 0;            ///< pixels of soft edges outside that tolerance
   bool hasColour = true;            ///< whether the page has the highlight colour
 };
@@ -115,7 +115,7 @@ class GapFinder {
   static constexpr std::size_t kAlike = 5;  ///< slices of colours that look alike
   using Slices = std::array<std::int64_t, 2 * kSlicesPerUnit>;
 
-  /// The slice in which another colour begins; the number of slices if there is none.
+  /// Returns the slice in which another colour begins, or the number of slices.
   static std::size_t NextColour(const Slices& slices, std::int64_t own) {
     // A few stray pixels are not a colour.
     const std::int64_t stray = std::max<std::int64_t>(own / 1000, 8);

@@ -188,7 +188,7 @@ PagePointer Dithered(Bitmap* page, const DitherOptions& options, Color colour) {
       pixel[0] = pixel[1] = pixel[2] = tones[static_cast<std::size_t>(GreyOf(pixel))];
     });
   }
-  const Ink ink = {colour.GetBlue(), colour.GetGreen(), colour.GetRed()};
+  const Ink ink = InkOf(colour);
   std::optional<LineArt> art;
   if (IsMixed(options)) {
     art.emplace(GreyDotsOf(page));

@@ -3,7 +3,6 @@
 #include <cstdint>
 
 #include "tools/orv/page/bars.h"
-#include "tools/orv/page/min_dots.h"
 #include "tools/orv/page/pixels.h"
 
 /// Text, lines and bar codes, which print best without dithering. docs/imaging.md explains how they

@@ -83,7 +83,7 @@ class ClusterFilter {
     *balance -= size;
   }
 
-  /// Adds dots around the cluster; false, without a change, if there is no room.
+  /// Adds dots around the cluster. Returns false and changes nothing if they do not fit.
   bool Grow() {
     const std::size_t size = cluster_.size();
     for (std::size_t i = 0; i < cluster_.size() && cluster_.size() < minDots_; ++i) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -72,5 +73,17 @@ PagePointer ReduceToTwoColours(Bitmap* page);
 
 /// The two-colour form of a page, or the page itself when it has more colours.
 PagePointer To1Bpp(PagePointer page);
+
+/// The blue, green and red bytes of a print colour.
+using Ink = std::array<unsigned char, 3>;
+
+inline Ink InkOf(const Color& colour) {
+  return {colour.GetBlue(), colour.GetGreen(), colour.GetRed()};
+}
+
+/// Gives a pixel the ink, or makes it white.
+inline void Paint(unsigned char* pixel, bool isInk, const Ink& ink) {
+  for (std::size_t i = 0; i < ink.size(); ++i) pixel[i] = isInk ? ink[i] : 255;
+}
 
 }  // namespace orv::tool

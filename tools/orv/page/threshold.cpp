@@ -10,6 +10,7 @@
 #include "tools/orv/page/fit.h"
 #include "tools/orv/page/line_art.h"
 #include "tools/orv/page/options.h"
+#include "tools/orv/page/pixels.h"
 #include "tools/orv/page/planes.h"
 
 /// `orv page threshold`.
@@ -50,8 +51,7 @@ void AddPageThresholdCommand(CLI::App* group) {
     const int lightest = *isOtsu ? OtsuLevel(grey) : *threshold;
     PagePointer dots(page->Clone(0, 0, grey.width, grey.height, PixelFormat24bppRGB));
     if (dots == nullptr) Fail(kUnreadable, L"not enough memory for the page");
-    const Color shade = ToColour(*colour);
-    const Ink ink = {shade.GetBlue(), shade.GetGreen(), shade.GetRed()};
+    const Ink ink = InkOf(ToColour(*colour));
     ForEachPixel(PagePixels(dots.get()), [&](unsigned char* pixel, int x, int y) {
       Paint(pixel, grey.At(x, y) < lightest, ink);
     });
