@@ -7,8 +7,12 @@ function(orv_delay_load target library)
   list(JOIN ARGN "\n  " exports)
   set(base ${CMAKE_CURRENT_BINARY_DIR}/delayed_${library})
   file(CONFIGURE OUTPUT ${base}.def @ONLY CONTENT "LIBRARY ${library}\nEXPORTS\n  ${exports}\n")
-  add_custom_command(OUTPUT ${base}.a COMMAND ${CMAKE_DLLTOOL} -d ${base}.def --output-delaylib ${base}.a
-                     DEPENDS ${base}.def VERBATIM COMMENT "Making the import library delayed_${library}.a")
+  # The names of its symbols are made from the path as given: without the folder they are the same in every
+  # build.
+  add_custom_command(OUTPUT ${base}.a
+                     COMMAND ${CMAKE_DLLTOOL} -d ${base}.def --output-delaylib delayed_${library}.a
+                     DEPENDS ${base}.def WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR} VERBATIM
+                     COMMENT "Making the import library delayed_${library}.a")
   target_sources(${target} PRIVATE ${base}.a)
   set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${base}.a)
   # Completely, so that the functions are found here before the system's import library is searched.
