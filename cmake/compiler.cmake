@@ -59,3 +59,11 @@ endif()
 if(WIN32)
   list(APPEND ORV_QUICK_BUILD -Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread)
 endif()
+
+# orv_compile_together(TARGET): compiles the sources of a target as one, which takes less time than each alone,
+# unless the preset compiles every file by itself.
+function(orv_compile_together target)
+  if(NOT DEFINED CMAKE_UNITY_BUILD)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
+  endif()
+endfunction()

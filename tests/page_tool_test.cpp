@@ -15,7 +15,7 @@ namespace {
 using test::ExpectDone;
 using BitmapPointer = std::unique_ptr<Bitmap>;
 
-const GraphicsSession graphics;
+const GraphicsSession pageGraphics;
 
 class PageCommand : public testing::Test {
  protected:
