@@ -300,6 +300,11 @@ TEST(Manual, CoversEveryCommand) {
   EXPECT_THAT(test::ReadBytes(folder.path() / "orv.1"), HasSubstr("\\fBorv\\-log\\fR(1)"));
   for (const std::string& group : Offered({""})) {
     const std::string page = test::ReadBytes(folder.path() / ("orv-" + group + ".1"));
+    const std::string general = page.substr(std::min(page.size(), page.find("\n.SH GENERAL")));
+    for (const char* last :
+         {"GENERAL OPTIONS", "ENVIRONMENT", "FILES", "EXIT STATUS", "SEE ALSO"}) {
+      EXPECT_THAT(general, HasSubstr("\n.SH " + std::string(last) + "\n"));
+    }
     const bool isCommand = group == "report";
     for (const std::string& command :
          isCommand ? std::vector<std::string>{group} : Offered({group, ""})) {
@@ -309,7 +314,7 @@ TEST(Manual, CoversEveryCommand) {
       if (group != "page") continue;  // each completion starts a process
       for (const std::string& option : Offered({group, command, "--"})) {
         if (option == "--help") continue;
-        EXPECT_THAT(section, HasSubstr("\\fB" + WithHyphens(option) + "\\fR"));
+        EXPECT_THAT(section + general, HasSubstr("\\fB" + WithHyphens(option) + "\\fR"));
       }
     }
     // No text of the help became a troff request.

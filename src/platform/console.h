@@ -28,6 +28,9 @@ bool ReadInputLine(std::string* line);
 bool IsTerminal(OutputStream stream);
 bool IsInputTerminal();
 
+/// The columns of the terminal that standard output goes to; 0 if that is not known.
+int TerminalWidth();
+
 /// Suspends the calling thread.
 void PauseMilliseconds(int milliseconds);
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// Files and folders, beyond what `std::filesystem` offers. Wide names are converted to paths only
@@ -14,10 +15,13 @@ namespace orv {
 /// The system's separator between a folder and a name.
 extern const wchar_t kPathSeparator;
 
-/// Converts a wide name to a path.
+/// Converts a wide name to a path. The opposite of `FromPath` and `FromFileName`.
 std::filesystem::path ToPath(const std::wstring& name);
-/// Converts a path to a wide name; bytes that are not UTF-8 become U+FFFD.
+/// Converts a path to a wide name.
 std::wstring FromPath(const std::filesystem::path& path);
+/// Converts the UTF-8 of a name to wide text. On Linux, where names can be any bytes, a byte 0x80
+/// to 0xFF that is not UTF-8 becomes U+DC80 to U+DCFF. On Windows what is not UTF-8 becomes U+FFFD.
+std::wstring FromFileName(std::string_view name);
 
 /// The part of a path after its last separator; the whole path if there is none.
 std::wstring FileNameOf(const std::wstring& path);

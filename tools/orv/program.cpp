@@ -12,8 +12,10 @@
 #include "platform/console.h"
 #include "tools/orv/common/command_line.h"
 #include "tools/orv/common/commands.h"
+#include "tools/orv/common/general_options.h"
 #include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/common/progress.h"
 
 namespace orv::tool {
 namespace {
@@ -31,10 +33,14 @@ constexpr Group kGroups[] = {{"config", AddConfigCommands},     {"devmode", AddD
                              {"xml", AddXmlCommands},           {"page", AddPageCommands},
                              {"report", AddReportCommand}};
 
-/// Adds the group that the first argument names. Otherwise adds all groups: the help, completion
-/// and suggestions for misspelt names need them. Adding all takes most of the time of a short run.
+constexpr char kVersion[] = "--version";
+
+/// Adds the group that the first argument names, and none for the version. Otherwise adds all
+/// groups: the help, completion and suggestions for misspelt names need them. Adding all takes most
+/// of the time of a short run.
 void AddGroups(CLI::App* program, const std::vector<std::string>& arguments) {
   const std::string_view first = arguments.empty() ? "" : std::string_view(arguments[0]);
+  if (first == kVersion) return;
   const auto* const named = std::ranges::find(kGroups, first, &Group::name);
   if (named != std::end(kGroups)) {
     named->add(program);
@@ -56,7 +62,7 @@ int RunProgram(int argc, char** argv) {
   SetHelpFormat(&program);
   program.require_subcommand(1);
   program.allow_windows_style_options(false);  // arguments such as /list/item are not options
-  program.set_version_flag("--version", "orv " ORV_VERSION, "Print the version and exit");
+  program.set_version_flag(kVersion, "orv " ORV_VERSION, "Print the version and exit");
   program.footer(
       "Exit codes: 0 success, 1 findings, 2 wrong command line, 3 a file or a setting could not "
       "be\n"
@@ -66,7 +72,10 @@ int RunProgram(int argc, char** argv) {
   const std::vector<std::string> arguments = CommandLineArguments(argc, argv);
   AddGroups(&program, arguments);
   AddOutcomeFlags(&program);
+  AddGeneralOptions(&program);
+  ReplaceInvalidText(&program, arguments);
 
+  const ProgressLine progress;
   const RegistrySnapshot request;  // each command is one request to the settings store
   try {
     // The parser takes the arguments last one first.
@@ -78,6 +87,10 @@ int RunProgram(int argc, char** argv) {
     if (error.get_exit_code() == 0) {  // the help was asked for
       program.exit(error);
       return std::cout.flush() ? kDone : kUnreadable;
+    }
+    if (const std::string help = ShortHelp(&program, arguments, error); !help.empty()) {
+      Print(help);
+      return kDone;
     }
     PrintMessage(DescribeMistake(&program, arguments, error));
     return kUsage;

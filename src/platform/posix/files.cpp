@@ -16,9 +16,49 @@
 namespace orv {
 const wchar_t kPathSeparator = L'/';
 
-std::filesystem::path ToPath(const std::wstring& name) { return WideToUtf8(name); }
+namespace {
 
-std::wstring FromPath(const std::filesystem::path& path) { return Utf8ToWide(path.native()); }
+// A low surrogate without the high one before it does not come from UTF-8.
+constexpr wchar_t kByteBase = 0xDC00;
+
+bool IsByte(wchar_t unit) { return unit >= kByteBase + 0x80 && unit <= kByteBase + 0xFF; }
+bool IsHighSurrogate(wchar_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
+
+}  // namespace
+
+std::filesystem::path ToPath(const std::wstring& name) {
+  std::string path;
+  const std::wstring_view text = name;
+  std::size_t start = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (IsHighSurrogate(text[i])) {
+      ++i;  // the low one belongs to it
+    } else if (IsByte(text[i])) {
+      AppendUtf8(text.substr(start, i - start), &path);
+      path += static_cast<char>(text[i] - kByteBase);
+      start = i + 1;
+    }
+  }
+  AppendUtf8(text.substr(start), &path);
+  return path;
+}
+
+std::wstring FromPath(const std::filesystem::path& path) { return FromFileName(path.native()); }
+
+std::wstring FromFileName(std::string_view name) {
+  std::wstring text;
+  std::size_t start = 0;
+  for (std::size_t i = 0; i < name.size();) {
+    const Utf8Character character = DecodeUtf8Character(name.substr(i));
+    const std::string_view bytes = name.substr(i, character.length);
+    i += character.length;
+    if (character.code != kReplacement || bytes == kReplacementUtf8) continue;
+    text += Utf8ToWide(name.substr(start, i - bytes.size() - start));
+    for (const char byte : bytes) text += static_cast<wchar_t>(kByteBase | (byte & 0xFF));
+    start = i;
+  }
+  return text + Utf8ToWide(name.substr(start));
+}
 
 std::wstring FileErrorText() {
   switch (errno) {
@@ -52,7 +92,7 @@ std::vector<std::wstring> LogFolders() {
   }
   const char* const temporary = std::getenv("TMPDIR");
   const bool isSet = temporary != nullptr && *temporary != '\0';
-  folders.push_back(isSet ? Utf8ToWide(temporary) : L"/tmp");
+  folders.push_back(isSet ? FromFileName(temporary) : L"/tmp");
   return folders;
 }
 

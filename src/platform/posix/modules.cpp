@@ -83,7 +83,7 @@ bool GetModulePath(HINSTANCE module, std::wstring* path) {
     SetLastError(ERROR_MOD_NOT_FOUND);
     return false;
   }
-  *path = Utf8ToWide(file).substr(0, kMaxModulePath - 1);
+  *path = FromFileName(file).substr(0, kMaxModulePath - 1);
   return true;
 }
 

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include "base/utf8.h"
 #include "platform/error_text.h"
 
 namespace orv {
@@ -11,6 +12,8 @@ const wchar_t kPathSeparator = L'\\';
 std::filesystem::path ToPath(const std::wstring& name) { return name; }
 
 std::wstring FromPath(const std::filesystem::path& path) { return path.wstring(); }
+
+std::wstring FromFileName(std::string_view name) { return Utf8ToWide(name); }
 
 std::wstring FileErrorText() {
   const DWORD error = GetLastError();

@@ -37,6 +37,13 @@ std::string ListEntry(const std::string& name, const std::string& meaning) {
   return lines.replace(0, first.size(), first);
 }
 
+/// The short and the long name of an option. Other names are for compatibility.
+std::string OptionName(const CLI::Option* option) {
+  std::string name;
+  for (const std::string& letter : option->get_snames()) name += "-" + letter + ",";
+  return name + "--" + option->get_lnames().front();
+}
+
 class HelpFormat : public CLI::Formatter {
  public:
   HelpFormat() {
@@ -49,8 +56,35 @@ class HelpFormat : public CLI::Formatter {
     return command->get_description() + "\n\n";
   }
 
+  /// An option that is also accepted as an argument is shown as an option only.
+  std::string make_usage(const CLI::App* command, std::string name) const override {
+    std::string usage = get_label("Usage") + ": " + name + " [" + get_label("OPTIONS") + "]";
+    for (const CLI::Option* option : command->get_options()) {
+      if (IsArgument(option)) usage += " " + make_option_usage(option);
+    }
+    return usage + (command->get_subcommands(nullptr).empty() ? "\n" : " COMMAND\n");
+  }
+
+  std::string make_positionals(const CLI::App* command) const override {
+    const std::vector<const CLI::Option*> arguments = command->get_options(IsArgument);
+    return arguments.empty() ? "" : make_group(get_label("Positionals"), true, arguments);
+  }
+
+  std::string make_help(const CLI::App* command, std::string name,
+                        CLI::AppFormatMode mode) const override {
+    std::string text = make_description(command) + make_usage(command, std::move(name)) +
+                       make_positionals(command);
+    for (const std::string& group : command->get_groups()) {
+      const auto options = command->get_options([&group](const CLI::Option* option) {
+        return option->get_group() == group && option->nonpositional();
+      });
+      if (!options.empty()) text += make_group(group, false, options);
+    }
+    return text + make_subcommands(command, mode) + "\n" + make_footer(command);
+  }
+
   std::string make_option(const CLI::Option* option, bool isPositional) const override {
-    std::string name = make_option_name(option, isPositional);
+    std::string name = isPositional ? option->get_name(true) : OptionName(option);
     if (!isPositional && option->get_items_expected_max() > 0) name += " " + ValueName(option);
     return ListEntry(name, Explanation(option));
   }
@@ -84,7 +118,7 @@ std::vector<std::wstring> CommandNames(const CLI::App* group) {
 std::vector<std::wstring> OptionNames(const CLI::App* command) {
   std::vector<std::wstring> names;
   for (const CLI::Option* option : command->get_options()) {
-    for (const std::string& name : option->get_lnames()) names.push_back(L"--" + ToWide(name));
+    if (option->nonpositional()) names.push_back(L"--" + ToWide(option->get_lnames().front()));
   }
   return names;
 }
@@ -213,14 +247,14 @@ std::wstring DescribeParseError(const CLI::App* program, const ArgumentWalk& wal
   if (dynamic_cast<const CLI::ConversionError*>(&error) != nullptr) {
     return DescribeConversion(walk.command, error);
   }
-  if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr &&
-      !walk.command->get_subcommands(nullptr).empty()) {
-    return L"a command is missing";
-  }
   return ToWide(error.what());
 }
 
 }  // namespace
+
+bool IsArgument(const CLI::Option* option) {
+  return option->get_positional() && !option->nonpositional();
+}
 
 void SetHelpFormat(CLI::App* program) { program->formatter(std::make_shared<HelpFormat>()); }
 
@@ -274,6 +308,41 @@ std::wstring UnknownCommand(const CLI::App* group, const std::string& name) {
 std::wstring UnexpectedArguments(const std::vector<std::string>& arguments) {
   return (arguments.size() == 1 ? L"unexpected argument '" : L"unexpected arguments '") +
          ToWide(CLI::detail::join(arguments, "', '")) + L"'";
+}
+
+void ReplaceInvalidText(CLI::App* program, const std::vector<std::string>& arguments) {
+  const auto isText = [](const std::string& argument) {
+    return WideToUtf8(Utf8ToWide(argument)) == argument;
+  };
+  if (std::ranges::all_of(arguments, isText)) return;
+  for (CLI::App* command : program->get_subcommands(nullptr)) {
+    ReplaceInvalidText(command, arguments);
+  }
+  for (CLI::Option* option : program->get_options()) {
+    const std::string type = option->get_type_name();
+    if (type.starts_with("FILE") || type.starts_with("FOLDER") || type.starts_with("RECORD")) {
+      continue;
+    }
+    option->transform(CLI::Validator(
+        [](std::string& text) {
+          text = WideToUtf8(Utf8ToWide(text));
+          return std::string();
+        },
+        ""));
+  }
+}
+
+std::string ShortHelp(CLI::App* program, const std::vector<std::string>& arguments,
+                      const CLI::ParseError& error) {
+  if (dynamic_cast<const CLI::RequiredError*>(&error) == nullptr) return {};
+  const ArgumentWalk walk(program, arguments);
+  const bool isGroup = !walk.command->get_subcommands(nullptr).empty();
+  if (!isGroup || !walk.unknown.empty() || walk.waiting != nullptr) return {};
+  const HelpFormat format;
+  const std::string name = WideToUtf8(walk.path);
+  return format.make_description(walk.command) + format.make_usage(walk.command, name) +
+         format.make_subcommands(walk.command, CLI::AppFormatMode::Normal) + "\nSee " + name +
+         " --help for examples, and " + name + " COMMAND --help for a command.\n";
 }
 
 std::wstring DescribeMistake(CLI::App* program, const std::vector<std::string>& arguments,

@@ -13,6 +13,9 @@ namespace orv::tool {
 /// before any command is added.
 void SetHelpFormat(CLI::App* program);
 
+/// Whether an option is an argument only: it has no name that begins with hyphens.
+bool IsArgument(const CLI::Option* option);
+
 /// The name of an option's value, such as FILE; in brackets when the value is optional.
 std::string ValueName(const CLI::Option* option);
 
@@ -27,6 +30,13 @@ std::wstring UnknownCommand(const CLI::App* group, const std::string& name);
 
 /// The message for arguments that a command does not take.
 std::wstring UnexpectedArguments(const std::vector<std::string>& arguments);
+
+/// A group's commands, for a command line that names the group and no command; empty for any other.
+std::string ShortHelp(CLI::App* program, const std::vector<std::string>& arguments,
+                      const CLI::ParseError& error);
+
+/// Replaces what is not UTF-8 in arguments that are not file names, if there is any.
+void ReplaceInvalidText(CLI::App* program, const std::vector<std::string>& arguments);
 
 /// The message for a command line that the parser refused: the error, the nearest known command,
 /// option or value, and which help to read.

@@ -17,10 +17,11 @@ void AddStockCommands(CLI::App* program);
 void AddLogCommands(CLI::App* program);
 void AddXmlCommands(CLI::App* program);
 
-/// `orv config check`, `diff`, `new`, `set` and `sign`, in the group `config`.
+/// `orv config check`, `diff`, `new`, `schema`, `set` and `sign`, in the group `config`.
 void AddConfigCheckCommand(CLI::App* group);
 void AddConfigDiffCommand(CLI::App* group);
 void AddConfigNewCommand(CLI::App* group);
+void AddConfigSchemaCommand(CLI::App* group);
 void AddConfigSetCommand(CLI::App* group);
 void AddConfigSignCommand(CLI::App* group);
 

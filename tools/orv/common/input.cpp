@@ -5,20 +5,28 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <vector>
 
 #include "base/utf8.h"
 #include "platform/console.h"
 #include "platform/files.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/common/progress.h"
 
 namespace orv::tool {
 namespace {
 
 bool IsStandardStream(const std::wstring& path) { return path == kStandardStream; }
 
+std::wstring temporaryFolder;  ///< once it is used
+
+/// The files that the command has read, apart from temporary ones.
+std::vector<std::wstring> inputs;
+
 /// All of standard input; null when it cannot be read.
 const std::string* StandardInput() {
   static std::string bytes;
+  if (IsInputTerminal()) StopProgress();
   static const bool isRead = ReadInput(&bytes);
   return isRead ? &bytes : nullptr;
 }
@@ -51,6 +59,7 @@ bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset
   }
   std::error_code error;
   if (!std::filesystem::is_regular_file(ToPath(path), error)) return false;
+  NoteInput(path);
   std::ifstream file(ToPath(path), std::ios::binary);
   if (!file || !file.seekg(static_cast<std::streamoff>(offset))) return false;
   char buffer[1 << 16];
@@ -60,6 +69,22 @@ bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset
     bytes->append(buffer, static_cast<std::size_t>(file.gcount()));
   } while (file && bytes->size() < max);
   return !file.bad();
+}
+
+void NoteInput(const std::wstring& path) {
+  const bool isTemporary = !temporaryFolder.empty() && path.starts_with(temporaryFolder);
+  if (isTemporary || path == kStandardStream || std::ranges::find(inputs, path) != inputs.end()) {
+    return;
+  }
+  inputs.push_back(path);
+  PrintDetail(L"reading " + PathName(path));
+}
+
+bool WasRead(const std::wstring& path) {
+  return std::ranges::any_of(inputs, [&path](const std::wstring& input) {
+    std::error_code error;
+    return std::filesystem::equivalent(ToPath(input), ToPath(path), error);
+  });
 }
 
 bool OutputFile::Write(std::string bytes) {
@@ -90,6 +115,7 @@ bool WriteFile(const std::wstring& path, std::string bytes) {
 
 std::wstring TemporaryPath(const wchar_t* name) {
   static const PrivateFolder folder;
+  temporaryFolder = FromPath(folder.path);
   return FromPath(folder.path / name);
 }
 
@@ -102,7 +128,10 @@ std::wstring InputName(const std::wstring& path) {
 }
 
 InputFile::InputFile(const std::wstring& path) : path_(path), isCopy_(IsStandardStream(path)) {
-  if (!isCopy_) return;
+  if (!isCopy_) {
+    NoteInput(path);
+    return;
+  }
   path_ = TemporaryPath(L"input");
   const std::string* const input = StandardInput();
   if (input == nullptr || !WriteFile(path_, *input)) {

@@ -20,6 +20,11 @@ inline constexpr wchar_t kStandardStream[] = L"-";
 bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset = 0,
               std::size_t max = std::string::npos);
 
+/// Records that the command reads a file in another way than by `ReadFile` and `InputFile`.
+void NoteInput(const std::wstring& path);
+/// Whether the command has read a file, by this path or another one.
+bool WasRead(const std::wstring& path);
+
 /// Replaces a file atomically: it keeps its old content until `Commit`, and after a failure it has
 /// either all of the new content or all of the old. Standard output, pipes and devices are written
 /// by `Commit`, standard output through `PrintContent`.

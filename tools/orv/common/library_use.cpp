@@ -30,6 +30,7 @@ LibraryUse::LibraryUse(const std::wstring& configFolder) {
   client_.m_stModuleName = FileNameOf(client_.m_stModulePath);
   client_.m_stModuleFolder =
       configFolder.empty() ? FromPath(ToPath(client_.m_stModulePath).parent_path()) : configFolder;
+  PrintDetail(L"configuration files: " + client_.m_stModuleFolder);
   CLogger::StartLogging(&client_);
   cache_ = ConfigsCache::GetInstance();
 }

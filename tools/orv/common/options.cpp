@@ -1,15 +1,20 @@
 #include "tools/orv/common/options.h"
 
 #include <cmath>
+#include <filesystem>
 #include <map>
 
 #include "base/utf8.h"
 #include "config/values.h"
+#include "platform/files.h"
+#include "tools/orv/common/input.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/common/spelling.h"
 
 namespace orv::tool {
 namespace {
+
+bool isForced = false;
 
 std::map<const CLI::Option*, std::vector<std::string>>& WordsByOption() {
   static std::map<const CLI::Option*, std::vector<std::string>> words;
@@ -37,7 +42,22 @@ std::string ChooseWord(const std::string& kind, const std::vector<std::string>& 
 
 CLI::Option* AddOutputFile(CLI::App* command, const char* name, std::string* path,
                            const std::string& meaning) {
+  AddForceFlag(command);
   return command->add_option(name, *path, meaning + "; - is standard output")->type_name("FILE");
+}
+
+void AddForceFlag(CLI::App* command) {
+  if (command->get_option_no_throw("--force") != nullptr) return;
+  command->add_flag("--force", isForced, "Replace files that exist");
+}
+
+void RequireReplaceable(const std::wstring& path) {
+  std::error_code error;
+  if (isForced || path == kStandardStream || WasRead(path) ||
+      !std::filesystem::is_regular_file(ToPath(path), error)) {
+    return;
+  }
+  Fail(kUnreadable, path + L" exists and was not changed; --force replaces it");
 }
 
 CLI::Option* AddPrinterArgument(CLI::App* command, std::string* name) {

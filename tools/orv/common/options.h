@@ -16,9 +16,16 @@ CLI::Option* AddInputFile(CLI::App* command, const char* name, Path* path,
   return command->add_option(name, *path, meaning + "; - is standard input")->type_name("FILE");
 }
 
-/// A file that a command writes.
+/// A file that a command writes, with `--force` to replace one that exists.
 CLI::Option* AddOutputFile(CLI::App* command, const char* name, std::string* path,
                            const std::string& meaning);
+
+/// Adds `--force` to a command that writes files, once.
+void AddForceFlag(CLI::App* command);
+
+/// Ends the command if it may not write a file: the file exists, the command has not read it, and
+/// `--force` is not given. Files that are not regular, such as pipes, may always be written.
+void RequireReplaceable(const std::wstring& path);
 
 /// The name of the printer that a command works on.
 CLI::Option* AddPrinterArgument(CLI::App* command, std::string* name);

@@ -55,11 +55,15 @@ std::string OutcomeAsJson(const std::string& command) {
 }  // namespace
 
 void SaveFile(const std::wstring& path, std::string bytes) {
+  RequireReplaceable(path);
   if (!WriteFile(path, std::move(bytes))) Fail(kUnreadable, L"cannot write " + PathName(path));
   NoteFile(path);
 }
 
-void NoteFile(const std::wstring& path) { outcome.files.push_back(path); }
+void NoteFile(const std::wstring& path) {
+  outcome.files.push_back(path);
+  if (path != kStandardStream) PrintDetail(L"wrote " + PathName(path));
+}
 
 void NoteResult(const char* member, std::variant<std::wstring, std::int64_t> value,
                 const std::wstring& line) {

@@ -14,7 +14,8 @@
 
 namespace orv::tool {
 
-/// Writes a file and records it; ends the command when writing fails.
+/// Writes a file and records it; ends the command when writing fails, or when the file must not be
+/// replaced (`RequireReplaceable`).
 void SaveFile(const std::wstring& path, std::string bytes);
 /// Records a file that was written in another way.
 void NoteFile(const std::wstring& path);

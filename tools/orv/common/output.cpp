@@ -1,7 +1,9 @@
 #include "tools/orv/common/output.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
+#include <numeric>
 
 #include <CLI/CLI.hpp>
 
@@ -9,6 +11,8 @@
 #include "base/utf8.h"
 #include "orv/text/format.h"
 #include "platform/console.h"
+#include "platform/files.h"
+#include "tools/orv/common/progress.h"
 
 namespace orv::tool {
 namespace {
@@ -19,7 +23,32 @@ std::size_t WidthOf(const std::string& text) {
       std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xC0) != 0x80; }));
 }
 
+constexpr std::size_t kColumnGap = 2;  // between the columns of a table
+
 OutputStream resultStream = OutputStream::kResults;
+Colours colourChoice = Colours::kAuto;
+Verbosity chosenVerbosity = Verbosity::kNormal;
+
+std::string_view VariableOf(const char* name) {
+  const char* const value = std::getenv(name);
+  return value == nullptr ? "" : value;
+}
+
+/// Removes the part of a text that fits into a line of `width` code points, if possible with a
+/// whole number of words, and returns it.
+std::string TakeLine(std::string_view* text, std::size_t width) {
+  std::size_t end = 0;
+  std::size_t blank = 0;
+  for (std::size_t points = 0; end < text->size(); ++end) {
+    if (((*text)[end] & 0xC0) != 0x80 && points++ == width) break;
+    if ((*text)[end] == ' ') blank = end;
+  }
+  const bool isWhole = end == text->size() || (*text)[end] == ' ';
+  const std::size_t length = isWhole || blank == 0 ? end : blank;
+  std::string line(text->substr(0, length));
+  text->remove_prefix(std::min(text->size(), text->find_first_not_of(' ', length)));
+  return line;
+}
 
 }  // namespace
 
@@ -63,21 +92,20 @@ std::wstring Wrapped(std::wstring_view text, std::wstring_view indent, std::size
 }
 
 void Print(std::string_view text) {
+  StopProgress();
   if (!WriteOutput(resultStream, text)) Finish(kUnreadable);
 }
 
 void Print(std::wstring_view text) { Print(WideToUtf8(text)); }
 
+void SetColours(Colours colours) { colourChoice = colours; }
+
 std::wstring Painted(std::wstring_view text, Paint paint) {
   static const bool isColourful = [] {
-    const auto valueOf = [](const char* name) {
-      const char* const value = std::getenv(name);
-      return std::string_view(value == nullptr ? "" : value);
-    };
-    const std::string_view terminal =
-        valueOf("TERM");  // unset or empty on consoles without colours
-    return IsTerminal(OutputStream::kResults) && valueOf("NO_COLOR").empty() && !terminal.empty() &&
-           terminal != "dumb";
+    if (colourChoice != Colours::kAuto) return colourChoice == Colours::kAlways;
+    const std::string_view terminal = VariableOf("TERM");  // empty on consoles without colours
+    return IsTerminal(OutputStream::kResults) && VariableOf("NO_COLOR").empty() &&
+           !terminal.empty() && terminal != "dumb";
   }();
   std::wstring painted(text);
   return isColourful ? Format(L"\x1b[%dm%ls\x1b[0m", static_cast<int>(paint), painted.c_str())
@@ -86,11 +114,26 @@ std::wstring Painted(std::wstring_view text, Paint paint) {
 
 bool PrintContent(std::string_view bytes) {
   resultStream = OutputStream::kMessages;
+  StopProgress();
   return WriteOutput(OutputStream::kResults, bytes);
 }
 
+void SetVerbosity(Verbosity verbosity) {
+  chosenVerbosity = verbosity;
+  if (verbosity == Verbosity::kQuiet) StopProgress();
+}
+
 void PrintMessage(const std::wstring& message) {
+  HideProgress();
   WriteOutput(OutputStream::kMessages, "orv: " + WideToUtf8(message) + "\n");
+}
+
+void PrintNote(const std::wstring& message) {
+  if (chosenVerbosity != Verbosity::kQuiet) PrintMessage(message);
+}
+
+void PrintDetail(const std::wstring& message) {
+  if (chosenVerbosity == Verbosity::kVerbose) PrintMessage(Utf8ToWide(Printable(message)));
 }
 
 void Fail(int exitCode, const std::wstring& message) {
@@ -100,32 +143,68 @@ void Fail(int exitCode, const std::wstring& message) {
 
 void Finish(int exitCode) { throw CLI::RuntimeError(exitCode); }
 
-std::wstring ToWide(const std::string& argument) { return Utf8ToWide(argument); }
+std::wstring ToWide(const std::string& argument) { return FromFileName(argument); }
 
-std::string Table::TakeText() {
-  std::vector<std::vector<std::string>> rows;
+std::size_t OutputWidth() {
+  constexpr std::size_t kUnlimited = std::string::npos;
+  constexpr std::size_t kUsual = 80;
+  if (!IsTerminal(OutputStream::kResults)) return kUnlimited;
+  const std::string_view given = VariableOf("COLUMNS");
+  std::size_t width = 0;
+  const auto [end, error] = std::from_chars(given.data(), given.data() + given.size(), width);
+  if (error == std::errc() && end == given.data() + given.size() && width > 0) return width;
+  const int columns = TerminalWidth();
+  return columns > 0 ? static_cast<std::size_t>(columns) : kUsual;
+}
+
+std::string Table::TakeText(std::size_t width) {
+  std::vector<Row> rows;
   const auto addRow = [&rows](const std::vector<std::wstring>& row) {
-    std::vector<std::string>& cells = rows.emplace_back();
+    Row& cells = rows.emplace_back();
     for (const std::wstring& cell : row) cells.push_back(Printable(cell));
   };
   if (!titles_.empty()) addRow(titles_);
   for (const std::vector<std::wstring>& row : rows_) addRow(row);
 
-  for (const std::vector<std::string>& row : rows) {
+  for (const Row& row : rows) {
     widths_.resize(std::max(widths_.size(), row.size()));
     for (std::size_t i = 0; i < row.size(); ++i) widths_[i] = std::max(widths_[i], WidthOf(row[i]));
   }
+  FitColumns(width);
   std::string text;
-  for (const std::vector<std::string>& row : rows) {
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      text += row[i];
-      if (i + 1 < row.size()) text.append(widths_[i] - WidthOf(row[i]) + 2, ' ');
-    }
-    text.erase(text.find_last_not_of(' ') + 1);  // the padding before cells that are empty
-    text += '\n';
-  }
+  for (const Row& row : rows) text += TextOf(row);
   titles_.clear();
   rows_.clear();
+  return text;
+}
+
+/// Narrows the widest columns until the table is at most `width` wide. No column gets narrower than
+/// can be read.
+void Table::FitColumns(std::size_t width) {
+  constexpr std::size_t kNarrowest = 8;
+  const std::size_t gaps = widths_.empty() ? 0 : kColumnGap * (widths_.size() - 1);
+  while (std::accumulate(widths_.begin(), widths_.end(), gaps) > width) {
+    const auto widest = std::ranges::max_element(widths_);
+    if (*widest <= kNarrowest) return;
+    --*widest;
+  }
+}
+
+/// A row, in as many lines as its longest cell needs.
+std::string Table::TextOf(const Row& row) const {
+  std::string text;
+  std::vector<std::string_view> rest(row.begin(), row.end());
+  do {
+    const std::size_t start = text.size();
+    for (std::size_t i = 0; i < rest.size(); ++i) {
+      const std::string line = TakeLine(&rest[i], widths_[i]);
+      text += line;
+      if (i + 1 < rest.size()) text.append(widths_[i] - WidthOf(line) + kColumnGap, ' ');
+    }
+    // The padding before cells that are empty.
+    text.erase(std::max(start, text.find_last_not_of(' ') + 1));
+    text += '\n';
+  } while (std::ranges::any_of(rest, [](std::string_view cell) { return !cell.empty(); }));
   return text;
 }
 

@@ -37,25 +37,43 @@ std::string Printable(std::wstring_view text);
 /// line.
 std::wstring Wrapped(std::wstring_view text, std::wstring_view indent, std::size_t width);
 
+enum class Colours { kAuto, kAlways, kNever };
+void SetColours(Colours colours);
+
 enum class Paint { kRed = 31, kYellow = 33 };
 
-/// Colours text when results go to a terminal with colours and NO_COLOR is not set; otherwise
-/// returns it unchanged.
+/// Colours text, by default when results go to a terminal with colours and NO_COLOR is not set;
+/// otherwise returns it unchanged.
 std::wstring Painted(std::wstring_view text, Paint paint);
 
-/// Writes "orv: MESSAGE" and a line end to standard error.
+/// How much goes to standard error besides errors.
+enum class Verbosity { kQuiet, kNormal, kVerbose };
+void SetVerbosity(Verbosity verbosity);
+
+/// Writes "orv: MESSAGE" and a line end to standard error: why something failed, or what is wrong.
 void PrintMessage(const std::wstring& message);
+/// Writes a message that the user can do without, unless `--quiet` is given.
+void PrintNote(const std::wstring& message);
+/// Writes what the program uses, if `--verbose` is given.
+void PrintDetail(const std::wstring& message);
 
 /// Ends the running command with a message and an exit code (an `ExitCode`).
 [[noreturn]] void Fail(int exitCode, const std::wstring& message);
 /// Ends the running command with an exit code and without a message.
 [[noreturn]] void Finish(int exitCode);
 
-/// Converts an argument to wide text. Arguments are UTF-8 on both platforms.
+/// Converts an argument to wide text. Arguments are UTF-8 on both platforms, but file names on
+/// Linux can be any bytes (`FromFileName`).
 std::wstring ToWide(const std::string& argument);
 
+/// The width of lines on standard output: that of the terminal, or what COLUMNS says; unlimited if
+/// it is not a terminal.
+std::size_t OutputWidth();
+
 /// Rows of text in aligned columns, two spaces apart. A column is as wide as its widest cell, in
-/// code points; the last column is not padded. Control characters are shown as escapes such as
+/// code points; the last column is not padded. If the table is too wide, its widest columns become
+/// narrower, and their cells continue in lines below. Control characters are shown as escapes such
+/// as
 /// "\t".
 class Table {
  public:
@@ -65,9 +83,14 @@ class Table {
   bool empty() const { return rows_.empty(); }
   /// The table as UTF-8, each row with its line end. Removes the titles and rows, and keeps the
   /// column widths as minimum widths for rows added later.
-  std::string TakeText();
+  std::string TakeText(std::size_t width = OutputWidth());
 
  private:
+  using Row = std::vector<std::string>;
+
+  void FitColumns(std::size_t width);
+  std::string TextOf(const Row& row) const;
+
   std::vector<std::wstring> titles_;
   std::vector<std::size_t> widths_;
   std::vector<std::vector<std::wstring>> rows_;

@@ -1,17 +1,36 @@
 # bash completion of orv's command lines; the program itself prints the candidates.
 
-_orv() {
-  local word=${COMP_WORDS[COMP_CWORD]} quote= line
-  # Inside quotes the word is literal; outside them special characters must be escaped.
-  case $word in
-    [\"\']*) quote=${word:0:1} word=${word:1} ;;
-    *) word=${word//\\/} ;;
+# Prints a word of the command line without its quotes and escapes. Inside quotes it is literal.
+_orv_plain() {
+  local rest=$1 plain=
+  case $rest in
+    [\"\']*)
+      plain=${rest:1}
+      [ ${#rest} -gt 1 ] && [ "${rest: -1}" = "${rest:0:1}" ] && plain=${plain%?}
+      ;;
+    *)
+      while [[ $rest == *\\* ]]; do
+        plain+=${rest%%\\*} rest=${rest#*\\}
+        plain+=${rest:0:1} rest=${rest:1}
+      done
+      plain+=$rest
+      ;;
   esac
+  printf '%s' "$plain"
+}
+
+_orv() {
+  local word=${COMP_WORDS[COMP_CWORD]} quote= line i
+  local -a words=()
+  for ((i = 0; i < COMP_CWORD; ++i)); do words+=("$(_orv_plain "${COMP_WORDS[i]}")"); done
+  [[ $word == [\"\']* ]] && quote=${word:0:1}
   COMPREPLY=()
   while IFS= read -r line; do
     line=${line%%$'\t'*}
+    # After a part of a value the word goes on.
+    [[ $line == *[=\\] ]] && compopt -o nospace 2>/dev/null
     [ -n "$quote" ] || printf -v line %q "$line"
     COMPREPLY+=("$line")
-  done < <("$1" complete "${COMP_WORDS[@]:0:COMP_CWORD}" "$word" 2>/dev/null)
+  done < <("$1" complete "${words[@]}" "$(_orv_plain "$word")" 2>/dev/null)
 }
 complete -o default -F _orv orv

@@ -50,14 +50,6 @@ bool IsScaled(const ConfigKey& key) {
   return key.unit == Unit::kLength || key.unit == Unit::kSpeed;
 }
 
-/// The smallest plausible scaled number above 0.
-constexpr std::int32_t kMinScaled = 1000;
-
-/// Whether a scaled number is so small that it is probably in millimetres.
-bool IsUnscaled(const ConfigKey& key, double number) {
-  return key.bounds.min > 0 && IsScaled(key) && number < kMinScaled;
-}
-
 bool IsPlausible(const ConfigKey& key, double number) {
   return number >= key.bounds.min && number <= key.bounds.max && !IsUnscaled(key, number);
 }

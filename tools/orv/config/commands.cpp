@@ -70,7 +70,8 @@ void AddConversion(CLI::App* group, const Conversion& conversion) {
   auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand(conversion.name, conversion.description);
   AddInputFile(command, "IN", &options->in, "The file to read")->required();
-  AddOutputFile(command, "OUT", &options->out, "The file to write, which may be the same one")
+  AddOutputFile(command, "-o,--output,OUT", &options->out,
+                "The file to write, which may be the same one")
       ->required();
   command->footer(conversion.footer);
   command->callback([options, conversion] {
@@ -111,15 +112,17 @@ void AddConfigCommands(CLI::App* program) {
   AddConfigCheckCommand(group);
   AddConfigDiffCommand(group);
   AddConfigNewCommand(group);
+  AddConfigSchemaCommand(group);
   AddConfigSetCommand(group);
   AddConfigSignCommand(group);
-  AddConversion(group, {"protect", "Write the protected form of a file",
-                        "Examples:\n  orv config protect plain.xml orv_conf_lx300.xml\n"
-                        "  orv config sign - < plain.xml | orv config protect - orv_conf_lx300.xml",
-                        &ProtectBytes, false, L" is already protected"});
+  AddConversion(group,
+                {"protect", "Write the protected form of a file",
+                 "Examples:\n  orv config protect plain.xml -o orv_conf_lx300.xml\n"
+                 "  orv config sign - < plain.xml | orv config protect - -o orv_conf_lx300.xml",
+                 &ProtectBytes, false, L" is already protected"});
   AddConversion(group, {"unprotect", "Write the plain form of a protected file",
-                        "Examples:\n  orv config unprotect orv_conf_lx300p.xml plain.xml\n"
-                        "  orv config unprotect orv_conf_lx300p.xml - | grep modelName",
+                        "Examples:\n  orv config unprotect orv_conf_lx300p.xml -o plain.xml\n"
+                        "  orv config unprotect orv_conf_lx300p.xml -o - | grep modelName",
                         &UnprotectBytes, true, L" is not protected"});
 }
 
@@ -135,13 +138,13 @@ void AddPrinterConfigCommand(CLI::App* printers) {
       printers->add_subcommand("config", "Show which configuration a printer uses, and load it");
   AddPrinterArgument(command, &options->name);
   AddConfigFolder(command, &options->folder);
-  command->add_flag("--record", options->showRecord, "Print the whole record instead");
+  command->add_flag("--all,--record", options->showRecord, "Print the whole configuration instead");
   AddInchFlag(command);
   AddJsonFlag(command, &options->asJson);
   command->footer(
       "Loads the file twice, as a driver would, the second time from the cache.\n"
       "Examples:\n  orv printers config \"Label 1\"\n"
-      "  orv printers config \"Label 1\" --config-dir examples --record --json");
+      "  orv printers config \"Label 1\" --config-dir examples --all --json");
   command->callback([options] {
     const std::wstring name = ToWide(options->name);
     const OpenPrinter printer(name);

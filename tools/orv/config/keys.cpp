@@ -95,6 +95,9 @@ constexpr ConfigKey kStems[] = {
 };
 // clang-format on
 
+/// The smallest plausible number of millimetres multiplied by 1000, if 0 is not one.
+constexpr std::int32_t kMinScaled = 1000;
+
 constexpr std::wstring_view kSuffixes[] = {L"Min", L"Max", L"Step", L"Default"};
 
 }  // namespace
@@ -114,6 +117,17 @@ const ConfigKey* FindConfigKey(std::wstring_view key) {
     }
   }
   return nullptr;
+}
+
+std::span<const ConfigKey> AllConfigKeys() { return kKeys; }
+
+bool IsUnscaled(const ConfigKey& key, double number) {
+  const bool isScaled = key.unit == Unit::kLength || key.unit == Unit::kSpeed;
+  return key.bounds.min > 0 && isScaled && number < kMinScaled;
+}
+
+std::int32_t LeastNumber(const ConfigKey& key) {
+  return IsUnscaled(key, key.bounds.min) ? kMinScaled : key.bounds.min;
 }
 
 std::wstring NumberWithUnit(std::wstring_view key, std::int64_t number) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -34,6 +35,15 @@ struct ConfigKey {
 /// Looks up a key case-insensitively. A key of an option's group (a stem followed by Min, Max, Step
 /// or Default) has the unit of its stem. Null for keys of printMode and sensorType.
 const ConfigKey* FindConfigKey(std::wstring_view key);
+
+/// All keys that have a meaning of their own, in the order of a file.
+std::span<const ConfigKey> AllConfigKeys();
+
+/// Whether a number of a key with a unit is so small that it is probably in millimetres.
+bool IsUnscaled(const ConfigKey& key, double number);
+
+/// The smallest plausible number of a key.
+std::int32_t LeastNumber(const ConfigKey& key);
 
 /// Formats the number of a key: "105.7 mm", "100 mm/s", "300 dpi", or only the number.
 std::wstring NumberWithUnit(std::wstring_view key, std::int64_t number);

@@ -21,6 +21,7 @@
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/common/progress.h"
 #include "tools/orv/common/spelling.h"
 #include "tools/orv/config/check_properties.h"
 #include "tools/orv/config/edit.h"
@@ -267,6 +268,7 @@ std::optional<std::wstring> Ask(const FoundProperty& property) {
   const std::wstring meaning = key != nullptr && key->meaning != nullptr
                                    ? L" (" + std::wstring(key->meaning) + L")"
                                    : std::wstring();
+  StopProgress();
   WriteOutput(OutputStream::kMessages,
               WideToUtf8(property.name + meaning + L" [" + property.value + L"]: "));
   std::string answer;
@@ -303,22 +305,13 @@ void AskForPlaceholders(EditedConfig* file) {
   }
 }
 
-/// Ends the command unless a path is free; a file that cannot be read is not overwritten either.
-void RequireFree(const std::wstring& path) {
-  std::error_code error;
-  if (std::filesystem::symlink_status(ToPath(path), error).type() !=
-      std::filesystem::file_type::not_found) {
-    Fail(kFindings, path + L" already exists and was not changed");
-  }
-}
-
 void WriteNew(const NewOptions& options) {
   const std::wstring driver = ToWide(options.driver);
   const std::wstring path = !options.output.empty() ? ToWide(options.output)
                             : driver.empty()        ? kStandardStream
                                                     : ConfigFileName(driver);
   const bool toOutput = path == kStandardStream;
-  if (!toOutput) RequireFree(path);
+  RequireReplaceable(path);  // before any question
   const std::vector<std::int32_t> families = FamiliesOf(options.families);
   const std::wstring name = toOutput ? FindConfigKey(L"configfilename")->sample : FileNameOf(path);
   EditedConfig file;

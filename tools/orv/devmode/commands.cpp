@@ -57,7 +57,7 @@ constexpr PublicOption kPublicOptions[] = {
     {"--default-source", "The paper source", offsetof(DEVMODEW, dmDefaultSource)},
     {"--print-quality", "Dots per inch, or -1 (draft) to -4 (high)",
      offsetof(DEVMODEW, dmPrintQuality), -4},
-    {"--colour,--color", "1 monochrome, 2 colour", offsetof(DEVMODEW, dmColor), 1, 2},
+    {"--colour", "1 monochrome, 2 colour", offsetof(DEVMODEW, dmColor), 1, 2},
     {"--duplex", "1 simplex, 2 or 3 duplex", offsetof(DEVMODEW, dmDuplex), 1, 3},
     {"--collate", "1 collates copies", offsetof(DEVMODEW, dmCollate), 0, 1},
 };
@@ -76,7 +76,7 @@ struct MergeOptions {
 
 void AddMergeOptions(CLI::App* command, MergeOptions* options) {
   AddPrinterArgument(command, &options->printer);
-  AddInputFile(command, "--in", &options->in, "The incoming record, as bytes or text")
+  AddInputFile(command, "--record,--in", &options->in, "The incoming record, as bytes or text")
       ->default_str("the printer's defaults");
   for (std::size_t i = 0; i < std::size(kPublicOptions); ++i) {
     CLI::Option* const option = command->add_option(kPublicOptions[i].name, options->values[i],
@@ -117,7 +117,7 @@ Merged Merge(LibraryUse* library, const OpenPrinter& printer, const MergeOptions
   std::wstring problem;
   if (!MergeRecord(library, printer, name, &merged, &problem)) Fail(kFindings, problem);
   for (const std::wstring& text : {UnknownPaperSize(merged), OtherStockItem(merged)}) {
-    if (!text.empty()) PrintMessage(text);
+    if (!text.empty()) PrintNote(text);
   }
   return merged;
 }
@@ -143,7 +143,7 @@ void AddMergeCommand(CLI::App* group) {
   command->footer(
       "Prints the merged public record and what was corrected.\n"
       "Examples:\n"
-      "  orv devmode merge \"Label 1\" --in label1.dev --width 50 --length 30 -o merged.dev\n"
+      "  orv devmode merge \"Label 1\" --record label1.dev --width 50 --length 30 -o merged.dev\n"
       "  orv devmode merge \"Label 1\" --paper-size 257 -o stock.dev");
   command->callback([options] {
     LibraryUse library(ToWide(options->record.configFolder));
@@ -510,7 +510,8 @@ void AddExplainCommand(CLI::App* group) {
   AddMergeOptions(command, options.get());
   AddInchFlag(command);
   command->footer(
-      "Writes nothing.\nExamples:\n  orv devmode explain \"Label 1\" --in label1.dev --paper-size "
+      "Writes nothing.\nExamples:\n  orv devmode explain \"Label 1\" --record label1.dev "
+      "--paper-size "
       "257\n"
       "  orv devmode explain \"Label 1\" --width 4in --length 6in --json");
   command->callback([options] {
@@ -578,7 +579,7 @@ void AddDevmodeCommands(CLI::App* program) {
       "standard input, and with -o for standard output.\n"
       "Examples:\n"
       "  orv devmode default \"Label 1\" -o label1.dev\n"
-      "  orv devmode merge \"Label 1\" --in label1.dev --width 50 --length 30 -o merged.dev\n"
+      "  orv devmode merge \"Label 1\" --record label1.dev --width 50 --length 30 -o merged.dev\n"
       "  orv devmode diff label1.dev merged.dev");
   AddRecordWriters(group);
   AddMergeCommand(group);

@@ -4,6 +4,8 @@
 #include "orv/version.h"
 #include "tools/orv/common/command_line.h"
 #include "tools/orv/common/commands.h"
+#include "tools/orv/common/general_options.h"
+#include "tools/orv/common/options.h"
 #include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
 
@@ -56,19 +58,24 @@ std::string Footer(const CLI::App* command) {
 }
 
 std::string Names(const CLI::Option* option) {
-  if (option->get_positional()) return Italic(option->get_name(true));
+  if (IsArgument(option)) return Italic(option->get_name(true));
   std::string names;
   for (const std::string& name : option->get_snames()) names += Bold("-" + name) + ", ";
-  for (const std::string& name : option->get_lnames()) names += Bold("--" + name) + ", ";
-  names.resize(names.size() - 2);
+  names += Bold("--" + option->get_lnames().front());
   return option->get_items_expected_max() > 0 ? names + " " + Italic(ValueName(option)) : names;
+}
+
+/// An entry of a list: a name, and its meaning in the paragraph below.
+std::string Entry(const std::string& name, const std::string& meaning) {
+  return ".TP\n" + name + "\n" + Roff(meaning) + ".\n";
 }
 
 std::string Options(const CLI::App* command) {
   std::string roff;
   for (const CLI::Option* option : command->get_options()) {
+    if (option->get_group() == kGeneralOptions) continue;  // have a section of their own
     if (option == command->get_help_ptr() && command->get_parent() != nullptr) continue;
-    roff += ".TP\n" + Names(option) + "\n" + Roff(Explanation(option)) + ".\n";
+    roff += Entry(Names(option), Explanation(option));
   }
   return roff;
 }
@@ -82,12 +89,61 @@ std::string Synopsis(const CLI::App* command) {
   }
   std::string roff = Bold(name) + " [options]";
   for (const CLI::Option* option : command->get_options()) {
-    if (!option->get_positional()) continue;
+    if (!IsArgument(option)) continue;
     std::string argument = Italic(option->get_name(true));
     if (option->get_expected_max() > 1) argument += "...";
     roff += " " + (option->get_required() ? argument : "[" + argument + "]");
   }
   return roff + "\n";
+}
+
+struct NameAndMeaning {
+  const char* name;
+  const char* meaning;
+};
+constexpr NameAndMeaning kFiles[] = {
+    {"~/.local/share/orv/user.sqlite", "The user's settings store"},
+    {"/var/lib/orv/machine.sqlite", "The machine's settings store, with the list of printers"},
+    {"/var/log/orv/orv_logfile-YYYY-MM-DD.log", "The log of a day"},
+    {"~/.local/state/orv/orv_logfile-YYYY-MM-DD.log",
+     "The log of a day, if the folder /var/log/orv is missing"},
+    {"orv_conf_MODEL.xml",
+     "The configuration of a printer model, in the folder of the program or that of --config-dir"},
+};
+constexpr NameAndMeaning kExitCodes[] = {
+    {"0", "The command did its work, and its answer is yes if it has one"},
+    {"1", "The command did its work, and its answer is no, or it found something wrong"},
+    {"2", "The command line is wrong"},
+    {"3", "The command could not do its work: something could not be read or written"},
+};
+
+/// The sections at the end of every page. `others` are the pages to see.
+std::string LastSections(const CLI::App* command, const std::vector<std::string>& others) {
+  std::string roff = ".SH GENERAL OPTIONS\n";
+  for (const CLI::Option* option : command->get_options()) {
+    if (option->get_group() == kGeneralOptions) roff += Entry(Names(option), Explanation(option));
+  }
+  roff += ".SH ENVIRONMENT\n";
+  for (const auto& [name, meaning] : EnvironmentVariables()) roff += Entry(Bold(name), meaning);
+  roff += ".SH FILES\n";
+  for (const auto& [name, meaning] : kFiles) roff += Entry(Italic(name), meaning);
+  roff += ".SH EXIT STATUS\n";
+  for (const auto& [name, meaning] : kExitCodes) roff += Entry(Bold(name), meaning);
+  roff += ".SH SEE ALSO\n";
+  for (const std::string& other : others) {
+    roff += Bold(other) + "(1)" + (&other == &others.back() ? "\n" : ",\n");
+  }
+  return roff;
+}
+
+/// The pages of the program and its groups, apart from one.
+std::vector<std::string> OtherPages(const CLI::App* program, const CLI::App* own) {
+  std::vector<std::string> pages;
+  if (own != program) pages.emplace_back("orv");
+  for (const CLI::App* group : program->get_subcommands(nullptr)) {
+    if (group != own && !group->get_group().empty()) pages.push_back("orv-" + group->get_name());
+  }
+  return pages;
 }
 
 std::string GroupPage(const CLI::App* group) {
@@ -102,7 +158,7 @@ std::string GroupPage(const CLI::App* group) {
                 Roff(command->get_description()) + ".\n" + Options(command) + Footer(command);
   }
   if (!isCommand && !group->get_footer().empty()) commands += ".SH NOTES\n" + Footer(group);
-  return roff + commands + ".SH SEE ALSO\n" + Bold("orv") + "(1)\n";
+  return roff + commands + LastSections(group, OtherPages(group->get_parent(), group));
 }
 
 std::string ProgramPage(const CLI::App* program) {
@@ -111,14 +167,11 @@ std::string ProgramPage(const CLI::App* program) {
                      Italic("COMMAND") + " [options] [arguments]\n.SH DESCRIPTION\n" +
                      Roff(program->get_description()) + "\n" + Footer(program) + ".SH OPTIONS\n" +
                      Options(program) + ".SH GROUPS\n";
-  std::string pages;
   for (const CLI::App* group : program->get_subcommands(nullptr)) {
     if (group->get_group().empty()) continue;  // hidden
-    roff += ".TP\n" + Bold(group->get_name()) + "\n" + Roff(group->get_description()) + ".\n";
-    if (!pages.empty()) pages += ",\n";
-    pages += Bold("orv-" + group->get_name()) + "(1)";
+    roff += Entry(Bold(group->get_name()), group->get_description());
   }
-  return roff + ".SH SEE ALSO\n" + pages + "\n";
+  return roff + LastSections(program, OtherPages(program, program));
 }
 
 void WritePage(const std::string& folder, const std::string& name, const std::string& roff) {
@@ -131,7 +184,10 @@ void AddManualCommand(CLI::App* program) {
   auto folder = std::make_shared<std::string>();
   CLI::App* command = program->add_subcommand("manual", "Write the manual pages into a folder");
   command->group("");  // for the build, not for people
-  command->add_option("FOLDER", *folder, "The folder, which must exist")->required();
+  command->add_option("FOLDER", *folder, "The folder, which must exist")
+      ->type_name("FOLDER")
+      ->required();
+  AddForceFlag(command);
   command->callback([program, folder] {
     WritePage(*folder, "orv", ProgramPage(program));
     for (const CLI::App* group : program->get_subcommands(nullptr)) {

@@ -7,6 +7,7 @@
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/common/progress.h"
 #include "tools/orv/log/file.h"
 
 namespace orv::tool {
@@ -77,6 +78,7 @@ void Show(const LogOptions& options) {
 /// Shows the log and new entries until the program is ended. Continues with the next day's log
 /// unless a file was named.
 [[noreturn]] void Follow(const LogOptions& options) {
+  StopProgress();
   std::wstring path;
   std::uint64_t offset = 0;
   Table table(LogTitles());

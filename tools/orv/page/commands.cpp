@@ -57,12 +57,13 @@ void AddMonoCommand(CLI::App* group) {
   const auto fit = std::make_shared<FitOptions>();
   const auto output = std::make_shared<std::string>();
   AddPageOptions(command, options.get());
-  AddOutputFile(command, "OUT", output.get(), "The one-bit PNG image to write")->required();
+  AddOutputFile(command, "-o,--output,OUT", output.get(), "The one-bit PNG image to write")
+      ->required();
   AddFitOptions(command, fit.get());
   command->footer(
       "Examples:\n"
-      "  orv page mono label.png label-mono.png --white 250\n"
-      "  orv page mono - - < label.png > label-mono.png");
+      "  orv page mono label.png -o label-mono.png --white 250\n"
+      "  orv page mono - -o - < label.png > label-mono.png");
   command->callback([=] {
     const GraphicsSession graphics;
     const PagePointer page = LoadFitted(options.get(), *fit);
@@ -89,7 +90,7 @@ void AddDitherCommand(CLI::App* group) {
   const auto output = std::make_shared<std::string>();
   const auto colour = std::make_shared<std::string>("000000");
   AddPageOptions(command, options.get());
-  AddOutputFile(command, "OUT", output.get(), "The PNG image to write")->required();
+  AddOutputFile(command, "-o,--output,OUT", output.get(), "The PNG image to write")->required();
   AddDitherOptions(command, dither.get());
   AddFitOptions(command, fit.get());
   AddColourOption(command, colour.get(), "The print colour")->capture_default_str();
@@ -97,9 +98,10 @@ void AddDitherCommand(CLI::App* group) {
       "--method none writes the page before dithering: with --white, --to-dpi, --gamma and\n"
       "--dot-gain.\n"
       "Examples:\n"
-      "  orv page dither photo.png dots.png\n"
-      "  orv page dither photo.png dots.png --method matrix8 --colour E02020\n"
-      "  orv page dither photo.png dots.png --dpi 203 --to-dpi 300 --method blue-noise --dot-gain "
+      "  orv page dither photo.png -o dots.png\n"
+      "  orv page dither photo.png -o dots.png --method matrix8 --colour E02020\n"
+      "  orv page dither photo.png -o dots.png --dpi 203 --to-dpi 300 --method blue-noise "
+      "--dot-gain "
       "15");
   command->callback([=] {
     const GraphicsSession graphics;
@@ -191,7 +193,7 @@ void AddSplitCommand(CLI::App* group) {
   command->callback([=] {
     const GraphicsSession graphics;
     const PagePointer page = LoadFitted(options.get(), *fit);
-    std::optional<Progress> progress(std::in_place, L"Splitting the page", page.get());
+    std::optional<Progress> progress(std::in_place, L"Splitting the page");
     Planes planes = SplitPage(page.get(), ToColour(split->colour), split->tolerance, *dither,
                               split->overlap.value_or(0));
     // These need planes of 24 bits.
@@ -239,7 +241,7 @@ void AddBoundsCommand(CLI::App* group) {
   command->footer(
       "Examples:\n"
       "  orv page bounds label.png --dpi 300 --white 250\n"
-      "  orv page mono label.png - | orv page bounds - --inch");
+      "  orv page mono label.png -o - | orv page bounds - --inch");
   command->callback([=] {
     const GraphicsSession graphics;
     const PagePointer page = LoadFitted(options.get(), *fit);
@@ -263,7 +265,7 @@ void AddCompareCommand(CLI::App* group) {
   command->footer(
       "Examples:\n"
       "  orv page compare before.png after.png\n"
-      "  orv page dither before.png - | orv page compare - after.png --json");
+      "  orv page dither before.png -o - | orv page compare - after.png --json");
   command->callback([=] {
     const GraphicsSession graphics;
     const PagePointer first = LoadInput(options.get());

@@ -192,7 +192,7 @@ Explanation ExplainPage(Bitmap* page, const Color& colour, double tolerance, con
   const double suggested = gap.tolerance.value_or(tolerance);
   Distances distances(colour);
   const PagePixels pixels(page);
-  Progress progress(L"Measuring colours", page);
+  Progress progress(L"Measuring colours");
   ForEachPixel(pixels, [&](unsigned char* pixel, int x, int y) {
     if (x == 0) progress.Report(y, pixels.height());
     const Color own = ColourOf(pixel);

@@ -11,6 +11,7 @@
 #include "platform/letter_case.h"
 #include "platform/png_resolution.h"
 #include "tools/orv/common/input.h"
+#include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
 
 namespace orv::tool {
@@ -170,6 +171,7 @@ void PageFiles::Add(Bitmap* page, const std::wstring& path) {
     }
   }
   RefuseInputs(inputs_, path);
+  RequireReplaceable(path);
   if (!files_.emplace_back(path).Write(PngOf(page, resolution_))) {
     Fail(kUnreadable, L"cannot write " + PathName(path));
   }
@@ -178,6 +180,7 @@ void PageFiles::Add(Bitmap* page, const std::wstring& path) {
 void PageFiles::Finish() {
   for (OutputFile& file : files_) {
     if (!file.Commit()) Fail(kUnreadable, L"cannot write " + PathName(file.path()));
+    PrintDetail(L"wrote " + PathName(file.path()));
   }
   files_.clear();
 }

@@ -206,7 +206,7 @@ struct Candidate {
 std::vector<Candidate> EvaluateMethods(Bitmap* page, int threshold) {
   std::vector<Candidate> candidates;
   const std::vector<std::string> names = MethodNames();
-  Progress progress(L"Trying methods", page);
+  Progress progress(L"Trying methods");
   DitherOptions options;
   options.threshold = threshold;
   for (std::size_t i = 1; i < names.size(); ++i) {  // the first one leaves no plane
@@ -284,7 +284,7 @@ void AddPageLegibilityCommand(CLI::App* group) {
       "--recommend:\n"
       "page, recommended, and methods with method and the same members.\n"
       "Examples:\n"
-      "  orv page dither label.png - | orv page legibility - --source label.png\n"
+      "  orv page dither label.png -o - | orv page legibility - --source label.png\n"
       "  orv page legibility label.png --recommend");
   command->callback([=] {
     const GraphicsSession graphics;

@@ -6,7 +6,6 @@
 
 #include "base/utf8.h"
 #include "orv/text/format.h"
-#include "platform/console.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/page/file.h"
@@ -145,7 +144,7 @@ CLI::Validator IsColour() {
 }
 
 CLI::Option* AddColourOption(CLI::App* command, std::string* colour, const char* help) {
-  return command->add_option("--colour,--color", *colour, help)
+  return command->add_option("--colour", *colour, help)
       ->check(IsColour())
       ->check(CLI::Validator(
           [](std::string& text) {
@@ -203,24 +202,6 @@ PageArea ViewOptions::Area(const PageOptions& options, int pageWidth, int pageHe
     Fail(kUsage, L"--crop is outside the page: " + ToWide(crop));
   }
   return area;
-}
-
-Progress::Progress(const wchar_t* work, Bitmap* page) : work_(work) {
-  constexpr std::int64_t kLong = 2'000'000;  // pixels
-  const std::int64_t pixels = std::int64_t{page->GetWidth()} * std::int64_t{page->GetHeight()};
-  isShown_ = pixels > kLong && IsTerminal(OutputStream::kMessages);
-  if (isShown_) WriteOutput(OutputStream::kMessages, WideToUtf8(Format(L"\r%ls ...", work)));
-}
-
-Progress::~Progress() {
-  if (isShown_) WriteOutput(OutputStream::kMessages, "\r" + std::string(50, ' ') + "\r");
-}
-
-void Progress::Report(int done, int all) {
-  const int percent = static_cast<int>(std::int64_t{done} * 100 / all);
-  if (!isShown_ || percent == percent_) return;
-  percent_ = percent;
-  WriteOutput(OutputStream::kMessages, WideToUtf8(Format(L"\r%ls ... %d %%", work_, percent)));
 }
 
 void Report::Text(const wchar_t* label, const char* key, const std::wstring& value) {

@@ -11,6 +11,7 @@
 #include "orv/platform/graphics.h"
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/common/progress.h"  // IWYU pragma: export
 #include "tools/orv/page/pixels.h"
 
 /// Options, input and output shared by the page commands.
@@ -113,22 +114,6 @@ struct ViewOptions {
 };
 
 void AddViewOptions(CLI::App* command, ViewOptions* view);
-
-/// Shows progress on a terminal while it exists; only for large pages.
-class Progress {
- public:
-  Progress(const wchar_t* work, Bitmap* page);
-  Progress(const Progress&) = delete;
-  Progress& operator=(const Progress&) = delete;
-  ~Progress();
-
-  void Report(int done, int all);
-
- private:
-  const wchar_t* work_;
-  bool isShown_;
-  int percent_ = -1;
-};
 
 /// The result of a command, as lines of text or as members of a JSON object.
 class Report {

@@ -89,7 +89,7 @@ Canvas DrawMethods(Bitmap* page, const PageArea& area, int zoom, DitherOptions o
   options.name = names.front();
   // The methods are measured against the tones that they are given.
   const PagePointer part = PartOf(Dithered(page, options, colour).get(), area);
-  Progress progress(L"Trying methods", page);
+  Progress progress(L"Trying methods");
   int number = 0;
   for (const std::string& name : names) {
     progress.Report(number, count);

@@ -27,7 +27,7 @@ void AddPageThresholdCommand(CLI::App* group) {
   const auto threshold = std::make_shared<int>(128);
   const auto isOtsu = std::make_shared<bool>(false);
   AddPageOptions(command, options.get());
-  AddOutputFile(command, "OUT", output.get(), "The PNG image to write")->required();
+  AddOutputFile(command, "-o,--output,OUT", output.get(), "The PNG image to write")->required();
   CLI::Option* const level = AddThresholdOption(command, threshold.get());
   command
       ->add_flag("--otsu", *isOtsu, "Finds the threshold that divides the page's grey values best")
@@ -42,8 +42,8 @@ void AddPageThresholdCommand(CLI::App* group) {
       "advice;\n"
       "output.\n"
       "Examples:\n"
-      "  orv page threshold label.png dots.png --threshold 160\n"
-      "  orv page threshold photo.png dots.png --otsu");
+      "  orv page threshold label.png -o dots.png --threshold 160\n"
+      "  orv page threshold photo.png -o dots.png --otsu");
   command->callback([=] {
     const GraphicsSession graphics;
     const PagePointer page = LoadFitted(options.get(), *fit);

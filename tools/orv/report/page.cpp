@@ -54,7 +54,7 @@ ReportPage MakePage(ReportPageOptions* options, const Config* model,
                     const std::optional<Merged>& record) {
   const GraphicsSession graphics;
   const PagePointer page = LoadInput(&options->page, DpiOf(model));
-  const Progress progress(L"Making the planes", page.get());
+  const Progress progress(L"Making the planes");
   ReportPage result;
   result.path = ToWide(options->page.input);
   result.dpi = options->page.DpiText();

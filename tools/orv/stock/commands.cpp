@@ -407,8 +407,8 @@ void FillIn(const StockOptions& options, std::vector<ImportedItem>* imported) {
       SetFirstValue(*value, *record, &item);
       names += (names.empty() ? L"" : L", ") + std::wstring(value->name);
     }
-    PrintMessage(Format(L"%ls:%zu: the new item takes the defaults of %ls",
-                        ToWide(options.file).c_str(), line, names.c_str()));
+    PrintNote(Format(L"%ls:%zu: the new item takes the defaults of %ls",
+                     ToWide(options.file).c_str(), line, names.c_str()));
   }
 }
 

@@ -73,7 +73,7 @@ void PrintMoves(const Moves& group) {
     text += L"\n     " + std::to_wstring(move.from) + L" " + Utf8ToWide(Printable(move.name)) +
             L" -> " + (move.to ? std::to_wstring(*move.to) : L"removed");
   }
-  PrintMessage(text);
+  PrintNote(text);
 }
 
 void WriteMoves(const std::vector<Moves>& groups, JsonWriter* json) {

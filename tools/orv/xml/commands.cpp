@@ -1,9 +1,11 @@
+#include <filesystem>
 #include <memory>
 
 #include "base/utf8.h"
 #include "orv/text/format.h"
 #include "orv/xml/line_index.h"
 #include "orv/xml/markup.h"
+#include "platform/files.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/options.h"
@@ -51,6 +53,7 @@ std::wstring ReadText(const std::wstring& path, FileFacts* facts, int* flags) {
   std::wstring result;
   std::string bytes;
   if (path != kStandardStream) {
+    NoteInput(path);
     CMarkup::ReadTextFile(0, path, text, &result, flags);
   } else if (ReadFile(path, &bytes)) {
     text = DecodeFile(bytes, &result, flags);
@@ -80,6 +83,21 @@ void LoadDocument(const std::wstring& path, CMarkup* doc) {
   if (text.empty()) Fail(kUnreadable, InputName(path) + L" is empty");
   doc->SetDoc(std::move(text));
   doc->SetDocFlags(flags);
+}
+
+/// Opens a file to read it in parts, so that memory does not limit its size. What is not a file, or
+/// is empty, is loaded.
+void OpenDocument(const std::wstring& path, CMarkup* doc) {
+  std::error_code error;
+  const std::filesystem::path file = ToPath(path);
+  if (!std::filesystem::is_regular_file(file, error) ||
+      std::filesystem::file_size(file, error) == 0) {
+    return LoadDocument(path, doc);
+  }
+  NoteInput(path);
+  if (!doc->Open(path, CMarkup::DOC_READFILE)) {
+    Fail(kUnreadable, FactsOf(doc->GetResult(), L"read").failure);
+  }
 }
 
 void LoadWellFormed(const std::wstring& path, CMarkup* doc) {
@@ -320,8 +338,34 @@ bool GoTo(const XmlPath& path, CMarkup* doc) {
   return true;
 }
 
-void RequirePlace(const XmlPath& path, const std::wstring& name, CMarkup* doc) {
-  if (!GoTo(path, doc)) Fail(kFindings, L"there is no " + name);
+/// Ends the command if the path was not found.
+void RequirePlace(bool isThere, const std::wstring& name, const CMarkup& doc) {
+  if (isThere) return;
+  const std::wstring failure = FactsOf(doc.GetResult(), L"read").failure;
+  if (!failure.empty()) Fail(kUnreadable, failure);
+  Fail(kFindings, L"there is no " + name);
+}
+
+/// Loads a file that was read in parts, for what the parts cannot give: markup, and what the loaded
+/// text of a file with errors means.
+bool LoadInstead(const std::wstring& file, const XmlPath& path, CMarkup* doc) {
+  doc->Close();
+  LoadDocument(file, doc);
+  return GoTo(path, doc);
+}
+
+bool IsReadInParts(const CMarkup& doc) { return (doc.GetDocFlags() & CMarkup::DOC_READFILE) != 0; }
+
+/// The value of the element at the main position, to which the path leads: its text, or its markup
+/// if it contains elements.
+std::wstring ValueOf(const std::wstring& file, const XmlPath& path, CMarkup* doc) {
+  if (IsReadInParts(*doc)) {
+    std::wstring text = doc->GetData();
+    const bool hasElement = doc->IntoElem() && doc->FindElem();
+    if (!hasElement && doc->IsWellFormed()) return text;
+    LoadInstead(file, path, doc);
+  }
+  return doc->FindChildElem() ? doc->GetSubDoc() : doc->GetData();
 }
 
 void AddGetCommand(CLI::App* group) {
@@ -341,17 +385,22 @@ void AddGetCommand(CLI::App* group) {
       "Examples:\n  orv xml get settings.xml /settings/printer/name\n"
       "  orv xml get settings.xml \"/settings/printer[2]/@id\"");
   command->callback([options] {
-    CMarkup doc;
-    LoadDocument(ToWide(options->file), &doc);
     const std::wstring name = ToWide(options->path);
     const XmlPath path = ParsePath(name);
-    RequirePlace(path, name, &doc);
+    CMarkup doc;
+    const std::wstring file = ToWide(options->file);
+    OpenDocument(file, &doc);
+    bool isThere = GoTo(path, &doc);
+    if (!isThere && IsReadInParts(doc) && !doc.IsWellFormed()) {
+      isThere = LoadInstead(file, path, &doc);
+    }
+    RequirePlace(isThere, name, doc);
     std::wstring value;
     if (!path.attribute.empty()) {
       if (doc.GetAttribOffset(path.attribute) < 0) Fail(kFindings, L"there is no " + name);
       value = doc.GetAttrib(path.attribute);
     } else {
-      value = doc.FindChildElem() ? doc.GetSubDoc() : doc.GetData();
+      value = ValueOf(file, path, &doc);
     }
     if (options->asJson) {
       JsonWriter json;
@@ -393,7 +442,7 @@ void AddSetCommand(CLI::App* group) {
     LoadWellFormed(file, &doc);
     const std::wstring name = ToWide(options->path);
     const XmlPath path = ParsePath(name);
-    RequirePlace(path, name, &doc);
+    RequirePlace(GoTo(path, &doc), name, doc);
     const std::wstring value = ToWide(options->value);
     const bool isSet =
         path.attribute.empty() ? doc.SetData(value) : doc.SetAttrib(path.attribute, value);
