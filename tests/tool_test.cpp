@@ -1,8 +1,12 @@
 /// Unit tests of the orv program's shared code, and of its manual pages.
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
+#include <cwchar>
+#include <filesystem>
 #include <limits>
+#include <set>
 #include <sstream>
 
 #include "base/utf8.h"
@@ -12,6 +16,8 @@
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/line_diff.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/log/file.h"
+#include "tools/orv/log/messages.h"
 #include "tools/orv/page/bars.h"
 #include "tools/orv/registry/reg_file.h"
 
@@ -161,6 +167,147 @@ TEST(Json, IsWellFormedForAnyContent) {
             "    true\n"
             "  ]\n"
             "}\n");
+}
+
+TEST(LogReader, ReadsEveryEncodingInPartsOfAnySize) {
+  // In either order of bytes, two of the characters contain the bytes of a line end between them.
+  const std::wstring log =
+      L"Date\tTime\r\n01.02.2024\t03:04:05.678\tERR\tp\tm\ts\t\u0a41\u4100\u0a41\u00e9\r\n"
+      L"more\r\n\r\n01.02.2024\t03:04:05.679\tp\tm\ts\tlast";
+  const std::string little = EncodeUtf16(log);
+  std::string big = little;
+  for (std::size_t i = 0; i < big.size(); i += 2) std::swap(big[i], big[i + 1]);
+  const std::string cases[] = {
+      little,           "\xFF\xFE" + little, big,
+      "\xFE\xFF" + big, WideToUtf8(log),     "\xEF\xBB\xBF" + WideToUtf8(log)};
+  for (std::size_t which = 0; which < std::size(cases); ++which) {
+    for (const std::size_t part :
+         {std::size_t{1}, std::size_t{3}, std::size_t{64}, std::size_t{9999}}) {
+      SCOPED_TRACE(testing::Message() << which << " in parts of " << part);
+      std::vector<std::wstring> messages;
+      LogReader reader(
+          [&](const LogEntry& entry) { messages.push_back(entry.tag + entry.message); });
+      for (std::size_t at = 0; at < cases[which].size(); at += part) {
+        reader.Feed(std::string_view(cases[which]).substr(at, part));
+      }
+      reader.Finish();
+      EXPECT_THAT(messages, testing::ElementsAre(L"ERR\u0a41\u4100\u0a41\u00e9\nmore", L"last"));
+    }
+  }
+}
+
+TEST(LogReader, CutsWhatIsNotALog) {
+  std::size_t entries = 0;
+  std::size_t longest = 0;
+  LogReader reader([&](const LogEntry& entry) {
+    ++entries;
+    longest = std::max(longest, entry.message.size());
+  });
+  reader.Feed("01.02.2024\t03:04:05.678\tERR\tp\tm\ts\t");
+  for (int i = 0; i < 40; ++i) reader.Feed(std::string(1 << 16, 'x'));
+  reader.Feed("\n01.02.2024\t03:04:05.678\tERR\tp\tm\ts\tb");
+  reader.Finish();
+  EXPECT_EQ(entries, 2u);
+  EXPECT_LE(longest, std::size_t{1} << 22);
+}
+
+/// The wide string literals of a source file, adjacent ones joined, as the compiler reads them.
+std::vector<std::wstring> WideLiterals(const std::string& source) {
+  std::vector<std::wstring> literals;
+  std::size_t end = 0;  // of the previous literal
+  for (std::size_t at = 0; (at = source.find("L\"", at)) != source.npos;) {
+    // The L of a word in quotes, or a comment.
+    if (at > 0 && std::isalnum(static_cast<unsigned char>(source[at - 1])) != 0) {
+      ++at;
+      continue;
+    }
+    const std::size_t line = source.rfind('\n', at) + 1;
+    if (source.substr(line, at - line).find("//") != std::string::npos) {
+      at = source.find('\n', at);
+      continue;
+    }
+    const bool isNext = end != 0 && source.find_first_not_of(" \n", end) == at;
+    std::string text;
+    for (at += 2; source[at] != '"'; ++at) {
+      if (source[at] != '\\') {
+        text += source[at];
+        continue;
+      }
+      const char escaped = source[++at];
+      text += escaped == 'n' ? '\n' : escaped == 'r' ? '\r' : escaped == 't' ? '\t' : escaped;
+    }
+    end = ++at;
+    if (isNext) {
+      literals.back() += Utf8ToWide(text);
+    } else {
+      literals.push_back(Utf8ToWide(text));
+    }
+  }
+  return literals;
+}
+
+TEST(LogMessages, AreThoseOfTheSources) {
+  // Texts with blanks in the files that log, which are not messages.
+  const std::set<std::wstring> kOthers = {
+      L"orv Printer Driver Log: ",
+      L"Date\tTime\tMessage Type\tProcess\tDLL\tSource\tMessage\r\n",
+      // Why a client has no name.
+      L"Unable to determine path to DLL: hInstance is NULL",
+      L"Unable to determine path to DLL. Error code: %d",
+      // Details of "Error parsing the config file".
+      L"Root tag <xmlData> was not found!",
+      L"No print speeds defined. Either <device><printSpeeds> or <device><printSpeedLevel> should "
+      L"be "
+      L"filled!",
+      L"Missing property in <device><globalOffsetY><properties>: Min, Max or Step is missing!",
+      L"Missing property in <device><headsOffsetX><properties>: Min, Max or Step is missing!",
+      L"Missing property in <device><darkness><properties>: Min, Max, Step or Default is missing!",
+      L"Error in <device><darkness><properties>: ",
+      L"Required element %ls was not found!",
+      // Markup, and separators.
+      L"<property name=\"",
+      L", ",
+  };
+  std::set<std::wstring> formats;
+  for (const LogSubject& subject : LogSubjects()) {
+    for (const LogMessage& message : subject.messages) {
+      EXPECT_TRUE(formats.insert(message.format).second) << WideToUtf8(message.format);
+      std::wstring text = message.format;
+      for (const auto& [placeholder, value] : {std::pair(L"%ls", L"a b"), std::pair(L"%d", L"-1"),
+                                               std::pair(L"%i", L"0"), std::pair(L"%u", L"9")}) {
+        while (text.find(placeholder) != text.npos)
+          text.replace(text.find(placeholder), std::wcslen(placeholder), value);
+      }
+      EXPECT_EQ(TakeApart(text).message, &message) << WideToUtf8(text);
+    }
+  }
+  std::set<std::wstring> found;
+  for (const char* folder : {"/src", "/include"}) {
+    for (const auto& file :
+         std::filesystem::recursive_directory_iterator(ORV_TOP + std::string(folder))) {
+      if (!file.is_regular_file()) continue;
+      const std::string source = test::ReadBytes(file.path());
+      if (source.find("eLogLevel") == source.npos && source.find("LOG_") == source.npos) continue;
+      for (const std::wstring& literal : WideLiterals(source)) {
+        if (literal.find(L' ') == literal.npos) continue;
+        // A value may be appended to a message.
+        const bool isMessage = formats.contains(literal) || formats.contains(literal + L"%ls");
+        EXPECT_TRUE(isMessage || kOthers.contains(literal))
+            << file.path() << ": \"" << WideToUtf8(literal)
+            << "\" is not in tools/orv/log/messages.cpp";
+        found.insert({literal, literal + L"%ls"});
+      }
+    }
+  }
+  for (const auto& texts : {formats, kOthers}) {
+    for (const std::wstring& text : texts) {
+      EXPECT_TRUE(found.contains(text)) << WideToUtf8(text) << " is not in the sources";
+    }
+  }
+  std::string page = test::ReadBytes(ORV_TOP "/docs/messages.md");
+  std::erase(page, '\r');
+  // To update it: orv log messages --markdown > docs/messages.md
+  ExpectRuns({{{"log", "messages", "--markdown"}, 0, page}});
 }
 
 TEST(Input, ParsesOnlyWholeTextsAsNumbers) {

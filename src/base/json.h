@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace orv {
 
@@ -51,6 +52,9 @@ class JsonWriter {
 
   /// The document with its line end.
   std::string Text() const { return text_ + "\n"; }
+  /// Removes and returns what has been written so far, so that a long document can be printed in
+  /// parts; the last part is `Text`.
+  std::string TakeText() { return std::exchange(text_, {}); }
 
  private:
   void Begin(char bracket);

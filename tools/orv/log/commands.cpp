@@ -9,11 +9,15 @@
 #include "tools/orv/common/output.h"
 #include "tools/orv/common/progress.h"
 #include "tools/orv/log/file.h"
+#include "tools/orv/log/messages.h"
+#include "tools/orv/log/summary.h"
 
 namespace orv::tool {
 namespace {
 
 constexpr int kPollMilliseconds = 200;
+/// `--follow` reads this much at a time.
+constexpr std::size_t kFollowedBytes = 1 << 18;
 
 struct LogOptions {
   std::optional<std::string> file;
@@ -53,63 +57,105 @@ std::wstring LogPath(const LogOptions& options) {
   return options.file ? ToWide(*options.file) : DayLogPath(options.date);
 }
 
-void Show(const LogOptions& options) {
-  const std::wstring path = LogPath(options);
-  std::string bytes;
-  if (!ReadLog(path, &bytes)) Fail(kUnreadable, L"cannot read the log " + InputName(path));
-  const std::wstring text = DecodeUtf16(bytes);
-  const std::vector<LogEntry> entries = ParseLog(text);
-  if (entries.empty() && !bytes.empty()) Fail(kFindings, path + L" contains no log entries");
-  Table table(LogTitles());
-  JsonWriter json;
-  json.BeginArray();
-  for (const LogEntry& entry : entries) {
-    if (!IsWanted(entry, options)) continue;
-    if (options.asJson) {
-      WriteJsonEntry(entry, &json);
+/// Prints entries, many at a time, as rows of a table or as JSON.
+class EntryPrinter {
+ public:
+  explicit EntryPrinter(bool asJson) : asJson_(asJson), table_(LogTitles()) { json_.BeginArray(); }
+
+  void Add(const LogEntry& entry) {
+    if (asJson_) {
+      WriteJsonEntry(entry, &json_);
     } else {
-      table.Add(LogRow(entry));
+      table_.Add(LogRow(entry));
     }
+    // Enough to align the columns, and little enough to keep.
+    constexpr std::size_t kMaxUnits = 1 << 18;
+    units_ += entry.message.size();
+    if (++rows_ == kMaxRows || units_ >= kMaxUnits) Flush();
   }
-  json.EndArray();
-  Print(options.asJson ? json.Text() : table.TakeText());
+  void Finish() {
+    json_.EndArray();
+    Print(asJson_ ? json_.Text() : table_.TakeText());
+  }
+
+ private:
+  static constexpr int kMaxRows = 1000;
+
+  void Flush() {
+    Print(asJson_ ? json_.TakeText() : table_.TakeText());
+    rows_ = 0;
+    units_ = 0;
+  }
+
+  bool asJson_;
+  Table table_;
+  JsonWriter json_;
+  int rows_ = 0;
+  std::size_t units_ = 0;
+};
+
+/// Passes the wanted entries of the log to `use`; ends the command if it is not a log.
+void ReadWanted(const LogOptions& options, const LogReader::Use& use) {
+  const std::wstring path = LogPath(options);
+  bool hasEntries = false;
+  const std::optional<std::uint64_t> size = ReadLog(path, [&](const LogEntry& entry) {
+    hasEntries = true;
+    if (IsWanted(entry, options)) use(entry);
+  });
+  if (!size) Fail(kUnreadable, L"cannot read the log " + InputName(path));
+  if (!hasEntries && *size > 0) Fail(kFindings, path + L" contains no log entries");
+}
+
+void Show(const LogOptions& options) {
+  EntryPrinter printer(options.asJson);
+  ReadWanted(options, [&](const LogEntry& entry) { printer.Add(entry); });
+  printer.Finish();
+}
+
+void Summarize(const LogOptions& options) {
+  LogSummary summary;
+  ReadWanted(options, [&](const LogEntry& entry) { summary.Add(entry); });
+  Print(options.asJson ? SummaryAsJson(summary) : SummaryAsText(summary));
 }
 
 /// Shows the log and new entries until the program is ended. Continues with the next day's log
 /// unless a file was named.
 [[noreturn]] void Follow(const LogOptions& options) {
   StopProgress();
+  Table table(LogTitles());
+  const auto show = [&](const LogEntry& entry) {
+    if (!IsWanted(entry, options)) return;
+    if (options.asJson) {
+      JsonWriter json(JsonWriter::Style::kOneLine);
+      WriteJsonEntry(entry, &json);
+      Print(json.Text());
+    } else {
+      table.Add(LogRow(entry));
+    }
+  };
   std::wstring path;
   std::uint64_t offset = 0;
-  Table table(LogTitles());
+  LogReader reader(show);
   for (;; PauseMilliseconds(kPollMilliseconds)) {
     if (const std::wstring current = LogPath(options); current != path) {
       path = current;
       offset = 0;
+      reader = LogReader(show);
     }
     std::string bytes;
-    if (!ReadFile(path, &bytes, offset)) continue;  // not written yet, or being written
-    std::wstring text = DecodeUtf16(bytes);
-    // A line without its line end is still being written; it is read the next time.
-    text.resize(text.rfind(L'\n') + 1);
-    offset += text.size() * 2;
-    for (const LogEntry& entry : ParseLog(text)) {
-      if (!IsWanted(entry, options)) continue;
-      if (options.asJson) {
-        JsonWriter json(JsonWriter::Style::kOneLine);
-        WriteJsonEntry(entry, &json);
-        Print(json.Text());
-      } else {
-        table.Add(LogRow(entry));
-      }
+    // Otherwise it is not written yet, or is being written.
+    while (ReadFile(path, &bytes, offset, kFollowedBytes) && !bytes.empty()) {
+      offset += bytes.size();
+      reader.Feed(bytes);
+      if (!table.empty()) Print(table.TakeText());
     }
+    reader.EndEntry();
     if (!table.empty()) Print(table.TakeText());
   }
 }
 
-void AddLogShowCommand(CLI::App* group) {
-  auto options = std::make_shared<LogOptions>();
-  CLI::App* command = group->add_subcommand("show", "Show the entries of a day's log");
+/// The options that select a log and its entries.
+void AddSelection(CLI::App* command, LogOptions* options) {
   CLI::Option* file = AddInputFile(command, "--file", &options->file, "Show this log file");
   command->add_option("--date", options->date, "Show the log of this day, as 2024-03-05")
       ->type_name("DATE")
@@ -124,6 +170,12 @@ void AddLogShowCommand(CLI::App* group) {
   command->add_option("--process", options->processes, "Only entries of these processes")
       ->type_name("PROCESS")
       ->delimiter(',');
+}
+
+void AddLogShowCommand(CLI::App* group) {
+  auto options = std::make_shared<LogOptions>();
+  CLI::App* command = group->add_subcommand("show", "Show the entries of a day's log");
+  AddSelection(command, options.get());
   command->add_flag("--follow", options->follow, "Keep showing new entries as they are written");
   AddJsonFlag(command, &options->asJson, "Print JSON; with --follow one entry per line");
   command->footer(
@@ -139,14 +191,52 @@ void AddLogShowCommand(CLI::App* group) {
   });
 }
 
+void AddLogSummaryCommand(CLI::App* group) {
+  auto options = std::make_shared<LogOptions>();
+  CLI::App* command =
+      group->add_subcommand("summary", "Group the entries of a day's log, and name likely causes");
+  AddSelection(command, options.get());
+  AddJsonFlag(command, &options->asJson);
+  command->footer(
+      "Entries with the same message are one group, even if its numbers, paths and names vary: "
+      "the\n"
+      "first are shown, and \", ...\" after those that do.\n"
+      "Examples:\n"
+      "  orv log summary\n"
+      "  orv log summary --date 2024-03-05 --level error,warning --json");
+  command->callback([options] { Summarize(*options); });
+}
+
+void AddLogMessagesCommand(CLI::App* group) {
+  struct Options {
+    bool asJson = false;
+    bool asMarkdown = false;
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App* command =
+      group->add_subcommand("messages", "List every message that the library writes to the log");
+  AddJsonFlag(command, &options->asJson, "Print JSON, with the meaning of each message");
+  command->add_flag("--markdown", options->asMarkdown,
+                    "Print all messages, what they mean and what to do, as a Markdown document");
+  command->footer("Examples:\n  orv log messages\n  orv log messages --markdown > messages.md");
+  command->callback([options] {
+    Print(options->asMarkdown ? MessagesAsMarkdown()
+          : options->asJson   ? MessagesAsJson()
+                              : MessagesAsText());
+  });
+}
+
 }  // namespace
 
 void AddLogCommands(CLI::App* program) {
   CLI::App* group = program->add_subcommand("log", "The driver's log");
   group->require_subcommand(1);
   group->footer(
-      "Examples:\n  orv log show --level error\n  orv log show --file orv_logfile-2024-03-05.log");
+      "Examples:\n  orv log show --level error\n  orv log summary --file "
+      "orv_logfile-2024-03-05.log");
   AddLogShowCommand(group);
+  AddLogSummaryCommand(group);
+  AddLogMessagesCommand(group);
 }
 
 }  // namespace orv::tool

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <iterator>
 
+#include "base/utf8.h"
 #include "logging/log_file.h"
 #include "orv/settings/settings.h"
 #include "platform/clock.h"
@@ -15,6 +16,12 @@
 
 namespace orv::tool {
 namespace {
+
+/// The bytes from which the encoding of a log without a mark is detected.
+constexpr std::size_t kDetectedBytes = 4096;
+/// Longer lines and messages are not the driver's; they are cut, so that any file can be read.
+constexpr std::size_t kMaxLineBytes = 1 << 20;
+constexpr std::size_t kMaxMessage = 1 << 20;
 
 struct Level {
   std::wstring_view tag;
@@ -90,31 +97,104 @@ std::wstring DayLogPath(const std::optional<std::string>& date) {
   return LogFilePath(folder, date ? ParseDate(*date) : GetLocalTimeNow());
 }
 
-bool ReadLog(const std::wstring& path, std::string* bytes) {
-  constexpr int kAttempts = 20;
-  constexpr int kPauseMilliseconds = 10;
-  for (int attempt = 1; !ReadFile(path, bytes); ++attempt) {
-    if (attempt == kAttempts) return false;
-    PauseMilliseconds(kPauseMilliseconds);
+void LogReader::Feed(std::string_view bytes) {
+  rest_ += bytes;
+  if (encoding_ == Encoding::kUnknown) DetectEncoding();
+  const std::size_t width = encoding_ == Encoding::kUtf8 ? 1 : sizeof(char16_t);
+  std::size_t start = 0;
+  for (std::size_t end; (end = FindLineEnd(start)) != rest_.npos; start = end + width) {
+    UseLine(std::string_view(rest_).substr(start, end - start));
   }
-  return true;
+  rest_.erase(0, start);
+  if (rest_.size() < kMaxLineBytes) return;
+  // What follows continues the message, from a whole unit on.
+  const std::size_t whole = rest_.size() / 2 * 2;
+  UseLine(std::string_view(rest_).substr(0, whole));
+  rest_.erase(0, whole);
 }
 
-std::vector<LogEntry> ParseLog(std::wstring_view text) {
-  std::vector<LogEntry> entries;
-  while (!text.empty()) {
-    const std::size_t end = std::min(text.find(L'\n'), text.size());
-    std::wstring_view line = text.substr(0, end);
-    text.remove_prefix(std::min(end + 1, text.size()));
-    if (line.ends_with(L'\r')) line.remove_suffix(1);
-    if (IsEntryStart(line)) {
-      entries.push_back(ParseEntry(line));
-    } else if (!entries.empty() && !line.empty()) {
-      // A message may contain line ends; one at its end leaves an empty line, which is skipped.
-      entries.back().message.append(L"\n").append(line);
+void LogReader::EndEntry() {
+  if (entry_) use_(*entry_);
+  entry_.reset();
+}
+
+void LogReader::Finish() {
+  if (!rest_.empty()) UseLine(rest_);
+  rest_.clear();
+  EndEntry();
+}
+
+void LogReader::DetectEncoding() {
+  constexpr struct {
+    std::string_view mark;
+    Encoding encoding;
+  } kMarks[] = {{"\xFF\xFE", Encoding::kUtf16Le},
+                {"\xFE\xFF", Encoding::kUtf16Be},
+                {"\xEF\xBB\xBF", Encoding::kUtf8}};
+  if (rest_.size() < kMarks[2].mark.size()) return;
+  for (const auto& [mark, encoding] : kMarks) {
+    if (!rest_.starts_with(mark)) continue;
+    encoding_ = encoding;
+    rest_.erase(0, mark.size());
+    return;
+  }
+  // Dates, tabs and line ends are ASCII: in UTF-16 one of their two bytes is 0.
+  std::size_t zeros[2] = {};
+  for (std::size_t i = 0; i < std::min(rest_.size(), kDetectedBytes); ++i) {
+    if (rest_[i] == '\0') ++zeros[i % 2];
+  }
+  encoding_ = zeros[0] + zeros[1] == 0 ? Encoding::kUtf8
+              : zeros[1] >= zeros[0]   ? Encoding::kUtf16Le
+                                       : Encoding::kUtf16Be;
+}
+
+std::size_t LogReader::FindLineEnd(std::size_t start) const {
+  if (encoding_ == Encoding::kUtf8) return rest_.find('\n', start);
+  const std::string_view end =
+      encoding_ == Encoding::kUtf16Be ? std::string_view("\0\n", 2) : std::string_view("\n\0", 2);
+  std::size_t at = rest_.find(end, start);
+  // Units begin at an even distance; the two bytes may also belong to two units.
+  while (at != rest_.npos && (at - start) % 2 != 0) at = rest_.find(end, at + 1);
+  return at;
+}
+
+void LogReader::UseLine(std::string_view bytes) {
+  std::wstring text;
+  if (encoding_ == Encoding::kUtf8) {
+    text = Utf8ToWide(bytes);
+  } else {
+    text = DecodeUtf16(bytes);
+    if (encoding_ == Encoding::kUtf16Be) {
+      for (wchar_t& unit : text) unit = static_cast<wchar_t>((unit & 0xFF) << 8 | unit >> 8);
     }
   }
-  return entries;
+  if (text.ends_with(L'\r')) text.pop_back();
+  if (IsEntryStart(text)) {
+    EndEntry();
+    entry_ = ParseEntry(text);
+  } else if (entry_ && !text.empty() && entry_->message.size() < kMaxMessage) {
+    // A message may contain line ends; one at its end leaves an empty line, which is skipped.
+    entry_->message.append(L"\n").append(text);
+    if (entry_->message.size() >= kMaxMessage) entry_->message += L"\n[the message is longer]";
+  }
+}
+
+std::optional<std::uint64_t> ReadLog(const std::wstring& path, const LogReader::Use& use) {
+  constexpr int kAttempts = 20;
+  constexpr int kPauseMilliseconds = 10;
+  constexpr std::size_t kPartBytes = 1 << 18;
+  LogReader reader(use);
+  std::uint64_t offset = 0;
+  for (std::string bytes;; reader.Feed(bytes)) {
+    for (int attempt = 1; !ReadFile(path, &bytes, offset, kPartBytes); ++attempt) {
+      if (attempt == kAttempts) return std::nullopt;
+      PauseMilliseconds(kPauseMilliseconds);
+    }
+    if (bytes.empty()) break;
+    offset += bytes.size();
+  }
+  reader.Finish();
+  return offset;
 }
 
 std::wstring LevelOf(const LogEntry& entry) {

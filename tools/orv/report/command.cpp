@@ -59,11 +59,11 @@ struct ReportFacts {
 ReportLog FindLog(const ReportOptions& options) {
   ReportLog log;
   log.path = options.logFile ? ToWide(*options.logFile) : DayLogPath(options.date);
-  std::string bytes;
-  log.isThere = ReadLog(log.path, &bytes);
+  log.isThere = ReadLog(log.path, [&](const LogEntry& entry) {
+                  log.entries.push_back(entry);
+                }).has_value();
   if (!log.isThere && options.logFile)
     Fail(kUnreadable, L"cannot read the log " + InputName(log.path));
-  log.entries = ParseLog(DecodeUtf16(bytes));
   return log;
 }
 
