@@ -88,9 +88,10 @@ TEST(Defaults, OfTheExamplePrintersAreTheirGoldenRecords) {
     const std::unique_ptr<Config> owned(config);
     tagOEMDEV record{};
     orv::FillDefaults(*config, &record);
-    EXPECT_EQ(Bytes(record), orv::test::ReadBytes(std::filesystem::path(ORV_TEST_DATA) /
-                                                  "defaults" / (std::string(model) + ".dev")))
-        << model;
+    const std::filesystem::path file =
+        std::filesystem::path(ORV_TEST_DATA) / "defaults" / (std::string(model) + ".dev");
+    if (std::getenv("ORV_GOLDEN_WRITE") != nullptr) orv::test::WriteBytes(file, Bytes(record));
+    EXPECT_EQ(Bytes(record), orv::test::ReadBytes(file)) << model;
   }
 }
 
