@@ -1,6 +1,6 @@
-# The installed files and their locations. The components are runtime (the library for programs),
-# development (headers and build files), program (orv) and documents. Files refer to each other by
-# relative paths, so the installation can be moved.
+# The installed files and their locations. The components are runtime and resources (the library for
+# programs), development (headers and build files), program (orv) and documents. Files refer to each other
+# by relative paths, so the installation can be moved.
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -34,7 +34,7 @@ else()
   set(library_folder ${CMAKE_INSTALL_LIBDIR})
 endif()
 install(FILES ${PROJECT_BINARY_DIR}/lib/orv_resources.dll DESTINATION ${library_folder}
-        COMPONENT runtime)
+        COMPONENT resources)
 
 if(NOT WIN32)
   set(static_packages OpenSSL PNG SQLite3)
@@ -55,8 +55,10 @@ file(RELATIVE_PATH pc_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 if(WIN32)
   set(pc_libraries "-l:liborv_shared.dll.a -lgdiplus")  # a file name is also found with -static
 else()
-  set(pc_libraries "-lorv_shared")
-  set(pc_static_libraries "-lcrypto -lpng -lsqlite3")
+  # With the run path, programs find the library in any folder.
+  set(pc_libraries "-lorv_shared -Wl,-rpath,\${libdir}")
+  # Also what these libraries need. Requires.private would ask callers of the shared library for them.
+  set(pc_static_libraries "-lcrypto -lpng -lsqlite3 -lz -lm -ldl -pthread")
 endif()
 configure_file(cmake/orv_shared.pc.in orv_shared.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/orv_shared.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig

@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "base/utf8.h"
+#include "orv/config/config_loader.h"
 #include "orv/config/configs_cache.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/text/format.h"
@@ -147,6 +148,43 @@ TEST_F(ConfigLoad, LogsEveryStep) {
   EXPECT_EQ(Log(), L"ERR Error loading the config file " + path_ + L" into the parser. Details: " +
                        xml.GetError() + L"\n");
   ExpectError(L"<other/>", L"Root tag <xmlData> was not found!");
+}
+
+TEST_F(ConfigLoad, ReturnsWhyAFileDoesNotLoad) {
+  using enum orv::LoadFailure;
+  const std::string file = orv::WideToUtf8(Expand(kFile));
+  std::string isProtected = *orv::ProtectBytes(file);
+  isProtected.pop_back();
+  const struct {
+    std::string bytes;
+    orv::LoadFailure failure;
+    const wchar_t* text;
+  } kCases[] = {
+      {file, kNone, L""},
+      {"", kUnreadable, L"the file cannot be read: the file is empty"},
+      {file + std::string(10'000'000, ' '), kUnreadable,
+       L"the file cannot be read: larger than 10,000,000 bytes"},
+      {isProtected, kUnreadable, L"the file cannot be read: the protected content is damaged"},
+      {"<a>", kMalformed, L"the file is not well-formed XML: "},
+      {"<a/>", kInvalid, L"the content is invalid: Root tag <xmlData> was not found!"},
+  };
+  const orv::ConfigsCacheReference cache;
+  for (const auto& [bytes, failure, text] : kCases) {
+    WriteBytes(orv::ToPath(path_), bytes);
+    const orv::LoadResult loaded = orv::LoadConfigFile(path_, nullptr, nullptr);
+    EXPECT_EQ(loaded.failure, failure) << bytes.size();
+    EXPECT_EQ(loaded.config == nullptr, failure != kNone);
+    EXPECT_EQ(loaded.config, loaded.owned.get());
+    EXPECT_TRUE(orv::LoadFailureText(loaded).starts_with(text)) << orv::WideToUtf8(text);
+    EXPECT_EQ(orv::LoadFailureText(loaded).empty(), failure == kNone);
+    const orv::LoadResult cached = orv::LoadConfigFile(path_, cache.get(), nullptr);
+    EXPECT_EQ(cached.config, cache->GetConfig(path_));
+    EXPECT_EQ(cached.owned, nullptr);
+    cache->Clear();
+  }
+  EXPECT_EQ(orv::LoadFailureText(orv::LoadConfigFile(folder_.Name(L"none"), nullptr, nullptr)),
+            L"the file cannot be read: no such file or folder");
+  EXPECT_EQ(orv::LoadPrinterConfig(nullptr, nullptr, nullptr).failure, kInvalidPrinter);
 }
 
 TEST_F(ConfigLoad, FailsWithoutARequiredElement) {

@@ -744,10 +744,9 @@ TEST(Png, RefusesInvalidAndIncompleteFiles) {
   const test::TemporaryFolder folder;
   const std::wstring path = folder.Name(L"page.png");
   const auto load = [&] {
-    Bitmap* loaded = nullptr;
-    const Status status = LoadPng(path.c_str(), &loaded);
+    OwnedBitmap loaded(BitmapHelper::CreateBitmap(1, 1, PixelFormat24bppRGB));  // is replaced
+    const Status status = LoadPng(path.c_str(), Out(loaded));
     EXPECT_EQ(loaded == nullptr, status != Ok);
-    BitmapHelper::DeleteBitmap(loaded);
     return status;
   };
   EXPECT_EQ(load(), FileNotFound);
@@ -776,10 +775,9 @@ TEST(Png, WritesWhatItReads) {
                                  MakeBits({"#.#.......#", "...........", ".#........."})};
   for (const BitmapPointer& page : pages) {
     ASSERT_EQ(SavePng(page.get(), path.c_str()), Ok);
-    Bitmap* loaded = nullptr;
-    ASSERT_EQ(LoadPng(path.c_str(), &loaded), Ok);
-    EXPECT_EQ(Pixels(loaded), Pixels(page.get()));
-    BitmapHelper::DeleteBitmap(loaded);
+    OwnedBitmap loaded;
+    ASSERT_EQ(LoadPng(path.c_str(), Out(loaded)), Ok);
+    EXPECT_EQ(Pixels(loaded.get()), Pixels(page.get()));
   }
   EXPECT_NE(SavePng(pages[0].get(), folder.Name(L"missing/page.png").c_str()), Ok);
 }
@@ -799,10 +797,9 @@ TEST(DevTestSaveBitmapAs, KeepsTheSettingsOfTheFirstCall) {
   const auto lines = log.TakeMessages();
   ASSERT_THAT(lines, testing::SizeIs(3));
   for (const std::wstring& line : {lines[0], lines[1]}) {
-    Bitmap* saved = nullptr;
-    ASSERT_EQ(LoadPng(folder.Name(line.substr(line.find(L"Job"))).c_str(), &saved), Ok);
-    EXPECT_EQ(Pixels(saved), Pixels(page.get()));
-    BitmapHelper::DeleteBitmap(saved);
+    OwnedBitmap saved;
+    ASSERT_EQ(LoadPng(folder.Name(line.substr(line.find(L"Job"))).c_str(), Out(saved)), Ok);
+    EXPECT_EQ(Pixels(saved.get()), Pixels(page.get()));
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include "base/utf8.h"
 #include "orv/text/format.h"
+#include "orv/text/utf8.h"
 #include "tests/fixtures.h"
 
 namespace {
@@ -43,6 +44,8 @@ TEST(Utf8, ReplacesUnpairedSurrogates) {
   EXPECT_EQ(orv::WideToUtf8(low + high), "\xEF\xBF\xBD\xEF\xBF\xBD");
   EXPECT_EQ(orv::WideToUtf8(high + L"x"), "\xEF\xBF\xBDx");
   EXPECT_EQ(orv::WideToUtf8(high + high + low), "\xEF\xBF\xBD\xF0\x9F\x98\x80");
+  EXPECT_EQ(orv::ToUtf8(orv::FromUtf8("\xF0\x9F\x98\x80\xFF")), "\xF0\x9F\x98\x80\xEF\xBF\xBD");
+  EXPECT_EQ(orv::FromUtf8("\xF0\x9F\x98\x80"), high + low);
 }
 
 /// Compares whole texts with the conversion of each character alone, which never uses blocks.

@@ -1,13 +1,16 @@
 #include <cstdio>
 
-#include "orv/config/config_parser.h"
-#include "orv/config/configs_cache.h"
+#include "orv/config/config_loader.h"
+#include "orv/text/utf8.h"
 
 int main() {
-  ConfigsCache* cache = ConfigsCache::GetInstance();  // owns the records it returns
-  Config* config = nullptr;
-  if (!CConfigParser::Load(L"examples/orv_conf_lx300.xml", &config, cache, nullptr)) return 1;
-  std::printf("%ls: labels up to %d micrometres wide\n", config->device.model.modelName.c_str(),
-              CConfigParser::GetMaxWidthInMicroMeter(config));
-  ConfigsCache::ReleaseInstance();
+  const orv::LoadResult loaded =
+      orv::LoadConfigFile(L"examples/orv_conf_lx300.xml", nullptr, nullptr);
+  if (loaded.config == nullptr) {
+    std::fprintf(stderr, "%s\n", orv::ToUtf8(orv::LoadFailureText(loaded)).c_str());
+    return 1;
+  }
+  const Device& device = loaded.config->device;
+  std::printf("%s: labels up to %d micrometres wide\n", orv::ToUtf8(device.model.modelName).c_str(),
+              device.label.widthMax);
 }

@@ -29,12 +29,8 @@ std::int32_t LoadForC(orv_log* log, orv_config** config, const ReasonBuffer& rea
     orv::LoadLog steps(orv::ClientOf(log));
     orv::LoadResult result = load(orv::ClientOf(log), &steps);
     if (result.config == nullptr) {
-      const std::int32_t code = orv::CodeOfLoad(result.failure);
-      const std::string text = orv_error_text(code);
-      std::wstring message(text.begin(), text.end());
-      if (!result.detail.empty()) message += L": " + result.detail;
-      orv::CutToC(message, reason.units, reason.capacity, reason.length);
-      return code;
+      orv::CutToC(orv::LoadFailureText(result), reason.units, reason.capacity, reason.length);
+      return orv::CodeOfLoad(result.failure);
     }
     auto loaded = std::make_unique<orv_config>();
     loaded->values = orv::NamedConfigValues(*result.config);
@@ -127,7 +123,7 @@ std::int32_t ORV_C_CALL orv_config_load_printer(const std::uint16_t* name,
   return LoadForC(log, config, {reason, capacity, reason_length},
                   [=](CLoggerClient* client, orv::LoadObserver* observer) {
                     const std::wstring printer = orv::TextFromC(name, name_length);
-                    const orv::OpenedPrinter handle(orv::OpenPrinterHandle(printer.c_str()));
+                    const orv::OwnedPrinterHandle handle(orv::OpenPrinterHandle(printer.c_str()));
                     return orv::LoadPrinterConfig(handle.get(), nullptr, client, observer);
                   });
 }

@@ -40,7 +40,7 @@ class StockPlace {
 
  private:
   std::wstring name_;
-  orv::OpenedPrinter handle_;
+  orv::OwnedPrinterHandle handle_;
   orv::PrinterFacts facts_;
   bool isDescribed_;
 };

@@ -2,11 +2,14 @@
 
 #include <string_view>
 
+#include "api/c_config.h"
+#include "base/utf8.h"
 #include "config/config_loader.h"
 #include "config/load_log.h"
 #include "config/property_tables.h"
 #include "config/section_readers.h"
 #include "config/values.h"
+#include "orv/c_api.h"
 #include "orv/platform/spooler.h"
 
 namespace {
@@ -48,15 +51,13 @@ bool Accept(orv::LoadResult result, Config** config) {
 bool CConfigParser::Load(const std::wstring& path, Config** config, ConfigsCache* cache,
                          CLoggerClient* logger) {
   *config = nullptr;
-  orv::LoadLog log(logger);
-  return Accept(orv::LoadConfigFile(path, cache, logger, &log), config);
+  return Accept(orv::LoadConfigFile(path, cache, logger), config);
 }
 
 bool CConfigParser::Load(HANDLE printer, Config** config, ConfigsCache* cache,
                          CLoggerClient* logger) {
   *config = nullptr;
-  orv::LoadLog log(logger);
-  return Accept(orv::LoadPrinterConfig(printer, cache, logger, &log), config);
+  return Accept(orv::LoadPrinterConfig(printer, cache, logger), config);
 }
 
 bool CConfigParser::GetPrinterName(HANDLE printer, wchar_t* buffer, int bufferChars,
@@ -172,3 +173,24 @@ const wchar_t* CConfigParser::GetPrinterBoardName(Config* const config) {
 int CConfigParser::GetMaxWidthInMicroMeter(Config* const config) {
   return config->device.label.widthMax;
 }
+
+namespace orv {
+
+LoadResult LoadConfigFile(const std::wstring& path, ConfigsCache* cache, CLoggerClient* client) {
+  LoadLog log(client);
+  return LoadConfigFile(path, cache, client, &log);
+}
+
+LoadResult LoadPrinterConfig(HANDLE printer, ConfigsCache* cache, CLoggerClient* client) {
+  LoadLog log(client);
+  return LoadPrinterConfig(printer, cache, client, &log);
+}
+
+std::wstring LoadFailureText(const LoadResult& result) {
+  if (result.failure == LoadFailure::kNone) return {};
+  std::wstring text = Utf8ToWide(orv_error_text(CodeOfLoad(result.failure)));
+  if (!result.detail.empty()) text += L": " + result.detail;
+  return text;
+}
+
+}  // namespace orv

@@ -10,6 +10,7 @@
 #include "base/cpu.h"
 #include "base/narrow.h"
 #include "base/utf8_blocks.h"
+#include "orv/text/utf8.h"
 
 namespace orv {
 namespace {
@@ -315,5 +316,8 @@ std::size_t WideToUtf8(std::wstring_view text, char* target, std::size_t room) {
   });
   return total;
 }
+
+std::string ToUtf8(std::wstring_view text) { return WideToUtf8(text); }
+std::wstring FromUtf8(std::string_view bytes) { return Utf8ToWide(bytes); }
 
 }  // namespace orv

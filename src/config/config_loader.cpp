@@ -26,10 +26,11 @@ constexpr std::size_t kMaxName = 1022;
 
 /// The file's text, empty when it cannot be read. A folder, a pipe or a device has no size, for
 /// which `LoadProtectedText` throws; here it counts as unreadable.
-CString LoadText(const std::wstring& path, CLoggerClient* client, bool* isOutOfMemory) {
+CString LoadText(const std::wstring& path, CLoggerClient* client, TextFailure* failure) {
   try {
-    return LoadProtectedText(path, client, isOutOfMemory);
+    return LoadProtectedText(path, client, failure);
   } catch (const std::filesystem::filesystem_error&) {
+    failure->reason = L"not a regular file";
     return {};
   }
 }
@@ -95,11 +96,11 @@ LoadResult LoadConfigFile(const std::wstring& path, ConfigsCache* cache, CLogger
   LoadResult result;
   if (cache != nullptr && (result.config = cache->GetConfig(path)) != nullptr) return result;
 
-  bool isOutOfMemory = false;
-  CString text = LoadText(path, client, &isOutOfMemory);
+  TextFailure unread;
+  CString text = LoadText(path, client, &unread);
   if (text.empty()) {
-    return Fail(isOutOfMemory ? LoadFailure::kOutOfMemory : LoadFailure::kUnreadable, path, {},
-                observer);
+    return Fail(unread.isOutOfMemory ? LoadFailure::kOutOfMemory : LoadFailure::kUnreadable, path,
+                std::move(unread.reason), observer);
   }
   observer->OnTextRead();
 

@@ -1,16 +1,15 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <string_view>
 
-#include "orv/config/config.h"
+#include "orv/config/config_loader.h"
 #include "orv/config/configs_cache.h"
 #include "orv/logging/logger.h"
 #include "orv/platform/types.h"
 
-/// Loads configuration files and returns the record, or the reason for the failure.
+/// Loads configuration files with an observer of the steps.
 
 namespace orv {
 
@@ -19,24 +18,6 @@ inline constexpr wchar_t kDigestPlaceholder[] = L"{{sha256}}";
 
 /// From this version on the device part has another format and is not read.
 inline constexpr std::int32_t kFirstVersionWithoutDevice = 13;
-
-/// Why a configuration did not load.
-enum class LoadFailure {
-  kNone,
-  kInvalidPrinter,  ///< the handle does not belong to a printer
-  kUnreadable,      ///< no such file, an empty one, or one that cannot be decrypted
-  kOutOfMemory,     ///< memory ran out while the file was read or decrypted
-  kMalformed,       ///< not well-formed XML
-  kInvalid,         ///< a section is missing or wrong
-};
-
-struct LoadResult {
-  Config* config = nullptr;       ///< null after a failure
-  std::unique_ptr<Config> owned;  ///< owns `config` when no cache is used
-  LoadFailure failure = LoadFailure::kNone;
-  CString detail;     ///< the error of the parser or the reader, of a malformed or invalid file
-  std::wstring path;  ///< of a printer's file, set by `LoadPrinterConfig`
-};
 
 /// Receives the steps of a load as they happen, so that their log lines keep their order among
 /// those of the readers.

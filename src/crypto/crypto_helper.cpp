@@ -6,6 +6,7 @@
 #include <limits>
 #include <new>
 #include <string_view>
+#include <utility>
 
 #include "base/utf8.h"
 #include "crypto/cipher_result.h"
@@ -116,37 +117,43 @@ bool IsProtected(const BYTE* bytes, DWORD length) {
       .starts_with(kProtectedMarker);
 }
 
-/// Loads a file. Running out of memory is either logged and reported in `*isOutOfMemory`, or
-/// thrown.
-CString LoadText(const CString& path, CLoggerClient* client, bool* isOutOfMemory) {
-  const auto fail = [&](const wchar_t* format) {
+/// Loads a file. Running out of memory is either logged and reported in `*failure`, or thrown.
+CString LoadText(const CString& path, CLoggerClient* client, orv::TextFailure* failure) {
+  const auto fail = [&](const wchar_t* format, CString reason) {
+    failure->reason = std::move(reason);
     LogFormat(eLogLevelError, client, nullptr, format, path.c_str());
     return CString();
   };
+  constexpr wchar_t kCannotOpen[] = L"Unable to open the file %ls";
 
   const std::filesystem::path file = orv::ToPath(path);
   std::error_code unreadable;
-  if (!std::filesystem::exists(file, unreadable)) return fail(L"The file %ls does not exist");
+  if (!std::filesystem::exists(file, unreadable)) {
+    return fail(L"The file %ls does not exist", orv::FileErrorText());
+  }
   const std::uintmax_t size = std::filesystem::file_size(file);
-  if (size > orv::kMaxLoadedSize) return fail(L"The file %ls is too large");
+  if (size > orv::kMaxLoadedSize) {
+    return fail(L"The file %ls is too large", L"larger than 10,000,000 bytes");
+  }
 
   std::filebuf stream;
   stream.pubsetbuf(nullptr, 0);  // one read, straight into the buffer
   if (stream.open(file, std::ios::in | std::ios::binary) == nullptr) {
-    return fail(L"Unable to open the file %ls");
+    return fail(kCannotOpen, orv::FileErrorText());
   }
   HeapBuffer buffer = AllocateFor(size);
   if (buffer == nullptr) {
-    *isOutOfMemory = true;
-    return fail(kNoLoadBuffer);
+    failure->isOutOfMemory = true;
+    return fail(kNoLoadBuffer, {});
   }
-  if (!ReadWhole(&stream, size, buffer.get())) return fail(L"Unable to open the file %ls");
+  if (!ReadWhole(&stream, size, buffer.get())) return fail(kCannotOpen, orv::FileErrorText());
   const auto length = static_cast<DWORD>(size);
 
   if (!IsProtected(buffer.get(), length)) {
     CString text = ToText(buffer.get(), length);
     if (text.empty()) {
-      return fail(L"Unable to convert unencrypted file content to UTF-8 for file %ls");
+      return fail(L"Unable to convert unencrypted file content to UTF-8 for file %ls",
+                  L"the file is empty");
     }
     return text;
   }
@@ -156,21 +163,25 @@ CString LoadText(const CString& path, CLoggerClient* client, bool* isOutOfMemory
     LogFormat(eLogLevelError, client, nullptr,
               L"Error in CEncryptionAES initialization for file %ls. Error code = %d", path.c_str(),
               cipher.m_nErrorCode);
-    *isOutOfMemory = true;
+    failure->isOutOfMemory = true;
     return {};
   }
   DWORD code = 0;
   const orv::CipherResult plain = orv::Unprotect(cipher, buffer.get(), length, &code);
   buffer.reset();  // released before the largest buffer, the text, is allocated
   if (plain.failure) {
-    *isOutOfMemory = orv::IsOutOfMemory(plain.failure);
+    failure->isOutOfMemory = orv::IsOutOfMemory(plain.failure);
+    if (!failure->isOutOfMemory) failure->reason = L"the protected content is damaged";
     LogFormat(eLogLevelError, client, nullptr,
               L"Error in CEncryptionAES::DecryptAsBytes for file %ls. Error code = %d",
               path.c_str(), code);
     return {};
   }
   CString text = ToText(plain.bytes.get(), plain.length);
-  if (text.empty()) return fail(L"Unable to convert decrypted file content to UTF-8 for file %ls");
+  if (text.empty()) {
+    return fail(L"Unable to convert decrypted file content to UTF-8 for file %ls",
+                L"the protected content is empty");
+  }
   return text;
 }
 
@@ -211,7 +222,7 @@ DWORD Decrypt(const CString& sourcePath, const CString& targetPath, CLoggerClien
 }  // namespace
 
 CString CCryptoHelper::LoadFileUTF8(const CString& path, CLoggerClient* client) {
-  bool ignored = false;
+  orv::TextFailure ignored;
   return orv::LoadProtectedText(path, client, &ignored);
 }
 
@@ -227,12 +238,12 @@ DWORD CCryptoHelper::AesDecryptFile(const CString& sourcePath, const CString& ta
 
 namespace orv {
 
-CString LoadProtectedText(const CString& path, CLoggerClient* client, bool* isOutOfMemory) {
+CString LoadProtectedText(const CString& path, CLoggerClient* client, TextFailure* failure) {
   LogFormat(eLogLevelTrace, client, nullptr, L"Loading file %ls", path.c_str());
   try {
-    return LoadText(path, client, isOutOfMemory);
+    return LoadText(path, client, failure);
   } catch (const std::bad_alloc&) {
-    *isOutOfMemory = true;
+    failure->isOutOfMemory = true;
     LogFormat(eLogLevelError, client, nullptr, kNoLoadBuffer, path.c_str());
     return {};
   }

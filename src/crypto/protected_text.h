@@ -5,8 +5,13 @@
 
 namespace orv {
 
-/// What `CCryptoHelper::LoadFileUTF8` does. `*isOutOfMemory` becomes true if it fails because
-/// memory ran out.
-CString LoadProtectedText(const CString& path, CLoggerClient* client, bool* isOutOfMemory);
+/// Why a text could not be loaded.
+struct TextFailure {
+  bool isOutOfMemory = false;
+  CString reason;  ///< for people, without the path; empty if memory ran out
+};
+
+/// What `CCryptoHelper::LoadFileUTF8` does. Describes a failure, which returns an empty text.
+CString LoadProtectedText(const CString& path, CLoggerClient* client, TextFailure* failure);
 
 }  // namespace orv

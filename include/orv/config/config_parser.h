@@ -14,12 +14,13 @@
 
 /// Loads printer configuration files:
 ///
-///     ConfigsCache* const cache = ConfigsCache::GetInstance();
+///     const orv::ConfigsCacheReference cache;  // owns the records
 ///     Config* config = nullptr;
-///     if (CConfigParser::Load(L"orv_conf_lx300.xml", &config, cache, nullptr)) {
+///     if (CConfigParser::Load(L"orv_conf_lx300.xml", &config, cache.get(), nullptr)) {
 ///       const int width = CConfigParser::GetMaxWidthInMicroMeter(config);
 ///     }
-///     ConfigsCache::ReleaseInstance();  // `config` is invalid from here on
+///
+/// `orv::LoadConfigFile` (config_loader.h) also returns why a file does not load.
 ///
 /// Functions that return a text return an error message, empty on success; the first message ends
 /// the load. Any thread may load; the cache has its own lock. A null logger is allowed everywhere.

@@ -10,11 +10,11 @@
 /// The loaded configurations of the process, by the path of their files. `CConfigParser::Load`
 /// fills the cache:
 ///
-///     ConfigsCache* const cache = ConfigsCache::GetInstance();
+///     const orv::ConfigsCacheReference cache;         // held while the records are used
 ///     Config* const config = cache->GetConfig(path);  // null if not loaded yet
-///     ConfigsCache::ReleaseInstance();
 ///
-/// A module takes a reference when it starts and releases it when it ends; the last release frees
+/// A module takes a reference when it starts and releases it when it ends, by `GetInstance` and
+/// `ReleaseInstance` or with a `ConfigsCacheReference`; the last release frees
 /// every record. Until then, or until `Clear`, a record stays valid and unchanged.
 ///
 /// `GetConfig` and `SetConfig` may be called from any thread, the other functions from one thread
@@ -52,3 +52,24 @@ class ORV_EXPORT ConfigsCache {
   orv::Lock lock_;
   std::map<std::wstring, Config*> entries_;
 };
+
+namespace orv {
+
+/// A reference to the cache during its lifetime. Make and destroy one only where no other thread
+/// makes or destroys another.
+class ConfigsCacheReference {
+ public:
+  ConfigsCacheReference() : cache_(ConfigsCache::GetInstance()) {}
+  ConfigsCacheReference(const ConfigsCacheReference&) = delete;
+  ConfigsCacheReference& operator=(const ConfigsCacheReference&) = delete;
+  ~ConfigsCacheReference() { ConfigsCache::ReleaseInstance(); }
+
+  /// The cache, which lasts at least as long as this object.
+  ConfigsCache* get() const { return cache_; }
+  ConfigsCache* operator->() const { return cache_; }
+
+ private:
+  ConfigsCache* cache_;
+};
+
+}  // namespace orv

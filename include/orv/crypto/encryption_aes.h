@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "orv/platform/export.h"
 #include "orv/platform/types.h"
 
@@ -8,14 +10,13 @@
 ///     CEncryptionAES cipher("key text", "CNF");
 ///     const BYTE plain[] = {1, 2, 3};
 ///     DWORD length = 0;
-///     BYTE* const result = cipher.EncryptAsBytes(plain, sizeof plain, &length);
-///     if (result != nullptr) Use(result, length);
-///     FreeCryptoBuffer(result);
+///     const orv::OwnedBuffer result(cipher.EncryptAsBytes(plain, sizeof plain, &length));
+///     if (result != nullptr) Use(result.get(), length);
 ///
-/// `FreeCryptoBuffer` frees returned buffers. They come from the process heap, so on Windows
-/// `HeapFree` frees them too, and on Linux `free`. Failures print a line to standard output and
-/// show in the result; nothing is logged. An object belongs to one thread at a time; the functions
-/// are thread-safe.
+/// `FreeCryptoBuffer` frees returned buffers, also for an `orv::OwnedBuffer`. They come from the
+/// process heap, so on Windows `HeapFree` frees them too, and on Linux `free`. Failures print a
+/// line to standard output and show in the result; nothing is logged. An object belongs to one
+/// thread at a time; the functions are thread-safe.
 
 /// Encrypts and decrypts with one key.
 class ORV_EXPORT CEncryptionAES {
@@ -66,17 +67,36 @@ ORV_EXPORT BYTE* AesCbcDecrypt(const BYTE* cipher, DWORD cipherLength, const BYT
 /// Frees a buffer that a function or class of this header returned; null is ignored.
 ORV_EXPORT void FreeCryptoBuffer(BYTE* buffer);
 
+// Callers are C++, although the names are undecorated.
+#if defined(__clang__)
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wreturn-type-c-linkage"
+#endif
+
 /// Returns the SHA-256 digest of the salt followed by the text, both as UTF-8, as 64 lower-case
 /// hexadecimal digits. Returns an empty text for empty input and on failure.
 ORV_EXPORT CString ComputeSha256Hex(const CString& text, const CString& salt);
 
 /// Returns the SHA-256 digest of a buffer in the same form; empty on failure. Takes ownership of
-/// the buffer, which must come from the process heap, and always frees it.
+/// the buffer and always frees it. The buffer must come from the process heap: from a function of
+/// this header, from `HeapAlloc(GetProcessHeap(), …)` on Windows, or from `malloc` on Linux.
 ORV_EXPORT CString Sha256Hex(BYTE* data, DWORD length);
+
+#if defined(__clang__)
+#pragma clang diagnostic pop
+#endif
 
 }  // extern "C"
 
 namespace orv {
+
+/// Frees the buffer of an `OwnedBuffer`.
+struct BufferDeleter {
+  void operator()(BYTE* buffer) const { FreeCryptoBuffer(buffer); }  ///< frees it
+};
+
+/// Owns a buffer that a function or class of this header returned.
+using OwnedBuffer = std::unique_ptr<BYTE[], BufferDeleter>;
 
 /// Receives the line of a failed step, which ends with a line feed, instead of standard output.
 using DiagnosticSink = void (*)(const char* line);

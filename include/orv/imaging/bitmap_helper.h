@@ -1,27 +1,29 @@
 #pragma once
 
+#include <memory>
+
 #include "orv/imaging/bitmap_rasterizer.h"
 #include "orv/logging/logger.h"
 #include "orv/platform/export.h"
 #include "orv/platform/graphics.h"
+#include "orv/platform/out.h"
 #include "orv/platform/types.h"
 
 /// Prepares page bitmaps for printing, for example for a printer with a black and a red print head:
 ///
 ///     Color red(255, 0, 0);
-///     Bitmap* black = nullptr;
-///     Bitmap* highlight = nullptr;
-///     if (BitmapHelper::SplitImage(page, red, 0.1, eBitmapDithererFloydSteinberg, 128, &black,
-///                                  &highlight) == 1) {
-///       const int firstRow = BitmapHelper::GetFirstContentRow1BPP(black);
-///       BitmapHelper::DeleteBitmap(black);
-///       BitmapHelper::DeleteBitmap(highlight);
+///     orv::OwnedBitmap black;
+///     orv::OwnedBitmap highlight;
+///     if (BitmapHelper::SplitImage(page, red, 0.1, eBitmapDithererFloydSteinberg, 128,
+///                                  orv::Out(black), orv::Out(highlight)) == 1) {
+///       const int firstRow = BitmapHelper::GetFirstContentRow1BPP(black.get());
 ///     }
 
 /// Operations on page bitmaps. Bitmaps that a function returns belong to the caller, who deletes
-/// them with `DeleteBitmap`. One-bit images hold 1 for white and 0 for ink. If a single bitmap call
-/// fails, its status is kept as the bitmap's last status and the operation continues. Functions may
-/// be called from any thread on bitmaps that no other thread uses.
+/// them with `DeleteBitmap`, or keeps them in an `orv::OwnedBitmap`. One-bit images hold 1 for
+/// white and 0 for ink. If a single bitmap call fails, its status is kept as the bitmap's last
+/// status and the operation continues. Functions may be called from any thread on bitmaps that no
+/// other thread uses.
 class ORV_EXPORT BitmapHelper {
  public:
   /// Creates a bitmap with zeroed pixels of its own; null on failure.
@@ -71,3 +73,15 @@ class ORV_EXPORT BitmapHelper {
   static void DevTestSaveBitmapAs(Bitmap* bitmap, int jobId, int page, const wchar_t* name,
                                   CLoggerClient* client);
 };
+
+namespace orv {
+
+/// Deletes the bitmap of an `OwnedBitmap`.
+struct BitmapDeleter {
+  void operator()(Bitmap* bitmap) const { BitmapHelper::DeleteBitmap(bitmap); }  ///< frees it
+};
+
+/// Owns a bitmap that a function of the library returned; `Out` passes it to those that store one.
+using OwnedBitmap = std::unique_ptr<Bitmap, BitmapDeleter>;
+
+}  // namespace orv

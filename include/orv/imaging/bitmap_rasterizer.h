@@ -6,8 +6,10 @@
 
 /// Dithering: reduces an image to the two colours that a print head can print.
 ///
-///     Bitmap* const dithered = BitmapRasterizer::Dither(page, eBitmapDithererMatrix8, 128);
-///     if (dithered != nullptr) BitmapHelper::DeleteBitmap(dithered);
+///     const orv::OwnedBitmap dithered(BitmapRasterizer::Dither(page, eBitmapDithererMatrix8,
+///     128)); if (dithered != nullptr) Use(dithered->GetWidth());
+///
+/// `orv::OwnedBitmap` is declared in `orv/imaging/bitmap_helper.h`.
 
 /// The dithering methods; the values are stored in private settings records.
 /// The type holds any number that a record contains; unknown methods are refused.

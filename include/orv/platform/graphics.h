@@ -7,11 +7,11 @@
 /// use, with the same behaviour. Example:
 ///
 ///     orv::GraphicsSession session;
-///     Bitmap* page = nullptr;
-///     if (orv::LoadPng(L"label.png", &page) == Ok) {
-///       // ...
-///       BitmapHelper::DeleteBitmap(page);
-///     }
+///     orv::OwnedBitmap page;
+///     if (orv::LoadPng(L"label.png", orv::Out(page)) == Ok) Use(page->GetWidth());
+///
+/// `orv::OwnedBitmap` is declared in `orv/imaging/bitmap_helper.h`. Destroy all bitmaps before the
+/// session.
 
 #if defined(_WIN32)
 #include <windows.h>

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -10,10 +11,9 @@
 /// `HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Control\Print\Printers` with the values "Name" and
 /// "Printer Driver". All functions may be called from any thread. Example:
 ///
-///     HANDLE printer = orv::OpenPrinterHandle(L"Label 1");
+///     const orv::OwnedPrinterHandle printer(orv::OpenPrinterHandle(L"Label 1"));
 ///     orv::PrinterFacts facts;
-///     if (printer != nullptr && orv::GetPrinterFacts(printer, &facts)) Use(facts.driverName);
-///     orv::ClosePrinterHandle(printer);
+///     if (printer && orv::GetPrinterFacts(printer.get(), &facts)) Use(facts.driverName);
 
 namespace orv {
 
@@ -24,6 +24,15 @@ ORV_EXPORT HANDLE OpenPrinterHandle(const wchar_t* name);
 
 /// Closes a handle from `OpenPrinterHandle`; null is ignored.
 ORV_EXPORT void ClosePrinterHandle(HANDLE printer);
+
+/// Closes the handle of an `OwnedPrinterHandle`.
+struct PrinterHandleCloser {
+  using pointer = HANDLE;                                                 ///< what the owner keeps
+  void operator()(HANDLE printer) const { ClosePrinterHandle(printer); }  ///< frees it
+};
+
+/// Owns a handle from `OpenPrinterHandle`.
+using OwnedPrinterHandle = std::unique_ptr<HANDLE, PrinterHandleCloser>;
 
 /// Printer information of the spooler's level 2.
 struct PrinterFacts {

@@ -129,9 +129,10 @@ class ORV_EXPORT Bitmap {
   /// Ends the access to the pixels.
   Status UnlockBits(BitmapData* data);
 
-  /// A new bitmap of an area in `format`, with zeroed padding; null if the area is empty or exceeds
-  /// the bitmap. Alpha is dropped, not blended, if `format` has none, and becomes 255 if the source
-  /// has none. In an indexed format, colours become the nearest entry of the palette.
+  /// A new bitmap of an area in `format`, with zeroed padding, which the caller deletes; null if
+  /// the area is empty or exceeds the bitmap. Alpha is dropped, not blended, if `format` has none,
+  /// and becomes 255 if the source has none. In an indexed format, colours become the nearest entry
+  /// of the palette.
   Bitmap* Clone(INT x, INT y, INT width, INT height, PixelFormat format) const;
 
   /// Size of the palette in bytes; 0 for a bitmap without one.

@@ -88,6 +88,10 @@ struct POINTL {
   LONG y;
 };
 
+// Callers use the members of the anonymous structure, which ISO C++ does not have.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpedantic"
+
 /// The public device mode: 220 bytes, 16-bit characters.
 struct DEVMODEW {
   /// An application's settings for a printer; lengths are in tenths of a millimetre.
@@ -135,6 +139,8 @@ struct DEVMODEW {
   DWORD dmPanningHeight;
 };
 static_assert(sizeof(DEVMODEW) == 220);
+
+#pragma GCC diagnostic pop
 
 /// The calling thread's last error code, set by functions of this library.
 ORV_EXPORT DWORD GetLastError();
