@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "orv/platform/registry.h"
+#include "orv/platform/types.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
 

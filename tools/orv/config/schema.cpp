@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "base/utf8.h"
-#include "config/config_loader.h"
 #include "config/property_tables.h"
 #include "config/values.h"
 #include "orv/xml/markup.h"
@@ -21,8 +20,9 @@
 /// `orv config schema`: writes the checker's tables as a RELAX NG schema, with which XML editors
 /// complete and check a file while it is written.
 ///
-/// The schema accepts every file without findings whose elements are spelt as the tables spell
-/// them. It cannot compare values, and does not count properties, because they can be in any order.
+/// The schema accepts every file without findings, allowed ones included, whose elements have the
+/// letter case of the tables. It cannot compare values, and does not count properties, because they
+/// can be in any order.
 
 namespace orv::tool {
 namespace {
@@ -57,8 +57,6 @@ class Schema {
                Inside(L"zeroOrMore", L"",
                       [&] { Inside(L"attribute", L"", [&] { Line(L"<anyName/>"); }); });
              });
-             Inside(L"define", L" name=\"fileInfo\"",
-                    [&] { WriteProperties(Without(kFileInfoRules, L"version"), kMany); });
            });
     return std::move(text_);
   }
@@ -224,26 +222,12 @@ class Schema {
     });
   }
 
-  /// The device is read up to a version of the file.
+  /// From some version on there is no device. The schema does not compare the version, because a
+  /// choice of two documents would hide the place of every fault.
   void WriteRoot() {
     Element(L"xmlData", [&] {
-      Inside(L"choice", L"", [&] {
-        Inside(L"group", L"", [&] {
-          WriteFileInfo(LeastNumber(*FindConfigKey(L"version")), kFirstVersionWithoutDevice - 1);
-          Write(kRoot[1]);
-        });
-        WriteFileInfo(kFirstVersionWithoutDevice, INT32_MAX);
-      });
-    });
-  }
-
-  void WriteFileInfo(std::int64_t minVersion, std::int64_t maxVersion) {
-    Element(L"fileInfo", [&] {
-      Element(L"properties", [&] {
-        Line(L"<ref name=\"fileInfo\"/>");
-        Property(L"version", [&] { Number(minVersion, maxVersion); });
-        Line(L"<ref name=\"fileInfo\"/>");
-      });
+      Write(kRoot[0]);
+      Inside(L"optional", L"", [&] { Write(kRoot[1]); });
     });
   }
 

@@ -8,6 +8,7 @@
 #include "orv/devmode/stock_items.h"
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
+#include "orv/platform/types.h"
 #include "tools/orv/common/command_line.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/options.h"

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <sstream>
+#include <string_view>
 
 #include "orv/version.h"
 #include "tools/orv/common/command_line.h"
@@ -40,19 +41,25 @@ std::string Title(const std::string& page, const std::string& summary) {
          " \\- " + Roff(summary) + "\n";
 }
 
-/// The footer of a help text. Its indented lines are examples, which keep their line ends.
+constexpr std::string_view kParagraph = ".PP\n";
+
+/// The footer of a help text, as a paragraph. Its indented lines are examples, which keep their
+/// line ends.
 std::string Footer(const CLI::App* command) {
   std::istringstream lines(command->get_footer());
-  std::string roff;
+  std::string roff(kParagraph);
   bool isExample = false;
+  const auto startParagraph = [&] {
+    if (!roff.ends_with(kParagraph)) roff += kParagraph;
+  };
   for (std::string line; std::getline(lines, line);) {
     if (line.starts_with("  ") != isExample) {
       isExample = !isExample;
       roff += isExample ? ".PP\n.nf\n" : ".fi\n.PP\n";
-    } else if (roff.empty() || line.ends_with(':')) {
-      roff += ".PP\n";
+    } else if (line.empty() || line.ends_with(':')) {
+      startParagraph();
     }
-    roff += line.empty() ? ".PP\n" : Roff(line) + "\n";
+    if (!line.empty()) roff += Roff(line) + "\n";
   }
   return isExample ? roff + ".fi\n" : roff;
 }
@@ -153,11 +160,13 @@ std::string GroupPage(const CLI::App* group) {
   const bool isCommand = members.empty();  // the only one of its group
   if (isCommand) members.push_back(group);
   for (const CLI::App* command : members) {
-    roff += Synopsis(command) + ".br\n";
+    roff += (command == members.front() ? "" : ".br\n") + Synopsis(command);
     commands += ".SS " + Roff(command->get_name()) + "\n" + Synopsis(command) + ".PP\n" +
                 Roff(command->get_description()) + ".\n" + Options(command) + Footer(command);
   }
-  if (!isCommand && !group->get_footer().empty()) commands += ".SH NOTES\n" + Footer(group);
+  if (!isCommand && !group->get_footer().empty()) {
+    commands += ".SH NOTES\n" + Footer(group).substr(kParagraph.size());
+  }
   return roff + commands + LastSections(group, OtherPages(group->get_parent(), group));
 }
 
