@@ -51,6 +51,7 @@ bool IsOneDay(const std::vector<const LogGroup*>& groups) {
 }  // namespace
 
 std::wstring LogGroup::Text() const {
+  if (!rewritten.empty()) return rewritten;
   std::wstring text = parts.words.empty() ? L"(other messages)" : parts.words[0];
   for (std::size_t i = 0; i < parts.values.size(); ++i) {
     text += parts.values[i];
@@ -101,6 +102,14 @@ std::vector<const LogGroup*> LogSummary::Groups() const {
     return std::tuple(RankOf(*a), b->count, a->first) < std::tuple(RankOf(*b), a->count, b->first);
   });
   return groups;
+}
+
+void LogSummary::ChangeTexts(const std::function<void(std::wstring*)>& change) {
+  for (auto& [key, group] : groups_) {
+    std::wstring text = group.Text();
+    change(&text);
+    group.rewritten = std::move(text);
+  }
 }
 
 std::uint64_t LogSummary::CountOf(const std::wstring& level) const {

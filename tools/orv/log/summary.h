@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -20,6 +21,7 @@ struct LogGroup {
   std::uint64_t count = 0;
   std::wstring first;  ///< as 2024-03-05T14:07:09.042
   std::wstring last;
+  std::wstring rewritten = {};  ///< replaces the text unless empty
 
   /// The first entry's message; ", ..." follows each value that other entries have differently.
   std::wstring Text() const;
@@ -35,6 +37,8 @@ class LogSummary {
 
   /// The groups by level, errors first, and then by their number of entries.
   std::vector<const LogGroup*> Groups() const;
+  /// Lets `change` change the text of each group.
+  void ChangeTexts(const std::function<void(std::wstring*)>& change);
   std::uint64_t entries() const { return entries_; }
   /// The number of entries of a level.
   std::uint64_t CountOf(const std::wstring& level) const;

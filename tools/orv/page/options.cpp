@@ -93,7 +93,7 @@ std::wstring CountText(std::int64_t count, const wchar_t* thing) {
 
 PagePointer LoadInput(PageOptions* options, const std::optional<Resolution>& printer) {
   const std::wstring path = ToWide(options->input);
-  std::optional<Resolution> stored;
+  std::optional<Resolution>& stored = options->stored;
   PagePointer page = LoadPage(path, &stored);
   if (options->dpi.x != 0) return page;
   options->dpiSource = printer  ? DpiSource::kPrinter

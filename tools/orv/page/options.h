@@ -34,6 +34,7 @@ struct PageOptions {
   std::string input;
   Resolution dpi;  ///< 0 until the page is loaded: use its own resolution
   DpiSource dpiSource = DpiSource::kOption;
+  std::optional<Resolution> stored;  ///< in the file, once the page is loaded
   bool json = false;
 
   Span Columns(double pixels) const { return {pixels, dpi.x}; }

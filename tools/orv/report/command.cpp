@@ -1,3 +1,4 @@
+#include <functional>
 #include <memory>
 
 #include "devmode/record_fields.h"
@@ -9,6 +10,7 @@
 #include "orv/platform/spooler.h"
 #include "orv/platform/types.h"
 #include "orv/text/format.h"
+#include "orv/xml/line_index.h"
 #include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/modules.h"
@@ -19,6 +21,8 @@
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/config/check.h"
+#include "tools/orv/config/record.h"
 #include "tools/orv/config/text.h"
 #include "tools/orv/devmode/record_input.h"
 #include "tools/orv/devmode/record_merge.h"
@@ -27,6 +31,7 @@
 #include "tools/orv/page/file.h"
 #include "tools/orv/page/options.h"
 #include "tools/orv/report/html.h"
+#include "tools/orv/report/redact.h"
 #include "tools/orv/report/sections.h"
 
 /// `orv report`: writes everything known about a printer as one HTML file.
@@ -43,25 +48,13 @@ struct ReportOptions {
   std::optional<std::string> logFile;
   std::optional<std::string> date;
   ReportPageOptions page;
-};
-
-/// The content of a report. The library's cache owns the configuration.
-struct ReportFacts {
-  std::wstring printer;
-  std::wstring driver;
-  ReportModel model;
-  ReportRecord record;
-  std::vector<StockItem> stockItems;
-  std::optional<ReportPage> page;
-  ReportLog log;
+  bool isRedacted = false;
 };
 
 ReportLog FindLog(const ReportOptions& options) {
   ReportLog log;
   log.path = options.logFile ? ToWide(*options.logFile) : DayLogPath(options.date);
-  log.isThere = ReadLog(log.path, [&](const LogEntry& entry) {
-                  log.entries.push_back(entry);
-                }).has_value();
+  log.isThere = ReadLog(log.path, [&](const LogEntry& entry) { log.Add(entry); }).has_value();
   if (!log.isThere && options.logFile)
     Fail(kUnreadable, L"cannot read the log " + InputName(log.path));
   return log;
@@ -76,12 +69,17 @@ ReportModel FindModel(LibraryUse* library, const OpenPrinter& printer) {
   Config* config = nullptr;
   CConfigParser::Load(printer.get(), &config, library->cache(), library->client());
   model.config = config;
-  // The loader writes the reason only to its log; parse the file again to get it.
+  if (config != nullptr) model.values = ConfigValues(*config);
   std::wstring text;
-  Config ignored;
-  if (config == nullptr && ReadConfigText(model.path, &text, &model.problem)) {
-    ParseConfig(model.path, text, &ignored, &model.problem);
+  if (!ReadConfigText(model.path, &text, &model.problem)) return model;
+  const LineIndex lines(text);
+  for (const Finding& finding : CheckConfig(text, FileNameOf(model.path))) {
+    model.findings.push_back(
+        {finding.rule, lines.Find(finding.offset).line, finding.text, finding.proposal});
   }
+  // The loader writes the reason only to its log; parse the file again to get it.
+  Config ignored;
+  if (config == nullptr) ParseConfig(model.path, text, &ignored, &model.problem);
   return model;
 }
 
@@ -124,9 +122,9 @@ void WriteOverview(const ReportFacts& facts, HtmlWriter* html) {
                     : config->device.model.modelName.empty() ? L"without a name"
                                                              : config->device.model.modelName,
                     html);
+  if (facts.page) WriteOverviewItem(L"Page", L"#page", facts.page->path, html);
   WriteOverviewItem(L"Record", L"#record", facts.record.Summary(), html);
   WriteOverviewItem(L"Stock items", L"#stock", std::to_wstring(facts.stockItems.size()), html);
-  if (facts.page) WriteOverviewItem(L"Page", L"#page", facts.page->path, html);
   WriteOverviewItem(L"Log", L"#log", facts.log.Summary(), html);
   html->End();
 }
@@ -138,6 +136,9 @@ void WriteSection(const wchar_t* id, std::wstring_view title, HtmlWriter* html,
   html->Begin("section", {{"aria-labelledby", id}, {"class", id}});
   html->Element("h2", title, {{"id", id}});
   write();
+  html->Begin("p", {{"class", L"top"}});
+  html->Element("a", L"Back to the top", {{"href", L"#top"}});
+  html->End();
   html->End();
 }
 
@@ -159,30 +160,57 @@ std::string ReportText(const ReportFacts& facts) {
   html.End();
   html.End();
   html.Begin("body");
-  html.Begin("header");
+  html.Begin("header", {{"id", L"top"}});
   html.Element("h1", facts.printer);
   html.Element("p", Format(L"Report of %04d-%02d-%02d %02d:%02d", now.year, now.month, now.day,
                            now.hour, now.minute));
-  WriteOverview(facts, &html);
   html.End();
   html.Begin("main");
-  WriteSection(L"record", L"The record", &html, [&] { WriteRecordSection(facts.record, &html); });
+  WriteVerdict(facts, &html);
+  WriteOverview(facts, &html);
   if (facts.page) {
     WriteSection(L"page", L"The page", &html, [&] { WritePageSection(*facts.page, &html); });
   }
+  WriteSection(L"record", L"The record", &html, [&] { WriteRecordSection(facts.record, &html); });
   WriteSection(L"stock", L"Stock items", &html, [&] {
     const std::optional<Merged>& merged = facts.record.merged;
     WriteStockSection(facts.stockItems, merged ? merged->out.StockItemGuid : GUID{}, &html);
   });
-  WriteSection(L"model", L"The model", &html, [&] { WriteModelSection(facts.model, &html); });
+  WriteSection(L"model", L"The configuration", &html,
+               [&] { WriteModelSection(facts.model, &html); });
   WriteSection(L"log", L"The log", &html, [&] { WriteLogSection(facts.log, &html); });
   html.End();
-  html.Element("footer",
-               L"Made by orv report. orv devmode explain, orv stock list, orv config "
-               L"show and orv log show print the same facts.");
+  html.Element(
+      "footer",
+      L"Made by orv report. orv devmode explain, orv stock list, orv config check and show, "
+      L"and orv log summary and show print the same facts.");
   html.End();
   html.End();
   return html.text();
+}
+
+/// Calls `use` for the paths and the texts of the log, which may contain names.
+void ForEachText(ReportFacts* facts, const std::function<void(std::wstring*)>& use) {
+  for (std::wstring* const text : {&facts->printer, &facts->model.path, &facts->model.problem,
+                                   &facts->record.path, &facts->record.problem, &facts->log.path}) {
+    use(text);
+  }
+  if (facts->page) use(&facts->page->path);
+  for (LogEntry& entry : facts->log.last) use(&entry.message);
+  facts->log.summary.ChangeTexts(use);
+}
+
+/// Replaces the names of users, computers and documents.
+void Redact(ReportFacts* facts) {
+  Redactor redactor;
+  // A user has chosen the names of these files, whatever their endings.
+  redactor.AddFile(facts->record.path);
+  if (facts->page) redactor.AddFile(facts->page->path);
+  ForEachText(facts, [&](std::wstring* text) { redactor.Learn(*text); });
+  ForEachText(facts, [&](std::wstring* text) { *text = redactor.Redacted(*text); });
+  for (ConfigValue& value : facts->model.values) {
+    if (value.section == L"fileInfo" && value.key == L"creator") value.text = L"(removed)";
+  }
 }
 
 void MakeReport(ReportOptions* options) {
@@ -212,6 +240,7 @@ void MakeReport(ReportOptions* options) {
                              : LoadStockItems(printer.get(), facts.printer.c_str(), nullptr);
   if (list.failure) FailToReadItems(*list.failure);
   facts.stockItems.assign(list.items.begin(), list.items.end());
+  if (options->isRedacted) Redact(&facts);
   SaveFile(output, ReportText(facts));
 }
 
@@ -238,6 +267,8 @@ void AddReportCommand(CLI::App* program) {
       ->default_str("today")
       ->excludes(log);
   AddInchFlag(command);
+  command->add_flag("--redact", options->isRedacted,
+                    "Replace the names of users, computers and documents, each by one word");
   ReportPageOptions& page = options->page;
   CLI::Option* input = AddInputFile(command, "--page", &page.page.input,
                                     "Show the planes of this page, a PNG image");
@@ -251,7 +282,8 @@ void AddReportCommand(CLI::App* program) {
     command->get_option(name)->needs(input);
   }
   command->footer(
-      "The page needs no network and no scripts. Missing data is explained in its place.\n"
+      "The report begins with what is wrong and what to do. It needs no network and no scripts.\n"
+      "Missing data is explained in its place.\n"
       "Examples:\n"
       "  orv report \"Label 1\" -o label1.html\n"
       "  orv report \"Label 1\" --record label1.dev --page label.png --colour E02020 -o "

@@ -1,6 +1,7 @@
 #include <iterator>
 
 #include "platform/letter_case.h"
+#include "tools/orv/config/check.h"
 #include "tools/orv/config/record.h"
 #include "tools/orv/report/html.h"
 #include "tools/orv/report/sections.h"
@@ -30,15 +31,9 @@ std::wstring CaptionOf(const ConfigValue& value) {
   return caption + L": " + value.item.substr(0, value.item.find(L' '));
 }
 
-}  // namespace
-
-void WriteModelSection(const ReportModel& model, HtmlWriter* html) {
-  if (model.config == nullptr) {
-    html->Element("p", L"The configuration does not load: " + model.problem, {{"class", L"bad"}});
-    return;
-  }
+/// The values of all sections, one table for each.
+void WriteValues(const std::vector<ConfigValue>& values, HtmlWriter* html) {
   html->Begin("div", {{"class", L"columns"}});
-  const std::vector<ConfigValue> values = ConfigValues(*model.config);
   for (auto value = values.begin(); value != values.end();) {
     const std::wstring caption = CaptionOf(*value);
     HtmlTable table(html, caption, {L"Name", L"Value"});
@@ -56,6 +51,34 @@ void WriteModelSection(const ReportModel& model, HtmlWriter* html) {
       }
     }
   }
+  html->End();
+}
+
+void WriteFindings(const std::vector<ReportFinding>& findings, HtmlWriter* html) {
+  HtmlTable table(html, L"Findings of orv config check",
+                  {L"Line", L"Rule", L"Finding", L"What to write"});
+  for (const ReportFinding& finding : findings) {
+    table.Row({{std::to_wstring(finding.line)},
+               {std::wstring(finding.rule->name)},
+               {finding.text},
+               {finding.proposal}},
+              NameOf(finding.rule->severity));
+  }
+}
+
+}  // namespace
+
+void WriteModelSection(const ReportModel& model, HtmlWriter* html) {
+  if (model.config == nullptr) {
+    html->Element("p", L"The configuration does not load: " + model.problem, {{"class", L"bad"}});
+  } else if (model.findings.empty()) {
+    html->Element("p", model.path + L" loads, and orv config check has no findings.");
+  }
+  if (!model.findings.empty()) WriteFindings(model.findings, html);
+  if (model.config == nullptr) return;
+  html->Begin("details");
+  html->Element("summary", L"All values of the file");
+  WriteValues(model.values, html);
   html->End();
 }
 

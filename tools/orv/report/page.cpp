@@ -5,7 +5,9 @@
 #include "orv/platform/graphics.h"
 #include "orv/text/format.h"
 #include "orv/xml/markup.h"
+#include "tools/orv/common/lengths.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/config/check.h"
 #include "tools/orv/page/file.h"
 #include "tools/orv/page/options.h"
 #include "tools/orv/page/pixels.h"
@@ -31,21 +33,120 @@ std::optional<Resolution> DpiOf(const Config* model) {
                     static_cast<double>(settings.resolutionDpiY)};
 }
 
-/// Compares the sizes of a page and of the record's label.
-void CompareWithLabel(const Span& width, const Span& height, const tagOEMDEV& record,
-                      ReportPage* result) {
-  constexpr double kTolerance = 0.5;  // mm
-  const auto lengthOf = [](std::uint32_t thousandths) {
-    return Span{thousandths / 1000.0, kMillimetresPerInch};
-  };
-  Span labelWidth = lengthOf(record.PaperWidth);
-  Span labelHeight = lengthOf(record.PaperHeight);
-  const bool isTurned = record.Rotation % 2 != 0;  // by one or three quarters
+std::wstring DpiText(const Resolution& dpi) { return Format(L"%g x %g dpi", dpi.x, dpi.y); }
+
+/// Sizes up to this difference are the same, in millimetres.
+constexpr double kSizeTolerance = 0.5;
+
+Span LengthOf(std::int64_t thousandths) {
+  return Span{static_cast<double>(thousandths) / 1000.0, kMillimetresPerInch};
+}
+
+/// The page's own resolution, which decides the size in which it was drawn.
+ReportComparison CompareResolution(const PageOptions& page,
+                                   const std::optional<Resolution>& printer) {
+  const bool isGiven = page.dpiSource == DpiSource::kOption;
+  const std::optional<Resolution> stored = isGiven ? page.dpi : page.stored;
+  ReportComparison row = {L"Resolution",
+                          stored ? DpiText(*stored) : L"not in the file",
+                          printer ? DpiText(*printer) : L"not known",
+                          L"",
+                          {}};
+  constexpr double kTolerance = 1;  // files state dots per metre
+  if (stored && printer &&
+      (std::abs(stored->x - printer->x) > kTolerance ||
+       std::abs(stored->y - printer->y) > kTolerance)) {
+    row.fault = {
+        Severity::kWarning,
+        L"The page was made for " + row.page + L", but the printer has " + row.printer +
+            Format(L": it is printed at %.0f %% of its size.", 100 * stored->x / printer->x),
+        L"Make the page in the printer's resolution, or convert it by orv page dither "
+        L"--to-dpi.",
+        L"#page"};
+  }
+  return row;
+}
+
+/// The sizes of the page and the label, which should be the same.
+ReportComparison CompareSize(const Span& width, const Span& height, const Config* model,
+                             const std::optional<Merged>& record) {
+  ReportComparison row = {
+      L"Size", LengthsText(width, L" x ", height), L"not known", L"not known", {}};
+  if (model != nullptr) {
+    const Label& label = model->device.label;
+    row.printer =
+        L"labels up to " + LengthsText(LengthOf(label.widthMax), L" x ", LengthOf(label.heightMax));
+  }
+  if (!record) return row;
+  Span labelWidth = LengthOf(record->out.PaperWidth);
+  Span labelHeight = LengthOf(record->out.PaperHeight);
+  const bool isTurned = record->out.Rotation % 2 != 0;  // by one or three quarters
   if (isTurned) std::swap(labelWidth, labelHeight);
-  result->fits = std::abs(width.Millimetres() - labelWidth.Millimetres()) <= kTolerance &&
-                 std::abs(height.Millimetres() - labelHeight.Millimetres()) <= kTolerance;
-  result->fit = L"The page is " + LengthsText(width, L" x ", height) + L", the label " +
-                LengthsText(labelWidth, L" x ", labelHeight) + (isTurned ? L", turned." : L".");
+  row.label = LengthsText(labelWidth, L" x ", labelHeight) + (isTurned ? L", turned" : L"");
+  const double tooWide = width.Millimetres() - labelWidth.Millimetres();
+  const double tooLong = height.Millimetres() - labelHeight.Millimetres();
+  if (std::max(std::abs(tooWide), std::abs(tooLong)) <= kSizeTolerance) return row;
+  const bool isCut = std::max(tooWide, tooLong) > kSizeTolerance;
+  row.fault = {isCut ? Severity::kError : Severity::kWarning,
+               L"The page is " + row.page + L", the label " + row.label +
+                   (isCut ? L": a part of the page is not printed." : L"."),
+               L"Select the label of the page's size, or make the page in the label's size.",
+               L"#page"};
+  return row;
+}
+
+/// The print head limits the width of what is printed.
+ReportComparison CompareHead(const Span& width, const Config& model) {
+  const Span head = LengthOf(model.device.generalSettings.printWidth);
+  constexpr std::int64_t kTenth = 100;  // thousandths
+  const auto text = [](const Span& span) {
+    return LengthText(std::llround(span.Millimetres() * 1000 / kTenth) * kTenth);
+  };
+  ReportComparison row = {L"Width of the print head", text(width), text(head), L"", {}};
+  if (width.Millimetres() <= head.Millimetres() + kSizeTolerance) return row;
+  row.fault = {Severity::kError,
+               L"The page is " + row.page + L" wide, the print head " + row.printer +
+                   L": a part of the page is not printed.",
+               L"Make the page narrower, or use a printer with a wider print head.", L"#page"};
+  return row;
+}
+
+/// The part of a page's pixels that are neither black, grey nor white.
+double ColouredPart(Bitmap* page) {
+  constexpr int kMinDifference = 32;  // of a channel; below, grey that was stored with losses
+  const PagePixels pixels(page);
+  std::int64_t count = 0;
+  ForEachPixel(pixels, [&](const unsigned char* pixel, int, int) {
+    const auto [least, most] = std::minmax({pixel[0], pixel[1], pixel[2]});
+    if (most - least >= kMinDifference) ++count;
+  });
+  return static_cast<double>(count) / static_cast<double>(PixelCount(page));
+}
+
+ReportComparison CompareColours(double coloured, bool isSplit, const Config& model) {
+  constexpr double kMinPart = 0.0001;  // fewer pixels are not worth a word
+  const bool hasColour = coloured >= kMinPart;
+  const bool hasHead = model.device.characteristics.color;
+  ReportComparison row = {L"Colours",
+                          hasColour ? Format(L"%.2f %% of the page are in colour", 100 * coloured)
+                                    : std::wstring(L"black and grey"),
+                          hasHead ? L"black and a second colour" : L"black alone",
+                          L"",
+                          {}};
+  if (isSplit && !hasHead) {
+    row.fault = {Severity::kError,
+                 L"The page was split for two print heads, but the printer prints in black alone.",
+                 L"Leave out --colour, or use a printer with two print heads.", L"#page"};
+  } else if (hasColour && !hasHead) {
+    row.fault = {Severity::kWarning,
+                 row.page + L", but the printer prints in black alone: they become grey patterns.",
+                 L"Make the page in black, or use a printer with two print heads.", L"#page"};
+  } else if (hasColour && !isSplit) {
+    row.fault = {Severity::kWarning,
+                 row.page + L", but the report shows black alone: the printer has a second colour.",
+                 L"Name the colour by --colour; orv page explain finds it.", L"#page"};
+  }
+  return row;
 }
 
 }  // namespace
@@ -58,9 +159,14 @@ ReportPage MakePage(ReportPageOptions* options, const Config* model,
   ReportPage result;
   result.path = ToWide(options->page.input);
   result.dpi = options->page.DpiText();
-  if (record) {
-    CompareWithLabel(options->page.Columns(page->GetWidth()), options->page.Rows(page->GetHeight()),
-                     record->out, &result);
+  const Span pageWidth = options->page.Columns(page->GetWidth());
+  const Span pageHeight = options->page.Rows(page->GetHeight());
+  result.comparisons = {CompareResolution(options->page, DpiOf(model)),
+                        CompareSize(pageWidth, pageHeight, model, record)};
+  if (model != nullptr) {
+    result.comparisons.push_back(CompareHead(pageWidth, *model));
+    result.comparisons.push_back(
+        CompareColours(ColouredPart(page.get()), !options->colour.empty(), *model));
   }
   const auto add = [&](const wchar_t* name, PagePointer picture) {
     picture = To1Bpp(std::move(picture));
@@ -83,25 +189,30 @@ ReportPage MakePage(ReportPageOptions* options, const Config* model,
                         static_cast<unsigned>(colour.GetValue() & 0xFFFFFF), options->tolerance);
     Planes planes = SplitPage(page.get(), colour, options->tolerance, dither);
     PagePointer preview = PreviewOf(planes);
+    add(L"Both on paper", std::move(preview));
     add(L"Black plane", std::move(planes.background));
     add(L"Coloured plane", std::move(planes.highlight));
-    add(L"Both on paper", std::move(preview));
   }
   result.how += L", " + dither.Text();
   return result;
 }
 
 void WritePageSection(const ReportPage& page, HtmlWriter* html) {
-  html->Element("p", page.path + L", " + page.how + L", printed at " + page.dpi +
-                         L". On paper the pictures have the page's size.");
-  if (!page.fit.empty()) {
-    html->Element("p", page.fit, {{"class", page.fits ? L"" : L"bad"}});
+  {
+    HtmlTable table(html, L"What has to fit", {L"", L"The page", L"The printer", L"The label"});
+    for (const ReportComparison& row : page.comparisons) {
+      table.Row({{row.title}, {row.page}, {row.printer}, {row.label}},
+                row.fault ? NameOf(row.fault->severity) : L"");
+    }
   }
+  html->Element("p", page.path + L", " + page.how + L", printed at " + page.dpi +
+                         L". On paper the first picture has the page's size, if the paper is large "
+                         L"enough.");
   html->Begin("div", {{"class", L"pictures"}});
   for (const ReportPicture& picture : page.pictures) {
     const std::wstring facts = Format(L"%d x %d dots, %ls, ink on %.2f %%", picture.width,
                                       picture.height, picture.size.c_str(), picture.inkPercent);
-    html->Begin("figure", {{"style", Format(L"width:%.1fmm", picture.widthMm)}});
+    html->Begin("figure", {{"style", Format(L"--width:%.1fmm", picture.widthMm)}});
     html->Empty("img", {{"alt", picture.name + L" of the page: " + facts},
                         {"width", std::to_wstring(picture.width)},
                         {"height", std::to_wstring(picture.height)},

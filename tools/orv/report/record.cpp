@@ -19,18 +19,18 @@ namespace orv::tool {
 namespace {
 
 /// Why a field has its value, the most important reason first.
-enum Group { kCorrected, kFromStock, kOther, kDefault, kGroupCount };
+enum Group { kCorrected, kFromStock, kOther, kUnchanged, kGroupCount };
 
 Group GroupOf(const Merged& merged, const RecordField& field) {
   if (std::ranges::any_of(merged.corrections, [&](const Correction& correction) {
-        return correction.check->field == &field;
+        return correction.check->field == &field && !ChangesNothing(correction);
       })) {
     return kCorrected;
   }
-  if (!IsZeroGuid(merged.choice->item.guid) && IsApplied(merged, field)) return kFromStock;
   const bool isDefault =
       !field.hasDefault || FieldText(merged.out, field) == FieldText(merged.defaults, field);
-  return isDefault ? kDefault : kOther;
+  if (isDefault) return kUnchanged;
+  return !IsZeroGuid(merged.choice->item.guid) && IsApplied(merged, field) ? kFromStock : kOther;
 }
 
 std::wstring CaptionOf(Group group, const Merged& merged) {
@@ -42,7 +42,7 @@ std::wstring CaptionOf(Group group, const Merged& merged) {
     case kOther:
       return L"Different from the default";
     default:
-      return L"Default";
+      return L"Unchanged, as by default";
   }
 }
 
@@ -51,52 +51,95 @@ std::wstring UnitNote(const RecordField& field) {
   return IsLength(field) ? L"" : Widen(field.unit);
 }
 
+/// The name of a number, which the field's meaning lists as "KIND: 0 NAME, 1 NAME"; "off" or "on"
+/// for a switch, and empty if the number has no name.
+std::wstring NumberName(const RecordField& field, const std::wstring& number) {
+  const std::wstring meaning = Widen(field.meaning);
+  std::size_t at = meaning.find(L": ");
+  if (at == meaning.npos) {
+    const bool isSwitch = field.rule.kind == FieldRule::kRange && field.rule.min.text == nullptr &&
+                          field.rule.max.text == nullptr && field.rule.max.constant == 1;
+    return !isSwitch ? L"" : number == L"0" ? L"off" : number == L"1" ? L"on" : L"";
+  }
+  std::wstring_view list = std::wstring_view(meaning).substr(at + 2);
+  while (!list.empty()) {
+    const std::wstring_view entry = list.substr(0, list.find(L", "));
+    if (entry.starts_with(number + L' ')) return std::wstring(entry.substr(number.size() + 1));
+    list.remove_prefix(std::min(entry.size() + 2, list.size()));
+  }
+  return {};
+}
+
+/// A field's value, with the name of a number: "2, gap".
+std::wstring ValueText(const tagOEMDEV& record, const RecordField& field) {
+  const std::wstring text = FieldText(record, field, LengthText);
+  if (field.kind != FieldKind::kUnsigned || IsLength(field)) return text;
+  const std::wstring name = NumberName(field, text);
+  return name.empty() ? text : text + L", " + name;
+}
+
 HtmlCell NameCell(const RecordField& field) { return {Widen(field.name), Widen(field.meaning)}; }
+
+void WriteGroup(const Merged& merged, const std::vector<const RecordField*>& fields,
+                const std::wstring& caption, const wchar_t* kind, HtmlWriter* html) {
+  HtmlTable table(html, caption, {L"Field", L"Value", L"Default", L"Allowed", L"Decided by"});
+  for (const RecordField* const at : fields) {
+    const RecordField& field = *at;
+    const std::wstring given = ValueText(merged.in, field);
+    HtmlCell value = {ValueText(merged.out, field), UnitNote(field)};
+    if (value.text != given) value.note += (value.note.empty() ? L"" : L"; ") + (L"was " + given);
+    HtmlCell byDefault = {L"untouched"};
+    if (field.hasDefault) {
+      byDefault = {ValueText(merged.defaults, field),
+                   field.byDefault.text != nullptr ? DefaultText(field) : L"fixed"};
+    }
+    table.Row({NameCell(field),
+               value,
+               byDefault,
+               {AllowedText(*merged.config, field, LengthText)},
+               {DecisionText(merged, field, LengthText)}},
+              kind);
+  }
+}
 
 void WriteMerged(const Merged& merged, HtmlWriter* html) {
   std::array<std::vector<const RecordField*>, kGroupCount> groups;
   for (const RecordField* const field : ExplainedFields()) {
     groups[GroupOf(merged, *field)].push_back(field);
   }
+  if (groups[kCorrected].empty()) html->Element("p", L"No value was corrected.");
   for (int group = 0; group < kGroupCount; ++group) {
     if (groups[group].empty()) continue;
-    HtmlTable table(
-        html,
-        CaptionOf(static_cast<Group>(group), merged) + Format(L" (%zu)", groups[group].size()),
-        {L"Field", L"Value", L"Default", L"Allowed", L"Decided by"});
-    for (const RecordField* const at : groups[group]) {
-      const RecordField& field = *at;
-      const std::wstring given = FieldText(merged.in, field, LengthText);
-      HtmlCell value = {FieldText(merged.out, field, LengthText), UnitNote(field)};
-      if (value.text != given) value.note += (value.note.empty() ? L"" : L"; ") + (L"was " + given);
-      HtmlCell byDefault = {L"untouched"};
-      if (field.hasDefault) {
-        byDefault = {FieldText(merged.defaults, field, LengthText),
-                     field.byDefault.text != nullptr ? DefaultText(field) : L"fixed"};
-      }
-      table.Row({NameCell(field),
-                 value,
-                 byDefault,
-                 {AllowedText(*merged.config, field, LengthText)},
-                 {DecisionText(merged, field, LengthText)}},
-                group == kCorrected ? L"bad" : L"");
+    const std::wstring caption =
+        CaptionOf(static_cast<Group>(group), merged) + Format(L" (%zu)", groups[group].size());
+    if (group == kUnchanged) {
+      html->Begin("details");
+      html->Element("summary", caption);
     }
+    WriteGroup(merged, groups[group], caption, group == kCorrected ? L"bad" : L"", html);
+    if (group == kUnchanged) html->End();
   }
 }
 
 void WriteGiven(const tagOEMDEV& record, HtmlWriter* html) {
-  HtmlTable table(html, L"As it was given", {L"Field", L"Value"});
-  for (const RecordField* const field : ExplainedFields()) {
-    table.Row({NameCell(*field), {FieldText(record, *field, LengthText), UnitNote(*field)}});
+  html->Begin("details");
+  html->Element("summary", L"The values as they were given");
+  {
+    HtmlTable table(html, L"As it was given", {L"Field", L"Value"});
+    for (const RecordField* const field : ExplainedFields()) {
+      table.Row({NameCell(*field), {ValueText(record, *field), UnitNote(*field)}});
+    }
   }
+  html->End();
 }
 
 }  // namespace
 
 std::wstring ReportRecord::Summary() const {
   if (!merged) return given ? path + L"; not explained" : L"none";
-  return (given ? path : L"the printer's defaults") +
-         Format(L"; corrections: %zu", merged->corrections.size());
+  const auto corrections = static_cast<std::size_t>(std::ranges::count_if(
+      merged->corrections, [](const Correction& c) { return !ChangesNothing(c); }));
+  return (given ? path : L"the printer's defaults") + Format(L"; corrections: %zu", corrections);
 }
 
 void WriteRecordSection(const ReportRecord& record, HtmlWriter* html) {
