@@ -38,108 +38,18 @@ class ConfigTool : public testing::Test {
 };
 
 TEST_F(ConfigTool, ReportsEveryRuleAtTheRightPosition) {
-  const struct {
-    std::string piece;
-    std::string by;
-    std::string findings;  // all except digest, as LINE:COLUMN:RULE
-  } cases[] = {
-      {"ORV model data<", "A < B<", "9:34:not-well-formed 9:7:not-well-formed"},
-      {"ORV model data<", "A & B<", "9:34:not-strict-xml"},
-      {">DXB-1<", ">DXB\xE9<", "21:39:not-utf8"},
-      {"UTF-8", "latin1", "1:21:declared-encoding"},
-      {"<label>", "<label/><label>", "29:5:missing-element 29:13:duplicate-element"},
-      {"<headsOffsetX>", "<darkness/><headsOffsetX>", "94:5:duplicate-element"},
-      {"<model>", "<labels/>text<model>", "17:5:unknown-element 17:14:stray-text"},
-      {"<printModes>", "<printModes><printMode/>", "72:17:element-not-read"},
-      {"<printSpeeds>\n        <properties>", "<printSpeeds>\n        <properties/><properties>",
-       "113:9:no-print-speed 113:22:duplicate-element"},
-      {"</printSpeeds>", "</printSpeeds><property name=\"printSpeedDefault\">75000</property>",
-       "112:7:element-order 119:21:duplicate-property"},
-      {"name=\"aRef\"", "nam=\"aRef\"", "24:9:property-without-name"},
-      {"\"boardName\"", "\"widthMin\"", "18:7:missing-property 21:9:unknown-property"},
-      {"<property name=\"color\"",
-       "<property name=\"Color\">false</property><property name=\"color\"",
-       "159:48:duplicate-property"},
-      {"\"globalOffsetYMax\"", "\"globalOffsetYStep\"",
-       "88:7:required-property 91:9:duplicate-property"},
-      {">DXB-1<", "><b/><", "21:36:element-in-value"},
-      {">6600<", ">66OO<", "19:34:not-a-number"},
-      {">6600<", ">99999999999<", "19:34:number-too-large"},
-      {"\"doubleSided\">true", "\"doubleSided\">yes", "158:38:not-a-boolean"},
-      {"XEnabled\">TRUE", "XEnabled\">true", "96:46:true-in-capitals"},
-      {"2026-03-02T08", "2026-02-29T08", "10:32:not-a-time"},
-      {"2026-03-02", "2027-03-02", "11:37:time-order"},
-      {">centered<", ">center<", "45:43:unknown-value"},
-      {">ORV-DX 600+<", "> <", "20:9:empty-name 20:36:white-space"},
-      {"MDL:", "MODE:", "23:35:device-id"},
-      {"YMin\">-20000", "YMin\">20100", "89:43:range-order"},
-      {"labelPositionStep\">500", "labelPositionStep\">300", "296:50:range-step"},
-      {"wrapPosDefault\">180", "wrapPosDefault\">361", "543:47:default-outside-range"},
-      {"darknessStep\">5", "darknessStep\">7", "105:39:darkness-list"},
-      {"darknessDefault\">75", "darknessDefault\">76", "107:42:darkness-list"},
-      {">12<", ">0<", "8:32:not-positive"},
-      {">6600<", ">-1<", "19:34:not-positive"},
-      {"DpiX\">600</property>\n        <property name=\"resolutionDpiY\">600",
-       "DpiX\">0</property>\n        <property name=\"resolutionDpiY\">10001",
-       "43:41:not-positive 44:41:resolution-scale"},
-      {"XMin\">-1000</property>\n        <property name=\"headsOffsetXStep\">10<",
-       "XMin\">0</property>\n        <property name=\"headsOffsetXStep\">0<", "98:43:range-step"},
-      {"printWidth\">104000", "printWidth\">104", "42:37:unit-scale"},
-      {"heightMax\">1000000", "heightMax\">1000000000", "35:36:unit-scale"},
-      {">DXB-1<", ">NEW-1<", "21:36:placeholder-left"},
-      {">6600</property>", " value=\"6600\"></property>", "19:34:unknown-attribute"},
-      {"printWidth\">104000", "printWidth\">104001", "42:37:print-width"},
-      {"maxGapDistance\">20000", "maxGapDistance\">1000001", "37:41:label-gap"},
-      {"ribbonSaverEnabled\">true", "ribbonSaverEnabled\">false", "67:47:default-not-offered"},
-      {">ReflectiveTop<", ">SensorTypeGap<", "123:44:default-not-listed"},
-      {"\"ThermalTransfer\">true", "\"ThermalTransfer\">false", "74:43:default-disabled"},
-      {"\"DirectThermal\"", "\"thermaltransfer\"", "74:43:default-disabled 83:11:duplicate-entry"},
-      {"\"printSpeed\">50000", "\"printSpeed\">125000", "116:39:speed-order"},
-      {"\"conveyorSpeed\">100000", "\"conveyorSpeed\">50000",
-       "302:53:default-not-listed 307:48:speed-duplicate"},
-      {"<conveyorSpeed>", "<conveyorSpeed><properties/></conveyorSpeed><conveyorSpeed>",
-       "304:28:empty-list 304:57:duplicate-element"},
-      {">17<", ">8<", "237:43:unknown-family"},
-      {">10</property>\n          <property name=\"optionFamilyType",
-       ">1</property>\n          <property name=\"optionFamilyType",
-       "342:45:family-type 398:7:duplicate-family"},
-      {">PeelOff<", ">PealOff<", "401:45:unknown-family-type"},
-      {">Perforator</property>\n          <property name=\"optionFamilyIm",
-       ">Cutter</property>\n          <property name=\"optionFamilyIm",
-       "423:45:duplicate-family-name"},
-      {"</optionFamily>", "</optionFamily><optionFamily/>",
-       "234:22:family-without-properties 234:22:duplicate-family 234:22:no-options"},
-      {">Guillotine<", "><", "324:15:option-without-name"},
-      {"<options>", "<options><option/>", "170:18:option-without-properties"},
-      {">Stamp 400<", ">Stamp 200<", "204:43:duplicate-option"},
-      {"Verifier V1</property>\n              <property "
-       "name=\"optionImageFile\">verifier.png</property>\n              <property "
-       "name=\"defaultOption\">FALSE",
-       "V</property><property name=\"optionImageFile\"></property><property "
-       "name=\"defaultOption\">TRUE</property></properties></"
-       "option>\n<option><properties><property name=\"optionName\">W</property><property "
-       "name=\"optionImageFile\"></property><property name=\"defaultOption\">TRUE",
-       "246:136:two-defaults"},
-      {"orv_conf_dx600p", "orv_conf_dx600", "7:39:file-name"},
-      {"orv_conf_dx600p", "orv_conf_DX600P", "7:39:unreachable-file-name"},
-      {">12<", ">13<", "8:32:version-skips-device"},
-      {"4a6cd222c4ae19dd916afd8569f330cd6d558f9467be48752b4929d3fb9df197", "", "5:5:not-signed"},
-      {"<model>", "<!-- orv-check: allow digests, no-print-speed -->\n<model>",
-       "17:27:bad-allowance 17:36:bad-allowance"},
-      {"<model>", "<!-- orv-check: allow speed-order -->\n<model>", "17:27:unused-allowance"},
-      {"printWidth\">104000</property>",
-       "printWidth\">104001</property> <!-- orv-check: allow print-width -->", ""},
-  };
   const std::string original = ReadBytes(Example("orv_conf_dx600p.xml"));
   std::vector<std::string> arguments = {"config", "check", "--ignore", "digest"};
   std::vector<std::string> files;
-  for (const auto& test : cases) {
+  for (const orv::test::Fields& fields : orv::test::TableRows("config_findings")) {
+    const std::string piece(fields[0].begin(), fields[0].end());  // bytes
+    const std::string by(fields[1].begin(), fields[1].end());
     const std::string folder = File(std::to_string(files.size()));
     std::filesystem::create_directory(folder);
     files.push_back(folder + "/orv_conf_dx600p.xml");
     std::string bytes = original;
-    ASSERT_NE(bytes.find(test.piece), std::string::npos) << test.piece;
-    WriteBytes(files.back(), bytes.replace(bytes.find(test.piece), test.piece.size(), test.by));
+    ASSERT_NE(bytes.find(piece), std::string::npos) << piece;
+    WriteBytes(files.back(), bytes.replace(bytes.find(piece), piece.size(), by));
   }
   arguments.insert(arguments.end(), files.begin(), files.end());
   std::istringstream lines(Output(arguments));
@@ -154,9 +64,10 @@ TEST_F(ConfigTool, ReportsEveryRuleAtTheRightPosition) {
     findings += (findings.empty() ? "" : " ") + parts[2].str() + ":" + parts[3].str();
     rules.insert(parts[3]);
   }
-  for (std::size_t i = 0; i < files.size(); ++i) {
-    EXPECT_EQ(found[files[i]], cases[i].findings) << cases[i].by;
-  }
+  auto file = files.begin();
+  orv::test::ExpectTable("config_findings", [&](const orv::test::Fields& /*fields*/) {
+    return orv::Utf8ToWide(found[*file++]);
+  });
 
   std::istringstream all(Output({"config", "check", "--explain"}));
   std::string text;

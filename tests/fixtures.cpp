@@ -64,6 +64,23 @@ std::wstring Unescape(std::string_view line) {
   return text;
 }
 
+/// Tables of tests/data.
+constexpr std::string_view kArrow = " =>";
+std::filesystem::path TablePath(const std::string& name) {
+  return std::filesystem::path(ORV_TEST_DATA) / (name + ".txt");
+}
+bool IsRow(std::string_view line) { return !line.empty() && !line.starts_with('#'); }
+/// The fields before the arrow.
+Fields FieldsOf(std::string_view line) {
+  const std::size_t arrow = std::min(line.find(kArrow), line.size());
+  Fields fields;
+  for (std::size_t at = 0, end = 0; at <= arrow; at = end + 3) {
+    end = std::min(line.find(" | ", at), arrow);
+    fields.push_back(Unescape(line.substr(at, end - at)));
+  }
+  return fields;
+}
+
 std::vector<std::span<std::uint8_t>> freePages;
 
 }  // namespace
@@ -187,23 +204,28 @@ void WriteBytes(const std::filesystem::path& path, std::string_view bytes) {
   EXPECT_FALSE(file.fail()) << path;
 }
 
+std::vector<Fields> TableRows(const std::string& name) {
+  std::vector<Fields> rows;
+  std::istringstream lines(ReadBytes(TablePath(name)));
+  for (std::string line; std::getline(lines, line);) {
+    if (IsRow(line)) rows.push_back(FieldsOf(line));
+  }
+  return rows;
+}
+
 void ExpectTable(const std::string& name, const std::function<std::wstring(const Fields&)>& make) {
-  const std::filesystem::path path = std::filesystem::path(ORV_TEST_DATA) / (name + ".txt");
+  const std::filesystem::path path = TablePath(name);
   std::istringstream lines(ReadBytes(path));
   const bool isWriting = std::getenv("ORV_GOLDEN_WRITE") != nullptr;
   std::string made;
   int number = 0;
   for (std::string line; std::getline(lines, line);) {
-    const std::size_t arrow = line.find(" =>");
-    if (!line.empty() && !line.starts_with('#')) {
+    if (IsRow(line)) {
+      const std::size_t arrow = line.find(kArrow);
       ASSERT_NE(arrow, line.npos) << path << ": " << line;
-      Fields fields;
-      for (std::size_t at = 0, end = 0; at <= arrow; at = end + 3) {
-        end = std::min(line.find(" | ", at), arrow);
-        fields.push_back(Unescape(std::string_view(line).substr(at, end - at)));
-      }
-      const std::string output = Escape(make(fields));
-      const std::string now = line.substr(0, arrow + 3) + (output.empty() ? "" : " " + output);
+      const std::string output = Escape(make(FieldsOf(line)));
+      const std::string now =
+          line.substr(0, arrow + kArrow.size()) + (output.empty() ? "" : " " + output);
       ++number;
       EXPECT_TRUE(isWriting || now == line) << path << "\n  is  " << now << "\n  not " << line;
       line = now;

@@ -137,6 +137,8 @@ void WriteBytes(const std::filesystem::path& path, std::string_view bytes);
 /// rewrites the outputs.
 using Fields = std::vector<std::wstring>;
 void ExpectTable(const std::string& name, const std::function<std::wstring(const Fields&)>& make);
+/// The fields of each row, for a test that needs all rows at once.
+std::vector<Fields> TableRows(const std::string& name);
 /// Compares a text of several lines with a file there; the same variable rewrites it.
 void ExpectText(const std::string& name, const std::wstring& text);
 
