@@ -85,8 +85,8 @@ void ReportLog::Add(const LogEntry& entry) {
   last.push_back(entry);
   if (last.size() <= kMaxEntries) return;
   const std::wstring level = LevelOf(last.front());
-  errors += level == L"error" ? 1 : 0;
-  warnings += level == L"warning" ? 1 : 0;
+  if (level == L"error") ++errors;
+  if (level == L"warning") ++warnings;
   last.pop_front();
 }
 
