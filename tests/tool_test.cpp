@@ -18,6 +18,7 @@
 #include "tools/orv/common/output.h"
 #include "tools/orv/log/file.h"
 #include "tools/orv/log/messages.h"
+#include "tools/orv/log/summary.h"
 #include "tools/orv/page/bars.h"
 #include "tools/orv/registry/reg_file.h"
 
@@ -209,6 +210,22 @@ TEST(LogReader, CutsWhatIsNotALog) {
   reader.Finish();
   EXPECT_EQ(entries, 2u);
   EXPECT_LE(longest, std::size_t{1} << 22);
+}
+
+TEST(LogSummary, HoldsALimitedNumberOfGroups) {
+  LogSummary summary;
+  LogEntry entry{L"01.02.2024", L"03:04:05.678", L"WAR", L"p", L"m", L"", L""};
+  for (wchar_t i = 0; i < 5000; ++i) {
+    entry.message = std::wstring(L"other ") + static_cast<wchar_t>(0x4E00 + i);
+    summary.Add(entry);
+    entry.message = L"Unable to open the file " + std::to_wstring(i);
+    summary.Add(entry);
+  }
+  const std::vector<const LogGroup*> groups = summary.Groups();
+  EXPECT_EQ(groups.size(), 1001u);
+  EXPECT_EQ(summary.CountOf(L"warning"), 10000u);
+  EXPECT_EQ(groups[0]->Text(), L"Unable to open the file 0, ...");
+  EXPECT_EQ(groups[1]->Text(), L"(other messages)");
 }
 
 /// The wide string literals of a source file, adjacent ones joined, as the compiler reads them.

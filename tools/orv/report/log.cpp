@@ -25,7 +25,7 @@ std::wstring TimeOf(const std::wstring& isoTime) { return isoTime.substr(isoTime
 
 void WriteGroupTable(const std::vector<const LogGroup*>& groups, HtmlWriter* html) {
   HtmlTable table(html, L"Errors and warnings",
-                  {L"Times", L"Level", L"First and last", L"Source", L"Message"});
+                  {L"Message", L"Times", L"Level", L"First and last", L"Source"});
   for (const LogGroup* const group : groups) {
     const LogMessage* const message = group->parts.message;
     HtmlCell text = {group->Text()};
@@ -33,11 +33,11 @@ void WriteGroupTable(const std::vector<const LogGroup*>& groups, HtmlWriter* htm
       text.note = message->meaning + std::wstring(L" ") + message->advice + L" (" +
                   DocumentOf(*message) + L")";
     }
-    table.Row({{std::to_wstring(group->count)},
+    table.Row({text,
+               {std::to_wstring(group->count)},
                {group->level},
                {TimeOf(group->first), group->count > 1 ? TimeOf(group->last) : L""},
-               {group->source},
-               text},
+               {group->source}},
               group->IsProblem() ? group->level : L"");
   }
 }
@@ -85,8 +85,8 @@ void ReportLog::Add(const LogEntry& entry) {
   last.push_back(entry);
   if (last.size() <= kMaxEntries) return;
   const std::wstring level = LevelOf(last.front());
-  errors += level == L"error" ? 1 : 0;
-  warnings += level == L"warning" ? 1 : 0;
+  if (level == L"error") ++errors;
+  if (level == L"warning") ++warnings;
   last.pop_front();
 }
 

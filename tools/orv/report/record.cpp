@@ -108,7 +108,7 @@ void WriteMerged(const Merged& merged, HtmlWriter* html) {
     groups[GroupOf(merged, *field)].push_back(field);
   }
   if (groups[kCorrected].empty()) html->Element("p", L"No value was corrected.");
-  for (int group = 0; group < kGroupCount; ++group) {
+  for (std::size_t group = 0; group < kGroupCount; ++group) {
     if (groups[group].empty()) continue;
     const std::wstring caption =
         CaptionOf(static_cast<Group>(group), merged) + Format(L" (%zu)", groups[group].size());

@@ -75,9 +75,11 @@ tr.bad th, tr.error th, tr.warning th, tr.good th { padding-left: .5rem; }
 .log .wide thead th:nth-child(1) { width: 8rem; }
 .log .wide thead th:nth-child(2) { width: 5.5rem; }
 .log .wide thead th:nth-child(3) { width: 15rem; }
-.log .wide thead th:nth-child(4):not(:last-child) { width: 8rem; }
-.log .groups thead th:nth-child(1) { width: 4.5rem; }
-.log .groups thead th:nth-child(3) { width: 9rem; }
+.log .groups thead th:nth-child(1) { width: auto; }
+.log .groups thead th:nth-child(2) { width: 4.5rem; }
+.log .groups thead th:nth-child(3) { width: 5.5rem; }
+.log .groups thead th:nth-child(4) { width: 9rem; }
+.log .groups thead th:nth-child(5) { width: 8rem; }
 .record .wide thead th:nth-child(1) { width: 26%; }
 .record .wide thead th:nth-child(2) { width: 17%; }
 .record .wide thead th:nth-child(3) { width: 24%; }
@@ -101,7 +103,7 @@ footer { margin-top: 3rem; color: var(--quiet); font-size: .84rem; }
     padding: .5rem .6rem; margin: 0 -.6rem; }
   .wide tbody th { padding: 0 0 .2rem; font-weight: 600; }
   .wide tr[class] th { padding-left: 0; }
-  .wide td { display: grid; grid-template-columns: 6rem minmax(0, 1fr); padding: .1rem 0; }
+  .wide td { display: grid; grid-template-columns: 7rem minmax(0, 1fr); padding: .1rem 0; }
   .wide td:has(> div:empty) { display: none; }
   .wide td::before { content: attr(data-title); color: var(--quiet); }
 }

@@ -25,16 +25,18 @@ void AddUnloadedConfig(const ReportModel& model, Faults* faults) {
   faults->push_back(
       {Severity::kError,
        L"The configuration file does not load, so the printer cannot print: " + model.problem,
-       hasFindings ? L"Correct the errors below: orv config check --fix " + model.path
+       hasFindings ? L"Correct the errors of the file: orv config check --fix " + model.path
                    : L"Install the file of the driver under this name and in this folder, or name "
                      L"another folder by --config-dir.",
        L"#model"});
 }
 
-/// One fault for each rule, with the first of its findings.
+/// One fault for each rule, with the first of its findings. Warnings about a file that does not
+/// load are left out.
 void AddFindings(const ReportModel& model, Faults* faults) {
   std::vector<const ReportFinding*> first;
   for (const ReportFinding& finding : model.findings) {
+    if (model.config == nullptr && finding.rule->severity != Severity::kError) continue;
     if (std::ranges::none_of(first,
                              [&](const ReportFinding* f) { return f->rule == finding.rule; }))
       first.push_back(&finding);
@@ -173,7 +175,10 @@ std::wstring ExaminedText(const ReportFacts& facts) {
 std::vector<ReportFault> FaultsOf(const ReportFacts& facts) {
   Faults faults;
   const bool isLoaded = facts.model.config != nullptr;
-  if (!isLoaded) AddUnloadedConfig(facts.model, &faults);
+  if (!isLoaded) {
+    AddUnloadedConfig(facts.model, &faults);
+    AddFindings(facts.model, &faults);
+  }
   // Without a configuration there is no merge, for the same reason.
   if (isLoaded) AddRecordFaults(facts.record, &faults);
   if (facts.page) {
