@@ -194,12 +194,12 @@ def compare_with_program():
         with open(record_file, "wb") as file:
             file.write(record)
         for paper_size in (256, 257):
-            options = ["Label 1", "--in", record_file, "--config-dir", folder, "--width", "0", "--length", "0",
+            options = ["Label 1", "--record", record_file, "--config-dir", folder, "--width", "0", "--length", "0",
                        "--paper-size", str(paper_size)]
             public = application(paper_size)
             yield (f"explained merge, paper size {paper_size}", printer.explain_merge(record, public, log),
                    json.loads(program("devmode", "explain", "--json", *options)))
-            program("devmode", "merge", *options, "-o", record_file + ".merged")
+            program("devmode", "merge", *options, "--force", "-o", record_file + ".merged")
             with open(record_file + ".merged", "rb") as file:
                 yield f"merge, paper size {paper_size}", printer.merge(record, public, log)[0], file.read()
 

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <span>

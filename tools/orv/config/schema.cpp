@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <cstdint>
+#include <iterator>
 #include <memory>
 #include <span>
 #include <string>
@@ -7,15 +9,16 @@
 #include <vector>
 
 #include "base/utf8.h"
+#include "config/property.h"
 #include "config/property_tables.h"
-#include "config/values.h"
 #include "orv/xml/markup.h"
 #include "tools/orv/common/commands.h"
-#include "tools/orv/common/input.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/outcome.h"
+#include "tools/orv/common/output.h"
 #include "tools/orv/config/keys.h"
 #include "tools/orv/config/rules.h"
+#include "xml/names.h"
 
 /// `orv config schema`: writes the checker's tables as a RELAX NG schema, with which XML editors
 /// complete and check a file while it is written.

@@ -4,7 +4,6 @@
 #include <cstring>
 #include <optional>
 
-#include "base/utf8.h"
 #include "orv/text/format.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
