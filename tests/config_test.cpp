@@ -153,8 +153,8 @@ TEST_F(ConfigLoad, LogsEveryStep) {
 TEST_F(ConfigLoad, ReturnsWhyAFileDoesNotLoad) {
   using enum orv::LoadFailure;
   const std::string file = orv::WideToUtf8(Expand(kFile));
-  std::string isProtected = *orv::ProtectBytes(file);
-  isProtected.pop_back();
+  std::string damaged = *orv::ProtectBytes(file);
+  damaged.pop_back();
   const struct {
     std::string bytes;
     orv::LoadFailure failure;
@@ -164,7 +164,7 @@ TEST_F(ConfigLoad, ReturnsWhyAFileDoesNotLoad) {
       {"", kUnreadable, L"the file cannot be read: the file is empty"},
       {file + std::string(10'000'000, ' '), kUnreadable,
        L"the file cannot be read: larger than 10,000,000 bytes"},
-      {isProtected, kUnreadable, L"the file cannot be read: the protected content is damaged"},
+      {damaged, kUnreadable, L"the file cannot be read: the protected content is damaged"},
       {"<a>", kMalformed, L"the file is not well-formed XML: "},
       {"<a/>", kInvalid, L"the content is invalid: Root tag <xmlData> was not found!"},
   };

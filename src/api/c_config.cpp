@@ -4,6 +4,7 @@
 #include <string>
 
 #include "api/c_call.h"
+#include "base/utf8.h"
 #include "config/load_log.h"
 #include "orv/c_api.h"
 #include "orv/logging/logger.h"
@@ -71,6 +72,13 @@ std::int32_t CodeOfLoad(LoadFailure failure) {
       return ORV_ERROR_INVALID;
   }
   return ORV_ERROR_INTERNAL;
+}
+
+std::wstring LoadFailureText(const LoadResult& result) {
+  if (result.failure == LoadFailure::kNone) return {};
+  std::wstring text = Utf8ToWide(orv_error_text(CodeOfLoad(result.failure)));
+  if (!result.detail.empty()) text += L": " + result.detail;
+  return text;
 }
 
 }  // namespace orv

@@ -2,14 +2,11 @@
 
 #include <string_view>
 
-#include "api/c_config.h"
-#include "base/utf8.h"
 #include "config/config_loader.h"
 #include "config/load_log.h"
 #include "config/property_tables.h"
 #include "config/section_readers.h"
 #include "config/values.h"
-#include "orv/c_api.h"
 #include "orv/platform/spooler.h"
 
 namespace {
@@ -184,13 +181,6 @@ LoadResult LoadConfigFile(const std::wstring& path, ConfigsCache* cache, CLogger
 LoadResult LoadPrinterConfig(HANDLE printer, ConfigsCache* cache, CLoggerClient* client) {
   LoadLog log(client);
   return LoadPrinterConfig(printer, cache, client, &log);
-}
-
-std::wstring LoadFailureText(const LoadResult& result) {
-  if (result.failure == LoadFailure::kNone) return {};
-  std::wstring text = Utf8ToWide(orv_error_text(CodeOfLoad(result.failure)));
-  if (!result.detail.empty()) text += L": " + result.detail;
-  return text;
 }
 
 }  // namespace orv

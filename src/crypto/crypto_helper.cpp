@@ -133,7 +133,7 @@ CString LoadText(const CString& path, CLoggerClient* client, orv::TextFailure* f
   }
   const std::uintmax_t size = std::filesystem::file_size(file);
   if (size > orv::kMaxLoadedSize) {
-    return fail(L"The file %ls is too large", L"larger than 10,000,000 bytes");
+    return fail(L"The file %ls is too large", orv::kTooLargeFile);
   }
 
   std::filebuf stream;
@@ -153,7 +153,7 @@ CString LoadText(const CString& path, CLoggerClient* client, orv::TextFailure* f
     CString text = ToText(buffer.get(), length);
     if (text.empty()) {
       return fail(L"Unable to convert unencrypted file content to UTF-8 for file %ls",
-                  L"the file is empty");
+                  orv::kEmptyFile);
     }
     return text;
   }
@@ -171,7 +171,7 @@ CString LoadText(const CString& path, CLoggerClient* client, orv::TextFailure* f
   buffer.reset();  // released before the largest buffer, the text, is allocated
   if (plain.failure) {
     failure->isOutOfMemory = orv::IsOutOfMemory(plain.failure);
-    if (!failure->isOutOfMemory) failure->reason = L"the protected content is damaged";
+    if (!failure->isOutOfMemory) failure->reason = orv::kDamagedFile;
     LogFormat(eLogLevelError, client, nullptr,
               L"Error in CEncryptionAES::DecryptAsBytes for file %ls. Error code = %d",
               path.c_str(), code);
@@ -180,7 +180,7 @@ CString LoadText(const CString& path, CLoggerClient* client, orv::TextFailure* f
   CString text = ToText(plain.bytes.get(), plain.length);
   if (text.empty()) {
     return fail(L"Unable to convert decrypted file content to UTF-8 for file %ls",
-                L"the protected content is empty");
+                orv::kEmptyContent);
   }
   return text;
 }

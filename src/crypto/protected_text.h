@@ -11,6 +11,12 @@ struct TextFailure {
   CString reason;  ///< for people, without the path; empty if memory ran out
 };
 
+/// Reasons that the system does not give.
+inline constexpr wchar_t kTooLargeFile[] = L"larger than 10,000,000 bytes";
+inline constexpr wchar_t kEmptyFile[] = L"the file is empty";
+inline constexpr wchar_t kDamagedFile[] = L"the protected content is damaged";
+inline constexpr wchar_t kEmptyContent[] = L"the protected content is empty";
+
 /// What `CCryptoHelper::LoadFileUTF8` does. Describes a failure, which returns an empty text.
 CString LoadProtectedText(const CString& path, CLoggerClient* client, TextFailure* failure);
 
