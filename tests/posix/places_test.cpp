@@ -217,6 +217,39 @@ TEST(Places, ADamagedStoreIsNotAnEmptyOne) {
   SetVariable("ORV_REGISTRY_DIR", {});
 }
 
+TEST(Places, AUserWithoutTheMachinesSettingsHasOwnPrinters) {
+  if (geteuid() != 0) GTEST_SKIP() << "this user's folders are its own";
+  const orv::test::TemporaryFolder folder;
+  SetVariable("ORV_REGISTRY_DIR", folder.path().string());
+  const std::vector<std::string> list = {"printers", "list"};
+  for (const char* printer : {"Label 1", "Label 2"}) {
+    EXPECT_EQ(RunProgram(ORV_PROGRAM, {"printers", "add", printer, "machine"}).exitCode, 0);
+  }
+  EXPECT_EQ(RunProgram(ORV_PROGRAM, {"registry", "set", "HKCU\\Key", "n", "v"}).exitCode, 0);
+  std::filesystem::permissions(folder.path(), std::filesystem::perms::all);
+  std::filesystem::permissions(folder.path() / "user.sqlite", std::filesystem::perms(0666));
+  AsNobody([&] {
+    if (access(ORV_PROGRAM, X_OK) != 0) return;  // in a folder that the user cannot access
+    const auto expect = [](const std::vector<std::string>& arguments, int exitCode,
+                           const std::string& text) {
+      const ProgramResult result = RunProgram(ORV_PROGRAM, arguments);
+      EXPECT_EQ(result.exitCode, exitCode) << result.messages;
+      EXPECT_NE((result.output + result.messages).find(text), std::string::npos)
+          << arguments[1] << result.output << result.messages;
+    };
+    expect({"printers", "add", "Label 3", "own"}, 0, "the printer was added for you alone, in ");
+    expect({"printers", "add", "Label 1", "own"}, 1, "the printer already exists");
+    expect({"printers", "add", "--user", "LABEL 1", "own"}, 0, "");
+    expect(list, 0, "LABEL 1  own      user\nLabel 2  machine  machine\nLabel 3  own      user\n");
+    expect({"printers", "remove", "Label 1"}, 0, "");
+    expect(list, 0, "Label 1  machine  machine\n");
+    expect({"printers", "remove", "Label 1"}, 3, "only the administrator may write it");
+    expect({"registry", "set", "HKLM\\Key", "n", "v"}, 3,
+           "machine.sqlite: access is denied (system error 5); only the administrator may write");
+  });
+  SetVariable("ORV_REGISTRY_DIR", {});
+}
+
 TEST(Places, AMergeOfTheProgramReadsTheItemsOnce) {
   const orv::test::TemporaryFolder folder;
   SetVariable("ORV_REGISTRY_DIR", folder.path().string());

@@ -23,7 +23,7 @@ CLI::Option* AddOutputFile(CLI::App* command, const char* name, std::string* pat
 /// The name of the printer that a command works on.
 CLI::Option* AddPrinterArgument(CLI::App* command, std::string* name);
 
-/// The folder of the configuration files; empty for the program's own.
+/// The folder of the configuration files; empty for the usual ones.
 CLI::Option* AddConfigFolder(CLI::App* command, std::string* folder);
 
 CLI::Option* AddJsonFlag(CLI::App* command, bool* asJson,

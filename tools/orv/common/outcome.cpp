@@ -55,7 +55,7 @@ std::string OutcomeAsJson(const std::string& command) {
 }  // namespace
 
 void SaveFile(const std::wstring& path, std::string bytes) {
-  if (!WriteFile(path, std::move(bytes))) Fail(kUnreadable, L"cannot write " + PathName(path));
+  if (!WriteFile(path, std::move(bytes))) Fail(kUnreadable, CannotWrite(path));
   NoteFile(path);
 }
 

@@ -465,7 +465,7 @@ void AddCheckCommand(CLI::App* group) {
     if (!options->config.empty()) {
       const std::wstring path = ToWide(options->config);
       std::string bytes;
-      if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(path));
+      if (!ReadFile(path, &bytes)) Fail(kUnreadable, CannotRead(path));
       const InputFile file(path);
       Config* loaded = nullptr;
       if (!CConfigParser::Load(file.path(), &loaded, library.cache(), library.client())) {

@@ -37,7 +37,7 @@ tagOEMDEV DefaultsOf(const std::string& printer, const std::string& configFolder
 tagOEMDEV ReadRecord(const std::string& file, const RecordOptions& options, bool* isText) {
   const std::wstring path = ToWide(file);
   std::string bytes;
-  if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(path));
+  if (!ReadFile(path, &bytes)) Fail(kUnreadable, CannotRead(path));
   std::optional<tagOEMDEV> defaults;
   if (!options.defaults.empty()) defaults = DefaultsOf(options.defaults, options.configFolder);
   return ParseRecord(bytes, path, defaults ? &*defaults : nullptr, isText);

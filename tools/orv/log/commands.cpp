@@ -55,7 +55,7 @@ std::wstring LogPath(const LogOptions& options) {
 void Show(const LogOptions& options) {
   const std::wstring path = LogPath(options);
   std::string bytes;
-  if (!ReadLog(path, &bytes)) Fail(kUnreadable, L"cannot read the log " + InputName(path));
+  if (!ReadLog(path, &bytes)) Fail(kUnreadable, CannotRead(path));
   const std::wstring text = DecodeUtf16(bytes);
   const std::vector<LogEntry> entries = ParseLog(text);
   if (entries.empty() && !bytes.empty()) Fail(kFindings, path + L" contains no log entries");

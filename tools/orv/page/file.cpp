@@ -48,8 +48,11 @@ std::wstring WhyNotPng(const std::wstring& path) {
 /// Explains why the file at `path`, which the user calls `name`, did not load.
 std::wstring Explain(Status status, const std::wstring& path, const std::wstring& name) {
   switch (status) {
-    case FileNotFound:
-      return L"cannot read " + PathName(name);
+    case FileNotFound: {
+      std::string bytes;
+      ReadFile(path, &bytes, 0, 1);  // for its reason
+      return CannotRead(name);
+    }
     case UnknownImageFormat:
       return name + L": " + WhyNotPng(path);
     case OutOfMemory:
@@ -171,13 +174,13 @@ void PageFiles::Add(Bitmap* page, const std::wstring& path) {
   }
   RefuseInputs(inputs_, path);
   if (!files_.emplace_back(path).Write(PngOf(page, resolution_))) {
-    Fail(kUnreadable, L"cannot write " + PathName(path));
+    Fail(kUnreadable, CannotWrite(path));
   }
 }
 
 void PageFiles::Finish() {
   for (OutputFile& file : files_) {
-    if (!file.Commit()) Fail(kUnreadable, L"cannot write " + PathName(file.path()));
+    if (!file.Commit()) Fail(kUnreadable, CannotWrite(file.path()));
   }
   files_.clear();
 }
