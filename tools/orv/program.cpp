@@ -29,7 +29,7 @@ constexpr Group kGroups[] = {{"config", AddConfigCommands},     {"devmode", AddD
                              {"stock", AddStockCommands},       {"printers", AddPrintersCommands},
                              {"registry", AddRegistryCommands}, {"log", AddLogCommands},
                              {"xml", AddXmlCommands},           {"page", AddPageCommands},
-                             {"report", AddReportCommand}};
+                             {"report", AddReportCommand},      {"doctor", AddDoctorCommand}};
 
 /// Adds the group that the first argument names. Otherwise adds all groups: the help, completion
 /// and suggestions for misspelt names need them. Adding all takes most of the time of a short run.
