@@ -8,6 +8,7 @@
 #include "orv/devmode/devmode.h"
 #include "orv/devmode/oemdev.h"
 #include "platform/files.h"
+#include "tools/orv/devmode/record_search.h"
 #include "tools/orv/devmode/record_text.h"
 #include "tools/orv/registry/reg_file.h"
 
@@ -76,6 +77,9 @@ void RegistryFile(Input input) {
 }
 
 void RecordText(Input input) {
+  const tool::RecordSearch search =
+      tool::FindRecords({reinterpret_cast<const char*>(input.data()), input.size()});
+  Require(search.record.has_value() != search.places.empty(), "a record that is found has a place");
   const tagOEMDEV zeros{};
   tagOEMDEV record;
   try {

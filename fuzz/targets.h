@@ -36,7 +36,8 @@ void Record(Input input);
 void Imaging(Input input);
 /// Reads a registry file, writes its values and reads them again.
 void RegistryFile(Input input);
-/// Reads the text form of a private record, writes it and reads it again.
+/// Reads the text form of a private record, writes it and reads it again; also searches the bytes
+/// for records.
 void RecordText(Input input);
 
 /// Aborts with a message unless `holds`.

@@ -1,6 +1,8 @@
+#include <algorithm>
 #include <optional>
 #include <random>
 
+#include "base/hex.h"
 #include "base/utf8.h"
 #include "orv/platform/registry.h"
 #include "orv/settings/settings.h"
@@ -16,6 +18,8 @@ using orv::test::ModuleFolder;
 using orv::test::ReadBytes;
 using orv::test::WriteBytes;
 using testing::_;
+using testing::AllOf;
+using testing::HasSubstr;
 
 /// The program on a printer with its configuration, working in a folder of its own. On Windows the
 /// program uses the real hives, so the printer's name is unique to this process.
@@ -59,6 +63,75 @@ TEST_F(DevmodeTool, TextFormKeepsEveryByte) {
     EXPECT_EQ(ReadBytes(File("b.dev")), bytes);
     WriteBytes(File("a.dev"), bytes.substr(1));
     ExpectRuns({{{"devmode", "show", File("a.dev")}, 1, _}});
+  }
+}
+
+/// A public record of "Label 1" that states its size and the size of what follows it.
+std::string PublicRecord(std::size_t size, std::size_t extra) {
+  DEVMODEW record{};
+  std::ranges::copy(std::wstring_view(L"Label 1"), record.dmDeviceName);
+  record.dmSpecVersion = 0x401;
+  record.dmSize = static_cast<WORD>(size);
+  record.dmDriverExtra = static_cast<WORD>(extra);
+  return {reinterpret_cast<const char*>(&record), size};
+}
+
+/// A registry file with one value of bytes, on lines that continue.
+std::string RegistryFile(const std::string& name, const std::string& bytes) {
+  std::string text =
+      "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\Printers]\r\n\"" + name +
+      "\"=hex:";
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    text += (i == 0 ? "" : i % 20 == 0 ? ",\\\r\n  " : ",") + orv::HexOf(bytes.substr(i, 1));
+  }
+  return text + "\r\n";
+}
+
+TEST_F(DevmodeTool, FindsARecordInTheFilesThatContainIt) {
+  ExpectDone({"devmode", "default", name_, "--config-dir", Configs(), "-o", File("a.dev")});
+  const std::string record = ReadBytes(File("a.dev"));
+  const std::string after = ", after the public record of \"Label 1\"";
+  const std::string whole = PublicRecord(220, 2688) + record;
+  const std::string older = PublicRecord(188, 2688) + record;
+  const std::string value = " of \"Default DevMode\" in HKEY_CURRENT_USER\\Printers";
+  const std::pair<std::string, std::string> enclosed[] = {
+      {whole, "at byte 220" + after},
+      {older, "at byte 188" + after},
+      {"\1\2\3" + record, "at byte 3"},
+      {std::string(1000, '\x7F') + whole + "rest", "at byte 1220" + after},
+      {record + whole, "at byte 0\n     (not used: the one at byte 2908" + after + ")"},
+      {RegistryFile("Default DevMode", whole), "at byte 220" + after + value},
+      {orv::test::Utf16Bytes(L'\uFEFF' + orv::Utf8ToWide(RegistryFile("Default DevMode", older))),
+       "at byte 188" + after + value}};
+  for (const auto& [bytes, place] : enclosed) {
+    const std::string file = File("enclosed");
+    WriteBytes(file, bytes);
+    ExpectRuns({{{"devmode", "diff", file, File("a.dev")},
+                 0,
+                 "orv: " + file + ": the record is " + place + "\n"},
+                {{"devmode", "set", file, "PrintSpeed=50"},
+                 2,
+                 HasSubstr("has more than the record and is not replaced")}});
+    EXPECT_EQ(ReadBytes(file), bytes);
+  }
+  std::string otherSize = record;
+  otherSize[0] = '\1';
+  const std::pair<std::string, std::string> none[] = {
+      {"", "it is empty;"},
+      {"hello", "5 bytes, which begin 68 65 6c 6c 6f (\"hello\");"},
+      {std::string("\0\1", 2) + otherSize, "2690 bytes, which begin 00 01 01 0a 00 00"},
+      {PublicRecord(220, 4) + "abcd",
+       "a public record of \"Label 1\" with 4 bytes of another driver, 224 bytes in all;"},
+      {whole.substr(0, whole.size() - 1),
+       "a record begins at byte 220, but has only 2687 of its 2688 bytes;"},
+      {RegistryFile("Default DevMode", "abcd"), "a registry file whose values contain none;"},
+      {RegistryFile("Default DevMode", "abcd") + "[HKEY_USERS\\S-1]",
+       "contain none; line 5: the key is below neither"}};
+  for (const auto& [bytes, content] : none) {
+    WriteBytes(File("none"), bytes);
+    ExpectRuns({{{"devmode", "show", File("none")},
+                 1,
+                 AllOf(HasSubstr("none: no record found: "), HasSubstr(content))}});
   }
 }
 

@@ -21,6 +21,7 @@ Lock pathLock;
 
 std::wstring ChooseLogFolder(const std::wstring& configured) {
   if (IsFolder(configured)) return configured;
+  CreateLogFolder();
   for (const std::wstring& folder : LogFolders()) {
     if (IsFolder(folder)) return folder;
   }

@@ -15,8 +15,8 @@ inline constexpr wchar_t kLogSettings[] = L"Test";
 /// The setting that names the folder for log files.
 inline constexpr wchar_t kLogPathSetting[] = L"LogPath";
 
-/// The folder for log files: the configured one, else the first of `LogFolders` that exists. Empty
-/// if none of them is a folder.
+/// The folder for log files: the configured one, else the first of `LogFolders` that exists, which
+/// `CreateLogFolder` has created if need be. Empty if none of them is a folder.
 std::wstring ChooseLogFolder(const std::wstring& configured);
 
 /// The path of the log file of a day.

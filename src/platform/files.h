@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 /// Files and folders, beyond what `std::filesystem` offers. Wide names are converted to paths only
@@ -29,12 +30,21 @@ std::wstring FileNameOf(const std::wstring& path);
 /// Describes the failure of this thread's last file operation, such as "access is denied". Call it
 /// right after the failure: other calls change the system's error code.
 std::wstring FileErrorText();
+/// Describes the failure of a function of `std::filesystem` in the same way.
+std::wstring FileErrorText(const std::error_code& error);
 
 /// The folders for log files, in order of preference. Not all of them have to exist. On Windows the
 /// system's and the user's folder for temporary files, as the system returns them. On Linux
-/// `/var/log/orv`, `orv` in the user's state folder, and the folder for temporary files. If the
-/// first is missing, the second is created, for its user alone.
+/// `/var/log/orv`, `orv` in the user's state folder, and the folder for temporary files.
 std::vector<std::wstring> LogFolders();
+/// The second of them if it is to be created because the first is missing, too; otherwise empty.
+/// Always empty on Windows.
+std::wstring MissingLogFolder();
+/// Creates that folder, for its user alone.
+void CreateLogFolder();
+
+/// Whether this user may create files in a folder. Creates none.
+bool CanCreateFiles(const std::wstring& folder);
 
 /// A file opened without sharing: no one else can open it this way meanwhile. Opening does not
 /// wait; it fails if the file is already held.

@@ -1,12 +1,15 @@
 /// Unwritable locations, users without a home folder, and time zones.
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <ctime>
+#include <functional>
+#include <map>
 
 #include "base/utf8.h"
 #include "logging/log_file.h"
@@ -214,6 +217,133 @@ TEST(Places, ADamagedStoreIsNotAnEmptyOne) {
   for (const char* name : {"b.reg", "b.dev", "b.html"}) {
     EXPECT_FALSE(std::filesystem::exists(path(name))) << name;
   }
+  SetVariable("ORV_REGISTRY_DIR", {});
+}
+
+/// The content of a folder and of the folders in it.
+std::map<std::filesystem::path, std::string> ContentOf(const std::filesystem::path& folder) {
+  std::map<std::filesystem::path, std::string> content;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+    content[entry.path()] = entry.is_regular_file() ? ReadBytes(entry.path()) : "";
+  }
+  return content;
+}
+
+/// Leaves a store with a journal, as a writer does that is killed.
+void Interrupt(const std::filesystem::path& store) {
+  const std::filesystem::path journal = store.native() + "-journal";
+  sqlite3* database = nullptr;
+  ASSERT_EQ(sqlite3_open(store.c_str(), &database), SQLITE_OK);
+  constexpr char kWrite[] =
+      "PRAGMA cache_size = 1; BEGIN; CREATE TABLE a(b); INSERT INTO a VALUES(zeroblob(99999));"
+      "UPDATE keys SET name = zeroblob(9999)";
+  ASSERT_EQ(sqlite3_exec(database, kWrite, nullptr, nullptr, nullptr), SQLITE_OK);
+  const std::string bytes[] = {ReadBytes(store), ReadBytes(journal)};
+  sqlite3_close(database);
+  WriteBytes(store, bytes[0]);
+  WriteBytes(journal, bytes[1]);
+}
+
+TEST(Places, TheDoctorFindsFaultsAndChangesNothing) {
+  const orv::test::TemporaryFolder folder;
+  const std::filesystem::path user = folder.path() / "user.sqlite";
+  const std::filesystem::path machine = folder.path() / "machine.sqlite";
+  SetVariable("ORV_REGISTRY_DIR", folder.path().string());
+  SetVariable("XDG_STATE_HOME", (folder.path() / "state").string());
+  const auto overwrite = [](const std::filesystem::path& file, std::size_t at) {
+    std::string bytes = ReadBytes(file);
+    WriteBytes(file, bytes.replace(at, 100, 100, 'x'));
+  };
+  const std::string name = user.string();
+  const struct {
+    const char* state;
+    std::function<void()> make;
+    int exitCode;
+    std::vector<std::string> rows;
+  } cases[] = {
+      {"healthy", [] {}, 0, {"ok       user settings      " + name, "readable and writable"}},
+      {"empty",
+       [&] {
+         std::filesystem::remove(user);
+         std::filesystem::remove(machine);
+       },
+       0,
+       {name + ": nothing stored yet", "warning  printers", "-> orv printers add NAME DRIVER"}},
+      {"damaged header",
+       [&] { overwrite(user, 0); },
+       1,
+       {"error    user settings", name + " (owner: ", "the settings store is damaged",
+        "-> restore it from a backup", "error    printers"}},
+      {"damaged page",
+       [&] { overwrite(machine, 2 * 4096 + 3); },
+       1,
+       {"ok       user settings", "error    machine settings", "the settings store is damaged"}},
+      {"interrupted",
+       [&] { Interrupt(user); },
+       0,
+       {"warning  user settings", "a program was ended while it was writing", "warning  printers",
+        "cannot be listed until the interrupted write is undone"}},
+      {"not a folder for logs",
+       [] {
+         EXPECT_EQ(
+             RunProgram(ORV_PROGRAM, {"registry", "set", "HKCU\\Software\\orv Printer Driver\\Test",
+                                      "LogPath", "/proc/none"})
+                 .exitCode,
+             0);
+       },
+       0,
+       {"warning  log", "LogPath is not a folder: /proc/none", "-> create the folder"}},
+  };
+  for (const auto& [state, make, exitCode, rows] : cases) {
+    SCOPED_TRACE(state);
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+      std::filesystem::remove_all(entry.path());
+    }
+    EXPECT_EQ(RunProgram(ORV_PROGRAM, {"printers", "add", "Label 1", "ORV-LX 300"}).exitCode, 0);
+    EXPECT_EQ(RunProgram(ORV_PROGRAM, {"registry", "set", "HKCU\\Key", "n", "v"}).exitCode, 0);
+    make();
+    const auto before = ContentOf(folder.path());
+    const ProgramResult result = RunProgram(ORV_PROGRAM, {"doctor", "--config-dir", ORV_EXAMPLES});
+    EXPECT_EQ(result.exitCode, exitCode) << result.output;
+    for (const std::string& row : rows) {
+      EXPECT_NE(result.output.find(row), result.output.npos) << row << "\n" << result.output;
+    }
+    EXPECT_TRUE(ContentOf(folder.path()) == before);
+  }
+  SetVariable("XDG_STATE_HOME", {});
+  SetVariable("ORV_REGISTRY_DIR", {});
+}
+
+TEST(Places, AUserWithoutTheMachinesSettingsHasOwnPrinters) {
+  if (geteuid() != 0) GTEST_SKIP() << "this user's folders are its own";
+  const orv::test::TemporaryFolder folder;
+  SetVariable("ORV_REGISTRY_DIR", folder.path().string());
+  const std::vector<std::string> list = {"printers", "list"};
+  for (const char* printer : {"Label 1", "Label 2"}) {
+    EXPECT_EQ(RunProgram(ORV_PROGRAM, {"printers", "add", printer, "machine"}).exitCode, 0);
+  }
+  EXPECT_EQ(RunProgram(ORV_PROGRAM, {"registry", "set", "HKCU\\Key", "n", "v"}).exitCode, 0);
+  std::filesystem::permissions(folder.path(), std::filesystem::perms::all);
+  std::filesystem::permissions(folder.path() / "user.sqlite", std::filesystem::perms(0666));
+  AsNobody([&] {
+    if (access(ORV_PROGRAM, X_OK) != 0) return;  // in a folder that the user cannot access
+    const auto expect = [](const std::vector<std::string>& arguments, int exitCode,
+                           const std::string& text) {
+      const ProgramResult result = RunProgram(ORV_PROGRAM, arguments);
+      EXPECT_EQ(result.exitCode, exitCode) << result.messages;
+      EXPECT_NE((result.output + result.messages).find(text), std::string::npos)
+          << arguments[1] << result.output << result.messages;
+    };
+    expect({"printers", "add", "Label 3", "own"}, 0, "the printer was added for you alone, in ");
+    expect({"printers", "add", "Label 1", "own"}, 1, "the printer already exists");
+    expect({"printers", "add", "--user", "LABEL 1", "own"}, 0, "");
+    expect(list, 0, "LABEL 1  own      user\nLabel 2  machine  machine\nLabel 3  own      user\n");
+    expect({"printers", "remove", "Label 1"}, 0, "");
+    expect(list, 0, "Label 1  machine  machine\n");
+    expect({"printers", "remove", "Label 1"}, 3, "only the administrator may write it");
+    expect({"registry", "set", "HKLM\\Key", "n", "v"}, 3,
+           "machine.sqlite: access is denied (system error 5); only the administrator may write");
+  });
   SetVariable("ORV_REGISTRY_DIR", {});
 }
 

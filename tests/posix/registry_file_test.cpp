@@ -192,7 +192,18 @@ constexpr Reader kReaders[] = {
        orv::ClosePrinterHandle(printer);
        return printer != nullptr ? ERROR_SUCCESS : static_cast<LONG>(GetLastError());
      }},
+    {"open a printer of the user", kUserFile,
+     [] {
+       const HANDLE printer = orv::OpenPrinterHandle(kPrinter);
+       orv::ClosePrinterHandle(printer);
+       return printer != nullptr ? ERROR_SUCCESS : static_cast<LONG>(GetLastError());
+     }},
     {"list printers", kMachineFile,
+     [] {
+       std::vector<orv::PrinterFacts> printers;
+       return orv::ListSpoolerPrinters(&printers);
+     }},
+    {"list printers of the user", kUserFile,
      [] {
        std::vector<orv::PrinterFacts> printers;
        return orv::ListSpoolerPrinters(&printers);

@@ -31,7 +31,7 @@ constexpr Group kGroups[] = {{"config", AddConfigCommands},     {"devmode", AddD
                              {"stock", AddStockCommands},       {"printers", AddPrintersCommands},
                              {"registry", AddRegistryCommands}, {"log", AddLogCommands},
                              {"xml", AddXmlCommands},           {"page", AddPageCommands},
-                             {"report", AddReportCommand}};
+                             {"report", AddReportCommand},      {"doctor", AddDoctorCommand}};
 
 constexpr char kVersion[] = "--version";
 

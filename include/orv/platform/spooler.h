@@ -8,8 +8,9 @@
 #include "orv/platform/types.h"
 
 /// Printers of the print spooler. On Linux a printer is a key below
-/// `HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Control\Print\Printers` with the values "Name" and
-/// "Printer Driver". All functions may be called from any thread. Example:
+/// `SYSTEM\CurrentControlSet\Control\Print\Printers` of either hive with the values "Name" and
+/// "Printer Driver"; the user's printers hide the machine's of the same name. All functions may be
+/// called from any thread. Example:
 ///
 ///     const orv::OwnedPrinterHandle printer(orv::OpenPrinterHandle(L"Label 1"));
 ///     orv::PrinterFacts facts;
@@ -34,12 +35,16 @@ struct PrinterHandleCloser {
 /// Owns a handle from `OpenPrinterHandle`.
 using OwnedPrinterHandle = std::unique_ptr<HANDLE, PrinterHandleCloser>;
 
+/// Whose printer it is: that of all users of the machine, or of the current user alone.
+enum class PrinterOwner { kMachine, kUser };
+
 /// Printer information of the spooler's level 2.
 struct PrinterFacts {
-  std::wstring printerName;  ///< the name that users see
-  std::wstring driverName;   ///< the driver's name, which determines the configuration file
+  std::wstring printerName;                     ///< the name that users see
+  std::wstring driverName;                      ///< determines the configuration file
+  PrinterOwner owner = PrinterOwner::kMachine;  ///< always so on Windows
 
-  /// Compares both names.
+  /// Compares all of them.
   bool operator==(const PrinterFacts&) const = default;
 };
 
@@ -48,11 +53,14 @@ struct PrinterFacts {
 ORV_EXPORT bool GetPrinterFacts(HANDLE printer, PrinterFacts* facts);
 
 /// Adds a printer to the spooler. The driver must be installed there (on Linux any name is a
-/// driver). Returns a system error code: `ERROR_SUCCESS`, `ERROR_INVALID_PRINTER_NAME`,
-/// `ERROR_PRINTER_ALREADY_EXISTS` or the spooler's own.
-ORV_EXPORT LONG AddSpoolerPrinter(const std::wstring& name, const std::wstring& driver);
+/// driver). Only the administrator may add a printer of the machine. Returns a system error code:
+/// `ERROR_SUCCESS`, `ERROR_INVALID_PRINTER_NAME`, `ERROR_PRINTER_ALREADY_EXISTS` or the spooler's
+/// own; on Windows `ERROR_NOT_SUPPORTED` for a printer of the user.
+ORV_EXPORT LONG AddSpoolerPrinter(const std::wstring& name, const std::wstring& driver,
+                                  PrinterOwner owner = PrinterOwner::kMachine);
 
-/// Removes a printer from the spooler; returns `ERROR_INVALID_PRINTER_NAME` if it is missing.
+/// Removes the printer that `OpenPrinterHandle` opens from the spooler; returns
+/// `ERROR_INVALID_PRINTER_NAME` if it is missing.
 ORV_EXPORT LONG RemoveSpoolerPrinter(const std::wstring& name);
 
 /// Lists all local printers in name order.

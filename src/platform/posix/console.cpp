@@ -49,6 +49,13 @@ bool IsTerminal(OutputStream stream) {
   return isatty(stream == OutputStream::kResults ? STDOUT_FILENO : STDERR_FILENO) != 0;
 }
 
+std::optional<int> TerminalWidth(OutputStream stream) {
+  winsize size{};
+  const int descriptor = stream == OutputStream::kResults ? STDOUT_FILENO : STDERR_FILENO;
+  if (ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return {};
+  return size.ws_col;
+}
+
 bool IsInputTerminal() { return isatty(STDIN_FILENO) != 0; }
 
 int TerminalWidth() {

@@ -14,6 +14,18 @@
 #include "platform/posix/user_folder.h"
 
 namespace orv {
+namespace {
+
+constexpr char kSystemLogFolder[] = "/var/log/orv";
+
+/// The user's folder for log files; empty for a user without a home folder.
+std::filesystem::path OwnLogFolder() {
+  const std::string state = UserFolder("XDG_STATE_HOME", ".local/state");
+  return state.empty() ? std::filesystem::path() : std::filesystem::path(state) / "orv";
+}
+
+}  // namespace
+
 const wchar_t kPathSeparator = L'/';
 
 namespace {
@@ -61,7 +73,11 @@ std::wstring FromFileName(std::string_view name) {
 }
 
 std::wstring FileErrorText() {
-  switch (errno) {
+  return FileErrorText(std::error_code(errno, std::generic_category()));
+}
+
+std::wstring FileErrorText(const std::error_code& error) {
+  switch (error.value()) {
     case ENOENT:
       return L"no such file or folder";
     case EACCES:
@@ -73,27 +89,37 @@ std::wstring FileErrorText() {
     case EDQUOT:
       return L"the disk is full";
     default:
-      return Utf8ToWide(std::strerror(errno));
+      return Utf8ToWide(std::strerror(error.value()));
   }
 }
 
 std::vector<std::wstring> LogFolders() {
-  constexpr char kSystemFolder[] = "/var/log/orv";
-  std::vector<std::wstring> folders{Utf8ToWide(kSystemFolder)};
-  if (const std::string state = UserFolder("XDG_STATE_HOME", ".local/state"); !state.empty()) {
-    const std::filesystem::path own = std::filesystem::path(state) / "orv";
-    folders.push_back(FromPath(own));
-    std::error_code error;
-    if (!std::filesystem::is_directory(kSystemFolder, error)) {
-      if (std::filesystem::create_directories(own, error)) {
-        std::filesystem::permissions(own, std::filesystem::perms::owner_all, error);
-      }
-    }
-  }
+  std::vector<std::wstring> folders{Utf8ToWide(kSystemLogFolder)};
+  if (const auto own = OwnLogFolder(); !own.empty()) folders.push_back(FromPath(own));
   const char* const temporary = std::getenv("TMPDIR");
   const bool isSet = temporary != nullptr && *temporary != '\0';
   folders.push_back(isSet ? FromFileName(temporary) : L"/tmp");
   return folders;
+}
+
+std::wstring MissingLogFolder() {
+  std::error_code error;
+  const std::filesystem::path own = OwnLogFolder();
+  const bool isThere = std::filesystem::is_directory(kSystemLogFolder, error) ||
+                       std::filesystem::is_directory(own, error);
+  return isThere ? std::wstring() : FromPath(own);
+}
+
+void CreateLogFolder() {
+  const std::filesystem::path own = ToPath(MissingLogFolder());
+  std::error_code error;
+  if (!own.empty() && std::filesystem::create_directories(own, error)) {
+    std::filesystem::permissions(own, std::filesystem::perms::owner_all, error);
+  }
+}
+
+bool CanCreateFiles(const std::wstring& folder) {
+  return access(ToPath(folder).c_str(), W_OK | X_OK) == 0;
 }
 
 bool ExclusiveFile::Open(const std::filesystem::path& path, Trust trust) {

@@ -229,6 +229,7 @@ void Hive::NoteMissing() {
 }
 
 LONG Hive::PrepareWrite() {
+  if (!s_mayChange) return ERROR_ACCESS_DENIED;
   if (path_.empty()) return ERROR_PATH_NOT_FOUND;
   const LONG result = PrepareRead();
   if (result != ERROR_FILE_NOT_FOUND) return result;
@@ -360,7 +361,7 @@ LONG Hive::Reconnect(bool isSameFile) {
   // Without a connection the file may have been replaced by another with the same inode number.
   if (!isSameFile || database_ == nullptr) ++generation_;
   Disconnect();
-  return Connect(SQLITE_OPEN_READWRITE);
+  return Connect(s_mayChange ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY);
 }
 
 LONG Hive::Connect(int flags) {

@@ -63,7 +63,8 @@ struct Request {
 
   static Request& OfThread();
 
-  /// For how long a request waits for locked files, in all; tests shorten it.
+  /// For how long a request waits for locked files, in all; tests and `KeepRegistryUnchanged`
+  /// shorten it.
   static constexpr std::chrono::milliseconds kMaxWait{10000};
   static inline std::chrono::milliseconds s_maxWait = kMaxWait;
 };
@@ -211,6 +212,9 @@ class Hive {
 
   /// Adds what later versions of the store have to the file, in a transaction.
   LONG Upgrade();
+
+  /// False in a process that must not change anything: files are opened only for reading.
+  static inline bool s_mayChange = true;
 
   sqlite3* database() const { return database_; }
   const std::string& path() const { return path_; }

@@ -1,7 +1,9 @@
 #include "orv/platform/spooler.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <unordered_map>
 #include <utility>
 
@@ -13,14 +15,16 @@
 namespace orv {
 namespace {
 
+/// Below either hive.
 constexpr wchar_t kPrintersKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Print\\Printers";
 constexpr wchar_t kNameValue[] = L"Name";
 constexpr wchar_t kDriverValue[] = L"Printer Driver";
 
 struct OpenPrinter {
   std::wstring name;
+  PrinterOwner owner;
   PrinterFacts facts = {};    ///< as last read
-  std::uint64_t version = 0;  ///< of the machine hive then
+  std::uint64_t version = 0;  ///< of the owner's hive then
 };
 
 /// The open printers. Handles are numbers that are never reused, so closed and invalid handles are
@@ -46,8 +50,13 @@ std::wstring KeyOf(const std::wstring& name) {
   return std::wstring(kPrintersKey) + L'\\' + KeyName(name);
 }
 
+HKEY HiveOf(PrinterOwner owner) {
+  return owner == PrinterOwner::kUser ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
+}
+
 /// Takes a printer's facts from the values of its key. Returns false if they do not name it.
-bool TakeFacts(const std::vector<NamedRegistryValue>& values, PrinterFacts* facts) {
+bool TakeFacts(const std::vector<NamedRegistryValue>& values, PrinterOwner owner,
+               PrinterFacts* facts) {
   const auto find = [&values](const wchar_t* name) {
     return std::ranges::find_if(values, [name](const NamedRegistryValue& named) {
       return EqualIgnoringCase(named.name, name);
@@ -56,21 +65,58 @@ bool TakeFacts(const std::vector<NamedRegistryValue>& values, PrinterFacts* fact
   const auto name = find(kNameValue);
   if (name == values.end()) return false;
   const auto driver = find(kDriverValue);
-  *facts = {name->value.Text(), driver != values.end() ? driver->value.Text() : L""};
+  *facts = {name->value.Text(), driver != values.end() ? driver->value.Text() : L"", owner};
   return true;
 }
 
-LONG OpenPrinterKey(const std::wstring& name, RegistryKey* key) {
+/// Opens the key of an owner's printer.
+LONG OpenPrinterKey(const std::wstring& name, PrinterOwner owner, RegistryKey* key) {
   if (name.empty()) return ERROR_INVALID_PRINTER_NAME;
-  const LONG result = key->Open(HKEY_LOCAL_MACHINE, KeyOf(name), RegistryAccess::kRead);
+  const LONG result = key->Open(HiveOf(owner), KeyOf(name), RegistryAccess::kRead);
   return result == ERROR_FILE_NOT_FOUND ? ERROR_INVALID_PRINTER_NAME : result;
+}
+
+/// Finds out whose printer a name is. If the user's hive cannot be read, that is not known.
+LONG FindPrinter(const std::wstring& name, PrinterOwner* owner) {
+  LONG result = ERROR_INVALID_PRINTER_NAME;
+  for (const PrinterOwner candidate : {PrinterOwner::kUser, PrinterOwner::kMachine}) {
+    RegistryKey key;
+    *owner = candidate;
+    result = OpenPrinterKey(name, candidate, &key);
+    if (result != ERROR_INVALID_PRINTER_NAME) break;
+  }
+  return result;
+}
+
+/// Appends the printers of an owner.
+LONG AppendPrinters(PrinterOwner owner, std::vector<PrinterFacts>* printers) {
+  RegistryKey root;
+  LONG result = root.Open(HiveOf(owner), kPrintersKey, RegistryAccess::kRead);
+  if (result == ERROR_FILE_NOT_FOUND) return ERROR_SUCCESS;  // no printer was ever added
+  if (result != ERROR_SUCCESS) return result;
+  std::vector<RegistrySubKey> subKeys;
+  result = ReadRegistryKeys(root.get(), &subKeys);
+  for (const RegistrySubKey& subKey : subKeys) {
+    PrinterFacts facts;
+    if (TakeFacts(subKey.values, owner, &facts)) printers->push_back(std::move(facts));
+  }
+  return result;
+}
+
+/// The owner of an open printer; nothing if the handle is invalid.
+std::optional<PrinterOwner> OwnerOf(std::uintptr_t handle) {
+  OpenPrinters& printers = ThePrinters();
+  const LockGuard guard(printers.lock);
+  const auto found = printers.printers.find(handle);
+  if (found == printers.printers.end()) return {};
+  return found->second.owner;
 }
 
 }  // namespace
 
 HANDLE OpenPrinterHandle(const wchar_t* name) {
-  RegistryKey key;
-  const LONG result = OpenPrinterKey(name != nullptr ? name : L"", &key);
+  PrinterOwner owner = PrinterOwner::kMachine;
+  const LONG result = FindPrinter(name != nullptr ? name : L"", &owner);
   if (result != ERROR_SUCCESS) {
     SetLastError(static_cast<DWORD>(result));
     return nullptr;
@@ -78,7 +124,7 @@ HANDLE OpenPrinterHandle(const wchar_t* name) {
   OpenPrinters& printers = ThePrinters();
   const LockGuard guard(printers.lock);
   const std::uintptr_t handle = printers.nextHandle++;
-  printers.printers.emplace(handle, OpenPrinter{name});
+  printers.printers.emplace(handle, OpenPrinter{name, owner});
   return reinterpret_cast<HANDLE>(handle);
 }
 
@@ -89,48 +135,51 @@ void ClosePrinterHandle(HANDLE printer) {
 }
 
 bool GetPrinterFacts(HANDLE printer, PrinterFacts* facts) {
-  const std::uint64_t version = RegistryVersion(HKEY_LOCAL_MACHINE);
-  OpenPrinters& printers = ThePrinters();
   const auto handle = reinterpret_cast<std::uintptr_t>(printer);
+  const std::optional<PrinterOwner> owner = OwnerOf(handle);
+  if (!owner) {
+    *facts = {};
+    SetLastError(ERROR_INVALID_HANDLE);
+    return false;
+  }
+  const std::uint64_t version = RegistryVersion(HiveOf(*owner));
+  OpenPrinters& printers = ThePrinters();
   std::wstring name;
   {
     const LockGuard guard(printers.lock);
     const auto found = printers.printers.find(handle);
-    if (found == printers.printers.end()) {
-      *facts = {};
-      SetLastError(ERROR_INVALID_HANDLE);
-      return false;
+    if (found != printers.printers.end()) {
+      if (version != 0 && found->second.version == version) {
+        *facts = found->second.facts;
+        return true;
+      }
+      name = found->second.name;
     }
-    if (version != 0 && found->second.version == version) {
-      *facts = found->second.facts;
-      return true;
-    }
-    name = found->second.name;
   }
   *facts = {};
   RegistryKey key;
   std::vector<NamedRegistryValue> values;
-  LONG result = OpenPrinterKey(name, &key);
+  LONG result = OpenPrinterKey(name, *owner, &key);
   if (result == ERROR_SUCCESS) result = ListRegistryValues(key.get(), &values);
   if (result != ERROR_SUCCESS) {
     SetLastError(static_cast<DWORD>(result));
     return false;
   }
-  TakeFacts(values, facts);
-  if (RegistryVersion(HKEY_LOCAL_MACHINE) == version) {
+  TakeFacts(values, *owner, facts);
+  if (RegistryVersion(HiveOf(*owner)) == version) {
     const LockGuard guard(printers.lock);
     const auto found = printers.printers.find(handle);
-    if (found != printers.printers.end()) found->second = {name, *facts, version};
+    if (found != printers.printers.end()) found->second = {name, *owner, *facts, version};
   }
   return true;
 }
 
-LONG AddSpoolerPrinter(const std::wstring& name, const std::wstring& driver) {
+LONG AddSpoolerPrinter(const std::wstring& name, const std::wstring& driver, PrinterOwner owner) {
   RegistryKey key;
-  const LONG opened = OpenPrinterKey(name, &key);
+  const LONG opened = OpenPrinterKey(name, owner, &key);
   if (opened == ERROR_SUCCESS) return ERROR_PRINTER_ALREADY_EXISTS;
   if (name.empty()) return opened;
-  const LONG result = key.Create(HKEY_LOCAL_MACHINE, kPrintersKey);
+  const LONG result = key.Create(HiveOf(owner), kPrintersKey);
   if (result != ERROR_SUCCESS) return result;
   const RegistrySubKey printer{KeyName(name),
                                {{kNameValue, RegistryValue::FromText(name)},
@@ -139,24 +188,27 @@ LONG AddSpoolerPrinter(const std::wstring& name, const std::wstring& driver) {
 }
 
 LONG RemoveSpoolerPrinter(const std::wstring& name) {
-  RegistryKey key;
-  const LONG opened = OpenPrinterKey(name, &key);
-  if (opened != ERROR_SUCCESS) return opened;
-  return DeleteRegistryTree(HKEY_LOCAL_MACHINE, KeyOf(name));
+  PrinterOwner owner = PrinterOwner::kMachine;
+  const LONG found = FindPrinter(name, &owner);
+  return found == ERROR_SUCCESS ? DeleteRegistryTree(HiveOf(owner), KeyOf(name)) : found;
 }
 
 LONG ListSpoolerPrinters(std::vector<PrinterFacts>* printers) {
   printers->clear();
-  RegistryKey root;
-  LONG result = root.Open(HKEY_LOCAL_MACHINE, kPrintersKey, RegistryAccess::kRead);
-  if (result == ERROR_FILE_NOT_FOUND) return ERROR_SUCCESS;  // no printer was ever added
-  if (result != ERROR_SUCCESS) return result;
-  std::vector<RegistrySubKey> subKeys;
-  result = ReadRegistryKeys(root.get(), &subKeys);
-  for (const RegistrySubKey& subKey : subKeys) {
-    PrinterFacts facts;
-    if (TakeFacts(subKey.values, &facts)) printers->push_back(std::move(facts));
-  }
+  LONG result = AppendPrinters(PrinterOwner::kUser, printers);
+  const auto own = static_cast<std::ptrdiff_t>(printers->size());
+  if (result == ERROR_SUCCESS) result = AppendPrinters(PrinterOwner::kMachine, printers);
+  if (result != ERROR_SUCCESS || own == 0) return result;
+  const auto keyOf = [](const PrinterFacts& facts) {
+    return UpperCase(KeyName(facts.printerName));
+  };
+  const auto [hidden, end] = std::ranges::remove_if(
+      printers->begin() + own, printers->end(), [&](const PrinterFacts& facts) {
+        return std::any_of(printers->begin(), printers->begin() + own,
+                           [&](const PrinterFacts& users) { return keyOf(users) == keyOf(facts); });
+      });
+  printers->erase(hidden, end);
+  std::ranges::sort(*printers, {}, keyOf);
   return result;
 }
 

@@ -82,6 +82,12 @@ bool IsTerminal(OutputStream stream) {
   return GetConsoleMode(HandleOf(stream), &mode) != 0;
 }
 
+std::optional<int> TerminalWidth(OutputStream stream) {
+  CONSOLE_SCREEN_BUFFER_INFO info{};
+  if (!GetConsoleScreenBufferInfo(HandleOf(stream), &info)) return {};
+  return info.srWindow.Right - info.srWindow.Left;  // a full line would break at its end
+}
+
 bool IsInputTerminal() {
   DWORD mode = 0;
   return GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) != 0;

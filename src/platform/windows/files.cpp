@@ -16,8 +16,13 @@ std::wstring FromPath(const std::filesystem::path& path) { return path.wstring()
 std::wstring FromFileName(std::string_view name) { return Utf8ToWide(name); }
 
 std::wstring FileErrorText() {
-  const DWORD error = GetLastError();
-  switch (error) {
+  return FileErrorText(std::error_code(static_cast<int>(GetLastError()), std::system_category()));
+}
+
+std::wstring FileErrorText(const std::error_code& error) {
+  // Some functions report numbers of the C library.
+  if (error.category() == std::generic_category()) return Utf8ToWide(error.message());
+  switch (error.value()) {
     case ERROR_FILE_NOT_FOUND:
     case ERROR_PATH_NOT_FOUND:
       return L"no such file or folder";
@@ -27,7 +32,7 @@ std::wstring FileErrorText() {
     case ERROR_HANDLE_DISK_FULL:
       return L"the disk is full";
     default:
-      return DescribeError(static_cast<long>(error));
+      return DescribeError(error.value());
   }
 }
 
@@ -41,6 +46,20 @@ std::vector<std::wstring> LogFolders() {
     folders.emplace_back(folder, length);
   }
   return folders;
+}
+
+std::wstring MissingLogFolder() { return {}; }
+
+void CreateLogFolder() {}
+
+bool CanCreateFiles(const std::wstring& folder) {
+  // The system checks the access when the folder is opened for it.
+  constexpr DWORD kShared = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+  const HANDLE opened = CreateFileW(folder.c_str(), FILE_ADD_FILE, kShared, nullptr, OPEN_EXISTING,
+                                    FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (opened == INVALID_HANDLE_VALUE) return false;
+  CloseHandle(opened);
+  return true;
 }
 
 bool ExclusiveFile::Open(const std::filesystem::path& path, Trust) {

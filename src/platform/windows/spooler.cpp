@@ -49,7 +49,8 @@ bool GetPrinterFacts(HANDLE printer, PrinterFacts* facts) {
   return true;
 }
 
-LONG AddSpoolerPrinter(const std::wstring& name, const std::wstring& driver) {
+LONG AddSpoolerPrinter(const std::wstring& name, const std::wstring& driver, PrinterOwner owner) {
+  if (owner == PrinterOwner::kUser) return ERROR_NOT_SUPPORTED;
   // Some spoolers accept a duplicate name.
   if (const HANDLE existing = OpenPrinterHandle(name.c_str())) {
     ClosePrinter(existing);

@@ -9,6 +9,7 @@ namespace orv::tool {
 
 void AddConfigCommands(CLI::App* program);
 void AddDevmodeCommands(CLI::App* program);
+void AddDoctorCommand(CLI::App* program);
 void AddPageCommands(CLI::App* program);
 void AddPrintersCommands(CLI::App* program);
 void AddRegistryCommands(CLI::App* program);

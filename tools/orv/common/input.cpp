@@ -23,12 +23,40 @@ std::wstring temporaryFolder;  ///< once it is used
 /// The files that the command has read, apart from temporary ones.
 std::vector<std::wstring> inputs;
 
+/// Why the last file could not be read or written.
+std::wstring failureReason;
+
+/// Keeps the system's reason for a failure; returns false.
+bool FailForReason() {
+  failureReason = FileErrorText();
+  return false;
+}
+
 /// All of standard input; null when it cannot be read.
 const std::string* StandardInput() {
   static std::string bytes;
   if (IsInputTerminal()) StopProgress();
   static const bool isRead = ReadInput(&bytes);
   return isRead ? &bytes : nullptr;
+}
+
+/// Why a path does not lead to a file that can be read.
+std::wstring NotAFile(const std::filesystem::file_status& status, const std::error_code& error) {
+  switch (status.type()) {
+    case std::filesystem::file_type::not_found:
+      return L"no such file or folder";
+    case std::filesystem::file_type::none:
+      return FileErrorText(error);
+    case std::filesystem::file_type::directory:
+      return L"it is a folder";
+    default:
+      return L"it is not a file";
+  }
+}
+
+/// The end of a message about a path; the name of an empty one says enough.
+std::wstring ReasonFor(const std::wstring& path) {
+  return path.empty() || failureReason.empty() ? std::wstring() : L": " + failureReason;
 }
 
 /// A temporary folder that only this user can access; removed when the program exits normally.
@@ -51,24 +79,29 @@ struct PrivateFolder {
 
 bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset, std::size_t max) {
   bytes->clear();
+  failureReason.clear();
   if (IsStandardStream(path)) {
     const std::string* const input = StandardInput();
-    if (input == nullptr) return false;
+    if (input == nullptr) return FailForReason();
     *bytes = input->substr(std::min<std::uint64_t>(offset, input->size()), max);
     return true;
   }
   std::error_code error;
-  if (!std::filesystem::is_regular_file(ToPath(path), error)) return false;
+  const auto status = std::filesystem::status(ToPath(path), error);
+  if (!std::filesystem::is_regular_file(status)) {
+    failureReason = NotAFile(status, error);
+    return false;
+  }
   NoteInput(path);
   std::ifstream file(ToPath(path), std::ios::binary);
-  if (!file || !file.seekg(static_cast<std::streamoff>(offset))) return false;
+  if (!file || !file.seekg(static_cast<std::streamoff>(offset))) return FailForReason();
   char buffer[1 << 16];
   do {
     const std::size_t wanted = std::min(sizeof buffer, max - bytes->size());
     file.read(buffer, static_cast<std::streamsize>(wanted));
     bytes->append(buffer, static_cast<std::size_t>(file.gcount()));
   } while (file && bytes->size() < max);
-  return !file.bad();
+  return !file.bad() || FailForReason();
 }
 
 void NoteInput(const std::wstring& path) {
@@ -94,18 +127,18 @@ bool OutputFile::Write(std::string bytes) {
   isReplaced_ = !IsStandardStream(path_) &&
                 (!std::filesystem::exists(status) || std::filesystem::is_regular_file(status) ||
                  std::filesystem::is_directory(status));
-  if (isReplaced_) return file_.Open(path_) && file_.Write(bytes);
+  if (isReplaced_) return (file_.Open(path_) && file_.Write(bytes)) || FailForReason();
   bytes_ = std::move(bytes);
   return true;
 }
 
 bool OutputFile::Commit() {
-  if (isReplaced_) return file_.Commit();
-  if (IsStandardStream(path_)) return PrintContent(bytes_);
+  if (isReplaced_) return file_.Commit() || FailForReason();
+  if (IsStandardStream(path_)) return PrintContent(bytes_) || FailForReason();
   std::ofstream device(ToPath(path_), std::ios::binary);
   device.write(bytes_.data(), static_cast<std::streamsize>(bytes_.size()));
   device.close();
-  return !device.fail();
+  return !device.fail() || FailForReason();
 }
 
 bool WriteFile(const std::wstring& path, std::string bytes) {
@@ -117,6 +150,15 @@ std::wstring TemporaryPath(const wchar_t* name) {
   static const PrivateFolder folder;
   temporaryFolder = FromPath(folder.path);
   return FromPath(folder.path / name);
+}
+
+std::wstring CannotRead(const std::wstring& path) {
+  return L"cannot read " + InputName(path) + ReasonFor(path);
+}
+
+std::wstring CannotWrite(const std::wstring& path) {
+  const std::wstring name = IsStandardStream(path) ? L"standard output" : PathName(path);
+  return L"cannot write " + name + ReasonFor(path);
 }
 
 std::wstring PathName(const std::wstring& path) {
@@ -134,9 +176,11 @@ InputFile::InputFile(const std::wstring& path) : path_(path), isCopy_(IsStandard
   }
   path_ = TemporaryPath(L"input");
   const std::string* const input = StandardInput();
-  if (input == nullptr || !WriteFile(path_, *input)) {
-    Fail(kUnreadable, L"cannot read standard input");
+  if (input == nullptr) {
+    FailForReason();
+    Fail(kUnreadable, CannotRead(path));
   }
+  if (!WriteFile(path_, *input)) Fail(kUnreadable, CannotWrite(path_));
 }
 
 InputFile::~InputFile() {

@@ -16,7 +16,8 @@ inline constexpr wchar_t kStandardStream[] = L"-";
 
 /// Reads at most `max` bytes of a file from an offset; false when they cannot be read, for example
 /// because the path is a folder, a pipe or a device. The file is closed before the function
-/// returns. Standard input is read once and kept, so it can be read again.
+/// returns. Standard input is read once and kept, so it can be read again. `CannotRead` is the
+/// message for a failure.
 bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset = 0,
               std::size_t max = std::string::npos);
 
@@ -25,9 +26,10 @@ void NoteInput(const std::wstring& path);
 /// Whether the command has read a file, by this path or another one.
 bool WasRead(const std::wstring& path);
 
-/// Replaces a file atomically: it keeps its old content until `Commit`, and after a failure it has
-/// either all of the new content or all of the old. Standard output, pipes and devices are written
-/// by `Commit`, standard output through `PrintContent`.
+/// Replaces a file atomically: the file keeps its old content until `Commit`, and after a failure
+/// it has either all of the new content or all of the old. Standard output, pipes and devices are
+/// written by `Commit`, standard output through `PrintContent`. `CannotWrite` is the message for a
+/// failure.
 class OutputFile {
  public:
   explicit OutputFile(std::wstring path) : path_(std::move(path)) {}
@@ -50,6 +52,11 @@ bool WriteFile(const std::wstring& path, std::string bytes);
 /// A path in a temporary folder that only the user can access and that is removed when the program
 /// ends.
 std::wstring TemporaryPath(const wchar_t* name);
+
+/// "cannot read NAME: REASON" or "cannot write NAME: REASON", for the last failure of a function
+/// above.
+std::wstring CannotRead(const std::wstring& path);
+std::wstring CannotWrite(const std::wstring& path);
 
 /// A path for messages; for an empty path it says that it is empty.
 std::wstring PathName(const std::wstring& path);

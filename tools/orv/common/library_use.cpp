@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <vector>
 
+#include "config/config_loader.h"
 #include "orv/platform/spooler.h"
 #include "orv/settings/settings.h"
 #include "platform/files.h"
 #include "platform/letter_case.h"
 #include "platform/modules.h"
+#include "tools/orv/common/config_folders.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/common/spelling.h"
 
@@ -25,11 +27,10 @@ bool IsListed(const std::wstring& name) {
 
 }  // namespace
 
-LibraryUse::LibraryUse(const std::wstring& configFolder) {
+LibraryUse::LibraryUse(const std::wstring& configFolder) : folders_(ConfigFolders(configFolder)) {
   GetModulePath(nullptr, &client_.m_stModulePath);
   client_.m_stModuleName = FileNameOf(client_.m_stModulePath);
-  client_.m_stModuleFolder =
-      configFolder.empty() ? FromPath(ToPath(client_.m_stModulePath).parent_path()) : configFolder;
+  client_.m_stModuleFolder = folders_.front();
   PrintDetail(L"configuration files: " + client_.m_stModuleFolder);
   CLogger::StartLogging(&client_);
   cache_ = ConfigsCache::GetInstance();
@@ -38,6 +39,15 @@ LibraryUse::LibraryUse(const std::wstring& configFolder) {
 LibraryUse::~LibraryUse() {
   ConfigsCache::ReleaseInstance();
   CLogger::StopLogging(&client_);
+}
+
+std::wstring LibraryUse::FindConfigFile(HANDLE printer) {
+  PrinterFacts facts;
+  GetPrinterFacts(printer, &facts);
+  const std::wstring file = ConfigFileName(facts.driverName);
+  const std::wstring found = FolderWith(file, folders_);
+  client_.m_stModuleFolder = found.empty() ? folders_.front() : found;
+  return client_.m_stModuleFolder + kPathSeparator + file;
 }
 
 std::wstring FailingStore(std::initializer_list<HKEY> hives, LONG error) {
@@ -49,6 +59,16 @@ std::wstring FailingStore(std::initializer_list<HKEY> hives, LONG error) {
     }
   }
   return {};
+}
+
+std::wstring StorePart(HKEY hive) {
+  const std::wstring name = RegistryStoreName(hive);
+  return name.starts_with(L"HKEY_") ? std::wstring() : L" in " + name;
+}
+
+std::wstring AdministratorHint(HKEY hive, LONG error, const std::wstring& instead) {
+  if (hive != HKEY_LOCAL_MACHINE || error != ERROR_ACCESS_DENIED) return {};
+  return L"; only the administrator may write it, but " + instead;
 }
 
 void FailToReadItems(const RegistryFailure& failure) {
@@ -76,7 +96,8 @@ OpenPrinter::OpenPrinter(const std::wstring& name) : handle_(OpenPrinterHandle(n
   }
   if (isListed || error != ERROR_INVALID_PRINTER_NAME) {
     Fail(kUnreadable, L"cannot open the printer \"" + name + L"\"" +
-                          FailingStore({HKEY_LOCAL_MACHINE}, error) + L": " + DescribeError(error));
+                          FailingStore({HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}, error) + L": " +
+                          DescribeError(error));
   }
   Fail(kFindings, L"there is no printer \"" + name + L"\"" + DidYouMeanPrinter(name));
 }

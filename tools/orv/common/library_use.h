@@ -2,6 +2,7 @@
 
 #include <initializer_list>
 #include <string>
+#include <vector>
 
 #include "orv/config/configs_cache.h"
 #include "orv/logging/logger.h"
@@ -12,8 +13,8 @@
 
 namespace orv::tool {
 
-/// Logs under the program's name and holds the configuration cache while it lives. The library
-/// finds printers' configuration files in `configFolder`; empty means the program's own folder.
+/// Logs under the program's name and holds the configuration cache while it lives. Printers'
+/// configuration files are in one of the `ConfigFolders` of `configFolder`.
 class LibraryUse {
  public:
   explicit LibraryUse(const std::wstring& configFolder = {});
@@ -21,17 +22,32 @@ class LibraryUse {
   LibraryUse& operator=(const LibraryUse&) = delete;
   ~LibraryUse();
 
+  /// Lets the library find the configuration file of a printer, and returns its path. If no folder
+  /// has the file, that is the first one.
+  std::wstring FindConfigFile(HANDLE printer);
+  /// The folders that it searches.
+  const std::vector<std::wstring>& folders() const { return folders_; }
+
   CLoggerClient* client() { return &client_; }
   ConfigsCache* cache() { return cache_; }
 
  private:
   CLoggerClient client_;
+  std::vector<std::wstring> folders_;
   ConfigsCache* cache_;
 };
 
 /// The part " in STORE" of a message about an error: the first of these hives that cannot be read
 /// because of it. Empty if it is not an error of theirs.
 std::wstring FailingStore(std::initializer_list<HKEY> hives, LONG error);
+
+/// The part " in STORE" of a message about a hive that could not be written; empty where a store
+/// has the name of its hive.
+std::wstring StorePart(HKEY hive);
+
+/// The end of a message about a hive that could not be written: that only the administrator may, if
+/// that is why, and what the user can do `instead`. Otherwise empty.
+std::wstring AdministratorHint(HKEY hive, LONG error, const std::wstring& instead);
 
 /// Ends the command because stock items cannot be read from the settings store.
 [[noreturn]] void FailToReadItems(const RegistryFailure& failure);

@@ -68,7 +68,7 @@ CLI::Option* AddConfigFolder(CLI::App* command, std::string* folder) {
   return command
       ->add_option("--config-dir", *folder, "The folder of the printers' configuration files")
       ->type_name("FOLDER")
-      ->default_str("the program's own");
+      ->default_str("that of ORV_CONFIG_DIR, or the program's own");
 }
 
 CLI::Option* AddJsonFlag(CLI::App* command, bool* asJson, const std::string& meaning) {

@@ -30,7 +30,7 @@ void RequireReplaceable(const std::wstring& path);
 /// The name of the printer that a command works on.
 CLI::Option* AddPrinterArgument(CLI::App* command, std::string* name);
 
-/// The folder of the configuration files; empty for the program's own.
+/// The folder of the configuration files; empty for the usual ones.
 CLI::Option* AddConfigFolder(CLI::App* command, std::string* folder);
 
 CLI::Option* AddJsonFlag(CLI::App* command, bool* asJson,

@@ -56,7 +56,7 @@ std::string OutcomeAsJson(const std::string& command) {
 
 void SaveFile(const std::wstring& path, std::string bytes) {
   RequireReplaceable(path);
-  if (!WriteFile(path, std::move(bytes))) Fail(kUnreadable, L"cannot write " + PathName(path));
+  if (!WriteFile(path, std::move(bytes))) Fail(kUnreadable, CannotWrite(path));
   NoteFile(path);
 }
 

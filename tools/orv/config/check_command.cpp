@@ -9,7 +9,6 @@
 #include "base/utf8.h"
 #include "orv/text/format.h"
 #include "orv/xml/line_index.h"
-#include "platform/error_text.h"
 #include "platform/files.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
@@ -149,7 +148,7 @@ std::optional<EditProblem> FixFile(const std::wstring& path, const FindingsOf& f
     // With the permissions of the file.
     if (!std::filesystem::copy_file(ToPath(path), ToPath(backup), error)) {
       return EditProblem{kUnreadable, L"cannot write " + backup + L", so " + path +
-                                          L" was not changed: " + DescribeError(error.value())};
+                                          L" was not changed: " + FileErrorText(error)};
     }
     SaveEdited(file);
     Print(ShownDiff(UnifiedDiff(before, file.text, backup, path)));

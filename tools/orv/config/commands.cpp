@@ -13,7 +13,6 @@
 #include "orv/platform/types.h"
 #include "orv/text/format.h"
 #include "orv/xml/markup.h"
-#include "platform/files.h"
 #include "platform/modules.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
@@ -80,7 +79,7 @@ void AddConversion(CLI::App* group, const Conversion& conversion) {
     if (IsProtectedFile(in) != conversion.fromProtected)
       Fail(kFindings, InputName(in) + conversion.refusal);
     std::string bytes;
-    if (!ReadFile(in, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(in));
+    if (!ReadFile(in, &bytes)) Fail(kUnreadable, CannotRead(in));
     SaveFile(out, Converted(conversion.convert, bytes, InputName(in)));
   });
 }
@@ -150,16 +149,13 @@ void AddPrinterConfigCommand(CLI::App* printers) {
     const OpenPrinter printer(name);
     LibraryUse library(ToWide(options->folder));
     wchar_t driver[kMaxModulePath];
-    wchar_t file[kMaxModulePath];
     CConfigParser::GetPrinterDriverName(printer.get(), driver, kMaxModulePath, library.client());
-    CConfigParser::GetConfigXmlFilenameForPrinter(printer.get(), file, kMaxModulePath,
-                                                  library.client());
-    const std::wstring path = library.client()->m_stModuleFolder + kPathSeparator + file;
+    const std::wstring path = library.FindConfigFile(printer.get());
 
     const TimedLoad first = LoadFor(printer.get(), &library);
     if (first.config == nullptr) {
       Fail(kFindings, L"the configuration of \"" + name + L"\" does not load: " + path +
-                          L"\n     (for the reason, see orv config check or orv log show)");
+                          L"\n     (for the reason, see orv doctor or orv config check)");
     }
     const TimedLoad second = LoadFor(printer.get(), &library);
     if (options->showRecord) return PrintConfig(*first.config, options->asJson);

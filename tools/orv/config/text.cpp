@@ -19,7 +19,7 @@ bool ReadConfigText(const std::wstring& path, std::wstring* text, std::wstring* 
   const std::wstring name = InputName(path);
   std::string start;
   if (!ReadFile(path, &start, 0, kProtectedMarker.size())) {
-    *problem = L"cannot read " + name;
+    *problem = CannotRead(path);
     return false;
   }
   const InputFile file(path);
@@ -42,9 +42,7 @@ std::wstring LoadConfigText(const std::wstring& path) {
 
 bool IsProtectedFile(const std::wstring& path) {
   std::string start;
-  if (!ReadFile(path, &start, 0, kProtectedMarker.size())) {
-    Fail(kUnreadable, L"cannot read " + InputName(path));
-  }
+  if (!ReadFile(path, &start, 0, kProtectedMarker.size())) Fail(kUnreadable, CannotRead(path));
   return start == kProtectedMarker;
 }
 

@@ -19,12 +19,14 @@
 #include "orv/platform/registry.h"
 #include "orv/platform/types.h"
 #include "orv/text/format.h"
+#include "platform/console.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/library_use.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/devmode/explanation_text.h"
 #include "tools/orv/devmode/record_document.h"
 #include "tools/orv/devmode/record_input.h"
 #include "tools/orv/devmode/record_merge.h"
@@ -218,17 +220,6 @@ void ShowAsJson(const tagOEMDEV& record) {
   json.EndArray();
   json.EndObject();
   Print(json.Text());
-}
-
-constexpr std::size_t kWidestCell = 40;
-constexpr std::wstring_view kCut = L"...";
-
-/// A value as a table cell. A long value is cut to a part that begins at an offset.
-std::wstring Short(const std::wstring& text, std::size_t from = 0,
-                   std::size_t widest = kWidestCell) {
-  std::wstring part(from == 0 ? text : std::wstring(kCut) + text.substr(from));
-  if (part.size() > widest) part = part.substr(0, widest - kCut.size()).append(kCut);
-  return part;
 }
 
 /// Where to cut two long values that differ, so that both cells show the first difference.
@@ -465,7 +456,7 @@ void AddCheckCommand(CLI::App* group) {
     if (!options->config.empty()) {
       const std::wstring path = ToWide(options->config);
       std::string bytes;
-      if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(path));
+      if (!ReadFile(path, &bytes)) Fail(kUnreadable, CannotRead(path));
       const InputFile file(path);
       Config* loaded = nullptr;
       if (!CConfigParser::Load(file.path(), &loaded, library.cache(), library.client())) {
@@ -504,34 +495,38 @@ void AddCheckCommand(CLI::App* group) {
 }
 
 void AddExplainCommand(CLI::App* group) {
-  auto options = std::make_shared<MergeOptions>();
+  struct Options : MergeOptions {
+    bool isAll = false;
+    bool isChanged = false;
+  };
+  auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand(
       "explain", "Show for every field of a merge what goes in, what is allowed and what decides");
   AddMergeOptions(command, options.get());
   AddInchFlag(command);
+  CLI::Option* const all =
+      command->add_flag("--all", options->isAll, "Show every field, as to a file or a pipe");
+  command
+      ->add_flag("--changed", options->isChanged,
+                 "Show only fields that the merge changes or that differ from the printer's "
+                 "defaults, as on a terminal")
+      ->excludes(all)
+      ->excludes(command->get_option("--json"));
   command->footer(
-      "Writes nothing.\nExamples:\n  orv devmode explain \"Label 1\" --record label1.dev "
-      "--paper-size "
-      "257\n"
+      "Writes nothing. On a terminal that is narrower than the table it prints a list.\n"
+      "Examples:\n"
+      "  orv devmode explain \"Label 1\" --record label1.dev --paper-size 257\n"
+      "  orv devmode explain \"Label 1\" --width 4in --length 6in --changed\n"
       "  orv devmode explain \"Label 1\" --width 4in --length 6in --json");
   command->callback([options] {
     LibraryUse library(ToWide(options->record.configFolder));
     const OpenPrinter printer(ToWide(options->printer));
     const Merged merged = Merge(&library, printer, *options);
     if (options->asJson) return Print(ExplanationAsJson(merged));
-    Table table(
-        {L"FIELD", L"INCOMING", L"DEFAULT", L"STOCK", L"ALLOWED", L"RESULT", L"DECIDED BY"});
-    const auto text = [](const tagOEMDEV& record, const RecordField& field) {
-      return Short(FieldText(record, field, LengthText));
-    };
-    for (const RecordField* const field : ExplainedFields()) {
-      table.Add({Widen(field->name), text(merged.in, *field),
-                 field->hasDefault ? text(merged.defaults, *field) : L"untouched",
-                 IsApplied(merged, *field) ? text(merged.applied, *field) : L"",
-                 AllowedText(*merged.config, *field, LengthText), text(merged.out, *field),
-                 DecisionText(merged, *field, LengthText)});
-    }
-    Print(table.TakeText());
+    const bool isTerminal = IsTerminal(OutputStream::kResults);
+    const bool isPart = options->isChanged || (isTerminal && !options->isAll);
+    Print(ExplanationAsText(merged, isPart ? ExplainedPart::kChanged : ExplainedPart::kAll,
+                            TerminalWidth(OutputStream::kResults)));
   });
 }
 
@@ -574,9 +569,10 @@ void AddDevmodeCommands(CLI::App* program) {
   CLI::App* group = program->add_subcommand("devmode", "Private settings records as files");
   group->require_subcommand(1);
   group->footer(
-      "A record is a file of 2688 bytes, or its text with one \"Name = value\" a line; - stands "
-      "for\n"
-      "standard input, and with -o for standard output.\n"
+      "A record is a file of 2688 bytes, or its text with one \"Name = value\" a line, or is "
+      "found\n"
+      "in a file that contains it: a public record, an exported registry file, or a file of the\n"
+      "spooler. - stands for standard input, and with -o for standard output.\n"
       "Examples:\n"
       "  orv devmode default \"Label 1\" -o label1.dev\n"
       "  orv devmode merge \"Label 1\" --record label1.dev --width 50 --length 30 -o merged.dev\n"

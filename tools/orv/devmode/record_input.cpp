@@ -34,13 +34,25 @@ tagOEMDEV DefaultsOf(const std::string& printer, const std::string& configFolder
   return DefaultsOf(&library, OpenPrinter(name), name);
 }
 
-tagOEMDEV ReadRecord(const std::string& file, const RecordOptions& options, bool* isText) {
+tagOEMDEV ReadRecord(const std::string& file, const RecordOptions& options, RecordForm* form) {
   const std::wstring path = ToWide(file);
   std::string bytes;
-  if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(path));
+  if (!ReadFile(path, &bytes)) Fail(kUnreadable, CannotRead(path));
   std::optional<tagOEMDEV> defaults;
   if (!options.defaults.empty()) defaults = DefaultsOf(options.defaults, options.configFolder);
-  return ParseRecord(bytes, path, defaults ? &*defaults : nullptr, isText);
+  std::wstring problem;
+  const auto parsed =
+      ParseRecord(bytes, InputName(path), defaults ? &*defaults : nullptr, &problem);
+  if (!parsed) Fail(kFindings, problem);
+  if (form != nullptr) *form = parsed->form;
+  if (!parsed->places.empty()) {
+    std::wstring text = InputName(path) + L": the record is " + parsed->places.front();
+    for (std::size_t i = 1; i < parsed->places.size(); ++i) {
+      text += (i == 1 ? L"\n     (not used: the one " : L", the one ") + parsed->places[i];
+    }
+    PrintMessage(text + (parsed->places.size() > 1 ? L")" : L""));
+  }
+  return parsed->record;
 }
 
 }  // namespace orv::tool

@@ -7,6 +7,7 @@
 #include "orv/config/config.h"
 #include "orv/devmode/oemdev.h"
 #include "tools/orv/common/library_use.h"
+#include "tools/orv/devmode/record_text.h"
 
 /// The records that commands read: from files and from printers. Every function ends the command
 /// when it fails.
@@ -29,7 +30,9 @@ tagOEMDEV DefaultsOf(LibraryUse* library, const OpenPrinter& printer, const std:
 /// The defaults of a printer by name.
 tagOEMDEV DefaultsOf(const std::string& printer, const std::string& configFolder);
 
-/// Reads a record from a file, as bytes or as text; `*isText`, unless null, says which it is.
-tagOEMDEV ReadRecord(const std::string& file, const RecordOptions& options, bool* isText = nullptr);
+/// Reads a record from a file: its bytes, its text, or a file that encloses it, with a message that
+/// says where. `*form`, unless null, says which it is.
+tagOEMDEV ReadRecord(const std::string& file, const RecordOptions& options,
+                     RecordForm* form = nullptr);
 
 }  // namespace orv::tool

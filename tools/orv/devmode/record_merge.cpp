@@ -8,6 +8,7 @@
 #include "orv/platform/types.h"
 #include "orv/text/format.h"
 #include "platform/files.h"
+#include "tools/orv/common/config_folders.h"
 
 namespace orv::tool {
 namespace {
@@ -31,14 +32,20 @@ std::wstring RefusalText(const tagOEMDEV* in, Conversion conversion) {
 std::wstring ProblemOf(const DevmodeResult& result, const tagOEMDEV* in, LibraryUse* library) {
   if (result.failure == DevmodeFailure::kNone) return {};
   if (result.failure != DevmodeFailure::kConfigNotLoaded) return RefusalText(in, result.conversion);
-  return L"the printer's configuration " + FileNameOf(result.load.path) + L" does not load from " +
-         library->client()->m_stModuleFolder + L" (--config-dir names another folder)";
+  const std::wstring file = L"the printer's configuration " + FileNameOf(result.load.path);
+  if (FolderWith(FileNameOf(result.load.path), library->folders()).empty()) {
+    return file + L" is not in " + AnyOf(library->folders()) +
+           L" (--config-dir names another folder)";
+  }
+  return file + L" does not load from " + library->client()->m_stModuleFolder +
+         L"; `orv config check` says why";
 }
 
 }  // namespace
 
 const Config* DefaultRecord(LibraryUse* library, const OpenPrinter& printer,
                             const std::wstring& name, tagOEMDEV* record, std::wstring* problem) {
+  library->FindConfigFile(printer.get());
   OEMDMPARAM param{};
   param.cbSize = sizeof(param);
   param.hPrinter = printer.get();
@@ -51,6 +58,7 @@ const Config* DefaultRecord(LibraryUse* library, const OpenPrinter& printer,
 
 bool MergeRecord(LibraryUse* library, const OpenPrinter& printer, const std::wstring& name,
                  Merged* merged, std::wstring* problem) {
+  library->FindConfigFile(printer.get());
   merged->publicOut = merged->publicIn;
   *problem = ProblemOf(RunMerge(printer.get(), name, library->cache(), library->client(), merged),
                        &merged->in, library);

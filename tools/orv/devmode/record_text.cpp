@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "base/utf8.h"
 #include "devmode/field_text.h"
@@ -17,6 +18,7 @@
 #include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/common/spelling.h"
+#include "tools/orv/devmode/record_search.h"
 
 namespace orv::tool {
 namespace {
@@ -84,16 +86,40 @@ std::wstring NearestField(const std::wstring& name) {
   return DidYouMean(name, std::vector<std::wstring_view>(names.begin(), names.end()));
 }
 
-/// Ends the command if a text does not name every field.
-void RequireAllFields(const std::set<const RecordField*>& named, const std::wstring& path) {
+/// The message that a text does not name every field; empty if it does.
+std::wstring MissingFields(const std::set<const RecordField*>& named, const std::wstring& path) {
   const std::size_t missing = RecordFields().size() - named.size();
-  if (missing == 0) return;
+  if (missing == 0) return {};
   const auto first = std::ranges::find_if(
       RecordFields(), [&](const RecordField& field) { return !named.contains(&field); });
   std::wstring text = L"the field " + Widen(first->name) + L" is missing";
   if (missing > 1)
     text = Format(L"%zu fields are missing, the first is ", missing) + Widen(first->name);
-  Fail(kFindings, path + L": " + text + L"; --defaults PRINTER fills in a printer's defaults");
+  return path + L": " + text + L"; --defaults PRINTER fills in a printer's defaults";
+}
+
+/// Sets the fields that a text names; the reason why it cannot, or empty.
+std::wstring ReadText(const std::wstring& text, const std::wstring& path, bool mustNameAll,
+                      tagOEMDEV* record) {
+  std::set<const RecordField*> named;
+  int lineNumber = 0;
+  for (std::size_t start = 0; start < text.size();) {
+    const std::size_t end = std::min(text.find(L'\n', start), text.size());
+    const std::wstring_view line =
+        Trim(std::wstring_view(text).substr(start, end - start), kBlanks);
+    start = end + 1;
+    ++lineNumber;
+    if (line.empty() || line[0] == L'#') continue;
+    const RecordField* field = nullptr;
+    std::wstring problem = SetNamedField(line, record, &field);
+    if (field != nullptr && !named.insert(field).second) {
+      problem = L"the field " + Widen(field->name) + L" has a value already";
+    }
+    if (!problem.empty()) {
+      return Format(L"%ls:%d: %ls", path.c_str(), lineNumber, problem.c_str());
+    }
+  }
+  return mustNameAll ? MissingFields(named, path) : std::wstring();
 }
 
 }  // namespace
@@ -181,6 +207,13 @@ const RecordField* FindField(std::wstring_view name) {
   return found != fields.end() ? found->second : nullptr;
 }
 
+std::wstring Short(const std::wstring& text, std::size_t from, std::size_t widest) {
+  constexpr std::wstring_view kCut = L"...";
+  std::wstring part(from == 0 ? text : std::wstring(kCut) + text.substr(from));
+  if (part.size() > widest) part = part.substr(0, widest - kCut.size()).append(kCut);
+  return part;
+}
+
 std::string RecordAsText(const tagOEMDEV& record) {
   std::string text(kTitle);
   for (const RecordField& field : RecordFields()) {
@@ -192,42 +225,33 @@ std::string RecordAsText(const tagOEMDEV& record) {
 tagOEMDEV RecordFromText(const std::wstring& text, const std::wstring& path,
                          const tagOEMDEV* defaults) {
   tagOEMDEV record = defaults != nullptr ? *defaults : tagOEMDEV{};
-  std::set<const RecordField*> named;
-  int lineNumber = 0;
-  for (std::size_t start = 0; start < text.size();) {
-    const std::size_t end = std::min(text.find(L'\n', start), text.size());
-    const std::wstring_view line =
-        Trim(std::wstring_view(text).substr(start, end - start), kBlanks);
-    start = end + 1;
-    ++lineNumber;
-    if (line.empty() || line[0] == L'#') continue;
-    const RecordField* field = nullptr;
-    std::wstring problem = SetNamedField(line, &record, &field);
-    if (field != nullptr && !named.insert(field).second) {
-      problem = L"the field " + Widen(field->name) + L" has a value already";
-    }
-    if (!problem.empty()) {
-      Fail(kFindings, Format(L"%ls:%d: %ls", path.c_str(), lineNumber, problem.c_str()));
-    }
-  }
-  if (defaults == nullptr) RequireAllFields(named, path);
+  const std::wstring problem = ReadText(text, path, defaults == nullptr, &record);
+  if (!problem.empty()) Fail(kFindings, problem);
   return record;
 }
 
-tagOEMDEV ParseRecord(const std::string& bytes, const std::wstring& path, const tagOEMDEV* defaults,
-                      bool* isText) {
+std::optional<ParsedRecord> ParseRecord(const std::string& bytes, const std::wstring& path,
+                                        const tagOEMDEV* defaults, std::wstring* problem) {
   const std::wstring title = Widen(kTitle.substr(0, kTitle.size() - 1));
-  const std::wstring text = DecodeText(bytes);
-  const bool startsAsText = text.starts_with(title);
-  if (isText != nullptr) *isText = startsAsText;
-  if (startsAsText) return RecordFromText(text, path, defaults);
-  if (bytes.size() != sizeof(tagOEMDEV)) {
-    Fail(kFindings, Format(L"%ls: not a record: it has neither %d bytes nor the first line \"%ls\"",
-                           path.c_str(), static_cast<int>(sizeof(tagOEMDEV)), title.c_str()));
+  ParsedRecord parsed{};
+  if (const std::wstring text = DecodeText(bytes); text.starts_with(title)) {
+    parsed.form = RecordForm::kAsText;
+    if (defaults != nullptr) parsed.record = *defaults;
+    *problem = ReadText(text, path, defaults == nullptr, &parsed.record);
+    return problem->empty() ? std::optional(parsed) : std::nullopt;
   }
-  tagOEMDEV record;
-  std::memcpy(&record, bytes.data(), sizeof(record));
-  return record;
+  if (bytes.size() == sizeof(tagOEMDEV)) {
+    std::memcpy(&parsed.record, bytes.data(), sizeof(tagOEMDEV));
+    return parsed;
+  }
+  RecordSearch search = FindRecords(bytes);
+  if (!search.record) {
+    *problem =
+        Format(L"%ls: no record found: %ls; a record has %zu bytes, or the first line \"%ls\"",
+               path.c_str(), search.content.c_str(), sizeof(tagOEMDEV), title.c_str());
+    return {};
+  }
+  return ParsedRecord{*search.record, RecordForm::kEnclosed, std::move(search.places)};
 }
 
 void WriteRecord(const std::wstring& path, const tagOEMDEV& record, bool asText) {

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "devmode/record_fields.h"
 #include "orv/devmode/oemdev.h"
@@ -22,6 +24,12 @@ std::wstring SetNamedField(std::wstring_view assignment, tagOEMDEV* record,
 /// The field of a name, compared case-insensitively; null if there is none.
 const RecordField* FindField(std::wstring_view name);
 
+/// The characters of the widest cell of a table with values.
+inline constexpr std::size_t kWidestCell = 40;
+/// A value as a table cell. A long value is cut to a part that begins at an offset.
+std::wstring Short(const std::wstring& text, std::size_t from = 0,
+                   std::size_t widest = kWidestCell);
+
 /// A record as text, one "Name = value" a line; lines with # are comments.
 std::string RecordAsText(const tagOEMDEV& record);
 /// Parses such a text. Fields that it does not name are those of `defaults`; if that is null, every
@@ -29,10 +37,19 @@ std::string RecordAsText(const tagOEMDEV& record);
 tagOEMDEV RecordFromText(const std::wstring& text, const std::wstring& path,
                          const tagOEMDEV* defaults);
 
-/// Parses the content of a file, bytes or text, like `RecordFromText`. Ends the command if it is
-/// neither. `*isText`, unless null, says which it is.
-tagOEMDEV ParseRecord(const std::string& bytes, const std::wstring& path, const tagOEMDEV* defaults,
-                      bool* isText);
+/// The form in which a file has a record: its bytes, its text, or among other bytes.
+enum class RecordForm { kAsBytes, kAsText, kEnclosed };
+
+struct ParsedRecord {
+  tagOEMDEV record;
+  RecordForm form = RecordForm::kAsBytes;
+  std::vector<std::wstring> places;  ///< of all records, the first one's first; only if enclosed
+};
+
+/// Parses the content of a file like `RecordFromText`, or finds the first record in it. Nothing,
+/// with the reason in `*problem`, if there is none.
+std::optional<ParsedRecord> ParseRecord(const std::string& bytes, const std::wstring& path,
+                                        const tagOEMDEV* defaults, std::wstring* problem);
 /// Writes a record as bytes or as text.
 void WriteRecord(const std::wstring& path, const tagOEMDEV& record, bool asText);
 

@@ -2,6 +2,7 @@
 
 #include "devmode/merge.h"
 #include "tools/orv/common/commands.h"
+#include "tools/orv/common/input.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
@@ -68,9 +69,13 @@ void AddChangeOptions(CLI::App* command, ChangeOptions* options) {
 }
 
 /// Writes a record to the output file, or else back to the input file, in the form in which it was
-/// read.
-void WriteChanged(const ChangeOptions& options, const tagOEMDEV& record, bool isText) {
-  WriteRecord(ToWide(options.out.empty() ? options.file : options.out), record, isText);
+/// read. A file that encloses the record has more content, and is not replaced.
+void WriteChanged(const ChangeOptions& options, const tagOEMDEV& record, RecordForm form) {
+  const std::wstring path = ToWide(options.out.empty() ? options.file : options.out);
+  if (form == RecordForm::kEnclosed && options.out.empty() && path != kStandardStream) {
+    Fail(kUsage, path + L" has more than the record and is not replaced; -o names another file");
+  }
+  WriteRecord(path, record, form == RecordForm::kAsText);
 }
 
 void AddRecordSetCommand(CLI::App* group) {
@@ -93,14 +98,14 @@ void AddRecordSetCommand(CLI::App* group) {
       "  orv devmode set label1.dev PrintSpeed=100 PaperWidth=50mm\n"
       "  orv devmode set label1.dev 'CustomCommandPageEnd=\"cut\"' -o cut.dev");
   command->callback([options] {
-    bool isText = false;
-    tagOEMDEV record = ReadRecord(options->file, options->record, &isText);
+    RecordForm form{};
+    tagOEMDEV record = ReadRecord(options->file, options->record, &form);
     for (const std::string& value : options->values) {
       const RecordField* field = nullptr;
       const std::wstring problem = SetNamedField(ToWide(value), &record, &field);
       if (!problem.empty()) Fail(kUsage, ToWide(value) + L": " + problem);
     }
-    WriteChanged(*options, record, isText);
+    WriteChanged(*options, record, form);
   });
 }
 
@@ -124,10 +129,10 @@ void AddConvertCommand(CLI::App* group) {
       "  orv devmode convert label1.dev --to legacy\n"
       "  orv devmode convert label1.dev --to current -o current.dev");
   command->callback([options] {
-    bool isText = false;
-    tagOEMDEV record = ReadRecord(options->file, options->record, &isText);
+    RecordForm form{};
+    tagOEMDEV record = ReadRecord(options->file, options->record, &form);
     options->layout == "legacy" ? WriteLegacyLayout(&record) : ReadLegacyLayout(&record);
-    WriteChanged(*options, record, isText);
+    WriteChanged(*options, record, form);
   });
 }
 

@@ -102,7 +102,7 @@ void ReadWanted(const LogOptions& options, const LogReader::Use& use) {
     hasEntries = true;
     if (IsWanted(entry, options)) use(entry);
   });
-  if (!size) Fail(kUnreadable, L"cannot read the log " + InputName(path));
+  if (!size) Fail(kUnreadable, CannotRead(path));
   if (!hasEntries && *size > 0) Fail(kFindings, path + L" contains no log entries");
 }
 

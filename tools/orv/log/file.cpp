@@ -10,6 +10,8 @@
 #include "orv/settings/settings.h"
 #include "platform/clock.h"
 #include "platform/console.h"
+#include "platform/files.h"
+#include "tools/orv/common/config_folders.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/library_use.h"
 #include "tools/orv/common/output.h"
@@ -93,7 +95,10 @@ std::wstring DayLogPath(const std::optional<std::string>& date) {
                           DescribeError(error));
   }
   const std::wstring folder = ChooseLogFolder(configured);
-  if (folder.empty()) Fail(kUnreadable, L"no folder for logs was found");
+  if (folder.empty()) {
+    Fail(kUnreadable, L"there is no folder for logs: create " + AnyOf(LogFolders()) +
+                          L" (orv doctor says more)");
+  }
   return LogFilePath(folder, date ? ParseDate(*date) : GetLocalTimeNow());
 }
 

@@ -49,8 +49,11 @@ std::wstring WhyNotPng(const std::wstring& path) {
 /// Explains why the file at `path`, which the user calls `name`, did not load.
 std::wstring Explain(Status status, const std::wstring& path, const std::wstring& name) {
   switch (status) {
-    case FileNotFound:
-      return L"cannot read " + PathName(name);
+    case FileNotFound: {
+      std::string bytes;
+      ReadFile(path, &bytes, 0, 1);  // for its reason
+      return CannotRead(name);
+    }
     case UnknownImageFormat:
       return name + L": " + WhyNotPng(path);
     case OutOfMemory:
@@ -173,13 +176,13 @@ void PageFiles::Add(Bitmap* page, const std::wstring& path) {
   RefuseInputs(inputs_, path);
   RequireReplaceable(path);
   if (!files_.emplace_back(path).Write(PngOf(page, resolution_))) {
-    Fail(kUnreadable, L"cannot write " + PathName(path));
+    Fail(kUnreadable, CannotWrite(path));
   }
 }
 
 void PageFiles::Finish() {
   for (OutputFile& file : files_) {
-    if (!file.Commit()) Fail(kUnreadable, L"cannot write " + PathName(file.path()));
+    if (!file.Commit()) Fail(kUnreadable, CannotWrite(file.path()));
     PrintDetail(L"wrote " + PathName(file.path()));
   }
   files_.clear();

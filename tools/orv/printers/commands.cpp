@@ -1,8 +1,12 @@
-#include "tools/orv/common/commands.h"
+#include <algorithm>
+
+#include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
 #include "orv/platform/types.h"
+#include "tools/orv/common/commands.h"
 #include "tools/orv/common/library_use.h"
 #include "tools/orv/common/options.h"
+#include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
 
 namespace orv::tool {
@@ -18,30 +22,56 @@ int ExitCodeOf(LONG error) {
   }
 }
 
+const wchar_t* NameOf(PrinterOwner owner) {
+  return owner == PrinterOwner::kUser ? L"user" : L"machine";
+}
+
+/// Adds a printer, for the user alone if the machine's settings cannot be written.
+void AddNamedPrinter(const std::wstring& name, const std::wstring& driver, PrinterOwner owner) {
+  LONG error = AddSpoolerPrinter(name, driver, owner);
+  if (error == ERROR_ACCESS_DENIED && owner == PrinterOwner::kMachine &&
+      AddSpoolerPrinter(name, driver, PrinterOwner::kUser) == ERROR_SUCCESS) {
+    owner = PrinterOwner::kUser;
+    error = ERROR_SUCCESS;
+    PrintMessage(L"only the administrator may write " + RegistryStoreName(HKEY_LOCAL_MACHINE) +
+                 L"; the printer was added for you alone, in " +
+                 RegistryStoreName(HKEY_CURRENT_USER));
+  }
+  if (error != ERROR_SUCCESS) {
+    const HKEY hive = owner == PrinterOwner::kUser ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
+    Fail(ExitCodeOf(error), L"cannot add the printer \"" + name + L"\"" +
+                                (ExitCodeOf(error) == kUnreadable ? StorePart(hive) : L"") + L": " +
+                                DescribeError(error));
+  }
+  NoteResult("owner", NameOf(owner), {});
+}
+
 void AddAddCommand(CLI::App* group) {
   struct Options {
     std::string name;
     std::string driver;
+    bool isUsers = false;
   };
   auto options = std::make_shared<Options>();
   CLI::App* command = group->add_subcommand("add", "Add a printer to the spooler");
   command->add_option("NAME", options->name, "The printer's name")->required();
   command->add_option("DRIVER", options->driver, "The name of its driver")->required();
+  command->add_flag("--user", options->isUsers,
+                    "Add it for the current user alone, in the user's settings (not on Windows)");
   command->footer(
+      "Users who may not write the machine's settings add printers for themselves alone. They "
+      "hide\n"
+      "the machine's printers of the same name.\n"
       "Examples:\n"
       "  orv printers add \"Label 3\" \"ORV-LX 4.3/300P\"\n"
-      "  orv printers add \"Packing line 2\" \"ORV-DX 600+\"");
+      "  orv printers add --user \"Packing line 2\" \"ORV-DX 600+\"");
   command->callback([options] {
     const std::wstring name = ToWide(options->name);
     if (name.empty() || options->driver.empty()) {
       Fail(kUsage, L"a printer has a name and a driver");
     }
-    const LONG error = AddSpoolerPrinter(name, ToWide(options->driver));
-    if (error != ERROR_SUCCESS) {
-      Fail(ExitCodeOf(error), L"cannot add the printer \"" + name + L"\"" +
-                                  FailingStore({HKEY_LOCAL_MACHINE}, error) + L": " +
-                                  DescribeError(error));
-    }
+    AddNamedPrinter(name, ToWide(options->driver),
+                    options->isUsers ? PrinterOwner::kUser : PrinterOwner::kMachine);
   });
 }
 
@@ -54,8 +84,9 @@ void AddListCommand(CLI::App* group) {
     std::vector<PrinterFacts> printers;
     const LONG error = ListSpoolerPrinters(&printers);
     if (error != ERROR_SUCCESS) {
-      Fail(kUnreadable, L"cannot list the printers" + FailingStore({HKEY_LOCAL_MACHINE}, error) +
-                            L": " + DescribeError(error));
+      Fail(kUnreadable, L"cannot list the printers" +
+                            FailingStore({HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}, error) + L": " +
+                            DescribeError(error));
     }
     if (*asJson) {
       JsonWriter json;
@@ -64,14 +95,19 @@ void AddListCommand(CLI::App* group) {
         json.BeginObject();
         json.Member("name", printer.printerName);
         json.Member("driver", printer.driverName);
+        json.Member("owner", NameOf(printer.owner));
         json.EndObject();
       }
       json.EndArray();
       return Print(json.Text());
     }
-    Table table({L"NAME", L"DRIVER"});
+    // Only some have printers of their own, so there is no column without them.
+    const bool hasOwn = std::ranges::count(printers, PrinterOwner::kUser, &PrinterFacts::owner) > 0;
+    std::vector<std::wstring> titles = {L"NAME", L"DRIVER"};
+    if (hasOwn) titles.emplace_back(L"OWNER");
+    Table table(std::move(titles));
     for (const PrinterFacts& printer : printers) {
-      table.Add({printer.printerName, printer.driverName});
+      table.Add({printer.printerName, printer.driverName, hasOwn ? NameOf(printer.owner) : L""});
     }
     Print(table.TakeText());
   });
@@ -90,7 +126,10 @@ void AddRemoveCommand(CLI::App* group) {
     if (error != ERROR_SUCCESS) {
       Fail(ExitCodeOf(error),
            L"cannot remove the printer \"" + ToWide(*name) + L"\"" +
-               FailingStore({HKEY_LOCAL_MACHINE}, error) + L": " + DescribeError(error) +
+               FailingStore({HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}, error) + L": " +
+               DescribeError(error) +
+               AdministratorHint(HKEY_LOCAL_MACHINE, error,
+                                 L"orv printers add --user adds a printer that hides this one") +
                (error == ERROR_INVALID_PRINTER_NAME ? DidYouMeanPrinter(ToWide(*name)) : L""));
     }
   });

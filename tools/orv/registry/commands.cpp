@@ -51,6 +51,14 @@ void Require(LONG error, const std::wstring& what, const KeyName& name) {
            DescribeError(error));
 }
 
+/// The same for a function that writes.
+void RequireChanged(LONG error, const std::wstring& what, const KeyName& name) {
+  if (error == ERROR_SUCCESS || error == ERROR_FILE_NOT_FOUND) return Require(error, what, name);
+  Fail(kUnreadable, L"cannot " + what + L" " + name.Full() + StorePart(name.root) + L": " +
+                        DescribeError(error) +
+                        AdministratorHint(name.root, error, L"settings below HKCU are your own"));
+}
+
 RegistryKey OpenKey(const KeyName& name, RegistryAccess access) {
   RegistryKey key;
   Require(key.Open(name.root, name.path, access), L"open", name);
@@ -215,9 +223,9 @@ void AddSetCommand(CLI::App* group) {
     const KeyName name = ParseKey(options->key);
     const RegistryValue value = ParseData(ToWide(options->data), options->type);
     RegistryKey key;
-    Require(key.Create(name.root, name.path), L"make", name);
-    Require(SetRegistryValue(key.get(), ToWide(options->name), value),
-            L"set \"" + ToWide(options->name) + L"\" in", name);
+    RequireChanged(key.Create(name.root, name.path), L"make", name);
+    RequireChanged(SetRegistryValue(key.get(), ToWide(options->name), value),
+                   L"set \"" + ToWide(options->name) + L"\" in", name);
   });
 }
 
@@ -242,11 +250,11 @@ void AddDeleteCommand(CLI::App* group) {
       if (name.path.find_first_not_of(L'\\') == std::wstring::npos) {
         Fail(kUsage, L"refusing to delete a whole hive");
       }
-      return Require(DeleteRegistryTree(name.root, name.path), L"delete", name);
+      return RequireChanged(DeleteRegistryTree(name.root, name.path), L"delete", name);
     }
     const RegistryKey key = OpenKey(name, RegistryAccess::kReadWrite);
-    Require(DeleteRegistryValue(key.get(), ToWide(options->name)),
-            L"delete \"" + ToWide(options->name) + L"\" in", name);
+    RequireChanged(DeleteRegistryValue(key.get(), ToWide(options->name)),
+                   L"delete \"" + ToWide(options->name) + L"\" in", name);
   });
 }
 
@@ -324,7 +332,7 @@ void AddImportCommand(CLI::App* group) {
   command->callback([file] {
     const std::wstring path = ToWide(*file);
     std::string bytes;
-    if (!ReadFile(path, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(path));
+    if (!ReadFile(path, &bytes)) Fail(kUnreadable, CannotRead(path));
     std::vector<RegChange> changes;
     std::vector<RegFault> faults;
     ParseRegFile(DecodeText(bytes), &changes, &faults);
@@ -335,9 +343,11 @@ void AddImportCommand(CLI::App* group) {
     for (const RegChange& change : changes) {
       const LONG error = Apply(change);
       if (error != ERROR_SUCCESS) {
-        Fail(kUnreadable, Format(L"%ls:%zu: cannot change ", path.c_str(), change.line) +
-                              FullKeyPath(change.root, change.path) +
-                              FailingStore({change.root}, error) + L": " + DescribeError(error));
+        Fail(kUnreadable,
+             Format(L"%ls:%zu: cannot change ", path.c_str(), change.line) +
+                 FullKeyPath(change.root, change.path) + StorePart(change.root) + L": " +
+                 DescribeError(error) +
+                 AdministratorHint(change.root, error, L"settings below HKCU are your own"));
       }
     }
   });

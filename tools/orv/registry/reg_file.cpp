@@ -247,6 +247,10 @@ class RegFileParser {
 
 }  // namespace
 
+bool IsRegFile(std::wstring_view text) {
+  return text.starts_with(kHeader) || text.starts_with(kHeaderVersion4);
+}
+
 void ParseRegFile(std::wstring_view text, std::vector<RegChange>* changes,
                   std::vector<RegFault>* faults) {
   changes->clear();

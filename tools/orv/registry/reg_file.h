@@ -27,6 +27,9 @@ struct RegFault {
   std::wstring message;
 };
 
+/// Whether a text begins like a registry file.
+bool IsRegFile(std::wstring_view text);
+
 /// Parses a registry file into changes, in order, and faults. Do not apply the changes of a file
 /// with faults.
 void ParseRegFile(std::wstring_view text, std::vector<RegChange>* changes,

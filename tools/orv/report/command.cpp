@@ -12,8 +12,6 @@
 #include "orv/text/format.h"
 #include "orv/xml/line_index.h"
 #include "platform/clock.h"
-#include "platform/files.h"
-#include "platform/modules.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/lengths.h"
@@ -55,17 +53,13 @@ ReportLog FindLog(const ReportOptions& options) {
   ReportLog log;
   log.path = options.logFile ? ToWide(*options.logFile) : DayLogPath(options.date);
   log.isThere = ReadLog(log.path, [&](const LogEntry& entry) { log.Add(entry); }).has_value();
-  if (!log.isThere && options.logFile)
-    Fail(kUnreadable, L"cannot read the log " + InputName(log.path));
+  if (!log.isThere && options.logFile) Fail(kUnreadable, CannotRead(log.path));
   return log;
 }
 
 ReportModel FindModel(LibraryUse* library, const OpenPrinter& printer) {
   ReportModel model;
-  wchar_t file[kMaxModulePath];
-  CConfigParser::GetConfigXmlFilenameForPrinter(printer.get(), file, kMaxModulePath,
-                                                library->client());
-  model.path = library->client()->m_stModuleFolder + kPathSeparator + file;
+  model.path = library->FindConfigFile(printer.get());
   Config* config = nullptr;
   CConfigParser::Load(printer.get(), &config, library->cache(), library->client());
   model.config = config;
@@ -223,7 +217,8 @@ void MakeReport(ReportOptions* options) {
   const OpenPrinter printer(facts.printer);
   PrinterFacts spooler;
   if (!GetPrinterFacts(printer.get(), &spooler)) {
-    Fail(kUnreadable, L"the spooler does not describe the printer \"" + facts.printer + L"\"");
+    Fail(kUnreadable, L"the spooler does not describe the printer \"" + facts.printer + L"\": " +
+                          DescribeError(static_cast<LONG>(GetLastError())));
   }
   facts.driver = spooler.driverName;
   // Before this program writes to the log itself.

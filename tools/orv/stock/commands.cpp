@@ -367,7 +367,7 @@ void AddExportCommand(CLI::App* group) {
 /// The changes of a registry file; ends the command if it has faults.
 std::vector<RegChange> ChangesOf(const std::wstring& file) {
   std::string bytes;
-  if (!ReadFile(file, &bytes)) Fail(kUnreadable, L"cannot read " + InputName(file));
+  if (!ReadFile(file, &bytes)) Fail(kUnreadable, CannotRead(file));
   std::vector<RegChange> changes;
   std::vector<RegFault> faults;
   ParseRegFile(DecodeText(bytes), &changes, &faults);

@@ -161,8 +161,10 @@ void RequireWritten(LONG error, const std::wstring& path) {
   if (error == ERROR_SUCCESS) return;
   HKEY hive = nullptr;
   StockItemsHive(path, &hive);
-  Fail(kUnreadable, L"cannot change the stock items in " + RegistryStoreName(hive) + L": " +
-                        DescribeError(error));
+  Fail(kUnreadable,
+       L"cannot change the stock items in " + RegistryStoreName(hive) + L": " +
+           DescribeError(error) +
+           AdministratorHint(hive, error, L"the items of one printer (--printer) are your own"));
 }
 
 void StoreItems(const std::wstring& path, const std::vector<StockItem>& items) {
@@ -178,7 +180,7 @@ PaperSizes::PaperSizes(const StockOwner& owner) {
     const LONG error = ListSpoolerPrinters(&listed);
     if (error != ERROR_SUCCESS) {
       Fail(kUnreadable, L"cannot list the printers whose paper sizes may change" +
-                            FailingStore({HKEY_LOCAL_MACHINE}, error) + L": " +
+                            FailingStore({HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}, error) + L": " +
                             DescribeError(error));
     }
     for (const PrinterFacts& printer : listed) {

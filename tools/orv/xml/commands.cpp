@@ -58,7 +58,7 @@ std::wstring ReadText(const std::wstring& path, FileFacts* facts, int* flags) {
   } else if (ReadFile(path, &bytes)) {
     text = DecodeFile(bytes, &result, flags);
   } else {
-    facts->failure = L"cannot read " + InputName(path);
+    facts->failure = CannotRead(path);
     return text;
   }
   *facts = FactsOf(result, L"read");
