@@ -262,8 +262,9 @@ std::optional<Result> Configuration(const Examined& examined) {
     return Result{Health::kError, examined.configProblem,
                   L"orv config check " + Quoted(examined.configPath)};
   }
-  return Result{Health::kOk,
-                examined.configPath + L": model " + examined.config->device.model.modelName};
+  const std::wstring& model = examined.config->device.model.modelName;
+  return Result{Health::kOk, examined.configPath + (model.empty() ? L": a model without a name"
+                                                                  : L": model " + model)};
 }
 
 std::optional<Result> Digest(const Examined& examined) {
