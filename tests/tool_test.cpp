@@ -469,7 +469,7 @@ TEST(Manual, CoversEveryCommand) {
          {"GENERAL OPTIONS", "ENVIRONMENT", "FILES", "EXIT STATUS", "SEE ALSO"}) {
       EXPECT_THAT(general, HasSubstr("\n.SH " + std::string(last) + "\n"));
     }
-    const bool isCommand = group == "report";
+    const bool isCommand = group == "doctor" || group == "report";
     for (const std::string& command :
          isCommand ? std::vector<std::string>{group} : Offered({group, ""})) {
       const std::size_t start = page.find("\n.SS " + WithHyphens(command) + "\n");

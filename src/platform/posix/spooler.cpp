@@ -202,12 +202,12 @@ LONG ListSpoolerPrinters(std::vector<PrinterFacts>* printers) {
   const auto keyOf = [](const PrinterFacts& facts) {
     return UpperCase(KeyName(facts.printerName));
   };
-  const auto [hidden, end] = std::ranges::remove_if(
-      printers->begin() + own, printers->end(), [&](const PrinterFacts& facts) {
+  const auto hidden =
+      std::remove_if(printers->begin() + own, printers->end(), [&](const PrinterFacts& facts) {
         return std::any_of(printers->begin(), printers->begin() + own,
                            [&](const PrinterFacts& users) { return keyOf(users) == keyOf(facts); });
       });
-  printers->erase(hidden, end);
+  printers->erase(hidden, printers->end());
   std::ranges::sort(*printers, {}, keyOf);
   return result;
 }
