@@ -100,7 +100,7 @@ void Print(std::wstring_view text) { Print(WideToUtf8(text)); }
 
 void SetColours(Colours colours) { colourChoice = colours; }
 
-std::wstring Painted(std::wstring_view text, Paint paint) {
+std::wstring Painted(std::wstring_view text, TextColour colour) {
   static const bool isColourful = [] {
     if (colourChoice != Colours::kAuto) return colourChoice == Colours::kAlways;
     const std::string_view terminal = VariableOf("TERM");  // empty on consoles without colours
@@ -108,7 +108,7 @@ std::wstring Painted(std::wstring_view text, Paint paint) {
            !terminal.empty() && terminal != "dumb";
   }();
   std::wstring painted(text);
-  return isColourful ? Format(L"\x1b[%dm%ls\x1b[0m", static_cast<int>(paint), painted.c_str())
+  return isColourful ? Format(L"\x1b[%dm%ls\x1b[0m", static_cast<int>(colour), painted.c_str())
                      : painted;
 }
 

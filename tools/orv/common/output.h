@@ -40,11 +40,11 @@ std::wstring Wrapped(std::wstring_view text, std::wstring_view indent, std::size
 enum class Colours { kAuto, kAlways, kNever };
 void SetColours(Colours colours);
 
-enum class Paint { kRed = 31, kYellow = 33 };
+enum class TextColour { kRed = 31, kYellow = 33 };
 
 /// Colours text, by default when results go to a terminal with colours and NO_COLOR is not set;
 /// otherwise returns it unchanged.
-std::wstring Painted(std::wstring_view text, Paint paint);
+std::wstring Painted(std::wstring_view text, TextColour colour);
 
 /// How much goes to standard error besides errors.
 enum class Verbosity { kQuiet, kNormal, kVerbose };

@@ -78,8 +78,9 @@ class FindingPrinter {
       } else {
         shown += WideToUtf8(Format(
             L"%ls:%d:%d: %ls[%ls]: ", file.c_str(), at.line, at.column,
-            Painted(NameOf(finding.rule->severity),
-                    finding.rule->severity == Severity::kError ? Paint::kRed : Paint::kYellow)
+            Painted(NameOf(finding.rule->severity), finding.rule->severity == Severity::kError
+                                                        ? TextColour::kRed
+                                                        : TextColour::kYellow)
                 .c_str(),
             std::wstring(finding.rule->name).c_str()));
         shown += Printable(finding.text) + " | allowed: " + Printable(finding.allowed) +

@@ -65,7 +65,8 @@ std::wstring AsText(const std::vector<CheckRow>& rows) {
     finding.replace(0, std::min(column, finding.size()), padding + check + rest);
     text += row.health == Health::kOk
                 ? status
-                : Painted(status, row.health == Health::kError ? Paint::kRed : Paint::kYellow);
+                : Painted(status,
+                          row.health == Health::kError ? TextColour::kRed : TextColour::kYellow);
     text += finding;
     if (!row.advice.empty()) text += InColumn(L"-> " + row.advice, column);
   }

@@ -202,7 +202,7 @@ void AddFault(const XmlFault& fault, const TextPosition& at, JsonWriter* json) {
 
 void PrintFault(const std::wstring& path, const XmlFault& fault, const TextPosition& at) {
   Print(Format(L"%ls:%d:%d: %ls: %ls | allowed: %ls | write: %ls\n", path.c_str(), at.line,
-               at.column, Painted(L"error", Paint::kRed).c_str(), fault.text.c_str(),
+               at.column, Painted(L"error", TextColour::kRed).c_str(), fault.text.c_str(),
                fault.allowed.c_str(), fault.proposal.c_str()));
 }
 
