@@ -220,7 +220,7 @@ def whole_commands(build, quick):
         page, black, red = (os.path.join(folder, name) for name in ("page.png", "black.png", "red.png"))
         subprocess.run(["convert", sample, "-resize", "2400x3600!", "PNG24:" + page], check=True)
         split = run_command([orv, "page", "split", page, "--colour", "E02020", "--background", black,
-                             "--highlight", red], repetitions)
+                             "--highlight", red, "--force"], repetitions)
         files = None
         if split is not None:
             for written in (black, red):
@@ -235,8 +235,8 @@ def whole_commands(build, quick):
         magick = run_command(
             ["convert", page, "(", "-clone", "0", *near, "+opaque", "#E02020", *plane, "-write", red,
              "+delete", ")", *near, "-opaque", "#E02020", *plane, black], repetitions)
-        dither = run_command([orv, "page", "dither", page, black, "--method", "floyd-steinberg"],
-                             repetitions)
+        dither = run_command([orv, "page", "dither", page, "--method", "floyd-steinberg", "-o", black,
+                              "--force"], repetitions)
         pillow = run_command(
             ["/usr/bin/python3", "-c", "import sys; from PIL import Image; "
              "Image.open(sys.argv[1]).convert('L').convert('1').save(sys.argv[2], compress_level=1)", page, black],

@@ -87,7 +87,8 @@ set(CPACK_DEBIAN_RESOURCES_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_DOCUMENTS_PACKAGE_ARCHITECTURE all)
 
 set(same "(= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "orv-shared-data ${same}")
+# The resources of a later version serve the library too.
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "orv-shared-data (>= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${library_package} ${same}")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS
     "libpng-dev, libsqlite3-dev, libssl-dev, zlib1g-dev, orv-shared-doc")

@@ -35,8 +35,8 @@ ${CPACK_DEBIAN_PACKAGE_RELEASE}) unstable; urgency=medium
   foreach(component IN ITEMS runtime program)
     set(top ${folder}/${component})
     file(GLOB linked ${top}/usr/bin/* ${top}/usr/lib/*.so.?.*)
-    if(NOT linked)
-      continue()  # there is no program
+    if(NOT linked AND component STREQUAL "program")
+      continue()  # it was not built
     endif()
     file(WRITE ${top}/debian/control "")  # must exist
     file(MAKE_DIRECTORY ${top}/DEBIAN)  # shows where the package's own libraries are

@@ -24,13 +24,15 @@ constexpr wchar_t kDigestSalt[] = L"7e4a91c2-3b5d-4f08-9a6e-21d4c8b07f53";
 /// Kept for compatibility: longer names of drivers and files are cut.
 constexpr std::size_t kMaxName = 1022;
 
-/// The file's text, empty when it cannot be read. A folder, a pipe or a device has no size, for
-/// which `LoadProtectedText` throws; here it counts as unreadable.
+/// The file's text, empty when it cannot be read. `LoadProtectedText` throws for a file without a
+/// size: a folder, a pipe, a device, or a file that was just deleted. Here it counts as unreadable.
 CString LoadText(const std::wstring& path, CLoggerClient* client, TextFailure* failure) {
   try {
     return LoadProtectedText(path, client, failure);
-  } catch (const std::filesystem::filesystem_error&) {
-    failure->reason = L"not a regular file";
+  } catch (const std::filesystem::filesystem_error& error) {
+    const bool isOtherKind =
+        error.code() == std::errc::is_a_directory || error.code() == std::errc::not_supported;
+    failure->reason = isOtherKind ? L"not a regular file" : FileErrorText(error.code());
     return {};
   }
 }

@@ -38,12 +38,15 @@ HeapBuffer AllocateFor(std::uintmax_t size) {
   return HeapBuffer(static_cast<BYTE*>(orv::HeapAllocate(static_cast<std::size_t>(size))));
 }
 
-/// Reads the first `size` bytes of an open file. Returns false if fewer can be read.
-bool ReadWhole(std::filebuf* file, std::uintmax_t size, BYTE* buffer) {
+/// Reads the first `size` bytes of an open file. Returns false, with the reason, if fewer can be
+/// read.
+bool ReadWhole(std::filebuf* file, std::uintmax_t size, BYTE* buffer, std::wstring* reason) {
   const auto wanted = static_cast<std::streamsize>(size);
   try {
+    *reason = orv::kShortenedFile;
     return file->sgetn(reinterpret_cast<char*>(buffer), wanted) == wanted;
   } catch (const std::ios_base::failure&) {  // a read error
+    *reason = orv::FileErrorText();
     return false;
   }
 }
@@ -76,7 +79,8 @@ HeapBuffer ReadSource(const CString& path, DWORD* length, CLoggerClient* client)
     return nullptr;
   }
   // A partly read source must not replace a good target.
-  if (!ReadWhole(&stream, size, buffer.get())) return fail();
+  std::wstring reason;
+  if (!ReadWhole(&stream, size, buffer.get(), &reason)) return fail();
   *length = static_cast<DWORD>(size);
   return buffer;
 }
@@ -146,7 +150,8 @@ CString LoadText(const CString& path, CLoggerClient* client, orv::TextFailure* f
     failure->isOutOfMemory = true;
     return fail(kNoLoadBuffer, {});
   }
-  if (!ReadWhole(&stream, size, buffer.get())) return fail(kCannotOpen, orv::FileErrorText());
+  std::wstring reason;
+  if (!ReadWhole(&stream, size, buffer.get(), &reason)) return fail(kCannotOpen, reason);
   const auto length = static_cast<DWORD>(size);
 
   if (!IsProtected(buffer.get(), length)) {

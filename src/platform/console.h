@@ -27,12 +27,10 @@ bool ReadInputLine(std::string* line);
 
 /// Whether a stream is a terminal.
 bool IsTerminal(OutputStream stream);
-/// The width of the terminal that a stream goes to, in characters; nothing if it is not known.
-std::optional<int> TerminalWidth(OutputStream stream);
 bool IsInputTerminal();
 
-/// The columns of the terminal that standard output goes to; 0 if that is not known.
-int TerminalWidth();
+/// The width of the terminal that a stream goes to, in characters; nothing if it is not known.
+std::optional<int> TerminalWidth(OutputStream stream);
 
 /// Suspends the calling thread.
 void PauseMilliseconds(int milliseconds);

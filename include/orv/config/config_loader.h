@@ -33,11 +33,12 @@ enum class LoadFailure {
 
 /// A loaded configuration, or the reason for the failure.
 struct LoadResult {
-  Config* config = nullptr;                  ///< null after a failure; owned by the cache, or below
+  /// Null after a failure. Owned by the cache if one is given, otherwise by `owned`.
+  Config* config = nullptr;
   std::unique_ptr<Config> owned;             ///< owns `config` when no cache is used
   LoadFailure failure = LoadFailure::kNone;  ///< what kind of failure
   CString detail;     ///< the reason why the file cannot be read, or the parser's or reader's error
-  std::wstring path;  ///< of the file, if it was found by the printer
+  std::wstring path;  ///< the printer's file; empty when loaded by path
 };
 
 /// Loads the file at `path`, or takes its record from the cache, which may be null. The client

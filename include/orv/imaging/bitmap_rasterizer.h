@@ -6,8 +6,9 @@
 
 /// Dithering: reduces an image to the two colours that a print head can print.
 ///
-///     const orv::OwnedBitmap dithered(BitmapRasterizer::Dither(page, eBitmapDithererMatrix8,
-///     128)); if (dithered != nullptr) Use(dithered->GetWidth());
+///     const orv::OwnedBitmap dots(
+///         BitmapRasterizer::Dither(page, eBitmapDithererMatrix8, 128));
+///     if (dots != nullptr) Use(dots->GetWidth());
 ///
 /// `orv::OwnedBitmap` is declared in `orv/imaging/bitmap_helper.h`.
 

@@ -5,8 +5,9 @@
 namespace orv {
 
 /// Lets a function store a pointer in an owner; `Out` makes it. The owner takes the pointer over at
-/// the end of the call's full expression. What it owned before is freed then, also if the function
-/// stores nothing.
+/// the end of the call's full expression, so the rest of that expression must not use the owner.
+/// What it owned before is freed then, also if the function stores nothing. The owner is of a
+/// single object: not of an array or a handle.
 template <typename Value, typename Deleter>
 class OutPointer {
  public:

@@ -29,7 +29,7 @@ ORV_EXPORT void ClosePrinterHandle(HANDLE printer);
 /// Closes the handle of an `OwnedPrinterHandle`.
 struct PrinterHandleCloser {
   using pointer = HANDLE;                                                 ///< what the owner keeps
-  void operator()(HANDLE printer) const { ClosePrinterHandle(printer); }  ///< frees it
+  void operator()(HANDLE printer) const { ClosePrinterHandle(printer); }  ///< closes it
 };
 
 /// Owns a handle from `OpenPrinterHandle`.
@@ -44,7 +44,7 @@ struct PrinterFacts {
   std::wstring driverName;                      ///< determines the configuration file
   PrinterOwner owner = PrinterOwner::kMachine;  ///< always so on Windows
 
-  /// Compares all of them.
+  /// Compares all members.
   bool operator==(const PrinterFacts&) const = default;
 };
 
@@ -53,9 +53,10 @@ struct PrinterFacts {
 ORV_EXPORT bool GetPrinterFacts(HANDLE printer, PrinterFacts* facts);
 
 /// Adds a printer to the spooler. The driver must be installed there (on Linux any name is a
-/// driver). Only the administrator may add a printer of the machine. Returns a system error code:
-/// `ERROR_SUCCESS`, `ERROR_INVALID_PRINTER_NAME`, `ERROR_PRINTER_ALREADY_EXISTS` or the spooler's
-/// own; on Windows `ERROR_NOT_SUPPORTED` for a printer of the user.
+/// driver). Returns a system error code: `ERROR_SUCCESS`, `ERROR_INVALID_PRINTER_NAME`,
+/// `ERROR_PRINTER_ALREADY_EXISTS`, `ERROR_ACCESS_DENIED` for a printer of the machine unless the
+/// administrator adds it, or the spooler's own; on Windows `ERROR_NOT_SUPPORTED` for a printer of
+/// the user.
 ORV_EXPORT LONG AddSpoolerPrinter(const std::wstring& name, const std::wstring& driver,
                                   PrinterOwner owner = PrinterOwner::kMachine);
 

@@ -58,11 +58,6 @@ std::optional<int> TerminalWidth(OutputStream stream) {
 
 bool IsInputTerminal() { return isatty(STDIN_FILENO) != 0; }
 
-int TerminalWidth() {
-  winsize size{};
-  return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
-}
-
 void PauseMilliseconds(int milliseconds) { usleep(static_cast<useconds_t>(milliseconds) * 1000); }
 
 }  // namespace orv

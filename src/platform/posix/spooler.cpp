@@ -76,13 +76,19 @@ LONG OpenPrinterKey(const std::wstring& name, PrinterOwner owner, RegistryKey* k
   return result == ERROR_FILE_NOT_FOUND ? ERROR_INVALID_PRINTER_NAME : result;
 }
 
-/// Finds out whose printer a name is. If the user's hive cannot be read, that is not known.
+/// Finds out whose printer a name is. If the user's hive cannot be read, that is not known. A
+/// user's key is a printer if it has a name, as in the list of printers.
 LONG FindPrinter(const std::wstring& name, PrinterOwner* owner) {
   LONG result = ERROR_INVALID_PRINTER_NAME;
   for (const PrinterOwner candidate : {PrinterOwner::kUser, PrinterOwner::kMachine}) {
     RegistryKey key;
     *owner = candidate;
     result = OpenPrinterKey(name, candidate, &key);
+    if (result == ERROR_SUCCESS && candidate == PrinterOwner::kUser) {
+      RegistryValue value;
+      result = GetRegistryValue(key.get(), kNameValue, &value);
+      if (result == ERROR_FILE_NOT_FOUND) continue;
+    }
     if (result != ERROR_INVALID_PRINTER_NAME) break;
   }
   return result;

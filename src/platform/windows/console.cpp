@@ -93,12 +93,6 @@ bool IsInputTerminal() {
   return GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) != 0;
 }
 
-int TerminalWidth() {
-  CONSOLE_SCREEN_BUFFER_INFO info{};
-  if (!GetConsoleScreenBufferInfo(HandleOf(OutputStream::kResults), &info)) return 0;
-  return info.srWindow.Right - info.srWindow.Left + 1;
-}
-
 void PauseMilliseconds(int milliseconds) { Sleep(static_cast<DWORD>(milliseconds)); }
 
 }  // namespace orv

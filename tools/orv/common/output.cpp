@@ -153,7 +153,7 @@ std::size_t OutputWidth() {
   std::size_t width = 0;
   const auto [end, error] = std::from_chars(given.data(), given.data() + given.size(), width);
   if (error == std::errc() && end == given.data() + given.size() && width > 0) return width;
-  const int columns = TerminalWidth();
+  const int columns = TerminalWidth(OutputStream::kResults).value_or(0);
   return columns > 0 ? static_cast<std::size_t>(columns) : kUsual;
 }
 

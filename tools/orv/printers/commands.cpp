@@ -3,6 +3,7 @@
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
 #include "orv/platform/types.h"
+#include "platform/letter_case.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/library_use.h"
 #include "tools/orv/common/options.h"
@@ -27,12 +28,17 @@ const wchar_t* NameOf(PrinterOwner owner) {
 }
 
 /// Adds a printer, for the user alone if the machine's settings cannot be written.
-void AddNamedPrinter(const std::wstring& name, const std::wstring& driver, PrinterOwner owner) {
+void AddNamedPrinter(const std::wstring& name, const std::wstring& driver, PrinterOwner requested) {
+  PrinterOwner owner = requested;
   LONG error = AddSpoolerPrinter(name, driver, owner);
-  if (error == ERROR_ACCESS_DENIED && owner == PrinterOwner::kMachine &&
-      AddSpoolerPrinter(name, driver, PrinterOwner::kUser) == ERROR_SUCCESS) {
-    owner = PrinterOwner::kUser;
-    error = ERROR_SUCCESS;
+  if (error == ERROR_ACCESS_DENIED && owner == PrinterOwner::kMachine) {
+    const LONG users = AddSpoolerPrinter(name, driver, PrinterOwner::kUser);
+    if (users != ERROR_ACCESS_DENIED && users != ERROR_NOT_SUPPORTED) {
+      owner = PrinterOwner::kUser;
+      error = users;
+    }
+  }
+  if (error == ERROR_SUCCESS && owner != requested) {
     PrintMessage(L"only the administrator may write " + RegistryStoreName(HKEY_LOCAL_MACHINE) +
                  L"; the printer was added for you alone, in " +
                  RegistryStoreName(HKEY_CURRENT_USER));
@@ -44,6 +50,13 @@ void AddNamedPrinter(const std::wstring& name, const std::wstring& driver, Print
                                 DescribeError(error));
   }
   NoteResult("owner", NameOf(owner), {});
+  std::vector<PrinterFacts> printers;
+  if (owner == PrinterOwner::kMachine && ListSpoolerPrinters(&printers) == ERROR_SUCCESS &&
+      std::ranges::any_of(printers, [&name](const PrinterFacts& facts) {
+        return facts.owner == PrinterOwner::kUser && EqualIgnoringCase(facts.printerName, name);
+      })) {
+    PrintMessage(L"your own printer of this name hides it (orv printers remove removes yours)");
+  }
 }
 
 void AddAddCommand(CLI::App* group) {
