@@ -202,7 +202,8 @@ std::string PlainValueName(const CLI::Option* option) {
 /// The words for one value of an option or argument.
 Candidates WordsFor(const CLI::Option* option, const Context& context) {
   const std::string name = PlainValueName(option);
-  const std::string group = context.command->get_parent()->get_name();
+  const CLI::App* const parent = context.command->get_parent();  // none for the program itself
+  const std::string group = parent != nullptr ? parent->get_name() : "";
   for (const Source& source : kSources) {
     const bool isOption = source.option.empty() || option->check_lname(std::string(source.option));
     if (source.value != name || !isOption || (!source.group.empty() && source.group != group)) {

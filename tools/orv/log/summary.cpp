@@ -26,11 +26,12 @@ bool IsErrorOrWarning(const LogGroup& group) {
   return group.level == L"error" || group.level == L"warning";
 }
 
-/// What entries of one group have in common.
+/// What entries of one group have in common. Messages contain tabs, so a null character separates.
 std::wstring KeyOf(const MessageParts& parts, const std::wstring& level,
                    const std::wstring& source) {
-  std::wstring key = level + L'\t' + source;
-  for (const std::wstring& words : parts.words) key += L'\t' + words;
+  constexpr wchar_t kSeparator = L'\0';
+  std::wstring key = std::to_wstring(parts.words.size()) + level + kSeparator + source;
+  for (const std::wstring& words : parts.words) key += kSeparator + words;
   return key;
 }
 
