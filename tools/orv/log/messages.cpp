@@ -45,7 +45,7 @@ constexpr LogMessage kPrinters[] = {
     {L"printer-handle-name", L"error", L"Unable to get printer name for an invalid handle!", L"",
      Weight::kProblem, L"A module asked for the name of something that is not an open printer.", kOpenHandle},
     {L"printer-driver-unknown", L"error", L"Unable to get the printer driver name for the printer!", L"",
-     Weight::kFollows, L"Without the driver's name there is no name of a configuration file.", kSeeReason},
+     Weight::kFollows, L"A configuration file is named after the driver, which is not known.", kSeeReason},
     {L"printer-not-opened", L"error", L"printer %ls could not be opened. Error code: %u", L"PRINTER CODE",
      Weight::kProblem,
      L"The stock items of a printer were requested, and the spooler did not open it. The code is the "
