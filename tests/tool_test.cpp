@@ -273,9 +273,8 @@ TEST(LogMessages, AreThoseOfTheSources) {
       L"Unable to determine path to DLL. Error code: %d",
       // Details of "Error parsing the config file".
       L"Root tag <xmlData> was not found!",
-      L"No print speeds defined. Either <device><printSpeeds> or <device><printSpeedLevel> should "
-      L"be "
-      L"filled!",
+      L"No print speeds defined. Either <device><printSpeeds> or <device><printSpeedLevel> "
+      L"should be filled!",
       L"Missing property in <device><globalOffsetY><properties>: Min, Max or Step is missing!",
       L"Missing property in <device><headsOffsetX><properties>: Min, Max or Step is missing!",
       L"Missing property in <device><darkness><properties>: Min, Max, Step or Default is missing!",

@@ -33,7 +33,8 @@ inline std::string Show(std::wstring_view text) {
 
 /// The first invariant of the index that does not hold, in words; empty if all hold. Not recursive.
 inline std::wstring IndexFault(const CMarkup& edited) {
-  const CMarkup doc(edited);  // without the gap of edits
+  CMarkup doc;
+  doc = edited;  // a copy has no gap of edits
   const Document& document = CursorOf(doc).Doc();
   const auto at = [&](int i) -> const ElementEntry& { return document[i]; };
   const auto fault = [](const wchar_t* what, int i) { return Format(L"%ls at entry %d", what, i); };
@@ -74,7 +75,8 @@ inline std::wstring IndexFault(const CMarkup& edited) {
 
 /// The index as text: a line for each element in document order, without entry numbers.
 inline std::wstring DumpIndex(const CMarkup& edited) {
-  const CMarkup doc(edited);  // without the gap of edits
+  CMarkup doc;
+  doc = edited;  // a copy has no gap of edits
   const Document& document = CursorOf(doc).Doc();
   std::vector<int> order(document.elements.Count());  // each entry's number in document order
   std::wstring dump;
@@ -151,10 +153,10 @@ inline std::wstring ReadFault(CMarkup& edited) {
   CMarkupCursor own(edited);
   std::wstring fault;
   const auto compare = [&](auto read) {
-    const auto now = read(edited);
+    auto now = read(edited);
     const auto expected = read(copy);
     if (now != expected && fault.empty()) {
-      if constexpr (std::is_same_v<decltype(now), const std::wstring>) {
+      if constexpr (std::is_same_v<decltype(now), std::wstring>) {
         fault = now + L" for " + expected + L" at ";
       }
       fault += copy.GetPath() + L" in " + copy.GetDoc();

@@ -315,12 +315,12 @@ static int32_t decrypt(const char* bytes) {
 }
 
 static int32_t cipher(const char* plain) {
-  const uint32_t plain_length = (uint32_t)strlen(plain);
+  const uint32_t count = (uint32_t)strlen(plain);
   char bytes[kUnits];
   uint32_t size = 0;
   uint32_t length = 0;
-  int32_t code = orv_encrypt(plain, plain_length, NULL, 0, &size);
-  if (code == ORV_ERROR_BUFFER) code = orv_encrypt(plain, plain_length, bytes, size, &size);
+  int32_t code = orv_encrypt(plain, count, NULL, 0, &size);
+  if (code == ORV_ERROR_BUFFER) code = orv_encrypt(plain, count, bytes, size, &size);
   if (code == ORV_OK) code = orv_decrypt(bytes, size, output, kUnits - 1, &length);
   output[length] = '\0';
   return code;

@@ -283,7 +283,7 @@ std::wstring Checker::ReportUnknown(std::span<const PropertyRule> rules,
            L"the property in <" + home + L">");
     return {};
   }
-  const std::wstring nearest(Nearest(property.name, keys));
+  std::wstring nearest(Nearest(property.name, keys));
   std::vector<TextEdit> edits;
   const std::size_t attribute = static_cast<std::size_t>(xml_.GetAttribOffset(L"name"));
   const std::size_t at = xml_.GetDoc().find(property.name, attribute + 4);
