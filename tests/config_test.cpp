@@ -516,6 +516,10 @@ TEST_F(OptionFamilies, EntryPointsReadInsideAFamilyOfTheirKind) {
   ASSERT_EQ(family.options.size(), 1u);
   EXPECT_EQ(family.options[0].offset1Max, 4);
   EXPECT_EQ(family.options[0].perforatorDeepnessStep, 5);
+  CMarkup without(L"<optionFamily/>");
+  ASSERT_TRUE(without.FindElem(L"optionFamily"));
+  EXPECT_EQ(CConfigParser::ParseDeviceOptionFamilyPerforatorOptions(without, family, nullptr), L"");
+  EXPECT_EQ(family.options.size(), 1u);
 }
 
 TEST(ConfigValues, ConvertAsFilesRelyOnIt) {
@@ -669,6 +673,10 @@ TEST_F(ConfigLoad, FindsTheFileOfAPrinter) {
     EXPECT_STREQ(text, L"orv_");
     EXPECT_TRUE(CConfigParser::GetPrinterName(printer.handle(), text, 1, nullptr));
     EXPECT_STREQ(text, L"");
+    wchar_t kept[] = L"kept";
+    EXPECT_TRUE(CConfigParser::GetPrinterName(printer.handle(), kept, 0, nullptr));
+    EXPECT_STREQ(kept, L"kept");
+    EXPECT_TRUE(CConfigParser::GetPrinterName(printer.handle(), nullptr, 40, nullptr));
 
     WriteBytes(folder_.path() / orv::ToPath(file), orv::WideToUtf8(Expand(kFile)));
     CLoggerClient client;

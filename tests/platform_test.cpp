@@ -174,6 +174,7 @@ TEST_F(RegistryTest, AKeyOpenForReadingCannotBeWritten) {
   ASSERT_EQ(key.Open(HKEY_CURRENT_USER, L"Fixed\\", RegistryAccess::kRead), ERROR_SUCCESS);
   EXPECT_EQ(orv::SetRegistryValue(key.get(), L"value", {}), ERROR_ACCESS_DENIED);
   EXPECT_EQ(orv::DeleteRegistryValue(key.get(), L"value"), ERROR_ACCESS_DENIED);
+  EXPECT_EQ(orv::DeleteRegistryTree(key.get(), L""), ERROR_ACCESS_DENIED);
   EXPECT_EQ(Get(key, L"value"), L"text");
   ASSERT_EQ(key.Open(HKEY_CURRENT_USER, L"Fixed", RegistryAccess::kReadWrite), ERROR_SUCCESS);
   EXPECT_EQ(orv::DeleteRegistryValue(key.get(), L"value"), ERROR_SUCCESS);

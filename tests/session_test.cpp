@@ -74,6 +74,11 @@ TEST_F(Session, ProcessIdIsUnknownUntilNeededAndAfterTheLastRelease) {
   std::uint32_t parentId = 0;
   EXPECT_EQ(GetSessionParentProcessId(&parentId), 1U);
   EXPECT_NE(parentId, 121U);
+  ReloadSessionInfo();
+  ReloadSessionInfo();  // both ids are determined again
+  std::uint32_t reloadedId = 0;
+  EXPECT_EQ(GetSessionParentProcessId(&reloadedId), 1U);
+  EXPECT_EQ(reloadedId, parentId);
   GetSessionProcessId(&id);
   EXPECT_EQ(id, ownId_);
   HANDLE parent = nullptr;

@@ -214,6 +214,12 @@ TEST_F(XmlFile, EveryEncodingOfTheTableGoesRound) {
     EXPECT_TRUE(loaded.Load(Path(L"x.xml"))) << Show(name) << Show(loaded.GetError());
     EXPECT_EQ(Show(loaded.GetDoc()), Show(text)) << Show(loaded.GetError());
     EXPECT_EQ(loaded.GetResult().find(L"conversion_loss"), std::wstring::npos) << Show(name);
+    CMarkup parts;
+    EXPECT_TRUE(parts.Open(Path(L"x.xml"), CMarkup::DOC_READFILE) && parts.FindElem(L"r"));
+    EXPECT_EQ(Show(parts.GetData()), Show(doc.GetData())) << Show(name);
+    const auto hasMark = [&](std::string_view mark) { return Get(L"x.xml").starts_with(mark); };
+    EXPECT_TRUE(name != L"utf-16be" || hasMark("\xFE\xFF"));
+    EXPECT_TRUE(name != L"utf-32be" || hasMark("\0\0\xFE\xFF"s));
   }
   EXPECT_GT(converted, 200);
 }
@@ -465,14 +471,15 @@ TEST_F(XmlFile, WritingInPartsGivesWhatMemoryGives) {
 TEST_F(XmlFile, ReadingInPartsIsTheSameAcrossEveryBreak) {
   // A long run before the document moves it across the end of the first part.
   const std::string document =
-      "<r><e/><a x=\">\">t&amp;\xE2\x82\xAC</a><![CDATA[<]]><!-- - --><c><e/><d>2</d></c><b/></r>";
+      "<r><e/><a x=\">\">t&amp;\xE2\x82\xAC\xE0\xB8\x81\xF0\x9F\x98\x80</a><![CDATA[<]]><!-- - "
+      "--><c><e/><d>2</d></c><b/></r>";
   for (std::size_t shift = 0; shift <= document.size(); ++shift) {
     Put(L"in.xml", "<!--" + std::string(65536 - 7 - shift, ' ') + "-->" + document);
     CMarkup doc;
     ASSERT_TRUE(doc.Open(Path(L"in.xml"), CMarkup::DOC_READFILE));
     ASSERT_TRUE(doc.FindElem(L"r") && doc.IntoElem() && doc.FindElem(L"a")) << shift;
     ASSERT_EQ(doc.GetAttrib(L"x"), L">");
-    ASSERT_EQ(doc.GetData(), L"t&\u20ac");
+    ASSERT_EQ(doc.GetData(), L"t&\u20ac\u0e01\xD83D\xDE00");
     ASSERT_EQ(doc.FindNode(), CMarkup::NODE_CDATA_SECTION);
     ASSERT_EQ(doc.GetData(), L"<");
     ASSERT_EQ(doc.FindNode(), CMarkup::NODE_COMMENT);
