@@ -153,7 +153,7 @@ Screen MakeClustered() {
   std::vector<Place> places;
   for (std::size_t at = 0; at < kCount; ++at) {
     const auto wave = [](std::size_t i) {
-      return std::cos(std::numbers::pi * (static_cast<double>(i) + 0.5) / (kSize / 2));
+      return std::cos(std::numbers::pi * (static_cast<double>(i) + 0.5) * 2 / kSize);
     };
     const std::size_t twin = (at / kSize + kSize / 2) % kSize * kSize + (at + kSize / 2) % kSize;
     // Rounded, so that equal heights are equal on every platform.

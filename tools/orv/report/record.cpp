@@ -72,7 +72,7 @@ std::wstring NumberName(const RecordField& field, const std::wstring& number) {
 
 /// A field's value, with the name of a number: "2, gap".
 std::wstring ValueText(const tagOEMDEV& record, const RecordField& field) {
-  const std::wstring text = FieldText(record, field, LengthText);
+  std::wstring text = FieldText(record, field, LengthText);
   if (field.kind != FieldKind::kUnsigned || IsLength(field)) return text;
   const std::wstring name = NumberName(field, text);
   return name.empty() ? text : text + L", " + name;

@@ -69,7 +69,7 @@ std::wstring DocumentAt(std::wstring_view text) {
        point = text.find(L'.', point + 1)) {
     std::size_t end = point + 1;
     while (end < text.size() && IsWord(text[end])) ++end;
-    const std::wstring name(text.substr(0, end));
+    std::wstring name(text.substr(0, end));
     if (IsDocument(name)) return name;
   }
   return {};
