@@ -111,7 +111,9 @@ TEST_F(DevmodeTool, FindsARecordInTheFilesThatContainIt) {
                  "orv: " + file + ": the record is " + place + "\n"},
                 {{"devmode", "set", file, "PrintSpeed=50"},
                  2,
-                 HasSubstr("has more than the record and is not replaced")}});
+                 HasSubstr("has more than the record and is not replaced")},
+                {{"devmode", "set", file, "PrintSpeed=50", "-o", file}, 3, HasSubstr("--force")},
+                {{"devmode", "bytes", file, "-q", "-o", file}, 3, HasSubstr("--force")}});
     EXPECT_EQ(ReadBytes(file), bytes);
   }
   std::string otherSize = record;

@@ -53,7 +53,7 @@ void AddForceFlag(CLI::App* command) {
 
 void RequireReplaceable(const std::wstring& path) {
   std::error_code error;
-  if (isForced || path == kStandardStream || WasRead(path) ||
+  if (isForced || path == kStandardStream ||
       !std::filesystem::is_regular_file(ToPath(path), error)) {
     return;
   }

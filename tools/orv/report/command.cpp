@@ -235,6 +235,7 @@ void MakeReport(ReportOptions* options) {
                              : LoadStockItems(printer.get(), facts.printer.c_str(), nullptr);
   if (list.failure) FailToReadItems(*list.failure);
   facts.stockItems.assign(list.items.begin(), list.items.end());
+  RefuseInputs({facts.model.path, facts.log.path}, output);  // those that no option names
   if (options->isRedacted) Redact(&facts);
   SaveFile(output, ReportText(facts));
 }
