@@ -1,5 +1,6 @@
 #include "tools/orv/common/options.h"
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <map>
@@ -44,6 +45,13 @@ CLI::Option* AddOutputFile(CLI::App* command, const char* name, std::string* pat
                            const std::string& meaning) {
   AddForceFlag(command);
   return command->add_option(name, *path, meaning + "; - is standard output")->type_name("FILE");
+}
+
+bool TakesFileNames(const CLI::Option* option) {
+  constexpr std::string_view kTypes[] = {"FILE", "FOLDER", "RECORD"};
+  const std::string type = option->get_type_name();
+  return std::ranges::any_of(kTypes,
+                             [&type](std::string_view name) { return type.starts_with(name); });
 }
 
 void AddForceFlag(CLI::App* command) {

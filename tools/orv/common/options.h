@@ -20,6 +20,10 @@ CLI::Option* AddInputFile(CLI::App* command, const char* name, Path* path,
 CLI::Option* AddOutputFile(CLI::App* command, const char* name, std::string* path,
                            const std::string& meaning);
 
+/// Whether an option names files or folders. Its values can be any bytes, and the shell completes
+/// them.
+bool TakesFileNames(const CLI::Option* option);
+
 /// Adds `--force` to a command that writes files, once.
 void AddForceFlag(CLI::App* command);
 

@@ -30,6 +30,7 @@
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/library_use.h"
+#include "tools/orv/common/output.h"
 #include "tools/orv/config/check.h"
 #include "tools/orv/config/check_rules.h"
 #include "tools/orv/config/text.h"
@@ -60,11 +61,8 @@ struct Result {
   std::wstring advice = {};
 };
 
-/// A path or name as an argument of the commands in an advice.
-std::wstring Quoted(const std::wstring& name) { return L'"' + name + L'"'; }
-
-std::wstring CountOf(std::size_t count, const wchar_t* one, const wchar_t* more) {
-  return Format(L"%zu %ls", count, count == 1 ? one : more);
+std::wstring CountOf(std::size_t count, std::wstring_view one, std::wstring_view more = {}) {
+  return CountText(static_cast<std::int64_t>(count), one, more);
 }
 
 // --- The settings stores ---
@@ -225,7 +223,7 @@ std::optional<Result> Printers(const Examined& examined) {
     return Result{Health::kWarning, L"no printer with a driver of this family",
                   L"orv printers add NAME DRIVER"};
   }
-  return Result{Health::kOk, CountOf(ours, L"printer", L"printers")};
+  return Result{Health::kOk, CountOf(ours, L"printer")};
 }
 
 std::optional<Result> Printer(const Examined& examined) {
@@ -294,7 +292,7 @@ std::optional<Result> Findings(const Examined& examined) {
   const auto error = std::ranges::find_if(findings, isError);
   const Finding& first = error != findings.end() ? *error : findings.front();
   return Result{error != findings.end() ? Health::kError : Health::kWarning,
-                CountOf(findings.size(), L"finding", L"findings") +
+                CountOf(findings.size(), L"finding") +
                     Format(L", the first in line %d: ",
                            LineIndex(*examined.configText).Find(first.offset).line) +
                     first.text,
