@@ -338,8 +338,8 @@ std::optional<Result> StockItems(const Examined& examined) {
   if (wide == items.end()) return Result{Health::kOk, counts};
   return Result{Health::kWarning,
                 Quoted(wide->DisplayName) + L" is " + LengthText(wide->PaperWidth) +
-                    L" wide, and the printer's labels at most " +
-                    LengthText(examined.config->device.label.widthMax),
+                    L" wide, but the printer's labels are at most " +
+                    LengthText(examined.config->device.label.widthMax) + L" wide",
                 L"orv stock edit " + Quoted(FormatGuid(wide->guid)) + L" changes it"};
 }
 
@@ -365,6 +365,12 @@ std::vector<std::wstring> CorrectedFields(const Config& config, const tagOEMDEV&
   return names;
 }
 
+/// Why the values of a record are not compared with those that a printer offers.
+std::wstring WhyNotCompared(const Examined& examined) {
+  if (examined.options.printer.empty()) return L"name a printer to compare its values with";
+  return L"its values are not examined without the printer's configuration";
+}
+
 std::optional<Result> Record(const Examined& examined) {
   const std::wstring& path = examined.options.record;
   if (path.empty()) return {};
@@ -383,8 +389,7 @@ std::optional<Result> Record(const Examined& examined) {
   if (const std::wstring refusal = RefusalOf(parsed->record); !refusal.empty()) {
     return Result{Health::kError, name + refusal, kGetRecord};
   }
-  if (!examined.config)
-    return Result{Health::kOk, name + L"a record; no printer to compare it with"};
+  if (!examined.config) return Result{Health::kOk, name + L"valid; " + WhyNotCompared(examined)};
   const std::vector<std::wstring> fields = CorrectedFields(*examined.config, parsed->record);
   if (fields.empty()) return Result{Health::kOk, name + L"the printer offers every value"};
   std::wstring text = name + CountOf(fields.size(), L"value is", L"values are") + L" corrected: ";
@@ -456,8 +461,11 @@ CheckRow BriefRow(const Examined& examined) {
   const CheckRow& worst = *std::ranges::max_element(rows, {}, &CheckRow::health);
   const std::wstring check = L"printer " + Quoted(name);
   if (worst.health == Health::kOk) return {Health::kOk, check, examined.configPath, {}};
+  const std::wstring& folder = examined.options.configFolder;
   return {worst.health, check, worst.check + L": " + worst.finding,
-          L"orv doctor " + Quoted(name) + L" shows all of it"};
+          L"orv doctor " + Quoted(name) +
+              (folder.empty() ? std::wstring() : L" --config-dir " + Quoted(folder)) +
+              L" shows all of it"};
 }
 
 }  // namespace
