@@ -245,12 +245,13 @@ std::optional<Result> Printer(const Examined& examined) {
 std::optional<Result> Configuration(const Examined& examined) {
   if (!examined.printer) return {};
   if (examined.configPath.empty()) {
-    return Result{
-        Health::kError,
-        ConfigFileName(examined.printer->driverName) + L" is not in " + AnyOf(examined.folders),
-        L"put it there, or name its folder in ORV_CONFIG_DIR or with --config-dir; orv "
-        L"config new --driver " +
-            Quoted(examined.printer->driverName) + L" begins a new one"};
+    const std::wstring& driver = examined.printer->driverName;
+    const std::wstring folder = examined.options.configFolder.empty()
+                                    ? L"its folder in ORV_CONFIG_DIR or with --config-dir"
+                                    : L"another folder with --config-dir";
+    return Result{Health::kError, ConfigFileName(driver) + L" is not in " + AnyOf(examined.folders),
+                  L"put it there, or name " + folder + L"; orv config new --driver " +
+                      Quoted(driver) + L" begins a new one"};
   }
   if (!examined.configText) {
     return Result{Health::kError, examined.configProblem,
