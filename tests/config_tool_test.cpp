@@ -251,15 +251,15 @@ TEST_F(ConfigTool, AcceptsAnyFileNameThatTheSystemAllows) {
     std::filesystem::create_directories(orv::ToPath(wide).parent_path());
     WriteBytes(orv::ToPath(wide), original);
     ExpectRuns({{{"config", "show", file}, 0, _},
-                {{"config", "protect", file, file}, 0, _},
+                {{"config", "protect", file, file, "--force"}, 0, _},
                 {{"config", "sign", file}, 0, _}});
     EXPECT_THAT(ReadBytes(orv::ToPath(wide)), StartsWith("CNF\x01"));
     Config* config = nullptr;
     EXPECT_TRUE(CConfigParser::Load(wide, &config, nullptr, nullptr));
     delete config;
-    ExpectDone({"config", "unprotect", file, file});
+    ExpectDone({"config", "unprotect", file, file, "--force"});
     EXPECT_EQ(ReadBytes(orv::ToPath(wide)), original);
-    ExpectDone({"xml", "convert", file, "--to", "UTF-16", "-o", file});
+    ExpectDone({"xml", "convert", file, "--to", "UTF-16"});
     CMarkup doc;
     EXPECT_TRUE(doc.Load(wide) && doc.Save(wide)) << orv::WideToUtf8(doc.GetError());
     std::filesystem::remove(orv::ToPath(wide));

@@ -77,10 +77,10 @@ std::string PublicRecord(std::size_t size, std::size_t extra) {
 }
 
 /// A registry file with one value of bytes, on lines that continue.
-std::string RegistryFile(const std::string& name, const std::string& bytes) {
-  std::string text =
-      "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\Printers]\r\n\"" + name +
-      "\"=hex:";
+std::string RegistryFile(const std::string& name, const std::string& bytes,
+                         const std::string& hive = "HKEY_CURRENT_USER") {
+  std::string text = "Windows Registry Editor Version 5.00\r\n\r\n[" + hive + "\\Printers]\r\n\"" +
+                     name + "\"=hex:";
   for (std::size_t i = 0; i < bytes.size(); ++i) {
     text += (i == 0 ? "" : i % 20 == 0 ? ",\\\r\n  " : ",") + orv::HexOf(bytes.substr(i, 1));
   }
@@ -101,6 +101,8 @@ TEST_F(DevmodeTool, FindsARecordInTheFilesThatContainIt) {
       {std::string(1000, '\x7F') + whole + "rest", "at byte 1220" + after},
       {record + whole, "at byte 0\n     (not used: the one at byte 2908" + after + ")"},
       {RegistryFile("Default DevMode", whole), "at byte 220" + after + value},
+      {RegistryFile("Label 1", whole, "HKEY_USERS\\S-1-5-21-1"),
+       "at byte 220" + after + " of \"Label 1\" in HKEY_USERS\\S-1-5-21-1\\Printers"},
       {orv::test::Utf16Bytes(L'\uFEFF' + orv::Utf8ToWide(RegistryFile("Default DevMode", older))),
        "at byte 188" + after + value}};
   for (const auto& [bytes, place] : enclosed) {
@@ -111,7 +113,9 @@ TEST_F(DevmodeTool, FindsARecordInTheFilesThatContainIt) {
                  "orv: " + file + ": the record is " + place + "\n"},
                 {{"devmode", "set", file, "PrintSpeed=50"},
                  2,
-                 HasSubstr("has more than the record and is not replaced")}});
+                 HasSubstr("has more than the record and is not replaced")},
+                {{"devmode", "set", file, "PrintSpeed=50", "-o", file}, 3, HasSubstr("--force")},
+                {{"devmode", "bytes", file, "-q", "-o", file}, 3, HasSubstr("--force")}});
     EXPECT_EQ(ReadBytes(file), bytes);
   }
   std::string otherSize = record;
@@ -125,8 +129,8 @@ TEST_F(DevmodeTool, FindsARecordInTheFilesThatContainIt) {
       {whole.substr(0, whole.size() - 1),
        "a record begins at byte 220, but has only 2687 of its 2688 bytes;"},
       {RegistryFile("Default DevMode", "abcd"), "a registry file whose values contain none;"},
-      {RegistryFile("Default DevMode", "abcd") + "[HKEY_USERS\\S-1]",
-       "contain none; line 5: the key is below neither"}};
+      {RegistryFile("Default DevMode", "abcd") + "[HKEY_USERS\\S-1",
+       "contain none; line 5: the key has no closing bracket"}};
   for (const auto& [bytes, content] : none) {
     WriteBytes(File("none"), bytes);
     ExpectRuns({{{"devmode", "show", File("none")},

@@ -214,7 +214,7 @@ TEST(LogReader, CutsWhatIsNotALog) {
 
 TEST(LogSummary, HoldsALimitedNumberOfGroups) {
   LogSummary summary;
-  LogEntry entry{L"01.02.2024", L"03:04:05.678", L"WAR", L"p", L"m", L"", L""};
+  LogEntry entry{L"01.02.2024", L"03:04:05.678", L"WAR", L"p", L"m", L"a", L""};
   for (wchar_t i = 0; i < 5000; ++i) {
     entry.message = std::wstring(L"other ") + static_cast<wchar_t>(0x4E00 + i);
     summary.Add(entry);
@@ -226,6 +226,7 @@ TEST(LogSummary, HoldsALimitedNumberOfGroups) {
   EXPECT_EQ(summary.CountOf(L"warning"), 10000u);
   EXPECT_EQ(groups[0]->Text(), L"Unable to open the file 0, ...");
   EXPECT_EQ(groups[1]->Text(), L"(other messages)");
+  EXPECT_EQ(groups[1]->source, L"");  // not that of the first of them
 }
 
 /// The wide string literals of a source file, adjacent ones joined, as the compiler reads them.

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "base/utf8.h"
+#include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/common/spelling.h"
 
@@ -319,10 +320,7 @@ void ReplaceInvalidText(CLI::App* program, const std::vector<std::string>& argum
     ReplaceInvalidText(command, arguments);
   }
   for (CLI::Option* option : program->get_options()) {
-    const std::string type = option->get_type_name();
-    if (type.starts_with("FILE") || type.starts_with("FOLDER") || type.starts_with("RECORD")) {
-      continue;
-    }
+    if (TakesFileNames(option)) continue;
     option->transform(CLI::Validator(
         [](std::string& text) {
           text = WideToUtf8(Utf8ToWide(text));

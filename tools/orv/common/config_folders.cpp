@@ -6,6 +6,7 @@
 #include "platform/files.h"
 #include "platform/modules.h"
 #include "platform/processes.h"
+#include "tools/orv/common/input.h"
 
 namespace orv::tool {
 
@@ -25,9 +26,7 @@ std::vector<std::wstring> ConfigFolders(const std::wstring& given) {
 
 std::wstring FolderWith(const std::wstring& fileName, const std::vector<std::wstring>& folders) {
   const auto found = std::ranges::find_if(folders, [&](const std::wstring& folder) {
-    std::error_code error;
-    return std::filesystem::status(ToPath(folder + kPathSeparator + fileName), error).type() !=
-           std::filesystem::file_type::not_found;
+    return !IsMissing(folder + kPathSeparator + fileName);
   });
   return found != folders.end() ? *found : std::wstring();
 }

@@ -1,6 +1,7 @@
 #include "tools/orv/common/general_options.h"
 
 #include <cstdlib>
+#include <optional>
 
 #include "orv/platform/registry.h"
 #include "orv/platform/types.h"
@@ -13,6 +14,7 @@ namespace {
 constexpr EnvironmentVariable kEnvironment[] = {
     {"ORV_REGISTRY_DIR",
      "The folder of the settings stores, instead of the system's and the user's"},
+    {"ORV_CONFIG_DIR", "The folder that is searched first for the configuration files of printers"},
     {"XDG_DATA_HOME", "The folder that contains the folder of the user's settings store"},
     {"XDG_STATE_HOME", "The folder that contains the user's folder of logs"},
     {"TMPDIR", "The folder for temporary files, and for logs if no other folder can be used"},
@@ -35,6 +37,18 @@ void PrintSurroundings() {
   PrintDetail(L"the machine's settings: " + RegistryStoreName(HKEY_LOCAL_MACHINE));
 }
 
+/// Sets the verbosity. The parser refuses two of them in one place only, and they can be at the
+/// group and at its command.
+void ChooseVerbosity(Verbosity verbosity) {
+  static std::optional<Verbosity> chosen;
+  if (chosen.value_or(verbosity) != verbosity) {
+    throw CLI::ExcludesError("--quiet cannot be used with --verbose",
+                             CLI::ExitCodes::ExcludesError);
+  }
+  chosen = verbosity;
+  SetVerbosity(verbosity);
+}
+
 void AddTo(CLI::App* command) {
   static std::string colours;
   CLI::Option* const color =
@@ -49,12 +63,12 @@ void AddTo(CLI::App* command) {
                                            : Colours::kAuto);
           });
   CLI::Option* const quiet = command->add_flag_callback(
-      "-q,--quiet", [] { SetVerbosity(Verbosity::kQuiet); },
+      "-q,--quiet", [] { ChooseVerbosity(Verbosity::kQuiet); },
       "Print only results and errors: no notes, no progress");
   CLI::Option* const verbose = command->add_flag_callback(
       "-v,--verbose",
       [] {
-        SetVerbosity(Verbosity::kVerbose);
+        ChooseVerbosity(Verbosity::kVerbose);
         PrintSurroundings();
       },
       "Also print which files, folders, settings and environment variables are used");

@@ -113,11 +113,10 @@ void NoteInput(const std::wstring& path) {
   PrintDetail(L"reading " + PathName(path));
 }
 
-bool WasRead(const std::wstring& path) {
-  return std::ranges::any_of(inputs, [&path](const std::wstring& input) {
-    std::error_code error;
-    return std::filesystem::equivalent(ToPath(input), ToPath(path), error);
-  });
+bool IsMissing(const std::wstring& path) {
+  std::error_code error;
+  return std::filesystem::status(ToPath(path), error).type() ==
+         std::filesystem::file_type::not_found;
 }
 
 bool OutputFile::Write(std::string bytes) {

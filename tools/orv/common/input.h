@@ -23,8 +23,9 @@ bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset
 
 /// Records that the command reads a file in another way than by `ReadFile` and `InputFile`.
 void NoteInput(const std::wstring& path);
-/// Whether the command has read a file, by this path or another one.
-bool WasRead(const std::wstring& path);
+/// Whether there is nothing at a path. What cannot be examined counts as there: reading it gives
+/// the reason.
+bool IsMissing(const std::wstring& path);
 
 /// Replaces a file atomically: the file keeps its old content until `Commit`, and after a failure
 /// it has either all of the new content or all of the old. Standard output, pipes and devices are

@@ -31,7 +31,6 @@ LibraryUse::LibraryUse(const std::wstring& configFolder) : folders_(ConfigFolder
   GetModulePath(nullptr, &client_.m_stModulePath);
   client_.m_stModuleName = FileNameOf(client_.m_stModulePath);
   client_.m_stModuleFolder = folders_.front();
-  PrintDetail(L"configuration files: " + client_.m_stModuleFolder);
   CLogger::StartLogging(&client_);
   cache_ = ConfigsCache::GetInstance();
 }
@@ -47,7 +46,12 @@ std::wstring LibraryUse::FindConfigFile(HANDLE printer) {
   const std::wstring file = ConfigFileName(facts.driverName);
   const std::wstring found = FolderWith(file, folders_);
   client_.m_stModuleFolder = found.empty() ? folders_.front() : found;
-  return client_.m_stModuleFolder + kPathSeparator + file;
+  const std::wstring path = client_.m_stModuleFolder + kPathSeparator + file;
+  const std::wstring detail =
+      L"configuration file: " + (found.empty() ? file + L" is not in " + AnyOf(folders_) : path);
+  if (detail != shownDetail_) PrintDetail(detail);
+  shownDetail_ = detail;
+  return path;
 }
 
 std::wstring FailingStore(std::initializer_list<HKEY> hives, LONG error) {

@@ -35,6 +35,7 @@ class LibraryUse {
   CLoggerClient client_;
   std::vector<std::wstring> folders_;
   ConfigsCache* cache_;
+  std::wstring shownDetail_;  ///< of the last search
 };
 
 /// The part " in STORE" of a message about an error: the first of these hives that cannot be read

@@ -1,5 +1,6 @@
 #include "tools/orv/common/options.h"
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <map>
@@ -46,6 +47,13 @@ CLI::Option* AddOutputFile(CLI::App* command, const char* name, std::string* pat
   return command->add_option(name, *path, meaning + "; - is standard output")->type_name("FILE");
 }
 
+bool TakesFileNames(const CLI::Option* option) {
+  constexpr std::string_view kTypes[] = {"FILE", "FOLDER", "RECORD"};
+  const std::string type = option->get_type_name();
+  return std::ranges::any_of(kTypes,
+                             [&type](std::string_view name) { return type.starts_with(name); });
+}
+
 void AddForceFlag(CLI::App* command) {
   if (command->get_option_no_throw("--force") != nullptr) return;
   command->add_flag("--force", isForced, "Replace files that exist");
@@ -53,7 +61,7 @@ void AddForceFlag(CLI::App* command) {
 
 void RequireReplaceable(const std::wstring& path) {
   std::error_code error;
-  if (isForced || path == kStandardStream || WasRead(path) ||
+  if (isForced || path == kStandardStream ||
       !std::filesystem::is_regular_file(ToPath(path), error)) {
     return;
   }

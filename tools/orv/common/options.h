@@ -20,11 +20,15 @@ CLI::Option* AddInputFile(CLI::App* command, const char* name, Path* path,
 CLI::Option* AddOutputFile(CLI::App* command, const char* name, std::string* path,
                            const std::string& meaning);
 
+/// Whether an option names files or folders. Its values can be any bytes, and the shell completes
+/// them.
+bool TakesFileNames(const CLI::Option* option);
+
 /// Adds `--force` to a command that writes files, once.
 void AddForceFlag(CLI::App* command);
 
-/// Ends the command if it may not write a file: the file exists, the command has not read it, and
-/// `--force` is not given. Files that are not regular, such as pipes, may always be written.
+/// Ends the command if it may not write a file: the file exists, and `--force` is not given. Files
+/// that are not regular, such as pipes, may always be written.
 void RequireReplaceable(const std::wstring& path);
 
 /// The name of the printer that a command works on.

@@ -54,8 +54,8 @@ std::string OutcomeAsJson(const std::string& command) {
 
 }  // namespace
 
-void SaveFile(const std::wstring& path, std::string bytes) {
-  RequireReplaceable(path);
+void SaveFile(const std::wstring& path, std::string bytes, Written written) {
+  if (written == Written::kResult) RequireReplaceable(path);
   if (!WriteFile(path, std::move(bytes))) Fail(kUnreadable, CannotWrite(path));
   NoteFile(path);
 }

@@ -14,9 +14,12 @@
 
 namespace orv::tool {
 
-/// Writes a file and records it; ends the command when writing fails, or when the file must not be
-/// replaced (`RequireReplaceable`).
-void SaveFile(const std::wstring& path, std::string bytes);
+/// What a command writes: a result, or the file that it is there to change.
+enum class Written { kResult, kChangedFile };
+
+/// Writes a file and records it; ends the command when writing fails, or when a result would
+/// replace a file that it must not replace (`RequireReplaceable`).
+void SaveFile(const std::wstring& path, std::string bytes, Written written = Written::kResult);
 /// Records a file that was written in another way.
 void NoteFile(const std::wstring& path);
 /// Records another result: a member of the JSON object, and the line for text output.

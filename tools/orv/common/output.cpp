@@ -91,6 +91,14 @@ std::wstring Wrapped(std::wstring_view text, std::wstring_view indent, std::size
   return lines;
 }
 
+std::wstring CountText(std::int64_t count, std::wstring_view one, std::wstring_view more) {
+  std::wstring text = std::to_wstring(count) + L' ';
+  if (count == 1 || more.empty()) return text.append(one) + (count == 1 ? L"" : L"s");
+  return text.append(more);
+}
+
+std::wstring Quoted(const std::wstring& name) { return L'"' + name + L'"'; }
+
 void Print(std::string_view text) {
   StopProgress();
   if (!WriteOutput(resultStream, text)) Finish(kUnreadable);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,6 +38,12 @@ std::string Printable(std::wstring_view text);
 /// line.
 std::wstring Wrapped(std::wstring_view text, std::wstring_view indent, std::size_t width);
 
+/// A number of things, such as "1 gap" or "2 gaps"; `more` is the plural if no s makes it.
+std::wstring CountText(std::int64_t count, std::wstring_view one, std::wstring_view more = {});
+
+/// A path or name as an argument of a command that a message proposes.
+std::wstring Quoted(const std::wstring& name);
+
 enum class Colours { kAuto, kAlways, kNever };
 void SetColours(Colours colours);
 
@@ -72,9 +79,7 @@ std::size_t OutputWidth();
 
 /// Rows of text in aligned columns, two spaces apart. A column is as wide as its widest cell, in
 /// code points; the last column is not padded. If the table is too wide, its widest columns become
-/// narrower, and their cells continue in lines below. Control characters are shown as escapes such
-/// as
-/// "\t".
+/// narrower, and their cells continue in lines below. Control characters are shown as escapes.
 class Table {
  public:
   /// With column titles; without any the table has no title line.

@@ -70,7 +70,7 @@ void AddConversion(CLI::App* group, const Conversion& conversion) {
   CLI::App* command = group->add_subcommand(conversion.name, conversion.description);
   AddInputFile(command, "IN", &options->in, "The file to read")->required();
   AddOutputFile(command, "-o,--output,OUT", &options->out,
-                "The file to write, which may be the same one")
+                "The file to write, which may be IN itself with --force")
       ->required();
   command->footer(conversion.footer);
   command->callback([options, conversion] {

@@ -161,9 +161,10 @@ std::optional<EditProblem> OpenForEdit(const std::wstring& path, EditedConfig* f
       kFindings, InputName(path) + L" contains bytes that are not UTF-8; a change would lose them"};
 }
 
-void SaveEdited(const EditedConfig& file) {
+void SaveEdited(const EditedConfig& file, Written written) {
   const std::string bytes = WideToUtf8(file.text);
-  SaveFile(file.path, file.isProtected ? Converted(&ProtectBytes, bytes, file.path) : bytes);
+  SaveFile(file.path, file.isProtected ? Converted(&ProtectBytes, bytes, file.path) : bytes,
+           written);
 }
 
 std::optional<EditProblem> Sign(EditedConfig* file) {

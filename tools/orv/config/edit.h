@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/config/check.h"
 #include "tools/orv/config/check_properties.h"
@@ -34,7 +35,7 @@ void FailOn(const std::optional<EditProblem>& problem);
 std::optional<EditProblem> OpenForEdit(const std::wstring& path, EditedConfig* file);
 
 /// Writes a file in the form in which it was read; ends the command when that fails.
-void SaveEdited(const EditedConfig& file);
+void SaveEdited(const EditedConfig& file, Written written = Written::kChangedFile);
 
 /// Replaces the digest by the right one; adds it if it is missing. It is a problem if the text is
 /// not well-formed, has no property to add the digest after, or is too large to be loaded.

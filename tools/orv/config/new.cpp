@@ -341,7 +341,7 @@ void WriteNew(const NewOptions& options) {
   }
   FailOn(Sign(&file));
   file.path = path;
-  SaveEdited(file);
+  SaveEdited(file, Written::kResult);
 }
 
 }  // namespace

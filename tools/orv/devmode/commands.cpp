@@ -526,7 +526,7 @@ void AddExplainCommand(CLI::App* group) {
     const bool isTerminal = IsTerminal(OutputStream::kResults);
     const bool isPart = options->isChanged || (isTerminal && !options->isAll);
     Print(ExplanationAsText(merged, isPart ? ExplainedPart::kChanged : ExplainedPart::kAll,
-                            TerminalWidth(OutputStream::kResults)));
+                            OutputWidth()));
   });
 }
 

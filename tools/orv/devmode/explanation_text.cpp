@@ -54,7 +54,7 @@ std::string AsTable(const std::vector<std::vector<std::wstring>>& rows) {
   for (const Column& column : kColumns) titles.emplace_back(column.title);
   Table table(std::move(titles));
   for (const std::vector<std::wstring>& row : rows) table.Add(row);
-  return table.TakeText();
+  return table.TakeText(std::string::npos);
 }
 
 bool Fits(const std::string& text, std::size_t width) {
@@ -85,7 +85,7 @@ std::string AsList(const std::vector<std::vector<std::wstring>>& rows, std::size
 
 }  // namespace
 
-std::string ExplanationAsText(const Merged& merged, ExplainedPart part, std::optional<int> width) {
+std::string ExplanationAsText(const Merged& merged, ExplainedPart part, std::size_t width) {
   const std::vector<const RecordField*> fields = ExplainedFields();
   std::vector<std::vector<std::wstring>> rows;
   for (const RecordField* const field : fields) {
@@ -95,9 +95,8 @@ std::string ExplanationAsText(const Merged& merged, ExplainedPart part, std::opt
   }
   std::string text;
   if (!rows.empty()) {
-    const auto columns = static_cast<std::size_t>(width.value_or(0));
     text = AsTable(rows);
-    if (width && !Fits(text, columns)) text = AsList(rows, columns);
+    if (!Fits(text, width)) text = AsList(rows, width);
   }
   if (part == ExplainedPart::kAll) return text;
   if (rows.empty()) {
@@ -106,8 +105,7 @@ std::string ExplanationAsText(const Merged& merged, ExplainedPart part, std::opt
   const std::wstring summary = Format(
       L"%zu of %zu fields are changed or differ from the printer's defaults; --all shows all",
       rows.size(), fields.size());
-  const auto columns = static_cast<std::size_t>(width.value_or(static_cast<int>(summary.size())));
-  return text + '\n' + WideToUtf8(Wrapped(summary, {}, columns));
+  return text + '\n' + WideToUtf8(Wrapped(summary, {}, width));
 }
 
 }  // namespace orv::tool

@@ -50,7 +50,7 @@ tagOEMDEV ReadRecord(const std::string& file, const RecordOptions& options, Reco
     for (std::size_t i = 1; i < parsed->places.size(); ++i) {
       text += (i == 1 ? L"\n     (not used: the one " : L", the one ") + parsed->places[i];
     }
-    PrintMessage(text + (parsed->places.size() > 1 ? L")" : L""));
+    PrintNote(text + (parsed->places.size() > 1 ? L")" : L""));
   }
   return parsed->record;
 }

@@ -114,7 +114,7 @@ void SearchBytes(std::string_view bytes, const std::wstring& where, RecordSearch
 void SearchRegistryFile(std::wstring_view text, RecordSearch* search) {
   std::vector<RegChange> changes;
   std::vector<RegFault> faults;
-  ParseRegFile(text, &changes, &faults);
+  ParseRegFile(text, &changes, &faults, RegHives::kAny);
   for (const RegChange& change : changes) {
     const std::vector<BYTE>& data = change.value.data;
     SearchBytes(

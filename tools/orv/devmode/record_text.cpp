@@ -254,9 +254,10 @@ std::optional<ParsedRecord> ParseRecord(const std::string& bytes, const std::wst
   return ParsedRecord{*search.record, RecordForm::kEnclosed, std::move(search.places)};
 }
 
-void WriteRecord(const std::wstring& path, const tagOEMDEV& record, bool asText) {
+void WriteRecord(const std::wstring& path, const tagOEMDEV& record, bool asText, Written written) {
   SaveFile(path,
-           asText ? RecordAsText(record) : std::string(RecordBytes(record, 0, sizeof(record))));
+           asText ? RecordAsText(record) : std::string(RecordBytes(record, 0, sizeof(record))),
+           written);
 }
 
 }  // namespace orv::tool

@@ -7,6 +7,7 @@
 
 #include "devmode/record_fields.h"
 #include "orv/devmode/oemdev.h"
+#include "tools/orv/common/outcome.h"
 
 /// Converts private records to and from text.
 
@@ -51,6 +52,7 @@ struct ParsedRecord {
 std::optional<ParsedRecord> ParseRecord(const std::string& bytes, const std::wstring& path,
                                         const tagOEMDEV* defaults, std::wstring* problem);
 /// Writes a record as bytes or as text.
-void WriteRecord(const std::wstring& path, const tagOEMDEV& record, bool asText);
+void WriteRecord(const std::wstring& path, const tagOEMDEV& record, bool asText,
+                 Written written = Written::kResult);
 
 }  // namespace orv::tool

@@ -71,11 +71,13 @@ void AddChangeOptions(CLI::App* command, ChangeOptions* options) {
 /// Writes a record to the output file, or else back to the input file, in the form in which it was
 /// read. A file that encloses the record has more content, and is not replaced.
 void WriteChanged(const ChangeOptions& options, const tagOEMDEV& record, RecordForm form) {
-  const std::wstring path = ToWide(options.out.empty() ? options.file : options.out);
-  if (form == RecordForm::kEnclosed && options.out.empty() && path != kStandardStream) {
+  const bool isInPlace = options.out.empty();
+  const std::wstring path = ToWide(isInPlace ? options.file : options.out);
+  if (form == RecordForm::kEnclosed && isInPlace && path != kStandardStream) {
     Fail(kUsage, path + L" has more than the record and is not replaced; -o names another file");
   }
-  WriteRecord(path, record, form == RecordForm::kAsText);
+  WriteRecord(path, record, form == RecordForm::kAsText,
+              isInPlace ? Written::kChangedFile : Written::kResult);
 }
 
 void AddRecordSetCommand(CLI::App* group) {

@@ -30,6 +30,7 @@
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/library_use.h"
+#include "tools/orv/common/output.h"
 #include "tools/orv/config/check.h"
 #include "tools/orv/config/check_rules.h"
 #include "tools/orv/config/text.h"
@@ -60,11 +61,8 @@ struct Result {
   std::wstring advice = {};
 };
 
-/// A path or name as an argument of the commands in an advice.
-std::wstring Quoted(const std::wstring& name) { return L'"' + name + L'"'; }
-
-std::wstring CountOf(std::size_t count, const wchar_t* one, const wchar_t* more) {
-  return Format(L"%zu %ls", count, count == 1 ? one : more);
+std::wstring CountOf(std::size_t count, std::wstring_view one, std::wstring_view more = {}) {
+  return CountText(static_cast<std::int64_t>(count), one, more);
 }
 
 // --- The settings stores ---
@@ -225,7 +223,7 @@ std::optional<Result> Printers(const Examined& examined) {
     return Result{Health::kWarning, L"no printer with a driver of this family",
                   L"orv printers add NAME DRIVER"};
   }
-  return Result{Health::kOk, CountOf(ours, L"printer", L"printers")};
+  return Result{Health::kOk, CountOf(ours, L"printer")};
 }
 
 std::optional<Result> Printer(const Examined& examined) {
@@ -247,12 +245,13 @@ std::optional<Result> Printer(const Examined& examined) {
 std::optional<Result> Configuration(const Examined& examined) {
   if (!examined.printer) return {};
   if (examined.configPath.empty()) {
-    return Result{
-        Health::kError,
-        ConfigFileName(examined.printer->driverName) + L" is not in " + AnyOf(examined.folders),
-        L"put it there, or name its folder in ORV_CONFIG_DIR or with --config-dir; orv "
-        L"config new --driver " +
-            Quoted(examined.printer->driverName) + L" begins a new one"};
+    const std::wstring& driver = examined.printer->driverName;
+    const std::wstring folder = examined.options.configFolder.empty()
+                                    ? L"its folder in ORV_CONFIG_DIR or with --config-dir"
+                                    : L"another folder with --config-dir";
+    return Result{Health::kError, ConfigFileName(driver) + L" is not in " + AnyOf(examined.folders),
+                  L"put it there, or name " + folder + L"; orv config new --driver " +
+                      Quoted(driver) + L" begins a new one"};
   }
   if (!examined.configText) {
     return Result{Health::kError, examined.configProblem,
@@ -294,7 +293,7 @@ std::optional<Result> Findings(const Examined& examined) {
   const auto error = std::ranges::find_if(findings, isError);
   const Finding& first = error != findings.end() ? *error : findings.front();
   return Result{error != findings.end() ? Health::kError : Health::kWarning,
-                CountOf(findings.size(), L"finding", L"findings") +
+                CountOf(findings.size(), L"finding") +
                     Format(L", the first in line %d: ",
                            LineIndex(*examined.configText).Find(first.offset).line) +
                     first.text,
@@ -340,8 +339,8 @@ std::optional<Result> StockItems(const Examined& examined) {
   if (wide == items.end()) return Result{Health::kOk, counts};
   return Result{Health::kWarning,
                 Quoted(wide->DisplayName) + L" is " + LengthText(wide->PaperWidth) +
-                    L" wide, and the printer's labels at most " +
-                    LengthText(examined.config->device.label.widthMax),
+                    L" wide, but the printer's labels are at most " +
+                    LengthText(examined.config->device.label.widthMax) + L" wide",
                 L"orv stock edit " + Quoted(FormatGuid(wide->guid)) + L" changes it"};
 }
 
@@ -367,6 +366,12 @@ std::vector<std::wstring> CorrectedFields(const Config& config, const tagOEMDEV&
   return names;
 }
 
+/// Why the values of a record are not compared with those that a printer offers.
+std::wstring WhyNotCompared(const Examined& examined) {
+  if (examined.options.printer.empty()) return L"name a printer to compare its values with";
+  return L"its values are not examined without the printer's configuration";
+}
+
 std::optional<Result> Record(const Examined& examined) {
   const std::wstring& path = examined.options.record;
   if (path.empty()) return {};
@@ -385,8 +390,7 @@ std::optional<Result> Record(const Examined& examined) {
   if (const std::wstring refusal = RefusalOf(parsed->record); !refusal.empty()) {
     return Result{Health::kError, name + refusal, kGetRecord};
   }
-  if (!examined.config)
-    return Result{Health::kOk, name + L"a record; no printer to compare it with"};
+  if (!examined.config) return Result{Health::kOk, name + L"valid; " + WhyNotCompared(examined)};
   const std::vector<std::wstring> fields = CorrectedFields(*examined.config, parsed->record);
   if (fields.empty()) return Result{Health::kOk, name + L"the printer offers every value"};
   std::wstring text = name + CountOf(fields.size(), L"value is", L"values are") + L" corrected: ";
@@ -458,8 +462,11 @@ CheckRow BriefRow(const Examined& examined) {
   const CheckRow& worst = *std::ranges::max_element(rows, {}, &CheckRow::health);
   const std::wstring check = L"printer " + Quoted(name);
   if (worst.health == Health::kOk) return {Health::kOk, check, examined.configPath, {}};
+  const std::wstring& folder = examined.options.configFolder;
   return {worst.health, check, worst.check + L": " + worst.finding,
-          L"orv doctor " + Quoted(name) + L" shows all of it"};
+          L"orv doctor " + Quoted(name) +
+              (folder.empty() ? std::wstring() : L" --config-dir " + Quoted(folder)) +
+              L" shows all of it"};
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 #include <memory>
 
 #include "base/utf8.h"
-#include "platform/console.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
@@ -38,13 +37,12 @@ std::string AsJson(const std::wstring& printer, const std::vector<CheckRow>& row
   return json.Text();
 }
 
-/// A text in the last column: wrapped on a terminal, and whole elsewhere.
+/// A text in the last column, wrapped to the width of the output.
 std::wstring InColumn(const std::wstring& text, std::size_t column) {
   constexpr std::size_t kNarrowest = 20;
   const std::wstring shown = Utf8ToWide(Printable(text));
-  const auto width = TerminalWidth(OutputStream::kResults);
-  const auto all = width ? static_cast<std::size_t>(*width) : column + shown.size();
-  const std::size_t room = std::max(all - std::min(all, column), kNarrowest);
+  const std::size_t width = OutputWidth();
+  const std::size_t room = std::max(width - std::min(width, column), kNarrowest);
   return Wrapped(shown, std::wstring(column, L' '), room);
 }
 

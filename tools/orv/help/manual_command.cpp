@@ -115,7 +115,8 @@ constexpr NameAndMeaning kFiles[] = {
     {"~/.local/state/orv/orv_logfile-YYYY-MM-DD.log",
      "The log of a day, if the folder /var/log/orv is missing"},
     {"orv_conf_MODEL.xml",
-     "The configuration of a printer model, in the folder of the program or that of --config-dir"},
+     "The configuration of a printer model, in the folder of --config-dir; without it in that of "
+     "ORV_CONFIG_DIR, in the program's own, or in share/orv/configurations beside that one"},
 };
 constexpr NameAndMeaning kExitCodes[] = {
     {"0", "The command did its work, and its answer is yes if it has one"},

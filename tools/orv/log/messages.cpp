@@ -14,8 +14,7 @@ constexpr wchar_t kSeeReason[] =
     L"Follow the advice for the entry before it, which names the reason.";
 constexpr wchar_t kMoreMemory[] =
     L"End other programs, or give the system more memory. If it recurs with small files, the "
-    L"process that "
-    L"the entry names leaks memory.";
+    L"process that the entry names leaks memory.";
 constexpr wchar_t kOpenHandle[] =
     L"Pass an open printer handle: this is a fault of the calling module.";
 
@@ -48,8 +47,8 @@ constexpr LogMessage kPrinters[] = {
      Weight::kFollows, L"A configuration file is named after the driver, which is not known.", kSeeReason},
     {L"printer-not-opened", L"error", L"printer %ls could not be opened. Error code: %u", L"PRINTER CODE",
      Weight::kProblem,
-     L"The stock items of a printer were requested, and the spooler did not open it. The code is the "
-     L"system's.",
+     L"The stock items of a printer were requested, and the spooler did not open it. The code is that "
+     L"of the system; on Windows net helpmsg CODE explains it.",
      L"Check that the printer exists under this name, that the spooler runs, and that the user may use the "
      L"printer."},
 };
@@ -523,16 +522,11 @@ std::string MessagesAsMarkdown() {
   std::wstring text =
       L"# Messages of the log\n\n"
       L"Every message that the library writes to the log, with its level, what it means and what "
-      L"to do.\n"
-      L"[log-format.md](log-format.md) describes the file. `orv log summary` groups the entries of "
-      L"a log by "
-      L"these\n"
-      L"messages and shows the advice for each. `orv log messages --markdown` prints this page. "
-      L"The driver's\n"
-      L"other modules write messages of their own.\n\n"
-      L"Words in capitals are values; codes are those of the system, which `net helpmsg CODE` "
-      L"explains on "
-      L"Windows.\n";
+      L"to do.\n[log-format.md](log-format.md) describes the file. `orv log summary` groups the "
+      L"entries of a log by these\nmessages and shows the advice for each. `orv log messages "
+      L"--markdown` prints this page. The driver's\nother modules write messages of their own.\n"
+      L"\nWords in capitals are values; codes are those of the system, which `net helpmsg CODE` "
+      L"explains on Windows.\n";
   const LogSubject* subject = nullptr;
   ForEachMessage([&](const LogSubject& itsSubject, const LogMessage& message) {
     if (subject != &itsSubject) text += std::wstring(L"\n## ") + itsSubject.title + L"\n";

@@ -35,20 +35,6 @@ std::wstring KeyOf(const MessageParts& parts, const std::wstring& level,
   return key;
 }
 
-/// The times of a group in the text: without the date if all entries of the log are of one day.
-std::wstring TimeText(const std::wstring& time, bool isOneDay) {
-  const std::size_t separator = time.find(L'T');
-  return isOneDay ? time.substr(separator + 1)
-                  : time.substr(0, separator) + L' ' + time.substr(separator + 1);
-}
-
-bool IsOneDay(const std::vector<const LogGroup*>& groups) {
-  return std::ranges::all_of(groups, [&](const LogGroup* group) {
-    const std::wstring day = groups[0]->first.substr(0, groups[0]->first.find(L'T'));
-    return group->first.starts_with(day) && group->last.starts_with(day);
-  });
-}
-
 }  // namespace
 
 std::wstring LogGroup::Text() const {
@@ -72,10 +58,15 @@ void LogSummary::Add(const LogEntry& entry) {
   ++entries_;
   MessageParts parts = TakeApart(entry.message);
   const std::wstring level = LevelOf(entry);
-  std::wstring key = KeyOf(parts, level, entry.source);
+  const std::wstring time = IsoTimeOf(entry);
+  if (firstDay_.empty()) firstDay_ = time.substr(0, time.find(L'T'));
+  isOneDay_ = isOneDay_ && time.starts_with(firstDay_);
+  std::wstring source = entry.source;
+  std::wstring key = KeyOf(parts, level, source);
   if (parts.message == nullptr && groups_.size() >= kMaxGroups && !groups_.contains(key)) {
     parts = {};
-    key = KeyOf(parts, level, {});
+    source.clear();  // the other messages are of any source
+    key = KeyOf(parts, level, source);
   }
   for (std::wstring& value : parts.values) {
     if (value.size() > kMaxValue) value.replace(kMaxValue, value.npos, L"...");
@@ -85,15 +76,20 @@ void LogSummary::Add(const LogEntry& entry) {
     group.varies.assign(parts.values.size(), false);
     group.parts = std::move(parts);
     group.level = level;
-    group.source = entry.source;
-    group.first = IsoTimeOf(entry);
+    group.source = std::move(source);
+    group.first = time;
   } else {
     for (std::size_t i = 0; i < parts.values.size(); ++i) {
       if (parts.values[i] != group.parts.values[i]) group.varies[i] = true;
     }
   }
   ++group.count;
-  group.last = IsoTimeOf(entry);
+  group.last = time;
+}
+
+std::wstring LogSummary::TimeText(const std::wstring& isoTime) const {
+  const std::size_t separator = isoTime.find(L'T');
+  return (isOneDay_ ? L"" : isoTime.substr(0, separator) + L' ') + isoTime.substr(separator + 1);
 }
 
 std::vector<const LogGroup*> LogSummary::Groups() const {
@@ -134,20 +130,21 @@ std::vector<const LogGroup*> LogSummary::Causes() const {
 }
 
 std::string SummaryAsText(const LogSummary& summary) {
-  constexpr std::size_t kWidth = 86;
-  const std::vector<const LogGroup*> groups = summary.Groups();
-  const bool isOneDay = IsOneDay(groups);
+  constexpr std::wstring_view kIndent = L"  ";
+  constexpr std::size_t kWidest = 88;
+  const std::size_t width =
+      std::max(std::min(kWidest, OutputWidth()), 2 * kIndent.size()) - kIndent.size();
   Table table({L"COUNT", L"LEVEL", L"FIRST", L"LAST", L"SOURCE", L"MESSAGE"});
-  for (const LogGroup* const group : groups) {
-    table.Add({std::to_wstring(group->count), group->level, TimeText(group->first, isOneDay),
-               TimeText(group->last, isOneDay), group->source, group->Text()});
+  for (const LogGroup* const group : summary.Groups()) {
+    table.Add({std::to_wstring(group->count), group->level, summary.TimeText(group->first),
+               summary.TimeText(group->last), group->source, group->Text()});
   }
   std::string text = table.TakeText();
   for (const LogGroup* const group : summary.Causes()) {
     const LogMessage& message = *group->parts.message;
     text += "\n" + WideToUtf8(group->level) + ": " + Printable(group->Text()) + "\n" +
-            WideToUtf8(Wrapped(std::wstring(L"cause: ") + message.meaning, L"  ", kWidth) +
-                       Wrapped(std::wstring(L"do: ") + message.advice, L"  ", kWidth) + L"  see " +
+            WideToUtf8(Wrapped(std::wstring(L"cause: ") + message.meaning, kIndent, width) +
+                       Wrapped(std::wstring(L"do: ") + message.advice, kIndent, width) + L"  see " +
                        DocumentOf(message) + L"\n");
   }
   return text;

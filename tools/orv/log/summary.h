@@ -37,6 +37,9 @@ class LogSummary {
 
   /// The groups by level, errors first, and then by their number of entries.
   std::vector<const LogGroup*> Groups() const;
+  /// A time of the log, such as the first one of a group, without the date if all entries are of
+  /// one day.
+  std::wstring TimeText(const std::wstring& isoTime) const;
   /// Lets `change` change the text of each group.
   void ChangeTexts(const std::function<void(std::wstring*)>& change);
   std::uint64_t entries() const { return entries_; }
@@ -49,6 +52,8 @@ class LogSummary {
  private:
   std::map<std::wstring, LogGroup> groups_;
   std::uint64_t entries_ = 0;
+  std::wstring firstDay_;
+  bool isOneDay_ = true;
 };
 
 /// The groups as a table with the likely causes below it, and as an object.

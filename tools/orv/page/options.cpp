@@ -86,10 +86,6 @@ std::wstring LengthsText(const Span& one, const wchar_t* between, const Span& ot
              : Format(L"%.1f%ls%.1f mm", one.Millimetres(), between, other.Millimetres());
 }
 
-std::wstring CountText(std::int64_t count, const wchar_t* thing) {
-  return Format(L"%lld %ls%ls", static_cast<long long>(count), thing, count == 1 ? L"" : L"s");
-}
-
 PagePointer LoadInput(PageOptions* options, const std::optional<Resolution>& printer) {
   const std::wstring path = ToWide(options->input);
   std::optional<Resolution>& stored = options->stored;

@@ -51,9 +51,6 @@ inline double Rounded(double millimetres) { return std::round(millimetres * 1000
 /// Formats two lengths with a word between them, in the chosen unit.
 std::wstring LengthsText(const Span& one, const wchar_t* between, const Span& other);
 
-/// A number of things, such as "1 gap" or "2 gaps".
-std::wstring CountText(std::int64_t count, const wchar_t* thing);
-
 void AddPageOptions(CLI::App* command, PageOptions* options, const char* input = "IN",
                     const char* meaning = "The page, a PNG image");
 

@@ -39,9 +39,8 @@ void AddNamedPrinter(const std::wstring& name, const std::wstring& driver, Print
     }
   }
   if (error == ERROR_SUCCESS && owner != requested) {
-    PrintMessage(L"only the administrator may write " + RegistryStoreName(HKEY_LOCAL_MACHINE) +
-                 L"; the printer was added for you alone, in " +
-                 RegistryStoreName(HKEY_CURRENT_USER));
+    PrintNote(L"only the administrator may write " + RegistryStoreName(HKEY_LOCAL_MACHINE) +
+              L"; the printer was added for you alone, in " + RegistryStoreName(HKEY_CURRENT_USER));
   }
   if (error != ERROR_SUCCESS) {
     const HKEY hive = owner == PrinterOwner::kUser ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
@@ -55,7 +54,7 @@ void AddNamedPrinter(const std::wstring& name, const std::wstring& driver, Print
       std::ranges::any_of(printers, [&name](const PrinterFacts& facts) {
         return facts.owner == PrinterOwner::kUser && EqualIgnoringCase(facts.printerName, name);
       })) {
-    PrintMessage(L"your own printer of this name hides it (orv printers remove removes yours)");
+    PrintNote(L"your own printer of this name hides it (orv printers remove removes yours)");
   }
 }
 

@@ -173,8 +173,8 @@ bool IsPlainText(const RegistryValue& value) {
 class RegFileParser {
  public:
   RegFileParser(std::wstring_view text, std::vector<RegChange>* changes,
-                std::vector<RegFault>* faults)
-      : lines_(text), changes_(changes), faults_(faults) {}
+                std::vector<RegFault>* faults, RegHives hives)
+      : lines_(text), changes_(changes), faults_(faults), hives_(hives) {}
 
   void Run() {
     std::wstring line;
@@ -202,8 +202,13 @@ class RegFileParser {
     const bool isDeleted = line.starts_with(L"[-");
     const std::size_t start = isDeleted ? 2 : 1;
     if (end == std::wstring_view::npos) return L"the key has no closing bracket";
-    if (!ParseKeyPath(line.substr(start, end - start), &root_, &path_)) {
-      return L"the key is below neither HKEY_CURRENT_USER nor HKEY_LOCAL_MACHINE";
+    const std::wstring_view key = line.substr(start, end - start);
+    if (!ParseKeyPath(key, &root_, &path_)) {
+      if (hives_ == RegHives::kStored) {
+        return L"the key is below neither HKEY_CURRENT_USER nor HKEY_LOCAL_MACHINE";
+      }
+      root_ = nullptr;
+      path_ = key;
     }
     if (path_.empty() && isDeleted) return L"refusing to delete a whole hive";
     AddChange(isDeleted ? RegChange::Kind::kDeleteKey : RegChange::Kind::kMakeKey, {}, {});
@@ -240,6 +245,7 @@ class RegFileParser {
   LineReader lines_;
   std::vector<RegChange>* changes_;
   std::vector<RegFault>* faults_;
+  RegHives hives_;
   HKEY root_ = nullptr;
   std::wstring path_;
   Section section_ = Section::kNone;
@@ -252,10 +258,10 @@ bool IsRegFile(std::wstring_view text) {
 }
 
 void ParseRegFile(std::wstring_view text, std::vector<RegChange>* changes,
-                  std::vector<RegFault>* faults) {
+                  std::vector<RegFault>* faults, RegHives hives) {
   changes->clear();
   faults->clear();
-  RegFileParser(text, changes, faults).Run();
+  RegFileParser(text, changes, faults, hives).Run();
 }
 
 std::wstring RegFileHeader() { return std::wstring(kHeader) + L"\r\n\r\n"; }
@@ -302,6 +308,7 @@ bool ParseKeyPath(std::wstring_view text, HKEY* root, std::wstring* path) {
 }
 
 std::wstring FullKeyPath(HKEY root, const std::wstring& path) {
+  if (root == nullptr) return path;
   const auto* const hive = std::find_if(std::begin(kHives), std::end(kHives),
                                         [root](const HiveName& h) { return h.root == root; });
   std::wstring full(hive->longName);

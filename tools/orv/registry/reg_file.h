@@ -15,8 +15,8 @@ namespace orv::tool {
 struct RegChange {
   enum class Kind { kMakeKey, kDeleteKey, kSetValue, kDeleteValue };
   Kind kind;
-  HKEY root;
-  std::wstring path;  ///< the key below its root
+  HKEY root;          ///< null for a hive that is not in the store
+  std::wstring path;  ///< the key below its root, or the whole key if that is null
   std::wstring name;  ///< of the value; empty is the key's default value
   RegistryValue value;
   std::size_t line;  ///< of the file, from 1
@@ -30,10 +30,13 @@ struct RegFault {
 /// Whether a text begins like a registry file.
 bool IsRegFile(std::wstring_view text);
 
+/// The hives of a registry file: those of the store, so that the changes can be applied, or any.
+enum class RegHives { kStored, kAny };
+
 /// Parses a registry file into changes, in order, and faults. Do not apply the changes of a file
 /// with faults.
 void ParseRegFile(std::wstring_view text, std::vector<RegChange>* changes,
-                  std::vector<RegFault>* faults);
+                  std::vector<RegFault>* faults, RegHives hives = RegHives::kStored);
 
 /// The first line of a registry file and the empty line after it, with their line ends.
 std::wstring RegFileHeader();
@@ -48,7 +51,7 @@ void SaveRegFile(const std::wstring& path, const std::wstring& text);
 
 /// Splits a key such as "HKCU\Software" (or with the long name of the hive) into hive and path.
 bool ParseKeyPath(std::wstring_view text, HKEY* root, std::wstring* path);
-/// The long form of a key's path.
+/// The long form of a key's path; the path itself if the root is null.
 std::wstring FullKeyPath(HKEY root, const std::wstring& path);
 
 }  // namespace orv::tool

@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <memory>
 
@@ -12,6 +14,7 @@
 #include "orv/text/format.h"
 #include "orv/xml/line_index.h"
 #include "platform/clock.h"
+#include "platform/files.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/lengths.h"
@@ -52,9 +55,28 @@ struct ReportOptions {
 ReportLog FindLog(const ReportOptions& options) {
   ReportLog log;
   log.path = options.logFile ? ToWide(*options.logFile) : DayLogPath(options.date);
-  log.isThere = ReadLog(log.path, [&](const LogEntry& entry) { log.Add(entry); }).has_value();
-  if (!log.isThere && options.logFile) Fail(kUnreadable, CannotRead(log.path));
-  return log;
+  if (!options.logFile && IsMissing(log.path)) return log;
+  log.isThere = true;
+  if (ReadLog(log.path, [&](const LogEntry& entry) { log.Add(entry); })) return log;
+  ReportLog unread;
+  unread.path = log.path;
+  unread.isThere = true;
+  unread.problem = CannotRead(log.path);
+  if (options.logFile) Fail(kUnreadable, unread.problem);
+  return unread;
+}
+
+/// Why the text of a configuration file cannot be read.
+LoadFault ReadFaultOf(const std::wstring& path) {
+  std::error_code error;
+  const auto type = std::filesystem::status(ToPath(path), error).type();
+  if (type == std::filesystem::file_type::not_found) return LoadFault::kMissing;
+  // The type is not known if the user may not look into the folder.
+  const bool isOtherKind =
+      type != std::filesystem::file_type::regular && type != std::filesystem::file_type::none;
+  if (isOtherKind) return LoadFault::kNotAFile;
+  std::string start;
+  return ReadFile(path, &start, 0, 1) ? LoadFault::kDamaged : LoadFault::kUnreadable;
 }
 
 ReportModel FindModel(LibraryUse* library, const OpenPrinter& printer) {
@@ -65,7 +87,10 @@ ReportModel FindModel(LibraryUse* library, const OpenPrinter& printer) {
   model.config = config;
   if (config != nullptr) model.values = ConfigValues(*config);
   std::wstring text;
-  if (!ReadConfigText(model.path, &text, &model.problem)) return model;
+  if (!ReadConfigText(model.path, &text, &model.problem)) {
+    model.fault = ReadFaultOf(model.path);
+    return model;
+  }
   const LineIndex lines(text);
   for (const Finding& finding : CheckConfig(text, FileNameOf(model.path))) {
     model.findings.push_back(
@@ -73,7 +98,13 @@ ReportModel FindModel(LibraryUse* library, const OpenPrinter& printer) {
   }
   // The loader writes the reason only to its log; parse the file again to get it.
   Config ignored;
-  if (config == nullptr) ParseConfig(model.path, text, &ignored, &model.problem);
+  if (config == nullptr) {
+    ParseConfig(model.path, text, &ignored, &model.problem);
+    const bool isXml = std::ranges::none_of(model.findings, [](const ReportFinding& finding) {
+      return finding.rule->name == L"not-well-formed";
+    });
+    model.fault = isXml ? LoadFault::kContent : LoadFault::kNotWellFormed;
+  }
   return model;
 }
 
@@ -185,8 +216,9 @@ std::string ReportText(const ReportFacts& facts) {
 
 /// Calls `use` for the paths and the texts of the log, which may contain names.
 void ForEachText(ReportFacts* facts, const std::function<void(std::wstring*)>& use) {
-  for (std::wstring* const text : {&facts->printer, &facts->model.path, &facts->model.problem,
-                                   &facts->record.path, &facts->record.problem, &facts->log.path}) {
+  for (std::wstring* const text :
+       {&facts->printer, &facts->model.path, &facts->model.problem, &facts->record.path,
+        &facts->record.problem, &facts->log.path, &facts->log.problem}) {
     use(text);
   }
   if (facts->page) use(&facts->page->path);
@@ -235,6 +267,7 @@ void MakeReport(ReportOptions* options) {
                              : LoadStockItems(printer.get(), facts.printer.c_str(), nullptr);
   if (list.failure) FailToReadItems(*list.failure);
   facts.stockItems.assign(list.items.begin(), list.items.end());
+  RefuseInputs({facts.model.path, facts.log.path}, output);  // those that no option names
   if (options->isRedacted) Redact(&facts);
   SaveFile(output, ReportText(facts));
 }

@@ -1,7 +1,7 @@
 #include "orv/text/format.h"
+#include "tools/orv/common/output.h"
 #include "tools/orv/log/file.h"
 #include "tools/orv/log/summary.h"
-#include "tools/orv/page/options.h"
 #include "tools/orv/report/html.h"
 #include "tools/orv/report/sections.h"
 
@@ -16,14 +16,12 @@ std::wstring LevelCounts(std::uint64_t errors, std::uint64_t warnings) {
          CountText(static_cast<std::int64_t>(warnings), L"warning");
 }
 
-std::wstring EntryCount(const LogSummary& entries) {
-  return entries.entries() == 1 ? std::wstring(L"1 entry")
-                                : std::to_wstring(entries.entries()) + L" entries";
+std::wstring EntryCount(std::uint64_t entries) {
+  return CountText(static_cast<std::int64_t>(entries), L"entry", L"entries");
 }
 
-std::wstring TimeOf(const std::wstring& isoTime) { return isoTime.substr(isoTime.find(L'T') + 1); }
-
-void WriteGroupTable(const std::vector<const LogGroup*>& groups, HtmlWriter* html) {
+void WriteGroupTable(const LogSummary& summary, const std::vector<const LogGroup*>& groups,
+                     HtmlWriter* html) {
   HtmlTable table(html, L"Errors and warnings",
                   {L"Message", L"Times", L"Level", L"First and last", L"Source"});
   for (const LogGroup* const group : groups) {
@@ -33,12 +31,13 @@ void WriteGroupTable(const std::vector<const LogGroup*>& groups, HtmlWriter* htm
       text.note = message->meaning + std::wstring(L" ") + message->advice + L" (" +
                   DocumentOf(*message) + L")";
     }
-    table.Row({text,
-               {std::to_wstring(group->count)},
-               {group->level},
-               {TimeOf(group->first), group->count > 1 ? TimeOf(group->last) : L""},
-               {group->source}},
-              group->IsProblem() ? group->level : L"");
+    table.Row(
+        {text,
+         {std::to_wstring(group->count)},
+         {group->level},
+         {summary.TimeText(group->first), group->count > 1 ? summary.TimeText(group->last) : L""},
+         {group->source}},
+        group->IsProblem() ? group->level : L"");
   }
 }
 
@@ -53,14 +52,18 @@ void WriteGroups(const LogSummary& summary, HtmlWriter* html) {
     return;
   }
   html->Begin("div", {{"class", L"groups"}});
-  WriteGroupTable(groups, html);
+  WriteGroupTable(summary, groups, html);
   html->End();
 }
 
 void WriteEntries(const ReportLog& log, HtmlWriter* html) {
   html->Begin("details");
-  html->Element("summary", Format(L"The last %zu of ", log.last.size()) + EntryCount(log.summary));
-  if (log.summary.entries() > log.last.size()) {
+  const std::uint64_t all = log.summary.entries();
+  const bool isPart = all > log.last.size();
+  html->Element("summary", isPart ? Format(L"The last %zu of ", log.last.size()) + EntryCount(all)
+                           : all == 1 ? L"The only entry"
+                                      : L"All " + EntryCount(all));
+  if (isPart) {
     html->Element("p",
                   L"Before them there are " + LevelCounts(log.errors, log.warnings) +
                       L". orv log show prints all.",
@@ -72,7 +75,11 @@ void WriteEntries(const ReportLog& log, HtmlWriter* html) {
       const std::wstring level = LevelOf(entry);
       const std::wstring place =
           entry.process + (entry.module.empty() ? L"" : L", ") + entry.module;
-      table.Row({{entry.time}, {level}, {entry.source, place}, {entry.message}}, level);
+      table.Row({{log.summary.TimeText(IsoTimeOf(entry))},
+                 {level},
+                 {entry.source, place},
+                 {entry.message}},
+                level);
     }
   }
   html->End();
@@ -92,11 +99,16 @@ void ReportLog::Add(const LogEntry& entry) {
 
 std::wstring ReportLog::Summary() const {
   if (!isThere) return L"none";
-  return EntryCount(summary) + L": " +
+  if (!problem.empty()) return L"not readable";
+  return EntryCount(summary.entries()) + L": " +
          LevelCounts(summary.CountOf(L"error"), summary.CountOf(L"warning"));
 }
 
 void WriteLogSection(const ReportLog& log, HtmlWriter* html) {
+  if (!log.problem.empty()) {
+    html->Element("p", L"The log was not read: " + log.problem, {{"class", L"bad"}});
+    return;
+  }
   if (!log.isThere || log.last.empty()) {
     html->Element(
         "p", (log.isThere ? L"There are no entries in " : L"There is no log ") + log.path + L".");

@@ -42,6 +42,14 @@ Span LengthOf(std::int64_t thousandths) {
   return Span{static_cast<double>(thousandths) / 1000.0, kMillimetresPerInch};
 }
 
+/// The size of a print in percent of the page's size.
+std::wstring ScaleText(const Resolution& page, const Resolution& printer) {
+  const std::wstring width = Format(L"%.0f %%", 100 * page.x / printer.x);
+  const std::wstring height = Format(L"%.0f %%", 100 * page.y / printer.y);
+  return width == height ? width + L" of its size"
+                         : width + L" of its width and " + height + L" of its height";
+}
+
 /// The page's own resolution, which decides the size in which it was drawn.
 ReportComparison CompareResolution(const PageOptions& page,
                                    const std::optional<Resolution>& printer) {
@@ -56,13 +64,12 @@ ReportComparison CompareResolution(const PageOptions& page,
   if (stored && printer &&
       (std::abs(stored->x - printer->x) > kTolerance ||
        std::abs(stored->y - printer->y) > kTolerance)) {
-    row.fault = {
-        Severity::kWarning,
-        L"The page was made for " + row.page + L", but the printer has " + row.printer +
-            Format(L": it is printed at %.0f %% of its size.", 100 * stored->x / printer->x),
-        L"Make the page in the printer's resolution, or convert it by orv page dither "
-        L"--to-dpi.",
-        L"#page"};
+    row.fault = {Severity::kWarning,
+                 L"The page was made for " + row.page + L", but the printer has " + row.printer +
+                     L": it is printed at " + ScaleText(*stored, *printer) + L".",
+                 L"Make the page in the printer's resolution, or convert it by orv page dither "
+                 L"--to-dpi.",
+                 L"#page"};
   }
   return row;
 }

@@ -40,6 +40,14 @@ bool IsWord(wchar_t unit) {
          (unit >= L'A' && unit <= L'Z') || unit == L'_' || unit >= 0x80;
 }
 
+/// Whether a unit can be within the name of a computer.
+bool IsHostUnit(wchar_t unit) { return IsWord(unit) || unit == L'-' || unit == L'.'; }
+
+/// Digits alone, such as an error code, which the report needs in other places.
+bool IsNumber(std::wstring_view name) {
+  return std::ranges::all_of(name, [](wchar_t unit) { return unit >= L'0' && unit <= L'9'; });
+}
+
 /// Whether a text begins like a full path.
 bool IsRooted(std::wstring_view text) {
   return IsSeparator(text[0]) || (text.size() > 2 && text[1] == L':' && IsSeparator(text[2]));
@@ -148,6 +156,7 @@ void Redactor::Learn(std::wstring_view text) {
     LearnPath(part, part.size() == text.size() && IsRooted(part));
     at = end;
   }
+  LearnAddresses(text);
   LearnLabelled(text);
 }
 
@@ -181,11 +190,25 @@ void Redactor::LearnComputers(std::wstring_view path) {
   constexpr std::wstring_view kStart = L"\\\\";
   for (std::size_t at = path.find(kStart); at != path.npos; at = path.find(kStart, at + 2)) {
     std::size_t end = at + kStart.size();
-    while (end < path.size() && (IsWord(path[end]) || path[end] == L'-' || path[end] == L'.')) {
-      ++end;
-    }
+    while (end < path.size() && IsHostUnit(path[end])) ++end;
     const std::wstring_view name = path.substr(at + 2, end - at - 2);
     if (!name.starts_with(L'.')) Add(kComputer, name);
+  }
+}
+
+void Redactor::LearnAddresses(std::wstring_view text) {
+  for (std::size_t at = text.find(L'@'); at != text.npos; at = text.find(L'@', at + 1)) {
+    std::size_t start = at;
+    while (start > 0 && IsHostUnit(text[start - 1])) --start;
+    std::size_t end = at + 1;
+    while (end < text.size() && IsHostUnit(text[end])) ++end;
+    while (text[end - 1] == L'.') --end;  // the end of a sentence
+    const std::wstring_view user = text.substr(start, at - start);
+    const std::wstring_view computer = text.substr(at + 1, end - at - 1);
+    // Such as label@2x.png.
+    if (user.empty() || computer.empty() || IsDocument(std::wstring(computer))) continue;
+    if (!IsNumber(user)) Add(kUser, user);
+    if (!IsNumber(computer)) Add(kComputer, computer);
   }
 }
 
@@ -196,6 +219,7 @@ void Redactor::LearnLabelled(std::wstring_view text) {
          at = lowerCase.find(word, at + 1)) {
       if (at > 0 && IsWord(text[at - 1])) continue;
       const std::wstring_view name = LabelledName(text, lowerCase, at + word.size());
+      if (IsNumber(name)) continue;
       if (kind == kDocument) {
         AddFile(name);
       } else {

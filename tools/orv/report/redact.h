@@ -9,8 +9,9 @@
 namespace orv::tool {
 
 /// Replaces the names of users, computers and documents in texts, each always by the same word,
-/// such as USER-1. The names are those in paths, in `USER@COMPUTER`, and after words
-/// such as "user" and "document" where a quote, a colon or an equals sign shows where they begin.
+/// such as USER-1. The names are those in paths, in `USER@COMPUTER`, and after words such as "user"
+/// and "document" where a quote, a colon or an equals sign shows where they begin. A number after
+/// such a word is not a name.
 ///
 ///   for (const std::wstring& text : texts) redactor.Learn(text);
 ///   for (std::wstring& text : texts) text = redactor.Redacted(text);
@@ -40,6 +41,7 @@ class Redactor {
   /// `isWhole`: nothing follows the path, so that blanks at its end belong to it.
   void LearnPath(std::wstring_view path, bool isWhole);
   void LearnComputers(std::wstring_view path);
+  void LearnAddresses(std::wstring_view text);
   void LearnLabelled(std::wstring_view text);
   Name* FindAt(std::wstring_view lowerCase, std::size_t at);
 

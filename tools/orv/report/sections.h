@@ -37,10 +37,22 @@ struct ReportFinding {
   std::wstring proposal;
 };
 
+/// What keeps a configuration from loading, as far as it decides what to do.
+enum class LoadFault {
+  kNone,
+  kMissing,
+  kNotAFile,       ///< a folder or a device
+  kUnreadable,     ///< the system does not let it be read
+  kDamaged,        ///< no text can be made of it
+  kNotWellFormed,  ///< not well-formed XML
+  kContent,
+};
+
 struct ReportModel {
   std::wstring path;               ///< of the configuration file
   const Config* config = nullptr;  ///< null when it does not load
   std::wstring problem;            ///< why
+  LoadFault fault = LoadFault::kNone;
   std::vector<ReportFinding> findings;
   std::vector<ConfigValue> values;  ///< none when it does not load
 };
@@ -100,6 +112,7 @@ ReportPage MakePage(ReportPageOptions* options, const Config* model,
 struct ReportLog {
   std::wstring path;
   bool isThere = false;
+  std::wstring problem;  ///< why it cannot be read
   LogSummary summary;
   std::deque<LogEntry> last;   ///< the last entries
   std::uint64_t errors = 0;    ///< among those before them

@@ -4,6 +4,7 @@
 #include "orv/platform/types.h"
 #include "orv/text/format.h"
 #include "tools/orv/common/lengths.h"
+#include "tools/orv/common/output.h"
 #include "tools/orv/report/html.h"
 #include "tools/orv/report/sections.h"
 

@@ -6,6 +6,7 @@
 #include "orv/text/format.h"
 #include "platform/files.h"
 #include "tools/orv/common/lengths.h"
+#include "tools/orv/common/output.h"
 #include "tools/orv/config/check.h"
 #include "tools/orv/devmode/record_merge.h"
 #include "tools/orv/log/messages.h"
@@ -20,15 +21,35 @@ using Faults = std::vector<ReportFault>;
 /// The findings, corrections or messages that the verdict names; the sections have all.
 constexpr std::size_t kMaxNamed = 5;
 
+/// What to do about a configuration that does not load: a sentence, and a command for the file.
+struct LoadAdvice {
+  LoadFault fault;
+  const wchar_t* sentence;
+  const wchar_t* command;
+};
+constexpr LoadAdvice kLoadAdvice[] = {
+    {LoadFault::kMissing,
+     L"Install the driver's file under this name in this folder, or name another folder by "
+     L"--config-dir.",
+     L""},
+    {LoadFault::kNotAFile, L"Move it away, and install the driver's file under this name.", L""},
+    {LoadFault::kUnreadable, L"Ask its owner or the administrator for read access.", L""},
+    {LoadFault::kDamaged, L"Install the driver's file again.", L""},
+    {LoadFault::kNotWellFormed,
+     L"Correct the XML in a text editor, or install the driver's file again. Then check it: ",
+     L"orv config check "},
+    {LoadFault::kContent, L"Correct the errors. This corrects those that have one answer: ",
+     L"orv config check --fix "},
+};
+
 void AddUnloadedConfig(const ReportModel& model, Faults* faults) {
-  const bool hasFindings = !model.findings.empty();
+  const auto* const known = std::ranges::find(kLoadAdvice, model.fault, &LoadAdvice::fault);
+  std::wstring advice = known->sentence;
+  if (*known->command != 0) advice += known->command + Quoted(model.path);
   faults->push_back(
       {Severity::kError,
        L"The configuration file does not load, so the printer cannot print: " + model.problem,
-       hasFindings ? L"Correct the errors of the file: orv config check --fix " + model.path
-                   : L"Install the file of the driver under this name and in this folder, or name "
-                     L"another folder by --config-dir.",
-       L"#model"});
+       advice, L"#model"});
 }
 
 /// One fault for each rule, with the first of its findings. Warnings about a file that does not
@@ -60,7 +81,7 @@ void AddFindings(const ReportModel& model, Faults* faults) {
     faults->push_back({Severity::kWarning,
                        Format(L"The configuration file has findings of %zu other rules.",
                               first.size() - kMaxNamed),
-                       L"orv config check " + model.path + L" lists all.", L"#model"});
+                       L"orv config check " + Quoted(model.path) + L" lists all.", L"#model"});
   }
 }
 
@@ -114,18 +135,25 @@ void AddRecordFaults(const ReportRecord& record, Faults* faults) {
 }
 
 /// A message of the log with its number and what it means.
-std::wstring LogText(const LogGroup& group) {
+std::wstring LogText(const LogSummary& summary, const LogGroup& group) {
   std::wstring text = L"The log has: " + group.Text() + L" (" +
                       CountText(static_cast<std::int64_t>(group.count), L"time") + L", last at " +
-                      group.last.substr(group.last.find(L'T') + 1) + L").";
+                      summary.TimeText(group.last) + L").";
   if (group.parts.message != nullptr) text.append(L" ").append(group.parts.message->meaning);
   return text;
 }
 
 void AddLogFaults(const ReportLog& log, Faults* faults) {
+  if (!log.problem.empty()) {
+    faults->push_back({Severity::kWarning, L"The log was not examined: " + log.problem,
+                       L"Ask its owner or the administrator for read access, or name a copy of it "
+                       L"by --log.",
+                       L"#log"});
+  }
   std::size_t count = 0;
   const auto add = [&](const LogGroup& group, Severity severity, const wchar_t* advice) {
-    if (++count <= kMaxNamed) faults->push_back({severity, LogText(group), advice, L"#log"});
+    if (++count <= kMaxNamed)
+      faults->push_back({severity, LogText(log.summary, group), advice, L"#log"});
   };
   for (const LogGroup* const group : log.summary.Causes()) {
     if (!group->IsProblem()) continue;
@@ -153,8 +181,8 @@ std::wstring ExaminedLogText(const ReportLog& log) {
   }
   std::wstring text = L" The log has no errors and no warnings that need an action";
   if (others > 0) {
-    text += L", except perhaps " + CountText(static_cast<std::int64_t>(others), L"warning") +
-            L" of other modules";
+    text += L"; " + CountText(static_cast<std::int64_t>(others), L"warning") +
+            L" of other modules " + (others == 1 ? L"is" : L"are") + L" not examined";
   }
   return text + L".";
 }

@@ -453,7 +453,7 @@ void AddSetCommand(CLI::App* group) {
       Fail(kFindings, L"the quotes in the tag of " + name.substr(0, name.find(L"/@")) +
                           L" are ambiguous; the file was not changed");
     }
-    SaveFile(file, Encode(doc, file, options->mayLose));
+    SaveFile(file, Encode(doc, file, options->mayLose), Written::kChangedFile);
   });
 }
 
@@ -531,7 +531,7 @@ void AddFormatCommand(CLI::App* group) {
         options->inPlace ? EncodingFor(doc.GetDoc(), doc.GetDocFlags()) : TextEncoding();
     const bool isWrong = !declared.empty() && !IsSameEncoding(written.name, declared);
     if (isWrong && written.unsupported.empty()) DeclareEncoding(written.name, &doc);
-    SaveFile(target, Encode(doc, target, options->mayLose));
+    SaveFile(target, Encode(doc, target, options->mayLose), Written::kChangedFile);
   });
 }
 
@@ -583,7 +583,8 @@ void AddConvertCommand(CLI::App* group) {
     if (!isLossy && DecodeFile(bytes, nullptr, &flags) != doc.GetDoc()) {
       Fail(kFindings, encoding + L" cannot be detected when the file is read");
     }
-    SaveFile(output, std::move(bytes));
+    SaveFile(output, std::move(bytes),
+             options->output.empty() ? Written::kChangedFile : Written::kResult);
   });
 }
 
