@@ -5,7 +5,7 @@
 
 #include "devmode/record_fields.h"
 #include "orv/config/config.h"
-#include "orv/config/config_parser.h"
+#include "orv/config/config_loader.h"
 #include "orv/devmode/oemdev.h"
 #include "orv/devmode/stock_items.h"
 #include "orv/logging/logger.h"
@@ -82,10 +82,9 @@ LoadFault ReadFaultOf(const std::wstring& path) {
 ReportModel FindModel(LibraryUse* library, const OpenPrinter& printer) {
   ReportModel model;
   model.path = library->FindConfigFile(printer.get());
-  Config* config = nullptr;
-  CConfigParser::Load(printer.get(), &config, library->cache(), library->client());
-  model.config = config;
-  if (config != nullptr) model.values = ConfigValues(*config);
+  const LoadResult loaded = LoadPrinterConfig(printer.get(), library->cache(), library->client());
+  model.config = loaded.config;
+  if (model.config != nullptr) model.values = ConfigValues(*model.config);
   std::wstring text;
   if (!ReadConfigText(model.path, &text, &model.problem)) {
     model.fault = ReadFaultOf(model.path);
@@ -96,14 +95,10 @@ ReportModel FindModel(LibraryUse* library, const OpenPrinter& printer) {
     model.findings.push_back(
         {finding.rule, lines.Find(finding.offset).line, finding.text, finding.proposal});
   }
-  // The loader writes the reason only to its log; parse the file again to get it.
-  Config ignored;
-  if (config == nullptr) {
-    ParseConfig(model.path, text, &ignored, &model.problem);
-    const bool isXml = std::ranges::none_of(model.findings, [](const ReportFinding& finding) {
-      return finding.rule->name == L"not-well-formed";
-    });
-    model.fault = isXml ? LoadFault::kContent : LoadFault::kNotWellFormed;
+  if (model.config == nullptr) {
+    model.problem = model.path + L": " + loaded.detail;
+    model.fault =
+        loaded.failure == LoadFailure::kMalformed ? LoadFault::kNotWellFormed : LoadFault::kContent;
   }
   return model;
 }
