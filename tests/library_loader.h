@@ -6,6 +6,7 @@ namespace orv::test {
 void* LoadSharedLibrary(const char* path);
 /// An export of a loaded library; null if missing.
 void* FindSymbol(void* library, const char* name);
+void UnloadSharedLibrary(void* library);
 /// Uses the settings store of the test that started this program.
 void JoinScratchSettings();
 

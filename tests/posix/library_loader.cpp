@@ -10,6 +10,8 @@ void* FindSymbol(void* library, const char* name) {
   return library != nullptr ? dlsym(library, name) : nullptr;
 }
 
+void UnloadSharedLibrary(void* library) { dlclose(library); }
+
 void JoinScratchSettings() {}  // the environment variable names it
 
 }  // namespace orv::test

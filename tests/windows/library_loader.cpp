@@ -13,6 +13,8 @@ void* FindSymbol(void* library, const char* name) {
   return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name));
 }
 
+void UnloadSharedLibrary(void* library) { FreeLibrary(static_cast<HMODULE>(library)); }
+
 void JoinScratchSettings() {
   wchar_t hives[128];
   const DWORD length = GetEnvironmentVariableW(L"ORV_TEST_HIVES", hives, 128);
