@@ -96,8 +96,9 @@ ReportModel FindModel(LibraryUse* library, const OpenPrinter& printer) {
   }
   if (model.config == nullptr) {
     model.problem = model.path + L": " + loaded.detail;
-    model.fault =
-        loaded.failure == LoadFailure::kMalformed ? LoadFault::kNotWellFormed : LoadFault::kContent;
+    model.fault = loaded.failure == LoadFailure::kMalformed     ? LoadFault::kNotWellFormed
+                  : loaded.failure == LoadFailure::kOutOfMemory ? LoadFault::kNoMemory
+                                                                : LoadFault::kContent;
   }
   return model;
 }

@@ -43,6 +43,9 @@ bool IsWord(wchar_t unit) {
 /// Whether a unit can be within the name of a computer.
 bool IsHostUnit(wchar_t unit) { return IsWord(unit) || unit == L'-' || unit == L'.'; }
 
+/// Whether a unit can be within the first part of an address.
+bool IsUserUnit(wchar_t unit) { return IsHostUnit(unit) || unit == L'+' || unit == L'%'; }
+
 /// Digits alone, such as an error code, which the report needs in other places.
 bool IsNumber(std::wstring_view name) {
   return std::ranges::all_of(name, [](wchar_t unit) { return unit >= L'0' && unit <= L'9'; });
@@ -199,14 +202,14 @@ void Redactor::LearnComputers(std::wstring_view path) {
 void Redactor::LearnAddresses(std::wstring_view text) {
   for (std::size_t at = text.find(L'@'); at != text.npos; at = text.find(L'@', at + 1)) {
     std::size_t start = at;
-    while (start > 0 && IsHostUnit(text[start - 1])) --start;
+    while (start > 0 && IsUserUnit(text[start - 1])) --start;
     std::size_t end = at + 1;
     while (end < text.size() && IsHostUnit(text[end])) ++end;
     while (text[end - 1] == L'.') --end;  // the end of a sentence
     const std::wstring_view user = text.substr(start, at - start);
     const std::wstring_view computer = text.substr(at + 1, end - at - 1);
-    // Such as label@2x.png.
-    if (user.empty() || computer.empty() || IsDocument(std::wstring(computer))) continue;
+    // Such as label@2x.png, and single letters, which are also drives.
+    if (user.size() < 2 || computer.size() < 2 || IsDocument(std::wstring(computer))) continue;
     if (!IsNumber(user)) Add(kUser, user);
     if (!IsNumber(computer)) Add(kComputer, computer);
   }

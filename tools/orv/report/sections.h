@@ -46,6 +46,7 @@ enum class LoadFault {
   kDamaged,        ///< no text can be made of it
   kNotWellFormed,  ///< not well-formed XML
   kContent,
+  kNoMemory,
 };
 
 struct ReportModel {

@@ -40,6 +40,7 @@ constexpr LoadAdvice kLoadAdvice[] = {
      L"orv config check "},
     {LoadFault::kContent, L"Correct the errors. This corrects those that have one answer: ",
      L"orv config check --fix "},
+    {LoadFault::kNoMemory, L"End other programs, and try again.", L""},
 };
 
 void AddUnloadedConfig(const ReportModel& model, Faults* faults) {
