@@ -1,9 +1,30 @@
-# Libraries of Windows that a program loads when it first calls them. Loading them takes longer than many of
-# the program's commands.
+# Libraries that a program loads when it first calls them. Loading them takes longer than many of the program's
+# commands.
 
 # orv_delay_load(TARGET LIBRARY FUNCTION...): FUNCTION... are all functions of LIBRARY that TARGET calls. Any
-# other one makes the system load it at the start, which the test pe-files reports.
+# other one makes the system load it at the start, which the tests pe-files and command-line report. On Windows
+# LIBRARY is the name of a system library. Elsewhere it is the path of a library that the target links anyway: on
+# processors without stubs, and for static libraries, it still does.
 function(orv_delay_load target library)
+  if(WIN32)
+    orv_delay_import(${target} ${library} ${ARGN})
+    return()
+  endif()
+  execute_process(COMMAND ${CMAKE_OBJDUMP} -p ${library} OUTPUT_VARIABLE headers ERROR_QUIET)
+  if(NOT CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|amd64)$" OR NOT headers MATCHES "SONAME +([^\n ]+)")
+    return()
+  endif()
+  set(soname ${CMAKE_MATCH_1})
+  list(TRANSFORM ARGN PREPEND "        delayed " OUTPUT_VARIABLE functions)
+  list(JOIN functions "\n" functions)
+  set(stubs ${CMAKE_CURRENT_BINARY_DIR}/delayed_${soname}.cpp)
+  configure_file(${PROJECT_SOURCE_DIR}/src/platform/posix/delayed_library.cpp.in ${stubs} @ONLY)
+  target_sources(${target} PRIVATE ${stubs})
+  # The stubs are found before the library, which then is not needed.
+  target_link_options(${target} PRIVATE -Wl,--as-needed)
+endfunction()
+
+function(orv_delay_import target library)
   list(JOIN ARGN "\n  " exports)
   set(base ${CMAKE_CURRENT_BINARY_DIR}/delayed_${library})
   file(CONFIGURE OUTPUT ${base}.def @ONLY CONTENT "LIBRARY ${library}\nEXPORTS\n  ${exports}\n")

@@ -38,9 +38,16 @@ ${CPACK_DEBIAN_PACKAGE_RELEASE}) unstable; urgency=medium
     if(NOT linked AND component STREQUAL "program")
       continue()  # it was not built
     endif()
+    set(without)
+    if(component STREQUAL "program")
+      # The program loads the libraries that the library links, and contains the C++ library.
+      list(APPEND linked ${libraries})
+      set(without -xlibstdc++6 -xlibgcc-s1)
+    endif()
+    set(libraries ${linked})
     file(WRITE ${top}/debian/control "")  # must exist
     file(MAKE_DIRECTORY ${top}/DEBIAN)  # shows where the package's own libraries are
-    execute_process(COMMAND dpkg-shlibdeps --ignore-missing-info -O ${linked} WORKING_DIRECTORY ${top}
+    execute_process(COMMAND dpkg-shlibdeps --ignore-missing-info ${without} -O ${linked} WORKING_DIRECTORY ${top}
                     OUTPUT_VARIABLE dependencies ERROR_VARIABLE warnings RESULT_VARIABLE code)
     file(REMOVE_RECURSE ${top}/debian ${top}/DEBIAN)
     if(NOT code EQUAL 0 OR NOT dependencies MATCHES "^shlibs:Depends=([^\n]+)")

@@ -33,14 +33,13 @@ constexpr Group kGroups[] = {{"config", AddConfigCommands},     {"devmode", AddD
                              {"xml", AddXmlCommands},           {"page", AddPageCommands},
                              {"report", AddReportCommand},      {"doctor", AddDoctorCommand}};
 
-constexpr char kVersion[] = "--version";
+constexpr char kVersionFlag[] = "--version";
+constexpr char kVersion[] = "orv " ORV_VERSION;
 
-/// Adds the group that the first argument names, and none for the version. Otherwise adds all
-/// groups: the help, completion and suggestions for misspelt names need them. Adding all takes most
-/// of the time of a short run.
+/// Adds the group that the first argument names. Otherwise adds all groups: the help, completion
+/// and suggestions for misspelt names need them. Adding all takes most of the time of a short run.
 void AddGroups(CLI::App* program, const std::vector<std::string>& arguments) {
   const std::string_view first = arguments.empty() ? "" : std::string_view(arguments[0]);
-  if (first == kVersion) return;
   const auto* const named = std::ranges::find(kGroups, first, &Group::name);
   if (named != std::end(kGroups)) {
     named->add(program);
@@ -55,6 +54,11 @@ void AddGroups(CLI::App* program, const std::vector<std::string>& arguments) {
 }  // namespace
 
 int RunProgram(int argc, char** argv) {
+  const std::vector<std::string> arguments = CommandLineArguments(argc, argv);
+  if (arguments == std::vector<std::string>{kVersionFlag}) {  // saves defining the options
+    const std::string line = std::string(kVersion) + '\n';
+    return WriteOutput(OutputStream::kResults, line) ? kDone : kUnreadable;
+  }
   // Standard output is for results only.
   SetDiagnosticSink([](const char* line) { std::fputs(line, stderr); });
   CLI::App program("Printer configuration, settings, pages and logs of the label-printer driver.",
@@ -62,14 +66,13 @@ int RunProgram(int argc, char** argv) {
   SetHelpFormat(&program);
   program.require_subcommand(1);
   program.allow_windows_style_options(false);  // arguments such as /list/item are not options
-  program.set_version_flag(kVersion, "orv " ORV_VERSION, "Print the version and exit");
+  program.set_version_flag(kVersionFlag, kVersion, "Print the version and exit");
   program.footer(
       "Exit codes: 0 success, 1 findings, 2 wrong command line, 3 a file or a setting could not "
       "be\n"
       "read or written.\n"
       "orv help COMMAND is the same as orv COMMAND --help.\n"
       "Examples:\n  orv config check orv_conf_lx300.xml\n  orv page split --help");
-  const std::vector<std::string> arguments = CommandLineArguments(argc, argv);
   AddGroups(&program, arguments);
   AddOutcomeFlags(&program);
   AddGeneralOptions(&program);
