@@ -30,6 +30,11 @@ void JsonWriter::Key(std::string_view name) {
 
 void JsonWriter::Value(std::wstring_view text) { Element(JsonString(text)); }
 
+void JsonWriter::TextPart(std::wstring_view text) {
+  const std::string quoted = JsonString(text);
+  text_.append(quoted, 1, quoted.size() - 2);
+}
+
 void JsonWriter::Value(std::int64_t number) { Element(std::to_string(number)); }
 
 void JsonWriter::Value(std::uint64_t number) { Element(std::to_string(number)); }

@@ -43,6 +43,10 @@ class JsonWriter {
   void Value(double number);
   void Value(bool truth);
   void Null();
+  /// A text in parts, which must not divide a surrogate pair.
+  void BeginText() { Element("\""); }
+  void TextPart(std::wstring_view text);
+  void EndText() { text_ += '"'; }
 
   template <typename T>
   void Member(std::string_view name, const T& value) {

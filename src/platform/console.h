@@ -19,7 +19,8 @@ enum class OutputStream { kResults, kMessages };
 /// these bytes to anything else. Line ends are not translated. Returns false if writing fails.
 bool WriteOutput(OutputStream stream, std::string_view text);
 
-/// Reads standard input to its end. Line ends are not translated. Returns false if reading fails.
+/// Reads the next bytes of standard input, none at its end. Line ends are not translated. Returns
+/// false if reading fails.
 bool ReadInput(std::string* bytes);
 
 /// Reads a line that the user types, without its end. Returns false at the end of the input.

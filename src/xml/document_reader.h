@@ -83,6 +83,10 @@ class DocumentReader {
   /// Skips the rest of the parent, which is about to become the main element.
   void FinishElement();
 
+  /// Where the node that was read last begins and ends in the file, in code units.
+  std::int64_t NodeStart() const { return nodeStart_; }
+  std::int64_t NodeEnd() const { return nodeEnd_; }
+
   const FileStream& File() const { return file_; }
 
  private:

@@ -68,6 +68,24 @@ std::optional<TextPosition> PositionInFile(const std::wstring& file, std::size_t
   return at;
 }
 
+bool ReadTextRange(const std::wstring& file, std::int64_t start, std::int64_t end,
+                   const std::function<void(std::wstring_view)>& use) {
+  FileStream stream;
+  if (!stream.OpenToRead(file)) return false;
+  std::int64_t at = 0;  // of the part
+  for (std::wstring part; at < end && stream.Read(kStreamPart, &part); part.clear()) {
+    const auto size = static_cast<std::int64_t>(part.size());
+    const std::int64_t first = std::clamp<std::int64_t>(start - at, 0, size);
+    const std::int64_t last = std::min(end - at, size);
+    if (first < last) {
+      use(std::wstring_view(part).substr(static_cast<std::size_t>(first),
+                                         static_cast<std::size_t>(last - first)));
+    }
+    at += size;
+  }
+  return at >= end;
+}
+
 bool FileStream::OpenToRead(const std::wstring& file) {
   name_ = file;
   input_.open(ToPath(file), std::ios::binary);

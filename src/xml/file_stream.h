@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <fstream>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,6 +19,11 @@ inline constexpr std::size_t kStreamPart = std::size_t{1} << 16;
 /// The position of an offset in the text of a file, which is read in parts; none if the file cannot
 /// be read or is shorter. Only regular files can be read twice.
 std::optional<TextPosition> PositionInFile(const std::wstring& file, std::size_t offset);
+
+/// Passes the text of a file between two offsets to `use`, in parts that do not divide a surrogate
+/// pair. Returns false if the file cannot be read or is shorter.
+bool ReadTextRange(const std::wstring& file, std::int64_t start, std::int64_t end,
+                   const std::function<void(std::wstring_view)>& use);
 
 /// A place between two parts of a file that is being read.
 struct StreamPlace {

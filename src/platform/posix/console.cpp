@@ -23,13 +23,13 @@ bool WriteOutput(OutputStream stream, std::string_view text) {
 }
 
 bool ReadInput(std::string* bytes) {
-  char buffer[1 << 16];
-  for (;;) {
-    const ssize_t count = read(STDIN_FILENO, buffer, sizeof buffer);
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return count == 0;
-    bytes->append(buffer, static_cast<std::size_t>(count));
-  }
+  bytes->resize(1 << 16);
+  ssize_t count = 0;
+  do {
+    count = read(STDIN_FILENO, bytes->data(), bytes->size());
+  } while (count < 0 && errno == EINTR);
+  bytes->resize(count < 0 ? 0 : static_cast<std::size_t>(count));
+  return count >= 0;
 }
 
 bool ReadInputLine(std::string* line) {

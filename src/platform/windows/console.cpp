@@ -51,16 +51,12 @@ bool WriteOutput(OutputStream stream, std::string_view text) {
 }
 
 bool ReadInput(std::string* bytes) {
-  const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
-  char buffer[1 << 14];
-  for (;;) {
-    DWORD count = 0;
-    if (!ReadFile(input, buffer, sizeof buffer, &count, nullptr)) {
-      return GetLastError() == ERROR_BROKEN_PIPE;  // the end of a pipe
-    }
-    if (count == 0) return true;
-    bytes->append(buffer, count);
-  }
+  bytes->resize(1 << 14);
+  DWORD count = 0;
+  const bool isRead = ReadFile(GetStdHandle(STD_INPUT_HANDLE), bytes->data(),
+                               static_cast<DWORD>(bytes->size()), &count, nullptr);
+  bytes->resize(count);
+  return isRead || GetLastError() == ERROR_BROKEN_PIPE;  // the end of a pipe
 }
 
 bool ReadInputLine(std::string* line) {

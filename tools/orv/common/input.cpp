@@ -34,10 +34,14 @@ bool FailForReason() {
 
 /// All of standard input; null when it cannot be read.
 const std::string* StandardInput() {
-  static std::string bytes;
-  if (IsInputTerminal()) StopProgress();
-  static const bool isRead = ReadInput(&bytes);
-  return isRead ? &bytes : nullptr;
+  static std::string all;
+  static const bool isRead = [] {
+    for (std::string bytes; ReadStandardInput(&bytes); all += bytes) {
+      if (bytes.empty()) return true;
+    }
+    return false;
+  }();
+  return isRead ? &all : nullptr;
 }
 
 /// Why a path does not lead to a file that can be read.
@@ -77,12 +81,17 @@ struct PrivateFolder {
 
 }  // namespace
 
+bool ReadStandardInput(std::string* bytes) {
+  if (IsInputTerminal()) StopProgress();
+  return ReadInput(bytes) || FailForReason();
+}
+
 bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset, std::size_t max) {
   bytes->clear();
   failureReason.clear();
   if (IsStandardStream(path)) {
     const std::string* const input = StandardInput();
-    if (input == nullptr) return FailForReason();
+    if (input == nullptr) return false;
     *bytes = input->substr(std::min<std::uint64_t>(offset, input->size()), max);
     return true;
   }
@@ -175,10 +184,7 @@ InputFile::InputFile(const std::wstring& path) : path_(path), isCopy_(IsStandard
   }
   path_ = TemporaryPath(L"input");
   const std::string* const input = StandardInput();
-  if (input == nullptr) {
-    FailForReason();
-    Fail(kUnreadable, CannotRead(path));
-  }
+  if (input == nullptr) Fail(kUnreadable, CannotRead(path));
   if (!WriteFile(path_, *input)) Fail(kUnreadable, CannotWrite(path_));
 }
 

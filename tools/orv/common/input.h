@@ -21,6 +21,10 @@ inline constexpr wchar_t kStandardStream[] = L"-";
 bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset = 0,
               std::size_t max = std::string::npos);
 
+/// Reads the next bytes of standard input, none at its end, without keeping them: nothing else can
+/// read them again. False as for `ReadFile`.
+bool ReadStandardInput(std::string* bytes);
+
 /// Records that the command reads a file in another way than by `ReadFile` and `InputFile`.
 void NoteInput(const std::wstring& path);
 /// Whether there is nothing at a path. What cannot be examined counts as there: reading it gives

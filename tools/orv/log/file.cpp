@@ -68,6 +68,19 @@ LogEntry ParseEntry(std::wstring_view line) {
   return entry;
 }
 
+/// Reads the next bytes of a log, none at its end. The file may be locked by a writer for a moment.
+bool ReadPart(const std::wstring& path, std::uint64_t offset, std::string* bytes) {
+  constexpr int kAttempts = 20;
+  constexpr int kPauseMilliseconds = 10;
+  constexpr std::size_t kPartBytes = 1 << 18;
+  if (path == kStandardStream) return ReadStandardInput(bytes);
+  for (int attempt = 1; !ReadFile(path, bytes, offset, kPartBytes); ++attempt) {
+    if (attempt == kAttempts) return false;
+    PauseMilliseconds(kPauseMilliseconds);
+  }
+  return true;
+}
+
 LocalTime ParseDate(const std::string& date) {
   LocalTime day{};
   int end = 0;
@@ -185,16 +198,10 @@ void LogReader::UseLine(std::string_view bytes) {
 }
 
 std::optional<std::uint64_t> ReadLog(const std::wstring& path, const LogReader::Use& use) {
-  constexpr int kAttempts = 20;
-  constexpr int kPauseMilliseconds = 10;
-  constexpr std::size_t kPartBytes = 1 << 18;
   LogReader reader(use);
   std::uint64_t offset = 0;
   for (std::string bytes;; reader.Feed(bytes)) {
-    for (int attempt = 1; !ReadFile(path, &bytes, offset, kPartBytes); ++attempt) {
-      if (attempt == kAttempts) return std::nullopt;
-      PauseMilliseconds(kPauseMilliseconds);
-    }
+    if (!ReadPart(path, offset, &bytes)) return std::nullopt;
     if (bytes.empty()) break;
     offset += bytes.size();
   }

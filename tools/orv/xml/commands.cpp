@@ -13,6 +13,8 @@
 #include "tools/orv/common/output.h"
 #include "tools/orv/xml/faults.h"
 #include "xml/encodings.h"
+#include "xml/file_stream.h"
+#include "xml/markup_state.h"
 #include "xml/text_coding.h"
 #include "xml/text_files.h"
 
@@ -356,16 +358,80 @@ bool LoadInstead(const std::wstring& file, const XmlPath& path, CMarkup* doc) {
 
 bool IsReadInParts(const CMarkup& doc) { return (doc.GetDocFlags() & CMarkup::DOC_READFILE) != 0; }
 
-/// The value of the element at the main position, to which the path leads: its text, or its markup
-/// if it contains elements.
-std::wstring ValueOf(const std::wstring& file, const XmlPath& path, CMarkup* doc) {
+/// Prints a value in parts, alone or in an object with its path.
+class ValuePrinter {
+ public:
+  ValuePrinter(const std::wstring& path, bool asJson) : asJson_(asJson) {
+    json_.BeginObject();
+    json_.Member("path", path);
+    json_.Key("value");
+    json_.BeginText();
+  }
+
+  void Add(std::wstring_view part) {
+    if (!asJson_) return Print(part);
+    json_.TextPart(part);
+    Print(json_.TakeText());
+  }
+  void Finish() {
+    json_.EndText();
+    json_.EndObject();
+    Print(asJson_ ? json_.Text() : "\n");
+  }
+
+ private:
+  bool asJson_;
+  JsonWriter json_;
+};
+
+/// Prints the text or the markup of the element at the main position of a file that is read in
+/// parts. False, and nothing printed, if the file has errors.
+///
+/// What it is, and whether there are errors, is known only after the element. Memory holds one
+/// part, so a longer value is read again.
+bool PrintPartsOf(const std::wstring& file, const XmlPath& path, CMarkup* doc,
+                  ValuePrinter* printer) {
+  const DocumentReader& reader = *MarkupState::Of(*doc).reader;
+  const std::int64_t start = reader.NodeStart();
+  std::wstring text;
+  std::wstring more;
+  bool isLong = false;
+  doc->ReadDataPiece(text);
+  while (doc->ReadDataPiece(more)) isLong = true;
+  if (!doc->IntoElem() || !doc->FindElem()) {
+    if (!doc->IsWellFormed()) return false;
+    if (!isLong) {
+      printer->Add(text);
+      return true;
+    }
+    doc->Close();
+    OpenDocument(file, doc);
+    GoTo(path, doc);
+    while (doc->ReadDataPiece(text)) printer->Add(text);
+    return true;
+  }
+  doc->OutOfElem();
+  const std::int64_t end = reader.NodeEnd();
+  while (doc->OutOfElem()) {
+  }
+  while (doc->FindNode() != 0) {
+  }
+  if (!doc->IsWellFormed()) return false;
+  const bool isRead =
+      ReadTextRange(file, start, end, [&](std::wstring_view part) { printer->Add(part); });
+  if (!isRead) Fail(kUnreadable, CannotRead(file));
+  return true;
+}
+
+/// Prints the value of the element at the main position, to which the path leads: its text, or its
+/// markup if it contains elements.
+void PrintElement(const std::wstring& file, const XmlPath& path, CMarkup* doc,
+                  ValuePrinter* printer) {
   if (IsReadInParts(*doc)) {
-    std::wstring text = doc->GetData();
-    const bool hasElement = doc->IntoElem() && doc->FindElem();
-    if (!hasElement && doc->IsWellFormed()) return text;
+    if (PrintPartsOf(file, path, doc, printer)) return;
     LoadInstead(file, path, doc);
   }
-  return doc->FindChildElem() ? doc->GetSubDoc() : doc->GetData();
+  printer->Add(doc->FindChildElem() ? doc->GetSubDoc() : doc->GetData());
 }
 
 void AddGetCommand(CLI::App* group) {
@@ -395,23 +461,14 @@ void AddGetCommand(CLI::App* group) {
       isThere = LoadInstead(file, path, &doc);
     }
     RequirePlace(isThere, name, doc);
-    std::wstring value;
-    if (!path.attribute.empty()) {
+    ValuePrinter printer(name, options->asJson);
+    if (path.attribute.empty()) {
+      PrintElement(file, path, &doc, &printer);
+    } else {
       if (doc.GetAttribOffset(path.attribute) < 0) Fail(kFindings, L"there is no " + name);
-      value = doc.GetAttrib(path.attribute);
-    } else {
-      value = ValueOf(file, path, &doc);
+      printer.Add(doc.GetAttrib(path.attribute));
     }
-    if (options->asJson) {
-      JsonWriter json;
-      json.BeginObject();
-      json.Member("path", name);
-      json.Member("value", value);
-      json.EndObject();
-      Print(json.Text());
-    } else {
-      Print(value + L"\n");
-    }
+    printer.Finish();
   });
 }
 
