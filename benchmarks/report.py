@@ -8,12 +8,15 @@ import argparse
 import json
 import os
 import platform
+import pty
 import shutil
 import statistics
+import struct
 import subprocess
 import sys
 import tempfile
 import time
+import zlib
 
 # Documents from Debian packages, measured if they are installed.
 REAL_DOCS = [path for path in ("/usr/share/gir-1.0/Gio-2.0.gir",
@@ -23,10 +26,8 @@ REAL_DOCS = [path for path in ("/usr/share/gir-1.0/Gio-2.0.gir",
 LISTS = {
     "{doc}": ["configuration_38K", "records_51200K"] + REAL_DOCS,
     "{small}": ["records_1K", "records_32K", "records_1024K"],
-    "{page}": ["812x1218", "2400x3600"],
-    "{kind}": ["text", "photo", "label", "white"],
-    "{cpu}": ["sse41", "avx2"],
-    "{n}": ["4", "8", "16"],
+    "{dpi}": ["203 dpi", "300 dpi", "600 dpi"],
+    "{kind}": ["text", "label", "photo"],
     "{walked}": ["configuration_38K", "records_1K", "records_32K", "records_1024K",
                  "records_51200K"] + REAL_DOCS[:1],
     "{edit}": ["set_attribute", "set_data", "append", "insert_first", "remove"],
@@ -43,14 +44,21 @@ RUNS = {"xml": ({}, ".", 25, min), "xml, warm": (WARM_HEAP, "^(SetDoc|pugixml_wi
         "xml_tasks": ({}, ".", 15, min), "config": ({}, ".", *MEDIAN_OF_7),
         "config, warm": (WARM_HEAP, "^Load(Protected|Peers)$", *MEDIAN_OF_7),
         "crypto": ({}, ".", *MEDIAN_OF_7), "devmode": ({}, ".", *MEDIAN_OF_7),
-        "logging": ({}, ".", *MEDIAN_OF_7), "imaging": ({}, ".", *MEDIAN_OF_7)}
+        "logging": ({}, ".", *MEDIAN_OF_7), "pages": ({}, ".", *MEDIAN_OF_7),
+        "pages, sse41": ({"ORV_CPU": "sse41"}, "^OneBit/", *MEDIAN_OF_7),
+        "pages, plain": ({"ORV_CPU": "plain"}, "^OneBit/", 3, statistics.median),
+        "pages, warm": (WARM_HEAP, "^(OneBit|Split)/", *MEDIAN_OF_7)}
 
-# A figure in bytes instead of seconds, from the counter "bytes" of a benchmark.
+
 class Bytes(float):
-    pass
+    """A figure in bytes instead of seconds, from the counter "bytes" of a benchmark."""
 
 
-UNITS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1}
+class Count(float):
+    """A number, from the counter "faults", or a number of bytes per pixel or of pages."""
+
+
+UNITS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1, "faults": 1, "bytes": 1, "pages": 1}
 
 # A goal is the maximum for the library: a ratio to the peer's time, or a time. A name in braces stands
 # for every value of its list above.
@@ -134,24 +142,29 @@ ROWS = [
      "bare open, append, close", 1.2),
     ("logging", "written line", "Logging/WrittenLine", "BareExclusiveAppend",
      "the same, with an exclusive lock", 1.2),
-    ("imaging", "Floyd-Steinberg {kind} {page} {cpu}", "FloydSteinberg/{kind}/{page}/{cpu}",
-     "FloydSteinberg/{kind}/{page}/plain", "plain loop", 1 / 6),
-    ("imaging", "Floyd-Steinberg {kind} {page} {cpu}", "FloydSteinberg/{kind}/{page}/{cpu}",
-     "LeptonicaDither/{kind}/{page}", "Leptonica", 1 / 5),
-    ("imaging", "Sierra Lite {kind} {page} {cpu}", "SierraLite/{kind}/{page}/{cpu}",
-     "SierraLite/{kind}/{page}/plain", "plain loop", 1 / 6),
-    ("imaging", "ordered {n} photo {page} {cpu}", "Ordered{n}/photo/{page}/{cpu}",
-     "Ordered{n}/photo/{page}/plain", "plain loop", 1 / 8),
-    ("imaging", "ordered {n} photo {page} {cpu}", "Ordered{n}/photo/{page}/{cpu}", "Copy/{page}",
-     "copy of the page", 3),
-    ("imaging", "24-bit to 1-bit {kind} {page} {cpu}", "Monochrome/{kind}/{page}/{cpu}",
-     "Copy/{page}", "copy of the page", 1.5),
-    ("imaging", "four bounds {kind} {page}", "Bounds/{kind}/{page}", "LeptonicaBounds/{kind}/{page}",
-     "Leptonica", 1),
-    ("imaging", "SplitImage label {page}", "Split/label/{page}", "SplitStepByStep/label/{page}",
-     "plain steps", 1 / 15),
-    ("imaging", "SplitImage photo {page}", "Split/photo/{page}", "SplitStepByStep/photo/{page}",
-     "plain steps", 1 / 100),
+    ("pages", "to one bit, {kind}, {dpi}, AVX2, a pixel", "OneBit/{kind}/{dpi}", None, None, "1 ns"),
+    ("pages", "to one bit, {kind}, {dpi}, AVX2", "OneBit/{kind}/{dpi}", "pages, plain: OneBit/{kind}/{dpi}",
+     "plain loops", 1 / 8),
+    ("pages", "to one bit, {kind}, {dpi}, AVX2", "OneBit/{kind}/{dpi}", "LeptonicaOneBit/{kind}/{dpi}",
+     "Leptonica", 1 / 8),
+    ("pages, sse41", "to one bit, {kind}, {dpi}, SSE4.1", "OneBit/{kind}/{dpi}",
+     "pages: LeptonicaOneBit/{kind}/{dpi}", "Leptonica", 1 / 5),
+    ("pages, warm", "to one bit, {kind}, {dpi}, AVX2, a pixel, warm heap", "OneBit/{kind}/{dpi}",
+     "pages: OneBit/{kind}/{dpi}", "default heap", "1 ns"),
+    ("pages", "split, label, {dpi}, a pixel", "Split/label/{dpi}", "SplitStepByStep/label/300 dpi/iterations:1",
+     "plain steps", 1 / 25),
+    ("pages", "split, photo, {dpi}, a pixel", "Split/photo/{dpi}", "SplitStepByStep/photo/300 dpi/iterations:1",
+     "plain steps", 1 / 120),
+    ("pages, warm", "split, label, {dpi}, a pixel, warm heap", "Split/label/{dpi}",
+     "pages: Split/label/{dpi}", "default heap", "2 ns"),
+    ("pages, warm", "split, photo, {dpi}, a pixel, warm heap", "Split/photo/{dpi}",
+     "pages: Split/photo/{dpi}", "default heap", "3.5 ns"),
+    ("pages", "split, label, {dpi}, a pixel", "Split/label/{dpi}", None, None, "2 ns"),
+    ("pages", "split, photo, {dpi}, a pixel", "Split/photo/{dpi}", None, None, "3.5 ns"),
+    ("pages", "page faults of ten pages, to one bit, {dpi}", "faults_OneBit/photo/{dpi}/iterations:1",
+     None, None, "0 faults"),
+    ("pages", "page faults of ten pages, split, {dpi}", "faults_Split/photo/{dpi}/iterations:1",
+     None, None, "0 faults"),
 ]
 
 
@@ -175,6 +188,10 @@ def pinned(command):
 def figure(benchmark):
     if "bytes" in benchmark:
         return Bytes(benchmark["bytes"])
+    if "faults" in benchmark:
+        return Count(benchmark["faults"])
+    if "pixel" in benchmark:
+        return benchmark["pixel"]
     # A benchmark that sets its own times has them as real time.
     time_name = "real_time" if benchmark["run_name"].endswith("/manual_time") else "cpu_time"
     return UNITS[benchmark["time_unit"]] * benchmark[time_name]
@@ -198,8 +215,9 @@ def run_benchmarks(program, run, quick, documents):
 
 
 def run_command(command, repetitions):
-    """Returns the median time of a whole command in seconds, or None if it is missing or fails."""
+    """Returns the median time of a whole command in seconds, or None if it is not installed or fails."""
     if shutil.which(command[0]) is None:
+        print(f"skipped because it is not installed: {command[0]}", file=sys.stderr)
         return None
     times = []
     for _ in range(repetitions):
@@ -211,43 +229,123 @@ def run_command(command, repetitions):
     return statistics.median(times)
 
 
-def whole_commands(build, quick):
-    """Times whole programs on a page of 2400 x 3600, including process start and files."""
+def peak_bytes(command):
+    """Returns the largest memory of a command in bytes. A small program starts it: a process begins with the
+    memory of the one that started it."""
+    if shutil.which("/usr/bin/time") is None:
+        print("skipped because it is not installed: time", file=sys.stderr)
+        return None
+    report = subprocess.run(["/usr/bin/time", "-f", "%M", *command], check=True, capture_output=True, text=True).stderr
+    return 1024 * int(report.split()[-1])
+
+
+def time_to_progress(command):
+    """Returns after how many seconds a command shows its progress on a terminal, and its whole time."""
+    terminal, other = pty.openpty()
+    start = time.perf_counter()
+    process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=other)
+    os.close(other)
+    first = None
+    try:
+        while text := os.read(terminal, 4096):
+            if first is None and b"..." in text:
+                first = time.perf_counter() - start
+    except OSError:
+        pass  # the end of the output
+    process.wait()
+    return first, time.perf_counter() - start
+
+
+def write_large_page(path, side):
+    """Writes a page of `side` x `side` pixels, a photo-like pattern with white around it, row by row."""
+    def chunk(name, data):
+        return struct.pack(">I", len(data)) + name + data + struct.pack(">I", zlib.crc32(name + data))
+
+    tile = bytes((x * y >> 6) & 0xFF for y in range(64) for x in range(768))
+    packer = zlib.compressobj(1)
+    with open(path, "wb") as file:
+        file.write(b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">2I5B", side, side, 8, 2, 0, 0, 0)))
+        for y in range(side):
+            row = b"\xff" * (3 * side)
+            if side // 8 < y < side - side // 8:
+                line = tile[768 * (y % 64):768 * (y % 64) + 768]
+                row = (b"\xff" * (3 * side // 8) + line * (side * 3 // 768))[:3 * side]
+            data = packer.compress(b"\0" + row)
+            if data:
+                file.write(chunk(b"IDAT", data))
+        file.write(chunk(b"IDAT", packer.flush()) + chunk(b"IEND", b""))
+
+
+def page_commands(build, quick):
+    """Measures whole programs on a page of 2400 x 3600, including process start and files."""
     repetitions = 1 if quick else 7
+    pixels = 2400 * 3600
     sample = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "examples", "label_page.png")
     orv = os.path.join(build, "tools/orv/orv")
+    if shutil.which("convert") is None:
+        print("skipped because it is not installed: convert (ImageMagick), which also makes the page", file=sys.stderr)
+        return
     with tempfile.TemporaryDirectory() as folder:
         page, black, red = (os.path.join(folder, name) for name in ("page.png", "black.png", "red.png"))
         subprocess.run(["convert", sample, "-resize", "2400x3600!", "PNG24:" + page], check=True)
-        split = run_command([orv, "page", "split", page, "--colour", "E02020", "--background", black,
-                             "--highlight", red, "--force"], repetitions)
-        files = None
-        if split is not None:
-            for written in (black, red):
-                subprocess.run(["convert", written, "-fill", "black", "+opaque", "white",
-                                written + ".pbm"], check=True)
-            files = run_command([os.path.join(build, "benchmarks/png_files"), page, black + ".pbm",
-                                 red + ".pbm"], repetitions)
+        split_command = [orv, "page", "split", page, "--colour", "E02020", "--background", black,
+                         "--highlight", red, "--force"]
+        dither_command = [orv, "page", "dither", page, "--method", "floyd-steinberg", "-o", black, "--force"]
+
+        def files_of(*written):
+            """The time of reading the page and writing what a command has written."""
+            for path in written:
+                subprocess.run(["convert", path, "-fill", "black", "+opaque", "white", path + ".pbm"], check=True)
+            return run_command([os.path.join(build, "benchmarks/png_files"), page, *(path + ".pbm" for path in written)],
+                               repetitions)
+
         # The same task in ImageMagick: the areas near a colour, both planes dithered. All programs write
         # one-bit images with zlib's level 1.
         plane = ["-define", "png:compression-level=1", "-colorspace", "gray", "-dither", "FloydSteinberg", "-monochrome"]
         near = ["-fuzz", "30%", "-fill", "white"]
-        magick = run_command(
+        split = run_command(split_command, repetitions)
+        yield ("orv page split, whole process", split, "reading and writing the files", files_of(black, red), 1.15)
+        yield ("orv page split, whole process", split, "ImageMagick", run_command(
             ["convert", page, "(", "-clone", "0", *near, "+opaque", "#E02020", *plane, "-write", red,
-             "+delete", ")", *near, "-opaque", "#E02020", *plane, black], repetitions)
-        dither = run_command([orv, "page", "dither", page, "--method", "floyd-steinberg", "-o", black,
-                              "--force"], repetitions)
-        pillow = run_command(
+             "+delete", ")", *near, "-opaque", "#E02020", *plane, black], repetitions), 1 / 20)
+        dither = run_command(dither_command, repetitions)
+        yield ("orv page dither, whole process", dither, "reading and writing the files", files_of(black), 1.15)
+        yield ("orv page dither, whole process", dither, "ImageMagick",
+               run_command(["convert", page, *plane, black], repetitions), 1 / 20)
+        yield ("orv page dither, whole process", dither, "Pillow", run_command(
             ["/usr/bin/python3", "-c", "import sys; from PIL import Image; "
              "Image.open(sys.argv[1]).convert('L').convert('1').save(sys.argv[2], compress_level=1)", page, black],
-            repetitions)
-        netpbm = run_command(
+            repetitions), None)
+        yield ("orv page dither, whole process", dither, "Netpbm", run_command(
             ["sh", "-c", f"pngtopnm {page} | ppmtopgm | pamditherbw -floyd | pamtopnm | pnmtopng -compression=1"],
-            repetitions)
-    yield ("orv page split, whole process", split, "ImageMagick", magick, 1 / 20)
-    yield ("orv page split, whole process", split, "reading and writing the files", files, 1.5)
-    yield ("orv page dither, whole process", dither, "Pillow", pillow, None)
-    yield ("orv page dither, whole process", dither, "Netpbm", netpbm, None)
+            repetitions), None)
+        for name, command, goal in (("dither", dither_command, "4 bytes"), ("split", split_command, "5 bytes")):
+            peak = peak_bytes(command)
+            yield (f"orv page {name}, memory peak, bytes a pixel", peak and Count(peak / pixels), None, None, goal)
+        if quick:
+            return
+        side = 20000
+        write_large_page(page, side)
+        for name, command in (("dither", dither_command), ("split", split_command)):
+            what = f"orv page {name}, {side:,} x {side:,} pixels"
+            first, whole = time_to_progress(pinned(command))
+            yield (f"{what}, progress", first, None, None, "1.3 s")
+            yield (f"{what}, a pixel", whole / side ** 2, "2400 x 3600",
+                   (dither if name == "dither" else split) / pixels, 1.1)
+            peak = peak_bytes(command)
+            yield (f"{what}, memory peak, pages", peak and Count(peak / (3 * side ** 2)), None, None, "2 pages")
+
+
+def start_commands(build, quick):
+    """Measures the start of the program."""
+    repetitions = 5 if quick else 200
+    times = [run_command([os.path.join(build, program), "--version"], repetitions)
+             for program in ("tools/orv/orv", "benchmarks/empty")]
+    yield ("orv --version, whole process", times[0], "empty C++ program", times[1], None)
+    yield ("orv --version, above the empty program", max(0.0, times[0] - times[1]), None, None, "2 ms")
+
+
+COMMANDS = {"pages": page_commands, "start": start_commands}
 
 
 def shown(seconds):
@@ -255,6 +353,8 @@ def shown(seconds):
         return "-"
     if isinstance(seconds, Bytes):
         return f"{seconds / 1024:,.0f} KB"
+    if isinstance(seconds, Count):
+        return f"{seconds:.3g}"
     for factor, unit in ((1, "s"), (1e3, "ms"), (1e6, "us")):
         if seconds * factor >= 1:
             return f"{seconds * factor:.3g} {unit}"
@@ -295,8 +395,9 @@ def main():
     parser.add_argument("--check", action="store_true", help="only check the arguments")
     options = parser.parse_args()
     chosen_runs = {run: how for run, how in RUNS.items() if run.startswith(options.only or "")}
-    if not chosen_runs:
-        programs = sorted({run.split(",")[0] for run in RUNS})
+    chosen_commands = {name: run for name, run in COMMANDS.items() if name.startswith(options.only or "")}
+    if not chosen_runs and not chosen_commands:
+        programs = sorted({run.split(",")[0] for run in RUNS} | set(COMMANDS))
         parser.error(f"unknown subsystem '{options.only}'; choose one of {', '.join(programs)}")
     if options.check:
         return
@@ -309,12 +410,14 @@ def main():
         times[run] = run_benchmarks(path, how, options.quick, REAL_DOCS if program == "xml" else [])
     results = []
     for run, what, ours, peer, name, goal in expanded(ROWS):
-        if run not in times or (peer is not None and peer not in times[run]):
+        # "run: benchmark" is a peer from another run.
+        peer_run, peer = peer.split(": ") if peer is not None and ": " in peer else (run, peer)
+        if run not in times or (peer is not None and peer not in times.get(peer_run, {})):
             continue  # not run, or a peer that this build lacks
-        results.append(result(what, times[run][ours], name, times[run].get(peer), goal))
-    if options.only is None:
-        print("running whole commands ...", file=sys.stderr)
-        for what, ours, name, peer, goal in whole_commands(options.build, options.quick):
+        results.append(result(what, times[run][ours], name, times[peer_run].get(peer), goal))
+    for command, rows in chosen_commands.items():
+        print(f"running whole commands: {command} ...", file=sys.stderr)
+        for what, ours, name, peer, goal in rows(options.build, options.quick):
             results.append(result(what, ours, name, peer, goal))
 
     report = {"machine": machine(), "results": results, "all": times}

@@ -52,10 +52,12 @@ void Imaging(Input input) {
   }
 
   Compare(page, [&](const ImagingKernels& kernels, Pixels& pixels) {
-    return kernels.floydSteinberg(pixels.Plane(), threshold, ink);
+    DiffusionErrors errors;
+    return kernels.floydSteinberg(pixels.Plane(), threshold, ink, &errors);
   });
   Compare(page, [&](const ImagingKernels& kernels, Pixels& pixels) {
-    return kernels.sierraLite(pixels.Plane(), threshold, ink);
+    DiffusionErrors errors;
+    return kernels.sierraLite(pixels.Plane(), threshold, ink, &errors);
   });
   for (const int size : {4, 8, 16}) {
     Compare(page, [&](const ImagingKernels& kernels, Pixels& pixels) {
@@ -64,7 +66,8 @@ void Imaging(Input input) {
     });
   }
   Compare(page, [&](const ImagingKernels& kernels, Pixels& pixels) {
-    kernels.extractHighlight(pixels.Plane(), rule);
+    HighlightLimits limits;
+    kernels.extractHighlight(pixels.Plane(), rule, &limits);
     return 0;
   });
   Compare(page, [&](const ImagingKernels& kernels, Pixels& pixels) {

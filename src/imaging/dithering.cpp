@@ -1,7 +1,10 @@
 #include "imaging/dithering.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <iterator>
+#include <new>
 
 #include "imaging/pixels.h"
 
@@ -48,21 +51,22 @@ constexpr std::uint8_t kMatrix16[16 * 16] = {
 };
 
 template <int kSize, const std::uint8_t* kEntries>
-bool DitherOrdered(const PixelPlane& plane, int, Ink ink) {
+bool DitherOrdered(const PixelPlane& plane, int, Ink ink, DiffusionErrors*) {
+  static_assert(kBandRows % kSize == 0);
   ActiveImagingKernels().ordered(plane, {kSize, kEntries}, ink);
   return true;
 }
 
-using Method = bool (*)(const PixelPlane&, int threshold, Ink);
+using Method = bool (*)(const PixelPlane&, int threshold, Ink, DiffusionErrors*);
 
 /// Indexed by `eBitmapDitherer`.
 constexpr Method kMethods[] = {
-    [](const PixelPlane&, int, Ink) { return true; },
-    [](const PixelPlane& plane, int threshold, Ink ink) {
-      return ActiveImagingKernels().floydSteinberg(plane, threshold, ink);
+    [](const PixelPlane&, int, Ink, DiffusionErrors*) { return true; },
+    [](const PixelPlane& plane, int threshold, Ink ink, DiffusionErrors* errors) {
+      return ActiveImagingKernels().floydSteinberg(plane, threshold, ink, errors);
     },
-    [](const PixelPlane& plane, int threshold, Ink ink) {
-      return ActiveImagingKernels().sierraLite(plane, threshold, ink);
+    [](const PixelPlane& plane, int threshold, Ink ink, DiffusionErrors* errors) {
+      return ActiveImagingKernels().sierraLite(plane, threshold, ink, errors);
     },
     DitherOrdered<4, kMatrix4>,
     DitherOrdered<8, kMatrix8>,
@@ -75,8 +79,48 @@ bool IsKnownMethod(eBitmapDitherer method) {
   return static_cast<unsigned>(method) < std::size(kMethods);
 }
 
+bool DitherBand(const PixelPlane& band, eBitmapDitherer method, int threshold, Ink ink,
+                DiffusionErrors* errors) {
+  return IsKnownMethod(method) && kMethods[method](band, threshold, ink, errors);
+}
+
 bool Dither(const PixelPlane& plane, eBitmapDitherer method, int threshold, Ink ink) {
-  return IsKnownMethod(method) && kMethods[method](plane, threshold, ink);
+  DiffusionErrors errors;
+  return DitherBand(plane, method, threshold, ink, &errors);
+}
+
+int BandRowsFor(int width) {
+  constexpr std::int64_t kBandBytes = std::int64_t{1} << 18;
+  return static_cast<int>(
+             std::max<std::int64_t>(kBandBytes / (std::int64_t{3} * width) / kBandRows, 1)) *
+         kBandRows;
+}
+
+BandCopy::BandCopy(const PixelPlane& image) : image_(image), rows_(BandRowsFor(image.width)) {
+  const std::ptrdiff_t stride = RowBytes(image);
+  pixels_.reset(new (std::nothrow) std::uint8_t[static_cast<std::size_t>(stride * rows_)]);
+  band_ = {pixels_.get(), stride, image.width, 0};
+}
+
+const PixelPlane* BandCopy::Of(int y) {
+  if (pixels_ == nullptr) return nullptr;
+  band_.height = image_.Band(y, rows_).height;
+  for (int row = 0; row < band_.height; ++row) {
+    std::memcpy(band_.Row(row), image_.Row(y + row), static_cast<std::size_t>(RowBytes(band_)));
+  }
+  return &band_;
+}
+
+bool DitherToBits(const PixelPlane& plane, eBitmapDitherer method, int threshold,
+                  std::uint8_t* bits, std::ptrdiff_t stride) {
+  DiffusionErrors errors;
+  BandCopy copy(plane);
+  for (int y = 0; y < plane.height; y += copy.rows()) {
+    const PixelPlane* const band = copy.Of(y);
+    if (band == nullptr || !DitherBand(*band, method, threshold, {0, 0, 0}, &errors)) return false;
+    ActiveImagingKernels().monochrome(*band, bits + y * stride, stride);
+  }
+  return true;
 }
 
 std::unique_ptr<Bitmap> DitheredCopy(Bitmap* source, eBitmapDitherer method, int threshold,

@@ -15,6 +15,34 @@ bool IsKnownMethod(eBitmapDitherer method);
 /// Dithers pixels in place to white and ink. False for an unknown method, or if memory runs out.
 bool Dither(const PixelPlane& plane, eBitmapDitherer method, int threshold, Ink ink);
 
+/// The same for a band of an image.
+bool DitherBand(const PixelPlane& band, eBitmapDitherer method, int threshold, Ink ink,
+                DiffusionErrors* errors);
+
+/// How many rows of a width make a band that stays in the processor's caches.
+int BandRowsFor(int width);
+
+/// Copies of the bands of an image, one at a time.
+class BandCopy {
+ public:
+  explicit BandCopy(const PixelPlane& image);
+
+  int rows() const { return rows_; }
+  /// The pixels of the band that begins at a row; null if there is no memory.
+  const PixelPlane* Of(int y);
+
+ private:
+  PixelPlane image_;
+  int rows_;
+  std::unique_ptr<std::uint8_t[]> pixels_;
+  PixelPlane band_;
+};
+
+/// Dithers pixels to one bit each, 1 for white and 0 for ink, and keeps them. Unused low bits of a
+/// row's last byte become 1. False as for `Dither`.
+bool DitherToBits(const PixelPlane& plane, eBitmapDitherer method, int threshold,
+                  std::uint8_t* bits, std::ptrdiff_t stride);
+
 /// Dithers a copy of a bitmap, in the bitmap's own format. Null if copying or dithering fails.
 std::unique_ptr<Bitmap> DitheredCopy(Bitmap* source, eBitmapDitherer method, int threshold,
                                      Ink ink);

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 #include "base/cpu.h"
 
@@ -19,6 +20,9 @@ struct PixelPlane {
   int height;
 
   std::uint8_t* Row(int y) const { return first + y * stride; }
+  PixelPlane Band(int y, int rows) const {
+    return {Row(y), stride, width, height - y < rows ? height - y : rows};
+  }
 };
 
 /// One-bit pixels in memory, the leftmost in a byte's high bit.
@@ -54,10 +58,27 @@ struct HighlightRule {
   double tolerance;      ///< the maximum distance, on the scale of `CalculateToleranceCIE76`
 };
 
+/// An image can be processed in bands from the top down, which stay in the processor's caches. All
+/// but the last must have a multiple of this many rows.
+inline constexpr int kBandRows = 32;
+
+/// The errors that a band passes down to the next one; empty before the first.
+struct DiffusionErrors {
+  std::unique_ptr<std::int32_t[]> plain;
+  std::unique_ptr<std::int16_t[]> vector;
+};
+
+/// What the first band has found out about a rule, for the others.
+struct HighlightLimits {
+  bool areKnown = false;
+  std::uint32_t lowest = 0;   ///< each channel's minimum in the highlight, 0xRRGGBB
+  std::uint32_t highest = 0;  ///< each channel's maximum
+};
+
 struct ImagingKernels {
-  /// Error diffusion, in place. Returns false if memory for the errors runs out.
-  bool (*floydSteinberg)(const PixelPlane& plane, int threshold, Ink ink);
-  bool (*sierraLite)(const PixelPlane& plane, int threshold, Ink ink);
+  /// Error diffusion of a band, in place. Returns false if memory for the errors runs out.
+  bool (*floydSteinberg)(const PixelPlane& band, int threshold, Ink ink, DiffusionErrors* errors);
+  bool (*sierraLite)(const PixelPlane& band, int threshold, Ink ink, DiffusionErrors* errors);
 
   /// Ordered dithering, in place.
   void (*ordered)(const PixelPlane& plane, const OrderedMatrix& matrix, Ink ink);
@@ -68,7 +89,8 @@ struct ImagingKernels {
 
   /// Replaces pixels of the highlight with their grey, stretched so that the highlight colour
   /// itself becomes black, and all others with white. In place.
-  void (*extractHighlight)(const PixelPlane& plane, const HighlightRule& rule);
+  void (*extractHighlight)(const PixelPlane& band, const HighlightRule& rule,
+                           HighlightLimits* limits);
 
   /// Makes every pixel of `plane` white where `mask`, of the same size, is not white.
   void (*whiten)(const PixelPlane& plane, const PixelPlane& mask);

@@ -57,12 +57,16 @@ struct SierraLite {
 };
 
 template <typename Method>
-bool Diffuse(const PixelPlane& plane, int threshold, Ink ink) {
+bool Diffuse(const PixelPlane& plane, int threshold, Ink ink, DiffusionErrors* errors) {
   // Errors of two rows suffice. One extra entry on either side takes what leaves the image.
   const std::size_t rowSize = static_cast<std::size_t>(plane.width) + 2;
-  const std::unique_ptr<std::int32_t[]> errors(new (std::nothrow) std::int32_t[rowSize * 2]());
-  if (errors == nullptr) return false;
-  std::int32_t* current = errors.get() + 1;
+  if (errors->plain == nullptr) {
+    errors->plain.reset(new (std::nothrow) std::int32_t[rowSize * 2]());
+    if (errors->plain == nullptr) return false;
+  }
+  // A band has an even number of rows, so the next one begins with the same row.
+  static_assert(kBandRows % 2 == 0);
+  std::int32_t* current = errors->plain.get() + 1;
   std::int32_t* below = current + rowSize;
   for (int y = 0; y < plane.height; ++y) {
     std::uint8_t* pixel = plane.Row(y);
@@ -109,7 +113,7 @@ void Monochrome(const PixelPlane& source, std::uint8_t* target, std::ptrdiff_t t
   }
 }
 
-void ExtractHighlight(const PixelPlane& plane, const HighlightRule& rule) {
+void ExtractHighlight(const PixelPlane& plane, const HighlightRule& rule, HighlightLimits*) {
   const float factor = StretchFactor(rule.colour);
   for (int y = 0; y < plane.height; ++y) {
     std::uint8_t* pixel = plane.Row(y);

@@ -24,10 +24,22 @@ struct PagePlanes {
   std::unique_ptr<Bitmap> highlight;
 };
 
+/// Where the bits of two planes are stored.
+struct SplitBits {
+  std::uint8_t* background;
+  std::uint8_t* highlight;
+  std::ptrdiff_t stride;
+};
+
 /// Splits a page: pixels within `tolerance` of `colour` (as `CalculateToleranceCIE76` measures it)
 /// go to the highlight plane, the others to the background. `*planes` is set only for `kDone`.
 SplitOutcome SplitPage(Bitmap* page, const Color& colour, double tolerance, eBitmapDitherer method,
                        int threshold, PagePlanes* planes);
+
+/// Splits a page to planes with one bit per pixel, as `DitherToBits` makes them, and keeps it.
+/// Returns false for an unknown method, or if memory runs out.
+bool SplitToBits(const PixelPlane& page, const HighlightRule& rule, eBitmapDitherer method,
+                 int threshold, const SplitBits& bits);
 
 /// Splits pixels that both planes hold at first, with the results in place. The method must exist.
 /// Returns false if memory runs out.

@@ -70,7 +70,7 @@ inline void Transpose(Vec (&v)[8]) {
 template <typename Method>
 class StripDiffuser {
  public:
-  /// `carry` must have `CarrySize(width)` zeroed entries.
+  /// `carry` must have `CarrySize(width)` entries, zeroed before the first band.
   StripDiffuser(const PixelPlane& plane, int threshold, Ink ink, std::int16_t* carry)
       : plane_(plane),
         ink_(InkBlock(ink)),
@@ -336,24 +336,28 @@ class StripDiffuser {
 };
 
 template <typename Method>
-bool DiffuseRows(const PixelPlane& plane, int threshold, Ink ink,
-                 bool (*plain)(const PixelPlane&, int, Ink)) {
+bool DiffuseRows(const PixelPlane& plane, int threshold, Ink ink, DiffusionErrors* errors,
+                 bool (*plain)(const PixelPlane&, int, Ink, DiffusionErrors*)) {
+  static_assert(kBandRows % kStripRows == 0);
   if (threshold < kMinThreshold || threshold > kMaxThreshold || plane.width > kMaxWidth) {
-    return plain(plane, threshold, ink);
+    return plain(plane, threshold, ink, errors);
   }
-  const std::unique_ptr<std::int16_t[]> carry(
-      new (std::nothrow) std::int16_t[StripDiffuser<Method>::CarrySize(plane.width)]());
-  if (carry == nullptr) return false;
-  StripDiffuser<Method>(plane, threshold, ink, carry.get()).Run();
+  if (errors->vector == nullptr) {
+    errors->vector.reset(new (std::nothrow)
+                             std::int16_t[StripDiffuser<Method>::CarrySize(plane.width)]());
+    if (errors->vector == nullptr) return false;
+  }
+  StripDiffuser<Method>(plane, threshold, ink, errors->vector.get()).Run();
   return true;
 }
 
-bool FloydSteinberg(const PixelPlane& plane, int threshold, Ink ink) {
-  return DiffuseRows<VectorFloydSteinberg>(plane, threshold, ink, kPlainKernels.floydSteinberg);
+bool FloydSteinberg(const PixelPlane& plane, int threshold, Ink ink, DiffusionErrors* errors) {
+  return DiffuseRows<VectorFloydSteinberg>(plane, threshold, ink, errors,
+                                           kPlainKernels.floydSteinberg);
 }
 
-bool SierraLite(const PixelPlane& plane, int threshold, Ink ink) {
-  return DiffuseRows<VectorSierraLite>(plane, threshold, ink, kPlainKernels.sierraLite);
+bool SierraLite(const PixelPlane& plane, int threshold, Ink ink, DiffusionErrors* errors) {
+  return DiffuseRows<VectorSierraLite>(plane, threshold, ink, errors, kPlainKernels.sierraLite);
 }
 
 }  // namespace

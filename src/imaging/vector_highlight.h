@@ -43,7 +43,7 @@ inline VecFloat CubeRoot(VecFloat t) {
 
 class HighlightExtractor {
  public:
-  explicit HighlightExtractor(const HighlightRule& rule)
+  HighlightExtractor(const HighlightRule& rule, HighlightLimits* limits)
       : rule_(rule), linear_(LinearChannels().data()), factor_(StretchFactor(rule.colour)) {
     ColorExtensions::RGBToLab(Color(rule.colour), lab_);
     const double radius = std::min(rule.tolerance * kDistanceScale, kMaxDistance);
@@ -51,7 +51,9 @@ class HighlightExtractor {
     const float outer = static_cast<float>(radius) + kDistanceError;
     inner_ = inner > 0.0f ? inner * inner : 0.0f;
     outer_ = outer > 0.0f ? outer * outer : 0.0f;
-    FindChannelLimits(outer);
+    if (!limits->areKnown) FindChannelLimits(outer, limits);
+    minChannels_ = limits->lowest;
+    maxChannels_ = limits->highest;
     for (Remembered& entry : remembered_) entry.colour = ~std::uint32_t{0};
   }
 
@@ -140,7 +142,7 @@ class HighlightExtractor {
 
   /// Finds channel limits that contain every colour within `radius`: cuts slices off the cube of
   /// all colours while a whole slice is farther away.
-  void FindChannelLimits(double radius) {
+  void FindChannelLimits(double radius, HighlightLimits* limits) const {
     constexpr int kSlice = 8;
     Channels lowest = {0, 0, 0};
     Channels highest = {255, 255, 255};
@@ -163,9 +165,10 @@ class HighlightExtractor {
         }
       }
     }
+    limits->areKnown = true;
     for (std::size_t channel = 0; channel < 3; ++channel) {
-      minChannels_ |= static_cast<std::uint32_t>(lowest[channel]) << 8 * channel;
-      maxChannels_ |= static_cast<std::uint32_t>(highest[channel]) << 8 * channel;
+      limits->lowest |= static_cast<std::uint32_t>(lowest[channel]) << 8 * channel;
+      limits->highest |= static_cast<std::uint32_t>(highest[channel]) << 8 * channel;
     }
   }
 
@@ -220,15 +223,15 @@ class HighlightExtractor {
   const float* linear_;
   float factor_;
   float lab_[3];
-  float inner_;                    ///< squared distances below it are within the tolerance
-  float outer_;                    ///< squared distances from it on are not
-  std::uint32_t minChannels_ = 0;  ///< minimum of each channel, 0x00RRGGBB, within outer_
-  std::uint32_t maxChannels_ = 0;  ///< maximum of each channel
+  float inner_;                ///< squared distances below it are within the tolerance
+  float outer_;                ///< squared distances from it on are not
+  std::uint32_t minChannels_;  ///< minimum of each channel, 0x00RRGGBB, within outer_
+  std::uint32_t maxChannels_;  ///< maximum of each channel
   Remembered remembered_[256];
 };
 
-void ExtractHighlight(const PixelPlane& plane, const HighlightRule& rule) {
-  HighlightExtractor extractor(rule);
+void ExtractHighlight(const PixelPlane& plane, const HighlightRule& rule, HighlightLimits* limits) {
+  HighlightExtractor extractor(rule, limits);
   for (int y = 0; y < plane.height; ++y) {
     ForRow<kColours, 4>(plane.Row(y), plane.width,
                         [&](std::uint8_t* pixels, int) { extractor.Extract(pixels); });

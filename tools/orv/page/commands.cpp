@@ -106,9 +106,8 @@ void AddDitherCommand(CLI::App* group) {
   command->callback([=] {
     const GraphicsSession graphics;
     const PagePointer page = LoadFitted(options.get(), *fit);
-    PagePointer dithered = Dithered(page.get(), *dither, ToColour(*colour));
+    const PagePointer dithered = DitheredInTwoColours(page.get(), *dither, ToColour(*colour));
     const std::int64_t pale = CountPaleInk(page.get(), dithered.get());
-    dithered = To1Bpp(std::move(dithered));
     PageFiles files(options->KnownDpi(), {ToWide(options->input)});
     files.Add(dithered.get(), ToWide(*output));
     files.Finish();
@@ -194,9 +193,12 @@ void AddSplitCommand(CLI::App* group) {
     const GraphicsSession graphics;
     const PagePointer page = LoadFitted(options.get(), *fit);
     std::optional<Progress> progress(std::in_place, L"Splitting the page");
-    Planes planes = SplitPage(page.get(), ToColour(split->colour), split->tolerance, *dither,
-                              split->overlap.value_or(0));
-    // These need planes of 24 bits.
+    // Previews and edges need planes of 24 bits.
+    const bool isWhole = split->overlap || !split->preview.empty();
+    const Color ink = ToColour(split->colour);
+    Planes planes =
+        isWhole ? SplitPage(page.get(), ink, split->tolerance, *dither, split->overlap.value_or(0))
+                : SplitInTwoColours(page.get(), ink, split->tolerance, *dither);
     PagePointer preview;
     if (!split->preview.empty()) preview = PreviewOf(planes);
     const std::int64_t pale =

@@ -67,16 +67,13 @@ std::int64_t CountPale(Bitmap* page) {
 }
 
 std::int64_t CountPaleInk(Bitmap* page, Bitmap* plane, Bitmap* other) {
-  const PagePixels dots(plane);
-  std::optional<PagePixels> more;
+  const PlaneDots dots(plane);
+  std::optional<PlaneDots> more;
   if (other != nullptr) more.emplace(other);
-  const auto isInk = [](const PagePixels& pixels, int x, int y) {
-    return !IsWhite(pixels.Row(y) + std::ptrdiff_t{3} * x);
-  };
   std::int64_t count = 0;
   ForEachPale(PagePixels(page), [&](int x, int y) {
-    count += isInk(dots, x, y);
-    if (more) count += isInk(*more, x, y);
+    count += dots.IsInk(x, y);
+    if (more) count += more->IsInk(x, y);
   });
   return count;
 }

@@ -1,10 +1,13 @@
 #include "tools/orv/page/pixels.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <functional>
+#include <numeric>
 #include <utility>
 
 #include "orv/imaging/bitmap_helper.h"
@@ -96,13 +99,86 @@ class Packer {
   std::array<unsigned char, 256 * kEight> groups_;  ///< the eight pixels of each byte value
 };
 
+/// Sets the palette of a page with one bit per pixel, to colours 0xRRGGBB.
+bool SetColours(Bitmap* bits, std::uint32_t first, std::uint32_t second) {
+  constexpr std::uint32_t kOpaque = 0xFF000000;
+  alignas(ColorPalette) BYTE block[sizeof(ColorPalette) + sizeof(ARGB)];
+  auto* palette = reinterpret_cast<ColorPalette*>(block);
+  palette->Flags = 0;
+  palette->Count = 2;
+  palette->Entries[0] = kOpaque | first;
+  palette->Entries[1] = kOpaque | second;
+  return bits->SetPalette(palette) == Ok;
+}
+
+[[noreturn]] void FailToLock() { Fail(kUnreadable, L"cannot access the pixels of a page"); }
+
+/// Locks a page with one bit per pixel.
+BitmapData LockBitsOf(Bitmap* page) {
+  const Rect all(0, 0, static_cast<INT>(page->GetWidth()), static_cast<INT>(page->GetHeight()));
+  BitmapData data;
+  if (page->LockBits(&all, ImageLockModeRead | ImageLockModeWrite, PixelFormat1bppIndexed, &data) !=
+      Ok) {
+    FailToLock();
+  }
+  return data;
+}
+
 }  // namespace
+
+PlaneDots::PlaneDots(Bitmap* plane) : plane_(plane) {
+  if (plane->GetPixelFormat() != PixelFormat1bppIndexed) {
+    pixels_.emplace(plane);
+    return;
+  }
+  isInk_ = InkOfBits(plane);
+  bits_ = LockBitsOf(plane);
+}
+
+PlaneDots::~PlaneDots() {
+  if (!pixels_) plane_->UnlockBits(&bits_);
+}
+
+bool PlaneDots::IsInk(int x, int y) const {
+  if (pixels_) return !IsWhite(pixels_->Row(y) + std::ptrdiff_t{3} * x);
+  const auto* row = static_cast<const BYTE*>(bits_.Scan0) + std::ptrdiff_t{y} * bits_.Stride;
+  return isInk_[static_cast<std::size_t>(row[x / 8] >> (7 - x % 8) & 1)];
+}
+
+std::array<bool, 2> InkOfBits(Bitmap* page) {
+  constexpr ARGB kWhite = 0xFFFFFFFF;
+  alignas(ColorPalette) BYTE block[sizeof(ColorPalette) + sizeof(ARGB)] = {};
+  auto* palette = reinterpret_cast<ColorPalette*>(block);
+  if (page->GetPalette(palette, sizeof block) != Ok) FailToLock();
+  return {palette->Entries[0] != kWhite, palette->Entries[1] != kWhite};
+}
+
+void ColourBits(Bitmap* bits, Color colour) {
+  constexpr std::uint32_t kWhite = 0xFFFFFF;
+  BitmapData data = LockBitsOf(bits);
+  auto* const first = static_cast<BYTE*>(data.Scan0);
+  const int bytes = (static_cast<int>(data.Width) + 7) / 8;
+  const auto unused = static_cast<BYTE>(0xFF >> ((data.Width + 7) % 8 + 1));
+  const bool startsWhite = (*first & 0x80) != 0;
+  BYTE any = 0;
+  for (UINT y = 0; y < data.Height; ++y) {
+    BYTE* const row = first + std::ptrdiff_t{data.Stride} * y;
+    if (startsWhite)
+      std::transform(row, row + bytes, row, [](BYTE b) { return static_cast<BYTE>(~b); });
+    row[bytes - 1] = static_cast<BYTE>(row[bytes - 1] & ~unused);
+    any = std::accumulate(row, row + bytes, any, std::bit_or<BYTE>());
+  }
+  bits->UnlockBits(&data);
+  const std::uint32_t ink = colour.GetValue() & kWhite;
+  const std::uint32_t colours[] = {startsWhite ? kWhite : ink, startsWhite ? ink : kWhite};
+  if (!SetColours(bits, colours[0], colours[any != 0 ? 1 : 0])) FailToLock();
+}
 
 PagePixels::PagePixels(Bitmap* page) : page_(page) {
   const Rect all(0, 0, static_cast<INT>(page->GetWidth()), static_cast<INT>(page->GetHeight()));
   if (page->LockBits(&all, ImageLockModeRead | ImageLockModeWrite, PixelFormat24bppRGB, &data_) !=
       Ok) {
-    Fail(kUnreadable, L"cannot access the pixels of a page");
+    FailToLock();
   }
 }
 
@@ -130,14 +206,7 @@ PagePointer ReduceToTwoColours(Bitmap* page) {
   packed->UnlockBits(&data);
   if (!isPacked) return nullptr;
 
-  constexpr std::uint32_t kOpaque = 0xFF000000;
-  alignas(ColorPalette) BYTE block[sizeof(ColorPalette) + sizeof(ARGB)];
-  auto* palette = reinterpret_cast<ColorPalette*>(block);
-  palette->Flags = 0;
-  palette->Count = 2;
-  palette->Entries[0] = kOpaque | packer.first();
-  palette->Entries[1] = kOpaque | packer.second();
-  if (packed->SetPalette(palette) != Ok) return nullptr;
+  if (!SetColours(packed.get(), packer.first(), packer.second())) return nullptr;
   return packed;
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <optional>
 
 #include "orv/platform/graphics.h"
 
@@ -36,6 +37,31 @@ class PagePixels {
   Bitmap* page_;
   BitmapData data_;
 };
+
+/// The dots of a plane of 24 bits or one bit per pixel, locked until the end of the scope.
+class PlaneDots {
+ public:
+  explicit PlaneDots(Bitmap* plane);
+  PlaneDots(const PlaneDots&) = delete;
+  PlaneDots& operator=(const PlaneDots&) = delete;
+  ~PlaneDots();
+
+  /// Whether a pixel is not white.
+  bool IsInk(int x, int y) const;
+
+ private:
+  Bitmap* plane_;
+  std::optional<PagePixels> pixels_;  ///< of 24 bits
+  BitmapData bits_ = {};
+  std::array<bool, 2> isInk_ = {};  ///< by the value of a bit
+};
+
+/// Whether the colours of a page with one bit per pixel are not white. Ends the command on failure.
+std::array<bool, 2> InkOfBits(Bitmap* page);
+
+/// Makes a page with one bit per pixel from one whose bits are 1 for white: its palette and bits
+/// are those of `ReduceToTwoColours`. The colour is not white.
+void ColourBits(Bitmap* bits, Color colour);
 
 /// Calls `work(pixel, x, y)` for the blue, green and red bytes of every pixel.
 template <typename Work>

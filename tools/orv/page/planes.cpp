@@ -1,12 +1,16 @@
 #include "tools/orv/page/planes.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstring>
 #include <optional>
 #include <utility>
 
+#include "imaging/dithering.h"
+#include "imaging/page_split.h"
+#include "imaging/pixels.h"
 #include "orv/imaging/bitmap_helper.h"
 #include "orv/platform/types.h"
 #include "tools/orv/common/output.h"
@@ -29,7 +33,71 @@ Planes LibrarySplit(Bitmap* page, Color colour, double tolerance, eBitmapDithere
   return planes;
 }
 
+PixelPlane PlaneOf(const PagePixels& pixels) {
+  return {pixels.Row(0), pixels.Row(1) - pixels.Row(0), pixels.width(), pixels.height()};
+}
+
+/// The method, if it is the library's and leaves two colours.
+std::optional<eBitmapDitherer> TwoColourMethod(const DitherOptions& dither, Color colour) {
+  constexpr std::uint32_t kWhite = 0xFFFFFF;
+  const std::optional<eBitmapDitherer> method = dither.Plain();
+  const bool isWhite = (colour.GetValue() & kWhite) == kWhite;
+  return method == eBitmapDithererNone || isWhite ? std::nullopt : method;
+}
+
+/// A page with one bit per pixel of the same size, whose bits are not set.
+PagePointer NewBits(Bitmap* page) {
+  PagePointer bits(BitmapHelper::CreateBitmap(static_cast<INT>(page->GetWidth()),
+                                              static_cast<INT>(page->GetHeight()),
+                                              PixelFormat1bppIndexed));
+  if (bits == nullptr) Fail(kUnreadable, L"not enough memory for the page");
+  return bits;
+}
+
 }  // namespace
+
+PagePointer DitheredInTwoColours(Bitmap* page, const DitherOptions& dither, Color colour) {
+  const std::optional<eBitmapDitherer> method = TwoColourMethod(dither, colour);
+  if (!method) return To1Bpp(Dithered(page, dither, colour));
+  PagePointer bits = NewBits(page);
+  {
+    const PagePixels pixels(page);
+    const LockedBits locked(bits.get(), ImageLockModeWrite, PixelFormat1bppIndexed);
+    if (!locked.IsLocked() ||
+        !DitherToBits(PlaneOf(pixels), *method, dither.threshold,
+                      static_cast<std::uint8_t*>(locked.data()->Scan0), locked.data()->Stride)) {
+      Fail(kUnreadable, L"not enough memory to dither the page");
+    }
+  }
+  ColourBits(bits.get(), colour);
+  return bits;
+}
+
+Planes SplitInTwoColours(Bitmap* page, Color colour, double tolerance,
+                         const DitherOptions& dither) {
+  const std::optional<eBitmapDitherer> method = TwoColourMethod(dither, colour);
+  if (!method) {
+    Planes planes = SplitPage(page, colour, tolerance, dither);
+    return {To1Bpp(std::move(planes.background)), To1Bpp(std::move(planes.highlight))};
+  }
+  Planes planes = {NewBits(page), NewBits(page)};
+  {
+    const PagePixels pixels(page);
+    const LockedBits background(planes.background.get(), ImageLockModeWrite,
+                                PixelFormat1bppIndexed);
+    const LockedBits highlight(planes.highlight.get(), ImageLockModeWrite, PixelFormat1bppIndexed);
+    if (!background.IsLocked() || !highlight.IsLocked() ||
+        !SplitToBits(
+            PlaneOf(pixels), {colour.GetValue(), tolerance}, *method, dither.threshold,
+            {static_cast<std::uint8_t*>(background.data()->Scan0),
+             static_cast<std::uint8_t*>(highlight.data()->Scan0), background.data()->Stride})) {
+      Fail(kUnreadable, L"not enough memory to split the page");
+    }
+  }
+  ColourBits(planes.background.get(), Color(0xFF000000));
+  ColourBits(planes.highlight.get(), colour);
+  return planes;
+}
 
 Planes SplitPage(Bitmap* page, Color colour, double tolerance, const DitherOptions& dither,
                  int overlap) {
@@ -83,22 +151,17 @@ std::int64_t PixelCount(Bitmap* page) {
 }
 
 PagePointer OneBitOf(Bitmap* page) {
-  PagePointer bits(BitmapHelper::CreateBitmap(static_cast<INT>(page->GetWidth()),
-                                              static_cast<INT>(page->GetHeight()),
-                                              PixelFormat1bppIndexed));
-  if (bits == nullptr) Fail(kUnreadable, L"not enough memory for the page");
+  PagePointer bits = NewBits(page);
   BitmapHelper::GetMonochromeImage1BPP(page, bits.get());
   return bits;
 }
 
 std::int64_t CountInk(Bitmap* page) {
   if (page->GetPixelFormat() != PixelFormat1bppIndexed) return CountInk(OneBitOf(page).get());
-  alignas(ColorPalette) BYTE block[sizeof(ColorPalette) + sizeof(ARGB)] = {};
-  auto* palette = reinterpret_cast<ColorPalette*>(block);
+  const std::array<bool, 2> isInk = InkOfBits(page);
   const Rect all(0, 0, static_cast<INT>(page->GetWidth()), static_cast<INT>(page->GetHeight()));
   BitmapData data;
-  if (page->GetPalette(palette, sizeof block) != Ok ||
-      page->LockBits(&all, ImageLockModeRead, PixelFormat1bppIndexed, &data) != Ok) {
+  if (page->LockBits(&all, ImageLockModeRead, PixelFormat1bppIndexed, &data) != Ok) {
     Fail(kUnreadable, L"cannot access the pixels of a page");
   }
   std::int64_t ones = 0;
@@ -114,10 +177,9 @@ std::int64_t CountInk(Bitmap* page) {
     if (left > 0) ones += std::popcount(static_cast<BYTE>(*row >> (8 - left)));
   }
   page->UnlockBits(&data);
-  constexpr ARGB kWhite = 0xFFFFFFFF;
   std::int64_t ink = 0;
-  if (palette->Entries[0] != kWhite) ink += PixelCount(page) - ones;
-  if (palette->Entries[1] != kWhite) ink += ones;
+  if (isInk[0]) ink += PixelCount(page) - ones;
+  if (isInk[1]) ink += ones;
   return ink;
 }
 

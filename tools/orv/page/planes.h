@@ -21,6 +21,12 @@ struct Planes {
 Planes SplitPage(Bitmap* page, Color colour, double tolerance, const DitherOptions& dither,
                  int overlap = 0);
 
+/// The same planes with one bit per pixel where two colours suffice, in less memory: 24-bit planes
+/// exist only while a method of the program makes them.
+Planes SplitInTwoColours(Bitmap* page, Color colour, double tolerance, const DitherOptions& dither);
+/// A dithered page in the same form.
+PagePointer DitheredInTwoColours(Bitmap* page, const DitherOptions& dither, Color colour);
+
 /// Combines two 24-bit planes as they print: one ink over the other on white paper.
 PagePointer PreviewOf(const Planes& planes);
 
