@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 namespace orv::tool {
@@ -11,12 +12,14 @@ namespace {
 constexpr int kLightest = 240;  ///< lighter dots are paper
 constexpr int kReach = 2;       ///< width of the edge of a shape, in dots
 
-/// Dots of a row that are darker than paper.
+/// Dots of a row that are darker than paper. A page of noise has one for every third dot.
 struct DarkRun {
   int y;
   int start;
   int end;
-  std::size_t parent;  ///< a run of the same shape; itself in the run that stands for the shape
+  int overlap = 0;       ///< with the runs of the row above, in dots
+  std::uint32_t parent;  ///< a run of the same shape; itself in the run that stands for the shape
+  std::uint32_t shape = 0;  ///< its number, in that run
 };
 
 /// Dark dots that are connected at a side or a corner.
@@ -50,25 +53,40 @@ struct Shape {
 class Shapes {
  public:
   explicit Shapes(const Dots& grey) : grey_(grey) {
+    runs_.reserve(CountRuns());
     FindRuns();
-    shapes_.resize(runs_.size());
-    for (std::size_t i = 0; i < runs_.size(); ++i) Add(runs_[i], &shapes_[Root(i)]);
-    for (std::size_t i = 0; i < runs_.size(); ++i) {
-      shapes_[Root(i)].perimeter -= 2 * overlaps_[i];
+    std::uint32_t shapes = 0;
+    for (std::uint32_t i = 0; i < runs_.size(); ++i) {
+      if (runs_[i].parent == i) runs_[i].shape = shapes++;
     }
+    shapes_.resize(shapes);
+    for (std::uint32_t i = 0; i < runs_.size(); ++i) Add(runs_[i], &ShapeOf(i));
   }
 
   /// Calls `work(run, shape)` for every run.
   template <typename Work>
   void ForEachRun(const Work& work) {
-    for (std::size_t i = 0; i < runs_.size(); ++i) work(runs_[i], shapes_[Root(i)]);
+    for (std::uint32_t i = 0; i < runs_.size(); ++i) work(runs_[i], ShapeOf(i));
   }
 
  private:
-  void FindRuns() {
-    std::size_t above = 0;  ///< the first run of the row above that can touch
+  std::size_t CountRuns() const {
+    std::size_t count = 0;
     for (int y = 0; y < grey_.height; ++y) {
-      const std::size_t first = runs_.size();
+      const std::uint8_t* row = grey_.Row(y);
+      bool isDark = false;
+      for (int x = 0; x < grey_.width; ++x) {
+        const bool wasDark = std::exchange(isDark, row[x] < kLightest);
+        count += isDark && !wasDark;
+      }
+    }
+    return count;
+  }
+
+  void FindRuns() {
+    std::uint32_t above = 0;  ///< the first run of the row above that can touch
+    for (int y = 0; y < grey_.height; ++y) {
+      const auto first = static_cast<std::uint32_t>(runs_.size());
       const std::uint8_t* row = grey_.Row(y);
       for (int x = 0; x < grey_.width;) {
         if (row[x] >= kLightest) {
@@ -77,8 +95,8 @@ class Shapes {
         }
         const int start = x;
         while (x < grey_.width && row[x] < kLightest) ++x;
-        runs_.push_back({y, start, x, runs_.size()});
-        overlaps_.push_back(0);
+        runs_.push_back(
+            {.y = y, .start = start, .end = x, .parent = static_cast<std::uint32_t>(runs_.size())});
         above = Connect(above, first);
       }
       above = first;
@@ -87,22 +105,24 @@ class Shapes {
 
   /// Connects the last run with those of the row above, from `above` up to `end`. Returns the first
   /// one that the next run can touch.
-  std::size_t Connect(std::size_t above, std::size_t end) {
-    const std::size_t last = runs_.size() - 1;
-    const auto [y, start, stop, parent] = runs_[last];
-    while (above < end && (runs_[above].y < y - 1 || runs_[above].end < start)) ++above;
-    for (std::size_t i = above; i < end && runs_[i].start <= stop; ++i) {
-      overlaps_[last] +=
-          std::max(std::min(stop, runs_[i].end) - std::max(start, runs_[i].start), 0);
+  std::uint32_t Connect(std::uint32_t above, std::uint32_t end) {
+    const auto last = static_cast<std::uint32_t>(runs_.size() - 1);
+    DarkRun& run = runs_[last];
+    while (above < end && (runs_[above].y < run.y - 1 || runs_[above].end < run.start)) ++above;
+    for (std::uint32_t i = above; i < end && runs_[i].start <= run.end; ++i) {
+      run.overlap +=
+          std::max(std::min(run.end, runs_[i].end) - std::max(run.start, runs_[i].start), 0);
       runs_[Root(last)].parent = Root(i);
     }
     return above;
   }
 
-  std::size_t Root(std::size_t i) {
+  std::uint32_t Root(std::uint32_t i) {
     while (runs_[i].parent != i) i = runs_[i].parent = runs_[runs_[i].parent].parent;
     return i;
   }
+
+  Shape& ShapeOf(std::uint32_t run) { return shapes_[runs_[Root(run)].shape]; }
 
   /// Whether the paper two dots away is not white.
   bool IsSoft(int x, int y) const {
@@ -114,7 +134,7 @@ class Shapes {
   void Add(const DarkRun& run, Shape* shape) const {
     const int length = run.end - run.start;
     shape->area += length;
-    shape->perimeter += 2 + 2 * length;
+    shape->perimeter += 2 + 2 * (length - run.overlap);
     shape->ends += 2;
     shape->softEnds += IsSoft(run.start - kReach, run.y);
     shape->softEnds += IsSoft(run.end + kReach - 1, run.y);
@@ -133,7 +153,6 @@ class Shapes {
 
   const Dots& grey_;
   std::vector<DarkRun> runs_;
-  std::vector<std::int64_t> overlaps_;  ///< of each run with the row above
   std::vector<Shape> shapes_;
 };
 
