@@ -6,7 +6,6 @@
 
 #include "base/utf8.h"
 #include "orv/text/format.h"
-#include "tools/orv/page/line_art.h"
 #include "tools/orv/page/pixels.h"
 
 namespace orv::tool {
@@ -120,11 +119,11 @@ class BarMeter {
   std::vector<std::int64_t> damagedLines_;  ///< per bar
 };
 
-void MeasureBars(const Dots& grey, const Dots& ink, Legibility* result) {
+void MeasureBars(const std::vector<BarCode>& codes, const Dots& ink, Legibility* result) {
   const Dots turned = Transposed(ink);
-  for (BarCode& code : FindBarCodes(grey)) {
+  for (const BarCode& code : codes) {
     BarCodeResult& measured = result->codes.emplace_back();
-    measured.code = std::move(code);
+    measured.code = code;
     BarMeter(&measured).Measure(measured.code.isTurned ? turned : ink);
   }
 }
@@ -264,17 +263,15 @@ double Legibility::Loss() const {
          kSpeckWeight * SpeckScore();
 }
 
-Legibility MeasureLegibility(Bitmap* source, Bitmap* plane) {
-  const Dots grey = GreyDotsOf(source);
+Legibility LegibilityMeter::Measure(Bitmap* plane) const {
   const Dots ink = DotsOf(plane, [](const unsigned char* pixel) {
     return static_cast<std::uint8_t>(IsWhite(pixel) ? 0 : 1);
   });
   Legibility result;
-  MeasureBars(grey, ink, &result);
+  MeasureBars(codes_, ink, &result);
   CountSpecks(ink, &result);
-  const LineArt art(grey);
-  CountLineErrors(art, ink, &result);
-  MeasureTones(grey, art, ink, &result);
+  CountLineErrors(art_, ink, &result);
+  MeasureTones(grey_, art_, ink, &result);
   return result;
 }
 

@@ -6,6 +6,7 @@
 
 #include "orv/platform/graphics.h"
 #include "tools/orv/page/bars.h"
+#include "tools/orv/page/line_art.h"
 
 /// Measures how legible a one-bit plane of a grey page is. docs/imaging.md explains the measures.
 
@@ -84,9 +85,20 @@ struct Legibility {
 /// The side of a tone block, in dots.
 inline constexpr int kToneBlock = 16;
 
-/// Compares a plane, in which everything except white is ink, with its source page. Both have the
+/// Compares planes, in which everything except white is ink, with their source page. All have the
 /// same size.
-Legibility MeasureLegibility(Bitmap* source, Bitmap* plane);
+class LegibilityMeter {
+ public:
+  explicit LegibilityMeter(Bitmap* source)
+      : grey_(GreyDotsOf(source)), codes_(FindBarCodes(grey_)), art_(grey_, codes_) {}
+
+  Legibility Measure(Bitmap* plane) const;
+
+ private:
+  Dots grey_;
+  std::vector<BarCode> codes_;
+  LineArt art_;
+};
 
 /// The scores as a caption.
 std::string ScoresText(const Legibility& legibility);

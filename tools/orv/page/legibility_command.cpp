@@ -171,7 +171,7 @@ void Evaluate(const PageOptions& options, Bitmap* plane, const LegibilityOptions
   if (source->GetWidth() != plane->GetWidth() || source->GetHeight() != plane->GetHeight()) {
     Fail(kFindings, path + L" differs in size from the plane");
   }
-  const Legibility found = MeasureLegibility(source.get(), plane);
+  const Legibility found = LegibilityMeter(source.get()).Measure(plane);
   Report report(options);
   report.PageSize(plane);
   AddBars(&report, options, found);
@@ -207,13 +207,14 @@ std::vector<Candidate> EvaluateMethods(Bitmap* page, int threshold) {
   std::vector<Candidate> candidates;
   const std::vector<std::string> names = MethodNames();
   Progress progress(L"Trying methods");
+  const LegibilityMeter meter(page);
   DitherOptions options;
   options.threshold = threshold;
   for (std::size_t i = 1; i < names.size(); ++i) {  // the first one leaves no plane
     progress.Report(static_cast<int>(i), static_cast<int>(names.size()));
     options.name = names[i];
     const PagePointer plane = Dithered(page, options, Color(0xFF000000));
-    candidates.push_back({names[i], MeasureLegibility(page, plane.get())});
+    candidates.push_back({names[i], meter.Measure(plane.get())});
   }
   std::stable_sort(candidates.begin(), candidates.end(),
                    [](const Candidate& a, const Candidate& b) {

@@ -178,7 +178,8 @@ double ShiftOf(const BarCode& code) {
 
 }  // namespace
 
-LineArt::LineArt(const Dots& grey) : marks_{grey.width, grey.height, {}} {
+LineArt::LineArt(const Dots& grey, const std::vector<BarCode>& codes)
+    : marks_{grey.width, grey.height, {}} {
   marks_.values.resize(grey.values.size());
   Shapes shapes(grey);
   shapes.ForEachRun([&](const DarkRun& run, const Shape& shape) {
@@ -194,7 +195,7 @@ LineArt::LineArt(const Dots& grey) : marks_{grey.width, grey.height, {}} {
       Set(x, run.y, grey.At(x, run.y) < middle ? kInkMark : kWhiteMark);
     }
   });
-  for (const BarCode& code : FindBarCodes(grey)) MarkBars(grey, code);
+  for (const BarCode& code : codes) MarkBars(grey, code);
 }
 
 void LineArt::MarkBars(const Dots& grey, const BarCode& code) {

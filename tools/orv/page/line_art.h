@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "tools/orv/page/bars.h"
 #include "tools/orv/page/pixels.h"
@@ -13,7 +14,9 @@ namespace orv::tool {
 /// The line art of a page: dots that become ink or paper, whatever their grey.
 class LineArt {
  public:
-  explicit LineArt(const Dots& grey);
+  explicit LineArt(const Dots& grey) : LineArt(grey, FindBarCodes(grey)) {}
+  /// The same, with the page's bar codes.
+  LineArt(const Dots& grey, const std::vector<BarCode>& codes);
 
   bool Has(int x, int y) const { return marks_.At(x, y) != kNoMark; }
   bool IsInk(int x, int y) const { return marks_.At(x, y) == kInkMark; }

@@ -89,6 +89,7 @@ Canvas DrawMethods(Bitmap* page, const PageArea& area, int zoom, DitherOptions o
   options.name = names.front();
   // The methods are measured against the tones that they are given.
   const PagePointer part = PartOf(Dithered(page, options, colour).get(), area);
+  const LegibilityMeter meter(part.get());
   Progress progress(L"Trying methods");
   int number = 0;
   for (const std::string& name : names) {
@@ -100,8 +101,7 @@ Canvas DrawMethods(Bitmap* page, const PageArea& area, int zoom, DitherOptions o
     const PagePointer dithered = isPage ? nullptr : Dithered(page, options, colour);
     canvas.Text(x, y, isPage ? "the page" : name, kTextSize, kText);
     if (!isPage) {
-      const Legibility legibility =
-          MeasureLegibility(part.get(), PartOf(dithered.get(), area).get());
+      const Legibility legibility = meter.Measure(PartOf(dithered.get(), area).get());
       canvas.Text(x, y + kCaption / 2 - kTextSize, ScoresText(legibility), kTextSize, kLine);
     }
     canvas.Put(x, y + kCaption, PagePixels(isPage ? page : dithered.get()), area, zoom);
