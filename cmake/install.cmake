@@ -1,5 +1,5 @@
 # The installed files and their locations. The components are runtime and resources (the library for
-# programs), development (headers and build files), program (orv) and documents. Files refer to each other
+# programs), development (headers and build files), program (orv), printer_app and documents. Files refer to each other
 # by relative paths, so the installation can be moved.
 
 include(GNUInstallDirs)
@@ -66,6 +66,9 @@ install(FILES ${PROJECT_BINARY_DIR}/orv_shared.pc DESTINATION ${CMAKE_INSTALL_LI
 
 if(ORV_BUILD_TOOLS)
   install(TARGETS orv RUNTIME COMPONENT program)
+endif()
+if(TARGET orv_printer_app)
+  install(TARGETS orv_printer_app RUNTIME COMPONENT printer_app)
 endif()
 if(TARGET manual)
   install(DIRECTORY ${PROJECT_BINARY_DIR}/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1

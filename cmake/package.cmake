@@ -81,6 +81,11 @@ if(ORV_BUILD_TOOLS)
 "Checks and writes printer configuration files, explains settings records
 and logs, and shows and measures what a page looks like when it is printed.")
 endif()
+if(TARGET orv_printer_app)
+  orv_debian_package(printer_app orv-printer-app utils "IPP printers for label printers"
+"A server that makes each label printer an IPP Everywhere printer. Its
+drivers are the printers' configuration files.")
+endif()
 orv_debian_package(documents orv-shared-doc doc "core of a label-printer driver, documents and examples"
 "Describes the library, the orv program and their file formats.")
 set(CPACK_DEBIAN_RESOURCES_PACKAGE_ARCHITECTURE all)

@@ -32,10 +32,10 @@ ${CPACK_DEBIAN_PACKAGE_RELEASE}) unstable; urgency=medium
 
   # The packages of the linked libraries. CPack would run two programs for each installed file to find out
   # which of them are linked.
-  foreach(component IN ITEMS runtime program)
+  foreach(component IN ITEMS runtime program printer_app)
     set(top ${folder}/${component})
     file(GLOB linked ${top}/usr/bin/* ${top}/usr/lib/*.so.?.*)
-    if(NOT linked AND component STREQUAL "program")
+    if(NOT linked AND NOT component STREQUAL "runtime")
       continue()  # it was not built
     endif()
     set(without)

@@ -168,10 +168,14 @@ void Canvas::Put(int x, int y, const PagePixels& page, const PageArea& area, int
   }
 }
 
-void Canvas::Save(const std::wstring& path, std::vector<std::wstring> inputs) {
+PagePointer Canvas::Take() {
   pixels_.reset();
+  return std::move(page_);
+}
+
+void Canvas::Save(const std::wstring& path, std::vector<std::wstring> inputs) {
   PageFiles files({}, std::move(inputs));
-  files.Add(page_.get(), path);
+  files.Add(Take().get(), path);
   files.Finish();
 }
 

@@ -40,6 +40,8 @@ class Canvas {
   /// Draws a part of a page at x, y, each pixel as a square of `zoom` pixels.
   void Put(int x, int y, const PagePixels& page, const PageArea& area, int zoom);
 
+  /// Ends the drawing and returns the picture.
+  PagePointer Take();
   /// Writes the picture to a file, which may not be one of the inputs.
   void Save(const std::wstring& path, std::vector<std::wstring> inputs);
 

@@ -1,0 +1,120 @@
+#include "tools/printer_app/device.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <string_view>
+
+#include "orv/text/utf8.h"
+#include "platform/files.h"
+#include "platform/new_file.h"
+
+namespace orv::printer_app {
+namespace {
+
+constexpr char kScheme[] = "orvdir";
+
+/// The path in a device's URI; empty if it has none.
+std::string PathOf(const char* uri) {
+  std::array<char, 32> scheme;
+  std::array<char, 256> user;
+  std::array<char, 256> host;
+  std::array<char, 1024> path;
+  int port = 0;
+  const http_uri_status_t status =
+      httpSeparateURI(HTTP_URI_CODING_ALL, uri, scheme.data(), scheme.size(), user.data(),
+                      user.size(), host.data(), host.size(), &port, path.data(), path.size());
+  return status >= HTTP_URI_STATUS_OK && host[0] == '\0' ? path.data() : "";
+}
+
+FolderDevice* FolderOf(pappl_device_t* device) {
+  return static_cast<FolderDevice*>(papplDeviceGetData(device));
+}
+
+bool Open(pappl_device_t* device, const char* uri, const char*) {
+  auto folder = std::make_unique<FolderDevice>(PathOf(uri));
+  if (!folder->IsThere()) {
+    papplDeviceError(device, "%s is not a folder that can be used.", uri);
+    return false;
+  }
+  papplDeviceSetData(device, folder.release());
+  return true;
+}
+
+void Close(pappl_device_t* device) {
+  delete FolderOf(device);
+  papplDeviceSetData(device, nullptr);
+}
+
+ssize_t Write(pappl_device_t* device, const void* bytes, size_t size) {
+  FolderOf(device)->Add(bytes, size);
+  return static_cast<ssize_t>(size);
+}
+
+ssize_t Read(pappl_device_t*, void*, size_t) { return 0; }
+
+pappl_preason_t Status(pappl_device_t* device) {
+  return FolderOf(device)->IsThere() ? PAPPL_PREASON_NONE : PAPPL_PREASON_OFFLINE;
+}
+
+FILE* FileOf(pappl_device_t* device) { return static_cast<FILE*>(papplDeviceGetData(device)); }
+
+bool OpenFile(pappl_device_t* device, const char* uri, const char*) {
+  FILE* file = std::fopen(PathOf(uri).c_str(), "ab");
+  if (file == nullptr) papplDeviceError(device, "%s: %s", uri, std::strerror(errno));
+  papplDeviceSetData(device, file);
+  return file != nullptr;
+}
+
+void CloseFile(pappl_device_t* device) {
+  std::fclose(FileOf(device));
+  papplDeviceSetData(device, nullptr);
+}
+
+ssize_t WriteFile(pappl_device_t* device, const void* bytes, size_t size) {
+  FILE* file = FileOf(device);
+  const bool isWritten = std::fwrite(bytes, 1, size, file) == size && std::fflush(file) == 0;
+  if (!isWritten) papplDeviceError(device, "%s", std::strerror(errno));
+  return isWritten ? static_cast<ssize_t>(size) : -1;
+}
+
+pappl_preason_t FileStatus(pappl_device_t*) { return PAPPL_PREASON_NONE; }
+
+bool List(pappl_device_cb_t, void*, pappl_deverror_cb_t, void*) { return false; }
+
+char* Id(pappl_device_t*, char*, size_t) { return nullptr; }
+
+}  // namespace
+
+FolderDevice* FolderDevice::Of(pappl_device_t* device, const char* uri) {
+  return std::string_view(uri).starts_with(std::string(kScheme) + ":") ? FolderOf(device) : nullptr;
+}
+
+bool FolderDevice::Finish(std::string* problem) {
+  const std::string path = path_ + "/" + name_;
+  NewFile file;
+  if (file.Open(FromFileName(path)) && file.Write(bytes_) && file.Commit()) return true;
+  *problem = "cannot write " + path + ": " + ToUtf8(FileErrorText());
+  return false;
+}
+
+bool FolderDevice::IsThere() const {
+  std::error_code error;
+  return !path_.empty() && std::filesystem::is_directory(path_, error);
+}
+
+void AddDevices() {
+  // PAPPL adds its own schemes, such as socket, only while it has none.
+  papplDeviceList(
+      PAPPL_DEVTYPE_FILE, [](const char*, const char*, const char*, void*) { return false; },
+      nullptr, nullptr, nullptr);
+  papplDeviceAddScheme("file", PAPPL_DEVTYPE_FILE, List, OpenFile, CloseFile, Read, WriteFile,
+                       FileStatus, Id);
+  papplDeviceAddScheme(kScheme, PAPPL_DEVTYPE_CUSTOM_LOCAL, List, Open, Close, Read, Write, Status,
+                       Id);
+}
+
+}  // namespace orv::printer_app

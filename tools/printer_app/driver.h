@@ -1,0 +1,103 @@
+#pragma once
+
+#include <pappl/pappl.h>
+
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "orv/config/config.h"
+#include "orv/devmode/stock_items.h"
+#include "tools/orv/page/planes.h"
+#include "tools/printer_app/job_record.h"
+#include "tools/printer_app/raster.h"
+
+/// Configuration files as drivers, and what the printer application keeps for each of its printers.
+
+namespace orv::printer_app {
+
+/// A configuration file. Any thread may call.
+class Driver {
+ public:
+  explicit Driver(std::filesystem::path path);
+
+  const std::string& name() const { return name_; }
+  const std::string& modelName() const { return modelName_; }
+  const std::string& deviceId() const { return deviceId_; }
+  /// Whether the file describes a printer.
+  bool IsUsable() const { return isUsable_; }
+  /// The driver's name in the settings store, from which the library derives the file name.
+  const std::wstring& spoolerName() const { return spoolerName_; }
+
+  /// The configuration as the file has it now. A file that does not load leaves the last one that
+  /// did, and `*problem` says why. Null if none has loaded yet.
+  std::shared_ptr<const Config> Load(std::string* problem = nullptr);
+
+ private:
+  /// What changes when a file is written.
+  struct Stamp {
+    std::filesystem::file_time_type time;
+    std::uintmax_t size = 0;
+    bool operator==(const Stamp&) const = default;
+  };
+  Stamp StampOf() const;
+
+  const std::filesystem::path path_;
+  std::string name_;
+  std::wstring spoolerName_;
+  std::string modelName_;
+  std::string deviceId_;
+  bool isUsable_ = false;
+  std::mutex mutex_;
+  Stamp stamp_;
+  std::shared_ptr<const Config> config_;
+  std::string problem_;
+};
+
+/// The drivers of all configuration files in the usual folders that load, and why others do not.
+std::vector<std::unique_ptr<Driver>> FindDrivers(std::vector<std::string>* problems);
+
+/// A stock item among the media of a printer.
+struct StockMedia {
+  std::string name;  ///< of the media source
+  std::string size;  ///< of the medium
+  StockItem item;
+  int paperSize;  ///< its number in the public record
+};
+
+/// A label as it was printed. Its bitmaps are used by one thread at a time.
+struct PrintedLabel {
+  int jobId;
+  std::string jobName;
+  JobRecord job;
+  RasterPage page;
+  tool::Planes planes;  ///< the highlight is null on printers of one colour
+};
+
+/// What belongs to a printer; its driver data points to it until the printer is deleted.
+struct Queue {
+  explicit Queue(Driver* with) : driver(with) {}
+
+  Driver* const driver;
+  std::mutex mutex;  ///< guards everything below
+  std::shared_ptr<const Config> config;
+  std::string problem;  ///< why the configuration is not the file's
+  std::vector<StockMedia> stock;
+  std::shared_ptr<PrintedLabel> last;  ///< null until a label is printed
+  std::set<std::string> names;         ///< that the driver data points to; only grows
+};
+
+/// The queue of a printer.
+Queue& QueueOf(pappl_printer_t* printer);
+
+/// PAPPL's callbacks for drivers; `data` of the first one is the list of drivers.
+bool DescribeDriver(pappl_system_t* system, const char* name, const char* uri, const char* id,
+                    pappl_pr_driver_data_t* data, ipp_t** attributes, void* drivers);
+void SetUpPrinter(pappl_printer_t* printer, void* data);
+/// Takes over changes of the configuration file and of the stock items.
+bool UpdatePrinter(pappl_printer_t* printer);
+
+}  // namespace orv::printer_app

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <pappl/pappl.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "devmode/record_fields.h"
+#include "orv/config/config.h"
+
+/// The settings of a printer in the words of IPP, and the fields of the private record that they
+/// become. Fields without a word in IPP are vendor options of the same name and range.
+
+namespace orv::printer_app {
+
+/// The printer attributes that a record's fields follow. Lengths are hundredths of a millimetre.
+inline constexpr int kThousandthsPerHundredth = 10;
+/// IPP counts speeds in hundredths of a millimetre per second.
+inline constexpr int kSpeedUnits = 100;
+
+/// The field of the record with this name, null if there is none.
+const RecordField* FieldNamed(std::string_view name);
+/// The name of a field's vendor option: a hyphen instead of the dot, which PAPPL refuses.
+std::string OptionName(const RecordField& field);
+/// The field of a vendor option, null if it is not one of the record.
+const RecordField* FieldOfOption(std::string_view option);
+
+/// A label mode of IPP and the field that turns its device on.
+struct LabelMode {
+  pappl_label_mode_t mode;
+  std::string_view field;
+  bool (*isFitted)(const Config& config);
+};
+const std::vector<LabelMode>& LabelModes();
+
+/// The media tracking of a sensor, 0 for a sensor without one.
+pappl_media_tracking_t TrackingOf(std::int32_t sensor);
+/// The first sensor of the printer with this tracking; nothing if it has none.
+std::optional<std::int32_t> SensorOf(const Config& config, pappl_media_tracking_t tracking);
+
+/// A level of darkness as a percentage of the printer's levels, and the opposite.
+int DarknessPercent(const Config& config, std::int32_t level);
+std::int32_t DarknessLevel(const Config& config, int percent);
+
+/// A field that is a vendor option.
+struct VendorField {
+  const RecordField* field;
+  std::int32_t min;
+  std::int32_t max;
+  std::int32_t byDefault;
+};
+/// The vendor options of a printer, at most `max` of them.
+std::vector<VendorField> VendorFields(const Config& config, std::size_t max);
+
+}  // namespace orv::printer_app

@@ -1,0 +1,123 @@
+#include "tools/printer_app/output.h"
+
+#include <array>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "base/json.h"
+#include "devmode/explanation.h"
+#include "devmode/field_text.h"
+#include "orv/text/utf8.h"
+#include "platform/files.h"
+#include "platform/png_resolution.h"
+#include "tools/printer_app/device.h"
+
+namespace orv::printer_app {
+namespace {
+
+/// A temporary file, for images that the library writes to files only.
+class TemporaryFile {
+ public:
+  TemporaryFile() {
+    const int descriptor = papplCreateTempFile(path_.data(), path_.size(), "page", "png");
+    if (descriptor >= 0) close(descriptor);
+  }
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  ~TemporaryFile() {
+    std::error_code ignored;
+    std::filesystem::remove(path_.data(), ignored);
+  }
+
+  std::wstring Path() const { return FromFileName(path_.data()); }
+
+  std::string Bytes() const {
+    std::ifstream file(path_.data(), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  }
+
+ private:
+  std::array<char, 1024> path_{};
+};
+
+std::uint32_t PerMetre(double dpi) {
+  return static_cast<std::uint32_t>(std::lround(dpi / kMetresPerInch));
+}
+
+/// The planes that a page has.
+std::vector<std::pair<const char*, Bitmap*>> PlanesOf(const OutputPage& page) {
+  std::vector<std::pair<const char*, Bitmap*>> planes = {{"black", page.planes.background.get()}};
+  if (page.planes.highlight) planes.emplace_back("highlight", page.planes.highlight.get());
+  return planes;
+}
+
+std::string JsonOf(const OutputPage& page) {
+  JsonWriter json;
+  json.BeginObject();
+  json.Member("job", page.jobId);
+  json.Member("page", page.number);
+  json.Member("copies", page.copies);
+  json.Member("dpiX", page.dpiX);
+  json.Member("dpiY", page.dpiY);
+  json.Key("planes");
+  json.BeginArray();
+  for (const auto& [plane, dots] : PlanesOf(page)) json.Value(FromUtf8(plane));
+  json.EndArray();
+  json.Member("stockItem", FromUtf8(page.job.stockItem));
+  json.Member("corrections", FromUtf8(page.job.corrections));
+  json.Key("problems");
+  json.BeginArray();
+  for (const std::string& problem : page.job.problems) json.Value(FromUtf8(problem));
+  json.EndArray();
+  json.Key("fields");
+  json.BeginObject();
+  for (const RecordField* field : ExplainedFields()) {
+    FieldMember(&json, field->name, page.job.record, *field);
+  }
+  json.EndObject();
+  json.EndObject();
+  return json.Text();
+}
+
+bool SendFile(pappl_device_t* device, FolderDevice* folder, const std::string& name,
+              const std::string& bytes, std::string* problem) {
+  if (bytes.empty()) {
+    *problem = "cannot make " + name + ": no memory, or no space for a temporary file";
+    return false;
+  }
+  if (folder != nullptr) folder->Start(name);
+  const ssize_t written = papplDeviceWrite(device, bytes.data(), bytes.size());
+  papplDeviceFlush(device);
+  const bool isWritten = written == static_cast<ssize_t>(bytes.size());
+  if (folder != nullptr) return folder->Finish(problem);
+  if (!isWritten) *problem = "the device does not take the page";
+  return isWritten;
+}
+
+}  // namespace
+
+std::string PngBytes(Bitmap* image, double dpiX, double dpiY) {
+  const TemporaryFile file;
+  const PngResolution resolution = {PerMetre(dpiX), PerMetre(dpiY)};
+  if (SavePngWithResolution(image, file.Path().c_str(), resolution) != Ok) return {};
+  return file.Bytes();
+}
+
+bool SendPage(pappl_device_t* device, const char* uri, const OutputPage& page,
+              std::string* problem) {
+  FolderDevice* folder = FolderDevice::Of(device, uri);
+  const std::string name =
+      "job-" + std::to_string(page.jobId) + "-page-" + std::to_string(page.number);
+  for (const auto& [plane, dots] : PlanesOf(page)) {
+    const std::string png = PngBytes(dots, page.dpiX, page.dpiY);
+    if (!SendFile(device, folder, name + "-" + plane + ".png", png, problem)) return false;
+  }
+  return folder == nullptr || SendFile(device, folder, name + ".json", JsonOf(page), problem);
+}
+
+}  // namespace orv::printer_app

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cups/raster.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "orv/platform/graphics.h"
+#include "orv/platform/types.h"
+
+/// Rows of raster, collected into a page.
+
+namespace orv::printer_app {
+
+/// The pixels of a page while its rows arrive.
+class RasterPage {
+ public:
+  /// Prepares a white page for the rows that a header announces; false, with the reason in
+  /// `*problem`, for rows that cannot be printed.
+  bool Start(const cups_page_header2_t& header, std::string* problem);
+  /// Stores the next row, which has as many bytes as the header says. Any other row is left out.
+  void SetRow(unsigned y, const unsigned char* row);
+
+  /// Whether every row has arrived.
+  bool IsComplete() const { return rows_ == height_; }
+
+  /// The page as a bitmap that uses these pixels.
+  std::unique_ptr<Bitmap> Page();
+  bool IsGrey() const { return isGrey_; }
+  double dpiX() const { return dpiX_; }
+  double dpiY() const { return dpiY_; }
+
+ private:
+  using Reader = void (*)(const unsigned char* row, unsigned width, BYTE* pixels);
+  struct Form;
+  static const Form* FormOf(const cups_page_header2_t& header);
+
+  std::vector<BYTE> pixels_;
+  unsigned width_ = 0;
+  unsigned height_ = 0;
+  unsigned rows_ = 0;  ///< that have arrived
+  std::size_t stride_ = 0;
+  Reader reader_ = nullptr;
+  bool isGrey_ = false;
+  double dpiX_ = 0;
+  double dpiY_ = 0;
+};
+
+}  // namespace orv::printer_app

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <pappl/pappl.h>
+
+#include "tools/printer_app/job_record.h"
+
+/// A job's options as the records that the library merges.
+
+namespace orv::printer_app {
+
+/// The vendor options that are not fields of the record: the second print colour as six hexadecimal
+/// digits, the largest distance from it that belongs to it, in thousandths, and further fields as
+/// "Name = value; Name = value".
+inline constexpr char kColourOption[] = "highlight-colour";
+inline constexpr char kToleranceOption[] = "highlight-tolerance";
+inline constexpr char kFieldsOption[] = "record-fields";
+inline constexpr char kUsualColour[] = "E02020";
+inline constexpr int kUsualTolerance = 470;
+
+/// Merges a job's options with the printer's defaults and corrects the result.
+JobRecord MergeJob(pappl_printer_t* printer, const pappl_pr_options_t& options);
+
+}  // namespace orv::printer_app

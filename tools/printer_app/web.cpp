@@ -1,0 +1,196 @@
+#include "tools/printer_app/web.h"
+
+#include <array>
+#include <cstdio>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "orv/imaging/bitmap_helper.h"
+#include "orv/text/utf8.h"
+#include "platform/modules.h"
+#include "tools/orv/doctor/checks.h"
+#include "tools/orv/page/canvas.h"
+#include "tools/orv/page/legibility.h"
+#include "tools/printer_app/driver.h"
+#include "tools/printer_app/output.h"
+
+namespace orv::printer_app {
+namespace {
+
+std::string PathOf(pappl_printer_t* printer, const char* name) {
+  std::array<char, 256> path;
+  papplPrinterGetPath(printer, name, path.data(), path.size());
+  return path.data();
+}
+
+/// Requests for labels run one at a time, because they use the same bitmaps.
+std::mutex labelMutex;
+
+std::shared_ptr<PrintedLabel> LastLabelOf(pappl_printer_t* printer) {
+  Queue& queue = QueueOf(printer);
+  const std::lock_guard lock(queue.mutex);
+  return queue.last;
+}
+
+/// The inks on white paper, with rulers.
+std::string PictureOf(PrintedLabel* label) {
+  const std::lock_guard lock(labelMutex);
+  const auto& [black, highlight] = label->planes;
+  const tool::PagePointer both = highlight != nullptr ? tool::PreviewOf(label->planes) : nullptr;
+  const tool::PagePixels pixels(both != nullptr ? both.get() : black.get());
+  const tool::PageArea all = {0, 0, pixels.width(), pixels.height()};
+  constexpr int kBorder = 24;
+  tool::Canvas canvas(tool::kRulerWidth + all.width + kBorder,
+                      tool::kRulerHeight + all.height + kBorder, tool::kMargin);
+  tool::DrawRulers(&canvas, all, {label->page.dpiX(), label->page.dpiY()}, 1);
+  canvas.Put(tool::kRulerWidth, tool::kRulerHeight, pixels, all, 1);
+  return PngBytes(canvas.Take().get(), label->page.dpiX(), label->page.dpiY());
+}
+
+void AddRow(pappl_client_t* client, const char* title, const std::string& text) {
+  papplClientHTMLPrintf(client, "<tr><th>%s</th><td>%s</td></tr>\n", title, text.c_str());
+}
+
+/// A row with the scores of a plane, compared with what was dithered to it.
+void AddScores(pappl_client_t* client, const char* plane, Bitmap* source, Bitmap* dots) {
+  const tool::Legibility scores = tool::MeasureLegibility(source, dots);
+  AddRow(client, plane,
+         tool::ScoresText(scores) + " (0 is best), " + std::to_string(scores.codes.size()) +
+             " bar codes, " + std::to_string(scores.Failed()) + " do not scan");
+}
+
+void AddAllScores(pappl_client_t* client, PrintedLabel* label) {
+  const std::lock_guard lock(labelMutex);
+  const std::unique_ptr<Bitmap> page = label->page.Page();
+  const auto& [black, highlight] = label->planes;
+  if (highlight == nullptr) return AddScores(client, "Black", page.get(), black.get());
+  Bitmap* background = nullptr;
+  Bitmap* coloured = nullptr;
+  Color colour = label->job.colour;
+  BitmapHelper::SplitImage(page.get(), colour, label->job.tolerance, eBitmapDithererNone, 0,
+                           &background, &coloured);
+  const OwnedBitmap blackSource(background);
+  const OwnedBitmap highlightSource(coloured);
+  if (blackSource == nullptr || highlightSource == nullptr) return;
+  AddScores(client, "Black", blackSource.get(), black.get());
+  AddScores(client, "Highlight", highlightSource.get(), highlight.get());
+}
+
+/// What the doctor command prints about a printer.
+std::string DoctorText(const char* printerName) {
+  std::wstring program;
+  GetModulePath(nullptr, &program);
+  std::string command;
+  for (const std::string& word :
+       {ToUtf8(program), std::string(kDoctorCommand), std::string(printerName)}) {
+    command += "'";
+    for (const char letter : word) command += letter == '\'' ? "'\\''" : std::string(1, letter);
+    command += "' ";
+  }
+  const std::unique_ptr<FILE, int (*)(FILE*)> output(popen(command.c_str(), "r"), pclose);
+  std::string text;
+  std::array<char, 4096> part;
+  while (output != nullptr && fgets(part.data(), part.size(), output.get()) != nullptr) {
+    text += part.data();
+  }
+  return text;
+}
+
+void WriteLabel(pappl_client_t* client, pappl_printer_t* printer, PrintedLabel* label) {
+  papplClientHTMLPrintf(client, "<p>Job %d: %s</p>\n", label->jobId, label->jobName.c_str());
+  papplClientHTMLPrintf(client,
+                        "<p><img src=\"%s\" alt=\"the label with rulers in millimetres\" "
+                        "style=\"max-width: 100%%; height: auto\"></p>\n",
+                        PathOf(printer, "label.png").c_str());
+  papplClientHTMLPuts(client, "<table class=\"list\">\n");
+  AddAllScores(client, label);
+  const JobRecord& job = label->job;
+  AddRow(client, "Corrections", job.corrections.empty() ? "none" : job.corrections);
+  for (const std::string& problem : job.problems) AddRow(client, "Not used", problem);
+  papplClientHTMLPuts(client, "</table>\n");
+}
+
+/// Runs `body(printer)` for the printer of a request. Pages can outlive their printers, and
+/// exceptions must not reach PAPPL.
+template <typename Body>
+bool Answer(pappl_client_t* client, const Body& body) {
+  if (!papplClientHTMLAuthorize(client)) return true;
+  try {
+    const std::string path = papplClientGetURI(client);
+    const std::string resource = "/ipp/print" + path.substr(0, path.find('/', 1));
+    pappl_printer_t* printer =
+        papplSystemFindPrinter(papplClientGetSystem(client), resource.c_str(), 0, nullptr);
+    if (printer == nullptr) {
+      return papplClientRespond(client, HTTP_STATUS_NOT_FOUND, nullptr, nullptr, 0, 0);
+    }
+    return body(printer);
+  } catch (const std::exception& error) {
+    papplLogClient(client, PAPPL_LOGLEVEL_ERROR, "The label cannot be shown: %s", error.what());
+  }
+  return false;
+}
+
+bool ShowPage(pappl_client_t* client, void*) {
+  return Answer(client, [&](pappl_printer_t* printer) {
+    papplClientHTMLPrinterHeader(client, printer, "Last Label", 0, nullptr, nullptr);
+    papplClientHTMLPuts(client, "<div class=\"row\"><div class=\"col-12\">\n");
+    if (const std::shared_ptr<PrintedLabel> label = LastLabelOf(printer)) {
+      WriteLabel(client, printer, label.get());
+    } else {
+      papplClientHTMLPuts(client, "<p>No label was printed since the server started.</p>\n");
+    }
+    papplClientHTMLPuts(
+        client, "<h2>Checks</h2><pre style=\"white-space: pre-wrap; overflow-wrap: anywhere\">");
+    papplClientHTMLEscape(client, DoctorText(papplPrinterGetName(printer)).c_str(), 0);
+    papplClientHTMLPuts(client, "</pre></div></div>\n");
+    papplClientHTMLPrinterFooter(client);
+    return true;
+  });
+}
+
+bool ShowPicture(pappl_client_t* client, void*) {
+  return Answer(client, [&](pappl_printer_t* printer) {
+    const std::shared_ptr<PrintedLabel> label = LastLabelOf(printer);
+    if (label == nullptr) {
+      return papplClientRespond(client, HTTP_STATUS_NOT_FOUND, nullptr, nullptr, 0, 0);
+    }
+    const std::string png = PictureOf(label.get());
+    if (!papplClientRespond(client, HTTP_STATUS_OK, nullptr, "image/png", 0, png.size())) {
+      return false;
+    }
+    http_t* http = papplClientGetHTTP(client);
+    return httpWrite2(http, png.data(), png.size()) >= 0 && httpFlushWrite(http) >= 0;
+  });
+}
+
+}  // namespace
+
+void AddWebPages(pappl_printer_t* printer) {
+  pappl_system_t* system = papplPrinterGetSystem(printer);
+  const std::string path = PathOf(printer, "label");
+  papplSystemAddResourceCallback(system, path.c_str(), "text/html", ShowPage, nullptr);
+  papplSystemAddResourceCallback(system, (path + ".png").c_str(), "image/png", ShowPicture,
+                                 nullptr);
+  papplPrinterAddLink(printer, "Last Label", path.c_str(),
+                      PAPPL_LOPTIONS_NAVIGATION | PAPPL_LOPTIONS_STATUS);
+}
+
+int PrintDoctor(const char* printerName) {
+  try {
+    const std::wstring printer = FromUtf8(printerName);
+    bool isWell = true;
+    for (const tool::CheckRow& row : tool::RunChecks({printer, {}, {}})) {
+      isWell = isWell && row.health != tool::Health::kError;
+      std::printf("%s: %s: %s\n", ToUtf8(tool::NameOf(row.health)).c_str(),
+                  ToUtf8(row.check).c_str(), ToUtf8(row.finding).c_str());
+      if (!row.advice.empty()) std::printf("  -> %s\n", ToUtf8(row.advice).c_str());
+    }
+    return isWell ? 0 : 1;
+  } catch (const std::exception&) {
+    return 1;  // the reason is on standard error
+  }
+}
+
+}  // namespace orv::printer_app

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <pappl/pappl.h>
+
+/// The web page of a printer's last label.
+
+namespace orv::printer_app {
+
+void AddWebPages(pappl_printer_t* printer);
+
+/// The command that prints the checks of `orv doctor`. The checks end the use of the settings in
+/// their process, so the server starts another one for them.
+inline constexpr char kDoctorCommand[] = "doctor";
+int PrintDoctor(const char* printerName);
+
+}  // namespace orv::printer_app
