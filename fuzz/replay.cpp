@@ -33,6 +33,9 @@ constexpr Target kTargets[] = {
     {"Imaging", &orv::fuzz::Imaging},
     {"RegistryFile", &orv::fuzz::RegistryFile},
     {"RecordText", &orv::fuzz::RecordText},
+#if defined(ORV_PRINTER_APP)
+    {"Raster", &orv::fuzz::Raster},
+#endif
 };
 
 std::vector<std::uint8_t> Read(const std::filesystem::path& path) {

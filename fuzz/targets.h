@@ -39,6 +39,8 @@ void RegistryFile(Input input);
 /// Reads the text form of a private record, writes it and reads it again; also searches the bytes
 /// for records.
 void RecordText(Input input);
+/// Collects the rows of a raster document, as the printer application does. Needs PAPPL.
+void Raster(Input input);
 
 /// Aborts with a message unless `holds`.
 void Require(bool holds, const char* guarantee);
