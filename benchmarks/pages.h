@@ -7,7 +7,7 @@
 #include <map>
 #include <memory>
 #include <random>
-#include <utility>
+#include <tuple>
 
 #include "imaging/pixels.h"
 #include "orv/platform/graphics.h"
@@ -71,8 +71,8 @@ inline std::unique_ptr<Bitmap> MakePage(const Size& size, Kind kind, int margin)
 
 /// The page, generated once per process.
 inline Bitmap* PageOf(const Size& size, Kind kind, int margin = 0) {
-  static std::map<std::pair<int, Kind>, std::unique_ptr<Bitmap>> pages;
-  std::unique_ptr<Bitmap>& page = pages[{size.width, kind}];
+  static std::map<std::tuple<int, int, Kind, int>, std::unique_ptr<Bitmap>> pages;
+  std::unique_ptr<Bitmap>& page = pages[{size.width, size.height, kind, margin}];
   if (page == nullptr) page = MakePage(size, kind, margin);
   return page.get();
 }
