@@ -19,6 +19,7 @@ function(orv_delay_load target library)
   list(JOIN functions "\n" functions)
   set(stubs ${CMAKE_CURRENT_BINARY_DIR}/delayed_${soname}.cpp)
   configure_file(${PROJECT_SOURCE_DIR}/src/platform/posix/delayed_library.cpp.in ${stubs} @ONLY)
+  set_source_files_properties(${stubs} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)  # they have the same labels
   target_sources(${target} PRIVATE ${stubs})
   # The stubs are found before the library, which then is not needed.
   target_link_options(${target} PRIVATE -Wl,--as-needed)
