@@ -93,6 +93,7 @@ bool DocumentReader::ReadMore(int* at) {
   }
   // Doubling the text bounds the repeated scans of a long node by twice its length.
   file_.Read(document_.text.size(), &document_.text);
+  ReportFailure();
   document_[0].length = document_.Size();
   return true;
 }
@@ -377,6 +378,13 @@ std::wstring DocumentReader::Data() {
   }
 }
 
+/// Adds the first failure of reading the file to the result.
+void DocumentReader::ReportFailure() {
+  if (isFailureReported_ || file_.FailureReason().empty()) return;
+  ReportFileError(L"cannot read ", file_.Name(), file_.FailureReason(), &document_.result);
+  isFailureReported_ = true;
+}
+
 // --- Reading again ---
 
 /// Drops the places before the last one that is not after the node being read.
@@ -391,13 +399,14 @@ std::optional<FileRange> DocumentReader::RestOf(const ScannedNode& node) const {
   return FileRange{.start = start, .end = nodeEnd_, .from = places_.front()};
 }
 
-/// Appends the next text of a range; false at its end.
+/// Appends the next text of a range; false at its end, or where reading fails.
 bool DocumentReader::ReadRange(FileRange* range, std::wstring* text) {
   while (range->start < range->end) {
     std::wstring part;
     // A copy: the range does not move if an allocation fails.
     const auto place = std::make_shared<StreamPlace>(*range->from.place);
     if (!file_.ReadAgain(place.get(), &part)) {
+      ReportFailure();
       range->start = range->end;
       return false;
     }

@@ -98,6 +98,7 @@ class DocumentReader {
   void DropPlaces();
   std::optional<FileRange> RestOf(const ScannedNode& node) const;
   bool ReadRange(FileRange* range, std::wstring* text);
+  void ReportFailure();
   DataPieces PiecesOf(int type, std::wstring_view markup, std::optional<FileRange> rest) const;
   bool NextPiece(DataPieces* pieces, std::wstring* piece);
   bool PassTextOfElement();
@@ -130,6 +131,7 @@ class DocumentReader {
   std::int64_t passed_ = 0;     ///< code units of the file before the text, less the tags kept
   bool hasContent_ = false;     ///< the content of the main element was not passed
   bool isParentEnded_ = false;  ///< the end tag of the parent was passed
+  bool isFailureReported_ = false;
   std::int64_t nodeStart_ = 0;  ///< where the last node read begins and ends in the file
   std::int64_t nodeEnd_ = 0;
   std::vector<TextPlace> places_;     ///< the first one is not after the last node read

@@ -47,6 +47,8 @@ class StreamReturn {
   std::ios::iostate state_;
 };
 
+constexpr wchar_t kBecameShorter[] = L"it became shorter while it was read";
+
 }  // namespace
 
 std::optional<TextPosition> PositionInFile(const std::wstring& file, std::size_t offset) {
@@ -68,10 +70,10 @@ std::optional<TextPosition> PositionInFile(const std::wstring& file, std::size_t
   return at;
 }
 
-bool ReadTextRange(const std::wstring& file, std::int64_t start, std::int64_t end,
-                   const std::function<void(std::wstring_view)>& use) {
+std::wstring ReadTextRange(const std::wstring& file, std::int64_t start, std::int64_t end,
+                           const std::function<void(std::wstring_view)>& use) {
   FileStream stream;
-  if (!stream.OpenToRead(file)) return false;
+  if (!stream.OpenToRead(file)) return stream.FailureReason();
   std::int64_t at = 0;  // of the part
   for (std::wstring part; at < end && stream.Read(kStreamPart, &part); part.clear()) {
     const auto size = static_cast<std::int64_t>(part.size());
@@ -83,7 +85,8 @@ bool ReadTextRange(const std::wstring& file, std::int64_t start, std::int64_t en
     }
     at += size;
   }
-  return at >= end;
+  if (at >= end) return {};
+  return stream.FailureReason().empty() ? kBecameShorter : stream.FailureReason();
 }
 
 bool FileStream::OpenToRead(const std::wstring& file) {
@@ -130,6 +133,7 @@ bool FileStream::Read(std::size_t bytes, std::wstring* text) {
     if (unread_.empty() && !atEnd) {
       std::string part(std::max(bytes, kStreamPart), '\0');
       input_.read(part.data(), static_cast<std::streamsize>(part.size()));
+      if (input_.bad()) Fail(FileErrorText());
       part.resize(static_cast<std::size_t>(input_.gcount()));
       length_ += part.size();
       unread_ = std::move(part);
@@ -157,11 +161,12 @@ bool FileStream::ReadAgain(StreamPlace* place, std::wstring* text) {
   input_.seekg(static_cast<std::streamoff>(place->bytes));
   while (text->size() == before && !part.empty()) {
     input_.read(part.data(), static_cast<std::streamsize>(part.size()));
+    if (input_.bad()) Fail(FileErrorText());
     part.resize(static_cast<std::size_t>(std::max<std::streamsize>(input_.gcount(), 0)));
     place->bytes += part.size();
     place->decoder.Decode(part, part.empty(), text);
   }
-  return text->size() > before;
+  return text->size() > before || Fail(kBecameShorter);
 }
 
 bool FileStream::Write(const std::wstring& text, std::size_t length, int docFlags) {

@@ -21,9 +21,9 @@ inline constexpr std::size_t kStreamPart = std::size_t{1} << 16;
 std::optional<TextPosition> PositionInFile(const std::wstring& file, std::size_t offset);
 
 /// Passes the text of a file between two offsets to `use`, in parts that do not divide a surrogate
-/// pair. Returns false if the file cannot be read or is shorter.
-bool ReadTextRange(const std::wstring& file, std::int64_t start, std::int64_t end,
-                   const std::function<void(std::wstring_view)>& use);
+/// pair. Returns why the file cannot be read to the end of the range; empty if it was.
+std::wstring ReadTextRange(const std::wstring& file, std::int64_t start, std::int64_t end,
+                           const std::function<void(std::wstring_view)>& use);
 
 /// A place between two parts of a file that is being read.
 struct StreamPlace {
@@ -39,15 +39,16 @@ class FileStream {
   /// Opens a file to continue it, in its own encoding; a missing one is created.
   bool OpenToAppend(const std::wstring& file);
 
-  /// Appends more text of the file, decoded from at least `bytes` bytes; false at its end.
+  /// Appends more text of the file, decoded from at least `bytes` bytes; false at its end, or where
+  /// reading fails.
   bool Read(std::size_t bytes, std::wstring* text);
 
   /// Whether `ReadAgain` works: only regular files can be read twice.
   bool CanReadAgain() const { return canReadAgain_; }
   /// Where the next `Read` begins.
   StreamPlace Place() const { return {length_ - unread_.size(), *decoder_}; }
-  /// Appends the text of the part at a place, which moves past it; false at the end of the file.
-  /// Has no effect on `Read`.
+  /// Appends the text of the part at a place before `Place`, and moves the place past it. False if
+  /// that fails or the file has become shorter. Has no effect on `Read`.
   bool ReadAgain(StreamPlace* place, std::wstring* text);
 
   /// Whether `Read` has returned the last text.

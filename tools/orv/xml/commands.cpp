@@ -340,11 +340,16 @@ bool GoTo(const XmlPath& path, CMarkup* doc) {
   return true;
 }
 
+/// Ends the command if reading the file of a document has failed.
+void RequireRead(const CMarkup& doc) {
+  const std::wstring failure = FactsOf(doc.GetResult(), L"read").failure;
+  if (!failure.empty()) Fail(kUnreadable, failure);
+}
+
 /// Ends the command if the path was not found.
 void RequirePlace(bool isThere, const std::wstring& name, const CMarkup& doc) {
   if (isThere) return;
-  const std::wstring failure = FactsOf(doc.GetResult(), L"read").failure;
-  if (!failure.empty()) Fail(kUnreadable, failure);
+  RequireRead(doc);
   Fail(kFindings, L"there is no " + name);
 }
 
@@ -357,6 +362,35 @@ bool LoadInstead(const std::wstring& file, const XmlPath& path, CMarkup* doc) {
 }
 
 bool IsReadInParts(const CMarkup& doc) { return (doc.GetDocFlags() & CMarkup::DOC_READFILE) != 0; }
+
+/// A file that is read twice.
+class FileReadTwice {
+ public:
+  explicit FileReadTwice(std::wstring path) : path_(std::move(path)), first_(Now()) {}
+
+  const std::wstring& path() const { return path_; }
+  /// Ends the command if the file was written after this object was made.
+  void RequireUnchanged() const {
+    if (Now() != first_) FailAsChanged();
+  }
+  [[noreturn]] void FailAsChanged() const { FailFor(L"it changed while it was read"); }
+  [[noreturn]] void FailFor(const std::wstring& reason) const {
+    Fail(kUnreadable, L"cannot read " + path_ + L": " + reason);
+  }
+
+ private:
+  using Version = std::pair<std::uintmax_t, std::filesystem::file_time_type>;
+
+  Version Now() const {
+    std::error_code ignored;
+    const std::filesystem::path file = ToPath(path_);
+    return {std::filesystem::file_size(file, ignored),
+            std::filesystem::last_write_time(file, ignored)};
+  }
+
+  std::wstring path_;
+  Version first_;
+};
 
 /// Prints a value in parts, alone or in an object with its path.
 class ValuePrinter {
@@ -389,7 +423,7 @@ class ValuePrinter {
 ///
 /// What it is, and whether there are errors, is known only after the element. Memory holds one
 /// part, so a longer value is read again.
-bool PrintPartsOf(const std::wstring& file, const XmlPath& path, CMarkup* doc,
+bool PrintPartsOf(const FileReadTwice& file, const XmlPath& path, CMarkup* doc,
                   ValuePrinter* printer) {
   const DocumentReader& reader = *MarkupState::Of(*doc).reader;
   const std::int64_t start = reader.NodeStart();
@@ -405,9 +439,13 @@ bool PrintPartsOf(const std::wstring& file, const XmlPath& path, CMarkup* doc,
       return true;
     }
     doc->Close();
-    OpenDocument(file, doc);
-    GoTo(path, doc);
+    OpenDocument(file.path(), doc);
+    const bool isThere = GoTo(path, doc);
+    RequireRead(*doc);
+    if (!isThere) file.FailAsChanged();
     while (doc->ReadDataPiece(text)) printer->Add(text);
+    RequireRead(*doc);
+    file.RequireUnchanged();
     return true;
   }
   doc->OutOfElem();
@@ -417,19 +455,20 @@ bool PrintPartsOf(const std::wstring& file, const XmlPath& path, CMarkup* doc,
   while (doc->FindNode() != 0) {
   }
   if (!doc->IsWellFormed()) return false;
-  const bool isRead =
-      ReadTextRange(file, start, end, [&](std::wstring_view part) { printer->Add(part); });
-  if (!isRead) Fail(kUnreadable, CannotRead(file));
+  const std::wstring failure =
+      ReadTextRange(file.path(), start, end, [&](std::wstring_view part) { printer->Add(part); });
+  if (!failure.empty()) file.FailFor(failure);
+  file.RequireUnchanged();
   return true;
 }
 
 /// Prints the value of the element at the main position, to which the path leads: its text, or its
 /// markup if it contains elements.
-void PrintElement(const std::wstring& file, const XmlPath& path, CMarkup* doc,
+void PrintElement(const FileReadTwice& file, const XmlPath& path, CMarkup* doc,
                   ValuePrinter* printer) {
   if (IsReadInParts(*doc)) {
     if (PrintPartsOf(file, path, doc, printer)) return;
-    LoadInstead(file, path, doc);
+    LoadInstead(file.path(), path, doc);
   }
   printer->Add(doc->FindChildElem() ? doc->GetSubDoc() : doc->GetData());
 }
@@ -454,11 +493,11 @@ void AddGetCommand(CLI::App* group) {
     const std::wstring name = ToWide(options->path);
     const XmlPath path = ParsePath(name);
     CMarkup doc;
-    const std::wstring file = ToWide(options->file);
-    OpenDocument(file, &doc);
+    const FileReadTwice file(ToWide(options->file));
+    OpenDocument(file.path(), &doc);
     bool isThere = GoTo(path, &doc);
     if (!isThere && IsReadInParts(doc) && !doc.IsWellFormed()) {
-      isThere = LoadInstead(file, path, &doc);
+      isThere = LoadInstead(file.path(), path, &doc);
     }
     RequirePlace(isThere, name, doc);
     ValuePrinter printer(name, options->asJson);
@@ -468,6 +507,7 @@ void AddGetCommand(CLI::App* group) {
       if (doc.GetAttribOffset(path.attribute) < 0) Fail(kFindings, L"there is no " + name);
       printer.Add(doc.GetAttrib(path.attribute));
     }
+    RequireRead(doc);
     printer.Finish();
   });
 }
