@@ -7,17 +7,17 @@
 namespace orv {
 namespace {
 
-/// A function of a delayed library, as its stub has it (delayed_library.h).
+/// A function of a delayed library, as its stub has it (delayed_library.cpp.in).
 struct DelayedFunction {
   void* address;  ///< null before the first call
   char name[1];   ///< the first of its characters
 };
 
-/// A program whose libraries are loaded at the start would not have started.
+/// Ends the program, as the system would at the start, and removes its temporary files.
 [[noreturn]] void EndProgram() {
   constexpr int kUnreadable = 3;
   std::fprintf(stderr, "orv: cannot load %s\n", dlerror());
-  std::_Exit(kUnreadable);
+  std::exit(kUnreadable);
 }
 
 }  // namespace

@@ -35,12 +35,15 @@ bool FailForReason() {
 /// All of standard input; null when it cannot be read.
 const std::string* StandardInput() {
   static std::string all;
+  static std::wstring reason;  // a second read fails for the same one
   static const bool isRead = [] {
     for (std::string bytes; ReadStandardInput(&bytes); all += bytes) {
       if (bytes.empty()) return true;
     }
+    reason = failureReason;
     return false;
   }();
+  failureReason = reason;
   return isRead ? &all : nullptr;
 }
 

@@ -22,6 +22,11 @@ constexpr std::chrono::seconds kQuietTime(1);  // before the line appears
 /// The line, which a thread of its own writes.
 class Line {
  public:
+  Line() = default;
+  Line(const Line&) = delete;
+  Line& operator=(const Line&) = delete;
+  ~Line() { Stop(); }  // for a program that ends inside a command
+
   void Start() {
     if (!IsTerminal(OutputStream::kMessages)) return;
     try {
