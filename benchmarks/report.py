@@ -58,6 +58,9 @@ class Count(float):
     """A number, from the counter "faults", or a number of bytes per pixel or of pages."""
 
 
+# The peers in the names of benchmarks. They are not ours: a build may lack them, and some refuse some documents.
+FOREIGN = ("pugixml", "rapidxml", "expat", "libxml2", "LoadPeers", "ParseAndWalkPeer", "Leptonica")
+
 UNITS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1, "faults": 1, "bytes": 1, "pages": 1}
 
 # A goal is the maximum for the library: a ratio to the peer's time, or a time. A name in braces stands
@@ -229,6 +232,14 @@ def run_command(command, repetitions):
     return statistics.median(times)
 
 
+def run_own(command, repetitions):
+    """Returns the median time of a command of this build, which has to work."""
+    median = run_command(command, repetitions)
+    if median is None:
+        sys.exit(f"report.py: {command[0]} does not work")
+    return median
+
+
 def peak_bytes(command):
     """Returns the largest memory of a command in bytes. A small program starts it: a process begins with the
     memory of the one that started it."""
@@ -296,19 +307,19 @@ def page_commands(build, quick):
             """The time of reading the page and writing what a command has written."""
             for path in written:
                 subprocess.run(["convert", path, "-fill", "black", "+opaque", "white", path + ".pbm"], check=True)
-            return run_command([os.path.join(build, "benchmarks/png_files"), page, *(path + ".pbm" for path in written)],
-                               repetitions)
+            return run_own([os.path.join(build, "benchmarks/png_files"), page, *(path + ".pbm" for path in written)],
+                           repetitions)
 
         # The same task in ImageMagick: the areas near a colour, both planes dithered. All programs write
         # one-bit images with zlib's level 1.
         plane = ["-define", "png:compression-level=1", "-colorspace", "gray", "-dither", "FloydSteinberg", "-monochrome"]
         near = ["-fuzz", "30%", "-fill", "white"]
-        split = run_command(split_command, repetitions)
+        split = run_own(split_command, repetitions)
         yield ("orv page split, whole process", split, "reading and writing the files", files_of(black, red), 1.15)
         yield ("orv page split, whole process", split, "ImageMagick", run_command(
             ["convert", page, "(", "-clone", "0", *near, "+opaque", "#E02020", *plane, "-write", red,
              "+delete", ")", *near, "-opaque", "#E02020", *plane, black], repetitions), 1 / 20)
-        dither = run_command(dither_command, repetitions)
+        dither = run_own(dither_command, repetitions)
         yield ("orv page dither, whole process", dither, "reading and writing the files", files_of(black), 1.15)
         yield ("orv page dither, whole process", dither, "ImageMagick",
                run_command(["convert", page, *plane, black], repetitions), 1 / 20)
@@ -341,7 +352,7 @@ def page_commands(build, quick):
 def start_commands(build, quick):
     """Measures the start of the program and of an empty one, in turn."""
     programs = [os.path.join(build, program) for program in ("tools/orv/orv", "benchmarks/empty")]
-    rounds = [[run_command([program, "--version"], 1) for program in programs] for _ in range(5 if quick else 200)]
+    rounds = [[run_own([program, "--version"], 1) for program in programs] for _ in range(5 if quick else 200)]
     orv, empty = (statistics.median(times) for times in zip(*rounds))
     yield ("orv --version, whole process", orv, "empty C++ program", empty, None)
     yield ("orv --version, above the empty program", max(0.0, orv - empty), None, None, "2 ms")
@@ -388,6 +399,19 @@ def machine():
             "allocator": "the C library's, default settings", "load": os.getloadavg()[0]}
 
 
+def print_table(report):
+    for key, value in report["machine"].items():
+        print(f"{key}: {value}")
+    print()
+    print("| work | ours | peer | its time | ours / peer | goal | met |")
+    print("|---|---|---|---|---|---|---|")
+    for r in report["results"]:
+        goal = "" if r["goal"] is None else r["goal"] if isinstance(r["goal"], str) else f"{r['goal']:.3g}"
+        print("|", " | ".join([r["work"], shown(r["ours"]), r["peer"] or "", shown(r["peer_time"]),
+                               "" if r["ratio"] is None else f"{r['ratio']:.3g}", goal,
+                               {None: "", True: "yes", False: "NO"}[r["met"]]]), "|")
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     parser.add_argument("build")
@@ -411,11 +435,21 @@ def main():
         path = os.path.join(options.build, "benchmarks", program + "_bench")
         times[run] = run_benchmarks(path, how, options.quick, REAL_DOCS if program == "xml" else [])
     results = []
+    failed = []
     for run, what, ours, peer, name, goal in expanded(ROWS):
         # "run: benchmark" is a peer from another run.
         peer_run, peer = peer.split(": ") if peer is not None and ": " in peer else (run, peer)
-        if run not in times or (peer is not None and peer not in times.get(peer_run, {})):
-            continue  # not run, or a peer that this build lacks
+        if run not in times:
+            continue
+        if ours not in times[run]:
+            failed.append(f"{run}: {ours}")
+            continue
+        if peer is not None and peer not in times.get(peer_run, {}):
+            if peer_run in times and not any(foreign in peer for foreign in FOREIGN):
+                failed.append(f"{peer_run}: {peer}")
+            else:
+                print(f"left out: {what} (no {name})", file=sys.stderr)
+            continue
         results.append(result(what, times[run][ours], name, times[peer_run].get(peer), goal))
     for command, rows in chosen_commands.items():
         print(f"running whole commands: {command} ...", file=sys.stderr)
@@ -427,17 +461,10 @@ def main():
         json.dump(report, file, indent=1)
     if options.json:
         print(json.dumps(report, indent=1))
-        return
-    for key, value in report["machine"].items():
-        print(f"{key}: {value}")
-    print()
-    print("| work | ours | peer | its time | ours / peer | goal | met |")
-    print("|---|---|---|---|---|---|---|")
-    for r in results:
-        goal = "" if r["goal"] is None else r["goal"] if isinstance(r["goal"], str) else f"{r['goal']:.3g}"
-        print("|", " | ".join([r["work"], shown(r["ours"]), r["peer"] or "", shown(r["peer_time"]),
-                               "" if r["ratio"] is None else f"{r['ratio']:.3g}", goal,
-                               {None: "", True: "yes", False: "NO"}[r["met"]]]), "|")
+    else:
+        print_table(report)
+    if failed:
+        sys.exit("report.py: failed or missing: " + ", ".join(sorted(set(failed))))
 
 
 main()
