@@ -1,13 +1,19 @@
 /// Tests of `orv page` with the sample label.
 
 #include <algorithm>
+#include <functional>
 #include <memory>
+#include <random>
+#include <vector>
 
+#include "imaging/dithering.h"
 #include "imaging/pixels.h"
 #include "orv/imaging/bitmap_helper.h"
 #include "orv/platform/graphics.h"
 #include "platform/files.h"
 #include "tests/program_runs.h"
+#include "tools/orv/page/halftone.h"
+#include "tools/orv/page/planes.h"
 
 namespace orv::tool {
 namespace {
@@ -168,6 +174,84 @@ TEST_F(PageCommand, CompareMethodsDrawsEveryMethod) {
   for (int i = 0; i < 32000; i += 11) {
     ASSERT_EQ(PixelAt(lighter, kGap + i % 320, kGap + kCaption + i / 320),
               PixelAt(page, 240 + i % 320, 640 + i / 320));
+  }
+}
+
+/// The bits of a page with one bit per pixel, without the unused ones, and their two colours.
+std::vector<std::uint32_t> BitsOf(Bitmap* page) {
+  alignas(ColorPalette) BYTE block[sizeof(ColorPalette) + sizeof(ARGB)] = {};
+  auto* palette = reinterpret_cast<ColorPalette*>(block);
+  EXPECT_EQ(page->GetPalette(palette, sizeof block), Ok);
+  std::vector<std::uint32_t> bits = {palette->Entries[0], palette->Entries[1]};
+  const LockedBits locked(page, ImageLockModeRead, PixelFormat1bppIndexed);
+  for (UINT y = 0; y < page->GetHeight(); ++y) {
+    for (UINT x = 0; x < page->GetWidth(); ++x) {
+      bits.push_back(locked.Row(y)[x / 8] >> (7 - x % 8) & 1u);
+    }
+  }
+  return bits;
+}
+
+/// Planes made in bands of one bit per pixel are those of the library, packed afterwards. The last
+/// size has several bands, the last of which is shorter.
+TEST(PagePlanes, OfOneBitMatchTheLibrary) {
+  constexpr int kSizes[][2] = {{1, 1}, {8, 3}, {13, 9}, {1203, 150}};
+  constexpr const char* kMethods[] = {"floyd-steinberg", "sierra-lite", "matrix4", "matrix8",
+                                      "matrix16"};
+  ASSERT_GT(150, BandRowsFor(1203));
+  ASSERT_NE(150 % BandRowsFor(1203), 0);
+  std::mt19937 random(1);
+  const std::function<std::uint32_t(int)> pictures[] = {
+      [](int) { return 0xFFFFFFu; }, [](int) { return 0u; }, [](int) { return 0xE02020u; },
+      // Red, white, black, and noise in which neither is frequent.
+      [&](int x) {
+        const std::uint32_t noise = static_cast<std::uint32_t>(random());
+        const std::uint32_t colours[] = {0xE02020, 0xFFFFFF, 0, noise & 0xFFFFFF};
+        return colours[(static_cast<std::uint32_t>(x / 5) + (noise >> 30)) % 4];
+      }};
+  Color black(0xFF000000);
+  Color red(0xFFE02020);
+  for (const auto& [width, height] : kSizes) {
+    for (const auto& picture : pictures) {
+      const PagePointer page(BitmapHelper::CreateBitmap(width, height, PixelFormat24bppRGB));
+      ForEachPixel(PagePixels(page.get()), [&](unsigned char* pixel, int x, int) {
+        const std::uint32_t colour = picture(x);
+        for (int i = 0; i < 3; ++i) pixel[i] = static_cast<unsigned char>(colour >> 8 * i);
+      });
+      for (int method = 1; method <= 5; ++method) {
+        SCOPED_TRACE(testing::Message() << width << " x " << height << ", picture "
+                                        << &picture - pictures << ", method " << method);
+        DitherOptions options;
+        options.name = kMethods[method - 1];
+        const auto ditherer = static_cast<eBitmapDitherer>(method);
+        const auto expectSame = [width = width, height = height](Bitmap* packed, Bitmap* plane) {
+          const PagePointer reference = ReduceToTwoColours(plane);
+          ASSERT_NE(reference, nullptr);
+          EXPECT_TRUE(BitsOf(packed) == BitsOf(reference.get()));
+          const PlaneDots ofPacked(packed);
+          const PlaneDots ofPlane(plane);
+          int differences = 0;
+          for (int i = 0; i < width * height; ++i) {
+            const int x = i % width;
+            differences += ofPacked.IsInk(x, i / width) != ofPlane.IsInk(x, i / width);
+          }
+          EXPECT_EQ(differences, 0);
+        };
+
+        const PagePointer dithered(BitmapRasterizer::Dither(page.get(), ditherer, 128, red));
+        expectSame(DitheredInTwoColours(page.get(), options, red).get(), dithered.get());
+
+        Bitmap* background = nullptr;
+        Bitmap* highlight = nullptr;
+        ASSERT_EQ(
+            BitmapHelper::SplitImage(page.get(), red, 0.2, ditherer, 128, &background, &highlight),
+            1);
+        const Planes whole = {PagePointer(background), PagePointer(highlight)};
+        const Planes packed = SplitInTwoColours(page.get(), red, 0.2, options);
+        expectSame(packed.background.get(), whole.background.get());
+        expectSame(packed.highlight.get(), whole.highlight.get());
+      }
+    }
   }
 }
 
