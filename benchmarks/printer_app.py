@@ -58,7 +58,9 @@ class Sink:
 class Server:
     """A printer application on a port of its own."""
 
-    def __init__(self, program, options, port):
+    def __init__(self, program, options):
+        with socket.create_server(("127.0.0.1", 0)) as free:
+            port = free.getsockname()[1]
         self.program = program
         self.uri = f"ipp://localhost:{port}/ipp"
         self.process = subprocess.Popen(
@@ -67,7 +69,7 @@ class Server:
         atexit.register(self.process.kill)  # also if a measurement fails
         for _ in range(100):
             if subprocess.run(["ipptool", "-q", self.uri + "/system", "get-printers.test"],
-                              stderr=subprocess.DEVNULL).returncode == 0:
+                              stderr=subprocess.DEVNULL).returncode == 0 and self.process.poll() is None:
                 return
             time.sleep(0.1)
         sys.exit(f"{program} does not start")
@@ -133,11 +135,11 @@ def main():
             size = f"{SIZES[dpi][0]} x {SIZES[dpi][1]}"
             # One server for each row, so that the memory is that of the row.
             for what, document in (("black", "grey.pwg"), ("two planes", "colour.pwg")):
-                server = Server(application, ["-o", f"state-dir={folder}/{dpi}-{document}"], 21000 + dpi)
+                server = Server(application, ["-o", f"state-dir={folder}/{dpi}-{document}"])
                 server.add("label", f"two{dpi}", sink)
                 measure(f"orv-printer-app, {size}, {what}", server, "label", f"{dpi}/{document}", sink, jobs)
                 server.stop()
-            server = Server("lprint", ["-o", f"spool-directory={folder}/lprint{dpi}"], 22000 + dpi)
+            server = Server("lprint", ["-o", f"spool-directory={folder}/lprint{dpi}"])
             # LPrint keeps its printers elsewhere.
             name = f"bench-{os.getpid()}-{dpi}"
             server.add(name, f"zpl_4inch-{dpi}dpi-tt", sink)

@@ -203,9 +203,9 @@ std::string Unescape(const Request& request) {
 }
 
 std::string Escape(const Request& request) {
-  return request.Reply(CMarkup::EscapeText(request.InputText(),
-                                           (request.Is("quotes") ? CMarkup::ESC_ATTRIB : 0) |
-                                               (request.Is("keep") ? CMarkup::ADD_KEEPREFS : 0)));
+  return request.Reply(OnOneLine(CMarkup::EscapeText(
+      request.InputText(), (request.Is("quotes") ? CMarkup::ESC_ATTRIB : 0) |
+                               (request.Is("keep") ? CMarkup::ADD_KEEPREFS : 0))));
 }
 
 // Configurations.
