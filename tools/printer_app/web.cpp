@@ -55,7 +55,7 @@ void AddRow(pappl_client_t* client, const char* title, const std::string& text) 
 
 /// A row with the scores of a plane, compared with what was dithered to it.
 void AddScores(pappl_client_t* client, const char* plane, Bitmap* source, Bitmap* dots) {
-  const tool::Legibility scores = tool::MeasureLegibility(source, dots);
+  const tool::Legibility scores = tool::LegibilityMeter(source).Measure(dots);
   AddRow(client, plane,
          tool::ScoresText(scores) + " (0 is best), " + std::to_string(scores.codes.size()) +
              " bar codes, " + std::to_string(scores.Failed()) + " do not scan");
