@@ -11,6 +11,7 @@
 #include "orv/text/utf8.h"
 #include "platform/files.h"
 #include "platform/new_file.h"
+#include "tools/printer_app/guard.h"
 
 namespace orv::printer_app {
 namespace {
@@ -34,14 +35,22 @@ FolderDevice* FolderOf(pappl_device_t* device) {
   return static_cast<FolderDevice*>(papplDeviceGetData(device));
 }
 
+/// Runs the body of a callback.
+template <typename Body>
+auto GuardedDevice(pappl_device_t* device, const Body& body) {
+  return Guarded(body, [device](const char* reason) { papplDeviceError(device, "%s", reason); });
+}
+
 bool Open(pappl_device_t* device, const char* uri, const char*) {
-  auto folder = std::make_unique<FolderDevice>(PathOf(uri));
-  if (!folder->IsThere()) {
-    papplDeviceError(device, "%s is not a folder that can be used.", uri);
-    return false;
-  }
-  papplDeviceSetData(device, folder.release());
-  return true;
+  return GuardedDevice(device, [&] {
+    auto folder = std::make_unique<FolderDevice>(PathOf(uri));
+    if (!folder->IsThere()) {
+      papplDeviceError(device, "%s is not a folder that can be used.", uri);
+      return false;
+    }
+    papplDeviceSetData(device, folder.release());
+    return true;
+  });
 }
 
 void Close(pappl_device_t* device) {
@@ -50,23 +59,29 @@ void Close(pappl_device_t* device) {
 }
 
 ssize_t Write(pappl_device_t* device, const void* bytes, size_t size) {
-  FolderOf(device)->Add(bytes, size);
-  return static_cast<ssize_t>(size);
+  return GuardedDevice(device, [&] {
+    FolderOf(device)->Add(bytes, size);
+    return static_cast<ssize_t>(size);
+  });
 }
 
 ssize_t Read(pappl_device_t*, void*, size_t) { return 0; }
 
 pappl_preason_t Status(pappl_device_t* device) {
-  return FolderOf(device)->IsThere() ? PAPPL_PREASON_NONE : PAPPL_PREASON_OFFLINE;
+  return GuardedDevice(device, [&] {
+    return FolderOf(device)->IsThere() ? PAPPL_PREASON_NONE : PAPPL_PREASON_OFFLINE;
+  });
 }
 
 FILE* FileOf(pappl_device_t* device) { return static_cast<FILE*>(papplDeviceGetData(device)); }
 
 bool OpenFile(pappl_device_t* device, const char* uri, const char*) {
-  FILE* file = std::fopen(PathOf(uri).c_str(), "ab");
-  if (file == nullptr) papplDeviceError(device, "%s: %s", uri, std::strerror(errno));
-  papplDeviceSetData(device, file);
-  return file != nullptr;
+  return GuardedDevice(device, [&] {
+    FILE* file = std::fopen(PathOf(uri).c_str(), "ab");
+    if (file == nullptr) papplDeviceError(device, "%s: %s", uri, std::strerror(errno));
+    papplDeviceSetData(device, file);
+    return file != nullptr;
+  });
 }
 
 void CloseFile(pappl_device_t* device) {

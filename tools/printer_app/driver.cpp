@@ -15,6 +15,7 @@
 #include "platform/files.h"
 #include "tools/orv/common/config_folders.h"
 #include "tools/printer_app/fields.h"
+#include "tools/printer_app/guard.h"
 #include "tools/printer_app/job.h"
 #include "tools/printer_app/record.h"
 #include "tools/printer_app/web.h"
@@ -235,7 +236,7 @@ ipp_t* VendorAttributes(const Config& config, ipp_t* old, Queue* queue,
   data->num_vendor = 0;
   if (config.device.characteristics.color) {
     addText(kColourOption, kUsualColour);
-    addNumber(kToleranceOption, 0, 1000, kUsualTolerance);
+    addNumber(kToleranceOption, 0, kMostTolerance, kUsualTolerance);
   }
   addText(kFieldsOption, "");
   for (const VendorField& vendor : VendorFields(config, PAPPL_MAX_VENDOR - kOwnOptions)) {
@@ -318,6 +319,14 @@ void DeleteQueue(pappl_printer_t*, pappl_pr_driver_data_t* data) {
 void Identify(pappl_printer_t* printer, pappl_identify_actions_t, const char* message) {
   papplLogPrinter(printer, PAPPL_LOGLEVEL_INFO, "Identify: %s",
                   message != nullptr ? message : papplPrinterGetName(printer));
+}
+
+/// Runs the body of a callback.
+template <typename Body>
+bool GuardedPrinter(pappl_printer_t* printer, const Body& body) {
+  return Guarded(body, [printer](const char* reason) {
+    papplLogPrinter(printer, PAPPL_LOGLEVEL_ERROR, "The settings cannot be used: %s", reason);
+  });
 }
 
 void SetCallbacks(pappl_pr_driver_data_t* data) {
@@ -403,74 +412,75 @@ Queue& QueueOf(pappl_printer_t* printer) {
 
 bool DescribeDriver(pappl_system_t* system, const char* name, const char*, const char*,
                     pappl_pr_driver_data_t* data, ipp_t** attributes, void* drivers) {
-  auto& known = *static_cast<std::vector<std::unique_ptr<Driver>>*>(drivers);
-  const auto found =
-      std::ranges::find_if(known, [&](const auto& driver) { return driver->name() == name; });
-  if (found == known.end()) return false;
-  std::string problem;
-  const std::shared_ptr<const Config> config = (*found)->Load(&problem);
-  if (config == nullptr) {
-    papplLog(system, PAPPL_LOGLEVEL_ERROR, "%s", problem.c_str());
-    return false;
-  }
-  auto queue = std::make_unique<Queue>(found->get());
-  queue->config = config;
-  queue->problem = problem;
-  SetCallbacks(data);
-  DataWriter(*config, queue.get(), data).Write();
-  *attributes = VendorAttributes(*config, nullptr, queue.get(), data);
-  queue.release();  // `DeleteQueue` deletes it
-  return true;
+  const auto describe = [&] {
+    auto& known = *static_cast<std::vector<std::unique_ptr<Driver>>*>(drivers);
+    const auto found =
+        std::ranges::find_if(known, [&](const auto& driver) { return driver->name() == name; });
+    if (found == known.end()) return false;
+    auto queue = std::make_unique<Queue>(found->get());
+    queue->config = (*found)->Load(&queue->problem);
+    SetCallbacks(data);
+    DataWriter(*queue->config, queue.get(), data).Write();
+    *attributes = VendorAttributes(*queue->config, nullptr, queue.get(), data);
+    queue.release();  // `DeleteQueue` deletes it
+    return true;
+  };
+  return Guarded(describe, [system](const char* reason) {
+    papplLog(system, PAPPL_LOGLEVEL_ERROR, "The driver cannot be used: %s", reason);
+  });
 }
 
 void SetUpPrinter(pappl_printer_t* printer, void*) {
-  const Queue& queue = QueueOf(printer);
-  const LONG added =
-      AddToStore(FromUtf8(papplPrinterGetName(printer)), queue.driver->spoolerName());
-  if (added != ERROR_SUCCESS && added != ERROR_PRINTER_ALREADY_EXISTS) {
-    papplLogPrinter(printer, PAPPL_LOGLEVEL_WARN,
-                    "The printer has no stock items of its own: the settings store refuses it.");
-  }
-  // The printers do not report how much ribbon is left.
-  pappl_supply_t ribbons[2] = {
-      {PAPPL_SUPPLY_COLOR_BLACK, "black ribbon", true, -1, PAPPL_SUPPLY_TYPE_INK_RIBBON},
-      {PAPPL_SUPPLY_COLOR_NO_COLOR, "second ribbon", true, -1, PAPPL_SUPPLY_TYPE_INK_RIBBON}};
-  const bool isTwoColour = queue.config->device.characteristics.color;
-  papplPrinterSetSupplies(printer, isTwoColour ? 2 : 1, ribbons);
-  AddWebPages(printer);
-  UpdatePrinter(printer);
+  GuardedPrinter(printer, [&] {
+    Driver& driver = *QueueOf(printer).driver;
+    const LONG added = AddToStore(FromUtf8(papplPrinterGetName(printer)), driver.spoolerName());
+    if (added != ERROR_SUCCESS && added != ERROR_PRINTER_ALREADY_EXISTS) {
+      papplLogPrinter(printer, PAPPL_LOGLEVEL_WARN,
+                      "The printer has no stock items of its own: the settings store refuses it.");
+    }
+    // The printers do not report how much ribbon is left.
+    pappl_supply_t ribbons[2] = {
+        {PAPPL_SUPPLY_COLOR_BLACK, "black ribbon", true, -1, PAPPL_SUPPLY_TYPE_INK_RIBBON},
+        {PAPPL_SUPPLY_COLOR_NO_COLOR, "second ribbon", true, -1, PAPPL_SUPPLY_TYPE_INK_RIBBON}};
+    const bool isTwoColour = driver.Load()->device.characteristics.color;
+    papplPrinterSetSupplies(printer, isTwoColour ? 2 : 1, ribbons);
+    AddWebPages(printer);
+    return UpdatePrinter(printer);
+  });
 }
 
 bool UpdatePrinter(pappl_printer_t* printer) {
-  pappl_pr_driver_data_t old;
-  papplPrinterGetDriverData(printer, &old);
-  auto* queue = static_cast<Queue*>(old.extension);
-  std::string problem;
-  const std::shared_ptr<const Config> config = queue->driver->Load(&problem);
-  std::vector<StockMedia> stock = FindStock(papplPrinterGetName(printer), *config);
-  const std::lock_guard lock(queue->mutex);
-  if (problem != queue->problem) {
-    queue->problem = problem;
-    papplPrinterSetReasons(printer, problem.empty() ? PAPPL_PREASON_NONE : PAPPL_PREASON_OTHER,
-                           problem.empty() ? PAPPL_PREASON_OTHER : PAPPL_PREASON_NONE);
-    if (!problem.empty()) {
-      papplLogPrinter(printer, PAPPL_LOGLEVEL_ERROR, "%s; the last settings stay in use.",
-                      problem.c_str());
+  return GuardedPrinter(printer, [&] {
+    pappl_pr_driver_data_t old;
+    papplPrinterGetDriverData(printer, &old);
+    auto* queue = static_cast<Queue*>(old.extension);
+    std::string problem;
+    const std::shared_ptr<const Config> config = queue->driver->Load(&problem);
+    std::vector<StockMedia> stock = FindStock(papplPrinterGetName(printer), *config);
+    const std::lock_guard lock(queue->mutex);
+    if (problem != queue->problem) {
+      queue->problem = problem;
+      papplPrinterSetReasons(printer, problem.empty() ? PAPPL_PREASON_NONE : PAPPL_PREASON_OTHER,
+                             problem.empty() ? PAPPL_PREASON_OTHER : PAPPL_PREASON_NONE);
+      if (!problem.empty()) {
+        papplLogPrinter(printer, PAPPL_LOGLEVEL_ERROR, "%s; the last settings stay in use.",
+                        problem.c_str());
+      }
     }
-  }
-  if (config == queue->config && IsSameStock(stock, queue->stock)) return true;
-  queue->config = config;
-  queue->stock = std::move(stock);
-  pappl_pr_driver_data_t data = {};
-  SetCallbacks(&data);
-  DataWriter(*config, queue, &data).Write();
-  KeepSettings(old, &data);
-  ipp_t* set = papplPrinterGetDriverAttributes(printer);
-  ipp_t* attributes = VendorAttributes(*config, set, queue, &data);
-  papplPrinterSetDriverData(printer, &data, attributes);
-  ippDelete(attributes);
-  ippDelete(set);
-  return true;
+    if (config == queue->config && IsSameStock(stock, queue->stock)) return true;
+    queue->config = config;
+    queue->stock = std::move(stock);
+    pappl_pr_driver_data_t data = {};
+    SetCallbacks(&data);
+    DataWriter(*config, queue, &data).Write();
+    KeepSettings(old, &data);
+    ipp_t* set = papplPrinterGetDriverAttributes(printer);
+    ipp_t* attributes = VendorAttributes(*config, set, queue, &data);
+    papplPrinterSetDriverData(printer, &data, attributes);
+    ippDelete(attributes);
+    ippDelete(set);
+    return true;
+  });
 }
 
 }  // namespace orv::printer_app

@@ -1,14 +1,22 @@
 #include "tools/printer_app/job.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
+#include "imaging/dithering.h"
+#include "imaging/pixels.h"
 #include "orv/imaging/bitmap_helper.h"
-#include "orv/imaging/bitmap_rasterizer.h"
+#include "tools/orv/page/halftone.h"
+#include "tools/orv/page/options.h"
 #include "tools/orv/page/pixels.h"
 #include "tools/printer_app/driver.h"
+#include "tools/printer_app/guard.h"
 #include "tools/printer_app/output.h"
 #include "tools/printer_app/raster.h"
 #include "tools/printer_app/record.h"
@@ -25,45 +33,74 @@ struct RasterJob {
 
 RasterJob* JobOf(pappl_job_t* job) { return static_cast<RasterJob*>(papplJobGetData(job)); }
 
-/// Runs the body of a callback: exceptions must not reach PAPPL.
-template <typename Body>
-bool Guarded(pappl_job_t* job, const Body& body) {
-  try {
-    return body();
-  } catch (const std::exception& error) {
-    papplLogJob(job, PAPPL_LOGLEVEL_ERROR, "The page cannot be printed: %s", error.what());
-    papplJobSetMessage(job, "The page cannot be printed: %s", error.what());
-  }
-  return false;
-}
-
 bool FailJob(pappl_job_t* job, const std::string& problem) {
   papplLogJob(job, PAPPL_LOGLEVEL_ERROR, "%s", problem.c_str());
   papplJobSetMessage(job, "%s", problem.c_str());
   return false;
 }
 
-/// The dots of a page; without a background if there is not enough memory.
-tool::Planes PlanesOf(Bitmap* page, const JobRecord& job) {
-  const auto method = static_cast<eBitmapDitherer>(job.record.DitheringAlgorithm);
+/// Runs the body of a callback.
+template <typename Body>
+bool GuardedJob(pappl_job_t* job, const Body& body) {
+  return Guarded(body, [job](const char* reason) {
+    papplLogJob(job, PAPPL_LOGLEVEL_ERROR, "The page cannot be printed: %s", reason);
+    papplJobSetMessage(job, "The page cannot be printed: %s", reason);
+  });
+}
+
+/// The dots of a page in black. Its bands are dithered one at a time, because they stay in the
+/// processor's caches.
+tool::PagePointer BlackDots(const RasterPage& page, const tool::DitherMethod& method,
+                            int threshold) {
+  tool::PagePointer bits(
+      BitmapHelper::CreateBitmap(page.width(), page.height(), PixelFormat1bppIndexed));
+  if (bits == nullptr) throw std::bad_alloc();
+  {
+    const LockedBits locked(bits.get(), ImageLockModeWrite, PixelFormat1bppIndexed);
+    if (!locked.IsLocked()) throw std::bad_alloc();
+    const auto stride = std::ptrdiff_t{3} * page.width();
+    const int rows = BandRowsFor(page.width());
+    const auto pixels =
+        std::make_unique_for_overwrite<BYTE[]>(static_cast<std::size_t>(stride * rows));
+    DiffusionErrors errors;
+    for (int y = 0; y < page.height(); y += rows) {
+      const PixelPlane band = {pixels.get(), stride, page.width(),
+                               std::min(rows, page.height() - y)};
+      for (int row = 0; row < band.height; ++row) {
+        page.CopyRow(static_cast<unsigned>(y + row), band.Row(row));
+      }
+      if (!DitherBand(band, method.method, threshold, {0, 0, 0}, &errors)) throw std::bad_alloc();
+      const int bitStride = locked.data()->Stride;
+      ActiveImagingKernels().monochrome(
+          band, static_cast<BYTE*>(locked.data()->Scan0) + std::ptrdiff_t{y} * bitStride,
+          bitStride);
+    }
+  }
+  tool::ColourBits(bits.get(), Color(0xFF000000));
+  return bits;
+}
+
+/// The dots of a page.
+tool::Planes PlanesOf(RasterPage* page, const JobRecord& job) {
+  const auto* method = std::ranges::find(
+      tool::kDitherMethods, static_cast<eBitmapDitherer>(job.record.DitheringAlgorithm),
+      &tool::DitherMethod::method);
+  if (method == std::end(tool::kDitherMethods)) {
+    throw std::runtime_error("the dithering method is unknown");
+  }
   const auto threshold = static_cast<int>(job.record.GrayTolerance);
-  Bitmap* black = nullptr;
-  Bitmap* highlight = nullptr;
+  const tool::DitherOptions dither = {.name = method->name, .threshold = threshold};
   if (job.isTwoColour) {
-    Color colour = job.colour;
-    BitmapHelper::SplitImage(page, colour, job.tolerance, method, threshold, &black, &highlight);
-  } else {
-    black = BitmapRasterizer::Dither(page, method, threshold);
+    return tool::SplitInTwoColours(page->Page().get(), job.colour, job.tolerance, dither);
   }
-  tool::Planes planes = {tool::PagePointer(black), tool::PagePointer(highlight)};
-  for (tool::PagePointer* plane : {&planes.background, &planes.highlight}) {
-    if (*plane != nullptr) *plane = tool::To1Bpp(std::move(*plane));
+  if (method->method == eBitmapDithererNone) {
+    return {tool::To1Bpp(page->Page()), nullptr};
   }
-  return planes;
+  return {BlackDots(*page, *method, threshold), nullptr};
 }
 
 bool StartJob(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t*) {
-  return Guarded(job, [&] {
+  return GuardedJob(job, [&] {
     pappl_printer_t* printer = papplJobGetPrinter(job);
     UpdatePrinter(printer);
     auto state = std::make_unique<RasterJob>();
@@ -84,7 +121,7 @@ bool StartJob(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t*) {
 }
 
 bool StartPage(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t*, unsigned) {
-  return Guarded(job, [&] {
+  return GuardedJob(job, [&] {
     std::string problem;
     return JobOf(job)->page.Start(options->header, &problem) || FailJob(job, problem);
   });
@@ -97,7 +134,7 @@ bool WriteRow(pappl_job_t* job, pappl_pr_options_t*, pappl_device_t*, unsigned y
 }
 
 bool EndPage(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t* device, unsigned) {
-  return Guarded(job, [&] {
+  return GuardedJob(job, [&] {
     RasterJob* state = JobOf(job);
     if (papplJobIsCanceled(job)) return false;
     if (!state->page.IsComplete()) return FailJob(job, "the document ends within a page");
@@ -108,8 +145,7 @@ bool EndPage(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t* devi
                                                              state->record,
                                                              std::move(state->page),
                                                              {}});
-    label->planes = PlanesOf(label->page.Page().get(), label->job);
-    if (label->planes.background == nullptr) return FailJob(job, "there is not enough memory");
+    label->planes = PlanesOf(&label->page, label->job);
     const OutputPage page = {label->jobId,       ++state->pages,     options->copies,
                              label->page.dpiX(), label->page.dpiY(), label->job,
                              label->planes};

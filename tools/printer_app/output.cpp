@@ -94,9 +94,8 @@ bool SendFile(pappl_device_t* device, FolderDevice* folder, const std::string& n
   const ssize_t written = papplDeviceWrite(device, bytes.data(), bytes.size());
   papplDeviceFlush(device);
   const bool isWritten = written == static_cast<ssize_t>(bytes.size());
-  if (folder != nullptr) return folder->Finish(problem);
   if (!isWritten) *problem = "the device does not take the page";
-  return isWritten;
+  return isWritten && (folder == nullptr || folder->Finish(problem));
 }
 
 }  // namespace

@@ -1,7 +1,11 @@
 #include "tools/printer_app/raster.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <iterator>
+
+#include "tools/orv/page/pixels.h"
 
 namespace orv::printer_app {
 namespace {
@@ -9,13 +13,13 @@ namespace {
 /// More than the largest label of 600 dots per inch has.
 constexpr std::size_t kMaxBytes = std::size_t{1} << 29;
 
-/// `invert` is 255 where the number is the amount of ink.
-template <unsigned char invert>
-void ReadGrey(const unsigned char* row, unsigned width, BYTE* pixels) {
-  for (unsigned x = 0; x < width; ++x, pixels += 3) {
-    const auto grey = static_cast<BYTE>(row[x] ^ invert);
-    pixels[0] = pixels[1] = pixels[2] = grey;
-  }
+void ReadWhite(const unsigned char* row, unsigned width, BYTE* pixels) {
+  std::memcpy(pixels, row, width);
+}
+
+void ReadInk(const unsigned char* row, unsigned width, BYTE* pixels) {
+  std::transform(row, row + width, pixels,
+                 [](unsigned char ink) { return static_cast<BYTE>(255 - ink); });
 }
 
 void ReadColour(const unsigned char* row, unsigned width, BYTE* pixels) {
@@ -32,14 +36,13 @@ struct RasterPage::Form {
   cups_cspace_t space;
   unsigned bits;
   Reader reader;
-  bool isGrey;
 };
 
 const RasterPage::Form* RasterPage::FormOf(const cups_page_header2_t& header) {
   static constexpr Form kForms[] = {
-      {CUPS_CSPACE_SW, 8, ReadGrey<0>, true},   {CUPS_CSPACE_W, 8, ReadGrey<0>, true},
-      {CUPS_CSPACE_K, 8, ReadGrey<255>, true},  {CUPS_CSPACE_SRGB, 24, ReadColour, false},
-      {CUPS_CSPACE_RGB, 24, ReadColour, false}, {CUPS_CSPACE_ADOBERGB, 24, ReadColour, false},
+      {CUPS_CSPACE_SW, 8, ReadWhite},    {CUPS_CSPACE_W, 8, ReadWhite},
+      {CUPS_CSPACE_K, 8, ReadInk},       {CUPS_CSPACE_SRGB, 24, ReadColour},
+      {CUPS_CSPACE_RGB, 24, ReadColour}, {CUPS_CSPACE_ADOBERGB, 24, ReadColour},
   };
   const auto* found = std::ranges::find_if(kForms, [&](const Form& form) {
     return form.space == header.cupsColorSpace && form.bits == header.cupsBitsPerPixel;
@@ -55,6 +58,8 @@ bool RasterPage::Start(const cups_page_header2_t& header, std::string* problem) 
     *problem = "the raster has neither 8 bits of grey nor 24 bits of colour";
   } else if (width == 0 || height == 0) {
     *problem = "the page is empty";
+  } else if (header.HWResolution[0] == 0 || header.HWResolution[1] == 0) {
+    *problem = "the page has no resolution";
   } else if (width > kMaxBytes / 4 || height > kMaxBytes / (4 * width)) {
     *problem = "the page is too large";
   } else if (header.cupsBytesPerLine < width * (form->bits / 8)) {
@@ -63,11 +68,11 @@ bool RasterPage::Start(const cups_page_header2_t& header, std::string* problem) 
   if (!problem->empty()) return false;
   width_ = header.cupsWidth;
   height_ = header.cupsHeight;
-  stride_ = (std::size_t{3} * width + 3) / 4 * 4;
-  pixels_.assign(stride_ * height, 255);
+  isGrey_ = form->bits == 8;
+  stride_ = ((isGrey_ ? 1 : 3) * width + 3) / 4 * 4;
+  pixels_ = std::make_unique_for_overwrite<BYTE[]>(stride_ * height);
   rows_ = 0;
   reader_ = form->reader;
-  isGrey_ = form->isGrey;
   dpiX_ = header.HWResolution[0];
   dpiY_ = header.HWResolution[1];
   return true;
@@ -75,13 +80,34 @@ bool RasterPage::Start(const cups_page_header2_t& header, std::string* problem) 
 
 void RasterPage::SetRow(unsigned y, const unsigned char* row) {
   if (y != rows_ || IsComplete()) return;
-  reader_(row, width_, pixels_.data() + y * stride_);
+  reader_(row, width_, pixels_.get() + y * stride_);
   ++rows_;
 }
 
+void RasterPage::CopyRow(unsigned y, BYTE* pixels) const {
+  const BYTE* row = pixels_.get() + y * stride_;
+  if (!isGrey_) {
+    std::memcpy(pixels, row, std::size_t{3} * width_);
+    return;
+  }
+  // One store for each pixel; the next one overwrites the fourth byte.
+  for (unsigned x = 0; x + 1 < width_; ++x, pixels += 3) {
+    const std::uint32_t grey = row[x] * 0x010101u;
+    std::memcpy(pixels, &grey, sizeof grey);
+  }
+  std::fill_n(pixels, 3, row[width_ - 1]);
+}
+
 std::unique_ptr<Bitmap> RasterPage::Page() {
+  if (isGrey_) {
+    auto page = std::make_unique<Bitmap>(static_cast<INT>(width_), static_cast<INT>(height_),
+                                         PixelFormat24bppRGB);
+    const tool::PagePixels pixels(page.get());
+    for (unsigned y = 0; y < height_; ++y) CopyRow(y, pixels.Row(static_cast<int>(y)));
+    return page;
+  }
   return std::make_unique<Bitmap>(static_cast<INT>(width_), static_cast<INT>(height_),
-                                  static_cast<INT>(stride_), PixelFormat24bppRGB, pixels_.data());
+                                  static_cast<INT>(stride_), PixelFormat24bppRGB, pixels_.get());
 }
 
 }  // namespace orv::printer_app

@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "orv/platform/graphics.h"
 #include "orv/platform/types.h"
@@ -17,8 +16,8 @@ namespace orv::printer_app {
 /// The pixels of a page while its rows arrive.
 class RasterPage {
  public:
-  /// Prepares a white page for the rows that a header announces; false, with the reason in
-  /// `*problem`, for rows that cannot be printed.
+  /// Prepares a page for the rows that a header announces; false, with the reason in `*problem`,
+  /// for rows that cannot be printed.
   bool Start(const cups_page_header2_t& header, std::string* problem);
   /// Stores the next row, which has as many bytes as the header says. Any other row is left out.
   void SetRow(unsigned y, const unsigned char* row);
@@ -26,9 +25,12 @@ class RasterPage {
   /// Whether every row has arrived.
   bool IsComplete() const { return rows_ == height_; }
 
-  /// The page as a bitmap that uses these pixels.
+  /// Copies a row of a complete page as 24-bit pixels.
+  void CopyRow(unsigned y, BYTE* pixels) const;
+  /// The complete page with 24 bits per pixel, in a bitmap that may use these pixels.
   std::unique_ptr<Bitmap> Page();
-  bool IsGrey() const { return isGrey_; }
+  int width() const { return static_cast<int>(width_); }
+  int height() const { return static_cast<int>(height_); }
   double dpiX() const { return dpiX_; }
   double dpiY() const { return dpiY_; }
 
@@ -37,7 +39,7 @@ class RasterPage {
   struct Form;
   static const Form* FormOf(const cups_page_header2_t& header);
 
-  std::vector<BYTE> pixels_;
+  std::unique_ptr<BYTE[]> pixels_;  ///< one byte for grey, or blue, green and red
   unsigned width_ = 0;
   unsigned height_ = 0;
   unsigned rows_ = 0;  ///< that have arrived

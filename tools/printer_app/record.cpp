@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <limits>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -45,10 +46,16 @@ void SetNumber(tagOEMDEV* record, std::string_view name, std::int32_t value) {
   SetFieldBits(record, *FieldNamed(name), static_cast<std::uint32_t>(value));
 }
 
+/// Sets a length in hundredths of a millimetre. The merge corrects lengths that are too large.
+void SetLength(tagOEMDEV* record, std::string_view name, int length) {
+  constexpr int kMost = std::numeric_limits<std::int32_t>::max() / kThousandthsPerHundredth;
+  SetNumber(record, name, std::clamp(length, -kMost, kMost) * kThousandthsPerHundredth);
+}
+
 /// Sets the fields for which IPP has words.
 void SetOwnWords(const Options& options, const Config& config, tagOEMDEV* record) {
   for (const MediaLength& row : kMediaLengths) {
-    SetNumber(record, row.field, options.media.*row.length * kThousandthsPerHundredth);
+    SetLength(record, row.field, options.media.*row.length);
   }
   if (const auto sensor = SensorOf(config, options.media.tracking)) {
     record->SensorType = static_cast<std::uint32_t>(*sensor);
@@ -56,7 +63,7 @@ void SetOwnWords(const Options& options, const Config& config, tagOEMDEV* record
   if (options.print_speed > 0) {
     record->PrintSpeed = static_cast<std::uint32_t>(options.print_speed / kSpeedUnits);
   }
-  const int percent = options.darkness_configured + options.print_darkness;
+  const int percent = options.darkness_configured + std::clamp(options.print_darkness, -100, 100);
   record->Darkness = DarknessLevel(config, percent);
 }
 
@@ -121,7 +128,8 @@ void SetHighlight(std::map<std::string, std::string>& vendor, JobRecord* job) {
     rgb = NumberOf(kUsualColour, 16);
   }
   job->colour = Color(0xFF000000 | static_cast<ARGB>(*rgb));
-  job->tolerance = NumberOf(vendor[kToleranceOption]).value_or(kUsualTolerance) / 1000.0;
+  const std::int32_t tolerance = NumberOf(vendor[kToleranceOption]).value_or(kUsualTolerance);
+  job->tolerance = std::clamp(tolerance, 0, kMostTolerance) / 1000.0;
 }
 
 /// The label mode of the printer, and a cutter that the job asks for.
@@ -135,7 +143,7 @@ void SetLabelModes(const Options& options, const pappl_pr_driver_data_t& data, c
     SetNumber(record, mode.field, isUsed ? 1 : 0);
   }
   if ((data.mode_supported & PAPPL_LABEL_MODE_TEAR_OFF) != 0) {
-    SetNumber(record, "TearOff.offset", data.tear_offset_configured * kThousandthsPerHundredth);
+    SetLength(record, "TearOff.offset", data.tear_offset_configured);
   }
 }
 

@@ -14,6 +14,7 @@
 #include "tools/orv/page/canvas.h"
 #include "tools/orv/page/legibility.h"
 #include "tools/printer_app/driver.h"
+#include "tools/printer_app/guard.h"
 #include "tools/printer_app/output.h"
 
 namespace orv::printer_app {
@@ -117,7 +118,7 @@ void WriteLabel(pappl_client_t* client, pappl_printer_t* printer, PrintedLabel* 
 template <typename Body>
 bool Answer(pappl_client_t* client, const Body& body) {
   if (!papplClientHTMLAuthorize(client)) return true;
-  try {
+  const auto answer = [&] {
     const std::string path = papplClientGetURI(client);
     const std::string resource = "/ipp/print" + path.substr(0, path.find('/', 1));
     pappl_printer_t* printer =
@@ -126,10 +127,10 @@ bool Answer(pappl_client_t* client, const Body& body) {
       return papplClientRespond(client, HTTP_STATUS_NOT_FOUND, nullptr, nullptr, 0, 0);
     }
     return body(printer);
-  } catch (const std::exception& error) {
-    papplLogClient(client, PAPPL_LOGLEVEL_ERROR, "The label cannot be shown: %s", error.what());
-  }
-  return false;
+  };
+  return Guarded(answer, [client](const char* reason) {
+    papplLogClient(client, PAPPL_LOGLEVEL_ERROR, "The label cannot be shown: %s", reason);
+  });
 }
 
 bool ShowPage(pappl_client_t* client, void*) {
