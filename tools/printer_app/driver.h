@@ -87,7 +87,8 @@ struct Queue {
   std::string problem;  ///< why the configuration is not the file's
   std::vector<StockMedia> stock;
   std::shared_ptr<PrintedLabel> last;  ///< null until a label is printed
-  std::set<std::string> names;         ///< that the driver data points to; only grows
+  RasterPage spare;             ///< of an earlier label: new memory costs more than dithering
+  std::set<std::string> names;  ///< that the driver data points to; only grows
 };
 
 /// The queue of a printer.

@@ -123,7 +123,13 @@ bool StartJob(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t*) {
 bool StartPage(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t*, unsigned) {
   return GuardedJob(job, [&] {
     std::string problem;
-    return JobOf(job)->page.Start(options->header, &problem) || FailJob(job, problem);
+    RasterPage& page = JobOf(job)->page;
+    {
+      Queue& queue = QueueOf(papplJobGetPrinter(job));
+      const std::lock_guard lock(queue.mutex);
+      page = std::move(queue.spare);
+    }
+    return page.Start(options->header, &problem) || FailJob(job, problem);
   });
 }
 
@@ -155,7 +161,8 @@ bool EndPage(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t* devi
     }
     Queue& queue = QueueOf(printer);
     const std::lock_guard lock(queue.mutex);
-    queue.last = std::move(label);
+    queue.last.swap(label);
+    if (label.use_count() == 1) queue.spare = std::move(label->page);
     return true;
   });
 }

@@ -70,7 +70,7 @@ bool RasterPage::Start(const cups_page_header2_t& header, std::string* problem) 
   height_ = header.cupsHeight;
   isGrey_ = form->bits == 8;
   stride_ = ((isGrey_ ? 1 : 3) * width + 3) / 4 * 4;
-  pixels_ = std::make_unique_for_overwrite<BYTE[]>(stride_ * height);
+  pixels_.resize(stride_ * height);
   rows_ = 0;
   reader_ = form->reader;
   dpiX_ = header.HWResolution[0];
@@ -80,12 +80,12 @@ bool RasterPage::Start(const cups_page_header2_t& header, std::string* problem) 
 
 void RasterPage::SetRow(unsigned y, const unsigned char* row) {
   if (y != rows_ || IsComplete()) return;
-  reader_(row, width_, pixels_.get() + y * stride_);
+  reader_(row, width_, pixels_.data() + y * stride_);
   ++rows_;
 }
 
 void RasterPage::CopyRow(unsigned y, BYTE* pixels) const {
-  const BYTE* row = pixels_.get() + y * stride_;
+  const BYTE* row = pixels_.data() + y * stride_;
   if (!isGrey_) {
     std::memcpy(pixels, row, std::size_t{3} * width_);
     return;
@@ -107,7 +107,7 @@ std::unique_ptr<Bitmap> RasterPage::Page() {
     return page;
   }
   return std::make_unique<Bitmap>(static_cast<INT>(width_), static_cast<INT>(height_),
-                                  static_cast<INT>(stride_), PixelFormat24bppRGB, pixels_.get());
+                                  static_cast<INT>(stride_), PixelFormat24bppRGB, pixels_.data());
 }
 
 }  // namespace orv::printer_app

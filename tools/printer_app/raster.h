@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "orv/platform/graphics.h"
 #include "orv/platform/types.h"
@@ -39,7 +40,7 @@ class RasterPage {
   struct Form;
   static const Form* FormOf(const cups_page_header2_t& header);
 
-  std::unique_ptr<BYTE[]> pixels_;  ///< one byte for grey, or blue, green and red
+  std::vector<BYTE> pixels_;  ///< one byte for grey, or blue, green and red
   unsigned width_ = 0;
   unsigned height_ = 0;
   unsigned rows_ = 0;  ///< that have arrived
