@@ -65,6 +65,12 @@ std::string SizeName(const std::string& name, std::int64_t width, std::int64_t l
   return text.data();
 }
 
+/// Whether a medium, in thousandths of a millimetre, is within a printer's limits.
+bool Fits(const Label& label, std::int64_t width, std::int64_t length) {
+  return width >= label.widthMin && width <= label.widthMax && length >= label.heightMin &&
+         length <= label.heightMax;
+}
+
 /// Fills the driver data of a printer.
 class DataWriter {
  public:
@@ -110,12 +116,6 @@ class DataWriter {
     data_->y_resolution[0] = data_->y_default = device_.generalSettings.resolutionDpiY;
   }
 
-  bool Fits(std::int64_t width, std::int64_t length) const {
-    const Label& label = device_.label;
-    return width >= label.widthMin && width <= label.widthMax && length >= label.heightMin &&
-           length <= label.heightMax;
-  }
-
   void AddMedium(const std::string& size) {
     if (data_->num_media < PAPPL_MAX_MEDIA) data_->media[data_->num_media++] = Keep(size);
   }
@@ -146,7 +146,7 @@ class DataWriter {
     AddMedium(usual);
     for (const char* size : kLabelSizes) {
       const pwg_media_t* medium = pwgMediaForPWG(size);
-      if (medium != nullptr && Fits(std::int64_t{medium->width} * kThousandthsPerHundredth,
+      if (medium != nullptr && Fits(label, std::int64_t{medium->width} * kThousandthsPerHundredth,
                                     std::int64_t{medium->length} * kThousandthsPerHundredth)) {
         AddMedium(size);
       }
@@ -236,7 +236,7 @@ ipp_t* VendorAttributes(const Config& config, ipp_t* old, Queue* queue,
   data->num_vendor = 0;
   if (config.device.characteristics.color) {
     addText(kColourOption, kUsualColour);
-    addNumber(kToleranceOption, 0, kMostTolerance, kUsualTolerance);
+    addNumber(kToleranceOption, 0, kMaxTolerance, kUsualTolerance);
   }
   addText(kFieldsOption, "");
   for (const VendorField& vendor : VendorFields(config, PAPPL_MAX_VENDOR - kOwnOptions)) {
@@ -256,11 +256,7 @@ std::vector<StockMedia> FindStock(const char* printerName, const Config& config)
   int paperSize = kFirstStockPaperSize;
   for (const StockItem& item : list.items) {
     const int number = paperSize++;
-    const Label& label = config.device.label;
-    const bool fits = static_cast<std::int64_t>(item.PaperWidth) >= label.widthMin &&
-                      static_cast<std::int64_t>(item.PaperWidth) <= label.widthMax &&
-                      static_cast<std::int64_t>(item.PaperLength) >= label.heightMin &&
-                      static_cast<std::int64_t>(item.PaperLength) <= label.heightMax;
+    const bool fits = Fits(config.device.label, item.PaperWidth, item.PaperLength);
     if (item.Disabled != 0 || !fits) continue;
     std::string keyword = Keyword(item.DisplayName);
     if (keyword.empty()) keyword = "stock-" + std::to_string(number);

@@ -48,8 +48,8 @@ void SetNumber(tagOEMDEV* record, std::string_view name, std::int32_t value) {
 
 /// Sets a length in hundredths of a millimetre. The merge corrects lengths that are too large.
 void SetLength(tagOEMDEV* record, std::string_view name, int length) {
-  constexpr int kMost = std::numeric_limits<std::int32_t>::max() / kThousandthsPerHundredth;
-  SetNumber(record, name, std::clamp(length, -kMost, kMost) * kThousandthsPerHundredth);
+  constexpr int kMax = std::numeric_limits<std::int32_t>::max() / kThousandthsPerHundredth;
+  SetNumber(record, name, std::clamp(length, -kMax, kMax) * kThousandthsPerHundredth);
 }
 
 /// Sets the fields for which IPP has words.
@@ -129,7 +129,7 @@ void SetHighlight(std::map<std::string, std::string>& vendor, JobRecord* job) {
   }
   job->colour = Color(0xFF000000 | static_cast<ARGB>(*rgb));
   const std::int32_t tolerance = NumberOf(vendor[kToleranceOption]).value_or(kUsualTolerance);
-  job->tolerance = std::clamp(tolerance, 0, kMostTolerance) / 1000.0;
+  job->tolerance = std::clamp(tolerance, 0, kMaxTolerance) / 1000.0;
 }
 
 /// The label mode of the printer, and a cutter that the job asks for.

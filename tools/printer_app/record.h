@@ -16,7 +16,7 @@ inline constexpr char kToleranceOption[] = "highlight-tolerance";
 inline constexpr char kFieldsOption[] = "record-fields";
 inline constexpr char kUsualColour[] = "E02020";
 inline constexpr int kUsualTolerance = 470;
-inline constexpr int kMostTolerance = 1000;
+inline constexpr int kMaxTolerance = 1000;
 
 /// Merges a job's options with the printer's defaults and corrects the result.
 JobRecord MergeJob(pappl_printer_t* printer, const pappl_pr_options_t& options);
