@@ -5,6 +5,7 @@
 
 #include "api/c_call.h"
 #include "base/utf8.h"
+#include "config/config_loader.h"
 #include "config/load_log.h"
 #include "orv/c_api.h"
 #include "orv/logging/logger.h"

@@ -4,10 +4,9 @@
 #include <memory>
 #include <vector>
 
-#include "config/config_loader.h"
 #include "config/config_values.h"
 #include "orv/config/config.h"
-#include "orv/platform/types.h"
+#include "orv/config/config_loader.h"
 
 struct orv_config {
   std::unique_ptr<Config> config;

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "api/c_call.h"
-#include "api/c_config.h"
 #include "orv/c_api.h"
 #include "orv/devmode/stock_items.h"
 #include "orv/logging/logger.h"

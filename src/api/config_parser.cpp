@@ -7,6 +7,7 @@
 #include "config/property_tables.h"
 #include "config/section_readers.h"
 #include "config/values.h"
+#include "orv/config/config_loader.h"
 #include "orv/platform/spooler.h"
 
 namespace {

@@ -4,7 +4,6 @@
 
 #include "devmode/merge.h"
 #include "devmode/merge_log.h"
-#include "devmode/record_fields.h"
 #include "orv/config/config.h"
 #include "orv/config/configs_cache.h"
 

@@ -13,7 +13,6 @@
 #include "xml/document.h"
 #include "xml/document_writer.h"
 #include "xml/editor.h"
-#include "xml/element_index.h"
 #include "xml/encodings.h"
 #include "xml/markup_state.h"
 #include "xml/references.h"

@@ -1,8 +1,11 @@
 #include "orv/xml/cursor.h"
+
+#include "orv/xml/markup.h"
 #include "xml/attributes.h"
 #include "xml/child_reader.h"
 #include "xml/cursor.h"
 #include "xml/document.h"
+#include "xml/element_index.h"
 #include "xml/markup_state.h"
 #include "xml/references.h"
 

@@ -8,6 +8,7 @@
 #include "config/section_readers.h"
 #include "crypto/protected_text.h"
 #include "crypto/sha256.h"
+#include "orv/config/config.h"
 #include "orv/config/config_parser.h"
 #include "orv/platform/spooler.h"
 #include "orv/xml/markup.h"

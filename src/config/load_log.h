@@ -1,6 +1,7 @@
 #pragma once
 
 #include "config/config_loader.h"
+#include "orv/config/config_loader.h"
 #include "orv/logging/logger.h"
 #include "orv/platform/types.h"
 

@@ -4,9 +4,9 @@
 #include <cstddef>
 
 #include "base/json.h"
-#include "config/config_loader.h"
 #include "devmode/merge_log.h"
 #include "devmode/rule_text.h"
+#include "orv/config/config_loader.h"
 #include "orv/platform/registry.h"
 
 namespace orv {

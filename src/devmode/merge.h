@@ -7,6 +7,7 @@
 #include "config/config_loader.h"
 #include "devmode/record_fields.h"
 #include "orv/config/config.h"
+#include "orv/config/config_loader.h"
 #include "orv/config/configs_cache.h"
 #include "orv/devmode/oemdev.h"
 #include "orv/devmode/stock_items.h"

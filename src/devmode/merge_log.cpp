@@ -5,6 +5,7 @@
 
 #include "config/load_log.h"
 #include "devmode/differences.h"
+#include "orv/platform/registry.h"
 #include "platform/error_text.h"
 
 namespace orv {

@@ -4,7 +4,6 @@
 #include <string>
 
 #include "orv/platform/types.h"
-#include "orv/session/session_data.h"
 #include "platform/processes.h"
 
 /// The process that the library runs in, as the installed functions and the stock items see it:

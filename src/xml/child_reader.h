@@ -6,6 +6,7 @@
 #include "xml/cursor.h"
 #include "xml/document.h"
 #include "xml/element_index.h"
+#include "xml/references.h"
 
 namespace orv {
 

@@ -4,9 +4,12 @@
 #include <string>
 #include <utility>
 
+#include "orv/xml/markup.h"
 #include "platform/pages.h"
 #include "xml/attributes.h"
 #include "xml/document.h"
+#include "xml/element_index.h"
+#include "xml/names.h"
 
 namespace orv {
 namespace {

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "orv/xml/cursor.h"
 #include "xml/attributes.h"
 #include "xml/element_index.h"
 #include "xml/file_stream.h"
@@ -13,6 +14,7 @@
 #include "xml/names.h"
 #include "xml/references.h"
 #include "xml/scanner.h"
+#include "xml/unit_search.h"
 
 namespace orv {
 namespace {

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "orv/xml/markup.h"
+#include "xml/attributes.h"
 #include "xml/cursor.h"
 #include "xml/document.h"
 #include "xml/document_writer.h"

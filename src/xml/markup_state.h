@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "orv/xml/cursor.h"
 #include "orv/xml/line_index.h"
 #include "orv/xml/markup.h"
 #include "xml/cursor.h"

@@ -1,6 +1,7 @@
 #include "xml/result.h"
 
 #include "orv/text/format.h"
+#include "orv/xml/cursor.h"
 #include "orv/xml/markup.h"
 #include "xml/cursor.h"
 #include "xml/document.h"

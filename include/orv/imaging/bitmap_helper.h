@@ -6,7 +6,7 @@
 #include "orv/logging/logger.h"
 #include "orv/platform/export.h"
 #include "orv/platform/graphics.h"
-#include "orv/platform/out.h"
+#include "orv/platform/out.h"  // IWYU pragma: export
 #include "orv/platform/types.h"
 
 /// Prepares page bitmaps for printing, for example for a printer with a black and a red print head:

@@ -13,7 +13,6 @@
 #include <fstream>
 #include <string>
 
-#include "base/utf8.h"
 #include "platform/files.h"
 #include "platform/posix/descriptor.h"
 

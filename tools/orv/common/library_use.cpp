@@ -6,6 +6,7 @@
 #include "config/config_loader.h"
 #include "orv/platform/spooler.h"
 #include "orv/settings/settings.h"
+#include "platform/error_text.h"
 #include "platform/files.h"
 #include "platform/letter_case.h"
 #include "platform/modules.h"

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "base/json.h"  // IWYU pragma: export
-#include "platform/error_text.h"
 
 /// Output of the orv program. Results go to standard output through `Print`, as aligned text or as
 /// JSON; messages go to standard error through `PrintMessage` and `Fail`.

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 /// A line on the terminal that shows that the program works. It appears on standard error after one
 /// second without output, and disappears before anything else is printed.
 

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <system_error>
@@ -15,7 +14,6 @@
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/line_diff.h"
 #include "tools/orv/common/options.h"
-#include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/config/check.h"
 #include "tools/orv/config/check_rules.h"

@@ -8,6 +8,7 @@
 #include "tools/orv/common/spelling.h"
 #include "tools/orv/config/check.h"
 #include "tools/orv/config/check_properties.h"
+#include "tools/orv/config/check_rules.h"
 #include "tools/orv/config/rules.h"
 
 namespace orv::tool {

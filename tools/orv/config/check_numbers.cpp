@@ -9,6 +9,7 @@
 #include "config/values.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/config/check_properties.h"
+#include "tools/orv/config/check_rules.h"
 #include "tools/orv/config/keys.h"
 #include "xml/names.h"
 

@@ -8,7 +8,6 @@
 
 #include "config/property.h"
 #include "config/values.h"
-#include "orv/platform/types.h"
 #include "orv/xml/markup.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/spelling.h"

@@ -2,12 +2,14 @@
 #include <cstdint>
 #include <list>
 #include <numeric>
-#include <optional>
 
 #include "config/values.h"
 #include "orv/config/config_parser.h"
+#include "tools/orv/config/check.h"
 #include "tools/orv/config/check_properties.h"
+#include "tools/orv/config/check_rules.h"
 #include "tools/orv/config/keys.h"
+#include "tools/orv/config/rules.h"
 
 /// Checks ranges: the minimum, maximum, step and default of a group, and the darkness levels.
 

@@ -11,6 +11,7 @@
 #include "orv/xml/markup.h"
 #include "tools/orv/config/check.h"
 #include "tools/orv/config/check_properties.h"
+#include "tools/orv/config/check_rules.h"
 #include "tools/orv/config/rules.h"
 #include "xml/names.h"
 

@@ -1,18 +1,11 @@
 #include <chrono>
 #include <memory>
-#include <optional>
-#include <utility>
 
-#include "base/utf8.h"
-#include "config/config_loader.h"
-#include "config/values.h"
 #include "orv/config/config.h"
 #include "orv/config/config_parser.h"
 #include "orv/crypto/crypto_helper.h"
-#include "orv/logging/logger.h"
 #include "orv/platform/types.h"
 #include "orv/text/format.h"
-#include "orv/xml/markup.h"
 #include "platform/modules.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"

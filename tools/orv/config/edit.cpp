@@ -15,6 +15,7 @@
 #include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/common/spelling.h"
+#include "tools/orv/config/check_rules.h"
 #include "tools/orv/config/text.h"
 
 namespace orv::tool {

@@ -11,6 +11,7 @@
 #include "base/utf8.h"
 #include "config/property.h"
 #include "config/property_tables.h"
+#include "orv/config/config.h"
 #include "orv/xml/markup.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/options.h"

@@ -10,6 +10,7 @@
 #include "base/hex.h"
 #include "devmode/explanation.h"
 #include "devmode/field_text.h"
+#include "devmode/merge.h"
 #include "devmode/record_fields.h"
 #include "devmode/rule_text.h"
 #include "orv/config/config.h"

@@ -7,7 +7,9 @@
 
 #include "base/utf8.h"
 #include "devmode/field_text.h"
+#include "devmode/record_fields.h"
 #include "devmode/rule_text.h"
+#include "orv/devmode/oemdev.h"
 #include "orv/text/format.h"
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/output.h"

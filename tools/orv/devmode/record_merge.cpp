@@ -1,8 +1,8 @@
 #include "tools/orv/devmode/record_merge.h"
 
-#include "config/config_loader.h"
 #include "devmode/merge.h"
 #include "devmode/merge_log.h"
+#include "orv/config/config_loader.h"
 #include "orv/devmode/stock_items.h"
 #include "orv/logging/logger.h"
 #include "orv/platform/types.h"

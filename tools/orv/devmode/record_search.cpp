@@ -7,6 +7,7 @@
 
 #include "base/hex.h"
 #include "base/utf8.h"
+#include "orv/platform/registry.h"
 #include "orv/platform/types.h"
 #include "orv/text/format.h"
 #include "tools/orv/common/input.h"

@@ -1,6 +1,8 @@
 #include <memory>
 
 #include "devmode/merge.h"
+#include "devmode/record_fields.h"
+#include "orv/devmode/oemdev.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/options.h"

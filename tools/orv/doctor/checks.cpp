@@ -10,6 +10,7 @@
 #include "config/config_loader.h"
 #include "devmode/explanation.h"
 #include "devmode/field_text.h"
+#include "devmode/record_fields.h"
 #include "logging/log_file.h"
 #include "orv/config/config.h"
 #include "orv/config/config_parser.h"

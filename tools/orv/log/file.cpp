@@ -7,9 +7,11 @@
 
 #include "base/utf8.h"
 #include "logging/log_file.h"
+#include "orv/platform/types.h"
 #include "orv/settings/settings.h"
 #include "platform/clock.h"
 #include "platform/console.h"
+#include "platform/error_text.h"
 #include "platform/files.h"
 #include "tools/orv/common/config_folders.h"
 #include "tools/orv/common/input.h"

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "base/json.h"
 #include "base/utf8.h"
 #include "tools/orv/common/output.h"
 

@@ -5,7 +5,6 @@
 #include <string_view>
 #include <tuple>
 
-#include "base/json.h"
 #include "base/utf8.h"
 #include "tools/orv/common/output.h"
 

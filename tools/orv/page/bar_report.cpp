@@ -1,9 +1,9 @@
 #include "tools/orv/page/bar_report.h"
 
-#include <algorithm>
 #include <cmath>
 
 #include "orv/text/format.h"
+#include "tools/orv/page/pixels.h"
 
 namespace orv::tool {
 

@@ -5,6 +5,7 @@
 
 #include "orv/platform/graphics.h"
 #include "tools/orv/page/options.h"
+#include "tools/orv/page/pixels.h"
 
 /// Finds bar codes on a page by the geometry of their bars. docs/imaging.md explains the steps.
 

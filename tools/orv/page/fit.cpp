@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "orv/imaging/bitmap_helper.h"
+#include "orv/platform/types.h"
 #include "orv/text/format.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"

@@ -1,7 +1,6 @@
 #include "tools/orv/page/pale.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <cstring>
 #include <optional>
 

@@ -9,11 +9,14 @@
 #include <utility>
 
 #include "imaging/dithering.h"
+#include "imaging/kernels.h"
 #include "imaging/page_split.h"
 #include "imaging/pixels.h"
 #include "orv/imaging/bitmap_helper.h"
+#include "orv/imaging/bitmap_rasterizer.h"
 #include "orv/platform/types.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/page/bars.h"
 #include "tools/orv/page/line_art.h"
 #include "tools/orv/page/min_dots.h"
 #include "tools/orv/page/trap.h"

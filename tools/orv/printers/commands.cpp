@@ -3,6 +3,7 @@
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
 #include "orv/platform/types.h"
+#include "platform/error_text.h"
 #include "platform/letter_case.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/library_use.h"

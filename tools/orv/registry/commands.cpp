@@ -5,6 +5,7 @@
 #include "orv/platform/registry.h"
 #include "orv/platform/types.h"
 #include "orv/text/format.h"
+#include "platform/error_text.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/library_use.h"

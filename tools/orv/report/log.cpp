@@ -1,6 +1,7 @@
 #include "orv/text/format.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/log/file.h"
+#include "tools/orv/log/messages.h"
 #include "tools/orv/log/summary.h"
 #include "tools/orv/report/html.h"
 #include "tools/orv/report/sections.h"

@@ -2,6 +2,7 @@
 
 #include "platform/letter_case.h"
 #include "tools/orv/config/check.h"
+#include "tools/orv/config/check_rules.h"
 #include "tools/orv/config/record.h"
 #include "tools/orv/report/html.h"
 #include "tools/orv/report/sections.h"

@@ -2,13 +2,18 @@
 #include <cmath>
 #include <utility>
 
+#include "devmode/explanation.h"
+#include "orv/config/config.h"
+#include "orv/devmode/oemdev.h"
 #include "orv/platform/graphics.h"
 #include "orv/text/format.h"
 #include "orv/xml/markup.h"
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/config/check.h"
+#include "tools/orv/config/check_rules.h"
 #include "tools/orv/page/file.h"
+#include "tools/orv/page/halftone.h"
 #include "tools/orv/page/options.h"
 #include "tools/orv/page/pixels.h"
 #include "tools/orv/page/planes.h"

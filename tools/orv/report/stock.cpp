@@ -1,4 +1,3 @@
-#include <algorithm>
 
 #include "orv/devmode/stock_items.h"
 #include "orv/platform/types.h"

@@ -1,6 +1,6 @@
 #include <algorithm>
-#include <string_view>
 
+#include "devmode/explanation.h"
 #include "devmode/field_text.h"
 #include "devmode/record_fields.h"
 #include "orv/text/format.h"
@@ -8,8 +8,10 @@
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/config/check.h"
+#include "tools/orv/config/check_rules.h"
 #include "tools/orv/devmode/record_merge.h"
 #include "tools/orv/log/messages.h"
+#include "tools/orv/log/summary.h"
 #include "tools/orv/report/html.h"
 #include "tools/orv/report/sections.h"
 

@@ -5,17 +5,15 @@
 #include <optional>
 #include <random>
 
-#include "base/utf8.h"
 #include "devmode/record_fields.h"
+#include "orv/devmode/oemdev.h"
 #include "orv/devmode/stock_items.h"
 #include "orv/platform/registry.h"
-#include "orv/platform/spooler.h"
 #include "orv/platform/types.h"
 #include "orv/text/format.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/lengths.h"
-#include "tools/orv/common/library_use.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"

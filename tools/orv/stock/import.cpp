@@ -4,6 +4,8 @@
 #include <map>
 #include <string_view>
 
+#include "orv/platform/registry.h"
+#include "orv/platform/types.h"
 #include "orv/text/format.h"
 #include "platform/letter_case.h"
 #include "tools/orv/common/spelling.h"

@@ -8,12 +8,11 @@
 #include "devmode/field_text.h"
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
-#include "orv/text/format.h"
+#include "platform/error_text.h"
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/library_use.h"
 #include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
-#include "tools/orv/devmode/record_text.h"
 
 namespace orv::tool {
 namespace {

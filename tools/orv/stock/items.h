@@ -7,6 +7,7 @@
 
 #include "devmode/record_fields.h"
 #include "orv/devmode/stock_items.h"
+#include "orv/platform/types.h"
 #include "tools/orv/common/library_use.h"
 
 /// The stock items that a command works on. Every function ends the command when it fails.

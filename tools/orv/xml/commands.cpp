@@ -1,7 +1,6 @@
 #include <filesystem>
 #include <memory>
 
-#include "base/utf8.h"
 #include "orv/text/format.h"
 #include "orv/xml/line_index.h"
 #include "orv/xml/markup.h"
@@ -12,6 +11,7 @@
 #include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/xml/faults.h"
+#include "xml/document_reader.h"
 #include "xml/encodings.h"
 #include "xml/file_stream.h"
 #include "xml/markup_state.h"
