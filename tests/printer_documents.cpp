@@ -1,6 +1,7 @@
 #include <cups/raster.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -84,7 +85,7 @@ void WritePng(const std::string& path, const Rows& rows, unsigned dpi) {
       std::reverse_copy(rgb, rgb + 3, pixel);
     });
   }
-  const auto perMetre = static_cast<std::uint32_t>(dpi / orv::kMetresPerInch + 0.5);
+  const auto perMetre = static_cast<std::uint32_t>(std::lround(dpi / orv::kMetresPerInch));
   orv::SavePngWithResolution(&page, orv::FromUtf8(path).c_str(), {perMetre, perMetre});
 }
 

@@ -79,7 +79,7 @@ class DataWriter {
 
   void Write() {
     data_->extension = queue_;
-    Copy(data_->make_and_model, queue_->driver->modelName());
+    Copy(data_->make_and_model, queue_->driver->model_name());
     data_->kind = PAPPL_KIND_LABEL;
     data_->format = nullptr;
     data_->orient_default = IPP_ORIENT_PORTRAIT;
@@ -418,7 +418,7 @@ bool DescribeDriver(pappl_system_t* system, const char* name, const char*, const
     SetCallbacks(data);
     DataWriter(*queue->config, queue.get(), data).Write();
     *attributes = VendorAttributes(*queue->config, nullptr, queue.get(), data);
-    queue.release();  // `DeleteQueue` deletes it
+    static_cast<void>(queue.release());  // `DeleteQueue` deletes it
     return true;
   };
   return Guarded(describe, [system](const char* reason) {
@@ -429,7 +429,7 @@ bool DescribeDriver(pappl_system_t* system, const char* name, const char*, const
 void SetUpPrinter(pappl_printer_t* printer, void*) {
   GuardedPrinter(printer, [&] {
     Driver& driver = *QueueOf(printer).driver;
-    const LONG added = AddToStore(FromUtf8(papplPrinterGetName(printer)), driver.spoolerName());
+    const LONG added = AddToStore(FromUtf8(papplPrinterGetName(printer)), driver.spooler_name());
     if (added != ERROR_SUCCESS && added != ERROR_PRINTER_ALREADY_EXISTS) {
       papplLogPrinter(printer, PAPPL_LOGLEVEL_WARN,
                       "The printer has no stock items of its own: the settings store refuses it.");

@@ -25,12 +25,12 @@ class Driver {
   explicit Driver(std::filesystem::path path);
 
   const std::string& name() const { return name_; }
-  const std::string& modelName() const { return modelName_; }
-  const std::string& deviceId() const { return deviceId_; }
+  const std::string& model_name() const { return modelName_; }
+  const std::string& device_id() const { return deviceId_; }
   /// Whether the file describes a printer.
   bool IsUsable() const { return isUsable_; }
   /// The driver's name in the settings store, from which the library derives the file name.
-  const std::wstring& spoolerName() const { return spoolerName_; }
+  const std::wstring& spooler_name() const { return spoolerName_; }
 
   /// The configuration as the file has it now. A file that does not load leaves the last one that
   /// did, and `*problem` says why. Null if none has loaded yet.

@@ -152,8 +152,8 @@ bool EndPage(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t* devi
                                                              std::move(state->page),
                                                              {}});
     label->planes = PlanesOf(&label->page, label->job);
-    const OutputPage page = {label->jobId,       ++state->pages,     options->copies,
-                             label->page.dpiX(), label->page.dpiY(), label->job,
+    const OutputPage page = {label->jobId,        ++state->pages,      options->copies,
+                             label->page.dpi_x(), label->page.dpi_y(), label->job,
                              label->planes};
     std::string problem;
     if (!SendPage(device, papplPrinterGetDeviceURI(printer), page, &problem)) {

@@ -105,8 +105,8 @@ int Run(int argc, char** argv) {
   Application application;
   application.drivers = FindDrivers(&application.problems);
   for (const auto& driver : application.drivers) {
-    application.list.push_back({driver->name().c_str(), driver->modelName().c_str(),
-                                driver->deviceId().c_str(), driver.get()});
+    application.list.push_back({driver->name().c_str(), driver->model_name().c_str(),
+                                driver->device_id().c_str(), driver.get()});
   }
   AddDevices();
   // PAPPL's commands start a server by this path, and do not search it.

@@ -32,8 +32,8 @@ class RasterPage {
   std::unique_ptr<Bitmap> Page();
   int width() const { return static_cast<int>(width_); }
   int height() const { return static_cast<int>(height_); }
-  double dpiX() const { return dpiX_; }
-  double dpiY() const { return dpiY_; }
+  double dpi_x() const { return dpiX_; }
+  double dpi_y() const { return dpiY_; }
 
  private:
   using Reader = void (*)(const unsigned char* row, unsigned width, BYTE* pixels);

@@ -45,9 +45,9 @@ std::string PictureOf(PrintedLabel* label) {
   constexpr int kBorder = 24;
   tool::Canvas canvas(tool::kRulerWidth + all.width + kBorder,
                       tool::kRulerHeight + all.height + kBorder, tool::kMargin);
-  tool::DrawRulers(&canvas, all, {label->page.dpiX(), label->page.dpiY()}, 1);
+  tool::DrawRulers(&canvas, all, {label->page.dpi_x(), label->page.dpi_y()}, 1);
   canvas.Put(tool::kRulerWidth, tool::kRulerHeight, pixels, all, 1);
-  return PngBytes(canvas.Take().get(), label->page.dpiX(), label->page.dpiY());
+  return PngBytes(canvas.Take().get(), label->page.dpi_x(), label->page.dpi_y());
 }
 
 void AddRow(pappl_client_t* client, const char* title, const std::string& text) {
