@@ -2,12 +2,14 @@
 
 #include <windows.h>
 
-#include <shellapi.h>
-
 #include <algorithm>
 #include <iterator>
 
 #include "base/utf8.h"
+
+// The C runtime describes this function, but no header declares it.
+extern "C" int __cdecl __wgetmainargs(int* count, wchar_t*** arguments, wchar_t*** environment,
+                                      int expandsWildcards, int* startup);
 
 namespace orv {
 namespace {
@@ -19,12 +21,15 @@ HANDLE HandleOf(OutputStream stream) {
 }  // namespace
 
 std::vector<std::string> CommandLineArguments(int, char**) {
-  // The narrow arguments lose characters that the process's code page lacks.
+  // The narrow arguments lose characters that the process's code page lacks. The C runtime splits the
+  // command line, because the system's function is in a library that loads windows and fonts.
   int count = 0;
-  wchar_t** const wide = CommandLineToArgvW(GetCommandLineW(), &count);
+  wchar_t** wide = nullptr;
+  wchar_t** environment = nullptr;
+  int newMode = 0;
+  __wgetmainargs(&count, &wide, &environment, 0, &newMode);
   std::vector<std::string> arguments;
   for (int i = 1; i < count; ++i) arguments.push_back(WideToUtf8(wide[i]));
-  LocalFree(wide);
   return arguments;
 }
 
