@@ -57,7 +57,7 @@ class Worker {
       // A merge with a public record and the session's functions are for one thread at a time.
       static std::mutex s_session;
       const std::lock_guard guard(s_session);
-      if (run % 16 == 0) LeaveAndCleanUp();
+      if (thread_ == 0 && run % 16 == 0) LeaveAndCleanUp();
       Request(OEMDM_MERGE, true);
     }
     Add(out_, &result);

@@ -113,7 +113,7 @@ TEST_F(Load, ThreadsLoseNothingAndProcessesTearNothing) {
 
   constexpr int kProcesses = 16;
   const char* const given = std::getenv("ORV_LOAD_RUNS");
-  const int runs = given != nullptr ? std::atoi(given) : 3;
+  const int runs = given != nullptr ? std::atoi(given) : 2;
   RunProcesses(kProcesses, runs, "loud", &results);
   results.insert(own.begin(), own.end());
   EXPECT_EQ(results.size(), 1u);

@@ -25,7 +25,7 @@ class LibraryHost : public testing::Test {
 TEST_F(LibraryHost, LosesNothingWhenTheLibraryIsReloaded) {
   const char* const rounds = std::getenv("ORV_RELOAD_ROUNDS");
   ProgramResult result = RunProgram(
-      ORV_LIBRARY_HOST, {"reload", ORV_STRIPPED_LIBRARY, rounds != nullptr ? rounds : "1500"});
+      ORV_LIBRARY_HOST, {"reload", ORV_STRIPPED_LIBRARY, rounds != nullptr ? rounds : "300"});
   EXPECT_EQ(result.exitCode, 0) << result.messages;
   std::erase(result.output, '\r');
   EXPECT_EQ(result.output, "TLS indexes 0\nhandles 0\nheap blocks 0\nheap bytes 0\n");
