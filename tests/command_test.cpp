@@ -232,6 +232,7 @@ class Commands : public testing::TestWithParam<Scenario> {
  protected:
   Commands() {
     SetVariable("ORV_REGISTRY_DIR", settings_.path().string());
+    SetVariable("XDG_STATE_HOME", settings_.path().string());  // the day's log
     fs::current_path(folder_.path());
     fs::create_directory("examples");
     for (const auto& entry : fs::directory_iterator(kExamples)) {
@@ -243,6 +244,7 @@ class Commands : public testing::TestWithParam<Scenario> {
     fs::current_path(start_);
     for (const std::wstring& key : kKeys) DeleteRegistryTree(HKEY_CURRENT_USER, key);
     SetVariable("ORV_REGISTRY_DIR", {});
+    SetVariable("XDG_STATE_HOME", {});
   }
   static void TearDownTestSuite() {
     for (const auto& [file, blocks] : accepted) {
