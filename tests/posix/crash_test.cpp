@@ -23,6 +23,7 @@
 #include "orv/devmode/stock_items.h"
 #include "orv/platform/registry.h"
 #include "tests/fixtures.h"
+#include "tests/png_file.h"
 
 namespace {
 
@@ -257,6 +258,7 @@ class ReplacedFiles : public Crash {
   ReplacedFiles() {
     SetVariable("ORV_REGISTRY_DIR", File("settings"));
     std::filesystem::create_directory(folder_.path() / "out");
+    orv::test::WritePng(page_, orv::test::kPngKinds[0], 300, 200, false);
     std::string text = ReadBytes(ORV_EXAMPLES "/orv_conf_lx300.xml");
     text.replace(text.find(">LXB-2<"), 7, ">LXB-3<");
     orv::test::WriteBytes(File("plain.xml"), text);
@@ -344,7 +346,7 @@ class ReplacedFiles : public Crash {
     return files;
   }
 
-  const std::string page_ = ORV_EXAMPLES "/label_page.png";
+  const std::string page_ = File("page.png");  // small, so that the methods take no time
 };
 
 TEST_F(ReplacedFiles, AreOldOrNewWhenTheirWriterIsKilled) {

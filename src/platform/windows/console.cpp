@@ -21,8 +21,8 @@ HANDLE HandleOf(OutputStream stream) {
 }  // namespace
 
 std::vector<std::string> CommandLineArguments(int, char**) {
-  // The narrow arguments lose characters that the process's code page lacks. The C runtime splits the
-  // command line, because the system's function is in a library that loads windows and fonts.
+  // The narrow arguments lose characters that the process's code page lacks. The C runtime splits
+  // the command line, because the system's function is in a library that loads windows and fonts.
   int count = 0;
   wchar_t** wide = nullptr;
   wchar_t** environment = nullptr;
