@@ -23,13 +23,16 @@ class NewFile {
   bool Open(const std::wstring& path);
   bool IsOpen() const { return handle_ != nullptr; }
   bool Write(std::string_view bytes);
-  /// Flushes to disk and replaces the old file, keeping its permissions on Linux. A symbolic link
-  /// is kept, and its target is replaced. After a failure of this or another function,
+  /// Flushes to disk, so that hardly anything but the replacement itself can still fail.
+  bool Flush();
+  /// Flushes if necessary and replaces the old file, keeping its permissions on Linux. A symbolic
+  /// link is kept, and its target is replaced. After a failure of this or another function,
   /// `FileErrorText` is the reason.
   bool Commit();
 
  private:
   void* handle_ = nullptr;  ///< the system's file, null when closed
+  bool isFlushed_ = false;
   // In the system's form, so that deleting the file needs no memory.
   std::filesystem::path path_;
   std::filesystem::path::string_type temporaryPath_;

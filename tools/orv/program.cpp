@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 #include <new>
 #include <string_view>
@@ -10,6 +11,7 @@
 #include "orv/platform/registry.h"
 #include "orv/version.h"
 #include "platform/console.h"
+#include "platform/files.h"
 #include "tools/orv/common/command_line.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/general_options.h"
@@ -97,6 +99,10 @@ int RunProgram(int argc, char** argv) {
     }
     PrintMessage(DescribeMistake(&program, arguments, error));
     return kUsage;
+  } catch (const std::filesystem::filesystem_error& error) {
+    // The library's functions for protected files throw if the size of a file cannot be read.
+    PrintMessage(L"cannot read " + FromPath(error.path1()) + L": " + FileErrorText(error.code()));
+    return kUnreadable;
   } catch (const std::bad_alloc&) {
     PrintMessage(L"there is not enough memory");
     return kUnreadable;

@@ -60,6 +60,7 @@ bool NewFile::Open(const std::wstring& path) {
 }
 
 bool NewFile::Write(std::string_view bytes) {
+  isFlushed_ = false;
   while (!bytes.empty()) {
     const ssize_t written = write(ToDescriptor(handle_), bytes.data(), bytes.size());
     if (written < 0 && errno == EINTR) continue;
@@ -69,12 +70,16 @@ bool NewFile::Write(std::string_view bytes) {
   return true;
 }
 
+bool NewFile::Flush() {
+  isFlushed_ = isFlushed_ || fsync(ToDescriptor(handle_)) == 0;
+  return isFlushed_;
+}
+
 bool NewFile::Commit() {
-  const int file = ToDescriptor(handle_);
-  const bool isWritten = fsync(file) == 0;
-  const bool isClosed = close(file) == 0;
+  const bool isWritten = Flush();
+  close(ToDescriptor(handle_));  // everything is on disk, so a failure means nothing
   handle_ = nullptr;
-  if (isWritten && isClosed && std::rename(temporaryPath_.c_str(), path_.c_str()) == 0) return true;
+  if (isWritten && std::rename(temporaryPath_.c_str(), path_.c_str()) == 0) return true;
   const int error = errno;
   unlink(temporaryPath_.c_str());
   errno = error;

@@ -1,5 +1,6 @@
 #include <png.h>
 
+#include <cerrno>
 #include <csetjmp>
 #include <cstdio>
 #include <filesystem>
@@ -124,19 +125,25 @@ class PngWriter {
   png_infop info_ = nullptr;
 };
 
+/// Why no picture was read from a file: it cannot be read, for the reason in `errno`, or it is a
+/// folder or has the wrong bytes.
+Status ReadFailure(std::FILE* file, Status wrongBytes) {
+  return std::ferror(file) != 0 && errno != EISDIR ? Win32Error : wrongBytes;
+}
+
 Status Load(const wchar_t* path, Bitmap** bitmap) {
   const FilePointer file = OpenFile(ToPath(path), "rb");
   if (file == nullptr) return FileNotFound;
   BYTE signature[8] = {};
   const std::size_t count = std::fread(signature, 1, sizeof signature, file.get());
   if (count != sizeof signature || png_sig_cmp(signature, 0, sizeof signature) != 0) {
-    return UnknownImageFormat;
+    return ReadFailure(file.get(), UnknownImageFormat);
   }
   std::rewind(file.get());
 
   PngReader reader(file.get());
   if (!reader.IsReady()) return OutOfMemory;
-  if (!reader.ReadHeader()) return GenericError;
+  if (!reader.ReadHeader()) return ReadFailure(file.get(), GenericError);
   const PixelFormat format = reader.HasAlpha() ? PixelFormat32bppARGB : PixelFormat24bppRGB;
   auto result = std::make_unique<Bitmap>(static_cast<INT>(reader.width()),
                                          static_cast<INT>(reader.height()), format);
@@ -149,7 +156,7 @@ Status Load(const wchar_t* path, Bitmap** bitmap) {
   const bool isRead = reader.ReadPixels(static_cast<BYTE*>(data.Scan0), data.Stride, data.Height);
   const bool dropAlpha = isRead && reader.HasAlpha() && IsOpaque(data);
   result->UnlockBits(&data);
-  if (!isRead) return GenericError;
+  if (!isRead) return ReadFailure(file.get(), GenericError);
   if (dropAlpha) {
     result.reset(result->Clone(0, 0, static_cast<INT>(result->GetWidth()),
                                static_cast<INT>(result->GetHeight()), PixelFormat24bppRGB));

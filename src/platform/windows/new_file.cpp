@@ -35,6 +35,7 @@ bool NewFile::Open(const std::wstring& path) {
 }
 
 bool NewFile::Write(std::string_view bytes) {
+  isFlushed_ = false;
   constexpr std::size_t kMaxWrite = 1u << 30;
   while (!bytes.empty()) {
     DWORD written = 0;
@@ -45,12 +46,17 @@ bool NewFile::Write(std::string_view bytes) {
   return true;
 }
 
+bool NewFile::Flush() {
+  isFlushed_ = isFlushed_ || FlushFileBuffers(handle_) != 0;
+  return isFlushed_;
+}
+
 bool NewFile::Commit() {
-  const bool isFlushed = FlushFileBuffers(handle_) != 0;
+  const bool isWritten = Flush();
   DWORD error = GetLastError();
   CloseHandle(handle_);
   handle_ = nullptr;
-  if (isFlushed) {
+  if (isWritten) {
     constexpr DWORD kFlags = MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH;
     if (MoveFileExW(temporaryPath_.c_str(), path_.c_str(), kFlags)) return true;
     error = GetLastError();

@@ -138,7 +138,9 @@ bool OutputFile::Write(std::string bytes) {
   isReplaced_ = !IsStandardStream(path_) &&
                 (!std::filesystem::exists(status) || std::filesystem::is_regular_file(status) ||
                  std::filesystem::is_directory(status));
-  if (isReplaced_) return (file_.Open(path_) && file_.Write(bytes)) || FailForReason();
+  if (isReplaced_) {
+    return (file_.Open(path_) && file_.Write(bytes) && file_.Flush()) || FailForReason();
+  }
   bytes_ = std::move(bytes);
   return true;
 }

@@ -1,8 +1,11 @@
 #include "tools/orv/config/text.h"
 
-#include <cstdint>
-#include <filesystem>
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+#include <utility>
 
+#include "crypto/protected_text.h"
 #include "orv/config/config_parser.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/platform/types.h"
@@ -14,23 +17,29 @@
 namespace orv::tool {
 
 bool ReadConfigText(const std::wstring& path, std::wstring* text, std::wstring* problem) {
-  constexpr wchar_t kTooLarge[] =
-      L" is too large: configuration files have at most 10,000,000 bytes";
   const std::wstring name = InputName(path);
   std::string start;
-  if (!ReadFile(path, &start, 0, kProtectedMarker.size())) {
+  if (!ReadFile(path, &start, 0, 1)) {
     *problem = CannotRead(path);
     return false;
   }
   const InputFile file(path);
-  *text = CCryptoHelper::LoadFileUTF8(file.path(), nullptr);
-  std::error_code error;
-  const std::uintmax_t size = std::filesystem::file_size(ToPath(file.path()), error);
-  *problem = name + (start.empty()               ? L" is empty"
-                     : size > kMaxLoadedSize     ? kTooLarge
-                     : start == kProtectedMarker ? L" cannot be decrypted"
-                                                 : L" cannot be read as text");
-  return !text->empty();
+  TextFailure failure;
+  *text = LoadProtectedText(file.path(), nullptr, &failure);
+  if (!text->empty()) return true;
+  // The reasons that the system does not give.
+  const std::pair<std::wstring_view, const wchar_t*> known[] = {
+      {kTooLargeFile, L" is too large: configuration files have at most 10,000,000 bytes"},
+      {kDamagedFile, L" cannot be decrypted"},
+      {kEmptyContent, L" cannot be decrypted"},
+      {kEmptyFile, start.empty() ? L" is empty" : L" cannot be read as text"},
+  };
+  const auto* const at = std::ranges::find(known, failure.reason,
+                                           &std::pair<std::wstring_view, const wchar_t*>::first);
+  *problem = at != std::end(known)   ? name + at->second
+             : failure.isOutOfMemory ? L"there is not enough memory for " + name
+                                     : L"cannot read " + name + L": " + failure.reason;
+  return false;
 }
 
 std::wstring LoadConfigText(const std::wstring& path) {

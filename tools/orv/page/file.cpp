@@ -54,6 +54,8 @@ std::wstring Explain(Status status, const std::wstring& path, const std::wstring
       ReadFile(path, &bytes, 0, 1);  // for its reason
       return CannotRead(name);
     }
+    case Win32Error:
+      return L"cannot read " + name + L": " + FileErrorText();
     case UnknownImageFormat:
       return name + L": " + WhyNotPng(path);
     case OutOfMemory:
@@ -152,7 +154,7 @@ std::string PngOf(Bitmap* page, const std::optional<Resolution>& resolution) {
                                          {ToPerMetre(resolution->x), ToPerMetre(resolution->y)})
                  : SavePng(page, path.c_str());
   if (status != Ok || !ReadFile(path, &bytes)) {
-    Fail(kUnreadable, L"cannot write " + path);
+    Fail(kUnreadable, L"cannot write " + path + L": " + FileErrorText());
   }
   std::error_code ignored;
   std::filesystem::remove(ToPath(path), ignored);
