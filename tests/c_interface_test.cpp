@@ -158,6 +158,8 @@ TEST_F(CInterface, ListsItemsOfLargerStructures) {
     EXPECT_EQ(orv_stock_add(nullptr, 0, nullptr, &added), code) << size;
     EXPECT_EQ(orv_stock_remove(nullptr, 0, added.guid),
               code == ORV_OK ? code : ORV_ERROR_NOT_FOUND);
+    added.guid[0] = 0;
+    EXPECT_EQ(orv_stock_add(nullptr, 0, nullptr, &added), ORV_ERROR_ARGUMENT);
   }
 }
 
@@ -246,9 +248,11 @@ std::string UseOnce(orv_log* log, const orv_config* shared, const orv_config* ow
     code = orv_record_explain(config, record, sizeof record, text.data(), capacity, &length);
     add(code, text.data(), length * sizeof text[0]);
   }
-  std::int32_t code = orv_record_merge(printer, name.data(), name.size(), log, record, record,
+  std::uint8_t merged[ORV_RECORD_SIZE] = {};
+  std::int32_t code = orv_record_merge(printer, name.data(), name.size(), log, record, merged,
                                        sizeof record, application, application, sizeof application);
-  add(code, record, sizeof record);
+  EXPECT_EQ(std::memcmp(merged, record, 8), 0) << "the signature and the size";
+  add(code, merged, sizeof merged);
   orv_stock_item items[2] = {};
   items[0].size = sizeof items[0];
   code = orv_stock_list(name.data(), name.size(), log, items, 2, &length);

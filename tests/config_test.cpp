@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "base/utf8.h"
+#include "config/config_values.h"
 #include "orv/config/config_loader.h"
 #include "orv/config/configs_cache.h"
 #include "orv/crypto/crypto_helper.h"
@@ -520,6 +521,14 @@ TEST_F(OptionFamilies, EntryPointsReadInsideAFamilyOfTheirKind) {
   ASSERT_TRUE(without.FindElem(L"optionFamily"));
   EXPECT_EQ(CConfigParser::ParseDeviceOptionFamilyPerforatorOptions(without, family, nullptr), L"");
   EXPECT_EQ(family.options.size(), 1u);
+}
+
+TEST_F(ConfigLoad, ValuesHaveFullNames) {
+  const std::vector<orv::NamedConfigValue> values = orv::NamedConfigValues(Read(Expand(kFile)));
+  ExpectTable("config_names", [&](const Fields& fields) {
+    const auto found = std::ranges::find(values, fields[0], &orv::NamedConfigValue::name);
+    return found == values.end() ? L"none" : found->text;
+  });
 }
 
 TEST(ConfigValues, ConvertAsFilesRelyOnIt) {

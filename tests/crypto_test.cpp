@@ -128,6 +128,12 @@ TEST(AesCbc, NamesTheStepThatFails) {
               }),
               test.encrypts ? "" : test.printed);
   }
+
+  static std::string received;
+  orv::SetDiagnosticSink([](const char* line) { received += line; });
+  EXPECT_EQ(PrintedBy([&] { Decrypt("", block, block); }), "");
+  orv::SetDiagnosticSink(nullptr);
+  EXPECT_EQ(received, badKey);
 }
 
 TEST(AesCbc, ChecksEveryByteOfThePadding) {

@@ -25,6 +25,7 @@
 #include "orv/session/session_data.h"
 #include "orv/settings/settings.h"
 #include "platform/files.h"
+#include "platform/heap.h"
 #include "platform/modules.h"
 #include "tests/devmode_fixture.h"
 #include "tests/fixtures.h"
@@ -198,6 +199,23 @@ TEST_F(Faults, ProtectsAFile) {
          [&] { return EndingOf(CCryptoHelper::AesDecryptFile(source, target, nullptr) == 0); },
          [&](Ending ending, bool isWhole) {
            return matches(ending, isWhole, [&](const std::string& now) { return now == plain; });
+         }});
+}
+
+TEST_F(Faults, EncryptsBytesOrTellsTheCode) {
+  DWORD code = 0;
+  Sweep({"encrypt", kDone | kFailed | kNoMemory, kDone | kFailed, [&] { code = 0; },
+         [&] {
+           CEncryptionAES cipher("key", "CNF");
+           DWORD length = 0;
+           const HeapBuffer bytes(
+               cipher.EncryptAsBytes(reinterpret_cast<const BYTE*>("text"), 4, &length));
+           code = cipher.m_nErrorCode;
+           return EndingOf(bytes != nullptr);
+         },
+         [&](Ending ending, bool) {
+           // 2: there is no memory for the initialization vector.
+           return code == 0 || (code == 2 && ending == kFailed) ? "" : "another code";
          }});
 }
 

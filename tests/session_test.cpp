@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <tuple>
 
 #include "base/utf8.h"
 #include "orv/platform/registry.h"
@@ -173,6 +174,16 @@ TEST_F(Session, CleanUpRemovesEndedAndReusedProcesses) {
   EXPECT_EQ(lines, (std::vector<LogLine>{{L"ERR", L"", L"SessionData",
                                           L"Error retrieveing Session Data for process "
                                           L"-294967291. Error code: 2"}}));
+}
+
+TEST_F(Session, ReadsTheItemsOfTheseNames) {
+  RegistryKey().Create(HKEY_CURRENT_USER, SessionPath(L"printer\\driver"));
+  for (const auto& [first, second, expected] :
+       {std::tuple(L"printer", L"driver", 1U), {L"driver", L"printer", 0U}}) {
+    std::uint32_t reads = 7;
+    EXPECT_EQ(GetSessionReadUDS(&reads, first, second), 1U);
+    EXPECT_EQ(reads, expected);
+  }
 }
 
 TEST_F(Session, SystemHostsShareItemsWithWhatTheyStart) {
