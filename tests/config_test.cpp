@@ -523,8 +523,17 @@ TEST_F(OptionFamilies, EntryPointsReadInsideAFamilyOfTheirKind) {
   EXPECT_EQ(family.options.size(), 1u);
 }
 
+TEST_F(ConfigLoad, ARefusedSectionLeavesZeroForMissingValues) {
+  CMarkup xml(Expand(L"<headsOffsetX>[{headsOffsetXMin=3}]</headsOffsetX>"));
+  ASSERT_TRUE(xml.FindElem(L"headsOffsetX"));
+  HeadsOffsetX offset = {true, 7, 7, 7};
+  EXPECT_NE(CConfigParser::ParseDeviceHeadsOffsetX(xml, offset, nullptr), L"");
+  EXPECT_TRUE(!offset.enabled && offset.min == 3 && offset.max == 0 && offset.step == 0);
+}
+
 TEST_F(ConfigLoad, ValuesHaveFullNames) {
-  const std::vector<orv::NamedConfigValue> values = orv::NamedConfigValues(Read(Expand(kFile)));
+  const std::vector<orv::NamedConfigValue> values = orv::NamedConfigValues(
+      Read(With(L"{version=12}", L"{version=12|created=2026-07-01T12:34:56}")));
   ExpectTable("config_names", [&](const Fields& fields) {
     const auto found = std::ranges::find(values, fields[0], &orv::NamedConfigValue::name);
     return found == values.end() ? L"none" : found->text;
