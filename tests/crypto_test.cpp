@@ -134,6 +134,12 @@ TEST(AesCbc, NamesTheStepThatFails) {
   EXPECT_EQ(PrintedBy([&] { Decrypt("", block, block); }), "");
   orv::SetDiagnosticSink(nullptr);
   EXPECT_EQ(received, badKey);
+
+  // In a process of its own, whose output has no orientation yet.
+  auto printed = orv::test::RunProgram(ORV_TEST_HELPER, {"diagnose"});
+  std::erase(printed.output, '\r');
+  EXPECT_EQ(printed.exitCode, 0);
+  EXPECT_EQ(printed.output, badVector);
 }
 
 TEST(AesCbc, ChecksEveryByteOfThePadding) {

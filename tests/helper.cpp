@@ -3,10 +3,12 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cwchar>
 #include <string>
 #include <vector>
 
 #include "base/utf8.h"
+#include "orv/crypto/encryption_aes.h"
 #include "orv/devmode/stock_items.h"
 #include "orv/imaging/bitmap_helper.h"
 #include "orv/logging/logger.h"
@@ -123,6 +125,14 @@ int SaveImage(const Arguments&) {
   return 0;
 }
 
+/// Prints the line of a failed decryption; succeeds if narrow characters can still be printed.
+int PrintDiagnosticLine(const Arguments&) {
+  const BYTE none[1] = {};
+  DWORD length = 0;
+  AesCbcDecrypt(none, 0, none, 0, none, 0, &length);
+  return std::fwide(stdout, 0) <= 0 ? 0 : 1;
+}
+
 /// FILE: whether the file can be opened exclusively.
 int HoldFile(const Arguments& arguments) {
   orv::ExclusiveFile file;
@@ -151,7 +161,7 @@ int main(int argc, char** argv) {
               {"load", 4, WorkUnderLoad},       {"save", 0, SaveOwnSession, true},
               {"session", 2, UseSession, true}, {"hold", 1, HoldFile},
               {"image", 0, SaveImage},          {"items", 1, WriteItems, true},
-              {"overrun", 0, OverrunStack}};
+              {"overrun", 0, OverrunStack},     {"diagnose", 0, PrintDiagnosticLine}};
   if (argc < 2) return 2;
   const Arguments arguments(argv + 2, argv + argc);
   for (const auto& job : jobs) {
