@@ -113,7 +113,10 @@ def measure(label, server, printer, document, sink, jobs):
 
 def main():
     application, orv, documents, examples = (str(pathlib.Path(path).resolve()) for path in sys.argv[1:5])
-    jobs = int(sys.argv[5]) if len(sys.argv) > 5 else 20
+    jobs = sys.argv[5] if len(sys.argv) > 5 else "20"
+    if not jobs.isdecimal() or int(jobs) == 0:
+        sys.exit(f"printer_app.py: JOBS must be a number from 1, not {jobs}")
+    jobs = int(jobs)
     with tempfile.TemporaryDirectory() as folder:
         os.chdir(folder)
         for variable in ("HOME", "TMPDIR", "SNAP_COMMON", "ORV_REGISTRY_DIR", "ORV_CONFIG_DIR"):
