@@ -2,9 +2,8 @@
 
 #include <array>
 #include <cmath>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <cstdio>
+#include <memory>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -15,35 +14,11 @@
 #include "orv/text/utf8.h"
 #include "platform/files.h"
 #include "platform/png_resolution.h"
+#include "tools/orv/common/input.h"
 #include "tools/printer_app/device.h"
 
 namespace orv::printer_app {
 namespace {
-
-/// A temporary file, for images that the library writes to files only.
-class TemporaryFile {
- public:
-  TemporaryFile() {
-    const int descriptor = papplCreateTempFile(path_.data(), path_.size(), "page", "png");
-    if (descriptor >= 0) close(descriptor);
-  }
-  TemporaryFile(const TemporaryFile&) = delete;
-  TemporaryFile& operator=(const TemporaryFile&) = delete;
-  ~TemporaryFile() {
-    std::error_code ignored;
-    std::filesystem::remove(path_.data(), ignored);
-  }
-
-  std::wstring Path() const { return FromFileName(path_.data()); }
-
-  std::string Bytes() const {
-    std::ifstream file(path_.data(), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  }
-
- private:
-  std::array<char, 1024> path_{};
-};
 
 std::uint32_t PerMetre(double dpi) {
   return static_cast<std::uint32_t>(std::lround(dpi / kMetresPerInch));
@@ -101,10 +76,20 @@ bool SendFile(pappl_device_t* device, FolderDevice* folder, const std::string& n
 }  // namespace
 
 std::string PngBytes(Bitmap* image, double dpiX, double dpiY) {
-  const TemporaryFile file;
+  // The graphics interface writes only to files.
+  std::array<char, 1024> path{};
+  const int descriptor = papplCreateTempFile(path.data(), path.size(), "page", "png");
+  if (descriptor < 0) return {};
+  close(descriptor);
+  const std::unique_ptr<const char, int (*)(const char*)> file(path.data(), std::remove);
+  const std::wstring name = FromFileName(path.data());
+  std::string bytes;
   const PngResolution resolution = {PerMetre(dpiX), PerMetre(dpiY)};
-  if (SavePngWithResolution(image, file.Path().c_str(), resolution) != Ok) return {};
-  return file.Bytes();
+  if (SavePngWithResolution(image, name.c_str(), resolution) != Ok ||
+      !tool::ReadFile(name, &bytes)) {
+    return {};
+  }
+  return bytes;
 }
 
 bool SendPage(pappl_device_t* device, const char* uri, const OutputPage& page,

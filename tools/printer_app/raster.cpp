@@ -1,6 +1,7 @@
 #include "tools/printer_app/raster.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <iterator>
@@ -22,12 +23,28 @@ void ReadInk(const unsigned char* row, unsigned width, BYTE* pixels) {
                  [](unsigned char ink) { return static_cast<BYTE>(255 - ink); });
 }
 
-void ReadColour(const unsigned char* row, unsigned width, BYTE* pixels) {
-  for (unsigned x = 0; x < width; ++x, row += 3, pixels += 3) {
-    pixels[0] = row[2];
-    pixels[1] = row[1];
-    pixels[2] = row[0];
+/// Converts pixels in words of four bytes, the last of which the next pixel overwrites. Only the
+/// last pixel of the row, which may be the last of the memory, goes through a copy.
+template <std::size_t kBytes, typename Convert>
+void ConvertRow(const unsigned char* row, unsigned width, BYTE* pixels, const Convert& convert) {
+  static_assert(std::endian::native == std::endian::little);
+  const unsigned char* const last = row + kBytes * (width - 1);
+#pragma GCC unroll 8
+  for (; row != last; row += kBytes, pixels += 3) {
+    std::uint32_t word = *row;
+    if constexpr (kBytes > 1) std::memcpy(&word, row, sizeof word);
+    word = convert(word);
+    std::memcpy(pixels, &word, sizeof word);
   }
+  std::uint32_t word = 0;
+  std::memcpy(&word, last, kBytes);
+  word = convert(word);
+  std::memcpy(pixels, &word, 3);
+}
+
+void ReadColour(const unsigned char* row, unsigned width, BYTE* pixels) {
+  ConvertRow<3>(row, width, pixels,
+                [](std::uint32_t colour) { return __builtin_bswap32(colour) >> 8; });
 }
 
 }  // namespace
@@ -90,12 +107,7 @@ void RasterPage::CopyRow(unsigned y, BYTE* pixels) const {
     std::memcpy(pixels, row, std::size_t{3} * width_);
     return;
   }
-  // One store for each pixel; the next one overwrites the fourth byte.
-  for (unsigned x = 0; x + 1 < width_; ++x, pixels += 3) {
-    const std::uint32_t grey = row[x] * 0x010101u;
-    std::memcpy(pixels, &grey, sizeof grey);
-  }
-  std::fill_n(pixels, 3, row[width_ - 1]);
+  ConvertRow<1>(row, width_, pixels, [](std::uint32_t grey) { return grey * 0x010101u; });
 }
 
 std::unique_ptr<Bitmap> RasterPage::Page() {
