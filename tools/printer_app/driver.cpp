@@ -5,6 +5,7 @@
 #include <cstring>
 #include <iterator>
 #include <map>
+#include <span>
 #include <system_error>
 #include <utility>
 
@@ -289,14 +290,19 @@ bool IsSameStock(const std::vector<StockMedia>& one, const std::vector<StockMedi
   });
 }
 
-/// What an administrator may have changed.
-void KeepSettings(const pappl_pr_driver_data_t& old, pappl_pr_driver_data_t* data) {
+/// Keeps what an administrator may have changed; the media only with the same configuration.
+void KeepSettings(const pappl_pr_driver_data_t& old, bool isSameConfig,
+                  pappl_pr_driver_data_t* data) {
   const auto isWithin = [](int value, const int(&range)[2]) {
     return value >= range[0] && value <= range[1];
   };
   data->darkness_configured = old.darkness_configured;
   data->darkness_default = old.darkness_default;
   data->color_default = old.color_default & data->color_supported;
+  data->content_default = old.content_default;
+  data->orient_default = old.orient_default;
+  data->quality_default = old.quality_default;
+  data->scaling_default = old.scaling_default;
   if (isWithin(old.speed_default, data->speed_supported)) data->speed_default = old.speed_default;
   if (isWithin(old.tear_offset_configured, data->tear_offset_supported)) {
     data->tear_offset_configured = old.tear_offset_configured;
@@ -304,12 +310,31 @@ void KeepSettings(const pappl_pr_driver_data_t& old, pappl_pr_driver_data_t* dat
   if ((old.mode_configured & data->mode_supported) != 0) {
     data->mode_configured = old.mode_configured;
   }
+  if (!isSameConfig) return;
+  data->media_ready[0] = old.media_ready[0];  // the main roll
+  const std::span sources(data->source, static_cast<std::size_t>(data->num_source));
+  const bool isThere = std::ranges::any_of(
+      sources, [&](std::string_view source) { return source == old.media_default.source; });
+  data->media_default = isThere ? old.media_default : data->media_ready[0];
+}
+
+/// The queues of all printers. Requests for web pages find them here: PAPPL may delete a printer
+/// while such a request uses it.
+std::mutex queuesMutex;
+std::vector<std::shared_ptr<Queue>> queues;
+
+template <typename Condition>
+std::shared_ptr<Queue> FindQueue(const Condition& isIt) {
+  const std::lock_guard lock(queuesMutex);
+  const auto found = std::ranges::find_if(queues, isIt);
+  return found != queues.end() ? *found : nullptr;
 }
 
 // PAPPL holds the system's lock here and also comes here at the end of the server. So this calls no
 // function of PAPPL, and the printer of the settings store stays.
 void DeleteQueue(pappl_printer_t*, pappl_pr_driver_data_t* data) {
-  delete static_cast<Queue*>(data->extension);
+  const std::lock_guard lock(queuesMutex);
+  std::erase_if(queues, [data](const auto& queue) { return queue.get() == data->extension; });
 }
 
 void Identify(pappl_printer_t* printer, pappl_identify_actions_t, const char* message) {
@@ -400,10 +425,15 @@ std::vector<std::unique_ptr<Driver>> FindDrivers(std::vector<std::string>* probl
   return drivers;
 }
 
-Queue& QueueOf(pappl_printer_t* printer) {
+std::shared_ptr<Queue> QueueOf(pappl_printer_t* printer) {
   pappl_pr_driver_data_t data;
   papplPrinterGetDriverData(printer, &data);
-  return *static_cast<Queue*>(data.extension);
+  return FindQueue([&](const auto& queue) { return queue.get() == data.extension; });
+}
+
+std::shared_ptr<Queue> QueueOfPage(std::string_view path, std::string_view suffix) {
+  if (path.ends_with(suffix)) path.remove_suffix(suffix.size());
+  return FindQueue([path](const auto& queue) { return queue->webPage == path; });
 }
 
 bool DescribeDriver(pappl_system_t* system, const char* name, const char*, const char*,
@@ -413,12 +443,13 @@ bool DescribeDriver(pappl_system_t* system, const char* name, const char*, const
     const auto found =
         std::ranges::find_if(known, [&](const auto& driver) { return driver->name() == name; });
     if (found == known.end()) return false;
-    auto queue = std::make_unique<Queue>(found->get());
+    const auto queue = std::make_shared<Queue>(found->get());
     queue->config = (*found)->Load(&queue->problem);
     SetCallbacks(data);
     DataWriter(*queue->config, queue.get(), data).Write();
     *attributes = VendorAttributes(*queue->config, nullptr, queue.get(), data);
-    static_cast<void>(queue.release());  // `DeleteQueue` deletes it
+    const std::lock_guard lock(queuesMutex);
+    queues.push_back(queue);
     return true;
   };
   return Guarded(describe, [system](const char* reason) {
@@ -428,8 +459,10 @@ bool DescribeDriver(pappl_system_t* system, const char* name, const char*, const
 
 void SetUpPrinter(pappl_printer_t* printer, void*) {
   GuardedPrinter(printer, [&] {
-    Driver& driver = *QueueOf(printer).driver;
-    const LONG added = AddToStore(FromUtf8(papplPrinterGetName(printer)), driver.spooler_name());
+    const std::shared_ptr<Queue> queue = QueueOf(printer);
+    Driver& driver = *queue->driver;
+    const char* name = papplPrinterGetName(printer);
+    const LONG added = AddToStore(FromUtf8(name), driver.spooler_name());
     if (added != ERROR_SUCCESS && added != ERROR_PRINTER_ALREADY_EXISTS) {
       papplLogPrinter(printer, PAPPL_LOGLEVEL_WARN,
                       "The printer has no stock items of its own: the settings store refuses it.");
@@ -440,16 +473,19 @@ void SetUpPrinter(pappl_printer_t* printer, void*) {
         {PAPPL_SUPPLY_COLOR_NO_COLOR, "second ribbon", true, -1, PAPPL_SUPPLY_TYPE_INK_RIBBON}};
     const bool isTwoColour = driver.Load()->device.characteristics.color;
     papplPrinterSetSupplies(printer, isTwoColour ? 2 : 1, ribbons);
-    AddWebPages(printer);
+    const std::string page = AddWebPages(printer);
+    {
+      const std::lock_guard lock(queuesMutex);
+      queue->printer = name;
+      queue->webPage = page;
+    }
     return UpdatePrinter(printer);
   });
 }
 
 bool UpdatePrinter(pappl_printer_t* printer) {
   return GuardedPrinter(printer, [&] {
-    pappl_pr_driver_data_t old;
-    papplPrinterGetDriverData(printer, &old);
-    auto* queue = static_cast<Queue*>(old.extension);
+    const std::shared_ptr<Queue> queue = QueueOf(printer);
     std::string problem;
     const std::shared_ptr<const Config> config = queue->driver->Load(&problem);
     std::vector<StockMedia> stock = FindStock(papplPrinterGetName(printer), *config);
@@ -464,14 +500,17 @@ bool UpdatePrinter(pappl_printer_t* printer) {
       }
     }
     if (config == queue->config && IsSameStock(stock, queue->stock)) return true;
+    const bool isSameConfig = config == queue->config;
     queue->config = config;
     queue->stock = std::move(stock);
     pappl_pr_driver_data_t data = {};
     SetCallbacks(&data);
-    DataWriter(*config, queue, &data).Write();
-    KeepSettings(old, &data);
+    DataWriter(*config, queue.get(), &data).Write();
+    // PAPPL cannot exchange the data in one step, so what an administrator sets is read last.
     ipp_t* set = papplPrinterGetDriverAttributes(printer);
-    ipp_t* attributes = VendorAttributes(*config, set, queue, &data);
+    ipp_t* attributes = VendorAttributes(*config, set, queue.get(), &data);
+    pappl_pr_driver_data_t old;
+    KeepSettings(*papplPrinterGetDriverData(printer, &old), isSameConfig, &data);
     papplPrinterSetDriverData(printer, &data, attributes);
     ippDelete(attributes);
     ippDelete(set);

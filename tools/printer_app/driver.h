@@ -7,6 +7,7 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "orv/config/config.h"
@@ -77,12 +78,14 @@ struct PrintedLabel {
   tool::Planes planes;  ///< the highlight is null on printers of one colour
 };
 
-/// What belongs to a printer; its driver data points to it until the printer is deleted.
+/// What belongs to a printer. Its driver data points to it until the printer is deleted.
 struct Queue {
   explicit Queue(Driver* with) : driver(with) {}
 
   Driver* const driver;
-  std::mutex mutex;  ///< guards everything below
+  std::string printer;  ///< its name; empty until it is set up
+  std::string webPage;  ///< the path of its page
+  std::mutex mutex;     ///< guards everything below
   std::shared_ptr<const Config> config;
   std::string problem;  ///< why the configuration is not the file's
   std::vector<StockMedia> stock;
@@ -91,8 +94,11 @@ struct Queue {
   std::set<std::string> names;  ///< that the driver data points to; only grows
 };
 
-/// The queue of a printer.
-Queue& QueueOf(pappl_printer_t* printer);
+/// The queue of a printer. It stays usable while the printer is deleted.
+std::shared_ptr<Queue> QueueOf(pappl_printer_t* printer);
+/// The queue of the printer with the web page at this path, which may end with `suffix`; null if
+/// there is none.
+std::shared_ptr<Queue> QueueOfPage(std::string_view path, std::string_view suffix);
 
 /// PAPPL's callbacks for drivers; `data` of the first one is the list of drivers.
 bool DescribeDriver(pappl_system_t* system, const char* name, const char* uri, const char* id,

@@ -28,6 +28,8 @@ namespace {
 struct RasterJob {
   JobRecord record;
   RasterPage page;
+  std::shared_ptr<Queue> queue;
+  int copies = 1;
   unsigned pages = 0;  ///< printed so far
 };
 
@@ -104,7 +106,10 @@ bool StartJob(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t*) {
     pappl_printer_t* printer = papplJobGetPrinter(job);
     UpdatePrinter(printer);
     auto state = std::make_unique<RasterJob>();
+    state->queue = QueueOf(printer);
     state->record = MergeJob(printer, *options);
+    // PAPPL sends an image once for each copy, but raster only once. The printer makes the copies.
+    state->copies = std::exchange(options->copies, 1);
     const JobRecord& record = state->record;
     std::string message;
     if (!record.corrections.empty()) message = "Corrected " + record.corrections;
@@ -125,7 +130,7 @@ bool StartPage(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t*, u
     std::string problem;
     RasterPage& page = JobOf(job)->page;
     {
-      Queue& queue = QueueOf(papplJobGetPrinter(job));
+      Queue& queue = *JobOf(job)->queue;
       const std::lock_guard lock(queue.mutex);
       page = std::move(queue.spare);
     }
@@ -139,12 +144,11 @@ bool WriteRow(pappl_job_t* job, pappl_pr_options_t*, pappl_device_t*, unsigned y
   return true;
 }
 
-bool EndPage(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t* device, unsigned) {
+bool EndPage(pappl_job_t* job, pappl_pr_options_t*, pappl_device_t* device, unsigned) {
   return GuardedJob(job, [&] {
     RasterJob* state = JobOf(job);
     if (papplJobIsCanceled(job)) return false;
     if (!state->page.IsComplete()) return FailJob(job, "the document ends within a page");
-    pappl_printer_t* printer = papplJobGetPrinter(job);
     const char* name = papplJobGetName(job);
     auto label = std::make_shared<PrintedLabel>(PrintedLabel{papplJobGetID(job),
                                                              name != nullptr ? name : "",
@@ -152,14 +156,14 @@ bool EndPage(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t* devi
                                                              std::move(state->page),
                                                              {}});
     label->planes = PlanesOf(&label->page, label->job);
-    const OutputPage page = {label->jobId,        ++state->pages,      options->copies,
+    const OutputPage page = {label->jobId,        ++state->pages,      state->copies,
                              label->page.dpi_x(), label->page.dpi_y(), label->job,
                              label->planes};
     std::string problem;
-    if (!SendPage(device, papplPrinterGetDeviceURI(printer), page, &problem)) {
+    if (!SendPage(device, papplPrinterGetDeviceURI(papplJobGetPrinter(job)), page, &problem)) {
       return FailJob(job, problem);
     }
-    Queue& queue = QueueOf(printer);
+    Queue& queue = *state->queue;
     const std::lock_guard lock(queue.mutex);
     queue.last.swap(label);
     if (label.use_count() == 1) queue.spare = std::move(label->page);

@@ -184,7 +184,7 @@ void Merge(pappl_printer_t* printer, const DEVMODEW& in, JobRecord* job) {
 JobRecord MergeJob(pappl_printer_t* printer, const pappl_pr_options_t& options) {
   pappl_pr_driver_data_t data;
   papplPrinterGetDriverData(printer, &data);
-  auto* queue = static_cast<Queue*>(data.extension);
+  const std::shared_ptr<Queue> queue = QueueOf(printer);
   JobRecord job;
   int paperSize = 0;
   {

@@ -20,20 +20,11 @@
 namespace orv::printer_app {
 namespace {
 
-std::string PathOf(pappl_printer_t* printer, const char* name) {
-  std::array<char, 256> path;
-  papplPrinterGetPath(printer, name, path.data(), path.size());
-  return path.data();
-}
+/// What the path of the picture has after that of its page.
+constexpr char kPicture[] = ".png";
 
 /// Requests for labels run one at a time, because they use the same bitmaps.
 std::mutex labelMutex;
-
-std::shared_ptr<PrintedLabel> LastLabelOf(pappl_printer_t* printer) {
-  Queue& queue = QueueOf(printer);
-  const std::lock_guard lock(queue.mutex);
-  return queue.last;
-}
 
 /// The inks on white paper, with rulers.
 std::string PictureOf(PrintedLabel* label) {
@@ -80,12 +71,11 @@ void AddAllScores(pappl_client_t* client, PrintedLabel* label) {
 }
 
 /// What the doctor command prints about a printer.
-std::string DoctorText(const char* printerName) {
+std::string DoctorText(const std::string& printer) {
   std::wstring program;
   GetModulePath(nullptr, &program);
   std::string command;
-  for (const std::string& word :
-       {ToUtf8(program), std::string(kDoctorCommand), std::string(printerName)}) {
+  for (const std::string& word : {ToUtf8(program), std::string(kDoctorCommand), printer}) {
     command += "'";
     for (const char letter : word) command += letter == '\'' ? "'\\''" : std::string(1, letter);
     command += "' ";
@@ -99,12 +89,11 @@ std::string DoctorText(const char* printerName) {
   return text;
 }
 
-void WriteLabel(pappl_client_t* client, pappl_printer_t* printer, PrintedLabel* label) {
+void WriteLabel(pappl_client_t* client, PrintedLabel* label) {
   papplClientHTMLPrintf(client, "<p>Job %d: %s</p>\n", label->jobId, label->jobName.c_str());
-  papplClientHTMLPrintf(client,
-                        "<p><img src=\"%s\" alt=\"the label with rulers in millimetres\" "
-                        "style=\"max-width: 100%%; height: auto\"></p>\n",
-                        PathOf(printer, "label.png").c_str());
+  papplClientHTMLPuts(client,
+                      "<p><img src=\"label.png\" alt=\"the label with rulers in millimetres\" "
+                      "style=\"max-width: 100%; height: auto\"></p>\n");
   papplClientHTMLPuts(client, "<table class=\"list\">\n");
   AddAllScores(client, label);
   const JobRecord& job = label->job;
@@ -113,20 +102,22 @@ void WriteLabel(pappl_client_t* client, pappl_printer_t* printer, PrintedLabel* 
   papplClientHTMLPuts(client, "</table>\n");
 }
 
-/// Runs `body(printer)` for the printer of a request. Pages can outlive their printers, and
-/// exceptions must not reach PAPPL.
+/// Runs `body(queue, label)` for the printer of a request and its last label, which may be null. It
+/// does not use PAPPL's printer, which another request may delete.
 template <typename Body>
 bool Answer(pappl_client_t* client, const Body& body) {
   if (!papplClientHTMLAuthorize(client)) return true;
   const auto answer = [&] {
-    const std::string path = papplClientGetURI(client);
-    const std::string resource = "/ipp/print" + path.substr(0, path.find('/', 1));
-    pappl_printer_t* printer =
-        papplSystemFindPrinter(papplClientGetSystem(client), resource.c_str(), 0, nullptr);
-    if (printer == nullptr) {
+    const std::shared_ptr<Queue> queue = QueueOfPage(papplClientGetURI(client), kPicture);
+    if (queue == nullptr) {
       return papplClientRespond(client, HTTP_STATUS_NOT_FOUND, nullptr, nullptr, 0, 0);
     }
-    return body(printer);
+    std::shared_ptr<PrintedLabel> label;
+    {
+      const std::lock_guard lock(queue->mutex);
+      label = queue->last;
+    }
+    return body(*queue, label.get());
   };
   return Guarded(answer, [client](const char* reason) {
     papplLogClient(client, PAPPL_LOGLEVEL_ERROR, "The label cannot be shown: %s", reason);
@@ -134,30 +125,34 @@ bool Answer(pappl_client_t* client, const Body& body) {
 }
 
 bool ShowPage(pappl_client_t* client, void*) {
-  return Answer(client, [&](pappl_printer_t* printer) {
-    papplClientHTMLPrinterHeader(client, printer, "Last Label", 0, nullptr, nullptr);
-    papplClientHTMLPuts(client, "<div class=\"row\"><div class=\"col-12\">\n");
-    if (const std::shared_ptr<PrintedLabel> label = LastLabelOf(printer)) {
-      WriteLabel(client, printer, label.get());
+  return Answer(client, [&](const Queue& queue, PrintedLabel* label) {
+    const std::string checks = DoctorText(queue.printer);
+    if (!papplClientRespond(client, HTTP_STATUS_OK, nullptr, "text/html", 0, 0)) return false;
+    papplClientHTMLHeader(client, "Last Label", 0);
+    papplClientHTMLPrintf(client,
+                          "<div class=\"row\"><div class=\"col-12\">\n"
+                          "<h1 class=\"title\"><a href=\"./\">%s</a>: Last Label</h1>\n",
+                          queue.printer.c_str());
+    if (label != nullptr) {
+      WriteLabel(client, label);
     } else {
       papplClientHTMLPuts(client, "<p>No label was printed since the server started.</p>\n");
     }
     papplClientHTMLPuts(
         client, "<h2>Checks</h2><pre style=\"white-space: pre-wrap; overflow-wrap: anywhere\">");
-    papplClientHTMLEscape(client, DoctorText(papplPrinterGetName(printer)).c_str(), 0);
+    papplClientHTMLEscape(client, checks.c_str(), 0);
     papplClientHTMLPuts(client, "</pre></div></div>\n");
-    papplClientHTMLPrinterFooter(client);
+    papplClientHTMLFooter(client);
     return true;
   });
 }
 
 bool ShowPicture(pappl_client_t* client, void*) {
-  return Answer(client, [&](pappl_printer_t* printer) {
-    const std::shared_ptr<PrintedLabel> label = LastLabelOf(printer);
+  return Answer(client, [&](const Queue&, PrintedLabel* label) {
     if (label == nullptr) {
       return papplClientRespond(client, HTTP_STATUS_NOT_FOUND, nullptr, nullptr, 0, 0);
     }
-    const std::string png = PictureOf(label.get());
+    const std::string png = PictureOf(label);
     if (!papplClientRespond(client, HTTP_STATUS_OK, nullptr, "image/png", 0, png.size())) {
       return false;
     }
@@ -168,14 +163,16 @@ bool ShowPicture(pappl_client_t* client, void*) {
 
 }  // namespace
 
-void AddWebPages(pappl_printer_t* printer) {
+std::string AddWebPages(pappl_printer_t* printer) {
+  std::array<char, 256> path;
+  papplPrinterGetPath(printer, "label", path.data(), path.size());
   pappl_system_t* system = papplPrinterGetSystem(printer);
-  const std::string path = PathOf(printer, "label");
-  papplSystemAddResourceCallback(system, path.c_str(), "text/html", ShowPage, nullptr);
-  papplSystemAddResourceCallback(system, (path + ".png").c_str(), "image/png", ShowPicture,
-                                 nullptr);
-  papplPrinterAddLink(printer, "Last Label", path.c_str(),
+  papplSystemAddResourceCallback(system, path.data(), "text/html", ShowPage, nullptr);
+  papplSystemAddResourceCallback(system, (path.data() + std::string(kPicture)).c_str(), "image/png",
+                                 ShowPicture, nullptr);
+  papplPrinterAddLink(printer, "Last Label", path.data(),
                       PAPPL_LOPTIONS_NAVIGATION | PAPPL_LOPTIONS_STATUS);
+  return path.data();
 }
 
 int PrintDoctor(const char* printerName) {

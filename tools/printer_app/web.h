@@ -2,11 +2,14 @@
 
 #include <pappl/pappl.h>
 
+#include <string>
+
 /// The web page of a printer's last label.
 
 namespace orv::printer_app {
 
-void AddWebPages(pappl_printer_t* printer);
+/// Adds the page to a printer and returns its path.
+std::string AddWebPages(pappl_printer_t* printer);
 
 /// The command that prints the checks of `orv doctor`. The checks end the use of the settings in
 /// their process, so the server starts another one for them.
