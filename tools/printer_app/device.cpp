@@ -31,8 +31,9 @@ std::string PathOf(const char* uri) {
   return status >= HTTP_URI_STATUS_OK && host[0] == '\0' ? path.data() : "";
 }
 
-FolderDevice* FolderOf(pappl_device_t* device) {
-  return static_cast<FolderDevice*>(papplDeviceGetData(device));
+bool IsFolder(const std::string& path) {
+  std::error_code error;
+  return !path.empty() && std::filesystem::is_directory(path, error);
 }
 
 /// Runs the body of a callback.
@@ -41,10 +42,14 @@ auto GuardedDevice(pappl_device_t* device, const Body& body) {
   return Guarded(body, [device](const char* reason) { papplDeviceError(device, "%s", reason); });
 }
 
-bool Open(pappl_device_t* device, const char* uri, const char*) {
+std::string* OpenedFolder(pappl_device_t* device) {
+  return static_cast<std::string*>(papplDeviceGetData(device));
+}
+
+bool OpenFolder(pappl_device_t* device, const char* uri, const char*) {
   return GuardedDevice(device, [&] {
-    auto folder = std::make_unique<FolderDevice>(PathOf(uri));
-    if (!folder->IsThere()) {
+    auto folder = std::make_unique<std::string>(PathOf(uri));
+    if (!IsFolder(*folder)) {
       papplDeviceError(device, "%s is not a folder that can be used.", uri);
       return false;
     }
@@ -53,23 +58,17 @@ bool Open(pappl_device_t* device, const char* uri, const char*) {
   });
 }
 
-void Close(pappl_device_t* device) {
-  delete FolderOf(device);
+void CloseFolder(pappl_device_t* device) {
+  delete OpenedFolder(device);
   papplDeviceSetData(device, nullptr);
 }
 
-ssize_t Write(pappl_device_t* device, const void* bytes, size_t size) {
-  return GuardedDevice(device, [&] {
-    FolderOf(device)->Add(bytes, size);
-    return static_cast<ssize_t>(size);
-  });
-}
+// Files need names, so `StoreFile` writes them.
+ssize_t WriteFolder(pappl_device_t*, const void*, size_t) { return -1; }
 
-ssize_t Read(pappl_device_t*, void*, size_t) { return 0; }
-
-pappl_preason_t Status(pappl_device_t* device) {
+pappl_preason_t FolderStatus(pappl_device_t* device) {
   return GuardedDevice(device, [&] {
-    return FolderOf(device)->IsThere() ? PAPPL_PREASON_NONE : PAPPL_PREASON_OFFLINE;
+    return IsFolder(*OpenedFolder(device)) ? PAPPL_PREASON_NONE : PAPPL_PREASON_OFFLINE;
   });
 }
 
@@ -98,27 +97,23 @@ ssize_t WriteFile(pappl_device_t* device, const void* bytes, size_t size) {
 
 pappl_preason_t FileStatus(pappl_device_t*) { return PAPPL_PREASON_NONE; }
 
+ssize_t Read(pappl_device_t*, void*, size_t) { return 0; }
+
 bool List(pappl_device_cb_t, void*, pappl_deverror_cb_t, void*) { return false; }
 
 char* Id(pappl_device_t*, char*, size_t) { return nullptr; }
 
 }  // namespace
 
-FolderDevice* FolderDevice::Of(pappl_device_t* device, const char* uri) {
-  return std::string_view(uri).starts_with(std::string(kScheme) + ":") ? FolderOf(device) : nullptr;
+std::string FolderOf(const char* uri) {
+  return std::string_view(uri).starts_with(std::string(kScheme) + ":") ? PathOf(uri) : "";
 }
 
-bool FolderDevice::Finish(std::string* problem) {
-  const std::string path = path_ + "/" + name_;
+bool StoreFile(const std::string& path, const std::string& bytes, std::string* problem) {
   NewFile file;
-  if (file.Open(FromFileName(path)) && file.Write(bytes_) && file.Commit()) return true;
+  if (file.Open(FromFileName(path)) && file.Write(bytes) && file.Commit()) return true;
   *problem = "cannot write " + path + ": " + ToUtf8(FileErrorText());
   return false;
-}
-
-bool FolderDevice::IsThere() const {
-  std::error_code error;
-  return !path_.empty() && std::filesystem::is_directory(path_, error);
 }
 
 void AddDevices() {
@@ -128,8 +123,8 @@ void AddDevices() {
       nullptr, nullptr, nullptr);
   papplDeviceAddScheme("file", PAPPL_DEVTYPE_FILE, List, OpenFile, CloseFile, Read, WriteFile,
                        FileStatus, Id);
-  papplDeviceAddScheme(kScheme, PAPPL_DEVTYPE_CUSTOM_LOCAL, List, Open, Close, Read, Write, Status,
-                       Id);
+  papplDeviceAddScheme(kScheme, PAPPL_DEVTYPE_CUSTOM_LOCAL, List, OpenFolder, CloseFolder, Read,
+                       WriteFolder, FolderStatus, Id);
 }
 
 }  // namespace orv::printer_app

@@ -13,8 +13,8 @@
 #include "orv/config/config.h"
 #include "orv/devmode/stock_items.h"
 #include "tools/orv/page/planes.h"
-#include "tools/printer_app/job_record.h"
 #include "tools/printer_app/raster.h"
+#include "tools/printer_app/record.h"
 
 /// Configuration files as drivers, and what the printer application keeps for each of its printers.
 
@@ -73,6 +73,8 @@ struct StockMedia {
 struct PrintedLabel {
   int jobId;
   std::string jobName;
+  unsigned number;  ///< of the page in the job, from 1
+  int copies;
   JobRecord job;
   RasterPage page;
   tool::Planes planes;  ///< the highlight is null on printers of one colour

@@ -111,6 +111,12 @@ constexpr std::string_view kGeneralFields[] = {
     "ImageOptimization",
 };
 
+template <typename Condition>
+const RecordField* FindFieldIf(const Condition& isIt) {
+  const auto found = std::ranges::find_if(RecordFields(), isIt);
+  return found != RecordFields().end() ? &*found : nullptr;
+}
+
 /// The values that the record's rule allows; nothing if the printer does not offer the setting.
 Limits RuleLimits(const Config& config, const RecordField& field) {
   const FieldRule& rule = field.rule;
@@ -127,9 +133,7 @@ Limits RuleLimits(const Config& config, const RecordField& field) {
 }  // namespace
 
 const RecordField* FieldNamed(std::string_view name) {
-  const auto found = std::ranges::find_if(
-      RecordFields(), [name](const RecordField& field) { return field.name == name; });
-  return found != RecordFields().end() ? &*found : nullptr;
+  return FindFieldIf([name](const RecordField& field) { return field.name == name; });
 }
 
 std::string OptionName(const RecordField& field) {
@@ -139,9 +143,7 @@ std::string OptionName(const RecordField& field) {
 }
 
 const RecordField* FieldOfOption(std::string_view option) {
-  const auto found = std::ranges::find_if(
-      RecordFields(), [option](const RecordField& field) { return OptionName(field) == option; });
-  return found != RecordFields().end() ? &*found : nullptr;
+  return FindFieldIf([option](const RecordField& field) { return OptionName(field) == option; });
 }
 
 const std::vector<LabelMode>& LabelModes() {

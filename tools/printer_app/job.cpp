@@ -150,17 +150,16 @@ bool EndPage(pappl_job_t* job, pappl_pr_options_t*, pappl_device_t* device, unsi
     if (papplJobIsCanceled(job)) return false;
     if (!state->page.IsComplete()) return FailJob(job, "the document ends within a page");
     const char* name = papplJobGetName(job);
-    auto label = std::make_shared<PrintedLabel>(PrintedLabel{papplJobGetID(job),
-                                                             name != nullptr ? name : "",
-                                                             state->record,
-                                                             std::move(state->page),
-                                                             {}});
+    auto label = std::make_shared<PrintedLabel>(PrintedLabel{.jobId = papplJobGetID(job),
+                                                             .jobName = name != nullptr ? name : "",
+                                                             .number = ++state->pages,
+                                                             .copies = state->copies,
+                                                             .job = state->record,
+                                                             .page = std::move(state->page),
+                                                             .planes = {}});
     label->planes = PlanesOf(&label->page, label->job);
-    const OutputPage page = {label->jobId,        ++state->pages,      state->copies,
-                             label->page.dpi_x(), label->page.dpi_y(), label->job,
-                             label->planes};
     std::string problem;
-    if (!SendPage(device, papplPrinterGetDeviceURI(papplJobGetPrinter(job)), page, &problem)) {
+    if (!SendPage(device, papplPrinterGetDeviceURI(papplJobGetPrinter(job)), *label, &problem)) {
       return FailJob(job, problem);
     }
     Queue& queue = *state->queue;

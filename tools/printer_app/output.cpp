@@ -25,20 +25,20 @@ std::uint32_t PerMetre(double dpi) {
 }
 
 /// The planes that a page has.
-std::vector<std::pair<const char*, Bitmap*>> PlanesOf(const OutputPage& page) {
+std::vector<std::pair<const char*, Bitmap*>> PlanesOf(const PrintedLabel& page) {
   std::vector<std::pair<const char*, Bitmap*>> planes = {{"black", page.planes.background.get()}};
   if (page.planes.highlight) planes.emplace_back("highlight", page.planes.highlight.get());
   return planes;
 }
 
-std::string JsonOf(const OutputPage& page) {
+std::string JsonOf(const PrintedLabel& page) {
   JsonWriter json;
   json.BeginObject();
   json.Member("job", page.jobId);
   json.Member("page", page.number);
   json.Member("copies", page.copies);
-  json.Member("dpiX", page.dpiX);
-  json.Member("dpiY", page.dpiY);
+  json.Member("dpiX", page.page.dpi_x());
+  json.Member("dpiY", page.page.dpi_y());
   json.Key("planes");
   json.BeginArray();
   for (const auto& [plane, dots] : PlanesOf(page)) json.Value(FromUtf8(plane));
@@ -59,18 +59,18 @@ std::string JsonOf(const OutputPage& page) {
   return json.Text();
 }
 
-bool SendFile(pappl_device_t* device, FolderDevice* folder, const std::string& name,
+bool SendFile(pappl_device_t* device, const std::string& folder, const std::string& name,
               const std::string& bytes, std::string* problem) {
   if (bytes.empty()) {
     *problem = "cannot make " + name + ": no memory, or no space for a temporary file";
     return false;
   }
-  if (folder != nullptr) folder->Start(name);
+  if (!folder.empty()) return StoreFile(folder + "/" + name, bytes, problem);
   const ssize_t written = papplDeviceWrite(device, bytes.data(), bytes.size());
   papplDeviceFlush(device);
-  const bool isWritten = written == static_cast<ssize_t>(bytes.size());
-  if (!isWritten) *problem = "the device does not take the page";
-  return isWritten && (folder == nullptr || folder->Finish(problem));
+  if (written == static_cast<ssize_t>(bytes.size())) return true;
+  *problem = "the device does not take the page";
+  return false;
 }
 
 }  // namespace
@@ -92,16 +92,16 @@ std::string PngBytes(Bitmap* image, double dpiX, double dpiY) {
   return bytes;
 }
 
-bool SendPage(pappl_device_t* device, const char* uri, const OutputPage& page,
+bool SendPage(pappl_device_t* device, const char* uri, const PrintedLabel& page,
               std::string* problem) {
-  FolderDevice* folder = FolderDevice::Of(device, uri);
+  const std::string folder = FolderOf(uri);
   const std::string name =
       "job-" + std::to_string(page.jobId) + "-page-" + std::to_string(page.number);
   for (const auto& [plane, dots] : PlanesOf(page)) {
-    const std::string png = PngBytes(dots, page.dpiX, page.dpiY);
+    const std::string png = PngBytes(dots, page.page.dpi_x(), page.page.dpi_y());
     if (!SendFile(device, folder, name + "-" + plane + ".png", png, problem)) return false;
   }
-  return folder == nullptr || SendFile(device, folder, name + ".json", JsonOf(page), problem);
+  return folder.empty() || SendFile(device, folder, name + ".json", JsonOf(page), problem);
 }
 
 }  // namespace orv::printer_app

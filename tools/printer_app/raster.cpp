@@ -87,7 +87,12 @@ bool RasterPage::Start(const cups_page_header2_t& header, std::string* problem) 
   height_ = header.cupsHeight;
   isGrey_ = form->bits == 8;
   stride_ = ((isGrey_ ? 1 : 3) * width + 3) / 4 * 4;
-  pixels_.resize(stride_ * height);
+  // Every row is written before it is read. Filling new memory first takes as long as dithering.
+  if (pixels_ == nullptr || capacity_ < stride_ * height) {
+    pixels_.reset();
+    capacity_ = stride_ * height;
+    pixels_ = std::make_unique_for_overwrite<BYTE[]>(capacity_);
+  }
   rows_ = 0;
   reader_ = form->reader;
   dpiX_ = header.HWResolution[0];
@@ -97,12 +102,12 @@ bool RasterPage::Start(const cups_page_header2_t& header, std::string* problem) 
 
 void RasterPage::SetRow(unsigned y, const unsigned char* row) {
   if (y != rows_ || IsComplete()) return;
-  reader_(row, width_, pixels_.data() + y * stride_);
+  reader_(row, width_, pixels_.get() + y * stride_);
   ++rows_;
 }
 
 void RasterPage::CopyRow(unsigned y, BYTE* pixels) const {
-  const BYTE* row = pixels_.data() + y * stride_;
+  const BYTE* row = pixels_.get() + y * stride_;
   if (!isGrey_) {
     std::memcpy(pixels, row, std::size_t{3} * width_);
     return;
@@ -119,7 +124,7 @@ std::unique_ptr<Bitmap> RasterPage::Page() {
     return page;
   }
   return std::make_unique<Bitmap>(static_cast<INT>(width_), static_cast<INT>(height_),
-                                  static_cast<INT>(stride_), PixelFormat24bppRGB, pixels_.data());
+                                  static_cast<INT>(stride_), PixelFormat24bppRGB, pixels_.get());
 }
 
 }  // namespace orv::printer_app

@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "orv/platform/graphics.h"
 #include "orv/platform/types.h"
@@ -40,7 +39,8 @@ class RasterPage {
   struct Form;
   static const Form* FormOf(const cups_page_header2_t& header);
 
-  std::vector<BYTE> pixels_;  ///< one byte for grey, or blue, green and red
+  std::unique_ptr<BYTE[]> pixels_;  ///< one byte for grey, or blue, green and red
+  std::size_t capacity_ = 0;        ///< of them
   unsigned width_ = 0;
   unsigned height_ = 0;
   unsigned rows_ = 0;  ///< that have arrived

@@ -168,8 +168,8 @@ void Merge(pappl_printer_t* printer, const DEVMODEW& in, JobRecord* job) {
   const OwnedPrinterHandle handle(OpenPrinterHandle(name.c_str()));
   MergeLog log(nullptr);
   const StockList items = FindStockItems(handle.get(), name.c_str(), &log);
-  job->publicRecord = in;
-  const StockChoice choice = MergeStockItem(items, in, &job->publicRecord, &job->record, &log);
+  DEVMODEW out = in;
+  const StockChoice choice = MergeStockItem(items, in, &out, &job->record, &log);
   job->stockItem = ToUtf8(choice.item.DisplayName);
   Corrections changes;
   for (const Correction& correction : MakeValid(job->config.get(), &job->record, &log)) {

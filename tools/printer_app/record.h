@@ -2,7 +2,13 @@
 
 #include <pappl/pappl.h>
 
-#include "tools/printer_app/job_record.h"
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "orv/config/config.h"
+#include "orv/devmode/oemdev.h"
+#include "orv/platform/graphics.h"
 
 /// A job's options as the records that the library merges.
 
@@ -17,6 +23,18 @@ inline constexpr char kFieldsOption[] = "record-fields";
 inline constexpr char kUsualColour[] = "E02020";
 inline constexpr int kUsualTolerance = 470;
 inline constexpr int kMaxTolerance = 1000;
+
+/// The settings of a job.
+struct JobRecord {
+  std::shared_ptr<const Config> config;
+  tagOEMDEV record{};
+  std::string stockItem;              ///< its name; empty without one
+  std::string corrections;            ///< by the merge, such as "PrintSpeed:90->75"
+  std::vector<std::string> problems;  ///< options and settings that cannot be used
+  bool isTwoColour = false;
+  Color colour;
+  double tolerance = 0;
+};
 
 /// Merges a job's options with the printer's defaults and corrects the result.
 JobRecord MergeJob(pappl_printer_t* printer, const pappl_pr_options_t& options);
