@@ -375,17 +375,11 @@ Driver::Driver(std::filesystem::path path) : path_(std::move(path)) {
   }
 }
 
-Driver::Stamp Driver::StampOf() const {
-  std::error_code error;
-  Stamp stamp;
-  stamp.time = std::filesystem::last_write_time(path_, error);
-  stamp.size = std::filesystem::file_size(path_, error);
-  return stamp;
-}
-
 std::shared_ptr<const Config> Driver::Load(std::string* problem) {
   const std::lock_guard lock(mutex_);
-  const Stamp stamp = StampOf();
+  std::error_code error;
+  const Stamp stamp = {std::filesystem::last_write_time(path_, error),
+                       std::filesystem::file_size(path_, error)};
   if (config_ == nullptr || stamp != stamp_) {
     stamp_ = stamp;
     LoadResult loaded = LoadConfigFile(FromPath(path_), nullptr, nullptr);

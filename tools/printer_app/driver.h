@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "orv/config/config.h"
@@ -38,13 +39,8 @@ class Driver {
   std::shared_ptr<const Config> Load(std::string* problem = nullptr);
 
  private:
-  /// What changes when a file is written.
-  struct Stamp {
-    std::filesystem::file_time_type time;
-    std::uintmax_t size = 0;
-    bool operator==(const Stamp&) const = default;
-  };
-  Stamp StampOf() const;
+  /// The time and the size of the file, which change when it is written.
+  using Stamp = std::pair<std::filesystem::file_time_type, std::uintmax_t>;
 
   const std::filesystem::path path_;
   std::string name_;

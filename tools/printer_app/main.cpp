@@ -1,7 +1,9 @@
 #include <pappl/pappl.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -44,14 +46,11 @@ bool SaveState(pappl_system_t* system, void* data) {
   return papplSystemSaveState(system, static_cast<Application*>(data)->state.c_str());
 }
 
-pappl_loglevel_t LevelOf(const char* name) {
-  constexpr const char* kLevels[] = {"debug", "info", "warn", "error", "fatal"};
-  for (int level = 0; level < 5; ++level) {
-    if (name != nullptr && std::string(kLevels[level]) == name) {
-      return static_cast<pappl_loglevel_t>(level);
-    }
-  }
-  return PAPPL_LOGLEVEL_INFO;
+pappl_loglevel_t LevelOf(std::string_view name) {
+  constexpr std::string_view kLevels[] = {"debug", "info", "warn", "error", "fatal"};
+  const auto* found = std::ranges::find(kLevels, name);
+  return found != std::end(kLevels) ? static_cast<pappl_loglevel_t>(found - kLevels)
+                                    : PAPPL_LOGLEVEL_INFO;
 }
 
 /// Makes the server. It listens on the loopback interface unless an option names another one.
@@ -78,7 +77,7 @@ pappl_system_t* MakeSystem(int count, cups_option_t* options, void* data) {
   pappl_system_t* system = papplSystemCreate(
       features, option("server-name", "orv printers"), std::atoi(option("server-port", "0")),
       "_print,_universal", (folder / "spool").c_str(), option("log-file", (folder / "log").c_str()),
-      LevelOf(option("log-level", nullptr)), option("auth-service", nullptr), false);
+      LevelOf(option("log-level", "")), option("auth-service", nullptr), false);
   if (system == nullptr) return nullptr;
   // A server that PAPPL's commands start for themselves has its socket only.
   if (cupsGetOption("private-server", count, options) == nullptr) {
