@@ -253,6 +253,10 @@ std::string UseOnce(orv_log* log, const orv_config* shared, const orv_config* ow
                                        sizeof record, application, application, sizeof application);
   EXPECT_EQ(std::memcmp(merged, record, 8), 0) << "the signature and the size";
   add(code, merged, sizeof merged);
+  code = orv_record_merge(printer, name.data(), name.size(), log, record, record, sizeof record,
+                          application, application, sizeof application);
+  EXPECT_EQ(std::memcmp(merged, record, sizeof record), 0) << "in place";
+  add(code, record, sizeof record);
   orv_stock_item items[2] = {};
   items[0].size = sizeof items[0];
   code = orv_stock_list(name.data(), name.size(), log, items, 2, &length);

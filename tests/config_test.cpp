@@ -713,6 +713,19 @@ TEST_F(ConfigLoad, FindsTheFileOfAPrinter) {
       EXPECT_EQ(Log(), L"ERR The file  does not exist\nERR Unable to load the config file \n");
     }
   }
+  // The next printer has another file, although the last one is remembered.
+  CLoggerClient client;
+  client.m_stModuleFolder = folder_.Name();
+  for (const auto& [driver, id] : {std::pair(L"ORV LX", 1), {L"a++b", 2}, {L"ORV LX", 1}}) {
+    const orv::test::TestPrinter printer(L"Test printer", driver);
+    WriteBytes(folder_.path() / orv::ToPath(id == 1 ? L"orv_conf_orvlx.xml" : L"orv_conf_appb.xml"),
+               orv::WideToUtf8(With(L"{modelId=7}", L"{modelId=" + std::to_wstring(id) + L"}")));
+    Config* config = nullptr;
+    EXPECT_TRUE(CConfigParser::Load(printer.handle(), &config, nullptr, &client));
+    ASSERT_NE(config, nullptr);
+    EXPECT_EQ(config->device.model.modelId, id);
+    delete config;
+  }
 }
 
 TEST_F(ConfigLoad, RefusesInvalidHandles) {

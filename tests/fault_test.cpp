@@ -204,6 +204,7 @@ TEST_F(Faults, ProtectsAFile) {
 
 TEST_F(Faults, EncryptsBytesOrTellsTheCode) {
   DWORD code = 0;
+  bool isTold = false;
   Sweep({"encrypt", kDone | kFailed | kNoMemory, kDone | kFailed, [&] { code = 0; },
          [&] {
            CEncryptionAES cipher("key", "CNF");
@@ -215,8 +216,10 @@ TEST_F(Faults, EncryptsBytesOrTellsTheCode) {
          },
          [&](Ending ending, bool) {
            // 2: there is no memory for the initialization vector.
+           isTold |= code == 2;
            return code == 0 || (code == 2 && ending == kFailed) ? "" : "another code";
          }});
+  EXPECT_TRUE(isTold);
 }
 
 TEST_F(Faults, ComputesADigestOrFails) {

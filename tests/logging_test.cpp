@@ -92,6 +92,9 @@ TEST_F(LoggerTest, TheDebuggerLineHasAPrefix) {
   EXPECT_EQ(debug_.Take().size(), 4u);
   CLoggerClient broken;
   broken.Initialize(nullptr);
+  CLoggerClient repaired = broken;
+  repaired.Initialize(orv::OwnModule());
+  EXPECT_TRUE(broken.HasError() && !repaired.HasError());
   CLogger::LOG_ERROR(&client_, L"message", L"Source");
   CLogger::LOG_ERROR(&broken, L"message", L"Source");
   // A combination of two levels has no tag.

@@ -23,7 +23,8 @@ class NewFile {
   bool Open(const std::wstring& path);
   bool IsOpen() const { return handle_ != nullptr; }
   bool Write(std::string_view bytes);
-  /// Flushes to disk, so that hardly anything but the replacement itself can still fail.
+  /// Flushes to disk, so that afterwards only the replacement can fail. After a failure `Commit`
+  /// must not be called: the system reports lost data only once.
   bool Flush();
   /// Flushes if necessary and replaces the old file, keeping its permissions on Linux. A symbolic
   /// link is kept, and its target is replaced. After a failure of this or another function,

@@ -312,10 +312,14 @@ void KeepSettings(const pappl_pr_driver_data_t& old, bool isSameConfig,
   }
   if (!isSameConfig) return;
   data->media_ready[0] = old.media_ready[0];  // the main roll
-  const std::span sources(data->source, static_cast<std::size_t>(data->num_source));
-  const bool isThere = std::ranges::any_of(
-      sources, [&](std::string_view source) { return source == old.media_default.source; });
-  data->media_default = isThere ? old.media_default : data->media_ready[0];
+  // The default of the main roll is the administrator's, that of a stock item the item's.
+  const std::span ready(data->media_ready, static_cast<std::size_t>(data->num_source));
+  const auto source = std::ranges::find_if(ready, [&](const pappl_media_col_t& media) {
+    return std::string_view(media.source) == old.media_default.source;
+  });
+  data->media_default = source == ready.begin() ? old.media_default
+                        : source == ready.end() ? ready.front()
+                                                : *source;
 }
 
 /// The queues of all printers. Requests for web pages find them here: PAPPL may delete a printer
@@ -422,7 +426,9 @@ std::vector<std::unique_ptr<Driver>> FindDrivers(std::vector<std::string>* probl
 std::shared_ptr<Queue> QueueOf(pappl_printer_t* printer) {
   pappl_pr_driver_data_t data;
   papplPrinterGetDriverData(printer, &data);
-  return FindQueue([&](const auto& queue) { return queue.get() == data.extension; });
+  auto found = FindQueue([&](const auto& queue) { return queue.get() == data.extension; });
+  if (found == nullptr) throw std::runtime_error("the printer is being deleted");
+  return found;
 }
 
 std::shared_ptr<Queue> QueueOfPage(std::string_view path, std::string_view suffix) {

@@ -81,6 +81,7 @@ struct Queue {
   explicit Queue(Driver* with) : driver(with) {}
 
   Driver* const driver;
+  // Set once, before a request can find the queue.
   std::string printer;  ///< its name; empty until it is set up
   std::string webPage;  ///< the path of its page
   std::mutex mutex;     ///< guards everything below
@@ -92,7 +93,8 @@ struct Queue {
   std::set<std::string> names;  ///< that the driver data points to; only grows
 };
 
-/// The queue of a printer. It stays usable while the printer is deleted.
+/// The queue of a printer. It stays valid after the printer is deleted, as long as the caller holds
+/// it. Throws if the printer is being deleted.
 std::shared_ptr<Queue> QueueOf(pappl_printer_t* printer);
 /// The queue of the printer with the web page at this path, which may end with `suffix`; null if
 /// there is none.

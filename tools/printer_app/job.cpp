@@ -108,7 +108,7 @@ bool StartJob(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t*) {
     auto state = std::make_unique<RasterJob>();
     state->queue = QueueOf(printer);
     state->record = MergeJob(printer, *options);
-    // PAPPL sends an image once for each copy, but raster only once. The printer makes the copies.
+    // PAPPL sends an image once for each copy, but raster only once. SendPage makes the copies.
     state->copies = std::exchange(options->copies, 1);
     const JobRecord& record = state->record;
     std::string message;

@@ -81,6 +81,7 @@ std::string PngBytes(Bitmap* image, double dpiX, double dpiY) {
   const int descriptor = papplCreateTempFile(path.data(), path.size(), "page", "png");
   if (descriptor < 0) return {};
   close(descriptor);
+  // Deletes the file at the end.
   const std::unique_ptr<const char, int (*)(const char*)> file(path.data(), std::remove);
   const std::wstring name = FromFileName(path.data());
   std::string bytes;
@@ -97,11 +98,19 @@ bool SendPage(pappl_device_t* device, const char* uri, const PrintedLabel& page,
   const std::string folder = FolderOf(uri);
   const std::string name =
       "job-" + std::to_string(page.jobId) + "-page-" + std::to_string(page.number);
+  std::vector<std::pair<std::string, std::string>> files;
   for (const auto& [plane, dots] : PlanesOf(page)) {
-    const std::string png = PngBytes(dots, page.page.dpi_x(), page.page.dpi_y());
-    if (!SendFile(device, folder, name + "-" + plane + ".png", png, problem)) return false;
+    files.emplace_back(name + "-" + plane + ".png",
+                       PngBytes(dots, page.page.dpi_x(), page.page.dpi_y()));
   }
-  return folder.empty() || SendFile(device, folder, name + ".json", JsonOf(page), problem);
+  if (!folder.empty()) files.emplace_back(name + ".json", JsonOf(page));
+  // A folder has the number of copies in the JSON file; a PNG image has no place for it.
+  for (int copy = folder.empty() ? page.copies : 1; copy > 0; --copy) {
+    for (const auto& [file, bytes] : files) {
+      if (!SendFile(device, folder, file, bytes, problem)) return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace orv::printer_app

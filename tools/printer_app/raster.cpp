@@ -23,8 +23,8 @@ void ReadInk(const unsigned char* row, unsigned width, BYTE* pixels) {
                  [](unsigned char ink) { return static_cast<BYTE>(255 - ink); });
 }
 
-/// Converts pixels in words of four bytes, the last of which the next pixel overwrites. Only the
-/// last pixel of the row, which may be the last of the memory, goes through a copy.
+/// Reads and writes each pixel as four bytes; the next pixel overwrites the fourth. The last pixel
+/// of a row goes through a copy, because the memory may end there. `width` is not 0.
 template <std::size_t kBytes, typename Convert>
 void ConvertRow(const unsigned char* row, unsigned width, BYTE* pixels, const Convert& convert) {
   static_assert(std::endian::native == std::endian::little);

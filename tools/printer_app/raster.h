@@ -40,7 +40,7 @@ class RasterPage {
   static const Form* FormOf(const cups_page_header2_t& header);
 
   std::unique_ptr<BYTE[]> pixels_;  ///< one byte for grey, or blue, green and red
-  std::size_t capacity_ = 0;        ///< of them
+  std::size_t capacity_ = 0;        ///< the size of `pixels_` in bytes
   unsigned width_ = 0;
   unsigned height_ = 0;
   unsigned rows_ = 0;  ///< that have arrived

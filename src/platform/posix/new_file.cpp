@@ -56,6 +56,7 @@ bool NewFile::Open(const std::wstring& path) {
   const int file = mkostemp(temporaryPath_.data(), O_CLOEXEC);
   if (file < 0) return false;
   handle_ = ToHandle(file);
+  isFlushed_ = false;
   return fchmod(file, exists ? status.st_mode & 07777 : NewFileMode()) == 0;
 }
 
@@ -76,11 +77,15 @@ bool NewFile::Flush() {
 }
 
 bool NewFile::Commit() {
-  const bool isWritten = Flush();
-  close(ToDescriptor(handle_));  // everything is on disk, so a failure means nothing
+  bool isDone = Flush();
+  int error = errno;
+  close(ToDescriptor(handle_));  // what is flushed cannot be lost by a failure here
   handle_ = nullptr;
-  if (isWritten && std::rename(temporaryPath_.c_str(), path_.c_str()) == 0) return true;
-  const int error = errno;
+  if (isDone) {
+    isDone = std::rename(temporaryPath_.c_str(), path_.c_str()) == 0;
+    error = errno;
+  }
+  if (isDone) return true;
   unlink(temporaryPath_.c_str());
   errno = error;
   return false;

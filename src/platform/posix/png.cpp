@@ -125,8 +125,8 @@ class PngWriter {
   png_infop info_ = nullptr;
 };
 
-/// Why no picture was read from a file: it cannot be read, for the reason in `errno`, or it is a
-/// folder or has the wrong bytes.
+/// Why an image could not be read: `Win32Error` with the reason in `errno`, which the caller reads
+/// next, or `wrongBytes`. A folder has the wrong bytes.
 Status ReadFailure(std::FILE* file, Status wrongBytes) {
   return std::ferror(file) != 0 && errno != EISDIR ? Win32Error : wrongBytes;
 }
@@ -139,7 +139,7 @@ Status Load(const wchar_t* path, Bitmap** bitmap) {
   if (count != sizeof signature || png_sig_cmp(signature, 0, sizeof signature) != 0) {
     return ReadFailure(file.get(), UnknownImageFormat);
   }
-  std::rewind(file.get());
+  if (std::fseek(file.get(), 0, SEEK_SET) != 0) return Win32Error;
 
   PngReader reader(file.get());
   if (!reader.IsReady()) return OutOfMemory;
@@ -154,9 +154,10 @@ Status Load(const wchar_t* path, Bitmap** bitmap) {
     return status;
   }
   const bool isRead = reader.ReadPixels(static_cast<BYTE*>(data.Scan0), data.Stride, data.Height);
+  const Status status = isRead ? Ok : ReadFailure(file.get(), GenericError);
   const bool dropAlpha = isRead && reader.HasAlpha() && IsOpaque(data);
   result->UnlockBits(&data);
-  if (!isRead) return ReadFailure(file.get(), GenericError);
+  if (!isRead) return status;
   if (dropAlpha) {
     result.reset(result->Clone(0, 0, static_cast<INT>(result->GetWidth()),
                                static_cast<INT>(result->GetHeight()), PixelFormat24bppRGB));

@@ -4,10 +4,11 @@
 
 #include <algorithm>
 #include <iterator>
+#include <new>
 
 #include "base/utf8.h"
 
-// The C runtime describes this function, but no header declares it.
+// The C runtime documents this function, but no header declares it.
 extern "C" int __cdecl __wgetmainargs(int* count, wchar_t*** arguments, wchar_t*** environment,
                                       int expandsWildcards, int* startup);
 
@@ -22,12 +23,13 @@ HANDLE HandleOf(OutputStream stream) {
 
 std::vector<std::string> CommandLineArguments(int, char**) {
   // The narrow arguments lose characters that the process's code page lacks. The C runtime splits
-  // the command line, because the system's function is in a library that loads windows and fonts.
+  // the command line, because `CommandLineToArgvW` is in shell32.dll, which loads the libraries of
+  // windows and fonts.
   int count = 0;
   wchar_t** wide = nullptr;
   wchar_t** environment = nullptr;
   int newMode = 0;
-  __wgetmainargs(&count, &wide, &environment, 0, &newMode);
+  if (__wgetmainargs(&count, &wide, &environment, 0, &newMode) < 0) throw std::bad_alloc();
   std::vector<std::string> arguments;
   for (int i = 1; i < count; ++i) arguments.push_back(WideToUtf8(wide[i]));
   return arguments;

@@ -27,6 +27,7 @@ bool NewFile::Open(const std::wstring& path) {
                                     FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file != INVALID_HANDLE_VALUE) {
       handle_ = file;
+      isFlushed_ = false;
       return true;
     }
     if (GetLastError() != ERROR_FILE_EXISTS) return false;

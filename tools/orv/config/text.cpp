@@ -1,6 +1,7 @@
 #include "tools/orv/config/text.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <iterator>
 #include <string_view>
 #include <utility>
@@ -25,9 +26,13 @@ bool ReadConfigText(const std::wstring& path, std::wstring* text, std::wstring* 
   }
   const InputFile file(path);
   TextFailure failure;
-  *text = LoadProtectedText(file.path(), nullptr, &failure);
+  try {
+    *text = LoadProtectedText(file.path(), nullptr, &failure);
+  } catch (const std::filesystem::filesystem_error& error) {  // the size of the file
+    failure.reason = FileErrorText(error.code());
+  }
   if (!text->empty()) return true;
-  // The reasons that the system does not give.
+  // Reasons with a message of their own.
   const std::pair<std::wstring_view, const wchar_t*> known[] = {
       {kTooLargeFile, L" is too large: configuration files have at most 10,000,000 bytes"},
       {kDamagedFile, L" cannot be decrypted"},
@@ -37,7 +42,7 @@ bool ReadConfigText(const std::wstring& path, std::wstring* text, std::wstring* 
   const auto* const at = std::ranges::find(known, failure.reason,
                                            &std::pair<std::wstring_view, const wchar_t*>::first);
   *problem = at != std::end(known)   ? name + at->second
-             : failure.isOutOfMemory ? L"there is not enough memory for " + name
+             : failure.isOutOfMemory ? L"not enough memory for " + name
                                      : L"cannot read " + name + L": " + failure.reason;
   return false;
 }

@@ -153,9 +153,12 @@ std::string PngOf(Bitmap* page, const std::optional<Resolution>& resolution) {
       resolution ? SavePngWithResolution(page, path.c_str(),
                                          {ToPerMetre(resolution->x), ToPerMetre(resolution->y)})
                  : SavePng(page, path.c_str());
-  if (status != Ok || !ReadFile(path, &bytes)) {
-    Fail(kUnreadable, L"cannot write " + path + L": " + FileErrorText());
+  if (status == OutOfMemory) Fail(kUnreadable, L"not enough memory for the image");
+  if (status != Ok) {
+    Fail(kUnreadable,
+         L"cannot write " + path + (status == Win32Error ? L": " + FileErrorText() : L""));
   }
+  if (!ReadFile(path, &bytes)) Fail(kUnreadable, CannotRead(path));
   std::error_code ignored;
   std::filesystem::remove(ToPath(path), ignored);
   return bytes;
