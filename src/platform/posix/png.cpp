@@ -131,16 +131,20 @@ Status ReadFailure(std::FILE* file, Status wrongBytes) {
   return std::ferror(file) != 0 && errno != EISDIR ? Win32Error : wrongBytes;
 }
 
+/// Reads the first bytes of a file, which must be those of a PNG image, and returns to its start.
+Status CheckSignature(std::FILE* file) {
+  BYTE signature[8] = {};
+  const std::size_t count = std::fread(signature, 1, sizeof signature, file);
+  if (count != sizeof signature || png_sig_cmp(signature, 0, sizeof signature) != 0) {
+    return ReadFailure(file, UnknownImageFormat);
+  }
+  return std::fseek(file, 0, SEEK_SET) == 0 ? Ok : Win32Error;
+}
+
 Status Load(const wchar_t* path, Bitmap** bitmap) {
   const FilePointer file = OpenFile(ToPath(path), "rb");
   if (file == nullptr) return FileNotFound;
-  BYTE signature[8] = {};
-  const std::size_t count = std::fread(signature, 1, sizeof signature, file.get());
-  if (count != sizeof signature || png_sig_cmp(signature, 0, sizeof signature) != 0) {
-    return ReadFailure(file.get(), UnknownImageFormat);
-  }
-  if (std::fseek(file.get(), 0, SEEK_SET) != 0) return Win32Error;
-
+  if (const Status status = CheckSignature(file.get()); status != Ok) return status;
   PngReader reader(file.get());
   if (!reader.IsReady()) return OutOfMemory;
   if (!reader.ReadHeader()) return ReadFailure(file.get(), GenericError);
