@@ -220,7 +220,7 @@ TEST_F(Faults, EncryptsBytesOrTellsTheCode) {
            return EndingOf(bytes != nullptr);
          },
          [&](Ending ending, bool) {
-           // 2: there is no memory for the initialization vector.
+           // 2: memory ran out for the initialization vector.
            isTold |= code == 2;
            return code == 0 || (code == 2 && ending == kFailed) ? "" : "another code";
          }});

@@ -403,9 +403,9 @@ TEST_F(ReplacedFiles, AreOldOrNewWhenTheirWriterIsKilled) {
 }
 
 #if defined(__x86_64__)
-/// Runs the program. Its call number `failing` for a file, counted from 0 and without standard
-/// streams, has no effect and ends with EIO. Sets `calls` to the number of such calls and returns
-/// the status at the end.
+/// Runs the program. Of its system calls on files, without standard streams, the one with the
+/// number `failing`, from 0, is skipped and fails with EIO; -1 for none. Sets `calls` to the number
+/// of such calls and returns the status at the end.
 int RunWithFailure(const std::vector<std::string>& arguments, int failing, int* calls) {
   static const std::set<std::uint64_t> kFileCalls = {
       SYS_openat,    SYS_read,   SYS_pread64, SYS_write,     SYS_pwrite64,  SYS_writev,
@@ -457,16 +457,15 @@ TEST_F(ReplacedFiles, AreOldOrNewWhenACallFails) {
     const auto all = static_cast<unsigned>(calls);
     std::set<unsigned> halfDone;
     for (unsigned round = 0; round < std::min(rounds, all); ++round) {
-      // All calls if there are rounds enough; otherwise mostly the last ones, which write the
-      // files.
+      // Every call if the rounds suffice; otherwise mostly the last calls, which write the files.
       const unsigned last = round % 4 == 0 ? all : std::min(all, 40u);
       const unsigned at = rounds >= all ? round : all - 1 - Below(last);
       PutOld(command);
       const int status = RunWithFailure(command.arguments, static_cast<int>(at), &calls);
       EXPECT_TRUE(WIFEXITED(status)) << "status " << status << " after call " << at;
-      // The program may ignore a failure that does not matter. After any other, only
-      // the old files are there.
-      // The system cannot replace two files at once, so one call may leave a new and an old file.
+      // The program may ignore a failure that does not matter. After any other, only the old files
+      // are there. The system cannot replace two files at once, so one call may leave a new and an
+      // old file.
       const std::map<std::string, std::string> files = OutFiles();
       bool isRight = files == (status == 0 ? made : before);
       if (status == 0 && command.arguments[0] == "report") {  // it may report the failure

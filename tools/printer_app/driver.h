@@ -97,7 +97,7 @@ struct Queue {
 /// it. Throws if the printer is being deleted.
 std::shared_ptr<Queue> QueueOf(pappl_printer_t* printer);
 /// The queue of the printer with the web page at this path, which may end with `suffix`; null if
-/// there is none.
+/// no printer has it.
 std::shared_ptr<Queue> QueueOfPage(std::string_view path, std::string_view suffix);
 
 /// PAPPL's callbacks for drivers; `data` of the first one is the list of drivers.
