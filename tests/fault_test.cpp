@@ -671,8 +671,11 @@ TEST_F(RequestFaults, CleansUpSessions) {
                            GetSessionReadUDS(&answer, L"Label 1", L"driver") == 1 &&
                            GetSessionWriteUDS(&answer) == 1);
          },
-         [&](Ending ending, bool) {
-           return ending != kDone || answer == 0 ? "" : "it counts as a host of the system";
+         [&](Ending ending, bool isWhole) {
+           // Without its own entry, which may be unreadable, a process reads the session's items
+           // too.
+           return !isWhole || ending != kDone || answer == 0 ? ""
+                                                             : "it counts as a host of the system";
          }});
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
-/// Fault injection for tests. Linked into a program, this counts its allocations and, on Linux, its
-/// calls to the system and to the services that replace Windows services, and makes the planned
-/// ones fail.
+/// Fault injection for tests. Linked into a program, this counts its allocations and its calls to
+/// the system, on Linux also those to the services that replace Windows services, and makes the
+/// planned ones fail.
 ///
 /// Includes no headers of the standard library: they declare the functions that are replaced.
 

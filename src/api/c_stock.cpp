@@ -28,13 +28,14 @@ class StockPlace {
     if (name_.empty()) return orv::kCommonStockItemsPath;
     return orv::StockItemsPath(name_, facts_.driverName);
   }
-  /// Reads the items; false if the settings store cannot be read.
+  /// Reads the items; false if the settings store cannot be read, or the spooler does not describe
+  /// the printer again, without which only the common items are found.
   bool Read(CLoggerClient* client, std::vector<StockItem>* items) const {
     if (name_.empty()) return orv::ReadStockItems(Path(), items) == ERROR_SUCCESS;
     const orv::LockGuard guard(orv::SessionLock());
     const orv::StockList list = orv::LoadStockItems(handle_.get(), name_.c_str(), client);
     items->assign(list.items.begin(), list.items.end());
-    return !list.failure;
+    return !list.failure && !list.openError;
   }
 
  private:
