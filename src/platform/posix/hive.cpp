@@ -23,12 +23,19 @@ namespace orv {
 namespace {
 
 /// Waits before SQLite tries again to lock the file. Returns 0 if the request's time is up. The
-/// pauses stay short: writers that follow each other closely leave the file free only for moments.
+/// pauses are short: writers that follow each other closely leave the file free only for moments.
+/// After a while they are longer, because the attempts of a hundred waiting processes would take
+/// the processor from the one that writes. They do not grow: who waits longest must not be the one
+/// that tries least.
 int WaitForLock(void*, int) {
+  using std::chrono::milliseconds;
+  constexpr milliseconds kShortPause(1);
+  constexpr milliseconds kPause(5);
+  constexpr milliseconds kSoon(10);
   Request& request = Request::OfThread();
   if (request.waited >= Request::s_maxWait) return 0;
   const auto start = std::chrono::steady_clock::now();
-  std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  std::this_thread::sleep_for(request.waited < kSoon ? kShortPause : kPause);
   request.waited += std::chrono::steady_clock::now() - start;
   return 1;
 }
