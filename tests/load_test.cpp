@@ -1,4 +1,5 @@
-/// Many threads and processes at once. `ORV_LOAD_RUNS` sets how many runs each thread does.
+/// Many threads and processes at once. `ORV_LOAD_PROCESSES` sets how many processes,
+/// `ORV_LOAD_RUNS` how many runs each of their threads does.
 
 #include <gtest/gtest.h>
 
@@ -22,6 +23,12 @@ namespace {
 using Digests = std::set<std::string>;
 
 constexpr int kThreads = 4;
+
+/// A number from the environment, or its default.
+int Setting(const char* name, int otherwise) {
+  const char* const text = std::getenv(name);
+  return text != nullptr ? std::atoi(text) : otherwise;
+}
 
 class Load : public testing::Test {
  protected:
@@ -76,14 +83,14 @@ class Load : public testing::Test {
   }
 
   /// Runs processes at once, "silent" or "loud", and adds their results.
-  void RunProcesses(int count, int runs, const char* how, Digests* results) {
+  void RunProcesses(int count, int threads, int runs, const char* how, Digests* results) {
     std::mutex lock;
     std::vector<std::thread> processes;
     for (int process = 0; process < count; ++process) {
       processes.emplace_back([&] {
         const orv::test::ProgramResult result = orv::test::RunProgram(
             ORV_TEST_HELPER, {"load", orv::WideToUtf8(module_.folder().Name()),
-                              std::to_string(kThreads), std::to_string(runs), how});
+                              std::to_string(threads), std::to_string(runs), how});
         EXPECT_EQ(result.exitCode, 0) << result.messages;
         std::istringstream said(result.output);
         const std::lock_guard guard(lock);
@@ -105,24 +112,24 @@ TEST_F(Load, ThreadsLoseNothingAndProcessesTearNothing) {
   constexpr int kSilentRuns = 8;
   constexpr int kLoneRuns = 25;
   Digests results;
-  std::thread silent([&] { RunProcesses(4, kSilentRuns, "silent", &results); });
+  std::thread silent([&] { RunProcesses(4, kThreads, kSilentRuns, "silent", &results); });
   const Digests own = orv::test::RunLoad(module_.folder().Name(), kThreads, kLoneRuns);
   silent.join();
   EXPECT_EQ(CountWritten(), kThreads * kLoneRuns);
   orv::test::ClearLogs();
 
-  constexpr int kProcesses = 16;
-  const char* const given = std::getenv("ORV_LOAD_RUNS");
-  const int runs = given != nullptr ? std::atoi(given) : 2;
-  RunProcesses(kProcesses, runs, "loud", &results);
+  const int processes = Setting("ORV_LOAD_PROCESSES", 16);
+  const int threads = Setting("ORV_LOAD_THREADS", kThreads);
+  const int runs = Setting("ORV_LOAD_RUNS", 2);
+  RunProcesses(processes, threads, runs, "loud", &results);
   results.insert(own.begin(), own.end());
   EXPECT_EQ(results.size(), 1u);
-  const int logged = kProcesses * kThreads * runs;
+  const int logged = processes * threads * runs;
   const int written = CountWritten();
   EXPECT_GT(written, 0);
   EXPECT_LE(written, logged);
   std::printf("%d processes of %d threads, %d runs each: %d entries, %d written, %d lost\n",
-              kProcesses, kThreads, runs, logged, written, logged - written);
+              processes, threads, runs, logged, written, logged - written);
 }
 
 }  // namespace
