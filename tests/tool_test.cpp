@@ -6,6 +6,8 @@
 #include <cwchar>
 #include <filesystem>
 #include <limits>
+#include <numbers>
+#include <numeric>
 #include <set>
 #include <sstream>
 
@@ -90,6 +92,83 @@ TEST(BarCodes, AreFoundByGeometry) {
       EXPECT_EQ(codes[0].firstLine, 30);
       EXPECT_EQ(codes[0].endLine, 30 + test.length);
       EXPECT_EQ(codes[0].Contrast(), (test.paper - test.ink) / 255.0);
+    }
+  }
+}
+
+/// A page with bars and spaces of these widths in dots, turned about its middle. Dots are as dark
+/// as their parts, which are that many in both directions.
+Dots TiltedBars(const std::vector<double>& widths, int parts, double degrees, bool isInverse) {
+  constexpr int kSide = 160;
+  constexpr double kLength = 60;
+  const double cosine = std::cos(degrees * std::numbers::pi / 180);
+  const double sine = std::sin(degrees * std::numbers::pi / 180);
+  const double start = -std::accumulate(widths.begin(), widths.end(), 0.0) / 2;
+  const auto isInk = [&](double x, double y) {
+    const double along = x * cosine - y * sine;
+    const double across = x * sine + y * cosine;
+    if (isInverse && std::max(std::abs(along), std::abs(across)) > kSide / 2 - 10) return false;
+    std::size_t i = 0;
+    double end = start;
+    while (i < widths.size() && along >= end) end += widths[i++];
+    const bool isBar = i % 2 != 0 && along < end && std::abs(across) < kLength / 2;
+    return isBar != isInverse;
+  };
+  Dots page{kSide, kSide, {}};
+  for (int i = 0; i < kSide * kSide; ++i) {
+    int light = 0;
+    for (int part = 0; part < parts * parts; ++part) {
+      const double x = i % kSide + (part % parts + 0.5) / parts - kSide / 2;
+      const double y = i / kSide + (part / parts + 0.5) / parts - kSide / 2;
+      light += !isInk(x, y);
+    }
+    page.values.push_back(static_cast<std::uint8_t>(255 * light / (parts * parts)));
+  }
+  return page;
+}
+
+TEST(BarCodes, AreFoundTiltedAndInverse) {
+  const std::vector<double> kCode = {2, 2, 4, 2, 2, 4, 2, 2, 6, 2, 2, 8, 4,
+                                     4, 2, 2, 4, 2, 2, 6, 4, 2, 2, 2, 4};
+  const std::vector<double> kEven(25, 3);
+  const struct {
+    const char* what;
+    std::vector<double> widths;
+    int parts;
+    double degrees;
+    bool isInverse;
+    bool isFound;
+    bool isMeasured;
+  } kCases[] = {
+      {"barely tilted", kCode, 3, 0.7, false, true, true},
+      {"a scan", kCode, 3, 3, false, true, true},
+      {"to the other side", kCode, 3, -9, false, true, true},
+      {"hard edges", kCode, 1, 4, false, true, true},
+      {"steep", kCode, 3, 17, false, true, false},
+      {"steep hard edges", kCode, 1, 23, false, true, false},
+      {"between two directions", kCode, 3, 30, false, true, false},
+      {"diagonal", kCode, 3, -45, false, true, false},
+      {"inverse", kCode, 3, 0, true, true, false},
+      {"a tilted inverse one", kCode, 3, -3, true, true, false},
+      {"a hatching", kEven, 3, 3, false, false, false},
+      {"a diagonal hatching", kEven, 3, 45, false, false, false},
+  };
+  for (const auto& test : kCases) {
+    SCOPED_TRACE(test.what);
+    for (const int quarters : {0, 1}) {
+      const Dots page =
+          TiltedBars(test.widths, test.parts, test.degrees + 90 * quarters, test.isInverse);
+      const std::vector<BarCode> codes = FindBarCodes(page);
+      ASSERT_EQ(codes.size(), test.isFound ? 1u : 0u);
+      if (!test.isFound) continue;
+      EXPECT_EQ(codes[0].CanMeasure(), test.isMeasured);
+      EXPECT_EQ(codes[0].isInverse, test.isInverse);
+      EXPECT_NEAR(codes[0].Tilt(), std::abs(test.degrees), 0.2);
+      if (!test.isMeasured) continue;
+      EXPECT_EQ(codes[0].isTurned, quarters == 1);
+      ASSERT_EQ(codes[0].bars.size(), 13u);
+      EXPECT_NEAR(codes[0].module, 2, 0.1);
+      EXPECT_NEAR(codes[0].bars[5].Width(), test.widths[10], 0.2);
     }
   }
 }

@@ -50,7 +50,10 @@ void AddScores(pappl_client_t* client, const char* plane, Bitmap* source, Bitmap
   const tool::Legibility scores = tool::LegibilityMeter(source).Measure(dots);
   AddRow(client, plane,
          tool::ScoresText(scores) + " (0 is best), " + std::to_string(scores.codes.size()) +
-             " bar codes, " + std::to_string(scores.Failed()) + " do not scan");
+             " bar codes, " + std::to_string(scores.Failed()) + " do not scan" +
+             (scores.unmeasured.empty()
+                  ? ""
+                  : ", " + std::to_string(scores.unmeasured.size()) + " more are not measured"));
 }
 
 void AddAllScores(pappl_client_t* client, PrintedLabel* label) {

@@ -19,9 +19,24 @@ void AddPlace(JsonWriter* json, const PageOptions& options, double x, double y) 
   json->Member("yMm", Rounded(options.Rows(y).Millimetres()));
 }
 
+void AddArea(JsonWriter* json, const PageOptions& options, const BarCode& code) {
+  const PageArea area = code.Area();
+  AddPlace(json, options, area.x, area.y);
+  json->Member("width", area.width);
+  json->Member("height", area.height);
+  json->Member("bars", static_cast<std::int64_t>(code.bars.size()));
+  json->Member("turned", code.isTurned);
+  json->Member("tiltDegrees", Rounded(code.Tilt()));
+  json->Member("inverse", code.isInverse);
+}
+
 std::wstring BarAdvice(const PageOptions& options, const BarCode& code) {
   constexpr double kMinDots = 2;     // of modules and gaps
   constexpr double kRounding = 0.1;  // module widths are measured
+  if (code.isInverse) return L"light bars on dark ground: most readers need dark bars on light";
+  if (code.IsTilted()) {
+    return Format(L"tilted by about %.2g degrees: turn it, or bars differ by a dot", code.Tilt());
+  }
   const double dpi = code.isTurned ? options.dpi.y : options.dpi.x;
   const double module = code.module;
   if (module < kMinDots - kRounding) {

@@ -15,9 +15,11 @@ namespace orv::tool {
 std::wstring PlaceText(const PageOptions& options, double x, double y);
 /// The same as the members x, y, xMm and yMm.
 void AddPlace(JsonWriter* json, const PageOptions& options, double x, double y);
+/// The place and the size of a bar code, its bars and its direction, as members.
+void AddArea(JsonWriter* json, const PageOptions& options, const BarCode& code);
 
-/// What a bar code needs to print well, such as "modules of 1.6 dots at 203 dpi: use 2 or more";
-/// empty if it needs nothing.
+/// What a bar code needs to print and scan well, such as "modules of 1.6 dots at 203 dpi: use 2 or
+/// more"; empty if it needs nothing.
 std::wstring BarAdvice(const PageOptions& options, const BarCode& code);
 
 /// Adds the bar codes of a page and what they need.

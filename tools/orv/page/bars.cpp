@@ -1,240 +1,121 @@
 #include "tools/orv/page/bars.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <numbers>
 #include <numeric>
 #include <optional>
 #include <utility>
 
-#include "orv/imaging/color_extensions.h"
+#include "tools/orv/page/bar_follower.h"
+#include "tools/orv/page/extremes.h"
 
 namespace orv::tool {
 namespace {
 
-constexpr double kMinEdge = 20;      ///< the least difference of grey values at an edge
-constexpr int kMinLength = 12;       ///< of a bar, in dots
-constexpr int kMaxBarWidth = 96;     ///< in dots; wider runs are areas
 constexpr std::size_t kMinBars = 9;  ///< of the shortest symbols
 constexpr double kMinOverlap =
-    0.65;  ///< of the lengths of adjacent bars: some codes have long ones
+    0.65;                          ///< of the lengths of adjacent bars: some codes have long ones
+constexpr double kMaxSlope = 0.2;  ///< of bars that are measured, in dots per line
 
-/// The middle of a stretch where the values along a line are extreme.
-struct Extreme {
-  int at;  ///< the boundary before this dot
-  double value;
-};
-
-/// Finds the extremes of a line, alternately light and dark, from the paper before the first bar to
-/// the paper after the last one. `values[i]` is the grey value of dot i. Paper surrounds the page:
-/// it is as light as the space next to a bar at the end of the line.
-template <typename Value>
-class Extremes {
+/// Adjacent bars of similar length and tilt, from left to right.
+class Group {
  public:
-  /// Empty if the line has no edge.
-  const std::vector<Extreme>& Find(const Value* values, int count) {
-    found_.clear();
-    const std::optional<bool> startsDark = StartsDark(values, count);
-    if (!startsDark) return found_;
-    isDark_ = *startsDark;
-    if (isDark_) found_.push_back({0, 0});
-    Start(0, values[0]);
-    for (int i = 1; i < count; ++i) {
-      const double value = values[i];
-      const double beyond = isDark_ ? value_ - value : value - value_;
-      if (beyond > 0) {
-        Start(i, value);
-      } else if (beyond == 0) {
-        end_ = i + 1;
-      } else if (-beyond >= kMinEdge) {
-        Push();
-        isDark_ = !isDark_;
-        Start(i, value);
-      }
-    }
-    Push();
-    if (isDark_) found_.push_back({count, found_[found_.size() - 2].value});
-    if (*startsDark) found_[0].value = found_[2].value;
-    return found_;
-  }
+  Group(const FollowedBar& first, int drift)
+      : bars_{first},
+        drift_(drift),
+        firstLine_(first.firstLine),
+        endLine_(first.endLine),
+        narrowest_(first.Width()),
+        covariance_(first.Covariance()),
+        variance_(first.Variance()) {}
 
- private:
-  /// Whether the first edge leads from dark to light; unset without edges.
-  static std::optional<bool> StartsDark(const Value* values, int count) {
-    double darkest = values[0];
-    double lightest = values[0];
-    for (int i = 1; i < count; ++i) {
-      const double value = values[i];
-      if (value - darkest >= kMinEdge) return true;
-      if (lightest - value >= kMinEdge) return false;
-      darkest = std::min(darkest, value);
-      lightest = std::max(lightest, value);
-    }
-    return {};
-  }
-
-  void Push() { found_.push_back({(start_ + end_ + 1) / 2, value_}); }
-
-  void Start(int at, double value) {
-    start_ = at;
-    end_ = at + 1;
-    value_ = value;
-  }
-
-  std::vector<Extreme> found_;
-  bool isDark_ = false;
-  int start_ = 0;  ///< the last stretch of the most extreme value so far
-  int end_ = 0;
-  double value_ = 0;
-};
-
-/// Where the values between two extremes cross their middle, in dots.
-template <typename Value>
-double Crossing(const Value* values, const Extreme& from, const Extreme& to) {
-  const double middle = (from.value + to.value) / 2;
-  const bool falls = to.value < from.value;
-  int i = from.at;
-  while (i < to.at && (values[i] >= middle) == falls) ++i;
-  if (i == 0 || i == to.at) return i;  // the page's edge
-  const double before = values[i - 1];
-  const double after = values[i];
-  // The values are those of the centres of dots.
-  return before == after ? i : i - 0.5 + std::clamp((before - middle) / (before - after), 0.0, 1.0);
-}
-
-/// A bar that the scan lines up to now have crossed.
-struct FollowedBar {
-  Bar bar;
-  int firstLine;
-  int endLine;
-  bool isAtEdge;  ///< of the page
-
-  int Length() const { return endLine - firstLine; }
-  double Width() const { return bar.end - bar.start; }
-};
-
-/// Follows dark elements from line to line. What keeps its place over enough lines is a bar.
-class BarFollower {
- public:
-  std::vector<FollowedBar> Find(const Dots& grey) {
-    for (int y = 0; y < grey.height; ++y) {
-      FollowInto(grey.Row(y), grey.width, y);
-    }
-    for (const FollowedBar& candidate : open_) Keep(candidate);
-    std::sort(bars_.begin(), bars_.end(), [](const FollowedBar& a, const FollowedBar& b) {
-      return a.bar.start != b.bar.start ? a.bar.start < b.bar.start : a.firstLine < b.firstLine;
-    });
-    return std::move(bars_);
-  }
-
- private:
-  static constexpr int kMaxGap = 2;  ///< damaged lines in a bar
-
-  void Keep(const FollowedBar& candidate) {
-    if (candidate.Length() >= kMinLength) bars_.push_back(candidate);
-  }
-
-  static bool IsSame(const Bar& one, const Bar& other) {
-    constexpr double kTolerance = 0.6;
-    return std::abs(one.start - other.start) < kTolerance &&
-           std::abs(one.end - other.end) < kTolerance;
-  }
-
-  /// Continues the open candidates with the elements of a line; both are in the order of their
-  /// places.
-  void FollowInto(const std::uint8_t* line, int width, int y) {
-    next_.clear();
-    auto old = open_.begin();
-    const auto pass = [&](double start) {
-      for (; old != open_.end() && old->bar.start < start; ++old) {
-        (y - old->endLine < kMaxGap) ? next_.push_back(*old) : Keep(*old);
-      }
-    };
-    const std::vector<Extreme>& extremes = extremes_.Find(line, width);
-    for (std::size_t i = 1; i + 1 < extremes.size(); i += 2) {
-      const Bar bar = {Crossing(line, extremes[i - 1], extremes[i]),
-                       Crossing(line, extremes[i], extremes[i + 1])};
-      if (bar.end - bar.start > kMaxBarWidth) continue;
-      pass(bar.start - 0.6);
-      const bool isAtEdge = bar.start == 0 || bar.end == width;
-      if (old != open_.end() && IsSame(old->bar, bar)) {
-        next_.push_back({bar, old->firstLine, y + 1, isAtEdge});
-        ++old;
-      } else {
-        next_.push_back({bar, y, y + 1, isAtEdge});
-      }
-    }
-    pass(width + 1.0);
-    std::swap(open_, next_);
-  }
-
-  Extremes<std::uint8_t> extremes_;
-  std::vector<FollowedBar> open_;
-  std::vector<FollowedBar> next_;
-  std::vector<FollowedBar> bars_;
-};
-
-/// Adjacent bars of similar length, from left to right.
-struct Group {
-  std::vector<Bar> bars;
-  int firstLine;
-  int endLine;
-  int length;  ///< of the last bar
-  double narrowest;
-  bool isAtEdge;  ///< the last bar
-
-  explicit Group(const FollowedBar& first)
-      : bars{first.bar},
-        firstLine(first.firstLine),
-        endLine(first.endLine),
-        length(first.Length()),
-        narrowest(first.Width()),
-        isAtEdge(first.isAtEdge) {}
+  const std::vector<FollowedBar>& bars() const { return bars_; }
+  int drift() const { return drift_; }
+  /// The mean slope of the bars on the page.
+  double Slope() const { return drift_ + covariance_ / variance_; }
+  /// The middle of the lines that cross all bars, at the last bar.
+  double MiddleLine() const { return (firstLine_ + endLine_) / 2; }
+  /// The number of lines that cross all bars. They are at a right angle to the bars.
+  double Lines() const { return endLine_ - firstLine_; }
 
   /// The widest space next to a bar as narrow as `narrow`: wide elements have few modules.
   static double MaxSpace(double narrow) { return 5 * narrow + 1; }
+  /// How much a line at a right angle to bars of this slope rises within `dots` of a row.
+  static double Rise(double slope, double dots) { return slope / (1 + slope * slope) * dots; }
 
   /// Whether all bars from this place on are too far away.
-  bool IsComplete(double start) const { return start - bars.back().end > MaxSpace(narrowest); }
+  bool IsComplete(double start) const {
+    return start - bars_.back().last.end > MaxSpace(narrowest_);
+  }
 
-  /// Whether a bar continues the group: lengths are similar, and dark margins at the page's edge
-  /// are not bars.
+  /// Whether a bar continues the group: lengths and slopes are similar, and dark margins at the
+  /// page's edge are not bars.
   bool Takes(const FollowedBar& next) const {
-    const double gap = next.bar.start - bars.back().end;
-    const double narrow = std::min(narrowest, next.Width());
-    const int overlap = std::min(endLine, next.endLine) - std::max(firstLine, next.firstLine);
-    const double atEdge = std::max(isAtEdge ? bars.back().end - bars.back().start : 0,
-                                   next.isAtEdge ? next.Width() : 0);
-    return gap > 0 && std::max(gap, atEdge) <= MaxSpace(narrow) &&
-           overlap >= kMinOverlap * std::max(length, next.Length());
+    const FollowedBar& last = bars_.back();
+    const double distance = DistanceTo(next);
+    const double gap = distance - (last.Width() + next.Width()) / 2;
+    const double maxSpace = MaxSpace(std::min(narrowest_, next.Width()));
+    const double atEdge =
+        std::max(last.isAtEdge ? last.Width() : 0, next.isAtEdge ? next.Width() : 0);
+    if (gap <= 0 || std::max(gap, atEdge) > maxSpace) return false;
+    const double maxTurn = 0.05 + 1.5 / std::min(last.Length(), next.Length());
+    if (std::abs(drift_ + next.Slope() - Slope()) > maxTurn) return false;
+    const double rise = Rise(Slope(), distance);
+    const double overlap = std::min<double>(endLine_ - rise, next.endLine) -
+                           std::max<double>(firstLine_ - rise, next.firstLine);
+    return overlap >= kMinOverlap * std::max(last.Length(), next.Length());
   }
 
   void Add(const FollowedBar& next) {
-    bars.push_back(next.bar);
-    firstLine = std::max(firstLine, next.firstLine);
-    endLine = std::min(endLine, next.endLine);
-    length = next.Length();
-    narrowest = std::min(narrowest, next.Width());
-    isAtEdge = next.isAtEdge;
+    const double rise = Rise(Slope(), DistanceTo(next));
+    firstLine_ = std::max<double>(firstLine_ - rise, next.firstLine);
+    endLine_ = std::min<double>(endLine_ - rise, next.endLine);
+    narrowest_ = std::min(narrowest_, next.Width());
+    covariance_ += next.Covariance();
+    variance_ += next.Variance();
+    bars_.push_back(next);
   }
+
+ private:
+  /// From the middle of the last bar to that of the next one, on a row that crosses both.
+  double DistanceTo(const FollowedBar& next) const {
+    const FollowedBar& last = bars_.back();
+    const int line =
+        (std::max(last.firstLine, next.firstLine) + std::min(last.endLine, next.endLine)) / 2;
+    return next.MiddleAt(line) - last.MiddleAt(line);
+  }
+
+  std::vector<FollowedBar> bars_;
+  int drift_;
+  double firstLine_;  ///< of the lines that cross all bars, at the last bar
+  double endLine_;
+  double narrowest_;
+  double covariance_;  ///< of all bars
+  double variance_;
 };
 
 /// Groups bars, which come in the order of their places. Groups that can still grow are found by
 /// their middle line: it is a line of every bar that they can take, because most of both overlaps.
 class BarGrouper {
  public:
-  explicit BarGrouper(int lines) : bands_(BandOf(lines) + 1) {}
+  BarGrouper(int lines, int drift)
+      : drift_(drift), bands_(static_cast<std::size_t>(lines / kMinLength) + 1) {}
 
   void Add(const FollowedBar& bar) {
+    const double slope = drift_ + bar.Slope();
+    const double rise = std::abs(Group::Rise(slope, Group::MaxSpace(bar.Width()) + kMaxBarWidth));
     std::size_t taker = groups_.size();
-    for (std::size_t i = BandOf(bar.firstLine); i <= BandOf(bar.endLine); ++i) {
+    for (std::size_t i = BandOf(bar.firstLine - rise); i <= BandOf(bar.endLine + rise); ++i) {
       std::erase_if(bands_[i],
-                    [&](std::size_t group) { return groups_[group].IsComplete(bar.bar.start); });
+                    [&](std::size_t group) { return groups_[group].IsComplete(bar.last.start); });
       for (const std::size_t group : bands_[i]) {
         if (group < taker && groups_[group].Takes(bar)) taker = group;
       }
     }
     if (taker == groups_.size()) {
-      groups_.emplace_back(bar);
+      groups_.emplace_back(bar, drift_);
     } else {
       std::erase(BandOf(groups_[taker]), taker);
       groups_[taker].Add(bar);
@@ -245,28 +126,40 @@ class BarGrouper {
   /// The groups that are long and high enough, in the order of their first bars.
   std::vector<Group> Take() {
     std::erase_if(groups_, [](const Group& group) {
-      return group.bars.size() < kMinBars || group.endLine - group.firstLine < kMinLength;
+      return group.bars().size() < kMinBars || group.Lines() + 1 < kMinLength;
     });
     return std::move(groups_);
   }
 
  private:
-  static std::size_t BandOf(int line) { return static_cast<std::size_t>(line / kMinLength); }
+  std::size_t BandOf(double line) const {
+    const auto last = static_cast<double>(bands_.size() - 1);
+    return static_cast<std::size_t>(std::clamp(line / kMinLength, 0.0, last));
+  }
   std::vector<std::size_t>& BandOf(const Group& group) {
-    return bands_[BandOf((group.firstLine + group.endLine) / 2)];
+    return bands_[BandOf(group.MiddleLine())];
   }
 
+  int drift_;
   std::vector<Group> groups_;
   std::vector<std::vector<std::size_t>> bands_;  ///< groups that can still grow
 };
 
-/// The mean of the lines that cross all bars, from `left` up to `right`.
-std::vector<double> ProfileOf(const Dots& grey, const Group& group, int left, int right) {
+/// A part of a line-by-line scan: its lines, and the places from the first bar to the last one.
+struct Span {
+  int firstLine;
+  int endLine;
+  double start;
+  double end;
+};
+
+/// The mean of the lines, from `left` up to `right`.
+std::vector<double> ProfileOf(const Dots& grey, const Span& span, int left, int right) {
   std::vector<double> profile(static_cast<std::size_t>(right - left));
-  for (int y = group.firstLine; y < group.endLine; ++y) {
+  for (int y = span.firstLine; y < span.endLine; ++y) {
     for (int x = left; x < right; ++x) profile[static_cast<std::size_t>(x - left)] += grey.At(x, y);
   }
-  for (double& value : profile) value /= group.endLine - group.firstLine;
+  for (double& value : profile) value /= span.endLine - span.firstLine;
   return profile;
 }
 
@@ -283,36 +176,69 @@ double ModuleOf(const std::vector<Bar>& bars) {
   std::vector<double> dark;
   std::vector<double> light;
   for (std::size_t i = 0; i < bars.size(); ++i) {
-    dark.push_back(bars[i].end - bars[i].start);
+    dark.push_back(bars[i].Width());
     if (i > 0) light.push_back(bars[i].start - bars[i - 1].end);
   }
   return (NarrowestOf(std::move(dark)) + NarrowestOf(std::move(light))) / 2;
 }
 
-/// The median of a column of the lines that cross all bars: cuts in a bar do not make it pale.
-double MedianOf(const Dots& grey, const Group& group, int x) {
+/// The median of a column: cuts in a bar do not make it pale.
+double MedianOf(const Dots& grey, const Span& span, int x) {
   std::vector<std::uint8_t> values;
-  for (int y = group.firstLine; y < group.endLine; ++y) values.push_back(grey.At(x, y));
+  for (int y = span.firstLine; y < span.endLine; ++y) values.push_back(grey.At(x, y));
   const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
   std::nth_element(values.begin(), middle, values.end());
   return *middle;
 }
 
-/// Measures a group on the mean of its lines. False if it is not a bar code.
-bool Measure(const Dots& grey, const Group& group, BarCode* code) {
+/// Whether a light bar and dark ground are on both sides of the code: then its bars are spaces.
+bool IsInverse(const Dots& grey, const Span& span, const BarCode& code) {
+  const int light = static_cast<int>(3.5 * code.module);  // the widest outer bar has 3 modules
+  const int ground = static_cast<int>(6 * code.module);   // no space is as wide
+  const Bar& first = code.bars.front();
+  const Bar& last = code.bars.back();
+  const int left = std::max(static_cast<int>(first.start) - light - ground - 1, 0);
+  const int right = std::min(static_cast<int>(last.end) + light + ground + 2, grey.width);
+  const std::vector<double> profile = ProfileOf(grey, span, left, right);
+  const auto isDark = [&](int x) {
+    return x >= left && x < right &&
+           profile[static_cast<std::size_t>(x - left)] < (code.paper + code.ink) / 2;
+  };
+  const auto hasGround = [&](const Bar& bar, int x, int step) {
+    if (bar.Width() > ground) return true;
+    const int end = x + step * light;
+    while (x != end && !isDark(x)) x += step;
+    int dark = 0;
+    for (; dark < ground && isDark(x); x += step) ++dark;
+    const bool isPageDark = dark > 0 && (x < 0 || x >= grey.width);
+    return dark == ground || isPageDark;
+  };
+  return hasGround(first, static_cast<int>(first.start) - 1, -1) &&
+         hasGround(last, static_cast<int>(last.end) + 1, 1);
+}
+
+/// Whether the widths of the bars differ. Bars of equal widths are a hatching or a ruler.
+bool HasVariety(const BarCode& code) {
+  constexpr double kMinVariety = 1.6;
+  return std::any_of(code.bars.begin(), code.bars.end(),
+                     [&](const Bar& bar) { return bar.Width() >= kMinVariety * code.module; });
+}
+
+/// Measures a bar code on the mean of its lines. False if it is not one.
+bool Measure(const Dots& grey, const Span& span, BarCode* code) {
   constexpr int kMargin = 4;  ///< of paper
-  const int left = std::max(static_cast<int>(group.bars.front().start) - kMargin, 0);
-  const int right = std::min(static_cast<int>(group.bars.back().end) + kMargin + 1, grey.width);
-  const std::vector<double> profile = ProfileOf(grey, group, left, right);
+  const int left = std::max(static_cast<int>(span.start) - kMargin, 0);
+  const int right = std::min(static_cast<int>(span.end) + kMargin + 1, grey.width);
+  const std::vector<double> profile = ProfileOf(grey, span, left, right);
   Extremes<double> finder;
   const std::vector<Extreme>& extremes = finder.Find(profile.data(), right - left);
   if (extremes.size() < 2 * kMinBars + 1) return false;
 
-  code->firstLine = group.firstLine;
-  code->endLine = group.endLine;
+  code->firstLine = span.firstLine;
+  code->endLine = span.endLine;
   const auto darkest = std::min_element(profile.begin(), profile.end());
   code->ink = *darkest;
-  code->barInk = MedianOf(grey, group, left + static_cast<int>(darkest - profile.begin()));
+  code->barInk = MedianOf(grey, span, left + static_cast<int>(darkest - profile.begin()));
   code->paper = *std::max_element(profile.begin(), profile.end());
   const double contrast = code->paper - code->ink;
   // The dots between the middles of a space and of a bar are dark by as much as the bar covers.
@@ -324,59 +250,109 @@ bool Measure(const Dots& grey, const Group& group, BarCode* code) {
     return sum;
   };
   double edge = contrast;
-  double widest = 0;
   for (std::size_t i = 1; i + 1 < extremes.size(); i += 2) {
     const int middle = extremes[i].at;
-    const Bar bar = {left + middle - darkness(extremes[i - 1].at, middle),
-                     left + middle + darkness(middle, extremes[i + 1].at)};
-    code->bars.push_back(bar);
-    widest = std::max(widest, bar.end - bar.start);
+    code->bars.push_back({left + middle - darkness(extremes[i - 1].at, middle),
+                          left + middle + darkness(middle, extremes[i + 1].at)});
     edge = std::min({edge, extremes[i - 1].value - extremes[i].value,
                      extremes[i + 1].value - extremes[i].value});
   }
   code->modulation = edge / contrast;
   code->module = ModuleOf(code->bars);
-  // Bars of equal widths are a hatching or a ruler.
-  constexpr double kMinVariety = 1.6;
-  return widest >= kMinVariety * code->module;
+  if (!HasVariety(*code)) return false;
+  code->isInverse = IsInverse(grey, span, *code);
+  return true;
+}
+
+/// Measures a group whose bars are vertical. False if it is not a bar code.
+bool MeasureUpright(const Dots& grey, const Group& group, BarCode* code) {
+  const std::vector<FollowedBar>& bars = group.bars();
+  Span span = {0, grey.height, bars.front().last.start, bars.back().last.end};
+  for (const FollowedBar& bar : bars) {
+    span.firstLine = std::max(span.firstLine, bar.firstLine);
+    span.endLine = std::min(span.endLine, bar.endLine);
+  }
+  return span.endLine - span.firstLine >= kMinLength && Measure(grey, span, code);
+}
+
+/// The part of the page with a group of tilted bars, with a margin. Sets the bars, as far as the
+/// lines of the page have shown them.
+TiltedPart PartOf(const Group& group, std::vector<Bar>* bars) {
+  const double slope = group.Slope();
+  const auto pageX = [&](double place, int line) { return place + group.drift() * line; };
+  const FollowedBar& front = group.bars().front();
+  TiltedPart part = {slope,
+                     static_cast<int>(pageX(front.MiddleAt(front.firstLine), front.firstLine)),
+                     front.firstLine, 0, 0};
+  double top = -1e9;
+  double bottom = 1e9;
+  for (const FollowedBar& bar : group.bars()) {
+    const int last = bar.endLine - 1;
+    top = std::max(top,
+                   part.LineOf(pageX(bar.MiddleAt(bar.firstLine), bar.firstLine), bar.firstLine));
+    bottom = std::min(bottom, part.LineOf(pageX(bar.MiddleAt(last), last), last));
+    const int line = (bar.firstLine + last) / 2;
+    const double middle = part.ColumnOf(pageX(bar.MiddleAt(line), line), line);
+    const double half = bar.Width() / (1 + slope * slope) / 2;
+    bars->push_back({middle - half, middle + half});
+  }
+  // The margin is enough to tell dark ground from paper.
+  const int margin = 12 * static_cast<int>(ModuleOf(*bars)) + 4;
+  const int first = static_cast<int>(std::floor(bars->front().start)) - margin;
+  const int line = static_cast<int>(std::ceil(top));
+  const int x = part.PageX(first, line);
+  const int y = part.PageY(first, line);
+  for (Bar& bar : *bars) bar = {bar.start - first, bar.end - first};
+  part.x = x;
+  part.y = y;
+  part.width = static_cast<int>(bars->back().end) + margin;
+  part.height = std::max(static_cast<int>(bottom) - line + 1, 0);
+  return part;
+}
+
+/// Measures a group of tilted bars in the straightened part. False if it is not a bar code.
+bool MeasureTilted(const Dots& grey, const Group& group, BarCode* code) {
+  std::vector<Bar> bars;
+  code->part = PartOf(group, &bars);
+  if (code->part.height < kMinLength) return false;
+  if (std::abs(code->part.slope) <= kMaxSlope) {
+    const Span span = {0, code->part.height, bars.front().start, bars.back().end};
+    return Measure(Straightened(grey, code->part, 255), span, code);
+  }
+  code->endLine = code->part.height;
+  code->module = ModuleOf(bars);
+  code->bars = std::move(bars);
+  return HasVariety(*code);
+}
+
+/// Whether a bar code was found before: steep ones are found in rows and in columns.
+bool IsKnown(const BarCode& code, const std::vector<BarCode>& codes) {
+  const PageArea area = code.Area();
+  const int x = area.x + area.width / 2;
+  const int y = area.y + area.height / 2;
+  return std::any_of(codes.begin(), codes.end(), [&](const BarCode& other) {
+    const PageArea known = other.Area();
+    return x >= known.x && x < known.x + known.width && y >= known.y && y < known.y + known.height;
+  });
 }
 
 void AddCodes(const Dots& grey, bool isTurned, std::vector<BarCode>* codes) {
-  BarGrouper grouper(grey.height);
-  for (const FollowedBar& bar : BarFollower().Find(grey)) grouper.Add(bar);
-  for (const Group& group : grouper.Take()) {
-    BarCode code;
-    code.isTurned = isTurned;
-    if (Measure(grey, group, &code)) codes->push_back(std::move(code));
+  constexpr double kMaxMove = 0.5;  ///< of upright bars over their length, in dots
+  for (const auto& [drift, bars] : FollowBars(grey)) {
+    BarGrouper grouper(grey.height, drift);
+    for (const FollowedBar& bar : bars) grouper.Add(bar);
+    for (const Group& group : grouper.Take()) {
+      BarCode code;
+      code.isTurned = isTurned;
+      const bool isUpright = std::abs(group.Slope()) * group.Lines() < kMaxMove;
+      const bool isCode =
+          isUpright ? MeasureUpright(grey, group, &code) : MeasureTilted(grey, group, &code);
+      if (isCode && (isUpright || !IsKnown(code, *codes))) codes->push_back(std::move(code));
+    }
   }
 }
 
 }  // namespace
-
-Dots GreyDotsOf(Bitmap* page) {
-  return DotsOf(page, [](const unsigned char* pixel) {
-    return static_cast<std::uint8_t>(
-        ColorExtensions::CalculateGrayValue(pixel[2], pixel[1], pixel[0]));
-  });
-}
-
-Dots Transposed(const Dots& dots) {
-  Dots result{dots.height, dots.width, {}};
-  result.values.resize(dots.values.size());
-  for (int y = 0; y < dots.height; ++y) {
-    std::uint8_t* to = result.values.data() + y;
-    for (int x = 0; x < dots.width; ++x, to += dots.height) *to = dots.At(x, y);
-  }
-  return result;
-}
-
-PageArea BarCode::Area() const {
-  const int start = static_cast<int>(std::lround(bars.front().start));
-  const int length = static_cast<int>(std::lround(bars.back().end)) - start;
-  const int lines = endLine - firstLine;
-  return isTurned ? PageArea{firstLine, start, lines, length}
-                  : PageArea{start, firstLine, length, lines};
-}
 
 double BarCode::NarrowestGap() const {
   double gap = bars[1].start - bars[0].end;
@@ -384,6 +360,35 @@ double BarCode::NarrowestGap() const {
     gap = std::min(gap, bars[i].start - bars[i - 1].end);
   }
   return gap;
+}
+
+double BarCode::Tilt() const {
+  const double angle = std::abs(std::atan(part.slope)) * 180 / std::numbers::pi;
+  return std::min(angle, 90 - angle);
+}
+
+bool BarCode::CanMeasure() const { return !isInverse && std::abs(part.slope) <= kMaxSlope; }
+
+std::pair<int, int> BarCode::PlaceOf(double along, int line) const {
+  const int place = static_cast<int>(std::lround(along));
+  const int x = IsTilted() ? part.PageX(place, line) : place;
+  const int y = IsTilted() ? part.PageY(place, line) : line;
+  return isTurned ? std::pair(y, x) : std::pair(x, y);
+}
+
+PageArea BarCode::Area() const {
+  const double start = bars.front().start;
+  const double end = bars.back().end;
+  const std::array<std::pair<int, int>, 4> corners = {
+      PlaceOf(start, firstLine), PlaceOf(end, firstLine), PlaceOf(start, endLine),
+      PlaceOf(end, endLine)};
+  std::pair<int, int> least = corners[0];
+  std::pair<int, int> greatest = corners[0];
+  for (const auto& [x, y] : corners) {
+    least = {std::min(least.first, x), std::min(least.second, y)};
+    greatest = {std::max(greatest.first, x), std::max(greatest.second, y)};
+  }
+  return {least.first, least.second, greatest.first - least.first, greatest.second - least.second};
 }
 
 std::vector<BarCode> FindBarCodes(const Dots& grey) {

@@ -1,55 +1,22 @@
 #pragma once
 
-#include <cstdint>
+#include <utility>
 #include <vector>
 
-#include "orv/platform/graphics.h"
+#include "tools/orv/page/bar_follower.h"
+#include "tools/orv/page/dots.h"
 #include "tools/orv/page/options.h"
-#include "tools/orv/page/pixels.h"
 
 /// Finds bar codes on a page by the geometry of their bars. docs/imaging.md explains the steps.
 
 namespace orv::tool {
 
-/// One byte per dot of a page.
-struct Dots {
-  int width;
-  int height;
-  std::vector<std::uint8_t> values;
-
-  const std::uint8_t* Row(int y) const {
-    return values.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(width);
-  }
-  std::uint8_t At(int x, int y) const { return Row(y)[x]; }
-};
-
-/// Calls `valueOf` for every pixel.
-template <typename Value>
-Dots DotsOf(Bitmap* page, const Value& valueOf) {
-  const PagePixels pixels(page);
-  Dots dots{pixels.width(), pixels.height(), {}};
-  dots.values.reserve(static_cast<std::size_t>(dots.width) * static_cast<std::size_t>(dots.height));
-  ForEachPixel(
-      pixels, [&](const unsigned char* pixel, int, int) { dots.values.push_back(valueOf(pixel)); });
-  return dots;
-}
-
-/// The grey values of a page, truncated.
-Dots GreyDotsOf(Bitmap* page);
-/// The same dots with rows and columns exchanged.
-Dots Transposed(const Dots& dots);
-
-/// A bar, from `start` up to `end` along the scan lines, in dots from the page's edge. Edges of
-/// grey dots are between whole dots.
-struct Bar {
-  double start;
-  double end;
-};
-
 /// A bar code. The scan lines cross its bars: they are rows of the page, or columns if the code is
-/// turned by a quarter.
+/// turned by a quarter. If it is tilted, bars and lines are those of the straightened part.
 struct BarCode {
   bool isTurned = false;
+  bool isInverse = false;  ///< light bars on dark ground; `bars` are the spaces between them
+  TiltedPart part;         ///< of the transposed page if the code is turned; without slope unused
   std::vector<Bar> bars;
   int firstLine = 0;  ///< the scan lines that cross every bar
   int endLine = 0;
@@ -65,6 +32,16 @@ struct BarCode {
   double NarrowestGap() const;
   /// Whether dithering leaves holes in the bars, or spots between them.
   bool IsPale() const { return paper - barInk < 0.98 * 255; }
+
+  bool IsTilted() const { return part.slope != 0; }
+  /// The angle between the bars and the dots of the page, 0 to 45 degrees.
+  double Tilt() const;
+  /// Whether planes can be measured. The values of tilted bars are less exact, and unknown beyond
+  /// 11 degrees; readers expect light paper.
+  bool CanMeasure() const;
+
+  /// The place on the page of a place along a scan line.
+  std::pair<int, int> PlaceOf(double along, int line) const;
   /// The part of the page that all bars cover.
   PageArea Area() const;
 };

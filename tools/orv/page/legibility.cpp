@@ -122,9 +122,15 @@ class BarMeter {
 void MeasureBars(const std::vector<BarCode>& codes, const Dots& ink, Legibility* result) {
   const Dots turned = Transposed(ink);
   for (const BarCode& code : codes) {
+    if (!code.CanMeasure()) {
+      result->unmeasured.push_back(code);
+      continue;
+    }
     BarCodeResult& measured = result->codes.emplace_back();
     measured.code = code;
-    BarMeter(&measured).Measure(measured.code.isTurned ? turned : ink);
+    const Dots& dots = code.isTurned ? turned : ink;
+    BarMeter meter(&measured);
+    code.IsTilted() ? meter.Measure(Straightened(dots, code.part, 0)) : meter.Measure(dots);
   }
 }
 

@@ -54,11 +54,12 @@ struct BarCodeResult {
 
 struct Legibility {
   std::vector<BarCodeResult> codes;
-  std::int64_t lineInk = 0;     ///< dots of text, lines and bars
-  std::int64_t lineErrors = 0;  ///< those that are white, and ink on the paper around them
-  std::int64_t ink = 0;         ///< dots
-  std::int64_t dots = 0;        ///< single dots of ink
-  std::int64_t holes = 0;       ///< single white dots in ink
+  std::vector<BarCode> unmeasured;  ///< bar codes that cannot be measured on any plane
+  std::int64_t lineInk = 0;         ///< dots of text, lines and bars
+  std::int64_t lineErrors = 0;      ///< those that are white, and ink on the paper around them
+  std::int64_t ink = 0;             ///< dots
+  std::int64_t dots = 0;            ///< single dots of ink
+  std::int64_t holes = 0;           ///< single white dots in ink
   std::int64_t blocks = 0;
   double tone = 0;       ///< mean error of a block, as a fraction of full ink
   double worstTone = 0;  ///< the largest error

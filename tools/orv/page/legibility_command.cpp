@@ -38,38 +38,48 @@ std::wstring WidthText(const WidthErrors& errors) {
 }
 
 /// The left top corner of the bar that is damaged most.
-std::pair<double, double> WorstBar(const BarCodeResult& result) {
-  const double start = std::round(result.code.bars[result.worstBar].start);
-  const double line = result.code.firstLine;
-  return result.code.isTurned ? std::pair(line, start) : std::pair(start, line);
+std::pair<int, int> WorstBar(const BarCodeResult& result) {
+  return result.code.PlaceOf(result.code.bars[result.worstBar].start, result.code.firstLine);
 }
 
-/// Explains which bar codes do not scan, and what to do.
+/// Bar codes with the same fault, and their places.
+class FaultyCodes {
+ public:
+  explicit FaultyCodes(const wchar_t* fault) : fault_(fault) {}
+
+  void Add(const PageOptions& options, const BarCode& code) {
+    const PageArea area = code.Area();
+    const std::wstring advice = BarAdvice(options, code);
+    ++count_;
+    places_ += L"\n  " + PlaceText(options, area.x, area.y);
+    if (!advice.empty()) places_ += L", " + advice;
+  }
+
+  std::wstring Text() const {
+    if (count_ == 0) return {};
+    const wchar_t* const codes = count_ == 1 ? L"code is" : L"codes are";
+    return Format(L"\n%d bar %ls %ls, at:", count_, codes, fault_) + places_ + L"\n";
+  }
+
+ private:
+  const wchar_t* fault_;
+  std::wstring places_;
+  int count_ = 0;
+};
+
+/// Explains which bar codes do not scan or are not measured, and what to do.
 std::string FailuresText(const PageOptions& options, const Legibility& legibility) {
-  std::wstring pale;
-  std::wstring damaged;
-  int paleCount = 0;
-  int damagedCount = 0;
+  FaultyCodes pale(L"too pale to scan when dithered (use --method mixed or a darker colour)");
+  FaultyCodes damaged(L"damaged and will not scan");
+  FaultyCodes unmeasured(L"not measured and may not scan");
   for (const BarCodeResult& result : legibility.codes) {
     if (result.Scans()) continue;
-    const PageArea area = result.code.Area();
-    const std::wstring advice = BarAdvice(options, result.code);
     // Dithering leaves holes in pale bars; anything else is damage.
     const bool isPale = result.code.IsPale() && result.errors.holes > 0;
-    (isPale ? paleCount : damagedCount) += 1;
-    (isPale ? pale : damaged) +=
-        L"\n  " + PlaceText(options, area.x, area.y) + (advice.empty() ? L"" : L", " + advice);
+    (isPale ? pale : damaged).Add(options, result.code);
   }
-  const auto text = [](int count, const wchar_t* why, const std::wstring& places) {
-    return count == 0 ? std::wstring()
-                      : Format(L"\n%d bar %ls %ls, at:", count,
-                               count == 1 ? L"code is" : L"codes are", why) +
-                            places + L"\n";
-  };
-  return WideToUtf8(text(paleCount,
-                         L"too pale to scan when dithered (use --method mixed or a darker colour)",
-                         pale) +
-                    text(damagedCount, L"damaged and will not scan", damaged));
+  for (const BarCode& code : legibility.unmeasured) unmeasured.Add(options, code);
+  return WideToUtf8(pale.Text() + damaged.Text() + unmeasured.Text());
 }
 
 void AddWidths(JsonWriter* json, const char* key, const WidthErrors& errors) {
@@ -82,13 +92,8 @@ void AddWidths(JsonWriter* json, const char* key, const WidthErrors& errors) {
 }
 
 void AddBarCode(JsonWriter* json, const PageOptions& options, const BarCodeResult& result) {
-  const PageArea area = result.code.Area();
   json->BeginObject();
-  AddPlace(json, options, area.x, area.y);
-  json->Member("width", area.width);
-  json->Member("height", area.height);
-  json->Member("bars", static_cast<std::int64_t>(result.code.bars.size()));
-  json->Member("turned", result.code.isTurned);
+  AddArea(json, options, result.code);
   json->Member("moduleDots", result.code.module);
   json->Member("symbolContrast", result.code.Contrast());
   json->Member("modulation", result.code.modulation);
@@ -112,6 +117,14 @@ void AddToJson(JsonWriter* json, const PageOptions& options, const Legibility& l
   for (const BarCodeResult& result : legibility.codes) AddBarCode(json, options, result);
   json->EndArray();
   json->Member("failedBarCodes", legibility.Failed());
+  json->Key("unmeasuredBarCodes");
+  json->BeginArray();
+  for (const BarCode& code : legibility.unmeasured) {
+    json->BeginObject();
+    AddArea(json, options, code);
+    json->EndObject();
+  }
+  json->EndArray();
   AddWidths(json, "bars", errors.bars);
   AddWidths(json, "spaces", errors.spaces);
   json->Member("holes", errors.holes);
@@ -133,11 +146,15 @@ void AddToJson(JsonWriter* json, const PageOptions& options, const Legibility& l
 }
 
 std::wstring CodesText(const Legibility& legibility) {
-  if (legibility.codes.empty()) return L"none";
-  const std::wstring count = Format(L"%d found, ", static_cast<int>(legibility.codes.size()));
-  if (legibility.Failed() == 0) return count + L"all of them scan";
-  return count + Format(L"%lld of them %ls not scan", Number(legibility.Failed()),
-                        legibility.Failed() == 1 ? L"does" : L"do");
+  const auto measured = static_cast<int>(legibility.codes.size());
+  const auto unmeasured = static_cast<int>(legibility.unmeasured.size());
+  if (measured + unmeasured == 0) return L"none";
+  std::wstring text = Format(L"%d found", measured + unmeasured);
+  if (unmeasured > 0) text += Format(L", %d not measured", unmeasured);
+  if (measured == 0) return text;
+  const auto failed = static_cast<int>(legibility.Failed());
+  if (failed == 0) return text + (unmeasured > 0 ? L", the others scan" : L", all of them scan");
+  return text + Format(L", %d of them %ls not scan", failed, failed == 1 ? L"does" : L"do");
 }
 
 /// Adds lines about the bars of all bar codes.
@@ -276,10 +293,11 @@ void AddPageLegibilityCommand(CLI::App* group) {
       "the rest in blocks of 16 x 16 dots. Scores are percentages, 0 is best; in the total, specks "
       "count\n"
       "one tenth, and each bar code that does not scan adds 100.\n"
-      "JSON: page; barCodes with place, size, moduleDots, symbolContrast, modulation, "
-      "readableLines,\n"
-      "scans, mark and worstBar; failedBarCodes; bars and spaces with count, meanDots, "
-      "greatestDots;\n"
+      "JSON: page; barCodes with place, size, tiltDegrees, moduleDots, symbolContrast, "
+      "modulation,\n"
+      "readableLines, scans, mark and worstBar; failedBarCodes; unmeasuredBarCodes with place, "
+      "size,\n"
+      "tiltDegrees and inverse; bars and spaces with count, meanDots, greatestDots;\n"
       "holes, spots, brokenEdges, lineInk, lineErrors, ink, isolatedDots, isolatedHoles, "
       "toneBlocks,\n"
       "meanToneError, greatestToneError, barMark, lineMark, toneMark, speckMark, loss. With "

@@ -195,7 +195,24 @@ LineArt::LineArt(const Dots& grey, const std::vector<BarCode>& codes)
       Set(x, run.y, grey.At(x, run.y) < middle ? kInkMark : kWhiteMark);
     }
   });
-  for (const BarCode& code : codes) MarkBars(grey, code);
+  for (const BarCode& code : codes) {
+    code.IsTilted() ? MarkTiltedBars(grey, code) : MarkBars(grey, code);
+  }
+}
+
+void LineArt::MarkTiltedBars(const Dots& grey, const BarCode& code) {
+  if (!code.CanMeasure()) return;
+  const PageArea area = code.Area();
+  for (int y = std::max(area.y, 0); y < std::min(area.y + area.height, grey.height); ++y) {
+    for (int x = std::max(area.x, 0); x < std::min(area.x + area.width, grey.width); ++x) {
+      const double along = code.isTurned ? code.part.ColumnOf(y, x) : code.part.ColumnOf(x, y);
+      const double line = code.isTurned ? code.part.LineOf(y, x) : code.part.LineOf(x, y);
+      const bool isInside = along >= code.bars.front().start && along < code.bars.back().end &&
+                            line >= code.firstLine && line < code.endLine;
+      if (!isInside) continue;
+      Set(x, y, grey.At(x, y) < (code.paper + code.ink) / 2 ? kInkMark : kWhiteMark);
+    }
+  }
 }
 
 void LineArt::MarkBars(const Dots& grey, const BarCode& code) {

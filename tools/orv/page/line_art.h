@@ -27,6 +27,7 @@ class LineArt {
   enum Mark : std::uint8_t { kNoMark, kWhiteMark, kInkMark };
 
   void MarkBars(const Dots& grey, const BarCode& code);
+  void MarkTiltedBars(const Dots& grey, const BarCode& code);
   void Set(int x, int y, Mark mark) {
     marks_.values[static_cast<std::size_t>(y) * static_cast<std::size_t>(marks_.width) +
                   static_cast<std::size_t>(x)] = mark;
