@@ -192,8 +192,9 @@ TEST(Validation, RepairsAndNamesEachField) {
 TEST(Validation, NamesEverythingInOneLineInOrder) {
   tagOEMDEV record;
   std::memset(&record, 0xEE, sizeof(record));
+  const Config& config = TestConfig();  // the load is logged, too
   LogCapture log;
-  EnsureValidOEMDevmode(nullptr, &TestConfig(), &record);
+  EnsureValidOEMDevmode(nullptr, &config, &record);
   // Each line begins with the source.
   ExpectText("devmode_order", log.TakeText());
   for (std::size_t offset = 1936; offset < 2576; offset += 80) {
