@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdint>
+#include <cstdlib>
+#include <limits>
 #include <optional>
 #include <thread>
 
@@ -15,6 +17,7 @@
 #include "platform/files.h"
 #include "platform/letter_case.h"
 #include "platform/modules.h"
+#include "platform/unload.h"
 #include "tests/fixtures.h"
 
 namespace {
@@ -107,6 +110,7 @@ TEST_F(RegistryTest, KeepsTypesAndBytes) {
   }
   EXPECT_EQ(values[1].data[2], 'e');  // two bytes per unit, little-endian
   EXPECT_EQ(RegistryValue::FromNumber(0x04030201).data, (std::vector<BYTE>{1, 2, 3, 4}));
+  EXPECT_EQ((RegistryValue{REG_SZ, {'a', 0, 'b'}}.Text()), L"a");  // without half a unit
 }
 
 TEST_F(RegistryTest, MissingKeysAndValuesAreNotFound) {
@@ -293,6 +297,13 @@ TEST(Files, NamesAndPathsConvertBothWays) {
   orv::test::WriteBytes(orv::ToPath(name), "x");
   EXPECT_EQ(orv::FromPath(orv::ToPath(name)), name);
   EXPECT_TRUE(std::filesystem::exists(folder.path() / std::filesystem::path(u8"\u00e9\u20ac.txt")));
+#if !defined(_WIN32)  // names can be any bytes
+  EXPECT_EQ(orv::FromFileName("a\xFF\xC3-\x80"), L"a\xDCFF\xDCC3-\xDC80");
+  for (const std::string bytes :
+       {"a\xFF\xC3-\x80", "\xF0\x9F\x98\x80\x80-", "\xEF\xBF\xBD\xFE\xC3\xA9"}) {
+    EXPECT_EQ(orv::ToPath(orv::FromFileName(bytes)), bytes);
+  }
+#endif
 }
 
 TEST(ExclusiveFile, CannotBeOpenedTwice) {
@@ -312,7 +323,11 @@ TEST(ExclusiveFile, CannotBeOpenedTwice) {
   ASSERT_TRUE(other.Open(name));
   ASSERT_TRUE(other.Append(" second", 7));
   other.Close();
+  EXPECT_FALSE(other.Append("x", 1));
   EXPECT_EQ(orv::test::ReadBytes(name), "first second");
+  ASSERT_TRUE(file.Open(name));
+  ASSERT_TRUE(file.Open(folder.path() / "second"));  // releases the first
+  EXPECT_TRUE(other.Open(name));
   EXPECT_FALSE(other.Open(folder.path()));
   EXPECT_FALSE(other.Open(folder.path() / "missing" / "file"));
 }
@@ -390,6 +405,23 @@ TEST(Clock, MatchesTheCLibrary) {
   }
   EXPECT_TRUE(isFound);
   EXPECT_TRUE(now.millisecond >= 0 && now.millisecond < 1000);
+  orv::LocalTime none;
+  EXPECT_FALSE(orv::ToLocalTime(std::numeric_limits<std::int64_t>::max(), &none));
 }
+
+#if !defined(_WIN32)  // there this process still needs what the functions release
+TEST(Unload, CallsEachFunctionOnceTheLastOneFirst) {
+  static std::string s_called;
+  const auto call = [] {
+    s_called.clear();
+    void (*const first)() = [] { s_called += '1'; };
+    void (*const second)() = [] { s_called += '2'; };
+    for (void (*const release)() : {first, second, first}) orv::AtUnload(release);
+    orv::CallUnloadFunctions();
+    std::exit(s_called.starts_with("21") && s_called.find('1', 2) == s_called.npos ? 0 : 1);
+  };
+  EXPECT_EXIT(call(), testing::ExitedWithCode(0), "");
+}
+#endif
 
 }  // namespace

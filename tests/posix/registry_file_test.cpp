@@ -1,6 +1,7 @@
 /// The files of the settings store, and changes to them from outside.
 
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <signal.h>
 #include <sqlite3.h>
 #include <sys/resource.h>
@@ -16,6 +17,8 @@
 #include "orv/session/session_data.h"
 #include "orv/settings/settings.h"
 #include "platform/posix/hive.h"
+#include "platform/posix/user_folder.h"
+#include "platform/processes.h"
 #include "tests/fixtures.h"
 
 namespace {
@@ -94,6 +97,10 @@ TEST_F(RegistryFileTest, IsInTheUsersDataFolder) {
     Write(L"text");
     EXPECT_TRUE(std::filesystem::exists(folder_.path() / folder / "user.sqlite"));
   }
+  SetVariable("XDG_DATA_HOME", "relative");  // is ignored
+  EXPECT_EQ(orv::UserFolder("XDG_DATA_HOME", "x"), folder_.path() / "x");
+  SetVariable("HOME", "relative");
+  EXPECT_EQ(orv::UserFolder("XDG_DATA_HOME", "x"), std::string(getpwuid(getuid())->pw_dir) + "/x");
   SetVariable("XDG_DATA_HOME", {});
   SetVariable("HOME", home);
 }
@@ -426,9 +433,11 @@ TEST_F(RegistryFileTest, AForkedProcessOpensItsOwnConnection) {
   Write(L"parent");
   RegistryKey key;
   ASSERT_EQ(key.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kReadWrite), ERROR_SUCCESS);
+  EXPECT_EQ(orv::CurrentProcessId(), static_cast<DWORD>(getpid()));
   InAnotherProcess([&] {
     // The open key is still valid here.
-    return orv::SetRegistryValue(key.get(), L"Value", RegistryValue::FromText(L"child")) ==
+    return orv::CurrentProcessId() == static_cast<DWORD>(getpid()) &&
+           orv::SetRegistryValue(key.get(), L"Value", RegistryValue::FromText(L"child")) ==
                ERROR_SUCCESS &&
            Read() == L"child";
   });
