@@ -8,21 +8,24 @@
 namespace orv::test {
 namespace {
 
+int ChannelCount(const PngKind& kind) {
+  constexpr int kCounts[] = {1, 0, 3, 1, 2, 0, 4};
+  return kCounts[kind.colourType];
+}
+
 /// A sample of a channel, from 0 to the maximum for its depth.
-unsigned Sample(int depth, int x, int y, int channel) {
+unsigned Sample(const PngKind& kind, int x, int y, int channel) {
+  const unsigned max = (1u << kind.depth) - 1;
+  const bool isAlpha = kind.colourType >= 4 && channel == ChannelCount(kind) - 1;
+  if (isAlpha && !kind.hasAlpha) return max;
   const unsigned value = static_cast<unsigned>(x * 37 + y * 101 + channel * 59) * 257u;
-  return value >> 3 & ((1u << depth) - 1);
+  return value >> 3 & max;
 }
 
 /// Colours of the palette, with alpha for transparent entries.
 std::uint32_t PaletteColour(const PngKind& kind, unsigned index) {
   const std::uint32_t alpha = kind.hasTransparency && index < 9 ? index * 20 : 255;
   return alpha << 24 | (index * 7 & 255) << 16 | (255 - index) << 8 | (index * 3 & 255);
-}
-
-int ChannelCount(const PngKind& kind) {
-  constexpr int kCounts[] = {1, 0, 3, 1, 2, 0, 4};
-  return kCounts[kind.colourType];
 }
 
 std::string BigEndian(std::uint32_t value) {
@@ -78,7 +81,7 @@ std::string Rows(const PngKind& kind, int width, int height, int fromX, int from
     int bitCount = 0;
     for (int x = fromX; x < width; x += stepX) {
       for (int channel = 0; channel < ChannelCount(kind); ++channel) {
-        bits = bits << kind.depth | Sample(kind.depth, x, y, channel);
+        bits = bits << kind.depth | Sample(kind, x, y, channel);
         for (bitCount += kind.depth; bitCount >= 8; bitCount -= 8) {
           rows += static_cast<char>(bits >> (bitCount - 8));
         }
@@ -130,11 +133,11 @@ void WritePng(const std::filesystem::path& path, const PngKind& kind, int width,
 
 std::uint32_t PngColour(const PngKind& kind, int x, int y) {
   const auto channel = [&](int index) {
-    const unsigned sample = Sample(kind.depth, x, y, index);
+    const unsigned sample = Sample(kind, x, y, index);
     if (kind.depth == 16) return sample >> 8;
     return sample * 255 / ((1u << kind.depth) - 1);
   };
-  if (kind.colourType == 3) return PaletteColour(kind, Sample(kind.depth, x, y, 0));
+  if (kind.colourType == 3) return PaletteColour(kind, Sample(kind, x, y, 0));
   const bool isGrey = kind.colourType == 0 || kind.colourType == 4;
   const unsigned alpha = kind.colourType >= 4 ? channel(isGrey ? 1 : 3) : 255;
   if (isGrey) return alpha << 24 | channel(0) * 0x010101;

@@ -21,6 +21,7 @@ inline constexpr PngKind kPngKinds[] = {
     {"RGB 16", 2, 16, false, false},
     {"RGBA", 6, 8, true, false},
     {"RGBA 16", 6, 16, true, false},
+    {"opaque RGBA", 6, 8, false, false},
     {"grey 1", 0, 1, false, false},
     {"grey 2", 0, 2, false, false},
     {"grey 4", 0, 4, false, false},
