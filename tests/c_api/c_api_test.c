@@ -257,8 +257,10 @@ static int32_t split(const char* colour) {
   const orv_image image = Image(ORV_FORMAT_BGR24, page);
   const orv_image background = Image(ORV_FORMAT_BGR24, planes[0]);
   const orv_image highlight = Image(ORV_FORMAT_BGR24, planes[1]);
-  const int32_t code = orv_page_split(&image, (uint32_t)strtoul(colour, NULL, 16), 0.01,
-                                      ORV_DITHER_MATRIX4, 128, &background, &highlight);
+  int32_t code;
+  memset(planes, 0xFF, sizeof(planes));
+  code = orv_page_split(&image, (uint32_t)strtoul(colour, NULL, 16), 0.01, ORV_DITHER_MATRIX4, 128,
+                        &background, &highlight);
   if (code != ORV_OK) return code;
   AddHex(planes[0], kPageBytes);
   strcat(output, " ");
