@@ -126,6 +126,7 @@ TEST_F(CInterface, CutsMessagesToTheBuffer) {
 }
 
 TEST_F(CInterface, ListsItemsOfLargerStructures) {
+  EXPECT_EQ(orv_stock_value_name(std::size(orv_stock_item{}.values)), nullptr);
   constexpr std::uint32_t kSize = sizeof(orv_stock_item);
   const struct {
     std::uint32_t size;

@@ -451,6 +451,9 @@ static void PassNull(void) {
   REFUSES(orv_page_dither(&wrong, ORV_DITHER_NONE, 0, 0));
   wrong.height = ORV_MAX_IMAGE_SIDE + 1;
   REFUSES(orv_page_dither(&wrong, ORV_DITHER_NONE, 0, 0));
+  wrong = image;
+  wrong.width = 0;
+  REFUSES(orv_page_dither(&wrong, ORV_DITHER_NONE, 0, 0));
   REFUSES(orv_page_to_one_bit(&image, &image));
   REFUSES(orv_page_bounds(&image, bounds));
   REFUSES(orv_page_split(&image, 0xFF0000, 0.1, ORV_DITHER_NONE, 0, &image, NULL));
