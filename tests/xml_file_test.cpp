@@ -344,7 +344,11 @@ TEST_F(XmlFile, FailuresLeaveFilesAndDocumentsWhole) {
   EXPECT_FALSE(doc.Save(Path(L"missing/x.xml")));
   EXPECT_EQ(doc.GetError(),
             L"cannot write " + Path(L"missing/x.xml") + L": no such file or folder");
-  EXPECT_FALSE(doc.Open(Path(L"missing.xml"), CMarkup::DOC_READFILE));
+  for (const auto& [name, flag] : {std::pair(L"missing.xml", CMarkup::DOC_READFILE),
+                                   std::pair(L"missing/x.xml", CMarkup::DOC_WRITEFILE)}) {
+    EXPECT_FALSE(doc.Open(Path(name), flag));
+    EXPECT_EQ(doc.GetError(), L"cannot open " + Path(name) + L": no such file or folder");
+  }
   EXPECT_FALSE(doc.Open(Path(L"x.xml"), 0));
   // Abandoning a file that is being written keeps the old one.
   Put(L"old.xml", "<old/>");
