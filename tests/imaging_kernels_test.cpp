@@ -250,6 +250,23 @@ TEST_P(Kernels, ReduceToOneBitIdentically) {
   });
 }
 
+TEST_P(Kernels, WriteGreyPixelsIdentically) {
+  const auto work = [](const ImagingKernels& kernels, const PixelPlane& plane) {
+    // The bytes at the start of the row are the greys of all of it.
+    const auto size = static_cast<std::size_t>(3 * plane.width);
+    for (const Edge edge : test::kEdges) {
+      const Guarded<std::uint8_t> pixels(size, edge);
+      kernels.greyPixels(plane.Row(0), plane.width, pixels.data());
+      EXPECT_TRUE(pixels.IsUntouchedAround());
+      if (edge != Edge::kBegin) std::copy_n(pixels.data(), size, plane.Row(0));
+    }
+  };
+  for (int width = 0; width <= 130; ++width) {
+    const Picture& picture = Pictures()[static_cast<std::size_t>(width) % Pictures().size()];
+    ExpectSame(picture, width, 1, width % 4, work);
+  }
+}
+
 TEST_P(Kernels, ExtractTheHighlightIdentically) {
   const HighlightRule rules[] = {{0xFFE03030, 0.05}, {0xFF0000FF, 0.3},         {0xFFE03030, 0},
                                  {0xFFFFFFFF, 1.0},  {0xFF808080, -0.1},        {0xFF00FF00, 1e300},

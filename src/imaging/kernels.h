@@ -87,6 +87,9 @@ struct ImagingKernels {
   /// a row's last byte become 1.
   void (*monochrome)(const PixelPlane& source, std::uint8_t* target, std::ptrdiff_t targetStride);
 
+  /// Writes each of `count` greys as a pixel.
+  void (*greyPixels)(const std::uint8_t* greys, int count, std::uint8_t* pixels);
+
   /// Replaces pixels of the highlight with their grey, stretched so that the highlight colour
   /// itself becomes black, and all others with white. In place.
   void (*extractHighlight)(const PixelPlane& band, const HighlightRule& rule,

@@ -113,6 +113,10 @@ void Monochrome(const PixelPlane& source, std::uint8_t* target, std::ptrdiff_t t
   }
 }
 
+void GreyPixels(const std::uint8_t* greys, int count, std::uint8_t* pixels) {
+  for (int i = 0; i < count; ++i, pixels += 3) std::memset(pixels, greys[i], 3);
+}
+
 void ExtractHighlight(const PixelPlane& plane, const HighlightRule& rule, HighlightLimits*) {
   const float factor = StretchFactor(rule.colour);
   for (int y = 0; y < plane.height; ++y) {
@@ -145,6 +149,7 @@ const ImagingKernels kPlainKernels = {
     Diffuse<SierraLite>,
     Ordered,
     Monochrome,
+    GreyPixels,
     ExtractHighlight,
     Whiten,
     Scan::FirstRow,

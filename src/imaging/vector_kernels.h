@@ -86,12 +86,31 @@ void Monochrome(const PixelPlane& source, std::uint8_t* target, std::ptrdiff_t t
   }
 }
 
+/// Repeats each of 16 bytes for the bytes of a pixel, a third of these at a time.
+class Thirds {
+ public:
+  Vec Of(Vec bytes, int third) const { return Shuffle(bytes, indexes_[third]); }
+
+ private:
+  const Vec indexes_[3] = {Indexes(0, 0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5),
+                           Indexes(5, 5, 6, 6, 6, 7, 7, 7, 8, 8, 8, 9, 9, 9, 10, 10),
+                           Indexes(10, 11, 11, 11, 12, 12, 12, 13, 13, 13, 14, 14, 14, 15, 15, 15)};
+};
+
+void GreyPixels(const std::uint8_t* greys, int count, std::uint8_t* pixels) {
+  constexpr int kCount = 16 * kHalves;
+  const Thirds thirds;
+  for (; count >= kCount; count -= kCount, greys += kCount, pixels += 3 * kCount) {
+    const Vec bytes = LoadAll(greys);
+    for (int i = 0; i < 3; ++i) Store(pixels + 16 * i, pixels + 16 * i + 48, thirds.Of(bytes, i));
+  }
+  kPlainKernels.greyPixels(greys, count, pixels);
+}
+
 void Whiten(const PixelPlane& plane, const PixelPlane& mask) {
   constexpr int kCount = 16 * kHalves;
   const WhitePixels<false> whitePixels;
-  const Vec thirds[3] = {Indexes(0, 0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5),
-                         Indexes(5, 5, 6, 6, 6, 7, 7, 7, 8, 8, 8, 9, 9, 9, 10, 10),
-                         Indexes(10, 11, 11, 11, 12, 12, 12, 13, 13, 13, 14, 14, 14, 15, 15, 15)};
+  const Thirds thirds;
   for (int y = 0; y < plane.height; ++y) {
     std::uint8_t* row = plane.Row(y);
     const std::uint8_t* maskRow = mask.Row(y);
@@ -102,7 +121,7 @@ void Whiten(const PixelPlane& plane, const PixelPlane& mask) {
       if (SignBits8(white) == kAllSignBits8) continue;
       for (int i = 0; i < 3; ++i) {
         std::uint8_t* pixels = row + 3 * x + 16 * i;
-        const Vec whiten = AndNot(Shuffle(white, thirds[i]), Set8(255));
+        const Vec whiten = AndNot(thirds.Of(white, i), Set8(255));
         Store(pixels, pixels + 48, Or(Load(pixels, pixels + 48), whiten));
       }
     }
@@ -156,6 +175,7 @@ constexpr ImagingKernels kVectorKernels = {
     SierraLite,
     Ordered,
     Monochrome,
+    GreyPixels,
     ExtractHighlight,
     Whiten,
     VectorScan::FirstRow,

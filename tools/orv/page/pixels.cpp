@@ -6,8 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <functional>
-#include <numeric>
 #include <utility>
 
 #include "orv/imaging/bitmap_helper.h"
@@ -160,13 +158,23 @@ void ColourBits(Bitmap* bits, Color colour) {
   const int bytes = (static_cast<int>(data.Width) + 7) / 8;
   const auto unused = static_cast<BYTE>(0xFF >> ((data.Width + 7) % 8 + 1));
   const bool startsWhite = (*first & 0x80) != 0;
-  BYTE any = 0;
+  const std::uint64_t flip = startsWhite ? ~std::uint64_t{0} : 0;
+  std::uint64_t any = 0;
   for (UINT y = 0; y < data.Height; ++y) {
     BYTE* const row = first + std::ptrdiff_t{data.Stride} * y;
-    if (startsWhite)
-      std::transform(row, row + bytes, row, [](BYTE b) { return static_cast<BYTE>(~b); });
-    row[bytes - 1] = static_cast<BYTE>(row[bytes - 1] & ~unused);
-    any = std::accumulate(row, row + bytes, any, std::bit_or<BYTE>());
+    int x = 0;
+    for (; x + 8 < bytes; x += 8) {
+      std::uint64_t eight;
+      std::memcpy(&eight, row + x, sizeof eight);
+      eight ^= flip;
+      any |= eight;
+      std::memcpy(row + x, &eight, sizeof eight);
+    }
+    for (; x < bytes; ++x) {
+      row[x] = static_cast<BYTE>(row[x] ^ flip);
+      if (x == bytes - 1) row[x] = static_cast<BYTE>(row[x] & ~unused);
+      any |= row[x];
+    }
   }
   bits->UnlockBits(&data);
   const std::uint32_t ink = colour.GetValue() & kWhite;
