@@ -27,6 +27,7 @@
 #include "platform/files.h"
 #include "platform/heap.h"
 #include "platform/modules.h"
+#include "platform/png_resolution.h"
 #include "tests/devmode_fixture.h"
 #include "tests/fixtures.h"
 #include "tests/xml_fixture.h"
@@ -520,11 +521,13 @@ TEST_F(Faults, CreatesBitmapsOrFails) {
   Color black(0xFF000000);
   Bitmap* made = nullptr;
   Bitmap* second = nullptr;
+  std::string encoded;
   // Each returns whether it created a bitmap.
   std::vector<std::pair<const char*, std::function<bool()>>> makers = {
       {"create", [&] { return (made = BitmapHelper::CreateBitmap(9, 9, PixelFormat1bppIndexed)); }},
       {"load a page", [&] { return LoadPng(path.c_str(), &made) == Ok; }},
       {"save a page", [&] { return SavePng(page.get(), path.c_str()) == Ok; }},
+      {"encode a page", [&] { return EncodePng(page.get(), {}, &encoded) == Ok; }},
       {"copy a page", [&] { return (made = grey->Clone(0, 0, 40, 30, PixelFormat8bppIndexed)); }},
   };
   for (int method = 0; method <= 5; ++method) {

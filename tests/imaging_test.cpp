@@ -9,6 +9,7 @@
 #include <memory>
 #include <new>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "base/utf8.h"
@@ -16,6 +17,7 @@
 #include "orv/imaging/bitmap_helper.h"
 #include "orv/imaging/color_extensions.h"
 #include "platform/files.h"
+#include "platform/png_resolution.h"
 #include "tests/fixtures.h"
 #include "tests/guarded.h"
 #include "tests/png_file.h"
@@ -778,6 +780,9 @@ TEST(Png, WritesWhatItReads) {
     OwnedBitmap loaded;
     ASSERT_EQ(LoadPng(path.c_str(), Out(loaded)), Ok);
     EXPECT_EQ(Pixels(loaded.get()), Pixels(page.get()));
+    std::string bytes;
+    ASSERT_EQ(EncodePng(page.get(), {}, &bytes), Ok);
+    EXPECT_EQ(bytes, test::ReadBytes(ToPath(path)));
   }
   EXPECT_NE(SavePng(pages[0].get(), folder.Name(L"missing/page.png").c_str()), Ok);
 }

@@ -1,7 +1,6 @@
 #include <cups/raster.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -12,7 +11,6 @@
 
 #include "orv/platform/graphics.h"
 #include "orv/text/utf8.h"
-#include "platform/png_resolution.h"
 #include "tools/orv/page/file.h"
 #include "tools/orv/page/pixels.h"
 
@@ -85,8 +83,8 @@ void WritePng(const std::string& path, const Rows& rows, unsigned dpi) {
       std::reverse_copy(rgb, rgb + 3, pixel);
     });
   }
-  const auto perMetre = static_cast<std::uint32_t>(std::lround(dpi / orv::kMetresPerInch));
-  orv::SavePngWithResolution(&page, orv::FromUtf8(path).c_str(), {perMetre, perMetre});
+  const orv::tool::Resolution resolution = {static_cast<double>(dpi), static_cast<double>(dpi)};
+  std::ofstream(path, std::ios::binary) << orv::tool::PngOf(&page, resolution);
 }
 
 /// Damaged copies of a raster: cut off, a page of nearly four milliards of rows, and noise.

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
 #include "orv/platform/graphics.h"
 
@@ -20,7 +21,9 @@ struct PngResolution {
 /// also nothing if it stores none; on Windows the system then reports 96 dots per inch.
 std::optional<PngResolution> ReadPngResolution(const wchar_t* path);
 
-/// Writes a bitmap like `SavePng`, with its resolution. On Windows the bitmap keeps the resolution.
-Status SavePngWithResolution(Bitmap* bitmap, const wchar_t* path, const PngResolution& resolution);
+/// Encodes a bitmap as the bytes of a PNG file, with its resolution if that is given. On Windows
+/// the bitmap keeps the resolution. After a failure `*bytes` is not changed.
+Status EncodePng(Bitmap* bitmap, const std::optional<PngResolution>& resolution,
+                 std::string* bytes);
 
 }  // namespace orv

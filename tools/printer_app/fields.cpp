@@ -111,12 +111,6 @@ constexpr std::string_view kGeneralFields[] = {
     "ImageOptimization",
 };
 
-template <typename Condition>
-const RecordField* FindFieldIf(const Condition& isIt) {
-  const auto found = std::ranges::find_if(RecordFields(), isIt);
-  return found != RecordFields().end() ? &*found : nullptr;
-}
-
 /// The values that the record's rule allows; nothing if the printer does not offer the setting.
 Limits RuleLimits(const Config& config, const RecordField& field) {
   const FieldRule& rule = field.rule;
@@ -133,7 +127,8 @@ Limits RuleLimits(const Config& config, const RecordField& field) {
 }  // namespace
 
 const RecordField* FieldNamed(std::string_view name) {
-  return FindFieldIf([name](const RecordField& field) { return field.name == name; });
+  const auto found = std::ranges::find(RecordFields(), name, &RecordField::name);
+  return found != RecordFields().end() ? &*found : nullptr;
 }
 
 std::string OptionName(const RecordField& field) {
@@ -142,8 +137,9 @@ std::string OptionName(const RecordField& field) {
   return name;
 }
 
-const RecordField* FieldOfOption(std::string_view option) {
-  return FindFieldIf([option](const RecordField& field) { return OptionName(field) == option; });
+const RecordField* FieldOfOption(std::string option) {
+  std::ranges::replace(option, '-', '.');
+  return FieldNamed(option);
 }
 
 const std::vector<LabelMode>& LabelModes() {

@@ -26,7 +26,7 @@ const RecordField* FieldNamed(std::string_view name);
 /// The name of a field's vendor option: a hyphen instead of the dot, which PAPPL refuses.
 std::string OptionName(const RecordField& field);
 /// The field of a vendor option, null if it is not one of the record.
-const RecordField* FieldOfOption(std::string_view option);
+const RecordField* FieldOfOption(std::string option);
 
 /// A label mode of IPP and the field that turns its device on.
 struct LabelMode {

@@ -12,6 +12,7 @@
 #include "imaging/dithering.h"
 #include "imaging/pixels.h"
 #include "orv/imaging/bitmap_helper.h"
+#include "orv/platform/registry.h"
 #include "tools/orv/page/halftone.h"
 #include "tools/orv/page/options.h"
 #include "tools/orv/page/pixels.h"
@@ -35,19 +36,16 @@ struct RasterJob {
 
 RasterJob* JobOf(pappl_job_t* job) { return static_cast<RasterJob*>(papplJobGetData(job)); }
 
-bool FailJob(pappl_job_t* job, const std::string& problem) {
-  papplLogJob(job, PAPPL_LOGLEVEL_ERROR, "%s", problem.c_str());
-  papplJobSetMessage(job, "%s", problem.c_str());
+bool FailJob(pappl_job_t* job, const char* problem) {
+  papplLogJob(job, PAPPL_LOGLEVEL_ERROR, "%s", problem);
+  papplJobSetMessage(job, "%s", problem);
   return false;
 }
 
 /// Runs the body of a callback.
 template <typename Body>
 bool GuardedJob(pappl_job_t* job, const Body& body) {
-  return Guarded(body, [job](const char* reason) {
-    papplLogJob(job, PAPPL_LOGLEVEL_ERROR, "The page cannot be printed: %s", reason);
-    papplJobSetMessage(job, "The page cannot be printed: %s", reason);
-  });
+  return Guarded(body, [job](const char* reason) { FailJob(job, reason); });
 }
 
 /// The dots of a page in black. Its bands are dithered one at a time, because they stay in the
@@ -104,6 +102,7 @@ tool::Planes PlanesOf(RasterPage* page, const JobRecord& job) {
 bool StartJob(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t*) {
   return GuardedJob(job, [&] {
     pappl_printer_t* printer = papplJobGetPrinter(job);
+    const RegistrySnapshot snapshot;
     UpdatePrinter(printer);
     auto state = std::make_unique<RasterJob>();
     state->queue = QueueOf(printer);
@@ -134,7 +133,7 @@ bool StartPage(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t*, u
       const std::lock_guard lock(queue.mutex);
       page = std::move(queue.spare);
     }
-    return page.Start(options->header, &problem) || FailJob(job, problem);
+    return page.Start(options->header, &problem) || FailJob(job, problem.c_str());
   });
 }
 
@@ -160,7 +159,7 @@ bool EndPage(pappl_job_t* job, pappl_pr_options_t*, pappl_device_t* device, unsi
     label->planes = PlanesOf(&label->page, label->job);
     std::string problem;
     if (!SendPage(device, papplPrinterGetDeviceURI(papplJobGetPrinter(job)), *label, &problem)) {
-      return FailJob(job, problem);
+      return FailJob(job, problem.c_str());
     }
     Queue& queue = *state->queue;
     const std::lock_guard lock(queue.mutex);

@@ -1,10 +1,5 @@
 #include "tools/printer_app/output.h"
 
-#include <array>
-#include <cmath>
-#include <cstdio>
-#include <memory>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -12,17 +7,11 @@
 #include "devmode/explanation.h"
 #include "devmode/field_text.h"
 #include "orv/text/utf8.h"
-#include "platform/files.h"
-#include "platform/png_resolution.h"
-#include "tools/orv/common/input.h"
+#include "tools/orv/page/file.h"
 #include "tools/printer_app/device.h"
 
 namespace orv::printer_app {
 namespace {
-
-std::uint32_t PerMetre(double dpi) {
-  return static_cast<std::uint32_t>(std::lround(dpi / kMetresPerInch));
-}
 
 /// The planes that a page has.
 std::vector<std::pair<const char*, Bitmap*>> PlanesOf(const PrintedLabel& page) {
@@ -37,8 +26,8 @@ std::string JsonOf(const PrintedLabel& page) {
   json.Member("job", page.jobId);
   json.Member("page", page.number);
   json.Member("copies", page.copies);
-  json.Member("dpiX", page.page.dpi_x());
-  json.Member("dpiY", page.page.dpi_y());
+  json.Member("dpiX", page.page.resolution().x);
+  json.Member("dpiY", page.page.resolution().y);
   json.Key("planes");
   json.BeginArray();
   for (const auto& [plane, dots] : PlanesOf(page)) json.Value(FromUtf8(plane));
@@ -61,10 +50,6 @@ std::string JsonOf(const PrintedLabel& page) {
 
 bool SendFile(pappl_device_t* device, const std::string& folder, const std::string& name,
               const std::string& bytes, std::string* problem) {
-  if (bytes.empty()) {
-    *problem = "cannot make " + name + ": no memory, or no space for a temporary file";
-    return false;
-  }
   if (!folder.empty()) return StoreFile(folder + "/" + name, bytes, problem);
   const ssize_t written = papplDeviceWrite(device, bytes.data(), bytes.size());
   papplDeviceFlush(device);
@@ -75,24 +60,6 @@ bool SendFile(pappl_device_t* device, const std::string& folder, const std::stri
 
 }  // namespace
 
-std::string PngBytes(Bitmap* image, double dpiX, double dpiY) {
-  // The graphics interface writes only to files.
-  std::array<char, 1024> path{};
-  const int descriptor = papplCreateTempFile(path.data(), path.size(), "page", "png");
-  if (descriptor < 0) return {};
-  close(descriptor);
-  // Deletes the file at the end.
-  const std::unique_ptr<const char, int (*)(const char*)> file(path.data(), std::remove);
-  const std::wstring name = FromFileName(path.data());
-  std::string bytes;
-  const PngResolution resolution = {PerMetre(dpiX), PerMetre(dpiY)};
-  if (SavePngWithResolution(image, name.c_str(), resolution) != Ok ||
-      !tool::ReadFile(name, &bytes)) {
-    return {};
-  }
-  return bytes;
-}
-
 bool SendPage(pappl_device_t* device, const char* uri, const PrintedLabel& page,
               std::string* problem) {
   const std::string folder = FolderOf(uri);
@@ -100,8 +67,7 @@ bool SendPage(pappl_device_t* device, const char* uri, const PrintedLabel& page,
       "job-" + std::to_string(page.jobId) + "-page-" + std::to_string(page.number);
   std::vector<std::pair<std::string, std::string>> files;
   for (const auto& [plane, dots] : PlanesOf(page)) {
-    files.emplace_back(name + "-" + plane + ".png",
-                       PngBytes(dots, page.page.dpi_x(), page.page.dpi_y()));
+    files.emplace_back(name + "-" + plane + ".png", tool::PngOf(dots, page.page.resolution()));
   }
   if (!folder.empty()) files.emplace_back(name + ".json", JsonOf(page));
   // A folder has the number of copies in the JSON file; a PNG image has no place for it.

@@ -4,7 +4,6 @@
 
 #include <string>
 
-#include "orv/platform/graphics.h"
 #include "tools/printer_app/driver.h"
 
 /// What goes to the printer.
@@ -16,8 +15,5 @@ namespace orv::printer_app {
 /// command language of a printer belongs here.
 bool SendPage(pappl_device_t* device, const char* uri, const PrintedLabel& page,
               std::string* problem);
-
-/// An image as a PNG file; empty if memory or the space for a temporary file runs out.
-std::string PngBytes(Bitmap* image, double dpiX, double dpiY);
 
 }  // namespace orv::printer_app

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "tools/orv/page/pixels.h"
+#include "imaging/kernels.h"
 
 namespace orv::printer_app {
 namespace {
@@ -23,28 +23,19 @@ void ReadInk(const unsigned char* row, unsigned width, BYTE* pixels) {
                  [](unsigned char ink) { return static_cast<BYTE>(255 - ink); });
 }
 
-/// Reads and writes each pixel as four bytes; the next pixel overwrites the fourth. The last pixel
-/// of a row goes through a copy, because the memory may end there. `width` is not 0.
-template <std::size_t kBytes, typename Convert>
-void ConvertRow(const unsigned char* row, unsigned width, BYTE* pixels, const Convert& convert) {
+/// Reads and writes each pixel as four bytes; the next pixel overwrites the fourth. After the last
+/// one the memory may end. `width` is not 0.
+void ReadColour(const unsigned char* row, unsigned width, BYTE* pixels) {
   static_assert(std::endian::native == std::endian::little);
-  const unsigned char* const last = row + kBytes * (width - 1);
+  const unsigned char* const last = row + std::size_t{3} * (width - 1);
 #pragma GCC unroll 8
-  for (; row != last; row += kBytes, pixels += 3) {
-    std::uint32_t word = *row;
-    if constexpr (kBytes > 1) std::memcpy(&word, row, sizeof word);
-    word = convert(word);
+  for (; row != last; row += 3, pixels += 3) {
+    std::uint32_t word;
+    std::memcpy(&word, row, sizeof word);
+    word = __builtin_bswap32(word) >> 8;
     std::memcpy(pixels, &word, sizeof word);
   }
-  std::uint32_t word = 0;
-  std::memcpy(&word, last, kBytes);
-  word = convert(word);
-  std::memcpy(pixels, &word, 3);
-}
-
-void ReadColour(const unsigned char* row, unsigned width, BYTE* pixels) {
-  ConvertRow<3>(row, width, pixels,
-                [](std::uint32_t colour) { return __builtin_bswap32(colour) >> 8; });
+  std::reverse_copy(last, last + 3, pixels);
 }
 
 }  // namespace
@@ -95,8 +86,8 @@ bool RasterPage::Start(const cups_page_header2_t& header, std::string* problem) 
   }
   rows_ = 0;
   reader_ = form->reader;
-  dpiX_ = header.HWResolution[0];
-  dpiY_ = header.HWResolution[1];
+  resolution_ = {static_cast<double>(header.HWResolution[0]),
+                 static_cast<double>(header.HWResolution[1])};
   return true;
 }
 
@@ -112,7 +103,7 @@ void RasterPage::CopyRow(unsigned y, BYTE* pixels) const {
     std::memcpy(pixels, row, std::size_t{3} * width_);
     return;
   }
-  ConvertRow<1>(row, width_, pixels, [](std::uint32_t grey) { return grey * 0x010101u; });
+  ActiveImagingKernels().greyPixels(row, width(), pixels);
 }
 
 std::unique_ptr<Bitmap> RasterPage::Page() {

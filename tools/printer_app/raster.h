@@ -8,6 +8,7 @@
 
 #include "orv/platform/graphics.h"
 #include "orv/platform/types.h"
+#include "tools/orv/page/pixels.h"
 
 /// Rows of raster, collected into a page.
 
@@ -31,8 +32,7 @@ class RasterPage {
   std::unique_ptr<Bitmap> Page();
   int width() const { return static_cast<int>(width_); }
   int height() const { return static_cast<int>(height_); }
-  double dpi_x() const { return dpiX_; }
-  double dpi_y() const { return dpiY_; }
+  const tool::Resolution& resolution() const { return resolution_; }
 
  private:
   using Reader = void (*)(const unsigned char* row, unsigned width, BYTE* pixels);
@@ -47,8 +47,7 @@ class RasterPage {
   std::size_t stride_ = 0;
   Reader reader_ = nullptr;
   bool isGrey_ = false;
-  double dpiX_ = 0;
-  double dpiY_ = 0;
+  tool::Resolution resolution_;
 };
 
 }  // namespace orv::printer_app

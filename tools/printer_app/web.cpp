@@ -12,10 +12,10 @@
 #include "platform/modules.h"
 #include "tools/orv/doctor/checks.h"
 #include "tools/orv/page/canvas.h"
+#include "tools/orv/page/file.h"
 #include "tools/orv/page/legibility.h"
 #include "tools/printer_app/driver.h"
 #include "tools/printer_app/guard.h"
-#include "tools/printer_app/output.h"
 
 namespace orv::printer_app {
 namespace {
@@ -36,9 +36,9 @@ std::string PictureOf(PrintedLabel* label) {
   constexpr int kBorder = 24;
   tool::Canvas canvas(tool::kRulerWidth + all.width + kBorder,
                       tool::kRulerHeight + all.height + kBorder, tool::kMargin);
-  tool::DrawRulers(&canvas, all, {label->page.dpi_x(), label->page.dpi_y()}, 1);
+  tool::DrawRulers(&canvas, all, label->page.resolution(), 1);
   canvas.Put(tool::kRulerWidth, tool::kRulerHeight, pixels, all, 1);
-  return PngBytes(canvas.Take().get(), label->page.dpi_x(), label->page.dpi_y());
+  return tool::PngOf(canvas.Take().get(), label->page.resolution());
 }
 
 void AddRow(pappl_client_t* client, const char* title, const std::string& text) {

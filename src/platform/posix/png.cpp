@@ -3,8 +3,10 @@
 #include <cerrno>
 #include <csetjmp>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <string>
 
 #include "base/out_of_memory.h"
 #include "orv/platform/graphics.h"
@@ -171,8 +173,10 @@ Status Load(const wchar_t* path, Bitmap** bitmap) {
   return Ok;
 }
 
-/// Without a resolution the file stores none.
-Status Save(Bitmap* bitmap, const std::filesystem::path& path, const PngResolution* resolution) {
+/// Encodes a bitmap to the file that `open` opens, without exceptions. Without a resolution the
+/// file stores none.
+template <typename Open>
+Status Save(Bitmap* bitmap, const Open& open, const PngResolution* resolution) {
   PixelFormat format = bitmap->GetPixelFormat();
   if (format == PixelFormat32bppRGB) format = PixelFormat24bppRGB;
   const bool isIndexed = bitmap->GetPaletteSize() > 0;
@@ -199,7 +203,7 @@ Status Save(Bitmap* bitmap, const std::filesystem::path& path, const PngResoluti
     return status;
   }
   Status status = Win32Error;
-  if (FilePointer file = OpenFile(path, "wb"); file != nullptr) {
+  if (FilePointer file = open(); file != nullptr) {
     PngWriter writer(file.get());
     const bool isWritten =
         writer.IsReady() && writer.Write(data, depth, colourType, colours, colourCount, resolution);
@@ -208,6 +212,17 @@ Status Save(Bitmap* bitmap, const std::filesystem::path& path, const PngResoluti
   bitmap->UnlockBits(&data);
   return status;
 }
+
+/// A file in memory. Its bytes are complete when it is closed.
+struct MemoryFile {
+  char* bytes = nullptr;
+  std::size_t size = 0;
+
+  MemoryFile() = default;
+  MemoryFile(const MemoryFile&) = delete;
+  MemoryFile& operator=(const MemoryFile&) = delete;
+  ~MemoryFile() { std::free(bytes); }
+};
 
 }  // namespace
 
@@ -225,11 +240,27 @@ std::optional<PngResolution> ReadPngResolution(const wchar_t* path) {
 }
 
 Status SavePng(Bitmap* bitmap, const wchar_t* path) {
-  return OrOutOfMemory(OutOfMemory, [=] { return Save(bitmap, ToPath(path), nullptr); });
+  return OrOutOfMemory(OutOfMemory, [=] {
+    const std::filesystem::path file = ToPath(path);
+    const auto open = [&file] { return OpenFile(file, "wb"); };
+    return Save(bitmap, open, nullptr);
+  });
 }
 
-Status SavePngWithResolution(Bitmap* bitmap, const wchar_t* path, const PngResolution& resolution) {
-  return OrOutOfMemory(OutOfMemory, [&] { return Save(bitmap, ToPath(path), &resolution); });
+Status EncodePng(Bitmap* bitmap, const std::optional<PngResolution>& resolution,
+                 std::string* bytes) {
+  return OrOutOfMemory(OutOfMemory, [&] {
+    MemoryFile memory;
+    const auto open = [&memory] {
+      return FilePointer(open_memstream(&memory.bytes, &memory.size), &std::fclose);
+    };
+    const Status status = Save(bitmap, open, resolution ? &*resolution : nullptr);
+    // Such a file lacks only memory, even when it is closed.
+    const bool isLost = status == Ok && memory.bytes == nullptr;
+    if (isLost || status == Win32Error) return OutOfMemory;
+    if (status == Ok) bytes->assign(memory.bytes, memory.size);
+    return status;
+  });
 }
 
 }  // namespace orv

@@ -1,12 +1,16 @@
 #include "orv/platform/graphics.h"
 
+#include <shlwapi.h>
+
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <cwchar>
 #include <memory>
 #include <new>
+#include <string>
 
+#include "base/out_of_memory.h"
 #include "platform/opacity.h"
 #include "platform/png_resolution.h"
 
@@ -39,6 +43,29 @@ bool BeginsAsPng(const wchar_t* path) {
     std::fclose(file);
   }
   return std::memcmp(bytes, kSignature, sizeof bytes) == 0;
+}
+
+struct ReleaseStream {
+  void operator()(IStream* stream) const { stream->Release(); }
+};
+using StreamPointer = std::unique_ptr<IStream, ReleaseStream>;
+
+Status ReadStream(IStream* stream, std::string* bytes) {
+  STATSTG facts;
+  if (FAILED(stream->Stat(&facts, STATFLAG_NONAME)) ||
+      FAILED(stream->Seek({}, STREAM_SEEK_SET, nullptr))) {
+    return GenericError;
+  }
+  return OrOutOfMemory(OutOfMemory, [&] {
+    std::string content(facts.cbSize.LowPart, '\0');
+    ULONG count = 0;
+    if (FAILED(stream->Read(content.data(), facts.cbSize.LowPart, &count)) ||
+        count != content.size()) {
+      return GenericError;
+    }
+    *bytes = std::move(content);
+    return Ok;
+  });
 }
 
 }  // namespace
@@ -88,12 +115,22 @@ std::optional<PngResolution> ReadPngResolution(const wchar_t* path) {
       static_cast<std::uint32_t>(std::lround(file.GetVerticalResolution() / kMetresPerInch))};
 }
 
-Status SavePngWithResolution(Bitmap* bitmap, const wchar_t* path, const PngResolution& resolution) {
-  // A quarter of a dot more, because the encoder may cut off the number of dots per metre.
-  constexpr auto kInch = static_cast<float>(kMetresPerInch);
-  const Status status = bitmap->SetResolution((static_cast<float>(resolution.x) + 0.25f) * kInch,
-                                              (static_cast<float>(resolution.y) + 0.25f) * kInch);
-  return status == Ok ? SavePng(bitmap, path) : status;
+Status EncodePng(Bitmap* bitmap, const std::optional<PngResolution>& resolution,
+                 std::string* bytes) {
+  CLSID encoder;
+  if (!FindEncoder(L"image/png", &encoder)) return UnknownImageFormat;
+  if (resolution) {
+    // A quarter of a dot more, because the encoder may cut off the number of dots per metre.
+    constexpr auto kInch = static_cast<float>(kMetresPerInch);
+    const Status status =
+        bitmap->SetResolution((static_cast<float>(resolution->x) + 0.25f) * kInch,
+                              (static_cast<float>(resolution->y) + 0.25f) * kInch);
+    if (status != Ok) return status;
+  }
+  const StreamPointer stream(SHCreateMemStream(nullptr, 0));
+  if (stream == nullptr) return OutOfMemory;
+  const Status status = bitmap->Save(stream.get(), &encoder, nullptr);
+  return status == Ok ? ReadStream(stream.get(), bytes) : status;
 }
 
 Status SavePng(Bitmap* bitmap, const wchar_t* path) {

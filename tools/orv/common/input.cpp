@@ -82,6 +82,12 @@ struct PrivateFolder {
   std::error_code error;  ///< ignored: writing into the folder fails instead
 };
 
+std::wstring TemporaryPath(const wchar_t* name) {
+  static const PrivateFolder folder;
+  temporaryFolder = FromPath(folder.path);
+  return FromPath(folder.path / name);
+}
+
 }  // namespace
 
 bool ReadStandardInput(std::string* bytes) {
@@ -157,12 +163,6 @@ bool OutputFile::Commit() {
 bool WriteFile(const std::wstring& path, std::string bytes) {
   OutputFile file(path);
   return file.Write(std::move(bytes)) && file.Commit();
-}
-
-std::wstring TemporaryPath(const wchar_t* name) {
-  static const PrivateFolder folder;
-  temporaryFolder = FromPath(folder.path);
-  return FromPath(folder.path / name);
 }
 
 std::wstring CannotRead(const std::wstring& path) {

@@ -54,10 +54,6 @@ class OutputFile {
 /// Writes one file through `OutputFile`.
 bool WriteFile(const std::wstring& path, std::string bytes);
 
-/// A path in a temporary folder that only the user can access and that is removed when the program
-/// ends.
-std::wstring TemporaryPath(const wchar_t* name);
-
 /// "cannot read NAME: REASON" or "cannot write NAME: REASON", for the last failure of a function
 /// above.
 std::wstring CannotRead(const std::wstring& path);

@@ -144,23 +144,15 @@ PagePointer LoadPage(const std::wstring& path, std::optional<Resolution>* stored
 }
 
 std::string PngOf(Bitmap* page, const std::optional<Resolution>& resolution) {
-  // The graphics interface writes only to files.
-  const std::wstring path = TemporaryPath(L"page.png");
   const PagePointer reduced = ReduceToTwoColours(page);
   if (reduced != nullptr) page = reduced.get();
+  std::optional<PngResolution> perMetre;
+  if (resolution) perMetre = {ToPerMetre(resolution->x), ToPerMetre(resolution->y)};
   std::string bytes;
-  const Status status =
-      resolution ? SavePngWithResolution(page, path.c_str(),
-                                         {ToPerMetre(resolution->x), ToPerMetre(resolution->y)})
-                 : SavePng(page, path.c_str());
-  if (status == OutOfMemory) Fail(kUnreadable, L"not enough memory for the image");
-  if (status != Ok) {
-    Fail(kUnreadable,
-         L"cannot write " + path + (status == Win32Error ? L": " + FileErrorText() : L""));
+  if (const Status status = EncodePng(page, perMetre, &bytes); status != Ok) {
+    Fail(kUnreadable, status == OutOfMemory ? L"not enough memory for the image"
+                                            : L"the image cannot be encoded as PNG");
   }
-  if (!ReadFile(path, &bytes)) Fail(kUnreadable, CannotRead(path));
-  std::error_code ignored;
-  std::filesystem::remove(ToPath(path), ignored);
   return bytes;
 }
 
