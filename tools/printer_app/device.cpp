@@ -1,9 +1,6 @@
 #include "tools/printer_app/device.h"
 
 #include <array>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <string_view>
@@ -72,31 +69,6 @@ pappl_preason_t FolderStatus(pappl_device_t* device) {
   });
 }
 
-FILE* FileOf(pappl_device_t* device) { return static_cast<FILE*>(papplDeviceGetData(device)); }
-
-bool OpenFile(pappl_device_t* device, const char* uri, const char*) {
-  return GuardedDevice(device, [&] {
-    FILE* file = std::fopen(PathOf(uri).c_str(), "ab");
-    if (file == nullptr) papplDeviceError(device, "%s: %s", uri, std::strerror(errno));
-    papplDeviceSetData(device, file);
-    return file != nullptr;
-  });
-}
-
-void CloseFile(pappl_device_t* device) {
-  std::fclose(FileOf(device));
-  papplDeviceSetData(device, nullptr);
-}
-
-ssize_t WriteFile(pappl_device_t* device, const void* bytes, size_t size) {
-  FILE* file = FileOf(device);
-  const bool isWritten = std::fwrite(bytes, 1, size, file) == size && std::fflush(file) == 0;
-  if (!isWritten) papplDeviceError(device, "%s", std::strerror(errno));
-  return isWritten ? static_cast<ssize_t>(size) : -1;
-}
-
-pappl_preason_t FileStatus(pappl_device_t*) { return PAPPL_PREASON_NONE; }
-
 ssize_t Read(pappl_device_t*, void*, size_t) { return 0; }
 
 bool List(pappl_device_cb_t, void*, pappl_deverror_cb_t, void*) { return false; }
@@ -116,13 +88,11 @@ bool StoreFile(const std::string& path, const std::string& bytes, std::string* p
   return false;
 }
 
-void AddDevices() {
+void AddFolderDevice() {
   // PAPPL adds its own schemes, such as socket, only while it has none.
   papplDeviceList(
       PAPPL_DEVTYPE_FILE, [](const char*, const char*, const char*, void*) { return false; },
       nullptr, nullptr, nullptr);
-  papplDeviceAddScheme("file", PAPPL_DEVTYPE_FILE, List, OpenFile, CloseFile, Read, WriteFile,
-                       FileStatus, Id);
   papplDeviceAddScheme(kScheme, PAPPL_DEVTYPE_CUSTOM_LOCAL, List, OpenFolder, CloseFolder, Read,
                        WriteFolder, FolderStatus, Id);
 }

@@ -4,13 +4,12 @@
 
 #include <string>
 
-/// Devices that PAPPL does not have: `orvdir:///PATH`, a folder that receives files, and
-/// `file:///PATH`, a file or a printer's special file, to which the pages are appended.
+/// The device that PAPPL does not have: `orvdir:///PATH`, a folder that receives files.
 
 namespace orv::printer_app {
 
-/// Adds the schemes to PAPPL's.
-void AddDevices();
+/// Adds the scheme to PAPPL's.
+void AddFolderDevice();
 
 /// The folder that an `orvdir` URI names; empty for a URI of another scheme.
 std::string FolderOf(const char* uri);

@@ -107,7 +107,7 @@ int Run(int argc, char** argv) {
     application.list.push_back({driver->name().c_str(), driver->model_name().c_str(),
                                 driver->device_id().c_str(), driver.get()});
   }
-  AddDevices();
+  AddFolderDevice();
   // PAPPL's commands start a server by this path, and do not search it.
   std::wstring program;
   GetModulePath(nullptr, &program);
