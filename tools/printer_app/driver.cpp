@@ -5,6 +5,7 @@
 #include <cstring>
 #include <iterator>
 #include <map>
+#include <optional>
 #include <span>
 #include <system_error>
 #include <utility>
@@ -246,13 +247,15 @@ ipp_t* VendorAttributes(const Config& config, ipp_t* old, Queue* queue,
   return attributes;
 }
 
-/// The stock items that fit the printer, as media.
-std::vector<StockMedia> FindStock(const char* printerName, const Config& config) {
+/// The stock items that fit the printer, as media; nothing if they cannot be read.
+std::optional<std::vector<StockMedia>> FindStock(const char* printerName, const Config& config) {
   const std::wstring name = FromUtf8(printerName);
   const OwnedPrinterHandle printer(OpenPrinterHandle(name.c_str()));
+  std::vector<StockMedia> stock;
+  if (printer == nullptr && GetLastError() == ERROR_INVALID_PRINTER_NAME) return stock;
   if (printer == nullptr) return {};
   const StockList list = LoadStockItems(printer.get(), name.c_str(), nullptr);
-  std::vector<StockMedia> stock;
+  if (list.failure) return {};
   std::map<std::string, int> used;
   int paperSize = kFirstStockPaperSize;
   for (const StockItem& item : list.items) {
@@ -488,8 +491,9 @@ bool UpdatePrinter(pappl_printer_t* printer) {
     const std::shared_ptr<Queue> queue = QueueOf(printer);
     std::string problem;
     const std::shared_ptr<const Config> config = queue->driver->Load(&problem);
-    std::vector<StockMedia> stock = FindStock(papplPrinterGetName(printer), *config);
+    auto stock = FindStock(papplPrinterGetName(printer), *config);
     const std::lock_guard lock(queue->mutex);
+    if (!stock) stock = queue->stock;
     if (problem != queue->problem) {
       queue->problem = problem;
       papplPrinterSetReasons(printer, problem.empty() ? PAPPL_PREASON_NONE : PAPPL_PREASON_OTHER,
@@ -499,10 +503,10 @@ bool UpdatePrinter(pappl_printer_t* printer) {
                         problem.c_str());
       }
     }
-    if (config == queue->config && IsSameStock(stock, queue->stock)) return true;
+    if (config == queue->config && IsSameStock(*stock, queue->stock)) return true;
     const bool isSameConfig = config == queue->config;
     queue->config = config;
-    queue->stock = std::move(stock);
+    queue->stock = *std::move(stock);
     pappl_pr_driver_data_t data = {};
     SetCallbacks(&data);
     DataWriter(*config, queue.get(), &data).Write();

@@ -17,6 +17,7 @@
 #include "orv/devmode/stock_items.h"
 #include "orv/platform/spooler.h"
 #include "orv/text/utf8.h"
+#include "platform/error_text.h"
 #include "tools/orv/devmode/record_text.h"
 #include "tools/printer_app/driver.h"
 #include "tools/printer_app/fields.h"
@@ -166,8 +167,13 @@ void Merge(pappl_printer_t* printer, const DEVMODEW& in, JobRecord* job) {
   const std::lock_guard lock(mergeMutex);
   const std::wstring name = FromUtf8(papplPrinterGetName(printer));
   const OwnedPrinterHandle handle(OpenPrinterHandle(name.c_str()));
+  LONG error = handle == nullptr ? static_cast<LONG>(GetLastError()) : ERROR_SUCCESS;
   MergeLog log(nullptr);
   const StockList items = FindStockItems(handle.get(), name.c_str(), &log);
+  if (items.failure) error = items.failure->error;
+  if (error != ERROR_SUCCESS && error != ERROR_INVALID_PRINTER_NAME) {
+    job->problems.push_back("the stock items cannot be read: " + ToUtf8(DescribeError(error)));
+  }
   DEVMODEW out = in;
   const StockChoice choice = MergeStockItem(items, in, &out, &job->record, &log);
   job->stockItem = ToUtf8(choice.item.DisplayName);
