@@ -1,7 +1,5 @@
 #include "orv/platform/graphics.h"
 
-#include <shlwapi.h>
-
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -49,6 +47,15 @@ struct ReleaseStream {
   void operator()(IStream* stream) const { stream->Release(); }
 };
 using StreamPointer = std::unique_ptr<IStream, ReleaseStream>;
+
+/// An empty stream in memory; null if there is no memory. Only the program encodes images, so the
+/// library does not import shlwapi.dll, which the system always loads from its own folder.
+StreamPointer NewStream() {
+  using Create = IStream*(WINAPI*)(const BYTE*, UINT);
+  static const auto create = reinterpret_cast<Create>(
+      reinterpret_cast<void*>(GetProcAddress(LoadLibraryW(L"shlwapi.dll"), "SHCreateMemStream")));
+  return StreamPointer(create != nullptr ? create(nullptr, 0) : nullptr);
+}
 
 Status ReadStream(IStream* stream, std::string* bytes) {
   STATSTG facts;
@@ -127,7 +134,7 @@ Status EncodePng(Bitmap* bitmap, const std::optional<PngResolution>& resolution,
                               (static_cast<float>(resolution->y) + 0.25f) * kInch);
     if (status != Ok) return status;
   }
-  const StreamPointer stream(SHCreateMemStream(nullptr, 0));
+  const StreamPointer stream = NewStream();
   if (stream == nullptr) return OutOfMemory;
   const Status status = bitmap->Save(stream.get(), &encoder, nullptr);
   return status == Ok ? ReadStream(stream.get(), bytes) : status;
