@@ -255,7 +255,7 @@ std::optional<std::vector<StockMedia>> FindStock(const char* printerName, const 
   if (printer == nullptr && GetLastError() == ERROR_INVALID_PRINTER_NAME) return stock;
   if (printer == nullptr) return {};
   const StockList list = LoadStockItems(printer.get(), name.c_str(), nullptr);
-  if (list.failure) return {};
+  if (list.failure || list.openError) return {};
   std::map<std::string, int> used;
   int paperSize = kFirstStockPaperSize;
   for (const StockItem& item : list.items) {

@@ -45,7 +45,10 @@ bool FailJob(pappl_job_t* job, const char* problem) {
 /// Runs the body of a callback.
 template <typename Body>
 bool GuardedJob(pappl_job_t* job, const Body& body) {
-  return Guarded(body, [job](const char* reason) { FailJob(job, reason); });
+  return Guarded(body, [job](const char* reason) {
+    papplLogJob(job, PAPPL_LOGLEVEL_ERROR, "The page cannot be printed: %s", reason);
+    papplJobSetMessage(job, "The page cannot be printed: %s", reason);
+  });
 }
 
 /// The dots of a page in black. Its bands are dithered one at a time, because they stay in the

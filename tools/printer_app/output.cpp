@@ -60,6 +60,14 @@ bool SendFile(pappl_device_t* device, const std::string& folder, const std::stri
 
 }  // namespace
 
+std::string PngBytes(Bitmap* image, const tool::Resolution& resolution) {
+  std::string bytes;
+  const Status status = tool::EncodePage(image, resolution, &bytes);
+  if (status == OutOfMemory) throw std::bad_alloc();
+  if (status != Ok) throw std::runtime_error("an image cannot be encoded as PNG");
+  return bytes;
+}
+
 bool SendPage(pappl_device_t* device, const char* uri, const PrintedLabel& page,
               std::string* problem) {
   const std::string folder = FolderOf(uri);
@@ -67,7 +75,7 @@ bool SendPage(pappl_device_t* device, const char* uri, const PrintedLabel& page,
       "job-" + std::to_string(page.jobId) + "-page-" + std::to_string(page.number);
   std::vector<std::pair<std::string, std::string>> files;
   for (const auto& [plane, dots] : PlanesOf(page)) {
-    files.emplace_back(name + "-" + plane + ".png", tool::PngOf(dots, page.page.resolution()));
+    files.emplace_back(name + "-" + plane + ".png", PngBytes(dots, page.page.resolution()));
   }
   if (!folder.empty()) files.emplace_back(name + ".json", JsonOf(page));
   // A folder has the number of copies in the JSON file; a PNG image has no place for it.

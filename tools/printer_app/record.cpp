@@ -170,7 +170,11 @@ void Merge(pappl_printer_t* printer, const DEVMODEW& in, JobRecord* job) {
   LONG error = handle == nullptr ? static_cast<LONG>(GetLastError()) : ERROR_SUCCESS;
   MergeLog log(nullptr);
   const StockList items = FindStockItems(handle.get(), name.c_str(), &log);
-  if (items.failure) error = items.failure->error;
+  if (items.failure) {
+    error = items.failure->error;
+  } else if (error == ERROR_SUCCESS && items.openError) {
+    error = static_cast<LONG>(*items.openError);
+  }
   if (error != ERROR_SUCCESS && error != ERROR_INVALID_PRINTER_NAME) {
     job->problems.push_back("the stock items cannot be read: " + ToUtf8(DescribeError(error)));
   }

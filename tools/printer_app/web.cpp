@@ -38,7 +38,7 @@ std::string PictureOf(PrintedLabel* label) {
                       tool::kRulerHeight + all.height + kBorder, tool::kMargin);
   tool::DrawRulers(&canvas, all, label->page.resolution(), 1);
   canvas.Put(tool::kRulerWidth, tool::kRulerHeight, pixels, all, 1);
-  return tool::PngOf(canvas.Take().get(), label->page.resolution());
+  return PngBytes(canvas.Take().get(), label->page.resolution());
 }
 
 void AddRow(pappl_client_t* client, const char* title, const std::string& text) {

@@ -143,13 +143,17 @@ PagePointer LoadPage(const std::wstring& path, std::optional<Resolution>* stored
   return page;
 }
 
-std::string PngOf(Bitmap* page, const std::optional<Resolution>& resolution) {
+Status EncodePage(Bitmap* page, const std::optional<Resolution>& resolution, std::string* bytes) {
   const PagePointer reduced = ReduceToTwoColours(page);
   if (reduced != nullptr) page = reduced.get();
   std::optional<PngResolution> perMetre;
   if (resolution) perMetre = {ToPerMetre(resolution->x), ToPerMetre(resolution->y)};
+  return EncodePng(page, perMetre, bytes);
+}
+
+std::string PngOf(Bitmap* page, const std::optional<Resolution>& resolution) {
   std::string bytes;
-  if (const Status status = EncodePng(page, perMetre, &bytes); status != Ok) {
+  if (const Status status = EncodePage(page, resolution, &bytes); status != Ok) {
     Fail(kUnreadable, status == OutOfMemory ? L"not enough memory for the image"
                                             : L"the image cannot be encoded as PNG");
   }

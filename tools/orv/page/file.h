@@ -19,7 +19,10 @@ namespace orv::tool {
 /// which programs write as a default.
 PagePointer LoadPage(const std::wstring& path, std::optional<Resolution>* stored = nullptr);
 
-/// Encodes a page as PNG, with its resolution if that is known; ends the command on failure.
+/// Encodes a page as PNG, with its resolution if that is known. After a failure `*bytes` is not
+/// changed.
+Status EncodePage(Bitmap* page, const std::optional<Resolution>& resolution, std::string* bytes);
+/// The same; ends the command on failure.
 std::string PngOf(Bitmap* page, const std::optional<Resolution>& resolution);
 
 /// Ends the command if an output file is one of the inputs; empty inputs are ignored.
