@@ -30,13 +30,12 @@ void AddArea(JsonWriter* json, const PageOptions& options, const BarCode& code) 
   json->Member("inverse", code.isInverse);
 }
 
-std::wstring BarAdvice(const PageOptions& options, const BarCode& code) {
+namespace {
+
+/// What is wrong with the widths of bars and spaces.
+std::wstring WidthAdvice(const PageOptions& options, const BarCode& code) {
   constexpr double kMinDots = 2;     // of modules and gaps
   constexpr double kRounding = 0.1;  // module widths are measured
-  if (code.isInverse) return L"light bars on dark ground: most readers need dark bars on light";
-  if (code.IsTilted()) {
-    return Format(L"tilted by about %.2g degrees: turn it, or bars differ by a dot", code.Tilt());
-  }
   const double dpi = code.isTurned ? options.dpi.y : options.dpi.x;
   const double module = code.module;
   if (module < kMinDots - kRounding) {
@@ -51,6 +50,17 @@ std::wstring BarAdvice(const PageOptions& options, const BarCode& code) {
     return Format(L"gaps of %.1f dots at %.6g dpi: use 2 or more, or ink closes them", gap, dpi);
   }
   return {};
+}
+
+}  // namespace
+
+std::wstring BarAdvice(const PageOptions& options, const BarCode& code) {
+  if (code.isInverse) return L"light bars on dark ground: most readers need dark bars on light";
+  const std::wstring widths = code.CanMeasure() ? WidthAdvice(options, code) : L"";
+  if (!code.IsTilted()) return widths;
+  const std::wstring tilt = Format(
+      L"tilted by about %.2g degrees, so bars differ by a dot: draw it upright", code.Tilt());
+  return widths.empty() ? tilt : tilt + L"; " + widths;
 }
 
 void AddBarAdvice(Report* report, const PageOptions& options, Bitmap* page) {

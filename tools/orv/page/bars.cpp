@@ -328,11 +328,8 @@ bool MeasureTilted(const Dots& grey, const Group& group, BarCode* code) {
 /// Whether a bar code was found before: steep ones are found in rows and in columns.
 bool IsKnown(const BarCode& code, const std::vector<BarCode>& codes) {
   const PageArea area = code.Area();
-  const int x = area.x + area.width / 2;
-  const int y = area.y + area.height / 2;
-  return std::any_of(codes.begin(), codes.end(), [&](const BarCode& other) {
-    const PageArea known = other.Area();
-    return x >= known.x && x < known.x + known.width && y >= known.y && y < known.y + known.height;
+  return std::ranges::any_of(codes, [&](const BarCode& other) {
+    return other.Covers(area.x + area.width / 2, area.y + area.height / 2);
   });
 }
 
@@ -389,6 +386,15 @@ PageArea BarCode::Area() const {
     greatest = {std::max(greatest.first, x), std::max(greatest.second, y)};
   }
   return {least.first, least.second, greatest.first - least.first, greatest.second - least.second};
+}
+
+bool BarCode::Covers(int x, int y) const {
+  const int along = isTurned ? y : x;
+  const int across = isTurned ? x : y;
+  const double column = IsTilted() ? part.ColumnOf(along, across) : along;
+  const double line = IsTilted() ? part.LineOf(along, across) : across;
+  return column >= bars.front().start && column < bars.back().end && line >= firstLine &&
+         line < endLine;
 }
 
 std::vector<BarCode> FindBarCodes(const Dots& grey) {

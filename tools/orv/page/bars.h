@@ -16,7 +16,7 @@ namespace orv::tool {
 struct BarCode {
   bool isTurned = false;
   bool isInverse = false;  ///< light bars on dark ground; `bars` are the spaces between them
-  TiltedPart part;         ///< of the transposed page if the code is turned; without slope unused
+  TiltedPart part;  ///< of the transposed page if the code is turned; unused if its slope is 0
   std::vector<Bar> bars;
   int firstLine = 0;  ///< the scan lines that cross every bar
   int endLine = 0;
@@ -42,8 +42,11 @@ struct BarCode {
 
   /// The place on the page of a place along a scan line.
   std::pair<int, int> PlaceOf(double along, int line) const;
-  /// The part of the page that all bars cover.
+  /// The part of the page that all bars cover; if they are tilted, the smallest upright one around
+  /// it.
   PageArea Area() const;
+  /// Whether a dot of the page is on or between the bars.
+  bool Covers(int x, int y) const;
 };
 
 /// Finds the bar codes of a page, from the top.

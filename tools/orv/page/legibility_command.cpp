@@ -153,8 +153,14 @@ std::wstring CodesText(const Legibility& legibility) {
   if (unmeasured > 0) text += Format(L", %d not measured", unmeasured);
   if (measured == 0) return text;
   const auto failed = static_cast<int>(legibility.Failed());
-  if (failed == 0) return text + (unmeasured > 0 ? L", the others scan" : L", all of them scan");
-  return text + Format(L", %d of them %ls not scan", failed, failed == 1 ? L"does" : L"do");
+  const wchar_t* const verb = failed == 1 ? L"does" : L"do";
+  if (unmeasured == 0) {
+    return text + (failed == 0 ? L", all of them scan"
+                               : Format(L", %d of them %ls not scan", failed, verb));
+  }
+  if (failed > 0)
+    return text + Format(L", %d of the other %d %ls not scan", failed, measured, verb);
+  return text + (measured == 1 ? L", the other one scans" : L", the others scan");
 }
 
 /// Adds lines about the bars of all bar codes.

@@ -205,11 +205,7 @@ void LineArt::MarkTiltedBars(const Dots& grey, const BarCode& code) {
   const PageArea area = code.Area();
   for (int y = std::max(area.y, 0); y < std::min(area.y + area.height, grey.height); ++y) {
     for (int x = std::max(area.x, 0); x < std::min(area.x + area.width, grey.width); ++x) {
-      const double along = code.isTurned ? code.part.ColumnOf(y, x) : code.part.ColumnOf(x, y);
-      const double line = code.isTurned ? code.part.LineOf(y, x) : code.part.LineOf(x, y);
-      const bool isInside = along >= code.bars.front().start && along < code.bars.back().end &&
-                            line >= code.firstLine && line < code.endLine;
-      if (!isInside) continue;
+      if (!code.Covers(x, y)) continue;
       Set(x, y, grey.At(x, y) < (code.paper + code.ink) / 2 ? kInkMark : kWhiteMark);
     }
   }
