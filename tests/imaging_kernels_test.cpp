@@ -6,6 +6,7 @@
 #include <cstring>
 #include <functional>
 #include <random>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -253,12 +254,19 @@ TEST_P(Kernels, ReduceToOneBitIdentically) {
 TEST_P(Kernels, WriteGreyPixelsIdentically) {
   const auto work = [](const ImagingKernels& kernels, const PixelPlane& plane) {
     // The bytes at the start of the row are the greys of all of it.
-    const auto size = static_cast<std::size_t>(3 * plane.width);
+    const auto width = static_cast<std::size_t>(plane.width);
+    const std::vector<std::uint8_t> expected = [&] {
+      std::vector<std::uint8_t> pixels;
+      for (int x = 0; x < plane.width; ++x) pixels.insert(pixels.end(), 3, plane.Row(0)[x]);
+      return pixels;
+    }();
     for (const Edge edge : test::kEdges) {
-      const Guarded<std::uint8_t> pixels(size, edge);
-      kernels.greyPixels(plane.Row(0), plane.width, pixels.data());
+      const Guarded<std::uint8_t> greys(width, edge);
+      const Guarded<std::uint8_t> pixels(3 * width, edge);
+      std::copy_n(plane.Row(0), width, greys.data());
+      kernels.greyPixels(greys.data(), plane.width, pixels.data());
       EXPECT_TRUE(pixels.IsUntouchedAround());
-      if (edge != Edge::kBegin) std::copy_n(pixels.data(), size, plane.Row(0));
+      EXPECT_TRUE(std::ranges::equal(expected, std::span(pixels.data(), pixels.size())));
     }
   };
   for (int width = 0; width <= 130; ++width) {

@@ -1,5 +1,5 @@
-/// Many threads and processes at once. `ORV_LOAD_PROCESSES` sets how many processes,
-/// `ORV_LOAD_RUNS` how many runs each of their threads does.
+/// Many threads and processes at once. `ORV_LOAD_PROCESSES`, `ORV_LOAD_THREADS` and
+/// `ORV_LOAD_RUNS` set the number of processes, of threads in each, and of runs of each thread.
 
 #include <gtest/gtest.h>
 

@@ -28,8 +28,8 @@ class StockPlace {
     if (name_.empty()) return orv::kCommonStockItemsPath;
     return orv::StockItemsPath(name_, facts_.driverName);
   }
-  /// Reads the items; false if the settings store cannot be read, or the spooler does not describe
-  /// the printer again, without which only the common items are found.
+  /// Reads the items; false if the settings store cannot be read, or if the spooler no longer
+  /// describes the printer: then only the common items would be found.
   bool Read(CLoggerClient* client, std::vector<StockItem>* items) const {
     if (name_.empty()) return orv::ReadStockItems(Path(), items) == ERROR_SUCCESS;
     const orv::LockGuard guard(orv::SessionLock());

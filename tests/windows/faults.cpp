@@ -50,7 +50,7 @@ bool Replace(decltype(+*kPointer) with) {
   return true;
 }
 
-/// Makes an imported function fail when planned. The function tells the types.
+/// Makes an imported function fail when planned. The parameter only serves to deduce the types.
 template <Kind kKind, auto* kPointer, long long kFailure, DWORD kError, typename Result,
           typename... Arguments>
 bool LetFail(Result(WINAPI*)(Arguments...)) {
@@ -128,6 +128,7 @@ FAILING(GdipGetImageEncoders, Gdiplus::OutOfMemory, 0)
 FAILING(GdipGetImageEncodersSize, Gdiplus::OutOfMemory, 0)
 FAILING(GdipGetImageRawFormat, Gdiplus::InvalidParameter, 0)
 FAILING(GdipSaveImageToFile, Gdiplus::Win32Error, 0)
+FAILING(GdipSaveImageToStream, Gdiplus::OutOfMemory, 0)
 
 // A write may also accept only a part.
 IMPORTED(WriteFile)

@@ -25,8 +25,8 @@ namespace {
 /// Waits before SQLite tries again to lock the file. Returns 0 if the request's time is up. The
 /// pauses are short: writers that follow each other closely leave the file free only for moments.
 /// After a while they are longer, because the attempts of a hundred waiting processes would take
-/// the processor from the one that writes. They do not grow: who waits longest must not be the one
-/// that tries least.
+/// the processor from the one that writes. They do not grow: otherwise the process that has waited
+/// longest would try least often.
 int WaitForLock(void*, int) {
   using std::chrono::milliseconds;
   constexpr milliseconds kShortPause(1);

@@ -255,7 +255,7 @@ Status EncodePng(Bitmap* bitmap, const std::optional<PngResolution>& resolution,
       return FilePointer(open_memstream(&memory.bytes, &memory.size), &std::fclose);
     };
     const Status status = Save(bitmap, open, resolution ? &*resolution : nullptr);
-    // Such a file lacks only memory, even when it is closed.
+    // Writing to memory fails only if memory runs out, which closing can show too.
     const bool isLost = status == Ok && memory.bytes == nullptr;
     if (isLost || status == Win32Error) return OutOfMemory;
     if (status == Ok) bytes->assign(memory.bytes, memory.size);

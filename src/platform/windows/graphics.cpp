@@ -48,8 +48,8 @@ struct ReleaseStream {
 };
 using StreamPointer = std::unique_ptr<IStream, ReleaseStream>;
 
-/// An empty stream in memory; null if there is no memory. Only the program encodes images, so the
-/// library does not import shlwapi.dll, which the system always loads from its own folder.
+/// An empty stream in memory; null on failure. Only the program encodes images, so the library does
+/// not import shlwapi.dll, which the system always loads from its own folder.
 StreamPointer NewStream() {
   using Create = IStream*(WINAPI*)(const BYTE*, UINT);
   static const auto create = reinterpret_cast<Create>(
