@@ -69,7 +69,6 @@ bool LetFail(Result(WINAPI*)(Arguments...)) {
   [[maybe_unused]] static const bool is_##name = \
       LetFail<Kind::kAllocation, &__imp_##name, 0, ERROR_NOT_ENOUGH_MEMORY>(&name);
 
-FAILING_MEMORY(GlobalAlloc)
 FAILING_MEMORY(HeapAlloc)
 
 // Functions that return a handle, which is invalid on failure.
@@ -78,6 +77,8 @@ FAILING(_wfopen, 0, ERROR_ACCESS_DENIED)
 FAILING(CreateToolhelp32Snapshot, -1, ERROR_ACCESS_DENIED)
 FAILING(CreateMutexW, 0, ERROR_ACCESS_DENIED)
 FAILING(OpenProcess, 0, ERROR_ACCESS_DENIED)
+// No memory for an answer of the spooler counts as a failure of the spooler.
+FAILING(GlobalAlloc, 0, ERROR_NOT_ENOUGH_MEMORY)
 // Functions that return a flag, a length or attributes.
 FAILING(ExpandEnvironmentStringsW, 0, ERROR_NOT_ENOUGH_MEMORY)
 FAILING(FlushFileBuffers, 0, ERROR_DISK_FULL)
