@@ -60,16 +60,13 @@ bool LetFail(Result(WINAPI*)(Arguments...)) {
 }  // namespace
 
 #define IMPORTED(name) extern "C" decltype(&name) __imp_##name;
-#define FAILING(name, failure, error)            \
+#define FAILING_KIND(kind, name, failure, error) \
   IMPORTED(name)                                 \
   [[maybe_unused]] static const bool is_##name = \
-      LetFail<Kind::kCall, &__imp_##name, failure, error>(&name);
-#define FAILING_MEMORY(name)                     \
-  IMPORTED(name)                                 \
-  [[maybe_unused]] static const bool is_##name = \
-      LetFail<Kind::kAllocation, &__imp_##name, 0, ERROR_NOT_ENOUGH_MEMORY>(&name);
+      LetFail<Kind::kind, &__imp_##name, failure, error>(&name);
+#define FAILING(name, failure, error) FAILING_KIND(kCall, name, failure, error)
 
-FAILING_MEMORY(HeapAlloc)
+FAILING_KIND(kAllocation, HeapAlloc, 0, ERROR_NOT_ENOUGH_MEMORY)
 
 // Functions that return a handle, which is invalid on failure.
 FAILING(CreateFileW, -1, ERROR_ACCESS_DENIED)

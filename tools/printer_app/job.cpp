@@ -36,9 +36,9 @@ struct RasterJob {
 
 RasterJob* JobOf(pappl_job_t* job) { return static_cast<RasterJob*>(papplJobGetData(job)); }
 
-bool FailJob(pappl_job_t* job, const char* problem) {
-  papplLogJob(job, PAPPL_LOGLEVEL_ERROR, "%s", problem);
-  papplJobSetMessage(job, "%s", problem);
+bool FailJob(pappl_job_t* job, const std::string& problem) {
+  papplLogJob(job, PAPPL_LOGLEVEL_ERROR, "%s", problem.c_str());
+  papplJobSetMessage(job, "%s", problem.c_str());
   return false;
 }
 
@@ -136,7 +136,7 @@ bool StartPage(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t*, u
       const std::lock_guard lock(queue.mutex);
       page = std::move(queue.spare);
     }
-    return page.Start(options->header, &problem) || FailJob(job, problem.c_str());
+    return page.Start(options->header, &problem) || FailJob(job, problem);
   });
 }
 
@@ -162,7 +162,7 @@ bool EndPage(pappl_job_t* job, pappl_pr_options_t*, pappl_device_t* device, unsi
     label->planes = PlanesOf(&label->page, label->job);
     std::string problem;
     if (!SendPage(device, papplPrinterGetDeviceURI(papplJobGetPrinter(job)), *label, &problem)) {
-      return FailJob(job, problem.c_str());
+      return FailJob(job, problem);
     }
     Queue& queue = *state->queue;
     const std::lock_guard lock(queue.mutex);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 #include "tools/orv/page/extremes.h"
@@ -34,7 +35,11 @@ class BarFollower {
     auto old = open_.begin();
     const auto pass = [&](double start) {
       for (; old != open_.end() && old->last.start < start; ++old) {
-        (y - old->endLine < kMaxGap) ? next_.push_back(*old) : Keep(*old);
+        if (y - old->endLine < kMaxGap) {
+          next_.push_back(*old);
+        } else {
+          Keep(*old);
+        }
       }
     };
     for (const Bar& element : elements) {
@@ -50,9 +55,7 @@ class BarFollower {
         next_.emplace_back(bar, y, isAtEdge);
       }
     }
-    for (; old != open_.end(); ++old) {
-      (y - old->endLine < kMaxGap) ? next_.push_back(*old) : Keep(*old);
-    }
+    pass(std::numeric_limits<double>::infinity());
     std::swap(open_, next_);
   }
 
