@@ -15,6 +15,9 @@ target_compile_options(orv_compiler INTERFACE -fstack-protector-strong)
 # them, which prevents inlining.
 target_compile_options(orv_compiler INTERFACE
                        "$<$<CXX_COMPILER_ID:GNU>:-fno-semantic-interposition>")
+# Builds with symbols have line numbers and no variables (-g1), but GCC tracks the places of variables all
+# the same, which takes an eighth of the compile time.
+target_compile_options(orv_compiler INTERFACE "$<$<CXX_COMPILER_ID:GNU>:-fno-var-tracking>")
 # Exported functions have C linkage even if they return C++ types.
 target_compile_options(orv_compiler INTERFACE
                        "$<$<CXX_COMPILER_ID:Clang>:-Wno-return-type-c-linkage>")
