@@ -387,7 +387,8 @@ def result(what, ours, name, peer, goal):
         met = ours is not None and ours <= in_seconds(goal)
     elif goal is not None and ratio is not None:
         met = ratio <= goal
-    return {"work": what, "ours": ours, "peer": name, "peer_time": peer, "ratio": ratio,
+    unit = {Bytes: "bytes", Count: "count"}.get(type(ours), "s")
+    return {"work": what, "unit": unit, "ours": ours, "peer": name, "peer_time": peer, "ratio": ratio,
             "goal": goal if isinstance(goal, str) or goal is None else round(goal, 4), "met": met}
 
 
