@@ -12,6 +12,7 @@
 
 #include "config/property_tables.h"
 #include "devmode/differences.h"
+#include "devmode/explanation.h"
 #include "devmode/record_fields.h"
 #include "orv/config/configs_cache.h"
 #include "orv/session/session_data.h"
@@ -138,6 +139,7 @@ TEST(LegacyLayout, MapsFieldByField) {
   for (const auto& [from, to] : types) EXPECT_EQ(Word(record, to, 2), Word(record, from, 2));
   for (const auto& [from, to] : texts) {
     EXPECT_EQ(Bytes(record).substr(to, 80), Bytes(record).substr(from, 80)) << from;
+    EXPECT_EQ(std::ranges::count(orv::LegacyFields(), from, &orv::LegacyField::offset), 1) << from;
   }
   tagOEMDEV back = record;
   std::memset(back.EpLayout, 0, sizeof back.EpLayout);
@@ -297,6 +299,35 @@ TEST(Validation, RandomRecordsAreRepairedForGood) {
   for (const orv::RecordCheck& check : orv::RecordChecks()) all.insert(check.name);
   all.erase("TubeApplicator.enabled");  // its field is the tear-off edge's, already corrected
   EXPECT_EQ(checked, all);
+}
+
+TEST(Explanation, ShowsTheValuesOfEachField) {
+  Config config = TestConfig();
+  config.device.printSpeeds.speeds = {50000, 60000, 80000, 90000};  // in uneven steps
+  tagOEMDEV record = DefaultRecord();
+  record.PaperWidth = Bits(-5);
+  std::memcpy(record.CustomCommandDocumentStart, "\0a\"\\\n\x7F", 6);
+  std::wstring texts;
+  for (const std::size_t offset :
+       {offsetof(tagOEMDEV, PaperWidth), offsetof(tagOEMDEV, CustomCommandDocumentStart)}) {
+    const auto field = std::ranges::find(orv::RecordFields(), offset, &orv::RecordField::offset);
+    texts += orv::FieldText(record, *field) + L' ';
+  }
+  EXPECT_EQ(texts, LR"(4294967291 "\x00a\"\\\x0A\x7F" )");
+  const std::string json = orv::ExplanationAsJson(orv::ValidateWithSteps(config, record));
+  for (const char* const part : {R"(
+    "decidedBy": "carried, allowed"
+  },
+  {
+    "field": "PrintSpeed",
+    "incoming": 100,
+    "default": 100,
+    "stock": null,
+    "allowed": "50, 60, 80, 90",
+)",
+                                 R"(": "\u0000a\"\\\u000a)"}) {
+    EXPECT_NE(json.find(part), json.npos) << part;
+  }
 }
 
 TEST(Differences, NamesEachFieldThatDiffers) {

@@ -62,8 +62,6 @@ DevmodeResult RunMerge(HANDLE printer, const std::wstring& printerName, ConfigsC
   // The driver passes a record with its own signature to fill.
   merged->out.dwSignature = tagOEMDEV::kSignature;
   OEMDMPARAM param{};
-  param.cbSize = sizeof(param);
-  param.hPrinter = printer;
   param.pPublicDMIn = &merged->publicIn;
   param.pPublicDMOut = &merged->publicOut;
   param.pOEMDMIn = &merged->in;
