@@ -8,6 +8,7 @@
 
 #include "base/hex.h"
 #include "base/utf8.h"
+#include "crypto/protected_text.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/crypto/encryption_aes.h"
 #include "platform/files.h"
@@ -338,6 +339,11 @@ TEST_F(ProtectedFile, LogsWhyAFileIsNotLoaded) {
     EXPECT_EQ(Load(name), L"");
     EXPECT_EQ(Log(), L"ERR " + message + L"\n");
   }
+#if !defined(_WIN32)
+  orv::TextFailure failure;  // the system states a larger size than this file has
+  EXPECT_EQ(orv::LoadProtectedText(L"/sys/devices/system/cpu/online", nullptr, &failure), L"");
+  EXPECT_EQ(failure.reason, orv::kShortenedFile);
+#endif
   // A file that is too large to load can still be converted.
   EXPECT_EQ(CCryptoHelper::AesEncryptFile(Name(L"large"), Name(L"made"), nullptr), 0u);
   EXPECT_EQ(Read(L"made").size(), 10'000'016u + 20u);

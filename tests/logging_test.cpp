@@ -201,7 +201,29 @@ TEST(LogFile, TheDesiredFolderIsUsedIfItExists) {
   EXPECT_EQ(orv::ChooseLogFolder(folder.Name(L"none")), fallback);
   EXPECT_EQ(orv::LogFilePath(L"folder", {2024, 3, 5, 0, 0, 0, 0}),
             L"folder" + std::wstring(1, orv::kPathSeparator) + L"orv_logfile-2024-03-05.log");
+  orv::LocalTime day = {2024, 3, 5, 0, 0, 0, 0};
+  for (int* const next : {&day.day, &day.month, &day.year, &day.day}) {
+    EXPECT_EQ(*orv::LogFileOf(day, LogFolder().Name()),
+              orv::ToPath(orv::LogFilePath(LogFolder().Name(), day)));
+    ++*next;
+  }
 }
+
+#if !defined(_WIN32)
+TEST(LogFile, IsInTheUsersOwnFolder) {
+  if (std::filesystem::exists("/var/log/orv")) GTEST_SKIP() << "the system has a folder for logs";
+  const TemporaryFolder folder;
+  orv::test::SetVariable("XDG_STATE_HOME", (folder.path() / "new" / "state").string());
+  const std::filesystem::path own = folder.path() / "new" / "state" / "orv";
+  EXPECT_EQ(orv::ChooseLogFolder(L""), orv::FromPath(own));
+  EXPECT_EQ(std::filesystem::status(own).permissions(), std::filesystem::perms::owner_all);
+  orv::test::SetVariable("XDG_STATE_HOME", "/proc/none");
+  orv::test::SetVariable("TMPDIR", folder.path().string());
+  EXPECT_EQ(orv::ChooseLogFolder(L""), folder.Name());
+  orv::test::SetVariable("TMPDIR", {});
+  orv::test::SetVariable("XDG_STATE_HOME", {});
+}
+#endif
 
 TEST(Logger, ShortensPaths) {
   ExpectTable("log_paths", [](const Fields& fields) {

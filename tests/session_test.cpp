@@ -87,6 +87,11 @@ TEST_F(Session, ProcessIdIsUnknownUntilNeededAndAfterTheLastRelease) {
   EXPECT_EQ(GetSessionParendHandle(&parent), 1U);
   EXPECT_EQ(GetSessionParendHandle(&again), 1U);
   EXPECT_EQ(parent, again);
+
+  ReleaseSessionDataInstance();
+  EXPECT_EQ(GetSessionIsSystemParent(&parentId), 1U);  // needs the ids
+  GetSessionProcessId(&id);
+  EXPECT_EQ(id, ownId_);
 }
 
 TEST_F(Session, SavesNameAndCreationTime) {

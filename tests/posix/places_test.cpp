@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,11 +11,9 @@
 #include <map>
 
 #include "base/utf8.h"
-#include "logging/log_file.h"
 #include "orv/platform/registry.h"
 #include "orv/settings/settings.h"
 #include "orv/xml/markup.h"
-#include "platform/files.h"
 #include "tests/fixtures.h"
 
 namespace {
@@ -83,47 +80,6 @@ TEST(Places, AReadOnlyFolderDoesNotChange) {
   std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
   EXPECT_EQ(ReadBytes(path("a.xml")), example);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
-}
-
-TEST(Places, TheLogIsInTheUsersOwnFolder) {
-  if (std::filesystem::exists("/var/log/orv")) GTEST_SKIP() << "the system has a folder for logs";
-  const orv::test::TemporaryFolder folder;
-  SetVariable("XDG_STATE_HOME", (folder.path() / "new" / "state").string());
-  const std::filesystem::path own = folder.path() / "new" / "state" / "orv";
-  EXPECT_EQ(orv::ChooseLogFolder(L""), orv::FromPath(own));
-  EXPECT_EQ(std::filesystem::status(own).permissions(), std::filesystem::perms::owner_all);
-  SetVariable("XDG_STATE_HOME", "/proc/none");
-  SetVariable("TMPDIR", folder.path().string());
-  EXPECT_EQ(orv::ChooseLogFolder(L""), folder.Name());
-  SetVariable("TMPDIR", {});
-  SetVariable("XDG_STATE_HOME", {});
-}
-
-TEST(Places, TheLogRefusesWhatOthersPrepared) {
-  const orv::test::TemporaryFolder folder;
-  const auto file = [&](const char* name, uid_t owner, mode_t mode) {
-    std::filesystem::path path = folder.path() / name;
-    WriteBytes(path, "x");
-    EXPECT_EQ(chmod(path.c_str(), mode), 0);
-    EXPECT_EQ(geteuid() == 0 ? chown(path.c_str(), owner, getegid()) : 0, 0);
-    return path;
-  };
-  std::filesystem::create_symlink("target", folder.path() / "dangling");
-  std::filesystem::create_symlink(file("own", geteuid(), 0666), folder.path() / "link");
-  struct {
-    std::filesystem::path path;
-    bool isTrusted;
-  } const cases[] = {{folder.path() / "new", true},
-                     {folder.path() / "own", true},
-                     {folder.path() / "link", false},
-                     {folder.path() / "dangling", false},
-                     // Unless root runs the test, this file is the user's own.
-                     {file("theirs", 54321, 0666), geteuid() != 0},
-                     {file("theirs, closed", 54321, 0664), true}};
-  for (const auto& [path, isTrusted] : cases) {
-    EXPECT_EQ(orv::ExclusiveFile().OpenTrusted(path), isTrusted) << path;
-  }
-  EXPECT_FALSE(std::filesystem::exists(folder.path() / "target"));
 }
 
 TEST(Places, AUserWithoutAHomeHasNoSettings) {

@@ -352,24 +352,43 @@ TEST_F(RegistryFileTest, AMergeSaysThatTheItemsCannotBeRead) {
   EXPECT_EQ(out.dmPaperWidth, 500);
 }
 
+/// Another process that holds a file's lock, because SQLite's locks of one process are shared. No
+/// call waits for it long.
+class LockHolder {
+ public:
+  explicit LockHolder(const std::filesystem::path& file) {
+    EXPECT_EQ(pipe(ready_) + pipe(release_), 0);
+    child_ = fork();
+    char byte = 0;
+    if (child_ == 0) {
+      sqlite3* other = nullptr;
+      const bool isHeld =
+          sqlite3_open(file.c_str(), &other) == SQLITE_OK &&
+          sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr) == SQLITE_OK &&
+          write(ready_[1], "", 1) == 1 && read(release_[0], &byte, 1) == 1;
+      _exit(isHeld ? 0 : 1);
+    }
+    EXPECT_EQ(read(ready_[0], &byte, 1), 1);
+    orv::Request::s_maxWait = std::chrono::milliseconds(20);
+  }
+  void Release() {
+    EXPECT_EQ(write(release_[1], "", 1), 1);
+    int status = -1;
+    EXPECT_EQ(waitpid(child_, &status, 0), child_);
+    EXPECT_EQ(status, 0);
+    orv::Request::s_maxWait = orv::Request::kMaxWait;
+    for (const int end : {ready_[0], ready_[1], release_[0], release_[1]}) close(end);
+  }
+
+ private:
+  int ready_[2];
+  int release_[2];
+  pid_t child_;
+};
+
 TEST_F(RegistryFileTest, ALockedFileTakesTheTimeOfARequestOnce) {
   Write(L"one");
-  sqlite3* other = nullptr;  // SQLite's locks of one process are shared, so another one holds it
-  int ready[2];
-  int release[2];
-  ASSERT_EQ(pipe(ready) + pipe(release), 0);
-  const pid_t child = fork();
-  if (child == 0) {
-    char byte = 0;
-    const bool isHeld =
-        sqlite3_open((folder_.path() / "store/user.sqlite").c_str(), &other) == SQLITE_OK &&
-        sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr) == SQLITE_OK &&
-        write(ready[1], "", 1) == 1 && read(release[0], &byte, 1) == 1;
-    _exit(isHeld ? 0 : 1);
-  }
-  char byte = 0;
-  ASSERT_EQ(read(ready[0], &byte, 1), 1);
-  orv::Request::s_maxWait = std::chrono::milliseconds(20);
+  LockHolder holder(folder_.path() / "store/user.sqlite");
   {
     const orv::RegistrySnapshot request;
     RegistryValue value;
@@ -382,15 +401,23 @@ TEST_F(RegistryFileTest, ALockedFileTakesTheTimeOfARequestOnce) {
       EXPECT_EQ(reader.read(), ERROR_BUSY) << reader.name;
     }
     EXPECT_EQ(orv::Request::OfThread().waited, waited) << "it has waited again";
-    EXPECT_EQ(write(release[1], "", 1), 1);
-    int status = -1;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    holder.Release();
     EXPECT_EQ(orv::ReadStockItems(L"Key", &items), ERROR_BUSY) << "half of a request has failed";
   }
-  orv::Request::s_maxWait = orv::Request::kMaxWait;
   EXPECT_EQ(Read(), L"one");
-  for (const int end : {ready[0], ready[1], release[0], release[1]}) close(end);
+}
+
+TEST_F(RegistryFileTest, SessionsThatAreLockedAreReadAgain) {
+  Write(L"one");
+  EXPECT_EQ(Read(), L"one");
+  orv::test::LogCapture log;
+  LockHolder holder(folder_.path() / "store/user.sqlite");
+  EXPECT_EQ(CleanupRegSessionData(kPrinter, L"driver"), 1u);
+  holder.Release();
+  EXPECT_EQ(CleanupRegSessionData(kPrinter, L"driver"), 1u);
+  EXPECT_EQ(log.TakeText(),
+            L"ERRSessionData Error accessing Session Data. Error code: 170\n"
+            L"TRCSessionData Error accessing Session Data. Error code: 2\n");
 }
 
 TEST_F(RegistryFileTest, AWriteThatFailsKeepsTheOldItems) {
