@@ -487,7 +487,11 @@ TEST_F(Faults, ReadsADocumentCompletelyOrNotAtAll) {
              document->RestorePos();
              document->FindChildElem();
              const bool isIndexed = test::DumpIndex(*document) == test::DumpIndex(CMarkup(now));
-             const bool isDropped = !document->IsWellFormed() && !document->FindElem();
+             bool isDropped = !document->IsWellFormed() && !document->FindElem();
+             if (isDropped && document->AddElem(L"e")) {  // makes a new index
+               isDropped =
+                   test::DumpIndex(*document) == test::DumpIndex(CMarkup(document->GetDoc()));
+             }
              document->SetDoc(nullptr);
              return isIndexed || (ending == kNoMemory && isDropped) ? "" : "another index";
            }});

@@ -145,6 +145,11 @@ TEST(XmlEdit, Attributes) {
       {L"<r/x='1'>", remove(L"x"), L"<r/ >"},
       {L"<r x/>", remove(L"x"), L"<r/>"},
       {L"<r x/>", remove(L"y"), nullptr},
+      // After another edit.
+      {L"<r><a/><b x='1' y='2'/></r>",
+       EDIT(d.FindElem() && d.IntoElem() && d.FindElem() && d.SetData(L"longer") &&
+            d.FindElem(L"b") && d.RemoveAttrib(L"y")),
+       L"<r><a>longer</a><b x='1'/></r>"},
   });
 }
 
@@ -242,6 +247,11 @@ TEST(XmlEdit, Nodes) {
        L"<!--c--><r/>"},
       {L"<!--c-->\n<r/>", EDIT(d.FindNode() == 32 && d.RemoveNode() && d.FindElem(L"r")), L"<r/>"},
       {L"<!--c-->\n<r/>", EDIT(d.FindNode() == 32 && d.SetData(L"longer")), L"<!--longer-->\n<r/>"},
+      // The node stays the current one in an ill-formed document.
+      {L"<r><!--c--></r><!x>",
+       EDIT(d.FindElem() && d.IntoElem() && d.FindNode() == 32 && d.SetData(L"d") &&
+            d.GetData() == L"d"),
+       L"<r><!--d--></r><!x>"},
   });
 }
 

@@ -110,6 +110,10 @@ TEST(XmlCharacters, EveryCodePointGoesRound) {
     ASSERT_EQ(CMarkup::DecodeCharUTF16(unit, units + unitCount), code);
     ASSERT_TRUE(byte == bytes + byteCount && unit == units + unitCount) << code;
   }
+  const wchar_t unpaired[] = {L'a', static_cast<wchar_t>(0xDC00)};
+  const wchar_t* unit = unpaired;
+  EXPECT_EQ(CMarkup::DecodeCharUTF16(unit, unpaired + 2), L'a');
+  EXPECT_EQ(unit, unpaired + 1);
 }
 
 TEST(XmlCharacters, WholeStrings) {
@@ -260,6 +264,19 @@ TEST(XmlEncodings, Utf7) {
     }
   }
 }
+
+#ifndef _WIN32
+/// Text in a code page with states ends in the first state; one question mark replaces a pair.
+TEST(XmlEncodings, StatesAndLostPairs) {
+  std::string bytes;
+  bool lost = false;
+  EXPECT_TRUE(orv::EncodeCodePage(50220, L"\u3042", &bytes, &lost) && !lost);
+  EXPECT_EQ(bytes, "\x1B$B$\"\x1B(B");
+  bytes.clear();
+  EXPECT_TRUE(orv::EncodeCodePage(1252, L"\xD83D\xDE00z\xDE00", &bytes, &lost) && lost);
+  EXPECT_EQ(bytes, "?z?");
+}
+#endif
 
 TEST_F(XmlFile, FormsOfFiles) {
   ExpectTable("xml_forms", [this](const Fields& fields) {
@@ -412,6 +429,7 @@ void WriteRecords(CMarkup& doc, int records, bool flushes) {
   doc.AddNode(CMarkup::NODE_PROCESSING_INSTRUCTION, L"xml version=\"1.0\" encoding=\"UTF-8\"");
   doc.AddElem(L"list");
   doc.IntoElem();
+  if (flushes) doc.Flush();
   for (int i = 0; i < records; ++i) {
     doc.AddElem(L"record");
     doc.AddAttrib(L"n", i);
@@ -632,13 +650,14 @@ TEST_F(XmlFile, LongNodesInPartsAreReadLikeInMemory) {
 }
 
 TEST_F(XmlFile, MovesOnAfterTheFirstPiece) {
-  const std::string text = LongText("t &amp; ");
-  Put(L"in.xml", "<r><a>" + text + "</a><b>1</b><!--" + text + "--><c>2</c></r>");
+  // Each would be noticed in the place of the other.
+  const std::string text = LongText("t &amp; --> ");
+  Put(L"in.xml", "<r><a>" + text + "</a><b>1</b><!--" + LongText("c") + "--><c>2</c></r>");
   CMarkup doc;
   ASSERT_TRUE(doc.Open(Path(L"in.xml"), CMarkup::DOC_READFILE));
   ASSERT_TRUE(doc.FindElem(L"r") && doc.IntoElem() && doc.FindElem(L"a"));
   std::wstring piece;
-  EXPECT_TRUE(doc.ReadDataPiece(piece) && piece.starts_with(L"t & t"));
+  EXPECT_TRUE(doc.ReadDataPiece(piece) && piece.starts_with(L"t & --> t"));
   ASSERT_TRUE(doc.FindElem());
   EXPECT_EQ(Show(doc.GetTagName() + doc.GetData()), "b1");
   ASSERT_TRUE(doc.FindNode(CMarkup::NODE_COMMENT) && doc.ReadDataPiece(piece));
@@ -646,6 +665,22 @@ TEST_F(XmlFile, MovesOnAfterTheFirstPiece) {
   EXPECT_EQ(Show(doc.GetTagName() + doc.GetData()), "c2");
   EXPECT_FALSE(doc.FindElem());
   EXPECT_TRUE(doc.IsWellFormed());
+}
+
+/// Reading goes on after a long node was read again, which fails once the file is shorter.
+TEST_F(XmlFile, LongNodesAreReadAgainWhileTheFileLasts) {
+  std::string markup;
+  for (const char c : {'a', 'b', 'c'}) markup += "<!--" + std::string(140000, c) + "-->";
+  Put(L"in.xml", markup);
+  CMarkup doc;
+  ASSERT_TRUE(doc.Open(Path(L"in.xml"), CMarkup::DOC_READFILE));
+  for (const wchar_t unit : {L'a', L'b', L'c'}) {
+    ASSERT_EQ(doc.FindNode(), CMarkup::NODE_COMMENT);
+    if (unit == L'c') Put(L"in.xml", "short");
+    EXPECT_EQ(doc.GetData() == std::wstring(140000, unit), unit != L'c');
+  }
+  EXPECT_EQ(Show(doc.GetError()),
+            Show(L"cannot read " + Path(L"in.xml") + L": it became shorter while it was read"));
 }
 
 #ifndef _WIN32
@@ -715,6 +750,14 @@ TEST_F(XmlFile, AppendingGoesOnInTheFilesEncoding) {
   std::wstring text;
   ASSERT_TRUE(CMarkup::ReadTextFile(0, Path(L"log.xml"), text));
   EXPECT_EQ(text, L"<a/><b/><c/>");
+  Put(L"log.xml", "<?xml encoding='l1'?>");
+  CMarkup doc;
+  ASSERT_TRUE(doc.Open(Path(L"log.xml"), CMarkup::DOC_APPENDFILE));
+  doc.AddElem(L"a", L"\u20ac");
+  EXPECT_FALSE(doc.Close());
+  EXPECT_EQ(Show(doc.GetError()),
+            Show(L"cannot write " + Path(L"log.xml") +
+                 L": l1 lacks the character at offset 3 of the written text"));
 }
 
 TEST(XmlResult, EntriesOfEveryKind) {
@@ -726,6 +769,9 @@ TEST(XmlResult, EntriesOfEveryKind) {
   EXPECT_EQ(Show(result),
             "<a type=\"v&lt;\" offset2=\"5\"/><b encoding=\"e\" length=\"7\"/>"
             "<c msg=\"m\"/><d n=\"3\"/>");
+  result.assign(1000, L'x');  // is full
+  orv::AddResult(result, L"a", nullptr, 0);
+  EXPECT_EQ(result.size(), 1000u);
 }
 
 }  // namespace

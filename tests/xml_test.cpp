@@ -164,6 +164,8 @@ TEST(XmlParse, FlagsAndCopies) {
   EXPECT_TRUE(copy.RestorePos(L"here"));
   EXPECT_EQ(copy.GetTagName(), L"a");
   EXPECT_EQ(IndexFault(copy), L"");
+  EXPECT_TRUE(copy.SetDoc(L"<c/>"));  // shorter, in the same memory
+  EXPECT_EQ(copy.GetDoc(), L"<c/>");
 }
 
 /// The offsets and lengths of the start tags that the scanner finds.
