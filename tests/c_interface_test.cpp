@@ -88,6 +88,9 @@ TEST_F(CInterface, WritesEntriesOfAnEnabledLevel) {
   EXPECT_NE(text.find(L"\ttest.dll\tSource\ta message\r\n"), text.npos);
   EXPECT_NE(text.find(L"\t\t\ta\r\n"), text.npos);
   EXPECT_EQ(text.find(L"another one"), text.npos) << "an entry of a disabled level";
+  const int started = CLogger::m_nRefCount;
+  orv_log_close(std::exchange(log_, nullptr));
+  EXPECT_EQ(CLogger::m_nRefCount, started - 1);
 }
 
 TEST_F(CInterface, CutsMessagesToTheBuffer) {

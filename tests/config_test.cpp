@@ -499,18 +499,23 @@ TEST_F(OptionFamilies, KeepOnlyNamedOptionsAndAcceptOneSpellingOfTrue) {
 
 TEST_F(OptionFamilies, EntryPointsReadInsideAFamilyOfTheirKind) {
   CMarkup xml(
-      Expand(L"<optionFamily>[{optionFamilyId=9|optionFamilyName=n}]<options><option>"
+      Expand(L"<optionFamily>[{optionFamilyId=9|optionFamilyType=t|optionFamilyName=n|"
+             L"optionFamilyImageFile=f}]<options><option>"
              L"[{optionName=o|offset1Max=4|perforatorDeepnessStep=5}]</option></options>"
              L"</optionFamily>"));
   ASSERT_TRUE(xml.FindElem(L"optionFamily") && xml.FindChildElem(L"properties") && xml.IntoElem());
   int id = 1;
-  CString type = L"old";
-  CString name = L"old";
+  CString type;
+  CString name;
   CString image;
-  EXPECT_EQ(CConfigParser::ParseDeviceOptionFamilyProperties(xml, id, type, name, image, nullptr),
-            L"");
-  EXPECT_TRUE(id == 9 && type == L"old" && name == L"n");  // missing properties keep their values
-  EXPECT_EQ(xml.GetTagName(), L"properties");              // the position does not move
+  const auto parse = [&](const CMarkup& markup) {
+    EXPECT_EQ(
+        CConfigParser::ParseDeviceOptionFamilyProperties(markup, id, type, name, image, nullptr),
+        L"");
+    EXPECT_EQ(std::to_wstring(id) + type + name + image, L"9tnf");
+  };
+  parse(xml);
+  EXPECT_EQ(xml.GetTagName(), L"properties");  // the position does not move
   xml.OutOfElem();
   OptionFamily<Perforator> family;
   EXPECT_EQ(CConfigParser::ParseDeviceOptionFamilyPerforatorOptions(xml, family, nullptr), L"");
@@ -519,6 +524,7 @@ TEST_F(OptionFamilies, EntryPointsReadInsideAFamilyOfTheirKind) {
   EXPECT_EQ(family.options[0].perforatorDeepnessStep, 5);
   CMarkup without(L"<optionFamily/>");
   ASSERT_TRUE(without.FindElem(L"optionFamily"));
+  parse(without);  // missing properties keep their values
   EXPECT_EQ(CConfigParser::ParseDeviceOptionFamilyPerforatorOptions(without, family, nullptr), L"");
   EXPECT_EQ(family.options.size(), 1u);
 }
@@ -532,8 +538,10 @@ TEST_F(ConfigLoad, ARefusedSectionLeavesZeroForMissingValues) {
 }
 
 TEST_F(ConfigLoad, ValuesHaveFullNames) {
-  const std::vector<orv::NamedConfigValue> values = orv::NamedConfigValues(
-      Read(With(L"{version=12}", L"{version=12|created=2026-07-01T12:34:56}")));
+  Config config = Read(With(L"{version=12}", L"{version=12|created=2026-07-01T12:34:56}"));
+  config.device.cutter.optionFamilyId = 2;  // a second family, before the one of the file
+  config.device.cutter.optionFamilyType = L"Cut";
+  const std::vector<orv::NamedConfigValue> values = orv::NamedConfigValues(config);
   ExpectTable("config_names", [&](const Fields& fields) {
     const auto found = std::ranges::find(values, fields[0], &orv::NamedConfigValue::name);
     return found == values.end() ? L"none" : found->text;
@@ -640,6 +648,7 @@ TEST_F(ConfigLoad, ReturnsTheSameRecordToTwoThreads) {
 }
 
 TEST(Cache, CountsItsReferencesAndKeepsTheFirstRecord) {
+  ConfigsCache::m_nReferenceCounter = 7;  // counts nothing without an instance
   EXPECT_EQ(ConfigsCache::ReleaseInstance(), 0);
   ConfigsCache* const cache = ConfigsCache::GetInstance();
   EXPECT_EQ(ConfigsCache::GetInstance(), cache);

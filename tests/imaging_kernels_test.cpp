@@ -373,7 +373,8 @@ TEST_P(Kernels, FindContentIdentically) {
       for (const Search search :
            {&ImagingKernels::firstInkRow, &ImagingKernels::lastInkRow,
             &ImagingKernels::firstInkColumn, &ImagingKernels::lastInkColumn}) {
-        ASSERT_EQ((Tested().*search)(plane), (kPlainKernels.*search)(plane)) << width;
+        const int found = (Tested().*search)(plane);
+        ASSERT_EQ(found, width > 0 ? (kPlainKernels.*search)(plane) : -1) << width;
       }
     }
   }

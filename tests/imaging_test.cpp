@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "base/utf8.h"
+#include "imaging/dithering.h"
 #include "imaging/pixels.h"
 #include "orv/imaging/bitmap_helper.h"
 #include "orv/imaging/color_extensions.h"
@@ -306,6 +307,26 @@ TEST(BitmapRasterizer, OrderedMethodsIndexColumnsFirst) {
   }
 }
 
+TEST(BitmapRasterizer, DithersToBitsInBands) {
+  const int height = 2 * BandRowsFor(205) + 3;
+  const auto page = MakePage(
+      205, height, [](int x, int y) { return 0x010203u * static_cast<unsigned>((x + y) % 80); });
+  for (int number = 1; number <= 5; ++number) {
+    const auto method = static_cast<eBitmapDitherer>(number);
+    const BitmapPointer whole(BitmapRasterizer::Dither(page.get(), method, 128));
+    const BitmapPointer expected(BitmapHelper::CreateBitmap(205, height, PixelFormat1bppIndexed));
+    const BitmapPointer bits(BitmapHelper::CreateBitmap(205, height, PixelFormat1bppIndexed));
+    EXPECT_EQ(BitmapHelper::GetMonochromeImage1BPP(whole.get(), expected.get()), 1);
+    {
+      const LockedBits from(page.get(), ImageLockModeRead, PixelFormat24bppRGB);
+      const LockedBits to(bits.get(), ImageLockModeWrite, PixelFormat1bppIndexed);
+      EXPECT_TRUE(DitherToBits(PlaneOf(*from.data()), method, 128,
+                               static_cast<BYTE*>(to.data()->Scan0), to.data()->Stride));
+    }
+    EXPECT_EQ(BitmapHelper::Are1BPPBitmapsEqual(bits.get(), expected.get()), 1) << method;
+  }
+}
+
 TEST(BitmapRasterizer, WhitensWhiteAndBlackOnlyWhereAThresholdIsZero) {
   constexpr std::ptrdiff_t kWhitesOfBlack[] = {0, 0, 0, 0, 16, 4};  // by method
   for (int method = 0; method <= 5; ++method) {
@@ -402,6 +423,11 @@ TEST(Bitmaps, ConvertAndLockPixelsIdenticallyOnEverySystem) {
   const Rect tooWide(0, 0, 4, 1);
   EXPECT_EQ(page->LockBits(&tooWide, ImageLockModeRead, PixelFormat24bppRGB, &data),
             InvalidParameter);
+#if !defined(_WIN32)
+  const Rect noColumns(0, 0, 0, 1);
+  EXPECT_EQ(page->LockBits(&noColumns, ImageLockModeRead, PixelFormat24bppRGB, &data),
+            InvalidParameter);
+#endif
 }
 
 TEST(BitmapHelper, ReducesEverythingNotWhiteToInk) {
@@ -581,6 +607,7 @@ TEST(SplitImage, ReadsNoMaskRowOutsideTheMask) {
       const LockedBits bits(&mask.bitmap, ImageLockModeRead, PixelFormat24bppRGB);
       const PixelPlane plane = MaskRowsFor(*bits.data(), {nullptr, pageStride, 4, 5});
       EXPECT_EQ(plane.height, rows) << maskStride << ' ' << pageStride;
+      EXPECT_EQ(plane.stride, (maskStride < 0 ? -1 : 1) * std::abs(pageStride));
       for (int y = 0; y < plane.height; ++y) {
         EXPECT_THAT(std::span(plane.Row(y), 12), testing::Each(0xA5));
       }
@@ -783,6 +810,12 @@ TEST(Png, WritesWhatItReads) {
     std::string bytes;
     ASSERT_EQ(EncodePng(page.get(), {}, &bytes), Ok);
     EXPECT_EQ(bytes, test::ReadBytes(ToPath(path)));
+    // On Windows the system has a resolution for every file.
+    EXPECT_EQ(ReadPngResolution(path.c_str()).has_value(), kPathSeparator == L'\\');
+    ASSERT_EQ(EncodePng(page.get(), PngResolution{11811, 23622}, &bytes), Ok);
+    test::WriteBytes(ToPath(path), bytes);
+    const PngResolution resolution = ReadPngResolution(path.c_str()).value_or(PngResolution{});
+    EXPECT_TRUE(resolution.x == 11811 && resolution.y == 23622);
   }
   EXPECT_NE(SavePng(pages[0].get(), folder.Name(L"missing/page.png").c_str()), Ok);
 }
