@@ -84,11 +84,13 @@ TEST(XmlEdit, AddElements) {
        EDIT(d.FindElem() && d.IntoElem() && d.FindElem() && d.IntoElem() && d.AddElem(L"x")),
        L"<r><a>\r\n<x/>\r\n</a><b/></r>"},
   });
-  // The stored length of the long end tag lacks 1,024 code units.
-  CMarkup doc(L"<a>x</a" + std::wstring(1030, L' ') + L">");
-  EXPECT_TRUE(doc.FindElem() && doc.AddChildElem(L"b", L"", 2));
-  EXPECT_EQ(doc.GetDoc().substr(0, 12), L"<a>x<b/></a ");
-  ExpectFreshIndex(doc);
+  // The stored length of a long end tag lacks multiples of 1,024; another end tag follows.
+  for (const std::size_t units : {1023, 1024, 1025, 2048}) {
+    CMarkup doc(L"<r><a>x</a" + std::wstring(units - 4, L' ') + L"></r>");
+    EXPECT_TRUE(doc.FindChildElem() && doc.IntoElem() && doc.AddChildElem(L"b", L"", 2));
+    EXPECT_EQ(doc.GetDoc().substr(0, 15), L"<r><a>x<b/></a ") << units;
+    ExpectFreshIndex(doc);
+  }
 }
 
 TEST(XmlEdit, PlacesAndPositions) {

@@ -174,7 +174,8 @@ class Document {
   std::wstring Data(int element) const;
   /// A value or a text as it is read: references decoded, white space by the flags.
   std::wstring Unescape(std::wstring_view escaped) const;
-  /// The address of the end tag, whose stored length lacks multiples of 1,024.
+  /// The address of the end tag of an element that has one. Its stored length lacks multiples of
+  /// 1,024.
   int ContentEnd(int element) const;
   /// The path of an element: "/name[n]" for each level, without "[n]" for the first of its name.
   std::wstring Path(int element) const;
