@@ -44,7 +44,7 @@ FAILING(int, open, (const char* path, int flags, unsigned mode), (path, flags, m
 FAILING(int, open64, (const char* path, int flags, unsigned mode), (path, flags, mode), -1, EACCES)
 FAILING(int, openat, (int at, const char* path, int how, unsigned mode), (at, path, how, mode), -1,
         EMFILE)
-FAILING(int, mkostemp, (char* name, int flags), (name, flags), -1, EACCES)
+FAILING(int, getentropy, (void* to, size_t size), (to, size), -1, ENOSYS)
 FAILING(void*, fopen, (const char* path, const char* mode), (path, mode), nullptr, EACCES)
 FAILING(void*, fopen64, (const char* path, const char* mode), (path, mode), nullptr, EACCES)
 FAILING(ssize_t, read, (int file, void* to, size_t size), (file, to, size), -1, EIO)
@@ -96,6 +96,9 @@ FAILING_EVP(int, DigestFinal_ex, (void* c, void* out, unsigned* size), (c, out, 
 // Skips the real call, to save time: these tests do not depend on what reaches the disk.
 extern "C" int fsync(int) { return Fails(Kind::kCall) ? (errno = EIO, -1) : 0; }
 extern "C" int fdatasync(int) { return Fails(Kind::kCall) ? (errno = EIO, -1) : 0; }
+
+// Even for a moment, another umask would apply to the files of other threads.
+extern "C" unsigned umask(unsigned) { abort(); }
 
 FAILING(int, unlink, (const char* path), (path), (++filesNotRemoved, -1), EACCES)
 

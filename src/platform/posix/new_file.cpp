@@ -5,9 +5,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 
 #include "platform/files.h"
 #include "platform/posix/descriptor.h"
@@ -15,11 +17,24 @@
 namespace orv {
 namespace {
 
-/// The permissions of a newly created file.
-mode_t NewFileMode() {
-  const mode_t mask = umask(0);
-  umask(mask);
-  return 0666 & ~mask;
+/// The end of a temporary name. Its letters vary.
+constexpr std::string_view kSuffix = ".XXXXXX";
+
+/// Creates a file of an unused name and changes the suffix of `path` accordingly. The process's
+/// umask applies to the permissions. Returns a descriptor, or -1.
+int CreateUnique(std::string* path, mode_t permissions) {
+  constexpr std::string_view kLetters =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
+  constexpr int kAttempts = 100;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    std::array<std::uint8_t, kSuffix.size() - 1> random{};
+    if (getentropy(random.data(), random.size()) != 0) return -1;
+    std::ranges::transform(random, path->end() - random.size(),
+                           [&](std::uint8_t number) { return kLetters[number % kLetters.size()]; });
+    const int file = open(path->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, permissions);
+    if (file >= 0 || errno != EEXIST) return file;
+  }
+  return -1;
 }
 
 }  // namespace
@@ -50,14 +65,14 @@ bool NewFile::Open(const std::wstring& path) {
   }
 
   // The name may have the maximum length, so it is cut to make room for the suffix.
-  constexpr std::string_view kSuffix = ".XXXXXX";
   std::string name = path_.filename().native().substr(0, NAME_MAX - kSuffix.size());
   temporaryPath_ = (path_.parent_path() / name.append(kSuffix)).native();
-  const int file = mkostemp(temporaryPath_.data(), O_CLOEXEC);
+  // Until it has the permissions of the old one, only the owner may read it.
+  const int file = CreateUnique(&temporaryPath_, exists ? 0600 : 0666);
   if (file < 0) return false;
   handle_ = ToHandle(file);
   isFlushed_ = false;
-  return fchmod(file, exists ? status.st_mode & 07777 : NewFileMode()) == 0;
+  return !exists || fchmod(file, status.st_mode & 07777) == 0;
 }
 
 bool NewFile::Write(std::string_view bytes) {
