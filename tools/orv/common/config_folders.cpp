@@ -7,6 +7,7 @@
 #include "platform/modules.h"
 #include "platform/processes.h"
 #include "tools/orv/common/input.h"
+#include "tools/orv/common/output.h"
 
 namespace orv::tool {
 
@@ -29,6 +30,11 @@ std::wstring FolderWith(const std::wstring& fileName, const std::vector<std::wst
     return !IsMissing(folder + kPathSeparator + fileName);
   });
   return found != folders.end() ? *found : std::wstring();
+}
+
+std::wstring DoctorCommand(const std::wstring& printer, const std::wstring& given) {
+  return L"orv doctor " + Quoted(printer) +
+         (given.empty() ? std::wstring() : L" --config-dir " + Quoted(given));
 }
 
 std::wstring AnyOf(const std::vector<std::wstring>& folders) {

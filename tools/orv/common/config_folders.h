@@ -15,6 +15,9 @@ std::vector<std::wstring> ConfigFolders(const std::wstring& given);
 /// examined counts as found: reading it gives the reason.
 std::wstring FolderWith(const std::wstring& fileName, const std::vector<std::wstring>& folders);
 
+/// The command that examines a printer with the files of `given`, if it is not empty, for messages.
+std::wstring DoctorCommand(const std::wstring& printer, const std::wstring& given);
+
 /// "FOLDER, FOLDER or FOLDER", for messages.
 std::wstring AnyOf(const std::vector<std::wstring>& folders);
 

@@ -8,6 +8,7 @@
 #include "orv/text/format.h"
 #include "platform/modules.h"
 #include "tools/orv/common/commands.h"
+#include "tools/orv/common/config_folders.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/library_use.h"
@@ -148,7 +149,8 @@ void AddPrinterConfigCommand(CLI::App* printers) {
     const TimedLoad first = LoadFor(printer.get(), &library);
     if (first.config == nullptr) {
       Fail(kFindings, L"the configuration of \"" + name + L"\" does not load: " + path +
-                          L"\n     (for the reason, see orv doctor or orv config check)");
+                          L"\n     (for the reason, see " +
+                          DoctorCommand(name, ToWide(options->folder)) + L" or orv config check)");
     }
     const TimedLoad second = LoadFor(printer.get(), &library);
     if (options->showRecord) return PrintConfig(*first.config, options->asJson);

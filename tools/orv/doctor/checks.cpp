@@ -463,11 +463,8 @@ CheckRow BriefRow(const Examined& examined) {
   const CheckRow& worst = *std::ranges::max_element(rows, {}, &CheckRow::health);
   const std::wstring check = L"printer " + Quoted(name);
   if (worst.health == Health::kOk) return {Health::kOk, check, examined.configPath, {}};
-  const std::wstring& folder = examined.options.configFolder;
   return {worst.health, check, worst.check + L": " + worst.finding,
-          L"orv doctor " + Quoted(name) +
-              (folder.empty() ? std::wstring() : L" --config-dir " + Quoted(folder)) +
-              L" shows all of it"};
+          DoctorCommand(name, examined.options.configFolder) + L" shows all of it"};
 }
 
 }  // namespace
