@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -32,6 +33,12 @@ std::wstring FileNameOf(const std::wstring& path);
 std::wstring FileErrorText();
 /// Describes the failure of a function of `std::filesystem` in the same way.
 std::wstring FileErrorText(const std::error_code& error);
+
+/// What changes when a file is written or replaced, also if its time of modification is set back:
+/// the numbers that identify it, its size, and its times of modification and of change. Two writes
+/// within one tick of the clock can leave the same. All zeros if the file cannot be examined.
+using FileVersion = std::array<std::uint64_t, 5>;
+FileVersion VersionOf(const std::filesystem::path& path);
 
 /// The folders for log files, in order of preference. Not all of them have to exist. On Windows the
 /// system's and the user's folder for temporary files, as the system returns them. On Linux

@@ -93,6 +93,17 @@ std::wstring FileErrorText(const std::error_code& error) {
   }
 }
 
+FileVersion VersionOf(const std::filesystem::path& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return {};
+  const auto number = [](const timespec& time) {
+    return static_cast<std::uint64_t>(time.tv_sec) * 1'000'000'000 +
+           static_cast<std::uint64_t>(time.tv_nsec);
+  };
+  return {status.st_dev, status.st_ino, static_cast<std::uint64_t>(status.st_size),
+          number(status.st_mtim), number(status.st_ctim)};
+}
+
 std::vector<std::wstring> LogFolders() {
   std::vector<std::wstring> folders{Utf8ToWide(kSystemLogFolder)};
   if (const auto own = OwnLogFolder(); !own.empty()) folders.push_back(FromPath(own));

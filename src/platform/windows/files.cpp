@@ -6,6 +6,12 @@
 #include "platform/error_text.h"
 
 namespace orv {
+namespace {
+
+/// Others may do anything with the file meanwhile.
+constexpr DWORD kShared = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+}  // namespace
 
 const wchar_t kPathSeparator = L'\\';
 
@@ -36,6 +42,23 @@ std::wstring FileErrorText(const std::error_code& error) {
   }
 }
 
+FileVersion VersionOf(const std::filesystem::path& path) {
+  const HANDLE file = CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES, kShared, nullptr,
+                                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return {};
+  const auto joined = [](DWORD high, DWORD low) { return std::uint64_t{high} << 32 | low; };
+  BY_HANDLE_FILE_INFORMATION facts{};
+  FILE_BASIC_INFO times{};
+  const bool isKnown = GetFileInformationByHandle(file, &facts) &&
+                       GetFileInformationByHandleEx(file, FileBasicInfo, &times, sizeof(times));
+  CloseHandle(file);
+  if (!isKnown) return {};
+  return {facts.dwVolumeSerialNumber, joined(facts.nFileIndexHigh, facts.nFileIndexLow),
+          joined(facts.nFileSizeHigh, facts.nFileSizeLow),
+          static_cast<std::uint64_t>(times.LastWriteTime.QuadPart),
+          static_cast<std::uint64_t>(times.ChangeTime.QuadPart)};
+}
+
 std::vector<std::wstring> LogFolders() {
   std::vector<std::wstring> folders;
   wchar_t folder[1024];
@@ -54,7 +77,6 @@ void CreateLogFolder() {}
 
 bool CanCreateFiles(const std::wstring& folder) {
   // The system checks the access when the folder is opened for it.
-  constexpr DWORD kShared = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
   const HANDLE opened = CreateFileW(folder.c_str(), FILE_ADD_FILE, kShared, nullptr, OPEN_EXISTING,
                                     FILE_FLAG_BACKUP_SEMANTICS, nullptr);
   if (opened == INVALID_HANDLE_VALUE) return false;

@@ -379,20 +379,14 @@ class FileReadTwice {
   }
 
  private:
-  using Version = std::pair<std::uintmax_t, std::filesystem::file_time_type>;
-
-  Version Now() const {
-    std::error_code ignored;
-    const std::filesystem::path file = ToPath(path_);
-    return {std::filesystem::file_size(file, ignored),
-            std::filesystem::last_write_time(file, ignored)};
-  }
+  FileVersion Now() const { return VersionOf(ToPath(path_)); }
 
   std::wstring path_;
-  Version first_;
+  FileVersion first_;
 };
 
-/// Prints a value in parts, alone or in an object with its path.
+/// Prints a value in parts, alone or in an object with its path. An object is printed when it is
+/// complete, so that after a failure there is none, unless it is too long to keep.
 class ValuePrinter {
  public:
   ValuePrinter(const std::wstring& path, bool asJson) : asJson_(asJson) {
@@ -405,15 +399,19 @@ class ValuePrinter {
   void Add(std::wstring_view part) {
     if (!asJson_) return Print(part);
     json_.TextPart(part);
-    Print(json_.TakeText());
+    kept_ += json_.TakeText();
+    if (kept_.size() > kMaxKept) Print(std::exchange(kept_, {}));
   }
   void Finish() {
     json_.EndText();
     json_.EndObject();
-    Print(asJson_ ? json_.Text() : "\n");
+    Print(asJson_ ? kept_ + json_.Text() : "\n");
   }
 
  private:
+  static constexpr std::size_t kMaxKept = 1 << 24;
+
+  std::string kept_;  ///< the start of the object
   bool asJson_;
   JsonWriter json_;
 };
