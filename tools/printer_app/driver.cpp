@@ -384,11 +384,9 @@ Driver::Driver(std::filesystem::path path) : path_(std::move(path)) {
 
 std::shared_ptr<const Config> Driver::Load(std::string* problem) {
   const std::lock_guard lock(mutex_);
-  std::error_code error;
-  const Stamp stamp = {std::filesystem::last_write_time(path_, error),
-                       std::filesystem::file_size(path_, error)};
-  if (config_ == nullptr || stamp != stamp_) {
-    stamp_ = stamp;
+  const FileVersion version = VersionOf(path_);
+  if (config_ == nullptr || version != version_) {
+    version_ = version;
     LoadResult loaded = LoadConfigFile(FromPath(path_), nullptr, nullptr);
     if (loaded.owned != nullptr) config_ = std::move(loaded.owned);
     problem_ = ToUtf8(LoadFailureText(loaded));

@@ -13,6 +13,7 @@
 
 #include "orv/config/config.h"
 #include "orv/devmode/stock_items.h"
+#include "platform/files.h"
 #include "tools/orv/page/planes.h"
 #include "tools/printer_app/raster.h"
 #include "tools/printer_app/record.h"
@@ -39,9 +40,6 @@ class Driver {
   std::shared_ptr<const Config> Load(std::string* problem = nullptr);
 
  private:
-  /// The time and the size of the file, which change when it is written.
-  using Stamp = std::pair<std::filesystem::file_time_type, std::uintmax_t>;
-
   const std::filesystem::path path_;
   std::string name_;
   std::wstring spoolerName_;
@@ -49,7 +47,7 @@ class Driver {
   std::string deviceId_;
   bool isUsable_ = false;
   std::mutex mutex_;
-  Stamp stamp_;
+  FileVersion version_;  ///< of the file when it was loaded
   std::shared_ptr<const Config> config_;
   std::string problem_;
 };
