@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <map>
 #include <optional>
 
 #include "platform/console.h"
@@ -118,8 +119,14 @@ void Summarize(const LogOptions& options) {
   Print(options.asJson ? SummaryAsJson(summary) : SummaryAsText(summary));
 }
 
+/// A log that `--follow` shows, and how much of it has been shown.
+struct FollowedLog {
+  std::uint64_t offset = 0;
+  LogReader reader;
+};
+
 /// Shows the log and new entries until the program is ended. Continues with the next day's log
-/// unless a file was named.
+/// unless a file was named, and with an earlier one, where it ended, if the clock is set back.
 [[noreturn]] void Follow(const LogOptions& options) {
   StopProgress();
   Table table(LogTitles());
@@ -133,23 +140,18 @@ void Summarize(const LogOptions& options) {
       table.Add(LogRow(entry));
     }
   };
-  std::wstring path;
-  std::uint64_t offset = 0;
-  LogReader reader(show);
+  std::map<std::wstring, FollowedLog> logs;
   for (;; PauseMilliseconds(kPollMilliseconds)) {
-    if (const std::wstring current = LogPath(options); current != path) {
-      path = current;
-      offset = 0;
-      reader = LogReader(show);
-    }
+    const std::wstring path = LogPath(options);
+    FollowedLog& log = logs.try_emplace(path, FollowedLog{0, LogReader(show)}).first->second;
     std::string bytes;
     // Otherwise it is not written yet, or is being written.
-    while (ReadFile(path, &bytes, offset, kFollowedBytes) && !bytes.empty()) {
-      offset += bytes.size();
-      reader.Feed(bytes);
+    while (ReadFile(path, &bytes, log.offset, kFollowedBytes) && !bytes.empty()) {
+      log.offset += bytes.size();
+      log.reader.Feed(bytes);
       if (!table.empty()) Print(table.TakeText());
     }
-    reader.EndEntry();
+    log.reader.EndEntry();
     if (!table.empty()) Print(table.TakeText());
   }
 }
