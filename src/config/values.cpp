@@ -1,9 +1,9 @@
 #include "config/values.h"
 
 #include <algorithm>
-#include <ctime>
 #include <limits>
 
+#include "platform/clock.h"
 #include "xml/names.h"
 
 namespace orv {
@@ -42,18 +42,10 @@ bool ToUpperCaseBool(std::wstring_view text) { return text == L"TRUE"; }
 
 std::int64_t ToDateTime(std::wstring_view text) {
   if (text.size() != 19) return 0;
-  const auto field = [text](std::size_t at, std::size_t size, int base) {
-    return ToInt(text.substr(at, size)) - base;  // four characters cannot overflow
+  const auto field = [text](std::size_t at, std::size_t size = 2) {
+    return ToInt(text.substr(at, size));
   };
-  std::tm time{};
-  time.tm_year = field(0, 4, 1900);
-  time.tm_mon = field(5, 2, 1);
-  time.tm_mday = field(8, 2, 0);
-  time.tm_hour = field(11, 2, 0);
-  time.tm_min = field(14, 2, 0);
-  time.tm_sec = field(17, 2, 0);
-  time.tm_isdst = -1;  // the runtime determines whether daylight saving applied
-  return std::mktime(&time);
+  return ToSeconds({field(0, 4), field(5), field(8), field(11), field(14), field(17), 0});
 }
 
 }  // namespace orv

@@ -22,8 +22,9 @@ bool ToBool(std::wstring_view text);
 /// True exactly for "TRUE". Kept for compatibility: some properties accept only this spelling.
 bool ToUpperCaseBool(std::wstring_view text);
 
-/// Seconds since 1970-01-01 of a local time written "yyyy-mm-dd?hh:mm:ss". Fields are taken by
-/// position, whatever separates them. 0 unless the text has 19 characters.
+/// Seconds since 1970-01-01 of a local time written "yyyy-mm-dd?hh:mm:ss", as `ToSeconds` converts
+/// them. Fields are taken by position, whatever separates them. 0 unless the text has 19
+/// characters.
 std::int64_t ToDateTime(std::wstring_view text);
 
 /// Appends the values of a range to `values`, in ascending order, and checks that the step reaches

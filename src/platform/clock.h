@@ -27,9 +27,27 @@ inline LocalTime ToLocalTime(const std::tm& time) {
           0};
 }
 
+/// The opposite. The system determines whether daylight saving applies.
+inline std::tm ToTm(const LocalTime& time) {
+  std::tm fields{};
+  fields.tm_year = time.year - 1900;
+  fields.tm_mon = time.month - 1;
+  fields.tm_mday = time.day;
+  fields.tm_hour = time.hour;
+  fields.tm_min = time.minute;
+  fields.tm_sec = time.second;
+  fields.tm_isdst = -1;
+  return fields;
+}
+
 LocalTime GetLocalTimeNow();
 
 /// Converts seconds since 1970 to local time. Returns false if the system cannot.
 bool ToLocalTime(std::int64_t seconds, LocalTime* time);
+
+/// Converts local time, without its milliseconds, to seconds since 1970. Fields out of range are
+/// carried to the next one. Of a time that the clocks show twice, because they are set back, it is
+/// the first. -1 if the system cannot: Windows converts the years 1970 to 3000 alone.
+std::int64_t ToSeconds(const LocalTime& time);
 
 }  // namespace orv

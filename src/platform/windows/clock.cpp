@@ -19,4 +19,9 @@ bool ToLocalTime(std::int64_t seconds, LocalTime* time) {
   return true;
 }
 
+std::int64_t ToSeconds(const LocalTime& time) {
+  tm local = ToTm(time);
+  return _mktime64(&local);  // `mktime` of the 32-bit runtime ends in 2038
+}
+
 }  // namespace orv

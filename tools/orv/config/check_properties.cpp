@@ -45,6 +45,14 @@ bool IsValidDateTime(std::wstring_view text) {
   return date.ok() && field(11) < 24 && field(14) < 60 && field(17) < 60;
 }
 
+/// Whether a date and time is before another; both are valid. As in the file, without a time zone:
+/// converted, they could change their order in the hour in which the clocks are set back.
+bool IsBefore(std::wstring_view a, std::wstring_view b) {
+  return std::ranges::lexicographical_compare(a, b, [](wchar_t left, wchar_t right) {
+    return IsDigit(left) && IsDigit(right) && left < right;
+  });
+}
+
 /// "true" for the usual spellings of true, otherwise "false".
 const wchar_t* IntendedTruth(const std::wstring& value) {
   constexpr std::wstring_view kTrue[] = {L"true", L"yes", L"on", L"1", L"t", L"y"};
@@ -266,9 +274,7 @@ void CheckTimes(const FoundProperties& properties, Findings* findings) {
   const FoundProperty* const created = Find(properties, L"created");
   const FoundProperty* const modified = Find(properties, L"lastModified");
   if (!IsSound(created) || !IsSound(modified)) return;
-  const std::int64_t first = ToDateTime(created->value);
-  const std::int64_t last = ToDateTime(modified->value);
-  if (first != 0 && last != 0 && last < first) {
+  if (IsBefore(modified->value, created->value)) {
     findings->ReportValue(L"time-order", *modified,
                           Quoted(modified->name) + L" is before " + Quoted(created->name),
                           created->value + L" or later", created->value);
