@@ -44,6 +44,14 @@ bool Fails(Kind kind);
 /// Calls `malloc`, or returns null if it is planned to fail.
 void* Allocate(decltype(sizeof 0) size);
 
+/// A local time.
+struct Time {
+  int year, month, day, hour, minute, second;
+};
+/// Lets the system's clock stand still at a time, for what reads it through the system's functions
+/// for local time; null lets it run. Waiting and file times are not affected.
+void SetClock(const Time* time);
+
 /// Blocks from `new` that have not been released.
 long LiveBlocks();
 /// The process's open files; on Windows, its open handles.

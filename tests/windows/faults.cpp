@@ -147,7 +147,26 @@ static BOOL WINAPI Delete(LPCWSTR path) {
 }
 [[maybe_unused]] static const bool is_DeleteFileW = Replace<&__imp_DeleteFileW>(&Delete);
 
+static SYSTEMTIME clockTime = {};  // none while it runs
+IMPORTED(GetLocalTime)
+static void WINAPI ReadClock(LPSYSTEMTIME time) {
+  original<&__imp_GetLocalTime>(time);
+  if (clockTime.wYear != 0) *time = clockTime;
+}
+[[maybe_unused]] static const bool is_GetLocalTime = Replace<&__imp_GetLocalTime>(&ReadClock);
+
 namespace orv::test::faults {
+
+void SetClock(const Time* time) {
+  clockTime = {};
+  if (time == nullptr) return;
+  clockTime.wYear = static_cast<WORD>(time->year);
+  clockTime.wMonth = static_cast<WORD>(time->month);
+  clockTime.wDay = static_cast<WORD>(time->day);
+  clockTime.wHour = static_cast<WORD>(time->hour);
+  clockTime.wMinute = static_cast<WORD>(time->minute);
+  clockTime.wSecond = static_cast<WORD>(time->second);
+}
 
 void* Allocate(std::size_t size) { return Fails(Kind::kAllocation) ? nullptr : std::malloc(size); }
 

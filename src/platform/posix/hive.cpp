@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <span>
@@ -99,10 +100,30 @@ constexpr const char* kSql[kStatementCount] = {
 
 /// For how long a file must not have changed before its change time is relied on.
 constexpr ChangeTime kRest = 100'000'000;
+/// The part of it by which the clock may be set back meanwhile.
+constexpr ChangeTime kMaxSetBack = kRest / 2;
 
+/// Wraps around for times that no clock has, but a damaged or foreign file system may.
 ChangeTime NanosecondsOf(const timespec& time) {
-  return ChangeTime{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+  return static_cast<ChangeTime>(static_cast<std::uint64_t>(time.tv_sec) * 1'000'000'000 +
+                                 static_cast<std::uint64_t>(time.tv_nsec));
 }
+
+/// The system's clocks.
+struct Clocks {
+  ChangeTime now;      ///< by the one that file systems use
+  ChangeTime advance;  ///< of that one before the one that is never set
+
+  static std::optional<Clocks> Read() {
+    timespec now{};
+    timespec steady{};
+    if (clock_gettime(CLOCK_REALTIME_COARSE, &now) != 0 ||
+        clock_gettime(CLOCK_MONOTONIC_COARSE, &steady) != 0) {
+      return std::nullopt;
+    }
+    return Clocks{NanosecondsOf(now), NanosecondsOf(now) - NanosecondsOf(steady)};
+  }
+};
 
 /// Whether a file system takes change times from this system's clock.
 bool HasSystemTimes(const std::string& path) {
@@ -115,11 +136,9 @@ bool HasSystemTimes(const std::string& path) {
 
 /// Whether a file last changed at least `kRest` ago. False for times in whole milliseconds: the
 /// file system's resolution may be too low.
-bool IsRested(ChangeTime changed) {
+bool IsRested(ChangeTime changed, const Clocks& clocks) {
   constexpr ChangeTime kMillisecond = 1'000'000;
-  timespec now{};
-  return changed % kMillisecond != 0 && clock_gettime(CLOCK_REALTIME_COARSE, &now) == 0 &&
-         changed + kRest <= NanosecondsOf(now);
+  return changed % kMillisecond != 0 && changed <= clocks.now - kRest;
 }
 
 /// Finds out which file a path leads to, and when it was changed.
@@ -199,7 +218,7 @@ LONG Hive::PrepareRead(std::uint64_t request) {
   if (identified != ERROR_SUCCESS) return identified;
   // An open connection prevents its file's inode number from being reused.
   const bool isSameFile = database_ != nullptr && current == identity_;
-  if (isSameFile && isOwn && changed != restedSince_) CheckState(changed);
+  if (isSameFile && isOwn && !IsReliable(changed)) CheckState(changed);
   if (!isSameFile || !isOwn || database_ == nullptr) {
     if (const LONG error = Reconnect(isSameFile); error != ERROR_SUCCESS) return error;
   }
@@ -207,11 +226,18 @@ LONG Hive::PrepareRead(std::uint64_t request) {
   return ERROR_SUCCESS;
 }
 
+bool Hive::IsReliable(ChangeTime changed) const {
+  if (changed != restedSince_) return false;
+  const std::optional<Clocks> clocks = Clocks::Read();
+  return clocks && std::abs(clocks->advance - clockAdvance_) < kMaxSetBack;
+}
+
 void Hive::CheckState(ChangeTime changed) {
   restedSince_.reset();
   const std::optional<FileState> state = ReadState();
   if (!state || state != keptAt_) return Forget();
-  if (!hasSystemTimes_ || !IsRested(changed)) return;
+  const std::optional<Clocks> clocks = Clocks::Read();
+  if (!hasSystemTimes_ || !clocks || !IsRested(changed, *clocks)) return;
   // Without the lock, a write could be in progress that has set the change time, but has not
   // changed the header yet. A locked file is not waited for: it is checked again next time.
   sqlite3_busy_handler(database_, nullptr, nullptr);
@@ -222,7 +248,10 @@ void Hive::CheckState(ChangeTime changed) {
     const bool isUnchanged = locked == ERROR_SUCCESS && ReadState() == state &&
                              Identify(path_, &current, &now) == ERROR_SUCCESS &&
                              current == identity_ && now == changed;
-    if (isUnchanged) restedSince_ = changed;
+    if (isUnchanged) {
+      restedSince_ = changed;
+      clockAdvance_ = clocks->advance;
+    }
     return locked;
   });
   if (database_ != nullptr) sqlite3_busy_handler(database_, WaitForLock, nullptr);

@@ -13,7 +13,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
-#include <limits>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -94,18 +93,23 @@ std::wstring ReadProgram(int folder) {
   return Utf8ToWide(path);
 }
 
-/// The time of the system's start, in seconds since 1970; 0 if unavailable. Kept once it is known:
-/// setting the clock while the process runs must not change start times.
-std::uint64_t BootSeconds() {
-  static std::atomic<std::uint64_t> s_seconds{0};
-  std::uint64_t known = s_seconds.load();
-  if (known != 0) return known;
-  std::ifstream facts("/proc/stat");
-  std::string key;
-  std::uint64_t seconds = 0;
-  while (facts >> key && key != "btime") facts.ignore(std::numeric_limits<int>::max(), '\n');
-  if (!(facts >> seconds)) return 0;
-  return s_seconds.compare_exchange_strong(known, seconds) ? seconds : known;
+/// The origin from which start times count, in seconds since 1970: the same in all processes until
+/// the system starts again, and then another; 0 if unavailable. It is taken from the random number
+/// of the system's start. The time of the start would not do: the system computes it from its
+/// clock, so it changes when the clock is set.
+std::uint64_t StartOrigin() {
+  static std::atomic<std::uint64_t> s_origin{0};
+  if (const std::uint64_t known = s_origin.load(); known != 0) return known;
+  constexpr std::uint64_t kFirst = 1'577'836'800;  // 2020-01-01
+  std::ifstream file("/proc/sys/kernel/random/boot_id");
+  std::string digits;
+  constexpr std::size_t kDigits = 8;  // of the first group
+  std::uint32_t number = 0;
+  if (!(file >> digits) || digits.size() < kDigits ||
+      std::from_chars(digits.data(), digits.data() + kDigits, number, 16).ec != std::errc()) {
+    return 0;
+  }
+  return s_origin = kFirst + number;
 }
 
 /// Facts about the calling process. They do not change while it runs, so they are read once; a
@@ -257,13 +261,13 @@ bool GetProcessCreationTime(HANDLE process, std::uint64_t* creationTime) {
     SetLastError(ERROR_INVALID_PARAMETER);  // it has ended in the meantime
     return false;
   }
-  const std::uint64_t bootSeconds = BootSeconds();
-  if (bootSeconds == 0) {
+  const std::uint64_t origin = StartOrigin();
+  if (origin == 0) {
     SetLastError(ERROR_GEN_FAILURE);
     return false;
   }
   const auto ticksPerSecond = static_cast<std::uint64_t>(sysconf(_SC_CLK_TCK));
-  *creationTime = (kSecondsFrom1601To1970 + bootSeconds) * kIntervalsPerSecond +
+  *creationTime = (kSecondsFrom1601To1970 + origin) * kIntervalsPerSecond +
                   status.startTicks * (kIntervalsPerSecond / ticksPerSecond);
   return true;
 }
