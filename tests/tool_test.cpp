@@ -98,9 +98,9 @@ TEST(BarCodes, AreFoundByGeometry) {
 
 /// A page with bars and spaces of these widths in dots, turned about its middle. Dots are as dark
 /// as their parts, which are that many in both directions.
-Dots TiltedBars(const std::vector<double>& widths, int parts, double degrees, bool isInverse) {
+Dots TiltedBars(const std::vector<double>& widths, int parts, double degrees, bool isInverse,
+                double length = 60) {
   constexpr int kSide = 160;
-  constexpr double kLength = 60;
   const double cosine = std::cos(degrees * std::numbers::pi / 180);
   const double sine = std::sin(degrees * std::numbers::pi / 180);
   const double start = -std::accumulate(widths.begin(), widths.end(), 0.0) / 2;
@@ -111,7 +111,7 @@ Dots TiltedBars(const std::vector<double>& widths, int parts, double degrees, bo
     std::size_t i = 0;
     double end = start;
     while (i < widths.size() && along >= end) end += widths[i++];
-    const bool isBar = i % 2 != 0 && along < end && std::abs(across) < kLength / 2;
+    const bool isBar = i % 2 != 0 && along < end && std::abs(across) < length / 2;
     return isBar != isInverse;
   };
   Dots page{kSide, kSide, {}};
@@ -127,9 +127,12 @@ Dots TiltedBars(const std::vector<double>& widths, int parts, double degrees, bo
   return page;
 }
 
+/// Bars and spaces of 13 bars with modules of two dots, in dots.
+const std::vector<double> kTiltedCode = {2, 2, 4, 2, 2, 4, 2, 2, 6, 2, 2, 8, 4,
+                                         4, 2, 2, 4, 2, 2, 6, 4, 2, 2, 2, 4};
+
 TEST(BarCodes, AreFoundTiltedAndInverse) {
-  const std::vector<double> kCode = {2, 2, 4, 2, 2, 4, 2, 2, 6, 2, 2, 8, 4,
-                                     4, 2, 2, 4, 2, 2, 6, 4, 2, 2, 2, 4};
+  const std::vector<double>& kCode = kTiltedCode;
   const std::vector<double> kEven(25, 3);
   const struct {
     const char* what;
@@ -169,6 +172,41 @@ TEST(BarCodes, AreFoundTiltedAndInverse) {
       ASSERT_EQ(codes[0].bars.size(), 13u);
       EXPECT_NEAR(codes[0].module, 2, 0.1);
       EXPECT_NEAR(codes[0].bars[5].Width(), test.widths[10], 0.2);
+    }
+  }
+}
+
+TEST(BarCodes, AreBothFoundIfTheirAreasOverlap) {
+  for (const double degrees : {-10.0, 10.0, 30.0, -45.0, 45.0, 80.0}) {
+    SCOPED_TRACE(degrees);
+    constexpr double kLength = 32;
+    constexpr double kDistance = 38;  // of their middles, along the bars
+    const Dots one = TiltedBars(kTiltedCode, 3, degrees, false, kLength);
+    const double angle = degrees * std::numbers::pi / 180;
+    const auto moveX = static_cast<int>(std::lround(kDistance / 2 * std::sin(angle)));
+    const auto moveY = static_cast<int>(std::lround(kDistance / 2 * std::cos(angle)));
+    Dots page{one.width, one.height, {}};
+    for (int y = 0; y < page.height; ++y) {
+      for (int x = 0; x < page.width; ++x) {
+        std::uint8_t value = 255;
+        for (const int side : {-1, 1}) {
+          const int fromX = x + side * moveX;
+          const int fromY = y + side * moveY;
+          const bool isInside = std::min(fromX, fromY) >= 0 && std::max(fromX, fromY) < one.width;
+          if (isInside) value = std::min(value, one.At(fromX, fromY));
+        }
+        page.values.push_back(value);
+      }
+    }
+    const std::vector<BarCode> codes = FindBarCodes(page);
+    ASSERT_EQ(codes.size(), 2u);
+    const PageArea upper = codes[0].Area();
+    const PageArea lower = codes[1].Area();
+    EXPECT_LT(lower.y, upper.y + upper.height);
+    EXPECT_LT(std::max(lower.x, upper.x), std::min(lower.x + lower.width, upper.x + upper.width));
+    for (const BarCode& code : codes) {
+      EXPECT_EQ(code.bars.size(), 13u);
+      EXPECT_NEAR(code.Tilt(), std::min(std::abs(degrees), 90 - std::abs(degrees)), 0.5);
     }
   }
 }
