@@ -16,11 +16,8 @@ double Crossing(const std::uint8_t* values, const Extreme& from, const Extreme& 
   const bool falls = to.value < from.value;
   int i = from.at;
   while (i < to.at && (values[i] >= middle) == falls) ++i;
-  if (i == 0 || i == to.at) return i;  // the page's edge
-  const double before = values[i - 1];
-  const double after = values[i];
-  // The values are those of the centres of dots.
-  return before == after ? i : i - 0.5 + std::clamp((before - middle) / (before - after), 0.0, 1.0);
+  const bool isPageEdge = i == 0 || i == to.at;
+  return isPageEdge ? i : CrossingBefore(values, i, middle);
 }
 
 /// Follows dark elements from line to line. What keeps its place over enough lines is a bar.

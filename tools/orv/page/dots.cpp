@@ -5,6 +5,28 @@
 #include "orv/imaging/color_extensions.h"
 
 namespace orv::tool {
+namespace {
+
+/// The dots of a part; `valueOf` takes their columns and lines.
+template <typename Value>
+Dots DotsOfPart(const TiltedPart& part, const Value& valueOf) {
+  Dots result{part.width, part.height, {}};
+  result.values.reserve(static_cast<std::size_t>(part.width) *
+                        static_cast<std::size_t>(part.height));
+  for (int line = 0; line < part.height; ++line) {
+    for (int column = 0; column < part.width; ++column) {
+      result.values.push_back(valueOf(column, line));
+    }
+  }
+  return result;
+}
+
+std::uint8_t ValueAt(const Dots& dots, int x, int y, std::uint8_t outside) {
+  const bool isInside = x >= 0 && x < dots.width && y >= 0 && y < dots.height;
+  return isInside ? dots.At(x, y) : outside;
+}
+
+}  // namespace
 
 Dots GreyDotsOf(Bitmap* page) {
   return DotsOf(page, [](const unsigned char* pixel) {
@@ -40,18 +62,20 @@ double TiltedPart::LineOf(double pageX, double pageY) const {
 }
 
 Dots Straightened(const Dots& dots, const TiltedPart& part, std::uint8_t outside) {
-  Dots result{part.width, part.height, {}};
-  result.values.reserve(static_cast<std::size_t>(part.width) *
-                        static_cast<std::size_t>(part.height));
-  for (int line = 0; line < part.height; ++line) {
-    for (int column = 0; column < part.width; ++column) {
-      const int x = part.PageX(column, line);
-      const int y = part.PageY(column, line);
-      const bool isInside = x >= 0 && x < dots.width && y >= 0 && y < dots.height;
-      result.values.push_back(isInside ? dots.At(x, y) : outside);
-    }
-  }
-  return result;
+  return DotsOfPart(part, [&](int column, int line) {
+    return ValueAt(dots, part.PageX(column, line), part.PageY(column, line), outside);
+  });
+}
+
+Dots StraightenedSmoothly(const Dots& dots, const TiltedPart& part, std::uint8_t outside) {
+  return DotsOfPart(part, [&](int column, int line) {
+    const int x = part.PageX(column, line);
+    const double y = part.y + line - part.slope * column;
+    const double row = std::floor(y);
+    const double above = ValueAt(dots, x, static_cast<int>(row), outside);
+    const double below = ValueAt(dots, x, static_cast<int>(row) + 1, outside);
+    return static_cast<std::uint8_t>(std::lround(above + (below - above) * (y - row)));
+  });
 }
 
 }  // namespace orv::tool

@@ -39,8 +39,8 @@ Dots GreyDotsOf(Bitmap* page);
 Dots Transposed(const Dots& dots);
 
 /// A tilted rectangle of a page. Its lines rise by `slope` dots per column, its columns move to the
-/// right by as much on each line. Every line moves by whole dots, so that straightening it does not
-/// change the widths along it.
+/// right by as much on each line. Along the rows every line moves by whole dots, so that
+/// straightening it does not change the widths along it.
 struct TiltedPart {
   double slope = 0;
   int x = 0;  ///< the page's dot at the corner
@@ -58,5 +58,8 @@ struct TiltedPart {
 
 /// Copies a part. Dots outside the page get the value `outside`.
 Dots Straightened(const Dots& dots, const TiltedPart& part, std::uint8_t outside);
+/// The same, but lines pass between rows: a value is the mean of the dots above and below, weighted
+/// by their distances. This smooths the steps of tilted edges, and half closes small holes.
+Dots StraightenedSmoothly(const Dots& dots, const TiltedPart& part, std::uint8_t outside);
 
 }  // namespace orv::tool

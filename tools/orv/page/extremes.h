@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -13,6 +14,14 @@ struct Extreme {
   int at;  ///< the boundary before this dot
   double value;
 };
+
+/// Where the values cross `middle` between the dot before `i` and dot `i`. They are those of the
+/// centres of dots.
+inline double CrossingBefore(const std::uint8_t* values, int i, double middle) {
+  const double before = values[i - 1];
+  const double after = values[i];
+  return before == after ? i : i - 0.5 + std::clamp((before - middle) / (before - after), 0.0, 1.0);
+}
 
 /// Finds the extremes of a line, alternately light and dark, from the paper before the first bar to
 /// the paper after the last one. `values[i]` is the grey value of dot i. Paper surrounds the page:

@@ -6,6 +6,7 @@
 
 #include "base/utf8.h"
 #include "orv/text/format.h"
+#include "tools/orv/page/extremes.h"
 #include "tools/orv/page/pixels.h"
 
 namespace orv::tool {
@@ -26,7 +27,7 @@ class BarMeter {
     damagedLines_.resize(bars.size());
   }
 
-  /// `ink` is 1 where the plane has ink.
+  /// `ink` is 255 where the plane has ink, and less where a line passes between ink and white.
   void Measure(const Dots& ink) {
     for (int y = code_.firstLine; y < code_.endLine; ++y) {
       ++result_->lines;
@@ -40,13 +41,16 @@ class BarMeter {
  private:
   static constexpr double kMaxWidthError = 0.75;  ///< in modules
   static constexpr double kMaxPitchError = 0.5;
+  static constexpr double kHalf = 127.5;  ///< the ink at an edge
 
   /// The ink that the line has where one bar is expected.
   struct Found {
-    int start;  ///< of the bar
-    int end;
+    double start;  ///< of the bar
+    double end;
     bool isWhole;
   };
+
+  static bool IsInk(std::uint8_t value) { return value > kHalf; }
 
   /// Whether the line can be read: every bar is whole, nothing else has ink, and no edge is too far
   /// from its neighbours.
@@ -72,34 +76,36 @@ class BarMeter {
     return isGood;
   }
 
-  bool IsWidthGood(WidthErrors* errors, double expected, int actual) {
+  bool IsWidthGood(WidthErrors* errors, double expected, double actual) {
     errors->Add(expected, actual);
     return std::abs(expected - actual) < kMaxWidthError * code_.module;
   }
 
   /// Compares the distance between two similar edges: readers of most symbologies measure that,
   /// because ink that spreads does not change it.
-  bool IsPitchGood(double expected, int actual) const {
+  bool IsPitchGood(double expected, double actual) const {
     return std::abs(expected - actual) < kMaxPitchError * code_.module;
   }
 
   /// Looks from `from` up to `to`, where only this bar should be.
   Found FindBar(const std::uint8_t* line, int from, int to, const Bar& bar) {
-    const int middle = static_cast<int>(std::lround((bar.start + bar.end) / 2));
+    const double middle = std::round(bar.Middle());
     Found found = {middle, middle, false};
     int parts = 0;
     int spots = 0;
     for (int x = from; x < to;) {
-      const int start = static_cast<int>(std::find(line + x, line + to, 1) - line);
-      const int end = static_cast<int>(std::find(line + start, line + to, 0) - line);
+      const int start = static_cast<int>(std::find_if(line + x, line + to, IsInk) - line);
+      const int end = static_cast<int>(std::find_if_not(line + start, line + to, IsInk) - line);
       x = end;
       if (start == end) continue;
-      if (start >= bar.end || end <= bar.start) {
+      const Bar part = {start == from ? from : CrossingBefore(line, start, kHalf),
+                        end == to ? to : CrossingBefore(line, end, kHalf)};
+      if (part.start >= bar.end || part.end <= bar.start) {
         ++spots;
         continue;
       }
-      if (++parts == 1) found.start = start;
-      found.end = end;
+      if (++parts == 1) found.start = part.start;
+      found.end = part.end;
     }
     errors_.spots += spots;
     errors_.holes += parts > 0 ? parts - 1 : 1;
@@ -119,6 +125,12 @@ class BarMeter {
   std::vector<std::int64_t> damagedLines_;  ///< per bar
 };
 
+/// The lines of a plane that cross the bars of a code. Pale bars are dithered: between rows their
+/// holes would count half, and planes that no reader reads would scan.
+Dots LinesOf(const Dots& ink, const BarCode& code) {
+  return code.IsPale() ? Straightened(ink, code.part, 0) : StraightenedSmoothly(ink, code.part, 0);
+}
+
 void MeasureBars(const std::vector<BarCode>& codes, const Dots& ink, Legibility* result) {
   const Dots turned = Transposed(ink);
   for (const BarCode& code : codes) {
@@ -130,7 +142,7 @@ void MeasureBars(const std::vector<BarCode>& codes, const Dots& ink, Legibility*
     measured.code = code;
     const Dots& dots = code.isTurned ? turned : ink;
     BarMeter meter(&measured);
-    code.IsTilted() ? meter.Measure(Straightened(dots, code.part, 0)) : meter.Measure(dots);
+    code.IsTilted() ? meter.Measure(LinesOf(dots, code)) : meter.Measure(dots);
   }
 }
 
@@ -180,7 +192,7 @@ void MeasureTones(const Dots& grey, const LineArt& art, const Dots& ink, Legibil
           if (art.Has(x, y)) continue;
           ++all;
           expected += (255 - grey.At(x, y)) / 255.0;
-          actual += ink.At(x, y);
+          actual += ink.At(x, y) != 0;
         }
       }
       if (expected == 0 || expected == all) continue;
@@ -271,7 +283,7 @@ double Legibility::Loss() const {
 
 Legibility LegibilityMeter::Measure(Bitmap* plane) const {
   const Dots ink = DotsOf(plane, [](const unsigned char* pixel) {
-    return static_cast<std::uint8_t>(IsWhite(pixel) ? 0 : 1);
+    return static_cast<std::uint8_t>(IsWhite(pixel) ? 0 : 255);
   });
   Legibility result;
   MeasureBars(codes_, ink, &result);
