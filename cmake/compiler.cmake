@@ -45,9 +45,8 @@ set(ORV_SANITIZE "" CACHE STRING "Sanitizers to build with, in the form of -fsan
 if(ORV_SANITIZE)
   target_compile_options(orv_compiler INTERFACE -fsanitize=${ORV_SANITIZE} -fno-omit-frame-pointer
                                                 -fno-sanitize-recover=all)
-  # Sanitizers add millions of pointers to a program. At a fixed address they need no relocation, which
-  # halves the time that a program takes to start.
-  # The default linker takes three times as long for their sections.
+  # The default linker takes three times as long as lld to link a sanitized program. Sanitizers add millions of
+  # pointers to it. At a fixed address they need no relocation, which halves the time that it takes to start.
   target_link_options(orv_compiler INTERFACE -fsanitize=${ORV_SANITIZE} -fuse-ld=lld
                       $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-no-pie>)
 endif()

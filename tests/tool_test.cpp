@@ -101,13 +101,14 @@ TEST(BarCodes, AreFoundByGeometry) {
 Dots TiltedBars(const std::vector<double>& widths, int parts, double degrees, bool isInverse,
                 double length = 60) {
   constexpr int kSide = 160;
+  constexpr double kMiddle = kSide / 2;
   const double cosine = std::cos(degrees * std::numbers::pi / 180);
   const double sine = std::sin(degrees * std::numbers::pi / 180);
   const double start = -std::accumulate(widths.begin(), widths.end(), 0.0) / 2;
   const auto isInk = [&](double x, double y) {
     const double along = x * cosine - y * sine;
     const double across = x * sine + y * cosine;
-    if (isInverse && std::max(std::abs(along), std::abs(across)) > kSide / 2 - 10) return false;
+    if (isInverse && std::max(std::abs(along), std::abs(across)) > kMiddle - 10) return false;
     std::size_t i = 0;
     double end = start;
     while (i < widths.size() && along >= end) end += widths[i++];
@@ -116,11 +117,13 @@ Dots TiltedBars(const std::vector<double>& widths, int parts, double degrees, bo
   };
   Dots page{kSide, kSide, {}};
   for (int i = 0; i < kSide * kSide; ++i) {
+    const int column = i % kSide;
+    const int row = i / kSide;
     int light = 0;
     for (int part = 0; part < parts * parts; ++part) {
-      const double x = i % kSide + (part % parts + 0.5) / parts - kSide / 2;
-      const double y = i / kSide + (part / parts + 0.5) / parts - kSide / 2;
-      light += !isInk(x, y);
+      const int partRow = part / parts;
+      light += !isInk(column + (part % parts + 0.5) / parts - kMiddle,
+                      row + (partRow + 0.5) / parts - kMiddle);
     }
     page.values.push_back(static_cast<std::uint8_t>(255 * light / (parts * parts)));
   }
@@ -391,6 +394,7 @@ TEST(LogMessages, AreThoseOfTheSources) {
       L"Unable to determine path to DLL. Error code: %d",
       // Details of "Error parsing the config file".
       L"Root tag <xmlData> was not found!",
+      // NOLINTNEXTLINE(bugprone-suspicious-missing-comma)
       L"No print speeds defined. Either <device><printSpeeds> or <device><printSpeedLevel> "
       L"should be filled!",
       L"Missing property in <device><globalOffsetY><properties>: Min, Max or Step is missing!",

@@ -27,7 +27,8 @@ inline LocalTime ToLocalTime(const std::tm& time) {
           0};
 }
 
-/// The opposite. The system determines whether daylight saving applies.
+/// Converts local time to the fields of the C library, whose functions then determine whether
+/// daylight saving applies.
 inline std::tm ToTm(const LocalTime& time) {
   std::tm fields{};
   fields.tm_year = time.year - 1900;
@@ -46,8 +47,9 @@ LocalTime GetLocalTimeNow();
 bool ToLocalTime(std::int64_t seconds, LocalTime* time);
 
 /// Converts local time, without its milliseconds, to seconds since 1970. Fields out of range are
-/// carried to the next one. Of a time that the clocks show twice, because they are set back, it is
-/// the first. -1 if the system cannot: Windows converts the years 1970 to 3000 alone.
+/// carried to the next one. A time that occurs twice, because the clocks are set back, is the
+/// second one; one that they skip is an hour earlier or later, depending on the system. -1 if the
+/// system cannot: Windows converts only the years 1970 to 3000.
 std::int64_t ToSeconds(const LocalTime& time);
 
 }  // namespace orv

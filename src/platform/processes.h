@@ -50,9 +50,9 @@ void CloseProcessHandle(HANDLE process);
 
 /// The path of a process's executable, at most `kMaxProcessPath` characters.
 bool GetProcessPath(HANDLE process, std::wstring* path);
-/// The start time of a process in 100 ns intervals since 1601-01-01 UTC. On Linux since a time that
-/// is another after each start of the system: it identifies the process, and does not change when
-/// the clock is set, but it is not a date.
+/// The start time of a process in 100 ns intervals since 1601-01-01 UTC. On Linux the origin is not
+/// 1601: it differs after each start of the system and does not depend on the clock. The value
+/// identifies a process, but is not a date.
 bool GetProcessCreationTime(HANDLE process, std::uint64_t* creationTime);
 
 /// An owned process handle.

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <syslog.h>
 #include <unistd.h>
 
 #include "orv/platform/registry.h"
@@ -13,6 +12,9 @@
 #include "platform/files.h"
 #include "platform/processes.h"
 #include "tests/fixtures.h"
+
+// Its macros have the names of the logger's functions.
+#include <syslog.h>
 
 namespace {
 

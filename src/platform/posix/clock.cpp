@@ -26,15 +26,15 @@ std::int64_t ToSeconds(const LocalTime& time) {
   local.tm_wday = -1;  // is set on success
   const std::time_t found = std::mktime(&local);
   // Of a time that the clocks show twice, `mktime` returns either, depending on earlier calls. The
-  // first of them has the same offset from UTC as the day before.
-  const std::time_t dayBefore = found - 24 * 60 * 60;
-  std::tm before{};
-  if (local.tm_wday < 0 || localtime_r(&dayBefore, &before) == nullptr) return found;
-  const std::time_t earlier = found - (before.tm_gmtoff - local.tm_gmtoff);
-  std::tm first{};
-  const bool isTwice = earlier < found && localtime_r(&earlier, &first) != nullptr &&
-                       first.tm_gmtoff == before.tm_gmtoff;
-  return isTwice ? earlier : found;
+  // second of them has the same offset from UTC as the day after.
+  const std::time_t dayAfter = found + 24 * 60 * 60;
+  std::tm after{};
+  if (local.tm_wday < 0 || localtime_r(&dayAfter, &after) == nullptr) return found;
+  const std::time_t later = found + (local.tm_gmtoff - after.tm_gmtoff);
+  std::tm second{};
+  const bool isTwice = later > found && localtime_r(&later, &second) != nullptr &&
+                       second.tm_gmtoff == after.tm_gmtoff;
+  return isTwice ? later : found;
 }
 
 }  // namespace orv

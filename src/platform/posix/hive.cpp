@@ -100,7 +100,8 @@ constexpr const char* kSql[kStatementCount] = {
 
 /// For how long a file must not have changed before its change time is relied on.
 constexpr ChangeTime kRest = 100'000'000;
-/// The part of it by which the clock may be set back meanwhile.
+/// By how much the clock may be set in the meantime; less than `kRest`, so that times still
+/// increase.
 constexpr ChangeTime kMaxSetBack = kRest / 2;
 
 /// Wraps around for times that no clock has, but a damaged or foreign file system may.
@@ -111,8 +112,8 @@ ChangeTime NanosecondsOf(const timespec& time) {
 
 /// The system's clocks.
 struct Clocks {
-  ChangeTime now;      ///< by the one that file systems use
-  ChangeTime advance;  ///< of that one before the one that is never set
+  ChangeTime now;      ///< of the clock that file systems use
+  ChangeTime advance;  ///< by which it is ahead of the monotonic clock
 
   static std::optional<Clocks> Read() {
     timespec now{};

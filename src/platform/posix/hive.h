@@ -171,9 +171,9 @@ class Transaction {
 /// locks or queries.
 ///
 /// A change time is reliable if, under the lock that excludes writers, the header matched the cache
-/// and the change was at least 100 ms ago, and if the clock has not been set since then. Later
-/// writes then set another time, because the clock advances at least every 10 ms. Only file systems
-/// that use the system's clock with a resolution below a millisecond qualify.
+/// and the change was at least 100 ms ago, and if the clock has been set by less than 50 ms since
+/// then. Later writes then set another time, because the clock advances at least every 10 ms. Only
+/// file systems that use the system's clock with a resolution below a millisecond qualify.
 class Hive {
  public:
   explicit Hive(std::string path) : path_(std::move(path)), version_(NewVersion()) {}
@@ -305,7 +305,7 @@ class Hive {
   std::optional<FileState> keptAt_;        ///< the file's state when the rest was read
   bool hasSystemTimes_ = false;            ///< the file system has the system's change times
   std::optional<ChangeTime> restedSince_;  ///< the change time that shows that state
-  ChangeTime clockAdvance_ = 0;  ///< of the system's clock before the steady one at that time
+  ChangeTime clockAdvance_ = 0;            ///< `Clocks::advance` when that time was found reliable
   std::unordered_map<sqlite3_int64, KeyContent> keys_;
   std::map<std::pair<sqlite3_int64, std::wstring>, PathEnd> paths_;
 };

@@ -93,10 +93,9 @@ std::wstring ReadProgram(int folder) {
   return Utf8ToWide(path);
 }
 
-/// The origin from which start times count, in seconds since 1970: the same in all processes until
-/// the system starts again, and then another; 0 if unavailable. It is taken from the random number
-/// of the system's start. The time of the start would not do: the system computes it from its
-/// clock, so it changes when the clock is set.
+/// The origin of start times, in seconds since 1970; 0 if unavailable. All processes have the same
+/// one until the system restarts. It is made from the system's boot id: the kernel computes the
+/// boot time from its clock, so that changes when the clock is set.
 std::uint64_t StartOrigin() {
   static std::atomic<std::uint64_t> s_origin{0};
   if (const std::uint64_t known = s_origin.load(); known != 0) return known;

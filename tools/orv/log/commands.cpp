@@ -1,6 +1,8 @@
 #include <algorithm>
+#include <filesystem>
 #include <map>
 #include <optional>
+#include <system_error>
 
 #include "platform/console.h"
 #include "platform/letter_case.h"
@@ -126,7 +128,8 @@ struct FollowedLog {
 };
 
 /// Shows the log and new entries until the program is ended. Continues with the next day's log
-/// unless a file was named, and with an earlier one, where it ended, if the clock is set back.
+/// unless a file was named. If the clock is set back, it continues with the earlier day's log,
+/// after what it has shown or, of a day before the first one, after what the log had already.
 [[noreturn]] void Follow(const LogOptions& options) {
   StopProgress();
   Table table(LogTitles());
@@ -143,7 +146,13 @@ struct FollowedLog {
   std::map<std::wstring, FollowedLog> logs;
   for (;; PauseMilliseconds(kPollMilliseconds)) {
     const std::wstring path = LogPath(options);
-    FollowedLog& log = logs.try_emplace(path, FollowedLog{0, LogReader(show)}).first->second;
+    const auto [found, isNew] = logs.try_emplace(path, FollowedLog{0, LogReader(show)});
+    FollowedLog& log = found->second;
+    if (isNew && logs.size() > 1 && found == logs.begin()) {
+      std::error_code ignored;
+      const std::uintmax_t size = std::filesystem::file_size(ToPath(path), ignored);
+      log.offset = ignored ? 0 : size;
+    }
     std::string bytes;
     // Otherwise it is not written yet, or is being written.
     while (ReadFile(path, &bytes, log.offset, kFollowedBytes) && !bytes.empty()) {

@@ -39,8 +39,7 @@ Dots GreyDotsOf(Bitmap* page);
 Dots Transposed(const Dots& dots);
 
 /// A tilted rectangle of a page. Its lines rise by `slope` dots per column, its columns move to the
-/// right by as much on each line. Along the rows every line moves by whole dots, so that
-/// straightening it does not change the widths along it.
+/// right by as much on each line.
 struct TiltedPart {
   double slope = 0;
   int x = 0;  ///< the page's dot at the corner
@@ -56,10 +55,11 @@ struct TiltedPart {
   double LineOf(double pageX, double pageY) const;
 };
 
-/// Copies a part. Dots outside the page get the value `outside`.
+/// Copies a part. Every line follows whole dots, which keeps the widths along it. Dots outside the
+/// page get the value `outside`.
 Dots Straightened(const Dots& dots, const TiltedPart& part, std::uint8_t outside);
 /// The same, but lines pass between rows: a value is the mean of the dots above and below, weighted
-/// by their distances. This smooths the steps of tilted edges, and half closes small holes.
+/// by their distances. This smooths the steps of tilted edges, and makes small holes paler.
 Dots StraightenedSmoothly(const Dots& dots, const TiltedPart& part, std::uint8_t outside);
 
 }  // namespace orv::tool

@@ -385,8 +385,8 @@ class FileReadTwice {
   FileVersion first_;
 };
 
-/// Prints a value in parts, alone or in an object with its path. An object is printed when it is
-/// complete, so that after a failure there is none, unless it is too long to keep.
+/// Prints a value in parts, alone or in an object with its path. An object of up to `kMaxKept`
+/// bytes is printed only when it is complete, so that a failure leaves no part of it.
 class ValuePrinter {
  public:
   ValuePrinter(const std::wstring& path, bool asJson) : asJson_(asJson) {
