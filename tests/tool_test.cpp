@@ -101,7 +101,7 @@ TEST(BarCodes, AreFoundByGeometry) {
 Dots TiltedBars(const std::vector<double>& widths, int parts, double degrees, bool isInverse,
                 double length = 60) {
   constexpr int kSide = 160;
-  constexpr double kMiddle = kSide / 2;
+  constexpr double kMiddle = 0.5 * kSide;
   const double cosine = std::cos(degrees * std::numbers::pi / 180);
   const double sine = std::sin(degrees * std::numbers::pi / 180);
   const double start = -std::accumulate(widths.begin(), widths.end(), 0.0) / 2;

@@ -1,5 +1,7 @@
 #include "tools/printer_app/device.h"
 
+#include <pappl/pappl.h>
+
 #include <array>
 #include <filesystem>
 #include <memory>

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <pappl/pappl.h>
-
 #include <string>
 
 /// The device that PAPPL does not have: `orvdir:///PATH`, a folder that receives files.

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <iterator>
 #include <map>
 #include <optional>
 #include <span>
@@ -11,8 +10,11 @@
 #include <utility>
 
 #include "config/config_loader.h"
+#include "devmode/record_fields.h"
 #include "orv/config/config_loader.h"
+#include "orv/devmode/oemdev.h"
 #include "orv/platform/spooler.h"
+#include "orv/platform/types.h"
 #include "orv/text/utf8.h"
 #include "platform/files.h"
 #include "tools/orv/common/config_folders.h"

@@ -3,10 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
-#include <limits>
 #include <utility>
-
-#include "orv/devmode/oemdev.h"
 
 namespace orv::printer_app {
 namespace {

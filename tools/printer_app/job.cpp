@@ -10,12 +10,18 @@
 #include <utility>
 
 #include "imaging/dithering.h"
+#include "imaging/kernels.h"
 #include "imaging/pixels.h"
+#include "orv/devmode/oemdev.h"
 #include "orv/imaging/bitmap_helper.h"
+#include "orv/imaging/bitmap_rasterizer.h"
+#include "orv/platform/graphics.h"
 #include "orv/platform/registry.h"
+#include "orv/platform/types.h"
 #include "tools/orv/page/halftone.h"
 #include "tools/orv/page/options.h"
 #include "tools/orv/page/pixels.h"
+#include "tools/orv/page/planes.h"
 #include "tools/printer_app/driver.h"
 #include "tools/printer_app/guard.h"
 #include "tools/printer_app/output.h"

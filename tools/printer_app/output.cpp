@@ -6,9 +6,13 @@
 #include "base/json.h"
 #include "devmode/explanation.h"
 #include "devmode/field_text.h"
+#include "devmode/record_fields.h"
 #include "orv/text/utf8.h"
 #include "tools/orv/page/file.h"
+#include "tools/orv/page/planes.h"
 #include "tools/printer_app/device.h"
+#include "tools/printer_app/raster.h"
+#include "tools/printer_app/record.h"
 
 namespace orv::printer_app {
 namespace {

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "orv/platform/graphics.h"
+#include "tools/orv/page/pixels.h"
 #include "tools/printer_app/driver.h"
 
 /// What goes to the printer.

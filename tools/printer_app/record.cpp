@@ -11,11 +11,13 @@
 #include <string_view>
 
 #include "devmode/explanation.h"
-#include "devmode/field_text.h"
+#include "devmode/merge.h"
 #include "devmode/merge_log.h"
 #include "devmode/record_fields.h"
 #include "orv/devmode/stock_items.h"
+#include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
+#include "orv/platform/types.h"
 #include "orv/text/utf8.h"
 #include "platform/error_text.h"
 #include "tools/orv/devmode/record_text.h"

@@ -8,14 +8,21 @@
 #include <string>
 
 #include "orv/imaging/bitmap_helper.h"
+#include "orv/imaging/bitmap_rasterizer.h"
+#include "orv/platform/graphics.h"
 #include "orv/text/utf8.h"
 #include "platform/modules.h"
 #include "tools/orv/doctor/checks.h"
 #include "tools/orv/page/canvas.h"
-#include "tools/orv/page/file.h"
 #include "tools/orv/page/legibility.h"
+#include "tools/orv/page/options.h"
+#include "tools/orv/page/pixels.h"
+#include "tools/orv/page/planes.h"
 #include "tools/printer_app/driver.h"
 #include "tools/printer_app/guard.h"
+#include "tools/printer_app/output.h"
+#include "tools/printer_app/raster.h"
+#include "tools/printer_app/record.h"
 
 namespace orv::printer_app {
 namespace {

@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "platform/console.h"
+#include "platform/files.h"
 #include "platform/letter_case.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"

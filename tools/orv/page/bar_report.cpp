@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "orv/text/format.h"
+#include "tools/orv/page/dots.h"
 #include "tools/orv/page/pixels.h"
 
 namespace orv::tool {

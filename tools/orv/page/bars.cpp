@@ -5,7 +5,6 @@
 #include <cmath>
 #include <numbers>
 #include <numeric>
-#include <optional>
 #include <utility>
 
 #include "tools/orv/page/bar_follower.h"

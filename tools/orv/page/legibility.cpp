@@ -6,6 +6,7 @@
 
 #include "base/utf8.h"
 #include "orv/text/format.h"
+#include "tools/orv/page/bar_follower.h"
 #include "tools/orv/page/extremes.h"
 #include "tools/orv/page/pixels.h"
 

@@ -6,6 +6,7 @@
 
 #include "orv/platform/graphics.h"
 #include "tools/orv/page/bars.h"
+#include "tools/orv/page/dots.h"
 #include "tools/orv/page/line_art.h"
 
 /// Measures how legible a one-bit plane of a grey page is. docs/imaging.md explains the measures.
