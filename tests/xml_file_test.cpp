@@ -428,18 +428,25 @@ TEST_F(XmlFile, RefusalsWhileAFileIsOpen) {
 void WriteRecords(CMarkup& doc, int records, bool flushes) {
   doc.AddNode(CMarkup::NODE_PROCESSING_INSTRUCTION, L"xml version=\"1.0\" encoding=\"UTF-8\"");
   doc.AddElem(L"list");
+  if (flushes) doc.Flush();
   doc.IntoElem();
   if (flushes) doc.Flush();
   for (int i = 0; i < records; ++i) {
     doc.AddElem(L"record");
     doc.AddAttrib(L"n", i);
-    if (flushes && i % 7 == 0) doc.Flush();
+    const bool flushesNow = flushes && i % 7 == 0;
+    if (flushesNow) doc.Flush();
     doc.IntoElem();
     doc.AddElem(L"name", L"\xD83D\xDE00 & \u00e9");
+    doc.AddAttrib(L"m", i);
+    if (flushesNow) doc.Flush();
     doc.AddSubDoc(L"<sub a='>'><x/></sub>");
     doc.AddNode(CMarkup::NODE_COMMENT, L" > ");
     doc.OutOfElem();
     ASSERT_EQ(doc.GetTagName(), L"record");
+    if (!flushesNow) continue;
+    ASSERT_EQ(doc.GetAttribName(0), L"");  // the file contains the start tag already
+    doc.Flush();
   }
   doc.OutOfElem();
   doc.AddNode(CMarkup::NODE_COMMENT, L"end");

@@ -48,11 +48,13 @@ class PlaceReader {
 
   /// The tag name of the main element, or the name of another node.
   std::wstring_view TagName() const;
-  /// The tag of the main (child) element, or the processing instruction at the place.
+  /// The tag of the main (child) element, or the processing instruction at the place, if it is in
+  /// memory.
   TagText Tag(bool ofChild) const {
     const int element = ofChild ? place_.child : IsElement() ? place_.main : 0;
     if (element == 0) return ofChild ? TagText() : Instruction();
     const int start = document_[element].start;
+    if (start < 0) return {};  // a file that is being written contains the tag already
     return {document_.TextOfTag(start + 1), start + 1, start - document_.OffsetOf(start)};
   }
   /// An attribute of the main (child) element or of a processing instruction, with its offsets. If
