@@ -90,10 +90,7 @@ class DelimiterCursor {
   /// Continues with the first delimiter at or after `offset`, which is not before the last one
   /// returned.
   void SkipTo(int offset) {
-    if (offset >= batches_.Scanned()) {
-      batches_.SkipTo(offset);
-      batch_ = batches_.Next();
-    }
+    if (offset >= batches_.Scanned()) batches_.SkipTo(offset);
     while (batch_.next != batch_.end && static_cast<int>(*batch_.next) < offset) ++batch_.next;
   }
 

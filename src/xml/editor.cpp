@@ -477,11 +477,9 @@ bool Editor::SetContent(std::wstring_view markup) {
   document_.elements.Reserve(content.elements.Count());
   ReplaceContent(element, content.text);
   cursor_.Set(cursor_.Parent(), element, 0);
-  if (!document_[element].IsTagOnly()) {
-    const int start = document_[element].ContentStart();
-    const std::uint32_t level = document_.LevelBelow(element);
-    document_.Adopt(element, document_.IndexRange(level, start, start + content.Size()));
-  }
+  const int start = document_[element].ContentStart();
+  const std::uint32_t level = document_.LevelBelow(element);
+  document_.Adopt(element, document_.IndexRange(level, start, start + content.Size()));
   FinishEdit();
   return true;
 }

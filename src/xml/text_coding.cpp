@@ -1,7 +1,6 @@
 #include "xml/text_coding.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 
 #include "base/utf8.h"
@@ -125,20 +124,11 @@ std::size_t WholeUtf8(std::string_view bytes) {
 }
 
 /// The code units that UTF-7 need not write in Base64: sets D and O of RFC 2152, and white space.
-constexpr auto kUtf7Direct = [] {
-  std::array<bool, 128> direct{};
-  for (const char unit :
-       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"
-       "'(),-./:? \t\r\n!\"#$%&*;<=>@[]^_`{|}"sv) {
-    direct[static_cast<std::size_t>(unit)] = true;
-  }
-  return direct;
-}();
+constexpr std::wstring_view kUtf7Direct =
+    L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"
+    L"'(),-./:? \t\r\n!\"#$%&*;<=>@[]^_`{|}";
 
-bool IsUtf7Direct(wchar_t unit) {
-  const auto code = static_cast<std::uint32_t>(unit);
-  return code < kUtf7Direct.size() && kUtf7Direct[code];
-}
+bool IsUtf7Direct(wchar_t unit) { return kUtf7Direct.find(unit) != kUtf7Direct.npos; }
 
 /// Whether a code unit is not UTF-16: half a surrogate pair without the other half, or a wide
 /// character that exceeds 16 bits, as Linux allows.
