@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "base/cpu.h"
 #include "base/utf8.h"
 #include "orv/crypto/encryption_aes.h"
 #include "orv/devmode/stock_items.h"
@@ -133,6 +134,12 @@ int PrintDiagnosticLine(const Arguments&) {
   return std::fwide(stdout, 0) <= 0 ? 0 : 1;
 }
 
+/// Prints the number of the level of vectorized code.
+int PrintCpuLevel(const Arguments&) {
+  std::printf("%d", static_cast<int>(orv::ActiveCpuLevel()));
+  return 0;
+}
+
 /// FILE: whether the file can be opened exclusively.
 int HoldFile(const Arguments& arguments) {
   orv::ExclusiveFile file;
@@ -161,7 +168,8 @@ int main(int argc, char** argv) {
               {"load", 4, WorkUnderLoad},       {"save", 0, SaveOwnSession, true},
               {"session", 2, UseSession, true}, {"hold", 1, HoldFile},
               {"image", 0, SaveImage},          {"items", 1, WriteItems, true},
-              {"overrun", 0, OverrunStack},     {"diagnose", 0, PrintDiagnosticLine}};
+              {"overrun", 0, OverrunStack},     {"diagnose", 0, PrintDiagnosticLine},
+              {"cpu", 0, PrintCpuLevel}};
   if (argc < 2) return 2;
   const Arguments arguments(argv + 2, argv + argc);
   for (const auto& job : jobs) {

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
+#include "base/cpu.h"
+#include "base/json.h"
 #include "base/utf8.h"
 #include "orv/text/format.h"
 #include "orv/text/utf8.h"
@@ -46,6 +49,53 @@ TEST(Utf8, ReplacesUnpairedSurrogates) {
   EXPECT_EQ(orv::WideToUtf8(high + high + low), "\xEF\xBF\xBD\xF0\x9F\x98\x80");
   EXPECT_EQ(orv::ToUtf8(orv::FromUtf8("\xF0\x9F\x98\x80\xFF")), "\xF0\x9F\x98\x80\xEF\xBF\xBD");
   EXPECT_EQ(orv::FromUtf8("\xF0\x9F\x98\x80"), high + low);
+}
+
+TEST(Cpu, KernelsOfEveryLevel) {
+  using orv::CpuLevel;
+  constexpr orv::LeveledKernel<char> kKernels[] = {
+      {CpuLevel::kPlain, 'p'}, {CpuLevel::kSse41, 's'}, {CpuLevel::kAvx512, 'a'}};
+  std::string chosen;
+  for (const CpuLevel level :
+       {CpuLevel::kPlain, CpuLevel::kSse41, CpuLevel::kAvx2, CpuLevel::kAvx512}) {
+    chosen += orv::KernelFor(level, kKernels);
+  }
+  EXPECT_EQ(chosen, "pssa");
+}
+
+TEST(Cpu, TheEnvironmentLowersTheLevel) {
+  const std::pair<const char*, orv::CpuLevel> cases[] = {{"plain", orv::CpuLevel::kPlain},
+                                                         {"sse41", orv::CpuLevel::kSse41},
+                                                         {"unknown", orv::CpuLevel::kAvx512}};
+  for (const auto& [name, level] : cases) {
+    orv::test::SetVariable("ORV_CPU", name);
+    const orv::CpuLevel active = std::min(level, orv::SupportedCpuLevel());
+    EXPECT_EQ(orv::test::RunProgram(ORV_TEST_HELPER, {"cpu"}).output,
+              std::to_string(static_cast<int>(active)))
+        << name;
+  }
+  orv::test::SetVariable("ORV_CPU", {});
+}
+
+TEST(Json, BothStyles) {
+  using orv::JsonWriter;
+  const std::pair<JsonWriter::Style, const char*> cases[] = {
+      {JsonWriter::Style::kIndented, "{\n  \"a\": [\n    1,\n    {}\n  ],\n  \"b\": null\n}\n"},
+      {JsonWriter::Style::kOneLine, "{\"a\": [1,{}],\"b\": null}\n"}};
+  for (const auto& [style, expected] : cases) {
+    JsonWriter json(style);
+    json.BeginObject();
+    json.Key("a");
+    json.BeginArray();
+    json.Value(1);
+    json.BeginObject();
+    json.EndObject();
+    json.EndArray();
+    json.Key("b");
+    json.Null();
+    json.EndObject();
+    EXPECT_EQ(json.Text(), expected);
+  }
 }
 
 /// Compares whole texts with the conversion of each character alone, which never uses blocks.
@@ -98,9 +148,10 @@ TEST(Utf8, ConvertsIdenticallyAtEveryPositionOfABlock) {
     }
   }
   if constexpr (sizeof(wchar_t) == 4) {
-    const std::wstring noUnit =
-        L'a' + std::wstring(1, static_cast<wchar_t>(0x80000041)) + std::wstring(64, L'b');
-    EXPECT_EQ(orv::WideToUtf8(noUnit), "a\xEF\xBF\xBD" + std::string(64, 'b'));
+    for (const unsigned value : {0x10000u, 0x80000041u}) {
+      const std::wstring noUnit = L'a' + Units({value}) + std::wstring(64, L'b');
+      EXPECT_EQ(orv::WideToUtf8(noUnit), "a\xEF\xBF\xBD" + std::string(64, 'b'));
+    }
   }
   // Only such sequences, so that every kind occurs at every position of a step.
   const std::pair<std::string, std::wstring> sequences[] = {

@@ -112,6 +112,12 @@ TEST(XmlEdit, PlacesAndPositions) {
       {L"<r><a/></r>", EDIT(d.FindElem() && d.AddNode(1, L"x", 0x6002)), L"<r><x/><a/></r>"},
       {L"<r><a/></r>", EDIT(d.FindElem() && d.InsertNode(2, L"t", 0x4000) && d.GetData() == L"t"),
        L"<r>t<a/></r>"},
+      // The new element takes the end tag of its parent, and becomes a sibling.
+      {L"<r><a><b/></a></r>",
+       EDIT(d.FindElem() && d.IntoElem() && d.FindElem() &&
+            d.InsertChildElem(L"a", L"", CMarkup::ADD_NOEND | CMarkup::ADD_NOLINES) &&
+            d.GetTagName() == L"a" && d.GetChildTagName().empty()),
+       L"<r><a><a><b/></a></r>"},
   });
 }
 
@@ -128,6 +134,7 @@ TEST(XmlEdit, Attributes) {
       {L"<r><a/></r><s/>", set(L"x", L"<'\"&"), L"<r x=\"&lt;&apos;&quot;&amp;\"><a/></r><s/>"},
       {L"<r x='1' y='2'/>", set(L"X", L"345"), L"<r x='345' y='2'/>"},
       {L"<r x=1/>", set(L"x", L"2"), L"<r x=\"2\"/>"},
+      {L"<r x=1 y='2'/>", set(L"x", L"3"), L"<r x=\"3\" y='2'/>"},
       {L"<r x= />", set(L"x", L"2"), L"<r x= \"2\"/>"},
       {L"<r x= >", set(L"y", L"2"), L"<r x= \"\" y=\"2\">"},
       {L"<r x y/>", set(L"x", L"2"), L"<r x=\"2\" y/>"},
@@ -168,6 +175,7 @@ TEST(XmlEdit, Content) {
        L"<r>a<b><c/></b><d/></r><s/>"},
       {L"<r/>", EDIT(d.FindElem() && d.SetElemContent(L"</r><r>")), nullptr},
       {L"<r/>", EDIT(d.FindElem() && d.SetElemContent(L"<a>")), nullptr},
+      {L"<r/><s/>", EDIT(d.FindElem() && d.SetElemContent(L"")), L"<r/><s/>"},
       {L"<r/>", EDIT(d.FindElem() && d.AddChildSubDoc(L"<?xml?><!--c--><s><t/></s>\n", 2)),
        L"<r><s><t/></s></r>"},
       {L"<r><a/></r>", EDIT(d.FindElem() && d.InsertChildSubDoc(L"<s><t/></s>")),
@@ -185,7 +193,7 @@ TEST(XmlEdit, Removal) {
       {L"<r><a><x/></a><b/></r>",
        EDIT(d.FindChildElem() && d.RemoveChildElem() && d.GetChildTagName().empty()),
        L"<r><b/></r>"},
-      {L"<a/><b/><c/>", EDIT(d.FindElem(L"b") && d.RemoveElem() && d.GetTagName() == L"a"),
+      {L"<a/><b/>\r\n<c/>", EDIT(d.FindElem(L"b") && d.RemoveElem() && d.GetTagName() == L"a"),
        L"<a/><c/>"},
       {L"<a/>\r", EDIT(d.FindElem() && d.RemoveElem()), L""},
       {L"<a/>", EDIT(d.RemoveElem()), nullptr},
@@ -252,8 +260,10 @@ TEST(XmlEdit, Nodes) {
       // The node stays the current one in an ill-formed document.
       {L"<r><!--c--></r><!x>",
        EDIT(d.FindElem() && d.IntoElem() && d.FindNode() == 32 && d.SetData(L"d") &&
-            d.GetData() == L"d"),
+            d.GetData() == L"d" && d.OutOfElem()),
        L"<r><!--d--></r><!x>"},
+      // The text is in a comment, so that there is no such node.
+      {L"<!--a", EDIT(d.AddNode(2, L"b") && d.GetNodeType() == 0), L"<!--ab"},
   });
 }
 

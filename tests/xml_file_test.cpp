@@ -11,6 +11,7 @@
 #include "platform/files.h"
 #include "tests/fixtures.h"
 #include "tests/xml_fixture.h"
+#include "xml/file_stream.h"
 #include "xml/name_tables.h"
 #include "xml/result.h"
 #include "xml/text_coding.h"
@@ -83,9 +84,14 @@ TEST(XmlBase64, EveryLengthAroundTheLineBreak) {
 }
 
 TEST(XmlBase64, StrangeInput) {
-  const std::pair<const wchar_t*, std::string> cases[] = {
-      {L"YWI=", "ab"},    {L"Y\r\nW\nI\r=", "ab"}, {L"YWJj", "abc"}, {L"YWJjZ", "abc"},
-      {L"YQ==YWI=", "a"}, {L"!!!!", "\0\0\0"s},    {L"", ""},        {L"\u20acAAA", "\x94\0\0"s}};
+  const std::pair<const wchar_t*, std::string> cases[] = {{L"Y\r\nW\nI\r=", "ab"},
+                                                          {L"Y\r\nWJjZGVm", "abcdef"},
+                                                          {L"YWJjZ", "abc"},
+                                                          {L"YQ==YWI=", "a"},
+                                                          {L"YWI=YWJj", "abab"},
+                                                          {L"!!!!", "\0\0\0"s},
+                                                          {L"", ""},
+                                                          {L"\u20acAAA", "\x94\0\0"s}};
   for (const auto& [text, bytes] : cases) {
     unsigned char buffer[16];
     const int length = CMarkup::DecodeBase64(text, buffer, sizeof buffer);
@@ -275,6 +281,12 @@ TEST(XmlEncodings, StatesAndLostPairs) {
   bytes.clear();
   EXPECT_TRUE(orv::EncodeCodePage(1252, L"\xD83D\xDE00z\xDE00", &bytes, &lost) && lost);
   EXPECT_EQ(bytes, "?z?");
+  // A state lasts beyond the end of a part.
+  orv::TextDecoder decoder({.form = orv::TextForm::kCodePage, .codePage = 50220});
+  std::wstring text;
+  decoder.Decode("\x1B$B$\"", false, &text);
+  decoder.Decode("$\"\x1B(B", true, &text);
+  EXPECT_EQ(text, L"\u3042\u3042");
 }
 #endif
 
@@ -400,12 +412,14 @@ TEST_F(XmlFile, RefusalsWhileAFileIsOpen) {
         doc.SetAttrib(L"x", 1), doc.SetData(L"x"), doc.RemoveElem(), doc.Flush()}) {
     EXPECT_FALSE(isDone);
   }
+  EXPECT_EQ(doc.GetChildTagName(), L"");
   CMarkup copy(L"<keep/>");
   copy = doc;
   EXPECT_EQ(copy.GetDoc(), L"<keep/>");
   EXPECT_TRUE(doc.IntoElem());
   EXPECT_TRUE(doc.FindElem());
   EXPECT_EQ(doc.GetAttrib(L"x"), L"1");
+  EXPECT_TRUE(doc.OutOfElem() && doc.IsWellFormed());
   EXPECT_TRUE(doc.Close());
   EXPECT_FALSE(doc.Close());
   EXPECT_EQ(doc.GetDoc(), L"");
@@ -522,7 +536,7 @@ TEST_F(XmlFile, ReadingInPartsIsTheSameAcrossEveryBreak) {
 }
 
 TEST_F(XmlFile, FaultsInPartsAreFound) {
-  const char* const faulty[] = {"<r><a></r>",  "<r></x></r>",   "<r><a><b></a></r>",
+  const char* const faulty[] = {"<r><a></R>",  "<r></x></r>",   "<r><a><b></a></r>",
                                 "<r><!x></r>", "<r>",           "<r><a><",
                                 "</r>",        "<r><a></b></a>"};
   // A line break across the end of the first part.
@@ -556,6 +570,12 @@ TEST_F(XmlFile, FaultsInPartsAreFound) {
       Put(L"in.xml", lines + "-->\r" + text);
     }
   }
+  // The second end tag closes neither the ended element nor those around it, which are skipped.
+  const CMarkup memory(L"<r><a></a></a></r>");
+  CMarkup doc;
+  ASSERT_TRUE(doc.Open(Put(L"in.xml", "<r><a></a></a></r>"), CMarkup::DOC_READFILE));
+  EXPECT_TRUE(doc.FindElem() && !doc.FindElem());
+  EXPECT_EQ(Show(doc.GetResult()), Show(memory.GetResult()));
 }
 
 /// A text of many parts in which references and pairs end at every distance from the breaks.
@@ -612,7 +632,7 @@ TEST_F(XmlFile, LongNodesInPartsAreReadLikeInMemory) {
       LongText(" \n"),
       LongText(" \n") + "&lt;",
       "<!--" + text + "-->",
-      "<![CDATA[" + text + "]]>",
+      "<![CDATA[x" + LongText("\xF0\x9F\x98\x80") + "]]>",
       "<?p a='" + text + "' ?>",
       "<e a=\"" + text + "\"/>",
       "<e a='" + text + "' >" + text + "<!--" + text + "--><![CDATA[" + text + "]]></e>",
@@ -690,6 +710,24 @@ TEST_F(XmlFile, LongNodesAreReadAgainWhileTheFileLasts) {
             Show(L"cannot read " + Path(L"in.xml") + L": it became shorter while it was read"));
 }
 
+TEST_F(XmlFile, RangesOfTheText) {
+  const std::wstring file = Put(L"in.xml", LongText("a\xF0\x9F\x98\x80 \xC3\xA9"));
+  std::wstring text;
+  ASSERT_TRUE(CMarkup::ReadTextFile(0, file, text));
+  const auto size = static_cast<std::int64_t>(text.size());
+  std::wstring read;
+  const auto add = [&read](std::wstring_view part) { read += part; };
+  for (const auto& [start, end] :
+       {std::pair<std::int64_t, std::int64_t>(0, 7), {5, 60000}, {8, size}, {3, 3}}) {
+    read.clear();
+    EXPECT_EQ(Show(orv::ReadTextRange(file, start, end, add)), "");
+    EXPECT_TRUE(read ==
+                text.substr(static_cast<std::size_t>(start), static_cast<std::size_t>(end - start)))
+        << start;
+  }
+  EXPECT_EQ(orv::ReadTextRange(file, 0, size + 1, add), L"it became shorter while it was read");
+}
+
 #ifndef _WIN32
 /// A pipe cannot be read twice: its long nodes are kept in memory while they are current.
 TEST_F(XmlFile, LongNodesOfAPipe) {
@@ -698,7 +736,9 @@ TEST_F(XmlFile, LongNodesOfAPipe) {
   const std::string text = LongText("t\xC3\xA9 ");
   const std::wstring wide = orv::Utf8ToWide(text);
   std::thread writer([&] {
-    orv::test::WriteBytes(pipe, "<r><!--" + text + "--><a x='" + text + "'>" + text + "</a></r>");
+    const std::string comment = "<!--" + text + "-->";
+    orv::test::WriteBytes(pipe,
+                          "<r>" + comment + comment + "<a x='" + text + "'>" + text + "</a></r>");
   });
   CMarkup doc;
   const bool isOpen = doc.Open(Path(L"pipe"), CMarkup::DOC_READFILE);
@@ -757,6 +797,12 @@ TEST_F(XmlFile, AppendingGoesOnInTheFilesEncoding) {
   std::wstring text;
   ASSERT_TRUE(CMarkup::ReadTextFile(0, Path(L"log.xml"), text));
   EXPECT_EQ(text, L"<a/><b/><c/>");
+  // A new file begins with the mark of its own encoding.
+  CMarkup made;
+  ASSERT_TRUE(made.Open(Path(L"new.xml"), CMarkup::DOC_APPENDFILE));
+  made.AddNode(CMarkup::NODE_PROCESSING_INSTRUCTION, L"xml encoding='UTF-16'");
+  ASSERT_TRUE(made.Close());
+  EXPECT_TRUE(Get(L"new.xml").starts_with("\xFF\xFE<\0?\0"s));
   Put(L"log.xml", "<?xml encoding='l1'?>");
   CMarkup doc;
   ASSERT_TRUE(doc.Open(Path(L"log.xml"), CMarkup::DOC_APPENDFILE));

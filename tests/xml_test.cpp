@@ -110,6 +110,15 @@ TEST(XmlParse, CaseOfNames) {
                  L"<unended_start_tag tagname=\"A\" offset=\"0\" offset2=\"7\"/>"));
 }
 
+/// An end tag is compared with all open elements, also when there are too many to try each.
+TEST(XmlParse, ClosesManyElementsAtOnce) {
+  std::wstring text = L"<r>";
+  for (int i = 0; i < 40; ++i) text += L"<a>";
+  const std::wstring result = CMarkup(text + L"</r>").GetResult();
+  EXPECT_TRUE(result.starts_with(L"<unended_start_tag tagname=\"a\" offset=\"120\""))
+      << Show(result);
+}
+
 TEST(XmlParse, ResultStopsAtAThousandUnits) {
   std::wstring text;
   for (int i = 0; i < 1000; ++i) text += L"<1></x>";
@@ -127,7 +136,7 @@ TEST(XmlParse, TakesAnyTextAsACopy) {
       L"<r>" + std::wstring((std::size_t{33} << 20) / sizeof(wchar_t), L'x') + L"</r>";
   CMarkup doc;
   const auto expectTaken = [&doc](const std::wstring& wanted) {
-    CMarkup moved;
+    CMarkup moved(L"</x>");
     moved.SetDoc(std::wstring(wanted));
     ASSERT_EQ(doc.GetDoc(), wanted);
     EXPECT_TRUE(orv::test::DumpIndex(doc) == orv::test::DumpIndex(moved));
@@ -471,7 +480,7 @@ TEST(XmlRead, Attributes) {
     EXPECT_EQ(value, found.GetAttrib(fields[1]));
     return std::to_wstring(offset) + L" (" + std::wstring(value) + L")";
   });
-  CMarkup doc(L"<a x='1' =2 y=\"&amp;\"/>");
+  CMarkup doc(L"<a x='1' =2 y=\"&amp;\" z/>");
   EXPECT_EQ(doc.GetAttrib(L"x"), L"");
   doc.FindElem();
   EXPECT_EQ(doc.GetAttrib(nullptr), L"");
@@ -479,7 +488,9 @@ TEST(XmlRead, Attributes) {
   std::wstring value;
   EXPECT_TRUE(doc.GetNthAttrib(1, name, value));
   EXPECT_EQ(name + L"=" + value, L"y=&");
-  EXPECT_FALSE(doc.GetNthAttrib(2, name, value));
+  EXPECT_TRUE(doc.GetNthAttrib(2, name, value));
+  EXPECT_EQ(name + L"=" + value, L"z=");
+  EXPECT_FALSE(doc.GetNthAttrib(3, name, value));
   EXPECT_EQ(doc.GetAttribName(0), L"x");
 }
 
@@ -521,8 +532,10 @@ TEST(XmlRead, NamesDifferInAnyUnit) {
     std::wstring other = name;
     EXPECT_TRUE(orv::SameUnits(name.data(), other.data(), length)) << length;
     for (wchar_t& unit : other) {
-      unit = L'm';
-      EXPECT_FALSE(orv::SameUnits(name.data(), other.data(), length)) << length;
+      for (const unsigned bit : {0u, 8 * unsigned{sizeof unit} - 1}) {
+        unit = static_cast<wchar_t>(L'n' ^ 1u << bit);
+        EXPECT_FALSE(orv::SameUnits(name.data(), other.data(), length)) << length;
+      }
       unit = L'n';
     }
   }
