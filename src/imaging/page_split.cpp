@@ -3,6 +3,7 @@
 #include "imaging/dithering.h"
 #include "imaging/kernels.h"
 #include "imaging/pixels.h"
+#include "orv/platform/types.h"
 
 namespace orv {
 namespace {

@@ -1,7 +1,6 @@
 #include "xml/document.h"
 
 #include <functional>
-#include <limits>
 #include <utility>
 
 #include "orv/text/format.h"

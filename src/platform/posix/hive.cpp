@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <span>
@@ -230,7 +229,9 @@ LONG Hive::PrepareRead(std::uint64_t request) {
 bool Hive::IsReliable(ChangeTime changed) const {
   if (changed != restedSince_) return false;
   const std::optional<Clocks> clocks = Clocks::Read();
-  return clocks && std::abs(clocks->advance - clockAdvance_) < kMaxSetBack;
+  if (!clocks) return false;
+  const ChangeTime set = clocks->advance - clockAdvance_;  // by how much, since then
+  return -kMaxSetBack < set && set < kMaxSetBack;
 }
 
 void Hive::CheckState(ChangeTime changed) {

@@ -11,7 +11,7 @@
 #include "orv/text/format.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
-#include "tools/orv/page/bars.h"
+#include "tools/orv/page/dots.h"
 #include "tools/orv/page/line_art.h"
 #include "tools/orv/page/min_dots.h"
 #include "tools/orv/page/options.h"

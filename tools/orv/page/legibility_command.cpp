@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cmath>
 #include <memory>
 #include <utility>
 #include <vector>

@@ -6,6 +6,9 @@
 #include <utility>
 #include <vector>
 
+#include "tools/orv/page/bar_follower.h"
+#include "tools/orv/page/options.h"
+
 namespace orv::tool {
 namespace {
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "tools/orv/page/bars.h"
+#include "tools/orv/page/dots.h"
 #include "tools/orv/page/pixels.h"
 
 /// Text, lines and bar codes, which print best without dithering. docs/imaging.md explains how they

@@ -1,6 +1,5 @@
 #include "tools/orv/page/pixels.h"
 
-#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>

@@ -16,7 +16,7 @@
 #include "orv/imaging/bitmap_rasterizer.h"
 #include "orv/platform/types.h"
 #include "tools/orv/common/output.h"
-#include "tools/orv/page/bars.h"
+#include "tools/orv/page/dots.h"
 #include "tools/orv/page/line_art.h"
 #include "tools/orv/page/min_dots.h"
 #include "tools/orv/page/trap.h"

@@ -6,7 +6,7 @@
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/page/bar_report.h"
-#include "tools/orv/page/bars.h"
+#include "tools/orv/page/dots.h"
 #include "tools/orv/page/file.h"
 #include "tools/orv/page/fit.h"
 #include "tools/orv/page/line_art.h"

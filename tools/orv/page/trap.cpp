@@ -1,5 +1,6 @@
 #include "tools/orv/page/trap.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <vector>
 
