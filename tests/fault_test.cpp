@@ -557,6 +557,17 @@ TEST_F(Faults, CreatesBitmapsOrFails) {
   }
 }
 
+#if !defined(_WIN32) && !defined(ORV_SANITIZED)
+TEST_F(Faults, FreesTheMemoryOfDeletedBitmapsForNewOnes) {
+  for (const int failing : {1, 2}) {  // the object and its pixels
+    BitmapHelper::DeleteBitmap(BitmapHelper::CreateBitmap(500, 400, PixelFormat24bppRGB));
+    const faults::Armed armed({Kind::kAllocation, failing, Mode::kOnce});
+    const std::unique_ptr<Bitmap> made(BitmapHelper::CreateBitmap(400, 400, PixelFormat24bppRGB));
+    EXPECT_EQ(made != nullptr, failing == 2);
+  }
+}
+#endif
+
 // --- The log ---
 
 TEST_F(Faults, LogsWholeLinesOnly) {

@@ -67,14 +67,17 @@ struct Picture {
   std::function<std::uint32_t(std::mt19937&, int, int)> colourAt;
 };
 
-/// Noise of all colours; greys at rounding limits; runs of white with text-like strokes; only black
-/// and white; white into which errors of greys above and beside flow; gradients; flat greys;
-/// colours close to the highlight colour of the tests.
+/// Noise of all colours; black and white except for one in a channel; runs of white with text-like
+/// strokes; only black and white; white into which errors of greys above and beside flow;
+/// gradients; flat greys; colours close to the highlight colour of the tests.
 const std::vector<Picture>& Pictures() {
   static const std::vector<Picture> pictures = {
       {"noise", [](std::mt19937& random, int, int) { return random() & 0xFFFFFFu; }},
       {"dark and light",
-       [](std::mt19937& random, int, int) { return random() % 2 != 0 ? 0xFEFFFFu : 0x010000u; }},
+       [](std::mt19937& random, int, int) {
+         const std::uint32_t one = 1u << random() % 3 * 8;
+         return random() % 2 != 0 ? 0xFFFFFFu - one : one;
+       }},
       {"strokes",
        [](std::mt19937& random, int x, int y) {
          return x / 9 % 4 == 0 && y % 5 != 0 ? (random() % 8 == 0 ? 0xE01010u : 0u) : 0xFFFFFFu;
@@ -197,6 +200,18 @@ TEST_P(Kernels, DiffuseErrorsIdenticallyAtEveryThreshold) {
   }
 }
 
+TEST_P(Kernels, DiffuseErrorsOverWhiteIdentically) {
+  // Thresholds at which a few of the white pixels turn black.
+  const Picture white = {"white", [](std::mt19937&, int, int) { return 0xFFFFFFu; }};
+  for (const Diffusion method : {&ImagingKernels::floydSteinberg, &ImagingKernels::sierraLite}) {
+    for (const int threshold : {256, 257, 300}) {
+      ExpectSame(white, 500, 33, 0, [&](const ImagingKernels& kernels, const PixelPlane& plane) {
+        EXPECT_TRUE(Diffuse(kernels, method, plane, threshold));
+      });
+    }
+  }
+}
+
 TEST_P(Kernels, DiffuseVeryWideRowsIdentically) {
   for (const int width : {32000, 32001}) {
     ExpectSame(Pictures()[0], width, 35, 0, [](const auto& kernels, const PixelPlane& plane) {
@@ -311,8 +326,10 @@ TEST_P(Kernels, DecideNearAndFarColoursIdentically) {
   // Colours around many highlight colours, at distances far below to far above the tolerance.
   std::mt19937 random(5);
   for (int i = 0; i < 60; ++i) {
-    const std::uint32_t highlight = random() & 0xFFFFFF;
-    const HighlightRule rule = {0xFF000000 | highlight, std::pow(10.0, i % 8 / 2.0 - 3)};
+    // Some are the darkest colour of a slice that the search for the channels' limits cuts off.
+    constexpr std::uint32_t kChannels[] = {0xFFFFFF, 0xF80000, 0xFFFFFF, 0x00F800};
+    const std::uint32_t highlight = random() & kChannels[i % 4];
+    const HighlightRule rule = {0xFF000000 | highlight, std::pow(10.0, i % 12 / 2.0 - 5)};
     const auto colourAt = [&](std::mt19937& noise, int x, int) -> std::uint32_t {
       if (x % 2 == 0) return noise() & 0xFFFFFF;
       const int reach = 2 << x / 2 % 7;

@@ -380,6 +380,7 @@ TEST(BitmapHelper, CreatesZeroedBitmapsOrFails) {
   EXPECT_EQ(rect.Width, 3);
   EXPECT_EQ(rect.Height, 2);
   EXPECT_EQ(BitmapHelper::CreateBitmap(0, 5, PixelFormat24bppRGB), nullptr);
+  EXPECT_EQ(BitmapHelper::CreateBitmap(5, 0, PixelFormat24bppRGB), nullptr);
   EXPECT_EQ(BitmapHelper::CreateBitmap(5, -1, PixelFormat24bppRGB), nullptr);
   EXPECT_EQ(BitmapHelper::CreateBitmap(100000, 100000, PixelFormat24bppRGB), nullptr);
   BitmapHelper::DeleteBitmap(nullptr);
@@ -427,8 +428,28 @@ TEST(Bitmaps, ConvertAndLockPixelsIdenticallyOnEverySystem) {
   const Rect noColumns(0, 0, 0, 1);
   EXPECT_EQ(page->LockBits(&noColumns, ImageLockModeRead, PixelFormat24bppRGB, &data),
             InvalidParameter);
+  EXPECT_EQ(page->LockBits(&all, ImageLockModeRead, PixelFormat24bppRGB, nullptr),
+            InvalidParameter);
+  const BitmapPointer later(page->Clone(0, 0, 3, 1, PixelFormat32bppRGB));
+  EXPECT_EQ(page->GetLastStatus(), InvalidParameter);  // of an earlier call
+  EXPECT_EQ(Pixels(later.get()), Pixels(opaque.get()));
+  EXPECT_THAT(Pixels(MakeBits({"#."}).get()), ElementsAre(0xFF000000u, 0xFFFFFFFFu));
 #endif
 }
+
+#if !defined(_WIN32)  // Wine's bitmaps lose these pixels
+TEST(Bitmaps, ClonesKeepTheLastPixelsOfEveryWidth) {
+  for (int width = 1; width <= 17; ++width) {
+    const std::string ink(static_cast<std::size_t>(width - 1), '#');
+    const BitmapPointer page = MakeBits({ink + '#', ink + '.'});
+    const BitmapPointer clone(page->Clone(0, 0, width, 2, PixelFormat1bppIndexed));
+    const LockedBits bits(clone.get(), ImageLockModeRead, PixelFormat1bppIndexed);
+    const int last = (width - 1) / 8;
+    EXPECT_EQ(bits.Row(0)[last], 0) << width;
+    EXPECT_EQ(bits.Row(1)[last], 0x80 >> (width - 1) % 8) << width;
+  }
+}
+#endif
 
 TEST(BitmapHelper, ReducesEverythingNotWhiteToInk) {
   // White and its three nearest neighbours; the bits after the last pixel are 1, the bytes after it
@@ -799,9 +820,20 @@ TEST(Png, WritesWhatItReads) {
   const auto colour = [](int x, int y) {
     return 0x80000000u + 0x102030u * static_cast<unsigned>(x) + static_cast<unsigned>(y);
   };
-  const BitmapPointer pages[] = {MakePage(17, 5, colour),
-                                 MakePage(17, 5, colour, PixelFormat32bppARGB),
-                                 MakeBits({"#.#.......#", "...........", ".#........."})};
+  const auto oneTransparent = [](int x, int y) {
+    return x == 0 && y == 4 ? 0x80102030u : 0xFF102030u;
+  };
+  std::vector<BitmapPointer> pages;
+  pages.push_back(MakePage(17, 5, colour));
+  pages.push_back(MakePage(17, 5, colour, PixelFormat32bppARGB));
+  pages.push_back(MakePage(17, 5, oneTransparent, PixelFormat32bppARGB));
+  pages.push_back(MakeBits({"#.#.......#", "...........", ".#........."}));
+#if !defined(_WIN32)
+  const ColorPalette oneColour = {0, 1, {0xFF804020}};
+  pages.emplace_back(BitmapHelper::CreateBitmap(17, 5, PixelFormat8bppIndexed));
+  ASSERT_EQ(pages.back()->SetPalette(&oneColour), Ok);
+  EXPECT_NE(SavePng(pages[0].get(), L"/dev/full"), Ok);
+#endif
   for (const BitmapPointer& page : pages) {
     ASSERT_EQ(SavePng(page.get(), path.c_str()), Ok);
     OwnedBitmap loaded;

@@ -75,28 +75,5 @@ TEST(PageMemory, NewBitmapsAreZeroAndTheirOwn) {
   for (std::thread& thread : threads) thread.join();
 }
 
-/// Wine's bitmaps lose these pixels.
-TEST(Bitmaps, ClonesKeepTheLastPixelsOfEveryWidth) {
-  for (int width = 1; width <= 17; ++width) {
-    const std::unique_ptr<Bitmap> page(
-        BitmapHelper::CreateBitmap(width, 2, PixelFormat1bppIndexed));
-    const auto row = [](Bitmap* bitmap, int y, auto use) {
-      BitmapData data;
-      ASSERT_EQ(bitmap->LockBits(nullptr, ImageLockModeRead | ImageLockModeWrite,
-                                 PixelFormat1bppIndexed, &data),
-                Ok);
-      use(static_cast<unsigned char*>(data.Scan0) + y * data.Stride);
-      bitmap->UnlockBits(&data);
-    };
-    const int last = (width - 1) / 8;
-    const auto bit = static_cast<unsigned char>(0x80 >> (width - 1) % 8);
-    row(page.get(), 1, [&](unsigned char* bytes) { bytes[last] = bit; });
-    const std::unique_ptr<Bitmap> clone(page->Clone(0, 0, width, 2, PixelFormat1bppIndexed));
-    ASSERT_NE(clone, nullptr);
-    row(clone.get(), 0, [&](unsigned char* bytes) { EXPECT_EQ(bytes[last], 0) << width; });
-    row(clone.get(), 1, [&](unsigned char* bytes) { EXPECT_EQ(bytes[last], bit) << width; });
-  }
-}
-
 }  // namespace
 }  // namespace orv
