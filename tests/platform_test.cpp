@@ -17,6 +17,8 @@
 #include "platform/files.h"
 #include "platform/letter_case.h"
 #include "platform/modules.h"
+#include "platform/registry_cache.h"
+#include "platform/reused_objects.h"
 #include "platform/unload.h"
 #include "tests/fixtures.h"
 
@@ -86,6 +88,12 @@ TEST_F(RegistryTest, NamesEnumerateInNameOrder) {
   Set(key, L"", L"the default value has the empty name");
   EXPECT_EQ(Keys(key), (Names{L"10", L"9", L"A", L"a_", L"b", L"C", L"\u00e9"}));
   EXPECT_EQ(Values(key), (Names{L"", L"10", L"9", L"A", L"a_", L"b", L"C", L"\u00e9"}));
+  std::vector<orv::RegistrySubKey> subKeys(1);  // what it holds is replaced
+  std::vector<orv::StampedSubKey> stamped(1);
+  EXPECT_EQ(orv::ReadRegistryKeys(key.get(), &subKeys), ERROR_SUCCESS);
+  EXPECT_EQ(orv::ReadChangedRegistryKeys(key.get(), {}, &stamped), ERROR_SUCCESS);
+  EXPECT_EQ(subKeys.size(), 7U);
+  EXPECT_EQ(stamped.size(), 7U);
 }
 
 TEST_F(RegistryTest, KeepsTypesAndBytes) {
@@ -110,6 +118,9 @@ TEST_F(RegistryTest, KeepsTypesAndBytes) {
   }
   EXPECT_EQ(values[1].data[2], 'e');  // two bytes per unit, little-endian
   EXPECT_EQ(RegistryValue::FromNumber(0x04030201).data, (std::vector<BYTE>{1, 2, 3, 4}));
+  DWORD number = 0;
+  EXPECT_TRUE((RegistryValue{REG_DWORD, {1, 2, 3, 4}}.Number(&number)));
+  EXPECT_EQ(number, 0x04030201U);
   EXPECT_EQ((RegistryValue{REG_SZ, {'a', 0, 'b'}}.Text()), L"a");  // without half a unit
 }
 
@@ -289,6 +300,7 @@ TEST(LetterCase, CoversEveryScript) {
   EXPECT_EQ(orv::LowerCase(L"ORV-\u00c4\u0416\u03a3 1"), L"orv-\u00e4\u0436\u03c3 1");
   EXPECT_EQ(orv::UpperCase(L"orv-\u00e4\u0436\u03c3 1"), L"ORV-\u00c4\u0416\u03a3 1");
   EXPECT_EQ(orv::UpperCase(L"\u00df"), L"\u00df");  // one unit stays one unit
+  EXPECT_EQ(orv::LowerCase(L"\U00010400"), L"\U00010400");
 }
 
 TEST(Files, NamesAndPathsConvertBothWays) {
@@ -296,6 +308,9 @@ TEST(Files, NamesAndPathsConvertBothWays) {
   const std::wstring name = folder.Name(L"\u00e9\u20ac.txt");
   orv::test::WriteBytes(orv::ToPath(name), "x");
   EXPECT_EQ(orv::FromPath(orv::ToPath(name)), name);
+  for (const auto& [path, last] : {std::pair(L"/a/b", L"b"), {L"/a", L"a"}, {L"/a/b/", L"b/"}}) {
+    EXPECT_EQ(orv::FileNameOf(path), last);
+  }
   EXPECT_TRUE(std::filesystem::exists(folder.path() / std::filesystem::path(u8"\u00e9\u20ac.txt")));
 #if !defined(_WIN32)  // names can be any bytes
   EXPECT_EQ(orv::FromFileName("a\xFF\xC3-\x80"), L"a\xDCFF\xDCC3-\xDC80");
@@ -375,6 +390,25 @@ TEST(Modules, AMissingResourceFileIsAnError) {
   orv::test::WriteBytes(folder.path() / "empty.dll", "");
   EXPECT_EQ(orv::LoadResourceModule(folder.Name(L"empty.dll")), nullptr);
   EXPECT_NE(GetLastError(), static_cast<DWORD>(ERROR_SUCCESS));
+#if !defined(_WIN32)  // each thread has its own
+  std::thread([] { EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_SUCCESS)); }).join();
+#endif
+}
+
+TEST(ReusedObjects, AreMadeOnlyWhileAllAreInUse) {
+  struct Counted {
+    Counted() { ++Made(); }
+    static int& Made() {
+      static int s_made = 0;
+      return s_made;
+    }
+  };
+  static orv::ReusedObjects<Counted> s_objects;
+  for (int i = 0; i < 3; ++i) {
+    const orv::ReusedObjects<Counted>::Use first(&s_objects);
+    const orv::ReusedObjects<Counted>::Use second(&s_objects);
+  }
+  EXPECT_EQ(Counted::Made(), 2);
 }
 
 TEST(StackProtector, EndsAProcessThatOverrunsABuffer) {
@@ -405,8 +439,10 @@ TEST(Clock, MatchesTheCLibrary) {
   }
   EXPECT_TRUE(isFound);
   EXPECT_TRUE(now.millisecond >= 0 && now.millisecond < 1000);
-  orv::LocalTime none;
-  EXPECT_FALSE(orv::ToLocalTime(std::numeric_limits<std::int64_t>::max(), &none));
+  orv::LocalTime time;
+  EXPECT_TRUE(orv::ToLocalTime(before, &time));
+  EXPECT_EQ(time.millisecond, 0);
+  EXPECT_FALSE(orv::ToLocalTime(std::numeric_limits<std::int64_t>::max(), &time));
 }
 
 #if !defined(_WIN32)  // there this process still needs what the functions release

@@ -8,6 +8,7 @@
 #include "base/utf8.h"
 #include "orv/text/format.h"
 #include "orv/text/utf8.h"
+#include "platform/code_pages.h"
 #include "tests/fixtures.h"
 
 namespace {
@@ -130,6 +131,16 @@ TEST(Utf8, WholeTextsMatchTheirCharacters) {
   const std::string bytes = orv::WideToUtf8(expected);
   EXPECT_TRUE(orv::Utf8ToWide(bytes) == expected);
   EXPECT_EQ(orv::WideToUtf8(expected, nullptr, 0), bytes.size());
+}
+
+TEST(CodePages, UnknownOnesAreRefused) {
+  for (const int page : {1999, 60000}) {
+    std::wstring text;
+    std::string bytes;
+    bool lost = false;
+    EXPECT_FALSE(orv::DecodeCodePage(page, "x", &text, &lost)) << page;
+    EXPECT_FALSE(orv::EncodeCodePage(page, L"x", &bytes, &lost)) << page;
+  }
 }
 
 TEST(Utf8, ConvertsIdenticallyAtEveryPositionOfABlock) {

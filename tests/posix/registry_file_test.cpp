@@ -117,6 +117,13 @@ TEST_F(RegistryFileTest, NoticesThatItsFileWasReplaced) {
   EXPECT_EQ(Read(), L"two");
   EXPECT_EQ(orv::GetRegistryValue(old.get(), L"Value", &value), ERROR_KEY_DELETED);
   EXPECT_EQ(orv::SetRegistryValue(old.get(), L"Value", value), ERROR_KEY_DELETED);
+  const auto openFiles = [] {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+  };
+  const auto before = openFiles();
+  std::filesystem::remove_all(folder_.path() / "store");
+  Write(L"three");
+  EXPECT_EQ(openFiles(), before);
 }
 
 /// Every function of the library that reads the store, with the hive that it needs. Each returns
@@ -266,6 +273,12 @@ TEST_F(RegistryFileTest, AnUnreadableStoreIsNeverAnEmptyOne) {
       fill();
       Replace(file, orv::test::ReadBytes(file));
       damage.damage(file);
+      // A file that is cut off can be opened.
+      if (std::string_view(damage.name) != "cut off") {
+        EXPECT_EQ(orv::RegistryVersion(name == kUserFile ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE),
+                  0U)
+            << damage.name;
+      }
       for (const Reader& reader : kReaders) {
         SCOPED_TRACE(std::string(reader.name) + ", " + damage.name);
         if (reader.file != name) continue;

@@ -72,13 +72,53 @@ TEST(Processes, AreOpenOnlyWhileTheyAreCompared) {
   const auto openFiles = [] {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
   };
-  const auto before = openFiles();
-  std::uint32_t isValid = 7;
-  const std::uint64_t time = 1;
-  EXPECT_EQ(
-      IsSessionProcessStillValid(&isValid, static_cast<std::uint32_t>(getppid()), L"x", &time), 1u);
-  EXPECT_EQ(isValid, 0u);
-  EXPECT_EQ(openFiles(), before);
+  const int input = dup(STDIN_FILENO);
+  for (const bool isInputOpen : {true, false}) {
+    if (!isInputOpen) close(STDIN_FILENO);
+    const auto before = openFiles();
+    std::uint32_t isValid = 7;
+    const std::uint64_t time = 1;
+    const auto parent = static_cast<std::uint32_t>(getppid());
+    EXPECT_EQ(IsSessionProcessStillValid(&isValid, parent, L"x", &time), 1u);
+    EXPECT_EQ(isValid, 0u);
+    EXPECT_NE(orv::FindProcessName(parent), L"");
+    EXPECT_EQ(openFiles(), before);
+  }
+  dup2(input, STDIN_FILENO);
+  close(input);
+}
+
+TEST(Processes, OrphansReadTheProgramOfTheirNewParent) {
+  int held[2];
+  int results[2];
+  ASSERT_EQ(pipe(held) + pipe(results), 0);
+  char result = 0;
+  if (fork() == 0) {
+    const pid_t parent = getpid();
+    if (fork() != 0) {
+      close(held[1]);
+      _exit(static_cast<int>(read(held[0], &result, 1)));
+    }
+    orv::test::LogCapture log;
+    const auto hasParent = [&log] {
+      std::uint32_t ignored = 0;
+      ReloadSessionInfo();
+      GetSessionIsSystemParent(&ignored);
+      const std::wstring lines = log.TakeText();
+      const std::size_t at = lines.find(L"called with parent: ");
+      return at != lines.npos && lines.find(L"(platform_test", at) < lines.find(L'\n', at);
+    };
+    ReleaseSessionDataInstance();
+    const bool isRight = hasParent();
+    close(held[1]);  // ends the parent
+    while (getppid() == parent) usleep(1000);
+    _exit(static_cast<int>(write(results[1], isRight && !hasParent() ? "y" : "n", 1)));
+  }
+  for (const int end : {held[0], held[1], results[1]}) close(end);
+  EXPECT_EQ(read(results[0], &result, 1), 1);
+  EXPECT_EQ(result, 'y');
+  close(results[0]);
+  EXPECT_GT(wait(nullptr), 0);
 }
 
 TEST(Spooler, AKeyOfTheUserWithoutANameIsNoPrinter) {
