@@ -9,6 +9,7 @@
 #include "orv/config/configs_cache.h"
 #include "orv/platform/registry.h"
 #include "orv/session/session_data.h"
+#include "platform/letter_case.h"
 #include "tests/devmode_fixture.h"
 
 namespace {
@@ -96,7 +97,9 @@ TEST_F(StockItems, LoadValidValuesOnly) {
   const std::wstring path = stocks_ + kGuidA;
   std::uint32_t number = 1000;
   for (const StockValue& value : orv::StockValues()) {
-    Put(path, value.name, RegistryValue::FromNumber(number++));
+    // In any spelling.
+    const std::wstring name = number % 2 == 0 ? value.name : orv::UpperCase(value.name);
+    Put(path, name.c_str(), RegistryValue::FromNumber(number++));
   }
   Put(path, L"DisplayName", RegistryValue::FromText(std::wstring(129, L'n')));  // 260 bytes
   const std::wstring bad = stocks_ + kGuidB;
@@ -148,10 +151,12 @@ TEST_F(StockItems, ComeFromTheirSourcesInOrder) {
             (LogLine{L"ERR", L"", L"DevMode", L"printer gone could not be opened. Error code: 6"}));
 
   // If the session decides, its items are below this process's id.
-  RegistryKey().Create(HKEY_CURRENT_USER, orv::test::SessionPath(L"Label 1\\ORV-LX 4.3/300P+"));
   const std::wstring session =
       std::wstring(kUserKey) + L"Session\\" + std::to_wstring(orv::test::OwnProcessId());
-  RegistryKey().Create(HKEY_CURRENT_USER, session);
+  PutItem(session + L"\\" + kGuidA, L"sessionA");
+  EXPECT_EQ(LoadedNames(), L"ownB ownC commonA ");
+  orv::DeleteRegistryTree(HKEY_CURRENT_USER, session + L"\\" + kGuidA);
+  RegistryKey().Create(HKEY_CURRENT_USER, orv::test::SessionPath(L"Label 1\\ORV-LX 4.3/300P+"));
   EXPECT_EQ(LoadedNames(), L"ownB ownC commonA ");
   EXPECT_EQ(log_.TakeMessages().back(),
             L"Successfully Loaded User-Defined-Settings from the registry.");
@@ -218,6 +223,14 @@ TEST_F(StockItems, PaperSizesCountFrom257) {
             L"width and length from OEMDevMode settings: 50000 x 30000");
   EXPECT_EQ(out_.dmPaperSize, 257);
   EXPECT_EQ(out_.dmFormName[0], 0);
+}
+
+TEST_F(StockItems, AreNotAppliedWithoutRecords) {
+  ApplyStockItem(nullptr, &out_, &record_, printer_.handle(), kPrinter, nullptr);
+  ApplyStockItem(&in_, nullptr, &record_, printer_.handle(), kPrinter, nullptr);
+  ApplyStockItem(&in_, &out_, nullptr, printer_.handle(), kPrinter, nullptr);
+  EXPECT_TRUE(log_.Take().empty());
+  EXPECT_EQ(record_.PaperWidth, 61000U);
 }
 
 TEST_F(StockItems, UseTheApplicationsSizeIfAllowed) {
