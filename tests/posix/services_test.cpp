@@ -10,6 +10,7 @@
 #include "orv/session/session_data.h"
 #include "platform/debug_output.h"
 #include "platform/files.h"
+#include "platform/letter_case.h"
 #include "platform/processes.h"
 #include "tests/fixtures.h"
 
@@ -19,6 +20,10 @@
 namespace {
 
 using orv::test::TemporaryFolder;
+
+TEST(LetterCase, OfPairsOfCodeUnitsStays) {
+  EXPECT_EQ(orv::LowerCase(L"\U00010400"), L"\U00010400");
+}
 
 TEST(ExclusiveFile, TrustsNothingThatOthersPrepared) {
   const TemporaryFolder folder;

@@ -101,7 +101,8 @@ struct RegistrySubKey {
 };
 
 /// Reads all sub-keys of `key` with their values, in name order. `WriteRegistryKeys` and this one
-/// work together: a sub-key that it writes is read as before or as after, never in between.
+/// work together: a sub-key that it writes is read as before or as after, never in between. On
+/// Windows sub-keys without values are left out, because that is how a new one looks in between.
 ORV_EXPORT LONG ReadRegistryKeys(HKEY key, std::vector<RegistrySubKey>* subKeys);
 
 /// Creates the sub-keys of `key` that are missing, and sets their values; other values are kept.
