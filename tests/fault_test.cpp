@@ -564,6 +564,7 @@ TEST_F(Faults, FreesTheMemoryOfDeletedBitmapsForNewOnes) {
     const faults::Armed armed({Kind::kAllocation, failing, Mode::kOnce});
     const std::unique_ptr<Bitmap> made(BitmapHelper::CreateBitmap(400, 400, PixelFormat24bppRGB));
     EXPECT_EQ(made != nullptr, failing == 2);
+    EXPECT_TRUE(armed.HasFired());
   }
 }
 #endif

@@ -67,7 +67,7 @@ struct Picture {
   std::function<std::uint32_t(std::mt19937&, int, int)> colourAt;
 };
 
-/// Noise of all colours; black and white except for one in a channel; runs of white with text-like
+/// Noise of all colours; black and white, with one channel off by one; runs of white with text-like
 /// strokes; only black and white; white into which errors of greys above and beside flow;
 /// gradients; flat greys; colours close to the highlight colour of the tests.
 const std::vector<Picture>& Pictures() {

@@ -389,7 +389,8 @@ TEST(Modules, AMissingResourceFileIsAnError) {
   orv::test::WriteBytes(folder.path() / "empty.dll", "");
   EXPECT_EQ(orv::LoadResourceModule(folder.Name(L"empty.dll")), nullptr);
   EXPECT_NE(GetLastError(), static_cast<DWORD>(ERROR_SUCCESS));
-#if !defined(_WIN32)  // each thread has its own
+#if !defined(_WIN32)  // there starting a thread can set it
+  // Each thread has its own error.
   std::thread([] { EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_SUCCESS)); }).join();
 #endif
 }

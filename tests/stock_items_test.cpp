@@ -150,7 +150,7 @@ TEST_F(StockItems, ComeFromTheirSourcesInOrder) {
   EXPECT_EQ(log_.Take().at(1),
             (LogLine{L"ERR", L"", L"DevMode", L"printer gone could not be opened. Error code: 6"}));
 
-  // If the session decides, its items are below this process's id.
+  // Items of the session do not count until it decides. They are below this process's id.
   const std::wstring session =
       std::wstring(kUserKey) + L"Session\\" + std::to_wstring(orv::test::OwnProcessId());
   PutItem(session + L"\\" + kGuidA, L"sessionA");

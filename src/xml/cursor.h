@@ -54,7 +54,7 @@ class PlaceReader {
     const int element = ofChild ? place_.child : IsElement() ? place_.main : 0;
     if (element == 0) return ofChild ? TagText() : Instruction();
     const int start = document_[element].start;
-    if (start < 0) return {};  // a file that is being written contains the tag already
+    if (start < 0) return {};  // the tag is already in the file that is being written
     return {document_.TextOfTag(start + 1), start + 1, start - document_.OffsetOf(start)};
   }
   /// An attribute of the main (child) element or of a processing instruction, with its offsets. If

@@ -5,6 +5,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
+
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
 #include "orv/session/session_data.h"
@@ -21,9 +23,7 @@ namespace {
 
 using orv::test::TemporaryFolder;
 
-TEST(LetterCase, OfPairsOfCodeUnitsStays) {
-  EXPECT_EQ(orv::LowerCase(L"\U00010400"), L"\U00010400");
-}
+TEST(LetterCase, IsKeptAboveFFFF) { EXPECT_EQ(orv::LowerCase(L"\U00010400"), L"\U00010400"); }
 
 TEST(ExclusiveFile, TrustsNothingThatOthersPrepared) {
   const TemporaryFolder folder;
@@ -77,20 +77,27 @@ TEST(Processes, AreOpenOnlyWhileTheyAreCompared) {
   const auto openFiles = [] {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
   };
+  const pid_t other = fork();
+  if (other == 0) {
+    pause();
+    _exit(0);
+  }
   const int input = dup(STDIN_FILENO);
   for (const bool isInputOpen : {true, false}) {
     if (!isInputOpen) close(STDIN_FILENO);
     const auto before = openFiles();
     std::uint32_t isValid = 7;
     const std::uint64_t time = 1;
-    const auto parent = static_cast<std::uint32_t>(getppid());
-    EXPECT_EQ(IsSessionProcessStillValid(&isValid, parent, L"x", &time), 1u);
+    const auto process = static_cast<std::uint32_t>(other);
+    EXPECT_EQ(IsSessionProcessStillValid(&isValid, process, L"x", &time), 1u);
     EXPECT_EQ(isValid, 0u);
-    EXPECT_NE(orv::FindProcessName(parent), L"");
+    EXPECT_NE(orv::FindProcessName(process), L"");
     EXPECT_EQ(openFiles(), before);
   }
   dup2(input, STDIN_FILENO);
   close(input);
+  kill(other, SIGKILL);
+  EXPECT_EQ(waitpid(other, nullptr, 0), other);
 }
 
 TEST(Processes, OrphansReadTheProgramOfTheirNewParent) {

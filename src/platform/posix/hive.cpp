@@ -230,8 +230,8 @@ bool Hive::IsReliable(ChangeTime changed) const {
   if (changed != restedSince_) return false;
   const std::optional<Clocks> clocks = Clocks::Read();
   if (!clocks) return false;
-  const ChangeTime set = clocks->advance - clockAdvance_;  // by how much, since then
-  return -kMaxSetBack < set && set < kMaxSetBack;
+  const ChangeTime setBy = clocks->advance - clockAdvance_;  // how far the clock was set since then
+  return -kMaxSetBack < setBy && setBy < kMaxSetBack;
 }
 
 void Hive::CheckState(ChangeTime changed) {

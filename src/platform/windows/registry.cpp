@@ -290,7 +290,7 @@ LONG ReadChangedRegistryKeys(HKEY key, const KnownStamps&, std::vector<StampedSu
   std::vector<RegistrySubKey> read;
   const LONG result = ReadRegistryKeys(key, &read);
   subKeys->clear();
-  for (RegistrySubKey& one : read) subKeys->push_back({std::move(one)});
+  for (RegistrySubKey& one : read) subKeys->push_back({std::move(one), 0, false});
   return result;
 }
 
