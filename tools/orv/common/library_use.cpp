@@ -47,7 +47,7 @@ std::wstring LibraryUse::FindConfigFile(HANDLE printer) {
   const std::wstring file = ConfigFileName(facts.driverName);
   const std::wstring found = FolderWith(file, folders_);
   client_.m_stModuleFolder = found.empty() ? folders_.front() : found;
-  const std::wstring path = client_.m_stModuleFolder + kPathSeparator + file;
+  std::wstring path = client_.m_stModuleFolder + kPathSeparator + file;
   const std::wstring detail =
       L"configuration file: " + (found.empty() ? file + L" is not in " + AnyOf(folders_) : path);
   if (detail != shownDetail_) PrintDetail(detail);

@@ -57,7 +57,7 @@ std::wstring WidthAdvice(const PageOptions& options, const BarCode& code) {
 
 std::wstring BarAdvice(const PageOptions& options, const BarCode& code) {
   if (code.isInverse) return L"light bars on dark ground: most readers need dark bars on light";
-  const std::wstring widths = code.CanMeasure() ? WidthAdvice(options, code) : L"";
+  std::wstring widths = code.CanMeasure() ? WidthAdvice(options, code) : L"";
   if (!code.IsTilted()) return widths;
   const std::wstring tilt = Format(
       L"tilted by about %.2g degrees, so bars differ by a dot: draw it upright", code.Tilt());
