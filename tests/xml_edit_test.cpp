@@ -262,7 +262,7 @@ TEST(XmlEdit, Nodes) {
        EDIT(d.FindElem() && d.IntoElem() && d.FindNode() == 32 && d.SetData(L"d") &&
             d.GetData() == L"d" && d.OutOfElem()),
        L"<r><!--d--></r><!x>"},
-      // The text is in a comment, so that there is no such node.
+      // The text is in a comment, which is not such a node.
       {L"<!--a", EDIT(d.AddNode(2, L"b") && d.GetNodeType() == 0), L"<!--ab"},
   });
 }
