@@ -21,6 +21,7 @@
 #include "platform/clock.h"
 #include "tests/faults.h"
 #include "tests/fixtures.h"
+#include "tests/posix/child_process.h"
 
 namespace {
 
@@ -78,15 +79,6 @@ void faults::SetClock(const Time* time) {
 }
 
 namespace {
-
-/// Forks and runs the work in the child. Returns whether it succeeded.
-template <typename Work>
-bool SucceedsInAChild(Work work) {
-  const pid_t child = fork();
-  if (child == 0) _exit(work() ? 0 : 1);
-  int status = -1;
-  return waitpid(child, &status, 0) == child && status == 0;
-}
 
 // First, because a process reads the origin of start times once.
 TEST(Clock, SettingItKeepsTheSessionsOfRunningProcesses) {

@@ -20,6 +20,7 @@
 #include "platform/posix/user_folder.h"
 #include "platform/processes.h"
 #include "tests/fixtures.h"
+#include "tests/posix/child_process.h"
 
 namespace {
 
@@ -48,11 +49,7 @@ class RegistryFileTest : public testing::Test {
   /// Forks, runs the work in the child and expects it to succeed.
   template <typename Work>
   static void InAnotherProcess(Work work) {
-    const pid_t child = fork();
-    if (child == 0) _exit(work() ? 0 : 1);
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(orv::test::SucceedsInAChild(work));
   }
 
   TemporaryFolder folder_;

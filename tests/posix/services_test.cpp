@@ -15,6 +15,7 @@
 #include "platform/letter_case.h"
 #include "platform/processes.h"
 #include "tests/fixtures.h"
+#include "tests/posix/child_process.h"
 
 // Its macros have the names of the logger's functions.
 #include <syslog.h>
@@ -61,16 +62,11 @@ TEST(Processes, OthersSeeWhatAProcessSeesItself) {
     return orv::GetProcessCreationTime(process.get(), &time) ? time : 0;
   };
   const std::uint64_t time = timeOf();
-  const pid_t child = fork();
-  if (child == 0) {
+  EXPECT_TRUE(orv::test::SucceedsInAChild([&] {
     orv::ProcessEntry entry;
-    const bool isSame = orv::FindProcess(id, &entry) && entry.name.starts_with(L"platform_test") &&
-                        entry.parentId == static_cast<DWORD>(parent) && timeOf() == time;
-    _exit(isSame ? 0 : 1);
-  }
-  int status = -1;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
+    return orv::FindProcess(id, &entry) && entry.name.starts_with(L"platform_test") &&
+           entry.parentId == static_cast<DWORD>(parent) && timeOf() == time;
+  }));
 }
 
 TEST(Processes, AreOpenOnlyWhileTheyAreCompared) {
