@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "base/block_size.h"
 #include "fuzz/targets.h"
 #include "fuzz/xml_edits.h"
 #include "orv/xml/line_index.h"
@@ -138,7 +139,7 @@ void RequireStrictFault(const StrictFault& fault, const std::wstring& text,
 /// for most inputs, which are not stretched because that takes time, and for encodings that a part
 /// might not reveal.
 std::vector<std::uint8_t> Stretched(Input input) {
-  constexpr std::size_t kCopies = 70'000;
+  constexpr std::size_t kCopies = BlockSize(70'000, 5'000);
   std::uint32_t sum = 0;
   bool isAscii = true;
   for (const std::uint8_t byte : input) {

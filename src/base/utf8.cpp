@@ -7,6 +7,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "base/block_size.h"
 #include "base/cpu.h"
 #include "base/narrow.h"
 #include "base/utf8_blocks.h"
@@ -41,9 +42,9 @@ constexpr auto kLeadOf = [] {
 // code unit of the result is written past its end or zeroed first. A run is full before the end of
 // the buffer, so that a step needs no check of its own.
 
-constexpr std::size_t kRunBuffer = 4096;
 /// The part of the buffer after a full run. No step writes more.
 constexpr std::size_t kRoom = 100;
+constexpr std::size_t kRunBuffer = BlockSize<std::size_t>(4096, kRoom + 8);
 
 /// Units that are checked and copied at once.
 constexpr std::ptrdiff_t kAsciiBlock = 32;

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/block_size.h"
 #include "base/cpu.h"
 
 namespace orv {
@@ -66,7 +67,7 @@ class DelimiterBatches {
 
  private:
   /// Blocks per batch; bounded by the outstanding cache misses a core supports.
-  static constexpr std::size_t kBlocks = 4;
+  static constexpr std::size_t kBlocks = BlockSize<std::size_t>(4, 1);
 
   DelimiterScanner scan_;
   const wchar_t* text_;

@@ -171,9 +171,10 @@ std::wstring Document::Unescape(std::wstring_view escaped) const {
 
 int Document::ContentEnd(int element) const {
   const ElementEntry& entry = elements[element];
-  // A stored length of 0 stands for at least 1,024, because the element has an end tag.
-  int end = entry.EndTagLength() != 0 ? entry.ContentEnd() : entry.End() - 1024;
-  while (end - 1024 >= entry.ContentStart() && Range(end, end + 2) != L"</") end -= 1024;
+  constexpr int kModulus = ElementEntry::kEndTagModulus;
+  // A stored length of 0 stands for at least the modulus, because the element has an end tag.
+  int end = entry.EndTagLength() != 0 ? entry.ContentEnd() : entry.End() - kModulus;
+  while (end - kModulus >= entry.ContentStart() && Range(end, end + 2) != L"</") end -= kModulus;
   return end;
 }
 

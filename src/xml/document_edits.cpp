@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "base/block_size.h"
 #include "orv/xml/markup.h"
 #include "platform/pages.h"
 #include "xml/attributes.h"
@@ -123,7 +124,7 @@ void Document::OpenGap(int offset) {
 /// Adds at least `units` to the gap. The number is in proportion to the text, so that moving
 /// the text and adjusting the index is rare.
 void Document::WidenGap(int units) {
-  constexpr int kMinUnits = 256;
+  constexpr int kMinUnits = BlockSize(256, 1);
   const int end = gap_.End();
   const int size = static_cast<int>(text.size());
   const int added = std::min(std::max(units, Size() / 4 + kMinUnits), kMaxDocument - size);

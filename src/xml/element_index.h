@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "base/block_size.h"
+
 namespace orv {
 
 class TrailingCopy;
@@ -32,6 +34,8 @@ struct ElementEntry {
   static constexpr std::uint32_t kLevelMask = 0xFFFF;
   static constexpr int kStartTagBits = 22;
   static constexpr int kMaxStartTag = (1 << kStartTagBits) - 1;
+  /// An end tag's length is stored modulo this: 1,024.
+  static constexpr int kEndTagModulus = 1 << (32 - kStartTagBits);
 
   int start;                 ///< address of the start tag's `<`, see `Document`
   int length;                ///< up to the end of the end tag, or of the start tag if there is none
@@ -47,8 +51,8 @@ struct ElementEntry {
   int StartTagLength() const { return static_cast<int>(tagLengths & kMaxStartTag); }
   int EndTagLength() const { return static_cast<int>(tagLengths >> kStartTagBits); }
 
-  /// Kept for compatibility: the length of the end tag is stored modulo 1,024. A start tag length
-  /// that exceeds its bits is cut; the content offset is then unknown.
+  /// Kept for compatibility: the length of the end tag is stored modulo `kEndTagModulus`. A start
+  /// tag length that exceeds its bits is cut; the content offset is then unknown.
   void SetTagLengths(int startTag, int endTag) {
     tagLengths = static_cast<std::uint32_t>(std::min(startTag, kMaxStartTag)) |
                  static_cast<std::uint32_t>(endTag) << kStartTagBits;
@@ -68,12 +72,12 @@ struct ElementEntry {
 
 static_assert(sizeof(ElementEntry) == 32);
 
-/// The entries of a document's elements, in segments of 65,536. Entry 0 belongs to the document
-/// itself. Entries never move between segments: an entry number stays valid while the index grows,
-/// but a reference does not.
+/// The entries of a document's elements, in segments of usually 65,536. Entry 0 belongs to the
+/// document itself. Entries never move between segments: an entry number stays valid while the
+/// index grows, but a reference does not.
 class ElementIndex {
  public:
-  static constexpr int kSegmentBits = 16;
+  static constexpr int kSegmentBits = BlockSize(16, 2);
   static constexpr int kSegmentEntries = 1 << kSegmentBits;
 
   ElementEntry& operator[](int entry) const {

@@ -1,5 +1,6 @@
 #include <optional>
 
+#include "base/block_size.h"
 #include "orv/xml/markup.h"
 #include "xml/delimiters.h"
 #include "xml/element_index.h"
@@ -12,7 +13,7 @@ namespace orv {
 namespace {
 
 /// Open elements that a search for the element of an end tag compares before it counts names.
-constexpr std::uint32_t kShortSearch = 32;
+constexpr std::uint32_t kShortSearch = BlockSize(32U, 1U);
 
 /// Whether a code unit of the text ends the name of an open element for an end tag.
 bool EndsOpenName(wchar_t unit) { return EndsTagName(unit) || EndsPathName(unit); }

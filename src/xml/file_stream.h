@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/block_size.h"
 #include "orv/xml/line_index.h"
 #include "platform/new_file.h"
 #include "xml/text_coding.h"
@@ -14,7 +15,7 @@
 namespace orv {
 
 /// The minimum size of a part of a file, in bytes or code units.
-inline constexpr std::size_t kStreamPart = std::size_t{1} << 16;
+inline constexpr std::size_t kStreamPart = BlockSize<std::size_t>(1 << 16, 2100);
 
 /// The position of an offset in the text of a file, which is read in parts; none if the file cannot
 /// be read or is shorter. Only regular files can be read twice.
