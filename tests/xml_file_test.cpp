@@ -786,6 +786,33 @@ TEST_F(XmlFile, TheLastNodeIsFoundWhereTheTextHasMovedTo) {
   EXPECT_EQ(Show(seen), "[xml|<?xml version='1.0'?>][#text|\\n][r|v][#text|\\n]");
 }
 
+TEST_F(XmlFile, AFileOfOneLineIsReadInParts) {
+  // Two-byte characters, of which every part of the file cuts some; "ISO-2022-JP" is read whole.
+  const std::pair<const char*, std::string> cases[] = {
+      {"gbk", "\xB0\xA1"}, {"shift_jis", "\x88\x9F"}, {"iso-2022-jp", "\x1B$B0!\x1B(B"}};
+  for (const auto& [encoding, character] : cases) {
+    SCOPED_TRACE(encoding);
+    std::string bytes = std::string("<?xml encoding='") + encoding + "'?><r>";
+    constexpr int kItems = 20'000;
+    for (int i = 0; i < kItems; ++i) bytes += "<item>" + character + character + "</item>";
+    Put(L"in.xml", bytes + "</r>");
+    CMarkup doc;
+    ASSERT_TRUE(doc.Open(Path(L"in.xml"), CMarkup::DOC_READFILE));
+    ASSERT_TRUE(doc.FindElem() && doc.IntoElem());
+    int items = 0;
+    std::size_t longest = 0;
+    for (; doc.FindElem(L"item"); ++items) {
+      longest = std::max(longest, doc.GetDoc().size());
+      const std::wstring data = doc.GetData();
+      if (data.size() != 2 || data[0] != data[1] || data[0] < 0x4E00) ADD_FAILURE() << Show(data);
+    }
+    EXPECT_EQ(items, kItems);
+    EXPECT_TRUE(doc.IsWellFormed());
+    const bool isShifted = std::string_view(encoding) == "iso-2022-jp";
+    EXPECT_EQ(longest < bytes.size() / 2, !isShifted) << longest;
+  }
+}
+
 TEST_F(XmlFile, AppendingGoesOnInTheFilesEncoding) {
   Put(L"log.xml", "\xFF\xFE<\0a\0/\0>\0"s);
   for (const wchar_t* name : {L"b", L"c"}) {

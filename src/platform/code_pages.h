@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -19,5 +20,14 @@ bool DecodeCodePage(int codePage, std::string_view bytes, std::wstring* text, bo
 /// Encodes `text` and appends the bytes. Characters that the code page lacks become `?` and set
 /// `*lost`. Returns false and appends nothing if the code page does not exist.
 bool EncodeCodePage(int codePage, std::wstring_view text, std::string* bytes, bool* lost);
+
+/// The length of the bytes up to the last one below 0x30, which is always a whole character or the
+/// last byte of a wrong one in double-byte code pages without shift states; 0 without such a byte.
+inline std::size_t LengthToCharacterEnd(std::string_view bytes) {
+  constexpr unsigned char kFirstTrailByte = 0x30;
+  std::size_t length = bytes.size();
+  while (length > 0 && static_cast<unsigned char>(bytes[length - 1]) >= kFirstTrailByte) --length;
+  return length;
+}
 
 }  // namespace orv

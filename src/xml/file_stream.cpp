@@ -114,7 +114,13 @@ bool FileStream::OpenToAppend(const std::wstring& file) {
   name_ = file;
   std::string head(kStreamPart, '\0');
   std::ifstream old(ToPath(file), std::ios::binary);
+  std::wstring reason = FileErrorText();
+  std::error_code error;
+  if (!old && (std::filesystem::exists(ToPath(file), error) || error)) {
+    return Fail(std::move(reason));
+  }
   old.read(head.data(), static_cast<std::streamsize>(head.size()));
+  if (old.bad()) return Fail(FileErrorText());
   head.resize(static_cast<std::size_t>(old.gcount()));
   if (!head.empty()) {
     TextEncoding encoding = DetectEncoding(head, old.eof());
@@ -127,11 +133,12 @@ bool FileStream::OpenToAppend(const std::wstring& file) {
 
 bool FileStream::Read(std::size_t bytes, std::wstring* text) {
   const std::size_t before = text->size();
-  for (;;) {
+  // Bytes without the end of a character wait in the decoder, which copies them each time.
+  for (std::size_t size = std::max(bytes, kStreamPart);; size *= 2) {
     const bool atEnd = unread_.empty() && !input_;
     if (atEnd && isEnded_) return false;
     if (unread_.empty() && !atEnd) {
-      std::string part(std::max(bytes, kStreamPart), '\0');
+      std::string part(size, '\0');
       input_.read(part.data(), static_cast<std::streamsize>(part.size()));
       if (input_.bad()) Fail(FileErrorText());
       part.resize(static_cast<std::size_t>(input_.gcount()));
@@ -159,7 +166,8 @@ bool FileStream::ReadAgain(StreamPlace* place, std::wstring* text) {
   const StreamReturn atEnd(input_, length_);
   input_.clear();
   input_.seekg(static_cast<std::streamoff>(place->bytes));
-  while (text->size() == before && !part.empty()) {
+  for (std::size_t size = part.size(); text->size() == before && !part.empty(); size *= 2) {
+    part.resize(size);
     input_.read(part.data(), static_cast<std::streamsize>(part.size()));
     if (input_.bad()) Fail(FileErrorText());
     part.resize(static_cast<std::size_t>(std::max<std::streamsize>(input_.gcount(), 0)));

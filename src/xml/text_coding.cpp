@@ -69,6 +69,13 @@ bool IsMultiByte(int page) {
          (page >= 57002 && page <= 57011);
 }
 
+/// Whether bytes below 0x30 of a multi-byte code page are never part of a longer character.
+bool HasOnlyHighTrailBytes(int page) {
+  constexpr int kHighPages[] = {932,   936,   949,   950,   1361,  10001, 10002, 10003,
+                                10008, 20936, 20949, 51932, 51936, 51949, 54936};
+  return std::find(std::begin(kHighPages), std::end(kHighPages), page) != std::end(kHighPages);
+}
+
 /// The encoding that bytes declare. Every narrow encoding writes a declaration as ASCII or EBCDIC
 /// does.
 std::wstring DeclaredInBytes(std::string_view head) {
@@ -261,6 +268,7 @@ std::size_t TextDecoder::WholeLength(std::string_view bytes) const {
       break;
   }
   if (!IsMultiByte(encoding_.codePage)) return bytes.size();
+  if (HasOnlyHighTrailBytes(encoding_.codePage)) return LengthToCharacterEnd(bytes);
   // At the end of a line no character is cut off and no shift is active.
   const std::size_t lineEnd = bytes.rfind('\n');
   return lineEnd != bytes.npos ? lineEnd + 1 : 0;

@@ -51,6 +51,23 @@ void ExpectFails(const std::vector<std::string>& arguments, const std::string& m
       << result.messages;
 }
 
+TEST(Places, AFileThatCannotBeReadIsNotContinued) {
+  const orv::test::TemporaryFolder folder;
+  const std::filesystem::path file = folder.path() / "a.xml";
+  WriteBytes(file, std::string("\xFF\xFE<\0a\0/\0>\0", 10));
+  std::filesystem::permissions(folder.path(), std::filesystem::perms(0777));
+  std::filesystem::permissions(file, std::filesystem::perms(0222));
+  AsNobody([&] {
+    CMarkup doc;
+    EXPECT_FALSE(doc.Open(folder.Name(L"a.xml"), CMarkup::DOC_APPENDFILE));
+    EXPECT_EQ(doc.GetError(), L"cannot open " + folder.Name(L"a.xml") + L": access is denied");
+    EXPECT_TRUE(doc.Open(folder.Name(L"new.xml"), CMarkup::DOC_APPENDFILE));
+    EXPECT_TRUE(doc.Close());
+  });
+  std::filesystem::permissions(file, std::filesystem::perms(0666));
+  EXPECT_EQ(std::filesystem::file_size(file), 10u);
+}
+
 TEST(Places, AReadOnlyFolderDoesNotChange) {
   const orv::test::TemporaryFolder folder;
   const std::string example = ReadBytes(ORV_EXAMPLES "/orv_conf_lx300.xml");

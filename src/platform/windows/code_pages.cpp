@@ -64,10 +64,13 @@ bool DecodeCodePage(int codePage, std::string_view bytes, std::wstring* text, bo
   if (!IsValidCodePage(codePage)) return false;
   while (!bytes.empty()) {
     // Chunks end at line ends, where no character is split and the shift state is the initial one.
+    // A longer line is at least not split inside a character.
     std::size_t size = bytes.size();
     if (size > kChunk) {
-      const std::size_t lineEnd = bytes.rfind('\n', kChunk - 1);
-      size = lineEnd != bytes.npos ? lineEnd + 1 : kChunk;
+      const std::string_view chunk = bytes.substr(0, kChunk);
+      size = chunk.rfind('\n') + 1;  // 0 without one
+      if (size == 0) size = LengthToCharacterEnd(chunk);
+      if (size == 0) size = kChunk;
     }
     if (!DecodeChunk(codePage, bytes.substr(0, size), text, lost)) return false;
     bytes.remove_prefix(size);
