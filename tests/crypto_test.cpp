@@ -340,9 +340,15 @@ TEST_F(ProtectedFile, LogsWhyAFileIsNotLoaded) {
     EXPECT_EQ(Log(), L"ERR " + message + L"\n");
   }
 #if !defined(_WIN32)
-  orv::TextFailure failure;  // the system states a larger size than this file has
-  EXPECT_EQ(orv::LoadProtectedText(L"/sys/devices/system/cpu/online", nullptr, &failure), L"");
-  EXPECT_EQ(failure.reason, orv::kShortenedFile);
+  // The system states a larger size than the first file has, and a smaller one for the second.
+  for (const wchar_t* const path : {L"/sys/devices/system/cpu/online", L"/proc/self/comm"}) {
+    orv::TextFailure failure;
+    EXPECT_EQ(orv::LoadProtectedText(path, nullptr, &failure), L"");
+    EXPECT_EQ(failure.reason, orv::kChangedFile);
+    EXPECT_EQ(CCryptoHelper::AesEncryptFile(path, Name(L"none"), nullptr), 1u);
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder_.path() / "none"));
+  Log();
 #endif
   // A file that is too large to load can still be converted.
   EXPECT_EQ(CCryptoHelper::AesEncryptFile(Name(L"large"), Name(L"made"), nullptr), 0u);

@@ -48,7 +48,8 @@ bool ReadFileForC(const std::wstring& path, std::string* bytes) {
   std::ifstream file(orv::ToPath(path), std::ios::binary);
   bytes->resize(static_cast<std::size_t>(size));
   file.read(bytes->data(), static_cast<std::streamsize>(size));
-  return file.good() || (size == 0 && file.is_open());
+  // A file that was replaced or written to in the meantime may have more bytes.
+  return file.good() && file.peek() == std::ifstream::traits_type::eof() && !file.bad();
 }
 
 std::int32_t TransformFileForC(const Transform& transform, const std::uint16_t* source,

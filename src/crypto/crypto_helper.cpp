@@ -38,13 +38,15 @@ HeapBuffer AllocateFor(std::uintmax_t size) {
   return HeapBuffer(static_cast<BYTE*>(orv::HeapAllocate(static_cast<std::size_t>(size))));
 }
 
-/// Reads the first `size` bytes of an open file. Returns false, with the reason, if fewer can be
-/// read.
+/// Reads an open file, which had `size` bytes before it was opened. Returns false, with the reason,
+/// if it has fewer or more, because another one has replaced it or somebody writes to it.
 bool ReadWhole(std::filebuf* file, std::uintmax_t size, BYTE* buffer, std::wstring* reason) {
+  using Traits = std::filebuf::traits_type;
   const auto wanted = static_cast<std::streamsize>(size);
   try {
-    *reason = orv::kShortenedFile;
-    return file->sgetn(reinterpret_cast<char*>(buffer), wanted) == wanted;
+    *reason = orv::kChangedFile;
+    return file->sgetn(reinterpret_cast<char*>(buffer), wanted) == wanted &&
+           Traits::eq_int_type(file->sgetc(), Traits::eof());
   } catch (const std::ios_base::failure&) {  // a read error
     *reason = orv::FileErrorText();
     return false;

@@ -14,7 +14,7 @@ struct TextFailure {
 /// Reasons that the system does not give.
 inline constexpr wchar_t kTooLargeFile[] = L"larger than 10,000,000 bytes";
 inline constexpr wchar_t kEmptyFile[] = L"the file is empty";
-inline constexpr wchar_t kShortenedFile[] = L"the file became shorter while it was read";
+inline constexpr wchar_t kChangedFile[] = L"the file changed while it was read";
 inline constexpr wchar_t kDamagedFile[] = L"the protected content is damaged";
 inline constexpr wchar_t kEmptyContent[] = L"the protected content is empty";
 
