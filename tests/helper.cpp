@@ -42,8 +42,10 @@ int WriteRegistry(const Arguments& arguments) {
   return 0;
 }
 
-/// Logs an error with the settings of the registry.
+/// Logs an error with the settings of the registry, and another one after the destructors of all
+/// objects that the first one needed.
 int WriteLog(const Arguments&) {
+  std::atexit([] { CLogger::LOG_ERROR(nullptr, L"at exit", L"Helper"); });
   CLoggerClient client;
   client.Initialize(orv::OwnModule());
   CLogger::StartLogging(&client);

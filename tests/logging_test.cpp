@@ -168,6 +168,11 @@ TEST_F(LoggerTest, AnEntryIsDroppedWhileAnotherProcessHoldsTheFile) {
   EXPECT_TRUE(text.ends_with(L"\tkept\r\n"));
 }
 
+TEST_F(LoggerTest, EntriesAreWrittenUntilTheProcessEnds) {
+  EXPECT_EQ(orv::test::RunProgram(ORV_TEST_HELPER, {"log"}).exitCode, 0);
+  EXPECT_TRUE(LogText().ends_with(L"\tHelper\tat exit\r\n"));
+}
+
 TEST_F(LoggerTest, ThreadsLoseAndTearNothing) {
   Start();
   const std::wstring begin = LogText();

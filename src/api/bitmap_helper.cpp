@@ -13,6 +13,7 @@
 #include "orv/text/format.h"
 #include "platform/clock.h"
 #include "platform/files.h"
+#include "platform/unload.h"
 
 namespace {
 
@@ -127,9 +128,11 @@ int BitmapHelper::SplitImage(Bitmap* source, Color& highlightColour, double tole
 void BitmapHelper::DevTestSaveBitmapAs(Bitmap* bitmap, int jobId, int page, const wchar_t* name,
                                        CLoggerClient* client) try {
   // The folder for intermediate images, empty when saving is off.
-  static const CString folder = orv::ReadSetting(L"Test", L"SaveIntermediateBitmapsEnabled") == L"1"
-                                    ? orv::ReadSetting(L"Test", L"SaveIntermediateBitmapsPath")
-                                    : CString();
+  static const CString& folder = orv::KeptUntilUnload([] {
+    return orv::ReadSetting(L"Test", L"SaveIntermediateBitmapsEnabled") == L"1"
+               ? orv::ReadSetting(L"Test", L"SaveIntermediateBitmapsPath")
+               : CString();
+  });
 
   const orv::LocalTime now = orv::GetLocalTimeNow();
   const CString time = orv::Format(L"%04d%02d%02d-%02d%02d%02d%03d", now.year, now.month, now.day,

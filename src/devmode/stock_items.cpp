@@ -147,15 +147,9 @@ class ItemsCache {
   std::size_t next_ = 0;
 };
 
-/// Not destroyed at process exit: other destructors may still use it.
 ItemsCache& TheCache() {
-  static auto* const cache = [] {
-    static ItemsCache* made = nullptr;
-    made = new ItemsCache;
-    AtUnload([] { delete made; });
-    return made;
-  }();
-  return *cache;
+  static ItemsCache& s_cache = KeptUntilUnload([] { return ItemsCache(); });
+  return s_cache;
 }
 
 /// Reads the printer's own items: the session's if the session decides so and has any, otherwise
@@ -260,14 +254,14 @@ SHORT ToTenths(DWORD thousandths) {
 std::span<const StockValue, kStockValueCount> StockValues() { return kValues; }
 
 const StockValue* FindStockValue(const std::wstring& name) {
-  static const auto s_values = [] {
+  static const auto& s_values = KeptUntilUnload([] {
     std::unordered_map<std::wstring, const StockValue*> byName;
     for (const StockValue& value : kValues) {
       byName.emplace(value.name, &value);  // the usual spelling needs no case folding
       byName.emplace(LowerCase(value.name), &value);
     }
     return byName;
-  }();
+  });
   auto found = s_values.find(name);
   if (found == s_values.end()) found = s_values.find(LowerCase(name));
   return found != s_values.end() ? found->second : nullptr;

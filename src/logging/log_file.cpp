@@ -4,6 +4,7 @@
 #include "orv/platform/lock.h"
 #include "orv/text/format.h"
 #include "platform/files.h"
+#include "platform/unload.h"
 
 namespace orv {
 namespace {
@@ -13,7 +14,14 @@ bool IsFolder(const std::wstring& path) {
   return !path.empty() && std::filesystem::is_directory(ToPath(path), error);
 }
 
-/// Protects the static variables of `LogFileOf`. It is global because a local variable would be
+/// The folder for log files, and the file of one day there.
+struct LogPlace {
+  std::wstring folder;
+  LocalTime day{};
+  std::shared_ptr<const std::filesystem::path> file;
+};
+
+/// Protects the place that `LogFileOf` keeps. It is global because a local variable would be
 /// constructed under a lock of the compiler's runtime.
 Lock pathLock;
 
@@ -35,20 +43,19 @@ std::wstring LogFilePath(const std::wstring& folder, const LocalTime& day) {
 
 std::shared_ptr<const std::filesystem::path> LogFileOf(const LocalTime& day,
                                                        const std::wstring& configured) {
-  static std::wstring s_stLogFolder;
-  static LocalTime dayOfPath;
-  static std::shared_ptr<const std::filesystem::path> path;
+  static LogPlace& s_place = KeptUntilUnload([] { return LogPlace(); });
   const LockGuard guard(pathLock);
-  if (s_stLogFolder.empty()) s_stLogFolder = ChooseLogFolder(configured);
-  if (s_stLogFolder.empty()) return nullptr;
+  auto& [folder, dayOfFile, file] = s_place;
+  if (folder.empty()) folder = ChooseLogFolder(configured);
+  if (folder.empty()) return nullptr;
   // Most entries go to the same file as the previous one, whose path can be reused.
   const bool isSameDay =
-      day.day == dayOfPath.day && day.month == dayOfPath.month && day.year == dayOfPath.year;
-  if (path == nullptr || !isSameDay) {
-    path = std::make_shared<const std::filesystem::path>(ToPath(LogFilePath(s_stLogFolder, day)));
-    dayOfPath = day;
+      day.day == dayOfFile.day && day.month == dayOfFile.month && day.year == dayOfFile.year;
+  if (file == nullptr || !isSameDay) {
+    file = std::make_shared<const std::filesystem::path>(ToPath(LogFilePath(folder, day)));
+    dayOfFile = day;
   }
-  return path;
+  return file;
 }
 
 }  // namespace orv

@@ -17,6 +17,7 @@
 #include "platform/files.h"
 #include "platform/letter_case.h"
 #include "platform/modules.h"
+#include "platform/unload.h"
 
 int CLogger::m_nLoglevel = eLogLevelError;
 int CLogger::m_bWriteLogToDebug = 1;
@@ -62,11 +63,11 @@ void AppendTimestamp(std::wstring* line, const orv::LocalTime& now) {
 
 /// The file name of the process's executable, determined once.
 const std::wstring& ProcessName() {
-  static const std::wstring s_stProcessName = [] {
+  static const std::wstring& s_stProcessName = orv::KeptUntilUnload([] {
     std::wstring path;
     orv::GetModulePath(nullptr, &path);
     return orv::FileNameOf(path);
-  }();
+  });
   return s_stProcessName;
 }
 

@@ -10,7 +10,7 @@ namespace orv {
 namespace {
 
 /// Enough for every caller in the library.
-constexpr std::size_t kMaxFunctions = 8;
+constexpr std::size_t kMaxFunctions = 16;
 
 Lock unloadLock;
 void (*unloadFunctions[kMaxFunctions])();
@@ -21,7 +21,7 @@ std::size_t unloadFunctionCount = 0;
 void AtUnload(void (*release)()) {
   const LockGuard guard(unloadLock);
   const std::span registered(unloadFunctions, unloadFunctionCount);
-  // One too many is never released.
+  // A function for which there is no room is never called.
   if (unloadFunctionCount < kMaxFunctions &&
       std::ranges::find(registered, release) == registered.end()) {
     unloadFunctions[unloadFunctionCount++] = release;

@@ -288,7 +288,7 @@ bool SessionData::IsStillValid(std::uint32_t processId, const std::wstring& name
 
 bool SessionData::RemoveEndedEntries() {
   return orv::OrOutOfMemory(false, [] {
-    static Entries s_kept;
+    static Entries& s_kept = orv::KeptUntilUnload([] { return Entries(); });
     if (s_kept.version == 0 || s_kept.version != orv::RegistryVersion(HKEY_CURRENT_USER)) {
       s_kept = ReadEntries();
     }
