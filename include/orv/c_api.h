@@ -263,21 +263,20 @@ ORV_C_API const char* ORV_C_CALL orv_stock_value_name(uint32_t index);
 /// Lists the stock items of a printer in the order of their paper sizes, from 257; without a
 /// printer's name, lists the items common to all printers. `items` is a buffer; `capacity` and
 /// `*count` are in items, each of `items[0].size` bytes. The caller sets that size. `log` may be
-/// null.
-/// `ORV_ERROR_NOT_FOUND` for an unknown printer, `ORV_ERROR_UNREADABLE` if the settings store
-/// cannot be read.
+/// null. Here and below `ORV_ERROR_NOT_FOUND` is the result for an unknown printer, and
+/// `ORV_ERROR_UNREADABLE` if the spooler or the settings store cannot be read.
 ORV_C_API int32_t ORV_C_CALL orv_stock_list(const uint16_t* printer, uint32_t printer_length,
                                             orv_log* log, orv_stock_item* items, uint32_t capacity,
                                             uint32_t* count);
 
 /// Stores an item of a printer, or without a name an item common to all printers. It replaces the
 /// item with the same GUID. `ORV_ERROR_ARGUMENT` for an item without a GUID or a name, or with a
-/// value above its limit; `ORV_ERROR_NOT_FOUND` for an unknown printer.
+/// value above its limit; `ORV_ERROR_UNWRITABLE` if the settings store cannot be written.
 ORV_C_API int32_t ORV_C_CALL orv_stock_add(const uint16_t* printer, uint32_t printer_length,
                                            orv_log* log, const orv_stock_item* item);
 
 /// Removes the item of a GUID from those of a printer, or from the common ones;
-/// `ORV_ERROR_NOT_FOUND` if the printer or the item is unknown.
+/// `ORV_ERROR_NOT_FOUND` if the item is unknown, `ORV_ERROR_UNWRITABLE` as for `orv_stock_add`.
 ORV_C_API int32_t ORV_C_CALL orv_stock_remove(const uint16_t* printer, uint32_t printer_length,
                                               const uint8_t guid[16]);
 
@@ -335,9 +334,9 @@ ORV_C_API int32_t ORV_C_CALL orv_page_split(const orv_image* page, uint32_t colo
                                             const orv_image* background,
                                             const orv_image* highlight);
 
-/// Encrypts bytes to the format of protected files, which is at most 36 bytes longer. Each call
-/// produces different bytes of the same length. `ORV_ERROR_INTERNAL` if the system's cipher fails,
-/// or for more than about 2 GB.
+/// Encrypts bytes to the format of protected files, which is at most 36 bytes longer. Each call of
+/// a thread produces different bytes of the same length. `ORV_ERROR_INTERNAL` if the system's
+/// cipher fails, or for more than about 2 GB.
 ORV_C_API int32_t ORV_C_CALL orv_encrypt(const void* plain, uint32_t plain_length, void* buffer,
                                          uint32_t capacity, uint32_t* length);
 

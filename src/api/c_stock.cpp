@@ -20,10 +20,16 @@ class StockPlace {
  public:
   StockPlace(const std::uint16_t* printer, std::uint32_t length)
       : name_(orv::TextFromC(printer, length)),
-        handle_(name_.empty() ? nullptr : orv::OpenPrinterHandle(name_.c_str())),
-        isDescribed_(handle_ != nullptr && orv::GetPrinterFacts(handle_.get(), &facts_)) {}
+        handle_(name_.empty() ? nullptr : orv::OpenPrinterHandle(name_.c_str())) {
+    const bool isDescribed = handle_ != nullptr && orv::GetPrinterFacts(handle_.get(), &facts_);
+    if (!name_.empty() && !isDescribed) error_ = GetLastError();
+  }
 
-  bool IsFound() const { return name_.empty() || isDescribed_; }
+  /// `ORV_OK`, or why there is no such printer.
+  std::int32_t Code() const {
+    if (error_ == ERROR_SUCCESS) return ORV_OK;
+    return error_ == ERROR_INVALID_PRINTER_NAME ? ORV_ERROR_NOT_FOUND : ORV_ERROR_UNREADABLE;
+  }
   std::wstring Path() const {
     if (name_.empty()) return orv::kCommonStockItemsPath;
     return orv::StockItemsPath(name_, facts_.driverName);
@@ -42,7 +48,7 @@ class StockPlace {
   std::wstring name_;
   orv::OwnedPrinterHandle handle_;
   orv::PrinterFacts facts_;
-  bool isDescribed_;
+  DWORD error_ = ERROR_SUCCESS;
 };
 
 std::int32_t CodeOfStore(LONG error) {
@@ -114,7 +120,7 @@ std::int32_t ORV_C_CALL orv_stock_list(const std::uint16_t* printer, std::uint32
   }
   return orv::CallFromC([=]() -> std::int32_t {
     const StockPlace place(printer, printer_length);
-    if (!place.IsFound()) return ORV_ERROR_NOT_FOUND;
+    if (place.Code() != ORV_OK) return place.Code();
     std::vector<StockItem> found;
     if (!place.Read(orv::ClientOf(log), &found)) return ORV_ERROR_UNREADABLE;
     *count = static_cast<std::uint32_t>(found.size());
@@ -136,7 +142,7 @@ std::int32_t ORV_C_CALL orv_stock_add(const std::uint16_t* printer, std::uint32_
   if (!orv::IsText(printer, printer_length) || !IsItem(item)) return ORV_ERROR_ARGUMENT;
   return orv::CallFromC([=]() -> std::int32_t {
     const StockPlace place(printer, printer_length);
-    if (!place.IsFound()) return ORV_ERROR_NOT_FOUND;
+    if (place.Code() != ORV_OK) return place.Code();
     const StockItem added = ItemFromC(*item);
     return CodeOfStore(orv::ImportStockItems(place.Path(), {&added, 1}, orv::ClientOf(log)));
   });
@@ -147,7 +153,7 @@ std::int32_t ORV_C_CALL orv_stock_remove(const std::uint16_t* printer, std::uint
   if (!orv::IsText(printer, printer_length) || guid == nullptr) return ORV_ERROR_ARGUMENT;
   return orv::CallFromC([=]() -> std::int32_t {
     const StockPlace place(printer, printer_length);
-    if (!place.IsFound()) return ORV_ERROR_NOT_FOUND;
+    if (place.Code() != ORV_OK) return place.Code();
     GUID wanted;
     std::memcpy(&wanted, guid, sizeof(wanted));
     return CodeOfStore(orv::DeleteStockItem(place.Path(), wanted));

@@ -231,6 +231,14 @@ StockList ItemsOf(const ItemsOwner& owner) {
   return ReadAllItems(owner, kept != nullptr ? *kept : KeptItems{})->list;
 }
 
+/// Whether the spooler has no printer for a handle. After another error the printer may have items
+/// of its own.
+bool IsNoPrinter(DWORD error) {
+  constexpr DWORD kPrinterDeleted = 1905;
+  return error == ERROR_INVALID_HANDLE || error == ERROR_INVALID_PRINTER_NAME ||
+         error == kPrinterDeleted;
+}
+
 /// Whether an item can be stored and read again.
 bool IsStorable(const StockItem& item) {
   return !IsZeroGuid(item.guid) && item.DisplayName.size() <= kMaxStockName &&
@@ -381,17 +389,20 @@ StockList FindStockItems(HANDLE printer, const wchar_t* printerName, MergeObserv
   owner.mustReadSession = false;
   owner.processId = 0;
   owner.isKnown = GetPrinterFacts(printer, &owner.facts);
-  std::optional<DWORD> openError;
+  const DWORD error = owner.isKnown ? ERROR_SUCCESS : GetLastError();
   if (owner.isKnown) {
     SessionData& session = SessionData::Shared();
     owner.mustReadSession = session.MustReadSession();
     owner.processId = session.ItemsProcessId();
     SessionData::RemoveEndedEntries();
-  } else {
-    openError = GetLastError();
   }
-  StockList list = ItemsOf(owner);
-  list.openError = openError;
+  StockList list;
+  if (owner.isKnown || IsNoPrinter(error)) {
+    list = ItemsOf(owner);
+  } else {
+    list.failure = {static_cast<LONG>(error), L"the print spooler"};
+  }
+  if (!owner.isKnown) list.openError = error;
   observer->OnStockItemsLoaded(owner.printerName, list);
   return list;
 }

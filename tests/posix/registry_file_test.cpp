@@ -11,6 +11,7 @@
 #include <functional>
 
 #include "base/utf8.h"
+#include "orv/c_api.h"
 #include "orv/devmode/stock_items.h"
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
@@ -134,6 +135,14 @@ struct Reader {
 constexpr wchar_t kPrinter[] = L"Label 1";
 constexpr char kUserFile[] = "user.sqlite";
 constexpr char kMachineFile[] = "machine.sqlite";
+
+/// Lists the items of the printer through the C interface.
+std::int32_t ListForC() {
+  const std::u16string name(kPrinter, std::end(kPrinter) - 1);
+  std::uint32_t count = 0;
+  return orv_stock_list(reinterpret_cast<const std::uint16_t*>(name.data()),
+                        static_cast<std::uint32_t>(name.size()), nullptr, nullptr, 0, &count);
+}
 
 LONG ErrorOfList(HANDLE printer) {
   const orv::StockList list = orv::LoadStockItems(printer, kPrinter, nullptr);
@@ -281,7 +290,9 @@ TEST_F(RegistryFileTest, AnUnreadableStoreIsNeverAnEmptyOne) {
         if (reader.file != name) continue;
         EXPECT_EQ(reader.read(), damage.error);
       }
+      EXPECT_EQ(ListForC(), ORV_ERROR_UNREADABLE) << damage.name;
       std::filesystem::remove_all(folder_.path() / "store");
+      EXPECT_EQ(ListForC(), ORV_ERROR_NOT_FOUND);
       for (const Reader& reader : kReaders) {
         EXPECT_NE(reader.read(), damage.error) << reader.name << " has kept the failure";
       }
@@ -337,29 +348,40 @@ TEST_F(RegistryFileTest, AMergeSaysThatTheItemsCannotBeRead) {
   Write(L"text");
   EXPECT_EQ(orv::AddSpoolerPrinter(kPrinter, L"driver"), ERROR_SUCCESS);
   const HANDLE printer = orv::OpenPrinterHandle(kPrinter);
-  orv::test::WriteBytes(folder_.path() / "store/user.sqlite", std::string(8192, 'x'));
-  DEVMODEW in{};
-  DEVMODEW out{};
-  tagOEMDEV record{};
-  in.dmPaperSize = orv::kFirstStockPaperSize;
-  in.dmPaperWidth = in.dmPaperLength = 500;
-  orv::test::LogCapture log;
-  ApplyStockItem(&in, &out, &record, printer, kPrinter, nullptr);
-  orv::ClosePrinterHandle(printer);
-  std::wstring lines;
-  for (const orv::test::LogLine& line : log.Take()) {
-    if (line.source == L"DevMode") lines += line.tag + L' ' + line.message + L'\n';
+  StockItem common;
+  common.guid.Data1 = 1;
+  EXPECT_EQ(orv::WriteStockItem(orv::kCommonStockItemsPath, common), ERROR_SUCCESS);
+  // Without the printer's own items, the common ones would have wrong numbers.
+  const std::pair<const char*, std::wstring> cases[] = {
+      {kMachineFile,
+       L"ERR printer Label 1 could not be opened. Error code: 1009\n"
+       L"ERR Stock items could not be read from the print spooler"},
+      {kUserFile, L"ERR Stock items could not be read from " +
+                      orv::Utf8ToWide((folder_.path() / "store/user.sqlite").string())}};
+  for (const auto& [file, error] : cases) {
+    const std::string sound = orv::test::ReadBytes(folder_.path() / "store" / file);
+    Replace(folder_.path() / "store" / file, std::string(8192, 'x'));
+    DEVMODEW in{};
+    DEVMODEW out{};
+    tagOEMDEV record{};
+    in.dmPaperSize = orv::kFirstStockPaperSize;
+    in.dmPaperWidth = in.dmPaperLength = 500;
+    orv::test::LogCapture log;
+    ApplyStockItem(&in, &out, &record, printer, kPrinter, nullptr);
+    std::wstring lines;
+    for (const orv::test::LogLine& line : log.Take()) {
+      if (line.source == L"DevMode") lines += line.tag + L' ' + line.message + L'\n';
+    }
+    EXPECT_EQ(lines, L"INF Loading printer settings from registry\n" + error +
+                         L": the settings store is damaged (system error 1009)\n"
+                         L"INF Drevik.ApplyStockItem: Applying values for paper size 257\n"
+                         L"ERR Drevik.ApplyStockItem:   Stock items could not be read. Using width "
+                         L"and length from OEMDevMode settings: 50000 x 50000\n");
+    EXPECT_EQ(out.dmPaperSize, 257);
+    EXPECT_EQ(out.dmPaperWidth, 500);
+    Replace(folder_.path() / "store" / file, sound);
   }
-  EXPECT_EQ(lines,
-            L"INF Loading printer settings from registry\n"
-            L"ERR Stock items could not be read from " +
-                orv::Utf8ToWide((folder_.path() / "store/user.sqlite").string()) +
-                L": the settings store is damaged (system error 1009)\n"
-                L"INF Drevik.ApplyStockItem: Applying values for paper size 257\n"
-                L"ERR Drevik.ApplyStockItem:   Stock items could not be read. Using width "
-                L"and length from OEMDevMode settings: 50000 x 50000\n");
-  EXPECT_EQ(out.dmPaperSize, 257);
-  EXPECT_EQ(out.dmPaperWidth, 500);
+  orv::ClosePrinterHandle(printer);
 }
 
 /// Another process that holds a file's lock, because SQLite's locks of one process are shared. No

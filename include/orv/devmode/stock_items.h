@@ -125,8 +125,7 @@ ORV_EXPORT LONG StockItemsHive(const std::wstring& path, HKEY* hive);
 
 /// Reads the items stored below `path` of its hive, in key order; an empty list if the key is
 /// missing. A value that is missing, of another type or too long leaves its field empty. After an
-/// error
-/// `*items` is empty, and `StockItemsHive` finds the hive that cannot be read.
+/// error `*items` is empty, and `StockItemsHive` finds the hive that cannot be read.
 ORV_EXPORT LONG ReadStockItems(const std::wstring& path, std::vector<StockItem>* items);
 
 /// The longest name that reading an item takes over, in characters.
@@ -157,7 +156,8 @@ struct StockList {
 
 /// Loads a printer's items in the order of their paper sizes: its own ones, from the session when
 /// that has any for it, then the common ones that are not among them. If any of these cannot be
-/// read, none is loaded, because the others would have wrong numbers.
+/// read, or if the spooler cannot be asked for the printer, none is loaded, because the others
+/// would have wrong numbers. A handle without a printer has the common items.
 ORV_EXPORT StockList LoadStockItems(HANDLE printer, const wchar_t* printerName,
                                     CLoggerClient* logger);
 

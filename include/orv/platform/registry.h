@@ -120,15 +120,16 @@ ORV_EXPORT std::wstring RegistryStoreName(HKEY hive);
 /// A store that could not be read.
 struct RegistryFailure {
   LONG error = ERROR_SUCCESS;  ///< a system error code
-  std::wstring store;          ///< as `RegistryStoreName` names it
+  std::wstring store;          ///< for messages: as `RegistryStoreName` names it, or the spooler
 };
 
-/// One request to the settings store. While the object exists, this thread reads the state of the
-/// first read, plus this process's own changes, which saves checking at every read whether another
-/// process has written. All waits for stores that other processes have locked take at most ten
-/// seconds together; a store that stays locked fails with `ERROR_BUSY`, and so do its later reads
-/// and writes in this request, at once. Without such an object each call is a request. On Windows
-/// it has no effect.
+/// One request to the settings store. While the object exists, this thread checks only at its first
+/// read whether another process has written, and then relies on what this process has read before.
+/// A key that it has not read yet is read as the store has it by then, and after a write, also one
+/// of another thread, the next read checks again. All waits for stores that other processes have
+/// locked take at most ten seconds together; a store that stays locked fails with `ERROR_BUSY`, and
+/// so do its later reads and writes in this request, at once. Without such an object each call is a
+/// request. On Windows it has no effect.
 class ORV_EXPORT RegistrySnapshot {
  public:
   RegistrySnapshot();

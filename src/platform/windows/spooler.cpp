@@ -38,7 +38,10 @@ bool GetPrinterFacts(HANDLE printer, PrinterFacts* facts) {
   if (!GetPrinterW(printer, 2, nullptr, 0, &size) && GetLastError() != ERROR_INSUFFICIENT_BUFFER) {
     return false;
   }
-  if (size == 0) return false;
+  if (size == 0) {
+    SetLastError(ERROR_INVALID_DATA);
+    return false;
+  }
   const GlobalBlock block(GlobalAlloc(GPTR, size));
   if (block == nullptr || !GetPrinterW(printer, 2, static_cast<BYTE*>(block.get()), size, &size)) {
     return false;
