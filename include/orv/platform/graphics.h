@@ -61,8 +61,10 @@ class ORV_EXPORT GraphicsSession {
 
 /// Reads a PNG file of any colour type, depth and interlacing. `*bitmap` becomes 24-bit RGB if
 /// every pixel is opaque, otherwise 32-bit ARGB; the caller deletes it. 16-bit channels keep their
-/// high byte. On failure the result is the reason: `FileNotFound`, `UnknownImageFormat` for a file
-/// that is not a PNG image, `OutOfMemory`, or `GenericError` for a damaged or truncated file.
+/// high byte. On failure the result is the reason: `FileNotFound`, `Win32Error` for a file that
+/// cannot be read, whose reason is then the system's last error (`errno` on Linux),
+/// `UnknownImageFormat` for one that is not a PNG image, `OutOfMemory`, or `GenericError` for a
+/// damaged or truncated one.
 extern "C" ORV_EXPORT Status LoadPng(const wchar_t* path, Bitmap** bitmap);
 
 /// Writes a bitmap as a PNG file, replacing an existing file. Not atomic: a failure can leave a

@@ -145,7 +145,7 @@ Status CheckSignature(std::FILE* file) {
 
 Status Load(const wchar_t* path, Bitmap** bitmap) {
   const FilePointer file = OpenFile(ToPath(path), "rb");
-  if (file == nullptr) return FileNotFound;
+  if (file == nullptr) return errno == ENOENT || errno == ENOTDIR ? FileNotFound : Win32Error;
   if (const Status status = CheckSignature(file.get()); status != Ok) return status;
   PngReader reader(file.get());
   if (!reader.IsReady()) return OutOfMemory;

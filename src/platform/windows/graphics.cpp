@@ -32,15 +32,23 @@ bool FindEncoder(const wchar_t* mimeType, CLSID* encoder) {
   return false;
 }
 
-/// Whether a file begins with the PNG signature, so that a read error means a damaged file.
-bool BeginsAsPng(const wchar_t* path) {
+/// Whether a file can be read and begins with the PNG signature, so that GDI+ fails only for a
+/// damaged image.
+Status CheckSignature(const wchar_t* path) {
   constexpr char kSignature[] = {'\x89', 'P', 'N', 'G', '\r', '\n', '\x1A', '\n'};
-  char bytes[sizeof kSignature] = {};
-  if (std::FILE* const file = _wfopen(path, L"rb")) {
-    std::fread(bytes, 1, sizeof bytes, file);
-    std::fclose(file);
+  const DWORD attributes = GetFileAttributesW(path);
+  if (attributes == INVALID_FILE_ATTRIBUTES) {
+    const DWORD error = GetLastError();
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ? FileNotFound
+                                                                          : Win32Error;
   }
-  return std::memcmp(bytes, kSignature, sizeof bytes) == 0;
+  if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) return UnknownImageFormat;
+  std::FILE* const file = _wfopen(path, L"rb");
+  if (file == nullptr) return Win32Error;
+  char bytes[sizeof kSignature] = {};
+  std::fread(bytes, 1, sizeof bytes, file);
+  std::fclose(file);
+  return std::memcmp(bytes, kSignature, sizeof bytes) == 0 ? Ok : UnknownImageFormat;
 }
 
 struct ReleaseStream {
@@ -91,9 +99,9 @@ GraphicsSession::~GraphicsSession() {
 
 Status LoadPng(const wchar_t* path, Bitmap** bitmap) {
   *bitmap = nullptr;
-  if (GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES) return FileNotFound;
+  if (const Status status = CheckSignature(path); status != Ok) return status;
   Bitmap file(path);
-  if (file.GetLastStatus() != Ok) return BeginsAsPng(path) ? GenericError : UnknownImageFormat;
+  if (file.GetLastStatus() != Ok) return GenericError;
   GUID fileFormat;
   if (file.GetRawFormat(&fileFormat) != Ok || fileFormat != Gdiplus::ImageFormatPNG) {
     return UnknownImageFormat;
