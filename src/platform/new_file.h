@@ -26,9 +26,9 @@ class NewFile {
   /// Flushes to disk, so that afterwards only the replacement can fail. After a failure `Commit`
   /// must not be called: the system reports lost data only once.
   bool Flush();
-  /// Flushes if necessary and replaces the old file, keeping its permissions on Linux. A symbolic
-  /// link is kept, and its target is replaced. After a failure of this or another function,
-  /// `FileErrorText` is the reason.
+  /// Flushes if necessary and replaces the old file. On Linux its permissions are kept, and so is a
+  /// symbolic link, whose target is replaced or created; on Windows the link itself is replaced.
+  /// After a failure of this or another function, `FileErrorText` is the reason.
   bool Commit();
 
  private:

@@ -315,7 +315,10 @@ void SessionData::DetermineIds() {
 }
 
 HANDLE SessionData::OpenParent() {
+  // Where an orphan gets another parent, the handle of the one that has ended is of no use.
+  if (openedParentId_ != parentProcessId_) CloseParent();
   if (parentHandle_ == nullptr) parentHandle_ = OpenForReading(parentProcessId_);
+  openedParentId_ = parentProcessId_;
   return parentHandle_;
 }
 

@@ -65,13 +65,14 @@ struct SessionData {
   std::uint32_t processId_ = kUnknownProcess;
   std::uint32_t parentProcessId_ = kUnknownParent;
   HANDLE parentHandle_ = nullptr;
-  bool isStartedByHost_ = false;       ///< the parent is a system host
-  bool hasSystemHost_ = false;         ///< the parent or this process is one
-  bool isDetermined_ = false;          ///< whether the two above are
-  orv::ProcessEntry self_;             ///< as last determined
-  std::wstring path_;                  ///< a buffer
-  std::wstring parentProgram_;         ///< the path of the parent's program
-  std::uint32_t programParentId_ = 0;  ///< the parent that it belongs to
+  std::uint32_t openedParentId_ = kUnknownParent;  ///< whose handle it is
+  bool isStartedByHost_ = false;                   ///< the parent is a system host
+  bool hasSystemHost_ = false;                     ///< the parent or this process is one
+  bool isDetermined_ = false;                      ///< whether the two above are
+  orv::ProcessEntry self_;                         ///< as last determined
+  std::wstring path_;                              ///< a buffer
+  std::wstring parentProgram_;                     ///< the path of the parent's program
+  std::uint32_t programParentId_ = 0;              ///< the parent that it belongs to
   std::wstring processName_;
   std::uint64_t creationTime_ = 0;
 };

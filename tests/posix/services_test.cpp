@@ -1,5 +1,6 @@
 /// Services that Windows has and the library implements itself on Linux.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -10,9 +11,11 @@
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
 #include "orv/session/session_data.h"
+#include "platform/console.h"
 #include "platform/debug_output.h"
 #include "platform/files.h"
 #include "platform/letter_case.h"
+#include "platform/new_file.h"
 #include "platform/processes.h"
 #include "tests/fixtures.h"
 #include "tests/posix/child_process.h"
@@ -51,6 +54,64 @@ TEST(ExclusiveFile, TrustsNothingThatOthersPrepared) {
     EXPECT_EQ(orv::ExclusiveFile().OpenTrusted(path), isTrusted) << path;
   }
   EXPECT_FALSE(std::filesystem::exists(folder.path() / "target"));
+}
+
+TEST(NewFile, CreatesTheTargetOfALink) {
+  const TemporaryFolder folder;
+  std::filesystem::create_directory(folder.path() / "far");
+  std::filesystem::create_symlink("second", folder.path() / "first");
+  std::filesystem::create_symlink("far/target", folder.path() / "second");
+  std::filesystem::create_symlink("loop", folder.path() / "loop");
+  const auto write = [&](const wchar_t* name) {
+    orv::NewFile file;
+    return file.Open(folder.Name(name)) && file.Write("x") && file.Commit();
+  };
+  EXPECT_TRUE(write(L"first"));
+  EXPECT_FALSE(write(L"loop"));
+  for (const char* const link : {"first", "second", "loop"}) {
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.path() / link)) << link;
+  }
+  EXPECT_EQ(orv::test::ReadBytes(folder.path() / "far/target"), "x");
+}
+
+TEST(Console, WaitsForNonBlockingStreams) {
+  const std::string text(1 << 20, 'x');
+  EXPECT_TRUE(orv::test::SucceedsInAChild([&] {
+    int ends[2];
+    if (pipe2(ends, O_NONBLOCK) != 0) return false;
+    if (fork() == 0) {
+      dup2(ends[1], STDOUT_FILENO);
+      _exit(orv::WriteOutput(orv::OutputStream::kResults, text) ? 0 : 1);
+    }
+    close(ends[1]);
+    dup2(ends[0], STDIN_FILENO);
+    std::string all;
+    std::string part;
+    while (orv::ReadInput(&part) && !part.empty()) {
+      all += part;
+      usleep(100);  // so that the pipe is full most of the time
+    }
+    int status = -1;
+    return wait(&status) > 0 && status == 0 && all == text;
+  }));
+}
+
+TEST(Modules, AProgramWhoseFileWasReplacedKeepsItsName) {
+  const orv::test::ScratchRegistry registry;
+  orv::test::LogToFileAlone(L"1");
+  const TemporaryFolder folder;
+  const std::filesystem::path file = folder.path() / "replaced";
+  std::filesystem::copy_file(ORV_TEST_HELPER, file);
+  const int open = ::open(file.c_str(), O_RDONLY);
+  std::filesystem::remove(file);
+  const std::string program = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(open);
+  EXPECT_EQ(orv::test::RunProgram(program, {"log"}).exitCode, 0);
+  close(open);
+  for (const auto& entry : std::filesystem::directory_iterator(orv::test::LogFolder().path())) {
+    EXPECT_NE(orv::test::ReadLog(entry.path()).find(L"\treplaced\treplaced\tHelper\t"),
+              std::wstring::npos);
+  }
+  orv::test::ClearLogs();
 }
 
 TEST(Processes, OthersSeeWhatAProcessSeesItself) {
@@ -118,6 +179,8 @@ TEST(Processes, OrphansReadTheProgramOfTheirNewParent) {
     };
     ReleaseSessionDataInstance();
     const bool isRight = hasParent();
+    HANDLE kept = nullptr;
+    GetSessionParendHandle(&kept);
     close(held[1]);  // ends the parent
     while (getppid() == parent) usleep(1000);
     _exit(static_cast<int>(write(results[1], isRight && !hasParent() ? "y" : "n", 1)));

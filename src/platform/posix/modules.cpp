@@ -15,6 +15,7 @@
 
 #include "platform/files.h"
 #include "platform/posix/descriptor.h"
+#include "platform/posix/proc_path.h"
 
 namespace orv {
 namespace {
@@ -46,7 +47,7 @@ std::string MappedFileAt(const void* address) {
     int nameAt = 0;
     if (std::sscanf(line.c_str(), "%lx-%*x %*s %*x %*s %*u %n", &first, &nameAt) == 1 &&
         first == reinterpret_cast<std::uintptr_t>(address)) {
-      return line.substr(static_cast<std::size_t>(nameAt));
+      return std::string(WithoutDeletedMark(line).substr(static_cast<std::size_t>(nameAt)));
     }
   }
   return {};
@@ -54,7 +55,8 @@ std::string MappedFileAt(const void* address) {
 
 std::string ProgramPath() {
   std::error_code error;
-  return std::filesystem::read_symlink("/proc/self/exe", error).native();
+  const std::filesystem::path path = std::filesystem::read_symlink("/proc/self/exe", error);
+  return std::string(WithoutDeletedMark(path.native()));
 }
 
 bool IsProgram(const link_map* module) { return module->l_name[0] == '\0'; }

@@ -37,6 +37,25 @@ int CreateUnique(std::string* path, mode_t permissions) {
   return -1;
 }
 
+/// The file that a path leads to through symbolic links, also if that does not exist yet.
+std::filesystem::path TargetOf(std::filesystem::path path, std::error_code* error) {
+  constexpr int kMaxLinks = 40;  // as many as the system follows
+  for (int link = 0; link < kMaxLinks; ++link) {
+    std::filesystem::path target = std::filesystem::canonical(path, *error);
+    if (!*error) return target;
+    std::error_code ignored;
+    if (*error != std::errc::no_such_file_or_directory ||
+        !std::filesystem::is_symlink(path, ignored)) {
+      break;
+    }
+    target = std::filesystem::read_symlink(path, *error);
+    if (*error) return {};
+    path = path.parent_path() / target;
+  }
+  if (*error == std::errc::no_such_file_or_directory) error->clear();
+  return path;
+}
+
 }  // namespace
 
 NewFile::~NewFile() {
@@ -49,10 +68,8 @@ bool NewFile::Open(const std::wstring& path) {
   // If the path cannot be examined, creating the file fails: a symbolic link would be replaced, and
   // permissions lost.
   std::error_code error;
-  path_ = std::filesystem::canonical(ToPath(path), error);
-  if (error == std::errc::no_such_file_or_directory) {
-    path_ = ToPath(path);
-  } else if (error) {
+  path_ = TargetOf(ToPath(path), &error);
+  if (error) {
     errno = error.value();
     return false;
   }

@@ -21,6 +21,7 @@
 #include "base/utf8.h"
 #include "platform/files.h"
 #include "platform/posix/descriptor.h"
+#include "platform/posix/proc_path.h"
 
 namespace orv {
 namespace {
@@ -86,16 +87,12 @@ bool ReadStatus(int folder, ProcessStatus* status) {
 std::wstring ReadProgram(int folder) {
   char buffer[PATH_MAX];
   const ssize_t size = readlinkat(folder, "exe", buffer, sizeof(buffer));
-  std::string_view path(buffer, size > 0 ? static_cast<std::size_t>(size) : 0);
-  // A running program whose file was replaced is still the same program.
-  constexpr std::string_view kDeleted = " (deleted)";
-  if (path.ends_with(kDeleted)) path.remove_suffix(kDeleted.size());
-  return Utf8ToWide(path);
+  return Utf8ToWide(WithoutDeletedMark({buffer, size > 0 ? static_cast<std::size_t>(size) : 0}));
 }
 
 /// The origin of start times, in seconds since 1970; 0 if unavailable. All processes have the same
-/// one until the system restarts. It is made from the system's boot id: the kernel computes the
-/// boot time from its clock, so that changes when the clock is set.
+/// one until the system restarts. It is made from the system's boot id. The kernel's boot time is
+/// not used, because it changes when the clock is set.
 std::uint64_t StartOrigin() {
   static std::atomic<std::uint64_t> s_origin{0};
   if (const std::uint64_t known = s_origin.load(); known != 0) return known;
@@ -168,7 +165,7 @@ std::wstring ExpandVariables(const std::wstring& text) {
     const std::wstring name = text.substr(open + 1, close - open - 1);
     const char* const value = std::getenv(WideToUtf8(name).c_str());
     expanded += text.substr(at, open - at);
-    expanded += value != nullptr ? Utf8ToWide(value) : L'%' + name + L'%';
+    expanded += value != nullptr ? FromFileName(value) : L'%' + name + L'%';
     at = close + 1;
   }
   return expanded + text.substr(at);

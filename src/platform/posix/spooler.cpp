@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "orv/platform/lock.h"
@@ -202,17 +203,17 @@ LONG RemoveSpoolerPrinter(const std::wstring& name) {
 LONG ListSpoolerPrinters(std::vector<PrinterFacts>* printers) {
   printers->clear();
   LONG result = AppendPrinters(PrinterOwner::kUser, printers);
-  const auto own = static_cast<std::ptrdiff_t>(printers->size());
+  const std::size_t own = printers->size();
   if (result == ERROR_SUCCESS) result = AppendPrinters(PrinterOwner::kMachine, printers);
   if (result != ERROR_SUCCESS || own == 0) return result;
   const auto keyOf = [](const PrinterFacts& facts) {
     return UpperCase(KeyName(facts.printerName));
   };
+  std::unordered_set<std::wstring> users;
+  for (std::size_t i = 0; i < own; ++i) users.insert(keyOf((*printers)[i]));
   const auto hidden =
-      std::remove_if(printers->begin() + own, printers->end(), [&](const PrinterFacts& facts) {
-        return std::any_of(printers->begin(), printers->begin() + own,
-                           [&](const PrinterFacts& users) { return keyOf(users) == keyOf(facts); });
-      });
+      std::remove_if(printers->begin() + static_cast<std::ptrdiff_t>(own), printers->end(),
+                     [&](const PrinterFacts& facts) { return users.contains(keyOf(facts)); });
   printers->erase(hidden, printers->end());
   std::ranges::sort(*printers, {}, keyOf);
   return result;
