@@ -124,7 +124,7 @@ DevmodeResult RunDevmodeRequest(const DevmodeRequest& request, LoadObserver* loa
     request.param->cbBufSize = tagOEMDEV::kSize;
     return result;
   }
-  // One state of the registry for the printer, the session and the stock items.
+  // The printer, the session and the stock items are checked for changes only once.
   const RegistrySnapshot snapshot;
   result.load = LoadPrinterConfig(request.printer, request.cache, request.client, loading);
   if (result.load.config == nullptr) {

@@ -17,6 +17,7 @@
 #include "orv/platform/spooler.h"
 #include "orv/session/session_data.h"
 #include "orv/settings/settings.h"
+#include "platform/files.h"
 #include "platform/posix/hive.h"
 #include "platform/posix/user_folder.h"
 #include "platform/processes.h"
@@ -82,6 +83,14 @@ TEST_F(RegistryFileTest, FollowsTheEnvironmentToAnotherFolder) {
   EXPECT_EQ(Read(), L"three");
 }
 
+TEST_F(RegistryFileTest, NamesItsFileWhateverBytesThePathHas) {
+  const std::filesystem::path folder = folder_.path() / "caf\xE9";
+  SetVariable("ORV_REGISTRY_DIR", folder);
+  Write(L"text");
+  EXPECT_EQ(orv::ToPath(orv::RegistryStoreName(HKEY_CURRENT_USER)), folder / "user.sqlite");
+  EXPECT_EQ(orv::ToPath(orv::ExpandVariables(L"%ORV_REGISTRY_DIR%/x")), folder / "x");
+}
+
 TEST_F(RegistryFileTest, IsInTheUsersDataFolder) {
   const std::string home = std::getenv("HOME") != nullptr ? std::getenv("HOME") : "";
   SetVariable("HOME", folder_.path());
@@ -122,6 +131,44 @@ TEST_F(RegistryFileTest, NoticesThatItsFileWasReplaced) {
   std::filesystem::remove_all(folder_.path() / "store");
   Write(L"three");
   EXPECT_EQ(openFiles(), before);
+}
+
+/// Runs work when SQLite has opened a file.
+class AfterOpening {
+ public:
+  explicit AfterOpening(std::function<void()> work) {
+    s_work = std::move(work);
+    s_system = sqlite3_vfs_find(nullptr);
+    s_replacing = *s_system;
+    s_replacing.zName = "replacing";
+    s_replacing.xOpen = [](sqlite3_vfs*, const char* name, sqlite3_file* file, int flags,
+                           int* used) {
+      const int result = s_system->xOpen(s_system, name, file, flags, used);
+      if (s_work) std::exchange(s_work, nullptr)();
+      return result;
+    };
+    sqlite3_vfs_register(&s_replacing, 1);
+  }
+  AfterOpening(const AfterOpening&) = delete;
+  AfterOpening& operator=(const AfterOpening&) = delete;
+  ~AfterOpening() { sqlite3_vfs_unregister(&s_replacing); }
+
+ private:
+  static inline std::function<void()> s_work;
+  static inline sqlite3_vfs* s_system = nullptr;
+  static inline sqlite3_vfs s_replacing;  // connections use it until they are closed
+};
+
+TEST_F(RegistryFileTest, NoticesThatItsFileWasReplacedWhileItWasOpened) {
+  const std::filesystem::path file = folder_.path() / "store" / "user.sqlite";
+  Write(L"one");
+  const std::string one = orv::test::ReadBytes(file);
+  Write(L"two");
+  const std::string two = orv::test::ReadBytes(file);
+  Replace(file, one);
+  const AfterOpening opening([&] { Replace(file, two); });
+  EXPECT_EQ(Read(), L"two");
+  EXPECT_EQ(Read(), L"two");
 }
 
 /// Every function of the library that reads the store, with the hive that it needs. Each returns
@@ -606,6 +653,8 @@ TEST_F(RegistryFileTest, OneRequestChecksTheFileOnceButSeesItsOwnWrites) {
     writeElsewhere(L"two");
     const orv::RegistrySnapshot inner;
     EXPECT_EQ(Read(), L"one");
+    EXPECT_FALSE(orv::test::HasUserKey(L"Other"));  // not read before, so the file is read again
+    EXPECT_EQ(Read(), L"two");
     Write(L"three");
     EXPECT_EQ(Read(), L"three");
     writeElsewhere(L"four");

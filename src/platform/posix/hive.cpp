@@ -403,6 +403,22 @@ LONG Hive::Reconnect(bool isSameFile) {
 }
 
 LONG Hive::Connect(int flags) {
+  constexpr int kMaxAttempts = 100;
+  for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
+    const LONG error = ConnectOnce(flags);
+    // If another file has replaced the opened one before it was identified, `identity_` is that of
+    // a file that is not read.
+    int isReplaced = 0;
+    if (error == ERROR_SUCCESS) {
+      sqlite3_file_control(database_, nullptr, SQLITE_FCNTL_HAS_MOVED, &isReplaced);
+    }
+    if (isReplaced == 0) return error;
+    Disconnect();
+  }
+  return ERROR_BUSY;
+}
+
+LONG Hive::ConnectOnce(int flags) {
   LONG error =
       ErrorOf(sqlite3_open_v2(path_.c_str(), &database_, flags | SQLITE_OPEN_NOMUTEX, nullptr));
   owner_ = CurrentProcessId();

@@ -284,6 +284,7 @@ class Hive {
   void NoteMissing();
   LONG Reconnect(bool isSameFile);
   LONG Connect(int flags);
+  LONG ConnectOnce(int flags);
   LONG CheckTables();
   /// Whether the file has the stamps; older ones get them with the next write.
   bool HasStamps();
@@ -299,7 +300,7 @@ class Hive {
 
   /// Maximum number of cached keys, and of paths. Of more, each new one replaces one other.
   static constexpr std::size_t kMaxCached = 4096;
-  bool isMissing_ = false;  ///< there was no file at the last look
+  bool isMissing_ = false;  ///< there was no file at the last check
   std::uint64_t version_;
   std::uint64_t request_ = 0;              ///< the last one that checked the file
   std::optional<FileState> keptAt_;        ///< the file's state when the rest was read

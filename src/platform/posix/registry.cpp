@@ -14,6 +14,7 @@
 
 #include "base/utf8.h"
 #include "orv/platform/lock.h"
+#include "platform/files.h"
 #include "platform/letter_case.h"
 #include "platform/posix/hive.h"
 #include "platform/posix/user_folder.h"
@@ -407,7 +408,7 @@ std::wstring RegistryStoreName(HKEY hive) {
   LocateHives(&store);
   const bool isUsers = hive == HKEY_CURRENT_USER;
   const std::string& path = (isUsers ? store.user : store.machine)->path();
-  if (!path.empty()) return Utf8ToWide(path);
+  if (!path.empty()) return FromFileName(path);
   return isUsers ? L"HKEY_CURRENT_USER" : L"HKEY_LOCAL_MACHINE";
 }
 
