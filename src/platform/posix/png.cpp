@@ -133,6 +133,9 @@ Status ReadFailure(std::FILE* file, Status wrongBytes) {
   return std::ferror(file) != 0 && errno != EISDIR ? Win32Error : wrongBytes;
 }
 
+/// Why a file could not be opened.
+Status OpenFailure() { return errno == ENOENT || errno == ENOTDIR ? FileNotFound : Win32Error; }
+
 /// Reads the first bytes of a file, which must be those of a PNG image, and returns to its start.
 Status CheckSignature(std::FILE* file) {
   BYTE signature[8] = {};
@@ -145,7 +148,7 @@ Status CheckSignature(std::FILE* file) {
 
 Status Load(const wchar_t* path, Bitmap** bitmap) {
   const FilePointer file = OpenFile(ToPath(path), "rb");
-  if (file == nullptr) return errno == ENOENT || errno == ENOTDIR ? FileNotFound : Win32Error;
+  if (file == nullptr) return OpenFailure();
   if (const Status status = CheckSignature(file.get()); status != Ok) return status;
   PngReader reader(file.get());
   if (!reader.IsReady()) return OutOfMemory;
