@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <thread>
 
 #include "logging/log_file.h"
@@ -8,6 +9,10 @@
 #include "platform/files.h"
 #include "platform/modules.h"
 #include "tests/fixtures.h"
+
+#if !defined(_WIN32)
+#include "tests/posix/child_process.h"
+#endif
 
 namespace {
 
@@ -195,6 +200,29 @@ TEST_F(LoggerTest, ThreadsLoseAndTearNothing) {
   }
   EXPECT_EQ(text, begin);
 }
+
+#if !defined(_WIN32)
+TEST_F(LoggerTest, AForkedProcessLogsWhileTheThreadsOfItsParentDo) {
+  Set(L"WriteLogToDebug", L"0");
+  Start();
+  std::atomic<bool> isEnding{false};
+  std::thread thread([&isEnding] {
+    while (!isEnding) CLogger::LOG_ERROR(nullptr, L"parent", nullptr);
+  });
+  constexpr int kChildren = 10;
+  int ended = 0;
+  while (ended < kChildren && orv::test::SucceedsInAChild([] {
+           alarm(5);  // ends a child that waits for ever
+           CLogger::LOG_ERROR(nullptr, L"child", nullptr);
+           return true;
+         })) {
+    ++ended;
+  }
+  isEnding = true;
+  thread.join();
+  EXPECT_EQ(ended, kChildren);
+}
+#endif
 
 TEST(LogFile, TheDesiredFolderIsUsedIfItExists) {
   const TemporaryFolder folder;

@@ -4,6 +4,7 @@
 #include "orv/platform/lock.h"
 #include "orv/text/format.h"
 #include "platform/files.h"
+#include "platform/fork.h"
 #include "platform/unload.h"
 
 namespace orv {
@@ -24,6 +25,7 @@ struct LogPlace {
 /// Protects the place that `LogFileOf` keeps. It is global because a local variable would be
 /// constructed under a lock of the compiler's runtime.
 Lock pathLock;
+[[maybe_unused]] const bool pathLockIsHeld = HoldDuringFork(&pathLock);
 
 }  // namespace
 

@@ -15,6 +15,7 @@
 #include "platform/clock.h"
 #include "platform/debug_output.h"
 #include "platform/files.h"
+#include "platform/fork.h"
 #include "platform/letter_case.h"
 #include "platform/modules.h"
 #include "platform/unload.h"
@@ -28,6 +29,8 @@ orv::Lock CLogger::m_csFileLock;
 int CLogger::m_nRefCount = 0;
 
 namespace {
+
+[[maybe_unused]] const bool fileLockIsHeld = orv::HoldDuringFork(&CLogger::m_csFileLock);
 
 constexpr std::wstring_view kDebugPrefix = L"orv Printer Driver Log: ";
 constexpr std::wstring_view kHeader =
