@@ -703,6 +703,23 @@ TEST(XmlCursor, ViewsAreOfTheTextUnlessDecoded) {
   EXPECT_TRUE(CMarkupCursor(empty).GetAttribs().begin() == std::default_sentinel);
 }
 
+// Attributes are compared in blocks of code units.
+TEST(XmlCursor, AttributesOfAllLengths) {
+  for (std::size_t n = 1; n < 70; ++n) {
+    const std::wstring name(n, L'n');
+    const std::wstring value = std::wstring(n % 37, L'#') + L"'";
+    const CMarkup doc(L"<e " + name + L"=\"" + value + L"\" b-1='\"'  c\n='x'/>" +
+                      std::wstring(n % 5 * 10, L' '));
+    CMarkupCursor cursor(doc);
+    ASSERT_TRUE(cursor.NextElem());
+    std::wstring seen;
+    for (const CMarkupAttrib& attrib : cursor.GetAttribs()) {
+      seen += std::wstring(attrib.strName) + L"=" + std::wstring(attrib.strRawValue) + L";";
+    }
+    EXPECT_EQ(seen, name + L"=" + value + L";b-1=\";c=x;");
+  }
+}
+
 TEST(XmlCursor, ChildrenWithOneName) {
   const CMarkup doc(L"<r><p n=\"1\">a</p><q n='2'>b</q><p m='3' n='4'>c&amp;</p><p><s/></p></r>");
   CMarkupCursor cursor(doc);

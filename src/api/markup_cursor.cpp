@@ -16,31 +16,63 @@ std::wstring_view CMarkupAttrib::Decode(std::wstring* pstrBuffer) const {
   return *pstrBuffer;
 }
 
-CMarkupAttribs::Iterator::Iterator(std::wstring_view strText, int nNameStart, int nShift,
-                                   int nFlags)
-    : m_nShift(nShift) {
-  if (nNameStart < 0) return;
-  m_pText = strText.data();
-  m_pEnd = m_pText + strText.size();
-  m_pNext = orv::AttributeCursor(strText, nNameStart).Rest();
-  m_attrib.nFlags = nFlags;
+namespace {
+
+void Take(const orv::Attribute& attribute, CMarkupAttrib* taken) {
+  taken->strName = attribute.name;
+  taken->strRawValue = attribute.value;
+  taken->nOffset = attribute.nameStart;
+  taken->bIsPlain = attribute.isPlain && !orv::NormalizesWhitespace(taken->nFlags);
+}
+
+}  // namespace
+
+CMarkupAttribs::Iterator::Iterator(const orv::Document* pDocument, int nElement, int nNodeOffset,
+                                   int nNodeLength) {
+  const orv::Document& document = *pDocument;
+  m_attrib.nFlags = document.flags;
+  if (nElement == 0 || document[nElement].start < document.GapStart()) {
+    StartAnywhere(document, nElement, nNodeOffset, nNodeLength);
+    return;
+  }
+  const int start = document[nElement].start;
+  orv::AttributeCursor::Start(document.text, start + 1, start - document.OffsetOf(start), m_place);
   ++*this;
 }
 
-[[gnu::flatten]] CMarkupAttribs::Iterator& CMarkupAttribs::Iterator::operator++() {
-  orv::AttributeCursor attributes({m_pText, m_pEnd}, m_pNext);
+// Out of line, like the next function that is, so that what nearly always happens needs no stack.
+[[gnu::noinline]] void CMarkupAttribs::Iterator::StartAnywhere(const orv::Document& document,
+                                                               int nElement, int nNodeOffset,
+                                                               int nNodeLength) {
+  const int type = nElement != 0 ? CMarkup::NODE_ELEMENT : CMarkup::NODE_PROCESSING_INSTRUCTION;
+  const orv::Place place{
+      .main = nElement, .nodeType = type, .nodeOffset = nNodeOffset, .nodeLength = nNodeLength};
+  const orv::TagText tag = orv::PlaceReader(document, place).Tag(false);
+  if (tag.nameStart < 0) return;
+  orv::AttributeCursor::Start(tag.text, tag.nameStart, tag.shift, m_place);
+  ++*this;
+}
+
+CMarkupAttribs::Iterator& CMarkupAttribs::Iterator::operator++() {
+  if (orv::AttributeCursor::IsAtTagEnd(m_place)) {
+    m_place.next = nullptr;
+    return *this;
+  }
+  orv::Attribute attribute;
+  if (!orv::AttributeCursor::NextUsual(m_place, &attribute)) return NextOfAnySpelling();
+  Take(attribute, &m_attrib);
+  return *this;
+}
+
+[[gnu::noinline]] CMarkupAttribs::Iterator& CMarkupAttribs::Iterator::NextOfAnySpelling() {
   orv::Attribute attribute;
   do {
-    if (!attributes.Next(&attribute)) {
-      m_pNext = nullptr;
+    if (!orv::AttributeCursor::NextOfAnySpelling(m_place, &attribute)) {
+      m_place.next = nullptr;
       return *this;
     }
   } while (attribute.name.empty());
-  m_pNext = attributes.Rest();
-  m_attrib.strName = attribute.name;
-  m_attrib.strRawValue = attribute.value;
-  m_attrib.nOffset = attribute.nameStart - m_nShift;
-  m_attrib.bIsPlain = attribute.isPlain && !orv::NormalizesWhitespace(m_attrib.nFlags);
+  Take(attribute, &m_attrib);
   return *this;
 }
 
@@ -103,17 +135,17 @@ std::wstring_view CMarkupCursor::GetTagName() const {
   return orv::PlaceReader(*m_pDocument, m_place).TagName();
 }
 
-CMarkupAttribs CMarkupCursor::GetAttribs() const {
-  const orv::TagText tag = orv::PlaceReader(*m_pDocument, m_place).Tag(false);
-  return {tag.text, tag.nameStart, tag.shift, m_pDocument->flags};
-}
-
 bool CMarkupCursor::GetAttrib(std::wstring_view strName, std::wstring* pstrBuffer,
                               std::wstring_view* pstrValue) const {
   return orv::PlaceReader(*m_pDocument, m_place).Attrib(strName, pstrBuffer, pstrValue);
 }
 
 std::wstring_view CMarkupCursor::GetData(std::wstring* pstrBuffer) const {
+  const orv::PlaceReader at(*m_pDocument, m_place);
+  return at.IsElement() ? m_pDocument->Data(m_place.main, pstrBuffer) : GetNodeData(pstrBuffer);
+}
+
+[[gnu::noinline]] std::wstring_view CMarkupCursor::GetNodeData(std::wstring* pstrBuffer) const {
   return orv::PlaceReader(*m_pDocument, m_place).Data(pstrBuffer);
 }
 

@@ -43,6 +43,16 @@ struct Place {
   int nodeLength = 0;  ///< of a node that is not an element
 };
 
+/// Where the attributes of a tag are read, and what is known of the code units there.
+struct TagPlace {
+  const wchar_t* text = nullptr;   ///< what offsets are counted from
+  const wchar_t* end = nullptr;    ///< of the text
+  const wchar_t* next = nullptr;   ///< the next attribute; null after the last one
+  const wchar_t* block = nullptr;  ///< the code units that the masks are about
+  unsigned nameEnds = 0;           ///< those that may end a name
+  unsigned valueEnds = 0;          ///< those that may end a value
+};
+
 }  // namespace detail
 }  // namespace orv
 
@@ -81,7 +91,7 @@ class ORV_EXPORT CMarkupAttribs {
   class ORV_EXPORT Iterator {
    public:
     /// Not part of the interface: `CMarkupAttribs` calls it.
-    Iterator(std::wstring_view strText, int nNameStart, int nShift, int nFlags);
+    Iterator(const orv::Document* pDocument, int nElement, int nNodeOffset, int nNodeLength);
 
     /// The current attribute.
     const CMarkupAttrib& operator*() const { return m_attrib; }
@@ -91,32 +101,35 @@ class ORV_EXPORT CMarkupAttribs {
     Iterator& operator++();
 
     /// Whether the iterator is past the last attribute.
-    bool operator==(std::default_sentinel_t) const { return m_pNext == nullptr; }
+    bool operator==(std::default_sentinel_t) const { return m_place.next == nullptr; }
 
    private:
+    void StartAnywhere(const orv::Document& document, int nElement, int nNodeOffset,
+                       int nNodeLength);
+    Iterator& NextOfAnySpelling();
+
     CMarkupAttrib m_attrib;
-    const wchar_t* m_pText = nullptr;
-    const wchar_t* m_pEnd = nullptr;
-    const wchar_t* m_pNext = nullptr;  ///< where the next attribute is read
-    int m_nShift = 0;
+    orv::detail::TagPlace m_place;
   };
 
   /// The range.
-  Iterator begin() const { return {m_strText, m_nNameStart, m_nShift, m_nFlags}; }
+  Iterator begin() const { return {m_pDocument, m_nElement, m_nNodeOffset, m_nNodeLength}; }
   std::default_sentinel_t end() const { return {}; }
 
  private:
   friend class CMarkupCursor;
 
-  // The tag whose name is at a position of a text, negative for no tag; `nShift` is subtracted from
-  // offsets.
-  CMarkupAttribs(std::wstring_view strText, int nNameStart, int nShift, int nFlags)
-      : m_strText(strText), m_nNameStart(nNameStart), m_nShift(nShift), m_nFlags(nFlags) {}
+  CMarkupAttribs(const orv::Document* pDocument, const orv::detail::Place& place)
+      : m_pDocument(pDocument),
+        m_nElement(place.nodeType == CMarkup::NODE_ELEMENT ? place.main : 0),
+        m_nNodeOffset(place.nodeOffset),
+        m_nNodeLength(place.nodeType == CMarkup::NODE_PROCESSING_INSTRUCTION ? place.nodeLength
+                                                                             : 0) {}
 
-  std::wstring_view m_strText;
-  int m_nNameStart;
-  int m_nShift;
-  int m_nFlags;
+  const orv::Document* m_pDocument;
+  int m_nElement;  ///< 0 for a processing instruction, or for none
+  int m_nNodeOffset;
+  int m_nNodeLength;  ///< of a processing instruction
 };
 
 /// A cursor of a document. It has the positions of `CMarkup` and moves like it, but does not move
@@ -157,7 +170,7 @@ class ORV_EXPORT CMarkupCursor {
   std::wstring_view GetTagName() const;
 
   /// The attributes of the main element or processing instruction; none for other nodes.
-  CMarkupAttribs GetAttribs() const;
+  CMarkupAttribs GetAttribs() const { return {m_pDocument, m_place}; }
 
   /// The value of an attribute, decoded; false if it does not exist.
   bool GetAttrib(std::wstring_view strName, std::wstring* pstrBuffer,
@@ -180,6 +193,8 @@ class ORV_EXPORT CMarkupCursor {
 
  private:
   friend class CMarkupChildren;
+
+  std::wstring_view GetNodeData(std::wstring* pstrBuffer) const;
 
   const orv::Document* m_pDocument;
   orv::detail::Place m_place;
