@@ -36,8 +36,18 @@ int DecodeNumber(std::wstring_view digits, int base) {
 /// So many code units after `&` rule out a reference: at most 8 precede the `;`.
 constexpr std::size_t kMaxReferenceName = 9;
 
+/// The usual spelling of the references to the delimiters of markup.
+constexpr std::pair<std::wstring_view, int> kUsualReferences[] = {
+    {L"&amp;", L'&'}, {L"&lt;", L'<'}, {L"&gt;", L'>'}, {L"&quot;", L'"'}, {L"&apos;", L'\''}};
+
 /// Reads the reference at the start of `text`, whose first code unit is `&`.
 Reference ReadReference(std::wstring_view text) {
+  for (const auto& [usual, code] : kUsualReferences) {
+    const std::size_t length = usual.size();
+    if (text.size() >= length && SameUnits(text.data(), usual.data(), length)) {
+      return {code, length};
+    }
+  }
   wchar_t name[kMaxReferenceName];
   std::size_t length = 0;
   for (;;) {
