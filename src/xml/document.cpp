@@ -83,8 +83,9 @@ void Document::Index(std::wstring_view newText, TrailingCopy* copy) {
   ScanCursor scan = ScanCursor::Of(newText);
   scan.flags = flags;
   const int length = scan.length;
-  // Configurations have an element for about every 58 code units, so that one allocation suffices.
-  elements.Reset(length / 48 + 8);
+  // Configurations have an element for about every 58 code units, and lists of records one for
+  // about every 37, so that one allocation suffices.
+  elements.Reset(length / 36 + 8);
   if (length == 0) return;
 
   const int first = IndexElements(elements, 0, scan, result, &faults_, copy);

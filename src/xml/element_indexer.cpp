@@ -41,7 +41,7 @@ class ElementIndexer {
   void CloseByEndTag(int start, int length);
   void CloseByOtherEndTag(int start, int length);
   int FindOpen(std::wstring_view name);
-  void CloseElement(int end, int endTagLength);
+  [[gnu::always_inline]] void CloseElement(int end, int endTagLength);
   void CloseUnended(int until, int expectedAt);
   void LinkLastChild(const ElementEntry& parent);
   void AddError(const ScannedNode& node);
@@ -149,6 +149,18 @@ void ElementIndexer::LinkLastChild(const ElementEntry& parent) {
   if (parent.child != 0) elements_[parent.child].previous = lastChild_;
 }
 
+/// Closes the innermost open element with the end tag that ends at `end`.
+inline void ElementIndexer::CloseElement(int end, int endTagLength) {
+  ElementEntry& element = elements_[parent_];
+  if (openNames_) openNames_->Remove(OpenName(parent_));
+  element.length = end - element.start;
+  element.SetEndTagLength(endTagLength);
+  LinkLastChild(element);
+  lastChild_ = parent_;
+  parent_ = element.parent;
+  --depth_;
+}
+
 void ElementIndexer::CloseByEndTag(int start, int length) {
   if (depth_ == 0) return CloseByOtherEndTag(start, length);
   // Nearly always the code units between `</` and `>` are those of the innermost open name.
@@ -201,18 +213,6 @@ int ElementIndexer::FindOpen(std::wstring_view name) {
     element = elements_[element].parent;
   }
   return -1;
-}
-
-/// Closes the innermost open element with the end tag that ends at `end`.
-void ElementIndexer::CloseElement(int end, int endTagLength) {
-  ElementEntry& element = elements_[parent_];
-  if (openNames_) openNames_->Remove(OpenName(parent_));
-  element.length = end - element.start;
-  element.SetEndTagLength(endTagLength);
-  LinkLastChild(element);
-  lastChild_ = parent_;
-  parent_ = element.parent;
-  --depth_;
 }
 
 /// Closes every open element inside `until`. Each is reduced to its start tag, and its children,

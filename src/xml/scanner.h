@@ -93,6 +93,7 @@ std::wstring_view NodeData(int type, std::wstring_view markup);
 /// Whether a quote opens a value in the tag that begins at `tag`: only one after an equals sign
 /// does.
 inline bool OpensValue(const wchar_t* tag, const wchar_t* quote) {
+  if (quote[-1] == L'=') return true;
   const wchar_t* before = quote - 1;
   while (before > tag && IsWhiteSpace(*before)) --before;
   return *before == L'=';
