@@ -4,8 +4,8 @@
 
 namespace orv {
 
-bool ChildReader::Next(std::wstring_view expectedValue, std::wstring_view* value,
-                       std::wstring_view* data) {
+[[gnu::flatten]] bool ChildReader::Next(std::wstring_view expectedValue, std::wstring_view* value,
+                                        std::wstring_view* data) {
   while (next_ != 0) {
     const int child = next_;
     const ElementEntry& element = document_[child];
@@ -24,7 +24,7 @@ bool ChildReader::Next(std::wstring_view expectedValue, std::wstring_view* value
 }
 
 /// Reads the value of a child with another spelling; false if it has another name.
-bool ChildReader::ReadUnusual(int child, std::wstring_view* value) {
+[[gnu::noinline]] bool ChildReader::ReadUnusual(int child, std::wstring_view* value) {
   const std::size_t space = opening_.find(L' ');
   if (!document_.IsNamed(child, opening_.substr(1, space - 1))) return false;
   const std::size_t equals = opening_.size() - 2;  // followed by a quote
