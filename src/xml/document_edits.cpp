@@ -187,7 +187,9 @@ void Document::SettleGap() {
     const ElementEntry& parent = elements[gap_.parent];
     place = parent.child == 0 ? OffsetOf(parent.End()) : std::max(place, parent.ContentStart());
   }
-  const std::size_t tag = text.find(L'<', static_cast<std::size_t>(place + gap_.length));
+  // Nearly always a tag follows.
+  auto tag = static_cast<std::size_t>(place + gap_.length);
+  if (text[tag] != L'<') tag = text.find(L'<', tag);
   MoveGap(tag == text.npos ? Size() : static_cast<int>(tag) - gap_.length);
 }
 
