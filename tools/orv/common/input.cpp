@@ -4,6 +4,7 @@
 #include <charconv>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <random>
 #include <vector>
 
@@ -32,19 +33,46 @@ bool FailForReason() {
   return false;
 }
 
-/// All of standard input; null when it cannot be read.
-const std::string* StandardInput() {
-  static std::string all;
-  static std::wstring reason;  // a second read fails for the same one
-  static const bool isRead = [] {
-    for (std::string bytes; ReadStandardInput(&bytes); all += bytes) {
-      if (bytes.empty()) return true;
-    }
-    reason = failureReason;
-    return false;
-  }();
-  failureReason = reason;
-  return isRead ? &all : nullptr;
+/// Appends the bytes of a file from an offset, up to `max` in all.
+bool AppendFile(const std::wstring& path, std::uint64_t offset, std::size_t max,
+                std::string* bytes) {
+  std::ifstream file(ToPath(path), std::ios::binary);
+  if (!file || (offset > 0 && !file.seekg(static_cast<std::streamoff>(offset)))) {
+    return FailForReason();
+  }
+  char buffer[1 << 16];
+  do {
+    const std::size_t wanted = std::min(sizeof buffer, max - bytes->size());
+    file.read(buffer, static_cast<std::streamsize>(wanted));
+    bytes->append(buffer, static_cast<std::size_t>(file.gcount()));
+  } while (file && bytes->size() < max);
+  return !file.bad() || FailForReason();
+}
+
+bool AppendStandardInput(std::string* all) {
+  for (std::string bytes; ReadStandardInput(&bytes); *all += bytes) {
+    if (bytes.empty()) return true;
+  }
+  return false;
+}
+
+/// All of a stream; null when it cannot be read.
+const std::string* StreamContent(const std::wstring& path) {
+  struct Stream {
+    std::string all;
+    std::wstring reason;  ///< a second read fails for the same one
+    bool isRead = false;
+  };
+  static std::map<std::wstring, Stream> streams;
+  const auto [found, isNew] = streams.try_emplace(path);
+  Stream& stream = found->second;
+  if (isNew) {
+    stream.isRead = IsStandardStream(path) ? AppendStandardInput(&stream.all)
+                                           : AppendFile(path, 0, std::string::npos, &stream.all);
+    if (!stream.isRead) stream.reason = failureReason;
+  }
+  failureReason = stream.reason;
+  return stream.isRead ? &stream.all : nullptr;
 }
 
 /// Why a path does not lead to a file that can be read.
@@ -57,7 +85,7 @@ std::wstring NotAFile(const std::filesystem::file_status& status, const std::err
     case std::filesystem::file_type::directory:
       return L"it is a folder";
     default:
-      return L"it is not a file";
+      return L"it is not a file (- is standard input)";
   }
 }
 
@@ -90,6 +118,11 @@ std::wstring TemporaryPath(const wchar_t* name) {
 
 }  // namespace
 
+bool IsStream(const std::wstring& path) {
+  std::error_code ignored;
+  return IsStandardStream(path) || std::filesystem::is_fifo(ToPath(path), ignored);
+}
+
 bool ReadStandardInput(std::string* bytes) {
   if (IsInputTerminal()) StopProgress();
   return ReadInput(bytes) || FailForReason();
@@ -98,8 +131,8 @@ bool ReadStandardInput(std::string* bytes) {
 bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset, std::size_t max) {
   bytes->clear();
   failureReason.clear();
-  if (IsStandardStream(path)) {
-    const std::string* const input = StandardInput();
+  if (IsStream(path)) {
+    const std::string* const input = StreamContent(path);
     if (input == nullptr) return false;
     *bytes = input->substr(std::min<std::uint64_t>(offset, input->size()), max);
     return true;
@@ -111,15 +144,7 @@ bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset
     return false;
   }
   NoteInput(path);
-  std::ifstream file(ToPath(path), std::ios::binary);
-  if (!file || !file.seekg(static_cast<std::streamoff>(offset))) return FailForReason();
-  char buffer[1 << 16];
-  do {
-    const std::size_t wanted = std::min(sizeof buffer, max - bytes->size());
-    file.read(buffer, static_cast<std::streamsize>(wanted));
-    bytes->append(buffer, static_cast<std::size_t>(file.gcount()));
-  } while (file && bytes->size() < max);
-  return !file.bad() || FailForReason();
+  return AppendFile(path, offset, max, bytes);
 }
 
 void NoteInput(const std::wstring& path) {
@@ -182,13 +207,13 @@ std::wstring InputName(const std::wstring& path) {
   return IsStandardStream(path) ? L"standard input" : PathName(path);
 }
 
-InputFile::InputFile(const std::wstring& path) : path_(path), isCopy_(IsStandardStream(path)) {
+InputFile::InputFile(const std::wstring& path) : path_(path), isCopy_(IsStream(path)) {
   if (!isCopy_) {
     NoteInput(path);
     return;
   }
   path_ = TemporaryPath(L"input");
-  const std::string* const input = StandardInput();
+  const std::string* const input = StreamContent(path);
   if (input == nullptr) Fail(kUnreadable, CannotRead(path));
   if (!WriteFile(path_, *input)) Fail(kUnreadable, CannotWrite(path_));
 }

@@ -14,10 +14,13 @@ namespace orv::tool {
 
 inline constexpr wchar_t kStandardStream[] = L"-";
 
+/// Whether a path is standard input or a pipe, such as the one of `<(COMMAND)` in a shell.
+bool IsStream(const std::wstring& path);
+
 /// Reads at most `max` bytes of a file from an offset; false when they cannot be read, for example
-/// because the path is a folder, a pipe or a device. The file is closed before the function
-/// returns. Standard input is read once and kept, so it can be read again. `CannotRead` is the
-/// message for a failure.
+/// because the path is a folder or a device. The file is closed before the function returns.
+/// Streams are read once and kept, so they can be read again. `CannotRead` is the message for a
+/// failure.
 bool ReadFile(const std::wstring& path, std::string* bytes, std::uint64_t offset = 0,
               std::size_t max = std::string::npos);
 
@@ -64,8 +67,8 @@ std::wstring PathName(const std::wstring& path);
 /// An input path for messages.
 std::wstring InputName(const std::wstring& path);
 
-/// An input file that can be opened by its path: the file itself, or for standard input a temporary
-/// copy that the destructor removes.
+/// An input file that can be opened by its path: the file itself, or for a stream a temporary copy
+/// that the destructor removes.
 class InputFile {
  public:
   explicit InputFile(const std::wstring& path);

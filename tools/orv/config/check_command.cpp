@@ -169,7 +169,7 @@ void Check(const CheckOptions& options) {
     const std::wstring path = ToWide(file);
     const FindingsOf findingsOf = [&](const std::wstring& text) {
       std::vector<Finding> findings =
-          CheckConfig(text, path == kStandardStream ? std::wstring() : FileNameOf(path));
+          CheckConfig(text, IsStream(path) ? std::wstring() : FileNameOf(path));
       std::erase_if(findings, [&](const Finding& finding) {
         return std::find(ignored.begin(), ignored.end(), finding.rule->name) != ignored.end();
       });
