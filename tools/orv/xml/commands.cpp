@@ -1,5 +1,6 @@
 #include <filesystem>
 #include <memory>
+#include <utility>
 
 #include "orv/text/format.h"
 #include "orv/xml/line_index.h"
@@ -30,7 +31,15 @@ struct FileFacts {
   std::wstring encoding;
   std::wstring bytes;
   std::wstring failure;
+  std::wstring loss;  ///< what the file has that is not in its text; empty for nothing
   bool isLossy = false;
+};
+
+/// What reading leaves out or replaces.
+constexpr std::pair<std::wstring_view, const wchar_t*> kLosses[] = {
+    {L"nulls_removed", L"characters U+0000"},
+    {L"conversion_loss", L"bytes that are invalid in its encoding"},
+    {L"truncation_error", L"half a character at its end"},
 };
 
 FileFacts FactsOf(const std::wstring& result, const wchar_t* work) {
@@ -43,6 +52,9 @@ FileFacts FactsOf(const std::wstring& result, const wchar_t* work) {
       facts.bytes = entries.GetAttrib(L"length");
     }
     if (name == L"file_error") facts.failure = entries.GetAttrib(L"msg");
+    for (const auto& [entry, loss] : kLosses) {
+      if (name == entry && facts.loss.empty()) facts.loss = loss;
+    }
     if (name == L"conversion_loss") facts.isLossy = true;
   }
   return facts;
@@ -54,7 +66,7 @@ std::wstring ReadText(const std::wstring& path, FileFacts* facts, int* flags) {
   std::wstring text;
   std::wstring result;
   std::string bytes;
-  if (path != kStandardStream) {
+  if (!IsStream(path)) {
     NoteInput(path);
     CMarkup::ReadTextFile(0, path, text, &result, flags);
   } else if (ReadFile(path, &bytes)) {
@@ -76,12 +88,17 @@ bool IsSameEncoding(const std::wstring& a, const std::wstring& b) {
   return a == b || (page(a) > 0 && page(a) == page(b));
 }
 
-/// Reads a file into a document of its form; ends the command when it cannot.
-void LoadDocument(const std::wstring& path, CMarkup* doc) {
+/// Reads a file into a document of its form; ends the command when it cannot, or when a part of the
+/// file that is not in its text would be lost.
+void LoadDocument(const std::wstring& path, bool mayLose, CMarkup* doc) {
   FileFacts facts;
   int flags = doc->GetDocFlags();
   std::wstring text = ReadText(path, &facts, &flags);
   if (!facts.failure.empty()) Fail(kUnreadable, facts.failure);
+  if (!facts.loss.empty() && !mayLose) {
+    Fail(kFindings, InputName(path) + L" contains " + facts.loss +
+                        L", which would be lost (see orv xml check; --lossy allows it)");
+  }
   if (text.empty()) Fail(kUnreadable, InputName(path) + L" is empty");
   doc->SetDoc(std::move(text));
   doc->SetDocFlags(flags);
@@ -94,7 +111,7 @@ void OpenDocument(const std::wstring& path, CMarkup* doc) {
   const std::filesystem::path file = ToPath(path);
   if (!std::filesystem::is_regular_file(file, error) ||
       std::filesystem::file_size(file, error) == 0) {
-    return LoadDocument(path, doc);
+    return LoadDocument(path, true, doc);
   }
   NoteInput(path);
   if (!doc->Open(path, CMarkup::DOC_READFILE)) {
@@ -102,8 +119,8 @@ void OpenDocument(const std::wstring& path, CMarkup* doc) {
   }
 }
 
-void LoadWellFormed(const std::wstring& path, CMarkup* doc) {
-  LoadDocument(path, doc);
+void LoadWellFormed(const std::wstring& path, bool mayLose, CMarkup* doc) {
+  LoadDocument(path, mayLose, doc);
   if (!doc->IsWellFormed())
     Fail(kFindings, InputName(path) + L" is not well formed (see orv xml check)");
 }
@@ -126,7 +143,10 @@ std::string Encode(const CMarkup& doc, const std::wstring& file, bool mayLose,
 }
 
 void AddLossyFlag(CLI::App* command, bool* mayLose) {
-  command->add_flag("--lossy", *mayLose, "Write ? for characters that the encoding cannot express");
+  command->add_flag(
+      "--lossy", *mayLose,
+      "Write ? for characters that the encoding cannot express, and leave out what is "
+      "not a character");
 }
 
 /// Sets the encoding in a document's declaration; adds the declaration if it is missing.
@@ -176,6 +196,9 @@ std::vector<XmlFault> StrictFaultsOfFile(const std::wstring& text, const FileFac
                       L"UTF-8, UTF-16 or another declared encoding",
                       L"<?xml version=\"1.0\" encoding=\"...\"?>"});
     return faults;  // others can follow from it
+  }
+  if (!facts.loss.empty()) {
+    faults.push_back({0, L"the file contains " + facts.loss, L"characters of XML", L"nothing"});
   }
   for (XmlFault& fault : StrictFaultsOf(text)) faults.push_back(std::move(fault));
   return faults;
@@ -229,7 +252,7 @@ ExitCode CheckFile(const std::wstring& path, bool isLenient, JsonWriter* json) {
     json->Member("encoding", facts.encoding);
     json->Member("declared", declared);
     json->Member("bytes", std::stoi(facts.bytes));
-    json->Member("lossy", facts.isLossy);
+    json->Member("lossy", !facts.loss.empty());
     json->Key("faults");
     json->BeginArray();
     for (const XmlFault& fault : faults) AddFault(fault, lines.Find(fault.offset), json);
@@ -237,7 +260,7 @@ ExitCode CheckFile(const std::wstring& path, bool isLenient, JsonWriter* json) {
     json->EndObject();
   } else {
     Print(Format(L"%ls: %ls, %ls bytes%ls, %ls\n", path.c_str(), ReadingOf(facts, declared).c_str(),
-                 facts.bytes.c_str(), facts.isLossy ? L" (characters lost)" : L"",
+                 facts.bytes.c_str(), facts.loss.empty() ? L"" : L" (characters lost)",
                  isGood ? L"well formed" : L"not well formed"));
     for (const XmlFault& fault : faults) PrintFault(path, fault, lines.Find(fault.offset));
   }
@@ -350,14 +373,16 @@ void RequireRead(const CMarkup& doc) {
 void RequirePlace(bool isThere, const std::wstring& name, const CMarkup& doc) {
   if (isThere) return;
   RequireRead(doc);
-  Fail(kFindings, L"there is no " + name);
+  Fail(kFindings,
+       L"there is no " + name +
+           (doc.IsWellFormed() ? L"" : L"; the file is not well formed (see orv xml check)"));
 }
 
 /// Loads a file that was read in parts, for what the parts cannot give: markup, and what the loaded
 /// text of a file with errors means.
 bool LoadInstead(const std::wstring& file, const XmlPath& path, CMarkup* doc) {
   doc->Close();
-  LoadDocument(file, doc);
+  LoadDocument(file, true, doc);
   return GoTo(path, doc);
 }
 
@@ -468,6 +493,10 @@ void PrintElement(const FileReadTwice& file, const XmlPath& path, CMarkup* doc,
     if (PrintPartsOf(file, path, doc, printer)) return;
     LoadInstead(file.path(), path, doc);
   }
+  if (!doc->IsWellFormed()) {
+    PrintNote(
+        L"the file is not well formed, so this may not be the whole value (see orv xml check)");
+  }
   printer->Add(doc->FindChildElem() ? doc->GetSubDoc() : doc->GetData());
 }
 
@@ -534,7 +563,7 @@ void AddSetCommand(CLI::App* group) {
   command->callback([options] {
     const std::wstring file = ToWide(options->file);
     CMarkup doc;
-    LoadWellFormed(file, &doc);
+    LoadWellFormed(file, options->mayLose, &doc);
     const std::wstring name = ToWide(options->path);
     const XmlPath path = ParsePath(name);
     RequirePlace(GoTo(path, &doc), name, doc);
@@ -617,7 +646,7 @@ void AddFormatCommand(CLI::App* group) {
   command->callback([options] {
     const std::wstring file = ToWide(options->file);
     CMarkup doc;
-    LoadWellFormed(file, &doc);
+    LoadWellFormed(file, options->mayLose, &doc);
     doc.SetDoc(FormatDocument(&doc, options->indent));
     const std::wstring target = options->inPlace ? file : kStandardStream;
     const std::wstring declared = CMarkup::GetDeclaredEncoding(doc.GetDoc());
@@ -667,7 +696,7 @@ void AddConvertCommand(CLI::App* group) {
     const std::wstring file = ToWide(options->file);
     const std::wstring output = options->output.empty() ? file : ToWide(options->output);
     CMarkup doc;
-    LoadDocument(file, &doc);
+    LoadDocument(file, options->mayLose, &doc);
     doc.SetDocFlags((doc.GetDocFlags() & ~kFileForms) |
                     (options->hasMark ? CMarkup::DOC_UTF8MARK : 0));
     DeclareEncoding(encoding, &doc);
