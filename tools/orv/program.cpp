@@ -1,7 +1,6 @@
 #include "tools/orv/program.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <iostream>
 #include <new>
@@ -15,6 +14,7 @@
 #include "tools/orv/common/command_line.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/general_options.h"
+#include "tools/orv/common/input.h"
 #include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/common/progress.h"
@@ -61,8 +61,8 @@ int RunProgram(int argc, char** argv) {
     const std::string line = std::string(kVersion) + '\n';
     return WriteOutput(OutputStream::kResults, line) ? kDone : kUnreadable;
   }
-  // Standard output is for results only.
-  SetDiagnosticSink([](const char* line) { std::fputs(line, stderr); });
+  // The commands give the reason themselves.
+  SetDiagnosticSink([](const char* line) { PrintDetail(std::wstring(Trim(ToWide(line), L"\n"))); });
   CLI::App program("Printer configuration, settings, pages and logs of the label-printer driver.",
                    "orv");
   SetHelpFormat(&program);
@@ -91,7 +91,9 @@ int RunProgram(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) {  // the help was asked for
       program.exit(error);
-      return std::cout.flush() ? kDone : kUnreadable;
+      if (std::cout.flush()) return kDone;
+      PrintMessage(L"cannot write standard output: " + FileErrorText());
+      return kUnreadable;
     }
     if (const std::string help = ShortHelp(&program, arguments, error); !help.empty()) {
       Print(help);

@@ -101,7 +101,8 @@ std::wstring Quoted(const std::wstring& name) { return L'"' + name + L'"'; }
 
 void Print(std::string_view text) {
   StopProgress();
-  if (!WriteOutput(resultStream, text)) Finish(kUnreadable);
+  if (WriteOutput(resultStream, text)) return;
+  Fail(kUnreadable, L"cannot write standard output: " + FileErrorText());
 }
 
 void Print(std::wstring_view text) { Print(WideToUtf8(text)); }

@@ -10,12 +10,31 @@
 #include "orv/config/config_parser.h"
 #include "orv/crypto/crypto_helper.h"
 #include "orv/platform/types.h"
+#include "orv/text/format.h"
 #include "orv/xml/markup.h"
 #include "platform/files.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/output.h"
 
 namespace orv::tool {
+namespace {
+
+/// Why the bytes of a protected file cannot be decrypted, and what to do.
+std::wstring DecryptionFault(std::string_view bytes) {
+  constexpr std::size_t kVersionAt = kProtectedMarker.size();
+  constexpr std::size_t kHeader = kVersionAt + 1 + 16;
+  constexpr std::size_t kBlock = 16;
+  std::wstring fault = L" cannot be decrypted: ";
+  const int version = bytes.size() > kVersionAt ? static_cast<unsigned char>(bytes[kVersionAt]) : 1;
+  if (version != 1) {
+    return fault + Format(L"its layout has version %d, and only version 1 is known", version);
+  }
+  const bool isWhole = bytes.size() > kHeader && (bytes.size() - kHeader) % kBlock == 0;
+  return fault + (isWhole ? L"its content is damaged; " : L"its end is missing; ") +
+         L"copy the file again";
+}
+
+}  // namespace
 
 bool ReadConfigText(const std::wstring& path, std::wstring* text, std::wstring* problem) {
   const std::wstring name = InputName(path);
@@ -32,11 +51,16 @@ bool ReadConfigText(const std::wstring& path, std::wstring* text, std::wstring* 
     failure.reason = FileErrorText(error.code());
   }
   if (!text->empty()) return true;
+  if (failure.reason == kDamagedFile) {
+    std::string bytes;
+    ReadFile(file.path(), &bytes);
+    *problem = name + DecryptionFault(bytes);
+    return false;
+  }
   // Reasons with a message of their own.
   const std::pair<std::wstring_view, const wchar_t*> known[] = {
       {kTooLargeFile, L" is too large: configuration files have at most 10,000,000 bytes"},
-      {kDamagedFile, L" cannot be decrypted"},
-      {kEmptyContent, L" cannot be decrypted"},
+      {kEmptyContent, L" is protected, but has no content"},
       {kEmptyFile, start.empty() ? L" is empty" : L" cannot be read as text"},
   };
   const auto* const at = std::ranges::find(known, failure.reason,
@@ -66,7 +90,7 @@ std::string Converted(ConvertFunction* convert, const std::string& bytes,
   if (!converted) {
     Fail(kUnreadable,
          name + (convert == &ProtectBytes ? L" cannot be encrypted; it may be too large"
-                                          : L" cannot be decrypted"));
+                                          : DecryptionFault(bytes)));
   }
   return *std::move(converted);
 }
@@ -83,7 +107,9 @@ bool ParseConfig(const std::wstring& path, const std::wstring& text, Config* con
 Config LoadConfig(const std::wstring& path) {
   Config config;
   std::wstring problem;
-  if (!ParseConfig(path, LoadConfigText(path), &config, &problem)) Fail(kFindings, problem);
+  if (!ParseConfig(path, LoadConfigText(path), &config, &problem)) {
+    Fail(kFindings, problem + L" (see orv config check)");
+  }
   return config;
 }
 

@@ -20,6 +20,8 @@ namespace orv::tool {
 namespace {
 
 constexpr int kPollMilliseconds = 200;
+/// So many failures to read a log are worth a message.
+constexpr int kNotedFailures = 5;
 /// `--follow` reads this much at a time.
 constexpr std::size_t kFollowedBytes = 1 << 18;
 
@@ -98,6 +100,24 @@ class EntryPrinter {
   std::size_t units_ = 0;
 };
 
+/// What to do if there is no log of a day: the day of the newest one in the folder.
+std::wstring OtherDay(const std::wstring& path) {
+  constexpr std::wstring_view kEnd = L"YYYY-MM-DD.log";
+  const std::wstring wanted = FileNameOf(path);
+  const std::size_t start = wanted.size() - kEnd.size();
+  std::wstring newest;
+  std::error_code error;
+  std::filesystem::directory_iterator entry(ToPath(path).parent_path(), error);
+  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+    const std::wstring name = FileNameOf(FromPath(entry->path()));
+    const bool isLog = name.size() == wanted.size() && name.ends_with(L".log") &&
+                       name.compare(0, start, wanted, 0, start) == 0;
+    if (isLog) newest = std::max(newest, name.substr(start, kEnd.find(L'.')));
+  }
+  if (newest.empty()) return L"; nothing has been logged there";
+  return L"; the newest log there has --date " + newest;
+}
+
 /// Passes the wanted entries of the log to `use`; ends the command if it is not a log.
 void ReadWanted(const LogOptions& options, const LogReader::Use& use) {
   const std::wstring path = LogPath(options);
@@ -106,7 +126,10 @@ void ReadWanted(const LogOptions& options, const LogReader::Use& use) {
     hasEntries = true;
     if (IsWanted(entry, options)) use(entry);
   });
-  if (!size) Fail(kUnreadable, CannotRead(path));
+  if (!size) {
+    const std::wstring problem = CannotRead(path);
+    Fail(kUnreadable, options.file || !IsMissing(path) ? problem : problem + OtherDay(path));
+  }
   if (!hasEntries && *size > 0) Fail(kFindings, path + L" contains no log entries");
 }
 
@@ -126,7 +149,15 @@ void Summarize(const LogOptions& options) {
 struct FollowedLog {
   std::uint64_t offset = 0;
   LogReader reader;
+  int failures = 0;  ///< to read it, one after the other
 };
+
+/// Starts again if the log has been replaced by a shorter one.
+void RestartIfShorter(const std::wstring& path, const LogReader::Use& show, FollowedLog* log) {
+  std::error_code error;
+  const std::uintmax_t size = std::filesystem::file_size(ToPath(path), error);
+  if (!error && size < log->offset) *log = {0, LogReader(show)};
+}
 
 /// Shows the log and new entries until the program is ended. Continues with the next day's log
 /// unless a file was named. If the clock is set back, it continues with the earlier day's log,
@@ -155,12 +186,16 @@ struct FollowedLog {
       log.offset = ignored ? 0 : size;
     }
     std::string bytes;
-    // Otherwise it is not written yet, or is being written.
-    while (ReadFile(path, &bytes, log.offset, kFollowedBytes) && !bytes.empty()) {
+    RestartIfShorter(path, show, &log);
+    bool isRead = false;
+    while ((isRead = ReadFile(path, &bytes, log.offset, kFollowedBytes)) && !bytes.empty()) {
       log.offset += bytes.size();
       log.reader.Feed(bytes);
       if (!table.empty()) Print(table.TakeText());
     }
+    // It may be not written yet, or be written at this moment.
+    log.failures = isRead ? 0 : log.failures + 1;
+    if (log.failures == kNotedFailures) PrintNote(CannotRead(path) + L"; waiting for it");
     log.reader.EndEntry();
     if (!table.empty()) Print(table.TakeText());
   }

@@ -1,6 +1,8 @@
 #include "tools/orv/page/file.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <filesystem>
 #include <string_view>
 
@@ -46,6 +48,23 @@ std::wstring WhyNotPng(const std::wstring& path) {
   return L"not a PNG image";
 }
 
+/// Whether a PNG image ends before its last chunk does.
+bool EndsEarly(const std::wstring& path) {
+  constexpr std::size_t kSignature = 8;
+  constexpr std::size_t kFrame = 12;  // the length, the type and the check sum of a chunk
+  std::string bytes;
+  if (!ReadFile(path, &bytes)) return false;
+  for (std::uint64_t at = kSignature; at + kFrame <= bytes.size();) {
+    std::uint64_t length = 0;
+    for (std::size_t i = 0; i < 4; ++i) {
+      length = length << 8 | static_cast<unsigned char>(bytes[at + i]);
+    }
+    if (bytes.compare(at + 4, 4, "IEND") == 0) return false;
+    at += kFrame + length;
+  }
+  return true;
+}
+
 /// Explains why the file at `path`, which the user calls `name`, did not load.
 std::wstring Explain(Status status, const std::wstring& path, const std::wstring& name) {
   switch (status) {
@@ -61,7 +80,7 @@ std::wstring Explain(Status status, const std::wstring& path, const std::wstring
     case OutOfMemory:
       return L"not enough memory for " + name;
     default:
-      return name + L": a damaged PNG image";
+      return name + L": a damaged PNG image" + (EndsEarly(path) ? L": its end is missing" : L"");
   }
 }
 
@@ -118,13 +137,14 @@ bool IsSamePlace(const std::wstring& one, const std::wstring& other) {
           std::filesystem::equivalent(folder(one), folder(other), error));
 }
 
-/// The resolution in the file at `path`, unless it is one that programs write as a default.
+/// The resolution in the file at `path`, unless it is one that programs write as a default, or one
+/// that no device has.
 std::optional<Resolution> StoredResolution(const std::wstring& path) {
   const std::optional<PngResolution> perMetre = ReadPngResolution(path.c_str());
   if (!perMetre) return {};
   const Resolution dpi = {ToDpi(perMetre->x), ToDpi(perMetre->y)};
   const bool isScreen = dpi.x == dpi.y && (dpi.x == 72 || dpi.x == 96);
-  if (isScreen || dpi.x < 1 || dpi.y < 1) return {};
+  if (isScreen || std::min(dpi.x, dpi.y) < 1 || std::max(dpi.x, dpi.y) > kMaxDpi) return {};
   return dpi;
 }
 

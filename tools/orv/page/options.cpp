@@ -27,7 +27,6 @@ constexpr const wchar_t* kDpiSources[] = {L"--dpi", L"file", L"printer", L"defau
 
 /// A whole number of dots per inch, or two with an x between them.
 std::optional<Resolution> ParseDpi(const std::string& text) {
-  constexpr int kMaxDpi = 100'000;
   const auto parse = [](const std::string& number) {
     int dpi = 0;
     const bool isDpi = CLI::detail::lexical_cast(number, dpi) && dpi >= 1 && dpi <= kMaxDpi;

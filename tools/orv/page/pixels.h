@@ -19,6 +19,7 @@ struct Resolution {
   double x = 0;
   double y = 0;
 };
+inline constexpr int kMaxDpi = 100'000;
 
 /// The pixels of a page, locked as 24 bits until the end of the scope.
 class PagePixels {
