@@ -89,7 +89,8 @@ int RunProgram(int argc, char** argv) {
   } catch (const CLI::RuntimeError& error) {
     return error.get_exit_code();
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) {  // the help was asked for
+    // The help was asked for; that of a group does not help with a misspelt command.
+    if (error.get_exit_code() == 0 && !NamesUnknownCommand(&program, arguments)) {
       program.exit(error);
       if (std::cout.flush()) return kDone;
       PrintMessage(L"cannot write standard output: " + FileErrorText());

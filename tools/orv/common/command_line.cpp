@@ -330,6 +330,11 @@ void ReplaceInvalidText(CLI::App* program, const std::vector<std::string>& argum
   }
 }
 
+bool NamesUnknownCommand(CLI::App* program, const std::vector<std::string>& arguments) {
+  const ArgumentWalk walk(program, arguments);
+  return !walk.unknown.empty() && !walk.command->get_subcommands(nullptr).empty();
+}
+
 std::string ShortHelp(CLI::App* program, const std::vector<std::string>& arguments,
                       const CLI::ParseError& error) {
   if (dynamic_cast<const CLI::RequiredError*>(&error) == nullptr) return {};

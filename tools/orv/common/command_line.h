@@ -31,6 +31,9 @@ std::wstring UnknownCommand(const CLI::App* group, const std::string& name);
 /// The message for arguments that a command does not take.
 std::wstring UnexpectedArguments(const std::vector<std::string>& arguments);
 
+/// Whether a command line names a command that its group does not have.
+bool NamesUnknownCommand(CLI::App* program, const std::vector<std::string>& arguments);
+
 /// A group's commands, for a command line that names the group and no command; empty for any other.
 std::string ShortHelp(CLI::App* program, const std::vector<std::string>& arguments,
                       const CLI::ParseError& error);
