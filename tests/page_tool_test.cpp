@@ -156,11 +156,12 @@ TEST_F(PageCommand, CompareMethodsDrawsEveryMethod) {
   const BitmapPointer page = Load(kLabel);
   constexpr int kCaption = 42;
   constexpr int kGap = 16;
+  constexpr int kWidth = 360;  // of the captions, which are wider than the part
   for (int method = 0; method <= 5; ++method) {
     Color black(0xFF000000);
     const BitmapPointer dithered(
         BitmapRasterizer::Dither(page.get(), static_cast<eBitmapDitherer>(method), 128, black));
-    const int left = kGap + method % 3 * (320 + kGap);
+    const int left = kGap + method % 3 * (kWidth + kGap);
     const int top = kGap + method / 3 * (kCaption + 100 + kGap) + kCaption;
     for (int i = 0; i < 32000; i += 11) {
       ASSERT_EQ(PixelAt(picture, left + i % 320, top + i / 320),

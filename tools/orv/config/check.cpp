@@ -17,6 +17,13 @@
 namespace orv::tool {
 
 std::vector<Finding> Checker::Run() {
+  // A system that stopped while the file was written can leave only zeros of it.
+  if (!isWellFormed_ && xml_.GetDoc().find_first_not_of(L'\0') == std::wstring::npos &&
+      !xml_.GetDoc().empty()) {
+    Report(L"not-well-formed", 0, L"the file contains only zero bytes", L"<xmlData>",
+           L"a copy of the file from elsewhere");
+    return findings_.Take();
+  }
   // Read as UTF-8, a UTF-16 file has many errors with one cause.
   constexpr std::size_t kBeginning = 4;
   if (!isWellFormed_ && xml_.GetDoc().find(L'\0') < kBeginning) {

@@ -80,7 +80,7 @@ Canvas DrawMethods(Bitmap* page, const PageArea& area, int zoom, DitherOptions o
   constexpr int kGap = 16;
   constexpr int kTextSize = 2;
   constexpr int kCaption = 3 * kGlyphHeight * kTextSize;
-  constexpr int kMinWidth = 26 * kGlyphAdvance * kTextSize;  // room for the captions
+  constexpr int kMinWidth = 30 * kGlyphAdvance * kTextSize;  // room for the captions
   const int width = std::max(area.width * zoom, kMinWidth);
   const int height = kCaption + area.height * zoom;
   const int rows = (count + kColumns - 1) / kColumns;
