@@ -87,6 +87,10 @@ const std::uint8_t (&GlyphOf(char character))[kGlyphHeight] {
 
 // --- Rulers ---
 
+// The space that they take.
+constexpr int kRulerWidth = 62;
+constexpr int kRulerHeight = 40;
+
 constexpr int kRulerTextSize = 2;
 constexpr int kMinTickGap = 4;
 constexpr int kMinTextGap = 56;
@@ -119,6 +123,23 @@ void ForEachMark(int first, int count, double dpi, int zoom, Mark mark) {
                                                  : Format(L"%d.%d", tenths / 10, tenths % 10);
     mark(at, hasText ? 12 : isMiddle ? 8 : 4, hasText ? WideToUtf8(number) : std::string());
   }
+}
+
+/// Draws the rulers of a part of a page whose picture starts at (kRulerWidth, kRulerHeight).
+void DrawRulers(Canvas* canvas, const PageArea& area, const Resolution& dpi, int zoom) {
+  canvas->Fill(0, 0, canvas->width(), kRulerHeight, kMargin);
+  canvas->Fill(0, 0, kRulerWidth, canvas->height(), kMargin);
+  canvas->Text(8, 8, "MM", kRulerTextSize, kLine);
+  ForEachMark(area.x, area.width, dpi.x, zoom, [&](int at, int length, const std::string& text) {
+    canvas->Fill(kRulerWidth + at, kRulerHeight - length, 1, length, kText);
+    canvas->Text(kRulerWidth + at - TextWidth(text, kRulerTextSize) / 2, 10, text, kRulerTextSize,
+                 kText);
+  });
+  ForEachMark(area.y, area.height, dpi.y, zoom, [&](int at, int length, const std::string& text) {
+    canvas->Fill(kRulerWidth - length, kRulerHeight + at, length, 1, kText);
+    canvas->Text(kRulerWidth - 16 - TextWidth(text, kRulerTextSize), kRulerHeight + at - 7, text,
+                 kRulerTextSize, kText);
+  });
 }
 
 }  // namespace
@@ -183,20 +204,16 @@ int TextWidth(std::string_view text, int size) {
   return (static_cast<int>(text.size()) * kGlyphAdvance - 1) * size;
 }
 
-void DrawRulers(Canvas* canvas, const PageArea& area, const Resolution& dpi, int zoom) {
-  canvas->Fill(0, 0, canvas->width(), kRulerHeight, kMargin);
-  canvas->Fill(0, 0, kRulerWidth, canvas->height(), kMargin);
-  canvas->Text(8, 8, "MM", kRulerTextSize, kLine);
-  ForEachMark(area.x, area.width, dpi.x, zoom, [&](int at, int length, const std::string& text) {
-    canvas->Fill(kRulerWidth + at, kRulerHeight - length, 1, length, kText);
-    canvas->Text(kRulerWidth + at - TextWidth(text, kRulerTextSize) / 2, 10, text, kRulerTextSize,
-                 kText);
-  });
-  ForEachMark(area.y, area.height, dpi.y, zoom, [&](int at, int length, const std::string& text) {
-    canvas->Fill(kRulerWidth - length, kRulerHeight + at, length, 1, kText);
-    canvas->Text(kRulerWidth - 16 - TextWidth(text, kRulerTextSize), kRulerHeight + at - 7, text,
-                 kRulerTextSize, kText);
-  });
+Canvas DrawView(const PagePixels& page, const PageArea& area, int zoom, const Resolution& dpi,
+                bool isBare) {
+  const int left = isBare ? 0 : kRulerWidth;
+  const int top = isBare ? 0 : kRulerHeight;
+  const int border = isBare ? 0 : 24;  // room for half a number
+  Canvas canvas(left + std::int64_t{area.width} * zoom + border,
+                top + std::int64_t{area.height} * zoom + border, kMargin);
+  if (!isBare) DrawRulers(&canvas, area, dpi, zoom);
+  canvas.Put(left, top, page, area, zoom);
+  return canvas;
 }
 
 }  // namespace orv::tool

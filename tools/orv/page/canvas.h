@@ -53,12 +53,9 @@ class Canvas {
 /// The width of a line of text.
 int TextWidth(std::string_view text, int size);
 
-/// The space that the rulers take.
-inline constexpr int kRulerWidth = 62;   ///< of the left ruler
-inline constexpr int kRulerHeight = 40;  ///< of the top ruler
-
-/// Draws rulers in millimetres along the top and left edges, for a part of a page whose picture
-/// starts at (kRulerWidth, kRulerHeight). They count from the edge of the page, not of the part.
-void DrawRulers(Canvas* canvas, const PageArea& area, const Resolution& dpi, int zoom);
+/// Draws an area of a page. Unless it is bare, it has rulers in millimetres along the top and left
+/// edges, which count from the edge of the page.
+Canvas DrawView(const PagePixels& page, const PageArea& area, int zoom, const Resolution& dpi,
+                bool isBare);
 
 }  // namespace orv::tool

@@ -40,19 +40,6 @@ void Overprint(const PagePixels& page, const PagePixels& plane, const std::strin
   });
 }
 
-/// Draws an area of a page, with rulers unless it is bare.
-Canvas DrawView(const PagePixels& page, const PageArea& area, const ViewOptions& view,
-                const Resolution& dpi, bool isBare) {
-  const int left = isBare ? 0 : kRulerWidth;
-  const int top = isBare ? 0 : kRulerHeight;
-  const int border = isBare ? 0 : 24;  // room for half a number
-  Canvas canvas(left + std::int64_t{area.width} * view.zoom + border,
-                top + std::int64_t{area.height} * view.zoom + border, kMargin);
-  if (!isBare) DrawRulers(&canvas, area, dpi, view.zoom);
-  canvas.Put(left, top, page, area, view.zoom);
-  return canvas;
-}
-
 /// The default area for comparing methods: in the middle, small enough to see dots.
 PageArea MiddleOf(const PageOptions& options, int width, int height) {
   constexpr double kWidthMm = 30;
@@ -169,7 +156,7 @@ void AddPagePreviewCommand(CLI::App* group) {
         }
         Overprint(pixels, PagePixels(plane.get()), inkOf(i + 1));
       }
-      DrawView(pixels, area, *view, options->dpi, preview->isBare)
+      DrawView(pixels, area, view->zoom, options->dpi, preview->isBare)
           .Save(ToWide(preview->output), std::move(inputs));
     }
     Report report(*options);
