@@ -147,7 +147,7 @@ void PrintDetail(const std::wstring& message) {
 
 void Fail(int exitCode, const std::wstring& message) {
   PrintMessage(message);
-  Finish(exitCode);
+  throw CLI::RuntimeError(WideToUtf8(message), exitCode);
 }
 
 void Finish(int exitCode) { throw CLI::RuntimeError(exitCode); }
