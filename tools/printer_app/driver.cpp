@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
-#include <map>
-#include <optional>
+#include <cstdint>
 #include <span>
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 
@@ -13,16 +12,17 @@
 #include "devmode/record_fields.h"
 #include "orv/config/config_loader.h"
 #include "orv/devmode/oemdev.h"
+#include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
 #include "orv/platform/types.h"
 #include "orv/text/utf8.h"
-#include "platform/files.h"
+#include "platform/error_text.h"
 #include "tools/orv/common/config_folders.h"
 #include "tools/printer_app/fields.h"
 #include "tools/printer_app/guard.h"
 #include "tools/printer_app/job.h"
-#include "tools/printer_app/record.h"
 #include "tools/printer_app/web.h"
+#include "xml/names.h"
 
 namespace orv::printer_app {
 namespace {
@@ -39,33 +39,31 @@ constexpr const char* kLabelSizes[] = {
     "om_100x150-label_100x150mm", "iso_a7_74x105mm",          "iso_a6_105x148mm",
 };
 
-template <std::size_t kSize>
-void Copy(char (&target)[kSize], std::string_view text) {
-  papplCopyString(target, std::string(text).c_str(), kSize);
+/// The name of the driver that a configuration file is.
+std::string NameOf(const std::filesystem::path& file) {
+  return file.stem().string().substr(kFilePrefix.size());
 }
 
 /// The name of a medium: letters, digits and hyphens, because IPP allows nothing else in it.
-std::string Keyword(std::wstring_view name) {
+std::string Keyword(const std::wstring& name) {
   std::string keyword;
-  for (const char letter : ToUtf8(std::wstring(name))) {
-    const auto lower = static_cast<char>(letter >= 'A' && letter <= 'Z' ? letter + 32 : letter);
-    const bool isPlain = (lower >= 'a' && lower <= 'z') || (lower >= '0' && lower <= '9');
-    if (isPlain) {
-      keyword += lower;
+  for (const wchar_t letter : name) {
+    const wchar_t lower = ToLowerAscii(letter);
+    if ((lower >= L'a' && lower <= L'z') || (lower >= L'0' && lower <= L'9')) {
+      keyword += static_cast<char>(lower);
     } else if (!keyword.empty() && keyword.back() != '-') {
       keyword += '-';
     }
   }
-  while (!keyword.empty() && keyword.back() == '-') keyword.pop_back();
+  if (keyword.ends_with('-')) keyword.pop_back();
   return keyword.substr(0, 24);
 }
 
 /// The self-describing name of a size, from thousandths of a millimetre.
 std::string SizeName(const std::string& name, std::int64_t width, std::int64_t length) {
   std::array<char, 64> text;
-  pwgFormatSizeName(text.data(), text.size(), "custom", name.c_str(),
-                    static_cast<int>(width / kThousandthsPerHundredth),
-                    static_cast<int>(length / kThousandthsPerHundredth), "mm");
+  pwgFormatSizeName(text.data(), text.size(), "custom", name.c_str(), Hundredths(width),
+                    Hundredths(length), "mm");
   return text.data();
 }
 
@@ -75,17 +73,17 @@ bool Fits(const Label& label, std::int64_t width, std::int64_t length) {
          length <= label.heightMax;
 }
 
-/// Fills the driver data of a printer.
+/// Fills the new driver data of a printer.
 class DataWriter {
  public:
-  DataWriter(const Config& config, Queue* queue, pappl_pr_driver_data_t* data)
-      : device_(config.device), config_(config), queue_(queue), data_(data) {}
+  DataWriter(Queue* queue, pappl_pr_driver_data_t* data)
+      : config_(*queue->loaded.config), device_(config_.device), queue_(queue), data_(data) {}
 
   void Write() {
     data_->extension = queue_;
-    Copy(data_->make_and_model, queue_->driver->model_name());
+    papplCopyString(data_->make_and_model, queue_->driver->modelName.c_str(),
+                    sizeof data_->make_and_model);
     data_->kind = PAPPL_KIND_LABEL;
-    data_->format = nullptr;
     data_->orient_default = IPP_ORIENT_PORTRAIT;
     data_->quality_default = IPP_QUALITY_NORMAL;
     data_->scaling_default = PAPPL_SCALING_FIT;
@@ -93,10 +91,54 @@ class DataWriter {
     data_->sides_supported = data_->sides_default = PAPPL_SIDES_ONE_SIDED;
     data_->identify_default = data_->identify_supported = PAPPL_IDENTIFY_ACTIONS_DISPLAY;
     data_->has_supplies = true;
+    data_->num_resolution = 1;
+    data_->x_resolution[0] = data_->x_default = device_.generalSettings.resolutionDpiX;
+    data_->y_resolution[0] = data_->y_default = device_.generalSettings.resolutionDpiY;
     WriteColours();
-    WriteResolution();
     WriteMedia();
     WriteSettings();
+  }
+
+  /// The vendor options with their ranges and defaults. Values that an administrator has set are
+  /// taken over from `old`, unless that is null.
+  ipp_t* VendorAttributes(ipp_t* old) {
+    ipp_t* attributes = ippNew();
+    const auto oldValue = [old](const std::string& name) {
+      return ippFindAttribute(old, name.c_str(), IPP_TAG_ZERO);
+    };
+    const auto addNumber = [&](const std::string& name, int min, int max, int byDefault) {
+      const std::string defaultName = name + "-default";
+      if (ipp_attribute_t* set = oldValue(defaultName)) byDefault = ippGetInteger(set, 0);
+      ippAddRange(attributes, IPP_TAG_PRINTER, (name + "-supported").c_str(), min, max);
+      ippAddInteger(attributes, IPP_TAG_PRINTER, IPP_TAG_INTEGER, defaultName.c_str(),
+                    std::clamp(byDefault, min, max));
+      data_->vendor[data_->num_vendor++] = Keep(name);
+    };
+    const auto addText = [&](const char* name, const char* byDefault) {
+      const std::string defaultName = std::string(name) + "-default";
+      if (ipp_attribute_t* set = oldValue(defaultName)) byDefault = ippGetString(set, 0, nullptr);
+      ippAddString(attributes, IPP_TAG_PRINTER, IPP_TAG_TEXT, defaultName.c_str(), nullptr,
+                   byDefault);
+      data_->vendor[data_->num_vendor++] = name;
+    };
+    // PAPPL leaves these out, but IPP Everywhere requires them.
+    ippAddBoolean(attributes, IPP_TAG_PRINTER, "preferred-attributes-supported", false);
+    for (const auto& [name, value] : {std::pair{"print-rendering-intent-default", "auto"},
+                                      {"print-rendering-intent-supported", "auto"},
+                                      {"pwg-raster-document-sheet-back", "normal"}}) {
+      ippAddString(attributes, IPP_TAG_PRINTER, IPP_CONST_TAG(IPP_TAG_KEYWORD), name, nullptr,
+                   value);
+    }
+    if (device_.characteristics.color) {
+      addText(kColourOption, kUsualColour);
+      addNumber(kToleranceOption, 0, kMaxTolerance, kUsualTolerance);
+    }
+    addText(kFieldsOption, "");
+    for (const auto& [field, min, max] : VendorFields(config_)) {
+      if (data_->num_vendor == PAPPL_MAX_VENDOR) break;
+      addNumber(OptionName(field), min, max, field.byDefault.In(config_));
+    }
+    return attributes;
   }
 
  private:
@@ -114,28 +156,21 @@ class DataWriter {
     data_->ppm_color = 1;
   }
 
-  void WriteResolution() {
-    data_->num_resolution = 1;
-    data_->x_resolution[0] = data_->x_default = device_.generalSettings.resolutionDpiX;
-    data_->y_resolution[0] = data_->y_default = device_.generalSettings.resolutionDpiY;
-  }
-
   void AddMedium(const std::string& size) {
     if (data_->num_media < PAPPL_MAX_MEDIA) data_->media[data_->num_media++] = Keep(size);
   }
 
-  void AddSource(const std::string& source, const std::string& size, std::int64_t width,
-                 std::int64_t length, pappl_media_tracking_t tracking) {
+  void AddSource(const Medium& medium) {
+    AddMedium(medium.size);
     if (data_->num_source == PAPPL_MAX_SOURCE) return;
     pappl_media_col_t& ready = data_->media_ready[data_->num_source];
-    ready = {};
-    ready.size_width = static_cast<int>(width / kThousandthsPerHundredth);
-    ready.size_length = static_cast<int>(length / kThousandthsPerHundredth);
-    Copy(ready.size_name, size);
-    Copy(ready.source, source);
-    Copy(ready.type, kLabelType);
-    ready.tracking = tracking;
-    data_->source[data_->num_source++] = Keep(source);
+    ready.size_width = medium.width;
+    ready.size_length = medium.length;
+    papplCopyString(ready.size_name, medium.size.c_str(), sizeof ready.size_name);
+    papplCopyString(ready.source, medium.source.c_str(), sizeof ready.source);
+    papplCopyString(ready.type, kLabelType, sizeof ready.type);
+    ready.tracking = medium.tracking;
+    data_->source[data_->num_source++] = Keep(medium.source);
   }
 
   void WriteMedia() {
@@ -145,27 +180,22 @@ class DataWriter {
     data_->type[0] = kLabelType;
     const std::vector<std::int32_t> sensors = AllowedValues(config_, AllowedList::kSensorTypes);
     for (const std::int32_t sensor : sensors) data_->tracking_supported |= TrackingOf(sensor);
-    const pappl_media_tracking_t tracking = TrackingOf(device_.sensorTypes.defaultType);
-    const std::string usual = SizeName("label", label.widthDefault, label.heightDefault);
-    AddMedium(usual);
+    AddSource({kMainRoll, SizeName("label", label.widthDefault, label.heightDefault),
+               Hundredths(label.widthDefault), Hundredths(label.heightDefault),
+               TrackingOf(device_.sensorTypes.defaultType), 0});
     for (const char* size : kLabelSizes) {
       const pwg_media_t* medium = pwgMediaForPWG(size);
-      if (medium != nullptr && Fits(label, std::int64_t{medium->width} * kThousandthsPerHundredth,
-                                    std::int64_t{medium->length} * kThousandthsPerHundredth)) {
+      if (medium != nullptr && Fits(label, medium->width * kThousandthsPerHundredth,
+                                    medium->length * kThousandthsPerHundredth)) {
         AddMedium(size);
       }
     }
-    AddSource(kMainRoll, usual, label.widthDefault, label.heightDefault, tracking);
-    for (const StockMedia& stock : queue_->stock) {
-      AddMedium(stock.size);
-      AddSource(stock.name, stock.size, stock.item.PaperWidth, stock.item.PaperLength,
-                TrackingOf(static_cast<std::int32_t>(stock.item.SensorType)));
-    }
+    for (const Medium& medium : queue_->stock.media) AddSource(medium);
     AddMedium(SizeName("min", label.widthMin, label.heightMin));
     AddMedium(SizeName("max", label.widthMax, label.heightMax));
     data_->media_default = data_->media_ready[0];
-    data_->left_offset_supported[1] = label.widthMax / kThousandthsPerHundredth;
-    data_->top_offset_supported[1] = label.heightMax / kThousandthsPerHundredth;
+    data_->left_offset_supported[1] = Hundredths(label.widthMax);
+    data_->top_offset_supported[1] = Hundredths(label.heightMax);
   }
 
   void WriteSettings() {
@@ -180,94 +210,56 @@ class DataWriter {
     data_->darkness_configured = DarknessPercent(config_, device_.darkness.defaultValue);
     tagOEMDEV defaults{};
     FillDefaults(config_, &defaults);
-    for (const LabelMode& mode : LabelModes()) {
-      if (!mode.isFitted(config_)) continue;
-      data_->mode_supported |= mode.mode;
-      if (FieldBits(defaults, *FieldNamed(mode.field)) != 0) data_->mode_configured = mode.mode;
-    }
-    if ((data_->mode_supported & PAPPL_LABEL_MODE_CUTTER) != 0) {
-      data_->finishings = PAPPL_FINISHINGS_TRIM;
+    for (const auto& [mode, field] : LabelModes(config_)) {
+      data_->mode_supported |= mode;
+      if (FieldBits(defaults, FieldNamed(field)) != 0) data_->mode_configured = mode;
+      if (mode == PAPPL_LABEL_MODE_CUTTER) data_->finishings = PAPPL_FINISHINGS_TRIM;
     }
     if (const auto& tearOffs = device_.tearOff.options; !tearOffs.empty()) {
-      data_->tear_offset_supported[0] = tearOffs.front().offsetMin / kThousandthsPerHundredth;
-      data_->tear_offset_supported[1] = tearOffs.front().offsetMax / kThousandthsPerHundredth;
-      data_->tear_offset_configured = tearOffs.front().offsetDefault / kThousandthsPerHundredth;
+      data_->tear_offset_supported[0] = Hundredths(tearOffs.front().offsetMin);
+      data_->tear_offset_supported[1] = Hundredths(tearOffs.front().offsetMax);
+      data_->tear_offset_configured = Hundredths(tearOffs.front().offsetDefault);
     }
   }
 
-  const Device& device_;
   const Config& config_;
+  const Device& device_;
   Queue* queue_;
   pappl_pr_driver_data_t* data_;
 };
 
-void AddName(pappl_pr_driver_data_t* data, const char* name) {
-  if (data->num_vendor < PAPPL_MAX_VENDOR) data->vendor[data->num_vendor++] = name;
-}
-
-/// The vendor options with their ranges and defaults. Values that an administrator has set are
-/// taken over from `old`, unless that is null.
-ipp_t* VendorAttributes(const Config& config, ipp_t* old, Queue* queue,
-                        pappl_pr_driver_data_t* data) {
-  ipp_t* attributes = ippNew();
-  constexpr std::size_t kOwnOptions = 3;
-  const auto oldValue = [&](const std::string& name) {
-    return old != nullptr ? ippFindAttribute(old, name.c_str(), IPP_TAG_ZERO) : nullptr;
-  };
-  const auto addNumber = [&](const std::string& name, int min, int max, int byDefault) {
-    const std::string defaultName = name + "-default";
-    if (ipp_attribute_t* set = oldValue(defaultName)) byDefault = ippGetInteger(set, 0);
-    ippAddRange(attributes, IPP_TAG_PRINTER, (name + "-supported").c_str(), min, max);
-    ippAddInteger(attributes, IPP_TAG_PRINTER, IPP_TAG_INTEGER, defaultName.c_str(),
-                  std::clamp(byDefault, min, max));
-    AddName(data, queue->names.insert(name).first->c_str());
-  };
-  const auto addText = [&](const char* name, const char* byDefault) {
-    const std::string defaultName = std::string(name) + "-default";
-    ipp_attribute_t* set = oldValue(defaultName);
-    ippAddString(attributes, IPP_TAG_PRINTER, IPP_TAG_TEXT, defaultName.c_str(), nullptr,
-                 set != nullptr ? ippGetString(set, 0, nullptr) : byDefault);
-    AddName(data, name);
-  };
-  // PAPPL leaves these out, but IPP Everywhere requires them.
-  ippAddBoolean(attributes, IPP_TAG_PRINTER, "preferred-attributes-supported", false);
-  for (const char* name : {"print-rendering-intent-default", "print-rendering-intent-supported"}) {
-    ippAddString(attributes, IPP_TAG_PRINTER, IPP_CONST_TAG(IPP_TAG_KEYWORD), name, nullptr,
-                 "auto");
-  }
-  ippAddString(attributes, IPP_TAG_PRINTER, IPP_CONST_TAG(IPP_TAG_KEYWORD),
-               "pwg-raster-document-sheet-back", nullptr, "normal");
-  data->num_vendor = 0;
-  if (config.device.characteristics.color) {
-    addText(kColourOption, kUsualColour);
-    addNumber(kToleranceOption, 0, kMaxTolerance, kUsualTolerance);
-  }
-  addText(kFieldsOption, "");
-  for (const VendorField& vendor : VendorFields(config, PAPPL_MAX_VENDOR - kOwnOptions)) {
-    addNumber(OptionName(*vendor.field), vendor.min, vendor.max, vendor.byDefault);
-  }
-  return attributes;
-}
-
-/// The stock items that fit the printer, as media; nothing if they cannot be read.
-std::optional<std::vector<StockMedia>> FindStock(const char* printerName, const Config& config) {
+/// Reads the stock items of a printer.
+Stock ReadStock(const char* printerName, const Label& label) {
+  // The items can be the session's, whose data one thread at a time may use.
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
+  const RegistrySnapshot snapshot;  // one state of the printer, the session and the items
   const std::wstring name = FromUtf8(printerName);
   const OwnedPrinterHandle printer(OpenPrinterHandle(name.c_str()));
-  std::vector<StockMedia> stock;
-  if (printer == nullptr && GetLastError() == ERROR_INVALID_PRINTER_NAME) return stock;
-  if (printer == nullptr) return {};
-  const StockList list = LoadStockItems(printer.get(), name.c_str(), nullptr);
-  if (list.failure || list.openError) return {};
+  LONG error = printer == nullptr ? static_cast<LONG>(GetLastError()) : ERROR_SUCCESS;
+  Stock stock;
+  stock.items = LoadStockItems(printer.get(), name.c_str(), nullptr);
+  if (stock.items.failure) {
+    error = stock.items.failure->error;
+  } else if (error == ERROR_SUCCESS && stock.items.openError) {
+    error = static_cast<LONG>(*stock.items.openError);
+  }
+  if (error == ERROR_INVALID_PRINTER_NAME) return stock;  // the settings store has refused it
+  if (error != ERROR_SUCCESS) {
+    stock.problem = "the stock items cannot be read: " + ToUtf8(DescribeError(error));
+    return stock;
+  }
   std::map<std::string, int> used;
   int paperSize = kFirstStockPaperSize;
-  for (const StockItem& item : list.items) {
+  for (const StockItem& item : stock.items.items) {
     const int number = paperSize++;
-    const bool fits = Fits(config.device.label, item.PaperWidth, item.PaperLength);
-    if (item.Disabled != 0 || !fits) continue;
+    if (item.Disabled != 0 || !Fits(label, item.PaperWidth, item.PaperLength)) continue;
     std::string keyword = Keyword(item.DisplayName);
     if (keyword.empty()) keyword = "stock-" + std::to_string(number);
     if (used[keyword]++ > 0) keyword += "-" + std::to_string(number);
-    stock.push_back({keyword, SizeName(keyword, item.PaperWidth, item.PaperLength), item, number});
+    stock.media.push_back({keyword, SizeName(keyword, item.PaperWidth, item.PaperLength),
+                           Hundredths(item.PaperWidth), Hundredths(item.PaperLength),
+                           TrackingOf(static_cast<std::int32_t>(item.SensorType)), number});
   }
   return stock;
 }
@@ -278,21 +270,10 @@ LONG AddToStore(const std::wstring& name, const std::wstring& driver) {
   if (added != ERROR_PRINTER_ALREADY_EXISTS) return added;
   const OwnedPrinterHandle handle(OpenPrinterHandle(name.c_str()));
   PrinterFacts facts;
-  if (handle == nullptr || !GetPrinterFacts(handle.get(), &facts) || facts.driverName == driver ||
-      facts.owner != PrinterOwner::kUser) {
-    return added;
-  }
+  const bool isKnown = GetPrinterFacts(handle.get(), &facts);
+  if (!isKnown || facts.driverName == driver || facts.owner != PrinterOwner::kUser) return added;
   const LONG removed = RemoveSpoolerPrinter(name);
   return removed == ERROR_SUCCESS ? AddSpoolerPrinter(name, driver, PrinterOwner::kUser) : removed;
-}
-
-bool IsSameStock(const std::vector<StockMedia>& one, const std::vector<StockMedia>& other) {
-  return std::ranges::equal(one, other, [](const StockMedia& a, const StockMedia& b) {
-    return a.size == b.size && a.paperSize == b.paperSize &&
-           std::ranges::all_of(StockValues(), [&](const StockValue& value) {
-             return a.item.*value.field == b.item.*value.field;
-           });
-  });
 }
 
 /// Keeps what an administrator may have changed; the media only with the same configuration.
@@ -351,76 +332,62 @@ void Identify(pappl_printer_t* printer, pappl_identify_actions_t, const char* me
                   message != nullptr ? message : papplPrinterGetName(printer));
 }
 
-/// Runs the body of a callback.
-template <typename Body>
-bool GuardedPrinter(pappl_printer_t* printer, const Body& body) {
-  return Guarded(body, [printer](const char* reason) {
-    papplLogPrinter(printer, PAPPL_LOGLEVEL_ERROR, "The settings cannot be used: %s", reason);
-  });
-}
+constexpr char kUnusable[] = "The settings cannot be used";
 
-void SetCallbacks(pappl_pr_driver_data_t* data) {
+/// Fills the new driver data of a printer and returns its vendor options.
+ipp_t* WriteData(Queue* queue, ipp_t* old, pappl_pr_driver_data_t* data) {
   SetJobCallbacks(data);
   data->delete_cb = DeleteQueue;
   data->identify_cb = Identify;
   data->status_cb = UpdatePrinter;
+  DataWriter writer(queue, data);
+  writer.Write();
+  return writer.VendorAttributes(old);
 }
 
 }  // namespace
 
-Driver::Driver(std::filesystem::path path) : path_(std::move(path)) {
-  name_ = path_.stem().string().substr(kFilePrefix.size());
-  spoolerName_ = FromUtf8(name_);
-  const std::shared_ptr<const Config> config = Load();
+Driver::Driver(std::filesystem::path file) : path(std::move(file)) {
+  const std::shared_ptr<const Config> config = Load().config;
   if (config == nullptr) return;
   const Device& device = config->device;
-  modelName_ = ToUtf8(device.model.modelName);
-  deviceId_ = ToUtf8(device.model.deviceId);
-  isUsable_ = device.label.widthMax > 0 && device.generalSettings.resolutionDpiX > 0 &&
-              device.generalSettings.resolutionDpiY > 0;
+  modelName = ToUtf8(device.model.modelName);
+  deviceId = ToUtf8(device.model.deviceId);
+  isUsable = device.label.widthMax > 0 && device.generalSettings.resolutionDpiX > 0 &&
+             device.generalSettings.resolutionDpiY > 0;
   // The library finds the file by the driver's name, which is usually the model's.
-  if (ConfigFileName(device.model.modelName) == FileNameOf(FromPath(path_))) {
-    spoolerName_ = device.model.modelName;
-  }
+  spoolerName = ConfigFileName(device.model.modelName) == FromPath(path.filename())
+                    ? device.model.modelName
+                    : FromUtf8(NameOf(path));
 }
 
-std::shared_ptr<const Config> Driver::Load(std::string* problem) {
-  const std::lock_guard lock(mutex_);
-  const FileVersion version = VersionOf(path_);
-  if (config_ == nullptr || version != version_) {
-    version_ = version;
-    LoadResult loaded = LoadConfigFile(FromPath(path_), nullptr, nullptr);
-    if (loaded.owned != nullptr) config_ = std::move(loaded.owned);
-    problem_ = ToUtf8(LoadFailureText(loaded));
-    if (!problem_.empty()) problem_ = path_.string() + ": " + problem_;
+LoadedConfig Driver::Load() {
+  const std::lock_guard lock(mutex);
+  const FileVersion now = VersionOf(path);
+  if (loaded.config == nullptr || version != now) {
+    version = now;
+    LoadResult result = LoadConfigFile(FromPath(path), nullptr, nullptr);
+    if (result.owned != nullptr) loaded.config = std::move(result.owned);
+    loaded.problem = ToUtf8(LoadFailureText(result));
+    if (!loaded.problem.empty()) loaded.problem = path.string() + ": " + loaded.problem;
   }
-  if (problem != nullptr) *problem = problem_;
-  return config_;
+  return loaded;
 }
 
-std::vector<std::unique_ptr<Driver>> FindDrivers(std::vector<std::string>* problems) {
-  std::vector<std::unique_ptr<Driver>> drivers;
+Drivers FindDrivers(std::vector<std::string>* problems) {
+  Drivers drivers;
   for (const std::wstring& folder : tool::ConfigFolders({})) {
-    std::vector<std::filesystem::path> paths;
     std::error_code error;
     for (std::filesystem::directory_iterator file(ToPath(folder), error), end;
          !error && file != end; file.increment(error)) {
-      const std::string name = file->path().filename().string();
-      if (name.starts_with(kFilePrefix) && name.ends_with(".xml")) paths.push_back(file->path());
-    }
-    std::ranges::sort(paths);
-    for (const std::filesystem::path& path : paths) {
-      auto driver = std::make_unique<Driver>(path);
-      std::string problem;
-      driver->Load(&problem);
-      if (problem.empty() && !driver->IsUsable()) problem = path.string() + ": not a printer";
-      if (!driver->IsUsable()) {
-        problems->push_back(problem);
-        continue;
-      }
-      const bool isHidden = std::ranges::any_of(
-          drivers, [&](const auto& earlier) { return earlier->name() == driver->name(); });
-      if (!isHidden) drivers.push_back(std::move(driver));
+      const std::filesystem::path& path = file->path();
+      const std::string name = path.filename().string();
+      if (!name.starts_with(kFilePrefix) || !name.ends_with(".xml")) continue;
+      const auto [driver, isNew] = drivers.try_emplace(NameOf(path), path);
+      if (!isNew || driver->second.isUsable) continue;
+      const std::string problem = driver->second.Load().problem;
+      problems->push_back(problem.empty() ? path.string() + ": not a printer" : problem);
+      drivers.erase(driver);
     }
   }
   return drivers;
@@ -441,31 +408,24 @@ std::shared_ptr<Queue> QueueOfPage(std::string_view path, std::string_view suffi
 
 bool DescribeDriver(pappl_system_t* system, const char* name, const char*, const char*,
                     pappl_pr_driver_data_t* data, ipp_t** attributes, void* drivers) {
-  const auto describe = [&] {
-    auto& known = *static_cast<std::vector<std::unique_ptr<Driver>>*>(drivers);
-    const auto found =
-        std::ranges::find_if(known, [&](const auto& driver) { return driver->name() == name; });
+  return Guarded(system, papplLog, "The driver cannot be used", [&] {
+    auto& known = *static_cast<Drivers*>(drivers);
+    const auto found = known.find(name);
     if (found == known.end()) return false;
-    const auto queue = std::make_shared<Queue>(found->get());
-    queue->config = (*found)->Load(&queue->problem);
-    SetCallbacks(data);
-    DataWriter(*queue->config, queue.get(), data).Write();
-    *attributes = VendorAttributes(*queue->config, nullptr, queue.get(), data);
+    const auto queue = std::make_shared<Queue>(&found->second);
+    queue->loaded = found->second.Load();
+    *attributes = WriteData(queue.get(), nullptr, data);
     const std::lock_guard lock(queuesMutex);
     queues.push_back(queue);
     return true;
-  };
-  return Guarded(describe, [system](const char* reason) {
-    papplLog(system, PAPPL_LOGLEVEL_ERROR, "The driver cannot be used: %s", reason);
   });
 }
 
 void SetUpPrinter(pappl_printer_t* printer, void*) {
-  GuardedPrinter(printer, [&] {
+  Guarded(printer, papplLogPrinter, kUnusable, [&] {
     const std::shared_ptr<Queue> queue = QueueOf(printer);
-    Driver& driver = *queue->driver;
     const char* name = papplPrinterGetName(printer);
-    const LONG added = AddToStore(FromUtf8(name), driver.spooler_name());
+    const LONG added = AddToStore(FromUtf8(name), queue->driver->spoolerName);
     if (added != ERROR_SUCCESS && added != ERROR_PRINTER_ALREADY_EXISTS) {
       papplLogPrinter(printer, PAPPL_LOGLEVEL_WARN,
                       "The printer has no stock items of its own: the settings store refuses it.");
@@ -474,7 +434,7 @@ void SetUpPrinter(pappl_printer_t* printer, void*) {
     pappl_supply_t ribbons[2] = {
         {PAPPL_SUPPLY_COLOR_BLACK, "black ribbon", true, -1, PAPPL_SUPPLY_TYPE_INK_RIBBON},
         {PAPPL_SUPPLY_COLOR_NO_COLOR, "second ribbon", true, -1, PAPPL_SUPPLY_TYPE_INK_RIBBON}};
-    const bool isTwoColour = driver.Load()->device.characteristics.color;
+    const bool isTwoColour = queue->driver->Load().config->device.characteristics.color;
     papplPrinterSetSupplies(printer, isTwoColour ? 2 : 1, ribbons);
     const std::string page = AddWebPages(printer);
     {
@@ -487,32 +447,30 @@ void SetUpPrinter(pappl_printer_t* printer, void*) {
 }
 
 bool UpdatePrinter(pappl_printer_t* printer) {
-  return GuardedPrinter(printer, [&] {
+  return Guarded(printer, papplLogPrinter, kUnusable, [&] {
     const std::shared_ptr<Queue> queue = QueueOf(printer);
-    std::string problem;
-    const std::shared_ptr<const Config> config = queue->driver->Load(&problem);
-    auto stock = FindStock(papplPrinterGetName(printer), *config);
+    const LoadedConfig loaded = queue->driver->Load();
+    Stock stock = ReadStock(papplPrinterGetName(printer), loaded.config->device.label);
     const std::lock_guard lock(queue->mutex);
-    if (!stock) stock = queue->stock;
-    if (problem != queue->problem) {
-      queue->problem = problem;
+    if (!stock.problem.empty()) stock.media = queue->stock.media;
+    const bool isSameConfig = loaded.config == queue->loaded.config;
+    const bool isSame = isSameConfig && stock.media == queue->stock.media;
+    const std::string& problem = loaded.problem;
+    if (problem != queue->loaded.problem) {
       papplPrinterSetReasons(printer, problem.empty() ? PAPPL_PREASON_NONE : PAPPL_PREASON_OTHER,
-                             problem.empty() ? PAPPL_PREASON_OTHER : PAPPL_PREASON_NONE);
+                             PAPPL_PREASON_OTHER);
       if (!problem.empty()) {
         papplLogPrinter(printer, PAPPL_LOGLEVEL_ERROR, "%s; the last settings stay in use.",
                         problem.c_str());
       }
     }
-    if (config == queue->config && IsSameStock(*stock, queue->stock)) return true;
-    const bool isSameConfig = config == queue->config;
-    queue->config = config;
-    queue->stock = *std::move(stock);
+    queue->loaded = loaded;
+    queue->stock = std::move(stock);
+    if (isSame) return true;
     pappl_pr_driver_data_t data = {};
-    SetCallbacks(&data);
-    DataWriter(*config, queue.get(), &data).Write();
     // PAPPL cannot exchange the data in one step, so what an administrator sets is read last.
     ipp_t* set = papplPrinterGetDriverAttributes(printer);
-    ipp_t* attributes = VendorAttributes(*config, set, queue.get(), &data);
+    ipp_t* attributes = WriteData(queue.get(), set, &data);
     pappl_pr_driver_data_t old;
     KeepSettings(*papplPrinterGetDriverData(printer, &old), isSameConfig, &data);
     papplPrinterSetDriverData(printer, &data, attributes);

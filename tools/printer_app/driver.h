@@ -3,6 +3,7 @@
 #include <pappl/pappl.h>
 
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -21,54 +22,58 @@
 
 namespace orv::printer_app {
 
-/// A configuration file. Any thread may call.
-class Driver {
- public:
-  explicit Driver(std::filesystem::path path);
-
-  const std::string& name() const { return name_; }
-  const std::string& model_name() const { return modelName_; }
-  const std::string& device_id() const { return deviceId_; }
-  /// Whether the file describes a printer.
-  bool IsUsable() const { return isUsable_; }
-  /// The driver's name in the settings store, from which the library derives the file name.
-  const std::wstring& spooler_name() const { return spoolerName_; }
-
-  /// The configuration as the file has it now. A file that does not load leaves the last one that
-  /// did, and `*problem` says why. Null if none has loaded yet.
-  std::shared_ptr<const Config> Load(std::string* problem = nullptr);
-
- private:
-  const std::filesystem::path path_;
-  std::string name_;
-  std::wstring spoolerName_;
-  std::string modelName_;
-  std::string deviceId_;
-  bool isUsable_ = false;
-  std::mutex mutex_;
-  FileVersion version_;  ///< of the file when it was loaded
-  std::shared_ptr<const Config> config_;
-  std::string problem_;
+struct LoadedConfig {
+  std::shared_ptr<const Config> config;  ///< the last one that loaded; null if none has
+  std::string problem;                   ///< why the file does not load now; empty if it does
 };
 
-/// The drivers of all configuration files in the usual folders that load, and why others do not.
-std::vector<std::unique_ptr<Driver>> FindDrivers(std::vector<std::string>* problems);
+/// A configuration file.
+struct Driver {
+  explicit Driver(std::filesystem::path file);
 
-/// A stock item among the media of a printer.
-struct StockMedia {
-  std::string name;  ///< of the media source
-  std::string size;  ///< of the medium
-  StockItem item;
-  int paperSize;  ///< its number in the public record
+  /// The configuration as the file has it now. Any thread may call.
+  LoadedConfig Load();
+
+  const std::filesystem::path path;
+  // Of the configuration when the server started.
+  bool isUsable = false;  ///< the file describes a printer
+  std::string modelName;
+  std::string deviceId;
+  std::wstring spoolerName;  ///< in the settings store; the library derives the file name from it
+  std::mutex mutex;          ///< guards everything below
+  FileVersion version{};     ///< of the file when it was loaded
+  LoadedConfig loaded;
+};
+
+/// Drivers by their names.
+using Drivers = std::map<std::string, Driver>;
+
+/// The drivers of all configuration files in the usual folders that load, and why others do not.
+Drivers FindDrivers(std::vector<std::string>* problems);
+
+/// The medium of a source. Lengths are hundredths of a millimetre.
+struct Medium {
+  std::string source;
+  std::string size;  ///< the name of the medium
+  int width;
+  int length;
+  pappl_media_tracking_t tracking;
+  int paperSize;  ///< of a stock item, in the public record
+
+  bool operator==(const Medium&) const = default;
+};
+
+/// A printer's stock items.
+struct Stock {
+  StockList items;
+  std::vector<Medium> media;  ///< of the items that fit the printer
+  std::string problem;        ///< why the items cannot be read; empty if they can
 };
 
 /// A label as it was printed. Its bitmaps are used by one thread at a time.
 struct PrintedLabel {
-  int jobId;
-  std::string jobName;
-  unsigned number;  ///< of the page in the job, from 1
-  int copies;
-  JobRecord job;
+  std::shared_ptr<const JobRecord> job;
+  unsigned number = 0;  ///< of the page in the job, from 1
   RasterPage page;
   tool::Planes planes;  ///< the highlight is null on printers of one colour
 };
@@ -82,9 +87,8 @@ struct Queue {
   std::string printer;  ///< its name; empty until it is set up
   std::string webPage;  ///< the path of its page
   std::mutex mutex;     ///< guards everything below
-  std::shared_ptr<const Config> config;
-  std::string problem;  ///< why the configuration is not the file's
-  std::vector<StockMedia> stock;
+  LoadedConfig loaded;
+  Stock stock;
   std::shared_ptr<PrintedLabel> last;  ///< null until a label is printed
   RasterPage spare;             ///< of an earlier label: new memory costs more than dithering
   std::set<std::string> names;  ///< that the driver data points to; only grows
@@ -97,7 +101,7 @@ std::shared_ptr<Queue> QueueOf(pappl_printer_t* printer);
 /// no printer has it.
 std::shared_ptr<Queue> QueueOfPage(std::string_view path, std::string_view suffix);
 
-/// PAPPL's callbacks for drivers; `data` of the first one is the list of drivers.
+/// PAPPL's callbacks for drivers; `data` of the first one is the `Drivers`.
 bool DescribeDriver(pappl_system_t* system, const char* name, const char* uri, const char* id,
                     pappl_pr_driver_data_t* data, ipp_t** attributes, void* drivers);
 void SetUpPrinter(pappl_printer_t* printer, void* data);

@@ -1,7 +1,6 @@
 #include "tools/printer_app/fields.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 #include <utility>
 
@@ -22,12 +21,6 @@ constexpr Tracking kTrackings[] = {
 
 using Limits = std::optional<std::pair<std::int32_t, std::int32_t>>;
 
-/// A parameter of an optional device: the range that the configuration gives it.
-struct DeviceField {
-  std::string_view name;
-  Limits (*limits)(const Config& config);
-};
-
 /// The option that the printer uses: its default one, or else the first.
 template <typename Family>
 auto UsedOption(const Family& family) {
@@ -37,121 +30,108 @@ auto UsedOption(const Family& family) {
   return family.options.empty() ? nullptr : &family.options.front();
 }
 
-#define DEVICE_FIELD(name, family, minimum, maximum)                  \
-  DeviceField {                                                       \
-    name, [](const Config& config) -> Limits {                        \
-      const auto* option = UsedOption(config.device.family);          \
-      if (option == nullptr) return {};                               \
-      return std::pair<std::int32_t, std::int32_t>{minimum, maximum}; \
-    }                                                                 \
-  }
-#define SWITCH(block, family) DEVICE_FIELD(block ".enabled", family, 0, 1)
-#define PARAMETER(name, family, member) \
-  DEVICE_FIELD(name, family, option->member##Min, option->member##Max)
-
-// clang-format off
-constexpr DeviceField kDeviceFields[] = {
-    SWITCH("BarcodeVerifier", barcodeVerifier),
-    SWITCH("BarcodeVerifierWithPeel", barcodeVerifierWithPeel),
-    SWITCH("BeltApplicator", beltApplicator),
-    SWITCH("DispensingModule", dispensingModule),
-    SWITCH("IoModule", ioModule),
-    SWITCH("PauseAdapter", pauseAdapter),
-    SWITCH("Perforator", perforator),
-    SWITCH("RibbonSaver", ribbonSaver),
-    SWITCH("TubeApplicator", tubeApplicator),
-    SWITCH("WrappingApplicator", wrappingApplicator),
-    PARAMETER("Cutter.offset1", cutter, offset1),
-    PARAMETER("Cutter.offset2", cutter, offset2),
-    PARAMETER("PeelOff.offset", peelOff, offset),
-    PARAMETER("Applicator.offset", applicator, offset),
-    PARAMETER("Applicator.startDelayPrint", applicator, startDelayPrint),
-    PARAMETER("Applicator.lockTime", applicator, lockTime),
-    PARAMETER("Applicator.blowTime", applicator, blowTime),
-    PARAMETER("Applicator.startDelaySupportingAir", applicator, startDelaySupportingAir),
-    PARAMETER("Applicator.stopDelaySupportingAir", applicator, stopDelaySupportingAir),
-    PARAMETER("Perforator.offset1", perforator, offset1),
-    PARAMETER("Perforator.offset2", perforator, offset2),
-    PARAMETER("Perforator.perforatorDeepness", perforator, perforatorDeepness),
-    PARAMETER("IoModule.offset", ioModule, offset),
-    PARAMETER("TubeApplicator.offset", tubeApplicator, offset),
-    PARAMETER("WrappingApplicator.offset", wrappingApplicator, offset),
-    PARAMETER("WrappingApplicator.wrapPos", wrappingApplicator, wrapPos),
-    PARAMETER("BarcodeVerifierWithPeel.offset", barcodeVerifierWithPeel, offset),
-    PARAMETER("BeltApplicator.offset", beltApplicator, offset),
-    PARAMETER("BeltApplicator.startDelayPrint", beltApplicator, startDelayPrint),
-    PARAMETER("BeltApplicator.labelPosition", beltApplicator, labelPosition),
-    PARAMETER("BeltApplicator.applyRunning", beltApplicator, applyRunning),
-};
-// clang-format on
-
-/// General settings without a word in IPP, the most useful ones first.
-constexpr std::string_view kGeneralFields[] = {
-    "DitheringAlgorithm",
-    "GrayTolerance",
-    "PrintMode",
-    "Darkness2",
-    "Rotation",
-    "Mirror",
-    "Invert",
-    "TopSideSameAsBottom",
-    "SensorType",
-    "GapDistance",
-    "BackFeedMode",
-    "BackFeedSpeed",
-    "RibbonSaver",
-    "IgnorePaperEnd",
-    "SingleBufferMode",
-    "IgnoreLabelPosition",
-    "LengthScaling",
-    "SoftwareOptimization",
-    "ImageOptimization",
-};
-
 /// The values that the record's rule allows; nothing if the printer does not offer the setting.
 Limits RuleLimits(const Config& config, const RecordField& field) {
   const FieldRule& rule = field.rule;
   if (rule.offered.In(config) == 0) return {};
   if (rule.kind == FieldRule::kRange) return std::pair{rule.min.In(config), rule.max.In(config)};
-  const std::vector<std::int32_t> values = AllowedValues(config, rule.list);
-  if (rule.kind != FieldRule::kList || values.empty()) return {};
+  std::vector<std::int32_t> values = AllowedValues(config, rule.list);
+  values.push_back(field.byDefault.In(config));  // allowed although the list may lack it
   const auto [least, most] = std::ranges::minmax(values);
-  // The default is allowed although the list may lack it.
-  const std::int32_t byDefault = field.byDefault.In(config);
-  return std::pair{std::min(least, byDefault), std::max(most, byDefault)};
+  return std::pair{least, most};
 }
+
+/// A field without a word in IPP, and the range that the configuration gives it.
+struct OwnField {
+  std::string_view name;
+  Limits (*limits)(const Config& config, const RecordField& field) = RuleLimits;
+};
+
+#define DEVICE_FIELD(name, family, minimum, maximum)                  \
+  {                                                                   \
+    name, [](const Config& config, const RecordField&) -> Limits {    \
+      const auto* option = UsedOption(config.device.family);          \
+      if (option == nullptr) return {};                               \
+      return std::pair<std::int32_t, std::int32_t>{minimum, maximum}; \
+    }                                                                 \
+  }
+#define SWITCH(block, family) DEVICE_FIELD(#block ".enabled", family, 0, 1)
+// Lengths that a device counts from its own position can be negative.
+#define PARAMETER(block, family, member) \
+  DEVICE_FIELD(#block "." #member, family, option->member##Min, option->member##Max)
+
+// clang-format off
+constexpr OwnField kOwnFields[] = {
+    {"DitheringAlgorithm"},
+    {"GrayTolerance"},
+    {"PrintMode"},
+    {"Darkness2"},
+    {"Rotation"},
+    {"Mirror"},
+    {"Invert"},
+    {"TopSideSameAsBottom"},
+    {"SensorType"},
+    {"GapDistance"},
+    {"BackFeedMode"},
+    {"BackFeedSpeed"},
+    {"RibbonSaver"},
+    {"IgnorePaperEnd"},
+    {"SingleBufferMode"},
+    {"IgnoreLabelPosition"},
+    {"LengthScaling"},
+    {"SoftwareOptimization"},
+    {"ImageOptimization"},
+    SWITCH(BarcodeVerifier, barcodeVerifier),
+    SWITCH(BarcodeVerifierWithPeel, barcodeVerifierWithPeel),
+    SWITCH(BeltApplicator, beltApplicator),
+    SWITCH(DispensingModule, dispensingModule),
+    SWITCH(IoModule, ioModule),
+    SWITCH(PauseAdapter, pauseAdapter),
+    SWITCH(Perforator, perforator),
+    SWITCH(RibbonSaver, ribbonSaver),
+    SWITCH(TubeApplicator, tubeApplicator),
+    SWITCH(WrappingApplicator, wrappingApplicator),
+    PARAMETER(Cutter, cutter, offset1),
+    PARAMETER(Cutter, cutter, offset2),
+    PARAMETER(PeelOff, peelOff, offset),
+    PARAMETER(Applicator, applicator, offset),
+    PARAMETER(Applicator, applicator, startDelayPrint),
+    PARAMETER(Applicator, applicator, lockTime),
+    PARAMETER(Applicator, applicator, blowTime),
+    PARAMETER(Applicator, applicator, startDelaySupportingAir),
+    PARAMETER(Applicator, applicator, stopDelaySupportingAir),
+    PARAMETER(Perforator, perforator, offset1),
+    PARAMETER(Perforator, perforator, offset2),
+    PARAMETER(Perforator, perforator, perforatorDeepness),
+    PARAMETER(IoModule, ioModule, offset),
+    PARAMETER(TubeApplicator, tubeApplicator, offset),
+    PARAMETER(WrappingApplicator, wrappingApplicator, offset),
+    PARAMETER(WrappingApplicator, wrappingApplicator, wrapPos),
+    PARAMETER(BarcodeVerifierWithPeel, barcodeVerifierWithPeel, offset),
+    PARAMETER(BeltApplicator, beltApplicator, offset),
+    PARAMETER(BeltApplicator, beltApplicator, startDelayPrint),
+    PARAMETER(BeltApplicator, beltApplicator, labelPosition),
+    PARAMETER(BeltApplicator, beltApplicator, applyRunning),
+};
+// clang-format on
 
 }  // namespace
 
-const RecordField* FieldNamed(std::string_view name) {
-  const auto found = std::ranges::find(RecordFields(), name, &RecordField::name);
-  return found != RecordFields().end() ? &*found : nullptr;
+const RecordField& FieldNamed(std::string_view name) {
+  return *std::ranges::find(RecordFields(), name, &RecordField::name);
 }
 
-std::string OptionName(const RecordField& field) {
-  std::string name = field.name;
-  std::ranges::replace(name, '.', '-');
-  return name;
-}
-
-const RecordField* FieldOfOption(std::string option) {
-  std::ranges::replace(option, '-', '.');
-  return FieldNamed(option);
-}
-
-const std::vector<LabelMode>& LabelModes() {
-#define MODE(mode, field, family)                                                           \
-  {                                                                                         \
-    mode, field, [](const Config& config) { return !config.device.family.options.empty(); } \
-  }
-  static const std::vector<LabelMode> modes = {
-      MODE(PAPPL_LABEL_MODE_TEAR_OFF, "TearOff.enabled", tearOff),
-      MODE(PAPPL_LABEL_MODE_CUTTER, "Cutter.enabled", cutter),
-      MODE(PAPPL_LABEL_MODE_PEEL_OFF, "PeelOff.enabled", peelOff),
-      MODE(PAPPL_LABEL_MODE_REWIND, "Rewinder.enabled", rewinder),
-      MODE(PAPPL_LABEL_MODE_APPLICATOR, "Applicator.enabled", applicator),
+std::vector<LabelMode> LabelModes(const Config& config) {
+  const Device& device = config.device;
+  std::vector<LabelMode> modes;
+  const auto add = [&](pappl_label_mode_t mode, std::string_view field, const auto& family) {
+    if (!family.options.empty()) modes.push_back({mode, field});
   };
-#undef MODE
+  add(PAPPL_LABEL_MODE_TEAR_OFF, "TearOff.enabled", device.tearOff);
+  add(PAPPL_LABEL_MODE_CUTTER, "Cutter.enabled", device.cutter);
+  add(PAPPL_LABEL_MODE_PEEL_OFF, "PeelOff.enabled", device.peelOff);
+  add(PAPPL_LABEL_MODE_REWIND, "Rewinder.enabled", device.rewinder);
+  add(PAPPL_LABEL_MODE_APPLICATOR, "Applicator.enabled", device.applicator);
   return modes;
 }
 
@@ -185,22 +165,22 @@ std::int32_t DarknessLevel(const Config& config, int percent) {
   return levels[(last * static_cast<std::size_t>(std::clamp(percent, 0, 100)) + 50) / 100];
 }
 
-std::vector<VendorField> VendorFields(const Config& config, std::size_t max) {
+std::vector<VendorField> VendorFields(const Config& config) {
   std::vector<VendorField> fields;
-  const auto add = [&](std::string_view name, const Limits& limits) {
-    const RecordField* field = FieldNamed(name);
-    if (field == nullptr || !limits || limits->first >= limits->second || fields.size() == max) {
-      return;
+  for (const OwnField& own : kOwnFields) {
+    const RecordField& field = FieldNamed(own.name);
+    const Limits limits = own.limits(config, field);
+    if (limits && limits->first < limits->second) {
+      fields.push_back({field, limits->first, limits->second});
     }
-    // Lengths that a device counts from its own position can be negative.
-    fields.push_back({field, limits->first, limits->second, field->byDefault.In(config)});
-  };
-  for (const std::string_view name : kGeneralFields) {
-    const RecordField* field = FieldNamed(name);
-    if (field != nullptr) add(name, RuleLimits(config, *field));
   }
-  for (const DeviceField& device : kDeviceFields) add(device.name, device.limits(config));
   return fields;
+}
+
+std::string OptionName(const RecordField& field) {
+  std::string name = field.name;
+  std::ranges::replace(name, '.', '-');
+  return name;
 }
 
 }  // namespace orv::printer_app

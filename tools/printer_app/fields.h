@@ -16,25 +16,24 @@
 
 namespace orv::printer_app {
 
-/// The printer attributes that a record's fields follow. Lengths are hundredths of a millimetre.
-inline constexpr int kThousandthsPerHundredth = 10;
+/// IPP counts lengths in hundredths of a millimetre.
+inline constexpr std::int64_t kThousandthsPerHundredth = 10;
+constexpr int Hundredths(std::int64_t thousandths) {
+  return static_cast<int>(thousandths / kThousandthsPerHundredth);
+}
 /// IPP counts speeds in hundredths of a millimetre per second.
 inline constexpr int kSpeedUnits = 100;
 
-/// The field of the record with this name, null if there is none.
-const RecordField* FieldNamed(std::string_view name);
-/// The name of a field's vendor option: a hyphen instead of the dot, which PAPPL refuses.
-std::string OptionName(const RecordField& field);
-/// The field of a vendor option, null if it is not one of the record.
-const RecordField* FieldOfOption(std::string option);
+/// The field of the record with this name, which must exist.
+const RecordField& FieldNamed(std::string_view name);
 
 /// A label mode of IPP and the field that turns its device on.
 struct LabelMode {
   pappl_label_mode_t mode;
   std::string_view field;
-  bool (*isFitted)(const Config& config);
 };
-const std::vector<LabelMode>& LabelModes();
+/// The modes of the devices that a printer can have.
+std::vector<LabelMode> LabelModes(const Config& config);
 
 /// The media tracking of a sensor, 0 for a sensor without one.
 pappl_media_tracking_t TrackingOf(std::int32_t sensor);
@@ -45,14 +44,15 @@ std::optional<std::int32_t> SensorOf(const Config& config, pappl_media_tracking_
 int DarknessPercent(const Config& config, std::int32_t level);
 std::int32_t DarknessLevel(const Config& config, int percent);
 
-/// A field that is a vendor option.
+/// A field that is a vendor option, and its range.
 struct VendorField {
-  const RecordField* field;
+  const RecordField& field;
   std::int32_t min;
   std::int32_t max;
-  std::int32_t byDefault;
 };
-/// The vendor options of a printer, at most `max` of them.
-std::vector<VendorField> VendorFields(const Config& config, std::size_t max);
+/// The vendor options of a printer, the most useful ones first.
+std::vector<VendorField> VendorFields(const Config& config);
+/// The name of a field's vendor option: a hyphen instead of the dot, which PAPPL refuses.
+std::string OptionName(const RecordField& field);
 
 }  // namespace orv::printer_app

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <pappl/pappl.h>
+
 #include <exception>
 #include <new>
 
@@ -7,16 +9,17 @@
 
 namespace orv::printer_app {
 
-/// Runs the body of a callback. After an exception it calls `fail(reason)`, and returns what stands
-/// for failure: false, null or 0.
-template <typename Body, typename Fail>
-auto Guarded(const Body& body, const Fail& fail) -> decltype(body()) {
+/// Runs the body of a callback. After an exception it logs "FAILURE: REASON" by one of PAPPL's
+/// functions for logs, and returns what stands for failure: false, null or 0.
+template <typename Object, typename Log, typename Body>
+auto Guarded(Object* object, const Log& log, const char* failure, const Body& body)
+    -> decltype(body()) {
   try {
     return body();
   } catch (const std::bad_alloc&) {
-    fail("there is not enough memory");
+    log(object, PAPPL_LOGLEVEL_ERROR, "%s: %s", failure, "there is not enough memory");
   } catch (const std::exception& error) {
-    fail(error.what());
+    log(object, PAPPL_LOGLEVEL_ERROR, "%s: %s", failure, error.what());
   }
   return {};
 }

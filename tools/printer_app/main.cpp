@@ -1,10 +1,10 @@
 #include <pappl/pappl.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,8 +13,9 @@
 #include "orv/text/utf8.h"
 #include "orv/version.h"
 #include "platform/modules.h"
-#include "tools/printer_app/device.h"
+#include "platform/posix/user_folder.h"
 #include "tools/printer_app/driver.h"
+#include "tools/printer_app/output.h"
 #include "tools/printer_app/web.h"
 
 /// The printer application: PAPPL with the library's printers. docs/printer-app.md describes it.
@@ -24,23 +25,13 @@ namespace {
 
 /// What the callbacks use.
 struct Application {
-  std::vector<std::unique_ptr<Driver>> drivers;
+  Drivers drivers;
   std::vector<pappl_pr_driver_t> list;  ///< for PAPPL
   std::vector<std::string> problems;    ///< why configuration files are not drivers
   std::string state;                    ///< the file with the printers
 };
 
 constexpr char kLoopback[] = "localhost";
-
-/// The folder for printers and waiting jobs: that of the option, or the user's for states.
-std::filesystem::path StateFolder(int count, cups_option_t* options) {
-  if (const char* given = cupsGetOption("state-dir", count, options)) return given;
-  if (const char* states = std::getenv("XDG_STATE_HOME")) {
-    return std::filesystem::path(states) / "orv-printer-app";
-  }
-  const char* home = std::getenv("HOME");
-  return std::filesystem::path(home != nullptr ? home : "/") / ".local/state/orv-printer-app";
-}
 
 bool SaveState(pappl_system_t* system, void* data) {
   return papplSystemSaveState(system, static_cast<Application*>(data)->state.c_str());
@@ -60,7 +51,8 @@ pappl_system_t* MakeSystem(int count, cups_option_t* options, void* data) {
     const char* value = cupsGetOption(name, count, options);
     return value != nullptr ? value : usual;
   };
-  const std::filesystem::path folder = StateFolder(count, options);
+  const std::string states = UserFolder("XDG_STATE_HOME", ".local/state") + "/orv-printer-app";
+  const std::filesystem::path folder = option("state-dir", states.c_str());
   std::error_code error;
   std::filesystem::create_directories(folder / "spool", error);
   if (error) {
@@ -103,9 +95,9 @@ int Run(int argc, char** argv) {
   const GraphicsSession graphics;
   Application application;
   application.drivers = FindDrivers(&application.problems);
-  for (const auto& driver : application.drivers) {
-    application.list.push_back({driver->name().c_str(), driver->model_name().c_str(),
-                                driver->device_id().c_str(), driver.get()});
+  for (const auto& [name, driver] : application.drivers) {
+    application.list.push_back(
+        {name.c_str(), driver.modelName.c_str(), driver.deviceId.c_str(), nullptr});
   }
   AddFolderDevice();
   // PAPPL's commands start a server by this path, and do not search it.

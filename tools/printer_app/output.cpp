@@ -1,5 +1,9 @@
 #include "tools/printer_app/output.h"
 
+#include <array>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -8,84 +12,122 @@
 #include "devmode/field_text.h"
 #include "devmode/record_fields.h"
 #include "orv/text/utf8.h"
+#include "platform/files.h"
+#include "platform/new_file.h"
 #include "tools/orv/page/file.h"
 #include "tools/orv/page/planes.h"
-#include "tools/printer_app/device.h"
+#include "tools/printer_app/guard.h"
 #include "tools/printer_app/raster.h"
 #include "tools/printer_app/record.h"
 
 namespace orv::printer_app {
 namespace {
 
-/// The planes that a page has.
-std::vector<std::pair<const char*, Bitmap*>> PlanesOf(const PrintedLabel& page) {
-  std::vector<std::pair<const char*, Bitmap*>> planes = {{"black", page.planes.background.get()}};
-  if (page.planes.highlight) planes.emplace_back("highlight", page.planes.highlight.get());
-  return planes;
+constexpr char kScheme[] = "orvdir";
+
+/// The folder that a device's URI names; empty if it is not one of a folder.
+std::string FolderOf(const char* uri) {
+  std::array<char, 32> scheme;
+  std::array<char, 256> user;
+  std::array<char, 256> host;
+  std::array<char, 1024> path;
+  int port = 0;
+  const http_uri_status_t status =
+      httpSeparateURI(HTTP_URI_CODING_ALL, uri, scheme.data(), scheme.size(), user.data(),
+                      user.size(), host.data(), host.size(), &port, path.data(), path.size());
+  const bool isFolder =
+      status >= HTTP_URI_STATUS_OK && std::string_view(scheme.data()) == kScheme && host[0] == '\0';
+  return isFolder ? path.data() : "";
 }
 
+bool OpenFolder(pappl_device_t* device, const char* uri, const char*) {
+  const auto log = [](pappl_device_t* opened, pappl_loglevel_t, const char* format,
+                      const auto... values) { papplDeviceError(opened, format, values...); };
+  return Guarded(device, log, uri, [&] {
+    std::error_code error;
+    if (std::filesystem::is_directory(FolderOf(uri), error)) return true;
+    papplDeviceError(device, "%s is not a folder that can be used.", uri);
+    return false;
+  });
+}
+
+// There is nothing to close.
+void CloseFolder(pappl_device_t*) {}
+
+// Files need names, so `Send` writes them.
+ssize_t WriteFolder(pappl_device_t*, const void*, size_t) { return -1; }
+
 std::string JsonOf(const PrintedLabel& page) {
+  const JobRecord& job = *page.job;
   JsonWriter json;
   json.BeginObject();
-  json.Member("job", page.jobId);
+  json.Member("job", job.id);
   json.Member("page", page.number);
-  json.Member("copies", page.copies);
+  json.Member("copies", job.copies);
   json.Member("dpiX", page.page.resolution().x);
   json.Member("dpiY", page.page.resolution().y);
   json.Key("planes");
   json.BeginArray();
-  for (const auto& [plane, dots] : PlanesOf(page)) json.Value(FromUtf8(plane));
+  json.Value(L"black");
+  if (page.planes.highlight != nullptr) json.Value(L"highlight");
   json.EndArray();
-  json.Member("stockItem", FromUtf8(page.job.stockItem));
-  json.Member("corrections", FromUtf8(page.job.corrections));
+  json.Member("stockItem", FromUtf8(job.stockItem));
+  json.Member("corrections", FromUtf8(job.corrections));
   json.Key("problems");
   json.BeginArray();
-  for (const std::string& problem : page.job.problems) json.Value(FromUtf8(problem));
+  for (const std::string& problem : job.problems) json.Value(FromUtf8(problem));
   json.EndArray();
   json.Key("fields");
   json.BeginObject();
   for (const RecordField* field : ExplainedFields()) {
-    FieldMember(&json, field->name, page.job.record, *field);
+    FieldMember(&json, field->name, job.record, *field);
   }
   json.EndObject();
   json.EndObject();
   return json.Text();
 }
 
-bool SendFile(pappl_device_t* device, const std::string& folder, const std::string& name,
-              const std::string& bytes, std::string* problem) {
-  if (!folder.empty()) return StoreFile(folder + "/" + name, bytes, problem);
-  const ssize_t written = papplDeviceWrite(device, bytes.data(), bytes.size());
-  papplDeviceFlush(device);
-  if (written == static_cast<ssize_t>(bytes.size())) return true;
-  *problem = "the device does not take the page";
+/// Stores a file as a whole in the folder, or writes its content to the device if that has none.
+bool Send(pappl_device_t* device, const std::string& folder, const std::string& name,
+          const std::string& bytes, std::string* problem) {
+  if (folder.empty()) {
+    const ssize_t written = papplDeviceWrite(device, bytes.data(), bytes.size());
+    papplDeviceFlush(device);
+    if (written == static_cast<ssize_t>(bytes.size())) return true;
+    *problem = "the device does not take the page";
+    return false;
+  }
+  const std::string path = folder + "/" + name;
+  NewFile file;
+  if (file.Open(FromFileName(path)) && file.Write(bytes) && file.Commit()) return true;
+  *problem = "cannot write " + path + ": " + ToUtf8(FileErrorText());
   return false;
 }
 
 }  // namespace
 
-std::string PngBytes(Bitmap* image, const tool::Resolution& resolution) {
-  std::string bytes;
-  const Status status = tool::EncodePage(image, resolution, &bytes);
-  if (status == OutOfMemory) throw std::bad_alloc();
-  if (status != Ok) throw std::runtime_error("an image cannot be encoded as PNG");
-  return bytes;
+void AddFolderDevice() {
+  // PAPPL adds its own schemes only while it has none; this makes it do so.
+  papplDeviceIsSupported("socket://localhost");
+  papplDeviceAddScheme(kScheme, PAPPL_DEVTYPE_CUSTOM_LOCAL, nullptr, OpenFolder, CloseFolder,
+                       nullptr, WriteFolder, nullptr, nullptr);
 }
 
 bool SendPage(pappl_device_t* device, const char* uri, const PrintedLabel& page,
               std::string* problem) {
   const std::string folder = FolderOf(uri);
   const std::string name =
-      "job-" + std::to_string(page.jobId) + "-page-" + std::to_string(page.number);
+      "job-" + std::to_string(page.job->id) + "-page-" + std::to_string(page.number);
+  const auto& [black, highlight] = page.planes;
+  const tool::Resolution& dpi = page.page.resolution();
   std::vector<std::pair<std::string, std::string>> files;
-  for (const auto& [plane, dots] : PlanesOf(page)) {
-    files.emplace_back(name + "-" + plane + ".png", PngBytes(dots, page.page.resolution()));
-  }
+  files.emplace_back(name + "-black.png", tool::PngOf(black.get(), dpi));
+  if (highlight) files.emplace_back(name + "-highlight.png", tool::PngOf(highlight.get(), dpi));
   if (!folder.empty()) files.emplace_back(name + ".json", JsonOf(page));
   // A folder has the number of copies in the JSON file; a PNG image has no place for it.
-  for (int copy = folder.empty() ? page.copies : 1; copy > 0; --copy) {
+  for (int copy = folder.empty() ? page.job->copies : 1; copy > 0; --copy) {
     for (const auto& [file, bytes] : files) {
-      if (!SendFile(device, folder, file, bytes, problem)) return false;
+      if (!Send(device, folder, file, bytes, problem)) return false;
     }
   }
   return true;

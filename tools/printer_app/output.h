@@ -4,16 +4,15 @@
 
 #include <string>
 
-#include "orv/platform/graphics.h"
-#include "tools/orv/page/pixels.h"
 #include "tools/printer_app/driver.h"
 
-/// What goes to the printer.
+/// What goes to the printer, and the device that PAPPL does not have: `orvdir:///PATH`, a folder
+/// that receives files.
 
 namespace orv::printer_app {
 
-/// Encodes an image as PNG; throws an exception if it cannot.
-std::string PngBytes(Bitmap* image, const tool::Resolution& resolution);
+/// Adds the scheme to PAPPL's.
+void AddFolderDevice();
 
 /// Sends a page to a device: each plane as a PNG image, as the record's output format says; to a
 /// folder also the record's fields as JSON. False, with the reason in `*problem`, on failure. The

@@ -14,20 +14,20 @@ namespace {
 /// More than the largest label of 600 dots per inch has.
 constexpr std::size_t kMaxBytes = std::size_t{1} << 29;
 
-void ReadWhite(const unsigned char* row, unsigned width, BYTE* pixels) {
-  std::memcpy(pixels, row, width);
+void ReadWhite(const unsigned char* row, int width, BYTE* pixels) {
+  std::copy_n(row, width, pixels);
 }
 
-void ReadInk(const unsigned char* row, unsigned width, BYTE* pixels) {
+void ReadInk(const unsigned char* row, int width, BYTE* pixels) {
   std::transform(row, row + width, pixels,
                  [](unsigned char ink) { return static_cast<BYTE>(255 - ink); });
 }
 
 /// Reads and writes each pixel as four bytes; the next pixel overwrites the fourth. After the last
 /// one the memory may end. `width` is not 0.
-void ReadColour(const unsigned char* row, unsigned width, BYTE* pixels) {
+void ReadColour(const unsigned char* row, int width, BYTE* pixels) {
   static_assert(std::endian::native == std::endian::little);
-  const unsigned char* const last = row + std::size_t{3} * (width - 1);
+  const unsigned char* const last = row + std::ptrdiff_t{3} * (width - 1);
 #pragma GCC unroll 8
   for (; row != last; row += 3, pixels += 3) {
     std::uint32_t word;
@@ -40,29 +40,24 @@ void ReadColour(const unsigned char* row, unsigned width, BYTE* pixels) {
 
 }  // namespace
 
-struct RasterPage::Form {
+struct RasterForm {
   cups_cspace_t space;
   unsigned bits;
-  Reader reader;
+  void (*read)(const unsigned char* row, int width, BYTE* pixels);
+};
+constexpr RasterForm kForms[] = {
+    {CUPS_CSPACE_SW, 8, ReadWhite},    {CUPS_CSPACE_W, 8, ReadWhite},
+    {CUPS_CSPACE_K, 8, ReadInk},       {CUPS_CSPACE_SRGB, 24, ReadColour},
+    {CUPS_CSPACE_RGB, 24, ReadColour}, {CUPS_CSPACE_ADOBERGB, 24, ReadColour},
 };
 
-const RasterPage::Form* RasterPage::FormOf(const cups_page_header2_t& header) {
-  static constexpr Form kForms[] = {
-      {CUPS_CSPACE_SW, 8, ReadWhite},    {CUPS_CSPACE_W, 8, ReadWhite},
-      {CUPS_CSPACE_K, 8, ReadInk},       {CUPS_CSPACE_SRGB, 24, ReadColour},
-      {CUPS_CSPACE_RGB, 24, ReadColour}, {CUPS_CSPACE_ADOBERGB, 24, ReadColour},
-  };
-  const auto* found = std::ranges::find_if(kForms, [&](const Form& form) {
-    return form.space == header.cupsColorSpace && form.bits == header.cupsBitsPerPixel;
-  });
-  return found != std::end(kForms) ? found : nullptr;
-}
-
 bool RasterPage::Start(const cups_page_header2_t& header, std::string* problem) {
-  const Form* form = FormOf(header);
+  const auto* form = std::ranges::find_if(kForms, [&](const RasterForm& known) {
+    return known.space == header.cupsColorSpace && known.bits == header.cupsBitsPerPixel;
+  });
   const std::size_t width = header.cupsWidth;
   const std::size_t height = header.cupsHeight;
-  if (form == nullptr) {
+  if (form == std::end(kForms)) {
     *problem = "the raster has neither 8 bits of grey nor 24 bits of colour";
   } else if (width == 0 || height == 0) {
     *problem = "the page is empty";
@@ -74,48 +69,49 @@ bool RasterPage::Start(const cups_page_header2_t& header, std::string* problem) 
     *problem = "the rows of the raster are shorter than the page";
   }
   if (!problem->empty()) return false;
-  width_ = header.cupsWidth;
-  height_ = header.cupsHeight;
-  isGrey_ = form->bits == 8;
-  stride_ = ((isGrey_ ? 1 : 3) * width + 3) / 4 * 4;
-  // Every row is written before it is read. Filling new memory first takes as long as dithering.
-  if (pixels_ == nullptr || capacity_ < stride_ * height) {
-    pixels_.reset();
-    capacity_ = stride_ * height;
-    pixels_ = std::make_unique_for_overwrite<BYTE[]>(capacity_);
-  }
+  form_ = form;
+  width_ = static_cast<int>(width);
+  height_ = static_cast<int>(height);
   rows_ = 0;
-  reader_ = form->reader;
   resolution_ = {static_cast<double>(header.HWResolution[0]),
                  static_cast<double>(header.HWResolution[1])};
+  const std::size_t stride = (width * (form->bits / 8) + 3) / 4 * 4;
+  stride_ = static_cast<std::ptrdiff_t>(stride);
+  // Every row is written before it is read. Filling new memory first takes as long as dithering.
+  if (pixels_ == nullptr || capacity_ < stride * height) {
+    pixels_.reset();
+    capacity_ = stride * height;
+    pixels_ = std::make_unique_for_overwrite<BYTE[]>(capacity_);
+  }
   return true;
 }
 
 void RasterPage::SetRow(unsigned y, const unsigned char* row) {
-  if (y != rows_ || IsComplete()) return;
-  reader_(row, width_, pixels_.get() + y * stride_);
+  if (y != static_cast<unsigned>(rows_) || IsComplete()) return;
+  form_->read(row, width_, pixels_.get() + rows_ * stride_);
   ++rows_;
 }
 
-void RasterPage::CopyRow(unsigned y, BYTE* pixels) const {
+bool RasterPage::IsGrey() const { return form_->bits == 8; }
+
+void RasterPage::CopyRow(int y, BYTE* pixels) const {
   const BYTE* row = pixels_.get() + y * stride_;
-  if (!isGrey_) {
-    std::memcpy(pixels, row, std::size_t{3} * width_);
-    return;
+  if (IsGrey()) {
+    ActiveImagingKernels().greyPixels(row, width_, pixels);
+  } else {
+    std::copy_n(row, std::ptrdiff_t{3} * width_, pixels);
   }
-  ActiveImagingKernels().greyPixels(row, width(), pixels);
 }
 
 std::unique_ptr<Bitmap> RasterPage::Page() {
-  if (isGrey_) {
-    auto page = std::make_unique<Bitmap>(static_cast<INT>(width_), static_cast<INT>(height_),
-                                         PixelFormat24bppRGB);
-    const tool::PagePixels pixels(page.get());
-    for (unsigned y = 0; y < height_; ++y) CopyRow(y, pixels.Row(static_cast<int>(y)));
-    return page;
+  if (!IsGrey()) {
+    return std::make_unique<Bitmap>(width_, height_, static_cast<INT>(stride_), PixelFormat24bppRGB,
+                                    pixels_.get());
   }
-  return std::make_unique<Bitmap>(static_cast<INT>(width_), static_cast<INT>(height_),
-                                  static_cast<INT>(stride_), PixelFormat24bppRGB, pixels_.get());
+  auto page = std::make_unique<Bitmap>(width_, height_, PixelFormat24bppRGB);
+  const tool::PagePixels pixels(page.get());
+  for (int y = 0; y < height_; ++y) CopyRow(y, pixels.Row(y));
+  return page;
 }
 
 }  // namespace orv::printer_app

@@ -14,6 +14,9 @@
 
 namespace orv::printer_app {
 
+/// A form in which pixels arrive.
+struct RasterForm;
+
 /// The pixels of a page while its rows arrive.
 class RasterPage {
  public:
@@ -27,26 +30,23 @@ class RasterPage {
   bool IsComplete() const { return rows_ == height_; }
 
   /// Copies a row of a complete page as 24-bit pixels.
-  void CopyRow(unsigned y, BYTE* pixels) const;
+  void CopyRow(int y, BYTE* pixels) const;
   /// The complete page with 24 bits per pixel, in a bitmap that may use these pixels.
   std::unique_ptr<Bitmap> Page();
-  int width() const { return static_cast<int>(width_); }
-  int height() const { return static_cast<int>(height_); }
+  int width() const { return width_; }
+  int height() const { return height_; }
   const tool::Resolution& resolution() const { return resolution_; }
 
  private:
-  using Reader = void (*)(const unsigned char* row, unsigned width, BYTE* pixels);
-  struct Form;
-  static const Form* FormOf(const cups_page_header2_t& header);
+  bool IsGrey() const;
 
   std::unique_ptr<BYTE[]> pixels_;  ///< one byte for grey, or blue, green and red
   std::size_t capacity_ = 0;        ///< the size of `pixels_` in bytes
-  unsigned width_ = 0;
-  unsigned height_ = 0;
-  unsigned rows_ = 0;  ///< that have arrived
-  std::size_t stride_ = 0;
-  Reader reader_ = nullptr;
-  bool isGrey_ = false;
+  int width_ = 0;
+  int height_ = 0;
+  int rows_ = 0;  ///< that have arrived
+  std::ptrdiff_t stride_ = 0;
+  const RasterForm* form_ = nullptr;
   tool::Resolution resolution_;
 };
 

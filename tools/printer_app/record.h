@@ -2,17 +2,17 @@
 
 #include <pappl/pappl.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "orv/config/config.h"
 #include "orv/devmode/oemdev.h"
 #include "orv/platform/graphics.h"
 
 /// A job's options as the records that the library merges.
 
 namespace orv::printer_app {
+
+struct Queue;
 
 /// The vendor options that are not fields of the record: the second print colour as six hexadecimal
 /// digits, the largest distance from it that belongs to it, in thousandths, and further fields as
@@ -26,7 +26,9 @@ inline constexpr int kMaxTolerance = 1000;
 
 /// The settings of a job.
 struct JobRecord {
-  std::shared_ptr<const Config> config;
+  int id = 0;
+  std::string name;
+  int copies = 1;
   tagOEMDEV record{};
   std::string stockItem;              ///< its name; empty without one
   std::string corrections;            ///< by the merge, such as "PrintSpeed:90->75"
@@ -37,6 +39,6 @@ struct JobRecord {
 };
 
 /// Merges a job's options with the printer's defaults and corrects the result.
-JobRecord MergeJob(pappl_printer_t* printer, const pappl_pr_options_t& options);
+JobRecord MergeJob(pappl_job_t* job, const pappl_pr_options_t& options, Queue* queue);
 
 }  // namespace orv::printer_app

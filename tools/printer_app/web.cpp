@@ -7,20 +7,18 @@
 #include <mutex>
 #include <string>
 
-#include "orv/imaging/bitmap_helper.h"
-#include "orv/imaging/bitmap_rasterizer.h"
 #include "orv/platform/graphics.h"
 #include "orv/text/utf8.h"
 #include "platform/modules.h"
 #include "tools/orv/doctor/checks.h"
 #include "tools/orv/page/canvas.h"
+#include "tools/orv/page/file.h"
 #include "tools/orv/page/legibility.h"
 #include "tools/orv/page/options.h"
 #include "tools/orv/page/pixels.h"
 #include "tools/orv/page/planes.h"
 #include "tools/printer_app/driver.h"
 #include "tools/printer_app/guard.h"
-#include "tools/printer_app/output.h"
 #include "tools/printer_app/raster.h"
 #include "tools/printer_app/record.h"
 
@@ -40,12 +38,8 @@ std::string PictureOf(PrintedLabel* label) {
   const tool::PagePointer both = highlight != nullptr ? tool::PreviewOf(label->planes) : nullptr;
   const tool::PagePixels pixels(both != nullptr ? both.get() : black.get());
   const tool::PageArea all = {0, 0, pixels.width(), pixels.height()};
-  constexpr int kBorder = 24;
-  tool::Canvas canvas(tool::kRulerWidth + all.width + kBorder,
-                      tool::kRulerHeight + all.height + kBorder, tool::kMargin);
-  tool::DrawRulers(&canvas, all, label->page.resolution(), 1);
-  canvas.Put(tool::kRulerWidth, tool::kRulerHeight, pixels, all, 1);
-  return PngBytes(canvas.Take().get(), label->page.resolution());
+  const tool::Resolution& dpi = label->page.resolution();
+  return tool::PngOf(tool::DrawView(pixels, all, 1, dpi, false).Take().get(), dpi);
 }
 
 void AddRow(pappl_client_t* client, const char* title, const std::string& text) {
@@ -68,16 +62,11 @@ void AddAllScores(pappl_client_t* client, PrintedLabel* label) {
   const std::unique_ptr<Bitmap> page = label->page.Page();
   const auto& [black, highlight] = label->planes;
   if (highlight == nullptr) return AddScores(client, "Black", page.get(), black.get());
-  Bitmap* background = nullptr;
-  Bitmap* coloured = nullptr;
-  Color colour = label->job.colour;
-  BitmapHelper::SplitImage(page.get(), colour, label->job.tolerance, eBitmapDithererNone, 0,
-                           &background, &coloured);
-  const OwnedBitmap blackSource(background);
-  const OwnedBitmap highlightSource(coloured);
-  if (blackSource == nullptr || highlightSource == nullptr) return;
-  AddScores(client, "Black", blackSource.get(), black.get());
-  AddScores(client, "Highlight", highlightSource.get(), highlight.get());
+  const JobRecord& job = *label->job;
+  const tool::Planes sources =
+      tool::SplitPage(page.get(), job.colour, job.tolerance, {.name = "none"});
+  AddScores(client, "Black", sources.background.get(), black.get());
+  AddScores(client, "Highlight", sources.highlight.get(), highlight.get());
 }
 
 /// What the doctor command prints about a printer.
@@ -100,13 +89,13 @@ std::string DoctorText(const std::string& printer) {
 }
 
 void WriteLabel(pappl_client_t* client, PrintedLabel* label) {
-  papplClientHTMLPrintf(client, "<p>Job %d: %s</p>\n", label->jobId, label->jobName.c_str());
+  const JobRecord& job = *label->job;
+  papplClientHTMLPrintf(client, "<p>Job %d: %s</p>\n", job.id, job.name.c_str());
   papplClientHTMLPuts(client,
                       "<p><img src=\"label.png\" alt=\"the label with rulers in millimetres\" "
                       "style=\"max-width: 100%; height: auto\"></p>\n");
   papplClientHTMLPuts(client, "<table class=\"list\">\n");
   AddAllScores(client, label);
-  const JobRecord& job = label->job;
   AddRow(client, "Corrections", job.corrections.empty() ? "none" : job.corrections);
   for (const std::string& problem : job.problems) AddRow(client, "Not used", problem);
   papplClientHTMLPuts(client, "</table>\n");
@@ -117,20 +106,15 @@ void WriteLabel(pappl_client_t* client, PrintedLabel* label) {
 template <typename Body>
 bool Answer(pappl_client_t* client, const Body& body) {
   if (!papplClientHTMLAuthorize(client)) return true;
-  const auto answer = [&] {
+  return Guarded(client, papplLogClient, "The label cannot be shown", [&] {
     const std::shared_ptr<Queue> queue = QueueOfPage(papplClientGetURI(client), kPicture);
     if (queue == nullptr) {
       return papplClientRespond(client, HTTP_STATUS_NOT_FOUND, nullptr, nullptr, 0, 0);
     }
-    std::shared_ptr<PrintedLabel> label;
-    {
-      const std::lock_guard lock(queue->mutex);
-      label = queue->last;
-    }
+    std::unique_lock lock(queue->mutex);
+    const std::shared_ptr<PrintedLabel> label = queue->last;
+    lock.unlock();
     return body(*queue, label.get());
-  };
-  return Guarded(answer, [client](const char* reason) {
-    papplLogClient(client, PAPPL_LOGLEVEL_ERROR, "The label cannot be shown: %s", reason);
   });
 }
 
