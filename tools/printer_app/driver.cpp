@@ -79,7 +79,8 @@ class DataWriter {
   DataWriter(Queue* queue, pappl_pr_driver_data_t* data)
       : config_(*queue->loaded.config), device_(config_.device), queue_(queue), data_(data) {}
 
-  void Write() {
+  /// Returns the vendor options. `old` is as for `VendorAttributes`.
+  ipp_t* Write(ipp_t* old) {
     data_->extension = queue_;
     papplCopyString(data_->make_and_model, queue_->driver->modelName.c_str(),
                     sizeof data_->make_and_model);
@@ -97,8 +98,10 @@ class DataWriter {
     WriteColours();
     WriteMedia();
     WriteSettings();
+    return VendorAttributes(old);
   }
 
+ private:
   /// The vendor options with their ranges and defaults. Values that an administrator has set are
   /// taken over from `old`, unless that is null.
   ipp_t* VendorAttributes(ipp_t* old) {
@@ -141,7 +144,6 @@ class DataWriter {
     return attributes;
   }
 
- private:
   const char* Keep(const std::string& name) { return queue_->names.insert(name).first->c_str(); }
 
   void WriteColours() {
@@ -340,9 +342,7 @@ ipp_t* WriteData(Queue* queue, ipp_t* old, pappl_pr_driver_data_t* data) {
   data->delete_cb = DeleteQueue;
   data->identify_cb = Identify;
   data->status_cb = UpdatePrinter;
-  DataWriter writer(queue, data);
-  writer.Write();
-  return writer.VendorAttributes(old);
+  return DataWriter(queue, data).Write(old);
 }
 
 }  // namespace

@@ -1,20 +1,13 @@
 #include "tools/printer_app/job.h"
 
-#include <algorithm>
-#include <cstddef>
 #include <memory>
-#include <new>
+#include <mutex>
 #include <string>
 #include <utility>
-#include <vector>
 
-#include "imaging/dithering.h"
-#include "imaging/kernels.h"
-#include "imaging/pixels.h"
-#include "orv/imaging/bitmap_helper.h"
-#include "orv/imaging/bitmap_rasterizer.h"
+#include "orv/devmode/oemdev.h"
 #include "orv/platform/graphics.h"
-#include "orv/platform/types.h"
+#include "tools/orv/page/halftone.h"
 #include "tools/orv/page/options.h"
 #include "tools/orv/page/pixels.h"
 #include "tools/orv/page/planes.h"
@@ -51,41 +44,16 @@ bool FailJob(pappl_job_t* job, const std::string& problem) {
 
 constexpr char kUnprintable[] = "The page cannot be printed";
 
-/// The dots of a page in black. Its bands are dithered one at a time, because they stay in the
-/// processor's caches.
-tool::PagePointer BlackDots(const RasterPage& page, eBitmapDitherer method, int threshold) {
-  tool::PagePointer bits(
-      BitmapHelper::CreateBitmap(page.width(), page.height(), PixelFormat1bppIndexed));
-  if (bits == nullptr) throw std::bad_alloc();
-  {
-    const LockedBits locked(bits.get(), ImageLockModeWrite, PixelFormat1bppIndexed);
-    if (!locked.IsLocked()) throw std::bad_alloc();
-    auto* target = static_cast<BYTE*>(locked.data()->Scan0);
-    const std::ptrdiff_t bitStride = locked.data()->Stride;
-    const auto stride = std::ptrdiff_t{3} * page.width();
-    const int rows = BandRowsFor(page.width());
-    std::vector<BYTE> pixels(static_cast<std::size_t>(stride * rows));
-    DiffusionErrors errors;
-    for (int y = 0; y < page.height(); y += rows) {
-      const PixelPlane band = {pixels.data(), stride, page.width(),
-                               std::min(rows, page.height() - y)};
-      for (int row = 0; row < band.height; ++row) page.CopyRow(y + row, band.Row(row));
-      if (!DitherBand(band, method, threshold, {0, 0, 0}, &errors)) throw std::bad_alloc();
-      ActiveImagingKernels().monochrome(band, target + y * bitStride, bitStride);
-    }
-  }
-  tool::ColourBits(bits.get(), Color(0xFF000000));
-  return bits;
-}
-
 /// The dots of a page.
 tool::Planes PlanesOf(RasterPage* page, const JobRecord& job) {
-  // The merge has made both valid.
-  const tool::DitherMethod& method = tool::kDitherMethods[job.record.DitheringAlgorithm];
-  const auto threshold = static_cast<int>(job.record.GrayTolerance);
-  if (!job.isTwoColour) return {BlackDots(*page, method.method, threshold), nullptr};
-  return tool::SplitInTwoColours(page->Page().get(), job.colour, job.tolerance,
-                                 {.name = method.name, .threshold = threshold});
+  const std::unique_ptr<Bitmap> pixels = page->Page();
+  const tool::DitherOptions dither = {
+      .name = tool::kDitherMethods[job.record.DitheringAlgorithm].name,  // which the merge corrects
+      .threshold = static_cast<int>(job.record.GrayTolerance)};
+  if (job.isTwoColour) {
+    return tool::SplitInTwoColours(pixels.get(), job.colour, job.tolerance, dither);
+  }
+  return {tool::DitheredInTwoColours(pixels.get(), dither, Color(0xFF000000)), nullptr};
 }
 
 bool StartJob(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t*) {
@@ -94,8 +62,8 @@ bool StartJob(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t*) {
     UpdatePrinter(printer);
     auto state = std::make_unique<RasterJob>();
     state->queue = QueueOf(printer);
-    const JobRecord record = MergeJob(job, *options, state->queue.get());
-    state->record = std::make_shared<JobRecord>(record);
+    state->record = std::make_shared<const JobRecord>(MergeJob(job, *options, state->queue.get()));
+    const JobRecord& record = *state->record;
     // PAPPL sends an image once for each copy, but raster only once. SendPage makes the copies.
     options->copies = 1;
     std::string message;

@@ -15,6 +15,7 @@
 #include "platform/files.h"
 #include "platform/new_file.h"
 #include "tools/orv/page/file.h"
+#include "tools/orv/page/pixels.h"
 #include "tools/orv/page/planes.h"
 #include "tools/printer_app/guard.h"
 #include "tools/printer_app/raster.h"

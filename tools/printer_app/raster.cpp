@@ -15,12 +15,13 @@ namespace {
 constexpr std::size_t kMaxBytes = std::size_t{1} << 29;
 
 void ReadWhite(const unsigned char* row, int width, BYTE* pixels) {
-  std::copy_n(row, width, pixels);
+  ActiveImagingKernels().greyPixels(row, width, pixels);
 }
 
 void ReadInk(const unsigned char* row, int width, BYTE* pixels) {
-  std::transform(row, row + width, pixels,
-                 [](unsigned char ink) { return static_cast<BYTE>(255 - ink); });
+  for (const unsigned char* end = row + width; row != end; ++row, pixels += 3) {
+    std::fill_n(pixels, 3, static_cast<BYTE>(255 - *row));
+  }
 }
 
 /// Reads and writes each pixel as four bytes; the next pixel overwrites the fourth. After the last
@@ -38,8 +39,7 @@ void ReadColour(const unsigned char* row, int width, BYTE* pixels) {
   std::reverse_copy(last, last + 3, pixels);
 }
 
-}  // namespace
-
+/// The forms in which pixels arrive.
 struct RasterForm {
   cups_cspace_t space;
   unsigned bits;
@@ -50,6 +50,8 @@ constexpr RasterForm kForms[] = {
     {CUPS_CSPACE_K, 8, ReadInk},       {CUPS_CSPACE_SRGB, 24, ReadColour},
     {CUPS_CSPACE_RGB, 24, ReadColour}, {CUPS_CSPACE_ADOBERGB, 24, ReadColour},
 };
+
+}  // namespace
 
 bool RasterPage::Start(const cups_page_header2_t& header, std::string* problem) {
   const auto* form = std::ranges::find_if(kForms, [&](const RasterForm& known) {
@@ -69,13 +71,13 @@ bool RasterPage::Start(const cups_page_header2_t& header, std::string* problem) 
     *problem = "the rows of the raster are shorter than the page";
   }
   if (!problem->empty()) return false;
-  form_ = form;
+  read_ = form->read;
   width_ = static_cast<int>(width);
   height_ = static_cast<int>(height);
   rows_ = 0;
   resolution_ = {static_cast<double>(header.HWResolution[0]),
                  static_cast<double>(header.HWResolution[1])};
-  const std::size_t stride = (width * (form->bits / 8) + 3) / 4 * 4;
+  const std::size_t stride = (3 * width + 3) / 4 * 4;
   stride_ = static_cast<std::ptrdiff_t>(stride);
   // Every row is written before it is read. Filling new memory first takes as long as dithering.
   if (pixels_ == nullptr || capacity_ < stride * height) {
@@ -88,30 +90,13 @@ bool RasterPage::Start(const cups_page_header2_t& header, std::string* problem) 
 
 void RasterPage::SetRow(unsigned y, const unsigned char* row) {
   if (y != static_cast<unsigned>(rows_) || IsComplete()) return;
-  form_->read(row, width_, pixels_.get() + rows_ * stride_);
+  read_(row, width_, pixels_.get() + rows_ * stride_);
   ++rows_;
 }
 
-bool RasterPage::IsGrey() const { return form_->bits == 8; }
-
-void RasterPage::CopyRow(int y, BYTE* pixels) const {
-  const BYTE* row = pixels_.get() + y * stride_;
-  if (IsGrey()) {
-    ActiveImagingKernels().greyPixels(row, width_, pixels);
-  } else {
-    std::copy_n(row, std::ptrdiff_t{3} * width_, pixels);
-  }
-}
-
 std::unique_ptr<Bitmap> RasterPage::Page() {
-  if (!IsGrey()) {
-    return std::make_unique<Bitmap>(width_, height_, static_cast<INT>(stride_), PixelFormat24bppRGB,
-                                    pixels_.get());
-  }
-  auto page = std::make_unique<Bitmap>(width_, height_, PixelFormat24bppRGB);
-  const tool::PagePixels pixels(page.get());
-  for (int y = 0; y < height_; ++y) CopyRow(y, pixels.Row(y));
-  return page;
+  return std::make_unique<Bitmap>(width_, height_, static_cast<INT>(stride_), PixelFormat24bppRGB,
+                                  pixels_.get());
 }
 
 }  // namespace orv::printer_app

@@ -14,9 +14,6 @@
 
 namespace orv::printer_app {
 
-/// A form in which pixels arrive.
-struct RasterForm;
-
 /// The pixels of a page while its rows arrive.
 class RasterPage {
  public:
@@ -29,24 +26,18 @@ class RasterPage {
   /// Whether every row has arrived.
   bool IsComplete() const { return rows_ == height_; }
 
-  /// Copies a row of a complete page as 24-bit pixels.
-  void CopyRow(int y, BYTE* pixels) const;
-  /// The complete page with 24 bits per pixel, in a bitmap that may use these pixels.
+  /// The complete page, in a bitmap that uses these pixels.
   std::unique_ptr<Bitmap> Page();
-  int width() const { return width_; }
-  int height() const { return height_; }
   const tool::Resolution& resolution() const { return resolution_; }
 
  private:
-  bool IsGrey() const;
-
-  std::unique_ptr<BYTE[]> pixels_;  ///< one byte for grey, or blue, green and red
+  std::unique_ptr<BYTE[]> pixels_;  ///< blue, green and red
   std::size_t capacity_ = 0;        ///< the size of `pixels_` in bytes
   int width_ = 0;
   int height_ = 0;
   int rows_ = 0;  ///< that have arrived
   std::ptrdiff_t stride_ = 0;
-  const RasterForm* form_ = nullptr;
+  void (*read_)(const unsigned char* row, int width, BYTE* pixels) = nullptr;
   tool::Resolution resolution_;
 };
 
