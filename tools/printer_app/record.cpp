@@ -11,6 +11,7 @@
 #include <span>
 #include <sstream>
 #include <string_view>
+#include <utility>
 
 #include "devmode/explanation.h"
 #include "devmode/merge.h"
@@ -31,12 +32,8 @@ namespace {
 
 using Options = pappl_pr_options_t;
 
-/// The lengths of a medium and the fields that they become.
-struct MediaLength {
-  const char* field;
-  int pappl_media_col_t::*length;
-};
-constexpr MediaLength kMediaLengths[] = {
+/// The fields that the lengths of a medium become.
+constexpr std::pair<const char*, int pappl_media_col_t::*> kMediaLengths[] = {
     {"PaperWidth", &pappl_media_col_t::size_width},
     {"PaperHeight", &pappl_media_col_t::size_length},
     {"UnprintableLeft", &pappl_media_col_t::left_margin},
@@ -60,8 +57,8 @@ void SetLength(tagOEMDEV* record, std::string_view name, int length) {
 
 /// Sets the fields for which IPP has words.
 void SetOwnWords(const Options& options, const Config& config, tagOEMDEV* record) {
-  for (const MediaLength& row : kMediaLengths) {
-    SetLength(record, row.field, options.media.*row.length);
+  for (const auto& [field, length] : kMediaLengths) {
+    SetLength(record, field, options.media.*length);
   }
   if (const auto sensor = SensorOf(config, options.media.tracking)) {
     record->SensorType = static_cast<std::uint32_t>(*sensor);
