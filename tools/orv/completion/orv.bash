@@ -20,17 +20,31 @@ _orv_plain() {
 }
 
 _orv() {
-  local word=${COMP_WORDS[COMP_CWORD]} quote= line i
+  local word=${COMP_WORDS[COMP_CWORD]} quote= line i last=0 start=
   local -a words=()
-  for ((i = 0; i < COMP_CWORD; ++i)); do words+=("$(_orv_plain "${COMP_WORDS[i]}")"); done
+  # Bash divides words at equals signs; the program takes them whole, and bash replaces only what
+  # follows the sign.
+  for ((i = 0; i <= COMP_CWORD; ++i)); do
+    line=$(_orv_plain "${COMP_WORDS[i]}")
+    if ((i > 0)) && [[ ${COMP_WORDS[i]} == '=' || ${COMP_WORDS[i - 1]} == '=' ]]; then
+      start=${words[last]}
+      words[last]+=$line
+    else
+      start=
+      last=${#words[@]}
+      words+=("$line")
+    fi
+  done
+  [[ $word == '=' ]] && start=${words[last]}
   [[ $word == [\"\']* ]] && quote=${word:0:1}
   COMPREPLY=()
   while IFS= read -r line; do
     line=${line%%$'\t'*}
     # After a part of a value the word goes on.
     [[ $line == *[=\\] ]] && compopt -o nospace 2>/dev/null
+    line=${line#"$start"}
     [ -n "$quote" ] || printf -v line %q "$line"
     COMPREPLY+=("$line")
-  done < <("$1" complete "${words[@]}" "$(_orv_plain "$word")" 2>/dev/null)
+  done < <("$1" complete "${words[@]}" 2>/dev/null)
 }
 complete -o default -F _orv orv
