@@ -312,6 +312,10 @@ Candidates Complete(CLI::App* program, std::span<const std::string> words) {
   return count == 0 ? CommandsOf(context.command) : Candidates();
 }
 
+/// Whether the shell can read a word from its line: a tab and a line end would divide a name that
+/// has them.
+bool IsOneWord(const std::string& word) { return Printable(Utf8ToWide(word)) == word; }
+
 }  // namespace
 
 void AddCompleteCommand(CLI::App* program) {
@@ -324,7 +328,7 @@ void AddCompleteCommand(CLI::App* program) {
     if (words.size() < 2) return;
     std::string lines;
     for (Candidate& candidate : Complete(program, std::span(words).subspan(1))) {
-      if (!candidate.word.starts_with(words.back())) continue;
+      if (!candidate.word.starts_with(words.back()) || !IsOneWord(candidate.word)) continue;
       std::ranges::replace(candidate.meaning, '\n', ' ');
       lines += candidate.word + '\t' + candidate.meaning + '\n';
     }

@@ -248,9 +248,7 @@ void AddDeleteCommand(CLI::App* group) {
   command->callback([options, nameOption] {
     const KeyName name = ParseKey(options->key);
     if (nameOption->count() == 0) {
-      if (name.path.find_first_not_of(L'\\') == std::wstring::npos) {
-        Fail(kUsage, L"refusing to delete a whole hive");
-      }
+      if (name.path.empty()) Fail(kUsage, L"refusing to delete a whole hive");
       return RequireChanged(DeleteRegistryTree(name.root, name.path), L"delete", name);
     }
     const RegistryKey key = OpenKey(name, RegistryAccess::kReadWrite);
@@ -336,7 +334,7 @@ void AddImportCommand(CLI::App* group) {
     if (!ReadFile(path, &bytes)) Fail(kUnreadable, CannotRead(path));
     std::vector<RegChange> changes;
     std::vector<RegFault> faults;
-    ParseRegFile(DecodeText(bytes), &changes, &faults);
+    ParseRegBytes(bytes, &changes, &faults);
     for (const RegFault& fault : faults) {
       PrintMessage(Format(L"%ls:%zu: %ls", path.c_str(), fault.line, fault.message.c_str()));
     }

@@ -16,6 +16,7 @@ namespace {
 constexpr std::wstring_view kHeader = L"Windows Registry Editor Version 5.00";
 /// The older version, whose text is in an ANSI code page; ASCII text is the same in both.
 constexpr std::wstring_view kHeaderVersion4 = L"REGEDIT4";
+constexpr std::wstring_view kHex = L"hex";  // before the type and the bytes of a value
 constexpr std::size_t kMaxLine = 80;
 
 struct HiveName {
@@ -28,6 +29,45 @@ const HiveName kHives[] = {
     {L"HKLM", L"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE},
 };
 
+/// Reads a quoted text at the start of `*rest` and removes it.
+bool TakeQuoted(std::wstring_view* rest, std::wstring* text) {
+  text->clear();
+  if (!rest->starts_with(L'"')) return false;
+  for (std::size_t at = 1; at < rest->size(); ++at) {
+    wchar_t unit = (*rest)[at];
+    if (unit == L'"') {
+      rest->remove_prefix(at + 1);
+      return true;
+    }
+    if (unit == L'\\') {
+      if (++at == rest->size()) return false;
+      unit = (*rest)[at];
+    }
+    text->push_back(unit);
+  }
+  return false;
+}
+
+/// Removes the name of a value and the equals sign after it; the message for a fault, or empty.
+std::wstring TakeName(std::wstring_view* line, std::wstring* name) {
+  name->clear();
+  if (line->starts_with(L'@')) {
+    line->remove_prefix(1);
+  } else if (!TakeQuoted(line, name)) {
+    return L"the line is neither a key in brackets, a value nor a comment";
+  }
+  *line = Trim(*line);
+  if (!line->starts_with(L'=')) return L"expected an equals sign after the value's name";
+  *line = Trim(line->substr(1));
+  return {};
+}
+
+/// Whether a line gives a value as bytes. Texts and comments, too, can end like a list of bytes.
+bool IsByteList(std::wstring_view line) {
+  std::wstring name;
+  return TakeName(&line, &name).empty() && line.starts_with(kHex);
+}
+
 /// Reads lines; a line with bytes that ends in a backslash is joined with the next one.
 class LineReader {
  public:
@@ -38,7 +78,8 @@ class LineReader {
     first_ = next_;
     line->assign(Trim(Take()));
     // Only a list of bytes continues on the next line, after a comma or the colon.
-    while ((line->ends_with(L",\\") || line->ends_with(L":\\")) && !rest_.empty()) {
+    const bool isList = line->ends_with(L'\\') && IsByteList(*line);
+    while (isList && (line->ends_with(L",\\") || line->ends_with(L":\\")) && !rest_.empty()) {
       line->pop_back();
       line->append(Trim(Take()));
     }
@@ -61,25 +102,6 @@ class LineReader {
   std::size_t next_ = 1;
   std::size_t first_ = 1;
 };
-
-/// Reads a quoted text at the start of `*rest` and removes it.
-bool TakeQuoted(std::wstring_view* rest, std::wstring* text) {
-  text->clear();
-  if (!rest->starts_with(L'"')) return false;
-  for (std::size_t at = 1; at < rest->size(); ++at) {
-    wchar_t unit = (*rest)[at];
-    if (unit == L'"') {
-      rest->remove_prefix(at + 1);
-      return true;
-    }
-    if (unit == L'\\') {
-      if (++at == rest->size()) return false;
-      unit = (*rest)[at];
-    }
-    text->push_back(unit);
-  }
-  return false;
-}
 
 /// Parses bytes: pairs of hexadecimal digits separated by commas.
 bool ParseBytes(std::wstring_view text, std::vector<BYTE>* bytes) {
@@ -138,7 +160,6 @@ std::wstring ParseHexData(std::wstring_view data, RegistryValue* value) {
 
 std::wstring ParseData(std::wstring_view data, RegistryValue* value) {
   constexpr std::wstring_view kNumber = L"dword:";
-  constexpr std::wstring_view kHex = L"hex";
   if (data.starts_with(L'"')) return ParseQuotedData(data, value);
   if (data.starts_with(kHex)) return ParseHexData(data.substr(kHex.size()), value);
   if (!data.starts_with(kNumber)) {
@@ -161,12 +182,35 @@ std::wstring Escape(std::wstring_view text) {
   return escaped;
 }
 
-/// Whether a value can be written as quoted text: terminated once, and on one line.
+/// Makes UTF-16 of the bytes of a text from the older version; the message for a fault, or empty.
+std::wstring WidenText(RegistryValue* value) {
+  constexpr DWORD kTextTypes[] = {REG_SZ, 2 /* REG_EXPAND_SZ */, 7 /* REG_MULTI_SZ */};
+  if (std::ranges::find(kTextTypes, value->type) == std::end(kTextTypes)) return {};
+  std::vector<BYTE> wide;
+  for (const BYTE byte : value->data) {
+    if (byte > 0x7F) return L"the text is not ASCII, and the file does not name its code page";
+    wide.insert(wide.end(), {byte, 0});
+  }
+  value->data = std::move(wide);
+  return {};
+}
+
+/// Whether a value can be written as quoted text: terminated once, valid, and without control
+/// characters such as line ends.
 bool IsPlainText(const RegistryValue& value) {
   if (value.type != REG_SZ) return false;
   const std::wstring text = value.Text();
-  return RegistryValue::FromText(text).data == value.data &&
-         text.find_first_of(L"\r\n") == std::wstring::npos;
+  return RegistryValue::FromText(text).data == value.data && Utf8ToWide(WideToUtf8(text)) == text &&
+         std::ranges::none_of(text, [](wchar_t unit) { return unit < L' ' && unit != L'\t'; });
+}
+
+/// A path without the backslashes that name nothing: at its ends, and repeated ones.
+std::wstring Normalized(std::wstring_view path) {
+  std::wstring normalized(Trim(path, L"\\"));
+  const auto repeated = std::ranges::unique(
+      normalized, [](wchar_t a, wchar_t b) { return a == L'\\' && b == L'\\'; });
+  normalized.erase(repeated.begin(), repeated.end());
+  return normalized;
 }
 
 /// Reads a registry file line by line into changes and faults.
@@ -178,7 +222,9 @@ class RegFileParser {
 
   void Run() {
     std::wstring line;
-    if (!lines_.Next(&line) || (line != kHeader && line != kHeaderVersion4)) {
+    const bool hasLine = lines_.Next(&line);
+    isVersion4_ = line == kHeaderVersion4;
+    if (!hasLine || (line != kHeader && !isVersion4_)) {
       faults_->push_back({1, L"the first line is not \"" + std::wstring(kHeader) + L"\""});
       return;
     }
@@ -218,17 +264,11 @@ class RegFileParser {
 
   std::wstring ReadValue(std::wstring_view line) {
     std::wstring name;
-    if (line.starts_with(L'@')) {
-      line.remove_prefix(1);
-    } else if (!TakeQuoted(&line, &name)) {
-      return L"the line is neither a key in brackets, a value nor a comment";
-    }
-    line = Trim(line);
-    if (!line.starts_with(L'=')) return L"expected an equals sign after the value's name";
-    line = Trim(line.substr(1));
+    if (std::wstring fault = TakeName(&line, &name); !fault.empty()) return fault;
     RegistryValue value;
     const bool isDeleted = line == L"-";
     std::wstring fault = isDeleted ? std::wstring() : ParseData(line, &value);
+    if (fault.empty() && isVersion4_ && line.starts_with(kHex)) fault = WidenText(&value);
     if (!fault.empty()) return fault;
     if (section_ == Section::kNone) return L"the value is not below a key";
     if (section_ == Section::kOpen) {
@@ -246,6 +286,7 @@ class RegFileParser {
   std::vector<RegChange>* changes_;
   std::vector<RegFault>* faults_;
   RegHives hives_;
+  bool isVersion4_ = false;
   HKEY root_ = nullptr;
   std::wstring path_;
   Section section_ = Section::kNone;
@@ -255,6 +296,21 @@ class RegFileParser {
 
 bool IsRegFile(std::wstring_view text) {
   return text.starts_with(kHeader) || text.starts_with(kHeaderVersion4);
+}
+
+void ParseRegBytes(std::string_view bytes, std::vector<RegChange>* changes,
+                   std::vector<RegFault>* faults) {
+  ParseRegFile(DecodeText(bytes), changes, faults);
+  if (bytes.starts_with("\xFF\xFE")) return;
+  for (std::size_t line = 1; !bytes.empty(); ++line) {
+    const std::size_t end = std::min(bytes.find('\n'), bytes.size());
+    const std::string_view text = bytes.substr(0, end);
+    if (!text.starts_with(';') && WideToUtf8(Utf8ToWide(text)) != text) {
+      faults->push_back({line, L"the line has bytes that are not UTF-8"});
+    }
+    bytes.remove_prefix(std::min(end + 1, bytes.size()));
+  }
+  std::ranges::stable_sort(*faults, {}, &RegFault::line);
 }
 
 void ParseRegFile(std::wstring_view text, std::vector<RegChange>* changes,
@@ -300,7 +356,7 @@ bool ParseKeyPath(std::wstring_view text, HKEY* root, std::wstring* path) {
   for (const HiveName& known : kHives) {
     if (hive == known.shortName || hive == known.longName) {
       *root = known.root;
-      *path = text.substr(std::min(end + 1, text.size()));
+      *path = Normalized(text.substr(std::min(end + 1, text.size())));
       return true;
     }
   }

@@ -38,6 +38,10 @@ enum class RegHives { kStored, kAny };
 void ParseRegFile(std::wstring_view text, std::vector<RegChange>* changes,
                   std::vector<RegFault>* faults, RegHives hives = RegHives::kStored);
 
+/// The same for the bytes of a file, whose text must be valid: nothing else would be stored.
+void ParseRegBytes(std::string_view bytes, std::vector<RegChange>* changes,
+                   std::vector<RegFault>* faults);
+
 /// The first line of a registry file and the empty line after it, with their line ends.
 std::wstring RegFileHeader();
 /// A key's section heading with its line end.
@@ -49,7 +53,8 @@ std::wstring FormatRegValue(const std::wstring& name, const RegistryValue& value
 /// UTF-8 to standard output. Ends the command when that fails.
 void SaveRegFile(const std::wstring& path, const std::wstring& text);
 
-/// Splits a key such as "HKCU\Software" (or with the long name of the hive) into hive and path.
+/// Splits a key such as "HKCU\Software" (or with the long name of the hive) into hive and path. The
+/// path is empty for a hive; it neither begins nor ends with a backslash.
 bool ParseKeyPath(std::wstring_view text, HKEY* root, std::wstring* path);
 /// The long form of a key's path; the path itself if the root is null.
 std::wstring FullKeyPath(HKEY root, const std::wstring& path);

@@ -368,7 +368,7 @@ std::vector<RegChange> ChangesOf(const std::wstring& file) {
   if (!ReadFile(file, &bytes)) Fail(kUnreadable, CannotRead(file));
   std::vector<RegChange> changes;
   std::vector<RegFault> faults;
-  ParseRegFile(DecodeText(bytes), &changes, &faults);
+  ParseRegBytes(bytes, &changes, &faults);
   for (const RegFault& fault : faults) {
     PrintMessage(Format(L"%ls:%zu: %ls", file.c_str(), fault.line, fault.message.c_str()));
   }
