@@ -53,28 +53,37 @@ std::string TakeLine(std::string_view* text, std::size_t width) {
 }  // namespace
 
 std::string Printable(std::wstring_view text) {
-  std::string printable;
-  for (const char byte : WideToUtf8(text)) {
-    const auto code = static_cast<unsigned char>(byte);
-    switch (byte) {
-      case '\t':
-        printable += "\\t";
+  std::wstring printable;
+  for (const wchar_t unit : text) {
+    switch (unit) {
+      case L'\t':
+        printable += L"\\t";
         break;
-      case '\r':
-        printable += "\\r";
+      case L'\r':
+        printable += L"\\r";
         break;
-      case '\n':
-        printable += "\\n";
+      case L'\n':
+        printable += L"\\n";
         break;
       default:
-        if (code < 0x20 || code == 0x7F) {
-          printable += "\\x" + HexOf({&byte, 1});
+        // Some terminals take U+009B for ESC and a bracket.
+        if (unit < 0x20 || (unit >= 0x7F && unit < 0xA0)) {
+          const auto byte = static_cast<char>(unit);
+          printable += L"\\x" + HexOf<std::wstring>({&byte, 1});
         } else {
-          printable += byte;
+          printable += unit;
         }
     }
   }
-  return printable;
+  return WideToUtf8(printable);
+}
+
+std::string PrintableLines(std::wstring_view lines) {
+  std::string printable;
+  for (std::size_t end; (end = lines.find(L'\n')) != lines.npos; lines.remove_prefix(end + 1)) {
+    printable += Printable(lines.substr(0, end)) + '\n';
+  }
+  return printable + Printable(lines);
 }
 
 std::wstring Wrapped(std::wstring_view text, std::wstring_view indent, std::size_t width) {
@@ -134,7 +143,7 @@ void SetVerbosity(Verbosity verbosity) {
 
 void PrintMessage(const std::wstring& message) {
   HideProgress();
-  WriteOutput(OutputStream::kMessages, "orv: " + WideToUtf8(message) + "\n");
+  WriteOutput(OutputStream::kMessages, "orv: " + PrintableLines(message) + "\n");
 }
 
 void PrintNote(const std::wstring& message) {

@@ -32,6 +32,8 @@ bool PrintContent(std::string_view bytes);
 /// Converts text to UTF-8 and writes control characters as escapes such as "\t", so that they
 /// cannot move the cursor or end the line.
 std::string Printable(std::wstring_view text);
+/// The same for text of several lines, which keeps its line feeds.
+std::string PrintableLines(std::wstring_view lines);
 
 /// Wraps text into lines of at most `width` characters after `indent`; a longer word gets its own
 /// line.
@@ -57,6 +59,7 @@ enum class Verbosity { kQuiet, kNormal, kVerbose };
 void SetVerbosity(Verbosity verbosity);
 
 /// Writes "orv: MESSAGE" and a line end to standard error: why something failed, or what is wrong.
+/// Control characters, which names from files can have, are shown as escapes.
 void PrintMessage(const std::wstring& message);
 /// Writes a message that the user can do without, unless `--quiet` is given.
 void PrintNote(const std::wstring& message);

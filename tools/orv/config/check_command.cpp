@@ -74,13 +74,14 @@ class FindingPrinter {
       if (asJson_) {
         AddToJson(file, at, finding);
       } else {
-        shown += WideToUtf8(Format(
-            L"%ls:%d:%d: %ls[%ls]: ", file.c_str(), at.line, at.column,
-            Painted(NameOf(finding.rule->severity), finding.rule->severity == Severity::kError
-                                                        ? TextColour::kRed
-                                                        : TextColour::kYellow)
-                .c_str(),
-            std::wstring(finding.rule->name).c_str()));
+        shown +=
+            Printable(file) + WideToUtf8(Format(L":%d:%d: %ls[%ls]: ", at.line, at.column,
+                                                Painted(NameOf(finding.rule->severity),
+                                                        finding.rule->severity == Severity::kError
+                                                            ? TextColour::kRed
+                                                            : TextColour::kYellow)
+                                                    .c_str(),
+                                                std::wstring(finding.rule->name).c_str()));
         shown += Printable(finding.text) + " | allowed: " + Printable(finding.allowed) +
                  " | write: " + Printable(finding.proposal) + "\n";
       }

@@ -272,7 +272,7 @@ std::optional<std::wstring> Ask(const FoundProperty& property) {
                                    : std::wstring();
   StopProgress();
   WriteOutput(OutputStream::kMessages,
-              WideToUtf8(property.name + meaning + L" [" + property.value + L"]: "));
+              Printable(property.name + meaning + L" [" + property.value + L"]: "));
   std::string answer;
   if (!ReadInputLine(&answer)) return {};
   return answer.empty() ? property.value : Utf8ToWide(answer);

@@ -2,6 +2,7 @@
 #include <memory>
 #include <utility>
 
+#include "base/utf8.h"
 #include "orv/text/format.h"
 #include "orv/xml/line_index.h"
 #include "orv/xml/markup.h"
@@ -226,9 +227,11 @@ void AddFault(const XmlFault& fault, const TextPosition& at, JsonWriter* json) {
 }
 
 void PrintFault(const std::wstring& path, const XmlFault& fault, const TextPosition& at) {
-  Print(Format(L"%ls:%d:%d: %ls: %ls | allowed: %ls | write: %ls\n", path.c_str(), at.line,
-               at.column, Painted(L"error", TextColour::kRed).c_str(), fault.text.c_str(),
-               fault.allowed.c_str(), fault.proposal.c_str()));
+  Print(Printable(Format(L"%ls:%d:%d: ", path.c_str(), at.line, at.column)) +
+        WideToUtf8(Painted(L"error", TextColour::kRed)) +
+        Printable(Format(L": %ls | allowed: %ls | write: %ls", fault.text.c_str(),
+                         fault.allowed.c_str(), fault.proposal.c_str())) +
+        '\n');
 }
 
 /// Checks a file. Prints the findings, or adds them to `json` if it is not null. Returns the exit
@@ -259,9 +262,11 @@ ExitCode CheckFile(const std::wstring& path, bool isLenient, JsonWriter* json) {
     json->EndArray();
     json->EndObject();
   } else {
-    Print(Format(L"%ls: %ls, %ls bytes%ls, %ls\n", path.c_str(), ReadingOf(facts, declared).c_str(),
-                 facts.bytes.c_str(), facts.loss.empty() ? L"" : L" (characters lost)",
-                 isGood ? L"well formed" : L"not well formed"));
+    Print(Printable(Format(L"%ls: %ls, %ls bytes%ls, %ls", path.c_str(),
+                           ReadingOf(facts, declared).c_str(), facts.bytes.c_str(),
+                           facts.loss.empty() ? L"" : L" (characters lost)",
+                           isGood ? L"well formed" : L"not well formed")) +
+          '\n');
     for (const XmlFault& fault : faults) PrintFault(path, fault, lines.Find(fault.offset));
   }
   return isGood ? kDone : kFindings;
