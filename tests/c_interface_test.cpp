@@ -185,6 +185,19 @@ TEST_F(CInterface, ReportsATargetThatCannotBeWritten) {
   EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
 }
 
+#ifndef _WIN32
+TEST_F(CInterface, ReadsAFileToItsEnd) {
+  constexpr char kFile[] = "/proc/version";  // the system states that it has 0 bytes
+  const Units path(L"/proc/version");
+  const std::string bytes = orv::test::ReadBytes(kFile);
+  std::uint8_t expected[32] = {};
+  std::uint8_t digest[32] = {};
+  ASSERT_EQ(orv_hash(bytes.data(), static_cast<std::uint32_t>(bytes.size()), expected), ORV_OK);
+  ASSERT_EQ(orv_hash_file(path.data(), path.size(), digest), ORV_OK);
+  EXPECT_EQ(std::memcmp(digest, expected, sizeof digest), 0);
+}
+#endif
+
 TEST_F(CInterface, RefusesTextsWithNul) {
   const std::uint16_t nul[] = {'a', 0, 'b'};
   const std::uint16_t plain[] = {'a'};

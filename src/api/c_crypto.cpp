@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "api/c_call.h"
 #include "orv/c_api.h"
@@ -40,16 +41,18 @@ std::int32_t TransformForC(const Transform& transform, const void* bytes, std::u
   });
 }
 
-/// Reads a file of less than 4 GiB.
+/// Reads a file of less than 4 GiB, to its end: its size could change after it was asked for.
 bool ReadFileForC(const std::wstring& path, std::string* bytes) {
+  constexpr std::size_t kMaxSize = std::numeric_limits<std::uint32_t>::max();
   std::error_code error;
-  const std::uintmax_t size = std::filesystem::file_size(orv::ToPath(path), error);
-  if (error || size > std::numeric_limits<std::uint32_t>::max()) return false;
+  if (!std::filesystem::is_regular_file(orv::ToPath(path), error)) return false;
   std::ifstream file(orv::ToPath(path), std::ios::binary);
-  bytes->resize(static_cast<std::size_t>(size));
-  file.read(bytes->data(), static_cast<std::streamsize>(size));
-  // A file that was replaced or written to in the meantime may have more bytes.
-  return file.good() && file.peek() == std::ifstream::traits_type::eof() && !file.bad();
+  std::vector<char> part(1 << 16);
+  while (file && bytes->size() <= kMaxSize) {
+    file.read(part.data(), static_cast<std::streamsize>(part.size()));
+    bytes->append(part.data(), static_cast<std::size_t>(file.gcount()));
+  }
+  return file.eof() && !file.bad() && bytes->size() <= kMaxSize;
 }
 
 std::int32_t TransformFileForC(const Transform& transform, const std::uint16_t* source,
