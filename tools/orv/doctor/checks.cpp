@@ -329,8 +329,8 @@ std::optional<Result> StockItems(const Examined& examined) {
   LONG error = ReadStockItems(path, &items);
   if (error == ERROR_SUCCESS) error = ReadStockItems(kCommonStockItemsPath, &common);
   if (error != ERROR_SUCCESS) return WithoutSettings(examined, L"cannot be read", error);
-  const std::wstring counts =
-      Format(L"%zu of the printer, %zu common", items.size(), common.size());
+  const std::size_t own = items.size();
+  const std::wstring counts = Format(L"%zu of the printer, %zu common", own, common.size());
   items.insert(items.end(), common.begin(), common.end());
   const auto isTooWide = [&](const StockItem& item) {
     return examined.config && item.PaperWidth > static_cast<DWORD>(std::max(
@@ -338,11 +338,14 @@ std::optional<Result> StockItems(const Examined& examined) {
   };
   const auto wide = std::ranges::find_if(items, isTooWide);
   if (wide == items.end()) return Result{Health::kOk, counts};
+  const bool isOwn = static_cast<std::size_t>(wide - items.begin()) < own;
+  const std::wstring owner =
+      isOwn ? L" --printer " + Quoted(examined.printer->printerName) : L" --common";
   return Result{Health::kWarning,
                 Quoted(wide->DisplayName) + L" is " + LengthText(wide->PaperWidth) +
                     L" wide, but the printer's labels are at most " +
                     LengthText(examined.config->device.label.widthMax) + L" wide",
-                L"orv stock edit " + Quoted(FormatGuid(wide->guid)) + L" changes it"};
+                L"orv stock edit " + Quoted(FormatGuid(wide->guid)) + owner + L" changes it"};
 }
 
 // --- The record ---
