@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "platform/letter_case.h"
+#include "tools/orv/common/input.h"
 
 namespace orv::tool {
 namespace {
@@ -68,7 +69,7 @@ std::wstring_view EndingOf(std::wstring_view name) {
   return point == name.npos ? std::wstring_view() : name.substr(point + 1);
 }
 
-bool IsDocument(const std::wstring& name) {
+bool IsDocument(std::wstring_view name) {
   const std::wstring ending = LowerCase(std::wstring(EndingOf(name)));
   return std::ranges::find(kDocumentEndings, ending) != std::end(kDocumentEndings);
 }
@@ -80,8 +81,7 @@ std::wstring DocumentAt(std::wstring_view text) {
        point = text.find(L'.', point + 1)) {
     std::size_t end = point + 1;
     while (end < text.size() && IsWord(text[end])) ++end;
-    std::wstring name(text.substr(0, end));
-    if (IsDocument(name)) return name;
+    if (IsDocument(text.substr(point, end - point))) return std::wstring(text.substr(0, end));
   }
   return {};
 }
@@ -209,7 +209,7 @@ void Redactor::LearnAddresses(std::wstring_view text) {
     const std::wstring_view user = text.substr(start, at - start);
     const std::wstring_view computer = text.substr(at + 1, end - at - 1);
     // Such as label@2x.png, and single letters, which are also drives.
-    if (user.size() < 2 || computer.size() < 2 || IsDocument(std::wstring(computer))) continue;
+    if (user.size() < 2 || computer.size() < 2 || IsDocument(computer)) continue;
     if (!IsNumber(user)) Add(kUser, user);
     if (!IsNumber(computer)) Add(kComputer, computer);
   }
@@ -226,7 +226,13 @@ void Redactor::LearnLabelled(std::wstring_view text) {
       if (kind == kDocument) {
         AddFile(name);
       } else {
-        Add(kind, name.substr(name.find_last_of(L'\\') + 1));
+        // Before the name of a user there can be that of a domain, or of the computer.
+        const std::size_t separator = name.find_last_of(L'\\');
+        if (separator != name.npos) {
+          const std::wstring_view domain = Trim(name.substr(0, separator), L"\\");
+          if (!IsNumber(domain)) Add(kComputer, domain);
+        }
+        Add(kind, name.substr(separator + 1));  // npos + 1 is 0
       }
     }
   }
