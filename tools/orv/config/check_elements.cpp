@@ -287,10 +287,11 @@ std::wstring Checker::ReportUnknown(std::span<const PropertyRule> rules,
   std::wstring nearest(Nearest(property.name, keys));
   std::vector<TextEdit> edits;
   const std::size_t attribute = static_cast<std::size_t>(xml_.GetAttribOffset(L"name"));
-  const std::size_t at = xml_.GetDoc().find(property.name, attribute + 4);
-  // A name with entities is not found in the tag.
   const std::size_t tagEnd = static_cast<std::size_t>(property.slot.offset);
-  if (!nearest.empty() && at < tagEnd) {
+  const std::size_t at =
+      std::wstring_view(xml_.GetDoc()).substr(0, tagEnd).find(property.name, attribute + 4);
+  // A name with entities is not found in the tag.
+  if (!nearest.empty() && at != std::wstring_view::npos) {
     edits.push_back({static_cast<int>(at), static_cast<int>(property.name.size()), nearest});
   }
   findings_.Add({&RuleName(L"unknown-property").rule(), property.offset, text, Join(keys),

@@ -226,11 +226,17 @@ std::wstring FaultOf(const EditedConfig& file, const std::vector<std::wstring>& 
   const std::vector<Finding> findings = CheckConfig(file.text, {});
   for (const std::wstring& key : keys) {
     const FoundProperty property = FindProperty(file, key, line);
+    // An empty-element tag has no text, and its findings are at the tag.
+    const int size = property.slot.text.empty() ? property.slot.length : 0;
+    const auto isInValue = [&](int offset) {
+      return offset == property.valueOffset ||
+             (offset > property.valueOffset && offset < property.valueOffset + size);
+    };
     for (const Finding& finding : findings) {
       const auto isSame = [&](const Finding& old) {
         return old.rule == finding.rule && old.offset == finding.offset;
       };
-      if (finding.offset == property.valueOffset && finding.rule->name != L"placeholder-left" &&
+      if (isInValue(finding.offset) && finding.rule->name != L"placeholder-left" &&
           std::none_of(before.begin(), before.end(), isSame)) {
         return Described(finding);
       }
