@@ -15,6 +15,7 @@
 #include "platform/clock.h"
 #include "platform/error_text.h"
 #include "platform/files.h"
+#include "platform/letter_case.h"
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/lengths.h"
@@ -225,6 +226,8 @@ void ForEachText(ReportFacts* facts, const std::function<void(std::wstring*)>& u
 
 /// Replaces the names of users, computers and documents.
 void Redact(ReportFacts* facts) {
+  constexpr wchar_t kCreator[] = L"creator";
+  constexpr wchar_t kRemoved[] = L"(removed)";
   Redactor redactor;
   // A user has chosen the names of these files, whatever their endings.
   redactor.AddFile(facts->record.path);
@@ -232,7 +235,13 @@ void Redact(ReportFacts* facts) {
   ForEachText(facts, [&](std::wstring* text) { redactor.Learn(*text); });
   ForEachText(facts, [&](std::wstring* text) { *text = redactor.Redacted(*text); });
   for (ConfigValue& value : facts->model.values) {
-    if (value.section == L"fileInfo" && value.key == L"creator") value.text = L"(removed)";
+    if (value.section == L"fileInfo" && value.key == kCreator) value.text = kRemoved;
+  }
+  // What to write instead of a faulty one can be the name as it is meant.
+  for (ReportFinding& finding : facts->model.findings) {
+    const bool isOfCreator =
+        LowerCase(finding.text + finding.proposal).find(kCreator) != std::wstring::npos;
+    if (isOfCreator && finding.rule->name != L"missing-property") finding.proposal = kRemoved;
   }
 }
 
