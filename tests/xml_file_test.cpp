@@ -789,7 +789,12 @@ TEST_F(XmlFile, TheLastNodeIsFoundWhereTheTextHasMovedTo) {
 TEST_F(XmlFile, AFileOfOneLineIsReadInParts) {
   // Two-byte characters, of which every part of the file cuts some; "ISO-2022-JP" is read whole.
   const std::pair<const char*, std::string> cases[] = {
-      {"gbk", "\xB0\xA1"}, {"shift_jis", "\x88\x9F"}, {"iso-2022-jp", "\x1B$B0!\x1B(B"}};
+    {"gbk", "\xB0\xA1"},
+    {"shift_jis", "\x88\x9F"},
+#if !defined(_WIN32)  // Wine does not have this code page
+    {"iso-2022-jp", "\x1B$B0!\x1B(B"},
+#endif
+  };
   for (const auto& [encoding, character] : cases) {
     SCOPED_TRACE(encoding);
     std::string bytes = std::string("<?xml encoding='") + encoding + "'?><r>";
@@ -804,7 +809,7 @@ TEST_F(XmlFile, AFileOfOneLineIsReadInParts) {
     for (; doc.FindElem(L"item"); ++items) {
       longest = std::max(longest, doc.GetDoc().size());
       const std::wstring data = doc.GetData();
-      if (data.size() != 2 || data[0] != data[1] || data[0] < 0x4E00) ADD_FAILURE() << Show(data);
+      ASSERT_TRUE(data.size() == 2 && data[0] == data[1] && data[0] >= 0x4E00) << Show(data);
     }
     EXPECT_EQ(items, kItems);
     EXPECT_TRUE(doc.IsWellFormed());

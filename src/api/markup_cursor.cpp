@@ -25,6 +25,35 @@ void Take(const orv::Attribute& attribute, CMarkupAttrib* taken) {
   taken->bIsPlain = attribute.isPlain && !orv::NormalizesWhitespace(taken->nFlags);
 }
 
+// The next three functions are out of line, so that what nearly always happens needs no stack.
+
+/// Starts at the attributes of any node; false if it has no tag.
+[[gnu::noinline]] bool StartAnywhere(const orv::Document& document, int element, int nodeOffset,
+                                     int nodeLength, orv::detail::TagPlace& at) {
+  const int type = element != 0 ? CMarkup::NODE_ELEMENT : CMarkup::NODE_PROCESSING_INSTRUCTION;
+  const orv::Place place{
+      .main = element, .nodeType = type, .nodeOffset = nodeOffset, .nodeLength = nodeLength};
+  const orv::TagText tag = orv::PlaceReader(document, place).Tag(false);
+  if (tag.nameStart < 0) return false;
+  orv::AttributeCursor::Start(tag.text, tag.nameStart, tag.shift, at);
+  return true;
+}
+
+[[gnu::noinline]] void TakeNextOfAnySpelling(orv::detail::TagPlace& at, CMarkupAttrib* taken) {
+  orv::Attribute attribute;
+  do {
+    if (!orv::AttributeCursor::NextOfAnySpelling(at, &attribute)) {
+      at.next = nullptr;
+      return;
+    }
+  } while (attribute.name.empty());
+  Take(attribute, taken);
+}
+
+[[gnu::noinline]] std::wstring_view NodeData(const orv::PlaceReader& at, std::wstring* buffer) {
+  return at.Data(buffer);
+}
+
 }  // namespace
 
 CMarkupAttribs::Iterator::Iterator(const orv::Document* pDocument, int nElement, int nNodeOffset,
@@ -32,24 +61,11 @@ CMarkupAttribs::Iterator::Iterator(const orv::Document* pDocument, int nElement,
   const orv::Document& document = *pDocument;
   m_attrib.nFlags = document.flags;
   if (nElement == 0 || document[nElement].start < document.GapStart()) {
-    StartAnywhere(document, nElement, nNodeOffset, nNodeLength);
+    if (StartAnywhere(document, nElement, nNodeOffset, nNodeLength, m_place)) ++*this;
     return;
   }
   const int start = document[nElement].start;
   orv::AttributeCursor::Start(document.text, start + 1, start - document.OffsetOf(start), m_place);
-  ++*this;
-}
-
-// Out of line, like the next function that is, so that what nearly always happens needs no stack.
-[[gnu::noinline]] void CMarkupAttribs::Iterator::StartAnywhere(const orv::Document& document,
-                                                               int nElement, int nNodeOffset,
-                                                               int nNodeLength) {
-  const int type = nElement != 0 ? CMarkup::NODE_ELEMENT : CMarkup::NODE_PROCESSING_INSTRUCTION;
-  const orv::Place place{
-      .main = nElement, .nodeType = type, .nodeOffset = nNodeOffset, .nodeLength = nNodeLength};
-  const orv::TagText tag = orv::PlaceReader(document, place).Tag(false);
-  if (tag.nameStart < 0) return;
-  orv::AttributeCursor::Start(tag.text, tag.nameStart, tag.shift, m_place);
   ++*this;
 }
 
@@ -59,20 +75,11 @@ CMarkupAttribs::Iterator& CMarkupAttribs::Iterator::operator++() {
     return *this;
   }
   orv::Attribute attribute;
-  if (!orv::AttributeCursor::NextUsual(m_place, &attribute)) return NextOfAnySpelling();
-  Take(attribute, &m_attrib);
-  return *this;
-}
-
-[[gnu::noinline]] CMarkupAttribs::Iterator& CMarkupAttribs::Iterator::NextOfAnySpelling() {
-  orv::Attribute attribute;
-  do {
-    if (!orv::AttributeCursor::NextOfAnySpelling(m_place, &attribute)) {
-      m_place.next = nullptr;
-      return *this;
-    }
-  } while (attribute.name.empty());
-  Take(attribute, &m_attrib);
+  if (orv::AttributeCursor::NextUsual(m_place, &attribute)) {
+    Take(attribute, &m_attrib);
+  } else {
+    TakeNextOfAnySpelling(m_place, &m_attrib);
+  }
   return *this;
 }
 
@@ -142,11 +149,7 @@ bool CMarkupCursor::GetAttrib(std::wstring_view strName, std::wstring* pstrBuffe
 
 std::wstring_view CMarkupCursor::GetData(std::wstring* pstrBuffer) const {
   const orv::PlaceReader at(*m_pDocument, m_place);
-  return at.IsElement() ? m_pDocument->Data(m_place.main, pstrBuffer) : GetNodeData(pstrBuffer);
-}
-
-[[gnu::noinline]] std::wstring_view CMarkupCursor::GetNodeData(std::wstring* pstrBuffer) const {
-  return orv::PlaceReader(*m_pDocument, m_place).Data(pstrBuffer);
+  return at.IsElement() ? m_pDocument->Data(m_place.main, pstrBuffer) : NodeData(at, pstrBuffer);
 }
 
 std::wstring_view CMarkupCursor::GetRawData() const {

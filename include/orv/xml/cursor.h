@@ -104,10 +104,6 @@ class ORV_EXPORT CMarkupAttribs {
     bool operator==(std::default_sentinel_t) const { return m_place.next == nullptr; }
 
    private:
-    void StartAnywhere(const orv::Document& document, int nElement, int nNodeOffset,
-                       int nNodeLength);
-    Iterator& NextOfAnySpelling();
-
     CMarkupAttrib m_attrib;
     orv::detail::TagPlace m_place;
   };
@@ -193,8 +189,6 @@ class ORV_EXPORT CMarkupCursor {
 
  private:
   friend class CMarkupChildren;
-
-  std::wstring_view GetNodeData(std::wstring* pstrBuffer) const;
 
   const orv::Document* m_pDocument;
   orv::detail::Place m_place;
