@@ -1,10 +1,10 @@
-#define PSAPI_VERSION 2
 #include "platform/processes.h"
 
 #include <windows.h>
 
-#include <psapi.h>
 #include <tlhelp32.h>
+
+#include <algorithm>
 
 namespace orv {
 namespace {
@@ -80,10 +80,14 @@ void CloseProcessHandle(HANDLE process) {
 }
 
 bool GetProcessPath(HANDLE process, std::wstring* path) {
-  wchar_t buffer[kMaxProcessPath];
-  const DWORD length = GetModuleFileNameExW(process, nullptr, buffer, kMaxProcessPath);
-  path->assign(buffer, length);
-  return length != 0;
+  // Unlike `GetModuleFileNameExW` it also reads a 64-bit process from a 32-bit one. It fails if the
+  // buffer is too short.
+  constexpr DWORD kMaxPath = 32767;
+  DWORD length = kMaxPath;
+  path->resize(kMaxPath);
+  const bool isRead = QueryFullProcessImageNameW(process, 0, path->data(), &length) != FALSE;
+  path->resize(isRead ? std::min(length, kMaxProcessPath - 1) : 0);
+  return isRead;
 }
 
 bool GetProcessCreationTime(HANDLE process, std::uint64_t* creationTime) {
