@@ -19,6 +19,12 @@ HANDLE HandleOf(OutputStream stream) {
   return GetStdHandle(stream == OutputStream::kResults ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
 }
 
+/// The number of code units of a text to write at once: half a character is shown as an error.
+std::size_t UnitsToWrite(std::wstring_view text, std::size_t max) {
+  if (text.size() <= max) return text.size();
+  return IS_HIGH_SURROGATE(text[max - 1]) ? max - 1 : max;
+}
+
 }  // namespace
 
 std::vector<std::string> CommandLineArguments(int, char**) {
@@ -42,7 +48,8 @@ bool WriteOutput(OutputStream stream, std::string_view text) {
   if (IsTerminal(stream)) {
     const std::wstring wide = Utf8ToWide(text);
     for (std::size_t at = 0; at < wide.size(); at += written) {
-      const auto count = static_cast<DWORD>(std::min<std::size_t>(wide.size() - at, kMaxWrite));
+      const auto count =
+          static_cast<DWORD>(UnitsToWrite(std::wstring_view(wide).substr(at), kMaxWrite));
       if (!WriteConsoleW(output, wide.data() + at, count, &written, nullptr) || written == 0) {
         return false;
       }
