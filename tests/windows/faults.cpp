@@ -72,7 +72,7 @@ FAILING_KIND(kAllocation, HeapAlloc, 0, ERROR_NOT_ENOUGH_MEMORY)
 FAILING(CreateFileW, -1, ERROR_ACCESS_DENIED)
 FAILING(_wfopen, 0, ERROR_ACCESS_DENIED)
 FAILING(CreateToolhelp32Snapshot, -1, ERROR_ACCESS_DENIED)
-FAILING(CreateMutexW, 0, ERROR_ACCESS_DENIED)
+FAILING(CreateMutexExW, 0, ERROR_ACCESS_DENIED)
 FAILING(OpenProcess, 0, ERROR_ACCESS_DENIED)
 // No memory for an answer of the spooler counts as a failure of the spooler.
 FAILING(GlobalAlloc, 0, ERROR_NOT_ENOUGH_MEMORY)

@@ -160,7 +160,11 @@ LONG WriteValues(HKEY key, const std::vector<NamedRegistryValue>& values) {
 /// replace the other's revision too early.
 class WriterLock {
  public:
-  WriterLock() : mutex_(CreateMutexW(nullptr, FALSE, L"Local\\orv_registry_writer")) {
+  // With only the rights that it needs: an elevated process of the same user, which may have
+  // created the mutex, does not grant all of them.
+  WriterLock()
+      : mutex_(CreateMutexExW(nullptr, L"Local\\orv_registry_writer", 0,
+                              SYNCHRONIZE | MUTEX_MODIFY_STATE)) {
     constexpr DWORD kMilliseconds = 10000;
     const DWORD waited =
         mutex_ != nullptr ? WaitForSingleObject(mutex_, kMilliseconds) : WAIT_FAILED;
