@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <iterator>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -22,7 +23,7 @@
 #include "platform/registry_cache.h"
 
 /// One hive of the settings store: an SQLite file, whose tables `docs/registry.md` describes. Not
-/// thread-safe; the registry holds the lock.
+/// thread-safe; the registry holds the hive's lock.
 
 namespace orv {
 
@@ -176,7 +177,9 @@ class Transaction {
 /// file systems that use the system's clock with a resolution below a millisecond qualify.
 class Hive {
  public:
-  explicit Hive(std::string path) : path_(std::move(path)), version_(NewVersion()) {}
+  /// The lock outlives the hive, which does not use it.
+  Hive(std::string path, std::timed_mutex* lock)
+      : path_(std::move(path)), lock_(lock), version_(NewVersion()) {}
   Hive(const Hive&) = delete;
   Hive& operator=(const Hive&) = delete;
   ~Hive() { Disconnect(); }
@@ -218,6 +221,7 @@ class Hive {
 
   sqlite3* database() const { return database_; }
   const std::string& path() const { return path_; }
+  std::timed_mutex& lock() const { return *lock_; }
 
   /// Ends a transaction by rolling it back. If even that fails, the connection is closed, which
   /// also rolls back: the cache is dropped, the caller gets the original error, and the next call
@@ -292,6 +296,7 @@ class Hive {
   void Disconnect();
 
   std::string path_;
+  std::timed_mutex* lock_;
   sqlite3* database_ = nullptr;
   DWORD owner_ = 0;        ///< the process that opened the connection
   FileIdentity identity_;  ///< the file that it reads
