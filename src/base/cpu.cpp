@@ -29,15 +29,19 @@ CpuLevel ChooseCpuLevel() {
 
 CpuLevel SupportedCpuLevel() {
 #if defined(__x86_64__)
-  if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("avx512f") &&
-      __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl") &&
-      __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2")) {
-    return CpuLevel::kAvx512;
+  // The first processors with SSE4.1 lack POPCNT, and a virtual machine may hide any instructions.
+  if (!__builtin_cpu_supports("sse4.1") || !__builtin_cpu_supports("popcnt")) {
+    return CpuLevel::kPlain;
   }
-  if (__builtin_cpu_supports("avx2")) return CpuLevel::kAvx2;
-  if (__builtin_cpu_supports("sse4.1")) return CpuLevel::kSse41;
-#endif
+  if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("bmi")) return CpuLevel::kSse41;
+  const bool hasAvx512 = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+                         __builtin_cpu_supports("avx512vl") &&
+                         __builtin_cpu_supports("avx512vbmi") &&
+                         __builtin_cpu_supports("avx512vbmi2");
+  return hasAvx512 ? CpuLevel::kAvx512 : CpuLevel::kAvx2;
+#else
   return CpuLevel::kPlain;
+#endif
 }
 
 CpuLevel ActiveCpuLevel() {

@@ -8,7 +8,8 @@
 namespace orv {
 
 /// The instruction sets that the library has kernels for; each includes those before it. Results
-/// are bit-identical on every level. `kAvx512` means F, BW, VL, VBMI and VBMI2.
+/// are bit-identical on every level. `kSse41` includes POPCNT, and `kAvx2` BMI1; `kAvx512` means F,
+/// BW, VL, VBMI and VBMI2.
 enum class CpuLevel { kPlain, kSse41, kAvx2, kAvx512 };
 
 /// The highest level that this processor supports.
