@@ -173,11 +173,14 @@ TEST_F(RegistryTest, RefusesInvalidHandles) {
     RegistryValue value = RegistryValue::FromText(L"x");
     Names names;
     std::vector<orv::NamedRegistryValue> values;
+    const orv::RegistryChange change{orv::RegistryChange::Kind::kMakeKey, bogus, L"a", L"", {}};
+    std::size_t failed = 0;
     for (const LONG result :
          {key.Open(bogus, L"a", RegistryAccess::kRead), key.Create(bogus, L"a"),
           orv::SetRegistryValue(bogus, L"a", value), orv::GetRegistryValue(bogus, L"a", &value),
           orv::DeleteRegistryValue(bogus, L"a"), orv::DeleteRegistryTree(bogus, L"a"),
-          orv::ListRegistryKeys(bogus, &names), orv::ListRegistryValues(bogus, &values)}) {
+          orv::ListRegistryKeys(bogus, &names), orv::ListRegistryValues(bogus, &values),
+          orv::ChangeRegistry({&change, 1}, &failed)}) {
       EXPECT_EQ(result, ERROR_INVALID_HANDLE);
     }
   }

@@ -562,6 +562,44 @@ TEST_F(RegistryFileTest, AWriteThatFailsKeepsTheOldItems) {
   expectOld();
 }
 
+TEST_F(RegistryFileTest, ChangesThatFailLeaveBothHivesAsTheyWere) {
+  using Kind = orv::RegistryChange::Kind;
+  const RegistryValue value = RegistryValue::FromText(L"new");
+  std::size_t failed = 9;
+  const orv::RegistryChange deletion{Kind::kDeleteKey, HKEY_LOCAL_MACHINE, L"Key", L"", {}};
+  EXPECT_EQ(orv::ChangeRegistry({&deletion, 1}, &failed), ERROR_SUCCESS);
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));  // nothing to delete, and no file
+  Write(L"old");
+  std::vector<orv::RegistryChange> changes = {
+      {Kind::kSetValue, HKEY_CURRENT_USER, L"Key", L"Value", value},
+      deletion,
+      {Kind::kSetValue, HKEY_LOCAL_MACHINE, L"Key", L"Value", value},
+      {Kind::kMakeKey, HKEY_CURRENT_USER, std::wstring(256, L'k'), L"", {}},
+  };
+  const auto expectOld = [&](LONG error, std::size_t at) {
+    EXPECT_EQ(orv::ChangeRegistry(changes, &failed), error);
+    EXPECT_EQ(failed, at);
+    EXPECT_EQ(Read(), L"old");
+    RegistryKey key;
+    EXPECT_NE(key.Open(HKEY_LOCAL_MACHINE, L"Key", RegistryAccess::kRead), ERROR_SUCCESS);
+  };
+  expectOld(ERROR_INVALID_PARAMETER, 3);
+  changes.pop_back();
+  // The machine's hive cannot be written: its first change is the one that fails.
+  const std::filesystem::path machine = folder_.path() / "store/machine.sqlite";
+  orv::test::WriteBytes(machine, std::string(4096, 'x'));
+  expectOld(ERROR_BADDB, 1);
+  std::filesystem::remove(machine);
+  {
+    LockHolder holder(folder_.path() / "store/user.sqlite");
+    EXPECT_EQ(orv::ChangeRegistry(changes, &failed), ERROR_BUSY);
+    EXPECT_EQ(failed, 0u);
+    holder.Release();
+  }
+  EXPECT_EQ(orv::ChangeRegistry(changes, &failed), ERROR_SUCCESS);
+  EXPECT_EQ(Read(), L"new");
+}
+
 TEST_F(RegistryFileTest, AForkedProcessOpensItsOwnConnection) {
   Write(L"parent");
   RegistryKey key;

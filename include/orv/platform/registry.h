@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <span>
 #include <string>
 #include <utility>
@@ -113,6 +114,24 @@ ORV_EXPORT LONG ReadRegistryKeys(HKEY key, std::vector<RegistrySubKey>* subKeys)
 /// changes with each write. A sub-key without any value is one that has only just been created, and
 /// is not read.
 ORV_EXPORT LONG WriteRegistryKeys(HKEY key, std::span<const RegistrySubKey> subKeys);
+
+/// A change of the settings store.
+struct RegistryChange {
+  /// What changes; a key is deleted with everything below it.
+  enum class Kind { kMakeKey, kDeleteKey, kSetValue, kDeleteValue };
+  Kind kind;            ///< what this one changes
+  HKEY root;            ///< `HKEY_CURRENT_USER` or `HKEY_LOCAL_MACHINE`
+  std::wstring path;    ///< of the key below its root
+  std::wstring name;    ///< of the value; empty is the key's default value
+  RegistryValue value;  ///< the one to set
+};
+
+/// Makes changes in their order. Keys are created if they are missing, except by `kDeleteKey`;
+/// deleting what is missing does nothing. If a change fails, `*failed` is its index.
+/// On Linux all changes of a hive are one transaction, and a failure leaves both hives as they
+/// were; only if writing the second file fails at the very end, the first one is changed. The
+/// Windows registry has no transactions: there a failure leaves the changes before it made.
+ORV_EXPORT LONG ChangeRegistry(std::span<const RegistryChange> changes, std::size_t* failed);
 
 /// The name of a hive's store for messages: its file on Linux, the root's name on Windows.
 ORV_EXPORT std::wstring RegistryStoreName(HKEY hive);

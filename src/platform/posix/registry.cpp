@@ -133,11 +133,16 @@ std::optional<KeyHandle> Resolve(Store* store, HKEY key) {
   return found->second;
 }
 
+/// Makes a call outside a request a request of its own.
+void BeginCall() {
+  Request& request = Request::OfThread();
+  if (request.number == 0) request = {};
+}
+
 /// Runs `work(store, key)` on a key with its hive locked.
 template <typename Work>
 LONG Use(HKEY handle, Work work) {
-  Request& request = Request::OfThread();
-  if (request.number == 0) request = {};  // each call is a request of its own
+  BeginCall();
   Store& store = TheStore();
   const std::optional<KeyHandle> key = Resolve(&store, handle);
   if (!key) return ERROR_INVALID_HANDLE;
@@ -175,22 +180,31 @@ LONG Read(HKEY handle, Work work) {
 
 enum class MissingFile { kCreate, kReport };
 
+LONG PrepareWrite(Hive* hive, MissingFile missingFile) {
+  return missingFile == MissingFile::kCreate ? hive->PrepareWrite() : hive->PrepareRead();
+}
+
+/// Begins to write a hive that is prepared, for a key that must be there.
+LONG BeginWrite(Hive* hive, sqlite3_int64 row, std::optional<Transaction>* transaction) {
+  transaction->emplace(hive, kBeginWrite);
+  if ((*transaction)->result() != ERROR_SUCCESS) return (*transaction)->result();
+  hive->Forget();
+  const LONG result = hive->Upgrade();
+  return result == ERROR_SUCCESS ? hive->FindKey(row) : result;
+}
+
 /// Runs `work(store, key)` on a key in one transaction, which is rolled back if the work fails.
 template <typename Work>
 LONG Write(HKEY handle, MissingFile missingFile, Work work) {
   return Use(handle, [&](Store* store, const KeyHandle& key) {
     Hive& hive = *key.hive;
-    LONG result = missingFile == MissingFile::kCreate ? hive.PrepareWrite() : hive.PrepareRead();
+    LONG result = PrepareWrite(&hive, missingFile);
     if (result != ERROR_SUCCESS) return result;
     if (key.row != kRootKey && key.generation != hive.generation()) return ERROR_KEY_DELETED;
-    Transaction transaction(&hive, kBeginWrite);
-    if (transaction.result() != ERROR_SUCCESS) return transaction.result();
-    hive.Forget();
-    result = hive.Upgrade();
-    if (result != ERROR_SUCCESS) return result;
-    result = hive.FindKey(key.row);
+    std::optional<Transaction> transaction;
+    result = BeginWrite(&hive, key.row, &transaction);
     if (result == ERROR_SUCCESS) result = work(store, key);
-    return result == ERROR_SUCCESS ? transaction.Commit() : result;
+    return result == ERROR_SUCCESS ? transaction->Commit() : result;
   });
 }
 
@@ -233,7 +247,8 @@ LONG Descend(const std::wstring& path, bool create, KeyHandle* key) {
   return ERROR_SUCCESS;
 }
 
-/// Sets a value of an open key, in a transaction.
+// These write in a transaction.
+
 LONG SetValue(const KeyHandle& open, const std::wstring& name, const RegistryValue& value) {
   const std::wstring valueName = UpToTerminator(name);
   if (valueName.size() > kMaxValueName) return ERROR_INVALID_PARAMETER;
@@ -247,6 +262,103 @@ LONG SetValue(const KeyHandle& open, const std::wstring& name, const RegistryVal
                      .Bind(5, value.data)
                      .Step());
 }
+
+LONG DeleteValue(const KeyHandle& open, const std::wstring& name) {
+  const std::string folded = Fold(UpToTerminator(name));
+  const int done = Query(open.hive->Prepare(kDeleteValue)).Bind(1, open.row).Bind(2, folded).Step();
+  if (done != SQLITE_DONE) return ErrorOf(done);
+  return sqlite3_changes(open.hive->database()) != 0 ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
+}
+
+LONG DeleteTree(KeyHandle key, const std::wstring& path) {
+  const sqlite3_int64 parentRow = key.row;
+  const LONG result = Descend(path, false, &key);
+  if (result != ERROR_SUCCESS) return result;
+  // Without a path the key itself is kept, but emptied.
+  const bool staysItself = key.row == parentRow;
+  if (staysItself && !key.writable) return ERROR_ACCESS_DENIED;
+  const int done = Query(key.hive->Prepare(kDeleteTreeValues)).Bind(1, key.row).Step();
+  if (done != SQLITE_DONE) return ErrorOf(done);
+  return ErrorOf(Query(key.hive->Prepare(kDeleteTreeKeys))
+                     .Bind(1, key.row)
+                     .Bind(2, staysItself ? key.row : 0)
+                     .Step());
+}
+
+/// Makes the changes of one hive, in one transaction.
+class HiveWriter {
+ public:
+  HiveWriter(HKEY root, const std::shared_ptr<Hive>& hive)
+      : root_(root), key_{hive, 0, kRootKey, true, 0} {}
+
+  HKEY root() const { return root_; }
+
+  /// Begins the transaction if there are changes of this hive. `*first` is the first of them.
+  /// Where nothing can be deleted, deletions alone create no file.
+  LONG Begin(std::span<const RegistryChange> changes, std::size_t* first) {
+    MissingFile missingFile = MissingFile::kReport;
+    first_ = changes.size();
+    for (std::size_t i = changes.size(); i-- > 0;) {
+      if (changes[i].root != root_) continue;
+      first_ = i;
+      if (changes[i].kind != RegistryChange::Kind::kDeleteKey) missingFile = MissingFile::kCreate;
+    }
+    *first = first_;
+    if (first_ == changes.size()) return ERROR_SUCCESS;
+    Hive& hive = *key_.hive;
+    return hive.InRequest([&] {
+      lock_ = LockHive(hive);
+      if (!lock_) return ERROR_BUSY;
+      const LONG result = PrepareWrite(&hive, missingFile);
+      if (result == ERROR_SUCCESS) return BeginWrite(&hive, kRootKey, &transaction_);
+      const bool hasNothing = result == ERROR_FILE_NOT_FOUND && missingFile == MissingFile::kReport;
+      return hasNothing ? ERROR_SUCCESS : result;
+    });
+  }
+
+  LONG Make(const RegistryChange& change) {
+    if (!transaction_) return ERROR_SUCCESS;  // there is nothing to delete
+    if (change.kind == RegistryChange::Kind::kDeleteKey) {
+      path_.reset();
+      return ErrorOfDeletion(DeleteTree(key_, change.path));
+    }
+    if (path_ != change.path) {  // most changes follow others of their key
+      path_.reset();
+      open_ = key_;
+      const LONG result = Descend(change.path, true, &open_);
+      if (result != ERROR_SUCCESS) return result;
+      path_ = change.path;
+    }
+    switch (change.kind) {
+      case RegistryChange::Kind::kSetValue:
+        return SetValue(open_, change.name, change.value);
+      case RegistryChange::Kind::kDeleteValue:
+        return ErrorOfDeletion(DeleteValue(open_, change.name));
+      default:
+        return ERROR_SUCCESS;
+    }
+  }
+
+  /// Sets `*first` as `Begin` does.
+  LONG Commit(std::size_t* first) {
+    *first = first_;
+    if (!transaction_) return ERROR_SUCCESS;
+    return key_.hive->InRequest([this] { return transaction_->Commit(); });
+  }
+
+ private:
+  static LONG ErrorOfDeletion(LONG result) {
+    return result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : result;
+  }
+
+  HKEY root_;
+  KeyHandle key_;          ///< the hive's root
+  std::size_t first_ = 0;  ///< the index of the first change
+  std::unique_lock<std::timed_mutex> lock_;
+  std::optional<Transaction> transaction_;
+  std::optional<std::wstring> path_;  ///< the one that leads to `open_`
+  KeyHandle open_;
+};
 
 HKEY AddHandle(Store* store, KeyHandle key) {
   const LockGuard guard(store->lock);
@@ -353,31 +465,14 @@ LONG SetRegistryValue(HKEY key, const std::wstring& name, const RegistryValue& v
 }
 
 LONG DeleteRegistryValue(HKEY key, const std::wstring& name) {
-  const std::string folded = Fold(UpToTerminator(name));
   return Write(key, MissingFile::kReport, [&](Store*, const KeyHandle& open) {
-    if (!open.writable) return ERROR_ACCESS_DENIED;
-    const int done =
-        Query(open.hive->Prepare(kDeleteValue)).Bind(1, open.row).Bind(2, folded).Step();
-    if (done != SQLITE_DONE) return ErrorOf(done);
-    return sqlite3_changes(open.hive->database()) != 0 ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
+    return open.writable ? DeleteValue(open, name) : ERROR_ACCESS_DENIED;
   });
 }
 
 LONG DeleteRegistryTree(HKEY parent, const std::wstring& path) {
-  return Write(parent, MissingFile::kReport, [&](Store*, KeyHandle key) {
-    const sqlite3_int64 parentRow = key.row;
-    const LONG result = Descend(path, false, &key);
-    if (result != ERROR_SUCCESS) return result;
-    // Without a path the key itself is kept, but emptied.
-    const bool staysItself = key.row == parentRow;
-    if (staysItself && !key.writable) return ERROR_ACCESS_DENIED;
-    const int done = Query(key.hive->Prepare(kDeleteTreeValues)).Bind(1, key.row).Step();
-    if (done != SQLITE_DONE) return ErrorOf(done);
-    return ErrorOf(Query(key.hive->Prepare(kDeleteTreeKeys))
-                       .Bind(1, key.row)
-                       .Bind(2, staysItself ? key.row : 0)
-                       .Step());
-  });
+  return Write(parent, MissingFile::kReport,
+               [&](Store*, const KeyHandle& key) { return DeleteTree(key, path); });
 }
 
 LONG ListRegistryKeys(HKEY key, std::vector<std::wstring>* names) {
@@ -425,6 +520,30 @@ LONG WriteRegistryKeys(HKEY key, std::span<const RegistrySubKey> subKeys) {
     }
     return ERROR_SUCCESS;
   });
+}
+
+LONG ChangeRegistry(std::span<const RegistryChange> changes, std::size_t* failed) {
+  BeginCall();
+  Store& store = TheStore();
+  // Always in this order: two threads or processes that write both hives cannot wait for each
+  // other.
+  HiveWriter hives[] = {{HKEY_CURRENT_USER, Resolve(&store, HKEY_CURRENT_USER)->hive},
+                        {HKEY_LOCAL_MACHINE, Resolve(&store, HKEY_LOCAL_MACHINE)->hive}};
+  for (HiveWriter& hive : hives) {
+    const LONG result = hive.Begin(changes, failed);
+    if (result != ERROR_SUCCESS) return result;
+  }
+  for (*failed = 0; *failed < changes.size(); ++*failed) {
+    const RegistryChange& change = changes[*failed];
+    auto* const hive = std::ranges::find(hives, change.root, &HiveWriter::root);
+    const LONG result = hive != std::end(hives) ? hive->Make(change) : ERROR_INVALID_HANDLE;
+    if (result != ERROR_SUCCESS) return result;
+  }
+  for (HiveWriter& hive : hives) {
+    const LONG result = hive.Commit(failed);
+    if (result != ERROR_SUCCESS) return result;
+  }
+  return ERROR_SUCCESS;
 }
 
 std::wstring RegistryStoreName(HKEY hive) {

@@ -224,6 +224,23 @@ LONG ReadAll(HKEY key, std::vector<RegistrySubKey>* subKeys) {
   return result;
 }
 
+LONG MakeChange(const RegistryChange& change) {
+  using Kind = RegistryChange::Kind;
+  LONG result = ERROR_SUCCESS;
+  if (change.kind == Kind::kDeleteKey) {
+    result = DeleteRegistryTree(change.root, change.path);
+    return result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : result;
+  }
+  RegistryKey key;
+  result = key.Create(change.root, change.path);
+  if (result != ERROR_SUCCESS || change.kind == Kind::kMakeKey) return result;
+  if (change.kind == Kind::kSetValue) {
+    return SetRegistryValue(key.get(), change.name, change.value);
+  }
+  result = DeleteRegistryValue(key.get(), change.name);
+  return result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : result;
+}
+
 }  // namespace
 
 LONG RegistryKey::Open(HKEY parent, const std::wstring& path, RegistryAccess access) {
@@ -310,6 +327,15 @@ LONG WriteRegistryKeys(HKEY key, std::span<const RegistrySubKey> subKeys) {
     if (result != ERROR_SUCCESS) return result;
   }
   return ERROR_SUCCESS;
+}
+
+LONG ChangeRegistry(std::span<const RegistryChange> changes, std::size_t* failed) {
+  LONG result = ERROR_SUCCESS;
+  for (*failed = 0; *failed < changes.size(); ++*failed) {
+    result = MakeChange(changes[*failed]);
+    if (result != ERROR_SUCCESS) break;
+  }
+  return result;
 }
 
 std::wstring RegistryStoreName(HKEY hive) {
