@@ -238,10 +238,18 @@ TEST_F(Crash, AKilledImportStoresAllItemsOrNone) {
   EXPECT_EQ(
       orv::test::RunProgram(ORV_PROGRAM, {"stock", "export", "--common", "-o", file}).exitCode, 0);
   std::filesystem::remove_all(store);
-  const std::vector<std::string> import = {"stock", "import", file, "--common"};
-  const int stops = RunWatched(import, -1);
-  if (stops < 0) GTEST_SKIP() << "processes cannot be watched here";
+  const std::vector<std::string> imports[] = {{"stock", "import", file, "--common"},
+                                              {"registry", "import", file}};
+  int allStops[2];
+  for (unsigned i = 0; i < 2; ++i) {
+    allStops[i] = RunWatched(imports[i], -1);
+    if (allStops[i] < 0) GTEST_SKIP() << "processes cannot be watched here";
+    std::filesystem::remove_all(store);
+  }
   for (unsigned round = 0; round < NumberFrom("ORV_CRASH_ROUNDS", 8); ++round) {
+    const std::vector<std::string>& import = imports[round % 2];
+    const int stops = allStops[round % 2];
+    SCOPED_TRACE(import[0]);
     std::filesystem::remove_all(store);
     // The last system calls write the items.
     const int at = stops - static_cast<int>(Below(static_cast<unsigned>(std::min(stops, 200))));

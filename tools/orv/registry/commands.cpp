@@ -296,30 +296,6 @@ void AddExportCommand(CLI::App* group) {
   });
 }
 
-LONG Apply(const RegChange& change) {
-  RegistryKey key;
-  switch (change.kind) {
-    case RegChange::Kind::kMakeKey:
-      return key.Create(change.root, change.path);
-    case RegChange::Kind::kDeleteKey: {
-      const LONG error = DeleteRegistryTree(change.root, change.path);
-      return error == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : error;
-    }
-    case RegChange::Kind::kSetValue: {
-      const LONG error = key.Create(change.root, change.path);
-      return error != ERROR_SUCCESS ? error
-                                    : SetRegistryValue(key.get(), change.name, change.value);
-    }
-    case RegChange::Kind::kDeleteValue: {
-      const LONG error = key.Create(change.root, change.path);
-      if (error != ERROR_SUCCESS) return error;
-      const LONG deleted = DeleteRegistryValue(key.get(), change.name);
-      return deleted == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : deleted;
-    }
-  }
-  return ERROR_SUCCESS;
-}
-
 void AddImportCommand(CLI::App* group) {
   auto file = std::make_shared<std::string>();
   CLI::App* command =
@@ -339,16 +315,21 @@ void AddImportCommand(CLI::App* group) {
       PrintMessage(Format(L"%ls:%zu: %ls", path.c_str(), fault.line, fault.message.c_str()));
     }
     if (!faults.empty()) Finish(kFindings);
-    for (const RegChange& change : changes) {
-      const LONG error = Apply(change);
-      if (error != ERROR_SUCCESS) {
-        Fail(kUnreadable,
-             Format(L"%ls:%zu: cannot change ", path.c_str(), change.line) +
-                 FullKeyPath(change.root, change.path) + StorePart(change.root) + L": " +
-                 DescribeError(error) +
-                 AdministratorHint(change.root, error, L"settings below HKCU are your own"));
-      }
+    std::vector<RegistryChange> steps;
+    std::vector<std::size_t> lines;
+    for (RegChange& change : changes) {
+      lines.push_back(change.line);
+      steps.push_back(std::move(change));
     }
+    std::size_t failed = 0;
+    const LONG error = ChangeRegistry(steps, &failed);
+    if (error == ERROR_SUCCESS) return;
+    const RegistryChange& change = steps[failed];
+    Fail(kUnreadable,
+         Format(L"%ls:%zu: cannot change ", path.c_str(), lines[failed]) +
+             FullKeyPath(change.root, change.path) + StorePart(change.root) + L": " +
+             DescribeError(error) +
+             AdministratorHint(change.root, error, L"settings below HKCU are your own"));
   });
 }
 

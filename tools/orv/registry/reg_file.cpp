@@ -279,7 +279,7 @@ class RegFileParser {
   }
 
   void AddChange(RegChange::Kind kind, std::wstring name, RegistryValue value) {
-    changes_->push_back({kind, root_, path_, std::move(name), std::move(value), lines_.number()});
+    changes_->push_back({{kind, root_, path_, std::move(name), std::move(value)}, lines_.number()});
   }
 
   LineReader lines_;

@@ -11,14 +11,9 @@
 
 namespace orv::tool {
 
-/// One step of an import.
-struct RegChange {
-  enum class Kind { kMakeKey, kDeleteKey, kSetValue, kDeleteValue };
-  Kind kind;
-  HKEY root;          ///< null for a hive that is not in the store
-  std::wstring path;  ///< the key below its root, or the whole key if that is null
-  std::wstring name;  ///< of the value; empty is the key's default value
-  RegistryValue value;
+/// One step of an import. For a hive that is not in the store, the root is null and the path that
+/// of the whole key.
+struct RegChange : RegistryChange {
   std::size_t line;  ///< of the file, from 1
 };
 
