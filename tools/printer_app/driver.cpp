@@ -249,6 +249,7 @@ Stock ReadStock(const char* printerName, const Label& label) {
   if (error == ERROR_INVALID_PRINTER_NAME) return stock;  // the settings store has refused it
   if (error != ERROR_SUCCESS) {
     stock.problem = "the stock items cannot be read: " + ToUtf8(DescribeError(error));
+    stock.items.items = {};  // common items alone would have wrong numbers
     return stock;
   }
   std::map<std::string, int> used;
