@@ -49,7 +49,7 @@ if(ORV_SANITIZE)
   # pointers to it. At a fixed address they need no relocation, which halves the time that it takes to start.
   target_link_options(orv_compiler INTERFACE -fsanitize=${ORV_SANITIZE} -fuse-ld=lld
                       $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-no-pie>)
-  # Each test crosses more borders of blocks (base/block_size.h).
+  # Each test crosses more block boundaries (base/block_size.h).
   target_compile_definitions(orv_compiler INTERFACE ORV_TINY_BLOCKS)
 endif()
 

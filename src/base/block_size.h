@@ -9,8 +9,8 @@ inline constexpr bool kHasTinyBlocks = false;
 #endif
 
 /// The size of the blocks in which text or entries are processed: `usual`, but `tiny` in sanitized
-/// builds. There every test with a few elements or lines crosses the borders of blocks, where
-/// faults hide. No result depends on this size.
+/// builds. There every test with a few elements or lines crosses block boundaries, where faults
+/// hide. No result depends on this size.
 template <typename Size>
 constexpr Size BlockSize(Size usual, Size tiny) {
   return kHasTinyBlocks ? tiny : usual;

@@ -235,7 +235,7 @@ Stock ReadStock(const char* printerName, const Label& label) {
   // The items can be the session's, whose data one thread at a time may use.
   static std::mutex mutex;
   const std::lock_guard lock(mutex);
-  const RegistrySnapshot snapshot;  // one state of the printer, the session and the items
+  const RegistrySnapshot snapshot;  // checks only once for changes by other processes
   const std::wstring name = FromUtf8(printerName);
   const OwnedPrinterHandle printer(OpenPrinterHandle(name.c_str()));
   LONG error = printer == nullptr ? static_cast<LONG>(GetLastError()) : ERROR_SUCCESS;

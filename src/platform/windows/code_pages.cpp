@@ -64,7 +64,7 @@ bool DecodeCodePage(int codePage, std::string_view bytes, std::wstring* text, bo
   if (!IsValidCodePage(codePage)) return false;
   while (!bytes.empty()) {
     // Chunks end at line ends, where no character is split and the shift state is the initial one.
-    // A longer line is at least not split inside a character.
+    // A longer line is at least not split inside a character, except with shift states.
     std::size_t size = bytes.size();
     if (size > kChunk) {
       const std::string_view chunk = bytes.substr(0, kChunk);
