@@ -57,7 +57,8 @@ std::string OutcomeAsJson(const std::string& command) {
 void SaveFile(const std::wstring& path, std::string bytes, Written written) {
   if (written == Written::kResult) RequireReplaceable(path);
   if (written == Written::kChangedFile && path != kStandardStream && IsStream(path)) {
-    Fail(kUnreadable, L"cannot change " + path + L": it is a pipe (- changes standard input)");
+    Fail(kUnreadable, L"cannot change " + path +
+                          L": it is a pipe (with - the result is written to standard output)");
   }
   if (!WriteFile(path, std::move(bytes))) Fail(kUnreadable, CannotWrite(path));
   NoteFile(path);

@@ -20,7 +20,7 @@ namespace orv::tool {
 namespace {
 
 constexpr int kPollMilliseconds = 200;
-/// So many failures to read a log are worth a message.
+/// `--follow` prints a note after this many failures in a row to read the log.
 constexpr int kNotedFailures = 5;
 /// `--follow` reads this much at a time.
 constexpr std::size_t kFollowedBytes = 1 << 18;
@@ -114,6 +114,7 @@ std::wstring OtherDay(const std::wstring& path) {
                        name.compare(0, start, wanted, 0, start) == 0;
     if (isLog) newest = std::max(newest, name.substr(start, kEnd.find(L'.')));
   }
+  if (error) return {};
   if (newest.empty()) return L"; nothing has been logged there";
   return L"; the newest log there has --date " + newest;
 }
@@ -149,7 +150,7 @@ void Summarize(const LogOptions& options) {
 struct FollowedLog {
   std::uint64_t offset = 0;
   LogReader reader;
-  int failures = 0;  ///< to read it, one after the other
+  int failures = 0;  ///< to read it, in a row
 };
 
 /// Starts again if the log has been replaced by a shorter one.

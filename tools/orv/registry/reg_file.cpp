@@ -301,11 +301,15 @@ bool IsRegFile(std::wstring_view text) {
 void ParseRegBytes(std::string_view bytes, std::vector<RegChange>* changes,
                    std::vector<RegFault>* faults) {
   ParseRegFile(DecodeText(bytes), changes, faults);
-  if (bytes.starts_with("\xFF\xFE")) return;
+  // A fault in the first line means that the file is of another kind.
+  const bool isOther = !faults->empty() && faults->front().line == 1;
+  if (isOther || bytes.starts_with("\xFF\xFE")) return;
   for (std::size_t line = 1; !bytes.empty(); ++line) {
     const std::size_t end = std::min(bytes.find('\n'), bytes.size());
     const std::string_view text = bytes.substr(0, end);
-    if (!text.starts_with(';') && WideToUtf8(Utf8ToWide(text)) != text) {
+    const std::size_t start = text.find_first_not_of(" \t");
+    const bool isComment = start != text.npos && text[start] == ';';
+    if (!isComment && WideToUtf8(Utf8ToWide(text)) != text) {
       faults->push_back({line, L"the line has bytes that are not UTF-8"});
     }
     bytes.remove_prefix(std::min(end + 1, bytes.size()));
