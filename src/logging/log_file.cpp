@@ -45,8 +45,9 @@ std::wstring LogFilePath(const std::wstring& folder, const LocalTime& day) {
 
 std::shared_ptr<const std::filesystem::path> LogFileOf(const LocalTime& day,
                                                        const std::wstring& configured) {
-  static LogPlace& s_place = KeptUntilUnload([] { return LogPlace(); });
   const LockGuard guard(pathLock);
+  // Made under the lock, so that no fork interrupts it.
+  static LogPlace& s_place = KeptUntilUnload([] { return LogPlace(); });
   auto& [folder, dayOfFile, file] = s_place;
   if (folder.empty()) folder = ChooseLogFolder(configured);
   if (folder.empty()) return nullptr;
