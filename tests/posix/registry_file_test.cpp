@@ -8,9 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <functional>
-#include <future>
 
 #include "base/utf8.h"
 #include "orv/c_api.h"
@@ -486,31 +484,6 @@ TEST_F(RegistryFileTest, ALockedFileTakesTheTimeOfARequestOnce) {
     EXPECT_EQ(orv::ReadStockItems(L"Key", &items), ERROR_BUSY) << "half of a request has failed";
   }
   EXPECT_EQ(Read(), L"one");
-}
-
-TEST_F(RegistryFileTest, AThreadThatWaitsDelaysOthersOnlyForTheirTime) {
-  Write(L"one");
-  RegistryKey key;
-  ASSERT_EQ(key.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kRead), ERROR_SUCCESS);
-  LockHolder holder(folder_.path() / "store/user.sqlite");
-  orv::Request::s_maxWait = orv::Request::kMaxWait;
-  auto waiting = std::async(std::launch::async, Read);
-  const auto waits = [&waiting] {
-    return waiting.wait_for(std::chrono::milliseconds(20)) == std::future_status::timeout;
-  };
-  EXPECT_TRUE(waits());
-  std::vector<std::wstring> names;
-  EXPECT_EQ(orv::ListRegistryKeys(HKEY_LOCAL_MACHINE, &names), ERROR_SUCCESS);
-  EXPECT_FALSE(orv::RegistryStoreName(HKEY_CURRENT_USER).empty());
-  key.Close();
-  {
-    const orv::RegistrySnapshot request;
-    orv::Request::OfThread().waited = orv::Request::kMaxWait - std::chrono::milliseconds(20);
-    EXPECT_EQ(orv::ListRegistryKeys(HKEY_CURRENT_USER, &names), ERROR_BUSY);
-  }
-  EXPECT_TRUE(waits()) << "others have waited for this thread";
-  holder.Release();
-  EXPECT_EQ(waiting.get(), L"one");
 }
 
 TEST_F(RegistryFileTest, SessionsThatAreLockedAreReadAgain) {

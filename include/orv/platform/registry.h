@@ -146,9 +146,9 @@ struct RegistryFailure {
 /// read whether another process has written, and then relies on what this process has read before.
 /// A key that it has not read yet is read as the store has it by then, and after a write, also one
 /// of another thread, the next read checks again. All waits for stores that other processes have
-/// locked, and for threads that wait for them, take at most ten seconds together; a store that
-/// stays locked fails with `ERROR_BUSY`, and so do its later reads and writes in this request, at
-/// once. Without such an object each call is a request. On Windows it has no effect.
+/// locked take at most ten seconds together; a store that stays locked fails with `ERROR_BUSY`, and
+/// so do its later reads and writes in this request, at once. Without such an object each call is a
+/// request. On Windows it has no effect.
 class ORV_EXPORT RegistrySnapshot {
  public:
   RegistrySnapshot();

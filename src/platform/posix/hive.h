@@ -10,7 +10,6 @@
 #include <cstdint>
 #include <iterator>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -23,7 +22,7 @@
 #include "platform/registry_cache.h"
 
 /// One hive of the settings store: an SQLite file, whose tables `docs/registry.md` describes. Not
-/// thread-safe; the registry holds the hive's lock.
+/// thread-safe; the registry holds the lock.
 
 namespace orv {
 
@@ -177,9 +176,7 @@ class Transaction {
 /// file systems that use the system's clock with a resolution below a millisecond qualify.
 class Hive {
  public:
-  /// The lock outlives the hive, which does not use it.
-  Hive(std::string path, std::timed_mutex* lock)
-      : path_(std::move(path)), lock_(lock), version_(NewVersion()) {}
+  explicit Hive(std::string path) : path_(std::move(path)), version_(NewVersion()) {}
   Hive(const Hive&) = delete;
   Hive& operator=(const Hive&) = delete;
   ~Hive() { Disconnect(); }
@@ -221,7 +218,6 @@ class Hive {
 
   sqlite3* database() const { return database_; }
   const std::string& path() const { return path_; }
-  std::timed_mutex& lock() const { return *lock_; }
 
   /// Ends a transaction by rolling it back. If even that fails, the connection is closed, which
   /// also rolls back: the cache is dropped, the caller gets the original error, and the next call
@@ -296,7 +292,6 @@ class Hive {
   void Disconnect();
 
   std::string path_;
-  std::timed_mutex* lock_;
   sqlite3* database_ = nullptr;
   DWORD owner_ = 0;        ///< the process that opened the connection
   FileIdentity identity_;  ///< the file that it reads

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -23,10 +22,8 @@
 
 /// The settings store in SQLite: one file per hive.
 ///
-/// One lock guards the list of open keys, and one lock for each hive its use, so that a thread that
-/// waits for a locked file delays only those that need the same hive. All are held during a fork,
-/// so that a child never inherits a connection in the middle of a call. SQLite's file locks
-/// coordinate the processes.
+/// One lock guards all state here. It is held during a fork, so that a child never inherits a
+/// connection in the middle of a call. SQLite's file locks coordinate the processes.
 
 namespace orv {
 namespace {
@@ -53,48 +50,35 @@ struct KeyHandle {
 };
 
 struct Store {
-  // Held while a hive is used, also by the hives that replace it. Taken before `lock`.
-  std::timed_mutex userLock;
-  std::timed_mutex machineLock;
-  Lock lock;                  ///< guards the rest; held for moments only
+  Lock lock;
   std::string folder;         ///< `ORV_REGISTRY_DIR` when the hives were located
   std::uint64_t request = 0;  ///< the last request for which that was checked
   std::shared_ptr<Hive> user;
   std::shared_ptr<Hive> machine;
   std::unordered_map<std::uintptr_t, KeyHandle> handles;
   std::uintptr_t nextHandle = 0x100;
-
-  void LockAll() {
-    userLock.lock();
-    machineLock.lock();
-    lock.lock();
-  }
-  void UnlockAll() {
-    lock.unlock();
-    machineLock.unlock();
-    userLock.unlock();
-  }
 };
 
 /// Never destroyed: keys may be closed by destructors that run after the library's own.
 Store& TheStore() {
   static Store* const store = [] {
     auto* made = new Store;
-    pthread_atfork([] { TheStore().LockAll(); }, [] { TheStore().UnlockAll(); },
-                   [] { TheStore().UnlockAll(); });
+    pthread_atfork([] { TheStore().lock.lock(); }, [] { TheStore().lock.unlock(); },
+                   [] { TheStore().lock.unlock(); });
     return made;
   }();
   return *store;
 }
 
-/// Locks a hive, unless the request's time is up first. Another thread may hold the lock while it
-/// waits for the locked file, so the time counts as such a wait.
-std::unique_lock<std::timed_mutex> LockHive(const Hive& hive) {
-  std::unique_lock guard(hive.lock(), std::try_to_lock);
+/// Locks the store. Another thread may hold it while it waits for a locked file, so the time counts
+/// as such a wait.
+std::unique_lock<Lock> LockStore(Store* store) {
+  Request& request = Request::OfThread();
+  if (request.number == 0) request = {};  // each call is a request of its own
+  std::unique_lock guard(store->lock, std::try_to_lock);
   if (!guard) {
-    Request& request = Request::OfThread();
     const auto start = std::chrono::steady_clock::now();
-    static_cast<void>(guard.try_lock_for(Request::s_maxWait - request.waited));
+    guard.lock();
     request.waited += std::chrono::steady_clock::now() - start;
   }
   return guard;
@@ -116,14 +100,12 @@ void LocateHives(Store* store) {
     if (!userFolder.empty()) userFolder += "/orv";
     machineFolder = "/var/lib/orv";
   }
-  store->user = std::make_shared<Hive>(userFolder.empty() ? "" : userFolder + "/user.sqlite",
-                                       &store->userLock);
-  store->machine = std::make_shared<Hive>(machineFolder + "/machine.sqlite", &store->machineLock);
+  store->user = std::make_shared<Hive>(userFolder.empty() ? "" : userFolder + "/user.sqlite");
+  store->machine = std::make_shared<Hive>(machineFolder + "/machine.sqlite");
 }
 
 /// The open key of a handle; nothing if the handle is invalid.
 std::optional<KeyHandle> Resolve(Store* store, HKEY key) {
-  const LockGuard guard(store->lock);
   if (key == HKEY_CURRENT_USER || key == HKEY_LOCAL_MACHINE) {
     LocateHives(store);
     return KeyHandle{key == HKEY_CURRENT_USER ? store->user : store->machine, 0, kRootKey, true, 0};
@@ -133,37 +115,22 @@ std::optional<KeyHandle> Resolve(Store* store, HKEY key) {
   return found->second;
 }
 
-/// Makes a call outside a request a request of its own.
-void BeginCall() {
-  Request& request = Request::OfThread();
-  if (request.number == 0) request = {};
-}
-
-/// Runs `work(store, key)` on a key with its hive locked.
-template <typename Work>
-LONG Use(HKEY handle, Work work) {
-  BeginCall();
-  Store& store = TheStore();
-  const std::optional<KeyHandle> key = Resolve(&store, handle);
-  if (!key) return ERROR_INVALID_HANDLE;
-  return key->hive->InRequest([&] {
-    const std::unique_lock guard = LockHive(*key->hive);
-    return guard ? work(&store, *key) : ERROR_BUSY;
-  });
-}
-
-/// The same for a key whose hive can be read. Returns `ERROR_FILE_NOT_FOUND` if the store has no
-/// file.
+/// Runs `work(store, key)` on a key whose hive can be read. Returns `ERROR_FILE_NOT_FOUND` if the
+/// store has no file.
 template <typename Work>
 LONG Reach(HKEY handle, Work work) {
-  return Use(handle, [&](Store* store, const KeyHandle& key) {
-    Hive& hive = *key.hive;
+  Store& store = TheStore();
+  const std::unique_lock guard = LockStore(&store);
+  const std::optional<KeyHandle> key = Resolve(&store, handle);
+  if (!key) return ERROR_INVALID_HANDLE;
+  Hive& hive = *key->hive;
+  return hive.InRequest([&] {
     const LONG result = hive.PrepareRead(Request::OfThread().number);
-    if (key.row != kRootKey &&
-        (result == ERROR_FILE_NOT_FOUND || key.generation != hive.generation())) {
+    if (key->row != kRootKey &&
+        (result == ERROR_FILE_NOT_FOUND || key->generation != hive.generation())) {
       return ERROR_KEY_DELETED;
     }
-    return result == ERROR_SUCCESS ? work(store, key) : result;
+    return result == ERROR_SUCCESS ? work(&store, *key) : result;
   });
 }
 
@@ -193,17 +160,21 @@ LONG BeginWrite(Hive* hive, sqlite3_int64 row, std::optional<Transaction>* trans
   return result == ERROR_SUCCESS ? hive->FindKey(row) : result;
 }
 
-/// Runs `work(store, key)` on a key in one transaction, which is rolled back if the work fails.
+/// Runs `work(key)` on a key in one transaction, which is rolled back if the work fails.
 template <typename Work>
 LONG Write(HKEY handle, MissingFile missingFile, Work work) {
-  return Use(handle, [&](Store* store, const KeyHandle& key) {
-    Hive& hive = *key.hive;
+  Store& store = TheStore();
+  const std::unique_lock guard = LockStore(&store);
+  const std::optional<KeyHandle> key = Resolve(&store, handle);
+  if (!key) return ERROR_INVALID_HANDLE;
+  Hive& hive = *key->hive;
+  return hive.InRequest([&] {
     LONG result = PrepareWrite(&hive, missingFile);
     if (result != ERROR_SUCCESS) return result;
-    if (key.row != kRootKey && key.generation != hive.generation()) return ERROR_KEY_DELETED;
+    if (key->row != kRootKey && key->generation != hive.generation()) return ERROR_KEY_DELETED;
     std::optional<Transaction> transaction;
-    result = BeginWrite(&hive, key.row, &transaction);
-    if (result == ERROR_SUCCESS) result = work(store, key);
+    result = BeginWrite(&hive, key->row, &transaction);
+    if (result == ERROR_SUCCESS) result = work(&store, *key);
     return result == ERROR_SUCCESS ? transaction->Commit() : result;
   });
 }
@@ -307,8 +278,6 @@ class HiveWriter {
     if (first_ == changes.size()) return ERROR_SUCCESS;
     Hive& hive = *key_.hive;
     return hive.InRequest([&] {
-      lock_ = LockHive(hive);
-      if (!lock_) return ERROR_BUSY;
       const LONG result = PrepareWrite(&hive, missingFile);
       if (result == ERROR_SUCCESS) return BeginWrite(&hive, kRootKey, &transaction_);
       const bool hasNothing = result == ERROR_FILE_NOT_FOUND && missingFile == MissingFile::kReport;
@@ -354,14 +323,13 @@ class HiveWriter {
   HKEY root_;
   KeyHandle key_;          ///< the hive's root
   std::size_t first_ = 0;  ///< the index of the first change
-  std::unique_lock<std::timed_mutex> lock_;
   std::optional<Transaction> transaction_;
   std::optional<std::wstring> path_;  ///< the one that leads to `open_`
   KeyHandle open_;
 };
 
 HKEY AddHandle(Store* store, KeyHandle key) {
-  const LockGuard guard(store->lock);
+  key.generation = key.hive->generation();
   const std::uintptr_t handle = store->nextHandle;
   store->nextHandle += 4;
   // Skips the predefined handles, which a long-running process could reach.
@@ -395,7 +363,6 @@ LONG RegistryKey::Open(HKEY parent, const std::wstring& path, RegistryAccess acc
       return PathEnd{descended, found.row, found.depth};
     });
     if (end.result == ERROR_SUCCESS) {
-      key.generation = key.hive->generation();
       key.row = end.row;
       key.depth = end.depth;
       open(store, std::move(key));
@@ -405,6 +372,7 @@ LONG RegistryKey::Open(HKEY parent, const std::wstring& path, RegistryAccess acc
   if (result != ERROR_FILE_NOT_FOUND || !SplitPath(UpToTerminator(path)).empty()) return result;
   // The root of a hive that was never written exists and is empty.
   Store& store = TheStore();
+  const LockGuard guard(store.lock);
   const std::optional<KeyHandle> root = Resolve(&store, parent);
   if (!root) return ERROR_INVALID_HANDLE;
   open(&store, *root);
@@ -417,7 +385,6 @@ LONG RegistryKey::Create(HKEY parent, const std::wstring& path) {
   const LONG result = Write(parent, MissingFile::kCreate, [&](Store* store, KeyHandle key) {
     const LONG descended = Descend(path, true, &key);
     if (descended == ERROR_SUCCESS) {
-      key.generation = key.hive->generation();
       key.writable = true;
       made = AddHandle(store, std::move(key));
     }
@@ -499,13 +466,13 @@ LONG ReadChangedRegistryKeys(HKEY key, const KnownStamps& known,
 }
 
 std::uint64_t RegistryVersion(HKEY key) {
-  std::uint64_t version = 0;
-  Use(key, [&version](Store*, const KeyHandle& root) {
-    const LONG result = root.hive->PrepareRead(Request::OfThread().number);
-    if (result == ERROR_SUCCESS || result == ERROR_FILE_NOT_FOUND) version = root.hive->version();
-    return result;
-  });
-  return version;
+  Store& store = TheStore();
+  const std::unique_lock guard = LockStore(&store);
+  LocateHives(&store);
+  Hive& hive = *(key == HKEY_CURRENT_USER ? store.user : store.machine);
+  const LONG result =
+      hive.InRequest([&hive] { return hive.PrepareRead(Request::OfThread().number); });
+  return result == ERROR_SUCCESS || result == ERROR_FILE_NOT_FOUND ? hive.version() : 0;
 }
 
 LONG WriteRegistryKeys(HKEY key, std::span<const RegistrySubKey> subKeys) {
@@ -523,12 +490,11 @@ LONG WriteRegistryKeys(HKEY key, std::span<const RegistrySubKey> subKeys) {
 }
 
 LONG ChangeRegistry(std::span<const RegistryChange> changes, std::size_t* failed) {
-  BeginCall();
   Store& store = TheStore();
-  // Always in this order: two threads or processes that write both hives cannot wait for each
-  // other.
-  HiveWriter hives[] = {{HKEY_CURRENT_USER, Resolve(&store, HKEY_CURRENT_USER)->hive},
-                        {HKEY_LOCAL_MACHINE, Resolve(&store, HKEY_LOCAL_MACHINE)->hive}};
+  const std::unique_lock guard = LockStore(&store);
+  LocateHives(&store);
+  // Always in this order: two processes that write both hives cannot wait for each other.
+  HiveWriter hives[] = {{HKEY_CURRENT_USER, store.user}, {HKEY_LOCAL_MACHINE, store.machine}};
   for (HiveWriter& hive : hives) {
     const LONG result = hive.Begin(changes, failed);
     if (result != ERROR_SUCCESS) return result;

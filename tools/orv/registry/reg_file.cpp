@@ -207,9 +207,9 @@ bool IsPlainText(const RegistryValue& value) {
 /// A path without the backslashes that name nothing: at its ends, and repeated ones.
 std::wstring Normalized(std::wstring_view path) {
   std::wstring normalized(Trim(path, L"\\"));
-  const auto repeated = std::ranges::unique(
-      normalized, [](wchar_t a, wchar_t b) { return a == L'\\' && b == L'\\'; });
-  normalized.erase(repeated.begin(), repeated.end());
+  const auto repeated = std::unique(normalized.begin(), normalized.end(),
+                                    [](wchar_t a, wchar_t b) { return a == L'\\' && b == L'\\'; });
+  normalized.erase(repeated, normalized.end());
   return normalized;
 }
 
