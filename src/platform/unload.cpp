@@ -21,7 +21,7 @@ std::size_t unloadFunctionCount = 0;
 void AtUnload(void (*release)()) {
   const LockGuard guard(unloadLock);
   const std::span registered(unloadFunctions, unloadFunctionCount);
-  // A function for which there is no room is never called.
+  // Functions beyond the limit are never called.
   if (unloadFunctionCount < kMaxFunctions &&
       std::ranges::find(registered, release) == registered.end()) {
     unloadFunctions[unloadFunctionCount++] = release;

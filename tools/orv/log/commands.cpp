@@ -100,7 +100,7 @@ class EntryPrinter {
   std::size_t units_ = 0;
 };
 
-/// What to do if there is no log of a day: the day of the newest one in the folder.
+/// The end of the message for a day without a log: which day has the newest one.
 std::wstring OtherDay(const std::wstring& path) {
   constexpr std::wstring_view kEnd = L"YYYY-MM-DD.log";
   const std::wstring wanted = FileNameOf(path);
