@@ -25,7 +25,7 @@ class StockPlace {
     if (!name_.empty() && !isDescribed) error_ = GetLastError();
   }
 
-  /// `ORV_OK`, or why there is no such printer.
+  /// `ORV_OK`, or the error code if the printer cannot be used.
   std::int32_t Code() const {
     if (error_ == ERROR_SUCCESS) return ORV_OK;
     return error_ == ERROR_INVALID_PRINTER_NAME ? ORV_ERROR_NOT_FOUND : ORV_ERROR_UNREADABLE;
