@@ -86,6 +86,14 @@ std::string PrintableLines(std::wstring_view lines) {
   return printable + Printable(lines);
 }
 
+std::string FindingLine(std::wstring_view file, const TextPosition& at, std::wstring_view label,
+                        std::wstring_view text, std::wstring_view allowed,
+                        std::wstring_view proposal) {
+  return Printable(file) + ':' + std::to_string(at.line) + ':' + std::to_string(at.column) + ": " +
+         WideToUtf8(label) + ": " + Printable(text) + " | allowed: " + Printable(allowed) +
+         " | write: " + Printable(proposal) + '\n';
+}
+
 std::wstring Wrapped(std::wstring_view text, std::wstring_view indent, std::size_t width) {
   std::wstring lines;
   while (!text.empty()) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/json.h"  // IWYU pragma: export
+#include "orv/xml/line_index.h"
 
 /// Output of the orv program. Results go to standard output through `Print`, as aligned text or as
 /// JSON; messages go to standard error through `PrintMessage` and `Fail`.
@@ -34,6 +35,12 @@ bool PrintContent(std::string_view bytes);
 std::string Printable(std::wstring_view text);
 /// The same for text of several lines, which keeps its line feeds.
 std::string PrintableLines(std::wstring_view lines);
+
+/// The line for a finding in a file: where it is, its label, what is wrong, what is allowed and
+/// what to write instead. Only the label, which may have colours, is written as it is.
+std::string FindingLine(std::wstring_view file, const TextPosition& at, std::wstring_view label,
+                        std::wstring_view text, std::wstring_view allowed,
+                        std::wstring_view proposal);
 
 /// Wraps text into lines of at most `width` characters after `indent`; a longer word gets its own
 /// line.

@@ -74,16 +74,12 @@ class FindingPrinter {
       if (asJson_) {
         AddToJson(file, at, finding);
       } else {
-        shown +=
-            Printable(file) + WideToUtf8(Format(L":%d:%d: %ls[%ls]: ", at.line, at.column,
-                                                Painted(NameOf(finding.rule->severity),
-                                                        finding.rule->severity == Severity::kError
-                                                            ? TextColour::kRed
-                                                            : TextColour::kYellow)
-                                                    .c_str(),
-                                                std::wstring(finding.rule->name).c_str()));
-        shown += Printable(finding.text) + " | allowed: " + Printable(finding.allowed) +
-                 " | write: " + Printable(finding.proposal) + "\n";
+        const Severity severity = finding.rule->severity;
+        const TextColour colour =
+            severity == Severity::kError ? TextColour::kRed : TextColour::kYellow;
+        const std::wstring label =
+            Painted(NameOf(severity), colour) + L'[' + std::wstring(finding.rule->name) + L']';
+        shown += FindingLine(file, at, label, finding.text, finding.allowed, finding.proposal);
       }
     }
     tool::Print(shown);

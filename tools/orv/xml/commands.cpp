@@ -2,7 +2,6 @@
 #include <memory>
 #include <utility>
 
-#include "base/utf8.h"
 #include "orv/text/format.h"
 #include "orv/xml/line_index.h"
 #include "orv/xml/markup.h"
@@ -227,11 +226,8 @@ void AddFault(const XmlFault& fault, const TextPosition& at, JsonWriter* json) {
 }
 
 void PrintFault(const std::wstring& path, const XmlFault& fault, const TextPosition& at) {
-  Print(Printable(Format(L"%ls:%d:%d: ", path.c_str(), at.line, at.column)) +
-        WideToUtf8(Painted(L"error", TextColour::kRed)) +
-        Printable(Format(L": %ls | allowed: %ls | write: %ls", fault.text.c_str(),
-                         fault.allowed.c_str(), fault.proposal.c_str())) +
-        '\n');
+  Print(FindingLine(path, at, Painted(L"error", TextColour::kRed), fault.text, fault.allowed,
+                    fault.proposal));
 }
 
 /// Checks a file. Prints the findings, or adds them to `json` if it is not null. Returns the exit
