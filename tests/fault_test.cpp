@@ -97,11 +97,13 @@ bool RunWith(const Operation& operation, const faults::Plan& plan) {
   return hasFired;
 }
 
-/// Runs with the plan and then without faults. Returns false if no fault occurred.
-bool RunTwice(const Operation& operation, const faults::Plan& plan) {
-  if (!RunWith(operation, plan)) return false;
-  RunWith(operation, {plan.kind, std::numeric_limits<int>::max(), Mode::kOnce});
-  return true;
+/// Runs with the n-th fault alone, with all from the n-th on, and then without faults. Returns
+/// false if no fault occurred.
+bool RunInTurn(const Operation& operation, Kind kind, int n) {
+  bool hasFired = RunWith(operation, {kind, n, Mode::kOnce});
+  hasFired |= RunWith(operation, {kind, n, Mode::kFromThenOn});
+  RunWith(operation, {kind, std::numeric_limits<int>::max(), Mode::kOnce});
+  return hasFired;
 }
 
 /// `Sweep` tries each fault, or every third one.
@@ -124,23 +126,20 @@ void Sweep(const Operation& operation, std::span<const Kind> kinds = faults::kKi
   long blocks = faults::LiveBlocks();
   long files = faults::OpenFiles();
   for (const Kind kind : kinds) {
-    for (const Mode mode : {Mode::kOnce, Mode::kFromThenOn}) {
-      for (int n = 1; RunTwice(operation, {kind, n, mode}) && !testing::Test::HasFailure();
-           n += step) {
-        // Caches may have been filled or emptied; a leak continues.
-        constexpr int kMaxRepeats = 3;
-        const auto isSame = [&] {
-          return faults::LiveBlocks() == blocks && faults::OpenFiles() == files;
-        };
-        for (int repeat = 0; repeat < kMaxRepeats && !isSame(); ++repeat) {
-          blocks = faults::LiveBlocks();
-          files = faults::OpenFiles();
-          RunTwice(operation, {kind, n, mode});
-        }
-        EXPECT_TRUE(isSame()) << operation.name << ", " << NameOf(kind) << ' ' << n << ": "
-                              << faults::LiveBlocks() - blocks << " blocks and "
-                              << faults::OpenFiles() - files << " files more";
+    for (int n = 1; RunInTurn(operation, kind, n) && !testing::Test::HasFailure(); n += step) {
+      // Caches may have been filled or emptied; a leak continues.
+      constexpr int kMaxRepeats = 3;
+      const auto isSame = [&] {
+        return faults::LiveBlocks() == blocks && faults::OpenFiles() == files;
+      };
+      for (int repeat = 0; repeat < kMaxRepeats && !isSame(); ++repeat) {
+        blocks = faults::LiveBlocks();
+        files = faults::OpenFiles();
+        RunInTurn(operation, kind, n);
       }
+      EXPECT_TRUE(isSame()) << operation.name << ", " << NameOf(kind) << ' ' << n << ": "
+                            << faults::LiveBlocks() - blocks << " blocks and "
+                            << faults::OpenFiles() - files << " files more";
     }
   }
 }
