@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "xml/name_tables.h"
 
 namespace orv {
@@ -69,5 +71,10 @@ constexpr EntityTable<EntityTable<1>::SizeFor(kEntities)> kEntityTable(kEntities
 const wchar_t* EntityBucket(std::size_t bucket) { return kEntityTable.Bucket(bucket); }
 
 int FindEntity(std::wstring_view lowerName) { return kEntityTable.Find(lowerName); }
+
+int FindExactEntity(std::wstring_view name) {
+  const auto* const found = std::ranges::find(kEntities, name, &NamedValue::name);
+  return found != kEntities.end() ? found->value : -1;
+}
 
 }  // namespace orv

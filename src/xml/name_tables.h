@@ -90,6 +90,9 @@ class NameBuckets {
 /// upper-case letter.
 int FindEntity(std::wstring_view lowerName);
 
+/// The same, but letter case counts, as it does in HTML.
+int FindExactEntity(std::wstring_view name);
+
 /// One of the 130 buckets of the entity table, zero-terminated. An entry is the length of the name
 /// as one decimal digit, the code point as four, then the name.
 const wchar_t* EntityBucket(std::size_t bucket);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <deque>
 #include <iterator>
 #include <limits>
 #include <unordered_map>
@@ -9,6 +10,7 @@
 
 #include "orv/text/format.h"
 #include "xml/name_rules.h"
+#include "xml/name_tables.h"
 #include "xml/names.h"
 #include "xml/references.h"
 
@@ -378,17 +380,22 @@ class StrictChecker {
                               (found->second == EntityKind::kExternal && kind == RunKind::kText);
       if (!isPossible) Report(StrictRule::kInvalidReference, at, length);
     } else if (isStandalone_ || !hasOtherDeclarations_) {
-      Report(StrictRule::kUndeclaredEntity, at, length, {}, FixOfEntity(at, name));
+      Report(StrictRule::kUndeclaredEntity, at, length, {}, FixOfEntity(name));
     }
   }
 
-  /// The number of the character that an entity of HTML stands for; empty for other entities.
-  std::wstring FixOfEntity(std::size_t at, std::wstring_view name) const {
+  /// The number of the character that an entity of HTML stands for; empty for other entities. A
+  /// name in another letter case is taken as `CMarkup` reads it.
+  static std::wstring FixOfEntity(std::wstring_view name) {
     constexpr std::size_t kMaxName = 8;
     if (name.size() > kMaxName) return {};
-    const std::wstring_view reference = text_.substr(at, name.size() + 2);
-    const std::wstring character = UnescapeText(reference, 0);
-    return character != reference ? Format(L"&#%d;", static_cast<int>(character[0])) : L"";
+    int code = FindExactEntity(name);
+    if (code < 0) {
+      std::wstring lower(name);
+      for (wchar_t& unit : lower) unit = ToLowerAscii(unit);
+      code = FindEntity(lower);
+    }
+    return code < 0 ? L"" : Format(L"&#%d;", code);
   }
 
   // --- Markup ---
@@ -486,7 +493,7 @@ class StrictChecker {
     const std::size_t begin = at_;
     const std::size_t name = SkipSpace(text_, begin + kOpening);
     const std::size_t nameEnd = FindAny(text_, L" \t\r\n[>\"'<", name);
-    bool isValid = name > begin + kOpening && IsName(Between(name, nameEnd));
+    bool isValid = name > begin + kOpening && IsQualifiedName(Between(name, nameEnd));
     std::wstring_view rest = text_.substr(SkipSpace(text_, nameEnd));
     if (HasIdentifier(rest)) {
       hasOtherDeclarations_ = true;
@@ -562,7 +569,8 @@ class StrictChecker {
   /// declaration is invalid.
   bool DeclareEntity(std::wstring_view content) {
     content.remove_prefix(SkipSpace(content));
-    const std::size_t percent = content.starts_with(L'%') ? 1 : 0;
+    // Without white space after it, the `%` is part of the name, which is then invalid.
+    const std::size_t percent = content.starts_with(L'%') && SkipSpace(content, 1) > 1 ? 1 : 0;
     content.remove_prefix(SkipSpace(content, percent));
     const std::wstring_view name = content.substr(0, FindAny(content, L" \t\r\n\"'"));
     content.remove_prefix(name.size());
@@ -590,7 +598,7 @@ class StrictChecker {
       const std::size_t quote = FindAny(content, L"\"'", end);
       if (quote == content.size()) return;
       const std::size_t close = FindAny(content, content.substr(quote, 1), quote + 1);
-      Declare(content.substr(at, end - at), content.substr(quote + 1, close - quote - 1));
+      Declare(content.substr(at, end - at), Decoded(content.substr(quote + 1, close - quote - 1)));
       at = close;
     }
   }
@@ -657,6 +665,10 @@ class StrictChecker {
     const TagEnd end = CheckAttributes(begin, begin + 1 + name.size());
     if (end == TagEnd::kCut) return;
     CheckName(name);
+    constexpr std::wstring_view kReserved = L"xmlns";
+    if (PrefixOf(name) == kReserved) {
+      Report(StrictRule::kUndeclaredPrefix, begin + 1, kReserved.size(), {}, L"another prefix");
+    }
     for (const std::wstring_view attribute : attributes_) CheckName(attribute);
     CheckDuplicates();
     if (end == TagEnd::kEmpty) return Undeclare(outerDeclarations);
@@ -790,6 +802,7 @@ class StrictChecker {
   void CheckNamespace(std::wstring_view attribute, std::wstring_view name) {
     constexpr std::wstring_view kXmlName = L"http://www.w3.org/XML/1998/namespace";
     constexpr std::wstring_view kXmlnsName = L"http://www.w3.org/2000/xmlns/";
+    name = Decoded(name);
     const bool isDefault = PrefixOf(attribute).empty();
     const std::wstring_view prefix = isDefault ? L"" : attribute.substr(attribute.find(L':') + 1);
     const bool isReserved =
@@ -798,6 +811,12 @@ class StrictChecker {
       ReportPart(StrictRule::kInvalidNamespace, attribute);
     }
     if (!isDefault) Declare(prefix, name);
+  }
+
+  /// The name of a namespace without references: names that differ only in those are equal.
+  std::wstring_view Decoded(std::wstring_view name) {
+    if (name.find(L'&') == name.npos) return name;
+    return decodedNames_.emplace_back(UnescapeText(name, 0));
   }
 
   void Declare(std::wstring_view prefix, std::wstring_view name) {
@@ -881,6 +900,7 @@ class StrictChecker {
   std::vector<Namespace> namespaces_;                            ///< from the outside in
   std::unordered_map<std::wstring_view, std::size_t> prefixes_;  ///< the innermost of each
   std::unordered_map<std::wstring_view, std::size_t> names_;     ///< the numbers of their names
+  std::deque<std::wstring> decodedNames_;                        ///< those with references
 };
 
 }  // namespace
