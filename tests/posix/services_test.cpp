@@ -192,15 +192,36 @@ TEST(Processes, OrphansReadTheProgramOfTheirNewParent) {
   EXPECT_GT(wait(nullptr), 0);
 }
 
-TEST(Spooler, AKeyOfTheUserWithoutANameIsNoPrinter) {
+constexpr wchar_t kPrinters[] = L"SYSTEM\\CurrentControlSet\\Control\\Print\\Printers\\";
+
+TEST(Spooler, AKeyWithoutANameIsNoPrinter) {
   const orv::test::ScratchRegistry registry;
-  EXPECT_TRUE(
-      orv::test::SetUserValue(L"SYSTEM\\CurrentControlSet\\Control\\Print\\Printers\\Label 1",
-                              L"Printer Driver", orv::RegistryValue::FromText(L"user's")));
+  EXPECT_TRUE(orv::test::SetUserValue(kPrinters + std::wstring(L"Label 1"), L"Printer Driver",
+                                      orv::RegistryValue::FromText(L"user's")));
   const orv::test::TestPrinter printer(L"Label 1", L"machine's");
   orv::PrinterFacts facts;
   EXPECT_TRUE(orv::GetPrinterFacts(printer.handle(), &facts));
   EXPECT_EQ(facts.driverName, L"machine's");
+  EXPECT_EQ(orv::AddSpoolerPrinter(L"Label 1", L"added", orv::PrinterOwner::kUser), ERROR_SUCCESS);
+  EXPECT_EQ(orv::RemoveSpoolerPrinter(L"Label 1"), ERROR_SUCCESS);
+  EXPECT_EQ(orv::RemoveSpoolerPrinter(std::wstring(300, L'n')), ERROR_INVALID_PRINTER_NAME);
+}
+
+TEST(Spooler, ListsPrintersByNameAndNotByKey) {
+  const orv::test::ScratchRegistry registry;
+  using orv::RegistryChange;
+  const auto name = [](const wchar_t* key, const wchar_t* text) {
+    return RegistryChange{RegistryChange::Kind::kSetValue, HKEY_LOCAL_MACHINE,
+                          kPrinters + std::wstring(key), L"Name",
+                          orv::RegistryValue::FromText(text)};
+  };
+  const RegistryChange changes[] = {name(L"1", L"b"), name(L"2", L"A")};
+  std::size_t failed = 0;
+  ASSERT_EQ(orv::ChangeRegistry(changes, &failed), ERROR_SUCCESS);
+  std::vector<orv::PrinterFacts> printers;
+  ASSERT_EQ(orv::ListSpoolerPrinters(&printers), ERROR_SUCCESS);
+  ASSERT_EQ(printers.size(), 2u);
+  EXPECT_EQ(printers[0].printerName + printers[1].printerName, L"Ab");
 }
 
 TEST(Modules, RelativePathsBecomeAbsolute) {

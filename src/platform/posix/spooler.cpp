@@ -70,26 +70,25 @@ bool TakeFacts(const std::vector<NamedRegistryValue>& values, PrinterOwner owner
   return true;
 }
 
-/// Opens the key of an owner's printer.
+/// Opens the key of an owner's printer. A key without a name does not count, as in the list of
+/// printers.
 LONG OpenPrinterKey(const std::wstring& name, PrinterOwner owner, RegistryKey* key) {
   if (name.empty()) return ERROR_INVALID_PRINTER_NAME;
-  const LONG result = key->Open(HiveOf(owner), KeyOf(name), RegistryAccess::kRead);
-  return result == ERROR_FILE_NOT_FOUND ? ERROR_INVALID_PRINTER_NAME : result;
+  LONG result = key->Open(HiveOf(owner), KeyOf(name), RegistryAccess::kRead);
+  RegistryValue value;
+  if (result == ERROR_SUCCESS) result = GetRegistryValue(key->get(), kNameValue, &value);
+  // No printer has a name that is too long for a key.
+  const bool isNone = result == ERROR_FILE_NOT_FOUND || result == ERROR_INVALID_PARAMETER;
+  return isNone ? ERROR_INVALID_PRINTER_NAME : result;
 }
 
-/// Finds out whose printer a name is. If the user's hive cannot be read, that is not known. A
-/// user's key is a printer if it has a name, as in the list of printers.
+/// Finds out whose printer a name is. If the user's hive cannot be read, that is not known.
 LONG FindPrinter(const std::wstring& name, PrinterOwner* owner) {
   LONG result = ERROR_INVALID_PRINTER_NAME;
   for (const PrinterOwner candidate : {PrinterOwner::kUser, PrinterOwner::kMachine}) {
     RegistryKey key;
     *owner = candidate;
     result = OpenPrinterKey(name, candidate, &key);
-    if (result == ERROR_SUCCESS && candidate == PrinterOwner::kUser) {
-      RegistryValue value;
-      result = GetRegistryValue(key.get(), kNameValue, &value);
-      if (result == ERROR_FILE_NOT_FOUND) continue;
-    }
     if (result != ERROR_INVALID_PRINTER_NAME) break;
   }
   return result;
@@ -205,7 +204,7 @@ LONG ListSpoolerPrinters(std::vector<PrinterFacts>* printers) {
   LONG result = AppendPrinters(PrinterOwner::kUser, printers);
   const std::size_t own = printers->size();
   if (result == ERROR_SUCCESS) result = AppendPrinters(PrinterOwner::kMachine, printers);
-  if (result != ERROR_SUCCESS || own == 0) return result;
+  if (result != ERROR_SUCCESS) return result;
   const auto keyOf = [](const PrinterFacts& facts) {
     return UpperCase(KeyName(facts.printerName));
   };
