@@ -130,9 +130,10 @@ ORV_C_API int32_t ORV_C_CALL orv_log_write(orv_log* log, int32_t level, const ui
 /// Stops logging. No call may use `log` during or after this one.
 ORV_C_API void ORV_C_CALL orv_log_close(orv_log* log);
 
-/// Opens a printer of the spooler by its name; `ORV_ERROR_NOT_FOUND` if that fails. Close the
-/// handle with `orv_printer_close`. On Windows the handle comes from `OpenPrinterW`, and any other
-/// handle from that function can be used instead.
+/// Opens a printer of the spooler by its name; `ORV_ERROR_NOT_FOUND` if there is none of this name,
+/// `ORV_ERROR_UNREADABLE` if the spooler cannot be asked. Close the handle with
+/// `orv_printer_close`. On Windows the handle comes from `OpenPrinterW`, and any other handle from
+/// that function can be used instead.
 ORV_C_API int32_t ORV_C_CALL orv_printer_open(const uint16_t* name, uint32_t name_length,
                                               void** printer);
 
@@ -156,7 +157,7 @@ ORV_C_API int32_t ORV_C_CALL orv_config_load_handle(void* printer, orv_log* log,
                                                     uint32_t capacity, uint32_t* reason_length);
 
 /// Loads the configuration of a printer by its name, like `orv_config_load_handle`;
-/// `ORV_ERROR_NOT_FOUND` if the spooler cannot open it.
+/// `ORV_ERROR_NOT_FOUND` and `ORV_ERROR_UNREADABLE` as for `orv_printer_open`, too.
 ORV_C_API int32_t ORV_C_CALL orv_config_load_printer(const uint16_t* name, uint32_t name_length,
                                                      orv_log* log, orv_config** config,
                                                      uint16_t* reason, uint32_t capacity,

@@ -11,6 +11,7 @@
 #include "orv/logging/logger.h"
 #include "orv/platform/spooler.h"
 #include "orv/platform/types.h"
+#include "platform/error_text.h"
 
 namespace {
 
@@ -40,6 +41,15 @@ std::int32_t LoadForC(orv_log* log, orv_config** config, const ReasonBuffer& rea
     *config = loaded.release();
     return std::int32_t{ORV_OK};
   });
+}
+
+/// The result if the spooler cannot be asked for a printer.
+orv::LoadResult FailWithoutSpooler(DWORD error, orv::LoadObserver* observer) {
+  observer->OnUndescribedPrinter(error);
+  orv::LoadResult result;
+  result.failure = orv::LoadFailure::kUnreadable;
+  result.detail = orv::DescribeError(static_cast<long>(error));
+  return result;
 }
 
 /// Runs `use(value)` on the value of a name.
@@ -75,6 +85,10 @@ std::int32_t CodeOfLoad(LoadFailure failure) {
   return ORV_ERROR_INTERNAL;
 }
 
+std::int32_t CodeOfSpooler(DWORD error) {
+  return error == ERROR_INVALID_PRINTER_NAME ? ORV_ERROR_NOT_FOUND : ORV_ERROR_UNREADABLE;
+}
+
 std::wstring LoadFailureText(const LoadResult& result) {
   if (result.failure == LoadFailure::kNone) return {};
   std::wstring text = Utf8ToWide(orv_error_text(CodeOfLoad(result.failure)));
@@ -89,9 +103,9 @@ std::int32_t ORV_C_CALL orv_printer_open(const std::uint16_t* name, std::uint32_
   if (!orv::IsRequiredText(name, name_length) || printer == nullptr) return ORV_ERROR_ARGUMENT;
   return orv::CallFromC([=] {
     HANDLE const opened = orv::OpenPrinterHandle(orv::TextFromC(name, name_length).c_str());
-    if (opened == nullptr) return ORV_ERROR_NOT_FOUND;
+    if (opened == nullptr) return orv::CodeOfSpooler(GetLastError());
     *printer = opened;
-    return ORV_OK;
+    return std::int32_t{ORV_OK};
   });
 }
 
@@ -133,6 +147,12 @@ std::int32_t ORV_C_CALL orv_config_load_printer(const std::uint16_t* name,
                   [=](CLoggerClient* client, orv::LoadObserver* observer) {
                     const std::wstring printer = orv::TextFromC(name, name_length);
                     const orv::OwnedPrinterHandle handle(orv::OpenPrinterHandle(printer.c_str()));
+                    if (handle == nullptr) {
+                      const DWORD error = GetLastError();
+                      if (orv::CodeOfSpooler(error) != ORV_ERROR_NOT_FOUND) {
+                        return FailWithoutSpooler(error, observer);
+                      }
+                    }
                     return orv::LoadPrinterConfig(handle.get(), nullptr, client, observer);
                   });
 }

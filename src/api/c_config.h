@@ -7,6 +7,7 @@
 #include "config/config_values.h"
 #include "orv/config/config.h"
 #include "orv/config/config_loader.h"
+#include "orv/platform/types.h"
 
 struct orv_config {
   std::unique_ptr<Config> config;
@@ -17,5 +18,9 @@ namespace orv {
 
 /// The error code for why a configuration did not load.
 std::int32_t CodeOfLoad(LoadFailure failure);
+
+/// The error code for a printer that the spooler does not open or describe, from the system's
+/// error.
+std::int32_t CodeOfSpooler(DWORD error);
 
 }  // namespace orv

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "api/c_call.h"
+#include "api/c_config.h"
 #include "orv/c_api.h"
 #include "orv/devmode/stock_items.h"
 #include "orv/logging/logger.h"
@@ -27,8 +28,7 @@ class StockPlace {
 
   /// `ORV_OK`, or the error code if the printer cannot be used.
   std::int32_t Code() const {
-    if (error_ == ERROR_SUCCESS) return ORV_OK;
-    return error_ == ERROR_INVALID_PRINTER_NAME ? ORV_ERROR_NOT_FOUND : ORV_ERROR_UNREADABLE;
+    return error_ == ERROR_SUCCESS ? std::int32_t{ORV_OK} : orv::CodeOfSpooler(error_);
   }
   std::wstring Path() const {
     if (name_.empty()) return orv::kCommonStockItemsPath;

@@ -183,12 +183,17 @@ constexpr wchar_t kPrinter[] = L"Label 1";
 constexpr char kUserFile[] = "user.sqlite";
 constexpr char kMachineFile[] = "machine.sqlite";
 
-/// Lists the items of the printer through the C interface.
-std::int32_t ListForC() {
+/// What the functions of the C interface that ask the spooler for the printer return.
+std::vector<std::int32_t> ResultsInC() {
   const std::u16string name(kPrinter, std::end(kPrinter) - 1);
+  const auto* const units = reinterpret_cast<const std::uint16_t*>(name.data());
+  const auto size = static_cast<std::uint32_t>(name.size());
   std::uint32_t count = 0;
-  return orv_stock_list(reinterpret_cast<const std::uint16_t*>(name.data()),
-                        static_cast<std::uint32_t>(name.size()), nullptr, nullptr, 0, &count);
+  void* printer = nullptr;
+  orv_config* config = nullptr;
+  return {orv_stock_list(units, size, nullptr, nullptr, 0, &count),
+          orv_printer_open(units, size, &printer),
+          orv_config_load_printer(units, size, nullptr, &config, nullptr, 0, nullptr)};
 }
 
 LONG ErrorOfList(HANDLE printer) {
@@ -337,9 +342,9 @@ TEST_F(RegistryFileTest, AnUnreadableStoreIsNeverAnEmptyOne) {
         if (reader.file != name) continue;
         EXPECT_EQ(reader.read(), damage.error);
       }
-      EXPECT_EQ(ListForC(), ORV_ERROR_UNREADABLE) << damage.name;
+      EXPECT_EQ(ResultsInC(), std::vector<std::int32_t>(3, ORV_ERROR_UNREADABLE)) << damage.name;
       std::filesystem::remove_all(folder_.path() / "store");
-      EXPECT_EQ(ListForC(), ORV_ERROR_NOT_FOUND);
+      EXPECT_EQ(ResultsInC(), std::vector<std::int32_t>(3, ORV_ERROR_NOT_FOUND));
       for (const Reader& reader : kReaders) {
         EXPECT_NE(reader.read(), damage.error) << reader.name << " has kept the failure";
       }
