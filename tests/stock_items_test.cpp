@@ -334,6 +334,9 @@ TEST_F(StockItems, SizesAboveTheLimitsAreRefusedOrReduced) {
     EXPECT_EQ(orv::FindExceedingValue(larger), &value);
     EXPECT_EQ(orv::WriteStockItem(path, larger), ERROR_INVALID_PARAMETER);
   }
+  item.DisplayName = std::wstring(L"a\0b", 3);
+  EXPECT_EQ(orv::WriteStockItem(path, item), ERROR_INVALID_PARAMETER);
+  item.DisplayName.clear();
   const struct {
     DWORD width;
     SHORT tenths;

@@ -242,6 +242,7 @@ bool IsNoPrinter(DWORD error) {
 /// Whether an item can be stored and read again.
 bool IsStorable(const StockItem& item) {
   return !IsZeroGuid(item.guid) && item.DisplayName.size() <= kMaxStockName &&
+         item.DisplayName.find(L'\0') == item.DisplayName.npos &&  // reading would end there
          FindExceedingValue(item) == nullptr;
 }
 
