@@ -24,7 +24,7 @@ namespace orv {
 /// Why a configuration did not load.
 enum class LoadFailure {
   kNone,
-  kInvalidPrinter,  ///< the handle does not belong to a printer
+  kInvalidPrinter,  ///< a null handle or `INVALID_HANDLE_VALUE`
   kUnreadable,      ///< no such file, an empty one, or one that cannot be decrypted
   kOutOfMemory,     ///< memory ran out while the file was read or decrypted
   kMalformed,       ///< not well-formed XML

@@ -138,7 +138,7 @@ class ORV_EXPORT Bitmap {
   /// Size of the palette in bytes; 0 for a bitmap without one.
   INT GetPaletteSize() const;
 
-  /// Reads at most `size` bytes of the palette, or replaces it.
+  /// Copies the palette to a buffer of `size` bytes, which must hold all of it, or replaces it.
   Status GetPalette(ColorPalette* palette, INT size) const;
   Status SetPalette(const ColorPalette* palette);
 
