@@ -67,7 +67,8 @@ struct StrictFault {
 ///
 /// Of the declarations in a document type, those of entities are checked; of the others only the
 /// keyword and the characters. The text of an entity is checked for invalid references, but not as
-/// markup. References to entities are not checked if declarations may be in other files.
+/// markup. References to entities are not checked if declarations may be in other files. A prefix
+/// that is declared by the default of an attribute counts as declared in every element.
 ///
 /// Takes time linear in the text, except that the attributes of a tag are sorted. Holds the open
 /// elements, the declared entities and namespaces, the attributes of one tag, and one number for
