@@ -1,7 +1,6 @@
 #include "orv/platform/graphics.h"
 
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <cwchar>
 #include <memory>
@@ -43,11 +42,17 @@ Status CheckSignature(const wchar_t* path) {
                                                                           : Win32Error;
   }
   if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) return UnknownImageFormat;
-  std::FILE* const file = _wfopen(path, L"rb");
-  if (file == nullptr) return Win32Error;
+  // Without sharing for writers, as GDI+ opens it: for those it would not say why it fails.
+  const HANDLE file = CreateFileW(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                  FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return Win32Error;
   char bytes[sizeof kSignature] = {};
-  std::fread(bytes, 1, sizeof bytes, file);
-  std::fclose(file);
+  DWORD count = 0;
+  const bool isRead = ReadFile(file, bytes, sizeof bytes, &count, nullptr) != FALSE;
+  const DWORD error = GetLastError();
+  CloseHandle(file);
+  SetLastError(error);
+  if (!isRead) return Win32Error;
   return std::memcmp(bytes, kSignature, sizeof bytes) == 0 ? Ok : UnknownImageFormat;
 }
 
