@@ -41,10 +41,18 @@ std::string ChooseWord(const std::string& kind, const std::vector<std::string>& 
 
 }  // namespace
 
+void RefuseEmptyInput(const std::string& path) {
+  if (path.empty()) Fail(kUnreadable, CannotRead({}));
+}
+
 CLI::Option* AddOutputFile(CLI::App* command, const char* name, std::string* path,
                            const std::string& meaning) {
   AddForceFlag(command);
-  return command->add_option(name, *path, meaning + "; - is standard output")->type_name("FILE");
+  return command->add_option(name, *path, meaning + "; - is standard output")
+      ->type_name("FILE")
+      ->each([](const std::string& given) {
+        if (given.empty()) Fail(kUnreadable, CannotWrite({}));
+      });
 }
 
 bool TakesFileNames(const CLI::Option* option) {

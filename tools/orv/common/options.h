@@ -9,14 +9,20 @@
 
 namespace orv::tool {
 
+/// Ends the command if a file to read was given, but with an empty path.
+void RefuseEmptyInput(const std::string& path);
+
 /// One or several files that a command reads.
 template <typename Path>
 CLI::Option* AddInputFile(CLI::App* command, const char* name, Path* path,
                           const std::string& meaning) {
-  return command->add_option(name, *path, meaning + "; - is standard input")->type_name("FILE");
+  return command->add_option(name, *path, meaning + "; - is standard input")
+      ->type_name("FILE")
+      ->each(RefuseEmptyInput);
 }
 
-/// A file that a command writes, with `--force` to replace one that exists.
+/// A file that a command writes, which may not have an empty path, with `--force` to replace one
+/// that exists.
 CLI::Option* AddOutputFile(CLI::App* command, const char* name, std::string* path,
                            const std::string& meaning);
 
