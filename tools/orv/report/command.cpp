@@ -1,6 +1,9 @@
+#include <algorithm>
 #include <filesystem>
 #include <functional>
+#include <iterator>
 #include <memory>
+#include <string_view>
 
 #include "devmode/explanation.h"
 #include "orv/config/config.h"
@@ -41,6 +44,8 @@
 
 namespace orv::tool {
 namespace {
+
+constexpr wchar_t kCreator[] = L"creator";
 
 struct ReportOptions {
   std::string printer;
@@ -224,9 +229,19 @@ void ForEachText(ReportFacts* facts, const std::function<void(std::wstring*)>& u
   facts->log.summary.ChangeTexts(use);
 }
 
+/// Whether a finding is about the creator of the configuration, and proposes a name.
+bool ProposesCreator(const ReportFinding& finding) {
+  constexpr std::wstring_view kOthers[] = {
+      // rules that propose a key or a change
+      L"missing-property", L"unknown-property", L"property-without-name", L"duplicate-property",
+      L"element-in-value"};
+  return finding.proposal != kNothing &&
+         std::ranges::find(kOthers, finding.rule->name) == std::end(kOthers) &&
+         LowerCase(finding.text + finding.proposal).find(kCreator) != std::wstring::npos;
+}
+
 /// Replaces the names of users, computers and documents.
 void Redact(ReportFacts* facts) {
-  constexpr wchar_t kCreator[] = L"creator";
   constexpr wchar_t kRemoved[] = L"(removed)";
   Redactor redactor;
   // A user has chosen the names of these files, whatever their endings.
@@ -239,9 +254,7 @@ void Redact(ReportFacts* facts) {
   }
   // What to write instead of a faulty one can be the name as it is meant.
   for (ReportFinding& finding : facts->model.findings) {
-    const bool isOfCreator =
-        LowerCase(finding.text + finding.proposal).find(kCreator) != std::wstring::npos;
-    if (isOfCreator && finding.rule->name != L"missing-property") finding.proposal = kRemoved;
+    if (ProposesCreator(finding)) finding.proposal = kRemoved;
   }
 }
 
