@@ -87,16 +87,14 @@ const std::uint8_t (&GlyphOf(char character))[kGlyphHeight] {
 
 // --- Rulers ---
 
-// The space that they take.
-constexpr int kRulerWidth = 62;
-constexpr int kRulerHeight = 40;
-
+constexpr int kRulerHeight = 40;  ///< the space above the page
 constexpr int kRulerTextSize = 2;
+constexpr int kNumbersToPage = 16;  ///< from the end of the numbers on the left
 constexpr int kMinTickGap = 4;
 constexpr int kMinTextGap = 56;
 
 /// Readable distances between ticks, in tenths of a millimetre.
-constexpr int kDistances[] = {1, 5, 10, 50, 100, 500, 1000, 5000, 10000};
+constexpr int kDistances[] = {1, 5, 10, 50, 100, 500, 1000, 5000, 10000, 50000};
 
 /// The smallest distance whose ticks are at least `gap` pixels apart.
 int DistanceFor(double pixelsPerTenth, int gap) {
@@ -125,20 +123,28 @@ void ForEachMark(int first, int count, double dpi, int zoom, Mark mark) {
   }
 }
 
-/// Draws the rulers of a part of a page whose picture starts at (kRulerWidth, kRulerHeight).
-void DrawRulers(Canvas* canvas, const PageArea& area, const Resolution& dpi, int zoom) {
+/// The width of the widest number along one edge; at least that of four characters.
+int WidestNumber(int first, int count, double dpi, int zoom) {
+  int widest = TextWidth("1000", kRulerTextSize);
+  ForEachMark(first, count, dpi, zoom, [&](int, int, const std::string& text) {
+    widest = std::max(widest, TextWidth(text, kRulerTextSize));
+  });
+  return widest;
+}
+
+/// Draws the rulers of a part of a page whose picture starts at (left, kRulerHeight).
+void DrawRulers(Canvas* canvas, const PageArea& area, const Resolution& dpi, int zoom, int left) {
   canvas->Fill(0, 0, canvas->width(), kRulerHeight, kMargin);
-  canvas->Fill(0, 0, kRulerWidth, canvas->height(), kMargin);
+  canvas->Fill(0, 0, left, canvas->height(), kMargin);
   canvas->Text(8, 8, "MM", kRulerTextSize, kLine);
   ForEachMark(area.x, area.width, dpi.x, zoom, [&](int at, int length, const std::string& text) {
-    canvas->Fill(kRulerWidth + at, kRulerHeight - length, 1, length, kText);
-    canvas->Text(kRulerWidth + at - TextWidth(text, kRulerTextSize) / 2, 10, text, kRulerTextSize,
-                 kText);
+    canvas->Fill(left + at, kRulerHeight - length, 1, length, kText);
+    canvas->Text(left + at - TextWidth(text, kRulerTextSize) / 2, 10, text, kRulerTextSize, kText);
   });
   ForEachMark(area.y, area.height, dpi.y, zoom, [&](int at, int length, const std::string& text) {
-    canvas->Fill(kRulerWidth - length, kRulerHeight + at, length, 1, kText);
-    canvas->Text(kRulerWidth - 16 - TextWidth(text, kRulerTextSize), kRulerHeight + at - 7, text,
-                 kRulerTextSize, kText);
+    canvas->Fill(left - length, kRulerHeight + at, length, 1, kText);
+    canvas->Text(left - kNumbersToPage - TextWidth(text, kRulerTextSize), kRulerHeight + at - 7,
+                 text, kRulerTextSize, kText);
   });
 }
 
@@ -206,12 +212,14 @@ int TextWidth(std::string_view text, int size) {
 
 Canvas DrawView(const PagePixels& page, const PageArea& area, int zoom, const Resolution& dpi,
                 bool isBare) {
-  const int left = isBare ? 0 : kRulerWidth;
+  const int left = isBare ? 0 : kNumbersToPage + WidestNumber(area.y, area.height, dpi.y, zoom);
   const int top = isBare ? 0 : kRulerHeight;
-  const int border = isBare ? 0 : 24;  // room for half a number
-  Canvas canvas(left + std::int64_t{area.width} * zoom + border,
-                top + std::int64_t{area.height} * zoom + border, kMargin);
-  if (!isBare) DrawRulers(&canvas, area, dpi, zoom);
+  // Room for half a number.
+  const int right = isBare ? 0 : WidestNumber(area.x, area.width, dpi.x, zoom) / 2 + 1;
+  const int bottom = isBare ? 0 : 24;
+  Canvas canvas(left + std::int64_t{area.width} * zoom + right,
+                top + std::int64_t{area.height} * zoom + bottom, kMargin);
+  if (!isBare) DrawRulers(&canvas, area, dpi, zoom, left);
   canvas.Put(left, top, page, area, zoom);
   return canvas;
 }
