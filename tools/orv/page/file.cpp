@@ -202,9 +202,13 @@ void PageFiles::Add(Bitmap* page, const std::wstring& path) {
 }
 
 void PageFiles::Finish() {
-  for (OutputFile& file : files_) {
-    if (!file.Commit()) Fail(kUnreadable, CannotWrite(file.path()));
-    PrintDetail(L"wrote " + PathName(file.path()));
+  // Streams and devices first: they can fail for a long time, the files are already written.
+  for (const bool isReplaced : {false, true}) {
+    for (OutputFile& file : files_) {
+      if (file.IsReplaced() != isReplaced) continue;
+      if (!file.Commit()) Fail(kUnreadable, CannotWrite(file.path()));
+      PrintDetail(L"wrote " + PathName(file.path()));
+    }
   }
   files_.clear();
 }

@@ -39,7 +39,7 @@ class PageFiles {
 
   /// Writes a page to a temporary file for this path.
   void Add(Bitmap* page, const std::wstring& path);
-  /// Moves all files to their paths.
+  /// Moves all files to their paths, after it has written to streams and devices.
   void Finish();
 
  private:
