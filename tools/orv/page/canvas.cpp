@@ -152,7 +152,7 @@ void DrawRulers(Canvas* canvas, const PageArea& area, const Resolution& dpi, int
 
 Canvas::Canvas(std::int64_t width, std::int64_t height, const Shade& shade) {
   constexpr std::int64_t kMaxPixels = 200'000'000;
-  if (width * height > kMaxPixels) {
+  if (width * height > kMaxPixels || std::max(width, height) > kMaxSide) {
     Fail(kUsage, L"the picture would be too large: give a smaller --crop or --zoom");
   }
   page_.reset(BitmapHelper::CreateBitmap(static_cast<INT>(width), static_cast<INT>(height),

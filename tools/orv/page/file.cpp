@@ -48,6 +48,24 @@ std::wstring WhyNotPng(const std::wstring& path) {
   return L"not a PNG image";
 }
 
+/// A number in a PNG image, which is there.
+std::uint64_t NumberAt(const std::string& bytes, std::uint64_t at) {
+  std::uint64_t number = 0;
+  for (std::size_t i = 0; i < 4; ++i) {
+    number = number << 8 | static_cast<unsigned char>(bytes[at + i]);
+  }
+  return number;
+}
+
+/// Whether a side of a PNG image is longer than can be read.
+bool IsTooLong(const std::wstring& path) {
+  constexpr std::size_t kWidth = 16;
+  constexpr std::size_t kHeight = 20;
+  std::string bytes;
+  if (!ReadFile(path, &bytes, 0, kHeight + 4) || bytes.size() < kHeight + 4) return false;
+  return std::max(NumberAt(bytes, kWidth), NumberAt(bytes, kHeight)) > kMaxSide;
+}
+
 /// Whether a PNG image ends before its last chunk does.
 bool EndsEarly(const std::wstring& path) {
   constexpr std::size_t kSignature = 8;
@@ -55,12 +73,8 @@ bool EndsEarly(const std::wstring& path) {
   std::string bytes;
   if (!ReadFile(path, &bytes)) return false;
   for (std::uint64_t at = kSignature; at + kFrame <= bytes.size();) {
-    std::uint64_t length = 0;
-    for (std::size_t i = 0; i < 4; ++i) {
-      length = length << 8 | static_cast<unsigned char>(bytes[at + i]);
-    }
     if (bytes.compare(at + 4, 4, "IEND") == 0) return false;
-    at += kFrame + length;
+    at += kFrame + NumberAt(bytes, at);
   }
   return true;
 }
@@ -80,6 +94,9 @@ std::wstring Explain(Status status, const std::wstring& path, const std::wstring
     case OutOfMemory:
       return L"not enough memory for " + name;
     default:
+      if (IsTooLong(path)) {
+        return name + Format(L": a side of the image is longer than %d pixels", kMaxSide);
+      }
       return name + L": a damaged PNG image" + (EndsEarly(path) ? L": its end is missing" : L"");
   }
 }

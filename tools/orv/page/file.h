@@ -14,6 +14,9 @@
 
 namespace orv::tool {
 
+/// The longest side of a PNG image, in pixels: on Linux the system reads and writes no longer ones.
+inline constexpr int kMaxSide = 1'000'000;
+
 /// Loads a PNG image as a 24-bit page, transparency blended onto white; ends the command on
 /// failure. Sets `stored` to the resolution in the file, or to nothing for 72 and 96 dots per inch,
 /// which programs write as a default.

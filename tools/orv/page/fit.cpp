@@ -11,6 +11,7 @@
 #include "orv/text/format.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/page/file.h"
 #include "tools/orv/page/pale.h"
 
 namespace orv::tool {
@@ -84,7 +85,9 @@ PagePointer LoadFitted(PageOptions* page, const FitOptions& options) {
   constexpr double kMaxPixels = INT_MAX / 3;  // of a 24-bit bitmap
   const double width = Scaled(loaded->GetWidth(), page->dpi.x, options.toDpi.x);
   const double height = Scaled(loaded->GetHeight(), page->dpi.y, options.toDpi.y);
-  if (width * height > kMaxPixels) Fail(kUsage, L"--to-dpi makes the page too large");
+  if (width * height > kMaxPixels || std::max(width, height) > kMaxSide) {
+    Fail(kUsage, L"--to-dpi makes the page too large");
+  }
   page->dpi = options.toDpi;
   page->dpiSource = DpiSource::kTarget;
   return Resampled(loaded.get(), static_cast<int>(width), static_cast<int>(height));
