@@ -219,7 +219,7 @@ void PageFiles::Add(Bitmap* page, const std::wstring& path) {
 }
 
 void PageFiles::Finish() {
-  // Streams and devices first: they can fail for a long time, the files are already written.
+  // Streams and devices first: writing them can fail; the files need only be moved.
   for (const bool isReplaced : {false, true}) {
     for (OutputFile& file : files_) {
       if (file.IsReplaced() != isReplaced) continue;

@@ -7,6 +7,7 @@
 #include "orv/platform/graphics.h"
 #include "orv/text/format.h"
 #include "tools/orv/common/commands.h"
+#include "tools/orv/common/input.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/page/bar_report.h"
@@ -192,7 +193,7 @@ void Evaluate(const PageOptions& options, Bitmap* plane, const LegibilityOptions
   const std::wstring path = ToWide(legibility.source);
   const PagePointer source = LoadPage(path);
   if (source->GetWidth() != plane->GetWidth() || source->GetHeight() != plane->GetHeight()) {
-    Fail(kFindings, path + L" differs in size from the plane");
+    Fail(kFindings, InputName(path) + L" differs in size from the plane");
   }
   const Legibility found = LegibilityMeter(source.get()).Measure(plane);
   Report report(options);

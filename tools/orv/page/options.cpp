@@ -17,8 +17,9 @@ constexpr double kCommonDpi = 203;
 /// Parses a length in pixels: a number with the suffix px, or another length.
 std::optional<double> ParsePixels(std::string_view text, double dpi) {
   const bool isPixels = text.ends_with("px");
-  const std::optional<double> number =
-      ParseMillimetres(isPixels ? text.substr(0, text.size() - 2) : text);
+  if (isPixels) text.remove_suffix(2);
+  if (isPixels && (text.ends_with("mm") || text.ends_with("in"))) return {};  // two units
+  const std::optional<double> number = ParseMillimetres(text);
   return isPixels || !number ? number : *number * dpi / kMillimetresPerInch;
 }
 

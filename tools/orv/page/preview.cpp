@@ -5,6 +5,7 @@
 
 #include "orv/platform/graphics.h"
 #include "tools/orv/common/commands.h"
+#include "tools/orv/common/input.h"
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
@@ -152,7 +153,7 @@ void AddPagePreviewCommand(CLI::App* group) {
         const PagePointer plane = LoadPage(path);
         if (static_cast<int>(plane->GetWidth()) != width ||
             static_cast<int>(plane->GetHeight()) != height) {
-          Fail(kFindings, path + L" differs in size from the first plane");
+          Fail(kFindings, InputName(path) + L" differs in size from the first plane");
         }
         Overprint(pixels, PagePixels(plane.get()), inkOf(i + 1));
       }
