@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 
 #include "base/json.h"
 #include "devmode/merge_log.h"
@@ -35,6 +36,13 @@ StockChoice ItemOfGuid(const StockList& items, tagOEMDEV record) {
   return ChooseStockItem(items, PublicRecordOf(record), record);
 }
 
+/// Tenths of a millimetre; 0, which leaves the record's own length, if they exceed the public
+/// record's 16 bits.
+SHORT PublicLength(std::uint32_t thousandths) {
+  const std::uint32_t tenths = thousandths / kThousandthsPerTenth;
+  return tenths <= INT16_MAX ? static_cast<SHORT>(tenths) : SHORT{0};
+}
+
 }  // namespace
 
 std::wstring RememberedText(const StockChoice& remembered) {
@@ -52,8 +60,8 @@ DEVMODEW PublicRecordOf(const tagOEMDEV& record) {
   result.dmOrientation = 1;
   result.dmCopies = 1;
   result.dmPaperSize = kUserPaperSize;
-  result.dmPaperWidth = static_cast<SHORT>(record.PaperWidth / kThousandthsPerTenth);
-  result.dmPaperLength = static_cast<SHORT>(record.PaperHeight / kThousandthsPerTenth);
+  result.dmPaperWidth = PublicLength(record.PaperWidth);
+  result.dmPaperLength = PublicLength(record.PaperHeight);
   return result;
 }
 
