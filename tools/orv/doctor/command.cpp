@@ -37,29 +37,30 @@ std::string AsJson(const std::wstring& printer, const std::vector<CheckRow>& row
   return json.Text();
 }
 
+/// A text without control characters.
+std::wstring Shown(const std::wstring& text) { return Utf8ToWide(Printable(text)); }
+
 /// A text in the last column, wrapped to the width of the output.
 std::wstring InColumn(const std::wstring& text, std::size_t column) {
   constexpr std::size_t kNarrowest = 20;
-  const std::wstring shown = Utf8ToWide(Printable(text));
   const std::size_t width = OutputWidth();
   const std::size_t room = std::max(width - std::min(width, column), kNarrowest);
-  return Wrapped(shown, std::wstring(column, L' '), room);
+  return Wrapped(Shown(text), std::wstring(column, L' '), room);
 }
 
 std::wstring AsText(const std::vector<CheckRow>& rows) {
   constexpr std::size_t kGap = 2;
   const std::size_t statusWidth = std::wstring_view(NameOf(Health::kWarning)).size() + kGap;
   std::size_t column = 0;
-  for (const CheckRow& row : rows) column = std::max(column, row.check.size());
+  for (const CheckRow& row : rows) column = std::max(column, Shown(row.check).size());
   column += statusWidth + kGap;
   std::wstring text;
   for (const CheckRow& row : rows) {
     const std::wstring status = NameOf(row.health);
     std::wstring finding = InColumn(row.finding, column);
     const std::wstring padding(statusWidth - status.size(), L' ');
-    const std::wstring check = Utf8ToWide(Printable(row.check));
-    const std::wstring rest(column - statusWidth - std::min(column - statusWidth, check.size()),
-                            L' ');
+    const std::wstring check = Shown(row.check);
+    const std::wstring rest(column - statusWidth - check.size(), L' ');
     finding.replace(0, std::min(column, finding.size()), padding + check + rest);
     text += row.health == Health::kOk
                 ? status
