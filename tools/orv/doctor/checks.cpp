@@ -381,8 +381,9 @@ std::optional<Result> Record(const Examined& examined) {
   if (path.empty()) return {};
   constexpr wchar_t kGetRecord[] = L"get it as docs/record-text.md describes";
   std::string bytes;
-  if (!ReadFile(path, &bytes))
+  if (!ReadFile(path, &bytes)) {
     return Result{Health::kError, CannotRead(path), L"check the path and your access to it"};
+  }
   tagOEMDEV defaults{};
   if (examined.config) FillDefaults(*examined.config, &defaults);
   std::wstring problem;
