@@ -94,6 +94,8 @@ CLI::Option* AddJsonFlag(CLI::App* command, bool* asJson, const std::string& mea
 CLI::Validator InRange(int min, int max) {
   return CLI::Validator(
       [min, max](std::string& text) {
+        // The parser refuses other texts, but takes this one as 0.
+        if (text.empty()) return std::string("a number is missing");
         double number = 0;
         if (!CLI::detail::lexical_cast(text, number)) return std::string();
         if (number != std::trunc(number)) return text + " is not a whole number";
