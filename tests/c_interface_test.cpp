@@ -2,6 +2,9 @@
 /// several threads. The cases that every language runs are in c_api/.
 
 #include <gtest/gtest.h>
+#ifndef _WIN32
+#include <sys/resource.h>
+#endif
 
 #include <cstring>
 #include <functional>
@@ -46,7 +49,9 @@ class CInterface : public testing::Test {
     const Units folder(module_.folder().Name());
     EXPECT_EQ(orv_log_open(module.data(), module.size(), folder.data(), folder.size(), &log_),
               ORV_OK);
-    EXPECT_EQ(Load(path_, &config_), ORV_OK);
+    EXPECT_EQ(orv_config_load_printer(printer_.data(), printer_.size(), log_, &config_, nullptr, 0,
+                                      nullptr),
+              ORV_OK);
     EXPECT_EQ(orv_printer_open(printer_.data(), printer_.size(), &handle_), ORV_OK);
   }
   ~CInterface() override {
@@ -195,6 +200,15 @@ TEST_F(CInterface, ReadsAFileToItsEnd) {
   ASSERT_EQ(orv_hash(bytes.data(), static_cast<std::uint32_t>(bytes.size()), expected), ORV_OK);
   ASSERT_EQ(orv_hash_file(path.data(), path.size(), digest), ORV_OK);
   EXPECT_EQ(std::memcmp(digest, expected, sizeof digest), 0);
+  const Units unreadable(L"/proc/self/mem");  // nothing is mapped at its start
+  EXPECT_EQ(orv_hash_file(unreadable.data(), unreadable.size(), digest), ORV_ERROR_UNREADABLE);
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  const rlimit none{0, before.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  const std::int32_t code = orv_hash_file(path.data(), path.size(), digest);
+  setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_EQ(code, ORV_ERROR_UNREADABLE) << "of a file that cannot be opened";
 }
 #endif
 

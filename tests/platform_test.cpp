@@ -196,6 +196,10 @@ TEST_F(RegistryTest, AKeyOpenForReadingCannotBeWritten) {
   EXPECT_EQ(Get(key, L"value"), L"text");
   ASSERT_EQ(key.Open(HKEY_CURRENT_USER, L"Fixed", RegistryAccess::kReadWrite), ERROR_SUCCESS);
   EXPECT_EQ(orv::DeleteRegistryValue(key.get(), L"value"), ERROR_SUCCESS);
+  // Without a path the key itself is emptied.
+  Set(key, L"value", L"text");
+  EXPECT_EQ(orv::DeleteRegistryTree(key.get(), L""), ERROR_SUCCESS);
+  EXPECT_EQ(Values(key), Names{});
 }
 
 TEST_F(RegistryTest, TheUsersSettingOverridesTheMachines) {

@@ -684,7 +684,7 @@ TEST(XmlCursor, SharesItsPositionsWithTheDocument) {
 }
 
 TEST(XmlCursor, ViewsAreOfTheTextUnlessDecoded) {
-  CMarkup doc(L"<r a='1' b='&lt;' 'v' c/>");
+  CMarkup doc(L"<r a='1' b='&lt;' 'v' c d='2'/e>" + std::wstring(32, L' '));
   CMarkupCursor cursor(doc);
   ASSERT_TRUE(cursor.NextElem());
   std::wstring seen;
@@ -697,10 +697,32 @@ TEST(XmlCursor, ViewsAreOfTheTextUnlessDecoded) {
     seen += std::wstring(attrib.strName) + L"=" + std::wstring(value);
     seen += attrib.bIsPlain && value.data() == attrib.strRawValue.data() ? L";" : L"!";
   }
-  EXPECT_EQ(Show(seen), "a=1;b=<!'v'=;c=;");
+  EXPECT_EQ(Show(seen), "a=1;b=<!'v'=;c=;d=2;e=;");
+  CMarkup trimmed(L"<r a=' 1 '/>");
+  trimmed.SetDocFlags(CMarkup::DOC_TRIMWHITESPACE);
+  CMarkupCursor atTrimmed(trimmed);
+  ASSERT_TRUE(atTrimmed.NextElem());
+  EXPECT_EQ(atTrimmed.GetAttribs().begin()->GetValue(&buffer), L"1");
   CMarkup empty;
   EXPECT_FALSE(CMarkupCursor(empty).NextElem());
   EXPECT_TRUE(CMarkupCursor(empty).GetAttribs().begin() == std::default_sentinel);
+}
+
+TEST(XmlCursor, OffsetsOfAttributesAfterAnEdit) {
+  CMarkup doc(L"<r><i/><e a='1' b='&lt;'c>text</e></r>");
+  EXPECT_TRUE(doc.FindElem() && doc.IntoElem() && doc.FindElem());
+  EXPECT_TRUE(doc.SetAttrib(L"added", L"1"));  // leaves a gap in the text
+  EXPECT_TRUE(doc.FindElem());
+  std::wstring names;
+  std::vector<int> offsets;
+  for (const CMarkupAttrib& attrib : CMarkupCursor::At(doc).GetAttribs()) {
+    names += attrib.strName;
+    offsets.push_back(attrib.nOffset);
+  }
+  EXPECT_EQ(names, L"abc");
+  std::wstring found;
+  for (const int offset : offsets) found += doc.GetDoc().at(static_cast<std::size_t>(offset));
+  EXPECT_EQ(found, names);
 }
 
 // Attributes are compared in blocks of code units.
@@ -708,7 +730,7 @@ TEST(XmlCursor, AttributesOfAllLengths) {
   for (std::size_t n = 1; n < 70; ++n) {
     const std::wstring name(n, L'n');
     const std::wstring value = std::wstring(n % 37, L'#') + L"'";
-    const CMarkup doc(L"<e " + name + L"=\"" + value + L"\" b-1='\"'  c\n='x'/>" +
+    const CMarkup doc(L"<e " + name + L"=\"" + value + L"\" b-1='\"'  c\n='x' d='y'>e='z'" +
                       std::wstring(n % 5 * 10, L' '));
     CMarkupCursor cursor(doc);
     ASSERT_TRUE(cursor.NextElem());
@@ -716,7 +738,7 @@ TEST(XmlCursor, AttributesOfAllLengths) {
     for (const CMarkupAttrib& attrib : cursor.GetAttribs()) {
       seen += std::wstring(attrib.strName) + L"=" + std::wstring(attrib.strRawValue) + L";";
     }
-    EXPECT_EQ(seen, name + L"=" + value + L";b-1=\";c=x;");
+    EXPECT_EQ(seen, name + L"=" + value + L";b-1=\";c=x;d=y;");
   }
 }
 

@@ -48,6 +48,10 @@ class RegistryFileTest : public testing::Test {
     std::filesystem::rename(folder_.path() / "copy", file);
   }
 
+  static std::ptrdiff_t OpenFiles() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+  }
+
   /// Forks, runs the work in the child and expects it to succeed.
   template <typename Work>
   static void InAnotherProcess(Work work) {
@@ -124,13 +128,10 @@ TEST_F(RegistryFileTest, NoticesThatItsFileWasReplaced) {
   EXPECT_EQ(Read(), L"two");
   EXPECT_EQ(orv::GetRegistryValue(old.get(), L"Value", &value), ERROR_KEY_DELETED);
   EXPECT_EQ(orv::SetRegistryValue(old.get(), L"Value", value), ERROR_KEY_DELETED);
-  const auto openFiles = [] {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-  };
-  const auto before = openFiles();
+  const std::ptrdiff_t before = OpenFiles();
   std::filesystem::remove_all(folder_.path() / "store");
   Write(L"three");
-  EXPECT_EQ(openFiles(), before);
+  EXPECT_EQ(OpenFiles(), before);
 }
 
 /// Runs work when SQLite has opened a file.
@@ -165,10 +166,12 @@ TEST_F(RegistryFileTest, NoticesThatItsFileWasReplacedWhileItWasOpened) {
   const std::string one = orv::test::ReadBytes(file);
   Write(L"two");
   const std::string two = orv::test::ReadBytes(file);
+  const std::ptrdiff_t before = OpenFiles();
   Replace(file, one);
   const AfterOpening opening([&] { Replace(file, two); });
   EXPECT_EQ(Read(), L"two");
   EXPECT_EQ(Read(), L"two");
+  EXPECT_EQ(OpenFiles(), before);
 }
 
 /// Every function of the library that reads the store, with the hive that it needs. Each returns
@@ -183,17 +186,18 @@ constexpr wchar_t kPrinter[] = L"Label 1";
 constexpr char kUserFile[] = "user.sqlite";
 constexpr char kMachineFile[] = "machine.sqlite";
 
+/// The printer's name in the C interface.
+constexpr std::uint16_t kPrinterInC[] = {'L', 'a', 'b', 'e', 'l', ' ', '1'};
+
 /// What the functions of the C interface that ask the spooler for the printer return.
 std::vector<std::int32_t> ResultsInC() {
-  const std::u16string name(kPrinter, std::end(kPrinter) - 1);
-  const auto* const units = reinterpret_cast<const std::uint16_t*>(name.data());
-  const auto size = static_cast<std::uint32_t>(name.size());
+  constexpr auto kSize = static_cast<std::uint32_t>(std::size(kPrinterInC));
   std::uint32_t count = 0;
   void* printer = nullptr;
   orv_config* config = nullptr;
-  return {orv_stock_list(units, size, nullptr, nullptr, 0, &count),
-          orv_printer_open(units, size, &printer),
-          orv_config_load_printer(units, size, nullptr, &config, nullptr, 0, nullptr)};
+  return {orv_stock_list(kPrinterInC, kSize, nullptr, nullptr, 0, &count),
+          orv_printer_open(kPrinterInC, kSize, &printer),
+          orv_config_load_printer(kPrinterInC, kSize, nullptr, &config, nullptr, 0, nullptr)};
 }
 
 LONG ErrorOfList(HANDLE printer) {
@@ -431,6 +435,19 @@ TEST_F(RegistryFileTest, AMergeSaysThatTheItemsCannotBeRead) {
                          L"and length from OEMDevMode settings: 50000 x 50000\n");
     EXPECT_EQ(out.dmPaperSize, 257);
     EXPECT_EQ(out.dmPaperWidth, 500);
+    // A program that only knows the printer's name gets the reason, too.
+    orv_config* config = nullptr;
+    std::array<std::uint16_t, 100> reason{};
+    std::uint32_t length = 0;
+    EXPECT_EQ(orv_config_load_printer(kPrinterInC, std::size(kPrinterInC), nullptr, &config,
+                                      reason.data(), reason.size(), &length),
+              ORV_ERROR_UNREADABLE);
+    const std::wstring damaged = L": the settings store is damaged (system error 1009)";
+    EXPECT_EQ(std::wstring(reason.begin(), reason.begin() + length),
+              L"the file cannot be read" + damaged);
+    const std::vector<std::wstring> messages = log.TakeMessages();
+    ASSERT_FALSE(messages.empty());
+    EXPECT_EQ(messages.front(), L"The spooler does not describe the printer" + damaged);
     Replace(folder_.path() / "store" / file, sound);
   }
   orv::ClosePrinterHandle(printer);
@@ -440,16 +457,15 @@ TEST_F(RegistryFileTest, AMergeSaysThatTheItemsCannotBeRead) {
 /// call waits for it long.
 class LockHolder {
  public:
-  explicit LockHolder(const std::filesystem::path& file) {
+  explicit LockHolder(const std::filesystem::path& file, const char* lock = "BEGIN EXCLUSIVE") {
     EXPECT_EQ(pipe(ready_) + pipe(release_), 0);
     child_ = fork();
     char byte = 0;
     if (child_ == 0) {
       sqlite3* other = nullptr;
-      const bool isHeld =
-          sqlite3_open(file.c_str(), &other) == SQLITE_OK &&
-          sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr) == SQLITE_OK &&
-          write(ready_[1], "", 1) == 1 && read(release_[0], &byte, 1) == 1;
+      const bool isHeld = sqlite3_open(file.c_str(), &other) == SQLITE_OK &&
+                          sqlite3_exec(other, lock, nullptr, nullptr, nullptr) == SQLITE_OK &&
+                          write(ready_[1], "", 1) == 1 && read(release_[0], &byte, 1) == 1;
       _exit(isHeld ? 0 : 1);
     }
     EXPECT_EQ(read(ready_[0], &byte, 1), 1);
@@ -567,15 +583,44 @@ TEST_F(RegistryFileTest, ChangesThatFailLeaveBothHivesAsTheyWere) {
   const std::filesystem::path machine = folder_.path() / "store/machine.sqlite";
   orv::test::WriteBytes(machine, std::string(4096, 'x'));
   expectOld(ERROR_BADDB, 1);
+  EXPECT_EQ(orv::ChangeRegistry({&deletion, 1}, &failed), ERROR_BADDB);
+  // Without changes of the machine's hive its state does not matter.
+  EXPECT_EQ(orv::ChangeRegistry({changes.data(), 1}, &failed), ERROR_SUCCESS);
   std::filesystem::remove(machine);
-  {
-    LockHolder holder(folder_.path() / "store/user.sqlite");
+  Write(L"old");
+  // The second lock, a reader's, prevents only the commit.
+  for (const char* const lock : {"BEGIN EXCLUSIVE", "BEGIN; SELECT * FROM sqlite_master"}) {
+    LockHolder holder(folder_.path() / "store/user.sqlite", lock);
     EXPECT_EQ(orv::ChangeRegistry(changes, &failed), ERROR_BUSY);
     EXPECT_EQ(failed, 0u);
     holder.Release();
+    EXPECT_EQ(Read(), L"old");
   }
+}
+
+TEST_F(RegistryFileTest, ChangesAreMadeInTheirOrder) {
+  using Kind = orv::RegistryChange::Kind;
+  const RegistryValue value = RegistryValue::FromText(L"new");
+  Write(L"old");
+  std::wstring deep;
+  for (int i = 0; i < 512; ++i) deep += L"d\\";
+  const orv::RegistryChange changes[] = {
+      {Kind::kSetValue, HKEY_CURRENT_USER, L"", L"Other", value},
+      {Kind::kDeleteKey, HKEY_CURRENT_USER, L"", L"", {}},  // empties the hive
+      {Kind::kSetValue, HKEY_CURRENT_USER, L"Key", L"Other", value},
+      {Kind::kDeleteKey, HKEY_CURRENT_USER, L"Key", L"", {}},
+      {Kind::kSetValue, HKEY_CURRENT_USER, L"Key", L"Value", value},
+      {Kind::kMakeKey, HKEY_CURRENT_USER, deep, L"", {}},
+      {Kind::kMakeKey, HKEY_LOCAL_MACHINE, L"Key", L"", {}},
+  };
+  std::size_t failed = 9;
   EXPECT_EQ(orv::ChangeRegistry(changes, &failed), ERROR_SUCCESS);
   EXPECT_EQ(Read(), L"new");
+  EXPECT_EQ(orv::test::UserText(L"Key", L"Other"), L"");
+  EXPECT_EQ(orv::test::UserText(L"", L"Other"), L"");
+  RegistryKey key;
+  EXPECT_EQ(key.Open(HKEY_CURRENT_USER, deep, RegistryAccess::kRead), ERROR_SUCCESS);
+  EXPECT_EQ(key.Open(HKEY_LOCAL_MACHINE, L"Key", RegistryAccess::kRead), ERROR_SUCCESS);
 }
 
 TEST_F(RegistryFileTest, AForkedProcessOpensItsOwnConnection) {

@@ -62,13 +62,19 @@ TEST(NewFile, CreatesTheTargetOfALink) {
   std::filesystem::create_symlink("second", folder.path() / "first");
   std::filesystem::create_symlink("far/target", folder.path() / "second");
   std::filesystem::create_symlink("loop", folder.path() / "loop");
+  // As many links as the system follows.
+  std::filesystem::create_symlink("far/last", folder.path() / "40");
+  for (int link = 39; link > 0; --link) {
+    std::filesystem::create_symlink(std::to_string(link + 1), folder.path() / std::to_string(link));
+  }
   const auto write = [&](const wchar_t* name) {
     orv::NewFile file;
     return file.Open(folder.Name(name)) && file.Write("x") && file.Commit();
   };
   EXPECT_TRUE(write(L"first"));
+  EXPECT_TRUE(write(L"1"));
   EXPECT_FALSE(write(L"loop"));
-  for (const char* const link : {"first", "second", "loop"}) {
+  for (const char* const link : {"first", "second", "40", "loop"}) {
     EXPECT_TRUE(std::filesystem::is_symlink(folder.path() / link)) << link;
   }
   EXPECT_EQ(orv::test::ReadBytes(folder.path() / "far/target"), "x");
@@ -92,7 +98,8 @@ TEST(Console, WaitsForNonBlockingStreams) {
       usleep(100);  // so that the pipe is full most of the time
     }
     int status = -1;
-    return wait(&status) > 0 && status == 0 && all == text;
+    close(STDIN_FILENO);
+    return wait(&status) > 0 && status == 0 && all == text && !orv::ReadInput(&part);
   }));
 }
 
@@ -202,8 +209,18 @@ TEST(Spooler, AKeyWithoutANameIsNoPrinter) {
   orv::PrinterFacts facts;
   EXPECT_TRUE(orv::GetPrinterFacts(printer.handle(), &facts));
   EXPECT_EQ(facts.driverName, L"machine's");
-  EXPECT_EQ(orv::AddSpoolerPrinter(L"Label 1", L"added", orv::PrinterOwner::kUser), ERROR_SUCCESS);
-  EXPECT_EQ(orv::RemoveSpoolerPrinter(L"Label 1"), ERROR_SUCCESS);
+  // The user's printers hide the machine's.
+  const orv::test::TestPrinter second(L"Label 2", L"machine's");
+  for (const wchar_t* const name : {L"Label 1", L"Label 2"}) {
+    EXPECT_EQ(orv::AddSpoolerPrinter(name, L"added", orv::PrinterOwner::kUser), ERROR_SUCCESS);
+  }
+  std::vector<orv::PrinterFacts> printers;
+  EXPECT_EQ(orv::ListSpoolerPrinters(&printers), ERROR_SUCCESS);
+  EXPECT_EQ(printers.size(), 2u);
+  for (const orv::PrinterFacts& listed : printers) EXPECT_EQ(listed.driverName, L"added");
+  for (const wchar_t* const name : {L"Label 1", L"Label 2"}) {
+    EXPECT_EQ(orv::RemoveSpoolerPrinter(name), ERROR_SUCCESS);
+  }
   EXPECT_EQ(orv::RemoveSpoolerPrinter(std::wstring(300, L'n')), ERROR_INVALID_PRINTER_NAME);
 }
 

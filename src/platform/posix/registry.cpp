@@ -292,7 +292,6 @@ class HiveWriter {
       return ErrorOfDeletion(DeleteTree(key_, change.path));
     }
     if (path_ != change.path) {  // most changes follow others of their key
-      path_.reset();
       open_ = key_;
       const LONG result = Descend(change.path, true, &open_);
       if (result != ERROR_SUCCESS) return result;
