@@ -86,10 +86,12 @@ TEST(XmlEdit, AddElements) {
   });
   // The stored length of a long end tag lacks multiples of 1,024; another end tag follows.
   for (const std::size_t units : {1023, 1024, 1025, 2048}) {
-    CMarkup doc(L"<r><a>x</a" + std::wstring(units - 4, L' ') + L"></r>");
-    EXPECT_TRUE(doc.FindChildElem() && doc.IntoElem() && doc.AddChildElem(L"b", L"", 2));
-    EXPECT_EQ(doc.GetDoc().substr(0, 15), L"<r><a>x<b/></a ") << units;
-    ExpectFreshIndex(doc);
+    for (const std::wstring data : {L"x", L""}) {
+      CMarkup doc(L"<r><a>" + data + L"</a" + std::wstring(units - 4, L' ') + L"></r>");
+      EXPECT_TRUE(doc.FindChildElem() && doc.IntoElem() && doc.AddChildElem(L"b", L"", 2));
+      EXPECT_EQ(doc.GetDoc().substr(0, 14 + data.size()), L"<r><a>" + data + L"<b/></a ") << units;
+      ExpectFreshIndex(doc);
+    }
   }
 }
 

@@ -684,7 +684,7 @@ TEST(XmlCursor, SharesItsPositionsWithTheDocument) {
 }
 
 TEST(XmlCursor, ViewsAreOfTheTextUnlessDecoded) {
-  CMarkup doc(L"<r a='1' b='&lt;' 'v' c d='2'/e>" + std::wstring(32, L' '));
+  CMarkup doc(L"<r ='0' a='1' b='&lt;' 'v' c d='2'/e>" + std::wstring(32, L' '));
   CMarkupCursor cursor(doc);
   ASSERT_TRUE(cursor.NextElem());
   std::wstring seen;
@@ -730,7 +730,7 @@ TEST(XmlCursor, AttributesOfAllLengths) {
   for (std::size_t n = 1; n < 70; ++n) {
     const std::wstring name(n, L'n');
     const std::wstring value = std::wstring(n % 37, L'#') + L"'";
-    const CMarkup doc(L"<e " + name + L"=\"" + value + L"\" b-1='\"'  c\n='x' d='y'>e='z'" +
+    const CMarkup doc(L"<e-1 " + name + L"=\"" + value + L"\" b-1='\"'  c\n='x' d='y'>e='z'" +
                       std::wstring(n % 5 * 10, L' '));
     CMarkupCursor cursor(doc);
     ASSERT_TRUE(cursor.NextElem());

@@ -435,7 +435,7 @@ TEST_F(RegistryFileTest, AMergeSaysThatTheItemsCannotBeRead) {
                          L"and length from OEMDevMode settings: 50000 x 50000\n");
     EXPECT_EQ(out.dmPaperSize, 257);
     EXPECT_EQ(out.dmPaperWidth, 500);
-    // A program that only knows the printer's name gets the reason, too.
+    // A program that has only the printer's name gets the reason, too.
     orv_config* config = nullptr;
     std::array<std::uint16_t, 100> reason{};
     std::uint32_t length = 0;
@@ -583,6 +583,7 @@ TEST_F(RegistryFileTest, ChangesThatFailLeaveBothHivesAsTheyWere) {
   const std::filesystem::path machine = folder_.path() / "store/machine.sqlite";
   orv::test::WriteBytes(machine, std::string(4096, 'x'));
   expectOld(ERROR_BADDB, 1);
+  Replace(machine, std::string(4096, 'x'));  // is not open yet
   EXPECT_EQ(orv::ChangeRegistry({&deletion, 1}, &failed), ERROR_BADDB);
   // Without changes of the machine's hive its state does not matter.
   EXPECT_EQ(orv::ChangeRegistry({changes.data(), 1}, &failed), ERROR_SUCCESS);
