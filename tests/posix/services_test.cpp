@@ -8,9 +8,11 @@
 
 #include <csignal>
 
+#include "orv/devmode/stock_items.h"
 #include "orv/platform/registry.h"
 #include "orv/platform/spooler.h"
 #include "orv/session/session_data.h"
+#include "platform/code_pages.h"
 #include "platform/console.h"
 #include "platform/debug_output.h"
 #include "platform/files.h"
@@ -28,6 +30,12 @@ namespace {
 using orv::test::TemporaryFolder;
 
 TEST(LetterCase, IsKeptAboveFFFF) { EXPECT_EQ(orv::LowerCase(L"\U00010400"), L"\U00010400"); }
+
+TEST(CodePages, PartsEndAfterTheLastByteThatBeginsNoCharacter) {
+  constexpr std::pair<std::string_view, std::size_t> kParts[] = {
+      {"", 0}, {"a", 0}, {"/", 1}, {"a/\x81\x30", 2}, {"\x81\x30\x81\x30 a", 5}};
+  for (const auto& [bytes, length] : kParts) EXPECT_EQ(orv::LengthToCharacterEnd(bytes), length);
+}
 
 TEST(ExclusiveFile, TrustsNothingThatOthersPrepared) {
   const TemporaryFolder folder;
@@ -218,9 +226,13 @@ TEST(Spooler, AKeyWithoutANameIsNoPrinter) {
   EXPECT_EQ(orv::ListSpoolerPrinters(&printers), ERROR_SUCCESS);
   EXPECT_EQ(printers.size(), 2u);
   for (const orv::PrinterFacts& listed : printers) EXPECT_EQ(listed.driverName, L"added");
-  for (const wchar_t* const name : {L"Label 1", L"Label 2"}) {
+  const HANDLE removed = orv::OpenPrinterHandle(L"Label 2");
+  for (const wchar_t* const name : {L"Label 1", L"Label 2", L"Label 2"}) {
     EXPECT_EQ(orv::RemoveSpoolerPrinter(name), ERROR_SUCCESS);
   }
+  // A printer that has been removed has only the common items.
+  EXPECT_FALSE(orv::LoadStockItems(removed, L"Label 2", nullptr).failure.has_value());
+  orv::ClosePrinterHandle(removed);
   EXPECT_EQ(orv::RemoveSpoolerPrinter(std::wstring(300, L'n')), ERROR_INVALID_PRINTER_NAME);
 }
 
