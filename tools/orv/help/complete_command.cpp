@@ -268,15 +268,22 @@ const CLI::Option* ReadWords(CLI::App* program, std::span<const std::string> wor
                              Context* context) {
   CLI::App* command = program;
   const CLI::Option* waiting = nullptr;  // for a value
+  const auto take = [&](std::string value) {
+    context->values.emplace_back(waiting->get_lnames().front(), std::move(value));
+    // Only lists take more values.
+    const bool isList = waiting->get_items_expected_max() > 1 && waiting->get_allow_extra_args();
+    if (!isList) waiting = nullptr;
+  };
   for (const std::string& word : words) {
     if (word.starts_with('-') && word.size() > 1) {
-      const CLI::Option* const option = command->get_option_no_throw(word);
+      // A value can follow in the same word: --name=value, -nvalue.
+      const bool isLong = word.starts_with("--");
+      const std::size_t end = isLong ? word.find('=') : 2;
+      const CLI::Option* const option = command->get_option_no_throw(word.substr(0, end));
       waiting = option != nullptr && option->get_items_expected_max() > 0 ? option : nullptr;
+      if (waiting != nullptr && end < word.size()) take(word.substr(isLong ? end + 1 : end));
     } else if (waiting != nullptr) {
-      context->values.emplace_back(waiting->get_lnames().front(), word);
-      // Only lists take more values.
-      const bool isList = waiting->get_items_expected_max() > 1 && waiting->get_allow_extra_args();
-      if (!isList) waiting = nullptr;
+      take(word);
     } else if (CLI::App* const next = FindCommand(command, word)) {
       command = next;
     } else {
