@@ -364,6 +364,16 @@ bool GoTo(const XmlPath& path, CMarkup* doc) {
   return true;
 }
 
+/// Ends the command if a value cannot be text of an XML file.
+void RequireText(const std::wstring& value) {
+  const std::vector<XmlFault> faults =
+      StrictFaultsOf(L"<a>" + CMarkup::EscapeText(value.c_str()) + L"</a>");
+  if (!faults.empty()) {
+    Fail(kUsage,
+         L"the value contains " + faults.front().text + L"; allowed are " + faults.front().allowed);
+  }
+}
+
 /// Ends the command if reading the file of a document has failed.
 void RequireRead(const CMarkup& doc) {
   const std::wstring failure = FactsOf(doc.GetResult(), L"read").failure;
@@ -569,6 +579,7 @@ void AddSetCommand(CLI::App* group) {
     const XmlPath path = ParsePath(name);
     RequirePlace(GoTo(path, &doc), name, doc);
     const std::wstring value = ToWide(options->value);
+    RequireText(value);
     const bool isSet =
         path.attribute.empty() ? doc.SetData(value) : doc.SetAttrib(path.attribute, value);
     if (!isSet && !IsAttributeName(path.attribute)) {
