@@ -4,6 +4,7 @@
 #include <optional>
 #include <system_error>
 
+#include "base/utf8.h"
 #include "platform/console.h"
 #include "platform/files.h"
 #include "platform/letter_case.h"
@@ -110,9 +111,11 @@ std::wstring OtherDay(const std::wstring& path) {
   std::filesystem::directory_iterator entry(ToPath(path).parent_path(), error);
   for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
     const std::wstring name = FileNameOf(FromPath(entry->path()));
-    const bool isLog = name.size() == wanted.size() && name.ends_with(L".log") &&
-                       name.compare(0, start, wanted, 0, start) == 0;
-    if (isLog) newest = std::max(newest, name.substr(start, kEnd.find(L'.')));
+    const bool isNamedAlike = name.size() == wanted.size() && name.ends_with(L".log") &&
+                              name.compare(0, start, wanted, 0, start) == 0;
+    if (!isNamedAlike) continue;
+    const std::wstring date = name.substr(start, kEnd.find(L'.'));
+    if (IsDate(WideToUtf8(date))) newest = std::max(newest, date);
   }
   if (error) return {};
   if (newest.empty()) return L"; nothing has been logged there";
@@ -131,7 +134,7 @@ void ReadWanted(const LogOptions& options, const LogReader::Use& use) {
     const std::wstring problem = CannotRead(path);
     Fail(kUnreadable, options.file || !IsMissing(path) ? problem : problem + OtherDay(path));
   }
-  if (!hasEntries && *size > 0) Fail(kFindings, path + L" contains no log entries");
+  if (!hasEntries && *size > 0) Fail(kFindings, InputName(path) + L" contains no log entries");
 }
 
 void Show(const LogOptions& options) {

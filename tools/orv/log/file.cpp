@@ -26,6 +26,8 @@ constexpr std::size_t kDetectedBytes = 4096;
 /// Longer lines and messages are not the driver's; they are cut, so that any file can be read.
 constexpr std::size_t kMaxLineBytes = 1 << 20;
 constexpr std::size_t kMaxMessage = 1 << 20;
+/// The other columns are cut sooner: a table makes each of its rows as wide as the widest one.
+constexpr std::size_t kMaxColumn = 1000;
 
 struct Level {
   std::wstring_view tag;
@@ -52,7 +54,8 @@ bool IsEntryStart(std::wstring_view line) {
 
 std::wstring TakeColumn(std::wstring_view* line) {
   const std::size_t end = std::min(line->find(L'\t'), line->size());
-  std::wstring column(line->substr(0, end));
+  std::wstring column(line->substr(0, std::min(end, kMaxColumn)));
+  if (end > kMaxColumn) column += L"...";
   line->remove_prefix(std::min(end + 1, line->size()));
   return column;
 }
@@ -83,23 +86,36 @@ bool ReadPart(const std::wstring& path, std::uint64_t offset, std::string* bytes
   return true;
 }
 
-LocalTime ParseDate(const std::string& date) {
-  LocalTime day{};
+/// Reads a date such as "2024-03-05"; false if the text is not one.
+bool ParseDate(const std::string& date, LocalTime* day) {
+  // Reading a number would accept a sign and blanks.
+  if (date.find_first_not_of("0123456789-") != date.npos) return false;
   int end = 0;
   const bool isForm =
-      std::sscanf(date.c_str(), "%4d-%2d-%2d%n", &day.year, &day.month, &day.day, &end) == 3 &&
-      static_cast<std::size_t>(end) == date.size() && day.year >= 0 && day.month >= 0 &&
-      day.day >= 0;
-  const std::chrono::year_month_day known(std::chrono::year(day.year),
-                                          std::chrono::month(static_cast<unsigned>(day.month)),
-                                          std::chrono::day(static_cast<unsigned>(day.day)));
-  if (!isForm || !known.ok()) {
+      std::sscanf(date.c_str(), "%4d-%2d-%2d%n", &day->year, &day->month, &day->day, &end) == 3 &&
+      static_cast<std::size_t>(end) == date.size() && day->year >= 0 && day->month >= 0 &&
+      day->day >= 0;
+  const std::chrono::year_month_day known(std::chrono::year(day->year),
+                                          std::chrono::month(static_cast<unsigned>(day->month)),
+                                          std::chrono::day(static_cast<unsigned>(day->day)));
+  return isForm && known.ok();
+}
+
+/// The named day; ends the command if it is not a date.
+LocalTime DayOf(const std::string& date) {
+  LocalTime day{};
+  if (!ParseDate(date, &day)) {
     Fail(kUsage, L"\"" + ToWide(date) + L"\" is not a date such as 2024-03-05");
   }
   return day;
 }
 
 }  // namespace
+
+bool IsDate(const std::string& text) {
+  LocalTime day{};
+  return ParseDate(text, &day);
+}
 
 std::wstring DayLogPath(const std::optional<std::string>& date) {
   std::wstring configured;
@@ -114,7 +130,7 @@ std::wstring DayLogPath(const std::optional<std::string>& date) {
     Fail(kUnreadable, L"there is no folder for logs: create " + AnyOf(LogFolders()) +
                           L" (orv doctor says more)");
   }
-  return LogFilePath(folder, date ? ParseDate(*date) : GetLocalTimeNow());
+  return LogFilePath(folder, date ? DayOf(*date) : GetLocalTimeNow());
 }
 
 void LogReader::Feed(std::string_view bytes) {

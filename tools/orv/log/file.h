@@ -11,6 +11,9 @@
 
 namespace orv::tool {
 
+/// Whether a text is a date such as "2024-03-05".
+bool IsDate(const std::string& text);
+
 /// The path of the log of a day such as "2024-03-05", or of today; ends the command when the text
 /// is not a date.
 std::wstring DayLogPath(const std::optional<std::string>& date);
