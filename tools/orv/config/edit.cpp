@@ -134,7 +134,7 @@ FoundProperty FindProperty(const EditedConfig& file, const std::wstring& key, in
   }
   Fail(kUsage, InputName(file.path) + L" has several properties '" + key + L"', in lines " +
                    numbers + L"; choose one with " + (section.empty() ? L"SECTION.KEY or " : L"") +
-                   L"--line LINE");
+                   L"orv config set --line LINE");
 }
 
 /// A finding as one line.

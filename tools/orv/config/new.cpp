@@ -318,6 +318,7 @@ void WriteNew(const NewOptions& options) {
   const std::wstring name = toOutput ? FindConfigKey(L"configfilename")->sample : FileNameOf(path);
   EditedConfig file;
   if (options.from.empty()) {
+    file.path = L"the new file";  // in messages
     file.text = Skeleton(name, families).Make();
   } else {
     FailOn(OpenForEdit(ToWide(options.from), &file));
