@@ -231,12 +231,12 @@ void ForEachText(ReportFacts* facts, const std::function<void(std::wstring*)>& u
 
 /// Whether a finding is about the creator of the configuration, and proposes a name.
 bool ProposesCreator(const ReportFinding& finding) {
-  // These propose a key or a change.
-  constexpr std::wstring_view kOtherRules[] = {L"missing-property", L"unknown-property",
-                                               L"property-without-name", L"duplicate-property",
-                                               L"element-in-value"};
+  // The proposals of these contain no value.
+  constexpr std::wstring_view kRulesWithoutValues[] = {L"missing-property", L"unknown-property",
+                                                       L"element-in-value"};
   return finding.proposal != kNothing &&
-         std::ranges::find(kOtherRules, finding.rule->name) == std::end(kOtherRules) &&
+         std::ranges::find(kRulesWithoutValues, finding.rule->name) ==
+             std::end(kRulesWithoutValues) &&
          LowerCase(finding.text + finding.proposal).find(kCreator) != std::wstring::npos;
 }
 
