@@ -111,9 +111,9 @@ std::wstring OtherDay(const std::wstring& path) {
   std::filesystem::directory_iterator entry(ToPath(path).parent_path(), error);
   for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
     const std::wstring name = FileNameOf(FromPath(entry->path()));
-    const bool isNamedAlike = name.size() == wanted.size() && name.ends_with(L".log") &&
-                              name.compare(0, start, wanted, 0, start) == 0;
-    if (!isNamedAlike) continue;
+    const bool hasLogName = name.size() == wanted.size() && name.ends_with(L".log") &&
+                            name.compare(0, start, wanted, 0, start) == 0;
+    if (!hasLogName) continue;
     const std::wstring date = name.substr(start, kEnd.find(L'.'));
     if (IsDate(WideToUtf8(date))) newest = std::max(newest, date);
   }

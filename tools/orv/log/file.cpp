@@ -55,7 +55,11 @@ bool IsEntryStart(std::wstring_view line) {
 std::wstring TakeColumn(std::wstring_view* line) {
   const std::size_t end = std::min(line->find(L'\t'), line->size());
   std::wstring column(line->substr(0, std::min(end, kMaxColumn)));
-  if (end > kMaxColumn) column += L"...";
+  if (end > kMaxColumn) {
+    // A character is not cut in two.
+    if (column.back() >= 0xD800 && column.back() < 0xDC00) column.pop_back();
+    column += L"...";
+  }
   line->remove_prefix(std::min(end + 1, line->size()));
   return column;
 }
@@ -86,7 +90,7 @@ bool ReadPart(const std::wstring& path, std::uint64_t offset, std::string* bytes
   return true;
 }
 
-/// Reads a date such as "2024-03-05"; false if the text is not one.
+/// Reads a date such as "2024-03-05"; false, with any `*day`, if the text is not one.
 bool ParseDate(const std::string& date, LocalTime* day) {
   // Reading a number would accept a sign and blanks.
   if (date.find_first_not_of("0123456789-") != date.npos) return false;
