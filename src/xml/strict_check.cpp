@@ -61,6 +61,9 @@ bool IsEncodingName(std::wstring_view value) {
 
 bool IsYesOrNo(std::wstring_view value) { return value == L"yes" || value == L"no"; }
 
+/// The prefix of attributes that declare namespaces, and the attribute for the default one.
+constexpr std::wstring_view kXmlns = L"xmlns";
+
 struct DeclarationPart {
   std::wstring_view name;
   bool (*isValid)(std::wstring_view value);
@@ -385,7 +388,7 @@ class StrictChecker {
   }
 
   /// The number of the character that an entity of HTML stands for; empty for other entities. A
-  /// name in another letter case is taken as `CMarkup` reads it.
+  /// name in another letter case is looked up as `CMarkup` does.
   static std::wstring FixOfEntity(std::wstring_view name) {
     constexpr std::size_t kMaxName = 8;
     if (name.size() > kMaxName) return {};
@@ -665,9 +668,8 @@ class StrictChecker {
     const TagEnd end = CheckAttributes(begin, begin + 1 + name.size());
     if (end == TagEnd::kCut) return;
     CheckName(name);
-    constexpr std::wstring_view kReserved = L"xmlns";
-    if (PrefixOf(name) == kReserved) {
-      Report(StrictRule::kUndeclaredPrefix, begin + 1, kReserved.size(), {}, L"another prefix");
+    if (PrefixOf(name) == kXmlns) {
+      Report(StrictRule::kUndeclaredPrefix, begin + 1, kXmlns.size(), {}, L"another prefix");
     }
     for (const std::wstring_view attribute : attributes_) CheckName(attribute);
     CheckDuplicates();
@@ -750,8 +752,7 @@ class StrictChecker {
       return text_.size();
     }
     CheckRun(value + 1, end, RunKind::kValue);
-    constexpr std::wstring_view kDeclaration = L"xmlns";
-    if (attribute == kDeclaration || PrefixOf(attribute) == kDeclaration) {
+    if (attribute == kXmlns || PrefixOf(attribute) == kXmlns) {
       CheckNamespace(attribute, Between(value + 1, end));
     }
     return end + 1;
@@ -792,7 +793,7 @@ class StrictChecker {
     if (!IsQualifiedName(name)) return ReportPart(StrictRule::kInvalidName, name);
     const std::wstring_view prefix = PrefixOf(name);
     const bool isDeclared =
-        prefix.empty() || prefix == L"xml" || prefix == L"xmlns" || prefixes_.contains(prefix);
+        prefix.empty() || prefix == L"xml" || prefix == kXmlns || prefixes_.contains(prefix);
     if (!isDeclared) ReportPart(StrictRule::kUndeclaredPrefix, prefix);
   }
 
@@ -806,14 +807,15 @@ class StrictChecker {
     const bool isDefault = PrefixOf(attribute).empty();
     const std::wstring_view prefix = isDefault ? L"" : attribute.substr(attribute.find(L':') + 1);
     const bool isReserved =
-        prefix == L"xmlns" || name == kXmlnsName || (prefix == L"xml") != (name == kXmlName);
+        prefix == kXmlns || name == kXmlnsName || (prefix == L"xml") != (name == kXmlName);
     if (isReserved || (!isDefault && name.empty())) {
       ReportPart(StrictRule::kInvalidNamespace, attribute);
     }
     if (!isDefault) Declare(prefix, name);
   }
 
-  /// The name of a namespace without references: names that differ only in those are equal.
+  /// The name of a namespace without references: names that differ only in references to
+  /// characters are equal.
   std::wstring_view Decoded(std::wstring_view name) {
     if (name.find(L'&') == name.npos) return name;
     return decodedNames_.emplace_back(UnescapeText(name, 0));
