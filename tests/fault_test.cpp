@@ -99,7 +99,7 @@ bool RunWith(const Operation& operation, const faults::Plan& plan) {
 
 /// Runs with the n-th fault alone, with all from the n-th on, and then without faults. Returns
 /// false if no fault occurred.
-bool RunInTurn(const Operation& operation, Kind kind, int n) {
+bool RunPlans(const Operation& operation, Kind kind, int n) {
   bool hasFired = RunWith(operation, {kind, n, Mode::kOnce});
   hasFired |= RunWith(operation, {kind, n, Mode::kFromThenOn});
   RunWith(operation, {kind, std::numeric_limits<int>::max(), Mode::kOnce});
@@ -126,7 +126,7 @@ void Sweep(const Operation& operation, std::span<const Kind> kinds = faults::kKi
   long blocks = faults::LiveBlocks();
   long files = faults::OpenFiles();
   for (const Kind kind : kinds) {
-    for (int n = 1; RunInTurn(operation, kind, n) && !testing::Test::HasFailure(); n += step) {
+    for (int n = 1; RunPlans(operation, kind, n) && !testing::Test::HasFailure(); n += step) {
       // Caches may have been filled or emptied; a leak continues.
       constexpr int kMaxRepeats = 3;
       const auto isSame = [&] {
@@ -135,7 +135,7 @@ void Sweep(const Operation& operation, std::span<const Kind> kinds = faults::kKi
       for (int repeat = 0; repeat < kMaxRepeats && !isSame(); ++repeat) {
         blocks = faults::LiveBlocks();
         files = faults::OpenFiles();
-        RunInTurn(operation, kind, n);
+        RunPlans(operation, kind, n);
       }
       EXPECT_TRUE(isSame()) << operation.name << ", " << NameOf(kind) << ' ' << n << ": "
                             << faults::LiveBlocks() - blocks << " blocks and "

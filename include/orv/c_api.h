@@ -72,7 +72,8 @@ enum {
   ORV_ERROR_MEMORY = 3,      ///< memory ran out
   ORV_ERROR_NOT_FOUND = 4,   ///< no value, item or printer of this name
   ORV_ERROR_KIND = 5,        ///< the value is a text or a list
-  ORV_ERROR_UNREADABLE = 6,  ///< missing, unreadable, empty, or cannot be decrypted
+  ORV_ERROR_UNREADABLE = 6,  ///< a file that is missing, empty or cannot be read or decrypted; the
+                             ///< spooler or the settings store cannot be read
   ORV_ERROR_UNWRITABLE = 7,  ///< a file or the settings store cannot be written
   ORV_ERROR_MALFORMED = 8,   ///< a file is not well-formed XML
   ORV_ERROR_INVALID = 9,     ///< a configuration or protected data is incomplete or wrong
@@ -130,8 +131,8 @@ ORV_C_API int32_t ORV_C_CALL orv_log_write(orv_log* log, int32_t level, const ui
 /// Stops logging. No call may use `log` during or after this one.
 ORV_C_API void ORV_C_CALL orv_log_close(orv_log* log);
 
-/// Opens a printer of the spooler by its name; `ORV_ERROR_NOT_FOUND` if there is none of this name,
-/// `ORV_ERROR_UNREADABLE` if the spooler cannot be asked. Close the handle with
+/// Opens a printer of the spooler by its name; `ORV_ERROR_NOT_FOUND` if no printer has this name,
+/// `ORV_ERROR_UNREADABLE` if the spooler cannot be read. Close the handle with
 /// `orv_printer_close`. On Windows the handle comes from `OpenPrinterW`, and any other handle from
 /// that function can be used instead.
 ORV_C_API int32_t ORV_C_CALL orv_printer_open(const uint16_t* name, uint32_t name_length,
@@ -157,7 +158,7 @@ ORV_C_API int32_t ORV_C_CALL orv_config_load_handle(void* printer, orv_log* log,
                                                     uint32_t capacity, uint32_t* reason_length);
 
 /// Loads the configuration of a printer by its name, like `orv_config_load_handle`;
-/// `ORV_ERROR_NOT_FOUND` and `ORV_ERROR_UNREADABLE` as for `orv_printer_open`, too.
+/// also `ORV_ERROR_NOT_FOUND` and `ORV_ERROR_UNREADABLE`, as for `orv_printer_open`.
 ORV_C_API int32_t ORV_C_CALL orv_config_load_printer(const uint16_t* name, uint32_t name_length,
                                                      orv_log* log, orv_config** config,
                                                      uint16_t* reason, uint32_t capacity,

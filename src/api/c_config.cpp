@@ -43,8 +43,8 @@ std::int32_t LoadForC(orv_log* log, orv_config** config, const ReasonBuffer& rea
   });
 }
 
-/// The result if the spooler cannot be asked for a printer.
-orv::LoadResult FailWithoutSpooler(DWORD error, orv::LoadObserver* observer) {
+/// The result if the spooler cannot be read.
+orv::LoadResult UnreadableSpooler(DWORD error, orv::LoadObserver* observer) {
   observer->OnUndescribedPrinter(error);
   orv::LoadResult result;
   result.failure = orv::LoadFailure::kUnreadable;
@@ -150,7 +150,7 @@ std::int32_t ORV_C_CALL orv_config_load_printer(const std::uint16_t* name,
                     if (handle == nullptr) {
                       const DWORD error = GetLastError();
                       if (orv::CodeOfSpooler(error) != ORV_ERROR_NOT_FOUND) {
-                        return FailWithoutSpooler(error, observer);
+                        return UnreadableSpooler(error, observer);
                       }
                     }
                     return orv::LoadPrinterConfig(handle.get(), nullptr, client, observer);

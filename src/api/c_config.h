@@ -19,8 +19,7 @@ namespace orv {
 /// The error code for why a configuration did not load.
 std::int32_t CodeOfLoad(LoadFailure failure);
 
-/// The error code for a printer that the spooler does not open or describe, from the system's
-/// error.
+/// The error code for a system error of the spooler.
 std::int32_t CodeOfSpooler(DWORD error);
 
 }  // namespace orv

@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <functional>
 
 #include "base/utf8.h"
@@ -583,7 +584,7 @@ TEST_F(RegistryFileTest, ChangesThatFailLeaveBothHivesAsTheyWere) {
   const std::filesystem::path machine = folder_.path() / "store/machine.sqlite";
   orv::test::WriteBytes(machine, std::string(4096, 'x'));
   expectOld(ERROR_BADDB, 1);
-  Replace(machine, std::string(4096, 'x'));  // is not open yet
+  Replace(machine, std::string(4096, 'x'));  // replaced before it is opened again
   EXPECT_EQ(orv::ChangeRegistry({&deletion, 1}, &failed), ERROR_BADDB);
   // Without changes of the machine's hive its state does not matter.
   EXPECT_EQ(orv::ChangeRegistry({changes.data(), 1}, &failed), ERROR_SUCCESS);

@@ -31,7 +31,7 @@ using orv::test::TemporaryFolder;
 
 TEST(LetterCase, IsKeptAboveFFFF) { EXPECT_EQ(orv::LowerCase(L"\U00010400"), L"\U00010400"); }
 
-TEST(CodePages, PartsEndAfterTheLastByteThatBeginsNoCharacter) {
+TEST(CodePages, PartsEndAtACharacter) {
   constexpr std::pair<std::string_view, std::size_t> kParts[] = {
       {"", 0}, {"a", 0}, {"/", 1}, {"a/\x81\x30", 2}, {"\x81\x30\x81\x30 a", 5}};
   for (const auto& [bytes, length] : kParts) EXPECT_EQ(orv::LengthToCharacterEnd(bytes), length);

@@ -70,7 +70,7 @@ bool TakeFacts(const std::vector<NamedRegistryValue>& values, PrinterOwner owner
   return true;
 }
 
-/// Opens the key of an owner's printer. A key without a name does not count, as in the list of
+/// Opens the key of an owner's printer. A key without a name is not a printer, as in the list of
 /// printers.
 LONG OpenPrinterKey(const std::wstring& name, PrinterOwner owner, RegistryKey* key) {
   if (name.empty()) return ERROR_INVALID_PRINTER_NAME;
@@ -78,8 +78,8 @@ LONG OpenPrinterKey(const std::wstring& name, PrinterOwner owner, RegistryKey* k
   RegistryValue value;
   if (result == ERROR_SUCCESS) result = GetRegistryValue(key->get(), kNameValue, &value);
   // No printer has a name that is too long for a key.
-  const bool isNone = result == ERROR_FILE_NOT_FOUND || result == ERROR_INVALID_PARAMETER;
-  return isNone ? ERROR_INVALID_PRINTER_NAME : result;
+  const bool isUnknown = result == ERROR_FILE_NOT_FOUND || result == ERROR_INVALID_PARAMETER;
+  return isUnknown ? ERROR_INVALID_PRINTER_NAME : result;
 }
 
 /// Finds out whose printer a name is. If the user's hive cannot be read, that is not known.

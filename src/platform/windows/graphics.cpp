@@ -42,7 +42,8 @@ Status CheckSignature(const wchar_t* path) {
                                                                           : Win32Error;
   }
   if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) return UnknownImageFormat;
-  // Without sharing for writers, as GDI+ opens it: for those it would not say why it fails.
+  // Shares reading only, so that a file that is being written fails here, where the reason is
+  // known.
   const HANDLE file = CreateFileW(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
                                   FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) return Win32Error;

@@ -45,7 +45,7 @@ class OutputFile {
   const std::wstring& path() const { return path_; }
   /// Stores the whole content; false when it cannot be written.
   bool Write(std::string bytes);
-  /// After `Write`: whether `Commit` replaces a file, and does not write a stream or device.
+  /// After `Write`: whether `Commit` replaces a file rather than writes to a stream or device.
   bool IsReplaced() const { return isReplaced_; }
   bool Commit();
 

@@ -9,7 +9,7 @@
 
 namespace orv::tool {
 
-/// Ends the command if a file to read was given, but with an empty path.
+/// Ends the command if the path of an input file is empty.
 void RefuseEmptyInput(const std::string& path);
 
 /// One or several files that a command reads.

@@ -9,7 +9,7 @@ function __orv_plain
     or printf '%s\n' $word
 end
 
-# Finds the candidates; false if there are none: then fish completes the names of files.
+# Finds the candidates; false without any: then fish completes the names of files.
 function __orv_find
     set -l words (commandline -opc) (__orv_plain)
     set -g __orv_lines ($words[1] complete $words 2>/dev/null)

@@ -37,7 +37,7 @@ std::string AsJson(const std::wstring& printer, const std::vector<CheckRow>& row
   return json.Text();
 }
 
-/// A text without control characters.
+/// A text with escapes instead of control characters.
 std::wstring Shown(const std::wstring& text) { return Utf8ToWide(Printable(text)); }
 
 /// A text in the last column, wrapped to the width of the output.

@@ -89,7 +89,7 @@ const std::uint8_t (&GlyphOf(char character))[kGlyphHeight] {
 
 constexpr int kRulerHeight = 40;  ///< the space above the page
 constexpr int kRulerTextSize = 2;
-constexpr int kNumbersToPage = 16;  ///< from the end of the numbers on the left
+constexpr int kNumberGap = 16;  ///< between the numbers on the left and the page
 constexpr int kMinTickGap = 4;
 constexpr int kMinTextGap = 56;
 
@@ -143,8 +143,8 @@ void DrawRulers(Canvas* canvas, const PageArea& area, const Resolution& dpi, int
   });
   ForEachMark(area.y, area.height, dpi.y, zoom, [&](int at, int length, const std::string& text) {
     canvas->Fill(left - length, kRulerHeight + at, length, 1, kText);
-    canvas->Text(left - kNumbersToPage - TextWidth(text, kRulerTextSize), kRulerHeight + at - 7,
-                 text, kRulerTextSize, kText);
+    canvas->Text(left - kNumberGap - TextWidth(text, kRulerTextSize), kRulerHeight + at - 7, text,
+                 kRulerTextSize, kText);
   });
 }
 
@@ -212,7 +212,7 @@ int TextWidth(std::string_view text, int size) {
 
 Canvas DrawView(const PagePixels& page, const PageArea& area, int zoom, const Resolution& dpi,
                 bool isBare) {
-  const int left = isBare ? 0 : kNumbersToPage + WidestNumber(area.y, area.height, dpi.y, zoom);
+  const int left = isBare ? 0 : kNumberGap + WidestNumber(area.y, area.height, dpi.y, zoom);
   const int top = isBare ? 0 : kRulerHeight;
   // Room for half a number.
   const int right = isBare ? 0 : WidestNumber(area.x, area.width, dpi.x, zoom) / 2 + 1;

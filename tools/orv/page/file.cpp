@@ -48,7 +48,7 @@ std::wstring WhyNotPng(const std::wstring& path) {
   return L"not a PNG image";
 }
 
-/// A number in a PNG image, which is there.
+/// A number of 32 bits in a PNG image, whose size the caller has checked.
 std::uint64_t NumberAt(const std::string& bytes, std::uint64_t at) {
   std::uint64_t number = 0;
   for (std::size_t i = 0; i < 4; ++i) {

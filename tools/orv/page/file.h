@@ -14,7 +14,7 @@
 
 namespace orv::tool {
 
-/// The longest side of a PNG image, in pixels: on Linux the system reads and writes no longer ones.
+/// The longest side of a PNG image in pixels: the limit of libpng, and so that of both platforms.
 inline constexpr int kMaxSide = 1'000'000;
 
 /// Loads a PNG image as a 24-bit page, transparency blended onto white; ends the command on

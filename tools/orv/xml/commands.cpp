@@ -365,7 +365,7 @@ bool GoTo(const XmlPath& path, CMarkup* doc) {
 }
 
 /// Ends the command if a value cannot be text of an XML file.
-void RequireText(const std::wstring& value) {
+void RequireXmlText(const std::wstring& value) {
   const std::vector<XmlFault> faults =
       StrictFaultsOf(L"<a>" + CMarkup::EscapeText(value.c_str()) + L"</a>");
   if (!faults.empty()) {
@@ -579,7 +579,7 @@ void AddSetCommand(CLI::App* group) {
     const XmlPath path = ParsePath(name);
     RequirePlace(GoTo(path, &doc), name, doc);
     const std::wstring value = ToWide(options->value);
-    RequireText(value);
+    RequireXmlText(value);
     const bool isSet =
         path.attribute.empty() ? doc.SetData(value) : doc.SetAttrib(path.attribute, value);
     if (!isSet && !IsAttributeName(path.attribute)) {

@@ -138,8 +138,9 @@ class ORV_EXPORT Bitmap {
   /// Size of the palette in bytes; 0 for a bitmap without one.
   INT GetPaletteSize() const;
 
-  /// Copies the palette to a buffer of `size` bytes, which must hold all of it, or replaces it.
+  /// Copies the palette to a buffer of `size` bytes, which must hold all of it.
   Status GetPalette(ColorPalette* palette, INT size) const;
+  /// Replaces the palette.
   Status SetPalette(const ColorPalette* palette);
 
  private:
