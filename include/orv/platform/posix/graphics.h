@@ -140,6 +140,7 @@ class ORV_EXPORT Bitmap {
 
   /// Copies the palette to a buffer of `size` bytes, which must hold all of it.
   Status GetPalette(ColorPalette* palette, INT size) const;
+
   /// Replaces the palette.
   Status SetPalette(const ColorPalette* palette);
 
