@@ -115,22 +115,27 @@ std::optional<KeyHandle> Resolve(Store* store, HKEY key) {
   return found->second;
 }
 
-/// Runs `work(store, key)` on a key whose hive can be read. Returns `ERROR_FILE_NOT_FOUND` if the
-/// store has no file.
+/// Runs `work(store, key)` on the key of a handle, in one request to its hive.
 template <typename Work>
-LONG Reach(HKEY handle, Work work) {
+LONG Resolved(HKEY handle, Work work) {
   Store& store = TheStore();
   const std::unique_lock guard = LockStore(&store);
   const std::optional<KeyHandle> key = Resolve(&store, handle);
   if (!key) return ERROR_INVALID_HANDLE;
-  Hive& hive = *key->hive;
-  return hive.InRequest([&] {
-    const LONG result = hive.PrepareRead(Request::OfThread().number);
-    if (key->row != kRootKey &&
-        (result == ERROR_FILE_NOT_FOUND || key->generation != hive.generation())) {
+  return key->hive->InRequest([&] { return work(&store, *key); });
+}
+
+/// The same for a key whose hive can be read. Returns `ERROR_FILE_NOT_FOUND` if the store has no
+/// file.
+template <typename Work>
+LONG Reach(HKEY handle, Work work) {
+  return Resolved(handle, [&](Store* store, const KeyHandle& key) {
+    const LONG result = key.hive->PrepareRead(Request::OfThread().number);
+    if (key.row != kRootKey &&
+        (result == ERROR_FILE_NOT_FOUND || key.generation != key.hive->generation())) {
       return ERROR_KEY_DELETED;
     }
-    return result == ERROR_SUCCESS ? work(&store, *key) : result;
+    return result == ERROR_SUCCESS ? work(store, key) : result;
   });
 }
 
@@ -160,21 +165,17 @@ LONG BeginWrite(Hive* hive, sqlite3_int64 row, std::optional<Transaction>* trans
   return result == ERROR_SUCCESS ? hive->FindKey(row) : result;
 }
 
-/// Runs `work(key)` on a key in one transaction, which is rolled back if the work fails.
+/// Runs `work(store, key)` on a key in one transaction, which is rolled back if the work fails.
 template <typename Work>
 LONG Write(HKEY handle, MissingFile missingFile, Work work) {
-  Store& store = TheStore();
-  const std::unique_lock guard = LockStore(&store);
-  const std::optional<KeyHandle> key = Resolve(&store, handle);
-  if (!key) return ERROR_INVALID_HANDLE;
-  Hive& hive = *key->hive;
-  return hive.InRequest([&] {
+  return Resolved(handle, [&](Store* store, const KeyHandle& key) {
+    Hive& hive = *key.hive;
     LONG result = PrepareWrite(&hive, missingFile);
     if (result != ERROR_SUCCESS) return result;
-    if (key->row != kRootKey && key->generation != hive.generation()) return ERROR_KEY_DELETED;
+    if (key.row != kRootKey && key.generation != hive.generation()) return ERROR_KEY_DELETED;
     std::optional<Transaction> transaction;
-    result = BeginWrite(&hive, key->row, &transaction);
-    if (result == ERROR_SUCCESS) result = work(&store, *key);
+    result = BeginWrite(&hive, key.row, &transaction);
+    if (result == ERROR_SUCCESS) result = work(store, key);
     return result == ERROR_SUCCESS ? transaction->Commit() : result;
   });
 }
