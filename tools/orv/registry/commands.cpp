@@ -222,11 +222,12 @@ void AddSetCommand(CLI::App* group) {
       "  orv registry set \"HKCU\\Software\\Sample\" Count 0x10 --type REG_DWORD");
   command->callback([options] {
     const KeyName name = ParseKey(options->key);
-    const RegistryValue value = ParseData(ToWide(options->data), options->type);
-    RegistryKey key;
-    RequireChanged(key.Create(name.root, name.path), L"make", name);
-    RequireChanged(SetRegistryValue(key.get(), ToWide(options->name), value),
-                   L"set \"" + ToWide(options->name) + L"\" in", name);
+    const RegistryChange change{RegistryChange::Kind::kSetValue, name.root, name.path,
+                                ToWide(options->name),
+                                ParseData(ToWide(options->data), options->type)};
+    std::size_t ignored = 0;
+    RequireChanged(ChangeRegistry({&change, 1}, &ignored), L"set \"" + change.name + L"\" in",
+                   name);
   });
 }
 
