@@ -529,6 +529,8 @@ TEST(RegFile, ReportsEveryFaultWithItsLine) {
       {L"the key has no closing bracket", {L"[HKCU\\a"}},
       {L"the key is below neither HKEY_CURRENT_USER nor HKEY_LOCAL_MACHINE", {L"[HKXX\\a]"}},
       {L"refusing to delete a whole hive", {L"[-HKCU]"}},
+      {L"a name cannot contain a NUL character",
+       {std::wstring(L"[-HKCU\\\0a]", 10), std::wstring(L"\"a\0b\"=\"c\"", 9)}},
       {L"the line is neither a key in brackets, a value nor a comment",
        {L"nonsense", L"\"name", L"\"name\\"}},
       {L"expected an equals sign after the value's name", {L"\"name\"", L"@ \"x\""}},

@@ -286,8 +286,10 @@ void AddExportCommand(CLI::App* group) {
       std::vector<NamedRegistryValue> values;
       ReadKey(key.get(), name, &keys, &values);
       text += FormatRegKey(name.Full());
-      for (const NamedRegistryValue& value : values)
+      for (const NamedRegistryValue& value : values) {
+        RequireOneLine(name.Full() + L"\\" + value.name);
         text += FormatRegValue(value.name, value.value);
+      }
       text += L"\r\n";
       for (auto subKey = keys.rbegin(); subKey != keys.rend(); ++subKey) {
         pending.push_back(name.path.empty() ? *subKey : name.path + L"\\" + *subKey);

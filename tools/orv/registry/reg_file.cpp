@@ -9,6 +9,7 @@
 #include "platform/letter_case.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/outcome.h"
+#include "tools/orv/common/output.h"
 
 namespace orv::tool {
 namespace {
@@ -18,6 +19,8 @@ constexpr std::wstring_view kHeader = L"Windows Registry Editor Version 5.00";
 constexpr std::wstring_view kHeaderVersion4 = L"REGEDIT4";
 constexpr std::wstring_view kHex = L"hex";  // before the type and the bytes of a value
 constexpr std::size_t kMaxLine = 80;
+/// The store would end the name there, and change another key or value.
+constexpr wchar_t kNulInName[] = L"a name cannot contain a NUL character";
 
 struct HiveName {
   std::wstring_view shortName;
@@ -56,6 +59,7 @@ std::wstring TakeName(std::wstring_view* line, std::wstring* name) {
   } else if (!TakeQuoted(line, name)) {
     return L"the line is neither a key in brackets, a value nor a comment";
   }
+  if (name->find(L'\0') != name->npos) return kNulInName;
   *line = Trim(*line);
   if (!line->starts_with(L'=')) return L"expected an equals sign after the value's name";
   *line = Trim(line->substr(1));
@@ -249,6 +253,7 @@ class RegFileParser {
     const std::size_t start = isDeleted ? 2 : 1;
     if (end == std::wstring_view::npos) return L"the key has no closing bracket";
     const std::wstring_view key = line.substr(start, end - start);
+    if (key.find(L'\0') != key.npos) return kNulInName;
     if (!ParseKeyPath(key, &root_, &path_)) {
       if (hives_ == RegHives::kStored) {
         return L"the key is below neither HKEY_CURRENT_USER nor HKEY_LOCAL_MACHINE";
@@ -330,7 +335,16 @@ void SaveRegFile(const std::wstring& path, const std::wstring& text) {
   SaveFile(path, path == kStandardStream ? WideToUtf8(text) : EncodeUtf16(L'\uFEFF' + text));
 }
 
-std::wstring FormatRegKey(const std::wstring& fullPath) { return L"[" + fullPath + L"]\r\n"; }
+void RequireOneLine(const std::wstring& path) {
+  if (path.find(L'\n') == path.npos) return;
+  Fail(kUnreadable, L"cannot export " + Utf8ToWide(Printable(path)) +
+                        L": a registry file cannot have a line feed in a name");
+}
+
+std::wstring FormatRegKey(const std::wstring& fullPath) {
+  RequireOneLine(fullPath);
+  return L"[" + fullPath + L"]\r\n";
+}
 
 std::wstring FormatRegValue(const std::wstring& name, const RegistryValue& value) {
   std::wstring text = name.empty() ? L"@=" : L"\"" + Escape(name) + L"\"=";

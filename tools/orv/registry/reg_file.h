@@ -39,9 +39,12 @@ void ParseRegBytes(std::string_view bytes, std::vector<RegChange>* changes,
 
 /// The first line of a registry file and the empty line after it, with their line ends.
 std::wstring RegFileHeader();
-/// A key's section heading with its line end.
+/// Ends the command if the path of a key or value contains a line feed: the file would have two
+/// lines instead of one.
+void RequireOneLine(const std::wstring& path);
+/// A key's section heading with its line end. Calls `RequireOneLine`.
 std::wstring FormatRegKey(const std::wstring& fullPath);
-/// A value's lines.
+/// A value's lines. The name must not contain a line feed.
 std::wstring FormatRegValue(const std::wstring& name, const RegistryValue& value);
 
 /// Writes a registry file: in UTF-16 with a byte-order mark, which registry editors expect, or in
