@@ -317,6 +317,18 @@ TEST(Places, AUserWithoutTheMachinesSettingsHasOwnPrinters) {
     expect({"registry", "set", "HKLM\\Key", "n", "v"}, 3,
            "machine.sqlite: access is denied (system error 5); only the administrator may write");
   });
+  // The administrator has nothing to do with the user's own store.
+  for (const unsigned permissions : {0444u, 0u}) {
+    std::filesystem::permissions(folder.path() / "user.sqlite",
+                                 std::filesystem::perms(permissions));
+    AsNobody([&] {
+      if (access(ORV_PROGRAM, X_OK) != 0) return;
+      const ProgramResult result = RunProgram(ORV_PROGRAM, {"printers", "remove", "Label 3"});
+      EXPECT_EQ(result.exitCode, 3);
+      EXPECT_TRUE(result.messages.ends_with("user.sqlite: access is denied (system error 5)\n"))
+          << result.messages;
+    });
+  }
   SetVariable("ORV_REGISTRY_DIR", {});
 }
 

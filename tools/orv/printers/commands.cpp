@@ -28,6 +28,25 @@ const wchar_t* NameOf(PrinterOwner owner) {
   return owner == PrinterOwner::kUser ? L"user" : L"machine";
 }
 
+/// Whether the spooler lists a printer of this name as one of the user's own.
+bool IsUsers(const std::wstring& name) {
+  std::vector<PrinterFacts> printers;
+  return ListSpoolerPrinters(&printers) == ERROR_SUCCESS &&
+         std::ranges::any_of(printers, [&name](const PrinterFacts& facts) {
+           return facts.owner == PrinterOwner::kUser && EqualIgnoringCase(facts.printerName, name);
+         });
+}
+
+/// The part of a message that says which store fails when a printer is removed, and what to do.
+std::wstring RemovalFailure(const std::wstring& name, LONG error) {
+  const std::wstring unreadable = FailingStore({HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}, error);
+  if (!unreadable.empty()) return unreadable + L": " + DescribeError(error);
+  const HKEY hive = IsUsers(name) ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
+  return StorePart(hive) + L": " + DescribeError(error) +
+         AdministratorHint(hive, error,
+                           L"orv printers add --user adds a printer that hides this one");
+}
+
 /// Adds a printer, for the user alone if the machine's settings cannot be written.
 void AddNamedPrinter(const std::wstring& name, const std::wstring& driver, PrinterOwner requested) {
   PrinterOwner owner = requested;
@@ -50,11 +69,7 @@ void AddNamedPrinter(const std::wstring& name, const std::wstring& driver, Print
                                 DescribeError(error));
   }
   NoteResult("owner", NameOf(owner), {});
-  std::vector<PrinterFacts> printers;
-  if (owner == PrinterOwner::kMachine && ListSpoolerPrinters(&printers) == ERROR_SUCCESS &&
-      std::ranges::any_of(printers, [&name](const PrinterFacts& facts) {
-        return facts.owner == PrinterOwner::kUser && EqualIgnoringCase(facts.printerName, name);
-      })) {
+  if (owner == PrinterOwner::kMachine && IsUsers(name)) {
     PrintNote(L"your own printer of this name hides it (orv printers remove removes yours)");
   }
 }
@@ -127,24 +142,21 @@ void AddListCommand(CLI::App* group) {
 }
 
 void AddRemoveCommand(CLI::App* group) {
-  auto name = std::make_shared<std::string>();
+  auto given = std::make_shared<std::string>();
   CLI::App* command = group->add_subcommand("remove", "Remove a printer from the spooler");
-  AddPrinterArgument(command, name.get());
+  AddPrinterArgument(command, given.get());
   command->footer(
       "Examples:\n"
       "  orv printers remove \"Label 1\"\n"
       "  orv printers remove \"Label 2\" && orv printers list");
-  command->callback([name] {
-    const LONG error = RemoveSpoolerPrinter(ToWide(*name));
-    if (error != ERROR_SUCCESS) {
-      Fail(ExitCodeOf(error),
-           L"cannot remove the printer \"" + ToWide(*name) + L"\"" +
-               FailingStore({HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}, error) + L": " +
-               DescribeError(error) +
-               AdministratorHint(HKEY_LOCAL_MACHINE, error,
-                                 L"orv printers add --user adds a printer that hides this one") +
-               (error == ERROR_INVALID_PRINTER_NAME ? DidYouMeanPrinter(ToWide(*name)) : L""));
-    }
+  command->callback([given] {
+    const std::wstring name = ToWide(*given);
+    const LONG error = RemoveSpoolerPrinter(name);
+    if (error == ERROR_SUCCESS) return;
+    const std::wstring reason = ExitCodeOf(error) == kUnreadable
+                                    ? RemovalFailure(name, error)
+                                    : L": " + DescribeError(error) + DidYouMeanPrinter(name);
+    Fail(ExitCodeOf(error), L"cannot remove the printer \"" + name + L"\"" + reason);
   });
 }
 
