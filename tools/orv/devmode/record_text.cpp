@@ -172,7 +172,9 @@ std::wstring ValueForm(const RecordField& field) {
       return text;
     }
     case FieldKind::kText:
-      return Format(L"at most %d characters in double quotes", width);
+      return Format(
+          L"at most %d ASCII characters in double quotes, with \\\", \\\\ and \\xHH for others",
+          width);
     case FieldKind::kGuid:
       return L"a GUID in braces";
     case FieldKind::kBytes:
