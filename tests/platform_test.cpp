@@ -292,9 +292,13 @@ TEST(Spooler, FindsAnAddedPrinterByItsHandle) {
     }
     EXPECT_EQ(ours, L"Another;Label \u00e9 1;");
   }
-  EXPECT_EQ(orv::OpenPrinterHandle(L"Another"), nullptr);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PRINTER_NAME));
-  EXPECT_EQ(orv::RemoveSpoolerPrinter(L"Another"), ERROR_INVALID_PRINTER_NAME);
+  for (const wchar_t* const name : {L"Another", L""}) {
+    EXPECT_EQ(orv::OpenPrinterHandle(name), nullptr);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PRINTER_NAME));
+    EXPECT_EQ(orv::RemoveSpoolerPrinter(name), ERROR_INVALID_PRINTER_NAME);
+  }
+  EXPECT_EQ(orv::OpenPrinterHandle(nullptr), nullptr);
+  EXPECT_EQ(orv::AddSpoolerPrinter(L"", L"ORV-S2"), ERROR_INVALID_PRINTER_NAME);
   for (const HANDLE handle : {HANDLE{nullptr}, INVALID_HANDLE_VALUE,
                               reinterpret_cast<HANDLE>(std::uintptr_t{0x123456})}) {
     EXPECT_FALSE(orv::GetPrinterFacts(handle, &facts));

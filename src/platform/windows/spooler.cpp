@@ -18,14 +18,21 @@ using GlobalBlock = std::unique_ptr<void, GlobalDeleter>;
 
 std::wstring TextOf(const wchar_t* text) { return text != nullptr ? text : L""; }
 
-}  // namespace
-
-HANDLE OpenPrinterHandle(const wchar_t* name) {
+/// Opens a printer; returns null with the thread's last error.
+HANDLE Open(const wchar_t* name, ACCESS_MASK rights) {
+  if (name == nullptr || *name == L'\0') {  // some systems open the spooler itself
+    SetLastError(ERROR_INVALID_PRINTER_NAME);
+    return nullptr;
+  }
   HANDLE printer = nullptr;
-  PRINTER_DEFAULTSW access{nullptr, nullptr, PRINTER_ACCESS_USE};
+  PRINTER_DEFAULTSW access{nullptr, nullptr, rights};
   if (!OpenPrinterW(const_cast<wchar_t*>(name), &printer, &access)) return nullptr;
   return printer;
 }
+
+}  // namespace
+
+HANDLE OpenPrinterHandle(const wchar_t* name) { return Open(name, PRINTER_ACCESS_USE); }
 
 void ClosePrinterHandle(HANDLE printer) {
   if (printer != nullptr && printer != INVALID_HANDLE_VALUE) ClosePrinter(printer);
@@ -54,6 +61,7 @@ bool GetPrinterFacts(HANDLE printer, PrinterFacts* facts) {
 
 LONG AddSpoolerPrinter(const std::wstring& name, const std::wstring& driver, PrinterOwner owner) {
   if (owner == PrinterOwner::kUser) return ERROR_NOT_SUPPORTED;
+  if (name.empty()) return ERROR_INVALID_PRINTER_NAME;
   // Some spoolers accept a duplicate name.
   if (const HANDLE existing = OpenPrinterHandle(name.c_str())) {
     ClosePrinter(existing);
@@ -78,12 +86,8 @@ LONG AddSpoolerPrinter(const std::wstring& name, const std::wstring& driver, Pri
 }
 
 LONG RemoveSpoolerPrinter(const std::wstring& name) {
-  std::wstring printerName = name;
-  PRINTER_DEFAULTSW access{nullptr, nullptr, PRINTER_ALL_ACCESS};
-  HANDLE printer = nullptr;
-  if (!OpenPrinterW(printerName.data(), &printer, &access)) {
-    return static_cast<LONG>(GetLastError());
-  }
+  const HANDLE printer = Open(name.c_str(), PRINTER_ALL_ACCESS);
+  if (printer == nullptr) return static_cast<LONG>(GetLastError());
   const LONG result = DeletePrinter(printer) ? ERROR_SUCCESS : static_cast<LONG>(GetLastError());
   ClosePrinter(printer);
   return result;
