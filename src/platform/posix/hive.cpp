@@ -319,7 +319,8 @@ LONG Hive::ReadKey(sqlite3_int64 row, const KeyContent** content) {
       return ErrorOf(found);
     });
     if (error != ERROR_SUCCESS) return error;
-    if (keys_.size() >= kMaxCached) keys_.erase(keys_.begin());
+    // Replacing only one could replace the parent of all that are read, again and again.
+    if (keys_.size() >= kMaxCached) keys_.clear();
     known = keys_.emplace(row, std::move(read)).first;
   }
   *content = &known->second;

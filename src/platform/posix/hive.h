@@ -298,7 +298,7 @@ class Hive {
   int generation_ = 0;
   std::array<sqlite3_stmt*, kStatementCount> statements_{};
 
-  /// Maximum number of cached keys, and of paths. Of more, each new one replaces one other.
+  /// Maximum number of cached keys, and of paths. One more key replaces all, one more path another.
   static constexpr std::size_t kMaxCached = 4096;
   bool isMissing_ = false;  ///< there was no file at the last check
   std::uint64_t version_;
