@@ -78,7 +78,7 @@ int RunProgram(int argc, char** argv) {
   AddGroups(&program, arguments);
   AddOutcomeFlags(&program);
   AddGeneralOptions(&program);
-  ReplaceInvalidText(&program, arguments);
+  RefuseInvalidText(&program, arguments);
 
   const ProgressLine progress;
   const RegistrySnapshot request;  // each command is one request to the settings store

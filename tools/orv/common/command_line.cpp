@@ -311,20 +311,19 @@ std::wstring UnexpectedArguments(const std::vector<std::string>& arguments) {
          ToWide(CLI::detail::join(arguments, "', '")) + L"'";
 }
 
-void ReplaceInvalidText(CLI::App* program, const std::vector<std::string>& arguments) {
+void RefuseInvalidText(CLI::App* program, const std::vector<std::string>& arguments) {
   const auto isText = [](const std::string& argument) {
     return WideToUtf8(Utf8ToWide(argument)) == argument;
   };
   if (std::ranges::all_of(arguments, isText)) return;
   for (CLI::App* command : program->get_subcommands(nullptr)) {
-    ReplaceInvalidText(command, arguments);
+    RefuseInvalidText(command, arguments);
   }
   for (CLI::Option* option : program->get_options()) {
     if (TakesFileNames(option)) continue;
     option->transform(CLI::Validator(
-        [](std::string& text) {
-          text = WideToUtf8(Utf8ToWide(text));
-          return std::string();
+        [isText](const std::string& text) {
+          return isText(text) ? std::string() : text + " is not UTF-8";
         },
         ""));
   }

@@ -38,8 +38,9 @@ bool NamesUnknownCommand(CLI::App* program, const std::vector<std::string>& argu
 std::string ShortHelp(CLI::App* program, const std::vector<std::string>& arguments,
                       const CLI::ParseError& error);
 
-/// Replaces what is not UTF-8 in arguments that are not file names, if there is any.
-void ReplaceInvalidText(CLI::App* program, const std::vector<std::string>& arguments);
+/// Lets the parser refuse arguments that are neither UTF-8 nor file names, if there are any: they
+/// would be stored as another text.
+void RefuseInvalidText(CLI::App* program, const std::vector<std::string>& arguments);
 
 /// The message for a command line that the parser refused: the error, the nearest known command,
 /// option or value, and which help to read.
