@@ -10,9 +10,13 @@
 #include <numeric>
 #include <set>
 #include <sstream>
+#include <thread>
 
 #include "base/utf8.h"
 #include "orv/version.h"
+#include "platform/edit_lock.h"
+#include "platform/files.h"
+#include "platform/new_file.h"
 #include "tests/program_runs.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/lengths.h"
@@ -457,6 +461,24 @@ TEST(Input, ParsesOnlyWholeTextsAsNumbers) {
   for (const wchar_t* text : {L"", L"0x", L"4294967296", L"-1", L"1 ", L" 1", L"1a", L"0x1g"}) {
     EXPECT_FALSE(ParseNumber(text, &number)) << text;
   }
+}
+
+TEST(EditLock, LetsOneWriterAtATimeReplaceAFile) {
+  const test::TemporaryFolder folder;
+  const std::wstring name = folder.Name(L"number");
+  test::WriteBytes(ToPath(name), "0");
+  const auto count = [&name] {
+    for (int i = 0; i < 20; ++i) {
+      const EditLock lock(name);
+      const int number = std::stoi(test::ReadBytes(ToPath(name)));
+      NewFile file;
+      EXPECT_TRUE(file.Open(name) && file.Write(std::to_string(number + 1)) && file.Commit());
+    }
+  };
+  std::thread other(count);
+  count();
+  other.join();
+  EXPECT_EQ(test::ReadBytes(ToPath(name)), "40");
 }
 
 TEST(Lengths, ParsesMillimetresAndUnits) {

@@ -3,6 +3,7 @@
 #include <utility>
 #include <vector>
 
+#include "orv/platform/registry.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
@@ -62,6 +63,17 @@ void SaveFile(const std::wstring& path, std::string bytes, Written written) {
   }
   if (!WriteFile(path, std::move(bytes))) Fail(kUnreadable, CannotWrite(path));
   NoteFile(path);
+}
+
+EditGuard::EditGuard(const std::wstring& path) : lock_(path == kStandardStream ? L"" : path) {
+  RequireFree(path);
+}
+
+EditGuard::EditGuard(HKEY hive) : lock_(hive) { RequireFree(RegistryStoreName(hive)); }
+
+void EditGuard::RequireFree(const std::wstring& name) const {
+  if (!lock_.IsBusy()) return;
+  Fail(kUnreadable, L"cannot change " + name + L": another command is changing it; try again");
 }
 
 void NoteFile(const std::wstring& path) {

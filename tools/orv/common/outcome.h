@@ -7,6 +7,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "orv/platform/types.h"
+#include "platform/edit_lock.h"
 #include "tools/orv/common/output.h"
 
 /// The outcome of a command that changes something. Commands record it here, and all print it the
@@ -20,6 +22,21 @@ enum class Written { kResult, kChangedFile };
 /// Writes a file and records it; ends the command when writing fails, or when a result would
 /// replace a file that it must not replace (`RequireReplaceable`).
 void SaveFile(const std::wstring& path, std::string bytes, Written written = Written::kResult);
+/// Keeps other commands from changing a file, or the settings below a hive, while this one reads,
+/// changes and writes them. Ends the command if another one has not finished after ten seconds.
+/// Commands create it before they read, but after they have read other files, which can be pipes,
+/// and print results without it.
+class EditGuard {
+ public:
+  /// Guards nothing for standard output.
+  explicit EditGuard(const std::wstring& path);
+  explicit EditGuard(HKEY hive);
+
+ private:
+  void RequireFree(const std::wstring& name) const;
+
+  EditLock lock_;
+};
 /// Records a file that was written in another way.
 void NoteFile(const std::wstring& path);
 /// Records another result: a member of the JSON object, and the line for text output.

@@ -14,6 +14,7 @@
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/line_diff.h"
 #include "tools/orv/common/options.h"
+#include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/config/check.h"
 #include "tools/orv/config/check_rules.h"
@@ -132,6 +133,7 @@ std::string ShownDiff(std::wstring_view diff) {
 /// the new text in `*text`.
 std::optional<EditProblem> FixFile(const std::wstring& path, const FindingsOf& findingsOf,
                                    std::wstring* text) {
+  std::optional<EditGuard> guard(path);
   EditedConfig file;
   if (auto problem = OpenForEdit(path, &file)) return problem;
   if (auto problem = FollowProposals(&file, findingsOf)) return problem;
@@ -147,6 +149,7 @@ std::optional<EditProblem> FixFile(const std::wstring& path, const FindingsOf& f
                                           L" was not changed: " + FileErrorText(error)};
     }
     SaveEdited(file);
+    guard.reset();
     Print(ShownDiff(UnifiedDiff(before, file.text, backup, path)));
   }
   return {};

@@ -3,6 +3,7 @@
 
 #include "tools/orv/common/commands.h"
 #include "tools/orv/common/options.h"
+#include "tools/orv/common/outcome.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/config/edit.h"
 
@@ -42,6 +43,7 @@ void AddConfigSetCommand(CLI::App* group) {
       "  orv config set orv_conf_lx300.xml widthMax 108000\n"
       "  orv config set orv_conf_lx300.xml label.widthMax 108000");
   command->callback([options] {
+    const EditGuard guard(ToWide(options->file));
     EditedConfig file;
     FailOn(OpenForEdit(ToWide(options->file), &file));
     const std::wstring key = ToWide(options->key);
@@ -65,6 +67,7 @@ void AddConfigSignCommand(CLI::App* group) {
       "Examples:\n  orv config sign orv_conf_lx300.xml\n"
       "  orv config sign - < plain.xml > orv_conf_lx300.xml");
   command->callback([file] {
+    const EditGuard guard(ToWide(*file));
     EditedConfig config;
     FailOn(OpenForEdit(ToWide(*file), &config));
     FailOn(Sign(&config));

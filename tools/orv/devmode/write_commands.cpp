@@ -70,6 +70,11 @@ void AddChangeOptions(CLI::App* command, ChangeOptions* options) {
   AddRecordOptions(command, &options->record);
 }
 
+/// The file that is replaced, if the command has no output file.
+std::wstring ReplacedFile(const ChangeOptions& options) {
+  return options.out.empty() ? ToWide(options.file) : kStandardStream;
+}
+
 /// Writes a record to the output file, or else back to the input file, in the form in which it was
 /// read. A file that encloses the record has more content, and is not replaced.
 void WriteChanged(const ChangeOptions& options, const tagOEMDEV& record, RecordForm form) {
@@ -102,6 +107,7 @@ void AddRecordSetCommand(CLI::App* group) {
       "  orv devmode set label1.dev PrintSpeed=100 PaperWidth=50mm\n"
       "  orv devmode set label1.dev 'CustomCommandPageEnd=\"cut\"' -o cut.dev");
   command->callback([options] {
+    const EditGuard guard(ReplacedFile(*options));
     RecordForm form{};
     tagOEMDEV record = ReadRecord(options->file, options->record, &form);
     for (const std::string& value : options->values) {
@@ -133,6 +139,7 @@ void AddConvertCommand(CLI::App* group) {
       "  orv devmode convert label1.dev --to legacy\n"
       "  orv devmode convert label1.dev --to current -o current.dev");
   command->callback([options] {
+    const EditGuard guard(ReplacedFile(*options));
     RecordForm form{};
     tagOEMDEV record = ReadRecord(options->file, options->record, &form);
     options->layout == "legacy" ? WriteLegacyLayout(&record) : ReadLegacyLayout(&record);

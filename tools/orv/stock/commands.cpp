@@ -278,6 +278,7 @@ void AddAddCommand(CLI::App* group) {
     StockItem item = NewItem(*options);
     item.guid = options->guid.empty() ? NewGuid() : ParseGuid(ToWide(options->guid));
     if (IsZeroGuid(item.guid)) Fail(kUsage, L"--guid takes a GUID in braces");
+    const EditGuard guard = GuardItems(path);
     for (const StockItem& other : ItemsAt(path)) {
       if (FormatGuid(other.guid) == FormatGuid(item.guid)) {
         Fail(kFindings, L"there is a stock item with this GUID; `orv stock edit` changes it");
@@ -305,6 +306,7 @@ void AddEditCommand(CLI::App* group) {
       "Disabled=1");
   command->callback([options] {
     const std::wstring path = ItemsPath(options->owner);
+    const EditGuard guard = GuardItems(path);
     StockItem item = FindItem(path, ToWide(options->item));
     if (options->newName) item.DisplayName = NameFrom(*options->newName);
     SetValues(&item, *options);
@@ -323,6 +325,7 @@ void AddRemoveCommand(CLI::App* group) {
       "  orv stock remove \"{5B0C7A52-31D4-4E8B-9C3F-6A1D2E4F7B90}\" --common");
   command->callback([options] {
     const std::wstring path = ItemsPath(options->owner);
+    const EditGuard guard = GuardItems(path);
     const GUID guid = FindItem(path, ToWide(options->item)).guid;
     const PaperSizes before(options->owner);
     const LONG error = DeleteStockItem(path, guid);
@@ -432,8 +435,10 @@ void AddImportCommand(CLI::App* group) {
   command->callback([options] {
     const std::wstring path = ItemsPath(options->owner);
     const std::wstring file = ToWide(options->file);
+    const std::vector<RegChange> changes = ChangesOf(file);
     std::vector<SkippedLine> skipped;
-    std::vector<ImportedItem> imported = ItemsFromChanges(ChangesOf(file), ItemsAt(path), &skipped);
+    const EditGuard guard = GuardItems(path);
+    std::vector<ImportedItem> imported = ItemsFromChanges(changes, ItemsAt(path), &skipped);
     NoteResult("items", static_cast<std::int64_t>(imported.size()),
                Format(L"%zu stock item%ls", imported.size(), imported.size() == 1 ? L"" : L"s"));
     NoteSkipped(file, skipped);

@@ -117,6 +117,12 @@ std::wstring ItemsPath(const StockOwner& owner) {
   return StockItemsPath(name, facts.driverName);
 }
 
+EditGuard GuardItems(const std::wstring& path) {
+  HKEY hive = nullptr;
+  StockItemsHive(path, &hive);
+  return EditGuard(hive);
+}
+
 std::vector<StockItem> ItemsAt(const std::wstring& path) {
   std::vector<StockItem> items;
   if (const LONG error = ReadStockItems(path, &items); error != ERROR_SUCCESS) {

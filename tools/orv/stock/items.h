@@ -9,6 +9,7 @@
 #include "orv/devmode/stock_items.h"
 #include "orv/platform/types.h"
 #include "tools/orv/common/library_use.h"
+#include "tools/orv/common/outcome.h"
 
 /// The stock items that a command works on. Every function ends the command when it fails.
 
@@ -25,6 +26,9 @@ void AddOwnerOptions(CLI::App* command, StockOwner* owner);
 
 /// The registry path of the owner's items.
 std::wstring ItemsPath(const StockOwner& owner);
+
+/// Keeps other commands from changing the items below a path.
+EditGuard GuardItems(const std::wstring& path);
 
 /// The items stored below a path.
 std::vector<StockItem> ItemsAt(const std::wstring& path);

@@ -573,6 +573,7 @@ void AddSetCommand(CLI::App* group) {
       "  orv xml set settings.xml /settings/printer/@id 7");
   command->callback([options] {
     const std::wstring file = ToWide(options->file);
+    const EditGuard guard(file);
     CMarkup doc;
     LoadWellFormed(file, options->mayLose, &doc);
     const std::wstring name = ToWide(options->path);
@@ -657,10 +658,11 @@ void AddFormatCommand(CLI::App* group) {
       "settings.xml");
   command->callback([options] {
     const std::wstring file = ToWide(options->file);
+    const std::wstring target = options->inPlace ? file : kStandardStream;
+    const EditGuard guard(target);
     CMarkup doc;
     LoadWellFormed(file, options->mayLose, &doc);
     doc.SetDoc(FormatDocument(&doc, options->indent));
-    const std::wstring target = options->inPlace ? file : kStandardStream;
     const std::wstring declared = CMarkup::GetDeclaredEncoding(doc.GetDoc());
     if (!options->inPlace) doc.SetDocFlags(doc.GetDocFlags() & ~kFileForms);
     const TextEncoding written =
@@ -706,7 +708,9 @@ void AddConvertCommand(CLI::App* group) {
       Fail(kUsage, L"--mark is for UTF-8; UTF-16 and UTF-32 always have a mark");
     }
     const std::wstring file = ToWide(options->file);
-    const std::wstring output = options->output.empty() ? file : ToWide(options->output);
+    const bool isInPlace = options->output.empty();
+    const std::wstring output = isInPlace ? file : ToWide(options->output);
+    const EditGuard guard(isInPlace ? file : kStandardStream);
     CMarkup doc;
     LoadDocument(file, options->mayLose, &doc);
     doc.SetDocFlags((doc.GetDocFlags() & ~kFileForms) |
@@ -719,8 +723,7 @@ void AddConvertCommand(CLI::App* group) {
     if (!isLossy && DecodeFile(bytes, nullptr, &flags) != doc.GetDoc()) {
       Fail(kFindings, encoding + L" cannot be detected when the file is read");
     }
-    SaveFile(output, std::move(bytes),
-             options->output.empty() ? Written::kChangedFile : Written::kResult);
+    SaveFile(output, std::move(bytes), isInPlace ? Written::kChangedFile : Written::kResult);
   });
 }
 
