@@ -353,6 +353,17 @@ TEST(LogSummary, HoldsALimitedNumberOfGroups) {
   EXPECT_EQ(groups[1]->source, L"");  // not that of the first of them
 }
 
+TEST(LogSummary, ComparesTheWholeValuesOfWhichItShowsTheStart) {
+  LogSummary summary;
+  LogEntry entry{L"01.02.2024", L"03:04:05.678", L"WAR", L"p", L"m", L"a", L""};
+  const std::wstring start(200, L'a');
+  for (const wchar_t* const end : {L"b", L"c"}) {
+    entry.message = L"Unable to open the file " + start + end;
+    summary.Add(entry);
+  }
+  EXPECT_EQ(summary.Groups()[0]->Text(), L"Unable to open the file " + start + L"..., ...");
+}
+
 /// The wide string literals of a source file, adjacent ones joined, as the compiler reads them.
 std::vector<std::wstring> WideLiterals(const std::string& source) {
   std::vector<std::wstring> literals;

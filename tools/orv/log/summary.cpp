@@ -1,6 +1,7 @@
 #include "tools/orv/log/summary.h"
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
 #include <string_view>
 #include <tuple>
@@ -67,19 +68,22 @@ void LogSummary::Add(const LogEntry& entry) {
     source.clear();  // the other messages are of any source
     key = KeyOf(parts, level, source);
   }
+  std::vector<std::size_t> hashes;
   for (std::wstring& value : parts.values) {
+    hashes.push_back(std::hash<std::wstring>()(value));
     if (value.size() > kMaxValue) value.replace(kMaxValue, value.npos, L"...");
   }
   LogGroup& group = groups_[key];
   if (group.count == 0) {
     group.varies.assign(parts.values.size(), false);
     group.parts = std::move(parts);
+    group.hashes = std::move(hashes);
     group.level = level;
     group.source = std::move(source);
     group.first = time;
   } else {
-    for (std::size_t i = 0; i < parts.values.size(); ++i) {
-      if (parts.values[i] != group.parts.values[i]) group.varies[i] = true;
+    for (std::size_t i = 0; i < hashes.size(); ++i) {
+      if (hashes[i] != group.hashes[i]) group.varies[i] = true;
     }
   }
   ++group.count;

@@ -14,7 +14,8 @@ namespace orv::tool {
 /// Entries of a log with the same level, source and message, apart from values such as numbers,
 /// paths and names.
 struct LogGroup {
-  MessageParts parts;  ///< with the values of the first entry
+  MessageParts parts;               ///< with the values of the first entry
+  std::vector<std::size_t> hashes;  ///< of these values, which are cut
   std::vector<bool> varies;
   std::wstring level;
   std::wstring source;
