@@ -83,8 +83,7 @@ int RunProgram(int argc, char** argv) {
   const ProgressLine progress;
   const RegistrySnapshot request;  // each command is one request to the settings store
   try {
-    // The parser takes the arguments last one first.
-    program.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    program.parse(ParserArguments(&program, arguments));
     return PrintOutcome(&program);
   } catch (const CLI::RuntimeError& error) {
     return error.get_exit_code();

@@ -236,7 +236,7 @@ std::wstring DescribeConversion(const CLI::App* command, const CLI::ParseError& 
 std::wstring DescribeParseError(const CLI::App* program, const ArgumentWalk& walk,
                                 const CLI::ParseError& error) {
   if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
-    return UnexpectedArguments(program->remaining(true));
+    return UnexpectedArguments(RemainingArguments(program));
   }
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
     return DescribeCount(walk, error);
@@ -249,6 +249,28 @@ std::wstring DescribeParseError(const CLI::App* program, const ArgumentWalk& wal
     return DescribeConversion(walk.command, error);
   }
   return ToWide(error.what());
+}
+
+// --- Values ---
+
+/// The end of an argument that ends in a bracket, while the parser has it. No argument contains
+/// this character.
+constexpr char kMark = '\0';
+
+std::string WithoutMark(const std::string& text) { return text.substr(0, text.find(kMark)); }
+
+enum class Values { kAll, kNoFileNames };
+
+/// Lets all options and arguments check or change their values with `validator`, before their own
+/// validators.
+void TransformValues(CLI::App* program, Values which, const CLI::Validator& validator) {
+  for (CLI::App* command : program->get_subcommands(nullptr)) {
+    TransformValues(command, which, validator);
+  }
+  for (CLI::Option* option : program->get_options()) {
+    if (which == Values::kNoFileNames && TakesFileNames(option)) continue;
+    option->transform(validator);
+  }
 }
 
 }  // namespace
@@ -316,17 +338,39 @@ void RefuseInvalidText(CLI::App* program, const std::vector<std::string>& argume
     return WideToUtf8(Utf8ToWide(argument)) == argument;
   };
   if (std::ranges::all_of(arguments, isText)) return;
-  for (CLI::App* command : program->get_subcommands(nullptr)) {
-    RefuseInvalidText(command, arguments);
+  TransformValues(program, Values::kNoFileNames,
+                  CLI::Validator(
+                      [isText](const std::string& text) {
+                        return isText(text) ? std::string() : text + " is not UTF-8";
+                      },
+                      ""));
+}
+
+std::vector<std::string> ParserArguments(CLI::App* program,
+                                         const std::vector<std::string>& arguments) {
+  std::vector<std::string> marked(arguments.rbegin(), arguments.rend());
+  bool isMarked = false;
+  for (std::string& argument : marked) {
+    if (!argument.ends_with(']')) continue;
+    argument += kMark;
+    isMarked = true;
   }
-  for (CLI::Option* option : program->get_options()) {
-    if (TakesFileNames(option)) continue;
-    option->transform(CLI::Validator(
-        [isText](const std::string& text) {
-          return isText(text) ? std::string() : text + " is not UTF-8";
-        },
-        ""));
+  if (isMarked) {
+    TransformValues(program, Values::kAll,
+                    CLI::Validator(
+                        [](std::string& text) {
+                          text = WithoutMark(text);
+                          return std::string();
+                        },
+                        ""));
   }
+  return marked;
+}
+
+std::vector<std::string> RemainingArguments(const CLI::App* program) {
+  std::vector<std::string> arguments = program->remaining(true);
+  std::ranges::transform(arguments, arguments.begin(), WithoutMark);
+  return arguments;
 }
 
 bool NamesUnknownCommand(CLI::App* program, const std::vector<std::string>& arguments) {

@@ -42,6 +42,14 @@ std::string ShortHelp(CLI::App* program, const std::vector<std::string>& argumen
 /// would be stored as another text.
 void RefuseInvalidText(CLI::App* program, const std::vector<std::string>& arguments);
 
+/// The arguments as the parser takes them: the last one first, and changed so that one in brackets
+/// is not taken apart as a list.
+std::vector<std::string> ParserArguments(CLI::App* program,
+                                         const std::vector<std::string>& arguments);
+
+/// The arguments that the parser has left over, as they were given.
+std::vector<std::string> RemainingArguments(const CLI::App* program);
+
 /// The message for a command line that the parser refused: the error, the nearest known command,
 /// option or value, and which help to read.
 std::wstring DescribeMistake(CLI::App* program, const std::vector<std::string>& arguments,

@@ -331,7 +331,7 @@ void AddCompleteCommand(CLI::App* program) {
   command->set_help_flag();
   command->prefix_command();
   command->callback([program, command] {
-    const std::vector<std::string> words = command->remaining();
+    const std::vector<std::string> words = RemainingArguments(command);
     if (words.size() < 2) return;
     std::string lines;
     for (Candidate& candidate : Complete(program, std::span(words).subspan(1))) {
