@@ -374,6 +374,23 @@ void RequireXmlText(const std::wstring& value) {
   }
 }
 
+/// Replaces characters by references in a value that was written to a document at `start`: carriage
+/// returns, which a parser reads as line feeds, and in an attribute also tabs and line feeds, which
+/// it reads as blanks. The library writes them as they are.
+void ReplaceSpace(std::size_t start, const std::wstring& value, bool isAttribute, CMarkup* doc) {
+  const std::wstring_view changed = isAttribute ? L"\t\n\r" : L"\r";
+  if (value.find_first_of(changed) == value.npos) return;
+  std::wstring text = doc->GetDoc();
+  const int flags = isAttribute ? CMarkup::ESC_ATTRIB : 0;
+  const std::wstring written = CMarkup::EscapeText(value.c_str(), flags);
+  std::wstring with;
+  for (const wchar_t unit : written) {
+    with += changed.find(unit) == changed.npos ? std::wstring(1, unit)
+                                               : L"&#" + std::to_wstring(unit) + L';';
+  }
+  doc->SetDoc(text.replace(start, written.size(), with));
+}
+
 /// Ends the command if reading the file of a document has failed.
 void RequireRead(const CMarkup& doc) {
   const std::wstring failure = FactsOf(doc.GetResult(), L"read").failure;
@@ -581,8 +598,8 @@ void AddSetCommand(CLI::App* group) {
     RequirePlace(GoTo(path, &doc), name, doc);
     const std::wstring value = ToWide(options->value);
     RequireXmlText(value);
-    const bool isSet =
-        path.attribute.empty() ? doc.SetData(value) : doc.SetAttrib(path.attribute, value);
+    const bool isAttribute = !path.attribute.empty();
+    const bool isSet = isAttribute ? doc.SetAttrib(path.attribute, value) : doc.SetData(value);
     if (!isSet && !IsAttributeName(path.attribute)) {
       Fail(kUsage, L"\"" + path.attribute + L"\" is not a valid attribute name");
     }
@@ -590,6 +607,10 @@ void AddSetCommand(CLI::App* group) {
       Fail(kFindings, L"the quotes in the tag of " + name.substr(0, name.find(L"/@")) +
                           L" are ambiguous; the file was not changed");
     }
+    const auto start = static_cast<std::size_t>(isAttribute ? doc.GetAttribOffset(path.attribute)
+                                                            : doc.GetContentOffset());
+    ReplaceSpace(isAttribute ? doc.GetDoc().find_first_of(L"\"'", start) + 1 : start, value,
+                 isAttribute, &doc);
     SaveFile(file, Encode(doc, file, options->mayLose), Written::kChangedFile);
   });
 }
