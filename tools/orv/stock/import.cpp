@@ -30,8 +30,9 @@ std::wstring ValueProblem(const RegChange& change) {
   if (change.name.empty()) return L"an item has no default value";
   if (EqualIgnoringCase(change.name, kName)) {
     if (change.value.type != REG_SZ) return std::wstring(kName) + L" must be text";
-    if (change.value.Text().size() <= kMaxStockName) return {};
-    return Format(L"%ls must have at most %d characters", kName, static_cast<int>(kMaxStockName));
+    const std::size_t size = change.value.Text().size();
+    if (size > 0 && size <= kMaxStockName) return {};
+    return Format(L"%ls must have 1 to %d characters", kName, static_cast<int>(kMaxStockName));
   }
   const StockValue* const value = FindStockValue(change.name);
   if (value == nullptr) {
