@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -25,6 +26,9 @@ bool ReadInput(std::string* bytes);
 
 /// Reads a line that the user types, without its end. Returns false at the end of the input.
 bool ReadInputLine(std::string* line);
+
+/// Whether a path leads to the pipe or terminal of standard output, such as /dev/stdout on Linux.
+bool LeadsToStandardOutput(const std::filesystem::path& path);
 
 /// Whether a stream is a terminal.
 bool IsTerminal(OutputStream stream);

@@ -6,6 +6,10 @@
 
 namespace orv {
 
+/// The path of the file that `NewFile` replaces or creates: on Linux the one to which symbolic
+/// links lead.
+std::filesystem::path ReplacedPath(const std::wstring& path);
+
 /// A file that replaces another only when it is complete. Until then it is written under a
 /// temporary name in the same folder, so a failure leaves the old file unchanged. A process that is
 /// killed leaves the temporary file: `NAME.` and six letters or digits on Linux,

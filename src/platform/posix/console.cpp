@@ -2,6 +2,7 @@
 
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -60,6 +61,14 @@ bool ReadInputLine(std::string* line) {
   line->assign(buffer, static_cast<std::size_t>(count));
   while (line->ends_with('\n') || line->ends_with('\r')) line->pop_back();
   return true;
+}
+
+bool LeadsToStandardOutput(const std::filesystem::path& path) {
+  struct stat file {};
+  struct stat output {};
+  return stat(path.c_str(), &file) == 0 && fstat(STDOUT_FILENO, &output) == 0 &&
+         file.st_dev == output.st_dev && file.st_ino == output.st_ino &&
+         (S_ISFIFO(file.st_mode) || isatty(STDOUT_FILENO) != 0);
 }
 
 bool IsTerminal(OutputStream stream) {

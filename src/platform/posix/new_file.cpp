@@ -58,6 +58,11 @@ std::filesystem::path TargetOf(std::filesystem::path path, std::error_code* erro
 
 }  // namespace
 
+std::filesystem::path ReplacedPath(const std::wstring& path) {
+  std::error_code ignored;
+  return TargetOf(ToPath(path), &ignored);
+}
+
 NewFile::~NewFile() {
   if (handle_ == nullptr) return;
   close(ToDescriptor(handle_));

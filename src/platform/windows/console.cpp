@@ -87,6 +87,8 @@ bool ReadInputLine(std::string* line) {
   return true;
 }
 
+bool LeadsToStandardOutput(const std::filesystem::path&) { return false; }
+
 bool IsTerminal(OutputStream stream) {
   DWORD mode = 0;
   return GetConsoleMode(HandleOf(stream), &mode) != 0;

@@ -8,6 +8,8 @@
 
 namespace orv {
 
+std::filesystem::path ReplacedPath(const std::wstring& path) { return ToPath(path); }
+
 NewFile::~NewFile() {
   if (handle_ == nullptr) return;
   CloseHandle(handle_);

@@ -123,6 +123,10 @@ bool IsStream(const std::wstring& path) {
   return IsStandardStream(path) || std::filesystem::is_fifo(ToPath(path), ignored);
 }
 
+bool IsStandardOutput(const std::wstring& path) {
+  return IsStandardStream(path) || LeadsToStandardOutput(ToPath(path));
+}
+
 bool ReadStandardInput(std::string* bytes) {
   if (IsInputTerminal()) StopProgress();
   return ReadInput(bytes) || FailForReason();
@@ -178,7 +182,7 @@ bool OutputFile::Write(std::string bytes) {
 
 bool OutputFile::Commit() {
   if (isReplaced_) return file_.Commit() || FailForReason();
-  if (IsStandardStream(path_)) return PrintContent(bytes_) || FailForReason();
+  if (IsStandardOutput(path_)) return PrintContent(bytes_) || FailForReason();
   std::ofstream device(ToPath(path_), std::ios::binary);
   device.write(bytes_.data(), static_cast<std::streamsize>(bytes_.size()));
   device.close();

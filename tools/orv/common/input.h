@@ -17,6 +17,9 @@ inline constexpr wchar_t kStandardStream[] = L"-";
 /// Whether a path is standard input or a pipe, such as the one of `<(COMMAND)` in a shell.
 bool IsStream(const std::wstring& path);
 
+/// Whether a path is standard output, by `-` or by a path that leads to the same pipe or terminal.
+bool IsStandardOutput(const std::wstring& path);
+
 /// Reads at most `max` bytes of a file from an offset; false when they cannot be read, for example
 /// because the path is a folder or a device. The file is closed before the function returns.
 /// Streams are read once and kept, so they can be read again. `CannotRead` is the message for a

@@ -312,7 +312,7 @@ void WriteNew(const NewOptions& options) {
   const std::wstring path = !options.output.empty() ? ToWide(options.output)
                             : driver.empty()        ? kStandardStream
                                                     : ConfigFileName(driver);
-  const bool toOutput = path == kStandardStream;
+  const bool toOutput = IsStandardOutput(path);
   RequireReplaceable(path);  // before any question
   const std::vector<std::int32_t> families = FamiliesOf(options.families);
   const std::wstring name = toOutput ? FindConfigKey(L"configfilename")->sample : FileNameOf(path);

@@ -11,6 +11,7 @@
 #include "orv/text/format.h"
 #include "platform/files.h"
 #include "platform/letter_case.h"
+#include "platform/new_file.h"
 #include "platform/png_resolution.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/options.h"
@@ -144,14 +145,17 @@ PagePointer FlattenOnWhite(Bitmap* page) {
 /// Whether two paths are the same file. Files that do not exist yet are compared by folder and
 /// name, case-insensitively, because some file systems ignore case.
 bool IsSamePlace(const std::wstring& one, const std::wstring& other) {
-  const auto folder = [](const std::wstring& path) {
+  const auto folder = [](const std::filesystem::path& path) {
     std::error_code error;
-    return std::filesystem::absolute(ToPath(path), error).parent_path();
+    return std::filesystem::absolute(path, error).parent_path();
   };
+  const std::filesystem::path first = ReplacedPath(one);
+  const std::filesystem::path second = ReplacedPath(other);
   std::error_code error;
-  return std::filesystem::equivalent(ToPath(one), ToPath(other), error) ||
-         (EqualIgnoringCase(FileNameOf(one), FileNameOf(other)) &&
-          std::filesystem::equivalent(folder(one), folder(other), error));
+  return (IsStandardOutput(one) && IsStandardOutput(other)) ||
+         std::filesystem::equivalent(ToPath(one), ToPath(other), error) ||
+         (EqualIgnoringCase(FileNameOf(FromPath(first)), FileNameOf(FromPath(second))) &&
+          std::filesystem::equivalent(folder(first), folder(second), error));
 }
 
 /// The resolution in the file at `path`, unless it is one that programs write as a default, or one

@@ -332,7 +332,7 @@ void ParseRegFile(std::wstring_view text, std::vector<RegChange>* changes,
 std::wstring RegFileHeader() { return std::wstring(kHeader) + L"\r\n\r\n"; }
 
 void SaveRegFile(const std::wstring& path, const std::wstring& text) {
-  SaveFile(path, path == kStandardStream ? WideToUtf8(text) : EncodeUtf16(L'\uFEFF' + text));
+  SaveFile(path, IsStandardOutput(path) ? WideToUtf8(text) : EncodeUtf16(L'\uFEFF' + text));
 }
 
 void RequireOneLine(const std::wstring& path) {
