@@ -188,7 +188,8 @@ std::vector<XmlFault> StrictFaultsOfFile(const std::wstring& text, const FileFac
   const bool isDeclared = !declared.empty() && text.starts_with(L"<?xml");
   const bool isAscii = std::ranges::all_of(text, [](wchar_t unit) { return unit < 0x80; });
   if (isDeclared && !IsAsDeclared(facts, declared)) {
-    faults.push_back({static_cast<int>(text.find(declared, text.find(L"encoding"))),
+    constexpr std::wstring_view kName = L"encoding";
+    faults.push_back({static_cast<int>(text.find(declared, text.find(kName) + kName.size())),
                       L"the file is not in the declared encoding, or it is not supported",
                       L"the encoding of the file", facts.encoding});
   } else if (facts.isLossy || (!isDeclared && !isUnicode && !isAscii)) {
