@@ -121,6 +121,8 @@ TEST(ConfigCheck, ProposesWhatATextMeans) {
       {L"widthMax", L" unit=\"106000\"><", L"<property name=\"widthMax\">106000</property>"},
       {L"culture", L" xml:lang=\"en\"><", L"nothing", false},
       {L"headsOffsetXStep", L">-5<", L"1"},
+      {L"darknessMax", L">2147483640<",
+       L"2143185098, and 2149634 for \"darknessStep\", and 0 for \"darknessDefault\""},
       {L"modelId", L">99999999000<", L"2147483647"},  // not divided by 1000
   };
   const std::wstring original =

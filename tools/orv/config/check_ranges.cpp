@@ -80,10 +80,6 @@ class RangeCheck {
     for (const RangeValues& candidate : Candidates()) {
       if (IsAllowed(candidate) && IsRight(candidate)) return Report(candidate, findings);
     }
-    // Only a range that is expanded and too wide for 32-bit numbers has no correction.
-    findings->Report(L"darkness-list", parts_[kMax]->valueOffset,
-                     LoadError(range_) + L" The file does not load", L"a shorter range",
-                     L"another range");
   }
 
  private:
@@ -173,7 +169,8 @@ class RangeCheck {
     return isExpanded_ ? std::max<std::int64_t>((width + kMaxLevels - 2) / (kMaxLevels - 1), 1) : 1;
   }
 
-  /// The corrections in the order of their likelihood; the last one corrects all numbers.
+  /// The corrections in the order of their likelihood; the last one corrects all numbers and is
+  /// always right.
   std::vector<RangeValues> Candidates() const {
     const auto [min, max, step, byDefault] = range_.value;
     std::vector<RangeValues> candidates;
@@ -181,11 +178,14 @@ class RangeCheck {
     for (const RangePart part : {Suspect(), kStep, kMax, kMin, kDefault}) {
       if (Has(part)) candidates.push_back(Corrected(part));
     }
-    const std::int64_t low = std::min(min, max);
+    // The loader adds a step to the last value, too, in 32 bits.
+    const std::int64_t most = std::int64_t{INT32_MAX} - (isExpanded_ ? 1 : 0);
+    const std::int64_t low = std::min({min, max, most});
     const std::int64_t width = std::max(min, max) - low;
     const std::int64_t wide =
         std::max(std::min({std::abs(step), width, std::int64_t{INT32_MAX}}), SmallestStep(width));
-    const std::int64_t high = low + width / wide * wide;
+    const std::int64_t room = isExpanded_ ? INT32_MAX - wide - low : width;
+    const std::int64_t high = low + std::min(width, room) / wide * wide;
     RangeValues last = range_.With(kMin, low).With(kMax, high);
     if (Has(kStep)) last = last.With(kStep, wide);
     if (Has(kDefault)) last = last.With(kDefault, NearestIn(low, high, wide, byDefault));
@@ -252,9 +252,10 @@ class RangeCheck {
       }
     }
     if (first != AboutPart(fault.rule)) {
-      const std::wstring steps = range_[kStep] > 1 ? L" in steps of " + Number(kStep) : L"";
-      fault.allowed =
-          std::to_wstring(right[first]) + (first == kMax ? L" or more" : L" or less") + steps;
+      const bool hasSteps = range_[kStep] > 1 && right[kStep] == range_[kStep];
+      const bool isMore = first == kMax && right[kMax] > range_[kMax];
+      fault.allowed = std::to_wstring(right[first]) + (isMore ? L" or more" : L" or less") +
+                      (hasSteps ? L" in steps of " + Number(kStep) : L"");
     }
     if (isExpanded_) {
       fault.rule = L"darkness-list";
