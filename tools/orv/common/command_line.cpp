@@ -395,8 +395,9 @@ std::wstring DescribeMistake(CLI::App* program, const std::vector<std::string>& 
                              const CLI::ParseError& error) {
   const ArgumentWalk walk(program, arguments);
   const bool isValue = dynamic_cast<const CLI::ValidationError*>(&error) != nullptr;
-  const std::wstring text =
+  std::wstring text =
       isValue || walk.unknown.empty() ? DescribeParseError(program, walk, error) : walk.unknown;
+  text.erase(text.find_last_not_of(L' ') + 1);  // before an empty value
   return text + L" (see " + walk.path + L" --help)";
 }
 

@@ -84,6 +84,7 @@ CLI::Option* AddConfigFolder(CLI::App* command, std::string* folder) {
   return command
       ->add_option("--config-dir", *folder, "The folder of the printers' configuration files")
       ->type_name("FOLDER")
+      ->each(RefuseEmptyInput)
       ->default_str("that of ORV_CONFIG_DIR, or the program's own");
 }
 
@@ -101,6 +102,14 @@ CLI::Validator InRange(int min, int max) {
         if (number != std::trunc(number)) return text + " is not a whole number";
         if (number >= min && number <= max) return std::string();
         return text + " is not in the range " + std::to_string(min) + " to " + std::to_string(max);
+      },
+      "");
+}
+
+CLI::Validator NotEmpty(const char* what) {
+  return CLI::Validator(
+      [what](std::string& text) {
+        return text.empty() ? std::string(what) + " is missing" : std::string();
       },
       "");
 }

@@ -9,7 +9,7 @@
 
 namespace orv::tool {
 
-/// Ends the command if the path of an input file is empty.
+/// Ends the command if the path of an input file or folder is empty.
 void RefuseEmptyInput(const std::string& path);
 
 /// One or several files that a command reads.
@@ -48,6 +48,9 @@ CLI::Option* AddJsonFlag(CLI::App* command, bool* asJson,
 
 /// Accepts whole numbers in a range. Anything that is not a number is left to the parser to refuse.
 CLI::Validator InRange(int min, int max);
+
+/// Refuses an empty value, which would count as none. `what` is the value, such as "a name".
+CLI::Validator NotEmpty(const char* what);
 
 /// Limits an option to these words, compared case-insensitively; the value becomes the word as
 /// written here. Help texts call the value `name`, and shell completion offers the words.

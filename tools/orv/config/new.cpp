@@ -361,6 +361,7 @@ void AddConfigNewCommand(CLI::App* group) {
       ->add_option("--driver", options->driver,
                    "The name of the printer's driver, which decides the file's name, the model's "
                    "name and its identifiers")
+      ->check(NotEmpty("a name"))
       ->type_name("NAME");
   CLI::Option* const family = command
                                   ->add_option("--family", options->families,

@@ -14,6 +14,7 @@ void AddRecordOptions(CLI::App* command, RecordOptions* options) {
   command
       ->add_option("--defaults", options->defaults,
                    "Fill in this printer's defaults where a record's text does not name a field")
+      ->check(NotEmpty("a name"))
       ->type_name("PRINTER");
   AddConfigFolder(command, &options->configFolder);
 }

@@ -84,8 +84,10 @@ void AddDoctorCommand(CLI::App* program) {
   auto options = std::make_shared<Options>();
   CLI::App* command = program->add_subcommand(
       "doctor", "Find what is wrong with the settings, the log, and a printer or all printers");
-  command->add_option("PRINTER", options->printer,
-                      "Examine this printer in detail; without it, all printers briefly");
+  command
+      ->add_option("PRINTER", options->printer,
+                   "Examine this printer in detail; without it, all printers briefly")
+      ->check(NotEmpty("a name"));
   AddInputFile(command, "--record", &options->record, "Examine this private record, too");
   AddConfigFolder(command, &options->configFolder);
   AddJsonFlag(command, &options->asJson);

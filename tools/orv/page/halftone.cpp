@@ -153,6 +153,7 @@ void AddToneOptions(CLI::App* command, DitherOptions* options) {
   command
       ->add_option("--gamma", options->gamma,
                    "Lightens midtones before dithering; below 1 darkens them; 0.2 to 5")
+      ->check(NotEmpty("a number"))
       ->check(CLI::Validator(
           [](std::string& text) {
             double value = 0;

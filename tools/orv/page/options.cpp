@@ -161,6 +161,7 @@ void AddViewOptions(CLI::App* command, ViewOptions* view) {
           "--crop", view->crop,
           "The part of the page to show: its left and top edge, width and height, in mm, or "
           "with the suffix in or px")
+      ->check(NotEmpty("an area"))
       ->type_name("X,Y,WIDTH,HEIGHT");
   command->add_option("--zoom", view->zoom, "Pixels per dot on each side, 1 to 64")
       ->check(InRange(1, 64))

@@ -258,6 +258,7 @@ void AddAddCommand(CLI::App* group) {
       ->default_str("the items' printer");
   AddValues(command, options.get());
   command->add_option("--guid", options->guid, "The item's GUID")
+      ->check(NotEmpty("a GUID"))
       ->type_name("GUID")
       ->default_str("a new one");
   command->footer(std::string(kValuesHelp) +
