@@ -281,6 +281,9 @@ TEST(XmlEncodings, StatesAndLostPairs) {
   bytes.clear();
   EXPECT_TRUE(orv::EncodeCodePage(1252, L"\xD83D\xDE00z\xDE00", &bytes, &lost) && lost);
   EXPECT_EQ(bytes, "?z?");
+  bytes.clear();
+  EXPECT_TRUE(orv::EncodeCodePage(20924, L"a\u20AC\u00A4", &bytes, &lost));
+  EXPECT_EQ(bytes, "\x81\x9F\x6F");
   // A state lasts beyond the end of a part.
   orv::TextDecoder decoder({.form = orv::TextForm::kCodePage, .codePage = 50220});
   std::wstring text;

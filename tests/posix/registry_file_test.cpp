@@ -767,6 +767,11 @@ TEST_F(RegistryFileTest, NamesHaveLimits) {
   EXPECT_EQ(key.Open(HKEY_CURRENT_USER, L"d", RegistryAccess::kRead), ERROR_FILE_NOT_FOUND);
   EXPECT_EQ(key.Create(HKEY_CURRENT_USER, deep.substr(0, 1000)), ERROR_SUCCESS);
   EXPECT_EQ(orv::DeleteRegistryTree(HKEY_CURRENT_USER, L"d"), ERROR_SUCCESS);
+  // Two names with half a character would be stored as the same.
+  EXPECT_EQ(key.Create(HKEY_CURRENT_USER, L"\xD800"), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(key.Open(HKEY_CURRENT_USER, L"\xD800", RegistryAccess::kRead), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(key.Create(HKEY_CURRENT_USER, L"\xD83D\xDE00"), ERROR_SUCCESS);
+  EXPECT_EQ(orv::SetRegistryValue(key.get(), L"\xDC00", {}), ERROR_INVALID_PARAMETER);
 }
 
 }  // namespace

@@ -103,6 +103,17 @@ class Conversion {
   iconv_t handle_;
 };
 
+/// Code page 20924, which iconv does not have, is 1047 with the euro sign for the currency sign.
+constexpr int kPageWithEuro = 20924;
+
+/// Exchanges these characters if the code page is that one.
+wchar_t Exchanged(int codePage, wchar_t unit) {
+  constexpr wchar_t kCurrency = 0xA4;
+  constexpr wchar_t kEuro = 0x20AC;
+  if (codePage != kPageWithEuro || (unit != kCurrency && unit != kEuro)) return unit;
+  return unit == kEuro ? kCurrency : kEuro;
+}
+
 }  // namespace
 
 int SystemCodePage() { return 1252; }
@@ -113,10 +124,11 @@ bool DecodeCodePage(int codePage, std::string_view bytes, std::wstring* text, bo
   if (name.empty() || !conversion.IsOpen()) return false;
   conversion.Run(
       bytes,
-      [text](std::string_view units) {
+      [codePage, text](std::string_view units) {
         for (std::size_t i = 0; i + 1 < units.size(); i += 2) {
-          *text += static_cast<wchar_t>(static_cast<std::uint8_t>(units[i]) |
-                                        static_cast<std::uint8_t>(units[i + 1]) << 8);
+          const auto unit = static_cast<wchar_t>(static_cast<std::uint8_t>(units[i]) |
+                                                 static_cast<std::uint8_t>(units[i + 1]) << 8);
+          *text += Exchanged(codePage, unit);
         }
       },
       [text, lost](char*& in, std::size_t& left) {
@@ -134,7 +146,8 @@ bool EncodeCodePage(int codePage, std::wstring_view text, std::string* bytes, bo
   if (name.empty() || !conversion.IsOpen()) return false;
   std::string units;
   units.reserve(text.size() * 2);
-  for (const wchar_t unit : text) {
+  for (const wchar_t given : text) {
+    const wchar_t unit = Exchanged(codePage, given);
     units += static_cast<char>(unit & 0xFF);
     units += static_cast<char>(unit >> 8 & 0xFF);
   }

@@ -38,6 +38,14 @@ thread_local int theRequestObjects = 0;
 /// The form of a name that is compared.
 std::string Fold(const std::wstring& name) { return WideToUtf8(UpperCase(name)); }
 
+/// Whether the store can keep a name: UTF-8 has no half of a surrogate pair.
+bool IsStorable(const std::wstring& name) {
+  const auto isCharacter = [](wchar_t unit) {
+    return unit < 0xD800 || (unit > 0xDFFF && unit <= 0xFFFF);
+  };
+  return std::ranges::all_of(name, isCharacter) || Utf8ToWide(WideToUtf8(name)) == name;
+}
+
 std::wstring UpToTerminator(const std::wstring& text) { return text.substr(0, text.find(L'\0')); }
 
 /// An open key.
@@ -196,6 +204,7 @@ std::vector<std::wstring> SplitPath(const std::wstring& path) {
 LONG Descend(const std::wstring& path, bool create, KeyHandle* key) {
   for (const std::wstring& name : SplitPath(UpToTerminator(path))) {
     if (name.size() > kMaxKeyName || ++key->depth > kMaxDepth) return ERROR_INVALID_PARAMETER;
+    if (!IsStorable(name)) return create ? ERROR_INVALID_PARAMETER : ERROR_FILE_NOT_FOUND;
     const std::string folded = Fold(name);
     {
       Query find(key->hive->Prepare(kFindChild));
@@ -223,7 +232,7 @@ LONG Descend(const std::wstring& path, bool create, KeyHandle* key) {
 
 LONG SetValue(const KeyHandle& open, const std::wstring& name, const RegistryValue& value) {
   const std::wstring valueName = UpToTerminator(name);
-  if (valueName.size() > kMaxValueName) return ERROR_INVALID_PARAMETER;
+  if (valueName.size() > kMaxValueName || !IsStorable(valueName)) return ERROR_INVALID_PARAMETER;
   const std::string folded = Fold(valueName);
   const std::string spelled = WideToUtf8(valueName);
   return ErrorOf(Query(open.hive->Prepare(kSetValue))

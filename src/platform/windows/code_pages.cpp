@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/utf8.h"
 #include "orv/platform/types.h"
 
 namespace orv {
@@ -30,6 +31,9 @@ bool DecodeChunk(int codePage, std::string_view bytes, std::wstring* text, bool*
   const std::size_t before = text->size();
   text->resize(before + length);
   MultiByteToWideChar(codePage, flags, bytes.data(), size, text->data() + before, length);
+  // There is no other report of wrong bytes. In a page that has the character itself, it is one
+  // that was lost before.
+  if (TakesNoFlags(codePage) && text->find(kReplacement, before) != text->npos) *lost = true;
   return true;
 }
 
