@@ -630,7 +630,7 @@ TEST_F(ConfigLoad, CachesLoadedRecords) {
   EXPECT_EQ(cache->GetConfig(path_ + L"2"), nullptr);  // a failure leaves no record
 }
 
-TEST_F(ConfigLoad, ReturnsTheSameRecordToTwoThreads) {
+TEST_F(ConfigLoad, ReturnsTheSameRecordToAllThreads) {
   WriteBytes(orv::ToPath(path_), orv::WideToUtf8(Expand(kFile)));
   for (int round = 0; round < 20; ++round) {
     ConfigsCache* const cache = ConfigsCache::GetInstance();

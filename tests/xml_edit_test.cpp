@@ -329,7 +329,7 @@ TEST(XmlEdit, ElementsAreAddedToALargeParsedDocument) {
   for (int i = 0; i < 10'000; ++i) ASSERT_TRUE(doc.AddChildElem(L"b"));
   EXPECT_EQ(IndexFault(doc), L"");
   const CMarkup fresh(doc.GetDoc());
-  EXPECT_EQ(DumpIndex(doc) == DumpIndex(fresh), true);
+  EXPECT_TRUE(DumpIndex(doc) == DumpIndex(fresh));
 }
 
 #if !defined(ORV_TINY_BLOCKS)  // with tiny blocks it grows often

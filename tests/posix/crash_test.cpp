@@ -147,7 +147,7 @@ TEST_F(Crash, KilledWritersLeaveTheSettingsOldOrNew) {
         ++progress[writer].done;
       }
     }
-    // Kills both after a random number of steps and yields, wherever each writer is.
+    // Kills all after a random number of steps and yields, wherever each writer is.
     close(steps[1]);
     char byte = 0;
     unsigned left = 1 + Below(round % kRoundsPerStore == 0 ? 10 : 40);
