@@ -119,6 +119,12 @@ TEST(Clock, SettingItKeepsTheSessionsOfRunningProcesses) {
 
 TEST(Clock, SettingItBackHidesNoChangeOfTheSettings) {
   const ScratchRegistry registry;
+  const struct Restored {
+    ~Restored() {
+      setTime.reset();
+      setChangeTime.reset();
+    }
+  } restored;
   const auto write = [](const wchar_t* text) {
     return SetUserValue(L"Key", L"Value", RegistryValue::FromText(text));
   };
@@ -141,8 +147,6 @@ TEST(Clock, SettingItBackHidesNoChangeOfTheSettings) {
     EXPECT_EQ(UserText(L"Key", L"Value"), text);
     EXPECT_EQ(UserText(L"Key", L"Value"), text);
   }
-  setTime.reset();
-  setChangeTime.reset();
 }
 
 TEST(Clock, ATimeThatOccursTwiceIsTheSecond) {
