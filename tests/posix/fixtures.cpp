@@ -16,16 +16,26 @@
 #include "base/utf8.h"
 #include "orv/platform/spooler.h"
 #include "platform/modules.h"
+#include "platform/posix/hive.h"
 #include "tests/guarded.h"
 
 extern char** environ;
 
 namespace orv::test {
-ScratchRegistry::ScratchRegistry() { SetVariable("ORV_REGISTRY_DIR", folder_.path().native()); }
+ScratchRegistry::ScratchRegistry() {
+  SetVariable("ORV_REGISTRY_DIR", folder_.path().native());
+  JoinScratchRegistry();
+}
 
-ScratchRegistry::~ScratchRegistry() { SetVariable("ORV_REGISTRY_DIR", {}); }
+ScratchRegistry::~ScratchRegistry() {
+  SetVariable("ORV_REGISTRY_DIR", {});
+  Request::s_maxWait = Request::kMaxWait;
+}
 
-void JoinScratchRegistry() {}  // the environment variable names it
+void JoinScratchRegistry() {
+  // The environment variable names it. Under load other writers can hold it for a long time.
+  Request::s_maxWait = std::chrono::minutes(5);
+}
 
 TestPrinter::TestPrinter(const std::wstring& name, const std::wstring& driver)
     : name_(name), driver_(driver) {

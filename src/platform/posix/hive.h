@@ -63,8 +63,8 @@ struct Request {
 
   static Request& OfThread();
 
-  /// For how long a request waits for locked files, in all; tests and `KeepRegistryUnchanged`
-  /// shorten it.
+  /// For how long a request waits for locked files, in all; tests change it, and
+  /// `KeepRegistryUnchanged` shortens it.
   static constexpr std::chrono::milliseconds kMaxWait{10000};
   static inline std::chrono::milliseconds s_maxWait = kMaxWait;
 };
