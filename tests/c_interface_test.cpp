@@ -63,13 +63,6 @@ class CInterface : public testing::Test {
   std::int32_t Load(const Units& path, orv_config** config) {
     return orv_config_load(path.data(), path.size(), log_, config, nullptr, 0, nullptr);
   }
-  static std::wstring LogText() {
-    std::wstring text;
-    for (const auto& entry : std::filesystem::directory_iterator(orv::test::LogFolder().path())) {
-      text += orv::test::ReadLog(entry.path());
-    }
-    return text;
-  }
 
   orv::test::ScratchRegistry registry_;
   orv::test::TestPrinter installed_{L"Label 1", orv::test::kTestDriver};
@@ -89,7 +82,7 @@ TEST_F(CInterface, WritesEntriesOfAnEnabledLevel) {
             ORV_OK);
   EXPECT_EQ(orv_log_write(log_, ORV_LOG_INFO, other.data(), other.size(), nullptr, 0), ORV_OK);
   EXPECT_EQ(orv_log_write(nullptr, ORV_LOG_ERROR, message.data(), 1, nullptr, 0), ORV_OK);
-  const std::wstring text = LogText();
+  const std::wstring text = orv::test::ReadLogs();
   EXPECT_NE(text.find(L"\ttest.dll\tSource\ta message\r\n"), text.npos);
   EXPECT_NE(text.find(L"\t\t\ta\r\n"), text.npos);
   EXPECT_EQ(text.find(L"another one"), text.npos) << "an entry of a disabled level";
@@ -190,7 +183,7 @@ TEST_F(CInterface, ReportsATargetThatCannotBeWritten) {
   EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
 }
 
-#ifndef _WIN32
+#ifndef _WIN32  // only Linux has such files, and a limit of open files
 TEST_F(CInterface, ReadsAFileToItsEnd) {
   constexpr char kFile[] = "/proc/version";  // the system states that it has 0 bytes
   const Units path(L"/proc/version");
@@ -332,7 +325,7 @@ TEST_F(CInterface, ServesSeveralThreads) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(differences, std::vector<int>(kThreads));
-  const std::wstring text = LogText();
+  const std::wstring text = orv::test::ReadLogs();
   int entries = 0;
   for (std::size_t at = 0; (at = text.find(L"\ta message of a thread\r\n", at)) != text.npos;
        ++at) {

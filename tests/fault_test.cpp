@@ -577,8 +577,9 @@ TEST_F(Faults, LogsWholeLinesOnly) {
     ClearLogs();
     CLogger::LOG_ERROR(&client, L"The line in front.", nullptr);
   };
+  int lines = 0;
   // Every line has its seven columns and its line end.
-  const auto findWrong = [](Ending, bool) -> std::string {
+  const auto findWrong = [&lines](Ending, bool) -> std::string {
     const std::string end = Utf16Bytes(L"\r\n");
     for (const auto& entry : std::filesystem::directory_iterator(LogFolder().path())) {
       const std::string bytes = ReadBytes(entry.path());
@@ -587,6 +588,7 @@ TEST_F(Faults, LogsWholeLinesOnly) {
         if (lineEnd == bytes.npos) return "a line without an end";
         if (std::count(&bytes[at], &bytes[lineEnd], '\t') != 6) return "a torn line";
         at = lineEnd + end.size();
+        ++lines;
       }
     }
     return "";
@@ -598,6 +600,7 @@ TEST_F(Faults, LogsWholeLinesOnly) {
              return kDone;
            },
            findWrong});
+    EXPECT_GT(std::exchange(lines, 0), 0);
   }
   std::unique_ptr<CLoggerClient> found;
   for (const HINSTANCE module : {OwnModule(), HINSTANCE{}}) {
@@ -623,6 +626,7 @@ TEST_F(Faults, LogsWholeLinesOnly) {
            return kDone;
          },
          findWrong});
+  EXPECT_GT(lines, 0);
   CLogger::m_stLogGroups.clear();
 }
 

@@ -284,6 +284,14 @@ std::wstring ReadLog(const std::filesystem::path& path) {
   return WithoutTimes(text);
 }
 
+std::wstring ReadLogs() {
+  std::wstring text;
+  for (const auto& entry : std::filesystem::directory_iterator(LogFolder().path())) {
+    text += ReadLog(entry.path());
+  }
+  return text;
+}
+
 std::string Utf16Bytes(std::wstring_view text) {
   std::string bytes;
   for (const wchar_t unit : text) {

@@ -126,6 +126,8 @@ void LogToFileAlone(const std::wstring& level);
 std::wstring WithoutTimes(std::wstring text);
 /// The text of a log file in that form.
 std::wstring ReadLog(const std::filesystem::path& path);
+/// The texts of all files in the folder for log files.
+std::wstring ReadLogs();
 
 /// A file's bytes. If it cannot be read, the test fails and the result is empty.
 std::string ReadBytes(const std::filesystem::path& path);
