@@ -206,7 +206,16 @@ TEST(Processes, OrphansReadTheProgramOfTheirNewParent) {
 
 constexpr wchar_t kPrinters[] = L"SYSTEM\\CurrentControlSet\\Control\\Print\\Printers\\";
 
-TEST(Spooler, AKeyWithoutANameIsNoPrinter) {
+/// The drivers of all printers.
+std::wstring DriversOfAll() {
+  std::vector<orv::PrinterFacts> printers;
+  EXPECT_EQ(orv::ListSpoolerPrinters(&printers), ERROR_SUCCESS);
+  std::wstring drivers;
+  for (const orv::PrinterFacts& printer : printers) drivers += printer.driverName + L';';
+  return drivers;
+}
+
+TEST(Spooler, AKeyWithoutANameIsNotAPrinter) {
   const orv::test::ScratchRegistry registry;
   EXPECT_TRUE(orv::test::SetUserValue(kPrinters + std::wstring(L"Label 1"), L"Printer Driver",
                                       orv::RegistryValue::FromText(L"user's")));
@@ -214,23 +223,34 @@ TEST(Spooler, AKeyWithoutANameIsNoPrinter) {
   orv::PrinterFacts facts;
   EXPECT_TRUE(orv::GetPrinterFacts(printer.handle(), &facts));
   EXPECT_EQ(facts.driverName, L"machine's");
-  // The user's printers hide the machine's.
-  const orv::test::TestPrinter second(L"Label 2", L"machine's");
-  for (const wchar_t* const name : {L"Label 1", L"Label 2"}) {
-    EXPECT_EQ(orv::AddSpoolerPrinter(name, L"added", orv::PrinterOwner::kUser), ERROR_SUCCESS);
-  }
-  std::vector<orv::PrinterFacts> printers;
-  EXPECT_EQ(orv::ListSpoolerPrinters(&printers), ERROR_SUCCESS);
-  EXPECT_EQ(printers.size(), 2u);
-  for (const orv::PrinterFacts& listed : printers) EXPECT_EQ(listed.driverName, L"added");
-  const HANDLE removed = orv::OpenPrinterHandle(L"Label 2");
-  for (const wchar_t* const name : {L"Label 1", L"Label 2", L"Label 2"}) {
-    EXPECT_EQ(orv::RemoveSpoolerPrinter(name), ERROR_SUCCESS);
-  }
-  // A printer that has been removed has only the common items.
-  EXPECT_FALSE(orv::LoadStockItems(removed, L"Label 2", nullptr).failure.has_value());
-  orv::ClosePrinterHandle(removed);
+  EXPECT_EQ(DriversOfAll(), L"machine's;");
+  EXPECT_EQ(orv::AddSpoolerPrinter(L"Label 1", L"user's", orv::PrinterOwner::kUser), ERROR_SUCCESS);
+  EXPECT_EQ(DriversOfAll(), L"user's;");
+  EXPECT_EQ(orv::RemoveSpoolerPrinter(L"Label 1"), ERROR_SUCCESS);
+  EXPECT_EQ(DriversOfAll(), L"machine's;");
+}
+
+TEST(Spooler, ANameTooLongForAKeyIsUnknown) {
+  const orv::test::ScratchRegistry registry;
   EXPECT_EQ(orv::RemoveSpoolerPrinter(std::wstring(300, L'n')), ERROR_INVALID_PRINTER_NAME);
+}
+
+TEST(Spooler, ARemovedPrinterHasOnlyTheCommonItems) {
+  const orv::test::ScratchRegistry registry;
+  const orv::test::TestPrinter printer(L"Label 1", L"driver");
+  const auto load = [&] { return orv::LoadStockItems(printer.handle(), L"Label 1", nullptr); };
+  StockItem item;
+  for (const std::wstring& path :
+       {std::wstring(orv::kCommonStockItemsPath), orv::StockItemsPath(L"Label 1", L"driver")}) {
+    ++item.guid.Data1;
+    EXPECT_EQ(orv::WriteStockItem(path, item), ERROR_SUCCESS);
+  }
+  EXPECT_EQ(load().items.size(), 2u);
+  EXPECT_EQ(orv::RemoveSpoolerPrinter(L"Label 1"), ERROR_SUCCESS);
+  const orv::StockList list = load();
+  EXPECT_FALSE(list.failure.has_value());
+  ASSERT_EQ(list.items.size(), 1u);
+  EXPECT_EQ(list.items[0].guid.Data1, 1u);
 }
 
 TEST(Spooler, ListsPrintersByNameAndNotByKey) {
