@@ -812,6 +812,19 @@ TEST(Png, RefusesInvalidAndIncompleteFiles) {
     test::WriteBytes(folder.path() / "page.png", whole.substr(0, size));
     EXPECT_NE(load(), Ok) << size;
   }
+#if !defined(_WIN32)
+  test::WriteBytes(folder.path() / "header.png", whole.substr(0, 8));
+  test::WriteBytes(folder.path() / "wrong.png", "x" + whole.substr(1));
+  std::filesystem::create_symlink("link.png", folder.path() / "link.png");
+  const std::pair<std::wstring, Status> cases[] = {
+      {folder.Name(L"header.png"), GenericError}, {folder.Name(L"wrong.png"), UnknownImageFormat},
+      {folder.Name(), UnknownImageFormat},        {folder.Name(L"wrong.png/x"), FileNotFound},
+      {folder.Name(L"link.png"), Win32Error},     {L"/proc/self/mem", Win32Error}};
+  for (const auto& [file, status] : cases) {
+    Bitmap* loaded = nullptr;
+    EXPECT_EQ(LoadPng(file.c_str(), &loaded), status) << WideToUtf8(file);
+  }
+#endif
 }
 
 TEST(Png, WritesWhatItReads) {
