@@ -321,6 +321,27 @@ TEST_F(Faults, SavesADocumentCompletelyOrNotAtAll) {
          findWrong});
 }
 
+TEST_F(Faults, AppendsInTheFilesEncodingOrFails) {
+  // Not short writes: of one byte none would be written, which the C++ library repeats for ever.
+  constexpr Kind kKinds[] = {Kind::kAllocation, Kind::kCall};
+  const std::wstring path = module_.folder().Name(L"appended.xml");
+  const std::string old = Utf16Bytes(L"\uFEFF<a/>");
+  const std::string whole = old + Utf16Bytes(L"<b/>");
+  Sweep({"append", kFailed | kNoMemory, kDone | kFailed, [&] { WriteBytes(ToPath(path), old); },
+         [&] {
+           CMarkup parts;
+           if (!parts.Open(path, CMarkup::DOC_APPENDFILE)) return kFailed;
+           parts.AddElem(L"b", L"", CMarkup::ADD_NOLINES);
+           return EndingOf(parts.Close());
+         },
+         [&](Ending ending, bool) {
+           const std::string now = ReadBytes(ToPath(path));
+           const bool isPart = whole.starts_with(now) && now.starts_with(old);
+           return now == whole || (isPart && ending != kDone) ? "" : "another file";
+         }},
+        kKinds);
+}
+
 TEST_F(Faults, ReadsALongNodeAgainAfterAFailure) {
   constexpr Kind kAllocations[] = {Kind::kAllocation};
   const std::string text(100000, 'x');
