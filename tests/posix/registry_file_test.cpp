@@ -135,18 +135,19 @@ TEST_F(RegistryFileTest, NoticesThatItsFileWasReplaced) {
   EXPECT_EQ(OpenFiles(), before);
 }
 
-/// Runs work when SQLite has opened a file.
+/// Runs work each time that SQLite has opened a file, at most so many times.
 class AfterOpening {
  public:
-  explicit AfterOpening(std::function<void()> work) {
+  explicit AfterOpening(std::function<void()> work, int times = 1) {
     s_work = std::move(work);
+    s_times = times;
     s_system = sqlite3_vfs_find(nullptr);
     s_replacing = *s_system;
     s_replacing.zName = "replacing";
     s_replacing.xOpen = [](sqlite3_vfs*, const char* name, sqlite3_file* file, int flags,
                            int* used) {
       const int result = s_system->xOpen(s_system, name, file, flags, used);
-      if (s_work) std::exchange(s_work, nullptr)();
+      if (s_times-- > 0) s_work();
       return result;
     };
     sqlite3_vfs_register(&s_replacing, 1);
@@ -157,6 +158,7 @@ class AfterOpening {
 
  private:
   static inline std::function<void()> s_work;
+  static inline int s_times = 0;
   static inline sqlite3_vfs* s_system = nullptr;
   static inline sqlite3_vfs s_replacing;  // connections use it until they are closed
 };
@@ -172,6 +174,26 @@ TEST_F(RegistryFileTest, NoticesThatItsFileWasReplacedWhileItWasOpened) {
   const AfterOpening opening([&] { Replace(file, two); });
   EXPECT_EQ(Read(), L"two");
   EXPECT_EQ(Read(), L"two");
+  EXPECT_EQ(OpenFiles(), before);
+  // A key that was opened in the other file is not one of this file.
+  RegistryKey old;
+  ASSERT_EQ(old.Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kRead), ERROR_SUCCESS);
+  Replace(file, one);
+  RegistryValue value;
+  EXPECT_EQ(orv::GetRegistryValue(old.get(), L"Value", &value), ERROR_KEY_DELETED);
+}
+
+TEST_F(RegistryFileTest, AFileThatIsReplacedAgainAndAgainIsBusy) {
+  const std::filesystem::path file = folder_.path() / "store" / "user.sqlite";
+  Write(L"one");
+  const std::string bytes = orv::test::ReadBytes(file);
+  const std::ptrdiff_t before = OpenFiles();
+  Replace(file, bytes);
+  {
+    const AfterOpening opening([&] { Replace(file, bytes); }, 10'000);
+    EXPECT_EQ(RegistryKey().Open(HKEY_CURRENT_USER, L"Key", RegistryAccess::kRead), ERROR_BUSY);
+  }
+  EXPECT_EQ(Read(), L"one");
   EXPECT_EQ(OpenFiles(), before);
 }
 

@@ -2,11 +2,17 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <csignal>
+#include <thread>
 
 #include "orv/devmode/stock_items.h"
 #include "orv/platform/registry.h"
@@ -16,6 +22,7 @@
 #include "platform/console.h"
 #include "platform/debug_output.h"
 #include "platform/files.h"
+#include "platform/fork.h"
 #include "platform/letter_case.h"
 #include "platform/new_file.h"
 #include "platform/processes.h"
@@ -88,27 +95,97 @@ TEST(NewFile, CreatesTheTargetOfALink) {
   EXPECT_EQ(orv::test::ReadBytes(folder.path() / "far/target"), "x");
 }
 
-TEST(Console, WaitsForNonBlockingStreams) {
+/// Interrupts the system calls of this process again and again, for 0 no longer.
+void InterruptCalls(int microseconds) {
+  struct sigaction action {};
+  action.sa_handler = [](int) {};
+  sigaction(SIGALRM, &action, nullptr);
+  const itimerval timer{{0, microseconds}, {0, microseconds}};
+  setitimer(ITIMER_REAL, &timer, nullptr);
+}
+
+TEST(Console, WaitsForNonBlockingAndInterruptedStreams) {
   const std::string text(1 << 20, 'x');
+  for (const auto& [flags, pause] : {std::pair(0, 1000), {O_NONBLOCK, 1000}, {O_NONBLOCK, 0}}) {
+    EXPECT_TRUE(orv::test::SucceedsInAChild([&, flags = flags, pause = pause] {
+      int ends[2];
+      if (pipe2(ends, flags) != 0) return false;
+      if (fork() == 0) {
+        dup2(ends[1], STDOUT_FILENO);
+        usleep(5000);  // so that the reader waits
+        InterruptCalls(pause);
+        _exit(orv::WriteOutput(orv::OutputStream::kResults, text) ? 0 : 1);
+      }
+      close(ends[1]);
+      dup2(ends[0], STDIN_FILENO);
+      InterruptCalls(pause);
+      std::string all;
+      std::string part;
+      while (orv::ReadInput(&part) && !part.empty()) {
+        all += part;
+        usleep(2000);  // so that the pipe is full most of the time
+      }
+      InterruptCalls(0);
+      int status = -1;
+      const bool isAtEnd = orv::ReadInput(&part) && part.empty();
+      close(STDIN_FILENO);
+      return wait(&status) > 0 && status == 0 && all == text && isAtEnd && !orv::ReadInput(&part) &&
+             part.empty();
+    })) << flags
+        << ' ' << pause;
+  }
+}
+
+TEST(Console, ATerminalHasAWidthAndGivesLines) {
+  int terminal = -1;
+  int ours = -1;
+  const winsize size{24, 61, 0, 0};
+  ASSERT_EQ(openpty(&terminal, &ours, nullptr, nullptr, &size), 0);
+  EXPECT_EQ(write(terminal, "a line\n\n\x04", 9), 9);  // and the end of the input
   EXPECT_TRUE(orv::test::SucceedsInAChild([&] {
-    int ends[2];
-    if (pipe2(ends, O_NONBLOCK) != 0) return false;
-    if (fork() == 0) {
-      dup2(ends[1], STDOUT_FILENO);
-      _exit(orv::WriteOutput(orv::OutputStream::kResults, text) ? 0 : 1);
-    }
-    close(ends[1]);
-    dup2(ends[0], STDIN_FILENO);
-    std::string all;
-    std::string part;
-    while (orv::ReadInput(&part) && !part.empty()) {
-      all += part;
-      usleep(100);  // so that the pipe is full most of the time
-    }
-    int status = -1;
-    close(STDIN_FILENO);
-    return wait(&status) > 0 && status == 0 && all == text && !orv::ReadInput(&part);
+    using enum orv::OutputStream;
+    dup2(ours, STDIN_FILENO);
+    dup2(ours, STDERR_FILENO);
+    dup2(open("/dev/null", O_RDONLY), STDOUT_FILENO);
+    std::string line;
+    const winsize unknown{};
+    return orv::IsInputTerminal() && orv::IsTerminal(kMessages) && !orv::IsTerminal(kResults) &&
+           orv::TerminalWidth(kMessages) == 61 && !orv::TerminalWidth(kResults) &&
+           orv::WriteOutput(kMessages, "x") && !orv::WriteOutput(kResults, "x") &&
+           orv::ReadInputLine(&line) && line == "a line" && orv::ReadInputLine(&line) &&
+           line.empty() && !orv::ReadInputLine(&line) &&
+           ioctl(terminal, TIOCSWINSZ, &unknown) == 0 && !orv::TerminalWidth(kMessages);
   }));
+  close(terminal);
+  close(ours);
+}
+
+orv::Lock forkLocks[2];
+const bool forkLocksAreHeld =
+    orv::HoldDuringFork(&forkLocks[0]) && orv::HoldDuringFork(&forkLocks[1]);
+
+TEST(Fork, WaitsForTheLocksOfThreads) {
+  ASSERT_TRUE(forkLocksAreHeld);
+  const auto areFree = [] {
+    return std::ranges::all_of(forkLocks, [](orv::Lock& lock) {
+      const bool isFree = lock.try_lock();
+      if (isFree) lock.unlock();
+      return isFree;
+    });
+  };
+  for (orv::Lock& held : forkLocks) {
+    std::atomic<bool> isHeld{false};
+    std::thread owner([&] {
+      const orv::LockGuard guard(held);
+      isHeld = true;
+      usleep(20'000);
+      isHeld = false;
+    });
+    while (!isHeld) std::this_thread::yield();
+    EXPECT_TRUE(orv::test::SucceedsInAChild([&] { return !isHeld && areFree(); }));
+    owner.join();
+    EXPECT_TRUE(areFree());
+  }
 }
 
 TEST(Modules, AProgramWhoseFileWasReplacedKeepsItsName) {
@@ -129,16 +206,18 @@ TEST(Modules, AProgramWhoseFileWasReplacedKeepsItsName) {
 TEST(Processes, OthersSeeWhatAProcessSeesItself) {
   const DWORD id = orv::CurrentProcessId();
   const pid_t parent = getppid();
-  const auto timeOf = [id] {
-    const orv::ProcessHandle process(id, orv::ProcessAccess::kQuery);
+  const auto timeOf = [](DWORD process) {
+    const orv::ProcessHandle opened(process, orv::ProcessAccess::kQuery);
     std::uint64_t time = 0;
-    return orv::GetProcessCreationTime(process.get(), &time) ? time : 0;
+    return orv::GetProcessCreationTime(opened.get(), &time) ? time : 0;
   };
-  const std::uint64_t time = timeOf();
+  const std::uint64_t time = timeOf(id);
+  usleep(20'000);  // twice the unit of start times
   EXPECT_TRUE(orv::test::SucceedsInAChild([&] {
     orv::ProcessEntry entry;
     return orv::FindProcess(id, &entry) && entry.name.starts_with(L"platform_test") &&
-           entry.parentId == static_cast<DWORD>(parent) && timeOf() == time;
+           entry.parentId == static_cast<DWORD>(parent) && timeOf(id) == time &&
+           timeOf(orv::CurrentProcessId()) > time;
   }));
 }
 
@@ -166,6 +245,10 @@ TEST(Processes, AreOpenOnlyWhileTheyAreCompared) {
   dup2(input, STDIN_FILENO);
   close(input);
   kill(other, SIGKILL);
+  siginfo_t ended;
+  EXPECT_EQ(waitid(P_PID, static_cast<id_t>(other), &ended, WEXITED | WNOWAIT), 0);
+  EXPECT_EQ(orv::OpenProcessHandle(static_cast<DWORD>(other), orv::ProcessAccess::kQueryLimited),
+            nullptr);
   EXPECT_EQ(waitpid(other, nullptr, 0), other);
 }
 

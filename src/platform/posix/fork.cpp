@@ -10,8 +10,9 @@ namespace {
 /// Enough for every caller in the library.
 constexpr std::size_t kMaxHeldLocks = 8;
 
-Lock* heldLocks[kMaxHeldLocks];
-std::size_t heldLockCount = 0;
+// Used by the initialisers of other files.
+constinit Lock* heldLocks[kMaxHeldLocks] = {};
+constinit std::size_t heldLockCount = 0;
 
 void TakeHeldLocks() {
   for (std::size_t i = 0; i < heldLockCount; ++i) heldLocks[i]->lock();
