@@ -151,7 +151,7 @@ TEST_F(Session, CleanUpRemovesEndedAndReusedProcesses) {
     EXPECT_TRUE(SaveSession(gone));
   }
   // Keys of printers: one looks like an entry, the other is incomplete.
-  std::vector<std::wstring> kept = {ownKey_, L"4000000004",  L"4000000005",
+  std::vector<std::wstring> kept = {ownKey_, L"4000000004",  L"4000000005", L"4000000006",
                                     L"-1",   L"4000000001x", L"A4"};
   EXPECT_TRUE(SaveSession(L"-1") && SaveSession(L"4000000001x"));
   RegistryKey().Create(HKEY_CURRENT_USER, SessionPath(L"A4\\driver"));
@@ -166,19 +166,21 @@ TEST_F(Session, CleanUpRemovesEndedAndReusedProcesses) {
   for (const auto& [entry, name, value] : spoilt) {
     EXPECT_TRUE(SaveSession(entry) && SetUserValue(SessionPath(entry), name, value));
   }
-  // An incomplete entry, which is kept.
+  // Incomplete entries, which are kept.
   SetUserValue(SessionPath(L"4000000005"), L"ProcessName", RegistryValue::FromText(L"x"));
-  ASSERT_EQ(Entries().size(), 12U);
+  SetUserValue(SessionPath(L"4000000006"), L"CreationTime", {REG_BINARY, std::vector<BYTE>(8, 1)});
+  ASSERT_EQ(Entries().size(), 13U);
 
   log_.Take();
   EXPECT_EQ(CleanupRegSessionData(L"printer", L"driver"), 1U);
   EXPECT_TRUE(std::ranges::is_permutation(Entries(), kept));
   std::vector<LogLine> lines = log_.Take();
-  EXPECT_EQ(lines.size(), 7U);  // one for each removed entry and one for the incomplete entry
+  EXPECT_EQ(lines.size(), 8U);  // one for each removed and each incomplete entry
   std::erase_if(lines, [](const LogLine& line) { return !line.message.starts_with(L"Error "); });
-  EXPECT_EQ(lines, (std::vector<LogLine>{{L"ERR", L"", L"SessionData",
-                                          L"Error retrieveing Session Data for process "
-                                          L"-294967291. Error code: 2"}}));
+  const std::wstring error = L"Error retrieveing Session Data for process ";
+  EXPECT_EQ(lines, (std::vector<LogLine>{
+                       {L"ERR", L"", L"SessionData", error + L"-294967291. Error code: 2"},
+                       {L"ERR", L"", L"SessionData", error + L"-294967290. Error code: 2"}}));
 }
 
 TEST_F(Session, ReadsTheItemsOfTheseNames) {

@@ -221,10 +221,31 @@ TEST(Processes, OthersSeeWhatAProcessSeesItself) {
   }));
 }
 
+std::ptrdiff_t OpenFiles() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+TEST(Processes, TheParentIsOpenUntilItIsKnownNotToBeAHost) {
+  const orv::test::LogCapture log;
+  ReleaseSessionDataInstance();
+  const std::ptrdiff_t before = OpenFiles();
+  HANDLE parent = nullptr;
+  EXPECT_EQ(GetSessionParendHandle(&parent), 1u);
+  ASSERT_NE(parent, nullptr);
+  EXPECT_EQ(OpenFiles(), before + 1);
+  std::uint64_t times[] = {1, 2};
+  const orv::ProcessHandle same(static_cast<DWORD>(getppid()), orv::ProcessAccess::kQuery);
+  EXPECT_TRUE(orv::GetProcessCreationTime(parent, &times[0]) &&
+              orv::GetProcessCreationTime(same.get(), &times[1]));
+  EXPECT_EQ(times[0], times[1]);
+  std::uint32_t isHost = 7;
+  EXPECT_EQ(GetSessionIsSystemParent(&isHost), 1u);
+  EXPECT_EQ(isHost, 0u);
+  EXPECT_EQ(OpenFiles(), before + 1);  // the one of this test
+  ReleaseSessionDataInstance();
+}
+
 TEST(Processes, AreOpenOnlyWhileTheyAreCompared) {
-  const auto openFiles = [] {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-  };
   const pid_t other = fork();
   if (other == 0) {
     pause();
@@ -233,14 +254,14 @@ TEST(Processes, AreOpenOnlyWhileTheyAreCompared) {
   const int input = dup(STDIN_FILENO);
   for (const bool isInputOpen : {true, false}) {
     if (!isInputOpen) close(STDIN_FILENO);
-    const auto before = openFiles();
+    const std::ptrdiff_t before = OpenFiles();
     std::uint32_t isValid = 7;
     const std::uint64_t time = 1;
     const auto process = static_cast<std::uint32_t>(other);
     EXPECT_EQ(IsSessionProcessStillValid(&isValid, process, L"x", &time), 1u);
     EXPECT_EQ(isValid, 0u);
     EXPECT_NE(orv::FindProcessName(process), L"");
-    EXPECT_EQ(openFiles(), before);
+    EXPECT_EQ(OpenFiles(), before);
   }
   dup2(input, STDIN_FILENO);
   close(input);
