@@ -216,21 +216,6 @@ std::wstring DescribeCombination(const CLI::App* command, const CLI::ParseError&
   return ToWide(error.what());
 }
 
-/// The message for a value that is not a number.
-std::wstring DescribeConversion(const CLI::App* command, const CLI::ParseError& error) {
-  for (const CLI::Option* option : command->get_options()) {
-    const std::string type = option->get_type_name().substr(0, option->get_type_name().find(':'));
-    if (type != "INT" && type != "UINT" && type != "FLOAT") continue;
-    for (const std::string& value : option->results()) {
-      double number = 0;
-      if (!CLI::detail::lexical_cast(value, number)) {
-        return ToWide("not a number: " + option->get_name() + " = " + value);
-      }
-    }
-  }
-  return ToWide(error.what());
-}
-
 /// The message for an error that is not an unknown command or option. An error that is not known
 /// here keeps the parser's message.
 std::wstring DescribeParseError(const CLI::App* program, const ArgumentWalk& walk,
@@ -244,9 +229,6 @@ std::wstring DescribeParseError(const CLI::App* program, const ArgumentWalk& wal
   if (dynamic_cast<const CLI::RequiresError*>(&error) != nullptr ||
       dynamic_cast<const CLI::ExcludesError*>(&error) != nullptr) {
     return DescribeCombination(walk.command, error);
-  }
-  if (dynamic_cast<const CLI::ConversionError*>(&error) != nullptr) {
-    return DescribeConversion(walk.command, error);
   }
   return ToWide(error.what());
 }

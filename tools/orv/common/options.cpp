@@ -95,13 +95,17 @@ CLI::Option* AddJsonFlag(CLI::App* command, bool* asJson, const std::string& mea
 CLI::Validator InRange(int min, int max) {
   return CLI::Validator(
       [min, max](std::string& text) {
-        // The parser refuses other texts, but takes this one as 0.
         if (text.empty()) return std::string("a number is missing");
         double number = 0;
-        if (!CLI::detail::lexical_cast(text, number)) return std::string();
+        if (!CLI::detail::lexical_cast(text, number)) return text + " is not a number";
         if (number != std::trunc(number)) return text + " is not a whole number";
-        if (number >= min && number <= max) return std::string();
-        return text + " is not in the range " + std::to_string(min) + " to " + std::to_string(max);
+        if (number < min || number > max) {
+          return text + " is not in the range " + std::to_string(min) + " to " +
+                 std::to_string(max);
+        }
+        int whole = 0;  // the parser takes no exponents
+        const bool isPlain = CLI::detail::lexical_cast(text, whole);
+        return isPlain ? std::string() : text + " is not written in digits";
       },
       "");
 }

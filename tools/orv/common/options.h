@@ -46,7 +46,7 @@ CLI::Option* AddConfigFolder(CLI::App* command, std::string* folder);
 CLI::Option* AddJsonFlag(CLI::App* command, bool* asJson,
                          const std::string& meaning = "Print JSON");
 
-/// Accepts whole numbers in a range. Anything that is not a number is left to the parser to refuse.
+/// Accepts whole numbers in a range.
 CLI::Validator InRange(int min, int max);
 
 /// Refuses an empty value, which would count as none. `what` is the value, such as "a name".

@@ -179,11 +179,11 @@ PageArea ViewOptions::Area(const PageOptions& options, int pageWidth, int pageHe
     const std::size_t comma = std::min(rest.find(','), rest.size());
     const std::optional<double> length =
         ParsePixels(rest.substr(0, comma), count % 2 == 0 ? options.dpi.x : options.dpi.y);
-    isRight = length.has_value() && (comma < rest.size() || count == 3);
+    isRight = length.has_value() && (comma < rest.size()) == (count < 3);
     edges[count++] = length.value_or(0);
     rest.remove_prefix(std::min(comma + 1, rest.size()));
   }
-  if (!isRight || !rest.empty() || edges[2] <= 0 || edges[3] <= 0) {
+  if (!isRight || edges[2] <= 0 || edges[3] <= 0) {
     Fail(kUsage,
          L"--crop takes four lengths such as 10,5,40,30 or 80px,40px,320px,240px: " + ToWide(crop));
   }
@@ -195,7 +195,7 @@ PageArea ViewOptions::Area(const PageOptions& options, int pageWidth, int pageHe
   const PageArea area = {left, top, inside(edges[0] + edges[2], pageWidth) - left,
                          inside(edges[1] + edges[3], pageHeight) - top};
   if (area.width <= 0 || area.height <= 0) {
-    Fail(kUsage, L"--crop is outside the page: " + ToWide(crop));
+    Fail(kUsage, L"--crop leaves no pixel of the page: " + ToWide(crop));
   }
   return area;
 }
