@@ -68,8 +68,10 @@ class BarFollower {
   static constexpr int kMaxGap = 2;      ///< damaged lines in a bar
   static constexpr double kStep = 1.05;  ///< of a tilted edge that is not smooth
 
+  /// Keeps a bar that is on most of its lines. On every second or third line, hatchings seem to
+  /// move in other directions.
   void Keep(const FollowedBar& bar) {
-    if (bar.Length() >= kMinLength) bars_.push_back(bar);
+    if (bar.Length() >= kMinLength && 3 * bar.lines > 2 * bar.Length()) bars_.push_back(bar);
   }
 
   /// Whether an element is almost at the same place, or a dot away because the bar is tilted.

@@ -216,11 +216,14 @@ bool IsInverse(const Dots& grey, const Span& span, const BarCode& code) {
          hasGround(last, static_cast<int>(last.end) + 1, 1);
 }
 
-/// Whether the widths of the bars differ. Bars of equal widths are a hatching or a ruler.
+/// Whether the widths of the bars differ by a module, also if ink spreads. Bars of equal widths are
+/// a hatching or a ruler, whose outermost lines the page's edge may cut.
 bool HasVariety(const BarCode& code) {
-  constexpr double kMinVariety = 1.6;
-  return std::any_of(code.bars.begin(), code.bars.end(),
-                     [&](const Bar& bar) { return bar.Width() >= kMinVariety * code.module; });
+  constexpr double kMinVariety = 0.6;
+  const auto [narrowest, widest] = std::minmax_element(
+      code.bars.begin() + 1, code.bars.end() - 1,
+      [](const Bar& one, const Bar& other) { return one.Width() < other.Width(); });
+  return widest->Width() - narrowest->Width() >= kMinVariety * code.module;
 }
 
 /// Measures a bar code on the mean of its lines. False if it is not one.

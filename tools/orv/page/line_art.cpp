@@ -179,6 +179,30 @@ double ShiftOf(const BarCode& code) {
   return best;
 }
 
+/// Whether a dot is darker than the middle between the bars and the paper of an upright code.
+bool IsDark(const Dots& grey, const BarCode& code, double place, int line) {
+  const int along = static_cast<int>(std::floor(place));
+  if (along < 0 || along >= (code.isTurned ? grey.height : grey.width)) return false;
+  const int value = code.isTurned ? grey.At(line, along) : grey.At(along, line);
+  return value < (code.paper + code.ink) / 2;
+}
+
+/// The lines of a bar: some are longer than the others. Where both sides are dark too, it is not
+/// the bar that goes on.
+std::pair<int, int> LinesOf(const Bar& bar, const Dots& grey, const BarCode& code) {
+  const auto goesOn = [&](int line) {
+    return IsDark(grey, code, bar.Middle(), line) &&
+           !(IsDark(grey, code, bar.start - code.module / 2, line) &&
+             IsDark(grey, code, bar.end + code.module / 2, line));
+  };
+  const int lines = code.isTurned ? grey.width : grey.height;
+  int top = code.firstLine;
+  while (top > 0 && goesOn(top - 1)) --top;
+  int bottom = code.endLine;
+  while (bottom < lines && goesOn(bottom)) ++bottom;
+  return {top, bottom};
+}
+
 }  // namespace
 
 LineArt::LineArt(const Dots& grey, const std::vector<BarCode>& codes)
@@ -215,16 +239,11 @@ void LineArt::MarkTiltedBars(const Dots& grey, const BarCode& code) {
 }
 
 void LineArt::MarkBars(const Dots& grey, const BarCode& code) {
-  const int lines = code.isTurned ? grey.width : grey.height;
   const int places = code.isTurned ? grey.height : grey.width;
   const auto mark = [&](int from, int to, int line, Mark value) {
     for (int place = std::max(from, 0); place < std::min(to, places); ++place) {
       code.isTurned ? Set(line, place, value) : Set(place, line, value);
     }
-  };
-  const auto isDark = [&](int place, int line) {
-    const int value = code.isTurned ? grey.At(line, place) : grey.At(place, line);
-    return value < (code.paper + code.ink) / 2;
   };
   const int first = static_cast<int>(code.bars.front().start);
   const int last = static_cast<int>(std::ceil(code.bars.back().end));
@@ -233,12 +252,7 @@ void LineArt::MarkBars(const Dots& grey, const BarCode& code) {
   for (const Bar& bar : code.bars) {
     const int start = static_cast<int>(std::lround(bar.start + shift));
     const int end = start + std::max(static_cast<int>(std::lround(bar.end - bar.start)), 1);
-    const int middle = static_cast<int>((bar.start + bar.end) / 2);
-    // Some bars are longer than the others.
-    int top = code.firstLine;
-    while (top > 0 && isDark(middle, top - 1)) --top;
-    int bottom = code.endLine;
-    while (bottom < lines && isDark(middle, bottom)) ++bottom;
+    const auto [top, bottom] = LinesOf(bar, grey, code);
     for (int line = top; line < bottom; ++line) mark(start, end, line, kInkMark);
   }
 }
