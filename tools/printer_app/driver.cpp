@@ -30,6 +30,10 @@ namespace {
 constexpr std::string_view kFilePrefix = "orv_conf_";
 constexpr char kMainRoll[] = "main-roll";
 constexpr char kLabelType[] = "labels";
+// The names of sizes that are not stock items.
+constexpr char kUsualSize[] = "label";
+constexpr char kSmallestSize[] = "min";
+constexpr char kLargestSize[] = "max";
 
 /// Common label sizes.
 constexpr const char* kLabelSizes[] = {
@@ -182,7 +186,7 @@ class DataWriter {
     data_->type[0] = kLabelType;
     const std::vector<std::int32_t> sensors = AllowedValues(config_, AllowedList::kSensorTypes);
     for (const std::int32_t sensor : sensors) data_->tracking_supported |= TrackingOf(sensor);
-    AddSource({kMainRoll, SizeName("label", label.widthDefault, label.heightDefault),
+    AddSource({kMainRoll, SizeName(kUsualSize, label.widthDefault, label.heightDefault),
                Hundredths(label.widthDefault), Hundredths(label.heightDefault),
                TrackingOf(device_.sensorTypes.defaultType), 0});
     for (const char* size : kLabelSizes) {
@@ -193,8 +197,8 @@ class DataWriter {
       }
     }
     for (const Medium& medium : queue_->stock.media) AddSource(medium);
-    AddMedium(SizeName("min", label.widthMin, label.heightMin));
-    AddMedium(SizeName("max", label.widthMax, label.heightMax));
+    AddMedium(SizeName(kSmallestSize, label.widthMin, label.heightMin));
+    AddMedium(SizeName(kLargestSize, label.widthMax, label.heightMax));
     data_->media_default = data_->media_ready[0];
     data_->left_offset_supported[1] = Hundredths(label.widthMax);
     data_->top_offset_supported[1] = Hundredths(label.heightMax);
@@ -252,7 +256,8 @@ Stock ReadStock(const char* printerName, const Label& label) {
     stock.items.items = {};  // common items alone would have wrong numbers
     return stock;
   }
-  std::map<std::string, int> used;
+  std::map<std::string, int> used = {
+      {kMainRoll, 1}, {kUsualSize, 1}, {kSmallestSize, 1}, {kLargestSize, 1}};
   int paperSize = kFirstStockPaperSize;
   for (const StockItem& item : stock.items.items) {
     const int number = paperSize++;
@@ -377,7 +382,8 @@ LoadedConfig Driver::Load() {
 
 Drivers FindDrivers(std::vector<std::string>* problems) {
   Drivers drivers;
-  for (const std::wstring& folder : tool::ConfigFolders({})) {
+  const std::vector<std::wstring> folders = tool::ConfigFolders({});
+  for (const std::wstring& folder : folders) {
     std::error_code error;
     for (std::filesystem::directory_iterator file(ToPath(folder), error), end;
          !error && file != end; file.increment(error)) {
@@ -390,6 +396,12 @@ Drivers FindDrivers(std::vector<std::string>* problems) {
       problems->push_back(problem.empty() ? path.string() + ": not a printer" : problem);
       drivers.erase(driver);
     }
+    if (error && error != std::errc::no_such_file_or_directory) {
+      problems->push_back("cannot read " + ToUtf8(folder) + ": " + error.message());
+    }
+  }
+  if (drivers.empty()) {
+    problems->push_back("no printer's configuration file in " + ToUtf8(tool::AnyOf(folders)));
   }
   return drivers;
 }

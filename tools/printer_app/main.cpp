@@ -1,12 +1,15 @@
 #include <pappl/pappl.h>
 
 #include <algorithm>
+#include <charconv>
+#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "orv/platform/graphics.h"
@@ -33,15 +36,47 @@ struct Application {
 
 constexpr char kLoopback[] = "localhost";
 
+/// Keeps the password's hash from other users: PAPPL lets all read the file.
 bool SaveState(pappl_system_t* system, void* data) {
-  return papplSystemSaveState(system, static_cast<Application*>(data)->state.c_str());
+  const std::string& state = static_cast<Application*>(data)->state;
+  const bool isSaved = papplSystemSaveState(system, state.c_str());
+  using std::filesystem::perms;
+  std::error_code error;
+  std::filesystem::permissions(state, perms::owner_read | perms::owner_write, error);
+  return isSaved && !error;
 }
 
-pappl_loglevel_t LevelOf(std::string_view name) {
+/// Writes why the server does not start; returns null.
+template <typename... Values>
+pappl_system_t* FailToStart(const char* format, Values... values) {
+  std::fputs("orv-printer-app: ", stderr);
+  std::fprintf(stderr, format, values...);
+  std::fputs("\n", stderr);
+  return nullptr;
+}
+
+/// The number of a port, 0 for any; nothing if it is not one.
+std::optional<int> PortOf(std::string_view text) {
+  std::uint16_t port = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
+  if (error != std::errc() || end != text.data() + text.size()) return {};
+  return port;
+}
+
+std::optional<pappl_loglevel_t> LevelOf(std::string_view name) {
   constexpr std::string_view kLevels[] = {"debug", "info", "warn", "error", "fatal"};
   const auto* found = std::ranges::find(kLevels, name);
-  return found != std::end(kLevels) ? static_cast<pappl_loglevel_t>(found - kLevels)
-                                    : PAPPL_LOGLEVEL_INFO;
+  if (found == std::end(kLevels)) return {};
+  return static_cast<pappl_loglevel_t>(found - kLevels);
+}
+
+/// Creates a folder for this user alone; one that exists keeps its rights.
+std::error_code MakeFolder(const std::filesystem::path& folder) {
+  std::error_code error;
+  if (std::filesystem::create_directories(folder, error)) {
+    std::filesystem::permissions(folder, std::filesystem::perms::owner_all, error);
+  }
+  return error;
 }
 
 /// Makes the server. It listens on the loopback interface unless an option names another one.
@@ -51,29 +86,38 @@ pappl_system_t* MakeSystem(int count, cups_option_t* options, void* data) {
     const char* value = cupsGetOption(name, count, options);
     return value != nullptr ? value : usual;
   };
+  const char* const portText = option("server-port", "0");
+  const std::optional<int> port = PortOf(portText);
+  if (!port) return FailToStart("server-port: not a number from 0 to 65535: %s", portText);
+  const char* const levelText = option("log-level", "info");
+  const std::optional<pappl_loglevel_t> level = LevelOf(levelText);
+  if (!level) {
+    return FailToStart("log-level: not debug, info, warn, error or fatal: %s", levelText);
+  }
   const std::string states = UserFolder("XDG_STATE_HOME", ".local/state") + "/orv-printer-app";
   const std::filesystem::path folder = option("state-dir", states.c_str());
-  std::error_code error;
-  std::filesystem::create_directories(folder / "spool", error);
-  if (error) {
-    std::fprintf(stderr, "orv-printer-app: cannot create %s: %s\n", folder.c_str(),
-                 error.message().c_str());
-    return nullptr;
+  if (folder.empty()) return FailToStart("state-dir: the path is empty");
+  for (const std::filesystem::path& made : {folder, folder / "spool"}) {
+    if (const std::error_code error = MakeFolder(made)) {
+      return FailToStart("cannot create %s: %s", made.c_str(), error.message().c_str());
+    }
   }
-  std::filesystem::permissions(folder, std::filesystem::perms::owner_all, error);
   application->state = folder / "printers.state";
   const std::string host = option("listen-hostname", kLoopback);
   pappl_soptions_t features = PAPPL_SOPTIONS_MULTI_QUEUE | PAPPL_SOPTIONS_WEB_INTERFACE |
                               PAPPL_SOPTIONS_WEB_LOG | PAPPL_SOPTIONS_WEB_SECURITY;
   features |= host == kLoopback ? PAPPL_SOPTIONS_NO_TLS : PAPPL_SOPTIONS_WEB_TLS;
+  const std::string log = option("log-file", (folder / "log").c_str());
   pappl_system_t* system = papplSystemCreate(
-      features, option("server-name", "orv printers"), std::atoi(option("server-port", "0")),
-      "_print,_universal", (folder / "spool").c_str(), option("log-file", (folder / "log").c_str()),
-      LevelOf(option("log-level", "")), option("auth-service", nullptr), false);
+      features, option("server-name", "orv printers"), *port, "_print,_universal",
+      (folder / "spool").c_str(), log.c_str(), *level, option("auth-service", nullptr), false);
   if (system == nullptr) return nullptr;
   // A server that PAPPL's commands start for themselves has its socket only.
-  if (cupsGetOption("private-server", count, options) == nullptr) {
-    papplSystemAddListeners(system, host.c_str());
+  if (cupsGetOption("private-server", count, options) == nullptr &&
+      !papplSystemAddListeners(system, host.c_str())) {
+    papplSystemDelete(system);
+    return FailToStart("cannot listen on %s, port %s; the reason is in the log, %s", host.c_str(),
+                       portText, log.c_str());
   }
   papplSystemSetHostName(system, option("server-hostname", host == "*" ? nullptr : host.c_str()));
   papplSystemSetFooterHTML(system, "orv-printer-app " ORV_VERSION);

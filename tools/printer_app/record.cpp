@@ -9,9 +9,10 @@
 #include <mutex>
 #include <optional>
 #include <span>
-#include <sstream>
+#include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "devmode/explanation.h"
 #include "devmode/merge.h"
@@ -72,6 +73,16 @@ void SetOwnWords(const Options& options, const Config& config, tagOEMDEV* record
 
 using VendorValues = std::map<std::string, std::string>;
 
+/// A value without the backslashes that CUPS puts before quotes, brackets and backslashes.
+std::string Unescaped(std::string_view text) {
+  std::string plain;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '\\' && i + 1 < text.size()) ++i;
+    plain += text[i];
+  }
+  return plain;
+}
+
 /// The vendor options of a job, or else the printer's defaults for them.
 VendorValues VendorValuesOf(pappl_printer_t* printer, const pappl_pr_driver_data_t& data,
                             const Options& options) {
@@ -83,7 +94,7 @@ VendorValues VendorValuesOf(pappl_printer_t* printer, const pappl_pr_driver_data
     ippAttributeString(ippFindAttribute(defaults, attribute.c_str(), IPP_TAG_ZERO), text.data(),
                        text.size());
     const char* value = cupsGetOption(name, options.num_vendor, options.vendor);
-    values[name] = value != nullptr ? value : text.data();
+    values[name] = Unescaped(value != nullptr ? value : text.data());
   }
   ippDelete(defaults);
   return values;
@@ -95,6 +106,23 @@ std::optional<std::int32_t> NumberOf(std::string_view text) {
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   if (error != std::errc() || end != text.data() + text.size()) return {};
   return number;
+}
+
+/// The assignments of a text, between semicolons that are not in quotes.
+std::vector<std::wstring> AssignmentsOf(const std::wstring& text) {
+  std::vector<std::wstring> parts(1);
+  bool isQuoted = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == L';' && !isQuoted) {
+      parts.emplace_back();
+      continue;
+    }
+    if (text[i] == L'"') isQuoted = !isQuoted;
+    if (text[i] == L'\\' && i + 1 < text.size()) parts.back() += text[i++];
+    parts.back() += text[i];
+  }
+  if (parts.back().empty()) parts.pop_back();
+  return parts;
 }
 
 /// Sets the fields of vendor options.
@@ -109,8 +137,7 @@ void SetVendorFields(VendorValues& values, const Config& config, JobRecord* job)
       SetFieldBits(&job->record, vendor.field, static_cast<std::uint32_t>(*number));
     }
   }
-  std::wistringstream more(FromUtf8(values[kFieldsOption]));
-  for (std::wstring assignment; std::getline(more, assignment, L';');) {
+  for (const std::wstring& assignment : AssignmentsOf(FromUtf8(values[kFieldsOption]))) {
     const RecordField* field = nullptr;
     const std::wstring problem = tool::SetNamedField(assignment, &job->record, &field);
     if (!problem.empty()) job->problems.push_back(ToUtf8(problem));
@@ -125,8 +152,13 @@ void SetHighlight(VendorValues& values, JobRecord* job) {
     colour = kUsualColour;
   }
   job->colour = tool::ToColour(colour);
-  const auto tolerance = NumberOf(values[kToleranceOption]).value_or(kUsualTolerance);
-  job->tolerance = std::clamp(tolerance, 0, kMaxTolerance) / 1000.0;
+  std::optional<std::int32_t> tolerance = NumberOf(values[kToleranceOption]);
+  if (!tolerance || *tolerance < 0 || *tolerance > kMaxTolerance) {
+    job->problems.push_back(std::string(kToleranceOption) + ": not a number from 0 to " +
+                            std::to_string(kMaxTolerance) + ": " + values[kToleranceOption]);
+    tolerance = kUsualTolerance;
+  }
+  job->tolerance = *tolerance / 1000.0;
 }
 
 /// The label mode of the printer, and a cutter that the job asks for.
