@@ -1,12 +1,21 @@
 #include "tools/printer_app/job.h"
 
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "orv/devmode/oemdev.h"
 #include "orv/platform/graphics.h"
+#include "platform/files.h"
+#include "platform/png_resolution.h"
+#include "tools/orv/common/input.h"
+#include "tools/orv/page/file.h"
 #include "tools/orv/page/halftone.h"
 #include "tools/orv/page/options.h"
 #include "tools/orv/page/pixels.h"
@@ -42,6 +51,7 @@ bool FailJob(pappl_job_t* job, const std::string& problem) {
   return false;
 }
 
+constexpr char kPng[] = "image/png";
 constexpr char kUnprintable[] = "The page cannot be printed";
 
 /// The dots of a page.
@@ -117,6 +127,46 @@ bool EndPage(pappl_job_t* job, pappl_pr_options_t*, pappl_device_t* device, unsi
   });
 }
 
+/// The pixels of an image without padding: grey values, or red, green and blue.
+std::vector<unsigned char> PixelsOf(Bitmap* image, int depth) {
+  std::vector<unsigned char> values;
+  values.reserve(static_cast<std::size_t>(depth) * image->GetWidth() * image->GetHeight());
+  tool::ForEachPixel(tool::PagePixels(image), [&](const unsigned char* pixel, int, int) {
+    for (int i = depth; i > 0; --i) values.push_back(pixel[i - 1]);
+  });
+  return values;
+}
+
+/// The bytes of a pixel for PAPPL, 3 if a PNG file has colours: grey images print in black alone.
+int DepthOf(const std::wstring& path) {
+  constexpr std::uint64_t kColourType = 25;  // its place in the file
+  constexpr int kColour = 2;                 // in it
+  std::string type;
+  const bool isGrey =
+      tool::ReadFile(path, &type, kColourType, 1) && !type.empty() && (type[0] & kColour) == 0;
+  return isGrey ? 1 : 3;
+}
+
+/// Prints a PNG image. PAPPL's own function reads a damaged one for ever, and makes a rectangle of
+/// one with less than 8 bits of grey, or with grey and alpha.
+bool PrintPng(pappl_job_t* job, pappl_device_t* device, void*) {
+  return Guarded(job, kReport, kUnprintable, [&] {
+    const char* file = papplJobGetFilename(job);
+    if (file == nullptr) return false;  // cancelled
+    const std::wstring path = FromFileName(file);
+    const tool::PagePointer image = tool::LoadPage(path);
+    const std::optional<PngResolution> perMetre = ReadPngResolution(path.c_str());
+    const int depth = DepthOf(path);
+    const std::vector<unsigned char> pixels = PixelsOf(image.get(), depth);
+    const std::unique_ptr<pappl_pr_options_t, void (*)(pappl_pr_options_t*)> options(
+        papplJobCreatePrintOptions(job, 1, depth == 3), papplJobDeletePrintOptions);
+    const double ppi = perMetre ? perMetre->x * kMetresPerInch : 0;
+    return papplJobFilterImage(
+        job, device, options.get(), pixels.data(), static_cast<int>(image->GetWidth()),
+        static_cast<int>(image->GetHeight()), depth, static_cast<int>(std::lround(ppi)), false);
+  });
+}
+
 bool EndJob(pappl_job_t* job, pappl_pr_options_t*, pappl_device_t*) {
   delete JobOf(job);
   papplJobSetData(job, nullptr);
@@ -125,7 +175,13 @@ bool EndJob(pappl_job_t* job, pappl_pr_options_t*, pappl_device_t*) {
 
 }  // namespace
 
+void AddPngFilter(pappl_system_t* system) {
+  papplSystemAddMIMEFilter(system, kPng, kPng, PrintPng, nullptr);
+}
+
 void SetJobCallbacks(pappl_pr_driver_data_t* data) {
+  // PAPPL prefers filters to a printer's own format to those that it has itself.
+  data->format = kPng;
   data->rstartjob_cb = StartJob;
   data->rstartpage_cb = StartPage;
   data->rwriteline_cb = WriteRow;

@@ -18,6 +18,7 @@
 #include "platform/modules.h"
 #include "platform/posix/user_folder.h"
 #include "tools/printer_app/driver.h"
+#include "tools/printer_app/job.h"
 #include "tools/printer_app/output.h"
 #include "tools/printer_app/web.h"
 
@@ -120,6 +121,7 @@ pappl_system_t* MakeSystem(int count, cups_option_t* options, void* data) {
                        portText, log.c_str());
   }
   papplSystemSetHostName(system, option("server-hostname", host == "*" ? nullptr : host.c_str()));
+  AddPngFilter(system);
   papplSystemSetFooterHTML(system, "orv-printer-app " ORV_VERSION);
   papplSystemSetPrinterDrivers(system, static_cast<int>(application->list.size()),
                                application->list.data(), nullptr, SetUpPrinter, DescribeDriver,
