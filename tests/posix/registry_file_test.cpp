@@ -794,6 +794,10 @@ TEST_F(RegistryFileTest, NamesHaveLimits) {
   EXPECT_EQ(key.Open(HKEY_CURRENT_USER, L"\xD800", RegistryAccess::kRead), ERROR_FILE_NOT_FOUND);
   EXPECT_EQ(key.Create(HKEY_CURRENT_USER, L"\xD83D\xDE00"), ERROR_SUCCESS);
   EXPECT_EQ(orv::SetRegistryValue(key.get(), L"\xDC00", {}), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(orv::SetRegistryValue(key.get(), L"\xFFFD", {}), ERROR_SUCCESS);
+  RegistryValue value;
+  EXPECT_EQ(orv::GetRegistryValue(key.get(), L"\xDC00", &value), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(orv::DeleteRegistryValue(key.get(), L"\xDC00"), ERROR_FILE_NOT_FOUND);
 }
 
 }  // namespace

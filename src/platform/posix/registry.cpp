@@ -245,7 +245,9 @@ LONG SetValue(const KeyHandle& open, const std::wstring& name, const RegistryVal
 }
 
 LONG DeleteValue(const KeyHandle& open, const std::wstring& name) {
-  const std::string folded = Fold(UpToTerminator(name));
+  const std::wstring valueName = UpToTerminator(name);
+  if (!IsStorable(valueName)) return ERROR_FILE_NOT_FOUND;
+  const std::string folded = Fold(valueName);
   const int done = Query(open.hive->Prepare(kDeleteValue)).Bind(1, open.row).Bind(2, folded).Step();
   if (done != SQLITE_DONE) return ErrorOf(done);
   return sqlite3_changes(open.hive->database()) != 0 ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
@@ -424,11 +426,14 @@ RegistrySnapshot::~RegistrySnapshot() {
 
 LONG GetRegistryValue(HKEY key, const std::wstring& name, RegistryValue* value) {
   *value = {};
-  const std::string folded = Fold(UpToTerminator(name));
+  const std::wstring valueName = UpToTerminator(name);
+  const std::string folded = Fold(valueName);
   return Read(key, [&](Store*, const KeyHandle&, const KeyContent& content) {
     const auto found =
         std::ranges::lower_bound(content.values, folded, {}, &KeyContent::Value::folded);
-    if (found == content.values.end() || found->folded != folded) return ERROR_FILE_NOT_FOUND;
+    if (found == content.values.end() || found->folded != folded || !IsStorable(valueName)) {
+      return ERROR_FILE_NOT_FOUND;
+    }
     *value = found->named.value;
     return ERROR_SUCCESS;
   });
