@@ -103,9 +103,9 @@ CLI::Validator InRange(int min, int max) {
           return text + " is not in the range " + std::to_string(min) + " to " +
                  std::to_string(max);
         }
-        int whole = 0;  // the parser takes no exponents
-        const bool isPlain = CLI::detail::lexical_cast(text, whole);
-        return isPlain ? std::string() : text + " is not written in digits";
+        int whole = 0;  // the parser takes no exponents, and a leading zero for an octal number
+        if (CLI::detail::lexical_cast(text, whole) && whole == number) return std::string();
+        return "write " + text + " without leading zeros, a point or an exponent";
       },
       "");
 }
