@@ -4,13 +4,12 @@
 
 #include "orv/platform/types.h"
 
-/// Linked into programs, not into the library.
-
 namespace orv {
 
 /// Lets one process at a time read, change and write a file or the user's or machine's settings:
 /// without it, the later of two writers undoes the change of the other. Only processes that use
-/// this class wait for each other. The system releases the lock of a process that ends.
+/// this class wait for each other, on Windows those of one session. The system releases the lock of
+/// a process that ends. For programs; the library does not contain it.
 class EditLock {
  public:
   /// Waits for at most ten seconds. What is not a regular file, or is missing, is not locked.
@@ -21,7 +20,7 @@ class EditLock {
   EditLock& operator=(const EditLock&) = delete;
   ~EditLock();
 
-  /// Whether another process had the lock all the time.
+  /// Whether another process held the lock until the time was over.
   bool IsBusy() const { return isBusy_; }
 
  private:

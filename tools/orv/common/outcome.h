@@ -22,10 +22,11 @@ enum class Written { kResult, kChangedFile };
 /// Writes a file and records it; ends the command when writing fails, or when a result would
 /// replace a file that it must not replace (`RequireReplaceable`).
 void SaveFile(const std::wstring& path, std::string bytes, Written written = Written::kResult);
-/// Keeps other commands from changing a file, or the settings below a hive, while this one reads,
-/// changes and writes them. Ends the command if another one has not finished after ten seconds.
-/// Commands create it before they read, but after they have read other files, which can be pipes,
-/// and print results without it.
+
+/// Keeps other commands that have a guard from changing a file, or the settings below a hive, while
+/// this one reads, changes and writes them. Ends the command if another one has not finished after
+/// ten seconds. Commands create it before they read what they change. They read other files
+/// before, and print long results afterwards, because pipes can stop them.
 class EditGuard {
  public:
   /// Guards nothing for standard output.
@@ -37,6 +38,7 @@ class EditGuard {
 
   EditLock lock_;
 };
+
 /// Records a file that was written in another way.
 void NoteFile(const std::wstring& path);
 /// Records another result: a member of the JSON object, and the line for text output.

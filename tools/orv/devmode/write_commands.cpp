@@ -70,16 +70,16 @@ void AddChangeOptions(CLI::App* command, ChangeOptions* options) {
   AddRecordOptions(command, &options->record);
 }
 
-/// The file that is replaced, if the command has no output file.
-std::wstring ReplacedFile(const ChangeOptions& options) {
-  return options.out.empty() ? ToWide(options.file) : kStandardStream;
+/// The file that is written.
+std::wstring WrittenFile(const ChangeOptions& options) {
+  return ToWide(options.out.empty() ? options.file : options.out);
 }
 
 /// Writes a record to the output file, or else back to the input file, in the form in which it was
 /// read. A file that encloses the record has more content, and is not replaced.
 void WriteChanged(const ChangeOptions& options, const tagOEMDEV& record, RecordForm form) {
   const bool isInPlace = options.out.empty();
-  const std::wstring path = ToWide(isInPlace ? options.file : options.out);
+  const std::wstring path = WrittenFile(options);
   if (form == RecordForm::kEnclosed && isInPlace && path != kStandardStream) {
     Fail(kUsage, path + L" has more than the record and is not replaced; -o names another file");
   }
@@ -107,7 +107,7 @@ void AddRecordSetCommand(CLI::App* group) {
       "  orv devmode set label1.dev PrintSpeed=100 PaperWidth=50mm\n"
       "  orv devmode set label1.dev 'CustomCommandPageEnd=\"cut\"' -o cut.dev");
   command->callback([options] {
-    const EditGuard guard(ReplacedFile(*options));
+    const EditGuard guard(WrittenFile(*options));
     RecordForm form{};
     tagOEMDEV record = ReadRecord(options->file, options->record, &form);
     for (const std::string& value : options->values) {
@@ -139,7 +139,7 @@ void AddConvertCommand(CLI::App* group) {
       "  orv devmode convert label1.dev --to legacy\n"
       "  orv devmode convert label1.dev --to current -o current.dev");
   command->callback([options] {
-    const EditGuard guard(ReplacedFile(*options));
+    const EditGuard guard(WrittenFile(*options));
     RecordForm form{};
     tagOEMDEV record = ReadRecord(options->file, options->record, &form);
     options->layout == "legacy" ? WriteLegacyLayout(&record) : ReadLegacyLayout(&record);

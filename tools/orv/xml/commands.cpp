@@ -732,7 +732,7 @@ void AddConvertCommand(CLI::App* group) {
     const std::wstring file = ToWide(options->file);
     const bool isInPlace = options->output.empty();
     const std::wstring output = isInPlace ? file : ToWide(options->output);
-    const EditGuard guard(isInPlace ? file : kStandardStream);
+    const EditGuard guard(output);
     CMarkup doc;
     LoadDocument(file, options->mayLose, &doc);
     doc.SetDocFlags((doc.GetDocFlags() & ~kFileForms) |
