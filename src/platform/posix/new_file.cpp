@@ -59,8 +59,9 @@ std::filesystem::path TargetOf(std::filesystem::path path, std::error_code* erro
 }  // namespace
 
 std::filesystem::path ReplacedPath(const std::wstring& path) {
-  std::error_code ignored;
-  return TargetOf(ToPath(path), &ignored);
+  std::error_code error;
+  const std::filesystem::path target = TargetOf(ToPath(path), &error);
+  return error ? ToPath(path) : target;
 }
 
 NewFile::~NewFile() {
