@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <latch>
 #include <thread>
 
 #include "orv/devmode/stock_items.h"
@@ -175,14 +176,20 @@ TEST(Fork, WaitsForTheLocksOfThreads) {
   };
   for (orv::Lock& held : forkLocks) {
     std::atomic<bool> isHeld{false};
+    std::latch childEnded{1};
     std::thread owner([&] {
-      const orv::LockGuard guard(held);
-      isHeld = true;
-      usleep(20'000);
-      isHeld = false;
+      {
+        const orv::LockGuard guard(held);
+        isHeld = true;
+        usleep(20'000);
+        isHeld = false;
+      }
+      childEnded
+          .wait();  // the thread sanitizer reports in a child that nothing joined ended threads
     });
     while (!isHeld) std::this_thread::yield();
     EXPECT_TRUE(orv::test::SucceedsInAChild([&] { return !isHeld && areFree(); }));
+    childEnded.count_down();
     owner.join();
     EXPECT_TRUE(areFree());
   }
