@@ -12,14 +12,15 @@
 
 #include "orv/devmode/oemdev.h"
 #include "orv/platform/graphics.h"
+#include "orv/platform/types.h"
+#include "orv/text/utf8.h"
 #include "platform/files.h"
 #include "platform/png_resolution.h"
-#include "tools/orv/common/input.h"
-#include "tools/orv/page/file.h"
 #include "tools/orv/page/halftone.h"
 #include "tools/orv/page/options.h"
 #include "tools/orv/page/pixels.h"
 #include "tools/orv/page/planes.h"
+#include "tools/orv/page/png_file.h"
 #include "tools/printer_app/driver.h"
 #include "tools/printer_app/guard.h"
 #include "tools/printer_app/output.h"
@@ -137,26 +138,38 @@ std::vector<unsigned char> PixelsOf(Bitmap* image, int depth) {
   return values;
 }
 
-/// The bytes of a pixel for PAPPL, 3 if a PNG file has colours: grey images print in black alone.
-int DepthOf(const std::wstring& path) {
-  constexpr std::uint64_t kColourType = 25;  // its place in the file
-  constexpr int kColour = 2;                 // in it
-  std::string type;
-  const bool isGrey =
-      tool::ReadFile(path, &type, kColourType, 1) && !type.empty() && (type[0] & kColour) == 0;
-  return isGrey ? 1 : 3;
+/// Why an image did not load. The spool file's name means nothing to users.
+std::string LoadProblem(Status status, const std::wstring& path) {
+  switch (status) {
+    case FileNotFound:
+    case Win32Error:
+      return "cannot read the image: " + ToUtf8(FileErrorText());
+    case OutOfMemory:
+      return "not enough memory for the image";
+    default:
+      return ToUtf8(tool::DescribePngFault(status, path));
+  }
 }
 
-/// Prints a PNG image. PAPPL's own function reads a damaged one for ever, and makes a rectangle of
-/// one with less than 8 bits of grey, or with grey and alpha.
+/// Prints a PNG image. PAPPL's own function never finishes reading a damaged one, and prints a
+/// black rectangle for an image with less than 8 bits of grey, or with grey and alpha.
 bool PrintPng(pappl_job_t* job, pappl_device_t* device, void*) {
   return Guarded(job, kReport, kUnprintable, [&] {
     const char* file = papplJobGetFilename(job);
     if (file == nullptr) return false;  // cancelled
     const std::wstring path = FromFileName(file);
-    const tool::PagePointer image = tool::LoadPage(path);
+    const std::optional<tool::PngHeader> header = tool::ReadPngHeader(path);
+    if (header && std::uint64_t{header->width} * header->height > kMaxPixels) {
+      return FailJob(job, "the image is too large: " + std::to_string(header->width) + " x " +
+                              std::to_string(header->height) + " pixels; the limit is " +
+                              std::to_string(kMaxPixels));
+    }
+    tool::PagePointer image;
+    if (const Status status = tool::LoadOnWhite(path, &image); status != Ok) {
+      return FailJob(job, LoadProblem(status, path));
+    }
     const std::optional<PngResolution> perMetre = ReadPngResolution(path.c_str());
-    const int depth = DepthOf(path);
+    const int depth = header && header->isGrey ? 1 : 3;  // grey images print in black alone
     const std::vector<unsigned char> pixels = PixelsOf(image.get(), depth);
     const std::unique_ptr<pappl_pr_options_t, void (*)(pappl_pr_options_t*)> options(
         papplJobCreatePrintOptions(job, 1, depth == 3), papplJobDeletePrintOptions);

@@ -48,11 +48,8 @@ bool SaveState(pappl_system_t* system, void* data) {
 }
 
 /// Writes why the server does not start; returns null.
-template <typename... Values>
-pappl_system_t* FailToStart(const char* format, Values... values) {
-  std::fputs("orv-printer-app: ", stderr);
-  std::fprintf(stderr, format, values...);
-  std::fputs("\n", stderr);
+pappl_system_t* FailToStart(const std::string& problem) {
+  std::fprintf(stderr, "orv-printer-app: %s\n", problem.c_str());
   return nullptr;
 }
 
@@ -87,20 +84,20 @@ pappl_system_t* MakeSystem(int count, cups_option_t* options, void* data) {
     const char* value = cupsGetOption(name, count, options);
     return value != nullptr ? value : usual;
   };
-  const char* const portText = option("server-port", "0");
+  const std::string portText = option("server-port", "0");
   const std::optional<int> port = PortOf(portText);
-  if (!port) return FailToStart("server-port: not a number from 0 to 65535: %s", portText);
-  const char* const levelText = option("log-level", "info");
+  if (!port) return FailToStart("server-port: not a number from 0 to 65535: " + portText);
+  const std::string levelText = option("log-level", "info");
   const std::optional<pappl_loglevel_t> level = LevelOf(levelText);
   if (!level) {
-    return FailToStart("log-level: not debug, info, warn, error or fatal: %s", levelText);
+    return FailToStart("log-level: not debug, info, warn, error or fatal: " + levelText);
   }
   const std::string states = UserFolder("XDG_STATE_HOME", ".local/state") + "/orv-printer-app";
   const std::filesystem::path folder = option("state-dir", states.c_str());
   if (folder.empty()) return FailToStart("state-dir: the path is empty");
   for (const std::filesystem::path& made : {folder, folder / "spool"}) {
     if (const std::error_code error = MakeFolder(made)) {
-      return FailToStart("cannot create %s: %s", made.c_str(), error.message().c_str());
+      return FailToStart("cannot create " + made.string() + ": " + error.message());
     }
   }
   application->state = folder / "printers.state";
@@ -113,12 +110,14 @@ pappl_system_t* MakeSystem(int count, cups_option_t* options, void* data) {
       features, option("server-name", "orv printers"), *port, "_print,_universal",
       (folder / "spool").c_str(), log.c_str(), *level, option("auth-service", nullptr), false);
   if (system == nullptr) return nullptr;
+  // PAPPL 1.3.1 listens on the IPv6 address alone if the port of a name's IPv4 address is in use.
+  const std::string address = host == kLoopback ? "127.0.0.1" : host == "*" ? "0.0.0.0" : host;
   // A server that PAPPL's commands start for themselves has its socket only.
   if (cupsGetOption("private-server", count, options) == nullptr &&
-      !papplSystemAddListeners(system, host.c_str())) {
+      !papplSystemAddListeners(system, address.c_str())) {
     papplSystemDelete(system);
-    return FailToStart("cannot listen on %s, port %s; the reason is in the log, %s", host.c_str(),
-                       portText, log.c_str());
+    return FailToStart("cannot listen on " + host + ", port " + portText +
+                       "; the reason is in the log, " + log);
   }
   papplSystemSetHostName(system, option("server-hostname", host == "*" ? nullptr : host.c_str()));
   AddPngFilter(system);

@@ -11,9 +11,6 @@
 namespace orv::printer_app {
 namespace {
 
-/// More than the largest label of 600 dots per inch has.
-constexpr std::size_t kMaxBytes = std::size_t{1} << 29;
-
 void ReadWhite(const unsigned char* row, int width, BYTE* pixels) {
   ActiveImagingKernels().greyPixels(row, width, pixels);
 }
@@ -65,7 +62,7 @@ bool RasterPage::Start(const cups_page_header2_t& header, std::string* problem) 
     *problem = "the page is empty";
   } else if (header.HWResolution[0] == 0 || header.HWResolution[1] == 0) {
     *problem = "the page has no resolution";
-  } else if (width > kMaxBytes / 4 || height > kMaxBytes / (4 * width)) {
+  } else if (std::uint64_t{width} * height > kMaxPixels) {
     *problem = "the page is too large";
   } else if (header.cupsBytesPerLine < width * (form->bits / 8)) {
     *problem = "the rows of the raster are shorter than the page";

@@ -3,6 +3,7 @@
 #include <cups/raster.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -13,6 +14,9 @@
 /// Rows of raster, collected into a page.
 
 namespace orv::printer_app {
+
+/// More pixels than the largest label of 600 dots per inch has.
+inline constexpr std::uint64_t kMaxPixels = std::uint64_t{1} << 27;
 
 /// The pixels of a page while its rows arrive.
 class RasterPage {

@@ -14,6 +14,7 @@
 #include "tools/orv/common/lengths.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/page/file.h"
+#include "tools/orv/page/png_file.h"
 #include "xml/names.h"
 
 namespace orv::tool {

@@ -4,11 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
-#include <string_view>
 
-#include "orv/imaging/bitmap_helper.h"
-#include "orv/platform/types.h"
-#include "orv/text/format.h"
 #include "platform/files.h"
 #include "platform/letter_case.h"
 #include "platform/new_file.h"
@@ -16,69 +12,10 @@
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
+#include "tools/orv/page/png_file.h"
 
 namespace orv::tool {
 namespace {
-
-/// The first bytes of files that are mistaken for PNG images.
-struct FileKind {
-  std::string_view start;
-  const wchar_t* name;
-};
-constexpr FileKind kFileKinds[] = {
-    {"\xFF\xD8\xFF", L"a JPEG image"},
-    {"GIF8", L"a GIF image"},
-    {"BM", L"a BMP image"},
-    {"II*", L"a TIFF image"},
-    {"MM", L"a TIFF image"},
-    {"%PDF", L"a PDF document"},
-    {"RIFF", L"a WebP image"},
-    {"\x89PNG", L"a damaged PNG image"},
-};
-
-std::wstring WhyNotPng(const std::wstring& path) {
-  std::error_code ignored;
-  if (std::filesystem::is_directory(ToPath(path), ignored)) return L"a folder, not a PNG image";
-  std::string start;
-  constexpr std::size_t kMaxStart = 4;
-  if (ReadFile(path, &start, 0, kMaxStart) && start.empty()) return L"not a PNG image: it is empty";
-  for (const FileKind& kind : kFileKinds) {
-    if (!start.starts_with(kind.start)) continue;
-    return Format(L"not a PNG image (it looks like %ls)", kind.name);
-  }
-  return L"not a PNG image";
-}
-
-/// A number of 32 bits in a PNG image, whose size the caller has checked.
-std::uint64_t NumberAt(const std::string& bytes, std::uint64_t at) {
-  std::uint64_t number = 0;
-  for (std::size_t i = 0; i < 4; ++i) {
-    number = number << 8 | static_cast<unsigned char>(bytes[at + i]);
-  }
-  return number;
-}
-
-/// Whether a side of a PNG image is longer than can be read.
-bool IsTooLong(const std::wstring& path) {
-  constexpr std::size_t kWidth = 16;
-  constexpr std::size_t kHeight = 20;
-  std::string bytes;
-  if (!ReadFile(path, &bytes, 0, kHeight + 4) || bytes.size() < kHeight + 4) return false;
-  return std::max(NumberAt(bytes, kWidth), NumberAt(bytes, kHeight)) > kMaxSide;
-}
-
-/// Whether a PNG image ends before its last chunk does.
-bool EndsEarly(const std::wstring& path) {
-  constexpr std::size_t kSignature = 8;
-  constexpr std::size_t kFrame = 12;  // the length, the type and the check sum of a chunk
-  std::string bytes;
-  if (!ReadFile(path, &bytes)) return false;
-  for (std::uint64_t at = kSignature; at + kFrame <= bytes.size();) {
-    if (bytes.compare(at + 4, 4, "IEND") == 0) return false;
-    at += kFrame + NumberAt(bytes, at);
-  }
-  return true;
-}
 
 /// Explains why the file at `path`, which the user calls `name`, did not load.
 std::wstring Explain(Status status, const std::wstring& path, const std::wstring& name) {
@@ -90,15 +27,10 @@ std::wstring Explain(Status status, const std::wstring& path, const std::wstring
     }
     case Win32Error:
       return L"cannot read " + name + L": " + FileErrorText();
-    case UnknownImageFormat:
-      return name + L": " + WhyNotPng(path);
     case OutOfMemory:
       return L"not enough memory for " + name;
     default:
-      if (IsTooLong(path)) {
-        return name + Format(L": a side of the image is longer than %d pixels", kMaxSide);
-      }
-      return name + L": a damaged PNG image" + (EndsEarly(path) ? L": its end is missing" : L"");
+      return name + L": " + DescribePngFault(status, path);
   }
 }
 
@@ -112,34 +44,6 @@ double ToDpi(std::uint32_t perMetre) {
   const double dpi = std::round(perMetre * kMetresPerInch);
   const std::uint32_t rounded = ToPerMetre(dpi);
   return perMetre == rounded || perMetre + 1 == rounded ? dpi : perMetre * kMetresPerInch;
-}
-
-/// A 24-bit copy of a 32-bit page with alpha, blended onto white.
-PagePointer FlattenOnWhite(Bitmap* page) {
-  const INT width = static_cast<INT>(page->GetWidth());
-  const INT height = static_cast<INT>(page->GetHeight());
-  PagePointer flat(BitmapHelper::CreateBitmap(width, height, PixelFormat24bppRGB));
-  const Rect all(0, 0, width, height);
-  BitmapData from;
-  if (flat == nullptr ||
-      page->LockBits(&all, ImageLockModeRead, PixelFormat32bppARGB, &from) != Ok) {
-    return nullptr;
-  }
-  {
-    const PagePixels to(flat.get());
-    for (int y = 0; y < height; ++y) {
-      const auto* source = static_cast<const BYTE*>(from.Scan0) + std::ptrdiff_t{y} * from.Stride;
-      unsigned char* target = to.Row(y);
-      for (int x = 0; x < width; ++x, source += 4, target += 3) {
-        for (int i = 0; i < 3; ++i) {
-          const int shade = source[i] * source[3] + 255 * (255 - source[3]);
-          target[i] = static_cast<unsigned char>((shade + 127) / 255);
-        }
-      }
-    }
-  }
-  page->UnlockBits(&from);
-  return flat;
 }
 
 /// Whether two paths are the same file. Files that do not exist yet are compared by folder and
@@ -172,14 +76,11 @@ std::optional<Resolution> StoredResolution(const std::wstring& path) {
 }  // namespace
 
 PagePointer LoadPage(const std::wstring& path, std::optional<Resolution>* stored) {
-  Bitmap* loaded = nullptr;
   const InputFile file(path);
-  if (const Status status = LoadPng(file.path().c_str(), &loaded); status != Ok) {
+  PagePointer page;
+  if (const Status status = LoadOnWhite(file.path(), &page); status != Ok) {
     Fail(kUnreadable, Explain(status, file.path(), InputName(path)));
   }
-  PagePointer page(loaded);
-  if (page->GetPixelFormat() == PixelFormat32bppARGB) page = FlattenOnWhite(page.get());
-  if (page == nullptr) Fail(kUnreadable, Explain(OutOfMemory, file.path(), InputName(path)));
   if (stored != nullptr) *stored = StoredResolution(file.path());
   return page;
 }

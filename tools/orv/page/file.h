@@ -14,9 +14,6 @@
 
 namespace orv::tool {
 
-/// The longest side of a PNG image in pixels: the limit of libpng, and so that of both platforms.
-inline constexpr int kMaxSide = 1'000'000;
-
 /// Loads a PNG image as a 24-bit page, transparency blended onto white; ends the command on
 /// failure. Sets `stored` to the resolution in the file, or to nothing for 72 and 96 dots per inch,
 /// which programs write as a default.

@@ -11,8 +11,8 @@
 #include "orv/text/format.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
-#include "tools/orv/page/file.h"
 #include "tools/orv/page/pale.h"
+#include "tools/orv/page/png_file.h"
 
 namespace orv::tool {
 namespace {
