@@ -31,8 +31,8 @@ bool DecodeChunk(int codePage, std::string_view bytes, std::wstring* text, bool*
   const std::size_t before = text->size();
   text->resize(before + length);
   MultiByteToWideChar(codePage, flags, bytes.data(), size, text->data() + before, length);
-  // There is no other report of wrong bytes. In a page that has the character itself, it is one
-  // that was lost before.
+  // The system reports wrong bytes in no other way. A U+FFFD that the bytes encode counts as well:
+  // it stands for a character that an earlier conversion lost.
   if (TakesNoFlags(codePage) && text->find(kReplacement, before) != text->npos) *lost = true;
   return true;
 }

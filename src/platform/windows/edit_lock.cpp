@@ -11,8 +11,8 @@ namespace {
 
 constexpr DWORD kPatience = 10000;  // milliseconds
 
-/// The full path of an existing file without short names; empty if there is none. The file is not
-/// opened, because the system does not replace open files.
+/// The full path of a file without short names; empty if the file does not exist. Does not open the
+/// file, because the system cannot replace an open one.
 std::wstring FullPath(const std::wstring& path) {
   const auto read = [](auto get) {
     std::wstring text(get(nullptr, 0), L'\0');
