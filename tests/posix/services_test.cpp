@@ -184,8 +184,9 @@ TEST(Fork, WaitsForTheLocksOfThreads) {
         usleep(20'000);
         isHeld = false;
       }
-      childEnded
-          .wait();  // the thread sanitizer reports in a child that nothing joined ended threads
+      // If it ended before the fork, the thread sanitizer would report in the child that nothing
+      // joined it.
+      childEnded.wait();
     });
     while (!isHeld) std::this_thread::yield();
     EXPECT_TRUE(orv::test::SucceedsInAChild([&] { return !isHeld && areFree(); }));
