@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <cstddef>
 
+#include "platform/posix/descriptor.h"
+
 namespace orv {
 namespace {
 
@@ -67,7 +69,7 @@ bool LeadsToStandardOutput(const std::filesystem::path& path) {
   struct stat file {};
   struct stat output {};
   return stat(path.c_str(), &file) == 0 && fstat(STDOUT_FILENO, &output) == 0 &&
-         file.st_dev == output.st_dev && file.st_ino == output.st_ino &&
+         FileIdentity(file) == FileIdentity(output) &&
          (S_ISFIFO(file.st_mode) || isatty(STDOUT_FILENO) != 0);
 }
 

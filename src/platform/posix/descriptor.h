@@ -1,5 +1,6 @@
 #pragma once
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -23,6 +24,16 @@ class FileDescriptor {
 
  private:
   int descriptor_;
+};
+
+/// Tells files apart. Two paths or descriptors with equal identities lead to one file.
+struct FileIdentity {
+  FileIdentity() = default;
+  explicit FileIdentity(const struct stat& file) : device(file.st_dev), inode(file.st_ino) {}
+  bool operator==(const FileIdentity&) const = default;
+
+  dev_t device = 0;
+  ino_t inode = 0;
 };
 
 /// Stores descriptor + 1, so that null means "no file" although descriptor 0 is valid.

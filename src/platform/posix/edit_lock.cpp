@@ -19,10 +19,6 @@ namespace {
 constexpr std::chrono::seconds kPatience{10};
 constexpr std::chrono::milliseconds kPause{10};
 
-bool IsSameFile(const struct stat& one, const struct stat& other) {
-  return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
-}
-
 }  // namespace
 
 // The lock is on the file itself. A writer replaces the file, so a process that has waited opens
@@ -41,7 +37,7 @@ EditLock::EditLock(const std::wstring& path) {
     if (!isLocked && errno != EWOULDBLOCK && errno != EINTR) return;
     struct stat held {};
     if (isLocked && fstat(opened.get(), &held) == 0 && stat(file.c_str(), &found) == 0 &&
-        IsSameFile(held, found)) {
+        FileIdentity(held) == FileIdentity(found)) {
       handle_ = ToHandle(opened.Release());
       return;
     }

@@ -145,7 +145,7 @@ bool IsRested(ChangeTime changed, const Clocks& clocks) {
 LONG Identify(const std::string& path, FileIdentity* identity, ChangeTime* changed) {
   struct stat status {};
   if (stat(path.c_str(), &status) == 0) {
-    *identity = {status.st_dev, status.st_ino};
+    *identity = FileIdentity(status);
     *changed = NanosecondsOf(status.st_ctim);
     return ERROR_SUCCESS;
   }

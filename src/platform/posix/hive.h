@@ -19,6 +19,7 @@
 
 #include "orv/platform/registry.h"
 #include "orv/platform/types.h"
+#include "platform/posix/descriptor.h"
 #include "platform/registry_cache.h"
 
 /// One hive of the settings store: an SQLite file, whose tables `docs/registry.md` describes. Not
@@ -116,13 +117,6 @@ class Query {
  private:
   sqlite3_stmt* statement_;
   int result_;
-};
-
-/// The file that a path currently leads to.
-struct FileIdentity {
-  dev_t device = 0;
-  ino_t inode = 0;
-  bool operator==(const FileIdentity&) const = default;
 };
 
 /// When a file was last changed, by the system's clock, in nanoseconds.

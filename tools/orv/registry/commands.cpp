@@ -285,9 +285,10 @@ void AddExportCommand(CLI::App* group) {
       std::vector<std::wstring> keys;
       std::vector<NamedRegistryValue> values;
       ReadKey(key.get(), name, &keys, &values);
-      text += FormatRegKey(name.Full());
+      const std::wstring fullPath = name.Full();
+      text += FormatRegKey(fullPath);
       for (const NamedRegistryValue& value : values) {
-        RequireOneLine(name.Full() + L"\\" + value.name);
+        RequireOneLine(fullPath, value.name);
         text += FormatRegValue(value.name, value.value);
       }
       text += L"\r\n";

@@ -335,8 +335,9 @@ void SaveRegFile(const std::wstring& path, const std::wstring& text) {
   SaveFile(path, IsStandardOutput(path) ? WideToUtf8(text) : EncodeUtf16(L'\uFEFF' + text));
 }
 
-void RequireOneLine(const std::wstring& path) {
-  if (path.find(L'\n') == path.npos) return;
+void RequireOneLine(const std::wstring& fullPath, const std::wstring& valueName) {
+  if (fullPath.find(L'\n') == fullPath.npos && valueName.find(L'\n') == valueName.npos) return;
+  const std::wstring path = valueName.empty() ? fullPath : fullPath + L"\\" + valueName;
   Fail(kUnreadable, L"cannot export " + Utf8ToWide(Printable(path)) +
                         L": a registry file cannot have a line feed in a name");
 }

@@ -39,9 +39,9 @@ void ParseRegBytes(std::string_view bytes, std::vector<RegChange>* changes,
 
 /// The first line of a registry file and the empty line after it, with their line ends.
 std::wstring RegFileHeader();
-/// Ends the command if the path of a key or value contains a line feed: the file would have two
-/// lines instead of one.
-void RequireOneLine(const std::wstring& path);
+/// Ends the command if the path of a key, or the name of a value in it, contains a line feed: the
+/// file would have two lines instead of one.
+void RequireOneLine(const std::wstring& fullPath, const std::wstring& valueName = {});
 /// A key's section heading with its line end. Calls `RequireOneLine`.
 std::wstring FormatRegKey(const std::wstring& fullPath);
 /// A value's lines. The name must not contain a line feed.
