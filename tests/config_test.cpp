@@ -561,8 +561,8 @@ TEST(ConfigValues, ReadLocalTimesByPosition) {
   std::istringstream("2026-07-01 12:34:56") >> std::get_time(&time, "%Y-%m-%d %H:%M:%S");
   time.tm_isdst = -1;
   const std::int64_t expected = std::mktime(&time);
-  for (const wchar_t* text :
-       {L"2026-07-01T12:34:56", L"2026-07-01 12:34:56", L"2026/07/01x12.34.56"}) {
+  for (const wchar_t* text : {L"2026-07-01T12:34:56", L"2026-07-01 12:34:56",
+                              L"2026/07/01x12.34.56", L"2026907901912934956"}) {
     EXPECT_EQ(CConfigParser::ConvertToDateTime(text), expected) << text;
   }
   EXPECT_EQ(CConfigParser::ConvertToDateTime(L"2026-06-31T11:94:56"), expected);  // carries over

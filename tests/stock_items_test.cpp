@@ -8,6 +8,7 @@
 #include "base/utf8.h"
 #include "orv/config/configs_cache.h"
 #include "orv/platform/registry.h"
+#include "orv/platform/spooler.h"
 #include "orv/session/session_data.h"
 #include "platform/letter_case.h"
 #include "tests/devmode_fixture.h"
@@ -149,6 +150,15 @@ TEST_F(StockItems, ComeFromTheirSourcesInOrder) {
   EXPECT_EQ(items[0].DisplayName, L"commonA");
   EXPECT_EQ(log_.Take().at(1),
             (LogLine{L"ERR", L"", L"DevMode", L"printer gone could not be opened. Error code: 6"}));
+#ifndef _WIN32  // where the spooler keeps a printer while it is open
+  EXPECT_EQ(orv::AddSpoolerPrinter(L"Label 2", L"ORV-S2"), ERROR_SUCCESS);
+  const HANDLE removed = orv::OpenPrinterHandle(L"Label 2");
+  EXPECT_EQ(orv::RemoveSpoolerPrinter(L"Label 2"), ERROR_SUCCESS);
+  const orv::StockList left = orv::LoadStockItems(removed, L"Label 2", nullptr);
+  EXPECT_EQ(left.openError, static_cast<DWORD>(ERROR_INVALID_PRINTER_NAME));
+  EXPECT_EQ(left.items.size(), 2U);
+  orv::ClosePrinterHandle(removed);
+#endif
 
   // Items of the session do not count until it decides. They are below this process's id.
   const std::wstring session =

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
+#include <initializer_list>
 #include <string>
 
 #include "base/cpu.h"
@@ -64,6 +66,32 @@ TEST(Cpu, KernelsOfEveryLevel) {
   }
   EXPECT_EQ(chosen, "pssa");
 }
+
+#if defined(__linux__) && defined(__x86_64__)
+TEST(Cpu, TheSystemsFlagsDetermineTheLevel) {
+  std::ifstream file("/proc/cpuinfo");
+  std::string flags;
+  while (!flags.starts_with("flags") && std::getline(file, flags)) {
+  }
+  flags += ' ';
+  const auto hasAll = [&](std::initializer_list<const char*> names) {
+    return std::ranges::all_of(names, [&](const char* name) {
+      return flags.find(std::string(" ") + name + ' ') != flags.npos;
+    });
+  };
+  orv::CpuLevel expected = orv::CpuLevel::kPlain;
+  if (hasAll({"sse4_1", "popcnt"})) {
+    expected = orv::CpuLevel::kSse41;
+    if (hasAll({"avx2", "bmi1"})) {
+      expected = orv::CpuLevel::kAvx2;
+      if (hasAll({"avx512f", "avx512bw", "avx512vl", "avx512vbmi", "avx512_vbmi2"})) {
+        expected = orv::CpuLevel::kAvx512;
+      }
+    }
+  }
+  EXPECT_EQ(orv::SupportedCpuLevel(), expected);
+}
+#endif
 
 TEST(Cpu, TheEnvironmentLowersTheLevel) {
   orv::ActiveCpuLevel();  // determined once, for this process before the variable changes

@@ -96,6 +96,20 @@ TEST(NewFile, CreatesTheTargetOfALink) {
   EXPECT_EQ(orv::test::ReadBytes(folder.path() / "far/target"), "x");
 }
 
+TEST(NewFile, TakesTheRightsOfTheFileThatItReplaces) {
+  const TemporaryFolder folder;
+  const auto rightsAfterWriting = [&] {
+    orv::NewFile file;
+    EXPECT_TRUE(file.Open(folder.Name(L"file")) && file.Write("x") && file.Commit());
+    return static_cast<unsigned>(std::filesystem::status(folder.path() / "file").permissions());
+  };
+  const mode_t mask = umask(0027);
+  EXPECT_EQ(rightsAfterWriting(), 0640U);
+  std::filesystem::permissions(folder.path() / "file", std::filesystem::perms(0604));
+  EXPECT_EQ(rightsAfterWriting(), 0604U);
+  umask(mask);
+}
+
 /// Interrupts the system calls of this process again and again, for 0 no longer.
 void InterruptCalls(int microseconds) {
   struct sigaction action {};
