@@ -222,7 +222,9 @@ void AddConfigCheckCommand(CLI::App* group) {
       "Follow every proposal that is the only answer, sign, and keep the old file as FILE.bak");
   AddInchFlag(command);
   AddJsonFlag(command, &options->asJson)->excludes(fix);
-  command->add_flag("--markdown", options->asMarkdown, "Explain in Markdown")->needs(explain);
+  command->add_flag("--markdown", options->asMarkdown, "Explain in Markdown")
+      ->needs(explain)
+      ->excludes(command->get_option("--json"));
   command->footer(
       "An error keeps the file from loading; a warning does not. Exits with 1 when there is an\n"
       "error, with 3 when a file could not be read.\n"

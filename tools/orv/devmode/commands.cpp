@@ -537,7 +537,8 @@ void AddFieldsCommand(CLI::App* group) {
   CLI::App* command =
       group->add_subcommand("fields", "Show the record's format: offsets, defaults and rules");
   AddJsonFlag(command, asJson.get());
-  command->add_flag("--markdown", *asMarkdown, "Print the whole format as a Markdown document");
+  command->add_flag("--markdown", *asMarkdown, "Print the whole format as a Markdown document")
+      ->excludes(command->get_option("--json"));
   command->footer(
       "Examples:\n  orv devmode fields\n  orv devmode fields --markdown > private-record.md");
   command->callback([asMarkdown, asJson] {

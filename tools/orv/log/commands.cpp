@@ -267,8 +267,10 @@ void AddLogMessagesCommand(CLI::App* group) {
   CLI::App* command =
       group->add_subcommand("messages", "List every message that the library writes to the log");
   AddJsonFlag(command, &options->asJson, "Print JSON, with the meaning of each message");
-  command->add_flag("--markdown", options->asMarkdown,
-                    "Print all messages, what they mean and what to do, as a Markdown document");
+  command
+      ->add_flag("--markdown", options->asMarkdown,
+                 "Print all messages, what they mean and what to do, as a Markdown document")
+      ->excludes(command->get_option("--json"));
   command->footer("Examples:\n  orv log messages\n  orv log messages --markdown > messages.md");
   command->callback([options] {
     Print(options->asMarkdown ? MessagesAsMarkdown()
