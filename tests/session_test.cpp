@@ -65,7 +65,7 @@ TEST_F(Session, ProcessIdIsUnknownUntilNeededAndAfterTheLastRelease) {
   EXPECT_EQ(GetSessionDataInstance(), instance);
   std::uint32_t id = 0;
   ReloadSessionInfo();
-  ReleaseSessionDataInstance();
+  EXPECT_EQ(ReleaseSessionDataInstance(), 1U);
   EXPECT_EQ(GetSessionProcessId(&id), 1U);
   EXPECT_EQ(id, ownId_);
   ReleaseSessionDataInstance();
@@ -92,6 +92,13 @@ TEST_F(Session, ProcessIdIsUnknownUntilNeededAndAfterTheLastRelease) {
   EXPECT_EQ(GetSessionIsSystemParent(&parentId), 1U);  // needs the ids
   GetSessionProcessId(&id);
   EXPECT_EQ(id, ownId_);
+  ReleaseSessionDataInstance();
+
+  GetSessionDataInstance();  // references count from none again
+  ReloadSessionInfo();
+  EXPECT_EQ(ReleaseSessionDataInstance(), 1U);
+  GetSessionProcessId(&id);
+  EXPECT_EQ(id, 122U);
 }
 
 TEST_F(Session, SavesNameAndCreationTime) {
@@ -190,6 +197,9 @@ TEST_F(Session, ReadsTheItemsOfTheseNames) {
     std::uint32_t reads = 7;
     EXPECT_EQ(GetSessionReadUDS(&reads, first, second), 1U);
     EXPECT_EQ(reads, expected);
+  }
+  for (const std::wstring& message : log_.TakeMessages()) {
+    EXPECT_FALSE(message.starts_with(L"Error accessing")) << message;
   }
 }
 
