@@ -700,6 +700,9 @@ TEST_F(RequestFaults, CleansUpSessions) {
              return "the session of a process that runs is gone";
            if (isWhole && ending == kDone && HasUserKey(SessionPath(L"4000000001")))
              return "that of an ended one stays";
+           CleanupRegSessionData(L"Label 1", L"driver");
+           if (HasUserKey(SessionPath(L"4000000001")))
+             return "what could not be read is not read again";
            // A process that cannot be queried counts as ended; it can save its session again.
            if (!SaveSession(ownKey_)) return "the session cannot be saved again";
            CleanupRegSessionData(L"Label 1", L"driver");
@@ -719,6 +722,29 @@ TEST_F(RequestFaults, CleansUpSessions) {
            // too.
            return !isWhole || ending != kDone || answer == 0 ? ""
                                                              : "it counts as a host of the system";
+         }});
+  Sweep({"find out whether the session has items", kDone | kFailed, kDone,
+         [&] {
+           ReleaseSessionDataInstance();
+           GetSessionProcessId(&answer);  // creates the object
+           answer = 7;
+         },
+         [&] { return EndingOf(GetSessionReadUDS(&answer, L"Label 1", L"driver") == 1); },
+         [&](Ending, bool) { return answer <= 1 ? "" : "there is no answer"; }});
+}
+
+TEST_F(RequestFaults, SavesASessionOrSaysThatItCannot) {
+  const std::wstring path = SessionPath(ownKey_);
+  Sweep({"save a session", kDone | kFailed | kNoMemory, kDone | kFailed,
+         [&] { DeleteRegistryTree(HKEY_CURRENT_USER, path); },
+         [&] { return EndingOf(SaveSession(ownKey_)); },
+         [&](Ending ending, bool) {
+           RegistryKey key;
+           RegistryValue time;
+           key.Open(HKEY_CURRENT_USER, path, RegistryAccess::kRead);
+           GetRegistryValue(key.get(), L"CreationTime", &time);
+           const bool isSaved = !UserText(path, L"ProcessName").empty() && time.data.size() == 8;
+           return isSaved || ending != kDone ? "" : "a value is missing";
          }});
 }
 
