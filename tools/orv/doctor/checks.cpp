@@ -47,6 +47,8 @@ struct Examined {
   RegistryStoreFacts machine;
   std::vector<PrinterFacts> printers;
   LONG listError = ERROR_SUCCESS;
+  std::vector<StockItem> common;  ///< the stock items of all printers
+  LONG commonError = ERROR_SUCCESS;
   std::optional<PrinterFacts> printer;  ///< the one to examine, if the spooler has it
   std::vector<std::wstring> folders;    ///< of configuration files
   std::wstring configPath;              ///< empty if none of them has the printer's
@@ -320,31 +322,33 @@ std::optional<Result> ResolutionOf(const Examined& examined) {
 
 // --- Stock items ---
 
+/// The first item that is wider than a printer's labels; null without one.
+const StockItem* FirstTooWide(const std::vector<StockItem>& items, int widthMax) {
+  const auto max = static_cast<DWORD>(std::max(0, widthMax));
+  const auto found =
+      std::ranges::find_if(items, [max](const StockItem& item) { return item.PaperWidth > max; });
+  return found != items.end() ? &*found : nullptr;
+}
+
 std::optional<Result> StockItems(const Examined& examined) {
   if (!examined.printer) return {};
-  std::vector<StockItem> items;
-  std::vector<StockItem> common;
-  const std::wstring path =
-      StockItemsPath(examined.printer->printerName, examined.printer->driverName);
-  LONG error = ReadStockItems(path, &items);
-  if (error == ERROR_SUCCESS) error = ReadStockItems(kCommonStockItemsPath, &common);
+  const std::wstring& printer = examined.printer->printerName;
+  std::vector<StockItem> own;
+  LONG error = ReadStockItems(StockItemsPath(printer, examined.printer->driverName), &own);
+  if (error == ERROR_SUCCESS) error = examined.commonError;
   if (error != ERROR_SUCCESS) return WithoutSettings(examined, L"cannot be read", error);
-  const std::size_t own = items.size();
-  const std::wstring counts = Format(L"%zu of the printer, %zu common", own, common.size());
-  items.insert(items.end(), common.begin(), common.end());
-  const auto isTooWide = [&](const StockItem& item) {
-    return examined.config && item.PaperWidth > static_cast<DWORD>(std::max(
-                                                    0, examined.config->device.label.widthMax));
-  };
-  const auto wide = std::ranges::find_if(items, isTooWide);
-  if (wide == items.end()) return Result{Health::kOk, counts};
-  const bool isOwn = static_cast<std::size_t>(wide - items.begin()) < own;
-  const std::wstring owner =
-      isOwn ? L" --printer " + Quoted(examined.printer->printerName) : L" --common";
+  const std::wstring counts =
+      Format(L"%zu of the printer, %zu common", own.size(), examined.common.size());
+  if (!examined.config) return Result{Health::kOk, counts};
+  const int widthMax = examined.config->device.label.widthMax;
+  const StockItem* wide = FirstTooWide(own, widthMax);
+  const std::wstring owner = wide != nullptr ? L" --printer " + Quoted(printer) : L" --common";
+  if (wide == nullptr) wide = FirstTooWide(examined.common, widthMax);
+  if (wide == nullptr) return Result{Health::kOk, counts};
   return Result{Health::kWarning,
                 Quoted(wide->DisplayName) + L" is " + LengthText(wide->PaperWidth) +
-                    L" wide, but the printer's labels are at most " +
-                    LengthText(examined.config->device.label.widthMax) + L" wide",
+                    L" wide, but the printer's labels are at most " + LengthText(widthMax) +
+                    L" wide",
                 L"orv stock edit " + Quoted(FormatGuid(wide->guid)) + owner + L" changes it"};
 }
 
@@ -438,26 +442,23 @@ void RunAll(Subject subject, const Examined& examined, std::vector<CheckRow>* ro
   }
 }
 
-/// Finds a printer and reads its configuration.
-Examined LookAt(Examined examined, const std::wstring& printer) {
-  examined.options.printer = printer;
-  const auto found = std::ranges::find_if(examined.printers, [&](const PrinterFacts& facts) {
-    return EqualIgnoringCase(facts.printerName, printer);
-  });
-  if (found == examined.printers.end()) return examined;
-  examined.printer = *found;
-  const std::wstring file = ConfigFileName(found->driverName);
-  const std::wstring folder = FolderWith(file, examined.folders);
-  if (folder.empty()) return examined;
-  examined.configPath = folder + kPathSeparator + file;
+/// Reads the configuration of a printer, which the checks then examine instead of an earlier one.
+void LookAt(const PrinterFacts& printer, Examined* examined) {
+  examined->printer = printer;
+  examined->configPath.clear();
+  examined->configText.reset();
+  examined->config.reset();
+  const std::wstring file = ConfigFileName(printer.driverName);
+  const std::wstring folder = FolderWith(file, examined->folders);
+  if (folder.empty()) return;
+  examined->configPath = folder + kPathSeparator + file;
   std::wstring text;
-  if (!ReadConfigText(examined.configPath, &text, &examined.configProblem)) return examined;
+  if (!ReadConfigText(examined->configPath, &text, &examined->configProblem)) return;
   Config config;
-  if (ParseConfig(examined.configPath, text, &config, &examined.configProblem)) {
-    examined.config = std::move(config);
+  if (ParseConfig(examined->configPath, text, &config, &examined->configProblem)) {
+    examined->config = std::move(config);
   }
-  examined.configText = std::move(text);
-  return examined;
+  examined->configText = std::move(text);
 }
 
 /// One row for a printer: the first of its worst results.
@@ -483,15 +484,21 @@ std::vector<CheckRow> RunChecks(const DoctorOptions& options) {
   examined.machine = ExamineRegistryStore(HKEY_LOCAL_MACHINE);
   examined.folders = ConfigFolders(options.configFolder);
   examined.listError = ListSpoolerPrinters(&examined.printers);
+  examined.commonError = ReadStockItems(kCommonStockItemsPath, &examined.common);
   std::vector<CheckRow> rows;
   if (options.printer.empty()) {
     RunAll(Subject::kSystem, examined, &rows);
+    Examined brief = examined;
     for (const PrinterFacts& printer : examined.printers) {
-      if (IsOurs(printer, examined))
-        rows.push_back(BriefRow(LookAt(examined, printer.printerName)));
+      if (!IsOurs(printer, examined)) continue;
+      LookAt(printer, &brief);
+      rows.push_back(BriefRow(brief));
     }
   } else {
-    examined = LookAt(std::move(examined), options.printer);
+    const auto found = std::ranges::find_if(examined.printers, [&](const PrinterFacts& facts) {
+      return EqualIgnoringCase(facts.printerName, options.printer);
+    });
+    if (found != examined.printers.end()) LookAt(*found, &examined);
     RunAll(Subject::kSystem, examined, &rows);
     RunAll(Subject::kPrinter, examined, &rows);
   }
