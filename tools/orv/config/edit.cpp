@@ -185,8 +185,7 @@ std::optional<EditProblem> Sign(EditedConfig* file) {
   constexpr std::size_t kProtection = 36;  // what a protected file has in addition, at most
   if (WideToUtf8(file->text).size() + (file->isProtected ? kProtection : 0) <= kMaxLoadedSize)
     return {};
-  return EditProblem{kFindings, InputName(file->path) +
-                                    L" would be larger than 10,000,000 bytes, and no longer load"};
+  return EditProblem{kFindings, TooLargeToLoad(InputName(file->path))};
 }
 
 std::optional<EditProblem> FollowProposals(EditedConfig* file, const FindingsOf& findingsOf) {

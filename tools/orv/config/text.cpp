@@ -71,6 +71,11 @@ bool ReadConfigText(const std::wstring& path, std::wstring* text, std::wstring* 
   return false;
 }
 
+std::wstring TooLargeToLoad(const std::wstring& name) {
+  return name +
+         L" would be larger than 10,000,000 bytes, and would not load; remove comments or blanks";
+}
+
 std::wstring LoadConfigText(const std::wstring& path) {
   std::wstring text;
   std::wstring problem;
@@ -91,6 +96,9 @@ std::string Converted(ConvertFunction* convert, const std::string& bytes,
     Fail(kUnreadable,
          name + (convert == &ProtectBytes ? L" cannot be encrypted; it may be too large"
                                           : DecryptionFault(bytes)));
+  }
+  if (convert == &ProtectBytes && converted->size() > kMaxLoadedSize) {
+    Fail(kFindings, TooLargeToLoad(L"the protected form of " + name));
   }
   return *std::move(converted);
 }

@@ -17,12 +17,16 @@ bool ReadConfigText(const std::wstring& path, std::wstring* text, std::wstring* 
 /// Reads the text of a file; ends the command on failure.
 std::wstring LoadConfigText(const std::wstring& path);
 
+/// Says that a file is not written because the loader would refuse its size.
+std::wstring TooLargeToLoad(const std::wstring& name);
+
 /// Whether a file is protected; ends the command on failure.
 bool IsProtectedFile(const std::wstring& path);
 
 /// `ProtectBytes` or `UnprotectBytes`.
 using ConvertFunction = std::optional<std::string>(std::string_view);
-/// Converts a file's bytes to the protected or plain form; ends the command on failure.
+/// Converts a file's bytes to the protected or plain form; ends the command on failure, and if the
+/// protected form would be too large to be loaded.
 std::string Converted(ConvertFunction* convert, const std::string& bytes, const std::wstring& name);
 
 /// Parses a configuration with the loader; false, with the reason in `*problem`, when it does not
