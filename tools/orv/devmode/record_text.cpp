@@ -104,10 +104,10 @@ std::wstring ReadText(const std::wstring& text, const std::wstring& path, bool m
   std::set<const RecordField*> named;
   int lineNumber = 0;
   for (std::size_t start = 0; start < text.size();) {
-    const std::size_t end = std::min(text.find(L'\n', start), text.size());
+    const std::size_t end = std::min(text.find_first_of(L"\r\n", start), text.size());
     const std::wstring_view line =
         Trim(std::wstring_view(text).substr(start, end - start), kBlanks);
-    start = end + 1;
+    start = end + (text.compare(end, 2, L"\r\n") == 0 ? 2 : 1);
     ++lineNumber;
     if (line.empty() || line[0] == L'#') continue;
     const RecordField* field = nullptr;
