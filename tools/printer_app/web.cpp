@@ -1,6 +1,7 @@
 #include "tools/printer_app/web.h"
 
 #include <array>
+#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <memory>
@@ -10,6 +11,7 @@
 #include "orv/platform/graphics.h"
 #include "orv/text/utf8.h"
 #include "platform/modules.h"
+#include "tools/orv/common/output.h"
 #include "tools/orv/doctor/checks.h"
 #include "tools/orv/page/canvas.h"
 #include "tools/orv/page/file.h"
@@ -49,12 +51,14 @@ void AddRow(pappl_client_t* client, const char* title, const std::string& text) 
 /// A row with the scores of a plane, compared with what was dithered to it.
 void AddScores(pappl_client_t* client, const char* plane, Bitmap* source, Bitmap* dots) {
   const tool::Legibility scores = tool::LegibilityMeter(source).Measure(dots);
-  AddRow(client, plane,
-         tool::ScoresText(scores) + " (0 is best), " + std::to_string(scores.codes.size()) +
-             " bar codes, " + std::to_string(scores.Failed()) + " do not scan" +
-             (scores.unmeasured.empty()
-                  ? ""
-                  : ", " + std::to_string(scores.unmeasured.size()) + " more are not measured"));
+  std::wstring codes =
+      tool::CountText(static_cast<std::int64_t>(scores.codes.size()), L"bar code") + L", " +
+      tool::CountText(scores.Failed(), L"does not scan", L"do not scan");
+  if (!scores.unmeasured.empty()) {
+    codes += L", " + tool::CountText(static_cast<std::int64_t>(scores.unmeasured.size()),
+                                     L"more is not measured", L"more are not measured");
+  }
+  AddRow(client, plane, tool::ScoresText(scores) + " (0 is best), " + ToUtf8(codes));
 }
 
 void AddAllScores(pappl_client_t* client, PrintedLabel* label) {

@@ -104,9 +104,9 @@ std::string ExplanationAsText(const Merged& merged, ExplainedPart part, std::siz
   if (rows.empty()) {
     return WideToUtf8(Format(L"all %zu fields have the printer's defaults\n", fields.size()));
   }
-  const std::wstring summary = Format(
-      L"%zu of %zu fields are changed or differ from the printer's defaults; --all shows all",
-      rows.size(), fields.size());
+  const std::wstring summary =
+      Format(L"%zu of %zu fields %ls from the printer's defaults; --all shows all", rows.size(),
+             fields.size(), rows.size() == 1 ? L"is changed or differs" : L"are changed or differ");
   return text + '\n' + WideToUtf8(Wrapped(summary, {}, width));
 }
 

@@ -84,11 +84,12 @@ std::wstring FirstBytes(std::string_view bytes) {
 std::wstring ContentOf(std::string_view bytes) {
   if (bytes.empty()) return L"it is empty";
   if (const auto found = PublicRecordAt(bytes, 0)) {
-    return Format(L"a public record of \"%ls\" with %zu bytes of another driver, %zu bytes in all",
-                  found->device.c_str(), found->extra, bytes.size());
+    return L"a public record of " + Quoted(found->device) + L" with " +
+           CountText(static_cast<std::int64_t>(found->extra), L"byte") +
+           Format(L" of another driver, %zu bytes in all", bytes.size());
   }
-  return Format(L"%zu byte%ls, which begin%ls", bytes.size(), bytes.size() == 1 ? L"" : L"s",
-                bytes.size() == 1 ? L"s" : L"") +
+  return CountText(static_cast<std::int64_t>(bytes.size()), L"byte, which begins",
+                   L"bytes, which begin") +
          FirstBytes(bytes);
 }
 

@@ -59,8 +59,10 @@ std::wstring BarAdvice(const PageOptions& options, const BarCode& code) {
   if (code.isInverse) return L"light bars on dark ground: most readers need dark bars on light";
   std::wstring widths = code.CanMeasure() ? WidthAdvice(options, code) : L"";
   if (!code.IsTilted()) return widths;
-  const std::wstring tilt = Format(
-      L"tilted by about %.2g degrees, so bars differ by a dot: draw it upright", code.Tilt());
+  const std::wstring degrees = Format(L"%.2g", code.Tilt());
+  const std::wstring tilt = L"tilted by about " + degrees +
+                            (degrees == L"1" ? L" degree" : L" degrees") +
+                            L", so bars differ by a dot: draw it upright";
   return widths.empty() ? tilt : tilt + L"; " + widths;
 }
 

@@ -245,10 +245,11 @@ std::wstring SuggestionText(const Color& colour, const Gap& gap, std::int64_t ch
   }
   if (!gap.hasColour) return L"none: the page does not have the colour";
   if (!gap.tolerance) return L"none: no gap before the next colour";
-  std::wstring text = Format(L"--tolerance %.4g, %lld pixels change sides", *gap.tolerance,
-                             static_cast<long long>(changed));
+  std::wstring text = Format(L"--tolerance %.4g, ", *gap.tolerance) +
+                      CountText(changed, L"pixel changes sides", L"pixels change sides");
   if (gap.left > 0) {
-    text += Format(L", %lld of the palest edges stay out", static_cast<long long>(gap.left));
+    text += L", " +
+            CountText(gap.left, L"of the palest edges stays out", L"of the palest edges stay out");
   }
   return text;
 }

@@ -122,10 +122,10 @@ void AddPaleInk(Report* report, std::int64_t pale, std::int64_t ink) {
   report->json().Member("paleInk", pale);
   if (pale * kNegligible < ink || pale == 0) return;
   report->Line(L"pale ink",
-               Format(L"%lld pixels, %.2f %% of the ink, are %d or paler; --white %d makes them "
-                      L"paper",
-                      static_cast<long long>(pale),
-                      100.0 * static_cast<double>(pale) / static_cast<double>(ink), kPale, kPale));
+               CountText(pale, L"pixel") +
+                   Format(L", %.2f %% of the ink, %ls %d or paler; --white %d makes %ls paper",
+                          100.0 * static_cast<double>(pale) / static_cast<double>(ink),
+                          pale == 1 ? L"is" : L"are", kPale, kPale, pale == 1 ? L"it" : L"them"));
 }
 
 }  // namespace orv::tool

@@ -199,8 +199,9 @@ void Evaluate(const PageOptions& options, Bitmap* plane, const LegibilityOptions
   Report report(options);
   report.PageSize(plane);
   AddBars(&report, options, found);
-  report.Line(L"line art", Format(L"%lld of %lld dots of text, lines and bars are wrong",
-                                  Number(found.lineErrors), Number(found.lineInk)));
+  report.Line(L"line art", Format(L"%lld of %lld dots of text, lines and bars %ls wrong",
+                                  Number(found.lineErrors), Number(found.lineInk),
+                                  found.lineErrors == 1 ? L"is" : L"are"));
   report.Line(L"isolated", CountText(found.dots, L"dot") + L" and " +
                                CountText(found.holes, L"hole") + L" in " +
                                CountText(found.ink, L"dot") + L" of ink");

@@ -265,7 +265,7 @@ void Report::Range(const wchar_t* label, const char* key, int first, const Span&
 
 void Report::Pixels(const wchar_t* label, const char* key, std::int64_t count, std::int64_t all) {
   const double share = all > 0 ? 100.0 * static_cast<double>(count) / static_cast<double>(all) : 0;
-  table_.Add({label, Format(L"%lld pixels, %.2f %%", static_cast<long long>(count), share)});
+  table_.Add({label, CountText(count, L"pixel") + Format(L", %.2f %%", share)});
   json_.Member(key, count);
 }
 

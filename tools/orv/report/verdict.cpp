@@ -81,10 +81,11 @@ void AddFindings(const ReportModel& model, Faults* faults) {
     faults->push_back({finding.rule->severity, what, advice, L"#model"});
   }
   if (first.size() > kMaxNamed) {
-    faults->push_back({Severity::kWarning,
-                       Format(L"The configuration file has findings of %zu other rules.",
-                              first.size() - kMaxNamed),
-                       L"orv config check " + Quoted(model.path) + L" lists all.", L"#model"});
+    faults->push_back(
+        {Severity::kWarning,
+         L"The configuration file has findings of " +
+             CountText(static_cast<std::int64_t>(first.size() - kMaxNamed), L"other rule") + L".",
+         L"orv config check " + Quoted(model.path) + L" lists all.", L"#model"});
   }
 }
 
@@ -169,10 +170,11 @@ void AddLogFaults(const ReportLog& log, Faults* faults) {
         L"Another module of the driver wrote it; its documentation explains it.");
   }
   if (count > kMaxNamed) {
-    faults->push_back(
-        {Severity::kWarning,
-         Format(L"The log has %zu other kinds of errors and warnings.", count - kMaxNamed),
-         L"The section lists all.", L"#log"});
+    faults->push_back({Severity::kWarning,
+                       L"The log has " +
+                           CountText(static_cast<std::int64_t>(count - kMaxNamed), L"other kind") +
+                           L" of errors and warnings.",
+                       L"The section lists all.", L"#log"});
   }
 }
 

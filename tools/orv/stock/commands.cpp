@@ -440,8 +440,8 @@ void AddImportCommand(CLI::App* group) {
     std::vector<SkippedLine> skipped;
     const EditGuard guard = GuardItems(path);
     std::vector<ImportedItem> imported = ItemsFromChanges(changes, ItemsAt(path), &skipped);
-    NoteResult("items", static_cast<std::int64_t>(imported.size()),
-               Format(L"%zu stock item%ls", imported.size(), imported.size() == 1 ? L"" : L"s"));
+    const auto count = static_cast<std::int64_t>(imported.size());
+    NoteResult("items", count, CountText(count, L"stock item"));
     NoteSkipped(file, skipped);
     if (imported.empty()) Fail(kUnreadable, InputName(file) + L": there is nothing to import");
     FillIn(*options, &imported);
