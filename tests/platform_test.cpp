@@ -186,6 +186,16 @@ TEST_F(RegistryTest, RefusesInvalidHandles) {
   }
 }
 
+TEST_F(RegistryTest, AValueThatIsRefusedLeavesNoKey) {
+  const orv::RegistryChange change{orv::RegistryChange::Kind::kSetValue, HKEY_CURRENT_USER,
+                                   L"New\\Sub", std::wstring(16384, L'v'),
+                                   RegistryValue::FromText(L"x")};
+  std::size_t failed = 0;
+  EXPECT_EQ(orv::ChangeRegistry({&change, 1}, &failed), ERROR_INVALID_PARAMETER);
+  RegistryKey key;
+  EXPECT_EQ(key.Open(HKEY_CURRENT_USER, L"New", RegistryAccess::kRead), ERROR_FILE_NOT_FOUND);
+}
+
 TEST_F(RegistryTest, AKeyOpenForReadingCannotBeWritten) {
   Set(Make(L"Fixed"), L"value", L"text");
   RegistryKey key;

@@ -231,6 +231,10 @@ LONG MakeChange(const RegistryChange& change) {
     result = DeleteRegistryTree(change.root, change.path);
     return result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : result;
   }
+  // The system would refuse the name too, but the new key would be left.
+  if (change.kind == Kind::kSetValue && change.name.size() > kMaxValueName) {
+    return ERROR_INVALID_PARAMETER;
+  }
   RegistryKey key;
   result = key.Create(change.root, change.path);
   if (result != ERROR_SUCCESS || change.kind == Kind::kMakeKey) return result;

@@ -60,9 +60,9 @@ void RequireChanged(LONG error, const std::wstring& what, const KeyName& name) {
                         AdministratorHint(name.root, error, L"settings below HKCU are your own"));
 }
 
-RegistryKey OpenKey(const KeyName& name, RegistryAccess access) {
+RegistryKey OpenKey(const KeyName& name) {
   RegistryKey key;
-  Require(key.Open(name.root, name.path, access), L"open", name);
+  Require(key.Open(name.root, name.path, RegistryAccess::kRead), L"open", name);
   return key;
 }
 
@@ -115,7 +115,7 @@ void AddKeyListCommand(CLI::App* group) {
       "  orv registry list \"HKCU\\Software\\orv Printer Driver\" --json");
   command->callback([options] {
     const KeyName name = ParseKey(options->key);
-    const RegistryKey key = OpenKey(name, RegistryAccess::kRead);
+    const RegistryKey key = OpenKey(name);
     std::vector<std::wstring> keys;
     std::vector<NamedRegistryValue> values;
     ReadKey(key.get(), name, &keys, &values);
@@ -163,7 +163,7 @@ void AddGetCommand(CLI::App* group) {
   command->callback([options] {
     const KeyName name = ParseKey(options->key);
     const std::wstring valueName = ToWide(options->name);
-    const RegistryKey key = OpenKey(name, RegistryAccess::kRead);
+    const RegistryKey key = OpenKey(name);
     RegistryValue value;
     Require(GetRegistryValue(key.get(), valueName, &value), L"read \"" + valueName + L"\" in",
             name);
@@ -252,7 +252,8 @@ void AddDeleteCommand(CLI::App* group) {
       if (name.path.empty()) Fail(kUsage, L"refusing to delete a whole hive");
       return RequireChanged(DeleteRegistryTree(name.root, name.path), L"delete", name);
     }
-    const RegistryKey key = OpenKey(name, RegistryAccess::kReadWrite);
+    RegistryKey key;
+    RequireChanged(key.Open(name.root, name.path, RegistryAccess::kReadWrite), L"open", name);
     RequireChanged(DeleteRegistryValue(key.get(), ToWide(options->name)),
                    L"delete \"" + ToWide(options->name) + L"\" in", name);
   });
@@ -281,7 +282,7 @@ void AddExportCommand(CLI::App* group) {
     while (!pending.empty()) {
       const KeyName name{top.root, std::move(pending.back())};
       pending.pop_back();
-      const RegistryKey key = OpenKey(name, RegistryAccess::kRead);
+      const RegistryKey key = OpenKey(name);
       std::vector<std::wstring> keys;
       std::vector<NamedRegistryValue> values;
       ReadKey(key.get(), name, &keys, &values);
