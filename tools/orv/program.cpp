@@ -4,8 +4,10 @@
 #include <filesystem>
 #include <iostream>
 #include <new>
+#include <string>
 #include <string_view>
 
+#include "base/utf8.h"
 #include "orv/crypto/encryption_aes.h"
 #include "orv/platform/registry.h"
 #include "orv/version.h"
@@ -86,6 +88,9 @@ int RunProgram(int argc, char** argv) {
     program.parse(ParserArguments(&program, arguments));
     return PrintOutcome(&program);
   } catch (const CLI::RuntimeError& error) {
+    if (const std::string message = error.what(); !message.empty()) {
+      PrintMessage(Utf8ToWide(message));
+    }
     return error.get_exit_code();
   } catch (const CLI::ParseError& error) {
     // The help was asked for; that of a group does not help with a misspelt command.

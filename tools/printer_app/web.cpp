@@ -184,8 +184,9 @@ int PrintDoctor(const char* printerName) {
       if (!row.advice.empty()) std::printf("  -> %s\n", ToUtf8(row.advice).c_str());
     }
     return isWell ? 0 : 1;
-  } catch (const std::exception&) {
-    return 1;  // the reason is on standard error
+  } catch (const std::exception& error) {
+    std::printf("%s\n", error.what());
+    return 1;
   }
 }
 

@@ -163,11 +163,10 @@ void PrintDetail(const std::wstring& message) {
 }
 
 void Fail(int exitCode, const std::wstring& message) {
-  PrintMessage(message);
-  throw CLI::RuntimeError(WideToUtf8(message), exitCode);
+  throw CLI::RuntimeError(PrintableLines(message), exitCode);
 }
 
-void Finish(int exitCode) { throw CLI::RuntimeError(exitCode); }
+void Finish(int exitCode) { throw CLI::RuntimeError("", exitCode); }
 
 std::wstring ToWide(const std::string& argument) { return FromFileName(argument); }
 

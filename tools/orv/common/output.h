@@ -73,7 +73,8 @@ void PrintNote(const std::wstring& message);
 /// Writes what the program uses, if `--verbose` is given.
 void PrintDetail(const std::wstring& message);
 
-/// Ends the running command with a message and an exit code (an `ExitCode`).
+/// Ends the running command with a message and an exit code (an `ExitCode`), by an exception with
+/// both. The program prints the message; other callers put it where their users read it.
 [[noreturn]] void Fail(int exitCode, const std::wstring& message);
 /// Ends the running command with an exit code and without a message.
 [[noreturn]] void Finish(int exitCode);
