@@ -94,8 +94,13 @@ TEST_F(Session, ProcessIdIsUnknownUntilNeededAndAfterTheLastRelease) {
   EXPECT_EQ(id, ownId_);
   ReleaseSessionDataInstance();
 
-  GetSessionDataInstance();  // references count from none again
+  // That released an object without references; they count from none again.
+  GetSessionDataInstance();
+  GetSessionDataInstance();
   ReloadSessionInfo();
+  ReleaseSessionDataInstance();
+  GetSessionProcessId(&id);
+  EXPECT_EQ(id, ownId_);
   EXPECT_EQ(ReleaseSessionDataInstance(), 1U);
   GetSessionProcessId(&id);
   EXPECT_EQ(id, 122U);
