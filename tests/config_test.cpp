@@ -765,6 +765,10 @@ TEST_F(ConfigLoad, SaysWhyTheSpoolerDoesNotDescribeThePrinter) {
             L"ERR The spooler does not describe the printer: the handle is not valid (system "
             L"error 6)\nERR The file " +
                 path + L" does not exist\nERR Unable to load the config file " + path + L"\n");
+  EXPECT_EQ(
+      orv::LoadFailureText(orv::LoadPrinterConfig(closed, nullptr, &client)),
+      L"the file cannot be read: the spooler does not describe the printer: the handle is not "
+      L"valid (system error 6)");
 }
 
 TEST(ConfigParse, FailsCleanlyWhereverATextIsCut) {

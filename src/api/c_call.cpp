@@ -16,7 +16,7 @@ constexpr const char* kErrorTexts[] = {
     "not enough memory",
     "not found",
     "the value is of another kind",
-    "the file cannot be read",
+    "the file, the spooler or the settings store cannot be read",
     "the file or the settings store cannot be written",
     "the file is not well-formed XML",
     "the content is invalid",

@@ -11,7 +11,6 @@
 #include "orv/logging/logger.h"
 #include "orv/platform/spooler.h"
 #include "orv/platform/types.h"
-#include "platform/error_text.h"
 
 namespace {
 
@@ -48,7 +47,7 @@ orv::LoadResult UnreadableSpooler(DWORD error, orv::LoadObserver* observer) {
   observer->OnUndescribedPrinter(error);
   orv::LoadResult result;
   result.failure = orv::LoadFailure::kUnreadable;
-  result.detail = orv::DescribeError(static_cast<long>(error));
+  result.detail = orv::UndescribedPrinterText(error);
   return result;
 }
 
@@ -91,7 +90,9 @@ std::int32_t CodeOfSpooler(DWORD error) {
 
 std::wstring LoadFailureText(const LoadResult& result) {
   if (result.failure == LoadFailure::kNone) return {};
-  std::wstring text = Utf8ToWide(orv_error_text(CodeOfLoad(result.failure)));
+  std::wstring text = result.failure == LoadFailure::kUnreadable
+                          ? L"the file cannot be read"
+                          : Utf8ToWide(orv_error_text(CodeOfLoad(result.failure)));
   if (!result.detail.empty()) text += L": " + result.detail;
   return text;
 }

@@ -11,7 +11,9 @@
 #include "orv/config/config.h"
 #include "orv/config/config_parser.h"
 #include "orv/platform/spooler.h"
+#include "orv/platform/types.h"
 #include "orv/xml/markup.h"
+#include "platform/error_text.h"
 #include "platform/files.h"
 #include "platform/letter_case.h"
 #include "platform/reused_objects.h"
@@ -156,11 +158,16 @@ LoadResult LoadPrinterConfig(HANDLE printer, ConfigsCache* cache, CLoggerClient*
   static ReusedObjects<LastPrinter> printers;
   const ReusedObjects<LastPrinter>::Use used(&printers);
   auto& [facts, last] = *used;
-  if (!GetPrinterFacts(printer, &facts)) observer->OnUndescribedPrinter(GetLastError());
+  std::wstring problem;
+  if (!GetPrinterFacts(printer, &facts)) {
+    const DWORD error = GetLastError();
+    observer->OnUndescribedPrinter(error);
+    problem = UndescribedPrinterText(error);
+  }
   static const std::wstring kNoFolder;
   const std::wstring& folder = client != nullptr ? client->m_stModuleFolder : kNoFolder;
   if (last.folder != folder || last.driverName != facts.driverName) {
-    // Without a folder the path stays empty, and the load fails with it.
+    // Without a folder the path stays empty, and the load fails.
     PrinterPath made{folder, facts.driverName, {}};
     if (!folder.empty()) {
       made.path = folder + kPathSeparator + ConfigFileName(facts.driverName).substr(0, kMaxName);
@@ -169,7 +176,16 @@ LoadResult LoadPrinterConfig(HANDLE printer, ConfigsCache* cache, CLoggerClient*
   }
   LoadResult result = LoadConfigFile(last.path, cache, client, observer);
   result.path = last.path;
+  // That there is no such file is not the reason then.
+  if (problem.empty() && folder.empty()) problem = L"the folder of the file is not known";
+  if (result.failure == LoadFailure::kUnreadable && !problem.empty()) {
+    result.detail = std::move(problem);
+  }
   return result;
+}
+
+std::wstring UndescribedPrinterText(DWORD error) {
+  return L"the spooler does not describe the printer: " + DescribeError(static_cast<long>(error));
 }
 
 }  // namespace orv

@@ -44,6 +44,8 @@ LoadResult LoadConfigFile(const std::wstring& path, ConfigsCache* cache, CLogger
 LoadResult LoadPrinterConfig(HANDLE printer, ConfigsCache* cache, CLoggerClient* client,
                              LoadObserver* observer);
 
+/// Why a printer's file is not known: the spooler's error.
+std::wstring UndescribedPrinterText(DWORD error);
 /// Whether a handle can belong to a printer.
 bool IsPrinterHandle(HANDLE printer);
 /// The name, without folder, of the configuration file for a driver.

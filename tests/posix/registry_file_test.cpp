@@ -460,14 +460,14 @@ TEST_F(RegistryFileTest, AMergeSaysThatTheItemsCannotBeRead) {
     EXPECT_EQ(out.dmPaperWidth, 500);
     // A program that has only the printer's name gets the reason, too.
     orv_config* config = nullptr;
-    std::array<std::uint16_t, 100> reason{};
+    std::array<std::uint16_t, 150> reason{};
     std::uint32_t length = 0;
     EXPECT_EQ(orv_config_load_printer(kPrinterInC, std::size(kPrinterInC), nullptr, &config,
                                       reason.data(), reason.size(), &length),
               ORV_ERROR_UNREADABLE);
     const std::wstring damaged = L": the settings store is damaged (system error 1009)";
     EXPECT_EQ(std::wstring(reason.begin(), reason.begin() + length),
-              L"the file cannot be read" + damaged);
+              L"the file cannot be read: the spooler does not describe the printer" + damaged);
     const std::vector<std::wstring> messages = log.TakeMessages();
     ASSERT_FALSE(messages.empty());
     EXPECT_EQ(messages.front(), L"The spooler does not describe the printer" + damaged);

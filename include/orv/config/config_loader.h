@@ -25,8 +25,8 @@ namespace orv {
 enum class LoadFailure {
   kNone,
   kInvalidPrinter,  ///< a null handle or `INVALID_HANDLE_VALUE`
-  kUnreadable,      ///< no such file, an empty one, or one that cannot be decrypted; in the C
-                    ///< interface also a spooler that cannot be read
+  kUnreadable,      ///< no such file, an empty one, or one that cannot be decrypted; also a spooler
+                    ///< that cannot be read
   kOutOfMemory,     ///< memory ran out while the file was read or decrypted
   kMalformed,       ///< not well-formed XML
   kInvalid,         ///< a section is missing or wrong
