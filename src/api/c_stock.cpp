@@ -26,9 +26,11 @@ class StockPlace {
     if (!name_.empty() && !isDescribed) error_ = GetLastError();
   }
 
-  /// `ORV_OK`, or the error code if the printer cannot be used.
+  /// `ORV_OK`, or the error code if the printer cannot be used or the store cannot be read.
   std::int32_t Code() const {
-    return error_ == ERROR_SUCCESS ? std::int32_t{ORV_OK} : orv::CodeOfSpooler(error_);
+    if (error_ != ERROR_SUCCESS) return orv::CodeOfSpooler(error_);
+    HKEY hive = nullptr;
+    return orv::StockItemsHive(Path(), &hive) == ERROR_SUCCESS ? ORV_OK : ORV_ERROR_UNREADABLE;
   }
   std::wstring Path() const {
     if (name_.empty()) return orv::kCommonStockItemsPath;

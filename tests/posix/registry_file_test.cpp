@@ -212,13 +212,16 @@ constexpr char kMachineFile[] = "machine.sqlite";
 /// The printer's name in the C interface.
 constexpr std::uint16_t kPrinterInC[] = {'L', 'a', 'b', 'e', 'l', ' ', '1'};
 
-/// What the functions of the C interface that ask the spooler for the printer return.
+/// What functions of the C interface return that ask the spooler for the printer, or look for a
+/// common item.
 std::vector<std::int32_t> ResultsInC() {
   constexpr auto kSize = static_cast<std::uint32_t>(std::size(kPrinterInC));
+  constexpr std::uint8_t kGuid[16] = {1};
   std::uint32_t count = 0;
   void* printer = nullptr;
   orv_config* config = nullptr;
-  return {orv_stock_list(kPrinterInC, kSize, nullptr, nullptr, 0, &count),
+  return {orv_stock_remove(nullptr, 0, kGuid),
+          orv_stock_list(kPrinterInC, kSize, nullptr, nullptr, 0, &count),
           orv_printer_open(kPrinterInC, kSize, &printer),
           orv_config_load_printer(kPrinterInC, kSize, nullptr, &config, nullptr, 0, nullptr)};
 }
@@ -369,9 +372,9 @@ TEST_F(RegistryFileTest, AnUnreadableStoreIsNeverAnEmptyOne) {
         if (reader.file != name) continue;
         EXPECT_EQ(reader.read(), damage.error);
       }
-      EXPECT_EQ(ResultsInC(), std::vector<std::int32_t>(3, ORV_ERROR_UNREADABLE)) << damage.name;
+      EXPECT_EQ(ResultsInC(), std::vector<std::int32_t>(4, ORV_ERROR_UNREADABLE)) << damage.name;
       std::filesystem::remove_all(folder_.path() / "store");
-      EXPECT_EQ(ResultsInC(), std::vector<std::int32_t>(3, ORV_ERROR_NOT_FOUND));
+      EXPECT_EQ(ResultsInC(), std::vector<std::int32_t>(4, ORV_ERROR_NOT_FOUND));
       for (const Reader& reader : kReaders) {
         EXPECT_NE(reader.read(), damage.error) << reader.name << " has kept the failure";
       }
