@@ -398,7 +398,7 @@ static void PassNull(void) {
   const orv_image image = Image(ORV_FORMAT_BGR24, page);
   orv_image wrong = image;
   orv_config* loaded = NULL;
-  uint16_t units[4] = {0};
+  uint16_t units[4] = {'u'}; /* a NUL would be refused for itself */
   uint32_t n = 0;
   uint8_t digest[32];
   int32_t bounds[4];
@@ -453,6 +453,9 @@ static void PassNull(void) {
   REFUSES(orv_page_dither(&wrong, ORV_DITHER_NONE, 0, 0));
   wrong = image;
   wrong.width = 0;
+  REFUSES(orv_page_dither(&wrong, ORV_DITHER_NONE, 0, 0));
+  wrong = image;
+  wrong.unused = 1;
   REFUSES(orv_page_dither(&wrong, ORV_DITHER_NONE, 0, 0));
   REFUSES(orv_page_to_one_bit(&image, &image));
   REFUSES(orv_page_bounds(&image, bounds));
