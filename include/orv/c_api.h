@@ -114,16 +114,17 @@ enum {
   ORV_LOG_TRACE = 8,    ///< each step
 };
 
-/// Starts logging under the name `module`. The configuration files of printers are in `folder`,
-/// which may be empty. Close `*log` with `orv_log_close`. Opening and closing logs must not run
-/// concurrently.
+/// Starts logging under the name `module`. The configuration files of printers are in `folder`.
+/// Both may be empty. Close `*log` with `orv_log_close`. Opening and closing logs must not run
+/// concurrently. While none is open, opening one reads the log settings, and no other function of
+/// the library may run meanwhile.
 ORV_C_API int32_t ORV_C_CALL orv_log_open(const uint16_t* module, uint32_t module_length,
                                           const uint16_t* folder, uint32_t folder_length,
                                           orv_log** log);
 
-/// Writes an entry if the log settings enable its level (`ORV_LOG_...`) or its source, which may be
-/// empty. `log` may be null: the entry then has no module. An entry that cannot be written to the
-/// disk is dropped without an error.
+/// Writes an entry if the log settings enable its level (`ORV_LOG_...`) or its source. The message
+/// and the source may be empty. `log` may be null: the entry then has no module. An entry that
+/// cannot be written to the disk is dropped without an error.
 ORV_C_API int32_t ORV_C_CALL orv_log_write(orv_log* log, int32_t level, const uint16_t* message,
                                            uint32_t message_length, const uint16_t* source,
                                            uint32_t source_length);

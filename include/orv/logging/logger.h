@@ -45,9 +45,9 @@ class ORV_EXPORT CLoggerClient {
 
 /// Writes log entries, each one tab-separated line, to the debugger output, to a daily file, or
 /// both. The registry settings that decide are read when the first client starts logging. Any
-/// thread may log; `StartLogging` and `StopLogging` must not run concurrently. Logging never fails
-/// its caller: an entry is dropped when memory or disk space runs out. A null client is allowed
-/// everywhere.
+/// thread may log, but not during the first start; `StartLogging` and `StopLogging` must not run
+/// concurrently. Logging never fails its caller: an entry is dropped when memory or disk space runs
+/// out. A null client is allowed everywhere.
 class ORV_EXPORT CLogger {
  public:
   /// Adds a client. The first one reads the settings and writes the start lines.
