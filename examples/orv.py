@@ -16,7 +16,7 @@ import sys
 RECORD_SIZE = 2688
 PUBLIC_RECORD_SIZE = 220
 BGR24, BIT1 = 1, 2
-ERROR_BUFFER = 2
+ERROR_ARGUMENT, ERROR_BUFFER = 1, 2
 NONE, FLOYD_STEINBERG, SIERRA_LITE, MATRIX4, MATRIX8, MATRIX16 = range(6)
 
 _DEFAULT_NAME = "orv_shared.dll" if sys.platform == "win32" else "liborv_shared.so.0"
@@ -43,6 +43,13 @@ def _text(text):
     """The two arguments of a text: its UTF-16 units, and their number."""
     units = text.encode("utf-16-le", "surrogatepass")
     return units, ctypes.c_uint32(len(units) // 2)
+
+
+def _bytes(content):
+    """The two arguments of bytes; ctypes would cut a larger number of them."""
+    if len(content) > 0xFFFFFFFF:
+        raise Error(ERROR_ARGUMENT, "4 GiB or more")
+    return content, ctypes.c_uint32(len(content))
 
 
 def _sized(name, *arguments, element=ctypes.c_uint16):
@@ -280,11 +287,11 @@ def one_bit(pixels, width, height):
 
 def encrypt(plain):
     """The protected form of bytes. Each call makes another one, of the same length."""
-    return _sized("orv_encrypt", plain, len(plain), element=ctypes.c_char)
+    return _sized("orv_encrypt", *_bytes(plain), element=ctypes.c_char)
 
 
 def decrypt(protected):
-    return _sized("orv_decrypt", protected, len(protected), element=ctypes.c_char)
+    return _sized("orv_decrypt", *_bytes(protected), element=ctypes.c_char)
 
 
 def encrypt_file(source, target):
@@ -298,7 +305,7 @@ def decrypt_file(source, target):
 def digest(content):
     """The SHA-256 digest of bytes."""
     result = ctypes.create_string_buffer(32)
-    _call("orv_hash", content, len(content), result)
+    _call("orv_hash", *_bytes(content), result)
     return result.raw
 
 
