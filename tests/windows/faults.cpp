@@ -12,6 +12,7 @@
 #include <cstdlib>
 
 #include "orv/platform/graphics.h"
+#include "tests/windows/handles.h"
 
 /// The functions of Windows that may fail. A program calls them through pointers that the system
 /// sets when it loads the program; here each pointer is replaced by one to a function that fails
@@ -170,11 +171,7 @@ void SetClock(const Time* time) {
 
 void* Allocate(std::size_t size) { return Fails(Kind::kAllocation) ? nullptr : std::malloc(size); }
 
-long OpenFiles() {
-  DWORD handles = 0;
-  GetProcessHandleCount(GetCurrentProcess(), &handles);
-  return static_cast<long>(handles);
-}
+long OpenFiles() { return OpenHandles(); }
 
 long FilesNotRemoved() { return filesNotRemoved; }
 

@@ -18,6 +18,7 @@
 
 #include "orv/devmode/devmode.h"
 #include "tests/library_loader.h"
+#include "tests/windows/handles.h"
 
 namespace {
 
@@ -43,9 +44,7 @@ long UsedTlsIndexes() {
 Usage Measure() {
   Usage usage;
   usage.tlsIndexes = UsedTlsIndexes();
-  DWORD handles = 0;
-  GetProcessHandleCount(GetCurrentProcess(), &handles);
-  usage.handles = static_cast<long>(handles);
+  usage.handles = orv::test::OpenHandles();
   HANDLE heaps[64];
   const DWORD count = GetProcessHeaps(64, heaps);
   for (DWORD i = 0; i < count && i < 64; ++i) {
