@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "orv/platform/graphics.h"
-#include "orv/text/utf8.h"
 #include "orv/version.h"
+#include "platform/files.h"
 #include "platform/modules.h"
 #include "platform/posix/user_folder.h"
 #include "tools/printer_app/driver.h"
@@ -148,7 +148,7 @@ int Run(int argc, char** argv) {
   // PAPPL's commands start a server by this path, and do not search it.
   std::wstring program;
   GetModulePath(nullptr, &program);
-  std::string path = ToUtf8(program);
+  std::string path = ToPath(program).string();
   argv[0] = path.data();
   return papplMainloop(argc, argv, ORV_VERSION, nullptr, static_cast<int>(application.list.size()),
                        application.list.data(), nullptr, DescribeDriver, nullptr, nullptr,
