@@ -10,6 +10,7 @@
 
 #include "orv/platform/graphics.h"
 #include "orv/text/utf8.h"
+#include "platform/files.h"
 #include "platform/modules.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/doctor/checks.h"
@@ -44,21 +45,21 @@ std::string PictureOf(PrintedLabel* label) {
   return tool::PngOf(tool::DrawView(pixels, all, 1, dpi, false).Take().get(), dpi);
 }
 
+/// Text of a client or a file: control characters, which HTML does not allow, as escapes.
+std::string Shown(const std::string& text) { return tool::Printable(FromUtf8(text)); }
+
 void AddRow(pappl_client_t* client, const char* title, const std::string& text) {
-  papplClientHTMLPrintf(client, "<tr><th>%s</th><td>%s</td></tr>\n", title, text.c_str());
+  papplClientHTMLPrintf(client,
+                        "<tr><th scope=\"row\">%s</th><td style=\"overflow-wrap: anywhere\">%s</td>"
+                        "</tr>\n",
+                        title, Shown(text).c_str());
 }
 
 /// A row with the scores of a plane, compared with what was dithered to it.
 void AddScores(pappl_client_t* client, const char* plane, Bitmap* source, Bitmap* dots) {
   const tool::Legibility scores = tool::LegibilityMeter(source).Measure(dots);
-  std::wstring codes =
-      tool::CountText(static_cast<std::int64_t>(scores.codes.size()), L"bar code") + L", " +
-      tool::CountText(scores.Failed(), L"does not scan", L"do not scan");
-  if (!scores.unmeasured.empty()) {
-    codes += L", " + tool::CountText(static_cast<std::int64_t>(scores.unmeasured.size()),
-                                     L"more is not measured", L"more are not measured");
-  }
-  AddRow(client, plane, tool::ScoresText(scores) + " (0 is best), " + ToUtf8(codes));
+  AddRow(client, plane,
+         tool::ScoresText(scores) + " (0 is best); bar codes: " + ToUtf8(tool::CodesText(scores)));
 }
 
 void AddAllScores(pappl_client_t* client, PrintedLabel* label) {
@@ -73,28 +74,29 @@ void AddAllScores(pappl_client_t* client, PrintedLabel* label) {
   AddScores(client, "Highlight", sources.highlight.get(), highlight.get());
 }
 
-/// What the doctor command prints about a printer.
+/// What the doctor command prints about a printer, and why it fails.
 std::string DoctorText(const std::string& printer) {
   std::wstring program;
   GetModulePath(nullptr, &program);
   std::string command;
-  for (const std::string& word : {ToUtf8(program), std::string(kDoctorCommand), printer}) {
+  for (const std::string& word : {ToPath(program).string(), std::string(kDoctorCommand), printer}) {
     command += "'";
     for (const char letter : word) command += letter == '\'' ? "'\\''" : std::string(1, letter);
     command += "' ";
   }
+  // It returns 1 if it finds an error.
+  command += "2>&1 || test $? -eq 1 || echo 'The checks were not completed.'";
   const std::unique_ptr<FILE, int (*)(FILE*)> output(popen(command.c_str(), "r"), pclose);
+  if (output == nullptr) return "The checks cannot be run: " + ToUtf8(FileErrorText());
   std::string text;
   std::array<char, 4096> part;
-  while (output != nullptr && fgets(part.data(), part.size(), output.get()) != nullptr) {
-    text += part.data();
-  }
+  while (fgets(part.data(), part.size(), output.get()) != nullptr) text += part.data();
   return text;
 }
 
 void WriteLabel(pappl_client_t* client, PrintedLabel* label) {
   const JobRecord& job = *label->job;
-  papplClientHTMLPrintf(client, "<p>Job %d: %s</p>\n", job.id, job.name.c_str());
+  papplClientHTMLPrintf(client, "<p>Job %d: %s</p>\n", job.id, Shown(job.name).c_str());
   papplClientHTMLPuts(client,
                       "<p><img src=\"label.png\" alt=\"the label with rulers in millimetres\" "
                       "style=\"max-width: 100%; height: auto\"></p>\n");
@@ -126,20 +128,21 @@ bool ShowPage(pappl_client_t* client, void*) {
   return Answer(client, [&](const Queue& queue, PrintedLabel* label) {
     const std::string checks = DoctorText(queue.printer);
     if (!papplClientRespond(client, HTTP_STATUS_OK, nullptr, "text/html", 0, 0)) return false;
-    papplClientHTMLHeader(client, "Last Label", 0);
+    const std::string name = Shown(queue.printer);
+    papplClientHTMLHeader(client, ("Last Label - " + name).c_str(), 0);
     papplClientHTMLPrintf(client,
+                          "<div class=\"content\" lang=\"en\" style=\"overflow-wrap: break-word\">"
                           "<div class=\"row\"><div class=\"col-12\">\n"
                           "<h1 class=\"title\"><a href=\"./\">%s</a>: Last Label</h1>\n",
-                          queue.printer.c_str());
+                          name.c_str());
     if (label != nullptr) {
       WriteLabel(client, label);
     } else {
       papplClientHTMLPuts(client, "<p>No label was printed since the server started.</p>\n");
     }
-    papplClientHTMLPuts(
-        client, "<h2>Checks</h2><pre style=\"white-space: pre-wrap; overflow-wrap: anywhere\">");
-    papplClientHTMLEscape(client, checks.c_str(), 0);
-    papplClientHTMLPuts(client, "</pre></div></div>\n");
+    papplClientHTMLPuts(client, "<h2>Checks</h2><pre>");
+    papplClientHTMLEscape(client, tool::PrintableLines(FromUtf8(checks)).c_str(), 0);
+    papplClientHTMLPuts(client, "</pre></div></div></div>\n");
     papplClientHTMLFooter(client);
     return true;
   });
@@ -186,7 +189,7 @@ int PrintDoctor(const char* printerName) {
     return isWell ? 0 : 1;
   } catch (const std::exception& error) {
     std::printf("%s\n", error.what());
-    return 1;
+    return 3;
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
 #include <vector>
 
 #include "base/utf8.h"
@@ -297,6 +298,24 @@ Legibility LegibilityMeter::Measure(Bitmap* plane) const {
 std::string ScoresText(const Legibility& legibility) {
   return WideToUtf8(Format(L"bars %.1f lines %.1f tone %.1f", legibility.BarScore(),
                            legibility.LineScore(), legibility.ToneScore()));
+}
+
+std::wstring CodesText(const Legibility& legibility) {
+  const auto measured = static_cast<int>(legibility.codes.size());
+  const auto unmeasured = static_cast<int>(legibility.unmeasured.size());
+  if (measured + unmeasured == 0) return L"none";
+  std::wstring text = Format(L"%d found", measured + unmeasured);
+  if (unmeasured > 0) text += Format(L", %d not measured", unmeasured);
+  if (measured == 0) return text;
+  const auto failed = static_cast<int>(legibility.Failed());
+  const wchar_t* const verb = failed == 1 ? L"does" : L"do";
+  if (unmeasured == 0) {
+    return text + (failed == 0 ? L", all of them scan"
+                               : Format(L", %d of them %ls not scan", failed, verb));
+  }
+  if (failed > 0)
+    return text + Format(L", %d of the other %d %ls not scan", failed, measured, verb);
+  return text + (measured == 1 ? L", the other one scans" : L", the others scan");
 }
 
 }  // namespace orv::tool

@@ -104,5 +104,7 @@ class LegibilityMeter {
 
 /// The scores as a caption.
 std::string ScoresText(const Legibility& legibility);
+/// How many bar codes were found, and how many of them do not scan.
+std::wstring CodesText(const Legibility& legibility);
 
 }  // namespace orv::tool

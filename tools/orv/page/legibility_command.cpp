@@ -145,24 +145,6 @@ void AddToJson(JsonWriter* json, const PageOptions& options, const Legibility& l
   json->Member("loss", legibility.Loss());
 }
 
-std::wstring CodesText(const Legibility& legibility) {
-  const auto measured = static_cast<int>(legibility.codes.size());
-  const auto unmeasured = static_cast<int>(legibility.unmeasured.size());
-  if (measured + unmeasured == 0) return L"none";
-  std::wstring text = Format(L"%d found", measured + unmeasured);
-  if (unmeasured > 0) text += Format(L", %d not measured", unmeasured);
-  if (measured == 0) return text;
-  const auto failed = static_cast<int>(legibility.Failed());
-  const wchar_t* const verb = failed == 1 ? L"does" : L"do";
-  if (unmeasured == 0) {
-    return text + (failed == 0 ? L", all of them scan"
-                               : Format(L", %d of them %ls not scan", failed, verb));
-  }
-  if (failed > 0)
-    return text + Format(L", %d of the other %d %ls not scan", failed, measured, verb);
-  return text + (measured == 1 ? L", the other one scans" : L", the others scan");
-}
-
 /// Adds lines about the bars of all bar codes.
 void AddBars(Report* report, const PageOptions& options, const Legibility& legibility) {
   report->Line(L"bar codes", CodesText(legibility));
