@@ -119,7 +119,7 @@ def main():
     jobs = int(jobs)
     with tempfile.TemporaryDirectory() as folder:
         os.chdir(folder)
-        for variable in ("HOME", "TMPDIR", "SNAP_COMMON", "ORV_REGISTRY_DIR", "ORV_CONFIG_DIR"):
+        for variable in ("HOME", "TMPDIR", "SNAP_COMMON", "XDG_DATA_HOME", "ORV_REGISTRY_DIR", "ORV_CONFIG_DIR"):
             os.environ[variable] = folder
         pathlib.Path("print.test").write_text(PRINT)
         page = Image.open(examples + "/label_page.png")

@@ -263,7 +263,8 @@ def time_to_progress(command):
                 first = time.perf_counter() - start
     except OSError:
         pass  # the end of the output
-    process.wait()
+    if process.wait() != 0:
+        sys.exit(f"report.py: {command} does not work")
     return first, time.perf_counter() - start
 
 
@@ -328,8 +329,8 @@ def page_commands(build, quick):
              "Image.open(sys.argv[1]).convert('L').convert('1').save(sys.argv[2], compress_level=1)", page, black],
             repetitions), None)
         yield ("orv page dither, whole process", dither, "Netpbm", run_command(
-            ["sh", "-c", f"pngtopnm {page} | ppmtopgm | pamditherbw -floyd | pamtopnm | pnmtopng -compression=1"],
-            repetitions), None)
+            ["bash", "-c", 'set -o pipefail; pngtopnm "$1" | ppmtopgm | pamditherbw -floyd | pamtopnm | '
+             'pnmtopng -compression=1 >"$2"', "bash", page, black], repetitions), None)
         own = peak_bytes([orv, "--version"])
         for name, command, goal in (("dither", dither_command, "4 bytes"), ("split", split_command, "5 bytes")):
             peak = peak_bytes(command)
