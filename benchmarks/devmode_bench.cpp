@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -114,24 +115,30 @@ std::vector<StockItem> Items(std::int64_t count) {
 /// Creates stock items of the printer and removes them when destroyed.
 class StoredItems {
  public:
-  explicit StoredItems(std::int64_t count) { orv::ImportStockItems(path_, Items(count), nullptr); }
+  explicit StoredItems(std::int64_t count) {
+    if (orv::ImportStockItems(path_, Items(count), nullptr) != ERROR_SUCCESS) {
+      throw std::runtime_error("cannot store the items");
+    }
+  }
   ~StoredItems() { orv::DeleteRegistryTree(HKEY_CURRENT_USER, path_); }
 
  private:
   const std::wstring path_ = orv::StockItemsPath(kPrinter, kDriver);
 };
 
-/// A complete merge through the entry point, including the printer's stock items, which an earlier
-/// one has read.
+/// A complete merge through the entry point.
+void Merge(benchmark::State& state, Setup& setup, OEMDMPARAM* param) {
+  if (hrOEMDevMode(&setup.client, setup.cache, kPrinter, OEMDM_MERGE, param) != S_OK) {
+    state.SkipWithError("failed");
+  }
+}
+
+/// With the printer's stock items, which an earlier merge has read.
 void BM_EntryPointMerge(benchmark::State& state) {
   Setup& setup = TheSetup();
   const StoredItems items(state.range(0));
-  hrOEMDevMode(&setup.client, setup.cache, kPrinter, OEMDM_MERGE, &setup.param);
-  for (auto _ : state) {
-    if (hrOEMDevMode(&setup.client, setup.cache, kPrinter, OEMDM_MERGE, &setup.param) != S_OK) {
-      state.SkipWithError("failed");
-    }
-  }
+  Merge(state, setup, &setup.param);
+  for (auto _ : state) Merge(state, setup, &setup.param);
 }
 BENCHMARK(BM_EntryPointMerge)
     ->ArgName("items")
@@ -193,8 +200,9 @@ void BM_MergeAfterForeignWrite(benchmark::State& state) {
                  "UPDATE key_values SET data = randomblob(4) WHERE folded = 'DARKNESS' AND key = "
                  "(SELECT max(id) FROM keys)",
                  nullptr, nullptr, nullptr);
+    if (sqlite3_changes(other.get()) != 1) return state.SkipWithError("nothing is written");
     state.ResumeTiming();
-    hrOEMDevMode(&setup.client, setup.cache, kPrinter, OEMDM_MERGE, &setup.param);
+    Merge(state, setup, &setup.param);
   }
 }
 BENCHMARK(BM_MergeAfterForeignWrite);
@@ -211,7 +219,9 @@ void BM_ImportItems(benchmark::State& state) {
   const std::wstring path = orv::StockItemsPath(kPrinter, kDriver);
   const std::vector<StockItem> items = Items(1000);
   for (auto _ : state) {
-    orv::ImportStockItems(path, items, nullptr);
+    if (orv::ImportStockItems(path, items, nullptr) != ERROR_SUCCESS) {
+      return state.SkipWithError("failed");
+    }
     state.PauseTiming();
     orv::DeleteRegistryTree(HKEY_CURRENT_USER, path);
     state.ResumeTiming();
@@ -233,7 +243,7 @@ void BM_LongestMergeDuringAnImport(benchmark::State& state) {
     int ending = -1;
     while (waitpid(writer, &ending, WNOHANG) == 0) {
       const auto start = std::chrono::steady_clock::now();
-      hrOEMDevMode(&setup.client, setup.cache, kPrinter, OEMDM_MERGE, &setup.param);
+      Merge(state, setup, &setup.param);
       longest = std::max<std::chrono::duration<double>>(longest,
                                                         std::chrono::steady_clock::now() - start);
     }
@@ -254,11 +264,7 @@ void BM_EntryPointMergeWithoutApplication(benchmark::State& state) {
   Setup& setup = TheSetup();
   OEMDMPARAM param = setup.param;
   param.pPublicDMIn = nullptr;
-  for (auto _ : state) {
-    if (hrOEMDevMode(&setup.client, setup.cache, kPrinter, OEMDM_MERGE, &param) != S_OK) {
-      state.SkipWithError("failed");
-    }
-  }
+  for (auto _ : state) Merge(state, setup, &param);
 }
 BENCHMARK(BM_EntryPointMergeWithoutApplication);
 
@@ -267,7 +273,9 @@ void BM_CachedConfiguration(benchmark::State& state) {
   Setup& setup = TheSetup();
   Config* config = nullptr;
   for (auto _ : state) {
-    CConfigParser::Load(setup.param.hPrinter, &config, setup.cache, &setup.client);
+    if (!CConfigParser::Load(setup.param.hPrinter, &config, setup.cache, &setup.client)) {
+      state.SkipWithError("not loaded");
+    }
     benchmark::DoNotOptimize(config);
   }
 }

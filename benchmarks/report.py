@@ -136,7 +136,7 @@ ROWS = [
      None, None, "1 ms"),
     ("devmode", "cached Load by printer handle", "BM_CachedConfiguration", None, None, "1.5 us"),
     ("devmode", "import of 1,000 stock items, in memory", "BM_ImportItems", None, None, "0.3 s"),
-    ("devmode", "longest merge during another process's import of 300 stock items",
+    ("devmode", "longest merge during another process's import of 300 stock items, mean of 20 imports",
      "BM_LongestMergeDuringAnImport/iterations:20/manual_time", None, None, "2 s"),
     ("devmode", "merge, everything corrected, log output discarded",
      "BM_EverythingCorrectedAndLoggedToNowhere", None, None, "20 us"),
