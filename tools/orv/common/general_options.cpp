@@ -19,7 +19,7 @@ constexpr EnvironmentVariable kEnvironment[] = {
     {"XDG_STATE_HOME", "The folder that contains the user's folder of logs"},
     {"TMPDIR", "The folder for temporary files, and for logs if no other folder can be used"},
     {"HOME", "The user's own folder, which contains those folders above that are not set"},
-    {"NO_COLOR", "Any value turns colours off, unless --color is given"},
+    {"NO_COLOR", "Turns colours off unless it is empty or --color is given"},
     {"TERM", "Colours need a terminal other than dumb"},
     {"COLUMNS", "The width of the terminal, to which tables are fitted"},
     {"ORV_CPU", "The instruction set to use at most: plain, sse41, avx2 or avx512"},

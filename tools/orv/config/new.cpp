@@ -369,7 +369,7 @@ void AddConfigNewCommand(CLI::App* group) {
                                                "number")
                                   ->allow_extra_args(false)
                                   ->type_name("KIND")
-                                  ->capture_default_str();
+                                  ->default_str("tearOff");
   AddInputFile(command, "--from", &options->from, "Start from this configuration file")
       ->excludes(family);
   command
