@@ -211,8 +211,9 @@ void AddConfigDiffCommand(CLI::App* group) {
       "  orv config diff orv_conf_lx300.xml orv_conf_lx300p.xml\n"
       "  orv config diff --json old/orv_conf_lx300.xml orv_conf_lx300.xml");
   command->callback([options] {
-    const std::vector<Change> changes = Compare(Values(LoadConfig(ToWide(options->before))),
-                                                Values(LoadConfig(ToWide(options->after))));
+    const Config before = LoadConfig(ToWide(options->before));
+    const Config after = LoadConfig(ToWide(options->after));
+    const std::vector<Change> changes = Compare(Values(before), Values(after));
     Print(options->asJson ? AsJson(changes) : AsText(changes));
     if (!changes.empty()) Finish(kFindings);
   });

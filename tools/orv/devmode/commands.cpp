@@ -345,9 +345,9 @@ void AddDiffCommand(CLI::App* group) {
       "  orv devmode diff a.dev b.dev\n"
       "  orv devmode default \"Label 1\" -o - | orv devmode diff - a.dev --json");
   command->callback([options] {
-    const std::vector<Difference> differences =
-        Compare(ReadRecord(options->a, options->record), ReadRecord(options->b, options->record),
-                FormatFor(options->asJson));
+    const tagOEMDEV a = ReadRecord(options->a, options->record);
+    const tagOEMDEV b = ReadRecord(options->b, options->record);
+    const std::vector<Difference> differences = Compare(a, b, FormatFor(options->asJson));
     JsonWriter json;
     Table table({L"FIELD", L"A", L"B"});
     json.BeginArray();
