@@ -103,7 +103,7 @@ void WriteLabel(pappl_client_t* client, PrintedLabel* label) {
   papplClientHTMLPuts(client, "<table class=\"list\">\n");
   AddAllScores(client, label);
   AddRow(client, "Corrections", job.corrections.empty() ? "none" : job.corrections);
-  for (const std::string& problem : job.problems) AddRow(client, "Not used", problem);
+  for (const std::string& problem : job.problems) AddRow(client, "Problem", problem);
   papplClientHTMLPuts(client, "</table>\n");
 }
 
