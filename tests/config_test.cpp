@@ -162,10 +162,10 @@ TEST_F(ConfigLoad, ReturnsWhyAFileDoesNotLoad) {
     const wchar_t* text;
   } kCases[] = {
       {file, kNone, L""},
-      {"", kUnreadable, L"the file cannot be read: the file is empty"},
+      {"", kUnreadable, L"the configuration cannot be read: the file is empty"},
       {file + std::string(10'000'000, ' '), kUnreadable,
-       L"the file cannot be read: larger than 10,000,000 bytes"},
-      {damaged, kUnreadable, L"the file cannot be read: the protected content is damaged"},
+       L"the configuration cannot be read: larger than 10,000,000 bytes"},
+      {damaged, kUnreadable, L"the configuration cannot be read: the protected content is damaged"},
       {"<a>", kMalformed, L"the file is not well-formed XML: "},
       {"<a/>", kInvalid, L"the content is invalid: Root tag <xmlData> was not found!"},
   };
@@ -184,7 +184,7 @@ TEST_F(ConfigLoad, ReturnsWhyAFileDoesNotLoad) {
     cache->Clear();
   }
   EXPECT_EQ(orv::LoadFailureText(orv::LoadConfigFile(folder_.Name(L"none"), nullptr, nullptr)),
-            L"the file cannot be read: no such file or folder");
+            L"the configuration cannot be read: no such file or folder");
   EXPECT_EQ(orv::LoadPrinterConfig(nullptr, nullptr, nullptr).failure, kInvalidPrinter);
 }
 
@@ -765,10 +765,10 @@ TEST_F(ConfigLoad, SaysWhyTheSpoolerDoesNotDescribeThePrinter) {
             L"ERR The spooler does not describe the printer: the handle is not valid (system "
             L"error 6)\nERR The file " +
                 path + L" does not exist\nERR Unable to load the config file " + path + L"\n");
-  EXPECT_EQ(
-      orv::LoadFailureText(orv::LoadPrinterConfig(closed, nullptr, &client)),
-      L"the file cannot be read: the spooler does not describe the printer: the handle is not "
-      L"valid (system error 6)");
+  EXPECT_EQ(orv::LoadFailureText(orv::LoadPrinterConfig(closed, nullptr, &client)),
+            L"the configuration cannot be read: the spooler does not describe the printer: the "
+            L"handle is not "
+            L"valid (system error 6)");
 }
 
 TEST(ConfigParse, FailsCleanlyWhereverATextIsCut) {

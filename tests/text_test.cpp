@@ -73,6 +73,7 @@ TEST(Cpu, TheSystemsFlagsDetermineTheLevel) {
   std::string flags;
   while (!flags.starts_with("flags") && std::getline(file, flags)) {
   }
+  if (!flags.starts_with("flags")) GTEST_SKIP() << "the system does not list the flags";
   flags += ' ';
   const auto hasAll = [&](std::initializer_list<const char*> names) {
     return std::ranges::all_of(names, [&](const char* name) {

@@ -91,7 +91,7 @@ std::int32_t CodeOfSpooler(DWORD error) {
 std::wstring LoadFailureText(const LoadResult& result) {
   if (result.failure == LoadFailure::kNone) return {};
   std::wstring text = result.failure == LoadFailure::kUnreadable
-                          ? L"the file cannot be read"
+                          ? L"the configuration cannot be read"
                           : Utf8ToWide(orv_error_text(CodeOfLoad(result.failure)));
   if (!result.detail.empty()) text += L": " + result.detail;
   return text;

@@ -15,7 +15,7 @@ namespace {
 /// Whether an image has the format, and its rows neither overlap nor exceed the address space.
 bool IsImage(const orv_image* image, std::int32_t format) {
   if (image == nullptr || image->size < sizeof(orv_image) || image->pixels == nullptr) return false;
-  // A field that callers may fill with anything could never get a meaning.
+  // `unused` must be 0, so that a later version can use it.
   if (image->format != format || image->unused != 0) return false;
   if (image->width < 1 || image->width > ORV_MAX_IMAGE_SIDE) return false;
   if (image->height < 1 || image->height > ORV_MAX_IMAGE_SIDE) return false;

@@ -469,8 +469,9 @@ TEST_F(RegistryFileTest, AMergeSaysThatTheItemsCannotBeRead) {
                                       reason.data(), reason.size(), &length),
               ORV_ERROR_UNREADABLE);
     const std::wstring damaged = L": the settings store is damaged (system error 1009)";
-    EXPECT_EQ(std::wstring(reason.begin(), reason.begin() + length),
-              L"the file cannot be read: the spooler does not describe the printer" + damaged);
+    EXPECT_EQ(
+        std::wstring(reason.begin(), reason.begin() + length),
+        L"the configuration cannot be read: the spooler does not describe the printer" + damaged);
     const std::vector<std::wstring> messages = log.TakeMessages();
     ASSERT_FALSE(messages.empty());
     EXPECT_EQ(messages.front(), L"The spooler does not describe the printer" + damaged);

@@ -186,10 +186,10 @@ int PrintDoctor(const char* printerName) {
                   ToUtf8(row.check).c_str(), ToUtf8(row.finding).c_str());
       if (!row.advice.empty()) std::printf("  -> %s\n", ToUtf8(row.advice).c_str());
     }
-    return isWell ? 0 : 1;
+    return isWell ? tool::kDone : tool::kFindings;
   } catch (const std::exception& error) {
     std::printf("%s\n", error.what());
-    return 3;
+    return tool::kUnreadable;
   }
 }
 

@@ -52,8 +52,8 @@ ORV_EXPORT LoadResult LoadConfigFile(const std::wstring& path, ConfigsCache* cac
 /// client's module.
 ORV_EXPORT LoadResult LoadPrinterConfig(HANDLE printer, ConfigsCache* cache, CLoggerClient* client);
 
-/// Describes a failure in English for people, without the path, such as "the file cannot be read:
-/// no such file or folder"; empty if there is none.
+/// Describes a failure in English for people, without the path, such as "the configuration cannot
+/// be read: no such file or folder"; empty if there is none.
 ORV_EXPORT std::wstring LoadFailureText(const LoadResult& result);
 
 }  // namespace orv

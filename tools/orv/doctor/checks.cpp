@@ -446,6 +446,7 @@ void RunAll(Subject subject, const Examined& examined, std::vector<CheckRow>* ro
 void LookAt(const PrinterFacts& printer, Examined* examined) {
   examined->printer = printer;
   examined->configPath.clear();
+  examined->configProblem.clear();
   examined->configText.reset();
   examined->config.reset();
   const std::wstring file = ConfigFileName(printer.driverName);
