@@ -638,6 +638,11 @@ std::string ReplyTo(const std::string& line) {
 
 }  // namespace
 
+#ifdef ORV_SANITIZED
+/// The C library keeps the value of LOCPATH until the process ends.
+extern "C" const char* __lsan_default_suppressions() { return "leak:argz_add_sep"; }
+#endif
+
 int main() {
   // The results must not depend on the locale.
   std::setlocale(LC_ALL, "");

@@ -1,7 +1,6 @@
 #include "tools/printer_app/web.h"
 
 #include <array>
-#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <memory>
