@@ -730,7 +730,7 @@ TEST_F(RequestFaults, CleansUpSessions) {
            answer = 7;
          },
          [&] { return EndingOf(GetSessionReadUDS(&answer, L"Label 1", L"driver") == 1); },
-         [&](Ending, bool) { return answer <= 1 ? "" : "there is no answer"; }});
+         [&](Ending, bool) { return answer <= 1 ? "" : "the answer is missing"; }});
 }
 
 TEST_F(RequestFaults, SavesASessionOrSaysThatItCannot) {

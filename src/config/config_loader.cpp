@@ -176,7 +176,7 @@ LoadResult LoadPrinterConfig(HANDLE printer, ConfigsCache* cache, CLoggerClient*
   }
   LoadResult result = LoadConfigFile(last.path, cache, client, observer);
   result.path = last.path;
-  // Then the cause is not that there is no such file.
+  // Without a printer or a folder, a missing file is not the cause.
   if (problem.empty() && folder.empty()) problem = L"the folder of the file is not known";
   if (result.failure == LoadFailure::kUnreadable && !problem.empty()) {
     result.detail = std::move(problem);
