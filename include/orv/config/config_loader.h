@@ -53,7 +53,7 @@ ORV_EXPORT LoadResult LoadConfigFile(const std::wstring& path, ConfigsCache* cac
 ORV_EXPORT LoadResult LoadPrinterConfig(HANDLE printer, ConfigsCache* cache, CLoggerClient* client);
 
 /// Describes a failure in English for people, without the path, such as "the configuration cannot
-/// be read: no such file or folder"; empty if there is none.
+/// be read: no such file or folder"; empty if nothing failed.
 ORV_EXPORT std::wstring LoadFailureText(const LoadResult& result);
 
 }  // namespace orv
