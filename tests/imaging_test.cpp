@@ -311,6 +311,12 @@ TEST(BitmapRasterizer, DithersToBitsInBands) {
   const int height = 2 * BandRowsFor(205) + 3;
   const auto page = MakePage(
       205, height, [](int x, int y) { return 0x010203u * static_cast<unsigned>((x + y) % 80); });
+  constexpr int kGreyStride = 208;
+  std::vector<std::uint8_t> greys(static_cast<std::size_t>(kGreyStride * height));
+  for (std::size_t i = 0; i < greys.size(); ++i) greys[i] = static_cast<std::uint8_t>(i * 7 / 3);
+  const auto greyPage = MakePage(205, height, [&](int x, int y) {
+    return 0x010101u * greys[static_cast<std::size_t>(y * kGreyStride + x)];
+  });
   for (int number = 1; number <= 5; ++number) {
     const auto method = static_cast<eBitmapDitherer>(number);
     const BitmapPointer whole(BitmapRasterizer::Dither(page.get(), method, 128));
@@ -324,6 +330,14 @@ TEST(BitmapRasterizer, DithersToBitsInBands) {
                                static_cast<BYTE*>(to.data()->Scan0), to.data()->Stride));
     }
     EXPECT_EQ(BitmapHelper::Are1BPPBitmapsEqual(bits.get(), expected.get()), 1) << method;
+
+    const LockedBits from(greyPage.get(), ImageLockModeRead, PixelFormat24bppRGB);
+    std::vector<std::uint8_t> ofPixels(static_cast<std::size_t>(26 * height));
+    std::vector<std::uint8_t> ofGreys(ofPixels.size());
+    EXPECT_TRUE(DitherToBits(PlaneOf(*from.data()), method, 128, ofPixels.data(), 26));
+    EXPECT_TRUE(DitherToBits(GreyPlane{greys.data(), kGreyStride, 205, height}, method, 128,
+                             ofGreys.data(), 26));
+    EXPECT_EQ(ofGreys, ofPixels) << method;
   }
 }
 

@@ -96,23 +96,38 @@ int BandRowsFor(int width) {
          kBandRows;
 }
 
-BandCopy::BandCopy(const PixelPlane& image) : image_(image), rows_(BandRowsFor(image.width)) {
-  const std::ptrdiff_t stride = RowBytes(image);
-  pixels_.reset(new (std::nothrow) std::uint8_t[static_cast<std::size_t>(stride * rows_)]);
-  band_ = {pixels_.get(), stride, image.width, 0};
+BandCopy::BandCopy(const PixelPlane& image)
+    : BandCopy({image.first, image.stride, image.width, image.height}, false) {}
+
+BandCopy::BandCopy(const GreyPlane& image) : BandCopy(image, true) {}
+
+BandCopy::BandCopy(const GreyPlane& image, bool isGrey)
+    : image_(image), isGrey_(isGrey), rows_(BandRowsFor(image.width)) {
+  band_ = {nullptr, 0, image.width, 0};
+  band_.stride = RowBytes(band_);
+  pixels_.reset(new (std::nothrow) std::uint8_t[static_cast<std::size_t>(band_.stride * rows_)]);
+  band_.first = pixels_.get();
 }
 
 const PixelPlane* BandCopy::Of(int y) {
   if (pixels_ == nullptr) return nullptr;
-  band_.height = image_.Band(y, rows_).height;
-  for (int row = 0; row < band_.height; ++row) {
-    std::memcpy(band_.Row(row), image_.Row(y + row), static_cast<std::size_t>(RowBytes(band_)));
+  band_.height = std::min(rows_, image_.height - y);
+  const std::uint8_t* source = image_.first + y * image_.stride;
+  for (int row = 0; row < band_.height; ++row, source += image_.stride) {
+    if (isGrey_) {
+      ActiveImagingKernels().greyPixels(source, band_.width, band_.Row(row));
+    } else {
+      std::memcpy(band_.Row(row), source, static_cast<std::size_t>(RowBytes(band_)));
+    }
   }
   return &band_;
 }
 
-bool DitherToBits(const PixelPlane& plane, eBitmapDitherer method, int threshold,
-                  std::uint8_t* bits, std::ptrdiff_t stride) {
+namespace {
+
+template <typename Plane>
+bool DitherBands(const Plane& plane, eBitmapDitherer method, int threshold, std::uint8_t* bits,
+                 std::ptrdiff_t stride) {
   DiffusionErrors errors;
   BandCopy copy(plane);
   for (int y = 0; y < plane.height; y += copy.rows()) {
@@ -121,6 +136,18 @@ bool DitherToBits(const PixelPlane& plane, eBitmapDitherer method, int threshold
     ActiveImagingKernels().monochrome(*band, bits + y * stride, stride);
   }
   return true;
+}
+
+}  // namespace
+
+bool DitherToBits(const PixelPlane& plane, eBitmapDitherer method, int threshold,
+                  std::uint8_t* bits, std::ptrdiff_t stride) {
+  return DitherBands(plane, method, threshold, bits, stride);
+}
+
+bool DitherToBits(const GreyPlane& plane, eBitmapDitherer method, int threshold, std::uint8_t* bits,
+                  std::ptrdiff_t stride) {
+  return DitherBands(plane, method, threshold, bits, stride);
 }
 
 std::unique_ptr<Bitmap> DitheredCopy(Bitmap* source, eBitmapDitherer method, int threshold,

@@ -26,13 +26,18 @@ int BandRowsFor(int width);
 class BandCopy {
  public:
   explicit BandCopy(const PixelPlane& image);
+  /// The bands have a pixel for each grey.
+  explicit BandCopy(const GreyPlane& image);
 
   int rows() const { return rows_; }
   /// The pixels of the band that begins at a row; null if there is no memory.
   const PixelPlane* Of(int y);
 
  private:
-  PixelPlane image_;
+  BandCopy(const GreyPlane& image, bool isGrey);
+
+  GreyPlane image_;  ///< or the bytes of its pixels
+  bool isGrey_;
   int rows_;
   std::unique_ptr<std::uint8_t[]> pixels_;
   PixelPlane band_;
@@ -42,6 +47,8 @@ class BandCopy {
 /// row's last byte become 1. False as for `Dither`.
 bool DitherToBits(const PixelPlane& plane, eBitmapDitherer method, int threshold,
                   std::uint8_t* bits, std::ptrdiff_t stride);
+bool DitherToBits(const GreyPlane& plane, eBitmapDitherer method, int threshold, std::uint8_t* bits,
+                  std::ptrdiff_t stride);
 
 /// Dithers a copy of a bitmap, in the bitmap's own format. Null if copying or dithering fails.
 std::unique_ptr<Bitmap> DitheredCopy(Bitmap* source, eBitmapDitherer method, int threshold,

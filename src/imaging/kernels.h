@@ -25,6 +25,14 @@ struct PixelPlane {
   }
 };
 
+/// Greys in memory, a byte for each pixel; 255 is white.
+struct GreyPlane {
+  const std::uint8_t* first;
+  std::ptrdiff_t stride;
+  int width;
+  int height;
+};
+
 /// One-bit pixels in memory, the leftmost in a byte's high bit.
 struct BitPlane {
   const std::uint8_t* first;

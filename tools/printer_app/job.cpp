@@ -57,14 +57,20 @@ constexpr char kUnprintable[] = "The page cannot be printed";
 
 /// The dots of a page.
 tool::Planes PlanesOf(RasterPage* page, const JobRecord& job) {
+  const Color black(0xFF000000);
+  // The merge has corrected the number.
+  const tool::DitherMethod& method = tool::kDitherMethods[job.record.DitheringAlgorithm];
+  const int threshold = static_cast<int>(job.record.GrayTolerance);
+  const std::optional<GreyPlane> greys = page->Greys();
+  if (greys && !job.isTwoColour && method.method != eBitmapDithererNone) {
+    return {tool::DitheredInTwoColours(*greys, method.method, threshold, black), nullptr};
+  }
   const std::unique_ptr<Bitmap> pixels = page->Page();
-  const tool::DitherOptions dither = {
-      .name = tool::kDitherMethods[job.record.DitheringAlgorithm].name,  // which the merge corrects
-      .threshold = static_cast<int>(job.record.GrayTolerance)};
+  const tool::DitherOptions dither = {.name = method.name, .threshold = threshold};
   if (job.isTwoColour) {
     return tool::SplitInTwoColours(pixels.get(), job.colour, job.tolerance, dither);
   }
-  return {tool::DitheredInTwoColours(pixels.get(), dither, Color(0xFF000000)), nullptr};
+  return {tool::DitheredInTwoColours(pixels.get(), dither, black), nullptr};
 }
 
 bool StartJob(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t*) {

@@ -5,20 +5,17 @@
 #include <cstdint>
 #include <cstring>
 #include <iterator>
+#include <new>
 
 #include "imaging/kernels.h"
 
 namespace orv::printer_app {
 namespace {
 
-void ReadWhite(const unsigned char* row, int width, BYTE* pixels) {
-  ActiveImagingKernels().greyPixels(row, width, pixels);
-}
+void ReadWhite(const unsigned char* row, int width, BYTE* greys) { std::copy_n(row, width, greys); }
 
-void ReadInk(const unsigned char* row, int width, BYTE* pixels) {
-  for (const unsigned char* end = row + width; row != end; ++row, pixels += 3) {
-    std::fill_n(pixels, 3, static_cast<BYTE>(255 - *row));
-  }
+void ReadInk(const unsigned char* row, int width, BYTE* greys) {
+  std::transform(row, row + width, greys, [](BYTE ink) { return static_cast<BYTE>(255 - ink); });
 }
 
 /// Reads and writes each pixel as four bytes; the next pixel overwrites the fourth. After the last
@@ -69,12 +66,13 @@ bool RasterPage::Start(const cups_page_header2_t& header, std::string* problem) 
   }
   if (!problem->empty()) return false;
   read_ = form->read;
+  isGrey_ = form->bits == 8;
   width_ = static_cast<int>(width);
   height_ = static_cast<int>(height);
   rows_ = 0;
   resolution_ = {static_cast<double>(header.HWResolution[0]),
                  static_cast<double>(header.HWResolution[1])};
-  const std::size_t stride = (3 * width + 3) / 4 * 4;
+  const std::size_t stride = (form->bits / 8 * width + 3) / 4 * 4;
   stride_ = static_cast<std::ptrdiff_t>(stride);
   // Every row is written before it is read. Filling new memory first takes as long as dithering.
   if (pixels_ == nullptr || capacity_ < stride * height) {
@@ -91,9 +89,23 @@ void RasterPage::SetRow(unsigned y, const unsigned char* row) {
   ++rows_;
 }
 
+std::optional<GreyPlane> RasterPage::Greys() const {
+  if (!isGrey_) return {};
+  return GreyPlane{pixels_.get(), stride_, width_, height_};
+}
+
 std::unique_ptr<Bitmap> RasterPage::Page() {
-  return std::make_unique<Bitmap>(width_, height_, static_cast<INT>(stride_), PixelFormat24bppRGB,
-                                  pixels_.get());
+  if (!isGrey_) {
+    return std::make_unique<Bitmap>(width_, height_, static_cast<INT>(stride_), PixelFormat24bppRGB,
+                                    pixels_.get());
+  }
+  auto page = std::make_unique<Bitmap>(width_, height_, PixelFormat24bppRGB);
+  if (page->GetLastStatus() != Ok) throw std::bad_alloc();
+  const tool::PagePixels pixels(page.get());
+  for (int y = 0; y < height_; ++y) {
+    ActiveImagingKernels().greyPixels(pixels_.get() + y * stride_, width_, pixels.Row(y));
+  }
+  return page;
 }
 
 }  // namespace orv::printer_app

@@ -5,8 +5,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "imaging/kernels.h"
 #include "orv/platform/graphics.h"
 #include "orv/platform/types.h"
 #include "tools/orv/page/pixels.h"
@@ -30,13 +32,16 @@ class RasterPage {
   /// Whether every row has arrived.
   bool IsComplete() const { return rows_ == height_; }
 
-  /// The complete page, in a bitmap that uses these pixels.
+  /// The complete page as greys; nothing if it arrived in colour.
+  std::optional<GreyPlane> Greys() const;
+  /// The complete page in colour. The bitmap may use the pixels of this object.
   std::unique_ptr<Bitmap> Page();
   const tool::Resolution& resolution() const { return resolution_; }
 
  private:
-  std::unique_ptr<BYTE[]> pixels_;  ///< blue, green and red
+  std::unique_ptr<BYTE[]> pixels_;  ///< greys, or blue, green and red
   std::size_t capacity_ = 0;        ///< the size of `pixels_` in bytes
+  bool isGrey_ = false;
   int width_ = 0;
   int height_ = 0;
   int rows_ = 0;  ///< that have arrived

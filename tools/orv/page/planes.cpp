@@ -48,12 +48,30 @@ std::optional<eBitmapDitherer> TwoColourMethod(const DitherOptions& dither, Colo
   return method == eBitmapDithererNone || isWhite ? std::nullopt : method;
 }
 
-/// A page with one bit per pixel of the same size, whose bits are not set.
-PagePointer NewBits(Bitmap* page) {
-  PagePointer bits(BitmapHelper::CreateBitmap(static_cast<INT>(page->GetWidth()),
-                                              static_cast<INT>(page->GetHeight()),
-                                              PixelFormat1bppIndexed));
+/// A page with one bit per pixel, whose bits are not set.
+PagePointer NewBits(int width, int height) {
+  PagePointer bits(BitmapHelper::CreateBitmap(width, height, PixelFormat1bppIndexed));
   if (bits == nullptr) Fail(kUnreadable, L"not enough memory for the page");
+  return bits;
+}
+
+/// The same of the size of another page.
+PagePointer NewBits(Bitmap* page) {
+  return NewBits(static_cast<INT>(page->GetWidth()), static_cast<INT>(page->GetHeight()));
+}
+
+template <typename Plane>
+PagePointer DitheredBits(const Plane& plane, eBitmapDitherer method, int threshold, Color colour) {
+  PagePointer bits = NewBits(plane.width, plane.height);
+  {
+    const LockedBits locked(bits.get(), ImageLockModeWrite, PixelFormat1bppIndexed);
+    if (!locked.IsLocked() ||
+        !DitherToBits(plane, method, threshold, static_cast<std::uint8_t*>(locked.data()->Scan0),
+                      locked.data()->Stride)) {
+      Fail(kUnreadable, L"not enough memory to dither the page");
+    }
+  }
+  ColourBits(bits.get(), colour);
   return bits;
 }
 
@@ -62,18 +80,13 @@ PagePointer NewBits(Bitmap* page) {
 PagePointer DitheredInTwoColours(Bitmap* page, const DitherOptions& dither, Color colour) {
   const std::optional<eBitmapDitherer> method = TwoColourMethod(dither, colour);
   if (!method) return To1Bpp(Dithered(page, dither, colour));
-  PagePointer bits = NewBits(page);
-  {
-    const PagePixels pixels(page);
-    const LockedBits locked(bits.get(), ImageLockModeWrite, PixelFormat1bppIndexed);
-    if (!locked.IsLocked() ||
-        !DitherToBits(PlaneOf(pixels), *method, dither.threshold,
-                      static_cast<std::uint8_t*>(locked.data()->Scan0), locked.data()->Stride)) {
-      Fail(kUnreadable, L"not enough memory to dither the page");
-    }
-  }
-  ColourBits(bits.get(), colour);
-  return bits;
+  const PagePixels pixels(page);
+  return DitheredBits(PlaneOf(pixels), *method, dither.threshold, colour);
+}
+
+PagePointer DitheredInTwoColours(const GreyPlane& greys, eBitmapDitherer method, int threshold,
+                                 Color colour) {
+  return DitheredBits(greys, method, threshold, colour);
 }
 
 Planes SplitInTwoColours(Bitmap* page, Color colour, double tolerance,

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "imaging/kernels.h"
+#include "orv/imaging/bitmap_rasterizer.h"
 #include "orv/platform/graphics.h"
 #include "tools/orv/page/halftone.h"
 #include "tools/orv/page/pixels.h"
@@ -26,6 +28,9 @@ Planes SplitPage(Bitmap* page, Color colour, double tolerance, const DitherOptio
 Planes SplitInTwoColours(Bitmap* page, Color colour, double tolerance, const DitherOptions& dither);
 /// A dithered page in the same form.
 PagePointer DitheredInTwoColours(Bitmap* page, const DitherOptions& dither, Color colour);
+/// The same for greys, by a method of the library other than `eBitmapDithererNone`.
+PagePointer DitheredInTwoColours(const GreyPlane& greys, eBitmapDitherer method, int threshold,
+                                 Color colour);
 
 /// Combines two 24-bit planes as they print: one ink over the other on white paper.
 PagePointer PreviewOf(const Planes& planes);
