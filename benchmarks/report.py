@@ -312,7 +312,7 @@ def page_commands(build, quick):
                            repetitions)
 
         # The same task in ImageMagick: the areas near a colour, both planes dithered. All programs write
-        # one-bit images with zlib's level 1.
+        # one-bit images at the fastest level.
         plane = ["-define", "png:compression-level=1", "-colorspace", "gray", "-dither", "FloydSteinberg", "-monochrome"]
         near = ["-fuzz", "30%", "-fill", "white"]
         split = run_own(split_command, repetitions)

@@ -38,6 +38,7 @@ install(FILES ${PROJECT_BINARY_DIR}/lib/orv_resources.dll DESTINATION ${library_
 
 if(NOT WIN32)
   set(static_packages OpenSSL PNG SQLite3)
+  set(static_libraries deflate)  # those without CMake files
 endif()
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/orv_shared)
 foreach(library IN ITEMS shared static)
@@ -58,7 +59,7 @@ else()
   # With the run path, programs find the library in any folder.
   set(pc_libraries "-lorv_shared -Wl,-rpath,\${libdir}")
   # Also what these libraries need. Requires.private would ask callers of the shared library for them.
-  set(pc_static_libraries "-lcrypto -lpng -lsqlite3 -lz -lm -ldl -pthread")
+  set(pc_static_libraries "-lcrypto -ldeflate -lpng -lsqlite3 -lz -lm -ldl -pthread")
 endif()
 configure_file(cmake/orv_shared.pc.in orv_shared.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/orv_shared.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig

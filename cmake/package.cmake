@@ -96,7 +96,7 @@ set(same "(= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "orv-shared-data (>= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${library_package} ${same}")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS
-    "libpng-dev, libsqlite3-dev, libssl-dev, zlib1g-dev, orv-shared-doc")
+    "libdeflate-dev, libpng-dev, libsqlite3-dev, libssl-dev, zlib1g-dev, orv-shared-doc")
 file(WRITE ${PROJECT_BINARY_DIR}/debian/triggers "activate-noawait ldconfig\n")
 file(WRITE ${PROJECT_BINARY_DIR}/debian/shlibs
      "liborv_shared ${PROJECT_VERSION_MAJOR} ${library_package} (>= ${PROJECT_VERSION})\n")

@@ -1,9 +1,12 @@
+#include <libdeflate.h>
 #include <png.h>
 
 #include <cerrno>
 #include <csetjmp>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -88,6 +91,36 @@ class PngReader {
   int passes_ = 1;
 };
 
+/// The compressed pixels of an image.
+struct ImageData {
+  std::unique_ptr<BYTE[]> bytes;
+  std::size_t size = 0;
+};
+
+/// Compresses an image with one bit per pixel. For dithered planes libdeflate takes half the time
+/// of zlib's fastest level, and the result is smaller. Higher levels save little. False if memory
+/// runs out.
+bool CompressBits(const BitmapData& data, ImageData* result) {
+  const std::unique_ptr<libdeflate_compressor, void (*)(libdeflate_compressor*)> compressor(
+      libdeflate_alloc_compressor(1), &libdeflate_free_compressor);
+  if (compressor == nullptr) return false;
+  const std::size_t rowSize = (std::size_t{data.Width} + 7) / 8;
+  const std::size_t size = (1 + rowSize) * data.Height;
+  const auto rows = std::make_unique_for_overwrite<BYTE[]>(size);
+  BYTE* end = rows.get();
+  const BYTE* row = static_cast<const BYTE*>(data.Scan0);
+  for (UINT y = 0; y < data.Height; ++y, row += data.Stride) {
+    *end++ = PNG_FILTER_VALUE_NONE;
+    std::memcpy(end, row, rowSize);
+    end += rowSize;
+  }
+  const std::size_t capacity = libdeflate_zlib_compress_bound(compressor.get(), size);
+  result->bytes = std::make_unique_for_overwrite<BYTE[]>(capacity);
+  result->size =
+      libdeflate_zlib_compress(compressor.get(), rows.get(), size, result->bytes.get(), capacity);
+  return true;
+}
+
 class PngWriter {
  public:
   explicit PngWriter(std::FILE* file)
@@ -101,19 +134,23 @@ class PngWriter {
 
   bool IsReady() const { return info_ != nullptr; }
 
-  bool Write(const BitmapData& data, int depth, int colourType, const png_color* palette,
-             int paletteSize, const PngResolution* resolution) {
+  /// `compressed` replaces the pixels of `data` unless it is empty.
+  bool Write(const BitmapData& data, const ImageData& compressed, int depth, int colourType,
+             const png_color* palette, int paletteSize, const PngResolution* resolution) {
     if (setjmp(png_jmpbuf(png_)) != 0) return false;
     png_init_io(png_, file_);
     png_set_IHDR(png_, info_, data.Width, data.Height, depth, colourType, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    // A longer search takes three times as long and saves little on a dithered plane.
-    if (depth == 1) png_set_compression_level(png_, 1);
     if (paletteSize > 0) png_set_PLTE(png_, info_, palette, paletteSize);
     if (resolution != nullptr) {
       png_set_pHYs(png_, info_, resolution->x, resolution->y, PNG_RESOLUTION_METER);
     }
     png_write_info(png_, info_);
+    if (compressed.size > 0) {
+      png_write_chunk(png_, kImageData, compressed.bytes.get(), compressed.size);
+      png_write_chunk(png_, kImageEnd, nullptr, 0);
+      return true;
+    }
     png_set_bgr(png_);
     const BYTE* row = static_cast<const BYTE*>(data.Scan0);
     for (UINT y = 0; y < data.Height; ++y, row += data.Stride) png_write_row(png_, row);
@@ -122,6 +159,9 @@ class PngWriter {
   }
 
  private:
+  static constexpr png_byte kImageData[] = {'I', 'D', 'A', 'T'};
+  static constexpr png_byte kImageEnd[] = {'I', 'E', 'N', 'D'};
+
   std::FILE* file_;
   png_structp png_;
   png_infop info_ = nullptr;
@@ -205,13 +245,17 @@ Status Save(Bitmap* bitmap, const Open& open, const PngResolution* resolution) {
       status != Ok) {
     return status;
   }
-  Status status = Win32Error;
-  if (FilePointer file = open(); file != nullptr) {
+  const auto write = [&] {
+    ImageData compressed;
+    if (depth == 1 && !CompressBits(data, &compressed)) return OutOfMemory;
+    FilePointer file = open();
+    if (file == nullptr) return Win32Error;
     PngWriter writer(file.get());
-    const bool isWritten =
-        writer.IsReady() && writer.Write(data, depth, colourType, colours, colourCount, resolution);
-    if (std::fclose(file.release()) == 0 && isWritten) status = Ok;
-  }
+    const bool isWritten = writer.IsReady() && writer.Write(data, compressed, depth, colourType,
+                                                            colours, colourCount, resolution);
+    return std::fclose(file.release()) == 0 && isWritten ? Ok : Win32Error;
+  };
+  const Status status = OrOutOfMemory(OutOfMemory, write);
   bitmap->UnlockBits(&data);
   return status;
 }
