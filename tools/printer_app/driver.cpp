@@ -59,8 +59,9 @@ std::string Keyword(const std::wstring& name) {
       keyword += '-';
     }
   }
+  keyword.resize(std::min<std::size_t>(keyword.size(), 24));
   if (keyword.ends_with('-')) keyword.pop_back();
-  return keyword.substr(0, 24);
+  return keyword;
 }
 
 /// The self-describing name of a size, from thousandths of a millimetre.
@@ -256,15 +257,17 @@ Stock ReadStock(const char* printerName, const Label& label) {
     stock.items.items = {};  // common items alone would have wrong numbers
     return stock;
   }
-  std::map<std::string, int> used = {
-      {kMainRoll, 1}, {kUsualSize, 1}, {kSmallestSize, 1}, {kLargestSize, 1}};
+  std::set<std::string> used = {kMainRoll, kUsualSize, kSmallestSize, kLargestSize};
   int paperSize = kFirstStockPaperSize;
   for (const StockItem& item : stock.items.items) {
     const int number = paperSize++;
     if (item.Disabled != 0 || !Fits(label, item.PaperWidth, item.PaperLength)) continue;
-    std::string keyword = Keyword(item.DisplayName);
-    if (keyword.empty()) keyword = "stock-" + std::to_string(number);
-    if (used[keyword]++ > 0) keyword += "-" + std::to_string(number);
+    std::string base = Keyword(item.DisplayName);
+    if (base.empty()) base = "stock-" + std::to_string(number);
+    std::string keyword = base;
+    for (int suffix = number; !used.insert(keyword).second; ++suffix) {
+      keyword = base + "-" + std::to_string(suffix);
+    }
     stock.media.push_back({keyword, SizeName(keyword, item.PaperWidth, item.PaperLength),
                            Hundredths(item.PaperWidth), Hundredths(item.PaperLength),
                            TrackingOf(static_cast<std::int32_t>(item.SensorType)), number});
@@ -292,7 +295,9 @@ void KeepSettings(const pappl_pr_driver_data_t& old, bool isSameConfig,
   };
   data->darkness_configured = old.darkness_configured;
   data->darkness_default = old.darkness_default;
-  data->color_default = old.color_default & data->color_supported;
+  data->color_default = old.color_default;
+  // PAPPL refuses the data if the configuration no longer offers the mode.
+  if ((old.color_default & data->color_supported) == 0) data->color_default = PAPPL_COLOR_MODE_AUTO;
   data->content_default = old.content_default;
   data->orient_default = old.orient_default;
   data->quality_default = old.quality_default;
