@@ -25,11 +25,16 @@ constexpr Target kTargets[] = {
     {"XmlEdit", &orv::fuzz::XmlEdit},
     {"XmlFile", &orv::fuzz::XmlFile},
     {"XmlStrict", &orv::fuzz::XmlStrict},
+#if defined(ORV_LIBXML2)
+    {"XmlPeer", &orv::fuzz::XmlPeer},
+#endif
     {"XmlEscape", &orv::fuzz::XmlEscape},
     {"Base64", &orv::fuzz::Base64},
     {"ConfigFile", &orv::fuzz::ConfigFile},
+    {"ConfigEdit", &orv::fuzz::ConfigEdit},
     {"ProtectedFile", &orv::fuzz::ProtectedFile},
     {"Record", &orv::fuzz::Record},
+    {"CInterface", &orv::fuzz::CInterface},
     {"Imaging", &orv::fuzz::Imaging},
     {"RegistryFile", &orv::fuzz::RegistryFile},
     {"RecordText", &orv::fuzz::RecordText},

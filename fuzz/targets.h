@@ -22,16 +22,23 @@ void XmlEdit(Input input);
 void XmlFile(Input input);
 /// Checks a text strictly, and that what is written passes.
 void XmlStrict(Input input);
+/// Compares the strict check with libxml2. Needs its development files.
+void XmlPeer(Input input);
 /// Escapes and unescapes text.
 void XmlEscape(Input input);
 /// Encodes bytes as Base64 and decodes the result; also decodes the bytes as Base64.
 void Base64(Input input);
 /// Loads a configuration file with these bytes.
 void ConfigFile(Input input);
+/// Makes mistakes in a configuration file, and compares the checker with the loader, before and
+/// after the checker's corrections.
+void ConfigEdit(Input input);
 /// Runs the checks of protected files on the bytes, and encrypts and decrypts them.
 void ProtectedFile(Input input);
 /// Validates and converts a private record.
 void Record(Input input);
+/// Compares the C interface with the C++ interface: pages, records and configuration files.
+void CInterface(Input input);
 /// Runs every imaging loop on every instruction set and compares the results.
 void Imaging(Input input);
 /// Reads a registry file, writes its values and reads them again.
