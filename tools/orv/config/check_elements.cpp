@@ -35,6 +35,13 @@ std::wstring HomeOf(std::wstring_view key, std::span<const ElementRule> elements
   return {};
 }
 
+/// Whether one of the names is this one.
+template <typename Names>
+bool Contains(const Names& names, std::wstring_view name) {
+  return std::ranges::any_of(
+      names, [name](std::wstring_view each) { return EqualsIgnoringAsciiCase(each, name); });
+}
+
 }  // namespace
 
 void Checker::CheckChildren(std::span<const ElementRule> rules, const std::wstring& parent,
@@ -168,6 +175,11 @@ FoundProperties Checker::CheckProperties(std::span<const PropertyRule> rules, Oc
                                          int offset) {
   FoundProperties found;
   std::vector<bool> seen(rules.size());
+  std::vector<std::wstring> names;  // of properties that exclude others of their names
+  xml_.ResetMainPos();
+  while (occurrence != Occurrence::kMany && xml_.FindElem(L"property")) {
+    names.push_back(xml_.GetAttrib(L"name"));
+  }
   xml_.ResetMainPos();
   while (xml_.FindElem(L"property")) {
     FoundProperty property = PropertyAt(&xml_);
@@ -175,9 +187,9 @@ FoundProperties Checker::CheckProperties(std::span<const PropertyRule> rules, Oc
       return EqualsIgnoringAsciiCase(candidate.key, property.name);
     });
     if (property.name.empty()) {
-      AddMeant(ReportUnnamed(rules, property), property, occurrence, &found);
+      AddMeant(ReportUnnamed(rules, names, property), property, occurrence, &found);
     } else if (rule == rules.end()) {
-      AddMeant(ReportUnknown(rules, property), property, occurrence, &found);
+      AddMeant(ReportUnknown(rules, names, property), property, occurrence, &found);
     } else {
       const std::size_t index = static_cast<std::size_t>(rule - rules.begin());
       if (occurrence != Occurrence::kMany && seen[index]) {
@@ -214,24 +226,32 @@ void Checker::AddMeant(const std::wstring& key, FoundProperty property, Occurren
 }
 
 std::wstring Checker::ReportUnnamed(std::span<const PropertyRule> rules,
+                                    const std::vector<std::wstring>& names,
                                     const FoundProperty& property) {
   std::wstring key;
   std::wstring value;
   xml_.GetNthAttrib(0, key, value);
   const std::vector<std::wstring_view> keys = KeysOf(rules);
-  const auto known = [&](const std::wstring& name) {
-    return std::ranges::any_of(
-        keys, [&](std::wstring_view each) { return EqualsIgnoringAsciiCase(each, name); });
-  };
-  if (known(key)) {
-    ReportElement(L"property-without-name", property, property.offset,
-                  L"the property has no name attribute", Join(keys), key,
+  constexpr wchar_t kText[] = L"the property has no name attribute";
+  const std::wstring meant = Contains(keys, key) ? key : Contains(keys, value) ? value : L"";
+  if (ReportTaken(L"property-without-name", property, kText, keys, names, meant)) return {};
+  if (!meant.empty() && meant == key) {
+    ReportElement(L"property-without-name", property, property.offset, kText, Join(keys), key,
                   property.value.empty() ? value : property.value);
-    return key;
+  } else {
+    Report(L"property-without-name", property.offset, kText, Join(keys),
+           L"<property name=\"" + (value.empty() ? L"..." : value) + L"\">");
   }
-  Report(L"property-without-name", property.offset, L"the property has no name attribute",
-         Join(keys), L"<property name=\"" + (value.empty() ? L"..." : value) + L"\">");
-  return known(value) ? value : std::wstring();
+  return meant;
+}
+
+bool Checker::ReportTaken(RuleName rule, const FoundProperty& property, const std::wstring& text,
+                          std::span<const std::wstring_view> keys,
+                          const std::vector<std::wstring>& names, const std::wstring& key) {
+  if (key.empty() || !Contains(names, key)) return false;
+  Report(rule, property.offset, text + L", and \"" + key + L"\" is there, too", Join(keys),
+         kNothing);
+  return true;
 }
 
 void Checker::ReportElement(RuleName rule, const FoundProperty& property, int place,
@@ -274,6 +294,7 @@ bool Checker::ReportAttributes(const FoundProperty& property) {
 }
 
 std::wstring Checker::ReportUnknown(std::span<const PropertyRule> rules,
+                                    const std::vector<std::wstring>& names,
                                     const FoundProperty& property) {
   const std::vector<std::wstring_view> keys = KeysOf(rules);
   std::wstring text = L"\"" + property.name + L"\" is not a key of this section";
@@ -284,14 +305,19 @@ std::wstring Checker::ReportUnknown(std::span<const PropertyRule> rules,
            L"the property in <" + home + L">");
     return {};
   }
-  std::wstring nearest(Nearest(property.name, keys));
+  const std::wstring nearest(Nearest(property.name, keys));
+  if (ReportTaken(L"unknown-property", property, text, keys, names, nearest)) return {};
+  const auto meansNearest = [&](const std::wstring& name) {
+    return Nearest(name, keys) == nearest;
+  };
+  const bool isOnlyOne = std::ranges::count_if(names, meansNearest) <= 1;
   std::vector<TextEdit> edits;
   const std::size_t attribute = static_cast<std::size_t>(xml_.GetAttribOffset(L"name"));
   const std::size_t tagEnd = static_cast<std::size_t>(property.slot.offset);
   const std::size_t at =
       std::wstring_view(xml_.GetDoc()).substr(0, tagEnd).find(property.name, attribute + 4);
   // A name with entities is not found in the tag.
-  if (!nearest.empty() && at != std::wstring_view::npos) {
+  if (!nearest.empty() && isOnlyOne && at != std::wstring_view::npos) {
     edits.push_back({static_cast<int>(at), static_cast<int>(property.name.size()), nearest});
   }
   findings_.Add({&RuleName(L"unknown-property").rule(), property.offset, text, Join(keys),

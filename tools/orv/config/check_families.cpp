@@ -32,6 +32,12 @@ std::int32_t FamilyNamed(std::wstring_view name) {
   return id;
 }
 
+/// The identifier whose options a family has, if its identifier is reported. Without digits that is
+/// read as 0, which says nothing about them.
+std::int32_t IdOfOptions(std::int32_t read, std::int32_t named) {
+  return read == 0 && named >= 0 ? named : read;
+}
+
 /// All identifiers with the kinds of family.
 std::wstring FamilyList() {
   std::wstring text;
@@ -57,8 +63,9 @@ void Checker::CheckFamilies() {
       continue;
     }
     ReadFamily(offset, &text);
-    const wchar_t* const kind = FamilyName(text.id);
     const std::int32_t meant = FamilyNamed(text.type);
+    const std::int32_t id = text.isIdWhole ? text.id : IdOfOptions(text.id, meant);
+    const wchar_t* const kind = FamilyName(id);
     if (kind == nullptr) {
       Report(L"unknown-family", text.idOffset,
              L"the family's identifier is not known, and its options are ignored", FamilyList(),
@@ -85,7 +92,7 @@ void Checker::CheckFamilies() {
       }
       names.push_back(text.name.value);
       ForEachFamily([&](auto family) {
-        if (family.id == text.id) CheckFamily(family, offset);
+        if (family.id == id) CheckFamily(family, offset);
       });
     }
   }

@@ -18,6 +18,8 @@
 namespace orv::tool {
 namespace {
 
+constexpr wchar_t kDigits[] = L"0123456789";
+
 /// How the loader reads a text as a number.
 enum class NumberForm { kWhole, kPartly, kNone, kTooLarge };
 
@@ -184,11 +186,13 @@ NumberProposal ProposalFor(const ConfigKey& key, std::wstring_view text) {
       return {std::to_wstring(std::llround(reading)), true};
     }
   }
-  // The digits before another character.
-  const std::int32_t value = HasUnit(key, split) ? 0 : ToInt(text);
+  // The digits before another character, if no others follow: "2 00" is not 2.
+  const std::size_t end = text.find_first_not_of(kDigits, text.find_first_of(kDigits));
+  const bool isOne = text.find_first_of(kDigits, end) == text.npos;
+  const std::int32_t value = HasUnit(key, split) || !isOne ? 0 : ToInt(text);
   if (value != 0 && IsPlausible(key, value)) return {std::to_wstring(value), true};
   if (key.unit != Unit::kNone) return {UnitText(key.unit), false};
-  if (key.sample == nullptr || key.bounds.min < 0) return {L"0, or the intended number", false};
+  if (key.sample == nullptr || key.bounds.min <= 0) return {L"the intended number", false};
   return {key.sample, true};
 }
 
@@ -226,13 +230,12 @@ void CheckInteger(const FoundProperty& property, Findings* findings) {
     case NumberForm::kTooLarge:
       return report(L"number-too-large", read + L", the nearest 32-bit number", range);
   }
-  if (value < min && min >= 0) {
+  if (value < std::min(min, 1) && min >= 0) {
     report(L"not-positive", Quoted(property.name) + L" is " + number,
            min > 0 ? L"a number above 0" : L"0 or more");
-  } else if (value > max && key.unit == Unit::kDpi) {
+  } else if ((value < min || value > max) && key.unit == Unit::kDpi) {
     report(L"resolution-scale",
-           Quoted(property.name) + L" is " + NumberWithUnit(property.name, value),
-           L"at most " + std::to_wstring(max));
+           Quoted(property.name) + L" is " + NumberWithUnit(property.name, value), range);
   } else if (value < min || value > max) {
     report(L"unit-scale", is, std::wstring(UnitText(key.unit)) + L", " + range);
   } else if (IsUnscaled(key, value)) {

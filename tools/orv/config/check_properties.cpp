@@ -285,8 +285,13 @@ void CheckModel(const FoundProperties& properties, Findings* findings) {
   const FoundProperty* const id = Find(properties, L"deviceId");
   if (id == nullptr) return;
   const std::wstring text = L";" + id->value;
+  const auto hasValue = [&](std::wstring_view key) {
+    const std::size_t at = text.find(key);
+    return at != text.npos &&
+           text.find_first_not_of(L' ', at + key.size()) < text.find(L';', at + 1);
+  };
   const auto has = [&](const wchar_t* shortKey, const wchar_t* longKey) {
-    return text.find(shortKey) != text.npos || text.find(longKey) != text.npos;
+    return hasValue(shortKey) || hasValue(longKey);
   };
   if (has(L";MFG:", L";MANUFACTURER:") && has(L";MDL:", L";MODEL:")) return;
   findings->Report(

@@ -75,8 +75,9 @@ class RangeCheck {
   void Run(Findings* findings) const {
     const bool isComplete =
         Has(kMin) && Has(kMax) && (!isExpanded_ || (Has(kStep) && Has(kDefault)));
+    if (!isComplete || IsRight(range_)) return;
     // A finding of a single value is the cause of any disagreement.
-    if (!isSound_ || !isComplete || IsRight(range_)) return;
+    if (!isSound_) return ReportCause(findings);
     for (const RangeValues& candidate : Candidates()) {
       if (IsAllowed(candidate) && IsRight(candidate)) return Report(candidate, findings);
     }
@@ -226,6 +227,17 @@ class RangeCheck {
             Name(kDefault) + L" (" + std::to_wstring(byDefault) + L") is " +
                 (isInside ? L"between two steps" : L"outside its range"),
             step > 1 ? ends + L" in steps of " + std::to_wstring(step) : ends};
+  }
+
+  /// Reports the value because of which the file does not load, if it is read at all.
+  void ReportCause(Findings* findings) const {
+    if (!isExpanded_ || !std::ranges::all_of(parts_, &FoundProperty::isRead)) return;
+    const auto* const cause = *std::ranges::find_if(parts_, &FoundProperty::hasFinding);
+    findings->Report(L"darkness-list", cause->valueOffset,
+                     L"with " + Quoted(cause->name) + L" read as " +
+                         std::to_wstring(ToInt(cause->value)) +
+                         L" there is no list of levels, and the file does not load",
+                     L"a list of levels", L"what the warning here says");
   }
 
   void Report(const RangeValues& right, Findings* findings) const {

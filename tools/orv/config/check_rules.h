@@ -200,7 +200,8 @@ inline constexpr CheckRule kCheckRules[] = {
      L"<property name=\"widthMax\">106</property>",
      L"<property name=\"widthMax\">106000</property>"},
     {L"resolution-scale", Severity::kWarning, L"A resolution that no print head has",
-     L"Resolutions are dots per inch, typically some hundreds. A value above 10000 is probably an error.",
+     L"Resolutions are dots per inch, typically some hundreds. A value below 50 is probably in dots per "
+     L"millimetre, of which 8 are about 203 dpi. A value above 10000 is probably an error.",
      L"<property name=\"resolutionDpiX\">300000</property>",
      L"<property name=\"resolutionDpiX\">300</property>"},
     {L"print-width", Severity::kWarning, L"The print head is wider than the widest label",

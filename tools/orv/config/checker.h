@@ -84,9 +84,17 @@ class Checker {
   /// Checks the `property` elements in the element that the document is inside of.
   FoundProperties CheckProperties(std::span<const PropertyRule> rules, Occurrence occurrence,
                                   int offset);
-  /// These two return the key that was meant; empty when it is not known.
-  std::wstring ReportUnknown(std::span<const PropertyRule> rules, const FoundProperty& property);
-  std::wstring ReportUnnamed(std::span<const PropertyRule> rules, const FoundProperty& property);
+  /// These two return the key that was meant; empty when it is not known, or one of `names`, which
+  /// the section has.
+  std::wstring ReportUnknown(std::span<const PropertyRule> rules,
+                             const std::vector<std::wstring>& names, const FoundProperty& property);
+  std::wstring ReportUnnamed(std::span<const PropertyRule> rules,
+                             const std::vector<std::wstring>& names, const FoundProperty& property);
+  /// Reports a property whose meant key another property of the section has: with that name it
+  /// would take effect instead of the other one. Returns whether it is so.
+  bool ReportTaken(RuleName rule, const FoundProperty& property, const std::wstring& text,
+                   std::span<const std::wstring_view> keys, const std::vector<std::wstring>& names,
+                   const std::wstring& key);
   /// Adds a property with another name to those of the section, which then do not lack the key.
   static void AddMeant(const std::wstring& key, FoundProperty property, Occurrence occurrence,
                        FoundProperties* found);
