@@ -47,7 +47,8 @@ bool IsChanged(const Merged& merged, const RecordField& field) {
   const auto bytes = [&field](const tagOEMDEV& record) {
     return RecordBytes(record, field.offset, field.width);
   };
-  return bytes(merged.in) != bytes(merged.out) ||
+  // A stock item's value that is corrected to the incoming one is changed, too.
+  return bytes(merged.in) != bytes(merged.out) || bytes(merged.applied) != bytes(merged.out) ||
          (field.hasDefault && bytes(merged.out) != bytes(merged.defaults));
 }
 

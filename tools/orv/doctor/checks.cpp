@@ -322,11 +322,22 @@ std::optional<Result> ResolutionOf(const Examined& examined) {
 
 // --- Stock items ---
 
-/// The first item that is wider than a printer's labels; null without one.
-const StockItem* FirstTooWide(const std::vector<StockItem>& items, int widthMax) {
-  const auto max = static_cast<DWORD>(std::max(0, widthMax));
-  const auto found =
-      std::ranges::find_if(items, [max](const StockItem& item) { return item.PaperWidth > max; });
+/// Why a printer does not take an item's size; empty if it does.
+std::wstring SizeFault(const Label& label, const StockItem& item) {
+  const auto fault = [](DWORD size, int min, int max, const wchar_t* dimension) {
+    if (std::cmp_greater_equal(size, min) && std::cmp_less_equal(size, max)) return std::wstring();
+    return LengthText(size) + dimension + L", but the printer's labels are " + LengthText(min) +
+           L" to " + LengthText(max) + dimension;
+  };
+  std::wstring text = fault(item.PaperWidth, label.widthMin, label.widthMax, L" wide");
+  if (text.empty()) text = fault(item.PaperLength, label.heightMin, label.heightMax, L" long");
+  return text;
+}
+
+/// The first item whose size a printer does not take; null without one.
+const StockItem* FirstUnfit(const std::vector<StockItem>& items, const Label& label) {
+  const auto found = std::ranges::find_if(
+      items, [&label](const StockItem& item) { return !SizeFault(label, item).empty(); });
   return found != items.end() ? &*found : nullptr;
 }
 
@@ -340,16 +351,13 @@ std::optional<Result> StockItems(const Examined& examined) {
   const std::wstring counts =
       Format(L"%zu of the printer, %zu common", own.size(), examined.common.size());
   if (!examined.config) return Result{Health::kOk, counts};
-  const int widthMax = examined.config->device.label.widthMax;
-  const StockItem* wide = FirstTooWide(own, widthMax);
-  const std::wstring owner = wide != nullptr ? L" --printer " + Quoted(printer) : L" --common";
-  if (wide == nullptr) wide = FirstTooWide(examined.common, widthMax);
-  if (wide == nullptr) return Result{Health::kOk, counts};
-  return Result{Health::kWarning,
-                Quoted(wide->DisplayName) + L" is " + LengthText(wide->PaperWidth) +
-                    L" wide, but the printer's labels are at most " + LengthText(widthMax) +
-                    L" wide",
-                L"orv stock edit " + Quoted(FormatGuid(wide->guid)) + owner + L" changes it"};
+  const Label& label = examined.config->device.label;
+  const StockItem* unfit = FirstUnfit(own, label);
+  const std::wstring owner = unfit != nullptr ? L" --printer " + Quoted(printer) : L" --common";
+  if (unfit == nullptr) unfit = FirstUnfit(examined.common, label);
+  if (unfit == nullptr) return Result{Health::kOk, counts};
+  return Result{Health::kWarning, Quoted(unfit->DisplayName) + L" is " + SizeFault(label, *unfit),
+                L"orv stock edit " + Quoted(FormatGuid(unfit->guid)) + owner + L" changes it"};
 }
 
 // --- The record ---

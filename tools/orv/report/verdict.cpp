@@ -101,21 +101,29 @@ std::wstring CorrectionText(const Correction& correction) {
   return text + L" from " + number(correction.before) + L" to " + number(correction.after);
 }
 
-void AddCorrections(const Merged& merged, Faults* faults) {
+/// Adds the corrected values that a stock item sets, or all others.
+void AddCorrections(const Merged& merged, bool ofItem, Faults* faults) {
+  const StockChoice::Reason reason = merged.choice->reason;
+  const bool hasItem = reason == StockChoice::kPaperSize || reason == StockChoice::kSelected;
   std::wstring names;
   std::size_t count = 0;
   for (const Correction& correction : merged.corrections) {
     if (ChangesNothing(correction)) continue;
+    if ((hasItem && IsApplied(merged, *correction.check->field)) != ofItem) continue;
     if (count++ < kMaxNamed) names += (names.empty() ? L"" : L", ") + CorrectionText(correction);
   }
   if (count == 0) return;
   faults->push_back({Severity::kWarning,
-                     L"The record has values that the printer does not allow, so they are printed "
-                     L"differently: " +
+                     (ofItem ? L"The stock item " + Quoted(merged.choice->item.DisplayName)
+                             : std::wstring(L"The record")) +
+                         L" has values that the printer does not allow, so they are printed "
+                         L"differently: " +
                          names +
                          (count > kMaxNamed ? Format(L" and %zu more.", count - kMaxNamed) : L"."),
-                     L"Set allowed values in the printing preferences and save them; the section "
-                     L"names the rules.",
+                     std::wstring(ofItem ? L"Set allowed values in the item (orv stock edit)"
+                                         : L"Set allowed values in the printing preferences and "
+                                           L"save them") +
+                         L"; the section names the rules.",
                      L"#record"});
 }
 
@@ -135,7 +143,8 @@ void AddRecordFaults(const ReportRecord& record, Faults* faults) {
                        L"Select the paper again in the document; orv stock list shows the numbers.",
                        L"#stock"});
   }
-  AddCorrections(*record.merged, faults);
+  AddCorrections(*record.merged, false, faults);
+  AddCorrections(*record.merged, true, faults);
 }
 
 /// A message of the log with its number and what it means.
