@@ -8,6 +8,7 @@
 #include "config/values.h"
 #include "orv/config/config_parser.h"
 #include "orv/crypto/crypto_helper.h"
+#include "orv/text/format.h"
 #include "orv/xml/cursor.h"
 #include "orv/xml/line_index.h"
 #include "orv/xml/markup.h"
@@ -142,6 +143,10 @@ std::wstring Described(const Finding& finding) {
   return finding.text + L" | allowed: " + finding.allowed + L" | write: " + finding.proposal;
 }
 
+bool IsAboutDigest(const Finding& finding) {
+  return finding.rule->name == L"digest" || finding.rule->name == L"not-signed";
+}
+
 /// Where the section of an offset begins: its last start tag of properties.
 std::size_t SectionAt(const std::wstring& text, int offset) {
   return text.rfind(L"<properties", static_cast<std::size_t>(offset));
@@ -205,9 +210,7 @@ std::optional<EditProblem> FollowProposals(EditedConfig* file, const FindingsOf&
     if (edits.empty() || !seen.insert(std::hash<std::wstring>()(file->text)).second) break;
     file->text = Edited(file->text, std::move(edits));
   }
-  const bool isUnsigned = std::any_of(findings.begin(), findings.end(), [](const Finding& finding) {
-    return finding.rule->name == L"digest" || finding.rule->name == L"not-signed";
-  });
+  const bool isUnsigned = std::ranges::any_of(findings, IsAboutDigest);
   if (!isUnsigned && file->text == original) return {};
   return Sign(file);
 }
@@ -228,7 +231,8 @@ std::wstring FaultOf(const EditedConfig& file, const std::vector<std::wstring>& 
     // An empty-element tag has no text, and its findings are at the tag.
     const int size = property.slot.text.empty() ? property.slot.length : 0;
     const auto isInValue = [&](int offset) {
-      return offset == property.valueOffset ||
+      // An empty name is reported at its property.
+      return offset == property.offset || offset == property.valueOffset ||
              (offset > property.valueOffset && offset < property.valueOffset + size);
     };
     for (const Finding& finding : findings) {
@@ -250,6 +254,22 @@ void SetCheckedProperty(EditedConfig* file, const std::wstring& key, const std::
   SetProperty(file, key, value, line);
   const std::wstring fault = FaultOf(*file, {key}, line, before);
   if (!fault.empty()) Fail(kFindings, fault + L" (nothing was written)");
+  NoteNewFindings(*file, before);
+}
+
+void NoteNewFindings(const EditedConfig& file, const std::vector<Finding>& before) {
+  std::vector<Finding> findings = CheckConfig(file.text, {});
+  std::erase_if(findings, [&](const Finding& finding) {
+    return IsAboutDigest(finding) || std::ranges::any_of(before, [&](const Finding& old) {
+             return old.rule == finding.rule && old.text == finding.text;
+           });
+  });
+  if (findings.empty()) return;
+  const Finding& first = findings.front();
+  PrintNote(
+      Format(L"the check now finds in line %d: ", LineIndex(file.text).Find(first.offset).line) +
+      Described(first) +
+      (findings.size() > 1 ? Format(L" (and %zu more)", findings.size() - 1) : L""));
 }
 
 FoundProperty PropertyWithValueAt(const std::wstring& text, int offset) {

@@ -52,7 +52,8 @@ std::optional<EditProblem> FollowProposals(EditedConfig* file, const FindingsOf&
 void SetProperty(EditedConfig* file, const std::wstring& key, const std::wstring& value,
                  int line = 0);
 
-/// The same, but also ends the command when the checker has a new finding in the value.
+/// The same, but also ends the command when the checker has a new finding in the value, and prints
+/// a note on those elsewhere.
 void SetCheckedProperty(EditedConfig* file, const std::wstring& key, const std::wstring& value,
                         int line);
 
@@ -60,6 +61,10 @@ void SetCheckedProperty(EditedConfig* file, const std::wstring& key, const std::
 /// are also in `before`, those of an earlier text, do not count.
 std::wstring FaultOf(const EditedConfig& file, const std::vector<std::wstring>& keys, int line,
                      const std::vector<Finding>& before);
+
+/// Prints a note on what the checker finds elsewhere after a change. Findings that are also in
+/// `before`, and the digest, do not count.
+void NoteNewFindings(const EditedConfig& file, const std::vector<Finding>& before);
 
 /// The property whose value is at an offset of a text, as in the checker's findings.
 FoundProperty PropertyWithValueAt(const std::wstring& text, int offset);

@@ -340,6 +340,7 @@ void WriteNew(const NewOptions& options) {
   // After all of them, because a value can be right only with another one.
   const std::wstring fault = FaultOf(file, keys, 0, before);
   if (!fault.empty()) Fail(kFindings, fault + L" (nothing was written)");
+  NoteNewFindings(file, before);
   if (!toOutput && IsTerminal(OutputStream::kMessages) && IsInputTerminal()) {
     AskForPlaceholders(&file);
   }
@@ -378,7 +379,9 @@ void AddConfigNewCommand(CLI::App* group) {
       ->allow_extra_args(false)
       ->type_name("KEY=VALUE");
   command->footer(
-      "The file is complete and signed; orv config check finds only what is still a placeholder.\n"
+      "The file is complete and signed; without --set, orv config check finds only what is still "
+      "a\n"
+      "placeholder.\n"
       "On a terminal the command asks for those values.\n"
       "Examples:\n"
       "  orv config new --driver \"ORV-NX 400\"\n"
