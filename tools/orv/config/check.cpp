@@ -41,11 +41,11 @@ std::vector<Finding> Checker::Run() {
     }
   }
   xml_.ResetPos();
-  if (!xml_.FindElem(L"xmlData")) {
+  if (xml_.FindElem(L"xmlData")) {
+    CheckRoot();
+  } else if (isWellFormed_) {
     Report(L"missing-element", 0, L"the root element is not <xmlData>", L"<xmlData>",
            L"<xmlData> ... </xmlData>");
-  } else {
-    CheckRoot();
   }
   // The loader may reject the file for a reason that no rule covers.
   Config config;

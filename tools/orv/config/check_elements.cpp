@@ -61,7 +61,7 @@ void Checker::CheckChildren(std::span<const ElementRule> rules, const std::wstri
       children.push_back({static_cast<std::size_t>(rule - names.begin()), at});
     } else if (hasProperties && EqualsIgnoringAsciiCase(name, L"property")) {
       last = at;
-    } else {
+    } else if (isWellFormed_) {  // broken markup moves elements
       std::vector<std::wstring_view> known = names;
       if (hasProperties) known.push_back(L"property");
       Report(L"unknown-element", at, L"<" + parent + L"> has no <" + name + L"> element",
@@ -133,6 +133,7 @@ void Checker::ReportAbsent(const ElementRule& rule, const Child* early, const st
     return Report(L"element-order", early->offset, tag + L" is not found here", place,
                   tag + L" " + place);
   }
+  if (!isWellFormed_) return;  // broken markup hides elements
   Report(L"missing-element", offset, L"<" + parent + L"> has no " + tag + L" element",
          L"one " + tag, tag + L" ... </" + rule.name + L">");
 }
