@@ -227,6 +227,11 @@ TEST(Places, TheDoctorFindsFaultsAndChangesNothing) {
     std::string bytes = ReadBytes(file);
     WriteBytes(file, bytes.replace(at, 100, 100, 'x'));
   };
+  const auto setLog = [](const char* name, const char* value, const char* type = "REG_SZ") {
+    const char* const key = "HKCU\\Software\\orv Printer Driver\\Test";
+    EXPECT_EQ(
+        RunProgram(ORV_PROGRAM, {"registry", "set", key, name, value, "--type", type}).exitCode, 0);
+  };
   const std::string name = user.string();
   const struct {
     const char* state;
@@ -257,15 +262,25 @@ TEST(Places, TheDoctorFindsFaultsAndChangesNothing) {
        {"warning  user settings", "a program was ended while it was writing", "warning  printers",
         "cannot be listed until the interrupted write is undone"}},
       {"not a folder for logs",
-       [] {
-         EXPECT_EQ(
-             RunProgram(ORV_PROGRAM, {"registry", "set", "HKCU\\Software\\orv Printer Driver\\Test",
-                                      "LogPath", "/proc/none"})
-                 .exitCode,
-             0);
-       },
+       [&] { setLog("LogPath", "/proc/none"); },
        0,
        {"warning  log", "LogPath is not a folder: /proc/none", "-> create the folder"}},
+      {"a number",
+       [&] { setLog("LogLevel", "15", "REG_DWORD"); },
+       0,
+       {"warning  log                LogLevel is ignored: it is not a text (REG_SZ)"}},
+      {"no level",
+       [&] { setLog("LogLevel", "16"); },
+       0,
+       {"warning  log                nothing is logged: LogLevel is \"16\""}},
+      {"no level, but sources",
+       [&] { setLog("LogLevel", "0"), setLog("LogGroups", "#DevMode##Config#"); },
+       0,
+       {"; logged: everything of DevMode, Config\n"}},
+      {"half a source",
+       [&] { setLog("LogGroups", "#DevMode"); },
+       0,
+       {"warning  log                LogGroups has a name that is not between number signs: "}},
   };
   for (const auto& [state, make, exitCode, rows] : cases) {
     SCOPED_TRACE(state);

@@ -1,13 +1,13 @@
 #include "tools/orv/doctor/checks.h"
 
 #include <algorithm>
-#include <cwchar>
 #include <filesystem>
 #include <iterator>
 #include <optional>
 #include <utility>
 
 #include "config/config_loader.h"
+#include "config/values.h"
 #include "devmode/explanation.h"
 #include "devmode/field_text.h"
 #include "devmode/record_fields.h"
@@ -146,19 +146,67 @@ bool CanCreateFolder(const std::wstring& folder) {
   return CanCreateFiles(FromPath(path));
 }
 
-/// The levels of a mask in words.
+/// A setting of the log that is not a text, so that the library ignores it; empty if there is none.
+std::wstring IgnoredLogSetting() {
+  for (const wchar_t* const name :
+       {kLogPathSetting, L"WriteLogToDebug", L"WriteLogToFile", L"LogLevel", L"LogGroups"}) {
+    for (const HKEY hive : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}) {
+      RegistryKey key;
+      RegistryValue value;
+      key.Open(hive, std::wstring(kSettingsKey) + L'\\' + kLogSettings, RegistryAccess::kRead);
+      if (GetRegistryValue(key.get(), name, &value) != ERROR_SUCCESS) continue;
+      if (value.type == REG_SZ || value.type == REG_EXPAND_SZ) break;
+      return name;
+    }
+  }
+  return {};
+}
+
+/// The sources of `#SOURCE#SOURCE#`, of which everything is logged.
+std::wstring SourcesText(const std::wstring& groups) {
+  std::wstring text;
+  std::size_t start = groups.starts_with(L'#') ? 1 : groups.npos;
+  for (std::size_t end; (end = groups.find(L'#', start)) != groups.npos; start = end + 1) {
+    if (end > start) text += (text.empty() ? L"" : L", ") + groups.substr(start, end - start);
+  }
+  return text;
+}
+
+/// The levels of a mask in words; empty for none.
 std::wstring LevelsText(const std::wstring& setting) {
   constexpr std::pair<int, const wchar_t*> kLevels[] = {{eLogLevelError, L"errors"},
                                                         {eLogLevelWarning, L"warnings"},
                                                         {eLogLevelInfo, L"information"},
                                                         {eLogLevelTrace, L"traces"}};
-  const long mask =
-      setting.empty() ? long{eLogLevelError} : std::wcstol(setting.c_str(), nullptr, 10);
+  const int mask = setting.empty() ? int{eLogLevelError} : ToInt(setting);
   std::wstring text;
   for (const auto& [level, name] : kLevels) {
     if ((mask & level) != 0) text += (text.empty() ? L"" : L", ") + std::wstring(name);
   }
-  return text.empty() ? L"nothing" : text;
+  return text;
+}
+
+/// What is wrong with the settings that choose entries, or which entries they choose.
+Result LogChoice() {
+  const std::wstring level = ReadSetting(kLogSettings, L"LogLevel");
+  const std::wstring groups = ReadSetting(kLogSettings, L"LogGroups");
+  const std::wstring levels = LevelsText(level);
+  const std::wstring sources = SourcesText(groups);
+  if (const std::wstring name = IgnoredLogSetting(); !name.empty()) {
+    return {Health::kWarning, name + L" is ignored: it is not a text (REG_SZ)",
+            std::wstring(kSetLogSetting) + name + L" VALUE"};
+  }
+  if (!groups.empty() && (sources.empty() || !groups.ends_with(L'#'))) {
+    return {Health::kWarning,
+            L"LogGroups has a name that is not between number signs: " + Quoted(groups),
+            std::wstring(kSetLogSetting) + L"LogGroups \"#DevMode#Config#\""};
+  }
+  if (levels.empty() && sources.empty()) {
+    return {Health::kWarning, L"nothing is logged: LogLevel is " + Quoted(level),
+            std::wstring(kSetLogSetting) + L"LogLevel 1 logs errors"};
+  }
+  const std::wstring all = sources.empty() ? L"" : L"everything of " + sources;
+  return {Health::kOk, levels + (levels.empty() || all.empty() ? L"" : L", and ") + all};
 }
 
 /// The folder that the log goes to.
@@ -195,14 +243,15 @@ std::optional<Result> Log(const Examined& examined) {
                   std::wstring(kSetLogSetting) + L"WriteLogToFile 1"};
   }
   Result result = LogFolderState(configured);
-  const std::wstring levels = LevelsText(ReadSetting(kLogSettings, L"LogLevel"));
   if (result.health != Health::kOk) return result;
   if (!configured.empty() && !IsFolder(configured)) {
     return Result{Health::kWarning,
                   L"LogPath is not a folder: " + configured + L"; used instead: " + result.finding,
                   L"create the folder, or change LogPath"};
   }
-  result.finding += L"; logged: " + levels;
+  const Result choice = LogChoice();
+  if (choice.health != Health::kOk) return choice;
+  result.finding += L"; logged: " + choice.finding;
   return result;
 }
 
