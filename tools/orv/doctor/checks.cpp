@@ -373,8 +373,9 @@ std::optional<Result> ResolutionOf(const Examined& examined) {
 
 /// Why a printer does not take an item's size; empty if it does.
 std::wstring SizeFault(const Label& label, const StockItem& item) {
-  const auto fault = [](DWORD size, int min, int max, const wchar_t* dimension) {
-    if (std::cmp_greater_equal(size, min) && std::cmp_less_equal(size, max)) return std::wstring();
+  const auto fault = [](DWORD stored, int min, int max, const wchar_t* dimension) {
+    const auto size = static_cast<int>(stored);
+    if (size >= min && size <= max) return std::wstring();
     return LengthText(size) + dimension + L", but the printer's labels are " + LengthText(min) +
            L" to " + LengthText(max) + dimension;
   };
@@ -453,6 +454,7 @@ std::optional<Result> Record(const Examined& examined) {
   if (!parsed) return Result{Health::kError, problem, kGetRecord};
   const std::wstring name =
       InputName(path) + (parsed->places.empty() ? std::wstring() : L", " + parsed->places.front()) +
+      (parsed->places.size() > 1 ? Format(L", the first of %zu", parsed->places.size()) : L"") +
       L": ";
   if (const std::wstring refusal = RefusalOf(parsed->record); !refusal.empty()) {
     return Result{Health::kError, name + refusal, kGetRecord};
