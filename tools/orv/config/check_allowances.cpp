@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <utility>
 
+#include "config/values.h"
 #include "orv/xml/line_index.h"
 #include "tools/orv/common/spelling.h"
 #include "tools/orv/config/check.h"
@@ -11,7 +13,8 @@ namespace {
 
 constexpr std::wstring_view kCommentStart = L"<!--";
 constexpr std::wstring_view kCommentEnd = L"-->";
-constexpr std::wstring_view kMarker = L"orv-check: allow ";
+constexpr std::wstring_view kMarker = L"orv-check:";
+constexpr std::wstring_view kAllow = L"allow";
 constexpr std::wstring_view kSeparators = L" \t\r\n,";
 
 /// A rule that a comment allows, and the range of lines.
@@ -43,15 +46,26 @@ std::vector<Allowance> FindAllowances(std::wstring_view text) {
   ForEachComment(text, [&](std::size_t start, std::size_t end) {
     const std::wstring_view inside = text.substr(start, end - start);
     const std::size_t marker = inside.find_first_not_of(kSeparators);
-    if (marker == inside.npos || !inside.substr(marker).starts_with(kMarker)) return;
+    if (marker == inside.npos ||
+        !EqualsIgnoringAsciiCase(inside.substr(marker, kMarker.size()), kMarker)) {
+      return;
+    }
     const bool isForAll = end < root && root != text.npos;
     const int firstLine = isForAll ? 0 : lines.Find(static_cast<int>(start)).line;
     const int lastLine = lines.Find(static_cast<int>(isForAll ? text.size() : end)).line + 1;
+    bool hasWord = false;
     std::size_t at = marker + kMarker.size();
     while ((at = inside.find_first_not_of(kSeparators, at)) != inside.npos) {
       const std::size_t next = std::min(inside.find_first_of(kSeparators, at), inside.size());
-      found.push_back(
-          {inside.substr(at, next - at), static_cast<int>(start + at), firstLine, lastLine});
+      const bool isFirst = !std::exchange(hasWord, true);
+      const bool isAllow = isFirst && EqualsIgnoringAsciiCase(inside.substr(at, next - at), kAllow);
+      // Another first word is reported, as an unknown rule with the marker.
+      const std::size_t from = isFirst ? marker : at;
+      if (!isAllow) {
+        found.push_back({inside.substr(from, next - from), static_cast<int>(start + from),
+                         firstLine, lastLine});
+      }
+      if (isFirst && !isAllow) return;
       at = next;
     }
   });
