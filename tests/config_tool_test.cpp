@@ -121,6 +121,7 @@ TEST(ConfigCheck, ProposesWhatATextMeans) {
       {L"resolutionDpiX", L">11.8<", kDpi, false},  // dots per millimetre
       {L"modelId", L">300 x<", L"300"},
       {L"modelId", L">33 00<", L"the intended number", false},
+      {L"printSpeed", L">50,75,100<", kSpeed, false},
       {L"widthMin", L">20000</property><property name=\"widthMn\">5<", L"nothing", false},
       {L"widthMax", L" type=\"int\" value=\"106000\"><", L"nothing", false},  // of type
       {L"widthMax", L" unit=\"106000\"><", L"<property name=\"widthMax\">106000</property>"},

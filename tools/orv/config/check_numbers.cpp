@@ -111,7 +111,8 @@ std::vector<double> Readings(std::wstring number) {
       readings.push_back(value);
     }
   };
-  for (const wchar_t separator : {L' ', L'\'', L'_', L',', L'.'}) {
+  constexpr std::wstring_view kMarks = L" '_,.";
+  for (const wchar_t separator : kMarks) {
     if (!IsGrouped(number, separator)) continue;
     std::wstring whole = number;
     std::erase(whole, separator);
@@ -123,12 +124,14 @@ std::vector<double> Readings(std::wstring number) {
   for (std::size_t i = 0; i < number.size(); ++i) {
     if (i == mark) {
       decimal += L'.';
-    } else if (std::wstring_view(L" '_,.").find(number[i]) == std::wstring_view::npos) {
+    } else if (kMarks.find(number[i]) == kMarks.npos) {
       decimal += number[i];
     }
   }
-  const bool isSplit = number.find(L' ') != number.npos && !IsGrouped(number.substr(0, mark), L' ');
-  if (!isSplit) add(decimal);
+  // "50,75,100" is a list: what is before the fraction has no groups, or right ones.
+  const std::wstring_view whole = std::wstring_view(number).substr(0, mark);
+  const std::size_t group = whole.find_first_of(kMarks);
+  if (group == whole.npos || IsGrouped(whole, whole[group])) add(decimal);
   return readings;
 }
 
