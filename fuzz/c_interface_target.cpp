@@ -43,8 +43,10 @@ struct LoadedTwice {
     config.reset(loaded);
     Require((code == ORV_OK) == (result.config != nullptr), "both load a file, or neither");
     if (code == ORV_OK) return;
-    reason.resize(std::min<std::size_t>(length, reason.size()));
-    Require(loaded == nullptr && reason == UnitsOf(LoadFailureText(result)),
+    const std::vector<std::uint16_t> whole = UnitsOf(LoadFailureText(result));
+    reason.resize(std::min(whole.size(), reason.size()));
+    Require(loaded == nullptr && length == whole.size() &&
+                std::equal(reason.begin(), reason.end(), whole.begin()),
             "both have the same reason");
   }
 };
