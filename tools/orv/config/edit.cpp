@@ -1,6 +1,7 @@
 #include "tools/orv/config/edit.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
 
 #include "base/utf8.h"
@@ -152,6 +153,14 @@ std::size_t SectionAt(const std::wstring& text, int offset) {
   return text.rfind(L"<properties", static_cast<std::size_t>(offset));
 }
 
+/// Whether a finding only removes a repeated speed that begins a line: other such removals do not
+/// change its edit.
+bool RemovesLine(const std::wstring& text, const Finding& finding) {
+  if (finding.rule->name != L"speed-duplicate") return false;
+  const wchar_t first = text[static_cast<std::size_t>(finding.edits.front().offset)];
+  return first == L'\r' || first == L'\n';
+}
+
 }  // namespace
 
 void FailOn(const std::optional<EditProblem>& problem) {
@@ -200,11 +209,15 @@ std::optional<EditProblem> FollowProposals(EditedConfig* file, const FindingsOf&
   for (;;) {
     findings = findingsOf(file->text);
     std::vector<TextEdit> edits;
-    std::set<std::size_t> sections;
+    std::map<std::size_t, bool> sections;  // whether all edits so far remove lines
     for (const Finding& finding : findings) {
-      if (finding.edits.empty() || !sections.insert(SectionAt(file->text, finding.offset)).second) {
-        continue;
-      }
+      if (finding.edits.empty()) continue;
+      const auto [section, isFirst] =
+          sections.try_emplace(SectionAt(file->text, finding.offset), true);
+      // One round for each repeated speed would take far too long for many of them.
+      const bool canJoin = section->second && RemovesLine(file->text, finding);
+      section->second = canJoin;
+      if (!isFirst && !canJoin) continue;
       edits.insert(edits.end(), finding.edits.begin(), finding.edits.end());
     }
     if (edits.empty() || !seen.insert(std::hash<std::wstring>()(file->text)).second) break;
