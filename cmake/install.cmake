@@ -70,6 +70,8 @@ if(ORV_BUILD_TOOLS)
 endif()
 if(TARGET orv_printer_app)
   install(TARGETS orv_printer_app RUNTIME COMPONENT printer_app)
+  install(FILES ${PROJECT_BINARY_DIR}/tools/printer_app/orv-printer-app.1.gz COMPONENT printer_app
+          DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 endif()
 if(TARGET manual)
   install(DIRECTORY ${PROJECT_BINARY_DIR}/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
