@@ -226,8 +226,8 @@ ORV_C_API int32_t ORV_C_CALL orv_record_to_legacy_layout(void* record, uint32_t 
 /// merge does not set stay unchanged. `public_size` must be `ORV_PUBLIC_RECORD_SIZE`. The
 /// configuration is loaded for this call, as by `orv_config_load_handle` and with its error codes.
 /// `printer_name` is the name under which the printer has stock items; `log` may be null, but
-/// without it the folder of the configuration is unknown. `ORV_ERROR_RECORD` as for
-/// `orv_record_convert`.
+/// without it the folder of the configuration is unknown. Stock items that cannot be read are like
+/// none; only the log says so. `ORV_ERROR_RECORD` as for `orv_record_convert`.
 ORV_C_API int32_t ORV_C_CALL orv_record_merge(void* printer, const uint16_t* printer_name,
                                               uint32_t name_length, orv_log* log, const void* in,
                                               void* out, uint32_t size, const void* public_in,

@@ -26,8 +26,9 @@ extern "C" {
 ///
 /// A merge applies the stock item or paper size that the application asks for to both output
 /// records, and then corrects the private one to what the printer allows. The sizes of the two can
-/// differ afterwards. Any thread may call, but merges with a public input record use the session's
-/// object (session_data.h): one of them at a time.
+/// differ afterwards. Stock items that cannot be read are like none; only the log says so. Any
+/// thread may call, but merges with a public input record use the session's object
+/// (session_data.h): one of them at a time.
 ORV_EXPORT HRESULT hrOEMDevMode(CLoggerClient* logger, ConfigsCache* cache,
                                 const wchar_t* printerName, DWORD mode, OEMDMPARAM* param);
 

@@ -44,7 +44,8 @@ std::optional<EditProblem> Sign(EditedConfig* file);
 using FindingsOf = std::function<std::vector<Finding>(const std::wstring& text)>;
 
 /// Follows the proposals that have one answer until there are none, one after the other in each
-/// section, then signs the file if it has another text or its digest is wrong.
+/// section (repeated speeds at once), then signs the file if it has another text or its digest is
+/// wrong.
 std::optional<EditProblem> FollowProposals(EditedConfig* file, const FindingsOf& findingsOf);
 
 /// Sets a property. `key` is its name, alone or after the name of an element around it and a dot;
