@@ -71,7 +71,8 @@ void CompareRecords(const LoadedTwice& sample, Input bytes) {
           "the corrections are the same");
   expected = {};
   actual = {};
-  const bool isConverted = ConvertOEMDevmodeVersions(nullptr, &in, &expected) != 0;
+  const bool isConverted = in.dwSignature == tagOEMDEV::kSignature &&
+                           ConvertOEMDevmodeVersions(nullptr, &in, &expected) != 0;
   Require(orv_record_convert(nullptr, &in, &actual, sizeof actual) ==
                   (isConverted ? ORV_OK : ORV_ERROR_RECORD) &&
               same(actual, isConverted ? expected : tagOEMDEV{}),
