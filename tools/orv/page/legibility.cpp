@@ -134,7 +134,10 @@ Dots LinesOf(const Dots& ink, const BarCode& code) {
 }
 
 void MeasureBars(const std::vector<BarCode>& codes, const Dots& ink, Legibility* result) {
-  const Dots turned = Transposed(ink);
+  const bool hasTurned = std::any_of(codes.begin(), codes.end(), [](const BarCode& code) {
+    return code.isTurned && code.CanMeasure();
+  });
+  const Dots turned = hasTurned ? Transposed(ink) : Dots{0, 0, {}};
   for (const BarCode& code : codes) {
     if (!code.CanMeasure()) {
       result->unmeasured.push_back(code);
@@ -159,10 +162,12 @@ void CountSpecks(const Dots& ink, Legibility* result) {
     return false;
   };
   for (int y = 0; y < ink.height; ++y) {
+    const std::uint8_t* row = ink.Row(y);
     for (int x = 0; x < ink.width; ++x) {
-      const bool isInk = ink.At(x, y) != 0;
+      const bool isInk = row[x] != 0;
       if (isInk) ++result->ink;
-      if (!hasLike(x, y)) ++(isInk ? result->dots : result->holes);
+      // Most dots are like the one before.
+      if ((x == 0 || row[x] != row[x - 1]) && !hasLike(x, y)) ++(isInk ? result->dots : result->holes);
     }
   }
 }
