@@ -1,5 +1,9 @@
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <cwchar>
+#include <filesystem>
 #include <iterator>
 #include <string>
 #include <string_view>
@@ -75,8 +79,9 @@ void SetValue(const Mistake& at) {
 void ScaleValue(const Mistake& at) {
   constexpr double kFactors[] = {-1, 0.001, 0.1, 1000, 1.01};
   const double value = std::wcstod(at.doc.GetData().c_str(), nullptr);
-  at.doc.SetData(
-      std::to_wstring(static_cast<long long>(value * kFactors[at.number % std::size(kFactors)])));
+  const double scaled = value * kFactors[at.number % std::size(kFactors)];
+  if (!(std::abs(scaled) < 1e15)) return;
+  at.doc.SetData(std::to_wstring(static_cast<std::int64_t>(scaled)));
 }
 
 void Rename(const Mistake& at) {

@@ -36,7 +36,7 @@ class BandCopy {
  private:
   BandCopy(const GreyPlane& image, bool isGrey);
 
-  GreyPlane image_;  ///< or the bytes of its pixels
+  GreyPlane image_;  ///< greys, or the bytes of 24-bit pixels
   bool isGrey_;
   int rows_;
   std::unique_ptr<std::uint8_t[]> pixels_;

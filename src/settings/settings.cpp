@@ -9,7 +9,6 @@
 namespace orv {
 
 LONG ReadSetting(const std::wstring& subKey, const std::wstring& name, std::wstring* text) {
-  constexpr std::size_t kMaxBytes = 1024;
   const RegistrySnapshot request;
   text->clear();
   std::wstring path = kSettingsKey;
@@ -22,7 +21,7 @@ LONG ReadSetting(const std::wstring& subKey, const std::wstring& name, std::wstr
     if (result == ERROR_FILE_NOT_FOUND) continue;
     if (result != ERROR_SUCCESS) return result;
     if (value.type != REG_SZ && value.type != REG_EXPAND_SZ) continue;
-    if (value.data.size() > kMaxBytes) return ERROR_SUCCESS;
+    if (value.data.size() > kMaxSettingSize) return ERROR_SUCCESS;
     const bool hasVariables = std::exchange(value.type, REG_SZ) == REG_EXPAND_SZ;
     *text = hasVariables ? ExpandVariables(value.Text()) : value.Text();
     return ERROR_SUCCESS;

@@ -1,5 +1,6 @@
 #include <algorithm>
-#include <utility>
+#include <string_view>
+#include <vector>
 
 #include "config/values.h"
 #include "orv/xml/line_index.h"
@@ -13,9 +14,9 @@ namespace {
 
 constexpr std::wstring_view kCommentStart = L"<!--";
 constexpr std::wstring_view kCommentEnd = L"-->";
-constexpr std::wstring_view kMarker = L"orv-check:";
+constexpr std::wstring_view kMarker = L"orv-check";
 constexpr std::wstring_view kAllow = L"allow";
-constexpr std::wstring_view kSeparators = L" \t\r\n,";
+constexpr std::wstring_view kSeparators = L" \t\r\n,:";
 
 /// A rule that a comment allows, and the range of lines.
 struct Allowance {
@@ -39,34 +40,35 @@ void ForEachComment(std::wstring_view text, Use use) {
   }
 }
 
+std::vector<std::wstring_view> WordsOf(std::wstring_view text) {
+  std::vector<std::wstring_view> words;
+  std::size_t end = 0;
+  for (std::size_t at; (at = text.find_first_not_of(kSeparators, end)) != text.npos;) {
+    end = std::min(text.find_first_of(kSeparators, at), text.size());
+    words.push_back(text.substr(at, end - at));
+  }
+  return words;
+}
+
 std::vector<Allowance> FindAllowances(std::wstring_view text) {
   std::vector<Allowance> found;
   const LineIndex lines(text);
   const std::size_t root = text.find(L"<xmlData");
   ForEachComment(text, [&](std::size_t start, std::size_t end) {
     const std::wstring_view inside = text.substr(start, end - start);
-    const std::size_t marker = inside.find_first_not_of(kSeparators);
-    if (marker == inside.npos ||
-        !EqualsIgnoringAsciiCase(inside.substr(marker, kMarker.size()), kMarker)) {
-      return;
-    }
+    const std::vector<std::wstring_view> words = WordsOf(inside);
+    if (words.empty() || !EqualsIgnoringAsciiCase(words[0], kMarker)) return;
     const bool isForAll = end < root && root != text.npos;
     const int firstLine = isForAll ? 0 : lines.Find(static_cast<int>(start)).line;
     const int lastLine = lines.Find(static_cast<int>(isForAll ? text.size() : end)).line + 1;
-    bool hasWord = false;
-    std::size_t at = marker + kMarker.size();
-    while ((at = inside.find_first_not_of(kSeparators, at)) != inside.npos) {
-      const std::size_t next = std::min(inside.find_first_of(kSeparators, at), inside.size());
-      const bool isFirst = !std::exchange(hasWord, true);
-      const bool isAllow = isFirst && EqualsIgnoringAsciiCase(inside.substr(at, next - at), kAllow);
-      // Another first word is reported, as an unknown rule with the marker.
-      const std::size_t from = isFirst ? marker : at;
-      if (!isAllow) {
-        found.push_back({inside.substr(from, next - from), static_cast<int>(start + from),
-                         firstLine, lastLine});
-      }
-      if (isFirst && !isAllow) return;
-      at = next;
+    const auto add = [&](std::wstring_view name) {
+      found.push_back({name, static_cast<int>(name.data() - text.data()), firstLine, lastLine});
+    };
+    const bool allows = words.size() > 1 && EqualsIgnoringAsciiCase(words[1], kAllow);
+    if (allows && words.size() > 2) {
+      std::for_each(words.begin() + 2, words.end(), add);
+    } else if (allows || inside.find(L':') != inside.npos) {  // otherwise it can be a sentence
+      add({words.front().data(), words.back().data() + words.back().size()});
     }
   });
   return found;
@@ -112,7 +114,10 @@ std::vector<Finding> WithoutAllowed(const std::wstring& text, std::vector<Findin
   for (Finding& finding : findings) result.Add(std::move(finding));
   for (const Allowance& allowance : allowances) {
     const std::wstring fault = AllowanceFault(allowance.name);
-    if (!fault.empty()) {
+    if (EqualsIgnoringAsciiCase(allowance.name.substr(0, kMarker.size()), kMarker)) {
+      result.Report(L"bad-allowance", allowance.offset, L"the comment names no rule to allow",
+                    L"orv-check: allow RULE", kNothing);
+    } else if (!fault.empty()) {
       const std::wstring nearest(FindCheckRule(allowance.name) == nullptr
                                      ? NearestRule(allowance.name)
                                      : std::wstring_view());

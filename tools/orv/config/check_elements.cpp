@@ -35,11 +35,11 @@ std::wstring HomeOf(std::wstring_view key, std::span<const ElementRule> elements
   return {};
 }
 
-/// Whether one of the names is this one.
-template <typename Names>
-bool Contains(const Names& names, std::wstring_view name) {
-  return std::ranges::any_of(
-      names, [name](std::wstring_view each) { return EqualsIgnoringAsciiCase(each, name); });
+/// The key with this name; empty when there is none.
+std::wstring_view KeyNamed(std::span<const std::wstring_view> keys, std::wstring_view name) {
+  const auto found = std::ranges::find_if(
+      keys, [name](std::wstring_view key) { return EqualsIgnoringAsciiCase(key, name); });
+  return found != keys.end() ? *found : std::wstring_view();
 }
 
 }  // namespace
@@ -176,11 +176,9 @@ FoundProperties Checker::CheckProperties(std::span<const PropertyRule> rules, Oc
                                          int offset) {
   FoundProperties found;
   std::vector<bool> seen(rules.size());
-  std::vector<std::wstring> names;  // of properties that exclude others of their names
-  xml_.ResetMainPos();
-  while (occurrence != Occurrence::kMany && xml_.FindElem(L"property")) {
-    names.push_back(xml_.GetAttrib(L"name"));
-  }
+  const std::vector<std::wstring_view> keys = KeysOf(rules);
+  ClaimedKeys claimed;
+  if (occurrence != Occurrence::kMany) claimed = CountClaims(keys);
   xml_.ResetMainPos();
   while (xml_.FindElem(L"property")) {
     FoundProperty property = PropertyAt(&xml_);
@@ -188,9 +186,9 @@ FoundProperties Checker::CheckProperties(std::span<const PropertyRule> rules, Oc
       return EqualsIgnoringAsciiCase(candidate.key, property.name);
     });
     if (property.name.empty()) {
-      AddMeant(ReportUnnamed(rules, names, property), property, occurrence, &found);
+      AddMeant(ReportUnnamed(keys, claimed, property), property, occurrence, &found);
     } else if (rule == rules.end()) {
-      AddMeant(ReportUnknown(rules, names, property), property, occurrence, &found);
+      AddMeant(ReportUnknown(keys, claimed, property), property, occurrence, &found);
     } else {
       const std::size_t index = static_cast<std::size_t>(rule - rules.begin());
       if (occurrence != Occurrence::kMany && seen[index]) {
@@ -226,18 +224,48 @@ void Checker::AddMeant(const std::wstring& key, FoundProperty property, Occurren
   found->push_back(std::move(property));
 }
 
-std::wstring Checker::ReportUnnamed(std::span<const PropertyRule> rules,
-                                    const std::vector<std::wstring>& names,
-                                    const FoundProperty& property) {
-  std::wstring key;
+std::wstring Checker::MeantKey(std::span<const std::wstring_view> keys) {
+  const std::wstring name = xml_.GetAttrib(L"name");
+  if (!name.empty()) {
+    const std::wstring_view own = KeyNamed(keys, name);
+    if (!own.empty()) return std::wstring(own);
+    return HomeOf(name, kRoot).empty() ? std::wstring(Nearest(name, keys)) : L"";
+  }
+  std::wstring attribute;
   std::wstring value;
-  xml_.GetNthAttrib(0, key, value);
-  const std::vector<std::wstring_view> keys = KeysOf(rules);
+  xml_.GetNthAttrib(0, attribute, value);
+  const std::wstring_view key = KeyNamed(keys, attribute);
+  return std::wstring(key.empty() ? KeyNamed(keys, value) : key);
+}
+
+Checker::ClaimedKeys Checker::CountClaims(std::span<const std::wstring_view> keys) {
+  ClaimedKeys claimed;
+  xml_.ResetMainPos();
+  while (xml_.FindElem(L"property")) {
+    const std::wstring key = MeantKey(keys);
+    if (key.empty()) continue;
+    Claims& claims = claimed[key];
+    ++claims.count;
+    claims.hasName = claims.hasName || EqualsIgnoringAsciiCase(xml_.GetAttrib(L"name"), key);
+  }
+  return claimed;
+}
+
+bool Checker::IsClaimedOnce(const ClaimedKeys& claimed, const std::wstring& key) {
+  const auto found = claimed.find(key);
+  return found == claimed.end() || found->second.count == 1;
+}
+
+std::wstring Checker::ReportUnnamed(std::span<const std::wstring_view> keys,
+                                    const ClaimedKeys& claimed, const FoundProperty& property) {
   constexpr wchar_t kText[] = L"the property has no name attribute";
-  const std::wstring meant = Contains(keys, key) ? key : Contains(keys, value) ? value : L"";
-  if (ReportTaken(L"property-without-name", property, kText, keys, names, meant)) return {};
-  if (!meant.empty() && meant == key) {
-    ReportElement(L"property-without-name", property, property.offset, kText, Join(keys), key,
+  const std::wstring meant = MeantKey(keys);
+  if (ReportTaken(L"property-without-name", property, kText, keys, claimed, meant)) return {};
+  std::wstring attribute;
+  std::wstring value;
+  xml_.GetNthAttrib(0, attribute, value);
+  if (EqualsIgnoringAsciiCase(meant, attribute) && IsClaimedOnce(claimed, meant)) {
+    ReportElement(L"property-without-name", property, property.offset, kText, Join(keys), attribute,
                   property.value.empty() ? value : property.value);
   } else {
     Report(L"property-without-name", property.offset, kText, Join(keys),
@@ -247,10 +275,11 @@ std::wstring Checker::ReportUnnamed(std::span<const PropertyRule> rules,
 }
 
 bool Checker::ReportTaken(RuleName rule, const FoundProperty& property, const std::wstring& text,
-                          std::span<const std::wstring_view> keys,
-                          const std::vector<std::wstring>& names, const std::wstring& key) {
-  if (key.empty() || !Contains(names, key)) return false;
-  Report(rule, property.offset, text + L", and \"" + key + L"\" is there, too", Join(keys),
+                          std::span<const std::wstring_view> keys, const ClaimedKeys& claimed,
+                          const std::wstring& key) {
+  const auto found = claimed.find(key);
+  if (found == claimed.end() || !found->second.hasName) return false;
+  Report(rule, property.offset, text + L"; the section also has \"" + key + L"\"", Join(keys),
          kNothing);
   return true;
 }
@@ -294,10 +323,8 @@ bool Checker::ReportAttributes(const FoundProperty& property) {
   return hasValue;
 }
 
-std::wstring Checker::ReportUnknown(std::span<const PropertyRule> rules,
-                                    const std::vector<std::wstring>& names,
-                                    const FoundProperty& property) {
-  const std::vector<std::wstring_view> keys = KeysOf(rules);
+std::wstring Checker::ReportUnknown(std::span<const std::wstring_view> keys,
+                                    const ClaimedKeys& claimed, const FoundProperty& property) {
   std::wstring text = L"\"" + property.name + L"\" is not a key of this section";
   const std::wstring home = HomeOf(property.name, kRoot);
   if (!home.empty()) {
@@ -306,19 +333,15 @@ std::wstring Checker::ReportUnknown(std::span<const PropertyRule> rules,
            L"the property in <" + home + L">");
     return {};
   }
-  const std::wstring nearest(Nearest(property.name, keys));
-  if (ReportTaken(L"unknown-property", property, text, keys, names, nearest)) return {};
-  const auto meansNearest = [&](const std::wstring& name) {
-    return Nearest(name, keys) == nearest;
-  };
-  const bool isOnlyOne = std::ranges::count_if(names, meansNearest) <= 1;
+  const std::wstring nearest = MeantKey(keys);
+  if (ReportTaken(L"unknown-property", property, text, keys, claimed, nearest)) return {};
   std::vector<TextEdit> edits;
   const std::size_t attribute = static_cast<std::size_t>(xml_.GetAttribOffset(L"name"));
   const std::size_t tagEnd = static_cast<std::size_t>(property.slot.offset);
   const std::size_t at =
       std::wstring_view(xml_.GetDoc()).substr(0, tagEnd).find(property.name, attribute + 4);
   // A name with entities is not found in the tag.
-  if (!nearest.empty() && isOnlyOne && at != std::wstring_view::npos) {
+  if (!nearest.empty() && IsClaimedOnce(claimed, nearest) && at != std::wstring_view::npos) {
     edits.push_back({static_cast<int>(at), static_cast<int>(property.name.size()), nearest});
   }
   findings_.Add({&RuleName(L"unknown-property").rule(), property.offset, text, Join(keys),

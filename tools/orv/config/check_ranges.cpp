@@ -229,15 +229,18 @@ class RangeCheck {
             step > 1 ? ends + L" in steps of " + std::to_wstring(step) : ends};
   }
 
-  /// Reports the value because of which the file does not load, if it is read at all.
+  /// Reports values that are not written as numbers, if the file does not load with what is read.
   void ReportCause(Findings* findings) const {
     if (!isExpanded_ || !std::ranges::all_of(parts_, &FoundProperty::isRead)) return;
-    const auto* const cause = *std::ranges::find_if(parts_, &FoundProperty::hasFinding);
-    findings->Report(L"darkness-list", cause->valueOffset,
-                     L"with " + Quoted(cause->name) + L" read as " +
-                         std::to_wstring(ToInt(cause->value)) +
-                         L" there is no list of levels, and the file does not load",
-                     L"a list of levels", L"what the warning here says");
+    const auto* const first = *std::ranges::find_if(parts_, &FoundProperty::hasFinding);
+    const auto read = [this](RangePart part) {
+      return std::to_wstring(ToInt(parts_[part]->value));
+    };
+    findings->Report(L"darkness-list", first->valueOffset,
+                     L"the values are read as " + read(kMin) + L" to " + read(kMax) +
+                         L" in steps of " + read(kStep) + L", default " + read(kDefault) +
+                         L": there is no list of levels, and the file does not load",
+                     L"a list of levels", L"each value as a whole number");
   }
 
   void Report(const RangeValues& right, Findings* findings) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <set>
 #include <span>
 #include <string>
@@ -84,16 +85,27 @@ class Checker {
   /// Checks the `property` elements in the element that the document is inside of.
   FoundProperties CheckProperties(std::span<const PropertyRule> rules, Occurrence occurrence,
                                   int offset);
-  /// These two return the key that was meant; empty when it is not known, or one of `names`, which
-  /// the section has.
-  std::wstring ReportUnknown(std::span<const PropertyRule> rules,
-                             const std::vector<std::wstring>& names, const FoundProperty& property);
-  std::wstring ReportUnnamed(std::span<const PropertyRule> rules,
-                             const std::vector<std::wstring>& names, const FoundProperty& property);
+  /// The properties of a section that have or mean a key.
+  struct Claims {
+    int count = 0;
+    bool hasName = false;  ///< one has the right name
+  };
+  using ClaimedKeys = std::map<std::wstring, Claims>;
+  /// The key that the property at the main position has or means; empty when it is not known.
+  std::wstring MeantKey(std::span<const std::wstring_view> keys);
+  /// The claims of the properties in the element that the document is inside of.
+  ClaimedKeys CountClaims(std::span<const std::wstring_view> keys);
+  static bool IsClaimedOnce(const ClaimedKeys& claimed, const std::wstring& key);
+  /// These two return the key that was meant; empty when it is not known, or when the section has
+  /// it. A property is renamed only if no other one has or means its key.
+  std::wstring ReportUnknown(std::span<const std::wstring_view> keys, const ClaimedKeys& claimed,
+                             const FoundProperty& property);
+  std::wstring ReportUnnamed(std::span<const std::wstring_view> keys, const ClaimedKeys& claimed,
+                             const FoundProperty& property);
   /// Reports a property whose meant key another property of the section has: with that name it
   /// would take effect instead of the other one. Returns whether it is so.
   bool ReportTaken(RuleName rule, const FoundProperty& property, const std::wstring& text,
-                   std::span<const std::wstring_view> keys, const std::vector<std::wstring>& names,
+                   std::span<const std::wstring_view> keys, const ClaimedKeys& claimed,
                    const std::wstring& key);
   /// Adds a property with another name to those of the section, which then do not lack the key.
   static void AddMeant(const std::wstring& key, FoundProperty property, Occurrence occurrence,

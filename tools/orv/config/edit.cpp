@@ -153,8 +153,8 @@ std::size_t SectionAt(const std::wstring& text, int offset) {
   return text.rfind(L"<properties", static_cast<std::size_t>(offset));
 }
 
-/// Whether a finding only removes a repeated speed that begins a line: other such removals do not
-/// change its edit.
+/// Whether a finding only removes a repeated speed that begins a line: such removals do not
+/// affect each other.
 bool RemovesLine(const std::wstring& text, const Finding& finding) {
   if (finding.rule->name != L"speed-duplicate") return false;
   const wchar_t first = text[static_cast<std::size_t>(finding.edits.front().offset)];
@@ -279,10 +279,11 @@ void NoteNewFindings(const EditedConfig& file, const std::vector<Finding>& befor
   });
   if (findings.empty()) return;
   const Finding& first = findings.front();
-  PrintNote(
-      Format(L"the check now finds in line %d: ", LineIndex(file.text).Find(first.offset).line) +
-      Described(first) +
-      (findings.size() > 1 ? Format(L" (and %zu more)", findings.size() - 1) : L""));
+  const int line = LineIndex(file.text).Find(first.offset).line;
+  const std::wstring count =
+      findings.size() == 1 ? std::wstring(L"the check then finds")
+                           : Format(L"the check then has %zu findings, the first", findings.size());
+  PrintNote(count + Format(L" in line %d: ", line) + Described(first));
 }
 
 FoundProperty PropertyWithValueAt(const std::wstring& text, int offset) {

@@ -509,8 +509,8 @@ void AddExplainCommand(CLI::App* group) {
       command->add_flag("--all", options->isAll, "Show every field, as to a file or a pipe");
   command
       ->add_flag("--changed", options->isChanged,
-                 "Show only fields that the merge changes or that differ from the printer's "
-                 "defaults, as on a terminal")
+                 "Show only fields that the merge changes, that differ from the printer's "
+                 "defaults, or whose stock item's value is corrected, as on a terminal")
       ->excludes(all)
       ->excludes(command->get_option("--json"));
   command->footer(

@@ -146,8 +146,8 @@ bool CanCreateFolder(const std::wstring& folder) {
   return CanCreateFiles(FromPath(path));
 }
 
-/// A setting of the log that is not a text, so that the library ignores it; empty if there is none.
-std::wstring IgnoredLogSetting() {
+/// A setting of the log that the library ignores; nothing if there is none.
+std::optional<Result> IgnoredLogSetting() {
   for (const wchar_t* const name :
        {kLogPathSetting, L"WriteLogToDebug", L"WriteLogToFile", L"LogLevel", L"LogGroups"}) {
     for (const HKEY hive : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}) {
@@ -155,8 +155,13 @@ std::wstring IgnoredLogSetting() {
       RegistryValue value;
       key.Open(hive, std::wstring(kSettingsKey) + L'\\' + kLogSettings, RegistryAccess::kRead);
       if (GetRegistryValue(key.get(), name, &value) != ERROR_SUCCESS) continue;
-      if (value.type == REG_SZ || value.type == REG_EXPAND_SZ) break;
-      return name;
+      const bool isText = value.type == REG_SZ || value.type == REG_EXPAND_SZ;
+      if (isText && value.data.size() <= kMaxSettingSize) break;
+      const std::wstring fault =
+          isText ? Format(L" is read as empty: it has more than %zu bytes", kMaxSettingSize)
+                 : L" is ignored: it is not a text (REG_SZ)";
+      return Result{Health::kWarning, name + fault,
+                    std::wstring(kSetLogSetting) + name + L" VALUE"};
     }
   }
   return {};
@@ -192,10 +197,7 @@ Result LogChoice() {
   const std::wstring groups = ReadSetting(kLogSettings, L"LogGroups");
   const std::wstring levels = LevelsText(level);
   const std::wstring sources = SourcesText(groups);
-  if (const std::wstring name = IgnoredLogSetting(); !name.empty()) {
-    return {Health::kWarning, name + L" is ignored: it is not a text (REG_SZ)",
-            std::wstring(kSetLogSetting) + name + L" VALUE"};
-  }
+  if (std::optional<Result> ignored = IgnoredLogSetting()) return *std::move(ignored);
   if (!groups.empty() && (sources.empty() || !groups.ends_with(L'#'))) {
     return {Health::kWarning,
             L"LogGroups has a name that is not between number signs: " + Quoted(groups),
@@ -384,10 +386,12 @@ std::wstring SizeFault(const Label& label, const StockItem& item) {
   return text;
 }
 
-/// The first item whose size a printer does not take; null without one.
+/// The first item that users can choose although the printer does not take its size; null without
+/// one.
 const StockItem* FirstUnfit(const std::vector<StockItem>& items, const Label& label) {
-  const auto found = std::ranges::find_if(
-      items, [&label](const StockItem& item) { return !SizeFault(label, item).empty(); });
+  const auto found = std::ranges::find_if(items, [&label](const StockItem& item) {
+    return item.Disabled == 0 && !SizeFault(label, item).empty();
+  });
   return found != items.end() ? &*found : nullptr;
 }
 

@@ -167,7 +167,8 @@ void CountSpecks(const Dots& ink, Legibility* result) {
       const bool isInk = row[x] != 0;
       if (isInk) ++result->ink;
       // Most dots are like the one before.
-      if ((x == 0 || row[x] != row[x - 1]) && !hasLike(x, y)) ++(isInk ? result->dots : result->holes);
+      if ((x == 0 || row[x] != row[x - 1]) && !hasLike(x, y))
+        ++(isInk ? result->dots : result->holes);
     }
   }
 }

@@ -55,7 +55,7 @@ PagePointer NewBits(int width, int height) {
   return bits;
 }
 
-/// The same of the size of another page.
+/// The same, in the size of another page.
 PagePointer NewBits(Bitmap* page) {
   return NewBits(static_cast<INT>(page->GetWidth()), static_cast<INT>(page->GetHeight()));
 }
