@@ -379,9 +379,8 @@ void AddConfigNewCommand(CLI::App* group) {
       ->allow_extra_args(false)
       ->type_name("KEY=VALUE");
   command->footer(
-      "The file is complete and signed; without --set, orv config check finds only what is still "
-      "a\n"
-      "placeholder.\n"
+      "The file is complete and signed; without --set, orv config check finds only what is still\n"
+      "a placeholder.\n"
       "On a terminal the command asks for those values.\n"
       "Examples:\n"
       "  orv config new --driver \"ORV-NX 400\"\n"
