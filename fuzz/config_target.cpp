@@ -126,11 +126,11 @@ std::wstring WithMistakes(Reader* reader) {
   return file.text;
 }
 
-bool Loads(const std::wstring& text) {
+LoadResult Load(const std::wstring& text) {
   const std::string bytes = WideToUtf8(text);
   const auto* first = reinterpret_cast<const std::uint8_t*>(bytes.data());
   const std::filesystem::path file = AsFile({first, bytes.size()});
-  return LoadConfigFile(FromPath(file), nullptr, nullptr).config != nullptr;
+  return LoadConfigFile(FromPath(file), nullptr, nullptr);
 }
 
 bool HasError(const std::vector<tool::Finding>& findings) {
@@ -147,11 +147,14 @@ void ConfigEdit(Input input) {
   const auto findingsOf = [](const std::wstring& checked) {
     return tool::CheckConfig(checked, kFileName);
   };
-  const bool loads = Loads(text);
-  Require(loads != HasError(findingsOf(text)), "only an error keeps a file from loading");
+  const LoadResult loaded = Load(text);
+  Require((loaded.config == nullptr) == HasError(findingsOf(text)),
+          "only an error keeps a file from loading");
   tool::EditedConfig fixed{kFileName, text, false};
   if (tool::FollowProposals(&fixed, findingsOf)) return;
-  Require(!loads || Loads(fixed.text), "a corrected file loads");
+  // The correction of a wrong version makes the loader read the device, with its own mistakes.
+  const bool hasDevice = loaded.config != nullptr && !loaded.config->device.model.modelName.empty();
+  Require(!hasDevice || Load(fixed.text).config != nullptr, "a corrected file loads");
   const std::wstring once = fixed.text;
   Require(!tool::FollowProposals(&fixed, findingsOf) && fixed.text == once,
           "a corrected file has nothing to correct");

@@ -35,7 +35,7 @@ std::wstring HomeOf(std::wstring_view key, std::span<const ElementRule> elements
   return {};
 }
 
-/// The key with this name; empty when there is none.
+/// Returns the key that has this name, or an empty text.
 std::wstring_view KeyNamed(std::span<const std::wstring_view> keys, std::wstring_view name) {
   const auto found = std::ranges::find_if(
       keys, [name](std::wstring_view key) { return EqualsIgnoringAsciiCase(key, name); });

@@ -239,7 +239,7 @@ class RangeCheck {
     findings->Report(L"darkness-list", first->valueOffset,
                      L"the values are read as " + read(kMin) + L" to " + read(kMax) +
                          L" in steps of " + read(kStep) + L", default " + read(kDefault) +
-                         L": there is no list of levels, and the file does not load",
+                         L": they form no list of levels, so the file does not load",
                      L"a list of levels", L"each value as a whole number");
   }
 

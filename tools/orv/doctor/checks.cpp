@@ -146,7 +146,7 @@ bool CanCreateFolder(const std::wstring& folder) {
   return CanCreateFiles(FromPath(path));
 }
 
-/// A setting of the log that the library ignores; nothing if there is none.
+/// The first log setting that the library ignores, if any.
 std::optional<Result> IgnoredLogSetting() {
   for (const wchar_t* const name :
        {kLogPathSetting, L"WriteLogToDebug", L"WriteLogToFile", L"LogLevel", L"LogGroups"}) {
