@@ -87,7 +87,7 @@ void CompareRecords(const LoadedTwice& sample, Input bytes) {
   }
 }
 
-/// Image of a page, for the C interface.
+/// The pixels of a page, for the C interface.
 struct Image {
   orv_image image;
   std::vector<std::uint8_t> bytes;

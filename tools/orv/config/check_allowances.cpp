@@ -40,6 +40,7 @@ void ForEachComment(std::wstring_view text, Use use) {
   }
 }
 
+/// What is between the separators.
 std::vector<std::wstring_view> WordsOf(std::wstring_view text) {
   std::vector<std::wstring_view> words;
   std::size_t end = 0;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <utility>
 
 #include "base/utf8.h"
 #include "config/config_loader.h"
@@ -237,8 +238,7 @@ void SetProperty(EditedConfig* file, const std::wstring& key, const std::wstring
 }
 
 std::wstring FaultOf(const EditedConfig& file, const std::vector<std::wstring>& keys, int line,
-                     const std::vector<Finding>& before) {
-  const std::vector<Finding> findings = CheckConfig(file.text, {});
+                     const std::vector<Finding>& before, const std::vector<Finding>& findings) {
   for (const std::wstring& key : keys) {
     const FoundProperty property = FindProperty(file, key, line);
     // An empty-element tag has no text, and its findings are at the tag.
@@ -265,13 +265,14 @@ void SetCheckedProperty(EditedConfig* file, const std::wstring& key, const std::
                         int line) {
   const std::vector<Finding> before = CheckConfig(file->text, {});
   SetProperty(file, key, value, line);
-  const std::wstring fault = FaultOf(*file, {key}, line, before);
+  std::vector<Finding> findings = CheckConfig(file->text, {});
+  const std::wstring fault = FaultOf(*file, {key}, line, before, findings);
   if (!fault.empty()) Fail(kFindings, fault + L" (nothing was written)");
-  NoteNewFindings(*file, before);
+  NoteNewFindings(*file, before, std::move(findings));
 }
 
-void NoteNewFindings(const EditedConfig& file, const std::vector<Finding>& before) {
-  std::vector<Finding> findings = CheckConfig(file.text, {});
+void NoteNewFindings(const EditedConfig& file, const std::vector<Finding>& before,
+                     std::vector<Finding> findings) {
   std::erase_if(findings, [&](const Finding& finding) {
     return IsAboutDigest(finding) || std::ranges::any_of(before, [&](const Finding& old) {
              return old.rule == finding.rule && old.text == finding.text;

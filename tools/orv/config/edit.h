@@ -58,14 +58,15 @@ void SetProperty(EditedConfig* file, const std::wstring& key, const std::wstring
 void SetCheckedProperty(EditedConfig* file, const std::wstring& key, const std::wstring& value,
                         int line);
 
-/// Describes the first finding in the values of properties, or returns an empty text. Findings that
-/// are also in `before`, those of an earlier text, do not count.
+/// Describes the first of a file's `findings` in the values of properties, or returns an empty
+/// text. Those that are also in `before`, the findings of an earlier text, do not count.
 std::wstring FaultOf(const EditedConfig& file, const std::vector<std::wstring>& keys, int line,
-                     const std::vector<Finding>& before);
+                     const std::vector<Finding>& before, const std::vector<Finding>& findings);
 
-/// Prints a note on what the checker finds elsewhere after a change. Findings that are also in
-/// `before`, and the digest, do not count.
-void NoteNewFindings(const EditedConfig& file, const std::vector<Finding>& before);
+/// Prints a note on those of a file's `findings` that a change has caused elsewhere. Those that are
+/// also in `before`, and those about the digest, do not count.
+void NoteNewFindings(const EditedConfig& file, const std::vector<Finding>& before,
+                     std::vector<Finding> findings);
 
 /// The property whose value is at an offset of a text, as in the checker's findings.
 FoundProperty PropertyWithValueAt(const std::wstring& text, int offset);

@@ -296,9 +296,10 @@ void AskForPlaceholders(EditedConfig* file) {
     EditedConfig changed = *file;
     changed.text = Edited(file->text, {ReplacedValue(property, *answer)});
     const int line = LineIndex(file->text).Find(property.offset).line;
-    const std::wstring fault = answer->find(kReplacement) != answer->npos
-                                   ? L"the answer is not valid text"
-                                   : FaultOf(changed, {property.name}, line, before);
+    const std::wstring fault =
+        answer->find(kReplacement) != answer->npos
+            ? L"the answer is not valid text"
+            : FaultOf(changed, {property.name}, line, before, CheckConfig(changed.text, {}));
     if (fault.empty()) {
       *file = std::move(changed);
     } else {
@@ -338,9 +339,10 @@ void WriteNew(const NewOptions& options) {
     keys.push_back(key);
   }
   // After all of them, because a value can be right only with another one.
-  const std::wstring fault = FaultOf(file, keys, 0, before);
+  std::vector<Finding> findings = CheckConfig(file.text, {});
+  const std::wstring fault = FaultOf(file, keys, 0, before, findings);
   if (!fault.empty()) Fail(kFindings, fault + L" (nothing was written)");
-  NoteNewFindings(file, before);
+  NoteNewFindings(file, before, std::move(findings));
   if (!toOutput && IsTerminal(OutputStream::kMessages) && IsInputTerminal()) {
     AskForPlaceholders(&file);
   }
