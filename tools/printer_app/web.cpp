@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "orv/platform/graphics.h"
 #include "orv/text/utf8.h"
@@ -37,11 +38,11 @@ std::mutex labelMutex;
 std::string PictureOf(PrintedLabel* label) {
   const std::lock_guard lock(labelMutex);
   const auto& [black, highlight] = label->planes;
-  const tool::PagePointer both = highlight != nullptr ? tool::PreviewOf(label->planes) : nullptr;
-  const tool::PagePixels pixels(both != nullptr ? both.get() : black.get());
-  const tool::PageArea all = {0, 0, pixels.width(), pixels.height()};
+  const tool::PageArea all = {0, 0, static_cast<int>(black->GetWidth()),
+                              static_cast<int>(black->GetHeight())};
   const tool::Resolution& dpi = label->page.resolution();
-  return tool::PngOf(tool::DrawView(pixels, all, 1, dpi, false).Take().get(), dpi);
+  return tool::PngOf(tool::DrawView(black.get(), highlight.get(), all, 1, dpi, false).Take().get(),
+                     dpi);
 }
 
 /// Text of a client or a file: control characters, which HTML does not allow, as escapes.
@@ -55,22 +56,23 @@ void AddRow(pappl_client_t* client, const char* title, const std::string& text) 
 }
 
 /// A row with the scores of a plane, compared with what was dithered to it.
-void AddScores(pappl_client_t* client, const char* plane, Bitmap* source, Bitmap* dots) {
-  const tool::Legibility scores = tool::LegibilityMeter(source).Measure(dots);
+void AddScores(pappl_client_t* client, const char* plane, tool::PagePointer source, Bitmap* dots) {
+  const tool::LegibilityMeter meter(source.get());
+  source.reset();  // the largest page takes 400 MB
+  const tool::Legibility scores = meter.Measure(dots);
   AddRow(client, plane,
          tool::ScoresText(scores) + " (0 is best); bar codes: " + ToUtf8(tool::CodesText(scores)));
 }
 
 void AddAllScores(pappl_client_t* client, PrintedLabel* label) {
   const std::lock_guard lock(labelMutex);
-  const std::unique_ptr<Bitmap> page = label->page.Page();
+  tool::PagePointer page = label->page.Page();
   const auto& [black, highlight] = label->planes;
-  if (highlight == nullptr) return AddScores(client, "Black", page.get(), black.get());
+  if (highlight == nullptr) return AddScores(client, "Black", std::move(page), black.get());
   const JobRecord& job = *label->job;
-  const tool::Planes sources =
-      tool::SplitPage(page.get(), job.colour, job.tolerance, {.name = "none"});
-  AddScores(client, "Black", sources.background.get(), black.get());
-  AddScores(client, "Highlight", sources.highlight.get(), highlight.get());
+  tool::Planes sources = tool::SplitPage(page.get(), job.colour, job.tolerance, {.name = "none"});
+  AddScores(client, "Black", std::move(sources.background), black.get());
+  AddScores(client, "Highlight", std::move(sources.highlight), highlight.get());
 }
 
 /// What the doctor command prints about a printer, and why it fails.

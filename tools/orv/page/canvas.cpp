@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <iterator>
 #include <utility>
@@ -164,14 +165,16 @@ Canvas::Canvas(std::int64_t width, std::int64_t height, const Shade& shade) {
 }
 
 void Canvas::Fill(int x, int y, int width, int height, const Shade& shade) {
+  const int left = std::max(x, 0);
+  const int top = std::max(y, 0);
   const int right = std::min(x + width, this->width());
   const int bottom = std::min(y + height, this->height());
-  for (int row = std::max(y, 0); row < bottom; ++row) {
-    unsigned char* pixel = pixels_->Row(row) + std::ptrdiff_t{3} * std::max(x, 0);
-    for (int column = std::max(x, 0); column < right; ++column, pixel += 3) {
-      std::copy(shade.begin(), shade.end(), pixel);
-    }
-  }
+  if (left >= right || top >= bottom) return;
+  const auto at = [&](int row) { return pixels_->Row(row) + std::ptrdiff_t{3} * left; };
+  const std::ptrdiff_t bytes = std::ptrdiff_t{3} * (right - left);
+  unsigned char* const first = at(top);
+  for (std::ptrdiff_t i = 0; i < bytes; i += 3) std::copy(shade.begin(), shade.end(), first + i);
+  for (int row = top + 1; row < bottom; ++row) std::copy_n(first, bytes, at(row));
 }
 
 void Canvas::Text(int x, int y, std::string_view text, int size, const Shade& shade) {
@@ -187,13 +190,36 @@ void Canvas::Text(int x, int y, std::string_view text, int size, const Shade& sh
   }
 }
 
-void Canvas::Put(int x, int y, const PagePixels& page, const PageArea& area, int zoom) {
+template <typename Mix>
+void Canvas::Draw(int x, int y, Bitmap* page, const PageArea& area, int zoom, const Mix& mix) {
+  const auto at = [&](int row) { return pixels_->Row(row) + std::ptrdiff_t{3} * x; };
+  std::vector<unsigned char> wide(static_cast<std::size_t>(area.width) * 3 *
+                                  static_cast<std::size_t>(zoom));
   for (int row = 0; row < area.height; ++row) {
-    const unsigned char* from = page.Row(area.y + row) + std::ptrdiff_t{3} * area.x;
-    for (int column = 0; column < area.width; ++column, from += 3) {
-      Fill(x + column * zoom, y + row * zoom, zoom, zoom, {from[0], from[1], from[2]});
+    const PagePixels line(page, {area.x, area.y + row, area.width, 1});
+    const unsigned char* from = line.Row(0);
+    if (zoom > 1) {
+      unsigned char* to = wide.data();
+      for (int column = 0; column < area.width; ++column, from += 3) {
+        for (int i = 0; i < zoom; ++i) to = std::copy_n(from, 3, to);
+      }
+      from = wide.data();
     }
+    for (int i = 0; i < zoom; ++i) mix(from, wide.size(), at(y + row * zoom + i));
   }
+}
+
+void Canvas::Put(int x, int y, Bitmap* page, const PageArea& area, int zoom) {
+  Draw(x, y, page, area, zoom, [](const unsigned char* from, std::size_t count, unsigned char* to) {
+    std::copy_n(from, count, to);
+  });
+}
+
+void Canvas::Overprint(int x, int y, Bitmap* plane, const PageArea& area, int zoom) {
+  Draw(x, y, plane, area, zoom,
+       [](const unsigned char* from, std::size_t count, unsigned char* to) {
+         for (std::size_t i = 0; i < count; ++i) to[i] = std::min(to[i], from[i]);
+       });
 }
 
 PagePointer Canvas::Take() {
@@ -211,7 +237,7 @@ int TextWidth(std::string_view text, int size) {
   return (static_cast<int>(text.size()) * kGlyphAdvance - 1) * size;
 }
 
-Canvas DrawView(const PagePixels& page, const PageArea& area, int zoom, const Resolution& dpi,
+Canvas DrawView(Bitmap* page, Bitmap* plane, const PageArea& area, int zoom, const Resolution& dpi,
                 bool isBare) {
   const int left = isBare ? 0 : kNumberGap + WidestNumber(area.y, area.height, dpi.y, zoom);
   const int top = isBare ? 0 : kRulerHeight;
@@ -222,6 +248,7 @@ Canvas DrawView(const PagePixels& page, const PageArea& area, int zoom, const Re
                 top + std::int64_t{area.height} * zoom + bottom, kMargin);
   if (!isBare) DrawRulers(&canvas, area, dpi, zoom, left);
   canvas.Put(left, top, page, area, zoom);
+  if (plane != nullptr) canvas.Overprint(left, top, plane, area, zoom);
   return canvas;
 }
 

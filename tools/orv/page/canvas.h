@@ -38,7 +38,9 @@ class Canvas {
   /// Writes a line of text, its top left at x, y, in letters of `size` times 5 x 7 pixels.
   void Text(int x, int y, std::string_view text, int size, const Shade& shade);
   /// Draws a part of a page at x, y, each pixel as a square of `zoom` pixels.
-  void Put(int x, int y, const PagePixels& page, const PageArea& area, int zoom);
+  void Put(int x, int y, Bitmap* page, const PageArea& area, int zoom);
+  /// Draws a plane over it. The inks mix like real ones: each channel takes the darker value.
+  void Overprint(int x, int y, Bitmap* plane, const PageArea& area, int zoom);
 
   /// Ends the drawing and returns the picture.
   PagePointer Take();
@@ -46,6 +48,11 @@ class Canvas {
   void Save(const std::wstring& path, std::vector<std::wstring> inputs);
 
  private:
+  /// Draws the part with `mix(from, count, to)`, which combines bytes of the page with those of the
+  /// picture. Reads a page of another format row by row: a copy of a large one takes 400 MB.
+  template <typename Mix>
+  void Draw(int x, int y, Bitmap* page, const PageArea& area, int zoom, const Mix& mix);
+
   PagePointer page_;
   std::unique_ptr<PagePixels> pixels_;
 };
@@ -53,9 +60,9 @@ class Canvas {
 /// The width of a line of text.
 int TextWidth(std::string_view text, int size);
 
-/// Draws an area of a page. Unless it is bare, it has rulers in millimetres along the top and left
-/// edges, which count from the edge of the page.
-Canvas DrawView(const PagePixels& page, const PageArea& area, int zoom, const Resolution& dpi,
+/// Draws an area of a page, and of a plane over it unless that is null. Unless it is bare, it has
+/// rulers in millimetres along the top and left edges, which count from the edge of the page.
+Canvas DrawView(Bitmap* page, Bitmap* plane, const PageArea& area, int zoom, const Resolution& dpi,
                 bool isBare);
 
 }  // namespace orv::tool

@@ -1,22 +1,26 @@
 #include "tools/orv/page/dots.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
 
 #include "orv/imaging/color_extensions.h"
 
 namespace orv::tool {
 namespace {
 
+Dots DotsOfSize(int width, int height) {
+  const std::size_t count = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+  return {width, height, std::vector<std::uint8_t>(count)};
+}
+
 /// The dots of a part; `valueOf` takes their columns and lines.
 template <typename Value>
 Dots DotsOfPart(const TiltedPart& part, const Value& valueOf) {
-  Dots result{part.width, part.height, {}};
-  result.values.reserve(static_cast<std::size_t>(part.width) *
-                        static_cast<std::size_t>(part.height));
+  Dots result = DotsOfSize(part.width, part.height);
+  std::uint8_t* to = result.values.data();
   for (int line = 0; line < part.height; ++line) {
-    for (int column = 0; column < part.width; ++column) {
-      result.values.push_back(valueOf(column, line));
-    }
+    for (int column = 0; column < part.width; ++column) *to++ = valueOf(column, line);
   }
   return result;
 }
@@ -29,18 +33,36 @@ std::uint8_t ValueAt(const Dots& dots, int x, int y, std::uint8_t outside) {
 }  // namespace
 
 Dots GreyDotsOf(Bitmap* page) {
-  return DotsOf(page, [](const unsigned char* pixel) {
-    return static_cast<std::uint8_t>(
+  const PagePixels pixels(page);
+  Dots dots = DotsOfSize(pixels.width(), pixels.height());
+  std::uint8_t* to = dots.values.data();
+  ForEachPixel(pixels, [&](const unsigned char* pixel, int, int) {
+    *to++ = static_cast<std::uint8_t>(
         ColorExtensions::CalculateGrayValue(pixel[2], pixel[1], pixel[0]));
   });
+  return dots;
+}
+
+Dots InkDotsOf(Bitmap* plane) {
+  const PlaneDots pixels(plane);
+  Dots dots = DotsOfSize(static_cast<int>(plane->GetWidth()), static_cast<int>(plane->GetHeight()));
+  std::uint8_t* to = dots.values.data();
+  for (int y = 0; y < dots.height; ++y) {
+    for (int x = 0; x < dots.width; ++x) *to++ = pixels.IsInk(x, y) ? 255 : 0;
+  }
+  return dots;
 }
 
 Dots Transposed(const Dots& dots) {
-  Dots result{dots.height, dots.width, {}};
-  result.values.resize(dots.values.size());
-  for (int y = 0; y < dots.height; ++y) {
-    std::uint8_t* to = result.values.data() + y;
-    for (int x = 0; x < dots.width; ++x, to += dots.height) *to = dots.At(x, y);
+  Dots result = DotsOfSize(dots.height, dots.width);
+  // The columns of a block stay in the cache until its rows are complete.
+  constexpr int kBlock = 64;
+  for (int top = 0; top < dots.height; top += kBlock) {
+    const int bottom = std::min(top + kBlock, dots.height);
+    for (int x = 0; x < dots.width; ++x) {
+      std::uint8_t* const to = result.values.data() + std::ptrdiff_t{dots.height} * x;
+      for (int y = top; y < bottom; ++y) to[y] = dots.At(x, y);
+    }
   }
   return result;
 }

@@ -22,19 +22,10 @@ struct Dots {
   std::uint8_t At(int x, int y) const { return Row(y)[x]; }
 };
 
-/// Calls `valueOf` for every pixel.
-template <typename Value>
-Dots DotsOf(Bitmap* page, const Value& valueOf) {
-  const PagePixels pixels(page);
-  Dots dots{pixels.width(), pixels.height(), {}};
-  dots.values.reserve(static_cast<std::size_t>(dots.width) * static_cast<std::size_t>(dots.height));
-  ForEachPixel(
-      pixels, [&](const unsigned char* pixel, int, int) { dots.values.push_back(valueOf(pixel)); });
-  return dots;
-}
-
 /// The grey values of a page, truncated.
 Dots GreyDotsOf(Bitmap* page);
+/// 255 for the dots of a plane that are not white, 0 for the others.
+Dots InkDotsOf(Bitmap* plane);
 /// The same dots with rows and columns exchanged.
 Dots Transposed(const Dots& dots);
 

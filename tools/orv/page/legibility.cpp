@@ -290,9 +290,7 @@ double Legibility::Loss() const {
 }
 
 Legibility LegibilityMeter::Measure(Bitmap* plane) const {
-  const Dots ink = DotsOf(plane, [](const unsigned char* pixel) {
-    return static_cast<std::uint8_t>(IsWhite(pixel) ? 0 : 255);
-  });
+  const Dots ink = InkDotsOf(plane);
   Legibility result;
   MeasureBars(codes_, ink, &result);
   CountSpecks(ink, &result);

@@ -173,11 +173,13 @@ void AddBars(Report* report, const PageOptions& options, const Legibility& legib
 /// Reports the legibility of one plane.
 void Evaluate(const PageOptions& options, Bitmap* plane, const LegibilityOptions& legibility) {
   const std::wstring path = ToWide(legibility.source);
-  const PagePointer source = LoadPage(path);
+  PagePointer source = LoadPage(path);
   if (source->GetWidth() != plane->GetWidth() || source->GetHeight() != plane->GetHeight()) {
     Fail(kFindings, InputName(path) + L" differs in size from the plane");
   }
-  const Legibility found = LegibilityMeter(source.get()).Measure(plane);
+  const LegibilityMeter meter(source.get());
+  source.reset();  // a large page takes much memory
+  const Legibility found = meter.Measure(plane);
   Report report(options);
   report.PageSize(plane);
   AddBars(&report, options, found);

@@ -110,9 +110,13 @@ bool SetColours(Bitmap* bits, std::uint32_t first, std::uint32_t second) {
 
 [[noreturn]] void FailToLock() { Fail(kUnreadable, L"cannot access the pixels of a page"); }
 
+Rect WholeOf(Bitmap* page) {
+  return {0, 0, static_cast<INT>(page->GetWidth()), static_cast<INT>(page->GetHeight())};
+}
+
 /// Locks a page with one bit per pixel.
 BitmapData LockBitsOf(Bitmap* page) {
-  const Rect all(0, 0, static_cast<INT>(page->GetWidth()), static_cast<INT>(page->GetHeight()));
+  const Rect all = WholeOf(page);
   BitmapData data;
   if (page->LockBits(&all, ImageLockModeRead | ImageLockModeWrite, PixelFormat1bppIndexed, &data) !=
       Ok) {
@@ -181,12 +185,11 @@ void ColourBits(Bitmap* bits, Color colour) {
   if (!SetColours(bits, colours[0], colours[any != 0 ? 1 : 0])) FailToLock();
 }
 
-PagePixels::PagePixels(Bitmap* page) : page_(page) {
-  const Rect all(0, 0, static_cast<INT>(page->GetWidth()), static_cast<INT>(page->GetHeight()));
-  if (page->LockBits(&all, ImageLockModeRead | ImageLockModeWrite, PixelFormat24bppRGB, &data_) !=
-      Ok) {
-    FailToLock();
-  }
+PagePixels::PagePixels(Bitmap* page)
+    : PagePixels(page, WholeOf(page), ImageLockModeRead | ImageLockModeWrite) {}
+
+PagePixels::PagePixels(Bitmap* page, const Rect& part, UINT mode) : page_(page) {
+  if (page->LockBits(&part, mode, PixelFormat24bppRGB, &data_) != Ok) FailToLock();
 }
 
 unsigned char* PagePixels::Row(int y) const {

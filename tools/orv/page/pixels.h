@@ -24,7 +24,10 @@ inline constexpr int kMaxDpi = 100'000;
 /// The pixels of a page, locked as 24 bits until the end of the scope.
 class PagePixels {
  public:
+  /// The whole page, to read and write. A page of another format is copied, and copied back.
   explicit PagePixels(Bitmap* page);
+  /// A part, to read. Only this part of a page of another format is copied.
+  PagePixels(Bitmap* page, const Rect& part) : PagePixels(page, part, ImageLockModeRead) {}
   PagePixels(const PagePixels&) = delete;
   PagePixels& operator=(const PagePixels&) = delete;
   ~PagePixels() { page_->UnlockBits(&data_); }
@@ -35,6 +38,8 @@ class PagePixels {
   unsigned char* Row(int y) const;
 
  private:
+  PagePixels(Bitmap* page, const Rect& part, UINT mode);
+
   Bitmap* page_;
   BitmapData data_;
 };

@@ -92,7 +92,7 @@ Canvas DrawMethods(Bitmap* page, const PageArea& area, int zoom, DitherOptions o
       const Legibility legibility = meter.Measure(PartOf(dithered.get(), area).get());
       canvas.Text(x, y + kCaption / 2 - kTextSize, ScoresText(legibility), kTextSize, kLine);
     }
-    canvas.Put(x, y + kCaption, PagePixels(isPage ? page : dithered.get()), area, zoom);
+    canvas.Put(x, y + kCaption, isPage ? page : dithered.get(), area, zoom);
     ++number;
   }
   return canvas;
@@ -135,6 +135,7 @@ void AddPagePreviewCommand(CLI::App* group) {
     const auto inkOf = [&](std::size_t plane) {
       return plane < preview->inks.size() ? &preview->inks[plane] : nullptr;
     };
+    std::vector<std::wstring> inputs = {ToWide(options->input)};
     {
       const PagePixels pixels(page.get());
       if (inkOf(0) != nullptr) {
@@ -146,7 +147,6 @@ void AddPagePreviewCommand(CLI::App* group) {
           pixel[2] = colour.GetRed();
         });
       }
-      std::vector<std::wstring> inputs = {ToWide(options->input)};
       for (std::size_t i = 0; i < preview->more.size(); ++i) {
         const std::wstring path = ToWide(preview->more[i]);
         inputs.push_back(path);
@@ -157,9 +157,9 @@ void AddPagePreviewCommand(CLI::App* group) {
         }
         Overprint(pixels, PagePixels(plane.get()), inkOf(i + 1));
       }
-      DrawView(pixels, area, view->zoom, options->dpi, preview->isBare)
-          .Save(ToWide(preview->output), std::move(inputs));
     }
+    DrawView(page.get(), nullptr, area, view->zoom, options->dpi, preview->isBare)
+        .Save(ToWide(preview->output), std::move(inputs));
     Report report(*options);
     report.PageSize(page.get());
     report.Columns(area.x, area.x + area.width - 1);
