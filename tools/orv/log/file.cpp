@@ -156,6 +156,7 @@ void LogReader::Feed(std::string_view bytes) {
 void LogReader::EndEntry() {
   if (entry_) use_(*entry_);
   entry_.reset();
+  emptyLines_ = 0;
 }
 
 void LogReader::Finish() {
@@ -212,9 +213,12 @@ void LogReader::UseLine(std::string_view bytes) {
   if (IsEntryStart(text)) {
     EndEntry();
     entry_ = ParseEntry(text);
-  } else if (entry_ && !text.empty() && entry_->message.size() < kMaxMessage) {
+  } else if (text.empty()) {
     // A message may contain line ends; one at its end leaves an empty line, which is skipped.
-    entry_->message.append(L"\n").append(text);
+    ++emptyLines_;
+  } else if (entry_ && entry_->message.size() < kMaxMessage) {
+    entry_->message.append(std::min(emptyLines_, kMaxMessage) + 1, L'\n').append(text);
+    emptyLines_ = 0;
     if (entry_->message.size() >= kMaxMessage) entry_->message += L"\n[the message is longer]";
   }
 }

@@ -59,6 +59,7 @@ class LogReader {
   Encoding encoding_ = Encoding::kUnknown;
   std::string rest_;  ///< a line without its line end
   std::optional<LogEntry> entry_;
+  std::size_t emptyLines_ = 0;  ///< after the message so far, which may continue after them
 };
 
 /// Reads a log and passes each entry to `use`. Between its parts the file is closed, and while a
