@@ -135,8 +135,13 @@ void SetValues(StockItem* item, const StockOptions& options) {
   const auto setSize = [&](const wchar_t* name, const wchar_t* option,
                            const std::optional<double>& millimetres) {
     if (!millimetres) return;
-    const auto number = static_cast<DWORD>(std::llround(*millimetres * 1000));
-    SetNumber(item, *FindStockValue(name), number, option);
+    const StockValue& value = *FindStockValue(name);
+    for (const std::string& argument : options.values) {
+      const std::wstring wide = ToWide(argument);
+      if (FindStockValue(wide.substr(0, wide.find(L'='))) != &value) continue;
+      Fail(kUsage, std::wstring(option) + L" cannot be used with --set " + name);
+    }
+    SetNumber(item, value, static_cast<DWORD>(std::llround(*millimetres * 1000)), option);
   };
   setSize(L"PaperWidth", L"--width", options.width);
   setSize(L"PaperLength", L"--length", options.length);
