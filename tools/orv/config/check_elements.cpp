@@ -160,7 +160,11 @@ void Checker::CheckElement(const ElementRule& rule) {
     }
     return;
   }
+  const EntryList* list = nullptr;
+  if (name == kPrintModeList.section) list = &kPrintModeList;
+  if (name == kSensorTypeList.section) list = &kSensorTypeList;
   xml_.IntoElem();
+  if (list != nullptr) CountEntryClaims(*list);
   if (!rule.properties.empty()) {
     const FoundProperties found = CheckProperties(rule.properties, rule.occurrence, offset);
     CheckGroups(rule.properties, found, &findings_);
@@ -168,8 +172,7 @@ void Checker::CheckElement(const ElementRule& rule) {
   }
   CheckChildren(rule.children, name, offset, !rule.properties.empty());
   xml_.OutOfElem();
-  if (name == kPrintModeList.section) CheckEntries(kPrintModeList, offset);
-  if (name == kSensorTypeList.section) CheckEntries(kSensorTypeList, offset);
+  if (list != nullptr) CheckEntries(*list, offset);
 }
 
 FoundProperties Checker::CheckProperties(std::span<const PropertyRule> rules, Occurrence occurrence,
@@ -178,7 +181,8 @@ FoundProperties Checker::CheckProperties(std::span<const PropertyRule> rules, Oc
   std::vector<bool> seen(rules.size());
   const std::vector<std::wstring_view> keys = KeysOf(rules);
   ClaimedKeys claimed;
-  if (occurrence != Occurrence::kMany) claimed = CountClaims(keys);
+  if (occurrence == Occurrence::kEachOnce) CountClaims(keys, &claimed);
+  if (occurrence == Occurrence::kAnyOnce) claimed = entryClaims_;
   xml_.ResetMainPos();
   while (xml_.FindElem(L"property")) {
     FoundProperty property = PropertyAt(&xml_);
@@ -209,6 +213,7 @@ FoundProperties Checker::CheckProperties(std::span<const PropertyRule> rules, Oc
       }
       property.hasFinding = findings_.size() != before;
     }
+    property.isRead = rule != rules.end();
     found.push_back(std::move(property));
   }
   if (occurrence == Occurrence::kEachOnce) ReportMissing(rules, found, offset);
@@ -238,17 +243,31 @@ std::wstring Checker::MeantKey(std::span<const std::wstring_view> keys) {
   return std::wstring(key.empty() ? KeyNamed(keys, value) : key);
 }
 
-Checker::ClaimedKeys Checker::CountClaims(std::span<const std::wstring_view> keys) {
-  ClaimedKeys claimed;
+void Checker::CountClaims(std::span<const std::wstring_view> keys, ClaimedKeys* claimed) {
   xml_.ResetMainPos();
   while (xml_.FindElem(L"property")) {
     const std::wstring key = MeantKey(keys);
     if (key.empty()) continue;
-    Claims& claims = claimed[key];
+    Claims& claims = (*claimed)[key];
     ++claims.count;
     claims.hasName = claims.hasName || EqualsIgnoringAsciiCase(xml_.GetAttrib(L"name"), key);
   }
-  return claimed;
+}
+
+void Checker::CountEntryClaims(const EntryList& list) {
+  std::vector<std::wstring_view> keys;
+  for (const NumberedName& known : list.names) keys.push_back(known.name);
+  entryClaims_.clear();
+  xml_.ResetMainPos();
+  while (xml_.FindElem(list.entry)) {
+    xml_.IntoElem();
+    if (xml_.FindElem(L"properties")) {
+      xml_.IntoElem();
+      CountClaims(keys, &entryClaims_);
+      xml_.OutOfElem();
+    }
+    xml_.OutOfElem();
+  }
 }
 
 bool Checker::IsClaimedOnce(const ClaimedKeys& claimed, const std::wstring& key) {

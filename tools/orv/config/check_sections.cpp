@@ -171,10 +171,11 @@ void Checker::CheckEntries(const EntryList& list, int offset) {
       Report(L"duplicate-entry", entry.offset, L"\"" + entry.name + L"\" is listed twice",
              L"every entry once", kNothing);
     }
-    names.push_back(withoutPrefix(entry.name));
+    if (entry.isRead) names.push_back(withoutPrefix(entry.name));
     if (EqualsIgnoringAsciiCase(entry.name, wanted)) chosen = &entry;
   }
-  if (byDefault == nullptr || byDefault->hasFinding) return;
+  // Without an entry that is read, the names of the entries are the cause.
+  if (byDefault == nullptr || byDefault->hasFinding || names.empty()) return;
   if (chosen == nullptr) {
     ReportName(
         L"default-not-listed", *byDefault,

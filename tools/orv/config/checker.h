@@ -93,8 +93,11 @@ class Checker {
   using ClaimedKeys = std::map<std::wstring, Claims>;
   /// The key that the property at the main position has or means; empty when it is not known.
   std::wstring MeantKey(std::span<const std::wstring_view> keys);
-  /// The claims of the properties in the element that the document is inside of.
-  ClaimedKeys CountClaims(std::span<const std::wstring_view> keys);
+  /// Adds the claims of the properties in the element that the document is inside of.
+  void CountClaims(std::span<const std::wstring_view> keys, ClaimedKeys* claimed);
+  /// Counts the claims of all entries of the list that the document is inside of: each name is in a
+  /// section of its own, but must be unique in the list.
+  void CountEntryClaims(const EntryList& list);
   static bool IsClaimedOnce(const ClaimedKeys& claimed, const std::wstring& key);
   /// These two return the key that was meant; empty when it is not known, or when the section has
   /// it. A property is renamed only if no other one has or means its key.
@@ -161,6 +164,7 @@ class Checker {
   FoundProperties speedDefault_;
   FoundProperties entryDefault_;
   FoundProperties entries_;
+  ClaimedKeys entryClaims_;
   FoundProperties option_;
 };
 
