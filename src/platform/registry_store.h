@@ -13,7 +13,9 @@ struct RegistryStoreFacts {
   LONG error = ERROR_SUCCESS;  ///< of reading all of it; `ERROR_FILE_NOT_FOUND` if it has no file
   bool isWritable = true;      ///< by this user; without a file, whether it can be created
   bool isInterrupted = false;  ///< a writer was killed, and the next reader must undo its write
+  bool isFolder = false;       ///< a folder is in the place of the file
   std::wstring owner;          ///< the user who owns the file; empty without one
+  std::wstring brokenLink;     ///< a link to nothing that keeps the file from being created
 };
 
 /// Reads and verifies a whole store without changing it. On Windows it only opens the hive.

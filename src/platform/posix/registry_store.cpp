@@ -54,6 +54,27 @@ bool CanWrite(std::filesystem::path path) {
   return access(path.c_str(), W_OK | X_OK) == 0;
 }
 
+/// Whether a path is a symbolic link to something that does not exist.
+bool LeadsNowhere(const std::filesystem::path& path) {
+  std::error_code ignored;
+  return std::filesystem::is_symlink(path, ignored) && access(path.c_str(), F_OK) != 0 &&
+         errno == ENOENT;
+}
+
+/// The link because of which a file cannot be created; empty without one. A writer creates the
+/// folders of the path, but not those that a link leads to.
+std::filesystem::path BrokenLink(const std::filesystem::path& path) {
+  std::error_code ignored;
+  std::filesystem::path target = path;
+  while (LeadsNowhere(target)) {
+    target = target.parent_path() / std::filesystem::read_symlink(target, ignored);
+  }
+  if (target != path && access(target.parent_path().c_str(), F_OK) != 0) return path;
+  std::filesystem::path folder = path.parent_path();
+  while (folder.has_relative_path() && !LeadsNowhere(folder)) folder = folder.parent_path();
+  return folder.has_relative_path() ? folder : std::filesystem::path();
+}
+
 std::wstring UserName(uid_t user) {
   std::array<char, 4096> buffer;
   passwd entry{};
@@ -73,11 +94,13 @@ RegistryStoreFacts ExamineRegistryStore(HKEY hive) {
   struct stat status {};
   if (stat(path.c_str(), &status) == 0) {
     facts.owner = UserName(status.st_uid);
+    facts.isFolder = S_ISDIR(status.st_mode);
     if (facts.error == ERROR_FILE_NOT_FOUND) facts.error = ERROR_SUCCESS;
     const int verified = facts.error != ERROR_BUSY ? Verify(path) : SQLITE_BUSY;
     facts.isInterrupted = verified == SQLITE_READONLY_ROLLBACK;
     if (facts.error == ERROR_SUCCESS) facts.error = ErrorOf(verified);
   }
+  facts.brokenLink = FromPath(BrokenLink(path));
   facts.isWritable = path.starts_with('/') && CanWrite(path);
   return facts;
 }

@@ -88,6 +88,10 @@ Result StoreFault(const std::wstring& store, const RegistryStoreFacts& facts) {
     return {Health::kWarning, store + L": a program was ended while it was writing",
             L"orv printers list, or any other command, undoes the write"};
   }
+  if (facts.isFolder) {
+    return {Health::kError, store + L": a folder is in the place of the file",
+            std::wstring(L"move the folder away") + kOtherFolder};
+  }
   const auto* const known = std::ranges::find(kStoreAdvice, facts.error, &StoreAdvice::error);
   const std::wstring advice =
       known != std::end(kStoreAdvice) ? known->advice : L"check the disk and the path";
@@ -99,6 +103,12 @@ Result StoreState(HKEY hive, const RegistryStoreFacts& facts) {
   const std::wstring store =
       RegistryStoreName(hive) + (facts.owner.empty() ? L"" : L" (owner: " + facts.owner + L")");
   if (facts.error != ERROR_SUCCESS && !isMissing) return StoreFault(store, facts);
+  if (!facts.brokenLink.empty()) {
+    return {Health::kError,
+            store + L": cannot be created: the symbolic link " + facts.brokenLink +
+                L" leads to a place that does not exist",
+            std::wstring(L"create that folder, or remove the link") + kOtherFolder};
+  }
   const std::wstring state = store + (isMissing ? L": nothing stored yet" : L": readable");
   if (facts.isWritable) return {Health::kOk, state + (isMissing ? L"" : L" and writable")};
   if (hive == HKEY_LOCAL_MACHINE) {
