@@ -124,6 +124,16 @@ TEST_F(DevmodeTool, FindsARecordInTheFilesThatContainIt) {
                 {{"devmode", "bytes", file, "-q", "-o", file}, 3, HasSubstr("--force")}});
     EXPECT_EQ(ReadBytes(file), bytes);
   }
+  // Of several records in a registry file, the doctor examines the one of the printer.
+  const std::string header = "Windows Registry Editor Version 5.00\r\n\r\n";
+  for (const auto& [name, key] : {std::pair(name_, std::string("Any")), {"Any", name_}}) {
+    const std::string own = RegistryFile(name, record, "HKEY_CURRENT_USER\\" + key);
+    WriteBytes(File("two.reg"), RegistryFile("Other", whole) + own.substr(header.size()));
+    ExpectRuns({{{"doctor", name_, "--config-dir", Configs(), "--record", File("two.reg")},
+                 0,
+                 HasSubstr("at byte 0 of \"" + name + "\" in HKEY_CURRENT_USER\\" + key +
+                           "\\Printers, one of 2: ")}});
+  }
   std::string otherSize = record;
   otherSize[0] = '\1';
   const std::pair<std::string, std::string> none[] = {

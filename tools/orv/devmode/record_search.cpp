@@ -10,6 +10,7 @@
 #include "orv/platform/registry.h"
 #include "orv/platform/types.h"
 #include "orv/text/format.h"
+#include "platform/letter_case.h"
 #include "tools/orv/common/input.h"
 #include "tools/orv/common/output.h"
 #include "tools/orv/registry/reg_file.h"
@@ -113,10 +114,20 @@ void SearchBytes(std::string_view bytes, const std::wstring& where, RecordSearch
   }
 }
 
-void SearchRegistryFile(std::wstring_view text, RecordSearch* search) {
+/// Whether a value, or a key that it is in, has the name of a printer.
+bool Names(const RegChange& change, const std::wstring& printer) {
+  if (printer.empty()) return false;
+  const std::wstring keys = UpperCase(L'\\' + change.path + L'\\');
+  return EqualIgnoringCase(change.name, printer) ||
+         keys.find(UpperCase(L'\\' + printer + L'\\')) != keys.npos;
+}
+
+void SearchRegistryFile(std::wstring_view text, const std::wstring& printer, RecordSearch* search) {
   std::vector<RegChange> changes;
   std::vector<RegFault> faults;
   ParseRegFile(text, &changes, &faults, RegHives::kAny);
+  std::stable_partition(changes.begin(), changes.end(),
+                        [&printer](const RegChange& change) { return Names(change, printer); });
   for (const RegChange& change : changes) {
     const std::vector<BYTE>& data = change.value.data;
     SearchBytes(
@@ -134,11 +145,11 @@ void SearchRegistryFile(std::wstring_view text, RecordSearch* search) {
 
 }  // namespace
 
-RecordSearch FindRecords(std::string_view bytes) {
+RecordSearch FindRecords(std::string_view bytes, const std::wstring& printer) {
   RecordSearch search;
   const std::wstring text = DecodeText(bytes);
   if (IsRegFile(text)) {
-    SearchRegistryFile(text, &search);
+    SearchRegistryFile(text, printer, &search);
   } else {
     SearchBytes(bytes, {}, &search);
     if (search.content.empty()) search.content = ContentOf(bytes);

@@ -233,7 +233,8 @@ tagOEMDEV RecordFromText(const std::wstring& text, const std::wstring& path,
 }
 
 std::optional<ParsedRecord> ParseRecord(const std::string& bytes, const std::wstring& path,
-                                        const tagOEMDEV* defaults, std::wstring* problem) {
+                                        const tagOEMDEV* defaults, std::wstring* problem,
+                                        const std::wstring& printer) {
   const std::wstring title = Widen(kTitle.substr(0, kTitle.size() - 1));
   ParsedRecord parsed{};
   if (const std::wstring text = DecodeText(bytes); text.starts_with(title)) {
@@ -246,7 +247,7 @@ std::optional<ParsedRecord> ParseRecord(const std::string& bytes, const std::wst
     std::memcpy(&parsed.record, bytes.data(), sizeof(tagOEMDEV));
     return parsed;
   }
-  RecordSearch search = FindRecords(bytes);
+  RecordSearch search = FindRecords(bytes, printer);
   if (!search.record) {
     *problem =
         Format(L"%ls: no record found: %ls; a record has %zu bytes, or the first line \"%ls\"",

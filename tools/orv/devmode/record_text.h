@@ -47,10 +47,11 @@ struct ParsedRecord {
   std::vector<std::wstring> places;  ///< of all records, the first one's first; only if enclosed
 };
 
-/// Parses the content of a file like `RecordFromText`, or finds the first record in it. Nothing,
-/// with the reason in `*problem`, if there is none.
+/// Parses the content of a file like `RecordFromText`, or finds a record in it, see `FindRecords`.
+/// Nothing, with the reason in `*problem`, if there is none.
 std::optional<ParsedRecord> ParseRecord(const std::string& bytes, const std::wstring& path,
-                                        const tagOEMDEV* defaults, std::wstring* problem);
+                                        const tagOEMDEV* defaults, std::wstring* problem,
+                                        const std::wstring& printer = {});
 /// Writes a record as bytes or as text.
 void WriteRecord(const std::wstring& path, const tagOEMDEV& record, bool asText,
                  Written written = Written::kResult);

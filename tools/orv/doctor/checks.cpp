@@ -464,12 +464,12 @@ std::optional<Result> Record(const Examined& examined) {
   if (examined.config) FillDefaults(*examined.config, &defaults);
   std::wstring problem;
   const std::optional<ParsedRecord> parsed =
-      ParseRecord(bytes, InputName(path), examined.config ? &defaults : nullptr, &problem);
+      ParseRecord(bytes, InputName(path), examined.config ? &defaults : nullptr, &problem,
+                  examined.options.printer);
   if (!parsed) return Result{Health::kError, problem, kGetRecord};
   const std::wstring name =
       InputName(path) + (parsed->places.empty() ? std::wstring() : L", " + parsed->places.front()) +
-      (parsed->places.size() > 1 ? Format(L", the first of %zu", parsed->places.size()) : L"") +
-      L": ";
+      (parsed->places.size() > 1 ? Format(L", one of %zu", parsed->places.size()) : L"") + L": ";
   if (const std::wstring refusal = RefusalOf(parsed->record); !refusal.empty()) {
     return Result{Health::kError, name + refusal, kGetRecord};
   }
