@@ -18,7 +18,8 @@
 /// - Errors: every function that can fail returns `ORV_OK` or an error code, and never throws. A
 ///   null pointer, or a number outside its range, is `ORV_ERROR_ARGUMENT`, and every function that
 ///   needs memory can return `ORV_ERROR_MEMORY`; comments name the other codes. After an error the
-///   outputs are unchanged unless a comment says otherwise.
+///   outputs are unchanged unless a comment says otherwise. If a protected file or its bytes cannot
+///   be encrypted or decrypted, the library may also print a line about that to standard output.
 /// - Texts are UTF-16 code units with a separate count; they need no terminator. A text that
 ///   contains NUL is `ORV_ERROR_ARGUMENT`. Where a text may be empty, a null pointer with the count
 ///   0 is one.
@@ -315,7 +316,8 @@ enum {
 
 /// Dithers a 24-bit image in place to white and `colour` (0xRRGGBB). A pixel becomes white if its
 /// grey value, 0 to 255, plus the error from its neighbours, is at least `threshold`; the ordered
-/// methods have their own thresholds. If memory runs out, the pixels are unspecified.
+/// methods have their own thresholds. Any `threshold` is valid. If memory runs out, the pixels are
+/// unspecified.
 ORV_C_API int32_t ORV_C_CALL orv_page_dither(const orv_image* image, int32_t method,
                                              int32_t threshold, uint32_t colour);
 
@@ -328,9 +330,10 @@ ORV_C_API int32_t ORV_C_CALL orv_page_to_one_bit(const orv_image* source, const 
 ORV_C_API int32_t ORV_C_CALL orv_page_bounds(const orv_image* image, int32_t bounds[4]);
 
 /// Splits a 24-bit page for two print heads. Pixels whose distance from `colour` (0xRRGGBB, not
-/// white) is at most `tolerance`, such as 0.1, go to `highlight`, the others to `background`. Both
-/// are 24-bit images of the page's size, and are dithered as by `orv_page_dither`. The three must
-/// not overlap. If memory runs out, the planes are unspecified. Similar colours have distances
+/// white) is at most `tolerance`, such as 0.1, go to `highlight`, the others to `background`. No
+/// pixel has a distance below 0; a tolerance that is not finite is `ORV_ERROR_ARGUMENT`. Both
+/// planes are 24-bit images of the page's size, and are dithered as by `orv_page_dither`. The three
+/// must not overlap. If memory runs out, the planes are unspecified. Similar colours have distances
 /// below 0.05; `orv page explain` prints the distances of a page's colours.
 ORV_C_API int32_t ORV_C_CALL orv_page_split(const orv_image* page, uint32_t colour,
                                             double tolerance, int32_t method, int32_t threshold,

@@ -22,8 +22,8 @@
 /// Operations on page bitmaps. Bitmaps that a function returns belong to the caller, who deletes
 /// them with `DeleteBitmap`, or keeps them in an `orv::OwnedBitmap`. One-bit images hold 1 for
 /// white and 0 for ink. If a single bitmap call fails, its status is kept as the bitmap's last
-/// status and the operation continues. Functions may be called from any thread on bitmaps that no
-/// other thread uses.
+/// status and the operation continues. A bitmap must not be null unless a comment allows it.
+/// Functions may be called from any thread on bitmaps that no other thread uses.
 class ORV_EXPORT BitmapHelper {
  public:
   /// Creates a bitmap with zeroed pixels of its own; null on failure.
@@ -61,7 +61,8 @@ class ORV_EXPORT BitmapHelper {
   /// on success. On failure it returns 0 and leaves no bitmap: a source that cannot be copied
   /// leaves both unchanged, an unknown method or a highlight that cannot be dithered sets
   /// `*highlight` to null and leaves `*background` unchanged, and a background that cannot be made
-  /// sets both to null. A highlight colour whose grey value is 255 is invalid.
+  /// sets both to null. `highlightColour` should not be white: pixels within the tolerance of a
+  /// colour with the grey value 255 all become ink.
   static int SplitImage(Bitmap* source, Color& highlightColour, double tolerance,
                         eBitmapDitherer method, int threshold, Bitmap** background,
                         Bitmap** highlight);
