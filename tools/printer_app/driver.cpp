@@ -78,6 +78,12 @@ bool Fits(const Label& label, std::int64_t width, std::int64_t length) {
          length <= label.heightMax;
 }
 
+/// Whether a configuration describes a printer, and not only a family, such as a driver's own file.
+bool IsPrinter(const Device& device) {
+  return device.label.widthMax > 0 && device.generalSettings.resolutionDpiX > 0 &&
+         device.generalSettings.resolutionDpiY > 0;
+}
+
 /// Fills the new driver data of a printer.
 class DataWriter {
  public:
@@ -364,8 +370,6 @@ Driver::Driver(std::filesystem::path file) : path(std::move(file)) {
   const Device& device = config->device;
   modelName = ToUtf8(device.model.modelName);
   deviceId = ToUtf8(device.model.deviceId);
-  isUsable = device.label.widthMax > 0 && device.generalSettings.resolutionDpiX > 0 &&
-             device.generalSettings.resolutionDpiY > 0;
   // The library finds the file by the driver's name, which is usually the model's.
   spoolerName = ConfigFileName(device.model.modelName) == FromPath(path.filename())
                     ? device.model.modelName
@@ -378,8 +382,12 @@ LoadedConfig Driver::Load() {
   if (loaded.config == nullptr || version != now) {
     version = now;
     LoadResult result = LoadConfigFile(FromPath(path), nullptr, nullptr);
-    if (result.owned != nullptr) loaded.config = std::move(result.owned);
     loaded.problem = ToUtf8(LoadFailureText(result));
+    if (result.owned != nullptr && !IsPrinter(result.owned->device)) {
+      loaded.problem = "not a printer: it has no resolution or no maximum label width";
+    } else if (result.owned != nullptr) {
+      loaded.config = std::move(result.owned);
+    }
     if (!loaded.problem.empty()) loaded.problem = path.string() + ": " + loaded.problem;
   }
   return loaded;
@@ -396,9 +404,10 @@ Drivers FindDrivers(std::vector<std::string>* problems) {
       const std::string name = path.filename().string();
       if (!name.starts_with(kFilePrefix) || !name.ends_with(".xml")) continue;
       const auto [driver, isNew] = drivers.try_emplace(NameOf(path), path);
-      if (!isNew || driver->second.isUsable) continue;
-      const std::string problem = driver->second.Load().problem;
-      problems->push_back(problem.empty() ? path.string() + ": not a printer" : problem);
+      if (!isNew) continue;
+      const LoadedConfig loaded = driver->second.Load();
+      if (loaded.config != nullptr) continue;
+      problems->push_back(loaded.problem);
       drivers.erase(driver);
     }
     if (error && error != std::errc::no_such_file_or_directory) {
@@ -491,9 +500,10 @@ bool UpdatePrinter(pappl_printer_t* printer) {
     ipp_t* attributes = WriteData(queue.get(), set, &data);
     pappl_pr_driver_data_t old;
     KeepSettings(*papplPrinterGetDriverData(printer, &old), isSameConfig, &data);
-    papplPrinterSetDriverData(printer, &data, attributes);
+    const bool isTaken = papplPrinterSetDriverData(printer, &data, attributes);
     ippDelete(attributes);
     ippDelete(set);
+    if (!isTaken) throw std::runtime_error("PAPPL refuses them; its log line has the reason");
     return true;
   });
 }

@@ -36,7 +36,6 @@ struct Driver {
 
   const std::filesystem::path path;
   // Of the configuration when the server started.
-  bool isUsable = false;  ///< the file describes a printer
   std::string modelName;
   std::string deviceId;
   std::wstring spoolerName;  ///< in the settings store; the library derives the file name from it

@@ -177,12 +177,14 @@ bool PrintPng(pappl_job_t* job, pappl_device_t* device, void*) {
     const std::optional<PngResolution> perMetre = ReadPngResolution(path.c_str());
     const int depth = header && header->isGrey ? 1 : 3;  // grey images print in black alone
     const std::vector<unsigned char> pixels = PixelsOf(image.get(), depth);
+    const auto width = static_cast<int>(image->GetWidth());
+    const auto height = static_cast<int>(image->GetHeight());
+    image.reset();  // the largest one takes 400 MB
     const std::unique_ptr<pappl_pr_options_t, void (*)(pappl_pr_options_t*)> options(
         papplJobCreatePrintOptions(job, 1, depth == 3), papplJobDeletePrintOptions);
     const double ppi = perMetre ? perMetre->x * kMetresPerInch : 0;
-    return papplJobFilterImage(
-        job, device, options.get(), pixels.data(), static_cast<int>(image->GetWidth()),
-        static_cast<int>(image->GetHeight()), depth, static_cast<int>(std::lround(ppi)), false);
+    return papplJobFilterImage(job, device, options.get(), pixels.data(), width, height, depth,
+                               static_cast<int>(std::lround(ppi)), false);
   });
 }
 

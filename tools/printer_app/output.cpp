@@ -1,6 +1,7 @@
 #include "tools/printer_app/output.h"
 
 #include <array>
+#include <cstddef>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
@@ -88,13 +89,22 @@ std::string JsonOf(const PrintedLabel& page) {
   return json.Text();
 }
 
+/// The bytes that a device has taken. PAPPL keeps small writes until they are flushed, and does not
+/// say whether that succeeds.
+std::size_t BytesTaken(pappl_device_t* device) {
+  pappl_devmetrics_t metrics{};
+  papplDeviceGetMetrics(device, &metrics);
+  return metrics.write_bytes;
+}
+
 /// Stores a file as a whole in the folder, or writes its content to the device if that has none.
 bool Send(pappl_device_t* device, const std::string& folder, const std::string& name,
           const std::string& bytes, std::string* problem) {
   if (folder.empty()) {
-    const ssize_t written = papplDeviceWrite(device, bytes.data(), bytes.size());
+    const std::size_t before = BytesTaken(device);
+    papplDeviceWrite(device, bytes.data(), bytes.size());
     papplDeviceFlush(device);
-    if (written == static_cast<ssize_t>(bytes.size())) return true;
+    if (BytesTaken(device) - before == bytes.size()) return true;
     *problem = "the device does not take the page";
     return false;
   }

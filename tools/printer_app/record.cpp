@@ -1,7 +1,6 @@
 #include "tools/printer_app/record.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cstdint>
 #include <limits>
@@ -73,28 +72,18 @@ void SetOwnWords(const Options& options, const Config& config, tagOEMDEV* record
 
 using VendorValues = std::map<std::string, std::string>;
 
-/// A value without the backslashes that CUPS puts before quotes, brackets and backslashes.
-std::string Unescaped(std::string_view text) {
-  std::string plain;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '\\' && i + 1 < text.size()) ++i;
-    plain += text[i];
-  }
-  return plain;
-}
-
-/// The vendor options of a job, or else the printer's defaults for them.
-VendorValues VendorValuesOf(pappl_printer_t* printer, const pappl_pr_driver_data_t& data,
-                            const Options& options) {
+/// The vendor options of a job, or else the printer's defaults for them. PAPPL's own list of them
+/// has texts that are cut and have backslashes before quotes and brackets.
+VendorValues VendorValuesOf(pappl_job_t* job, const pappl_pr_driver_data_t& data) {
   VendorValues values;
-  ipp_t* defaults = papplPrinterGetDriverAttributes(printer);
+  ipp_t* defaults = papplPrinterGetDriverAttributes(papplJobGetPrinter(job));
   for (const char* name : std::span(data.vendor, static_cast<std::size_t>(data.num_vendor))) {
-    const std::string attribute = std::string(name) + "-default";
-    std::array<char, 1024> text{};
-    ippAttributeString(ippFindAttribute(defaults, attribute.c_str(), IPP_TAG_ZERO), text.data(),
-                       text.size());
-    const char* value = cupsGetOption(name, options.num_vendor, options.vendor);
-    values[name] = Unescaped(value != nullptr ? value : text.data());
+    ipp_attribute_t* value = papplJobGetAttribute(job, name);
+    if (value == nullptr) {
+      value = ippFindAttribute(defaults, (std::string(name) + "-default").c_str(), IPP_TAG_ZERO);
+    }
+    const char* text = ippGetString(value, 0, nullptr);
+    values[name] = text != nullptr ? text : std::to_string(ippGetInteger(value, 0));
   }
   ippDelete(defaults);
   return values;
@@ -217,7 +206,7 @@ JobRecord MergeJob(pappl_job_t* job, const pappl_pr_options_t& options, Queue* q
   FillDefaults(config, &made.record);
   SetOwnWords(options, config, &made.record);
   SetLabelModes(options, data, config, &made.record);
-  VendorValues values = VendorValuesOf(papplJobGetPrinter(job), data, options);
+  VendorValues values = VendorValuesOf(job, data);
   SetVendorFields(values, config, &made);
   if (!stock.problem.empty()) made.problems.push_back(stock.problem);
   DEVMODEW in = PublicRecordOf(made.record);
