@@ -22,40 +22,46 @@ void SpreadLine(unsigned char* first, std::ptrdiff_t step, int count, int reach,
 /// The inks of a dot: the sum of these.
 enum Inks { kNone = 0, kBlack = 1, kColour = 2, kBoth = 3 };
 
-/// Follows the dots of a row or column and finds the edges in it.
+/// Follows the dots of a row or column and finds the edges in it: from one ink alone to the other.
 class EdgeFinder {
  public:
   void Add(Inks inks, PlaneEdges* edges) {
-    if (inks != last_.inks) {
-      before_ = middle_;
-      middle_ = last_;
-      last_ = {inks, 0};
-    }
-    if (++last_.length != kSolid || (inks != kBlack && inks != kColour)) return;
+    if (inks != inks_) EndRun(inks);
+    ++length_;
+    if (inks == kNone) ++paper_;
+    if (inks == kBoth) ++overlap_;
+    if (!IsAlone(inks) || length_ != kSolid) return;
     const Inks other = inks == kBlack ? kColour : kBlack;
-    if (IsSolid(middle_, other)) {
+    if (solid_ != other || paper_ + overlap_ > kMaxMiddle) return;
+    if (paper_ > 0) {
+      edges->AddGap(paper_);
+    } else if (overlap_ > 0) {
+      edges->AddOverlap(overlap_);
+    } else {
       ++edges->touching;
-    } else if (IsSolid(before_, other) && middle_.length <= kMaxMiddle) {
-      if (middle_.inks == kNone) edges->AddGap(middle_.length);
-      if (middle_.inks == kBoth) edges->AddOverlap(middle_.length);
     }
   }
 
  private:
   static constexpr int kSolid = 3;
   static constexpr int kMaxMiddle = 16;
-  struct Run {
-    Inks inks = kNone;
-    int length = 0;
-  };
 
-  static bool IsSolid(const Run& run, Inks inks) {
-    return run.inks == inks && run.length >= kSolid;
+  static bool IsAlone(Inks inks) { return inks == kBlack || inks == kColour; }
+
+  void EndRun(Inks next) {
+    if (IsAlone(inks_)) {
+      solid_ = length_ >= kSolid ? inks_ : kNone;
+      paper_ = overlap_ = 0;
+    }
+    inks_ = next;
+    length_ = 0;
   }
 
-  Run before_;
-  Run middle_;
-  Run last_;
+  Inks inks_ = kNone;
+  int length_ = 0;
+  Inks solid_ = kNone;  ///< the last ink alone, if its run was solid
+  int paper_ = 0;       ///< dots since then
+  int overlap_ = 0;
 };
 
 }  // namespace

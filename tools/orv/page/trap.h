@@ -13,7 +13,8 @@ namespace orv::tool {
 void SpreadUnder(const PagePixels& highlight, const PagePixels& black, int dots);
 
 /// The edges between black and colour, along all rows and columns: three dots of one plane, at most
-/// 16 dots of white or of both, and three dots of the other plane.
+/// 16 dots of white and of both, and three dots of the other plane. Any white makes it a gap, of as
+/// many dots.
 struct PlaneEdges {
   std::int64_t gaps = 0;
   std::int64_t touching = 0;
