@@ -330,8 +330,9 @@ ORV_C_API int32_t ORV_C_CALL orv_page_to_one_bit(const orv_image* source, const 
 ORV_C_API int32_t ORV_C_CALL orv_page_bounds(const orv_image* image, int32_t bounds[4]);
 
 /// Splits a 24-bit page for two print heads. Pixels whose distance from `colour` (0xRRGGBB, not
-/// white) is at most `tolerance`, such as 0.1, go to `highlight`, the others to `background`. No
-/// pixel has a distance below 0; a tolerance that is not finite is `ORV_ERROR_ARGUMENT`. Both
+/// white) is at most `tolerance`, such as 0.1, go to `highlight`, the others to `background`. A
+/// negative tolerance puts every pixel in `background`; one that is not finite is
+/// `ORV_ERROR_ARGUMENT`. Both
 /// planes are 24-bit images of the page's size, and are dithered as by `orv_page_dither`. The three
 /// must not overlap. If memory runs out, the planes are unspecified. Similar colours have distances
 /// below 0.05; `orv page explain` prints the distances of a page's colours.

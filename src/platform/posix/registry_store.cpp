@@ -58,7 +58,7 @@ bool CanWrite(std::filesystem::path path) {
 bool LeadsNowhere(const std::filesystem::path& path) {
   std::error_code ignored;
   return std::filesystem::is_symlink(path, ignored) && access(path.c_str(), F_OK) != 0 &&
-         errno == ENOENT;
+         (errno == ENOENT || errno == ENOTDIR);
 }
 
 /// The link because of which a file cannot be created; empty without one. A writer creates the

@@ -174,7 +174,7 @@ void Checker::CheckEntries(const EntryList& list, int offset) {
     if (entry.isRead) names.push_back(withoutPrefix(entry.name));
     if (EqualsIgnoringAsciiCase(entry.name, wanted)) chosen = &entry;
   }
-  // Without an entry that is read, the names of the entries are the cause.
+  // Without an entry that is read, their names are the cause of a default that is not listed.
   if (byDefault == nullptr || byDefault->hasFinding || names.empty()) return;
   if (chosen == nullptr) {
     ReportName(

@@ -115,7 +115,7 @@ void SearchBytes(std::string_view bytes, const std::wstring& where, RecordSearch
 }
 
 /// Whether a value, or a key that it is in, has the name of a printer.
-bool Names(const RegChange& change, const std::wstring& printer) {
+bool BelongsTo(const RegChange& change, const std::wstring& printer) {
   if (printer.empty()) return false;
   const std::wstring keys = UpperCase(L'\\' + change.path + L'\\');
   return EqualIgnoringCase(change.name, printer) ||
@@ -127,7 +127,7 @@ void SearchRegistryFile(std::wstring_view text, const std::wstring& printer, Rec
   std::vector<RegFault> faults;
   ParseRegFile(text, &changes, &faults, RegHives::kAny);
   std::stable_partition(changes.begin(), changes.end(),
-                        [&printer](const RegChange& change) { return Names(change, printer); });
+                        [&printer](const RegChange& change) { return BelongsTo(change, printer); });
   for (const RegChange& change : changes) {
     const std::vector<BYTE>& data = change.value.data;
     SearchBytes(

@@ -14,12 +14,13 @@ namespace orv::tool {
 
 struct RecordSearch {
   std::optional<tagOEMDEV> record;   ///< the first one
-  std::vector<std::wstring> places;  ///< where each one is, such as "at byte 220", from that one on
+  std::vector<std::wstring> places;  ///< of all, such as "at byte 220"; that of `record` first
   std::wstring content;              ///< without any: what the bytes are
 };
 
 /// Finds every record whose header has the size and the signature, at any offset. In a registry
-/// file it searches the values, first those that are named like the printer, or in a key that is.
+/// file it searches the values; those named like the printer, or below a key of its name, come
+/// first.
 RecordSearch FindRecords(std::string_view bytes, const std::wstring& printer = {});
 
 }  // namespace orv::tool

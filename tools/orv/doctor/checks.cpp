@@ -107,7 +107,7 @@ Result StoreState(HKEY hive, const RegistryStoreFacts& facts) {
     return {Health::kError,
             store + L": cannot be created: the symbolic link " + facts.brokenLink +
                 L" leads to a place that does not exist",
-            std::wstring(L"create that folder, or remove the link") + kOtherFolder};
+            std::wstring(L"make it lead to an existing folder, or remove it") + kOtherFolder};
   }
   const std::wstring state = store + (isMissing ? L": nothing stored yet" : L": readable");
   if (facts.isWritable) return {Health::kOk, state + (isMissing ? L"" : L" and writable")};

@@ -193,11 +193,15 @@ void Canvas::Text(int x, int y, std::string_view text, int size, const Shade& sh
 template <typename Mix>
 void Canvas::Draw(int x, int y, Bitmap* page, const PageArea& area, int zoom, const Mix& mix) {
   const auto at = [&](int row) { return pixels_->Row(row) + std::ptrdiff_t{3} * x; };
-  std::vector<unsigned char> wide(static_cast<std::size_t>(area.width) * 3 *
-                                  static_cast<std::size_t>(zoom));
+  const std::size_t count =
+      std::size_t{3} * static_cast<std::size_t>(area.width) * static_cast<std::size_t>(zoom);
+  std::vector<unsigned char> wide(zoom > 1 ? count : 0);
+  const auto width = static_cast<INT>(page->GetWidth());
   for (int row = 0; row < area.height; ++row) {
-    const PagePixels line(page, {area.x, area.y + row, area.width, 1});
-    const unsigned char* from = line.Row(0);
+    // Whole rows: with one bit per pixel, a part can start within a byte, which some systems
+    // ignore.
+    const PagePixels line(page, {0, area.y + row, width, 1});
+    const unsigned char* from = line.Row(0) + std::ptrdiff_t{3} * area.x;
     if (zoom > 1) {
       unsigned char* to = wide.data();
       for (int column = 0; column < area.width; ++column, from += 3) {
@@ -205,7 +209,7 @@ void Canvas::Draw(int x, int y, Bitmap* page, const PageArea& area, int zoom, co
       }
       from = wide.data();
     }
-    for (int i = 0; i < zoom; ++i) mix(from, wide.size(), at(y + row * zoom + i));
+    for (int i = 0; i < zoom; ++i) mix(from, count, at(y + row * zoom + i));
   }
 }
 

@@ -37,9 +37,10 @@ class Canvas {
   void Fill(int x, int y, int width, int height, const Shade& shade);
   /// Writes a line of text, its top left at x, y, in letters of `size` times 5 x 7 pixels.
   void Text(int x, int y, std::string_view text, int size, const Shade& shade);
-  /// Draws a part of a page at x, y, each pixel as a square of `zoom` pixels.
+  /// Draws a part of a page at x, y, each pixel as a square of `zoom` pixels. The squares must lie
+  /// within the picture.
   void Put(int x, int y, Bitmap* page, const PageArea& area, int zoom);
-  /// Draws a plane over it. The inks mix like real ones: each channel takes the darker value.
+  /// The same, over the picture: each channel takes the darker value, as inks mix.
   void Overprint(int x, int y, Bitmap* plane, const PageArea& area, int zoom);
 
   /// Ends the drawing and returns the picture.

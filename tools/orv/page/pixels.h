@@ -26,7 +26,7 @@ class PagePixels {
  public:
   /// The whole page, to read and write. A page of another format is copied, and copied back.
   explicit PagePixels(Bitmap* page);
-  /// A part, to read. Only this part of a page of another format is copied.
+  /// A part, to read; its first row is row 0. Only this part of a page of another format is copied.
   PagePixels(Bitmap* page, const Rect& part) : PagePixels(page, part, ImageLockModeRead) {}
   PagePixels(const PagePixels&) = delete;
   PagePixels& operator=(const PagePixels&) = delete;
