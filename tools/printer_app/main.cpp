@@ -44,6 +44,10 @@ bool SaveState(pappl_system_t* system, void* data) {
   using std::filesystem::perms;
   std::error_code error;
   std::filesystem::permissions(state, perms::owner_read | perms::owner_write, error);
+  if (isSaved && error) {
+    papplLog(system, PAPPL_LOGLEVEL_ERROR, "Others may be able to read %s: %s.", state.c_str(),
+             error.message().c_str());
+  }
   return isSaved && !error;
 }
 
