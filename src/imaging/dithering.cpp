@@ -96,32 +96,35 @@ int BandRowsFor(int width) {
          kBandRows;
 }
 
-BandCopy::BandCopy(const PixelPlane& image)
-    : BandCopy({image.first, image.stride, image.width, image.height}, false) {}
+namespace {
 
-BandCopy::BandCopy(const GreyPlane& image) : BandCopy(image, true) {}
+void CopyRow(const PixelPlane& image, int y, std::uint8_t* pixels) {
+  std::memcpy(pixels, image.Row(y), static_cast<std::size_t>(RowBytes(image)));
+}
 
-BandCopy::BandCopy(const GreyPlane& image, bool isGrey)
-    : image_(image), isGrey_(isGrey), rows_(BandRowsFor(image.width)) {
-  band_ = {nullptr, 0, image.width, 0};
+void CopyRow(const GreyPlane& image, int y, std::uint8_t* pixels) {
+  ActiveImagingKernels().greyPixels(image.first + y * image.stride, image.width, pixels);
+}
+
+}  // namespace
+
+BandCopy::BandCopy(int width) : rows_(BandRowsFor(width)), band_{nullptr, 0, width, 0} {
   band_.stride = RowBytes(band_);
   pixels_.reset(new (std::nothrow) std::uint8_t[static_cast<std::size_t>(band_.stride * rows_)]);
   band_.first = pixels_.get();
 }
 
-const PixelPlane* BandCopy::Of(int y) {
+template <typename Plane>
+const PixelPlane* BandCopy::Copy(const Plane& image, int y) {
   if (pixels_ == nullptr) return nullptr;
-  band_.height = std::min(rows_, image_.height - y);
-  const std::uint8_t* source = image_.first + y * image_.stride;
-  for (int row = 0; row < band_.height; ++row, source += image_.stride) {
-    if (isGrey_) {
-      ActiveImagingKernels().greyPixels(source, band_.width, band_.Row(row));
-    } else {
-      std::memcpy(band_.Row(row), source, static_cast<std::size_t>(RowBytes(band_)));
-    }
-  }
+  band_.height = std::min(rows_, image.height - y);
+  for (int row = 0; row < band_.height; ++row) CopyRow(image, y + row, band_.Row(row));
   return &band_;
 }
+
+const PixelPlane* BandCopy::Of(const PixelPlane& image, int y) { return Copy(image, y); }
+
+const PixelPlane* BandCopy::Of(const GreyPlane& image, int y) { return Copy(image, y); }
 
 namespace {
 
@@ -129,9 +132,9 @@ template <typename Plane>
 bool DitherBands(const Plane& plane, eBitmapDitherer method, int threshold, std::uint8_t* bits,
                  std::ptrdiff_t stride) {
   DiffusionErrors errors;
-  BandCopy copy(plane);
+  BandCopy copy(plane.width);
   for (int y = 0; y < plane.height; y += copy.rows()) {
-    const PixelPlane* const band = copy.Of(y);
+    const PixelPlane* const band = copy.Of(plane, y);
     if (band == nullptr || !DitherBand(*band, method, threshold, {0, 0, 0}, &errors)) return false;
     ActiveImagingKernels().monochrome(*band, bits + y * stride, stride);
   }

@@ -22,22 +22,22 @@ bool DitherBand(const PixelPlane& band, eBitmapDitherer method, int threshold, I
 /// How many rows of a width make a band that stays in the processor's caches.
 int BandRowsFor(int width);
 
-/// Copies of the bands of an image, one at a time.
+/// A copy of a band of an image, one band after the other.
 class BandCopy {
  public:
-  explicit BandCopy(const PixelPlane& image);
-  /// The bands have a pixel for each grey.
-  explicit BandCopy(const GreyPlane& image);
+  /// For images of this width.
+  explicit BandCopy(int width);
 
   int rows() const { return rows_; }
-  /// The pixels of the band that begins at a row; null if there is no memory.
-  const PixelPlane* Of(int y);
+  /// The pixels of the image's band that begins at row `y`; null if there is no memory.
+  const PixelPlane* Of(const PixelPlane& image, int y);
+  /// The same, with a pixel for each grey.
+  const PixelPlane* Of(const GreyPlane& image, int y);
 
  private:
-  BandCopy(const GreyPlane& image, bool isGrey);
+  template <typename Plane>
+  const PixelPlane* Copy(const Plane& image, int y);
 
-  GreyPlane image_;  ///< greys, or the bytes of 24-bit pixels
-  bool isGrey_;
   int rows_;
   std::unique_ptr<std::uint8_t[]> pixels_;
   PixelPlane band_;

@@ -126,11 +126,11 @@ bool SplitToBits(const PixelPlane& page, const HighlightRule& rule, eBitmapDithe
                  int threshold, const SplitBits& bits) {
   const ImagingKernels& kernels = ActiveImagingKernels();
   BandSplitter splitter(rule, method, threshold, {0, 0, 0});
-  BandCopy background(page);
-  BandCopy highlight(page);
+  BandCopy background(page.width);
+  BandCopy highlight(page.width);
   for (int y = 0; y < page.height; y += background.rows()) {
-    const PixelPlane* const ofBackground = background.Of(y);
-    const PixelPlane* const ofHighlight = highlight.Of(y);
+    const PixelPlane* const ofBackground = background.Of(page, y);
+    const PixelPlane* const ofHighlight = highlight.Of(page, y);
     if (ofBackground == nullptr || ofHighlight == nullptr ||
         splitter.Split(*ofBackground, *ofHighlight) != SplitOutcome::kDone) {
       return false;
