@@ -29,7 +29,7 @@ class BandCopy {
   explicit BandCopy(int width);
 
   int rows() const { return rows_; }
-  /// The pixels of the image's band that begins at row `y`; null if there is no memory.
+  /// The pixels of the image's band that begins at row `y`; null if memory ran out.
   const PixelPlane* Of(const PixelPlane& image, int y);
   /// The same, with a pixel for each grey.
   const PixelPlane* Of(const GreyPlane& image, int y);

@@ -48,7 +48,7 @@ struct ParsedRecord {
 };
 
 /// Parses the content of a file like `RecordFromText`, or finds a record in it, see `FindRecords`.
-/// Nothing, with the reason in `*problem`, if there is none.
+/// Without a record it returns nothing and sets `*problem` to the reason.
 std::optional<ParsedRecord> ParseRecord(const std::string& bytes, const std::wstring& path,
                                         const tagOEMDEV* defaults, std::wstring* problem,
                                         const std::wstring& printer = {});
