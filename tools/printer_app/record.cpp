@@ -1,6 +1,7 @@
 #include "tools/printer_app/record.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstdint>
 #include <limits>
@@ -82,8 +83,10 @@ VendorValues VendorValuesOf(pappl_job_t* job, const pappl_pr_driver_data_t& data
     if (value == nullptr) {
       value = ippFindAttribute(defaults, (std::string(name) + "-default").c_str(), IPP_TAG_ZERO);
     }
+    std::array<char, 64> other{};  // a number, or a value that a field does not take
+    ippAttributeString(value, other.data(), other.size());
     const char* text = ippGetString(value, 0, nullptr);
-    values[name] = text != nullptr ? text : std::to_string(ippGetInteger(value, 0));
+    values[name] = text != nullptr ? text : other.data();
   }
   ippDelete(defaults);
   return values;
