@@ -99,8 +99,9 @@ RegistryStoreFacts ExamineRegistryStore(HKEY hive) {
     const int verified = facts.error != ERROR_BUSY ? Verify(path) : SQLITE_BUSY;
     facts.isInterrupted = verified == SQLITE_READONLY_ROLLBACK;
     if (facts.error == ERROR_SUCCESS) facts.error = ErrorOf(verified);
+  } else {
+    facts.brokenLink = FromPath(BrokenLink(path));
   }
-  facts.brokenLink = FromPath(BrokenLink(path));
   facts.isWritable = path.starts_with('/') && CanWrite(path);
   return facts;
 }
