@@ -159,7 +159,7 @@ void AddToneOptions(CLI::App* command, DitherOptions* options) {
             double value = 0;
             const bool isGamma =
                 CLI::detail::lexical_cast(text, value) && value >= 0.2 && value <= 5;
-            return isGamma ? std::string() : text + " is not in the range 0.2 to 5";
+            return isGamma ? std::string() : "not a gamma of 0.2 to 5: " + text;
           },
           "G"))
       ->capture_default_str();

@@ -58,8 +58,9 @@ CLI::Option* AddResolutionOption(CLI::App* command, const char* name, Resolution
           meaning + ", 1 to 100000; 203x300 if they differ along rows and columns")
       ->check(CLI::Validator(
           [](std::string& text) {
-            return ParseDpi(text) ? std::string()
-                                  : "not a resolution such as 203 or 203x300: " + text;
+            return ParseDpi(text)
+                       ? std::string()
+                       : "not a resolution of 1 to 100000, such as 203 or 203x300: " + text;
           },
           ""))
       ->type_name("N");
