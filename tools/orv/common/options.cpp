@@ -85,7 +85,8 @@ CLI::Option* AddConfigFolder(CLI::App* command, std::string* folder) {
       ->add_option("--config-dir", *folder, "The folder of the printers' configuration files")
       ->type_name("FOLDER")
       ->each(RefuseEmptyInput)
-      ->default_str("that of ORV_CONFIG_DIR, or the program's own");
+      ->default_str(
+          "that of ORV_CONFIG_DIR, the program's own, or share/orv/configurations beside it");
 }
 
 CLI::Option* AddJsonFlag(CLI::App* command, bool* asJson, const std::string& meaning) {

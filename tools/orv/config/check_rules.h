@@ -308,7 +308,8 @@ inline constexpr CheckRule kCheckRules[] = {
      L"configfilename orv_conf_lx300p.xml"},
     {L"unreachable-file-name", Severity::kWarning, L"A file name that cannot be derived from a driver name",
      L"The driver looks up the file orv_conf_NAME.xml, where NAME is its own name in small letters without "
-     L"blanks, hyphens, slashes and points, and with p for a plus sign. It never finds a file with another name.",
+     L"orv-, blanks, hyphens, slashes and points, and with p for a plus sign. It never finds a file with another "
+     L"name.",
      L"configfilename orv_conf_LX-300.xml",
      L"configfilename orv_conf_lx300.xml"},
     {L"version-skips-device", Severity::kWarning, L"The version prevents the device from being read",

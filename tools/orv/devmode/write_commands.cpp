@@ -53,7 +53,7 @@ void AddConversion(CLI::App* group, const char* name, const char* description, b
   AddOutputFile(command, "-o,--output", &options->out, "The file to write")->required();
   AddRecordOptions(command, &options->record);
   command->footer(std::string("Examples:\n  orv devmode ") + name + " label1.dev -o label1." +
-                  name + "\n  orv devmode " + name + " - -o - < label1.dev > copy.dev");
+                  name + "\n  orv devmode " + name + " - -o - < label1.dev > copy." + name);
   command->callback([options, toText] {
     WriteRecord(ToWide(options->out), ReadRecord(options->file, options->record), toText);
   });
