@@ -217,9 +217,9 @@ void AddConfigCheckCommand(CLI::App* group) {
       ->allow_extra_args(false)
       ->type_name("RULE");
   command->add_flag("--strict", options->isStrict, "Warnings count for the exit code");
-  CLI::Option* const fix = command->add_flag(
-      "--fix", options->isFixed,
-      "Follow every proposal that is the only answer, sign, and keep the old file as FILE.bak");
+  CLI::Option* const fix = command->add_flag("--fix", options->isFixed,
+                                             "Apply each proposal that has no alternative, sign "
+                                             "the file, and keep the old one as FILE.bak");
   AddInchFlag(command);
   AddJsonFlag(command, &options->asJson)->excludes(fix);
   command->add_flag("--markdown", options->asMarkdown, "Explain in Markdown")

@@ -43,7 +43,7 @@ std::optional<EditProblem> Sign(EditedConfig* file);
 /// Returns the findings of a text that count.
 using FindingsOf = std::function<std::vector<Finding>(const std::wstring& text)>;
 
-/// Follows the proposals that have one answer until there are none, one after the other in each
+/// Applies the proposals that have no alternative until there are none, one after the other in each
 /// section (repeated speeds at once), then signs the file if it has another text or its digest is
 /// wrong.
 std::optional<EditProblem> FollowProposals(EditedConfig* file, const FindingsOf& findingsOf);

@@ -429,7 +429,7 @@ void AddCheckCommand(CLI::App* group) {
   };
   auto options = std::make_shared<Options>();
   CLI::App* command =
-      group->add_subcommand("check", "Say what the validation would correct, and why");
+      group->add_subcommand("check", "Show what the validation would correct, and why");
   AddInputFile(command, "FILE", &options->file, "A record, as bytes or text")->required();
   CLI::Option* printerOption =
       command->add_option("--printer", options->printer, "Check against this printer")

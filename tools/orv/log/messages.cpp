@@ -20,7 +20,7 @@ constexpr wchar_t kOpenHandle[] =
 // clang-format off
 constexpr LogMessage kLogging[] = {
     {L"logging-start", L"info", L"Logging start for new process (%ls)", L"PREFIX", Weight::kStep,
-     L"A process has started to write to the log. The brackets hold the family prefix in every process.",
+     L"A process has started to write to the log. The text in brackets is the same in every process.",
      kNormal},
     {L"log-level", L"info", L"   Log Level   : %d", L"MASK", Weight::kStep,
      L"The level mask of the process: the sum of 1 for errors, 2 for warnings, 4 for information and 8 for "
@@ -63,7 +63,7 @@ constexpr LogMessage kConfiguration[] = {
      Weight::kProblem,
      L"The file was changed after it was signed. It is used nevertheless.",
      L"Find out who changed it: orv config check FILE reports faults, orv config diff compares it with the "
-     L"original. If the change is meant, orv config sign FILE updates the digest."},
+     L"original. If the change was intended, orv config sign FILE updates the digest."},
     {L"config-digests", L"warning", L"File SHA256: %ls , Calculated SHA256: %ls ", L"STATED COMPUTED",
      Weight::kFollows, L"The digest that the file states, and the one of its content.", kSeeReason},
     {L"config-not-loaded", L"error", L"Unable to load the config file %ls", L"FILE", Weight::kFollows,
@@ -138,7 +138,7 @@ constexpr LogMessage kFiles[] = {
      L"protected-file.md explains the codes.",
      L"Copy the file again, in binary form; orv config check FILE tests it."},
     {L"source-not-opened", L"error", L"Unable to open the source file %ls\r\n", L"FILE", Weight::kProblem,
-     L"A file to protect or unprotect cannot be opened for reading and writing, or not be read completely.",
+     L"A file to protect or unprotect cannot be opened for reading and writing, or cannot be read completely.",
      L"Check that it exists, that it is not read-only, and that no other program has it open."},
     {L"source-no-memory", L"error", L"Fatal Error: Unable to allocate buffer for reading the input file!", L"",
      Weight::kProblem, L"There was not enough memory to protect or unprotect a file.", kMoreMemory},
@@ -179,7 +179,7 @@ constexpr LogMessage kRequests[] = {
      L"Drevik.hrOEMDevMode END (OEMDM_MERGE, E_FAIL in ConvertOEMDevmode)", L"", Weight::kFollows,
      L"A record was refused, so the document is not printed.", kSeeReason},
     {L"request-unknown", L"error", L"Drevik.hrOEMDevMode END (E_FAIL, Unknown mode)", L"", Weight::kProblem,
-     L"A module made a request that the library does not have.",
+     L"A module made a request that the library does not support.",
      L"Use modules of the same release: this is a fault of the calling module."},
     {L"request-no-memory", L"error", L"Drevik.hrOEMDevMode END (E_FAIL, out of memory)", L"",
      Weight::kProblem, L"There was not enough memory for a request.", kMoreMemory},
@@ -193,8 +193,8 @@ constexpr LogMessage kRequests[] = {
      Weight::kStep, L"The paper after the merge, in tenths of a millimetre.", kNormal},
     {L"suspicious-paper-size", L"warning", L"Drevik.hrOEMDevMode PublicDevMode suspicious PaperSize %d",
      L"SIZE", Weight::kProblem,
-     L"The application asks for a paper size below 0 or above 10,000. It does so in uninitialised or damaged "
-     L"settings.",
+     L"The application asks for a paper size below 0 or above 10,000. Its settings are probably uninitialised "
+     L"or damaged.",
      L"Select the paper again in the application and save the document."},
     {L"suspicious-copies", L"warning", L"Drevik.hrOEMDevMode PublicDevMode suspicious Copies %d", L"COPIES",
      Weight::kProblem, L"The application asks for less than one or more than 10,000 copies.",

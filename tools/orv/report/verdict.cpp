@@ -40,7 +40,8 @@ constexpr LoadAdvice kLoadAdvice[] = {
     {LoadFault::kNotWellFormed,
      L"Correct the XML in a text editor, or install the driver's file again. Then check it: ",
      L"orv config check "},
-    {LoadFault::kContent, L"Correct the errors. This corrects those that have one answer: ",
+    {LoadFault::kContent,
+     L"Correct the errors. This makes the corrections that have no alternative: ",
      L"orv config check --fix "},
     {LoadFault::kNoMemory, L"End other programs, and try again.", L""},
 };

@@ -214,7 +214,7 @@ void AddListCommand(CLI::App* group) {
   AddInchFlag(command);
   AddJsonFlag(command, &options->asJson, "Print JSON, with every value");
   command->footer(
-      "A printer's list holds the common items too, each with the paper size that picks it.\n"
+      "A printer's list holds the common items too, each with the paper size that selects it.\n"
       "Examples:\n  orv stock list --printer \"Label 1\"\n  orv stock list --common --json");
   command->callback([options] {
     const bool isCommon = options->owner.isCommon;
@@ -258,7 +258,7 @@ void AddAddCommand(CLI::App* group) {
   AddRecordOptions(command, &options->record);
   command->get_option("--defaults")
       ->description(
-          "The printer whose defaults are meant; they also fill in what a record's text "
+          "The printer whose defaults are used; they also fill in what a record's text "
           "does not name")
       ->default_str("the items' printer");
   AddValues(command, options.get());
@@ -431,7 +431,8 @@ void AddImportCommand(CLI::App* group) {
       ->description("The printer whose defaults fill in what the file does not name of new items")
       ->default_str("the items' printer");
   command->footer(
-      "Items come to the printer named here, whichever they were exported from. Only the values "
+      "Items are stored for the printer named here, whichever they were exported from. Only the "
+      "values "
       "that\n"
       "the file names change; in new items the others are a printer's defaults, as for `orv stock "
       "add`.\n"
@@ -461,7 +462,7 @@ void AddImportCommand(CLI::App* group) {
 }  // namespace
 
 void AddStockCommands(CLI::App* program) {
-  CLI::App* group = program->add_subcommand("stock", "Stock items: named label stocks of printers");
+  CLI::App* group = program->add_subcommand("stock", "Stock items: named sets of label settings");
   group->require_subcommand(1);
   group->footer(
       "Examples:\n"
