@@ -22,7 +22,7 @@
 ///   be encrypted or decrypted, the library may also print a line about that to standard output.
 /// - Texts are UTF-16 code units with a separate count; they need no terminator. A text that
 ///   contains NUL is `ORV_ERROR_ARGUMENT`. Where a text may be empty, a null pointer with the count
-///   0 is one.
+///   0 is an empty text.
 /// - Results of variable length go to a buffer of the caller: `buffer`, `capacity` and `*length`,
 ///   in units for texts, in bytes for other data. `*length` is set to the needed size. If that
 ///   exceeds `capacity`, nothing is written to the buffer, and the result is `ORV_ERROR_BUFFER`:
@@ -332,10 +332,10 @@ ORV_C_API int32_t ORV_C_CALL orv_page_bounds(const orv_image* image, int32_t bou
 /// Splits a 24-bit page for two print heads. Pixels whose distance from `colour` (0xRRGGBB, not
 /// white) is at most `tolerance`, such as 0.1, go to `highlight`, the others to `background`. A
 /// negative tolerance puts every pixel in `background`; one that is not finite is
-/// `ORV_ERROR_ARGUMENT`. Both
-/// planes are 24-bit images of the page's size, and are dithered as by `orv_page_dither`. The three
-/// must not overlap. If memory runs out, the planes are unspecified. Similar colours have distances
-/// below 0.05; `orv page explain` prints the distances of a page's colours.
+/// `ORV_ERROR_ARGUMENT`. Both planes are 24-bit images of the page's size, and are dithered as by
+/// `orv_page_dither`. The page and the planes must not overlap. If memory runs out, the planes are
+/// unspecified. Similar colours have distances below 0.05; `orv page explain` prints the distances
+/// of a page's colours.
 ORV_C_API int32_t ORV_C_CALL orv_page_split(const orv_image* page, uint32_t colour,
                                             double tolerance, int32_t method, int32_t threshold,
                                             const orv_image* background,

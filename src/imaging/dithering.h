@@ -31,7 +31,7 @@ class BandCopy {
   int rows() const { return rows_; }
   /// The pixels of the image's band that begins at row `y`; null if memory ran out.
   const PixelPlane* Of(const PixelPlane& image, int y);
-  /// The same, with a pixel for each grey.
+  /// The same for greys, which it converts to pixels.
   const PixelPlane* Of(const GreyPlane& image, int y);
 
  private:

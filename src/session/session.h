@@ -46,7 +46,7 @@ struct SessionData {
   /// Writes this process's entry into an open key; false when the registry refuses.
   bool SaveEntry(HKEY key);
 
-  /// Whether a process still is the stored one: same id, same creation time, same program.
+  /// Whether a process is still the stored one: same id, same creation time, same program.
   static bool IsStillValid(std::uint32_t processId, const std::wstring& name, std::uint64_t stored);
   /// Removes the entries of processes that have ended. False if memory runs out; the remaining
   /// entries stay until the next call.

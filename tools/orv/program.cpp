@@ -93,7 +93,7 @@ int RunProgram(int argc, char** argv) {
     }
     return error.get_exit_code();
   } catch (const CLI::ParseError& error) {
-    // The help was asked for; that of a group does not help with a misspelt command.
+    // Help was requested. After a misspelt command that of its group would not explain the mistake.
     if (error.get_exit_code() == 0 && !NamesUnknownCommand(&program, arguments)) {
       program.exit(error);
       if (std::cout.flush()) return kDone;

@@ -108,8 +108,8 @@ void WriteLabel(pappl_client_t* client, PrintedLabel* label) {
   papplClientHTMLPuts(client, "</table>\n");
 }
 
-/// Runs `body(queue, label)` for the printer of a request and its last label, which may be null. It
-/// does not use PAPPL's printer, which another request may delete.
+/// Runs `body(queue, label)` for the printer of a request and its last label, which may be null.
+/// Does not use PAPPL's printer, because another request may delete that.
 template <typename Body>
 bool Answer(pappl_client_t* client, const Body& body) {
   if (!papplClientHTMLAuthorize(client)) return true;

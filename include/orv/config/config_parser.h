@@ -81,8 +81,8 @@ class ORV_EXPORT CConfigParser {
   /// Reads every option family into its member of `device`, chosen by the family's identifier.
   static CString ParseDeviceOptionFamilies(CMarkup& markup, Device& device, CLoggerClient* client);
 
-  /// Reads a family's properties; the document (a copy) is inside `properties`. What the file does
-  /// not say stays as it was.
+  /// Reads a family's properties; the document (a copy) is inside `properties`. The variables of
+  /// missing properties keep their values.
   static CString ParseDeviceOptionFamilyProperties(CMarkup markup, int& optionFamilyId,
                                                    CString& optionFamilyType,
                                                    CString& optionFamilyName,
@@ -139,7 +139,7 @@ class ORV_EXPORT CConfigParser {
   /// limit.
   static int ConvertToInt(const CString& text);
 
-  /// 1 for "true" in any case, otherwise 0.
+  /// 1 for "true" in any letter case, otherwise 0.
   static int ConvertToBool(const CString& text);
 
   /// Seconds since 1970-01-01 of a local time written "yyyy-mm-dd?hh:mm:ss"; 0 unless the text has

@@ -128,7 +128,7 @@ ORV_EXPORT LONG StockItemsHive(const std::wstring& path, HKEY* hive);
 /// error `*items` is empty, and `StockItemsHive` finds the hive that cannot be read.
 ORV_EXPORT LONG ReadStockItems(const std::wstring& path, std::vector<StockItem>* items);
 
-/// The longest name that reading an item takes over, in characters.
+/// The longest name of an item that is read, in characters. Longer ones read as empty.
 inline constexpr std::size_t kMaxStockName = 129;
 
 /// Stores an item under its GUID below `path` of its hive. Readers see the old item or the new one,
@@ -136,9 +136,9 @@ inline constexpr std::size_t kMaxStockName = 129;
 /// above its limit is refused with `ERROR_INVALID_PARAMETER`.
 ORV_EXPORT LONG WriteStockItem(const std::wstring& path, const StockItem& item);
 
-/// Stores items below `path`, each in the place of the one with its GUID, and logs which. If one of
-/// them is refused, none is stored. On Linux readers see all of them or none; on Windows each one
-/// alone is seen as a whole, and a failure leaves the ones before it stored.
+/// Stores items below `path`, each in place of the one with its GUID, and logs their names. If one
+/// of them is refused, none is stored. On Linux readers see all of them or none. On Windows they
+/// may see some of them, but each one complete; after a failure the items before it are stored.
 ORV_EXPORT LONG ImportStockItems(const std::wstring& path, std::span<const StockItem> items,
                                  CLoggerClient* logger);
 

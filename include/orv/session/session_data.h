@@ -17,9 +17,9 @@
 /// and hold no reference of their own: it lasts until a caller's last release. One thread at a
 /// time.
 ///
-/// Every function returns 0 if its pointer argument is null, and then does nothing, or if memory
-/// runs out, in which case a later call may succeed; otherwise 1, with the result stored through
-/// the pointer. Log lines have no logger client.
+/// Every function returns 1 and stores the result through its pointer argument. If that is null, it
+/// does nothing and returns 0. If memory runs out, it returns 0, and a later call may succeed. Log
+/// lines have no logger client.
 
 struct SessionData;
 

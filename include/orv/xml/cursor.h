@@ -131,7 +131,7 @@ class ORV_EXPORT CMarkupAttribs {
 /// A cursor of a document. It has the positions of `CMarkup` and moves like it, but does not move
 /// the document. It returns views of the text, or of a buffer of the caller; a view of a buffer is
 /// valid until the buffer is used again. Any change to the document invalidates the cursor and its
-/// views, also an edit at the document's own positions. While a file is open, a cursor reads only
+/// views, even an edit at the document's own positions. While a file is open, a cursor reads only
 /// what is in memory.
 class ORV_EXPORT CMarkupCursor {
  public:

@@ -32,8 +32,7 @@ constexpr NamedPage kNamedPages[] = {
     {54936, "GB18030"},      {65000, "UTF-7"},       {65001, "UTF-8"},
 };
 
-/// Ranges of code pages: those from `first` to `last` are named "PREFIX" and their number minus
-/// `base`.
+/// A range of code pages. The name of each is `prefix`, followed by its number minus `base`.
 struct PageRange {
   int first;
   int last;

@@ -22,8 +22,8 @@ constexpr std::chrono::milliseconds kPause{10};
 }  // namespace
 
 // The lock is on the file itself. A writer replaces the file, so a process that has waited opens
-// the new one. Without a lock, because the file cannot be opened or its file system has none,
-// reading the file gives the reason if there is any.
+// the new one. A file that cannot be opened, or whose file system has no locks, is not locked: if
+// there is a fault, reading the file reports it.
 EditLock::EditLock(const std::wstring& path) {
   const std::filesystem::path file = ToPath(path);
   const auto end = std::chrono::steady_clock::now() + kPatience;

@@ -87,7 +87,7 @@ constexpr ConfigKey kKeys[] = {
     {L"conveyorSpeed", kSpeed, kSpeeds, L"100000", L"any number of speeds, ascending"},
 };
 
-/// The stems of option keys that form groups.
+/// The stems of option keys that have a key for each suffix below.
 constexpr ConfigKey kStems[] = {
     {L"offset", kLength, kOffset, nullptr, L"thousandths of a millimetre"},
     {L"offset1", kLength, kOffset, nullptr, L"thousandths of a millimetre"},

@@ -44,7 +44,7 @@ class LogReader {
   void Feed(std::string_view bytes);
   /// Passes on the entry that was kept.
   void EndEntry();
-  /// Ends the log: also a last line without a line end counts.
+  /// Ends the log. A last line without a line end counts too.
   void Finish();
 
  private:
