@@ -18,7 +18,9 @@ constexpr EnvironmentVariable kEnvironment[] = {
     {"XDG_DATA_HOME", "The folder that contains the folder of the user's settings store"},
     {"XDG_STATE_HOME", "The folder that contains the user's folder of logs"},
     {"TMPDIR", "The folder for temporary files, and for logs if no other folder can be used"},
-    {"HOME", "The user's own folder, which contains those folders above that are not set"},
+    {"HOME",
+     "The user's own folder, which contains the data and state folders if their variables are not "
+     "set"},
     {"NO_COLOR", "Turns colours off unless it is empty or --color is given"},
     {"TERM", "Colours need a terminal other than dumb"},
     {"COLUMNS", "The width of the terminal, to which tables are fitted"},
