@@ -109,8 +109,8 @@ struct NameAndMeaning {
   const char* meaning;
 };
 constexpr NameAndMeaning kFiles[] = {
-    {"~/.local/share/orv/user.sqlite", "The user's settings store"},
-    {"/var/lib/orv/machine.sqlite", "The machine's settings store, with the list of printers"},
+    {"~/.local/share/orv/user.sqlite", "The user's settings store, with the user's own printers"},
+    {"/var/lib/orv/machine.sqlite", "The machine's settings store, with the printers of all users"},
     {"/var/log/orv/orv_logfile-YYYY-MM-DD.log", "The log of a day"},
     {"~/.local/state/orv/orv_logfile-YYYY-MM-DD.log",
      "The log of a day, if the folder /var/log/orv is missing"},
