@@ -444,7 +444,7 @@ TEST_F(XmlFile, RefusalsWhileAFileIsOpen) {
 /// Adds the same document to a CMarkup in memory or to one that writes a file.
 void WriteRecords(CMarkup& doc, int records, bool flushes) {
   doc.AddNode(CMarkup::NODE_PROCESSING_INSTRUCTION, L"xml version=\"1.0\" encoding=\"UTF-8\"");
-  doc.AddElem(L"list");
+  doc.AddElem(L"list", L"its text");
   if (flushes) doc.Flush();
   doc.IntoElem();
   if (flushes) doc.Flush();

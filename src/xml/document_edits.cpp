@@ -115,7 +115,7 @@ void Document::MoveGap(int offset) {
 /// Begins to edit a text without a gap: places a gap of length 0. The search begins at the nearer
 /// end of the text.
 void Document::OpenGap(int offset) {
-  gap_ = {};
+  gap_ = {.start = -kWrittenTag};  // before open elements whose start tags are written
   if (offset > Size() / 2) gap_ = {.start = Size(), .before = LastChild(0)};
   MoveGap(offset);
   closedUnits_ = 0;
