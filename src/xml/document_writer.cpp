@@ -6,15 +6,21 @@
 
 namespace orv {
 
-/// Up to where the markup is complete.
+/// The address up to which the markup is complete.
 int DocumentWriter::CompletedEnd() const {
   if (cursor_.IsOtherNode()) return cursor_.NodeOffset();
   if (const int main = cursor_.Main(); main != 0) {
     return HasStartTag(main) ? document_[main].start : document_[main].End();
   }
   const int parent = cursor_.Parent();
-  if (parent == 0) return document_.Size();
+  if (parent == 0) return static_cast<int>(document_.text.size());
   return document_[parent].IsTagOnly() ? document_[parent].start : document_.ContentEnd(parent);
+}
+
+bool DocumentWriter::IsFull() const {
+  constexpr auto kFull = static_cast<int>(kStreamPart);
+  // The end tags of the open elements stay in memory, however much they are.
+  return document_.Size() > kFull && document_.OffsetOf(CompletedEnd()) > kFull;
 }
 
 bool DocumentWriter::WriteCompleted() {

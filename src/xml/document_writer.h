@@ -20,6 +20,8 @@ class DocumentWriter {
   /// Continues a file; a missing one is created.
   bool Append(const std::wstring& file) { return file_.OpenToAppend(file); }
 
+  /// Whether memory holds so much complete markup that it should be written.
+  bool IsFull() const;
   /// Writes the markup before the place where markup is added next, and drops it from memory. The
   /// start tag of the current element stays in memory, and so does that of a parent that is not
   /// opened yet.

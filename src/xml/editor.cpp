@@ -246,12 +246,10 @@ bool Editor::CanEdit(int element) const {
          document_.text[static_cast<std::size_t>(entry.ContentStart() - 1)] == L'>';
 }
 
-/// Whether markup may be added. Writes what is complete to an open file if memory holds too much.
+/// Whether markup may be added. Writes what is complete to an open file if memory holds much of it.
 bool Editor::BeginAdd() {
   if (IsReading()) return false;
-  constexpr auto kFull = static_cast<int>(kStreamPart);
-  const bool isFull = writer_ != nullptr && document_.Size() > kFull;
-  return !isFull || writer_->WriteCompleted();
+  return writer_ == nullptr || !writer_->IsFull() || writer_->WriteCompleted();
 }
 
 /// Finds where new markup goes; false if there is no position for it.
