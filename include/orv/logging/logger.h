@@ -30,7 +30,8 @@ enum eLogLevel : int {
 class ORV_EXPORT CLoggerClient {
  public:
   /// Finds the module's path, name and folder. On failure all three are empty, and `HasError`
-  /// returns nonzero.
+  /// returns nonzero. On Linux the handle of a module is the address at which it is loaded, the
+  /// `dli_fbase` of `dladdr`; what `dlopen` returns is another one.
   void Initialize(HINSTANCE hInstance);
 
   /// Nonzero if `Initialize` failed.
@@ -53,7 +54,8 @@ class ORV_EXPORT CLogger {
   /// Adds a client. The first one reads the settings and writes the start lines.
   static void StartLogging(CLoggerClient* client);
 
-  /// Removes a client. After the last one, the next start reads the settings again.
+  /// Removes a client. After the last one, the next start reads the settings again. A stop without
+  /// a start makes the count negative: the starts up to 0 then read no settings.
   static void StopLogging(CLoggerClient* client);
 
   /// Writes an entry if its level is in the mask or its source is an active group. `message` is the
