@@ -832,6 +832,12 @@ TEST_F(XmlFile, AppendingGoesOnInTheFilesEncoding) {
   std::wstring text;
   ASSERT_TRUE(CMarkup::ReadTextFile(0, Path(L"log.xml"), text));
   EXPECT_EQ(text, L"<a/><b/><c/>");
+  CMarkup cut;
+  for (const std::string& bytes : {"\xFF\xFE<"s, "\xFF\xFE\0\0<\0"s}) {
+    Put(L"cut.xml", bytes);
+    EXPECT_FALSE(cut.Open(Path(L"cut.xml"), CMarkup::DOC_APPENDFILE));
+    EXPECT_EQ(cut.GetError(), L"cannot open " + Path(L"cut.xml") + L": it ends inside a character");
+  }
   // A new file begins with the mark of its own encoding.
   CMarkup made;
   ASSERT_TRUE(made.Open(Path(L"new.xml"), CMarkup::DOC_APPENDFILE));

@@ -125,6 +125,14 @@ bool FileStream::OpenToAppend(const std::wstring& file) {
   if (!head.empty()) {
     TextEncoding encoding = DetectEncoding(head, old.eof());
     encoding.hasMark = false;  // its mark is already in the file
+    // What follows part of a code unit would be read as other characters.
+    const int unit = encoding.form == TextForm::kUtf16   ? 2
+                     : encoding.form == TextForm::kUtf32 ? 4
+                                                         : 1;
+    old.clear();
+    if (old.seekg(0, std::ios::end).tellg() % unit != 0) {
+      return Fail(L"it ends inside a character");
+    }
     encoder_.emplace(std::move(encoding));
   }
   appended_.open(ToPath(file), std::ios::binary | std::ios::app);

@@ -443,7 +443,7 @@ class ORV_EXPORT CMarkup {
   /// Opens a file to read or write it in parts, so that memory does not limit its size; the
   /// document is emptied first. `nFlags` is one of `DOC_READFILE`, `DOC_WRITEFILE` and
   /// `DOC_APPENDFILE`. False, with a "file_error" in the result record, if the file cannot be
-  /// opened.
+  /// opened, or if it is to be extended and ends inside a code unit of UTF-16 or UTF-32.
   ///
   /// Reading only moves forward: `FindElem`, `FindNode`, `IntoElem`, `OutOfElem` and `GetData` move
   /// through the file, and what they pass cannot be read again, even if they find nothing. The
