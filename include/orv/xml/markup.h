@@ -121,7 +121,7 @@ class ORV_EXPORT CMarkup {
   /// An empty document with exactly these flags.
   CMarkup(int nFlags);
 
-  /// An independent copy, including saved positions.
+  /// An independent copy, including saved positions; an empty document if a file is open.
   CMarkup(const CMarkup& other);
 
   /// Makes this an independent copy; does nothing if either object has a file open.
