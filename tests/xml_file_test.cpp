@@ -449,6 +449,7 @@ void WriteRecords(CMarkup& doc, int records, bool flushes) {
   doc.IntoElem();
   if (flushes) doc.Flush();
   for (int i = 0; i < records; ++i) {
+    doc.AddNode(CMarkup::NODE_TEXT, L"text");
     doc.AddElem(L"record");
     doc.AddAttrib(L"n", i);
     const bool flushesNow = flushes && i % 7 == 0;

@@ -10,7 +10,7 @@ namespace orv {
 int DocumentWriter::CompletedEnd() const {
   if (cursor_.IsOtherNode()) return cursor_.NodeOffset();
   if (const int main = cursor_.Main(); main != 0) {
-    return HasStartTag(main) ? document_[main].start : document_[main].End();
+    return HasStartTag(main) ? document_[main].start : document_.ContentEnd(main);
   }
   const int parent = cursor_.Parent();
   if (parent == 0) return static_cast<int>(document_.text.size());

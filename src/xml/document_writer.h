@@ -23,8 +23,8 @@ class DocumentWriter {
   /// Whether memory holds so much complete markup that it should be written.
   bool IsFull() const;
   /// Writes the markup before the place where markup is added next, and drops it from memory. The
-  /// start tag of the current element stays in memory, and so does that of a parent that is not
-  /// opened yet.
+  /// start tag of the current element stays in memory, or its end tag if the start tag is written;
+  /// so does the start tag of a parent that is not opened yet.
   bool WriteCompleted();
   bool Flush() { return WriteCompleted() && file_.Flush(); }
   /// Writes the remaining text and closes the file. Returns false if the file is incomplete.
@@ -34,9 +34,7 @@ class DocumentWriter {
 
  private:
   bool HasStartTag(int element) const { return document_[element].StartTagLength() > kWrittenTag; }
-  bool KeepsMain() const {
-    return !cursor_.IsOtherNode() && cursor_.Main() != 0 && HasStartTag(cursor_.Main());
-  }
+  bool KeepsMain() const { return !cursor_.IsOtherNode() && cursor_.Main() != 0; }
   int CompletedEnd() const;
   std::vector<ElementEntry> OpenElements() const;
   void KeepOpenElements(std::vector<ElementEntry> kept, int written);
