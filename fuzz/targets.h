@@ -20,6 +20,8 @@ void XmlParse(Input input);
 void XmlEdit(Input input);
 /// Reads a file at once and in parts, and writes the text in every format.
 void XmlFile(Input input);
+/// Writes a file in parts, and compares it with the same document in memory.
+void XmlWrite(Input input);
 /// Checks a text strictly, and that what is written passes.
 void XmlStrict(Input input);
 /// Compares the strict check with libxml2. Needs its development files.

@@ -285,6 +285,53 @@ void XmlFile(Input input) {
   }
 }
 
+void XmlWrite(Input input) {
+  using Write = bool (*)(CMarkup&, const wchar_t* value, unsigned choice);
+  static constexpr Write kWrites[] = {
+      [](CMarkup& d, const wchar_t* value, unsigned) { return d.AddElem(L"a", value); },
+      [](CMarkup& d, const wchar_t*, unsigned flags) {
+        return d.AddElem(L"long-name", L"", static_cast<int>(flags % 2 * CMarkup::ADD_SPACEDEMPTY));
+      },
+      [](CMarkup& d, const wchar_t*, unsigned) { return d.AddSubDoc(L"<s x='>'>t<u/></s>"); },
+      [](CMarkup& d, const wchar_t* value, unsigned type) {
+        return d.AddNode(1 << type % 7, value);
+      },
+      [](CMarkup& d, const wchar_t* value, unsigned) { return d.SetAttrib(L"b", value); },
+      [](CMarkup& d, const wchar_t*, unsigned) { return d.IntoElem(); },
+      [](CMarkup& d, const wchar_t*, unsigned) { return d.OutOfElem(); },
+  };
+  constexpr std::size_t kSetAttrib = 4;
+  constexpr std::size_t kInto = 5;
+  constexpr std::size_t kOut = 6;
+  static constexpr const wchar_t* kValues[] = {L"", L"v", L"a<b>&'\"", L"\u00e9"};
+  const std::wstring file = FromPath(OutputFile());
+  CMarkup memory;
+  CMarkup parts;
+  Require(parts.Open(file, CMarkup::DOC_WRITEFILE), "a file is created");
+  bool isLeft = false;
+  for (Reader steps(input); !steps.IsAtEnd();) {
+    const auto what = static_cast<std::size_t>(steps.Byte()) % (std::size(kWrites) + 1);
+    if (what == std::size(kWrites)) {
+      Require(parts.Flush(), "a part is written");
+      continue;
+    }
+    const wchar_t* const value = kValues[steps.Byte() % std::size(kValues)];
+    const unsigned choice = steps.Byte();
+    // In memory, an element that is entered again is not always extended at its end.
+    if (what == kInto && isLeft) continue;
+    // A start tag in the file takes no attribute.
+    if (kWrites[what](parts, value, choice)) {
+      Require(kWrites[what](memory, value, choice), "memory takes what a file takes");
+      if (what != kSetAttrib) isLeft = what == kOut;
+    }
+    AskAll(parts);
+  }
+  Require(parts.Close(), "the file is completed");
+  std::wstring text;
+  Require(CMarkup::ReadTextFile(0, file, text), "what was written is read");
+  Require(text == memory.GetDoc(), "a file in parts is the document in memory");
+}
+
 void XmlEscape(Input input) {
   const std::wstring text(AsText(input).c_str());
   for (const int flags : {0, int{CMarkup::ESC_ATTRIB}}) {

@@ -515,6 +515,18 @@ TEST_F(XmlFile, WritingInPartsGivesWhatMemoryGives) {
   }
 }
 
+TEST_F(XmlFile, AnElementEnteredAgainIsExtendedAtItsEnd) {
+  for (const bool flushes : {false, true}) {
+    CMarkup writer;
+    ASSERT_TRUE(writer.Open(Path(L"again.xml"), CMarkup::DOC_WRITEFILE));
+    EXPECT_TRUE(writer.AddElem(L"r") && writer.IntoElem() && writer.AddElem(L"a"));
+    EXPECT_TRUE(writer.AddNode(CMarkup::NODE_COMMENT, L"c") && writer.OutOfElem());
+    if (flushes) writer.Flush();
+    EXPECT_TRUE(writer.IntoElem() && writer.AddElem(L"b") && writer.Close());
+    EXPECT_EQ(Get(L"again.xml"), "<r>\r\n<a/>\r\n<!--c-->\r\n<b/>\r\n</r>\r\n");
+  }
+}
+
 TEST_F(XmlFile, ReadingInPartsIsTheSameAcrossEveryBreak) {
   // A long run before the document moves it across the end of the first part.
   const std::string document =

@@ -252,6 +252,20 @@ bool Editor::BeginAdd() {
   return writer_ == nullptr || !writer_->IsFull() || writer_->WriteCompleted();
 }
 
+/// The element next to which markup goes; 0 without one. A file that is written must not depend
+/// on what memory still holds, so an element that was left and is current again counts only if
+/// nothing but white space follows it.
+int Editor::Neighbour(bool onChildLevel) const {
+  if (onChildLevel) return cursor_.Child();
+  const int main = cursor_.Main();
+  if (main == 0 || writer_ == nullptr || cursor_.IsOtherNode()) return main;
+  const int parent = cursor_.Parent();
+  const int end = parent == 0 ? document_.Size() : document_.OffsetOf(document_.ContentEnd(parent));
+  int next = document_.OffsetOf(document_[main].End());
+  while (next < end && IsWhiteSpace(document_.At(next))) ++next;
+  return next >= end ? main : 0;
+}
+
 /// Finds where new markup goes; false if there is no position for it.
 bool Editor::FindPlace(int flags, InsertPlace* place) const {
   const bool inserts = (flags & CMarkup::ADD_INSERT) != 0;
@@ -261,7 +275,7 @@ bool Editor::FindPlace(int flags, InsertPlace* place) const {
   if (onChildLevel && !cursor_.IsElement()) return false;
 
   place->parent = onChildLevel ? cursor_.Main() : cursor_.Parent();
-  const int current = onChildLevel ? cursor_.Child() : cursor_.Main();
+  const int current = Neighbour(onChildLevel);
   if (!onChildLevel && cursor_.IsOtherNode()) {
     place->before = current;
     place->offset = inserts ? cursor_.NodeOffset() : cursor_.NodeEnd();

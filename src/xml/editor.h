@@ -54,6 +54,7 @@ class Editor {
   int TagClose(int element) const;
 
   bool BeginAdd();
+  int Neighbour(bool onChildLevel) const;
   bool FindPlace(int flags, InsertPlace* place) const;
   void PlaceAtCurrent(int current, bool inserts, InsertPlace* place) const;
   bool PlaceInParent(bool inserts, InsertPlace* place) const;
