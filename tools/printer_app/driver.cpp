@@ -64,12 +64,18 @@ std::string Keyword(const std::wstring& name) {
   return keyword;
 }
 
-/// The self-describing name of a size, from thousandths of a millimetre.
-std::string SizeName(const std::string& name, std::int64_t width, std::int64_t length) {
-  std::array<char, 64> text;
-  pwgFormatSizeName(text.data(), text.size(), "custom", name.c_str(), Hundredths(width),
-                    Hundredths(length), "mm");
-  return text.data();
+/// A medium of labels; its lengths are thousandths of a millimetre.
+pappl_media_col_t MediaOf(const std::string& source, const std::string& name, std::int64_t width,
+                          std::int64_t length, std::int64_t sensor) {
+  pappl_media_col_t media = {};
+  media.size_width = Hundredths(width);
+  media.size_length = Hundredths(length);
+  pwgFormatSizeName(media.size_name, sizeof media.size_name, "custom", name.c_str(),
+                    media.size_width, media.size_length, "mm");
+  papplCopyString(media.source, source.c_str(), sizeof media.source);
+  papplCopyString(media.type, kLabelType, sizeof media.type);
+  media.tracking = TrackingOf(static_cast<std::int32_t>(sensor));
+  return media;
 }
 
 /// Whether a medium, in thousandths of a millimetre, is within a printer's limits.
@@ -84,45 +90,39 @@ bool IsPrinter(const Device& device) {
          device.generalSettings.resolutionDpiY > 0;
 }
 
-/// Fills the new driver data of a printer.
+/// Writes a configuration and stock items to the driver data of a printer. What an administrator
+/// may have changed stays if the configuration still allows it.
 class DataWriter {
  public:
   DataWriter(Queue* queue, pappl_pr_driver_data_t* data)
       : config_(*queue->loaded.config), device_(config_.device), queue_(queue), data_(data) {}
 
-  /// Returns the vendor options. `old` is as for `VendorAttributes`.
-  ipp_t* Write(ipp_t* old) {
-    data_->extension = queue_;
-    papplCopyString(data_->make_and_model, queue_->driver->modelName.c_str(),
-                    sizeof data_->make_and_model);
-    data_->kind = PAPPL_KIND_LABEL;
-    data_->orient_default = IPP_ORIENT_PORTRAIT;
-    data_->quality_default = IPP_QUALITY_NORMAL;
-    data_->scaling_default = PAPPL_SCALING_FIT;
-    data_->content_default = PAPPL_CONTENT_AUTO;
-    data_->sides_supported = data_->sides_default = PAPPL_SIDES_ONE_SIDED;
-    data_->identify_default = data_->identify_supported = PAPPL_IDENTIFY_ACTIONS_DISPLAY;
-    data_->has_supplies = true;
-    data_->num_resolution = 1;
+  /// Returns the vendor options with the defaults of `old`; null for new data, which gets the
+  /// defaults of the configuration. Media that are set stay only with the same configuration.
+  ipp_t* Write(ipp_t* old, bool isSameConfig) {
+    isNew_ = old == nullptr;
     data_->x_resolution[0] = data_->x_default = device_.generalSettings.resolutionDpiX;
     data_->y_resolution[0] = data_->y_default = device_.generalSettings.resolutionDpiY;
     WriteColours();
-    WriteMedia();
+    WriteMedia(isSameConfig);
     WriteSettings();
     return VendorAttributes(old);
   }
 
  private:
-  /// The vendor options with their ranges and defaults. Values that an administrator has set are
-  /// taken over from `old`, unless that is null.
+  /// Sets a default that is not within its range, or new.
+  void SetDefault(int* value, const int (&range)[2], int byDefault) const {
+    if (isNew_ || *value < range[0] || *value > range[1]) *value = byDefault;
+  }
+
   ipp_t* VendorAttributes(ipp_t* old) {
     ipp_t* attributes = ippNew();
-    const auto oldValue = [old](const std::string& name) {
-      return ippFindAttribute(old, name.c_str(), IPP_TAG_ZERO);
-    };
+    data_->num_vendor = 0;
     const auto addNumber = [&](const std::string& name, int min, int max, int byDefault) {
       const std::string defaultName = name + "-default";
-      if (ipp_attribute_t* set = oldValue(defaultName)) byDefault = ippGetInteger(set, 0);
+      if (ipp_attribute_t* set = ippFindAttribute(old, defaultName.c_str(), IPP_TAG_ZERO)) {
+        byDefault = ippGetInteger(set, 0);
+      }
       ippAddRange(attributes, IPP_TAG_PRINTER, (name + "-supported").c_str(), min, max);
       ippAddInteger(attributes, IPP_TAG_PRINTER, IPP_TAG_INTEGER, defaultName.c_str(),
                     std::clamp(byDefault, min, max));
@@ -130,9 +130,9 @@ class DataWriter {
     };
     const auto addText = [&](const char* name, const char* byDefault) {
       const std::string defaultName = std::string(name) + "-default";
-      if (ipp_attribute_t* set = oldValue(defaultName)) byDefault = ippGetString(set, 0, nullptr);
+      ipp_attribute_t* set = ippFindAttribute(old, defaultName.c_str(), IPP_TAG_ZERO);
       ippAddString(attributes, IPP_TAG_PRINTER, IPP_TAG_TEXT, defaultName.c_str(), nullptr,
-                   byDefault);
+                   set != nullptr ? ippGetString(set, 0, nullptr) : byDefault);
       data_->vendor[data_->num_vendor++] = name;
     };
     // PAPPL leaves these out, but IPP Everywhere requires them.
@@ -158,44 +158,43 @@ class DataWriter {
   const char* Keep(const std::string& name) { return queue_->names.insert(name).first->c_str(); }
 
   void WriteColours() {
+    const bool isTwoColour = device_.characteristics.color;
     data_->color_supported = PAPPL_COLOR_MODE_AUTO | PAPPL_COLOR_MODE_MONOCHROME;
     data_->raster_types = PAPPL_PWG_RASTER_TYPE_SGRAY_8 | PAPPL_PWG_RASTER_TYPE_BLACK_8;
-    data_->color_default = PAPPL_COLOR_MODE_MONOCHROME;
-    data_->ppm = 1;
-    if (!device_.characteristics.color) return;
-    data_->color_supported |= PAPPL_COLOR_MODE_COLOR;
-    data_->raster_types |= PAPPL_PWG_RASTER_TYPE_SRGB_8;
-    data_->color_default = PAPPL_COLOR_MODE_AUTO;
-    data_->ppm_color = 1;
+    if (isTwoColour) {
+      data_->color_supported |= PAPPL_COLOR_MODE_COLOR;
+      data_->raster_types |= PAPPL_PWG_RASTER_TYPE_SRGB_8;
+    }
+    data_->ppm_color = isTwoColour ? 1 : 0;
+    // PAPPL refuses the data if the configuration no longer offers the mode.
+    if ((data_->color_default & data_->color_supported) == 0) {
+      data_->color_default = PAPPL_COLOR_MODE_AUTO;
+    }
   }
 
-  void AddMedium(const std::string& size) {
+  void AddMedium(const char* size) {
     if (data_->num_media < PAPPL_MAX_MEDIA) data_->media[data_->num_media++] = Keep(size);
   }
 
-  void AddSource(const Medium& medium) {
-    AddMedium(medium.size);
+  void AddSource(const pappl_media_col_t& media) {
     if (data_->num_source == PAPPL_MAX_SOURCE) return;
-    pappl_media_col_t& ready = data_->media_ready[data_->num_source];
-    ready.size_width = medium.width;
-    ready.size_length = medium.length;
-    papplCopyString(ready.size_name, medium.size.c_str(), sizeof ready.size_name);
-    papplCopyString(ready.source, medium.source.c_str(), sizeof ready.source);
-    papplCopyString(ready.type, kLabelType, sizeof ready.type);
-    ready.tracking = medium.tracking;
-    data_->source[data_->num_source++] = Keep(medium.source);
+    data_->media_ready[data_->num_source] = media;
+    data_->source[data_->num_source++] = Keep(media.source);
   }
 
-  void WriteMedia() {
+  void WriteMedia(bool isSameConfig) {
     const Label& label = device_.label;
-    data_->borderless = true;
-    data_->num_type = 1;
-    data_->type[0] = kLabelType;
-    const std::vector<std::int32_t> sensors = AllowedValues(config_, AllowedList::kSensorTypes);
-    for (const std::int32_t sensor : sensors) data_->tracking_supported |= TrackingOf(sensor);
-    AddSource({kMainRoll, SizeName(kUsualSize, label.widthDefault, label.heightDefault),
-               Hundredths(label.widthDefault), Hundredths(label.heightDefault),
-               TrackingOf(device_.sensorTypes.defaultType), 0});
+    data_->num_media = data_->num_source = 0;
+    data_->tracking_supported = 0;
+    for (const std::int32_t sensor : AllowedValues(config_, AllowedList::kSensorTypes)) {
+      data_->tracking_supported |= TrackingOf(sensor);
+    }
+    const auto mediumOf = [&](const char* name, std::int64_t width, std::int64_t length) {
+      return MediaOf(kMainRoll, name, width, length, device_.sensorTypes.defaultType);
+    };
+    const pappl_media_col_t usual = mediumOf(kUsualSize, label.widthDefault, label.heightDefault);
+    AddMedium(usual.size_name);
+    AddSource(isSameConfig ? data_->media_ready[0] : usual);
     for (const char* size : kLabelSizes) {
       const pwg_media_t* medium = pwgMediaForPWG(size);
       if (medium != nullptr && Fits(label, medium->width * kThousandthsPerHundredth,
@@ -203,42 +202,61 @@ class DataWriter {
         AddMedium(size);
       }
     }
-    for (const Medium& medium : queue_->stock.media) AddSource(medium);
-    AddMedium(SizeName(kSmallestSize, label.widthMin, label.heightMin));
-    AddMedium(SizeName(kLargestSize, label.widthMax, label.heightMax));
-    data_->media_default = data_->media_ready[0];
+    for (const StockMedium& item : queue_->stock.media) {
+      AddMedium(item.media.size_name);
+      AddSource(item.media);
+    }
+    AddMedium(mediumOf(kSmallestSize, label.widthMin, label.heightMin).size_name);
+    AddMedium(mediumOf(kLargestSize, label.widthMax, label.heightMax).size_name);
+    // The default of the main roll is the administrator's, that of a stock item the item's.
+    const std::span ready(data_->media_ready, static_cast<std::size_t>(data_->num_source));
+    const auto source = std::ranges::find_if(ready, [&](const pappl_media_col_t& media) {
+      return std::string_view(media.source) == data_->media_default.source;
+    });
+    if (!isSameConfig || source == ready.end()) {
+      data_->media_default = ready.front();
+    } else if (source != ready.begin()) {
+      data_->media_default = *source;
+    }
     data_->left_offset_supported[1] = Hundredths(label.widthMax);
     data_->top_offset_supported[1] = Hundredths(label.heightMax);
   }
 
   void WriteSettings() {
     const std::vector<std::int32_t>& speeds = device_.printSpeeds.speeds;
-    if (!speeds.empty()) {
-      const auto [least, most] = std::ranges::minmax(speeds);
-      data_->speed_supported[0] = least / 1000 * kSpeedUnits;
-      data_->speed_supported[1] = most / 1000 * kSpeedUnits;
-      data_->speed_default = device_.printSpeeds.defaultSpeed / 1000 * kSpeedUnits;
-    }
+    const auto [least, most] =
+        speeds.empty() ? std::ranges::minmax_result{0, 0} : std::ranges::minmax(speeds);
+    data_->speed_supported[0] = least / 1000 * kSpeedUnits;
+    data_->speed_supported[1] = most / 1000 * kSpeedUnits;
+    SetDefault(&data_->speed_default, data_->speed_supported,
+               speeds.empty() ? 0 : device_.printSpeeds.defaultSpeed / 1000 * kSpeedUnits);
     data_->darkness_supported = static_cast<int>(device_.darkness.values.size());
-    data_->darkness_configured = DarknessPercent(config_, device_.darkness.defaultValue);
+    if (isNew_)
+      data_->darkness_configured = DarknessPercent(config_, device_.darkness.defaultValue);
     tagOEMDEV defaults{};
     FillDefaults(config_, &defaults);
+    pappl_label_mode_t usualMode = 0;
+    data_->mode_supported = 0;
+    data_->finishings = PAPPL_FINISHINGS_NONE;
     for (const auto& [mode, field] : LabelModes(config_)) {
       data_->mode_supported |= mode;
-      if (FieldBits(defaults, FieldNamed(field)) != 0) data_->mode_configured = mode;
+      if (FieldBits(defaults, FieldNamed(field)) != 0) usualMode = mode;
       if (mode == PAPPL_LABEL_MODE_CUTTER) data_->finishings = PAPPL_FINISHINGS_TRIM;
     }
-    if (const auto& tearOffs = device_.tearOff.options; !tearOffs.empty()) {
-      data_->tear_offset_supported[0] = Hundredths(tearOffs.front().offsetMin);
-      data_->tear_offset_supported[1] = Hundredths(tearOffs.front().offsetMax);
-      data_->tear_offset_configured = Hundredths(tearOffs.front().offsetDefault);
-    }
+    if ((data_->mode_configured & data_->mode_supported) == 0) data_->mode_configured = usualMode;
+    const auto& tearOffs = device_.tearOff.options;
+    const TearOff tearOff = tearOffs.empty() ? TearOff{} : tearOffs.front();
+    data_->tear_offset_supported[0] = Hundredths(tearOff.offsetMin);
+    data_->tear_offset_supported[1] = Hundredths(tearOff.offsetMax);
+    SetDefault(&data_->tear_offset_configured, data_->tear_offset_supported,
+               Hundredths(tearOff.offsetDefault));
   }
 
   const Config& config_;
   const Device& device_;
   Queue* queue_;
   pappl_pr_driver_data_t* data_;
+  bool isNew_ = false;
 };
 
 /// Reads the stock items of a printer.
@@ -251,21 +269,21 @@ Stock ReadStock(const char* printerName, const Label& label) {
   const OwnedPrinterHandle printer(OpenPrinterHandle(name.c_str()));
   LONG error = printer == nullptr ? static_cast<LONG>(GetLastError()) : ERROR_SUCCESS;
   Stock stock;
-  stock.items = LoadStockItems(printer.get(), name.c_str(), nullptr);
-  if (stock.items.failure) {
-    error = stock.items.failure->error;
-  } else if (error == ERROR_SUCCESS && stock.items.openError) {
-    error = static_cast<LONG>(*stock.items.openError);
+  stock.list = LoadStockItems(printer.get(), name.c_str(), nullptr);
+  if (stock.list.failure) {
+    error = stock.list.failure->error;
+  } else if (error == ERROR_SUCCESS && stock.list.openError) {
+    error = static_cast<LONG>(*stock.list.openError);
   }
   if (error == ERROR_INVALID_PRINTER_NAME) return stock;  // the settings store has refused it
   if (error != ERROR_SUCCESS) {
     stock.problem = "the stock items cannot be read: " + ToUtf8(DescribeError(error));
-    stock.items.items = {};  // common items alone would have wrong numbers
+    stock.list.items = {};  // common items alone would have wrong numbers
     return stock;
   }
   std::set<std::string> used = {kMainRoll, kUsualSize, kSmallestSize, kLargestSize};
   int paperSize = kFirstStockPaperSize;
-  for (const StockItem& item : stock.items.items) {
+  for (const StockItem& item : stock.list.items) {
     const int number = paperSize++;
     if (item.Disabled != 0 || !Fits(label, item.PaperWidth, item.PaperLength)) continue;
     std::string base = Keyword(item.DisplayName);
@@ -274,9 +292,8 @@ Stock ReadStock(const char* printerName, const Label& label) {
     for (int suffix = number; !used.insert(keyword).second; ++suffix) {
       keyword = base + "-" + std::to_string(suffix);
     }
-    stock.media.push_back({keyword, SizeName(keyword, item.PaperWidth, item.PaperLength),
-                           Hundredths(item.PaperWidth), Hundredths(item.PaperLength),
-                           TrackingOf(static_cast<std::int32_t>(item.SensorType)), number});
+    stock.media.push_back(
+        {MediaOf(keyword, keyword, item.PaperWidth, item.PaperLength, item.SensorType), number});
   }
   return stock;
 }
@@ -291,40 +308,6 @@ LONG AddToStore(const std::wstring& name, const std::wstring& driver) {
   if (!isKnown || facts.driverName == driver || facts.owner != PrinterOwner::kUser) return added;
   const LONG removed = RemoveSpoolerPrinter(name);
   return removed == ERROR_SUCCESS ? AddSpoolerPrinter(name, driver, PrinterOwner::kUser) : removed;
-}
-
-/// Keeps what an administrator may have changed; the media only with the same configuration.
-void KeepSettings(const pappl_pr_driver_data_t& old, bool isSameConfig,
-                  pappl_pr_driver_data_t* data) {
-  const auto isWithin = [](int value, const int(&range)[2]) {
-    return value >= range[0] && value <= range[1];
-  };
-  data->darkness_configured = old.darkness_configured;
-  data->darkness_default = old.darkness_default;
-  data->color_default = old.color_default;
-  // PAPPL refuses the data if the configuration no longer offers the mode.
-  if ((old.color_default & data->color_supported) == 0) data->color_default = PAPPL_COLOR_MODE_AUTO;
-  data->content_default = old.content_default;
-  data->orient_default = old.orient_default;
-  data->quality_default = old.quality_default;
-  data->scaling_default = old.scaling_default;
-  if (isWithin(old.speed_default, data->speed_supported)) data->speed_default = old.speed_default;
-  if (isWithin(old.tear_offset_configured, data->tear_offset_supported)) {
-    data->tear_offset_configured = old.tear_offset_configured;
-  }
-  if ((old.mode_configured & data->mode_supported) != 0) {
-    data->mode_configured = old.mode_configured;
-  }
-  if (!isSameConfig) return;
-  data->media_ready[0] = old.media_ready[0];  // the main roll
-  // The default of the main roll is the administrator's, that of a stock item the item's.
-  const std::span ready(data->media_ready, static_cast<std::size_t>(data->num_source));
-  const auto source = std::ranges::find_if(ready, [&](const pappl_media_col_t& media) {
-    return std::string_view(media.source) == old.media_default.source;
-  });
-  data->media_default = source == ready.begin() ? old.media_default
-                        : source == ready.end() ? ready.front()
-                                                : *source;
 }
 
 /// The queues of all printers. Requests for web pages find them here: PAPPL may delete a printer
@@ -352,15 +335,6 @@ void Identify(pappl_printer_t* printer, pappl_identify_actions_t, const char* me
 }
 
 constexpr char kUnusable[] = "The settings cannot be used";
-
-/// Fills the new driver data of a printer and returns its vendor options.
-ipp_t* WriteData(Queue* queue, ipp_t* old, pappl_pr_driver_data_t* data) {
-  SetJobCallbacks(data);
-  data->delete_cb = DeleteQueue;
-  data->identify_cb = Identify;
-  data->status_cb = UpdatePrinter;
-  return DataWriter(queue, data).Write(old);
-}
 
 }  // namespace
 
@@ -441,7 +415,28 @@ bool DescribeDriver(pappl_system_t* system, const char* name, const char*, const
     if (found == known.end()) return false;
     const auto queue = std::make_shared<Queue>(&found->second);
     queue->loaded = found->second.Load();
-    *attributes = WriteData(queue.get(), nullptr, data);
+    *data = {};
+    data->extension = queue.get();
+    SetJobCallbacks(data);
+    data->delete_cb = DeleteQueue;
+    data->identify_cb = Identify;
+    data->status_cb = UpdatePrinter;
+    papplCopyString(data->make_and_model, queue->driver->modelName.c_str(),
+                    sizeof data->make_and_model);
+    data->kind = PAPPL_KIND_LABEL;
+    data->orient_default = IPP_ORIENT_PORTRAIT;
+    data->quality_default = IPP_QUALITY_NORMAL;
+    data->scaling_default = PAPPL_SCALING_FIT;
+    data->content_default = PAPPL_CONTENT_AUTO;
+    data->sides_supported = data->sides_default = PAPPL_SIDES_ONE_SIDED;
+    data->identify_default = data->identify_supported = PAPPL_IDENTIFY_ACTIONS_DISPLAY;
+    data->has_supplies = true;
+    data->borderless = true;
+    data->ppm = 1;
+    data->num_resolution = 1;
+    data->num_type = 1;
+    data->type[0] = kLabelType;
+    *attributes = DataWriter(queue.get(), data).Write(nullptr, false);
     const std::lock_guard lock(queuesMutex);
     queues.push_back(queue);
     return true;
@@ -494,12 +489,11 @@ bool UpdatePrinter(pappl_printer_t* printer) {
     queue->loaded = loaded;
     queue->stock = std::move(stock);
     if (isSame) return true;
-    pappl_pr_driver_data_t data = {};
     // PAPPL cannot exchange the data in one step, so what an administrator sets is read last.
+    pappl_pr_driver_data_t data;
+    papplPrinterGetDriverData(printer, &data);
     ipp_t* set = papplPrinterGetDriverAttributes(printer);
-    ipp_t* attributes = WriteData(queue.get(), set, &data);
-    pappl_pr_driver_data_t old;
-    KeepSettings(*papplPrinterGetDriverData(printer, &old), isSameConfig, &data);
+    ipp_t* attributes = DataWriter(queue.get(), &data).Write(set, isSameConfig);
     const bool isTaken = papplPrinterSetDriverData(printer, &data, attributes);
     ippDelete(attributes);
     ippDelete(set);

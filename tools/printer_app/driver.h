@@ -50,23 +50,23 @@ using Drivers = std::map<std::string, Driver>;
 /// The drivers of all configuration files in the usual folders that load, and why others do not.
 Drivers FindDrivers(std::vector<std::string>* problems);
 
-/// The medium of a source. Lengths are hundredths of a millimetre.
-struct Medium {
-  std::string source;
-  std::string size;  ///< the name of the medium
-  int width;
-  int length;
-  pappl_media_tracking_t tracking;
-  int paperSize;  ///< of a stock item, in the public record
+/// A stock item as a medium.
+struct StockMedium {
+  pappl_media_col_t media;
+  int paperSize;  ///< in the public record
 
-  bool operator==(const Medium&) const = default;
+  // The name of the size has the source and the lengths in it.
+  bool operator==(const StockMedium& other) const {
+    return paperSize == other.paperSize && media.tracking == other.media.tracking &&
+           std::string_view(media.size_name) == other.media.size_name;
+  }
 };
 
 /// A printer's stock items.
 struct Stock {
-  StockList items;
-  std::vector<Medium> media;  ///< of the items that fit the printer
-  std::string problem;        ///< why the items cannot be read; empty if they can
+  StockList list;
+  std::vector<StockMedium> media;  ///< the items that fit the printer
+  std::string problem;             ///< why the items cannot be read; empty if they can
 };
 
 /// A label as it was printed. Its bitmaps are used by one thread at a time.

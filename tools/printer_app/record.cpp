@@ -168,11 +168,12 @@ void SetLabelModes(const Options& options, const pappl_pr_driver_data_t& data, c
 }
 
 /// The paper size of the stock item that a job's medium is; 0 for any other medium.
-int StockPaperSize(const std::vector<Medium>& stock, const pappl_media_col_t& media) {
-  const auto found = std::ranges::find_if(stock, [&](const Medium& item) {
-    return item.size == media.size_name ||
-           (item.source == media.source && item.width == media.size_width &&
-            item.length == media.size_length);
+int StockPaperSize(const std::vector<StockMedium>& stock, const pappl_media_col_t& media) {
+  const auto found = std::ranges::find_if(stock, [&](const StockMedium& item) {
+    return std::string_view(item.media.size_name) == media.size_name ||
+           (std::string_view(item.media.source) == media.source &&
+            item.media.size_width == media.size_width &&
+            item.media.size_length == media.size_length);
   });
   return found != stock.end() ? found->paperSize : 0;
 }
@@ -217,7 +218,7 @@ JobRecord MergeJob(pappl_job_t* job, const pappl_pr_options_t& options, Queue* q
   if (const int paperSize = StockPaperSize(stock.media, options.media)) {
     in.dmPaperSize = static_cast<SHORT>(paperSize);
   }
-  Merge(stock.items, config, in, &made);
+  Merge(stock.list, config, in, &made);
   made.isTwoColour = config.device.characteristics.color &&
                      options.print_color_mode != PAPPL_COLOR_MODE_MONOCHROME;
   if (made.isTwoColour) SetHighlight(values, &made);
