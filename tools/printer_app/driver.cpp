@@ -17,6 +17,7 @@
 #include "orv/platform/types.h"
 #include "orv/text/utf8.h"
 #include "platform/error_text.h"
+#include "platform/letter_case.h"
 #include "tools/orv/common/config_folders.h"
 #include "tools/printer_app/fields.h"
 #include "tools/printer_app/guard.h"
@@ -447,8 +448,15 @@ void SetUpPrinter(pappl_printer_t* printer, void*) {
   Guarded(printer, papplLogPrinter, kUnusable, [&] {
     const std::shared_ptr<Queue> queue = QueueOf(printer);
     const char* name = papplPrinterGetName(printer);
-    const LONG added = AddToStore(FromUtf8(name), queue->driver->spoolerName);
-    if (added != ERROR_SUCCESS && added != ERROR_PRINTER_ALREADY_EXISTS) {
+    const std::wstring wideName = FromUtf8(name);
+    if (FindQueue([&](const auto& other) {
+          return EqualIgnoringCase(FromUtf8(other->printer), wideName);
+        }) != nullptr) {
+      papplLogPrinter(printer, PAPPL_LOGLEVEL_WARN,
+                      "The printer shares its stock items with the one whose name differs only by "
+                      "letter case.");
+    } else if (const LONG added = AddToStore(wideName, queue->driver->spoolerName);
+               added != ERROR_SUCCESS && added != ERROR_PRINTER_ALREADY_EXISTS) {
       papplLogPrinter(printer, PAPPL_LOGLEVEL_WARN,
                       "The printer has no stock items of its own: the settings store refuses it.");
     }
