@@ -4,7 +4,7 @@
 #include <array>
 #include <memory>
 #include <span>
-#include <string>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -45,10 +45,12 @@ cups_page_header2_t HeaderOf(Reader* reader) {
 /// Reads a page into the memory of an earlier one.
 void ReadPage(Reader* reader, printer_app::RasterPage* page) {
   const cups_page_header2_t header = HeaderOf(reader);
-  std::string problem;
-  const bool isStarted = page->Start(header, &problem);
-  Require(isStarted == problem.empty(), "a page is refused with a reason");
-  if (!isStarted) return;
+  try {
+    page->Start(header);
+  } catch (const std::runtime_error& refusal) {
+    Require(*refusal.what() != '\0', "a page is refused with a reason");
+    return;
+  }
   unsigned rows = 0;
   std::vector<unsigned char> last;
   // Rows of exactly the announced size, so that the address sanitizer sees reads after their end.

@@ -87,7 +87,8 @@ void WritePng(const std::string& path, const Rows& rows, unsigned dpi) {
   std::ofstream(path, std::ios::binary) << orv::tool::PngOf(&page, resolution);
 }
 
-/// Damaged copies of a raster: cut off, a page of nearly four milliards of rows, and noise.
+/// Damaged copies of a raster: cut off, a page of nearly four milliards of rows, one of black bits
+/// according to its header, and noise.
 void WriteDamaged(const std::string& folder, std::string bytes) {
   const auto write = [&](const char* name, const std::string& content) {
     std::ofstream(folder + "/" + name, std::ios::binary) << content;
@@ -97,6 +98,12 @@ void WriteDamaged(const std::string& folder, std::string bytes) {
   std::string huge = bytes;
   std::fill_n(huge.begin() + kHeight, 4, '\xF0');
   write("huge.pwg", huge);
+  constexpr std::size_t kBits = 4 + 384;
+  constexpr unsigned char kBlackBits[] = {0, 0,   0, 1, 0, 0, 0, 1, 0, 0,
+                                          0, 102, 0, 0, 0, 0, 0, 0, 0, 3};
+  std::string bits = bytes;
+  std::ranges::copy(kBlackBits, bits.begin() + kBits);
+  write("bits.pwg", bits);
   for (std::size_t i = 1000; i < bytes.size(); i += 7) bytes[i] = static_cast<char>(i * 31);
   write("noise.pwg", bytes);
 }

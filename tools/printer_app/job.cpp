@@ -1,12 +1,15 @@
 #include "tools/printer_app/job.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -35,7 +38,6 @@ struct RasterJob {
   std::shared_ptr<Queue> queue;
   std::shared_ptr<const JobRecord> record;
   std::shared_ptr<PrintedLabel> label;  ///< the page that arrives
-  unsigned pages = 0;                   ///< printed so far
 };
 
 RasterJob* JobOf(pappl_job_t* job) { return static_cast<RasterJob*>(papplJobGetData(job)); }
@@ -47,30 +49,23 @@ constexpr auto kReport = [](pappl_job_t* job, pappl_loglevel_t level, const char
   papplJobSetMessage(job, format, values...);
 };
 
-bool FailJob(pappl_job_t* job, const std::string& problem) {
-  kReport(job, PAPPL_LOGLEVEL_ERROR, "%s", problem.c_str());
-  return false;
-}
-
 constexpr char kPng[] = "image/png";
 constexpr char kUnprintable[] = "The page cannot be printed";
 
 /// The dots of a page.
 tool::Planes PlanesOf(RasterPage* page, const JobRecord& job) {
-  const Color black(0xFF000000);
-  // The merge has corrected the number.
+  // The merge has corrected the number: the method is not "none".
   const tool::DitherMethod& method = tool::kDitherMethods[job.record.DitheringAlgorithm];
-  const int threshold = static_cast<int>(job.record.GrayTolerance);
-  const std::optional<GreyPlane> greys = page->Greys();
-  if (greys && !job.isTwoColour && method.method != eBitmapDithererNone) {
-    return {tool::DitheredInTwoColours(*greys, method.method, threshold, black), nullptr};
-  }
-  const std::unique_ptr<Bitmap> pixels = page->Page();
-  const tool::DitherOptions dither = {.name = method.name, .threshold = threshold};
+  const tool::DitherOptions dither = {.name = method.name,
+                                      .threshold = static_cast<int>(job.record.GrayTolerance)};
   if (job.isTwoColour) {
-    return tool::SplitInTwoColours(pixels.get(), job.colour, job.tolerance, dither);
+    return tool::SplitInTwoColours(page->Page().get(), job.colour, job.tolerance, dither);
   }
-  return {tool::DitheredInTwoColours(pixels.get(), dither, black), nullptr};
+  const Color black(0xFF000000);
+  if (const std::optional<GreyPlane> greys = page->Greys()) {
+    return {tool::DitheredInTwoColours(*greys, method.method, dither.threshold, black), nullptr};
+  }
+  return {tool::DitheredInTwoColours(page->Page().get(), dither, black), nullptr};
 }
 
 bool StartJob(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t*) {
@@ -94,17 +89,24 @@ bool StartJob(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t*) {
   });
 }
 
-bool StartPage(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t*, unsigned) {
+bool StartPage(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t*, unsigned page) {
   return Guarded(job, kReport, kUnprintable, [&] {
     RasterJob* state = JobOf(job);
+    // PAPPL 1.3.1 passes on pages of one bit, which the printers do not offer, with a header of its
+    // own. Unlike a document's it has no media class.
+    if (std::string_view(papplJobGetFormat(job)) == "image/pwg-raster" &&
+        options->header.MediaClass[0] == '\0') {
+      throw std::runtime_error("its raster has neither 8 bits of grey nor 24 bits of colour");
+    }
     state->label = std::make_shared<PrintedLabel>();
     state->label->job = state->record;
+    state->label->number = page;
     {
       const std::lock_guard lock(state->queue->mutex);
       state->label->page = std::move(state->queue->spare);
     }
-    std::string problem;
-    return state->label->page.Start(options->header, &problem) || FailJob(job, problem);
+    state->label->page.Start(options->header);
+    return true;
   });
 }
 
@@ -119,13 +121,9 @@ bool EndPage(pappl_job_t* job, pappl_pr_options_t*, pappl_device_t* device, unsi
     RasterJob* state = JobOf(job);
     const auto label = std::move(state->label);
     if (papplJobIsCanceled(job)) return false;
-    if (!label->page.IsComplete()) return FailJob(job, "the document ends within a page");
-    label->number = ++state->pages;
+    if (!label->page.IsComplete()) throw std::runtime_error("the document ends within it");
     label->planes = PlanesOf(&label->page, *label->job);
-    std::string problem;
-    if (!SendPage(device, papplPrinterGetDeviceURI(papplJobGetPrinter(job)), *label, &problem)) {
-      return FailJob(job, problem);
-    }
+    SendPage(job, device, *label);
     Queue& queue = *state->queue;
     const std::lock_guard lock(queue.mutex);
     const auto earlier = std::exchange(queue.last, label);
@@ -157,6 +155,23 @@ std::string LoadProblem(Status status, const std::wstring& path) {
   }
 }
 
+/// Whether an image that is fitted to its label can get a side without a dot. PAPPL 1.3.1 divides
+/// by the sides, which ends the server. The factor is for resolutions that differ.
+bool IsTooThin(int width, int height, const pappl_pr_options_t& options) {
+  constexpr std::int64_t kHundredthsPerInch = 2540;
+  constexpr std::int64_t kReserve = 2;
+  if ((options.print_scaling & (PAPPL_SCALING_FIT | PAPPL_SCALING_AUTO_FIT)) == 0) return false;
+  const pappl_media_col_t& media = options.media;
+  const auto& dpi = options.header.HWResolution;
+  const std::int64_t across =
+      std::int64_t{media.size_width} - media.left_margin - media.right_margin;
+  const std::int64_t along =
+      std::int64_t{media.size_length} - media.top_margin - media.bottom_margin;
+  const std::int64_t dots = std::min(across * dpi[0], along * dpi[1]) / kHundredthsPerInch;
+  const auto [shorter, longer] = std::minmax(width, height);
+  return longer / shorter >= dots / kReserve;
+}
+
 /// Prints a PNG image. PAPPL's own function never finishes reading a damaged one, and prints a
 /// black rectangle for an image with less than 8 bits of grey, or with grey and alpha.
 bool PrintPng(pappl_job_t* job, pappl_device_t* device, void*) {
@@ -166,13 +181,13 @@ bool PrintPng(pappl_job_t* job, pappl_device_t* device, void*) {
     const std::wstring path = FromFileName(file);
     const std::optional<tool::PngHeader> header = tool::ReadPngHeader(path);
     if (header && std::uint64_t{header->width} * header->height > kMaxPixels) {
-      return FailJob(job, "the image is too large: " + std::to_string(header->width) + " x " +
-                              std::to_string(header->height) + " pixels; the limit is " +
-                              std::to_string(kMaxPixels));
+      throw std::runtime_error("the image is too large: " + std::to_string(header->width) + " x " +
+                               std::to_string(header->height) + " pixels; the limit is " +
+                               std::to_string(kMaxPixels));
     }
     tool::PagePointer image;
     if (const Status status = tool::LoadOnWhite(path, &image); status != Ok) {
-      return FailJob(job, LoadProblem(status, path));
+      throw std::runtime_error(LoadProblem(status, path));
     }
     const std::optional<PngResolution> perMetre = ReadPngResolution(path.c_str());
     const int depth = header && header->isGrey ? 1 : 3;  // grey images print in black alone
@@ -182,6 +197,10 @@ bool PrintPng(pappl_job_t* job, pappl_device_t* device, void*) {
     image.reset();  // the largest one takes 400 MB
     const std::unique_ptr<pappl_pr_options_t, void (*)(pappl_pr_options_t*)> options(
         papplJobCreatePrintOptions(job, 1, depth == 3), papplJobDeletePrintOptions);
+    if (IsTooThin(width, height, *options)) {
+      throw std::runtime_error("the image is too thin to fit the label: " + std::to_string(width) +
+                               " x " + std::to_string(height) + " pixels");
+    }
     const double ppi = perMetre ? perMetre->x * kMetresPerInch : 0;
     return papplJobFilterImage(job, device, options.get(), pixels.data(), width, height, depth,
                                static_cast<int>(std::lround(ppi)), false);

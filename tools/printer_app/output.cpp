@@ -3,6 +3,8 @@
 #include <array>
 #include <cstddef>
 #include <filesystem>
+#include <stdexcept>
+#include <string>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -98,21 +100,19 @@ std::size_t BytesTaken(pappl_device_t* device) {
 }
 
 /// Stores a file as a whole in the folder, or writes its content to the device if that has none.
-bool Send(pappl_device_t* device, const std::string& folder, const std::string& name,
-          const std::string& bytes, std::string* problem) {
+void Send(pappl_device_t* device, const std::string& folder, const std::string& name,
+          const std::string& bytes) {
   if (folder.empty()) {
     const std::size_t before = BytesTaken(device);
     papplDeviceWrite(device, bytes.data(), bytes.size());
     papplDeviceFlush(device);
-    if (BytesTaken(device) - before == bytes.size()) return true;
-    *problem = "the device does not take the page";
-    return false;
+    if (BytesTaken(device) - before == bytes.size()) return;
+    throw std::runtime_error("the device does not take it");
   }
   const std::string path = folder + "/" + name;
   NewFile file;
-  if (file.Open(FromFileName(path)) && file.Write(bytes) && file.Commit()) return true;
-  *problem = "cannot write " + path + ": " + ToUtf8(FileErrorText());
-  return false;
+  if (file.Open(FromFileName(path)) && file.Write(bytes) && file.Commit()) return;
+  throw std::runtime_error("cannot write " + path + ": " + ToUtf8(FileErrorText()));
 }
 
 }  // namespace
@@ -124,9 +124,8 @@ void AddFolderDevice() {
                        nullptr, WriteFolder, nullptr, nullptr);
 }
 
-bool SendPage(pappl_device_t* device, const char* uri, const PrintedLabel& page,
-              std::string* problem) {
-  const std::string folder = FolderOf(uri);
+void SendPage(pappl_job_t* job, pappl_device_t* device, const PrintedLabel& page) {
+  const std::string folder = FolderOf(papplPrinterGetDeviceURI(papplJobGetPrinter(job)));
   const std::string name =
       "job-" + std::to_string(page.job->id) + "-page-" + std::to_string(page.number);
   const auto& [black, highlight] = page.planes;
@@ -137,11 +136,9 @@ bool SendPage(pappl_device_t* device, const char* uri, const PrintedLabel& page,
   if (!folder.empty()) files.emplace_back(name + ".json", JsonOf(page));
   // A folder has the number of copies in the JSON file; a PNG image has no place for it.
   for (int copy = folder.empty() ? page.job->copies : 1; copy > 0; --copy) {
-    for (const auto& [file, bytes] : files) {
-      if (!Send(device, folder, file, bytes, problem)) return false;
-    }
+    if (papplJobIsCanceled(job)) return;
+    for (const auto& [file, bytes] : files) Send(device, folder, file, bytes);
   }
-  return true;
 }
 
 }  // namespace orv::printer_app

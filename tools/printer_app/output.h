@@ -2,8 +2,6 @@
 
 #include <pappl/pappl.h>
 
-#include <string>
-
 #include "tools/printer_app/driver.h"
 
 /// What goes to the printer, and the device that PAPPL does not have: `orvdir:///PATH`, a folder
@@ -14,10 +12,9 @@ namespace orv::printer_app {
 /// Adds the scheme to PAPPL's.
 void AddFolderDevice();
 
-/// Sends a page to a device: each plane as a PNG image, as the record's output format says; to a
-/// folder also the record's fields as JSON. False, with the reason in `*problem`, on failure. The
+/// Sends a page to the device of a job: each plane as a PNG image, as the record's output format
+/// says; to a folder also the record's fields as JSON. Throws if the device does not take it. The
 /// command language of a printer belongs here.
-bool SendPage(pappl_device_t* device, const char* uri, const PrintedLabel& page,
-              std::string* problem);
+void SendPage(pappl_job_t* job, pappl_device_t* device, const PrintedLabel& page);
 
 }  // namespace orv::printer_app

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <iterator>
 #include <new>
+#include <stdexcept>
 
 #include "imaging/kernels.h"
 
@@ -47,24 +48,20 @@ constexpr RasterForm kForms[] = {
 
 }  // namespace
 
-bool RasterPage::Start(const cups_page_header2_t& header, std::string* problem) {
+void RasterPage::Start(const cups_page_header2_t& header) {
   const auto* form = std::ranges::find_if(kForms, [&](const RasterForm& known) {
     return known.space == header.cupsColorSpace && known.bits == header.cupsBitsPerPixel;
   });
   const std::size_t width = header.cupsWidth;
   const std::size_t height = header.cupsHeight;
-  if (form == std::end(kForms)) {
-    *problem = "the raster has neither 8 bits of grey nor 24 bits of colour";
-  } else if (width == 0 || height == 0) {
-    *problem = "the page is empty";
-  } else if (header.HWResolution[0] == 0 || header.HWResolution[1] == 0) {
-    *problem = "the page has no resolution";
-  } else if (std::uint64_t{width} * height > kMaxPixels) {
-    *problem = "the page is too large";
-  } else if (header.cupsBytesPerLine < width * (form->bits / 8)) {
-    *problem = "the rows of the raster are shorter than the page";
-  }
-  if (!problem->empty()) return false;
+  const auto refuseIf = [](bool isWrong, const char* problem) {
+    if (isWrong) throw std::runtime_error(problem);
+  };
+  refuseIf(form == std::end(kForms), "its raster has neither 8 bits of grey nor 24 bits of colour");
+  refuseIf(width == 0 || height == 0, "it is empty");
+  refuseIf(header.HWResolution[0] == 0 || header.HWResolution[1] == 0, "it has no resolution");
+  refuseIf(std::uint64_t{width} * height > kMaxPixels, "it is too large");
+  refuseIf(header.cupsBytesPerLine < width * (form->bits / 8), "its rows are too short");
   read_ = form->read;
   isGrey_ = form->bits == 8;
   width_ = static_cast<int>(width);
@@ -80,7 +77,6 @@ bool RasterPage::Start(const cups_page_header2_t& header, std::string* problem) 
     capacity_ = stride * height;
     pixels_ = std::make_unique_for_overwrite<BYTE[]>(capacity_);
   }
-  return true;
 }
 
 void RasterPage::SetRow(unsigned y, const unsigned char* row) {

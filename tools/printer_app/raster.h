@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <string>
 
 #include "imaging/kernels.h"
 #include "orv/platform/graphics.h"
@@ -23,9 +22,8 @@ inline constexpr std::uint64_t kMaxPixels = std::uint64_t{1} << 27;
 /// The pixels of a page while its rows arrive.
 class RasterPage {
  public:
-  /// Prepares a page for the rows that a header announces; false, with the reason in `*problem`,
-  /// for rows that cannot be printed.
-  bool Start(const cups_page_header2_t& header, std::string* problem);
+  /// Prepares a page for the rows that a header announces. Throws if they cannot be printed.
+  void Start(const cups_page_header2_t& header);
   /// Stores the next row, which has as many bytes as the header says. Any other row is left out.
   void SetRow(unsigned y, const unsigned char* row);
 
