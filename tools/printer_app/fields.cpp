@@ -1,6 +1,7 @@
 #include "tools/printer_app/fields.h"
 
 #include <algorithm>
+#include <charconv>
 #include <iterator>
 #include <utility>
 
@@ -116,6 +117,14 @@ constexpr OwnField kOwnFields[] = {
 // clang-format on
 
 }  // namespace
+
+std::optional<std::int32_t> NumberOf(std::string_view text, std::int32_t min, std::int32_t max) {
+  std::int32_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size()) return {};
+  if (number < min || number > max) return {};
+  return number;
+}
 
 const RecordField& FieldNamed(std::string_view name) {
   return *std::ranges::find(RecordFields(), name, &RecordField::name);

@@ -24,6 +24,10 @@ constexpr int Hundredths(std::int64_t thousandths) {
 /// IPP counts speeds in hundredths of a millimetre per second.
 inline constexpr int kSpeedUnits = 100;
 
+/// A whole text as a number; nothing if it is not one, or not within the limits.
+std::optional<std::int32_t> NumberOf(std::string_view text, std::int32_t min = INT32_MIN,
+                                     std::int32_t max = INT32_MAX);
+
 /// The field of the record with this name, which must exist.
 const RecordField& FieldNamed(std::string_view name);
 

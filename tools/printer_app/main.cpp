@@ -1,7 +1,6 @@
 #include <pappl/pappl.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -17,7 +16,9 @@
 #include "platform/files.h"
 #include "platform/modules.h"
 #include "platform/posix/user_folder.h"
+#include "tools/orv/program.h"
 #include "tools/printer_app/driver.h"
+#include "tools/printer_app/fields.h"
 #include "tools/printer_app/job.h"
 #include "tools/printer_app/output.h"
 #include "tools/printer_app/web.h"
@@ -57,14 +58,6 @@ pappl_system_t* FailToStart(const std::string& problem) {
   return nullptr;
 }
 
-/// The number of a port, 0 for any; nothing if it is not one.
-std::optional<int> PortOf(std::string_view text) {
-  std::uint16_t port = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
-  if (error != std::errc() || end != text.data() + text.size()) return {};
-  return port;
-}
-
 std::optional<pappl_loglevel_t> LevelOf(std::string_view name) {
   constexpr std::string_view kLevels[] = {"debug", "info", "warn", "error", "fatal"};
   const auto* found = std::ranges::find(kLevels, name);
@@ -89,7 +82,7 @@ pappl_system_t* MakeSystem(int count, cups_option_t* options, void* data) {
     return value != nullptr ? value : usual;
   };
   const std::string portText = option("server-port", "0");
-  const std::optional<int> port = PortOf(portText);
+  const std::optional<std::int32_t> port = NumberOf(portText, 0, 65535);
   if (!port) return FailToStart("server-port: not a number from 0 to 65535: " + portText);
   const std::string levelText = option("log-level", "info");
   const std::optional<pappl_loglevel_t> level = LevelOf(levelText);
@@ -139,7 +132,7 @@ pappl_system_t* MakeSystem(int count, cups_option_t* options, void* data) {
 
 int Run(int argc, char** argv) {
   if (argc > 1 && std::string_view(argv[1]) == kDoctorCommand) {
-    return PrintDoctor(argc > 2 ? argv[2] : "");
+    return tool::RunProgram(argc, argv);
   }
   const GraphicsSession graphics;
   Application application;

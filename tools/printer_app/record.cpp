@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdint>
 #include <limits>
 #include <map>
@@ -92,14 +91,6 @@ VendorValues VendorValuesOf(pappl_job_t* job, const pappl_pr_driver_data_t& data
   return values;
 }
 
-/// A whole text as a number.
-std::optional<std::int32_t> NumberOf(std::string_view text) {
-  std::int32_t number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size()) return {};
-  return number;
-}
-
 /// The assignments of a text, between semicolons that are not in quotes.
 std::vector<std::wstring> AssignmentsOf(const std::wstring& text) {
   std::vector<std::wstring> parts(1);
@@ -144,8 +135,8 @@ void SetHighlight(VendorValues& values, JobRecord* job) {
     colour = kUsualColour;
   }
   job->colour = tool::ToColour(colour);
-  std::optional<std::int32_t> tolerance = NumberOf(values[kToleranceOption]);
-  if (!tolerance || *tolerance < 0 || *tolerance > kMaxTolerance) {
+  std::optional<std::int32_t> tolerance = NumberOf(values[kToleranceOption], 0, kMaxTolerance);
+  if (!tolerance) {
     job->problems.push_back(std::string(kToleranceOption) + ": not a number from 0 to " +
                             std::to_string(kMaxTolerance) + ": " + values[kToleranceOption]);
     tolerance = kUsualTolerance;

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstdio>
-#include <exception>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -13,7 +12,6 @@
 #include "platform/files.h"
 #include "platform/modules.h"
 #include "tools/orv/common/output.h"
-#include "tools/orv/doctor/checks.h"
 #include "tools/orv/page/canvas.h"
 #include "tools/orv/page/file.h"
 #include "tools/orv/page/legibility.h"
@@ -79,14 +77,15 @@ void AddAllScores(pappl_client_t* client, PrintedLabel* label) {
 std::string DoctorText(const std::string& printer) {
   std::wstring program;
   GetModulePath(nullptr, &program);
-  std::string command;
-  for (const std::string& word : {ToPath(program).string(), std::string(kDoctorCommand), printer}) {
-    command += "'";
-    for (const char letter : word) command += letter == '\'' ? "'\\''" : std::string(1, letter);
-    command += "' ";
-  }
+  const auto inQuotes = [](const std::string& word) {
+    std::string quoted = "'";
+    for (const char letter : word) quoted += letter == '\'' ? "'\\''" : std::string(1, letter);
+    return quoted + "' ";
+  };
   // It returns 1 if it finds an error.
-  command += "2>&1 || test $? -eq 1 || echo 'The checks were not completed.'";
+  const std::string command = inQuotes(ToPath(program).string()) + kDoctorCommand + " -- " +
+                              inQuotes(printer) +
+                              "2>&1 || test $? -eq 1 || echo 'The checks were not completed.'";
   const std::unique_ptr<FILE, int (*)(FILE*)> output(popen(command.c_str(), "r"), pclose);
   if (output == nullptr) return "The checks cannot be run: " + ToUtf8(FileErrorText());
   std::string text;
@@ -175,23 +174,6 @@ std::string AddWebPages(pappl_printer_t* printer) {
   papplPrinterAddLink(printer, "Last Label", path.data(),
                       PAPPL_LOPTIONS_NAVIGATION | PAPPL_LOPTIONS_STATUS);
   return path.data();
-}
-
-int PrintDoctor(const char* printerName) {
-  try {
-    const std::wstring printer = FromUtf8(printerName);
-    bool isWell = true;
-    for (const tool::CheckRow& row : tool::RunChecks({printer, {}, {}})) {
-      isWell = isWell && row.health != tool::Health::kError;
-      std::printf("%s: %s: %s\n", ToUtf8(tool::NameOf(row.health)).c_str(),
-                  ToUtf8(row.check).c_str(), ToUtf8(row.finding).c_str());
-      if (!row.advice.empty()) std::printf("  -> %s\n", ToUtf8(row.advice).c_str());
-    }
-    return isWell ? tool::kDone : tool::kFindings;
-  } catch (const std::exception& error) {
-    std::printf("%s\n", error.what());
-    return tool::kUnreadable;
-  }
 }
 
 }  // namespace orv::printer_app

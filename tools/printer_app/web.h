@@ -11,9 +11,8 @@ namespace orv::printer_app {
 /// Adds the page to a printer and returns its path.
 std::string AddWebPages(pappl_printer_t* printer);
 
-/// The command that prints the checks of `orv doctor`. The server runs them in a process of their
-/// own, because they end access to the settings in their process.
+/// The command of the orv program whose results the page shows. It ends the use of the settings in
+/// its process, so the server starts this program again for it.
 inline constexpr char kDoctorCommand[] = "doctor";
-int PrintDoctor(const char* printerName);
 
 }  // namespace orv::printer_app
