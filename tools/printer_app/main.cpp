@@ -4,8 +4,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -19,6 +21,7 @@
 #include "tools/orv/program.h"
 #include "tools/printer_app/driver.h"
 #include "tools/printer_app/fields.h"
+#include "tools/printer_app/guard.h"
 #include "tools/printer_app/job.h"
 #include "tools/printer_app/output.h"
 #include "tools/printer_app/web.h"
@@ -38,18 +41,45 @@ struct Application {
 
 constexpr char kLoopback[] = "localhost";
 
-/// Keeps the password's hash from other users: PAPPL lets all read the file.
+/// The number of printers in a file of PAPPL that the server does not have.
+int CountMissing(pappl_system_t* system, const std::string& state) {
+  int count = 0;
+  std::ifstream file(state);
+  for (std::string line; std::getline(file, line);) count += line == "</Printer>" ? 1 : 0;
+  papplSystemIteratePrinters(
+      system, [](pappl_printer_t*, void* number) { --*static_cast<int*>(number); }, &count);
+  return count;
+}
+
+/// Saves the printers. PAPPL alone would empty the file first, not notice a full disk, and let all
+/// users read the file, which has the hash of the password.
 bool SaveState(pappl_system_t* system, void* data) {
-  const std::string& state = static_cast<Application*>(data)->state;
-  const bool isSaved = papplSystemSaveState(system, state.c_str());
-  using std::filesystem::perms;
+  return Guarded(system, papplLog, "The printers cannot be saved", [&] {
+    const std::string& state = static_cast<Application*>(data)->state;
+    const std::string file = state + ".new";
+    std::ofstream(file).close();
+    using std::filesystem::perms;
+    std::filesystem::permissions(file, perms::owner_read | perms::owner_write);
+    if (!papplSystemSaveState(system, file.c_str()) || CountMissing(system, file) != 0) {
+      throw std::runtime_error(file + " is not complete; the disk may be full");
+    }
+    std::filesystem::rename(file, state);
+    return true;
+  });
+}
+
+/// Loads the printers. PAPPL leaves out those whose configuration does not load, and soon saves the
+/// others, so the file is copied then.
+void LoadState(pappl_system_t* system, const std::string& state) {
+  papplSystemLoadState(system, state.c_str());
+  const int missing = CountMissing(system, state);
+  if (missing == 0) return;
+  const std::string copy = state + ".old";
   std::error_code error;
-  std::filesystem::permissions(state, perms::owner_read | perms::owner_write, error);
-  if (isSaved && error) {
-    papplLog(system, PAPPL_LOGLEVEL_ERROR, "Others may be able to read %s: %s.", state.c_str(),
-             error.message().c_str());
-  }
-  return isSaved && !error;
+  std::filesystem::copy_file(state, copy, std::filesystem::copy_options::overwrite_existing, error);
+  papplLog(system, PAPPL_LOGLEVEL_ERROR,
+           "%d printers are left out; a copy of all printers is %s%s.", missing,
+           error ? "not possible: " : "", error ? error.message().c_str() : copy.c_str());
 }
 
 /// Writes why the server does not start; returns null.
@@ -126,7 +156,7 @@ pappl_system_t* MakeSystem(int count, cups_option_t* options, void* data) {
     papplLog(system, PAPPL_LOGLEVEL_WARN, "%s", problem.c_str());
   }
   papplSystemSetSaveCallback(system, SaveState, application);
-  papplSystemLoadState(system, application->state.c_str());
+  LoadState(system, application->state);
   return system;
 }
 
