@@ -119,22 +119,21 @@ class DataWriter {
   ipp_t* VendorAttributes(ipp_t* old) {
     ipp_t* attributes = ippNew();
     data_->num_vendor = 0;
-    const auto addNumber = [&](const std::string& name, int min, int max, int byDefault) {
-      const std::string defaultName = name + "-default";
-      if (ipp_attribute_t* set = ippFindAttribute(old, defaultName.c_str(), IPP_TAG_ZERO)) {
-        byDefault = ippGetInteger(set, 0);
-      }
-      ippAddRange(attributes, IPP_TAG_PRINTER, (name + "-supported").c_str(), min, max);
-      ippAddInteger(attributes, IPP_TAG_PRINTER, IPP_TAG_INTEGER, defaultName.c_str(),
-                    std::clamp(byDefault, min, max));
+    // Adds the name of an option and returns the default that is set, or null.
+    const auto addName = [&](const std::string& name) {
       data_->vendor[data_->num_vendor++] = Keep(name);
+      return ippFindAttribute(old, (name + "-default").c_str(), IPP_TAG_ZERO);
     };
-    const auto addText = [&](const char* name, const char* byDefault) {
-      const std::string defaultName = std::string(name) + "-default";
-      ipp_attribute_t* set = ippFindAttribute(old, defaultName.c_str(), IPP_TAG_ZERO);
-      ippAddString(attributes, IPP_TAG_PRINTER, IPP_TAG_TEXT, defaultName.c_str(), nullptr,
-                   set != nullptr ? ippGetString(set, 0, nullptr) : byDefault);
-      data_->vendor[data_->num_vendor++] = name;
+    const auto addNumber = [&](const std::string& name, int min, int max, int byDefault) {
+      if (ipp_attribute_t* set = addName(name)) byDefault = ippGetInteger(set, 0);
+      ippAddRange(attributes, IPP_TAG_PRINTER, (name + "-supported").c_str(), min, max);
+      ippAddInteger(attributes, IPP_TAG_PRINTER, IPP_TAG_INTEGER, (name + "-default").c_str(),
+                    std::clamp(byDefault, min, max));
+    };
+    const auto addText = [&](const std::string& name, const char* byDefault) {
+      if (ipp_attribute_t* set = addName(name)) byDefault = ippGetString(set, 0, nullptr);
+      ippAddString(attributes, IPP_TAG_PRINTER, IPP_TAG_TEXT, (name + "-default").c_str(), nullptr,
+                   byDefault);
     };
     // PAPPL leaves these out, but IPP Everywhere requires them.
     ippAddBoolean(attributes, IPP_TAG_PRINTER, "preferred-attributes-supported", false);
@@ -169,7 +168,8 @@ class DataWriter {
     data_->ppm_color = isTwoColour ? 1 : 0;
     // PAPPL refuses the data if the configuration no longer offers the mode.
     if ((data_->color_default & data_->color_supported) == 0) {
-      data_->color_default = PAPPL_COLOR_MODE_AUTO;
+      data_->color_default =
+          isNew_ && !isTwoColour ? PAPPL_COLOR_MODE_MONOCHROME : PAPPL_COLOR_MODE_AUTO;
     }
   }
 
@@ -225,8 +225,8 @@ class DataWriter {
 
   void WriteSettings() {
     const std::vector<std::int32_t>& speeds = device_.printSpeeds.speeds;
-    const auto [least, most] =
-        speeds.empty() ? std::ranges::minmax_result{0, 0} : std::ranges::minmax(speeds);
+    const auto [least, most] = speeds.empty() ? std::ranges::minmax_result<std::int32_t>{0, 0}
+                                              : std::ranges::minmax(speeds);
     data_->speed_supported[0] = least / 1000 * kSpeedUnits;
     data_->speed_supported[1] = most / 1000 * kSpeedUnits;
     SetDefault(&data_->speed_default, data_->speed_supported,

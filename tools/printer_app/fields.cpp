@@ -20,7 +20,8 @@ constexpr Tracking kTrackings[] = {
     {1, PAPPL_MEDIA_TRACKING_MARK},
 };
 
-using Limits = std::optional<std::pair<std::int32_t, std::int32_t>>;
+/// The least and the greatest value; equal if the printer does not offer the setting.
+using Limits = std::pair<std::int32_t, std::int32_t>;
 
 /// The option that the printer uses: its default one, or else the first.
 template <typename Family>
@@ -31,15 +32,15 @@ auto UsedOption(const Family& family) {
   return family.options.empty() ? nullptr : &family.options.front();
 }
 
-/// The values that the record's rule allows; nothing if the printer does not offer the setting.
+/// The values that the record's rule allows.
 Limits RuleLimits(const Config& config, const RecordField& field) {
   const FieldRule& rule = field.rule;
   if (rule.offered.In(config) == 0) return {};
-  if (rule.kind == FieldRule::kRange) return std::pair{rule.min.In(config), rule.max.In(config)};
+  if (rule.kind == FieldRule::kRange) return {rule.min.In(config), rule.max.In(config)};
   std::vector<std::int32_t> values = AllowedValues(config, rule.list);
   values.push_back(field.byDefault.In(config));  // allowed although the list may lack it
   const auto [least, most] = std::ranges::minmax(values);
-  return std::pair{least, most};
+  return {least, most};
 }
 
 /// A field without a word in IPP, and the range that the configuration gives it.
@@ -48,13 +49,13 @@ struct OwnField {
   Limits (*limits)(const Config& config, const RecordField& field) = RuleLimits;
 };
 
-#define DEVICE_FIELD(name, family, minimum, maximum)                  \
-  {                                                                   \
-    name, [](const Config& config, const RecordField&) -> Limits {    \
-      const auto* option = UsedOption(config.device.family);          \
-      if (option == nullptr) return {};                               \
-      return std::pair<std::int32_t, std::int32_t>{minimum, maximum}; \
-    }                                                                 \
+#define DEVICE_FIELD(name, family, minimum, maximum)               \
+  {                                                                \
+    name, [](const Config& config, const RecordField&) -> Limits { \
+      const auto* option = UsedOption(config.device.family);       \
+      if (option == nullptr) return {};                            \
+      return {minimum, maximum};                                   \
+    }                                                              \
   }
 #define SWITCH(block, family) DEVICE_FIELD(#block ".enabled", family, 0, 1)
 // Lengths that a device counts from its own position can be negative.
@@ -178,10 +179,8 @@ std::vector<VendorField> VendorFields(const Config& config) {
   std::vector<VendorField> fields;
   for (const OwnField& own : kOwnFields) {
     const RecordField& field = FieldNamed(own.name);
-    const Limits limits = own.limits(config, field);
-    if (limits && limits->first < limits->second) {
-      fields.push_back({field, limits->first, limits->second});
-    }
+    const auto [min, max] = own.limits(config, field);
+    if (min < max) fields.push_back({field, min, max});
   }
   return fields;
 }

@@ -13,9 +13,9 @@
 #include <utility>
 #include <vector>
 
+#include "imaging/kernels.h"
 #include "orv/devmode/oemdev.h"
 #include "orv/platform/graphics.h"
-#include "orv/platform/types.h"
 #include "orv/text/utf8.h"
 #include "platform/files.h"
 #include "platform/png_resolution.h"

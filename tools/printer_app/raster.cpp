@@ -2,13 +2,10 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstdint>
 #include <cstring>
 #include <iterator>
 #include <new>
 #include <stdexcept>
-
-#include "imaging/kernels.h"
 
 namespace orv::printer_app {
 namespace {

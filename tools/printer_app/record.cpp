@@ -8,10 +8,8 @@
 #include <mutex>
 #include <optional>
 #include <span>
-#include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "devmode/explanation.h"
 #include "devmode/merge.h"

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <memory>
 #include <mutex>
-#include <string>
 #include <utility>
 
 #include "orv/platform/graphics.h"
