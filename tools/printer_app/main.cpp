@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -51,6 +52,22 @@ int CountMissing(pappl_system_t* system, const std::string& state) {
   return count;
 }
 
+/// The saved printers with the jobs that are being printed as waiting ones, or as aborted ones if
+/// their raster is not kept. Otherwise PAPPL keeps them after a restart and never ends them.
+std::string WithoutActiveJobs(std::ifstream saved) {
+  constexpr std::string_view kActive = " state=\"5\"";
+  std::string printers;
+  for (std::string line; std::getline(saved, line);) {
+    const std::size_t state = line.find(kActive);
+    if (line.starts_with("Job ") && state != line.npos) {
+      const bool isKept = line.find(" filename=\"") != line.npos;
+      line.replace(state, kActive.size(), isKept ? " state=\"3\"" : " state=\"8\"");
+    }
+    printers += line + '\n';
+  }
+  return printers;
+}
+
 /// Saves the printers. PAPPL alone would empty the file first, not notice a full disk, and let all
 /// users read the file, which has the hash of the password.
 bool SaveState(pappl_system_t* system, void* data) {
@@ -63,15 +80,27 @@ bool SaveState(pappl_system_t* system, void* data) {
     if (!papplSystemSaveState(system, file.c_str()) || CountMissing(system, file) != 0) {
       throw std::runtime_error(file + " is not complete; the disk may be full");
     }
+    const std::string printers = WithoutActiveJobs(std::ifstream(file));
+    if (!(std::ofstream(file) << printers << std::flush)) {
+      throw std::runtime_error("cannot write " + file + "; the disk may be full");
+    }
     std::filesystem::rename(file, state);
     return true;
   });
 }
 
-/// Loads the printers. PAPPL leaves out those whose configuration does not load, and soon saves the
-/// others, so the file is copied then.
+/// Starts the jobs that waited when the server ended, once it runs: PAPPL leaves them alone.
+bool StartJobs(pappl_system_t* system, void*) {
+  papplSystemIteratePrinters(
+      system, [](pappl_printer_t* printer, void*) { papplPrinterResume(printer); }, nullptr);
+  return false;  // not again
+}
+
+/// Loads the printers and starts their waiting jobs. PAPPL leaves out printers whose configuration
+/// does not load, and soon saves the others, so the file is copied then.
 void LoadState(pappl_system_t* system, const std::string& state) {
   papplSystemLoadState(system, state.c_str());
+  papplSystemAddTimerCallback(system, std::time(nullptr), 0, StartJobs, nullptr);
   const int missing = CountMissing(system, state);
   if (missing == 0) return;
   const std::string copy = state + ".old";
@@ -104,6 +133,13 @@ std::error_code MakeFolder(const std::filesystem::path& folder) {
   return error;
 }
 
+/// The address of an interface. PAPPL 1.3.1 listens on the IPv6 address of a name alone if the port
+/// of the IPv4 address is in use.
+std::string AddressOf(const std::string& host) {
+  if (host == kLoopback) return "127.0.0.1";
+  return host == "*" ? "0.0.0.0" : host;
+}
+
 /// Makes the server. It listens on the loopback interface unless an option names another one.
 pappl_system_t* MakeSystem(int count, cups_option_t* options, void* data) {
   auto* application = static_cast<Application*>(data);
@@ -129,6 +165,7 @@ pappl_system_t* MakeSystem(int count, cups_option_t* options, void* data) {
   }
   application->state = folder / "printers.state";
   const std::string host = option("listen-hostname", kLoopback);
+  if (host.empty()) return FailToStart("listen-hostname: the name is empty");  // every interface
   pappl_soptions_t features = PAPPL_SOPTIONS_MULTI_QUEUE | PAPPL_SOPTIONS_WEB_INTERFACE |
                               PAPPL_SOPTIONS_WEB_LOG | PAPPL_SOPTIONS_WEB_SECURITY;
   features |= host == kLoopback ? PAPPL_SOPTIONS_NO_TLS : PAPPL_SOPTIONS_WEB_TLS;
@@ -137,8 +174,7 @@ pappl_system_t* MakeSystem(int count, cups_option_t* options, void* data) {
       features, option("server-name", "orv printers"), *port, "_print,_universal",
       (folder / "spool").c_str(), log.c_str(), *level, option("auth-service", nullptr), false);
   if (system == nullptr) return nullptr;
-  // PAPPL 1.3.1 listens on the IPv6 address alone if the port of a name's IPv4 address is in use.
-  const std::string address = host == kLoopback ? "127.0.0.1" : host == "*" ? "0.0.0.0" : host;
+  const std::string address = AddressOf(host);
   // A server that PAPPL's commands start for themselves has its socket only.
   if (cupsGetOption("private-server", count, options) == nullptr &&
       !papplSystemAddListeners(system, address.c_str())) {
