@@ -1,10 +1,10 @@
 #include "tools/orv/common/general_options.h"
 
-#include <cstdlib>
 #include <optional>
 
 #include "orv/platform/registry.h"
 #include "orv/platform/types.h"
+#include "platform/processes.h"
 #include "tools/orv/common/options.h"
 #include "tools/orv/common/output.h"
 
@@ -30,9 +30,11 @@ constexpr EnvironmentVariable kEnvironment[] = {
 /// Prints what a command uses besides its files.
 void PrintSurroundings() {
   for (const EnvironmentVariable& variable : kEnvironment) {
-    const char* const value = std::getenv(variable.name);
-    if (value != nullptr) {
-      PrintDetail(L"environment: " + ToWide(variable.name) + L"=" + ToWide(value));
+    // On Windows, narrow values lose characters that the process's code page lacks.
+    const std::wstring reference = L'%' + ToWide(variable.name) + L'%';
+    const std::wstring value = ExpandVariables(reference);
+    if (value != reference) {
+      PrintDetail(L"environment: " + ToWide(variable.name) + L"=" + value);
     }
   }
   PrintDetail(L"the user's settings: " + RegistryStoreName(HKEY_CURRENT_USER));
