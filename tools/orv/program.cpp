@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <iostream>
 #include <new>
+#include <sstream>
 #include <string>
 #include <string_view>
 
@@ -95,8 +95,9 @@ int RunProgram(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     // Help was requested. After a misspelt command that of its group would not explain the mistake.
     if (error.get_exit_code() == 0 && !NamesUnknownCommand(&program, arguments)) {
-      program.exit(error);
-      if (std::cout.flush()) return kDone;
+      std::ostringstream help;  // standard output itself would change line ends on Windows
+      program.exit(error, help);
+      if (WriteOutput(OutputStream::kResults, help.str())) return kDone;
       PrintMessage(L"cannot write standard output: " + FileErrorText());
       return kUnreadable;
     }
