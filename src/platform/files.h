@@ -50,6 +50,9 @@ std::wstring MissingLogFolder();
 /// Creates that folder, for its user alone.
 void CreateLogFolder();
 
+/// Whether a path leads to a pipe or a device, which is written but cannot be replaced.
+bool IsDevice(const std::filesystem::path& path);
+
 /// Whether this user may create files in a folder. Creates none.
 bool CanCreateFiles(const std::wstring& folder);
 

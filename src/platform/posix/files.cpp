@@ -129,6 +129,13 @@ void CreateLogFolder() {
   }
 }
 
+bool IsDevice(const std::filesystem::path& path) {
+  std::error_code error;
+  const auto status = std::filesystem::status(path, error);
+  return std::filesystem::exists(status) && !std::filesystem::is_regular_file(status) &&
+         !std::filesystem::is_directory(status);
+}
+
 bool CanCreateFiles(const std::wstring& folder) {
   return access(ToPath(folder).c_str(), W_OK | X_OK) == 0;
 }

@@ -32,6 +32,8 @@ std::wstring FileErrorText(const std::error_code& error) {
     case ERROR_FILE_NOT_FOUND:
     case ERROR_PATH_NOT_FOUND:
       return L"no such file or folder";
+    case kErrorIsFolder:
+      return L"it is a folder";
     case ERROR_ACCESS_DENIED:
       return L"access is denied";
     case ERROR_DISK_FULL:
@@ -74,6 +76,18 @@ std::vector<std::wstring> LogFolders() {
 std::wstring MissingLogFolder() { return {}; }
 
 void CreateLogFolder() {}
+
+bool IsDevice(const std::filesystem::path& path) {
+  // The full path of a reserved name such as NUL is \\.\NUL. Some versions also reserve aux.png,
+  // but that is meant as a file, and must not go to a port unnoticed.
+  if (path.has_extension()) return false;
+  wchar_t full[16];
+  const DWORD length = GetFullPathNameW(path.c_str(), 16, full, nullptr);
+  if (length == 0 || length >= 16) return false;
+  // After that prefix, a path with more separators leads to a file.
+  const std::wstring_view name(full, length);
+  return name.starts_with(L"\\\\.\\") && name.find(L'\\', 4) == name.npos;
+}
 
 bool CanCreateFiles(const std::wstring& folder) {
   // The system checks the access when the folder is opened for it.

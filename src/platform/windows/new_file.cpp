@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "platform/error_text.h"
 #include "platform/files.h"
 
 namespace orv {
@@ -18,6 +19,12 @@ NewFile::~NewFile() {
 
 bool NewFile::Open(const std::wstring& path) {
   path_ = ToPath(path);
+  // The system would only say that access is denied, after everything has been written.
+  const DWORD attributes = GetFileAttributesW(path_.c_str());
+  if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY)) {
+    SetLastError(kErrorIsFolder);
+    return false;
+  }
   // A unique name in the same folder; a long name is cut to make room for the suffix.
   constexpr std::size_t kMaxName = 200;
   const std::wstring name = path_.filename().native().substr(0, kMaxName);

@@ -168,11 +168,7 @@ bool IsMissing(const std::wstring& path) {
 
 bool OutputFile::Write(std::string bytes) {
   // Only files can be replaced; standard streams, pipes and devices are written by Commit.
-  std::error_code error;
-  const auto status = std::filesystem::status(ToPath(path_), error);
-  isReplaced_ = !IsStandardStream(path_) &&
-                (!std::filesystem::exists(status) || std::filesystem::is_regular_file(status) ||
-                 std::filesystem::is_directory(status));
+  isReplaced_ = !IsStandardStream(path_) && !IsDevice(ToPath(path_));
   if (isReplaced_) {
     return (file_.Open(path_) && file_.Write(bytes) && file_.Flush()) || FailForReason();
   }
