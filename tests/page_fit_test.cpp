@@ -11,6 +11,7 @@
 
 #include "orv/imaging/bitmap_helper.h"
 #include "tests/fixtures.h"
+#include "tools/orv/page/canvas.h"
 #include "tools/orv/page/fit.h"
 #include "tools/orv/page/halftone.h"
 #include "tools/orv/page/min_dots.h"
@@ -223,6 +224,20 @@ TEST(Trapping, SpreadsTheHighlightUnderBlackOnly) {
   EXPECT_GT(added, 250);
 }
 
+TEST(Trapping, SpreadsAlongTheEdgesOfThePage) {
+  const PagePointer black = GreyPage(5, 5, [](int, int) { return 0; });
+  for (const int dot : {0, 1, 4}) {
+    const auto at = [dot](int reach) {
+      return GreyPage(5, 5, [dot, reach](int x, int y) {
+        return std::max(std::abs(x - dot), std::abs(y - dot)) <= reach ? 90 : 255;
+      });
+    };
+    const PagePointer highlight = at(0);
+    SpreadUnder(PagePixels(highlight.get()), PagePixels(black.get()), 1);
+    EXPECT_EQ(RowsOf(highlight), RowsOf(at(1))) << dot;
+  }
+}
+
 TEST(Trapping, FindsGapsAndOverlaps) {
   struct Row {
     const char* inks;  // b black, r red, x both
@@ -230,15 +245,21 @@ TEST(Trapping, FindsGapsAndOverlaps) {
     std::int64_t touching;
     std::int64_t overlaps;
     int maxDots;
+    int minOverlap;
   };
   constexpr Row kRows[] = {
-      {"bbbrrr", 0, 1, 0, 0},          {"bbb rrr", 1, 0, 0, 1},
-      {"rrr    bbb", 1, 0, 0, 4},      {"bbbxxrrrr xxrr", 0, 0, 1, 2},
-      {"bbbxrrrxxxbbb", 0, 0, 2, 3},   {"bbrrr", 0, 0, 0, 0},
-      {"bbb bbb rr  bbb", 0, 0, 0, 0}, {"bbbrrrrrbbb", 0, 2, 0, 0},
-      {"rrrxbbb  rrr", 1, 0, 1, 2},    {"bbb                 rrr", 0, 0, 0, 0},
+      {"bbbrrr", 0, 1, 0, 0, 0},
+      {"bbb rrr", 1, 0, 0, 1, 0},
+      {"rrr                bbb", 1, 0, 0, 16, 0},
+      {"bbbxxrrrr xxrr", 0, 0, 1, 2, 2},
+      {"bbbxrrrxxxbbb", 0, 0, 2, 3, 1},
+      {"bbrrr", 0, 0, 0, 0, 0},
+      {"bbb bbb rr  bbb", 0, 0, 0, 0, 0},
+      {"bbbrrrrrbbb", 0, 2, 0, 0, 0},
+      {"rrrxxbbb  rrr", 1, 0, 1, 2, 2},
+      {"bbbx                rrr", 0, 0, 0, 0, 0},
   };
-  for (const auto& [text, gaps, touching, overlaps, maxDots] : kRows) {
+  for (const auto& [text, gaps, touching, overlaps, maxDots, minOverlap] : kRows) {
     const std::string inks = text;
     for (const bool isColumn : {false, true}) {
       const auto plane = [&](char one, int colour) {
@@ -255,8 +276,30 @@ TEST(Trapping, FindsGapsAndOverlaps) {
       EXPECT_EQ(edges.touching, touching) << text;
       EXPECT_EQ(edges.overlaps, overlaps) << text;
       EXPECT_EQ(std::max(edges.maxGap, edges.maxOverlap), maxDots) << text;
+      EXPECT_EQ(edges.minOverlap, minOverlap) << text;
     }
   }
+}
+
+TEST(PageCanvas, WritesTextOverThePage) {
+  Canvas canvas(10, 9, {255, 255, 255});
+  canvas.Text(-2, 1, "7l", 1, {0, 0, 0});  // begins outside
+  const Rows rows = RowsOf(canvas.Take());
+  const char* const lines[] = {"          ", "### #     ", "  # #     ", " #  #     ", "#   #     ",
+                               "#   #     ", "    #     ", "    ##### ", "          "};
+  for (std::size_t y = 0; y < rows.size(); ++y) {
+    for (std::size_t x = 0; x < rows[y].size(); ++x) {
+      EXPECT_EQ(rows[y][x], lines[y][x] == '#' ? 0 : 0xFFFFFF) << x << ' ' << y;
+    }
+  }
+}
+
+TEST(PageCanvas, MixesAPlaneWithAPage) {
+  const PagePointer page = PageOf(3, 1, [](int, int) { return 0x64C8FF; });
+  const PagePointer plane = PageOf(3, 1, [](int x, int) { return x == 1 ? 0x96320A : 0xFFFFFF; });
+  Canvas view = DrawView(page.get(), plane.get(), {1, 0, 2, 1}, 2, {203, 203}, true);
+  const std::vector<int> row = {0x64320A, 0x64320A, 0x64C8FF, 0x64C8FF};
+  EXPECT_EQ(RowsOf(view.Take()), (Rows{row, row}));
 }
 
 }  // namespace
