@@ -1,6 +1,7 @@
 /// Unwritable locations, users without a home folder, and time zones.
 
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -221,11 +222,11 @@ TEST(Places, TheDoctorFindsFaultsAndChangesNothing) {
   const orv::test::TemporaryFolder folder;
   const std::filesystem::path user = folder.path() / "user.sqlite";
   const std::filesystem::path machine = folder.path() / "machine.sqlite";
-  SetVariable("ORV_REGISTRY_DIR", folder.path().string());
   SetVariable("XDG_STATE_HOME", (folder.path() / "state").string());
-  const auto overwrite = [](const std::filesystem::path& file, std::size_t at) {
+  const auto overwrite = [](const std::filesystem::path& file, std::size_t at,
+                            std::size_t count = 100) {
     std::string bytes = ReadBytes(file);
-    WriteBytes(file, bytes.replace(at, 100, 100, 'x'));
+    WriteBytes(file, bytes.replace(at, count, count, 'x'));
   };
   const auto setLog = [](const char* name, const char* value, const char* type = "REG_SZ") {
     const char* const key = "HKCU\\Software\\orv Printer Driver\\Test";
@@ -233,6 +234,8 @@ TEST(Places, TheDoctorFindsFaultsAndChangesNothing) {
         RunProgram(ORV_PROGRAM, {"registry", "set", key, name, value, "--type", type}).exitCode, 0);
   };
   const std::string name = user.string();
+  const passwd* const owner = getpwuid(geteuid());
+  ASSERT_NE(owner, nullptr);
   const struct {
     const char* state;
     std::function<void()> make;
@@ -250,12 +253,41 @@ TEST(Places, TheDoctorFindsFaultsAndChangesNothing) {
       {"damaged header",
        [&] { overwrite(user, 0); },
        1,
-       {"error    user settings", name + " (owner: ", "the settings store is damaged",
-        "-> restore it from a backup", "error    printers"}},
+       {"error    user settings", name + " (owner: " + owner->pw_name + ')',
+        "the settings store is damaged", "-> restore it from a backup", "error    printers"}},
       {"damaged page",
        [&] { overwrite(machine, 2 * 4096 + 3); },
        1,
        {"ok       user settings", "error    machine settings", "the settings store is damaged"}},
+      {"damaged counter",
+       [&] { overwrite(user, 4096 + 7, 1); },  // which readers do not use
+       1,
+       {"error    user settings", "the settings store is damaged"}},
+      {"another program's database",
+       [&] {
+         std::filesystem::remove(user);
+         sqlite3* database = nullptr;
+         ASSERT_EQ(sqlite3_open(user.c_str(), &database), SQLITE_OK);
+         sqlite3_exec(database, "CREATE TABLE a(b)", nullptr, nullptr, nullptr);
+         sqlite3_close(database);
+       },
+       1,
+       {"error    user settings", "the settings store is damaged"}},
+      {"a link to a file that can be created",
+       [&] {
+         std::filesystem::remove(user);
+         std::filesystem::create_symlink("new.sqlite", user);
+       },
+       0,
+       {"ok       user settings", name + ": nothing stored yet"}},
+      {"folders that can be created",
+       [&] { SetVariable("ORV_REGISTRY_DIR", (folder.path() / "none/deep").string()); },
+       0,
+       {"ok       user settings", "none/deep/user.sqlite: nothing stored yet"}},
+      {"folders below a file",
+       [&] { SetVariable("ORV_REGISTRY_DIR", (user / "deep").string()); },
+       0,
+       {"warning  user settings", "deep/user.sqlite: nothing stored yet, but not writable"}},
       {"interrupted",
        [&] { Interrupt(user); },
        0,
@@ -269,6 +301,10 @@ TEST(Places, TheDoctorFindsFaultsAndChangesNothing) {
        [&] { setLog("LogLevel", "15", "REG_DWORD"); },
        0,
        {"warning  log                LogLevel is ignored: it is not a text (REG_SZ)"}},
+      {"a long text",
+       [&] { setLog("LogLevel", std::string(512, '1').c_str()); },
+       0,
+       {"warning  log                LogLevel is read as empty: it has more than 1024 bytes"}},
       {"no level",
        [&] { setLog("LogLevel", "16"); },
        0,
@@ -284,6 +320,7 @@ TEST(Places, TheDoctorFindsFaultsAndChangesNothing) {
   };
   for (const auto& [state, make, exitCode, rows] : cases) {
     SCOPED_TRACE(state);
+    SetVariable("ORV_REGISTRY_DIR", folder.path().string());
     for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
       std::filesystem::remove_all(entry.path());
     }
@@ -342,6 +379,10 @@ TEST(Places, AUserWithoutTheMachinesSettingsHasOwnPrinters) {
       EXPECT_EQ(result.exitCode, 3);
       EXPECT_TRUE(result.messages.ends_with("user.sqlite: access is denied (system error 5)\n"))
           << result.messages;
+      const std::string found = RunProgram(ORV_PROGRAM, {"doctor"}).output;
+      EXPECT_NE(found.find(permissions != 0 ? ": readable, but not writable" : "-> ask its owner"),
+                found.npos)
+          << found;
     });
   }
   SetVariable("ORV_REGISTRY_DIR", {});
