@@ -129,9 +129,10 @@ TEST(Places, AFullDeviceIsAFailure) {
   ExpectFails({"config", "protect", ORV_EXAMPLES "/orv_conf_lx300.xml", "/dev/full"},
               "cannot write /dev/full");
   ExpectFails({"page", "mono", ORV_EXAMPLES "/label_page.png", "/dev/full"}, "cannot write");
-  for (const char* command : {"config show " ORV_EXAMPLES "/orv_conf_lx300p.xml",
-                              "config unprotect " ORV_EXAMPLES "/orv_conf_lx300p.xml -",
-                              "page dither " ORV_EXAMPLES "/label_page.png -", "config --help"}) {
+  for (const char* command :
+       {"config show " ORV_EXAMPLES "/orv_conf_lx300p.xml",
+        "config unprotect " ORV_EXAMPLES "/orv_conf_lx300p.xml -",
+        "page dither " ORV_EXAMPLES "/label_page.png -", "config --help", "config"}) {
     const std::string line = std::string(ORV_PROGRAM " ") + command + " >/dev/full";
     EXPECT_EQ(RunProgram("/bin/sh", {"-c", line}).exitCode, 3) << command;
   }

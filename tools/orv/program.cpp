@@ -94,16 +94,16 @@ int RunProgram(int argc, char** argv) {
     return error.get_exit_code();
   } catch (const CLI::ParseError& error) {
     // Help was requested. After a misspelt command that of its group would not explain the mistake.
+    std::string help = ShortHelp(&program, arguments, error);
     if (error.get_exit_code() == 0 && !NamesUnknownCommand(&program, arguments)) {
-      std::ostringstream help;  // standard output itself would change line ends on Windows
-      program.exit(error, help);
-      if (WriteOutput(OutputStream::kResults, help.str())) return kDone;
+      std::ostringstream requested;  // standard output itself would change line ends on Windows
+      program.exit(error, requested);
+      help = requested.str();
+    }
+    if (!help.empty()) {
+      if (WriteOutput(OutputStream::kResults, help)) return kDone;
       PrintMessage(L"cannot write standard output: " + FileErrorText());
       return kUnreadable;
-    }
-    if (const std::string help = ShortHelp(&program, arguments, error); !help.empty()) {
-      Print(help);
-      return kDone;
     }
     PrintMessage(DescribeMistake(&program, arguments, error));
     return kUsage;
