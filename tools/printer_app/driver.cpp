@@ -111,7 +111,7 @@ class DataWriter {
   }
 
  private:
-  /// Sets a default that is not within its range, or new.
+  /// Sets a default that is new or outside its range.
   void SetDefault(int* value, const int (&range)[2], int byDefault) const {
     if (isNew_ || *value < range[0] || *value > range[1]) *value = byDefault;
   }
@@ -232,8 +232,8 @@ class DataWriter {
     SetDefault(&data_->speed_default, data_->speed_supported,
                speeds.empty() ? 0 : device_.printSpeeds.defaultSpeed / 1000 * kSpeedUnits);
     data_->darkness_supported = static_cast<int>(device_.darkness.values.size());
-    if (isNew_)
-      data_->darkness_configured = DarknessPercent(config_, device_.darkness.defaultValue);
+    const int darkness = DarknessPercent(config_, device_.darkness.defaultValue);
+    if (isNew_) data_->darkness_configured = darkness;
     tagOEMDEV defaults{};
     FillDefaults(config_, &defaults);
     pappl_label_mode_t usualMode = 0;

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "orv/platform/graphics.h"
+#include "orv/text/utf8.h"
 #include "orv/version.h"
 #include "platform/files.h"
 #include "platform/modules.h"
@@ -74,15 +75,17 @@ bool SaveState(pappl_system_t* system, void* data) {
   return Guarded(system, papplLog, "The printers cannot be saved", [&] {
     const std::string& state = static_cast<Application*>(data)->state;
     const std::string file = state + ".new";
-    std::ofstream(file).close();
+    if (!std::ofstream(file)) {
+      throw std::runtime_error("cannot write " + file + ": " + ToUtf8(FileErrorText()));
+    }
     using std::filesystem::perms;
     std::filesystem::permissions(file, perms::owner_read | perms::owner_write);
-    if (!papplSystemSaveState(system, file.c_str()) || CountMissing(system, file) != 0) {
-      throw std::runtime_error(file + " is not complete; the disk may be full");
+    if (!papplSystemSaveState(system, file.c_str())) {
+      throw std::runtime_error("cannot write " + file + ": " + ToUtf8(FileErrorText()));
     }
     const std::string printers = WithoutActiveJobs(std::ifstream(file));
-    if (!(std::ofstream(file) << printers << std::flush)) {
-      throw std::runtime_error("cannot write " + file + "; the disk may be full");
+    if (!(std::ofstream(file) << printers << std::flush) || CountMissing(system, file) != 0) {
+      throw std::runtime_error(file + " is not complete; the disk may be full");
     }
     std::filesystem::rename(file, state);
     return true;
@@ -133,6 +136,12 @@ std::error_code MakeFolder(const std::filesystem::path& folder) {
   return error;
 }
 
+/// Whether a file may be there but cannot be opened.
+bool IsUnreadable(const std::string& path) {
+  std::error_code error;
+  return (std::filesystem::exists(path, error) || error) && !std::ifstream(path);
+}
+
 /// The address of an interface. PAPPL 1.3.1 listens on the IPv6 address of a name alone if the port
 /// of the IPv4 address is in use.
 std::string AddressOf(const std::string& host) {
@@ -164,6 +173,10 @@ pappl_system_t* MakeSystem(int count, cups_option_t* options, void* data) {
     }
   }
   application->state = folder / "printers.state";
+  if (IsUnreadable(application->state)) {
+    return FailToStart("cannot read " + application->state + ": " + ToUtf8(FileErrorText()) +
+                       "; correct its owner or its rights");
+  }
   const std::string host = option("listen-hostname", kLoopback);
   if (host.empty()) return FailToStart("listen-hostname: the name is empty");  // every interface
   pappl_soptions_t features = PAPPL_SOPTIONS_MULTI_QUEUE | PAPPL_SOPTIONS_WEB_INTERFACE |
