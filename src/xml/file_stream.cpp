@@ -129,9 +129,11 @@ bool FileStream::OpenToAppend(const std::wstring& file) {
     const int unit = encoding.form == TextForm::kUtf16   ? 2
                      : encoding.form == TextForm::kUtf32 ? 4
                                                          : 1;
-    old.clear();
-    if (old.seekg(0, std::ios::end).tellg() % unit != 0) {
-      return Fail(L"it ends inside a character");
+    if (unit > 1) {
+      old.clear();
+      const std::streamoff size = old.seekg(0, std::ios::end).tellg();
+      if (size < 0) return Fail(FileErrorText());
+      if (size % unit != 0) return Fail(L"it ends inside a character");
     }
     encoder_.emplace(std::move(encoding));
   }

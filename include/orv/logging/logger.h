@@ -31,7 +31,7 @@ class ORV_EXPORT CLoggerClient {
  public:
   /// Finds the module's path, name and folder. On failure all three are empty, and `HasError`
   /// returns nonzero. On Linux the handle of a module is the address at which it is loaded, the
-  /// `dli_fbase` of `dladdr`; what `dlopen` returns is another one.
+  /// `dli_fbase` of `dladdr`; `dlopen` returns a different handle.
   void Initialize(HINSTANCE hInstance);
 
   /// Nonzero if `Initialize` failed.
@@ -55,7 +55,7 @@ class ORV_EXPORT CLogger {
   static void StartLogging(CLoggerClient* client);
 
   /// Removes a client. After the last one, the next start reads the settings again. A stop without
-  /// a start makes the count negative: the starts up to 0 then read no settings.
+  /// a start makes the count negative: starts read no settings until the count has reached 0.
   static void StopLogging(CLoggerClient* client);
 
   /// Writes an entry if its level is in the mask or its source is an active group. `message` is the
