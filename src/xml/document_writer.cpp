@@ -8,7 +8,7 @@ namespace orv {
 
 /// The address up to which the markup is complete.
 int DocumentWriter::CompletedEnd() const {
-  if (cursor_.IsOtherNode()) return cursor_.NodeOffset();
+  if (cursor_.IsOtherNode()) return document_.AddressOf(cursor_.NodeOffset());
   if (const int main = cursor_.Main(); main != 0) {
     return HasStartTag(main) ? document_[main].start : document_.ContentEnd(main);
   }
